@@ -1,0 +1,34 @@
+# GoogleTest is built from its packaged sources, once for each ABI: the packaged library is native only.
+#
+# hb_add_test(NAME SOURCES... [LIBS...] [LABELS...] [ARGS...])
+#   one test program, linked with GoogleTest's main; each of its tests becomes a ctest test.
+set(HB_GTEST_SOURCE "/usr/src/googletest" CACHE PATH "GoogleTest's sources")
+
+function(hb_add_googletest)
+  if(TARGET gtest_main)
+    return()
+  endif()
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  set(gtest_force_shared_crt OFF CACHE BOOL "" FORCE)
+  add_subdirectory(${HB_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  foreach(target gtest gtest_main gmock gmock_main)
+    if(HB_SANITIZE)
+      target_compile_options(${target} PRIVATE -fsanitize=${HB_SANITIZE} -fno-omit-frame-pointer)
+    endif()
+  endforeach()
+endfunction()
+
+function(hb_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT" "SOURCES;LIBS;LABELS;PROPERTIES")
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  include(GoogleTest)
+  add_executable(${name} ${T_SOURCES})
+  target_link_libraries(${name} PRIVATE hb_options ${T_LIBS} GTest::gtest_main GTest::gmock)
+  gtest_discover_tests(
+    ${name}
+    DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}" ${T_PROPERTIES})
+endfunction()

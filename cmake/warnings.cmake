@@ -1,0 +1,12 @@
+# hb_options: the language warnings, all of them errors, and the sanitizers. Every target of this project
+# links it privately.
+add_library(hb_options INTERFACE)
+target_compile_options(
+  hb_options
+  INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-align -Werror
+            $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>)
+if(HB_SANITIZE)
+  target_compile_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE} -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer)
+  target_link_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE})
+endif()

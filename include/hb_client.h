@@ -1,0 +1,595 @@
+/*
+ * hb_client.h - the cluster heartbeat client library, libhb_client.so
+ *
+ * A program on a cluster node includes this one header to learn which nodes, adapters, networks and
+ * sites are configured and alive, and to be told the moment that changes.
+ *
+ * CONVENTIONS
+ *
+ *  1. Results.  Unless said otherwise a function returns Hb_Success (2) or Hb_Failure (3).  After
+ *     Hb_Failure the reason is the number that hb_get_errno() gives.  There is one such number for the
+ *     process, not one for each thread; a later success leaves it as it was.
+ *  2. Opening.  A function marked "Opens" first opens the library as hb_init() does, if it is not open.
+ *     If that fails it returns Hb_Failure, has written nothing, and the error number is hb_init's.  The
+ *     numbers that opening can give are listed at hb_init() and are not repeated below.
+ *  3. Outputs are written on success only, except where a function says that it writes a "none" value.
+ *     A null pointer where an answer should go gives error 4 before anything is sent or waited for.
+ *  4. Iterations come in first/next pairs.  "First" starts at the beginning whatever the cursor held;
+ *     "next" goes on from the cursor.  When nothing is left: the none value, error 1, Hb_Failure, and the
+ *     cursor stays.  A cursor below 0 counts as 0.
+ *  5. Memory.  Records are the caller's; the library keeps no pointer into them after a call returns.
+ *     What the library allocates for the caller has a free function of its own named below.
+ *  6. Threads.  Nothing here is locked: use the library from one thread at a time.  It starts no thread,
+ *     changes no signal disposition and lets no C++ exception out.  A write to a daemon that has gone
+ *     raises SIGPIPE, so a program that does not want that signal ignores it (signal(SIGPIPE, SIG_IGN));
+ *     the call then fails with error 16.
+ *  7. Values.  Enumerated fields are plain 32-bit integers: a value that the daemon sends and this header
+ *     does not name is handed on as it arrived.
+ *  8. Layout.  Every record below but Hb_Client_Hb_Info has the same size and offsets in 32-bit and
+ *     64-bit programs.
+ *
+ * ENVIRONMENT, read each time the library is opened
+ *
+ *  HB_SERVER_SOCKET  base path of the daemon's socket; default /var/ha/soc/wisp/server_socket
+ *  HA_DOMAIN_NAME    if not empty, "." and this are appended to the base path
+ *  HA_SYSPAR_NAME    the same, when HA_DOMAIN_NAME is unset or empty
+ *
+ * ERROR NUMBERS
+ *
+ *    1  nothing (more) to iterate over
+ *    2  the time-out ended before anything arrived
+ *    3  the group record does not carry what was asked for
+ *    4  an argument is out of range, or a pointer is null
+ *    5  the group record is of another type
+ *    7  the adapter or address is not in the configuration, or not in the group
+ *    8  the network is not configured
+ *    9  the node is not configured (it has no adapter)
+ *   10  the daemon sent something else than was expected, or a record that does not hold together
+ *   11  the subscription group's type does not allow this
+ *   12  waiting for or reading from the daemon failed
+ *   13  the socket could not be made
+ *   14  the socket's buffer size could not be set
+ *   15  no daemon listens at the socket path, or the path is longer than 107 bytes
+ *   16  the daemon closed the connection
+ *   17  out of memory
+ *   18  sending: bad address         21  sending: input/output error
+ *   22  sending failed otherwise (a part was written, a negative length, no connection)
+ *   23, 27  reading the configuration failed: bad address, otherwise (26: input/output error)
+ *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
+ *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
+ *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise
+ *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise
+ *   59  the subscription could not be handed to the cluster-event handlers
+ *   63  the cluster service did not answer (none is installed)
+ *   81  no cluster-event handler owns any of the ready descriptors
+ *   84  the site is not configured
+ */
+#ifndef HB_CLIENT_H
+#define HB_CLIENT_H
+
+#include <netinet/in.h>
+#include <stdint.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define HB_API __attribute__((visibility("default")))
+#else
+#define HB_API
+#endif
+
+/* ------------------------------------------------------------------------------------------------
+ * Results, truth and capacities
+ * ---------------------------------------------------------------------------------------------- */
+
+/* Result of a call. */
+typedef int32_t Hb_Rc;
+enum { Hb_Success = 2, Hb_Failure = 3 };
+
+/* Truth.  Fields that arrive from the daemon may hold other values than these two. */
+typedef int32_t Hb_Boolean;
+enum { Hb_False = 0, Hb_True = 1 };
+
+/* Fixed capacities of the records. */
+enum {
+    HB_NODE_SLOTS = 2049,    /* node numbers 0 to 2048 */
+    HB_NETWORK_SLOTS = 48,   /* network numbers 0 to 47 */
+    HB_ADAPTER_SLOTS = 98352 /* HB_NODE_SLOTS x HB_NETWORK_SLOTS */
+};
+
+/* Bytes of each text, its terminating NUL included. */
+enum {
+    HB_NAME_SIZE = 32,
+    HB_NETWORK_NAME_SIZE = 70,
+    HB_NETWORK_TYPE_SIZE = 16,
+    HB_ADAPTER_TYPE_SIZE = 36,
+    HB_FFDC_ID_SIZE = 43
+};
+
+/* ------------------------------------------------------------------------------------------------
+ * Numbers and texts
+ *
+ * adapter number = node number x adapters per node + network number
+ * ---------------------------------------------------------------------------------------------- */
+
+typedef int16_t Hb_Node_Number;      /* none: -1 */
+typedef int16_t Hb_Network_Number;   /* none: -1 */
+typedef uint16_t Hb_Site_Number;     /* none: 65535 */
+typedef uint32_t Hb_Adapter_Number;  /* none: 0xFFFFFFFF */
+typedef uint32_t Hb_Incarnation;     /* bit 27: died because it was removed; all bits: not in the group */
+typedef uint32_t Hb_Config_Instance; /* generation of a configuration */
+typedef uint32_t Hb_Sequence_Number; /* generation of shared data */
+typedef int32_t Hb_Cursor;           /* iteration position, one past the last item given */
+
+typedef char Hb_Name[HB_NAME_SIZE];
+typedef char Hb_Network_Name[HB_NETWORK_NAME_SIZE];
+typedef char Hb_Network_Type[HB_NETWORK_TYPE_SIZE];
+typedef char Hb_Adapter_Type[HB_ADAPTER_TYPE_SIZE];
+typedef char Hb_FFDC_Id[HB_FFDC_ID_SIZE];
+
+/* 16-byte address in network byte order.  An IPv4 address sits in v4_in_v6_ipv4 behind the three
+ * filler words 0, 0 and htonl(0xFFFF). */
+typedef union Hb_IP_address6 {
+    struct {
+        uint32_t filler[3];
+        uint32_t v4_in_v6_ipv4;
+    } v4_in_v6;
+    struct in6_addr i6_ipv6;
+} Hb_IP_address6;
+
+/* State of a node, adapter or site, and why a node is in it. */
+typedef int32_t Hb_Entity_State;
+enum { Hb_Entity_Undef = 0, Hb_Entity_Up = 1, Hb_Entity_Down = 2 };
+typedef int32_t Hb_Entity_State_Reason;
+enum {
+    Hb_Entity_State_Reason_Down = 0,
+    Hb_Entity_State_Reason_Up = 1,
+    Hb_Entity_State_Reason_KOBAL_Down = 2,
+    Hb_Entity_State_Reason_KOBAL_Up = 3
+};
+
+/* One configured adapter, 64 bytes. */
+typedef struct Hb_Adapter_Entry {
+    Hb_IP_address6 Hb_ip_address;
+    Hb_Network_Number Hb_network;
+    Hb_Adapter_Type Hb_adapter_type;
+    char Hb_padding[2];
+    Hb_Adapter_Number Hb_adapter_num;
+    Hb_Entity_State Hb_state;
+} Hb_Adapter_Entry;
+
+/* One network, 86 bytes.  It is configured when its name is not empty. */
+typedef struct Hb_Network_Entry {
+    Hb_Network_Name Hb_network_name;
+    Hb_Network_Type Hb_network_type;
+} Hb_Network_Entry;
+
+/* ------------------------------------------------------------------------------------------------
+ * Events and the membership group record
+ * ---------------------------------------------------------------------------------------------- */
+
+/* What happened.  A subscription's mask may hold 1, 2, 4, 16, 32, 64, 256 and 512. */
+typedef int32_t Hb_Events;
+enum {
+    HB_EVENT_DEATH = 1,           /* nodes or adapters died */
+    HB_EVENT_JOIN = 2,            /* nodes or adapters joined */
+    HB_EVENT_NEW_GROUP = 4,       /* a group with all its members */
+    HB_EVENT_FFDC = 8,            /* a first-failure identifier */
+    HB_EVENT_SITE_SPLIT = 32,     /* the sites lost each other */
+    HB_EVENT_SITE_MERGE = 64,     /* the sites found each other */
+    HB_EVENT_CONFIG = 128,        /* the configuration changed; the group record is not filled */
+    HB_EVENT_DIFF_INSTANCE = 256, /* somebody with another configuration instance spoke */
+    HB_EVENT_HEARTBEAT = 512      /* heartbeat settings; read them with hb_get_client_hb_info */
+};
+
+/* Which member of the union of an Hb_Group holds. */
+typedef int32_t Hb_Group_Type;
+enum {
+    Hb_Node_Group = 0,
+    Hb_Adapter_Group = 1,
+    Hb_Diff_Instance_Type = 2,
+    Hb_Repository_Disk_Type = 3,
+    Hb_Site_Group = 4
+};
+
+typedef int32_t Hb_Group_Status;
+enum { Hb_Group_Stable = 0, Hb_Group_Unstable = 1 };
+
+/* 16-byte unique identifiers, as the cluster service gives them. */
+typedef struct Hb_Uuid {
+    uint32_t word[4];
+} Hb_Uuid;
+typedef Hb_Uuid node_id_t;
+typedef Hb_Uuid site_id_t;
+typedef Hb_Uuid cluster_id_t;
+
+/* One side of a split or merge of sites, 68 bytes. */
+typedef struct Hb_Site_Info {
+    node_id_t node_id;
+    uint32_t node_number;
+    site_id_t site_id;
+    uint32_t site_number;
+    uint32_t site_priority;
+    uint32_t site_policy;
+    uint32_t site_merge_flag;
+    cluster_id_t cluster_id;
+} Hb_Site_Info;
+
+typedef struct Hb_Adapter_Membership_Grp {
+    int32_t Hb_num_adapters; /* number of members */
+    Hb_Adapter_Number Hb_group_leader;
+    Hb_Incarnation Hb_group_incarnation;
+    Hb_Incarnation Hb_adapter_list[HB_ADAPTER_SLOTS]; /* by adapter number; 0xFFFFFFFF: not a member */
+} Hb_Adapter_Membership_Grp;
+
+typedef struct Hb_Node_Membership_Grp {
+    int32_t Hb_num_nodes;                   /* number of members */
+    Hb_Boolean Hb_node_list[HB_NODE_SLOTS]; /* by node number; Hb_True: a member */
+} Hb_Node_Membership_Grp;
+
+typedef struct diff_instance_info {
+    Hb_IP_address6 addr;             /* who spoke */
+    Hb_Config_Instance machinesInst; /* its configuration instance */
+} diff_instance_info;
+
+typedef struct site_split_info {
+    Hb_Site_Info local_site;
+    Hb_Site_Info remote_site;
+} site_split_info;
+
+typedef struct site_merge_info {
+    uint32_t num_local_up_nodes;
+    uint32_t num_remote_up_nodes;
+    Hb_Site_Info local_site;
+    Hb_Site_Info remote_site;
+} site_merge_info;
+
+/* One event, 393,480 bytes: allocate it on the heap or statically, not on a small stack.  The caller
+ * owns it; each event overwrites what it uses of it and leaves the rest. */
+typedef struct Hb_Group {
+    Hb_Group_Type Hb_group_type;
+    Hb_Cursor Hb_cursor; /* of the iterations over this record: one at a time */
+    Hb_Events Hb_events;
+    Hb_Group_Status Hb_group_status; /* meaningful for new-group events */
+    Hb_FFDC_Id Hb_ffdc_id;           /* empty when there is none */
+    char Hb_padding;
+    union {
+        Hb_Adapter_Membership_Grp Hb_adapter_membership_grp;
+        Hb_Node_Membership_Grp Hb_node_membership_grp;
+        struct diff_instance_info diff_instance_info;
+        struct site_split_info site_split_info;
+        struct site_merge_info site_merge_info;
+    } Hb_membership_grp_union;
+} Hb_Group;
+
+/* One adapter at one incarnation; from hb_get_group_id, a group. */
+typedef struct Hb_Adapter_Identifier {
+    Hb_Adapter_Number Hb_adapter_number;
+    Hb_Incarnation Hb_incarnation;
+    Hb_Boolean Hb_died_because_removed;
+} Hb_Adapter_Identifier;
+typedef Hb_Adapter_Identifier Hb_Group_Identifier;
+
+/* Heartbeat settings of the daemon.  Its size follows the platform's timeval. */
+typedef struct Hb_Client_Hb_Info {
+    struct timeval client_hb_thresh; /* heartbeat threshold, seconds and microseconds */
+    Hb_Boolean client_hb_is_enabled;
+    pid_t client_hb_daemon_pid;
+} Hb_Client_Hb_Info;
+
+/* ------------------------------------------------------------------------------------------------
+ * The subscription group
+ * ---------------------------------------------------------------------------------------------- */
+
+typedef int32_t Hb_Subscription_Type;
+enum {
+    Hb_Node_Subscription = 0,
+    Hb_All_Nodes_Subscription = 1, /* while hb_subscribe runs only */
+    Hb_Adapter_Subscription = 2,
+    Hb_All_Adapters_Subscription = 3, /* while hb_subscribe runs only */
+    Hb_Empty_Subscription = 4,
+    Hb_Network_Subscription = 5,
+    Hb_Diff_Inst_Num_Subscription = 6,
+    Hb_Site_Subscription = 7,
+    Hb_All_Sites_Subscription = 8 /* while hb_subscribe runs only */
+};
+
+/* Bytes of the bitmaps.  Number i is bit 0x80 >> (i mod 8) of byte i / 8. */
+enum { HB_ADAPTER_BITMAP_SIZE = 12294, HB_NODE_BITMAP_SIZE = 257, HB_SITE_BITMAP_SIZE = 1 };
+
+/* What a client wants events for, 12,348 bytes; sent to the daemon as it lies in memory.  Build it with
+ * the functions below, starting with hb_empty_subscription_group. */
+typedef struct Hb_Subscription_Group {
+    Hb_Subscription_Type Hb_subscription_type;
+    Hb_Cursor Hb_cursor;         /* of the iterations over this record: one at a time */
+    Hb_Events Hb_events;         /* the mask last given to hb_subscribe */
+    Hb_Name Hb_name;             /* the name last given to hb_subscribe */
+    Hb_Network_Number Hb_netnum; /* not used */
+    char Hb_padding[2];
+    union {
+        struct {
+            int32_t Hb_num_adapters;
+            uint8_t Hb_adapter_list[HB_ADAPTER_BITMAP_SIZE];
+            char Hb_padding[2];
+        } Hb_adapter_subscription_grp;
+        struct {
+            int32_t Hb_num_nodes;
+            uint8_t Hb_node_list[HB_NODE_BITMAP_SIZE];
+            char Hb_padding[3];
+        } Hb_node_subscription_grp;
+        struct {
+            int32_t Hb_num_sites;
+            uint8_t Hb_site_list[HB_SITE_BITMAP_SIZE];
+            char Hb_padding[3];
+        } Hb_site_subscription_grp;
+    } Hb_subscription_grp_union;
+} Hb_Subscription_Group;
+
+/* ------------------------------------------------------------------------------------------------
+ * Session
+ * ---------------------------------------------------------------------------------------------- */
+
+/* Opens the library: resolves the socket path from the environment, connects to the daemon, attaches the
+ * shared segments and loads the configuration.  Does nothing when it is open.  A caller need not call it.
+ * A failed call may be repeated; the next one starts afresh.
+ * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode 63. */
+HB_API Hb_Rc hb_init(void);
+
+/* Closes the library: drops the cluster-event handlers and the connection.  The shared segments stay
+ * attached until the process ends or the library is opened again.  Descriptors got from
+ * hb_get_file_descriptor_array are no longer valid.  Succeeds, also when the library is not open. */
+HB_API Hb_Rc hb_terminate(void);
+
+/* The reason of the last failure in any thread; 0 while nothing has failed.  Does not open the library. */
+HB_API int hb_get_errno(void);
+
+/* Steps of opening and closing, for programs that manage the connection themselves.  None opens the
+ * library.
+ * hb_init_communication resolves the socket path and makes the connection and its wait set, after
+ * dropping what an earlier attempt left.  Errors: 12, 13, 14, 15, 17.
+ * hb_remove_socket drops the connection and hb_remove_client_select the wait set; both succeed, also when
+ * there is none. */
+HB_API Hb_Rc hb_init_communication(void);
+HB_API Hb_Rc hb_remove_socket(void);
+HB_API Hb_Rc hb_remove_client_select(void);
+
+/* Registers the trace component "_HBC" with the trace library, once for the process.  hb_init does it. */
+HB_API void hbc_initialize_trace_once(void);
+
+/* ------------------------------------------------------------------------------------------------
+ * Events
+ * ---------------------------------------------------------------------------------------------- */
+
+/* The descriptors to wait on for reading: *descriptor becomes a new array of *numbers_of_fds descriptors
+ * followed by -1, to be released with hb_free_file_descriptor_array.  The descriptors stay the library's:
+ * do not close, read or write them.  In daemon mode there is one; ask again after hb_terminate.
+ * Opens.  Errors: 4 (null pointer), 17. */
+HB_API Hb_Rc hb_get_file_descriptor_array(int **descriptor, int *numbers_of_fds);
+
+/* Releases an array from hb_get_file_descriptor_array.  Does not open the library.
+ * Errors: 4 (null pointer). */
+HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
+
+/* Waits for the next event and takes it.
+ *   descriptors  an array from hb_get_file_descriptor_array; if its first entry is -1 the call fails at
+ *                once and sets no error number
+ *   timeout      how long to wait for an event to begin; null waits without limit; not changed
+ *   events       gets the kind of event, one value of HB_EVENT_...
+ *   name         gets the name of the subscription the event belongs to; at least 32 bytes.
+ *                "Hb_Config_Group" for a configuration change, "Hb_FFDC_Group" for a failure identifier
+ *   group        gets the event
+ *   seqnum_p     gets the event's sequence number
+ * A configuration change replaces the configuration that the queries below answer from.
+ * Does not open the library, but connects it in daemon mode when there is no connection (errors of
+ * hb_init).
+ * Errors: 2 time-out, 4 null pointer, 10 unexpected or unsound record (it is dropped; *seqnum_p and the
+ * group's Hb_ffdc_id have been set, nothing else), 12 wait or read failed, 16 the daemon closed the
+ * connection (hb_terminate and a new call open it again), 17 out of memory, 81 in cluster-event mode. */
+HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
+                                  Hb_Group *group, unsigned long *seqnum_p);
+
+/* Copies the daemon's heartbeat settings as the last heartbeat event gave them; all zero before the first.
+ * Does not open the library.  Errors: 4 (null pointer). */
+HB_API Hb_Rc hb_get_client_hb_info(Hb_Client_Hb_Info *client_hb_info_p);
+
+/* ------------------------------------------------------------------------------------------------
+ * Configuration: counts.  All open.  Errors: 4 (null pointer).
+ * ---------------------------------------------------------------------------------------------- */
+
+/* The number of the node this program runs on. */
+HB_API Hb_Rc hb_get_my_node_number(Hb_Node_Number *node);
+/* How many nodes own at least one adapter. */
+HB_API Hb_Rc hb_get_number_of_configured_nodes(int *count);
+/* How many networks the configuration lists. */
+HB_API Hb_Rc hb_get_number_of_configured_networks(int *count);
+/* How many adapters are configured, whatever their state. */
+HB_API Hb_Rc hb_get_number_of_configured_adapters(int *count);
+/* How many sites are configured; 0 in daemon mode. */
+HB_API Hb_Rc hb_get_number_of_configured_sites(int *count);
+
+/* ------------------------------------------------------------------------------------------------
+ * Configuration: iterations.  All open.  The cursor is the caller's and need not be set before "first".
+ * Errors: 1 nothing left (the none value is written, the cursor stays), 4 null pointer.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* Nodes that own an adapter, ascending.  None: -1. */
+HB_API Hb_Rc hb_get_first_configured_node_number(Hb_Node_Number *node, Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_node_number(Hb_Node_Number *node, Hb_Cursor *cursor);
+
+/* Sites, ascending.  None: 65535. */
+HB_API Hb_Rc hb_get_first_configured_site_number(Hb_Site_Number *site, Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_site_number(Hb_Site_Number *site, Hb_Cursor *cursor);
+
+/* Networks that have a name, ascending.  None: -1. */
+HB_API Hb_Rc hb_get_first_configured_network_number(Hb_Network_Number *network, Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_network_number(Hb_Network_Number *network, Hb_Cursor *cursor);
+
+/* All adapters in the order in which the configuration lists them.  None: 0xFFFFFFFF. */
+HB_API Hb_Rc hb_get_first_configured_adapter_number(Hb_Adapter_Number *adapter, Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_adapter_number(Hb_Adapter_Number *adapter, Hb_Cursor *cursor);
+
+/* The adapters of one network in the order of the configuration.  None: 0xFFFFFFFF.
+ * Also: 4 network out of range, 8 network not configured (then nothing is written). */
+HB_API Hb_Rc hb_get_first_configured_adapter_in_network(Hb_Network_Number network, Hb_Adapter_Number *adapter,
+                                                        Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_adapter_in_network(Hb_Network_Number network, Hb_Adapter_Number *adapter,
+                                                       Hb_Cursor *cursor);
+
+/* The adapters of one node, ascending.  None: 0xFFFFFFFF.
+ * Also: 4 node out of range, 9 node not configured (then nothing is written). */
+HB_API Hb_Rc hb_get_first_configured_adapter_in_node(Hb_Node_Number node, Hb_Adapter_Number *adapter,
+                                                     Hb_Cursor *cursor);
+HB_API Hb_Rc hb_get_next_configured_adapter_in_node(Hb_Node_Number node, Hb_Adapter_Number *adapter,
+                                                    Hb_Cursor *cursor);
+
+/* ------------------------------------------------------------------------------------------------
+ * Configuration: look-ups.  All open.  Errors: 4 a number out of range or a null pointer, and as told.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* The first adapter, in the order of the configuration, that has this address.
+ * Error 7: none has; *adapter becomes 0xFFFFFFFF. */
+HB_API Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number *adapter);
+
+/* The adapter in slot offset (the network number) of a node.  Error 7: there is none. */
+HB_API Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter);
+
+/* How many adapters a node has.  Error 9: the node is not configured. */
+HB_API Hb_Rc hb_get_number_of_configured_adapters_in_node(Hb_Node_Number node, int *count);
+
+/* The node of an adapter.  Error 7: no such adapter. */
+HB_API Hb_Rc hb_get_node_number_by_adapter_number(Hb_Adapter_Number adapter, Hb_Node_Number *node);
+
+/* The adapter's type, for instance an interface name; type has at least 36 bytes.  Error 7: no such
+ * adapter. */
+HB_API Hb_Rc hb_get_adapter_type_by_number(Hb_Adapter_Number adapter, char *type);
+
+/* The adapter's address.  Error 7: no such adapter. */
+HB_API Hb_Rc hb_get_adapter_address_by_number(Hb_Adapter_Number adapter, Hb_IP_address6 *address);
+
+/* The network's name; name has at least 70 bytes.  Error 8: the network is not configured. */
+HB_API Hb_Rc hb_get_network_name_by_number(Hb_Network_Number network, char *name);
+
+/* The network's type; type has at least 16 bytes.  A network in range that is not configured has an empty
+ * type and is no error. */
+HB_API Hb_Rc hb_get_network_type_by_number(Hb_Network_Number network, char *type);
+
+/* The lowest-numbered network of this name.  Error 8: there is none; *network becomes -1. */
+HB_API Hb_Rc hb_get_network_number_by_name(char *name, Hb_Network_Number *network);
+
+/* ------------------------------------------------------------------------------------------------
+ * Reading an event's group record.  A null pointer gives error 4.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* The nodes of a node group, ascending; the position is kept in the record.  Opens.
+ * Errors: 1 no more (*node becomes -1), 5 not a node group. */
+HB_API Hb_Rc hb_get_first_node(Hb_Group *group, Hb_Node_Number *node);
+HB_API Hb_Rc hb_get_next_node(Hb_Group *group, Hb_Node_Number *node);
+
+/* The adapters of an adapter group, ascending, each with its incarnation (bit 27 taken out) and whether it
+ * died because it was removed from the configuration.  Opens.
+ * Errors: 1 no more (*adapter is left as it was), 5 not an adapter group. */
+HB_API Hb_Rc hb_get_first_adapter(Hb_Group *group, Hb_Adapter_Identifier *adapter);
+HB_API Hb_Rc hb_get_next_adapter(Hb_Group *group, Hb_Adapter_Identifier *adapter);
+
+/* What the record holds for the node: Hb_True for a member; other values as they arrived.  Does not open
+ * the library: before it is open every number is out of range.
+ * Hb_False with error 4 out of range, 5 not a node group. */
+HB_API Hb_Boolean hb_is_node_in_group(Hb_Group *group, Hb_Node_Number node);
+
+/* Whether the adapter is a member.  Does not open the library, as above.
+ * Hb_False with error 4 out of range, 5 not an adapter group. */
+HB_API Hb_Boolean hb_is_adapter_in_group(Hb_Group *group, Hb_Adapter_Number adapter);
+
+/* The adapter's number and its incarnation as stored, bit 27 left in; Hb_died_because_removed is not
+ * written.  Opens.  Errors: 4 out of range, 5 not an adapter group, 7 not in the group. */
+HB_API Hb_Rc hb_get_adapter_id(Hb_Group *group, Hb_Adapter_Number adapter, Hb_Adapter_Identifier *id);
+
+/* Whether the group is stable (0) or not (1).  Opens.  Errors: 3 not a new-group event. */
+HB_API Hb_Rc hb_get_group_status(Hb_Group *group, int *status);
+
+/* The leader of an adapter group and its incarnation as stored.  Opens.
+ * Errors: 3 not a new-group event, 4 the leader is no adapter number, 5 not an adapter group. */
+HB_API Hb_Rc hb_get_group_leader_id(Hb_Group *group, Hb_Adapter_Identifier *id);
+
+/* The identity of an adapter group: its leader and the group's own incarnation.  Opens.
+ * Errors: 3 not a new-group event, 5 not an adapter group. */
+HB_API Hb_Rc hb_get_group_id(Hb_Group *group, Hb_Group_Identifier *id);
+
+/* The first-failure identifier of a death, join or failure-identifier event.  Opens.
+ * Errors: 3 another event, or it carries none. */
+HB_API Hb_Rc hb_get_FFDC_id(Hb_Group *group, Hb_FFDC_Id *ffdc_id);
+
+/* Who spoke with another configuration instance.  Opens.  Errors: 3 another event. */
+HB_API Hb_Rc hb_get_different_instance_sender(Hb_Group *group, diff_instance_info *info);
+
+/* The two sides of a merge or split of sites.  The record is not checked: call them for HB_EVENT_SITE_MERGE
+ * and HB_EVENT_SITE_SPLIT only.  Do not open the library. */
+HB_API Hb_Rc hb_get_site_merge_info(Hb_Group *group, site_merge_info *info);
+HB_API Hb_Rc hb_get_site_split_info(Hb_Group *group, site_split_info *info);
+
+/* The incarnation of an identifier.  Does not open the library; 0xFFFFFFFF with error 4 for null. */
+HB_API Hb_Incarnation hb_adapter_incarnation(Hb_Adapter_Identifier *id);
+
+/* Whether the adapter died because it was removed from the configuration.  Opens; when that fails the
+ * result is 3 (Hb_Failure), which is neither Hb_True nor Hb_False. */
+HB_API Hb_Boolean hb_has_adapter_died_because_removed(Hb_Adapter_Identifier *id);
+
+/* ------------------------------------------------------------------------------------------------
+ * Subscribing.  A null pointer gives error 4.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* Makes the record an empty group.  Opens. */
+HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
+
+/* Add or remove one member.  The first member decides what the group is of; adding a member twice or
+ * removing an absent one is no error.  A network stands for all its adapters, can be added only to an
+ * empty group, and no second one can follow.  All open.
+ * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group is of
+ * another kind. */
+HB_API Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
+HB_API Hb_Rc hb_remove_node_from_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
+HB_API Hb_Rc hb_add_adapter_to_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter);
+HB_API Hb_Rc hb_remove_adapter_from_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter);
+HB_API Hb_Rc hb_add_network_to_subscription_group(Hb_Subscription_Group *group, Hb_Network_Number network);
+HB_API Hb_Rc hb_remove_network_from_subscription_group(Hb_Subscription_Group *group, Hb_Network_Number network);
+HB_API Hb_Rc hb_add_site_to_subscription_group(Hb_Subscription_Group *group, Hb_Site_Number site);
+HB_API Hb_Rc hb_remove_site_from_subscription_group(Hb_Subscription_Group *group, Hb_Site_Number site);
+
+/* Make the group hold every configured node, adapter or site, whatever it held.  All open. */
+HB_API Hb_Rc hb_add_all_nodes_to_subscription_group(Hb_Subscription_Group *group);
+HB_API Hb_Rc hb_add_all_adapters_to_subscription_group(Hb_Subscription_Group *group);
+HB_API Hb_Rc hb_add_all_sites_to_subscription_group(Hb_Subscription_Group *group);
+
+/* The members, ascending; the position is kept in the record.  All open.
+ * Errors: 1 no more (-1, 0xFFFFFFFF or 65535 is written), 11 the group is of another kind. */
+HB_API Hb_Rc hb_get_first_subscription_node(Hb_Subscription_Group *group, Hb_Node_Number *node);
+HB_API Hb_Rc hb_get_next_subscription_node(Hb_Subscription_Group *group, Hb_Node_Number *node);
+HB_API Hb_Rc hb_get_first_subscription_adapter(Hb_Subscription_Group *group, Hb_Adapter_Number *adapter);
+HB_API Hb_Rc hb_get_next_subscription_adapter(Hb_Subscription_Group *group, Hb_Adapter_Number *adapter);
+HB_API Hb_Rc hb_get_first_subscription_site(Hb_Subscription_Group *group, Hb_Site_Number *site);
+HB_API Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site_Number *site);
+
+/* Asks for the events of the mask about the group's members, under a name of at most 31 characters (more
+ * is cut).  The group can be changed and subscribed again afterwards.  Mask 96 asks for site events
+ * whatever the group holds and leaves it a site group; mask 256 asks for different-instance notices and
+ * leaves it of that type.  Does not open the library: open it first.
+ * Errors: 4 mask empty or with a bit outside 0x377, 11 the group is empty, 16, 18, 21, 22 sending failed
+ * (22: not open), 59 in cluster-event mode. */
+HB_API Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events);
+
+/* Ends the subscription of that name.  Opens.  Errors: 16, 18, 21, 22 sending failed. */
+HB_API Hb_Rc hb_unsubscribe(const char *name);
+
+/* Acknowledge a split or merge of sites.  They do nothing and succeed; they do not open the library. */
+HB_API Hb_Rc hb_site_down(Hb_Group *group);
+HB_API Hb_Rc hb_site_merge(Hb_Group *group);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,17 @@
+#include "lib/MOX_HBC_trace.h"
+
+#include "hb_client.h"
+
+const tr_category_description_t hbc_trace_categories[num_categories] = {
+    {0, "Errors", 0, 0}, {1, "Info", 1, 0}, {2, "Debug", 2, 0}};
+unsigned char hbc_trace_detail_levels[num_categories] = {};
+tr_file_token_t *pTokens = nullptr;
+int32_t hbc_trace_inited = 0;
+
+void hbc_initialize_trace_once() {
+    if (hbc_trace_inited == 0) {
+        tr_ms_register_component_1(HB_TRACE_COMPONENT, hbc_trace_detail_levels, hbc_trace_categories,
+                                   num_categories, &pTokens);
+        hbc_trace_inited = 1;
+    }
+}

@@ -1,0 +1,228 @@
+#include "lib/hb_communication/configuration_load.h"
+
+#include <bitset>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "lib/MOX_HBC_trace.h"
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/packet.h"
+#include "lib/hb_communication/request.h"
+#include "lib/hb_global_data/address_text.h"
+#include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+
+namespace {
+
+struct Hash_Release {
+    void operator()(H_table_str *table) const { Hash_free(table); }
+};
+using Owned_Hash = std::unique_ptr<H_table_str, Hash_Release>;
+
+// What a load replaces, built whole before the table is touched.
+struct Lists {
+    std::unique_ptr<Hb_Adapter_Entry[]> adapters;
+    std::unique_ptr<Hb_Node_Entry[]> nodes;
+    Owned_Hash by_number;
+    Owned_Hash by_address;
+    Owned_Hash by_node;
+    int node_count = 0;
+};
+
+void trace_adapter(Hb_Adapter_Number adapter, int node) {
+    if (hb_trace_on(HB_TRACE_INFO)) {
+        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, HB_TR_LOAD_ADAPTER, pTokens[HB_TRACE_INFO], 2, adapter,
+                                 node);
+    }
+}
+
+void trace_duplicate(Hb_Adapter_Entry &entry) {
+    if (!hb_trace_on(HB_TRACE_INFO)) {
+        return;
+    }
+    char address[INET6_ADDRSTRLEN];
+    wisplib_ntop(&entry.Hb_ip_address, address);
+    char type[HB_ADAPTER_TYPE_SIZE + 1] = {};
+    std::memcpy(type, entry.Hb_adapter_type, HB_ADAPTER_TYPE_SIZE);
+    tr_ms_record_data_1(HB_TRACE_COMPONENT, HB_TR_LOAD_DUPLICATE_ADDRESS, pTokens[HB_TRACE_INFO], 4, address,
+                        static_cast<int>(std::strlen(address) + 1), type,
+                        static_cast<int>(std::strlen(type) + 1), &entry.Hb_adapter_num, 4, &entry.Hb_state, 4);
+}
+
+const H_IPv6_key_t *address_key(const Hb_Adapter_Entry &entry) {
+    static_assert(sizeof(H_IPv6_key_t) == sizeof(Hb_IP_address6));
+    return reinterpret_cast<const H_IPv6_key_t *>(&entry.Hb_ip_address);
+}
+
+bool allocate(Lists &lists, int adapters) {
+    lists.adapters.reset(new (std::nothrow) Hb_Adapter_Entry[static_cast<std::size_t>(adapters)]);
+    lists.nodes.reset(new (std::nothrow) Hb_Node_Entry[HB_NODE_SLOTS]());
+    lists.by_number.reset(Hash_init("Hb_Adapter list", prime(2 * adapters)));
+    lists.by_node.reset(Hash_init("preMOX_node list", prime(4098)));
+    lists.by_address.reset(Hash_init("preMOX_Hb_IP list", prime(2 * adapters)));
+    return lists.adapters && lists.nodes && lists.by_number && lists.by_node && lists.by_address;
+}
+
+bool add_by_number(Lists &lists, Hb_Adapter_Entry &entry) {
+    const int before = Hash_entries(lists.by_number.get());
+    const void *earlier = Hash_insert(entry.Hb_adapter_num, lists.by_number.get(), &entry);
+    return earlier != nullptr || Hash_entries(lists.by_number.get()) > before;
+}
+
+bool add_node(Lists &lists, int node) {
+    Hb_Node_Entry &entry = lists.nodes[static_cast<std::size_t>(lists.node_count)];
+    entry.node_num = static_cast<Hb_Node_Number>(node);
+    Hash_insert(static_cast<unsigned long>(node), lists.by_node.get(), &entry);
+    ++lists.node_count;
+    return Hash_entries(lists.by_node.get()) == lists.node_count;
+}
+
+// The first adapter of an address keeps it. Inserting and putting the earlier one back walks the chain once
+// for the usual case of a new address.
+bool add_by_address(Lists &lists, Hb_Adapter_Entry &entry) {
+    const int before = Hash_entries(lists.by_address.get());
+    void *earlier = Hash_insert_IPv6(address_key(entry), lists.by_address.get(), &entry);
+    if (earlier != nullptr) {
+        Hash_insert_IPv6(address_key(entry), lists.by_address.get(), earlier);
+        trace_duplicate(entry);
+        return true;
+    }
+    return Hash_entries(lists.by_address.get()) > before;
+}
+
+bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
+    const int count = snapshot.header.Hb_num_adapters;
+    if (!allocate(lists, count)) {
+        return false;
+    }
+    if (count > 0) {
+        std::memcpy(lists.adapters.get(), snapshot.adapters,
+                    sizeof(Hb_Adapter_Entry) * static_cast<std::size_t>(count));
+    }
+    std::bitset<HB_NODE_SLOTS> seen;
+    for (int i = 0; i < count; ++i) {
+        Hb_Adapter_Entry &entry = lists.adapters[static_cast<std::size_t>(i)];
+        const auto node = static_cast<int>(entry.Hb_adapter_num /
+                                           static_cast<uint32_t>(snapshot.header.Hb_adapters_per_node));
+        if (!add_by_number(lists, entry)) {
+            return false;
+        }
+        trace_adapter(entry.Hb_adapter_num, node);
+        if (!seen[static_cast<std::size_t>(node)]) {
+            seen[static_cast<std::size_t>(node)] = true;
+            if (!add_node(lists, node)) {
+                return false;
+            }
+        }
+        if (!add_by_address(lists, entry)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_Internal &table) {
+    delete[] table.Hb_global_adapter_list;
+    delete[] table.node_list;
+    Hash_free(table.adap_hash);
+    Hash_free(table.ip_hash);
+    Hash_free(table.node_hash);
+    table.Hb_global_adapter_list = lists.adapters.release();
+    table.node_list = lists.nodes.release();
+    table.adap_hash = lists.by_number.release();
+    table.ip_hash = lists.by_address.release();
+    table.node_hash = lists.by_node.release();
+    table.local_node_number = snapshot.header.local_node_number;
+    table.Hb_max_nodes = snapshot.header.Hb_max_nodes;
+    table.Hb_num_nodes = lists.node_count;
+    table.Hb_adapters_per_node = snapshot.header.Hb_adapters_per_node;
+    table.Hb_num_adapters = snapshot.header.Hb_num_adapters;
+    table.Hb_num_networks = snapshot.header.Hb_num_networks;
+    std::memcpy(table.Hb_global_network_list, snapshot.networks,
+                sizeof(Hb_Network_Entry) * static_cast<std::size_t>(snapshot.header.Hb_num_networks));
+}
+
+Hb_Rc fail(int number) {
+    set_hb_errno(number);
+    return Hb_Failure;
+}
+
+int receive_error(long socket_status) {
+    switch (socket_status) {
+    case HB_CSOCK_FAULT:
+        return 23;
+    case 10:
+        return 24;
+    case 11:
+        return 25;
+    case HB_CSOCK_READ_IO:
+        return 26;
+    case HB_CSOCK_EOF:
+        return 16;
+    default:
+        return 27;
+    }
+}
+
+} // namespace
+
+bool hb_load_snapshot(const Hb_Snapshot_View &snapshot) {
+    Lists lists;
+    if (!build(lists, snapshot)) {
+        set_hb_errno(17);
+        return false;
+    }
+    install(lists, snapshot, global_config_tbl);
+    return true;
+}
+
+void hb_get_adapter_network(client_packet *recv_pack) {
+    hb_load_snapshot(hb_trusted_snapshot(recv_pack));
+}
+
+Hb_Rc hb_recv_config_info() {
+    if (IsMOX) {
+        // No cluster service can be asked from this process.
+        return fail(63);
+    }
+    if (hb_send(HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
+        return Hb_Failure;
+    }
+    char *bytes = nullptr;
+    int length = 0;
+    if (client_socket->receive(&bytes, length) != Hb_Success) {
+        return fail(receive_error(client_socket->Error()));
+    }
+    const Hb_Packet packet(bytes, length);
+    if (!packet.has_header() || packet.get()->kind != HB_CONFIGURATION_INFO) {
+        return fail(10);
+    }
+    const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
+    if (!snapshot) {
+        return fail(10);
+    }
+    return hb_load_snapshot(*snapshot) ? Hb_Success : Hb_Failure;
+}
+
+void hb_init_global_node_tbl() {
+    const Hb_Configuration_Internal &table = global_config_tbl;
+    const int nodes = table.Hb_max_nodes < HB_NODE_SLOTS ? table.Hb_max_nodes : HB_NODE_SLOTS;
+    for (int node = 0; node < nodes; ++node) {
+        global_node_tbl[node] = Hb_False;
+    }
+    global_num_nodes = 0;
+    if (table.Hb_adapters_per_node <= 0) {
+        return;
+    }
+    // By the adapters there are, not by the slots there could be.
+    for (int i = 0; i < table.Hb_num_adapters; ++i) {
+        const uint32_t node =
+            table.Hb_global_adapter_list[i].Hb_adapter_num / static_cast<uint32_t>(table.Hb_adapters_per_node);
+        if (node < static_cast<uint32_t>(nodes) && global_node_tbl[node] == Hb_False) {
+            global_node_tbl[node] = Hb_True;
+            ++global_num_nodes;
+        }
+    }
+}

@@ -1,0 +1,21 @@
+// From a configuration message to the configuration table.
+#ifndef HB_CONFIGURATION_LOAD_H
+#define HB_CONFIGURATION_LOAD_H
+
+#include "lib/hb_communication/snapshot_view.h"
+
+// Replaces the table's lists and hash tables by the snapshot's. False, with the table as it was and error
+// 17, when memory is short. The node table is not touched.
+bool hb_load_snapshot(const Hb_Snapshot_View &snapshot);
+
+// The same from a packet that hb_view_snapshot has accepted; the packet stays the caller's.
+void hb_get_adapter_network(client_packet *recv_pack);
+
+// Asks the daemon, or in MOX mode the cluster service, for the configuration and loads it.
+// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send; 63 in MOX mode.
+Hb_Rc hb_recv_config_info();
+
+// Derives global_node_tbl and global_num_nodes from the table.
+void hb_init_global_node_tbl();
+
+#endif

@@ -1,0 +1,8 @@
+// The order of plain ints, for qsort.
+#ifndef HB_INT_COMPARE_H
+#define HB_INT_COMPARE_H
+
+// Negative, zero or positive as the first int is below, equal to or above the second.
+int int_compare(const void *a, const void *b);
+
+#endif

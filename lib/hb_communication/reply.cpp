@@ -1,0 +1,74 @@
+#include "lib/hb_communication/reply.h"
+
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_global_data/error_number.h"
+
+namespace {
+
+Hb_Rc fail(int number) {
+    set_hb_errno(number);
+    return Hb_Failure;
+}
+
+} // namespace
+
+Hb_Rc hb_wait_for_connection(const timeval *timeout) {
+    if (timeout == nullptr) {
+        return Hb_Success;
+    }
+    if (client_socket == nullptr || client_select == nullptr || client_socket->socket() >= FD_SETSIZE) {
+        return fail(12);
+    }
+    const int fd = client_socket->socket();
+    client_select->timeout(*timeout);
+    for (;;) {
+        client_select->rd_zero();
+        client_select->wr_zero();
+        client_select->ex_zero();
+        client_select->rd_set(fd);
+        if (client_select->wait() == Hb_Success) {
+            break;
+        }
+        if (client_select->Error() != HB_SELECT_INTERRUPTED) {
+            return fail(12);
+        }
+    }
+    return client_select->rd_isset(fd) != 0 ? Hb_Success : fail(2);
+}
+
+Hb_Rc hb_receive_packet(Hb_Packet &packet) {
+    if (client_socket == nullptr) {
+        return fail(12);
+    }
+    char *bytes = nullptr;
+    int length = 0;
+    if (client_socket->receive(&bytes, length) != Hb_Success) {
+        return fail(client_socket->eof() != Hb_False ? 16 : 12);
+    }
+    packet = Hb_Packet(bytes, length);
+    return Hb_Success;
+}
+
+Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &packet, const timeval *timeout) {
+    if (hb_wait_for_connection(timeout) != Hb_Success) {
+        return Hb_Failure;
+    }
+    Hb_Packet received;
+    if (hb_receive_packet(received) != Hb_Success) {
+        return Hb_Failure;
+    }
+    if (received.bytes().size() < static_cast<std::size_t>(min_length) || received.get()->kind != msg_type) {
+        return fail(10);
+    }
+    packet = std::move(received);
+    return Hb_Success;
+}
+
+Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout) {
+    Hb_Packet packet;
+    if (hb_receive_reply(msg_type, HB_REPLY_HEADER_SIZE, packet, timeout) != Hb_Success) {
+        return Hb_Failure;
+    }
+    return_packet = packet.release();
+    return Hb_Success;
+}

@@ -1,0 +1,70 @@
+#include "lib/hb_communication/request.h"
+
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+
+namespace {
+
+int error_number_of(long socket_status) {
+    switch (socket_status) {
+    case HB_CSOCK_FAULT:
+        return 18;
+    case 6:
+        return 19;
+    case 7:
+        return 20;
+    case HB_CSOCK_WRITE_IO:
+        return 21;
+    case HB_CSOCK_EOF:
+        return 16;
+    default:
+        return 22;
+    }
+}
+
+Hb_Rc fail(int number) {
+    set_hb_errno(number);
+    return Hb_Failure;
+}
+
+} // namespace
+
+Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
+    if (IsMOX) {
+        return Hb_Success;
+    }
+    if (client_socket == nullptr || msg_len < 0 || msg_len > INT_MAX - HB_REQUEST_HEADER_SIZE) {
+        return fail(22);
+    }
+    // Suspicions carry a number in `len` and so may be longer than a packet; such a record is built on the
+    // heap, the common ones on the stack.
+    const int size = HB_REQUEST_HEADER_SIZE + msg_len;
+    packet_t common;
+    std::unique_ptr<char[]> large;
+    char *record = reinterpret_cast<char *>(&common);
+    if (msg_len > HB_REQUEST_MESSAGE_SIZE) {
+        large.reset(new (std::nothrow) char[static_cast<std::size_t>(size)]);
+        if (!large) {
+            return fail(22);
+        }
+        record = large.get();
+    }
+    std::memset(record, 0, static_cast<std::size_t>(size));
+    auto *packet = reinterpret_cast<packet_t *>(record);
+    packet->kind = msg_type;
+    packet->len = msg_len;
+    packet->origin.client.pid = client_pid;
+    if (msg_data != nullptr) {
+        std::memcpy(record + HB_REQUEST_HEADER_SIZE, msg_data, static_cast<std::size_t>(msg_len));
+    }
+    if (client_socket->send(record, size) != Hb_Success) {
+        return fail(error_number_of(client_socket->Error()));
+    }
+    return Hb_Success;
+}

@@ -1,0 +1,164 @@
+#include "lib/hb_communication/shared_segments.h"
+
+#include <cerrno>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include "lib/hb_communication/socket_path.h"
+#include "lib/hb_global_data/error_number.h"
+
+int shm_id[3] = {-1, -1, -1};
+int shm_sem_id = -1;
+const Hb_memory_configuration_data *data_for_client = nullptr;
+const Hb_route_sequence *shared_route_info = nullptr;
+const Hb_security_information *security_info = nullptr;
+
+namespace {
+
+uint32_t route_slots = 0;
+
+Hb_Rc fail(int number) {
+    set_hb_errno(number);
+    return Hb_Failure;
+}
+
+struct Keys {
+    key_t memory[3];
+    key_t semaphores;
+};
+
+Hb_Rc derive_keys(Keys &keys) {
+    const struct {
+        key_t *key;
+        int project;
+        int error;
+    } rows[] = {{&keys.memory[0], HB_SHARED_MEM_PROJECT1, 28},
+                {&keys.memory[1], HB_SHARED_MEM_PROJECT2, 29},
+                {&keys.memory[2], HB_SHARED_MEM_PROJECT3, 54},
+                {&keys.semaphores, HB_SHARED_SEM_PROJECT, 30}};
+    for (const auto &row : rows) {
+        *row.key = ftok(SERVER_SOCK_FNAME, row.project);
+        if (*row.key == -1) {
+            return fail(row.error);
+        }
+    }
+    return Hb_Success;
+}
+
+// The limit that a segment can run into is the system's number of segments for the first one and the
+// process's for the others.
+int find_error(int number, int limit_errno) {
+    switch (number) {
+    case EACCES:
+        return 31;
+    case EINVAL:
+        return 32;
+    case ENOENT:
+        return 33;
+    case ENOMEM:
+        return 34;
+    default:
+        return number == limit_errno ? 35 : 36;
+    }
+}
+
+int attach_error(int number) {
+    switch (number) {
+    case EACCES:
+        return 37;
+    case EINVAL:
+        return 38;
+    case ENOENT:
+        return 39;
+    case ENOMEM:
+        return 41;
+    default:
+        return 42;
+    }
+}
+
+int semaphore_error(int number) {
+    switch (number) {
+    case EACCES:
+        return 43;
+    case EINVAL:
+        return 44;
+    case ENOENT:
+        return 45;
+    case ENOMEM:
+        return 46;
+    case ENOSPC:
+        return 47;
+    default:
+        return 48;
+    }
+}
+
+template <typename Record>
+Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&address) {
+    if (size > SIZE_MAX) {
+        return fail(32);
+    }
+    id = shmget(key, static_cast<std::size_t>(size), 0);
+    if (id == -1) {
+        return fail(find_error(errno, limit_errno));
+    }
+    const void *attached = shmat(id, nullptr, SHM_RDONLY);
+    if (reinterpret_cast<intptr_t>(attached) == -1) {
+        return fail(attach_error(errno));
+    }
+    address = static_cast<const Record *>(attached);
+    return Hb_Success;
+}
+
+template <typename Record> void detach(const Record *&address) {
+    if (address != nullptr) {
+        shmdt(address);
+        address = nullptr;
+    }
+}
+
+void detach_all() {
+    detach(data_for_client);
+    detach(shared_route_info);
+    detach(security_info);
+    route_slots = 0;
+    for (int &id : shm_id) {
+        id = -1;
+    }
+    shm_sem_id = -1;
+}
+
+} // namespace
+
+Hb_Rc hb_init_shared_memory() {
+    detach_all();
+    Keys keys = {};
+    if (derive_keys(keys) != Hb_Success) {
+        return Hb_Failure;
+    }
+    if (attach(keys.memory[0], sizeof(Hb_memory_configuration_data), ENOSPC, shm_id[0], data_for_client) !=
+        Hb_Success) {
+        return Hb_Failure;
+    }
+    const uint32_t nodes = static_cast<const volatile uint32_t &>(data_for_client->number_of_nodes);
+    if (attach(keys.memory[1], uint64_t{nodes} * sizeof(Hb_route_sequence), EMFILE, shm_id[1],
+               shared_route_info) != Hb_Success) {
+        return Hb_Failure;
+    }
+    route_slots = nodes;
+    if (attach(keys.memory[2], sizeof(Hb_security_information), EMFILE, shm_id[2], security_info) !=
+        Hb_Success) {
+        return Hb_Failure;
+    }
+    shm_sem_id = semget(keys.semaphores, HB_SEM_COUNT, 0);
+    if (shm_sem_id == -1) {
+        return fail(semaphore_error(errno));
+    }
+    return Hb_Success;
+}
+
+uint32_t hb_attached_route_slots() {
+    return route_slots;
+}

@@ -1,0 +1,17 @@
+// Where the daemon's socket is.
+#ifndef HB_SOCKET_PATH_H
+#define HB_SOCKET_PATH_H
+
+#include <sys/un.h>
+
+inline constexpr unsigned HB_SOCKET_PATH_SIZE = sizeof(sockaddr_un::sun_path);
+static_assert(HB_SOCKET_PATH_SIZE == 108);
+
+extern char HB_SERVER_SOCKET[HB_SOCKET_PATH_SIZE];  // base path
+extern char SERVER_SOCK_FNAME[HB_SOCKET_PATH_SIZE]; // the path connected to
+
+// Sets both from the environment. False, with neither changed, when a path does not fit: a cut path would
+// lead to somebody else's socket.
+bool hb_resolve_socket_path();
+
+#endif

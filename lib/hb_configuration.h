@@ -1,0 +1,19 @@
+// Queries over the configuration table; the public ones are declared in hb_client.h.
+//
+// Each iteration pair stands on one function that is told whether the first item is asked for (1) or the
+// next (0).
+#ifndef HB_CONFIGURATION_H
+#define HB_CONFIGURATION_H
+
+#include "hb_client.h"
+
+Hb_Rc process_node_number_list(Hb_Node_Number *node, Hb_Cursor *cursor, int first);
+Hb_Rc process_site_number_list(Hb_Site_Number *site, Hb_Cursor *cursor, int first);
+Hb_Rc process_network_number_list(Hb_Network_Number *network, Hb_Cursor *cursor, int first);
+Hb_Rc process_adapter_number_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor, int first);
+Hb_Rc process_adapter_in_network_list(Hb_Network_Number network, Hb_Adapter_Number *adapter, Hb_Cursor *cursor,
+                                      int first);
+Hb_Rc process_adapter_in_node_list(Hb_Node_Number node, Hb_Adapter_Number *adapter, Hb_Cursor *cursor,
+                                   int first);
+
+#endif

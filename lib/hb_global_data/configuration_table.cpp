@@ -1,0 +1,30 @@
+#include "lib/hb_global_data/configuration_table.h"
+
+#include <algorithm>
+
+Hb_Configuration_Internal global_config_tbl;
+Hb_Configuration_Internal global_config_tbl_new;
+Hb_Boolean global_node_tbl[HB_NODE_SLOTS];
+int global_num_nodes;
+Hb_Boolean global_site_tbl[HB_SITE_SLOTS];
+int global_num_sites;
+
+static constexpr uint32_t ALL_BITS = 0xFFFFFFFFU;
+
+const Hb_IP_address6 HB_INVALID_ADDR = {{{ALL_BITS, ALL_BITS, ALL_BITS}, ALL_BITS}};
+const Hb_Adapter_Entry HB_INVALID_ADAP = {
+    {{{ALL_BITS, ALL_BITS, ALL_BITS}, ALL_BITS}}, -1, "un", "", ALL_BITS, Hb_Entity_Undef};
+
+const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
+    const H_table_str *adapters = global_config_tbl.adap_hash;
+    const void *entry = adapters != nullptr ? Hash_search(adapter, adapters) : nullptr;
+    return entry != nullptr ? static_cast<const Hb_Adapter_Entry *>(entry) : &HB_INVALID_ADAP;
+}
+
+Hb_Adapter_Number hb_adapter_number_bound(const Hb_Configuration_Internal &table) {
+    if (table.Hb_max_nodes <= 0 || table.Hb_adapters_per_node <= 0) {
+        return 0;
+    }
+    const int64_t bound = static_cast<int64_t>(table.Hb_max_nodes) * table.Hb_adapters_per_node;
+    return static_cast<Hb_Adapter_Number>(std::min<int64_t>(bound, HB_ADAPTER_SLOTS));
+}

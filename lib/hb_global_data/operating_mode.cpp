@@ -1,0 +1,3 @@
+#include "lib/hb_global_data/operating_mode.h"
+
+bool IsMOX = false;

@@ -1,0 +1,7 @@
+// Which source of truth the process uses: the daemon, or the cluster service (MOX mode).
+#ifndef HB_OPERATING_MODE_H
+#define HB_OPERATING_MODE_H
+
+extern bool IsMOX;
+
+#endif

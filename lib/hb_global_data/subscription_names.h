@@ -1,0 +1,16 @@
+// The names under which cluster-event mode hands out node, network and site events; empty: no subscription.
+#ifndef HB_SUBSCRIPTION_NAMES_H
+#define HB_SUBSCRIPTION_NAMES_H
+
+#include "hb_client.h"
+
+extern Hb_Name nodeEventSubscriptionName;
+extern Hb_Name networkEventSubscriptionName;
+extern Hb_Name siteEventSubscriptionName;
+
+void hb_clear_subscription_names();
+
+// Copies at most 31 characters; the slot always ends in NUL.
+void hb_set_name(Hb_Name &slot, const char *name);
+
+#endif

@@ -1,0 +1,213 @@
+#include "lib/vexo/Hb_Csock.h"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "lib/hb_communication/socket_path.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_wire.h"
+#include "lib/vexo/Hb_Select.h"
+
+namespace {
+
+constexpr int buffer_size = 32768;
+constexpr int prefix_size = 4;
+constexpr timeval read_round = {5, 0};
+
+bool set_buffer(int fd, int option) {
+    return setsockopt(fd, SOL_SOCKET, option, &buffer_size, sizeof buffer_size) == 0;
+}
+
+} // namespace
+
+long hb_writev_retry(int fd, iovec *iov, int count) {
+    iovec local[2] = {};
+    for (int i = 0; i < count && i < 2; ++i) {
+        local[i] = iov[i];
+    }
+    long written = 0;
+    for (;;) {
+        const ssize_t n = writev(fd, local, count);
+        if (n == 0) {
+            return written;
+        }
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            if (errno != EAGAIN) {
+                return n;
+            }
+        } else {
+            written += n;
+            // Only a write that ends exactly at the end of a vector is seen as ending there. One that ends
+            // inside a vector runs the walk past the end; the count then turns negative and the next write
+            // fails, which ends a connection whose framing would be lost.
+            auto rest = static_cast<long>(n);
+            int i = 0;
+            while (i < count) {
+                rest -= static_cast<long>(local[i].iov_len);
+                if (rest == 0) {
+                    break;
+                }
+                ++i;
+            }
+            while (i < count - 1 && local[i + 1].iov_len == 0) {
+                ++i;
+            }
+            if (i == count - 1) {
+                return written;
+            }
+            if (i != 0) {
+                ++i;
+                for (int k = i; k < count && k < 2; ++k) {
+                    local[k - i] = local[k];
+                }
+                count -= i;
+            }
+        }
+        pollfd writable = {fd, POLLOUT, 0};
+        poll(&writable, 1, -1);
+    }
+}
+
+Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_CSOCK_OK) {
+    std::memcpy(socket_un.sun_path, SERVER_SOCK_FNAME, sizeof socket_un.sun_path);
+    socket_un.sun_path[sizeof socket_un.sun_path - 1] = '\0';
+    sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (sock < 0) {
+        myError = HB_CSOCK_NO_SOCKET;
+        set_hb_errno(13);
+        return;
+    }
+    if (!set_buffer(sock, SO_SNDBUF) || !set_buffer(sock, SO_RCVBUF)) {
+        myError = HB_CSOCK_NO_BUFFER;
+        set_hb_errno(14);
+        return;
+    }
+    socket_un.sun_family = AF_UNIX;
+    const auto length = static_cast<socklen_t>(std::strlen(socket_un.sun_path) + sizeof socket_un.sun_family);
+    if (connect(sock, reinterpret_cast<const sockaddr *>(&socket_un), length) != 0) {
+        myError = HB_CSOCK_NOT_CONNECTED;
+        set_hb_errno(15);
+    }
+}
+
+Hb_Csock::~Hb_Csock() {
+    // close is a cancellation point, and a cancellation must not unwind out of a destructor.
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    close(sock);
+    pthread_setcancelstate(state, nullptr);
+}
+
+long Hb_Csock::Error() {
+    return myError;
+}
+
+int Hb_Csock::socket() const {
+    return sock;
+}
+
+Hb_Boolean Hb_Csock::eof() {
+    return socket_eof;
+}
+
+Hb_Rc Hb_Csock::send(char *buf, int len) {
+    iovec vectors[2] = {{&len, prefix_size}, {buf, static_cast<std::size_t>(len)}};
+    const long r = hb_writev_retry(sock, vectors, 2);
+    if (r >= 0 && r != static_cast<long>(len) + prefix_size) {
+        myError = HB_CSOCK_SHORT_WRITE;
+        return Hb_Failure;
+    }
+    if (r < 0) {
+        switch (errno) {
+        case EFAULT:
+            myError = HB_CSOCK_FAULT;
+            break;
+        case EPIPE:
+            myError = HB_CSOCK_EOF;
+            socket_eof = Hb_True;
+            break;
+        case EIO:
+            myError = HB_CSOCK_WRITE_IO;
+            break;
+        default:
+            myError = HB_CSOCK_WRITE_FAILED;
+            break;
+        }
+        return Hb_Failure;
+    }
+    return Hb_Success;
+}
+
+Hb_Rc Hb_Csock::recvn(char *buf, int n) {
+    Hb_Select readable;
+    readable.timeout(read_round);
+    while (n > 0) {
+        const ssize_t r = read(sock, buf, static_cast<std::size_t>(n));
+        if (r > 0) {
+            buf += r;
+            n -= static_cast<int>(r);
+            continue;
+        }
+        if (r == 0) {
+            socket_eof = Hb_True;
+            myError = HB_CSOCK_EOF;
+            return Hb_Failure;
+        }
+        switch (errno) {
+        case EINTR:
+            break;
+        case EAGAIN:
+            if (sock >= FD_SETSIZE) {
+                return Hb_Failure;
+            }
+            readable.rd_set(sock);
+            readable.timeout(read_round);
+            if (readable.wait() != Hb_Success && readable.Error() != HB_SELECT_AGAIN) {
+                return Hb_Failure;
+            }
+            break;
+        case EIO:
+            myError = HB_CSOCK_READ_IO;
+            return Hb_Failure;
+        case EFAULT:
+            myError = HB_CSOCK_FAULT;
+            return Hb_Failure;
+        default:
+            myError = HB_CSOCK_READ_FAILED;
+            return Hb_Failure;
+        }
+    }
+    myError = HB_CSOCK_OK;
+    return Hb_Success;
+}
+
+Hb_Rc Hb_Csock::receive(char **buf, int &len) {
+    int length = 0;
+    if (recvn(reinterpret_cast<char *>(&length), prefix_size) != Hb_Success) {
+        return Hb_Failure;
+    }
+    if (length < 0 || length > HB_RECORD_MAX) {
+        myError = HB_CSOCK_READ_FAILED;
+        return Hb_Failure;
+    }
+    std::unique_ptr<char[]> record(new (std::nothrow) char[static_cast<std::size_t>(length)]);
+    if (!record) {
+        myError = HB_CSOCK_READ_FAILED;
+        return Hb_Failure;
+    }
+    if (recvn(record.get(), length) != Hb_Success) {
+        return Hb_Failure;
+    }
+    *buf = record.release();
+    len = length;
+    return Hb_Success;
+}

@@ -1,0 +1,50 @@
+// The connection to the daemon over a UNIX stream socket: records of a 4-byte length and the payload.
+#ifndef VEXO_HB_CSOCK_H
+#define VEXO_HB_CSOCK_H
+
+#include <sys/uio.h>
+#include <sys/un.h>
+
+#include "lib/Hb_Csock_Base.h"
+
+// What Error() gives.
+enum Hb_Csock_Status : long {
+    HB_CSOCK_OK = 0,
+    HB_CSOCK_FAULT = 1,
+    HB_CSOCK_NO_SOCKET = 2,
+    HB_CSOCK_NO_BUFFER = 3,
+    HB_CSOCK_NOT_CONNECTED = 4,
+    HB_CSOCK_SHORT_WRITE = 5,
+    HB_CSOCK_WRITE_IO = 8,
+    HB_CSOCK_WRITE_FAILED = 9,
+    HB_CSOCK_READ_IO = 12,
+    HB_CSOCK_READ_FAILED = 13,
+    HB_CSOCK_EOF = 14
+};
+
+class Hb_Csock : public Hb_Csock_Base {
+  public:
+    // Connects to SERVER_SOCK_FNAME; Error() tells how that went.
+    Hb_Csock();
+    ~Hb_Csock() override;
+    long Error() override;
+    Hb_Rc send(char *buf, int len) override;
+    Hb_Rc receive(char **buf, int &len) override;
+    int socket() const override;
+
+    // True once the daemon is known to have closed the connection; never reset.
+    Hb_Boolean eof();
+    // Reads exactly n bytes, however long that takes.
+    Hb_Rc recvn(char *buf, int n);
+
+    int sock;
+    Hb_Boolean socket_eof;
+    sockaddr_un socket_un;
+    long myError;
+};
+
+// Writes the vectors, two at the most, going on after interruptions and full buffers. The number of bytes
+// written, or a negative value with errno set.
+long hb_writev_retry(int fd, iovec *iov, int count);
+
+#endif

@@ -1,0 +1,28 @@
+// The wait set over the system's select call.
+#ifndef VEXO_HB_SELECT_H
+#define VEXO_HB_SELECT_H
+
+#include "lib/Hb_Select_Base.h"
+
+// What Error() gives after a failed wait.
+enum Hb_Select_Status : long {
+    HB_SELECT_BAD_DESCRIPTOR = 1,
+    HB_SELECT_INTERRUPTED = 3,
+    HB_SELECT_INVALID = 4,
+    HB_SELECT_FAULT = 5,
+    HB_SELECT_OTHER = 6,
+    HB_SELECT_AGAIN = 7
+};
+
+class Hb_Select : public Hb_Select_Base {
+  public:
+    // Waits zero time until timeout() is called.
+    Hb_Select();
+    ~Hb_Select() override;
+    long Error() override;
+    Hb_Rc wait() override;
+
+    long myError;
+};
+
+#endif

@@ -1,0 +1,49 @@
+// One line of the trace, put together in a fixed buffer: recording must not allocate.
+#ifndef QZ_TR_LINE_H
+#define QZ_TR_LINE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace qz_tr {
+
+// With its newline. What Linux writes to a pipe in one piece, so that lines of several writers never mix.
+inline constexpr std::size_t MAX_LINE_SIZE = 4096;
+
+class Line {
+  public:
+    void put(char character) {
+        if (length < LIMIT) {
+            buffer[length++] = character;
+        } else {
+            cut = true;
+        }
+    }
+    void put(std::string_view text) {
+        for (const char character : text) {
+            put(character);
+        }
+    }
+    void put_decimal(uint64_t value, int least_digits = 1);
+    void put_signed(int64_t value);
+    void put_hex(uint64_t value, int least_digits = 1);
+    void put_escaped(std::string_view text); // control characters, backslash and non-ASCII bytes as \n, \xNN, ...
+    void put_bytes(const unsigned char *bytes, std::size_t count); // 0x and two digits for each byte
+    void put_now();                                                // UTC, 2025-11-20T23:48:12.123456Z
+
+    // Ends the line: "..." where it was cut, and the newline.
+    std::string_view finish();
+
+  private:
+    static constexpr std::string_view CUT_MARK = "...";
+    static constexpr std::size_t LIMIT = MAX_LINE_SIZE - CUT_MARK.size() - 1;
+
+    std::size_t length = 0;
+    bool cut = false;
+    char buffer[MAX_LINE_SIZE];
+};
+
+} // namespace qz_tr
+
+#endif

@@ -1,0 +1,312 @@
+#include "utils/hash.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "utils/utils.h"
+
+namespace {
+
+constexpr int SMALLEST_TABLE = 257;
+
+// What the three kinds of key differ in. A kind says which bucket a key falls into, which node holds it, and
+// how a new node gets it.
+struct Word_Key {
+    uint32_t key;
+
+    uint32_t sum() const { return key; }
+    bool in(const Hobj &node) const { return node.ku.k1k2.key == key; }
+    void put(Hobj &node) const {
+        node.ku.k1k2.key = key;
+        node.keyType = H_KT_LONG;
+    }
+};
+
+struct Pair_Key {
+    uint32_t key;
+    uint32_t key2;
+
+    uint32_t sum() const { return key; }
+    bool in(const Hobj &node) const { return node.ku.k1k2.key == key && node.ku.k1k2.key2 == key2; }
+    void put(Hobj &node) const {
+        node.ku.k1k2.key = key;
+        node.ku.k1k2.key2 = key2;
+        node.keyType = H_KT_LONG2;
+    }
+};
+
+struct Address_Key {
+    H_IPv6_key_t key;
+
+    uint32_t sum() const { return key.uint_elem[0] + key.uint_elem[1] + key.uint_elem[2] + key.uint_elem[3]; }
+    bool in(const Hobj &node) const { return std::memcmp(&node.ku.key_IPv6, &key, sizeof key) == 0; }
+    void put(Hobj &node) const {
+        node.ku.key_IPv6 = key;
+        node.keyType = H_KT_IPv6;
+    }
+};
+
+Word_Key word_key(unsigned long key) {
+    return {static_cast<uint32_t>(key & 0xFFFFFFFFUL)};
+}
+
+Pair_Key pair_key(unsigned long key, unsigned long key2) {
+    return {static_cast<uint32_t>(key & 0xFFFFFFFFUL), static_cast<uint32_t>(key2 & 0xFFFFFFFFUL)};
+}
+
+template <typename Key> int bucket_of(const Key &key, const H_table_str &t) {
+    return static_cast<int>(key.sum() % static_cast<uint32_t>(t.size));
+}
+
+struct Location {
+    int bucket;
+    Hobj *found; // null: no such key
+    Hobj *last;  // the node before, or the chain's last when nothing was found
+};
+
+template <typename Key> inline Location locate(const Key &key, const H_table_str &t) {
+    Location at{bucket_of(key, t), nullptr, nullptr};
+    for (Hobj *node = t.table[at.bucket]; node != nullptr; node = node->next) {
+        if (key.in(*node)) {
+            at.found = node;
+            return at;
+        }
+        at.last = node;
+    }
+    return at;
+}
+
+template <typename Key> inline void *insert(const Key &key, H_table_str &t, void *object, const char *caller) {
+    const Location at = locate(key, t);
+    if (at.found != nullptr) {
+        void *previous = at.found->pointer;
+        at.found->pointer = object;
+        return previous;
+    }
+    void *block = nullptr;
+    cpp_malloc(&block, static_cast<int>(sizeof(Hobj)), caller);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    Hobj *node = new (block) Hobj;
+    key.put(*node);
+    node->pointer = object;
+    node->next = nullptr;
+    node->prev = at.last;
+    (at.last != nullptr ? at.last->next : t.table[at.bucket]) = node;
+    ++t.entries;
+    return nullptr;
+}
+
+template <typename Key> inline void *search(const Key &key, const H_table_str &t) {
+    const Location at = locate(key, t);
+    return at.found != nullptr ? at.found->pointer : nullptr;
+}
+
+template <typename Key> void *remove(const Key &key, H_table_str &t) {
+    const Location at = locate(key, t);
+    Hobj *node = at.found;
+    if (node == nullptr) {
+        return nullptr;
+    }
+    (at.last != nullptr ? at.last->next : t.table[at.bucket]) = node->next;
+    if (node->next != nullptr) {
+        node->next->prev = at.last;
+    }
+    void *object = node->pointer;
+    ccst_free(node);
+    --t.entries;
+    return object;
+}
+
+template <typename Key> int find(const Key &key, const H_table_str &t, Hobj **where) {
+    const Location at = locate(key, t);
+    *where = at.found != nullptr ? at.found : at.last;
+    return at.found != nullptr ? at.bucket + 1 : ~at.bucket;
+}
+
+template <typename Visit> void for_each_node(const H_table_str &t, Visit visit) {
+    for (int bucket = 0; bucket < t.size; ++bucket) {
+        for (const Hobj *node = t.table[bucket]; node != nullptr; node = node->next) {
+            visit(bucket, *node);
+        }
+    }
+}
+
+// The first bucket at or after `bucket` that holds anything; `size` when none does.
+int used_bucket(const H_table_str &t, int bucket) {
+    while (bucket < t.size && t.table[bucket] == nullptr) {
+        ++bucket;
+    }
+    return bucket;
+}
+
+void *enter_bucket(const H_table_str &t, H_cursor_str &cursor, int bucket) {
+    cursor.bucket = used_bucket(t, bucket);
+    cursor.obj = cursor.bucket < t.size ? t.table[cursor.bucket] : nullptr;
+    return cursor.obj != nullptr ? cursor.obj->pointer : nullptr;
+}
+
+} // namespace
+
+H_table_str *Hash_init(const char *name, int size) {
+    if (size < SMALLEST_TABLE) {
+        size = SMALLEST_TABLE;
+    }
+    if (size > INT_MAX / static_cast<int>(sizeof(Hobj *))) {
+        return nullptr;
+    }
+    void *header = nullptr;
+    cpp_malloc(&header, static_cast<int>(sizeof(H_table_str)), "Hash_init");
+    if (header == nullptr) {
+        return nullptr;
+    }
+    void *buckets = nullptr;
+    cpp_malloc(&buckets, size * static_cast<int>(sizeof(Hobj *)), "Hash_init");
+    if (buckets == nullptr) {
+        ccst_free(header);
+        return nullptr;
+    }
+    char *name_copy = copy_string(name);
+    if (name_copy == nullptr) {
+        ccst_free(buckets);
+        ccst_free(header);
+        return nullptr;
+    }
+    Hobj **table = static_cast<Hobj **>(buckets);
+    std::memset(table, 0, static_cast<std::size_t>(size) * sizeof(Hobj *));
+    return new (header) H_table_str{table, name_copy, size, 0};
+}
+
+int prime(int n) {
+    int m = n;
+    int d = 2;
+    while (static_cast<int64_t>(d) * d < m) {
+        if (m % d == 0) {
+            ++m;
+            d = 2;
+        } else {
+            ++d;
+        }
+    }
+    return m;
+}
+
+int IndexHash(const char *s) {
+    unsigned int h = 0;
+    unsigned int shift = 0;
+    for (; *s != '\0'; ++s) {
+        h ^= static_cast<unsigned int>(static_cast<unsigned char>(*s)) << shift;
+        shift = 8 - shift;
+    }
+    return static_cast<int>(h);
+}
+
+void *Hash_insert(unsigned long key, H_table_str *t, void *object) {
+    return insert(word_key(key), *t, object, "Hash_insert");
+}
+
+void *Hash_insert2(unsigned long key, unsigned long key2, H_table_str *t, void *object) {
+    return insert(pair_key(key, key2), *t, object, "Hash_insert");
+}
+
+void *Hash_insert_IPv6(const H_IPv6_key_t *key, H_table_str *t, void *object) {
+    return insert(Address_Key{*key}, *t, object, "Hash_insert_IPv6");
+}
+
+void *Hash_search(unsigned long key, const H_table_str *t) {
+    return search(word_key(key), *t);
+}
+
+void *Hash_search2(unsigned long key, unsigned long key2, const H_table_str *t) {
+    return search(pair_key(key, key2), *t);
+}
+
+void *Hash_search_IPv6(const H_IPv6_key_t *key, const H_table_str *t) {
+    return search(Address_Key{*key}, *t);
+}
+
+void *Hash_delete(unsigned long key, H_table_str *t) {
+    return remove(word_key(key), *t);
+}
+
+void *Hash_delete2(unsigned long key, unsigned long key2, H_table_str *t) {
+    return remove(pair_key(key, key2), *t);
+}
+
+void *Hash_delete_IPv6(const H_IPv6_key_t *key, H_table_str *t) {
+    return remove(Address_Key{*key}, *t);
+}
+
+int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where) {
+    return find(word_key(key), *t, where);
+}
+
+int FindHashLoc2(unsigned long key, unsigned long key2, const H_table_str *t, Hobj **where) {
+    return find(pair_key(key, key2), *t, where);
+}
+
+int FindHashLoc_IPv6(const H_IPv6_key_t *key, const H_table_str *t, Hobj **where) {
+    return find(Address_Key{*key}, *t, where);
+}
+
+int Hash_entries(const H_table_str *t) {
+    return t->entries;
+}
+
+void *Hash_first(const H_table_str *t, H_cursor_str *cursor) {
+    return enter_bucket(*t, *cursor, 0);
+}
+
+void *Hash_next(const H_table_str *t, H_cursor_str *cursor) {
+    if (cursor == nullptr || cursor->obj == nullptr) {
+        return nullptr;
+    }
+    cursor->obj = cursor->obj->next;
+    if (cursor->obj == nullptr) {
+        return enter_bucket(*t, *cursor, cursor->bucket + 1);
+    }
+    return cursor->obj->pointer;
+}
+
+void Hash_table_call(const H_table_str *t, int (*function)(void *)) {
+    for_each_node(*t, [function](int, const Hobj &node) { function(node.pointer); });
+}
+
+void Hash_dump_table(const H_table_str *t, int (*dump)(void *)) {
+    std::fprintf(stderr, "\nDumping Hash Table \"%s\"\n", t->name);
+    for_each_node(*t, [dump](int bucket, const Hobj &node) {
+        std::fprintf(stderr, "Bucket %d: key > 0x%08X\n", bucket, node.ku.k1k2.key);
+        dump(node.pointer);
+    });
+}
+
+int Hash_dump_string(void *object) {
+    std::fprintf(stderr, "object > \"%s\"\n", static_cast<const char *>(object));
+    return 0;
+}
+
+void Hash_clean(H_table_str *t) {
+    for (int bucket = 0; bucket < t->size; ++bucket) {
+        Hobj *node = t->table[bucket];
+        while (node != nullptr) {
+            Hobj *next = node->next;
+            ccst_free(node);
+            node = next;
+        }
+        t->table[bucket] = nullptr;
+    }
+    t->entries = 0;
+}
+
+void Hash_free(H_table_str *t) {
+    if (t == nullptr) {
+        return;
+    }
+    Hash_clean(t);
+    ccst_free(t->name);
+    ccst_free(t->table);
+    ccst_free(t);
+}
