@@ -10,7 +10,8 @@
  * set-user-id program they are ignored):
  *   QZ_TR_OUTPUT     "stderr", or the path of a file that lines are appended to; unset or empty: no recording,
  *                    and all detail bytes stay zero
- *   QZ_TR_LEVELS     the categories' levels of detail; unset: each category's default. Read by every registration
+ *   QZ_TR_LEVELS     the categories' levels of detail; unset: each category's default. Read by every
+ *                    registration
  *   QZ_TR_CATALOGUE  path of the message catalogue, in place of the installed one
  * docs/tracing.md describes their values, the lines that are written and the catalogue's format.
  *
@@ -60,14 +61,14 @@ typedef struct tr_file_token *tr_file_token_t;
  * Gives 0; or -1 with errno set, the bytes (if given) 0 and *tokens untouched: EINVAL for a null argument, an
  * empty name or a `count` that is 0 or above TR_MAX_CATEGORIES; ENAMETOOLONG for a name that does not fit
  * TR_NAME_SIZE; ENOSPC when 64 different components, or 256 categories, are registered; ENOMEM. An output that
- * cannot be opened, a malformed QZ_TR_LEVELS and a faulty catalogue are no failure of the registration: they are
- * reported on stderr once. */
+ * cannot be opened, a malformed QZ_TR_LEVELS and a faulty catalogue are no failure of the registration: they
+ * are reported on stderr once. */
 int tr_ms_register_component_1(const char *component, unsigned char *levels,
                                const tr_category_description_t *categories, uint32_t count,
                                tr_file_token_t **tokens);
 
-/* Records of the number `id`, each one line. Does nothing while recording is off. `component` is the name that was
- * registered; arguments are numbered from 1.
+/* Records of the number `id`, each one line. Does nothing while recording is off. `component` is the name that
+ * was registered; arguments are numbered from 1.
  *
  * The id alone: */
 void tr_ms_record_id_1(const char *component, uint32_t id, tr_file_token_t token);

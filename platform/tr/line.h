@@ -28,7 +28,8 @@ class Line {
     void put_decimal(uint64_t value, int least_digits = 1);
     void put_signed(int64_t value);
     void put_hex(uint64_t value, int least_digits = 1);
-    void put_escaped(std::string_view text); // control characters, backslash and non-ASCII bytes as \n, \xNN, ...
+    void
+    put_escaped(std::string_view text); // control characters, backslash and non-ASCII bytes as \n, \xNN, ...
     void put_bytes(const unsigned char *bytes, std::size_t count); // 0x and two digits for each byte
     void put_now();                                                // UTC, 2025-11-20T23:48:12.123456Z
 
@@ -41,7 +42,7 @@ class Line {
 
     std::size_t length = 0;
     bool cut = false;
-    char buffer[MAX_LINE_SIZE];
+    char buffer[MAX_LINE_SIZE] = {};
 };
 
 } // namespace qz_tr

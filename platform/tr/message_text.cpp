@@ -184,7 +184,8 @@ const char *fault_of_text(std::string_view text) {
         } else if (const auto placeholder = parse_placeholder(rest); rest[0] == '{' && placeholder) {
             i += placeholder->length;
         } else {
-            return "has a brace that begins no placeholder; write {1} to {32}, {1:d}, {1:u}, {1:x}, {1:e}, {1:s} "
+            return "has a brace that begins no placeholder; write {1} to {32}, {1:d}, {1:u}, {1:x}, {1:e}, "
+                   "{1:s} "
                    "or {1:h}, and {{ or }} for a brace itself";
         }
     }
@@ -219,17 +220,17 @@ void put_message(Line &line, std::string_view text, std::span<const Argument> ar
         }
         i += placeholder->length;
     }
-    const char *separator = " [";
+    bool bracketed = false;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (!named[i]) {
-            line.put(separator);
+            line.put(bracketed ? " " : " [");
+            bracketed = true;
             line.put_decimal(i + 1);
             line.put('=');
             put_argument(line, arguments[i], 0);
-            separator = " ";
         }
     }
-    if (*separator != '\0' && separator[1] == '\0') {
+    if (bracketed) {
         line.put(']');
     }
 }
