@@ -1,0 +1,23 @@
+# hbctl without a daemon: its command line, what it writes, and how it words failures.
+hb_add_test(
+  hbctl_unit_test
+  SOURCES
+  hbctl/arguments_test.cpp
+  hbctl/cluster_picture_test.cpp
+  hbctl/daemon_path_test.cpp
+  hbctl/error_text_test.cpp
+  hbctl/event_names_test.cpp
+  hbctl/number_list_test.cpp
+  hbctl/plain_text_test.cpp
+  hbctl/program_test.cpp
+  hbctl/render_json_test.cpp
+  hbctl/render_text_test.cpp
+  hbctl/sample_picture.cpp
+  hbctl/text_table_test.cpp
+  hbctl/waiting_test.cpp
+  LIBS
+  hbctl_core
+  LABELS
+  unit)
+add_dependencies(hbctl_unit_test hbctl)
+target_compile_definitions(hbctl_unit_test PRIVATE HBCTL_PROGRAM="$<TARGET_FILE:hbctl>")

@@ -1,0 +1,181 @@
+#include "tools/arguments.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace hbctl;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+Parsed parse(std::vector<const char *> words) {
+    words.insert(words.begin(), "hbctl");
+    return parse_arguments(static_cast<int>(words.size()), words.data());
+}
+
+Arguments sound(const std::vector<const char *> &words) {
+    const Parsed parsed = parse(words);
+    EXPECT_EQ(parsed.complaint, "");
+    EXPECT_TRUE(parsed.arguments.has_value());
+    return parsed.arguments.value_or(Arguments{});
+}
+
+// The complaint about a misuse.
+std::string refused(const std::vector<const char *> &words) {
+    const Parsed parsed = parse(words);
+    EXPECT_FALSE(parsed.arguments.has_value());
+    EXPECT_EQ(parsed.exit_status, 2);
+    EXPECT_EQ(parsed.output, "");
+    return parsed.complaint;
+}
+
+} // namespace
+
+TEST(HbctlArguments, EveryVerbIsKnown) {
+    EXPECT_EQ(sound({"status"}).verb, Verb::status);
+    EXPECT_EQ(sound({"nodes"}).verb, Verb::nodes);
+    EXPECT_EQ(sound({"networks"}).verb, Verb::networks);
+    EXPECT_EQ(sound({"adapters"}).verb, Verb::adapters);
+    EXPECT_EQ(sound({"sites"}).verb, Verb::sites);
+    EXPECT_EQ(sound({"watch"}).verb, Verb::watch);
+    EXPECT_EQ(sound({"subscribe", "--all-nodes"}).verb, Verb::subscribe);
+}
+
+TEST(HbctlArguments, JsonAndSocketMayStandBeforeOrAfterTheVerb) {
+    for (const auto &words : {std::vector<const char *>{"--json", "--socket", "/tmp/s", "nodes"},
+                              std::vector<const char *>{"nodes", "--json", "--socket", "/tmp/s"}}) {
+        const Arguments arguments = sound(words);
+        EXPECT_TRUE(arguments.json);
+        EXPECT_EQ(arguments.socket, "/tmp/s");
+    }
+}
+
+TEST(HbctlArguments, WithoutOptionsThereIsNoJsonNoSocketAndNoLimit) {
+    const Arguments arguments = sound({"watch"});
+    EXPECT_FALSE(arguments.json);
+    EXPECT_EQ(arguments.socket, std::nullopt);
+    EXPECT_EQ(arguments.limits.count, std::nullopt);
+    EXPECT_EQ(arguments.limits.timeout, std::nullopt);
+    EXPECT_TRUE(arguments.limits.reconnect);
+}
+
+TEST(HbctlArguments, LimitsAreTaken) {
+    const WatchLimits limits = sound({"watch", "--count", "3", "--timeout", "1.5", "--no-reconnect"}).limits;
+    EXPECT_EQ(limits.count, 3U);
+    EXPECT_EQ(limits.timeout, std::chrono::milliseconds(1500));
+    EXPECT_FALSE(limits.reconnect);
+}
+
+TEST(HbctlArguments, ATimeoutBelowAMillisecondStillEndsTheCommand) {
+    EXPECT_EQ(sound({"watch", "--timeout", "0.0001"}).limits.timeout, std::chrono::milliseconds(1));
+}
+
+TEST(HbctlArguments, LimitsThatAreNoPositiveNumbersAreMisuse) {
+    EXPECT_THAT(refused({"watch", "--count", "0"}), HasSubstr("--count"));
+    EXPECT_THAT(refused({"watch", "--count", "-1"}), HasSubstr("--count"));
+    EXPECT_THAT(refused({"watch", "--count", "many"}), HasSubstr("--count"));
+    EXPECT_THAT(refused({"watch", "--timeout", "0"}), HasSubstr("--timeout"));
+    EXPECT_THAT(refused({"watch", "--timeout", "nan"}), HasSubstr("--timeout"));
+    EXPECT_THAT(refused({"watch", "--timeout", "1e300"}), HasSubstr("--timeout"));
+}
+
+TEST(HbctlArguments, NoVerbAnUnknownVerbAndAnUnknownOptionAreMisuse) {
+    EXPECT_THAT(refused({}), HasSubstr("subcommand"));
+    EXPECT_THAT(refused({"gaze"}), HasSubstr("gaze"));
+    EXPECT_THAT(refused({"nodes", "--colour"}), HasSubstr("--colour"));
+    EXPECT_THAT(refused({"nodes", "--count", "1"}), HasSubstr("--count"));
+    EXPECT_THAT(refused({"nodes", "extra"}), HasSubstr("extra"));
+    EXPECT_THAT(refused({"--socket", "", "nodes"}), HasSubstr("the socket's path is empty"));
+}
+
+TEST(HbctlArguments, TwoVerbsAreMisuse) {
+    refused({"nodes", "adapters"});
+}
+
+TEST(HbctlArguments, HelpAndVersionGoToTheOutputAndSucceed) {
+    for (const char *option : {"--help", "-h"}) {
+        const Parsed help = parse({option});
+        EXPECT_EQ(help.exit_status, 0);
+        EXPECT_EQ(help.complaint, "");
+        EXPECT_THAT(help.output, HasSubstr("subscribe"));
+        EXPECT_THAT(help.output, HasSubstr("HB_SERVER_SOCKET"));
+        EXPECT_FALSE(help.arguments.has_value());
+    }
+    const Parsed version = parse({"--version"});
+    EXPECT_EQ(version.exit_status, 0);
+    EXPECT_EQ(version.output.substr(0, 6), "hbctl ");
+    EXPECT_FALSE(version.arguments.has_value());
+}
+
+TEST(HbctlArguments, HelpOfAVerbTellsItsOptions) {
+    const Parsed help = parse({"subscribe", "--help"});
+    EXPECT_EQ(help.exit_status, 0);
+    EXPECT_THAT(help.output, HasSubstr("--network"));
+    EXPECT_THAT(help.output, HasSubstr("death, join, new-group, heartbeat"));
+}
+
+TEST(HbctlArguments, NodesToSubscribeToComeAsAList) {
+    const SubscriptionRequest request = sound({"subscribe", "--nodes", "1,5-7,2"}).subscription;
+    EXPECT_EQ(request.selection, Selection::nodes);
+    EXPECT_THAT(request.numbers, ElementsAre(1U, 5U, 6U, 7U, 2U));
+    EXPECT_EQ(request.name, "hbctl");
+    EXPECT_EQ(request.events, 1 + 2 + 4);
+}
+
+TEST(HbctlArguments, TheOtherSelections) {
+    EXPECT_EQ(sound({"subscribe", "--all-nodes"}).subscription.selection, Selection::all_nodes);
+    EXPECT_EQ(sound({"subscribe", "--all-adapters"}).subscription.selection, Selection::all_adapters);
+    const SubscriptionRequest adapters = sound({"subscribe", "--adapters", "98351"}).subscription;
+    EXPECT_EQ(adapters.selection, Selection::adapters);
+    EXPECT_THAT(adapters.numbers, ElementsAre(98351U));
+    const SubscriptionRequest network = sound({"subscribe", "--network", "net_a"}).subscription;
+    EXPECT_EQ(network.selection, Selection::network);
+    EXPECT_EQ(network.network, "net_a");
+    const SubscriptionRequest sites = sound({"subscribe", "--sites"}).subscription;
+    EXPECT_EQ(sites.selection, Selection::sites);
+    EXPECT_EQ(sites.events, 96);
+    const SubscriptionRequest instance = sound({"subscribe", "--different-instance"}).subscription;
+    EXPECT_EQ(instance.selection, Selection::different_instance);
+    EXPECT_EQ(instance.events, 256);
+}
+
+TEST(HbctlArguments, EventsAreNamed) {
+    EXPECT_EQ(sound({"subscribe", "--all-nodes", "--events", "death"}).subscription.events, 1);
+    EXPECT_EQ(sound({"subscribe", "--all-nodes", "--events", "join,new-group"}).subscription.events, 2 + 4);
+    EXPECT_EQ(sound({"subscribe", "--nodes", "1", "--events", "heartbeat"}).subscription.events, 512);
+}
+
+TEST(HbctlArguments, EventsThatCannotBeMeantAreMisuse) {
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", "birth"}),
+                HasSubstr("'birth' is no event to subscribe to; there are death, join, new-group, heartbeat"));
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", ""}), HasSubstr("no event is named"));
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", "death,,join"}), HasSubstr("'' is no event"));
+    EXPECT_THAT(refused({"subscribe", "--all-adapters", "--events", "heartbeat"}),
+                HasSubstr("--all-nodes only"));
+    EXPECT_THAT(refused({"subscribe", "--sites", "--events", "death"}), HasSubstr("--events"));
+}
+
+TEST(HbctlArguments, ExactlyOneSelectionIsWanted) {
+    refused({"subscribe"});
+    refused({"subscribe", "--all-nodes", "--all-adapters"});
+    refused({"subscribe", "--nodes", "1", "--network", "0"});
+}
+
+TEST(HbctlArguments, NumbersOutOfRangeAndBadListsAreMisuse) {
+    EXPECT_THAT(refused({"subscribe", "--nodes", "2049"}), HasSubstr("the highest number is 2048"));
+    EXPECT_THAT(refused({"subscribe", "--adapters", "98352"}), HasSubstr("the highest number is 98351"));
+    EXPECT_THAT(refused({"subscribe", "--nodes", "1,x"}), HasSubstr("'x' is neither a number nor a range"));
+    EXPECT_THAT(refused({"subscribe", "--nodes", ""}), HasSubstr("--nodes"));
+    EXPECT_THAT(refused({"subscribe", "--network", ""}), HasSubstr("the network is empty"));
+}
+
+TEST(HbctlArguments, ANameHasAtMost31Bytes) {
+    const std::string longest(31, 'n');
+    const std::string longer(32, 'n');
+    EXPECT_EQ(sound({"subscribe", "--all-nodes", "--name", longest.c_str()}).subscription.name, longest);
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--name", longer.c_str()}), HasSubstr("1 to 31 bytes"));
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--name", ""}), HasSubstr("1 to 31 bytes"));
+}

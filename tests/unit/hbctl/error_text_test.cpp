@@ -1,0 +1,69 @@
+#include "tools/error_text.h"
+#include "tools/request.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+using hbctl::error_text;
+
+namespace {
+
+const std::string unknown = "no meaning is known for this number";
+
+} // namespace
+
+TEST(HbctlErrorText, EveryNumberOfTheLibraryHasAMeaningOfItsOwn) {
+    const std::vector<int> numbers{1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16, 17, 18,
+                                   19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36,
+                                   37, 38, 39, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52, 53, 54, 55,
+                                   56, 58, 59, 63, 64, 65, 68, 70, 71, 72, 73, 74, 75, 81, 82, 84};
+    std::set<std::string> texts;
+    for (const int number : numbers) {
+        EXPECT_NE(error_text(number), unknown) << number;
+        texts.insert(error_text(number));
+    }
+    EXPECT_EQ(texts.size(), numbers.size());
+}
+
+TEST(HbctlErrorText, NumbersThatTheLibraryDoesNotUseAreSaidToBeUnknown) {
+    for (const int number : {-1, 40, 57, 60, 62, 66, 69, 76, 80, 83, 85, 1000}) {
+        EXPECT_EQ(error_text(number), unknown) << number;
+    }
+}
+
+TEST(HbctlErrorText, SomeMeanings) {
+    EXPECT_EQ(error_text(9), "the node is not configured");
+    EXPECT_EQ(error_text(16), "the daemon closed the connection");
+    EXPECT_EQ(error_text(84), "the site is not configured");
+}
+
+TEST(HbctlFailureLine, TellsWhatFailedWhyAndTheNumber) {
+    EXPECT_EQ(hbctl::failure_line("subscribe to node 7", 9),
+              "cannot subscribe to node 7: the node is not configured (error 9)");
+}
+
+TEST(HbctlFailureLine, WithoutADaemonThePathAndTheVariableAreTold) {
+    EXPECT_EQ(hbctl::open_failure_line("/nonexistent/s", 15),
+              "no heartbeat daemon listens at /nonexistent/s (HB_SERVER_SOCKET or --socket changes the path)");
+}
+
+TEST(HbctlFailureLine, APathThatIsTooLongIsToldAsSuch) {
+    const std::string path = "/" + std::string(107, 'p');
+    EXPECT_EQ(hbctl::open_failure_line(path, 15), "the socket path " + path +
+                                                      " has 108 bytes, more than 107: set a shorter one with "
+                                                      "HB_SERVER_SOCKET or --socket");
+}
+
+TEST(HbctlFailureLine, AbsentSharedDataPointsToADaemonThatStartsOrEnds) {
+    EXPECT_EQ(
+        hbctl::open_failure_line("/run/s", 33),
+        "cannot use the heartbeat daemon at /run/s: a shared segment is absent (error 33); it is starting or "
+        "ending, or is no heartbeat daemon");
+    EXPECT_EQ(
+        hbctl::open_failure_line("/run/s", 31),
+        "cannot use the heartbeat daemon at /run/s: a shared segment may not be opened: permission denied "
+        "(error 31)");
+}

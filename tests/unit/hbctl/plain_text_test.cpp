@@ -1,0 +1,53 @@
+#include "tools/plain_text.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+
+using namespace hbctl;
+
+namespace {
+
+Hb_IP_address6 address_of(const std::array<unsigned char, 16> &bytes) {
+    Hb_IP_address6 address{};
+    std::memcpy(&address, bytes.data(), bytes.size());
+    return address;
+}
+
+} // namespace
+
+TEST(HbctlPlainText, AddressesOfBothFamilies) {
+    EXPECT_EQ(address_text(address_of({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 10, 1, 0, 3})), "10.1.0.3");
+    EXPECT_EQ(address_text(address_of({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1})), "fe80::1");
+    EXPECT_EQ(address_text(address_of({})), "::");
+}
+
+TEST(HbctlPlainText, ControlCharactersDoNotReachTheTerminal) {
+    EXPECT_EQ(printable("net\x1b[31m\n\x7f"), "net?[31m??");
+    EXPECT_EQ(printable("n\xC3\xA4t a"), "n\xC3\xA4t a");
+}
+
+TEST(HbctlPlainText, RangesOfNumbers) {
+    EXPECT_EQ(number_ranges({}), "");
+    EXPECT_EQ(number_ranges({4}), "4");
+    EXPECT_EQ(number_ranges({4, 5}), "4, 5");
+    EXPECT_EQ(number_ranges({1, 2, 3, 7, 9, 10, 11, 12}), "1-3, 7, 9-12");
+}
+
+TEST(HbctlPlainText, CountedNouns) {
+    EXPECT_EQ(counted(0, "node"), "0 nodes");
+    EXPECT_EQ(counted(1, "node"), "1 node");
+    EXPECT_EQ(counted(2, "node"), "2 nodes");
+}
+
+TEST(HbctlPlainText, UniversalTimeHasMilliseconds) {
+    // 86,400 seconds after the beginning of 1970, and 7 milliseconds.
+    EXPECT_EQ(utc_text(WallTime(std::chrono::milliseconds(86400007))), "1970-01-02T00:00:00.007Z");
+}
+
+TEST(HbctlPlainText, ClockTimeEndsWithItsMilliseconds) {
+    const std::string text = clock_text(WallTime(std::chrono::milliseconds(120)));
+    EXPECT_EQ(text.size(), 12U);
+    EXPECT_EQ(text.substr(8), ".120");
+}

@@ -1,0 +1,180 @@
+#include "tests/unit/hbctl/sample_picture.h"
+#include "tools/render_json.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace hbctl;
+using hbctl_test::sample_picture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+EventRecord event_of(int kind, std::uint32_t sequence) {
+    EventRecord event;
+    event.kind = kind;
+    event.sequence = sequence;
+    event.subscription = "s";
+    event.time = WallTime(std::chrono::milliseconds(1500));
+    return event;
+}
+
+} // namespace
+
+TEST(HbctlJson, StatusWithEverythingKnown) {
+    StatusReport report{"/tmp/s", 1, {}, Heartbeat{2, 500000, true, 42}};
+    report.counts = {5, 4, 2, 10, 8, 0, true, true};
+    EXPECT_THAT(
+        status_json(report),
+        ElementsAre(R"({"socket":"/tmp/s","local_node":1,"nodes":5,"nodes_up":4,"networks":2,"adapters":10,)"
+                    R"("adapters_up":8,"sites":0,"heartbeat":{"enabled":true,"threshold_seconds":2,)"
+                    R"("threshold_microseconds":500000,"daemon_pid":42}})"));
+}
+
+TEST(HbctlJson, StatusTellsWhatIsUnknownAsNull) {
+    StatusReport report{"/tmp/s", 1, {}, std::nullopt};
+    report.counts = {5, 0, 2, 10, 0, 0, false, false};
+    EXPECT_THAT(status_json(report),
+                ElementsAre(R"({"socket":"/tmp/s","local_node":1,"nodes":5,"nodes_up":null,"networks":2,)"
+                            R"("adapters":10,"adapters_up":null,"sites":0,"heartbeat":null})"));
+}
+
+TEST(HbctlJson, OneObjectForEachNode) {
+    Picture picture = sample_picture();
+    picture.nodes[0].state = Liveness::up;
+    picture.nodes[1].state = Liveness::down;
+    EXPECT_THAT(nodes_json(picture),
+                ElementsAre(R"({"node":1,"state":"up","local":true,"adapters":[2,3]})",
+                            R"({"node":2,"state":"down","local":false,"adapters":[4,5]})"));
+}
+
+TEST(HbctlJson, OneObjectForEachNetwork) {
+    Picture picture = sample_picture();
+    picture.adapters[0].state = Liveness::up;
+    picture.adapters[2].state = Liveness::down;
+    EXPECT_THAT(networks_json(picture),
+                ElementsAre(R"({"network":0,"name":"net_a","type":"ether","adapters":2,"adapters_up":1})",
+                            R"({"network":1,"name":"net_b","type":"","adapters":2,"adapters_up":null})"));
+}
+
+TEST(HbctlJson, OneObjectForEachAdapter) {
+    Picture picture = sample_picture();
+    picture.adapters.resize(2);
+    picture.adapters[0].state = Liveness::up;
+    picture.adapters[1].network = -1;
+    picture.index();
+    EXPECT_THAT(adapters_json(picture),
+                ElementsAre(R"({"adapter":2,"node":1,"network":0,"network_name":"net_a","address":"10.1.0.1",)"
+                            R"("type":"eth0","state":"up"})",
+                            R"({"adapter":3,"node":1,"network":null,"network_name":null,"address":"10.2.0.1",)"
+                            R"("type":"eth1","state":"unknown"})"));
+}
+
+TEST(HbctlJson, SitesAreOneObjectEachAndNothingWithoutSites) {
+    Picture picture = sample_picture();
+    EXPECT_THAT(sites_json(picture), IsEmpty());
+    picture.sites = {0, 1};
+    EXPECT_THAT(sites_json(picture), ElementsAre(R"({"site":0})", R"({"site":1})"));
+}
+
+TEST(HbctlJson, NodeDeath) {
+    EventRecord event = event_of(1, 12);
+    event.member_kind = MemberKind::nodes;
+    event.nodes = {{3, {"10.1.0.3"}}, {4, {}}};
+    event.ffdc_id = "ABC.123";
+    EXPECT_EQ(event_json(event),
+              R"({"seq":12,"time":"1970-01-01T00:00:01.500Z","event":"death","subscription":"s",)"
+              R"("group":"nodes","nodes":[3,4],"adapters":[],"ffdc_id":"ABC.123"})");
+}
+
+TEST(HbctlJson, AdapterGroup) {
+    EventRecord event = event_of(4, 4294967295);
+    event.member_kind = MemberKind::adapters;
+    event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}};
+    event.stable = true;
+    event.adapter_group = AdapterGroup{2, 9};
+    EXPECT_EQ(
+        event_json(event),
+        R"({"seq":4294967295,"time":"1970-01-01T00:00:01.500Z","event":"new-group","subscription":"s",)"
+        R"("group":"adapters","nodes":[],"adapters":[{"adapter":2,"incarnation":7,"removed":false,"node":1,)"
+        R"("network":0,"network_name":"net_a","address":"10.1.0.1","type":"eth0"}],"stable":true,"leader":2,)"
+        R"("incarnation":9})");
+}
+
+TEST(HbctlJson, AnAdapterThatIsNotConfiguredHasNulls) {
+    EventRecord event = event_of(1, 1);
+    event.member_kind = MemberKind::adapters;
+    event.adapters = {{8, 1, true, -1, -1, "", "", ""}};
+    EXPECT_EQ(
+        event_json(event),
+        R"({"seq":1,"time":"1970-01-01T00:00:01.500Z","event":"death","subscription":"s","group":"adapters",)"
+        R"("nodes":[],"adapters":[{"adapter":8,"incarnation":1,"removed":true,"node":null,"network":null,)"
+        R"("network_name":null,"address":null,"type":null}]})");
+}
+
+TEST(HbctlJson, ConfigurationChange) {
+    EventRecord event = event_of(128, 5);
+    event.subscription = "Hb_Config_Group";
+    event.counts = Counts{6, 5, 2, 12, 0, 0, true, false};
+    EXPECT_EQ(event_json(event),
+              R"({"seq":5,"time":"1970-01-01T00:00:01.500Z","event":"configuration",)"
+              R"("subscription":"Hb_Config_Group","group":"none","nodes":[],"adapters":[],"counts":{"nodes":6,)"
+              R"("nodes_up":5,"networks":2,"adapters":12,"adapters_up":null,"sites":0}})");
+}
+
+TEST(HbctlJson, FailureIdentifierForeignInstanceAndHeartbeat) {
+    EventRecord failure = event_of(8, 6);
+    failure.ffdc_id = "X";
+    EXPECT_EQ(event_json(failure),
+              R"({"seq":6,"time":"1970-01-01T00:00:01.500Z","event":"ffdc","subscription":"s",)"
+              R"("group":"none","nodes":[],"adapters":[],"ffdc_id":"X"})");
+    EventRecord foreign = event_of(256, 7);
+    foreign.member_kind = MemberKind::instance;
+    foreign.foreign = ForeignInstance{"10.9.0.1", 77};
+    EXPECT_EQ(event_json(foreign),
+              R"({"seq":7,"time":"1970-01-01T00:00:01.500Z","event":"different-instance","subscription":"s",)"
+              R"("group":"instance","nodes":[],"adapters":[],"address":"10.9.0.1","instance":77})");
+    EventRecord heartbeat = event_of(512, 8);
+    heartbeat.heartbeat = Heartbeat{0, 250000, false, 9};
+    EXPECT_EQ(
+        event_json(heartbeat),
+        R"({"seq":8,"time":"1970-01-01T00:00:01.500Z","event":"heartbeat","subscription":"s","group":"none",)"
+        R"("nodes":[],"adapters":[],"heartbeat":{"enabled":false,"threshold_seconds":0,)"
+        R"("threshold_microseconds":250000,"daemon_pid":9}})");
+}
+
+TEST(HbctlJson, SiteMergeAndSplit) {
+    EventRecord merge = event_of(64, 9);
+    merge.member_kind = MemberKind::sites;
+    merge.sites = SitePair{{1, 2, 3U}, {2, 5, 4U}};
+    EXPECT_EQ(event_json(merge),
+              R"({"seq":9,"time":"1970-01-01T00:00:01.500Z","event":"site-merge","subscription":"s",)"
+              R"("group":"sites","nodes":[],"adapters":[],"local_site":{"site":1,"node":2,"nodes_up":3},)"
+              R"("remote_site":{"site":2,"node":5,"nodes_up":4}})");
+    EventRecord split = event_of(32, 10);
+    split.member_kind = MemberKind::sites;
+    split.sites = SitePair{{1, 2, {}}, {2, 5, {}}};
+    EXPECT_EQ(event_json(split),
+              R"({"seq":10,"time":"1970-01-01T00:00:01.500Z","event":"site-split","subscription":"s",)"
+              R"("group":"sites","nodes":[],"adapters":[],"local_site":{"site":1,"node":2},)"
+              R"("remote_site":{"site":2,"node":5}})");
+}
+
+TEST(HbctlJson, TextsThatAreNotUtf8AreStillJson) {
+    Picture picture = sample_picture();
+    picture.networks.resize(1);
+    picture.networks[0].name = "n\xFFt\"";
+    EXPECT_THAT(networks_json(picture),
+                ElementsAre("{\"network\":0,\"name\":\"n\xEF\xBF\xBDt\\\"\",\"type\":\"ether\",\"adapters\":2,"
+                            "\"adapters_up\":null}"));
+}
+
+TEST(HbctlJson, LossAndReturnOfTheDaemon) {
+    EXPECT_EQ(disconnected_json(WallTime(std::chrono::milliseconds(1)), "/tmp/s"),
+              R"({"time":"1970-01-01T00:00:00.001Z","event":"disconnected","socket":"/tmp/s"})");
+    EXPECT_EQ(reconnected_json(WallTime(std::chrono::milliseconds(2)),
+                               StatusReport{"/tmp/s", 1, {5, 0, 2, 10, 0, 0, false, false}, std::nullopt}),
+              R"({"time":"1970-01-01T00:00:00.002Z","event":"reconnected","socket":"/tmp/s","local_node":1,)"
+              R"("nodes":5,"nodes_up":null,"networks":2,"adapters":10,"adapters_up":null,"sites":0})");
+}

@@ -1,0 +1,163 @@
+#include "tests/unit/hbctl/sample_picture.h"
+#include "tools/plain_text.h"
+#include "tools/render_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace hbctl;
+using hbctl_test::sample_picture;
+using testing::ElementsAre;
+
+namespace {
+
+EventRecord event_of(int kind) {
+    EventRecord event;
+    event.kind = kind;
+    event.sequence = 12;
+    event.time = WallTime(std::chrono::milliseconds(1500));
+    return event;
+}
+
+// The event's line behind the sequence number and the time, which follows the time zone.
+std::string line_of(const EventRecord &event) {
+    const std::string line = event_text(event);
+    const std::string front = "    12  " + clock_text(event.time) + "  ";
+    EXPECT_EQ(line.substr(0, front.size()), front);
+    return line.substr(front.size());
+}
+
+} // namespace
+
+TEST(HbctlText, Status) {
+    StatusReport report{"/tmp/s", 1, {5, 4, 2, 10, 8, 0, true, true}, Heartbeat{2, 500000, true, 42}};
+    EXPECT_THAT(status_text(report), ElementsAre("socket      /tmp/s", "local node  1",
+                                                 "nodes       5 configured, 4 up", "networks    2 configured",
+                                                 "adapters    10 configured, 8 up", "sites       0 configured",
+                                                 "heartbeat   enabled, threshold 2.5 s, daemon process 42"));
+}
+
+TEST(HbctlText, StatusTellsWhatIsUnknown) {
+    StatusReport report{"/tmp/s", 1, {5, 0, 2, 10, 0, 1, false, false}, std::nullopt};
+    EXPECT_THAT(status_text(report),
+                ElementsAre("socket      /tmp/s", "local node  1", "nodes       5 configured, ? up",
+                            "networks    2 configured", "adapters    10 configured, ? up",
+                            "sites       1 configured", "heartbeat   not told by the daemon"));
+}
+
+TEST(HbctlText, Nodes) {
+    Picture picture = sample_picture();
+    picture.nodes[0].state = Liveness::up;
+    picture.nodes[1].state = Liveness::down;
+    EXPECT_THAT(nodes_text(picture), ElementsAre("NODE  STATE      ADAPTERS  ADDRESSES",
+                                                 "   1  up, local  2, 3      10.1.0.1, 10.2.0.1",
+                                                 "   2  down       4, 5      10.1.0.2, 10.2.0.2"));
+}
+
+TEST(HbctlText, Networks) {
+    Picture picture = sample_picture();
+    picture.adapters[0].state = Liveness::up;
+    picture.adapters[2].state = Liveness::up;
+    EXPECT_THAT(networks_text(picture),
+                ElementsAre("NETWORK  NAME   TYPE   ADAPTERS  UP", "      0  net_a  ether         2   2",
+                            "      1  net_b  -             2   ?"));
+}
+
+TEST(HbctlText, Adapters) {
+    Picture picture = sample_picture();
+    picture.adapters.resize(2);
+    picture.adapters[0].state = Liveness::down;
+    picture.adapters[1].network = -1;
+    picture.index();
+    EXPECT_THAT(adapters_text(picture), ElementsAre("ADAPTER  NODE  NETWORK  ADDRESS   TYPE  STATE",
+                                                    "      2     1  net_a    10.1.0.1  eth0  down",
+                                                    "      3     1  -        10.2.0.1  eth1  unknown"));
+}
+
+TEST(HbctlText, Sites) {
+    Picture picture = sample_picture();
+    EXPECT_THAT(sites_text(picture), ElementsAre("no sites are configured"));
+    picture.sites = {0, 1};
+    EXPECT_THAT(sites_text(picture), ElementsAre("SITE", "   0", "   1"));
+}
+
+TEST(HbctlText, TheHeadingStandsOverTheEventsColumns) {
+    EXPECT_EQ(event_heading_text(), "   SEQ  TIME          EVENT           WHAT");
+}
+
+TEST(HbctlText, NodeDeathTellsAddressesAndTheFailureIdentifier) {
+    EventRecord event = event_of(1);
+    event.member_kind = MemberKind::nodes;
+    event.nodes = {{3, {"10.1.0.3", "10.2.0.3"}}};
+    event.ffdc_id = "ABC";
+    EXPECT_EQ(line_of(event), "node death      node 3 (10.1.0.3, 10.2.0.3); failure identifier ABC");
+}
+
+TEST(HbctlText, AdapterJoinTellsAddressTypeNetworkAndNode) {
+    EventRecord event = event_of(2);
+    event.member_kind = MemberKind::adapters;
+    event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}, {9, 1, true, -1, -1, "", "", ""}};
+    EXPECT_EQ(line_of(event),
+              "adapter join    adapters 2 (10.1.0.1 eth0 on net_a of node 1), 9 removed from the "
+              "configuration");
+}
+
+TEST(HbctlText, ManyMembersAreToldByRanges) {
+    EventRecord event = event_of(1);
+    event.member_kind = MemberKind::nodes;
+    for (int node = 1; node <= 9; ++node) {
+        event.nodes.push_back({node, {"10.1.0.1"}});
+    }
+    EXPECT_EQ(line_of(event), "node death      9 nodes: 1-9");
+}
+
+TEST(HbctlText, NewGroups) {
+    EventRecord nodes = event_of(4);
+    nodes.member_kind = MemberKind::nodes;
+    nodes.nodes = {{1, {"10.1.0.1"}}, {2, {}}, {4, {}}};
+    nodes.stable = true;
+    EXPECT_EQ(line_of(nodes), "node group      3 nodes: 1, 2, 4; stable");
+    EventRecord adapters = event_of(4);
+    adapters.member_kind = MemberKind::adapters;
+    adapters.stable = false;
+    adapters.adapter_group = AdapterGroup{2, 9};
+    EXPECT_EQ(line_of(adapters), "adapter group   no adapters; leader 2, incarnation 9; unstable");
+}
+
+TEST(HbctlText, TheOtherEvents) {
+    EventRecord configuration = event_of(128);
+    configuration.counts = Counts{6, 5, 2, 12, 0, 0, true, false};
+    EXPECT_EQ(line_of(configuration), "configuration   now 6 nodes (5 up), 2 networks, 12 adapters");
+    EventRecord failure = event_of(8);
+    failure.ffdc_id = "XYZ";
+    EXPECT_EQ(line_of(failure), "failure         XYZ");
+    EventRecord foreign = event_of(256);
+    foreign.member_kind = MemberKind::instance;
+    foreign.foreign = ForeignInstance{"10.9.0.1", 77};
+    EXPECT_EQ(line_of(foreign), "other instance  10.9.0.1 speaks with configuration instance 77");
+    EventRecord heartbeat = event_of(512);
+    heartbeat.heartbeat = Heartbeat{30, 0, false, 9};
+    EXPECT_EQ(line_of(heartbeat), "heartbeat       disabled, threshold 30 s, daemon process 9");
+    EXPECT_EQ(line_of(event_of(16)), "event-16");
+}
+
+TEST(HbctlText, Sites_SplitAndMerge) {
+    EventRecord split = event_of(32);
+    split.member_kind = MemberKind::sites;
+    split.sites = SitePair{{1, 2, {}}, {2, 5, {}}};
+    EXPECT_EQ(
+        line_of(split),
+        "site split      local site 1 (told by node 2) and remote site 2 (told by node 5) lost each other");
+    EventRecord merge = event_of(64);
+    merge.member_kind = MemberKind::sites;
+    merge.sites = SitePair{{1, 2, 1U}, {2, 5, 4U}};
+    EXPECT_EQ(line_of(merge),
+              "site merge      local site 1 (told by node 2, 1 node up) and remote site 2 (told by "
+              "node 5, 4 nodes up) found each other");
+}
+
+TEST(HbctlText, NoticesHaveNoSequenceNumber) {
+    const WallTime time(std::chrono::milliseconds(1500));
+    EXPECT_EQ(notice_text(time, "disconnected", "gone"),
+              "     -  " + clock_text(time) + "  disconnected    gone");
+}

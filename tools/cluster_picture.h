@@ -1,0 +1,75 @@
+// What is configured, and which of it is alive, as plain data.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace hbctl {
+
+enum class Liveness { unknown, up, down };
+
+struct NodeRow {
+    int number = 0;
+    bool local = false;
+    Liveness state = Liveness::unknown;
+    std::vector<std::uint32_t> adapters; // ascending
+};
+
+struct NetworkRow {
+    int number = 0;
+    std::string name;
+    std::string type;
+    std::vector<std::uint32_t> adapters; // in the order of the configuration
+};
+
+struct AdapterRow {
+    std::uint32_t number = 0;
+    int node = -1;
+    int network = -1; // -1: its network has no name
+    std::string address;
+    std::string type;
+    Liveness state = Liveness::unknown;
+};
+
+struct Picture {
+    int local_node = -1;
+    std::vector<NodeRow> nodes;
+    std::vector<NetworkRow> networks;
+    std::vector<AdapterRow> adapters; // in the order of the configuration
+    std::vector<unsigned> sites;
+
+    std::unordered_map<int, std::size_t> node_at;
+    std::unordered_map<int, std::size_t> network_at;
+    std::unordered_map<std::uint32_t, std::size_t> adapter_at;
+
+    // Fills the three indexes from the lists.
+    void index();
+    const NodeRow *node(int number) const;
+    const NetworkRow *network(int number) const;
+    const AdapterRow *adapter(std::uint32_t number) const;
+};
+
+struct Counts {
+    std::size_t nodes = 0;
+    std::size_t nodes_up = 0;
+    std::size_t networks = 0;
+    std::size_t adapters = 0;
+    std::size_t adapters_up = 0;
+    std::size_t sites = 0;
+    bool nodes_known = false;    // no node's state is unknown
+    bool adapters_known = false; // no adapter's state is unknown
+};
+
+Counts count(const Picture &picture);
+
+// How many adapters of the network are up; nothing when the state of one is unknown.
+std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture &picture);
+
+// Takes over the states of what both pictures hold. What is new is down until it joins; where the states were
+// not all known its state is not either.
+void carry_states(const Picture &from, Picture &to);
+
+} // namespace hbctl

@@ -1,0 +1,18 @@
+// One function for each verb; all give the status to exit with, or throw RequestFailed or OutputClosed.
+#pragma once
+
+#include "tools/arguments.h"
+
+namespace hbctl {
+
+int show_status(const Arguments &arguments);
+int show_nodes(const Arguments &arguments);
+int show_networks(const Arguments &arguments);
+int show_adapters(const Arguments &arguments);
+int show_sites(const Arguments &arguments);
+int watch(const Arguments &arguments);
+int subscribe(const Arguments &arguments);
+
+int run_command(const Arguments &arguments);
+
+} // namespace hbctl

@@ -1,0 +1,25 @@
+#include "tools/commands/commands.h"
+
+namespace hbctl {
+
+int run_command(const Arguments &arguments) {
+    switch (arguments.verb) {
+    case Verb::status:
+        return show_status(arguments);
+    case Verb::nodes:
+        return show_nodes(arguments);
+    case Verb::networks:
+        return show_networks(arguments);
+    case Verb::adapters:
+        return show_adapters(arguments);
+    case Verb::sites:
+        return show_sites(arguments);
+    case Verb::watch:
+        return watch(arguments);
+    case Verb::subscribe:
+        return subscribe(arguments);
+    }
+    return exit_usage;
+}
+
+} // namespace hbctl

@@ -1,0 +1,28 @@
+// The words for kinds of events and for states, which scripts rely on.
+#pragma once
+
+#include "tools/cluster_picture.h"
+#include "tools/event_record.h"
+
+#include <optional>
+#include <string>
+
+namespace hbctl {
+
+// "death", "join", "new-group", "ffdc", "site-split", "site-merge", "configuration", "different-instance",
+// "heartbeat"; "event-N" for any other number.
+std::string event_name(int kind);
+
+// The event of that name that can be subscribed to; nothing for other words.
+std::optional<int> event_of_name(const std::string &name);
+
+// All words that event_of_name takes: "death, join, ..."
+std::string subscribable_event_names();
+
+// "nodes", "adapters", "instance", "sites", "none"
+std::string member_kind_name(MemberKind kind);
+
+// "up", "down", "unknown"
+std::string liveness_name(Liveness state);
+
+} // namespace hbctl

@@ -1,0 +1,48 @@
+// hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+#include "tools/arguments.h"
+#include "tools/commands/commands.h"
+#include "tools/daemon_path.h"
+#include "tools/output.h"
+#include "tools/request.h"
+#include "tools/standard_descriptors.h"
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+int act(const hbctl::Arguments &arguments) {
+    if (arguments.socket) {
+        hbctl::use_daemon_path(*arguments.socket);
+    }
+    return hbctl::run_command(arguments);
+}
+
+int act(const hbctl::Parsed &parsed) {
+    std::fputs(parsed.complaint.c_str(), stderr);
+    std::fputs(parsed.output.c_str(), stdout);
+    const int status = parsed.arguments ? act(*parsed.arguments) : parsed.exit_status;
+    hbctl::flush_output();
+    return status;
+}
+
+int act_and_report(const hbctl::Parsed &parsed) {
+    try {
+        return act(parsed);
+    } catch (const hbctl::OutputClosed &) {
+        return hbctl::exit_success;
+    } catch (const std::exception &failure) {
+        hbctl::complain(failure.what());
+        return hbctl::exit_failure;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    hbctl::ensure_standard_descriptors();
+    // A daemon or a reader that has gone shows as the failure of a write instead.
+    std::signal(SIGPIPE, SIG_IGN);
+    return act_and_report(hbctl::parse_arguments(argc, argv));
+}

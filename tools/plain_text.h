@@ -1,0 +1,33 @@
+// Values as text: addresses, names from the daemon, lists of numbers, times.
+#pragma once
+
+#include "hb_client.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+// "10.1.0.3", "fe80::1"
+std::string address_text(const Hb_IP_address6 &address);
+
+// The text with every control character made '?', so that it cannot steer a terminal.
+std::string printable(const std::string &text);
+
+// "1-3, 7"
+std::string number_ranges(const std::vector<std::uint32_t> &ascending);
+
+// "1 node", "2 nodes"
+std::string counted(std::size_t count, const std::string &noun);
+
+using WallTime = std::chrono::system_clock::time_point;
+
+// "14:03:22.123" in local time.
+std::string clock_text(WallTime time);
+
+// "2024-05-01T12:03:22.123Z"
+std::string utc_text(WallTime time);
+
+} // namespace hbctl

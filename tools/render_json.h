@@ -1,0 +1,27 @@
+// Everything that a program reads on standard output: one JSON object a line, with keys in a fixed order.
+#pragma once
+
+#include "tools/cluster_picture.h"
+#include "tools/event_record.h"
+#include "tools/status_report.h"
+
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+using Lines = std::vector<std::string>;
+
+Lines status_json(const StatusReport &report);
+Lines nodes_json(const Picture &picture);
+Lines networks_json(const Picture &picture);
+Lines adapters_json(const Picture &picture);
+Lines sites_json(const Picture &picture);
+
+std::string event_json(const EventRecord &event);
+
+// The connection to the daemon broke, or works again.
+std::string disconnected_json(WallTime time, const std::string &socket);
+std::string reconnected_json(WallTime time, const StatusReport &report);
+
+} // namespace hbctl

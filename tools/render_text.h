@@ -1,0 +1,31 @@
+// Everything that a person reads on standard output, line by line.
+#pragma once
+
+#include "tools/cluster_picture.h"
+#include "tools/event_record.h"
+#include "tools/status_report.h"
+
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+using Lines = std::vector<std::string>;
+
+Lines status_text(const StatusReport &report);
+Lines nodes_text(const Picture &picture);
+Lines networks_text(const Picture &picture);
+Lines adapters_text(const Picture &picture);
+Lines sites_text(const Picture &picture);
+
+// The heading over event lines, and one event.
+std::string event_heading_text();
+std::string event_text(const EventRecord &event);
+
+// A line among the events that is none, about the connection to the daemon.
+std::string notice_text(WallTime time, const std::string &kind, const std::string &detail);
+
+// "5 nodes (4 up), 2 networks, 10 adapters (8 up)"
+std::string counts_text(const Counts &counts);
+
+} // namespace hbctl

@@ -1,0 +1,63 @@
+// What to watch, and asking the daemon for it.
+#pragma once
+
+#include "hb_client.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+enum class Selection { nodes, all_nodes, adapters, all_adapters, network, sites, different_instance };
+
+struct SubscriptionRequest {
+    std::string name;
+    Selection selection = Selection::all_nodes;
+    std::vector<std::uint32_t> numbers; // of nodes or adapters
+    std::string network;                // number or name
+    int events = 0;                     // HB_EVENT_..., together
+};
+
+// What `hbctl watch` asks for: everything.
+std::vector<SubscriptionRequest> everything();
+
+// A request that stays asked for while the configuration changes. What the daemon holds is the list of members
+// of the moment, except for "all"; so it must be told when the list has become another one.
+class Subscription {
+  public:
+    explicit Subscription(SubscriptionRequest request);
+
+    // Asks the daemon, also after the library was closed and opened again. Throws RequestFailed, also when a
+    // member is not configured.
+    void ask();
+
+    // After a configuration change: asks again if the members are not those last asked for. A member that is no
+    // longer configured is left out until it comes back; gives one line on it, or nothing.
+    std::string refresh();
+
+    const SubscriptionRequest &request() const { return request_; }
+
+  private:
+    enum class Missing { refuse, leave_out };
+    struct Asked {
+        bool all = false;
+        std::vector<std::uint8_t> members;
+        bool operator==(const Asked &) const = default;
+    };
+
+    bool build(Missing missing, std::string &left_out);
+    void build_nodes(Missing missing, std::string &left_out);
+    void build_adapters(Missing missing, std::string &left_out);
+    bool build_network(Missing missing, std::string &left_out);
+    Asked asked_for() const;
+    void send();
+
+    SubscriptionRequest request_;
+    std::unique_ptr<Hb_Subscription_Group> group_;
+    Asked asked_;
+    bool active_ = false;
+};
+
+} // namespace hbctl

@@ -1,0 +1,37 @@
+// Columns of text aligned under their headings.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+enum class Align { left, right };
+
+struct Column {
+    std::string heading;
+    Align align = Align::left;
+};
+
+class TextTable {
+  public:
+    explicit TextTable(std::vector<Column> columns);
+
+    // As many cells as there are columns.
+    void add(std::vector<std::string> cells);
+
+    // The heading and the rows, without blanks at the ends of lines.
+    std::vector<std::string> lines() const;
+
+  private:
+    std::string line(const std::vector<std::string> &cells, const std::vector<std::size_t> &widths) const;
+
+    std::vector<Column> columns_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+// The text filled up with blanks to a width in characters, not bytes.
+std::string padded(const std::string &text, std::size_t width, Align align);
+
+} // namespace hbctl
