@@ -1,0 +1,23 @@
+# The hash table and string utilities, the configuration table and its queries, group records and
+# subscriptions.
+set(tables "${CMAKE_CURRENT_SOURCE_DIR}/tables")
+
+hb_add_test(utilities_test SOURCES "${tables}/hash_test.cpp" "${tables}/utils_test.cpp" LIBS hb_client_static)
+hb_add_test(short_of_memory_test SOURCES "${tables}/short_of_memory_test.cpp" LIBS hb_client_static
+            hb_test_faults)
+
+# The spy takes the place of the trace library's recording calls in the whole program.
+hb_add_test(
+  tables_test
+  SOURCES
+  "${tables}/address_text_test.cpp"
+  "${tables}/cluster_fixture.cpp"
+  "${tables}/configuration_table_test.cpp"
+  "${tables}/configuration_test.cpp"
+  "${tables}/membership_test.cpp"
+  "${tables}/subscribe_test.cpp"
+  "${tables}/subscription_test.cpp"
+  "${tables}/trace_spy.cpp"
+  LIBS
+  hb_client_static
+  hb_test_support)

@@ -1,0 +1,39 @@
+// A small cluster in the configuration table, as if the library had been opened.
+//
+//   nodes 0 to 3, three adapter slots each; node 1 has adapters 3 and 4, node 3 has adapter 9
+//   network 0 "net_a" (ether), network 1 "net_b" (ib), network 2 not configured
+//   delivered in the order 9, 4, 3; adapters 4 and 3 have the same address
+#ifndef CLUSTER_FIXTURE_H
+#define CLUSTER_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hb_client.h"
+#include "tests/support/environment_guard.h"
+#include "tests/support/temp_dir.h"
+
+// 16 bytes in the order in which they lie in memory.
+Hb_IP_address6 address_of(const std::vector<unsigned> &bytes);
+Hb_IP_address6 mapped(unsigned a, unsigned b, unsigned c, unsigned d);
+
+class Cluster_Test : public testing::Test {
+  protected:
+    Cluster_Test();
+    ~Cluster_Test() override;
+
+    // Appends an adapter to the table; networks are not touched.
+    static void add_adapter(Hb_Adapter_Number number, Hb_Network_Number network, const Hb_IP_address6 &address,
+                            const std::string &type, Hb_Entity_State state);
+    // As before opening: nothing in the table, and no daemon to be found.
+    void close_library();
+
+  private:
+    hb_test::TempDir directory_;
+    std::unique_ptr<hb_test::EnvironmentGuard> no_daemon_;
+};
+
+#endif

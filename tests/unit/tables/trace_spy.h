@@ -1,0 +1,33 @@
+// Stands in for the trace library's recording calls and remembers what was recorded.
+#ifndef TRACE_SPY_H
+#define TRACE_SPY_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct Trace_Record {
+    std::string component;
+    uint32_t id = 0;
+    unsigned category = 0;
+    std::vector<uint32_t> values;
+    std::vector<std::string> data;
+
+    bool operator==(const Trace_Record &) const = default;
+};
+
+void PrintTo(const Trace_Record &record, std::ostream *out);
+
+// While one lives, records of the categories named by `levels` (Errors, Info, Debug) are kept, and every
+// recording call spoils errno as a real one may.
+class Trace_Spy {
+  public:
+    Trace_Spy(unsigned char errors, unsigned char info, unsigned char debug);
+    ~Trace_Spy();
+    Trace_Spy(const Trace_Spy &) = delete;
+    Trace_Spy &operator=(const Trace_Spy &) = delete;
+
+    const std::vector<Trace_Record> &records() const;
+};
+
+#endif
