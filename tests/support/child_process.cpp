@@ -1,0 +1,182 @@
+#include "tests/support/child_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+
+namespace hb_test {
+namespace {
+
+struct Pipe {
+    UniqueFd reading, writing;
+};
+
+Pipe make_pipe() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe2");
+    }
+    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+}
+
+// Reads what is there; false at the end of the stream.
+bool read_available(int fd, std::string &into) {
+    std::array<char, 65536> buffer{};
+    const ssize_t count = read(fd, buffer.data(), buffer.size());
+    if (count > 0) {
+        into.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
+}
+
+} // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string> &arguments, const Environment &environment) {
+    Pipe input = make_pipe();
+    Pipe out = make_pipe();
+    Pipe err = make_pipe();
+    Pipe trouble = make_pipe(); // closed by a successful exec
+
+    std::vector<std::string> copy = arguments;
+    std::vector<char *> argv;
+    for (std::string &argument : copy) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+
+    pid_ = fork();
+    if (pid_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(input.reading.get(), STDIN_FILENO);
+        dup2(out.writing.get(), STDOUT_FILENO);
+        dup2(err.writing.get(), STDERR_FILENO);
+        for (const auto &[name, value] : environment) {
+            setenv(name.c_str(), value.c_str(), 1);
+        }
+        execvp(argv[0], argv.data());
+        const int reason = errno;
+        const ssize_t told = write(trouble.writing.get(), &reason, sizeof reason);
+        _exit(told == sizeof reason ? 127 : 126);
+    }
+    trouble.writing.reset();
+    int reason = 0;
+    if (read(trouble.reading.get(), &reason, sizeof reason) == sizeof reason) {
+        reap(true);
+        throw std::system_error(reason, std::generic_category(), "cannot run " + arguments[0]);
+    }
+    input_ = std::move(input.writing);
+    out_ = std::move(out.reading);
+    err_ = std::move(err.reading);
+}
+
+ChildProcess::~ChildProcess() {
+    if (!end_) {
+        kill(pid_, SIGKILL);
+        reap(true);
+    }
+}
+
+void ChildProcess::send_signal(int signal) const {
+    if (!end_) {
+        kill(pid_, signal);
+    }
+}
+
+void ChildProcess::write_input(const std::string &text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = write(input_.get(), text.data() + done, text.size() - done);
+        if (count < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "write to a child process");
+        }
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+}
+
+// Takes in whatever arrives next on either stream; false at the deadline.
+bool ChildProcess::pump(const Deadline &deadline) {
+    std::array<pollfd, 2> wanted{{{out_.get(), POLLIN, 0}, {err_.get(), POLLIN, 0}}};
+    const int ready = poll(wanted.data(), wanted.size(), deadline.milliseconds_left());
+    if (ready == 0) {
+        return false;
+    }
+    if (wanted[0].revents != 0 && !read_available(out_.get(), output_)) {
+        out_.reset();
+    }
+    if (wanted[1].revents != 0 && !read_available(err_.get(), errors_)) {
+        err_.reset();
+    }
+    return true;
+}
+
+std::optional<std::string> ChildProcess::read_line(const Deadline &deadline) {
+    std::size_t end = 0;
+    while ((end = output_.find('\n')) == std::string::npos) {
+        if (!out_ || !pump(deadline)) {
+            return std::nullopt;
+        }
+    }
+    std::string line = output_.substr(0, end);
+    output_.erase(0, end + 1);
+    return line;
+}
+
+bool ChildProcess::read_until(const std::string &text, const Deadline &deadline) {
+    while (const std::optional<std::string> line = read_line(deadline)) {
+        if (line->find(text) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ChildProcess::reap(bool block) {
+    int status = 0;
+    pid_t got = 0;
+    do {
+        got = waitpid(pid_, &status, block ? 0 : WNOHANG);
+    } while (got < 0 && errno == EINTR);
+    if (got == pid_) {
+        ChildEnd end;
+        if (WIFSIGNALED(status)) {
+            end.signal = WTERMSIG(status);
+        } else {
+            end.exit_status = WEXITSTATUS(status);
+        }
+        end_ = end;
+    }
+    return end_.has_value();
+}
+
+bool ChildProcess::running() {
+    return !end_ && !reap(false);
+}
+
+// A grandchild may hold the streams open for longer than the child lives, so its end is looked for too.
+std::optional<ChildEnd> ChildProcess::wait(const Deadline &deadline) {
+    while (running()) {
+        if (deadline.over()) {
+            return std::nullopt;
+        }
+        if (streams_open()) {
+            pump(Deadline(std::chrono::milliseconds(std::min(20, deadline.milliseconds_left()))));
+        } else {
+            poll(nullptr, 0, 1);
+        }
+    }
+    while (streams_open() && pump(Deadline(std::chrono::milliseconds(0)))) {
+    }
+    return end_;
+}
+
+} // namespace hb_test

@@ -1,0 +1,72 @@
+// The three shared segments and the semaphore set, as the daemon publishes them, or not quite.
+#ifndef HB_TEST_DAEMON_SEGMENTS_H
+#define HB_TEST_DAEMON_SEGMENTS_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "tests/support/bytes.h"
+
+namespace hb_test {
+
+struct SegmentPlan {
+    bool present = true;
+    std::size_t size = 0;
+    int mode = 0600;
+    Bytes content; // put at the segment's start
+};
+
+struct SegmentsPlan {
+    SegmentPlan configuration; // key letter g, 12 bytes
+    SegmentPlan routes;        // key letter h, 184 bytes for each node
+    SegmentPlan security;      // key letter p, 3168 bytes
+    bool semaphores = true;    // key letter i
+    int semaphore_count = 2;
+    int semaphore_mode = 0600;
+};
+
+// Sequence number 1 and this many node slots.
+SegmentsPlan segments_for(int number_of_nodes, int number_of_adapters = 0);
+// None of the four.
+SegmentsPlan no_segments();
+
+class DaemonSegments {
+  public:
+    // The keys come from the path, which must exist. Throws when a key is already in use.
+    DaemonSegments(const std::string &path, const SegmentsPlan &plan);
+    DaemonSegments(const DaemonSegments &) = delete;
+    DaemonSegments &operator=(const DaemonSegments &) = delete;
+    ~DaemonSegments();
+
+    // -1 for what was not planned.
+    int configuration_id() const { return segments_[0].id; }
+    int routes_id() const { return segments_[1].id; }
+    int security_id() const { return segments_[2].id; }
+    int semaphores_id() const { return semaphores_; }
+
+    // Writable, as only the daemon has them.
+    char *configuration() const { return segments_[0].memory; }
+    char *routes() const { return segments_[1].memory; }
+    char *security() const { return segments_[2].memory; }
+
+    // Takes one piece away while the rest stays.
+    void remove_configuration() { remove(segments_[0]); }
+
+  private:
+    struct Segment {
+        int id = -1;
+        char *memory = nullptr;
+    };
+    void make(Segment &segment, const std::string &path, int project, const SegmentPlan &plan);
+    void make_semaphores(const std::string &path, const SegmentsPlan &plan);
+    static void remove(Segment &segment);
+    void remove_all();
+
+    Segment segments_[3];
+    int semaphores_ = -1;
+};
+
+} // namespace hb_test
+
+#endif

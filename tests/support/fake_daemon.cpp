@@ -1,0 +1,491 @@
+#include "tests/support/fake_daemon.h"
+
+#include <fcntl.h>
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "tests/support/deadline.h"
+
+namespace hb_test {
+namespace {
+
+[[noreturn]] void fail(const std::string &what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+UniqueFd bound_socket(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        throw std::length_error("socket path too long: " + path);
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        fail("bind " + path);
+    }
+    if (chmod(path.c_str(), 0666) != 0 || listen(listener.get(), 64) != 0) {
+        fail("listen " + path);
+    }
+    return listener;
+}
+
+Step plain(Step::Kind kind) {
+    return Step{kind, {}, {}};
+}
+
+const char *name_of(Step::Kind kind) {
+    switch (kind) {
+    case Step::Kind::read_record:
+        return "read_record";
+    case Step::Kind::send:
+        return "send";
+    case Step::Kind::trickle:
+        return "trickle";
+    case Step::Kind::wait_taken:
+        return "wait_taken";
+    case Step::Kind::wait_told:
+        return "wait_told";
+    case Step::Kind::wait_for:
+        return "wait_for";
+    case Step::Kind::stop_reading:
+        return "stop_reading";
+    case Step::Kind::start_reading:
+        return "start_reading";
+    case Step::Kind::hang_up:
+        return "hang_up";
+    }
+    return "?";
+}
+
+} // namespace
+
+Step read_record() {
+    return plain(Step::Kind::read_record);
+}
+
+Step send_raw(const Bytes &bytes) {
+    return Step{Step::Kind::send, bytes, {}};
+}
+
+Step send_record(const Bytes &record) {
+    return send_raw(frame(record));
+}
+
+Step trickle_raw(const Bytes &bytes) {
+    return Step{Step::Kind::trickle, bytes, {}};
+}
+
+Step trickle_record(const Bytes &record) {
+    return trickle_raw(frame(record));
+}
+
+Step wait_taken() {
+    return plain(Step::Kind::wait_taken);
+}
+
+Step wait_told() {
+    return plain(Step::Kind::wait_told);
+}
+
+Step wait_for(std::function<bool()> condition) {
+    return Step{Step::Kind::wait_for, {}, std::move(condition)};
+}
+
+Step stop_reading() {
+    return plain(Step::Kind::stop_reading);
+}
+
+Step start_reading() {
+    return plain(Step::Kind::start_reading);
+}
+
+Step hang_up() {
+    return plain(Step::Kind::hang_up);
+}
+
+Script serve_configuration(const Bytes &snapshot_body) {
+    return {read_record(), send_record(reply(0, snapshot_body))};
+}
+
+FakeDaemon::FakeDaemon(const FakeDaemonPlan &plan) : plan_(plan) {
+    listen_at(plan);
+    if (plan.set_environment) {
+        set_environment();
+    }
+    wake_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!wake_) {
+        fail("eventfd");
+    }
+    thread_ = std::thread([this] {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr); // signals are for the thread under test
+        serve();
+    });
+}
+
+FakeDaemon::~FakeDaemon() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    changed_.notify_all();
+    wake();
+    thread_.join();
+}
+
+// A key is made of the low 16 bits of the socket's inode, so now and then another test has the same one; then
+// the socket is made again while the first file keeps its inode.
+void FakeDaemon::listen_at(const FakeDaemonPlan &plan) {
+    path_ = directory_.file(plan.socket_name);
+    for (int attempt = 0;; ++attempt) {
+        listener_ = bound_socket(path_);
+        try {
+            segments_ = std::make_unique<DaemonSegments>(path_, plan.segments);
+            return;
+        } catch (const std::system_error &error) {
+            if (error.code().value() != EEXIST || attempt == 100) {
+                throw;
+            }
+        }
+        std::filesystem::rename(path_, directory_.file("filler." + std::to_string(attempt)));
+    }
+}
+
+void FakeDaemon::set_environment() {
+    environment_.push_back(std::make_unique<EnvironmentGuard>("HB_SERVER_SOCKET", path_));
+    environment_.push_back(std::make_unique<EnvironmentGuard>("HA_DOMAIN_NAME", std::nullopt));
+    environment_.push_back(std::make_unique<EnvironmentGuard>("HA_SYSPAR_NAME", std::nullopt));
+}
+
+// ---- The test's side ----
+
+void FakeDaemon::run(const Script &steps) {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        queue_.insert(queue_.end(), steps.begin(), steps.end());
+    }
+    wake();
+}
+
+void FakeDaemon::tell() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++told_;
+    }
+    wake();
+}
+
+void FakeDaemon::stop_listening() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        listening_ = false;
+    }
+    wake();
+    // The thread may be about to accept; a socket that was shut down refuses everybody from now on.
+    shutdown(listener_.get(), SHUT_RDWR);
+    std::filesystem::remove(path_);
+}
+
+bool FakeDaemon::wait_state(const std::function<bool()> &condition) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, GENEROUS, condition);
+}
+
+bool FakeDaemon::wait_steps_done() {
+    return wait_state([this] { return queue_.empty() && !busy_; });
+}
+
+bool FakeDaemon::wait_connections(int count) {
+    return wait_state([this, count] { return connections_ >= count; });
+}
+
+bool FakeDaemon::wait_connections_ended(int count) {
+    return wait_state([this, count] { return ended_ >= count; });
+}
+
+Bytes FakeDaemon::wait_received(std::size_t count) {
+    wait_state([this, count] { return received_.size() >= count; });
+    return received();
+}
+
+int FakeDaemon::connections() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return connections_;
+}
+
+Bytes FakeDaemon::received() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return received_;
+}
+
+std::vector<Bytes> FakeDaemon::received_records() const {
+    const Bytes all = received();
+    std::vector<Bytes> records;
+    std::size_t at = 0;
+    while (at + 4 <= all.size()) {
+        const auto length = static_cast<std::size_t>(std::max(0, all.i32_at(at)));
+        if (at + 4 + length > all.size()) {
+            break;
+        }
+        records.push_back(all.part(at + 4, length));
+        at += 4 + length;
+    }
+    return records;
+}
+
+void FakeDaemon::forget_received() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Bytes().swap(received_);
+}
+
+std::vector<std::string> FakeDaemon::troubles() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return troubles_;
+}
+
+void FakeDaemon::wake() {
+    const uint64_t one = 1;
+    if (wake_ && ::write(wake_.get(), &one, sizeof one) < 0 && errno != EAGAIN) {
+        std::terminate();
+    }
+}
+
+// ---- The daemon's thread ----
+
+bool FakeDaemon::stopping() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return stopping_;
+}
+
+void FakeDaemon::serve() {
+    while (!stopping()) {
+        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}}};
+        bool listening = false;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            listening = listening_;
+        }
+        poll(wanted.data(), listening ? 2 : 1, -1);
+        uint64_t ignored = 0;
+        if (read(wake_.get(), &ignored, sizeof ignored) < 0 && !listening) {
+            continue;
+        }
+        if (!listening) {
+            continue;
+        }
+        connection_.reset(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!connection_) {
+            continue;
+        }
+        std::size_t number = 0;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            number = static_cast<std::size_t>(connections_++);
+            reading_ = true;
+            busy_ = true;
+        }
+        changed_.notify_all();
+        const std::size_t last = plan_.connections.size() - 1;
+        serve_connection(plan_.connections.empty() ? Script{} : plan_.connections[std::min(number, last)]);
+        connection_.reset();
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            ++ended_;
+            busy_ = false;
+            queue_.clear();
+        }
+        changed_.notify_all();
+    }
+}
+
+std::optional<Step> FakeDaemon::next_step() {
+    std::optional<Step> step;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!queue_.empty()) {
+            step = queue_.front();
+            queue_.pop_front();
+        }
+        busy_ = step.has_value();
+    }
+    changed_.notify_all();
+    return step;
+}
+
+void FakeDaemon::serve_connection(const Script &first) {
+    for (const Step &step : first) {
+        if (!do_step(step)) {
+            return;
+        }
+    }
+    for (;;) {
+        while (const std::optional<Step> step = next_step()) {
+            if (!do_step(*step)) {
+                return;
+            }
+        }
+        bool reading = false;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            reading = reading_;
+        }
+        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), POLLIN, 0}}};
+        poll(wanted.data(), reading ? 2 : 1, -1);
+        uint64_t ignored = 0;
+        const bool woken = read(wake_.get(), &ignored, sizeof ignored) > 0;
+        if (stopping()) {
+            return;
+        }
+        Bytes some;
+        if (reading && wanted[1].revents != 0 && !read_some(65536, some)) {
+            return;
+        }
+        if (!woken && !reading) {
+            continue;
+        }
+    }
+}
+
+bool FakeDaemon::do_step(const Step &step) {
+    bool done = true;
+    switch (step.kind) {
+    case Step::Kind::read_record:
+        done = read_one_record();
+        break;
+    case Step::Kind::send:
+        done = send_all(step.bytes.data(), step.bytes.size());
+        break;
+    case Step::Kind::trickle:
+        done = trickle(step.bytes);
+        break;
+    case Step::Kind::wait_taken:
+        done = wait_all_taken();
+        break;
+    case Step::Kind::wait_told:
+        done = poll_condition([this] {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            return told_ > 0 && told_-- > 0;
+        });
+        break;
+    case Step::Kind::wait_for:
+        done = poll_condition(step.condition);
+        break;
+    case Step::Kind::stop_reading:
+    case Step::Kind::start_reading: {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        reading_ = step.kind == Step::Kind::start_reading;
+        break;
+    }
+    case Step::Kind::hang_up:
+        return false;
+    }
+    if (!done && !stopping()) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        troubles_.emplace_back(std::string("could not finish ") + name_of(step.kind));
+    }
+    return done;
+}
+
+// Waits for the client's descriptor, or the end.
+bool FakeDaemon::client_ready(short events) {
+    const Deadline deadline;
+    while (!stopping() && !deadline.over()) {
+        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), events, 0}}};
+        poll(wanted.data(), 2, deadline.milliseconds_left());
+        uint64_t ignored = 0;
+        if (wanted[0].revents != 0 && read(wake_.get(), &ignored, sizeof ignored) < 0) {
+            continue;
+        }
+        if (wanted[1].revents != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FakeDaemon::poll_condition(const std::function<bool()> &condition) {
+    return wait_until([&] { return stopping() || condition(); }) && !stopping();
+}
+
+// False at the end of the stream. What came is kept for the test.
+bool FakeDaemon::read_some(std::size_t at_most, Bytes &into) {
+    into.resize(at_most);
+    const ssize_t count = recv(connection_.get(), into.data(), at_most, 0);
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        into.clear();
+        return true;
+    }
+    into.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    if (count <= 0) {
+        return false;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        received_.add(into);
+    }
+    changed_.notify_all();
+    return true;
+}
+
+bool FakeDaemon::read_one_record() {
+    Bytes record;
+    std::size_t wanted = 4;
+    while (record.size() < wanted) {
+        Bytes some;
+        if (!client_ready(POLLIN) || !read_some(wanted - record.size(), some)) {
+            return false;
+        }
+        record.add(some);
+        if (record.size() == 4 && wanted == 4) {
+            wanted += static_cast<std::size_t>(std::max(0, record.i32_at(0)));
+        }
+    }
+    return true;
+}
+
+bool FakeDaemon::send_all(const unsigned char *bytes, std::size_t count) {
+    while (count > 0) {
+        const ssize_t sent = send(connection_.get(), bytes, count, MSG_NOSIGNAL);
+        if (sent > 0) {
+            bytes += sent;
+            count -= static_cast<std::size_t>(sent);
+        } else if (errno != EINTR && (errno != EAGAIN || !client_ready(POLLOUT))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool FakeDaemon::wait_all_taken() {
+    bool gone = false;
+    const bool waited = poll_condition([&] {
+        int pending = 0;
+        pollfd state{connection_.get(), 0, 0};
+        poll(&state, 1, 0);
+        gone = (state.revents & (POLLHUP | POLLERR)) != 0;
+        return gone || (ioctl(connection_.get(), SIOCOUTQ, &pending) == 0 && pending == 0);
+    });
+    return waited && !gone;
+}
+
+bool FakeDaemon::trickle(const Bytes &bytes) {
+    return std::all_of(bytes.begin(), bytes.end(),
+                       [this](const unsigned char &byte) { return send_all(&byte, 1) && wait_all_taken(); });
+}
+
+} // namespace hb_test

@@ -1,0 +1,46 @@
+// Tests that run in a process of their own: the library keeps process-wide state, and a test wants it fresh.
+#ifndef HB_TEST_ISOLATED_H
+#define HB_TEST_ISOLATED_H
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace hb_test {
+
+// How a forked child ended.
+struct IsolatedResult {
+    bool timed_out = false;
+    int signal = 0;      // that ended it, or 0
+    int exit_status = 0; // when no signal did
+    struct Failure {
+        std::string file;
+        int line;
+        std::string message;
+    };
+    std::vector<Failure> failures;        // of the assertions in it
+    std::vector<std::string> left_behind; // segments, semaphores, directories; removed by now
+};
+
+inline constexpr std::chrono::seconds ISOLATED_TIME{200};
+
+// Runs the body in a forked child, which is killed at the deadline. Call it while no other thread runs.
+IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::milliseconds time = ISOLATED_TIME);
+
+// The same, handing every failure on to the test that runs.
+void run_isolated(const std::function<void()> &body);
+
+} // namespace hb_test
+
+// Defines a test whose body runs in a child process. EXPECT_ and ASSERT_ work in it as ever.
+#define ISOLATED_TEST(suite, name)                                                                             \
+    static void suite##_##name##_body();                                                                       \
+    TEST(suite, name) {                                                                                        \
+        hb_test::run_isolated(suite##_##name##_body);                                                          \
+    }                                                                                                          \
+    static void suite##_##name##_body()
+
+#endif

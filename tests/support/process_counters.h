@@ -1,0 +1,16 @@
+// What this process holds, counted, so that a test can show that nothing grows.
+#ifndef HB_TEST_PROCESS_COUNTERS_H
+#define HB_TEST_PROCESS_COUNTERS_H
+
+#include <cstddef>
+
+namespace hb_test {
+
+int open_descriptors();
+int segment_mappings(); // of shared segments
+int running_threads();
+std::size_t allocated_bytes(); // on the heap
+
+} // namespace hb_test
+
+#endif
