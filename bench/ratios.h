@@ -1,0 +1,28 @@
+// What the benchmarks are for: how the library compares with a plain way of doing the same, in one run on
+// one machine.
+#ifndef BENCH_RATIOS_H
+#define BENCH_RATIOS_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+// Shows the results as they come, and keeps the median of each.
+class Median_Reporter : public benchmark::ConsoleReporter {
+  public:
+    Median_Reporter() : ConsoleReporter(OO_Tabular) {}
+    void ReportRuns(const std::vector<Run> &runs) override;
+
+    // Seconds of processor time of one iteration, by the benchmark's name.
+    const std::map<std::string, double> &medians() const { return medians_; }
+
+  private:
+    std::map<std::string, double> medians_;
+};
+
+// Prints the ratios; false when one misses its target or was not measured.
+bool print_ratios(const std::map<std::string, double> &medians);
+
+#endif

@@ -1,0 +1,24 @@
+// Which of the project's modules include which; a .h and the .cpp of the same name are one module.
+#ifndef TESTS_INCLUDE_GRAPH_H
+#define TESTS_INCLUDE_GRAPH_H
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+using Include_Graph = std::map<std::string, std::set<std::string>>;
+
+// "lib/vexo/Hb_Csock.cpp" -> "lib/vexo/Hb_Csock"
+std::string module_of(const std::string &path);
+
+// The names that a source's `#include "..."` lines give.
+std::vector<std::string> quoted_includes(const std::string &source);
+
+void add_file(Include_Graph &graph, const std::string &path, const std::string &source);
+
+// A loop as the modules along it, the first one again at the end; empty when there is none. A module that
+// includes itself (a .cpp its .h) is no loop.
+std::vector<std::string> find_loop(const Include_Graph &graph);
+
+#endif

@@ -1,0 +1,23 @@
+// Reading the project's own files.
+#ifndef TESTS_SOURCE_TREE_H
+#define TESTS_SOURCE_TREE_H
+
+#include <string>
+#include <vector>
+
+// The whole file; fails the running test when it cannot be read.
+std::string read_source(const std::string &path);
+
+bool path_exists(const std::string &path);
+
+// The files below a folder of the project whose names end in one of the endings, as paths from its root,
+// sorted.
+std::vector<std::string> source_files(const std::string &root, const std::string &folder,
+                                      const std::vector<std::string> &endings);
+
+std::vector<std::string> lines_of(const std::string &text);
+
+// The text with C and C++ comments blanked out; line breaks stay.
+std::string without_comments(const std::string &text);
+
+#endif

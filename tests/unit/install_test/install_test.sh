@@ -1,0 +1,140 @@
+#!/usr/bin/env bash
+# One step of the installation's tests, named by the argument; tests/unit/install_test/install_test.cmake
+# sets the variables.
+set -eu
+prefix=$WORK/prefix
+read -r -a cflags <<<"${CFLAGS-}"
+strict=(-std=c99 -D_POSIX_C_SOURCE=200809L -Wall -Wextra -Wpedantic -Werror)
+
+fail() {
+    echo "install_test: $*" >&2
+    exit 1
+}
+
+into_a_prefix() {
+    rm -rf "$WORK"
+    mkdir -p "$WORK"
+    "$CMAKE" --install "$BUILD" --prefix "$prefix" >"$WORK/install.log" || { cat "$WORK/install.log"; exit 1; }
+}
+
+has_every_file() {
+    local file
+    for file in include/hb_client.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
+        "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox}.so "$LIBDIR/pkgconfig/hb_client.pc" \
+        "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
+        bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/watch.c; do
+        [ -s "$prefix/$file" ] || fail "$file is not installed"
+    done
+    if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
+        fail "these are not for users"
+    fi
+    grep -q "^ExecStart=.*/bin/wispd --foreground " "$prefix/lib/systemd/system/wispd.service" ||
+        fail "the service does not start wispd"
+}
+
+example_builds_with_pkg_config() {
+    local flags
+    export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+    [ "$(pkg-config --modversion hb_client)" = 1.0.0 ] || fail "pkg-config gives another version"
+    read -r -a flags <<<"$(pkg-config --cflags --libs hb_client)"
+    "$CC" "${cflags[@]}" "${strict[@]}" "$SOURCE/examples/watch.c" -o "$WORK/watch" "${flags[@]}"
+}
+
+example_builds_with_find_package() {
+    "$CMAKE" -S "$SOURCE/tests/unit/install_test/consumer" -B "$WORK/consumer" -DEXAMPLE="$SOURCE/examples/watch.c" \
+        -DCMAKE_C_COMPILER="$CC" -DCMAKE_C_FLAGS="${CFLAGS-}" -DCMAKE_PREFIX_PATH="$prefix" >"$WORK/consumer.log" &&
+        "$CMAKE" --build "$WORK/consumer" >>"$WORK/consumer.log" || { cat "$WORK/consumer.log"; exit 1; }
+    # Found by the path that CMake wrote into the program, with no help from the environment.
+    local needed
+    needed=$(env -u LD_LIBRARY_PATH ldd "$WORK/consumer/watch")
+    case $needed in *"$prefix/$LIBDIR/libhb_client.so"*) ;; *) fail "it does not find the library: $needed" ;; esac
+    case $needed in *'not found'*) fail "a library is missing: $needed" ;; esac
+}
+
+# wait_for DESCRIPTOR TEXT: reads lines until one holds the text.
+wait_for() {
+    local line seen=
+    while IFS= read -r -t 100 -u "$1" line; do
+        seen+=$line$'\n'
+        case $line in *"$2"*) return 0 ;; esac
+    done
+    fail "no line with '$2' in: $seen"
+}
+
+example_receives_events() {
+    local run
+    run=$(mktemp -d)
+    cat >"$run/cluster.toml" <<'END'
+[cluster]
+name = "installed"
+local_node = 1
+max_nodes = 4
+adapters_per_node = 1
+instance = 1
+[[network]]
+number = 0
+name = "net_a"
+type = "ether"
+[[node]]
+number = 1
+name = "alpha"
+  [[node.adapter]]
+  network = 0
+  address = "10.1.0.1"
+  type = "eth0"
+[[node]]
+number = 3
+name = "gamma"
+  [[node.adapter]]
+  network = 0
+  address = "10.1.0.3"
+  type = "eth0"
+END
+    export HB_SERVER_SOCKET=$run/socket
+    unset HA_DOMAIN_NAME HA_SYSPAR_NAME LD_LIBRARY_PATH
+    exec 3< <(exec "$prefix/bin/wispd" --foreground --config "$run/cluster.toml" --control "$run/control" 2>&1)
+    local wispd=$!
+    # shellcheck disable=SC2064
+    trap "kill $wispd 2>/dev/null || true; wait_for_end 3; rm -rf '$run'" EXIT
+    wait_for 3 "listening on $run/socket"
+    exec 4< <(LD_LIBRARY_PATH=$prefix/$LIBDIR exec "$WORK/watch" 2>&1)
+    wait_for 4 "event 4 1 3"
+    "$prefix/bin/wispctl" --control "$run/control" node-down 3
+    wait_for 4 "event 1 3"
+    "$prefix/bin/wispctl" --control "$run/control" node-up 3
+    wait_for 4 "event 2 3"
+    "$prefix/bin/hbctl" status >"$run/status" || fail "hbctl status failed"
+    "$prefix/bin/wispctl" --control "$run/control" stop
+    wait_for 4 "error number is 16"
+}
+
+# Reads a program's output to its end.
+wait_for_end() {
+    local line status=0
+    while [ $status -eq 0 ]; do
+        IFS= read -r -t 100 -u "$1" line || status=$?
+    done
+    [ $status -le 128 ] || fail "the program did not end"
+}
+
+platform_headers_are_found() {
+    printf '#include <hb_client.h>\n#include <hb_client/qz_mox.h>\n#include <hb_client/qz_tr.h>\n#include %s\nint main(void) { return 0; }\n' \
+        '<hb_client/qz_ffdc.h>' >"$WORK/platform.c"
+    "$CC" "${cflags[@]}" "${strict[@]}" -I "$prefix/include" -fsyntax-only "$WORK/platform.c"
+}
+
+prefix_can_be_moved() {
+    rm -rf "$WORK/moved"
+    cp -r "$prefix" "$WORK/moved"
+    export PKG_CONFIG_PATH=$WORK/moved/$LIBDIR/pkgconfig
+    case $(pkg-config --cflags hb_client) in
+    *"$WORK/moved/"*) ;;
+    *) fail "hb_client.pc still points to $(pkg-config --cflags hb_client)" ;;
+    esac
+    mv "$prefix" "$prefix.away"
+    trap 'mv "$prefix.away" "$prefix"' EXIT
+    env -u LD_LIBRARY_PATH "$WORK/moved/bin/hbctl" --help >"$WORK/help" || fail "hbctl does not start after the move"
+    grep -q watch "$WORK/help" || fail "hbctl --help does not name its verbs"
+}
+
+"$1"
