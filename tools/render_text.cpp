@@ -78,7 +78,7 @@ std::string describe(const AdapterMember &adapter) {
     if (!facts.empty()) {
         text += " (" + joined(facts, " ") + ")";
     }
-    return adapter.removed ? text + " removed from the configuration" : text;
+    return text;
 }
 
 template <typename Member>
@@ -100,13 +100,28 @@ std::string members_text(const std::vector<Member> &members, const std::string &
     return counted(members.size(), noun) + ": " + number_ranges(numbers);
 }
 
+// Empty when nobody died because of a removal.
+std::string removal_text(const std::vector<AdapterMember> &adapters) {
+    std::vector<std::uint32_t> removed;
+    for (const AdapterMember &adapter : adapters) {
+        if (adapter.removed) {
+            removed.push_back(adapter.number);
+        }
+    }
+    if (removed.empty()) {
+        return "";
+    }
+    const std::string text = "; removed from the configuration";
+    return removed.size() == adapters.size() ? text : text + ": " + number_ranges(removed);
+}
+
 std::string membership_text(const EventRecord &event) {
     const bool new_group = event.kind == HB_EVENT_NEW_GROUP;
     std::string text;
     if (event.member_kind == MemberKind::nodes) {
         text = members_text(event.nodes, "node", !new_group);
     } else if (event.member_kind == MemberKind::adapters) {
-        text = members_text(event.adapters, "adapter", !new_group);
+        text = members_text(event.adapters, "adapter", !new_group) + removal_text(event.adapters);
     }
     if (event.adapter_group) {
         text += "; leader " + std::to_string(event.adapter_group->leader) + ", incarnation " +

@@ -96,10 +96,20 @@ TEST(HbctlText, NodeDeathTellsAddressesAndTheFailureIdentifier) {
 TEST(HbctlText, AdapterJoinTellsAddressTypeNetworkAndNode) {
     EventRecord event = event_of(2);
     event.member_kind = MemberKind::adapters;
-    event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}, {9, 1, true, -1, -1, "", "", ""}};
+    event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}, {9, 1, false, -1, -1, "", "", ""}};
+    EXPECT_EQ(line_of(event), "adapter join    adapters 2 (10.1.0.1 eth0 on net_a of node 1), 9");
+}
+
+TEST(HbctlText, AdapterDeathTellsWhoWasRemoved) {
+    EventRecord event = event_of(1);
+    event.member_kind = MemberKind::adapters;
+    event.adapters = {{2, 7, true, 1, 0, "net_a", "10.1.0.1", "eth0"}};
+    EXPECT_EQ(line_of(event), "adapter death   adapter 2 (10.1.0.1 eth0 on net_a of node 1); removed from the "
+                              "configuration");
+    event.adapters.push_back({9, 1, false, -1, -1, "", "", ""});
     EXPECT_EQ(line_of(event),
-              "adapter join    adapters 2 (10.1.0.1 eth0 on net_a of node 1), 9 removed from the "
-              "configuration");
+              "adapter death   adapters 2 (10.1.0.1 eth0 on net_a of node 1), 9; removed from the "
+              "configuration: 2");
 }
 
 TEST(HbctlText, ManyMembersAreToldByRanges) {
