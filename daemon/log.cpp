@@ -1,0 +1,81 @@
+#include "daemon/log.h"
+
+#include <memory>
+#include <stdexcept>
+
+#include <syslog.h>
+
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
+#include <spdlog/spdlog.h>
+
+namespace wispd {
+
+namespace {
+
+std::shared_ptr<spdlog::logger> &logger() {
+    static auto instance =
+        std::make_shared<spdlog::logger>("wispd", std::make_shared<spdlog::sinks::stderr_sink_st>());
+    return instance;
+}
+
+std::string &log_file() {
+    static std::string path;
+    return path;
+}
+
+void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
+    const auto level = logger()->level();
+    logger() = std::make_shared<spdlog::logger>("wispd", std::move(sink));
+    logger()->set_pattern(pattern);
+    logger()->set_level(level);
+    logger()->flush_on(spdlog::level::trace);
+}
+
+constexpr const char *TIMED = "%Y-%m-%d %H:%M:%S.%e %^%l%$ %v";
+
+} // namespace
+
+void log_to_stderr() {
+    use(std::make_shared<spdlog::sinks::stderr_sink_st>(), TIMED);
+}
+
+void log_to_system() {
+    use(std::make_shared<spdlog::sinks::syslog_sink_st>("wispd", LOG_PID, LOG_DAEMON, true), "%v");
+}
+
+void log_to_file(const std::string &path) {
+    log_file() = path;
+    use(std::make_shared<spdlog::sinks::basic_file_sink_st>(path), TIMED);
+}
+
+void log_reopen() {
+    if (log_file().empty()) {
+        return;
+    }
+    try {
+        log_to_file(log_file());
+    } catch (const std::exception &error) {
+        log_error(error.what());
+    }
+}
+
+void set_log_level(const std::string &level) {
+    logger()->set_level(spdlog::level::from_str(level));
+}
+
+void log_debug(std::string_view line) {
+    logger()->debug("{}", line);
+}
+void log_info(std::string_view line) {
+    logger()->info("{}", line);
+}
+void log_warning(std::string_view line) {
+    logger()->warn("{}", line);
+}
+void log_error(std::string_view line) {
+    logger()->error("{}", line);
+}
+
+} // namespace wispd

@@ -1,0 +1,121 @@
+// wispd, the heartbeat daemon.
+#include <cstdio>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "daemon/daemon.h"
+#include "daemon/detach.h"
+#include "daemon/log.h"
+#include "daemon/paths.h"
+#include "daemon/start_failure.h"
+#include "daemon/text.h"
+
+namespace {
+
+using wispd::text;
+
+constexpr int FAILED = 1;
+constexpr int USAGE = 2;
+
+struct Options {
+    std::string config;
+    std::string socket;
+    std::string control;
+    bool foreground = false;
+    bool check = false;
+};
+
+void say(const std::string &line) {
+    std::fputs(text("wispd: ", line, "\n").c_str(), stderr);
+}
+
+void add_options(CLI::App &app, Options &options) {
+    app.add_option("--config", options.config, "The cluster's configuration file")->required();
+    app.add_option("--socket", options.socket, "Where clients connect; goes before [daemon] socket");
+    app.add_option("--control", options.control, "Where wispctl connects; goes before [daemon] control");
+    app.add_flag("--foreground", options.foreground, "Stay in the foreground and log to standard error");
+    app.add_flag("--check", options.check, "Check the configuration and the timeline, and end");
+    app.set_version_flag("--version", std::string("wispd " WISPD_VERSION));
+}
+
+wispd::Start read_start(const Options &options) {
+    wispd::Start start;
+    start.file = wispd::read_cluster_file(options.config);
+    // Afterwards the working directory may be another one.
+    start.config_path = wispd::absolute_path(options.config);
+    wispd::Daemon_Settings &settings = start.file.daemon;
+    settings.log_file = wispd::absolute_path(settings.log_file);
+    std::string socket = options.socket.empty() ? settings.socket : options.socket;
+    socket = wispd::absolute_path(socket.empty() ? wispd::socket_path_from_environment() : socket);
+    std::string control = options.control.empty() ? settings.control : options.control;
+    start.control_path = wispd::absolute_path(control.empty() ? wispd::control_path_for(socket) : control);
+    start.socket_path = std::move(socket);
+    if (!start.file.timeline.empty()) {
+        start.timeline = wispd::read_timeline(wispd::absolute_path(start.file.timeline));
+    }
+    return start;
+}
+
+void choose_log(const Options &options, const wispd::Daemon_Settings &settings) {
+    if (!settings.log_file.empty()) {
+        wispd::log_to_file(settings.log_file);
+    } else if (options.foreground) {
+        wispd::log_to_stderr();
+    } else {
+        wispd::log_to_system();
+    }
+    wispd::set_log_level(settings.log_level);
+}
+
+int serve(const Options &options, wispd::Start start) {
+    std::optional<wispd::Detachment> detachment;
+    bool started = false;
+    try {
+        if (!options.foreground) {
+            detachment = wispd::Detachment::begin();
+        }
+        choose_log(options, start.file.daemon);
+        wispd::Daemon daemon(std::move(start));
+        started = true;
+        if (detachment) {
+            detachment->ready();
+            detachment.reset();
+        }
+        daemon.run();
+        return 0;
+    } catch (const std::exception &error) {
+        if (started) {
+            wispd::log_error(error.what());
+        } else {
+            say(error.what());
+        }
+        if (detachment) {
+            detachment->failed(FAILED);
+        }
+        return FAILED;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients.");
+    Options options;
+    add_options(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? 0 : USAGE;
+    }
+    wispd::Start start;
+    try {
+        start = read_start(options);
+    } catch (const std::exception &error) {
+        say(error.what());
+        return USAGE;
+    }
+    return options.check ? 0 : serve(options, std::move(start));
+}

@@ -1,0 +1,44 @@
+#include "daemon/model/address.h"
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+namespace wispd {
+
+std::optional<Hb_IP_address6> parse_address(const std::string &text) {
+    Hb_IP_address6 address{};
+    in_addr four{};
+    if (inet_pton(AF_INET, text.c_str(), &four) == 1) {
+        address.v4_in_v6.filler[2] = htonl(0xFFFF);
+        address.v4_in_v6.v4_in_v6_ipv4 = four.s_addr;
+        return address;
+    }
+    if (inet_pton(AF_INET6, text.c_str(), &address.i6_ipv6) == 1) {
+        return address;
+    }
+    return std::nullopt;
+}
+
+std::string address_text(const Hb_IP_address6 &address) {
+    char buffer[INET6_ADDRSTRLEN] = "";
+    if (IN6_IS_ADDR_V4MAPPED(&address.i6_ipv6)) {
+        inet_ntop(AF_INET, &address.v4_in_v6.v4_in_v6_ipv4, buffer, sizeof buffer);
+    } else {
+        inet_ntop(AF_INET6, &address.i6_ipv6, buffer, sizeof buffer);
+    }
+    return buffer;
+}
+
+bool same_address(const Hb_IP_address6 &a, const Hb_IP_address6 &b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+std::size_t Address_Hash::operator()(const Hb_IP_address6 &address) const {
+    char bytes[sizeof address];
+    std::memcpy(bytes, &address, sizeof address);
+    return std::hash<std::string_view>()(std::string_view(bytes, sizeof bytes));
+}
+
+} // namespace wispd

@@ -1,0 +1,434 @@
+#include "daemon/model/cluster.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "daemon/model/address.h"
+#include "daemon/text.h"
+
+namespace wispd {
+
+Hb_Incarnation next_incarnation(Hb_Incarnation incarnation) {
+    ++incarnation;
+    if ((incarnation & REMOVED_FROM_CONFIGURATION) != 0) {
+        incarnation = (incarnation | (REMOVED_FROM_CONFIGURATION - 1)) + 1;
+    }
+    return incarnation == 0 ? 1 : incarnation;
+}
+
+Cluster::Cluster(const Configuration &configuration) {
+    load(configuration);
+    Changes unheard;
+    for (const Configured_Node &node : configuration.nodes) {
+        for (const Configured_Adapter &adapter : node.adapters) {
+            if (adapter.up) {
+                bring_up(static_cast<std::size_t>(node.number * adapters_per_node_ + adapter.network), unheard);
+            }
+        }
+        settle_node(static_cast<std::size_t>(node.number), unheard);
+    }
+}
+
+// Replaces all tables by the configuration's, with every adapter down.
+void Cluster::load(const Configuration &configuration) {
+    name_ = configuration.name;
+    local_node_ = configuration.local_node;
+    adapters_per_node_ = configuration.adapters_per_node;
+    instance_ = configuration.instance;
+    if (configuration.heartbeat) {
+        heartbeat_ = configuration.heartbeat;
+    }
+    networks_.clear();
+    for (const Configured_Network &network : configuration.networks) {
+        const auto number = static_cast<std::size_t>(network.number);
+        networks_.resize(std::max(networks_.size(), number + 1));
+        networks_[number] = {network.name, network.type};
+    }
+    nodes_.assign(static_cast<std::size_t>(configuration.max_nodes), Node());
+    adapters_.assign(nodes_.size() * static_cast<std::size_t>(adapters_per_node_), Adapter());
+    configured_adapters_ = 0;
+    for (const Configured_Node &node : configuration.nodes) {
+        nodes_[static_cast<std::size_t>(node.number)].name = node.name;
+        for (const Configured_Adapter &from : node.adapters) {
+            const auto number = static_cast<std::size_t>(node.number * adapters_per_node_ + from.network);
+            Adapter &adapter = adapters_[number];
+            adapter.known = true;
+            adapter.starts_up = from.up;
+            adapter.address = from.address;
+            adapter.type = from.type;
+            add(number);
+        }
+    }
+}
+
+Cluster::Numbering Cluster::place_of(std::size_t adapter) const {
+    const auto number = static_cast<int>(adapter);
+    return {number / adapters_per_node_, number % adapters_per_node_};
+}
+
+std::size_t Cluster::check_node(int node) const {
+    if (node < 0 || node >= max_nodes()) {
+        throw Refused(text("node ", node, " is out of range: node numbers run from 0 to ", max_nodes() - 1));
+    }
+    return static_cast<std::size_t>(node);
+}
+
+std::size_t Cluster::check_configured_node(int node) const {
+    const std::size_t number = check_node(node);
+    if (nodes_[number].configured_adapters == 0) {
+        throw Refused(text("node ", node, " is not in the configuration"));
+    }
+    return number;
+}
+
+std::size_t Cluster::check_adapter(int64_t adapter) const {
+    if (adapter < 0 || adapter >= static_cast<int64_t>(adapters_.size())) {
+        throw Refused(text("adapter ", adapter, " is out of range: adapter numbers run from 0 to ",
+                           adapters_.size() - 1));
+    }
+    return static_cast<std::size_t>(adapter);
+}
+
+std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
+    const std::size_t number = check_adapter(adapter);
+    if (!adapters_[number].configured) {
+        throw Refused(text("adapter ", adapter, " is not in the configuration"));
+    }
+    return number;
+}
+
+void Cluster::check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const {
+    for (std::size_t other = 0; other < adapters_.size(); ++other) {
+        if (other != adapter && adapters_[other].configured &&
+            same_address(adapters_[other].address, address)) {
+            throw Refused(text("address ", address_text(address), " is that of adapter ", other, " already"));
+        }
+    }
+}
+
+void Cluster::bring_up(std::size_t adapter, Changes &changes) {
+    Adapter &it = adapters_[adapter];
+    it.up = true;
+    it.incarnation = next_incarnation(it.incarnation);
+    ++nodes_[static_cast<std::size_t>(place_of(adapter).node)].up_adapters;
+    changes.adapter_joins.push_back({static_cast<Hb_Adapter_Number>(adapter), it.incarnation});
+}
+
+void Cluster::take_down(std::size_t adapter, Hb_Incarnation flag, Changes &changes) {
+    Adapter &it = adapters_[adapter];
+    it.up = false;
+    --nodes_[static_cast<std::size_t>(place_of(adapter).node)].up_adapters;
+    changes.adapter_deaths.push_back({static_cast<Hb_Adapter_Number>(adapter), it.incarnation | flag});
+}
+
+void Cluster::add(std::size_t adapter) {
+    adapters_[adapter].configured = true;
+    ++nodes_[static_cast<std::size_t>(place_of(adapter).node)].configured_adapters;
+    ++configured_adapters_;
+}
+
+void Cluster::remove(std::size_t adapter, Changes &changes) {
+    if (adapters_[adapter].up) {
+        take_down(adapter, REMOVED_FROM_CONFIGURATION, changes);
+    }
+    adapters_[adapter].configured = false;
+    --nodes_[static_cast<std::size_t>(place_of(adapter).node)].configured_adapters;
+    --configured_adapters_;
+}
+
+// Whether the node's own state follows from its adapters'.
+void Cluster::settle_node(std::size_t node, Changes &changes) {
+    Node &it = nodes_[node];
+    const bool up = it.up_adapters > 0 || (static_cast<int>(node) == local_node_ && it.configured_adapters > 0);
+    if (up == it.up) {
+        return;
+    }
+    it.up = up;
+    (up ? changes.node_joins : changes.node_deaths).push_back(static_cast<Hb_Node_Number>(node));
+}
+
+void Cluster::update_configuration(Changes &changes) {
+    changes.configuration_updated = true;
+    if (++configuration_sequence_ == 0) {
+        configuration_sequence_ = 1;
+    }
+}
+
+Changes Cluster::begin() const {
+    Changes changes;
+    changes.node_slots_at_death = max_nodes();
+    return changes;
+}
+
+void Cluster::finish(const Changes &changes) {
+    if (!changes.adapter_deaths.empty() || !changes.adapter_joins.empty()) {
+        group_incarnation_ = next_incarnation(group_incarnation_);
+    }
+}
+
+Changes Cluster::node_up(int node) {
+    const std::size_t number = check_configured_node(node);
+    if (nodes_[number].up_adapters == nodes_[number].configured_adapters) {
+        throw Refused(text("node ", node, " is up already, with all its adapters"));
+    }
+    Changes changes = begin();
+    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
+    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
+         ++adapter) {
+        if (adapters_[adapter].configured && !adapters_[adapter].up) {
+            bring_up(adapter, changes);
+        }
+    }
+    settle_node(number, changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::node_down(int node) {
+    const std::size_t number = check_configured_node(node);
+    if (node == local_node_) {
+        throw Refused(
+            text("node ", node, " is the local node, which is up while wispd runs; take its adapters down"));
+    }
+    if (!nodes_[number].up) {
+        throw Refused(text("node ", node, " is down already"));
+    }
+    Changes changes = begin();
+    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
+    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
+         ++adapter) {
+        if (adapters_[adapter].up) {
+            take_down(adapter, 0, changes);
+        }
+    }
+    settle_node(number, changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::node_join(int node) {
+    const std::size_t number = check_node(node);
+    if (nodes_[number].configured_adapters != 0) {
+        throw Refused(text("node ", node, " is in the configuration already"));
+    }
+    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
+    const std::size_t end = first + static_cast<std::size_t>(adapters_per_node_);
+    bool any_known = false;
+    for (std::size_t adapter = first; adapter < end; ++adapter) {
+        if (adapters_[adapter].known) {
+            any_known = true;
+            check_address_free(adapters_[adapter].address, adapter);
+        }
+    }
+    if (!any_known) {
+        throw Refused(text("node ", node,
+                           " is not described anywhere: describe it in the configuration file, or join ",
+                           "its adapters with their addresses"));
+    }
+    Changes changes = begin();
+    for (std::size_t adapter = first; adapter < end; ++adapter) {
+        if (adapters_[adapter].known) {
+            add(adapter);
+            bring_up(adapter, changes);
+        }
+    }
+    settle_node(number, changes);
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::node_leave(int node) {
+    const std::size_t number = check_configured_node(node);
+    if (node == local_node_) {
+        throw Refused(text("node ", node, " is the local node, which cannot leave"));
+    }
+    Changes changes = begin();
+    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
+    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
+         ++adapter) {
+        if (adapters_[adapter].configured) {
+            remove(adapter, changes);
+        }
+    }
+    settle_node(number, changes);
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::adapter_up(int64_t adapter) {
+    const std::size_t number = check_configured_adapter(adapter);
+    if (adapters_[number].up) {
+        throw Refused(text("adapter ", adapter, " is up already"));
+    }
+    Changes changes = begin();
+    bring_up(number, changes);
+    settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::adapter_down(int64_t adapter) {
+    const std::size_t number = check_configured_adapter(adapter);
+    if (!adapters_[number].up) {
+        throw Refused(text("adapter ", adapter, " is down already"));
+    }
+    Changes changes = begin();
+    take_down(number, 0, changes);
+    settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
+                              const std::optional<std::string> &type) {
+    const std::size_t number = check_adapter(adapter);
+    Adapter &it = adapters_[number];
+    if (it.configured) {
+        throw Refused(text("adapter ", adapter, " is in the configuration already"));
+    }
+    if (!it.known && !address) {
+        throw Refused(text("adapter ", adapter, " is not described anywhere: give its address"));
+    }
+    const auto network = static_cast<std::size_t>(place_of(number).slot);
+    if (network >= networks_.size() || networks_[network].name.empty()) {
+        throw Refused(text("adapter ", adapter, " would be on network ", network, ", which is not configured"));
+    }
+    check_address_free(address.value_or(it.address), number);
+    it.known = true;
+    it.starts_up = true;
+    it.address = address.value_or(it.address);
+    it.type = type.value_or(it.type);
+    const auto node = static_cast<std::size_t>(place_of(number).node);
+    if (nodes_[node].name.empty()) {
+        nodes_[node].name = text("node", node);
+    }
+    Changes changes = begin();
+    add(number);
+    bring_up(number, changes);
+    settle_node(node, changes);
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::adapter_leave(int64_t adapter) {
+    const std::size_t number = check_configured_adapter(adapter);
+    const auto node = static_cast<std::size_t>(place_of(number).node);
+    if (static_cast<int>(node) == local_node_ && nodes_[node].configured_adapters == 1) {
+        throw Refused(text("adapter ", adapter, " is the last one of the local node, which cannot leave"));
+    }
+    Changes changes = begin();
+    remove(number, changes);
+    settle_node(node, changes);
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::reconfigure(const Configuration &next) {
+    if (next.local_node != local_node_) {
+        throw Refused(text("local_node cannot change from ", local_node_, " to ", next.local_node,
+                           " while wispd runs; restart it"));
+    }
+    Changes changes = begin();
+    const std::vector<Adapter> old_adapters = std::move(adapters_);
+    const std::vector<Node> old_nodes = std::move(nodes_);
+    const int old_per_node = adapters_per_node_;
+    const std::optional<Heartbeat> old_heartbeat = heartbeat_;
+    load(next);
+
+    // An adapter that is renumbered is, to a client, another one: it leaves and joins.
+    const auto survives = [&](std::size_t number) {
+        return old_per_node == adapters_per_node_ && number < old_adapters.size() && number < adapters_.size() &&
+               old_adapters[number].configured && adapters_[number].configured;
+    };
+    for (std::size_t number = 0; number < old_adapters.size(); ++number) {
+        const Adapter &old = old_adapters[number];
+        const std::size_t node = number / static_cast<std::size_t>(old_per_node);
+        const std::size_t slot = number % static_cast<std::size_t>(old_per_node);
+        // Incarnations belong to the place, so that one that comes back is never taken for the one that died.
+        if (node < nodes_.size() && slot < static_cast<std::size_t>(adapters_per_node_)) {
+            adapters_[node * static_cast<std::size_t>(adapters_per_node_) + slot].incarnation = old.incarnation;
+        }
+        if (!old.up) {
+            continue;
+        }
+        const auto told = static_cast<Hb_Adapter_Number>(number);
+        if (!survives(number)) {
+            changes.adapter_deaths.push_back({told, old.incarnation | REMOVED_FROM_CONFIGURATION});
+        } else if (old.starts_up && !adapters_[number].starts_up) {
+            changes.adapter_deaths.push_back({told, old.incarnation});
+        } else {
+            adapters_[number].up = true;
+            ++nodes_[node].up_adapters;
+        }
+    }
+    for (std::size_t number = 0; number < adapters_.size(); ++number) {
+        const Adapter &adapter = adapters_[number];
+        const bool newly_up = !survives(number) || !old_adapters[number].starts_up;
+        if (adapter.configured && !adapter.up && adapter.starts_up && newly_up) {
+            bring_up(number, changes);
+        }
+    }
+    for (std::size_t node = 0; node < std::max(old_nodes.size(), nodes_.size()); ++node) {
+        const bool was_up = node < old_nodes.size() && old_nodes[node].up;
+        if (node < nodes_.size()) {
+            nodes_[node].up = was_up;
+            settle_node(node, changes);
+        } else if (was_up) {
+            changes.node_deaths.push_back(static_cast<Hb_Node_Number>(node));
+        }
+    }
+    update_configuration(changes);
+    if (heartbeat_ != old_heartbeat) {
+        changes.heartbeat = heartbeat_;
+    }
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::set_heartbeat(const Heartbeat &settings) {
+    heartbeat_ = settings;
+    Changes changes = begin();
+    changes.heartbeat = settings;
+    return changes;
+}
+
+Changes Cluster::report_failure(const std::string &identifier) const {
+    Changes changes = begin();
+    changes.failure_report = identifier;
+    return changes;
+}
+
+Changes Cluster::report_foreign_instance(const Foreign_Instance &foreign) const {
+    if (foreign.instance == instance_) {
+        throw Refused(text("instance ", foreign.instance, " is this cluster's own"));
+    }
+    Changes changes = begin();
+    changes.foreign_instance = foreign;
+    return changes;
+}
+
+std::vector<Adapter_Member> Cluster::adapters_up() const {
+    std::vector<Adapter_Member> members;
+    for (std::size_t number = 0; number < adapters_.size(); ++number) {
+        if (adapters_[number].up) {
+            members.push_back({static_cast<Hb_Adapter_Number>(number), adapters_[number].incarnation});
+        }
+    }
+    return members;
+}
+
+std::vector<Hb_Node_Number> Cluster::nodes_up() const {
+    std::vector<Hb_Node_Number> members;
+    for (std::size_t number = 0; number < nodes_.size(); ++number) {
+        if (nodes_[number].up) {
+            members.push_back(static_cast<Hb_Node_Number>(number));
+        }
+    }
+    return members;
+}
+
+} // namespace wispd

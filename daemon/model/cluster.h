@@ -1,0 +1,164 @@
+// The cluster as it is now: who is configured, who is up, under which incarnation.
+//
+// Each operation changes the model and returns what has to be told. None does any I/O, so that every source
+// drives the same rules and a test needs neither socket nor clock.
+//
+//  - An adapter is up or down. Each time it comes up its incarnation grows by one.
+//  - A node is configured while one of its adapters is. It is up while one of its adapters is; the local
+//    node is always up, since the daemon runs on it.
+//  - Up and down are about liveness. Join and leave are about the configuration.
+#ifndef WISPD_CLUSTER_H
+#define WISPD_CLUSTER_H
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "daemon/model/configuration.h"
+
+namespace wispd {
+
+// In the incarnation of a death: the adapter was removed from the configuration.
+inline constexpr Hb_Incarnation REMOVED_FROM_CONFIGURATION = 0x08000000;
+
+inline constexpr Hb_Adapter_Number NO_ADAPTER = 0xFFFFFFFF;
+
+// An operation that does not apply to the cluster as it is; nothing was changed.
+class Refused : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Adapter_Member {
+    Hb_Adapter_Number number;
+    Hb_Incarnation incarnation;
+
+    bool operator==(const Adapter_Member &) const = default;
+};
+
+struct Foreign_Instance {
+    Hb_IP_address6 sender{};
+    Hb_Config_Instance instance = 0;
+};
+
+// What an operation changed, to be told in the order of the members. Deaths come before the configuration
+// update and joins after it: a client then always knows the numbers that it is told about.
+struct Changes {
+    std::vector<Adapter_Member> adapter_deaths;
+    std::vector<Hb_Node_Number> node_deaths;
+    int node_slots_at_death = 0; // node slots while the deaths are told; an update may change them
+    bool configuration_updated = false;
+    std::vector<Adapter_Member> adapter_joins;
+    std::vector<Hb_Node_Number> node_joins;
+    std::optional<Heartbeat> heartbeat;
+    std::optional<Foreign_Instance> foreign_instance;
+    std::string failure_report; // a first-failure identifier that was reported by itself
+};
+
+struct Network {
+    std::string name; // empty: not configured
+    std::string type;
+};
+
+struct Adapter {
+    bool known = false; // the file or a join described it
+    bool configured = false;
+    bool up = false;
+    bool starts_up = true; // what its description said last
+    Hb_Incarnation incarnation = 0;
+    Hb_IP_address6 address{};
+    std::string type;
+};
+
+struct Node {
+    std::string name;
+    int configured_adapters = 0;
+    int up_adapters = 0;
+    bool up = false;
+};
+
+class Cluster {
+  public:
+    explicit Cluster(const Configuration &configuration);
+
+    Changes node_up(int node);
+    Changes node_down(int node);
+    Changes node_join(int node);
+    Changes node_leave(int node);
+    Changes adapter_up(int64_t adapter);
+    Changes adapter_down(int64_t adapter);
+    // Without an address the adapter must be known already.
+    Changes adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
+                         const std::optional<std::string> &type);
+    Changes adapter_leave(int64_t adapter);
+
+    // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
+    // is another than it was at the last configuration.
+    Changes reconfigure(const Configuration &next);
+
+    Changes set_heartbeat(const Heartbeat &settings);
+    Changes report_failure(const std::string &identifier) const;
+    Changes report_foreign_instance(const Foreign_Instance &foreign) const;
+
+    const std::string &name() const { return name_; }
+    Hb_Node_Number local_node() const { return local_node_; }
+    int max_nodes() const { return static_cast<int>(nodes_.size()); }
+    int adapters_per_node() const { return adapters_per_node_; }
+    Hb_Config_Instance instance() const { return instance_; }
+    const std::optional<Heartbeat> &heartbeat() const { return heartbeat_; }
+    // Generation of the configuration, from 1; never 0.
+    Hb_Sequence_Number configuration_sequence() const { return configuration_sequence_; }
+    // Generation of the adapter membership.
+    Hb_Incarnation group_incarnation() const { return group_incarnation_; }
+    int configured_adapters() const { return configured_adapters_; }
+
+    const std::vector<Network> &networks() const { return networks_; } // 0 to the highest configured
+    const std::vector<Node> &nodes() const { return nodes_; }          // by node number
+    const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
+
+    std::vector<Adapter_Member> adapters_up() const;
+    std::vector<Hb_Node_Number> nodes_up() const;
+
+  private:
+    struct Numbering {
+        int node;
+        int slot;
+    };
+
+    void load(const Configuration &configuration);
+    Numbering place_of(std::size_t adapter) const;
+    std::size_t check_node(int node) const;
+    std::size_t check_configured_node(int node) const;
+    std::size_t check_adapter(int64_t adapter) const;
+    std::size_t check_configured_adapter(int64_t adapter) const;
+    void check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const;
+
+    void bring_up(std::size_t adapter, Changes &changes);
+    void take_down(std::size_t adapter, Hb_Incarnation flag, Changes &changes);
+    void add(std::size_t adapter);
+    void remove(std::size_t adapter, Changes &changes);
+    void settle_node(std::size_t node, Changes &changes);
+    void update_configuration(Changes &changes);
+    Changes begin() const;
+    void finish(const Changes &changes);
+
+    std::string name_;
+    Hb_Node_Number local_node_ = 0;
+    int adapters_per_node_ = 0;
+    Hb_Config_Instance instance_ = 0;
+    std::optional<Heartbeat> heartbeat_;
+    Hb_Sequence_Number configuration_sequence_ = 1;
+    Hb_Incarnation group_incarnation_ = 1;
+    int configured_adapters_ = 0;
+    std::vector<Network> networks_;
+    std::vector<Node> nodes_;
+    std::vector<Adapter> adapters_;
+};
+
+// The incarnation after this one: never 0, never all bits set, and never with the removal flag in it.
+Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,171 @@
+#include "daemon/publisher/client.h"
+
+#include <array>
+
+#include <sys/socket.h>
+
+#include <asio/buffer.hpp>
+#include <asio/post.hpp>
+
+#include "daemon/log.h"
+#include "daemon/text.h"
+
+namespace wispd {
+
+namespace {
+
+constexpr int COMPLAINTS_LOGGED = 8;
+constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
+
+Peer peer_of(asio::local::stream_protocol::socket &socket) {
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        return {};
+    }
+    return {credentials.pid, credentials.uid, credentials.gid};
+}
+
+// Input is taken in turns by one thread, so that all clients can share one buffer.
+std::array<char, 65536> &input_buffer() {
+    static std::array<char, 65536> buffer;
+    return buffer;
+}
+
+} // namespace
+
+Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Handlers handlers)
+    : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_)),
+      title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")),
+      handlers_(std::move(handlers)), queue_(queue_limit) {}
+
+void Client::start() {
+    asio::error_code error;
+    socket_.non_blocking(true, error);
+    if (error) {
+        disconnect(error.message());
+        return;
+    }
+    log_debug(text(title_, " connected"));
+    wait_for_input();
+}
+
+void Client::wait_for_input() {
+    socket_.async_wait(asio::socket_base::wait_read,
+                       [self = shared_from_this()](const asio::error_code &error) {
+                           if (!error) {
+                               self->read_input();
+                           }
+                       });
+}
+
+void Client::read_input() {
+    asio::error_code error;
+    const std::size_t count = socket_.read_some(asio::buffer(input_buffer()), error);
+    if (error == asio::error::would_block || error == asio::error::interrupted) {
+        wait_for_input();
+        return;
+    }
+    if (error) {
+        log_debug(text(title_, " left"));
+        close();
+        return;
+    }
+    const bool sound = reader_.feed({input_buffer().data(), count}, [this](const Request &request) {
+        handlers_.on_request(*this, request);
+        return is_open();
+    });
+    if (!sound) {
+        disconnect(reader_.fault());
+    }
+    if (is_open()) {
+        wait_for_input();
+    }
+}
+
+void Client::send_reply(const Packet &packet, const Body &body) {
+    send(packet, body);
+}
+
+void Client::send_event(Packet packet, const Body &body) {
+    packet.sequence = ++sequence_;
+    send(packet, body);
+}
+
+void Client::send(const Packet &packet, const Body &body) {
+    if (!is_open()) {
+        return;
+    }
+    if (!queue_.push(encode_head(packet, body->size()), body)) {
+        disconnect(text("it does not read: ", queue_.bytes(), " bytes wait for it and ",
+                        PACKET_HEAD_SIZE + body->size(), " more do not fit into its queue"));
+        return;
+    }
+    if (!writing_) {
+        write_output();
+    }
+}
+
+void Client::write_output() {
+    std::vector<asio::const_buffer> buffers;
+    for (const iovec &piece : queue_.front(PIECES_IN_ONE_WRITE)) {
+        buffers.emplace_back(piece.iov_base, piece.iov_len);
+    }
+    writing_ = true;
+    socket_.async_write_some(buffers,
+                             [self = shared_from_this()](const asio::error_code &error, std::size_t count) {
+                                 self->writing_ = false;
+                                 if (!self->is_open()) {
+                                     return;
+                                 }
+                                 if (error) {
+                                     // It has gone, whatever it may have sent before.
+                                     log_debug(text(self->title_, " left: ", error.message()));
+                                     self->close();
+                                     return;
+                                 }
+                                 self->queue_.consume(count);
+                                 if (!self->queue_.empty()) {
+                                     self->write_output();
+                                 }
+                             });
+}
+
+void Client::disconnect(const std::string &why) {
+    if (is_open()) {
+        log_warning(text(title_, " disconnected: ", why));
+        close();
+    }
+}
+
+void Client::close() {
+    asio::error_code ignored;
+    const auto executor = socket_.get_executor();
+    socket_.close(ignored);
+    asio::post(executor, [self = shared_from_this()] {
+        self->queue_.clear();
+        self->subscriptions.clear();
+        self->handlers_.on_gone(self->id_);
+    });
+}
+
+void Client::complain(const std::string &what) {
+    if (complaints_ < COMPLAINTS_LOGGED) {
+        log_warning(text(title_, " sent ", what));
+    } else if (complaints_ == COMPLAINTS_LOGGED) {
+        log_warning(text(title_, " goes on sending what it should not; no more is logged of it"));
+    }
+    complaints_ += complaints_ <= COMPLAINTS_LOGGED ? 1 : 0;
+}
+
+bool Client::is_first_refusal(int32_t kind) {
+    if (kind < 0 || kind > MONITOR_LAST_MESSAGE) {
+        return true;
+    }
+    const auto bit = static_cast<std::size_t>(kind);
+    const bool first = !refused_[bit];
+    refused_[bit] = true;
+    return first;
+}
+
+} // namespace wispd

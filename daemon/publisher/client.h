@@ -1,0 +1,88 @@
+// One connected client: its records in, its packets out.
+//
+// Nothing here waits for the client. What it does not read piles up in its queue; when that is full the
+// client is disconnected, since an event that is left out would go unnoticed.
+#ifndef WISPD_CLIENT_H
+#define WISPD_CLIENT_H
+
+#include <bitset>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <asio/local/stream_protocol.hpp>
+
+#include "daemon/publisher/packets.h"
+#include "daemon/publisher/record_reader.h"
+#include "daemon/publisher/send_queue.h"
+#include "daemon/publisher/subscription.h"
+
+namespace wispd {
+
+// Who is at the other end, as the system knows it.
+struct Peer {
+    pid_t pid = 0;
+    uid_t uid = 0;
+    gid_t gid = 0;
+};
+
+class Client : public std::enable_shared_from_this<Client> {
+  public:
+    // `on_request` is called for each request, `on_gone` once, never from within another call of the client.
+    struct Handlers {
+        std::function<void(Client &, const Request &)> on_request;
+        std::function<void(int id)> on_gone;
+    };
+
+    Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Handlers handlers);
+
+    void start();
+
+    // Replies carry no sequence number; events are numbered 1, 2, 3, ... for each client.
+    void send_reply(const Packet &packet, const Body &body);
+    void send_event(Packet packet, const Body &body);
+
+    // Drops the connection, with a line in the log.
+    void disconnect(const std::string &why);
+    // Logs something odd that the client did, a bounded number of times.
+    void complain(const std::string &what);
+    // True the first time that it is asked about this request code.
+    bool is_first_refusal(int32_t kind);
+
+    bool is_open() const { return socket_.is_open(); }
+    int id() const { return id_; }
+    const Peer &peer() const { return peer_; }
+    const std::string &title() const { return title_; }
+    Hb_Seq_Num last_sequence() const { return sequence_; }
+    std::size_t queued_bytes() const { return queue_.bytes(); }
+    void set_queue_limit(std::size_t limit) { queue_.set_limit(limit); }
+
+    std::vector<Subscription> subscriptions;
+    // Generation of the configuration that it was last sent; 0: none.
+    Hb_Sequence_Number configuration_seen = 0;
+
+  private:
+    void wait_for_input();
+    void read_input();
+    void write_output();
+    void send(const Packet &packet, const Body &body);
+    void close();
+
+    asio::local::stream_protocol::socket socket_;
+    int id_;
+    Peer peer_;
+    std::string title_;
+    Handlers handlers_;
+    Record_Reader reader_;
+    Send_Queue queue_;
+    bool writing_ = false;
+    Hb_Seq_Num sequence_ = 0;
+    int complaints_ = 0;
+    std::bitset<MONITOR_LAST_MESSAGE + 1> refused_;
+};
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,420 @@
+#include "daemon/publisher/publisher.h"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+
+#include <unistd.h>
+
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
+
+#include "daemon/log.h"
+#include "daemon/publisher/client.h"
+#include "daemon/publisher/packets.h"
+#include "daemon/publisher/subscription.h"
+#include "daemon/text.h"
+
+namespace wispd {
+
+namespace {
+
+using asio::local::stream_protocol;
+
+constexpr std::size_t SUBSCRIPTIONS_MOST = 4096;
+constexpr std::chrono::milliseconds ACCEPT_PAUSE{200};
+constexpr const char *CONFIGURATION_NAME = "Hb_Config_Group";
+constexpr const char *FAILURE_NAME = "Hb_FFDC_Group";
+
+Packet packet_of(Hb_Client_Reply kind, const Subscription &subscription) {
+    Packet packet;
+    packet.kind = kind;
+    packet.subscription = subscription.name;
+    return packet;
+}
+
+} // namespace
+
+class Publisher::Impl {
+  public:
+    Impl(asio::io_context &context, int listening, const Cluster &cluster, std::size_t client_queue_bytes)
+        : acceptor_(context, stream_protocol(), listening), pause_(context), cluster_(cluster),
+          client_queue_bytes_(client_queue_bytes) {
+        accept();
+    }
+
+    void announce(const Changes &changes, const std::string &failure_id);
+    void set_client_queue_bytes(std::size_t bytes);
+    std::vector<Client_Status> clients() const;
+
+  private:
+    void accept();
+    void add_client(stream_protocol::socket socket);
+    void act_on(Client &client, const Request &request);
+    void subscribe(Client &client, const Request &request);
+    void unsubscribe(Client &client, const Request &request);
+    void send_configuration(Client &client);
+    void send_update(Client &client);
+    void send_present_state(Client &client, const Subscription &subscription);
+    void send_adapter_group(Client &client, const Subscription &subscription);
+    void send_node_group(Client &client, const Subscription &subscription);
+    void send_heartbeat(Client &client, const Subscription &subscription);
+
+    template <typename Action> void for_each_subscription(Hb_Events event, Action action);
+    void tell_adapters(Hb_Client_Reply kind, Hb_Events event, const std::vector<Adapter_Member> &members,
+                       const std::string &failure_id);
+    void tell_nodes(Hb_Client_Reply kind, Hb_Events event, const std::vector<Hb_Node_Number> &members,
+                    int node_slots, const std::string &failure_id);
+    void tell_update();
+    void tell_failure(const std::string &identifier);
+    void tell_heartbeat();
+    void tell_foreign_instance(const Foreign_Instance &foreign);
+
+    const Body &snapshot();
+    const std::vector<Adapter_Member> &adapters_up();
+    const Body &all_adapters_up();
+
+    stream_protocol::acceptor acceptor_;
+    asio::steady_timer pause_;
+    const Cluster &cluster_;
+    std::size_t client_queue_bytes_;
+    int next_id_ = 1;
+    bool accept_failed_ = false;
+    std::map<int, std::shared_ptr<Client>> clients_;
+    // Made when first asked for and dropped with the next change.
+    Body snapshot_;
+    std::unique_ptr<std::vector<Adapter_Member>> adapters_up_;
+    Body all_adapters_up_;
+};
+
+// ---- Clients coming and going ----
+
+void Publisher::Impl::accept() {
+    acceptor_.async_accept([this](const asio::error_code &error, stream_protocol::socket socket) {
+        if (error == asio::error::operation_aborted) {
+            return;
+        }
+        if (!error) {
+            accept_failed_ = false;
+            add_client(std::move(socket));
+            accept();
+            return;
+        }
+        if (!accept_failed_) {
+            log_error(
+                text("cannot take a new client (", clients_.size(), " are connected): ", error.message()));
+            accept_failed_ = true;
+        }
+        // The client still waits; trying again at once would spin until a descriptor is free.
+        pause_.expires_after(ACCEPT_PAUSE);
+        pause_.async_wait([this](const asio::error_code &aborted) {
+            if (!aborted) {
+                accept();
+            }
+        });
+    });
+}
+
+void Publisher::Impl::add_client(stream_protocol::socket socket) {
+    const int id = next_id_++;
+    Client::Handlers handlers{[this](Client &client, const Request &request) { act_on(client, request); },
+                              [this](int gone) { clients_.erase(gone); }};
+    auto client = std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, std::move(handlers));
+    clients_.emplace(id, client);
+    client->start();
+}
+
+// ---- Requests ----
+
+void Publisher::Impl::act_on(Client &client, const Request &request) {
+    switch (request.kind) {
+    case HB_GET_CONFIG_INFO:
+        send_configuration(client);
+        return;
+    case HB_SUBSCRIBE:
+        subscribe(client, request);
+        return;
+    case HB_UNSUBSCRIBE:
+        unsubscribe(client, request);
+        return;
+    default:
+        break;
+    }
+    if (request.kind < HB_GET_CONFIG_INFO || request.kind > MONITOR_LAST_MESSAGE) {
+        client.complain(text("the unknown request ", request.kind));
+    } else if (client.is_first_refusal(request.kind)) {
+        log_warning(
+            text(client.title(), " sent request ", request.kind, ", which is not supported; it is ignored"));
+    }
+}
+
+void Publisher::Impl::send_configuration(Client &client) {
+    Packet packet;
+    packet.kind = HB_CONFIGURATION_INFO;
+    client.configuration_seen = cluster_.configuration_sequence();
+    client.send_reply(packet, snapshot());
+}
+
+void Publisher::Impl::send_update(Client &client) {
+    Packet packet;
+    packet.kind = HB_CONFIGURATION_UPDATE;
+    packet.subscription = CONFIGURATION_NAME;
+    client.configuration_seen = cluster_.configuration_sequence();
+    client.send_event(packet, snapshot());
+}
+
+void Publisher::Impl::subscribe(Client &client, const Request &request) {
+    std::string fault;
+    std::optional<Subscription> subscription = read_subscription(request.body, fault);
+    if (!subscription) {
+        client.complain(text(fault, "; it is ignored"));
+        return;
+    }
+    auto &held = client.subscriptions;
+    const auto same = std::find_if(held.begin(), held.end(),
+                                   [&](const Subscription &other) { return other.name == subscription->name; });
+    if (same == held.end() && held.size() >= SUBSCRIPTIONS_MOST) {
+        client.disconnect(text("it has ", held.size(), " subscriptions and asks for more"));
+        return;
+    }
+    // While it had no subscription, updates were kept from it.
+    if (client.configuration_seen != 0 && client.configuration_seen != cluster_.configuration_sequence()) {
+        send_update(client);
+    }
+    log_debug(text(client.title(), " subscribed \"", subscription->name, "\" of type ", subscription->type,
+                   " to events ", subscription->events));
+    Subscription &stored = same == held.end() ? held.emplace_back() : *same;
+    stored = std::move(*subscription);
+    send_present_state(client, stored);
+}
+
+void Publisher::Impl::unsubscribe(Client &client, const Request &request) {
+    const std::string name = read_name(request.body);
+    const auto removed =
+        std::erase_if(client.subscriptions, [&](const Subscription &held) { return held.name == name; });
+    log_debug(text(client.title(), removed > 0 ? " unsubscribed \"" : " has no subscription \"", name, "\""));
+}
+
+// ---- What a new subscription is told ----
+
+void Publisher::Impl::send_present_state(Client &client, const Subscription &subscription) {
+    if ((subscription.events & HB_EVENT_NEW_GROUP) != 0 && is_about_adapters(subscription)) {
+        send_adapter_group(client, subscription);
+    }
+    if ((subscription.events & HB_EVENT_NEW_GROUP) != 0 && is_about_nodes(subscription)) {
+        send_node_group(client, subscription);
+    }
+    if ((subscription.events & HB_EVENT_HEARTBEAT) != 0 && cluster_.heartbeat()) {
+        send_heartbeat(client, subscription);
+    }
+}
+
+void Publisher::Impl::send_adapter_group(Client &client, const Subscription &subscription) {
+    Packet packet = packet_of(HB_ADAPTER_NEW_GROUP, subscription);
+    packet.group_incarnation = cluster_.group_incarnation();
+    packet.leader = NO_ADAPTER;
+    if (covers_all(subscription)) {
+        packet.leader = adapters_up().empty() ? NO_ADAPTER : adapters_up().front().number;
+        client.send_event(packet, all_adapters_up());
+        return;
+    }
+    const std::vector<Adapter_Member> members = covered(subscription, adapters_up());
+    packet.leader = members.empty() ? NO_ADAPTER : members.front().number;
+    client.send_event(packet, encode_adapter_members(members));
+}
+
+void Publisher::Impl::send_node_group(Client &client, const Subscription &subscription) {
+    const std::vector<Hb_Node_Number> members = covered(subscription, cluster_.nodes_up());
+    client.send_event(packet_of(HB_NODE_NEW_GROUP, subscription),
+                      encode_node_members(members, cluster_.max_nodes()));
+}
+
+void Publisher::Impl::send_heartbeat(Client &client, const Subscription &subscription) {
+    client.send_event(packet_of(HB_NODE_HEARTBEAT, subscription),
+                      encode_heartbeat(*cluster_.heartbeat(), getpid()));
+}
+
+// ---- Changes ----
+
+void Publisher::Impl::announce(const Changes &changes, const std::string &failure_id) {
+    snapshot_.reset();
+    adapters_up_.reset();
+    all_adapters_up_.reset();
+    tell_adapters(HB_ADAPTER_DEATH, HB_EVENT_DEATH, changes.adapter_deaths, failure_id);
+    tell_nodes(HB_NODE_DEATH, HB_EVENT_DEATH, changes.node_deaths, changes.node_slots_at_death, failure_id);
+    if (changes.configuration_updated) {
+        tell_update();
+    }
+    tell_adapters(HB_ADAPTER_JOIN, HB_EVENT_JOIN, changes.adapter_joins, {});
+    tell_nodes(HB_NODE_JOIN, HB_EVENT_JOIN, changes.node_joins, cluster_.max_nodes(), {});
+    if (changes.heartbeat) {
+        tell_heartbeat();
+    }
+    if (changes.foreign_instance) {
+        tell_foreign_instance(*changes.foreign_instance);
+    }
+    if (!changes.failure_report.empty()) {
+        tell_failure(changes.failure_report);
+    }
+}
+
+template <typename Action> void Publisher::Impl::for_each_subscription(Hb_Events event, Action action) {
+    for (const auto &[id, client] : clients_) {
+        for (const Subscription &subscription : client->subscriptions) {
+            if (client->is_open() && (subscription.events & event) != 0) {
+                action(*client, subscription);
+            }
+        }
+    }
+}
+
+void Publisher::Impl::tell_adapters(Hb_Client_Reply kind, Hb_Events event,
+                                    const std::vector<Adapter_Member> &members, const std::string &failure_id) {
+    if (members.empty()) {
+        return;
+    }
+    const Body whole = encode_adapter_members(members);
+    for_each_subscription(event, [&](Client &client, const Subscription &subscription) {
+        if (!is_about_adapters(subscription)) {
+            return;
+        }
+        Packet packet = packet_of(kind, subscription);
+        packet.status = Hb_Group_Unstable;
+        packet.failure_id = failure_id;
+        if (covers_all(subscription)) {
+            client.send_event(packet, whole);
+            return;
+        }
+        const std::vector<Adapter_Member> its = covered(subscription, members);
+        if (!its.empty()) {
+            client.send_event(packet, its.size() == members.size() ? whole : encode_adapter_members(its));
+        }
+    });
+}
+
+void Publisher::Impl::tell_nodes(Hb_Client_Reply kind, Hb_Events event,
+                                 const std::vector<Hb_Node_Number> &members, int node_slots,
+                                 const std::string &failure_id) {
+    if (members.empty()) {
+        return;
+    }
+    const Body whole = encode_node_members(members, node_slots);
+    for_each_subscription(event, [&](Client &client, const Subscription &subscription) {
+        if (!is_about_nodes(subscription)) {
+            return;
+        }
+        Packet packet = packet_of(kind, subscription);
+        packet.status = Hb_Group_Unstable;
+        packet.failure_id = failure_id;
+        const std::vector<Hb_Node_Number> its = covered(subscription, members);
+        if (!its.empty()) {
+            client.send_event(packet,
+                              its.size() == members.size() ? whole : encode_node_members(its, node_slots));
+        }
+    });
+}
+
+// Updates and failure identifiers cannot be asked for. A client without a subscription only asks questions,
+// and must not find one of them where it expects an answer.
+void Publisher::Impl::tell_update() {
+    for (const auto &[id, client] : clients_) {
+        if (client->is_open() && !client->subscriptions.empty()) {
+            send_update(*client);
+        }
+    }
+}
+
+void Publisher::Impl::tell_failure(const std::string &identifier) {
+    Packet packet;
+    packet.kind = HB_FFDC_ID;
+    packet.subscription = FAILURE_NAME;
+    packet.failure_id = identifier;
+    for (const auto &[id, client] : clients_) {
+        if (client->is_open() && !client->subscriptions.empty()) {
+            client->send_event(packet, empty_body());
+        }
+    }
+}
+
+void Publisher::Impl::tell_heartbeat() {
+    for_each_subscription(HB_EVENT_HEARTBEAT, [this](Client &client, const Subscription &subscription) {
+        send_heartbeat(client, subscription);
+    });
+}
+
+void Publisher::Impl::tell_foreign_instance(const Foreign_Instance &foreign) {
+    const Body body = encode_foreign_instance(foreign);
+    for_each_subscription(HB_EVENT_DIFF_INSTANCE, [&](Client &client, const Subscription &subscription) {
+        client.send_event(packet_of(HB_DIFF_INSTANCE_NUM, subscription), body);
+    });
+}
+
+// ---- Kept until the next change ----
+
+const Body &Publisher::Impl::snapshot() {
+    if (!snapshot_) {
+        snapshot_ = encode_snapshot(cluster_);
+    }
+    return snapshot_;
+}
+
+const std::vector<Adapter_Member> &Publisher::Impl::adapters_up() {
+    if (!adapters_up_) {
+        adapters_up_ = std::make_unique<std::vector<Adapter_Member>>(cluster_.adapters_up());
+    }
+    return *adapters_up_;
+}
+
+const Body &Publisher::Impl::all_adapters_up() {
+    if (!all_adapters_up_) {
+        all_adapters_up_ = encode_adapter_members(adapters_up());
+    }
+    return all_adapters_up_;
+}
+
+// ---- The rest ----
+
+void Publisher::Impl::set_client_queue_bytes(std::size_t bytes) {
+    client_queue_bytes_ = bytes;
+    for (const auto &[id, client] : clients_) {
+        client->set_queue_limit(bytes);
+    }
+}
+
+std::vector<Client_Status> Publisher::Impl::clients() const {
+    std::vector<Client_Status> list;
+    for (const auto &[id, client] : clients_) {
+        Client_Status status{id,
+                             client->peer().pid,
+                             static_cast<long>(client->peer().uid),
+                             client->last_sequence(),
+                             client->queued_bytes(),
+                             {}};
+        for (const Subscription &held : client->subscriptions) {
+            status.subscriptions.push_back({held.name, held.type, held.events});
+        }
+        list.push_back(std::move(status));
+    }
+    return list;
+}
+
+Publisher::Publisher(asio::io_context &context, int listening, const Cluster &cluster,
+                     std::size_t client_queue_bytes)
+    : impl_(std::make_unique<Impl>(context, listening, cluster, client_queue_bytes)) {}
+
+Publisher::~Publisher() = default;
+
+void Publisher::announce(const Changes &changes, const std::string &failure_id) {
+    impl_->announce(changes, failure_id);
+}
+
+void Publisher::set_client_queue_bytes(std::size_t bytes) {
+    impl_->set_client_queue_bytes(bytes);
+}
+
+std::vector<Client_Status> Publisher::clients() const {
+    return impl_->clients();
+}
+
+} // namespace wispd

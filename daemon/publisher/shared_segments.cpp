@@ -1,0 +1,241 @@
+#include "daemon/publisher/shared_segments.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include "daemon/start_failure.h"
+#include "daemon/text.h"
+
+namespace wispd {
+
+namespace {
+
+// What semctl takes as its fourth argument; the system's headers leave it to the program to say so.
+union Semaphore_Argument {
+    int val;
+    semid_ds *buf;
+    unsigned short *array;
+};
+
+constexpr std::size_t CONFIGURATION = 0;
+constexpr std::size_t ROUTES = 1;
+constexpr std::size_t SECURITY = 2;
+
+// Who may connect may read the segments, and count itself in and out of the route segment.
+mode_t read_mode(mode_t socket_mode) {
+    return 0600 | ((socket_mode & 0020) << 1) | ((socket_mode & 0002) << 1);
+}
+
+mode_t alter_mode(mode_t socket_mode) {
+    const mode_t readers = read_mode(socket_mode) & 0044;
+    return 0600 | readers | (readers >> 1);
+}
+
+std::size_t route_size(int node_slots) {
+    return static_cast<std::size_t>(node_slots) * sizeof(Hb_route_sequence);
+}
+
+bool plausible_size(std::size_t which, std::size_t size) {
+    switch (which) {
+    case CONFIGURATION:
+        return size == sizeof(Hb_memory_configuration_data);
+    case ROUTES:
+        return size % sizeof(Hb_route_sequence) == 0;
+    default:
+        return size == sizeof(Hb_security_information);
+    }
+}
+
+// The id of the record's segment; -1 when there is none, or it cannot be proven to be that process's.
+int proven_segment(const Ipc_Record &record, std::size_t which) {
+    if (record.segment_keys[which] == IPC_PRIVATE) {
+        return -1;
+    }
+    const int id = shmget(record.segment_keys[which], 0, 0);
+    shmid_ds status{};
+    if (id < 0 || shmctl(id, IPC_STAT, &status) != 0) {
+        return -1;
+    }
+    const bool ours = status.shm_cpid == record.pid && status.shm_perm.cuid == geteuid() &&
+                      plausible_size(which, status.shm_segsz);
+    return ours ? id : -1;
+}
+
+bool remove_semaphores(const Ipc_Record &record) {
+    const int id = record.semaphore_key == IPC_PRIVATE ? -1 : semget(record.semaphore_key, 0, 0);
+    semid_ds status{};
+    Semaphore_Argument argument{};
+    argument.buf = &status;
+    if (id < 0 || semctl(id, 0, IPC_STAT, argument) != 0) {
+        return false;
+    }
+    return status.sem_nsems == HB_SEM_COUNT && status.sem_perm.cuid == geteuid() &&
+           semctl(id, 0, IPC_RMID) == 0;
+}
+
+[[noreturn]] void fail(const char *what) {
+    const char *advice =
+        errno == ENOSPC ? " (the system's limit of segments or semaphores is reached; see ipcs -l)" : "";
+    throw Start_Failure(text("cannot make ", what, ": ", std::strerror(errno), advice));
+}
+
+} // namespace
+
+Ipc_Keys keys_of(const std::string &socket_path) {
+    constexpr int projects[] = {HB_SHARED_MEM_PROJECT1, HB_SHARED_MEM_PROJECT2, HB_SHARED_MEM_PROJECT3,
+                                HB_SHARED_SEM_PROJECT};
+    key_t keys[4];
+    for (std::size_t i = 0; i < 4; ++i) {
+        keys[i] = ftok(socket_path.c_str(), projects[i]);
+        if (keys[i] == -1) {
+            throw Start_Failure(text("cannot derive a key from ", socket_path, ": ", std::strerror(errno)));
+        }
+    }
+    return {{keys[0], keys[1], keys[2]}, keys[3]};
+}
+
+int remove_left_behind(const Ipc_Record &record) {
+    int removed = 0;
+    std::array<int, 3> proven{};
+    bool any = false;
+    for (std::size_t which : {CONFIGURATION, ROUTES, SECURITY}) {
+        proven[which] = proven_segment(record, which);
+        any = any || proven[which] >= 0;
+    }
+    // Semaphores do not tell who made them: they go with a segment that does.
+    if (any && remove_semaphores(record)) {
+        ++removed;
+    }
+    for (int id : proven) {
+        if (id >= 0 && shmctl(id, IPC_RMID, nullptr) == 0) {
+            ++removed;
+        }
+    }
+    return removed;
+}
+
+std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, int node_slots,
+                                                       const Access &access) {
+    Shared_Segments made(keys, access);
+    const std::size_t sizes[] = {sizeof(Hb_memory_configuration_data), route_size(node_slots),
+                                 sizeof(Hb_security_information)};
+    for (std::size_t which : {ROUTES, SECURITY, CONFIGURATION}) {
+        if (!made.make_segment(which, sizes[which])) {
+            if (errno == EEXIST) {
+                return std::nullopt;
+            }
+            fail("a shared segment");
+        }
+    }
+    // The semaphores come last and go first, so that there is always a segment to prove whose they are.
+    if (!made.make_semaphores()) {
+        if (errno == EEXIST) {
+            return std::nullopt;
+        }
+        fail("the semaphores");
+    }
+    made.route_slots_ = node_slots;
+    // No keys yet, but a generation, so that the two can be told apart.
+    static_cast<Hb_security_information *>(made.segments_[SECURITY].address)->sequence_number = 1;
+    return made;
+}
+
+Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
+    : keys_(other.keys_), access_(other.access_), segments_(std::exchange(other.segments_, {})),
+      semaphores_(std::exchange(other.semaphores_, -1)), route_slots_(other.route_slots_) {}
+
+Shared_Segments::~Shared_Segments() {
+    const int saved = errno; // create() tells by it why it gave up
+    if (semaphores_ >= 0) {
+        semctl(semaphores_, 0, IPC_RMID);
+    }
+    for (std::size_t which : {CONFIGURATION, ROUTES, SECURITY}) {
+        drop_segment(which);
+    }
+    errno = saved;
+}
+
+bool Shared_Segments::make_segment(std::size_t which, std::size_t size) {
+    Segment &segment = segments_[which];
+    segment.id = shmget(keys_.segments[which], size, static_cast<int>(IPC_CREAT | IPC_EXCL | 0600));
+    if (segment.id < 0) {
+        return false;
+    }
+    shmid_ds status{};
+    if (shmctl(segment.id, IPC_STAT, &status) != 0) {
+        return false;
+    }
+    status.shm_perm.mode = static_cast<unsigned short>(read_mode(access_.socket_mode));
+    if (access_.group != static_cast<gid_t>(-1)) {
+        status.shm_perm.gid = access_.group;
+    }
+    if (shmctl(segment.id, IPC_SET, &status) != 0) {
+        return false;
+    }
+    void *address = shmat(segment.id, nullptr, 0);
+    if (address == reinterpret_cast<void *>(-1)) {
+        return false;
+    }
+    segment.address = address;
+    return true;
+}
+
+bool Shared_Segments::make_semaphores() {
+    semaphores_ = semget(keys_.semaphores, HB_SEM_COUNT, IPC_CREAT | IPC_EXCL | 0600);
+    if (semaphores_ < 0) {
+        return false;
+    }
+    semid_ds status{};
+    Semaphore_Argument argument{};
+    argument.buf = &status;
+    if (semctl(semaphores_, 0, IPC_STAT, argument) != 0) {
+        return false;
+    }
+    status.sem_perm.mode = static_cast<unsigned short>(alter_mode(access_.socket_mode));
+    if (access_.group != static_cast<gid_t>(-1)) {
+        status.sem_perm.gid = access_.group;
+    }
+    return semctl(semaphores_, 0, IPC_SET, argument) == 0;
+}
+
+void Shared_Segments::drop_segment(std::size_t which) {
+    Segment &segment = segments_[which];
+    if (segment.address != nullptr) {
+        shmdt(segment.address);
+    }
+    if (segment.id >= 0) {
+        shmctl(segment.id, IPC_RMID, nullptr);
+    }
+    segment = {};
+}
+
+bool Shared_Segments::publish(Hb_Sequence_Number sequence, int node_slots, int adapters) {
+    bool has_room = true;
+    if (node_slots > route_slots_) {
+        const int old_slots = route_slots_;
+        drop_segment(ROUTES);
+        has_room = make_segment(ROUTES, route_size(node_slots));
+        if (has_room) {
+            route_slots_ = node_slots;
+        } else {
+            drop_segment(ROUTES);
+            node_slots = make_segment(ROUTES, route_size(old_slots)) ? old_slots : 0;
+            route_slots_ = node_slots;
+        }
+    }
+    auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION].address);
+    // Clients read these without a lock. The generation comes last: who sees it sees the counts as well.
+    std::atomic_ref(data->number_of_nodes).store(static_cast<uint32_t>(node_slots), std::memory_order_relaxed);
+    std::atomic_ref(data->number_of_adapters).store(static_cast<uint32_t>(adapters), std::memory_order_relaxed);
+    std::atomic_ref(data->sequence_number).store(sequence, std::memory_order_release);
+    return has_room;
+}
+
+} // namespace wispd

@@ -1,0 +1,65 @@
+// The segments and semaphores that clients attach: configuration header, routes, security information.
+//
+// Their keys come from the socket's inode, of which only 16 bits count, so two sockets can get the same keys.
+// What exists under a key is somebody else's unless the lock file proves that a killed wispd of this socket
+// made it; what is somebody else's is left alone.
+#ifndef WISPD_SHARED_SEGMENTS_H
+#define WISPD_SHARED_SEGMENTS_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/socket_file.h"
+#include "lib/hb_wire.h"
+
+namespace wispd {
+
+struct Ipc_Keys {
+    std::array<int32_t, 3> segments{};
+    int32_t semaphores = 0;
+};
+
+// The keys that clients will derive from this path, which must exist.
+Ipc_Keys keys_of(const std::string &socket_path);
+
+// Removes what the record's process made, as far as that can be proven; gives how many objects.
+int remove_left_behind(const Ipc_Record &record);
+
+class Shared_Segments {
+  public:
+    // Empty when something exists under one of the keys already. Throws Start_Failure for other trouble.
+    static std::optional<Shared_Segments> create(const Ipc_Keys &keys, int node_slots, const Access &access);
+
+    Shared_Segments(Shared_Segments &&other) noexcept;
+    Shared_Segments &operator=(Shared_Segments &&) = delete;
+    ~Shared_Segments();
+
+    // Publishes a configuration. The route segment is made anew when it has too few records for it; whoever
+    // attached the old one keeps that until it attaches again. False, with the old number of node slots still
+    // published, when there is no room for a larger one.
+    bool publish(Hb_Sequence_Number sequence, int node_slots, int adapters);
+
+  private:
+    struct Segment {
+        int id = -1;
+        void *address = nullptr;
+    };
+
+    Shared_Segments(const Ipc_Keys &keys, const Access &access) : keys_(keys), access_(access) {}
+    bool make_segment(std::size_t which, std::size_t size);
+    bool make_semaphores();
+    void drop_segment(std::size_t which);
+
+    Ipc_Keys keys_;
+    Access access_;
+    std::array<Segment, 3> segments_{};
+    int semaphores_ = -1;
+    int route_slots_ = 0;
+};
+
+} // namespace wispd
+
+#endif

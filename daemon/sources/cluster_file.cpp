@@ -1,0 +1,284 @@
+#include "daemon/sources/cluster_file.h"
+
+#include <filesystem>
+#include <string>
+#include <unordered_map>
+
+#include "daemon/model/address.h"
+#include "daemon/sources/toml_reader.h"
+#include "daemon/text.h"
+#include "lib/hb_wire.h"
+
+namespace wispd {
+
+namespace {
+
+constexpr std::size_t NETWORK_NAME_LONGEST = HB_NETWORK_NAME_SIZE - 1;
+constexpr std::size_t NETWORK_TYPE_LONGEST = HB_NETWORK_TYPE_SIZE - 1;
+constexpr std::size_t ADAPTER_TYPE_LONGEST = HB_ADAPTER_TYPE_SIZE - 1;
+constexpr std::size_t NAME_LONGEST = 255;
+constexpr std::size_t PATH_LONGEST = 4095;
+constexpr int64_t QUEUE_HIGHEST = 1073741824;
+
+// Where something was defined, and as what, for the error about its second definition.
+struct Definition {
+    std::string place;
+    std::string what;
+};
+
+void read_heartbeat(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
+    const toml::table *table = root.table("heartbeat");
+    if (table == nullptr) {
+        return;
+    }
+    const Toml_Reader reader(*table, path, "[heartbeat]",
+                             {"threshold_seconds", "threshold_microseconds", "enabled"});
+    Heartbeat heartbeat;
+    heartbeat.threshold_seconds = static_cast<int32_t>(reader.integer_or("threshold_seconds", 0, INT32_MAX, 0));
+    heartbeat.threshold_microseconds =
+        static_cast<int32_t>(reader.integer_or("threshold_microseconds", 0, 999999, 0));
+    heartbeat.enabled = reader.boolean_or("enabled", true);
+    cluster.heartbeat = heartbeat;
+}
+
+void read_networks(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
+    std::unordered_map<int, Definition> numbers;
+    std::unordered_map<std::string, Definition> names;
+    for (const toml::table *table : root.tables("network")) {
+        const Toml_Reader reader(*table, path, "[[network]]", {"number", "name", "type"});
+        Configured_Network network;
+        network.number = static_cast<Hb_Network_Number>(reader.integer("number", 0, HB_NETWORK_SLOTS - 1));
+        if (network.number >= cluster.adapters_per_node) {
+            throw reader.error("number",
+                               text("network ", network.number, " is out of range: adapters_per_node = ",
+                                    cluster.adapters_per_node, " allows 0 to ", cluster.adapters_per_node - 1));
+        }
+        network.name = reader.string("name", NETWORK_NAME_LONGEST);
+        network.type = reader.string_or("type", NETWORK_TYPE_LONGEST, "ether");
+        const auto [number, number_new] = numbers.try_emplace(network.number, Definition{reader.place(), ""});
+        if (!number_new) {
+            throw reader.error("number", text("network ", network.number, " is defined twice; the first is at ",
+                                              number->second.place));
+        }
+        const auto [name, name_new] = names.try_emplace(network.name, Definition{reader.place("name"), ""});
+        if (!name_new) {
+            throw reader.error("name", text("network name \"", network.name,
+                                            "\" is used twice; the first is at ", name->second.place));
+        }
+        cluster.networks.push_back(std::move(network));
+    }
+}
+
+class Node_Section {
+  public:
+    Node_Section(const std::string &path, Configuration &cluster) : path_(path), cluster_(cluster) {
+        for (const Configured_Network &network : cluster.networks) {
+            defined_[static_cast<std::size_t>(network.number)] = true;
+        }
+    }
+
+    void read(const toml::table &table) {
+        const Toml_Reader reader(table, path_, "[[node]]", {"number", "name", "state", "adapter"});
+        Configured_Node node;
+        node.number = read_number(reader);
+        node.name = reader.string_or("name", NAME_LONGEST, text("node", node.number));
+        const auto [name, name_new] = names_.try_emplace(node.name, Definition{reader.place("name"), ""});
+        if (!name_new) {
+            throw reader.error("name", text("node name \"", node.name, "\" is used twice; the first is at ",
+                                            name->second.place));
+        }
+        const bool up = reader.state_or("state", true);
+        if (!up && node.number == cluster_.local_node) {
+            throw reader.error("state",
+                               text("node ", node.number,
+                                    " is the local node, which is up while wispd runs; expected \"up\""));
+        }
+        for (const toml::table *adapter : reader.tables("adapter")) {
+            read_adapter(*adapter, up, node);
+        }
+        if (node.adapters.empty()) {
+            throw reader.error(
+                text("node ", node.number, " has no adapter; expected at least one [[node.adapter]]"));
+        }
+        cluster_.nodes.push_back(std::move(node));
+    }
+
+  private:
+    Hb_Node_Number read_number(const Toml_Reader &reader) {
+        const int64_t number = reader.integer("number", INT64_MIN, INT64_MAX);
+        if (number < 0 || number >= cluster_.max_nodes) {
+            throw reader.error("number", text("node number ", number, " is out of range: max_nodes = ",
+                                              cluster_.max_nodes, " allows 0 to ", cluster_.max_nodes - 1));
+        }
+        const auto [first, is_new] =
+            numbers_.try_emplace(static_cast<int>(number), Definition{reader.place(), ""});
+        if (!is_new) {
+            throw reader.error(
+                "number", text("node ", number, " is defined twice; the first is at ", first->second.place));
+        }
+        return static_cast<Hb_Node_Number>(number);
+    }
+
+    void read_adapter(const toml::table &table, bool node_up, Configured_Node &node) {
+        const Toml_Reader reader(table, path_, "[[node.adapter]]", {"network", "address", "type", "state"});
+        Configured_Adapter adapter;
+        const int64_t network = reader.integer("network", INT64_MIN, INT64_MAX);
+        if (network < 0 || network >= cluster_.adapters_per_node) {
+            throw reader.error("network", text("network ", network, " is out of range: adapters_per_node = ",
+                                               cluster_.adapters_per_node, " allows 0 to ",
+                                               cluster_.adapters_per_node - 1));
+        }
+        if (!defined_[static_cast<std::size_t>(network)]) {
+            throw reader.error(
+                "network",
+                text("network ", network, " is not defined; expected a [[network]] with number = ", network));
+        }
+        adapter.network = static_cast<Hb_Network_Number>(network);
+        for (const Configured_Adapter &other : node.adapters) {
+            if (other.network == adapter.network) {
+                throw reader.error("network", text("node ", node.number, " has two adapters in network ",
+                                                   network, "; a node has at most one in each"));
+            }
+        }
+        adapter.address = read_address(reader, node, network);
+        adapter.type = reader.string_or("type", ADAPTER_TYPE_LONGEST, "");
+        adapter.up = reader.state_or("state", node_up);
+        if (adapter.up && !node_up) {
+            throw reader.error("state",
+                               text("node ", node.number, " is down, so its adapter cannot be \"up\""));
+        }
+        node.adapters.push_back(std::move(adapter));
+    }
+
+    Hb_IP_address6 read_address(const Toml_Reader &reader, const Configured_Node &node, int64_t network) {
+        const std::string written = reader.string("address", NAME_LONGEST);
+        const std::optional<Hb_IP_address6> address = parse_address(written);
+        if (!address) {
+            throw reader.error("address",
+                               text("\"", written, "\" is no address; expected an IPv4 or IPv6 address"));
+        }
+        const std::string what = text("node ", node.number, ", network ", network);
+        const auto [first, is_new] =
+            addresses_.try_emplace(*address, Definition{reader.place("address"), what});
+        if (!is_new) {
+            throw reader.error("address",
+                               text("address ", written, " of ", what, " is used twice; it is that of ",
+                                    first->second.what, " at ", first->second.place));
+        }
+        return *address;
+    }
+
+    const std::string &path_;
+    Configuration &cluster_;
+    bool defined_[HB_NETWORK_SLOTS] = {};
+    std::unordered_map<int, Definition> numbers_;
+    std::unordered_map<std::string, Definition> names_;
+    std::unordered_map<Hb_IP_address6, Definition, Address_Hash, Address_Equal> addresses_;
+};
+
+Configuration read_cluster(const Toml_Reader &root, const std::string &path) {
+    const toml::table *table = root.table("cluster");
+    if (table == nullptr) {
+        throw root.error("missing table [cluster]");
+    }
+    const Toml_Reader reader(*table, path, "[cluster]",
+                             {"name", "local_node", "max_nodes", "adapters_per_node", "instance"});
+    Configuration cluster;
+    cluster.name = reader.string_or("name", NAME_LONGEST, "cluster");
+    cluster.max_nodes = static_cast<int>(reader.integer("max_nodes", 1, HB_NODE_SLOTS));
+    cluster.adapters_per_node = static_cast<int>(reader.integer("adapters_per_node", 1, HB_NETWORK_SLOTS));
+    cluster.local_node = static_cast<Hb_Node_Number>(reader.integer("local_node", 0, cluster.max_nodes - 1));
+    cluster.instance = static_cast<Hb_Config_Instance>(reader.integer_or("instance", 0, UINT32_MAX, 1));
+    read_heartbeat(root, path, cluster);
+    read_networks(root, path, cluster);
+    Node_Section nodes(path, cluster);
+    bool local_found = false;
+    for (const toml::table *node : root.tables("node")) {
+        nodes.read(*node);
+        local_found = local_found || cluster.nodes.back().number == cluster.local_node;
+    }
+    if (!local_found) {
+        throw reader.error("local_node", text("local_node is ", cluster.local_node,
+                                              ", but there is no [[node]] with number = ", cluster.local_node));
+    }
+    return cluster;
+}
+
+mode_t read_mode(const Toml_Reader &reader, mode_t otherwise) {
+    if (!reader.has("socket_mode")) {
+        return otherwise;
+    }
+    const std::string written = reader.string("socket_mode", NAME_LONGEST);
+    if (written.size() > 4 || written.find_first_not_of("01234567") != std::string::npos ||
+        std::stoul(written, nullptr, 8) > 0777) {
+        throw reader.error("socket_mode",
+                           text("\"", written, "\" is no file mode; expected octal digits, such as \"0660\""));
+    }
+    return static_cast<mode_t>(std::stoul(written, nullptr, 8));
+}
+
+// What the largest snapshot of this geometry takes on the wire: a shorter queue could never hold it.
+int64_t largest_snapshot(const Configuration &cluster) {
+    const auto adapters = static_cast<int64_t>(cluster.max_nodes) * cluster.adapters_per_node;
+    return 4 + HB_REPLY_HEADER_SIZE + static_cast<int64_t>(sizeof(Hb_Snapshot_Header)) +
+           adapters * static_cast<int64_t>(sizeof(Hb_Adapter_Entry)) +
+           cluster.adapters_per_node * static_cast<int64_t>(sizeof(Hb_Network_Entry));
+}
+
+Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, const Configuration &cluster) {
+    Daemon_Settings settings;
+    const toml::table *table = root.table("daemon");
+    if (table == nullptr) {
+        return settings;
+    }
+    const Toml_Reader reader(
+        *table, path, "[daemon]",
+        {"socket", "control", "group", "socket_mode", "client_queue_bytes", "log_file", "log_level"});
+    settings.socket = reader.string_or("socket", PATH_LONGEST, "");
+    settings.control = reader.string_or("control", PATH_LONGEST, "");
+    settings.group = reader.string_or("group", NAME_LONGEST, "");
+    settings.socket_mode = read_mode(reader, settings.socket_mode);
+    if (reader.has("client_queue_bytes")) {
+        settings.client_queue_bytes =
+            static_cast<std::size_t>(reader.integer("client_queue_bytes", 0, QUEUE_HIGHEST));
+        if (static_cast<int64_t>(settings.client_queue_bytes) < largest_snapshot(cluster)) {
+            throw reader.error("client_queue_bytes",
+                               text("client_queue_bytes is ", settings.client_queue_bytes,
+                                    "; expected at least ", largest_snapshot(cluster),
+                                    ", the configuration message of a full cluster of this size"));
+        }
+    }
+    settings.log_file = reader.string_or("log_file", PATH_LONGEST, "");
+    settings.log_level = reader.string_or("log_level", NAME_LONGEST, settings.log_level);
+    if (settings.log_level != "debug" && settings.log_level != "info" && settings.log_level != "warning" &&
+        settings.log_level != "error") {
+        throw reader.error("log_level", text("\"", settings.log_level,
+                                             "\" is no log level; expected debug, info, warning or error"));
+    }
+    return settings;
+}
+
+} // namespace
+
+Cluster_File parse_cluster_file(std::string_view document, const std::string &path) {
+    const toml::table parsed = parse_toml(document, path);
+    const Toml_Reader root(parsed, path, "the file",
+                           {"cluster", "daemon", "heartbeat", "source", "network", "node"});
+    Cluster_File file;
+    file.cluster = read_cluster(root, path);
+    file.daemon = read_daemon(root, path, file.cluster);
+    if (const toml::table *source = root.table("source")) {
+        const Toml_Reader reader(*source, path, "[source]", {"timeline"});
+        file.timeline = reader.string_or("timeline", PATH_LONGEST, "");
+        if (!file.timeline.empty()) {
+            file.timeline = (std::filesystem::path(path).parent_path() / file.timeline).string();
+        }
+    }
+    return file;
+}
+
+Cluster_File read_cluster_file(const std::string &path) {
+    return parse_cluster_file(read_text_file(path), path);
+}
+
+} // namespace wispd

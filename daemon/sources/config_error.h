@@ -1,0 +1,16 @@
+// A file that wispd cannot take: what() reads "file:line:column: what is wrong and what was expected".
+#ifndef WISPD_CONFIG_ERROR_H
+#define WISPD_CONFIG_ERROR_H
+
+#include <stdexcept>
+
+namespace wispd {
+
+class Config_Error : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace wispd
+
+#endif

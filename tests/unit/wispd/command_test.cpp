@@ -1,0 +1,111 @@
+#include "daemon/sources/command_json.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/unit/wispd/bytes_by_hand.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+using wispd::Command;
+using wispd::Command_Error;
+using wispd::parse_command_line;
+using wispd::Verb;
+
+std::string error_of(std::string_view line) {
+    try {
+        parse_command_line(line);
+    } catch (const Command_Error &error) {
+        return error.what();
+    }
+    return "it was taken";
+}
+
+TEST(WispdCommand, EveryVerbIsKnown) {
+    EXPECT_EQ(parse_command_line(R"({"do":"node-up","node":3})").verb, Verb::node_up);
+    EXPECT_EQ(parse_command_line(R"({"do":"node-down","node":3})").verb, Verb::node_down);
+    EXPECT_EQ(parse_command_line(R"({"do":"node-join","node":3})").verb, Verb::node_join);
+    EXPECT_EQ(parse_command_line(R"({"do":"node-leave","node":3})").verb, Verb::node_leave);
+    EXPECT_EQ(parse_command_line(R"({"do":"adapter-up","adapter":3})").verb, Verb::adapter_up);
+    EXPECT_EQ(parse_command_line(R"({"do":"adapter-down","adapter":3})").verb, Verb::adapter_down);
+    EXPECT_EQ(parse_command_line(R"({"do":"adapter-join","adapter":3})").verb, Verb::adapter_join);
+    EXPECT_EQ(parse_command_line(R"({"do":"adapter-leave","adapter":3})").verb, Verb::adapter_leave);
+    EXPECT_EQ(parse_command_line(R"({"do":"reconfigure"})").verb, Verb::reconfigure);
+    EXPECT_EQ(parse_command_line(R"({"do":"heartbeat"})").verb, Verb::heartbeat);
+    EXPECT_EQ(parse_command_line(R"({"do":"ffdc","id":"a"})").verb, Verb::ffdc);
+    EXPECT_EQ(parse_command_line(R"({"do":"foreign-instance","address":"::1","instance":2})").verb,
+              Verb::foreign_instance);
+    EXPECT_EQ(parse_command_line(R"({"do":"play"})").verb, Verb::play);
+    EXPECT_EQ(parse_command_line(R"({"do":"play","timeline":"/t.toml"})").timeline, "/t.toml");
+    EXPECT_EQ(parse_command_line(R"({"do":"stop"})").verb, Verb::stop);
+    EXPECT_EQ(parse_command_line(R"({"do":"state"})").verb, Verb::state);
+}
+
+TEST(WispdCommand, ArgumentsArriveAsGiven) {
+    const Command join =
+        parse_command_line(R"({"do":"adapter-join","adapter":98351,"address":"10.0.0.9","type":"e"})");
+    EXPECT_EQ(join.adapter, 98351);
+    EXPECT_EQ(wispd::address_text(join.address.value()), "10.0.0.9");
+    EXPECT_EQ(join.type, "e");
+    const Command heartbeat = parse_command_line(
+        R"({"do":"heartbeat","threshold_seconds":2,"threshold_microseconds":7,"enabled":false})");
+    EXPECT_EQ(heartbeat.threshold_seconds, 2);
+    EXPECT_EQ(heartbeat.threshold_microseconds, 7);
+    EXPECT_EQ(heartbeat.enabled, false);
+    EXPECT_EQ(parse_command_line(R"({"do":"foreign-instance","address":"::1","instance":4294967295})").instance,
+              4294967295u);
+}
+
+TEST(WispdCommand, FaultsAreNamed) {
+    EXPECT_THAT(error_of("hello"), StartsWith("expected one JSON object in a line"));
+    EXPECT_THAT(error_of("[1]"), StartsWith("expected one JSON object in a line"));
+    EXPECT_THAT(error_of("{}"), StartsWith("'do' must name the verb"));
+    EXPECT_THAT(error_of(R"({"do":7})"), StartsWith("'do' must name the verb"));
+    EXPECT_THAT(error_of(R"({"do":"dance"})"),
+                StartsWith("unknown verb 'dance'; expected one of: node-up, node-down"));
+    EXPECT_EQ(error_of(R"({"do":"node-down"})"), "node-down needs 'node'");
+    EXPECT_EQ(error_of(R"({"do":"stop","node":1})"), "stop does not take 'node'");
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":"3"})"), "'node' must be an integer from 0 to 2048");
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":2049})"), "'node' must be an integer from 0 to 2048");
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":18446744073709551615})"),
+              "'node' must be an integer, a string, true or false");
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":1.5})"),
+              "'node' must be an integer, a string, true or false");
+    EXPECT_EQ(error_of(R"({"do":"adapter-join","adapter":1,"address":"x"})"),
+              "\"x\" is no address; expected an IPv4 or IPv6 address");
+    EXPECT_EQ(error_of(R"({"do":"ffdc","id":"1234567890123456789012345678901234567890123"})"),
+              "'id' must be a text of 1 to 42 printable bytes");
+    EXPECT_EQ(error_of(R"({"do":"heartbeat","enabled":1})"), "'enabled' must be true or false");
+}
+
+TEST(WispdCommand, AnswersAreOneLineOfJson) {
+    EXPECT_EQ(wispd::ok_line(), R"({"ok":true})");
+    EXPECT_EQ(wispd::error_line("no \"such\" node"), R"({"error":"no \"such\" node","ok":false})");
+}
+
+TEST(WispdCommand, AppliesToTheCluster) {
+    wispd::Cluster cluster(wispd_test::three_nodes());
+    EXPECT_THAT(wispd::apply(parse_command_line(R"({"do":"node-down","node":3})"), cluster).node_deaths,
+                ElementsAre(3));
+    EXPECT_EQ(wispd::apply(parse_command_line(R"({"do":"ffdc","id":"abc"})"), cluster).failure_report, "abc");
+    EXPECT_EQ(wispd::apply(parse_command_line(R"({"do":"foreign-instance","address":"1.2.3.4","instance":9})"),
+                           cluster)
+                  .foreign_instance->instance,
+              9u);
+    EXPECT_THROW(
+        wispd::apply(parse_command_line(R"({"do":"foreign-instance","address":"1.2.3.4","instance":1})"),
+                     cluster),
+        wispd::Refused);
+}
+
+TEST(WispdCommand, HeartbeatKeepsWhatIsNotGiven) {
+    wispd::Cluster cluster(wispd_test::three_nodes());
+    wispd::apply(parse_command_line(R"({"do":"heartbeat","threshold_seconds":5,"enabled":false})"), cluster);
+    EXPECT_EQ(cluster.heartbeat(), (wispd::Heartbeat{5, 0, false}));
+    wispd::apply(parse_command_line(R"({"do":"heartbeat","enabled":true})"), cluster);
+    EXPECT_EQ(cluster.heartbeat(), (wispd::Heartbeat{5, 0, true}));
+}
+
+} // namespace

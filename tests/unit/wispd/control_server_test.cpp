@@ -1,0 +1,120 @@
+#include "daemon/sources/control_server.h"
+
+#include <cerrno>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <asio/io_context.hpp>
+#include <gtest/gtest.h>
+
+#include "daemon/publisher/socket_file.h"
+#include "tests/support/deadline.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/unique_fd.h"
+
+namespace {
+
+using hb_test::Deadline;
+
+class WispdControlServer : public testing::Test {
+  protected:
+    WispdControlServer() : file_(directory_.file("c"), {}) {
+        file_.listen();
+        server_ = std::make_unique<wispd::Control_Server>(
+            context_, file_.release(),
+            wispd::Control_Server::Handlers{
+                [](std::string_view line) {
+                    return wispd::Control_Answer{"got " + std::string(line), line == "stop"};
+                },
+                [this] { stopped_ = true; }});
+    }
+
+    hb_test::UniqueFd connect() {
+        hb_test::UniqueFd peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        file_.path().copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(::connect(peer.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        fcntl(peer.get(), F_SETFL, O_NONBLOCK);
+        return peer;
+    }
+
+    void send(const hb_test::UniqueFd &peer, std::string_view bytes) {
+        const Deadline deadline;
+        while (!bytes.empty() && !deadline.over()) {
+            const ssize_t count = ::send(peer.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (count < 0 && errno != EAGAIN) {
+                return;
+            }
+            bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+            context_.poll();
+        }
+    }
+
+    // What arrives until so many lines are there, or the end of the stream.
+    std::string receive(const hb_test::UniqueFd &peer, int lines) {
+        std::string got;
+        const Deadline deadline;
+        while (std::count(got.begin(), got.end(), '\n') < lines && !deadline.over()) {
+            context_.poll();
+            char buffer[4096];
+            const ssize_t count = recv(peer.get(), buffer, sizeof buffer, 0);
+            if (count == 0 || (count < 0 && errno != EAGAIN)) {
+                return got + "END";
+            }
+            got.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+        }
+        return got;
+    }
+
+    hb_test::TempDir directory_;
+    asio::io_context context_;
+    wispd::Socket_File file_;
+    std::unique_ptr<wispd::Control_Server> server_;
+    bool stopped_ = false;
+};
+
+TEST_F(WispdControlServer, AnswersEachLineInOrder) {
+    const auto peer = connect();
+    send(peer, "one\ntwo\nthree\n");
+    EXPECT_EQ(receive(peer, 3), "got one\ngot two\ngot three\n");
+}
+
+TEST_F(WispdControlServer, TakesALineInPieces) {
+    const auto peer = connect();
+    send(peer, "on");
+    context_.poll();
+    send(peer, "e\n");
+    EXPECT_EQ(receive(peer, 1), "got one\n");
+}
+
+TEST_F(WispdControlServer, RefusesAnEndlessLine) {
+    const auto peer = connect();
+    send(peer, std::string(70000, 'x'));
+    EXPECT_EQ(receive(peer, 2).substr(0, 60), R"({"error":"a line is longer than 65536 bytes","ok":false})"
+                                              "\nEND");
+}
+
+TEST_F(WispdControlServer, StopsAfterTheAnswerIsWritten) {
+    const auto peer = connect();
+    send(peer, "stop\n");
+    EXPECT_EQ(receive(peer, 1), "got stop\n");
+    EXPECT_TRUE(hb_test::wait_until([this] {
+        context_.poll();
+        return stopped_;
+    }));
+}
+
+TEST_F(WispdControlServer, OneThatDoesNotReadHoldsUpNobody) {
+    const auto silent = connect();
+    send(silent, "half a line");
+    const auto peer = connect();
+    send(peer, "one\n");
+    EXPECT_EQ(receive(peer, 1), "got one\n");
+}
+
+} // namespace

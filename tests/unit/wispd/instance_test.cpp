@@ -1,0 +1,324 @@
+// What the daemon makes in the system: socket files, the lock, segments and semaphores.
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/shared_segments.h"
+#include "daemon/publisher/socket_file.h"
+#include "daemon/start_failure.h"
+#include "tests/support/temp_dir.h"
+#include "tests/unit/wispd/bytes_by_hand.h"
+
+namespace {
+
+using testing::HasSubstr;
+using wispd::Instance_Lock;
+using wispd::Ipc_Keys;
+using wispd::Ipc_Record;
+using wispd::Shared_Segments;
+using wispd::Socket_File;
+using wispd::Start_Failure;
+using wispd_test::hex;
+
+template <typename Action> std::string failure_of(Action action) {
+    try {
+        action();
+    } catch (const Start_Failure &error) {
+        return error.what();
+    }
+    return "it succeeded";
+}
+
+bool exists(const std::string &path) {
+    return std::filesystem::exists(std::filesystem::symlink_status(path));
+}
+
+class WispdInstance : public testing::Test {
+  protected:
+    hb_test::TempDir directory_;
+    std::string path_ = directory_.file("s");
+};
+
+// ---- Socket files ----
+
+TEST_F(WispdInstance, SocketFileHasItsModeAndGoesWithItsOwner) {
+    {
+        const Socket_File file(path_, {static_cast<gid_t>(-1), 0600});
+        struct stat status {};
+        ASSERT_EQ(stat(path_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0600u);
+    }
+    EXPECT_FALSE(exists(path_));
+}
+
+TEST_F(WispdInstance, SocketFileThatWasReplacedIsLeftAlone) {
+    {
+        const Socket_File file(path_, {});
+        std::filesystem::rename(path_, path_ + ".moved"); // its inode stays taken
+        std::ofstream(path_) << "another";
+    }
+    EXPECT_TRUE(exists(path_));
+}
+
+TEST_F(WispdInstance, SocketNobodyListensOnIsCleared) {
+    Socket_File file(path_, {});
+    const std::string moved = path_ + ".kept";
+    std::filesystem::rename(path_, moved);
+    wispd::clear_socket_path(moved);
+    EXPECT_FALSE(exists(moved));
+    wispd::clear_socket_path(moved); // absent is as good
+}
+
+TEST_F(WispdInstance, SocketSomebodyListensOnIsNotCleared) {
+    Socket_File file(path_, {});
+    file.listen();
+    EXPECT_EQ(failure_of([&] { wispd::clear_socket_path(path_); }), "another process listens on " + path_);
+    EXPECT_TRUE(exists(path_));
+}
+
+TEST_F(WispdInstance, FileThatIsNoSocketIsNotCleared) {
+    std::ofstream(path_) << "precious";
+    EXPECT_EQ(failure_of([&] { wispd::clear_socket_path(path_); }),
+              path_ + " exists and is not a socket; remove it or choose another path");
+    EXPECT_TRUE(exists(path_));
+}
+
+TEST_F(WispdInstance, PathLongerThan107BytesIsRefused) {
+    EXPECT_EQ(failure_of([] { wispd::check_socket_path(std::string(107, 'p'), "socket"); }), "it succeeded");
+    EXPECT_THAT(failure_of([] { wispd::check_socket_path(std::string(108, 'p'), "socket"); }),
+                HasSubstr("the socket path has 108 bytes; at most 107 fit"));
+}
+
+// ---- The lock ----
+
+TEST(WispdIpcRecord, HasOneForm) {
+    const Ipc_Record record{4711, {0x67001234, 0x68001234, -2}, 0x69001234};
+    EXPECT_EQ(wispd::format_record(record),
+              "pid 4711\nsegments 0x67001234 0x68001234 0xfffffffe\nsemaphores 0x69001234\n");
+    EXPECT_EQ(
+        wispd::parse_record("pid 4711\nsegments 0x67001234 0x68001234 0xfffffffe\nsemaphores 0x69001234\n"),
+        record);
+}
+
+TEST(WispdIpcRecord, WhatIsNotWholeIsNoRecord) {
+    const std::string whole = "pid 4711\nsegments 0x67001234 0x68001234 0xfffffffe\nsemaphores 0x69001234\n";
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        EXPECT_FALSE(wispd::parse_record(whole.substr(0, size)).has_value()) << size;
+    }
+    EXPECT_FALSE(wispd::parse_record(whole + "x").has_value());
+    EXPECT_FALSE(wispd::parse_record("pid -1" + whole.substr(8)).has_value());
+}
+
+TEST_F(WispdInstance, SecondHolderIsToldWhoTheFirstIs) {
+    Instance_Lock first(path_);
+    first.write({4711, {1, 2, 3}, 4});
+    EXPECT_THAT(failure_of([&] { const Instance_Lock second(path_); }),
+                HasSubstr("wispd with process id 4711 runs there already: it holds " + path_));
+}
+
+TEST_F(WispdInstance, LockGoesWithItsOwner) {
+    { const Instance_Lock lock(path_); }
+    EXPECT_FALSE(exists(path_));
+    const Instance_Lock again(path_);
+    EXPECT_FALSE(again.left_behind().has_value());
+}
+
+TEST_F(WispdInstance, LockOfAKilledHolderTellsWhatItLeft) {
+    std::ofstream(path_) << "pid 4711\nsegments 0x00000001 0x00000002 0x00000003\nsemaphores 0x00000004\n";
+    const Instance_Lock lock(path_);
+    EXPECT_EQ(lock.left_behind(), (Ipc_Record{4711, {1, 2, 3}, 4}));
+}
+
+TEST_F(WispdInstance, LockThatIsALinkIsRefused) {
+    std::filesystem::create_symlink(directory_.file("elsewhere"), path_);
+    EXPECT_THAT(failure_of([&] { const Instance_Lock lock(path_); }), HasSubstr("cannot open the lock file"));
+}
+
+// ---- Segments and semaphores ----
+
+class WispdSegments : public WispdInstance {
+  protected:
+    WispdSegments() : file_(path_, {}) {
+        // Another inode is taken as the daemon takes one, when this one's keys happen to be in use.
+        while (in_use()) {
+            held_.push_back(std::move(file_));
+            held_.back().set_aside(path_ + std::to_string(held_.size()));
+            file_ = Socket_File(path_, {});
+        }
+        keys_ = wispd::keys_of(path_);
+    }
+
+    bool in_use() {
+        for (int project : {'g', 'h', 'p'}) {
+            if (shmget(ftok(path_.c_str(), project), 0, 0) >= 0) {
+                return true;
+            }
+        }
+        return semget(ftok(path_.c_str(), 'i'), 0, 0) >= 0;
+    }
+
+    int segment(int project) { return shmget(ftok(path_.c_str(), project), 0, 0); }
+
+    static shmid_ds status_of(int id) {
+        shmid_ds status{};
+        EXPECT_EQ(shmctl(id, IPC_STAT, &status), 0);
+        return status;
+    }
+
+    std::vector<char> content(int project) {
+        const int id = segment(project);
+        void *address = shmat(id, nullptr, SHM_RDONLY);
+        const auto *bytes = static_cast<const char *>(address);
+        std::vector<char> copy(bytes, bytes + status_of(id).shm_segsz);
+        shmdt(address);
+        return copy;
+    }
+
+    std::vector<Socket_File> held_;
+    Socket_File file_;
+    Ipc_Keys keys_;
+};
+
+TEST_F(WispdSegments, HaveTheKeysAndSizesThatClientsExpect) {
+    auto segments = Shared_Segments::create(keys_, 8, {});
+    ASSERT_TRUE(segments.has_value());
+    EXPECT_EQ(status_of(segment('g')).shm_segsz, 12u);
+    EXPECT_EQ(status_of(segment('h')).shm_segsz, 1472u);
+    EXPECT_EQ(status_of(segment('p')).shm_segsz, 3168u);
+    EXPECT_GE(semget(ftok(path_.c_str(), 'i'), 2, 0), 0);
+}
+
+TEST_F(WispdSegments, ModesFollowTheSockets) {
+    {
+        auto segments = Shared_Segments::create(keys_, 8, {getgid(), 0660});
+        ASSERT_TRUE(segments.has_value());
+        EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640);
+        semid_ds status{};
+        ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
+        EXPECT_EQ(status.sem_perm.mode & 0777, 0660);
+        EXPECT_EQ(status.sem_perm.gid, getgid());
+    }
+    {
+        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0666});
+        ASSERT_TRUE(segments.has_value());
+        EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0644);
+        semid_ds status{};
+        ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
+        EXPECT_EQ(status.sem_perm.mode & 0777, 0666);
+    }
+    {
+        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0600});
+        ASSERT_TRUE(segments.has_value());
+        EXPECT_EQ(status_of(segment('h')).shm_perm.mode & 0777, 0600);
+    }
+}
+
+TEST_F(WispdSegments, PublishTheConfiguration) {
+    auto segments = Shared_Segments::create(keys_, 8, {});
+    ASSERT_TRUE(segments.has_value());
+    EXPECT_EQ(content('g'), hex("00000000 00000000 00000000"));
+    EXPECT_TRUE(segments->publish(3, 8, 6));
+    EXPECT_EQ(content('g'), hex("03000000 08000000 06000000"));
+    EXPECT_EQ(content('h'), std::vector<char>(1472));
+    std::vector<char> security(3168);
+    security[0] = 1;
+    EXPECT_EQ(content('p'), security);
+}
+
+TEST_F(WispdSegments, RouteSegmentGrowsWithTheCluster) {
+    auto segments = Shared_Segments::create(keys_, 8, {});
+    ASSERT_TRUE(segments.has_value());
+    const int before = segment('h');
+    EXPECT_TRUE(segments->publish(2, 5, 6));
+    EXPECT_EQ(segment('h'), before);
+    EXPECT_TRUE(segments->publish(3, 9, 6));
+    EXPECT_NE(segment('h'), before);
+    EXPECT_EQ(status_of(segment('h')).shm_segsz, 9u * 184u);
+    EXPECT_EQ(content('g'), hex("03000000 09000000 06000000"));
+}
+
+TEST_F(WispdSegments, OldRouteSegmentStaysWithWhoAttachedIt) {
+    auto segments = Shared_Segments::create(keys_, 8, {});
+    ASSERT_TRUE(segments.has_value());
+    auto *attached = static_cast<const char *>(shmat(segment('h'), nullptr, SHM_RDONLY));
+    ASSERT_NE(attached, reinterpret_cast<const char *>(-1));
+    EXPECT_TRUE(segments->publish(3, 9, 6));
+    EXPECT_EQ(attached[1471], 0);
+    shmdt(attached);
+}
+
+TEST_F(WispdSegments, AreGoneWithTheirOwner) {
+    { const auto segments = Shared_Segments::create(keys_, 8, {}); }
+    EXPECT_FALSE(in_use());
+}
+
+TEST_F(WispdSegments, ForeignObjectsUnderAKeyAreLeftAlone) {
+    for (int project : {'g', 'h', 'p'}) {
+        const int foreign = shmget(ftok(path_.c_str(), project), 12, IPC_CREAT | IPC_EXCL | 0600);
+        ASSERT_GE(foreign, 0);
+        EXPECT_FALSE(Shared_Segments::create(keys_, 8, {}).has_value());
+        EXPECT_EQ(segment(project), foreign);
+        shmctl(foreign, IPC_RMID, nullptr);
+        EXPECT_FALSE(in_use());
+    }
+    const int foreign = semget(ftok(path_.c_str(), 'i'), 1, IPC_CREAT | IPC_EXCL | 0600);
+    ASSERT_GE(foreign, 0);
+    EXPECT_FALSE(Shared_Segments::create(keys_, 8, {}).has_value());
+    EXPECT_EQ(semctl(foreign, 0, IPC_RMID), 0);
+    EXPECT_FALSE(in_use());
+}
+
+// The process that makes a set and dies with it, as a killed daemon does.
+pid_t abandon(const Ipc_Keys &keys) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto segments = Shared_Segments::create(keys, 8, {});
+        _exit(segments.has_value() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    return child;
+}
+
+TEST_F(WispdSegments, SetOfAKilledDaemonIsRemoved) {
+    const pid_t maker = abandon(keys_);
+    EXPECT_TRUE(in_use());
+    EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
+    EXPECT_FALSE(in_use());
+}
+
+TEST_F(WispdSegments, SetThatSurvivingClientsAttachedIsRemovedAsWell) {
+    const pid_t maker = abandon(keys_);
+    void *attached = shmat(segment('g'), nullptr, SHM_RDONLY);
+    EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
+    EXPECT_FALSE(in_use());
+    EXPECT_TRUE(Shared_Segments::create(keys_, 8, {}).has_value());
+    shmdt(attached);
+}
+
+TEST_F(WispdSegments, SetOfAnotherMakerIsLeftAlone) {
+    const pid_t maker = abandon(keys_);
+    EXPECT_EQ(wispd::remove_left_behind({maker + 1, keys_.segments, keys_.semaphores}), 0);
+    EXPECT_TRUE(in_use());
+    EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
+}
+
+TEST_F(WispdSegments, RecordWithoutKeysRemovesNothing) {
+    EXPECT_EQ(wispd::remove_left_behind({getpid(), {0, 0, 0}, 0}), 0);
+}
+
+} // namespace
