@@ -1,6 +1,5 @@
 #include "daemon/publisher/packets.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace wispd {
@@ -13,7 +12,7 @@ template <typename Value> void put(char *at, std::size_t offset, const Value &va
 
 // The rest of the field, and at least its last byte, stays zero.
 void put_text(char *at, std::size_t size, std::string_view value) {
-    std::memcpy(at, value.data(), std::min(value.size(), size - 1));
+    value.copy(at, size - 1);
 }
 
 template <typename Value> void append(std::vector<char> &out, const Value &value) {

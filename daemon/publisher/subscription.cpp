@@ -72,8 +72,8 @@ std::optional<Subscription> read_subscription(std::span<const char> body, std::s
         return std::nullopt;
     }
     const std::size_t size = bitmap_size(subscription.type);
-    subscription.members.resize(size);
-    std::memcpy(subscription.members.data(), body.data() + BITMAP_OFFSET, size);
+    const auto bitmap = body.subspan(BITMAP_OFFSET, size);
+    subscription.members.assign(bitmap.begin(), bitmap.end());
     while (!subscription.members.empty() && subscription.members.back() == 0) {
         subscription.members.pop_back();
     }
