@@ -1,0 +1,95 @@
+// The real wispd, run as a child process with a directory of its own.
+#ifndef HB_TEST_SYSTEM_DAEMON_H
+#define HB_TEST_SYSTEM_DAEMON_H
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/child_process.h"
+#include "tests/support/deadline.h"
+#include "tests/support/temp_dir.h"
+#include "tests/system/setup.h"
+
+namespace hb_test {
+
+// The ids under the keys that belong to a socket: three segments, then the semaphore set; -1 for none.
+using IpcIds = std::array<int, 4>;
+IpcIds ipc_ids_of(const std::string &socket);
+// Those that still exist, one text for each.
+std::vector<std::string> existing(const IpcIds &ids);
+
+class Daemon {
+  public:
+    // Does not start it yet. The configuration goes into the file cluster.toml.
+    Daemon(const Programs &programs, const std::string &configuration);
+    Daemon(const Daemon &) = delete;
+    Daemon &operator=(const Daemon &) = delete;
+    // Ends it, and removes what it left.
+    ~Daemon();
+
+    // More variables for the next start.
+    void set_environment(const ChildProcess::Environment &environment) { environment_ = environment; }
+    // The socket gets this name in the directory, and wispd has to find that out from its environment.
+    void name_socket_by_environment(const std::string &name) {
+        socket_name_ = name;
+        name_socket_ = false;
+    }
+
+    // Starts it and waits until clients can connect.
+    testing::AssertionResult start(const Deadline &deadline = Deadline());
+    // SIGTERM: it has to end with 0 and to leave nothing behind.
+    testing::AssertionResult stop();
+    // Waits for the end of one that was told to stop otherwise, and looks for what is left.
+    testing::AssertionResult wait_stopped();
+    void kill();
+    void send_signal(int signal) const { process_->send_signal(signal); }
+    bool running() const { return process_ && process_->running(); }
+
+    // Writes a file into its directory.
+    void write_file(const std::string &name, const std::string &text) const;
+    void write_configuration(const std::string &text) const { write_file("cluster.toml", text); }
+
+    // One line for the control socket; the answer is the line that came back.
+    std::string tell(const std::string &json);
+    // The same, which has to succeed.
+    testing::AssertionResult tells(const std::string &json);
+
+    pid_t pid() const { return process_->pid(); }
+    const Programs &programs() const { return programs_; }
+    const std::string &directory() const { return directory_.path(); }
+    std::string file(const std::string &name) const { return directory_.file(name); }
+    std::string socket() const { return directory_.file(socket_name_); }
+    std::string control() const { return directory_.file(socket_name_ + ".control"); }
+    std::string configuration_file() const { return directory_.file("cluster.toml"); }
+    IpcIds ipc_ids() const { return ipc_ids_of(socket()); }
+
+    // All that it has printed and logged so far, over all its starts.
+    std::string log() const;
+    bool wait_logged(const std::string &text) const;
+
+    int open_descriptors() const;
+    long resident_kilobytes() const;
+
+    // What is in the directory beside the files written by the test and the log.
+    std::vector<std::string> files_left() const;
+
+  private:
+    testing::AssertionResult nothing_left(const IpcIds &ids, pid_t pid) const;
+
+    Programs programs_;
+    TempDir directory_;
+    ChildProcess::Environment environment_;
+    std::string socket_name_ = "s";
+    bool name_socket_ = true; // on the command line
+    mutable std::vector<std::string> own_files_{"log"};
+    std::unique_ptr<ChildProcess> process_;
+    std::vector<IpcIds> seen_ids_; // of every start, to be removed at the end if need be
+    std::vector<pid_t> pids_;
+};
+
+} // namespace hb_test
+
+#endif

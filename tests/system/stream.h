@@ -1,0 +1,37 @@
+// A bare connection to a UNIX stream socket.
+#ifndef HB_TEST_SYSTEM_STREAM_H
+#define HB_TEST_SYSTEM_STREAM_H
+
+#include <string>
+
+#include "tests/support/bytes.h"
+#include "tests/support/unique_fd.h"
+
+namespace hb_test {
+
+// Everything throws when it fails or takes too long.
+class Stream {
+  public:
+    explicit Stream(const std::string &path);
+
+    void send(const std::string &text) const;
+    void send(const Bytes &bytes) const;
+    // Without the newline.
+    std::string read_line() const;
+    Bytes read_bytes(std::size_t count) const;
+    // The payload of the next record, whose length stands before it.
+    Bytes read_record() const;
+    // Whether the other side closes the connection, after whatever it still sent.
+    bool wait_closed() const;
+
+    int descriptor() const { return socket_.get(); }
+
+  private:
+    void send(const char *bytes, std::size_t count) const;
+
+    UniqueFd socket_;
+};
+
+} // namespace hb_test
+
+#endif

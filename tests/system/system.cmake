@@ -1,0 +1,66 @@
+# The real programs together: wispd, clients of the shared library, hbctl and wispctl, as child processes.
+#
+# HB_OTHER_ABI_BIN_DIR names the bin directory of a finished build of the other ABI; with it the same tests run
+# a second time, with clients of both ABIs at once and the daemon of either. Without it those do not exist.
+set(HB_OTHER_ABI_BIN_DIR "" CACHE PATH "The bin directory of a build of the other ABI, for tests of both together")
+
+if(NOT HB_BUILD_DAEMON)
+  return()
+endif()
+set(system_dir ${CMAKE_CURRENT_LIST_DIR})
+
+add_executable(system_test_client ${system_dir}/client_program.cpp)
+target_link_libraries(system_test_client PRIVATE hb_options hb_client)
+
+add_library(
+  system_test_support STATIC
+  ${system_dir}/client.cpp
+  ${system_dir}/clusters.cpp
+  ${system_dir}/daemon.cpp
+  ${system_dir}/setup.cpp
+  ${system_dir}/stream.cpp)
+target_compile_definitions(system_test_support PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+target_link_libraries(system_test_support PRIVATE hb_options PUBLIC hb_test_support)
+
+# What runs once for every way of putting programs together.
+set(system_scenarios
+    ${system_dir}/come_and_go_test.cpp
+    ${system_dir}/events_test.cpp
+    ${system_dir}/full_size_test.cpp
+    ${system_dir}/hbctl_test.cpp
+    ${system_dir}/reconfiguration_test.cpp
+    ${system_dir}/restart_test.cpp
+    ${system_dir}/slow_client_test.cpp
+    ${system_dir}/subscriptions_test.cpp
+    ${system_dir}/timeline_test.cpp)
+
+hb_add_test(
+  system_test
+  SOURCES
+  ${system_scenarios}
+  ${system_dir}/command_line_test.cpp
+  ${system_dir}/many_clients_test.cpp
+  ${system_dir}/one_abi_setups.cpp
+  LIBS
+  system_test_support
+  TIMEOUT
+  600
+  LABELS
+  system)
+add_dependencies(system_test system_test_client wispd wispctl hbctl)
+
+if(HB_OTHER_ABI_BIN_DIR)
+  hb_add_test(
+    system_mixed_abi_test
+    SOURCES
+    ${system_scenarios}
+    ${system_dir}/mixed_abi_setups.cpp
+    LIBS
+    system_test_support
+    TIMEOUT
+    600
+    LABELS
+    system)
+  target_compile_definitions(system_mixed_abi_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
+  add_dependencies(system_mixed_abi_test system_test_client wispd wispctl hbctl)
+endif()
