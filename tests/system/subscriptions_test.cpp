@@ -126,7 +126,48 @@ TEST_P(Subscriptions, AClientThatSubscribesAfterAnUpdateIsGivenItFirst) {
                            "event 2 new-group n nodes 1 2 status 0"});
 }
 
+TEST_P(Subscriptions, NoticesGoToWhoAskedForThemAlone) {
+    Clients nodes = start_clients(GetParam(), daemon, {"open", "subscribe n 4 nodes 1"});
+    Clients instances =
+        start_clients(GetParam(), daemon, {"open", "subscribe i 256 instances", "subscribe n 4 nodes 1"});
+    Clients heartbeats =
+        start_clients(GetParam(), daemon, {"open", "subscribe h 512 all-nodes", "subscribe n 4 nodes 1"});
+    Clients silent = start_clients(GetParam(), daemon, {"open"});
+    expect_lines(nodes, {"opened", "subscribed n", "event 1 new-group n nodes 1 status 0"});
+    expect_lines(instances, {"opened", "subscribed i", "subscribed n", "event 1 new-group n nodes 1 status 0"});
+    expect_lines(heartbeats,
+                 {"opened", "subscribed h", "subscribed n", "event 1 new-group n nodes 1 status 0"});
+    expect_lines(silent, {"opened"});
+    tell_all({R"({"do":"foreign-instance","address":"2001:db8::9","instance":9})",
+              R"({"do":"heartbeat","threshold_seconds":1})", R"({"do":"ffdc","id":"all"})"});
+    expect_lines(nodes, {"event 2 ffdc Hb_FFDC_Group id all"});
+    expect_lines(instances, {"event 2 different-instance i from 2001:db8::9 instance 9",
+                             "event 3 ffdc Hb_FFDC_Group id all"});
+    expect_lines(heartbeats,
+                 {"event 2 heartbeat h threshold 1s 0us enabled 1 pid " + std::to_string(daemon.pid()),
+                  "event 3 ffdc Hb_FFDC_Group id all"});
+    // Who has no subscription is told nothing at all.
+    order_all(silent, "subscribe n 4 nodes 1");
+    expect_lines(silent, {"subscribed n", "event 1 new-group n nodes 1 status 0"});
+}
+
 SYSTEM_TESTS(Subscriptions);
+
+class HeartbeatSettings : public testing::TestWithParam<Setup> {};
+
+TEST_P(HeartbeatSettings, OfTheFileAreToldOnSubscribing) {
+    Daemon daemon(GetParam().daemon,
+                  small_cluster_file() + "\n[heartbeat]\nthreshold_seconds = 6\nthreshold_microseconds = 7\n");
+    ASSERT_TRUE(daemon.start());
+    Clients clients = start_clients(GetParam(), daemon, {"open", "heartbeat", "subscribe h 516 all-nodes"});
+    expect_lines(clients,
+                 {"opened", "heartbeat threshold 0s 0us enabled 0 pid 0", "subscribed h",
+                  "event 1 new-group h nodes 1 2 3 status 0",
+                  "event 2 heartbeat h threshold 6s 7us enabled 1 pid " + std::to_string(daemon.pid())});
+    EXPECT_TRUE(daemon.stop());
+}
+
+SYSTEM_TESTS(HeartbeatSettings);
 
 } // namespace
 } // namespace hb_test
