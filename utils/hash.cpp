@@ -149,6 +149,33 @@ void *enter_bucket(const H_table_str &t, H_cursor_str &cursor, int bucket) {
     return cursor.obj != nullptr ? cursor.obj->pointer : nullptr;
 }
 
+// Nodes on their way out, sorted roughly by where they lie in memory. Buckets of scattered keys go to and fro
+// across the heap, and freeing a hundred thousand nodes in that order costs more than building the table.
+class Regions {
+  public:
+    void take(Hobj *node) {
+        Hobj *&head = heads_[reinterpret_cast<uintptr_t>(node) / REGION_SIZE % REGION_COUNT];
+        node->next = head;
+        head = node;
+    }
+
+    void free_all() {
+        for (Hobj *node : heads_) {
+            while (node != nullptr) {
+                Hobj *next = node->next;
+                ccst_free(node);
+                node = next;
+            }
+        }
+    }
+
+  private:
+    static constexpr std::size_t REGION_SIZE = 16384;
+    static constexpr std::size_t REGION_COUNT = 1024;
+
+    Hobj *heads_[REGION_COUNT] = {};
+};
+
 } // namespace
 
 H_table_str *Hash_init(const char *name, int size) {
@@ -289,15 +316,17 @@ int Hash_dump_string(void *object) {
 }
 
 void Hash_clean(H_table_str *t) {
+    Regions regions;
     for (int bucket = 0; bucket < t->size; ++bucket) {
         Hobj *node = t->table[bucket];
         while (node != nullptr) {
             Hobj *next = node->next;
-            ccst_free(node);
+            regions.take(node);
             node = next;
         }
         t->table[bucket] = nullptr;
     }
+    regions.free_all();
     t->entries = 0;
 }
 

@@ -21,3 +21,7 @@ hb_add_test(
   LIBS
   hb_client_static
   hb_test_support)
+
+# The system's conversion never fails for a whole address, so it is made to.
+hb_add_test(address_text_failure_test SOURCES "${tables}/address_text_failure_test.cpp" LIBS hb_client_static)
+target_link_options(address_text_failure_test PRIVATE "LINKER:--wrap=inet_ntop")

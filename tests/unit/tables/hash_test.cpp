@@ -389,6 +389,21 @@ TEST(Hash_Clean, EmptiesTheTableAndLeavesItUsable) {
     EXPECT_EQ(Hash_search(262, t.get()), object_c);
 }
 
+TEST(Hash_Clean, FreesEveryNodeOfALargeTableWhateverTheOrderOfItsKeys) {
+    const int before = memchunks;
+    {
+        const Table t = table(1009);
+        for (unsigned long i = 0; i < 50000; ++i) {
+            Hash_insert(i * 7919, t.get(), object_a);
+        }
+        EXPECT_EQ(memchunks, before + 50003);
+        Hash_clean(t.get());
+        EXPECT_EQ(memchunks, before + 3);
+        EXPECT_EQ(walk(t), "");
+    }
+    EXPECT_EQ(memchunks, before);
+}
+
 TEST(Hash_Free, BalancesTheCountOfAllocations) {
     const int before = memchunks;
     H_table_str *t = Hash_init("counted", 300);

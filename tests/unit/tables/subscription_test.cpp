@@ -297,6 +297,7 @@ TEST_F(Subscription_Group, AnAdapterNumberThatNoBitmapHoldsIsLeftOut) {
     EXPECT_EQ(count(), 2);
     EXPECT_EQ(hb_add_all_adapters_to_subscription_group(group()), Hb_Success);
     EXPECT_EQ(members(12294), (Numbers{3, 4, 9}));
+    EXPECT_EQ(byte(BITMAP + 12294), 0xEEU);
 }
 
 // ---- Sites ----
@@ -346,13 +347,14 @@ TEST_F(Subscription_Group, ASiteOutOfRangeOrNotConfiguredIsRefused) {
 // ---- Adding all ----
 
 TEST_F(Subscription_Group, AllNodesAreThoseThatOwnAnAdapter) {
+    global_node_tbl[0] = Hb_True;
     global_node_tbl[4] = Hb_True; // not below the maximum
     global_num_nodes = 5;         // the count is taken over, not counted
     set_type(7);
     EXPECT_EQ(hb_add_all_nodes_to_subscription_group(group()), Hb_Success);
     EXPECT_EQ(type(), 0);
     EXPECT_EQ(count(), 5);
-    EXPECT_EQ(members(257), (Numbers{1, 3}));
+    EXPECT_EQ(members(257), (Numbers{0, 1, 3}));
     EXPECT_EQ(byte(BITMAP + 257), 0xEEU);
 }
 
