@@ -7,6 +7,7 @@
 
 #include "bench/record_bytes.h"
 #include "lib/hb_communication/configuration_load.h"
+#include "lib/hb_communication/node_table.h"
 #include "lib/hb_global_data/session.h"
 
 namespace {

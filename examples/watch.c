@@ -7,7 +7,7 @@ static Hb_Group group; /* 393,480 bytes: not on the stack */
 
 int main(void) {
     char name[HB_NAME_SIZE] = "watch";
-    Hb_Subscription_Group all;
+    static Hb_Subscription_Group all;
     int *descriptors, count, event;
     unsigned long sequence;
     Hb_Node_Number node;

@@ -30,7 +30,8 @@
  *
  * ENVIRONMENT, read each time the library is opened
  *
- *  HB_SERVER_SOCKET  base path of the daemon's socket; default /var/ha/soc/wisp/server_socket
+ *  HB_SERVER_SOCKET  base path of the daemon's socket; default /var/ha/soc/wisp/server_socket.  Once taken over
+ *                    it stays the base path, also when the variable is unset later.
  *  HA_DOMAIN_NAME    if not empty, "." and this are appended to the base path
  *  HA_SYSPAR_NAME    the same, when HA_DOMAIN_NAME is unset or empty
  *
@@ -46,14 +47,16 @@
  *    9  the node is not configured (it has no adapter)
  *   10  the daemon sent something else than was expected, or a record that does not hold together
  *   11  the subscription group's type does not allow this
- *   12  waiting for or reading from the daemon failed
+ *   12  waiting for or reading from the daemon failed.  Records may be out of step then: hb_terminate, and open
+ *       again.  Also given when the daemon died with a request unread; the next call then gives 16.
  *   13  the socket could not be made
  *   14  the socket's buffer size could not be set
  *   15  no daemon listens at the socket path, or the path is longer than 107 bytes
  *   16  the daemon closed the connection
  *   17  out of memory
  *   18  sending: bad address         21  sending: input/output error
- *   22  sending failed otherwise (a part was written, a negative length, no connection)
+ *   22  sending failed otherwise (a part was written, a negative length, no connection).  After a part was
+ *       written, hb_terminate and open again.
  *   23, 27  reading the configuration failed: bad address, otherwise (26: input/output error)
  *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
  *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
@@ -61,8 +64,10 @@
  *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise
  *   59  the subscription could not be handed to the cluster-event handlers
  *   63  the cluster service did not answer (none is installed)
+ *   71  an adapter's state is neither up nor down
  *   81  no cluster-event handler owns any of the ready descriptors
  *   84  the site is not configured
+ *  19, 20, 24, 25 and 40 are kept for other transports and are not given by this one.
  */
 #ifndef HB_CLIENT_H
 #define HB_CLIENT_H
@@ -71,6 +76,14 @@
 #include <stdint.h>
 #include <sys/time.h>
 #include <sys/types.h>
+
+/* The library takes and fills the platform's own timeval. A 32-bit program built for the wider one would pass
+ * time-outs that the library reads as zero. Define HB_CLIENT_WITHOUT_TIMEVAL where none is passed. */
+#if defined(__i386__) && defined(_TIME_BITS) && !defined(HB_CLIENT_WITHOUT_TIMEVAL)
+#if _TIME_BITS == 64
+#error "libhb_client takes the platform's 32-bit timeval: compile without _TIME_BITS=64"
+#endif
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -335,7 +348,8 @@ typedef struct Hb_Subscription_Group {
 
 /* Opens the library: resolves the socket path from the environment, connects to the daemon, attaches the
  * shared segments and loads the configuration.  Does nothing when it is open.  A caller need not call it.
- * A failed call may be repeated; the next one starts afresh.
+ * A failed call may be repeated; the next one starts afresh.  Until then what the failed one made stays:
+ * hb_remove_socket drops its connection.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode 63. */
 HB_API Hb_Rc hb_init(void);
 
@@ -350,7 +364,8 @@ HB_API int hb_get_errno(void);
 /* Steps of opening and closing, for programs that manage the connection themselves.  None opens the
  * library.
  * hb_init_communication resolves the socket path and makes the connection and its wait set, after
- * dropping what an earlier attempt left.  Errors: 12, 13, 14, 15, 17.
+ * dropping those there are; the daemon knows nothing of subscriptions made on another connection.
+ * Errors: 12, 13, 14, 15, 17.
  * hb_remove_socket drops the connection and hb_remove_client_select the wait set; both succeed, also when
  * there is none. */
 HB_API Hb_Rc hb_init_communication(void);
@@ -384,11 +399,12 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  *   group        gets the event
  *   seqnum_p     gets the event's sequence number
  * A configuration change replaces the configuration that the queries below answer from.
- * Does not open the library, but connects it in daemon mode when there is no connection (errors of
- * hb_init).
- * Errors: 2 time-out, 4 null pointer, 10 unexpected or unsound record (it is dropped; *seqnum_p and the
- * group's Hb_ffdc_id have been set, nothing else), 12 wait or read failed, 16 the daemon closed the
- * connection (hb_terminate and a new call open it again), 17 out of memory, 81 in cluster-event mode. */
+ * Does not open the library; but where there is no connection in daemon mode it is opened first (errors of
+ * hb_init), and the caller has to subscribe again.
+ * Errors: 2 time-out, 4 null pointer, 12 wait or read failed (also when memory is short for the record), 16 the
+ * daemon closed the connection (hb_terminate and a new call open it again), 81 in cluster-event mode; 10
+ * unexpected or unsound record, 17 out of memory for a new configuration: the record is dropped, and unless
+ * it was shorter than its header *seqnum_p is set and the group's Hb_ffdc_id cleared, nothing else. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 
@@ -473,8 +489,8 @@ HB_API Hb_Rc hb_get_adapter_address_by_number(Hb_Adapter_Number adapter, Hb_IP_a
 /* The network's name; name has at least 70 bytes.  Error 8: the network is not configured. */
 HB_API Hb_Rc hb_get_network_name_by_number(Hb_Network_Number network, char *name);
 
-/* The network's type; type has at least 16 bytes.  A network in range that is not configured has an empty
- * type and is no error. */
+/* The network's type; type has at least 16 bytes.  A network in range that is not configured is no error: its
+ * type is what its entry holds, which is empty if it never was configured. */
 HB_API Hb_Rc hb_get_network_type_by_number(Hb_Network_Number network, char *type);
 
 /* The lowest-numbered network of this name.  Error 8: there is none; *network becomes -1. */
@@ -535,21 +551,24 @@ HB_API Hb_Rc hb_get_site_split_info(Hb_Group *group, site_split_info *info);
 HB_API Hb_Incarnation hb_adapter_incarnation(Hb_Adapter_Identifier *id);
 
 /* Whether the adapter died because it was removed from the configuration.  Opens; when that fails the
- * result is 3 (Hb_Failure), which is neither Hb_True nor Hb_False. */
+ * result is 3 (Hb_Failure), which is neither Hb_True nor Hb_False.  Hb_False with error 4 for null. */
 HB_API Hb_Boolean hb_has_adapter_died_because_removed(Hb_Adapter_Identifier *id);
 
 /* ------------------------------------------------------------------------------------------------
  * Subscribing.  A null pointer gives error 4.
  * ---------------------------------------------------------------------------------------------- */
 
-/* Makes the record an empty group.  Opens. */
+/* Makes the record an empty group.  Only its type is set: zero the record first, since it travels whole.
+ * Opens. */
 HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
 
 /* Add or remove one member.  The first member decides what the group is of; adding a member twice or
  * removing an absent one is no error.  A network stands for all its adapters, can be added only to an
  * empty group, and no second one can follow.  All open.
- * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group is of
- * another kind. */
+ * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group's kind does
+ * not allow it: a node in a group of adapters or sites, an adapter in one of nodes or sites, a site in one of
+ * nodes or adapters, a network in any that is not empty.  Other mixtures are not refused, and change the
+ * bitmap as it stands: do not make them. */
 HB_API Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_remove_node_from_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_add_adapter_to_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter);

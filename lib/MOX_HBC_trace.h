@@ -1,15 +1,14 @@
 // Registration of the trace component "_HBC", and the pattern of every trace point.
 //
-// A trace point tests its category's detail byte, and only then gathers arguments and records:
-//
-//     if (hb_trace_on(HB_TRACE_INFO)) {
-//         tr_ms_record_values_32_1(HB_TRACE_COMPONENT, HB_TR_..., pTokens[HB_TRACE_INFO], 2, a, b);
-//     }
+// A trace point tests its category's detail byte, and only then gathers arguments and records. The functions
+// below do so for arguments that cost nothing to gather; a point that must first build a text tests with
+// hb_trace_on. None of them changes errno.
 #ifndef MOX_HBC_TRACE_H
 #define MOX_HBC_TRACE_H
 
 #include <cstdint>
 
+#include "lib/hb_errno_keeper.h"
 #include "lib/hb_trace_ids.h"
 #include "qz_tr.h"
 
@@ -25,6 +24,30 @@ extern int32_t hbc_trace_inited;
 
 inline bool hb_trace_on(Hb_Trace_Category category) {
     return hbc_trace_detail_levels[category] != 0;
+}
+
+inline void hb_trace_id(Hb_Trace_Category category, Hb_Trace_Id id) {
+    if (hb_trace_on(category)) {
+        const Hb_Errno_Keeper kept;
+        tr_ms_record_id_1(HB_TRACE_COMPONENT, id, pTokens[category]);
+    }
+}
+
+// Values of 32 bits or fewer.
+template <typename... Value> void hb_trace_values(Hb_Trace_Category category, Hb_Trace_Id id, Value... values) {
+    static_assert((... && (sizeof(Value) <= sizeof(uint32_t))));
+    if (hb_trace_on(category)) {
+        const Hb_Errno_Keeper kept;
+        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, id, pTokens[category], sizeof...(values), values...);
+    }
+}
+
+// NUL-terminated strings.
+template <typename... Text> void hb_trace_strings(Hb_Trace_Category category, Hb_Trace_Id id, Text... texts) {
+    if (hb_trace_on(category)) {
+        const Hb_Errno_Keeper kept;
+        tr_ms_record_strings_1(HB_TRACE_COMPONENT, id, pTokens[category], sizeof...(texts), texts...);
+    }
 }
 
 #endif

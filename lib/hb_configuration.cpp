@@ -3,27 +3,13 @@
 #include <cstring>
 
 #include "lib/MOX_HBC_trace.h"
-#include "lib/errno_keeper.h"
 #include "lib/hb_argument_check.h"
+#include "lib/hb_errno_keeper.h"
 #include "lib/hb_global_data/address_text.h"
 #include "lib/hb_global_data/configuration_checks.h"
 #include "lib/hb_iteration.h"
-
-static constexpr Hb_Node_Number NO_NODE = -1;
-static constexpr Hb_Network_Number NO_NETWORK = -1;
-static constexpr Hb_Site_Number NO_SITE = 65535;
-static constexpr Hb_Adapter_Number NO_ADAPTER = 0xFFFFFFFFU;
-
-// A text as a field of fixed size holds it: also one that came without a NUL ends before the field does.
-static std::size_t text_length(const char *field, std::size_t field_size) {
-    return strnlen(field, field_size - 1);
-}
-
-template <std::size_t Size> static void copy_text(char *to, const char (&field)[Size]) {
-    const std::size_t length = text_length(field, Size);
-    std::memcpy(to, field, length);
-    to[length] = '\0';
-}
+#include "lib/hb_none_values.h"
+#include "lib/hb_text.h"
 
 static Hb_Adapter_Number adapter_in_slot(Hb_Node_Number node, int slot) {
     const Hb_Adapter_Number stride = static_cast<Hb_Adapter_Number>(global_config_tbl.Hb_adapters_per_node);
@@ -70,7 +56,7 @@ Hb_Rc process_node_number_list(Hb_Node_Number *node, Hb_Cursor *cursor, int firs
     if (!hb_ready(node, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(node, NO_NODE, cursor, first, hb_node_bound(),
+    return hb_iterate_numbers(node, HB_NO_NODE, cursor, first, hb_node_bound(),
                               [](int n) { return global_node_tbl[n] != Hb_False; });
 }
 
@@ -86,7 +72,7 @@ Hb_Rc process_site_number_list(Hb_Site_Number *site, Hb_Cursor *cursor, int firs
     if (!hb_ready(site, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(site, NO_SITE, cursor, first, hb_site_bound(),
+    return hb_iterate_numbers(site, HB_NO_SITE, cursor, first, hb_site_bound(),
                               [](int s) { return global_site_tbl[s] != Hb_False; });
 }
 
@@ -106,7 +92,7 @@ Hb_Rc process_network_number_list(Hb_Network_Number *network, Hb_Cursor *cursor,
     if (!hb_ready(network, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(network, NO_NETWORK, cursor, first, hb_network_bound(), network_has_name);
+    return hb_iterate_numbers(network, HB_NO_NETWORK, cursor, first, hb_network_bound(), network_has_name);
 }
 
 Hb_Rc hb_get_first_configured_network_number(Hb_Network_Number *network, Hb_Cursor *cursor) {
@@ -122,7 +108,7 @@ template <typename Wanted>
 static Hb_Rc iterate_adapter_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor, int first, Wanted wanted) {
     const auto adapters = hb_configured_adapters();
     return hb_iterate(
-        adapter, NO_ADAPTER, cursor, first, static_cast<int>(adapters.size()),
+        adapter, HB_NO_ADAPTER, cursor, first, static_cast<int>(adapters.size()),
         [&](int i) { return wanted(adapters[static_cast<std::size_t>(i)]); },
         [&](int i) { return adapters[static_cast<std::size_t>(i)].Hb_adapter_num; });
 }
@@ -168,7 +154,7 @@ Hb_Rc process_adapter_in_node_list(Hb_Node_Number node, Hb_Adapter_Number *adapt
         return Hb_Failure;
     }
     return hb_iterate(
-        adapter, NO_ADAPTER, cursor, first, hb_network_bound(),
+        adapter, HB_NO_ADAPTER, cursor, first, hb_network_bound(),
         [node](int slot) { return hb_adapter_is_configured(adapter_in_slot(node, slot)); },
         [node](int slot) { return adapter_in_slot(node, slot); });
 }
@@ -195,9 +181,8 @@ Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number
             return Hb_Success;
         }
     }
-    *adapter = NO_ADAPTER;
-    set_hb_errno(7);
-    return Hb_Failure;
+    *adapter = HB_NO_ADAPTER;
+    return hb_fail(7);
 }
 
 Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter) {
@@ -205,13 +190,11 @@ Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_A
         return Hb_Failure;
     }
     if (offset < 0 || offset >= hb_network_bound()) {
-        set_hb_errno(4);
-        return Hb_Failure;
+        return hb_fail(4);
     }
     const Hb_Adapter_Number found = adapter_in_slot(node, offset);
     if (!hb_adapter_is_configured(found)) {
-        set_hb_errno(7);
-        return Hb_Failure;
+        return hb_fail(7);
     }
     *adapter = found;
     return Hb_Success;
@@ -238,11 +221,7 @@ Hb_Rc hb_get_node_number_by_adapter_number(Hb_Adapter_Number adapter, Hb_Node_Nu
     // An adapter within the geometry implies adapters per node above 0.
     *node = static_cast<Hb_Node_Number>(adapter /
                                         static_cast<Hb_Adapter_Number>(global_config_tbl.Hb_adapters_per_node));
-    if (hb_trace_on(HB_TRACE_INFO)) {
-        const Hb_Errno_Keeper keeper;
-        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, HB_TR_NODE_BY_ADAPTER, pTokens[HB_TRACE_INFO], 2, adapter,
-                                 *node);
-    }
+    hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_BY_ADAPTER, adapter, *node);
     return Hb_Success;
 }
 
@@ -254,7 +233,7 @@ Hb_Rc hb_get_adapter_type_by_number(Hb_Adapter_Number adapter, char *type) {
     if (!hb_ready(type) || !hb_check_adapter(adapter)) {
         return Hb_Failure;
     }
-    copy_text(type, hb_get_adap_entry(adapter)->Hb_adapter_type);
+    hb_copy_text(type, hb_get_adap_entry(adapter)->Hb_adapter_type);
     if (hb_trace_on(HB_TRACE_INFO)) {
         const Hb_Errno_Keeper keeper;
         tr_ms_record_data_1(HB_TRACE_COMPONENT, HB_TR_TYPE_BY_ADAPTER, pTokens[HB_TRACE_INFO], 2, type,
@@ -282,7 +261,7 @@ Hb_Rc hb_get_network_name_by_number(Hb_Network_Number network, char *name) {
     if (!hb_ready(name) || !hb_check_network(network)) {
         return Hb_Failure;
     }
-    copy_text(name, global_config_tbl.Hb_global_network_list[network].Hb_network_name);
+    hb_copy_text(name, global_config_tbl.Hb_global_network_list[network].Hb_network_name);
     return Hb_Success;
 }
 
@@ -290,12 +269,12 @@ Hb_Rc hb_get_network_type_by_number(Hb_Network_Number network, char *type) {
     if (!hb_ready(type) || !hb_check_network_range(network)) {
         return Hb_Failure;
     }
-    copy_text(type, global_config_tbl.Hb_global_network_list[network].Hb_network_type);
+    hb_copy_text(type, global_config_tbl.Hb_global_network_list[network].Hb_network_type);
     return Hb_Success;
 }
 
 static bool network_is_called(const Hb_Network_Entry &entry, const char *name) {
-    const std::size_t length = text_length(entry.Hb_network_name, sizeof entry.Hb_network_name);
+    const std::size_t length = hb_text_length(entry.Hb_network_name);
     return std::strlen(name) == length && std::memcmp(entry.Hb_network_name, name, length) == 0;
 }
 
@@ -307,9 +286,8 @@ Hb_Rc hb_get_network_number_by_name(char *name, Hb_Network_Number *network) {
         return network_has_name(n) && network_is_called(global_config_tbl.Hb_global_network_list[n], name);
     });
     if (found >= hb_network_bound()) {
-        *network = NO_NETWORK;
-        set_hb_errno(8);
-        return Hb_Failure;
+        *network = HB_NO_NETWORK;
+        return hb_fail(8);
     }
     *network = static_cast<Hb_Network_Number>(found);
     return Hb_Success;

@@ -1,9 +1,9 @@
-// Gathers the pairs of hb_global_data/ for readers and tests; the library's own files include the one they
-// need.
+// Gathers the pairs of hb_global_data/ for readers and tests; the library's own files include the one they need.
 #ifndef HB_GLOBAL_DATA_H
 #define HB_GLOBAL_DATA_H
 
 #include "lib/hb_global_data/address_text.h"
+#include "lib/hb_global_data/configuration_checks.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/handler_registry.h"

@@ -3,25 +3,20 @@
 #include <cstring>
 
 #include "lib/MOX_HBC_trace.h"
-#include "lib/errno_keeper.h"
 #include "lib/hb_argument_check.h"
+#include "lib/hb_errno_keeper.h"
 #include "lib/hb_global_data/configuration_checks.h"
 #include "lib/hb_iteration.h"
+#include "lib/hb_none_values.h"
 
-static constexpr Hb_Incarnation NOT_A_MEMBER = 0xFFFFFFFFU;
 static constexpr Hb_Incarnation REMOVED_FLAG = 0x08000000U;
 
-static bool refuse(int number) {
-    set_hb_errno(number);
-    return false;
-}
-
 static bool check_type(const Hb_Group &group, Hb_Group_Type type) {
-    return group.Hb_group_type == type || refuse(5);
+    return group.Hb_group_type == type || hb_refuse(5);
 }
 
 static bool check_new_group(const Hb_Group &group) {
-    return group.Hb_events == HB_EVENT_NEW_GROUP || refuse(3);
+    return group.Hb_events == HB_EVENT_NEW_GROUP || hb_refuse(3);
 }
 
 static const Hb_Adapter_Membership_Grp &adapters_of(const Hb_Group &group) {
@@ -39,7 +34,7 @@ Hb_Rc process_node_group(Hb_Group *group, Hb_Node_Number *node, int first) {
         return Hb_Failure;
     }
     const Hb_Boolean *list = nodes_of(*group).Hb_node_list;
-    return hb_iterate_numbers(node, Hb_Node_Number{-1}, &group->Hb_cursor, first, hb_node_bound(),
+    return hb_iterate_numbers(node, HB_NO_NODE, &group->Hb_cursor, first, hb_node_bound(),
                               [list](int n) { return list[n] == Hb_True; });
 }
 
@@ -51,54 +46,31 @@ Hb_Rc hb_get_next_node(Hb_Group *group, Hb_Node_Number *node) {
     return process_node_group(group, node, 0);
 }
 
-static void trace_two_values(Hb_Trace_Id id, int value1, int value2) {
-    if (hb_trace_on(HB_TRACE_DEBUG)) {
-        const Hb_Errno_Keeper keeper;
-        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, id, pTokens[HB_TRACE_DEBUG], 2, value1, value2);
-    }
-}
-
-static void trace_wrong_type() {
-    if (hb_trace_on(HB_TRACE_DEBUG)) {
-        const Hb_Errno_Keeper keeper;
-        tr_ms_record_id_1(HB_TRACE_COMPONENT, HB_TR_ADAPTER_ITERATION_WRONG_TYPE, pTokens[HB_TRACE_DEBUG]);
-    }
-}
-
-static void trace_cursor(Hb_Cursor cursor) {
-    if (hb_trace_on(HB_TRACE_DEBUG)) {
-        const Hb_Errno_Keeper keeper;
-        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, HB_TR_ADAPTER_ITERATION_CURSOR, pTokens[HB_TRACE_DEBUG], 1,
-                                 cursor);
-    }
-}
-
 Hb_Rc process_adapter_group(Hb_Group *group, Hb_Adapter_Identifier *adapter, int first) {
     if (!hb_ready(group, adapter)) {
         return Hb_Failure;
     }
-    trace_two_values(HB_TR_ADAPTER_ITERATION_ENTRY, group->Hb_group_type, group->Hb_cursor);
+    hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_ENTRY, group->Hb_group_type, group->Hb_cursor);
     if (!check_type(*group, Hb_Adapter_Group)) {
-        trace_wrong_type();
+        hb_trace_id(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_WRONG_TYPE);
         return Hb_Failure;
     }
     const Hb_Incarnation *list = adapters_of(*group).Hb_adapter_list;
     const int bound = static_cast<int>(hb_adapter_number_bound(global_config_tbl));
     const int index = hb_walk(hb_start_of_walk(group->Hb_cursor, first), bound,
-                              [list](int n) { return list[n] != NOT_A_MEMBER; });
+                              [list](int n) { return list[n] != HB_NOT_IN_GROUP; });
     const bool found = index < bound;
-    trace_two_values(HB_TR_ADAPTER_ITERATION_REACHED, found ? 1 : 0, index);
+    hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_REACHED, found ? 1 : 0, index);
     if (!found) {
-        trace_cursor(group->Hb_cursor);
-        set_hb_errno(1);
-        return Hb_Failure;
+        hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_CURSOR, group->Hb_cursor);
+        return hb_fail(1);
     }
     const Hb_Incarnation stored = list[index];
     adapter->Hb_adapter_number = static_cast<Hb_Adapter_Number>(index);
     adapter->Hb_died_because_removed = (stored & REMOVED_FLAG) != 0 ? Hb_True : Hb_False;
     adapter->Hb_incarnation = stored & ~REMOVED_FLAG;
     group->Hb_cursor = index + 1;
-    trace_cursor(group->Hb_cursor);
+    hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_CURSOR, group->Hb_cursor);
     return Hb_Success;
 }
 
@@ -123,7 +95,7 @@ Hb_Boolean hb_is_adapter_in_group(Hb_Group *group, Hb_Adapter_Number adapter) {
     if (!hb_given(group) || !hb_check_adapter_range(adapter) || !check_type(*group, Hb_Adapter_Group)) {
         return Hb_False;
     }
-    return adapters_of(*group).Hb_adapter_list[adapter] != NOT_A_MEMBER ? Hb_True : Hb_False;
+    return adapters_of(*group).Hb_adapter_list[adapter] != HB_NOT_IN_GROUP ? Hb_True : Hb_False;
 }
 
 Hb_Rc hb_get_adapter_id(Hb_Group *group, Hb_Adapter_Number adapter, Hb_Adapter_Identifier *id) {
@@ -131,9 +103,8 @@ Hb_Rc hb_get_adapter_id(Hb_Group *group, Hb_Adapter_Number adapter, Hb_Adapter_I
         return Hb_Failure;
     }
     const Hb_Incarnation stored = adapters_of(*group).Hb_adapter_list[adapter];
-    if (stored == NOT_A_MEMBER) {
-        set_hb_errno(7);
-        return Hb_Failure;
+    if (stored == HB_NOT_IN_GROUP) {
+        return hb_fail(7);
     }
     id->Hb_adapter_number = adapter;
     id->Hb_incarnation = stored;
@@ -160,8 +131,7 @@ Hb_Rc hb_get_group_leader_id(Hb_Group *group, Hb_Adapter_Identifier *id) {
     }
     const Hb_Adapter_Number leader = adapters_of(*group).Hb_group_leader;
     if (leader >= HB_ADAPTER_SLOTS) {
-        set_hb_errno(4);
-        return Hb_Failure;
+        return hb_fail(4);
     }
     id->Hb_adapter_number = leader;
     id->Hb_incarnation = adapters_of(*group).Hb_adapter_list[leader];
@@ -186,8 +156,7 @@ Hb_Rc hb_get_FFDC_id(Hb_Group *group, Hb_FFDC_Id *ffdc_id) {
         return Hb_Failure;
     }
     if (!may_carry_ffdc_id(group->Hb_events) || group->Hb_ffdc_id[0] == '\0') {
-        set_hb_errno(3);
-        return Hb_Failure;
+        return hb_fail(3);
     }
     std::memcpy(*ffdc_id, group->Hb_ffdc_id, sizeof *ffdc_id);
     (*ffdc_id)[sizeof *ffdc_id - 1] = '\0';
@@ -199,8 +168,7 @@ Hb_Rc hb_get_different_instance_sender(Hb_Group *group, diff_instance_info *info
         return Hb_Failure;
     }
     if (group->Hb_events != HB_EVENT_DIFF_INSTANCE || group->Hb_group_type != Hb_Diff_Instance_Type) {
-        set_hb_errno(3);
-        return Hb_Failure;
+        return hb_fail(3);
     }
     *info = group->Hb_membership_grp_union.diff_instance_info;
     return Hb_Success;
@@ -225,7 +193,7 @@ Hb_Rc hb_get_site_split_info(Hb_Group *group, site_split_info *info) {
 // ---- Adapter identifiers ----
 
 Hb_Incarnation hb_adapter_incarnation(Hb_Adapter_Identifier *id) {
-    return hb_given(id) ? id->Hb_incarnation : NOT_A_MEMBER;
+    return hb_given(id) ? id->Hb_incarnation : HB_NOT_IN_GROUP;
 }
 
 Hb_Boolean hb_has_adapter_died_because_removed(Hb_Adapter_Identifier *id) {

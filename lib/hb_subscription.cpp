@@ -7,13 +7,14 @@
 #include <optional>
 
 #include "lib/MOX_HBC_trace.h"
-#include "lib/errno_keeper.h"
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/request.h"
+#include "lib/hb_errno_keeper.h"
 #include "lib/hb_global_data/configuration_checks.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_iteration.h"
+#include "lib/hb_none_values.h"
 
 // The bits of an event mask, and the two masks that make a subscription of a kind of its own.
 static constexpr unsigned ALL_EVENTS = 0x377;
@@ -21,6 +22,8 @@ static constexpr int SITE_EVENTS = 96;
 static constexpr int DIFFERENT_INSTANCE_EVENTS = 256;
 
 static constexpr int SITE_BITS = 8 * HB_SITE_BITMAP_SIZE;
+
+namespace {
 
 // The members of a group of one kind: a view of the count and bitmap that the record holds.
 struct Members {
@@ -52,6 +55,8 @@ struct Members {
     static unsigned mask(std::size_t number) { return 0x80U >> (number % 8); }
 };
 
+} // namespace
+
 static Members nodes_of(Hb_Subscription_Group &group) {
     auto &nodes = group.Hb_subscription_grp_union.Hb_node_subscription_grp;
     return {nodes.Hb_num_nodes, nodes.Hb_node_list, sizeof nodes.Hb_node_list};
@@ -77,8 +82,12 @@ Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group) {
 
 // ---- Adding and removing ----
 
+namespace {
+
 // What becomes of a change after the numbers have been found good.
 enum class Change { REFUSED, DONE, GO_ON };
+
+} // namespace
 
 // An empty group becomes one of `kind`; one of a refused type is left alone with error 11.
 static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Subscription_Type kind, int add,
@@ -238,8 +247,7 @@ template <typename Item>
 static Hb_Rc iterate_members(Hb_Subscription_Group &group, Hb_Subscription_Type kind, const Members &members,
                              Item *item, Item none, int first, int bound) {
     if (group.Hb_subscription_type != kind) {
-        set_hb_errno(11);
-        return Hb_Failure;
+        return hb_fail(11);
     }
     return hb_iterate_numbers(item, none, &group.Hb_cursor, first, bound,
                               [&members](int number) { return members.has(static_cast<std::size_t>(number)); });
@@ -249,7 +257,7 @@ Hb_Rc process_node_subscription(Hb_Subscription_Group *group, Hb_Node_Number *no
     if (!hb_ready(group, node)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Node_Subscription, nodes_of(*group), node, Hb_Node_Number{-1}, first,
+    return iterate_members(*group, Hb_Node_Subscription, nodes_of(*group), node, HB_NO_NODE, first,
                            hb_node_bound());
 }
 
@@ -257,8 +265,7 @@ Hb_Rc process_adapter_subscription(Hb_Subscription_Group *group, Hb_Adapter_Numb
     if (!hb_ready(group, adapter)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Adapter_Subscription, adapters_of(*group), adapter,
-                           Hb_Adapter_Number{0xFFFFFFFFU}, first,
+    return iterate_members(*group, Hb_Adapter_Subscription, adapters_of(*group), adapter, HB_NO_ADAPTER, first,
                            static_cast<int>(hb_adapter_number_bound(global_config_tbl)));
 }
 
@@ -266,7 +273,7 @@ Hb_Rc process_site_subscription(Hb_Subscription_Group *group, Hb_Site_Number *si
     if (!hb_ready(group, site)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Site_Subscription, sites_of(*group), site, Hb_Site_Number{65535}, first,
+    return iterate_members(*group, Hb_Site_Subscription, sites_of(*group), site, HB_NO_SITE, first,
                            std::min(global_config_tbl.Hb_max_sites, SITE_BITS));
 }
 
@@ -328,13 +335,11 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
         return Hb_Failure;
     }
     if (!mask_is_good(events)) {
-        set_hb_errno(4);
-        return Hb_Failure;
+        return hb_fail(4);
     }
     const std::optional<Hb_Subscription_Type> type_afterwards = choose_request_type(*group, events);
     if (group->Hb_subscription_type == Hb_Empty_Subscription) {
-        set_hb_errno(11);
-        return Hb_Failure;
+        return hb_fail(11);
     }
     hb_set_name(group->Hb_name, group_name);
     group->Hb_events = events;
@@ -349,39 +354,49 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
 // descriptor to wake it through: the subscription would stay silent for ever, so it fails.
 static Hb_Rc new_group_handler_is_missing(Hb_Trace_Id id) {
     errno = EBADF;
-    if (hb_trace_on(HB_TRACE_INFO)) {
-        const Hb_Errno_Keeper keeper;
-        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, id, pTokens[HB_TRACE_INFO], 2, -1, EBADF);
+    hb_trace_values(HB_TRACE_INFO, id, -1, int{EBADF});
+    return hb_fail(59);
+}
+
+static Hb_Rc wake_new_group_handler(Hb_Subscription_Type type) {
+    switch (type) {
+    case Hb_Node_Subscription:
+    case Hb_All_Nodes_Subscription:
+        return new_group_handler_is_missing(HB_TR_SUBSCRIBE_NODE_WAKE_FAILED);
+    case Hb_Adapter_Subscription:
+    case Hb_All_Adapters_Subscription:
+    case Hb_Network_Subscription:
+        return new_group_handler_is_missing(HB_TR_SUBSCRIBE_NETWORK_WAKE_FAILED);
+    default:
+        return Hb_Success; // no group is made for sites and different instances
     }
-    set_hb_errno(59);
-    return Hb_Failure;
 }
 
 // The name is kept in either mode; in MOX mode it tags the events that the library makes itself.
-static Hb_Rc remember_name(char *name, Hb_Subscription_Type type) {
+static void remember_name(char *name, Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:
     case Hb_All_Nodes_Subscription:
         hb_set_name(nodeEventSubscriptionName, name);
-        return IsMOX ? new_group_handler_is_missing(HB_TR_SUBSCRIBE_NODE_WAKE_FAILED) : Hb_Success;
+        break;
     case Hb_Adapter_Subscription:
     case Hb_All_Adapters_Subscription:
     case Hb_Network_Subscription:
         hb_set_name(networkEventSubscriptionName, name);
-        return IsMOX ? new_group_handler_is_missing(HB_TR_SUBSCRIBE_NETWORK_WAKE_FAILED) : Hb_Success;
+        break;
     case Hb_Site_Subscription:
     case Hb_All_Sites_Subscription:
         hb_set_name(siteEventSubscriptionName, name);
-        return Hb_Success;
+        break;
     default:
-        return Hb_Success;
+        break;
     }
 }
 
 Hb_Rc MOX_handle_subscription(char *name, Hb_Subscription_Group *group) {
-    const Hb_Rc result = remember_name(name, group->Hb_subscription_type);
+    remember_name(name, group->Hb_subscription_type);
     if (IsMOX) {
-        return result;
+        return wake_new_group_handler(group->Hb_subscription_type);
     }
     return hb_send(HB_SUBSCRIBE, group, static_cast<int>(sizeof *group));
 }

@@ -1,5 +1,6 @@
 // Every trace record id of the library, each used by one trace point unless said otherwise. An id is never
-// given to another point later: recorded traces and the message catalogue refer to it.
+// given to another point later: recorded traces and the message catalogue refer to it. 27, 154 and 201 are kept
+// for cluster-event mode.
 #ifndef HB_TRACE_IDS_H
 #define HB_TRACE_IDS_H
 

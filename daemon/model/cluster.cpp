@@ -38,7 +38,9 @@ void Cluster::load(const Configuration &configuration) {
     if (configuration.heartbeat) {
         heartbeat_ = configuration.heartbeat;
     }
-    networks_.clear();
+    // A network that went leaves an empty entry behind: clients keep what they held for a number that a message
+    // does not list.
+    networks_.assign(std::min(networks_.size(), static_cast<std::size_t>(adapters_per_node_)), Network());
     for (const Configured_Network &network : configuration.networks) {
         const auto number = static_cast<std::size_t>(network.number);
         networks_.resize(std::max(networks_.size(), number + 1));
@@ -341,8 +343,8 @@ Changes Cluster::reconfigure(const Configuration &next) {
 
     // An adapter that is renumbered is, to a client, another one: it leaves and joins.
     const auto survives = [&](std::size_t number) {
-        return old_per_node == adapters_per_node_ && number < old_adapters.size() && number < adapters_.size() &&
-               old_adapters[number].configured && adapters_[number].configured;
+        return old_per_node == adapters_per_node_ && number < old_adapters.size() &&
+               number < adapters_.size() && old_adapters[number].configured && adapters_[number].configured;
     };
     for (std::size_t number = 0; number < old_adapters.size(); ++number) {
         const Adapter &old = old_adapters[number];

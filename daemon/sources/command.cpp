@@ -7,6 +7,7 @@
 
 #include "daemon/model/address.h"
 #include "daemon/text.h"
+#include "qz_ffdc.h"
 
 namespace wispd {
 
@@ -124,12 +125,25 @@ std::optional<Hb_IP_address6> address(const Arguments &arguments, const char *na
     return value;
 }
 
+// Empty when none is given.
+std::string failure_identifier(const Arguments &arguments) {
+    const std::optional<std::string> written = string(arguments, "id", HB_FFDC_ID_SIZE - 1);
+    if (!written) {
+        return {};
+    }
+    fc_eid_t id{};
+    written->copy(id, sizeof id - 1);
+    if (qz_ffdc_check_id(id) != 0) {
+        throw Command_Error(text("\"", *written, "\" is no failure identifier; expected 1 to ", sizeof id - 1,
+                                 " printable ASCII characters"));
+    }
+    return *written;
+}
+
 Changes change_heartbeat(const Command &command, Cluster &cluster) {
     Heartbeat settings = cluster.heartbeat().value_or(Heartbeat{0, 0, true});
-    if (command.threshold_seconds || command.threshold_microseconds) {
-        settings.threshold_seconds = command.threshold_seconds.value_or(0);
-        settings.threshold_microseconds = command.threshold_microseconds.value_or(0);
-    }
+    settings.threshold_seconds = command.threshold_seconds.value_or(settings.threshold_seconds);
+    settings.threshold_microseconds = command.threshold_microseconds.value_or(settings.threshold_microseconds);
     settings.enabled = command.enabled.value_or(settings.enabled);
     return cluster.set_heartbeat(settings);
 }
@@ -159,7 +173,7 @@ Command make_command(const std::string &verb, const Arguments &arguments) {
     command.threshold_seconds = integer32(arguments, "threshold_seconds", INT32_MAX);
     command.threshold_microseconds = integer32(arguments, "threshold_microseconds", 999999);
     command.enabled = boolean(arguments, "enabled");
-    command.id = string(arguments, "id", HB_FFDC_ID_SIZE - 1).value_or("");
+    command.id = failure_identifier(arguments);
     command.instance =
         static_cast<Hb_Config_Instance>(integer(arguments, "instance", 0, UINT32_MAX).value_or(0));
     return command;

@@ -52,6 +52,7 @@ class Control_Server::Impl {
 
     stream_protocol::acceptor acceptor_;
     asio::steady_timer pause_;
+    bool accept_failed_ = false;
     Handlers handlers_;
     std::set<Connection> connections_;
 };
@@ -62,7 +63,10 @@ void Control_Server::Impl::accept() {
             return;
         }
         if (error) {
-            log_error(text("cannot take a control connection: ", error.message()));
+            if (!accept_failed_) {
+                log_error(text("cannot take a control connection: ", error.message()));
+                accept_failed_ = true;
+            }
             pause_.expires_after(ACCEPT_PAUSE);
             pause_.async_wait([this](const asio::error_code &aborted) {
                 if (!aborted) {
@@ -71,6 +75,7 @@ void Control_Server::Impl::accept() {
             });
             return;
         }
+        accept_failed_ = false;
         const auto connection = std::make_shared<Control_Connection>(std::move(socket));
         connections_.insert(connection);
         if (connections_.size() > CONNECTIONS_MOST) {

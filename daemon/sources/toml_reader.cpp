@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "daemon/text.h"
 
@@ -60,11 +60,13 @@ std::string read_text_file(const std::string &path) {
     if (!file) {
         throw Config_Error(text(path, ": cannot be opened: ", std::strerror(errno)));
     }
-    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (file.bad()) {
+    std::ostringstream content;
+    content << file.rdbuf();
+    // An empty file leaves the failure bit alone; an error while reading, as for a directory, leaves the other.
+    if (content.bad()) {
         throw Config_Error(text(path, ": cannot be read: ", std::strerror(errno)));
     }
-    return content;
+    return content.str();
 }
 
 toml::table parse_toml(std::string_view document, const std::string &path) {

@@ -6,13 +6,10 @@
 #include <new>
 
 #include "lib/MOX_HBC_trace.h"
-#include "lib/hb_communication/connection.h"
-#include "lib/hb_communication/packet.h"
-#include "lib/hb_communication/request.h"
 #include "lib/hb_global_data/address_text.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_text.h"
 
 namespace {
 
@@ -31,21 +28,15 @@ struct Lists {
     int node_count = 0;
 };
 
-void trace_adapter(Hb_Adapter_Number adapter, int node) {
-    if (hb_trace_on(HB_TRACE_INFO)) {
-        tr_ms_record_values_32_1(HB_TRACE_COMPONENT, HB_TR_LOAD_ADAPTER, pTokens[HB_TRACE_INFO], 2, adapter,
-                                 node);
-    }
-}
-
 void trace_duplicate(Hb_Adapter_Entry &entry) {
     if (!hb_trace_on(HB_TRACE_INFO)) {
         return;
     }
     char address[INET6_ADDRSTRLEN];
     wisplib_ntop(&entry.Hb_ip_address, address);
-    char type[HB_ADAPTER_TYPE_SIZE + 1] = {};
-    std::memcpy(type, entry.Hb_adapter_type, HB_ADAPTER_TYPE_SIZE);
+    char type[HB_ADAPTER_TYPE_SIZE];
+    hb_copy_text(type, entry.Hb_adapter_type);
+    const Hb_Errno_Keeper kept;
     tr_ms_record_data_1(HB_TRACE_COMPONENT, HB_TR_LOAD_DUPLICATE_ADDRESS, pTokens[HB_TRACE_INFO], 4, address,
                         static_cast<int>(std::strlen(address) + 1), type,
                         static_cast<int>(std::strlen(type) + 1), &entry.Hb_adapter_num, 4, &entry.Hb_state, 4);
@@ -109,14 +100,17 @@ bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
         if (!add_by_number(lists, entry)) {
             return false;
         }
-        trace_adapter(entry.Hb_adapter_num, node);
+        hb_trace_values(HB_TRACE_INFO, HB_TR_LOAD_ADAPTER, entry.Hb_adapter_num, node);
         if (!seen[static_cast<std::size_t>(node)]) {
             seen[static_cast<std::size_t>(node)] = true;
             if (!add_node(lists, node)) {
                 return false;
             }
         }
-        if (!add_by_address(lists, entry)) {
+    }
+    // In a pass of its own, so that the nodes of each table lie together and are freed together.
+    for (int i = 0; i < count; ++i) {
+        if (!add_by_address(lists, lists.adapters[static_cast<std::size_t>(i)])) {
             return false;
         }
     }
@@ -144,28 +138,6 @@ void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_In
                 sizeof(Hb_Network_Entry) * static_cast<std::size_t>(snapshot.header.Hb_num_networks));
 }
 
-Hb_Rc fail(int number) {
-    set_hb_errno(number);
-    return Hb_Failure;
-}
-
-int receive_error(long socket_status) {
-    switch (socket_status) {
-    case HB_CSOCK_FAULT:
-        return 23;
-    case 10:
-        return 24;
-    case 11:
-        return 25;
-    case HB_CSOCK_READ_IO:
-        return 26;
-    case HB_CSOCK_EOF:
-        return 16;
-    default:
-        return 27;
-    }
-}
-
 } // namespace
 
 bool hb_load_snapshot(const Hb_Snapshot_View &snapshot) {
@@ -180,49 +152,4 @@ bool hb_load_snapshot(const Hb_Snapshot_View &snapshot) {
 
 void hb_get_adapter_network(client_packet *recv_pack) {
     hb_load_snapshot(hb_trusted_snapshot(recv_pack));
-}
-
-Hb_Rc hb_recv_config_info() {
-    if (IsMOX) {
-        // No cluster service can be asked from this process.
-        return fail(63);
-    }
-    if (hb_send(HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
-        return Hb_Failure;
-    }
-    char *bytes = nullptr;
-    int length = 0;
-    if (client_socket->receive(&bytes, length) != Hb_Success) {
-        return fail(receive_error(client_socket->Error()));
-    }
-    const Hb_Packet packet(bytes, length);
-    if (!packet.has_header() || packet.get()->kind != HB_CONFIGURATION_INFO) {
-        return fail(10);
-    }
-    const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
-    if (!snapshot) {
-        return fail(10);
-    }
-    return hb_load_snapshot(*snapshot) ? Hb_Success : Hb_Failure;
-}
-
-void hb_init_global_node_tbl() {
-    const Hb_Configuration_Internal &table = global_config_tbl;
-    const int nodes = table.Hb_max_nodes < HB_NODE_SLOTS ? table.Hb_max_nodes : HB_NODE_SLOTS;
-    for (int node = 0; node < nodes; ++node) {
-        global_node_tbl[node] = Hb_False;
-    }
-    global_num_nodes = 0;
-    if (table.Hb_adapters_per_node <= 0) {
-        return;
-    }
-    // By the adapters there are, not by the slots there could be.
-    for (int i = 0; i < table.Hb_num_adapters; ++i) {
-        const uint32_t node =
-            table.Hb_global_adapter_list[i].Hb_adapter_num / static_cast<uint32_t>(table.Hb_adapters_per_node);
-        if (node < static_cast<uint32_t>(nodes) && global_node_tbl[node] == Hb_False) {
-            global_node_tbl[node] = Hb_True;
-            ++global_num_nodes;
-        }
-    }
 }

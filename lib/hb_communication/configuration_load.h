@@ -11,11 +11,4 @@ bool hb_load_snapshot(const Hb_Snapshot_View &snapshot);
 // The same from a packet that hb_view_snapshot has accepted; the packet stays the caller's.
 void hb_get_adapter_network(client_packet *recv_pack);
 
-// Asks the daemon, or in MOX mode the cluster service, for the configuration and loads it.
-// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send; 63 in MOX mode.
-Hb_Rc hb_recv_config_info();
-
-// Derives global_node_tbl and global_num_nodes from the table.
-void hb_init_global_node_tbl();
-
 #endif

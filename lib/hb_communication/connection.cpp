@@ -15,7 +15,7 @@ Hb_Select *client_select = nullptr;
 
 namespace {
 
-int error_number_of(long socket_status) {
+int open_error(long socket_status) {
     switch (socket_status) {
     case HB_CSOCK_NO_SOCKET:
         return 13;
@@ -26,11 +26,6 @@ int error_number_of(long socket_status) {
     default:
         return 12;
     }
-}
-
-Hb_Rc fail(int number) {
-    set_hb_errno(number);
-    return Hb_Failure;
 }
 
 } // namespace
@@ -44,36 +39,32 @@ Hb_Rc hb_init_communication() {
     }
     client_pid = getpid();
     if (!hb_resolve_socket_path()) {
-        return fail(15);
+        return hb_fail(15);
     }
     std::unique_ptr<Hb_Csock> connection(new (std::nothrow) Hb_Csock);
     if (!connection) {
-        return fail(17);
+        return hb_fail(17);
     }
     if (connection->Error() != HB_CSOCK_OK) {
-        return fail(error_number_of(connection->Error()));
+        return hb_fail(open_error(connection->Error()));
     }
     client_select = new (std::nothrow) Hb_Select;
     if (client_select == nullptr) {
-        return fail(17);
+        return hb_fail(17);
     }
     client_socket = connection.release();
     return Hb_Success;
 }
 
 Hb_Rc hb_remove_socket() {
-    if (hb_trace_on(HB_TRACE_INFO)) {
-        tr_ms_record_id_1(HB_TRACE_COMPONENT, HB_TR_REMOVE_SOCKET, pTokens[HB_TRACE_INFO]);
-    }
+    hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_SOCKET);
     delete client_socket;
     client_socket = nullptr;
     return Hb_Success;
 }
 
 Hb_Rc hb_remove_client_select() {
-    if (hb_trace_on(HB_TRACE_INFO)) {
-        tr_ms_record_id_1(HB_TRACE_COMPONENT, HB_TR_REMOVE_CLIENT_SELECT, pTokens[HB_TRACE_INFO]);
-    }
+    hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_CLIENT_SELECT);
     delete client_select;
     client_select = nullptr;
     return Hb_Success;

@@ -16,7 +16,7 @@ bool pairs_fit(std::span<const char> body) {
 
 } // namespace
 
-bool hb_event_is_sound(std::span<const char> record, int max_nodes) {
+bool hb_membership_event_is_sound(std::span<const char> record, int max_nodes) {
     if (record.size() < static_cast<std::size_t>(HB_REPLY_HEADER_SIZE)) {
         return false;
     }

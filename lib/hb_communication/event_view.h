@@ -8,6 +8,6 @@
 
 // Whether the record is an event of a kind the intake knows, and whole: what its reader will read is
 // there. A configuration update is looked at by hb_view_snapshot alone.
-bool hb_event_is_sound(std::span<const char> record, int max_nodes);
+bool hb_membership_event_is_sound(std::span<const char> record, int max_nodes);
 
 #endif

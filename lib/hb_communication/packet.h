@@ -16,7 +16,10 @@ class Hb_Packet {
     bool has_header() const { return length_ >= static_cast<std::size_t>(HB_REPLY_HEADER_SIZE); }
     client_packet *get() const { return reinterpret_cast<client_packet *>(bytes_.get()); }
     // The record becomes the caller's, to be freed as the char array it is.
-    client_packet *release() { return reinterpret_cast<client_packet *>(bytes_.release()); }
+    client_packet *release() {
+        length_ = 0;
+        return reinterpret_cast<client_packet *>(bytes_.release());
+    }
 
   private:
     std::unique_ptr<char[]> bytes_;

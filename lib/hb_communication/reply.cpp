@@ -3,21 +3,12 @@
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/error_number.h"
 
-namespace {
-
-Hb_Rc fail(int number) {
-    set_hb_errno(number);
-    return Hb_Failure;
-}
-
-} // namespace
-
 Hb_Rc hb_wait_for_connection(const timeval *timeout) {
     if (timeout == nullptr) {
         return Hb_Success;
     }
     if (client_socket == nullptr || client_select == nullptr || client_socket->socket() >= FD_SETSIZE) {
-        return fail(12);
+        return hb_fail(12);
     }
     const int fd = client_socket->socket();
     client_select->timeout(*timeout);
@@ -30,20 +21,20 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout) {
             break;
         }
         if (client_select->Error() != HB_SELECT_INTERRUPTED) {
-            return fail(12);
+            return hb_fail(12);
         }
     }
-    return client_select->rd_isset(fd) != 0 ? Hb_Success : fail(2);
+    return client_select->rd_isset(fd) != 0 ? Hb_Success : hb_fail(2);
 }
 
 Hb_Rc hb_receive_packet(Hb_Packet &packet) {
     if (client_socket == nullptr) {
-        return fail(12);
+        return hb_fail(12);
     }
     char *bytes = nullptr;
     int length = 0;
     if (client_socket->receive(&bytes, length) != Hb_Success) {
-        return fail(client_socket->eof() != Hb_False ? 16 : 12);
+        return hb_fail(client_socket->eof() != Hb_False ? 16 : 12);
     }
     packet = Hb_Packet(bytes, length);
     return Hb_Success;
@@ -57,8 +48,9 @@ Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &pack
     if (hb_receive_packet(received) != Hb_Success) {
         return Hb_Failure;
     }
-    if (received.bytes().size() < static_cast<std::size_t>(min_length) || received.get()->kind != msg_type) {
-        return fail(10);
+    if (!received.has_header() || received.bytes().size() < static_cast<std::size_t>(min_length) ||
+        received.get()->kind != msg_type) {
+        return hb_fail(10);
     }
     packet = std::move(received);
     return Hb_Success;

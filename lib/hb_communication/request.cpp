@@ -11,13 +11,16 @@
 
 namespace {
 
-int error_number_of(long socket_status) {
+// So that the record and its length prefix together are still counted in an int.
+constexpr int HB_REQUEST_LENGTH_MAX = INT_MAX - HB_REQUEST_HEADER_SIZE - 4;
+
+int send_error(long socket_status) {
     switch (socket_status) {
     case HB_CSOCK_FAULT:
         return 18;
-    case 6:
+    case HB_CSOCK_RESERVED_6:
         return 19;
-    case 7:
+    case HB_CSOCK_RESERVED_7:
         return 20;
     case HB_CSOCK_WRITE_IO:
         return 21;
@@ -28,19 +31,14 @@ int error_number_of(long socket_status) {
     }
 }
 
-Hb_Rc fail(int number) {
-    set_hb_errno(number);
-    return Hb_Failure;
-}
-
 } // namespace
 
 Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
     if (IsMOX) {
         return Hb_Success;
     }
-    if (client_socket == nullptr || msg_len < 0 || msg_len > INT_MAX - HB_REQUEST_HEADER_SIZE) {
-        return fail(22);
+    if (client_socket == nullptr || msg_len < 0 || msg_len > HB_REQUEST_LENGTH_MAX) {
+        return hb_fail(22);
     }
     // Suspicions carry a number in `len` and so may be longer than a packet; such a record is built on the
     // heap, the common ones on the stack.
@@ -51,7 +49,7 @@ Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
     if (msg_len > HB_REQUEST_MESSAGE_SIZE) {
         large.reset(new (std::nothrow) char[static_cast<std::size_t>(size)]);
         if (!large) {
-            return fail(22);
+            return hb_fail(22);
         }
         record = large.get();
     }
@@ -64,7 +62,7 @@ Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
         std::memcpy(record + HB_REQUEST_HEADER_SIZE, msg_data, static_cast<std::size_t>(msg_len));
     }
     if (client_socket->send(record, size) != Hb_Success) {
-        return fail(error_number_of(client_socket->Error()));
+        return hb_fail(send_error(client_socket->Error()));
     }
     return Hb_Success;
 }

@@ -18,14 +18,11 @@ namespace {
 
 uint32_t route_slots = 0;
 
-Hb_Rc fail(int number) {
-    set_hb_errno(number);
-    return Hb_Failure;
-}
-
 struct Keys {
-    key_t memory[3];
-    key_t semaphores;
+    key_t HB_SHARED_MEM_KEY1;
+    key_t HB_SHARED_MEM_KEY2;
+    key_t HB_SHARED_MEM_KEY3;
+    key_t HB_SHARED_SEM_KEY;
 };
 
 Hb_Rc derive_keys(Keys &keys) {
@@ -33,14 +30,14 @@ Hb_Rc derive_keys(Keys &keys) {
         key_t *key;
         int project;
         int error;
-    } rows[] = {{&keys.memory[0], HB_SHARED_MEM_PROJECT1, 28},
-                {&keys.memory[1], HB_SHARED_MEM_PROJECT2, 29},
-                {&keys.memory[2], HB_SHARED_MEM_PROJECT3, 54},
-                {&keys.semaphores, HB_SHARED_SEM_PROJECT, 30}};
+    } rows[] = {{&keys.HB_SHARED_MEM_KEY1, HB_SHARED_MEM_PROJECT1, 28},
+                {&keys.HB_SHARED_MEM_KEY2, HB_SHARED_MEM_PROJECT2, 29},
+                {&keys.HB_SHARED_MEM_KEY3, HB_SHARED_MEM_PROJECT3, 54},
+                {&keys.HB_SHARED_SEM_KEY, HB_SHARED_SEM_PROJECT, 30}};
     for (const auto &row : rows) {
         *row.key = ftok(SERVER_SOCK_FNAME, row.project);
         if (*row.key == -1) {
-            return fail(row.error);
+            return hb_fail(row.error);
         }
     }
     return Hb_Success;
@@ -98,15 +95,15 @@ int semaphore_error(int number) {
 template <typename Record>
 Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&address) {
     if (size > SIZE_MAX) {
-        return fail(32);
+        return hb_fail(32);
     }
     id = shmget(key, static_cast<std::size_t>(size), 0);
     if (id == -1) {
-        return fail(find_error(errno, limit_errno));
+        return hb_fail(find_error(errno, limit_errno));
     }
     const void *attached = shmat(id, nullptr, SHM_RDONLY);
     if (reinterpret_cast<intptr_t>(attached) == -1) {
-        return fail(attach_error(errno));
+        return hb_fail(attach_error(errno));
     }
     address = static_cast<const Record *>(attached);
     return Hb_Success;
@@ -119,7 +116,9 @@ template <typename Record> void detach(const Record *&address) {
     }
 }
 
-void detach_all() {
+} // namespace
+
+void hb_detach_shared_memory() {
     detach(data_for_client);
     detach(shared_route_info);
     detach(security_info);
@@ -130,31 +129,29 @@ void detach_all() {
     shm_sem_id = -1;
 }
 
-} // namespace
-
 Hb_Rc hb_init_shared_memory() {
-    detach_all();
+    hb_detach_shared_memory();
     Keys keys = {};
     if (derive_keys(keys) != Hb_Success) {
         return Hb_Failure;
     }
-    if (attach(keys.memory[0], sizeof(Hb_memory_configuration_data), ENOSPC, shm_id[0], data_for_client) !=
-        Hb_Success) {
+    if (attach(keys.HB_SHARED_MEM_KEY1, sizeof(Hb_memory_configuration_data), ENOSPC, shm_id[0],
+               data_for_client) != Hb_Success) {
         return Hb_Failure;
     }
     const uint32_t nodes = static_cast<const volatile uint32_t &>(data_for_client->number_of_nodes);
-    if (attach(keys.memory[1], uint64_t{nodes} * sizeof(Hb_route_sequence), EMFILE, shm_id[1],
+    if (attach(keys.HB_SHARED_MEM_KEY2, uint64_t{nodes} * sizeof(Hb_route_sequence), EMFILE, shm_id[1],
                shared_route_info) != Hb_Success) {
         return Hb_Failure;
     }
     route_slots = nodes;
-    if (attach(keys.memory[2], sizeof(Hb_security_information), EMFILE, shm_id[2], security_info) !=
+    if (attach(keys.HB_SHARED_MEM_KEY3, sizeof(Hb_security_information), EMFILE, shm_id[2], security_info) !=
         Hb_Success) {
         return Hb_Failure;
     }
-    shm_sem_id = semget(keys.semaphores, HB_SEM_COUNT, 0);
+    shm_sem_id = semget(keys.HB_SHARED_SEM_KEY, HB_SEM_COUNT, 0);
     if (shm_sem_id == -1) {
-        return fail(semaphore_error(errno));
+        return hb_fail(semaphore_error(errno));
     }
     return Hb_Success;
 }

@@ -14,6 +14,9 @@ extern const Hb_security_information *security_info;        // segment 3
 // Errors: 28-39, 41-48, 54.
 Hb_Rc hb_init_shared_memory();
 
+// Detaches what is attached; safe when nothing is.
+void hb_detach_shared_memory();
+
 // Records in the attached route segment; 0 while it is not attached. Segment 1 may have grown since.
 uint32_t hb_attached_route_slots();
 

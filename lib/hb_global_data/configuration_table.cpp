@@ -1,6 +1,7 @@
 #include "lib/hb_global_data/configuration_table.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 Hb_Configuration_Internal global_config_tbl;
 Hb_Configuration_Internal global_config_tbl_new;
@@ -19,6 +20,17 @@ const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
     const H_table_str *adapters = global_config_tbl.adap_hash;
     const void *entry = adapters != nullptr ? Hash_search(adapter, adapters) : nullptr;
     return entry != nullptr ? static_cast<const Hb_Adapter_Entry *>(entry) : &HB_INVALID_ADAP;
+}
+
+void hb_release_table_lists(Hb_Configuration_Internal &table) {
+    delete[] table.Hb_global_adapter_list;
+    table.Hb_global_adapter_list = nullptr;
+    delete[] table.node_list;
+    table.node_list = nullptr;
+    for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.node_hash, &table.site_hash}) {
+        Hash_free(*hash);
+        *hash = nullptr;
+    }
 }
 
 Hb_Adapter_Number hb_adapter_number_bound(const Hb_Configuration_Internal &table) {

@@ -50,6 +50,9 @@ extern const Hb_IP_address6 HB_INVALID_ADDR;
 // The adapter's entry, valid until the next load; HB_INVALID_ADAP when there is no such adapter.
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter);
 
+// Frees and nulls the lists and hash tables that a load makes, and the site hash; the numbers stay.
+void hb_release_table_lists(Hb_Configuration_Internal &table);
+
 // One past the highest adapter number of the table's geometry, never more than HB_ADAPTER_SLOTS.
 Hb_Adapter_Number hb_adapter_number_bound(const Hb_Configuration_Internal &table);
 

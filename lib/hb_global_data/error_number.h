@@ -2,8 +2,21 @@
 #ifndef HB_ERROR_NUMBER_H
 #define HB_ERROR_NUMBER_H
 
+#include "hb_client.h"
+
 extern int global_hb_errno;
 
 void set_hb_errno(int number);
+
+// Set the number and say no, in the two ways in which functions do.
+inline Hb_Rc hb_fail(int number) {
+    set_hb_errno(number);
+    return Hb_Failure;
+}
+
+inline bool hb_refuse(int number) {
+    set_hb_errno(number);
+    return false;
+}
 
 #endif

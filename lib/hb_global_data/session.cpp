@@ -1,8 +1,9 @@
 #include "lib/hb_global_data/session.h"
 
 #include "lib/MOX_HBC_trace.h"
-#include "lib/hb_communication/configuration_load.h"
+#include "lib/hb_communication/configuration_request.h"
 #include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/node_table.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/handler_registry.h"
@@ -10,20 +11,6 @@
 #include "lib/hb_global_data/subscription_names.h"
 
 int client_initialized = 0;
-
-namespace {
-
-// What an earlier session loaded is given back here, so that opening again and again does not grow.
-void reset_table(Hb_Configuration_Internal &table) {
-    delete[] table.Hb_global_adapter_list;
-    table.Hb_global_adapter_list = nullptr;
-    for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.site_hash}) {
-        Hash_free(*hash);
-        *hash = nullptr;
-    }
-}
-
-} // namespace
 
 Hb_Rc hb_init() {
     if (client_initialized == 1) {
@@ -34,7 +21,8 @@ Hb_Rc hb_init() {
     if (!IsMOX && (hb_init_communication() != Hb_Success || hb_init_shared_memory() != Hb_Success)) {
         return Hb_Failure;
     }
-    reset_table(global_config_tbl);
+    // What an earlier session loaded is given back, so that opening again and again does not grow.
+    hb_release_table_lists(global_config_tbl);
     if (hb_recv_config_info() != Hb_Success) {
         return Hb_Failure;
     }

@@ -1,5 +1,6 @@
 #include "lib/vexo/Hb_Csock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -16,12 +17,39 @@
 
 namespace {
 
-constexpr int buffer_size = 32768;
-constexpr int prefix_size = 4;
-constexpr timeval read_round = {5, 0};
+constexpr int BUFFER_SIZE = 32768;
+constexpr int PREFIX_SIZE = 4;
+constexpr timeval READ_ROUND = {5, 0};
+
+// Closes a descriptor without being a cancellation point: a cancellation must not unwind out of a destructor.
+void close_quietly(int fd) {
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    close(fd);
+    pthread_setcancelstate(state, nullptr);
+}
+
+// Closes a new socket when its owner is left half made, as by a cancellation in connect.
+class New_Socket {
+  public:
+    explicit New_Socket(int fd) : fd_(fd) {}
+    ~New_Socket() {
+        if (!kept_) {
+            close_quietly(fd_);
+        }
+    }
+    New_Socket(const New_Socket &) = delete;
+    New_Socket &operator=(const New_Socket &) = delete;
+
+    void keep() { kept_ = true; }
+
+  private:
+    int fd_;
+    bool kept_ = false;
+};
 
 bool set_buffer(int fd, int option) {
-    return setsockopt(fd, SOL_SOCKET, option, &buffer_size, sizeof buffer_size) == 0;
+    return setsockopt(fd, SOL_SOCKET, option, &BUFFER_SIZE, sizeof BUFFER_SIZE) == 0;
 }
 
 } // namespace
@@ -48,7 +76,7 @@ long hb_writev_retry(int fd, iovec *iov, int count) {
             written += n;
             // Only a write that ends exactly at the end of a vector is seen as ending there. One that ends
             // inside a vector runs the walk past the end; the count then turns negative and the next write
-            // fails, which ends a connection whose framing would be lost.
+            // fails this send. The stream is then out of step, and the caller has to open it anew.
             auto rest = static_cast<long>(n);
             int i = 0;
             while (i < count) {
@@ -93,18 +121,20 @@ Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_C
     }
     socket_un.sun_family = AF_UNIX;
     const auto length = static_cast<socklen_t>(std::strlen(socket_un.sun_path) + sizeof socket_un.sun_family);
-    if (connect(sock, reinterpret_cast<const sockaddr *>(&socket_un), length) != 0) {
+    New_Socket guard(sock);
+    int connected = -1;
+    do {
+        connected = connect(sock, reinterpret_cast<const sockaddr *>(&socket_un), length);
+    } while (connected != 0 && errno == EINTR);
+    guard.keep();
+    if (connected != 0) {
         myError = HB_CSOCK_NOT_CONNECTED;
         set_hb_errno(15);
     }
 }
 
 Hb_Csock::~Hb_Csock() {
-    // close is a cancellation point, and a cancellation must not unwind out of a destructor.
-    int state = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-    close(sock);
-    pthread_setcancelstate(state, nullptr);
+    close_quietly(sock);
 }
 
 long Hb_Csock::Error() {
@@ -120,9 +150,9 @@ Hb_Boolean Hb_Csock::eof() {
 }
 
 Hb_Rc Hb_Csock::send(char *buf, int len) {
-    iovec vectors[2] = {{&len, prefix_size}, {buf, static_cast<std::size_t>(len)}};
+    iovec vectors[2] = {{&len, PREFIX_SIZE}, {buf, static_cast<std::size_t>(len)}};
     const long r = hb_writev_retry(sock, vectors, 2);
-    if (r >= 0 && r != static_cast<long>(len) + prefix_size) {
+    if (r >= 0 && r != int64_t{len} + PREFIX_SIZE) {
         myError = HB_CSOCK_SHORT_WRITE;
         return Hb_Failure;
     }
@@ -149,7 +179,7 @@ Hb_Rc Hb_Csock::send(char *buf, int len) {
 
 Hb_Rc Hb_Csock::recvn(char *buf, int n) {
     Hb_Select readable;
-    readable.timeout(read_round);
+    readable.timeout(READ_ROUND);
     while (n > 0) {
         const ssize_t r = read(sock, buf, static_cast<std::size_t>(n));
         if (r > 0) {
@@ -170,7 +200,7 @@ Hb_Rc Hb_Csock::recvn(char *buf, int n) {
                 return Hb_Failure;
             }
             readable.rd_set(sock);
-            readable.timeout(read_round);
+            readable.timeout(READ_ROUND);
             if (readable.wait() != Hb_Success && readable.Error() != HB_SELECT_AGAIN) {
                 return Hb_Failure;
             }
@@ -190,9 +220,21 @@ Hb_Rc Hb_Csock::recvn(char *buf, int n) {
     return Hb_Success;
 }
 
+Hb_Rc Hb_Csock::skip(int n) {
+    char unwanted[4096];
+    while (n > 0) {
+        const int piece = std::min<int>(n, sizeof unwanted);
+        if (recvn(unwanted, piece) != Hb_Success) {
+            return Hb_Failure;
+        }
+        n -= piece;
+    }
+    return Hb_Success;
+}
+
 Hb_Rc Hb_Csock::receive(char **buf, int &len) {
     int length = 0;
-    if (recvn(reinterpret_cast<char *>(&length), prefix_size) != Hb_Success) {
+    if (recvn(reinterpret_cast<char *>(&length), PREFIX_SIZE) != Hb_Success) {
         return Hb_Failure;
     }
     if (length < 0 || length > HB_RECORD_MAX) {
@@ -201,7 +243,10 @@ Hb_Rc Hb_Csock::receive(char **buf, int &len) {
     }
     std::unique_ptr<char[]> record(new (std::nothrow) char[static_cast<std::size_t>(length)]);
     if (!record) {
-        myError = HB_CSOCK_READ_FAILED;
+        // What was not taken would be read as the next record's length.
+        if (skip(length) == Hb_Success) {
+            myError = HB_CSOCK_READ_FAILED;
+        }
         return Hb_Failure;
     }
     if (recvn(record.get(), length) != Hb_Success) {

@@ -15,8 +15,12 @@ enum Hb_Csock_Status : long {
     HB_CSOCK_NO_BUFFER = 3,
     HB_CSOCK_NOT_CONNECTED = 4,
     HB_CSOCK_SHORT_WRITE = 5,
+    HB_CSOCK_RESERVED_6 = 6, // those reserved are other transports': this one gives none of them
+    HB_CSOCK_RESERVED_7 = 7,
     HB_CSOCK_WRITE_IO = 8,
     HB_CSOCK_WRITE_FAILED = 9,
+    HB_CSOCK_RESERVED_10 = 10,
+    HB_CSOCK_RESERVED_11 = 11,
     HB_CSOCK_READ_IO = 12,
     HB_CSOCK_READ_FAILED = 13,
     HB_CSOCK_EOF = 14
@@ -41,6 +45,10 @@ class Hb_Csock : public Hb_Csock_Base {
     Hb_Boolean socket_eof;
     sockaddr_un socket_un;
     long myError;
+
+  private:
+    // Reads n bytes and throws them away.
+    Hb_Rc skip(int n);
 };
 
 // Writes the vectors, two at the most, going on after interruptions and full buffers. The number of bytes

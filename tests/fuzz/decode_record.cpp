@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "lib/hb_communication/configuration_load.h"
-#include "lib/hb_communication/event_intake.h"
+#include "lib/hb_communication/node_table.h"
+#include "lib/hb_communication/event_apply.h"
 #include "lib/hb_communication/event_view.h"
 #include "lib/hb_communication/snapshot_view.h"
 #include "lib/hb_global_data/configuration_table.h"
@@ -83,10 +84,10 @@ void decode_as_snapshot(std::span<const char> record) {
 
 void decode_as_event(std::span<const char> record) {
     for (const int max_nodes : {0, 1, 16, 2049}) {
-        hb_event_is_sound(record, max_nodes);
+        hb_membership_event_is_sound(record, max_nodes);
     }
     load_known_table();
-    if (!hb_event_is_sound(record, global_config_tbl.Hb_max_nodes)) {
+    if (!hb_membership_event_is_sound(record, global_config_tbl.Hb_max_nodes)) {
         return;
     }
     static Hb_Group group;

@@ -1,0 +1,53 @@
+#include "lib/hb_communication/configuration_request.h"
+
+#include "lib/hb_communication/configuration_load.h"
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/packet.h"
+#include "lib/hb_communication/request.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+
+namespace {
+
+int receive_error(long socket_status) {
+    switch (socket_status) {
+    case HB_CSOCK_FAULT:
+        return 23;
+    case HB_CSOCK_RESERVED_10:
+        return 24;
+    case HB_CSOCK_RESERVED_11:
+        return 25;
+    case HB_CSOCK_READ_IO:
+        return 26;
+    case HB_CSOCK_EOF:
+        return 16;
+    default:
+        return 27;
+    }
+}
+
+} // namespace
+
+Hb_Rc hb_recv_config_info() {
+    if (IsMOX) {
+        // The table is not built from a cluster service here: none is reached from this process.
+        return hb_fail(63);
+    }
+    if (hb_send(HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
+        return Hb_Failure;
+    }
+    char *bytes = nullptr;
+    int length = 0;
+    if (client_socket->receive(&bytes, length) != Hb_Success) {
+        return hb_fail(receive_error(client_socket->Error()));
+    }
+    const Hb_Packet packet(bytes, length);
+    if (!packet.has_header() || packet.get()->kind != HB_CONFIGURATION_INFO) {
+        return hb_fail(10);
+    }
+    const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
+    if (!snapshot) {
+        return hb_fail(10);
+    }
+    return hb_load_snapshot(*snapshot) ? Hb_Success : Hb_Failure;
+}

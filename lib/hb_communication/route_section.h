@@ -1,0 +1,18 @@
+// A reader's stay in the route segment.
+#ifndef HB_ROUTE_SECTION_H
+#define HB_ROUTE_SECTION_H
+
+// Counts the reader in while it lives, once the daemon is not rewriting the routes. A reader that dies inside
+// is counted out by the system.
+class Hb_Route_Section {
+  public:
+    Hb_Route_Section();
+    ~Hb_Route_Section();
+    Hb_Route_Section(const Hb_Route_Section &) = delete;
+    Hb_Route_Section &operator=(const Hb_Route_Section &) = delete;
+
+  private:
+    bool entered_;
+};
+
+#endif

@@ -1,0 +1,20 @@
+// Texts in fields of fixed size, whose sender may have left out the terminating NUL: such a text ends one
+// byte before its field does.
+#ifndef HB_TEXT_H
+#define HB_TEXT_H
+
+#include <cstddef>
+#include <cstring>
+
+template <std::size_t Size> std::size_t hb_text_length(const char (&field)[Size]) {
+    return strnlen(field, Size - 1);
+}
+
+// Copies the text and a NUL.
+template <std::size_t Size> void hb_copy_text(char *to, const char (&field)[Size]) {
+    const std::size_t length = hb_text_length(field);
+    std::memcpy(to, field, length);
+    to[length] = '\0';
+}
+
+#endif
