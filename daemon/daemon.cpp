@@ -99,7 +99,7 @@ int number_of(Hb_Node_Number node) {
 }
 
 template <typename Member>
-void log_members(const char *what, const std::vector<Member> &members, std::string tail) {
+void log_members(const char *what, const std::vector<Member> &members, const std::string &tail) {
     if (members.empty()) {
         return;
     }

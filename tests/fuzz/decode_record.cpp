@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "lib/hb_communication/configuration_load.h"
-#include "lib/hb_communication/node_table.h"
 #include "lib/hb_communication/event_apply.h"
 #include "lib/hb_communication/event_view.h"
+#include "lib/hb_communication/node_table.h"
 #include "lib/hb_communication/snapshot_view.h"
 #include "lib/hb_global_data/configuration_table.h"
 
