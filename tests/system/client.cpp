@@ -37,7 +37,7 @@ std::string Client::with_short_id(const std::string &line) {
 }
 
 std::string Client::line() {
-    if (const std::optional<std::string> next = process_.read_line()) {
+    if (const std::optional<std::string> next = process_.read_line(Deadline(patience_))) {
         return with_short_id(*next);
     }
     return "[no line came from the client of " + abi_ + "; its errors: " + process_.error_output() + "]";

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/deadline.h"
 #include "tests/system/daemon.h"
 
 namespace hb_test {
@@ -27,6 +28,9 @@ class Client {
     // An order, and the next line.
     std::string ask(const std::string &command);
 
+    // How long to wait for a line, where a minute might not do.
+    void set_patience(std::chrono::seconds patience) { patience_ = patience; }
+
     void stop_it() { process_.send_signal(SIGSTOP); }
     void continue_it() { process_.send_signal(SIGCONT); }
     pid_t pid() const { return process_.pid(); }
@@ -38,6 +42,7 @@ class Client {
 
     std::string abi_;
     ChildProcess process_;
+    std::chrono::seconds patience_ = GENEROUS;
     std::vector<std::string> ids_;
 };
 

@@ -71,7 +71,7 @@ TEST_P(Reconfiguration, ABrokenFileIsRefusedWithItsPlaceAndChangesNothing) {
         "[cluster]\nlocal_node = 1\nmax_nodes = 8\nadapters_per_node = 2\nmax_node = 9\n");
     daemon.send_signal(SIGHUP);
     EXPECT_TRUE(daemon.wait_logged("cluster.toml:5:"));
-    EXPECT_NE(daemon.log().find("max_node"), std::string::npos);
+    EXPECT_NE(daemon.log().find("'max_node'"), std::string::npos);
     // Nobody was told anything, and wispd goes on.
     EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
     expect_lines(clients, {"event 3 death a adapters 6@1 7@1", "event 4 death n nodes 3 id #1"});
