@@ -83,7 +83,7 @@ int32_t Bytes::i32_at(std::size_t offset) const {
 Bytes bytes_of(const void *memory, std::size_t size) {
     Bytes copy;
     copy.resize(size);
-    std::memcpy(copy.data(), memory, size);
+    std::copy_n(static_cast<const unsigned char *>(memory), size, copy.begin());
     return copy;
 }
 

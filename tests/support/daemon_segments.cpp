@@ -4,9 +4,9 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <system_error>
 
 #include "tests/support/leftovers.h"
@@ -73,7 +73,7 @@ void DaemonSegments::make(Segment &segment, const std::string &path, int project
         fail("shmat");
     }
     segment.memory = static_cast<char *>(memory);
-    std::memcpy(segment.memory, plan.content.data(), std::min(plan.content.size(), plan.size));
+    std::copy_n(plan.content.begin(), std::min(plan.content.size(), plan.size), segment.memory);
 
     shmid_ds settings{};
     shmctl(segment.id, IPC_STAT, &settings);

@@ -267,6 +267,12 @@ void FakeDaemon::wake() {
 
 // ---- The daemon's thread ----
 
+void FakeDaemon::clear_wake() {
+    uint64_t count = 0;
+    while (::read(wake_.get(), &count, sizeof count) > 0) {
+    }
+}
+
 bool FakeDaemon::stopping() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return stopping_;
@@ -274,18 +280,15 @@ bool FakeDaemon::stopping() const {
 
 void FakeDaemon::serve() {
     while (!stopping()) {
-        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}}};
         bool listening = false;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
             listening = listening_;
         }
+        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}}};
         poll(wanted.data(), listening ? 2 : 1, -1);
-        uint64_t ignored = 0;
-        if (read(wake_.get(), &ignored, sizeof ignored) < 0 && !listening) {
-            continue;
-        }
-        if (!listening) {
+        clear_wake();
+        if (!listening || wanted[1].revents == 0) {
             continue;
         }
         connection_.reset(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
@@ -333,7 +336,8 @@ void FakeDaemon::serve_connection(const Script &first) {
             return;
         }
     }
-    for (;;) {
+    // A wake-up may have been used up before; what it was for is looked at before every wait.
+    while (!stopping()) {
         while (const std::optional<Step> step = next_step()) {
             if (!do_step(*step)) {
                 return;
@@ -344,19 +348,15 @@ void FakeDaemon::serve_connection(const Script &first) {
             const std::lock_guard<std::mutex> lock(mutex_);
             reading = reading_;
         }
-        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), POLLIN, 0}}};
-        poll(wanted.data(), reading ? 2 : 1, -1);
-        uint64_t ignored = 0;
-        const bool woken = read(wake_.get(), &ignored, sizeof ignored) > 0;
         if (stopping()) {
             return;
         }
+        std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), POLLIN, 0}}};
+        poll(wanted.data(), reading ? 2 : 1, -1);
+        clear_wake();
         Bytes some;
         if (reading && wanted[1].revents != 0 && !read_some(65536, some)) {
             return;
-        }
-        if (!woken && !reading) {
-            continue;
         }
     }
 }
@@ -407,10 +407,7 @@ bool FakeDaemon::client_ready(short events) {
     while (!stopping() && !deadline.over()) {
         std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), events, 0}}};
         poll(wanted.data(), 2, deadline.milliseconds_left());
-        uint64_t ignored = 0;
-        if (wanted[0].revents != 0 && read(wake_.get(), &ignored, sizeof ignored) < 0) {
-            continue;
-        }
+        clear_wake();
         if (wanted[1].revents != 0) {
             return true;
         }

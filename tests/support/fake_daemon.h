@@ -75,13 +75,13 @@ class FakeDaemon {
     const std::string &directory() const { return directory_.path(); }
     DaemonSegments &segments() { return *segments_; }
 
-    // Adds steps for the connection that is there, or the next one when there is none. Between and after the
-    // steps everything that the client sends is read.
+    // Adds steps for the connection that is there, or the next one when there is none; those that are left when
+    // a connection ends are dropped. Between and after the steps everything that the client sends is read.
     void run(const Script &steps);
     void run(const Step &step) { run(Script{step}); }
     // Lets one wait_told pass.
     void tell();
-    // Nobody can connect any more; what is connected stays.
+    // Nobody can connect any more; what wait_connections has seen stays.
     void stop_listening();
 
     // All these wait, and are false (or short) at the deadline.
@@ -116,6 +116,7 @@ class FakeDaemon {
     bool stopping() const;
     bool wait_state(const std::function<bool()> &condition);
     void wake();
+    void clear_wake();
 
     FakeDaemonPlan plan_;
     TempDir directory_;

@@ -262,6 +262,14 @@ TEST(FakeDaemon, LeavesNothingBehind) {
     EXPECT_EQ(0, segment_mappings());
 }
 
+TEST(FakeDaemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
+    for (int i = 0; i < 200; ++i) {
+        const FakeDaemon daemon(plan_of({}));
+        const UniqueFd client = connect_to(daemon.path());
+        EXPECT_TRUE(static_cast<bool>(client));
+    }
+}
+
 TEST(FakeDaemon, EndsAlsoInTheMiddleOfAScript) {
     FakeDaemon daemon(plan_of({wait_told(), send_raw({1})}));
     const UniqueFd client = connect_to(daemon.path());

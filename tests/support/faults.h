@@ -26,6 +26,7 @@ enum class Call {
     shmat_,
     shmdt_,
     semget_,
+    semop_,
     allocation, // operator new in every form, malloc and calloc
 };
 
@@ -69,7 +70,8 @@ class CallLog {
     // socket: domain, type, protocol. setsockopt: level, option, int value, length. connect: length.
     // read: count. writev: count of vectors. poll: events, time-out. ftok: project. shmget: size, flags.
     // select: number of descriptors, seconds and microseconds of the time-out, or -1 twice.
-    // shmat: flags. semget: count, flags. allocation: bytes.
+    // shmat: flags. semget: count, flags. allocation: bytes. semop: one record for each operation, with its
+    // semaphore, number and flags, and how many operations the call had.
     std::vector<CallRecord> calls(Call call) const;
 
   private:

@@ -165,6 +165,12 @@ TEST(Faults, EveryCallCanFail) {
         EXPECT_EQ(-1, semget(1, 1, 0));
         EXPECT_EQ(error, errno);
     }
+    {
+        const FaultGuard fault = failing(Call::semop_, error);
+        sembuf operation{0, 0, 0};
+        EXPECT_EQ(-1, semop(-1, &operation, 1));
+        EXPECT_EQ(error, errno);
+    }
 }
 
 TEST(Faults, AllocationsFailInTheirOwnWay) {

@@ -1,0 +1,49 @@
+# The library in daemon mode against bytes written out by hand.
+hb_add_test(
+  protocol_test
+  SOURCES
+  client.cpp
+  cluster_mode_test.cpp
+  event_intake_test.cpp
+  growth_test.cpp
+  reply_test.cpp
+  request_test.cpp
+  segments_test.cpp
+  session_test.cpp
+  snapshot_test.cpp
+  socket_test.cpp
+  subscription_wire_test.cpp
+  unsound_records_test.cpp
+  wait_set_test.cpp
+  write_retry_test.cpp
+  LIBS
+  hb_client_static
+  hb_test_support
+  hb_test_faults
+  TIMEOUT
+  300
+  LABELS
+  protocol)
+
+hb_add_test(
+  protocol_trace_test
+  SOURCES
+  client.cpp
+  trace_double.cpp
+  tracing_test.cpp
+  LIBS
+  hb_client_static
+  hb_test_support
+  TIMEOUT
+  300
+  LABELS
+  protocol)
+foreach(
+  operation
+  register_component_1
+  record_id_1
+  record_values_32_1
+  record_data_1
+  record_strings_1)
+  target_link_options(protocol_trace_test PRIVATE "LINKER:--wrap=tr_ms_${operation}")
+endforeach()

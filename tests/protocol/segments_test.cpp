@@ -1,0 +1,392 @@
+// Attaching the daemon's shared segments and semaphores.
+#include <grp.h>
+#include <sys/prctl.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "lib/hb_communication.h"
+#include "lib/hb_global_data.h"
+#include "tests/protocol/client.h"
+#include "tests/support/fake_daemon.h"
+#include "tests/support/faults.h"
+#include "tests/support/isolated.h"
+#include "tests/support/process_counters.h"
+
+namespace hb_test {
+namespace {
+
+FakeDaemonPlan with(const SegmentsPlan &segments) {
+    FakeDaemonPlan plan;
+    plan.segments = segments;
+    return plan;
+}
+
+// hb_init_shared_memory alone, for the path that the environment gives.
+int error_of_attaching() {
+    EXPECT_TRUE(hb_resolve_socket_path());
+    set_hb_errno(0);
+    return hb_init_shared_memory() == Hb_Success ? 0 : hb_get_errno();
+}
+
+ISOLATED_TEST(Segments, AreAttachedAndRead) {
+    SegmentsPlan segments = segments_for(8, 5);
+    segments.configuration.content = {0x0D, 0x0C, 0x0B, 0x0A, 8, 0, 0, 0, 5, 0, 0, 0};
+    segments.routes.content = Bytes().zeros(184).i32(77).i16(11).i16(1).zeros(160).add(ipv6("fe80::7"));
+    segments.security.content = Bytes().i32(99).zeros(3160).i32(0x55667788);
+    FakeDaemon daemon(with(segments));
+    const CallLog log;
+    open_library();
+
+    EXPECT_EQ(daemon.segments().configuration_id(), shm_id[0]);
+    EXPECT_EQ(daemon.segments().routes_id(), shm_id[1]);
+    EXPECT_EQ(daemon.segments().security_id(), shm_id[2]);
+    EXPECT_EQ(daemon.segments().semaphores_id(), shm_sem_id);
+
+    ASSERT_NE(nullptr, data_for_client);
+    EXPECT_EQ(0x0A0B0C0DU, data_for_client->sequence_number);
+    EXPECT_EQ(8U, data_for_client->number_of_nodes);
+    EXPECT_EQ(5U, data_for_client->number_of_adapters);
+
+    ASSERT_NE(nullptr, shared_route_info);
+    EXPECT_EQ(77U, shared_route_info[1].sequence_number) << "the second node's record, 184 bytes in";
+    EXPECT_EQ(11, shared_route_info[1].length);
+    EXPECT_EQ(1, shared_route_info[1].nonip);
+    EXPECT_EQ(ipv6("fe80::7"), bytes_of(shared_route_info[1].ip_option.sr_address[10]));
+
+    ASSERT_NE(nullptr, security_info);
+    EXPECT_EQ(99U, security_info->sequence_number);
+    EXPECT_EQ(0x55667788U, security_info->cache.keyCacheCount) << "the last four of 3168 bytes";
+}
+
+ISOLATED_TEST(Segments, TheSecurityRecordsFieldsAreWhereTheDaemonPutsThem) {
+    SegmentsPlan segments = segments_for(8);
+    Bytes bytes;
+    for (int64_t word = 0; word < 3168 / 4; ++word) {
+        bytes.i32(word);
+    }
+    segments.security.content = bytes;
+    FakeDaemon daemon(with(segments));
+    open_library();
+    ASSERT_NE(nullptr, security_info);
+    EXPECT_EQ(0U, security_info->sequence_number);
+    EXPECT_EQ(1, security_info->previous_sec_status.securityOn);
+    EXPECT_EQ(71, security_info->current_sec_status.securityOn);
+    EXPECT_EQ(72, security_info->current_sec_status.keyCount);
+    EXPECT_EQ(73, security_info->current_sec_status.KLOM_compatible);
+    EXPECT_EQ(74, security_info->current_sec_status.is_valid_for_signing);
+    EXPECT_EQ(75, security_info->current_sec_status.is_valid_for_authenticating);
+    EXPECT_EQ(76, security_info->current_sec_status.key.length);
+    EXPECT_EQ(141, security_info->cache.keyCache[0].length);
+    EXPECT_EQ(141 + 65 * 9, security_info->cache.keyCache[9].length);
+    EXPECT_EQ(791U, security_info->cache.keyCacheCount);
+}
+
+ISOLATED_TEST(Segments, AreAskedForWithTheirKeysSizesAndNoPermissionBits) {
+    FakeDaemon daemon(with(segments_for(13)));
+    const CallLog log;
+    EXPECT_EQ(0, error_of_attaching());
+    const auto keys = log.calls(Call::ftok_);
+    ASSERT_EQ(4U, keys.size());
+    EXPECT_EQ(103, keys[0].arguments[0]);
+    EXPECT_EQ(104, keys[1].arguments[0]);
+    EXPECT_EQ(112, keys[2].arguments[0]);
+    EXPECT_EQ(105, keys[3].arguments[0]);
+    const auto gets = log.calls(Call::shmget_);
+    ASSERT_EQ(3U, gets.size());
+    EXPECT_EQ(12, gets[0].arguments[0]);
+    EXPECT_EQ(13 * 184, gets[1].arguments[0]);
+    EXPECT_EQ(3168, gets[2].arguments[0]);
+    for (const CallRecord &get : gets) {
+        EXPECT_EQ(0, get.arguments[1]);
+    }
+    const auto semaphores = log.calls(Call::semget_);
+    ASSERT_EQ(1U, semaphores.size());
+    EXPECT_EQ(2, semaphores[0].arguments[0]);
+    EXPECT_EQ(0, semaphores[0].arguments[1]);
+}
+
+ISOLATED_TEST(Segments, AreAttachedReadOnly) {
+    FakeDaemon daemon;
+    const CallLog log;
+    EXPECT_EQ(0, error_of_attaching());
+    const auto attached = log.calls(Call::shmat_);
+    ASSERT_EQ(3U, attached.size());
+    for (const CallRecord &one : attached) {
+        EXPECT_EQ(SHM_RDONLY, one.arguments[0]);
+    }
+}
+
+TEST(Segments, WritingToOneIsAFault) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr bool handled = true; // the sanitizer reports the fault and ends the process itself
+#else
+    constexpr bool handled = false;
+#endif
+    const IsolatedResult result = run_in_child([] {
+        FakeDaemon daemon;
+        open_library();
+        *const_cast<volatile uint32_t *>(&data_for_client->sequence_number) = 1;
+        ADD_FAILURE() << "it could be written";
+    });
+    EXPECT_TRUE(result.failures.empty());
+    EXPECT_TRUE(handled ? result.exit_status != 0 : result.signal == SIGSEGV) << result.signal;
+}
+
+ISOLATED_TEST(Segments, WhatTheDaemonWritesLaterIsSeen) {
+    FakeDaemon daemon;
+    open_library();
+    EXPECT_EQ(1U, data_for_client->sequence_number);
+    const Bytes two = Bytes().i32(2);
+    std::memcpy(daemon.segments().configuration(), two.data(), two.size());
+    EXPECT_EQ(2U, static_cast<const volatile uint32_t &>(data_for_client->sequence_number));
+}
+
+ISOLATED_TEST(Segments, OpeningTakesNoSemaphore) {
+    FakeDaemon daemon;
+    open_library();
+    EXPECT_EQ(0, semctl(daemon.segments().semaphores_id(), 0, GETVAL));
+    EXPECT_EQ(0, semctl(daemon.segments().semaphores_id(), 1, GETVAL));
+}
+
+ISOLATED_TEST(Segments, AttachingAgainDetachesTheOldMapping) {
+    FakeDaemon daemon;
+    const int before = segment_mappings();
+    EXPECT_EQ(0, error_of_attaching());
+    EXPECT_EQ(before + 3, segment_mappings());
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(0, error_of_attaching());
+    }
+    EXPECT_EQ(before + 3, segment_mappings());
+}
+
+ISOLATED_TEST(Segments, AttachedBeforeAFailureTheyStay) {
+    SegmentsPlan segments = segments_for(8);
+    segments.semaphores = false;
+    FakeDaemon daemon(with(segments));
+    const int before = segment_mappings();
+    EXPECT_EQ(45, error_of_attaching());
+    EXPECT_EQ(before + 3, segment_mappings());
+    EXPECT_NE(nullptr, data_for_client);
+    EXPECT_NE(nullptr, shared_route_info);
+    EXPECT_NE(nullptr, security_info);
+}
+
+ISOLATED_TEST(Segments, OfANewDaemonAreFollowedWhenTheLibraryIsOpenedAgain) {
+    {
+        FakeDaemon first(with(segments_for(3)));
+        open_library();
+        EXPECT_EQ(3U, data_for_client->number_of_nodes);
+        EXPECT_EQ(Hb_Success, hb_terminate());
+    }
+    EXPECT_EQ(3U, data_for_client->number_of_nodes) << "still there though the daemon has removed it";
+    FakeDaemon second(with(segments_for(9)));
+    open_library();
+    EXPECT_EQ(9U, data_for_client->number_of_nodes);
+    EXPECT_EQ(3, segment_mappings() - 3);
+}
+
+ISOLATED_TEST(Segments, TheLibraryMakesNone) {
+    FakeDaemon daemon(with(no_segments()));
+    const CallLog log;
+    EXPECT_EQ(Hb_Failure, hb_init());
+    EXPECT_EQ(33, hb_get_errno());
+    for (const CallRecord &get : log.calls(Call::shmget_)) {
+        EXPECT_EQ(0, get.arguments[1] & IPC_CREAT);
+    }
+}
+
+// ---- Things that really go wrong ----
+
+ISOLATED_TEST(SegmentFailure, AllAbsentIsError33FromTheFirst) {
+    FakeDaemon daemon(with(no_segments()));
+    const CallLog log;
+    EXPECT_EQ(33, error_of_attaching());
+    EXPECT_EQ(1U, log.calls(Call::shmget_).size());
+    EXPECT_EQ(nullptr, data_for_client);
+}
+
+ISOLATED_TEST(SegmentFailure, AnyOneAbsentIsError33) {
+    for (int missing = 0; missing < 3; ++missing) {
+        SegmentsPlan segments = segments_for(8);
+        (missing == 0   ? segments.configuration
+         : missing == 1 ? segments.routes
+                        : segments.security)
+            .present = false;
+        FakeDaemon daemon(with(segments));
+        EXPECT_EQ(33, error_of_attaching()) << missing;
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, ARouteSegmentForFewerNodesThanClaimedIsError32) {
+    SegmentsPlan segments = segments_for(8);
+    segments.routes.size = 184; // less than 8 x 184; sizes are told apart in bytes, not in pages
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(32, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, AnAbsurdNumberOfNodesIsError32) {
+    for (const int64_t nodes : {0x7FFFFFFFLL, 0xFFFFFFFFLL, 23342214LL}) {
+        SegmentsPlan segments = segments_for(8);
+        segments.configuration.content = Bytes().i32(1).i32(nodes).i32(0);
+        FakeDaemon daemon(with(segments));
+        EXPECT_EQ(32, error_of_attaching()) << nodes;
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, AConfigurationSegmentThatIsTooSmallIsError32) {
+    SegmentsPlan segments = segments_for(8);
+    segments.configuration.size = 11;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(32, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, ASecuritySegmentThatIsTooSmallIsError32) {
+    SegmentsPlan segments = segments_for(8);
+    segments.security.size = 3167;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(32, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, LargerOnesThanNeededAreFine) {
+    SegmentsPlan segments = segments_for(8);
+    segments.configuration.size = 4096;
+    segments.routes.size = 2049 * 184;
+    segments.security.size = 8192;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(0, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, AbsentSemaphoresAreError45) {
+    SegmentsPlan segments = segments_for(8);
+    segments.semaphores = false;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(45, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, ASetOfOneSemaphoreIsError44) {
+    SegmentsPlan segments = segments_for(8);
+    segments.semaphore_count = 1;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(44, error_of_attaching());
+}
+
+// Permissions mean nothing to root, so the test becomes nobody first.
+void become_nobody() {
+    if (geteuid() == 0) {
+        ASSERT_EQ(0, setgroups(0, nullptr));
+        ASSERT_EQ(0, setresgid(65534, 65534, 65534));
+        ASSERT_EQ(0, setresuid(65534, 65534, 65534));
+        prctl(PR_SET_DUMPABLE, 1); // the leak check looks into its own process
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, ASegmentThatMayNotBeReadIsError37) {
+    become_nobody();
+    for (int closed = 0; closed < 3; ++closed) {
+        SegmentsPlan segments = segments_for(8);
+        (closed == 0 ? segments.configuration : closed == 1 ? segments.routes : segments.security).mode = 0;
+        FakeDaemon daemon(with(segments));
+        EXPECT_EQ(37, error_of_attaching()) << closed;
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, ReadPermissionIsEnough) {
+    become_nobody();
+    SegmentsPlan segments = segments_for(8);
+    segments.configuration.mode = segments.routes.mode = segments.security.mode = 0400;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(0, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, FailsTheOpeningWithItsErrorNumber) {
+    SegmentsPlan segments = segments_for(8);
+    segments.security.present = false;
+    FakeDaemon daemon(with(segments));
+    EXPECT_EQ(Hb_Failure, hb_init());
+    EXPECT_EQ(33, hb_get_errno());
+    EXPECT_EQ(0, client_initialized);
+    EXPECT_TRUE(daemon.received().empty()) << "the configuration is asked for after the segments";
+}
+
+// ---- Every system error ----
+
+ISOLATED_TEST(SegmentFailure, EachKeyThatCannotBeMadeHasItsErrorNumber) {
+    FakeDaemon daemon;
+    const int numbers[] = {28, 29, 54, 30};
+    for (int which = 0; which < 4; ++which) {
+        const FaultGuard fault = failing(Call::ftok_, ENOENT, which);
+        const CallLog log;
+        EXPECT_EQ(numbers[which], error_of_attaching());
+        EXPECT_TRUE(log.calls(Call::shmget_).empty());
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, WithoutASocketFileThereIsNoFirstKey) {
+    const EnvironmentGuard path("HB_SERVER_SOCKET", "/nowhere/to/be/found");
+    EXPECT_EQ(28, error_of_attaching());
+}
+
+ISOLATED_TEST(SegmentFailure, EachErrorOfFindingASegmentHasItsNumber) {
+    const struct {
+        int error;
+        int first;
+        int others;
+    } rows[] = {{EACCES, 31, 31}, {EINVAL, 32, 32}, {ENOENT, 33, 33}, {ENOMEM, 34, 34},
+                {ENOSPC, 35, 36}, {EMFILE, 36, 35}, {EPERM, 36, 36},  {EIO, 36, 36}};
+    FakeDaemon daemon;
+    for (const auto &row : rows) {
+        for (int which = 0; which < 3; ++which) {
+            const FaultGuard fault = failing(Call::shmget_, row.error, which);
+            EXPECT_EQ(which == 0 ? row.first : row.others, error_of_attaching())
+                << strerror(row.error) << ", segment " << which + 1;
+        }
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, EachErrorOfAttachingASegmentHasItsNumber) {
+    const struct {
+        int error;
+        int number;
+    } rows[] = {{EACCES, 37}, {EINVAL, 38}, {ENOENT, 39}, {ENOMEM, 41}, {EMFILE, 42}, {EIDRM, 42}};
+    FakeDaemon daemon;
+    for (const auto &row : rows) {
+        for (int which = 0; which < 3; ++which) {
+            const FaultGuard fault = failing(Call::shmat_, row.error, which);
+            EXPECT_EQ(row.number, error_of_attaching()) << strerror(row.error) << ", segment " << which + 1;
+        }
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, EachErrorOfFindingTheSemaphoresHasItsNumber) {
+    const struct {
+        int error;
+        int number;
+    } rows[] = {{EACCES, 43}, {EINVAL, 44}, {ENOENT, 45}, {ENOMEM, 46}, {ENOSPC, 47}, {EPERM, 48}, {EIO, 48}};
+    FakeDaemon daemon;
+    for (const auto &row : rows) {
+        const FaultGuard fault = failing(Call::semget_, row.error);
+        EXPECT_EQ(row.number, error_of_attaching()) << strerror(row.error);
+    }
+}
+
+ISOLATED_TEST(SegmentFailure, AFailedAttachmentLeavesNoPointerToWhatIsGone) {
+    FakeDaemon daemon;
+    EXPECT_EQ(0, error_of_attaching());
+    {
+        const FaultGuard fault = failing(Call::shmget_, ENOENT);
+        EXPECT_EQ(33, error_of_attaching());
+    }
+    EXPECT_EQ(nullptr, data_for_client);
+    EXPECT_EQ(nullptr, shared_route_info);
+    EXPECT_EQ(nullptr, security_info);
+    EXPECT_EQ(3, segment_mappings()) << "the daemon's own";
+}
+
+} // namespace
+} // namespace hb_test

@@ -1,0 +1,115 @@
+#include "tests/protocol/trace_double.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <iterator>
+
+namespace hb_test {
+namespace {
+
+std::array<char, 3> places{};
+std::array<tr_file_token_t, 3> tokens{};
+
+void keep(TraceRecord record) {
+    trace_double().records.push_back(std::move(record));
+    errno = EXDEV; // the trace library makes no promise about errno
+}
+
+} // namespace
+
+TraceDouble &trace_double() {
+    static TraceDouble the_double;
+    return the_double;
+}
+
+tr_file_token_t token_of(unsigned category) {
+    return reinterpret_cast<tr_file_token_t>(&places.at(category));
+}
+
+std::vector<TraceRecord> TraceDouble::with_id(uint32_t id) const {
+    std::vector<TraceRecord> wanted;
+    std::copy_if(records.begin(), records.end(), std::back_inserter(wanted),
+                 [id](const TraceRecord &record) { return record.id == id; });
+    return wanted;
+}
+
+} // namespace hb_test
+
+using hb_test::keep;
+using hb_test::trace_double;
+using hb_test::TraceRecord;
+
+extern "C" {
+
+int __wrap_tr_ms_register_component_1(const char *component, unsigned char *levels,
+                                      const tr_category_description_t *categories, uint32_t count,
+                                      tr_file_token_t **given);
+int __wrap_tr_ms_register_component_1(const char *component, unsigned char *levels,
+                                      const tr_category_description_t *categories, uint32_t count,
+                                      tr_file_token_t **given) {
+    hb_test::TraceDouble &trace = trace_double();
+    ++trace.registrations;
+    trace.component = component;
+    trace.levels = levels;
+    trace.categories = categories;
+    trace.count = count;
+    if (trace.refuse) {
+        return -1;
+    }
+    for (unsigned i = 0; i < hb_test::tokens.size(); ++i) {
+        hb_test::tokens.at(i) = hb_test::token_of(i);
+    }
+    *given = hb_test::tokens.data();
+    return 0;
+}
+
+void __wrap_tr_ms_record_id_1(const char *component, uint32_t id, tr_file_token_t token);
+void __wrap_tr_ms_record_id_1(const char *component, uint32_t id, tr_file_token_t token) {
+    keep({TraceRecord::Form::id, component, id, token, {}, {}});
+}
+
+void __wrap_tr_ms_record_values_32_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
+                                     ...);
+void __wrap_tr_ms_record_values_32_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
+                                     ...) {
+    TraceRecord record{TraceRecord::Form::values, component, id, token, {}, {}};
+    va_list arguments;
+    va_start(arguments, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        record.values.push_back(va_arg(arguments, uint32_t));
+    }
+    va_end(arguments);
+    keep(std::move(record));
+}
+
+void __wrap_tr_ms_record_data_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count, ...);
+void __wrap_tr_ms_record_data_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
+                                ...) {
+    TraceRecord record{TraceRecord::Form::data, component, id, token, {}, {}};
+    va_list arguments;
+    va_start(arguments, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        const void *memory = va_arg(arguments, const void *);
+        const int length = va_arg(arguments, int);
+        record.data.push_back(hb_test::bytes_of(memory, static_cast<std::size_t>(length)));
+    }
+    va_end(arguments);
+    keep(std::move(record));
+}
+
+void __wrap_tr_ms_record_strings_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
+                                   ...);
+void __wrap_tr_ms_record_strings_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
+                                   ...) {
+    TraceRecord record{TraceRecord::Form::strings, component, id, token, {}, {}};
+    va_list arguments;
+    va_start(arguments, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        record.data.push_back(hb_test::Bytes().raw(va_arg(arguments, const char *)));
+    }
+    va_end(arguments);
+    keep(std::move(record));
+}
+}
