@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/deadline.h"
+#include "tests/support/isolated.h"
 #include "tests/support/leftovers.h"
 #include "tests/support/process_counters.h"
 
@@ -65,7 +66,7 @@ FakeDaemonPlan plan_of(const Script &script) {
     return plan;
 }
 
-TEST(FakeDaemon, AnswersARequestAndRecordsIt) {
+ISOLATED_TEST(FakeDaemon, AnswersARequestAndRecordsIt) {
     FakeDaemon daemon(plan_of({read_record(), send_record({1, 2, 3})}));
     const UniqueFd client = connect_to(daemon.path());
     put(client, {2, 0, 0, 0, 0xAB, 0xCD});
@@ -77,20 +78,20 @@ TEST(FakeDaemon, AnswersARequestAndRecordsIt) {
     EXPECT_TRUE(daemon.troubles().empty());
 }
 
-TEST(FakeDaemon, RecordsWhatComesBetweenTheSteps) {
+ISOLATED_TEST(FakeDaemon, RecordsWhatComesBetweenTheSteps) {
     FakeDaemon daemon(plan_of({}));
     const UniqueFd client = connect_to(daemon.path());
     put(client, {9, 8, 7});
     EXPECT_EQ(Bytes({9, 8, 7}), daemon.wait_received(3));
 }
 
-TEST(FakeDaemon, PutsRawBytesOnTheWireAsTheyAre) {
+ISOLATED_TEST(FakeDaemon, PutsRawBytesOnTheWireAsTheyAre) {
     FakeDaemon daemon(plan_of({send_raw(Bytes().i32(-5))}));
     const UniqueFd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({0xFB, 0xFF, 0xFF, 0xFF}), take(client, 4));
 }
 
-TEST(FakeDaemon, HoldsBackUntilTold) {
+ISOLATED_TEST(FakeDaemon, HoldsBackUntilTold) {
     FakeDaemon daemon(plan_of({send_raw({1}), wait_told(), send_raw({2})}));
     const UniqueFd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({1}), take(client, 1));
@@ -99,7 +100,7 @@ TEST(FakeDaemon, HoldsBackUntilTold) {
     EXPECT_EQ(Bytes({2}), take(client, 1));
 }
 
-TEST(FakeDaemon, HoldsBackUntilAConditionHolds) {
+ISOLATED_TEST(FakeDaemon, HoldsBackUntilAConditionHolds) {
     std::atomic<bool> now{false};
     FakeDaemon daemon(plan_of({wait_for([&now] { return now.load(); }), send_raw({5})}));
     const UniqueFd client = connect_to(daemon.path());
@@ -108,7 +109,7 @@ TEST(FakeDaemon, HoldsBackUntilAConditionHolds) {
     EXPECT_EQ(Bytes({5}), take(client, 1));
 }
 
-TEST(FakeDaemon, TricklesOneByteAtATime) {
+ISOLATED_TEST(FakeDaemon, TricklesOneByteAtATime) {
     FakeDaemon daemon(plan_of({trickle_raw({1, 2, 3})}));
     const UniqueFd client = connect_to(daemon.path());
     for (unsigned char wanted = 1; wanted <= 3; ++wanted) {
@@ -120,7 +121,7 @@ TEST(FakeDaemon, TricklesOneByteAtATime) {
     EXPECT_TRUE(daemon.wait_steps_done());
 }
 
-TEST(FakeDaemon, DiesAtAnyByte) {
+ISOLATED_TEST(FakeDaemon, DiesAtAnyByte) {
     const Bytes whole = frame({1, 2, 3});
     for (std::size_t count = 0; count <= whole.size(); ++count) {
         FakeDaemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
@@ -130,7 +131,7 @@ TEST(FakeDaemon, DiesAtAnyByte) {
     }
 }
 
-TEST(FakeDaemon, StopsAndStartsReading) {
+ISOLATED_TEST(FakeDaemon, StopsAndStartsReading) {
     FakeDaemon daemon(plan_of({stop_reading(), send_raw({1})}));
     const UniqueFd client = connect_to(daemon.path());
     ASSERT_EQ(Bytes({1}), take(client, 1));
@@ -149,7 +150,7 @@ TEST(FakeDaemon, StopsAndStartsReading) {
     EXPECT_EQ(sent, daemon.wait_received(sent).size());
 }
 
-TEST(FakeDaemon, TakesFurtherStepsWhileItServes) {
+ISOLATED_TEST(FakeDaemon, TakesFurtherStepsWhileItServes) {
     FakeDaemon daemon(plan_of({}));
     const UniqueFd client = connect_to(daemon.path());
     ASSERT_TRUE(daemon.wait_connections(1));
@@ -161,7 +162,7 @@ TEST(FakeDaemon, TakesFurtherStepsWhileItServes) {
     EXPECT_TRUE(daemon.wait_connections_ended(1));
 }
 
-TEST(FakeDaemon, HasAScriptForEachConnectionAndTheLastForAllMore) {
+ISOLATED_TEST(FakeDaemon, HasAScriptForEachConnectionAndTheLastForAllMore) {
     FakeDaemonPlan plan;
     plan.connections = {{send_raw({1})}, {send_raw({2})}};
     FakeDaemon daemon(plan);
@@ -173,7 +174,7 @@ TEST(FakeDaemon, HasAScriptForEachConnectionAndTheLastForAllMore) {
     EXPECT_TRUE(daemon.wait_connections_ended(3));
 }
 
-TEST(FakeDaemon, NamesAStepThatTheClientLeftUndone) {
+ISOLATED_TEST(FakeDaemon, NamesAStepThatTheClientLeftUndone) {
     FakeDaemon daemon(plan_of({read_record()}));
     { const UniqueFd client = connect_to(daemon.path()); }
     EXPECT_TRUE(daemon.wait_connections_ended(1));
@@ -181,7 +182,7 @@ TEST(FakeDaemon, NamesAStepThatTheClientLeftUndone) {
     EXPECT_EQ("could not finish read_record", daemon.troubles()[0]);
 }
 
-TEST(FakeDaemon, NobodyConnectsOnceItStoppedListening) {
+ISOLATED_TEST(FakeDaemon, NobodyConnectsOnceItStoppedListening) {
     FakeDaemon daemon(plan_of({send_raw({1})}));
     const UniqueFd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({1}), take(client, 1));
@@ -191,7 +192,7 @@ TEST(FakeDaemon, NobodyConnectsOnceItStoppedListening) {
     EXPECT_EQ(Bytes({2}), take(client, 1)) << "who is connected stays";
 }
 
-TEST(FakeDaemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
+ISOLATED_TEST(FakeDaemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
     setenv("HA_DOMAIN_NAME", "left", 1);
     unsetenv("HB_SERVER_SOCKET");
     {
@@ -204,7 +205,7 @@ TEST(FakeDaemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
     unsetenv("HA_DOMAIN_NAME");
 }
 
-TEST(FakeDaemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
+ISOLATED_TEST(FakeDaemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
     FakeDaemonPlan plan;
     plan.segments = segments_for(5, 9);
     const FakeDaemon daemon(plan);
@@ -223,7 +224,7 @@ TEST(FakeDaemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
     shmdt(memory);
 }
 
-TEST(FakeDaemon, LeavesOutOrMissizesWhatThePlanSays) {
+ISOLATED_TEST(FakeDaemon, LeavesOutOrMissizesWhatThePlanSays) {
     FakeDaemonPlan plan;
     plan.segments = segments_for(5);
     plan.segments.routes.size = 4 * 184;
@@ -242,7 +243,7 @@ TEST(FakeDaemon, LeavesOutOrMissizesWhatThePlanSays) {
     EXPECT_EQ(0400, settings.shm_perm.mode & 0777);
 }
 
-TEST(FakeDaemon, LeavesNothingBehind) {
+ISOLATED_TEST(FakeDaemon, LeavesNothingBehind) {
     const int descriptors = open_descriptors();
     const int threads = running_threads();
     std::string path;
@@ -262,7 +263,7 @@ TEST(FakeDaemon, LeavesNothingBehind) {
     EXPECT_EQ(0, segment_mappings());
 }
 
-TEST(FakeDaemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
+ISOLATED_TEST(FakeDaemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
     for (int i = 0; i < 200; ++i) {
         const FakeDaemon daemon(plan_of({}));
         const UniqueFd client = connect_to(daemon.path());
@@ -270,7 +271,7 @@ TEST(FakeDaemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
     }
 }
 
-TEST(FakeDaemon, EndsAlsoInTheMiddleOfAScript) {
+ISOLATED_TEST(FakeDaemon, EndsAlsoInTheMiddleOfAScript) {
     FakeDaemon daemon(plan_of({wait_told(), send_raw({1})}));
     const UniqueFd client = connect_to(daemon.path());
     EXPECT_TRUE(daemon.wait_connections(1));

@@ -131,7 +131,7 @@ void reap(pid_t child, IsolatedResult &result) {
 
 IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::milliseconds time) {
     share_leftovers_book();
-    clear_leftovers_book();
+    open_leftovers_book();
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");

@@ -130,6 +130,15 @@ TEST(Isolated, OtherPeoplesSegmentsAreNotLookedAt) {
     EXPECT_EQ(0, shmctl(mine, IPC_RMID, nullptr)) << "it is still there to be removed";
 }
 
+TEST(Leftovers, ASegmentFromBeforeIsNobodysLeftover) {
+    const int id = shmget(IPC_PRIVATE, 100, IPC_CREAT | 0600);
+    ASSERT_GE(id, 0);
+    open_leftovers_book();
+    EXPECT_TRUE(leftovers(getpid()).empty()) << "an earlier process may have had this number";
+    remove_leftovers(getpid());
+    EXPECT_EQ(0, shmctl(id, IPC_RMID, nullptr)) << "it is still there to be removed";
+}
+
 TEST(Isolated, NoDescriptorStaysOpenInTheParent) {
     run_in_child([] {});
     const int before = open_descriptors();

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -32,6 +33,7 @@ Book *private_book() {
 }
 
 Book *current_book = private_book();
+std::set<int> segments_of_before;
 
 bool holds(const Entry &entry, Made kind, int id, const std::string &path) {
     return entry.kind == static_cast<int>(kind) && entry.id == id && path == entry.path;
@@ -77,6 +79,16 @@ bool noted(int segment) {
     return false;
 }
 
+void forget_all() {
+    for (Entry &entry : *current_book) {
+        entry.kind = static_cast<int>(Made::nothing);
+    }
+}
+
+bool made_by(const SegmentFacts &segment, pid_t maker) {
+    return segment.creator == maker && segments_of_before.count(segment.id) == 0;
+}
+
 } // namespace
 
 void share_leftovers_book() {
@@ -119,7 +131,7 @@ std::vector<std::string> leftovers(pid_t maker) {
         }
     }
     for (const SegmentFacts &segment : list_segments()) {
-        if (segment.creator == maker && !noted(segment.id)) {
+        if (made_by(segment, maker) && !noted(segment.id)) {
             found.push_back("shared segment " + std::to_string(segment.id) + ", never noted");
         }
     }
@@ -131,16 +143,18 @@ void remove_leftovers(pid_t maker) {
         remove(entry);
     }
     for (const SegmentFacts &segment : list_segments()) {
-        if (segment.creator == maker) {
+        if (made_by(segment, maker)) {
             shmctl(segment.id, IPC_RMID, nullptr);
         }
     }
-    clear_leftovers_book();
+    forget_all();
 }
 
-void clear_leftovers_book() {
-    for (Entry &entry : *current_book) {
-        entry.kind = static_cast<int>(Made::nothing);
+void open_leftovers_book() {
+    forget_all();
+    segments_of_before.clear();
+    for (const SegmentFacts &segment : list_segments()) {
+        segments_of_before.insert(segment.id);
     }
 }
 

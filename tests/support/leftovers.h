@@ -16,14 +16,16 @@ enum class Made : int { nothing = 0, segment, semaphores, directory };
 void note_made(Made kind, int id, const std::string &path = {});
 void note_gone(Made kind, int id, const std::string &path = {});
 
-// What was noted as made and not as gone, and segments that a process with this id made all the same; one
-// text for each. The book is shared with children forked after share_leftovers_book().
+// The book is shared with children forked after this.
 void share_leftovers_book();
+// Forgets everything noted. Segments that are there by now are nobody's leftovers later: a process id comes
+// back, and with it what an earlier process of that number may have left.
+void open_leftovers_book();
+// What was noted as made and not as gone, and segments that a process with this id made all the same; one
+// text for each.
 std::vector<std::string> leftovers(pid_t maker);
 // Removes them, for a test that died before it could.
 void remove_leftovers(pid_t maker);
-// Forgets everything noted.
-void clear_leftovers_book();
 
 // What the system itself lists.
 struct SegmentFacts {
