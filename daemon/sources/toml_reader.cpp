@@ -1,10 +1,10 @@
 #include "daemon/sources/toml_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 
 #include "daemon/text.h"
 
@@ -60,13 +60,15 @@ std::string read_text_file(const std::string &path) {
     if (!file) {
         throw Config_Error(text(path, ": cannot be opened: ", std::strerror(errno)));
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    // An empty file leaves the failure bit alone; an error while reading, as for a directory, leaves the other.
-    if (content.bad()) {
+    std::string content;
+    std::array<char, 65536> piece{};
+    while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
+        content.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    }
+    if (file.bad()) { // a directory can be opened, but not read
         throw Config_Error(text(path, ": cannot be read: ", std::strerror(errno)));
     }
-    return content.str();
+    return content;
 }
 
 toml::table parse_toml(std::string_view document, const std::string &path) {

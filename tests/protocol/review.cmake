@@ -1,0 +1,41 @@
+# The library in the corners: the route section, short memory, cancelled threads, connections that come and go.
+hb_add_test(
+  protocol_corners_test
+  SOURCES
+  calling_thread.cpp
+  cancellation_test.cpp
+  class_layout_test.cpp
+  client.cpp
+  connection_state_test.cpp
+  full_listener.cpp
+  route_section_test.cpp
+  short_memory_receive_test.cpp
+  table_load_test.cpp
+  LIBS
+  hb_client_static
+  hb_test_support
+  hb_test_faults
+  TIMEOUT
+  300
+  LABELS
+  protocol)
+
+hb_add_test(
+  protocol_load_trace_test
+  SOURCES
+  load_trace_test.cpp
+  trace_double.cpp
+  LIBS
+  hb_client_static
+  hb_test_support
+  LABELS
+  protocol)
+foreach(
+  operation
+  register_component_1
+  record_id_1
+  record_values_32_1
+  record_data_1
+  record_strings_1)
+  target_link_options(protocol_load_trace_test PRIVATE "LINKER:--wrap=tr_ms_${operation}")
+endforeach()

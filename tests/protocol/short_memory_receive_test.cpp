@@ -1,0 +1,134 @@
+// A record for which there is no memory is passed over whole: the one behind it is read as ever.
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/reply.h"
+#include "lib/hb_communication/socket_path.h"
+#include "lib/hb_global_data/error_number.h"
+#include "tests/protocol/client.h"
+#include "tests/support/fake_daemon.h"
+#include "tests/support/faults.h"
+#include "tests/support/isolated.h"
+
+namespace hb_test {
+namespace {
+
+FakeDaemonPlan plan_of(const Script &script) {
+    FakeDaemonPlan plan;
+    plan.connections = {script};
+    plan.segments = no_segments();
+    return plan;
+}
+
+Fault one_failing_allocation() {
+    Fault fault;
+    fault.call = Call::allocation;
+    return fault;
+}
+
+struct Received {
+    Hb_Rc result = 0;
+    int length = 77;
+    Bytes bytes;
+};
+
+Received receive(Hb_Csock &connection) {
+    Received received;
+    char *buffer = nullptr;
+    received.result = connection.receive(&buffer, received.length);
+    const std::unique_ptr<char[]> owner(buffer);
+    if (received.result == Hb_Success) {
+        received.bytes = bytes_of(buffer, static_cast<std::size_t>(received.length));
+    }
+    return received;
+}
+
+void expect_the_next_after(std::size_t length) {
+    SCOPED_TRACE(length);
+    const Bytes unwanted = Bytes().fill(length, 0x7F); // its bytes would make enormous lengths
+    FakeDaemon daemon(plan_of({send_raw(frame(unwanted).add(frame({1, 2, 3})).add(frame({4})))}));
+    ASSERT_TRUE(hb_resolve_socket_path());
+    Hb_Csock connection;
+    ASSERT_EQ(0, connection.Error());
+    Received first;
+    int hits = 0;
+    {
+        const FaultGuard fault(one_failing_allocation());
+        first = receive(connection);
+        hits = fault.hits();
+    }
+    EXPECT_EQ(1, hits);
+    EXPECT_EQ(Hb_Failure, first.result);
+    EXPECT_EQ(77, first.length) << "nothing was handed out";
+    EXPECT_EQ(13, connection.Error());
+    EXPECT_EQ(Hb_False, connection.eof());
+    EXPECT_EQ(Bytes({1, 2, 3}), receive(connection).bytes);
+    EXPECT_EQ(Bytes({4}), receive(connection).bytes);
+}
+
+ISOLATED_TEST(ShortMemory, ARecordOfAnyLengthIsSkippedWhole) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{4095}, std::size_t{4096},
+                                     std::size_t{4097}, std::size_t{100000}, std::size_t{108 + 6298676}}) {
+        expect_the_next_after(length);
+    }
+}
+
+ISOLATED_TEST(ShortMemory, ARecordThatTricklesInIsSkippedToItsLastByte) {
+    FakeDaemon daemon(plan_of({trickle_record(Bytes().fill(50, 0x7F)), send_record({9})}));
+    ASSERT_TRUE(hb_resolve_socket_path());
+    Hb_Csock connection;
+    ASSERT_EQ(0, connection.Error());
+    {
+        const FaultGuard fault(one_failing_allocation());
+        EXPECT_EQ(Hb_Failure, receive(connection).result);
+    }
+    EXPECT_EQ(Bytes({9}), receive(connection).bytes);
+}
+
+ISOLATED_TEST(ShortMemory, ADaemonThatDiesInsideTheSkippedRecordIsTheEnd) {
+    FakeDaemon daemon(plan_of({send_raw(frame(Bytes().zeros(9000)).first(8000)), hang_up()}));
+    ASSERT_TRUE(hb_resolve_socket_path());
+    Hb_Csock connection;
+    ASSERT_EQ(0, connection.Error());
+    const FaultGuard fault(one_failing_allocation());
+    EXPECT_EQ(Hb_Failure, receive(connection).result);
+    EXPECT_EQ(14, connection.Error());
+    EXPECT_EQ(Hb_True, connection.eof());
+}
+
+ISOLATED_TEST(ShortMemory, AReplyWaitGivesError12AndTheNextReplyArrives) {
+    FakeDaemon daemon(plan_of({send_record(reply(8, Bytes().fill(9000, 0x7F))), send_record(reply(14))}));
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    Hb_Packet packet;
+    {
+        const FaultGuard fault(one_failing_allocation());
+        EXPECT_EQ(Hb_Failure, hb_receive_reply(HB_ROUTE, 108, packet, nullptr));
+    }
+    EXPECT_EQ(12, hb_get_errno());
+    EXPECT_EQ(Hb_Success, hb_receive_reply(HB_ADAPTER_STATE, 108, packet, nullptr));
+}
+
+ISOLATED_TEST(ShortMemory, AnEventIsLostWithError12AndTheNextOneIsTaken) {
+    FakeDaemon daemon;
+    open_library();
+    daemon.run({send_record(reply(2, adapter_body({{4, 1}}))), send_record(reply(3, adapter_body({{8, 2}})))});
+    EventCall lost;
+    {
+        const FaultGuard fault(one_failing_allocation());
+        EXPECT_EQ(Hb_Failure, lost.take());
+    }
+    EXPECT_EQ(12, hb_get_errno());
+    EXPECT_EQ(EventCall::NO_EVENT, lost.events);
+    EXPECT_EQ(EventCall::NO_SEQUENCE, lost.sequence);
+    EXPECT_TRUE(same_bytes(untouched_group(), lost.group_bytes()));
+    EventCall next;
+    EXPECT_EQ(Hb_Success, next.take());
+    EXPECT_EQ(2, next.events);
+    EXPECT_EQ(Hb_Entity_Up, adapter_state(8));
+    EXPECT_EQ(Hb_Entity_Up, adapter_state(4)) << "the death was not applied";
+}
+
+} // namespace
+} // namespace hb_test
