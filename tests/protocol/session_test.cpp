@@ -213,7 +213,7 @@ ISOLATED_TEST(SocketPath, IsReadAgainEachTimeTheLibraryIsOpened) {
 
 ISOLATED_TEST(SocketPath, Of107BytesIsConnectedTo) {
     FakeDaemonPlan plan;
-    plan.socket_name = std::string(107 - std::strlen("/tmp/hbt.XXXXXX/"), 'n');
+    plan.socket_name = std::string(107 - (hb_test::TempDir::root() + "/hbt.XXXXXX/").size(), 'n');
     FakeDaemon daemon(plan);
     ASSERT_EQ(107U, daemon.path().size());
     open_library();
@@ -222,7 +222,7 @@ ISOLATED_TEST(SocketPath, Of107BytesIsConnectedTo) {
 
 ISOLATED_TEST(SocketPath, Of108BytesIsError15AndIsNotCut) {
     FakeDaemonPlan plan;
-    plan.socket_name = std::string(107 - std::strlen("/tmp/hbt.XXXXXX/"), 'n');
+    plan.socket_name = std::string(107 - (hb_test::TempDir::root() + "/hbt.XXXXXX/").size(), 'n');
     FakeDaemon daemon(plan);
     const Variables longer(daemon.path() + "n", std::nullopt, std::nullopt);
     EXPECT_EQ(Hb_Failure, hb_init());

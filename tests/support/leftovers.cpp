@@ -23,7 +23,7 @@ namespace {
 struct Entry {
     std::atomic<int> kind; // a Made; the slot is free while it is `nothing`
     int id;
-    char path[64];
+    char path[256];
 };
 using Book = std::array<Entry, 256>;
 

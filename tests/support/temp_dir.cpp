@@ -9,9 +9,13 @@
 
 namespace hb_test {
 
+std::string TempDir::root() {
+    const char *root = std::getenv("TMPDIR");
+    return root != nullptr && *root != '\0' ? root : "/tmp";
+}
+
 TempDir::TempDir() {
-    // Short, since a socket's path has to fit in 107 bytes.
-    std::string pattern = "/tmp/hbt.XXXXXX";
+    std::string pattern = root() + "/hbt.XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), "mkdtemp " + pattern);
     }

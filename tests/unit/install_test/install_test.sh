@@ -123,16 +123,16 @@ platform_headers_are_found() {
     "$CC" "${cflags[@]}" "${strict[@]}" -I "$prefix/include" -fsyntax-only "$WORK/platform.c"
 }
 
+# Installs for itself: the other steps use the shared prefix at the same time.
 prefix_can_be_moved() {
-    rm -rf "$WORK/moved"
-    cp -r "$prefix" "$WORK/moved"
+    rm -rf "$WORK/first" "$WORK/moved"
+    "$CMAKE" --install "$BUILD" --prefix "$WORK/first" >"$WORK/first.log" || { cat "$WORK/first.log"; exit 1; }
+    mv "$WORK/first" "$WORK/moved"
     export PKG_CONFIG_PATH=$WORK/moved/$LIBDIR/pkgconfig
     case $(pkg-config --cflags hb_client) in
     *"$WORK/moved/"*) ;;
     *) fail "hb_client.pc still points to $(pkg-config --cflags hb_client)" ;;
     esac
-    mv "$prefix" "$prefix.away"
-    trap 'mv "$prefix.away" "$prefix"' EXIT
     env -u LD_LIBRARY_PATH "$WORK/moved/bin/hbctl" --help >"$WORK/help" || fail "hbctl does not start after the move"
     grep -q watch "$WORK/help" || fail "hbctl --help does not name its verbs"
 }
