@@ -25,8 +25,8 @@
  *     the call then fails with error 16.
  *  7. Values.  Enumerated fields are plain 32-bit integers: a value that the daemon sends and this header
  *     does not name is handed on as it arrived.
- *  8. Layout.  Every record below but Hb_Client_Hb_Info has the same size and offsets in 32-bit and
- *     64-bit programs.
+ *  8. Layout.  Every record below has the same size and offsets in 32-bit and 64-bit programs, but for
+ *     Hb_Client_Hb_Info and those that hold security keys.
  *
  * ENVIRONMENT, read each time the library is opened
  *
@@ -39,11 +39,12 @@
  *
  *    1  nothing (more) to iterate over
  *    2  the time-out ended before anything arrived
- *    3  the group record does not carry what was asked for
+ *    3  the group record does not carry what was asked for; the daemon refuses the request
  *    4  an argument is out of range, or a pointer is null
  *    5  the group record is of another type
+ *    6  there is no route to the node
  *    7  the adapter or address is not in the configuration, or not in the group
- *    8  the network is not configured
+ *    8  the network is not configured; the daemon could not do what was asked
  *    9  the node is not configured (it has no adapter)
  *   10  the daemon sent something else than was expected, or a record that does not hold together
  *   11  the subscription group's type does not allow this
@@ -62,6 +63,10 @@
  *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
  *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise
  *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise
+ *   49  the route to the node is not an IP route
+ *   50, 51  the address cannot be configured: it is in use, the adapter cannot carry it
+ *   52, 55, 56  no grace: the time is out of range, the adapter is down, grace is running already
+ *   53  the payload or the request is too large
  *   59  the subscription could not be handed to the cluster-event handlers
  *   63  the cluster service did not answer (none is installed)
  *   71  an adapter's state is neither up nor down
@@ -76,6 +81,9 @@
 #include <stdint.h>
 #include <sys/time.h>
 #include <sys/types.h>
+#include <sys/uio.h>
+
+#include "qz_mss.h"
 
 /* The library takes and fills the platform's own timeval. A 32-bit program built for the wider one would pass
  * time-outs that the library reads as zero. Define HB_CLIENT_WITHOUT_TIMEVAL where none is passed. */
@@ -153,6 +161,9 @@ typedef union Hb_IP_address6 {
     } v4_in_v6;
     struct in6_addr i6_ipv6;
 } Hb_IP_address6;
+
+/* An IPv4 address in network byte order. */
+typedef struct in_addr Hb_IP_address4;
 
 /* State of a node, adapter or site, and why a node is in it. */
 typedef int32_t Hb_Entity_State;
@@ -606,6 +617,131 @@ HB_API Hb_Rc hb_unsubscribe(const char *name);
 /* Acknowledge a split or merge of sites.  They do nothing and succeed; they do not open the library. */
 HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
+
+/* ------------------------------------------------------------------------------------------------
+ * Control requests
+ *
+ * They tell the daemon something, or ask it to act on an adapter of the local node.  All open.  Errors of
+ * all: 16, 18, 21, 22 sending failed.  The daemon acts for root and its configured group alone: it answers
+ * anybody else with a refusal (error 3 or 8) where the request has an answer, and ignores the request
+ * where it has none.  In cluster-event mode the requests without an answer succeed without effect, and
+ * those with one fail with error 12.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* Report that a node or adapter may be down, or is.
+ * Errors: 4 number out of range; not configured: 9 node, 7 adapter. */
+HB_API Hb_Rc hb_node_may_be_down(short node);
+HB_API Hb_Rc hb_node_is_down(short node);
+HB_API Hb_Rc hb_adapter_may_be_down(unsigned int adapter);
+HB_API Hb_Rc hb_adapter_is_down(unsigned int adapter);
+
+/* Let an adapter of this node take part in heartbeats, or not.
+ * Errors: 4 out of range or not of this node, 7 not configured. */
+HB_API Hb_Rc hb_enable_adapter(unsigned int adapter);
+HB_API Hb_Rc hb_disable_adapter(unsigned int adapter);
+
+/* Tell that the interface of an adapter of this node was taken down, or up.
+ * Errors: 4 out of range or not of this node, 7 not configured. */
+HB_API Hb_Rc hb_ifconfig_down(unsigned int adapter);
+HB_API Hb_Rc hb_ifconfig_up(unsigned int adapter);
+
+/* The four below wait at most 55 seconds for the daemon's answer.  An event that arrives before the answer
+ * is lost and ends the call with error 10, so a program that also takes events uses a connection of its own
+ * for them.  Errors of all four: 2 no answer in time, 3 refused, 4 out of range or not of this node, 7 not
+ * configured, 8 the daemon could not do it, 10 unexpected answer, 12 waiting failed. */
+
+/* Gives an adapter of this node the IPv4 address.  Also: 50 the address is in use, 51 the adapter cannot
+ * carry it. */
+HB_API Hb_Rc hb_configure_adapter(unsigned int adapter, Hb_IP_address4 address);
+/* Takes the adapter's address away. */
+HB_API Hb_Rc hb_unconfigure_adapter(unsigned int adapter);
+/* Exchanges the addresses of the adapter and of the adapter of this node that has the address. */
+HB_API Hb_Rc hb_swap_adapters(unsigned int adapter, Hb_IP_address4 address);
+/* The daemon's view of an adapter of this node: *state becomes an Hb_Entity_State. */
+HB_API Hb_Rc hb_get_adapter_state(unsigned int adapter, int *state);
+
+/* Asks that an adapter of this node not be taken for dead for so many seconds; waits for the answer without
+ * limit.  Errors: 4 out of range or not of this node, 7 not configured, 8 the daemon could not do it, 10, 12,
+ * 52 the time is out of range, 55 the adapter is down, 56 grace is running already. */
+HB_API Hb_Rc hb_adapter_grace(unsigned int adapter, int seconds);
+
+/* Test hook: the daemon acts as one that slept so many seconds. */
+HB_API Hb_Rc hb_simulate_death(int slept_sec);
+
+/* Have the daemon discard messages that waited too long (1), or not (any other value). */
+HB_API Hb_Rc hb_discard_stale_messages(int discard_flag);
+
+/* A sign of life of this program.  The low 32 bits of seqnum travel. */
+HB_API Hb_Rc hb_client_heartbeat(unsigned long seqnum);
+
+/* Take a network interface module under manual control, or give it back.  interface names it; empty means
+ * all.  Errors: 4 ctrl is neither of the two, or interface is null. */
+enum { HB_NIM_MANCTRL_ENABLE = 1, HB_NIM_MANCTRL_DISABLED = 2 };
+HB_API Hb_Rc hb_nim_manual_start_control(int ctrl, char *interface);
+
+/* Asks the daemon to end after its configured delay. */
+HB_API Hb_Rc hb_mox_delayed_daemon_shutdown(void);
+
+/* ------------------------------------------------------------------------------------------------
+ * Routes.  All open.  Errors: 4 node out of range or a null pointer.
+ * ---------------------------------------------------------------------------------------------- */
+
+/* The hops to a node, 176 bytes; a length beside it says how many are used. */
+enum { HB_ROUTE_HOPS = 11 };
+typedef struct Hb_Route {
+    Hb_IP_address6 sr_address[HB_ROUTE_HOPS];
+} Hb_Route;
+
+/* The route to a node, asked of the daemon; waits for the answer without limit, as told at the control
+ * requests.  Errors: 6 no route, 9 node not configured, 10, 12, 16, 18, 21, 22. */
+HB_API Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
+
+/* The route to a node, read from shared memory without asking anybody.  hb_read_ip_route takes IP routes
+ * only.  Errors: 6 no route, 49 not an IP route. */
+HB_API Hb_Rc hb_read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
+HB_API Hb_Rc hb_read_ip_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
+
+/* Asks the daemon to deliver the buffers, one behind the other, to a port on n nodes.  At most 6 buffers, none
+ * of them empty, and 1 to 2049 nodes, none twice; more than two are sorted in the caller's array.  The whole
+ * request, 60 + 4 x n bytes and the payload, is at most 10000 bytes.  No answer is awaited.
+ * Errors: 4, 53 too large, 16, 18, 21, 22 sending failed. */
+HB_API Hb_Rc hb_daemon_route_mcast(const struct iovec *iov, int count, int port, int *nodes, int n);
+
+/* ------------------------------------------------------------------------------------------------
+ * Security keys
+ * ---------------------------------------------------------------------------------------------- */
+
+typedef struct Hb_Security_Status {
+    Hb_Boolean securityOn;
+    int32_t keyCount;
+    Hb_Boolean KLOM_compatible;
+    Hb_Boolean is_valid_for_signing;
+    Hb_Boolean is_valid_for_authenticating;
+    sec_key_desc key; /* zeroed: no key */
+} Hb_Security_Status;
+
+enum { HB_KEY_CACHE_SIZE = 10 };
+typedef struct Hb_Key_Cache {
+    sec_key_desc keyCache[HB_KEY_CACHE_SIZE]; /* zeroed: no key */
+    uint32_t keyCacheCount;
+} Hb_Key_Cache;
+
+/* The generation of the security information: when it differs from the one last seen, read the keys again.
+ * Opens.  Errors: 4 null pointer, 33 the key segment is not attached. */
+HB_API Hb_Rc hb_get_security_sequence(Hb_Sequence_Number *sequence);
+
+/* The security state in force, the one before, and the cached keys.  The daemon may be changing them: compare
+ * hb_get_security_sequence before and after.  All descriptors are zeroed first, so that whatever the result
+ * hb_free_security_info_keys, called once, releases the keys that were made.
+ * Opens.  Errors: 4 null pointer, 33 the key segment is not attached; none when a key cannot be unmarshalled.
+ */
+HB_API Hb_Rc hb_get_security_infomation(Hb_Security_Status *current, Hb_Security_Status *previous,
+                                        Hb_Key_Cache *cache);
+
+/* Releases the keys of the three records, any of which may be null.  The descriptors are left as they are: do
+ * not release them twice.  Does not open the library; succeeds. */
+HB_API Hb_Rc hb_free_security_info_keys(Hb_Security_Status *current, Hb_Security_Status *previous,
+                                        Hb_Key_Cache *cache);
 
 #ifdef __cplusplus
 }

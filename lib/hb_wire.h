@@ -206,6 +206,33 @@ static_assert(offsetof(Hb_Heartbeat_Body, threshold_microseconds) == 4);
 static_assert(offsetof(Hb_Heartbeat_Body, enabled) == 8);
 static_assert(offsetof(Hb_Heartbeat_Body, daemon_pid) == 12);
 
+// Payload of the requests about an adapter of the local node; those that carry no value end after `network`.
+struct Hb_Local_Adapter_Body {
+    Hb_Network_Number network;
+    int16_t padding;
+    uint32_t data;
+};
+static_assert(sizeof(Hb_Local_Adapter_Body) == 8);
+static_assert(offsetof(Hb_Local_Adapter_Body, network) == 0);
+static_assert(offsetof(Hb_Local_Adapter_Body, data) == 4);
+
+// Head of HB_DAEMON_ROUTING_REQUEST; num_nodes node numbers follow, then the payload's size and the payload.
+struct daemon_routing_hdr {
+    uint32_t port_number; // in network order in the low 16 bits
+    int32_t ttl;
+    int32_t daemon_routing_version;
+    int32_t expansion[9];
+    int32_t WISP_only_flag;
+    int32_t num_nodes;
+};
+static_assert(sizeof(daemon_routing_hdr) == 56);
+static_assert(offsetof(daemon_routing_hdr, port_number) == 0);
+static_assert(offsetof(daemon_routing_hdr, ttl) == 4);
+static_assert(offsetof(daemon_routing_hdr, daemon_routing_version) == 8);
+static_assert(offsetof(daemon_routing_hdr, expansion) == 12);
+static_assert(offsetof(daemon_routing_hdr, WISP_only_flag) == 48);
+static_assert(offsetof(daemon_routing_hdr, num_nodes) == 52);
+
 // ---- Public records that travel as they lie in memory ----
 
 static_assert(sizeof(Hb_IP_address6) == 16 && alignof(Hb_IP_address6) == 4);
@@ -278,17 +305,14 @@ static_assert(offsetof(Hb_memory_configuration_data, sequence_number) == 0);
 static_assert(offsetof(Hb_memory_configuration_data, number_of_nodes) == 4);
 static_assert(offsetof(Hb_memory_configuration_data, number_of_adapters) == 8);
 
-inline constexpr int HB_ROUTE_HOPS = 11;
-
 // Segment 2 is an array of these by node number.
 struct Hb_route_sequence {
     Hb_Sequence_Number sequence_number; // valid only when equal to segment 1's
     uint16_t length;                    // addresses used in ip_option
     uint16_t nonip;                     // non-zero: not an IP route
-    struct {
-        Hb_IP_address6 sr_address[HB_ROUTE_HOPS];
-    } ip_option;
+    Hb_Route ip_option;
 };
+static_assert(sizeof(Hb_Route) == 176);
 static_assert(sizeof(Hb_route_sequence) == 184);
 static_assert(offsetof(Hb_route_sequence, sequence_number) == 0);
 static_assert(offsetof(Hb_route_sequence, length) == 4);
@@ -296,7 +320,6 @@ static_assert(offsetof(Hb_route_sequence, nonip) == 6);
 static_assert(offsetof(Hb_route_sequence, ip_option) == 8);
 
 inline constexpr int HB_SHARED_KEY_SIZE = 256;
-inline constexpr int HB_KEY_CACHE_SIZE = 10;
 
 struct Hb_sec_buffer_desc {
     int32_t length;

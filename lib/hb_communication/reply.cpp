@@ -2,6 +2,11 @@
 
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+
+bool hb_can_await_reply() {
+    return !IsMOX && client_socket != nullptr;
+}
 
 Hb_Rc hb_wait_for_connection(const timeval *timeout) {
     if (timeout == nullptr) {

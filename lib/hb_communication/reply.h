@@ -4,6 +4,9 @@
 
 #include "lib/hb_communication/packet.h"
 
+// Whether a reply can come at all: not in MOX mode, and not without a connection.
+bool hb_can_await_reply();
+
 // Waits until the connection is readable; a null time-out waits for nothing and succeeds. Errors: 2, 12.
 Hb_Rc hb_wait_for_connection(const timeval *timeout);
 

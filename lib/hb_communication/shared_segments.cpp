@@ -7,6 +7,7 @@
 
 #include "lib/hb_communication/socket_path.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_read_once.h"
 
 int shm_id[3] = {-1, -1, -1};
 int shm_sem_id = -1;
@@ -139,7 +140,7 @@ Hb_Rc hb_init_shared_memory() {
                data_for_client) != Hb_Success) {
         return Hb_Failure;
     }
-    const uint32_t nodes = static_cast<const volatile uint32_t &>(data_for_client->number_of_nodes);
+    const uint32_t nodes = hb_read_once(data_for_client->number_of_nodes);
     if (attach(keys.HB_SHARED_MEM_KEY2, uint64_t{nodes} * sizeof(Hb_route_sequence), EMFILE, shm_id[1],
                shared_route_info) != Hb_Success) {
         return Hb_Failure;

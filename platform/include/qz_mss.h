@@ -37,6 +37,13 @@ typedef struct sec_key_desc {
  * held key bytes and is about to be given back. A null `memory` or a `length` of 0 does nothing. */
 void sec_wipe(void *memory, size_t length);
 
+/* Builds a key object from its marshalled form. Returns 0, or -1 when the form is malformed; *key is then as
+ * sec_release_typed_key leaves it. */
+int sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key);
+
+/* Wipes and frees what sec_unmarshal_typed_key built. */
+void sec_release_typed_key(sec_key_desc *key);
+
 #pragma GCC visibility pop
 
 #ifdef __cplusplus

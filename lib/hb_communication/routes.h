@@ -1,0 +1,11 @@
+// Routes to nodes; the public functions are declared in hb_client.h.
+#ifndef HB_ROUTES_H
+#define HB_ROUTES_H
+
+#include <cstdint>
+
+// The largest request that hb_daemon_route_mcast sends, and the most payload in it.
+inline constexpr uint64_t HB_ROUTING_REQUEST_MAX = 10000;
+inline constexpr int HB_ROUTING_BUFFERS_MAX = 6;
+
+#endif
