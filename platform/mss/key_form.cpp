@@ -1,0 +1,92 @@
+#include "key_form.h"
+
+#include <cstring>
+
+#include <boost/crc.hpp>
+
+#include "qz_mss.h"
+
+namespace {
+
+constexpr unsigned char magic[4] = {'Q', 'Z', 'T', 'K'};
+
+constexpr size_t version_offset = 4;
+constexpr size_t type_offset = 8;
+constexpr size_t length_offset = 12;
+constexpr size_t header_size = 16;
+constexpr size_t checksum_size = 4;
+
+static_assert(header_size + SEC_KEY_MAX_LENGTH + checksum_size == SEC_MARSHALLED_KEY_SIZE);
+
+// Little endian, whatever the machine: a form may be made on one and read on another.
+void put_32(unsigned char *out, uint32_t value) {
+    for (int i = 0; i < 4; ++i) {
+        out[i] = static_cast<unsigned char>(value >> (8 * i));
+    }
+}
+
+uint32_t get_32(const unsigned char *in) {
+    uint32_t value = 0;
+    for (int i = 0; i < 4; ++i) {
+        value |= static_cast<uint32_t>(in[i]) << (8 * i);
+    }
+    return value;
+}
+
+uint32_t checksum_of(const unsigned char *bytes, size_t length) {
+    boost::crc_32_type crc;
+    crc.process_bytes(bytes, length);
+    return crc.checksum();
+}
+
+} // namespace
+
+bool known_kind_of_key(uint32_t type, int32_t version, int32_t length) {
+    if (version != SEC_KEY_VERSION) {
+        return false;
+    }
+    switch (type) {
+    case SEC_KEY_TYPE_HMAC_SHA256:
+    case SEC_KEY_TYPE_HMAC_SHA512:
+        return length >= SEC_KEY_MIN_LENGTH && length <= SEC_KEY_MAX_LENGTH;
+    case SEC_KEY_TYPE_AES_CMAC:
+        return length == 16 || length == 24 || length == 32;
+    default:
+        return false;
+    }
+}
+
+size_t marshalled_length(size_t key_length) {
+    return header_size + key_length + checksum_size;
+}
+
+void write_key_form(const Key_Fields &key, unsigned char *out) {
+    const size_t checked = header_size + key.bytes.size();
+    std::memcpy(out, magic, sizeof magic);
+    put_32(out + version_offset, static_cast<uint32_t>(key.version));
+    put_32(out + type_offset, key.type);
+    put_32(out + length_offset, static_cast<uint32_t>(key.bytes.size()));
+    std::memcpy(out + header_size, key.bytes.data(), key.bytes.size());
+    put_32(out + checked, checksum_of(out, checked));
+}
+
+std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form) {
+    if (form.size() < header_size || std::memcmp(form.data(), magic, sizeof magic) != 0) {
+        return std::nullopt;
+    }
+    const auto version = static_cast<int32_t>(get_32(form.data() + version_offset));
+    const uint32_t type = get_32(form.data() + type_offset);
+    const auto length = static_cast<int32_t>(get_32(form.data() + length_offset));
+    if (!known_kind_of_key(type, version, length)) {
+        return std::nullopt;
+    }
+    const auto key_length = static_cast<size_t>(length);
+    if (form.size() != marshalled_length(key_length)) {
+        return std::nullopt;
+    }
+    const size_t checked = header_size + key_length;
+    if (get_32(form.data() + checked) != checksum_of(form.data(), checked)) {
+        return std::nullopt;
+    }
+    return Key_Fields{type, version, form.subspan(header_size, key_length)};
+}

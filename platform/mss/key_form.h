@@ -1,0 +1,27 @@
+// The marshalled form of a typed key, as docs/keys.md describes it: bytes and fields, no memory of its own.
+#ifndef QZ_MSS_KEY_FORM_H
+#define QZ_MSS_KEY_FORM_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+// A key whose type, version and length go together. The bytes are somebody else's.
+struct Key_Fields {
+    uint32_t type;
+    int32_t version;
+    std::span<const unsigned char> bytes;
+};
+
+bool known_kind_of_key(uint32_t type, int32_t version, int32_t length);
+
+size_t marshalled_length(size_t key_length);
+
+// Writes marshalled_length(key.bytes.size()) bytes.
+void write_key_form(const Key_Fields &key, unsigned char *out);
+
+// Nothing when the form is not exactly one well-formed key. The key's bytes lie inside the form.
+std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form);
+
+#endif
