@@ -6,16 +6,16 @@ separate_arguments(cxx_flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
 # Every public header stands alone, in both languages.
 file(GLOB public_headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/include/*.h"
      "${PROJECT_SOURCE_DIR}/platform/include/*.h")
+set(public_include -I "${PROJECT_SOURCE_DIR}/include" -I "${PROJECT_SOURCE_DIR}/platform/include")
 set(strict -Wall -Wextra -Wpedantic -Werror -fsyntax-only)
 foreach(header ${public_headers})
   get_filename_component(name "${header}" NAME)
-  get_filename_component(folder "${header}" DIRECTORY)
   add_test(NAME header.${name}.compiles_alone_as_C99 COMMAND "${CMAKE_C_COMPILER}" ${c_flags} -std=c99 ${strict}
-                                                             -I "${folder}" -x c "${header}")
+                                                             ${public_include} -x c "${header}")
   add_test(NAME header.${name}.compiles_alone_as_C++20
-           COMMAND "${CMAKE_CXX_COMPILER}" ${cxx_flags} -std=c++20 ${strict} -I "${folder}" -x c++ "${header}")
+           COMMAND "${CMAKE_CXX_COMPILER}" ${cxx_flags} -std=c++20 ${strict} ${public_include} -x c++ "${header}")
   add_test(NAME header.${name}.may_be_included_twice
-           COMMAND "${CMAKE_C_COMPILER}" ${c_flags} -std=c99 ${strict} -I "${folder}" -include "${header}" -x c
+           COMMAND "${CMAKE_C_COMPILER}" ${c_flags} -std=c99 ${strict} ${public_include} -include "${header}" -x c
                    "${header}")
 endforeach()
 
@@ -34,7 +34,8 @@ endforeach()
 
 # The C side of the header's layouts: what lib/hb_wire.h asserts in C++ holds for a C program as well.
 add_library(c_layout_test OBJECT "${infra}/c_layout_test.c")
-target_include_directories(c_layout_test PRIVATE "${PROJECT_SOURCE_DIR}/include")
+target_include_directories(c_layout_test PRIVATE "${PROJECT_SOURCE_DIR}/include"
+                                                 "${PROJECT_SOURCE_DIR}/platform/include")
 target_compile_options(c_layout_test PRIVATE -Wall -Wextra -Wpedantic -Werror)
 
 hb_add_test(
