@@ -15,12 +15,18 @@
 
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
 
 #include "daemon/log.h"
 #include "daemon/model/address.h"
 #include "daemon/model/cluster.h"
+#include "daemon/model/keyring.h"
+#include "daemon/model/node_control.h"
+#include "daemon/model/routes.h"
+#include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/instance_lock.h"
 #include "daemon/publisher/publisher.h"
+#include "daemon/publisher/route_writer.h"
 #include "daemon/publisher/shared_segments.h"
 #include "daemon/publisher/socket_file.h"
 #include "daemon/sources/command.h"
@@ -94,23 +100,50 @@ std::string make_failure_id() {
 uint32_t number_of(const Adapter_Member &member) {
     return member.number;
 }
-int number_of(Hb_Node_Number node) {
+int number_of(int node) {
     return node;
+}
+
+// "what: 1 2 3"; empty for nobody.
+template <typename Member> std::string list_of(const char *what, const std::vector<Member> &members) {
+    if (members.empty()) {
+        return {};
+    }
+    std::string list = text(what, ":");
+    for (const Member &member : std::span(members).first(std::min(members.size(), NUMBERS_LOGGED))) {
+        list += text(" ", number_of(member));
+    }
+    if (members.size() > NUMBERS_LOGGED) {
+        list += text(" and ", members.size() - NUMBERS_LOGGED, " more");
+    }
+    return list;
 }
 
 template <typename Member>
 void log_members(const char *what, const std::vector<Member> &members, const std::string &tail) {
-    if (members.empty()) {
-        return;
+    if (!members.empty()) {
+        log_info(list_of(what, members) + tail);
     }
-    std::string line = text(what, ":");
-    for (const Member &member : std::span(members).first(std::min(members.size(), NUMBERS_LOGGED))) {
-        line += text(" ", number_of(member));
+}
+
+void log_delivery(const Multicast &multicast, const Delivery &delivery, const std::string &who) {
+    std::string line = text(who, " multicast ", multicast.payload.size(), " bytes to port ", multicast.port);
+    for (const std::string &part :
+         {list_of("delivered to nodes", delivery.delivered), list_of("no route to nodes", delivery.no_route),
+          list_of("no endpoint for nodes", delivery.no_endpoint)}) {
+        line += part.empty() ? "" : "; " + part;
     }
-    if (members.size() > NUMBERS_LOGGED) {
-        line += text(" and ", members.size() - NUMBERS_LOGGED, " more");
+    log_info(line);
+    log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
+    for (const auto &[node, why] : delivery.failed) {
+        log_warning(
+            text("the multicast to port ", multicast.port, " of node ", node, " was not delivered: ", why));
     }
-    log_info(line + tail);
+}
+
+mode_t key_mode_of(const Daemon_Settings &settings) {
+    const bool group_connects = (settings.socket_mode & 0020) != 0;
+    return settings.key_mode.value_or(group_connects ? 0640 : 0600);
 }
 
 void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster) {
@@ -156,8 +189,20 @@ class Daemon::Impl {
     void execute(const Command &command);
     void report_failure(Command command);
     void reload(const std::string &path);
-    void take_settings(const Daemon_Settings &settings);
+    void take_settings(const Cluster_File &file);
     void tell(const Changes &changes);
+
+    Client_Handlers client_handlers();
+    Outcome act(const Node_Request &request);
+    Outcome shut_down_later();
+    bool raise_suspect(const Command &command);
+    void await_suspicions();
+    void confirm_suspicions();
+    void refresh_routes(const Changes &changes);
+    void deliver(const Multicast &multicast, const std::string &who);
+    void rotate_keys();
+    void await_rotation();
+    std::string state() const;
 
     // Destroyed from the last to the first. The control connections come late, so that whoever asked for the
     // stop sees them end when all is gone.
@@ -165,14 +210,22 @@ class Daemon::Impl {
     Start start_;
     Access access_;
     Cluster cluster_;
+    Node_Control node_control_;
+    Keyring keyring_;
+    Routes routes_;
+    Endpoints endpoints_;
     std::optional<Control_Server> control_;
     Socket_File control_file_;
     Instance_Lock lock_;
     Socket_File socket_file_;
     Shared_Segments segments_;
+    Route_Writer route_writer_;
     std::optional<Publisher> publisher_;
     std::optional<Timeline_Player> timeline_;
     asio::signal_set signals_;
+    asio::steady_timer suspicion_;
+    asio::steady_timer rotation_;
+    std::optional<asio::steady_timer> shutdown_;
 };
 
 namespace {
@@ -184,7 +237,12 @@ Access prepare(const Start &start) {
     if (start.socket_path == start.control_path) {
         throw Start_Failure(text("socket and control socket are both ", start.socket_path));
     }
-    Access access{find_group(start.file.daemon.group), start.file.daemon.socket_mode};
+    const Daemon_Settings &settings = start.file.daemon;
+    Access access{find_group(settings.group), settings.socket_mode, key_mode_of(settings)};
+    if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
+        log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
+                    "from them, without which a client cannot open the library");
+    }
     need_directory(start.socket_path);
     need_directory(start.control_path);
     raise_descriptor_limit();
@@ -195,10 +253,14 @@ Access prepare(const Start &start) {
 
 Daemon::Impl::Impl(Start start)
     : start_(std::move(start)), access_(prepare(start_)), cluster_(start_.file.cluster),
-      lock_(start_.socket_path + ".lock"), segments_(claim_socket()),
-      signals_(context_, SIGTERM, SIGINT, SIGHUP) {
+      node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
+      routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
+      segments_(claim_socket()), route_writer_(context_, segments_, routes_),
+      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_) {
     signal(SIGPIPE, SIG_IGN);
-    segments_.publish(cluster_.configuration_sequence(), cluster_.max_nodes(), cluster_.configured_adapters());
+    segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters());
+    segments_.publish_security(keyring_.content());
+    route_writer_.publish();
 
     clear_socket_path(start_.control_path);
     control_file_ = Socket_File(start_.control_path, {access_.group, 0660});
@@ -207,8 +269,10 @@ Daemon::Impl::Impl(Start start)
                      Control_Server::Handlers{[this](std::string_view line) { return answer(line); },
                                               [this] { stop("it was told to"); }});
     socket_file_.listen();
-    publisher_.emplace(context_, socket_file_.release(), cluster_, start_.file.daemon.client_queue_bytes);
+    publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
+                       start_.file.daemon.client_queue_bytes, client_handlers());
     wait_for_signal();
+    await_rotation();
     log_info(text("listening on ", start_.socket_path));
     if (!start_.timeline.empty()) {
         play_timeline("");
@@ -272,11 +336,7 @@ Control_Answer Daemon::Impl::answer(std::string_view line) {
     try {
         const Command command = parse_command_line(line);
         if (command.verb == Verb::state) {
-            Timeline_Status timeline;
-            if (timeline_) {
-                timeline = {timeline_->size(), timeline_->played()};
-            }
-            return {state_line(cluster_, publisher_->clients(), timeline)};
+            return {state()};
         }
         if (command.verb == Verb::stop) {
             return {ok_line(), true};
@@ -321,9 +381,33 @@ void Daemon::Impl::execute(const Command &command) {
         reload(command.config.empty() ? start_.config_path : command.config);
     } else if (command.verb == Verb::ffdc) {
         report_failure(command);
-    } else {
+    } else if (command.verb == Verb::rotate_key) {
+        rotate_keys();
+    } else if (const std::optional<Node_Request> request = node_request_of(command, cluster_)) {
+        const Outcome outcome = act(*request);
+        if (outcome.status != REQUEST_DONE) {
+            throw Refused(outcome.note);
+        }
+        log_info(outcome.note);
+        tell(outcome.changes);
+    } else if (!raise_suspect(command)) {
         tell(apply(command, cluster_));
     }
+}
+
+// That somebody who is suspected is up is news, although nothing changes by it.
+bool Daemon::Impl::raise_suspect(const Command &command) {
+    const bool cleared = (command.verb == Verb::node_up && node_control_.clear_node(command.node)) ||
+                         (command.verb == Verb::adapter_up && node_control_.clear_adapter(command.adapter));
+    if (cleared) {
+        log_info(text("a suspicion was ended by ", verb_name(command.verb)));
+        try {
+            tell(apply(command, cluster_));
+        } catch (const Refused &) {
+            // It is up, with all that belongs to it.
+        }
+    }
+    return cleared;
 }
 
 void Daemon::Impl::report_failure(Command command) {
@@ -340,19 +424,28 @@ void Daemon::Impl::reload(const std::string &path) {
     const Cluster_File file = read_cluster_file(path);
     const Changes changes = cluster_.reconfigure(file.cluster);
     log_info(text("loaded ", path));
-    take_settings(file.daemon);
+    take_settings(file);
     tell(changes);
 }
 
-void Daemon::Impl::take_settings(const Daemon_Settings &settings) {
+void Daemon::Impl::take_settings(const Cluster_File &file) {
+    const Daemon_Settings &settings = file.daemon;
     Daemon_Settings comparable = start_.file.daemon;
     comparable.client_queue_bytes = settings.client_queue_bytes;
+    comparable.shutdown_delay = settings.shutdown_delay;
     comparable.log_level = settings.log_level;
     comparable.log_file = settings.log_file;
     if (comparable != settings) {
-        log_warning("of [daemon], only client_queue_bytes and log_level can change while wispd runs; restart "
-                    "it for the rest");
+        log_warning(
+            "of [daemon], only client_queue_bytes, shutdown_delay_seconds and log_level can change while "
+            "wispd runs; restart it for the rest");
     }
+    if (file.security != start_.file.security) {
+        log_warning("[security] cannot change while wispd runs; restart it, and it makes new keys");
+    }
+    start_.file.daemon.shutdown_delay = settings.shutdown_delay;
+    node_control_.set(file.suspicion);
+    endpoints_.set(file.endpoints);
     publisher_->set_client_queue_bytes(settings.client_queue_bytes);
     set_log_level(settings.log_level);
 }
@@ -363,13 +456,122 @@ void Daemon::Impl::tell(const Changes &changes) {
         failure_id = make_failure_id();
     }
     log_changes(changes, failure_id, cluster_);
+    node_control_.heed(changes);
+    await_suspicions();
     if (changes.configuration_updated &&
-        !segments_.publish(cluster_.configuration_sequence(), cluster_.max_nodes(),
-                           cluster_.configured_adapters())) {
+        !segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters())) {
         log_error(
             text("no room for a route segment of ", cluster_.max_nodes(), " nodes: ", std::strerror(errno)));
     }
+    refresh_routes(changes);
     publisher_->announce(changes, failure_id);
+}
+
+// ---- What clients ask for ----
+
+Client_Handlers Daemon::Impl::client_handlers() {
+    Client_Handlers handlers;
+    handlers.may_act = [this](const Peer &peer) { return may_act(peer, geteuid(), access_.group); };
+    handlers.act = [this](const Node_Request &request) { return act(request); };
+    handlers.changed = [this](const Changes &changes) { tell(changes); };
+    handlers.deliver = [this](const Multicast &multicast, const std::string &who) { deliver(multicast, who); };
+    return handlers;
+}
+
+Outcome Daemon::Impl::act(const Node_Request &request) {
+    if (request.kind == HB_DELAYED_DAEMON_SHUTDOWN) {
+        return shut_down_later();
+    }
+    Outcome outcome = node_control_.act(request, std::chrono::steady_clock::now());
+    await_suspicions();
+    return outcome;
+}
+
+Outcome Daemon::Impl::shut_down_later() {
+    if (shutdown_) {
+        return {REQUEST_FAILED, 0, "wispd is about to end already", {}};
+    }
+    const std::chrono::microseconds delay = start_.file.daemon.shutdown_delay;
+    shutdown_.emplace(context_, delay);
+    shutdown_->async_wait([this](const asio::error_code &aborted) {
+        if (!aborted) {
+            stop("a client asked for it");
+        }
+    });
+    return {REQUEST_DONE, 0, text("wispd ends in ", delay.count() / 1000, " ms"), {}};
+}
+
+void Daemon::Impl::await_suspicions() {
+    suspicion_.cancel();
+    if (const std::optional<Time> due = node_control_.next_due()) {
+        suspicion_.expires_at(*due);
+        suspicion_.async_wait([this](const asio::error_code &aborted) {
+            if (!aborted) {
+                confirm_suspicions();
+            }
+        });
+    }
+}
+
+void Daemon::Impl::confirm_suspicions() {
+    const Outcome deaths = node_control_.confirm_due(std::chrono::steady_clock::now());
+    if (deaths.changes.any()) {
+        log_info(deaths.note);
+        tell(deaths.changes);
+    }
+    await_suspicions();
+}
+
+void Daemon::Impl::refresh_routes(const Changes &changes) {
+    if (!changes.changes_membership() && !changes.configuration_updated) {
+        return;
+    }
+    Routes routes = compute_routes(cluster_);
+    if (changes.configuration_updated || routes != routes_) {
+        routes_ = std::move(routes);
+        route_writer_.publish();
+    }
+}
+
+void Daemon::Impl::deliver(const Multicast &multicast, const std::string &who) {
+    log_delivery(multicast, endpoints_.deliver(multicast, routes_), who);
+}
+
+// ---- Keys ----
+
+void Daemon::Impl::rotate_keys() {
+    keyring_.rotate();
+    segments_.publish_security(keyring_.content());
+    log_info(text("a new security key is in force: generation ", keyring_.content().sequence_number, ", ",
+                  keyring_.content().current_sec_status.keyCount, " keys authenticate"));
+}
+
+void Daemon::Impl::await_rotation() {
+    if (!keyring_.is_enabled() || keyring_.settings().rotate_every.count() == 0) {
+        return;
+    }
+    rotation_.expires_after(keyring_.settings().rotate_every);
+    rotation_.async_wait([this](const asio::error_code &aborted) {
+        if (aborted) {
+            return;
+        }
+        try {
+            rotate_keys();
+        } catch (const Refused &error) {
+            log_error(text("the security key stays: ", error.what()));
+        }
+        await_rotation();
+    });
+}
+
+std::string Daemon::Impl::state() const {
+    Timeline_Status timeline;
+    if (timeline_) {
+        timeline = {timeline_->size(), timeline_->played()};
+    }
+    return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
+                       keyring_, publisher_->clients(), timeline, shutdown_.has_value(),
+                       std::chrono::steady_clock::now()});
 }
 
 Daemon::Daemon(Start start) : impl_(std::make_unique<Impl>(std::move(start))) {}

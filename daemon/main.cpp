@@ -48,6 +48,9 @@ wispd::Start read_start(const Options &options) {
     start.config_path = wispd::absolute_path(options.config);
     wispd::Daemon_Settings &settings = start.file.daemon;
     settings.log_file = wispd::absolute_path(settings.log_file);
+    for (wispd::Endpoint &endpoint : start.file.endpoints) {
+        endpoint.path = wispd::absolute_path(endpoint.path);
+    }
     std::string socket = options.socket.empty() ? settings.socket : options.socket;
     socket = wispd::absolute_path(socket.empty() ? wispd::socket_path_from_environment() : socket);
     std::string control = options.control.empty() ? settings.control : options.control;

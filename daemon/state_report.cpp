@@ -39,6 +39,12 @@ ordered_json adapters_of(const Cluster &cluster, std::size_t node) {
                             {"configured", adapter.configured},
                             {"state", state_name(adapter.up)},
                             {"incarnation", adapter.incarnation}});
+            if (adapter.disabled) {
+                list.back()["disabled"] = true;
+            }
+            if (adapter.interface_down) {
+                list.back()["interface"] = "down";
+            }
         }
     }
     return list;
@@ -71,15 +77,75 @@ ordered_json clients_of(const std::vector<Client_Status> &clients) {
                         {"uid", client.uid},
                         {"last_sequence", client.last_sequence},
                         {"queued_bytes", client.queued_bytes},
+                        {"may_act", client.may_act},
                         {"subscriptions", std::move(subscriptions)}});
+        if (client.heartbeat) {
+            list.back()["heartbeat"] = *client.heartbeat;
+        }
     }
     return list;
 }
 
+double seconds_until(Time time, Time now) {
+    return std::chrono::duration<double>(time - now).count();
+}
+
+ordered_json suspicions_of(const Suspicions &suspicions, Time now) {
+    ordered_json list = ordered_json::array();
+    for (const auto &[node, due] : suspicions.nodes()) {
+        list.push_back({{"node", node}, {"seconds_left", seconds_until(due, now)}});
+    }
+    for (const auto &[adapter, due] : suspicions.adapters()) {
+        list.push_back({{"adapter", adapter}, {"seconds_left", seconds_until(due, now)}});
+    }
+    return list;
+}
+
+ordered_json graces_of(const Suspicions &suspicions, Time now) {
+    ordered_json list = ordered_json::array();
+    for (const auto &[adapter, until] : suspicions.graces()) {
+        if (suspicions.in_grace(adapter, now)) {
+            list.push_back({{"adapter", adapter}, {"seconds_left", seconds_until(until, now)}});
+        }
+    }
+    return list;
+}
+
+ordered_json manual_control_of(const Manual_Control &control) {
+    return {{"all", control.all}, {control.all ? "except" : "interfaces", control.exceptions}};
+}
+
+ordered_json routes_of(const Routes &routes) {
+    ordered_json list = ordered_json::array();
+    for (std::size_t node = 0; node < routes.size(); ++node) {
+        if (routes[node].length == 0) {
+            continue;
+        }
+        ordered_json hops = ordered_json::array();
+        for (int hop = 0; hop < routes[node].length; ++hop) {
+            hops.push_back(address_text(routes[node].hops.sr_address[hop]));
+        }
+        list.push_back({{"node", node}, {"ip", routes[node].is_ip}, {"hops", std::move(hops)}});
+    }
+    return list;
+}
+
+ordered_json security_of(const Keyring &keyring) {
+    const Hb_security_information &content = keyring.content();
+    ordered_json security = {{"enabled", keyring.is_enabled()}, {"generation", content.sequence_number}};
+    if (keyring.is_enabled()) {
+        security["key_type"] = key_type_name(keyring.settings().key_type);
+        security["key_length"] = keyring.settings().key_length;
+        security["keys"] = content.current_sec_status.keyCount;
+        security["cached_keys"] = content.cache.keyCacheCount;
+    }
+    return security;
+}
+
 } // namespace
 
-std::string state_line(const Cluster &cluster, const std::vector<Client_Status> &clients,
-                       const Timeline_Status &timeline) {
+std::string state_line(const State_View &view) {
+    const Cluster &cluster = view.cluster;
     ordered_json state = {{"cluster", cluster.name()},
                           {"local_node", cluster.local_node()},
                           {"max_nodes", cluster.max_nodes()},
@@ -94,8 +160,17 @@ std::string state_line(const Cluster &cluster, const std::vector<Client_Status> 
     }
     state["networks"] = networks_of(cluster);
     state["nodes"] = nodes_of(cluster);
-    state["clients"] = clients_of(clients);
-    state["timeline"] = {{"events", timeline.events}, {"played", timeline.played}};
+    state["suspicions"] = suspicions_of(view.control.suspicions(), view.now);
+    state["graces"] = graces_of(view.control.suspicions(), view.now);
+    state["discard_stale_messages"] = view.control.discards_stale_messages();
+    state["manual_control"] = manual_control_of(view.control.manual_control());
+    state["route_sequence"] = view.route_sequence;
+    state["routes_current"] = view.routes_are_current;
+    state["routes"] = routes_of(view.routes);
+    state["security"] = security_of(view.keyring);
+    state["shutdown_requested"] = view.ends_soon;
+    state["clients"] = clients_of(view.clients);
+    state["timeline"] = {{"events", view.timeline.events}, {"played", view.timeline.played}};
     const ordered_json answer = {{"ok", true}, {"state", std::move(state)}};
     // A client names its subscriptions as it likes.
     return answer.dump(-1, ' ', false, ordered_json::error_handler_t::replace);

@@ -6,6 +6,9 @@
 #include <vector>
 
 #include "daemon/model/cluster.h"
+#include "daemon/model/keyring.h"
+#include "daemon/model/node_control.h"
+#include "daemon/model/routes.h"
 #include "daemon/publisher/publisher.h"
 
 namespace wispd {
@@ -15,9 +18,22 @@ struct Timeline_Status {
     std::size_t played = 0;
 };
 
+// What is shown. Of the keys it is how many there are, never they themselves.
+struct State_View {
+    const Cluster &cluster;
+    const Node_Control &control;
+    const Routes &routes;
+    Hb_Sequence_Number route_sequence; // of what is in shared memory
+    bool routes_are_current;
+    const Keyring &keyring;
+    std::vector<Client_Status> clients;
+    Timeline_Status timeline;
+    bool ends_soon;
+    Time now;
+};
+
 // {"ok":true,"state":{...}} in one line.
-std::string state_line(const Cluster &cluster, const std::vector<Client_Status> &clients,
-                       const Timeline_Status &timeline);
+std::string state_line(const State_View &view);
 
 } // namespace wispd
 

@@ -214,6 +214,21 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
             {"do", "foreign-instance"}, {"address", arguments.address}, {"instance", arguments.instance}};
     });
 
+    add_numbered(app, arguments, command, "node-may-be-down", "node",
+                 "A node is suspected; it dies unless there is a sign of life");
+    add_numbered(app, arguments, command, "adapter-may-be-down", "adapter",
+                 "An adapter is suspected; it dies unless there is a sign of life");
+    CLI::App *swap =
+        app.add_subcommand("swap-adapters", "Two adapters of the local node exchange their addresses");
+    swap->add_option("adapter", arguments.number, "Number of the one adapter")->required();
+    swap->add_option("address", arguments.address, "IPv4 address of the other one")->required();
+    swap->final_callback([&] {
+        command = {{"do", "swap-adapters"}, {"adapter", arguments.number}, {"address", arguments.address}};
+    });
+    app.add_subcommand("rotate-key", "A new security key comes into force")->final_callback([&] {
+        command = {{"do", "rotate-key"}};
+    });
+
     CLI::App *play =
         app.add_subcommand("play", "A timeline begins: the given one, or again the configured one");
     play->add_option("timeline", arguments.timeline, "The timeline file");

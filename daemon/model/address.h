@@ -13,7 +13,16 @@ namespace wispd {
 // An IPv4 or IPv6 address from its usual text; empty when it is neither.
 std::optional<Hb_IP_address6> parse_address(const std::string &text);
 
+// "none" for no address.
 std::string address_text(const Hb_IP_address6 &address);
+
+// All zero bytes are no address.
+bool is_address(const Hb_IP_address6 &address);
+
+Hb_IP_address6 mapped(Hb_IP_address4 address);
+
+// Whether an interface can have it as its own: neither a group's, nor a loopback one, nor none.
+bool fits_interface(Hb_IP_address4 address);
 
 bool same_address(const Hb_IP_address6 &a, const Hb_IP_address6 &b);
 

@@ -16,6 +16,18 @@ Hb_Incarnation next_incarnation(Hb_Incarnation incarnation) {
     return incarnation == 0 ? 1 : incarnation;
 }
 
+bool can_be_up(const Adapter &adapter) {
+    return adapter.configured && (!adapter.carries_ip || is_address(adapter.address));
+}
+
+namespace {
+
+bool is_held_down(const Adapter &adapter) {
+    return adapter.disabled || adapter.interface_down;
+}
+
+} // namespace
+
 Cluster::Cluster(const Configuration &configuration) {
     load(configuration);
     Changes unheard;
@@ -58,6 +70,7 @@ void Cluster::load(const Configuration &configuration) {
             adapter.starts_up = from.up;
             adapter.address = from.address;
             adapter.type = from.type;
+            adapter.carries_ip = from.carries_ip;
             add(number);
         }
     }
@@ -100,17 +113,37 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
 }
 
 void Cluster::check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const {
-    for (std::size_t other = 0; other < adapters_.size(); ++other) {
-        if (other != adapter && adapters_[other].configured &&
-            same_address(adapters_[other].address, address)) {
-            throw Refused(text("address ", address_text(address), " is that of adapter ", other, " already"));
+    const std::optional<std::size_t> owner = owner_of(address);
+    if (owner && *owner != adapter) {
+        throw Refused(text("address ", address_text(address), " is that of adapter ", *owner, " already"));
+    }
+}
+
+std::optional<std::size_t> Cluster::owner_of(const Hb_IP_address6 &address) const {
+    if (!is_address(address)) {
+        return std::nullopt;
+    }
+    for (std::size_t number = 0; number < adapters_.size(); ++number) {
+        if (adapters_[number].configured && same_address(adapters_[number].address, address)) {
+            return number;
         }
     }
+    return std::nullopt;
+}
+
+std::optional<std::size_t> Cluster::local_adapter(int network) const {
+    if (network < 0 || network >= adapters_per_node_) {
+        return std::nullopt;
+    }
+    const auto number = static_cast<std::size_t>(local_node_ * adapters_per_node_ + network);
+    return adapters_[number].configured ? std::optional(number) : std::nullopt;
 }
 
 void Cluster::bring_up(std::size_t adapter, Changes &changes) {
     Adapter &it = adapters_[adapter];
     it.up = true;
+    it.disabled = false;
+    it.interface_down = false;
     it.incarnation = next_incarnation(it.incarnation);
     ++nodes_[static_cast<std::size_t>(place_of(adapter).node)].up_adapters;
     changes.adapter_joins.push_back({static_cast<Hb_Adapter_Number>(adapter), it.incarnation});
@@ -134,6 +167,8 @@ void Cluster::remove(std::size_t adapter, Changes &changes) {
         take_down(adapter, REMOVED_FROM_CONFIGURATION, changes);
     }
     adapters_[adapter].configured = false;
+    adapters_[adapter].disabled = false;
+    adapters_[adapter].interface_down = false;
     --nodes_[static_cast<std::size_t>(place_of(adapter).node)].configured_adapters;
     --configured_adapters_;
 }
@@ -177,9 +212,12 @@ Changes Cluster::node_up(int node) {
     const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
     for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
          ++adapter) {
-        if (adapters_[adapter].configured && !adapters_[adapter].up) {
+        if (can_be_up(adapters_[adapter]) && !adapters_[adapter].up) {
             bring_up(adapter, changes);
         }
+    }
+    if (changes.adapter_joins.empty()) {
+        throw Refused(text("no adapter of node ", node, " can come up: those that are down have no address"));
     }
     settle_node(number, changes);
     finish(changes);
@@ -231,7 +269,9 @@ Changes Cluster::node_join(int node) {
     for (std::size_t adapter = first; adapter < end; ++adapter) {
         if (adapters_[adapter].known) {
             add(adapter);
-            bring_up(adapter, changes);
+            if (can_be_up(adapters_[adapter])) {
+                bring_up(adapter, changes);
+            }
         }
     }
     settle_node(number, changes);
@@ -264,6 +304,9 @@ Changes Cluster::adapter_up(int64_t adapter) {
     if (adapters_[number].up) {
         throw Refused(text("adapter ", adapter, " is up already"));
     }
+    if (!can_be_up(adapters_[number])) {
+        throw Refused(text("adapter ", adapter, " has no address, and is down until it has one"));
+    }
     Changes changes = begin();
     bring_up(number, changes);
     settle_node(static_cast<std::size_t>(place_of(number).node), changes);
@@ -293,6 +336,9 @@ Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address
     if (!it.known && !address) {
         throw Refused(text("adapter ", adapter, " is not described anywhere: give its address"));
     }
+    if (!is_address(address.value_or(it.address)) && (address || it.carries_ip)) {
+        throw Refused(text("adapter ", adapter, " has no address: give one other than ::"));
+    }
     const auto network = static_cast<std::size_t>(place_of(number).slot);
     if (network >= networks_.size() || networks_[network].name.empty()) {
         throw Refused(text("adapter ", adapter, " would be on network ", network, ", which is not configured"));
@@ -300,6 +346,7 @@ Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address
     check_address_free(address.value_or(it.address), number);
     it.known = true;
     it.starts_up = true;
+    it.carries_ip = it.carries_ip || address;
     it.address = address.value_or(it.address);
     it.type = type.value_or(it.type);
     const auto node = static_cast<std::size_t>(place_of(number).node);
@@ -325,6 +372,125 @@ Changes Cluster::adapter_leave(int64_t adapter) {
     remove(number, changes);
     settle_node(node, changes);
     update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::hold_down(int64_t adapter, bool Adapter::*hold) {
+    const std::size_t number = check_configured_adapter(adapter);
+    adapters_[number].*hold = true;
+    Changes changes = begin();
+    if (adapters_[number].up) {
+        take_down(number, 0, changes);
+        settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    }
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::let_up(int64_t adapter, bool Adapter::*hold) {
+    const std::size_t number = check_configured_adapter(adapter);
+    Adapter &it = adapters_[number];
+    it.*hold = false;
+    Changes changes = begin();
+    if (!it.up && can_be_up(it) && !is_held_down(it)) {
+        bring_up(number, changes);
+        settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    }
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::adapter_enable(int64_t adapter) {
+    return let_up(adapter, &Adapter::disabled);
+}
+
+Changes Cluster::adapter_disable(int64_t adapter) {
+    return hold_down(adapter, &Adapter::disabled);
+}
+
+Changes Cluster::interface_up(int64_t adapter) {
+    return let_up(adapter, &Adapter::interface_down);
+}
+
+Changes Cluster::interface_down(int64_t adapter) {
+    return hold_down(adapter, &Adapter::interface_down);
+}
+
+Changes Cluster::set_address(int64_t adapter, const Hb_IP_address6 &address) {
+    const std::size_t number = check_configured_adapter(adapter);
+    Adapter &it = adapters_[number];
+    if (!it.carries_ip || !is_address(address)) {
+        throw Refused(text("adapter ", adapter, " cannot carry the address ", address_text(address)));
+    }
+    check_address_free(address, number);
+    Changes changes = begin();
+    if (!same_address(it.address, address)) {
+        it.address = address;
+        update_configuration(changes);
+    }
+    if (!it.up && !is_held_down(it)) {
+        bring_up(number, changes);
+        settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    }
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::clear_address(int64_t adapter) {
+    const std::size_t number = check_configured_adapter(adapter);
+    Adapter &it = adapters_[number];
+    if (!is_address(it.address)) {
+        throw Refused(text("adapter ", adapter, " has no address already"));
+    }
+    Changes changes = begin();
+    if (it.up) {
+        take_down(number, 0, changes);
+        settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    }
+    it.address = {};
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::swap_addresses(int64_t adapter, int64_t other) {
+    const std::size_t one = check_configured_adapter(adapter);
+    const std::size_t two = check_configured_adapter(other);
+    for (std::size_t number : {one, two}) {
+        if (!adapters_[number].carries_ip) {
+            throw Refused(text("adapter ", number, " carries no IP, so it has no address to exchange"));
+        }
+    }
+    Changes changes = begin();
+    if (same_address(adapters_[one].address, adapters_[two].address)) {
+        return changes;
+    }
+    std::swap(adapters_[one].address, adapters_[two].address);
+    for (const auto &[number, partner] : {std::pair{one, two}, std::pair{two, one}}) {
+        Adapter &it = adapters_[number];
+        const bool had_none = !is_address(adapters_[partner].address);
+        if (it.up && !can_be_up(it)) {
+            take_down(number, 0, changes);
+        } else if (!it.up && had_none && can_be_up(it) && !is_held_down(it)) {
+            bring_up(number, changes);
+        }
+        settle_node(static_cast<std::size_t>(place_of(number).node), changes);
+    }
+    update_configuration(changes);
+    finish(changes);
+    return changes;
+}
+
+Changes Cluster::sleep_and_wake() {
+    Changes changes = begin();
+    for (int network = 0; network < adapters_per_node_; ++network) {
+        const std::optional<std::size_t> adapter = local_adapter(network);
+        if (adapter && adapters_[*adapter].up) {
+            take_down(*adapter, 0, changes);
+            bring_up(*adapter, changes);
+        }
+    }
     finish(changes);
     return changes;
 }
@@ -367,9 +533,17 @@ Changes Cluster::reconfigure(const Configuration &next) {
             ++nodes_[node].up_adapters;
         }
     }
+    for (std::size_t number = 0; number < old_adapters.size(); ++number) {
+        if (survives(number)) {
+            adapters_[number].disabled = old_adapters[number].disabled;
+            adapters_[number].interface_down = old_adapters[number].interface_down;
+        }
+    }
     for (std::size_t number = 0; number < adapters_.size(); ++number) {
         const Adapter &adapter = adapters_[number];
-        const bool newly_up = !survives(number) || !old_adapters[number].starts_up;
+        const bool has_address_again =
+            survives(number) && !can_be_up(old_adapters[number]) && !is_held_down(adapter);
+        const bool newly_up = !survives(number) || !old_adapters[number].starts_up || has_address_again;
         if (adapter.configured && !adapter.up && adapter.starts_up && newly_up) {
             bring_up(number, changes);
         }

@@ -7,6 +7,8 @@
 //  - A node is configured while one of its adapters is. It is up while one of its adapters is; the local
 //    node is always up, since the daemon runs on it.
 //  - Up and down are about liveness. Join and leave are about the configuration.
+//  - An adapter that carries IP is up only while it has an address. One that was disabled, or whose interface
+//    was taken down, stays down until that is taken back or somebody who knows says that it is up.
 #ifndef WISPD_CLUSTER_H
 #define WISPD_CLUSTER_H
 
@@ -54,6 +56,14 @@ struct Changes {
     std::optional<Heartbeat> heartbeat;
     std::optional<Foreign_Instance> foreign_instance;
     std::string failure_report; // a first-failure identifier that was reported by itself
+
+    bool any() const {
+        return changes_membership() || configuration_updated || heartbeat || foreign_instance ||
+               !failure_report.empty();
+    }
+    bool changes_membership() const {
+        return !adapter_deaths.empty() || !node_deaths.empty() || !adapter_joins.empty() || !node_joins.empty();
+    }
 };
 
 struct Network {
@@ -66,6 +76,9 @@ struct Adapter {
     bool configured = false;
     bool up = false;
     bool starts_up = true; // what its description said last
+    bool carries_ip = true;
+    bool disabled = false;
+    bool interface_down = false;
     Hb_Incarnation incarnation = 0;
     Hb_IP_address6 address{};
     std::string type;
@@ -93,6 +106,18 @@ class Cluster {
                          const std::optional<std::string> &type);
     Changes adapter_leave(int64_t adapter);
 
+    // These change nothing where it is so already.
+    Changes adapter_enable(int64_t adapter);
+    Changes adapter_disable(int64_t adapter);
+    Changes interface_up(int64_t adapter);
+    Changes interface_down(int64_t adapter);
+    // With its address an adapter comes up, unless it is held down; without it, it goes down.
+    Changes set_address(int64_t adapter, const Hb_IP_address6 &address);
+    Changes clear_address(int64_t adapter);
+    Changes swap_addresses(int64_t adapter, int64_t other);
+    // The local adapters that are up die and come back, as when the daemon slept beyond everybody's patience.
+    Changes sleep_and_wake();
+
     // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
     // is another than it was at the last configuration.
     Changes reconfigure(const Configuration &next);
@@ -117,6 +142,12 @@ class Cluster {
     const std::vector<Node> &nodes() const { return nodes_; }          // by node number
     const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
 
+    // The local node's adapter in that network; empty when it has none in the configuration.
+    std::optional<std::size_t> local_adapter(int network) const;
+    bool is_local(std::size_t adapter) const { return place_of(adapter).node == local_node_; }
+    // The configured adapter that has the address.
+    std::optional<std::size_t> owner_of(const Hb_IP_address6 &address) const;
+
     std::vector<Adapter_Member> adapters_up() const;
     std::vector<Hb_Node_Number> nodes_up() const;
 
@@ -133,6 +164,9 @@ class Cluster {
     std::size_t check_adapter(int64_t adapter) const;
     std::size_t check_configured_adapter(int64_t adapter) const;
     void check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const;
+
+    Changes hold_down(int64_t adapter, bool Adapter::*hold);
+    Changes let_up(int64_t adapter, bool Adapter::*hold);
 
     void bring_up(std::size_t adapter, Changes &changes);
     void take_down(std::size_t adapter, Hb_Incarnation flag, Changes &changes);
@@ -155,6 +189,9 @@ class Cluster {
     std::vector<Node> nodes_;
     std::vector<Adapter> adapters_;
 };
+
+// Whether liveness is all that it lacks.
+bool can_be_up(const Adapter &adapter);
 
 // The incarnation after this one: never 0, never all bits set, and never with the removal flag in it.
 Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);

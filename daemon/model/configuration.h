@@ -21,7 +21,8 @@ struct Configured_Adapter {
     Hb_Network_Number network = 0;
     Hb_IP_address6 address{};
     std::string type;
-    bool up = true; // how it starts
+    bool up = true;         // how it starts
+    bool carries_ip = true; // or the network is none that has addresses
 };
 
 struct Configured_Node {
@@ -36,6 +37,15 @@ struct Heartbeat {
     bool enabled = false;
 
     bool operator==(const Heartbeat &) const = default;
+};
+
+// Where what is sent to a port of a node is delivered, in place of the network: a UNIX datagram socket.
+struct Endpoint {
+    int node = 0;
+    uint16_t port = 0;
+    std::string path;
+
+    bool operator==(const Endpoint &) const = default;
 };
 
 struct Configuration {

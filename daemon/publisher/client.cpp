@@ -2,8 +2,6 @@
 
 #include <array>
 
-#include <sys/socket.h>
-
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
@@ -17,15 +15,6 @@ namespace {
 constexpr int COMPLAINTS_LOGGED = 8;
 constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
 
-Peer peer_of(asio::local::stream_protocol::socket &socket) {
-    ucred credentials{};
-    socklen_t size = sizeof credentials;
-    if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
-        return {};
-    }
-    return {credentials.pid, credentials.uid, credentials.gid};
-}
-
 // Input is taken in turns by one thread, so that all clients can share one buffer.
 std::array<char, 65536> &input_buffer() {
     static std::array<char, 65536> buffer;
@@ -35,7 +24,7 @@ std::array<char, 65536> &input_buffer() {
 } // namespace
 
 Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Handlers handlers)
-    : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_)),
+    : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_.native_handle())),
       title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")),
       handlers_(std::move(handlers)), queue_(queue_limit) {}
 

@@ -9,24 +9,19 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <asio/local/stream_protocol.hpp>
 
 #include "daemon/publisher/packets.h"
+#include "daemon/publisher/peer.h"
 #include "daemon/publisher/record_reader.h"
 #include "daemon/publisher/send_queue.h"
 #include "daemon/publisher/subscription.h"
 
 namespace wispd {
-
-// Who is at the other end, as the system knows it.
-struct Peer {
-    pid_t pid = 0;
-    uid_t uid = 0;
-    gid_t gid = 0;
-};
 
 class Client : public std::enable_shared_from_this<Client> {
   public:
@@ -60,6 +55,8 @@ class Client : public std::enable_shared_from_this<Client> {
     void set_queue_limit(std::size_t limit) { queue_.set_limit(limit); }
 
     std::vector<Subscription> subscriptions;
+    // The number in its last heartbeat.
+    std::optional<uint32_t> heartbeat;
     // Generation of the configuration that it was last sent; 0: none.
     Hb_Sequence_Number configuration_seen = 0;
 

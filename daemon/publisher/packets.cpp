@@ -110,6 +110,18 @@ Body encode_foreign_instance(const Foreign_Instance &foreign) {
     return share(std::move(out));
 }
 
+Body encode_route(const Node_Route &route) {
+    std::vector<char> out;
+    append(out, route.hops);
+    return share(std::move(out));
+}
+
+Body encode_adapter_state(int32_t state) {
+    std::vector<char> out;
+    append(out, state);
+    return share(std::move(out));
+}
+
 Body empty_body() {
     static const Body body = std::make_shared<const std::vector<char>>();
     return body;

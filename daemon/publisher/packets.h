@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "daemon/model/cluster.h"
+#include "daemon/model/routes.h"
 #include "lib/hb_wire.h"
 
 namespace wispd {
@@ -38,6 +39,8 @@ Body encode_adapter_members(std::span<const Adapter_Member> members);
 Body encode_node_members(std::span<const Hb_Node_Number> members, int node_slots);
 Body encode_heartbeat(const Heartbeat &settings, int32_t daemon_pid);
 Body encode_foreign_instance(const Foreign_Instance &foreign);
+Body encode_route(const Node_Route &route);
+Body encode_adapter_state(int32_t state);
 Body empty_body();
 
 } // namespace wispd

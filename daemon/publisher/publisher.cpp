@@ -12,6 +12,7 @@
 
 #include "daemon/log.h"
 #include "daemon/publisher/client.h"
+#include "daemon/publisher/node_requests.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/subscription.h"
 #include "daemon/text.h"
@@ -38,9 +39,10 @@ Packet packet_of(Hb_Client_Reply kind, const Subscription &subscription) {
 
 class Publisher::Impl {
   public:
-    Impl(asio::io_context &context, int listening, const Cluster &cluster, std::size_t client_queue_bytes)
-        : acceptor_(context, stream_protocol(), listening), pause_(context), cluster_(cluster),
-          client_queue_bytes_(client_queue_bytes) {
+    Impl(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
+         std::size_t client_queue_bytes, Client_Handlers handlers)
+        : acceptor_(context, stream_protocol(), listening), pause_(context), cluster_(cluster), routes_(routes),
+          client_queue_bytes_(client_queue_bytes), handlers_(std::move(handlers)) {
         accept();
     }
 
@@ -54,6 +56,10 @@ class Publisher::Impl {
     void act_on(Client &client, const Request &request);
     void subscribe(Client &client, const Request &request);
     void unsubscribe(Client &client, const Request &request);
+    void serve(Client &client, const Request &request, const Request_Rule &rule);
+    void act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request);
+    void answer(Client &client, const Request_Rule &rule, int32_t value, const Body &body);
+    void send_route(Client &client, const Request_Rule &rule, std::size_t node);
     void send_configuration(Client &client);
     void send_update(Client &client);
     void send_present_state(Client &client, const Subscription &subscription);
@@ -78,7 +84,9 @@ class Publisher::Impl {
     stream_protocol::acceptor acceptor_;
     asio::steady_timer pause_;
     const Cluster &cluster_;
+    const Routes &routes_;
     std::size_t client_queue_bytes_;
+    Client_Handlers handlers_;
     int next_id_ = 1;
     bool accept_failed_ = false;
     std::map<int, std::shared_ptr<Client>> clients_;
@@ -141,7 +149,9 @@ void Publisher::Impl::act_on(Client &client, const Request &request) {
     default:
         break;
     }
-    if (request.kind < HB_GET_CONFIG_INFO || request.kind > MONITOR_LAST_MESSAGE) {
+    if (const Request_Rule *rule = rule_of(request.kind)) {
+        serve(client, request, *rule);
+    } else if (request.kind < HB_GET_CONFIG_INFO || request.kind > MONITOR_LAST_MESSAGE) {
         client.complain(text("the unknown request ", request.kind));
     } else if (client.is_first_refusal(request.kind)) {
         log_warning(
@@ -194,6 +204,67 @@ void Publisher::Impl::unsubscribe(Client &client, const Request &request) {
     const auto removed =
         std::erase_if(client.subscriptions, [&](const Subscription &held) { return held.name == name; });
     log_debug(text(client.title(), removed > 0 ? " unsubscribed \"" : " has no subscription \"", name, "\""));
+}
+
+// ---- Requests about the node ----
+
+void Publisher::Impl::serve(Client &client, const Request &request, const Request_Rule &rule) {
+    if (rule.acts && !handlers_.may_act(client.peer())) {
+        if (client.is_first_refusal(rule.kind)) {
+            log_warning(text(client.title(), " was refused request ", static_cast<int>(rule.kind), " (",
+                             rule.name, "): only root and the group that is configured may act on the node"));
+        }
+        answer(client, rule, rule.when_not_permitted, empty_body());
+        return;
+    }
+    std::string fault;
+    if (rule.form == Body_Form::sequence) {
+        if (const auto sequence = read_sequence(request.body, fault)) {
+            client.heartbeat = sequence;
+        }
+    } else if (rule.form == Body_Form::multicast) {
+        if (const auto multicast = read_multicast(request.body, fault)) {
+            handlers_.deliver(*multicast, client.title());
+        }
+    } else if (const auto node_request = read_node_request(rule, request.body, fault)) {
+        act_on_node(client, rule, *node_request);
+    }
+    if (!fault.empty()) {
+        client.complain(text("request ", static_cast<int>(rule.kind), " (", rule.name, ") with ", fault,
+                             "; it is ignored"));
+        answer(client, rule, REQUEST_FAILED, empty_body());
+    }
+}
+
+void Publisher::Impl::act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request) {
+    if (rule.kind == HB_GET_ROUTE) {
+        send_route(client, rule, static_cast<std::size_t>(request.number));
+        return;
+    }
+    const Outcome outcome = handlers_.act(request);
+    const std::string line = text(client.title(), " asked: ", rule.name, ": ", outcome.note,
+                                  outcome.status == REQUEST_DONE ? "" : "; nothing is changed");
+    rule.acts ? log_info(line) : log_debug(line);
+    const bool tells_state = rule.kind == HB_GET_ADAPTER_STATE;
+    answer(client, rule, outcome.status, tells_state ? encode_adapter_state(outcome.word) : empty_body());
+    if (outcome.changes.any()) {
+        handlers_.changed(outcome.changes);
+    }
+}
+
+void Publisher::Impl::answer(Client &client, const Request_Rule &rule, int32_t value, const Body &body) {
+    if (rule.answer) {
+        Packet packet;
+        packet.kind = *rule.answer;
+        packet.value = value;
+        client.send_reply(packet, body);
+    }
+}
+
+// No route is a route of no hops.
+void Publisher::Impl::send_route(Client &client, const Request_Rule &rule, std::size_t node) {
+    const Node_Route route = node < routes_.size() ? routes_[node] : Node_Route{};
+    answer(client, rule, route.length, encode_route(route));
 }
 
 // ---- What a new subscription is told ----
@@ -390,6 +461,8 @@ std::vector<Client_Status> Publisher::Impl::clients() const {
                              static_cast<long>(client->peer().uid),
                              client->last_sequence(),
                              client->queued_bytes(),
+                             handlers_.may_act(client->peer()),
+                             client->heartbeat,
                              {}};
         for (const Subscription &held : client->subscriptions) {
             status.subscriptions.push_back({held.name, held.type, held.events});
@@ -399,9 +472,10 @@ std::vector<Client_Status> Publisher::Impl::clients() const {
     return list;
 }
 
-Publisher::Publisher(asio::io_context &context, int listening, const Cluster &cluster,
-                     std::size_t client_queue_bytes)
-    : impl_(std::make_unique<Impl>(context, listening, cluster, client_queue_bytes)) {}
+Publisher::Publisher(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
+                     std::size_t client_queue_bytes, Client_Handlers handlers)
+    : impl_(std::make_unique<Impl>(context, listening, cluster, routes, client_queue_bytes,
+                                   std::move(handlers))) {}
 
 Publisher::~Publisher() = default;
 

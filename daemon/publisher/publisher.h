@@ -3,11 +3,18 @@
 #define WISPD_PUBLISHER_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "daemon/model/cluster.h"
+#include "daemon/model/node_control.h"
+#include "daemon/model/node_request.h"
+#include "daemon/model/routes.h"
+#include "daemon/publisher/node_requests.h"
+#include "daemon/publisher/peer.h"
 
 namespace asio {
 class io_context;
@@ -21,6 +28,8 @@ struct Client_Status {
     long uid;
     uint32_t last_sequence;
     std::size_t queued_bytes;
+    bool may_act;
+    std::optional<uint32_t> heartbeat;
     struct Held {
         std::string name;
         int type;
@@ -29,10 +38,21 @@ struct Client_Status {
     std::vector<Held> subscriptions;
 };
 
+// What the daemon does for clients that the publisher itself cannot.
+struct Client_Handlers {
+    std::function<bool(const Peer &)> may_act;
+    // Changes the model. What that changed is told when the answer has gone out: a client that awaits an
+    // answer takes whatever comes first for it.
+    std::function<Outcome(const Node_Request &)> act;
+    std::function<void(const Changes &)> changed;
+    std::function<void(const Multicast &, const std::string &who)> deliver;
+};
+
 class Publisher {
   public:
-    // Takes over the listening descriptor. `cluster` must outlive the publisher.
-    Publisher(asio::io_context &context, int listening, const Cluster &cluster, std::size_t client_queue_bytes);
+    // Takes over the listening descriptor. `cluster` and `routes` must outlive the publisher.
+    Publisher(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
+              std::size_t client_queue_bytes, Client_Handlers handlers);
     Publisher(const Publisher &) = delete;
     Publisher &operator=(const Publisher &) = delete;
     ~Publisher();

@@ -38,6 +38,34 @@ mode_t alter_mode(mode_t socket_mode) {
     return 0600 | readers | (readers >> 1);
 }
 
+mode_t segment_mode(std::size_t which, const Access &access) {
+    return which == SECURITY ? access.key_mode : read_mode(access.socket_mode);
+}
+
+template <typename Word> void put_word(Word &shared, Word value) {
+    std::atomic_ref(shared).store(value, std::memory_order_relaxed);
+}
+
+void write_key(Hb_sec_buffer_desc &shared, const Hb_sec_buffer_desc &fresh) {
+    if (std::memcmp(&shared, &fresh, sizeof fresh) == 0) {
+        return;
+    }
+    put_word(shared.length, int32_t{0});
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    std::memcpy(shared.value, fresh.value, sizeof shared.value);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    put_word(shared.length, fresh.length);
+}
+
+void write_status(Hb_Shared_Security_Status &shared, const Hb_Shared_Security_Status &fresh) {
+    put_word(shared.securityOn, fresh.securityOn);
+    put_word(shared.keyCount, fresh.keyCount);
+    put_word(shared.KLOM_compatible, fresh.KLOM_compatible);
+    put_word(shared.is_valid_for_signing, fresh.is_valid_for_signing);
+    put_word(shared.is_valid_for_authenticating, fresh.is_valid_for_authenticating);
+    write_key(shared.key, fresh.key);
+}
+
 std::size_t route_size(int node_slots) {
     return static_cast<std::size_t>(node_slots) * sizeof(Hb_route_sequence);
 }
@@ -142,8 +170,6 @@ std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, int
         fail("the semaphores");
     }
     made.route_slots_ = node_slots;
-    // No keys yet, but a generation, so that the two can be told apart.
-    static_cast<Hb_security_information *>(made.segments_[SECURITY].address)->sequence_number = 1;
     return made;
 }
 
@@ -153,6 +179,13 @@ Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
 
 Shared_Segments::~Shared_Segments() {
     const int saved = errno; // create() tells by it why it gave up
+    if (segments_[SECURITY].address != nullptr) {
+        // Whoever keeps the segment attached keeps no keys with it.
+        Hb_security_information none{};
+        none.sequence_number =
+            static_cast<const Hb_security_information *>(segments_[SECURITY].address)->sequence_number + 2;
+        publish_security(none);
+    }
     if (semaphores_ >= 0) {
         semctl(semaphores_, 0, IPC_RMID);
     }
@@ -172,7 +205,7 @@ bool Shared_Segments::make_segment(std::size_t which, std::size_t size) {
     if (shmctl(segment.id, IPC_STAT, &status) != 0) {
         return false;
     }
-    status.shm_perm.mode = static_cast<unsigned short>(read_mode(access_.socket_mode));
+    status.shm_perm.mode = static_cast<unsigned short>(segment_mode(which, access_));
     if (access_.group != static_cast<gid_t>(-1)) {
         status.shm_perm.gid = access_.group;
     }
@@ -216,7 +249,7 @@ void Shared_Segments::drop_segment(std::size_t which) {
     segment = {};
 }
 
-bool Shared_Segments::publish(Hb_Sequence_Number sequence, int node_slots, int adapters) {
+bool Shared_Segments::publish(int node_slots, int adapters) {
     bool has_room = true;
     if (node_slots > route_slots_) {
         const int old_slots = route_slots_;
@@ -231,11 +264,72 @@ bool Shared_Segments::publish(Hb_Sequence_Number sequence, int node_slots, int a
         }
     }
     auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION].address);
-    // Clients read these without a lock. The generation comes last: who sees it sees the counts as well.
-    std::atomic_ref(data->number_of_nodes).store(static_cast<uint32_t>(node_slots), std::memory_order_relaxed);
-    std::atomic_ref(data->number_of_adapters).store(static_cast<uint32_t>(adapters), std::memory_order_relaxed);
-    std::atomic_ref(data->sequence_number).store(sequence, std::memory_order_release);
+    // Clients read these without a lock.
+    put_word(data->number_of_nodes, static_cast<uint32_t>(node_slots));
+    put_word(data->number_of_adapters, static_cast<uint32_t>(adapters));
     return has_room;
+}
+
+// ---- Routes ----
+
+bool Shared_Segments::step(unsigned short semaphore, int by, int flags) const {
+    sembuf operation = {semaphore, static_cast<short>(by), static_cast<short>(flags | IPC_NOWAIT)};
+    return semop(semaphores_, &operation, 1) == 0;
+}
+
+bool Shared_Segments::hold_readers() {
+    return step(HB_SEM_WRITER, 1, SEM_UNDO);
+}
+
+void Shared_Segments::let_readers_in() {
+    step(HB_SEM_WRITER, -1, SEM_UNDO);
+}
+
+Readers Shared_Segments::readers_inside() const {
+    if (step(HB_SEM_READERS, 0, 0)) {
+        return {};
+    }
+    if (errno != EAGAIN) {
+        return {-1, 0};
+    }
+    // They may all have left by now; then the next look finds nobody.
+    const int count = semctl(semaphores_, HB_SEM_READERS, GETVAL);
+    const int last = semctl(semaphores_, HB_SEM_READERS, GETPID);
+    return {count < 1 ? 1 : count, last < 0 ? 0 : last};
+}
+
+void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &routes) {
+    auto *records = static_cast<Hb_route_sequence *>(segments_[ROUTES].address);
+    for (std::size_t node = 0; node < static_cast<std::size_t>(route_slots_); ++node) {
+        Hb_route_sequence &record = records[node];
+        const Node_Route route = node < routes.size() ? routes[node] : Node_Route{};
+        put_word(record.sequence_number, Hb_Sequence_Number{0});
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        record.length = route.length;
+        record.nonip = route.is_ip ? 0 : 1;
+        record.ip_option = route.hops;
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        // Without a route the record stays invalid.
+        put_word(record.sequence_number, route.length > 0 ? sequence : 0);
+    }
+    auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION].address);
+    std::atomic_ref(data->sequence_number).store(sequence, std::memory_order_seq_cst);
+}
+
+// ---- Keys ----
+
+void Shared_Segments::publish_security(const Hb_security_information &content) {
+    auto *shared = static_cast<Hb_security_information *>(segments_[SECURITY].address);
+    put_word(shared->sequence_number, content.sequence_number - 1);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    write_status(shared->previous_sec_status, content.previous_sec_status);
+    write_status(shared->current_sec_status, content.current_sec_status);
+    for (std::size_t slot = 0; slot < HB_KEY_CACHE_SIZE; ++slot) {
+        write_key(shared->cache.keyCache[slot], content.cache.keyCache[slot]);
+    }
+    put_word(shared->cache.keyCacheCount, content.cache.keyCacheCount);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    put_word(shared->sequence_number, content.sequence_number);
 }
 
 } // namespace wispd

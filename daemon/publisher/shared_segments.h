@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "daemon/model/routes.h"
 #include "daemon/publisher/instance_lock.h"
 #include "daemon/publisher/socket_file.h"
 #include "lib/hb_wire.h"
@@ -28,6 +29,12 @@ Ipc_Keys keys_of(const std::string &socket_path);
 // Removes what the record's process made, as far as that can be proven; gives how many objects.
 int remove_left_behind(const Ipc_Record &record);
 
+// Who is inside the route segment.
+struct Readers {
+    int count = 0;      // -1: it cannot be found out, errno says why
+    pid_t last_pid = 0; // that went in or out
+};
+
 class Shared_Segments {
   public:
     // Empty when something exists under one of the keys already. Throws Start_Failure for other trouble.
@@ -37,10 +44,23 @@ class Shared_Segments {
     Shared_Segments &operator=(Shared_Segments &&) = delete;
     ~Shared_Segments();
 
-    // Publishes a configuration. The route segment is made anew when it has too few records for it; whoever
-    // attached the old one keeps that until it attaches again. False, with the old number of node slots still
-    // published, when there is no room for a larger one.
-    bool publish(Hb_Sequence_Number sequence, int node_slots, int adapters);
+    // Publishes the size of a configuration. The route segment is made anew, without routes, when it has too few
+    // records for it; whoever attached the old one keeps that until it attaches again. False, with the old
+    // number of node slots still published, when there is no room for a larger one.
+    bool publish(int node_slots, int adapters);
+
+    // Keeps readers from entering the route segment; the system undoes it when the daemon dies. False, with the
+    // reason in errno, when that cannot be.
+    bool hold_readers();
+    void let_readers_in();
+    Readers readers_inside() const;
+    // Only while readers are held and nobody is inside. Killed in the middle it leaves no route that is valid
+    // and half written.
+    void write_routes(Hb_Sequence_Number sequence, const Routes &routes);
+
+    // Readers of keys do not lock: a slot has the length 0 while its bytes change, and the generation is
+    // another one while anything does.
+    void publish_security(const Hb_security_information &content);
 
   private:
     struct Segment {
@@ -52,6 +72,7 @@ class Shared_Segments {
     bool make_segment(std::size_t which, std::size_t size);
     bool make_semaphores();
     void drop_segment(std::size_t which);
+    bool step(unsigned short semaphore, int by, int flags) const;
 
     Ipc_Keys keys_;
     Access access_;

@@ -26,6 +26,7 @@ class Descriptor {
 struct Access {
     gid_t group = static_cast<gid_t>(-1); // -1: as the daemon runs
     mode_t socket_mode = 0660;
+    mode_t key_mode = 0640; // of the segment with the security keys
 };
 
 // Throws Start_Failure when the path does not fit a socket address.

@@ -1,6 +1,7 @@
 #include "daemon/sources/cluster_file.h"
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <unordered_map>
 
@@ -17,14 +18,27 @@ constexpr std::size_t NETWORK_NAME_LONGEST = HB_NETWORK_NAME_SIZE - 1;
 constexpr std::size_t NETWORK_TYPE_LONGEST = HB_NETWORK_TYPE_SIZE - 1;
 constexpr std::size_t ADAPTER_TYPE_LONGEST = HB_ADAPTER_TYPE_SIZE - 1;
 constexpr std::size_t NAME_LONGEST = 255;
+constexpr const char *NO_ADDRESS = "none";
 constexpr std::size_t PATH_LONGEST = 4095;
+constexpr std::size_t SOCKET_PATH_LONGEST = 107;
 constexpr int64_t QUEUE_HIGHEST = 1073741824;
+constexpr double DELAY_LONGEST_SECONDS = 86400;
+constexpr int64_t GRACE_LONGEST_SECONDS = 86400;
+constexpr double ROTATION_LONGEST_SECONDS = 31536000;
 
 // Where something was defined, and as what, for the error about its second definition.
 struct Definition {
     std::string place;
     std::string what;
 };
+
+std::chrono::microseconds read_seconds(const Toml_Reader &reader, std::string_view key, double lowest,
+                                       double highest, std::chrono::microseconds otherwise) {
+    if (!reader.has(key)) {
+        return otherwise;
+    }
+    return std::chrono::microseconds(static_cast<int64_t>(reader.number(key, lowest, highest) * 1e6 + 0.5));
+}
 
 void read_heartbeat(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
     const toml::table *table = root.table("heartbeat");
@@ -140,7 +154,10 @@ class Node_Section {
                                                    network, "; a node has at most one in each"));
             }
         }
-        adapter.address = read_address(reader, node, network);
+        adapter.carries_ip = reader.string("address", NAME_LONGEST) != NO_ADDRESS;
+        if (adapter.carries_ip) {
+            adapter.address = read_address(reader, node, network);
+        }
         adapter.type = reader.string_or("type", ADAPTER_TYPE_LONGEST, "");
         adapter.up = reader.state_or("state", node_up);
         if (adapter.up && !node_up) {
@@ -153,9 +170,9 @@ class Node_Section {
     Hb_IP_address6 read_address(const Toml_Reader &reader, const Configured_Node &node, int64_t network) {
         const std::string written = reader.string("address", NAME_LONGEST);
         const std::optional<Hb_IP_address6> address = parse_address(written);
-        if (!address) {
-            throw reader.error("address",
-                               text("\"", written, "\" is no address; expected an IPv4 or IPv6 address"));
+        if (!address || !is_address(*address)) {
+            throw reader.error("address", text("\"", written, "\" is no address; expected an IPv4 or IPv6 ",
+                                               "address, or \"none\" for an adapter that carries no IP"));
         }
         const std::string what = text("node ", node.number, ", network ", network);
         const auto [first, is_new] =
@@ -204,17 +221,27 @@ Configuration read_cluster(const Toml_Reader &root, const std::string &path) {
     return cluster;
 }
 
-mode_t read_mode(const Toml_Reader &reader, mode_t otherwise) {
-    if (!reader.has("socket_mode")) {
-        return otherwise;
+std::optional<mode_t> read_mode(const Toml_Reader &reader, std::string_view key, const char *example) {
+    if (!reader.has(key)) {
+        return std::nullopt;
     }
-    const std::string written = reader.string("socket_mode", NAME_LONGEST);
+    const std::string written = reader.string(key, NAME_LONGEST);
     if (written.size() > 4 || written.find_first_not_of("01234567") != std::string::npos ||
         std::stoul(written, nullptr, 8) > 0777) {
-        throw reader.error("socket_mode",
-                           text("\"", written, "\" is no file mode; expected octal digits, such as \"0660\""));
+        throw reader.error(
+            key, text("\"", written, "\" is no file mode; expected octal digits, such as \"", example, "\""));
     }
     return static_cast<mode_t>(std::stoul(written, nullptr, 8));
+}
+
+std::optional<mode_t> read_key_mode(const Toml_Reader &reader) {
+    const std::optional<mode_t> mode = read_mode(reader, "key_mode", "0640");
+    if (mode && ((*mode & 0600) != 0600 || (*mode & ~mode_t{0644}) != 0)) {
+        throw reader.error("key_mode",
+                           "'key_mode' in [daemon] gives its owner less than reading and writing, or "
+                           "others more than reading; expected \"0600\", \"0640\" or \"0644\"");
+    }
+    return mode;
 }
 
 // What the largest snapshot of this geometry takes on the wire: a shorter queue could never hold it.
@@ -231,13 +258,16 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     if (table == nullptr) {
         return settings;
     }
-    const Toml_Reader reader(
-        *table, path, "[daemon]",
-        {"socket", "control", "group", "socket_mode", "client_queue_bytes", "log_file", "log_level"});
+    const Toml_Reader reader(*table, path, "[daemon]",
+                             {"socket", "control", "group", "socket_mode", "key_mode", "client_queue_bytes",
+                              "shutdown_delay_seconds", "log_file", "log_level"});
     settings.socket = reader.string_or("socket", PATH_LONGEST, "");
     settings.control = reader.string_or("control", PATH_LONGEST, "");
     settings.group = reader.string_or("group", NAME_LONGEST, "");
-    settings.socket_mode = read_mode(reader, settings.socket_mode);
+    settings.socket_mode = read_mode(reader, "socket_mode", "0660").value_or(settings.socket_mode);
+    settings.key_mode = read_key_mode(reader);
+    settings.shutdown_delay =
+        read_seconds(reader, "shutdown_delay_seconds", 0, DELAY_LONGEST_SECONDS, settings.shutdown_delay);
     if (reader.has("client_queue_bytes")) {
         settings.client_queue_bytes =
             static_cast<std::size_t>(reader.integer("client_queue_bytes", 0, QUEUE_HIGHEST));
@@ -258,15 +288,94 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     return settings;
 }
 
+Suspicion_Settings read_suspicion(const Toml_Reader &root, const std::string &path) {
+    Suspicion_Settings settings;
+    const toml::table *table = root.table("suspicion");
+    if (table == nullptr) {
+        return settings;
+    }
+    const Toml_Reader reader(*table, path, "[suspicion]", {"confirm_seconds", "max_grace_seconds"});
+    settings.confirm = read_seconds(reader, "confirm_seconds", 0, DELAY_LONGEST_SECONDS, settings.confirm);
+    settings.max_grace_seconds = static_cast<int32_t>(
+        reader.integer_or("max_grace_seconds", 0, GRACE_LONGEST_SECONDS, settings.max_grace_seconds));
+    return settings;
+}
+
+uint32_t read_key_type(const Toml_Reader &reader, uint32_t otherwise) {
+    if (!reader.has("key_type")) {
+        return otherwise;
+    }
+    const std::string written = reader.string("key_type", NAME_LONGEST);
+    for (uint32_t type : {SEC_KEY_TYPE_HMAC_SHA256, SEC_KEY_TYPE_HMAC_SHA512, SEC_KEY_TYPE_AES_CMAC}) {
+        if (written == key_type_name(type)) {
+            return type;
+        }
+    }
+    throw reader.error(
+        "key_type",
+        text("\"", written, "\" is no key type; expected hmac-sha256, hmac-sha512 or ", "aes-cmac"));
+}
+
+Security_Settings read_security(const Toml_Reader &root, const std::string &path) {
+    Security_Settings settings;
+    const toml::table *table = root.table("security");
+    if (table == nullptr) {
+        return settings;
+    }
+    const Toml_Reader reader(*table, path, "[security]",
+                             {"enabled", "key_type", "key_length", "rotate_seconds"});
+    settings.enabled = reader.boolean_or("enabled", true);
+    settings.key_type = read_key_type(reader, settings.key_type);
+    settings.key_length = static_cast<int32_t>(
+        reader.integer_or("key_length", SEC_KEY_MIN_LENGTH, SEC_KEY_MAX_LENGTH, settings.key_length));
+    if (settings.key_type == SEC_KEY_TYPE_AES_CMAC && settings.key_length != 16 && settings.key_length != 24 &&
+        settings.key_length != 32) {
+        throw reader.error("key_length",
+                           text("an aes-cmac key has 16, 24 or 32 bytes, not ", settings.key_length));
+    }
+    settings.rotate_every = read_seconds(reader, "rotate_seconds", 0.1, ROTATION_LONGEST_SECONDS, {});
+    return settings;
+}
+
+std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string &path,
+                                     const Configuration &cluster) {
+    std::vector<Endpoint> endpoints;
+    std::map<std::pair<int, uint16_t>, std::string> places;
+    for (const toml::table *table : root.tables("endpoint")) {
+        const Toml_Reader reader(*table, path, "[[endpoint]]", {"node", "port", "path"});
+        Endpoint endpoint;
+        endpoint.node = static_cast<int>(reader.integer("node", 0, cluster.max_nodes - 1));
+        endpoint.port = static_cast<uint16_t>(reader.integer("port", 0, UINT16_MAX));
+        endpoint.path =
+            (std::filesystem::path(path).parent_path() / reader.string("path", PATH_LONGEST)).string();
+        if (endpoint.path.size() > SOCKET_PATH_LONGEST) {
+            throw reader.error("path",
+                               text("the path has ", endpoint.path.size(), " bytes; at most ",
+                                    SOCKET_PATH_LONGEST, " fit into a socket address: ", endpoint.path));
+        }
+        const auto [first, is_new] = places.try_emplace({endpoint.node, endpoint.port}, reader.place());
+        if (!is_new) {
+            throw reader.error("port", text("port ", endpoint.port, " of node ", endpoint.node,
+                                            " is defined twice; the first is at ", first->second));
+        }
+        endpoints.push_back(std::move(endpoint));
+    }
+    return endpoints;
+}
+
 } // namespace
 
 Cluster_File parse_cluster_file(std::string_view document, const std::string &path) {
     const toml::table parsed = parse_toml(document, path);
-    const Toml_Reader root(parsed, path, "the file",
-                           {"cluster", "daemon", "heartbeat", "source", "network", "node"});
+    const Toml_Reader root(
+        parsed, path, "the file",
+        {"cluster", "daemon", "heartbeat", "suspicion", "security", "source", "network", "node", "endpoint"});
     Cluster_File file;
     file.cluster = read_cluster(root, path);
     file.daemon = read_daemon(root, path, file.cluster);
+    file.suspicion = read_suspicion(root, path);
+    file.security = read_security(root, path);
+    file.endpoints = read_endpoints(root, path, file.cluster);
     if (const toml::table *source = root.table("source")) {
         const Toml_Reader reader(*source, path, "[source]", {"timeline"});
         file.timeline = reader.string_or("timeline", PATH_LONGEST, "");

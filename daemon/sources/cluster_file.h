@@ -2,13 +2,18 @@
 #ifndef WISPD_CLUSTER_FILE_H
 #define WISPD_CLUSTER_FILE_H
 
+#include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <sys/types.h>
 
 #include "daemon/model/configuration.h"
+#include "daemon/model/keyring.h"
+#include "daemon/model/node_control.h"
 #include "daemon/sources/config_error.h"
 
 namespace wispd {
@@ -18,7 +23,9 @@ struct Daemon_Settings {
     std::string control; // empty: the socket's path + ".control"
     std::string group;   // empty: the group that the daemon runs as
     mode_t socket_mode = 0660;
+    std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
     std::size_t client_queue_bytes = 16777216;
+    std::chrono::microseconds shutdown_delay{5000000};
     std::string log_file; // empty: the system log
     std::string log_level = "info";
 
@@ -28,6 +35,9 @@ struct Daemon_Settings {
 struct Cluster_File {
     Configuration cluster;
     Daemon_Settings daemon;
+    Suspicion_Settings suspicion;
+    Security_Settings security;
+    std::vector<Endpoint> endpoints;
     std::string timeline; // empty: none
 };
 

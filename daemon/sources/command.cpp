@@ -34,6 +34,10 @@ const std::vector<Verb_Rule> &rules() {
         {"heartbeat", Verb::heartbeat, {}, {"threshold_seconds", "threshold_microseconds", "enabled"}},
         {"ffdc", Verb::ffdc, {}, {"id"}},
         {"foreign-instance", Verb::foreign_instance, {"address", "instance"}, {}},
+        {"node-may-be-down", Verb::node_may_be_down, {"node"}, {}},
+        {"adapter-may-be-down", Verb::adapter_may_be_down, {"adapter"}, {}},
+        {"swap-adapters", Verb::swap_adapters, {"adapter", "address"}, {}},
+        {"rotate-key", Verb::rotate_key, {}, {}},
         {"play", Verb::play, {}, {"timeline"}},
         {"stop", Verb::stop, {}, {}},
         {"state", Verb::state, {}, {}},
@@ -179,6 +183,33 @@ Command make_command(const std::string &verb, const Arguments &arguments) {
     return command;
 }
 
+std::optional<Node_Request> node_request_of(const Command &command, const Cluster &cluster) {
+    Node_Request request;
+    switch (command.verb) {
+    case Verb::node_may_be_down:
+        request.kind = HB_NODE_MAY_BE_DOWN;
+        request.number = command.node;
+        return request;
+    case Verb::adapter_may_be_down:
+        request.kind = HB_ADAPTER_MAY_BE_DOWN;
+        request.number = command.adapter;
+        return request;
+    case Verb::swap_adapters:
+        if (command.adapter / cluster.adapters_per_node() != cluster.local_node()) {
+            throw Refused(text("adapter ", command.adapter, " is not one of the local node"));
+        }
+        if (!IN6_IS_ADDR_V4MAPPED(&command.address->i6_ipv6)) {
+            throw Refused(text("address ", address_text(*command.address), " is not an IPv4 one"));
+        }
+        request.kind = HB_SWAP_ADAPTERS;
+        request.number = command.adapter % cluster.adapters_per_node();
+        request.address.s_addr = command.address->v4_in_v6.v4_in_v6_ipv4;
+        return request;
+    default:
+        return std::nullopt;
+    }
+}
+
 Changes apply(const Command &command, Cluster &cluster) {
     switch (command.verb) {
     case Verb::node_up:
@@ -203,6 +234,10 @@ Changes apply(const Command &command, Cluster &cluster) {
         return cluster.report_failure(command.id);
     case Verb::foreign_instance:
         return cluster.report_foreign_instance({*command.address, command.instance});
+    case Verb::node_may_be_down:
+    case Verb::adapter_may_be_down:
+    case Verb::swap_adapters:
+    case Verb::rotate_key:
     case Verb::reconfigure:
     case Verb::play:
     case Verb::stop:

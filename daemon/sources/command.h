@@ -11,6 +11,7 @@
 #include <variant>
 
 #include "daemon/model/cluster.h"
+#include "daemon/model/node_request.h"
 
 namespace wispd {
 
@@ -27,6 +28,10 @@ enum class Verb {
     heartbeat,
     ffdc,
     foreign_instance,
+    node_may_be_down,
+    adapter_may_be_down,
+    swap_adapters,
+    rotate_key,
     play,
     stop,
     state
@@ -60,8 +65,12 @@ Command make_command(const std::string &verb, const Arguments &arguments);
 
 const char *verb_name(Verb verb);
 
-// Applies a command that concerns the model alone: every verb but reconfigure, ffdc without an id, play, stop
-// and state. Throws Refused.
+// What a client would ask for to the same end; empty for the verbs that clients have no request for. Throws
+// Refused.
+std::optional<Node_Request> node_request_of(const Command &command, const Cluster &cluster);
+
+// Applies a command that concerns the cluster alone: every verb but those that are node requests, reconfigure,
+// ffdc without an id, rotate-key, play, stop and state. Throws Refused.
 Changes apply(const Command &command, Cluster &cluster);
 
 } // namespace wispd

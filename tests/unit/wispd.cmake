@@ -7,11 +7,20 @@ if(TARGET wispd_core)
     wispd/cluster_file_test.cpp
     wispd/command_test.cpp
     wispd/control_server_test.cpp
+    wispd/endpoints_test.cpp
     wispd/instance_test.cpp
+    wispd/keyring_test.cpp
+    wispd/node_control_test.cpp
+    wispd/node_requests_test.cpp
     wispd/packets_test.cpp
+    wispd/peer_test.cpp
     wispd/publisher_test.cpp
     wispd/record_reader_test.cpp
+    wispd/route_writer_test.cpp
+    wispd/routes_test.cpp
+    wispd/security_segment_test.cpp
     wispd/send_queue_test.cpp
+    wispd/state_report_test.cpp
     wispd/subscription_test.cpp
     wispd/timeline_test.cpp
     LIBS

@@ -96,7 +96,7 @@ TEST(WispdClusterFile, UnknownKeysAreRefusedByName) {
         "state");
     EXPECT_EQ(error_of("[clutser]\n"),
               "cluster.toml:1:2: unknown key 'clutser' in the file; expected one of: cluster, "
-              "daemon, heartbeat, source, network, node");
+              "daemon, heartbeat, suspicion, security, source, network, node, endpoint");
     EXPECT_THAT(error_of("[cluster]\nlocalnode = 1\nmax_nodes = 8\n"),
                 StartsWith("cluster.toml:2:1: unknown key 'localnode' in [cluster]"));
 }
@@ -169,7 +169,8 @@ TEST(WispdClusterFile, WrongTypesSayWhatWasExpected) {
               "cluster.toml:14:9: 'state' in [[node.adapter]] is \"sideways\"; expected \"up\" or \"down\"");
     EXPECT_EQ(
         error_of(HEAD + LOCAL + "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"10.1\"\n"),
-        "cluster.toml:18:11: \"10.1\" is no address; expected an IPv4 or IPv6 address");
+        "cluster.toml:18:11: \"10.1\" is no address; expected an IPv4 or IPv6 address, or \"none\" for an "
+        "adapter that carries no IP");
     EXPECT_EQ(error_of(HEAD + "node = 3\n"),
               "cluster.toml:9:1: unknown key 'node' in [[network]]; expected one of: "
               "number, name, type");
@@ -217,6 +218,85 @@ TEST(WispdClusterFile, ModeAndLevelAreChecked) {
               "cluster.toml:15:15: \"0999\" is no file mode; expected octal digits, such as \"0660\"");
     EXPECT_EQ(error_of(HEAD + LOCAL + "[daemon]\nlog_level = \"loud\"\n"),
               "cluster.toml:15:13: \"loud\" is no log level; expected debug, info, warning or error");
+}
+
+TEST(WispdClusterFile, KeyModeLetsNobodyWriteButItsOwner) {
+    EXPECT_FALSE(parse_cluster_file(HEAD + LOCAL, "cluster.toml").daemon.key_mode.has_value());
+    for (const char *mode : {"0600", "0640", "0644", "0604"}) {
+        const Cluster_File file =
+            parse_cluster_file(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n", "cluster.toml");
+        EXPECT_EQ(file.daemon.key_mode, std::stoul(mode, nullptr, 8));
+    }
+    for (const char *mode : {"0660", "0666", "0440", "0641", "0200"}) {
+        EXPECT_EQ(
+            error_of(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n"),
+            "cluster.toml:15:12: 'key_mode' in [daemon] gives its owner less than reading and writing, or "
+            "others more than reading; expected \"0600\", \"0640\" or \"0644\"");
+    }
+}
+
+TEST(WispdClusterFile, SuspicionsGraceAndShutdownHaveTimes) {
+    const Cluster_File usual = parse_cluster_file(HEAD + LOCAL, "cluster.toml");
+    EXPECT_EQ(usual.suspicion.confirm, std::chrono::seconds(1));
+    EXPECT_EQ(usual.suspicion.max_grace_seconds, 3600);
+    EXPECT_EQ(usual.daemon.shutdown_delay, std::chrono::seconds(5));
+    const Cluster_File other =
+        parse_cluster_file(HEAD + LOCAL +
+                               "[daemon]\nshutdown_delay_seconds = 0.25\n[suspicion]\nconfirm_seconds = 2.5\n"
+                               "max_grace_seconds = 10\n",
+                           "cluster.toml");
+    EXPECT_EQ(other.suspicion.confirm, std::chrono::milliseconds(2500));
+    EXPECT_EQ(other.suspicion.max_grace_seconds, 10);
+    EXPECT_EQ(other.daemon.shutdown_delay, std::chrono::milliseconds(250));
+    EXPECT_THAT(error_of(HEAD + LOCAL + "[suspicion]\nconfirm_seconds = -1\n"),
+                StartsWith("cluster.toml:15:19: 'confirm_seconds' in [suspicion] is -1; expected a number"));
+}
+
+TEST(WispdClusterFile, SecurityIsOffUntilItsTableIsThere) {
+    EXPECT_FALSE(parse_cluster_file(HEAD + LOCAL, "cluster.toml").security.enabled);
+    EXPECT_EQ(parse_cluster_file(HEAD + LOCAL + "[security]\n", "cluster.toml").security,
+              (wispd::Security_Settings{true, 1, 32, {}}));
+    EXPECT_EQ(parse_cluster_file(HEAD + LOCAL +
+                                     "[security]\nenabled = false\nkey_type = \"aes-cmac\"\n"
+                                     "key_length = 24\nrotate_seconds = 60\n",
+                                 "cluster.toml")
+                  .security,
+              (wispd::Security_Settings{false, 3, 24, std::chrono::seconds(60)}));
+    EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_type = \"rot13\"\n"),
+              "cluster.toml:15:12: \"rot13\" is no key type; expected hmac-sha256, hmac-sha512 or aes-cmac");
+    EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_type = \"aes-cmac\"\nkey_length = 17\n"),
+              "cluster.toml:16:14: an aes-cmac key has 16, 24 or 32 bytes, not 17");
+    EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_length = 237\n"),
+              "cluster.toml:15:14: 'key_length' in [security] is 237; expected an integer from 16 to 236");
+}
+
+TEST(WispdClusterFile, EndpointsAreRelativeToTheFileAndUsedOnce) {
+    const std::string endpoint = "[[endpoint]]\nnode = 3\nport = 9000\npath = \"n3.sock\"\n";
+    const Cluster_File file = parse_cluster_file(HEAD + LOCAL + endpoint, "/etc/hb/cluster.toml");
+    ASSERT_EQ(file.endpoints.size(), 1u);
+    EXPECT_EQ(file.endpoints[0], (wispd::Endpoint{3, 9000, "/etc/hb/n3.sock"}));
+    EXPECT_EQ(error_of(HEAD + LOCAL + endpoint + endpoint),
+              "cluster.toml:20:8: port 9000 of node 3 is defined twice; the first is at cluster.toml:14:1");
+    EXPECT_EQ(error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 8\n"),
+              "cluster.toml:15:8: 'node' in [[endpoint]] is 8; expected an integer from 0 to 7");
+    EXPECT_EQ(error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 3\nport = 65536\n"),
+              "cluster.toml:16:8: 'port' in [[endpoint]] is 65536; expected an integer from 0 to 65535");
+    EXPECT_THAT(error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 3\nport = 1\npath = \"/" + std::string(107, 'p') +
+                         "\"\n"),
+                StartsWith("cluster.toml:17:8: the path has 108 bytes; at most 107 fit"));
+}
+
+TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {
+    const std::string node = "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"none\"\n";
+    const Cluster_File file = parse_cluster_file(
+        HEAD + LOCAL + node + "[[node]]\nnumber = 3\n[[node.adapter]]\nnetwork = 0\naddress = \"none\"\n",
+        "cluster.toml");
+    EXPECT_TRUE(file.cluster.nodes[0].adapters[0].carries_ip);
+    EXPECT_FALSE(file.cluster.nodes[1].adapters[0].carries_ip);
+    EXPECT_FALSE(file.cluster.nodes[2].adapters[0].carries_ip);
+    EXPECT_THAT(
+        error_of(HEAD + LOCAL + "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"::\"\n"),
+        StartsWith("cluster.toml:18:11: \"::\" is no address"));
 }
 
 TEST(WispdClusterFile, FileThatCannotBeReadIsNamed) {

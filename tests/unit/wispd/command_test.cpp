@@ -37,6 +37,12 @@ TEST(WispdCommand, EveryVerbIsKnown) {
     EXPECT_EQ(parse_command_line(R"({"do":"ffdc","id":"a"})").verb, Verb::ffdc);
     EXPECT_EQ(parse_command_line(R"({"do":"foreign-instance","address":"::1","instance":2})").verb,
               Verb::foreign_instance);
+    EXPECT_EQ(parse_command_line(R"({"do":"node-may-be-down","node":3})").verb, Verb::node_may_be_down);
+    EXPECT_EQ(parse_command_line(R"({"do":"adapter-may-be-down","adapter":3})").verb,
+              Verb::adapter_may_be_down);
+    EXPECT_EQ(parse_command_line(R"({"do":"swap-adapters","adapter":3,"address":"10.1.0.1"})").verb,
+              Verb::swap_adapters);
+    EXPECT_EQ(parse_command_line(R"({"do":"rotate-key"})").verb, Verb::rotate_key);
     EXPECT_EQ(parse_command_line(R"({"do":"play"})").verb, Verb::play);
     EXPECT_EQ(parse_command_line(R"({"do":"play","timeline":"/t.toml"})").timeline, "/t.toml");
     EXPECT_EQ(parse_command_line(R"({"do":"stop"})").verb, Verb::stop);
@@ -98,6 +104,24 @@ TEST(WispdCommand, AppliesToTheCluster) {
         wispd::apply(parse_command_line(R"({"do":"foreign-instance","address":"1.2.3.4","instance":1})"),
                      cluster),
         wispd::Refused);
+}
+
+TEST(WispdCommand, WhatClientsCanAskForIsTheSameRequest) {
+    const wispd::Cluster cluster(wispd_test::three_nodes());
+    const auto request = [&](std::string_view line) {
+        return wispd::node_request_of(parse_command_line(line), cluster);
+    };
+    EXPECT_EQ(request(R"({"do":"node-may-be-down","node":3})")->kind, 203);
+    EXPECT_EQ(request(R"({"do":"node-may-be-down","node":3})")->number, 3);
+    EXPECT_EQ(request(R"({"do":"adapter-may-be-down","adapter":7})")->kind, 205);
+    EXPECT_EQ(request(R"({"do":"adapter-may-be-down","adapter":7})")->number, 7);
+    const auto swap = request(R"({"do":"swap-adapters","adapter":3,"address":"10.1.0.1"})");
+    EXPECT_EQ(swap->kind, 218);
+    EXPECT_EQ(swap->number, 1);
+    EXPECT_EQ(wispd::address_text(wispd::mapped(swap->address)), "10.1.0.1");
+    EXPECT_THROW(request(R"({"do":"swap-adapters","adapter":4,"address":"10.1.0.1"})"), wispd::Refused);
+    EXPECT_THROW(request(R"({"do":"swap-adapters","adapter":3,"address":"fd00::1"})"), wispd::Refused);
+    EXPECT_FALSE(request(R"({"do":"node-down","node":3})").has_value());
 }
 
 TEST(WispdCommand, HeartbeatKeepsWhatIsNotGiven) {

@@ -21,6 +21,7 @@
 #include "daemon/start_failure.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
+#include "tests/unit/wispd/segments_fixture.h"
 
 namespace {
 
@@ -149,48 +150,7 @@ TEST_F(WispdInstance, LockThatIsALinkIsRefused) {
 
 // ---- Segments and semaphores ----
 
-class WispdSegments : public WispdInstance {
-  protected:
-    WispdSegments() : file_(path_, {}) {
-        // Another inode is taken as the daemon takes one, when this one's keys happen to be in use.
-        while (in_use()) {
-            held_.push_back(std::move(file_));
-            held_.back().set_aside(path_ + std::to_string(held_.size()));
-            file_ = Socket_File(path_, {});
-        }
-        keys_ = wispd::keys_of(path_);
-    }
-
-    bool in_use() {
-        for (int project : {'g', 'h', 'p'}) {
-            if (shmget(ftok(path_.c_str(), project), 0, 0) >= 0) {
-                return true;
-            }
-        }
-        return semget(ftok(path_.c_str(), 'i'), 0, 0) >= 0;
-    }
-
-    int segment(int project) { return shmget(ftok(path_.c_str(), project), 0, 0); }
-
-    static shmid_ds status_of(int id) {
-        shmid_ds status{};
-        EXPECT_EQ(shmctl(id, IPC_STAT, &status), 0);
-        return status;
-    }
-
-    std::vector<char> content(int project) {
-        const int id = segment(project);
-        void *address = shmat(id, nullptr, SHM_RDONLY);
-        const auto *bytes = static_cast<const char *>(address);
-        std::vector<char> copy(bytes, bytes + status_of(id).shm_segsz);
-        shmdt(address);
-        return copy;
-    }
-
-    std::vector<Socket_File> held_;
-    Socket_File file_;
-    Ipc_Keys keys_;
-};
+using wispd_test::WispdSegments;
 
 TEST_F(WispdSegments, HaveTheKeysAndSizesThatClientsExpect) {
     auto segments = Shared_Segments::create(keys_, 8, {});
@@ -205,7 +165,9 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
     {
         auto segments = Shared_Segments::create(keys_, 8, {getgid(), 0660});
         ASSERT_TRUE(segments.has_value());
+        EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0640);
         EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640);
+        EXPECT_EQ(status_of(segment('p')).shm_perm.gid, getgid());
         semid_ds status{};
         ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
         EXPECT_EQ(status.sem_perm.mode & 0777, 0660);
@@ -215,39 +177,39 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
         auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0666});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0644);
+        EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640); // keys are another matter
         semid_ds status{};
         ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
         EXPECT_EQ(status.sem_perm.mode & 0777, 0666);
     }
     {
-        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0600});
+        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0600, 0600});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('h')).shm_perm.mode & 0777, 0600);
+        EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0600);
     }
 }
 
-TEST_F(WispdSegments, PublishTheConfiguration) {
+TEST_F(WispdSegments, PublishTheSizeOfTheConfiguration) {
     auto segments = Shared_Segments::create(keys_, 8, {});
     ASSERT_TRUE(segments.has_value());
     EXPECT_EQ(content('g'), hex("00000000 00000000 00000000"));
-    EXPECT_TRUE(segments->publish(3, 8, 6));
-    EXPECT_EQ(content('g'), hex("03000000 08000000 06000000"));
+    EXPECT_TRUE(segments->publish(8, 6));
+    EXPECT_EQ(content('g'), hex("00000000 08000000 06000000"));
     EXPECT_EQ(content('h'), std::vector<char>(1472));
-    std::vector<char> security(3168);
-    security[0] = 1;
-    EXPECT_EQ(content('p'), security);
+    EXPECT_EQ(content('p'), std::vector<char>(3168));
 }
 
 TEST_F(WispdSegments, RouteSegmentGrowsWithTheCluster) {
     auto segments = Shared_Segments::create(keys_, 8, {});
     ASSERT_TRUE(segments.has_value());
     const int before = segment('h');
-    EXPECT_TRUE(segments->publish(2, 5, 6));
+    EXPECT_TRUE(segments->publish(5, 6));
     EXPECT_EQ(segment('h'), before);
-    EXPECT_TRUE(segments->publish(3, 9, 6));
+    EXPECT_TRUE(segments->publish(9, 6));
     EXPECT_NE(segment('h'), before);
     EXPECT_EQ(status_of(segment('h')).shm_segsz, 9u * 184u);
-    EXPECT_EQ(content('g'), hex("03000000 09000000 06000000"));
+    EXPECT_EQ(content('g'), hex("00000000 09000000 06000000"));
 }
 
 TEST_F(WispdSegments, OldRouteSegmentStaysWithWhoAttachedIt) {
@@ -255,7 +217,7 @@ TEST_F(WispdSegments, OldRouteSegmentStaysWithWhoAttachedIt) {
     ASSERT_TRUE(segments.has_value());
     auto *attached = static_cast<const char *>(shmat(segment('h'), nullptr, SHM_RDONLY));
     ASSERT_NE(attached, reinterpret_cast<const char *>(-1));
-    EXPECT_TRUE(segments->publish(3, 9, 6));
+    EXPECT_TRUE(segments->publish(9, 6));
     EXPECT_EQ(attached[1471], 0);
     shmdt(attached);
 }

@@ -164,7 +164,16 @@ class WispdPublisher : public testing::Test {
     explicit WispdPublisher(const Configuration &configuration = three_nodes())
         : cluster_(configuration), file_(directory_.file("s"), {}) {
         file_.listen();
-        publisher_.emplace(context_, file_.release(), cluster_, QUEUE);
+        wispd::Client_Handlers handlers;
+        handlers.may_act = [this](const wispd::Peer &) { return trusted_; };
+        handlers.act = [this](const wispd::Node_Request &request) {
+            return control_.act(request, std::chrono::steady_clock::now());
+        };
+        handlers.changed = [this](const wispd::Changes &changes) { tell(changes); };
+        handlers.deliver = [this](const wispd::Multicast &multicast, const std::string &) {
+            multicasts_.push_back(multicast);
+        };
+        publisher_.emplace(context_, file_.release(), cluster_, routes_, QUEUE, std::move(handlers));
     }
 
     Peer connect() { return Peer(context_, file_.path()); }
@@ -173,6 +182,10 @@ class WispdPublisher : public testing::Test {
     hb_test::TempDir directory_;
     asio::io_context context_;
     Cluster cluster_;
+    wispd::Node_Control control_{cluster_, {}};
+    wispd::Routes routes_ = compute_routes(cluster_);
+    bool trusted_ = true;
+    std::vector<wispd::Multicast> multicasts_;
     wispd::Socket_File file_;
     std::optional<wispd::Publisher> publisher_;
 };
@@ -437,12 +450,156 @@ TEST_F(WispdPublisher, OddRequestsAreIgnoredAndTheConnectionStays) {
     peer.send(request(209, zeros(100)));
     peer.send(request(210, {}));
     peer.send(request(206, zeros(98351)));
-    peer.send(request(225, hex("65 74 68 30")));
+    peer.send(request(202, {}));
+    peer.send(request(224, {}));
+    peer.send(request(207, zeros(3)));
+    peer.send(request(217, {}));
+    peer.send(request(221, zeros(59)));
+    peer.send(request(222, zeros(5)));
+    peer.send(request(225, zeros(36)));
     peer.send(request(200, {}));
     peer.send(request(228, {}));
     peer.send(request(-1, {}));
     EXPECT_TRUE(peer.until_answer().empty());
     EXPECT_EQ(publisher_->clients().at(0).subscriptions.size(), 0u);
+}
+
+// ---- Requests about the node ----
+
+// What stands in an answer besides its body: everything but kind and status is zero.
+Record answer(int kind, int status, const std::vector<char> &body = {}) {
+    return join(little(kind), zeros(52), little(status), zeros(48), body);
+}
+
+TEST_F(WispdPublisher, AdapterConfigurationIsAnsweredBeforeItsEvents) {
+    Peer peer = connect();
+    peer.send(subscription(3, 3, "adapters"));
+    peer.until_answer();
+    peer.send(request(215, hex("0100")));
+    EXPECT_EQ(peer.next(), answer(10, 0));
+    EXPECT_EQ(kind_of(peer.next()), 2);
+    EXPECT_EQ(kind_of(peer.next()), 9);
+    peer.send(request(214, hex("0100 0000 0a02000a")));
+    EXPECT_EQ(peer.next(), answer(10, 0));
+    const Record update = peer.next();
+    EXPECT_EQ(kind_of(update), 9);
+    EXPECT_EQ(Record(update.begin() + 108 + 20 + 64, update.begin() + 108 + 20 + 64 + 16),
+              hex("00000000 00000000 0000ffff 0a02000a"));
+    EXPECT_EQ(kind_of(peer.next()), 3);
+    peer.send(request(218, hex("0000 0000 0a02000a")));
+    EXPECT_EQ(peer.next(), answer(10, 0));
+    EXPECT_EQ(kind_of(peer.next()), 9);
+}
+
+TEST_F(WispdPublisher, EveryRefusalHasItsStatus) {
+    Peer peer = connect();
+    const auto ask = [&](int kind, const std::vector<char> &body) {
+        peer.send(request(kind, body));
+        return peer.next();
+    };
+    EXPECT_EQ(ask(214, hex("0200 0000 0a020009")), answer(10, 4)); // no such adapter
+    EXPECT_EQ(ask(214, hex("0000 0000 0a010003")), answer(10, 5)); // node 3's
+    EXPECT_EQ(ask(214, hex("0000 0000 e0000001")), answer(10, 6)); // a group's
+    EXPECT_EQ(ask(215, hex("ffff")), answer(10, 4));
+    EXPECT_EQ(ask(218, hex("0000 0000 0a010003")), answer(10, 4)); // not a local one
+    EXPECT_EQ(ask(216, hex("0000 0000 ffffffff")), answer(11, 7));
+    EXPECT_EQ(ask(216, hex("0000 0000 05000000")), answer(11, 0));
+    EXPECT_EQ(ask(216, hex("0000 0000 05000000")), answer(11, 9));
+    cluster_.adapter_down(3);
+    EXPECT_EQ(ask(216, hex("0100 0000 05000000")), answer(11, 8));
+    for (int kind : {214, 215, 218}) {
+        EXPECT_EQ(ask(kind, hex("00")), answer(10, 1)) << kind;
+    }
+    EXPECT_EQ(ask(216, hex("0000")), answer(11, 1));
+    EXPECT_EQ(ask(223, {}), answer(14, 1));
+}
+
+TEST_F(WispdPublisher, AdapterStateIsInTheAnswer) {
+    Peer peer = connect();
+    peer.send(request(223, hex("0000")));
+    EXPECT_EQ(peer.next(), answer(14, 0, hex("01000000")));
+    cluster_.adapter_down(2);
+    peer.send(request(223, hex("0000")));
+    EXPECT_EQ(peer.next(), answer(14, 0, hex("02000000")));
+    peer.send(request(223, hex("0500")));
+    EXPECT_EQ(peer.next(), answer(14, 4, hex("00000000")));
+}
+
+TEST_F(WispdPublisher, RouteIsAnsweredWithItsHops) {
+    Peer peer = connect();
+    peer.send(request(211, zeros(3)));
+    EXPECT_EQ(peer.next(), answer(8, 2,
+                                  join(hex("00000000 00000000 0000ffff 0a010001"),
+                                       hex("00000000 00000000 0000ffff 0a010003"), zeros(144))));
+    for (std::size_t nobody : {0u, 7u, 8u, 98351u}) {
+        peer.send(request(211, zeros(nobody)));
+        EXPECT_EQ(peer.next(), answer(8, 0, zeros(176))) << nobody;
+    }
+}
+
+TEST_F(WispdPublisher, ReportedDeathsAreToldToEverySubscriber) {
+    Peer reporter = connect();
+    Peer other = connect();
+    other.send(subscription(1, 3, "nodes"));
+    other.until_answer();
+    reporter.send(request(204, zeros(3)));
+    reporter.until_answer();
+    EXPECT_EQ(kind_of(other.next()), 5);
+}
+
+TEST_F(WispdPublisher, LastHeartbeatOfEachClientIsKept) {
+    Peer peer = connect();
+    Peer silent = connect();
+    peer.send(request(222, hex("01000000")));
+    peer.send(request(222, hex("ffffffff")));
+    peer.send(request(222, hex("01")));
+    peer.until_answer();
+    silent.until_answer();
+    EXPECT_EQ(publisher_->clients().at(0).heartbeat, 4294967295u);
+    EXPECT_FALSE(publisher_->clients().at(1).heartbeat.has_value());
+}
+
+TEST_F(WispdPublisher, MulticastIsHandedOn) {
+    Peer peer = connect();
+    peer.send(request(221, join(hex("23280000 14000000 01000000"), zeros(40), hex("01000000 03000000 02000000"),
+                                hex("6869"))));
+    peer.until_answer();
+    ASSERT_EQ(multicasts_.size(), 1u);
+    EXPECT_EQ(multicasts_[0].port, 9000);
+    EXPECT_EQ(multicasts_[0].payload, hex("6869"));
+}
+
+TEST_F(WispdPublisher, WhoMayNotActIsRefusedAndMayStillAsk) {
+    trusted_ = false;
+    Peer peer = connect();
+    peer.send(subscription(3, 3, "adapters"));
+    for (int kind : {214, 218}) {
+        peer.send(request(kind, hex("0000 0000 0a02000a")));
+        EXPECT_EQ(peer.next(), answer(10, 3)) << kind;
+    }
+    peer.send(request(215, hex("0000")));
+    EXPECT_EQ(peer.next(), answer(10, 3));
+    peer.send(request(216, hex("0000 0000 05000000")));
+    EXPECT_EQ(peer.next(), answer(11, 1));
+    for (int kind : {203, 204, 205, 206, 207, 208, 212, 213, 217, 219, 220, 221, 225, 226, 227}) {
+        peer.send(request(kind, hex("0000")));
+    }
+    peer.send(request(204, zeros(3)));
+    peer.send(request(208, hex("0000")));
+    peer.send(request(219, {}));
+    EXPECT_TRUE(peer.until_answer().empty());
+    EXPECT_EQ(cluster_.adapters_up().size(), 6u);
+    EXPECT_FALSE(control_.discards_stale_messages());
+    EXPECT_FALSE(control_.next_due().has_value());
+    EXPECT_TRUE(multicasts_.empty());
+    EXPECT_FALSE(publisher_->clients().at(0).may_act);
+    peer.send(request(211, zeros(3)));
+    EXPECT_EQ(kind_of(peer.next()), 8);
+    peer.send(request(223, hex("0000")));
+    EXPECT_EQ(peer.next(), answer(14, 0, hex("01000000")));
+    peer.send(request(222, hex("01000000")));
+    peer.until_answer();
+    EXPECT_EQ(publisher_->clients().at(0).heartbeat, 1u);
 }
 
 TEST_F(WispdPublisher, UnsoundRecordsEndTheConnection) {

@@ -1,0 +1,43 @@
+// Delivers multicasts. The nodes of a cluster that is only described have no network to send on; what takes
+// their place for a test is a UNIX datagram socket for each node and port.
+#ifndef WISPD_ENDPOINTS_H
+#define WISPD_ENDPOINTS_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "daemon/model/configuration.h"
+#include "daemon/model/routes.h"
+#include "daemon/publisher/node_requests.h"
+#include "daemon/publisher/socket_file.h"
+
+namespace wispd {
+
+// What became of a multicast, node by node.
+struct Delivery {
+    std::vector<int> delivered;
+    std::vector<int> no_route;
+    std::vector<int> no_endpoint;
+    std::vector<std::pair<int, std::string>> failed; // with the reason
+};
+
+class Endpoints {
+  public:
+    // Throws Start_Failure.
+    explicit Endpoints(const std::vector<Endpoint> &endpoints);
+
+    void set(const std::vector<Endpoint> &endpoints);
+    // One datagram for each node that there is a route to. Waits for nobody.
+    Delivery deliver(const Multicast &multicast, const Routes &routes) const;
+
+  private:
+    Descriptor socket_;
+    std::map<std::pair<int, uint16_t>, std::string> paths_;
+};
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,187 @@
+#include "daemon/publisher/node_requests.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <arpa/inet.h>
+
+#include "daemon/text.h"
+
+namespace wispd {
+
+namespace {
+
+constexpr std::size_t INTERFACE_NAME_LONGEST = HB_ADAPTER_TYPE_SIZE - 1;
+constexpr std::size_t MULTICAST_NODES_MOST = HB_NODE_SLOTS;
+constexpr std::size_t MULTICAST_PAYLOAD_LONGEST = 10000;
+constexpr int32_t MULTICAST_VERSION = 1;
+
+constexpr Request_Rule RULES[] = {
+    {HB_NODE_MAY_BE_DOWN, "node may be down", true, Body_Form::number_as_length, {}, REQUEST_FAILED},
+    {HB_NODE_IS_DOWN, "node is down", true, Body_Form::number_as_length, {}, REQUEST_FAILED},
+    {HB_ADAPTER_MAY_BE_DOWN, "adapter may be down", true, Body_Form::number_as_length, {}, REQUEST_FAILED},
+    {HB_ADAPTER_IS_DOWN, "adapter is down", true, Body_Form::number_as_length, {}, REQUEST_FAILED},
+    {HB_ENABLE_ADAPTER, "enable adapter", true, Body_Form::network, {}, REQUEST_FAILED},
+    {HB_DISABLE_ADAPTER, "disable adapter", true, Body_Form::network, {}, REQUEST_FAILED},
+    {HB_GET_ROUTE, "get route", false, Body_Form::number_as_length, HB_ROUTE, REQUEST_FAILED},
+    {HB_IFCONFIG_DOWN, "interface down", true, Body_Form::network, {}, REQUEST_FAILED},
+    {HB_IFCONFIG_UP, "interface up", true, Body_Form::network, {}, REQUEST_FAILED},
+    {HB_CONFIGURE_ADAPTER, "configure adapter", true, Body_Form::network_and_address, HB_CONFIG_ADAPTER,
+     REQUEST_NOT_PERMITTED},
+    {HB_UNCONFIGURE_ADAPTER, "unconfigure adapter", true, Body_Form::network, HB_CONFIG_ADAPTER,
+     REQUEST_NOT_PERMITTED},
+    {HB_ADAPTER_GRACE_REQ, "adapter grace", true, Body_Form::network_and_seconds, HB_ADAPTER_GRACE,
+     REQUEST_FAILED},
+    {HB_SIMULATE_DEATH, "simulate death", true, Body_Form::seconds, {}, REQUEST_FAILED},
+    {HB_SWAP_ADAPTERS, "swap adapters", true, Body_Form::network_and_address, HB_CONFIG_ADAPTER,
+     REQUEST_NOT_PERMITTED},
+    {HB_DISCARD_STALE_MESSAGES, "discard stale messages", true, Body_Form::nothing, {}, REQUEST_FAILED},
+    {HB_DONT_DISCARD_STALE_MESSAGES, "keep stale messages", true, Body_Form::nothing, {}, REQUEST_FAILED},
+    {HB_DAEMON_ROUTING_REQUEST, "multicast", true, Body_Form::multicast, {}, REQUEST_FAILED},
+    {HB_CLIENT_HEARTBEAT, "client heartbeat", false, Body_Form::sequence, {}, REQUEST_FAILED},
+    {HB_GET_ADAPTER_STATE, "get adapter state", false, Body_Form::network, HB_ADAPTER_STATE, REQUEST_FAILED},
+    {HB_ENABLE_MANUAL_CONTROL_NIMS, "take manual control", true, Body_Form::name, {}, REQUEST_FAILED},
+    {HB_DISABLE_MANUAL_CONTROL_NIMS, "give back manual control", true, Body_Form::name, {}, REQUEST_FAILED},
+    {HB_DELAYED_DAEMON_SHUTDOWN, "delayed shutdown", true, Body_Form::nothing, {}, REQUEST_FAILED},
+};
+
+template <typename Value> Value value_at(std::span<const char> body, std::size_t offset) {
+    Value value;
+    std::memcpy(&value, body.data() + offset, sizeof value);
+    return value;
+}
+
+bool has_size(std::span<const char> body, std::size_t size, std::string &fault) {
+    if (body.size() != size) {
+        fault = text("a body of ", body.size(), " bytes; expected ", size);
+    }
+    return body.size() == size;
+}
+
+bool read_name(std::span<const char> body, std::string &name, std::string &fault) {
+    if (body.size() > INTERFACE_NAME_LONGEST) {
+        fault =
+            text("an interface's name of ", body.size(), " bytes; expected at most ", INTERFACE_NAME_LONGEST);
+        return false;
+    }
+    name.assign(body.begin(), body.end());
+    if (!std::all_of(name.begin(), name.end(), [](char c) { return c > 0x20 && c < 0x7F; })) {
+        fault = "an interface's name with bytes that are no letters, digits or signs";
+        return false;
+    }
+    return true;
+}
+
+// Numbers, addresses and texts each come in one form; this is the one place where all are told apart.
+bool read_fields(Body_Form form, std::span<const char> body, Node_Request &request, std::string &fault) {
+    switch (form) {
+    case Body_Form::number_as_length:
+        request.number = static_cast<int64_t>(body.size());
+        return true;
+    case Body_Form::network:
+        if (!has_size(body, sizeof(Hb_Network_Number), fault)) {
+            return false;
+        }
+        request.number = value_at<Hb_Network_Number>(body, 0);
+        return true;
+    case Body_Form::network_and_address:
+    case Body_Form::network_and_seconds:
+        if (!has_size(body, sizeof(Hb_Local_Adapter_Body), fault)) {
+            return false;
+        }
+        request.number = value_at<Hb_Network_Number>(body, offsetof(Hb_Local_Adapter_Body, network));
+        if (form == Body_Form::network_and_address) {
+            request.address.s_addr = value_at<uint32_t>(body, offsetof(Hb_Local_Adapter_Body, data));
+        } else {
+            request.seconds = value_at<int32_t>(body, offsetof(Hb_Local_Adapter_Body, data));
+        }
+        return true;
+    case Body_Form::seconds:
+        if (!has_size(body, sizeof(int32_t), fault)) {
+            return false;
+        }
+        request.seconds = value_at<int32_t>(body, 0);
+        return true;
+    case Body_Form::name:
+        return read_name(body, request.interface, fault);
+    case Body_Form::nothing:
+        return has_size(body, 0, fault);
+    case Body_Form::sequence:
+    case Body_Form::multicast:
+        break;
+    }
+    fault = "a body that is not about the node";
+    return false;
+}
+
+} // namespace
+
+const Request_Rule *rule_of(int32_t kind) {
+    for (const Request_Rule &rule : RULES) {
+        if (rule.kind == kind) {
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+std::optional<Node_Request> read_node_request(const Request_Rule &rule, std::span<const char> body,
+                                              std::string &fault) {
+    Node_Request request;
+    request.kind = rule.kind;
+    if (!read_fields(rule.form, body, request, fault)) {
+        return std::nullopt;
+    }
+    return request;
+}
+
+std::optional<uint32_t> read_sequence(std::span<const char> body, std::string &fault) {
+    if (!has_size(body, sizeof(uint32_t), fault)) {
+        return std::nullopt;
+    }
+    return value_at<uint32_t>(body, 0);
+}
+
+std::optional<Multicast> read_multicast(std::span<const char> body, std::string &fault) {
+    if (body.size() < sizeof(daemon_routing_hdr)) {
+        fault = text("a multicast of ", body.size(), " bytes; its head alone has ", sizeof(daemon_routing_hdr));
+        return std::nullopt;
+    }
+    const auto head = value_at<daemon_routing_hdr>(body, 0);
+    if (head.daemon_routing_version != MULTICAST_VERSION) {
+        fault = text("a multicast of version ", head.daemon_routing_version, "; expected ", MULTICAST_VERSION);
+        return std::nullopt;
+    }
+    if (head.port_number > UINT16_MAX) {
+        fault = text("a multicast to port ", head.port_number, ", which is none");
+        return std::nullopt;
+    }
+    const auto count = static_cast<std::size_t>(static_cast<uint32_t>(head.num_nodes));
+    if (count < 1 || count > MULTICAST_NODES_MOST) {
+        fault = text("a multicast to ", head.num_nodes, " nodes; expected 1 to ", MULTICAST_NODES_MOST);
+        return std::nullopt;
+    }
+    const std::size_t size_at = sizeof head + 4 * count;
+    if (body.size() < size_at + 4) {
+        fault = text("a multicast of ", body.size(), " bytes, which do not hold its ", count, " nodes");
+        return std::nullopt;
+    }
+    const auto size = static_cast<std::size_t>(value_at<uint32_t>(body, size_at));
+    if (size > MULTICAST_PAYLOAD_LONGEST || body.size() != size_at + 4 + size) {
+        fault = text("a multicast that says it carries ", size, " bytes and carries ",
+                     body.size() - size_at - 4, "; expected the same, and at most ", MULTICAST_PAYLOAD_LONGEST);
+        return std::nullopt;
+    }
+    Multicast multicast;
+    multicast.port = ntohs(static_cast<uint16_t>(head.port_number));
+    multicast.ttl = head.ttl;
+    multicast.daemons_only = head.WISP_only_flag != 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        multicast.nodes.push_back(value_at<int32_t>(body, sizeof head + 4 * i));
+    }
+    const std::span<const char> payload = body.subspan(size_at + 4);
+    multicast.payload.assign(payload.begin(), payload.end());
+    return multicast;
+}
+
+} // namespace wispd

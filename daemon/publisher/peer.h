@@ -1,0 +1,27 @@
+// Who is at the other end of a connection, as the system knows it, and what that one may do.
+#ifndef WISPD_PEER_H
+#define WISPD_PEER_H
+
+#include <vector>
+
+#include <sys/types.h>
+
+namespace wispd {
+
+struct Peer {
+    pid_t pid = 0;
+    uid_t uid = static_cast<uid_t>(-1); // -1: the system did not tell
+    gid_t gid = static_cast<gid_t>(-1);
+    std::vector<gid_t> groups; // the supplementary ones
+};
+
+// The process that connected, as it was when it did.
+Peer peer_of(int socket);
+
+// Whether it may act on the node: root, who runs the daemon as `own`, and members of the group; a `group` of
+// -1 has none.
+bool may_act(const Peer &peer, uid_t own, gid_t group);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,55 @@
+#include "daemon/publisher/peer.h"
+
+#include <algorithm>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/unique_fd.h"
+
+namespace {
+
+using wispd::may_act;
+using wispd::Peer;
+
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
+
+TEST(WispdPeer, IsWhoConnected) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const hb_test::UniqueFd one(ends[0]);
+    const hb_test::UniqueFd other(ends[1]);
+    Peer peer = wispd::peer_of(one.get());
+    EXPECT_EQ(peer.pid, getpid());
+    EXPECT_EQ(peer.uid, geteuid());
+    EXPECT_EQ(peer.gid, getegid());
+    std::vector<gid_t> groups(static_cast<std::size_t>(getgroups(0, nullptr)));
+    getgroups(static_cast<int>(groups.size()), groups.data());
+    std::sort(groups.begin(), groups.end());
+    std::sort(peer.groups.begin(), peer.groups.end());
+    EXPECT_EQ(peer.groups, groups);
+}
+
+TEST(WispdPeer, WhoIsUnknownMayDoNothing) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const hb_test::UniqueFd one(ends[0]);
+    const hb_test::UniqueFd other(ends[1]);
+    EXPECT_FALSE(may_act(wispd::peer_of(one.get()), static_cast<uid_t>(-1), NO_GROUP));
+}
+
+TEST(WispdPeer, RootAndTheDaemonsOwnUserMayAct) {
+    EXPECT_TRUE(may_act({1, 0, 0, {}}, 500, NO_GROUP));
+    EXPECT_TRUE(may_act({1, 500, 500, {}}, 500, NO_GROUP));
+    EXPECT_FALSE(may_act({1, 501, 500, {500}}, 500, NO_GROUP));
+}
+
+TEST(WispdPeer, MembersOfTheConfiguredGroupMayAct) {
+    EXPECT_TRUE(may_act({1, 501, 77, {}}, 500, 77));
+    EXPECT_TRUE(may_act({1, 501, 501, {4, 77, 9}}, 500, 77));
+    EXPECT_FALSE(may_act({1, 501, 501, {4, 9}}, 500, 77));
+}
+
+} // namespace

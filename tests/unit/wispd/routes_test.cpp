@@ -1,0 +1,125 @@
+#include "daemon/model/routes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "daemon/model/address.h"
+#include "tests/unit/wispd/bytes_by_hand.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using wispd::Cluster;
+using wispd::Configuration;
+using wispd::Node_Route;
+using wispd::Routes;
+using wispd_test::adapter;
+using wispd_test::three_nodes;
+
+std::vector<std::string> hops(const Node_Route &route) {
+    std::vector<std::string> list;
+    for (int hop = 0; hop < route.length; ++hop) {
+        list.push_back(wispd::address_text(route.hops.sr_address[hop]));
+    }
+    return list;
+}
+
+wispd::Configured_Adapter without_ip(int network) {
+    return {static_cast<Hb_Network_Number>(network), {}, "rs232", true, false};
+}
+
+TEST(WispdRoutes, DirectOnesGoOverTheLowestNetworkThatIsUp) {
+    Cluster cluster(three_nodes());
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.1.0.1", "10.1.0.3"));
+    cluster.adapter_down(6);
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.2.0.1", "10.2.0.3"));
+    cluster.adapter_up(6);
+    cluster.adapter_down(2);
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.2.0.1", "10.2.0.3"));
+}
+
+TEST(WispdRoutes, ThirdNodeHelpsWhereNoNetworkIsInCommon) {
+    Cluster cluster(three_nodes());
+    cluster.adapter_down(3); // the local node is on network 0 only
+    cluster.adapter_down(6); // node 3 is on network 1 only
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.1.0.1", "10.1.0.2", "10.2.0.2", "10.2.0.3"));
+    cluster.adapter_down(5);
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), IsEmpty());
+}
+
+TEST(WispdRoutes, LocalNodesRouteIsItsFirstAdapterThatIsUp) {
+    Cluster cluster(three_nodes());
+    EXPECT_THAT(hops(compute_routes(cluster)[1]), ElementsAre("10.1.0.1"));
+    cluster.adapter_down(2);
+    EXPECT_THAT(hops(compute_routes(cluster)[1]), ElementsAre("10.2.0.1"));
+    cluster.adapter_down(3);
+    EXPECT_THAT(hops(compute_routes(cluster)[1]), IsEmpty());
+}
+
+TEST(WispdRoutes, NobodyIsReachedWhoIsDownOrNotConfigured) {
+    Cluster cluster(three_nodes());
+    cluster.node_down(3);
+    const Routes routes = compute_routes(cluster);
+    EXPECT_EQ(routes.size(), 8u);
+    for (std::size_t node : {0u, 3u, 4u, 7u}) {
+        EXPECT_EQ(routes[node], Node_Route{}) << node;
+    }
+}
+
+// Node n is on networks n - 1 and n.
+Configuration chain(int nodes) {
+    Configuration configuration;
+    configuration.local_node = 0;
+    configuration.max_nodes = nodes;
+    configuration.adapters_per_node = nodes;
+    for (int network = 0; network < nodes; ++network) {
+        configuration.networks.push_back(
+            {static_cast<Hb_Network_Number>(network), "n" + std::to_string(network), "ether"});
+    }
+    for (int node = 0; node < nodes; ++node) {
+        const std::string before = "10." + std::to_string(node) + ".0.1";
+        const std::string behind = "10." + std::to_string(node) + ".0.2";
+        configuration.nodes.push_back({static_cast<Hb_Node_Number>(node), "n" + std::to_string(node), {}});
+        if (node > 0) {
+            configuration.nodes.back().adapters.push_back(adapter(node - 1, before.c_str()));
+        }
+        configuration.nodes.back().adapters.push_back(adapter(node, behind.c_str()));
+    }
+    return configuration;
+}
+
+TEST(WispdRoutes, AreAsLongAsElevenAddressesAllow) {
+    const Routes routes = compute_routes(Cluster(chain(8)));
+    EXPECT_THAT(hops(routes[5]), ElementsAre("10.0.0.2", "10.1.0.1", "10.1.0.2", "10.2.0.1", "10.2.0.2",
+                                             "10.3.0.1", "10.3.0.2", "10.4.0.1", "10.4.0.2", "10.5.0.1"));
+    EXPECT_THAT(hops(routes[6]), IsEmpty());
+}
+
+TEST(WispdRoutes, WithoutAddressesAreNoIpRoutes) {
+    Configuration serial = three_nodes();
+    serial.nodes[0].adapters[1] = without_ip(1);
+    serial.nodes[2].adapters[1] = without_ip(1);
+    Cluster cluster(serial);
+    EXPECT_TRUE(compute_routes(cluster)[3].is_ip);
+    cluster.adapter_down(6);
+    const Node_Route route = compute_routes(cluster)[3];
+    EXPECT_FALSE(route.is_ip);
+    EXPECT_THAT(hops(route), ElementsAre("none", "none"));
+}
+
+TEST(WispdRoutes, LongerWayOverIpGoesBeforeAShorterOneThatIsNot) {
+    Configuration mixed = three_nodes();
+    mixed.adapters_per_node = 3;
+    mixed.networks.push_back({2, "tty", "rs232"});
+    mixed.nodes = {{1, "alpha", {adapter(0, "10.1.0.1"), without_ip(2)}},
+                   {2, "beta", {adapter(0, "10.1.0.2"), adapter(1, "10.2.0.2")}},
+                   {3, "gamma", {adapter(1, "10.2.0.3"), without_ip(2)}}};
+    Cluster cluster(mixed);
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.1.0.1", "10.1.0.2", "10.2.0.2", "10.2.0.3"));
+    EXPECT_TRUE(compute_routes(cluster)[3].is_ip);
+    cluster.node_down(2);
+    EXPECT_FALSE(compute_routes(cluster)[3].is_ip);
+}
+
+} // namespace

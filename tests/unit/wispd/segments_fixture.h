@@ -1,0 +1,71 @@
+// A socket whose keys nobody uses yet, and what stands under them in the system.
+#ifndef WISPD_SEGMENTS_FIXTURE_H
+#define WISPD_SEGMENTS_FIXTURE_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include <gtest/gtest.h>
+
+#include "daemon/publisher/shared_segments.h"
+#include "daemon/publisher/socket_file.h"
+#include "tests/support/temp_dir.h"
+
+namespace wispd_test {
+
+class WispdSegments : public testing::Test {
+  protected:
+    WispdSegments() : file_(path_, {}) {
+        // Another inode is taken as the daemon takes one, when this one's keys happen to be in use.
+        while (in_use()) {
+            held_.push_back(std::move(file_));
+            held_.back().set_aside(path_ + std::to_string(held_.size()));
+            file_ = wispd::Socket_File(path_, {});
+        }
+        keys_ = wispd::keys_of(path_);
+    }
+
+    bool in_use() {
+        for (int project : {'g', 'h', 'p'}) {
+            if (shmget(ftok(path_.c_str(), project), 0, 0) >= 0) {
+                return true;
+            }
+        }
+        return semget(ftok(path_.c_str(), 'i'), 0, 0) >= 0;
+    }
+
+    int semaphores() { return semget(ftok(path_.c_str(), 'i'), 2, 0); }
+    int semaphore(int number) { return semctl(semaphores(), number, GETVAL); }
+
+    int segment(int project) { return shmget(ftok(path_.c_str(), project), 0, 0); }
+
+    static shmid_ds status_of(int id) {
+        shmid_ds status{};
+        EXPECT_EQ(shmctl(id, IPC_STAT, &status), 0);
+        return status;
+    }
+
+    std::vector<char> content(int project) {
+        const int id = segment(project);
+        void *address = shmat(id, nullptr, SHM_RDONLY);
+        const auto *bytes = static_cast<const char *>(address);
+        std::vector<char> copy(bytes, bytes + status_of(id).shm_segsz);
+        shmdt(address);
+        return copy;
+    }
+
+    hb_test::TempDir directory_;
+    std::string path_ = directory_.file("s");
+    std::vector<wispd::Socket_File> held_;
+    wispd::Socket_File file_;
+    wispd::Ipc_Keys keys_;
+};
+
+} // namespace wispd_test
+
+#endif
