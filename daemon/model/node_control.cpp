@@ -143,7 +143,7 @@ Outcome Node_Control::confirm_due(Time now) {
     std::sort(deaths.changes.adapter_deaths.begin(), deaths.changes.adapter_deaths.end(),
               [](const Adapter_Member &a, const Adapter_Member &b) { return a.number < b.number; });
     std::sort(deaths.changes.node_deaths.begin(), deaths.changes.node_deaths.end());
-    deaths.note = text(confirmed, " suspicions are confirmed");
+    deaths.note = text(confirmed, confirmed == 1 ? " suspicion is" : " suspicions are", " confirmed");
     return deaths;
 }
 
