@@ -118,8 +118,8 @@ wait_for_end() {
 }
 
 platform_headers_are_found() {
-    printf '#include <hb_client.h>\n#include <hb_client/qz_mox.h>\n#include <hb_client/qz_tr.h>\n#include %s\nint main(void) { return 0; }\n' \
-        '<hb_client/qz_ffdc.h>' >"$WORK/platform.c"
+    printf '#include <hb_client.h>\n#include <qz_mox.h>\n#include <qz_tr.h>\n#include %s\nint main(void) { return 0; }\n' \
+        '<qz_ffdc.h>' >"$WORK/platform.c"
     "$CC" "${cflags[@]}" "${strict[@]}" -I "$prefix/include" -fsyntax-only "$WORK/platform.c"
 }
 

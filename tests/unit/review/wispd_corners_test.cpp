@@ -244,7 +244,7 @@ TEST(WispdSemaphores, AreTwoAndZeroWhenTheyAreMade) {
     EXPECT_EQ(semctl(id, 0, GETVAL), 0);
     EXPECT_EQ(semctl(id, 1, GETVAL), 0);
     EXPECT_EQ(semctl(id, 2, GETVAL), -1) << "there is no third";
-    segments->publish(1, 8, 6);
+    ASSERT_TRUE(segments->publish(8, 6));
     EXPECT_EQ(semctl(id, 0, GETVAL), 0);
     EXPECT_EQ(semctl(id, 1, GETVAL), 0) << "a reader may enter";
 }
