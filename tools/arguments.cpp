@@ -1,11 +1,13 @@
 #include "tools/arguments.h"
 
+#include "tools/control_arguments.h"
 #include "tools/event_names.h"
 #include "tools/number_list.h"
+#include "tools/validators.h"
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
+#include <map>
 #include <sstream>
 
 namespace hbctl {
@@ -27,17 +29,11 @@ struct Raw {
     bool sites = false;
     bool different_instance = false;
     std::string events;
+    ControlWords control;
 };
 
 constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
 constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
-constexpr std::size_t longest_name = HB_NAME_SIZE - 1;
-constexpr double longest_timeout = 1e9;
-
-CLI::Validator number_list_up_to(std::uint32_t highest) {
-    return CLI::Validator([highest](std::string &text) { return parse_number_list(text, highest).complaint; },
-                          "");
-}
 
 // The first word that is no event's name, as a complaint; sums up the mask.
 std::string read_events(const std::string &words, int &mask) {
@@ -59,53 +55,6 @@ CLI::Validator event_list() {
         [](std::string &text) {
             int mask = 0;
             return read_events(text, mask);
-        },
-        "");
-}
-
-CLI::Validator subscription_name() {
-    return CLI::Validator(
-        [](std::string &text) {
-            if (text.empty() || text.size() > longest_name) {
-                return "a name has 1 to " + std::to_string(longest_name) + " bytes";
-            }
-            return std::string();
-        },
-        "");
-}
-
-CLI::Validator not_empty(const std::string &what) {
-    return CLI::Validator(
-        [what](std::string &text) { return text.empty() ? what + " is empty" : std::string(); }, "");
-}
-
-// Nothing when the text is more or less than one number.
-template <typename Number> std::optional<Number> parse_whole(const std::string &text) {
-    Number number{};
-    const char *const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc{} || stop != end) {
-        return std::nullopt;
-    }
-    return number;
-}
-
-CLI::Validator positive_seconds() {
-    return CLI::Validator(
-        [](std::string &text) {
-            const auto seconds = parse_whole<double>(text);
-            const bool sound = seconds && *seconds > 0 && *seconds <= longest_timeout;
-            return sound ? std::string() : "'" + text + "' is no number of seconds above 0";
-        },
-        "");
-}
-
-CLI::Validator positive_count() {
-    return CLI::Validator(
-        [](std::string &text) {
-            const auto count = parse_whole<std::uint64_t>(text);
-            const bool sound = count && *count > 0;
-            return sound ? std::string() : "'" + text + "' is no number above 0";
         },
         "");
 }
@@ -150,8 +99,8 @@ void add_subscribe(CLI::App &verb, Raw &raw) {
 
 struct Grammar {
     CLI::App app{
-        "Shows what the cluster heartbeat daemon knows: nodes, networks, adapters and sites, and what\n"
-        "happens to them.",
+        "Shows what the cluster heartbeat daemon knows: nodes, networks, adapters and sites, what happens\n"
+        "to them, routes and keys; and tells it what it is to do.",
         "hbctl"};
     Raw raw;
 
@@ -177,29 +126,26 @@ Grammar::Grammar() {
         app.add_subcommand("subscribe", "Like watch, for the members and events that are named");
     add_subscribe(*subscribe, raw);
     add_limits(*subscribe, raw);
+    add_control_verbs(app, raw.control);
     app.footer("Exit status: 0 success, 1 the request failed, 2 misuse.\n"
                "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME tell where the daemon's socket is;\n"
                "--socket overrules all three.");
 }
 
-Verb verb_of(const CLI::App &app) {
-    const std::string name = app.get_subcommands().front()->get_name();
-    if (name == "nodes") {
-        return Verb::nodes;
-    }
-    if (name == "networks") {
-        return Verb::networks;
-    }
-    if (name == "adapters") {
-        return Verb::adapters;
-    }
-    if (name == "sites") {
-        return Verb::sites;
-    }
-    if (name == "watch") {
-        return Verb::watch;
-    }
-    return name == "subscribe" ? Verb::subscribe : Verb::status;
+Verb verb_of(const std::string &name) {
+    static const std::map<std::string, Verb> verbs{{"status", Verb::status},
+                                                   {"nodes", Verb::nodes},
+                                                   {"networks", Verb::networks},
+                                                   {"adapters", Verb::adapters},
+                                                   {"sites", Verb::sites},
+                                                   {"watch", Verb::watch},
+                                                   {"subscribe", Verb::subscribe},
+                                                   {"route", Verb::route},
+                                                   {"keys", Verb::keys},
+                                                   {"multicast", Verb::multicast},
+                                                   {"adapter-state", Verb::adapter_state}};
+    const auto found = verbs.find(name);
+    return found != verbs.end() ? found->second : Verb::control;
 }
 
 void select(const Raw &raw, SubscriptionRequest &request) {
@@ -251,7 +197,8 @@ SubscriptionRequest subscription_of(const Raw &raw) {
 Arguments arguments_of(const Grammar &grammar) {
     const Raw &raw = grammar.raw;
     Arguments arguments;
-    arguments.verb = verb_of(grammar.app);
+    const std::string verb = grammar.app.get_subcommands().front()->get_name();
+    arguments.verb = verb_of(verb);
     arguments.json = raw.json;
     if (!raw.socket.empty()) {
         arguments.socket = raw.socket;
@@ -259,6 +206,7 @@ Arguments arguments_of(const Grammar &grammar) {
     if (arguments.verb == Verb::subscribe) {
         arguments.subscription = subscription_of(raw);
     }
+    take_control_words(verb, raw.control, arguments);
     if (raw.count > 0) {
         arguments.limits.count = raw.count;
     }

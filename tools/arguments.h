@@ -1,16 +1,43 @@
 // The command line.
 #pragma once
 
+#include "tools/control_request.h"
 #include "tools/subscription.h"
 
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace hbctl {
 
-enum class Verb { status, nodes, networks, adapters, sites, watch, subscribe };
+enum class Verb {
+    status,
+    nodes,
+    networks,
+    adapters,
+    sites,
+    watch,
+    subscribe,
+    route,
+    keys,
+    adapter_state,
+    multicast,
+    control
+};
+
+struct RouteQuery {
+    int node = 0;
+    bool shared = false;  // from shared memory instead of the daemon
+    bool ip_only = false; // from shared memory too
+};
+
+struct MulticastRequest {
+    int port = 0;
+    std::vector<int> nodes;
+    std::optional<std::string> text; // none: standard input
+};
 
 struct WatchLimits {
     std::optional<std::uint64_t> count;               // of events
@@ -24,6 +51,10 @@ struct Arguments {
     std::optional<std::string> socket;
     SubscriptionRequest subscription; // of the verb subscribe
     WatchLimits limits;               // of watch and subscribe
+    RouteQuery route;
+    std::optional<std::uint32_t> adapter; // of adapter-state; none: every local one
+    MulticastRequest multicast;
+    ControlRequest control;
 };
 
 constexpr int exit_success = 0;

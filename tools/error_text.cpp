@@ -63,13 +63,13 @@ constexpr std::array meanings{
     Meaning{47, "the semaphores could not be found: a system limit is reached"},
     Meaning{48, "the semaphores could not be found"},
     Meaning{49, "the route is not an IP route"},
-    Meaning{50, "the daemon refused to configure the adapter (status 5)"},
-    Meaning{51, "the daemon refused to configure the adapter (status 6)"},
-    Meaning{52, "the daemon refused the adapter's grace period (status 7)"},
+    Meaning{50, "another adapter has the address"},
+    Meaning{51, "the adapter cannot have such an address"},
+    Meaning{52, "the time of grace is out of range"},
     Meaning{53, "the message is too large to be routed"},
     Meaning{54, "no key for the security segment"},
-    Meaning{55, "the daemon refused the adapter's grace period (status 8)"},
-    Meaning{56, "the daemon refused the adapter's grace period (status 9)"},
+    Meaning{55, "no grace for an adapter that is down"},
+    Meaning{56, "the adapter has grace already"},
     Meaning{58, "the request for a new group could not be read"},
     Meaning{59, "the cluster-event handlers could not be woken"},
     Meaning{63, "the cluster service did not answer (none is installed)"},
@@ -87,16 +87,38 @@ constexpr std::array meanings{
     Meaning{84, "the site is not configured"},
 };
 
+// Ascending. Where the daemon judges a request.
+constexpr std::array request_meanings{
+    Meaning{3, "the daemon does not let this user act: run as root or as a member of its group"},
+    Meaning{4, "it is out of range, or no adapter of this node"},
+    Meaning{7, "the adapter is not configured, or no adapter of this node has the address"},
+    Meaning{8, "the daemon could not do it, or does not let this user act"},
+    Meaning{10, "the daemon sent something else than the answer"},
+    Meaning{50, "another adapter has the address"},
+    Meaning{51, "the adapter cannot have such an address"},
+    Meaning{52, "the time is out of range"},
+    Meaning{53, "the message is too large"},
+    Meaning{55, "the adapter is down"},
+    Meaning{56, "the adapter has grace already"},
+};
+
+template <typename Meanings> const Meaning *find(const Meanings &table, int number) {
+    const auto found =
+        std::lower_bound(table.begin(), table.end(), number,
+                         [](const Meaning &meaning, int wanted) { return meaning.number < wanted; });
+    return found != table.end() && found->number == number ? &*found : nullptr;
+}
+
 } // namespace
 
 std::string error_text(int number) {
-    const auto found =
-        std::lower_bound(meanings.begin(), meanings.end(), number,
-                         [](const Meaning &meaning, int wanted) { return meaning.number < wanted; });
-    if (found == meanings.end() || found->number != number) {
-        return "no meaning is known for this number";
-    }
-    return found->text;
+    const Meaning *meaning = find(meanings, number);
+    return meaning != nullptr ? meaning->text : "no meaning is known for this number";
+}
+
+std::string request_error_text(int number) {
+    const Meaning *meaning = find(request_meanings, number);
+    return meaning != nullptr ? meaning->text : error_text(number);
 }
 
 } // namespace hbctl

@@ -8,4 +8,7 @@ namespace hbctl {
 // "no such meaning is known" for a number that the library does not use.
 std::string error_text(int number);
 
+// The same for a request about this node or its adapters, where some numbers mean something else.
+std::string request_error_text(int number);
+
 } // namespace hbctl

@@ -81,4 +81,28 @@ std::string liveness_name(Liveness state) {
     return "unknown";
 }
 
+std::string entity_state_name(int state) {
+    switch (state) {
+    case Hb_Entity_Up:
+        return "up";
+    case Hb_Entity_Down:
+        return "down";
+    default:
+        return "unknown";
+    }
+}
+
+std::string key_type_name(std::uint32_t type) {
+    switch (type) {
+    case SEC_KEY_TYPE_HMAC_SHA256:
+        return "HMAC-SHA-256";
+    case SEC_KEY_TYPE_HMAC_SHA512:
+        return "HMAC-SHA-512";
+    case SEC_KEY_TYPE_AES_CMAC:
+        return "AES-CMAC";
+    default:
+        return "type " + std::to_string(type);
+    }
+}
+
 } // namespace hbctl

@@ -1,4 +1,4 @@
-// The words for kinds of events and for states, which scripts rely on.
+// The words for kinds of events, states and keys, which scripts rely on.
 #pragma once
 
 #include "tools/cluster_picture.h"
@@ -24,5 +24,9 @@ std::string member_kind_name(MemberKind kind);
 
 // "up", "down", "unknown"
 std::string liveness_name(Liveness state);
+std::string entity_state_name(int state); // of an Hb_Entity_State
+
+// "HMAC-SHA-256", "HMAC-SHA-512", "AES-CMAC"; "type N" for any other number.
+std::string key_type_name(std::uint32_t type);
 
 } // namespace hbctl

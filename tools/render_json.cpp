@@ -115,6 +115,51 @@ void add_other_facts(Json &object, const EventRecord &event) {
     }
 }
 
+Json security_object(const SecurityState &state) {
+    Json object;
+    object["on"] = state.on;
+    object["keys"] = state.keys;
+    object["signs"] = state.signs;
+    object["authenticates"] = state.authenticates;
+    object["klom_compatible"] = state.klom_compatible;
+    return object;
+}
+
+Json key_object(const KeyRow &key) {
+    Json object;
+    object["key"] = key.role;
+    object["type"] = key.present ? Json(key_type_name(key.type)) : Json(nullptr);
+    object["version"] = key.present ? Json(key.version) : Json(nullptr);
+    object["bytes"] = key.present ? Json(key.length) : Json(nullptr);
+    return object;
+}
+
+void add_operand(Json &object, const ControlRequest &request, Operand operand) {
+    switch (operand) {
+    case Operand::node:
+        object["node"] = request.node;
+        break;
+    case Operand::adapter:
+        object["adapter"] = request.adapter;
+        break;
+    case Operand::address:
+        object["address"] = request.address;
+        break;
+    case Operand::seconds:
+        object["seconds"] = request.seconds;
+        break;
+    case Operand::sequence:
+        object["sequence"] = request.sequence;
+        break;
+    case Operand::on_off:
+        object["on"] = request.on;
+        break;
+    case Operand::interface:
+        object["interface"] = nullable_text(request.interface);
+        break;
+    }
+}
+
 } // namespace
 
 Lines status_json(const StatusReport &report) {
@@ -177,6 +222,59 @@ Lines sites_json(const Picture &picture) {
         lines.push_back(dump(object));
     }
     return lines;
+}
+
+Lines route_json(const RouteReport &report) {
+    Json object;
+    object["node"] = report.node;
+    object["shared"] = report.shared;
+    object["hops"] = report.hops;
+    return {dump(object)};
+}
+
+Lines keys_json(const KeyReport &report) {
+    Json object;
+    object["generation"] = report.generation;
+    object["current"] = security_object(report.current);
+    object["previous"] = security_object(report.previous);
+    object["cached"] = report.cached;
+    object["keys"] = Json::array();
+    for (const KeyRow &key : report.keys) {
+        object["keys"].push_back(key_object(key));
+    }
+    return {dump(object)};
+}
+
+Lines adapter_states_json(const std::vector<AdapterStateRow> &rows) {
+    Lines lines;
+    for (const AdapterStateRow &row : rows) {
+        Json object;
+        object["adapter"] = row.adapter;
+        object["state"] = entity_state_name(row.state);
+        lines.push_back(dump(object));
+    }
+    return lines;
+}
+
+std::string control_json(const ControlRequest &request) {
+    const ControlForm &form = form_of(request.verb);
+    Json object;
+    object["request"] = form.name;
+    for (const Operand operand : form.operands) {
+        add_operand(object, request, operand);
+    }
+    object["result"] = form.answered ? "done" : "sent";
+    return dump(object);
+}
+
+std::string multicast_json(const MulticastRequest &request, std::size_t bytes) {
+    Json object;
+    object["request"] = "multicast";
+    object["port"] = request.port;
+    object["nodes"] = request.nodes;
+    object["bytes"] = bytes;
+    object["result"] = "sent";
+    return dump(object);
 }
 
 std::string event_json(const EventRecord &event) {

@@ -1,7 +1,9 @@
 // Everything that a program reads on standard output: one JSON object a line, with keys in a fixed order.
 #pragma once
 
+#include "tools/arguments.h"
 #include "tools/cluster_picture.h"
+#include "tools/control_report.h"
 #include "tools/event_record.h"
 #include "tools/status_report.h"
 
@@ -17,6 +19,14 @@ Lines nodes_json(const Picture &picture);
 Lines networks_json(const Picture &picture);
 Lines adapters_json(const Picture &picture);
 Lines sites_json(const Picture &picture);
+
+Lines route_json(const RouteReport &report);
+Lines keys_json(const KeyReport &report);
+Lines adapter_states_json(const std::vector<AdapterStateRow> &rows);
+
+// What became of a request: sent, or done where the daemon answers.
+std::string control_json(const ControlRequest &request);
+std::string multicast_json(const MulticastRequest &request, std::size_t bytes);
 
 std::string event_json(const EventRecord &event);
 

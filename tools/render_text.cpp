@@ -203,6 +203,15 @@ std::string event_line(const std::string &sequence, const std::string &time, con
     return line;
 }
 
+std::string security_text(const SecurityState &state) {
+    if (!state.on) {
+        return "off";
+    }
+    return "on, " + counted(static_cast<std::size_t>(state.keys), "key") + ", the newest " +
+           (state.signs ? "signs" : "does not sign") + " and " +
+           (state.authenticates ? "authenticates" : "does not authenticate");
+}
+
 } // namespace
 
 std::string counts_text(const Counts &counts) {
@@ -281,6 +290,55 @@ Lines sites_text(const Picture &picture) {
         table.add({std::to_string(site)});
     }
     return table.lines();
+}
+
+Lines route_text(const RouteReport &report) {
+    Lines lines{"route to node " + std::to_string(report.node) + ": " + counted(report.hops.size(), "hop") +
+                (report.shared ? ", from shared memory" : "")};
+    TextTable table({{"HOP", Align::right}, {"ADDRESS"}});
+    for (std::size_t i = 0; i < report.hops.size(); ++i) {
+        table.add({std::to_string(i + 1), report.hops[i]});
+    }
+    const Lines rows = table.lines();
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    return lines;
+}
+
+Lines keys_text(const KeyReport &report) {
+    Lines lines{"security    " + security_text(report.current), "before      " + security_text(report.previous),
+                "generation  " + std::to_string(report.generation)};
+    TextTable table({{"KEY"}, {"TYPE"}, {"VERSION", Align::right}, {"BYTES", Align::right}});
+    for (const KeyRow &key : report.keys) {
+        if (key.present) {
+            table.add(
+                {key.role, key_type_name(key.type), std::to_string(key.version), std::to_string(key.length)});
+        } else {
+            table.add({key.role, "none", "-", "-"});
+        }
+    }
+    const Lines rows = table.lines();
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    return lines;
+}
+
+Lines adapter_states_text(const std::vector<AdapterStateRow> &rows) {
+    if (rows.empty()) {
+        return {"no adapters are configured on this node"};
+    }
+    TextTable table({{"ADAPTER", Align::right}, {"STATE"}});
+    for (const AdapterStateRow &row : rows) {
+        table.add({std::to_string(row.adapter), entity_state_name(row.state)});
+    }
+    return table.lines();
+}
+
+std::string control_text(const ControlRequest &request) {
+    return printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
+}
+
+std::string multicast_text(const MulticastRequest &request, std::size_t bytes) {
+    return "multicast: " + counted(bytes, "byte") + " sent for port " + std::to_string(request.port) + " of " +
+           counted(request.nodes.size(), "node");
 }
 
 std::string event_heading_text() {

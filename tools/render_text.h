@@ -1,7 +1,9 @@
 // Everything that a person reads on standard output, line by line.
 #pragma once
 
+#include "tools/arguments.h"
 #include "tools/cluster_picture.h"
+#include "tools/control_report.h"
 #include "tools/event_record.h"
 #include "tools/status_report.h"
 
@@ -17,6 +19,14 @@ Lines nodes_text(const Picture &picture);
 Lines networks_text(const Picture &picture);
 Lines adapters_text(const Picture &picture);
 Lines sites_text(const Picture &picture);
+
+Lines route_text(const RouteReport &report);
+Lines keys_text(const KeyReport &report);
+Lines adapter_states_text(const std::vector<AdapterStateRow> &rows);
+
+// What became of a request: sent, or done where the daemon answers.
+std::string control_text(const ControlRequest &request);
+std::string multicast_text(const MulticastRequest &request, std::size_t bytes);
 
 // The heading over event lines, and one event.
 std::string event_heading_text();

@@ -53,6 +53,15 @@ void require(Hb_Rc result, const std::string &doing) {
     }
 }
 
+void require_request(Hb_Rc result, const std::string &doing) {
+    if (result != Hb_Success) {
+        const int number = hb_get_errno();
+        throw RequestFailed("cannot " + doing + ": " + request_error_text(number) + " (error " +
+                                std::to_string(number) + ")",
+                            number);
+    }
+}
+
 void open_library() {
     if (hb_init() != Hb_Success) {
         const int number = hb_get_errno();

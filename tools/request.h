@@ -27,6 +27,9 @@ std::string open_failure_line(const std::string &path, int number);
 // Throws RequestFailed unless the call succeeded.
 void require(Hb_Rc result, const std::string &doing);
 
+// The same for a request that the daemon judges: its numbers mean what they mean there.
+void require_request(Hb_Rc result, const std::string &doing);
+
 // Opens the library; throws RequestFailed.
 void open_library();
 

@@ -11,12 +11,15 @@ set(system_dir ${CMAKE_CURRENT_LIST_DIR})
 
 add_executable(system_test_client ${system_dir}/client_program.cpp)
 target_link_libraries(system_test_client PRIVATE hb_options hb_client)
+add_executable(segment_reader ${system_dir}/segment_reader.cpp)
+target_link_libraries(segment_reader PRIVATE hb_options hb_client)
 
 add_library(
   system_test_support STATIC
   ${system_dir}/client.cpp
   ${system_dir}/clusters.cpp
   ${system_dir}/daemon.cpp
+  ${system_dir}/hbctl.cpp
   ${system_dir}/setup.cpp
   ${system_dir}/stream.cpp)
 target_compile_definitions(system_test_support PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
@@ -24,12 +27,15 @@ target_link_libraries(system_test_support PRIVATE hb_options PUBLIC hb_test_supp
 
 # What runs once for every way of putting programs together.
 set(system_scenarios
+    ${system_dir}/access_test.cpp
     ${system_dir}/come_and_go_test.cpp
+    ${system_dir}/control_test.cpp
     ${system_dir}/events_test.cpp
     ${system_dir}/full_size_test.cpp
     ${system_dir}/hbctl_test.cpp
     ${system_dir}/reconfiguration_test.cpp
     ${system_dir}/restart_test.cpp
+    ${system_dir}/segments_test.cpp
     ${system_dir}/slow_client_test.cpp
     ${system_dir}/subscriptions_test.cpp
     ${system_dir}/timeline_test.cpp)
@@ -48,7 +54,7 @@ hb_add_test(
   600
   LABELS
   system)
-add_dependencies(system_test system_test_client wispd wispctl hbctl)
+add_dependencies(system_test system_test_client segment_reader wispd wispctl hbctl)
 
 if(HB_OTHER_ABI_BIN_DIR)
   hb_add_test(
@@ -63,5 +69,5 @@ if(HB_OTHER_ABI_BIN_DIR)
     LABELS
     system)
   target_compile_definitions(system_mixed_abi_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
-  add_dependencies(system_mixed_abi_test system_test_client wispd wispctl hbctl)
+  add_dependencies(system_mixed_abi_test system_test_client segment_reader wispd wispctl hbctl)
 endif()

@@ -4,6 +4,7 @@ hb_add_test(
   SOURCES
   hbctl/arguments_test.cpp
   hbctl/cluster_picture_test.cpp
+  hbctl/control_test.cpp
   hbctl/daemon_path_test.cpp
   hbctl/error_text_test.cpp
   hbctl/event_names_test.cpp

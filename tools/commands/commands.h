@@ -12,6 +12,11 @@ int show_adapters(const Arguments &arguments);
 int show_sites(const Arguments &arguments);
 int watch(const Arguments &arguments);
 int subscribe(const Arguments &arguments);
+int show_route(const Arguments &arguments);
+int show_keys(const Arguments &arguments);
+int show_adapter_states(const Arguments &arguments);
+int multicast(const Arguments &arguments);
+int control(const Arguments &arguments);
 
 int run_command(const Arguments &arguments);
 

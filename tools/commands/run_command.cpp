@@ -18,6 +18,16 @@ int run_command(const Arguments &arguments) {
         return watch(arguments);
     case Verb::subscribe:
         return subscribe(arguments);
+    case Verb::route:
+        return show_route(arguments);
+    case Verb::keys:
+        return show_keys(arguments);
+    case Verb::adapter_state:
+        return show_adapter_states(arguments);
+    case Verb::multicast:
+        return multicast(arguments);
+    case Verb::control:
+        return control(arguments);
     }
     return exit_usage;
 }

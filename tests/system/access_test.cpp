@@ -1,0 +1,178 @@
+// Whoever may connect can listen and ask; only root and the configured group may have the node act.
+#include <gtest/gtest.h>
+
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/system/client.h"
+#include "tests/system/clusters.h"
+#include "tests/system/hbctl.h"
+
+namespace hb_test {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+// Whoever asks for something as this user and this group has no rights beyond everybody's.
+constexpr char NOBODY[] = "65534";
+constexpr char ADM[] = "4"; // the group that may act in these tests; it exists on every Debian system
+
+std::string open_cluster_file() {
+    return small_cluster_file() +
+           "[security]\n[daemon]\nsocket_mode = \"0666\"\nkey_mode = \"0644\"\ngroup = \"adm\"\n";
+}
+
+// hbctl and the libraries where everybody can read them, which the build directory need not be.
+class PublicHbctl {
+  public:
+    explicit PublicHbctl(const Programs &programs) : programs_{programs.abi, directory_.path()} {
+        EXPECT_EQ(chmod(directory_.path().c_str(), 0755), 0);
+        fs::copy(programs.path("hbctl"), directory_.path());
+        for (const auto &entry : fs::directory_iterator(fs::path(programs.directory).parent_path() / "lib")) {
+            if (entry.path().extension() == ".so") {
+                fs::copy(entry.path(), directory_.path());
+            }
+        }
+    }
+
+    // Run by a user without rights, whose only group beside its own is the given one.
+    HbctlEnd run(const Daemon &daemon, const std::string &group, const std::vector<std::string> &words) const {
+        return run_hbctl(programs_, daemon, words,
+                         {"env", "LD_LIBRARY_PATH=" + directory_.path(), "setpriv", "--reuid", NOBODY,
+                          "--regid", NOBODY, "--groups", group});
+    }
+
+  private:
+    TempDir directory_;
+    Programs programs_;
+};
+
+class Access : public testing::TestWithParam<Setup> {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(geteuid(), 0U) << "only root can run a program as somebody else";
+        ASSERT_TRUE(daemon.start());
+        ASSERT_EQ(chmod(daemon.directory().c_str(), 0755), 0);
+    }
+    void TearDown() override { EXPECT_TRUE(daemon.stop()); }
+
+    HbctlEnd hbctl_as(const std::string &group, const std::vector<std::string> &words) {
+        return hbctl.run(daemon, group, words);
+    }
+    testing::AssertionResult is_refused(const std::vector<std::string> &words, const std::string &error) {
+        const HbctlEnd end = hbctl_as(NOBODY, words);
+        const bool as_expected =
+            end.exit_status == 1 && end.output.empty() && end.errors.ends_with(" (error " + error + ")\n");
+        return as_expected ? testing::AssertionSuccess()
+                           : testing::AssertionFailure() << testing::PrintToString(end);
+    }
+    json state() { return json::parse(daemon.tell(R"({"do":"state"})")).at("state"); }
+    // All of the state that a request could change.
+    json model() {
+        json all = state();
+        all.erase("clients");
+        return all;
+    }
+
+    PublicHbctl hbctl{GetParam().clients.back()};
+    Daemon daemon{GetParam().daemon, open_cluster_file()};
+};
+
+TEST_P(Access, EverybodyWhoMayConnectCanListenAndAsk) {
+    EXPECT_EQ(hbctl_as(NOBODY, {"route", "3"}).output,
+              "route to node 3: 2 hops\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3\n");
+    EXPECT_EQ(hbctl_as(NOBODY, {"route", "3", "--shared"}).exit_status, 0);
+    EXPECT_EQ(hbctl_as(NOBODY, {"adapter-state", "3"}).output, "ADAPTER  STATE\n      3  up\n");
+    EXPECT_EQ(hbctl_as(NOBODY, {"keys"}).exit_status, 0);
+    EXPECT_EQ(hbctl_as(NOBODY, {"client-heartbeat", "3"}).exit_status, 0);
+    const HbctlEnd events = hbctl_as(NOBODY, {"watch", "--count", "2", "--timeout", "300"});
+    EXPECT_EQ(events.exit_status, 0) << events.errors;
+    EXPECT_NE(events.output.find("3 nodes: 1-3"), std::string::npos) << events.output;
+}
+
+TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
+    const json before = model();
+    EXPECT_TRUE(is_refused({"configure", "2", "10.1.0.99"}, "3"));
+    EXPECT_TRUE(is_refused({"unconfigure", "2"}, "3"));
+    EXPECT_TRUE(is_refused({"swap", "2", "10.2.0.1"}, "3"));
+    EXPECT_TRUE(is_refused({"grace", "2", "5"}, "8"));
+    for (const std::vector<std::string> &words :
+         std::vector<std::vector<std::string>>{{"node-down", "3"},
+                                               {"node-may-be-down", "3"},
+                                               {"adapter-down", "4"},
+                                               {"disable", "2"},
+                                               {"enable", "2"},
+                                               {"adapter-may-be-down", "4"},
+                                               {"ifconfig-down", "2"},
+                                               {"ifconfig-up", "2"},
+                                               {"simulate-death", "5"},
+                                               {"discard-stale", "on"},
+                                               {"shutdown"},
+                                               {"manual-control", "on"},
+                                               {"multicast", "--port", "1", "--nodes", "2", "hello"}}) {
+        EXPECT_EQ(hbctl_as(NOBODY, words).exit_status, 0) << words.front() << " has no answer";
+    }
+    // The requests of these clients were all read once one that asked later has been answered.
+    EXPECT_TRUE(is_refused({"unconfigure", "3"}, "3"));
+    for (const char *logged :
+         {"uid 65534", "configure adapter", "unconfigure adapter", "swap adapters", "adapter grace",
+          "node is down", "node may be down", "adapter is down", "adapter may be down", "disable adapter",
+          "enable adapter", "simulate death", "delayed shutdown"}) {
+        EXPECT_TRUE(daemon.wait_logged(logged)) << logged;
+    }
+    EXPECT_EQ(model(), before);
+}
+
+TEST_P(Access, AMemberOfTheConfiguredGroupMayAct) {
+    EXPECT_EQ(hbctl_as(ADM, {"configure", "2", "10.1.0.99"}), said("configure 2 10.1.0.99: done"));
+    EXPECT_EQ(hbctl_as(ADM, {"node-down", "3"}), said("node-down 3: sent"));
+    EXPECT_TRUE(wait_until([&] {
+        return state().dump().find(R"("number":3,"state":"down")") != std::string::npos ||
+               daemon.log().find("nodes died: 3") != std::string::npos;
+    }));
+}
+
+SYSTEM_TESTS(Access);
+
+unsigned mode_of_segment(int id) {
+    shmid_ds facts{};
+    EXPECT_EQ(shmctl(id, IPC_STAT, &facts), 0);
+    return facts.shm_perm.mode;
+}
+
+unsigned mode_of_semaphores(int id) {
+    semid_ds facts{};
+    EXPECT_EQ(semctl(id, 0, IPC_STAT, &facts), 0);
+    return facts.sem_perm.mode;
+}
+
+class DefaultAccess : public testing::TestWithParam<Setup> {};
+
+TEST_P(DefaultAccess, GivesOthersNothing) {
+    Daemon daemon(GetParam().daemon, small_cluster_file());
+    ASSERT_TRUE(daemon.start());
+    ASSERT_EQ(chmod(daemon.directory().c_str(), 0755), 0);
+    EXPECT_EQ(fs::status(daemon.socket()).permissions() & fs::perms::others_all, fs::perms::none);
+    EXPECT_EQ(fs::status(daemon.control()).permissions() & fs::perms::others_all, fs::perms::none);
+    const IpcIds ids = daemon.ipc_ids();
+    for (int segment = 0; segment < 3; ++segment) {
+        EXPECT_EQ(mode_of_segment(ids[static_cast<std::size_t>(segment)]) & 0007U, 0U) << segment;
+    }
+    EXPECT_EQ(mode_of_semaphores(ids[3]) & 0007U, 0U);
+    const HbctlEnd end = PublicHbctl(GetParam().clients.back()).run(daemon, NOBODY, {"status"});
+    EXPECT_EQ(end.exit_status, 1);
+    EXPECT_NE(end.errors.find("permission denied"), std::string::npos) << end.errors;
+    EXPECT_TRUE(daemon.stop());
+}
+
+SYSTEM_TESTS(DefaultAccess);
+
+} // namespace
+} // namespace hb_test

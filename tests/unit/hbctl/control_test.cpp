@@ -1,0 +1,289 @@
+// Routes, keys and control requests: how they are asked for, and how the answers read.
+#include "tools/arguments.h"
+#include "tools/error_text.h"
+#include "tools/render_json.h"
+#include "tools/render_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace hbctl;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+Parsed parse(std::vector<const char *> words) {
+    words.insert(words.begin(), "hbctl");
+    return parse_arguments(static_cast<int>(words.size()), words.data());
+}
+
+Arguments sound(const std::vector<const char *> &words) {
+    const Parsed parsed = parse(words);
+    EXPECT_EQ(parsed.complaint, "");
+    EXPECT_TRUE(parsed.arguments.has_value());
+    return parsed.arguments.value_or(Arguments{});
+}
+
+std::string refused(const std::vector<const char *> &words) {
+    const Parsed parsed = parse(words);
+    EXPECT_FALSE(parsed.arguments.has_value());
+    EXPECT_EQ(parsed.exit_status, 2);
+    return parsed.complaint;
+}
+
+ControlRequest request(const std::vector<const char *> &words) {
+    const Arguments arguments = sound(words);
+    EXPECT_EQ(arguments.verb, Verb::control);
+    return arguments.control;
+}
+
+struct Line {
+    std::vector<const char *> words;
+    ControlVerb verb;
+    const char *text;
+    const char *purpose;
+    const char *json;
+};
+
+const std::vector<Line> &every_request() {
+    static const std::vector<Line> lines{
+        {{"node-down", "3"},
+         ControlVerb::node_down,
+         "node-down 3: sent",
+         "report that node 3 is down",
+         R"({"request":"node-down","node":3,"result":"sent"})"},
+        {{"node-may-be-down", "2048"},
+         ControlVerb::node_may_be_down,
+         "node-may-be-down 2048: sent",
+         "report that node 2048 may be down",
+         R"({"request":"node-may-be-down","node":2048,"result":"sent"})"},
+        {{"adapter-down", "98351"},
+         ControlVerb::adapter_down,
+         "adapter-down 98351: sent",
+         "report that adapter 98351 is down",
+         R"({"request":"adapter-down","adapter":98351,"result":"sent"})"},
+        {{"adapter-may-be-down", "0"},
+         ControlVerb::adapter_may_be_down,
+         "adapter-may-be-down 0: sent",
+         "report that adapter 0 may be down",
+         R"({"request":"adapter-may-be-down","adapter":0,"result":"sent"})"},
+        {{"enable", "97"},
+         ControlVerb::enable,
+         "enable 97: sent",
+         "enable adapter 97",
+         R"({"request":"enable","adapter":97,"result":"sent"})"},
+        {{"disable", "97"},
+         ControlVerb::disable,
+         "disable 97: sent",
+         "disable adapter 97",
+         R"({"request":"disable","adapter":97,"result":"sent"})"},
+        {{"ifconfig-up", "97"},
+         ControlVerb::ifconfig_up,
+         "ifconfig-up 97: sent",
+         "report that the interface of adapter 97 is up",
+         R"({"request":"ifconfig-up","adapter":97,"result":"sent"})"},
+        {{"ifconfig-down", "97"},
+         ControlVerb::ifconfig_down,
+         "ifconfig-down 97: sent",
+         "report that the interface of adapter 97 is down",
+         R"({"request":"ifconfig-down","adapter":97,"result":"sent"})"},
+        {{"configure", "97", "10.1.0.9"},
+         ControlVerb::configure,
+         "configure 97 10.1.0.9: done",
+         "give adapter 97 the address 10.1.0.9",
+         R"({"request":"configure","adapter":97,"address":"10.1.0.9","result":"done"})"},
+        {{"unconfigure", "97"},
+         ControlVerb::unconfigure,
+         "unconfigure 97: done",
+         "take the address of adapter 97 away",
+         R"({"request":"unconfigure","adapter":97,"result":"done"})"},
+        {{"swap", "97", "10.1.0.9"},
+         ControlVerb::swap,
+         "swap 97 10.1.0.9: done",
+         "exchange the addresses of adapter 97 and of the one that has 10.1.0.9",
+         R"({"request":"swap","adapter":97,"address":"10.1.0.9","result":"done"})"},
+        {{"grace", "97", "5"},
+         ControlVerb::grace,
+         "grace 97 5: done",
+         "give adapter 97 a grace of 5 s",
+         R"({"request":"grace","adapter":97,"seconds":5,"result":"done"})"},
+        {{"simulate-death", "7"},
+         ControlVerb::simulate_death,
+         "simulate-death 7: sent",
+         "have this node die as after a sleep of 7 s",
+         R"({"request":"simulate-death","seconds":7,"result":"sent"})"},
+        {{"discard-stale", "on"},
+         ControlVerb::discard_stale,
+         "discard-stale on: sent",
+         "have stale messages discarded",
+         R"({"request":"discard-stale","on":true,"result":"sent"})"},
+        {{"discard-stale", "off"},
+         ControlVerb::discard_stale,
+         "discard-stale off: sent",
+         "have stale messages kept",
+         R"({"request":"discard-stale","on":false,"result":"sent"})"},
+        {{"client-heartbeat", "4294967295"},
+         ControlVerb::client_heartbeat,
+         "client-heartbeat 4294967295: sent",
+         "send a client's sign of life",
+         R"({"request":"client-heartbeat","sequence":4294967295,"result":"sent"})"},
+        {{"manual-control", "on", "eth0"},
+         ControlVerb::manual_control,
+         "manual-control on eth0: sent",
+         "take interface eth0 under manual control",
+         R"({"request":"manual-control","on":true,"interface":"eth0","result":"sent"})"},
+        {{"manual-control", "off"},
+         ControlVerb::manual_control,
+         "manual-control off: sent",
+         "give back all interfaces",
+         R"({"request":"manual-control","on":false,"interface":null,"result":"sent"})"},
+        {{"shutdown"},
+         ControlVerb::shutdown,
+         "shutdown: sent",
+         "have the daemon end",
+         R"({"request":"shutdown","result":"sent"})"},
+    };
+    return lines;
+}
+
+RouteReport sample_route() {
+    return {3, false, {"10.1.0.1", "10.1.0.3"}};
+}
+
+KeyReport sample_keys() {
+    KeyReport report;
+    report.generation = 4;
+    report.current = {true, 2, true, true, false};
+    report.previous = {true, 1, false, true, false};
+    report.cached = 1;
+    report.keys = {{"current", true, 1, 1, 32}, {"previous", true, 3, 1, 16}, {"cache 1", false, 0, 0, 0}};
+    return report;
+}
+
+} // namespace
+
+TEST(HbctlControl, EveryRequestIsReadAndToldInWordsAndInJson) {
+    for (const Line &line : every_request()) {
+        const ControlRequest made = request(line.words);
+        EXPECT_EQ(made.verb, line.verb) << line.text;
+        EXPECT_EQ(control_text(made), line.text);
+        EXPECT_EQ(request_purpose(made), line.purpose);
+        EXPECT_EQ(control_json(made), line.json);
+    }
+}
+
+TEST(HbctlControl, EveryFormHasALineInThisTest) {
+    for (const ControlForm &form : control_forms()) {
+        bool found = false;
+        for (const Line &line : every_request()) {
+            found = found || std::string(line.words.front()) == form.name;
+        }
+        EXPECT_TRUE(found) << form.name;
+    }
+}
+
+TEST(HbctlControl, OperandsMustBeThereAndInRange) {
+    EXPECT_THAT(refused({"node-down"}), HasSubstr("node is required"));
+    EXPECT_THAT(refused({"node-down", "2049"}), HasSubstr("'2049' is no number from 0 to 2048"));
+    EXPECT_THAT(refused({"node-down", "3x"}), HasSubstr("'3x' is no number from 0 to 2048"));
+    EXPECT_THAT(refused({"adapter-down", "98352"}), HasSubstr("'98352' is no number from 0 to 98351"));
+    EXPECT_THAT(refused({"grace", "97", "2147483648"}),
+                HasSubstr("'2147483648' is no number from -2147483648 to 2147483647"));
+    EXPECT_THAT(refused({"client-heartbeat", "4294967296"}),
+                HasSubstr("'4294967296' is no number from 0 to 4294967295"));
+    EXPECT_THAT(refused({"swap", "97", "fe80::1"}),
+                HasSubstr("'fe80::1' is no IPv4 address, such as 10.1.0.3"));
+    EXPECT_THAT(refused({"swap", "97", "10.1.0"}), HasSubstr("'10.1.0' is no IPv4 address"));
+    EXPECT_THAT(refused({"discard-stale", "perhaps"}), HasSubstr("perhaps not in {on,off}"));
+    EXPECT_THAT(refused({"shutdown", "now"}), HasSubstr("now"));
+}
+
+TEST(HbctlControl, ANegativeTimeIsTheDaemonsToRefuse) {
+    EXPECT_EQ(request({"grace", "97", "-4"}).seconds, -4);
+}
+
+TEST(HbctlControl, AnInterfacesNameCannotSteerATerminal) {
+    EXPECT_EQ(control_text(request({"manual-control", "on", "eth\x1b[2J"})), "manual-control on eth?[2J: sent");
+}
+
+TEST(HbctlRoute, IsAskedOfTheDaemonOrReadFromSharedMemory) {
+    EXPECT_EQ(sound({"route", "3"}).verb, Verb::route);
+    EXPECT_EQ(sound({"route", "3"}).route.node, 3);
+    EXPECT_FALSE(sound({"route", "3"}).route.shared);
+    EXPECT_TRUE(sound({"route", "3", "--shared"}).route.shared);
+    EXPECT_TRUE(sound({"route", "3", "--ip"}).route.ip_only);
+    EXPECT_THAT(refused({"route"}), HasSubstr("node is required"));
+    EXPECT_THAT(refused({"route", "-1"}), HasSubstr("-1"));
+}
+
+TEST(HbctlRoute, InWordsAndInJson) {
+    RouteReport report = sample_route();
+    EXPECT_THAT(route_text(report),
+                ElementsAre("route to node 3: 2 hops", "HOP  ADDRESS", "  1  10.1.0.1", "  2  10.1.0.3"));
+    EXPECT_THAT(route_json(report), ElementsAre(R"({"node":3,"shared":false,"hops":["10.1.0.1","10.1.0.3"]})"));
+    report.shared = true;
+    report.hops.clear();
+    EXPECT_THAT(route_text(report), ElementsAre("route to node 3: 0 hops, from shared memory", "HOP  ADDRESS"));
+    EXPECT_THAT(route_json(report), ElementsAre(R"({"node":3,"shared":true,"hops":[]})"));
+}
+
+TEST(HbctlKeys, InWordsAndInJson) {
+    EXPECT_EQ(sound({"keys"}).verb, Verb::keys);
+    EXPECT_THAT(keys_text(sample_keys()),
+                ElementsAre("security    on, 2 keys, the newest signs and authenticates",
+                            "before      on, 1 key, the newest does not sign and authenticates",
+                            "generation  4", "KEY       TYPE          VERSION  BYTES",
+                            "current   HMAC-SHA-256        1     32", "previous  AES-CMAC            1     16",
+                            "cache 1   none                -      -"));
+    EXPECT_THAT(
+        keys_json(sample_keys()),
+        ElementsAre(
+            R"({"generation":4,"current":{"on":true,"keys":2,"signs":true,"authenticates":true,)"
+            R"("klom_compatible":false},"previous":{"on":true,"keys":1,"signs":false,"authenticates":true,)"
+            R"("klom_compatible":false},"cached":1,"keys":[{"key":"current","type":"HMAC-SHA-256",)"
+            R"("version":1,"bytes":32},{"key":"previous","type":"AES-CMAC","version":1,"bytes":16},)"
+            R"({"key":"cache 1","type":null,"version":null,"bytes":null}]})"));
+}
+
+TEST(HbctlKeys, SecurityThatIsOff) {
+    EXPECT_EQ(keys_text(KeyReport{}).front(), "security    off");
+}
+
+TEST(HbctlAdapterState, OfOneOrOfAll) {
+    EXPECT_EQ(sound({"adapter-state"}).adapter, std::nullopt);
+    EXPECT_EQ(sound({"adapter-state", "97"}).adapter, 97U);
+    EXPECT_THAT(refused({"adapter-state", "98352"}), HasSubstr("'98352' is no number from 0 to 98351"));
+    EXPECT_THAT(adapter_states_text({{96, 1}, {97, 2}, {98, 0}}),
+                ElementsAre("ADAPTER  STATE", "     96  up", "     97  down", "     98  unknown"));
+    EXPECT_THAT(adapter_states_json({{96, 1}, {97, 2}}),
+                ElementsAre(R"({"adapter":96,"state":"up"})", R"({"adapter":97,"state":"down"})"));
+    EXPECT_THAT(adapter_states_text({}), ElementsAre("no adapters are configured on this node"));
+}
+
+TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
+    const MulticastRequest made = sound({"multicast", "--port", "80", "--nodes", "1,3-4", "hello"}).multicast;
+    EXPECT_EQ(made.port, 80);
+    EXPECT_THAT(made.nodes, ElementsAre(1, 3, 4));
+    EXPECT_EQ(made.text, "hello");
+    EXPECT_EQ(multicast_text(made, 5), "multicast: 5 bytes sent for port 80 of 3 nodes");
+    EXPECT_EQ(multicast_json(made, 5),
+              R"({"request":"multicast","port":80,"nodes":[1,3,4],"bytes":5,"result":"sent"})");
+    EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).multicast.text, std::nullopt);
+    EXPECT_THAT(refused({"multicast", "--nodes", "1"}), HasSubstr("--port is required"));
+    EXPECT_THAT(refused({"multicast", "--port", "80"}), HasSubstr("--nodes is required"));
+    EXPECT_THAT(refused({"multicast", "--port", "65536", "--nodes", "1"}), HasSubstr("'65536' is no number"));
+    EXPECT_THAT(refused({"multicast", "--port", "80", "--nodes", "2049"}), HasSubstr("2049"));
+}
+
+TEST(HbctlRequestErrorText, NumbersMeanWhatTheDaemonMeansByThem) {
+    EXPECT_EQ(request_error_text(3),
+              "the daemon does not let this user act: run as root or as a member of its group");
+    EXPECT_EQ(request_error_text(8), "the daemon could not do it, or does not let this user act");
+    EXPECT_EQ(request_error_text(52), "the time is out of range");
+    EXPECT_EQ(request_error_text(9), "the node is not configured");
+    EXPECT_EQ(request_error_text(16), "the daemon closed the connection");
+    EXPECT_EQ(request_error_text(1000), "no meaning is known for this number");
+}

@@ -1,0 +1,62 @@
+// The control requests that a user can make, and what each says.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+enum class ControlVerb {
+    node_may_be_down,
+    node_down,
+    adapter_may_be_down,
+    adapter_down,
+    enable,
+    disable,
+    ifconfig_up,
+    ifconfig_down,
+    configure,
+    unconfigure,
+    swap,
+    grace,
+    simulate_death,
+    discard_stale,
+    client_heartbeat,
+    manual_control,
+    shutdown
+};
+
+enum class Operand { node, adapter, address, seconds, sequence, on_off, interface };
+
+struct ControlForm {
+    ControlVerb verb;
+    const char *name; // on the command line
+    const char *help;
+    std::vector<Operand> operands; // in their order on the command line
+    bool answered;                 // the daemon tells what came of it
+};
+
+const std::vector<ControlForm> &control_forms();
+const ControlForm &form_of(ControlVerb verb);
+
+struct ControlRequest {
+    ControlVerb verb = ControlVerb::shutdown;
+    int node = 0;
+    std::uint32_t adapter = 0;
+    std::string address; // IPv4, as typed
+    int seconds = 0;
+    std::uint32_t sequence = 0;
+    bool on = false;
+    std::string interface; // empty: all
+};
+
+// "grace 97 5": the request as a command line has it.
+std::string request_text(const ControlRequest &request);
+
+// "give adapter 97 a grace of 5 s": what cannot be done when it fails.
+std::string request_purpose(const ControlRequest &request);
+
+} // namespace hbctl

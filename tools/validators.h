@@ -1,0 +1,19 @@
+// Checks of the words on the command line. Each complains of the word in the user's terms.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace hbctl {
+
+CLI::Validator number_list_up_to(std::uint32_t highest);
+CLI::Validator subscription_name();
+CLI::Validator not_empty(const std::string &what);
+CLI::Validator positive_seconds(); // fractions allowed
+CLI::Validator positive_count();
+CLI::Validator whole_number(std::int64_t lowest, std::int64_t highest);
+CLI::Validator ipv4_address();
+
+} // namespace hbctl
