@@ -160,6 +160,10 @@ static_assert(offsetof(client_packet, value) == 56);
 static_assert(offsetof(client_packet, ffdc_id) == 60);
 static_assert(offsetof(client_packet, notification_sequence_no) == 104);
 static_assert(offsetof(client_packet, message) == HB_REPLY_HEADER_SIZE);
+
+// What a reply is read by that says all in its `value`.
+inline constexpr int HB_REPLY_VALUE_END = offsetof(client_packet, value) + sizeof(client_packet::value);
+static_assert(HB_REPLY_VALUE_END == 60);
 static_assert(sizeof(client_packet) == HB_RECORD_MAX);
 
 // ---- Bodies ----

@@ -86,7 +86,7 @@ Hb_Rc ask_about_adapter(unsigned int adapter_num, Hb_Client_Request request, con
     if (send_about(*entry, request, data) != Hb_Success) {
         return Hb_Failure;
     }
-    return hb_receive_reply(reply, HB_REPLY_HEADER_SIZE, packet, timeout);
+    return hb_receive_reply(reply, HB_REPLY_VALUE_END, packet, timeout);
 }
 
 Hb_Rc change_adapter(unsigned int adapter_num, Hb_Client_Request request, const void *data,

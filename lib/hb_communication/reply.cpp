@@ -53,8 +53,7 @@ Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &pack
     if (hb_receive_packet(received) != Hb_Success) {
         return Hb_Failure;
     }
-    if (!received.has_header() || received.bytes().size() < static_cast<std::size_t>(min_length) ||
-        received.get()->kind != msg_type) {
+    if (received.bytes().size() < static_cast<std::size_t>(min_length) || received.get()->kind != msg_type) {
         return hb_fail(10);
     }
     packet = std::move(received);

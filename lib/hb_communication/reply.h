@@ -13,7 +13,7 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout);
 // Receives one record, whatever it is. Errors: 12, 16.
 Hb_Rc hb_receive_packet(Hb_Packet &packet);
 
-// Receives one packet of the kind awaited and of min_length bytes or more. A packet of another kind is
+// Receives one packet of the kind awaited and of min_length bytes, at least the kind, or more. A packet of another kind is
 // dropped and the call fails. Errors: 2, 10, 12, 16.
 Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &packet, const timeval *timeout);
 

@@ -110,7 +110,7 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
         return Hb_Failure;
     }
     Hb_Packet packet;
-    if (hb_receive_reply(HB_ROUTE, HB_REPLY_HEADER_SIZE, packet, nullptr) != Hb_Success) {
+    if (hb_receive_reply(HB_ROUTE, HB_REPLY_VALUE_END, packet, nullptr) != Hb_Success) {
         return Hb_Failure;
     }
     const int32_t value = packet.get()->value;
@@ -118,8 +118,10 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
         return hb_fail(6);
     }
     Hb_Route whole = {};
-    std::memcpy(&whole, packet.get()->message,
-                std::min(sizeof whole, packet.bytes().size() - HB_REPLY_HEADER_SIZE));
+    const std::size_t header = HB_REPLY_HEADER_SIZE;
+    if (packet.bytes().size() > header) {
+        std::memcpy(&whole, packet.get()->message, std::min(sizeof whole, packet.bytes().size() - header));
+    }
     *length = static_cast<uint16_t>(value & 0xFFFF);
     *route = whole;
     return Hb_Success;
