@@ -683,7 +683,8 @@ HB_API Hb_Rc hb_nim_manual_start_control(int ctrl, char *interface);
 HB_API Hb_Rc hb_mox_delayed_daemon_shutdown(void);
 
 /* ------------------------------------------------------------------------------------------------
- * Routes.  All open.  Errors: 4 node out of range or a null pointer.
+ * Routes.  All open.  Errors: 4 node out of range or a null pointer.  In cluster-event mode there is no daemon
+ * to ask: hb_get_route fails with error 12, and hb_daemon_route_mcast succeeds without effect.
  * ---------------------------------------------------------------------------------------------- */
 
 /* The hops to a node, 176 bytes; a length beside it says how many are used. */
@@ -692,19 +693,23 @@ typedef struct Hb_Route {
     Hb_IP_address6 sr_address[HB_ROUTE_HOPS];
 } Hb_Route;
 
-/* The route to a node, asked of the daemon; waits for the answer without limit, as told at the control
- * requests.  Errors: 6 no route, 9 node not configured, 10, 12, 16, 18, 21, 22. */
+/* The route to a node, asked of the daemon; waits for the answer without limit.  An event that arrives before
+ * the answer is lost and ends the call with error 10, as told at the control requests.
+ * Errors: 6 no route, 9 node not configured, 10 unexpected answer, 12, 16, 18, 21, 22. */
 HB_API Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 
-/* The route to a node, read from shared memory without asking anybody.  hb_read_ip_route takes IP routes
- * only.  Errors: 6 no route, 49 not an IP route. */
+/* The route to a node, configured or not, read from shared memory without asking anybody; waits while the
+ * daemon rewrites the routes.  hb_read_ip_route takes IP routes only.
+ * Errors: 6 no route, or no shared memory that tells of the node; 49 not an IP route. */
 HB_API Hb_Rc hb_read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 HB_API Hb_Rc hb_read_ip_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 
-/* Asks the daemon to deliver the buffers, one behind the other, to a port on n nodes.  At most 6 buffers, none
- * of them empty, and 1 to 2049 nodes, none twice; more than two are sorted in the caller's array.  The whole
- * request, 60 + 4 x n bytes and the payload, is at most 10000 bytes.  No answer is awaited.
- * Errors: 4, 53 too large, 16, 18, 21, 22 sending failed. */
+/* Asks the daemon to deliver the buffers, one behind the other, to a port on n nodes; of port the low 16 bits
+ * count.  0 to 6 buffers, none of them null or empty, and 1 to 2049 nodes, none twice.  More than two nodes are
+ * sorted in the caller's array, also when the call then fails for the buffers or the size.  The whole request,
+ * 60 + 4 x n bytes and the payload, is at most 10000 bytes.  No answer is awaited.
+ * Errors: 4 a pointer or buffer is null, a count or length is out of range, a node stands there twice; 53 too
+ * large; 16, 18, 21, 22 sending failed. */
 HB_API Hb_Rc hb_daemon_route_mcast(const struct iovec *iov, int count, int port, int *nodes, int n);
 
 /* ------------------------------------------------------------------------------------------------
@@ -731,10 +736,11 @@ typedef struct Hb_Key_Cache {
 HB_API Hb_Rc hb_get_security_sequence(Hb_Sequence_Number *sequence);
 
 /* The security state in force, the one before, and the cached keys.  The daemon may be changing them: compare
- * hb_get_security_sequence before and after.  All descriptors are zeroed first, so that whatever the result
- * hb_free_security_info_keys, called once, releases the keys that were made.
- * Opens.  Errors: 4 null pointer, 33 the key segment is not attached; none when a key cannot be unmarshalled.
- */
+ * hb_get_security_sequence before and after.  All descriptors are zeroed before anything else, so that whatever
+ * the result hb_free_security_info_keys, called once, releases the keys that were made.  A key that cannot be
+ * unmarshalled ends the call without an error number: what comes before it, in the order current, previous,
+ * cache, has been filled in by then, the rest has not.
+ * Opens.  Errors: 4 null pointer, 33 the key segment is not attached. */
 HB_API Hb_Rc hb_get_security_infomation(Hb_Security_Status *current, Hb_Security_Status *previous,
                                         Hb_Key_Cache *cache);
 

@@ -69,6 +69,7 @@ enum Hb_Client_Reply : int32_t {
 inline constexpr int HB_REQUEST_HEADER_SIZE = 76;
 inline constexpr int HB_REQUEST_MESSAGE_SIZE = 16460;
 inline constexpr int HB_REPLY_HEADER_SIZE = 108;
+inline constexpr int HB_REPLY_VALUE_END = 60; // a reply that reaches so far answers the request
 inline constexpr int HB_REPLY_MESSAGE_SIZE = 6298676;
 inline constexpr int HB_RECORD_MAX = HB_REPLY_HEADER_SIZE + HB_REPLY_MESSAGE_SIZE;
 
@@ -157,13 +158,10 @@ static_assert(offsetof(client_packet, group_id) == 12);
 static_assert(offsetof(client_packet, group_status) == 20);
 static_assert(offsetof(client_packet, subscription_name) == 24);
 static_assert(offsetof(client_packet, value) == 56);
+static_assert(offsetof(client_packet, value) + sizeof(int32_t) == HB_REPLY_VALUE_END);
 static_assert(offsetof(client_packet, ffdc_id) == 60);
 static_assert(offsetof(client_packet, notification_sequence_no) == 104);
 static_assert(offsetof(client_packet, message) == HB_REPLY_HEADER_SIZE);
-
-// What a reply is read by that says all in its `value`.
-inline constexpr int HB_REPLY_VALUE_END = offsetof(client_packet, value) + sizeof(client_packet::value);
-static_assert(HB_REPLY_VALUE_END == 60);
 static_assert(sizeof(client_packet) == HB_RECORD_MAX);
 
 // ---- Bodies ----

@@ -1,6 +1,6 @@
 // The security state and keys that the daemon publishes.
 
-#include <cstring>
+#include <algorithm>
 
 #include "hb_client.h"
 #include "lib/hb_argument_check.h"
@@ -55,6 +55,19 @@ bool read_status(const Hb_Shared_Security_Status &shared, Hb_Security_Status &st
     return Key_Copy(shared.key).unmarshal(status.key);
 }
 
+// What stands in the caller's records before may be anything; afterwards nothing in them is a key.
+void forget_keys(Hb_Security_Status *status) {
+    if (status != nullptr) {
+        status->key = {};
+    }
+}
+
+void forget_keys(Hb_Key_Cache *cache) {
+    if (cache != nullptr) {
+        std::fill_n(cache->keyCache, HB_KEY_CACHE_SIZE, sec_key_desc{});
+    }
+}
+
 void release(sec_key_desc &key) {
     if (key.length != 0 && key.value != nullptr) {
         sec_release_typed_key(&key);
@@ -76,15 +89,10 @@ Hb_Rc hb_get_security_sequence(Hb_Sequence_Number *sequence) {
 
 Hb_Rc hb_get_security_infomation(Hb_Security_Status *current, Hb_Security_Status *previous,
                                  Hb_Key_Cache *cache) {
-    if (!hb_given(current, previous, cache)) {
-        return Hb_Failure;
-    }
-    current->key = {};
-    previous->key = {};
-    for (sec_key_desc &key : cache->keyCache) {
-        key = {};
-    }
-    if (hb_init() != Hb_Success) {
+    forget_keys(current);
+    forget_keys(previous);
+    forget_keys(cache);
+    if (!hb_ready(current, previous, cache)) {
         return Hb_Failure;
     }
     if (security_info == nullptr) {

@@ -36,6 +36,16 @@ Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
 
 enum class Kind { any, ip_only };
 
+// What a reply's body says of the hops; those that it does not reach are zero.
+Hb_Route hops_in(const Hb_Packet &packet) {
+    Hb_Route hops = {};
+    const auto bytes = packet.bytes();
+    if (bytes.size() > HB_REPLY_HEADER_SIZE) {
+        std::memcpy(&hops, packet.get()->message, std::min(sizeof hops, bytes.size() - HB_REPLY_HEADER_SIZE));
+    }
+    return hops;
+}
+
 Hb_Rc read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length, Kind kind) {
     if (!hb_ready(route, length)) {
         return Hb_Failure;
@@ -117,13 +127,8 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
     if (value == 0) {
         return hb_fail(6);
     }
-    Hb_Route whole = {};
-    const std::size_t header = HB_REPLY_HEADER_SIZE;
-    if (packet.bytes().size() > header) {
-        std::memcpy(&whole, packet.get()->message, std::min(sizeof whole, packet.bytes().size() - header));
-    }
     *length = static_cast<uint16_t>(value & 0xFFFF);
-    *route = whole;
+    *route = hops_in(packet);
     return Hb_Success;
 }
 
