@@ -1,6 +1,6 @@
 #include "tools/arguments.h"
 
-#include "tools/control_arguments.h"
+#include "tools/control_grammar.h"
 #include "tools/event_names.h"
 #include "tools/number_list.h"
 #include "tools/validators.h"
@@ -206,7 +206,7 @@ Arguments arguments_of(const Grammar &grammar) {
     if (arguments.verb == Verb::subscribe) {
         arguments.subscription = subscription_of(raw);
     }
-    take_control_words(verb, raw.control, arguments);
+    arguments.control = control_arguments(verb, raw.control);
     if (raw.count > 0) {
         arguments.limits.count = raw.count;
     }

@@ -1,14 +1,13 @@
 // The command line.
 #pragma once
 
-#include "tools/control_request.h"
+#include "tools/control_arguments.h"
 #include "tools/subscription.h"
 
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace hbctl {
 
@@ -27,18 +26,6 @@ enum class Verb {
     control
 };
 
-struct RouteQuery {
-    int node = 0;
-    bool shared = false;  // from shared memory instead of the daemon
-    bool ip_only = false; // from shared memory too
-};
-
-struct MulticastRequest {
-    int port = 0;
-    std::vector<int> nodes;
-    std::optional<std::string> text; // none: standard input
-};
-
 struct WatchLimits {
     std::optional<std::uint64_t> count;               // of events
     std::optional<std::chrono::milliseconds> timeout; // for the whole command
@@ -51,10 +38,7 @@ struct Arguments {
     std::optional<std::string> socket;
     SubscriptionRequest subscription; // of the verb subscribe
     WatchLimits limits;               // of watch and subscribe
-    RouteQuery route;
-    std::optional<std::uint32_t> adapter; // of adapter-state; none: every local one
-    MulticastRequest multicast;
-    ControlRequest control;
+    ControlArguments control;         // of the verbs behind subscribe
 };
 
 constexpr int exit_success = 0;

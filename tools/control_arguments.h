@@ -1,28 +1,32 @@
-// The part of the command line that is about routes, keys and control requests.
+// What the verbs about routes, keys, adapters of this node and control requests are given.
 #pragma once
 
-#include "tools/arguments.h"
+#include "tools/control_request.h"
 
-#include <CLI/CLI.hpp>
-
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace hbctl {
 
-// As they stand on the command line.
-struct ControlWords {
-    RouteQuery route;
-    int port = 0;
-    std::string nodes;
-    std::string text;
-    std::string adapter; // may be left out where one is only shown
-    ControlRequest request;
-    std::string on_off;
+struct RouteQuery {
+    int node = 0;
+    bool shared = false;  // from shared memory instead of the daemon
+    bool ip_only = false; // from shared memory too
 };
 
-void add_control_verbs(CLI::App &app, ControlWords &words);
+struct MulticastRequest {
+    int port = 0;
+    std::vector<int> nodes;
+    std::optional<std::string> text; // none: standard input
+};
 
-// Fills what the verb takes.
-void take_control_words(const std::string &verb, const ControlWords &words, Arguments &arguments);
+struct ControlArguments {
+    RouteQuery route;
+    std::optional<std::uint32_t> adapter; // of adapter-state; none: every local one
+    MulticastRequest multicast;
+    ControlRequest request;
+};
 
 } // namespace hbctl

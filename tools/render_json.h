@@ -1,8 +1,8 @@
 // Everything that a program reads on standard output: one JSON object a line, with keys in a fixed order.
 #pragma once
 
-#include "tools/arguments.h"
 #include "tools/cluster_picture.h"
+#include "tools/control_arguments.h"
 #include "tools/control_report.h"
 #include "tools/event_record.h"
 #include "tools/status_report.h"

@@ -26,8 +26,9 @@ std::vector<std::uint32_t> local_adapters() {
 int show_adapter_states(const Arguments &arguments) {
     open_library();
     std::vector<AdapterStateRow> rows;
-    for (const std::uint32_t adapter :
-         arguments.adapter ? std::vector<std::uint32_t>{*arguments.adapter} : local_adapters()) {
+    for (const std::uint32_t adapter : arguments.control.adapter
+                                           ? std::vector<std::uint32_t>{*arguments.control.adapter}
+                                           : local_adapters()) {
         int state = 0;
         require_request(hb_get_adapter_state(adapter, &state),
                         "tell the state of adapter " + std::to_string(adapter));

@@ -64,8 +64,9 @@ Hb_Rc send(const ControlRequest &request) {
 
 int control(const Arguments &arguments) {
     open_library();
-    require_request(send(arguments.control), request_purpose(arguments.control));
-    put_line(arguments.json ? control_json(arguments.control) : control_text(arguments.control));
+    const ControlRequest &request = arguments.control.request;
+    require_request(send(request), request_purpose(request));
+    put_line(arguments.json ? control_json(request) : control_text(request));
     return exit_success;
 }
 

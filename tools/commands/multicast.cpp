@@ -28,7 +28,7 @@ std::string standard_input() {
 } // namespace
 
 int multicast(const Arguments &arguments) {
-    const MulticastRequest &request = arguments.multicast;
+    const MulticastRequest &request = arguments.control.multicast;
     std::string message = request.text ? *request.text : standard_input();
     if (message.empty()) {
         throw std::runtime_error(

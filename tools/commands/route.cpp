@@ -23,7 +23,7 @@ Hb_Rc ask(const RouteQuery &query, Hb_Route &route, std::uint16_t &length) {
 } // namespace
 
 int show_route(const Arguments &arguments) {
-    const RouteQuery &query = arguments.route;
+    const RouteQuery &query = arguments.control.route;
     open_library();
     Hb_Route route{};
     std::uint16_t length = 0;

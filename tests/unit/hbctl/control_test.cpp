@@ -37,7 +37,7 @@ std::string refused(const std::vector<const char *> &words) {
 ControlRequest request(const std::vector<const char *> &words) {
     const Arguments arguments = sound(words);
     EXPECT_EQ(arguments.verb, Verb::control);
-    return arguments.control;
+    return arguments.control.request;
 }
 
 struct Line {
@@ -211,10 +211,10 @@ TEST(HbctlControl, AnInterfacesNameCannotSteerATerminal) {
 
 TEST(HbctlRoute, IsAskedOfTheDaemonOrReadFromSharedMemory) {
     EXPECT_EQ(sound({"route", "3"}).verb, Verb::route);
-    EXPECT_EQ(sound({"route", "3"}).route.node, 3);
-    EXPECT_FALSE(sound({"route", "3"}).route.shared);
-    EXPECT_TRUE(sound({"route", "3", "--shared"}).route.shared);
-    EXPECT_TRUE(sound({"route", "3", "--ip"}).route.ip_only);
+    EXPECT_EQ(sound({"route", "3"}).control.route.node, 3);
+    EXPECT_FALSE(sound({"route", "3"}).control.route.shared);
+    EXPECT_TRUE(sound({"route", "3", "--shared"}).control.route.shared);
+    EXPECT_TRUE(sound({"route", "3", "--ip"}).control.route.ip_only);
     EXPECT_THAT(refused({"route"}), HasSubstr("node is required"));
     EXPECT_THAT(refused({"route", "-1"}), HasSubstr("-1"));
 }
@@ -253,8 +253,8 @@ TEST(HbctlKeys, SecurityThatIsOff) {
 }
 
 TEST(HbctlAdapterState, OfOneOrOfAll) {
-    EXPECT_EQ(sound({"adapter-state"}).adapter, std::nullopt);
-    EXPECT_EQ(sound({"adapter-state", "97"}).adapter, 97U);
+    EXPECT_EQ(sound({"adapter-state"}).control.adapter, std::nullopt);
+    EXPECT_EQ(sound({"adapter-state", "97"}).control.adapter, 97U);
     EXPECT_THAT(refused({"adapter-state", "98352"}), HasSubstr("'98352' is no number from 0 to 98351"));
     EXPECT_THAT(adapter_states_text({{96, 1}, {97, 2}, {98, 0}}),
                 ElementsAre("ADAPTER  STATE", "     96  up", "     97  down", "     98  unknown"));
@@ -264,14 +264,15 @@ TEST(HbctlAdapterState, OfOneOrOfAll) {
 }
 
 TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
-    const MulticastRequest made = sound({"multicast", "--port", "80", "--nodes", "1,3-4", "hello"}).multicast;
+    const MulticastRequest made =
+        sound({"multicast", "--port", "80", "--nodes", "1,3-4", "hello"}).control.multicast;
     EXPECT_EQ(made.port, 80);
     EXPECT_THAT(made.nodes, ElementsAre(1, 3, 4));
     EXPECT_EQ(made.text, "hello");
     EXPECT_EQ(multicast_text(made, 5), "multicast: 5 bytes sent for port 80 of 3 nodes");
     EXPECT_EQ(multicast_json(made, 5),
               R"({"request":"multicast","port":80,"nodes":[1,3,4],"bytes":5,"result":"sent"})");
-    EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).multicast.text, std::nullopt);
+    EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).control.multicast.text, std::nullopt);
     EXPECT_THAT(refused({"multicast", "--nodes", "1"}), HasSubstr("--port is required"));
     EXPECT_THAT(refused({"multicast", "--port", "80"}), HasSubstr("--nodes is required"));
     EXPECT_THAT(refused({"multicast", "--port", "65536", "--nodes", "1"}), HasSubstr("'65536' is no number"));

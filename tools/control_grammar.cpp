@@ -1,4 +1,4 @@
-#include "tools/control_arguments.h"
+#include "tools/control_grammar.h"
 
 #include "hb_client.h"
 #include "tools/number_list.h"
@@ -121,25 +121,27 @@ void add_control_verbs(CLI::App &app, ControlWords &words) {
     }
 }
 
-void take_control_words(const std::string &verb, const ControlWords &words, Arguments &arguments) {
+ControlArguments control_arguments(const std::string &verb, const ControlWords &words) {
+    ControlArguments arguments;
     arguments.route = words.route;
     if (!words.adapter.empty()) {
         arguments.adapter = static_cast<std::uint32_t>(std::stoul(words.adapter));
     }
-    if (arguments.verb == Verb::multicast) {
+    if (verb == "multicast") {
         arguments.multicast.port = words.port;
         arguments.multicast.nodes = node_numbers(words.nodes);
         if (!words.text.empty()) {
             arguments.multicast.text = words.text;
         }
     }
-    arguments.control = words.request;
-    arguments.control.on = words.on_off == "on";
+    arguments.request = words.request;
+    arguments.request.on = words.on_off == "on";
     for (const ControlForm &form : control_forms()) {
         if (form.name == verb) {
-            arguments.control.verb = form.verb;
+            arguments.request.verb = form.verb;
         }
     }
+    return arguments;
 }
 
 } // namespace hbctl
