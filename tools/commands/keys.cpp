@@ -35,13 +35,13 @@ Hb_Sequence_Number generation() {
     return sequence;
 }
 
-// The daemon may be changing the keys: a reading counts when nothing changed meanwhile.
+// The daemon may be changing the keys, which an even generation tells: a reading counts when nothing changed.
 std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
     for (int attempt = 0; attempt < most_attempts; ++attempt) {
         sequence = generation();
         auto keys = std::make_unique<Keys>();
         const Hb_Rc result = keys->read();
-        if (generation() != sequence) {
+        if (generation() != sequence || sequence % 2 == 0) {
             continue;
         }
         if (result != Hb_Success) {
