@@ -1,0 +1,40 @@
+// The library's calls of the security library, watched and made to answer otherwise.
+#ifndef HB_TEST_KEYS_WATCHED_CALLS_H
+#define HB_TEST_KEYS_WATCHED_CALLS_H
+
+#include <functional>
+#include <vector>
+
+#include "qz_mss.h"
+#include "tests/support/bytes.h"
+
+namespace hb_test {
+
+// While one exists the three calls are recorded. Only one at a time.
+class Watched_Calls {
+  public:
+    struct Unmarshalling {
+        const void *form;
+        int32_t length;
+        bool wiped = false; // all 256 bytes there, after the call
+    };
+
+    Watched_Calls();
+    Watched_Calls(const Watched_Calls &) = delete;
+    Watched_Calls &operator=(const Watched_Calls &) = delete;
+    ~Watched_Calls();
+
+    // In place of the security library's answer; called with the number of the call, from 0.
+    std::function<int(int, sec_buffer_desc *, sec_key_desc *)> unmarshal;
+    bool release_for_real = true;
+
+    std::vector<Unmarshalling> unmarshallings;
+    std::vector<sec_key_desc> released; // as they were handed over
+};
+
+// The security library's own answer.
+int real_unmarshal(sec_buffer_desc *marshalled, sec_key_desc *key);
+
+} // namespace hb_test
+
+#endif

@@ -1,0 +1,395 @@
+// Reading the route to a node from the daemon's segment.
+#include <sys/sem.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "lib/hb_communication.h"
+#include "lib/hb_global_data.h"
+#include "tests/protocol/client.h"
+#include "tests/protocol/route_call.h"
+#include "tests/support/deadline.h"
+#include "tests/support/fake_daemon.h"
+#include "tests/support/faults.h"
+#include "tests/support/isolated.h"
+#include "tests/support/shared_records.h"
+#include "tests/support/signal_pelter.h"
+
+namespace hb_test {
+namespace {
+
+constexpr RouteEntry BOTH[] = {hb_read_route, hb_read_ip_route};
+
+RouteCall read_any(int node) {
+    return RouteCall(hb_read_route, node);
+}
+
+RouteCall read_ip(int node) {
+    return RouteCall(hb_read_ip_route, node);
+}
+
+// 176 bytes that no other number gives.
+Bytes hops_of(unsigned number) {
+    return Bytes().fill(88, static_cast<unsigned char>(number)).fill(88, static_cast<unsigned char>(~number));
+}
+
+// Segment 1 says this generation and that there are eight nodes; the records are those of nodes 0, 1, 2 ...
+FakeDaemonPlan plan_of(int64_t generation, const std::vector<Bytes> &records) {
+    FakeDaemonPlan plan;
+    plan.segments.configuration.content = Bytes().i32(generation).i32(8).i32(5);
+    for (const Bytes &record : records) {
+        plan.segments.routes.content.add(record);
+    }
+    return plan;
+}
+
+// All eight nodes have a route of the generation, as many hops long as their number says.
+FakeDaemonPlan eight_routes(int64_t generation) {
+    std::vector<Bytes> records;
+    for (unsigned node = 0; node < 8; ++node) {
+        records.push_back(route_record(generation, node, 0, hops_of(node)));
+    }
+    return plan_of(generation, records);
+}
+
+// Semaphore, change, flags, operations in the call.
+using Operations = std::vector<std::array<long, 4>>;
+const Operations IN_AND_OUT = {{0, 1, 0x1000, 2}, {1, 0, 0, 2}, {0, -1, 0x1000, 1}};
+
+Operations asked(const CallLog &log) {
+    Operations operations;
+    for (const CallRecord &record : log.calls(Call::semop_)) {
+        const long *it = record.arguments;
+        operations.push_back({it[0], it[1], it[2], it[3]});
+    }
+    return operations;
+}
+
+// The two counts. Another reader is inside for as long as this lives.
+class Counts {
+  public:
+    explicit Counts(FakeDaemon &daemon) : id_(daemon.segments().semaphores_id()) {
+        EXPECT_EQ(0, semctl(id_, 0, SETVAL, 3));
+    }
+    Counts(const Counts &) = delete;
+    Counts &operator=(const Counts &) = delete;
+    ~Counts() {
+        EXPECT_EQ(3, semctl(id_, 0, GETVAL)) << "the count of readers is as it was found";
+        EXPECT_EQ(0, semctl(id_, 1, GETVAL));
+    }
+
+  private:
+    int id_;
+};
+
+void expect_failure(int error, const RouteCall &call) {
+    EXPECT_EQ(Hb_Failure, call.result);
+    EXPECT_EQ(error, call.error);
+    EXPECT_TRUE(call.untouched());
+}
+
+// ---- A route that is there ----
+
+ISOLATED_TEST(ReadRoute, GivesTheLengthAndTheHopsOfTheNodesRecord) {
+    FakeDaemon daemon(eight_routes(0x0A0B0C0D));
+    open_library();
+    const Counts counts(daemon);
+    for (const RouteEntry entry : BOTH) {
+        for (unsigned node = 0; node < 8; ++node) {
+            const CallLog log;
+            const RouteCall call(entry, static_cast<int>(node));
+            EXPECT_EQ(Hb_Success, call.result) << node;
+            EXPECT_EQ(node, call.length);
+            EXPECT_TRUE(same_bytes(hops_of(node), call.route));
+            EXPECT_EQ(0, call.error);
+            EXPECT_EQ(IN_AND_OUT, asked(log));
+        }
+    }
+}
+
+ISOLATED_TEST(ReadRoute, HandsTheHopsOnByteForByte) {
+    Bytes record = {0x01, 0x00, 0x00, 0x80, 0x02, 0x00, 0x00, 0x00}; // generation 80000001, two hops, IP
+    record.add({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 10, 1, 0, 1});
+    record.add({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7});
+    record.zeros(144);
+    FakeDaemon daemon(plan_of(0x80000001, {record}));
+    open_library();
+    const RouteCall call = read_ip(0);
+    EXPECT_EQ(Hb_Success, call.result);
+    EXPECT_EQ(2U, call.length);
+    EXPECT_TRUE(same_bytes(record.from(8), call.route));
+}
+
+ISOLATED_TEST(ReadRoute, HandsAnyLengthOn) {
+    FakeDaemon daemon(plan_of(1, {route_record(1, 0, 0, hops_of(1)), route_record(1, 12, 0, hops_of(2)),
+                                  route_record(1, 0xFFFF, 0, hops_of(3))}));
+    open_library();
+    EXPECT_EQ(0U, read_any(0).length);
+    EXPECT_EQ(12U, read_any(1).length);
+    EXPECT_EQ(65535U, read_ip(2).length);
+}
+
+ISOLATED_TEST(ReadRoute, ANodeNeedsNoAdapter) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    ASSERT_EQ(Hb_False, global_node_tbl[3]);
+    EXPECT_EQ(Hb_Success, read_any(3).result);
+    EXPECT_EQ(Hb_Success, read_ip(7).result);
+}
+
+ISOLATED_TEST(ReadRoute, AsksTheDaemonNothing) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const CallLog log;
+    for (const RouteEntry entry : BOTH) {
+        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+    }
+    EXPECT_TRUE(log.calls(Call::writev_).empty());
+    EXPECT_TRUE(log.calls(Call::read_).empty());
+}
+
+ISOLATED_TEST(ReadRoute, FollowsTheSegmentAsTheDaemonRewritesIt) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    EXPECT_EQ(2U, read_any(2).length);
+    const Bytes newer = route_record(6, 9, 0, hops_of(99));
+    std::memcpy(daemon.segments().routes() + 2 * 184, newer.data(), newer.size());
+    EXPECT_EQ(6, read_any(2).error) << "newer than segment 1";
+    std::memcpy(daemon.segments().configuration(), Bytes().i32(6).data(), 4);
+    const RouteCall call = read_any(2);
+    EXPECT_EQ(9U, call.length);
+    EXPECT_TRUE(same_bytes(hops_of(99), call.route));
+    EXPECT_EQ(6, read_any(1).error) << "older by now";
+}
+
+// ---- A route that is not there ----
+
+ISOLATED_TEST(ReadRoute, ARecordOfAnotherGenerationThanSegment1IsError6) {
+    FakeDaemon daemon(
+        plan_of(0x01000002, {route_record(0x01000001, 2, 0, hops_of(1)),
+                             route_record(0x01000003, 2, 0, hops_of(2)), route_record(0, 2, 0, hops_of(3)),
+                             route_record(2, 2, 0, hops_of(4)), route_record(0x01000000, 2, 0, hops_of(5))}));
+    open_library();
+    const Counts counts(daemon);
+    for (const RouteEntry entry : BOTH) {
+        for (int node = 0; node < 8; ++node) {
+            const CallLog log;
+            expect_failure(6, RouteCall(entry, node));
+            EXPECT_EQ(IN_AND_OUT, asked(log));
+        }
+    }
+}
+
+ISOLATED_TEST(ReadRoute, WhileSegment1HasNoGenerationNoRouteIsValid) {
+    FakeDaemon daemon(plan_of(0, {route_record(0, 2, 0, hops_of(1)), route_record(1, 2, 0, hops_of(2))}));
+    open_library();
+    const Counts counts(daemon);
+    for (const RouteEntry entry : BOTH) {
+        for (const int node : {0, 1, 2}) {
+            const CallLog log;
+            expect_failure(6, RouteCall(entry, node));
+            EXPECT_EQ(IN_AND_OUT, asked(log));
+        }
+    }
+}
+
+ISOLATED_TEST(ReadRoute, ThatIsNotAnIpRouteIsError49ForThoseWhoWantOne) {
+    FakeDaemon daemon(
+        plan_of(4, {route_record(4, 2, 1, hops_of(1)), route_record(4, 2, 0x8000, hops_of(2)),
+                    route_record(4, 2, 0xFFFF, hops_of(3)), route_record(4, 2, 0x0100, hops_of(4))}));
+    open_library();
+    const Counts counts(daemon);
+    for (unsigned node = 0; node < 4; ++node) {
+        const CallLog log;
+        expect_failure(49, read_ip(static_cast<int>(node)));
+        EXPECT_EQ(IN_AND_OUT, asked(log));
+        const RouteCall call = read_any(static_cast<int>(node));
+        EXPECT_EQ(Hb_Success, call.result);
+        EXPECT_EQ(2U, call.length);
+        EXPECT_TRUE(same_bytes(hops_of(node + 1), call.route));
+    }
+}
+
+ISOLATED_TEST(ReadRoute, AnOldRecordIsError6WhetherItIsAnIpRouteOrNot) {
+    FakeDaemon daemon(plan_of(4, {route_record(3, 2, 1, hops_of(1))}));
+    open_library();
+    expect_failure(6, read_ip(0));
+    expect_failure(6, read_any(0));
+}
+
+ISOLATED_TEST(ReadRoute, ANodeBeyondTheAttachedSlotsIsError6EnteredAndLeft) {
+    FakeDaemonPlan plan;
+    plan.segments = segments_for(3, 5); // the configuration message says eight nodes
+    for (unsigned node = 0; node < 3; ++node) {
+        plan.segments.routes.content.add(route_record(1, 4, 0, hops_of(node)));
+    }
+    FakeDaemon daemon(plan);
+    open_library();
+    const Counts counts(daemon);
+    for (const RouteEntry entry : BOTH) {
+        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+        for (const int node : {3, 4, 7}) {
+            const CallLog log;
+            expect_failure(6, RouteCall(entry, node));
+            EXPECT_EQ(IN_AND_OUT, asked(log));
+        }
+    }
+}
+
+ISOLATED_TEST(ReadRoute, TheSlotsAreThoseOfTheSegmentThatWasAttachedAlsoAfterTheClusterHasGrown) {
+    FakeDaemonPlan plan = eight_routes(5);
+    ClusterFacts cluster = small_cluster();
+    cluster.max_nodes = 2049;
+    plan.connections = {serve_configuration(snapshot(cluster))};
+    FakeDaemon daemon(plan);
+    open_library();
+    std::memcpy(daemon.segments().configuration(), Bytes().i32(5).i32(2049).data(), 8);
+    EXPECT_EQ(Hb_Success, read_any(7).result);
+    expect_failure(6, read_any(8));
+    expect_failure(6, read_ip(2048));
+}
+
+ISOLATED_TEST(ReadRoute, ANodeOutOfRangeIsError4AndTheSegmentIsNotEntered) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const CallLog log;
+    for (const RouteEntry entry : BOTH) {
+        for (const int node : {-1, -2, -32768, 8, 9, 2048, 2049, 32767}) {
+            expect_failure(4, RouteCall(entry, node));
+        }
+    }
+    EXPECT_TRUE(asked(log).empty());
+}
+
+ISOLATED_TEST(ReadRoute, ANodeBeyondTheSlotsThereCanBeIsError4WhateverTheTableSays) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    global_config_tbl.Hb_max_nodes = 30000;
+    expect_failure(4, read_any(2049));
+    expect_failure(4, read_ip(29999));
+    expect_failure(6, read_any(2048));
+}
+
+ISOLATED_TEST(ReadRoute, WithoutAttachedSegmentsItIsError6) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const auto *routes = shared_route_info;
+    const auto *configuration = data_for_client;
+    const Counts counts(daemon);
+    for (const RouteEntry entry : BOTH) {
+        shared_route_info = nullptr;
+        expect_failure(6, RouteCall(entry, 2));
+        data_for_client = nullptr;
+        expect_failure(6, RouteCall(entry, 2));
+        shared_route_info = routes;
+        expect_failure(6, RouteCall(entry, 2));
+        data_for_client = configuration;
+        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+    }
+    hb_detach_shared_memory();
+    expect_failure(6, read_any(2));
+    expect_failure(6, read_ip(2));
+    expect_failure(4, read_any(8));
+}
+
+ISOLATED_TEST(ReadRoute, ANullAnswerIsError4BeforeTheLibraryIsOpened) {
+    FakeDaemon daemon(eight_routes(5));
+    for (const RouteEntry entry : BOTH) {
+        EXPECT_EQ(4, error_without_answers(entry, 2, false, true));
+        EXPECT_EQ(4, error_without_answers(entry, 2, true, false));
+        EXPECT_EQ(4, error_without_answers(entry, 2, false, false));
+    }
+    EXPECT_EQ(0, client_initialized);
+    EXPECT_EQ(0, daemon.connections());
+}
+
+ISOLATED_TEST(ReadRoute, OpensTheLibrary) {
+    FakeDaemon daemon(eight_routes(5));
+    EXPECT_EQ(Hb_Success, read_any(2).result);
+    EXPECT_EQ(1, client_initialized);
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(Hb_Success, read_ip(2).result);
+    EXPECT_EQ(1, client_initialized);
+}
+
+ISOLATED_TEST(ReadRoute, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
+    FakeDaemon daemon(eight_routes(5));
+    daemon.stop_listening();
+    for (const RouteEntry entry : BOTH) {
+        expect_failure(15, RouteCall(entry, -1));
+        expect_failure(15, RouteCall(entry, 2));
+    }
+}
+
+// ---- The daemon at work, dead, or gone elsewhere ----
+
+ISOLATED_TEST(ReadRoute, WaitsWhileTheDaemonWritesAndReadsWhatItWrote) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const int semaphores = daemon.segments().semaphores_id();
+    ASSERT_EQ(0, semctl(semaphores, 1, SETVAL, 1));
+    std::unique_ptr<RouteCall> call;
+    std::thread reader([&call] { call = std::make_unique<RouteCall>(hb_read_ip_route, 2); });
+    EXPECT_TRUE(wait_until([semaphores] { return semctl(semaphores, 1, GETZCNT) == 1; }));
+    EXPECT_EQ(0, semctl(semaphores, 0, GETVAL));
+    const Bytes newer = route_record(6, 10, 0, hops_of(77));
+    std::memcpy(daemon.segments().routes() + 2 * 184, newer.data(), newer.size());
+    std::memcpy(daemon.segments().configuration(), Bytes().i32(6).data(), 4);
+    EXPECT_EQ(0, semctl(semaphores, 1, SETVAL, 0));
+    reader.join();
+    EXPECT_EQ(Hb_Success, call->result);
+    EXPECT_EQ(10U, call->length);
+    EXPECT_TRUE(same_bytes(hops_of(77), call->route));
+    EXPECT_EQ(0, semctl(semaphores, 0, GETVAL));
+}
+
+ISOLATED_TEST(ReadRoute, ReadsUnderSignalsAndLeavesNothingBehind) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const Counts counts(daemon);
+    const SignalPelter pelter;
+    while (SignalPelter::hits() < 50) {
+        for (int node = 0; node < 8; ++node) {
+            EXPECT_EQ(Hb_Success, read_any(node).result);
+        }
+    }
+}
+
+ISOLATED_TEST(ReadRoute, AnInterruptedEntryIsRepeated) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    const Counts counts(daemon);
+    const FaultGuard fault = failing(Call::semop_, EINTR, 0, 2);
+    EXPECT_EQ(Hb_Success, read_any(2).result);
+    EXPECT_EQ(2, fault.hits());
+}
+
+ISOLATED_TEST(ReadRoute, WhatTheSemaphoresAnswerDoesNotMatter) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    for (const int error : {EIDRM, EINVAL, EACCES, ENOSPC}) {
+        const Counts counts(daemon);
+        const FaultGuard fault = failing(Call::semop_, error);
+        const RouteCall call = read_any(2);
+        EXPECT_EQ(Hb_Success, call.result) << strerror(error);
+        EXPECT_TRUE(same_bytes(hops_of(2), call.route));
+    }
+}
+
+ISOLATED_TEST(ReadRoute, InClusterEventModeTheAttachedSegmentIsStillRead) {
+    FakeDaemon daemon(eight_routes(5));
+    open_library();
+    IsMOX = true;
+    const Counts counts(daemon);
+    EXPECT_EQ(Hb_Success, read_any(2).result);
+    EXPECT_EQ(Hb_Success, read_ip(2).result);
+    expect_failure(4, read_any(8));
+}
+
+} // namespace
+} // namespace hb_test
