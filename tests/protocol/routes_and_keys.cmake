@@ -42,3 +42,5 @@ foreach(
   sec_wipe)
   target_link_options(protocol_key_memory_test PRIVATE "LINKER:--wrap=${name}")
 endforeach()
+# A sanitized shared library calls the wrapped functions too, and finds them only when they are visible.
+set_target_properties(protocol_key_memory_test PROPERTIES CXX_VISIBILITY_PRESET default)
