@@ -1,10 +1,17 @@
 // What a program asks of its node's daemon is done, and every client is told what came of it.
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/deadline.h"
+#include "tests/support/unique_fd.h"
 #include "tests/system/client.h"
 #include "tests/system/clusters.h"
 #include "tests/system/hbctl.h"
@@ -22,6 +29,9 @@ std::string controlled_cluster_file() {
 class Control : public testing::TestWithParam<Setup> {
   protected:
     void SetUp() override {
+        daemon.write_configuration(controlled_cluster_file() +
+                                   "[[endpoint]]\nnode = 2\nport = 7000\npath = \"" + daemon.file("endpoint") +
+                                   "\"\n");
         ASSERT_TRUE(daemon.start());
         clients = start_clients(GetParam(), daemon,
                                 {"open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters"});
@@ -75,7 +85,7 @@ TEST_P(Control, WhoIsReportedDownDies) {
                                                "adapter of this node (error 4)"));
 }
 
-TEST_P(Control, WhoIsSuspectedDiesUnlessItShowsLife) {
+TEST_P(Control, WhoIsSuspectedDiesWhenNoSignOfLifeComes) {
     EXPECT_TRUE(does({"node-may-be-down", "3"}, "node-may-be-down 3: sent"));
     expect_lines(clients, {"event 3 death a adapters 6@1 7@1", "event 4 death n nodes 3 id #1"});
     EXPECT_TRUE(does({"adapter-may-be-down", "5"}, "adapter-may-be-down 5: sent"));
@@ -194,15 +204,51 @@ TEST_P(Control, RoutesAndKeysAreShown) {
     EXPECT_EQ(keys["previous"]["signs"], false);
 }
 
-TEST_P(Control, AMulticastReachesTheTestEndpoints) {
+// A datagram socket at a path, gone with this object.
+class Endpoint {
+  public:
+    explicit Endpoint(const std::string &path)
+        : path_(path), socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+    Endpoint(const Endpoint &) = delete;
+    Endpoint &operator=(const Endpoint &) = delete;
+    ~Endpoint() { unlink(path_.c_str()); }
+
+    std::string receive() const {
+        std::array<char, 20000> bytes;
+        EXPECT_TRUE(wait_readable(socket_.get()));
+        const ssize_t count = recv(socket_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+        return {bytes.data(), count < 0 ? 0 : static_cast<std::size_t>(count)};
+    }
+
+  private:
+    std::string path_;
+    UniqueFd socket_;
+};
+
+TEST_P(Control, AMulticastReachesTheEndpointsOfItsNodesAndIsLogged) {
+    const Endpoint endpoint(daemon.file("endpoint"));
     EXPECT_TRUE(does({"multicast", "--port", "7000", "--nodes", "2,3,4", "hello"},
                      "multicast: 5 bytes sent for port 7000 of 3 nodes"));
-    EXPECT_TRUE(daemon.wait_logged("multicast 5 bytes to port 7000"));
-    EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "2"}).errors,
-              "hbctl: cannot send a message without a byte: give it as an argument or on standard input\n");
+    EXPECT_EQ(endpoint.receive(), "hello");
     EXPECT_TRUE(
-        is_refused({"multicast", "--port", "1", "--nodes", "2", std::string(9937, 'm')},
+        daemon.wait_logged("multicast 5 bytes to port 7000; delivered to nodes: 2; no route to nodes: 4; no "
+                           "endpoint for nodes: 3"));
+    const std::string largest(9936, 'm');
+    EXPECT_TRUE(does({"multicast", "--port", "7000", "--nodes", "2", largest},
+                     "multicast: 9936 bytes sent for port 7000 of 1 node"));
+    EXPECT_EQ(endpoint.receive(), largest);
+    EXPECT_TRUE(
+        is_refused({"multicast", "--port", "7000", "--nodes", "2", largest + "m"},
                    "cannot have a message of 9937 bytes delivered: the message is too large (error 53)"));
+    EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "2"}),
+              (HbctlEnd{1, "",
+                        "hbctl: cannot send a message without a byte: give it as an argument or on standard "
+                        "input\n"}));
 }
 
 SYSTEM_TESTS(Control);
