@@ -1,24 +1,18 @@
 #include "daemon/daemon.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <optional>
-#include <span>
 
-#include <grp.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
+#include "daemon/change_log.h"
 #include "daemon/log.h"
-#include "daemon/model/address.h"
 #include "daemon/model/cluster.h"
 #include "daemon/model/keyring.h"
 #include "daemon/model/node_control.h"
@@ -35,6 +29,7 @@
 #include "daemon/sources/timeline_player.h"
 #include "daemon/start_failure.h"
 #include "daemon/state_report.h"
+#include "daemon/system_setup.h"
 #include "daemon/text.h"
 #include "qz_ffdc.h"
 
@@ -42,51 +37,7 @@ namespace wispd {
 
 namespace {
 
-constexpr const char *DEFAULT_DIRECTORY = "/var/ha/soc/wisp";
 constexpr int INODES_TRIED = 16;
-constexpr std::size_t NUMBERS_LOGGED = 16;
-constexpr std::size_t GROUP_BUFFER = 65536;
-
-gid_t find_group(const std::string &name) {
-    if (name.empty()) {
-        return static_cast<gid_t>(-1);
-    }
-    group entry{};
-    group *found = nullptr;
-    std::vector<char> buffer(GROUP_BUFFER);
-    if (getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
-        return found->gr_gid;
-    }
-    if (name.size() <= 9 && name.find_first_not_of("0123456789") == std::string::npos) {
-        return static_cast<gid_t>(std::stoul(name));
-    }
-    throw Start_Failure(
-        text("there is no group \"", name, "\"; make it, or set group in [daemon] to another one"));
-}
-
-// The descriptor limit is for programs that use select(); this one need not keep it.
-void raise_descriptor_limit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
-
-// The default's directory is made; elsewhere a missing one is more likely a misspelt one.
-void need_directory(const std::string &socket) {
-    const std::filesystem::path directory = std::filesystem::path(socket).parent_path();
-    std::error_code error;
-    if (directory == DEFAULT_DIRECTORY) {
-        std::filesystem::create_directories(directory, error);
-        if (error) {
-            throw Start_Failure(text("cannot make ", DEFAULT_DIRECTORY, ": ", error.message()));
-        }
-    } else if (!std::filesystem::is_directory(directory, error)) {
-        throw Start_Failure(text("there is no directory ", directory.string(),
-                                 "; make it, or choose another path than ", socket));
-    }
-}
 
 std::string make_failure_id() {
     fc_eid_t id = "";
@@ -95,79 +46,6 @@ std::string make_failure_id() {
         return {};
     }
     return id;
-}
-
-uint32_t number_of(const Adapter_Member &member) {
-    return member.number;
-}
-int number_of(int node) {
-    return node;
-}
-
-// "what: 1 2 3"; empty for nobody.
-template <typename Member> std::string list_of(const char *what, const std::vector<Member> &members) {
-    if (members.empty()) {
-        return {};
-    }
-    std::string list = text(what, ":");
-    for (const Member &member : std::span(members).first(std::min(members.size(), NUMBERS_LOGGED))) {
-        list += text(" ", number_of(member));
-    }
-    if (members.size() > NUMBERS_LOGGED) {
-        list += text(" and ", members.size() - NUMBERS_LOGGED, " more");
-    }
-    return list;
-}
-
-template <typename Member>
-void log_members(const char *what, const std::vector<Member> &members, const std::string &tail) {
-    if (!members.empty()) {
-        log_info(list_of(what, members) + tail);
-    }
-}
-
-void log_delivery(const Multicast &multicast, const Delivery &delivery, const std::string &who) {
-    std::string line = text(who, " multicast ", multicast.payload.size(), " bytes to port ", multicast.port);
-    for (const std::string &part :
-         {list_of("delivered to nodes", delivery.delivered), list_of("no route to nodes", delivery.no_route),
-          list_of("no endpoint for nodes", delivery.no_endpoint)}) {
-        line += part.empty() ? "" : "; " + part;
-    }
-    log_info(line);
-    log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
-    for (const auto &[node, why] : delivery.failed) {
-        log_warning(
-            text("the multicast to port ", multicast.port, " of node ", node, " was not delivered: ", why));
-    }
-}
-
-mode_t key_mode_of(const Daemon_Settings &settings) {
-    const bool group_connects = (settings.socket_mode & 0020) != 0;
-    return settings.key_mode.value_or(group_connects ? 0640 : 0600);
-}
-
-void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster) {
-    const std::string tail = text(", failure id ", failure_id);
-    log_members("adapters died", changes.adapter_deaths, tail);
-    log_members("nodes died", changes.node_deaths, tail);
-    if (changes.configuration_updated) {
-        log_info(text("configuration ", cluster.configuration_sequence(), ": ", cluster.configured_adapters(),
-                      " adapters"));
-    }
-    log_members("adapters joined", changes.adapter_joins, "");
-    log_members("nodes joined", changes.node_joins, "");
-    if (changes.heartbeat) {
-        log_info(text("heartbeat settings: threshold ", changes.heartbeat->threshold_seconds, " s ",
-                      changes.heartbeat->threshold_microseconds, " us, ",
-                      changes.heartbeat->enabled ? "enabled" : "disabled"));
-    }
-    if (changes.foreign_instance) {
-        log_info(text("foreign instance ", changes.foreign_instance->instance, " of ",
-                      address_text(changes.foreign_instance->sender)));
-    }
-    if (!changes.failure_report.empty()) {
-        log_info(text("failure reported: ", changes.failure_report));
-    }
 }
 
 } // namespace
@@ -199,7 +77,6 @@ class Daemon::Impl {
     void await_suspicions();
     void confirm_suspicions();
     void refresh_routes(const Changes &changes);
-    void deliver(const Multicast &multicast, const std::string &who);
     void rotate_keys();
     void await_rotation();
     std::string state() const;
@@ -228,35 +105,14 @@ class Daemon::Impl {
     std::optional<asio::steady_timer> shutdown_;
 };
 
-namespace {
-
-// Runs before the first member that touches the system.
-Access prepare(const Start &start) {
-    check_socket_path(start.socket_path, "socket");
-    check_socket_path(start.control_path, "control socket");
-    if (start.socket_path == start.control_path) {
-        throw Start_Failure(text("socket and control socket are both ", start.socket_path));
-    }
-    const Daemon_Settings &settings = start.file.daemon;
-    Access access{find_group(settings.group), settings.socket_mode, key_mode_of(settings)};
-    if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
-        log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
-                    "from them, without which a client cannot open the library");
-    }
-    need_directory(start.socket_path);
-    need_directory(start.control_path);
-    raise_descriptor_limit();
-    return access;
-}
-
-} // namespace
-
 Daemon::Impl::Impl(Start start)
-    : start_(std::move(start)), access_(prepare(start_)), cluster_(start_.file.cluster),
-      node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
-      routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
-      segments_(claim_socket()), route_writer_(context_, segments_, routes_),
-      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_) {
+    : start_(std::move(start)),
+      access_(prepare_system(start_.socket_path, start_.control_path, start_.file.daemon)),
+      cluster_(start_.file.cluster), node_control_(cluster_, start_.file.suspicion),
+      keyring_(start_.file.security), routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints),
+      lock_(start_.socket_path + ".lock"), segments_(claim_socket()),
+      route_writer_(context_, segments_, routes_), signals_(context_, SIGTERM, SIGINT, SIGHUP),
+      suspicion_(context_), rotation_(context_) {
     signal(SIGPIPE, SIG_IGN);
     segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters());
     segments_.publish_security(keyring_.content());
@@ -474,7 +330,7 @@ Client_Handlers Daemon::Impl::client_handlers() {
     handlers.may_act = [this](const Peer &peer) { return may_act(peer, geteuid(), access_.group); };
     handlers.act = [this](const Node_Request &request) { return act(request); };
     handlers.changed = [this](const Changes &changes) { tell(changes); };
-    handlers.deliver = [this](const Multicast &multicast, const std::string &who) { deliver(multicast, who); };
+    handlers.deliver = [this](const Multicast &multicast) { return endpoints_.deliver(multicast, routes_); };
     return handlers;
 }
 
@@ -531,10 +387,6 @@ void Daemon::Impl::refresh_routes(const Changes &changes) {
         routes_ = std::move(routes);
         route_writer_.publish();
     }
-}
-
-void Daemon::Impl::deliver(const Multicast &multicast, const std::string &who) {
-    log_delivery(multicast, endpoints_.deliver(multicast, routes_), who);
 }
 
 // ---- Keys ----

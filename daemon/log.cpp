@@ -10,6 +10,8 @@
 #include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
 
+#include "daemon/text.h"
+
 namespace wispd {
 
 namespace {
@@ -31,6 +33,13 @@ void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
     logger()->set_pattern(pattern);
     logger()->set_level(level);
     logger()->flush_on(spdlog::level::trace);
+}
+
+// Names that clients choose stand in lines, and must not look like lines of their own.
+void write(spdlog::level::level_enum level, std::string_view line) {
+    if (logger()->should_log(level)) {
+        logger()->log(level, "{}", one_line(line));
+    }
 }
 
 constexpr const char *TIMED = "%Y-%m-%d %H:%M:%S.%e %^%l%$ %v";
@@ -66,16 +75,16 @@ void set_log_level(const std::string &level) {
 }
 
 void log_debug(std::string_view line) {
-    logger()->debug("{}", line);
+    write(spdlog::level::debug, line);
 }
 void log_info(std::string_view line) {
-    logger()->info("{}", line);
+    write(spdlog::level::info, line);
 }
 void log_warning(std::string_view line) {
-    logger()->warn("{}", line);
+    write(spdlog::level::warn, line);
 }
 void log_error(std::string_view line) {
-    logger()->error("{}", line);
+    write(spdlog::level::err, line);
 }
 
 } // namespace wispd

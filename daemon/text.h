@@ -1,10 +1,12 @@
-// Builds a text out of pieces: text("node ", 3, " is down").
+// Texts for people: built out of pieces, as in text("node ", 3, " is down"), and fit for one line.
 #ifndef WISPD_TEXT_H
 #define WISPD_TEXT_H
 
 #include <concepts>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wispd {
 
@@ -21,6 +23,13 @@ template <typename... Pieces> std::string text(const Pieces &...pieces) {
     (append_piece(out, pieces), ...);
     return out;
 }
+
+// One line of printable bytes, whatever somebody else put into it: the rest stands there as \x0A. Bytes of UTF-8
+// are left as they are.
+std::string one_line(std::string_view line);
+
+// "what: 1 2 3", with the first 16 numbers; empty for none.
+std::string list_of(const char *what, const std::vector<int64_t> &numbers);
 
 } // namespace wispd
 

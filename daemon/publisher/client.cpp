@@ -23,9 +23,10 @@ std::array<char, 65536> &input_buffer() {
 
 } // namespace
 
-Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Handlers handlers)
+Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
+               Handlers handlers)
     : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_.native_handle())),
-      title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")),
+      title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")), log_(log),
       handlers_(std::move(handlers)), queue_(queue_limit) {}
 
 void Client::start() {
@@ -122,7 +123,7 @@ void Client::write_output() {
 
 void Client::disconnect(const std::string &why) {
     if (is_open()) {
-        log_warning(text(title_, " disconnected: ", why));
+        warn(text("disconnected: ", why));
         close();
     }
 }
@@ -138,11 +139,19 @@ void Client::close() {
     });
 }
 
+void Client::note(const std::string &what) {
+    log_.info(peer_.uid, text(title_, " ", what));
+}
+
+void Client::warn(const std::string &what) {
+    log_.warning(peer_.uid, text(title_, " ", what));
+}
+
 void Client::complain(const std::string &what) {
     if (complaints_ < COMPLAINTS_LOGGED) {
-        log_warning(text(title_, " sent ", what));
+        warn(text("sent ", what));
     } else if (complaints_ == COMPLAINTS_LOGGED) {
-        log_warning(text(title_, " goes on sending what it should not; no more is logged of it"));
+        warn("goes on sending what it should not; no more is logged of it");
     }
     complaints_ += complaints_ <= COMPLAINTS_LOGGED ? 1 : 0;
 }

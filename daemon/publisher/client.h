@@ -15,6 +15,7 @@
 
 #include <asio/local/stream_protocol.hpp>
 
+#include "daemon/publisher/client_log.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/peer.h"
 #include "daemon/publisher/record_reader.h"
@@ -31,7 +32,9 @@ class Client : public std::enable_shared_from_this<Client> {
         std::function<void(int id)> on_gone;
     };
 
-    Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Handlers handlers);
+    // The log must outlive the client.
+    Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
+           Handlers handlers);
 
     void start();
 
@@ -43,6 +46,9 @@ class Client : public std::enable_shared_from_this<Client> {
     void disconnect(const std::string &why);
     // Logs something odd that the client did, a bounded number of times.
     void complain(const std::string &what);
+    // Logs something else about it; the line begins with its title.
+    void note(const std::string &what);
+    void warn(const std::string &what);
     // True the first time that it is asked about this request code.
     bool is_first_refusal(int32_t kind);
 
@@ -71,6 +77,7 @@ class Client : public std::enable_shared_from_this<Client> {
     int id_;
     Peer peer_;
     std::string title_;
+    Client_Log &log_;
     Handlers handlers_;
     Record_Reader reader_;
     Send_Queue queue_;

@@ -11,6 +11,16 @@
 
 namespace wispd {
 
+std::string summary(const Multicast &multicast, const Delivery &delivery) {
+    std::string line = text(multicast.payload.size(), " bytes to port ", multicast.port);
+    for (const std::string &part :
+         {list_of("delivered to nodes", delivery.delivered), list_of("no route to nodes", delivery.no_route),
+          list_of("no endpoint for nodes", delivery.no_endpoint)}) {
+        line += part.empty() ? "" : "; " + part;
+    }
+    return line;
+}
+
 Endpoints::Endpoints(const std::vector<Endpoint> &endpoints)
     : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     if (socket_.get() < 0) {

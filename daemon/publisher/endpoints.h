@@ -18,11 +18,14 @@ namespace wispd {
 
 // What became of a multicast, node by node.
 struct Delivery {
-    std::vector<int> delivered;
-    std::vector<int> no_route;
-    std::vector<int> no_endpoint;
-    std::vector<std::pair<int, std::string>> failed; // with the reason
+    std::vector<int64_t> delivered;
+    std::vector<int64_t> no_route;
+    std::vector<int64_t> no_endpoint;
+    std::vector<std::pair<int64_t, std::string>> failed; // with the reason
 };
+
+// "B bytes to port P", and which nodes got them.
+std::string summary(const Multicast &multicast, const Delivery &delivery);
 
 class Endpoints {
   public:

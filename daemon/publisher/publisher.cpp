@@ -58,6 +58,7 @@ class Publisher::Impl {
     void unsubscribe(Client &client, const Request &request);
     void serve(Client &client, const Request &request, const Request_Rule &rule);
     void act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request);
+    void deliver(Client &client, const Multicast &multicast);
     void answer(Client &client, const Request_Rule &rule, int32_t value, const Body &body);
     void send_route(Client &client, const Request_Rule &rule, std::size_t node);
     void send_configuration(Client &client);
@@ -87,6 +88,7 @@ class Publisher::Impl {
     const Routes &routes_;
     std::size_t client_queue_bytes_;
     Client_Handlers handlers_;
+    Client_Log client_log_;
     int next_id_ = 1;
     bool accept_failed_ = false;
     std::map<int, std::shared_ptr<Client>> clients_;
@@ -128,7 +130,8 @@ void Publisher::Impl::add_client(stream_protocol::socket socket) {
     const int id = next_id_++;
     Client::Handlers handlers{[this](Client &client, const Request &request) { act_on(client, request); },
                               [this](int gone) { clients_.erase(gone); }};
-    auto client = std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, std::move(handlers));
+    auto client =
+        std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, client_log_, std::move(handlers));
     clients_.emplace(id, client);
     client->start();
 }
@@ -154,8 +157,7 @@ void Publisher::Impl::act_on(Client &client, const Request &request) {
     } else if (request.kind < HB_GET_CONFIG_INFO || request.kind > MONITOR_LAST_MESSAGE) {
         client.complain(text("the unknown request ", request.kind));
     } else if (client.is_first_refusal(request.kind)) {
-        log_warning(
-            text(client.title(), " sent request ", request.kind, ", which is not supported; it is ignored"));
+        client.warn(text("sent request ", request.kind, ", which is not supported; it is ignored"));
     }
 }
 
@@ -211,8 +213,8 @@ void Publisher::Impl::unsubscribe(Client &client, const Request &request) {
 void Publisher::Impl::serve(Client &client, const Request &request, const Request_Rule &rule) {
     if (rule.acts && !handlers_.may_act(client.peer())) {
         if (client.is_first_refusal(rule.kind)) {
-            log_warning(text(client.title(), " was refused request ", static_cast<int>(rule.kind), " (",
-                             rule.name, "): only root and the group that is configured may act on the node"));
+            client.warn(text("was refused request ", static_cast<int>(rule.kind), " (", rule.name,
+                             "): only root and the group that is configured may act on the node"));
         }
         answer(client, rule, rule.when_not_permitted, empty_body());
         return;
@@ -224,7 +226,7 @@ void Publisher::Impl::serve(Client &client, const Request &request, const Reques
         }
     } else if (rule.form == Body_Form::multicast) {
         if (const auto multicast = read_multicast(request.body, fault)) {
-            handlers_.deliver(*multicast, client.title());
+            deliver(client, *multicast);
         }
     } else if (const auto node_request = read_node_request(rule, request.body, fault)) {
         act_on_node(client, rule, *node_request);
@@ -242,13 +244,27 @@ void Publisher::Impl::act_on_node(Client &client, const Request_Rule &rule, cons
         return;
     }
     const Outcome outcome = handlers_.act(request);
-    const std::string line = text(client.title(), " asked: ", rule.name, ": ", outcome.note,
+    const std::string what = text("asked: ", rule.name, ": ", outcome.note,
                                   outcome.status == REQUEST_DONE ? "" : "; nothing is changed");
-    rule.acts ? log_info(line) : log_debug(line);
+    if (rule.acts) {
+        client.note(what);
+    } else {
+        log_debug(text(client.title(), " ", what));
+    }
     const bool tells_state = rule.kind == HB_GET_ADAPTER_STATE;
     answer(client, rule, outcome.status, tells_state ? encode_adapter_state(outcome.word) : empty_body());
     if (outcome.changes.any()) {
         handlers_.changed(outcome.changes);
+    }
+}
+
+void Publisher::Impl::deliver(Client &client, const Multicast &multicast) {
+    const Delivery delivery = handlers_.deliver(multicast);
+    client.note(text("multicast ", summary(multicast, delivery)));
+    log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
+    for (const auto &[node, why] : delivery.failed) {
+        client_log_.warning(client.peer().uid, text("the multicast to port ", multicast.port, " of node ", node,
+                                                    " was not delivered: ", why));
     }
 }
 

@@ -13,6 +13,7 @@
 #include "daemon/model/node_control.h"
 #include "daemon/model/node_request.h"
 #include "daemon/model/routes.h"
+#include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/node_requests.h"
 #include "daemon/publisher/peer.h"
 
@@ -45,7 +46,7 @@ struct Client_Handlers {
     // answer takes whatever comes first for it.
     std::function<Outcome(const Node_Request &)> act;
     std::function<void(const Changes &)> changed;
-    std::function<void(const Multicast &, const std::string &who)> deliver;
+    std::function<Delivery(const Multicast &)> deliver;
 };
 
 class Publisher {

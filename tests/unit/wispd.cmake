@@ -3,6 +3,7 @@ if(TARGET wispd_core)
   hb_add_test(
     wispd_unit_test
     SOURCES
+    wispd/client_log_test.cpp
     wispd/cluster_test.cpp
     wispd/cluster_file_test.cpp
     wispd/command_test.cpp
@@ -10,6 +11,7 @@ if(TARGET wispd_core)
     wispd/endpoints_test.cpp
     wispd/instance_test.cpp
     wispd/keyring_test.cpp
+    wispd/log_test.cpp
     wispd/node_control_test.cpp
     wispd/node_requests_test.cpp
     wispd/packets_test.cpp
@@ -22,6 +24,8 @@ if(TARGET wispd_core)
     wispd/send_queue_test.cpp
     wispd/state_report_test.cpp
     wispd/subscription_test.cpp
+    wispd/system_setup_test.cpp
+    wispd/text_test.cpp
     wispd/timeline_test.cpp
     LIBS
     wispd_core

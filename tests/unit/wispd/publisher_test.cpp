@@ -14,14 +14,19 @@
 #include <gtest/gtest.h>
 
 #include "daemon/publisher/socket_file.h"
+#include "daemon/text.h"
 #include "tests/support/deadline.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
+#include "tests/unit/wispd/log_fixture.h"
 
 namespace {
 
 using hb_test::Deadline;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
 using wispd::Cluster;
 using wispd::Configuration;
 using wispd_test::field;
@@ -170,13 +175,16 @@ class WispdPublisher : public testing::Test {
             return control_.act(request, std::chrono::steady_clock::now());
         };
         handlers.changed = [this](const wispd::Changes &changes) { tell(changes); };
-        handlers.deliver = [this](const wispd::Multicast &multicast, const std::string &) {
+        handlers.deliver = [this](const wispd::Multicast &multicast) {
             multicasts_.push_back(multicast);
+            return wispd::Delivery{{3}, {}, {5}, {{7, "it is full"}}};
         };
         publisher_.emplace(context_, file_.release(), cluster_, routes_, QUEUE, std::move(handlers));
     }
 
     Peer connect() { return Peer(context_, file_.path()); }
+    // The title of the first client.
+    static std::string who() { return wispd::text("client 1 (pid ", getpid(), ", uid ", geteuid(), ")"); }
     void tell(const wispd::Changes &changes) { publisher_->announce(changes, "FAILURE-1"); }
 
     hb_test::TempDir directory_;
@@ -600,6 +608,64 @@ TEST_F(WispdPublisher, WhoMayNotActIsRefusedAndMayStillAsk) {
     peer.send(request(222, hex("01000000")));
     peer.until_answer();
     EXPECT_EQ(publisher_->clients().at(0).heartbeat, 1u);
+}
+
+// ---- What is logged of it ----
+
+TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
+    const wispd_test::Captured_Log log;
+    trusted_ = false;
+    Peer peer = connect();
+    for (int round = 0; round < 3; ++round) {
+        peer.send(request(204, zeros(3)));
+        peer.send(request(215, hex("0000")));
+    }
+    peer.until_answer();
+    const std::vector<std::string> lines = log.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_THAT(lines[0],
+                EndsWith(who() + " was refused request 204 (node is down): only root and the group that "
+                                 "is configured may act on the node"));
+    EXPECT_THAT(lines[1], HasSubstr(who() + " was refused request 215 (unconfigure adapter)"));
+}
+
+TEST_F(WispdPublisher, ClientsThatComeAgainAndAgainDoNotFillTheLog) {
+    const wispd_test::Captured_Log log;
+    trusted_ = false;
+    for (int round = 0; round < 40; ++round) {
+        Peer peer = connect();
+        for (int kind : {203, 204, 205, 206, 207, 208, 212, 213, 217}) {
+            peer.send(request(kind, {}));
+        }
+        peer.until_answer();
+    }
+    EXPECT_LT(log.lines().size(), 360u); // a line for each refusal
+}
+
+TEST_F(WispdPublisher, WhatWasAskedAndDoneIsLogged) {
+    const wispd_test::Captured_Log log;
+    Peer peer = connect();
+    peer.send(request(203, zeros(3)));
+    peer.send(request(203, zeros(7)));
+    peer.send(request(221, join(hex("23280000 14000000 01000000"), zeros(40), hex("01000000 03000000 02000000"),
+                                hex("6869"))));
+    peer.until_answer();
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(EndsWith(who() + " asked: node may be down: node 3 is suspected to be down"),
+                    EndsWith(who() + " asked: node may be down: node 7 is not in the configuration; nothing "
+                                     "is changed"),
+                    EndsWith(who() + " multicast 2 bytes to port 9000; delivered to nodes: 3; no endpoint "
+                                     "for nodes: 5"),
+                    EndsWith("the multicast to port 9000 of node 7 was not delivered: it is full")));
+}
+
+TEST_F(WispdPublisher, NameWithLineBreaksMakesNoLineOfItsOwn) {
+    const wispd_test::Captured_Log log;
+    Peer peer = connect();
+    peer.send(subscription(4, 1, "x\nforged"));
+    peer.until_answer();
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr(R"(an empty subscription "x\x0Aforged")")));
 }
 
 TEST_F(WispdPublisher, UnsoundRecordsEndTheConnection) {

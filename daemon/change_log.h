@@ -1,0 +1,16 @@
+// What an operation changed, in lines of the log.
+#ifndef WISPD_CHANGE_LOG_H
+#define WISPD_CHANGE_LOG_H
+
+#include <string>
+
+#include "daemon/model/cluster.h"
+
+namespace wispd {
+
+// `failure_id` goes with the deaths.
+void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster);
+
+} // namespace wispd
+
+#endif

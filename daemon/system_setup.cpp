@@ -1,0 +1,111 @@
+#include "daemon/system_setup.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include <grp.h>
+#include <sys/resource.h>
+
+#include "daemon/log.h"
+#include "daemon/start_failure.h"
+#include "daemon/text.h"
+
+namespace wispd {
+
+namespace {
+
+constexpr const char *DEFAULT_DIRECTORY = "/var/ha/soc/wisp";
+constexpr std::size_t GROUP_BUFFER_AT_FIRST = 65536;
+constexpr std::size_t GROUP_BUFFER_MOST = std::size_t{64} << 20;
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
+
+// A group's entry lists its members, of which there can be many.
+std::optional<gid_t> group_named(const std::string &name) {
+    for (std::size_t size = GROUP_BUFFER_AT_FIRST; size <= GROUP_BUFFER_MOST; size *= 4) {
+        std::vector<char> buffer(size);
+        group entry{};
+        group *found = nullptr;
+        const int error = getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+        if (error != ERANGE) {
+            return found != nullptr ? std::optional(found->gr_gid) : std::nullopt;
+        }
+    }
+    throw Start_Failure(text("group \"", name, "\" has too many members; use its number"));
+}
+
+std::optional<gid_t> group_numbered(const std::string &written) {
+    gid_t number = 0;
+    const char *end = written.data() + written.size();
+    const auto [stopped, error] = std::from_chars(written.data(), end, number);
+    return error == std::errc() && stopped == end && number != NO_GROUP ? std::optional(number) : std::nullopt;
+}
+
+// The descriptor limit is for programs that use select(); this one need not keep it.
+void raise_descriptor_limit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+// The default's directory is made; elsewhere a missing one is more likely a misspelt one.
+void need_directory(const std::string &socket) {
+    const std::filesystem::path directory = std::filesystem::path(socket).parent_path();
+    std::error_code error;
+    if (directory == DEFAULT_DIRECTORY) {
+        std::filesystem::create_directories(directory, error);
+        if (error) {
+            throw Start_Failure(text("cannot make ", DEFAULT_DIRECTORY, ": ", error.message()));
+        }
+    } else if (!std::filesystem::is_directory(directory, error)) {
+        throw Start_Failure(text("there is no directory ", directory.string(),
+                                 "; make it, or choose another path than ", socket));
+    }
+}
+
+mode_t key_mode_of(const Daemon_Settings &settings) {
+    const bool group_connects = (settings.socket_mode & 0020) != 0;
+    return settings.key_mode.value_or(group_connects ? 0640 : 0600);
+}
+
+} // namespace
+
+gid_t find_group(const std::string &name) {
+    if (name.empty()) {
+        return NO_GROUP;
+    }
+    std::optional<gid_t> group = group_named(name);
+    if (!group) {
+        group = group_numbered(name);
+    }
+    if (!group) {
+        throw Start_Failure(
+            text("there is no group \"", name, "\"; make it, or set group in [daemon] to another one"));
+    }
+    return *group;
+}
+
+Access prepare_system(const std::string &socket_path, const std::string &control_path,
+                      const Daemon_Settings &settings) {
+    check_socket_path(socket_path, "socket");
+    check_socket_path(control_path, "control socket");
+    if (socket_path == control_path) {
+        throw Start_Failure(text("socket and control socket are both ", socket_path));
+    }
+    const Access access{find_group(settings.group), settings.socket_mode, key_mode_of(settings)};
+    if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
+        log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
+                    "from them, without which a client cannot open the library");
+    }
+    need_directory(socket_path);
+    need_directory(control_path);
+    raise_descriptor_limit();
+    return access;
+}
+
+} // namespace wispd

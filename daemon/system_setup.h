@@ -1,0 +1,24 @@
+// What has to be so in the system before the daemon makes anything in it.
+#ifndef WISPD_SYSTEM_SETUP_H
+#define WISPD_SYSTEM_SETUP_H
+
+#include <string>
+
+#include <sys/types.h>
+
+#include "daemon/publisher/socket_file.h"
+#include "daemon/sources/cluster_file.h"
+
+namespace wispd {
+
+// By its name or number; -1 for an empty name. Throws Start_Failure.
+gid_t find_group(const std::string &name);
+
+// Checks the paths, makes the default's directory, raises the limit of descriptors; gives who gets access to
+// what is made. Throws Start_Failure.
+Access prepare_system(const std::string &socket_path, const std::string &control_path,
+                      const Daemon_Settings &settings);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,22 @@
+#include "daemon/text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(WispdText, OneLineShowsWhatIsNotPrintable) {
+    EXPECT_EQ(wispd::one_line(std::string_view("a\0b\tc\x7f", 6)), R"(a\x00b\x09c\x7F)");
+    EXPECT_EQ(wispd::one_line("K\xc3\xb6ln ~"), "K\xc3\xb6ln ~");
+    EXPECT_EQ(wispd::one_line(""), "");
+}
+
+TEST(WispdText, ListsHaveAnEnd) {
+    EXPECT_EQ(wispd::list_of("nodes", {}), "");
+    EXPECT_EQ(wispd::list_of("nodes", {3, -1}), "nodes: 3 -1");
+    EXPECT_EQ(wispd::list_of("n", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}),
+              "n: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16");
+    EXPECT_EQ(wispd::list_of("n", std::vector<int64_t>(18, 7)),
+              "n: 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 7 and 2 more");
+}
+
+} // namespace
