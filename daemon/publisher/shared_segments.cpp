@@ -66,6 +66,32 @@ void write_status(Hb_Shared_Security_Status &shared, const Hb_Shared_Security_St
     write_key(shared.key, fresh.key);
 }
 
+// Readers do not lock: the generation is one less than the new one while anything changes.
+void write_security(Hb_security_information &shared, const Hb_security_information &content) {
+    put_word(shared.sequence_number, content.sequence_number - 1);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    write_status(shared.previous_sec_status, content.previous_sec_status);
+    write_status(shared.current_sec_status, content.current_sec_status);
+    for (std::size_t slot = 0; slot < HB_KEY_CACHE_SIZE; ++slot) {
+        write_key(shared.cache.keyCache[slot], content.cache.keyCache[slot]);
+    }
+    put_word(shared.cache.keyCacheCount, content.cache.keyCacheCount);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    put_word(shared.sequence_number, content.sequence_number);
+}
+
+// Whoever keeps the segment attached when its daemon has gone keeps no keys with it, and no route that is valid.
+void invalidate(std::size_t which, void *address) {
+    if (which == CONFIGURATION) {
+        put_word(static_cast<Hb_memory_configuration_data *>(address)->sequence_number, Hb_Sequence_Number{0});
+    } else if (which == SECURITY) {
+        auto *shared = static_cast<Hb_security_information *>(address);
+        Hb_security_information none{};
+        none.sequence_number = shared->sequence_number + 2;
+        write_security(*shared, none);
+    }
+}
+
 std::size_t route_size(int node_slots) {
     return static_cast<std::size_t>(node_slots) * sizeof(Hb_route_sequence);
 }
@@ -94,6 +120,15 @@ int proven_segment(const Ipc_Record &record, std::size_t which) {
     const bool ours = status.shm_cpid == record.pid && status.shm_perm.cuid == geteuid() &&
                       plausible_size(which, status.shm_segsz);
     return ours ? id : -1;
+}
+
+bool remove_segment(std::size_t which, int id) {
+    void *address = shmat(id, nullptr, 0);
+    if (address != reinterpret_cast<void *>(-1)) {
+        invalidate(which, address);
+        shmdt(address);
+    }
+    return shmctl(id, IPC_RMID, nullptr) == 0;
 }
 
 bool remove_semaphores(const Ipc_Record &record) {
@@ -141,8 +176,8 @@ int remove_left_behind(const Ipc_Record &record) {
     if (any && remove_semaphores(record)) {
         ++removed;
     }
-    for (int id : proven) {
-        if (id >= 0 && shmctl(id, IPC_RMID, nullptr) == 0) {
+    for (std::size_t which : {CONFIGURATION, ROUTES, SECURITY}) {
+        if (proven[which] >= 0 && remove_segment(which, proven[which])) {
             ++removed;
         }
     }
@@ -179,12 +214,10 @@ Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
 
 Shared_Segments::~Shared_Segments() {
     const int saved = errno; // create() tells by it why it gave up
-    if (segments_[SECURITY].address != nullptr) {
-        // Whoever keeps the segment attached keeps no keys with it.
-        Hb_security_information none{};
-        none.sequence_number =
-            static_cast<const Hb_security_information *>(segments_[SECURITY].address)->sequence_number + 2;
-        publish_security(none);
+    for (std::size_t which : {CONFIGURATION, SECURITY}) {
+        if (segments_[which].address != nullptr) {
+            invalidate(which, segments_[which].address);
+        }
     }
     if (semaphores_ >= 0) {
         semctl(semaphores_, 0, IPC_RMID);
@@ -319,17 +352,7 @@ void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &ro
 // ---- Keys ----
 
 void Shared_Segments::publish_security(const Hb_security_information &content) {
-    auto *shared = static_cast<Hb_security_information *>(segments_[SECURITY].address);
-    put_word(shared->sequence_number, content.sequence_number - 1);
-    std::atomic_thread_fence(std::memory_order_seq_cst);
-    write_status(shared->previous_sec_status, content.previous_sec_status);
-    write_status(shared->current_sec_status, content.current_sec_status);
-    for (std::size_t slot = 0; slot < HB_KEY_CACHE_SIZE; ++slot) {
-        write_key(shared->cache.keyCache[slot], content.cache.keyCache[slot]);
-    }
-    put_word(shared->cache.keyCacheCount, content.cache.keyCacheCount);
-    std::atomic_thread_fence(std::memory_order_seq_cst);
-    put_word(shared->sequence_number, content.sequence_number);
+    write_security(*static_cast<Hb_security_information *>(segments_[SECURITY].address), content);
 }
 
 } // namespace wispd

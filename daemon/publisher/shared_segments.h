@@ -26,7 +26,8 @@ struct Ipc_Keys {
 // The keys that clients will derive from this path, which must exist.
 Ipc_Keys keys_of(const std::string &socket_path);
 
-// Removes what the record's process made, as far as that can be proven; gives how many objects.
+// Removes what the record's process made, as far as that can be proven; gives how many objects. Who keeps a
+// segment of it attached keeps neither keys nor valid routes.
 int remove_left_behind(const Ipc_Record &record);
 
 // Who is inside the route segment.

@@ -247,7 +247,16 @@ TEST_F(WispdSegments, ForeignObjectsUnderAKeyAreLeftAlone) {
 pid_t abandon(const Ipc_Keys &keys) {
     const pid_t child = fork();
     if (child == 0) {
-        const auto segments = Shared_Segments::create(keys, 8, {});
+        auto segments = Shared_Segments::create(keys, 8, {});
+        if (segments) {
+            segments->write_routes(6, {});
+            Hb_security_information security{};
+            security.sequence_number = 7;
+            security.current_sec_status.key.length = 52;
+            std::memset(security.current_sec_status.key.value, 0x5A, 52);
+            security.cache.keyCacheCount = 1;
+            segments->publish_security(security);
+        }
         _exit(segments.has_value() ? 0 : 1);
     }
     int status = -1;
@@ -272,10 +281,26 @@ TEST_F(WispdSegments, SetThatSurvivingClientsAttachedIsRemovedAsWell) {
     shmdt(attached);
 }
 
+TEST_F(WispdSegments, SurvivingClientsKeepNeitherRoutesNorKeysOfAKilledDaemon) {
+    const pid_t maker = abandon(keys_);
+    const auto *header = static_cast<const char *>(shmat(segment('g'), nullptr, SHM_RDONLY));
+    const auto *keys = static_cast<const char *>(shmat(segment('p'), nullptr, SHM_RDONLY));
+    EXPECT_EQ(header[0], 6);
+    EXPECT_EQ(keys[284 + 24], 0x5A);
+    EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
+    EXPECT_EQ(std::vector<char>(header, header + 4), hex("00000000"));
+    EXPECT_EQ(std::vector<char>(keys, keys + 4), hex("09000000"));
+    EXPECT_EQ(std::vector<char>(keys + 4, keys + 3168), std::vector<char>(3164));
+    shmdt(header);
+    shmdt(keys);
+}
+
 TEST_F(WispdSegments, SetOfAnotherMakerIsLeftAlone) {
     const pid_t maker = abandon(keys_);
     EXPECT_EQ(wispd::remove_left_behind({maker + 1, keys_.segments, keys_.semaphores}), 0);
     EXPECT_TRUE(in_use());
+    EXPECT_EQ(content('g')[0], 6);
+    EXPECT_EQ(content('p')[284 + 24], 0x5A);
     EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
 }
 

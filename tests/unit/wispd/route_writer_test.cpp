@@ -188,6 +188,63 @@ TEST_F(WispdRouteWriter, DaemonThatIsKilledWhileItHoldsReadersLetsThemIn) {
     leave(semaphores());
 }
 
+// Every word of every hop is the generation.
+void fill(Routes &routes, uint32_t generation) {
+    for (Node_Route &each : routes) {
+        each.length = 11;
+        uint32_t words[44];
+        std::fill(std::begin(words), std::end(words), generation);
+        std::memcpy(&each.hops, words, sizeof words);
+    }
+}
+
+[[noreturn]] void write_for_ever(Shared_Segments &segments, Routes routes, uint32_t generation) {
+    if (!segments.hold_readers()) {
+        _exit(1);
+    }
+    for (;; ++generation) {
+        fill(routes, generation);
+        segments.write_routes(generation, routes);
+    }
+}
+
+TEST_F(WispdRouteWriter, DaemonThatIsKilledWhileItWritesLeavesNoTornRoute) {
+    const auto *header = static_cast<const volatile uint32_t *>(shmat(segment('g'), nullptr, SHM_RDONLY));
+    const auto *records = static_cast<const volatile uint32_t *>(shmat(segment('h'), nullptr, SHM_RDONLY));
+    for (int round = 0; round < 30; ++round) {
+        const uint32_t before = header[0];
+        const pid_t child = fork();
+        if (child == 0) {
+            write_for_ever(segments_, routes_, before + 1);
+        }
+        ASSERT_GT(child, 0);
+        EXPECT_TRUE(hb_test::wait_until([&] { return header[0] > before + 100; }));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(semaphore(WRITER), 0);
+        for (std::size_t node = 0; node < 3; ++node) {
+            const auto *record = records + 46 * node;
+            for (std::size_t word = 2; record[0] == header[0] && word < 46; ++word) {
+                ASSERT_EQ(record[word], header[0]) << "node " << node << " word " << word;
+            }
+        }
+    }
+    shmdt(const_cast<const uint32_t *>(header));
+    shmdt(const_cast<const uint32_t *>(records));
+}
+
+TEST_F(WispdRouteWriter, RoutesAreNoLongerValidWhenTheDaemonEnds) {
+    const auto *header = static_cast<const char *>(shmat(segment('g'), nullptr, SHM_RDONLY));
+    {
+        Shared_Segments going(std::move(segments_));
+        Route_Writer writer(context_, going, routes_);
+        writer.publish();
+        EXPECT_EQ(header[0], 1);
+    }
+    EXPECT_EQ(header[0], 0);
+    shmdt(header);
+}
+
 TEST_F(WispdRouteWriter, WriterThatGoesWhileItWaitsLetsReadersIn) {
     ASSERT_TRUE(enter(semaphores()));
     {
@@ -247,12 +304,7 @@ TEST_F(WispdRouteWriter, ReadersNeverSeeATornRoute) {
         }
     }
     for (uint32_t generation = 1; generation <= GENERATIONS; ++generation) {
-        for (Node_Route &each : routes_) {
-            each.length = 11;
-            uint32_t words[44];
-            std::fill(std::begin(words), std::end(words), generation);
-            std::memcpy(&each.hops, words, sizeof words);
-        }
+        fill(routes_, generation);
         writer.publish();
         ASSERT_TRUE(runs_until([&] { return writer.is_current(); }));
     }
