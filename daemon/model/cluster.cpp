@@ -81,6 +81,11 @@ Cluster::Numbering Cluster::place_of(std::size_t adapter) const {
     return {number / adapters_per_node_, number % adapters_per_node_};
 }
 
+std::ranges::iota_view<std::size_t, std::size_t> Cluster::slots_of(std::size_t node) const {
+    const auto per_node = static_cast<std::size_t>(adapters_per_node_);
+    return {node * per_node, (node + 1) * per_node};
+}
+
 std::size_t Cluster::check_node(int node) const {
     if (node < 0 || node >= max_nodes()) {
         throw Refused(text("node ", node, " is out of range: node numbers run from 0 to ", max_nodes() - 1));
@@ -209,9 +214,7 @@ Changes Cluster::node_up(int node) {
         throw Refused(text("node ", node, " is up already, with all its adapters"));
     }
     Changes changes = begin();
-    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
-    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
-         ++adapter) {
+    for (std::size_t adapter : slots_of(number)) {
         if (can_be_up(adapters_[adapter]) && !adapters_[adapter].up) {
             bring_up(adapter, changes);
         }
@@ -234,9 +237,7 @@ Changes Cluster::node_down(int node) {
         throw Refused(text("node ", node, " is down already"));
     }
     Changes changes = begin();
-    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
-    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
-         ++adapter) {
+    for (std::size_t adapter : slots_of(number)) {
         if (adapters_[adapter].up) {
             take_down(adapter, 0, changes);
         }
@@ -251,10 +252,8 @@ Changes Cluster::node_join(int node) {
     if (nodes_[number].configured_adapters != 0) {
         throw Refused(text("node ", node, " is in the configuration already"));
     }
-    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
-    const std::size_t end = first + static_cast<std::size_t>(adapters_per_node_);
     bool any_known = false;
-    for (std::size_t adapter = first; adapter < end; ++adapter) {
+    for (std::size_t adapter : slots_of(number)) {
         if (adapters_[adapter].known) {
             any_known = true;
             check_address_free(adapters_[adapter].address, adapter);
@@ -266,7 +265,7 @@ Changes Cluster::node_join(int node) {
                            "its adapters with their addresses"));
     }
     Changes changes = begin();
-    for (std::size_t adapter = first; adapter < end; ++adapter) {
+    for (std::size_t adapter : slots_of(number)) {
         if (adapters_[adapter].known) {
             add(adapter);
             if (can_be_up(adapters_[adapter])) {
@@ -286,9 +285,7 @@ Changes Cluster::node_leave(int node) {
         throw Refused(text("node ", node, " is the local node, which cannot leave"));
     }
     Changes changes = begin();
-    const std::size_t first = number * static_cast<std::size_t>(adapters_per_node_);
-    for (std::size_t adapter = first; adapter < first + static_cast<std::size_t>(adapters_per_node_);
-         ++adapter) {
+    for (std::size_t adapter : slots_of(number)) {
         if (adapters_[adapter].configured) {
             remove(adapter, changes);
         }
@@ -495,61 +492,87 @@ Changes Cluster::sleep_and_wake() {
     return changes;
 }
 
+// ---- A whole new configuration ----
+
+// What was there before it.
+struct Cluster::Before {
+    std::vector<Adapter> adapters;
+    std::vector<Node> nodes;
+    int adapters_per_node;
+    std::optional<Heartbeat> heartbeat;
+};
+
 Changes Cluster::reconfigure(const Configuration &next) {
     if (next.local_node != local_node_) {
         throw Refused(text("local_node cannot change from ", local_node_, " to ", next.local_node,
                            " while wispd runs; restart it"));
     }
     Changes changes = begin();
-    const std::vector<Adapter> old_adapters = std::move(adapters_);
-    const std::vector<Node> old_nodes = std::move(nodes_);
-    const int old_per_node = adapters_per_node_;
-    const std::optional<Heartbeat> old_heartbeat = heartbeat_;
+    const Before before{std::move(adapters_), std::move(nodes_), adapters_per_node_, heartbeat_};
     load(next);
-
-    // An adapter that is renumbered is, to a client, another one: it leaves and joins.
-    const auto survives = [&](std::size_t number) {
-        return old_per_node == adapters_per_node_ && number < old_adapters.size() &&
-               number < adapters_.size() && old_adapters[number].configured && adapters_[number].configured;
-    };
-    for (std::size_t number = 0; number < old_adapters.size(); ++number) {
-        const Adapter &old = old_adapters[number];
-        const std::size_t node = number / static_cast<std::size_t>(old_per_node);
-        const std::size_t slot = number % static_cast<std::size_t>(old_per_node);
-        // Incarnations belong to the place, so that one that comes back is never taken for the one that died.
-        if (node < nodes_.size() && slot < static_cast<std::size_t>(adapters_per_node_)) {
-            adapters_[node * static_cast<std::size_t>(adapters_per_node_) + slot].incarnation = old.incarnation;
-        }
-        if (!old.up) {
-            continue;
-        }
-        const auto told = static_cast<Hb_Adapter_Number>(number);
-        if (!survives(number)) {
-            changes.adapter_deaths.push_back({told, old.incarnation | REMOVED_FROM_CONFIGURATION});
-        } else if (old.starts_up && !adapters_[number].starts_up) {
-            changes.adapter_deaths.push_back({told, old.incarnation});
-        } else {
-            adapters_[number].up = true;
-            ++nodes_[node].up_adapters;
-        }
-    }
-    for (std::size_t number = 0; number < old_adapters.size(); ++number) {
-        if (survives(number)) {
-            adapters_[number].disabled = old_adapters[number].disabled;
-            adapters_[number].interface_down = old_adapters[number].interface_down;
-        }
+    for (std::size_t number = 0; number < before.adapters.size(); ++number) {
+        carry_over(number, before, changes);
     }
     for (std::size_t number = 0; number < adapters_.size(); ++number) {
-        const Adapter &adapter = adapters_[number];
-        const bool has_address_again =
-            survives(number) && !can_be_up(old_adapters[number]) && !is_held_down(adapter);
-        const bool newly_up = !survives(number) || !old_adapters[number].starts_up || has_address_again;
-        if (adapter.configured && !adapter.up && adapter.starts_up && newly_up) {
+        if (is_newly_up(number, before)) {
             bring_up(number, changes);
         }
     }
-    for (std::size_t node = 0; node < std::max(old_nodes.size(), nodes_.size()); ++node) {
-        const bool was_up = node < old_nodes.size() && old_nodes[node].up;
+    settle_nodes(before, changes);
+    update_configuration(changes);
+    if (heartbeat_ != before.heartbeat) {
+        changes.heartbeat = heartbeat_;
+    }
+    finish(changes);
+    return changes;
+}
+
+// An adapter that is renumbered is, to a client, another one: it leaves and joins.
+bool Cluster::survives(std::size_t adapter, const Before &before) const {
+    return before.adapters_per_node == adapters_per_node_ && adapter < before.adapters.size() &&
+           adapter < adapters_.size() && before.adapters[adapter].configured && adapters_[adapter].configured;
+}
+
+void Cluster::carry_over(std::size_t adapter, const Before &before, Changes &changes) {
+    const Adapter &old = before.adapters[adapter];
+    const std::size_t node = adapter / static_cast<std::size_t>(before.adapters_per_node);
+    const std::size_t slot = adapter % static_cast<std::size_t>(before.adapters_per_node);
+    // Incarnations belong to the place, so that one that comes back is never taken for the one that died.
+    if (node < nodes_.size() && slot < static_cast<std::size_t>(adapters_per_node_)) {
+        adapters_[node * static_cast<std::size_t>(adapters_per_node_) + slot].incarnation = old.incarnation;
+    }
+    const bool stays = survives(adapter, before);
+    if (stays) {
+        adapters_[adapter].disabled = old.disabled;
+        adapters_[adapter].interface_down = old.interface_down;
+    }
+    if (!old.up) {
+        return;
+    }
+    const auto told = static_cast<Hb_Adapter_Number>(adapter);
+    if (!stays) {
+        changes.adapter_deaths.push_back({told, old.incarnation | REMOVED_FROM_CONFIGURATION});
+    } else if (old.starts_up && !adapters_[adapter].starts_up) {
+        changes.adapter_deaths.push_back({told, old.incarnation});
+    } else {
+        adapters_[adapter].up = true;
+        ++nodes_[node].up_adapters;
+    }
+}
+
+// Whether it is down and comes up with the configuration.
+bool Cluster::is_newly_up(std::size_t adapter, const Before &before) const {
+    const Adapter &it = adapters_[adapter];
+    if (!it.configured || it.up || !it.starts_up || is_held_down(it)) {
+        return false;
+    }
+    return !survives(adapter, before) || !before.adapters[adapter].starts_up ||
+           !can_be_up(before.adapters[adapter]);
+}
+
+void Cluster::settle_nodes(const Before &before, Changes &changes) {
+    for (std::size_t node = 0; node < std::max(before.nodes.size(), nodes_.size()); ++node) {
+        const bool was_up = node < before.nodes.size() && before.nodes[node].up;
         if (node < nodes_.size()) {
             nodes_[node].up = was_up;
             settle_node(node, changes);
@@ -557,13 +580,9 @@ Changes Cluster::reconfigure(const Configuration &next) {
             changes.node_deaths.push_back(static_cast<Hb_Node_Number>(node));
         }
     }
-    update_configuration(changes);
-    if (heartbeat_ != old_heartbeat) {
-        changes.heartbeat = heartbeat_;
-    }
-    finish(changes);
-    return changes;
 }
+
+// ---- What is told and changes no member ----
 
 Changes Cluster::set_heartbeat(const Heartbeat &settings) {
     heartbeat_ = settings;

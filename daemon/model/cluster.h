@@ -13,6 +13,7 @@
 #define WISPD_CLUSTER_H
 
 #include <optional>
+#include <ranges>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -159,6 +160,8 @@ class Cluster {
 
     void load(const Configuration &configuration);
     Numbering place_of(std::size_t adapter) const;
+    // The numbers of the node's adapters, whether there are such or not.
+    std::ranges::iota_view<std::size_t, std::size_t> slots_of(std::size_t node) const;
     std::size_t check_node(int node) const;
     std::size_t check_configured_node(int node) const;
     std::size_t check_adapter(int64_t adapter) const;
@@ -167,6 +170,12 @@ class Cluster {
 
     Changes hold_down(int64_t adapter, bool Adapter::*hold);
     Changes let_up(int64_t adapter, bool Adapter::*hold);
+
+    struct Before;
+    bool survives(std::size_t adapter, const Before &before) const;
+    void carry_over(std::size_t adapter, const Before &before, Changes &changes);
+    bool is_newly_up(std::size_t adapter, const Before &before) const;
+    void settle_nodes(const Before &before, Changes &changes);
 
     void bring_up(std::size_t adapter, Changes &changes);
     void take_down(std::size_t adapter, Hb_Incarnation flag, Changes &changes);

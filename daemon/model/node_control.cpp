@@ -249,7 +249,8 @@ Outcome Node_Control::take_manual_control(bool take, const std::string &interfac
     }
     if (take == manual_control_.all) {
         manual_control_.exceptions.erase(interface);
-    } else if (manual_control_.exceptions.size() >= EXCEPTIONS_MOST) {
+    } else if (manual_control_.exceptions.size() >= EXCEPTIONS_MOST &&
+               !manual_control_.exceptions.contains(interface)) {
         return refused(REQUEST_FAILED, text("more than ", EXCEPTIONS_MOST, " interfaces are named"));
     } else {
         manual_control_.exceptions.insert(interface);

@@ -153,6 +153,38 @@ TEST_F(WispdNodeControl, SuspicionsDoNotOutliveTheirNumbering) {
     EXPECT_FALSE(control_.next_due().has_value());
 }
 
+TEST_F(WispdNodeControl, SuspicionsAndGraceOutliveAReloadThatKeepsTheirMembers) {
+    ask(203, 3);
+    ask(205, 4);
+    ask(216, 0, "0.0.0.0", 60);
+    control_.set({10s, 5});
+    control_.heed(cluster_.reconfigure(three_nodes()));
+    EXPECT_EQ(control_.next_due(), Time(1002s));
+    EXPECT_TRUE(control_.suspicions().in_grace(2, now_));
+    const Changes changes = control_.confirm_due(Time(1002s)).changes;
+    EXPECT_EQ(changes.adapter_deaths, (Members{{4, 1}, {6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_deaths, ElementsAre(3));
+    ask(205, 5); // by the new settings
+    EXPECT_EQ(control_.next_due(), Time(1010s));
+    EXPECT_EQ(ask(216, 1, "0.0.0.0", 6).status, 7);
+}
+
+TEST_F(WispdNodeControl, SuspicionsAndGraceEndWithMembersThatAReloadTakesAway) {
+    ask(203, 3);
+    ask(205, 5);
+    ask(216, 0, "0.0.0.0", 60);
+    wispd::Configuration smaller = three_nodes();
+    smaller.nodes.pop_back();
+    smaller.nodes[1].adapters.pop_back();
+    smaller.nodes[0].adapters.erase(smaller.nodes[0].adapters.begin());
+    control_.heed(cluster_.reconfigure(smaller));
+    EXPECT_FALSE(control_.next_due().has_value());
+    EXPECT_FALSE(control_.suspicions().in_grace(2, now_));
+    control_.heed(cluster_.reconfigure(three_nodes()));
+    EXPECT_FALSE(control_.next_due().has_value());
+    EXPECT_EQ(ask(205, 2).status, 0);
+}
+
 // ---- Grace ----
 
 TEST_F(WispdNodeControl, GraceKeepsSuspicionsAway) {
@@ -323,6 +355,17 @@ TEST_F(WispdNodeControl, ReloadGivesTheFilesAddressesBackAndKeepsWhoIsHeldDown) 
     EXPECT_EQ(ask(207, 1).changes.adapter_joins, (Members{{3, 2}}));
 }
 
+TEST_F(WispdNodeControl, ReloadThatStartsAnAdapterUpLeavesItDisabled) {
+    wispd::Configuration down = three_nodes();
+    down.nodes[0].adapters[1].up = false;
+    control_.heed(cluster_.reconfigure(down));
+    ask(208, 1);
+    EXPECT_FALSE(cluster_.reconfigure(three_nodes()).changes_membership());
+    EXPECT_FALSE(up(3));
+    EXPECT_TRUE(cluster_.adapters()[3].disabled);
+    EXPECT_EQ(ask(207, 1).changes.adapter_joins, (Members{{3, 2}}));
+}
+
 // ---- The rest ----
 
 TEST_F(WispdNodeControl, SimulatedDeathIsOfAllLocalAdaptersThatAreUp) {
@@ -363,6 +406,17 @@ TEST_F(WispdNodeControl, ManualControlIsOfOneInterfaceOrOfAll) {
     EXPECT_THAT(names(), IsEmpty());
     ask(226, -1);
     EXPECT_FALSE(control_.manual_control().all);
+}
+
+TEST_F(WispdNodeControl, InterfacesThatAreNamedAreNotWithoutEnd) {
+    for (int i = 0; i < 1024; ++i) {
+        EXPECT_EQ(ask(225, -1, "0.0.0.0", 0, ("if" + std::to_string(i)).c_str()).status, 0) << i;
+    }
+    EXPECT_EQ(ask(225, -1, "0.0.0.0", 0, "one-more").status, 1);
+    EXPECT_EQ(ask(225, -1, "0.0.0.0", 0, "if7").status, 0);
+    EXPECT_EQ(control_.manual_control().exceptions.size(), 1024u);
+    EXPECT_EQ(ask(226, -1, "0.0.0.0", 0, "if7").status, 0);
+    EXPECT_EQ(control_.manual_control().exceptions.size(), 1023u);
 }
 
 } // namespace
