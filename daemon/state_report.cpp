@@ -1,5 +1,7 @@
 #include "daemon/state_report.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include "daemon/model/address.h"
@@ -86,8 +88,9 @@ ordered_json clients_of(const std::vector<Client_Status> &clients) {
     return list;
 }
 
+// What is due and not yet acted on is due now.
 double seconds_until(Time time, Time now) {
-    return std::chrono::duration<double>(time - now).count();
+    return std::max(0.0, std::chrono::duration<double>(time - now).count());
 }
 
 ordered_json suspicions_of(const Suspicions &suspicions, Time now) {

@@ -12,7 +12,7 @@ namespace wispd {
 namespace {
 
 constexpr std::size_t INTERFACE_NAME_LONGEST = HB_ADAPTER_TYPE_SIZE - 1;
-constexpr std::size_t MULTICAST_NODES_MOST = HB_NODE_SLOTS;
+constexpr int32_t MULTICAST_NODES_MOST = HB_NODE_SLOTS;
 constexpr std::size_t MULTICAST_PAYLOAD_LONGEST = 10000;
 constexpr int32_t MULTICAST_VERSION = 1;
 
@@ -114,6 +114,39 @@ bool read_fields(Body_Form form, std::span<const char> body, Node_Request &reque
     return false;
 }
 
+bool read_multicast_head(std::span<const char> body, daemon_routing_hdr &head, std::string &fault) {
+    if (body.size() < sizeof head) {
+        fault = text("a multicast of ", body.size(), " bytes; its head alone has ", sizeof head);
+        return false;
+    }
+    head = value_at<daemon_routing_hdr>(body, 0);
+    if (head.daemon_routing_version != MULTICAST_VERSION) {
+        fault = text("a multicast of version ", head.daemon_routing_version, "; expected ", MULTICAST_VERSION);
+    } else if (head.port_number > UINT16_MAX) {
+        fault = text("a multicast to port ", head.port_number, ", which is none");
+    } else if (head.num_nodes < 1 || head.num_nodes > MULTICAST_NODES_MOST) {
+        fault = text("a multicast to ", head.num_nodes, " nodes; expected 1 to ", MULTICAST_NODES_MOST);
+    }
+    return fault.empty();
+}
+
+// What comes behind the nodes: its size, and itself.
+std::optional<std::span<const char>> payload_behind(std::span<const char> rest, std::size_t nodes,
+                                                    std::string &fault) {
+    if (rest.size() < 4 * nodes + 4) {
+        fault = text("a multicast that ends before its ", nodes, " nodes and the size of what it carries");
+        return std::nullopt;
+    }
+    const auto said = static_cast<std::size_t>(value_at<uint32_t>(rest, 4 * nodes));
+    const std::span<const char> payload = rest.subspan(4 * nodes + 4);
+    if (said > MULTICAST_PAYLOAD_LONGEST || payload.size() != said) {
+        fault = text("a multicast that says it carries ", said, " bytes and carries ", payload.size(),
+                     "; expected the same, and at most ", MULTICAST_PAYLOAD_LONGEST);
+        return std::nullopt;
+    }
+    return payload;
+}
+
 } // namespace
 
 const Request_Rule *rule_of(int32_t kind) {
@@ -143,33 +176,14 @@ std::optional<uint32_t> read_sequence(std::span<const char> body, std::string &f
 }
 
 std::optional<Multicast> read_multicast(std::span<const char> body, std::string &fault) {
-    if (body.size() < sizeof(daemon_routing_hdr)) {
-        fault = text("a multicast of ", body.size(), " bytes; its head alone has ", sizeof(daemon_routing_hdr));
+    daemon_routing_hdr head{};
+    if (!read_multicast_head(body, head, fault)) {
         return std::nullopt;
     }
-    const auto head = value_at<daemon_routing_hdr>(body, 0);
-    if (head.daemon_routing_version != MULTICAST_VERSION) {
-        fault = text("a multicast of version ", head.daemon_routing_version, "; expected ", MULTICAST_VERSION);
-        return std::nullopt;
-    }
-    if (head.port_number > UINT16_MAX) {
-        fault = text("a multicast to port ", head.port_number, ", which is none");
-        return std::nullopt;
-    }
-    const auto count = static_cast<std::size_t>(static_cast<uint32_t>(head.num_nodes));
-    if (count < 1 || count > MULTICAST_NODES_MOST) {
-        fault = text("a multicast to ", head.num_nodes, " nodes; expected 1 to ", MULTICAST_NODES_MOST);
-        return std::nullopt;
-    }
-    const std::size_t size_at = sizeof head + 4 * count;
-    if (body.size() < size_at + 4) {
-        fault = text("a multicast of ", body.size(), " bytes, which do not hold its ", count, " nodes");
-        return std::nullopt;
-    }
-    const auto size = static_cast<std::size_t>(value_at<uint32_t>(body, size_at));
-    if (size > MULTICAST_PAYLOAD_LONGEST || body.size() != size_at + 4 + size) {
-        fault = text("a multicast that says it carries ", size, " bytes and carries ",
-                     body.size() - size_at - 4, "; expected the same, and at most ", MULTICAST_PAYLOAD_LONGEST);
+    const auto count = static_cast<std::size_t>(head.num_nodes);
+    const std::span<const char> rest = body.subspan(sizeof head);
+    const std::optional<std::span<const char>> payload = payload_behind(rest, count, fault);
+    if (!payload) {
         return std::nullopt;
     }
     Multicast multicast;
@@ -177,10 +191,9 @@ std::optional<Multicast> read_multicast(std::span<const char> body, std::string 
     multicast.ttl = head.ttl;
     multicast.daemons_only = head.WISP_only_flag != 0;
     for (std::size_t i = 0; i < count; ++i) {
-        multicast.nodes.push_back(value_at<int32_t>(body, sizeof head + 4 * i));
+        multicast.nodes.push_back(value_at<int32_t>(rest, 4 * i));
     }
-    const std::span<const char> payload = body.subspan(size_at + 4);
-    multicast.payload.assign(payload.begin(), payload.end());
+    multicast.payload.assign(payload->begin(), payload->end());
     return multicast;
 }
 

@@ -99,7 +99,11 @@ TEST(WispdNodeRequests, BodiesOfAnotherSizeAreRefused) {
     EXPECT_EQ(fault_of(217, {}), "a body of 0 bytes; expected 4");
     EXPECT_EQ(fault_of(227, zeros(1)), "a body of 1 bytes; expected 0");
     EXPECT_THAT(fault_of(225, zeros(36)), HasSubstr("36 bytes; expected at most 35"));
-    EXPECT_THAT(fault_of(225, hex("65 0a")), HasSubstr("no letters"));
+    EXPECT_THAT(fault_of(225, std::vector<char>(16384, 'e')), HasSubstr("16384 bytes; expected at most 35"));
+    EXPECT_EQ(read(225, std::vector<char>(35, 'e')).interface, std::string(35, 'e'));
+    for (const char *bad : {"65 0a", "00", "65 1b", "65 20 30", "65 7f", "65 c3 b6"}) {
+        EXPECT_THAT(fault_of(225, hex(bad)), HasSubstr("no letters")) << bad;
+    }
     std::string fault;
     EXPECT_FALSE(wispd::read_sequence(zeros(3), fault).has_value());
     EXPECT_EQ(fault, "a body of 3 bytes; expected 4");

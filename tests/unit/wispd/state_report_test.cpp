@@ -43,6 +43,7 @@ TEST_F(WispdStateReport, ShowsSuspicionsAndGrace) {
     EXPECT_EQ(state()["graces"], json::parse(R"([{"adapter":2,"seconds_left":4.5}])"));
     now_ += 5s;
     EXPECT_EQ(state()["graces"], json::array());
+    EXPECT_EQ(state()["suspicions"][0], json::parse(R"({"node":3,"seconds_left":0.0})"));
 }
 
 TEST_F(WispdStateReport, ShowsWhatHoldsAnAdapterDown) {
