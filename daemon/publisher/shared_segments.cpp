@@ -87,7 +87,8 @@ void invalidate(std::size_t which, void *address) {
     } else if (which == SECURITY) {
         auto *shared = static_cast<Hb_security_information *>(address);
         Hb_security_information none{};
-        none.sequence_number = shared->sequence_number + 2;
+        // The next odd one, also after a writer that was killed on its way to one.
+        none.sequence_number = (shared->sequence_number | 1) + 2;
         write_security(*shared, none);
     }
 }

@@ -295,6 +295,15 @@ TEST_F(WispdSegments, SurvivingClientsKeepNeitherRoutesNorKeysOfAKilledDaemon) {
     shmdt(keys);
 }
 
+TEST_F(WispdSegments, KeysOfADaemonKilledInARotationEndInAGenerationThatIsWhole) {
+    const pid_t maker = abandon(keys_);
+    auto *keys = static_cast<char *>(shmat(segment('p'), nullptr, 0));
+    keys[0] = 8;
+    EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
+    EXPECT_EQ(std::vector<char>(keys, keys + 8), hex("0b000000 00000000"));
+    shmdt(keys);
+}
+
 TEST_F(WispdSegments, SetOfAnotherMakerIsLeftAlone) {
     const pid_t maker = abandon(keys_);
     EXPECT_EQ(wispd::remove_left_behind({maker + 1, keys_.segments, keys_.semaphores}), 0);
