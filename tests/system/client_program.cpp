@@ -8,7 +8,8 @@
 //   totals                             the counts alone, and what the iterations add up to
 //   pause | resume                     stop reading events, and go on
 //   heartbeat                          the daemon's heartbeat settings as they came last
-#include <arpa/inet.h>
+//
+// and what client_requests.cpp lists.
 #include <poll.h>
 #include <unistd.h>
 
@@ -23,45 +24,17 @@
 #include <vector>
 
 #include "hb_client.h"
+#include "tests/system/client_requests.h"
+#include "tests/system/client_text.h"
 
+namespace hb_test {
 namespace {
-
-using Words = std::vector<std::string>;
 
 struct Client {
     std::vector<int> descriptors; // to wait on; empty while the library is closed
     bool reading = true;
     std::unique_ptr<Hb_Group> group = std::make_unique<Hb_Group>();
 };
-
-void say(const std::string &line) {
-    std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
-}
-
-std::string number(long long value) {
-    return std::to_string(value);
-}
-
-void say_failure(const std::string &doing) {
-    say("failed " + doing + " " + number(hb_get_errno()));
-}
-
-void report(Hb_Rc result, const std::string &doing, const std::string &done) {
-    if (result == Hb_Success) {
-        say(done);
-    } else {
-        say_failure(doing);
-    }
-}
-
-std::string address_text(const Hb_IP_address6 &address) {
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    const bool is_ipv4 = IN6_IS_ADDR_V4MAPPED(&address.i6_ipv6);
-    const void *bytes = is_ipv4 ? static_cast<const void *>(&address.v4_in_v6.v4_in_v6_ipv4) : &address.i6_ipv6;
-    inet_ntop(is_ipv4 ? AF_INET : AF_INET6, bytes, text.data(), text.size());
-    return text.data();
-}
 
 // ---- Events ----
 
@@ -350,11 +323,11 @@ void obey(Client &client, const std::string &line) {
         words.push_back(word);
     }
     const auto found = words.empty() ? actions.end() : actions.find(words[0]);
-    if (found == actions.end()) {
+    if (found != actions.end()) {
+        found->second(client, words);
+    } else if (words.empty() || !obey_request(words)) {
         say("unknown command: " + line);
-        return;
     }
-    found->second(client, words);
 }
 
 // Obeys what came in whole lines; false at the end of the input.
@@ -395,12 +368,18 @@ void serve(Client &client) {
 
 } // namespace
 
-int main(int argc, char **argv) {
-    std::signal(SIGPIPE, SIG_IGN); // a daemon that has gone shows as error 16
+int run_client(int argc, char **argv) {
     Client client;
     for (int i = 1; i < argc; ++i) {
         obey(client, argv[i]);
     }
     serve(client);
     return hb_terminate() == Hb_Success ? 0 : 1;
+}
+
+} // namespace hb_test
+
+int main(int argc, char **argv) {
+    std::signal(SIGPIPE, SIG_IGN); // a daemon that has gone shows as error 16
+    return hb_test::run_client(argc, argv);
 }

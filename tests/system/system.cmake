@@ -9,10 +9,14 @@ if(NOT HB_BUILD_DAEMON)
 endif()
 set(system_dir ${CMAKE_CURRENT_LIST_DIR})
 
-add_executable(system_test_client ${system_dir}/client_program.cpp)
+add_executable(system_test_client ${system_dir}/client_program.cpp ${system_dir}/client_requests.cpp
+                                  ${system_dir}/client_text.cpp)
 target_link_libraries(system_test_client PRIVATE hb_options hb_client)
 add_executable(segment_reader ${system_dir}/segment_reader.cpp)
 target_link_libraries(segment_reader PRIVATE hb_options hb_client)
+foreach(program system_test_client segment_reader)
+  target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR})
+endforeach()
 
 add_library(
   system_test_support STATIC
@@ -34,6 +38,7 @@ set(system_scenarios
     ${system_dir}/full_size_test.cpp
     ${system_dir}/hbctl_test.cpp
     ${system_dir}/reconfiguration_test.cpp
+    ${system_dir}/requests_test.cpp
     ${system_dir}/restart_test.cpp
     ${system_dir}/segments_test.cpp
     ${system_dir}/slow_client_test.cpp

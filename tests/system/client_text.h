@@ -1,0 +1,24 @@
+// How the client program tells what it learns: one line each.
+#ifndef HB_TEST_SYSTEM_CLIENT_TEXT_H
+#define HB_TEST_SYSTEM_CLIENT_TEXT_H
+
+#include <string>
+#include <vector>
+
+#include "hb_client.h"
+
+namespace hb_test {
+
+using Words = std::vector<std::string>;
+
+void say(const std::string &line);
+// With the library's error number.
+void say_failure(const std::string &doing);
+void report(Hb_Rc result, const std::string &doing, const std::string &done);
+
+std::string number(long long value);
+std::string address_text(const Hb_IP_address6 &address);
+
+} // namespace hb_test
+
+#endif
