@@ -732,16 +732,16 @@ typedef struct Hb_Key_Cache {
 } Hb_Key_Cache;
 
 /* The generation of the security information: when it differs from the one last seen, read the keys again.
- * wispd's is odd, and even while it is changing the information.
  * Opens.  Errors: 4 null pointer, 33 the key segment is not attached. */
 HB_API Hb_Rc hb_get_security_sequence(Hb_Sequence_Number *sequence);
 
 /* The security state in force, the one before, and the cached keys.  The daemon may be changing them: a
- * reading is one picture when hb_get_security_sequence gave the same odd number before and after it.  All
- * descriptors are zeroed before anything else, so that whatever the result hb_free_security_info_keys, called
- * once, releases the keys that were made.  A key that cannot be unmarshalled ends the call without an error
- * number: what comes before it, in the order current, previous, cache, has been filled in by then, the rest has
- * not.
+ * reading that succeeded is one picture when hb_get_security_sequence gave the same number before and after
+ * it; one that failed without an error number can be tried again.  All descriptors are zeroed before anything
+ * else, so that whatever the result hb_free_security_info_keys, called once, releases the keys that were made.
+ * A key that cannot be unmarshalled, which the daemon sees to while it is changing them, ends the call without
+ * an error number: what comes before it, in the order current, previous, cache, has been filled in by then,
+ * the rest has not.
  * Opens.  Errors: 4 null pointer, 33 the key segment is not attached. */
 HB_API Hb_Rc hb_get_security_infomation(Hb_Security_Status *current, Hb_Security_Status *previous,
                                         Hb_Key_Cache *cache);

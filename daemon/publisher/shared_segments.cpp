@@ -63,21 +63,31 @@ void write_status(Hb_Shared_Security_Status &shared, const Hb_Shared_Security_St
     put_word(shared.KLOM_compatible, fresh.KLOM_compatible);
     put_word(shared.is_valid_for_signing, fresh.is_valid_for_signing);
     put_word(shared.is_valid_for_authenticating, fresh.is_valid_for_authenticating);
-    write_key(shared.key, fresh.key);
 }
 
-// Readers do not lock: the generation is one less than the new one while anything changes.
+// No key is marshalled into one byte: whoever reads it is refused, and reads again.
+constexpr int32_t UNREADABLE = 1;
+
+// Readers do not lock, and compare the generations before and after alone. The current key cannot be read from
+// before the first change of the generation until after the last one, so that none reads between the two.
 void write_security(Hb_security_information &shared, const Hb_security_information &content) {
+    Hb_sec_buffer_desc &current = shared.current_sec_status.key;
+    put_word(current.length, UNREADABLE);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
     put_word(shared.sequence_number, content.sequence_number - 1);
     std::atomic_thread_fence(std::memory_order_seq_cst);
     write_status(shared.previous_sec_status, content.previous_sec_status);
+    write_key(shared.previous_sec_status.key, content.previous_sec_status.key);
     write_status(shared.current_sec_status, content.current_sec_status);
+    std::memcpy(current.value, content.current_sec_status.key.value, sizeof current.value);
     for (std::size_t slot = 0; slot < HB_KEY_CACHE_SIZE; ++slot) {
         write_key(shared.cache.keyCache[slot], content.cache.keyCache[slot]);
     }
     put_word(shared.cache.keyCacheCount, content.cache.keyCacheCount);
     std::atomic_thread_fence(std::memory_order_seq_cst);
     put_word(shared.sequence_number, content.sequence_number);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    put_word(current.length, content.current_sec_status.key.length);
 }
 
 // Whoever keeps the segment attached when its daemon has gone keeps no keys with it, and no route that is valid.

@@ -1,6 +1,7 @@
 #include "tests/system/clusters.h"
 
 #include <stdexcept>
+#include <vector>
 
 namespace hb_test {
 
@@ -82,6 +83,26 @@ std::string full_cluster_file() {
             text += "[[node.adapter]]\nnetwork = " + number + "\naddress = \"10." + number + "." +
                     std::to_string(node / 256) + "." + std::to_string(node % 256) + "\"\ntype = \"eth" +
                     number + "\"\n";
+        }
+    }
+    return text;
+}
+
+std::string two_chains_file() {
+    const std::vector<std::vector<int>> networks_of = {{0, 1}, {0, 2}, {2, 4}, {4, 6}, {6, 8, 9},
+                                                       {1, 3}, {3, 5}, {5, 7}, {7, 8}, {7, 9}};
+    constexpr int WITHOUT_IP = 9;
+    std::string text = "[cluster]\nlocal_node = 0\nmax_nodes = 64\nadapters_per_node = 10\n";
+    for (int network = 0; network < 10; ++network) {
+        const std::string number = std::to_string(network);
+        text += "[[network]]\nnumber = " + number + "\nname = \"link" + number + "\"\n";
+    }
+    for (std::size_t node = 0; node < networks_of.size(); ++node) {
+        text += "[[node]]\nnumber = " + std::to_string(node) + "\n";
+        for (const int network : networks_of[node]) {
+            const std::string address = "10." + std::to_string(network) + ".0." + std::to_string(node + 1);
+            text += "[[node.adapter]]\nnetwork = " + std::to_string(network) + "\naddress = \"" +
+                    (network == WITHOUT_IP ? "none" : address) + "\"\n";
         }
     }
     return text;

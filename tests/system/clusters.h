@@ -13,6 +13,11 @@ std::string small_cluster_file();
 // A full cluster: 2049 nodes with 48 adapters each.
 std::string full_cluster_file();
 
+// Node 0 is the local one. Two chains of networks lead from it to node 8: over nodes 1 to 4, with its adapter 0,
+// and over nodes 5 to 7, with its adapter 1; the second is the shorter one. Node 9 is next to the last node of
+// each, but carries no IP on the first. In network N, node K has the address 10.N.0.K+1.
+std::string two_chains_file();
+
 std::string replaced(std::string text, const std::string &what, const std::string &with);
 
 } // namespace hb_test

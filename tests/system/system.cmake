@@ -12,8 +12,10 @@ set(system_dir ${CMAKE_CURRENT_LIST_DIR})
 add_executable(system_test_client ${system_dir}/client_program.cpp ${system_dir}/client_requests.cpp
                                   ${system_dir}/client_text.cpp)
 target_link_libraries(system_test_client PRIVATE hb_options hb_client)
-add_executable(segment_reader ${system_dir}/segment_reader.cpp)
-target_link_libraries(segment_reader PRIVATE hb_options hb_client)
+add_executable(
+  segment_reader ${system_dir}/reading_keys.cpp ${system_dir}/reading_routes.cpp
+                 ${system_dir}/section_watch.cpp ${system_dir}/segment_reader.cpp)
+target_link_libraries(segment_reader PRIVATE hb_options hb_client ${CMAKE_DL_LIBS})
 foreach(program system_test_client segment_reader)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR})
 endforeach()
@@ -24,6 +26,7 @@ add_library(
   ${system_dir}/clusters.cpp
   ${system_dir}/daemon.cpp
   ${system_dir}/hbctl.cpp
+  ${system_dir}/readers.cpp
   ${system_dir}/setup.cpp
   ${system_dir}/stream.cpp)
 target_compile_definitions(system_test_support PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
@@ -37,10 +40,11 @@ set(system_scenarios
     ${system_dir}/events_test.cpp
     ${system_dir}/full_size_test.cpp
     ${system_dir}/hbctl_test.cpp
+    ${system_dir}/keys_test.cpp
     ${system_dir}/reconfiguration_test.cpp
     ${system_dir}/requests_test.cpp
     ${system_dir}/restart_test.cpp
-    ${system_dir}/segments_test.cpp
+    ${system_dir}/routes_test.cpp
     ${system_dir}/slow_client_test.cpp
     ${system_dir}/subscriptions_test.cpp
     ${system_dir}/timeline_test.cpp)

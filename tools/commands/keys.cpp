@@ -7,12 +7,15 @@
 #include "tools/request.h"
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 namespace hbctl {
 namespace {
 
 constexpr int most_attempts = 100;
+constexpr std::chrono::milliseconds between_attempts{1};
 
 // The keys of one reading, released with it.
 class Keys {
@@ -35,20 +38,23 @@ Hb_Sequence_Number generation() {
     return sequence;
 }
 
-// The daemon may be changing the keys, which an even generation tells: a reading counts when nothing changed.
+// The daemon may be changing the keys, during which they cannot be read: a reading counts when it succeeded and
+// nothing changed meanwhile.
 std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
+    bool changed = false;
     for (int attempt = 0; attempt < most_attempts; ++attempt) {
         sequence = generation();
         auto keys = std::make_unique<Keys>();
         const Hb_Rc result = keys->read();
-        if (generation() != sequence || sequence % 2 == 0) {
-            continue;
+        changed = generation() != sequence;
+        if (result == Hb_Success && !changed) {
+            return keys;
         }
-        if (result != Hb_Success) {
-            throw RequestFailed(
-                "cannot read the security keys: a published key is damaged or of an unknown kind", 0);
-        }
-        return keys;
+        std::this_thread::sleep_for(between_attempts);
+    }
+    if (!changed) {
+        throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown kind",
+                            0);
     }
     throw RequestFailed("cannot read the security keys: they changed with each of " +
                             std::to_string(most_attempts) + " attempts",

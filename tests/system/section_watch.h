@@ -1,0 +1,16 @@
+// Watches this program's calls of semop, with which the library enters and leaves the route segment.
+#ifndef HB_TEST_SYSTEM_SECTION_WATCH_H
+#define HB_TEST_SYSTEM_SECTION_WATCH_H
+
+#include <functional>
+
+namespace hb_test {
+
+// Called once, at the next call that enters, between entering and reading.
+void on_entering(std::function<void()> action);
+// Called at the first call that a signal ends.
+void on_interruption(std::function<void()> action);
+
+} // namespace hb_test
+
+#endif
