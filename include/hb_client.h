@@ -618,6 +618,11 @@ HB_API Hb_Rc hb_unsubscribe(const char *name);
 HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
 
+/* In cluster-event mode: the program has had a message from the node, which is therefore alive.  When the node
+ * had been reported dead it is up again, and a join event follows; otherwise nothing happens.  Opens.
+ * Errors: 59 the event could not be signalled. */
+HB_API Hb_Rc hb_mox_msg_received_from(short node);
+
 /* ------------------------------------------------------------------------------------------------
  * Control requests
  *

@@ -3,13 +3,19 @@
 #define HB_GLOBAL_DATA_H
 
 #include "lib/hb_global_data/address_text.h"
+#include "lib/hb_global_data/cluster_name.h"
 #include "lib/hb_global_data/configuration_checks.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/handler_registry.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/group_record.h"
+#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/mox_event.h"
 #include "lib/hb_global_data/mutex_cleanup.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_dump.h"
+#include "lib/hb_global_data/table_swap.h"
 
 #endif

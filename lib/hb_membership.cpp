@@ -202,8 +202,3 @@ Hb_Boolean hb_has_adapter_died_because_removed(Hb_Adapter_Identifier *id) {
     }
     return hb_init() == Hb_Success ? id->Hb_died_because_removed : Hb_Failure;
 }
-
-void reset_node_membership_group_node_list(Hb_Group *group) {
-    Hb_Boolean(&list)[HB_NODE_SLOTS] = group->Hb_membership_grp_union.Hb_node_membership_grp.Hb_node_list;
-    std::memset(list, 0, sizeof list);
-}

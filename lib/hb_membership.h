@@ -8,7 +8,4 @@
 Hb_Rc process_node_group(Hb_Group *group, Hb_Node_Number *node, int first);
 Hb_Rc process_adapter_group(Hb_Group *group, Hb_Adapter_Identifier *adapter, int first);
 
-// Sets all 2049 entries of the node list to Hb_False.
-void reset_node_membership_group_node_list(Hb_Group *group);
-
 #endif

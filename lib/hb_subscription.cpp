@@ -7,6 +7,9 @@
 #include <optional>
 
 #include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_ORBFSNewGroupEventHandler.h"
+#include "lib/MOX_event_pipe.h"
+#include "lib/MOX_handlers.h"
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/request.h"
 #include "lib/hb_errno_keeper.h"
@@ -350,11 +353,26 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
     return result;
 }
 
-// In MOX mode a subscription's first event comes from the handler that builds new groups. No handler, no
-// descriptor to wake it through: the subscription would stay silent for ever, so it fails.
-static Hb_Rc new_group_handler_is_missing(Hb_Trace_Id id) {
-    errno = EBADF;
-    hb_trace_values(HB_TRACE_INFO, id, -1, int{EBADF});
+// A request for a new group, and the trace records that tell of it.
+struct Wake_Up {
+    char request;
+    Hb_Trace_Id failed;
+    Hb_Trace_Id woken;
+};
+static constexpr Wake_Up WAKE_FOR_NODES = {MOX_NEW_NODE_GROUP, HB_TR_SUBSCRIBE_NODE_WAKE_FAILED,
+                                           HB_TR_SUBSCRIBE_NODE_WOKEN};
+static constexpr Wake_Up WAKE_FOR_ADAPTERS = {MOX_NEW_ADAPTER_GROUP, HB_TR_SUBSCRIBE_NETWORK_WAKE_FAILED,
+                                              HB_TR_SUBSCRIBE_NETWORK_WOKEN};
+
+// In MOX mode a subscription's first event comes from the handler that builds new groups. Without it the
+// subscription would stay silent for ever, so it fails.
+static Hb_Rc wake(const Wake_Up &wake_up) {
+    const int fd = new_group_event_handler_p != nullptr ? new_group_event_handler_p->getWriteFd() : -1;
+    if (MOX_write_byte(fd, wake_up.request)) {
+        hb_trace_values(HB_TRACE_INFO, wake_up.woken, fd);
+        return Hb_Success;
+    }
+    hb_trace_values(HB_TRACE_INFO, wake_up.failed, -1, int{errno});
     return hb_fail(59);
 }
 
@@ -362,11 +380,11 @@ static Hb_Rc wake_new_group_handler(Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:
     case Hb_All_Nodes_Subscription:
-        return new_group_handler_is_missing(HB_TR_SUBSCRIBE_NODE_WAKE_FAILED);
+        return wake(WAKE_FOR_NODES);
     case Hb_Adapter_Subscription:
     case Hb_All_Adapters_Subscription:
     case Hb_Network_Subscription:
-        return new_group_handler_is_missing(HB_TR_SUBSCRIBE_NETWORK_WAKE_FAILED);
+        return wake(WAKE_FOR_ADAPTERS);
     default:
         return Hb_Success; // no group is made for sites and different instances
     }

@@ -1,9 +1,9 @@
 // What the library gives back when it is unloaded, so that a program may load it again and again.
 
+#include "lib/MOX_handlers.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/handler_registry.h"
 
 namespace {
 

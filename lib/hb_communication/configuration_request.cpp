@@ -1,13 +1,24 @@
 #include "lib/hb_communication/configuration_request.h"
 
+#include "lib/MOX_table_update.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/packet.h"
 #include "lib/hb_communication/request.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/table_swap.h"
 
 namespace {
+
+Hb_Rc load_from_service() {
+    Hb_Configuration_Internal built = {};
+    const Hb_Rc result = hb_mox_update_global_tbl(&built, nullptr, nullptr);
+    if (result == Hb_Success) {
+        hb_move_config_table(built, global_config_tbl);
+    }
+    return result;
+}
 
 int receive_error(long socket_status) {
     switch (socket_status) {
@@ -30,8 +41,7 @@ int receive_error(long socket_status) {
 
 Hb_Rc hb_recv_config_info() {
     if (IsMOX) {
-        // The table is not built from a cluster service here: none is reached from this process.
-        return hb_fail(63);
+        return load_from_service();
     }
     if (hb_send(HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
         return Hb_Failure;

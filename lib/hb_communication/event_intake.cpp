@@ -3,6 +3,8 @@
 #include <cstring>
 
 #include "hb_client.h"
+#include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_handlers.h"
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/connection.h"
@@ -13,6 +15,7 @@
 #include "lib/hb_communication/snapshot_view.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session.h"
 
@@ -54,6 +57,20 @@ Hb_Rc take_packet(Hb_Packet &packet, int *events, char *name, Hb_Group *group) {
     }
 }
 
+// The queue goes first: what is in it happened before what a handler would find now.
+Hb_Rc take_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    if (MOX_event_queue_is_empty() != 0) {
+        Hb_Rc result = Hb_Failure;
+        ORBFSHandler::dispatch(descriptors, events, name, group, seqnum_p, &result);
+        return result;
+    }
+    hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_QUEUED_EVENT);
+    if (event_pipe_handler_p == nullptr) {
+        return hb_fail(81);
+    }
+    return event_pipe_handler_p->handler(events, name, group, seqnum_p);
+}
+
 } // namespace
 
 Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name, Hb_Group *group,
@@ -68,8 +85,7 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
         return Hb_Failure;
     }
     if (IsMOX) {
-        // No handler can own a descriptor while no cluster service is there to be watched.
-        return hb_fail(81);
+        return take_cluster_event(descriptors, events, name, group, seqnum_p);
     }
     if (client_socket == nullptr && hb_ensure_connection() != Hb_Success) {
         return Hb_Failure;

@@ -1,3 +1,4 @@
 #include "lib/hb_global_data/operating_mode.h"
 
 bool IsMOX = false;
+bool migrate_to_mox_prep = false;

@@ -1,12 +1,12 @@
 #include "lib/hb_global_data/session.h"
 
 #include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_handlers.h"
 #include "lib/hb_communication/configuration_request.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/node_table.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/handler_registry.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 

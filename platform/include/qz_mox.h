@@ -124,10 +124,10 @@ typedef struct qz_mox_v4_in_v6 {
 } qz_mox_v4_in_v6_t;
 
 /* A 16-byte address or netmask, network order. */
-typedef union qz_mox_ip_addr {
+typedef union qz_mox_IP_address6 {
     uint8_t v6[16];
     qz_mox_v4_in_v6_t v4;
-} qz_mox_ip_addr_t;
+} qz_mox_IP_address6_t;
 
 /* A hardware address. */
 typedef struct qz_mox_hwaddr {
@@ -162,8 +162,8 @@ typedef struct qz_mox_node_info {
 typedef struct qz_mox_net_intf_info {
     uint32_t node_number;
     char *p_name;
-    qz_mox_ip_addr_t ip_addr;
-    qz_mox_ip_addr_t netmask;
+    qz_mox_IP_address6_t ip_addr;
+    qz_mox_IP_address6_t netmask;
     uint64_t flags;
     qz_mox_devtype_t type;
     qz_mox_hwaddr_t hwaddr;
@@ -250,7 +250,7 @@ typedef struct qz_orb_event_ip_change {
     uint64_t sequence_number;
     uint32_t reason_number;
     char *p_interface_name;
-    qz_mox_ip_addr_t ip_addr;
+    qz_mox_IP_address6_t ip_addr;
 } qz_orb_event_ip_change_t;
 
 typedef struct qz_orb_event_node_list {

@@ -7,7 +7,7 @@
 #define AT(record, field, offset) static_assert(sizeof(void *) != 4 || offsetof(record, field) == (offset))
 
 static_assert(sizeof(qz_mox_uuid_t) == 16 && alignof(qz_mox_uuid_t) == 4);
-static_assert(sizeof(qz_mox_ip_addr_t) == 16 && alignof(qz_mox_ip_addr_t) == 4);
+static_assert(sizeof(qz_mox_IP_address6_t) == 16 && alignof(qz_mox_IP_address6_t) == 4);
 static_assert(offsetof(qz_mox_v4_in_v6_t, filler) == 0 && offsetof(qz_mox_v4_in_v6_t, v4_in_v6_ipv4) == 12);
 
 SIZE(qz_orb_event_metadata_t, 8);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/MOX_handlers.h"
 #include "lib/hb_communication.h"
 #include "lib/hb_global_data.h"
 #include "lib/hb_subscription.h"

@@ -6,6 +6,7 @@
 #include "cluster_fixture.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/group_record.h"
 #include "lib/hb_global_data/session.h"
 #include "trace_spy.h"
 

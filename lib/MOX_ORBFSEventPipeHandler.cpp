@@ -1,0 +1,172 @@
+#include "lib/MOX_ORBFSEventPipeHandler.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+#include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_event_pipe.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/group_record.h"
+#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_dump.h"
+#include "lib/hb_global_data/table_swap.h"
+
+namespace {
+
+constexpr char wake_up = 1;
+
+void nothing_to_tell(int *events, char *name, unsigned long *seqnum_p) {
+    *events = 0;
+    *seqnum_p = 0;
+    std::strcpy(name, MOX_EMPTY_EVENT);
+}
+
+// A node that was reported dead and has spoken is up again. False when the event says nothing new.
+bool revive_node(Hb_Node_Number node) {
+    auto *entry = global_config_tbl.node_hash != nullptr
+                      ? static_cast<Hb_Node_Entry *>(
+                            Hash_search(static_cast<unsigned long>(node), global_config_tbl.node_hash))
+                      : nullptr;
+    if (entry == nullptr) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_UNKNOWN, int{node});
+        return false;
+    }
+    if (entry->state != Hb_Entity_Down || entry->reason != Hb_Entity_State_Reason_KOBAL_Down) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, entry->state, entry->reason);
+        return false;
+    }
+    entry->state = Hb_Entity_Up;
+    entry->reason = Hb_Entity_State_Reason_KOBAL_Up;
+    hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_REVIVED, int{node});
+    return true;
+}
+
+const char *subscription_of(Hb_Group_Type type) {
+    switch (type) {
+    case Hb_Adapter_Group:
+        return networkEventSubscriptionName;
+    case Hb_Node_Group:
+        return nodeEventSubscriptionName;
+    case Hb_Site_Group:
+        return siteEventSubscriptionName;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+ORBFSEventPipeHandler::ORBFSEventPipeHandler(int *fds, char *name) : ORBFSPipeHandler(fds, name) {}
+
+ORBFSEventPipeHandler::ORBFSEventPipeHandler(char *name) : ORBFSPipeHandler(name) {}
+
+ORBFSEventPipeHandler::~ORBFSEventPipeHandler() = default;
+
+// The byte tells nothing but that there is something queued, so nothing that happens here stops the handler.
+void ORBFSEventPipeHandler::take_wake_up() {
+    pollfd readable = {orbfs_fd, POLLIN, 0};
+    const int ready = poll(&readable, 1, 0);
+    if (ready < 0) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_POLL_FAILED, ready, errno);
+        return;
+    }
+    if (ready == 0) {
+        hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_NOT_READY);
+        return;
+    }
+    char byte = 0;
+    const ssize_t got = read(orbfs_fd, &byte, 1);
+    if (got < 0) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_READ_FAILED, -1, errno);
+    } else if (got == 0) {
+        hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_END);
+    } else if (byte != wake_up) {
+        set_hb_errno(72);
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_BYTE, int{byte});
+    }
+    if (readable.revents != POLLIN) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_READINESS, int{readable.revents});
+    }
+}
+
+void ORBFSEventPipeHandler::copy_group(MOX_Event &ev, Hb_Group *group) {
+    switch (ev.group.Hb_group_type) {
+    case Hb_Adapter_Group:
+        copy_adapter_Hb_Group(&ev.group, group);
+        break;
+    case Hb_Node_Group:
+        if (group != nullptr) {
+            reset_node_membership_group_node_list(group);
+        }
+        copy_node_Hb_Group(&ev.group, group);
+        break;
+    case Hb_Site_Group:
+        if (ev.group.Hb_events == HB_EVENT_SITE_MERGE) {
+            copy_site_merge_Hb_Group(&ev.group, group);
+        } else if (ev.group.Hb_events == HB_EVENT_SITE_SPLIT) {
+            copy_site_split_Hb_Group(&ev.group, group);
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_Group *group) {
+    *events = ev.group.Hb_events;
+    const char *subscription = subscription_of(ev.group.Hb_group_type);
+    if (subscription != nullptr) {
+        copy_group(ev, group);
+        if (subscription[0] != '\0') {
+            std::strcpy(name, subscription);
+        } else {
+            *events = 0;
+            std::strcpy(name, MOX_EMPTY_EVENT);
+            hb_trace_values(HB_TRACE_INFO, HB_TR_DELIVER_UNSUBSCRIBED, ev.group.Hb_group_type,
+                            ev.group.Hb_events);
+        }
+    }
+    if (ev.group.Hb_events == HB_EVENT_CONFIG) {
+        hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
+        // An earlier marker may have taken the working table already.
+        if (!hb_table_is_pristine(global_config_tbl_new)) {
+            MOX_copy_and_delete_global_config_tbl();
+        }
+        hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
+        std::strcpy(name, "Hb_Config_Group");
+    }
+}
+
+Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ENTRY, orbfs_fd);
+    take_wake_up();
+    if (MOX_event_queue_is_empty() != 0) {
+        hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_QUEUE_EMPTY);
+        nothing_to_tell(events, name, seqnum_p);
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
+        return Hb_Success;
+    }
+    MOX_Event *ev = MOX_get_event_from_head();
+    if (ev != nullptr) {
+        const bool made_here = ev->type == MOX_MESSAGE_RECEIVED && MOX_forget_made_event(ev);
+        if (ev->type == MOX_MESSAGE_RECEIVED && !revive_node(ev->node_num)) {
+            // Whoever else makes such an event keeps it; the library's own has no other owner.
+            if (made_here) {
+                delete ev;
+            }
+            nothing_to_tell(events, name, seqnum_p);
+            hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
+            return Hb_Success;
+        }
+        *seqnum_p = 0;
+        deliver(*ev, events, name, group);
+        delete ev;
+    }
+    const Hb_Rc result = MOX_write_to_event_pipe();
+    hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
+    return result;
+}

@@ -1,0 +1,94 @@
+// The base of every source of events in cluster-event mode: one descriptor, and what to do when it is ready.
+//
+// A static registry knows the handlers by descriptor. It is not locked: handlers are made and deleted in the
+// thread that switches modes, and dispatch runs in the thread that takes events.
+#ifndef MOX_ORBFSHANDLER_H
+#define MOX_ORBFSHANDLER_H
+
+#include <cstdint>
+
+#include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/mox_event.h"
+
+class ORBFSHandler;
+
+// A slot of the registry; a free one holds -1 and null.
+struct FDHandlerArray {
+    int fd;
+    ORBFSHandler *handler;
+};
+using HandlerInstancesMap = FDHandlerArray;
+
+class ORBFSHandler {
+  public:
+    // Opens the monitor of that name and registers. When it cannot be opened the object exists without a
+    // descriptor; getMOXORBSOpenRCInConstructor and getOpenFileError tell. A null name is a programming error
+    // and aborts.
+    explicit ORBFSHandler(char *fname);
+    // For a derived class that gets its descriptor itself: it sets orbfs_fd, then calls selfRegister.
+    ORBFSHandler(int *fds, char *fname);
+    ORBFSHandler(const ORBFSHandler &) = delete;
+    ORBFSHandler &operator=(const ORBFSHandler &) = delete;
+
+    // Unregisters and closes the descriptor.
+    virtual ~ORBFSHandler();
+
+    // Turns what made the descriptor ready into the caller's event: *events 0 and the name "<EMPTY EVENT>"
+    // when there is nothing to tell.
+    virtual Hb_Rc handler(int *events, char *subscription_name, Hb_Group *group, unsigned long *length) = 0;
+
+    int getFileDescriptor() const { return orbfs_fd; }
+    int getOpenFileError() const { return open_file_errno; }
+    int getMOXORBSOpenRCInConstructor() const { return mox_open_file_rc; }
+    static int getNumbersOfFileDescriptors() { return numbersOfFileDescriptors; }
+
+    void selfRegister();
+    // Errors: 82 the number of registrations was used up.
+    void selfUnregister();
+    // The registered descriptors and -1, in a new array that the caller deletes; null when memory is short.
+    static int *getFileDescriptors();
+    // Calls the handler of the first descriptor that has one. A null list leaves *rc alone.
+    // Errors: 81 none has one.
+    static void dispatch(int *ready_fds, int *events, char *subscription_name, Hb_Group *group,
+                         unsigned long *length, Hb_Rc *rc);
+
+    // What derived handlers fill the caller's record with.
+    void fillInNodeEventInfo(int node, int events, char *subscription_name, Hb_Group *group);
+    void fillInOneAdapterEvent(int *events, char *subscription_name, Hb_Group *group, unsigned long *length);
+    void fillInSiteEventInfo(int, int, char *, Hb_Group *);
+    void copy_node_Hb_Group(Hb_Group *from, Hb_Group *to);
+    void copy_adapter_Hb_Group(Hb_Group *from, Hb_Group *to);
+    void copy_site_merge_Hb_Group(Hb_Group *from, Hb_Group *to);
+    void copy_site_split_Hb_Group(Hb_Group *from, Hb_Group *to);
+
+    // The differences of the live table and a new one as events, each into a slot of the caller.
+    void compare_global_config_tables(Hb_Configuration_Internal *new_tbl, MOX_Event **adapters_gone,
+                                      MOX_Event **nodes_gone, MOX_Event **config_changed,
+                                      MOX_Event **adapters_new, MOX_Event **nodes_new);
+    void generate_event_for_missing_tbl2_adapters(Hb_Configuration_Internal *tbl1,
+                                                  Hb_Configuration_Internal *tbl2, int events, MOX_Event **ev);
+    void generate_event_for_missing_tbl2_node(Hb_Configuration_Internal *tbl1, Hb_Configuration_Internal *tbl2,
+                                              int events, MOX_Event **ev);
+    void generate_event_for_config_change(Hb_Configuration_Internal *tbl1, Hb_Configuration_Internal *tbl2,
+                                          MOX_Event **ev);
+    void constructConfigEvent(MOX_Event **ev);
+    void constructNodeEvent(int node, MOX_Event **ev, int events);
+    // Events 1 marks the node's adapters down in the live table, events 2 asks the service for those that are
+    // up. Errors: 65 the service did not answer.
+    Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
+    void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
+
+    int32_t orbfs_fd;
+    char *orbfs_fname;
+    int mox_open_file_rc;
+    int32_t open_file_errno;
+
+    static HandlerInstancesMap *handlerInstances;
+    static int handlerListSlots;
+    static int currentSlots;
+    static int numbersOfFileDescriptors;
+};
+
+inline constexpr char MOX_EMPTY_EVENT[] = "<EMPTY EVENT>";
+
+#endif

@@ -1,0 +1,26 @@
+#include "lib/MOX_ORBFSPipeHandler.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include "lib/MOX_HBC_trace.h"
+
+ORBFSPipeHandler::ORBFSPipeHandler(int *fds, char *name)
+    : ORBFSHandler(fds, name), orbfs_pipe_write_fd(fds[1]) {
+    orbfs_fd = fds[0];
+    hb_trace_values(HB_TRACE_INFO, HB_TR_PIPE_HANDLER_MADE, orbfs_fd, orbfs_pipe_write_fd);
+    selfRegister();
+}
+
+ORBFSPipeHandler::ORBFSPipeHandler(char *name) : ORBFSHandler(name), orbfs_pipe_write_fd(-1) {}
+
+ORBFSPipeHandler::~ORBFSPipeHandler() {
+    if (orbfs_pipe_write_fd != -1) {
+        // close is a cancellation point, and a cancellation must not unwind out of a destructor.
+        int state = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+        close(orbfs_pipe_write_fd);
+        pthread_setcancelstate(state, nullptr);
+        orbfs_pipe_write_fd = -1;
+    }
+}

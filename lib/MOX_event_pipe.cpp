@@ -1,0 +1,36 @@
+#include "lib/MOX_event_pipe.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+#include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_handlers.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/event_queue.h"
+
+bool MOX_write_byte(int fd, char byte) {
+    return write(fd, &byte, 1) == 1;
+}
+
+Hb_Rc MOX_write_to_event_pipe() {
+    Hb_Rc result = Hb_Success;
+    int write_errno = 0;
+    MOX_with_queue_locked([&] {
+        if (event_queue_list == nullptr) {
+            event_sequence = 0;
+            return;
+        }
+        if (MOX_write_byte(event_pipe_handler_p != nullptr ? event_pipe_handler_p->getWriteFd() : -1, 1)) {
+            hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITTEN);
+            return;
+        }
+        write_errno = errno;
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITE_FAILED, -1, write_errno);
+        set_hb_errno(59);
+        result = Hb_Failure;
+    });
+    if (result != Hb_Success) {
+        errno = write_errno;
+    }
+    return result;
+}

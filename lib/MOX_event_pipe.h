@@ -1,0 +1,14 @@
+// Waking whoever reads the event pipe.
+#ifndef MOX_EVENT_PIPE_H
+#define MOX_EVENT_PIPE_H
+
+#include "hb_client.h"
+
+// Writes one byte of value 1 when events are queued; restarts the sequence when none is. errno is the
+// write's. Errors: 59 the byte could not be written.
+Hb_Rc MOX_write_to_event_pipe();
+
+// Writes one byte to a pipe. False, with errno the write's (EBADF for a descriptor of -1), when that failed.
+bool MOX_write_byte(int fd, char byte);
+
+#endif

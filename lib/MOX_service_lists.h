@@ -1,0 +1,28 @@
+// What the cluster service's queries return, owned: each list goes back to the service on every path.
+#ifndef MOX_SERVICE_LISTS_H
+#define MOX_SERVICE_LISTS_H
+
+#include <memory>
+
+#include "lib/hb_global_data/cluster_name.h"
+#include "qz_mox.h"
+
+struct MOX_Release {
+    void operator()(qz_mox_cluster_info_t *info) const { qz_mox_release_cluster_info(info); }
+    void operator()(qz_mox_node_info_t *list) const { qz_mox_release_node_info(list); }
+    void operator()(qz_mox_net_intf_info_t *list) const { qz_mox_release_net_intf_info(list); }
+};
+
+template <typename Record> using MOX_Owned = std::unique_ptr<Record, MOX_Release>;
+
+// Runs `query` with a place for its list, which is then owned. Gives the query's result.
+template <typename Record, typename Query> int MOX_query(MOX_Owned<Record> &list, Query query) {
+    Record *given = nullptr;
+    const int result = query(&given);
+    if (result == 0) {
+        list.reset(given);
+    }
+    return result;
+}
+
+#endif

@@ -1,0 +1,23 @@
+// What the difference of two configuration tables means to a subscriber.
+#ifndef MOX_TABLE_COMPARISON_H
+#define MOX_TABLE_COMPARISON_H
+
+#include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/mox_event.h"
+
+// An event, in a slot emptied first, with every adapter of tbl1 that is up there and in tbl2 absent, down or
+// undefined. A null slot is traced.
+void MOX_missing_adapters(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2,
+                          int events, MOX_Event **ev);
+
+// An event, in an empty slot, with every node of tbl1 that is up there and absent from tbl2.
+void MOX_missing_nodes(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2, int events,
+                       MOX_Event **ev);
+
+// A configuration event, in an empty slot, when counts or an adapter differ.
+void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Internal &tbl2, MOX_Event **ev);
+
+// Whether tbl2 knows every node of tbl1. Errors: 73 it does not.
+Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configuration_Internal *_tbl2);
+
+#endif

@@ -1,0 +1,3 @@
+#include "lib/hb_global_data/cluster_name.h"
+
+char *orbfs_cluster_name = nullptr;

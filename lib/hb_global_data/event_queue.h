@@ -1,0 +1,36 @@
+// The queue of events in cluster-event mode, first in, first out, with its sequence counter.
+#ifndef HB_EVENT_QUEUE_H
+#define HB_EVENT_QUEUE_H
+
+#include <pthread.h>
+
+#include "lib/hb_global_data/mox_event.h"
+#include "lib/hb_global_data/mutex_cleanup.h"
+
+extern MOX_Event *event_queue_list;                         // head
+extern int event_sequence;                                  // next number to hand out
+extern pthread_mutex_t event_queue_list_and_sequence_mutex; // guards both
+
+// Runs `work` with the queue locked. A thread cancelled in it leaves nothing locked.
+template <typename Work> void MOX_with_queue_locked(Work work) {
+    pthread_cleanup_push(mutex_cleanup_handler, &event_queue_list_and_sequence_mutex);
+    pthread_mutex_lock(&event_queue_list_and_sequence_mutex);
+    work();
+    pthread_mutex_unlock(&event_queue_list_and_sequence_mutex);
+    pthread_cleanup_pop(0);
+}
+
+int hb_mox_next_event_sequence();
+
+// Stamps the event with the next sequence number and takes ownership of it.
+void MOX_add_event_at_end(MOX_Event *ev);
+
+// The head, which becomes the caller's to delete; null when the queue is empty.
+MOX_Event *MOX_get_event_from_head();
+
+int MOX_event_queue_is_empty();
+
+// Traces what is queued.
+void MOX_display_event_list();
+
+#endif

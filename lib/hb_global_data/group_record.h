@@ -1,0 +1,15 @@
+// Clearing the lists of a group record.
+#ifndef HB_GROUP_RECORD_H
+#define HB_GROUP_RECORD_H
+
+#include "hb_client.h"
+
+inline constexpr Hb_Incarnation HB_NOT_IN_GROUP = 0xFFFFFFFF;
+
+// Sets all 2049 entries of the node list to Hb_False.
+void reset_node_membership_group_node_list(Hb_Group *group);
+
+// Sets the first `count` entries of the adapter list to "not in the group".
+void hb_clear_adapter_list(Hb_Group *group, Hb_Adapter_Number count);
+
+#endif

@@ -1,0 +1,106 @@
+#include "lib/hb_global_data/table_swap.h"
+
+#include <algorithm>
+#include <new>
+
+#include "lib/MOX_HBC_trace.h"
+#include "lib/hb_global_data/error_number.h"
+
+namespace {
+
+void free_hash(H_table_str *&table) {
+    Hash_free(table);
+    table = nullptr;
+}
+
+template <typename Entry> void free_list(Entry *&list) {
+    delete[] list;
+    list = nullptr;
+}
+
+} // namespace
+
+void empty_global_config_table(Hb_Configuration_Internal *t) {
+    if (t == nullptr) {
+        return;
+    }
+    free_list(t->Hb_global_adapter_list);
+    free_hash(t->adap_hash);
+    free_hash(t->ip_hash);
+    free_hash(t->node_hash);
+    free_hash(t->site_hash);
+    free_list(t->node_list);
+    t->local_node_number = 0;
+    t->Hb_max_nodes = 0;
+    t->Hb_num_nodes = 0;
+    t->Hb_adapters_per_node = 0;
+    t->Hb_num_adapters = 0;
+    t->Hb_num_networks = 0;
+}
+
+bool hb_table_is_pristine(const Hb_Configuration_Internal &table) {
+    return table.Hb_max_nodes == 0 && table.Hb_num_nodes == 0 && table.Hb_adapters_per_node == 0 &&
+           table.Hb_num_adapters == 0 && table.Hb_num_networks == 0 &&
+           table.Hb_global_adapter_list == nullptr && table.node_list == nullptr &&
+           table.adap_hash == nullptr && table.ip_hash == nullptr && table.node_hash == nullptr;
+}
+
+bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
+    table.node_hash = Hash_init("MOX_node list", prime(4098));
+    table.node_list = new (std::nothrow) Hb_Node_Entry[HB_NODE_SLOTS]();
+    table.Hb_global_adapter_list = new (std::nothrow) Hb_Adapter_Entry[static_cast<std::size_t>(adapters)]();
+    table.adap_hash = Hash_init("Hb_Adapter list", prime(2 * adapters));
+    table.ip_hash = Hash_init("Hb_IP list", prime(2 * adapters));
+    return table.node_hash != nullptr && table.node_list != nullptr &&
+           table.Hb_global_adapter_list != nullptr && table.adap_hash != nullptr && table.ip_hash != nullptr;
+}
+
+void hb_index_node(Hb_Configuration_Internal &table, int i) {
+    Hb_Node_Entry &entry = table.node_list[i];
+    Hash_insert(static_cast<unsigned long>(entry.node_num), table.node_hash, &entry);
+}
+
+void hb_index_adapter(Hb_Configuration_Internal &table, int i) {
+    Hb_Adapter_Entry &entry = table.Hb_global_adapter_list[i];
+    Hash_insert(entry.Hb_adapter_num, table.adap_hash, &entry);
+    Hash_insert_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&entry.Hb_ip_address), table.ip_hash, &entry);
+}
+
+void MOX_copy_and_delete_global_config_tbl() {
+    const Hb_Configuration_Internal &from = global_config_tbl_new;
+    Hb_Configuration_Internal &to = global_config_tbl;
+    empty_global_config_table(&to);
+    if (!hb_make_table_lists(to, from.Hb_num_adapters)) {
+        empty_global_config_table(&to);
+        set_hb_errno(17);
+        return;
+    }
+    hb_trace_values(HB_TRACE_INFO, HB_TR_SWAP_NODES, from.Hb_num_nodes);
+    for (int i = 0; i < from.Hb_num_nodes && i < HB_NODE_SLOTS; ++i) {
+        to.node_list[i] = from.node_list[i];
+        hb_index_node(to, i);
+    }
+    to.Hb_num_nodes = from.Hb_num_nodes;
+    to.Hb_num_adapters = from.Hb_num_adapters;
+    for (int i = 0; i < from.Hb_num_adapters; ++i) {
+        to.Hb_global_adapter_list[i] = from.Hb_global_adapter_list[i];
+        hb_index_adapter(to, i);
+    }
+    std::copy_n(from.Hb_global_network_list, HB_NETWORK_SLOTS, to.Hb_global_network_list);
+    to.local_node_number = from.local_node_number;
+    to.Hb_max_nodes = from.Hb_max_nodes;
+    to.Hb_adapters_per_node = from.Hb_adapters_per_node;
+    to.Hb_num_networks = from.Hb_num_networks;
+    empty_global_config_table(&global_config_tbl_new);
+}
+
+void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {
+    empty_global_config_table(&to);
+    const Hb_Configuration_Internal sites = to;
+    to = from;
+    to.Hb_max_sites = sites.Hb_max_sites;
+    to.Hb_num_sites = sites.Hb_num_sites;
+    to.site_list = sites.site_list;
+    to.site_hash = nullptr;
+    from = Hb_Configuration_Internal();
+}
