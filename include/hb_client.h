@@ -618,6 +618,24 @@ HB_API Hb_Rc hb_unsubscribe(const char *name);
 HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
 
+/* The move of a running program from the daemon to the operating system's cluster service, in three calls, all
+ * from the thread that takes the events: prepare, then commit, or abort to stay. There is no way back.
+ *
+ * hb_migrate_to_mox_prep makes the handlers of the service's events and checks that the service and the daemon
+ * speak of the same cluster: the local node, and every node of the daemon's. None of the three opens the
+ * library.  Errors: 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or
+ * interfaces (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when
+ * the local nodes differ. */
+HB_API Hb_Rc hb_migrate_to_mox_prep(void);
+
+/* Leaves the daemon, which is asked to end after its delay, for the service; what the two tell differently
+ * comes as events.  The descriptors to wait on are others from here on: ask hb_get_file_descriptor_array
+ * again.  Succeeds always. */
+HB_API Hb_Rc hb_migrate_to_mox_commit(void);
+
+/* Gives the preparation up and stays with the daemon.  Succeeds always, also again. */
+HB_API Hb_Rc hb_migrate_to_mox_abort(void);
+
 /* In cluster-event mode: the program has had a message from the node, which is therefore alive.  When the node
  * had been reported dead it is up again, and a join event follows; otherwise nothing happens.  Opens.
  * Errors: 59 the event could not be signalled. */

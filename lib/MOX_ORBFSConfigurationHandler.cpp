@@ -5,6 +5,7 @@
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_event_construction.h"
 #include "lib/MOX_event_pipe.h"
+#include "lib/MOX_output.h"
 #include "lib/MOX_table_update.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
@@ -44,12 +45,7 @@ Hb_Rc ORBFSConfigurationHandler::handler(int *, char *, Hb_Group *, unsigned lon
 void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, int *events, char *name,
                                                           Hb_Group *group) {
     hb_trace_values(HB_TRACE_ERRORS, HB_TR_DEPARTED_ADAPTERS_DELIVERED, departed->group.Hb_events);
-    if (networkEventSubscriptionName[0] != '\0') {
-        *events = departed->group.Hb_events;
-        std::strcpy(name, networkEventSubscriptionName);
-    } else {
-        *events = 0;
-        std::strcpy(name, MOX_EMPTY_EVENT);
+    if (!MOX_tell(departed->group.Hb_events, networkEventSubscriptionName, events, name)) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DEPARTED_ADAPTERS_UNSUBSCRIBED);
     }
     copy_adapter_Hb_Group(&departed->group, group);
@@ -61,9 +57,7 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
                                                                           unsigned long *seqnum_p,
                                                                           qz_orb_event_metadata_t *event) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
-    *events = 0;
-    std::strcpy(name, MOX_EMPTY_EVENT);
-    *seqnum_p = 0;
+    MOX_tell_nothing(events, name, seqnum_p);
     hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
     rebuild_working_table(event);
     hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");

@@ -7,6 +7,7 @@
 
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_event_pipe.h"
+#include "lib/MOX_output.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/group_record.h"
@@ -19,18 +20,9 @@ namespace {
 
 constexpr char wake_up = 1;
 
-void nothing_to_tell(int *events, char *name, unsigned long *seqnum_p) {
-    *events = 0;
-    *seqnum_p = 0;
-    std::strcpy(name, MOX_EMPTY_EVENT);
-}
-
 // A node that was reported dead and has spoken is up again. False when the event says nothing new.
 bool revive_node(Hb_Node_Number node) {
-    auto *entry = global_config_tbl.node_hash != nullptr
-                      ? static_cast<Hb_Node_Entry *>(
-                            Hash_search(static_cast<unsigned long>(node), global_config_tbl.node_hash))
-                      : nullptr;
+    Hb_Node_Entry *entry = hb_find_node(global_config_tbl, node);
     if (entry == nullptr) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_UNKNOWN, int{node});
         return false;
@@ -121,11 +113,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
     const char *subscription = subscription_of(ev.group.Hb_group_type);
     if (subscription != nullptr) {
         copy_group(ev, group);
-        if (subscription[0] != '\0') {
-            std::strcpy(name, subscription);
-        } else {
-            *events = 0;
-            std::strcpy(name, MOX_EMPTY_EVENT);
+        if (!MOX_tell(*events, subscription, events, name)) {
             hb_trace_values(HB_TRACE_INFO, HB_TR_DELIVER_UNSUBSCRIBED, ev.group.Hb_group_type,
                             ev.group.Hb_events);
         }
@@ -146,7 +134,7 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
     take_wake_up();
     if (MOX_event_queue_is_empty() != 0) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_QUEUE_EMPTY);
-        nothing_to_tell(events, name, seqnum_p);
+        MOX_tell_nothing(events, name, seqnum_p);
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
         return Hb_Success;
     }
@@ -158,7 +146,7 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
             if (made_here) {
                 delete ev;
             }
-            nothing_to_tell(events, name, seqnum_p);
+            MOX_tell_nothing(events, name, seqnum_p);
             hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
             return Hb_Success;
         }

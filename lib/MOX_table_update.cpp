@@ -96,13 +96,6 @@ uint32_t excluded_node(const qz_orb_event_metadata_t *event, const Hb_Configurat
     return node;
 }
 
-Hb_Node_Entry *find_node(const Hb_Configuration_Internal *table, int node) {
-    if (table == nullptr || table->node_hash == nullptr) {
-        return nullptr;
-    }
-    return static_cast<Hb_Node_Entry *>(Hash_search(static_cast<unsigned long>(node), table->node_hash));
-}
-
 void set_state(Hb_Node_Entry &entry, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
     entry.state = state;
     entry.reason = reason;
@@ -160,13 +153,13 @@ void take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list
         }
         Hb_Node_Entry &entry = table.node_list[table.Hb_num_nodes];
         entry.node_num = static_cast<Hb_Node_Number>(list->number);
-        set_node_state(entry, *list, find_node(source, entry.node_num));
+        set_node_state(entry, *list, source != nullptr ? hb_find_node(*source, entry.node_num) : nullptr);
         take_node(table);
     }
 }
 
 void put_local_node_up(Hb_Configuration_Internal &table) {
-    Hb_Node_Entry *local = find_node(&table, table.local_node_number);
+    Hb_Node_Entry *local = hb_find_node(table, table.local_node_number);
     if (local != nullptr && local->state != Hb_Entity_Up) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_LOCAL_NODE_PUT_UP, int{local->node_num}, local->state);
         set_state(*local, Hb_Entity_Up, Hb_Entity_State_Reason_Up);

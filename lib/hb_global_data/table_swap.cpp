@@ -104,3 +104,9 @@ void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Inte
     to.site_hash = nullptr;
     from = Hb_Configuration_Internal();
 }
+
+Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node) {
+    return table.node_hash != nullptr
+               ? static_cast<Hb_Node_Entry *>(Hash_search(static_cast<unsigned long>(node), table.node_hash))
+               : nullptr;
+}

@@ -26,4 +26,7 @@ bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters);
 void hb_index_node(Hb_Configuration_Internal &table, int i);
 void hb_index_adapter(Hb_Configuration_Internal &table, int i);
 
+// The node's entry; null when the table has none.
+Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node);
+
 #endif

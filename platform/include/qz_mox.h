@@ -49,8 +49,8 @@ enum {
     QZ_ORB_EVENT_CATEGORY_CAP_UP = 9
 };
 
-/* What the monitor of cluster reconfigurations is read for; the category of an event it gives is one of the
- * above. */
+/* What the monitor of cluster reconfigurations is read for, and the category of the events that it gives; their
+ * record is p_cluster_reconfig. */
 #define QZ_ORB_MONITOR_CLUSTER_RECONFIG 100
 
 /* Event types: what happened. */

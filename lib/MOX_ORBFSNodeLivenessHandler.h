@@ -1,0 +1,31 @@
+// Nodes that come up and go down, and their adapters with them.
+#ifndef MOX_ORBFSNODELIVENESSHANDLER_H
+#define MOX_ORBFSNODELIVENESSHANDLER_H
+
+#include "lib/MOX_ORBFSHandler.h"
+#include "qz_mox.h"
+
+class ORBFSNodeLivenessHandler : public ORBFSHandler {
+  public:
+    explicit ORBFSNodeLivenessHandler(char *name);
+    ~ORBFSNodeLivenessHandler() override;
+
+    // Errors: 59.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+  private:
+    struct Output {
+        int *events;
+        char *name;
+        Hb_Group *group;
+        unsigned long *seqnum_p;
+    };
+    Hb_Rc process(qz_orb_event_metadata_t &event, const Output &out);
+    // Whether there is something to signal.
+    bool went_down(const qz_orb_event_node_liveness_t &record, const Output &out);
+    bool came_up(const qz_orb_event_node_liveness_t &record, const Output &out);
+    void tell_nothing_new(int node, unsigned long seqnum, const Output &out);
+    void tell_node(int node, int event, unsigned long seqnum, const Output &out);
+};
+
+#endif

@@ -1,0 +1,45 @@
+#include "lib/MOX_ORBFSPeerGSLivenessHandler.h"
+
+#include "lib/MOX_event_reading.h"
+#include "lib/MOX_output.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_swap.h"
+
+namespace {
+
+constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
+                                         HB_TR_PEER_NO_EVENT};
+
+void set_verdict(Hb_Node_Entry &node, bool up) {
+    node.state = up ? Hb_Entity_Up : Hb_Entity_Down;
+    node.reason = up ? Hb_Entity_State_Reason_KOBAL_Up : Hb_Entity_State_Reason_KOBAL_Down;
+}
+
+} // namespace
+
+ORBFSPeerGSLivenessHandler::ORBFSPeerGSLivenessHandler(char *name) : ORBFSHandler(name) {}
+
+ORBFSPeerGSLivenessHandler::~ORBFSPeerGSLivenessHandler() = default;
+
+Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    return MOX_handle_event(
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, events, [&](qz_orb_event_metadata_t &event) {
+            const qz_orb_event_process_liveness_t &record = *event.event.p_process_liveness;
+            const bool up = record.event_type == QZ_ORB_EVENT_UP;
+            hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_EVENT, record.node_number, record.event_type);
+            Hb_Node_Entry *node = record.node_number < HB_NODE_SLOTS
+                                      ? hb_find_node(global_config_tbl, static_cast<int>(record.node_number))
+                                      : nullptr;
+            if (node == nullptr) {
+                hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_UNKNOWN, record.node_number);
+                MOX_tell_nothing(events, name, seqnum_p);
+                return Hb_Success;
+            }
+            set_verdict(*node, up);
+            const int happened = up ? HB_EVENT_JOIN : HB_EVENT_DEATH;
+            fillInNodeEventInfo(node->node_num, happened, name, group);
+            MOX_tell(happened, nodeEventSubscriptionName, events, name);
+            *seqnum_p = 0;
+            return Hb_Success;
+        });
+}

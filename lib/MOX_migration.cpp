@@ -1,0 +1,88 @@
+#include "lib/MOX_migration.h"
+
+#include <new>
+
+#include "hb_client.h"
+#include "lib/MOX_HBC_trace.h"
+#include "lib/MOX_ORBFSConfigurationHandler.h"
+#include "lib/MOX_handler_creation.h"
+#include "lib/MOX_handlers.h"
+#include "lib/MOX_table_comparison.h"
+#include "lib/MOX_table_update.h"
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/table_swap.h"
+
+namespace {
+
+// A table of the service's view, for as long as it is looked at.
+struct Scratch_Table {
+    Hb_Configuration_Internal table = {};
+    Scratch_Table() = default;
+    Scratch_Table(const Scratch_Table &) = delete;
+    Scratch_Table &operator=(const Scratch_Table &) = delete;
+    ~Scratch_Table() { empty_global_config_table(&table); }
+};
+
+Hb_Rc give_up() {
+    MOX_delete_global_event_handlers();
+    return Hb_Failure;
+}
+
+} // namespace
+
+Hb_Rc hb_migrate_to_mox_prep() {
+    migrate_to_mox_prep = true;
+    const Hb_Rc created = MOX_create_global_event_handlers();
+    if (created != Hb_Success) {
+        set_hb_errno(74);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
+        return give_up();
+    }
+    Scratch_Table scratch;
+    const Hb_Rc built = hb_mox_update_global_tbl(&scratch.table, nullptr, nullptr);
+    if (built != Hb_Success) {
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_TABLE, built);
+        return Hb_Failure;
+    }
+    if (global_config_tbl.local_node_number != scratch.table.local_node_number) {
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_OTHER_NODE, int{global_config_tbl.local_node_number},
+                        int{scratch.table.local_node_number});
+        return give_up();
+    }
+    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &scratch.table);
+    if (known != Hb_Success) {
+        set_hb_errno(75);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
+        return give_up();
+    }
+    return Hb_Success;
+}
+
+void hb_migrate_construct_global_table_and_events() {
+    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
+    auto *group = new (std::nothrow) Hb_Group; // too large for the caller's stack
+    if (configuration != nullptr && group != nullptr) {
+        int events = 0;
+        Hb_Name name = {};
+        unsigned long length = 0;
+        configuration->update_global_table_and_construct_events(&events, name, group, &length, nullptr);
+    }
+    delete group;
+}
+
+Hb_Rc hb_migrate_to_mox_commit() {
+    hb_mox_delayed_daemon_shutdown();
+    IsMOX = true;
+    hb_remove_client_select();
+    hb_remove_socket();
+    hb_migrate_construct_global_table_and_events();
+    migrate_to_mox_prep = false;
+    return Hb_Success;
+}
+
+Hb_Rc hb_migrate_to_mox_abort() {
+    MOX_delete_global_event_handlers();
+    return Hb_Success;
+}

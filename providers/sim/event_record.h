@@ -1,0 +1,40 @@
+// An event as the service keeps it, and as it hands it out.
+#ifndef MOX_SIM_EVENT_RECORD_H
+#define MOX_SIM_EVENT_RECORD_H
+
+#include <cstdint>
+#include <string>
+
+#include "qz_mox.h"
+
+namespace mox_sim {
+
+// The fields of all categories; each takes those that its record has.
+struct Event_Record {
+    qz_orb_event_category_t category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    bool is_reconfiguration = false; // a cluster_reconfig record, whatever the category
+    qz_orb_event_type_t type = QZ_ORB_EVENT_DOWN;
+    uint32_t node = 0;
+    uint64_t sequence = 0; // 0: the service numbers it
+    uint32_t reason = 0;
+    std::string name; // of the interface, the command or the disk
+    qz_mox_IP_address6_t address{};
+    uint32_t site = 0;
+    std::string site_name;
+    qz_mox_uuid_t node_id{};
+    qz_mox_uuid_t site_id{};
+    qz_mox_uuid_t cluster_id{};
+    uint32_t site_priority = 0;
+    uint32_t site_policy = QZ_MOX_SITE_POLICY_PRIORITY;
+    uint32_t local_nodes_up = 0;
+    uint32_t remote_nodes_up = 0;
+    qz_orb_site_reason_t site_reason = QZ_ORB_SITE_REASON_LINK_DOWN;
+};
+
+// Fills *event with a record of its own, which free_event gives back.
+void make_event(const Event_Record &from, qz_orb_event_metadata_t *event);
+void free_event(qz_orb_event_metadata_t *event);
+
+} // namespace mox_sim
+
+#endif

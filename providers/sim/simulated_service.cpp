@@ -1,0 +1,441 @@
+#include "providers/sim/simulated_service.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include <arpa/inet.h>
+
+namespace mox_sim {
+namespace {
+
+constexpr int NOTHING_HELD = -16;
+
+Simulated_Service *installed = nullptr;
+
+char *copy_of(const std::string &text) {
+    auto *copy = new char[text.size() + 1];
+    std::memcpy(copy, text.c_str(), text.size() + 1);
+    return copy;
+}
+
+} // namespace
+
+qz_mox_IP_address6_t address_of(const std::string &text) {
+    qz_mox_IP_address6_t address{};
+    if (inet_pton(AF_INET6, text.c_str(), &address) == 1) {
+        return address;
+    }
+    address = {};
+    if (inet_pton(AF_INET, text.c_str(), &address.v4.v4_in_v6_ipv4) != 1) {
+        throw std::invalid_argument("'" + text + "' is no address");
+    }
+    address.v4.filler[2] = htonl(0xFFFF);
+    return address;
+}
+
+// What the seam calls. Everything stands under the service's lock.
+struct Entries {
+    static Simulated_Service &service() { return *installed; }
+
+    static int get_cluster_info(const char *, qz_mox_cluster_info_t **info) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::get_cluster_info)) {
+            return *result;
+        }
+        auto *made = new qz_mox_cluster_info_t{};
+        made->local_node_number = service().local_node_;
+        made->p_cluster_name = copy_of(service().cluster_name_);
+        ++service().lists_out_;
+        *info = made;
+        return 0;
+    }
+    static void release_cluster_info(qz_mox_cluster_info_t *info) {
+        if (info != nullptr) {
+            const std::lock_guard lock(service().mutex_);
+            delete[] info->p_cluster_name;
+            delete info;
+            --service().lists_out_;
+        }
+    }
+
+    static int node_list(Operation operation, qz_mox_node_info_t **list) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(operation)) {
+            return *result;
+        }
+        qz_mox_node_info_t **link = list;
+        *link = nullptr;
+        for (const Node &node : service().nodes_) {
+            auto *made = new qz_mox_node_info_t{};
+            made->number = node.number;
+            made->p_name = copy_of(node.name);
+            made->status = node.status;
+            made->site_number = node.site;
+            made->cfg_op = node.operation;
+            *link = made;
+            link = &made->p_next;
+        }
+        service().lists_out_ += *list != nullptr ? 1 : 0;
+        return 0;
+    }
+    static int get_node_info(const char *, qz_mox_node_info_t **list) {
+        return node_list(Operation::get_node_info, list);
+    }
+    static int get_node_info_after_event(const char *, const qz_orb_event_metadata_t *,
+                                         qz_mox_node_info_t **list) {
+        return node_list(Operation::get_node_info_after_event, list);
+    }
+    static void release_node_info(qz_mox_node_info_t *list) {
+        if (list != nullptr) {
+            const std::lock_guard lock(service().mutex_);
+            --service().lists_out_;
+        }
+        while (list != nullptr) {
+            qz_mox_node_info_t *next = list->p_next;
+            delete[] list->p_name;
+            delete list;
+            list = next;
+        }
+    }
+
+    static int interface_list(Operation operation, qz_mox_net_intf_info_t **list) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(operation)) {
+            return *result;
+        }
+        qz_mox_net_intf_info_t **link = list;
+        *link = nullptr;
+        for (const Interface &interface : service().interfaces_) {
+            auto *made = new qz_mox_net_intf_info_t{};
+            made->node_number = interface.node;
+            made->p_name = interface.name ? copy_of(*interface.name) : nullptr;
+            made->ip_addr = interface.address;
+            made->type = QZ_MOX_DEVTYPE_ETHER;
+            made->status = interface.status;
+            *link = made;
+            link = &made->p_next;
+        }
+        service().lists_out_ += *list != nullptr ? 1 : 0;
+        return 0;
+    }
+    static int get_net_intf_info(const char *, qz_mox_net_intf_info_t **list) {
+        return interface_list(Operation::get_net_intf_info, list);
+    }
+    static int get_net_intf_info_after_event(const char *, const qz_orb_event_metadata_t *,
+                                             qz_mox_net_intf_info_t **list) {
+        return interface_list(Operation::get_net_intf_info_after_event, list);
+    }
+    static void release_net_intf_info(qz_mox_net_intf_info_t *list) {
+        if (list != nullptr) {
+            const std::lock_guard lock(service().mutex_);
+            --service().lists_out_;
+        }
+        while (list != nullptr) {
+            qz_mox_net_intf_info_t *next = list->p_next;
+            delete[] list->p_name;
+            delete list;
+            list = next;
+        }
+    }
+
+    static int get_local_node_uuid(const char *, qz_mox_uuid_t *uuid) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::get_local_node_uuid)) {
+            return *result;
+        }
+        *uuid = service().local_uuid_;
+        return 0;
+    }
+    static int get_local_site_info(const char *, qz_mox_site_info_t *site) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::get_local_site_info)) {
+            return *result;
+        }
+        Site &local = service().local_site_;
+        *site = {};
+        site->site_number = local.number;
+        site->p_name = local.name.data();
+        site->site_policy = local.policy;
+        site->site_priority = local.priority;
+        site->status = local.status;
+        site->merge_flag = local.merge_flag;
+        site->nodes_up = local.nodes_up;
+        return 0;
+    }
+    static int get_site_merge_policy(const char *, int *policy) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::get_site_merge_policy)) {
+            return *result;
+        }
+        *policy = service().merge_policy_;
+        return 0;
+    }
+
+    static int open_monitor(const char *name, int *fd) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::open_monitor)) {
+            return *result;
+        }
+        const int opened = service().monitors_.open(name);
+        if (opened < 0) {
+            return -1;
+        }
+        ++service().monitors_opened_;
+        *fd = opened;
+        return 0;
+    }
+    static int read_event(int fd, int, qz_orb_event_metadata_t *event) {
+        const std::lock_guard lock(service().mutex_);
+        if (const auto result = service().failed(Operation::read_event)) {
+            return *result;
+        }
+        const std::optional<Reading> reading = service().monitors_.take(fd);
+        if (!reading) {
+            return NOTHING_HELD;
+        }
+        if (reading->result != 0) {
+            errno = reading->error;
+            return reading->result;
+        }
+        make_event(reading->event, event);
+        ++service().events_out_;
+        return 0;
+    }
+    static void release_event(qz_orb_event_metadata_t *event) {
+        if (event != nullptr) {
+            const std::lock_guard lock(service().mutex_);
+            free_event(event);
+            --service().events_out_;
+        }
+    }
+
+    static constexpr qz_mox_service_t table = {get_cluster_info,
+                                               get_node_info,
+                                               get_node_info_after_event,
+                                               get_net_intf_info,
+                                               get_net_intf_info_after_event,
+                                               get_local_node_uuid,
+                                               get_local_site_info,
+                                               get_site_merge_policy,
+                                               release_cluster_info,
+                                               release_node_info,
+                                               release_net_intf_info,
+                                               open_monitor,
+                                               read_event,
+                                               release_event};
+};
+
+Simulated_Service::Simulated_Service() {
+    if (installed != nullptr) {
+        throw std::logic_error("there is a simulated service already");
+    }
+    installed = this;
+    qz_mox_install_service(&Entries::table);
+}
+
+Simulated_Service::~Simulated_Service() {
+    qz_mox_install_service(nullptr);
+    installed = nullptr;
+}
+
+// ---- What it knows ----
+
+void Simulated_Service::set_cluster(const std::string &name, uint32_t local_node) {
+    const std::lock_guard lock(mutex_);
+    cluster_name_ = name;
+    local_node_ = local_node;
+}
+
+void Simulated_Service::set(const Node &node) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(nodes_.begin(), nodes_.end(),
+                                    [&](const Node &known) { return known.number == node.number; });
+    found != nodes_.end() ? static_cast<void>(*found = node) : nodes_.push_back(node);
+}
+
+void Simulated_Service::set(const Interface &interface) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(interfaces_.begin(), interfaces_.end(), [&](const Interface &known) {
+        return known.node == interface.node && known.name == interface.name;
+    });
+    found != interfaces_.end() ? static_cast<void>(*found = interface) : interfaces_.push_back(interface);
+}
+
+void Simulated_Service::remove_node(uint32_t number) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(nodes_, [&](const Node &node) { return node.number == number; });
+    std::erase_if(interfaces_, [&](const Interface &interface) { return interface.node == number; });
+}
+
+void Simulated_Service::remove_interface(uint32_t node, const std::string &name) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(interfaces_,
+                  [&](const Interface &interface) { return interface.node == node && interface.name == name; });
+}
+
+void Simulated_Service::clear() {
+    const std::lock_guard lock(mutex_);
+    nodes_.clear();
+    interfaces_.clear();
+}
+
+void Simulated_Service::set_local_site(const Site &site) {
+    const std::lock_guard lock(mutex_);
+    local_site_ = site;
+}
+
+void Simulated_Service::set_merge_policy(int policy) {
+    const std::lock_guard lock(mutex_);
+    merge_policy_ = policy;
+}
+
+void Simulated_Service::set_local_uuid(qz_mox_uuid_t uuid) {
+    const std::lock_guard lock(mutex_);
+    local_uuid_ = uuid;
+}
+
+std::vector<Node> Simulated_Service::nodes() const {
+    const std::lock_guard lock(mutex_);
+    return nodes_;
+}
+
+std::vector<Interface> Simulated_Service::interfaces() const {
+    const std::lock_guard lock(mutex_);
+    return interfaces_;
+}
+
+// ---- What fails ----
+
+void Simulated_Service::fail(Operation operation, int result, int error, int skip, int times) {
+    const std::lock_guard lock(mutex_);
+    failures_[operation] = {result, error, skip, times};
+}
+
+void Simulated_Service::heal(Operation operation) {
+    const std::lock_guard lock(mutex_);
+    failures_.erase(operation);
+}
+
+int Simulated_Service::calls(Operation operation) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = calls_.find(operation);
+    return found != calls_.end() ? found->second : 0;
+}
+
+std::optional<int> Simulated_Service::failed(Operation operation) {
+    ++calls_[operation];
+    const auto found = failures_.find(operation);
+    if (found == failures_.end() || found->second.times == 0) {
+        return std::nullopt;
+    }
+    if (found->second.skip > 0) {
+        --found->second.skip;
+        return std::nullopt;
+    }
+    found->second.times -= found->second.times > 0 ? 1 : 0;
+    errno = found->second.error;
+    return found->second.result;
+}
+
+// ---- What happens ----
+
+void Simulated_Service::push(const std::string &monitor, const Event_Record &event) {
+    const std::lock_guard lock(mutex_);
+    Reading reading{0, 0, event};
+    ++sequence_;
+    if (reading.event.sequence == 0) {
+        reading.event.sequence = sequence_;
+    }
+    monitors_.push(monitor, reading);
+}
+
+void Simulated_Service::push_result(const std::string &monitor, int result, int error) {
+    const std::lock_guard lock(mutex_);
+    monitors_.push(monitor, {result, error, {}});
+}
+
+void Simulated_Service::set_node_status(uint32_t number, qz_mox_node_status_t status) {
+    const std::lock_guard lock(mutex_);
+    for (Node &node : nodes_) {
+        if (node.number == number) {
+            node.status = status;
+        }
+    }
+}
+
+void Simulated_Service::set_interface_status(uint32_t node, const std::string &name,
+                                             qz_mox_intf_status_t status) {
+    const std::lock_guard lock(mutex_);
+    for (Interface &interface : interfaces_) {
+        if (interface.node == node && interface.name == name) {
+            interface.status = status;
+        }
+    }
+}
+
+void Simulated_Service::node_down(uint32_t number) {
+    set_node_status(number, QZ_MOX_NODE_STATUS_DOWN);
+    for (const Interface &interface : interfaces()) {
+        if (interface.node == number && interface.name) {
+            set_interface_status(number, *interface.name, QZ_MOX_INTF_STATUS_DOWN);
+        }
+    }
+    Event_Record event;
+    event.type = QZ_ORB_EVENT_DOWN;
+    event.node = number;
+    push("node_liveness", event);
+}
+
+void Simulated_Service::node_up(uint32_t number) {
+    set_node_status(number, QZ_MOX_NODE_STATUS_UP);
+    for (const Interface &interface : interfaces()) {
+        if (interface.node == number && interface.name) {
+            set_interface_status(number, *interface.name, QZ_MOX_INTF_STATUS_UP);
+        }
+    }
+    Event_Record event;
+    event.type = QZ_ORB_EVENT_UP;
+    event.node = number;
+    push("node_liveness", event);
+}
+
+void Simulated_Service::interface_down(uint32_t node, const std::string &name) {
+    set_interface_status(node, name, QZ_MOX_INTF_STATUS_DOWN);
+    Event_Record event;
+    event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
+    event.type = QZ_ORB_EVENT_DOWN;
+    event.node = node;
+    event.name = name;
+    push("adapter_liveness", event);
+}
+
+void Simulated_Service::interface_up(uint32_t node, const std::string &name) {
+    set_interface_status(node, name, QZ_MOX_INTF_STATUS_UP);
+    Event_Record event;
+    event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
+    event.type = QZ_ORB_EVENT_UP;
+    event.node = node;
+    event.name = name;
+    push("adapter_liveness", event);
+}
+
+// ---- What is out ----
+
+int Simulated_Service::lists_out() const {
+    const std::lock_guard lock(mutex_);
+    return lists_out_;
+}
+
+int Simulated_Service::events_out() const {
+    const std::lock_guard lock(mutex_);
+    return events_out_;
+}
+
+int Simulated_Service::monitors_opened() const {
+    const std::lock_guard lock(mutex_);
+    return monitors_opened_;
+}
+
+} // namespace mox_sim

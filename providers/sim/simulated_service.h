@@ -1,0 +1,136 @@
+// A cluster service without a cluster: what it knows is set, what happens is pushed, and what fails is chosen.
+//
+// It is the installed service from its construction to its destruction; there is one at a time. All may be
+// called from any thread. The memory that it gives out is its own until it is released.
+#ifndef MOX_SIM_SIMULATED_SERVICE_H
+#define MOX_SIM_SIMULATED_SERVICE_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "providers/sim/event_record.h"
+#include "providers/sim/monitors.h"
+#include "qz_mox.h"
+
+namespace mox_sim {
+
+struct Node {
+    uint32_t number = 0;
+    std::string name;
+    qz_mox_node_status_t status = QZ_MOX_NODE_STATUS_UP;
+    qz_mox_cfg_chg_op_t operation = QZ_MOX_CFG_OP_UNDEF;
+    uint32_t site = 0;
+};
+
+struct Interface {
+    uint32_t node = 0;
+    std::optional<std::string> name; // none: a null text
+    qz_mox_IP_address6_t address{};
+    qz_mox_intf_status_t status = QZ_MOX_INTF_STATUS_UP;
+};
+
+// ::ffff:a.b.c.d, or an IPv6 address. Throws std::invalid_argument for any other text.
+qz_mox_IP_address6_t address_of(const std::string &text);
+
+struct Site {
+    uint32_t number = 0;
+    std::string name;
+    qz_mox_site_policy_t policy = QZ_MOX_SITE_POLICY_PRIORITY;
+    uint32_t priority = 0;
+    qz_mox_site_status_t status = QZ_MOX_SITE_STATUS_UP;
+    qz_mox_site_merge_flag_t merge_flag = QZ_MOX_SITE_MERGE_FLAG_NOPER_PENDING;
+    uint32_t nodes_up = 0;
+};
+
+enum class Operation {
+    get_cluster_info,
+    get_node_info,
+    get_node_info_after_event,
+    get_net_intf_info,
+    get_net_intf_info_after_event,
+    get_local_node_uuid,
+    get_local_site_info,
+    get_site_merge_policy,
+    open_monitor,
+    read_event
+};
+
+class Simulated_Service {
+  public:
+    Simulated_Service();
+    Simulated_Service(const Simulated_Service &) = delete;
+    Simulated_Service &operator=(const Simulated_Service &) = delete;
+    ~Simulated_Service();
+
+    // ---- What it knows ----
+    void set_cluster(const std::string &name, uint32_t local_node);
+    // Adds the node or interface, or takes the place of the one with its number, or its node and name.
+    void set(const Node &node);
+    void set(const Interface &interface);
+    void remove_node(uint32_t number); // with its interfaces
+    void remove_interface(uint32_t node, const std::string &name);
+    void clear();
+    void set_local_site(const Site &site);
+    void set_merge_policy(int policy);
+    void set_local_uuid(qz_mox_uuid_t uuid);
+    std::vector<Node> nodes() const;
+    std::vector<Interface> interfaces() const;
+
+    // ---- What fails: so many calls work, then so many give the result and errno (-1: all that follow) ----
+    void fail(Operation operation, int result, int error, int skip = 0, int times = -1);
+    void heal(Operation operation);
+    int calls(Operation operation) const;
+
+    // ---- What happens: the monitors of that name that are open become readable ----
+    void push(const std::string &monitor, const Event_Record &event);
+    // The next reading of one that is open gives this result and errno, and no event.
+    void push_result(const std::string &monitor, int result, int error);
+    // Changes the state and pushes what tells of it.
+    void node_down(uint32_t number);
+    void node_up(uint32_t number);
+    void interface_down(uint32_t node, const std::string &name);
+    void interface_up(uint32_t node, const std::string &name);
+
+    // ---- What is out ----
+    int lists_out() const;  // given and not released
+    int events_out() const; // read and not released
+    int monitors_opened() const;
+
+  private:
+    friend struct Entries; // the functions of the installed table
+
+    struct Failure {
+        int result = 0;
+        int error = 0;
+        int skip = 0;
+        int times = 0;
+    };
+    std::optional<int> failed(Operation operation); // the result to give, with errno set
+    void set_node_status(uint32_t number, qz_mox_node_status_t status);
+    void set_interface_status(uint32_t node, const std::string &name, qz_mox_intf_status_t status);
+
+    mutable std::mutex mutex_;
+    std::string cluster_name_ = "simulated";
+    uint32_t local_node_ = 1;
+    std::vector<Node> nodes_;           // in the order in which they were added
+    std::vector<Interface> interfaces_; // the same
+    Site local_site_;
+    int merge_policy_ = QZ_MOX_SITE_POLICY_PRIORITY;
+    qz_mox_uuid_t local_uuid_{0x1111, 0x2222};
+    std::map<Operation, Failure> failures_;
+    std::map<Operation, int> calls_;
+    Monitors monitors_;
+    uint64_t sequence_ = 0;
+    int lists_out_ = 0;
+    int events_out_ = 0;
+    int monitors_opened_ = 0;
+};
+
+} // namespace mox_sim
+
+#endif
