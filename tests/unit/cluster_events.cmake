@@ -1,0 +1,15 @@
+# Cluster-event mode over the simulated cluster service.
+set(cluster_events "${CMAKE_CURRENT_SOURCE_DIR}/cluster_events")
+hb_add_test(
+  cluster_events_test
+  SOURCES
+  "${cluster_events}/cluster.cpp"
+  "${cluster_events}/handlers_test.cpp"
+  "${cluster_events}/migration_test.cpp"
+  LIBS
+  hb_client_static
+  mox_sim_core
+  hb_test_support
+  hb_test_faults
+  LABELS
+  unit)
