@@ -4,18 +4,38 @@
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/made_events.h"
 
 namespace {
+
+void drop_queued_events() {
+    while (MOX_Event *ev = MOX_get_event_from_head()) {
+        MOX_forget_made_event(ev);
+        delete ev;
+    }
+}
+
+void drop_registry() {
+    delete[] ORBFSHandler::handlerInstances;
+    ORBFSHandler::handlerInstances = nullptr;
+    ORBFSHandler::handlerListSlots = 0;
+    ORBFSHandler::currentSlots = 0;
+    ORBFSHandler::numbersOfFileDescriptors = 0;
+}
 
 // Nothing is traced here: the trace library may have been unloaded already.
 __attribute__((destructor)) void give_back() {
     MOX_delete_global_event_handlers();
+    drop_registry();
+    drop_queued_events();
     delete client_socket;
     client_socket = nullptr;
     delete client_select;
     client_select = nullptr;
     hb_detach_shared_memory();
     hb_release_table_lists(global_config_tbl);
+    hb_release_table_lists(global_config_tbl_new);
 }
 
 } // namespace
