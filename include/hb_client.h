@@ -67,11 +67,17 @@
  *   50, 51  the address cannot be configured: it is in use, the adapter cannot carry it
  *   52, 55, 56  no grace: the time is out of range, the adapter is down, grace is running already
  *   53  the payload or the request is too large
- *   59  the subscription could not be handed to the cluster-event handlers
- *   63  the cluster service did not answer (none is installed)
- *   71  an adapter's state is neither up nor down
+ *   58  cluster-event mode: the request for a new group could not be read
+ *   59  the subscription could not be handed to the cluster-event handlers, or an event could not be signalled
+ *   63-65  the cluster service did not tell the cluster (63: none is installed), its nodes, its interfaces
+ *   68, 72  cluster-event mode: a byte that is no request, or no wake-up, came through a pipe of the library
+ *   70, 71  a node's or adapter's state is neither up nor down
+ *   73, 75  the cluster service does not know every node that the daemon knows
+ *   74  the cluster-event handlers could not be made
  *   81  no cluster-event handler owns any of the ready descriptors
+ *   82  a cluster-event handler was given up more often than it was made
  *   84  the site is not configured
+ *   86-88  the cluster service did not tell the local site, the local node's identifier, the merge policy
  *  19, 20, 24, 25 and 40 are kept for other transports and are not given by this one.
  */
 #ifndef HB_CLIENT_H
@@ -392,7 +398,8 @@ HB_API void hbc_initialize_trace_once(void);
 
 /* The descriptors to wait on for reading: *descriptor becomes a new array of *numbers_of_fds descriptors
  * followed by -1, to be released with hb_free_file_descriptor_array.  The descriptors stay the library's:
- * do not close, read or write them.  In daemon mode there is one; ask again after hb_terminate.
+ * do not close, read or write them.  In daemon mode there is one; ask again after hb_terminate.  In
+ * cluster-event mode there are nine; ask again after hb_migrate_to_mox_commit, too.
  * Opens.  Errors: 4 (null pointer), 17. */
 HB_API Hb_Rc hb_get_file_descriptor_array(int **descriptor, int *numbers_of_fds);
 
@@ -410,12 +417,17 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  *   group        gets the event
  *   seqnum_p     gets the event's sequence number
  * A configuration change replaces the configuration that the queries below answer from.
+ * In cluster-event mode it does not wait: give it those of the descriptors that are ready, followed by -1.
+ * One call takes one event, for the first of them; *events is 0 when there was none for the caller.  What
+ * is told of nodes or adapters while there is no subscription to them has the name "<EMPTY EVENT>".
  * Does not open the library; but where there is no connection in daemon mode it is opened first (errors of
  * hb_init), and the caller has to subscribe again.
  * Errors: 2 time-out, 4 null pointer, 12 wait or read failed (also when memory is short for the record), 16 the
- * daemon closed the connection (hb_terminate and a new call open it again), 81 in cluster-event mode; 10
+ * daemon closed the connection (hb_terminate and a new call open it again); 10
  * unexpected or unsound record, 17 out of memory for a new configuration: the record is dropped, and unless
- * it was shorter than its header *seqnum_p is set and the group's Hb_ffdc_id cleared, nothing else. */
+ * it was shorter than its header *seqnum_p is set and the group's Hb_ffdc_id cleared, nothing else.
+ * In cluster-event mode: 4, 58, 59, 64, 65, 68, 81, 86, 87, 88; none when a service's event could not be
+ * read. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 
@@ -619,21 +631,24 @@ HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
 
 /* The move of a running program from the daemon to the operating system's cluster service, in three calls, all
- * from the thread that takes the events: prepare, then commit, or abort to stay. There is no way back.
+ * from the thread that takes the events: prepare, then commit, or abort to stay.  There is no way back.
  *
  * hb_migrate_to_mox_prep makes the handlers of the service's events and checks that the service and the daemon
- * speak of the same cluster: the local node, and every node of the daemon's. None of the three opens the
- * library.  Errors: 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or
- * interfaces (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when
- * the local nodes differ. */
+ * speak of the same cluster: the local node, and every node of the daemon's.  The session with the daemon goes
+ * on as before.  May be called again.  Does not open the library: open it first.
+ * Errors: 17; 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or interfaces
+ * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
+ * nodes differ, as they do while the library is not open. */
 HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 
 /* Leaves the daemon, which is asked to end after its delay, for the service; what the two tell differently
- * comes as events.  The descriptors to wait on are others from here on: ask hb_get_file_descriptor_array
- * again.  Succeeds always. */
+ * comes as events.  A daemon that has gone already does not stop it, nor does it raise SIGPIPE.  The
+ * descriptors to wait on are others from here on: ask hb_get_file_descriptor_array again.  Subscriptions stay,
+ * by their names.  Without a preparation that succeeded there is nobody to tell events, until one does and is
+ * committed.  To ask the daemon it opens a library that is not open.  Succeeds always. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
-/* Gives the preparation up and stays with the daemon.  Succeeds always, also again. */
+/* Gives the preparation up and stays with the daemon.  Does not open.  Succeeds always, also again. */
 HB_API Hb_Rc hb_migrate_to_mox_abort(void);
 
 /* In cluster-event mode: the program has had a message from the node, which is therefore alive.  When the node

@@ -1,6 +1,10 @@
 #include "lib/MOX_migration.h"
 
+#include <algorithm>
+#include <csignal>
+#include <ctime>
 #include <new>
+#include <pthread.h>
 
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
@@ -16,14 +20,59 @@
 
 namespace {
 
-// A table of the service's view, for as long as it is looked at.
+// A table of the service's view, for as long as it is looked at. The nodes that the queries know stay those of
+// the daemon meanwhile and afterwards, since the move may be given up.
 struct Scratch_Table {
     Hb_Configuration_Internal table = {};
-    Scratch_Table() = default;
+    Scratch_Table() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, nodes_known_); }
     Scratch_Table(const Scratch_Table &) = delete;
     Scratch_Table &operator=(const Scratch_Table &) = delete;
-    ~Scratch_Table() { empty_global_config_table(&table); }
+    ~Scratch_Table() {
+        empty_global_config_table(&table);
+        std::copy_n(nodes_known_, HB_NODE_SLOTS, global_node_tbl);
+        global_num_nodes = nodes_counted_;
+    }
+
+  private:
+    Hb_Boolean nodes_known_[HB_NODE_SLOTS];
+    int nodes_counted_ = global_num_nodes;
 };
+
+// Keeps SIGPIPE from this thread: the daemon that is told to end may have ended already, and the move goes on.
+class Without_Sigpipe {
+  public:
+    Without_Sigpipe() {
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        sigset_t pending;
+        was_pending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    Without_Sigpipe(const Without_Sigpipe &) = delete;
+    Without_Sigpipe &operator=(const Without_Sigpipe &) = delete;
+    ~Without_Sigpipe() {
+        sigset_t pending;
+        if (!was_pending_ && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1) {
+            // A cancellation must not unwind out of a destructor.
+            int state = 0;
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+            const timespec at_once = {};
+            sigtimedwait(&pipe_, nullptr, &at_once);
+            pthread_setcancelstate(state, nullptr);
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+  private:
+    sigset_t pipe_;
+    sigset_t before_;
+    bool was_pending_;
+};
+
+void tell_daemon_to_end() {
+    const Without_Sigpipe guard;
+    hb_mox_delayed_daemon_shutdown();
+}
 
 Hb_Rc give_up() {
     MOX_delete_global_event_handlers();
@@ -73,10 +122,11 @@ void hb_migrate_construct_global_table_and_events() {
 }
 
 Hb_Rc hb_migrate_to_mox_commit() {
-    hb_mox_delayed_daemon_shutdown();
+    tell_daemon_to_end();
     IsMOX = true;
     hb_remove_client_select();
     hb_remove_socket();
+    migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
     hb_migrate_construct_global_table_and_events();
     migrate_to_mox_prep = false;
     return Hb_Success;
