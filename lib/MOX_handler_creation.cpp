@@ -21,6 +21,19 @@
 
 namespace {
 
+// Without a descriptor, or where memory is short for its registration, a handler would never be called.
+bool is_registered(const ORBFSHandler &handler, int registered_before) {
+    if (handler.getFileDescriptor() == -1) {
+        errno = handler.getOpenFileError();
+        return false;
+    }
+    if (ORBFSHandler::getNumbersOfFileDescriptors() == registered_before) {
+        errno = ENOMEM;
+        return false;
+    }
+    return true;
+}
+
 // Handlers take a name that may be written to, and copy it.
 template <typename Handler> bool make_monitor(ORBFSHandler *&handler, const char *monitor) {
     if (handler != nullptr) {
@@ -28,28 +41,28 @@ template <typename Handler> bool make_monitor(ORBFSHandler *&handler, const char
     }
     char name[32] = {};
     std::strncpy(name, monitor, sizeof name - 1);
+    const int registered = ORBFSHandler::getNumbersOfFileDescriptors();
     handler = new (std::nothrow) Handler(name);
     if (handler == nullptr) {
         errno = ENOMEM;
         return false;
     }
-    if (handler->getFileDescriptor() == -1) {
-        errno = handler->getOpenFileError();
-        return false;
-    }
-    return true;
+    return is_registered(*handler, registered);
 }
 
+// Neither end blocks: a program that signals more than it takes is told so (error 59), and a handler that is
+// called while nothing is readable comes back.
 template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const char *pipe_name) {
     if (handler != nullptr) {
         return true;
     }
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         return false;
     }
     char name[32] = {};
     std::strncpy(name, pipe_name, sizeof name - 1);
+    const int registered = ORBFSHandler::getNumbersOfFileDescriptors();
     handler = new (std::nothrow) Handler(ends, name);
     if (handler == nullptr) {
         close(ends[0]);
@@ -57,9 +70,10 @@ template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const cha
         errno = ENOMEM;
         return false;
     }
-    return true;
+    return is_registered(*handler, registered);
 }
 
+// A cluster without a name stays the default one.
 bool take_cluster_name() {
     if (orbfs_cluster_name != nullptr) {
         return true;
@@ -70,7 +84,10 @@ bool take_cluster_name() {
     if (result != 0 || !cluster) {
         return false;
     }
-    const char *name = cluster->p_cluster_name != nullptr ? cluster->p_cluster_name : "";
+    const char *name = cluster->p_cluster_name;
+    if (name == nullptr || name[0] == '\0') {
+        return true;
+    }
     const std::size_t size = std::strlen(name) + 1;
     orbfs_cluster_name = new (std::nothrow) char[size];
     if (orbfs_cluster_name == nullptr) {
