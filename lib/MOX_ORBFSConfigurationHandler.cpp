@@ -23,13 +23,11 @@ void queue(MOX_Event *ev, Hb_Trace_Id id) {
 }
 
 // The working table stays what it was when the service does not answer.
-Hb_Rc rebuild_working_table(qz_orb_event_metadata_t *event) {
+void rebuild_working_table(qz_orb_event_metadata_t *event) {
     Hb_Configuration_Internal built = {};
-    const Hb_Rc result = hb_mox_update_global_tbl(&built, event, &global_config_tbl);
-    if (result == Hb_Success) {
+    if (hb_mox_update_global_tbl(&built, event, &global_config_tbl) == Hb_Success) {
         hb_move_config_table(built, global_config_tbl_new);
     }
-    return result;
 }
 
 } // namespace
@@ -89,7 +87,7 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     queue(adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
 
     if (!migrate_to_mox_prep && !departed) {
-        MOX_copy_and_delete_global_config_tbl();
+        hb_take_working_table();
         hb_trace_id(HB_TRACE_INFO, HB_TR_WORKING_TABLE_TAKEN);
         hb_mox_dump_global_table(&global_config_tbl, "Update global table: current table after copy");
     }

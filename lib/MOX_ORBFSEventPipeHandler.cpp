@@ -120,10 +120,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
     }
     if (ev.group.Hb_events == HB_EVENT_CONFIG) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
-        // An earlier marker may have taken the working table already.
-        if (!hb_table_is_pristine(global_config_tbl_new)) {
-            MOX_copy_and_delete_global_config_tbl();
-        }
+        hb_take_working_table(); // an earlier marker may have taken it already
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
         std::strcpy(name, "Hb_Config_Group");
     }

@@ -15,13 +15,14 @@ const char *interface_of(const qz_orb_event_ip_change_t &record) {
     return record.p_interface_name != nullptr ? record.p_interface_name : "";
 }
 
-void trace_record(qz_orb_event_ip_change_t &record) {
+void trace_record(const qz_orb_event_ip_change_t &record) {
     if (!hb_trace_on(HB_TRACE_INFO)) {
         return;
     }
     const Hb_Errno_Keeper kept;
+    qz_mox_IP_address6_t given = record.ip_addr;
     char address[INET6_ADDRSTRLEN];
-    MOX_ntop(&record.ip_addr, address);
+    MOX_ntop(&given, address);
     const char *name = interface_of(record);
     tr_ms_record_data_1(HB_TRACE_COMPONENT, HB_TR_IP_CHANGE_EVENT, pTokens[HB_TRACE_INFO], 4, name,
                         static_cast<int>(std::strlen(name) + 1), address,
@@ -51,12 +52,12 @@ Hb_Rc ORBFSIPChangeEventHandler::handler(int *events, char *name, Hb_Group *grou
     MOX_trace_handler(records.entry, orbfs_fd);
     return MOX_handle_event(
         orbfs_fd, QZ_ORB_EVENT_CATEGORY_IP_CHANGE, records, events,
-        [&](qz_orb_event_metadata_t &event) { return process(event, events, name, group, seqnum_p); });
+        [&](const qz_orb_event_metadata_t &event) { return process(event, events, name, group, seqnum_p); });
 }
 
-Hb_Rc ORBFSIPChangeEventHandler::process(qz_orb_event_metadata_t &event, int *events, char *name,
+Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, int *events, char *name,
                                          Hb_Group *group, unsigned long *seqnum_p) {
-    qz_orb_event_ip_change_t &record = *event.event.p_ip_change;
+    const qz_orb_event_ip_change_t &record = *event.event.p_ip_change;
     trace_record(record);
     if (record.event_type != QZ_ORB_ADDRESS_ADD && record.event_type != QZ_ORB_ADDRESS_DELETE) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_IP_CHANGE_ODD_TYPE, record.event_type);
@@ -67,6 +68,7 @@ Hb_Rc ORBFSIPChangeEventHandler::process(qz_orb_event_metadata_t &event, int *ev
         *events = 0;
         fillInOneAdapterEvent(events, name, group, seqnum_p);
     }
-    event.category = QZ_ORB_EVENT_CATEGORY_IP_CHANGE;
-    return update_global_table_and_construct_events(events, name, group, seqnum_p, &event);
+    qz_orb_event_metadata_t about = event;
+    about.category = QZ_ORB_EVENT_CATEGORY_IP_CHANGE;
+    return update_global_table_and_construct_events(events, name, group, seqnum_p, &about);
 }

@@ -19,7 +19,11 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
 }
 
 // The working table as the service has it now; it stays what it was when the service does not answer.
-void rebuild_working_table(qz_orb_event_metadata_t &event) {
+void rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
+    qz_orb_event_node_liveness_t about = record;
+    qz_orb_event_metadata_t event = {};
+    event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    event.event.p_node_liveness = &about;
     Hb_Configuration_Internal built = {};
     if (hb_mox_update_global_tbl(&built, &event, &global_config_tbl) == Hb_Success) {
         hb_move_config_table(built, global_config_tbl_new);
@@ -45,8 +49,8 @@ ORBFSNodeLivenessHandler::~ORBFSNodeLivenessHandler() = default;
 Hb_Rc ORBFSNodeLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
     return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, records, events,
-                            [&](qz_orb_event_metadata_t &event) {
-                                return process(event, {events, name, group, seqnum_p});
+                            [&](const qz_orb_event_metadata_t &event) {
+                                return process(*event.event.p_node_liveness, {events, name, group, seqnum_p});
                             });
 }
 
@@ -56,21 +60,25 @@ void ORBFSNodeLivenessHandler::tell_nothing_new(int node, unsigned long seqnum, 
     *out.seqnum_p = seqnum;
 }
 
+// The event is told also where there is no subscription to name it after.
 void ORBFSNodeLivenessHandler::tell_node(int node, int event, unsigned long seqnum, const Output &out) {
     fillInNodeEventInfo(node, event, out.name, out.group);
-    MOX_tell(event, nodeEventSubscriptionName, out.events, out.name);
+    *out.events = event;
     *out.seqnum_p = seqnum;
 }
 
-Hb_Rc ORBFSNodeLivenessHandler::process(qz_orb_event_metadata_t &event, const Output &out) {
-    const qz_orb_event_node_liveness_t &record = *event.event.p_node_liveness;
+Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &record, const Output &out) {
+    if (record.node_number >= HB_NODE_SLOTS) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_OUT_OF_RANGE, record.node_number);
+        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        return Hb_Success;
+    }
     const auto node = static_cast<int>(record.node_number);
     if (node == global_config_tbl.local_node_number) {
         tell_nothing_new(node, sequence_of(record), out);
         return Hb_Success;
     }
-    event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
-    rebuild_working_table(event);
+    rebuild_working_table(record);
     const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, out) : came_up(record, out);
     return news ? MOX_write_to_event_pipe() : Hb_Success;
 }
@@ -117,7 +125,7 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
     }
     if (!adapters_died && reported) {
-        MOX_copy_and_delete_global_config_tbl();
+        hb_take_working_table();
         *out.events = HB_EVENT_CONFIG;
         std::strcpy(out.name, "Hb_Config_Group");
         *out.seqnum_p = 0;

@@ -20,7 +20,7 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
         Hb_Group *group;
         unsigned long *seqnum_p;
     };
-    Hb_Rc process(qz_orb_event_metadata_t &event, const Output &out);
+    Hb_Rc process(const qz_orb_event_node_liveness_t &record, const Output &out);
     // Whether there is something to signal.
     bool went_down(const qz_orb_event_node_liveness_t &record, const Output &out);
     bool came_up(const qz_orb_event_node_liveness_t &record, const Output &out);

@@ -10,9 +10,23 @@ namespace {
 constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_PEER_NO_EVENT};
 
-void set_verdict(Hb_Node_Entry &node, bool up) {
-    node.state = up ? Hb_Entity_Up : Hb_Entity_Down;
-    node.reason = up ? Hb_Entity_State_Reason_KOBAL_Up : Hb_Entity_State_Reason_KOBAL_Down;
+// Takes the membership daemon's verdict over and gives the event, or 0 when it is no news: a node that is down
+// for another reason, and the local one, have their state from elsewhere.
+int take_verdict(Hb_Node_Entry &node, bool up) {
+    if (up) {
+        if (node.state != Hb_Entity_Down || node.reason != Hb_Entity_State_Reason_KOBAL_Down) {
+            return 0;
+        }
+        node.state = Hb_Entity_Up;
+        node.reason = Hb_Entity_State_Reason_KOBAL_Up;
+        return HB_EVENT_JOIN;
+    }
+    if (node.state == Hb_Entity_Down || node.node_num == global_config_tbl.local_node_number) {
+        return 0;
+    }
+    node.state = Hb_Entity_Down;
+    node.reason = Hb_Entity_State_Reason_KOBAL_Down;
+    return HB_EVENT_DEATH;
 }
 
 } // namespace
@@ -23,9 +37,9 @@ ORBFSPeerGSLivenessHandler::~ORBFSPeerGSLivenessHandler() = default;
 
 Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, events, [&](qz_orb_event_metadata_t &event) {
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, events,
+        [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_process_liveness_t &record = *event.event.p_process_liveness;
-            const bool up = record.event_type == QZ_ORB_EVENT_UP;
             hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_EVENT, record.node_number, record.event_type);
             Hb_Node_Entry *node = record.node_number < HB_NODE_SLOTS
                                       ? hb_find_node(global_config_tbl, static_cast<int>(record.node_number))
@@ -35,11 +49,12 @@ Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *gro
                 MOX_tell_nothing(events, name, seqnum_p);
                 return Hb_Success;
             }
-            set_verdict(*node, up);
-            const int happened = up ? HB_EVENT_JOIN : HB_EVENT_DEATH;
+            const int happened = take_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
             fillInNodeEventInfo(node->node_num, happened, name, group);
-            MOX_tell(happened, nodeEventSubscriptionName, events, name);
-            *seqnum_p = 0;
+            MOX_tell_nothing(events, name, seqnum_p);
+            if (happened != 0) {
+                MOX_tell(happened, nodeEventSubscriptionName, events, name);
+            }
             return Hb_Success;
         });
 }

@@ -15,7 +15,7 @@ ORBFSReconfigEventHandler::~ORBFSReconfigEventHandler() = default;
 
 Hb_Rc ORBFSReconfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, records, events, [&](qz_orb_event_metadata_t &event) {
+        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, records, events, [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_cluster_reconfig_t &record = *event.event.p_cluster_reconfig;
             hb_trace_values(HB_TRACE_INFO, HB_TR_RECONFIG_EVENT, static_cast<uint32_t>(record.sequence_number),
                             record.reason_number);

@@ -59,13 +59,19 @@ ORBFSSiteConfigEventHandler::~ORBFSSiteConfigEventHandler() = default;
 Hb_Rc ORBFSSiteConfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
     return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_SITE_CFG, records, events,
-                            [&](qz_orb_event_metadata_t &event) {
+                            [&](const qz_orb_event_metadata_t &event) {
                                 return process(*event.event.p_site_cfg, events, name, group, seqnum_p);
                             });
 }
 
-int ORBFSSiteConfigEventHandler::ask(bool again) {
-    if (again || !cached_local_node_uuid_obtained) {
+void ORBFSSiteConfigEventHandler::forget() {
+    cached_local_node_uuid_obtained = false;
+    cached_local_site_info_obtained = false;
+    cached_site_merge_policy_obtained = false;
+}
+
+int ORBFSSiteConfigEventHandler::ask() {
+    if (!cached_local_node_uuid_obtained) {
         qz_mox_uuid_t uuid = {};
         if (qz_mox_get_local_node_uuid(orbfs_cluster_name, &uuid) != 0) {
             return 1;
@@ -73,7 +79,7 @@ int ORBFSSiteConfigEventHandler::ask(bool again) {
         cached_local_node_uuid = uuid;
         cached_local_node_uuid_obtained = true;
     }
-    if (again || !cached_local_site_info_obtained) {
+    if (!cached_local_site_info_obtained) {
         qz_mox_site_info_t site = {};
         if (qz_mox_get_local_site_info(orbfs_cluster_name, &site) != 0) {
             return 2;
@@ -83,7 +89,7 @@ int ORBFSSiteConfigEventHandler::ask(bool again) {
         cached_local_site_info = site;
         cached_local_site_info_obtained = true;
     }
-    if (again || !cached_site_merge_policy_obtained) {
+    if (!cached_site_merge_policy_obtained) {
         int policy = 0;
         if (qz_mox_get_site_merge_policy(orbfs_cluster_name, &policy) != 0) {
             return 3;
@@ -105,7 +111,8 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
         trace_site(HB_TR_SITE_UP, record);
         [[fallthrough]];
     case QZ_ORB_SITE_MODIFY:
-        if (const int position = ask(true)) {
+        forget();
+        if (const int position = ask()) {
             return query_failed(position, error_of_asking_again);
         }
         return Hb_Success;
@@ -116,7 +123,7 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
 
 Hb_Rc ORBFSSiteConfigEventHandler::site_down(const qz_orb_event_site_cfg_t &record, int *events, char *name,
                                              Hb_Group *group) {
-    if (const int position = ask(false)) {
+    if (const int position = ask()) {
         return query_failed(position, errors_of_queries[position]);
     }
     const bool merges = cached_local_site_info.merge_flag == QZ_MOX_SITE_MERGE_FLAG_MERGE_PENDING;

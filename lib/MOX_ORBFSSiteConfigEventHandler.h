@@ -22,8 +22,9 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     bool cached_site_merge_policy_obtained;
 
   private:
-    // What went wrong in asking, as the position of the query; 0 for nothing.
-    int ask(bool again);
+    // Asks for what is not known; the position of the query that failed, or 0.
+    int ask();
+    void forget();
     Hb_Rc process(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group,
                   unsigned long *seqnum_p);
     Hb_Rc site_down(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group);

@@ -3,6 +3,7 @@
 #define MOX_EVENT_READING_H
 
 #include <cerrno>
+#include <cstring>
 
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
@@ -26,7 +27,13 @@ class MOX_Read_Event {
         held_ = result == 0;
         return result;
     }
-    qz_orb_event_metadata_t &metadata() { return event_; }
+    const qz_orb_event_metadata_t &metadata() const { return event_; }
+    bool has_record() const {
+        const void *record = nullptr; // of whatever category: each member is a pointer
+        static_assert(sizeof record == sizeof event_.event);
+        std::memcpy(&record, &event_.event, sizeof record);
+        return record != nullptr;
+    }
 
   private:
     qz_orb_event_metadata_t event_ = {};
@@ -50,7 +57,8 @@ inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
 }
 
 // Reads one event of the category and has `process` make of it what the call is to give. Without an event
-// *events becomes 0; a failed reading changes nothing, errno included, and sets no error number.
+// *events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
+// without a record counts as a failed reading.
 template <typename Process>
 Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, int *events, Process process) {
     MOX_Read_Event event;
@@ -60,7 +68,7 @@ Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records,
         *events = 0;
         return Hb_Success;
     }
-    if (result != 0) {
+    if (result != 0 || !event.has_record()) {
         hb_trace_values(HB_TRACE_INFO, records.read_failed, result, fd, int{errno});
         return Hb_Failure;
     }

@@ -1,6 +1,5 @@
 // Every trace record id of the library, each used by one trace point unless said otherwise. An id is never
-// given to another point later: recorded traces and the message catalogue refer to it. 27, 154 and 201 are kept
-// for cluster-event mode.
+// given to another point later: recorded traces and the message catalogue refer to it.
 #ifndef HB_TRACE_IDS_H
 #define HB_TRACE_IDS_H
 
@@ -111,13 +110,14 @@ enum Hb_Trace_Id : uint32_t {
     HB_TR_ADAPTER_ITERATION_ENTRY = 135,
     HB_TR_ADAPTER_ITERATION_WRONG_TYPE = 136,
     HB_TR_ADAPTER_ITERATION_REACHED = 137,
-    HB_TR_ADAPTER_ITERATION_CURSOR = 138,
+    HB_TR_ADAPTER_ITERATION_CURSOR = 138, // at the end and at a hit
     HB_TR_NODE_BY_ADAPTER = 151,
     HB_TR_TYPE_BY_ADAPTER = 152,
     HB_TR_ADDRESS_BY_ADAPTER = 153,
     HB_TR_DELIVER_QUEUED_EVENT = 154,
     HB_TR_NODE_DOWN_CONTRADICTED = 168,
     HB_TR_NODE_DOWN_UNKNOWN = 169,
+    HB_TR_NODE_OUT_OF_RANGE = 170,
     HB_TR_NODE_UP_CONTRADICTED = 174,
     HB_TR_NODE_ADAPTERS_UNSUBSCRIBED = 192,
     HB_TR_REPOSITORY_READ_FAILED = 198,
@@ -152,7 +152,7 @@ enum Hb_Trace_Id : uint32_t {
     HB_TR_IP_CHANGE_NO_EVENT = 240,
     HB_TR_NODE_LIST_NO_EVENT = 241,
     HB_TR_REPOSITORY_NO_EVENT = 242,
-    HB_TR_SITE_NO_EVENT = 243,
+    HB_TR_SITE_NO_EVENT = 243
 };
 
 #endif

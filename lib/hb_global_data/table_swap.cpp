@@ -94,6 +94,12 @@ void MOX_copy_and_delete_global_config_tbl() {
     empty_global_config_table(&global_config_tbl_new);
 }
 
+void hb_take_working_table() {
+    if (!hb_table_is_pristine(global_config_tbl_new)) {
+        MOX_copy_and_delete_global_config_tbl();
+    }
+}
+
 void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {
     empty_global_config_table(&to);
     const Hb_Configuration_Internal sites = to;

@@ -15,6 +15,9 @@ bool hb_table_is_pristine(const Hb_Configuration_Internal &table);
 // carried over.
 void MOX_copy_and_delete_global_config_tbl();
 
+// The same, unless the working table is pristine: the live one then stays.
+void hb_take_working_table();
+
 // Empties `to` and moves into it what a table update has built in `from`; sites stay.
 void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Internal &to);
 
