@@ -54,6 +54,16 @@ void tr_ms_record_data_1(const char *component, uint32_t id, tr_file_token_t tok
     va_end(blocks);
 }
 
+void tr_ms_record_strings_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count, ...) {
+    Trace_Record &record = keep(component, id, token);
+    va_list texts;
+    va_start(texts, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        record.data.emplace_back(va_arg(texts, const char *));
+    }
+    va_end(texts);
+}
+
 } // extern "C"
 
 void PrintTo(const Trace_Record &record, std::ostream *out) {

@@ -1,0 +1,97 @@
+// Addresses that come and go.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/MOX_handlers.h"
+#include "tests/support/isolated.h"
+#include "tests/unit/cluster_events/cluster.h"
+#include "tests/unit/mox_handlers/handler_call.h"
+
+namespace hb_test {
+namespace {
+
+using mox_sim::Operation;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Addresses {
+    Addresses() { client.open(); }
+
+    Hb_Rc push(qz_orb_event_type_t type, uint32_t node, const std::string &interface,
+               const std::string &address) {
+        mox_sim::Event_Record record = adapter_record(type, node, interface);
+        record.category = QZ_ORB_EVENT_CATEGORY_IP_CHANGE;
+        record.address = mox_sim::address_of(address);
+        client.service.push("ip_change", record);
+        return call.run(ip_change_handler_p);
+    }
+
+    Cluster_Client client;
+    Handler_Call call;
+};
+
+ISOLATED_TEST(AddressHandler, TracesTheRecordWithTheAddressAsText) {
+    Addresses addresses;
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Success, addresses.push(QZ_ORB_ADDRESS_DELETE, 2, "eth9", "fe80::1"));
+    ASSERT_NE(nullptr, traced(spy, 233));
+    const std::vector<std::string> &data = traced(spy, 233)->data;
+    ASSERT_EQ(4U, data.size());
+    EXPECT_EQ(std::string("eth9\0", 5), data[0]);
+    EXPECT_EQ(std::string("fe80::1\0", 8), data[1]);
+    EXPECT_EQ(std::string("\2\0\0\0", 4), data[2]);
+    EXPECT_EQ(std::string("\5\0\0\0", 4), data[3]);
+}
+
+ISOLATED_TEST(AddressHandler, AnAddressThatTheInterfaceHasAlreadyIsTracedAndTheUpdateStillRuns) {
+    Addresses addresses;
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Success, addresses.push(QZ_ORB_ADDRESS_ADD, 2, "eth1", "10.2.0.2"));
+    EXPECT_NE(nullptr, traced(spy, 235));
+    EXPECT_EQ(1, addresses.call.group->Hb_group_type) << "the adapter event that was filled first";
+    EXPECT_EQ(0, addresses.call.group->Hb_events);
+    EXPECT_EQ(CONFIG, addresses.call.events);
+    EXPECT_EQ("Hb_Config_Group", addresses.call.name);
+    EXPECT_EQ(0U, addresses.call.sequence);
+    EXPECT_EQ(1, addresses.client.service.calls(Operation::get_net_intf_info_after_event));
+    EXPECT_EQ(0, addresses.client.service.calls(Operation::get_node_info_after_event));
+}
+
+ISOLATED_TEST(AddressHandler, TheAddressOfAnotherInterfaceOrNodeIsNotTheSame) {
+    for (const auto &[node, interface] :
+         {std::pair<uint32_t, const char *>{2, "eth0"}, {3, "eth1"}, {0xFFFFFFFF, "eth1"}}) {
+        Addresses addresses;
+        const Trace_Spy spy(0, 1, 0);
+        EXPECT_EQ(Hb_Success, addresses.push(QZ_ORB_ADDRESS_ADD, node, interface, "10.2.0.2"));
+        EXPECT_EQ(nullptr, traced(spy, 235));
+        EXPECT_EQ(CONFIG, addresses.call.events);
+        EXPECT_TRUE(addresses.call.header_is_untouched());
+    }
+}
+
+ISOLATED_TEST(AddressHandler, AnAddressThatIsRemovedIsNoKnownAddress) {
+    Addresses addresses;
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Success, addresses.push(QZ_ORB_ADDRESS_DELETE, 2, "eth1", "10.2.0.2"));
+    EXPECT_EQ(nullptr, traced(spy, 235));
+    EXPECT_EQ(CONFIG, addresses.call.events);
+}
+
+ISOLATED_TEST(AddressHandler, AnyOtherTypeIsTracedAndFails) {
+    for (const qz_orb_event_type_t type :
+         std::initializer_list<qz_orb_event_type_t>{QZ_ORB_ADDRESS_CHG, QZ_ORB_EVENT_UP, 99}) {
+        Addresses addresses;
+        const int asked = addresses.client.service.calls(Operation::get_cluster_info);
+        const Trace_Spy spy(0, 1, 0);
+        EXPECT_EQ(Hb_Failure, addresses.push(type, 2, "eth1", "10.2.0.2"));
+        ASSERT_NE(nullptr, traced(spy, 234));
+        EXPECT_THAT(traced(spy, 234)->values, ElementsAre(static_cast<uint32_t>(type)));
+        EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, addresses.call.error);
+        EXPECT_EQ(asked, addresses.client.service.calls(Operation::get_cluster_info));
+        EXPECT_THAT(queued(), IsEmpty());
+        EXPECT_EQ(0, addresses.client.service.events_out());
+    }
+}
+
+} // namespace
+} // namespace hb_test

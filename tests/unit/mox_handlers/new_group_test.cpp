@@ -1,0 +1,182 @@
+// The handler that answers a subscription with the group as it stands.
+#include <cerrno>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/MOX_ORBFSNewGroupEventHandler.h"
+#include "lib/MOX_handlers.h"
+#include "lib/hb_global_data/cluster_name.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "tests/support/faults.h"
+#include "tests/support/isolated.h"
+#include "tests/unit/cluster_events/cluster.h"
+#include "tests/unit/mox_handlers/handler_call.h"
+
+namespace hb_test {
+namespace {
+
+using mox_sim::Operation;
+using testing::Contains;
+using testing::ElementsAre;
+
+constexpr int NEW_GROUP = 4;
+
+struct New_Group {
+    New_Group() { client.open(); }
+
+    Hb_Rc ask(char request) {
+        EXPECT_EQ(1, write(new_group_event_handler_p->getWriteFd(), &request, 1));
+        return call.run(new_group_event_handler_p);
+    }
+    void expect_empty_event() {
+        EXPECT_EQ(0, call.events);
+        EXPECT_EQ(0U, call.sequence);
+        EXPECT_EQ("<EMPTY EVENT>", call.name);
+        EXPECT_TRUE(call.group_is_untouched());
+    }
+
+    Cluster_Client client;
+    Handler_Call call;
+};
+
+ISOLATED_TEST(NewGroup, OfNodesHoldsThoseThatAreUpAndNotBeingRemoved) {
+    New_Group group;
+    const std::tuple<uint32_t, qz_mox_node_status_t, qz_mox_cfg_chg_op_t> nodes[] = {
+        {2, QZ_MOX_NODE_STATUS_DOWN, QZ_MOX_CFG_OP_UNDEF},  {4, QZ_MOX_NODE_STATUS_UNDEF, QZ_MOX_CFG_OP_ADD},
+        {5, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_DEL},      {6, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_ADD},
+        {7, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_CHG},      {8, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_IGNORE},
+        {2048, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_UNDEF}, {2049, QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_UNDEF}};
+    for (const auto &[number, status, operation] : nodes) {
+        mox_sim::Node node;
+        node.number = number;
+        node.status = status;
+        node.operation = operation;
+        group.client.service.set(node);
+    }
+    EXPECT_EQ(Hb_Success, group.ask(1));
+    EXPECT_EQ(NEW_GROUP, group.call.events);
+    EXPECT_EQ("n", group.call.name);
+    EXPECT_EQ(0U, group.call.sequence);
+    EXPECT_EQ(0, group.call.group->Hb_group_type);
+    EXPECT_EQ(NEW_GROUP, group.call.group->Hb_events);
+    EXPECT_EQ(0, group.call.group->Hb_group_status);
+    EXPECT_THAT(group.call.nodes(), ElementsAre(1, 3, 6, 7, 8, 2048));
+    EXPECT_EQ(6, group.call.node_count());
+    EXPECT_EQ(0, group.client.service.lists_out());
+}
+
+ISOLATED_TEST(NewGroup, OfAdaptersHoldsThoseThatAreUp) {
+    New_Group group;
+    group.client.service.interface_down(2, "eth0");
+    EXPECT_EQ(Hb_Success, group.ask(2));
+    EXPECT_EQ(NEW_GROUP, group.call.events);
+    EXPECT_EQ("a", group.call.name);
+    EXPECT_EQ(0U, group.call.sequence);
+    EXPECT_EQ(1, group.call.group->Hb_group_type);
+    EXPECT_EQ(NEW_GROUP, group.call.group->Hb_events);
+    EXPECT_EQ(0, group.call.group->Hb_group_status);
+    EXPECT_EQ(0xFFFFFFFFU, group.call.group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_leader);
+    EXPECT_EQ(0xFFFFFFFFU,
+              group.call.group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_incarnation);
+    EXPECT_THAT(group.call.adapters(), ElementsAre(48, 49, 97, 144, 145));
+    EXPECT_EQ(5, group.call.adapter_count());
+    EXPECT_EQ(0xFFFFFFFFU, group.call.slot(96));
+    EXPECT_EQ(0xFFFFFFFFU, group.call.slot(98351));
+}
+
+ISOLATED_TEST(NewGroup, WithoutItsSubscriptionIsAnEmptyEventAndAsksNobody) {
+    const std::tuple<char, Hb_Name *, uint32_t> cases[] = {{1, &nodeEventSubscriptionName, 71},
+                                                           {2, &networkEventSubscriptionName, 73}};
+    for (const auto &[request, name, record] : cases) {
+        New_Group group;
+        const int nodes = group.client.service.calls(Operation::get_node_info);
+        const int interfaces = group.client.service.calls(Operation::get_net_intf_info);
+        hb_set_name(*name, "");
+        const Trace_Spy spy(0, 1, 0);
+        EXPECT_EQ(Hb_Success, group.ask(request));
+        group.expect_empty_event();
+        EXPECT_THAT(traced_ids(spy), ElementsAre(75, record, 77));
+        EXPECT_EQ(nodes, group.client.service.calls(Operation::get_node_info));
+        EXPECT_EQ(interfaces, group.client.service.calls(Operation::get_net_intf_info));
+    }
+}
+
+ISOLATED_TEST(NewGroup, AQueryThatFailsHasItsNumberAndKeepsErrno) {
+    const std::tuple<char, Operation, int, uint32_t> cases[] = {{1, Operation::get_node_info, 64, 72},
+                                                                {2, Operation::get_net_intf_info, 65, 74}};
+    for (const auto &[request, operation, number, record] : cases) {
+        New_Group group;
+        group.client.service.fail(operation, -4, ENOLINK);
+        const Trace_Spy spy(0, 1, 0);
+        EXPECT_EQ(Hb_Failure, group.ask(request));
+        EXPECT_EQ(number, group.call.error);
+        EXPECT_EQ(ENOLINK, group.call.system_error);
+        ASSERT_NE(nullptr, traced(spy, record));
+        EXPECT_THAT(traced(spy, record)->values, ElementsAre(static_cast<uint32_t>(-4), ENOLINK));
+        EXPECT_TRUE(group.call.header_is_untouched());
+        EXPECT_EQ(request == 1, group.call.group_is_untouched()) << "the adapter slots were marked first";
+        EXPECT_EQ(request == 1 ? 0x5A5A5A5AU : 0xFFFFFFFFU, group.call.slot(98351));
+    }
+}
+
+ISOLATED_TEST(NewGroup, WithoutAServiceTheQueriesFail) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    char name[] = "new group";
+    ORBFSNewGroupEventHandler handler(ends, name);
+    hb_set_name(nodeEventSubscriptionName, "n");
+    hb_set_name(networkEventSubscriptionName, "a");
+    for (const auto &[request, number] : {std::pair<char, int>{1, 64}, {2, 65}}) {
+        ASSERT_EQ(1, write(ends[1], &request, 1));
+        Handler_Call call;
+        EXPECT_EQ(Hb_Failure, call.run(&handler));
+        EXPECT_EQ(number, call.error);
+    }
+}
+
+ISOLATED_TEST(NewGroup, AnyOtherRequestIsError68) {
+    for (const char request : {'\0', '\3', '\xFF'}) {
+        New_Group group;
+        const Trace_Spy spy(0, 1, 0);
+        EXPECT_EQ(Hb_Failure, group.ask(request));
+        EXPECT_EQ(68, group.call.error);
+        EXPECT_TRUE(group.call.group_is_untouched());
+        ASSERT_NE(nullptr, traced(spy, 80));
+        EXPECT_THAT(traced(spy, 80)->values, ElementsAre(static_cast<uint32_t>(int{request}), 1));
+    }
+}
+
+ISOLATED_TEST(NewGroup, WithoutARequestIsError58AndDoesNotBlock) {
+    New_Group group;
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Failure, group.call.run(new_group_event_handler_p));
+    EXPECT_EQ(58, group.call.error);
+    EXPECT_EQ(EAGAIN, group.call.system_error);
+    EXPECT_EQ(Handler_Call::NO_EVENTS, group.call.events);
+    EXPECT_TRUE(group.call.group_is_untouched());
+    EXPECT_THAT(traced_ids(spy), ElementsAre(75, 76, 77));
+    EXPECT_THAT(spy.records()[1].values, ElementsAre(static_cast<uint32_t>(-1), EAGAIN));
+}
+
+ISOLATED_TEST(NewGroup, AnEndOfFileIsError58) {
+    New_Group group;
+    close(new_group_event_handler_p->orbfs_pipe_write_fd);
+    new_group_event_handler_p->orbfs_pipe_write_fd = -1;
+    EXPECT_EQ(Hb_Failure, group.call.run(new_group_event_handler_p));
+    EXPECT_EQ(58, group.call.error);
+}
+
+ISOLATED_TEST(NewGroup, AClusterWithoutANameIsTracedAndServed) {
+    New_Group group;
+    delete[] orbfs_cluster_name;
+    orbfs_cluster_name = nullptr;
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Success, group.ask(1));
+    EXPECT_THAT(traced_ids(spy), ElementsAre(75, 79, 77));
+    EXPECT_EQ(NEW_GROUP, group.call.events);
+}
+
+} // namespace
+} // namespace hb_test

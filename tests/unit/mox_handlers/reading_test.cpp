@@ -1,0 +1,195 @@
+// What every handler of a monitor does alike: reading, its trace records, and what it leaves alone.
+#include <cerrno>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/MOX_ORBFSRepositoryDiskHandler.h"
+#include "lib/MOX_handler_creation.h"
+#include "lib/MOX_handlers.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "tests/support/isolated.h"
+#include "tests/unit/cluster_events/cluster.h"
+#include "tests/unit/mox_handlers/handler_call.h"
+#include "tests/unit/mox_handlers/plain_service.h"
+
+namespace hb_test {
+namespace {
+
+using mox_sim::Event_Record;
+using testing::ElementsAre;
+
+constexpr unsigned INFO = 1;
+
+// A handler with the monitor that it watches and its trace records; 0 for one that it has not.
+struct Watcher {
+    const char *monitor;
+    ORBFSHandler *handler;
+    uint32_t entry;
+    uint32_t read_failed;
+    uint32_t exit;
+    uint32_t no_event;
+};
+
+std::vector<Watcher> watchers(ORBFSHandler &disk) {
+    return {{"adapter_liveness", adapter_event_handler_p, 221, 15, 222, 238},
+            {"node_liveness", node_liveness_handler_p, 231, 11, 232, 236},
+            {"node_list", node_list_handler_p, 229, 116, 230, 241},
+            {"peer_gs_liveness", peer_GS_liveness_handler_p, 0, 13, 0, 237},
+            {"ip_change", ip_change_handler_p, 225, 95, 226, 240},
+            {"cluster_reconfig", cluster_reconfig_handler_p, 0, 52, 0, 239},
+            {"repos_disk", &disk, 0, 198, 0, 242},
+            {"site_cfg", site_config_handler_p, 219, 210, 220, 243}};
+}
+
+Event_Record event_for(const std::string &monitor) {
+    Event_Record event = node_record(QZ_ORB_EVENT_UP, 2);
+    if (monitor == "adapter_liveness") {
+        event = adapter_record(QZ_ORB_EVENT_UP, 2, "eth0");
+    } else if (monitor == "node_list") {
+        event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIST;
+    } else if (monitor == "peer_gs_liveness") {
+        event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
+    } else if (monitor == "ip_change") {
+        event.category = QZ_ORB_EVENT_CATEGORY_IP_CHANGE;
+        event.type = QZ_ORB_ADDRESS_ADD;
+    } else if (monitor == "cluster_reconfig") {
+        event.is_reconfiguration = true;
+    } else if (monitor == "repos_disk") {
+        event.category = QZ_ORB_EVENT_CATEGORY_REPOS_DISK;
+    } else if (monitor == "site_cfg") {
+        event.category = QZ_ORB_EVENT_CATEGORY_SITE_CFG;
+        event.type = QZ_ORB_SITE_UP;
+    }
+    return event;
+}
+
+std::vector<uint32_t> without_zeros(std::initializer_list<uint32_t> ids) {
+    std::vector<uint32_t> kept;
+    for (const uint32_t id : ids) {
+        if (id != 0) {
+            kept.push_back(id);
+        }
+    }
+    return kept;
+}
+
+ISOLATED_TEST(Reading, WithoutAnEventIsTracedAndGivesEvents0) {
+    Cluster_Client client;
+    client.open();
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
+    for (const Watcher &watcher : watchers(disk)) {
+        SCOPED_TRACE(watcher.monitor);
+        client.service.push_result(watcher.monitor, -16, EBUSY);
+        const Trace_Spy spy(0, 1, 0);
+        Handler_Call call;
+        EXPECT_EQ(Hb_Success, call.run(watcher.handler));
+        EXPECT_EQ(without_zeros({watcher.entry, watcher.no_event}), traced_ids(spy))
+            << "there is no exit record";
+        const auto fd = static_cast<uint32_t>(watcher.handler->getFileDescriptor());
+        for (const Trace_Record &record : spy.records()) {
+            EXPECT_EQ((Trace_Record{"_HBC", record.id, INFO, {fd}, {}}), record);
+        }
+        EXPECT_EQ(0, call.events);
+        EXPECT_EQ("untouched", call.name);
+        EXPECT_EQ(Handler_Call::NO_SEQUENCE, call.sequence);
+        EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, call.error);
+        EXPECT_TRUE(call.header_is_untouched());
+        EXPECT_TRUE(queued().empty());
+    }
+}
+
+ISOLATED_TEST(Reading, ThatFailsIsTracedWithResultDescriptorAndErrnoAndChangesNothing) {
+    Cluster_Client client;
+    client.open();
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
+    for (const Watcher &watcher : watchers(disk)) {
+        SCOPED_TRACE(watcher.monitor);
+        client.service.push_result(watcher.monitor, -5, ENODEV);
+        const Trace_Spy spy(0, 1, 0);
+        Handler_Call call;
+        EXPECT_EQ(Hb_Failure, call.run(watcher.handler));
+        EXPECT_EQ(without_zeros({watcher.entry, watcher.read_failed}), traced_ids(spy))
+            << "there is no exit record";
+        const auto fd = static_cast<uint32_t>(watcher.handler->getFileDescriptor());
+        EXPECT_EQ(
+            (Trace_Record{"_HBC", watcher.read_failed, INFO, {static_cast<uint32_t>(-5), fd, ENODEV}, {}}),
+            spy.records().back());
+        EXPECT_EQ(ENODEV, call.system_error) << "what tracing does to it is undone";
+        EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, call.error);
+        EXPECT_EQ(Handler_Call::NO_EVENTS, call.events);
+        EXPECT_EQ("untouched", call.name);
+        EXPECT_EQ(Handler_Call::NO_SEQUENCE, call.sequence);
+        EXPECT_TRUE(call.header_is_untouched());
+        EXPECT_EQ(std::string(watcher.monitor) != "adapter_liveness", call.group_is_untouched());
+        EXPECT_TRUE(queued().empty());
+    }
+}
+
+ISOLATED_TEST(Reading, OfAnEventIsTracedAtBeginningAndEndAndTheEventGoesBack) {
+    Cluster_Client client;
+    client.open();
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
+    for (const Watcher &watcher : watchers(disk)) {
+        SCOPED_TRACE(watcher.monitor);
+        client.service.push(watcher.monitor, event_for(watcher.monitor));
+        const Trace_Spy spy(0, 1, 0);
+        Handler_Call call;
+        EXPECT_EQ(Hb_Success, call.run(watcher.handler));
+        ASSERT_FALSE(spy.records().empty());
+        const auto fd = static_cast<uint32_t>(watcher.handler->getFileDescriptor());
+        if (watcher.entry != 0) {
+            EXPECT_EQ((Trace_Record{"_HBC", watcher.entry, INFO, {fd}, {}}), spy.records().front());
+            EXPECT_EQ((Trace_Record{"_HBC", watcher.exit, INFO, {fd}, {}}), spy.records().back());
+        }
+        EXPECT_EQ(0, client.service.events_out());
+        EXPECT_EQ(0, client.service.lists_out());
+        client.take_all();
+    }
+}
+
+ISOLATED_TEST(Reading, RecordsNothingWhileTheDetailBytesAreZero) {
+    Cluster_Client client;
+    client.open();
+    const Trace_Spy spy(0, 0, 0);
+    client.service.node_down(3);
+    client.take_all();
+    EXPECT_TRUE(spy.records().empty());
+}
+
+ISOLATED_TEST(Reading, AnEventWithoutARecordIsAFailureAndGoesBack) {
+    const Plain_Service service("plain");
+    ASSERT_EQ(Hb_Success, MOX_create_global_event_handlers());
+    int given = 0;
+    for (ORBFSHandler *handler :
+         {adapter_event_handler_p, node_liveness_handler_p, node_list_handler_p, peer_GS_liveness_handler_p,
+          ip_change_handler_p, cluster_reconfig_handler_p, site_config_handler_p}) {
+        Handler_Call call;
+        EXPECT_EQ(Hb_Failure, call.run(handler));
+        EXPECT_EQ(Handler_Call::NO_EVENTS, call.events);
+        EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, call.error);
+        EXPECT_EQ(++given, service.events_given());
+        EXPECT_EQ(given, service.events_released());
+    }
+}
+
+ISOLATED_TEST(Reading, FailsEverywhereOnceTheServiceIsGone) {
+    {
+        mox_sim::Simulated_Service service;
+        fill_small_cluster(service);
+        ASSERT_EQ(Hb_Success, MOX_create_global_event_handlers());
+    }
+    for (ORBFSHandler *handler :
+         {adapter_event_handler_p, node_liveness_handler_p, node_list_handler_p, peer_GS_liveness_handler_p,
+          ip_change_handler_p, cluster_reconfig_handler_p, site_config_handler_p}) {
+        Handler_Call call;
+        EXPECT_EQ(Hb_Failure, call.run(handler));
+        EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, call.error);
+    }
+}
+
+} // namespace
+} // namespace hb_test
