@@ -29,6 +29,7 @@ hb_add_test(
   300
   LABELS
   unit)
+target_link_options(mox_handlers_test PRIVATE "LINKER:--wrap=pipe2")
 
 # The sanitizers' runtimes keep what a plain build gives back.
 if(NOT HB_SANITIZE)
