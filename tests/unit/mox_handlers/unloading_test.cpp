@@ -61,12 +61,14 @@ void expect_nothing_stays(bool commit) {
     const int descriptors = open_descriptors();
     const int mappings = segment_mappings();
     const std::size_t bytes = allocated_bytes();
-    for (int i = 0; i < 50 && !testing::Test::HasFailure(); ++i) {
+    for (int i = 0; i < 1000 && !testing::Test::HasFailure(); ++i) {
         round();
     }
     EXPECT_EQ(descriptors, open_descriptors());
     EXPECT_EQ(mappings, segment_mappings());
-    EXPECT_LT(allocated_bytes(), bytes + 4000);
+    // What the allocator keeps at hand does not grow with the rounds. The least that could stay of each are the three
+    // notes about the events that the library made itself, over 50 bytes.
+    EXPECT_LT(allocated_bytes(), bytes + 40000);
 }
 
 ISOLATED_TEST(ClusterEventsUnloading, OfAPreparedLibraryGivesEverythingBack) {
