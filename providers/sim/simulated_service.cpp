@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include <arpa/inet.h>
 
@@ -183,6 +184,9 @@ struct Entries {
             return -1;
         }
         ++service().monitors_opened_;
+        if (const auto call = std::exchange(service().when_first_opened_, nullptr)) {
+            call();
+        }
         *fd = opened;
         return 0;
     }
@@ -306,6 +310,15 @@ std::vector<Interface> Simulated_Service::interfaces() const {
     return interfaces_;
 }
 
+void Simulated_Service::change(const Picture &picture, const std::vector<Told> &events) {
+    const std::lock_guard lock(mutex_);
+    nodes_ = picture.nodes;
+    interfaces_ = picture.interfaces;
+    for (const Told &told : events) {
+        hold(told.monitor, told.event);
+    }
+}
+
 // ---- What fails ----
 
 void Simulated_Service::fail(Operation operation, int result, int error, int skip, int times) {
@@ -343,6 +356,10 @@ std::optional<int> Simulated_Service::failed(Operation operation) {
 
 void Simulated_Service::push(const std::string &monitor, const Event_Record &event) {
     const std::lock_guard lock(mutex_);
+    hold(monitor, event);
+}
+
+void Simulated_Service::hold(const std::string &monitor, const Event_Record &event) {
     Reading reading{0, 0, event};
     ++sequence_;
     if (reading.event.sequence == 0) {
@@ -436,6 +453,11 @@ int Simulated_Service::events_out() const {
 int Simulated_Service::monitors_opened() const {
     const std::lock_guard lock(mutex_);
     return monitors_opened_;
+}
+
+void Simulated_Service::when_first_opened(std::function<void()> call) {
+    const std::lock_guard lock(mutex_);
+    when_first_opened_ = std::move(call);
 }
 
 } // namespace mox_sim

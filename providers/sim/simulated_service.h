@@ -6,6 +6,7 @@
 #define MOX_SIM_SIMULATED_SERVICE_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,6 +48,17 @@ struct Site {
     uint32_t nodes_up = 0;
 };
 
+struct Picture {
+    std::vector<Node> nodes;
+    std::vector<Interface> interfaces;
+};
+
+// An event, and the monitor that it is told on.
+struct Told {
+    std::string monitor;
+    Event_Record event;
+};
+
 enum class Operation {
     get_cluster_info,
     get_node_info,
@@ -80,6 +92,8 @@ class Simulated_Service {
     void set_local_uuid(qz_mox_uuid_t uuid);
     std::vector<Node> nodes() const;
     std::vector<Interface> interfaces() const;
+    // The whole of its nodes and interfaces becomes another, and these events tell of it: one step to its users.
+    void change(const Picture &picture, const std::vector<Told> &events);
 
     // ---- What fails: so many calls work, then so many give the result and errno (-1: all that follow) ----
     void fail(Operation operation, int result, int error, int skip = 0, int times = -1);
@@ -100,6 +114,9 @@ class Simulated_Service {
     int lists_out() const;  // given and not released
     int events_out() const; // read and not released
     int monitors_opened() const;
+    // Called once, when the first monitor is opened, in its opener's thread and before that gets it. It must not
+    // call the service.
+    void when_first_opened(std::function<void()> call);
 
   private:
     friend struct Entries; // the functions of the installed table
@@ -111,6 +128,7 @@ class Simulated_Service {
         int times = 0;
     };
     std::optional<int> failed(Operation operation); // the result to give, with errno set
+    void hold(const std::string &monitor, const Event_Record &event);
     void set_node_status(uint32_t number, qz_mox_node_status_t status);
     void set_interface_status(uint32_t node, const std::string &name, qz_mox_intf_status_t status);
 
@@ -125,6 +143,7 @@ class Simulated_Service {
     std::map<Operation, Failure> failures_;
     std::map<Operation, int> calls_;
     Monitors monitors_;
+    std::function<void()> when_first_opened_;
     uint64_t sequence_ = 0;
     int lists_out_ = 0;
     int events_out_ = 0;

@@ -1,0 +1,137 @@
+#include "providers/sim/picture_events.h"
+
+#include <cstring>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace mox_sim {
+namespace {
+
+// A picture in which nodes and interfaces can be looked up.
+class Index {
+  public:
+    explicit Index(const Picture &picture) : picture_(picture) {
+        for (const Node &node : picture.nodes) {
+            nodes_.emplace(node.number, &node);
+        }
+        for (const Interface &interface : picture.interfaces) {
+            interfaces_.emplace(std::pair(interface.node, interface.name), &interface);
+        }
+    }
+
+    const std::vector<Node> &nodes() const { return picture_.nodes; }
+    const std::vector<Interface> &interfaces() const { return picture_.interfaces; }
+    const Node *find(const Node &node) const { return find_node(node.number); }
+    const Node *find_node(uint32_t number) const {
+        const auto found = nodes_.find(number);
+        return found != nodes_.end() ? found->second : nullptr;
+    }
+    const Interface *find(const Interface &interface) const {
+        const auto found = interfaces_.find({interface.node, interface.name});
+        return found != interfaces_.end() ? found->second : nullptr;
+    }
+
+  private:
+    const Picture &picture_;
+    std::map<uint32_t, const Node *> nodes_;
+    std::map<std::pair<uint32_t, std::optional<std::string>>, const Interface *> interfaces_;
+};
+
+bool same_address(const Interface &a, const Interface &b) {
+    return std::memcmp(&a.address, &b.address, sizeof a.address) == 0;
+}
+
+// Whether something is told of the node itself, which stands for its interfaces.
+bool is_told(const Index &before, const Index &after, uint32_t number) {
+    const Node *const was = before.find_node(number);
+    const Node *const is = after.find_node(number);
+    return was == nullptr || is == nullptr || was->status != is->status;
+}
+
+Told about_node(const char *monitor, qz_orb_event_category_t category, qz_orb_event_type_t type,
+                uint32_t number) {
+    Told told{monitor, {}};
+    told.event.category = category;
+    told.event.type = type;
+    told.event.node = number;
+    return told;
+}
+
+Told about_interface(const char *monitor, qz_orb_event_category_t category, qz_orb_event_type_t type,
+                     const Interface &interface) {
+    Told told = about_node(monitor, category, type, interface.node);
+    told.event.name = interface.name.value_or("");
+    told.event.address = interface.address;
+    return told;
+}
+
+// The nodes and interfaces of one picture that the other one does not have.
+void tell_missing(const Index &from, const Index &in, const Index &before, const Index &after,
+                  qz_orb_event_type_t type, std::vector<Told> &told) {
+    for (const Node &node : from.nodes()) {
+        if (in.find(node) == nullptr) {
+            told.push_back(about_node("node_list", QZ_ORB_EVENT_CATEGORY_NODE_LIST, type, node.number));
+        }
+    }
+    for (const Interface &interface : from.interfaces()) {
+        if (in.find(interface) == nullptr && !is_told(before, after, interface.node)) {
+            told.push_back(
+                about_interface("adapter_liveness", QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, type, interface));
+        }
+    }
+}
+
+void tell_addresses(const Index &before, const Index &after, std::vector<Told> &told) {
+    for (const Interface &is : after.interfaces()) {
+        const Interface *const was = before.find(is);
+        if (was != nullptr && !same_address(*was, is)) {
+            told.push_back(
+                about_interface("ip_change", QZ_ORB_EVENT_CATEGORY_IP_CHANGE, QZ_ORB_ADDRESS_DELETE, *was));
+            told.push_back(
+                about_interface("ip_change", QZ_ORB_EVENT_CATEGORY_IP_CHANGE, QZ_ORB_ADDRESS_ADD, is));
+        }
+    }
+}
+
+// Of those that are in both pictures, the ones that are now up, or now not.
+void tell_liveness(const Index &before, const Index &after, bool up, std::vector<Told> &told) {
+    const qz_orb_event_type_t type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    for (const Node &is : after.nodes()) {
+        const Node *const was = before.find(is);
+        if (was != nullptr && was->status != is.status && (is.status == QZ_MOX_NODE_STATUS_UP) == up) {
+            told.push_back(about_node("node_liveness", QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, type, is.number));
+        }
+    }
+    for (const Interface &is : after.interfaces()) {
+        const Interface *const was = before.find(is);
+        if (was != nullptr && was->status != is.status && (is.status == QZ_MOX_INTF_STATUS_UP) == up &&
+            !is_told(before, after, is.node)) {
+            told.push_back(
+                about_interface("adapter_liveness", QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, type, is));
+        }
+    }
+}
+
+} // namespace
+
+std::vector<Told> events_between(const Picture &before, const Picture &after) {
+    const Index was(before);
+    const Index is(after);
+    std::vector<Told> told;
+    tell_missing(was, is, was, is, QZ_ORB_EVENT_DELETE, told);
+    tell_addresses(was, is, told);
+    tell_missing(is, was, was, is, QZ_ORB_EVENT_ADD, told);
+    tell_liveness(was, is, false, told);
+    tell_liveness(was, is, true, told);
+    return told;
+}
+
+Told reconfiguration() {
+    Told told{"cluster_reconfig", {}};
+    told.event.is_reconfiguration = true;
+    return told;
+}
+
+} // namespace mox_sim
