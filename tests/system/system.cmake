@@ -16,6 +16,9 @@ add_executable(
   segment_reader ${system_dir}/reading_keys.cpp ${system_dir}/reading_routes.cpp
                  ${system_dir}/section_watch.cpp ${system_dir}/segment_reader.cpp)
 target_link_libraries(segment_reader PRIVATE hb_options hb_client ${CMAKE_DL_LIBS})
+# The example that the documentation shows, as it stands.
+add_executable(cluster_events_example ${PROJECT_SOURCE_DIR}/examples/cluster_events.c)
+target_link_libraries(cluster_events_example PRIVATE hb_options hb_client)
 foreach(program system_test_client segment_reader)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR})
 endforeach()
@@ -27,6 +30,7 @@ add_library(
   ${system_dir}/daemon.cpp
   ${system_dir}/hbctl.cpp
   ${system_dir}/readers.cpp
+  ${system_dir}/service_client.cpp
   ${system_dir}/setup.cpp
   ${system_dir}/stream.cpp)
 target_compile_definitions(system_test_support PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
@@ -35,6 +39,7 @@ target_link_libraries(system_test_support PRIVATE hb_options PUBLIC hb_test_supp
 # What runs once for every way of putting programs together.
 set(system_scenarios
     ${system_dir}/access_test.cpp
+    ${system_dir}/cluster_service_test.cpp
     ${system_dir}/come_and_go_test.cpp
     ${system_dir}/control_test.cpp
     ${system_dir}/events_test.cpp
@@ -63,7 +68,8 @@ hb_add_test(
   600
   LABELS
   system)
-add_dependencies(system_test system_test_client segment_reader wispd wispctl hbctl)
+set(system_programs system_test_client segment_reader cluster_events_example qz_mox_sim wispd wispctl hbctl)
+add_dependencies(system_test ${system_programs})
 
 if(HB_OTHER_ABI_BIN_DIR)
   hb_add_test(
@@ -78,5 +84,5 @@ if(HB_OTHER_ABI_BIN_DIR)
     LABELS
     system)
   target_compile_definitions(system_mixed_abi_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
-  add_dependencies(system_mixed_abi_test system_test_client segment_reader wispd wispctl hbctl)
+  add_dependencies(system_mixed_abi_test ${system_programs})
 endif()

@@ -20,9 +20,9 @@ into_a_prefix() {
 has_every_file() {
     local file
     for file in include/hb_client.h include/qz_{tr,mss,ffdc,mox}.h \
-        "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox}.so "$LIBDIR/pkgconfig/hb_client.pc" \
+        "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR/pkgconfig/hb_client.pc" \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
-        bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/watch.c; do
+        bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
         [ -s "$prefix/$file" ] || fail "$file is not installed"
     done
     if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
@@ -33,11 +33,13 @@ has_every_file() {
 }
 
 example_builds_with_pkg_config() {
-    local flags
+    local flags example
     export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
     [ "$(pkg-config --modversion hb_client)" = 1.0.0 ] || fail "pkg-config gives another version"
     read -r -a flags <<<"$(pkg-config --cflags --libs hb_client)"
-    "$CC" "${cflags[@]}" "${strict[@]}" "$SOURCE/examples/watch.c" -o "$WORK/watch" "${flags[@]}"
+    for example in watch cluster_events; do
+        "$CC" "${cflags[@]}" "${strict[@]}" "$SOURCE/examples/$example.c" -o "$WORK/$example" "${flags[@]}"
+    done
 }
 
 example_builds_with_find_package() {
