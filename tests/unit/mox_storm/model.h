@@ -1,0 +1,143 @@
+// What a client in cluster-event mode has to see of a simulated service, worked out apart from the library: plain
+// lists, searched from their beginning.
+#ifndef HB_TEST_MOX_STORM_MODEL_H
+#define HB_TEST_MOX_STORM_MODEL_H
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "providers/sim/simulated_service.h"
+#include "tests/unit/cluster_events/cluster.h"
+
+namespace hb_test {
+
+enum class State { undefined, up, down };
+enum class Reason { down, up, reported_down, reported_up };
+
+struct Model_Node {
+    int number = 0;
+    State state = State::undefined;
+    Reason reason = Reason::down;
+
+    bool operator==(const Model_Node &) const = default;
+};
+
+struct Model_Adapter {
+    unsigned number = 0;
+    std::string name;
+    std::string address; // 16 bytes
+    State state = State::undefined;
+
+    bool operator==(const Model_Adapter &) const = default;
+};
+
+struct Model_Table {
+    std::vector<Model_Node> nodes;
+    std::vector<Model_Adapter> adapters;
+
+    bool operator==(const Model_Table &) const = default;
+};
+void PrintTo(const Model_Table &table, std::ostream *out);
+
+// Where an event comes from, in the order in which the descriptors are handed out.
+enum class Source {
+    adapter_liveness,
+    event_pipe,
+    node_liveness,
+    node_list,
+    peer_liveness,
+    new_group,
+    ip_change,
+    reconfiguration,
+    site
+};
+inline constexpr int SOURCES = 9;
+// The monitor of that source; null for the two pipes.
+const char *monitor_of(Source source);
+
+class Model {
+  public:
+    explicit Model(const mox_sim::Simulated_Service &service) : service_(service) {}
+
+    // The library was opened, with these subscriptions.
+    void open(const std::string &node_name, const std::string &adapter_name);
+
+    // ---- What happens ----
+    void pushed(Source source, const mox_sim::Event_Record &event);
+    void pushed_result(Source source, int result);
+    void will_fail(mox_sim::Operation operation); // its next call
+    void message_from(int node);
+    void subscribed_nodes(const std::string &name);
+    void subscribed_adapters(const std::string &name);
+    void unsubscribed_nodes() { node_name_.clear(); }
+    void unsubscribed_adapters() { adapter_name_.clear(); }
+
+    // ---- What the client sees ----
+    bool is_ready(Source source) const;
+    // Of hb_get_event_message with these descriptors.
+    Taken take(const std::vector<Source> &ready);
+    // Of a call of that handler, whatever is queued.
+    Taken handle(Source source);
+    std::size_t queued() const { return queue_.size(); }
+
+    const Model_Table &table() const { return live_; }
+    const std::set<int> &present() const { return present_; }
+
+    // How often the storm has come by here.
+    int markers_in_a_row = 0; // a marker while another one was queued
+    int deaths_by_outage = 0; // a comparison with a table that could not be built
+
+  private:
+    struct Queued {
+        enum class Kind { nodes, adapters, marker, message } kind;
+        int events = 0;
+        std::vector<int> nodes;
+        std::vector<unsigned> adapters;
+    };
+    struct Pending {
+        int result = 0;
+        mox_sim::Event_Record event;
+    };
+
+    bool fails(mox_sim::Operation operation);
+    std::optional<Model_Table> build(const Model_Table &current, std::optional<Source> about, int only_node);
+    void queue(const Queued &event);
+    void wake();
+    void take_working_table();
+    Taken update(std::optional<Source> about);
+    Taken nothing(unsigned long sequence = 0) const;
+    Taken tell_nodes(int events, int node, unsigned long sequence) const;
+    Taken tell_adapters(int events, const std::vector<unsigned> &adapters) const;
+
+    Taken from_queue();
+    Taken adapter_event(const mox_sim::Event_Record &event);
+    Taken node_event(const mox_sim::Event_Record &event);
+    Taken node_death(int node, unsigned long sequence);
+    Taken node_join(int node, unsigned long sequence);
+    Taken peer_event(const mox_sim::Event_Record &event);
+    Taken address_event(const mox_sim::Event_Record &event);
+    Taken new_group();
+    std::vector<unsigned> up_interfaces(std::optional<uint32_t> node) const;
+    Model_Node *find(Model_Table &table, int node);
+
+    const mox_sim::Simulated_Service &service_;
+    std::string node_name_;
+    std::string adapter_name_;
+    Model_Table live_;
+    std::optional<Model_Table> working_;
+    std::set<int> present_;
+    std::deque<Queued> queue_;
+    int wake_ups_ = 0;
+    std::deque<int> requests_;
+    std::map<Source, std::deque<Pending>> pending_;
+    std::set<mox_sim::Operation> failing_;
+    int error_ = 0; // what the call under way leaves
+};
+
+} // namespace hb_test
+
+#endif
