@@ -1,0 +1,151 @@
+// Whatever is in two tables, the comparison finds what the plain scan finds.
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "lib/hb_global_data/operating_mode.h"
+#include "tests/unit/mox_comparison/nested_scan.h"
+#include "tests/unit/mox_comparison/tables.h"
+
+namespace hb_test {
+namespace {
+
+class Generator {
+  public:
+    explicit Generator(unsigned seed) : random_(seed) {}
+
+    // Few different nodes, names and addresses, so that duplicates and near misses are frequent.
+    Plain_Table table(unsigned largest) {
+        static constexpr int per_node[] = {48, 48, 48, 2, 3, 1, 0};
+        Plain_Table made;
+        made.adapters_per_node = per_node[pick(7)];
+        made.networks = pick(4) == 0 ? 2 : 48;
+        made.local_node = static_cast<int>(pick(3));
+        for (unsigned i = pick(6); i > 0; --i) {
+            made.nodes.push_back({static_cast<int>(pick(8)), state()});
+        }
+        for (unsigned i = pick(largest + 1); i > 0; --i) {
+            made.adapters.push_back(adapter(largest));
+        }
+        return made;
+    }
+
+    // The same table after some time.
+    Plain_Table changed(Plain_Table table, unsigned largest) {
+        for (unsigned changes = pick(4); changes > 0; --changes) {
+            change(table, largest);
+        }
+        return table;
+    }
+
+    unsigned pick(std::size_t choices) { return static_cast<unsigned>(random_() % choices); }
+
+  private:
+    Hb_Entity_State state() {
+        static constexpr Hb_Entity_State states[] = {Hb_Entity_Up, Hb_Entity_Up, Hb_Entity_Down,
+                                                     Hb_Entity_Undef};
+        return states[pick(4)];
+    }
+
+    Plain_Adapter adapter(unsigned largest) {
+        const unsigned nodes = 1 + largest / 8;
+        return {pick(2) * pick(48) + 48 * pick(nodes), "eth" + std::to_string(pick(3)),
+                address(static_cast<unsigned char>(pick(4))), static_cast<int>(pick(3)), state()};
+    }
+
+    void change(Plain_Table &table, unsigned largest) {
+        if (table.adapters.empty() || table.nodes.empty()) {
+            return;
+        }
+        Plain_Adapter &some = table.adapters[pick(table.adapters.size())];
+        switch (pick(8)) {
+        case 0:
+            some.address = address(static_cast<unsigned char>(pick(4)));
+            break;
+        case 1:
+            some.state = state();
+            break;
+        case 2:
+            some.network = static_cast<int>(pick(3));
+            break;
+        case 3:
+            table.adapters.push_back(some); // twice
+            break;
+        case 4:
+            table.adapters.erase(table.adapters.begin() + pick(table.adapters.size()));
+            break;
+        case 5:
+            std::swap(some, table.adapters[pick(table.adapters.size())]);
+            break;
+        case 6:
+            table.nodes[pick(table.nodes.size())].state = state();
+            break;
+        default:
+            table.adapters.push_back(adapter(largest));
+            break;
+        }
+    }
+
+    std::mt19937 random_;
+};
+
+template <typename Number> std::vector<unsigned> unsigned_of(const std::vector<Number> &numbers) {
+    return {numbers.begin(), numbers.end()};
+}
+
+Missing adapters_in(const Slot &slot) {
+    return {!slot.is_empty(), slot.is_empty() ? 0 : slot.adapter_group().Hb_num_adapters, slot.adapters()};
+}
+
+Missing nodes_in(const Slot &slot) {
+    return {!slot.is_empty(), slot.is_empty() ? 0 : slot.node_group().Hb_num_nodes, unsigned_of(slot.nodes())};
+}
+
+void compare_both_ways(const Plain_Table &before, const Plain_Table &after) {
+    Any_Handler handler;
+    const Live_Table live(before);
+    Table next(after);
+    Slot adapters_gone, nodes_gone, config_changed, adapters_new, nodes_new;
+    migrate_to_mox_prep = true;
+    handler.compare_global_config_tables(next.get(), adapters_gone.out(), nodes_gone.out(),
+                                         config_changed.out(), adapters_new.out(), nodes_new.out());
+    migrate_to_mox_prep = false;
+    EXPECT_EQ(adapters_missing_by_scan(before, after), adapters_in(adapters_gone));
+    EXPECT_EQ(nodes_missing_by_scan(before, after), nodes_in(nodes_gone));
+    EXPECT_EQ(adapters_missing_by_scan(after, before), adapters_in(adapters_new));
+    EXPECT_EQ(nodes_missing_by_scan(after, before), nodes_in(nodes_new));
+    EXPECT_EQ(config_changed_by_scan(before, after) || config_changed_by_scan(after, before),
+              !config_changed.is_empty());
+}
+
+void compare_random_tables(unsigned seed, int pairs, unsigned largest) {
+    Generator generator(seed);
+    for (int pair = 0; pair < pairs && !testing::Test::HasFailure(); ++pair) {
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", pair " + std::to_string(pair) + " of up to " +
+                     std::to_string(largest) + " adapters");
+        const Plain_Table before = generator.table(largest);
+        const bool related = generator.pick(3) != 0;
+        compare_both_ways(before, related ? generator.changed(before, largest) : generator.table(largest));
+    }
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int DIVISOR = 5; // every event is 393 KB to be checked
+#else
+constexpr int DIVISOR = 1;
+#endif
+
+class RandomTables : public testing::TestWithParam<unsigned> {};
+
+TEST_P(RandomTables, OfAFewAdapters) {
+    compare_random_tables(GetParam(), 1000 / DIVISOR, 6);
+}
+
+TEST_P(RandomTables, OfManyAdapters) {
+    compare_random_tables(GetParam() + 1, 100 / DIVISOR, 400);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomTables, testing::Values(7U, 70U, 700U, 7000U));
+
+} // namespace
+} // namespace hb_test
