@@ -29,7 +29,8 @@ class MOX_Adapter_Index {
     const Hb_Configuration_Internal &table_;
     MOX_Identity identity_;
     int count_;
-    uint32_t mask_ = 0;
+    uint32_t mask_ = 0;            // of bucket numbers
+    uint32_t node_mask_ = 0;       // of their part that tells a node's adapters apart
     std::unique_ptr<int[]> heads_; // for each bucket the lowest position, -1 for none
     std::unique_ptr<int[]> next_;  // for each position the next higher one of its bucket, -1 for none
 };
