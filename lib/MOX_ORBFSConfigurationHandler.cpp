@@ -22,14 +22,6 @@ void queue(MOX_Event *ev, Hb_Trace_Id id) {
     }
 }
 
-// The working table stays what it was when the service does not answer.
-void rebuild_working_table(qz_orb_event_metadata_t *event) {
-    Hb_Configuration_Internal built = {};
-    if (hb_mox_update_global_tbl(&built, event, &global_config_tbl) == Hb_Success) {
-        hb_move_config_table(built, global_config_tbl_new);
-    }
-}
-
 } // namespace
 
 ORBFSConfigurationHandler::ORBFSConfigurationHandler(char *name) : ORBFSHandler(name) {}
@@ -57,7 +49,7 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
     MOX_tell_nothing(events, name, seqnum_p);
     hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
-    rebuild_working_table(event);
+    hb_mox_update_working_table(event);
     hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
 
     MOX_Event *adapters_gone = nullptr;
@@ -86,7 +78,8 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     queue(nodes_new, HB_TR_JOINED_NODES_QUEUED);
     queue(adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
 
-    if (!migrate_to_mox_prep && !departed) {
+    // A move that finds the same configuration queues no marker to wait for.
+    if (migrate_to_mox_prep ? config_changed == nullptr : !departed) {
         hb_take_working_table();
         hb_trace_id(HB_TRACE_INFO, HB_TR_WORKING_TABLE_TAKEN);
         hb_mox_dump_global_table(&global_config_tbl, "Update global table: current table after copy");

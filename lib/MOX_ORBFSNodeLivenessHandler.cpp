@@ -18,16 +18,13 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
     return static_cast<uint32_t>(record.sequence_number);
 }
 
-// The working table as the service has it now; it stays what it was when the service does not answer.
+// The working table as the service has it now, where it answers.
 void rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
     qz_orb_event_node_liveness_t about = record;
     qz_orb_event_metadata_t event = {};
     event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
     event.event.p_node_liveness = &about;
-    Hb_Configuration_Internal built = {};
-    if (hb_mox_update_global_tbl(&built, &event, &global_config_tbl) == Hb_Success) {
-        hb_move_config_table(built, global_config_tbl_new);
-    }
+    hb_mox_update_working_table(&event);
 }
 
 bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
@@ -80,6 +77,9 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
     }
     rebuild_working_table(record);
     const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, out) : came_up(record, out);
+    if (!news) {
+        MOX_discard_working_table();
+    }
     return news ? MOX_write_to_event_pipe() : Hb_Success;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <csignal>
 #include <ctime>
-#include <new>
 #include <pthread.h>
 
 #include "hb_client.h"
@@ -109,16 +108,15 @@ Hb_Rc hb_migrate_to_mox_prep() {
     return Hb_Success;
 }
 
+// While a move is being made everything is queued, so that no group is filled here.
 void hb_migrate_construct_global_table_and_events() {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
-    auto *group = new (std::nothrow) Hb_Group; // too large for the caller's stack
-    if (configuration != nullptr && group != nullptr) {
+    if (configuration != nullptr) {
         int events = 0;
         Hb_Name name = {};
         unsigned long length = 0;
-        configuration->update_global_table_and_construct_events(&events, name, group, &length, nullptr);
+        configuration->update_global_table_and_construct_events(&events, name, nullptr, &length, nullptr);
     }
-    delete group;
 }
 
 Hb_Rc hb_migrate_to_mox_commit() {

@@ -10,6 +10,7 @@
 #include "lib/MOX_service_lists.h"
 #include "lib/hb_global_data/address_text.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/table_swap.h"
 
 namespace {
@@ -295,4 +296,17 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
     take_interfaces(table, answers.interfaces.get(), excluded, room);
     name_networks(table);
     return Hb_Success;
+}
+
+void hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
+    Hb_Configuration_Internal built = {};
+    if (hb_mox_update_global_tbl(&built, event_metadata_p, &global_config_tbl) == Hb_Success) {
+        hb_move_config_table(built, global_config_tbl_new);
+    }
+}
+
+void MOX_discard_working_table() {
+    if (MOX_event_queue_is_empty() != 0) {
+        empty_global_config_table(&global_config_tbl_new);
+    }
 }

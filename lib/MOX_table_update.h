@@ -13,4 +13,10 @@
 Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_event_metadata_t *event_metadata_p,
                                Hb_Configuration_Internal *src_cfg_table);
 
+// The same for global_config_tbl_new, from the live table. Where the service does not answer it stays as it was.
+void hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p);
+
+// Empties the working table, unless something that is queued may still make it live.
+void MOX_discard_working_table();
+
 #endif

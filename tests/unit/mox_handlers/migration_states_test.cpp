@@ -281,6 +281,22 @@ ISOLATED_TEST(Moving, ASecondCommitSucceedsAndLosesNoEvent) {
     EXPECT_EQ(1, moving.daemon.connections()) << "no daemon is asked again";
 }
 
+ISOLATED_TEST(Moving, ACommitThatFindsOtherStatesOnlyLosesNothingThatFollows) {
+    Moving moving;
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    moving.client.take_all();
+    mox_sim::Interface interface = moving.client.service.interfaces().back();
+    const unsigned number = interface.node * 48 + 1;
+    ASSERT_EQ("eth1", interface.name);
+    interface.status = QZ_MOX_INTF_STATUS_DOWN; // and its event is not there yet
+    moving.client.service.set(interface);
+    EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    EXPECT_THAT(moving.client.take_all(), ElementsAre(of_adapters(DEATH, "a", {number})));
+    moving.client.service.interface_up(interface.node, "eth1");
+    EXPECT_THAT(moving.client.take_all(), ElementsAre(of_adapters(JOIN, "a", {number})));
+}
+
 ISOLATED_TEST(Moving, AfterAnAbortACommitHasNobodyToTellEventsUntilOneIsPrepared) {
     Moving moving;
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());

@@ -217,6 +217,16 @@ ISOLATED_TEST(NodeLivenessHandler, AnUpdateThatFailsNeverMakesAnEmptyTableTheLiv
     EXPECT_EQ(Hb_Entity_Up, state_of_node(2));
 }
 
+ISOLATED_TEST(NodeLivenessHandler, ATableBuiltForNoNewsIsNotTakenForTheNextEventsWhenTheServiceFails) {
+    Nodes nodes;
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_UP, 3)); // known
+    EXPECT_TRUE(hb_table_is_pristine(global_config_tbl_new));
+    nodes.client.service.fail(Operation::get_node_info_after_event, -1, EIO);
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
+    EXPECT_EQ(DEATH, nodes.call.events);
+    EXPECT_THAT(nodes.call.adapters(), ElementsAre(144, 145));
+}
+
 ISOLATED_TEST(NodeLivenessHandler, DownOfANodeThatNobodyKnowsIsToldAndTraced) {
     Nodes nodes;
     const Trace_Spy spy(0, 1, 0);

@@ -393,7 +393,14 @@ Taken Model::node_event(const Event_Record &event) {
     if (std::optional<Model_Table> built = build(live_, Source::node_liveness, node)) {
         working_ = std::move(built);
     }
-    return event.type == QZ_ORB_EVENT_DOWN ? node_death(node, event.sequence) : node_join(node, event.sequence);
+    const std::size_t queued_before = queue_.size();
+    const Taken told =
+        event.type == QZ_ORB_EVENT_DOWN ? node_death(node, event.sequence) : node_join(node, event.sequence);
+    // Without news no marker waits for the table that was built for it.
+    if (queued_before == 0 && queue_.empty()) {
+        working_.reset();
+    }
+    return told;
 }
 
 Taken Model::node_death(int node, unsigned long sequence) {
