@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -20,6 +21,8 @@ struct Raw {
     double timeout = 0;
     std::uint64_t count = 0;
     bool no_reconnect = false;
+    std::int64_t migrate_after = -1; // -1: not given
+    bool check = false;
     std::string name = "hbctl";
     std::string nodes;
     std::string adapters;
@@ -97,6 +100,19 @@ void add_subscribe(CLI::App &verb, Raw &raw) {
         ->type_name("LIST");
 }
 
+void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
+    watch
+        .add_option("--migrate-after", raw.migrate_after,
+                    "After this many events leave the daemon for the operating system's cluster service, and\n"
+                    "watch on there; 0: at once. Where that is not possible, stay with the daemon")
+        ->check(whole_number(0, std::numeric_limits<std::int64_t>::max()))
+        ->type_name("N");
+    CLI::App *migrate = app.add_subcommand(
+        "migrate", "Whether a program could leave the daemon for the operating system's cluster service");
+    migrate->add_flag("--check", raw.check, "Prepare the move, tell what agrees, and give it up again")
+        ->required();
+}
+
 struct Grammar {
     CLI::App app{
         "Shows what the cluster heartbeat daemon knows: nodes, networks, adapters and sites, what happens\n"
@@ -122,6 +138,7 @@ Grammar::Grammar() {
     app.add_subcommand("sites", "Every configured site");
     CLI::App *watch = app.add_subcommand("watch", "Every event, one a line, as it happens");
     add_limits(*watch, raw);
+    add_migration(app, *watch, raw);
     CLI::App *subscribe =
         app.add_subcommand("subscribe", "Like watch, for the members and events that are named");
     add_subscribe(*subscribe, raw);
@@ -133,17 +150,11 @@ Grammar::Grammar() {
 }
 
 Verb verb_of(const std::string &name) {
-    static const std::map<std::string, Verb> verbs{{"status", Verb::status},
-                                                   {"nodes", Verb::nodes},
-                                                   {"networks", Verb::networks},
-                                                   {"adapters", Verb::adapters},
-                                                   {"sites", Verb::sites},
-                                                   {"watch", Verb::watch},
-                                                   {"subscribe", Verb::subscribe},
-                                                   {"route", Verb::route},
-                                                   {"keys", Verb::keys},
-                                                   {"multicast", Verb::multicast},
-                                                   {"adapter-state", Verb::adapter_state}};
+    static const std::map<std::string, Verb> verbs{
+        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
+        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
+        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
+        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
     const auto found = verbs.find(name);
     return found != verbs.end() ? found->second : Verb::control;
 }
@@ -215,6 +226,9 @@ Arguments arguments_of(const Grammar &grammar) {
             std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(raw.timeout));
     }
     arguments.limits.reconnect = !raw.no_reconnect;
+    if (raw.migrate_after >= 0) {
+        arguments.limits.migrate_after = static_cast<std::uint64_t>(raw.migrate_after);
+    }
     return arguments;
 }
 

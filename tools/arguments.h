@@ -18,6 +18,7 @@ enum class Verb {
     adapters,
     sites,
     watch,
+    migrate,
     subscribe,
     route,
     keys,
@@ -30,6 +31,7 @@ struct WatchLimits {
     std::optional<std::uint64_t> count;               // of events
     std::optional<std::chrono::milliseconds> timeout; // for the whole command
     bool reconnect = true;
+    std::optional<std::uint64_t> migrate_after; // events; of watch only
 };
 
 struct Arguments {

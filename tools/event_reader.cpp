@@ -5,6 +5,8 @@
 namespace hbctl {
 namespace {
 
+constexpr Hb_Adapter_Number nobody = 0xFFFFFFFF;
+
 bool tells_members(int kind) {
     return kind == HB_EVENT_DEATH || kind == HB_EVENT_JOIN || kind == HB_EVENT_NEW_GROUP;
 }
@@ -55,7 +57,8 @@ void read_adapter_members(Hb_Group &group, const Picture &picture, EventRecord &
         event.adapters.push_back(describe_adapter(id, picture));
     }
     Hb_Group_Identifier identity{};
-    if (hb_get_group_id(&group, &identity) == Hb_Success) {
+    // A cluster service's group has no leader.
+    if (hb_get_group_id(&group, &identity) == Hb_Success && identity.Hb_adapter_number != nobody) {
         event.adapter_group = AdapterGroup{identity.Hb_adapter_number, identity.Hb_incarnation};
     }
 }

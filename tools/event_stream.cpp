@@ -32,6 +32,11 @@ void EventStream::attach() {
     hb_free_file_descriptor_array(descriptors);
 }
 
+void EventStream::attach_to_service() {
+    from_service_ = true;
+    attach();
+}
+
 Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event) {
     for (;;) {
         switch (wait_for(descriptors_, stop_descriptor, deadline, ready_)) {
@@ -48,6 +53,7 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
         int kind = 0;
         Hb_Name name{};
         unsigned long sequence = 0;
+        group_->Hb_ffdc_id[0] = '\0'; // a cluster service has none, and leaves the last one there
         if (hb_get_event_message(ready_.data(), &at_once, &kind, name, group_.get(), &sequence) == Hb_Success) {
             if (kind == 0) {
                 continue; // an event that turned out to be empty
@@ -61,6 +67,9 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
                 event.counts = count(picture);
             }
             return Arrival::event;
+        }
+        if (from_service_) {
+            return Arrival::failed;
         }
         const int error = hb_get_errno();
         if (error == connection_closed || error == read_failed) {

@@ -17,7 +17,8 @@ enum class Arrival {
     time_over,     // the deadline came first
     stopped,       // the user wants to stop
     output_closed, // nobody reads standard output any more
-    lost           // the daemon went away
+    lost,          // the daemon went away
+    failed         // in cluster-event mode: nothing could be made of what was ready
 };
 
 class EventStream {
@@ -26,6 +27,8 @@ class EventStream {
 
     // Takes the descriptors of the open library. Throws RequestFailed.
     void attach();
+    // The same after the library has left the daemon for the cluster service.
+    void attach_to_service();
 
     // Throws RequestFailed for a failure that is neither `dropped` nor `lost`.
     Arrival next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event);
@@ -33,6 +36,7 @@ class EventStream {
   private:
     std::vector<int> descriptors_;
     std::vector<int> ready_;
+    bool from_service_ = false;
     std::unique_ptr<Hb_Group> group_; // far too large for a stack
 };
 

@@ -160,7 +160,43 @@ void add_operand(Json &object, const ControlRequest &request, Operand operand) {
     }
 }
 
+const char *agreement_name(Agreement agreement) {
+    switch (agreement) {
+    case Agreement::agrees:
+        return "agrees";
+    case Agreement::differs:
+        return "differs";
+    case Agreement::not_compared:
+        break;
+    }
+    return "not-compared";
+}
+
+void add_obstacle(Json &object, const Preparation &preparation) {
+    object["error"] = preparation.error ? Json(*preparation.error) : Json(nullptr);
+    object["reason"] = preparation.succeeded() ? Json(nullptr) : Json(obstacle_text(preparation));
+}
+
 } // namespace
+
+Lines migration_json(const MigrationReport &report) {
+    Json object;
+    object["possible"] = report.preparation.succeeded();
+    object["service"] = service_answers(report);
+    object["local_node"] = agreement_name(local_node_agreement(report));
+    object["nodes"] = agreement_name(nodes_agreement(report));
+    add_obstacle(object, report.preparation);
+    return {dump(object)};
+}
+
+std::string migration_step_json(WallTime time, const std::string &step, const Preparation &preparation) {
+    Json object;
+    object["time"] = utc_text(time);
+    object["event"] = "migration";
+    object["step"] = step;
+    add_obstacle(object, preparation);
+    return dump(object);
+}
 
 Lines status_json(const StatusReport &report) {
     Json object;

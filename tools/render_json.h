@@ -5,6 +5,7 @@
 #include "tools/control_arguments.h"
 #include "tools/control_report.h"
 #include "tools/event_record.h"
+#include "tools/migration_report.h"
 #include "tools/status_report.h"
 
 #include <string>
@@ -22,6 +23,7 @@ Lines sites_json(const Picture &picture);
 
 Lines route_json(const RouteReport &report);
 Lines keys_json(const KeyReport &report);
+Lines migration_json(const MigrationReport &report);
 Lines adapter_states_json(const std::vector<AdapterStateRow> &rows);
 
 // What became of a request: sent, or done where the daemon answers.
@@ -33,5 +35,8 @@ std::string event_json(const EventRecord &event);
 // The connection to the daemon broke, or works again.
 std::string disconnected_json(WallTime time, const std::string &socket);
 std::string reconnected_json(WallTime time, const StatusReport &report);
+
+// The daemon was left for the cluster service, or could not be.
+std::string migration_step_json(WallTime time, const std::string &step, const Preparation &preparation);
 
 } // namespace hbctl

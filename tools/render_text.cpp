@@ -242,6 +242,25 @@ Lines status_text(const StatusReport &report) {
     };
 }
 
+Lines migration_text(const MigrationReport &report) {
+    const bool possible = report.preparation.succeeded();
+    const std::string nodes = std::to_string(report.nodes) + (report.nodes == 1 ? " node" : " nodes");
+    const auto told = [](Agreement agreement, const std::string &agrees, const std::string &differs) {
+        return agreement == Agreement::not_compared ? "not compared"
+                                                    : (agreement == Agreement::agrees ? agrees : differs);
+    };
+    Lines lines{
+        "cluster service  " + (service_answers(report) ? "answers" : obstacle_text(report.preparation)),
+        "local node       " + told(local_node_agreement(report), "agrees: " + std::to_string(report.local_node),
+                                   "differs: " + obstacle_text(report.preparation)),
+        "nodes            " + told(nodes_agreement(report),
+                                   "agree: the service knows every one of the daemon's " + nodes,
+                                   "differ: " + obstacle_text(report.preparation)),
+        std::string("migration        ") + (possible ? "possible" : "not possible") + "; nothing was changed",
+    };
+    return lines;
+}
+
 Lines nodes_text(const Picture &picture) {
     TextTable table({{"NODE", Align::right}, {"STATE"}, {"ADAPTERS"}, {"ADDRESSES"}});
     for (const NodeRow &row : picture.nodes) {

@@ -5,6 +5,7 @@
 #include "tools/control_arguments.h"
 #include "tools/control_report.h"
 #include "tools/event_record.h"
+#include "tools/migration_report.h"
 #include "tools/status_report.h"
 
 #include <string>
@@ -22,6 +23,7 @@ Lines sites_text(const Picture &picture);
 
 Lines route_text(const RouteReport &report);
 Lines keys_text(const KeyReport &report);
+Lines migration_text(const MigrationReport &report);
 Lines adapter_states_text(const std::vector<AdapterStateRow> &rows);
 
 // What became of a request: sent, or done where the daemon answers.

@@ -34,8 +34,11 @@ Watcher::Watcher(bool json, const WatchLimits &limits)
 
 int Watcher::run(std::vector<SubscriptionRequest> requests) {
     connect(std::move(requests));
-    while (take_one() == Next::go_on) {
-    }
+    do {
+        if (is_time_to_migrate()) {
+            migrate();
+        }
+    } while (take_one() == Next::go_on);
     hb_terminate();
     return exit_status_;
 }
@@ -64,6 +67,7 @@ Watcher::Next Watcher::take_one() {
     EventRecord event;
     switch (stream_.next(stop_.descriptor(), deadline_, picture_, event)) {
     case Arrival::event:
+        failures_in_a_row_ = 0;
         show(event);
         if (limits_.count && shown_ >= *limits_.count) {
             return Next::end;
@@ -85,6 +89,9 @@ Watcher::Next Watcher::take_one() {
         return Next::go_on;
     case Arrival::lost:
         return handle_loss();
+    case Arrival::failed:
+        take_failure();
+        return Next::go_on;
     case Arrival::time_over:
     case Arrival::stopped:
     case Arrival::output_closed:
@@ -105,6 +112,45 @@ void Watcher::refresh_subscriptions() {
             complain(note);
         }
     }
+}
+
+bool Watcher::is_time_to_migrate() const {
+    return limits_.migrate_after && !migration_tried_ && shown_ >= *limits_.migrate_after;
+}
+
+// Subscribing again brings an account of who is up under the service's numbers.
+void Watcher::migrate() {
+    migration_tried_ = true;
+    const Preparation preparation = prepare_migration();
+    if (!preparation.succeeded()) {
+        announce_migration("refused", preparation,
+                           "not possible: " + obstacle_text(preparation) + "; staying with the daemon");
+        return;
+    }
+    announce_migration("prepared", preparation,
+                       "prepared: the cluster service knows this node and every node of the daemon");
+    hb_migrate_to_mox_commit();
+    announce_migration("committed", preparation,
+                       "done: the cluster service tells from here on; the daemon was asked to end");
+    stream_.attach_to_service();
+    for (Subscription &subscription : subscriptions_) {
+        subscription.ask();
+    }
+}
+
+// One event that cannot be taken is passed over; a service that gives none any more is the end.
+void Watcher::take_failure() {
+    constexpr int too_many = 5;
+    const std::string line = "an event of the cluster service could not be taken";
+    if (++failures_in_a_row_ >= too_many) {
+        throw RequestFailed(line + ", several times in a row", hb_get_errno());
+    }
+    complain(line);
+}
+
+void Watcher::announce_migration(const std::string &step, const Preparation &preparation,
+                                 const std::string &detail) const {
+    say_line(json_ ? migration_step_json(now(), step, preparation) : notice_text(now(), "migration", detail));
 }
 
 Watcher::Next Watcher::handle_loss() {

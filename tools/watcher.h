@@ -4,6 +4,7 @@
 #include "tools/arguments.h"
 #include "tools/cluster_picture.h"
 #include "tools/event_stream.h"
+#include "tools/migration.h"
 #include "tools/stop_signal.h"
 #include "tools/subscription.h"
 
@@ -27,12 +28,17 @@ class Watcher {
     Next take_one();
     void show(const EventRecord &event);
     void refresh_subscriptions();
+    bool is_time_to_migrate() const;
+    void migrate();
+    void take_failure();
     Next handle_loss();
     Next reconnect();
     bool try_to_reconnect();
     void announce_start() const;
     void announce_loss() const;
     void announce_return() const;
+    void announce_migration(const std::string &step, const Preparation &preparation,
+                            const std::string &detail) const;
 
     const bool json_;
     const WatchLimits limits_;
@@ -43,6 +49,8 @@ class Watcher {
     Picture picture_;
     std::vector<Subscription> subscriptions_;
     std::uint64_t shown_ = 0;
+    bool migration_tried_ = false;
+    int failures_in_a_row_ = 0;
     int exit_status_ = exit_success;
 };
 

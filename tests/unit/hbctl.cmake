@@ -8,6 +8,7 @@ hb_add_test(
   hbctl/daemon_path_test.cpp
   hbctl/error_text_test.cpp
   hbctl/event_names_test.cpp
+  hbctl/migration_report_test.cpp
   hbctl/number_list_test.cpp
   hbctl/plain_text_test.cpp
   hbctl/program_test.cpp

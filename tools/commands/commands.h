@@ -10,6 +10,7 @@ int show_nodes(const Arguments &arguments);
 int show_networks(const Arguments &arguments);
 int show_adapters(const Arguments &arguments);
 int show_sites(const Arguments &arguments);
+int check_migration(const Arguments &arguments);
 int watch(const Arguments &arguments);
 int subscribe(const Arguments &arguments);
 int show_route(const Arguments &arguments);

@@ -14,6 +14,8 @@ int run_command(const Arguments &arguments) {
         return show_adapters(arguments);
     case Verb::sites:
         return show_sites(arguments);
+    case Verb::migrate:
+        return check_migration(arguments);
     case Verb::watch:
         return watch(arguments);
     case Verb::subscribe:

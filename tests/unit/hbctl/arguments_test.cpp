@@ -44,6 +44,22 @@ TEST(HbctlArguments, EveryVerbIsKnown) {
     EXPECT_EQ(sound({"subscribe", "--all-nodes"}).verb, Verb::subscribe);
 }
 
+TEST(HbctlArguments, WatchMigratesAfterSoManyEventsAndAlsoAtOnce) {
+    EXPECT_EQ(sound({"watch"}).limits.migrate_after, std::nullopt);
+    EXPECT_EQ(sound({"watch", "--migrate-after", "4"}).limits.migrate_after, 4U);
+    EXPECT_EQ(sound({"watch", "--migrate-after", "0"}).limits.migrate_after, 0U);
+    for (const char *word : {"-1", "1.5", "x", "", "99999999999999999999"}) {
+        EXPECT_THAT(refused({"watch", "--migrate-after", word}), HasSubstr("--migrate-after")) << word;
+    }
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--migrate-after", "1"}), HasSubstr("--migrate-after"));
+}
+
+TEST(HbctlArguments, MigrateOnlyChecks) {
+    EXPECT_EQ(sound({"migrate", "--check"}).verb, Verb::migrate);
+    EXPECT_TRUE(sound({"migrate", "--check", "--json"}).json);
+    EXPECT_THAT(refused({"migrate"}), HasSubstr("--check is required"));
+}
+
 TEST(HbctlArguments, JsonAndSocketMayStandBeforeOrAfterTheVerb) {
     for (const auto &words : {std::vector<const char *>{"--json", "--socket", "/tmp/s", "nodes"},
                               std::vector<const char *>{"nodes", "--json", "--socket", "/tmp/s"}}) {

@@ -387,15 +387,15 @@ Taken Model::adapter_event(const Event_Record &event) {
 
 Taken Model::node_event(const Event_Record &event) {
     const int node = static_cast<int>(event.node);
+    const auto sequence = static_cast<unsigned long>(event.sequence);
     if (node == 1) {
-        return nothing(event.sequence);
+        return nothing(sequence);
     }
     if (std::optional<Model_Table> built = build(live_, Source::node_liveness, node)) {
         working_ = std::move(built);
     }
     const std::size_t queued_before = queue_.size();
-    const Taken told =
-        event.type == QZ_ORB_EVENT_DOWN ? node_death(node, event.sequence) : node_join(node, event.sequence);
+    const Taken told = event.type == QZ_ORB_EVENT_DOWN ? node_death(node, sequence) : node_join(node, sequence);
     // Without news no marker waits for the table that was built for it.
     if (queued_before == 0 && queue_.empty()) {
         working_.reset();

@@ -1,0 +1,76 @@
+// What is told of a move from the daemon to the cluster service, and why it is not possible.
+#include "tools/render_json.h"
+#include "tools/render_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace hbctl;
+using testing::ElementsAre;
+
+namespace {
+
+MigrationReport report(Obstacle obstacle, std::optional<int> error) {
+    return {1, 5, {obstacle, error}};
+}
+
+} // namespace
+
+TEST(HbctlMigrationReport, PossibleWhereAllAgrees) {
+    EXPECT_THAT(migration_text(report(Obstacle::none, std::nullopt)),
+                ElementsAre("cluster service  answers", "local node       agrees: 1",
+                            "nodes            agree: the service knows every one of the daemon's 5 nodes",
+                            "migration        possible; nothing was changed"));
+    EXPECT_THAT(migration_json(report(Obstacle::none, std::nullopt)),
+                ElementsAre(R"({"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
+                            R"("error":null,"reason":null})"));
+}
+
+TEST(HbctlMigrationReport, WithoutAServiceNothingIsCompared) {
+    EXPECT_THAT(
+        migration_text(report(Obstacle::service, 63)),
+        ElementsAre("cluster service  the cluster service did not answer (none is installed) (error 63)",
+                    "local node       not compared", "nodes            not compared",
+                    "migration        not possible; nothing was changed"));
+    EXPECT_THAT(
+        migration_json(report(Obstacle::service, 63)),
+        ElementsAre(R"({"possible":false,"service":false,"local_node":"not-compared",)"
+                    R"("nodes":"not-compared","error":63,)"
+                    R"x("reason":"the cluster service did not answer (none is installed) (error 63)"})x"));
+}
+
+TEST(HbctlMigrationReport, AnotherLocalNodeHasNoNumber) {
+    EXPECT_THAT(
+        migration_text(report(Obstacle::local_node, std::nullopt)),
+        ElementsAre("cluster service  answers",
+                    "local node       differs: to the cluster service this is another node than to the daemon",
+                    "nodes            not compared", "migration        not possible; nothing was changed"));
+    EXPECT_THAT(migration_json(report(Obstacle::local_node, std::nullopt)),
+                ElementsAre(R"({"possible":false,"service":true,"local_node":"differs",)"
+                            R"("nodes":"not-compared","error":null,)"
+                            R"("reason":"to the cluster service this is another node than to the daemon"})"));
+}
+
+TEST(HbctlMigrationReport, UnknownNodesDiffer) {
+    EXPECT_THAT(
+        migration_text(report(Obstacle::nodes, 75)),
+        ElementsAre("cluster service  answers", "local node       agrees: 1",
+                    "nodes            differ: a node that the daemon reported is unknown to the cluster "
+                    "service (error 75)",
+                    "migration        not possible; nothing was changed"));
+}
+
+TEST(HbctlMigrationReport, HandlersThatCannotBeMadeAreToldAsTheServices) {
+    EXPECT_EQ("cluster service  the cluster-event handlers could not be created (error 74)",
+              migration_text(report(Obstacle::handlers, 74)).front());
+}
+
+TEST(HbctlMigrationReport, EachStepOfAMoveIsALine) {
+    const WallTime time(std::chrono::milliseconds(1500));
+    EXPECT_EQ(R"({"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"committed","error":null,)"
+              R"("reason":null})",
+              migration_step_json(time, "committed", {}));
+    EXPECT_EQ(R"({"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"refused","error":75,)"
+              R"x("reason":"a node that the daemon reported is unknown to the cluster service (error 75)"})x",
+              migration_step_json(time, "refused", {Obstacle::nodes, 75}));
+}

@@ -1,0 +1,24 @@
+// The move of this process from the daemon to the operating system's cluster service.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace hbctl {
+
+enum class Obstacle { none, service, handlers, local_node, nodes, memory };
+
+struct Preparation {
+    Obstacle obstacle = Obstacle::none;
+    std::optional<int> error; // the library's number, where it gives one
+
+    bool succeeded() const { return obstacle == Obstacle::none; }
+};
+
+// Prepares the move of the open library. One that failed has been given up again.
+Preparation prepare_migration();
+
+// Why it failed, in words and with the number.
+std::string obstacle_text(const Preparation &preparation);
+
+} // namespace hbctl
