@@ -1,15 +1,21 @@
 // The registry of handlers by descriptor, and the dispatch of a ready one.
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "lib/MOX_ORBFSHandler.h"
 #include "lib/hb_global_data/error_number.h"
 #include "tests/support/isolated.h"
+#include "tests/support/temp_dir.h"
 #include "tests/unit/tables/trace_spy.h"
 
 namespace hb_test {
@@ -246,10 +252,19 @@ ISOLATED_TEST(Construction, OfAMonitorThatCannotBeOpenedTellsSoAndIsInNoList) {
     EXPECT_EQ(std::string(reinterpret_cast<const char *>(&error), 4), spy.records()[0].data[2]);
 }
 
-TEST(ConstructionDeathTest, WithoutAMonitorsNameAborts) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_DEATH(Monitor(nullptr), "lib/MOX_ORBFSHandler:[0-9]+: ORBFSHandler::ORBFSHandler\\(char\\*\\): "
-                                   "Assertion `__null != fname' failed");
+TEST(Construction, WithoutAMonitorsNameAborts) {
+    const TempDir directory;
+    const std::string errors = directory.file("errors");
+    const IsolatedResult end = run_in_child([&errors] {
+        ASSERT_NE(nullptr, std::freopen(errors.c_str(), "w", stderr));
+        const Monitor monitor(nullptr);
+    });
+    EXPECT_EQ(SIGABRT, end.signal);
+    std::stringstream said;
+    said << std::ifstream(errors).rdbuf();
+    EXPECT_THAT(said.str(), testing::ContainsRegex("lib/MOX_ORBFSHandler:[0-9]+: "
+                                                   "ORBFSHandler::ORBFSHandler\\(char\\*\\): "
+                                                   "Assertion `__null != fname' failed"));
 }
 
 ISOLATED_TEST(Construction, OfOneThatGetsItsDescriptorItselfCopiesTheNameAndRegistersNothing) {

@@ -19,7 +19,7 @@ namespace hb_test {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int STEPS = 500; // a step costs several times as much
+constexpr int STEPS = 2000; // a step costs several times as much
 #else
 constexpr int STEPS = 5000;
 #endif
