@@ -3,6 +3,7 @@
 #include "lib/MOX_event_construction.h"
 #include "lib/MOX_event_pipe.h"
 #include "lib/MOX_event_reading.h"
+#include "lib/MOX_node_adapters.h"
 #include "lib/MOX_output.h"
 #include "lib/MOX_table_update.h"
 #include "lib/hb_global_data/event_queue.h"
@@ -151,7 +152,10 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
     tell_node(node, HB_EVENT_JOIN, sequence_of(record), out);
     queue(MOX_make_config_marker());
     MOX_Event *adapters = nullptr;
-    constructAdapterEventOnNode(node, &adapters, HB_EVENT_JOIN);
+    if (constructAdapterEventOnNode(node, &adapters, HB_EVENT_JOIN) == Hb_Success) {
+        // The service was asked twice and may have changed between: the table is to hold what is told.
+        MOX_match_adapters_of_node(global_config_tbl_new, node, adapters);
+    }
     queue(adapters);
     if (before != nullptr) {
         before->state = Hb_Entity_Up;

@@ -54,3 +54,20 @@ Hb_Rc MOX_add_up_adapters_of_node(int node, MOX_Event **ev, int &count) {
     }
     return Hb_Success;
 }
+
+void MOX_match_adapters_of_node(Hb_Configuration_Internal &table, int node, const MOX_Event *joined) {
+    for (int i = 0; i < table.Hb_num_adapters && table.Hb_global_adapter_list != nullptr; ++i) {
+        Hb_Adapter_Entry &adapter = table.Hb_global_adapter_list[i];
+        if (node < 0 || MOX_node_of(table, adapter) != static_cast<uint32_t>(node) ||
+            adapter.Hb_adapter_num >= HB_ADAPTER_SLOTS) {
+            continue;
+        }
+        const bool told = joined != nullptr && joined->group.Hb_membership_grp_union.Hb_adapter_membership_grp
+                                                       .Hb_adapter_list[adapter.Hb_adapter_num] == 0;
+        if (told) {
+            adapter.Hb_state = Hb_Entity_Up;
+        } else if (adapter.Hb_state == Hb_Entity_Up) {
+            adapter.Hb_state = Hb_Entity_Down;
+        }
+    }
+}

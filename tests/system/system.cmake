@@ -46,6 +46,7 @@ set(system_scenarios
     ${system_dir}/full_size_test.cpp
     ${system_dir}/hbctl_test.cpp
     ${system_dir}/keys_test.cpp
+    ${system_dir}/migration_load_test.cpp
     ${system_dir}/migration_test.cpp
     ${system_dir}/reconfiguration_test.cpp
     ${system_dir}/requests_test.cpp

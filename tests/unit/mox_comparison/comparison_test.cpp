@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "hb_client.h"
+#include "lib/MOX_node_adapters.h"
 #include "lib/MOX_table_comparison.h"
 #include "lib/hb_global_data/cluster_name.h"
 #include "lib/hb_global_data/error_number.h"
@@ -367,6 +368,27 @@ ISOLATED_TEST(AdaptersOfANode, ThatDiedAreMarkedDownInTheLiveTable) {
     Slot again;
     EXPECT_EQ(Hb_Success, handler.constructAdapterEventOnNode(2, again.out(), 1));
     EXPECT_TRUE(again.is_empty());
+}
+
+TEST(AdaptersOfANode, AreUpInTheTableWhereTheEventTellsSo) {
+    Any_Handler handler;
+    Plain_Table plain = two_nodes();
+    plain.adapters.push_back({98, "eth2", address(5), 0, Hb_Entity_Down});
+    plain.adapters.push_back({99, "eth3", address(6), 0, Hb_Entity_Undef});
+    Table table(plain);
+    Slot joined;
+    handler.construct_an_adapter_event(joined.out(), 2, 97);
+    handler.construct_an_adapter_event(joined.out(), 2, 98);
+    MOX_match_adapters_of_node(*table.get(), 2, *joined.out());
+    const Hb_Adapter_Entry *adapters = table.get()->Hb_global_adapter_list;
+    EXPECT_EQ(Hb_Entity_Up, adapters[0].Hb_state) << "of another node";
+    EXPECT_EQ(Hb_Entity_Down, adapters[2].Hb_state) << "up, and not told";
+    EXPECT_EQ(Hb_Entity_Up, adapters[3].Hb_state);
+    EXPECT_EQ(Hb_Entity_Up, adapters[4].Hb_state) << "down, and told";
+    EXPECT_EQ(Hb_Entity_Undef, adapters[5].Hb_state);
+    MOX_match_adapters_of_node(*table.get(), 2, nullptr);
+    EXPECT_EQ(Hb_Entity_Down, adapters[3].Hb_state);
+    EXPECT_EQ(Hb_Entity_Up, adapters[1].Hb_state);
 }
 
 ISOLATED_TEST(AdaptersOfANode, ThatCameUpAreUnknownWithoutAService) {
