@@ -34,6 +34,11 @@ template <typename Record> Record *make(const Event_Record &from) {
     return &block->record;
 }
 
+// The event's first text, in the record's own block.
+template <typename Record> char *name_in(Record *record, const Event_Record &from) {
+    return from.has_name ? block_of(record)->first.data() : nullptr;
+}
+
 template <typename Record> void drop(Record *record) {
     delete block_of(record);
 }
@@ -49,7 +54,7 @@ qz_orb_event_site_cfg_t *make_site(const Event_Record &from) {
     site->num_local_node_up = from.local_nodes_up;
     site->num_remote_node_up = from.remote_nodes_up;
     site->event_reason = from.site_reason;
-    site->node_name = block_of(site)->first.data();
+    site->node_name = name_in(site, from);
     site->site_name = block_of(site)->second.data();
     return site;
 }
@@ -68,19 +73,19 @@ void make_event(const Event_Record &from, qz_orb_event_metadata_t *event) {
         break;
     case QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS: {
         auto *record = make<qz_orb_event_adapter_liveness_t>(from);
-        record->p_interface_name = block_of(record)->first.data();
+        record->p_interface_name = name_in(record, from);
         event->event.p_adapter_liveness = record;
         break;
     }
     case QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS: {
         auto *record = make<qz_orb_event_process_liveness_t>(from);
-        record->p_command_name = block_of(record)->first.data();
+        record->p_command_name = name_in(record, from);
         event->event.p_process_liveness = record;
         break;
     }
     case QZ_ORB_EVENT_CATEGORY_IP_CHANGE: {
         auto *record = make<qz_orb_event_ip_change_t>(from);
-        record->p_interface_name = block_of(record)->first.data();
+        record->p_interface_name = name_in(record, from);
         record->ip_addr = from.address;
         event->event.p_ip_change = record;
         break;
@@ -90,7 +95,7 @@ void make_event(const Event_Record &from, qz_orb_event_metadata_t *event) {
         break;
     case QZ_ORB_EVENT_CATEGORY_REPOS_DISK: {
         auto *record = make<qz_orb_event_repos_disk_t>(from);
-        record->disk_name = block_of(record)->first.data();
+        record->disk_name = name_in(record, from);
         event->event.p_repos_disk = record;
         break;
     }

@@ -17,7 +17,8 @@ struct Event_Record {
     uint32_t node = 0;
     uint64_t sequence = 0; // 0: the service numbers it
     uint32_t reason = 0;
-    std::string name; // of the interface, the command or the disk
+    std::string name;     // of the interface, the command or the disk
+    bool has_name = true; // false: a null text
     qz_mox_IP_address6_t address{};
     uint32_t site = 0;
     std::string site_name;

@@ -45,9 +45,13 @@ void Monitors::push(const std::string &name, const Reading &reading) {
     }
 }
 
-std::optional<Reading> Monitors::take(int fd) {
+std::optional<Reading> Monitors::take(int fd, int category) {
     const auto found = monitors_.find(fd);
-    if (found == monitors_.end() || found->second.held.empty()) {
+    if (found == monitors_.end()) {
+        return std::nullopt;
+    }
+    categories_asked_[found->second.name] = category;
+    if (found->second.held.empty()) {
         return std::nullopt;
     }
     uint64_t one = 0;
@@ -55,6 +59,11 @@ std::optional<Reading> Monitors::take(int fd) {
     const Reading reading = found->second.held.front();
     found->second.held.pop_front();
     return reading;
+}
+
+std::optional<int> Monitors::category_asked(const std::string &name) const {
+    const auto found = categories_asked_.find(name);
+    return found != categories_asked_.end() ? std::optional(found->second) : std::nullopt;
 }
 
 } // namespace mox_sim

@@ -29,8 +29,10 @@ class Monitors {
     int open(const std::string &name);
     // For every open monitor of the name.
     void push(const std::string &name, const Reading &reading);
-    // The next one held for the descriptor; nothing when there is none.
-    std::optional<Reading> take(int fd);
+    // The next one held for the descriptor; nothing when there is none. Its reader asks for this category.
+    std::optional<Reading> take(int fd, int category);
+    // The category that the monitor of that name was last read for; nothing before it was.
+    std::optional<int> category_asked(const std::string &name) const;
 
   private:
     struct Monitor {
@@ -39,7 +41,8 @@ class Monitors {
         std::deque<Reading> held;
     };
 
-    std::map<int, Monitor> monitors_; // by the opener's descriptor
+    std::map<int, Monitor> monitors_;             // by the opener's descriptor
+    std::map<std::string, int> categories_asked_; // by the monitor's name
 };
 
 } // namespace mox_sim

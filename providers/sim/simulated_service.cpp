@@ -157,6 +157,7 @@ struct Entries {
         Site &local = service().local_site_;
         *site = {};
         site->site_number = local.number;
+        site->site_id = local.id;
         site->p_name = local.name.data();
         site->site_policy = local.policy;
         site->site_priority = local.priority;
@@ -190,12 +191,12 @@ struct Entries {
         *fd = opened;
         return 0;
     }
-    static int read_event(int fd, int, qz_orb_event_metadata_t *event) {
+    static int read_event(int fd, int category, qz_orb_event_metadata_t *event) {
         const std::lock_guard lock(service().mutex_);
         if (const auto result = service().failed(Operation::read_event)) {
             return *result;
         }
-        const std::optional<Reading> reading = service().monitors_.take(fd);
+        const std::optional<Reading> reading = service().monitors_.take(fd, category);
         if (!reading) {
             return NOTHING_HELD;
         }
@@ -371,6 +372,11 @@ void Simulated_Service::hold(const std::string &monitor, const Event_Record &eve
 void Simulated_Service::push_result(const std::string &monitor, int result, int error) {
     const std::lock_guard lock(mutex_);
     monitors_.push(monitor, {result, error, {}});
+}
+
+std::optional<int> Simulated_Service::category_asked(const std::string &monitor) const {
+    const std::lock_guard lock(mutex_);
+    return monitors_.category_asked(monitor);
 }
 
 void Simulated_Service::set_node_status(uint32_t number, qz_mox_node_status_t status) {

@@ -40,6 +40,7 @@ qz_mox_IP_address6_t address_of(const std::string &text);
 
 struct Site {
     uint32_t number = 0;
+    qz_mox_uuid_t id{};
     std::string name;
     qz_mox_site_policy_t policy = QZ_MOX_SITE_POLICY_PRIORITY;
     uint32_t priority = 0;
@@ -104,6 +105,8 @@ class Simulated_Service {
     void push(const std::string &monitor, const Event_Record &event);
     // The next reading of one that is open gives this result and errno, and no event.
     void push_result(const std::string &monitor, int result, int error);
+    // The category that the monitor of that name was last read for; nothing before it was.
+    std::optional<int> category_asked(const std::string &monitor) const;
     // Changes the state and pushes what tells of it.
     void node_down(uint32_t number);
     void node_up(uint32_t number);
