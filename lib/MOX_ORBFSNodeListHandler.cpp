@@ -16,8 +16,10 @@ ORBFSNodeListHandler::~ORBFSNodeListHandler() = default;
 Hb_Rc ORBFSNodeListHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, records, events, [&](const qz_orb_event_metadata_t &event) {
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, records, events,
+        [&](const qz_orb_event_metadata_t &event) {
             qz_orb_event_metadata_t about = event;
             return update_global_table_and_construct_events(events, name, group, seqnum_p, &about);
-        });
+        },
+        MOX_Record_Use::not_needed);
 }

@@ -50,6 +50,9 @@ struct MOX_Handler_Records {
 
 inline constexpr int MOX_NO_EVENT = -16;
 
+// Whether a handler makes anything of its event's record.
+enum class MOX_Record_Use { needed, not_needed };
+
 inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
     if (id != Hb_Trace_Id{}) {
         hb_trace_values(HB_TRACE_INFO, id, fd);
@@ -58,9 +61,10 @@ inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
 
 // Reads one event of the category and has `process` make of it what the call is to give. Without an event
 // *events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
-// without a record counts as a failed reading.
+// without a record counts as a failed reading where the record is needed.
 template <typename Process>
-Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, int *events, Process process) {
+Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, int *events, Process process,
+                       MOX_Record_Use use = MOX_Record_Use::needed) {
     MOX_Read_Event event;
     const int result = event.read(fd, category);
     if (result == MOX_NO_EVENT) {
@@ -68,7 +72,8 @@ Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records,
         *events = 0;
         return Hb_Success;
     }
-    if (result != 0 || !event.has_record()) {
+    const bool usable = use == MOX_Record_Use::not_needed || event.has_record();
+    if (result != 0 || !usable) {
         hb_trace_values(HB_TRACE_INFO, records.read_failed, result, fd, int{errno});
         return Hb_Failure;
     }

@@ -1,5 +1,8 @@
 // What every handler of a monitor does alike: reading, its trace records, and what it leaves alone.
 #include <cerrno>
+#include <map>
+#include <memory>
+#include <optional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +20,10 @@ namespace hb_test {
 namespace {
 
 using mox_sim::Event_Record;
+using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
+using testing::Not;
 
 constexpr unsigned INFO = 1;
 
@@ -74,6 +80,23 @@ std::vector<uint32_t> without_zeros(std::initializer_list<uint32_t> ids) {
     return kept;
 }
 
+ISOLATED_TEST(Reading, IsOfTheMonitorsCategory) {
+    const std::map<std::string, int> categories = {
+        {"adapter_liveness", 1}, {"node_liveness", 0},      {"node_list", 6},  {"peer_gs_liveness", 2},
+        {"ip_change", 5},        {"cluster_reconfig", 100}, {"repos_disk", 7}, {"site_cfg", 8}};
+    Cluster_Client client;
+    client.open();
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
+    for (const Watcher &watcher : watchers(disk)) {
+        SCOPED_TRACE(watcher.monitor);
+        EXPECT_EQ(std::nullopt, client.service.category_asked(watcher.monitor));
+        Handler_Call call;
+        EXPECT_EQ(Hb_Success, call.run(watcher.handler));
+        EXPECT_EQ(categories.at(watcher.monitor), client.service.category_asked(watcher.monitor));
+    }
+}
+
 ISOLATED_TEST(Reading, WithoutAnEventIsTracedAndGivesEvents0) {
     Cluster_Client client;
     client.open();
@@ -91,6 +114,7 @@ ISOLATED_TEST(Reading, WithoutAnEventIsTracedAndGivesEvents0) {
         for (const Trace_Record &record : spy.records()) {
             EXPECT_EQ((Trace_Record{"_HBC", record.id, INFO, {fd}, {}}), record);
         }
+        EXPECT_EQ(EBUSY, call.system_error) << "what tracing does to it is undone";
         EXPECT_EQ(0, call.events);
         EXPECT_EQ("untouched", call.name);
         EXPECT_EQ(Handler_Call::NO_SEQUENCE, call.sequence);
@@ -139,6 +163,7 @@ ISOLATED_TEST(Reading, OfAnEventIsTracedAtBeginningAndEndAndTheEventGoesBack) {
         const Trace_Spy spy(0, 1, 0);
         Handler_Call call;
         EXPECT_EQ(Hb_Success, call.run(watcher.handler));
+        EXPECT_EQ(0, call.system_error) << "what tracing does to it is undone";
         ASSERT_FALSE(spy.records().empty());
         const auto fd = static_cast<uint32_t>(watcher.handler->getFileDescriptor());
         if (watcher.entry != 0) {
@@ -151,6 +176,26 @@ ISOLATED_TEST(Reading, OfAnEventIsTracedAtBeginningAndEndAndTheEventGoesBack) {
     }
 }
 
+ISOLATED_TEST(Reading, OfPeersDiskAndReconfigurationsHasNoRecordOfBeginningAndEnd) {
+    Cluster_Client client;
+    client.open();
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
+    const auto traced_with = [&](const std::string &monitor, ORBFSHandler *handler) {
+        client.service.push(monitor, event_for(monitor));
+        const Trace_Spy spy(0, 1, 0);
+        Handler_Call call;
+        EXPECT_EQ(Hb_Success, call.run(handler));
+        return traced_ids(spy);
+    };
+    EXPECT_THAT(traced_with("peer_gs_liveness", peer_GS_liveness_handler_p), ElementsAre(12));
+    EXPECT_THAT(traced_with("repos_disk", &disk), ElementsAre(199));
+    const std::vector<uint32_t> rebuilding = traced_with("cluster_reconfig", cluster_reconfig_handler_p);
+    ASSERT_FALSE(rebuilding.empty());
+    EXPECT_EQ(228U, rebuilding.front());
+    EXPECT_THAT(rebuilding, Each(Not(AnyOf(219, 220, 221, 222, 225, 226, 229, 230, 231, 232))));
+}
+
 ISOLATED_TEST(Reading, RecordsNothingWhileTheDetailBytesAreZero) {
     Cluster_Client client;
     client.open();
@@ -160,13 +205,16 @@ ISOLATED_TEST(Reading, RecordsNothingWhileTheDetailBytesAreZero) {
     EXPECT_TRUE(spy.records().empty());
 }
 
-ISOLATED_TEST(Reading, AnEventWithoutARecordIsAFailureAndGoesBack) {
+ISOLATED_TEST(Reading, AnEventWithoutTheRecordThatIsLookedIntoIsAFailureAndGoesBack) {
     const Plain_Service service("plain");
     ASSERT_EQ(Hb_Success, MOX_create_global_event_handlers());
+    char disk_monitor[] = "repos_disk";
+    ORBFSRepositoryDiskHandler disk(disk_monitor);
     int given = 0;
-    for (ORBFSHandler *handler :
-         {adapter_event_handler_p, node_liveness_handler_p, node_list_handler_p, peer_GS_liveness_handler_p,
-          ip_change_handler_p, cluster_reconfig_handler_p, site_config_handler_p}) {
+    const std::initializer_list<ORBFSHandler *> looking = {adapter_event_handler_p,    node_liveness_handler_p,
+                                                           peer_GS_liveness_handler_p, ip_change_handler_p,
+                                                           site_config_handler_p,      &disk};
+    for (ORBFSHandler *handler : looking) {
         Handler_Call call;
         EXPECT_EQ(Hb_Failure, call.run(handler));
         EXPECT_EQ(Handler_Call::NO_EVENTS, call.events);
@@ -176,17 +224,39 @@ ISOLATED_TEST(Reading, AnEventWithoutARecordIsAFailureAndGoesBack) {
     }
 }
 
+ISOLATED_TEST(Reading, AnEventWithoutARecordRebuildsTheTableOfNodeListAndReconfiguration) {
+    const Plain_Service service("plain");
+    ASSERT_EQ(Hb_Success, MOX_create_global_event_handlers());
+    int given = 0;
+    for (ORBFSHandler *handler : {node_list_handler_p, cluster_reconfig_handler_p}) {
+        const Trace_Spy spy(0, 1, 0);
+        Handler_Call call;
+        EXPECT_EQ(Hb_Success, call.run(handler));
+        EXPECT_EQ(CONFIG, call.events);
+        EXPECT_EQ("Hb_Config_Group", call.name);
+        EXPECT_EQ(nullptr, traced(spy, 228)) << "there is no record to trace";
+        EXPECT_EQ(++given, service.events_given());
+        EXPECT_EQ(given, service.events_released());
+    }
+}
+
 ISOLATED_TEST(Reading, FailsEverywhereOnceTheServiceIsGone) {
+    std::unique_ptr<ORBFSRepositoryDiskHandler> disk;
     {
         mox_sim::Simulated_Service service;
         fill_small_cluster(service);
         ASSERT_EQ(Hb_Success, MOX_create_global_event_handlers());
+        char disk_monitor[] = "repos_disk";
+        disk = std::make_unique<ORBFSRepositoryDiskHandler>(disk_monitor);
     }
-    for (ORBFSHandler *handler :
-         {adapter_event_handler_p, node_liveness_handler_p, node_list_handler_p, peer_GS_liveness_handler_p,
-          ip_change_handler_p, cluster_reconfig_handler_p, site_config_handler_p}) {
+    for (const Watcher &watcher : watchers(*disk)) {
+        SCOPED_TRACE(watcher.monitor);
+        const Trace_Spy spy(0, 1, 0);
         Handler_Call call;
-        EXPECT_EQ(Hb_Failure, call.run(handler));
+        EXPECT_EQ(Hb_Failure, call.run(watcher.handler));
+        ASSERT_NE(nullptr, traced(spy, watcher.read_failed));
+        EXPECT_THAT(traced(spy, watcher.read_failed)->values,
+                    ElementsAre(0xFFFFFFFFU, static_cast<uint32_t>(watcher.handler->getFileDescriptor()), 0));
         EXPECT_EQ(Handler_Call::NO_ERROR_NUMBER, call.error);
     }
 }
