@@ -6,6 +6,7 @@ hb_add_test(
   "${cluster_events}/cluster.cpp"
   "${cluster_events}/handlers_test.cpp"
   "${cluster_events}/migration_test.cpp"
+  "${cluster_events}/trace_text_test.cpp"
   LIBS
   hb_client_static
   mox_sim_core
@@ -13,3 +14,5 @@ hb_add_test(
   hb_test_faults
   LABELS
   unit)
+target_compile_definitions(cluster_events_test
+                           PRIVATE TRACE_CATALOGUE="${PROJECT_SOURCE_DIR}/platform/tr/hbc.catalogue")
