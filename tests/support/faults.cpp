@@ -33,9 +33,9 @@ thread_local CallLog *current_log = nullptr;
 thread_local bool logging = false;
 
 // The fault that hits this call, or null.
-const Fault *fault_for(Call call) {
+const Fault *fault_for(Call call, std::size_t bytes = 0) {
     for (Slot &slot : slots) {
-        if (!slot.used || slot.fault.call != call) {
+        if (!slot.used || slot.fault.call != call || bytes < slot.fault.bytes_from) {
             continue;
         }
         const int number = slot.seen++;
@@ -56,8 +56,8 @@ template <typename Result> Result with_error(const Fault &fault, Result result) 
     return result;
 }
 
-bool allocation_fails() {
-    return fault_for(Call::allocation) != nullptr;
+bool allocation_fails(std::size_t bytes) {
+    return fault_for(Call::allocation, bytes) != nullptr;
 }
 
 } // namespace
@@ -94,6 +94,15 @@ FaultGuard failing(Call call, int error, int skip, int times) {
     fault.error = error;
     fault.skip = skip;
     fault.times = times;
+    return FaultGuard(fault);
+}
+
+FaultGuard failing_large_allocations(std::size_t bytes, int skip, int times) {
+    Fault fault;
+    fault.call = Call::allocation;
+    fault.skip = skip;
+    fault.times = times;
+    fault.bytes_from = bytes;
     return FaultGuard(fault);
 }
 
@@ -265,12 +274,12 @@ HB_WRAPPED(int, semop, int id, sembuf *operations, size_t count) {
 
 HB_WRAPPED(void *, malloc, size_t size) {
     log_call({Call::allocation, {static_cast<long>(size), 0, 0, 0}});
-    return hb_test::allocation_fails() ? nullptr : __real_malloc(size);
+    return hb_test::allocation_fails(size) ? nullptr : __real_malloc(size);
 }
 
 HB_WRAPPED(void *, calloc, size_t count, size_t size) {
     log_call({Call::allocation, {static_cast<long>(count * size), 0, 0, 0}});
-    return hb_test::allocation_fails() ? nullptr : __real_calloc(count, size);
+    return hb_test::allocation_fails(count * size) ? nullptr : __real_calloc(count, size);
 }
 
 // operator new has another mangled name where size_t is another type.
@@ -293,7 +302,7 @@ HB_WRAPPED(void *, calloc, size_t count, size_t size) {
     extern "C" void *HB_JOIN(__wrap_, name)(size_t size);                                                      \
     extern "C" void *HB_JOIN(__wrap_, name)(size_t size) {                                                     \
         log_call({Call::allocation, {static_cast<long>(size), 0, 0, 0}});                                      \
-        if (hb_test::allocation_fails()) {                                                                     \
+        if (hb_test::allocation_fails(size)) {                                                                 \
             throw std::bad_alloc();                                                                            \
         }                                                                                                      \
         return HB_JOIN(__real_, name)(size);                                                                   \
@@ -304,7 +313,7 @@ HB_WRAPPED(void *, calloc, size_t count, size_t size) {
     extern "C" void *HB_JOIN(__wrap_, name)(size_t size, const std::nothrow_t &tag);                           \
     extern "C" void *HB_JOIN(__wrap_, name)(size_t size, const std::nothrow_t &tag) {                          \
         log_call({Call::allocation, {static_cast<long>(size), 0, 0, 0}});                                      \
-        return hb_test::allocation_fails() ? nullptr : HB_JOIN(__real_, name)(size, tag);                      \
+        return hb_test::allocation_fails(size) ? nullptr : HB_JOIN(__real_, name)(size, tag);                  \
     }
 
 HB_WRAPPED_NEW(HB_NEW)

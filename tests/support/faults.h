@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -33,11 +34,12 @@ enum class Call {
 // What one call does instead of its work.
 struct Fault {
     Call call = Call::read_;
-    int skip = 0;      // so many calls work first
-    int times = 1;     // then so many are hit; -1: all
-    int error = 0;     // fails with this errno, unless 0
-    long result = 0;   // otherwise gives this at once, unless `at_most` is set
-    long at_most = -1; // read and writev: works, on this many bytes at the most
+    int skip = 0;               // so many calls work first
+    int times = 1;              // then so many are hit; -1: all
+    int error = 0;              // fails with this errno, unless 0
+    long result = 0;            // otherwise gives this at once, unless `at_most` is set
+    long at_most = -1;          // read and writev: works, on this many bytes at the most
+    std::size_t bytes_from = 0; // allocation: those of fewer bytes work and do not count
 };
 
 // The fault is there for as long as this object.
@@ -55,6 +57,8 @@ class FaultGuard {
 };
 
 FaultGuard failing(Call call, int error, int skip = 0, int times = 1);
+// Allocations of so many bytes or more fail.
+FaultGuard failing_large_allocations(std::size_t bytes, int skip = 0, int times = 1);
 
 // What the wrapped calls of this thread were given, while the object lives.
 struct CallRecord {

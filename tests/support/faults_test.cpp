@@ -173,6 +173,21 @@ TEST(Faults, EveryCallCanFail) {
     }
 }
 
+TEST(Faults, SmallAllocationsWorkAndDoNotCountWhereLargeOnesFail) {
+    std::vector<bool> made;
+    made.reserve(6);
+    {
+        const FaultGuard fault = failing_large_allocations(1000, 1);
+        for (const std::size_t bytes : {999U, 1000U, 10U, 1000U, 1001U}) {
+            char *volatile memory = new (std::nothrow) char[bytes];
+            made.push_back(memory != nullptr);
+            delete[] memory;
+        }
+        EXPECT_EQ(1, fault.hits());
+    }
+    EXPECT_EQ((std::vector<bool>{true, true, true, false, true}), made);
+}
+
 TEST(Faults, AllocationsFailInTheirOwnWay) {
     Fault short_memory;
     short_memory.call = Call::allocation;
