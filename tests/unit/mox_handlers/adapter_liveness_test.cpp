@@ -1,7 +1,7 @@
 // Adapters that come up and go down, are added and removed.
+#include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
+#include <cstring>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -109,6 +109,64 @@ ISOLATED_TEST(AdapterHandler, AnUnknownAdapterGivesEvents0) {
     }
 }
 
+Hb_Adapter_Entry &live_adapter(unsigned number) {
+    return *std::find_if(global_config_tbl.Hb_global_adapter_list,
+                         global_config_tbl.Hb_global_adapter_list + global_config_tbl.Hb_num_adapters,
+                         [&](const Hb_Adapter_Entry &entry) { return entry.Hb_adapter_num == number; });
+}
+
+ISOLATED_TEST(AdapterHandler, OfTwoInterfacesOfOneNameTheFirstIsMeant) {
+    Adapters adapters;
+    std::strcpy(live_adapter(97).Hb_adapter_type, "eth0");
+    EXPECT_EQ(Hb_Success, adapters.push(QZ_ORB_EVENT_DOWN, 2, "eth0"));
+    EXPECT_EQ(DEATH, adapters.call.events);
+    adapters.expect_group(DEATH, {96});
+    EXPECT_EQ(Hb_Entity_Up, state_of_adapter(97));
+    EXPECT_EQ(Hb_Success, adapters.push(QZ_ORB_EVENT_DOWN, 2, "eth0"));
+    EXPECT_EQ(0, adapters.call.events) << "the second is not looked for";
+    EXPECT_EQ(Hb_Entity_Up, state_of_adapter(97));
+}
+
+ISOLATED_TEST(AdapterHandler, AnEventWithoutAnInterfaceNameIsOfTheOneWithoutAName) {
+    Adapters adapters;
+    mox_sim::Event_Record record = adapter_record(QZ_ORB_EVENT_DOWN, 2, "");
+    record.has_name = false;
+    adapters.client.service.push("adapter_liveness", record);
+    EXPECT_EQ(Hb_Success, adapters.call.run(adapter_event_handler_p));
+    EXPECT_EQ(0, adapters.call.events);
+    adapters.expect_group(0, {});
+    live_adapter(97).Hb_adapter_type[0] = '\0';
+    adapters.client.service.push("adapter_liveness", record);
+    EXPECT_EQ(Hb_Success, adapters.call.run(adapter_event_handler_p));
+    EXPECT_EQ(DEATH, adapters.call.events);
+    adapters.expect_group(DEATH, {97});
+}
+
+ISOLATED_TEST(AdapterHandler, AnInterfaceNameIsComparedWhole) {
+    const std::string longest(35, 'e');
+    Adapters adapters;
+    std::strcpy(live_adapter(97).Hb_adapter_type, longest.c_str());
+    for (const std::string &other : {longest + "e", longest + longest, longest.substr(1)}) {
+        EXPECT_EQ(Hb_Success, adapters.push(QZ_ORB_EVENT_DOWN, 2, other));
+        EXPECT_EQ(0, adapters.call.events) << other;
+        EXPECT_EQ(Hb_Entity_Up, state_of_adapter(97));
+    }
+    EXPECT_EQ(Hb_Success, adapters.push(QZ_ORB_EVENT_DOWN, 2, longest));
+    EXPECT_EQ(DEATH, adapters.call.events);
+    EXPECT_EQ(Hb_Entity_Down, state_of_adapter(97));
+}
+
+ISOLATED_TEST(AdapterHandler, ATableWithoutAdapterSlotsHasNoAdapters) {
+    Adapters adapters;
+    global_config_tbl.Hb_adapters_per_node = 0;
+    EXPECT_EQ(Hb_Success, adapters.push(QZ_ORB_EVENT_DOWN, 2, "eth1"));
+    EXPECT_EQ(0, adapters.call.events);
+    EXPECT_EQ("a", adapters.call.name);
+    EXPECT_EQ(0, adapters.call.adapter_count());
+    EXPECT_EQ(0x5A5A5A5AU, adapters.call.slot(0)) << "no slot is marked";
+    EXPECT_EQ(Hb_Entity_Up, state_of_adapter(97));
+}
+
 ISOLATED_TEST(AdapterHandler, WithoutASubscriptionTheStateChangesAndNothingIsTold) {
     Adapters adapters;
     hb_set_name(networkEventSubscriptionName, "");
@@ -134,15 +192,13 @@ ISOLATED_TEST(AdapterHandler, AddedAndRemovedAdaptersRunTheUpdateWithTheEvent) {
 
 ISOLATED_TEST(AdapterHandler, AnUpdateThatFailsIsTracedAndItsResultReturned) {
     Adapters adapters;
-    const int writing = event_pipe_handler_p->orbfs_pipe_write_fd;
-    event_pipe_handler_p->orbfs_pipe_write_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const Mute_Event_Pipe mute;
     adapters.client.service.remove_interface(2, "eth1");
     const Trace_Spy spy(0, 1, 0);
     EXPECT_EQ(Hb_Failure, adapters.push(QZ_ORB_EVENT_DELETE, 2, "eth1"));
     EXPECT_EQ(59, adapters.call.error);
     ASSERT_NE(nullptr, traced(spy, 227));
     EXPECT_THAT(traced(spy, 227)->values, ElementsAre(3));
-    close(writing);
 }
 
 } // namespace

@@ -4,6 +4,10 @@
 #include <cstring>
 #include <ostream>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/table_swap.h"
@@ -166,6 +170,15 @@ void set_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
     Hb_Node_Entry *entry = hb_find_node(global_config_tbl, node);
     entry->state = state;
     entry->reason = reason;
+}
+
+Mute_Event_Pipe::Mute_Event_Pipe() : writing_(event_pipe_handler_p->orbfs_pipe_write_fd) {
+    event_pipe_handler_p->orbfs_pipe_write_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+Mute_Event_Pipe::~Mute_Event_Pipe() {
+    close(event_pipe_handler_p->orbfs_pipe_write_fd);
+    event_pipe_handler_p->orbfs_pipe_write_fd = writing_;
 }
 
 std::vector<uint32_t> traced_ids(const Trace_Spy &spy) {

@@ -72,6 +72,21 @@ int reason_of_node(int node); // Hb_Entity_State_Reason
 int state_of_adapter(unsigned adapter);
 void set_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason);
 
+// While it lives the event pipe cannot be written to, and signalling fails.
+class Mute_Event_Pipe {
+  public:
+    Mute_Event_Pipe();
+    Mute_Event_Pipe(const Mute_Event_Pipe &) = delete;
+    Mute_Event_Pipe &operator=(const Mute_Event_Pipe &) = delete;
+    ~Mute_Event_Pipe();
+
+  private:
+    int writing_;
+};
+
+// Allocations of so many bytes or more are the library's events: no other record is as large.
+inline constexpr std::size_t SIZE_OF_AN_EVENT = 390000;
+
 // The ids that the spy has kept.
 std::vector<uint32_t> traced_ids(const Trace_Spy &spy);
 const Trace_Record *traced(const Trace_Spy &spy, uint32_t id); // the first, or null

@@ -1,6 +1,5 @@
 // Nodes that die and return, branch by branch.
 #include <cerrno>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -10,6 +9,7 @@
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"
@@ -100,6 +100,15 @@ ISOLATED_TEST(NodeLivenessHandler, DownOfANodeThatTheServiceHasUpIsTracedAndNotT
     nodes.expect_contradicted();
     ASSERT_NE(nullptr, traced(spy, 168));
     EXPECT_EQ(Hb_Entity_Up, state_of_node(3));
+}
+
+ISOLATED_TEST(NodeLivenessHandler, DownOfANodeThatTheServiceHasUpIsNotToldAlsoWhenItWasKnownToBeDown) {
+    Nodes nodes;
+    set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
+    const Trace_Spy spy(0, 1, 0);
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
+    nodes.expect_contradicted();
+    EXPECT_NE(nullptr, traced(spy, 168));
 }
 
 ISOLATED_TEST(NodeLivenessHandler, DownOfANodeKnownToBeDownIsNotToldAgain) {
@@ -296,18 +305,63 @@ ISOLATED_TEST(NodeLivenessHandler, UpOfANewNodeMakesItLiveWithTheMarker) {
     EXPECT_EQ(Hb_Entity_Up, state_of_node(9));
 }
 
+// ---- Short memory ----
+
+ISOLATED_TEST(NodeLivenessHandler, DownWhoseNodeEventCannotBeMadeIsTracedAndTellsTheAdapters) {
+    Nodes nodes;
+    nodes.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
+    const Trace_Spy spy(0, 1, 0);
+    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 1);
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
+    EXPECT_EQ(1, fault.hits());
+    EXPECT_EQ(DEATH, nodes.call.events);
+    EXPECT_EQ("a", nodes.call.name);
+    EXPECT_EQ(0U, nodes.call.slot(144));
+    ASSERT_NE(nullptr, traced(spy, 86));
+    EXPECT_THAT(traced(spy, 86)->values, ElementsAre(3));
+    EXPECT_THAT(queued(), ElementsAre(queued_marker()));
+    EXPECT_EQ(Hb_Entity_Down, state_of_node(3));
+}
+
+ISOLATED_TEST(NodeLivenessHandler, DownWhoseAdapterEventCannotBeMadeTellsTheNode) {
+    Nodes nodes;
+    nodes.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
+    const Trace_Spy spy(0, 1, 0);
+    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, 2); // one for each adapter
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
+    EXPECT_EQ(2, fault.hits());
+    EXPECT_EQ(DEATH, nodes.call.events);
+    EXPECT_EQ("n", nodes.call.name);
+    EXPECT_EQ(LOW_32_BITS, nodes.call.sequence);
+    EXPECT_THAT(nodes.call.nodes(), ElementsAre(3));
+    EXPECT_EQ(nullptr, traced(spy, 78));
+    EXPECT_THAT(queued(), ElementsAre(queued_marker()));
+    EXPECT_EQ(Hb_Entity_Down, state_of_node(3));
+    EXPECT_EQ(Hb_Entity_Down, state_of_adapter(144));
+}
+
+ISOLATED_TEST(NodeLivenessHandler, UpWithoutMemoryForItsEventsTellsTheNode) {
+    Nodes nodes;
+    set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
+    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, -1);
+    EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_UP, 3));
+    EXPECT_LE(2, fault.hits());
+    EXPECT_EQ(JOIN, nodes.call.events);
+    EXPECT_THAT(nodes.call.nodes(), ElementsAre(3));
+    EXPECT_THAT(queued(), IsEmpty());
+    EXPECT_EQ(Hb_Entity_Up, state_of_node(3));
+}
+
 // ---- Signalling ----
 
 ISOLATED_TEST(NodeLivenessHandler, AWakeUpThatCannotBeWrittenIsError59AndLosesNoEvent) {
     Nodes nodes;
     nodes.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
-    const int writing = event_pipe_handler_p->orbfs_pipe_write_fd;
-    event_pipe_handler_p->orbfs_pipe_write_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const Mute_Event_Pipe mute;
     EXPECT_EQ(Hb_Failure, nodes.push(QZ_ORB_EVENT_DOWN, 3));
     EXPECT_EQ(59, nodes.call.error);
     EXPECT_EQ(EBADF, nodes.call.system_error);
     EXPECT_THAT(queued(), ElementsAre(queued_nodes(DEATH, {3}), queued_marker()));
-    close(writing);
 }
 
 ISOLATED_TEST(NodeLivenessHandler, AFullPipeDoesNotBlockTheLibrary) {

@@ -1,4 +1,6 @@
 // The membership daemons of other nodes, the repository disk, the node list and reconfigurations.
+#include <cerrno>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -201,6 +203,38 @@ ISOLATED_TEST(ReconfigurationHandler, TracesTheRecordAndRebuildsWithoutAnEvent) 
     EXPECT_EQ(0, client.service.calls(Operation::get_net_intf_info_after_event));
     EXPECT_EQ(CONFIG, call.events);
     EXPECT_EQ("Hb_Config_Group", call.name);
+}
+
+ISOLATED_TEST(NodeListHandler, AnUpdateThatCannotSignalFailsAsTheUpdateDoes) {
+    Cluster_Client client;
+    client.open();
+    const Mute_Event_Pipe mute;
+    client.service.remove_node(3);
+    mox_sim::Event_Record record = node_record(QZ_ORB_EVENT_DELETE, 3);
+    record.category = QZ_ORB_EVENT_CATEGORY_NODE_LIST;
+    client.service.push("node_list", record);
+    Handler_Call call;
+    EXPECT_EQ(Hb_Failure, call.run(node_list_handler_p));
+    EXPECT_EQ(59, call.error);
+    EXPECT_EQ(EBADF, call.system_error);
+    EXPECT_EQ(DEATH, call.events) << "what was told stands";
+    EXPECT_THAT(queued(), ElementsAre(queued_nodes(DEATH, {3}), queued_marker()));
+}
+
+ISOLATED_TEST(ReconfigurationHandler, AnUpdateThatCannotSignalFailsAsTheUpdateDoes) {
+    Cluster_Client client;
+    client.open();
+    const Mute_Event_Pipe mute;
+    client.service.remove_node(3);
+    mox_sim::Event_Record record;
+    record.is_reconfiguration = true;
+    client.service.push("cluster_reconfig", record);
+    Handler_Call call;
+    EXPECT_EQ(Hb_Failure, call.run(cluster_reconfig_handler_p));
+    EXPECT_EQ(59, call.error);
+    EXPECT_EQ(EBADF, call.system_error);
+    EXPECT_EQ(DEATH, call.events) << "what was told stands";
+    EXPECT_THAT(queued(), ElementsAre(queued_nodes(DEATH, {3}), queued_marker()));
 }
 
 } // namespace

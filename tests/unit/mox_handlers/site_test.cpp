@@ -24,6 +24,7 @@ struct Sites {
         client.open();
         hb_set_name(siteEventSubscriptionName, "s");
         local.number = 1;
+        local.id = {0x8182838485868788, 0x9192939495969798};
         local.priority = 5;
         local.policy = QZ_MOX_SITE_POLICY_PRIORITY;
         client.service.set_local_site(local);
@@ -73,11 +74,12 @@ Bytes uuid(const Bytes &high, const Bytes &low) {
 Bytes local_side(int merge_flag) {
     return uuid({0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11},
                 {0x28, 0x27, 0x26, 0x25, 0x24, 0x23, 0x22, 0x21})
-        .i32(1)    // node
-        .zeros(16) // the site's identifier is not simulated
-        .i32(1)    // site
-        .i32(5)    // priority
-        .i32(3)    // merge policy
+        .i32(1) // node
+        .add(uuid({0x88, 0x87, 0x86, 0x85, 0x84, 0x83, 0x82, 0x81},
+                  {0x98, 0x97, 0x96, 0x95, 0x94, 0x93, 0x92, 0x91}))
+        .i32(1) // site
+        .i32(5) // priority
+        .i32(3) // merge policy
         .i32(merge_flag)
         .add(uuid({0x78, 0x77, 0x76, 0x75, 0x74, 0x73, 0x72, 0x71}, {8, 7, 6, 5, 4, 3, 2, 1}));
 }
@@ -121,6 +123,9 @@ ISOLATED_TEST(SiteHandler, DownWhileAMergeIsPendingIsAMergeWithBothSidesAndTheir
     EXPECT_EQ("s", sites.call.name);
     EXPECT_EQ(4, sites.call.group->Hb_group_type);
     EXPECT_EQ(64, sites.call.group->Hb_events);
+    EXPECT_EQ(0, sites.call.group->Hb_group_status);
+    EXPECT_EQ(0U, sites.call.sequence);
+    EXPECT_THAT(queued(), IsEmpty());
     EXPECT_TRUE(same_bytes(Bytes().i32(4).i32(6).add(local_side(2)).add(remote_side()),
                            bytes_of(*sites.call.group).part(UNION, 8 + 2 * 68)));
 }
@@ -146,6 +151,24 @@ ISOLATED_TEST(SiteHandler, TracesTheFieldsOfUpAndDown) {
         EXPECT_THAT(traced(spy, id)->values, ElementsAre(3, 2, 9, 2, 4, 6, 1));
         EXPECT_EQ(nullptr, traced(spy, 204 + 205 - id));
     }
+}
+
+ISOLATED_TEST(SiteHandler, KnowsNothingAtFirst) {
+    Sites sites;
+    alignas(ORBFSSiteConfigEventHandler) unsigned char place[sizeof(ORBFSSiteConfigEventHandler)];
+    for (volatile unsigned char &byte : place) { // the compiler may not see that they are written over
+        byte = 0x5A;
+    }
+    char monitor[] = "site_cfg";
+    auto *handler = new (place) ORBFSSiteConfigEventHandler(monitor);
+    EXPECT_TRUE(same_bytes(Bytes().zeros(16), bytes_of(handler->cached_local_node_uuid)));
+    EXPECT_TRUE(
+        same_bytes(Bytes().zeros(sizeof(qz_mox_site_info_t)), bytes_of(handler->cached_local_site_info)));
+    EXPECT_EQ(0, handler->cached_site_merge_policy);
+    EXPECT_FALSE(handler->cached_local_node_uuid_obtained);
+    EXPECT_FALSE(handler->cached_local_site_info_obtained);
+    EXPECT_FALSE(handler->cached_site_merge_policy_obtained);
+    handler->~ORBFSSiteConfigEventHandler();
 }
 
 ISOLATED_TEST(SiteHandler, AsksOnceAndRemembers) {
