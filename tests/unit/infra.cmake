@@ -47,6 +47,15 @@ hb_add_test(
 target_include_directories(source_rules_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(source_rules_test PRIVATE HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 
+hb_add_test(
+  documentation_test
+  SOURCES
+  "${infra}/documentation_test.cpp"
+  "${infra}/source_tree.cpp"
+  "${infra}/include_graph.cpp")
+target_include_directories(documentation_test PRIVATE "${PROJECT_SOURCE_DIR}")
+target_compile_definitions(documentation_test PRIVATE HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+
 hb_add_test(built_library_test SOURCES "${infra}/built_library_test.cpp" "${infra}/source_tree.cpp")
 target_include_directories(built_library_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(
