@@ -91,27 +91,24 @@ TEST_P(Cluster_Service, ASuspicionWithoutASignOfLifeBecomesADeath) {
 }
 
 TEST_P(Cluster_Service, TheConfiguredTimelineBeginsWhenTheClientListens) {
+    // What only a daemon tells is passed over.
     const std::string timeline = R"([[event]]
-after = 0
-do = "node-down"
-node = 3
-[[event]]
 after = 0
 do = "ffdc"
 [[event]]
 after = 0
 do = "adapter-down"
 adapter = 5
+[[event]]
+after = 0.3
+do = "adapter-down"
+adapter = 7
 )";
     Service_Client client(programs(), small_cluster_file() + "\n[source]\ntimeline = \"t.toml\"\n",
                           {{"t.toml", timeline}});
     EXPECT_EQ(Lines{"watching"}, client.lines(1));
-    // Two groups with those who are up, before, between or behind what the timeline does.
-    const Lines seen = client.lines(6);
-    for (const char *told : {"adapters: event 1 adapter 144 adapter 145", "nodes: event 1 node 3",
-                             "Hb_Config_Group: event 128", "adapters: event 1 adapter 97"}) {
-        EXPECT_EQ(1, std::count(seen.begin(), seen.end(), told)) << told;
-    }
+    EXPECT_TRUE(client.process().read_until("adapters: event 1 adapter 97"));
+    EXPECT_TRUE(client.process().read_until("adapters: event 1 adapter 145"));
 }
 
 TEST_P(Cluster_Service, ItsStateIsToldToPeople) {
