@@ -638,14 +638,18 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  * on as before.  May be called again.  Does not open the library: open it first.
  * Errors: 17; 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or interfaces
  * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
- * nodes differ, as they do while the library is not open. */
+ * nodes differ, as they do while the library is not open.  Where the service has a node or an interface that is
+ * neither up nor down, 70 or 71 stays behind, also on success. */
 HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 
 /* Leaves the daemon, which is asked to end after its delay, for the service; what the two tell differently
  * comes as events.  A daemon that has gone already does not stop it, nor does it raise SIGPIPE.  The
  * descriptors to wait on are others from here on: ask hb_get_file_descriptor_array again.  Subscriptions stay,
  * by their names.  Without a preparation that succeeded there is nobody to tell events, until one does and is
- * committed.  To ask the daemon it opens a library that is not open.  Succeeds always. */
+ * committed.  To ask the daemon it opens a library that is not open.  Succeeds always; what was met on the way
+ * stays behind as the error number: that of hb_init or of sending when the daemon could not be asked; 17, 63, 64,
+ * 65, 70, 71 of the service's table, 73 when it lacks a node of the daemon's or the daemon one of its own, or
+ * there is none; 59 when the events could not be signalled. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
 /* Gives the preparation up and stays with the daemon.  Does not open.  Succeeds always, also again. */

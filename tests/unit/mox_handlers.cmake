@@ -11,6 +11,7 @@ hb_add_test(
   "${mox_handlers}/handler_call.cpp"
   "${mox_handlers}/ip_change_test.cpp"
   "${mox_handlers}/migration_states_test.cpp"
+  "${mox_handlers}/migration_trouble_test.cpp"
   "${mox_handlers}/new_group_test.cpp"
   "${mox_handlers}/node_liveness_test.cpp"
   "${mox_handlers}/peer_and_disk_test.cpp"

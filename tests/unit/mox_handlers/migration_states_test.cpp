@@ -20,6 +20,7 @@
 #include "tests/support/process_counters.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"
+#include "tests/unit/mox_handlers/moving.h"
 
 namespace hb_test {
 namespace {
@@ -29,39 +30,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
-
-// A daemon with nodes 1, 2 and 4, and a service with nodes 1 to 4; two adapters on each of 1, 2 and 3.
-struct Moving {
-    Moving() {
-        mox_sim::Node node;
-        node.number = 4;
-        client.service.set(node);
-        EXPECT_EQ(Hb_Success, hb_init());
-        hb_set_name(nodeEventSubscriptionName, "n");
-        hb_set_name(networkEventSubscriptionName, "a");
-        set_hb_errno(777);
-    }
-
-    static int nodes() {
-        int count = -1;
-        EXPECT_EQ(Hb_Success, hb_get_number_of_configured_nodes(&count));
-        return count;
-    }
-    static void expect_daemon_mode() {
-        EXPECT_FALSE(IsMOX);
-        ASSERT_NE(nullptr, client_socket);
-        int *descriptors = nullptr;
-        int count = 0;
-        EXPECT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
-        EXPECT_EQ(1, count);
-        EXPECT_EQ(client_socket->socket(), descriptors[0]);
-        hb_free_file_descriptor_array(descriptors);
-        EXPECT_EQ(3, nodes()) << "the daemon's";
-    }
-
-    FakeDaemon daemon;
-    Cluster_Client client;
-};
 
 // ---- Prepare ----
 
@@ -104,8 +72,10 @@ ISOLATED_TEST(Moving, APreparationWithoutItsHandlersIsError74) {
     Moving moving;
     moving.client.service.fail(Operation::open_monitor, -1, EMFILE, 3);
     const Trace_Spy spy(1, 0, 0);
+    EXPECT_FALSE(migrate_to_mox_prep);
     EXPECT_EQ(Hb_Failure, hb_migrate_to_mox_prep());
     EXPECT_EQ(74, hb_get_errno());
+    EXPECT_TRUE(migrate_to_mox_prep) << "set first";
     ASSERT_NE(nullptr, traced(spy, 16));
     EXPECT_THAT(traced(spy, 16)->values, ElementsAre(3, 74));
     EXPECT_EQ(0, ORBFSHandler::getNumbersOfFileDescriptors());
@@ -121,7 +91,8 @@ ISOLATED_TEST(Moving, APreparationWhoseQueryFailsKeepsTheHandlersUntilItIsAborte
         const Trace_Spy spy(1, 0, 0);
         EXPECT_EQ(Hb_Failure, hb_migrate_to_mox_prep());
         EXPECT_EQ(number, hb_get_errno());
-        EXPECT_NE(nullptr, traced(spy, 17));
+        ASSERT_NE(nullptr, traced(spy, 17));
+        EXPECT_THAT(traced(spy, 17)->values, ElementsAre(3));
         EXPECT_EQ(9, ORBFSHandler::getNumbersOfFileDescriptors());
         moving.client.service.heal(operation);
         Moving::expect_daemon_mode();
