@@ -4,6 +4,7 @@
 #include <memory>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/mman.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -195,20 +196,28 @@ ISOLATED_TEST(Moving, ACommitWithoutMemoryForItsEventsStillMakesTheServicesTable
 
 // ---- Little room on the stack ----
 
-// The work in a thread whose stack has no room for a group record.
+// The work in a thread whose stack has no room for a group record; the memory below it cannot be touched.
 void on_small_stack(const std::function<void()> &work) {
+    constexpr std::size_t stack_size = 0x50000;
+    constexpr std::size_t reserved = 0x400000;
+    auto *memory = static_cast<char *>(
+        mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    ASSERT_NE(MAP_FAILED, static_cast<void *>(memory));
+    char *stack = memory + reserved - stack_size;
+    ASSERT_EQ(0, mprotect(stack, stack_size, PROT_READ | PROT_WRITE));
     pthread_attr_t attributes;
     ASSERT_EQ(0, pthread_attr_init(&attributes));
-    ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, 300000));
-    pthread_t thread{};
+    ASSERT_EQ(0, pthread_attr_setstack(&attributes, stack, stack_size));
     const auto run = [](void *given) -> void * {
         (*static_cast<const std::function<void()> *>(given))();
         return nullptr;
     };
     std::function<void()> copy = work;
+    pthread_t thread{};
     ASSERT_EQ(0, pthread_create(&thread, &attributes, run, &copy));
     ASSERT_EQ(0, pthread_join(thread, nullptr));
     pthread_attr_destroy(&attributes);
+    munmap(memory, reserved);
 }
 
 ISOLATED_TEST(Moving, NeedsNoRoomForAGroupRecordOnTheStack) {
