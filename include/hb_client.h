@@ -630,6 +630,10 @@ HB_API Hb_Rc hb_unsubscribe(const char *name);
 HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
 
+/* ------------------------------------------------------------------------------------------------
+ * Cluster-event mode
+ * ---------------------------------------------------------------------------------------------- */
+
 /* The move of a running program from the daemon to the operating system's cluster service, in three calls, all
  * from the thread that takes the events: prepare, then commit, or abort to stay.  There is no way back.
  *

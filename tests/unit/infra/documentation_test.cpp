@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/unit/infra/include_graph.h"
 #include "tests/unit/infra/source_tree.h"
 
 namespace {
@@ -51,6 +52,213 @@ TEST(Protocol, ItsTablesHaveEveryRequestAndEveryReplyByItsName) {
     EXPECT_EQ(codes_of("Hb_Client_Request"), documented_codes(true));
     EXPECT_EQ(16U, documented_codes(false).size());
     EXPECT_EQ(codes_of("Hb_Client_Reply"), documented_codes(false));
+}
+
+// ---- docs/architecture.md: every exported entry ----
+
+struct Entry_Row {
+    std::string entry;
+    std::string section;
+    std::vector<std::string> tests;
+};
+
+std::vector<std::string> matches_of(const std::string &text, const std::regex &form) {
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), form), end; match != end; ++match) {
+        found.push_back((*match)[1]);
+    }
+    return found;
+}
+
+// "| `entry` | section | `test`, `test` |"
+std::vector<Entry_Row> entry_rows(const std::string &document) {
+    static const std::regex form(R"(\| `(hbc?_\w+)` \| ([^|]*) \| ([^|]*) \|)");
+    std::vector<Entry_Row> rows;
+    for (const std::string &line : lines_of(document)) {
+        std::smatch match;
+        if (std::regex_match(line, match, form)) {
+            rows.push_back({match[1], match[2], matches_of(match[3], std::regex("`([^`]+)`"))});
+        }
+    }
+    return rows;
+}
+
+std::vector<std::string> sorted(std::vector<std::string> names) {
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The section of the public header that each entry is declared in: what its heading says before the first dot.
+std::map<std::string, std::string> sections_of(const std::string &header) {
+    static const std::regex ruler(R"(/\* -{60,})");
+    static const std::regex declaration(R"(^HB_API [^(]*\b(\w+)\()");
+    std::map<std::string, std::string> sections;
+    std::string section;
+    bool heading_follows = false;
+    for (const std::string &line : lines_of(header)) {
+        std::smatch match;
+        if (heading_follows) {
+            section = line.substr(3, line.find('.') - 3);
+        } else if (std::regex_search(line, match, declaration)) {
+            sections[match[1]] = section;
+        }
+        heading_follows = std::regex_match(line, ruler);
+    }
+    return sections;
+}
+
+bool mentions(const std::string &text, const std::string &name) {
+    return std::regex_search(text, std::regex("\\b" + name + "\\b"));
+}
+
+// What is wrong with a row, in words.
+std::vector<std::string> faults_of(const Entry_Row &row) {
+    std::vector<std::string> faults;
+    if (row.tests.empty()) {
+        faults.push_back(row.entry + " has no test");
+    }
+    for (const std::string &test : row.tests) {
+        const std::string path = root + "/tests/" + test;
+        if (!test.ends_with("_test.cpp") || !path_exists(path)) {
+            faults.push_back(row.entry + ": there is no test tests/" + test);
+        } else if (!mentions(read_source(path), row.entry)) {
+            faults.push_back(row.entry + ": tests/" + test + " does not mention it");
+        }
+    }
+    return faults;
+}
+
+TEST(EntryTable, ARowHasAnEntryItsSectionAndItsTests) {
+    const auto rows = entry_rows("| entry | section | tests |\n|---|---|---|\n"
+                                 "| `hb_a` | Two words | `x/a_test.cpp`, `b_test.cpp` |\n| other | b | c |\n");
+    ASSERT_EQ(1U, rows.size());
+    EXPECT_EQ("hb_a", rows[0].entry);
+    EXPECT_EQ("Two words", rows[0].section);
+    EXPECT_THAT(rows[0].tests, ElementsAre("x/a_test.cpp", "b_test.cpp"));
+}
+
+TEST(EntryTable, ATestThatIsMissingOrDoesNotMentionTheEntryIsSaid) {
+    EXPECT_THAT(
+        faults_of({"hb_absent_entry", "", {"unit/infra/no_such_test.cpp", "protocol/session_test.cpp"}}),
+        ElementsAre("hb_absent_entry: there is no test tests/unit/infra/no_such_test.cpp",
+                    "hb_absent_entry: tests/protocol/session_test.cpp does not mention it"));
+    EXPECT_THAT(faults_of({"hb_absent_entry", "", {}}), ElementsAre("hb_absent_entry has no test"));
+}
+
+TEST(Architecture, ItsTableHasEveryExportedEntryOnce) {
+    std::vector<std::string> listed;
+    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+        listed.push_back(row.entry);
+    }
+    const std::string map = read_source(root + "/lib/hb_client.map");
+    const auto exported = matches_of(map, std::regex(R"((hbc?_\w+);)"));
+    ASSERT_GE(exported.size(), 100U);
+    EXPECT_EQ(sorted(exported), sorted(listed));
+}
+
+TEST(Architecture, ItsTableNamesTheSectionOfTheHeader) {
+    const auto sections = sections_of(read_source(root + "/include/hb_client.h"));
+    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+        const auto section = sections.find(row.entry);
+        ASSERT_NE(section, sections.end()) << row.entry;
+        EXPECT_EQ(section->second, row.section) << row.entry;
+    }
+}
+
+TEST(Architecture, TheTestsOfItsTableExistAndMentionTheEntry) {
+    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+        EXPECT_THAT(faults_of(row), IsEmpty());
+    }
+}
+
+// ---- docs/architecture.md: the library's layers ----
+
+// From a module's path to its layer's place, the lowest first. "- **name**, what: `module`, `module`"
+std::map<std::string, int> layers_of(const std::string &document) {
+    std::map<std::string, int> layers;
+    int layer = -1;
+    for (const std::string &line : lines_of(document)) {
+        const bool begins = line.starts_with("- **");
+        layer += begins ? 1 : 0;
+        if (begins || (line.starts_with("  `") && layer >= 0)) {
+            for (const std::string &name : matches_of(line, std::regex("`([\\w/]+)`"))) {
+                const std::string path = name.starts_with("utils/") ? name : "lib/" + name;
+                EXPECT_TRUE(layers.emplace(path, layer).second) << name << " is in two layers";
+            }
+        }
+    }
+    return layers;
+}
+
+std::string layers_part(const std::string &document) {
+    const auto start = document.find("## The library's layers\n");
+    EXPECT_NE(start, std::string::npos);
+    return document.substr(start, document.find("\n## ", start) - start);
+}
+
+Include_Graph library_graph() {
+    Include_Graph graph;
+    for (const char *folder : {"lib", "utils"}) {
+        for (const std::string &path : source_files(root, folder, {".h", ".cpp"})) {
+            add_file(graph, path, read_source(root + "/" + path));
+        }
+    }
+    return graph;
+}
+
+// "a includes b", for every include that runs from a layer to one that is listed later.
+std::vector<std::string> upward_includes(const Include_Graph &graph, const std::map<std::string, int> &layers) {
+    std::vector<std::string> found;
+    for (const auto &[module, included] : graph) {
+        for (const std::string &name : included) {
+            if (layers.contains(module) && layers.contains(name) && layers.at(name) > layers.at(module)) {
+                found.push_back(module + " includes " + name);
+            }
+        }
+    }
+    return found;
+}
+
+TEST(Layers, AnIncludeOfALaterLayerIsSaid) {
+    const auto layers = layers_of("- **low**, is: `utils/a`,\n  `b`\n- **high**, too: `c`\n");
+    EXPECT_THAT(layers,
+                ElementsAre(testing::Pair("lib/b", 0), testing::Pair("lib/c", 1), testing::Pair("utils/a", 0)));
+    Include_Graph graph;
+    add_file(graph, "lib/b.h", "#include \"lib/c.h\"\n#include \"utils/a.h\"\n");
+    add_file(graph, "lib/c.cpp", "#include \"lib/b.h\"\n");
+    EXPECT_THAT(upward_includes(graph, layers), ElementsAre("lib/b includes lib/c"));
+}
+
+TEST(Architecture, EveryModuleOfTheLibraryHasAPlaceInItsLayers) {
+    std::vector<std::string> modules;
+    for (const auto &[module, included] : library_graph()) {
+        modules.push_back(module);
+    }
+    std::vector<std::string> placed;
+    for (const auto &[module, layer] : layers_of(layers_part(read_source(root + "/docs/architecture.md")))) {
+        placed.push_back(module);
+    }
+    EXPECT_EQ(modules, placed);
+}
+
+TEST(Architecture, NoModuleOfTheLibraryIncludesALaterLayer) {
+    const auto layers = layers_of(layers_part(read_source(root + "/docs/architecture.md")));
+    EXPECT_THAT(upward_includes(library_graph(), layers), IsEmpty());
+}
+
+// ---- Both: files they name ----
+
+TEST(Documents, TheFilesThatTheyNameExist) {
+    static const std::regex path(
+        R"(`((?:include|lib|utils|platform|daemon|tools|providers|tests|packaging)/[\w./]+)`)");
+    for (const char *document : {"docs/architecture.md", "docs/protocol.md"}) {
+        const auto named = matches_of(read_source(root + "/" + document), path);
+        EXPECT_FALSE(named.empty()) << document;
+        for (const std::string &name : named) {
+            EXPECT_TRUE(path_exists(root + "/" + name) || path_exists(root + "/" + name + ".h"))
+                << document << " names " << name;
+        }
+    }
 }
 
 } // namespace
