@@ -367,7 +367,7 @@ typedef struct Hb_Subscription_Group {
  * shared segments and loads the configuration.  Does nothing when it is open.  A caller need not call it.
  * A failed call may be repeated; the next one starts afresh.  Until then what the failed one made stays:
  * hb_remove_socket drops its connection.
- * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode 63. */
+ * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode 17, 63, 64, 65. */
 HB_API Hb_Rc hb_init(void);
 
 /* Closes the library: drops the cluster-event handlers and the connection.  The shared segments stay

@@ -78,7 +78,7 @@ void ORBFSEventPipeHandler::take_wake_up() {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_END);
     } else if (byte != wake_up) {
         set_hb_errno(72);
-        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_BYTE, int{byte});
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_BYTE, int{static_cast<unsigned char>(byte)});
     }
     if (readable.revents != POLLIN) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_READINESS, int{readable.revents});
@@ -129,9 +129,9 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
 Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ENTRY, orbfs_fd);
     take_wake_up();
+    MOX_tell_nothing(events, name, seqnum_p);
     if (MOX_event_queue_is_empty() != 0) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_QUEUE_EMPTY);
-        MOX_tell_nothing(events, name, seqnum_p);
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
         return Hb_Success;
     }
@@ -143,11 +143,9 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
             if (made_here) {
                 delete ev;
             }
-            MOX_tell_nothing(events, name, seqnum_p);
             hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
             return Hb_Success;
         }
-        *seqnum_p = 0;
         deliver(*ev, events, name, group);
         delete ev;
     }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <pthread.h>
 #include <unistd.h>
 
 #include "lib/MOX_HBC_trace.h"
@@ -15,6 +14,7 @@
 #include "lib/hb_global_data/group_record.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_uncancelled.h"
 #include "qz_mox.h"
 
 // What a failed assertion calls, also where NDEBUG keeps <cassert> from declaring it.
@@ -98,6 +98,7 @@ ORBFSHandler::ORBFSHandler(char *fname)
     open_file_errno = errno;
     if (mox_open_file_rc != 0 || orbfs_fd < 0) {
         trace_open_failure(fname, mox_open_file_rc, open_file_errno);
+        mox_open_file_rc = mox_open_file_rc != 0 ? mox_open_file_rc : -1;
         orbfs_fd = -1;
         return;
     }
@@ -113,11 +114,8 @@ ORBFSHandler::ORBFSHandler(int *, char *fname)
 ORBFSHandler::~ORBFSHandler() {
     selfUnregister();
     if (orbfs_fd != -1) {
-        // close is a cancellation point, and a cancellation must not unwind out of a destructor.
-        int state = 0;
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+        const Hb_Uncancelled guard; // close is a cancellation point
         close(orbfs_fd);
-        pthread_setcancelstate(state, nullptr);
         orbfs_fd = -1;
     }
     delete[] orbfs_fname;

@@ -129,7 +129,8 @@ Hb_Rc ORBFSNewGroupEventHandler::handler(int *events, char *name, Hb_Group *grou
         break;
     default:
         set_hb_errno(68);
-        hb_trace_values(HB_TRACE_INFO, HB_TR_NEW_GROUP_ODD_REQUEST, int{request}, static_cast<int>(got));
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NEW_GROUP_ODD_REQUEST, int{static_cast<unsigned char>(request)},
+                        static_cast<int>(got));
         return Hb_Failure;
     }
     if (result == Hb_Success) {

@@ -1,9 +1,9 @@
 #include "lib/MOX_ORBFSPipeHandler.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include "lib/MOX_HBC_trace.h"
+#include "lib/hb_uncancelled.h"
 
 ORBFSPipeHandler::ORBFSPipeHandler(int *fds, char *name)
     : ORBFSHandler(fds, name), orbfs_pipe_write_fd(fds[1]) {
@@ -16,11 +16,8 @@ ORBFSPipeHandler::ORBFSPipeHandler(char *name) : ORBFSHandler(name), orbfs_pipe_
 
 ORBFSPipeHandler::~ORBFSPipeHandler() {
     if (orbfs_pipe_write_fd != -1) {
-        // close is a cancellation point, and a cancellation must not unwind out of a destructor.
-        int state = 0;
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+        const Hb_Uncancelled guard; // close is a cancellation point
         close(orbfs_pipe_write_fd);
-        pthread_setcancelstate(state, nullptr);
         orbfs_pipe_write_fd = -1;
     }
 }

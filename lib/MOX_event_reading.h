@@ -7,6 +7,7 @@
 
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
+#include "lib/hb_uncancelled.h"
 #include "qz_mox.h"
 
 // An event that was read; it goes back to the service with this object.
@@ -18,6 +19,7 @@ class MOX_Read_Event {
     ~MOX_Read_Event() {
         if (held_) {
             const Hb_Errno_Keeper kept;
+            const Hb_Uncancelled guard;
             qz_orb_release_event(&event_);
         }
     }

@@ -16,6 +16,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_uncancelled.h"
 
 namespace {
 
@@ -52,12 +53,9 @@ class Without_Sigpipe {
     ~Without_Sigpipe() {
         sigset_t pending;
         if (!was_pending_ && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1) {
-            // A cancellation must not unwind out of a destructor.
-            int state = 0;
-            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+            const Hb_Uncancelled guard; // waiting is a cancellation point
             const timespec at_once = {};
             sigtimedwait(&pipe_, nullptr, &at_once);
-            pthread_setcancelstate(state, nullptr);
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }

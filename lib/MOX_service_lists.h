@@ -4,13 +4,23 @@
 
 #include <memory>
 
+#include "lib/hb_errno_keeper.h"
 #include "lib/hb_global_data/cluster_name.h"
+#include "lib/hb_uncancelled.h"
 #include "qz_mox.h"
 
+// What a service does to release a list shows neither in errno nor by a cancellation.
 struct MOX_Release {
-    void operator()(qz_mox_cluster_info_t *info) const { qz_mox_release_cluster_info(info); }
-    void operator()(qz_mox_node_info_t *list) const { qz_mox_release_node_info(list); }
-    void operator()(qz_mox_net_intf_info_t *list) const { qz_mox_release_net_intf_info(list); }
+    void operator()(qz_mox_cluster_info_t *info) const { release(qz_mox_release_cluster_info, info); }
+    void operator()(qz_mox_node_info_t *list) const { release(qz_mox_release_node_info, list); }
+    void operator()(qz_mox_net_intf_info_t *list) const { release(qz_mox_release_net_intf_info, list); }
+
+  private:
+    template <typename Record> static void release(void (*back)(Record *), Record *record) {
+        const Hb_Errno_Keeper kept;
+        const Hb_Uncancelled guard;
+        back(record);
+    }
 };
 
 template <typename Record> using MOX_Owned = std::unique_ptr<Record, MOX_Release>;

@@ -6,13 +6,9 @@
 #include "lib/MOX_adapter_index.h"
 #include "lib/MOX_event_construction.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/table_swap.h"
 
 namespace {
-
-bool knows_node(const Hb_Configuration_Internal &table, Hb_Node_Number node) {
-    return table.node_hash != nullptr &&
-           Hash_search(static_cast<unsigned long>(node), table.node_hash) != nullptr;
-}
 
 bool is_not_up_there(const Hb_Adapter_Entry *there) {
     return there == nullptr || there->Hb_state == Hb_Entity_Down || there->Hb_state == Hb_Entity_Undef;
@@ -64,7 +60,7 @@ void MOX_missing_nodes(const Hb_Configuration_Internal &tbl1, const Hb_Configura
                        MOX_Event **ev) {
     for (int i = 0; i < tbl1.Hb_num_nodes && tbl1.node_list != nullptr; ++i) {
         const Hb_Node_Entry &node = tbl1.node_list[i];
-        if (node.state == Hb_Entity_Up && !knows_node(tbl2, node.node_num)) {
+        if (node.state == Hb_Entity_Up && hb_find_node(tbl2, node.node_num) == nullptr) {
             MOX_construct_empty_node_event(ev, events);
             MOX_add_node(*ev, node.node_num);
         }
@@ -94,7 +90,7 @@ void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Interna
 Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configuration_Internal *_tbl2) {
     for (int i = 0; i < _tbl1->Hb_num_nodes && _tbl1->node_list != nullptr; ++i) {
         const Hb_Node_Number node = _tbl1->node_list[i].node_num;
-        if (!knows_node(*_tbl2, node)) {
+        if (hb_find_node(*_tbl2, node) == nullptr) {
             set_hb_errno(73);
             hb_trace_values(HB_TRACE_ERRORS, HB_TR_NODE_UNKNOWN, int{node});
             return Hb_Failure;

@@ -12,6 +12,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_none_values.h"
 
 namespace {
 
@@ -122,18 +123,23 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
     }
 }
 
-// Takes the entry that has been filled behind the last node.
-void take_node(Hb_Configuration_Internal &table) {
-    const int i = table.Hb_num_nodes++;
-    hb_index_node(table, i);
-    Hb_Boolean &present = global_node_tbl[table.node_list[i].node_num];
-    if (present == Hb_False) {
+// Takes the entry that has been filled behind the last node. False when memory is short, as of all that take.
+bool take_node(Hb_Configuration_Internal &table) {
+    return hb_index_node(table, table.Hb_num_nodes++);
+}
+
+// The nodes that queries know are those of the newest table.
+void mark_present_nodes(const Hb_Configuration_Internal &table) {
+    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
+    global_num_nodes = 0;
+    for (int i = 0; i < table.Hb_num_nodes; ++i) {
+        Hb_Boolean &present = global_node_tbl[table.node_list[i].node_num];
+        global_num_nodes += present == Hb_False ? 1 : 0;
         present = Hb_True;
-        ++global_num_nodes;
     }
 }
 
-void copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
+bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
                       uint32_t excluded) {
     for (int i = 0; i < source.Hb_num_nodes && source.node_list != nullptr; ++i) {
         const Hb_Node_Entry &entry = source.node_list[i];
@@ -142,11 +148,14 @@ void copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_I
             continue;
         }
         table.node_list[table.Hb_num_nodes] = entry;
-        take_node(table);
+        if (!take_node(table)) {
+            return false;
+        }
     }
+    return true;
 }
 
-void take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
+bool take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
                 const Hb_Configuration_Internal *source, uint32_t excluded) {
     for (; list != nullptr && table.Hb_num_nodes < HB_NODE_SLOTS; list = list->p_next) {
         if (list->number >= HB_NODE_SLOTS || (excluded != no_node && list->number != excluded)) {
@@ -155,8 +164,11 @@ void take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list
         Hb_Node_Entry &entry = table.node_list[table.Hb_num_nodes];
         entry.node_num = static_cast<Hb_Node_Number>(list->number);
         set_node_state(entry, *list, source != nullptr ? hb_find_node(*source, entry.node_num) : nullptr);
-        take_node(table);
+        if (!take_node(table)) {
+            return false;
+        }
     }
+    return true;
 }
 
 void put_local_node_up(Hb_Configuration_Internal &table) {
@@ -206,7 +218,7 @@ void trace_adapter(Hb_Trace_Id id, Hb_Adapter_Entry &entry) {
         address, static_cast<int>(std::strlen(address) + 1), &entry.Hb_adapter_num, 4, &entry.Hb_state, 4);
 }
 
-void copy_other_adapters(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
+bool copy_other_adapters(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
                          uint32_t excluded, int room) {
     for (int i = 0; i < source.Hb_num_adapters && source.Hb_global_adapter_list != nullptr; ++i) {
         const Hb_Adapter_Entry &entry = source.Hb_global_adapter_list[i];
@@ -215,9 +227,12 @@ void copy_other_adapters(Hb_Configuration_Internal &table, const Hb_Configuratio
         }
         const int to = table.Hb_num_adapters++;
         table.Hb_global_adapter_list[to] = entry;
-        hb_index_adapter(table, to);
+        if (!hb_index_adapter(table, to)) {
+            return false;
+        }
         trace_adapter(HB_TR_ADAPTER_KEPT, table.Hb_global_adapter_list[to]);
     }
+    return true;
 }
 
 Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
@@ -233,7 +248,7 @@ Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
 }
 
 // A node's interfaces are numbered in the order in which the service gives them.
-void take_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
+bool take_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
                      int room) {
     uint8_t used[HB_NODE_SLOTS] = {};
     for (; list != nullptr && table.Hb_num_adapters < room; list = list->p_next) {
@@ -251,15 +266,45 @@ void take_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_inf
         entry.Hb_adapter_num = list->node_number * MOX_ADAPTERS_PER_NODE + used[list->node_number];
         ++used[list->node_number];
         entry.Hb_state = interface_state(*list);
-        hb_index_adapter(table, to);
+        if (!hb_index_adapter(table, to)) {
+            return false;
+        }
         trace_adapter(HB_TR_ADAPTER_TAKEN, entry);
     }
+    return true;
 }
 
 void name_networks(Hb_Configuration_Internal &table) {
     std::fill_n(table.Hb_global_network_list, HB_NETWORK_SLOTS, Hb_Network_Entry());
     std::strcpy(table.Hb_global_network_list[0].Hb_network_name, "MOX_Network");
     std::strcpy(table.Hb_global_network_list[0].Hb_network_type, "ether");
+}
+
+// A number that no node can have is nobody's.
+Hb_Node_Number local_node_of(const qz_mox_cluster_info_t &cluster) {
+    return cluster.local_node_number < HB_NODE_SLOTS ? static_cast<Hb_Node_Number>(cluster.local_node_number)
+                                                     : HB_NO_NODE;
+}
+
+bool fill(Hb_Configuration_Internal &table, const Answers &answers, const Hb_Configuration_Internal *source,
+          uint32_t excluded, int room) {
+    table.local_node_number = local_node_of(*answers.cluster);
+    table.Hb_max_nodes = HB_NODE_SLOTS;
+    table.Hb_num_networks = HB_NETWORK_SLOTS;
+    table.Hb_adapters_per_node = MOX_ADAPTERS_PER_NODE;
+    table.Hb_num_nodes = 0;
+    table.Hb_num_adapters = 0;
+    if (excluded != no_node && !copy_other_nodes(table, *source, excluded)) {
+        return false;
+    }
+    if (!take_nodes(table, answers.nodes.get(), source, excluded)) {
+        return false;
+    }
+    put_local_node_up(table);
+    if (excluded != no_node && !copy_other_adapters(table, *source, excluded, room)) {
+        return false;
+    }
+    return take_interfaces(table, answers.interfaces.get(), excluded, room);
 }
 
 } // namespace
@@ -273,27 +318,11 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
     const uint32_t excluded = excluded_node(event_metadata_p, src_cfg_table);
     const int room = count_adapters(answers.interfaces.get(), src_cfg_table, excluded);
     Hb_Configuration_Internal &table = *cfg_table;
-    if (!hb_make_table_lists(table, room)) {
+    if (!hb_make_table_lists(table, room) || !fill(table, answers, src_cfg_table, excluded, room)) {
         empty_global_config_table(&table);
         return hb_fail(17);
     }
-    table.local_node_number = static_cast<Hb_Node_Number>(answers.cluster->local_node_number);
-    table.Hb_max_nodes = HB_NODE_SLOTS;
-    table.Hb_num_networks = HB_NETWORK_SLOTS;
-    table.Hb_adapters_per_node = MOX_ADAPTERS_PER_NODE;
-    table.Hb_num_nodes = 0;
-    table.Hb_num_adapters = 0;
-    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
-    global_num_nodes = 0;
-    if (excluded != no_node) {
-        copy_other_nodes(table, *src_cfg_table, excluded);
-    }
-    take_nodes(table, answers.nodes.get(), src_cfg_table, excluded);
-    put_local_node_up(table);
-    if (excluded != no_node) {
-        copy_other_adapters(table, *src_cfg_table, excluded, room);
-    }
-    take_interfaces(table, answers.interfaces.get(), excluded, room);
+    mark_present_nodes(table);
     name_networks(table);
     return Hb_Success;
 }

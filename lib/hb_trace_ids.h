@@ -1,4 +1,4 @@
-// Every trace record id of the library, each used by one trace point unless said otherwise. An id is never
+// Every trace record id of the library, each used by one trace point; those of a handler's exit by every way out of it. An id is never
 // given to another point later: recorded traces and the message catalogue refer to it.
 #ifndef HB_TRACE_IDS_H
 #define HB_TRACE_IDS_H

@@ -28,7 +28,7 @@ struct Hb_Configuration_Internal {
     Hb_Adapter_Entry *Hb_global_adapter_list; // new[], in the order of delivery
     Hb_Network_Entry Hb_global_network_list[HB_NETWORK_SLOTS];
     H_table_str *adap_hash; // adapter number to its entry; the authority on whether an adapter exists
-    H_table_str *ip_hash;   // address to the first adapter that has it
+    H_table_str *ip_hash; // address to an adapter that has it: the first by the daemon, the last by the service
     H_table_str *node_hash; // node number to its entry
     H_table_str *site_hash;
     Hb_Node_Entry *node_list; // new[] of HB_NODE_SLOTS

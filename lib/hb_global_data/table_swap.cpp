@@ -6,30 +6,11 @@
 #include "lib/MOX_HBC_trace.h"
 #include "lib/hb_global_data/error_number.h"
 
-namespace {
-
-void free_hash(H_table_str *&table) {
-    Hash_free(table);
-    table = nullptr;
-}
-
-template <typename Entry> void free_list(Entry *&list) {
-    delete[] list;
-    list = nullptr;
-}
-
-} // namespace
-
 void empty_global_config_table(Hb_Configuration_Internal *t) {
     if (t == nullptr) {
         return;
     }
-    free_list(t->Hb_global_adapter_list);
-    free_hash(t->adap_hash);
-    free_hash(t->ip_hash);
-    free_hash(t->node_hash);
-    free_hash(t->site_hash);
-    free_list(t->node_list);
+    hb_release_table_lists(*t);
     t->local_node_number = 0;
     t->Hb_max_nodes = 0;
     t->Hb_num_nodes = 0;
@@ -55,42 +36,62 @@ bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
            table.Hb_global_adapter_list != nullptr && table.adap_hash != nullptr && table.ip_hash != nullptr;
 }
 
-void hb_index_node(Hb_Configuration_Internal &table, int i) {
+bool hb_index_node(Hb_Configuration_Internal &table, int i) {
     Hb_Node_Entry &entry = table.node_list[i];
-    Hash_insert(static_cast<unsigned long>(entry.node_num), table.node_hash, &entry);
+    const int before = Hash_entries(table.node_hash);
+    const void *earlier = Hash_insert(static_cast<unsigned long>(entry.node_num), table.node_hash, &entry);
+    return earlier != nullptr || Hash_entries(table.node_hash) > before;
 }
 
-void hb_index_adapter(Hb_Configuration_Internal &table, int i) {
+bool hb_index_adapter(Hb_Configuration_Internal &table, int i) {
     Hb_Adapter_Entry &entry = table.Hb_global_adapter_list[i];
-    Hash_insert(entry.Hb_adapter_num, table.adap_hash, &entry);
-    Hash_insert_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&entry.Hb_ip_address), table.ip_hash, &entry);
+    const int before = Hash_entries(table.adap_hash);
+    const int addresses_before = Hash_entries(table.ip_hash);
+    const void *earlier = Hash_insert(entry.Hb_adapter_num, table.adap_hash, &entry);
+    const void *same_address =
+        Hash_insert_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&entry.Hb_ip_address), table.ip_hash, &entry);
+    return (earlier != nullptr || Hash_entries(table.adap_hash) > before) &&
+           (same_address != nullptr || Hash_entries(table.ip_hash) > addresses_before);
 }
 
-void MOX_copy_and_delete_global_config_tbl() {
-    const Hb_Configuration_Internal &from = global_config_tbl_new;
-    Hb_Configuration_Internal &to = global_config_tbl;
-    empty_global_config_table(&to);
+namespace {
+
+// The lists and hash tables of `from`, and the numbers that go with them.
+bool copy_lists(const Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {
     if (!hb_make_table_lists(to, from.Hb_num_adapters)) {
-        empty_global_config_table(&to);
-        set_hb_errno(17);
-        return;
+        return false;
     }
     hb_trace_values(HB_TRACE_INFO, HB_TR_SWAP_NODES, from.Hb_num_nodes);
+    bool is_whole = true;
     for (int i = 0; i < from.Hb_num_nodes && i < HB_NODE_SLOTS; ++i) {
         to.node_list[i] = from.node_list[i];
-        hb_index_node(to, i);
+        is_whole = hb_index_node(to, i) && is_whole;
     }
     to.Hb_num_nodes = from.Hb_num_nodes;
     to.Hb_num_adapters = from.Hb_num_adapters;
     for (int i = 0; i < from.Hb_num_adapters; ++i) {
         to.Hb_global_adapter_list[i] = from.Hb_global_adapter_list[i];
-        hb_index_adapter(to, i);
+        is_whole = hb_index_adapter(to, i) && is_whole;
     }
-    std::copy_n(from.Hb_global_network_list, HB_NETWORK_SLOTS, to.Hb_global_network_list);
-    to.local_node_number = from.local_node_number;
-    to.Hb_max_nodes = from.Hb_max_nodes;
-    to.Hb_adapters_per_node = from.Hb_adapters_per_node;
-    to.Hb_num_networks = from.Hb_num_networks;
+    return is_whole;
+}
+
+} // namespace
+
+void MOX_copy_and_delete_global_config_tbl() {
+    const Hb_Configuration_Internal &from = global_config_tbl_new;
+    Hb_Configuration_Internal copy = {};
+    if (!copy_lists(from, copy)) {
+        empty_global_config_table(&copy);
+        set_hb_errno(17);
+        return;
+    }
+    std::copy_n(from.Hb_global_network_list, HB_NETWORK_SLOTS, copy.Hb_global_network_list);
+    copy.local_node_number = from.local_node_number;
+    copy.Hb_max_nodes = from.Hb_max_nodes;
+    copy.Hb_adapters_per_node = from.Hb_adapters_per_node;
+    copy.Hb_num_networks = from.Hb_num_networks;
+    hb_move_config_table(copy, global_config_tbl);
     empty_global_config_table(&global_config_tbl_new);
 }
 

@@ -12,7 +12,7 @@ void empty_global_config_table(Hb_Configuration_Internal *t);
 bool hb_table_is_pristine(const Hb_Configuration_Internal &table);
 
 // Rebuilds global_config_tbl as a deep copy of global_config_tbl_new, which it then empties. Sites are not
-// carried over.
+// carried over. When memory is short both stay as they are. Errors: 17.
 void MOX_copy_and_delete_global_config_tbl();
 
 // The same, unless the working table is pristine: the live one then stays.
@@ -25,9 +25,9 @@ void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Inte
 // was made then stays in the table for emptying.
 bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters);
 
-// Take entry i of the lists, which has been filled, into the hash tables.
-void hb_index_node(Hb_Configuration_Internal &table, int i);
-void hb_index_adapter(Hb_Configuration_Internal &table, int i);
+// Take entry i of the lists, which has been filled, into the hash tables. False when memory is short.
+bool hb_index_node(Hb_Configuration_Internal &table, int i);
+bool hb_index_adapter(Hb_Configuration_Internal &table, int i);
 
 // The node's entry; null when the table has none.
 Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node);

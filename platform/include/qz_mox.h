@@ -117,7 +117,8 @@ typedef struct qz_mox_uuid {
     uint64_t low;
 } __attribute__((packed, aligned(4))) qz_mox_uuid_t;
 
-/* An IPv4 address in the place of an IPv6 one: behind three words of zero. */
+/* An IPv4 address in the place of an IPv6 one, as ::ffff:a.b.c.d: the last filler word is htonl(0xFFFF), as in
+ * what the heartbeat daemon tells. The library takes addresses as they come, and another form is another address. */
 typedef struct qz_mox_v4_in_v6 {
     uint32_t filler[3];
     uint32_t v4_in_v6_ipv4; /* network order */

@@ -1,10 +1,13 @@
 // Emptying a configuration table, making the working one live, and showing one.
+#include <cerrno>
 #include <cstring>
 
 #include <gtest/gtest.h>
 
+#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/tables/trace_spy.h"
 #include "utils/hash.h"
@@ -157,6 +160,32 @@ ISOLATED_TEST(Swap, OfAPristineTableIsLiteralHereAndPassedOverByTheMarker) {
     MOX_copy_and_delete_global_config_tbl();
     EXPECT_EQ(0, global_config_tbl.Hb_num_nodes);
     EXPECT_EQ(0, global_config_tbl.Hb_adapters_per_node);
+    empty_global_config_table(&global_config_tbl);
+}
+
+ISOLATED_TEST(Swap, ThatRunsOutOfMemoryAnywhereIsError17AndBothTablesStay) {
+    fill(global_config_tbl);
+    fill(global_config_tbl_new);
+    global_config_tbl_new.node_list[0].state = Hb_Entity_Down;
+    int allocations = 0;
+    for (;; ++allocations) {
+        set_hb_errno(0);
+        {
+            const FaultGuard guard = failing(Call::allocation, ENOMEM, allocations);
+            MOX_copy_and_delete_global_config_tbl();
+        }
+        if (hb_get_errno() == 0) {
+            break;
+        }
+        ASSERT_EQ(17, hb_get_errno());
+        ASSERT_EQ(2, global_config_tbl.Hb_num_nodes);
+        EXPECT_EQ(Hb_Entity_Up, global_config_tbl.node_list[0].state);
+        EXPECT_EQ(2, global_config_tbl_new.Hb_num_nodes);
+        EXPECT_NE(nullptr, hb_find_node(global_config_tbl, 5));
+    }
+    // Two lists and three hashes with what is theirs, and an entry for each node and twice for each adapter.
+    EXPECT_LE(2 + 3 + 2 + 2 * 3, allocations);
+    EXPECT_EQ(Hb_Entity_Down, global_config_tbl.node_list[0].state);
     empty_global_config_table(&global_config_tbl);
 }
 

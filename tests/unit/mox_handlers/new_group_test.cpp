@@ -144,7 +144,7 @@ ISOLATED_TEST(NewGroup, AnyOtherRequestIsError68) {
         EXPECT_EQ(68, group.call.error);
         EXPECT_TRUE(group.call.group_is_untouched());
         ASSERT_NE(nullptr, traced(spy, 80));
-        EXPECT_THAT(traced(spy, 80)->values, ElementsAre(static_cast<uint32_t>(int{request}), 1));
+        EXPECT_THAT(traced(spy, 80)->values, ElementsAre(static_cast<unsigned char>(request), 1U));
     }
 }
 

@@ -221,6 +221,18 @@ ISOLATED_TEST(TableUpdate, TheLocalNodeIsUpWhateverTheServiceSays) {
     }
 }
 
+ISOLATED_TEST(TableUpdate, ALocalNodeOutOfRangeIsNobody) {
+    for (const uint32_t number : {2049U, 65535U, 65539U, 0xFFFFFFFFU}) {
+        Cluster cluster;
+        cluster.service.set_cluster("small", number);
+        cluster.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
+        Table table;
+        ASSERT_EQ(Hb_Success, cluster.update(table));
+        EXPECT_EQ(-1, table.t.local_node_number) << number;
+        EXPECT_EQ(Hb_Entity_Down, table.node(3).state);
+    }
+}
+
 // ---- One node alone ----
 
 ISOLATED_TEST(TableUpdate, ALivenessEventRebuildsItsNodeAloneAndCopiesTheOthers) {

@@ -1,0 +1,18 @@
+// Keeps a cancellation of the thread from taking effect, where it must not unwind: in destructors.
+#ifndef HB_UNCANCELLED_H
+#define HB_UNCANCELLED_H
+
+#include <pthread.h>
+
+class Hb_Uncancelled {
+  public:
+    Hb_Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~Hb_Uncancelled() { pthread_setcancelstate(before_, nullptr); }
+    Hb_Uncancelled(const Hb_Uncancelled &) = delete;
+    Hb_Uncancelled &operator=(const Hb_Uncancelled &) = delete;
+
+  private:
+    int before_ = 0;
+};
+
+#endif
