@@ -14,12 +14,17 @@ std::vector<std::string> command_line(const Programs &programs, const std::vecto
     return line;
 }
 
+ChildProcess::Environment on_socket(const std::string &socket, ChildProcess::Environment environment) {
+    environment.insert(environment.end(),
+                       {{"HB_SERVER_SOCKET", socket}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
+    return environment;
+}
+
 } // namespace
 
-Client::Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands)
-    : abi_(programs.abi),
-      process_(command_line(programs, commands),
-               {{"HB_SERVER_SOCKET", socket}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}}) {}
+Client::Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands,
+               const ChildProcess::Environment &environment)
+    : abi_(programs.abi), process_(command_line(programs, commands), on_socket(socket, environment)) {}
 
 // An identifier that wispd made up is unlike any other, so its text is no use to a test; its identity is.
 std::string Client::with_short_id(const std::string &line) {

@@ -15,7 +15,8 @@ namespace hb_test {
 class Client {
   public:
     // The commands are obeyed first; client_program.cpp lists them.
-    Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands = {});
+    Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands = {},
+           const ChildProcess::Environment &environment = {});
 
     void order(const std::string &command) { process_.write_input(command + "\n"); }
     // The next line it prints; a text in brackets when there is none. Failure identifiers that wispd made up

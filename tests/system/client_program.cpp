@@ -7,6 +7,9 @@
 //   configuration                      all that the queries tell
 //   totals                             the counts alone, and what the iterations add up to
 //   pause | resume                     stop reading events, and go on
+//   take N                             N events, waiting for each
+//   drain                              events until no descriptor is ready, and "quiet"
+//   prepare | commit | abort           leave the daemon for the cluster service, or stay
 //   heartbeat                          the daemon's heartbeat settings as they came last
 //
 // and what client_requests.cpp lists.
@@ -119,13 +122,37 @@ std::string event_text(int kind, Hb_Group &group) {
     }
 }
 
-void take_event(Client &client) {
+std::vector<pollfd> to_wait_on(const std::vector<int> &descriptors) {
+    std::vector<pollfd> wanted;
+    for (const int descriptor : descriptors) {
+        wanted.push_back({descriptor, POLLIN, 0});
+    }
+    return wanted;
+}
+
+std::vector<int> ready_ones(const std::vector<pollfd> &waited_on) {
+    std::vector<int> ready;
+    for (const pollfd &descriptor : waited_on) {
+        if (descriptor.revents != 0) {
+            ready.push_back(descriptor.fd);
+        }
+    }
+    return ready;
+}
+
+// Those of the client's descriptors that are ready; none after that time.
+std::vector<int> wait_ready(const Client &client, int milliseconds) {
+    std::vector<pollfd> wanted = to_wait_on(client.descriptors);
+    poll(wanted.data(), wanted.size(), milliseconds);
+    return ready_ones(wanted);
+}
+
+void take_event(Client &client, std::vector<int> ready) {
+    ready.push_back(-1);
     timeval at_once{};
     int kind = 0;
     Hb_Name name{};
     unsigned long sequence = 0;
-    std::vector<int> ready = client.descriptors;
-    ready.push_back(-1);
     if (hb_get_event_message(ready.data(), &at_once, &kind, name, client.group.get(), &sequence) ==
         Hb_Success) {
         say("event " + std::to_string(sequence) + " " + kind_name(kind) + " " + name +
@@ -238,15 +265,22 @@ void totals(Client & /*client*/, const Words & /*words*/) {
 
 // ---- The session and its subscriptions ----
 
-void open_library(Client &client, const Words & /*words*/) {
+bool learn_descriptors(Client &client) {
     int *descriptors = nullptr;
     int count = 0;
-    if (hb_init() != Hb_Success || hb_get_file_descriptor_array(&descriptors, &count) != Hb_Success) {
-        say_failure("open");
-        return;
+    if (hb_get_file_descriptor_array(&descriptors, &count) != Hb_Success) {
+        return false;
     }
     client.descriptors.assign(descriptors, descriptors + count);
     hb_free_file_descriptor_array(descriptors);
+    return true;
+}
+
+void open_library(Client &client, const Words & /*words*/) {
+    if (hb_init() != Hb_Success || !learn_descriptors(client)) {
+        say_failure("open");
+        return;
+    }
     say("opened");
 }
 
@@ -306,6 +340,34 @@ void resume_reading(Client &client, const Words & /*words*/) {
     say("resumed");
 }
 
+void take(Client &client, const Words &words) {
+    for (int left = std::stoi(words.at(1)); left > 0 && !client.descriptors.empty(); --left) {
+        take_event(client, wait_ready(client, -1));
+    }
+}
+
+void drain(Client &client, const Words & /*words*/) {
+    for (std::vector<int> ready = wait_ready(client, 0); !ready.empty(); ready = wait_ready(client, 0)) {
+        take_event(client, ready);
+    }
+    say("quiet");
+}
+
+// ---- From the daemon to the cluster service ----
+
+void prepare(Client & /*client*/, const Words & /*words*/) {
+    report(hb_migrate_to_mox_prep(), "prepare", "prepared");
+}
+
+void commit(Client &client, const Words & /*words*/) {
+    const bool done = hb_migrate_to_mox_commit() == Hb_Success && learn_descriptors(client);
+    report(done ? Hb_Success : Hb_Failure, "commit", "committed");
+}
+
+void give_up(Client & /*client*/, const Words & /*words*/) {
+    report(hb_migrate_to_mox_abort(), "abort", "aborted");
+}
+
 void heartbeat(Client & /*client*/, const Words & /*words*/) {
     say("heartbeat" + heartbeat_text());
 }
@@ -313,9 +375,20 @@ void heartbeat(Client & /*client*/, const Words & /*words*/) {
 void obey(Client &client, const std::string &line) {
     using Action = void (*)(Client &, const Words &);
     static const std::map<std::string, Action> actions = {
-        {"open", open_library},       {"close", close_library},         {"subscribe", subscribe},
-        {"unsubscribe", unsubscribe}, {"configuration", configuration}, {"totals", totals},
-        {"pause", pause_reading},     {"resume", resume_reading},       {"heartbeat", heartbeat},
+        {"open", open_library},
+        {"close", close_library},
+        {"subscribe", subscribe},
+        {"unsubscribe", unsubscribe},
+        {"configuration", configuration},
+        {"totals", totals},
+        {"pause", pause_reading},
+        {"resume", resume_reading},
+        {"heartbeat", heartbeat},
+        {"take", take},
+        {"drain", drain},
+        {"prepare", prepare},
+        {"commit", commit},
+        {"abort", give_up},
     };
     std::istringstream stream(line);
     Words words;
@@ -349,18 +422,17 @@ bool take_input(Client &client, std::string &unfinished) {
 void serve(Client &client) {
     std::string unfinished;
     for (;;) {
-        std::vector<pollfd> wanted{{STDIN_FILENO, POLLIN, 0}};
-        if (client.reading) {
-            for (const int descriptor : client.descriptors) {
-                wanted.push_back({descriptor, POLLIN, 0});
-            }
-        }
+        std::vector<pollfd> wanted = to_wait_on(client.reading ? client.descriptors : std::vector<int>());
+        wanted.push_back({STDIN_FILENO, POLLIN, 0});
         if (poll(wanted.data(), wanted.size(), -1) < 0) {
             continue;
         }
-        if (wanted.size() > 1 && wanted[1].revents != 0) {
-            take_event(client);
-        } else if (wanted[0].revents != 0 && !take_input(client, unfinished)) {
+        const bool told = wanted.back().revents != 0;
+        wanted.pop_back();
+        const std::vector<int> ready = ready_ones(wanted);
+        if (!ready.empty()) {
+            take_event(client, ready);
+        } else if (told && !take_input(client, unfinished)) {
             return;
         }
     }

@@ -1,6 +1,6 @@
 // Says "done" or "failed COMMAND ERROR", unless it has more to tell.
 //
-//   node-may-be-down N | node-is-down N | adapter-may-be-down A | adapter-is-down A
+//   heard-from N | node-may-be-down N | node-is-down N | adapter-may-be-down A | adapter-is-down A
 //   enable A | disable A | ifconfig-up A | ifconfig-down A
 //   configure A ADDRESS | unconfigure A | swap A ADDRESS | grace A SECONDS | adapter-state A
 //   simulate-death SECONDS | discard-stale 0|1 | client-heartbeat N | manual-control 1|2 [INTERFACE] | shutdown
@@ -147,6 +147,7 @@ const std::map<std::string, Request> &requests() {
     static const std::map<std::string, Request> all = {
         {"node-may-be-down", about_node(hb_node_may_be_down)},
         {"node-is-down", about_node(hb_node_is_down)},
+        {"heard-from", about_node(hb_mox_msg_received_from)},
         {"adapter-may-be-down", about_adapter(hb_adapter_may_be_down)},
         {"adapter-is-down", about_adapter(hb_adapter_is_down)},
         {"enable", about_adapter(hb_enable_adapter)},

@@ -29,6 +29,8 @@ add_library(
   ${system_dir}/clusters.cpp
   ${system_dir}/daemon.cpp
   ${system_dir}/hbctl.cpp
+  ${system_dir}/migration_model.cpp
+  ${system_dir}/moving_client.cpp
   ${system_dir}/readers.cpp
   ${system_dir}/service_client.cpp
   ${system_dir}/setup.cpp
@@ -46,6 +48,7 @@ set(system_scenarios
     ${system_dir}/full_size_test.cpp
     ${system_dir}/hbctl_test.cpp
     ${system_dir}/keys_test.cpp
+    ${system_dir}/migrating_client_test.cpp
     ${system_dir}/migration_load_test.cpp
     ${system_dir}/migration_test.cpp
     ${system_dir}/reconfiguration_test.cpp

@@ -1,0 +1,49 @@
+// A client that can leave its daemon for the cluster service: both play the same cluster, and each is told by
+// itself what happens in it.
+#ifndef HB_TEST_SYSTEM_MOVING_CLIENT_H
+#define HB_TEST_SYSTEM_MOVING_CLIENT_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/temp_dir.h"
+#include "tests/system/client.h"
+#include "tests/system/daemon.h"
+#include "tests/system/setup.h"
+
+namespace hb_test {
+
+// Nodes 1 to 6 with two adapters each, which the daemon and the service number alike. Node 1 is the local one,
+// and the daemon ends a moment after it was asked to.
+std::string moving_cluster_file();
+
+class Moving_Client {
+  public:
+    // Starts the daemon, and the client with subscriptions n to all nodes and a to all adapters; it reads no
+    // event but when it is ordered to.
+    explicit Moving_Client(const Setup &setup, const std::string &service_file = moving_cluster_file());
+
+    testing::AssertionResult daemon_is_told(const std::string &json) { return daemon_.tells(json); }
+    testing::AssertionResult service_is_told(const std::string &json) const;
+    // Reads that many events, in the words of the model.
+    std::vector<std::string> take(std::size_t count);
+    // Reads what there is.
+    std::vector<std::string> drain();
+
+    Daemon &daemon() { return daemon_; }
+    Client &client() { return *client_; }
+
+  private:
+    std::string service_socket() const { return directory_.file("service"); }
+
+    Daemon daemon_;
+    TempDir directory_;
+    std::unique_ptr<Client> client_;
+};
+
+} // namespace hb_test
+
+#endif
