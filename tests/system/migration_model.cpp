@@ -209,8 +209,8 @@ std::string in_short(const std::string &line) {
         return kind;
     }
     std::string text = kind + " " + name;
-    // Members, each with its incarnation behind it if it has one, come before all else.
-    for (std::string word; words >> word && word.find_first_not_of("0123456789@") == std::string::npos;) {
+    // Members, each with what else is told of it behind an @, come before all else.
+    for (std::string word; words >> word && word[0] >= '0' && word[0] <= '9';) {
         text += " " + word.substr(0, word.find('@'));
     }
     return text;

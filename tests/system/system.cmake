@@ -50,6 +50,7 @@ set(system_scenarios
     ${system_dir}/keys_test.cpp
     ${system_dir}/migrating_client_test.cpp
     ${system_dir}/migration_load_test.cpp
+    ${system_dir}/migration_moments_test.cpp
     ${system_dir}/migration_test.cpp
     ${system_dir}/reconfiguration_test.cpp
     ${system_dir}/requests_test.cpp
