@@ -305,7 +305,7 @@ TEST_P(Migrating_Client, IsToldEveryEventOnceAfterAMoveThatWasGivenUp) {
 TEST_P(Migrating_Client, IsToldEveryEventOnceWhenItReadsByItself) {
     Course course{};
     course.reads_by_itself = true;
-    run(20, course);
+    run(10, course);
 }
 
 SYSTEM_TESTS(Migrating_Client);
