@@ -367,7 +367,8 @@ typedef struct Hb_Subscription_Group {
  * shared segments and loads the configuration.  Does nothing when it is open.  A caller need not call it.
  * A failed call may be repeated; the next one starts afresh.  Until then what the failed one made stays:
  * hb_remove_socket drops its connection.
- * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode 17, 63, 64, 65. */
+ * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode
+ * 17, 63, 64, 65. */
 HB_API Hb_Rc hb_init(void);
 
 /* Closes the library: drops the cluster-event handlers and the connection.  The shared segments stay
@@ -399,7 +400,8 @@ HB_API void hbc_initialize_trace_once(void);
 /* The descriptors to wait on for reading: *descriptor becomes a new array of *numbers_of_fds descriptors
  * followed by -1, to be released with hb_free_file_descriptor_array.  The descriptors stay the library's:
  * do not close, read or write them.  In daemon mode there is one; ask again after hb_terminate.  In
- * cluster-event mode there are nine; ask again after hb_migrate_to_mox_commit, too.
+ * cluster-event mode there are nine, or none while there are no handlers; ask again after
+ * hb_migrate_to_mox_commit, too.
  * Opens.  Errors: 4 (null pointer), 17. */
 HB_API Hb_Rc hb_get_file_descriptor_array(int **descriptor, int *numbers_of_fds);
 
@@ -649,18 +651,23 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 /* Leaves the daemon, which is asked to end after its delay, for the service; what the two tell differently
  * comes as events.  A daemon that has gone already does not stop it, nor does it raise SIGPIPE.  The
  * descriptors to wait on are others from here on: ask hb_get_file_descriptor_array again.  Subscriptions stay,
- * by their names.  Without a preparation that succeeded there is nobody to tell events, until one does and is
- * committed.  To ask the daemon it opens a library that is not open.  Succeeds always; what was met on the way
- * stays behind as the error number: that of hb_init or of sending when the daemon could not be asked; 17, 63, 64,
- * 65, 70, 71 of the service's table, 73 when it lacks a node of the daemon's or the daemon one of its own, or
- * there is none; 59 when the events could not be signalled. */
+ * by their names.  A node that both know, but only one holds for up, is told by its adapters alone:
+ * subscribe again where nodes matter, for the account of who is up.  Without a preparation that succeeded
+ * there is nobody to tell events, until one does and is committed.  It waits while a daemon that has stopped
+ * does not read.  To ask the daemon it opens a library that is not open.  Succeeds always; what was met on
+ * the way stays behind as the error number: that of hb_init or of sending when the daemon could not be
+ * asked; 17, 63, 64, 65, 70, 71 of the service's table, 73 when it lacks a node of the daemon's or the
+ * daemon one of its own, or there is none; 59 when the events could not be signalled. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
-/* Gives the preparation up and stays with the daemon.  Does not open.  Succeeds always, also again. */
+/* Gives the preparation up and stays with the daemon; after a commit there are no handlers then, and no
+ * events, until a preparation and its commit.  Does not open.  Succeeds always, also again. */
 HB_API Hb_Rc hb_migrate_to_mox_abort(void);
 
 /* In cluster-event mode: the program has had a message from the node, which is therefore alive.  When the node
- * had been reported dead it is up again, and a join event follows; otherwise nothing happens.  Opens.
+ * had been reported dead it is up again, and a join event follows; otherwise, also for a number that no node
+ * has, an event 0 with the name "<EMPTY EVENT>" does.  Each waiting event needs 384 KiB: take events between
+ * calls.  When memory is short the call succeeds and nothing follows.  Opens.
  * Errors: 59 the event could not be signalled. */
 HB_API Hb_Rc hb_mox_msg_received_from(short node);
 

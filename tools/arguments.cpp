@@ -104,7 +104,8 @@ void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
     watch
         .add_option("--migrate-after", raw.migrate_after,
                     "After this many events leave the daemon for the operating system's cluster service, and\n"
-                    "watch on there; 0: at once. Where that is not possible, stay with the daemon")
+                    "watch on there; 0: at once. The daemon is asked to end, also for its other clients.\n"
+                    "Where the move is not possible, stay with the daemon")
         ->check(whole_number(0, std::numeric_limits<std::int64_t>::max()))
         ->type_name("N");
     CLI::App *migrate = app.add_subcommand(

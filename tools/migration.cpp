@@ -15,16 +15,18 @@ void mark_error_number() {
 
 Obstacle obstacle_of(int error) {
     switch (error) {
-    case null_pointer:
-        return Obstacle::local_node;
+    case 63:
+    case 64:
+    case 65:
+        return Obstacle::service;
     case 17:
         return Obstacle::memory;
     case 74:
         return Obstacle::handlers;
     case 75:
         return Obstacle::nodes;
-    default:
-        return Obstacle::service;
+    default: // also what the service told and is no failure, such as a state that is neither up nor down
+        return Obstacle::local_node;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "daemon/text.h"
@@ -11,6 +12,9 @@
 namespace wispd {
 
 namespace {
+
+constexpr std::size_t LARGEST_FILE = 64 * 1024 * 1024; // several times a full cluster's
+constexpr std::size_t LONGEST_LINE = 16384;
 
 std::string source_place(const std::string &path, const toml::source_position &position) {
     return text(path, ":", position.line, ":", position.column);
@@ -53,9 +57,30 @@ std::string decimal(double value) {
     return digits;
 }
 
+// A dotted key of very many parts is a table in a table in a table, deeper than the stack goes. It stands in one line.
+void check_lines(std::string_view document, const std::string &path) {
+    std::size_t line = 1;
+    while (!document.empty()) {
+        const std::size_t end = std::min(document.find('\n'), document.size());
+        if (end > LONGEST_LINE) {
+            throw Config_Error(text(path, ":", line, ":", LONGEST_LINE + 1, ": the line has more than ",
+                                    LONGEST_LINE, " bytes"));
+        }
+        document.remove_prefix(std::min(end + 1, document.size()));
+        ++line;
+    }
+}
+
 } // namespace
 
 std::string read_text_file(const std::string &path) {
+    // Whoever may name a file must not stop its reader, with a pipe that nobody writes to for instance.
+    std::error_code unknown;
+    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+        !std::filesystem::is_directory(status)) {
+        throw Config_Error(text(path, ": is not a regular file"));
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         throw Config_Error(text(path, ": cannot be opened: ", std::strerror(errno)));
@@ -64,6 +89,9 @@ std::string read_text_file(const std::string &path) {
     std::array<char, 65536> piece{};
     while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
         content.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+        if (content.size() > LARGEST_FILE) {
+            throw Config_Error(text(path, ": has more than ", LARGEST_FILE, " bytes"));
+        }
     }
     if (file.bad()) { // a directory can be opened, but not read
         throw Config_Error(text(path, ": cannot be read: ", std::strerror(errno)));
@@ -72,6 +100,7 @@ std::string read_text_file(const std::string &path) {
 }
 
 toml::table parse_toml(std::string_view document, const std::string &path) {
+    check_lines(document, path);
     try {
         return toml::parse(document, path);
     } catch (const toml::parse_error &error) {

@@ -146,6 +146,7 @@ wispd::Control_Answer Cluster_Player::Impl::answer(std::string_view line) {
         execute(command);
         return {wispd::ok_line()};
     } catch (const std::runtime_error &error) {
+        wispd::log_info(text("refused: ", error.what()));
         return {wispd::error_line(error.what())};
     }
 }

@@ -4,14 +4,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <optional>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include <dlfcn.h>
+#include <pthread.h>
+#include <unistd.h>
 
 #include "daemon/log.h"
 #include "providers/sim/cluster_player.h"
+#include "qz_mox.h"
 
 namespace {
 
@@ -23,7 +27,13 @@ std::string setting(const char *name) {
 std::string log_level() {
     constexpr std::array<std::string_view, 4> levels = {"debug", "info", "warning", "error"};
     const std::string level = setting("HB_MOX_SIM_LOG");
-    return std::find(levels.begin(), levels.end(), level) != levels.end() ? level : "warning";
+    if (level.empty()) {
+        return "warning";
+    }
+    if (std::find(levels.begin(), levels.end(), level) == levels.end()) {
+        throw std::runtime_error("HB_MOX_SIM_LOG is \"" + level + "\"; expected debug, info, warning or error");
+    }
+    return level;
 }
 
 // A preloaded library also comes into the shell or the timer that a client is started from; those are none.
@@ -52,6 +62,15 @@ class Provider {
         }
     }
 
+    // A forked child has no part in it: neither the thread nor the control socket are the child's.
+    ~Provider() {
+        if (getpid() != owner_) {
+            static_cast<void>(player_.release());
+        }
+    }
+    Provider(const Provider &) = delete;
+    Provider &operator=(const Provider &) = delete;
+
   private:
     void start() {
         const mox_sim::Play play = {setting("HB_MOX_SIM_CONFIG"), setting("HB_MOX_SIM_CONTROL")};
@@ -61,10 +80,13 @@ class Provider {
         }
         wispd::log_to_stderr();
         wispd::set_log_level(log_level());
-        player_.emplace(play);
+        player_ = std::make_unique<mox_sim::Cluster_Player>(play);
+        // The service's lock may be held by its thread at the moment of a fork, and stays so in the child.
+        pthread_atfork(nullptr, nullptr, [] { qz_mox_install_service(nullptr); });
     }
 
-    std::optional<mox_sim::Cluster_Player> player_;
+    const pid_t owner_ = getpid();
+    std::unique_ptr<mox_sim::Cluster_Player> player_;
 };
 
 const Provider provider;

@@ -181,6 +181,26 @@ TEST(Cluster_Service_Refused, AFileThatCannotBeTakenIsSaidWithItsPlaceAndTheQuer
     EXPECT_EQ(1, refused.exit_status);
 }
 
+TEST(Cluster_Service_Fork, AChildHasNoServiceAndItsEndTakesNothingFromTheParent) {
+    const TempDir directory;
+    const std::string path = directory.file("cluster.toml");
+    std::ofstream(path) << small_cluster_file();
+    const Refused_Service run =
+        run_with("forking_client", {{"HB_MOX_SIM_CONFIG", path}, {"HB_MOX_SIM_CONTROL", directory.file("c")}});
+    EXPECT_EQ("child: 3, error 63\n"
+              "parent: child's status 0, control socket there, prepares 2\n",
+              run.output);
+    EXPECT_EQ("", run.errors);
+}
+
+TEST(Cluster_Service_Refused, ALogLevelThatThereIsNotIsSaid) {
+    const Refused_Service refused =
+        run_with("cluster_events_example", {{"HB_MOX_SIM_CONFIG", "/none"}, {"HB_MOX_SIM_LOG", "loud"}});
+    EXPECT_EQ(0U, refused.errors.find("libqz_mox_sim: no cluster service is installed: HB_MOX_SIM_LOG is "
+                                      "\"loud\"; expected debug, info, warning or error\n"))
+        << refused.errors;
+}
+
 TEST(Cluster_Service_Refused, NoFileIsSaid) {
     EXPECT_EQ("libqz_mox_sim: no cluster service is installed: HB_MOX_SIM_CONFIG names no cluster file\n"
               "cluster_events: the library's error number is 63\n",

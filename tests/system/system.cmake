@@ -19,6 +19,8 @@ target_link_libraries(segment_reader PRIVATE hb_options hb_client ${CMAKE_DL_LIB
 # The example that the documentation shows, as it stands.
 add_executable(cluster_events_example ${PROJECT_SOURCE_DIR}/examples/cluster_events.c)
 target_link_libraries(cluster_events_example PRIVATE hb_options hb_client)
+add_executable(forking_client ${system_dir}/forking_client.cpp)
+target_link_libraries(forking_client PRIVATE hb_options hb_client)
 foreach(program system_test_client segment_reader)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR})
 endforeach()
@@ -74,7 +76,7 @@ hb_add_test(
   600
   LABELS
   system)
-set(system_programs system_test_client segment_reader cluster_events_example qz_mox_sim wispd wispctl hbctl)
+set(system_programs system_test_client segment_reader cluster_events_example forking_client qz_mox_sim wispd wispctl hbctl)
 add_dependencies(system_test ${system_programs})
 
 if(HB_OTHER_ABI_BIN_DIR)

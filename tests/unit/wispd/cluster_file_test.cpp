@@ -1,4 +1,7 @@
 #include "daemon/sources/cluster_file.h"
+#include "tests/support/temp_dir.h"
+
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -297,6 +300,33 @@ TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {
     EXPECT_THAT(
         error_of(HEAD + LOCAL + "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"::\"\n"),
         StartsWith("cluster.toml:18:11: \"::\" is no address"));
+}
+
+TEST(WispdClusterFile, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
+    const hb_test::TempDir directory;
+    const std::string pipe = directory.file("pipe");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+    for (const std::string &path : {pipe, std::string("/dev/zero")}) {
+        try {
+            wispd::read_cluster_file(path);
+            ADD_FAILURE() << path << " was read";
+        } catch (const wispd::Config_Error &error) {
+            EXPECT_EQ(path + ": is not a regular file", error.what());
+        }
+    }
+}
+
+TEST(WispdClusterFile, ALineThatCouldNestTooDeeplyIsRefused) {
+    std::string dotted = "# a comment\na";
+    for (int part = 0; part < 200000; ++part) {
+        dotted += ".a";
+    }
+    try {
+        wispd::parse_cluster_file(dotted + " = 1\n", "deep.toml");
+        ADD_FAILURE() << "it was read";
+    } catch (const wispd::Config_Error &error) {
+        EXPECT_STREQ("deep.toml:2:16385: the line has more than 16384 bytes", error.what());
+    }
 }
 
 TEST(WispdClusterFile, FileThatCannotBeReadIsNamed) {
