@@ -83,7 +83,7 @@ void Client::send_event(Packet packet, const Body &body) {
 }
 
 void Client::send(const Packet &packet, const Body &body) {
-    if (!is_open()) {
+    if (!is_open() || takes_no_more_) {
         return;
     }
     if (!queue_.push(encode_head(packet, body->size()), body)) {
@@ -109,9 +109,10 @@ void Client::write_output() {
                                      return;
                                  }
                                  if (error) {
-                                     // It has gone, whatever it may have sent before.
-                                     log_debug(text(self->title_, " left: ", error.message()));
-                                     self->close();
+                                     // It has gone; what it asked for before is still read, up to the end.
+                                     log_debug(text(self->title_, " takes no more: ", error.message()));
+                                     self->takes_no_more_ = true;
+                                     self->queue_.clear();
                                      return;
                                  }
                                  self->queue_.consume(count);

@@ -82,6 +82,7 @@ class Client : public std::enable_shared_from_this<Client> {
     Record_Reader reader_;
     Send_Queue queue_;
     bool writing_ = false;
+    bool takes_no_more_ = false;
     Hb_Seq_Num sequence_ = 0;
     int complaints_ = 0;
     std::bitset<MONITOR_LAST_MESSAGE + 1> refused_;

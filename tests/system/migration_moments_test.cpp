@@ -72,6 +72,18 @@ TEST_P(Moment_Of_The_Move, AnUnreadConfigurationHasToBeReadFirst) {
     EXPECT_EQ((Events{"configuration"}), moving.drain());
 }
 
+// More than the connection holds, so that the daemon is still writing when the client leaves.
+TEST_P(Moment_Of_The_Move, TheDaemonEndsAlsoWhenItCouldNotTellEverything) {
+    for (int times = 0; times < 2000; ++times) {
+        ASSERT_TRUE(moving.daemon_is_told(NODE_3_DOWN));
+        ASSERT_TRUE(moving.daemon_is_told(NODE_3_UP));
+    }
+    prepare();
+    commit();
+    EXPECT_TRUE(moving.daemon().wait_stopped());
+    EXPECT_EQ((Events{"configuration"}), moving.drain());
+}
+
 TEST_P(Moment_Of_The_Move, AClientThatHasReadTheEndOfItsDaemonMoves) {
     moving.daemon().kill();
     moving.client().order("drain");
