@@ -51,7 +51,6 @@ set(system_scenarios
     ${system_dir}/hbctl_test.cpp
     ${system_dir}/keys_test.cpp
     ${system_dir}/migrating_client_test.cpp
-    ${system_dir}/migration_load_test.cpp
     ${system_dir}/migration_moments_test.cpp
     ${system_dir}/migration_test.cpp
     ${system_dir}/reconfiguration_test.cpp
