@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -64,8 +63,8 @@ class Provider {
 
     // A forked child has no part in it: neither the thread nor the control socket are the child's.
     ~Provider() {
-        if (getpid() != owner_) {
-            static_cast<void>(player_.release());
+        if (getpid() == owner_) {
+            delete player_;
         }
     }
     Provider(const Provider &) = delete;
@@ -80,13 +79,13 @@ class Provider {
         }
         wispd::log_to_stderr();
         wispd::set_log_level(log_level());
-        player_ = std::make_unique<mox_sim::Cluster_Player>(play);
+        player_ = new mox_sim::Cluster_Player(play);
         // The service's lock may be held by its thread at the moment of a fork, and stays so in the child.
         pthread_atfork(nullptr, nullptr, [] { qz_mox_install_service(nullptr); });
     }
 
     const pid_t owner_ = getpid();
-    std::unique_ptr<mox_sim::Cluster_Player> player_;
+    mox_sim::Cluster_Player *player_ = nullptr;
 };
 
 const Provider provider;
