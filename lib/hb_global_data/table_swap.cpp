@@ -29,7 +29,8 @@ bool hb_table_is_pristine(const Hb_Configuration_Internal &table) {
 bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
     table.node_hash = Hash_init("MOX_node list", prime(4098));
     table.node_list = new (std::nothrow) Hb_Node_Entry[HB_NODE_SLOTS]();
-    table.Hb_global_adapter_list = new (std::nothrow) Hb_Adapter_Entry[static_cast<std::size_t>(adapters)]();
+    table.Hb_global_adapter_list =
+        new (std::nothrow) Hb_Adapter_Entry[static_cast<std::size_t>(std::max(adapters, 1))]();
     table.adap_hash = Hash_init("Hb_Adapter list", prime(2 * adapters));
     table.ip_hash = Hash_init("Hb_IP list", prime(2 * adapters));
     return table.node_hash != nullptr && table.node_list != nullptr &&
