@@ -181,7 +181,8 @@ void Cluster::remove(std::size_t adapter, Changes &changes) {
 // Whether the node's own state follows from its adapters'.
 void Cluster::settle_node(std::size_t node, Changes &changes) {
     Node &it = nodes_[node];
-    const bool up = it.up_adapters > 0 || (static_cast<int>(node) == local_node_ && it.configured_adapters > 0);
+    const bool is_local = static_cast<int>(node) == local_node_;
+    const bool up = it.configured_adapters > 0 && (is_local || it.member.value_or(it.up_adapters > 0));
     if (up == it.up) {
         return;
     }
@@ -492,6 +493,42 @@ Changes Cluster::sleep_and_wake() {
     return changes;
 }
 
+// ---- Who is alive ----
+
+void Cluster::set_adapter_liveness(std::size_t adapter, bool up, bool back, Changes &changes) {
+    const bool was_up = adapters_[adapter].up;
+    if (was_up && (!up || back)) {
+        take_down(adapter, 0, changes);
+    }
+    if (up && (!was_up || back) && can_be_up(adapters_[adapter]) && !is_held_down(adapters_[adapter])) {
+        bring_up(adapter, changes);
+    }
+}
+
+Changes Cluster::set_liveness(const Liveness &liveness) {
+    Changes changes = begin();
+    for (std::size_t number = 0; number < nodes_.size(); ++number) {
+        const int node = static_cast<int>(number);
+        const bool is_member = node == local_node_ || liveness.nodes.contains(node);
+        const bool node_back = node != local_node_ && liveness.nodes_back.contains(node);
+        if (is_member && node_back && nodes_[number].up) {
+            changes.node_deaths.push_back(static_cast<Hb_Node_Number>(number));
+            nodes_[number].up = false;
+        }
+        nodes_[number].member = is_member;
+        for (const std::size_t adapter : slots_of(number)) {
+            if (adapters_[adapter].configured) {
+                const auto told = static_cast<int64_t>(adapter);
+                set_adapter_liveness(adapter, is_member && liveness.adapters.contains(told),
+                                     node_back || liveness.adapters_back.contains(told), changes);
+            }
+        }
+        settle_node(number, changes);
+    }
+    finish(changes);
+    return changes;
+}
+
 // ---- A whole new configuration ----
 
 // What was there before it.
@@ -575,6 +612,7 @@ void Cluster::settle_nodes(const Before &before, Changes &changes) {
         const bool was_up = node < before.nodes.size() && before.nodes[node].up;
         if (node < nodes_.size()) {
             nodes_[node].up = was_up;
+            nodes_[node].member = node < before.nodes.size() ? before.nodes[node].member : std::nullopt;
             settle_node(node, changes);
         } else if (was_up) {
             changes.node_deaths.push_back(static_cast<Hb_Node_Number>(node));

@@ -6,6 +6,7 @@
 //  - An adapter is up or down. Each time it comes up its incarnation grows by one.
 //  - A node is configured while one of its adapters is. It is up while one of its adapters is; the local
 //    node is always up, since the daemon runs on it.
+//  - Where an engine tells who is a member, that alone decides who is up, and nobody is up on a node that is none.
 //  - Up and down are about liveness. Join and leave are about the configuration.
 //  - An adapter that carries IP is up only while it has an address. One that was disabled, or whose interface
 //    was taken down, stays down until that is taken back or somebody who knows says that it is up.
@@ -14,6 +15,7 @@
 
 #include <optional>
 #include <ranges>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -87,9 +89,19 @@ struct Adapter {
 
 struct Node {
     std::string name;
+    std::optional<bool> member; // where an engine says who is a member; otherwise the adapters decide
     int configured_adapters = 0;
     int up_adapters = 0;
     bool up = false;
+};
+
+// Who is alive, as one who knows the whole cluster sees it.
+struct Liveness {
+    std::set<int> nodes;
+    std::set<int64_t> adapters; // those of other nodes than these do not count
+    // Who went and came back since the last time: they die and join.
+    std::set<int> nodes_back;
+    std::set<int64_t> adapters_back;
 };
 
 class Cluster {
@@ -118,6 +130,10 @@ class Cluster {
     Changes swap_addresses(int64_t adapter, int64_t other);
     // The local adapters that are up die and come back, as when the daemon slept beyond everybody's patience.
     Changes sleep_and_wake();
+
+    // From here on members are told, and a node no longer follows from its adapters. Whoever is not configured is
+    // passed over; the local node is always a member.
+    Changes set_liveness(const Liveness &liveness);
 
     // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
     // is another than it was at the last configuration.
@@ -182,6 +198,7 @@ class Cluster {
     void add(std::size_t adapter);
     void remove(std::size_t adapter, Changes &changes);
     void settle_node(std::size_t node, Changes &changes);
+    void set_adapter_liveness(std::size_t adapter, bool up, bool back, Changes &changes);
     void update_configuration(Changes &changes);
     Changes begin() const;
     void finish(const Changes &changes);

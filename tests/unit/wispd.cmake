@@ -11,6 +11,7 @@ if(TARGET wispd_core)
     wispd/endpoints_test.cpp
     wispd/instance_test.cpp
     wispd/keyring_test.cpp
+  wispd/liveness_test.cpp
     wispd/log_test.cpp
     wispd/node_control_test.cpp
     wispd/node_requests_test.cpp

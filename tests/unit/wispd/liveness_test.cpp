@@ -1,0 +1,138 @@
+// A cluster whose members an engine tells: nodes no longer follow from their adapters.
+#include "daemon/model/cluster.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/unit/wispd/bytes_by_hand.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using wispd::Adapter_Member;
+using wispd::Changes;
+using wispd::Cluster;
+using wispd::Configuration;
+using wispd::Liveness;
+using wispd_test::three_nodes;
+
+using Members = std::vector<Adapter_Member>;
+
+// Nodes 1 to 3 with adapters 2 to 7; node 1 is the local one. Nobody is up by the configuration.
+Configuration nobody_up() {
+    Configuration configuration = three_nodes();
+    for (wispd::Configured_Node &node : configuration.nodes) {
+        for (wispd::Configured_Adapter &adapter : node.adapters) {
+            adapter.up = false;
+        }
+    }
+    return configuration;
+}
+
+const Liveness everybody{{1, 2, 3}, {2, 3, 4, 5, 6, 7}, {}, {}};
+
+TEST(WispdLiveness, WhoIsAliveJoinsOnce) {
+    Cluster cluster(nobody_up());
+    EXPECT_THAT(cluster.nodes_up(), ElementsAre(1)); // wispd runs on it
+    const Changes changes = cluster.set_liveness(everybody);
+    EXPECT_EQ(changes.adapter_joins, (Members{{2, 1}, {3, 1}, {4, 1}, {5, 1}, {6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_joins, ElementsAre(2, 3));
+    EXPECT_THAT(changes.adapter_deaths, IsEmpty());
+    EXPECT_FALSE(changes.configuration_updated);
+    EXPECT_FALSE(cluster.set_liveness(everybody).any());
+}
+
+TEST(WispdLiveness, ANodeWhoseLinksAreDownIsUpAsLongAsItIsAMember) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    Changes changes = cluster.set_liveness({{1, 2, 3}, {2, 3, 4, 5}, {}, {}});
+    EXPECT_EQ(changes.adapter_deaths, (Members{{6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_deaths, IsEmpty());
+    EXPECT_THAT(cluster.nodes_up(), ElementsAre(1, 2, 3));
+    changes = cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
+    EXPECT_THAT(changes.adapter_deaths, IsEmpty());
+    EXPECT_THAT(changes.node_deaths, ElementsAre(3));
+}
+
+TEST(WispdLiveness, ANodeThatIsNoMemberTakesItsAdaptersWithIt) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    const Changes changes = cluster.set_liveness({{1, 2}, {2, 3, 4, 5, 6, 7}, {}, {}});
+    EXPECT_EQ(changes.adapter_deaths, (Members{{6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_deaths, ElementsAre(3));
+}
+
+TEST(WispdLiveness, AMemberWithoutALinkIsUp) {
+    Cluster cluster(nobody_up());
+    const Changes changes = cluster.set_liveness({{1, 2}, {}, {}, {}});
+    EXPECT_THAT(changes.node_joins, ElementsAre(2));
+    EXPECT_THAT(changes.adapter_joins, IsEmpty());
+}
+
+TEST(WispdLiveness, WhoWentAndCameBackDiesAndJoins) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    Liveness after = everybody;
+    after.nodes_back = {3};
+    after.adapters_back = {5};
+    const Changes changes = cluster.set_liveness(after);
+    EXPECT_EQ(changes.adapter_deaths, (Members{{5, 1}, {6, 1}, {7, 1}}));
+    EXPECT_EQ(changes.adapter_joins, (Members{{5, 2}, {6, 2}, {7, 2}}));
+    EXPECT_THAT(changes.node_deaths, ElementsAre(3));
+    EXPECT_THAT(changes.node_joins, ElementsAre(3));
+}
+
+TEST(WispdLiveness, WhoComesBackAndWasNotUpOnlyJoins) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
+    Liveness after = everybody;
+    after.nodes_back = {3};
+    after.adapters_back = {6};
+    const Changes changes = cluster.set_liveness(after);
+    EXPECT_THAT(changes.adapter_deaths, IsEmpty());
+    EXPECT_EQ(changes.adapter_joins, (Members{{6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_deaths, IsEmpty());
+    EXPECT_THAT(changes.node_joins, ElementsAre(3));
+}
+
+TEST(WispdLiveness, TheLocalNodeIsAMemberWhateverIsTold) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    Liveness none;
+    none.nodes_back = {1};
+    none.adapters = {2};
+    const Changes changes = cluster.set_liveness(none);
+    EXPECT_EQ(changes.adapter_deaths, (Members{{3, 1}, {4, 1}, {5, 1}, {6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_deaths, ElementsAre(2, 3));
+    EXPECT_THAT(cluster.nodes_up(), ElementsAre(1));
+}
+
+TEST(WispdLiveness, WhoIsNotConfiguredIsPassedOver) {
+    Cluster cluster(nobody_up());
+    EXPECT_FALSE(cluster.set_liveness({{1, 0, 2047, -1}, {0, 1, 98351, -1}, {2000}, {9}}).any());
+}
+
+TEST(WispdLiveness, WhatAClientHoldsDownStaysDown) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    cluster.adapter_disable(2);
+    EXPECT_FALSE(cluster.set_liveness(everybody).any());
+    const Changes changes = cluster.adapter_enable(2);
+    EXPECT_EQ(changes.adapter_joins, (Members{{2, 2}}));
+}
+
+TEST(WispdLiveness, ANewConfigurationKeepsWhoIsUp) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness(everybody);
+    Configuration next = nobody_up();
+    next.nodes[2].adapters.pop_back(); // adapter 7
+    const Changes changes = cluster.reconfigure(next);
+    EXPECT_TRUE(changes.configuration_updated);
+    EXPECT_EQ(changes.adapter_deaths, (Members{{7, 1 | 0x08000000}}));
+    EXPECT_THAT(changes.node_deaths, IsEmpty());
+    EXPECT_THAT(changes.adapter_joins, IsEmpty());
+    EXPECT_FALSE(cluster.set_liveness({{1, 2, 3}, {2, 3, 4, 5, 6}, {}, {}}).any());
+}
+
+} // namespace
