@@ -1,0 +1,151 @@
+#include "daemon/sources/corosync/engine_translation.h"
+
+#include <memory>
+#include <set>
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <netdb.h>
+
+#include "daemon/model/address.h"
+#include "daemon/text.h"
+
+namespace wispd {
+namespace {
+
+constexpr uint32_t HIGHEST_NUMBER = HB_NODE_SLOTS - 1;
+
+// The first address of a host's name; all zero when it has none.
+Hb_IP_address6 looked_up(const std::string &name) {
+    addrinfo *found = nullptr;
+    Hb_IP_address6 address{};
+    if (getaddrinfo(name.c_str(), nullptr, nullptr, &found) != 0) {
+        return address;
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+    char text[INET6_ADDRSTRLEN] = "";
+    const void *bytes =
+        found->ai_family == AF_INET
+            ? static_cast<const void *>(&reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr)
+            : &reinterpret_cast<sockaddr_in6 *>(found->ai_addr)->sin6_addr;
+    if (inet_ntop(found->ai_family, bytes, text, sizeof text) != nullptr) {
+        address = parse_address(text).value_or(address);
+    }
+    return address;
+}
+
+std::string network_name(int link, const Engine_Names &names) {
+    const auto found = names.networks.find(link);
+    return found != names.networks.end() ? found->second : text("link", link);
+}
+
+Configured_Node translate(const Engine_Node &from, const Engine_Names &names) {
+    Configured_Node node;
+    node.number = static_cast<Hb_Node_Number>(node_number(from.id, names));
+    node.name = from.name.empty() ? text("node", node.number) : from.name;
+    for (const auto &[link, address] : from.addresses) {
+        Configured_Adapter adapter;
+        adapter.network = static_cast<Hb_Network_Number>(link);
+        adapter.address = parse_address(address).value_or(looked_up(address));
+        adapter.carries_ip = is_address(adapter.address);
+        adapter.type = text("knet", link);
+        adapter.up = false;
+        node.adapters.push_back(adapter);
+    }
+    return node;
+}
+
+int64_t adapter_number(int node, int link) {
+    return static_cast<int64_t>(node) * ENGINE_ADAPTERS_PER_NODE + link;
+}
+
+} // namespace
+
+int node_number(uint32_t id, const Engine_Names &names) {
+    const auto named = names.nodes.find(id);
+    if (named != names.nodes.end()) {
+        return named->second;
+    }
+    if (id > HIGHEST_NUMBER) {
+        throw Engine_Refused(text("the engine's node ", id, " has no number: ids above ", HIGHEST_NUMBER,
+                                  " need one in a [[source.node]] of wispd's configuration file"));
+    }
+    return static_cast<int>(id);
+}
+
+Configuration translate(const Engine_Configuration &engine, const Engine_Names &names) {
+    Configuration configuration;
+    configuration.name = engine.cluster_name;
+    configuration.max_nodes = HB_NODE_SLOTS;
+    configuration.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
+    configuration.local_node = static_cast<Hb_Node_Number>(node_number(engine.local_id, names));
+    std::map<int, uint32_t> ids;
+    std::set<int> links;
+    for (const Engine_Node &node : engine.nodes) {
+        const auto [taken, is_new] = ids.try_emplace(node_number(node.id, names), node.id);
+        if (!is_new) {
+            throw Engine_Refused(text("the engine's nodes ", taken->second, " and ", node.id,
+                                      " would both have the number ", taken->first,
+                                      ": give one of them another in [[source.node]]"));
+        }
+        configuration.nodes.push_back(translate(node, names));
+        for (const auto &[link, address] : node.addresses) {
+            links.insert(link);
+        }
+    }
+    if (!ids.contains(configuration.local_node)) {
+        throw Engine_Refused(text("the engine's node list does not hold this node, ", engine.local_id));
+    }
+    for (const int link : links) {
+        configuration.networks.push_back(
+            {static_cast<Hb_Network_Number>(link), network_name(link, names), "knet"});
+    }
+    return configuration;
+}
+
+Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Members &members,
+                   const Engine_Links &links, const Engine_Members &members_before,
+                   const Engine_Links &links_before) {
+    Liveness liveness;
+    const int local = node_number(engine.local_id, names);
+    std::set<int> connected_somewhere;
+    for (const Engine_Node &node : engine.nodes) {
+        const int number = node_number(node.id, names);
+        const auto member = members.find(node.id);
+        if (member != members.end()) {
+            liveness.nodes.insert(number);
+            const auto before = members_before.find(node.id);
+            if (before != members_before.end() && before->second != member->second) {
+                liveness.nodes_back.insert(number);
+            }
+        }
+        for (const auto &[link, address] : node.addresses) {
+            const auto state = links.find({node.id, link});
+            if (number == local || state == links.end()) {
+                continue;
+            }
+            const int64_t adapter = adapter_number(number, link);
+            if (state->second.connected) {
+                liveness.adapters.insert(adapter);
+                connected_somewhere.insert(link);
+            }
+            const auto before = links_before.find({node.id, link});
+            if (before != links_before.end() && before->second.connected && state->second.connected &&
+                before->second.times_down != state->second.times_down) {
+                liveness.adapters_back.insert(adapter);
+            }
+        }
+    }
+    for (const Engine_Node &node : engine.nodes) {
+        if (node.id == engine.local_id) {
+            for (const auto &[link, address] : node.addresses) {
+                if (engine.nodes.size() == 1 || connected_somewhere.contains(link)) {
+                    liveness.adapters.insert(adapter_number(local, link));
+                }
+            }
+        }
+    }
+    return liveness;
+}
+
+} // namespace wispd
