@@ -1,0 +1,49 @@
+#include "tests/cluster/engine_configuration.h"
+
+#include <sstream>
+
+namespace hb_test {
+namespace {
+
+// Heartbeats of the links go by the token, unless told otherwise for each link.
+void write_links(std::ostream &text, std::size_t links) {
+    for (std::size_t link = 0; link < links; ++link) {
+        text << "    interface {\n        linknumber: " << link
+             << "\n        knet_ping_interval: 200\n        knet_ping_timeout: 400\n    }\n";
+    }
+}
+
+void write_node(std::ostream &text, const EngineNode &node) {
+    text << "    node {\n        nodeid: " << node.id << "\n        name: " << node.name << '\n';
+    for (std::size_t link = 0; link < node.addresses.size(); ++link) {
+        text << "        ring" << link << "_addr: " << node.addresses[link] << '\n';
+    }
+    text << "    }\n";
+}
+
+} // namespace
+
+std::string engine_configuration(const EngineSettings &settings, const std::vector<EngineNode> &nodes) {
+    std::ostringstream text;
+    text << "totem {\n    version: 2\n    cluster_name: " << settings.cluster_name
+         << "\n    transport: knet\n    link_mode: active\n    token: " << settings.token
+         << "\n    token_coefficient: 0\n";
+    write_links(text, nodes.empty() ? 0 : nodes[0].addresses.size());
+    text << "}\nquorum {\n    provider: corosync_votequorum\n}\n"
+            "system {\n    state_dir: "
+         << ENGINE_STATE
+         << "\n    move_to_root_cgroup: no\n    allow_knet_handle_fallback: yes\n}\n"
+            "logging {\n    to_stderr: no\n    to_syslog: no\n    to_logfile: yes\n    logfile: "
+         << ENGINE_LOG << "\n    timestamp: hires\n}\n";
+    for (const uid_t user : settings.users) {
+        text << "uidgid {\n    uid: " << user << "\n}\n";
+    }
+    text << "nodelist {\n";
+    for (const EngineNode &node : nodes) {
+        write_node(text, node);
+    }
+    text << "}\n";
+    return text.str();
+}
+
+} // namespace hb_test

@@ -1,0 +1,116 @@
+// A real cluster on this machine: each host runs a Corosync of its own and is on every link.
+//
+// Hosts are counted from 1, links from 0. What an engine sees is asked from its own command line tools.
+#ifndef HB_TEST_CLUSTER_HOSTS_H
+#define HB_TEST_CLUSTER_HOSTS_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/cluster/engine_configuration.h"
+#include "tests/cluster/host_namespaces.h"
+
+namespace hb_test {
+
+// Why no such cluster can run on this machine, and what to do about it; nothing when one can.
+std::optional<std::string> why_no_hosts();
+
+struct EngineView {
+    bool quorate = false;
+    std::set<unsigned> members; // node ids
+    std::string ring;           // a new one with every change of membership
+};
+
+struct Reload {
+    bool accepted = false;
+    std::string message;
+};
+
+enum class EngineMap { cmap, stats };
+
+class Hosts {
+  public:
+    // The hosts are there, and no engine runs yet. Each host is a node named like it; its id is the host's number.
+    explicit Hosts(int hosts, int links = 2, const EngineSettings &settings = {});
+    Hosts(const Hosts &) = delete;
+    Hosts &operator=(const Hosts &) = delete;
+
+    int count() const { return places_.hosts(); }
+    int links() const { return places_.networks(); }
+    HostNamespaces &places() { return places_; }
+    const HostNamespaces &places() const { return places_; }
+
+    // ---- Engines ----
+
+    void start(int host);
+    void start_all();
+    // SIGTERM, and the engine has to end with 0.
+    void stop(int host);
+    // SIGKILL.
+    void kill(int host);
+    void restart(int host);
+    bool running(int host);
+    // For signals of other kinds, while it runs.
+    ChildProcess &engine(int host);
+
+    // ---- Links ----
+
+    void cut(int host, int link) { places_.cut(host, link); }
+    void restore(int host, int link) { places_.restore(host, link); }
+
+    // ---- Configuration ----
+
+    const std::vector<EngineNode> &nodes() const { return nodes_; }
+    EngineNode node_of(int host) const;
+    // Writes the node list to every host; the engines take it over with the next start or reload.
+    void set_nodes(const std::vector<EngineNode> &nodes);
+    // The same for the other settings.
+    void set_settings(const EngineSettings &settings);
+    // For one that is wrong, or differs from the others'.
+    void write_configuration(int host, const std::string &text) const;
+    // Makes all engines read their configuration, told by this host's.
+    Reload reload(int host) const;
+
+    // ---- What an engine sees; nothing while it does not answer ----
+
+    std::optional<EngineView> view(int host) const;
+    std::optional<std::string> value(int host, const std::string &key, EngineMap map = EngineMap::cmap) const;
+    std::map<std::string, std::string> values(int host, const std::string &prefix,
+                                              EngineMap map = EngineMap::cmap) const;
+    // Whether the host's engine reaches the peer's node over the link.
+    std::optional<bool> reaches(int host, int peer, int link) const;
+    std::string log(int host) const;
+
+    // Each of these throws, with the end of the log, when an engine has ended that was not told to.
+
+    // Until the running engines are quorate and each sees exactly the nodes of them all.
+    bool wait_quorum(const Deadline &deadline = Deadline());
+    bool wait_sees(int host, const std::set<unsigned> &members, const Deadline &deadline = Deadline());
+    bool wait_reaches(int host, int peer, int link, bool reached, const Deadline &deadline = Deadline());
+
+    // The view of every host, for messages.
+    std::string account() const;
+
+  private:
+    void check(int host) const;
+    void check_engines();
+    void write_all() const;
+    void remove_shared_memory(int host, const std::string &process) const;
+    std::set<unsigned> running_nodes();
+    bool wait_for(const std::function<bool()> &condition, const Deadline &deadline);
+
+    HostNamespaces places_;
+    EngineSettings settings_;
+    std::vector<EngineNode> first_nodes_; // by host
+    std::vector<EngineNode> nodes_;
+    std::vector<std::unique_ptr<ChildProcess>> engines_; // by host; none while it is not to run
+};
+
+} // namespace hb_test
+
+#endif
