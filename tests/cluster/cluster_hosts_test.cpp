@@ -89,6 +89,11 @@ TEST_F(ClusterHostsTest, ObeysLinesAndTakesAllDownAtTheEndOfItsInput) {
     EXPECT_THAT(ask(program, "wait"), MatchesRegex(OK));
     EXPECT_THAT(ask(program, "status"),
                 AllOf(HasSubstr("host1: quorate, members 1 2, ring "), HasSubstr("host3: no answer")));
+    EXPECT_THAT(ask(program, "kill 2"), MatchesRegex(OK));
+    EXPECT_THAT(ask(program, "wait 0"),
+                MatchesRegex("error: the engines do not agree: host1: .*; host2: no answer; "
+                             "host3: no answer"));
+    EXPECT_THAT(ask(program, "start 2"), MatchesRegex(OK));
     EXPECT_THAT(ask(program, "start 3"), MatchesRegex(OK));
     EXPECT_THAT(ask(program, "wait 60"), MatchesRegex(OK));
     EXPECT_THAT(ask(program, "restart 1"), MatchesRegex(OK));

@@ -5,10 +5,9 @@
 #include <cstdio>
 #include <functional>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
-
-#include <sstream>
 
 namespace hb_test {
 namespace {
@@ -55,7 +54,7 @@ std::string for_links(Hosts &hosts, const Words &words, const std::function<void
 std::string wait_quorum(Hosts &hosts, const Words &words) {
     const std::chrono::seconds seconds(words.size() == 2 ? number(words[1]) : 60);
     if (!hosts.wait_quorum(Deadline(seconds))) {
-        throw std::runtime_error("the engines do not agree:\n" + hosts.account());
+        throw std::runtime_error("the engines do not agree: " + hosts.account());
     }
     return {};
 }
@@ -118,6 +117,18 @@ std::string with_newline(std::string text) {
     return text;
 }
 
+// Whoever reads the answers takes the line with the error for the last.
+std::string in_one_line(const std::string &text) {
+    std::string line;
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part);) {
+        if (!part.empty()) {
+            line += (line.empty() ? "" : "; ") + part;
+        }
+    }
+    return line;
+}
+
 } // namespace
 
 const char *const HOST_COMMANDS_HELP = R"(start HOST            start the engine
@@ -148,7 +159,7 @@ std::string obey(Hosts &hosts, const std::string &line) {
         }
         return with_newline(command.run(hosts, words)) + "ok " + begun + "\n";
     } catch (const std::exception &trouble) {
-        return with_newline(std::string("error: ") + trouble.what());
+        return "error: " + in_one_line(trouble.what()) + "\n";
     }
 }
 

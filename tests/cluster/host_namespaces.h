@@ -5,7 +5,7 @@
 // in these namespaces alone, so it is gone as soon as no process is left in them; the machine's own interfaces
 // and files are never touched.
 //
-// Holders and programs are told by the kernel to die with the thread that started them. A program that detaches
+// Holders and programs are told by the kernel to die with the thread that started them, so that one has to last. A program that detaches
 // itself is found by its namespace and ended when the object goes; it outlives only a test that is killed.
 #ifndef HB_TEST_CLUSTER_HOST_NAMESPACES_H
 #define HB_TEST_CLUSTER_HOST_NAMESPACES_H
@@ -46,6 +46,7 @@ class HostNamespaces {
     // working directory is /.
     std::unique_ptr<ChildProcess> run(int host, const std::vector<std::string> &arguments,
                                       const ChildProcess::Environment &environment = {}) const;
+    // The same to its end; throws when there is none before the deadline.
     Finished run_to_end(int host, const std::vector<std::string> &arguments,
                         const Deadline &deadline = Deadline()) const;
     // The words before a program's name that make it run inside the host.

@@ -17,6 +17,8 @@ namespace {
 
 // Every look at an engine is a program that runs, and there are few processors for many engines.
 constexpr int MILLISECONDS_BETWEEN_LOOKS = 20;
+// A tool waits for ever for an engine that is stopped by a signal.
+constexpr std::chrono::seconds LONGEST_ANSWER{5};
 
 std::size_t at(int host) {
     return static_cast<std::size_t>(host) - 1;
@@ -77,6 +79,17 @@ std::vector<std::string> map_question(EngineMap map) {
         return {"corosync-cmapctl", "-m", "stats"};
     }
     return {"corosync-cmapctl"};
+}
+
+// What a tool of the engine prints; nothing when it does not come to an end.
+std::string answer(const HostNamespaces &places, int host, const std::vector<std::string> &question) {
+    const std::unique_ptr<ChildProcess> tool = places.run(host, question);
+    return tool->wait(Deadline(LONGEST_ANSWER)) ? tool->output() : std::string();
+}
+
+bool share_an_address(const EngineNode &one, const EngineNode &other) {
+    return std::find_first_of(one.addresses.begin(), one.addresses.end(), other.addresses.begin(),
+                              other.addresses.end()) != one.addresses.end();
 }
 
 std::vector<EngineNode> nodes_like(const HostNamespaces &places) {
@@ -200,7 +213,7 @@ void Hosts::check_engines() {
 EngineNode Hosts::node_of(int host) const {
     check(host);
     for (const EngineNode &node : nodes_) {
-        if (node.addresses == first_nodes_[at(host)].addresses) {
+        if (share_an_address(node, first_nodes_[at(host)])) {
             return node;
         }
     }
@@ -240,24 +253,23 @@ Reload Hosts::reload(int host) const {
 // ---- What an engine sees ----
 
 std::optional<EngineView> Hosts::view(int host) const {
-    const Finished finished = places_.run_to_end(host, {"corosync-quorumtool", "-s"});
-    if (finished.output.find("Membership information") == std::string::npos) {
+    const std::string text = answer(places_, host, {"corosync-quorumtool", "-s"});
+    if (text.find("Membership information") == std::string::npos) {
         return std::nullopt;
     }
-    return EngineView{field(finished.output, "Quorate") == "Yes", members_of(finished.output),
-                      field(finished.output, "Ring ID")};
+    return EngineView{field(text, "Quorate") == "Yes", members_of(text), field(text, "Ring ID")};
 }
 
 std::map<std::string, std::string> Hosts::values(int host, const std::string &prefix, EngineMap map) const {
     std::vector<std::string> question = map_question(map);
     question.push_back(prefix);
-    return keys_of(places_.run_to_end(host, question).output);
+    return keys_of(answer(places_, host, question));
 }
 
 std::optional<std::string> Hosts::value(int host, const std::string &key, EngineMap map) const {
     std::vector<std::string> question = map_question(map);
     question.insert(question.end(), {"-g", key});
-    const std::map<std::string, std::string> found = keys_of(places_.run_to_end(host, question).output);
+    const std::map<std::string, std::string> found = keys_of(answer(places_, host, question));
     return found.count(key) != 0 ? std::optional(found.at(key)) : std::nullopt;
 }
 

@@ -35,10 +35,7 @@ TEST_F(HostsTest, FourHostsOnTwoLinksReachQuorum) {
     hosts.start_all();
     ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
     for (int host = 1; host <= 4; ++host) {
-        const std::optional<EngineView> seen = hosts.view(host);
-        ASSERT_TRUE(seen) << hosts.account();
-        EXPECT_TRUE(seen->quorate);
-        EXPECT_EQ(seen->members, (std::set<unsigned>{1, 2, 3, 4}));
+        EXPECT_TRUE(hosts.wait_sees(host, {1, 2, 3, 4})) << hosts.account();
         for (int peer = 1; peer <= 4; ++peer) {
             for (int link = 0; host != peer && link < 2; ++link) {
                 EXPECT_TRUE(hosts.wait_reaches(host, peer, link, true)) << host << ' ' << peer << ' ' << link;
@@ -64,7 +61,7 @@ TEST_F(HostsTest, TheOthersSeeAKilledEngineLeaveAndItsReturnAsANewIncarnation) {
     hosts.start(3);
     ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
     EXPECT_EQ(hosts.value(1, "runtime.members.3.status"), "joined");
-    EXPECT_EQ(number_of(hosts.value(1, "runtime.members.3.join_count")), joined + 1);
+    EXPECT_GT(number_of(hosts.value(1, "runtime.members.3.join_count")), joined);
 }
 
 TEST_F(HostsTest, AStoppedEngineLeavesAndTheHalfThatRemainsLosesQuorum) {
@@ -75,7 +72,7 @@ TEST_F(HostsTest, AStoppedEngineLeavesAndTheHalfThatRemainsLosesQuorum) {
     ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
     hosts.stop(3);
     ASSERT_TRUE(hosts.wait_sees(1, {1, 2})) << hosts.account();
-    EXPECT_FALSE(hosts.view(1)->quorate);
+    EXPECT_THAT(hosts.account(), HasSubstr("host1: no quorum, members 1 2, ring "));
     EXPECT_FALSE(hosts.wait_quorum(Deadline(std::chrono::milliseconds(0))));
     hosts.start(3);
     EXPECT_TRUE(hosts.wait_quorum()) << hosts.account();
@@ -94,12 +91,12 @@ TEST_F(HostsTest, ACutLinkIsSeenByBothEndsAndTheOtherLinkCarriesOn) {
     hosts.cut(2, 1);
     EXPECT_TRUE(hosts.wait_reaches(1, 2, 1, false));
     EXPECT_TRUE(hosts.wait_reaches(2, 1, 1, false));
-    EXPECT_EQ(hosts.reaches(1, 2, 0), true);
-    EXPECT_EQ(hosts.reaches(1, 3, 1), true);
-    EXPECT_EQ(number_of(hosts.value(1, downs, EngineMap::stats)), before + 1);
+    EXPECT_TRUE(hosts.wait_reaches(1, 2, 0, true));
+    EXPECT_TRUE(hosts.wait_reaches(1, 3, 1, true));
+    EXPECT_GT(number_of(hosts.value(1, downs, EngineMap::stats)), before);
     EXPECT_THAT(hosts.places().run_to_end(2, {"ip", "-o", "link", "show", "link1"}).output,
                 HasSubstr("NO-CARRIER"));
-    EXPECT_EQ(hosts.view(1)->members, (std::set<unsigned>{1, 2, 3}));
+    EXPECT_TRUE(hosts.wait_sees(1, {1, 2, 3})) << hosts.account();
     hosts.restore(2, 1);
     EXPECT_TRUE(hosts.wait_reaches(1, 2, 1, true));
     EXPECT_TRUE(hosts.wait_reaches(2, 1, 1, true));
@@ -115,6 +112,17 @@ TEST_F(HostsTest, AHostWithoutAnyLinkIsAloneUntilTheyAreMended) {
     EXPECT_TRUE(hosts.wait_sees(3, {3})) << hosts.account();
     hosts.restore(3, 0);
     hosts.restore(3, 1);
+    EXPECT_TRUE(hosts.wait_quorum()) << hosts.account();
+}
+
+TEST_F(HostsTest, AnEngineThatIsHeldUpLeavesAndGivesNoAnswerUntilItGoesOn) {
+    Hosts hosts(3, 1);
+    hosts.start_all();
+    ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
+    hosts.engine(2).send_signal(SIGSTOP);
+    EXPECT_TRUE(hosts.wait_sees(1, {1, 3})) << hosts.account();
+    EXPECT_FALSE(hosts.view(2));
+    hosts.engine(2).send_signal(SIGCONT);
     EXPECT_TRUE(hosts.wait_quorum()) << hosts.account();
 }
 
@@ -135,7 +143,7 @@ TEST_F(HostsTest, ANodeListThatGrowsAndShrinksIsTakenOverByAReload) {
     hosts.stop(3);
     hosts.set_nodes({all[0], all[1]});
     ASSERT_TRUE(hosts.reload(2).accepted);
-    EXPECT_EQ(hosts.value(1, "nodelist.node.2.name"), std::nullopt);
+    EXPECT_TRUE(wait_until([&] { return !hosts.value(1, "nodelist.node.2.name"); }));
 }
 
 TEST_F(HostsTest, AConfigurationThatIsWrongIsRejectedAndTheEngineGoesOnWithTheOldOne) {
@@ -158,7 +166,7 @@ TEST_F(HostsTest, NodesMayHaveLargeIdentifiersAndNamesThatAreNotTheHosts) {
     hosts.set_nodes(nodes);
     hosts.start_all();
     ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
-    EXPECT_EQ(hosts.view(2)->members, (std::set<unsigned>{2, 60000}));
+    EXPECT_TRUE(hosts.wait_sees(2, {2, 60000})) << hosts.account();
     EXPECT_TRUE(hosts.wait_reaches(2, 1, 0, true));
     EXPECT_EQ(hosts.value(1, "nodelist.node.1.name"), "basement");
 }
@@ -181,6 +189,7 @@ TEST_F(HostsTest, AnEngineThatCannotStartIsToldWithItsOwnWords) {
 TEST_F(HostsTest, AProgramInsideAHostHasItsNameItsRunAndItsAddresses) {
     const HostNamespaces places(2, 2);
     EXPECT_EQ(places.run_to_end(2, {"hostname"}).output, "host2\n");
+    EXPECT_EQ(places.run_to_end(2, {"pwd"}).output, "/\n");
     const Finished addresses = places.run_to_end(2, {"ip", "-o", "-4", "addr"});
     EXPECT_THAT(addresses.output, HasSubstr("10.91.0.2/24"));
     EXPECT_THAT(addresses.output, HasSubstr("10.91.1.2/24"));
