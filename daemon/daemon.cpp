@@ -26,6 +26,7 @@
 #include "daemon/sources/command.h"
 #include "daemon/sources/command_json.h"
 #include "daemon/sources/control_server.h"
+#include "daemon/sources/corosync/engine_source.h"
 #include "daemon/sources/timeline_player.h"
 #include "daemon/start_failure.h"
 #include "daemon/state_report.h"
@@ -48,6 +49,34 @@ std::string make_failure_id() {
     return id;
 }
 
+// The engine that tells the cluster, and its first word; neither where the file has the cluster itself.
+struct Followed {
+    std::unique_ptr<Engine_Follower> follower;
+    std::optional<Engine_Step> first;
+};
+
+Followed begin_to_follow(const Start &start) {
+    Followed followed;
+    if (start.file.engine) {
+        try {
+            followed.follower = start.follow_engine(*start.file.engine);
+            followed.first = await_engine(*followed.follower);
+        } catch (const std::runtime_error &error) {
+            throw Start_Failure(error.what());
+        }
+    }
+    return followed;
+}
+
+Cluster cluster_at_start(const Start &start, const Followed &followed) {
+    if (!followed.first) {
+        return Cluster(start.file.cluster);
+    }
+    Cluster cluster(*followed.first->configuration);
+    cluster.set_liveness(followed.first->liveness);
+    return cluster;
+}
+
 } // namespace
 
 class Daemon::Impl {
@@ -67,6 +96,7 @@ class Daemon::Impl {
     void execute(const Command &command);
     void report_failure(Command command);
     void reload(const std::string &path);
+    void follow(const Engine_Step &step);
     void take_settings(const Cluster_File &file);
     void tell(const Changes &changes);
 
@@ -86,6 +116,7 @@ class Daemon::Impl {
     asio::io_context context_;
     Start start_;
     Access access_;
+    Followed followed_;
     Cluster cluster_;
     Node_Control node_control_;
     Keyring keyring_;
@@ -99,6 +130,7 @@ class Daemon::Impl {
     Route_Writer route_writer_;
     std::optional<Publisher> publisher_;
     std::optional<Timeline_Player> timeline_;
+    std::optional<Engine_Source> engine_;
     asio::signal_set signals_;
     asio::steady_timer suspicion_;
     asio::steady_timer rotation_;
@@ -108,11 +140,11 @@ class Daemon::Impl {
 Daemon::Impl::Impl(Start start)
     : start_(std::move(start)),
       access_(prepare_system(start_.socket_path, start_.control_path, start_.file.daemon)),
-      cluster_(start_.file.cluster), node_control_(cluster_, start_.file.suspicion),
-      keyring_(start_.file.security), routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints),
-      lock_(start_.socket_path + ".lock"), segments_(claim_socket()),
-      route_writer_(context_, segments_, routes_), signals_(context_, SIGTERM, SIGINT, SIGHUP),
-      suspicion_(context_), rotation_(context_) {
+      followed_(begin_to_follow(start_)), cluster_(cluster_at_start(start_, followed_)),
+      node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
+      routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
+      segments_(claim_socket()), route_writer_(context_, segments_, routes_),
+      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_) {
     signal(SIGPIPE, SIG_IGN);
     segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters());
     segments_.publish_security(keyring_.content());
@@ -130,6 +162,9 @@ Daemon::Impl::Impl(Start start)
     wait_for_signal();
     await_rotation();
     log_info(text("listening on ", start_.socket_path));
+    if (followed_.follower) {
+        engine_.emplace(context_, *followed_.follower, [this](const Engine_Step &step) { follow(step); });
+    }
     if (!start_.timeline.empty()) {
         play_timeline("");
     }
@@ -278,10 +313,26 @@ void Daemon::Impl::report_failure(Command command) {
 
 void Daemon::Impl::reload(const std::string &path) {
     const Cluster_File file = read_cluster_file(path);
+    if (file.engine.has_value() != start_.file.engine.has_value()) {
+        throw Refused(text(path, ": [source] type cannot change while wispd runs; restart it"));
+    }
+    if (file.engine) {
+        followed_.follower->set(*file.engine);
+        log_info(text("loaded ", path));
+        take_settings(file);
+        return;
+    }
     const Changes changes = cluster_.reconfigure(file.cluster);
     log_info(text("loaded ", path));
     take_settings(file);
     tell(changes);
+}
+
+void Daemon::Impl::follow(const Engine_Step &step) {
+    const Changes changes = cluster_.follow(step.configuration, step.liveness);
+    if (changes.any()) {
+        tell(changes);
+    }
 }
 
 void Daemon::Impl::take_settings(const Cluster_File &file) {
@@ -422,7 +473,8 @@ std::string Daemon::Impl::state() const {
         timeline = {timeline_->size(), timeline_->played()};
     }
     return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
-                       keyring_, publisher_->clients(), timeline, shutdown_.has_value(),
+                       keyring_, publisher_->clients(), timeline,
+                       followed_.follower ? &followed_.follower->status() : nullptr, shutdown_.has_value(),
                        std::chrono::steady_clock::now()});
 }
 

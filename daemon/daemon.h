@@ -2,13 +2,17 @@
 #ifndef WISPD_DAEMON_H
 #define WISPD_DAEMON_H
 
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "daemon/sources/cluster_file.h"
+#include "daemon/sources/corosync/engine_follower.h"
 #include "daemon/sources/timeline.h"
 
 namespace wispd {
+
+using Follow_Engine = std::function<std::unique_ptr<Engine_Follower>(const Engine_Settings &)>;
 
 struct Start {
     std::string config_path;
@@ -16,11 +20,13 @@ struct Start {
     std::string control_path;
     Cluster_File file;
     std::vector<Timeline_Event> timeline;
+    Follow_Engine follow_engine; // throws std::runtime_error; asked only when the file says so
 };
 
 class Daemon {
   public:
-    // Clients can connect when it returns. Throws Start_Failure.
+    // Clients can connect when it returns. Waits for the cluster engine, where one is to be followed, as long as
+    // its grace. Throws Start_Failure.
     explicit Daemon(Start start);
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;

@@ -10,6 +10,7 @@
 #include "daemon/detach.h"
 #include "daemon/log.h"
 #include "daemon/paths.h"
+#include "daemon/sources/corosync/engine_access.h"
 #include "daemon/start_failure.h"
 #include "daemon/text.h"
 
@@ -43,6 +44,7 @@ void add_options(CLI::App &app, Options &options) {
 
 wispd::Start read_start(const Options &options) {
     wispd::Start start;
+    start.follow_engine = wispd::follow_engine;
     start.file = wispd::read_cluster_file(options.config);
     // Afterwards the working directory may be another one.
     start.config_path = wispd::absolute_path(options.config);

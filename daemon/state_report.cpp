@@ -145,6 +145,22 @@ ordered_json security_of(const Keyring &keyring) {
     return security;
 }
 
+ordered_json source_of(const Engine_Status *engine) {
+    if (engine == nullptr) {
+        return {{"type", "file"}};
+    }
+    ordered_json source = {{"type", "corosync"}, {"engine", engine->connected ? "connected" : "gone"}};
+    if (!engine->connected) {
+        source["trouble"] = engine->trouble;
+        source["attempts"] = engine->attempts;
+    }
+    if (!engine->refused.empty()) {
+        source["refused_configuration"] = engine->refused;
+    }
+    source["awaited_nodes"] = engine->awaited;
+    return source;
+}
+
 } // namespace
 
 std::string state_line(const State_View &view) {
@@ -161,6 +177,7 @@ std::string state_line(const State_View &view) {
                               {"threshold_microseconds", cluster.heartbeat()->threshold_microseconds},
                               {"enabled", cluster.heartbeat()->enabled}};
     }
+    state["source"] = source_of(view.engine);
     state["networks"] = networks_of(cluster);
     state["nodes"] = nodes_of(cluster);
     state["suspicions"] = suspicions_of(view.control.suspicions(), view.now);

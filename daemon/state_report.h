@@ -10,6 +10,7 @@
 #include "daemon/model/node_control.h"
 #include "daemon/model/routes.h"
 #include "daemon/publisher/publisher.h"
+#include "daemon/sources/corosync/engine_follower.h"
 
 namespace wispd {
 
@@ -28,6 +29,7 @@ struct State_View {
     const Keyring &keyring;
     std::vector<Client_Status> clients;
     Timeline_Status timeline;
+    const Engine_Status *engine; // null: the cluster is the file's
     bool ends_soon;
     Time now;
 };

@@ -23,7 +23,7 @@ bool can_be_up(const Adapter &adapter) {
 namespace {
 
 bool is_held_down(const Adapter &adapter) {
-    return adapter.disabled || adapter.interface_down;
+    return adapter.disabled || adapter.interface_down || adapter.told_down;
 }
 
 } // namespace
@@ -47,6 +47,7 @@ void Cluster::load(const Configuration &configuration) {
     local_node_ = configuration.local_node;
     adapters_per_node_ = configuration.adapters_per_node;
     instance_ = configuration.instance;
+    engine_tells_ = configuration.engine_tells;
     if (configuration.heartbeat) {
         heartbeat_ = configuration.heartbeat;
     }
@@ -115,6 +116,12 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
         throw Refused(text("adapter ", adapter, " is not in the configuration"));
     }
     return number;
+}
+
+void Cluster::check_is_told_here() const {
+    if (engine_tells_) {
+        throw Refused("who is configured and who is up in this cluster is told by its engine");
+    }
 }
 
 void Cluster::check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const {
@@ -210,6 +217,7 @@ void Cluster::finish(const Changes &changes) {
 }
 
 Changes Cluster::node_up(int node) {
+    check_is_told_here();
     const std::size_t number = check_configured_node(node);
     if (nodes_[number].up_adapters == nodes_[number].configured_adapters) {
         throw Refused(text("node ", node, " is up already, with all its adapters"));
@@ -229,6 +237,7 @@ Changes Cluster::node_up(int node) {
 }
 
 Changes Cluster::node_down(int node) {
+    check_is_told_here();
     const std::size_t number = check_configured_node(node);
     if (node == local_node_) {
         throw Refused(
@@ -249,6 +258,7 @@ Changes Cluster::node_down(int node) {
 }
 
 Changes Cluster::node_join(int node) {
+    check_is_told_here();
     const std::size_t number = check_node(node);
     if (nodes_[number].configured_adapters != 0) {
         throw Refused(text("node ", node, " is in the configuration already"));
@@ -281,6 +291,7 @@ Changes Cluster::node_join(int node) {
 }
 
 Changes Cluster::node_leave(int node) {
+    check_is_told_here();
     const std::size_t number = check_configured_node(node);
     if (node == local_node_) {
         throw Refused(text("node ", node, " is the local node, which cannot leave"));
@@ -298,6 +309,7 @@ Changes Cluster::node_leave(int node) {
 }
 
 Changes Cluster::adapter_up(int64_t adapter) {
+    check_is_told_here();
     const std::size_t number = check_configured_adapter(adapter);
     if (adapters_[number].up) {
         throw Refused(text("adapter ", adapter, " is up already"));
@@ -313,6 +325,7 @@ Changes Cluster::adapter_up(int64_t adapter) {
 }
 
 Changes Cluster::adapter_down(int64_t adapter) {
+    check_is_told_here();
     const std::size_t number = check_configured_adapter(adapter);
     if (!adapters_[number].up) {
         throw Refused(text("adapter ", adapter, " is down already"));
@@ -326,6 +339,7 @@ Changes Cluster::adapter_down(int64_t adapter) {
 
 Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
                               const std::optional<std::string> &type) {
+    check_is_told_here();
     const std::size_t number = check_adapter(adapter);
     Adapter &it = adapters_[number];
     if (it.configured) {
@@ -361,6 +375,7 @@ Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address
 }
 
 Changes Cluster::adapter_leave(int64_t adapter) {
+    check_is_told_here();
     const std::size_t number = check_configured_adapter(adapter);
     const auto node = static_cast<std::size_t>(place_of(number).node);
     if (static_cast<int>(node) == local_node_ && nodes_[node].configured_adapters == 1) {
@@ -416,6 +431,7 @@ Changes Cluster::interface_down(int64_t adapter) {
 }
 
 Changes Cluster::set_address(int64_t adapter, const Hb_IP_address6 &address) {
+    check_is_told_here();
     const std::size_t number = check_configured_adapter(adapter);
     Adapter &it = adapters_[number];
     if (!it.carries_ip || !is_address(address)) {
@@ -436,6 +452,7 @@ Changes Cluster::set_address(int64_t adapter, const Hb_IP_address6 &address) {
 }
 
 Changes Cluster::clear_address(int64_t adapter) {
+    check_is_told_here();
     const std::size_t number = check_configured_adapter(adapter);
     Adapter &it = adapters_[number];
     if (!is_address(it.address)) {
@@ -453,6 +470,7 @@ Changes Cluster::clear_address(int64_t adapter) {
 }
 
 Changes Cluster::swap_addresses(int64_t adapter, int64_t other) {
+    check_is_told_here();
     const std::size_t one = check_configured_adapter(adapter);
     const std::size_t two = check_configured_adapter(other);
     for (std::size_t number : {one, two}) {
@@ -495,12 +513,16 @@ Changes Cluster::sleep_and_wake() {
 
 // ---- Who is alive ----
 
-void Cluster::set_adapter_liveness(std::size_t adapter, bool up, bool back, Changes &changes) {
-    const bool was_up = adapters_[adapter].up;
+void Cluster::set_adapter_liveness(std::size_t adapter, bool up, bool back, Hb_Incarnation lowest,
+                                   Changes &changes) {
+    Adapter &it = adapters_[adapter];
+    const bool was_up = it.up;
+    it.told_down = !up;
     if (was_up && (!up || back)) {
         take_down(adapter, 0, changes);
     }
-    if (up && (!was_up || back) && can_be_up(adapters_[adapter]) && !is_held_down(adapters_[adapter])) {
+    if (up && (!was_up || back) && can_be_up(it) && !is_held_down(it)) {
+        it.incarnation = std::max(it.incarnation, lowest == 0 ? 0 : lowest - 1);
         bring_up(adapter, changes);
     }
 }
@@ -511,6 +533,7 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
         const int node = static_cast<int>(number);
         const bool is_member = node == local_node_ || liveness.nodes.contains(node);
         const bool node_back = node != local_node_ && liveness.nodes_back.contains(node);
+        const auto lowest = liveness.incarnations.find(node);
         if (is_member && node_back && nodes_[number].up) {
             changes.node_deaths.push_back(static_cast<Hb_Node_Number>(number));
             nodes_[number].up = false;
@@ -520,12 +543,27 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
             if (adapters_[adapter].configured) {
                 const auto told = static_cast<int64_t>(adapter);
                 set_adapter_liveness(adapter, is_member && liveness.adapters.contains(told),
-                                     node_back || liveness.adapters_back.contains(told), changes);
+                                     node_back || liveness.adapters_back.contains(told),
+                                     lowest == liveness.incarnations.end() ? 0 : lowest->second, changes);
             }
         }
         settle_node(number, changes);
     }
     finish(changes);
+    return changes;
+}
+
+Changes Cluster::follow(const std::optional<Configuration> &next, const Liveness &liveness) {
+    if (!next) {
+        return set_liveness(liveness);
+    }
+    Changes changes = reconfigure(*next);
+    Changes more = set_liveness(liveness);
+    const auto append = [](auto &all, const auto &those) { all.insert(all.end(), those.begin(), those.end()); };
+    append(changes.adapter_deaths, more.adapter_deaths);
+    append(changes.node_deaths, more.node_deaths);
+    append(changes.adapter_joins, more.adapter_joins);
+    append(changes.node_joins, more.node_joins);
     return changes;
 }
 

@@ -13,6 +13,7 @@
 #ifndef WISPD_CLUSTER_H
 #define WISPD_CLUSTER_H
 
+#include <map>
 #include <optional>
 #include <ranges>
 #include <set>
@@ -82,6 +83,7 @@ struct Adapter {
     bool carries_ip = true;
     bool disabled = false;
     bool interface_down = false;
+    bool told_down = false; // by an engine
     Hb_Incarnation incarnation = 0;
     Hb_IP_address6 address{};
     std::string type;
@@ -102,6 +104,10 @@ struct Liveness {
     // Who went and came back since the last time: they die and join.
     std::set<int> nodes_back;
     std::set<int64_t> adapters_back;
+    // By node: its adapters that come up now have at least this one.
+    std::map<int, Hb_Incarnation> incarnations;
+
+    bool operator==(const Liveness &) const = default;
 };
 
 class Cluster {
@@ -134,6 +140,8 @@ class Cluster {
     // From here on members are told, and a node no longer follows from its adapters. Whoever is not configured is
     // passed over; the local node is always a member.
     Changes set_liveness(const Liveness &liveness);
+    // Both in one: the configuration, when there is one, and who is alive in it.
+    Changes follow(const std::optional<Configuration> &next, const Liveness &liveness);
 
     // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
     // is another than it was at the last configuration.
@@ -159,6 +167,9 @@ class Cluster {
     const std::vector<Node> &nodes() const { return nodes_; }          // by node number
     const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
 
+    // Where an engine tells who is configured and who is up, all that would say otherwise is refused.
+    bool engine_tells() const { return engine_tells_; }
+
     // The local node's adapter in that network; empty when it has none in the configuration.
     std::optional<std::size_t> local_adapter(int network) const;
     bool is_local(std::size_t adapter) const { return place_of(adapter).node == local_node_; }
@@ -182,6 +193,7 @@ class Cluster {
     std::size_t check_configured_node(int node) const;
     std::size_t check_adapter(int64_t adapter) const;
     std::size_t check_configured_adapter(int64_t adapter) const;
+    void check_is_told_here() const;
     void check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const;
 
     Changes hold_down(int64_t adapter, bool Adapter::*hold);
@@ -198,7 +210,7 @@ class Cluster {
     void add(std::size_t adapter);
     void remove(std::size_t adapter, Changes &changes);
     void settle_node(std::size_t node, Changes &changes);
-    void set_adapter_liveness(std::size_t adapter, bool up, bool back, Changes &changes);
+    void set_adapter_liveness(std::size_t adapter, bool up, bool back, Hb_Incarnation lowest, Changes &changes);
     void update_configuration(Changes &changes);
     Changes begin() const;
     void finish(const Changes &changes);
@@ -208,6 +220,7 @@ class Cluster {
     int adapters_per_node_ = 0;
     Hb_Config_Instance instance_ = 0;
     std::optional<Heartbeat> heartbeat_;
+    bool engine_tells_ = false;
     Hb_Sequence_Number configuration_sequence_ = 1;
     Hb_Incarnation group_incarnation_ = 1;
     int configured_adapters_ = 0;

@@ -55,6 +55,7 @@ struct Configuration {
     int adapters_per_node = 0; // 1 to HB_NETWORK_SLOTS
     Hb_Config_Instance instance = 1;
     std::optional<Heartbeat> heartbeat;
+    bool engine_tells = false; // who is configured and who is up comes from an engine, and from nowhere else
     std::vector<Configured_Network> networks;
     std::vector<Configured_Node> nodes;
 };

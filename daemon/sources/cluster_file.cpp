@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "daemon/model/address.h"
+#include "daemon/sources/corosync/engine_section.h"
 #include "daemon/sources/toml_reader.h"
 #include "daemon/text.h"
 #include "lib/hb_wire.h"
@@ -32,18 +33,10 @@ struct Definition {
     std::string what;
 };
 
-std::chrono::microseconds read_seconds(const Toml_Reader &reader, std::string_view key, double lowest,
-                                       double highest, std::chrono::microseconds otherwise) {
-    if (!reader.has(key)) {
-        return otherwise;
-    }
-    return std::chrono::microseconds(static_cast<int64_t>(reader.number(key, lowest, highest) * 1e6 + 0.5));
-}
-
-void read_heartbeat(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
+std::optional<Heartbeat> read_heartbeat(const Toml_Reader &root, const std::string &path) {
     const toml::table *table = root.table("heartbeat");
     if (table == nullptr) {
-        return;
+        return std::nullopt;
     }
     const Toml_Reader reader(*table, path, "[heartbeat]",
                              {"threshold_seconds", "threshold_microseconds", "enabled"});
@@ -52,7 +45,7 @@ void read_heartbeat(const Toml_Reader &root, const std::string &path, Configurat
     heartbeat.threshold_microseconds =
         static_cast<int32_t>(reader.integer_or("threshold_microseconds", 0, 999999, 0));
     heartbeat.enabled = reader.boolean_or("enabled", true);
-    cluster.heartbeat = heartbeat;
+    return heartbeat;
 }
 
 void read_networks(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
@@ -206,7 +199,7 @@ Configuration read_cluster(const Toml_Reader &root, const std::string &path) {
     cluster.adapters_per_node = static_cast<int>(reader.integer("adapters_per_node", 1, HB_NETWORK_SLOTS));
     cluster.local_node = static_cast<Hb_Node_Number>(reader.integer("local_node", 0, cluster.max_nodes - 1));
     cluster.instance = static_cast<Hb_Config_Instance>(reader.integer_or("instance", 0, UINT32_MAX, 1));
-    read_heartbeat(root, path, cluster);
+    cluster.heartbeat = read_heartbeat(root, path);
     read_networks(root, path, cluster);
     Node_Section nodes(path, cluster);
     bool local_found = false;
@@ -267,7 +260,7 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     settings.socket_mode = read_mode(reader, "socket_mode", "0660").value_or(settings.socket_mode);
     settings.key_mode = read_key_mode(reader);
     settings.shutdown_delay =
-        read_seconds(reader, "shutdown_delay_seconds", 0, DELAY_LONGEST_SECONDS, settings.shutdown_delay);
+        reader.seconds_or("shutdown_delay_seconds", 0, DELAY_LONGEST_SECONDS, settings.shutdown_delay);
     if (reader.has("client_queue_bytes")) {
         settings.client_queue_bytes =
             static_cast<std::size_t>(reader.integer("client_queue_bytes", 0, QUEUE_HIGHEST));
@@ -295,7 +288,7 @@ Suspicion_Settings read_suspicion(const Toml_Reader &root, const std::string &pa
         return settings;
     }
     const Toml_Reader reader(*table, path, "[suspicion]", {"confirm_seconds", "max_grace_seconds"});
-    settings.confirm = read_seconds(reader, "confirm_seconds", 0, DELAY_LONGEST_SECONDS, settings.confirm);
+    settings.confirm = reader.seconds_or("confirm_seconds", 0, DELAY_LONGEST_SECONDS, settings.confirm);
     settings.max_grace_seconds = static_cast<int32_t>(
         reader.integer_or("max_grace_seconds", 0, GRACE_LONGEST_SECONDS, settings.max_grace_seconds));
     return settings;
@@ -333,7 +326,7 @@ Security_Settings read_security(const Toml_Reader &root, const std::string &path
         throw reader.error("key_length",
                            text("an aes-cmac key has 16, 24 or 32 bytes, not ", settings.key_length));
     }
-    settings.rotate_every = read_seconds(reader, "rotate_seconds", 0.1, ROTATION_LONGEST_SECONDS, {});
+    settings.rotate_every = reader.seconds_or("rotate_seconds", 0.1, ROTATION_LONGEST_SECONDS, {});
     return settings;
 }
 
@@ -363,6 +356,54 @@ std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string 
     return endpoints;
 }
 
+// ---- Where the cluster comes from ----
+
+constexpr const char *OWN_FILE = "file";
+constexpr const char *COROSYNC = "corosync";
+
+bool is_told_by_engine(const Toml_Reader &source) {
+    const std::string type = source.string_or("type", NAME_LONGEST, OWN_FILE);
+    if (type != OWN_FILE && type != COROSYNC) {
+        throw source.error(
+            "type", text("\"", type, "\" is no source; expected \"", OWN_FILE, "\" or \"", COROSYNC, "\""));
+    }
+    return type == COROSYNC;
+}
+
+Configuration size_of_engine_cluster() {
+    Configuration cluster;
+    cluster.max_nodes = HB_NODE_SLOTS;
+    cluster.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
+    cluster.engine_tells = true;
+    return cluster;
+}
+
+std::string read_timeline_path(const Toml_Reader &source, const std::string &path) {
+    const std::string timeline = source.string_or("timeline", PATH_LONGEST, "");
+    return timeline.empty() ? timeline : (std::filesystem::path(path).parent_path() / timeline).string();
+}
+
+void read_source(const Toml_Reader &root, const std::string &path, Cluster_File &file) {
+    const toml::table *table = root.table("source");
+    if (table == nullptr) {
+        file.cluster = read_cluster(root, path);
+        return;
+    }
+    const Toml_Reader any(*table, path, "[source]",
+                          {"type", "timeline", "poll_milliseconds", "grace_seconds", "node", "network"});
+    if (is_told_by_engine(any)) {
+        const Toml_Reader source(*table, path, "[source] of type \"corosync\"",
+                                 {"type", "poll_milliseconds", "grace_seconds", "node", "network"});
+        file.engine = read_engine_section(root, source, path);
+        file.engine->names.heartbeat = read_heartbeat(root, path);
+        file.cluster = size_of_engine_cluster();
+    } else {
+        const Toml_Reader source(*table, path, "[source]", {"type", "timeline"});
+        file.cluster = read_cluster(root, path);
+        file.timeline = read_timeline_path(source, path);
+    }
+}
+
 } // namespace
 
 Cluster_File parse_cluster_file(std::string_view document, const std::string &path) {
@@ -371,18 +412,11 @@ Cluster_File parse_cluster_file(std::string_view document, const std::string &pa
         parsed, path, "the file",
         {"cluster", "daemon", "heartbeat", "suspicion", "security", "source", "network", "node", "endpoint"});
     Cluster_File file;
-    file.cluster = read_cluster(root, path);
+    read_source(root, path, file);
     file.daemon = read_daemon(root, path, file.cluster);
     file.suspicion = read_suspicion(root, path);
     file.security = read_security(root, path);
     file.endpoints = read_endpoints(root, path, file.cluster);
-    if (const toml::table *source = root.table("source")) {
-        const Toml_Reader reader(*source, path, "[source]", {"timeline"});
-        file.timeline = reader.string_or("timeline", PATH_LONGEST, "");
-        if (!file.timeline.empty()) {
-            file.timeline = (std::filesystem::path(path).parent_path() / file.timeline).string();
-        }
-    }
     return file;
 }
 

@@ -15,6 +15,7 @@
 #include "daemon/model/keyring.h"
 #include "daemon/model/node_control.h"
 #include "daemon/sources/config_error.h"
+#include "daemon/sources/corosync/engine_settings.h"
 
 namespace wispd {
 
@@ -33,7 +34,8 @@ struct Daemon_Settings {
 };
 
 struct Cluster_File {
-    Configuration cluster;
+    Configuration cluster; // where an engine tells the cluster, only its size
+    std::optional<Engine_Settings> engine;
     Daemon_Settings daemon;
     Suspicion_Settings suspicion;
     Security_Settings security;

@@ -196,6 +196,14 @@ double Toml_Reader::number(std::string_view key, double lowest, double highest) 
     return *value;
 }
 
+std::chrono::microseconds Toml_Reader::seconds_or(std::string_view key, double lowest, double highest,
+                                                  std::chrono::microseconds otherwise) const {
+    if (!has(key)) {
+        return otherwise;
+    }
+    return std::chrono::microseconds(static_cast<int64_t>(number(key, lowest, highest) * 1e6 + 0.5));
+}
+
 bool Toml_Reader::boolean_or(std::string_view key, bool otherwise) const {
     if (!has(key)) {
         return otherwise;

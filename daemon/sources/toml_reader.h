@@ -2,6 +2,7 @@
 #ifndef WISPD_TOML_READER_H
 #define WISPD_TOML_READER_H
 
+#include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -32,6 +33,9 @@ class Toml_Reader {
     int64_t integer(std::string_view key, int64_t lowest, int64_t highest) const;
     int64_t integer_or(std::string_view key, int64_t lowest, int64_t highest, int64_t otherwise) const;
     double number(std::string_view key, double lowest, double highest) const;
+    // A number of seconds, rounded to microseconds.
+    std::chrono::microseconds seconds_or(std::string_view key, double lowest, double highest,
+                                         std::chrono::microseconds otherwise) const;
     bool boolean_or(std::string_view key, bool otherwise) const;
     // At least one and at most `longest` bytes.
     std::string string(std::string_view key, std::size_t longest) const;

@@ -70,6 +70,16 @@ std::vector<wispd::Timeline_Event> timeline_of(const wispd::Cluster_File &file) 
     return file.timeline.empty() ? std::vector<wispd::Timeline_Event>() : wispd::read_timeline(file.timeline);
 }
 
+wispd::Cluster_File read_own_cluster(const std::string &path) {
+    wispd::Cluster_File file = wispd::read_cluster_file(path);
+    if (file.engine) {
+        throw wispd::Config_Error(text(path,
+                                       ": [source] type is \"corosync\"; this service plays clusters that "
+                                       "stand in their files. libqz_mox_corosync.so is the one for Corosync"));
+    }
+    return file;
+}
+
 } // namespace
 
 class Cluster_Player::Impl {
@@ -106,7 +116,7 @@ class Cluster_Player::Impl {
 };
 
 Cluster_Player::Impl::Impl(const Play &play)
-    : config_(wispd::absolute_path(play.config)), file_(wispd::read_cluster_file(config_)),
+    : config_(wispd::absolute_path(play.config)), file_(read_own_cluster(config_)),
       configured_timeline_(timeline_of(file_)), cluster_(file_.cluster),
       node_control_(cluster_, file_.suspicion), picture_(picture_of(cluster_)), suspicion_(context_) {
     if (!play.control.empty()) {
@@ -172,7 +182,7 @@ void Cluster_Player::Impl::execute(const Command &command) {
 }
 
 void Cluster_Player::Impl::reload(const std::string &path) {
-    const wispd::Cluster_File file = wispd::read_cluster_file(path);
+    const wispd::Cluster_File file = read_own_cluster(path);
     const wispd::Changes changes = cluster_.reconfigure(file.cluster);
     node_control_.set(file.suspicion);
     node_control_.heed(changes);

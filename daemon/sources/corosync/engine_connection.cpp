@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <optional>
 #include <set>
 #include <string_view>
+
+#include <poll.h>
 
 #include <corosync/cfg.h>
 #include <corosync/cmap.h>
@@ -20,6 +23,7 @@ namespace {
 constexpr const char *RELOADING = "config.reload_in_progress";
 constexpr const char *RELOAD_STATUS = "config.reload_status";
 constexpr uint32_t RELOAD_DONE_WELL = 1;
+constexpr std::chrono::seconds FIRST_MEMBERS_LATEST(2);
 
 void require(cs_error_t result, const char *what) {
     if (result != CS_OK) {
@@ -118,19 +122,18 @@ std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
     return value;
 }
 
-} // namespace
-
-class Engine_Connection::Impl {
+class Engine_Connection : public Engine {
   public:
-    Impl();
+    Engine_Connection();
 
-    std::vector<int> descriptors() const { return descriptors_; }
-    Engine_News dispatch();
-    Engine_Configuration configuration();
-    Engine_Members members();
-    Engine_Links links();
+    std::vector<int> descriptors() const override { return descriptors_; }
+    Engine_News dispatch() override;
+    Engine_Configuration configuration() override;
+    Engine_Members members() override;
+    Engine_Links links(const Engine_Configuration &of) override;
 
   private:
+    void await_members(int quorum);
     void track(const char *prefix);
     void on_key(std::string_view key, int32_t event, const cmap_notify_value &value);
 
@@ -143,7 +146,7 @@ class Engine_Connection::Impl {
     Engine_News news_;
 };
 
-Engine_Connection::Impl::Impl() {
+Engine_Connection::Engine_Connection() {
     map_.opened(cmap_initialize_map(map_.to_open(), CMAP_MAP_ICMAP), "opening its map");
     statistics_.opened(cmap_initialize_map(statistics_.to_open(), CMAP_MAP_STATS), "opening its statistics");
     const corosync_cfg_callbacks_t none{};
@@ -156,7 +159,7 @@ Engine_Connection::Impl::Impl() {
                                   const uint32_t *) {
         const void *context = nullptr;
         if (quorum_context_get(handle, &context) == CS_OK) {
-            auto &self = *static_cast<Impl *>(const_cast<void *>(context));
+            auto &self = *static_cast<Engine_Connection *>(const_cast<void *>(context));
             self.members_ = std::set<uint32_t>(members, members + count);
             self.news_.membership = true;
         }
@@ -173,21 +176,36 @@ Engine_Connection::Impl::Impl() {
     require(cmap_fd_get(map_.get(), &map), "waiting for its map");
     require(quorum_fd_get(quorum_.get(), &quorum), "waiting for its members");
     descriptors_ = {map, quorum};
-    dispatch();
+    await_members(quorum);
 }
 
-void Engine_Connection::Impl::track(const char *prefix) {
+// The first ones come by themselves, and this node is always one of them.
+void Engine_Connection::await_members(int quorum) {
+    const auto until = std::chrono::steady_clock::now() + FIRST_MEMBERS_LATEST;
+    while (members_.empty()) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+        pollfd waiting{quorum, POLLIN, 0};
+        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0) {
+            throw Engine_Gone("the cluster engine: it does not tell its members");
+        }
+        dispatch();
+    }
+}
+
+void Engine_Connection::track(const char *prefix) {
     cmap_track_handle_t handle{};
     require(cmap_track_add(
                 map_.get(), prefix, CMAP_TRACK_ADD | CMAP_TRACK_MODIFY | CMAP_TRACK_DELETE | CMAP_TRACK_PREFIX,
                 [](cmap_handle_t, cmap_track_handle_t, int32_t event, const char *key, cmap_notify_value value,
-                   cmap_notify_value, void *self) { static_cast<Impl *>(self)->on_key(key, event, value); },
+                   cmap_notify_value,
+                   void *self) { static_cast<Engine_Connection *>(self)->on_key(key, event, value); },
                 this, &handle),
             "following its map");
 }
 
 // A reload is over when its mark falls; what it was worth is beside it.
-void Engine_Connection::Impl::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
+void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
     uint64_t number = 0;
     if (key != RELOADING || value.data == nullptr || value.len > sizeof number) {
         return;
@@ -200,14 +218,14 @@ void Engine_Connection::Impl::on_key(std::string_view key, int32_t, const cmap_n
     }
 }
 
-Engine_News Engine_Connection::Impl::dispatch() {
+Engine_News Engine_Connection::dispatch() {
     news_ = {};
     require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "listening to its map");
     require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "listening to its members");
     return news_;
 }
 
-Engine_Configuration Engine_Connection::Impl::configuration() {
+Engine_Configuration Engine_Connection::configuration() {
     constexpr std::string_view prefix = "nodelist.node.";
     Engine_Configuration read;
     read.cluster_name = string_of(map_, "totem.cluster_name");
@@ -244,7 +262,7 @@ Engine_Configuration Engine_Connection::Impl::configuration() {
     return read;
 }
 
-Engine_Members Engine_Connection::Impl::members() {
+Engine_Members Engine_Connection::members() {
     Engine_Members read;
     for (const uint32_t id : members_) {
         const std::string key = text("runtime.members.", id, ".join_count");
@@ -253,54 +271,26 @@ Engine_Members Engine_Connection::Impl::members() {
     return read;
 }
 
-Engine_Links Engine_Connection::Impl::links() {
-    constexpr std::string_view prefix = "stats.knet.node";
+// Each is asked for by its name: walking through all that the engine counts of a link takes ten times as long.
+Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
     Engine_Links read;
-    for_each_key(statistics_, prefix.data(), [&](std::string_view key) {
-        // "7.link0.connected"
-        const std::vector<std::string_view> parts = parts_behind(prefix, key);
-        if (parts.size() != 3 || !parts[1].starts_with("link") ||
-            (parts[2] != "connected" && parts[2] != "down_count")) {
-            return;
+    for (const Engine_Node &node : of.nodes) {
+        for (const auto &[link, address] : node.addresses) {
+            const std::string prefix = text("stats.knet.node", node.id, ".link", link);
+            const auto connected = value_of(statistics_, prefix + ".connected");
+            if (connected) {
+                const auto times_down = value_of(statistics_, prefix + ".down_count");
+                read[{node.id, link}] = {*connected != 0, static_cast<uint32_t>(times_down.value_or(0))};
+            }
         }
-        const auto node = number_of(parts[0]);
-        const auto link = number_of(parts[1].substr(4));
-        const auto value = value_of(statistics_, key);
-        if (!node || !link || !value) {
-            return;
-        }
-        Engine_Link &seen = read[{*node, static_cast<int>(*link)}];
-        if (parts[2] == "connected") {
-            seen.connected = *value != 0;
-        } else {
-            seen.times_down = static_cast<uint32_t>(*value);
-        }
-    });
+    }
     return read;
 }
 
-Engine_Connection::Engine_Connection() : impl_(std::make_unique<Impl>()) {}
+} // namespace
 
-Engine_Connection::~Engine_Connection() = default;
-
-std::vector<int> Engine_Connection::descriptors() const {
-    return impl_->descriptors();
-}
-
-Engine_News Engine_Connection::dispatch() {
-    return impl_->dispatch();
-}
-
-Engine_Configuration Engine_Connection::configuration() {
-    return impl_->configuration();
-}
-
-Engine_Members Engine_Connection::members() {
-    return impl_->members();
-}
-
-Engine_Links Engine_Connection::links() {
-    return impl_->links();
+std::unique_ptr<Engine> connect_to_engine() {
+    return std::make_unique<Engine_Connection>();
 }
 
 } // namespace wispd

@@ -1,5 +1,6 @@
 #include "daemon/sources/corosync/engine_translation.h"
 
+#include <map>
 #include <memory>
 #include <set>
 
@@ -59,6 +60,18 @@ int64_t adapter_number(int node, int link) {
     return static_cast<int64_t>(node) * ENGINE_ADAPTERS_PER_NODE + link;
 }
 
+// A counter that differs between two looks at the same thing: it went and came back.
+bool is_back(const Engine_Look &now, const Engine_Look &before, uint32_t id) {
+    const auto was = before.members.find(id);
+    return was != before.members.end() && was->second != now.members.at(id);
+}
+
+bool is_back(const Engine_Look &now, const Engine_Look &before, const std::pair<uint32_t, int> &link) {
+    const auto was = before.links.find(link);
+    return was != before.links.end() && was->second.connected &&
+           was->second.times_down != now.links.at(link).times_down;
+}
+
 } // namespace
 
 int node_number(uint32_t id, const Engine_Names &names) {
@@ -78,6 +91,9 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     configuration.name = engine.cluster_name;
     configuration.max_nodes = HB_NODE_SLOTS;
     configuration.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
+    configuration.engine_tells = true;
+    configuration.instance = names.instance;
+    configuration.heartbeat = names.heartbeat;
     configuration.local_node = static_cast<Hb_Node_Number>(node_number(engine.local_id, names));
     std::map<int, uint32_t> ids;
     std::set<int> links;
@@ -103,44 +119,32 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     return configuration;
 }
 
-Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Members &members,
-                   const Engine_Links &links, const Engine_Members &members_before,
-                   const Engine_Links &links_before) {
+Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Look &now,
+                   const Engine_Look &before, const std::set<int> &local_links) {
     Liveness liveness;
-    const int local = node_number(engine.local_id, names);
-    std::set<int> connected_somewhere;
     for (const Engine_Node &node : engine.nodes) {
         const int number = node_number(node.id, names);
-        const auto member = members.find(node.id);
-        if (member != members.end()) {
+        const auto member = now.members.find(node.id);
+        if (member != now.members.end()) {
             liveness.nodes.insert(number);
-            const auto before = members_before.find(node.id);
-            if (before != members_before.end() && before->second != member->second) {
+            liveness.incarnations[number] = member->second;
+            if (is_back(now, before, node.id)) {
                 liveness.nodes_back.insert(number);
             }
         }
         for (const auto &[link, address] : node.addresses) {
-            const auto state = links.find({node.id, link});
-            if (number == local || state == links.end()) {
+            const int64_t adapter = adapter_number(number, link);
+            if (node.id == engine.local_id) {
+                if (local_links.contains(link)) {
+                    liveness.adapters.insert(adapter);
+                }
                 continue;
             }
-            const int64_t adapter = adapter_number(number, link);
-            if (state->second.connected) {
+            const auto state = now.links.find({node.id, link});
+            if (state != now.links.end() && state->second.connected) {
                 liveness.adapters.insert(adapter);
-                connected_somewhere.insert(link);
-            }
-            const auto before = links_before.find({node.id, link});
-            if (before != links_before.end() && before->second.connected && state->second.connected &&
-                before->second.times_down != state->second.times_down) {
-                liveness.adapters_back.insert(adapter);
-            }
-        }
-    }
-    for (const Engine_Node &node : engine.nodes) {
-        if (node.id == engine.local_id) {
-            for (const auto &[link, address] : node.addresses) {
-                if (engine.nodes.size() == 1 || connected_somewhere.contains(link)) {
-                    liveness.adapters.insert(adapter_number(local, link));
+                if (is_back(now, before, {node.id, link})) {
+                    liveness.adapters_back.insert(adapter);
                 }
             }
         }

@@ -2,20 +2,21 @@
 #ifndef WISPD_ENGINE_TRANSLATION_H
 #define WISPD_ENGINE_TRANSLATION_H
 
-#include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 
 #include "daemon/model/cluster.h"
 #include "daemon/model/configuration.h"
+#include "daemon/sources/corosync/engine_settings.h"
 #include "daemon/sources/corosync/engine_view.h"
 
 namespace wispd {
 
-// What wispd's own file adds to what the engine knows.
-struct Engine_Names {
-    std::map<uint32_t, int> nodes;       // node numbers of ids that are none themselves
-    std::map<int, std::string> networks; // by link; others are "link" and its number
+// Who and what worked at one time.
+struct Engine_Look {
+    const Engine_Members &members;
+    const Engine_Links &links;
 };
 
 // A node of the engine that has no place in the model: what() names it and says what to do.
@@ -24,9 +25,6 @@ class Engine_Refused : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Adapters of a node in every such cluster, so that the numbers stay when a link is added.
-inline constexpr int ENGINE_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
-
 // The node's number: its id, or what the file says. Throws Engine_Refused.
 int node_number(uint32_t id, const Engine_Names &names);
 
@@ -34,11 +32,10 @@ int node_number(uint32_t id, const Engine_Names &names);
 // found is none. Throws Engine_Refused.
 Configuration translate(const Engine_Configuration &engine, const Engine_Names &names);
 
-// What changed between two looks is told as gone and back. The local node's own adapters are up where its links to
-// others are, and where there are no others.
-Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Members &members,
-                   const Engine_Links &links, const Engine_Members &members_before,
-                   const Engine_Links &links_before);
+// What changed between two looks is told as gone and back. Of the local node's adapters, those on the given links
+// are up: an engine has no link to itself.
+Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Look &now,
+                   const Engine_Look &before, const std::set<int> &local_links);
 
 } // namespace wispd
 

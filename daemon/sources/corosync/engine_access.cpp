@@ -1,0 +1,12 @@
+#include "daemon/sources/corosync/engine_access.h"
+
+#include "daemon/sources/corosync/engine_connection.h"
+#include "daemon/sources/corosync/netlink_interfaces.h"
+
+namespace wispd {
+
+std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &settings) {
+    return std::make_unique<Engine_Follower>(settings, connect_to_engine, watch_interfaces());
+}
+
+} // namespace wispd

@@ -1,0 +1,11 @@
+#include "daemon/sources/corosync/engine_access.h"
+
+namespace wispd {
+
+std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &) {
+    throw std::runtime_error("[source] type is \"corosync\", and this program was built without Corosync: take "
+                             "the one of the machine's own ABI, built where the packages libcmap-dev, "
+                             "libquorum-dev, libcfg-dev, libcpg-dev and libnl-route-3-dev are installed");
+}
+
+} // namespace wispd

@@ -1,0 +1,220 @@
+#include "daemon/sources/corosync/engine_follower.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "daemon/log.h"
+#include "daemon/text.h"
+
+namespace wispd {
+namespace {
+
+constexpr std::chrono::milliseconds FIRST_RETRY(100);
+constexpr std::chrono::milliseconds LONGEST_RETRY(1000);
+
+int64_t seconds_of(std::chrono::milliseconds time) {
+    return std::chrono::duration_cast<std::chrono::seconds>(time).count();
+}
+
+} // namespace
+
+Engine_Follower::Engine_Follower(const Engine_Settings &settings, Engine_Connect connect,
+                                 std::unique_ptr<Local_Interfaces> interfaces)
+    : settings_(settings), connect_(std::move(connect)), interfaces_(std::move(interfaces)),
+      retry_after_(FIRST_RETRY) {
+    wait_point_.add({interfaces_->descriptor()});
+    wait_point_.wake_at(retry_at_);
+}
+
+void Engine_Follower::set(const Engine_Settings &settings) {
+    must_reread_ = must_reread_ || settings.names != settings_.names;
+    settings_ = settings;
+    wait_point_.wake_at({});
+}
+
+std::optional<Engine_Step> Engine_Follower::advance(Time now) {
+    interfaces_->dispatch();
+    try {
+        if (!engine_ && now >= retry_at_) {
+            connect(now);
+        }
+        if (engine_) {
+            listen();
+            look_at_links(now);
+        }
+    } catch (const std::runtime_error &trouble) { // the engine's end, or no descriptors to be had
+        lose(trouble.what(), now);
+    }
+    drop_overdue(now);
+    std::optional<Engine_Step> step;
+    if (configuration_) {
+        Liveness is = liveness();
+        const bool anybody_back = !is.nodes_back.empty() || !is.adapters_back.empty();
+        if (configuration_is_new_ || anybody_back || is != told_) {
+            step.emplace();
+            step->liveness = is;
+            if (std::exchange(configuration_is_new_, false)) {
+                step->configuration = configuration_;
+            }
+            is.nodes_back.clear();
+            is.adapters_back.clear();
+            told_ = std::move(is);
+        }
+    }
+    wait_point_.wake_at(next_due());
+    return step;
+}
+
+Engine_Follower::Time Engine_Follower::next_due() const {
+    Time due = engine_ ? look_at_ : retry_at_;
+    for (const auto &[node, until] : held_nodes_) {
+        due = std::min(due, until);
+    }
+    for (const auto &[adapter, until] : held_adapters_) {
+        due = std::min(due, until);
+    }
+    return due;
+}
+
+// ---- The engine ----
+
+void Engine_Follower::connect(Time now) {
+    ++status_.attempts;
+    // Counts begin anew with a new engine.
+    members_told_.clear();
+    links_told_.clear();
+    engine_ = connect_();
+    wait_point_.add(engine_->descriptors());
+    members_ = engine_->members();
+    must_reread_ = false;
+    take_configuration();
+    look_at_ = now;
+    retry_after_ = FIRST_RETRY;
+    status_.connected = true;
+    status_.trouble.clear();
+    status_.attempts = 0;
+    log_info(text("engine: connected to Corosync, ", members_.size(), " members"));
+}
+
+void Engine_Follower::listen() {
+    const Engine_News news = engine_->dispatch();
+    if (news.refused_reload) {
+        log_warning("engine: it refused to reload its configuration, which stays as it was");
+    }
+    if (news.membership) {
+        members_ = engine_->members();
+    }
+    if (news.configuration || must_reread_) {
+        log_info("engine: the configuration is read anew");
+        must_reread_ = false;
+        configuration_is_new_ = true;
+        take_configuration();
+        look_at_ = {};
+    }
+}
+
+// One that has no place in the model leaves the one before in force.
+void Engine_Follower::take_configuration() {
+    Engine_Configuration read = engine_->configuration();
+    try {
+        Configuration translated = translate(read, settings_.names);
+        if (configuration_ && translated.local_node != configuration_->local_node) {
+            throw Engine_Refused(text("the local node was ", configuration_->local_node, " and now is ",
+                                      translated.local_node, ": restart wispd"));
+        }
+        configuration_is_new_ = configuration_is_new_ || !configuration_ || read != engine_configuration_;
+        engine_configuration_ = std::move(read);
+        configuration_ = std::move(translated);
+        status_.refused.clear();
+    } catch (const Engine_Refused &refused) {
+        configuration_is_new_ = false;
+        status_.refused = refused.what();
+        log_error(text("engine: its configuration is refused: ", refused.what()));
+    }
+}
+
+void Engine_Follower::look_at_links(Time now) {
+    if (now >= look_at_) {
+        links_ = engine_->links(engine_configuration_);
+        look_at_ = now + settings_.patience.poll;
+    }
+}
+
+void Engine_Follower::lose(const std::string &why, Time now) {
+    if (engine_) {
+        wait_point_.remove(engine_->descriptors());
+        engine_.reset();
+    }
+    members_.clear();
+    links_.clear();
+    if (std::exchange(status_.connected, false)) {
+        log_warning(text("engine: gone (", why, "); clients stay, and the other nodes count as dead in ",
+                         seconds_of(settings_.patience.grace), " s unless it comes back"));
+        hold_who_is_up(now);
+    } else if (status_.trouble.empty()) {
+        log_warning(text("engine: cannot be reached (", why, "); trying again"));
+    }
+    status_.trouble = why;
+    retry_at_ = now + retry_after_;
+    retry_after_ = std::min(2 * retry_after_, LONGEST_RETRY);
+}
+
+// ---- Who is up ----
+
+void Engine_Follower::hold_who_is_up(Time now) {
+    if (!told_) {
+        return;
+    }
+    for (const int node : told_->nodes) {
+        if (node != configuration_->local_node) {
+            held_nodes_.try_emplace(node, now + settings_.patience.grace);
+        }
+    }
+    for (const int64_t adapter : told_->adapters) {
+        if (adapter / ENGINE_ADAPTERS_PER_NODE != configuration_->local_node) {
+            held_adapters_.try_emplace(adapter, now + settings_.patience.grace);
+        }
+    }
+}
+
+void Engine_Follower::drop_overdue(Time now) {
+    const std::size_t dead = std::erase_if(held_nodes_, [&](const auto &held) { return held.second <= now; });
+    std::erase_if(held_adapters_, [&](const auto &held) { return held.second <= now; });
+    if (dead > 0) {
+        log_warning(text("engine: ", dead, " nodes were not seen again within ",
+                         seconds_of(settings_.patience.grace), " s after its end"));
+    }
+}
+
+Liveness Engine_Follower::liveness() {
+    Liveness is = translate(engine_configuration_, settings_.names, {members_, links_},
+                            {members_told_, links_told_}, local_links());
+    members_told_ = members_;
+    links_told_ = links_;
+    std::erase_if(held_nodes_, [&](const auto &held) { return is.nodes.contains(held.first); });
+    std::erase_if(held_adapters_, [&](const auto &held) { return is.adapters.contains(held.first); });
+    status_.awaited.clear();
+    for (const auto &[node, until] : held_nodes_) {
+        is.nodes.insert(node);
+        status_.awaited.push_back(node);
+    }
+    for (const auto &[adapter, until] : held_adapters_) {
+        is.adapters.insert(adapter);
+    }
+    return is;
+}
+
+std::set<int> Engine_Follower::local_links() const {
+    std::set<int> links;
+    for (const Configured_Node &node : configuration_->nodes) {
+        for (const Configured_Adapter &adapter : node.adapters) {
+            if (node.number == configuration_->local_node && interfaces_->carries(adapter.address)) {
+                links.insert(adapter.network);
+            }
+        }
+    }
+    return links;
+}
+
+} // namespace wispd
