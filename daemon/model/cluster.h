@@ -105,9 +105,7 @@ struct Liveness {
     std::set<int> nodes_back;
     std::set<int64_t> adapters_back;
     // By node: its adapters that come up now have at least this one.
-    std::map<int, Hb_Incarnation> incarnations;
-
-    bool operator==(const Liveness &) const = default;
+    std::map<int, Hb_Incarnation> incarnations{};
 };
 
 class Cluster {

@@ -17,6 +17,11 @@ int64_t seconds_of(std::chrono::milliseconds time) {
     return std::chrono::duration_cast<std::chrono::seconds>(time).count();
 }
 
+bool says_the_same(const Liveness &is, const Liveness &told) {
+    return is.nodes_back.empty() && is.adapters_back.empty() && is.nodes == told.nodes &&
+           is.adapters == told.adapters;
+}
+
 } // namespace
 
 Engine_Follower::Engine_Follower(const Engine_Settings &settings, Engine_Connect connect,
@@ -50,15 +55,12 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
     std::optional<Engine_Step> step;
     if (configuration_) {
         Liveness is = liveness();
-        const bool anybody_back = !is.nodes_back.empty() || !is.adapters_back.empty();
-        if (configuration_is_new_ || anybody_back || is != told_) {
+        if (configuration_is_new_ || !told_ || !says_the_same(is, *told_)) {
             step.emplace();
             step->liveness = is;
             if (std::exchange(configuration_is_new_, false)) {
                 step->configuration = configuration_;
             }
-            is.nodes_back.clear();
-            is.adapters_back.clear();
             told_ = std::move(is);
         }
     }
@@ -194,6 +196,7 @@ Liveness Engine_Follower::liveness() {
     links_told_ = links_;
     std::erase_if(held_nodes_, [&](const auto &held) { return is.nodes.contains(held.first); });
     std::erase_if(held_adapters_, [&](const auto &held) { return is.adapters.contains(held.first); });
+    is.nodes.insert(configuration_->local_node); // whatever its engine does
     status_.awaited.clear();
     for (const auto &[node, until] : held_nodes_) {
         is.nodes.insert(node);

@@ -112,7 +112,14 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     if (!ids.contains(configuration.local_node)) {
         throw Engine_Refused(text("the engine's node list does not hold this node, ", engine.local_id));
     }
+    std::map<std::string, int> called;
     for (const int link : links) {
+        const auto [other, is_new] = called.try_emplace(network_name(link, names), link);
+        if (!is_new) {
+            throw Engine_Refused(text("the engine's links ", other->second, " and ", link,
+                                      " would both be called \"", other->first,
+                                      "\": give one of them another name in [[source.network]]"));
+        }
         configuration.networks.push_back(
             {static_cast<Hb_Network_Number>(link), network_name(link, names), "knet"});
     }

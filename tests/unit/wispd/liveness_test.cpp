@@ -135,4 +135,65 @@ TEST(WispdLiveness, ANewConfigurationKeepsWhoIsUp) {
     EXPECT_FALSE(cluster.set_liveness({{1, 2, 3}, {2, 3, 4, 5, 6}, {}, {}}).any());
 }
 
+TEST(WispdLiveness, WhatIsDownByTheEngineComesUpByTheEngineAlone) {
+    Cluster cluster(nobody_up());
+    cluster.set_liveness({{1, 2}, {2, 4, 5}, {}, {}});
+    cluster.adapter_disable(3);
+    EXPECT_FALSE(cluster.adapter_enable(3).any());
+    EXPECT_EQ(cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}}).adapter_joins, (Members{{3, 1}}));
+}
+
+TEST(WispdLiveness, AdaptersComeUpWithTheIncarnationOfTheirNodeAtLeast) {
+    Cluster cluster(nobody_up());
+    Liveness told = everybody;
+    told.incarnations = {{1, 1}, {2, 5}, {3, 1}};
+    EXPECT_EQ(cluster.set_liveness(told).adapter_joins,
+              (Members{{2, 1}, {3, 1}, {4, 5}, {5, 5}, {6, 1}, {7, 1}}));
+    told.nodes_back = {2, 3};
+    told.incarnations = {{1, 1}, {2, 2}, {3, 9}};
+    EXPECT_EQ(cluster.set_liveness(told).adapter_joins, (Members{{4, 6}, {5, 6}, {6, 9}, {7, 9}}));
+}
+
+// ---- A cluster that is an engine's altogether ----
+
+Configuration told_by_engine() {
+    Configuration configuration = nobody_up();
+    configuration.engine_tells = true;
+    return configuration;
+}
+
+TEST(WispdLiveness, WhatWouldSayOtherwiseThanTheEngineIsRefused) {
+    Cluster cluster(told_by_engine());
+    cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
+    const Hb_IP_address6 address = wispd::parse_address("10.9.9.9").value();
+    EXPECT_THROW(cluster.node_up(3), wispd::Refused);
+    EXPECT_THROW(cluster.node_down(2), wispd::Refused);
+    EXPECT_THROW(cluster.node_join(4), wispd::Refused);
+    EXPECT_THROW(cluster.node_leave(2), wispd::Refused);
+    EXPECT_THROW(cluster.adapter_up(6), wispd::Refused);
+    EXPECT_THROW(cluster.adapter_down(4), wispd::Refused);
+    EXPECT_THROW(cluster.adapter_join(8, address, std::nullopt), wispd::Refused);
+    EXPECT_THROW(cluster.adapter_leave(4), wispd::Refused);
+    EXPECT_THROW(cluster.set_address(2, address), wispd::Refused);
+    EXPECT_THROW(cluster.clear_address(2), wispd::Refused);
+    EXPECT_THROW(cluster.swap_addresses(2, 3), wispd::Refused);
+    EXPECT_THAT(cluster.nodes_up(), ElementsAre(1, 2));
+    EXPECT_TRUE(cluster.adapter_disable(2).any());
+}
+
+TEST(WispdLiveness, AConfigurationAndWhoIsAliveInItAreOneChange) {
+    Cluster cluster(told_by_engine());
+    cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
+    Configuration next = told_by_engine();
+    next.nodes.erase(next.nodes.begin() + 1); // node 2 goes, node 3 joins
+    const Changes changes = cluster.follow(next, {{1, 3}, {2, 3, 6, 7}, {}, {}});
+    EXPECT_EQ(changes.adapter_deaths, (Members{{4, 1 | 0x08000000}, {5, 1 | 0x08000000}}));
+    EXPECT_THAT(changes.node_deaths, ElementsAre(2));
+    EXPECT_TRUE(changes.configuration_updated);
+    EXPECT_EQ(changes.adapter_joins, (Members{{6, 1}, {7, 1}}));
+    EXPECT_THAT(changes.node_joins, ElementsAre(3));
+    EXPECT_EQ(cluster.configuration_sequence(), 2u);
+    EXPECT_FALSE(cluster.follow(std::nullopt, {{1, 3}, {2, 3, 6, 7}, {}, {}}).any());
+}
+
 } // namespace

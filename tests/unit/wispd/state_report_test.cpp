@@ -14,8 +14,8 @@ class WispdStateReport : public testing::Test {
   protected:
     json state() {
         const wispd::Routes routes = compute_routes(cluster_);
-        const json answer = json::parse(
-            wispd::state_line({cluster_, control_, routes, 9, true, keyring_, clients_, {}, false, now_}));
+        const json answer = json::parse(wispd::state_line(
+            {cluster_, control_, routes, 9, true, keyring_, clients_, {}, engine_, false, now_}));
         EXPECT_EQ(answer["ok"], true);
         return answer["state"];
     }
@@ -29,6 +29,7 @@ class WispdStateReport : public testing::Test {
     wispd::Node_Control control_{cluster_, {2s, 60}};
     wispd::Keyring keyring_{{true, SEC_KEY_TYPE_AES_CMAC, 16, {}}};
     std::vector<wispd::Client_Status> clients_;
+    const wispd::Engine_Status *engine_ = nullptr;
 };
 
 TEST_F(WispdStateReport, ShowsSuspicionsAndGrace) {
@@ -91,6 +92,26 @@ TEST_F(WispdStateReport, ShowsClientsHeartbeatsAndRights) {
     EXPECT_EQ(state()["clients"][0]["may_act"], false);
     EXPECT_FALSE(state()["clients"][1].contains("heartbeat"));
     EXPECT_EQ(state()["clients"][1]["may_act"], true);
+}
+
+TEST_F(WispdStateReport, SaysWhereTheClusterComesFrom) {
+    EXPECT_EQ(state()["source"], json({{"type", "file"}}));
+    wispd::Engine_Status status;
+    status.connected = true;
+    engine_ = &status;
+    EXPECT_EQ(state()["source"],
+              json({{"type", "corosync"}, {"engine", "connected"}, {"awaited_nodes", json::array()}}));
+    status.connected = false;
+    status.trouble = "it ended";
+    status.attempts = 3;
+    status.refused = "no number";
+    status.awaited = {2, 3};
+    EXPECT_EQ(state()["source"], json({{"type", "corosync"},
+                                       {"engine", "gone"},
+                                       {"trouble", "it ended"},
+                                       {"attempts", 3},
+                                       {"refused_configuration", "no number"},
+                                       {"awaited_nodes", {2, 3}}}));
 }
 
 } // namespace

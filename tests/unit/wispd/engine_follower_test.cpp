@@ -1,0 +1,374 @@
+// Following an engine: what is told of it, and when.
+#include "daemon/sources/corosync/engine_follower.h"
+
+#include <poll.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/log_fixture.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using wispd::Engine_Follower;
+using wispd::Engine_Step;
+using wispd_test::Fake_Cluster;
+using wispd_test::Fake_Engine;
+using wispd_test::Fake_Interfaces;
+
+class WispdEngineFollower : public wispd_test::WispdLogged {
+  protected:
+    // Time is the test's; the descriptor alone goes by the clock.
+    std::optional<Engine_Step> advance(std::chrono::milliseconds by = 0ms) {
+        now_ += by;
+        return follower_.advance(now_);
+    }
+
+    bool is_readable(std::chrono::milliseconds within = 0ms) const {
+        pollfd waiting{follower_.descriptor(), POLLIN, 0};
+        return poll(&waiting, 1, static_cast<int>(within.count())) == 1;
+    }
+
+    std::unique_ptr<Fake_Cluster> cluster_ = Fake_Cluster::of_three();
+    Fake_Interfaces::Cables cables_;
+    wispd::Engine_Settings settings_{{}, {100ms, 10s}};
+    Engine_Follower::Time now_ = std::chrono::steady_clock::now();
+    Engine_Follower follower_{settings_, [this] { return std::make_unique<Fake_Engine>(*cluster_); },
+                              std::make_unique<Fake_Interfaces>(cables_)};
+};
+
+TEST_F(WispdEngineFollower, TheFirstStepIsTheWholeCluster) {
+    EXPECT_TRUE(is_readable());
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    ASSERT_TRUE(step->configuration);
+    EXPECT_EQ(step->configuration->name, "test");
+    EXPECT_EQ(step->configuration->local_node, 1);
+    ASSERT_EQ(step->configuration->nodes.size(), 3u);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    // Node times 48 and link.
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144, 145));
+    EXPECT_THAT(step->liveness.nodes_back, IsEmpty());
+    EXPECT_TRUE(follower_.status().connected);
+    EXPECT_FALSE(advance());
+}
+
+TEST_F(WispdEngineFollower, NothingIsReadableUntilTheNextLook) {
+    advance();
+    EXPECT_FALSE(is_readable());
+    EXPECT_TRUE(is_readable(5s)); // a tenth of a second later
+    cluster_->bell.ring();
+    EXPECT_TRUE(is_readable());
+}
+
+TEST_F(WispdEngineFollower, AMemberThatLeavesAndOneThatJoinsAreTold) {
+    advance();
+    cluster_->tell_members({{1, 1}, {2, 1}});
+    EXPECT_TRUE(is_readable());
+    std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 2}});
+    step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    EXPECT_THAT(step->liveness.nodes_back, IsEmpty()); // it was seen to leave
+    EXPECT_EQ(step->liveness.incarnations.at(3), 2u);
+}
+
+TEST_F(WispdEngineFollower, AMemberThatIsAnotherThanBeforeWentAndCameBackOnce) {
+    advance();
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 2}});
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes_back, ElementsAre(3));
+    EXPECT_FALSE(advance());
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 2}});
+    EXPECT_FALSE(advance());
+}
+
+TEST_F(WispdEngineFollower, LinksAreLookedAtOnceInAnInterval) {
+    advance();
+    EXPECT_EQ(cluster_->looks_at_links, 1);
+    cluster_->links[{3, 1}] = {false, 1};
+    EXPECT_FALSE(advance(99ms));
+    EXPECT_EQ(cluster_->looks_at_links, 1);
+    const std::optional<Engine_Step> step = advance(1ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+}
+
+TEST_F(WispdEngineFollower, ALinkThatFellBetweenTwoLooksWentAndCameBackOnce) {
+    advance();
+    cluster_->links[{2, 0}] = {true, 1};
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters_back, ElementsAre(96));
+    EXPECT_FALSE(advance(100ms));
+}
+
+TEST_F(WispdEngineFollower, ALinkThatIsDownAndFallsAgainIsNoNews) {
+    cluster_->links[{2, 0}] = {false, 1};
+    advance();
+    cluster_->links[{2, 0}] = {false, 2};
+    EXPECT_FALSE(advance(100ms));
+    cluster_->links[{2, 0}] = {true, 2};
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters_back, IsEmpty());
+}
+
+TEST_F(WispdEngineFollower, TheLocalAdaptersGoByTheInterfaces) {
+    advance();
+    cables_.cut["10.2.0.1"] = true;
+    cables_.bell.ring();
+    EXPECT_TRUE(is_readable());
+    std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 96, 97, 144, 145));
+    cables_.cut.clear();
+    step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144, 145));
+}
+
+// ---- Configuration ----
+
+TEST_F(WispdEngineFollower, AReloadIsTakenOverOnceAlsoWhenNothingChanged) {
+    advance();
+    cluster_->configuration.nodes.push_back({4, "", {{0, "10.1.0.4"}}});
+    cluster_->tell_reload();
+    std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step && step->configuration);
+    ASSERT_EQ(step->configuration->nodes.size(), 4u);
+    EXPECT_EQ(step->configuration->nodes[3].name, "node4");
+    EXPECT_FALSE(advance());
+    cluster_->tell_reload();
+    step = advance();
+    EXPECT_TRUE(step && step->configuration);
+}
+
+TEST_F(WispdEngineFollower, AReloadAndWhoJoinedWithItAreOneStep) {
+    advance();
+    cluster_->configuration.nodes.push_back({4, "four", {{0, "10.1.0.4"}}});
+    cluster_->links[{4, 0}] = {true, 0};
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}, {4, 1}});
+    cluster_->tell_reload();
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3, 4));
+    EXPECT_TRUE(step->liveness.adapters.contains(192));
+}
+
+TEST_F(WispdEngineFollower, ARefusedReloadIsOnlyLogged) {
+    advance();
+    cluster_->news.refused_reload = true;
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(lines().back(), HasSubstr("refused to reload its configuration"));
+}
+
+TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
+    advance();
+    cluster_->configuration.nodes.push_back({70001, "big", {{0, "10.1.0.4"}}});
+    cluster_->members = {{1, 1}, {2, 1}, {70001, 1}};
+    cluster_->news.membership = true;
+    cluster_->tell_reload();
+    std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(follower_.status().refused, HasSubstr("node 70001 has no number"));
+    EXPECT_THAT(lines().back(), HasSubstr("70001"));
+    // Its name in wispd's own file mends it.
+    settings_.names.nodes[70001] = 17;
+    follower_.set(settings_);
+    EXPECT_TRUE(is_readable());
+    step = advance();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 17));
+    EXPECT_EQ(follower_.status().refused, "");
+}
+
+TEST_F(WispdEngineFollower, OtherNamesAreANewConfigurationAndTheSameAreNone) {
+    advance();
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    settings_.names.networks[0] = "service";
+    follower_.set(settings_);
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(step->configuration->networks[0].name, "service");
+}
+
+TEST_F(WispdEngineFollower, AnotherLocalNodeIsRefused) {
+    advance();
+    cluster_->configuration.local_id = 2;
+    cluster_->tell_reload();
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node was 1 and now is 2"));
+}
+
+// ---- The engine's end and return ----
+
+class WispdEngineEnd : public WispdEngineFollower {
+  protected:
+    WispdEngineEnd() {
+        advance();
+        cluster_->runs = false;
+        cluster_->bell.ring();
+    }
+
+    // As an engine that has just started knows itself.
+    void start_engine() {
+        cluster_->runs = true;
+        cluster_->members = {{1, 1}};
+        for (auto &[name, link] : cluster_->links) {
+            link = {false, 0};
+        }
+    }
+};
+
+TEST_F(WispdEngineEnd, NobodyDiesBeforeTheGraceIsOver) {
+    EXPECT_FALSE(advance());
+    EXPECT_FALSE(follower_.status().connected);
+    EXPECT_EQ(follower_.status().trouble, "it does not run");
+    EXPECT_THAT(follower_.status().awaited, ElementsAre(2, 3));
+    EXPECT_FALSE(advance(9999ms));
+    const std::optional<Engine_Step> step = advance(1ms);
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1)); // wispd runs on it
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49));
+    EXPECT_THAT(follower_.status().awaited, IsEmpty());
+}
+
+TEST_F(WispdEngineEnd, ItIsTriedAgainInGrowingIntervals) {
+    advance();
+    EXPECT_EQ(cluster_->connections, 1);
+    advance(99ms);
+    EXPECT_EQ(cluster_->connections, 1);
+    advance(1ms);
+    EXPECT_EQ(cluster_->connections, 2);
+    advance(199ms);
+    EXPECT_EQ(cluster_->connections, 2);
+    advance(1ms);
+    EXPECT_EQ(cluster_->connections, 3);
+    EXPECT_EQ(follower_.status().attempts, 2u);
+    for (int second = 0; second < 20; ++second) {
+        advance(1s); // at most so long
+    }
+    EXPECT_GE(cluster_->connections, 20);
+}
+
+TEST_F(WispdEngineEnd, OneThatComesBackAndFindsAllAgainIsNoNews) {
+    advance();
+    start_engine();
+    EXPECT_FALSE(advance(100ms));
+    EXPECT_TRUE(follower_.status().connected);
+    EXPECT_THAT(follower_.status().awaited, ElementsAre(2, 3));
+    cluster_->links[{2, 0}] = {true, 0};
+    cluster_->links[{3, 0}] = {true, 0};
+    EXPECT_FALSE(advance(1s));
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}});
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().awaited, IsEmpty());
+    cluster_->links[{2, 1}] = {true, 0};
+    cluster_->links[{3, 1}] = {true, 0};
+    EXPECT_FALSE(advance(1s));
+    EXPECT_FALSE(advance(30s));
+}
+
+TEST_F(WispdEngineEnd, WhoIsNotFoundAgainDiesWithTheEndOfTheGrace) {
+    advance();
+    start_engine();
+    advance(100ms);
+    cluster_->links[{2, 0}] = cluster_->links[{2, 1}] = {true, 0};
+    cluster_->tell_members({{1, 1}, {2, 1}});
+    EXPECT_FALSE(advance(9800ms));
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97));
+    EXPECT_THAT(step->liveness.nodes_back, IsEmpty());
+}
+
+TEST_F(WispdEngineEnd, WhoWasSeenAgainAndGoesDiesAtOnce) {
+    advance();
+    start_engine();
+    cluster_->links[{2, 0}] = cluster_->links[{2, 1}] = {true, 0};
+    cluster_->members = {{1, 1}, {2, 1}};
+    EXPECT_FALSE(advance(100ms));
+    cluster_->tell_members({{1, 1}});
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3)); // node 3 is still awaited
+}
+
+TEST_F(WispdEngineEnd, AfterTheGraceItsReturnTellsWhoIsThere) {
+    advance();
+    EXPECT_TRUE(advance(10s));
+    start_engine();
+    EXPECT_FALSE(advance(1s));
+    cluster_->links[{2, 0}] = {true, 0};
+    cluster_->tell_members({{1, 1}, {2, 1}});
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96));
+}
+
+TEST_F(WispdEngineEnd, ASecondEndDoesNotProlongTheGraceOfWhoIsAwaited) {
+    advance();
+    start_engine();
+    EXPECT_FALSE(advance(5s));
+    cluster_->runs = false;
+    EXPECT_FALSE(advance(1s));
+    EXPECT_FALSE(advance(3999ms));
+    EXPECT_TRUE(advance(1ms));
+}
+
+TEST_F(WispdEngineEnd, AnotherConfigurationIsReadWithTheReturnAndTheSameIsNot) {
+    advance();
+    start_engine();
+    cluster_->members = {{1, 1}, {2, 1}, {3, 1}};
+    for (auto &[name, link] : cluster_->links) {
+        link = {true, 0};
+    }
+    EXPECT_FALSE(advance(100ms));
+    cluster_->runs = false;
+    EXPECT_FALSE(advance());
+    cluster_->runs = true;
+    cluster_->configuration.nodes.pop_back();
+    const std::optional<Engine_Step> step = advance(1s);
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(step->configuration->nodes.size(), 2u);
+}
+
+TEST_F(WispdEngineEnd, TheLocalAdaptersAreToldMeanwhile) {
+    advance();
+    cables_.cut["10.1.0.1"] = true;
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(49, 96, 97, 144, 145));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+}
+
+class WispdEngineAbsent : public WispdEngineFollower {};
+
+TEST_F(WispdEngineAbsent, ThereIsNoStepBeforeItIsThere) {
+    cluster_->runs = false;
+    EXPECT_FALSE(advance());
+    EXPECT_FALSE(follower_.status().connected);
+    EXPECT_FALSE(advance(30s));
+    cluster_->runs = true;
+    const std::optional<Engine_Step> step = advance(1s);
+    ASSERT_TRUE(step && step->configuration);
+}
+
+} // namespace

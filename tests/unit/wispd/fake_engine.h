@@ -1,0 +1,136 @@
+// An engine and interfaces that do as a test says.
+#ifndef WISPD_FAKE_ENGINE_H
+#define WISPD_FAKE_ENGINE_H
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "daemon/model/address.h"
+#include "daemon/sources/corosync/engine.h"
+#include "daemon/sources/corosync/local_interfaces.h"
+
+namespace wispd_test {
+
+// A descriptor that can be made readable.
+class Bell {
+  public:
+    Bell() = default;
+    Bell(const Bell &) = delete;
+    Bell &operator=(const Bell &) = delete;
+    ~Bell() { close(fd_); }
+
+    int descriptor() const { return fd_; }
+    void ring() const { eventfd_write(fd_, 1); }
+    void silence() const {
+        eventfd_t count = 0;
+        eventfd_read(fd_, &count);
+    }
+
+  private:
+    int fd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+};
+
+// What the engine of a test is like; the test holds it, each connection looks at it.
+struct Fake_Cluster {
+    bool runs = true;
+    int connections = 0;
+    int looks_at_links = 0;
+    wispd::Engine_Configuration configuration;
+    wispd::Engine_Members members;
+    wispd::Engine_Links links;
+    wispd::Engine_News news;
+    Bell bell;
+
+    // Nodes 1 to 3 on links 0 and 1, all up; node 1 is the local one.
+    static std::unique_ptr<Fake_Cluster> of_three() {
+        auto cluster = std::make_unique<Fake_Cluster>();
+        cluster->configuration = {"test",
+                                  1,
+                                  {{1, "one", {{0, "10.1.0.1"}, {1, "10.2.0.1"}}},
+                                   {2, "two", {{0, "10.1.0.2"}, {1, "10.2.0.2"}}},
+                                   {3, "three", {{0, "10.1.0.3"}, {1, "10.2.0.3"}}}}};
+        cluster->members = {{1, 1}, {2, 1}, {3, 1}};
+        for (const uint32_t node : {2U, 3U}) {
+            for (const int link : {0, 1}) {
+                cluster->links[{node, link}] = {true, 0};
+            }
+        }
+        return cluster;
+    }
+
+    void tell_members(const wispd::Engine_Members &now) {
+        members = now;
+        news.membership = true;
+        bell.ring();
+    }
+    void tell_reload() {
+        news.configuration = true;
+        bell.ring();
+    }
+};
+
+class Fake_Engine : public wispd::Engine {
+  public:
+    explicit Fake_Engine(Fake_Cluster &cluster) : cluster_(cluster) {
+        ++cluster.connections;
+        check();
+    }
+
+    std::vector<int> descriptors() const override { return {cluster_.bell.descriptor()}; }
+    wispd::Engine_News dispatch() override {
+        check();
+        cluster_.bell.silence();
+        return std::exchange(cluster_.news, {});
+    }
+    wispd::Engine_Configuration configuration() override {
+        check();
+        return cluster_.configuration;
+    }
+    wispd::Engine_Members members() override {
+        check();
+        return cluster_.members;
+    }
+    wispd::Engine_Links links(const wispd::Engine_Configuration &) override {
+        check();
+        ++cluster_.looks_at_links;
+        return cluster_.links;
+    }
+
+  private:
+    void check() const {
+        if (!cluster_.runs) {
+            throw wispd::Engine_Gone("it does not run");
+        }
+    }
+
+    Fake_Cluster &cluster_;
+};
+
+// Carries every address but those that were cut off.
+class Fake_Interfaces : public wispd::Local_Interfaces {
+  public:
+    struct Cables {
+        std::map<std::string, bool> cut;
+        Bell bell;
+    };
+
+    explicit Fake_Interfaces(Cables &cables) : cables_(cables) {}
+
+    int descriptor() const override { return cables_.bell.descriptor(); }
+    void dispatch() override { cables_.bell.silence(); }
+    bool carries(const Hb_IP_address6 &address) const override {
+        const auto found = cables_.cut.find(wispd::address_text(address));
+        return found == cables_.cut.end() || !found->second;
+    }
+
+  private:
+    Cables &cables_;
+};
+
+} // namespace wispd_test
+
+#endif
