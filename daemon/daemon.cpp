@@ -163,7 +163,8 @@ Daemon::Impl::Impl(Start start)
     await_rotation();
     log_info(text("listening on ", start_.socket_path));
     if (followed_.follower) {
-        engine_.emplace(context_, *followed_.follower, [this](const Engine_Step &step) { follow(step); });
+        engine_.emplace(context_, std::move(followed_.follower), *followed_.first,
+                        [this](const Engine_Step &step) { follow(step); });
     }
     if (!start_.timeline.empty()) {
         play_timeline("");
@@ -317,7 +318,7 @@ void Daemon::Impl::reload(const std::string &path) {
         throw Refused(text(path, ": [source] type cannot change while wispd runs; restart it"));
     }
     if (file.engine) {
-        followed_.follower->set(*file.engine);
+        engine_->set(*file.engine);
         log_info(text("loaded ", path));
         take_settings(file);
         return;
@@ -468,14 +469,14 @@ void Daemon::Impl::await_rotation() {
 }
 
 std::string Daemon::Impl::state() const {
+    const std::optional<Engine_Status> engine = engine_ ? std::optional(engine_->status()) : std::nullopt;
     Timeline_Status timeline;
     if (timeline_) {
         timeline = {timeline_->size(), timeline_->played()};
     }
     return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
-                       keyring_, publisher_->clients(), timeline,
-                       followed_.follower ? &followed_.follower->status() : nullptr, shutdown_.has_value(),
-                       std::chrono::steady_clock::now()});
+                       keyring_, publisher_->clients(), timeline, engine ? &*engine : nullptr,
+                       shutdown_.has_value(), std::chrono::steady_clock::now()});
 }
 
 Daemon::Daemon(Start start) : impl_(std::make_unique<Impl>(std::move(start))) {}

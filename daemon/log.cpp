@@ -1,6 +1,7 @@
 #include "daemon/log.h"
 
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 
 #include <syslog.h>
@@ -22,12 +23,18 @@ std::shared_ptr<spdlog::logger> &logger() {
     return instance;
 }
 
+std::mutex &guard() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 std::string &log_file() {
     static std::string path;
     return path;
 }
 
 void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
+    const std::lock_guard lock(guard());
     const auto level = logger()->level();
     logger() = std::make_shared<spdlog::logger>("wispd", std::move(sink));
     logger()->set_pattern(pattern);
@@ -37,6 +44,7 @@ void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
 
 // Names that clients choose stand in lines, and must not look like lines of their own.
 void write(spdlog::level::level_enum level, std::string_view line) {
+    const std::lock_guard lock(guard());
     if (logger()->should_log(level)) {
         logger()->log(level, "{}", one_line(line));
     }
@@ -71,6 +79,7 @@ void log_reopen() {
 }
 
 void set_log_level(const std::string &level) {
+    const std::lock_guard lock(guard());
     logger()->set_level(spdlog::level::from_str(level));
 }
 

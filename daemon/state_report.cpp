@@ -149,7 +149,8 @@ ordered_json source_of(const Engine_Status *engine) {
     if (engine == nullptr) {
         return {{"type", "file"}};
     }
-    ordered_json source = {{"type", "corosync"}, {"engine", engine->connected ? "connected" : "gone"}};
+    const char *state = engine->silent ? "silent" : engine->connected ? "connected" : "gone";
+    ordered_json source = {{"type", "corosync"}, {"engine", state}};
     if (!engine->connected) {
         source["trouble"] = engine->trouble;
         source["attempts"] = engine->attempts;

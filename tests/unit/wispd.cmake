@@ -36,4 +36,15 @@ if(TARGET wispd_core)
     hb_test_support
     LABELS
     unit)
+
+  hb_add_test(
+    wispd_engine_source_test
+    SOURCES
+    wispd/engine_source_test.cpp
+    LIBS
+    wispd_core
+    hb_test_support
+    LABELS
+    unit
+    threads)
 endif()

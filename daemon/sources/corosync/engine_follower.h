@@ -36,6 +36,7 @@ struct Engine_Step {
 
 struct Engine_Status {
     bool connected = false;
+    bool silent = false;      // it leaves a question without an answer; told by who calls advance()
     std::string trouble;      // why it is not, in words
     std::string refused;      // why the engine's newest configuration is not the one in force
     unsigned attempts = 0;    // to connect since the engine ended

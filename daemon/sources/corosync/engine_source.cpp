@@ -1,35 +1,120 @@
 #include "daemon/sources/corosync/engine_source.h"
 
 #include <cerrno>
+#include <condition_variable>
+#include <csignal>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 #include <utility>
 
-#include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <asio/io_context.hpp>
-#include <asio/posix/stream_descriptor.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
 
+#include "daemon/log.h"
 #include "daemon/text.h"
 
 namespace wispd {
 
 namespace {
 
-// The loop closes what it waits on, and the follower keeps its own.
-int duplicate(int descriptor) {
-    const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (copy < 0) {
-        throw std::system_error(errno, std::generic_category(), "waiting for the cluster engine");
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
+constexpr std::chrono::seconds SILENT_AFTER(2);
+constexpr std::chrono::seconds END_AFTER(1);
+
+// What the thread and the loop share; whoever of them is the last removes it.
+struct Shared {
+    explicit Shared(std::unique_ptr<Engine_Follower> the_follower)
+        : follower(std::move(the_follower)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+          status(follower->status()) {
+        if (wake < 0) {
+            throw std::system_error(errno, std::generic_category(), "waiting for the cluster engine");
+        }
     }
-    return copy;
+    Shared(const Shared &) = delete;
+    Shared &operator=(const Shared &) = delete;
+    ~Shared() { close(wake); }
+
+    const std::unique_ptr<Engine_Follower> follower; // the thread's alone
+    const int wake;
+
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool has_ended = false;
+    bool must_end = false;
+    std::optional<Clock::time_point> asking_since;
+    std::optional<Engine_Settings> wanted;
+    Engine_Status status;
+};
+
+// A thread that is started while this stands leaves all signals to the others.
+class Signals_Blocked {
+  public:
+    Signals_Blocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    Signals_Blocked(const Signals_Blocked &) = delete;
+    Signals_Blocked &operator=(const Signals_Blocked &) = delete;
+    ~Signals_Blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_;
+};
+
+void wait_for_either(const Shared &shared) {
+    pollfd waiting[] = {{shared.follower->descriptor(), POLLIN, 0}, {shared.wake, POLLIN, 0}};
+    poll(waiting, 2, -1);
+    eventfd_t count = 0;
+    eventfd_read(shared.wake, &count);
+}
+
+// `tell` is called under the lock, and never after must_end is set.
+template <typename Tell> void follow(Shared &shared, Tell tell) {
+    while (true) {
+        wait_for_either(shared);
+        std::optional<Engine_Settings> wanted;
+        {
+            const std::lock_guard lock(shared.mutex);
+            if (shared.must_end) {
+                break;
+            }
+            wanted = std::exchange(shared.wanted, std::nullopt);
+            shared.asking_since = Clock::now();
+        }
+        if (wanted) {
+            shared.follower->set(*wanted);
+        }
+        std::optional<Engine_Step> step = shared.follower->advance(Clock::now());
+        const std::lock_guard lock(shared.mutex);
+        shared.asking_since.reset();
+        if (shared.must_end) {
+            break;
+        }
+        const bool was_silent = shared.status.silent;
+        shared.status = shared.follower->status();
+        if (step || was_silent) {
+            tell(std::move(step));
+        }
+    }
+    const std::lock_guard lock(shared.mutex);
+    shared.has_ended = true;
+    shared.ended.notify_all();
 }
 
 } // namespace
 
 Engine_Step await_engine(Engine_Follower &follower) {
-    using Clock = std::chrono::steady_clock;
     const Clock::time_point until = Clock::now() + follower.settings().patience.grace;
     while (true) {
         if (std::optional<Engine_Step> step = follower.advance(Clock::now())) {
@@ -50,35 +135,136 @@ Engine_Step await_engine(Engine_Follower &follower) {
 
 class Engine_Source::Impl {
   public:
-    Impl(asio::io_context &context, Engine_Follower &follower, std::function<void(const Engine_Step &)> on_step)
-        : follower_(follower), on_step_(std::move(on_step)),
-          readable_(context, duplicate(follower.descriptor())) {
-        wait();
+    Impl(asio::io_context &context, std::unique_ptr<Engine_Follower> follower, const Engine_Step &first,
+         std::function<void(const Engine_Step &)> on_step)
+        : patience_(follower->settings().patience), local_node_(first.configuration->local_node),
+          last_(first.liveness), on_step_(std::move(on_step)),
+          shared_(std::make_shared<Shared>(std::move(follower))), watch_(context) {
+        const Signals_Blocked blocked;
+        thread_ = std::thread([shared = shared_, alive = std::weak_ptr(alive_), this, &context] {
+            follow(*shared, [&](std::optional<Engine_Step> step) {
+                asio::post(context, [alive, this, step = std::move(step)] {
+                    if (!alive.expired()) {
+                        take(step);
+                    }
+                });
+            });
+        });
+        watch();
+    }
+    Impl(const Impl &) = delete;
+    Impl &operator=(const Impl &) = delete;
+
+    ~Impl() {
+        std::unique_lock lock(shared_->mutex);
+        shared_->must_end = true;
+        eventfd_write(shared_->wake, 1);
+        const bool ended = shared_->ended.wait_for(lock, END_AFTER, [this] { return shared_->has_ended; });
+        lock.unlock();
+        ended ? thread_.join() : thread_.detach();
+    }
+
+    Engine_Status status() const {
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->status;
+    }
+
+    void set(const Engine_Settings &settings) {
+        patience_ = settings.patience;
+        const std::lock_guard lock(shared_->mutex);
+        shared_->wanted = settings;
+        eventfd_write(shared_->wake, 1);
     }
 
   private:
-    void wait() {
-        readable_.async_wait(asio::posix::stream_descriptor::wait_read, [this](
-                                                                            const asio::error_code &aborted) {
-            if (aborted) {
-                return;
+    void take(const std::optional<Engine_Step> &step) {
+        if (step) {
+            last_ = step->liveness;
+            on_step_(*step);
+        }
+        if (std::exchange(complained_, false)) {
+            log_info("engine: it answers again");
+        }
+        // What it told before it fell silent is what it still tells.
+        if (std::exchange(given_up_, false) && !step) {
+            on_step_({std::nullopt, without_flaps(last_)});
+        }
+    }
+
+    static Liveness without_flaps(Liveness liveness) {
+        liveness.nodes_back.clear();
+        liveness.adapters_back.clear();
+        return liveness;
+    }
+
+    void watch() {
+        watch_.expires_after(WATCH_INTERVAL);
+        watch_.async_wait([this](const asio::error_code &aborted) {
+            if (!aborted) {
+                look();
+                watch();
             }
-            if (const std::optional<Engine_Step> step = follower_.advance(std::chrono::steady_clock::now())) {
-                on_step_(*step);
-            }
-            wait();
         });
     }
 
-    Engine_Follower &follower_;
+    void look() {
+        Clock::duration silence{};
+        {
+            const std::lock_guard lock(shared_->mutex);
+            if (!shared_->asking_since) {
+                return;
+            }
+            silence = Clock::now() - *shared_->asking_since;
+            shared_->status.silent = shared_->status.silent || silence >= SILENT_AFTER;
+        }
+        if (silence >= SILENT_AFTER && !complained_) {
+            complained_ = true;
+            log_warning(
+                text("engine: it does not answer; clients stay, and the other nodes count as dead after ",
+                     std::chrono::duration_cast<std::chrono::seconds>(patience_.grace).count(), " s of that"));
+        }
+        if (silence >= std::max<Clock::duration>(patience_.grace, SILENT_AFTER) && !given_up_) {
+            given_up_ = true;
+            log_warning("engine: it has not answered for so long that the other nodes count as dead");
+            on_step_({std::nullopt, of_local_node(last_)});
+        }
+    }
+
+    Liveness of_local_node(const Liveness &all) const {
+        Liveness local;
+        local.nodes = {local_node_};
+        for (const int64_t adapter : all.adapters) {
+            if (adapter / ENGINE_ADAPTERS_PER_NODE == local_node_) {
+                local.adapters.insert(adapter);
+            }
+        }
+        return local;
+    }
+
+    Engine_Patience patience_;
+    const Hb_Node_Number local_node_;
+    Liveness last_; // what the engine told
+    bool complained_ = false;
+    bool given_up_ = false; // the others were told dead although it told nothing
     std::function<void(const Engine_Step &)> on_step_;
-    asio::posix::stream_descriptor readable_;
+    std::shared_ptr<Shared> shared_;
+    const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    asio::steady_timer watch_;
+    std::thread thread_;
 };
 
-Engine_Source::Engine_Source(asio::io_context &context, Engine_Follower &follower,
-                             std::function<void(const Engine_Step &)> on_step)
-    : impl_(std::make_unique<Impl>(context, follower, std::move(on_step))) {}
+Engine_Source::Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower,
+                             const Engine_Step &first, std::function<void(const Engine_Step &)> on_step)
+    : impl_(std::make_unique<Impl>(context, std::move(follower), first, std::move(on_step))) {}
 
 Engine_Source::~Engine_Source() = default;
+
+Engine_Status Engine_Source::status() const {
+    return impl_->status();
+}
+
+void Engine_Source::set(const Engine_Settings &settings) {
+    impl_->set(settings);
+}
 
 } // namespace wispd

@@ -1,4 +1,7 @@
-// The engine as a source of the daemon: in its event loop, what the cluster becomes is handed on.
+// The engine as a source of the daemon: what the cluster becomes is handed to its event loop.
+//
+// An engine that is held up leaves a question without an answer for as long. So it is asked by a thread of its own:
+// clients are served meanwhile, and a silence beyond the grace is taken as the engine's end.
 #ifndef WISPD_ENGINE_SOURCE_H
 #define WISPD_ENGINE_SOURCE_H
 
@@ -19,11 +22,17 @@ Engine_Step await_engine(Engine_Follower &follower);
 
 class Engine_Source {
   public:
-    Engine_Source(asio::io_context &context, Engine_Follower &follower,
+    // Goes on from the follower's first step. The steps that follow are told in the loop's thread.
+    Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower, const Engine_Step &first,
                   std::function<void(const Engine_Step &)> on_step);
     Engine_Source(const Engine_Source &) = delete;
     Engine_Source &operator=(const Engine_Source &) = delete;
+    // Does not wait for an engine that is silent: the thread then stays behind and touches nothing of the loop.
     ~Engine_Source();
+
+    Engine_Status status() const;
+    // From the follower's next look on.
+    void set(const Engine_Settings &settings);
 
   private:
     class Impl;

@@ -4,6 +4,9 @@
 
 #include <map>
 #include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <sys/eventfd.h>
@@ -36,8 +39,10 @@ class Bell {
 
 // What the engine of a test is like; the test holds it, each connection looks at it.
 struct Fake_Cluster {
+    std::mutex mutex; // held while it answers; who holds it longer holds the engine up
     bool runs = true;
     int connections = 0;
+    int connections_open = 0;
     int looks_at_links = 0;
     wispd::Engine_Configuration configuration;
     wispd::Engine_Members members;
@@ -76,25 +81,35 @@ struct Fake_Cluster {
 class Fake_Engine : public wispd::Engine {
   public:
     explicit Fake_Engine(Fake_Cluster &cluster) : cluster_(cluster) {
-        ++cluster.connections;
+        const std::lock_guard lock(cluster_.mutex);
+        ++cluster_.connections;
         check();
+        ++cluster_.connections_open;
+    }
+    ~Fake_Engine() override {
+        const std::lock_guard lock(cluster_.mutex);
+        --cluster_.connections_open;
     }
 
     std::vector<int> descriptors() const override { return {cluster_.bell.descriptor()}; }
     wispd::Engine_News dispatch() override {
+        const std::lock_guard lock(cluster_.mutex);
         check();
         cluster_.bell.silence();
         return std::exchange(cluster_.news, {});
     }
     wispd::Engine_Configuration configuration() override {
+        const std::lock_guard lock(cluster_.mutex);
         check();
         return cluster_.configuration;
     }
     wispd::Engine_Members members() override {
+        const std::lock_guard lock(cluster_.mutex);
         check();
         return cluster_.members;
     }
     wispd::Engine_Links links(const wispd::Engine_Configuration &) override {
+        const std::lock_guard lock(cluster_.mutex);
         check();
         ++cluster_.looks_at_links;
         return cluster_.links;

@@ -101,7 +101,9 @@ TEST_F(WispdStateReport, SaysWhereTheClusterComesFrom) {
     engine_ = &status;
     EXPECT_EQ(state()["source"],
               json({{"type", "corosync"}, {"engine", "connected"}, {"awaited_nodes", json::array()}}));
-    status.connected = false;
+    status.silent = true;
+    EXPECT_EQ(state()["source"]["engine"], "silent");
+    status = {};
     status.trouble = "it ended";
     status.attempts = 3;
     status.refused = "no number";
