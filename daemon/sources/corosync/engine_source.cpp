@@ -30,6 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::chrono::seconds END_AFTER(1);
+constexpr int LOOKS_UNTIL_BELIEVED = 2;
 
 // What the thread and the loop share; whoever of them is the last removes it.
 struct Shared {
@@ -178,17 +179,24 @@ class Engine_Source::Impl {
 
   private:
     void take(const std::optional<Engine_Step> &step) {
-        if (step) {
-            last_ = step->liveness;
-            on_step_(*step);
-        }
         if (std::exchange(complained_, false)) {
             log_info("engine: it answers again");
         }
-        // What it told before it fell silent is what it still tells.
-        if (std::exchange(given_up_, false) && !step) {
-            on_step_({std::nullopt, without_flaps(last_)});
+        if (!step) {
+            return;
         }
+        last_ = step->liveness;
+        if (!given_up_) {
+            on_step_(*step);
+        } else if (step->configuration) {
+            unheard_configuration_ = step->configuration;
+        }
+    }
+
+    // Its first words after a silence are older than that: it has yet to find out what it missed.
+    void return_to_it() {
+        given_up_ = false;
+        on_step_({std::exchange(unheard_configuration_, std::nullopt), without_flaps(last_)});
     }
 
     static Liveness without_flaps(Liveness liveness) {
@@ -211,11 +219,14 @@ class Engine_Source::Impl {
         Clock::duration silence{};
         {
             const std::lock_guard lock(shared_->mutex);
-            if (!shared_->asking_since) {
-                return;
+            if (shared_->asking_since) {
+                silence = Clock::now() - *shared_->asking_since;
+                shared_->status.silent = shared_->status.silent || silence >= SILENT_AFTER;
             }
-            silence = Clock::now() - *shared_->asking_since;
-            shared_->status.silent = shared_->status.silent || silence >= SILENT_AFTER;
+        }
+        looks_with_answer_ = silence < SILENT_AFTER ? looks_with_answer_ + 1 : 0;
+        if (given_up_ && looks_with_answer_ >= LOOKS_UNTIL_BELIEVED) {
+            return_to_it();
         }
         if (silence >= SILENT_AFTER && !complained_) {
             complained_ = true;
@@ -246,6 +257,8 @@ class Engine_Source::Impl {
     Liveness last_; // what the engine told
     bool complained_ = false;
     bool given_up_ = false; // the others were told dead although it told nothing
+    int looks_with_answer_ = 0;
+    std::optional<Configuration> unheard_configuration_;
     std::function<void(const Engine_Step &)> on_step_;
     std::shared_ptr<Shared> shared_;
     const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
