@@ -42,7 +42,7 @@ if(TARGET wispd_core)
     SOURCES
     wispd/engine_source_test.cpp
     LIBS
-    wispd_core
+    wispd_following
     hb_test_support
     LABELS
     unit
