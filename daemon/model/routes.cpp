@@ -21,6 +21,11 @@ struct Reached {
 
 enum class Kind { ip, any };
 
+// An engine's adapters are up as this node reaches them: what it does not reach by itself, nobody passes on.
+int links_most(const Cluster &cluster) {
+    return cluster.engine_tells() ? 1 : LINKS_MOST;
+}
+
 // A search in breadth: from the local node, from those that it reaches, and so on.
 class Search {
   public:
@@ -32,7 +37,7 @@ class Search {
         while (!waiting.empty()) {
             const int node = waiting.front();
             waiting.pop_front();
-            if (reached_[static_cast<std::size_t>(node)].links < LINKS_MOST) {
+            if (reached_[static_cast<std::size_t>(node)].links < links_most(cluster)) {
                 search_from(node, waiting);
             }
         }

@@ -21,7 +21,8 @@ using Routes = std::vector<Node_Route>; // by node number
 
 // For each link of the way the sending adapter, then the receiving one. The shortest way is taken, and among
 // equals the lowest networks and the nodes that are reached first; a way over IP goes before one that is
-// not. The route to the local node is its own first adapter.
+// not. The route to the local node is its own first adapter. Where an engine tells the cluster, all other routes are
+// one link long.
 Routes compute_routes(const Cluster &cluster);
 
 } // namespace wispd

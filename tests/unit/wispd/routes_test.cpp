@@ -48,6 +48,18 @@ TEST(WispdRoutes, ThirdNodeHelpsWhereNoNetworkIsInCommon) {
     EXPECT_THAT(hops(compute_routes(cluster)[3]), IsEmpty());
 }
 
+TEST(WispdRoutes, NobodyPassesOnWhereAnEngineTellsWhoIsReached) {
+    Configuration configuration = three_nodes();
+    configuration.engine_tells = true;
+    Cluster cluster(configuration);
+    cluster.set_liveness({{1, 2, 3}, {2, 4, 5, 7}, {}, {}}); // as in the test before
+    const Routes routes = compute_routes(cluster);
+    EXPECT_THAT(hops(routes[2]), ElementsAre("10.1.0.1", "10.1.0.2"));
+    EXPECT_THAT(hops(routes[3]), IsEmpty());
+    cluster.set_liveness({{1, 2, 3}, {2, 3, 4, 5, 7}, {}, {}});
+    EXPECT_THAT(hops(compute_routes(cluster)[3]), ElementsAre("10.2.0.1", "10.2.0.3"));
+}
+
 TEST(WispdRoutes, LocalNodesRouteIsItsFirstAdapterThatIsUp) {
     Cluster cluster(three_nodes());
     EXPECT_THAT(hops(compute_routes(cluster)[1]), ElementsAre("10.1.0.1"));
