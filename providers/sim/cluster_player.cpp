@@ -23,14 +23,16 @@
 #include "daemon/sources/timeline.h"
 #include "daemon/sources/timeline_player.h"
 #include "daemon/text.h"
-#include "providers/sim/cluster_picture.h"
-#include "providers/sim/picture_events.h"
+#include "providers/service/cluster_picture.h"
+#include "providers/service/picture_events.h"
 #include "providers/sim/service_state.h"
 #include "providers/sim/simulated_service.h"
 
 namespace mox_sim {
 namespace {
 
+using mox_service::events_between;
+using mox_service::picture_of;
 using wispd::Command;
 using wispd::Refused;
 using wispd::text;
@@ -187,7 +189,7 @@ void Cluster_Player::Impl::reload(const std::string &path) {
     node_control_.set(file.suspicion);
     node_control_.heed(changes);
     await_suspicions();
-    become(picture_of(cluster_), {reconfiguration()});
+    become(picture_of(cluster_), {mox_service::reconfiguration()});
 }
 
 // That somebody who is suspected is up is no news, but ends the suspicion.

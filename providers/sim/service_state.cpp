@@ -9,6 +9,9 @@
 namespace mox_sim {
 namespace {
 
+using mox_service::Interface;
+using mox_service::Node;
+using mox_service::Picture;
 using nlohmann::ordered_json;
 
 std::string address_text(const qz_mox_IP_address6_t &from) {

@@ -5,14 +5,14 @@
 #include <cstddef>
 #include <string>
 
-#include "providers/sim/simulated_service.h"
+#include "providers/service/picture.h"
 
 namespace mox_sim {
 
 struct Service_State {
     const std::string &cluster;
     int local_node;
-    const Picture &picture;
+    const mox_service::Picture &picture;
     int monitors_opened;
     std::size_t timeline_size;
     std::size_t timeline_played;

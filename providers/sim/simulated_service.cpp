@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
 #include <utility>
 
 #include <arpa/inet.h>
+
+#include "providers/service/service_lists.h"
 
 namespace mox_sim {
 namespace {
@@ -14,12 +15,6 @@ namespace {
 constexpr int NOTHING_HELD = -16;
 
 Simulated_Service *installed = nullptr;
-
-char *copy_of(const std::string &text) {
-    auto *copy = new char[text.size() + 1];
-    std::memcpy(copy, text.c_str(), text.size() + 1);
-    return copy;
-}
 
 } // namespace
 
@@ -45,18 +40,14 @@ struct Entries {
         if (const auto result = service().failed(Operation::get_cluster_info)) {
             return *result;
         }
-        auto *made = new qz_mox_cluster_info_t{};
-        made->local_node_number = service().local_node_;
-        made->p_cluster_name = copy_of(service().cluster_name_);
+        *info = mox_service::make_cluster_info(service().cluster_name_, service().local_node_);
         ++service().lists_out_;
-        *info = made;
         return 0;
     }
     static void release_cluster_info(qz_mox_cluster_info_t *info) {
         if (info != nullptr) {
             const std::lock_guard lock(service().mutex_);
-            delete[] info->p_cluster_name;
-            delete info;
+            mox_service::free_list(info);
             --service().lists_out_;
         }
     }
@@ -66,18 +57,7 @@ struct Entries {
         if (const auto result = service().failed(operation)) {
             return *result;
         }
-        qz_mox_node_info_t **link = list;
-        *link = nullptr;
-        for (const Node &node : service().nodes_) {
-            auto *made = new qz_mox_node_info_t{};
-            made->number = node.number;
-            made->p_name = copy_of(node.name);
-            made->status = node.status;
-            made->site_number = node.site;
-            made->cfg_op = node.operation;
-            *link = made;
-            link = &made->p_next;
-        }
+        *list = mox_service::make_list(service().nodes_);
         service().lists_out_ += *list != nullptr ? 1 : 0;
         return 0;
     }
@@ -93,12 +73,7 @@ struct Entries {
             const std::lock_guard lock(service().mutex_);
             --service().lists_out_;
         }
-        while (list != nullptr) {
-            qz_mox_node_info_t *next = list->p_next;
-            delete[] list->p_name;
-            delete list;
-            list = next;
-        }
+        mox_service::free_list(list);
     }
 
     static int interface_list(Operation operation, qz_mox_net_intf_info_t **list) {
@@ -106,18 +81,7 @@ struct Entries {
         if (const auto result = service().failed(operation)) {
             return *result;
         }
-        qz_mox_net_intf_info_t **link = list;
-        *link = nullptr;
-        for (const Interface &interface : service().interfaces_) {
-            auto *made = new qz_mox_net_intf_info_t{};
-            made->node_number = interface.node;
-            made->p_name = interface.name ? copy_of(*interface.name) : nullptr;
-            made->ip_addr = interface.address;
-            made->type = QZ_MOX_DEVTYPE_ETHER;
-            made->status = interface.status;
-            *link = made;
-            link = &made->p_next;
-        }
+        *list = mox_service::make_list(service().interfaces_);
         service().lists_out_ += *list != nullptr ? 1 : 0;
         return 0;
     }
@@ -133,12 +97,7 @@ struct Entries {
             const std::lock_guard lock(service().mutex_);
             --service().lists_out_;
         }
-        while (list != nullptr) {
-            qz_mox_net_intf_info_t *next = list->p_next;
-            delete[] list->p_name;
-            delete list;
-            list = next;
-        }
+        mox_service::free_list(list);
     }
 
     static int get_local_node_uuid(const char *, qz_mox_uuid_t *uuid) {
@@ -196,7 +155,7 @@ struct Entries {
         if (const auto result = service().failed(Operation::read_event)) {
             return *result;
         }
-        const std::optional<Reading> reading = service().monitors_.take(fd, category);
+        const std::optional<mox_service::Reading> reading = service().monitors_.take(fd, category);
         if (!reading) {
             return NOTHING_HELD;
         }
@@ -204,14 +163,14 @@ struct Entries {
             errno = reading->error;
             return reading->result;
         }
-        make_event(reading->event, event);
+        mox_service::make_event(reading->event, event);
         ++service().events_out_;
         return 0;
     }
     static void release_event(qz_orb_event_metadata_t *event) {
         if (event != nullptr) {
             const std::lock_guard lock(service().mutex_);
-            free_event(event);
+            mox_service::free_event(event);
             --service().events_out_;
         }
     }
@@ -361,7 +320,7 @@ void Simulated_Service::push(const std::string &monitor, const Event_Record &eve
 }
 
 void Simulated_Service::hold(const std::string &monitor, const Event_Record &event) {
-    Reading reading{0, 0, event};
+    mox_service::Reading reading{0, 0, event};
     ++sequence_;
     if (reading.event.sequence == 0) {
         reading.event.sequence = sequence_;

@@ -14,26 +14,18 @@
 #include <string>
 #include <vector>
 
-#include "providers/sim/event_record.h"
-#include "providers/sim/monitors.h"
+#include "providers/service/monitors.h"
+#include "providers/service/picture.h"
+#include "providers/service/picture_events.h"
 #include "qz_mox.h"
 
 namespace mox_sim {
 
-struct Node {
-    uint32_t number = 0;
-    std::string name;
-    qz_mox_node_status_t status = QZ_MOX_NODE_STATUS_UP;
-    qz_mox_cfg_chg_op_t operation = QZ_MOX_CFG_OP_UNDEF;
-    uint32_t site = 0;
-};
-
-struct Interface {
-    uint32_t node = 0;
-    std::optional<std::string> name; // none: a null text
-    qz_mox_IP_address6_t address{};
-    qz_mox_intf_status_t status = QZ_MOX_INTF_STATUS_UP;
-};
+using mox_service::Event_Record;
+using mox_service::Interface;
+using mox_service::Node;
+using mox_service::Picture;
+using mox_service::Told;
 
 // ::ffff:a.b.c.d, or an IPv6 address. Throws std::invalid_argument for any other text.
 qz_mox_IP_address6_t address_of(const std::string &text);
@@ -47,17 +39,6 @@ struct Site {
     qz_mox_site_status_t status = QZ_MOX_SITE_STATUS_UP;
     qz_mox_site_merge_flag_t merge_flag = QZ_MOX_SITE_MERGE_FLAG_NOPER_PENDING;
     uint32_t nodes_up = 0;
-};
-
-struct Picture {
-    std::vector<Node> nodes;
-    std::vector<Interface> interfaces;
-};
-
-// An event, and the monitor that it is told on.
-struct Told {
-    std::string monitor;
-    Event_Record event;
 };
 
 enum class Operation {
@@ -145,7 +126,7 @@ class Simulated_Service {
     qz_mox_uuid_t local_uuid_{0x1111, 0x2222};
     std::map<Operation, Failure> failures_;
     std::map<Operation, int> calls_;
-    Monitors monitors_;
+    mox_service::Monitors monitors_;
     std::function<void()> when_first_opened_;
     uint64_t sequence_ = 0;
     int lists_out_ = 0;

@@ -1,13 +1,13 @@
 // An event as the service keeps it, and as it hands it out.
-#ifndef MOX_SIM_EVENT_RECORD_H
-#define MOX_SIM_EVENT_RECORD_H
+#ifndef MOX_SERVICE_EVENT_RECORD_H
+#define MOX_SERVICE_EVENT_RECORD_H
 
 #include <cstdint>
 #include <string>
 
 #include "qz_mox.h"
 
-namespace mox_sim {
+namespace mox_service {
 
 // The fields of all categories; each takes those that its record has.
 struct Event_Record {
@@ -36,6 +36,6 @@ struct Event_Record {
 void make_event(const Event_Record &from, qz_orb_event_metadata_t *event);
 void free_event(qz_orb_event_metadata_t *event);
 
-} // namespace mox_sim
+} // namespace mox_service
 
 #endif

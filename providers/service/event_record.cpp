@@ -1,8 +1,8 @@
-#include "providers/sim/event_record.h"
+#include "providers/service/event_record.h"
 
 #include <cstring>
 
-namespace mox_sim {
+namespace mox_service {
 namespace {
 
 // Behind the record in one block, so that freeing one frees both.
@@ -139,4 +139,4 @@ void free_event(qz_orb_event_metadata_t *event) {
     std::memset(event, 0, sizeof *event);
 }
 
-} // namespace mox_sim
+} // namespace mox_service

@@ -1,15 +1,15 @@
 // Descriptors that are readable while events are held for them.
-#ifndef MOX_SIM_MONITORS_H
-#define MOX_SIM_MONITORS_H
+#ifndef MOX_SERVICE_MONITORS_H
+#define MOX_SERVICE_MONITORS_H
 
 #include <deque>
 #include <map>
 #include <optional>
 #include <string>
 
-#include "providers/sim/event_record.h"
+#include "providers/service/event_record.h"
 
-namespace mox_sim {
+namespace mox_service {
 
 // What one reading gives: an event (result 0), or a result and errno.
 struct Reading {
@@ -45,6 +45,6 @@ class Monitors {
     std::map<std::string, int> categories_asked_; // by the monitor's name
 };
 
-} // namespace mox_sim
+} // namespace mox_service
 
 #endif

@@ -1,4 +1,4 @@
-#include "providers/sim/picture_events.h"
+#include "providers/service/picture_events.h"
 
 #include <cstring>
 #include <map>
@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace mox_sim {
+namespace mox_service {
 namespace {
 
 // A picture in which nodes and interfaces can be looked up.
@@ -134,4 +134,4 @@ Told reconfiguration() {
     return told;
 }
 
-} // namespace mox_sim
+} // namespace mox_service

@@ -1,10 +1,10 @@
-#include "providers/sim/cluster_picture.h"
+#include "providers/service/cluster_picture.h"
 
 #include <algorithm>
 #include <cstring>
 #include <span>
 
-namespace mox_sim {
+namespace mox_service {
 namespace {
 
 using Adapters = std::span<const wispd::Adapter>;
@@ -51,4 +51,4 @@ Picture picture_of(const wispd::Cluster &cluster) {
     return picture;
 }
 
-} // namespace mox_sim
+} // namespace mox_service

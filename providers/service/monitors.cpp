@@ -1,4 +1,4 @@
-#include "providers/sim/monitors.h"
+#include "providers/service/monitors.h"
 
 #include <cstdint>
 
@@ -6,7 +6,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-namespace mox_sim {
+namespace mox_service {
 
 Monitors::~Monitors() {
     for (const auto &[fd, monitor] : monitors_) {
@@ -66,4 +66,4 @@ std::optional<int> Monitors::category_asked(const std::string &name) const {
     return found != categories_asked_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-} // namespace mox_sim
+} // namespace mox_service

@@ -1,10 +1,14 @@
 // What a cluster service tells when its picture changes, and in which order.
-#include "providers/sim/picture_events.h"
+#include "providers/service/picture_events.h"
 
 #include <gtest/gtest.h>
 
-namespace mox_sim {
+#include "providers/sim/simulated_service.h"
+
+namespace mox_service {
 namespace {
+
+using mox_sim::address_of;
 
 // "monitor category type node name".
 std::vector<std::string> texts(const std::vector<Told> &told) {
@@ -103,4 +107,4 @@ TEST(PictureEvents, AWholeNewConfigurationIsOneEvent) {
 }
 
 } // namespace
-} // namespace mox_sim
+} // namespace mox_service

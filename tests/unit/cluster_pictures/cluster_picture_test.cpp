@@ -1,5 +1,5 @@
 // What a cluster service sees of a cluster that a heartbeat daemon's file describes.
-#include "providers/sim/cluster_picture.h"
+#include "providers/service/cluster_picture.h"
 
 #include <cstring>
 
@@ -8,7 +8,7 @@
 #include "daemon/model/address.h"
 #include "daemon/model/configuration.h"
 
-namespace mox_sim {
+namespace mox_service {
 namespace {
 
 wispd::Configured_Adapter adapter(int network, const std::string &address, const std::string &type) {
@@ -90,4 +90,4 @@ TEST(ClusterPicture, AnInterfaceWithoutANameOfItsOwnIsNamedByItsNetwork) {
 }
 
 } // namespace
-} // namespace mox_sim
+} // namespace mox_service

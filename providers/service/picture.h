@@ -1,0 +1,36 @@
+// A cluster as a cluster service shows it: plain data.
+#ifndef MOX_SERVICE_PICTURE_H
+#define MOX_SERVICE_PICTURE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qz_mox.h"
+
+namespace mox_service {
+
+struct Node {
+    uint32_t number = 0;
+    std::string name;
+    qz_mox_node_status_t status = QZ_MOX_NODE_STATUS_UP;
+    qz_mox_cfg_chg_op_t operation = QZ_MOX_CFG_OP_UNDEF;
+    uint32_t site = 0;
+};
+
+struct Interface {
+    uint32_t node = 0;
+    std::optional<std::string> name; // none: a null text
+    qz_mox_IP_address6_t address{};
+    qz_mox_intf_status_t status = QZ_MOX_INTF_STATUS_UP;
+};
+
+struct Picture {
+    std::vector<Node> nodes;
+    std::vector<Interface> interfaces;
+};
+
+} // namespace mox_service
+
+#endif
