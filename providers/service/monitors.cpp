@@ -1,46 +1,98 @@
 #include "providers/service/monitors.h"
 
+#include <cerrno>
 #include <cstdint>
 
-#include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace mox_service {
+namespace {
+
+bool gather(int epoll, int source) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    return epoll_ctl(epoll, EPOLL_CTL_ADD, source, &event) == 0;
+}
+
+// Whether it is an epoll descriptor that gathers the source: then it was not closed, nor its number used again.
+bool gathers(int epoll, int source) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    return epoll_ctl(epoll, EPOLL_CTL_MOD, source, &event) == 0;
+}
+
+void count_up(int counter) {
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(counter, &one, sizeof one);
+}
+
+void count_down(int counter) {
+    uint64_t one = 0;
+    [[maybe_unused]] const ssize_t taken = read(counter, &one, sizeof one);
+}
+
+} // namespace
 
 Monitors::~Monitors() {
+    forget_closed();
     for (const auto &[fd, monitor] : monitors_) {
-        close(monitor.counter);
+        end(fd, monitor);
     }
 }
 
-int Monitors::open(const std::string &name) {
+// A forked child may have the sources open: they would stay in the opener's descriptor if they were only closed.
+void Monitors::end(int fd, const Monitor &monitor) {
+    for (const int source : monitor.sources) {
+        epoll_ctl(fd, EPOLL_CTL_DEL, source, nullptr);
+    }
+    epoll_ctl(fd, EPOLL_CTL_DEL, monitor.counter, nullptr);
+    close(monitor.counter);
+}
+
+void Monitors::forget_closed() {
+    const int kept = errno;
+    for (auto monitor = monitors_.begin(); monitor != monitors_.end();) {
+        if (gathers(monitor->first, monitor->second.counter)) {
+            ++monitor;
+        } else {
+            close(monitor->second.counter);
+            monitor = monitors_.erase(monitor);
+        }
+    }
+    errno = kept;
+}
+
+int Monitors::open(const std::string &name, const std::vector<int> &sources) {
+    forget_closed();
     // One is taken from the counter with each reading, so it is readable exactly while something is held.
-    const int fd = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | EFD_CLOEXEC);
-    if (fd < 0) {
+    const int counter = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | EFD_CLOEXEC);
+    const int fd = counter < 0 ? -1 : epoll_create1(EPOLL_CLOEXEC);
+    bool gathered = fd >= 0 && gather(fd, counter);
+    for (const int source : sources) {
+        gathered = gathered && gather(fd, source);
+    }
+    if (!gathered) {
+        const int why = errno;
+        for (const int made : {fd, counter}) {
+            if (made >= 0) {
+                close(made);
+            }
+        }
+        errno = why;
         return -1;
     }
-    const int counter = fcntl(fd, F_DUPFD_CLOEXEC, 0);
-    if (counter < 0) {
-        close(fd);
-        return -1;
-    }
-    // An earlier opener of this number has closed it.
-    const auto earlier = monitors_.find(fd);
-    if (earlier != monitors_.end()) {
-        close(earlier->second.counter);
-        monitors_.erase(earlier);
-    }
-    monitors_[fd] = {name, counter, {}};
+    monitors_[fd] = {name, counter, sources, {}};
     return fd;
 }
 
 void Monitors::push(const std::string &name, const Reading &reading) {
+    forget_closed();
     for (auto &[fd, monitor] : monitors_) {
         if (monitor.name == name) {
             monitor.held.push_back(reading);
-            const uint64_t one = 1;
-            [[maybe_unused]] const ssize_t written = write(monitor.counter, &one, sizeof one);
+            count_up(monitor.counter);
         }
     }
 }
@@ -54,11 +106,43 @@ std::optional<Reading> Monitors::take(int fd, int category) {
     if (found->second.held.empty()) {
         return std::nullopt;
     }
-    uint64_t one = 0;
-    [[maybe_unused]] const ssize_t taken = read(found->second.counter, &one, sizeof one);
+    count_down(found->second.counter);
     const Reading reading = found->second.held.front();
     found->second.held.pop_front();
     return reading;
+}
+
+void Monitors::take_back(const std::string &name, const std::function<bool(const Event_Record &)> &which) {
+    forget_closed();
+    for (auto &[fd, monitor] : monitors_) {
+        if (monitor.name == name) {
+            const std::size_t taken =
+                std::erase_if(monitor.held, [&](const Reading &reading) { return which(reading.event); });
+            for (std::size_t i = 0; i < taken; ++i) {
+                count_down(monitor.counter);
+            }
+        }
+    }
+}
+
+std::vector<Event_Record> Monitors::held(const std::string &name) {
+    forget_closed();
+    const std::deque<Reading> *longest = nullptr;
+    for (const auto &[fd, monitor] : monitors_) {
+        if (monitor.name == name && (longest == nullptr || monitor.held.size() > longest->size())) {
+            longest = &monitor.held;
+        }
+    }
+    std::vector<Event_Record> events;
+    for (std::size_t i = 0; longest != nullptr && i < longest->size(); ++i) {
+        events.push_back((*longest)[i].event);
+    }
+    return events;
+}
+
+bool Monitors::any_open() {
+    forget_closed();
+    return !monitors_.empty();
 }
 
 std::optional<int> Monitors::category_asked(const std::string &name) const {

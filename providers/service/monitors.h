@@ -3,9 +3,11 @@
 #define MOX_SERVICE_MONITORS_H
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "providers/service/event_record.h"
 
@@ -18,6 +20,7 @@ struct Reading {
     Event_Record event;
 };
 
+// A monitor is open until its opener closes the descriptor; from then on nothing is held for it.
 class Monitors {
   public:
     Monitors() = default;
@@ -25,21 +28,31 @@ class Monitors {
     Monitors &operator=(const Monitors &) = delete;
     ~Monitors();
 
-    // A descriptor for its opener to wait on and to close; -1 with errno when there is none to be had.
-    int open(const std::string &name);
+    // A descriptor for its opener to wait on and to close; -1 with errno when there is none to be had. It is also
+    // readable while one of the sources is, which stay open as long as this object lives.
+    int open(const std::string &name, const std::vector<int> &sources = {});
     // For every open monitor of the name.
     void push(const std::string &name, const Reading &reading);
     // The next one held for the descriptor; nothing when there is none. Its reader asks for this category.
     std::optional<Reading> take(int fd, int category);
+    // From every open monitor of the name, the events of which this holds.
+    void take_back(const std::string &name, const std::function<bool(const Event_Record &)> &which);
+    // What the one of the name that is behind most holds, in order.
+    std::vector<Event_Record> held(const std::string &name);
+    bool any_open();
     // The category that the monitor of that name was last read for; nothing before it was.
     std::optional<int> category_asked(const std::string &name) const;
 
   private:
     struct Monitor {
         std::string name;
-        int counter = -1; // a duplicate of the opener's descriptor
+        int counter = -1; // one for each that is held
+        std::vector<int> sources;
         std::deque<Reading> held;
     };
+
+    void forget_closed();
+    static void end(int fd, const Monitor &monitor);
 
     std::map<int, Monitor> monitors_;             // by the opener's descriptor
     std::map<std::string, int> categories_asked_; // by the monitor's name
