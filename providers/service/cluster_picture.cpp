@@ -9,14 +9,6 @@ namespace {
 
 using Adapters = std::span<const wispd::Adapter>;
 
-std::string interface_name(Adapters of_node, std::size_t network) {
-    const std::string &type = of_node[network].type;
-    const auto with_type = std::count_if(of_node.begin(), of_node.end(), [&](const wispd::Adapter &adapter) {
-        return adapter.configured && adapter.type == type;
-    });
-    return type.empty() || with_type > 1 ? "net" + std::to_string(network) : type;
-}
-
 qz_mox_IP_address6_t address_of(const Hb_IP_address6 &from) {
     qz_mox_IP_address6_t address{};
     static_assert(sizeof address == sizeof from);
@@ -25,6 +17,16 @@ qz_mox_IP_address6_t address_of(const Hb_IP_address6 &from) {
 }
 
 } // namespace
+
+std::string interface_name(const wispd::Cluster &cluster, std::size_t adapter) {
+    const auto per_node = static_cast<std::size_t>(cluster.adapters_per_node());
+    const Adapters of_node = Adapters(cluster.adapters()).subspan(adapter / per_node * per_node, per_node);
+    const std::string &type = cluster.adapters()[adapter].type;
+    const auto with_type = std::count_if(of_node.begin(), of_node.end(), [&](const wispd::Adapter &other) {
+        return other.configured && other.type == type;
+    });
+    return type.empty() || with_type > 1 ? "net" + std::to_string(adapter % per_node) : type;
+}
 
 Picture picture_of(const wispd::Cluster &cluster) {
     Picture picture;
@@ -43,7 +45,8 @@ Picture picture_of(const wispd::Cluster &cluster) {
         for (std::size_t network = 0; network < per_node; ++network) {
             if (adapters[network].configured) {
                 picture.interfaces.push_back(
-                    {seen.number, interface_name(adapters, network), address_of(adapters[network].address),
+                    {seen.number, interface_name(cluster, number * per_node + network),
+                     address_of(adapters[network].address),
                      adapters[network].up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN});
             }
         }

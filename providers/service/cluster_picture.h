@@ -2,13 +2,19 @@
 #ifndef MOX_SERVICE_CLUSTER_PICTURE_H
 #define MOX_SERVICE_CLUSTER_PICTURE_H
 
+#include <cstddef>
+#include <string>
+
 #include "daemon/model/cluster.h"
 #include "providers/service/picture.h"
 
 namespace mox_service {
 
-// What is in the configuration, in the order of the numbers. An interface's name is its adapter's type; where
-// that is empty, or another adapter of the node has the same, it is "net" and the network's number.
+// The adapter's type; where that is empty, or another adapter of the node has the same, "net" and the network's
+// number.
+std::string interface_name(const wispd::Cluster &cluster, std::size_t adapter);
+
+// What is in the configuration, in the order of the numbers.
 Picture picture_of(const wispd::Cluster &cluster);
 
 } // namespace mox_service

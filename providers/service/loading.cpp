@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -36,6 +37,10 @@ void log_as_set(const char *variable) {
     }
     wispd::log_to_stderr();
     wispd::set_log_level(level.empty() ? "warning" : level);
+}
+
+void refuse(const char *library, const std::string &why) {
+    std::fprintf(stderr, "%s: no cluster service is installed: %s\n", library, why.c_str());
 }
 
 void uninstall_in_children() {

@@ -2,7 +2,10 @@
 #ifndef MOX_SERVICE_LOADING_H
 #define MOX_SERVICE_LOADING_H
 
+#include <exception>
 #include <string>
+
+#include <unistd.h>
 
 namespace mox_service {
 
@@ -16,8 +19,40 @@ std::string setting(const char *variable);
 // Throws std::runtime_error: it names none.
 void log_as_set(const char *variable);
 
-// A service's lock may be held by another thread at the moment of a fork, and stays so in the child.
+// Says on standard error that there is none.
+void refuse(const char *library, const std::string &why);
+
+// The service's lock may be held by another thread at the moment of a fork, and stays so in the child.
 void uninstall_in_children();
+
+// The service of a library, made when a client loads it. Loading must not fail, nor end the program: that it cannot
+// be made is said, and the client goes on without.
+template <typename Service> class Loaded_Service {
+  public:
+    // make() gives a std::unique_ptr<Service>; what it throws says why there is none.
+    template <typename Make> Loaded_Service(const char *library, Make make) noexcept {
+        try {
+            if (is_in_client()) {
+                service_ = make().release();
+                uninstall_in_children();
+            }
+        } catch (const std::exception &error) {
+            refuse(library, error.what());
+        }
+    }
+    // A forked child has no part in it: threads, sockets and connections are its parent's.
+    ~Loaded_Service() {
+        if (getpid() == owner_) {
+            delete service_;
+        }
+    }
+    Loaded_Service(const Loaded_Service &) = delete;
+    Loaded_Service &operator=(const Loaded_Service &) = delete;
+
+  private:
+    const pid_t owner_ = getpid();
+    Service *service_ = nullptr;
+};
 
 } // namespace mox_service
 

@@ -1,0 +1,318 @@
+#include "providers/corosync/corosync_service.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "daemon/log.h"
+#include "daemon/text.h"
+#include "providers/service/service_lists.h"
+
+namespace mox_corosync {
+namespace {
+
+using mox_service::Event_Record;
+using mox_service::Interface;
+using mox_service::Node;
+using mox_service::Picture;
+using mox_service::Told;
+
+constexpr int NOTHING_HELD = -16;
+constexpr int FAILED = -1;
+
+constexpr const char *NODE_LIVENESS = "node_liveness";
+constexpr const char *ADAPTER_LIVENESS = "adapter_liveness";
+constexpr const char *RECONFIGURATION = "cluster_reconfig";
+constexpr const char *PEER_LIVENESS = "peer_gs_liveness";
+
+constexpr std::array<std::string_view, 8> MONITORS = {NODE_LIVENESS, ADAPTER_LIVENESS, "node_list",
+                                                      PEER_LIVENESS, "ip_change",      "cluster_reconfig",
+                                                      "site_cfg",    "repos_disk"};
+
+Corosync_Service *installed = nullptr;
+
+int fail(int error) {
+    errno = error;
+    return FAILED;
+}
+
+// No exception goes out to the seam.
+template <typename Call> int answer(Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc &) {
+        return fail(ENOMEM);
+    } catch (const std::exception &error) {
+        wispd::log_error(wispd::text("cluster service: ", error.what()));
+        return fail(EIO);
+    }
+}
+
+const Node *find_node(const Picture &picture, uint32_t number) {
+    const auto found = std::find_if(picture.nodes.begin(), picture.nodes.end(),
+                                    [&](const Node &node) { return node.number == number; });
+    return found != picture.nodes.end() ? &*found : nullptr;
+}
+
+bool is_so(const Event_Record &event, qz_mox_node_status_t status) {
+    return (event.type == QZ_ORB_EVENT_UP) == (status == QZ_MOX_NODE_STATUS_UP);
+}
+
+// Whether the event tells of a node or an interface what the picture shows.
+bool is_node_so(const Event_Record &event, const Picture &picture) {
+    const Node *node = find_node(picture, event.node);
+    return node != nullptr && is_so(event, node->status);
+}
+
+bool is_interface_so(const Event_Record &event, const Picture &picture) {
+    return std::any_of(picture.interfaces.begin(), picture.interfaces.end(), [&](const Interface &interface) {
+        return interface.node == event.node && interface.name == event.name &&
+               (event.type == QZ_ORB_EVENT_UP) == (interface.status == QZ_MOX_INTF_STATUS_UP);
+    });
+}
+
+} // namespace
+
+// What the seam calls. Everything stands under the service's lock.
+struct Entries {
+    static Corosync_Service &service() { return *installed; }
+
+    static int get_cluster_info(const char *, qz_mox_cluster_info_t **info) {
+        return answer([&] {
+            const std::lock_guard lock(service().mutex_);
+            service().begin_whole_reading();
+            const Followed_Cluster &cluster = service().cluster_;
+            if (!cluster.is_known()) {
+                return fail(ENOTCONN);
+            }
+            *info = mox_service::make_cluster_info(cluster.name(), static_cast<uint32_t>(cluster.local_node()));
+            return 0;
+        });
+    }
+    static int get_node_info(const char *, qz_mox_node_info_t **list) {
+        return give_list(list, [](const Picture &picture) { return mox_service::make_list(picture.nodes); });
+    }
+    static int get_node_info_after_event(const char *name, const qz_orb_event_metadata_t *,
+                                         qz_mox_node_info_t **list) {
+        return get_node_info(name, list);
+    }
+    static int get_net_intf_info(const char *, qz_mox_net_intf_info_t **list) {
+        return give_list(list,
+                         [](const Picture &picture) { return mox_service::make_list(picture.interfaces); });
+    }
+    static int get_net_intf_info_after_event(const char *name, const qz_orb_event_metadata_t *,
+                                             qz_mox_net_intf_info_t **list) {
+        return get_net_intf_info(name, list);
+    }
+    template <typename List, typename Make> static int give_list(List **list, Make make) {
+        return answer([&] {
+            const std::lock_guard lock(service().mutex_);
+            service().look_before_list();
+            if (!service().cluster_.is_known()) {
+                return fail(ENOTCONN);
+            }
+            *list = make(service().picture());
+            return 0;
+        });
+    }
+
+    template <typename List> static void release(List *list) { mox_service::free_list(list); }
+
+    static int open_monitor(const char *name, int *fd) {
+        return answer([&] {
+            if (name == nullptr || std::find(MONITORS.begin(), MONITORS.end(), name) == MONITORS.end()) {
+                return fail(ENOENT);
+            }
+            const std::lock_guard lock(service().mutex_);
+            const int opened = service().open(name);
+            if (opened < 0) {
+                return FAILED;
+            }
+            *fd = opened;
+            return 0;
+        });
+    }
+    static int read_event(int fd, int category, qz_orb_event_metadata_t *event) {
+        return answer([&] {
+            const std::lock_guard lock(service().mutex_);
+            service().look();
+            const std::optional<mox_service::Reading> reading = service().monitors_.take(fd, category);
+            if (!reading) {
+                return NOTHING_HELD;
+            }
+            mox_service::make_event(reading->event, event);
+            ++service().events_out_;
+            return 0;
+        });
+    }
+    static void release_event(qz_orb_event_metadata_t *event) {
+        if (event != nullptr) {
+            const std::lock_guard lock(service().mutex_);
+            mox_service::free_event(event);
+            --service().events_out_;
+        }
+    }
+
+    // Corosync knows of no sites.
+    static constexpr qz_mox_service_t table = {get_cluster_info,
+                                               get_node_info,
+                                               get_node_info_after_event,
+                                               get_net_intf_info,
+                                               get_net_intf_info_after_event,
+                                               nullptr,
+                                               nullptr,
+                                               nullptr,
+                                               release<qz_mox_cluster_info_t>,
+                                               release<qz_mox_node_info_t>,
+                                               release<qz_mox_net_intf_info_t>,
+                                               open_monitor,
+                                               read_event,
+                                               release_event};
+};
+
+Corosync_Service::Corosync_Service(std::unique_ptr<wispd::Engine_Follower> follower,
+                                   std::optional<Peer_Settings> peers)
+    : follower_(std::move(follower)) {
+    if (installed != nullptr) {
+        throw std::logic_error("there is a service over Corosync already");
+    }
+    if (peers) {
+        peer_name_ = peers->name;
+        peers_.emplace(std::move(peers->join));
+    }
+    installed = this;
+    qz_mox_install_service(&Entries::table);
+}
+
+Corosync_Service::~Corosync_Service() {
+    qz_mox_install_service(nullptr);
+    installed = nullptr;
+}
+
+// What was before it is open is not told on it.
+int Corosync_Service::open(const std::string &name) {
+    if (events_out_ == 0) {
+        look();
+    }
+    std::vector<int> sources = {follower_->descriptor()};
+    if (name == PEER_LIVENESS && peers_) {
+        sources.push_back(peers_->descriptor());
+    }
+    return monitors_.open(name, sources);
+}
+
+// ---- Looking ----
+
+void Corosync_Service::look() {
+    const auto now = std::chrono::steady_clock::now();
+    if (const std::optional<wispd::Engine_Step> step = follower_->advance(now)) {
+        for (const Told &told : cluster_.take(*step)) {
+            tell(told);
+        }
+    }
+    if (peers_) {
+        for (const Peer_Change &change : peers_->advance(now, follower_->status().connected)) {
+            tell(change);
+        }
+    }
+}
+
+void Corosync_Service::begin_whole_reading() {
+    if (events_out_ > 0) {
+        return;
+    }
+    look();
+    read_whole_ = sequence_;
+    const Picture &is = cluster_.picture();
+    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) { return !is_node_so(event, is); });
+    monitors_.take_back(ADAPTER_LIVENESS,
+                        [&](const Event_Record &event) { return !is_interface_so(event, is); });
+    monitors_.take_back(RECONFIGURATION, [](const Event_Record &) { return true; });
+}
+
+void Corosync_Service::look_before_list() {
+    if (events_out_ == 0 && !monitors_.any_open()) {
+        look();
+    }
+}
+
+// ---- Telling ----
+
+// Whether its reader will ask for the node and its interfaces, and hear of all that happens to them until then.
+bool Corosync_Service::awaits_node_event(uint32_t node) {
+    const std::vector<Event_Record> held = monitors_.held(NODE_LIVENESS);
+    return std::any_of(held.begin(), held.end(), [&](const Event_Record &event) {
+        return event.node == node && event.sequence > read_whole_;
+    });
+}
+
+void Corosync_Service::tell(const Told &told) {
+    mox_service::Reading reading{0, 0, told.event};
+    reading.event.sequence = ++sequence_;
+    if (told.monitor == ADAPTER_LIVENESS && awaits_node_event(told.event.node)) {
+        return;
+    }
+    if (told.monitor == NODE_LIVENESS) {
+        monitors_.take_back(ADAPTER_LIVENESS,
+                            [&](const Event_Record &event) { return event.node == told.event.node; });
+    }
+    if (told.event.is_reconfiguration) {
+        monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) {
+            return find_node(cluster_.picture(), event.node) == nullptr;
+        });
+    }
+    monitors_.push(told.monitor, reading);
+}
+
+// A node that is down has its own event; that its programs are gone with it is no other news.
+void Corosync_Service::tell(const Peer_Change &change) {
+    Told told{PEER_LIVENESS, {}};
+    told.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
+    told.event.type = change.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    told.event.name = peer_name_;
+    try {
+        told.event.node =
+            static_cast<uint32_t>(wispd::node_number(change.node_id, follower_->settings().names));
+    } catch (const wispd::Engine_Refused &refused) {
+        wispd::log_warning(wispd::text("peers: ", refused.what()));
+        return;
+    }
+    const Node *node = find_node(cluster_.picture(), told.event.node);
+    const bool is_local = cluster_.is_known() && static_cast<int>(told.event.node) == cluster_.local_node();
+    if (node != nullptr && !is_local && (change.up || node->status == QZ_MOX_NODE_STATUS_UP)) {
+        tell(told);
+    }
+}
+
+Picture Corosync_Service::picture() {
+    Picture picture = cluster_.picture();
+    if (events_out_ == 0) {
+        return picture;
+    }
+    // What a node was before the first event that is held for it.
+    std::map<uint32_t, bool> was_up;
+    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
+        if (event.sequence > read_whole_) {
+            was_up.try_emplace(event.node, event.type == QZ_ORB_EVENT_DOWN);
+        }
+    }
+    for (Node &node : picture.nodes) {
+        if (const auto told = was_up.find(node.number); told != was_up.end()) {
+            node.status = told->second ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN;
+        }
+    }
+    for (Interface &interface : picture.interfaces) {
+        if (const auto told = was_up.find(interface.node); told != was_up.end() && !told->second) {
+            interface.status = QZ_MOX_INTF_STATUS_DOWN;
+        }
+    }
+    return picture;
+}
+
+} // namespace mox_corosync

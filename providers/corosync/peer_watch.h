@@ -1,0 +1,44 @@
+// Follows the group of peers through the engine's ends and returns.
+#ifndef MOX_COROSYNC_PEER_WATCH_H
+#define MOX_COROSYNC_PEER_WATCH_H
+
+#include <chrono>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "daemon/sources/corosync/wait_point.h"
+#include "providers/corosync/peer_group.h"
+
+namespace mox_corosync {
+
+struct Peer_Change {
+    uint32_t node_id = 0;
+    bool up = false;
+};
+
+class Peer_Watch {
+  public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    // Joins with the first call of advance() while the engine runs. Throws std::system_error.
+    explicit Peer_Watch(Peer_Join join) : join_(std::move(join)) {}
+
+    // Readable when advance() has something to do. Stays the same.
+    int descriptor() const { return wait_point_.descriptor(); }
+    // Who has come and gone since the last call, in order. While the engine is gone nobody does.
+    std::vector<Peer_Change> advance(Time now, bool engine_runs);
+
+  private:
+    void lose(Time now);
+
+    Peer_Join join_;
+    wispd::Wait_Point wait_point_;
+    std::unique_ptr<Peer_Group> group_;
+    Time retry_at_{};
+    std::set<uint32_t> present_;
+};
+
+} // namespace mox_corosync
+
+#endif

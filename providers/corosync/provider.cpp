@@ -1,0 +1,48 @@
+// libqz_mox_corosync.so: a client that loads it has this node's Corosync as its cluster service, for as long as it is
+// loaded.
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "daemon/paths.h"
+#include "daemon/sources/cluster_file.h"
+#include "daemon/sources/corosync/engine_access.h"
+#include "providers/corosync/corosync_service.h"
+#include "providers/corosync/cpg_peer_group.h"
+#include "providers/service/loading.h"
+
+namespace {
+
+wispd::Engine_Settings engine_settings() {
+    const std::string path = mox_service::setting("HB_MOX_COROSYNC_CONFIG");
+    if (path.empty()) {
+        return {};
+    }
+    const wispd::Cluster_File file = wispd::read_cluster_file(wispd::absolute_path(path));
+    if (!file.engine) {
+        throw std::runtime_error(path +
+                                 ": it describes a cluster of its own; expected one with [source] type = "
+                                 "\"corosync\"");
+    }
+    return *file.engine;
+}
+
+std::optional<mox_corosync::Peer_Settings> peer_settings() {
+    const std::string name = mox_service::setting("HB_MOX_COROSYNC_PEERS");
+    if (name.empty()) {
+        return std::nullopt;
+    }
+    return mox_corosync::Peer_Settings{name, mox_corosync::join_peers_called(name)};
+}
+
+// Whether the engine runs shows with every query.
+std::unique_ptr<mox_corosync::Corosync_Service> make_service() {
+    mox_service::log_as_set("HB_MOX_COROSYNC_LOG");
+    return std::make_unique<mox_corosync::Corosync_Service>(wispd::follow_engine(engine_settings()),
+                                                            peer_settings());
+}
+
+const mox_service::Loaded_Service<mox_corosync::Corosync_Service> loaded("libqz_mox_corosync", make_service);
+
+} // namespace
