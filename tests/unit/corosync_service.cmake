@@ -1,0 +1,16 @@
+# The cluster service over an engine that does as a test says.
+if(HB_BUILD_DAEMON)
+  set(corosync_service "${CMAKE_CURRENT_SOURCE_DIR}/corosync_service")
+  hb_add_test(
+    corosync_service_test
+    SOURCES
+    "${corosync_service}/events_test.cpp"
+    "${corosync_service}/peers_test.cpp"
+    "${corosync_service}/queries_test.cpp"
+    "${corosync_service}/service_fixture.cpp"
+    LIBS
+    mox_corosync
+    hb_test_support
+    LABELS
+    threads)
+endif()

@@ -1,0 +1,144 @@
+// The peers of a program: what is told of their coming and going.
+#include <deque>
+
+#include "daemon/sources/corosync/engine.h"
+#include "tests/support/deadline.h"
+#include "tests/unit/corosync_service/service_fixture.h"
+
+namespace hb_test {
+namespace {
+
+using mox_corosync::Peers;
+
+struct Fake_Group {
+    bool stands = true;
+    int joined = 0;
+    std::vector<Peers> news;
+    wispd_test::Bell bell;
+
+    void tell(const Peers &peers) {
+        news.push_back(peers);
+        bell.ring();
+    }
+};
+
+class Fake_Peer_Group : public mox_corosync::Peer_Group {
+  public:
+    explicit Fake_Peer_Group(Fake_Group &group) : group_(group) {
+        check();
+        ++group.joined;
+    }
+    int descriptor() const override { return group_.bell.descriptor(); }
+    std::vector<Peers> dispatch() override {
+        check();
+        group_.bell.silence();
+        return std::exchange(group_.news, {});
+    }
+
+  private:
+    void check() const {
+        if (!group_.stands) {
+            throw wispd::Engine_Gone("there is no group");
+        }
+    }
+
+    Fake_Group &group_;
+};
+
+class Corosync_Peers : public Corosync_Service_Test {
+  protected:
+    mox_corosync::Peer_Settings peers() {
+        return {"grpd", [this] { return std::make_unique<Fake_Peer_Group>(group_); }};
+    }
+
+    Fake_Group group_;
+};
+
+TEST_F(Corosync_Peers, OneThatEndsAndComesBackOnALivingNodeIsTold) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers(), std::chrono::seconds(100), std::chrono::seconds(100));
+    const UniqueFd monitor = open("peer_gs_liveness");
+    EXPECT_FALSE(is_readable(monitor));
+    group_.tell({{1, 3}, {}});
+    EXPECT_TRUE(is_readable(monitor));
+    EXPECT_EQ("down 2 grpd", read_peer(monitor));
+    EXPECT_FALSE(is_readable(monitor));
+    group_.tell({{1, 2, 3}, {}});
+    EXPECT_EQ("up 2 grpd", read_peer(monitor));
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, OneThatIsRestartedBetweenTwoLooksIsToldAsDownAndUp) {
+    group_.news = {{{1, 2}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    group_.tell({{1}, {}});
+    group_.tell({{1, 2}, {}});
+    EXPECT_EQ("down 2 grpd", read_peer(monitor));
+    EXPECT_EQ("up 2 grpd", read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, ThisNodesOwnAreNotTold) {
+    group_.news = {{{1}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    group_.tell({{}, {}});
+    group_.tell({{1}, {}});
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, OneThatIsGoneWithItsNodeIsNotTold) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    group_.tell({{1, 3}, {2}}); // the group may know it before the node's death is told
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    node_dies(3);
+    group_.tell({{1}, {}});
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, OneOfANodeThatTheConfigurationDoesNotHaveIsNotTold) {
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    group_.tell({{1, 9, 70001}, {}});
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, TheGroupIsJoinedAgainWhenItIsLost) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    EXPECT_EQ(1, group_.joined);
+    group_.stands = false;
+    group_.bell.ring();
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    group_.news = {{{1, 3}, {}}};
+    group_.stands = true;
+    std::string told;
+    EXPECT_TRUE(wait_until([&] { return (told = read_peer(monitor)) != NOTHING; }));
+    EXPECT_EQ("down 2 grpd", told);
+    EXPECT_EQ(2, group_.joined);
+}
+
+TEST_F(Corosync_Peers, TheGroupIsJoinedWhenTheEngineRuns) {
+    cluster_->runs = false;
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    EXPECT_EQ(0, group_.joined);
+    cluster_->runs = true;
+    EXPECT_TRUE(wait_until([&] {
+        read_peer(monitor);
+        return group_.joined == 1;
+    }));
+}
+
+TEST_F(Corosync_Peers, WithoutANameThereAreNone) {
+    start();
+    const UniqueFd monitor = open("peer_gs_liveness");
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+}
+
+} // namespace
+} // namespace hb_test

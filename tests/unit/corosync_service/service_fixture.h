@@ -1,0 +1,78 @@
+// The cluster service over a fake engine, used as the library uses it.
+#ifndef HB_TEST_COROSYNC_SERVICE_FIXTURE_H
+#define HB_TEST_COROSYNC_SERVICE_FIXTURE_H
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "providers/corosync/corosync_service.h"
+#include "tests/support/unique_fd.h"
+#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/log_fixture.h"
+
+namespace hb_test {
+
+// An event that was read and is not released yet.
+class Read_Event {
+  public:
+    Read_Event(int fd, int category) : result_(qz_orb_read_event(fd, category, &event_)) {}
+    Read_Event(const Read_Event &) = delete;
+    Read_Event &operator=(const Read_Event &) = delete;
+    ~Read_Event() { release(); }
+
+    int result() const { return result_; }
+    const qz_orb_event_metadata_t &metadata() const { return event_; }
+    // "down 3", "up 2 knet0", "reconfiguration"; the result where there is no event.
+    std::string text() const;
+    void release();
+
+  private:
+    qz_orb_event_metadata_t event_{};
+    int result_;
+};
+
+class Corosync_Service_Test : public wispd_test::WispdLogged {
+  protected:
+    // Nodes 1 to 3 on two links. Links are looked at with each look.
+    void start(std::optional<mox_corosync::Peer_Settings> peers = std::nullopt,
+               std::chrono::milliseconds grace = std::chrono::seconds(100),
+               std::chrono::milliseconds poll = std::chrono::milliseconds(0));
+    void stop() { service_.reset(); }
+
+    static UniqueFd open(const char *monitor);
+    // Reads one, and releases it.
+    static std::string read(const UniqueFd &monitor, int category);
+    static std::string read_node(const UniqueFd &monitor) { return read(monitor, 0); }
+    static std::string read_adapter(const UniqueFd &monitor) { return read(monitor, 1); }
+    static std::string read_peer(const UniqueFd &monitor) { return read(monitor, 2); }
+    static std::string read_reconfiguration(const UniqueFd &monitor) { return read(monitor, 100); }
+    static bool is_readable(const UniqueFd &monitor);
+
+    // "1 up, 2 down", or the result where there is no list.
+    static std::string nodes();
+    // "1 knet0 up, 1 knet1 down".
+    static std::string interfaces();
+    static int local_node(); // -1: there is no answer
+
+    // What happens in the cluster.
+    void node_dies(uint32_t node);
+    void node_returns(uint32_t node); // with a higher count
+    void link(uint32_t node, int number, bool connected);
+    void link_flaps(uint32_t node, int number);
+    void engine_ends();
+
+    std::unique_ptr<wispd_test::Fake_Cluster> cluster_ = wispd_test::Fake_Cluster::of_three();
+    wispd_test::Fake_Interfaces::Cables cables_;
+    std::unique_ptr<mox_corosync::Corosync_Service> service_;
+};
+
+inline constexpr const char *NOTHING = "-16";
+
+} // namespace hb_test
+
+#endif
