@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -25,11 +26,6 @@ using mox_service::Told;
 
 constexpr int NOTHING_HELD = -16;
 constexpr int FAILED = -1;
-
-constexpr const char *NODE_LIVENESS = "node_liveness";
-constexpr const char *ADAPTER_LIVENESS = "adapter_liveness";
-constexpr const char *RECONFIGURATION = "cluster_reconfig";
-constexpr const char *PEER_LIVENESS = "peer_gs_liveness";
 
 constexpr std::array<std::string_view, 8> MONITORS = {NODE_LIVENESS, ADAPTER_LIVENESS, "node_list",
                                                       PEER_LIVENESS, "ip_change",      "cluster_reconfig",
@@ -54,26 +50,30 @@ template <typename Call> int answer(Call call) {
     }
 }
 
-const Node *find_node(const Picture &picture, uint32_t number) {
-    const auto found = std::find_if(picture.nodes.begin(), picture.nodes.end(),
-                                    [&](const Node &node) { return node.number == number; });
-    return found != picture.nodes.end() ? &*found : nullptr;
+template <typename Nodes> auto *find_node(Nodes &nodes, uint32_t number) {
+    const auto found =
+        std::find_if(nodes.begin(), nodes.end(), [&](const Node &node) { return node.number == number; });
+    return found != nodes.end() ? &*found : nullptr;
 }
 
-bool is_so(const Event_Record &event, qz_mox_node_status_t status) {
-    return (event.type == QZ_ORB_EVENT_UP) == (status == QZ_MOX_NODE_STATUS_UP);
+qz_mox_node_status_t node_status(const Event_Record &event) {
+    return event.type == QZ_ORB_EVENT_UP ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN;
+}
+
+qz_mox_intf_status_t interface_status(const Event_Record &event) {
+    return event.type == QZ_ORB_EVENT_UP ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
 }
 
 // Whether the event tells of a node or an interface what the picture shows.
 bool is_node_so(const Event_Record &event, const Picture &picture) {
-    const Node *node = find_node(picture, event.node);
-    return node != nullptr && is_so(event, node->status);
+    const Node *node = find_node(picture.nodes, event.node);
+    return node != nullptr && node->status == node_status(event);
 }
 
 bool is_interface_so(const Event_Record &event, const Picture &picture) {
     return std::any_of(picture.interfaces.begin(), picture.interfaces.end(), [&](const Interface &interface) {
         return interface.node == event.node && interface.name == event.name &&
-               (event.type == QZ_ORB_EVENT_UP) == (interface.status == QZ_MOX_INTF_STATUS_UP);
+               interface.status == interface_status(event);
     });
 }
 
@@ -141,13 +141,11 @@ struct Entries {
     static int read_event(int fd, int category, qz_orb_event_metadata_t *event) {
         return answer([&] {
             const std::lock_guard lock(service().mutex_);
-            service().look();
-            const std::optional<mox_service::Reading> reading = service().monitors_.take(fd, category);
-            if (!reading) {
+            const std::optional<Event_Record> read = service().read(fd, category);
+            if (!read) {
                 return NOTHING_HELD;
             }
-            mox_service::make_event(reading->event, event);
-            ++service().events_out_;
+            mox_service::make_event(*read, event);
             return 0;
         });
     }
@@ -200,6 +198,9 @@ int Corosync_Service::open(const std::string &name) {
     if (events_out_ == 0) {
         look();
     }
+    if (!monitors_.any_open()) {
+        known_ = cluster_.picture();
+    }
     std::vector<int> sources = {follower_->descriptor()};
     if (name == PEER_LIVENESS && peers_) {
         sources.push_back(peers_->descriptor());
@@ -212,9 +213,7 @@ int Corosync_Service::open(const std::string &name) {
 void Corosync_Service::look() {
     const auto now = std::chrono::steady_clock::now();
     if (const std::optional<wispd::Engine_Step> step = follower_->advance(now)) {
-        for (const Told &told : cluster_.take(*step)) {
-            tell(told);
-        }
+        take(*step);
     }
     if (peers_) {
         for (const Peer_Change &change : peers_->advance(now, follower_->status().connected)) {
@@ -223,16 +222,24 @@ void Corosync_Service::look() {
     }
 }
 
+void Corosync_Service::take(const wispd::Engine_Step &step) {
+    for (const Told &told : cluster_.take(step)) {
+        tell(told);
+    }
+    if (step.configuration) {
+        tell_nodes_as_they_are();
+    }
+}
+
 void Corosync_Service::begin_whole_reading() {
     if (events_out_ > 0) {
         return;
     }
     look();
-    read_whole_ = sequence_;
-    const Picture &is = cluster_.picture();
-    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) { return !is_node_so(event, is); });
+    known_ = cluster_.picture();
+    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) { return !is_node_so(event, known_); });
     monitors_.take_back(ADAPTER_LIVENESS,
-                        [&](const Event_Record &event) { return !is_interface_so(event, is); });
+                        [&](const Event_Record &event) { return !is_interface_so(event, known_); });
     monitors_.take_back(RECONFIGURATION, [](const Event_Record &) { return true; });
 }
 
@@ -244,30 +251,45 @@ void Corosync_Service::look_before_list() {
 
 // ---- Telling ----
 
-// Whether its reader will ask for the node and its interfaces, and hear of all that happens to them until then.
-bool Corosync_Service::awaits_node_event(uint32_t node) {
-    const std::vector<Event_Record> held = monitors_.held(NODE_LIVENESS);
-    return std::any_of(held.begin(), held.end(), [&](const Event_Record &event) {
-        return event.node == node && event.sequence > read_whole_;
-    });
+void Corosync_Service::tell(const Told &told) {
+    if (told.event.is_reconfiguration) {
+        tell_configuration(told);
+    } else if (told.monitor == NODE_LIVENESS) {
+        const bool is_new = find_node(known_.nodes, told.event.node) == nullptr;
+        if (!is_new || !asks_for_configuration_later()) {
+            monitors_.take_back(ADAPTER_LIVENESS,
+                                [&](const Event_Record &event) { return event.node == told.event.node; });
+            hold(told);
+        }
+    } else if (told.monitor != ADAPTER_LIVENESS || !asks_for_node_later(told.event.node)) {
+        hold(told);
+    }
 }
 
-void Corosync_Service::tell(const Told &told) {
-    mox_service::Reading reading{0, 0, told.event};
-    reading.event.sequence = ++sequence_;
-    if (told.monitor == ADAPTER_LIVENESS && awaits_node_event(told.event.node)) {
-        return;
+void Corosync_Service::tell_configuration(const Told &told) {
+    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) {
+        return find_node(cluster_.picture().nodes, event.node) == nullptr;
+    });
+    monitors_.take_back(ADAPTER_LIVENESS, [](const Event_Record &) { return true; });
+    hold(told);
+}
+
+// A node that went from the configuration and is in it again may not be what it was when it was last told.
+void Corosync_Service::tell_nodes_as_they_are() {
+    std::map<uint32_t, qz_mox_node_status_t> told;
+    for (const Node &node : known_.nodes) {
+        told[node.number] = node.status;
     }
-    if (told.monitor == NODE_LIVENESS) {
-        monitors_.take_back(ADAPTER_LIVENESS,
-                            [&](const Event_Record &event) { return event.node == told.event.node; });
+    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
+        told[event.node] = node_status(event);
     }
-    if (told.event.is_reconfiguration) {
-        monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) {
-            return find_node(cluster_.picture(), event.node) == nullptr;
-        });
+    for (const Node &node : cluster_.picture().nodes) {
+        const auto before = told.find(node.number);
+        if (before != told.end() && before->second != node.status) {
+            tell(about_node(node.number,
+                            node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN));
+        }
     }
-    monitors_.push(told.monitor, reading);
 }
 
 // A node that is down has its own event; that its programs are gone with it is no other news.
@@ -283,32 +305,87 @@ void Corosync_Service::tell(const Peer_Change &change) {
         wispd::log_warning(wispd::text("peers: ", refused.what()));
         return;
     }
-    const Node *node = find_node(cluster_.picture(), told.event.node);
+    const Node *node = find_node(cluster_.picture().nodes, told.event.node);
     const bool is_local = cluster_.is_known() && static_cast<int>(told.event.node) == cluster_.local_node();
     if (node != nullptr && !is_local && (change.up || node->status == QZ_MOX_NODE_STATUS_UP)) {
         tell(told);
     }
 }
 
-Picture Corosync_Service::picture() {
-    Picture picture = cluster_.picture();
-    if (events_out_ == 0) {
-        return picture;
+void Corosync_Service::hold(const Told &told) {
+    mox_service::Reading reading{0, 0, told.event};
+    reading.event.sequence = ++sequence_;
+    monitors_.push(told.monitor, reading);
+}
+
+// ---- What is known ----
+
+std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
+    look();
+    const std::optional<mox_service::Reading> reading = monitors_.take(fd, category);
+    if (!reading) {
+        return std::nullopt;
     }
-    // What a node was before the first event that is held for it.
-    std::map<uint32_t, bool> was_up;
-    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
-        if (event.sequence > read_whole_) {
-            was_up.try_emplace(event.node, event.type == QZ_ORB_EVENT_DOWN);
+    ++events_out_;
+    learn(reading->event);
+    return reading->event;
+}
+
+void Corosync_Service::learn(const Event_Record &event) {
+    if (event.is_reconfiguration) {
+        known_ = picture_while_handled();
+    } else if (event.category == QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS) {
+        for (Interface &interface : known_.interfaces) {
+            if (interface.node == event.node && interface.name == event.name) {
+                interface.status = interface_status(event);
+            }
         }
+    } else if (Node *node = find_node(known_.nodes, event.node);
+               node != nullptr && event.category == QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS &&
+               node->status != node_status(event)) {
+        node->status = node_status(event);
+        const auto is_its = [&](const Interface &interface) { return interface.node == event.node; };
+        std::erase_if(known_.interfaces, is_its);
+        const Picture now = picture_while_handled();
+        std::copy_if(now.interfaces.begin(), now.interfaces.end(), std::back_inserter(known_.interfaces),
+                     is_its);
     }
+}
+
+// Whether an event is held that makes its reader ask for the node and its interfaces, as they will be then.
+bool Corosync_Service::asks_for_node_later(uint32_t number) {
+    const Node *known = find_node(known_.nodes, number);
+    const std::vector<Event_Record> held = monitors_.held(NODE_LIVENESS);
+    return std::any_of(held.begin(), held.end(), [&](const Event_Record &event) {
+        return event.node == number && (known == nullptr || known->status != node_status(event));
+    });
+}
+
+Picture Corosync_Service::picture() {
+    if (events_out_ > 0) {
+        return picture_while_handled();
+    }
+    return monitors_.any_open() ? known_ : cluster_.picture();
+}
+
+Picture Corosync_Service::picture_while_handled() {
+    std::set<uint32_t> awaited;
+    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
+        awaited.insert(event.node);
+    }
+    Picture picture = cluster_.picture();
+    std::set<uint32_t> known_down;
     for (Node &node : picture.nodes) {
-        if (const auto told = was_up.find(node.number); told != was_up.end()) {
-            node.status = told->second ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN;
+        const Node *known = awaited.contains(node.number) ? find_node(known_.nodes, node.number) : nullptr;
+        if (known != nullptr) {
+            node.status = known->status;
+            if (known->status != QZ_MOX_NODE_STATUS_UP) {
+                known_down.insert(node.number);
+            }
         }
     }
     for (Interface &interface : picture.interfaces) {
-        if (const auto told = was_up.find(interface.node); told != was_up.end() && !told->second) {
+        if (known_down.contains(interface.node)) {
             interface.status = QZ_MOX_INTF_STATUS_DOWN;
         }
     }

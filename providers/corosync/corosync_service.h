@@ -5,12 +5,14 @@
 //
 //  - A monitor's descriptor is readable while events are held for it, and while the engine has to be looked at.
 //  - Reading looks at the engine, tells every open monitor what has changed, and gives one event, if one is held.
-//  - The queries give the cluster as it was when the engine was last looked at. Asking for the cluster itself looks,
-//    since that is how a whole reading begins: what is held and no longer so is then taken back. So does any query
-//    while no monitor is open. While an event is being handled, which is from its reading to its release, nothing
-//    moves, and nodes are as they have been told: the events that are still held will tell the rest.
+//  - The queries tell what the events that were read have told; those that are held will tell the rest. Asking for the
+//    cluster itself looks and tells what is now, since that is how a whole reading begins: what is held and no longer
+//    so is then taken back. While no monitor is open every query looks.
+//  - While an event is being handled, which is from its reading to its release, nothing moves. The queries then tell
+//    what is now, but for nodes of which events are held: these are as they have been told.
 //  - A node's own event stands for its interfaces: what is held for these is taken back, and what happens to them
-//    before that event is read is not told by itself.
+//    before that event is read is not told by itself. A new configuration stands for all interfaces, and for nodes that
+//    are new.
 #ifndef MOX_COROSYNC_COROSYNC_SERVICE_H
 #define MOX_COROSYNC_COROSYNC_SERVICE_H
 
@@ -30,6 +32,11 @@
 
 namespace mox_corosync {
 
+inline constexpr const char *NODE_LIVENESS = "node_liveness";
+inline constexpr const char *ADAPTER_LIVENESS = "adapter_liveness";
+inline constexpr const char *RECONFIGURATION = "cluster_reconfig";
+inline constexpr const char *PEER_LIVENESS = "peer_gs_liveness";
+
 // Which programs of other nodes are this one's peers.
 struct Peer_Settings {
     std::string name; // of the program, in the events
@@ -48,13 +55,23 @@ class Corosync_Service {
     friend struct Entries; // the functions of the installed table
 
     void look();
+    void take(const wispd::Engine_Step &step);
     void begin_whole_reading();
     void look_before_list();
     int open(const std::string &name);
+    std::optional<mox_service::Event_Record> read(int fd, int category);
+
     void tell(const mox_service::Told &told);
     void tell(const Peer_Change &change);
-    bool awaits_node_event(uint32_t node);
+    void tell_configuration(const mox_service::Told &told);
+    void tell_nodes_as_they_are();
+    void hold(const mox_service::Told &told);
+
+    bool asks_for_node_later(uint32_t node);
+    bool asks_for_configuration_later() { return !monitors_.held(RECONFIGURATION).empty(); }
+    void learn(const mox_service::Event_Record &event);
     mox_service::Picture picture();
+    mox_service::Picture picture_while_handled();
 
     std::mutex mutex_;
     std::unique_ptr<wispd::Engine_Follower> follower_;
@@ -62,8 +79,8 @@ class Corosync_Service {
     std::optional<Peer_Watch> peers_;
     Followed_Cluster cluster_;
     mox_service::Monitors monitors_; // goes before what it gathers
+    mox_service::Picture known_;     // to whom reads the monitors
     uint64_t sequence_ = 0;
-    uint64_t read_whole_ = 0; // sequence at the last whole reading, which covers all events before
     int events_out_ = 0;
 };
 

@@ -16,14 +16,6 @@ using mox_service::Told;
 using Nodes = std::vector<Hb_Node_Number>;
 using Adapters = std::vector<wispd::Adapter_Member>;
 
-Told about_node(uint32_t node, qz_orb_event_type_t type) {
-    Told told{"node_liveness", {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
-    told.event.type = type;
-    told.event.node = node;
-    return told;
-}
-
 Told about_adapter(const wispd::Cluster &cluster, Hb_Adapter_Number adapter, qz_orb_event_type_t type) {
     Told told{"adapter_liveness", {}};
     told.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
@@ -61,6 +53,14 @@ void tell_adapters(const Adapters &adapters, qz_orb_event_type_t type, const Nod
 }
 
 } // namespace
+
+Told about_node(uint32_t node, qz_orb_event_type_t type) {
+    Told told{"node_liveness", {}};
+    told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    told.event.type = type;
+    told.event.node = node;
+    return told;
+}
 
 std::vector<Told> Followed_Cluster::take(const wispd::Engine_Step &step) {
     if (!cluster_) {

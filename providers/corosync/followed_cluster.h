@@ -13,6 +13,8 @@
 
 namespace mox_corosync {
 
+mox_service::Told about_node(uint32_t node, qz_orb_event_type_t type);
+
 class Followed_Cluster {
   public:
     // What tells of the step, in order. A configuration is told as one, and so is the first step; who is alive in a

@@ -13,4 +13,18 @@ if(HB_BUILD_DAEMON)
     hb_test_support
     LABELS
     threads)
+
+  # The library over it, in storms.
+  hb_add_test(
+    corosync_storm_test
+    SOURCES
+    "${CMAKE_CURRENT_SOURCE_DIR}/corosync_storm/storm_test.cpp"
+    LIBS
+    hb_client_static
+    mox_corosync
+    hb_test_support
+    TIMEOUT
+    300
+    LABELS
+    unit)
 endif()
