@@ -1,0 +1,50 @@
+// What the demo prints: a column for each host's client, a row for each moment, and a table of times at the end.
+// Nothing printed is changed later, so that it reads the same in a file.
+#ifndef HB_TEST_CLUSTER_DEMO_SCREEN_H
+#define HB_TEST_CLUSTER_DEMO_SCREEN_H
+
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/cluster/demo/client_event.h"
+
+namespace hb_demo {
+
+// How long each client took to be told.
+struct Delays {
+    std::string fault; // empty: the one above
+    std::string told;
+    std::vector<std::optional<std::chrono::milliseconds>> by_host;
+};
+
+class Screen {
+  public:
+    Screen(std::ostream &out, int hosts) : out_(out), hosts_(hosts) {}
+
+    void say(const std::string &text);
+    // What follows is timed from then on.
+    void headline(const std::string &text, Time begun);
+    // Clients tell by different ways, so what happens at the same time comes in any order: it is shown with flush.
+    void show(int host, const ClientEvent &event);
+    // Prints all that happened before, in its order.
+    void flush(Time before = Time::max());
+    void table(const std::string &headline, const std::vector<Delays> &rows);
+
+  private:
+    using Cells = std::map<int, std::vector<std::string>>; // by host
+
+    void rule(const std::string &text);
+    void row(const std::string &time, const Cells &cells);
+
+    std::ostream &out_;
+    int hosts_;
+    Time begun_{};
+    std::multimap<Time, std::pair<int, ClientEvent>> waiting_;
+};
+
+} // namespace hb_demo
+
+#endif

@@ -1,0 +1,67 @@
+// Three hosts with an engine, a wispd and a client each, and what every client was told so far.
+#ifndef HB_TEST_CLUSTER_DEMO_STAGE_H
+#define HB_TEST_CLUSTER_DEMO_STAGE_H
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/cluster/demo/client_view.h"
+#include "tests/cluster/demo/screen.h"
+#include "tests/cluster/hosts.h"
+
+namespace hb_demo {
+
+// Where the programs are, and the configuration of every wispd.
+struct Parts {
+    std::string programs;
+    std::string configuration;
+};
+
+// The demo was told to end.
+class Interrupted : public std::exception {};
+
+class Stage {
+  public:
+    static constexpr int HOSTS = 3;
+    static constexpr int LINKS = 2;
+    // As wispd numbers them on an engine.
+    static int adapter(int node, int link) { return node * 48 + link; }
+
+    // A signal's handler sets the flag: whoever waits then throws Interrupted.
+    Stage(const Parts &parts, Screen &screen, const volatile std::sig_atomic_t &told_to_end);
+
+    hb_test::Hosts &hosts() { return hosts_; }
+    const hb_test::EngineSettings &settings() const { return settings_; }
+    const ClientView &view(int host) const { return views_[at(host)]; }
+
+    void start_engines();
+    void start_daemons();
+    void start_clients();
+
+    // Shows what the clients are told until the condition holds; throws, with what there is to know, when it does
+    // not in time or a program has ended.
+    void play_until(const std::string &what, const std::function<bool()> &condition);
+
+  private:
+    static std::size_t at(int host) { return static_cast<std::size_t>(host) - 1; }
+    void check_programs();
+    void take_events();
+    std::string account();
+
+    Parts parts_;
+    Screen &screen_;
+    const volatile std::sig_atomic_t &told_to_end_;
+    hb_test::EngineSettings settings_;
+    hb_test::Hosts hosts_;
+    std::vector<std::unique_ptr<hb_test::ChildProcess>> daemons_; // by host
+    std::vector<std::unique_ptr<hb_test::ChildProcess>> clients_; // by host
+    std::vector<ClientView> views_{HOSTS};
+};
+
+} // namespace hb_demo
+
+#endif
