@@ -13,6 +13,7 @@ namespace hb_demo {
 
 struct Act {
     std::string headline;
+    std::string explanation;
     std::string short_name;
     std::function<void(hb_test::Hosts &)> happen;
     Told told = Told::death;

@@ -25,7 +25,7 @@ class ClientView {
     // Whom it takes to be up.
     const Members &up() const { return up_; }
     // When it was first told of each of these, at that time or later, that it died or joined, as asked; the last
-    // of these times, and nothing while one is lacking.
+    // of these times, and nothing while one is lacking or when there are none.
     std::optional<Time> told_nodes(const std::set<int> &nodes, Told what, Time since) const;
     std::optional<Time> told_adapters(const std::set<int> &adapters, Told what, Time since) const;
 

@@ -59,9 +59,12 @@ void show(const Parts &parts) {
     Screen screen(std::cout, Stage::HOSTS);
     Stage stage(parts, screen, told_to_end);
     introduce(stage, screen);
+    screen.say("\nThe engines start; links that are new to them are watched with more patience, so the demo "
+               "begins when\n"
+               "they are used to them, after about ten seconds.");
     stage.start_engines();
     stage.start_daemons();
-    screen.headline("The engines agree, every wispd runs: the clients connect", now());
+    screen.headline("The engines agree, every wispd runs: the clients connect", "", now());
     stage.start_clients();
     stage.play_until("the clients' account of all nodes and adapters",
                      [&] { return all_know_everyone(stage); });

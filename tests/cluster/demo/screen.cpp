@@ -47,10 +47,13 @@ void Screen::rule(const std::string &text) {
     out_ << '\n' << start << std::string(SCREEN - std::min(SCREEN, start.size()), '=') << '\n';
 }
 
-void Screen::headline(const std::string &text, Time begun) {
+void Screen::headline(const std::string &text, const std::string &explanation, Time begun) {
     flush();
     begun_ = begun;
     rule(text);
+    if (!explanation.empty()) {
+        out_ << explanation << "\n\n";
+    }
     std::string titles = padded("   after", TIME);
     for (int host = 1; host <= hosts_; ++host) {
         titles += padded(host_name(host) + " is told", COLUMN);

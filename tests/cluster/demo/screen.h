@@ -26,7 +26,7 @@ class Screen {
 
     void say(const std::string &text);
     // What follows is timed from then on.
-    void headline(const std::string &text, Time begun);
+    void headline(const std::string &text, const std::string &explanation, Time begun);
     // Clients tell by different ways, so what happens at the same time comes in any order: it is shown with flush.
     void show(int host, const ClientEvent &event);
     // Prints all that happened before, in its order.

@@ -13,9 +13,13 @@ using std::chrono::milliseconds;
 
 const std::string SOCKET = "/run/wispd.socket"; // each host has a /run of its own
 constexpr std::chrono::seconds LONGEST_ACT{40};
-constexpr int MILLISECONDS_BETWEEN_LOOKS = 20;
 // So long a line may be on its way from a client.
 constexpr milliseconds ON_ITS_WAY{150};
+// An engine is several times as patient with a link that has come up a few seconds ago; it asks on each of them five
+// times a second.
+constexpr unsigned long ANSWERS_ON_AN_OLD_LINK = 45;
+// Each of these looks runs a program.
+constexpr milliseconds BETWEEN_LOOKS_AT_ENGINES{100};
 
 // Takes in what there is on both streams without waiting; gives the next whole line.
 std::optional<std::string> next_line(ChildProcess &process) {
@@ -52,7 +56,27 @@ Stage::Stage(const Parts &parts, Screen &screen, const volatile std::sig_atomic_
 
 void Stage::start_engines() {
     hosts_.start_all();
-    play_until("the engines' quorum", [&] { return hosts_.wait_quorum(Deadline(milliseconds(0))); });
+    play_until(
+        "the engines' quorum", [&] { return hosts_.wait_quorum(Deadline(milliseconds(0))); },
+        BETWEEN_LOOKS_AT_ENGINES);
+    play_until(
+        "an answer on every link, again and again", [&] { return used_to_links(); }, BETWEEN_LOOKS_AT_ENGINES);
+}
+
+bool Stage::used_to_links() {
+    for (int host = 1; host <= HOSTS; ++host) {
+        for (int peer = 1; peer <= HOSTS; ++peer) {
+            for (int link = 0; link < LINKS && peer != host; ++link) {
+                const std::string key = "stats.knet.node" + std::to_string(peer) + ".link" +
+                                        std::to_string(link) + ".rx_pong_packets";
+                const std::optional<std::string> answers = hosts_.value(host, key, hb_test::EngineMap::stats);
+                if (!answers || std::stoul(*answers) < ANSWERS_ON_AN_OLD_LINK) {
+                    return false;
+                }
+            }
+        }
+    }
+    return true;
 }
 
 void Stage::start_daemons() {
@@ -102,7 +126,8 @@ void Stage::take_events() {
     }
 }
 
-void Stage::play_until(const std::string &what, const std::function<bool()> &condition) {
+void Stage::play_until(const std::string &what, const std::function<bool()> &condition,
+                       milliseconds between_looks) {
     const Deadline deadline(LONGEST_ACT);
     for (;;) {
         if (told_to_end_ != 0) {
@@ -120,7 +145,7 @@ void Stage::play_until(const std::string &what, const std::function<bool()> &con
             throw std::runtime_error(what + " did not come within " + std::to_string(LONGEST_ACT.count()) +
                                      " s\n" + account());
         }
-        poll(nullptr, 0, MILLISECONDS_BETWEEN_LOOKS);
+        poll(nullptr, 0, static_cast<int>(between_looks.count()));
     }
 }
 

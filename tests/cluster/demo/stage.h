@@ -38,16 +38,19 @@ class Stage {
     const hb_test::EngineSettings &settings() const { return settings_; }
     const ClientView &view(int host) const { return views_[at(host)]; }
 
+    // Until they agree, and are used to their links.
     void start_engines();
     void start_daemons();
     void start_clients();
 
     // Shows what the clients are told until the condition holds; throws, with what there is to know, when it does
     // not in time or a program has ended.
-    void play_until(const std::string &what, const std::function<bool()> &condition);
+    void play_until(const std::string &what, const std::function<bool()> &condition,
+                    std::chrono::milliseconds between_looks = std::chrono::milliseconds(20));
 
   private:
     static std::size_t at(int host) { return static_cast<std::size_t>(host) - 1; }
+    bool used_to_links();
     void check_programs();
     void take_events();
     std::string account();
