@@ -16,3 +16,30 @@ target_link_libraries(demo_cluster_core PRIVATE hb_options PUBLIC cluster_test_s
 add_executable(demo_cluster ${demo_dir}/demo_cluster.cpp)
 target_include_directories(demo_cluster SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})
 target_link_libraries(demo_cluster PRIVATE hb_options demo_cluster_core)
+
+hb_add_test(
+  demo_screen_test
+  SOURCES
+  ${demo_dir}/screen_test.cpp
+  LIBS
+  demo_cluster_core
+  LABELS
+  demo)
+hb_add_test(
+  demo_cluster_test
+  SOURCES
+  ${demo_dir}/demo_cluster_test.cpp
+  LIBS
+  cluster_test_support
+  TIMEOUT
+  300
+  LABELS
+  cluster
+  PROPERTIES
+  RESOURCE_LOCK
+  cluster)
+target_compile_definitions(
+  demo_cluster_test
+  PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" HB_TEST_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+          HB_TEST_WITH_COROSYNC=$<BOOL:${HB_WITH_COROSYNC}>)
+add_dependencies(demo_cluster_test demo_cluster wispd hbctl)

@@ -59,7 +59,8 @@ void show(const Parts &parts) {
     Screen screen(std::cout, Stage::HOSTS);
     Stage stage(parts, screen, told_to_end);
     introduce(stage, screen);
-    screen.say("\nThe engines start. They watch new links with more patience, so the demo begins when they are used to\n"
+    screen.say("\nThe engines start. They watch new links with more patience, so the demo begins when they are "
+               "used to\n"
                "them, after about ten seconds.");
     stage.start_engines();
     stage.start_daemons();

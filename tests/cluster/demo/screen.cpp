@@ -81,21 +81,30 @@ void Screen::row(const std::string &time, const Cells &cells) {
     }
 }
 
+Screen::Hundredths Screen::since_begun(Time time) const {
+    return std::chrono::floor<Hundredths>(time - begun_);
+}
+
 void Screen::flush(Time before) {
-    const auto end = waiting_.lower_bound(before);
-    for (auto next = waiting_.begin(); next != end;) {
+    const Hundredths end = since_begun(before);
+    while (!waiting_.empty() && since_begun(waiting_.begin()->first) < end) {
+        const Hundredths moment = since_begun(waiting_.begin()->first);
         Cells cells;
-        const std::string time = flush_right(seconds(next->first - begun_, 2), TIME - 4) + " s";
-        while (next != end && flush_right(seconds(next->first - begun_, 2), TIME - 4) + " s" == time) {
-            const auto &[host, event] = next->second;
+        while (!waiting_.empty() && since_begun(waiting_.begin()->first) == moment) {
+            const auto &[host, event] = waiting_.begin()->second;
             const std::vector<std::string> lines = lines_of(event);
             cells[host].insert(cells[host].end(), lines.begin(), lines.end());
-            ++next;
+            waiting_.erase(waiting_.begin());
         }
-        row(time, cells);
+        row(flush_right(seconds(moment, 2), TIME - 4) + " s", cells);
     }
-    waiting_.erase(waiting_.begin(), end);
     out_ << std::flush;
+}
+
+void Screen::flush() {
+    if (!waiting_.empty()) {
+        flush(waiting_.rbegin()->first + Hundredths(1));
+    }
 }
 
 void Screen::table(const std::string &headline, const std::vector<Delays> &rows) {

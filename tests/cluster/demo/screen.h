@@ -29,15 +29,18 @@ class Screen {
     void headline(const std::string &text, const std::string &explanation, Time begun);
     // Clients tell by different ways, so what happens at the same time comes in any order: it is shown with flush.
     void show(int host, const ClientEvent &event);
-    // Prints all that happened before, in its order.
-    void flush(Time before = Time::max());
+    // Prints all that happened before, in its order; the rest of the hundredth of a second waits for the next time.
+    void flush(Time before);
+    void flush();
     void table(const std::string &headline, const std::vector<Delays> &rows);
 
   private:
+    using Hundredths = std::chrono::duration<long long, std::centi>;
     using Cells = std::map<int, std::vector<std::string>>; // by host
 
     void rule(const std::string &text);
     void row(const std::string &time, const Cells &cells);
+    Hundredths since_begun(Time time) const;
 
     std::ostream &out_;
     int hosts_;
