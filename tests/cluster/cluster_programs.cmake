@@ -1,0 +1,38 @@
+# wispd and its clients on real engines, each on a host of its own, and what a client has to be told of them.
+if(NOT HB_WITH_COROSYNC)
+  return()
+endif()
+set(cluster_dir ${CMAKE_CURRENT_LIST_DIR})
+
+# Works with nothing of this project, so that it is a witness of its own.
+add_executable(engine_observer ${cluster_dir}/engine_observer.cpp)
+target_link_libraries(engine_observer PRIVATE hb_options hb_corosync_libs)
+
+add_library(
+  cluster_programs_support STATIC
+  ${cluster_dir}/engine_cluster.cpp
+  ${cluster_dir}/explanation.cpp
+  ${cluster_dir}/host_programs.cpp
+  ${cluster_dir}/told.cpp
+  ${cluster_dir}/witness.cpp)
+target_compile_definitions(cluster_programs_support PUBLIC HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+target_link_libraries(cluster_programs_support PRIVATE hb_options PUBLIC cluster_test_support GTest::gtest)
+set(cluster_programs engine_observer recording_client wispctl wispd)
+add_dependencies(cluster_programs_support ${cluster_programs})
+
+hb_add_test(
+  wispd_on_corosync_test
+  SOURCES
+  ${cluster_dir}/wispd_on_corosync_test.cpp
+  LIBS
+  cluster_programs_support
+  TIMEOUT
+  300
+  LABELS
+  cluster
+  PROPERTIES
+  RESOURCE_LOCK
+  cluster)
+if(HB_OTHER_ABI_BIN_DIR)
+  target_compile_definitions(wispd_on_corosync_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
+endif()

@@ -1,0 +1,113 @@
+#include "tests/cluster/engine_cluster.h"
+
+namespace hb_test {
+
+EngineCluster::EngineCluster(int hosts, int links, const EnginePatience &patience,
+                             const EngineSettings &settings)
+    : hosts_(hosts, links, settings), patience_(patience) {
+    for (int host = 1; host <= hosts; ++host) {
+        wispds_.push_back(std::make_unique<WispdOnHost>(hosts_, host, engine_cluster_file(patience)));
+    }
+}
+
+bool EngineCluster::start(const Deadline &deadline) {
+    hosts_.start_all();
+    if (!hosts_.wait_quorum(deadline)) {
+        return false;
+    }
+    for (int host = 1; host <= hosts_.count(); ++host) {
+        observers_.push_back(std::make_unique<ObserverOnHost>(hosts_, host));
+        if (!wispd(host).start(deadline)) {
+            return false;
+        }
+        clients_.push_back(std::make_unique<ClientOnHost>(hosts_, host));
+    }
+    return wait_all_up(deadline);
+}
+
+void EngineCluster::collect() {
+    for (const auto &observer : observers_) {
+        observer->collect();
+    }
+    for (const auto &client : clients_) {
+        client->collect();
+    }
+}
+
+bool EngineCluster::agrees(int host) {
+    const Witness &witness = observer(host).witness();
+    const ToldTable &table = client(host).table();
+    return table.connected() && witness.engine_runs() && table.nodes() == witness.nodes() &&
+           table.adapters() == witness.adapters() && table.configured_nodes() == witness.configured_nodes();
+}
+
+bool EngineCluster::wait_agreement(const Deadline &deadline) {
+    return wait_until(
+        [&] {
+            collect();
+            for (int host = 1; host <= hosts_.count(); ++host) {
+                if (hosts_.running(host) && !agrees(host)) {
+                    return false;
+                }
+            }
+            return true;
+        },
+        deadline);
+}
+
+bool EngineCluster::wait_all_up(const Deadline &deadline) {
+    const auto has_all = [&](int host) {
+        const ToldTable &table = client(host).table();
+        return table.connected() && table.nodes().size() == hosts_.nodes().size() &&
+               table.adapters().size() == hosts_.nodes().size() * static_cast<std::size_t>(hosts_.links()) &&
+               agrees(host);
+    };
+    return wait_until(
+        [&] {
+            collect();
+            for (int host = 1; host <= hosts_.count(); ++host) {
+                if (!has_all(host)) {
+                    return false;
+                }
+            }
+            return true;
+        },
+        deadline);
+}
+
+Patience EngineCluster::model_patience() const {
+    Patience patience;
+    patience.grace = patience_.grace_seconds;
+    return patience;
+}
+
+std::vector<std::string> EngineCluster::complaints(const Patience &patience) {
+    collect();
+    std::vector<std::string> all;
+    for (int host = 1; host <= static_cast<int>(clients_.size()); ++host) {
+        const std::string who = "host " + std::to_string(host) + ": ";
+        for (const std::string &objection : client(host).table().objections()) {
+            all.push_back(who + objection);
+        }
+        for (const std::string &fault :
+             explain(client(host).told(), observer(host).witness(), patience).faults) {
+            all.push_back(who + fault);
+        }
+    }
+    return all;
+}
+
+std::string EngineCluster::account() {
+    collect();
+    std::string text = hosts_.account();
+    for (int host = 1; host <= static_cast<int>(clients_.size()); ++host) {
+        const Witness &witness = observer(host).witness();
+        text += "observer of host " + std::to_string(host) + ": nodes " + text_of(witness.nodes()) +
+                ", adapters " + text_of(witness.adapters()) + (witness.engine_runs() ? "" : ", no engine") +
+                "\n";
+        text += client(host).account() + "\n";
+    }
+    return text;
+}
+
+} // namespace hb_test

@@ -1,0 +1,262 @@
+#include "tests/cluster/host_programs.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace hb_test {
+namespace {
+
+const std::string CONFIGURATION = "/run/wispd.toml";
+const std::string LOG = "/run/wispd.log";
+const std::string BIN = HB_TEST_BIN_DIR;
+
+std::string read_file(const std::string &path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+// Only what wispd's clients are told to do, whatever this process was started with.
+ChildProcess::Environment on_socket() {
+    return {{"HB_SERVER_SOCKET", WispdOnHost::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
+}
+
+std::string event_text(const Told &told) {
+    std::string text = told.kind == Told::Kind::death  ? "death"
+                       : told.kind == Told::Kind::join ? "join"
+                                                       : "configuration";
+    std::set<unsigned> members = told.nodes;
+    for (const auto &[member, incarnation] : told.members) {
+        members.insert(member);
+    }
+    text += told.of_nodes || told.kind == Told::Kind::configuration ? " nodes" : " adapters";
+    return members.empty() ? text : text + " " + text_of(members);
+}
+
+} // namespace
+
+std::string text_of(const std::set<unsigned> &numbers) {
+    std::string text;
+    for (const unsigned number : numbers) {
+        text += (text.empty() ? "" : " ") + std::to_string(number);
+    }
+    return text;
+}
+
+std::string engine_cluster_file(const EnginePatience &patience, const std::string &more) {
+    return "[source]\ntype = \"corosync\"\npoll_milliseconds = " + std::to_string(patience.poll_milliseconds) +
+           "\ngrace_seconds = " + std::to_string(patience.grace_seconds) + "\n" + more;
+}
+
+// ---- WispdOnHost ----
+
+WispdOnHost::WispdOnHost(const Hosts &hosts, int host, const std::string &configuration)
+    : hosts_(hosts), host_(host) {
+    write_configuration(configuration);
+}
+
+void WispdOnHost::write_configuration(const std::string &text) const {
+    std::ofstream file(hosts_.places().outside(host_, CONFIGURATION), std::ios::trunc);
+    file << text << std::flush;
+    if (!file) {
+        throw std::runtime_error("wispd's configuration on host " + std::to_string(host_) +
+                                 " cannot be written");
+    }
+}
+
+// Through a shell for the sake of its log: nobody reads a pipe while a test waits for something else.
+void WispdOnHost::launch() {
+    process_ =
+        hosts_.places().run(host_,
+                            {"sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh", LOG,
+                             BIN + "/wispd", "--config", CONFIGURATION, "--socket", socket(), "--foreground"},
+                            {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
+}
+
+testing::AssertionResult WispdOnHost::start(const Deadline &deadline) {
+    const std::size_t said_before = log().size();
+    launch();
+    const std::string wanted = "listening on " + socket() + "\n";
+    bool listens = false;
+    wait_until(
+        [&] {
+            listens = log().find(wanted, said_before) != std::string::npos;
+            return listens || !process_->running();
+        },
+        deadline);
+    if (!listens) {
+        return testing::AssertionFailure() << "wispd did not start on host " << host_ << ":\n" << log();
+    }
+    return testing::AssertionSuccess();
+}
+
+testing::AssertionResult WispdOnHost::stop() {
+    process_->send_signal(SIGTERM);
+    const int status = wait_ended();
+    return status == 0 ? testing::AssertionSuccess()
+                       : testing::AssertionFailure() << "wispd ended with " << status << ":\n"
+                                                     << log();
+}
+
+int WispdOnHost::wait_ended() {
+    const std::optional<ChildEnd> end = process_->wait();
+    return end && end->signal == 0 ? end->exit_status : -1;
+}
+
+void WispdOnHost::kill() {
+    process_->send_signal(SIGKILL);
+    process_->wait();
+}
+
+std::string WispdOnHost::log() const {
+    return read_file(hosts_.places().outside(host_, LOG));
+}
+
+bool WispdOnHost::wait_logged(const std::string &text, const Deadline &deadline) const {
+    return wait_until([&] { return log().find(text) != std::string::npos; }, deadline);
+}
+
+nlohmann::json WispdOnHost::state() const {
+    const Finished asked =
+        hosts_.places().run_to_end(host_, {BIN + "/wispctl", "--control", socket() + ".control", "state"});
+    if (asked.exit_status != 0) {
+        throw std::runtime_error("wispctl state on host " + std::to_string(host_) + ": " + asked.errors);
+    }
+    return nlohmann::json::parse(asked.output);
+}
+
+bool WispdOnHost::wait_state(const std::function<bool(const nlohmann::json &)> &holds,
+                             const Deadline &deadline) const {
+    return wait_until([&] { return holds(state()); }, deadline);
+}
+
+// The 14th and 15th fields, counted from 1; the second one ends with the last parenthesis.
+double WispdOnHost::seconds_used() const {
+    const std::string facts = read_file("/proc/" + std::to_string(pid()) + "/stat");
+    std::istringstream rest(facts.substr(facts.rfind(')') + 1));
+    std::string skipped;
+    for (int field = 3; field < 14; ++field) {
+        rest >> skipped;
+    }
+    double user = 0;
+    double system = 0;
+    rest >> user >> system;
+    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// ---- Recording ----
+
+Recording::Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
+                     const ChildProcess::Environment &environment)
+    : process_(hosts.places().run(host, program, environment)) {}
+
+std::vector<std::string> Recording::new_lines() {
+    std::vector<std::string> lines;
+    while (std::optional<std::string> line = process_->read_line(Deadline(std::chrono::milliseconds(0)))) {
+        lines.push_back(std::move(*line));
+    }
+    return lines;
+}
+
+// ---- ClientOnHost ----
+
+ClientOnHost::ClientOnHost(const Hosts &hosts, int host, const std::string &programs)
+    : host_(host), recording_(hosts, host, {programs + "/recording_client"}, on_socket()) {}
+
+void ClientOnHost::collect() {
+    for (const std::string &line : recording_.new_lines()) {
+        told_.push_back(told_by(line));
+        table_.take(told_.back());
+    }
+}
+
+std::vector<std::string> ClientOnHost::events_since(std::size_t mark) {
+    collect();
+    std::vector<std::string> events;
+    for (std::size_t i = mark; i < told_.size(); ++i) {
+        if (told_[i].sequence != 0 && told_[i].kind != Told::Kind::account) {
+            events.push_back(event_text(told_[i]));
+        }
+    }
+    return events;
+}
+
+bool ClientOnHost::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
+    return wait_until(
+        [&] {
+            collect();
+            return condition();
+        },
+        deadline);
+}
+
+bool ClientOnHost::wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
+                           const Deadline &deadline) {
+    return wait_for(
+        [&] { return table_.connected() && table_.nodes() == nodes && table_.adapters() == adapters; },
+        deadline);
+}
+
+std::optional<Told> ClientOnHost::wait_told(std::size_t mark, const std::function<bool(const Told &)> &wanted,
+                                            const Deadline &deadline) {
+    std::optional<Told> found;
+    wait_for(
+        [&] {
+            const auto told =
+                std::find_if(told_.begin() + static_cast<std::ptrdiff_t>(mark), told_.end(), wanted);
+            found = told == told_.end() ? std::nullopt : std::optional(*told);
+            return found.has_value();
+        },
+        deadline);
+    return found;
+}
+
+std::string ClientOnHost::ask(const std::string &command, const std::string &answer) {
+    const std::size_t before = mark();
+    recording_.order(command);
+    const std::optional<Told> told = wait_told(
+        before, [&](const Told &line) { return line.line.find(" " + answer + " ") != std::string::npos; });
+    return told ? told->line.substr(told->line.find(" " + answer + " ") + answer.size() + 2) : "no answer";
+}
+
+std::string ClientOnHost::own_table() {
+    return ask("table", "table");
+}
+
+std::string ClientOnHost::route(unsigned node) {
+    const std::string number = std::to_string(node);
+    return ask("routes " + number, "route " + number);
+}
+
+std::string ClientOnHost::account() const {
+    return "client of host " + std::to_string(host_) + ": nodes " + text_of(table_.nodes()) + ", adapters " +
+           text_of(table_.adapters()) + (table_.connected() ? "" : ", not connected");
+}
+
+// ---- ObserverOnHost ----
+
+ObserverOnHost::ObserverOnHost(const Hosts &hosts, int host)
+    : recording_(hosts, host, {BIN + "/engine_observer"}) {}
+
+void ObserverOnHost::collect() {
+    for (const std::string &line : recording_.new_lines()) {
+        witness_.take(line);
+        lines_.push_back(line);
+    }
+}
+
+bool ObserverOnHost::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
+    return wait_until(
+        [&] {
+            collect();
+            return condition();
+        },
+        deadline);
+}
+
+} // namespace hb_test

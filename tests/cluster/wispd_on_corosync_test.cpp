@@ -1,0 +1,414 @@
+// wispd on a real engine: what its clients are told when hosts, links and engines fail and come back.
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+
+#include <gmock/gmock.h>
+
+#include "tests/cluster/cluster_test.h"
+#include "tests/cluster/engine_cluster.h"
+
+namespace hb_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class WispdOnCorosyncTest : public ClusterTest {
+  protected:
+    // Whatever a test does, its clients' events have to have their reasons.
+    void TearDown() override {
+        if (cluster_) {
+            EXPECT_THAT(cluster_->complaints(cluster_->model_patience()), IsEmpty());
+            for (int host = 1; HasFailure() && host <= cluster_->hosts().count(); ++host) {
+                ADD_FAILURE() << "wispd of host " << host << " said:\n" << cluster_->wispd(host).log();
+            }
+            for (int host = 1; HasFailure() && host <= cluster_->clients(); ++host) {
+                ADD_FAILURE() << "the client of host " << host << " was told:\n" << told_by_client(host);
+            }
+        }
+    }
+
+    EngineCluster &start(int hosts, const EnginePatience &patience = {}) {
+        cluster_ = std::make_unique<EngineCluster>(hosts, 2, patience);
+        EXPECT_TRUE(cluster_->start()) << cluster_->account();
+        return *cluster_;
+    }
+
+    std::string told_by_client(int host) {
+        std::string text;
+        for (const Told &told : cluster_->client(host).told()) {
+            text += told.line + "\n";
+        }
+        return text;
+    }
+
+    std::unique_ptr<EngineCluster> cluster_;
+};
+
+// One line for each member of each event, in the order of the events: what dies at once is told at once or not.
+std::vector<std::string> one_by_one(const std::vector<std::string> &events) {
+    std::vector<std::string> all;
+    for (const std::string &event : events) {
+        std::istringstream words(event);
+        std::string kind;
+        std::string what;
+        words >> kind >> what;
+        if (kind == "configuration") {
+            all.push_back(event);
+            continue;
+        }
+        what.pop_back();
+        for (std::string member; words >> member;) {
+            all.push_back(kind + " " + what + " " + member);
+        }
+    }
+    return all;
+}
+
+std::vector<std::string> told_since(ClientOnHost &client, std::size_t mark) {
+    return one_by_one(client.events_since(mark));
+}
+
+bool wait_count(ClientOnHost &client, std::size_t mark, std::size_t count) {
+    return client.wait_for([&] { return told_since(client, mark).size() >= count; });
+}
+
+TEST_F(WispdOnCorosyncTest, TheFirstTableHasTheEnginesNodesNamesAddressesAndLinks) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost &client = cluster.client(2);
+    EXPECT_EQ(client.table().nodes(), (std::set<unsigned>{1, 2, 3}));
+    EXPECT_EQ(client.table().adapters(), (std::set<unsigned>{48, 49, 96, 97, 144, 145}));
+    const auto configuration = std::find_if(client.told().begin(), client.told().end(), [](const Told &told) {
+        return told.kind == Told::Kind::configuration;
+    });
+    ASSERT_NE(configuration, client.told().end());
+    EXPECT_EQ(configuration->addresses, (std::map<unsigned, std::string>{{48, "10.91.0.1"},
+                                                                         {49, "10.91.1.1"},
+                                                                         {96, "10.91.0.2"},
+                                                                         {97, "10.91.1.2"},
+                                                                         {144, "10.91.0.3"},
+                                                                         {145, "10.91.1.3"}}));
+    const nlohmann::json state = cluster.wispd(2).state();
+    EXPECT_EQ(state.at("cluster"), "hb_test");
+    EXPECT_EQ(state.at("local_node"), 2);
+    EXPECT_EQ(state.at("nodes").at(2).at("name"), "host3");
+    EXPECT_EQ(state.at("networks").at(0).at("name"), "link0");
+    EXPECT_EQ(state.at("networks").at(1).at("name"), "link1");
+    EXPECT_EQ(state.at("source").at("type"), "corosync");
+    EXPECT_EQ(state.at("source").at("engine"), "connected");
+}
+
+TEST_F(WispdOnCorosyncTest, AKilledNeighbourLosesItsAdaptersAndThenItsNodeAndComesBackAnew) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost &client = cluster.client(1);
+    const std::map<unsigned, unsigned> before = client.table().incarnations();
+    std::size_t mark = client.mark();
+    cluster.hosts().kill(3);
+    ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
+    const std::vector<std::string> deaths = told_since(client, mark);
+    EXPECT_THAT(deaths, UnorderedElementsAre("death adapter 144", "death adapter 145", "death node 3"));
+    EXPECT_EQ(deaths.back(), "death node 3");
+    mark = client.mark();
+    cluster.hosts().start(3);
+    ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_THAT(told_since(client, mark),
+                UnorderedElementsAre("join adapter 144", "join adapter 145", "join node 3"));
+    const std::map<unsigned, unsigned> after = client.table().incarnations();
+    EXPECT_GT(after.at(144), before.at(144));
+    EXPECT_GT(after.at(145), before.at(145));
+    EXPECT_EQ(after.at(96), before.at(96));
+}
+
+TEST_F(WispdOnCorosyncTest, ANeighbourThatLeavesInGoodOrderIsDeadAllTheSame) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost &client = cluster.client(2);
+    const std::size_t mark = client.mark();
+    cluster.hosts().stop(1);
+    ASSERT_TRUE(client.wait_up({2, 3}, {96, 97, 144, 145})) << cluster.account();
+    EXPECT_THAT(told_since(client, mark),
+                UnorderedElementsAre("death adapter 48", "death adapter 49", "death node 1"));
+    cluster.hosts().start(1);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+TEST_F(WispdOnCorosyncTest, ACutLinkIsTheDeathOfItsAdaptersAndOfNobodyElse) {
+    EngineCluster &cluster = start(3);
+    const std::size_t mark_1 = cluster.client(1).mark();
+    const std::size_t mark_2 = cluster.client(2).mark();
+    cluster.hosts().cut(2, 1);
+    // Both neighbours of host 2, and its own adapter, are out of its reach on that link.
+    ASSERT_TRUE(cluster.client(2).wait_up({1, 2, 3}, {48, 96, 144})) << cluster.account();
+    ASSERT_TRUE(cluster.client(1).wait_up({1, 2, 3}, {48, 49, 96, 144, 145})) << cluster.account();
+    EXPECT_THAT(told_since(cluster.client(1), mark_1), ElementsAre("death adapter 97"));
+    EXPECT_THAT(told_since(cluster.client(2), mark_2),
+                UnorderedElementsAre("death adapter 97", "death adapter 49", "death adapter 145"));
+    cluster.hosts().restore(2, 1);
+    ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_THAT(told_since(cluster.client(1), mark_1), ElementsAre("death adapter 97", "join adapter 97"));
+}
+
+TEST_F(WispdOnCorosyncTest, AnOwnAdapterFollowsItsInterfaceAlsoWithoutAnEngine) {
+    EngineCluster &cluster = start(2, {100, 60});
+    ClientOnHost &client = cluster.client(1);
+    cluster.hosts().kill(1);
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("engine: gone"));
+    const std::size_t mark = client.mark();
+    const auto interface_is = [&](bool up) {
+        return cluster.observer(1).wait_for(
+            [&] { return (cluster.observer(1).witness().adapters().count(48) != 0) == up; });
+    };
+    cluster.hosts().cut(1, 0);
+    ASSERT_TRUE(interface_is(false) && wait_count(client, mark, 1));
+    cluster.hosts().restore(1, 0);
+    ASSERT_TRUE(wait_count(client, mark, 2));
+    EXPECT_THAT(told_since(client, mark), ElementsAre("death adapter 48", "join adapter 48"));
+    cluster.hosts().start(1);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+TEST_F(WispdOnCorosyncTest, ALinkThatWentAndCameBackUnseenIsToldAsDeathAndJoin) {
+    EngineCluster &cluster = start(2);
+    ClientOnHost &client = cluster.client(1);
+    const unsigned before = client.table().incarnations().at(97);
+    const std::size_t mark = client.mark();
+    const auto engine_has = [&](bool up) {
+        return cluster.observer(1).wait_for(
+            [&] { return (cluster.observer(1).witness().adapters().count(97) != 0) == up; });
+    };
+    cluster.wispd(1).send_signal(SIGSTOP); // so that it cannot look in between
+    cluster.hosts().cut(2, 1);
+    ASSERT_TRUE(engine_has(false));
+    cluster.hosts().restore(2, 1);
+    ASSERT_TRUE(engine_has(true));
+    cluster.wispd(1).send_signal(SIGCONT);
+    ASSERT_TRUE(wait_count(client, mark, 2)) << cluster.account();
+    EXPECT_THAT(told_since(client, mark), ElementsAre("death adapter 97", "join adapter 97"));
+    EXPECT_GT(client.table().incarnations().at(97), before);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+TEST_F(WispdOnCorosyncTest, ANeighbourThatWentAndCameBackUnseenIsToldAsDeathAndJoin) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost &client = cluster.client(1);
+    const std::size_t mark = client.mark();
+    cluster.wispd(1).send_signal(SIGSTOP);
+    cluster.hosts().kill(3);
+    ASSERT_TRUE(cluster.hosts().wait_sees(1, {1, 2}));
+    cluster.hosts().start(3);
+    ASSERT_TRUE(cluster.hosts().wait_quorum());
+    ASSERT_TRUE(cluster.hosts().wait_reaches(1, 3, 0, true));
+    ASSERT_TRUE(cluster.hosts().wait_reaches(1, 3, 1, true));
+    cluster.wispd(1).send_signal(SIGCONT);
+    ASSERT_TRUE(wait_count(client, mark, 6)) << cluster.account();
+    EXPECT_THAT(told_since(client, mark), ElementsAre("death adapter 144", "death adapter 145", "death node 3",
+                                                      "join adapter 144", "join adapter 145", "join node 3"));
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+TEST_F(WispdOnCorosyncTest, RoutesAreADirectHopOnTheFirstLinkThatIsUp) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost &client = cluster.client(1);
+    const auto route_becomes = [&](unsigned node, const std::string &route) {
+        return wait_until([&] { return client.route(node) == route; });
+    };
+    EXPECT_TRUE(route_becomes(2, "10.91.0.1 10.91.0.2")) << client.route(2);
+    EXPECT_TRUE(route_becomes(3, "10.91.0.1 10.91.0.3")) << client.route(3);
+    cluster.hosts().cut(2, 0);
+    EXPECT_TRUE(route_becomes(2, "10.91.1.1 10.91.1.2")) << client.route(2);
+    EXPECT_TRUE(route_becomes(3, "10.91.0.1 10.91.0.3")) << client.route(3);
+    cluster.hosts().restore(2, 0);
+    EXPECT_TRUE(route_becomes(2, "10.91.0.1 10.91.0.2")) << client.route(2);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+// ---- The configuration ----
+
+TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
+    EngineCluster &cluster = start(3);
+    Hosts &hosts = cluster.hosts();
+    ClientOnHost &client = cluster.client(1);
+    const std::vector<EngineNode> all = hosts.nodes();
+    hosts.stop(3);
+    ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
+    const std::size_t mark = client.mark();
+
+    // One that cannot be read, and one that cannot be: an address does not change while the engine runs.
+    for (int host = 1; host <= 3; ++host) {
+        hosts.write_configuration(host, "totem {\n    version: 2\n    token: much\n}\n");
+    }
+    EXPECT_FALSE(hosts.reload(1).accepted);
+    std::vector<EngineNode> moved = all;
+    moved[1].addresses[0] = "10.91.0.99";
+    hosts.set_nodes(moved);
+    EXPECT_FALSE(hosts.reload(1).accepted);
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("it refused to reload its configuration"));
+    hosts.set_nodes({all[0], all[1]});
+    ASSERT_TRUE(hosts.reload(1).accepted);
+    ASSERT_TRUE(wait_count(client, mark, 1));
+    hosts.set_nodes(all);
+    ASSERT_TRUE(hosts.reload(2).accepted);
+    ASSERT_TRUE(wait_count(client, mark, 2));
+    hosts.start(3);
+    ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
+    std::vector<std::string> told = told_since(client, mark);
+    ASSERT_EQ(told.size(), 5U);
+    EXPECT_EQ(told[0], "configuration nodes 1 2");
+    EXPECT_EQ(told[1], "configuration nodes 1 2 3");
+    told.erase(told.begin(), told.begin() + 2);
+    EXPECT_THAT(told, UnorderedElementsAre("join adapter 144", "join adapter 145", "join node 3"));
+}
+
+TEST_F(WispdOnCorosyncTest, ANodeOfALargeIdentifierIsRefusedByNameUntilItHasANumber) {
+    cluster_ = std::make_unique<EngineCluster>(2);
+    Hosts &hosts = cluster_->hosts();
+    std::vector<EngineNode> nodes = hosts.nodes();
+    nodes[1].id = 60000;
+    hosts.set_nodes(nodes);
+    hosts.start_all();
+    ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
+    WispdOnHost &wispd = cluster_->wispd(1);
+    wispd.launch();
+    EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
+    EXPECT_THAT(wispd.log(), HasSubstr("the engine's node 60000 has no number"));
+    EXPECT_THAT(wispd.log(), HasSubstr("[[source.node]]"));
+
+    wispd.write_configuration(engine_cluster_file({}, "[[source.node]]\nid = 60000\nnumber = 17\n"
+                                                      "[[source.network]]\nlink = 0\nname = \"service\"\n"));
+    ASSERT_TRUE(wispd.start());
+    ClientOnHost client(hosts, 1);
+    EXPECT_TRUE(client.wait_up({1, 17}, {48, 49, 816, 817})) << client.account();
+    EXPECT_EQ(wispd.state().at("networks").at(0).at("name"), "service");
+    hosts.kill(2);
+    EXPECT_TRUE(client.wait_up({1}, {48, 49})) << client.account();
+    EXPECT_THAT(client.table().objections(), IsEmpty());
+}
+
+TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChangesNothing) {
+    EngineCluster &cluster = start(2);
+    Hosts &hosts = cluster.hosts();
+    const std::size_t mark = cluster.client(1).mark();
+    const std::vector<EngineNode> all = hosts.nodes();
+    std::vector<EngineNode> more = all;
+    more.push_back({60000, "far", {"10.91.0.77", "10.91.1.77"}});
+    hosts.set_nodes(more);
+    ASSERT_TRUE(hosts.reload(1).accepted);
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("the engine's node 60000 has no number"));
+    EXPECT_THAT(cluster.wispd(1).state().at("source").at("refused_configuration").get<std::string>(),
+                HasSubstr("60000"));
+    hosts.cut(2, 0);
+    ASSERT_TRUE(wait_count(cluster.client(1), mark, 1));
+    hosts.restore(2, 0);
+    ASSERT_TRUE(wait_count(cluster.client(1), mark, 2));
+    EXPECT_THAT(told_since(cluster.client(1), mark), ElementsAre("death adapter 96", "join adapter 96"));
+    EXPECT_THAT(cluster.client(1).table().objections(), IsEmpty());
+    cluster_.reset(); // the observer has no such table of numbers
+}
+
+// ---- The engine of wispd's own host ----
+
+TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
+    EngineCluster &cluster = start(3, {100, 60});
+    ClientOnHost &client = cluster.client(1);
+    const std::size_t mark = client.mark();
+    cluster.hosts().kill(1);
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("engine: gone"));
+    const nlohmann::json gone = cluster.wispd(1).state().at("source");
+    EXPECT_EQ(gone.at("engine"), "gone");
+    EXPECT_THAT(gone.at("trouble").get<std::string>(), testing::Not(IsEmpty()));
+    EXPECT_EQ(gone.at("awaited_nodes"), (nlohmann::json{2, 3}));
+    // Its neighbours see its end as that of any other.
+    ASSERT_TRUE(cluster.client(2).wait_up({2, 3}, {96, 97, 144, 145})) << cluster.account();
+    cluster.hosts().start(1);
+    ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
+    ASSERT_TRUE(cluster.wispd(1).wait_state([](const nlohmann::json &state) {
+        return state.at("source").at("engine") == "connected" && state.at("source").at("awaited_nodes").empty();
+    }));
+    EXPECT_THAT(told_since(client, mark), IsEmpty());
+    EXPECT_TRUE(client.table().connected());
+}
+
+TEST_F(WispdOnCorosyncTest, AfterTheGraceTheOthersAreDeadAndOnReturnTheyJoin) {
+    EngineCluster &cluster = start(3, {100, 1});
+    ClientOnHost &client = cluster.client(1);
+    std::size_t mark = client.mark();
+    cluster.hosts().kill(1);
+    ASSERT_TRUE(client.wait_up({1}, {48, 49})) << cluster.account();
+    EXPECT_THAT(told_since(client, mark),
+                ElementsAre("death adapter 96", "death adapter 97", "death adapter 144", "death adapter 145",
+                            "death node 2", "death node 3"));
+    mark = client.mark();
+    cluster.hosts().start(1);
+    ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_THAT(told_since(client, mark),
+                UnorderedElementsAre("join adapter 96", "join adapter 97", "join adapter 144",
+                                     "join adapter 145", "join node 2", "join node 3"));
+}
+
+TEST_F(WispdOnCorosyncTest, WhatHappenedWhileTheEngineWasGoneIsToldAsTheDifference) {
+    EngineCluster &cluster = start(3, {100, 8});
+    ClientOnHost &client = cluster.client(1);
+    const std::size_t mark = client.mark();
+    cluster.hosts().kill(1);
+    cluster.hosts().kill(3);
+    cluster.hosts().start(1);
+    ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
+    const std::vector<std::string> told = told_since(client, mark);
+    EXPECT_THAT(told, UnorderedElementsAre("death adapter 144", "death adapter 145", "death node 3"));
+    cluster.hosts().start(3);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+}
+
+// ---- wispd and its clients ----
+
+TEST_F(WispdOnCorosyncTest, ClientsFindTheWholeTableAgainAfterARestartOfWispd) {
+    EngineCluster &cluster = start(3);
+    WispdOnHost &wispd = cluster.wispd(1);
+    ClientOnHost &client = cluster.client(1);
+    ASSERT_TRUE(wispd.stop());
+    ASSERT_TRUE(client.wait_for([&] { return !client.table().connected(); }));
+    cluster.hosts().kill(3);
+    ASSERT_TRUE(cluster.client(2).wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
+    ASSERT_TRUE(wispd.start());
+    ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
+    wispd.kill();
+    ASSERT_TRUE(client.wait_for([&] { return !client.table().connected(); }));
+    ASSERT_TRUE(wispd.start());
+    cluster.hosts().start(3);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_EQ(client.own_table().substr(0, 12), "nodes 1 2 3 ");
+}
+
+TEST_F(WispdOnCorosyncTest, WithoutAnEngineWispdSaysSoAndEnds) {
+    cluster_ = std::make_unique<EngineCluster>(1, 1, EnginePatience{100, 1});
+    cluster_->wispd(1).launch();
+    EXPECT_EQ(cluster_->wispd(1).wait_ended(), 1);
+    EXPECT_THAT(cluster_->wispd(1).log(), HasSubstr("start Corosync"));
+}
+
+#ifdef HB_OTHER_ABI_BIN_DIR
+TEST_F(WispdOnCorosyncTest, AClientOfTheOtherAbiIsToldTheSame) {
+    EngineCluster &cluster = start(3);
+    ClientOnHost other(cluster.hosts(), 1, HB_OTHER_ABI_BIN_DIR);
+    ASSERT_TRUE(other.wait_up({1, 2, 3}, {48, 49, 96, 97, 144, 145})) << other.account();
+    std::size_t mark = cluster.client(1).mark();
+    std::size_t other_mark = other.mark();
+    cluster.hosts().kill(3);
+    ASSERT_TRUE(wait_count(cluster.client(1), mark, 3));
+    ASSERT_TRUE(wait_count(other, other_mark, 3));
+    cluster.hosts().start(3);
+    ASSERT_TRUE(wait_count(cluster.client(1), mark, 6));
+    ASSERT_TRUE(wait_count(other, other_mark, 6));
+    EXPECT_EQ(other.events_since(other_mark), cluster.client(1).events_since(mark));
+    EXPECT_EQ(other.route(2), cluster.client(1).route(2));
+    EXPECT_EQ(other.own_table(), cluster.client(1).own_table());
+    EXPECT_THAT(other.table().objections(), IsEmpty());
+    EXPECT_THAT(explain(other.told(), cluster.observer(1).witness(), cluster.model_patience()).faults,
+                IsEmpty());
+}
+#endif
+
+} // namespace
+} // namespace hb_test
