@@ -13,6 +13,8 @@ add_library(
   ${cluster_dir}/engine_cluster.cpp
   ${cluster_dir}/explanation.cpp
   ${cluster_dir}/host_programs.cpp
+  ${cluster_dir}/storm.cpp
+  ${cluster_dir}/storm_report.cpp
   ${cluster_dir}/told.cpp
   ${cluster_dir}/witness.cpp)
 target_compile_definitions(cluster_programs_support PUBLIC HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
@@ -20,9 +22,14 @@ target_link_libraries(cluster_programs_support PRIVATE hb_options PUBLIC cluster
 set(cluster_programs engine_observer recording_client wispctl wispd)
 add_dependencies(cluster_programs_support ${cluster_programs})
 
+add_executable(cluster_storm ${cluster_dir}/cluster_storm.cpp)
+target_include_directories(cluster_storm SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})
+target_link_libraries(cluster_storm PRIVATE hb_options cluster_programs_support)
+
 hb_add_test(
   wispd_on_corosync_test
   SOURCES
+  ${cluster_dir}/storm_test.cpp
   ${cluster_dir}/wispd_on_corosync_test.cpp
   LIBS
   cluster_programs_support
@@ -36,3 +43,12 @@ hb_add_test(
 if(HB_OTHER_ABI_BIN_DIR)
   target_compile_definitions(wispd_on_corosync_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
 endif()
+
+hb_add_test(
+  cluster_model_test
+  SOURCES
+  ${cluster_dir}/explanation_test.cpp
+  LIBS
+  cluster_programs_support
+  LABELS
+  cluster)

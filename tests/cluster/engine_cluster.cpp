@@ -25,13 +25,19 @@ bool EngineCluster::start(const Deadline &deadline) {
     return wait_all_up(deadline);
 }
 
-void EngineCluster::collect() {
+bool EngineCluster::collect() {
+    bool any = false;
     for (const auto &observer : observers_) {
+        const std::size_t before = observer->lines().size();
         observer->collect();
+        any = any || observer->lines().size() != before;
     }
     for (const auto &client : clients_) {
+        const std::size_t before = client->told().size();
         client->collect();
+        any = any || client->told().size() != before;
     }
+    return any;
 }
 
 bool EngineCluster::agrees(int host) {
@@ -45,7 +51,7 @@ bool EngineCluster::wait_agreement(const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();
-            for (int host = 1; host <= hosts_.count(); ++host) {
+            for (int host = 1; host <= clients(); ++host) {
                 if (hosts_.running(host) && !agrees(host)) {
                     return false;
                 }

@@ -20,14 +20,15 @@ class EngineCluster {
     bool start(const Deadline &deadline = Deadline());
 
     Hosts &hosts() { return hosts_; }
+    const Hosts &hosts() const { return hosts_; }
     WispdOnHost &wispd(int host) { return *wispds_.at(static_cast<std::size_t>(host) - 1); }
     ClientOnHost &client(int host) { return *clients_.at(static_cast<std::size_t>(host) - 1); }
     ObserverOnHost &observer(int host) { return *observers_.at(static_cast<std::size_t>(host) - 1); }
     int clients() const { return static_cast<int>(clients_.size()); } // 0 until it is started
     const EnginePatience &patience() const { return patience_; }
 
-    // Takes in what clients and observers wrote down.
-    void collect();
+    // Takes in what clients and observers wrote down; whether there was anything.
+    bool collect();
     // Until every client whose engine runs has exactly those up that its engine has.
     bool wait_agreement(const Deadline &deadline = Deadline());
     // Until every client that runs has all nodes and adapters up.

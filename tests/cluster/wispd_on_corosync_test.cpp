@@ -21,6 +21,7 @@ class WispdOnCorosyncTest : public ClusterTest {
     // Whatever a test does, its clients' events have to have their reasons.
     void TearDown() override {
         if (cluster_) {
+            EXPECT_TRUE(cluster_->wait_agreement()) << cluster_->account();
             EXPECT_THAT(cluster_->complaints(cluster_->model_patience()), IsEmpty());
             for (int host = 1; HasFailure() && host <= cluster_->hosts().count(); ++host) {
                 ADD_FAILURE() << "wispd of host " << host << " said:\n" << cluster_->wispd(host).log();
@@ -405,6 +406,7 @@ TEST_F(WispdOnCorosyncTest, AClientOfTheOtherAbiIsToldTheSame) {
     EXPECT_EQ(other.route(2), cluster.client(1).route(2));
     EXPECT_EQ(other.own_table(), cluster.client(1).own_table());
     EXPECT_THAT(other.table().objections(), IsEmpty());
+    cluster.collect();
     EXPECT_THAT(explain(other.told(), cluster.observer(1).witness(), cluster.model_patience()).faults,
                 IsEmpty());
 }

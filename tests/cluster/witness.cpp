@@ -224,8 +224,12 @@ std::vector<double> Witness::ends() const {
 
 // ---- What a daemon has to make of it ----
 
-// The longer an engine was away, the longer the daemon pauses between its attempts.
-double Witness::blind_until(std::size_t life, const Patience &patience) const {
+// The longer an engine was away, the longer the daemon pauses between its attempts. One that was started later was
+// connected to this engine from its start on.
+double Witness::blind_until(std::size_t life, double since, const Patience &patience) const {
+    if (lives_[life].since <= since) {
+        return lives_[life].since;
+    }
     const double away = life == 0 ? patience.longest_retry : lives_[life].since - lives_[life - 1].gone;
     return lives_[life].since + std::min(away, patience.longest_retry) + FIRST_RETRY;
 }
@@ -254,7 +258,7 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
         if (!life.ready || life.gone < since) {
             continue;
         }
-        const double blind = blind_until(i, patience);
+        const double blind = blind_until(i, since, patience);
         const auto found = life.steps.find(key);
         const Steps &steps = found == life.steps.end() ? none_ : found->second;
         if (!is_held && up && (steps.empty() || !steps.front().second)) {
@@ -263,7 +267,7 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
         }
         for (const auto &[at, now_up] : steps) {
             expire(at);
-            const bool in_blindness = at <= blind;
+            const bool in_blindness = at <= blind && blind > life.since;
             const double latest = std::max(at, blind);
             if (now_up && hold) {
                 if (latest + patience.early >= hold->from) {
@@ -340,15 +344,15 @@ std::vector<ToldConfiguration> Witness::configurations(double since, const Patie
         if (!lives_[i].ready || lives_[i].gone < since) {
             continue;
         }
-        const double blind = blind_until(i, patience);
+        const double blind = blind_until(i, since, patience);
         for (std::size_t n = 0; n < lives_[i].configurations.size(); ++n) {
             ToldConfiguration next = lives_[i].configurations[n];
             if (n == 0 && !all.empty() && same(all.back(), next)) {
                 continue; // the engine came back with what it had
             }
             next.latest = std::max(next.at, blind);
-            next.loose = next.at <= blind && n + 1 < lives_[i].configurations.size();
-            if (n > 0 && next.at <= blind) {
+            next.loose = next.at < blind && n + 1 < lives_[i].configurations.size();
+            if (n > 0 && next.at < blind) {
                 next.loose = true; // it may be what the daemon found
             }
             all.push_back(next);

@@ -58,7 +58,7 @@ class Witness {
     // When callbacks brought news of that node, for latencies: the times of all of them.
     const std::vector<double> &callbacks() const { return callbacks_; }
 
-    // What a daemon had to tell of them that was there through all engines that ended at that time or later.
+    // What a daemon had to tell of them that was there from that time on, or from the end of an engine at that time.
     Turns turns_of_node(unsigned node, double since, const Patience &patience) const;
     Turns turns_of_adapter(unsigned adapter, double since, const Patience &patience) const;
     std::vector<ToldConfiguration> configurations(double since, const Patience &patience) const;
@@ -94,7 +94,7 @@ class Witness {
     void step(double at, const Key &key, bool up);
     bool is_up(const Key &key) const;
     Turns signal(const Key &key, double since, const Patience &patience) const;
-    double blind_until(std::size_t life, const Patience &patience) const;
+    double blind_until(std::size_t life, double since, const Patience &patience) const;
     static Turns both(const Turns &one, const Turns &other);
 
     unsigned local_node_ = 0;

@@ -1,0 +1,357 @@
+#include "tests/cluster/storm.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ostream>
+
+namespace hb_test {
+namespace {
+
+// A neighbour's death is told two token times after the last sign of it, with nothing in between.
+constexpr double QUIET_WHEN_SETTLED = 2.8;
+constexpr double LONGEST_HASTE = 1.5;
+constexpr double SHARE_OF_HASTE = 0.55;
+constexpr int MILLISECONDS_BETWEEN_LOOKS = 10;
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+std::string host_text(int host) {
+    return "host " + std::to_string(host);
+}
+
+std::string link_text(const std::pair<int, int> &link) {
+    return host_text(link.first) + " link " + std::to_string(link.second);
+}
+
+} // namespace
+
+Storm::Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress)
+    : cluster_(cluster), progress_(progress), random_(seed), all_nodes_(cluster.hosts().nodes()),
+      faults_(all_faults()) {}
+
+// What breaks and what mends have about the same weight, so that about half of all is broken at a time.
+std::vector<Storm::Fault> Storm::all_faults() {
+    const auto any_running = [this] { return !running().empty(); };
+    return {
+        {"link cut", [this] { return !links(false).empty(); }, [this] { return cut(); }, 18},
+        {"link restored", [this] { return !links(true).empty(); }, [this] { return restore(); }, 20},
+        {"link cut and restored at once", [this] { return !links(false).empty(); }, [this] { return flap(); },
+         8},
+        {"engine killed", [this] { return running().size() > 1; }, [this] { return end_engine(true); }, 10},
+        {"engine ended in good order", [this] { return running().size() > 1; },
+         [this] { return end_engine(false); }, 6},
+        {"engine started", [this] { return !startable().empty(); }, [this] { return start_engine(); }, 22},
+        {"engine killed and started at once", any_running, [this] { return bounce_engine(); }, 6},
+        {"reload that removes a node", [this] { return !removable().empty() && !running().empty(); },
+         [this] { return remove_node(); }, 6},
+        {"reload that adds a node", [this] { return cluster_.hosts().nodes().size() < all_nodes_.size(); },
+         [this] { return add_node(); }, 12},
+        {"reload without a change", any_running, [this] { return reload_unchanged(); }, 3},
+        {"reload that is rejected", any_running, [this] { return reload_rejected(); }, 4},
+        {"wispd restarted", [this] { return !observed().empty(); }, [this] { return restart_wispd(false); }, 6},
+        {"wispd killed and started", [this] { return !observed().empty(); },
+         [this] { return restart_wispd(true); }, 6},
+    };
+}
+
+StormOutcome Storm::run(unsigned faults) {
+    began_ = now();
+    for (unsigned i = 0; i < faults && outcome_.good(); ++i) {
+        make_one();
+        pause();
+    }
+    mend();
+    compare();
+    outcome_.seconds = now() - began_;
+    return outcome_;
+}
+
+void Storm::make_one() {
+    std::vector<const Fault *> possible;
+    std::vector<double> weights;
+    for (const Fault &fault : faults_) {
+        if (fault.possible()) {
+            possible.push_back(&fault);
+            weights.push_back(fault.weight);
+        }
+    }
+    const Fault &chosen =
+        *possible[std::discrete_distribution<std::size_t>(weights.begin(), weights.end())(random_)];
+    const double at = now();
+    const std::string where = chosen.make();
+    ++outcome_.faults[chosen.kind];
+    std::array<char, 40> times{};
+    std::snprintf(times.data(), times.size(), "%8.3f (%.6f)", at - began_, at);
+    outcome_.history.push_back(std::string(times.data()) + "  " + chosen.kind + ": " + where);
+    if (progress_ != nullptr) {
+        *progress_ << outcome_.history.back() << std::endl;
+    }
+}
+
+// ---- Between faults ----
+
+void Storm::pause() {
+    if (between(0, 1) < SHARE_OF_HASTE) {
+        ++outcome_.hasty;
+        collect_for(between(0, LONGEST_HASTE));
+        return;
+    }
+    ++outcome_.settled;
+    if (!settle()) {
+        outcome_.complaints.push_back("the clients do not come to what their engines have:\n" +
+                                      cluster_.account());
+    }
+}
+
+void Storm::collect_for(double seconds) {
+    for (const double until = now() + seconds; now() < until;) {
+        cluster_.collect();
+        poll(nullptr, 0, MILLISECONDS_BETWEEN_LOOKS);
+    }
+}
+
+// Nothing has happened for a while, and every client has what its engine has.
+bool Storm::settle() {
+    double last_news = now();
+    const bool settled = wait_until([&] {
+        poll(nullptr, 0, MILLISECONDS_BETWEEN_LOOKS);
+        if (cluster_.collect()) {
+            last_news = now();
+        }
+        return now() - last_news > QUIET_WHEN_SETTLED &&
+               cluster_.wait_agreement(Deadline(std::chrono::milliseconds(0)));
+    });
+    outcome_.agreements += settled ? 1 : 0;
+    return settled;
+}
+
+void Storm::mend() {
+    for (const auto &[host, link] : cut_) {
+        cluster_.hosts().restore(host, link);
+    }
+    cut_.clear();
+    cluster_.hosts().set_nodes(all_nodes_);
+    for (int host = 1; host <= cluster_.hosts().count(); ++host) {
+        if (!cluster_.hosts().running(host)) {
+            cluster_.hosts().start(host);
+        }
+    }
+    // Those that were out of reach while the others reloaded still have the configuration of before.
+    const bool all_up = cluster_.hosts().wait_quorum() && wait_until([&] { return reload(); }) &&
+                        cluster_.wait_all_up() && settle();
+    if (!all_up) {
+        outcome_.complaints.push_back("after all was mended not everybody is up:\n" + cluster_.account());
+    }
+}
+
+// ---- What was it worth ----
+
+void Storm::compare() {
+    Hosts &hosts = cluster_.hosts();
+    for (const std::string &complaint : cluster_.complaints(cluster_.model_patience())) {
+        outcome_.complaints.push_back(complaint);
+    }
+    for (int host = 1; host <= hosts.count(); ++host) {
+        ClientOnHost &client = cluster_.client(host);
+        // The engine's own tools have the last word, and the client program's own table counts.
+        const std::optional<EngineView> view = hosts.view(host);
+        if (!view || view->members != client.table().nodes()) {
+            outcome_.complaints.push_back(client.account() + "; the engine's tool tells otherwise:\n" +
+                                          hosts.account());
+        }
+        for (int peer = 1; peer <= hosts.count(); ++peer) {
+            for (int link = 0; peer != host && link < hosts.links(); ++link) {
+                const unsigned adapter = adapter_of(hosts.node_of(peer).id, static_cast<unsigned>(link));
+                if (hosts.reaches(host, peer, link) != (client.table().adapters().count(adapter) != 0)) {
+                    outcome_.complaints.push_back(client.account() +
+                                                  "; the engine's tool tells otherwise of adapter " +
+                                                  std::to_string(adapter));
+                }
+            }
+        }
+        std::string table = "nodes " + text_of(client.table().nodes()) + " adapters";
+        for (const auto &[adapter, incarnation] : client.table().incarnations()) {
+            table += " " + std::to_string(adapter) + "@" + std::to_string(incarnation);
+        }
+        if (const std::string own = client.own_table(); own != table) {
+            outcome_.complaints.push_back(host_text(host) + ": the client's own table is " + own + ", not " +
+                                          table);
+        }
+        const Explanation explanation =
+            explain(client.told(), cluster_.observer(host).witness(), cluster_.model_patience());
+        outcome_.explained += explanation.explained;
+        outcome_.passed_over += explanation.passed_over;
+        for (const auto &[kind, delays] : explanation.delays) {
+            std::vector<double> &all = outcome_.delays[kind];
+            all.insert(all.end(), delays.begin(), delays.end());
+        }
+        for (const Told &told : client.told()) {
+            outcome_.connections += told.kind == Told::Kind::connected ? 1 : 0;
+            if (told.kind == Told::Kind::death || told.kind == Told::Kind::join) {
+                ++outcome_.events[std::string(told.of_nodes ? "node " : "adapter ") +
+                                  (told.kind == Told::Kind::death ? "death" : "join")];
+            } else if (told.kind == Told::Kind::configuration && told.sequence != 0) {
+                ++outcome_.events["configuration update"];
+            } else if (told.kind == Told::Kind::account) {
+                ++outcome_.events["account of who is up"];
+            }
+        }
+    }
+}
+
+// ---- Who can be hit ----
+
+bool Storm::is_node(int host) const {
+    const std::vector<EngineNode> &nodes = cluster_.hosts().nodes();
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [&](const EngineNode &node) { return node.id == static_cast<unsigned>(host); });
+}
+
+std::vector<int> Storm::running() const {
+    std::vector<int> hosts;
+    for (int host = 1; host <= cluster_.hosts().count(); ++host) {
+        if (cluster_.hosts().running(host)) {
+            hosts.push_back(host);
+        }
+    }
+    return hosts;
+}
+
+std::vector<int> Storm::startable() const {
+    std::vector<int> hosts;
+    for (int host = 1; host <= cluster_.hosts().count(); ++host) {
+        if (!cluster_.hosts().running(host) && is_node(host)) {
+            hosts.push_back(host);
+        }
+    }
+    return hosts;
+}
+
+// Whoever is taken out of the configuration was ended before.
+std::vector<int> Storm::removable() const {
+    return cluster_.hosts().nodes().size() > 2 ? startable() : std::vector<int>();
+}
+
+// wispd starts where its engine answers.
+std::vector<int> Storm::observed() const {
+    std::vector<int> hosts = running();
+    std::erase_if(hosts, [&](int host) { return !cluster_.observer(host).witness().engine_runs(); });
+    return hosts;
+}
+
+std::vector<std::pair<int, int>> Storm::links(bool cut) const {
+    std::vector<std::pair<int, int>> found;
+    for (int host = 1; host <= cluster_.hosts().count(); ++host) {
+        for (int link = 0; link < cluster_.hosts().links(); ++link) {
+            if ((cut_.count({host, link}) != 0) == cut) {
+                found.emplace_back(host, link);
+            }
+        }
+    }
+    return found;
+}
+
+// ---- The faults ----
+
+std::string Storm::cut() {
+    const std::pair<int, int> link = one_of(links(false));
+    cluster_.hosts().cut(link.first, link.second);
+    cut_.insert(link);
+    return link_text(link);
+}
+
+std::string Storm::restore() {
+    const std::pair<int, int> link = one_of(links(true));
+    cluster_.hosts().restore(link.first, link.second);
+    cut_.erase(link);
+    return link_text(link);
+}
+
+std::string Storm::flap() {
+    const std::pair<int, int> link = one_of(links(false));
+    cluster_.hosts().cut(link.first, link.second);
+    collect_for(between(0.2, 1.2));
+    cluster_.hosts().restore(link.first, link.second);
+    return link_text(link);
+}
+
+std::string Storm::end_engine(bool kill) {
+    const int host = one_of(running());
+    kill ? cluster_.hosts().kill(host) : cluster_.hosts().stop(host);
+    return host_text(host);
+}
+
+std::string Storm::start_engine() {
+    const int host = one_of(startable());
+    cluster_.hosts().start(host);
+    return host_text(host);
+}
+
+std::string Storm::bounce_engine() {
+    const int host = one_of(running());
+    cluster_.hosts().kill(host);
+    cluster_.hosts().start(host);
+    return host_text(host);
+}
+
+// An engine that is busy with its members takes no reload; what it then did is the observer's to say.
+bool Storm::reload() {
+    return cluster_.hosts().reload(one_of(running())).accepted;
+}
+
+std::string Storm::remove_node() {
+    const int host = one_of(removable());
+    std::vector<EngineNode> nodes = cluster_.hosts().nodes();
+    std::erase_if(nodes, [&](const EngineNode &node) { return node.id == static_cast<unsigned>(host); });
+    cluster_.hosts().set_nodes(nodes);
+    return host_text(host) + (reload() ? "" : ", not taken");
+}
+
+std::string Storm::add_node() {
+    std::vector<EngineNode> missing = all_nodes_;
+    std::erase_if(missing, [&](const EngineNode &node) { return is_node(static_cast<int>(node.id)); });
+    const EngineNode added = one_of(missing);
+    std::vector<EngineNode> nodes = cluster_.hosts().nodes();
+    nodes.push_back(added);
+    std::sort(nodes.begin(), nodes.end(),
+              [](const EngineNode &one, const EngineNode &other) { return one.id < other.id; });
+    cluster_.hosts().set_nodes(nodes);
+    return host_text(static_cast<int>(added.id)) + (running().empty() || reload() ? "" : ", not taken");
+}
+
+std::string Storm::reload_unchanged() {
+    return reload() ? "taken" : "not taken";
+}
+
+// The address of a link does not change while an engine runs.
+std::string Storm::reload_rejected() {
+    const std::vector<EngineNode> nodes = cluster_.hosts().nodes();
+    std::vector<EngineNode> moved = nodes;
+    moved[0].addresses[0] = "10.91.0.200";
+    cluster_.hosts().set_nodes(moved);
+    const bool taken = reload();
+    cluster_.hosts().set_nodes(nodes);
+    return taken ? "taken" : "rejected";
+}
+
+std::string Storm::restart_wispd(bool kill) {
+    const int host = one_of(observed());
+    WispdOnHost &wispd = cluster_.wispd(host);
+    if (kill) {
+        wispd.kill();
+    } else if (const testing::AssertionResult stopped = wispd.stop(); !stopped) {
+        outcome_.complaints.emplace_back(stopped.message());
+    }
+    if (const testing::AssertionResult started = wispd.start(); !started) {
+        outcome_.complaints.emplace_back(started.message());
+    }
+    return host_text(host);
+}
+
+} // namespace hb_test

@@ -1,0 +1,127 @@
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <numeric>
+#include <sstream>
+#include <thread>
+
+#include "tests/cluster/storm.h"
+
+namespace hb_test {
+namespace {
+
+std::string processor() {
+    std::ifstream facts("/proc/cpuinfo");
+    for (std::string line; std::getline(facts, line);) {
+        if (line.starts_with("model name")) {
+            return line.substr(line.find(':') + 2);
+        }
+    }
+    return "unknown processor";
+}
+
+std::string machine() {
+    utsname system{};
+    uname(&system);
+    return processor() + ", " + std::to_string(std::thread::hardware_concurrency()) + " processors, " +
+           system.sysname + " " + system.release + " " + system.machine;
+}
+
+std::string today() {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    gmtime_r(&now, &parts);
+    std::array<char, 40> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M UTC", &parts);
+    return text.data();
+}
+
+std::string milliseconds(double seconds) {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%.1f", seconds * 1e3);
+    return text.data();
+}
+
+std::string engine_version(const Hosts &hosts) {
+    const std::string text = hosts.places().run_to_end(1, {"corosync", "-v"}).output;
+    return text.substr(0, text.find('\n'));
+}
+
+void write_counts(std::ostream &text, const char *title, const std::map<std::string, unsigned> &counts) {
+    unsigned all = 0;
+    text << "| " << title << " | times |\n|---|---:|\n";
+    for (const auto &[kind, count] : counts) {
+        text << "| " << kind << " | " << count << " |\n";
+        all += count;
+    }
+    text << "| all | " << all << " |\n\n";
+}
+
+void write_delays(std::ostream &text, const std::map<std::string, std::vector<double>> &all) {
+    text << "| event | times | median | 95th percentile | longest |\n|---|---:|---:|---:|---:|\n";
+    for (const auto &[kind, unsorted] : all) {
+        std::vector<double> delays = unsorted;
+        std::sort(delays.begin(), delays.end());
+        const auto at = [&](double share) {
+            return milliseconds(
+                delays[static_cast<std::size_t>(share * static_cast<double>(delays.size() - 1))]);
+        };
+        text << "| " << kind << " | " << delays.size() << " | " << at(0.5) << " | " << at(0.95) << " | "
+             << at(1) << " |\n";
+    }
+    text << '\n';
+}
+
+} // namespace
+
+std::string storm_report(const StormOutcome &outcome, const EngineCluster &cluster, unsigned seed) {
+    const Hosts &hosts = cluster.hosts();
+    const unsigned faults = std::accumulate(outcome.faults.begin(), outcome.faults.end(), 0U,
+                                            [](unsigned sum, const auto &kind) { return sum + kind.second; });
+    std::ostringstream text;
+    text
+        << "# " << faults << " random faults\n\n"
+        << "What `cluster_storm --faults " << faults << " --seed " << seed
+        << "` found: real Corosync engines on " << hosts.count() << " hosts with " << hosts.links()
+        << " links, each with its\nwispd, a client of that, and an observer of the engine that works with "
+           "nothing of this project.\n\n"
+        << "| | |\n|---|---|\n| seed | " << seed << " |\n| date | " << today() << " |\n| machine | "
+        << machine() << " |\n| engine | " << engine_version(hosts) << " |\n| wispd | links looked at every "
+        << cluster.patience().poll_milliseconds << " ms, grace " << cluster.patience().grace_seconds
+        << " s |\n| length | " << static_cast<int>(outcome.seconds) << " s |\n| verdict | "
+        << (outcome.good() ? "**every event explained, nothing lost, nothing doubled**"
+                           : "**" + std::to_string(outcome.complaints.size()) + " complaints**")
+        << " |\n\n"
+        << "Of the faults, " << outcome.hasty
+        << " were followed by the next one within 1.5 s, while the cluster was "
+        << "still dealing with them; after " << outcome.settled
+        << "\nnothing was done until all was settled, and every client whose engine ran was compared with that "
+           "engine ("
+        << outcome.agreements << " times, the last\nwith all mended).\n\n";
+    write_counts(text, "fault", outcome.faults);
+    text << "What the clients were told, all together, on " << outcome.connections << " connections:\n\n";
+    write_counts(text, "event", outcome.events);
+    text
+        << "Each client's events were held against its own engine's history: " << outcome.explained
+        << " changes of single nodes, adapters and\nconfigurations have their reason there and none is left "
+           "over. "
+        << outcome.passed_over
+        << " times somebody was up for less than a second, or before\nwispd had found its engine again, and "
+           "rightly was not told.\n\n"
+        << "From the observer to the client, in milliseconds. Nodes and configurations are told by the "
+           "engine's "
+           "callbacks to both;\nlinks are looked at by both, by the observer every 20 ms, so that what it sees "
+           "late can have been told before:\n\n";
+    write_delays(text, outcome.delays);
+    text << "The engines, the wispds, the clients and the observers of all hosts shared these processors.\n";
+    for (const std::string &complaint : outcome.complaints) {
+        text << "\n    " << complaint;
+    }
+    return text.str();
+}
+
+} // namespace hb_test
