@@ -21,6 +21,7 @@ struct Options {
     EnginePatience patience{100, 5};
     std::string report;
     std::string records;
+    std::vector<std::string> left_out;
 };
 
 void write_file(const std::string &path, const std::string &text) {
@@ -61,7 +62,11 @@ int storm(const Options &options) {
         std::cerr << "cluster_storm: the cluster did not start:\n" << cluster.account();
         return 1;
     }
-    const StormOutcome outcome = Storm(cluster, options.seed, &std::cout).run(options.faults);
+    Storm faults(cluster, options.seed, &std::cout);
+    for (const std::string &kind : options.left_out) {
+        faults.leave_out(kind);
+    }
+    const StormOutcome outcome = faults.run(options.faults);
     const std::string report = storm_report(outcome, cluster, options.seed);
     std::cout << '\n' << report;
     if (!options.report.empty()) {
@@ -87,6 +92,7 @@ int main(int argc, char **argv) {
     app.add_option("--links", options.links, "How many links")->check(CLI::Range(1, 8))->capture_default_str();
     app.add_option("--grace", options.patience.grace_seconds, "wispd's grace, in seconds")
         ->capture_default_str();
+    app.add_option("--without", options.left_out, "Leave out the faults whose names begin like this");
     app.add_option("--report", options.report, "Write the report to this file as well");
     app.add_option("--records", options.records, "Write all that everybody wrote down into this directory")
         ->check(CLI::ExistingDirectory);

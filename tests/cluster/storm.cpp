@@ -60,6 +60,10 @@ std::vector<Storm::Fault> Storm::all_faults() {
     };
 }
 
+void Storm::leave_out(const std::string &kind) {
+    std::erase_if(faults_, [&](const Fault &fault) { return fault.kind.starts_with(kind); });
+}
+
 StormOutcome Storm::run(unsigned faults) {
     began_ = now();
     for (unsigned i = 0; i < faults && outcome_.good(); ++i) {
@@ -94,6 +98,13 @@ void Storm::make_one() {
     }
 }
 
+void Storm::complain(const std::string &complaint) {
+    outcome_.complaints.push_back(complaint);
+    if (progress_ != nullptr) {
+        *progress_ << complaint << std::endl;
+    }
+}
+
 // ---- Between faults ----
 
 void Storm::pause() {
@@ -104,8 +115,7 @@ void Storm::pause() {
     }
     ++outcome_.settled;
     if (!settle()) {
-        outcome_.complaints.push_back("the clients do not come to what their engines have:\n" +
-                                      cluster_.account());
+        complain("the clients do not come to what their engines have:\n" + cluster_.account());
     }
 }
 
@@ -146,7 +156,7 @@ void Storm::mend() {
     const bool all_up = cluster_.hosts().wait_quorum() && wait_until([&] { return reload(); }) &&
                         cluster_.wait_all_up() && settle();
     if (!all_up) {
-        outcome_.complaints.push_back("after all was mended not everybody is up:\n" + cluster_.account());
+        complain("after all was mended not everybody is up:\n" + cluster_.account());
     }
 }
 
@@ -155,23 +165,21 @@ void Storm::mend() {
 void Storm::compare() {
     Hosts &hosts = cluster_.hosts();
     for (const std::string &complaint : cluster_.complaints(cluster_.model_patience())) {
-        outcome_.complaints.push_back(complaint);
+        complain(complaint);
     }
     for (int host = 1; host <= hosts.count(); ++host) {
         ClientOnHost &client = cluster_.client(host);
         // The engine's own tools have the last word, and the client program's own table counts.
         const std::optional<EngineView> view = hosts.view(host);
         if (!view || view->members != client.table().nodes()) {
-            outcome_.complaints.push_back(client.account() + "; the engine's tool tells otherwise:\n" +
-                                          hosts.account());
+            complain(client.account() + "; the engine's tool tells otherwise:\n" + hosts.account());
         }
         for (int peer = 1; peer <= hosts.count(); ++peer) {
             for (int link = 0; peer != host && link < hosts.links(); ++link) {
                 const unsigned adapter = adapter_of(hosts.node_of(peer).id, static_cast<unsigned>(link));
                 if (hosts.reaches(host, peer, link) != (client.table().adapters().count(adapter) != 0)) {
-                    outcome_.complaints.push_back(client.account() +
-                                                  "; the engine's tool tells otherwise of adapter " +
-                                                  std::to_string(adapter));
+                    complain(client.account() + "; the engine's tool tells otherwise of adapter " +
+                             std::to_string(adapter));
                 }
             }
         }
@@ -180,8 +188,7 @@ void Storm::compare() {
             table += " " + std::to_string(adapter) + "@" + std::to_string(incarnation);
         }
         if (const std::string own = client.own_table(); own != table) {
-            outcome_.complaints.push_back(host_text(host) + ": the client's own table is " + own + ", not " +
-                                          table);
+            complain(host_text(host) + ": the client's own table is " + own + ", not " + table);
         }
         const Explanation explanation =
             explain(client.told(), cluster_.observer(host).witness(), cluster_.model_patience());
@@ -346,10 +353,10 @@ std::string Storm::restart_wispd(bool kill) {
     if (kill) {
         wispd.kill();
     } else if (const testing::AssertionResult stopped = wispd.stop(); !stopped) {
-        outcome_.complaints.emplace_back(stopped.message());
+        complain(stopped.message());
     }
     if (const testing::AssertionResult started = wispd.start(); !started) {
-        outcome_.complaints.emplace_back(started.message());
+        complain(started.message());
     }
     return host_text(host);
 }

@@ -35,6 +35,8 @@ class Storm {
   public:
     // The cluster has to be started. Whatever happens is also written to the stream, if there is one.
     Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress = nullptr);
+    // Without faults whose names begin like this.
+    void leave_out(const std::string &kind);
 
     // Makes that many faults, mends everything, and compares what every client was told with what its engine went
     // through.
@@ -49,6 +51,7 @@ class Storm {
     };
 
     void make_one();
+    void complain(const std::string &complaint);
     void pause();
     void collect_for(double seconds);
     bool settle();
