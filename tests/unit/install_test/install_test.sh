@@ -25,6 +25,9 @@ has_every_file() {
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
         [ -s "$prefix/$file" ] || fail "$file is not installed"
     done
+    if [ -e "$BUILD/lib/libqz_mox_corosync.so" ] && [ ! -s "$prefix/$LIBDIR/libqz_mox_corosync.so" ]; then
+        fail "the service over Corosync is not installed"
+    fi
     if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
         fail "these are not for users"
     fi
