@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+#include <pthread.h>
+
 #include "daemon/log.h"
 #include "daemon/text.h"
 #include "providers/service/service_lists.h"
@@ -28,7 +30,7 @@ constexpr int NOTHING_HELD = -16;
 constexpr int FAILED = -1;
 
 constexpr std::array<std::string_view, 8> MONITORS = {NODE_LIVENESS, ADAPTER_LIVENESS, "node_list",
-                                                      PEER_LIVENESS, "ip_change",      "cluster_reconfig",
+                                                      PEER_LIVENESS, "ip_change",      RECONFIGURATION,
                                                       "site_cfg",    "repos_disk"};
 
 Corosync_Service *installed = nullptr;
@@ -38,8 +40,21 @@ int fail(int error) {
     return FAILED;
 }
 
+// A thread that is cancelled is so behind a call, not while an event is on its way to it.
+class Uncancelled {
+  public:
+    Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    Uncancelled(const Uncancelled &) = delete;
+    Uncancelled &operator=(const Uncancelled &) = delete;
+    ~Uncancelled() { pthread_setcancelstate(before_, nullptr); }
+
+  private:
+    int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
 // No exception goes out to the seam.
 template <typename Call> int answer(Call call) {
+    const Uncancelled guard;
     try {
         return call();
     } catch (const std::bad_alloc &) {

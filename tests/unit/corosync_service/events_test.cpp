@@ -1,7 +1,8 @@
 // What the cluster service over Corosync tells on its monitors, and when.
 #include <cerrno>
+#include <thread>
 
-#include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/epoll.h>
 
 #include "tests/support/deadline.h"
@@ -112,6 +113,19 @@ TEST_F(Corosync_Events, TheySayWhichOneTheyAre) {
     EXPECT_LT(0U, sequence);
     Read_Event second(liveness.get(), 0);
     EXPECT_LT(sequence, second.metadata().event.p_node_liveness->sequence_number);
+}
+
+TEST_F(Corosync_Events, AThreadThatIsCancelledLosesNone) {
+    start();
+    const UniqueFd liveness = open("node_liveness");
+    node_dies(3);
+    std::string told;
+    std::thread reader([&] {
+        pthread_cancel(pthread_self());
+        told = read_node(liveness);
+    });
+    reader.join();
+    EXPECT_EQ("down 3", told);
 }
 
 // ---- Nodes and adapters ----
