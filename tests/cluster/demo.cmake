@@ -1,4 +1,4 @@
-# What ./demo cluster shows. It stands on the harness of these tests, and what it consists of is tested as well.
+# What ./demo cluster shows. It stands on the harness of these tests.
 find_path(HB_CLI11_INCLUDE_DIR CLI/CLI.hpp REQUIRED)
 find_path(HB_NLOHMANN_JSON_INCLUDE_DIR nlohmann/json.hpp REQUIRED)
 set(demo_dir ${CMAKE_CURRENT_LIST_DIR}/demo)
