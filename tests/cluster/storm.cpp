@@ -25,6 +25,29 @@ std::string host_text(int host) {
     return "host " + std::to_string(host);
 }
 
+// Whoever reaches a third by way of a second reaches it directly as well.
+bool nobody_is_between(const std::set<std::pair<int, int>> &cut, const Hosts &hosts) {
+    const auto reach = [&](int one, int other) {
+        for (int link = 0; link < hosts.links(); ++link) {
+            if (cut.count({one, link}) == 0 && cut.count({other, link}) == 0) {
+                return true;
+            }
+        }
+        return false;
+    };
+    for (int one = 1; one <= hosts.count(); ++one) {
+        for (int two = 1; two <= hosts.count(); ++two) {
+            for (int three = 1; three <= hosts.count(); ++three) {
+                const bool different = one != two && two != three && one != three;
+                if (different && reach(one, two) && reach(two, three) && !reach(one, three)) {
+                    return false;
+                }
+            }
+        }
+    }
+    return true;
+}
+
 std::string link_text(const std::pair<int, int> &link) {
     return host_text(link.first) + " link " + std::to_string(link.second);
 }
@@ -50,7 +73,8 @@ std::vector<Storm::Fault> Storm::all_faults() {
         {"engine killed and started at once", any_running, [this] { return bounce_engine(); }, 6},
         {"reload that removes a node", [this] { return !removable().empty() && !running().empty(); },
          [this] { return remove_node(); }, 6},
-        {"reload that adds a node", [this] { return cluster_.hosts().nodes().size() < all_nodes_.size(); },
+        {"reload that adds a node",
+         [this] { return cluster_.hosts().nodes().size() < all_nodes_.size() && all_see_each_other(); },
          [this] { return add_node(); }, 12},
         {"reload without a change", any_running, [this] { return reload_unchanged(); }, 3},
         {"reload that is rejected", any_running, [this] { return reload_rejected(); }, 4},
@@ -146,15 +170,22 @@ void Storm::mend() {
         cluster_.hosts().restore(host, link);
     }
     cut_.clear();
-    cluster_.hosts().set_nodes(all_nodes_);
+    if (cluster_.hosts().nodes().size() != all_nodes_.size()) {
+        wait_until([this] {
+            cluster_.collect();
+            return all_see_each_other();
+        });
+        cluster_.hosts().set_nodes(all_nodes_);
+        reload_until_taken();
+    }
     for (int host = 1; host <= cluster_.hosts().count(); ++host) {
         if (!cluster_.hosts().running(host)) {
             cluster_.hosts().start(host);
         }
     }
     // Those that were out of reach while the others reloaded still have the configuration of before.
-    const bool all_up = cluster_.hosts().wait_quorum() && wait_until([&] { return reload(); }) &&
-                        cluster_.wait_all_up() && settle();
+    const bool all_up =
+        cluster_.hosts().wait_quorum() && reload_until_taken() && cluster_.wait_all_up() && settle();
     if (!all_up) {
         complain("after all was mended not everybody is up:\n" + cluster_.account());
     }
@@ -256,12 +287,28 @@ std::vector<std::pair<int, int>> Storm::links(bool cut) const {
     std::vector<std::pair<int, int>> found;
     for (int host = 1; host <= cluster_.hosts().count(); ++host) {
         for (int link = 0; link < cluster_.hosts().links(); ++link) {
-            if ((cut_.count({host, link}) != 0) == cut) {
+            std::set<std::pair<int, int>> then = cut_;
+            const bool is_cut = then.erase({host, link}) != 0;
+            if (!is_cut) {
+                then.emplace(host, link);
+            }
+            if (is_cut == cut && nobody_is_between(then, cluster_.hosts())) {
                 found.emplace_back(host, link);
             }
         }
     }
     return found;
+}
+
+bool Storm::all_see_each_other() const {
+    std::set<unsigned> nodes;
+    for (const int host : running()) {
+        nodes.insert(static_cast<unsigned>(host));
+    }
+    return !nodes.empty() && std::all_of(nodes.begin(), nodes.end(), [&](unsigned host) {
+        const Witness &witness = cluster_.observer(static_cast<int>(host)).witness();
+        return witness.engine_runs() && witness.nodes() == nodes;
+    });
 }
 
 // ---- The faults ----
@@ -307,9 +354,20 @@ std::string Storm::bounce_engine() {
     return host_text(host);
 }
 
-// An engine that is busy with its members takes no reload; what it then did is the observer's to say.
 bool Storm::reload() {
     return cluster_.hosts().reload(one_of(running())).accepted;
+}
+
+// An engine that is busy with its members takes none.
+bool Storm::reload_until_taken() {
+    const bool taken = wait_until([this] {
+        cluster_.collect();
+        return reload();
+    });
+    if (!taken) {
+        complain("no engine takes the reload");
+    }
+    return taken;
 }
 
 std::string Storm::remove_node() {
@@ -317,7 +375,7 @@ std::string Storm::remove_node() {
     std::vector<EngineNode> nodes = cluster_.hosts().nodes();
     std::erase_if(nodes, [&](const EngineNode &node) { return node.id == static_cast<unsigned>(host); });
     cluster_.hosts().set_nodes(nodes);
-    return host_text(host) + (reload() ? "" : ", not taken");
+    return host_text(host) + (reload_until_taken() ? "" : ", not taken");
 }
 
 std::string Storm::add_node() {
@@ -329,7 +387,7 @@ std::string Storm::add_node() {
     std::sort(nodes.begin(), nodes.end(),
               [](const EngineNode &one, const EngineNode &other) { return one.id < other.id; });
     cluster_.hosts().set_nodes(nodes);
-    return host_text(static_cast<int>(added.id)) + (running().empty() || reload() ? "" : ", not taken");
+    return host_text(static_cast<int>(added.id)) + (reload_until_taken() ? "" : ", not taken");
 }
 
 std::string Storm::reload_unchanged() {

@@ -1,7 +1,11 @@
 // Faults at random, one after the other, over a whole cluster: links, engines, reloads and wispd itself.
 //
 // Some come while the one before is still being dealt with, some when all is settled. What happens follows from the
-// seed; when it happens, also from how fast the machine is.
+// seed; when it happens, and with it what is possible then, also from how fast the machine is.
+//
+// Two things no operator may do to this engine, and no storm does: leave hosts that reach each other only by way of a
+// third, and engines that run with different node lists. Neither can ever become one membership, and such engines
+// try without a pause.
 #ifndef HB_TEST_CLUSTER_STORM_H
 #define HB_TEST_CLUSTER_STORM_H
 
@@ -75,8 +79,11 @@ class Storm {
     std::vector<int> removable() const;
     std::vector<int> startable() const;
     std::vector<int> observed() const;
+    // Those that are, or are not, cut, and can be changed so that whoever reaches a third reaches it directly.
     std::vector<std::pair<int, int>> links(bool cut) const;
     bool is_node(int host) const;
+    bool all_see_each_other() const;
+    bool reload_until_taken();
     bool reload();
 
     template <typename Item> Item one_of(const std::vector<Item> &items) {
