@@ -10,10 +10,11 @@ namespace {
 const char *const SCHEDULING = "    sched_rr: no\n    priority: -5\n";
 
 // Heartbeats of the links go by the token, unless told otherwise for each link.
-void write_links(std::ostream &text, std::size_t links) {
+void write_links(std::ostream &text, std::size_t links, int timeout) {
     for (std::size_t link = 0; link < links; ++link) {
         text << "    interface {\n        linknumber: " << link
-             << "\n        knet_ping_interval: 200\n        knet_ping_timeout: 400\n    }\n";
+             << "\n        knet_ping_interval: " << timeout / 2 << "\n        knet_ping_timeout: " << timeout
+             << "\n    }\n";
     }
 }
 
@@ -32,7 +33,9 @@ std::string engine_configuration(const EngineSettings &settings, const std::vect
     text << "totem {\n    version: 2\n    cluster_name: " << settings.cluster_name
          << "\n    transport: knet\n    link_mode: active\n    token: " << settings.token
          << "\n    token_coefficient: 0\n";
-    write_links(text, nodes.empty() ? 0 : nodes[0].addresses.size());
+    if (settings.link_timeout) {
+        write_links(text, nodes.empty() ? 0 : nodes[0].addresses.size(), *settings.link_timeout);
+    }
     text << "}\nquorum {\n    provider: corosync_votequorum\n}\n"
             "system {\n    state_dir: "
          << ENGINE_STATE << "\n"

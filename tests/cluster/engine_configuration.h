@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct EngineSettings {
     // Milliseconds without the token until a loss is supposed. The default of the engine makes a death known after
     // nine seconds; far below this one, a busy machine makes living nodes leave.
     int token = 1000;
+    // Milliseconds without an answer until a link is down. The engine's own choice is half of the token.
+    std::optional<int> link_timeout = 400;
     // Who may talk to the engine beside root.
     std::vector<uid_t> users;
 };
