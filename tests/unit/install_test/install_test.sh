@@ -31,8 +31,39 @@ has_every_file() {
     if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
         fail "these are not for users"
     fi
-    grep -q "^ExecStart=.*/bin/wispd --foreground " "$prefix/lib/systemd/system/wispd.service" ||
-        fail "the service does not start wispd"
+}
+
+# has_lines FILE LINE...
+has_lines() {
+    local file=$1 line
+    shift
+    for line in "$@"; do
+        grep -qx -- "$line" "$file" || fail "$file has no line $line"
+    done
+}
+
+# Ends of the engine must not end wispd, and wispd must be tried again for as long as the engine is away.
+service_fits_the_cluster_engine() {
+    local unit=$prefix/lib/systemd/system/wispd.service
+    has_lines "$unit" 'ExecStart=.*/bin/wispd --foreground --config .*/wisp/cluster.toml' Restart=on-failure \
+        RestartSec=2 RestartPreventExitStatus=2 'ExecReload=/bin/kill -HUP .*'
+    if grep -E '^(Requires|BindsTo|PartOf)=' "$unit"; then
+        fail "the service ends with another one"
+    fi
+    if [ "$COROSYNC" = TRUE ]; then
+        has_lines "$unit" 'After=network.target corosync.service' Wants=corosync.service
+    else
+        has_lines "$unit" After=network.target
+        ! grep corosync "$unit" || fail "the service waits for an engine that its wispd cannot follow"
+    fi
+    command -v systemd-analyze >/dev/null || return 0
+    # The program lies elsewhere than where the prefix of the build would have it.
+    sed "s|^ExecStart=[^ ]*|ExecStart=$prefix/bin/wispd|" "$unit" >"$WORK/wispd.service"
+    systemd-analyze verify "$WORK/wispd.service" >"$WORK/verify.log" 2>&1 || { cat "$WORK/verify.log"; exit 1; }
+    # What it does not know it only mentions.
+    if grep 'wispd.service' "$WORK/verify.log"; then
+        fail "systemd does not understand the service"
+    fi
 }
 
 example_builds_with_pkg_config() {
