@@ -56,6 +56,15 @@ hb_add_test(
 target_include_directories(documentation_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(documentation_test PRIVATE HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 
+hb_add_test(
+  operations_document_test
+  SOURCES
+  "${infra}/operations_document_test.cpp"
+  "${infra}/log_lines.cpp"
+  "${infra}/source_tree.cpp")
+target_include_directories(operations_document_test PRIVATE "${PROJECT_SOURCE_DIR}")
+target_compile_definitions(operations_document_test PRIVATE HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+
 hb_add_test(built_library_test SOURCES "${infra}/built_library_test.cpp" "${infra}/source_tree.cpp")
 target_include_directories(built_library_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(
