@@ -1,7 +1,6 @@
 #include "providers/sim/cluster_player.h"
 
 #include <chrono>
-#include <csignal>
 #include <optional>
 #include <string_view>
 #include <thread>
@@ -16,6 +15,7 @@
 #include "daemon/model/node_control.h"
 #include "daemon/paths.h"
 #include "daemon/publisher/socket_file.h"
+#include "daemon/signals_blocked.h"
 #include "daemon/sources/cluster_file.h"
 #include "daemon/sources/command.h"
 #include "daemon/sources/command_json.h"
@@ -37,22 +37,6 @@ using wispd::Command;
 using wispd::Refused;
 using wispd::text;
 using wispd::Verb;
-
-// A thread that is started while this stands takes no signals from the program's own threads.
-class Signals_Blocked {
-  public:
-    Signals_Blocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    Signals_Blocked(const Signals_Blocked &) = delete;
-    Signals_Blocked &operator=(const Signals_Blocked &) = delete;
-    ~Signals_Blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
-  private:
-    sigset_t before_;
-};
 
 // What a heartbeat daemon tells, and a cluster service does not.
 bool is_foreign_to_services(Verb verb) {
@@ -129,7 +113,7 @@ Cluster_Player::Impl::Impl(const Play &play)
     if (!configured_timeline_.empty()) {
         service_.when_first_opened([this] { asio::post(context_, [this] { play_timeline(""); }); });
     }
-    const Signals_Blocked blocked;
+    const wispd::Signals_Blocked blocked;
     thread_ = std::thread([this] { context_.run(); });
 }
 

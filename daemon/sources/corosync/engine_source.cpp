@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <condition_variable>
-#include <csignal>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -19,6 +18,7 @@
 #include <asio/steady_timer.hpp>
 
 #include "daemon/log.h"
+#include "daemon/signals_blocked.h"
 #include "daemon/text.h"
 
 namespace wispd {
@@ -55,22 +55,6 @@ struct Shared {
     std::optional<Clock::time_point> asking_since;
     std::optional<Engine_Settings> wanted;
     Engine_Status status;
-};
-
-// A thread that is started while this stands leaves all signals to the others.
-class Signals_Blocked {
-  public:
-    Signals_Blocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    Signals_Blocked(const Signals_Blocked &) = delete;
-    Signals_Blocked &operator=(const Signals_Blocked &) = delete;
-    ~Signals_Blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
-  private:
-    sigset_t before_;
 };
 
 void wait_for_either(const Shared &shared) {

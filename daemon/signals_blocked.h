@@ -1,0 +1,27 @@
+// For threads that are to leave the program's signals to the others.
+#ifndef WISPD_SIGNALS_BLOCKED_H
+#define WISPD_SIGNALS_BLOCKED_H
+
+#include <csignal>
+
+namespace wispd {
+
+// A thread that is started while this stands takes no signals.
+class Signals_Blocked {
+  public:
+    Signals_Blocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    Signals_Blocked(const Signals_Blocked &) = delete;
+    Signals_Blocked &operator=(const Signals_Blocked &) = delete;
+    ~Signals_Blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_;
+};
+
+} // namespace wispd
+
+#endif
