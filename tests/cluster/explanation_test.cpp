@@ -164,6 +164,26 @@ TEST_F(ExplanationTest, WhatWasOverBeforeTheEngineWasFoundAgainNeedNotBeTold) {
     EXPECT_THAT(faults(), IsEmpty());
 }
 
+TEST_F(ExplanationTest, AnEngineThatEndedBeforeItWasFoundWasNeverThere) {
+    engine({"20.0 gone"});
+    client({"30.0 event 3 death adapters 96@1 144@1", "30.0 event 4 death nodes 2 3 id x"});
+    engine({"35.0 engine 1", "35.0 configuration 1,a,10.0.0.1 2,b,10.0.0.2", "35.0 link 2 0 1 0",
+            "35.0 members 1 2 joined 1 2 left", "35.0 ready", "36.0 gone", "50.0 engine 1",
+            "50.0 configuration 1,a,10.0.0.1 2,b,10.0.0.2", "50.0 link 2 0 1 0",
+            "50.0 members 1 2 joined 1 2 left", "50.0 ready"});
+    client({"51.0 event 5 configuration nodes 1 2 adapters 48=10.0.0.1 96=10.0.0.2",
+            "51.0 event 6 join adapters 96@2", "51.0 event 7 join nodes 2"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
+TEST_F(ExplanationTest, AnEngineThatWasThereForLongWasFound) {
+    engine({"20.0 gone"});
+    client({"30.0 event 3 death adapters 96@1 144@1", "30.0 event 4 death nodes 2 3 id x"});
+    engine({"35.0 engine 1", "35.0 configuration 1,a,10.0.0.1 2,b,10.0.0.2 3,c,10.0.0.3", "35.0 link 2 0 1 0",
+            "35.0 members 1 2 joined 1 2 left", "35.0 ready", "39.0 gone"});
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("node 2"), HasSubstr("adapter 96")));
+}
+
 // ---- Configurations ----
 
 TEST_F(ExplanationTest, EachReloadIsOneUpdate) {

@@ -107,11 +107,12 @@ std::string storm_report(const StormOutcome &outcome, const EngineCluster &clust
     write_counts(text, "event", outcome.events);
     text
         << "Each client's events were held against its own engine's history: " << outcome.explained
-        << " changes of single nodes, adapters and\nconfigurations have their reason there and none is left "
+        << " changes of single nodes, adapters and\nconfigurations have their reason there, and none is left "
            "over. "
         << outcome.passed_over
-        << " times somebody was up for less than a second, or before\nwispd had found its engine again, and "
-           "rightly was not told.\n\n"
+        << " times its history has a moment that wispd may pass over,\nand did: of less than a second, or "
+           "before "
+           "wispd had to have found its engine again.\n\n"
         << "From the observer to the client, in milliseconds. Nodes and configurations are told by the "
            "engine's "
            "callbacks to both;\nlinks are looked at by both, by the observer every 20 ms, so that what it sees "

@@ -308,7 +308,60 @@ TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChan
     cluster_.reset(); // the observer has no such table of numbers
 }
 
+TEST_F(WispdOnCorosyncTest, ARunningNodeThatAReloadTakesOutDiesOnceAndIsGone) {
+    EngineCluster &cluster = start(3);
+    Hosts &hosts = cluster.hosts();
+    const std::vector<EngineNode> all = hosts.nodes();
+    ClientOnHost &client = cluster.client(1);
+    const std::size_t mark = client.mark();
+    hosts.set_nodes({all[0], all[1]});
+    ASSERT_TRUE(hosts.reload(1).accepted);
+    ASSERT_TRUE(wait_count(client, mark, 4)) << cluster.account();
+    std::vector<std::string> told = told_since(client, mark);
+    EXPECT_EQ(told.back(), "configuration nodes 1 2");
+    EXPECT_THAT(told, UnorderedElementsAre("death adapter 144", "death adapter 145", "death node 3",
+                                           "configuration nodes 1 2"));
+    hosts.kill(3);
+    ASSERT_TRUE(hosts.wait_sees(1, {1, 2})) << cluster.account();
+    hosts.set_nodes(all);
+    ASSERT_TRUE(hosts.reload(1).accepted);
+    hosts.start(3);
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_EQ(told_since(client, mark).size(), 8U);
+}
+
+TEST_F(WispdOnCorosyncTest, OtherNamesInWispdsOwnFileAreOneUpdate) {
+    EngineCluster &cluster = start(2);
+    const std::size_t mark = cluster.client(1).mark();
+    cluster.wispd(1).write_configuration(
+        engine_cluster_file({}, "[[source.network]]\nlink = 1\nname = \"storage\"\n"));
+    cluster.wispd(1).send_signal(SIGHUP);
+    ASSERT_TRUE(wait_count(cluster.client(1), mark, 1));
+    EXPECT_EQ(cluster.wispd(1).state().at("networks").at(1).at("name"), "storage");
+    EXPECT_THAT(told_since(cluster.client(1), mark), ElementsAre("configuration nodes 1 2"));
+    EXPECT_THAT(cluster.client(1).table().objections(), IsEmpty());
+    cluster_.reset(); // the observer knows nothing of wispd's own file
+}
+
 // ---- The engine of wispd's own host ----
+
+TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpHoldsUpNoClient) {
+    EngineCluster &cluster = start(3, {100, 2});
+    ClientOnHost &client = cluster.client(1);
+    const std::size_t mark = client.mark();
+    cluster.hosts().engine(1).send_signal(SIGSTOP);
+    ClientOnHost another(cluster.hosts(), 1);
+    EXPECT_TRUE(another.wait_for([&] { return another.table().connected(); }));
+    ASSERT_TRUE(client.wait_up({1}, {48, 49})) << cluster.wispd(1).log();
+    EXPECT_EQ(cluster.wispd(1).state().at("source").at("engine"), "gone");
+    cluster.hosts().engine(1).send_signal(SIGCONT);
+    ASSERT_TRUE(client.wait_up({1, 2, 3}, {48, 49, 96, 97, 144, 145})) << cluster.account();
+    EXPECT_THAT(told_since(client, mark),
+                testing::IsSupersetOf({"death node 2", "death node 3", "join node 2", "join node 3"}));
+    EXPECT_THAT(client.table().objections(), IsEmpty());
+    EXPECT_THAT(another.table().objections(), IsEmpty());
+    cluster_.reset(); // the observer was held up as well
+}
 
 TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     EngineCluster &cluster = start(3, {100, 60});

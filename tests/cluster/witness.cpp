@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 #include <sstream>
 
 #include "tests/cluster/told.h"
@@ -234,23 +233,30 @@ double Witness::blind_until(std::size_t life, double since, const Patience &pati
     return lives_[life].since + std::min(away, patience.longest_retry) + FIRST_RETRY;
 }
 
+// Whether it ended before the daemon had to have found it.
+bool Witness::is_missed(std::size_t life, double since, const Patience &patience) const {
+    return lives_[life].since > since && lives_[life].gone <= blind_until(life, since, patience);
+}
+
 // Who was up when the engine ended stays so until somebody says otherwise, or for the grace.
 struct Witness::Hold {
-    double from = 0; // the end of the grace, which may be that of an earlier end of the engine ...
-    double to = 0;   // ... or of the newest
+    bool is_there = false;
+    double from = 0;    // the end of the grace, which may be that of an earlier end of the engine ...
+    double to = 0;      // ... or of the newest
+    bool loose = false; // by an engine that the daemon may never have found
 };
 
 Turns Witness::signal(const Key &key, double since, const Patience &patience) const {
     const bool is_held = key.of != Of::configured;
     Turns turns;
     bool up = false;
-    std::optional<Hold> hold;
+    Hold hold;
     double may_still_be_held_until = 0; // in a moment that the daemon may have missed
     const auto expire = [&](double now) {
-        if (hold && hold->to <= now) {
-            turns.push_back({hold->from, false, hold->to, false});
+        if (hold.is_there && hold.to <= now) {
+            turns.push_back({hold.from, false, hold.to, hold.loose});
             up = false;
-            hold.reset();
+            hold = {};
         }
     };
     for (std::size_t i = 0; i < lives_.size(); ++i) {
@@ -269,31 +275,31 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
             expire(at);
             const bool in_blindness = at <= blind && blind > life.since;
             const double latest = std::max(at, blind);
-            if (now_up && hold) {
-                if (latest + patience.early >= hold->from) {
-                    turns.push_back({hold->from, false, hold->to, true});
-                    turns.push_back({std::max(at, hold->from), true, std::max(latest, hold->to), true});
+            if (now_up && hold.is_there) {
+                if (latest + patience.early >= hold.from) {
+                    turns.push_back({hold.from, false, hold.to, true});
+                    turns.push_back({std::max(at, hold.from), true, std::max(latest, hold.to), true});
                 }
-                may_still_be_held_until = hold->to;
-                hold.reset();
+                may_still_be_held_until = hold.to;
+                hold = {};
             } else if (now_up && !up) {
                 turns.push_back({at, true, latest, in_blindness});
-            } else if (!now_up && up && !hold) {
+            } else if (!now_up && up && !hold.is_there) {
                 turns.push_back(
                     {at, false, in_blindness ? std::max(latest, may_still_be_held_until) : at, in_blindness});
             }
-            up = now_up || hold.has_value();
+            up = now_up || hold.is_there;
         }
         expire(life.gone == NEVER ? -NEVER : life.gone);
-        if (is_held && up && !hold && life.gone != NEVER) {
+        if (is_held && up && !hold.is_there && life.gone != NEVER) {
             const double end = life.gone + patience.grace;
-            const bool missed = life.gone <= blind && may_still_be_held_until > 0;
-            hold = Hold{missed ? std::min(may_still_be_held_until, end) : end, end};
+            const bool missed = is_missed(i, since, patience);
+            const bool held_before = missed && may_still_be_held_until > 0;
+            hold = Hold{true, held_before ? std::min(may_still_be_held_until, end) : end, end,
+                        missed && !held_before};
         }
     }
-    if (hold) {
-        turns.push_back({hold->from, false, hold->to, false});
-    }
+    expire(NEVER);
     return turns;
 }
 
@@ -340,6 +346,7 @@ Turns Witness::turns_of_adapter(unsigned adapter, double since, const Patience &
 
 std::vector<ToldConfiguration> Witness::configurations(double since, const Patience &patience) const {
     std::vector<ToldConfiguration> all;
+    bool missed_before = false;
     for (std::size_t i = 0; i < lives_.size(); ++i) {
         if (!lives_[i].ready || lives_[i].gone < since) {
             continue;
@@ -347,16 +354,17 @@ std::vector<ToldConfiguration> Witness::configurations(double since, const Patie
         const double blind = blind_until(i, since, patience);
         for (std::size_t n = 0; n < lives_[i].configurations.size(); ++n) {
             ToldConfiguration next = lives_[i].configurations[n];
-            if (n == 0 && !all.empty() && same(all.back(), next)) {
+            const bool is_known = n == 0 && !all.empty() && same(all.back(), next);
+            if (is_known && !missed_before) {
                 continue; // the engine came back with what it had
             }
             next.latest = std::max(next.at, blind);
-            next.loose = next.at < blind && n + 1 < lives_[i].configurations.size();
-            if (n > 0 && next.at < blind) {
-                next.loose = true; // it may be what the daemon found
-            }
+            // It may be what the daemon found, or may have been over by then.
+            const bool in_blindness = next.at < blind && (n > 0 || n + 1 < lives_[i].configurations.size());
+            next.loose = is_known || in_blindness || is_missed(i, since, patience);
             all.push_back(next);
         }
+        missed_before = is_missed(i, since, patience);
     }
     return all;
 }

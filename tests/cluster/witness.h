@@ -95,6 +95,7 @@ class Witness {
     bool is_up(const Key &key) const;
     Turns signal(const Key &key, double since, const Patience &patience) const;
     double blind_until(std::size_t life, double since, const Patience &patience) const;
+    bool is_missed(std::size_t life, double since, const Patience &patience) const;
     static Turns both(const Turns &one, const Turns &other);
 
     unsigned local_node_ = 0;

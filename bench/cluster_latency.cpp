@@ -1,0 +1,197 @@
+// How much wispd and the library add to what the engine needs: real Corosync engines on several hosts of this machine.
+//
+// An observer beside each wispd notes when the engine's callback came; the client beside it notes when it had the event.
+#include <poll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "tests/cluster/engine_cluster.h"
+
+namespace {
+
+using namespace hb_test;
+
+constexpr int NOT_POSSIBLE = 3;
+constexpr double CALLBACK_TO_EVENT = 0.002; // the median
+constexpr double ADDED_TO_A_DEATH = 0.100;  // the longest
+constexpr double IDLE_SHARE = 0.01;         // of a processor
+
+struct Options {
+    int hosts = 3;
+    int rounds = 25;
+    int kills = 5;
+    int idle_seconds = 20;
+};
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double at_share(std::vector<double> values, double share) {
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0
+                          : values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+// Prints a line of the table; whether the limit was kept.
+bool tell(const char *what, double measured, std::optional<double> limit, const char *unit, double scale) {
+    std::printf("  %-62s %9.3f %-2s", what, measured * scale, unit);
+    const bool kept = !limit || measured < *limit;
+    if (limit) {
+        std::printf("  limit %g: %s", *limit * scale, kept ? "met" : "MISSED");
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+    return kept;
+}
+
+void need(bool holds, EngineCluster &cluster, const char *what) {
+    if (!holds) {
+        throw std::runtime_error(std::string(what) + ":\n" + cluster.account());
+    }
+}
+
+// What the cluster does by itself is left to end.
+void let_settle(EngineCluster &cluster) {
+    need(cluster.wait_all_up(), cluster, "not everybody is up");
+    double last_news = now();
+    need(wait_until([&] {
+             if (cluster.collect()) {
+                 last_news = now();
+             }
+             return now() - last_news > 0.5;
+         }),
+         cluster, "the cluster does not settle");
+}
+
+bool measure_idle(EngineCluster &cluster, int seconds) {
+    const int hosts = cluster.hosts().count();
+    std::vector<double> before;
+    for (int host = 1; host <= hosts; ++host) {
+        before.push_back(cluster.wispd(host).seconds_used());
+    }
+    const double began = now();
+    // Nobody looks meanwhile: what it costs to be looked at does not count.
+    poll(nullptr, 0, seconds * 1000);
+    const double length = now() - began;
+    double most = 0;
+    for (int host = 1; host <= hosts; ++host) {
+        const double used = cluster.wispd(host).seconds_used() - before[static_cast<std::size_t>(host) - 1];
+        most = std::max(most, used / length);
+    }
+    return tell("processor time of an idle wispd, the busiest", most, IDLE_SHARE, "%", 100);
+}
+
+// The last host leaves and comes back; the others are told. Deaths and joins come by turns.
+bool measure_callbacks(EngineCluster &cluster, int rounds) {
+    const int last = cluster.hosts().count();
+    for (int round = 0; round < rounds; ++round) {
+        cluster.hosts().stop(last);
+        need(wait_until([&] {
+                 cluster.collect();
+                 return cluster.client(1).table().nodes().count(static_cast<unsigned>(last)) == 0;
+             }),
+             cluster, "a death is not told");
+        cluster.hosts().start(last);
+        let_settle(cluster);
+    }
+    std::map<std::string, std::vector<double>> delays;
+    for (int host = 1; host < last; ++host) {
+        const Explanation explanation =
+            explain(cluster.client(host).told(), cluster.observer(host).witness(), cluster.model_patience());
+        for (const auto &[kind, some] : explanation.delays) {
+            delays[kind].insert(delays[kind].end(), some.begin(), some.end());
+        }
+    }
+    std::vector<double> all = delays["node death"];
+    all.insert(all.end(), delays["node join"].begin(), delays["node join"].end());
+    std::printf("  %zu node deaths, %zu node joins, at %d clients\n", delays["node death"].size(),
+                delays["node join"].size(), last - 1);
+    const bool kept =
+        tell("engine's callback to event, median", at_share(all, 0.5), CALLBACK_TO_EVENT, "ms", 1e3);
+    tell("  of deaths", at_share(delays["node death"], 0.5), {}, "ms", 1e3);
+    tell("  of joins", at_share(delays["node join"], 0.5), {}, "ms", 1e3);
+    tell("  95th percentile of all", at_share(all, 0.95), {}, "ms", 1e3);
+    tell("observer's link change to adapter death, median", at_share(delays["adapter death"], 0.5), {}, "ms",
+         1e3);
+    return kept && !all.empty();
+}
+
+// SIGKILL: first the links go, then the node, which takes the engine about two token times.
+bool measure_kills(EngineCluster &cluster, int kills) {
+    const auto last = static_cast<unsigned>(cluster.hosts().count());
+    ClientOnHost &client = cluster.client(1);
+    std::vector<double> engine;
+    std::vector<double> node;
+    std::vector<double> adapter;
+    std::vector<double> added;
+    for (int kill = 0; kill < kills; ++kill) {
+        const std::size_t mark = client.mark();
+        const std::size_t callbacks = cluster.observer(1).witness().callbacks().size();
+        const double killed = now();
+        cluster.hosts().kill(static_cast<int>(last));
+        const auto death = client.wait_told(
+            mark, [&](const Told &told) { return told.is(Told::Kind::death, true) && told.tells_of(last); });
+        const auto adapters =
+            client.wait_told(mark, [&](const Told &told) { return told.is(Told::Kind::death, false); });
+        const bool seen = cluster.observer(1).wait_for(
+            [&] { return cluster.observer(1).witness().callbacks().size() > callbacks; });
+        need(death && adapters && seen, cluster, "a death is not told");
+        const double callback = cluster.observer(1).witness().callbacks()[callbacks];
+        engine.push_back(callback - killed);
+        node.push_back(death->at - killed);
+        adapter.push_back(adapters->at - killed);
+        added.push_back(death->at - callback);
+        cluster.hosts().start(static_cast<int>(last));
+        let_settle(cluster);
+    }
+    tell("SIGKILL of a neighbour to its first adapter's death, median", at_share(adapter, 0.5), {}, "ms", 1e3);
+    tell("SIGKILL of a neighbour to the engine's callback, median", at_share(engine, 0.5), {}, "ms", 1e3);
+    tell("SIGKILL of a neighbour to its node's death, median", at_share(node, 0.5), {}, "ms", 1e3);
+    return tell("  more than the engine needs, longest", at_share(added, 1), ADDED_TO_A_DEATH, "ms", 1e3);
+}
+
+int measure(const Options &options) {
+    EngineCluster cluster(options.hosts, 2);
+    need(cluster.start(), cluster, "the cluster does not start");
+    let_settle(cluster);
+    std::printf("%d hosts with 2 links, token 1000 ms\n", options.hosts);
+    bool kept = measure_callbacks(cluster, options.rounds);
+    kept = measure_kills(cluster, options.kills) && kept;
+    let_settle(cluster);
+    kept = measure_idle(cluster, options.idle_seconds) && kept;
+    return kept ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    Options options;
+    CLI::App app(
+        "Measures what wispd and the library add to a Corosync engine, on several hosts of this machine. Exits "
+        "with 1 when a limit is\nmissed, with 3 when this machine does not permit such hosts.");
+    app.add_option("--hosts", options.hosts, "How many hosts")->check(CLI::Range(2, 16))->capture_default_str();
+    app.add_option("--rounds", options.rounds, "How often one leaves and comes back")->capture_default_str();
+    app.add_option("--kills", options.kills, "How often one is killed")->capture_default_str();
+    app.add_option("--idle", options.idle_seconds, "For how many seconds nothing happens")
+        ->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    if (const std::optional<std::string> reason = why_no_hosts()) {
+        std::cerr << "hb_cluster_bench: no cluster on this machine: " << *reason << '\n';
+        return NOT_POSSIBLE;
+    }
+    try {
+        return measure(options);
+    } catch (const std::exception &trouble) {
+        std::cerr << "hb_cluster_bench: " << trouble.what() << '\n';
+        return 1;
+    }
+}
