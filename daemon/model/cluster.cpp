@@ -539,6 +539,9 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
             nodes_[number].up = false;
         }
         nodes_[number].member = is_member;
+        if (nodes_[number].configured_adapters == 0) {
+            continue; // nearly all of them: their adapters are not worth the look
+        }
         for (const std::size_t adapter : slots_of(number)) {
             if (adapters_[adapter].configured) {
                 const auto told = static_cast<int64_t>(adapter);

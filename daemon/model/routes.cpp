@@ -72,6 +72,10 @@ class Search {
         return it.up && (kind_ == Kind::any || is_address(it.address));
     }
 
+    bool has_adapters_up(int node) const {
+        return cluster_.nodes()[static_cast<std::size_t>(node)].up_adapters > 0;
+    }
+
     // Everybody on a network is reached from the first who gets there, so each is looked at once.
     void search_from(int node, std::deque<int> &waiting) {
         for (int network = 0; network < cluster_.adapters_per_node(); ++network) {
@@ -82,7 +86,7 @@ class Search {
             const int links = reached_[static_cast<std::size_t>(node)].links + 1;
             for (int other = 0; other < cluster_.max_nodes(); ++other) {
                 Reached &there = reached_[static_cast<std::size_t>(other)];
-                if (there.links < 0 && is_usable(other, network)) {
+                if (there.links < 0 && has_adapters_up(other) && is_usable(other, network)) {
                     there = {node, network, links};
                     waiting.push_back(other);
                 }

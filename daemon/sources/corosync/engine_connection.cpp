@@ -134,6 +134,7 @@ class Engine_Connection : public Engine {
 
   private:
     void await_members(int quorum);
+    void take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
     void track(const char *prefix);
     void on_key(std::string_view key, int32_t event, const cmap_notify_value &value);
 
@@ -142,7 +143,8 @@ class Engine_Connection : public Engine {
     Quorum quorum_;
     Control control_;
     std::vector<int> descriptors_;
-    std::set<uint32_t> members_;
+    Engine_Members members_;
+    std::set<uint32_t> not_counted_; // members whose joins have to be asked for
     Engine_News news_;
 };
 
@@ -155,13 +157,12 @@ Engine_Connection::Engine_Connection() {
     quorum_model_v1_data_t model{};
     model.model = QUORUM_MODEL_V1;
     model.nodelist_notify_fn = [](quorum_handle_t handle, quorum_ring_id, uint32_t count,
-                                  const uint32_t *members, uint32_t, const uint32_t *, uint32_t,
-                                  const uint32_t *) {
+                                  const uint32_t *members, uint32_t joined_count, const uint32_t *joined,
+                                  uint32_t, const uint32_t *) {
         const void *context = nullptr;
         if (quorum_context_get(handle, &context) == CS_OK) {
             auto &self = *static_cast<Engine_Connection *>(const_cast<void *>(context));
-            self.members_ = std::set<uint32_t>(members, members + count);
-            self.news_.membership = true;
+            self.take_members({members, members + count}, {joined, joined + joined_count});
         }
     };
     uint32_t kind = 0;
@@ -262,13 +263,26 @@ Engine_Configuration Engine_Connection::configuration() {
     return read;
 }
 
-Engine_Members Engine_Connection::members() {
-    Engine_Members read;
-    for (const uint32_t id : members_) {
-        const std::string key = text("runtime.members.", id, ".join_count");
-        read[id] = static_cast<uint32_t>(value_of(map_, key).value_or(0));
+// Whoever left is forgotten at once; how often a member has joined is asked for only when it does. The engine is slow
+// to answer while it forms a membership, and a death must not wait for that.
+void Engine_Connection::take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
+    std::erase_if(members_, [&](const auto &member) { return !members.contains(member.first); });
+    std::erase_if(not_counted_, [&](const uint32_t id) { return !members.contains(id); });
+    for (const uint32_t id : members) {
+        if (members_.try_emplace(id, 0).second || joined.contains(id)) {
+            not_counted_.insert(id);
+        }
     }
-    return read;
+    news_.membership = true;
+}
+
+Engine_Members Engine_Connection::members() {
+    for (const uint32_t id : not_counted_) {
+        const std::string key = text("runtime.members.", id, ".join_count");
+        members_[id] = static_cast<uint32_t>(value_of(map_, key).value_or(0));
+    }
+    not_counted_.clear();
+    return members_;
 }
 
 // Each is asked for by its name: walking through all that the engine counts of a link takes ten times as long.

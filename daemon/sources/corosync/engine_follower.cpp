@@ -105,7 +105,9 @@ void Engine_Follower::listen() {
         log_warning("engine: it refused to reload its configuration, which stays as it was");
     }
     if (news.membership) {
-        members_ = engine_->members();
+        const Engine_Members before = std::exchange(members_, engine_->members());
+        has_lost_member_ = std::any_of(before.begin(), before.end(),
+                                       [this](const auto &member) { return !members_.contains(member.first); });
     }
     if (news.configuration || must_reread_) {
         log_info("engine: the configuration is read anew");
@@ -137,7 +139,10 @@ void Engine_Follower::take_configuration() {
 }
 
 void Engine_Follower::look_at_links(Time now) {
-    if (now >= look_at_) {
+    // A death is told before anything is asked that the engine may be slow to answer.
+    if (std::exchange(has_lost_member_, false)) {
+        look_at_ = now;
+    } else if (now >= look_at_) {
         links_ = engine_->links(engine_configuration_);
         look_at_ = now + settings_.patience.poll;
     }

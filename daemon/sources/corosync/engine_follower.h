@@ -81,7 +81,8 @@ class Engine_Follower {
     Time retry_at_{};
     std::chrono::milliseconds retry_after_{};
     Time look_at_{};
-    bool must_reread_ = false; // the configuration
+    bool has_lost_member_ = false; // since the last look
+    bool must_reread_ = false;     // the configuration
 
     Engine_Configuration engine_configuration_;  // the last one that could be taken over
     std::optional<Configuration> configuration_; // the same, translated

@@ -23,8 +23,8 @@ Engine_Step await_engine(Engine_Follower &follower);
 class Engine_Source {
   public:
     // Goes on from the follower's first step. The steps that follow are told in the loop's thread.
-    Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower, const Engine_Step &first,
-                  std::function<void(const Engine_Step &)> on_step);
+    Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower,
+                  const Engine_Step &first, std::function<void(const Engine_Step &)> on_step);
     Engine_Source(const Engine_Source &) = delete;
     Engine_Source &operator=(const Engine_Source &) = delete;
     // Does not wait for an engine that is silent: the thread then stays behind and touches nothing of the loop.

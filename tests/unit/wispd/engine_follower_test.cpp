@@ -104,6 +104,21 @@ TEST_F(WispdEngineFollower, LinksAreLookedAtOnceInAnInterval) {
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
 }
 
+TEST_F(WispdEngineFollower, ADeathIsToldBeforeTheLinksAreLookedAtAndTheseAtOnceAfterIt) {
+    advance();
+    cluster_->links[{2, 1}] = {false, 1};
+    cluster_->tell_members({{1, 1}, {2, 1}});
+    std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_EQ(cluster_->looks_at_links, 1);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_TRUE(step->liveness.adapters.contains(97));
+    step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_EQ(cluster_->looks_at_links, 2);
+    EXPECT_FALSE(step->liveness.adapters.contains(97));
+}
+
 TEST_F(WispdEngineFollower, ALinkThatFellBetweenTwoLooksWentAndCameBackOnce) {
     advance();
     cluster_->links[{2, 0}] = {true, 1};
