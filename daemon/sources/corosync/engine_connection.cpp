@@ -171,6 +171,9 @@ Engine_Connection::Engine_Connection() {
                    "opening its quorum");
     require(quorum_trackstart(quorum_.get(), CS_TRACK_CHANGES | CS_TRACK_CURRENT), "following its members");
     track("config.");
+    if (value_of(map_, RELOADING).value_or(0) != 0) {
+        throw Engine_Gone("the cluster engine: it is reloading its configuration");
+    }
 
     int map = -1;
     int quorum = -1;
