@@ -122,7 +122,7 @@ std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
     return value;
 }
 
-class Engine_Connection : public Engine {
+class Engine_Connection final : public Engine {
   public:
     Engine_Connection();
 

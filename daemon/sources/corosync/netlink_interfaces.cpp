@@ -33,7 +33,7 @@ std::optional<Hb_IP_address6> address_of(rtnl_addr *entry) {
     return parse_address(with_prefix.substr(0, with_prefix.find('/')));
 }
 
-class Netlink_Interfaces : public Local_Interfaces {
+class Netlink_Interfaces final : public Local_Interfaces {
   public:
     Netlink_Interfaces() {
         nl_cache_mngr *manager = nullptr;
