@@ -1,7 +1,9 @@
 // wispd, the heartbeat daemon.
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -113,7 +115,12 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : USAGE;
+        std::ostringstream complaint;
+        const bool is_misuse = app.exit(error, std::cout, complaint) != 0;
+        if (is_misuse) {
+            std::cerr << "wispd: " << complaint.str();
+        }
+        return is_misuse ? USAGE : 0;
     }
     wispd::Start start;
     try {

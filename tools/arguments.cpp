@@ -242,7 +242,7 @@ std::string unknown_verb(const CLI::App &app) {
 Parsed misuse(const std::string &complaint) {
     Parsed parsed;
     parsed.exit_status = exit_usage;
-    parsed.complaint = complaint;
+    parsed.complaint = "hbctl: " + complaint;
     return parsed;
 }
 
@@ -262,10 +262,10 @@ Parsed parse_arguments(int argc, const char *const *argv) {
         }
         std::ostringstream output;
         std::ostringstream complaint;
-        const int status = grammar.app.exit(error, output, complaint);
-        parsed.exit_status = status == 0 ? exit_success : exit_usage;
+        if (grammar.app.exit(error, output, complaint) != 0) {
+            return misuse(complaint.str());
+        }
         parsed.output = output.str();
-        parsed.complaint = complaint.str();
     }
     return parsed;
 }

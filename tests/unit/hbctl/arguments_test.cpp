@@ -8,6 +8,7 @@
 using namespace hbctl;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -29,6 +30,7 @@ std::string refused(const std::vector<const char *> &words) {
     EXPECT_FALSE(parsed.arguments.has_value());
     EXPECT_EQ(parsed.exit_status, 2);
     EXPECT_EQ(parsed.output, "");
+    EXPECT_THAT(parsed.complaint, StartsWith("hbctl: "));
     return parsed.complaint;
 }
 
