@@ -9,7 +9,6 @@
 namespace mox_corosync {
 namespace {
 
-using mox_service::Event_Record;
 using mox_service::Node;
 using mox_service::Picture;
 using mox_service::Told;

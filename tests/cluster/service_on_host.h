@@ -1,0 +1,56 @@
+// A program inside a host of a cluster that has loaded the cluster service over that host's engine.
+#ifndef HB_TEST_CLUSTER_SERVICE_ON_HOST_H
+#define HB_TEST_CLUSTER_SERVICE_ON_HOST_H
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/cluster/host_programs.h"
+
+namespace hb_test {
+
+// What makes a program of this build load the service.
+ChildProcess::Environment corosync_service_preloaded();
+
+// What a client says it was told, one member a line: "death adapter 144", "join node 3", "configuration"; its first
+// account as "group node 3". Understands the example of cluster-event mode and the system tests' client.
+std::vector<std::string> told_in_line(const std::string &line);
+
+class ServiceClientOnHost {
+  public:
+    ServiceClientOnHost(const Hosts &hosts, int host, const std::vector<std::string> &program,
+                        const ChildProcess::Environment &environment = {});
+
+    void order(const std::string &command) { recording_.order(command); }
+    // Waits for a line, as it stands.
+    bool wait_line(const std::string &line, const Deadline &deadline = Deadline());
+    // Until it was told of exactly these, by what it was told since its first account.
+    bool wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
+                 const Deadline &deadline = Deadline());
+    bool wait_told(std::size_t mark, const std::string &what, const Deadline &deadline = Deadline());
+    // From here on.
+    std::size_t mark();
+    std::vector<std::string> told_since(std::size_t mark);
+    // Deaths of who was not up, and joins of who was.
+    const std::vector<std::string> &objections() const { return objections_; }
+    // For messages.
+    std::string account() const;
+    bool running() { return recording_.running(); }
+    pid_t pid() const { return recording_.pid(); }
+
+  private:
+    void collect();
+    void take(const std::string &told);
+
+    Recording recording_;
+    std::vector<std::string> lines_;
+    std::vector<std::string> told_;
+    std::map<std::string, std::set<unsigned>> up_; // "node", "adapter"
+    std::vector<std::string> objections_;
+};
+
+} // namespace hb_test
+
+#endif
