@@ -14,6 +14,7 @@
 #include "daemon/paths.h"
 #include "daemon/sources/corosync/engine_access.h"
 #include "daemon/start_failure.h"
+#include "daemon/system_setup.h"
 #include "daemon/text.h"
 
 namespace {
@@ -40,7 +41,8 @@ void add_options(CLI::App &app, Options &options) {
     app.add_option("--socket", options.socket, "Where clients connect; goes before [daemon] socket");
     app.add_option("--control", options.control, "Where wispctl connects; goes before [daemon] control");
     app.add_flag("--foreground", options.foreground, "Stay in the foreground and log to standard error");
-    app.add_flag("--check", options.check, "Check the configuration and the timeline, and end");
+    app.add_flag("--check", options.check,
+                 "Check the configuration, the group it names and the timeline, and end");
     app.set_version_flag("--version", std::string("wispd " WISPD_VERSION));
 }
 
@@ -48,6 +50,9 @@ wispd::Start read_start(const Options &options) {
     wispd::Start start;
     start.follow_engine = wispd::follow_engine;
     start.file = wispd::read_cluster_file(options.config);
+    if (start.file.engine) {
+        wispd::need_engine_access();
+    }
     // Afterwards the working directory may be another one.
     start.config_path = wispd::absolute_path(options.config);
     wispd::Daemon_Settings &settings = start.file.daemon;
@@ -75,6 +80,17 @@ void choose_log(const Options &options, const wispd::Daemon_Settings &settings) 
         wispd::log_to_system();
     }
     wispd::set_log_level(settings.log_level);
+}
+
+// What the file names beside itself and its timeline.
+int check_system(const wispd::Daemon_Settings &settings) {
+    try {
+        wispd::find_group(settings.group);
+        return 0;
+    } catch (const std::exception &error) {
+        say(error.what());
+        return FAILED;
+    }
 }
 
 int serve(const Options &options, wispd::Start start) {
@@ -129,5 +145,5 @@ int main(int argc, char **argv) {
         say(error.what());
         return USAGE;
     }
-    return options.check ? 0 : serve(options, std::move(start));
+    return options.check ? check_system(start.file.daemon) : serve(options, std::move(start));
 }

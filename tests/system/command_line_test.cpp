@@ -88,6 +88,40 @@ TEST(Wispd, WithoutItsFileSaysWhichOne) {
     EXPECT_NE(outcome.errors.find(directory.file("absent.toml")), std::string::npos) << outcome.errors;
 }
 
+Outcome check(const std::string &configuration) {
+    const Daemon daemon(programs_of_this_build(), configuration);
+    return run({daemon.programs().path("wispd"), "--check", "--config", daemon.configuration_file()});
+}
+
+TEST(Wispd, CheckIsSilentAboutAFileItWouldStartOn) {
+    const Outcome outcome = check(small_cluster_file());
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output + outcome.errors, "");
+}
+
+TEST(Wispd, CheckTellsOfAGroupThatTheSystemDoesNotHave) {
+    const Outcome outcome = check(small_cluster_file() + "\n[daemon]\ngroup = \"no-such-group\"\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors,
+              "wispd: there is no group \"no-such-group\"; make it, or set group in [daemon] to "
+              "another one\n");
+}
+
+TEST(Wispd, CheckTellsWhetherThisProgramCanFollowAnEngine) {
+    const Outcome outcome = check("[source]\ntype = \"corosync\"\n");
+    if (HB_WITH_COROSYNC != 0) {
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_EQ(outcome.errors, "");
+    } else {
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_NE(
+            outcome.errors.find("wispd: [source] type is \"corosync\", and this program was built without "
+                                "Corosync"),
+            std::string::npos)
+            << outcome.errors;
+    }
+}
+
 TEST(Wispd, WithAPathTooLongForASocketRefuses) {
     Daemon daemon(programs_of_this_build(), small_cluster_file());
     const std::string path = daemon.directory() + "/" + std::string(108 - daemon.directory().size(), 'x');

@@ -76,6 +76,7 @@ hb_add_test(
   LABELS
   system)
 set(system_programs system_test_client segment_reader cluster_events_example forking_client qz_mox_sim wispd wispctl hbctl)
+target_compile_definitions(system_test PRIVATE HB_WITH_COROSYNC=$<BOOL:${HB_WITH_COROSYNC}>)
 add_dependencies(system_test ${system_programs})
 
 if(HB_OTHER_ABI_BIN_DIR)

@@ -5,6 +5,8 @@
 
 namespace wispd {
 
+void need_engine_access() {}
+
 std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &settings) {
     return std::make_unique<Engine_Follower>(settings, connect_to_engine, watch_interfaces());
 }
