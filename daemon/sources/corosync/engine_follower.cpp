@@ -127,8 +127,10 @@ void Engine_Follower::take_configuration() {
             throw Engine_Refused(text("the local node was ", configuration_->local_node, " and now is ",
                                       translated.local_node, ": restart wispd"));
         }
-        configuration_is_new_ = configuration_is_new_ || !configuration_ || read != engine_configuration_;
+        configuration_is_new_ = configuration_is_new_ || !configuration_ || read != engine_configuration_ ||
+                                settings_.names != names_in_force_;
         engine_configuration_ = std::move(read);
+        names_in_force_ = settings_.names;
         configuration_ = std::move(translated);
         status_.refused.clear();
     } catch (const Engine_Refused &refused) {
@@ -195,7 +197,7 @@ void Engine_Follower::drop_overdue(Time now) {
 }
 
 Liveness Engine_Follower::liveness() {
-    Liveness is = translate(engine_configuration_, settings_.names, {members_, links_},
+    Liveness is = translate(engine_configuration_, names_in_force_, {members_, links_},
                             {members_told_, links_told_}, local_links());
     members_told_ = members_;
     links_told_ = links_;

@@ -85,6 +85,7 @@ class Engine_Follower {
     bool must_reread_ = false;     // the configuration
 
     Engine_Configuration engine_configuration_;  // the last one that could be taken over
+    Engine_Names names_in_force_;                // it was translated with these
     std::optional<Configuration> configuration_; // the same, translated
     bool configuration_is_new_ = false;
     Engine_Members members_, members_told_;

@@ -365,6 +365,35 @@ TEST_F(WispdEngineEnd, AnotherConfigurationIsReadWithTheReturnAndTheSameIsNot) {
     EXPECT_EQ(step->configuration->nodes.size(), 2u);
 }
 
+TEST_F(WispdEngineEnd, NamesThatChangeMeanwhileAreInForceWithItsReturn) {
+    advance();
+    settings_.names.nodes[3] = 30;
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    start_engine();
+    cluster_->members = {{1, 1}, {3, 1}};
+    const std::optional<Engine_Step> step = advance(1s);
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(step->configuration->nodes[2].number, 30);
+    EXPECT_TRUE(step->liveness.nodes.contains(30));
+}
+
+TEST_F(WispdEngineFollower, ANumberThatIsTakenAwayLeavesTheConfigurationInForce) {
+    settings_.names.nodes[60000] = 17;
+    follower_.set(settings_);
+    cluster_->configuration.nodes.push_back({60000, "big", {{0, "10.1.0.4"}}});
+    cluster_->members[60000] = 1;
+    advance();
+    settings_.names.nodes.clear();
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}});
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+}
+
 TEST_F(WispdEngineEnd, TheLocalAdaptersAreToldMeanwhile) {
     advance();
     cables_.cut["10.1.0.1"] = true;
