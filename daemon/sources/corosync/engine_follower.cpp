@@ -90,7 +90,7 @@ void Engine_Follower::connect(Time now) {
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
     must_reread_ = false;
-    take_configuration();
+    take_configuration(false);
     look_at_ = now;
     retry_after_ = FIRST_RETRY;
     status_.connected = true;
@@ -112,14 +112,13 @@ void Engine_Follower::listen() {
     if (news.configuration || must_reread_) {
         log_info("engine: the configuration is read anew");
         must_reread_ = false;
-        configuration_is_new_ = true;
-        take_configuration();
+        take_configuration(true);
         look_at_ = {};
     }
 }
 
 // One that has no place in the model leaves the one before in force.
-void Engine_Follower::take_configuration() {
+void Engine_Follower::take_configuration(bool is_news) {
     Engine_Configuration read = engine_->configuration();
     try {
         Configuration translated = translate(read, settings_.names);
@@ -127,14 +126,13 @@ void Engine_Follower::take_configuration() {
             throw Engine_Refused(text("the local node was ", configuration_->local_node, " and now is ",
                                       translated.local_node, ": restart wispd"));
         }
-        configuration_is_new_ = configuration_is_new_ || !configuration_ || read != engine_configuration_ ||
-                                settings_.names != names_in_force_;
+        configuration_is_new_ = configuration_is_new_ || is_news || !configuration_ ||
+                                read != engine_configuration_ || settings_.names != names_in_force_;
         engine_configuration_ = std::move(read);
         names_in_force_ = settings_.names;
         configuration_ = std::move(translated);
         status_.refused.clear();
     } catch (const Engine_Refused &refused) {
-        configuration_is_new_ = false;
         status_.refused = refused.what();
         log_error(text("engine: its configuration is refused: ", refused.what()));
     }

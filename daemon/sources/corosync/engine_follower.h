@@ -64,7 +64,8 @@ class Engine_Follower {
   private:
     void connect(Time now);
     void listen();
-    void take_configuration();
+    // Is news: it is told also when it is what it was.
+    void take_configuration(bool is_news);
     void look_at_links(Time now);
     void lose(const std::string &why, Time now);
     void hold_who_is_up(Time now);
