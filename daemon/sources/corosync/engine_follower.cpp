@@ -106,8 +106,17 @@ void Engine_Follower::listen() {
     }
     if (news.membership) {
         const Engine_Members before = std::exchange(members_, engine_->members());
-        has_lost_member_ = std::any_of(before.begin(), before.end(),
+        const auto has_joined = [&before](const auto &member) {
+            const auto was = before.find(member.first);
+            return was == before.end() || was->second < member.second;
+        };
+        const bool anybody_joined = std::any_of(members_.begin(), members_.end(), has_joined);
+        has_lost_member_ = !anybody_joined &&
+                           std::any_of(before.begin(), before.end(),
                                        [this](const auto &member) { return !members_.contains(member.first); });
+        if (anybody_joined) {
+            look_at_ = {}; // what was seen of its links is older than it is
+        }
     }
     if (news.configuration || must_reread_) {
         log_info("engine: the configuration is read anew");
@@ -207,6 +216,10 @@ Liveness Engine_Follower::liveness() {
         is.nodes.insert(node);
         status_.awaited.push_back(node);
     }
+    // Who was found again and went is awaited no more.
+    std::erase_if(held_adapters_, [&](const auto &held) {
+        return !is.nodes.contains(static_cast<int>(held.first / ENGINE_ADAPTERS_PER_NODE));
+    });
     for (const auto &[adapter, until] : held_adapters_) {
         is.adapters.insert(adapter);
     }

@@ -60,16 +60,16 @@ int64_t adapter_number(int node, int link) {
     return static_cast<int64_t>(node) * ENGINE_ADAPTERS_PER_NODE + link;
 }
 
-// A counter that differs between two looks at the same thing: it went and came back.
+// A counter that is higher than at the look before: it went and came back. A lower one was only set back.
 bool is_back(const Engine_Look &now, const Engine_Look &before, uint32_t id) {
     const auto was = before.members.find(id);
-    return was != before.members.end() && was->second != now.members.at(id);
+    return was != before.members.end() && was->second < now.members.at(id);
 }
 
 bool is_back(const Engine_Look &now, const Engine_Look &before, const std::pair<uint32_t, int> &link) {
     const auto was = before.links.find(link);
     return was != before.links.end() && was->second.connected &&
-           was->second.times_down != now.links.at(link).times_down;
+           was->second.times_down < now.links.at(link).times_down;
 }
 
 } // namespace

@@ -139,6 +139,33 @@ TEST_F(WispdEngineFollower, ALinkThatIsDownAndFallsAgainIsNoNews) {
     EXPECT_THAT(step->liveness.adapters_back, IsEmpty());
 }
 
+// As when somebody clears the engine's statistics.
+TEST_F(WispdEngineFollower, CountsThatBeginAnewAreNoNews) {
+    cluster_->links[{2, 0}] = {true, 5};
+    cluster_->members[3] = 4;
+    advance();
+    cluster_->links[{2, 0}] = {true, 0};
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 0}});
+    EXPECT_FALSE(advance(100ms));
+    cluster_->links[{2, 0}] = {true, 1};
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters_back, ElementsAre(96));
+    EXPECT_THAT(step->liveness.nodes_back, IsEmpty());
+}
+
+TEST_F(WispdEngineFollower, TheLinksOfAMemberThatCameBackBetweenTwoLooksFellWithItAndNotAgain) {
+    advance();
+    cluster_->links[{3, 0}] = cluster_->links[{3, 1}] = {true, 1};
+    cluster_->tell_members({{1, 1}, {3, 2}}); // while another one goes
+    const std::optional<Engine_Step> step = advance(1ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3));
+    EXPECT_THAT(step->liveness.nodes_back, ElementsAre(3));
+    EXPECT_FALSE(advance(1ms));
+    EXPECT_FALSE(advance(100ms));
+}
+
 TEST_F(WispdEngineFollower, TheLocalAdaptersGoByTheInterfaces) {
     advance();
     cables_.cut["10.2.0.1"] = true;
@@ -323,6 +350,21 @@ TEST_F(WispdEngineEnd, WhoWasSeenAgainAndGoesDiesAtOnce) {
     const std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step);
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3)); // node 3 is still awaited
+}
+
+TEST_F(WispdEngineEnd, NothingIsAwaitedOfWhoWasSeenAgainAndWent) {
+    advance();
+    start_engine();
+    cluster_->links[{2, 0}] = {true, 0};
+    cluster_->members = {{1, 1}, {2, 1}};
+    EXPECT_FALSE(advance(100ms)); // its other link is awaited
+    cluster_->tell_members({{1, 1}});
+    EXPECT_TRUE(advance());
+    cluster_->tell_members({{1, 1}, {2, 2}});
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 144, 145));
 }
 
 TEST_F(WispdEngineEnd, AfterTheGraceItsReturnTellsWhoIsThere) {
