@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include <poll.h>
 
@@ -146,6 +147,7 @@ class Engine_Connection final : public Engine {
     Engine_Members members_;
     std::set<uint32_t> not_counted_; // members whose joins have to be asked for
     Engine_News news_;
+    bool reload_is_over_ = false;
 };
 
 Engine_Connection::Engine_Connection() {
@@ -215,17 +217,18 @@ void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_
         return;
     }
     std::copy_n(static_cast<const char *>(value.data), value.len, reinterpret_cast<char *>(&number));
-    if (number == 0) {
-        const bool well = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
-        news_.configuration = news_.configuration || well;
-        news_.refused_reload = news_.refused_reload || !well;
-    }
+    reload_is_over_ = reload_is_over_ || number == 0;
 }
 
 Engine_News Engine_Connection::dispatch() {
     news_ = {};
     require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "listening to its map");
     require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "listening to its members");
+    // Not within the callback: what is thrown there would go through the engine's own library.
+    if (std::exchange(reload_is_over_, false)) {
+        news_.configuration = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
+        news_.refused_reload = !news_.configuration;
+    }
     return news_;
 }
 

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include <arpa/inet.h>
@@ -47,7 +48,8 @@ Configured_Node translate(const Engine_Node &from, const Engine_Names &names) {
     for (const auto &[link, address] : from.addresses) {
         Configured_Adapter adapter;
         adapter.network = static_cast<Hb_Network_Number>(link);
-        adapter.address = parse_address(address).value_or(looked_up(address));
+        const std::optional<Hb_IP_address6> numeric = parse_address(address);
+        adapter.address = numeric ? *numeric : looked_up(address);
         adapter.carries_ip = is_address(adapter.address);
         adapter.type = text("knet", link);
         adapter.up = false;
