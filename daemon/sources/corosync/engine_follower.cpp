@@ -51,6 +51,9 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
     } catch (const std::runtime_error &trouble) { // the engine's end, or no descriptors to be had
         lose(trouble.what(), now);
     }
+    if (!engine_ && configuration_ && std::exchange(must_reread_, false)) {
+        take_configuration(engine_configuration_, false); // its names are wispd's own, and wait for no engine
+    }
     drop_overdue(now);
     std::optional<Engine_Step> step;
     if (configuration_) {
@@ -89,8 +92,8 @@ void Engine_Follower::connect(Time now) {
     engine_ = connect_();
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
+    take_configuration(engine_->configuration(), false);
     must_reread_ = false;
-    take_configuration(false);
     look_at_ = now;
     retry_after_ = FIRST_RETRY;
     status_.connected = true;
@@ -120,15 +123,15 @@ void Engine_Follower::listen() {
     }
     if (news.configuration || must_reread_) {
         log_info("engine: the configuration is read anew");
+        Engine_Configuration read = engine_->configuration();
         must_reread_ = false;
-        take_configuration(true);
+        take_configuration(std::move(read), news.configuration);
         look_at_ = {};
     }
 }
 
-// One that has no place in the model leaves the one before in force.
-void Engine_Follower::take_configuration(bool is_news) {
-    Engine_Configuration read = engine_->configuration();
+// One that has no place in the model leaves the one before in force, with the names that it has.
+void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news) {
     try {
         Configuration translated = translate(read, settings_.names);
         if (configuration_ && translated.local_node != configuration_->local_node) {
@@ -137,6 +140,7 @@ void Engine_Follower::take_configuration(bool is_news) {
         }
         configuration_is_new_ = configuration_is_new_ || is_news || !configuration_ ||
                                 read != engine_configuration_ || settings_.names != names_in_force_;
+        renumber_held(read);
         engine_configuration_ = std::move(read);
         names_in_force_ = settings_.names;
         configuration_ = std::move(translated);
@@ -145,6 +149,31 @@ void Engine_Follower::take_configuration(bool is_news) {
         status_.refused = refused.what();
         log_error(text("engine: its configuration is refused: ", refused.what()));
     }
+}
+
+// Who is awaited is so under the number that he has from now on; who is not configured any more is not.
+void Engine_Follower::renumber_held(const Engine_Configuration &next) {
+    std::map<int, Time> nodes;
+    std::map<int64_t, Time> adapters;
+    for (const Engine_Node &node : next.nodes) {
+        const auto is_same = [&](const Engine_Node &before) { return before.id == node.id; };
+        if (std::none_of(engine_configuration_.nodes.begin(), engine_configuration_.nodes.end(), is_same)) {
+            continue;
+        }
+        const int before = node_number(node.id, names_in_force_);
+        const int now = node_number(node.id, settings_.names);
+        if (const auto held = held_nodes_.find(before); held != held_nodes_.end()) {
+            nodes[now] = held->second;
+        }
+        for (const auto &[link, address] : node.addresses) {
+            const auto held = held_adapters_.find(int64_t{before} * ENGINE_ADAPTERS_PER_NODE + link);
+            if (held != held_adapters_.end()) {
+                adapters[int64_t{now} * ENGINE_ADAPTERS_PER_NODE + link] = held->second;
+            }
+        }
+    }
+    held_nodes_ = std::move(nodes);
+    held_adapters_ = std::move(adapters);
 }
 
 void Engine_Follower::look_at_links(Time now) {

@@ -65,7 +65,8 @@ class Engine_Follower {
     void connect(Time now);
     void listen();
     // Is news: it is told also when it is what it was.
-    void take_configuration(bool is_news);
+    void take_configuration(Engine_Configuration read, bool is_news);
+    void renumber_held(const Engine_Configuration &next);
     void look_at_links(Time now);
     void lose(const std::string &why, Time now);
     void hold_who_is_up(Time now);

@@ -217,18 +217,18 @@ TEST_F(WispdEngineFollower, ARefusedReloadIsOnlyLogged) {
 
 TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
     advance();
-    cluster_->configuration.nodes.push_back({70001, "big", {{0, "10.1.0.4"}}});
-    cluster_->members = {{1, 1}, {2, 1}, {70001, 1}};
+    cluster_->configuration.nodes.push_back({60000, "big", {{0, "10.1.0.4"}}});
+    cluster_->members = {{1, 1}, {2, 1}, {60000, 1}};
     cluster_->news.membership = true;
     cluster_->tell_reload();
     std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step);
     EXPECT_FALSE(step->configuration);
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
-    EXPECT_THAT(follower_.status().refused, HasSubstr("node 70001 has no number"));
-    EXPECT_THAT(lines().back(), HasSubstr("70001"));
+    EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
+    EXPECT_THAT(lines().back(), HasSubstr("60000"));
     // Its name in wispd's own file mends it.
-    settings_.names.nodes[70001] = 17;
+    settings_.names.nodes[60000] = 17;
     follower_.set(settings_);
     EXPECT_TRUE(is_readable());
     step = advance();
@@ -246,6 +246,53 @@ TEST_F(WispdEngineFollower, OtherNamesAreANewConfigurationAndTheSameAreNone) {
     const std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step && step->configuration);
     EXPECT_EQ(step->configuration->networks[0].name, "service");
+}
+
+TEST_F(WispdEngineFollower, NamesThatCannotBeTakenLeaveThoseInForceThatWereBefore) {
+    cluster_->configuration.nodes.push_back({60000, "big", {{0, "10.1.0.4"}}});
+    cluster_->members[60000] = 1;
+    settings_.names.nodes[60000] = 17;
+    follower_.set(settings_);
+    const std::optional<Engine_Step> first = advance();
+    ASSERT_TRUE(first);
+    EXPECT_THAT(first->liveness.nodes, ElementsAre(1, 2, 3, 17));
+    settings_.names.nodes.clear();
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
+    cluster_->tell_members({{1, 1}, {2, 1}, {60000, 1}});
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 17));
+}
+
+TEST_F(WispdEngineFollower, AConfigurationThatIsRefusedRightAfterTheFirstOneDoesNotHideIt) {
+    cluster_->on_configuration = [this] {
+        cluster_->on_configuration = nullptr;
+        cluster_->configuration.nodes.push_back({60000, "big", {{0, "10.1.0.4"}}});
+        cluster_->tell_reload();
+    };
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    ASSERT_TRUE(step->configuration);
+    EXPECT_EQ(step->configuration->nodes.size(), 3u);
+    EXPECT_THAT(follower_.status().refused, HasSubstr("60000"));
+}
+
+TEST_F(WispdEngineFollower, NamesThatAreRefusedLeaveNumbersAndNamesAsTheyWere) {
+    advance();
+    settings_.names.nodes[2] = 3;
+    settings_.names.networks[0] = "service";
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().refused, HasSubstr("nodes 2 and 3 would both have the number 3"));
+    cluster_->tell_members({{1, 1}, {2, 1}});
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144, 145));
 }
 
 TEST_F(WispdEngineFollower, AnotherLocalNodeIsRefused) {
@@ -407,35 +454,6 @@ TEST_F(WispdEngineEnd, AnotherConfigurationIsReadWithTheReturnAndTheSameIsNot) {
     EXPECT_EQ(step->configuration->nodes.size(), 2u);
 }
 
-TEST_F(WispdEngineEnd, NamesThatChangeMeanwhileAreInForceWithItsReturn) {
-    advance();
-    settings_.names.nodes[3] = 30;
-    follower_.set(settings_);
-    EXPECT_FALSE(advance());
-    start_engine();
-    cluster_->members = {{1, 1}, {3, 1}};
-    const std::optional<Engine_Step> step = advance(1s);
-    ASSERT_TRUE(step && step->configuration);
-    EXPECT_EQ(step->configuration->nodes[2].number, 30);
-    EXPECT_TRUE(step->liveness.nodes.contains(30));
-}
-
-TEST_F(WispdEngineFollower, ANumberThatIsTakenAwayLeavesTheConfigurationInForce) {
-    settings_.names.nodes[60000] = 17;
-    follower_.set(settings_);
-    cluster_->configuration.nodes.push_back({60000, "big", {{0, "10.1.0.4"}}});
-    cluster_->members[60000] = 1;
-    advance();
-    settings_.names.nodes.clear();
-    follower_.set(settings_);
-    EXPECT_FALSE(advance());
-    EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
-    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}});
-    const std::optional<Engine_Step> step = advance();
-    ASSERT_TRUE(step);
-    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
-}
-
 TEST_F(WispdEngineEnd, TheLocalAdaptersAreToldMeanwhile) {
     advance();
     cables_.cut["10.1.0.1"] = true;
@@ -443,6 +461,46 @@ TEST_F(WispdEngineEnd, TheLocalAdaptersAreToldMeanwhile) {
     ASSERT_TRUE(step);
     EXPECT_THAT(step->liveness.adapters, ElementsAre(49, 96, 97, 144, 145));
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+}
+
+TEST_F(WispdEngineEnd, OtherNamesAreTakenOverMeanwhileAndWhoIsAwaitedIsSoByThem) {
+    advance();
+    settings_.names.nodes[3] = 30;
+    settings_.names.networks[1] = "storage";
+    follower_.set(settings_);
+    EXPECT_TRUE(is_readable());
+    std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(step->configuration->nodes[2].number, 30);
+    EXPECT_EQ(step->configuration->networks[1].name, "storage");
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 30));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 1440, 1441));
+    EXPECT_THAT(follower_.status().awaited, ElementsAre(2, 30));
+    cluster_->runs = true;
+    EXPECT_FALSE(advance(100ms)); // it finds all again, under those names
+    EXPECT_THAT(follower_.status().awaited, IsEmpty());
+}
+
+TEST_F(WispdEngineEnd, NamesThatAreRefusedMeanwhileChangeNothing) {
+    advance();
+    settings_.names.nodes[1] = 7; // the local node
+    follower_.set(settings_);
+    EXPECT_FALSE(advance());
+    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node was 1 and now is 7"));
+    cluster_->runs = true;
+    EXPECT_FALSE(advance(100ms));
+    EXPECT_TRUE(follower_.status().connected);
+}
+
+TEST_F(WispdEngineEnd, WhoIsNotConfiguredAnyMoreIsNotAwaited) {
+    advance();
+    start_engine();
+    cluster_->configuration.nodes.pop_back();
+    const std::optional<Engine_Step> step = advance(100ms);
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97));
+    EXPECT_THAT(follower_.status().awaited, ElementsAre(2));
 }
 
 class WispdEngineAbsent : public WispdEngineFollower {};

@@ -2,6 +2,7 @@
 #ifndef WISPD_FAKE_ENGINE_H
 #define WISPD_FAKE_ENGINE_H
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,6 +50,7 @@ struct Fake_Cluster {
     wispd::Engine_Links links;
     wispd::Engine_News news;
     Bell bell;
+    std::function<void()> on_configuration; // when it has been read
 
     // Nodes 1 to 3 on links 0 and 1, all up; node 1 is the local one.
     static std::unique_ptr<Fake_Cluster> of_three() {
@@ -101,7 +103,11 @@ class Fake_Engine : public wispd::Engine {
     wispd::Engine_Configuration configuration() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
-        return cluster_.configuration;
+        const wispd::Engine_Configuration read = cluster_.configuration;
+        if (cluster_.on_configuration) {
+            std::function<void()>(cluster_.on_configuration)();
+        }
+        return read;
     }
     wispd::Engine_Members members() override {
         const std::lock_guard lock(cluster_.mutex);
