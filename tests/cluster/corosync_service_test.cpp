@@ -1,4 +1,5 @@
 // Clients in cluster-event mode over real engines, with and without a wispd to come from.
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 
@@ -101,6 +102,30 @@ TEST_F(CorosyncServiceTest, AReloadIsOneConfigurationWithWhoLeftAndWhoJoined) {
     ASSERT_TRUE(client.wait_told(mark, "configuration")) << client.account();
     hosts_.start(3);
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
+    EXPECT_THAT(client.objections(), IsEmpty());
+}
+
+TEST_F(CorosyncServiceTest, AClientThatReadsLateIsToldWhatWentAndCameBackMeanwhile) {
+    start_engines();
+    ServiceClientOnHost client(hosts_, 1, {EXAMPLE});
+    ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
+    const std::size_t mark = client.mark();
+    client.send_signal(SIGSTOP);
+    hosts_.kill(3);
+    ASSERT_TRUE(hosts_.wait_sees(1, {1, 2})) << hosts_.account();
+    hosts_.start(3);
+    ASSERT_TRUE(hosts_.wait_quorum()) << hosts_.account();
+    for (const int link : {0, 1}) {
+        ASSERT_TRUE(hosts_.wait_reaches(1, 3, link, true));
+    }
+    client.send_signal(SIGCONT);
+    ASSERT_TRUE(client.wait_told(mark, "join node 3")) << client.account();
+    ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
+    const std::vector<std::string> told = client.told_since(mark);
+    for (const char *once : {"death node 3", "join node 3", "death adapter 144", "join adapter 144",
+                             "death adapter 145", "join adapter 145"}) {
+        EXPECT_EQ(1, std::count(told.begin(), told.end(), once)) << once << "\n" << client.account();
+    }
     EXPECT_THAT(client.objections(), IsEmpty());
 }
 

@@ -71,6 +71,7 @@ class Recording {
               const ChildProcess::Environment &environment = {});
 
     pid_t pid() const { return process_->pid(); }
+    void send_signal(int signal) const { process_->send_signal(signal); }
     void order(const std::string &command) { process_->write_input(command + "\n"); }
     // The lines that came since the last call; waits for none.
     std::vector<std::string> new_lines();

@@ -38,7 +38,7 @@ class ServiceClientOnHost {
     // For messages.
     std::string account() const;
     bool running() { return recording_.running(); }
-    pid_t pid() const { return recording_.pid(); }
+    void send_signal(int signal) const { recording_.send_signal(signal); }
 
   private:
     void collect();
