@@ -38,7 +38,11 @@ class Engine {
     virtual Engine_News dispatch() = 0;
 
     virtual Engine_Configuration configuration() = 0;
+    // As they were told last. Asks nothing: the engine is slow to answer while it forms a membership, and who is to
+    // be told of it must not wait for that. How often one has joined is counted from what was told, therefore.
     virtual Engine_Members members() = 0;
+    // The same, with what the engine itself counts.
+    virtual Engine_Members count_joins() = 0;
     // Has to be asked for again and again: the engine tells of its links late.
     virtual Engine_Links links(const Engine_Configuration &of) = 0;
 };

@@ -131,10 +131,13 @@ class Engine_Connection final : public Engine {
     Engine_News dispatch() override;
     Engine_Configuration configuration() override;
     Engine_Members members() override;
+    Engine_Members count_joins() override;
     Engine_Links links(const Engine_Configuration &of) override;
 
   private:
     void await_members(int quorum);
+    uint32_t joins_of(uint32_t id);
+    void count_all_joins();
     void take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
     void track(const char *prefix);
     void on_key(std::string_view key, int32_t event, const cmap_notify_value &value);
@@ -144,8 +147,9 @@ class Engine_Connection final : public Engine {
     Quorum quorum_;
     Control control_;
     std::vector<int> descriptors_;
-    Engine_Members members_;
-    std::set<uint32_t> not_counted_; // members whose joins have to be asked for
+    std::set<uint32_t> members_;
+    std::map<uint32_t, uint32_t> joins_; // of members and of those who were
+    std::set<uint32_t> not_counted_;     // of whom that is supposed
     Engine_News news_;
     bool reload_is_over_ = false;
 };
@@ -183,6 +187,7 @@ Engine_Connection::Engine_Connection() {
     require(quorum_fd_get(quorum_.get(), &quorum), "waiting for its members");
     descriptors_ = {map, quorum};
     await_members(quorum);
+    count_all_joins();
 }
 
 // The first ones come by themselves, and this node is always one of them.
@@ -269,26 +274,46 @@ Engine_Configuration Engine_Connection::configuration() {
     return read;
 }
 
-// Whoever left is forgotten at once; how often a member has joined is asked for only when it does. The engine is slow
-// to answer while it forms a membership, and a death must not wait for that.
 void Engine_Connection::take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
-    std::erase_if(members_, [&](const auto &member) { return !members.contains(member.first); });
-    std::erase_if(not_counted_, [&](const uint32_t id) { return !members.contains(id); });
-    for (const uint32_t id : members) {
-        if (members_.try_emplace(id, 0).second || joined.contains(id)) {
-            not_counted_.insert(id);
-        }
+    for (const uint32_t id : joined) {
+        ++joins_[id];
+        not_counted_.insert(id);
     }
+    members_ = members;
     news_.membership = true;
 }
 
 Engine_Members Engine_Connection::members() {
-    for (const uint32_t id : not_counted_) {
-        const std::string key = text("runtime.members.", id, ".join_count");
-        members_[id] = static_cast<uint32_t>(value_of(map_, key).value_or(0));
+    Engine_Members supposed;
+    for (const uint32_t id : members_) {
+        supposed[id] = joins_[id];
     }
+    return supposed;
+}
+
+Engine_Members Engine_Connection::count_joins() {
+    for (const uint32_t id : std::exchange(not_counted_, {})) {
+        joins_[id] = joins_of(id);
+    }
+    return members();
+}
+
+uint32_t Engine_Connection::joins_of(uint32_t id) {
+    return static_cast<uint32_t>(value_of(map_, text("runtime.members.", id, ".join_count")).value_or(0));
+}
+
+// Also of those who have left.
+void Engine_Connection::count_all_joins() {
+    constexpr std::string_view prefix = "runtime.members.";
+    for_each_key(map_, prefix.data(), [&](std::string_view key) {
+        const std::vector<std::string_view> parts = parts_behind(prefix, key);
+        const std::optional<uint32_t> id =
+            parts.size() == 2 && parts[1] == "join_count" ? number_of(parts[0]) : std::nullopt;
+        if (id) {
+            joins_[*id] = joins_of(*id);
+        }
+    });
     not_counted_.clear();
-    return members_;
 }
 
 // Each is asked for by its name: walking through all that the engine counts of a link takes ten times as long.

@@ -108,26 +108,28 @@ void Engine_Follower::listen() {
         log_warning("engine: it refused to reload its configuration, which stays as it was");
     }
     if (news.membership) {
-        const Engine_Members before = std::exchange(members_, engine_->members());
-        const auto has_joined = [&before](const auto &member) {
-            const auto was = before.find(member.first);
-            return was == before.end() || was->second < member.second;
-        };
-        const bool anybody_joined = std::any_of(members_.begin(), members_.end(), has_joined);
-        has_lost_member_ = !anybody_joined &&
-                           std::any_of(before.begin(), before.end(),
-                                       [this](const auto &member) { return !members_.contains(member.first); });
-        if (anybody_joined) {
-            look_at_ = {}; // what was seen of its links is older than it is
-        }
+        take_members(engine_->members());
     }
     if (news.configuration || must_reread_) {
         log_info("engine: the configuration is read anew");
         Engine_Configuration read = engine_->configuration();
         must_reread_ = false;
         take_configuration(std::move(read), news.configuration);
+        // Who came with it is told with it.
         look_at_ = {};
+        must_count_joins_ = must_count_joins_ || std::exchange(has_news_of_members_, false);
     }
+}
+
+// The links of one that is another than before are not those that were seen.
+void Engine_Follower::take_members(const Engine_Members &now) {
+    std::erase_if(links_, [&](const auto &link) {
+        const auto was = members_.find(link.first.first);
+        const auto is = now.find(link.first.first);
+        return was != members_.end() && is != now.end() && was->second < is->second;
+    });
+    members_ = now;
+    has_news_of_members_ = true;
 }
 
 // One that has no place in the model leaves the one before in force, with the names that it has.
@@ -177,10 +179,14 @@ void Engine_Follower::renumber_held(const Engine_Configuration &next) {
 }
 
 void Engine_Follower::look_at_links(Time now) {
-    // A death is told before anything is asked that the engine may be slow to answer.
-    if (std::exchange(has_lost_member_, false)) {
+    // Who died or joined is told before anything is asked that the engine may be slow to answer.
+    if (std::exchange(has_news_of_members_, false)) {
+        must_count_joins_ = true;
         look_at_ = now;
     } else if (now >= look_at_) {
+        if (std::exchange(must_count_joins_, false)) {
+            members_ = engine_->count_joins();
+        }
         links_ = engine_->links(engine_configuration_);
         look_at_ = now + settings_.patience.poll;
     }

@@ -67,6 +67,7 @@ class Engine_Follower {
     // Is news: it is told also when it is what it was.
     void take_configuration(Engine_Configuration read, bool is_news);
     void renumber_held(const Engine_Configuration &next);
+    void take_members(const Engine_Members &now);
     void look_at_links(Time now);
     void lose(const std::string &why, Time now);
     void hold_who_is_up(Time now);
@@ -83,8 +84,9 @@ class Engine_Follower {
     Time retry_at_{};
     std::chrono::milliseconds retry_after_{};
     Time look_at_{};
-    bool has_lost_member_ = false; // since the last look
-    bool must_reread_ = false;     // the configuration
+    bool has_news_of_members_ = false; // that are not told yet
+    bool must_count_joins_ = false;    // how often they joined is only supposed
+    bool must_reread_ = false;         // the configuration
 
     Engine_Configuration engine_configuration_;  // the last one that could be taken over
     Engine_Names names_in_force_;                // it was translated with these

@@ -50,6 +50,7 @@ TEST_F(Corosync_Events, AMonitorIsReadableWhenTheEngineHasNewsAndWhileEventsAreH
     EXPECT_TRUE(is_readable(liveness));
     EXPECT_TRUE(is_readable(adapters)); // nobody knows yet whom it concerns
     EXPECT_EQ(NOTHING, read_adapter(adapters));
+    EXPECT_EQ(NOTHING, read_adapter(adapters)); // the links are looked at after the members
     EXPECT_FALSE(is_readable(adapters));
     EXPECT_TRUE(is_readable(liveness));
     EXPECT_EQ("down 2", read_node(liveness));

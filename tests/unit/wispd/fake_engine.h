@@ -45,6 +45,7 @@ struct Fake_Cluster {
     int connections = 0;
     int connections_open = 0;
     int looks_at_links = 0;
+    int counts_of_joins = 0;
     wispd::Engine_Configuration configuration;
     wispd::Engine_Members members;
     wispd::Engine_Links links;
@@ -112,6 +113,12 @@ class Fake_Engine : public wispd::Engine {
     wispd::Engine_Members members() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
+        return cluster_.members;
+    }
+    wispd::Engine_Members count_joins() override {
+        const std::lock_guard lock(cluster_.mutex);
+        check();
+        ++cluster_.counts_of_joins;
         return cluster_.members;
     }
     wispd::Engine_Links links(const wispd::Engine_Configuration &) override {
