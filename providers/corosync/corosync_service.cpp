@@ -231,7 +231,8 @@ void Corosync_Service::look() {
         take(*step);
     }
     if (peers_) {
-        for (const Peer_Change &change : peers_->advance(now, follower_->status().connected)) {
+        const auto is_awaited = [this](uint32_t id) { return is_node_awaited(id); };
+        for (const Peer_Change &change : peers_->advance(now, follower_->status().connected, is_awaited)) {
             tell(change);
         }
     }
@@ -305,6 +306,16 @@ void Corosync_Service::tell_nodes_as_they_are() {
                             node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN));
         }
     }
+}
+
+// Whether it counts as up although the engine that came back has not found it yet.
+bool Corosync_Service::is_node_awaited(uint32_t id) const {
+    const std::vector<int> &awaited = follower_->status().awaited;
+    return std::any_of(awaited.begin(), awaited.end(), [&](int number) {
+        const auto &names = follower_->settings().names.nodes;
+        const auto named = names.find(id);
+        return named != names.end() ? named->second == number : id == static_cast<uint32_t>(number);
+    });
 }
 
 // A node that is down has its own event; that its programs are gone with it is no other news.

@@ -63,6 +63,7 @@ class Corosync_Service {
 
     void tell(const mox_service::Told &told);
     void tell(const Peer_Change &change);
+    bool is_node_awaited(uint32_t id) const;
     void tell_configuration(const mox_service::Told &told);
     void tell_nodes_as_they_are();
     void hold(const mox_service::Told &told);

@@ -3,6 +3,7 @@
 #define MOX_COROSYNC_PEER_WATCH_H
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <set>
 #include <vector>
@@ -26,17 +27,23 @@ class Peer_Watch {
 
     // Readable when advance() has something to do. Stays the same.
     int descriptor() const { return wait_point_.descriptor(); }
-    // Who has come and gone since the last call, in order. While the engine is gone nobody does.
-    std::vector<Peer_Change> advance(Time now, bool engine_runs);
+    // Who has come and gone since the last call, in order. While the engine is gone nobody does, and whose node it has
+    // yet to find again is not gone by that.
+    std::vector<Peer_Change> advance(Time now, bool engine_runs,
+                                     const std::function<bool(uint32_t node_id)> &is_awaited);
 
   private:
+    void compare(const Peers &peers, const std::function<bool(uint32_t)> &is_awaited,
+                 std::vector<Peer_Change> &changes);
     void lose(Time now);
 
     Peer_Join join_;
     wispd::Wait_Point wait_point_;
     std::unique_ptr<Peer_Group> group_;
     Time retry_at_{};
+    bool is_first_ = false; // of the group that was joined last
     std::set<uint32_t> present_;
+    std::set<uint32_t> missing_; // were present before, and have yet to be found or told gone
 };
 
 } // namespace mox_corosync

@@ -51,6 +51,28 @@ class Corosync_Peers : public Corosync_Service_Test {
         return {"grpd", [this] { return std::make_unique<Fake_Peer_Group>(group_); }};
     }
 
+    // The others count as up until the grace ends.
+    void engine_restarts_alone() {
+        engine_ends();
+        group_.stands = false;
+        group_.bell.ring();
+        EXPECT_EQ("1 up, 2 up, 3 up", nodes());
+        EXPECT_EQ(1, local_node()); // looks
+        cluster_->runs = group_.stands = true;
+        cluster_->members = {{1, 1}};
+        group_.news = {{{1}, {}}};
+    }
+
+    // Whether nothing is told until it has.
+    bool rejoins(const UniqueFd &monitor) {
+        bool told = false;
+        return wait_until([&] {
+                   told = told || read_peer(monitor) != NOTHING;
+                   return told || (group_.joined == 2 && group_.news.empty());
+               }) &&
+               !told;
+    }
+
     Fake_Group group_;
 };
 
@@ -119,6 +141,47 @@ TEST_F(Corosync_Peers, TheGroupIsJoinedAgainWhenItIsLost) {
     EXPECT_TRUE(wait_until([&] { return (told = read_peer(monitor)) != NOTHING; }));
     EXPECT_EQ("down 2 grpd", told);
     EXPECT_EQ(2, group_.joined);
+}
+
+// Its group then begins with itself alone, as it does.
+TEST_F(Corosync_Peers, AnEngineThatComesBackAndFindsThemAgainIsNoNews) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    engine_restarts_alone();
+    ASSERT_TRUE(rejoins(monitor));
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    group_.tell({{1, 2, 3}, {}});
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}});
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    group_.tell({{1, 3}, {}});
+    EXPECT_EQ("down 2 grpd", read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, WhoHasEndedMeanwhileIsToldWhenItsNodeIsFoundAgain) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    engine_restarts_alone();
+    ASSERT_TRUE(rejoins(monitor));
+    group_.tell({{1, 3}, {}});
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 1}});
+    EXPECT_EQ("down 2 grpd", read_peer(monitor));
+    EXPECT_EQ(NOTHING, read_peer(monitor));
+    group_.tell({{1, 2, 3}, {}});
+    EXPECT_EQ("up 2 grpd", read_peer(monitor));
+}
+
+TEST_F(Corosync_Peers, WhoWasNotThereAtFirstAndThenWasIsNoNewsHoweverLateItIsRead) {
+    group_.news = {{{1, 2, 3}, {}}};
+    start(peers());
+    const UniqueFd monitor = open("peer_gs_liveness");
+    engine_restarts_alone();
+    cluster_->members = {{1, 1}, {2, 1}, {3, 1}};
+    group_.news = {{{1}, {}}, {{1, 2, 3}, {}}};
+    ASSERT_TRUE(rejoins(monitor));
+    EXPECT_EQ(NOTHING, read_peer(monitor));
 }
 
 TEST_F(Corosync_Peers, TheGroupIsJoinedWhenTheEngineRuns) {
