@@ -60,7 +60,7 @@ Followed begin_to_follow(const Start &start) {
     if (start.file.engine) {
         try {
             followed.follower = start.follow_engine(*start.file.engine);
-            followed.first = await_engine(*followed.follower);
+            followed.first = await_engine(followed.follower);
         } catch (const std::runtime_error &error) {
             throw Start_Failure(error.what());
         }

@@ -77,6 +77,18 @@ bool wait_count(ClientOnHost &client, std::size_t mark, std::size_t count) {
     return client.wait_for([&] { return told_since(client, mark).size() >= count; });
 }
 
+TEST_F(WispdOnCorosyncTest, AnEngineThatAnswersNothingIsNotWaitedForLongerThanOneThatDoesNotRun) {
+    Hosts hosts(1);
+    hosts.start(1);
+    ASSERT_TRUE(hosts.wait_quorum());
+    hosts.engine(1).send_signal(SIGSTOP);
+    WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 1}));
+    wispd.launch();
+    EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
+    EXPECT_THAT(wispd.log(), HasSubstr("wispd: the cluster engine runs, but does not answer"));
+    hosts.engine(1).send_signal(SIGCONT);
+}
+
 TEST_F(WispdOnCorosyncTest, TheFirstTableHasTheEnginesNodesNamesAddressesAndLinks) {
     EngineCluster &cluster = start(3);
     ClientOnHost &client = cluster.client(2);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -29,6 +30,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
 constexpr std::chrono::seconds SILENT_AFTER(2);
+constexpr std::chrono::seconds FIRST_ANSWER_LATEST(3);
 constexpr std::chrono::seconds END_AFTER(1);
 constexpr int LOOKS_UNTIL_BELIEVED = 2;
 
@@ -97,9 +99,7 @@ template <typename Tell> void follow(Shared &shared, Tell tell) {
     shared.ended.notify_all();
 }
 
-} // namespace
-
-Engine_Step await_engine(Engine_Follower &follower) {
+Engine_Step first_step(Engine_Follower &follower) {
     const Clock::time_point until = Clock::now() + follower.settings().patience.grace;
     while (true) {
         if (std::optional<Engine_Step> step = follower.advance(Clock::now())) {
@@ -116,6 +116,40 @@ Engine_Step await_engine(Engine_Follower &follower) {
         pollfd waiting{follower.descriptor(), POLLIN, 0};
         poll(&waiting, 1, static_cast<int>(left.count()));
     }
+}
+
+// Of the thread that waits for the first step, and of who waits for the thread.
+struct First_Step {
+    explicit First_Step(std::unique_ptr<Engine_Follower> the_follower) : follower(std::move(the_follower)) {}
+
+    std::unique_ptr<Engine_Follower> follower;
+    std::promise<Engine_Step> step;
+};
+
+} // namespace
+
+// An engine that is held up keeps whoever asks it, so that a thread does, which can be left behind.
+Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
+    const std::chrono::milliseconds longest = follower->settings().patience.grace + FIRST_ANSWER_LATEST;
+    const auto first = std::make_shared<First_Step>(std::move(follower));
+    std::future<Engine_Step> step = first->step.get_future();
+    std::thread thread = [&first] {
+        const Signals_Blocked blocked;
+        return std::thread([first] {
+            try {
+                first->step.set_value(first_step(*first->follower));
+            } catch (...) {
+                first->step.set_exception(std::current_exception());
+            }
+        });
+    }();
+    if (step.wait_for(longest) == std::future_status::timeout) {
+        thread.detach();
+        throw std::runtime_error("the cluster engine runs, but does not answer; find what holds Corosync up");
+    }
+    thread.join();
+    follower = std::move(first->follower);
+    return step.get();
 }
 
 class Engine_Source::Impl {

@@ -16,9 +16,10 @@ class io_context;
 
 namespace wispd {
 
-// Waits, without an event loop, for the engine's first word; as long as the grace at most. Throws
-// std::runtime_error, which says what is wrong with the engine or its configuration.
-Engine_Step await_engine(Engine_Follower &follower);
+// Waits, without an event loop, for the engine's first word; as long as the grace at most, and for the answer to a
+// question a little longer. Throws std::runtime_error, which says what is wrong with the engine or its configuration;
+// with an engine that answers nothing the follower is lost.
+Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower);
 
 class Engine_Source {
   public:

@@ -29,7 +29,7 @@ class WispdEngineSource : public testing::Test {
 
     void begin() {
         std::unique_ptr<Engine_Follower> made = follower();
-        const Engine_Step first = wispd::await_engine(*made);
+        const Engine_Step first = wispd::await_engine(made);
         source_.emplace(context_, std::move(made), first, [this](const Engine_Step &step) {
             steps_.push_back(step);
             loop_ = std::this_thread::get_id();
@@ -115,9 +115,9 @@ TEST_F(WispdEngineSource, TheEndDoesNotWaitForAnEngineThatIsHeldUp) {
 class WispdEngineStart : public WispdEngineSource {
   protected:
     std::string failure() {
-        const std::unique_ptr<Engine_Follower> made = follower();
+        std::unique_ptr<Engine_Follower> made = follower();
         try {
-            wispd::await_engine(*made);
+            wispd::await_engine(made);
         } catch (const std::runtime_error &error) {
             return error.what();
         }
@@ -130,6 +130,19 @@ TEST_F(WispdEngineStart, AnEngineThatDoesNotRunIsWaitedForAsLongAsTheGrace) {
     cluster_->runs = false;
     EXPECT_EQ(failure(), "it does not run; start Corosync, or look into its log");
     EXPECT_GT(cluster_->connections, 1);
+}
+
+TEST_F(WispdEngineStart, AnEngineThatIsHeldUpIsNotWaitedForLonger) {
+    settings_.patience.grace = 0ms;
+    {
+        const std::unique_lock held(cluster_->mutex);
+        EXPECT_EQ(failure(), "the cluster engine runs, but does not answer; find what holds Corosync up");
+    }
+    // The thread that was left behind ends with the answer, and what it used goes with it.
+    EXPECT_TRUE(run_until([this] {
+        const std::lock_guard lock(cluster_->mutex);
+        return cluster_->connections == 1 && cluster_->connections_open == 0;
+    }));
 }
 
 TEST_F(WispdEngineStart, AConfigurationThatCannotBeTakenEndsItAtOnce) {
