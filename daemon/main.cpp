@@ -1,4 +1,5 @@
 // wispd, the heartbeat daemon.
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -34,6 +35,14 @@ struct Options {
 
 void say(const std::string &line) {
     std::fputs(text("wispd: ", line, "\n").c_str(), stderr);
+}
+
+// A reload that is asked for while wispd starts, which can take as long as its cluster engine does, comes after that.
+void hold_reloads(int how) {
+    sigset_t reload;
+    sigemptyset(&reload);
+    sigaddset(&reload, SIGHUP);
+    pthread_sigmask(how, &reload, nullptr);
 }
 
 void add_options(CLI::App &app, Options &options) {
@@ -103,6 +112,7 @@ int serve(const Options &options, wispd::Start start) {
         choose_log(options, start.file.daemon);
         wispd::Daemon daemon(std::move(start));
         started = true;
+        hold_reloads(SIG_UNBLOCK);
         if (detachment) {
             detachment->ready();
             detachment.reset();
@@ -138,6 +148,7 @@ int main(int argc, char **argv) {
         }
         return is_misuse ? USAGE : 0;
     }
+    hold_reloads(SIG_BLOCK);
     wispd::Start start;
     try {
         start = read_start(options);

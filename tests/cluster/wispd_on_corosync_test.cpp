@@ -77,6 +77,17 @@ bool wait_count(ClientOnHost &client, std::size_t mark, std::size_t count) {
     return client.wait_for([&] { return told_since(client, mark).size() >= count; });
 }
 
+TEST_F(WispdOnCorosyncTest, AReloadThatIsAskedForBeforeTheEngineIsThereComesAfterTheStart) {
+    Hosts hosts(1);
+    WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 120}));
+    wispd.launch();
+    ASSERT_TRUE(wispd.wait_logged("engine: cannot be reached")) << wispd.log();
+    wispd.send_signal(SIGHUP);
+    hosts.start(1);
+    EXPECT_TRUE(wispd.wait_logged("loaded ")) << wispd.log();
+    EXPECT_TRUE(wispd.stop()) << wispd.log();
+}
+
 TEST_F(WispdOnCorosyncTest, AnEngineThatAnswersNothingIsNotWaitedForLongerThanOneThatDoesNotRun) {
     Hosts hosts(1);
     hosts.start(1);
