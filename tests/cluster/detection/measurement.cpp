@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 constexpr int WATCHING = 1;
 constexpr unsigned LINKS = 2;
-// The engine gives a link that came up ten times its timeout, and a tenth of that less every second.
+// The engine gives a link that has just come up more time than its timeout, for about ten seconds.
 constexpr milliseconds UNTIL_A_LINK_IS_OLD{12000};
 
 // The clock of the client's and the observer's lines.
