@@ -184,6 +184,30 @@ TEST_F(ExplanationTest, AnEngineThatWasThereForLongWasFound) {
     EXPECT_THAT(faults(), ElementsAre(HasSubstr("node 2"), HasSubstr("adapter 96")));
 }
 
+TEST_F(ExplanationTest, ALinkThatWentRightBeforeTheEngineMayBeHeldForUp) {
+    engine({"19.9 link 2 0 0 1", "20.0 gone"});
+    engine(ENGINE_BACK_AT_25);
+    engine({"26.0 link 2 0 1 0", "26.0 link 3 0 1 0", "26.5 members 1 2 3 joined 2 3 left"});
+    EXPECT_THAT(faults(), IsEmpty());
+    client({"19.95 event 3 death adapters 96@1", "26.1 event 4 join adapters 96@2"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
+TEST_F(ExplanationTest, ALinkThatCameRightBeforeTheEngineWentMayNotBeKnown) {
+    engine({"15.0 link 2 0 0 1", "19.9 link 2 0 1 1", "20.0 gone"});
+    engine(ENGINE_BACK_AT_25);
+    engine({"28.0 link 2 0 1 0", "26.0 link 3 0 1 0", "26.5 members 1 2 3 joined 2 3 left"});
+    client({"15.1 event 3 death adapters 96@1", "28.1 event 4 join adapters 96@2"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
+TEST_F(ExplanationTest, ALinkThatWentLongBeforeTheEngineWasTold) {
+    engine({"18.0 link 2 0 0 1", "20.0 gone"});
+    engine(ENGINE_BACK_AT_25);
+    engine({"26.0 link 2 0 1 0", "26.0 link 3 0 1 0", "26.5 members 1 2 3 joined 2 3 left"});
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("adapter 96")));
+}
+
 // ---- Configurations ----
 
 TEST_F(ExplanationTest, EachReloadIsOneUpdate) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <sstream>
 
 #include "tests/cluster/told.h"
@@ -243,7 +244,8 @@ struct Witness::Hold {
     bool is_there = false;
     double from = 0;    // the end of the grace, which may be that of an earlier end of the engine ...
     double to = 0;      // ... or of the newest
-    bool loose = false; // by an engine that the daemon may never have found
+    bool loose = false; // the daemon may not have known of it
+    std::optional<std::size_t> late_up; // the turn up right before the engine's end
 };
 
 Turns Witness::signal(const Key &key, double since, const Patience &patience) const {
@@ -252,6 +254,8 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
     bool up = false;
     Hold hold;
     double may_still_be_held_until = 0; // in a moment that the daemon may have missed
+    double may_be_held_down_until = 0;  // went down so shortly before the engine's end that it is held for up
+    std::optional<std::size_t> late_up;
     const auto expire = [&](double now) {
         if (hold.is_there && hold.to <= now) {
             turns.push_back({hold.from, false, hold.to, hold.loose});
@@ -274,29 +278,39 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
         for (const auto &[at, now_up] : steps) {
             expire(at);
             const bool in_blindness = at <= blind && blind > life.since;
+            const bool at_the_end = is_held && life.gone - at < patience.unseen;
             const double latest = std::max(at, blind);
             if (now_up && hold.is_there) {
                 if (latest + patience.early >= hold.from) {
                     turns.push_back({hold.from, false, hold.to, true});
                     turns.push_back({std::max(at, hold.from), true, std::max(latest, hold.to), true});
                 }
+                if (hold.late_up) {
+                    turns[*hold.late_up].latest = latest;
+                }
                 may_still_be_held_until = hold.to;
                 hold = {};
             } else if (now_up && !up) {
-                turns.push_back({at, true, latest, in_blindness});
+                late_up = at_the_end ? std::optional(turns.size()) : std::nullopt;
+                turns.push_back({at, true, latest, in_blindness || at_the_end || at <= may_be_held_down_until});
             } else if (!now_up && up && !hold.is_there) {
-                turns.push_back(
-                    {at, false, in_blindness ? std::max(latest, may_still_be_held_until) : at, in_blindness});
+                may_be_held_down_until = at_the_end ? life.gone + patience.grace : 0;
+                const double held_until = std::max(may_still_be_held_until, may_be_held_down_until);
+                turns.push_back({at, false, in_blindness || at_the_end ? std::max(latest, held_until) : at,
+                                 in_blindness || at_the_end});
             }
             up = now_up || hold.is_there;
         }
         expire(life.gone == NEVER ? -NEVER : life.gone);
+        if (!up || hold.is_there) {
+            late_up.reset();
+        }
         if (is_held && up && !hold.is_there && life.gone != NEVER) {
             const double end = life.gone + patience.grace;
             const bool missed = is_missed(i, since, patience);
             const bool held_before = missed && may_still_be_held_until > 0;
             hold = Hold{true, held_before ? std::min(may_still_be_held_until, end) : end, end,
-                        missed && !held_before};
+                        (missed && !held_before) || late_up, late_up};
         }
     }
     expire(NEVER);
