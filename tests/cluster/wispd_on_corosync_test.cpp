@@ -397,7 +397,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpHoldsUpNoClient) {
     ClientOnHost another(cluster.hosts(), 1);
     EXPECT_TRUE(another.wait_for([&] { return another.table().connected(); }));
     ASSERT_TRUE(client.wait_up({1}, {48, 49})) << cluster.wispd(1).log();
-    EXPECT_EQ(cluster.wispd(1).state().at("source").at("engine"), "gone");
+    EXPECT_EQ(cluster.wispd(1).state().at("source").at("engine"), "silent");
     cluster.hosts().engine(1).send_signal(SIGCONT);
     ASSERT_TRUE(client.wait_up({1, 2, 3}, {48, 49, 96, 97, 144, 145})) << cluster.account();
     EXPECT_THAT(told_since(client, mark),
@@ -426,6 +426,21 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     }));
     EXPECT_THAT(told_of("node", client, mark), IsEmpty());
     EXPECT_TRUE(client.table().connected());
+}
+
+TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent) {
+    EngineCluster &cluster = start(3, {100, 60});
+    const auto is_engine = [](const std::string &state) {
+        return [state](const nlohmann::json &now) { return now.at("source").at("engine") == state; };
+    };
+    const std::size_t mark = cluster.client(2).mark();
+    cluster.hosts().engine(1).send_signal(SIGSTOP);
+    EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("silent"))); // and wispd answers
+    EXPECT_TRUE(wait_all_told(cluster.client(2), mark, {"death node 1"}));
+    cluster.hosts().engine(1).send_signal(SIGCONT);
+    EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("connected")));
+    EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
+    EXPECT_TRUE(cluster.wispd(1).wait_logged("engine: it answers again"));
 }
 
 TEST_F(WispdOnCorosyncTest, AfterTheGraceTheOthersAreDeadAndOnReturnTheyJoin) {

@@ -32,7 +32,7 @@ constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::chrono::seconds FIRST_ANSWER_LATEST(3);
 constexpr std::chrono::seconds END_AFTER(1);
-constexpr int LOOKS_UNTIL_BELIEVED = 2;
+constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as a membership takes to be formed anew
 
 // What the thread and the loop share; whoever of them is the last removes it.
 struct Shared {
