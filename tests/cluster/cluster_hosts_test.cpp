@@ -1,4 +1,6 @@
 // The program cluster_hosts, as a script uses it.
+#include <unistd.h>
+
 #include <csignal>
 #include <sstream>
 
@@ -127,6 +129,26 @@ TEST_F(ClusterHostsTest, ASignalTakesAllDownAsTheEndOfInputDoes) {
     const std::set<std::string> namespaces = namespaces_entered(wait_ready(program));
     ASSERT_THAT(processes_in(namespaces), testing::SizeIs(4)); // a holder and an engine each
     program.send_signal(SIGTERM);
+    const std::optional<ChildEnd> end = program.wait();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->exit_status, 0);
+    EXPECT_THAT(processes_in(namespaces), testing::IsEmpty());
+}
+
+// As Ctrl-C in a terminal does.
+TEST_F(ClusterHostsTest, ASignalToItAndItsHoldersTogetherEndsAlsoWhatSomebodyElseRunsInAHost) {
+    ChildProcess program({"setsid", PROGRAM, "--hosts", "2", "--links", "1", "--no-engines"});
+    const auto entries = wait_ready(program);
+    ASSERT_EQ(entries.size(), 2U);
+    const std::set<std::string> namespaces = namespaces_entered(entries);
+    std::vector<std::string> words = entries[1];
+    words.insert(words.end(), {"sh", "-c", "echo inside; exec cat"});
+    ChildProcess inside(words);
+    ASSERT_EQ(inside.read_line(), "inside");
+    ASSERT_THAT(processes_in(namespaces), testing::SizeIs(3));
+    ASSERT_GT(program.pid(), 1);
+    ASSERT_EQ(getpgid(program.pid()), program.pid());
+    ASSERT_EQ(kill(-program.pid(), SIGTERM), 0);
     const std::optional<ChildEnd> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0);

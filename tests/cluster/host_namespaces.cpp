@@ -11,11 +11,13 @@
 namespace hb_test {
 namespace {
 
-// A holder waits for the end of its input, which comes when its starter is gone in whatever way.
-const char *const HOST_SCRIPT = "mount -t tmpfs -o mode=755 tmpfs /run && mkdir -p /run/lock && "
-                                "mount -t tmpfs -o mode=1777 tmpfs /dev/shm && "
-                                "hostname \"$1\" && ip link set lo up && echo ready && exec cat >/dev/null";
-const char *const SWITCH_SCRIPT = "echo ready && exec cat >/dev/null";
+// A holder waits for the end of its input, which comes when its starter is gone in whatever way. Ctrl-C and timeout(1)
+// signal it together with its starter, which could then not name the namespaces any more to end what runs in them.
+const char *const HOST_SCRIPT =
+    "trap '' INT TERM HUP; mount -t tmpfs -o mode=755 tmpfs /run && mkdir -p /run/lock && "
+    "mount -t tmpfs -o mode=1777 tmpfs /dev/shm && "
+    "hostname \"$1\" && ip link set lo up && echo ready && exec cat >/dev/null";
+const char *const SWITCH_SCRIPT = "trap '' INT TERM HUP; echo ready && exec cat >/dev/null";
 
 std::string end_of_line_removed(std::string text) {
     while (!text.empty() && text.back() == '\n') {
