@@ -105,7 +105,7 @@ void Engine_Follower::connect(Time now) {
 void Engine_Follower::listen() {
     const Engine_News news = engine_->dispatch();
     if (news.refused_reload) {
-        log_warning("engine: it refused to reload its configuration, which stays as it was");
+        log_warning("engine: it refused to reload its configuration, which stays as it was; its log says why");
     }
     if (news.membership) {
         take_members(engine_->members());
@@ -149,7 +149,8 @@ void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news
         status_.refused.clear();
     } catch (const Engine_Refused &refused) {
         status_.refused = refused.what();
-        log_error(text("engine: its configuration is refused: ", refused.what()));
+        log_error(text("engine: its configuration is refused: ", refused.what(),
+                       configuration_ ? "; the one before stays in force" : ""));
     }
 }
 

@@ -238,7 +238,8 @@ TEST_F(WispdEngineFollower, ARefusedReloadIsOnlyLogged) {
     advance();
     cluster_->news.refused_reload = true;
     EXPECT_FALSE(advance());
-    EXPECT_THAT(lines().back(), HasSubstr("refused to reload its configuration"));
+    EXPECT_THAT(lines().back(),
+                HasSubstr("refused to reload its configuration, which stays as it was; its log says why"));
 }
 
 TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
@@ -253,6 +254,7 @@ TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
     EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
     EXPECT_THAT(lines().back(), HasSubstr("60000"));
+    EXPECT_THAT(lines().back(), HasSubstr("; the one before stays in force"));
     // Its name in wispd's own file mends it.
     settings_.names.nodes[60000] = 17;
     follower_.set(settings_);
