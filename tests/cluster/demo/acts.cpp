@@ -76,10 +76,11 @@ std::vector<Act> acts() {
     constexpr int KILLED = 3;
     return {
         {"The cable between host2 and link1 is cut",
-         "host2 sees its own end of it at once. Whoever sent on link1 misses the answers; link0 carries on.",
+         "host2 sees its own end of it at once, and then misses everybody's answers on link1. The others miss\n"
+         "those of host2 alone. link0 carries on.",
          "link1 of host2 cut", [](Hosts &hosts) { hosts.cut(CUT, CUT_LINK); }, Told::death,
          told_of_link(CUT, CUT_LINK)},
-        {"The cable is mended", "The next answer tells that the link works again.", "link1 of host2 mended",
+        {"The cable is mended", "After two answers a link works again.", "link1 of host2 mended",
          [](Hosts &hosts) { hosts.restore(CUT, CUT_LINK); }, Told::join, told_of_link(CUT, CUT_LINK)},
         {"The engine of host3 is killed with SIGKILL",
          "The others miss its answers first, then the engines decide that node 3 is no member. On host3 wispd\n"
