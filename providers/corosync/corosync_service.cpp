@@ -252,6 +252,7 @@ void Corosync_Service::begin_whole_reading() {
         return;
     }
     look();
+    look(); // at what the first look put off, so that who died or joined was told sooner
     known_ = cluster_.picture();
     monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) { return !is_node_so(event, known_); });
     monitors_.take_back(ADAPTER_LIVENESS,

@@ -109,6 +109,17 @@ TEST_F(Corosync_Queries, AskingForTheClusterItselfLooks) {
     EXPECT_EQ("down 3", read_node(liveness));
 }
 
+// A death that is found by it is told before the links are looked at; they are part of the whole all the same.
+TEST_F(Corosync_Queries, AWholeReadingIsOfNodesAndLinksAtTheSameTime) {
+    start(std::nullopt, std::chrono::seconds(100), std::chrono::milliseconds(1));
+    const UniqueFd liveness = open("node_liveness");
+    link(2, 1, false);
+    node_dies(3);
+    EXPECT_EQ(1, local_node());
+    EXPECT_EQ("1 up, 2 up, 3 down", nodes());
+    EXPECT_EQ("1 knet0 up, 1 knet1 up, 2 knet0 up, 2 knet1 down, 3 knet0 down, 3 knet1 down", interfaces());
+}
+
 TEST_F(Corosync_Queries, NothingMovesWhileAnEventIsHandled) {
     start();
     const UniqueFd liveness = open("node_liveness");
