@@ -260,5 +260,30 @@ TEST_F(CorosyncServiceTest, AMembershipDaemonThatEndsIsTheDeathOfItsNodeForItsPe
     EXPECT_THAT(stranger.told_since(mark_of_stranger), IsEmpty());
 }
 
+TEST_F(CorosyncServiceTest, AnEngineThatRestartsIsNoDeathOfPeersAndTheirEndIsToldAllTheSame) {
+    start_engines();
+    std::ofstream(hosts_.places().outside(1, "/run/patient.toml"))
+        << "[source]\ntype = \"corosync\"\ngrace_seconds = 60\n";
+    const ChildProcess::Environment peers = {{"HB_MOX_COROSYNC_PEERS", "grpd"},
+                                             {"HB_MOX_COROSYNC_CONFIG", "/run/patient.toml"}};
+    ServiceClientOnHost first(hosts_, 1, {EXAMPLE}, peers);
+    auto second = std::make_unique<ServiceClientOnHost>(hosts_, 2, std::vector<std::string>{EXAMPLE},
+                                                        ChildProcess::Environment{peers.front()});
+    for (ServiceClientOnHost *client : {&first, second.get()}) {
+        ASSERT_TRUE(client->wait_up(ALL_NODES, ALL_ADAPTERS)) << client->account();
+    }
+    const std::size_t mark = first.mark();
+    hosts_.kill(1);
+    hosts_.start(1);
+    ASSERT_TRUE(hosts_.wait_quorum()) << hosts_.account();
+    second.reset(); // killed
+    ASSERT_TRUE(first.wait_told(mark, "death node 2")) << first.account();
+    ServiceClientOnHost again(hosts_, 2, {EXAMPLE}, {peers.front()});
+    ASSERT_TRUE(first.wait_told(mark, "join node 2")) << first.account();
+    std::vector<std::string> nodes = first.told_since(mark);
+    std::erase_if(nodes, [](const std::string &told) { return told.find(" node ") == std::string::npos; });
+    EXPECT_THAT(nodes, ElementsAre("death node 2", "join node 2")) << first.account();
+}
+
 } // namespace
 } // namespace hb_test
