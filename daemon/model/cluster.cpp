@@ -120,7 +120,8 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
 
 void Cluster::check_is_told_here() const {
     if (engine_tells_) {
-        throw Refused("who is configured and who is up in this cluster is told by its engine");
+        throw Refused("who is configured and who is up in this cluster is told by its engine: stop or start "
+                      "Corosync on the node, or change its configuration");
     }
 }
 

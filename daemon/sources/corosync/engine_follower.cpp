@@ -92,14 +92,15 @@ void Engine_Follower::connect(Time now) {
     engine_ = connect_();
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
-    take_configuration(engine_->configuration(), false);
+    Engine_Configuration read = engine_->configuration();
+    log_info(text("engine: connected to Corosync, ", members_.size(), " members"));
+    take_configuration(std::move(read), false);
     must_reread_ = false;
     look_at_ = now;
     retry_after_ = FIRST_RETRY;
     status_.connected = true;
     status_.trouble.clear();
     status_.attempts = 0;
-    log_info(text("engine: connected to Corosync, ", members_.size(), " members"));
 }
 
 void Engine_Follower::listen() {
@@ -201,7 +202,7 @@ void Engine_Follower::lose(const std::string &why, Time now) {
     members_.clear();
     links_.clear();
     if (std::exchange(status_.connected, false)) {
-        log_warning(text("engine: gone (", why, "); clients stay, and the other nodes count as dead in ",
+        log_warning(text("engine: gone (", why, "); the other nodes count as dead in ",
                          seconds_of(settings_.patience.grace), " s unless it comes back"));
         hold_who_is_up(now);
     } else if (status_.trouble.empty()) {
