@@ -52,3 +52,15 @@ hb_add_test(
   cluster_programs_support
   LABELS
   cluster)
+
+if(TARGET hb_corosync_libs)
+  hb_add_test(
+    netlink_interfaces_test
+    SOURCES
+    ${cluster_dir}/netlink_interfaces_test.cpp
+    LIBS
+    cluster_test_support
+    wispd_engine
+    LABELS
+    cluster)
+endif()

@@ -6,6 +6,8 @@
 #include <string>
 #include <system_error>
 
+#include <sys/socket.h>
+
 #include <linux/if.h>
 
 #include <netlink/cache.h>
@@ -74,12 +76,18 @@ class Netlink_Interfaces final : public Local_Interfaces {
         }
     }
 
+    // The cache has an interface once more for each protocol family that told of it, as IPv6 does when a carrier is
+    // back; only the one of no family is told of what happens from then on.
     bool works(int index) const {
-        rtnl_link *const link = rtnl_link_get(links_, index);
-        const unsigned needed = IFF_UP | IFF_LOWER_UP;
-        const bool is_up = link != nullptr && (rtnl_link_get_flags(link) & needed) == needed;
-        rtnl_link_put(link);
-        return is_up;
+        constexpr unsigned needed = IFF_UP | IFF_LOWER_UP;
+        for (nl_object *object = nl_cache_get_first(links_); object != nullptr;
+             object = nl_cache_get_next(object)) {
+            auto *const link = reinterpret_cast<rtnl_link *>(object);
+            if (rtnl_link_get_ifindex(link) == index && rtnl_link_get_family(link) == AF_UNSPEC) {
+                return (rtnl_link_get_flags(link) & needed) == needed;
+            }
+        }
+        return false;
     }
 
     void reread() {
