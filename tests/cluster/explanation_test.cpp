@@ -222,6 +222,11 @@ TEST_F(ExplanationTest, EachReloadIsOneUpdate) {
     EXPECT_THAT(faults(), ElementsAre(HasSubstr("configurations do not match")));
 }
 
+TEST_F(ExplanationTest, AReloadWithoutTheLocalNodeIsNone) {
+    engine({"20.0 configuration 2,b,10.0.0.2 3,c,10.0.0.3"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
 TEST_F(ExplanationTest, ARefusedReloadIsNone) {
     engine({"20.0 reload refused"});
     EXPECT_THAT(faults(), IsEmpty());

@@ -126,6 +126,9 @@ void Witness::take_configuration(double at, const Words &words) {
         }
     }
     good_reloads_ += lives_.back().ready ? 1 : 0;
+    if (told.nodes.count(local_node_) == 0) {
+        return; // a daemon stays with what it had: there has to be a node that it runs on
+    }
     lives_.back().configurations.push_back(told);
     configured_ = told.nodes;
     ever_configured_.insert(configured_.begin(), configured_.end());
