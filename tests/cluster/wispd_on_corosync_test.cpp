@@ -522,6 +522,8 @@ TEST_F(WispdOnCorosyncTest, AClientOfTheOtherAbiIsToldTheSame) {
     EXPECT_EQ(other.own_table(), cluster.client(1).own_table());
     EXPECT_THAT(other.table().objections(), IsEmpty());
     cluster.collect();
+    // What a client was told, the observer beside it may not have been told yet.
+    ASSERT_TRUE(cluster.wait_agreement()) << cluster.account();
     EXPECT_THAT(explain(other.told(), cluster.observer(1).witness(), cluster.model_patience()).faults,
                 IsEmpty());
 }
