@@ -187,7 +187,8 @@ void Engine_Follower::look_at_links(Time now) {
         look_at_ = now;
     } else if (now >= look_at_) {
         if (std::exchange(must_count_joins_, false)) {
-            members_ = engine_->count_joins();
+            // Nothing happened by that: who went and came back was told so, however the engine counts it.
+            members_ = members_told_ = engine_->count_joins();
         }
         links_ = engine_->links(engine_configuration_);
         look_at_ = now + settings_.patience.poll;

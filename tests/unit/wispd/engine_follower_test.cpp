@@ -137,6 +137,21 @@ TEST_F(WispdEngineFollower, AJoinIsToldWithTheLinksThatWereSeenBeforeAnythingIsA
     EXPECT_EQ(cluster_->counts_of_joins, 1);
 }
 
+TEST_F(WispdEngineFollower, AnEngineThatCountsMoreJoinsThanItToldOfTellsNothingByThat) {
+    cluster_->members = {{1, 1}, {2, 1}};
+    advance();
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 2}});
+    cluster_->counted = {{1, 1}, {2, 1}, {3, 4}};
+    EXPECT_TRUE(advance());
+    EXPECT_FALSE(advance());
+    EXPECT_EQ(cluster_->counts_of_joins, 1);
+    EXPECT_FALSE(advance(100ms));
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 5}}); // counted on from there
+    const std::optional<Engine_Step> step = advance();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes_back, ElementsAre(3));
+}
+
 TEST_F(WispdEngineFollower, TheLinksOfOneThatWentAndCameBackAreThoseThatAreSeenAfterwards) {
     advance();
     cluster_->links[{3, 0}] = {true, 1};

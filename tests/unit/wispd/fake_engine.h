@@ -46,6 +46,7 @@ struct Fake_Cluster {
     int connections_open = 0;
     int looks_at_links = 0;
     int counts_of_joins = 0;
+    wispd::Engine_Members counted; // where the engine counts otherwise than was told
     wispd::Engine_Configuration configuration;
     wispd::Engine_Members members;
     wispd::Engine_Links links;
@@ -119,7 +120,7 @@ class Fake_Engine : public wispd::Engine {
         const std::lock_guard lock(cluster_.mutex);
         check();
         ++cluster_.counts_of_joins;
-        return cluster_.members;
+        return cluster_.counted.empty() ? cluster_.members : cluster_.counted;
     }
     wispd::Engine_Links links(const wispd::Engine_Configuration &) override {
         const std::lock_guard lock(cluster_.mutex);
