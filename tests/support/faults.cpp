@@ -168,6 +168,15 @@ HB_WRAPPED(ssize_t, read, int fd, void *buffer, size_t count) {
     return fault->result;
 }
 
+HB_WRAPPED(ssize_t, write, int fd, const void *buffer, size_t count) {
+    log_call({Call::write_, {static_cast<long>(count), 0, 0, 0}});
+    const Fault *fault = hb_test::fault_for(Call::write_);
+    if (fault == nullptr) {
+        return __real_write(fd, buffer, count);
+    }
+    return fault->error != 0 ? hb_test::with_error(*fault, -1) : fault->result;
+}
+
 extern "C" ssize_t __real_writev(int fd, const iovec *vectors, int count);
 
 namespace {

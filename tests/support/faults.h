@@ -19,6 +19,7 @@ enum class Call {
     setsockopt_,
     connect_,
     read_,
+    write_,
     writev_,
     poll_,
     select_,
@@ -72,7 +73,7 @@ class CallLog {
     CallLog &operator=(const CallLog &) = delete;
     ~CallLog();
     // socket: domain, type, protocol. setsockopt: level, option, int value, length. connect: length.
-    // read: count. writev: count of vectors. poll: events, time-out. ftok: project. shmget: size, flags.
+    // read, write: count. writev: count of vectors. poll: events, time-out. ftok: project. shmget: size, flags.
     // select: number of descriptors, seconds and microseconds of the time-out, or -1 twice.
     // shmat: flags. semget: count, flags. allocation: bytes. semop: one record for each operation, with its
     // semaphore, number and flags, and how many operations the call had.
