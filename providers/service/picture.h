@@ -24,6 +24,7 @@ struct Interface {
     std::optional<std::string> name; // none: a null text
     qz_mox_IP_address6_t address{};
     qz_mox_intf_status_t status = QZ_MOX_INTF_STATUS_UP;
+    qz_mox_cfg_chg_op_t operation = QZ_MOX_CFG_OP_UNDEF;
 };
 
 struct Picture {

@@ -28,6 +28,7 @@ qz_mox_net_intf_info_t *entry_of(const Interface &interface) {
     entry->ip_addr = interface.address;
     entry->type = QZ_MOX_DEVTYPE_ETHER;
     entry->status = interface.status;
+    entry->cfg_op = static_cast<uint32_t>(interface.operation);
     return entry;
 }
 
