@@ -373,7 +373,8 @@ HB_API Hb_Rc hb_init(void);
 
 /* Closes the library: drops the cluster-event handlers and the connection.  The shared segments stay
  * attached until the process ends or the library is opened again.  Descriptors got from
- * hb_get_file_descriptor_array are no longer valid.  Succeeds, also when the library is not open. */
+ * hb_get_file_descriptor_array are no longer valid.  Cluster events that are still queued outlive the call: they
+ * are delivered after the next preparation and commit.  Succeeds, also when the library is not open. */
 HB_API Hb_Rc hb_terminate(void);
 
 /* The reason of the last failure in any thread; 0 while nothing has failed.  Does not open the library. */
@@ -428,8 +429,10 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * daemon closed the connection (hb_terminate and a new call open it again); 10
  * unexpected or unsound record, 17 out of memory for a new configuration: the record is dropped, and unless
  * it was shorter than its header *seqnum_p is set and the group's Hb_ffdc_id cleared, nothing else.
- * In cluster-event mode: 4, 58, 59, 64, 65, 68, 81, 86, 87, 88; none when a service's event could not be
- * read. */
+ * In cluster-event mode: 4, 17, 58, 59, 63, 64, 65, 68, 81, 86, 87, 88; none when a service's event could not be
+ * read.  With 17, 63, 64 or 65 the cluster service did not answer while a change was worked out: nothing is
+ * reported or changed, and the next reading of the service that succeeds reports the difference.  The number may
+ * also stay behind on success: a node's death or return is reported by its own record alone then. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 
@@ -641,7 +644,8 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  *
  * hb_migrate_to_mox_prep makes the handlers of the service's events and checks that the service and the daemon
  * speak of the same cluster: the local node, and every node of the daemon's.  The session with the daemon goes
- * on as before.  May be called again.  Does not open the library: open it first.
+ * on as before.  May be called again, also in cluster-event mode: when it is refused there, the handlers that
+ * deliver events stay.  Does not open the library: open it first.
  * Errors: 17; 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or interfaces
  * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
  * nodes differ, as they do while the library is not open.  Where the service has a node or an interface that is
@@ -651,13 +655,17 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 /* Leaves the daemon, which is asked to end after its delay, for the service; what the two tell differently
  * comes as events.  A daemon that has gone already does not stop it, nor does it raise SIGPIPE.  The
  * descriptors to wait on are others from here on: ask hb_get_file_descriptor_array again.  Subscriptions stay,
- * by their names.  A node that both know, but only one holds for up, is told by its adapters alone:
- * subscribe again where nodes matter, for the account of who is up.  Without a preparation that succeeded
- * there is nobody to tell events, until one does and is committed.  It waits while a daemon that has stopped
- * does not read.  To ask the daemon it opens a library that is not open.  Succeeds always; what was met on
- * the way stays behind as the error number: that of hb_init or of sending when the daemon could not be
- * asked; 17, 63, 64, 65, 70, 71 of the service's table, 73 when it lacks a node of the daemon's or the
- * daemon one of its own, or there is none; 59 when the events could not be signalled. */
+ * by their names.  The events are, in this order: adapters that are down, nodes that are down, exactly one
+ * configuration event (128), nodes that are up, adapters that are up.  The configuration that the queries answer
+ * from changes with event 128 and not before.  A node whose state is unknown to the daemon or to the service has no
+ * node event.
+ * When the service does not answer, the commit uses what the preparation read.  Without that, event 128 alone is
+ * queued, the daemon's configuration stays, and the next reading that succeeds reports the difference.
+ * Without a preparation no events are delivered until one succeeds and is committed.  A second commit reports what
+ * has changed since the first.  It waits while a daemon that has stopped does not read.  To ask the daemon it opens
+ * a library that is not open.  Succeeds always; what was met on the way stays behind as the error number: that of
+ * hb_init or of sending when the daemon could not be asked; 17, 63, 64, 65, 70, 71 of the service's table, 73 when it
+ * lacks a node of the daemon's or the daemon one of its own; 59 when the events could not be signalled. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
 /* Gives the preparation up and stays with the daemon; after a commit there are no handlers then, and no
@@ -666,8 +674,9 @@ HB_API Hb_Rc hb_migrate_to_mox_abort(void);
 
 /* In cluster-event mode: the program has had a message from the node, which is therefore alive.  When the node
  * had been reported dead it is up again, and a join event follows; otherwise, also for a number that no node
- * has, an event 0 with the name "<EMPTY EVENT>" does.  Each waiting event needs 384 KiB: take events between
- * calls.  When memory is short the call succeeds and nothing follows.  Opens.
+ * has, an event 0 with the name "<EMPTY EVENT>" does.  Each waiting event needs 384 KiB, which is kept for later
+ * messages: read events between calls.  When memory is short, and in daemon mode, the call succeeds and nothing
+ * follows.  Opens.
  * Errors: 59 the event could not be signalled. */
 HB_API Hb_Rc hb_mox_msg_received_from(short node);
 

@@ -11,10 +11,11 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/group_record.h"
-#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/message_events.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 
 namespace {
 
@@ -33,6 +34,7 @@ bool revive_node(Hb_Node_Number node) {
     }
     entry->state = Hb_Entity_Up;
     entry->reason = Hb_Entity_State_Reason_KOBAL_Up;
+    MOX_revive_node_in_waiting_tables(node);
     hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_REVIVED, int{node});
     return true;
 }
@@ -120,7 +122,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
     }
     if (ev.group.Hb_events == HB_EVENT_CONFIG) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
-        hb_take_working_table(); // an earlier marker may have taken it already
+        MOX_take_table_of(&ev);
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
         std::strcpy(name, "Hb_Config_Group");
     }
@@ -137,17 +139,14 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
     }
     MOX_Event *ev = MOX_get_event_from_head();
     if (ev != nullptr) {
-        const bool made_here = ev->type == MOX_MESSAGE_RECEIVED && MOX_forget_made_event(ev);
         if (ev->type == MOX_MESSAGE_RECEIVED && !revive_node(ev->node_num)) {
-            // Whoever else makes such an event keeps it; the library's own has no other owner.
-            if (made_here) {
-                delete ev;
-            }
+            // The event stays its maker's. The library's own is used again for the next message.
+            MOX_keep_message_event(ev);
             hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
             return Hb_Success;
         }
         deliver(*ev, events, name, group);
-        delete ev;
+        MOX_delete_event(ev);
     }
     const Hb_Rc result = MOX_write_to_event_pipe();
     hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);

@@ -14,6 +14,7 @@
 #include "lib/hb_global_data/group_record.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/working_table.h"
 #include "lib/hb_uncancelled.h"
 #include "qz_mox.h"
 
@@ -30,6 +31,11 @@ namespace {
 
 constexpr int slots_step = 10;
 constexpr FDHandlerArray free_slot = {-1, nullptr};
+
+FDHandlerArray *find_slot(FDHandlerArray *first, FDHandlerArray *end, int fd) {
+    return std::find_if(first, end,
+                        [fd](const FDHandlerArray &slot) { return slot.fd == fd && slot.handler != nullptr; });
+}
 
 char *copy_of(const char *text) {
     if (text == nullptr) {
@@ -112,7 +118,20 @@ ORBFSHandler::ORBFSHandler(int *, char *fname)
     : orbfs_fd(-1), orbfs_fname(copy_of(fname)), mox_open_file_rc(-1), open_file_errno(0) {}
 
 ORBFSHandler::~ORBFSHandler() {
+    // Slots are matched by descriptor. Where another handler with the same descriptor stands first, its slot is freed,
+    // and it moves to the slot of this one: no slot may point to an object that has been deleted.
+    HandlerInstancesMap *const end = handlerInstances + handlerListSlots;
+    HandlerInstancesMap *const first = find_slot(handlerInstances, end, orbfs_fd);
+    ORBFSHandler *displaced = first != end && first->handler != this ? first->handler : nullptr;
     selfUnregister();
+    for (HandlerInstancesMap *slot = handlerInstances; slot != end; ++slot) {
+        if (slot->handler == this) {
+            const bool moves = displaced != nullptr;
+            *slot = moves ? FDHandlerArray{slot->fd, displaced} : free_slot;
+            displaced = nullptr;
+            numbersOfFileDescriptors -= !moves && numbersOfFileDescriptors > 0 ? 1 : 0;
+        }
+    }
     if (orbfs_fd != -1) {
         const Hb_Uncancelled guard; // close is a cancellation point
         close(orbfs_fd);
@@ -157,20 +176,9 @@ void ORBFSHandler::selfRegister() {
 
 void ORBFSHandler::selfUnregister() {
     HandlerInstancesMap *const end = handlerInstances + handlerListSlots;
-    HandlerInstancesMap *const first = std::find_if(handlerInstances, end, [this](const FDHandlerArray &slot) {
-        return slot.fd == orbfs_fd && slot.handler != nullptr;
-    });
+    HandlerInstancesMap *const first = find_slot(handlerInstances, end, orbfs_fd);
     if (first == end) {
         return;
-    }
-    if (first->handler != this) {
-        // Another handler with the same descriptor stands before this one: it moves to this one's slot, so
-        // that no slot is left pointing at an object that is gone.
-        HandlerInstancesMap *const own =
-            std::find_if(first, end, [this](const FDHandlerArray &slot) { return slot.handler == this; });
-        if (own != end) {
-            own->handler = first->handler;
-        }
     }
     *first = free_slot;
     if (numbersOfFileDescriptors < 1) {
@@ -358,7 +366,9 @@ Hb_Rc ORBFSHandler::constructAdapterEventOnNode(int node, MOX_Event **ev, int ev
     if (events == HB_EVENT_DEATH) {
         count = MOX_take_down_adapters_of_node(node, ev);
     } else if (events == HB_EVENT_JOIN) {
-        result = MOX_add_up_adapters_of_node(node, ev, count);
+        const bool has_working_table = MOX_working_table() != MOX_Working_Table::none;
+        result = MOX_add_up_adapters_of_node(has_working_table ? global_config_tbl_new : global_config_tbl,
+                                             node, ev, count);
     }
     if (ev != nullptr && *ev != nullptr) {
         (*ev)->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;

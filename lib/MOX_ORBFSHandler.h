@@ -73,8 +73,9 @@ class ORBFSHandler {
                                           MOX_Event **ev);
     void constructConfigEvent(MOX_Event **ev);
     void constructNodeEvent(int node, MOX_Event **ev, int events);
-    // Events 1 marks the node's adapters down in the live table, events 2 asks the service for those that are
-    // up. Errors: 65 the service did not answer.
+    // Events 1 marks the node's adapters down in the live table. Events 2 asks the service for those that are up and
+    // leaves out those that are up in the live table; they have the working table's numbers where there is one.
+    // Errors: 65 the service did not answer.
     Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
     void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
 

@@ -10,6 +10,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/group_record.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_swap.h"
 
 namespace {
 
@@ -26,6 +27,22 @@ Hb_Rc query_failed(int number, Hb_Trace_Id id, int result) {
     hb_trace_values(HB_TRACE_INFO, id, result, error);
     errno = error;
     return Hb_Failure;
+}
+
+// The library's own verdicts count: a node that a peer daemon reported dead is no member before it has spoken. The
+// local node always is one.
+bool is_member(const qz_mox_node_info_t &info) {
+    if (info.number >= HB_NODE_SLOTS || MOX_is_leaving(info)) {
+        return false;
+    }
+    const auto node = static_cast<int>(info.number);
+    if (node == global_config_tbl.local_node_number) {
+        return true;
+    }
+    const Hb_Node_Entry *known = hb_find_node(global_config_tbl, node);
+    const bool is_reported_dead = known != nullptr && known->state == Hb_Entity_Down &&
+                                  known->reason == Hb_Entity_State_Reason_KOBAL_Down;
+    return info.status == QZ_MOX_NODE_STATUS_UP && !is_reported_dead;
 }
 
 void fill_header(Hb_Group *group, Hb_Group_Type type) {
@@ -57,8 +74,7 @@ Hb_Rc ORBFSNewGroupEventHandler::build_node_group(int *events, char *name, Hb_Gr
     auto &members = group->Hb_membership_grp_union.Hb_node_membership_grp;
     members.Hb_num_nodes = 0;
     for (const qz_mox_node_info_t *node = nodes.get(); node != nullptr; node = node->p_next) {
-        if (node->number < HB_NODE_SLOTS && node->status == QZ_MOX_NODE_STATUS_UP &&
-            node->cfg_op != QZ_MOX_CFG_OP_DEL && members.Hb_node_list[node->number] == Hb_False) {
+        if (is_member(*node) && members.Hb_node_list[node->number] == Hb_False) {
             members.Hb_node_list[node->number] = Hb_True;
             ++members.Hb_num_nodes;
         }
@@ -89,7 +105,7 @@ Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(int *events, char *name, Hb
     for (const qz_mox_net_intf_info_t *interface = interfaces.get(); interface != nullptr;
          interface = interface->p_next) {
         const uint32_t node = interface->node_number;
-        if (node >= HB_NODE_SLOTS || used[node] == MOX_ADAPTERS_PER_NODE) {
+        if (node >= HB_NODE_SLOTS || used[node] == MOX_ADAPTERS_PER_NODE || MOX_is_leaving(*interface)) {
             continue;
         }
         const uint32_t adapter = node * MOX_ADAPTERS_PER_NODE + used[node]++;

@@ -9,6 +9,7 @@
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 
 namespace {
 
@@ -19,13 +20,39 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
     return static_cast<uint32_t>(record.sequence_number);
 }
 
-// The working table as the service has it now, where it answers.
-void rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
+// Whether the working table is now what the service has. The other nodes are copied from the live table, which a
+// daemon may have numbered: then the record alone counts.
+bool rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
+    if (!MOX_has_service_numbers(global_config_tbl)) {
+        return false;
+    }
     qz_orb_event_node_liveness_t about = record;
     qz_orb_event_metadata_t event = {};
     event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
     event.event.p_node_liveness = &about;
-    hb_mox_update_working_table(&event);
+    return hb_mox_update_working_table(&event) == Hb_Success;
+}
+
+// What is reported becomes the live table's state at once, where no working table will replace it. A node that it
+// does not know yet is added, so that a second record of the same kind is no news.
+void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
+    Hb_Configuration_Internal &table = global_config_tbl;
+    Hb_Node_Entry *entry = hb_find_node(table, node);
+    if (entry == nullptr && table.node_list != nullptr && table.node_hash != nullptr &&
+        table.Hb_num_nodes < HB_NODE_SLOTS) {
+        entry = &table.node_list[table.Hb_num_nodes];
+        entry->node_num = static_cast<Hb_Node_Number>(node);
+        if (!hb_index_node(table, table.Hb_num_nodes)) {
+            return;
+        }
+        ++table.Hb_num_nodes;
+        global_num_nodes += global_node_tbl[node] == Hb_False ? 1 : 0;
+        global_node_tbl[node] = Hb_True;
+    }
+    if (entry != nullptr) {
+        entry->state = state;
+        entry->reason = reason;
+    }
 }
 
 bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
@@ -35,6 +62,17 @@ bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
 void queue(MOX_Event *ev) {
     if (ev != nullptr) {
         MOX_add_event_at_end(ev);
+    }
+}
+
+// Without memory for a marker there is nothing to wait for.
+void queue_marker() {
+    MOX_Event *marker = MOX_make_config_marker();
+    if (marker != nullptr) {
+        MOX_await_marker(marker);
+        MOX_add_event_at_end(marker);
+    } else {
+        MOX_take_working_table();
     }
 }
 
@@ -76,18 +114,19 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
         tell_nothing_new(node, sequence_of(record), out);
         return Hb_Success;
     }
-    rebuild_working_table(record);
-    const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, out) : came_up(record, out);
-    if (!news) {
-        MOX_discard_working_table();
-    }
+    // When the service does not answer, the record itself is the evidence.
+    const bool has_table = rebuild_working_table(record);
+    const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, has_table, out)
+                                                             : came_up(record, has_table, out);
+    MOX_discard_working_table(); // unless it is pending
     return news ? MOX_write_to_event_pipe() : Hb_Success;
 }
 
-bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &record, const Output &out) {
+bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &record, bool has_table,
+                                         const Output &out) {
     const auto node = static_cast<int>(record.node_number);
     Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
-    const Hb_Node_Entry *now = hb_find_node(global_config_tbl_new, node);
+    const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : nullptr;
     if (now != nullptr && now->state == Hb_Entity_Up) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_CONTRADICTED, node);
         MOX_tell_nothing(out.events, out.name, out.seqnum_p);
@@ -125,22 +164,35 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
     } else {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
     }
+    if (!has_table) {
+        remember_node(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
+        if (!adapters_died && reported) {
+            MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        }
+        return true;
+    }
+    // The service may still have adapters up whose own events are unread.
+    MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
     if (!adapters_died && reported) {
-        hb_take_working_table();
+        MOX_take_working_table();
         *out.events = HB_EVENT_CONFIG;
         std::strcpy(out.name, "Hb_Config_Group");
         *out.seqnum_p = 0;
     } else {
-        queue(MOX_make_config_marker());
+        queue_marker();
     }
     return true;
 }
 
-bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &record, const Output &out) {
+bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &record, bool has_table,
+                                       const Output &out) {
     const auto node = static_cast<int>(record.node_number);
     Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
-    const Hb_Node_Entry *now = hb_find_node(global_config_tbl_new, node);
-    if (now != nullptr && now->state == Hb_Entity_Down) {
+    const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : before;
+    // Without a table the membership daemon's verdict is what stands against the record.
+    const bool is_down_now = has_table ? now != nullptr && now->state == Hb_Entity_Down
+                                       : is_down_because(now, Hb_Entity_State_Reason_KOBAL_Down);
+    if (is_down_now) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_UP_CONTRADICTED, node);
         MOX_tell_nothing(out.events, out.name, out.seqnum_p);
         return false;
@@ -150,15 +202,34 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
         return false;
     }
     tell_node(node, HB_EVENT_JOIN, sequence_of(record), out);
-    queue(MOX_make_config_marker());
-    MOX_Event *adapters = nullptr;
-    if (constructAdapterEventOnNode(node, &adapters, HB_EVENT_JOIN) == Hb_Success) {
-        // The service was asked twice and may have changed between: the table is to hold what is told.
-        MOX_match_adapters_of_node(global_config_tbl_new, node, adapters);
+    if (has_table) {
+        queue_adapters_of_returned_node(node);
+    } else {
+        MOX_Event *joined = nullptr;
+        constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
+        MOX_put_up_adapters_of_node(node, joined);
+        queue(joined);
     }
-    queue(adapters);
-    if (before != nullptr) {
+    if (!has_table) {
+        remember_node(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
+    } else if (before != nullptr) {
         before->state = Hb_Entity_Up;
     }
     return true;
+}
+
+// The service was asked twice and may have changed between, or not have answered: the table is to hold what is
+// reported. What it holds down can then be reported later.
+void ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
+    MOX_Event *joined = nullptr;
+    constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
+    MOX_match_adapters_of_node(global_config_tbl_new, node, joined);
+    MOX_Event *stale = nullptr;
+    const int count = MOX_add_stale_adapters_of_node(global_config_tbl_new, node, &stale);
+    if (stale != nullptr) {
+        stale->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;
+    }
+    queue(stale);
+    queue_marker();
+    queue(joined);
 }

@@ -9,21 +9,30 @@
 namespace {
 
 // The lists of the group are left as they come: they are large, and each maker fills the one it uses.
+void fill_header(MOX_Event &ev, Hb_Group_Type type, int events) {
+    ev.sequence_num = 0;
+    ev.next = nullptr;
+    ev.type = 0;
+    ev.node_num = 0;
+    ev.site_num = 0;
+    ev.group.Hb_group_type = type;
+    ev.group.Hb_cursor = 0;
+    ev.group.Hb_events = events;
+    ev.group.Hb_group_status = Hb_Group_Stable;
+    ev.group.Hb_ffdc_id[0] = '\0';
+}
+
+void fill_empty_node_group(MOX_Event &ev, int events) {
+    fill_header(ev, Hb_Node_Group, events);
+    reset_node_membership_group_node_list(&ev.group);
+    ev.group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 0;
+}
+
 MOX_Event *new_event(Hb_Group_Type type, int events) {
     auto *ev = new (std::nothrow) MOX_Event;
-    if (ev == nullptr) {
-        return nullptr;
+    if (ev != nullptr) {
+        fill_header(*ev, type, events);
     }
-    ev->sequence_num = 0;
-    ev->next = nullptr;
-    ev->type = 0;
-    ev->node_num = 0;
-    ev->site_num = 0;
-    ev->group.Hb_group_type = type;
-    ev->group.Hb_cursor = 0;
-    ev->group.Hb_events = events;
-    ev->group.Hb_group_status = Hb_Group_Stable;
-    ev->group.Hb_ffdc_id[0] = '\0';
     return ev;
 }
 
@@ -49,8 +58,7 @@ void MOX_construct_empty_node_event(MOX_Event **ev, int events) {
     }
     *ev = new_event(Hb_Node_Group, events);
     if (*ev != nullptr) {
-        reset_node_membership_group_node_list(&(*ev)->group);
-        (*ev)->group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 0;
+        fill_empty_node_group(**ev, events);
     }
 }
 
@@ -62,12 +70,21 @@ void MOX_add_node(MOX_Event *ev, int node) {
     }
 }
 
+void MOX_fill_node_event(MOX_Event &ev, int node, int events) {
+    fill_empty_node_group(ev, events);
+    MOX_add_node(&ev, node);
+    // The event is about one node, also where the number is one that no node has.
+    ev.group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 1;
+}
+
 void MOX_construct_node_event(int node, MOX_Event **ev, int events) {
     if (ev == nullptr || *ev != nullptr) {
         return;
     }
-    MOX_construct_empty_node_event(ev, events);
-    MOX_add_node(*ev, node);
+    *ev = new_event(Hb_Node_Group, events);
+    if (*ev != nullptr) {
+        MOX_fill_node_event(**ev, node, events);
+    }
 }
 
 void MOX_construct_an_adapter_event(MOX_Event **ev, int events, Hb_Adapter_Number adapter_num) {

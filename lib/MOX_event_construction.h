@@ -17,8 +17,11 @@ MOX_Event *MOX_make_config_marker();
 void MOX_construct_empty_node_event(MOX_Event **ev, int events);
 void MOX_add_node(MOX_Event *ev, int node);
 
-// A node group of the one node.
+// A node group of the one node. Its count is 1 also for a number that no node has.
 void MOX_construct_node_event(int node, MOX_Event **ev, int events);
+
+// The same in an event that is there already; it is overwritten.
+void MOX_fill_node_event(MOX_Event &ev, int node, int events);
 
 // Adds one adapter to *ev, which is made first where there is none. The event's adapter count is the
 // caller's to set.

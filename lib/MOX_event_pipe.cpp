@@ -8,8 +8,8 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 
-bool MOX_write_byte(int fd, char byte) {
-    return write(fd, &byte, 1) == 1;
+int MOX_write_byte(int fd, char byte) {
+    return static_cast<int>(write(fd, &byte, 1));
 }
 
 Hb_Rc MOX_write_to_event_pipe() {
@@ -20,12 +20,14 @@ Hb_Rc MOX_write_to_event_pipe() {
             event_sequence = 0;
             return;
         }
-        if (MOX_write_byte(event_pipe_handler_p != nullptr ? event_pipe_handler_p->getWriteFd() : -1, 1)) {
+        const int written =
+            MOX_write_byte(event_pipe_handler_p != nullptr ? event_pipe_handler_p->getWriteFd() : -1, 1);
+        if (written == 1) {
             hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITTEN);
             return;
         }
         write_errno = errno;
-        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITE_FAILED, -1, write_errno);
+        hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITE_FAILED, written, write_errno);
         set_hb_errno(59);
         result = Hb_Failure;
     });

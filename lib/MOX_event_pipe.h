@@ -8,7 +8,7 @@
 // write's. Errors: 59 the byte could not be written.
 Hb_Rc MOX_write_to_event_pipe();
 
-// Writes one byte to a pipe. False, with errno the write's (EBADF for a descriptor of -1), when that failed.
-bool MOX_write_byte(int fd, char byte);
+// Writes one byte to a pipe and returns what write returned: 1, or -1 with errno (EBADF for a descriptor of -1).
+int MOX_write_byte(int fd, char byte);
 
 #endif

@@ -18,6 +18,7 @@
 #include "lib/MOX_handlers.h"
 #include "lib/MOX_service_lists.h"
 #include "lib/hb_errno_keeper.h"
+#include "lib/hb_global_data/operating_mode.h"
 
 namespace {
 
@@ -118,10 +119,12 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
 }
 
 Hb_Rc MOX_create_global_event_handlers() {
+    // Those that deliver events already, and those that an earlier preparation kept, are not this call's to delete.
+    const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc result = MOX_create_global_event_handlers_internal();
     if (result != Hb_Success) {
         const Hb_Errno_Keeper kept;
-        MOX_delete_global_event_handlers();
+        MOX_delete_handlers_except(before);
     }
     return result;
 }

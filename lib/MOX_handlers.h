@@ -18,4 +18,22 @@ extern ORBFSHandler *site_config_handler_p;
 // Deletes and nulls those there are, and forgets the cluster's name. Safe to call at any time and again.
 void MOX_delete_global_event_handlers();
 
+// Which of them exist.
+struct MOX_Handler_Set {
+    bool node_liveness;
+    bool adapter_event;
+    bool new_group_event;
+    bool cluster_reconfig;
+    bool event_pipe;
+    bool peer_GS_liveness;
+    bool ip_change;
+    bool node_list;
+    bool site_config;
+    bool cluster_name;
+};
+MOX_Handler_Set MOX_existing_handlers();
+
+// Deletes and nulls those that are not in the set, in the order above.
+void MOX_delete_handlers_except(const MOX_Handler_Set &kept);
+
 #endif

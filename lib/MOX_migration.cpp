@@ -20,15 +20,16 @@
 
 namespace {
 
-// A table of the service's view, for as long as it is looked at. The nodes that the queries know stay those of
-// the daemon meanwhile and afterwards, since the move may be given up.
-struct Scratch_Table {
-    Hb_Configuration_Internal table = {};
-    Scratch_Table() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, nodes_known_); }
-    Scratch_Table(const Scratch_Table &) = delete;
-    Scratch_Table &operator=(const Scratch_Table &) = delete;
-    ~Scratch_Table() {
-        empty_global_config_table(&table);
+// What the last successful preparation read, for a commit whose own query fails; empty: there is none.
+Hb_Configuration_Internal prepared_table = {};
+
+// Keeps the nodes that queries know those of the live table: a preparation reads the service, and may be aborted.
+class Nodes_Stay_Known {
+  public:
+    Nodes_Stay_Known() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, nodes_known_); }
+    Nodes_Stay_Known(const Nodes_Stay_Known &) = delete;
+    Nodes_Stay_Known &operator=(const Nodes_Stay_Known &) = delete;
+    ~Nodes_Stay_Known() {
         std::copy_n(nodes_known_, HB_NODE_SLOTS, global_node_tbl);
         global_num_nodes = nodes_counted_;
     }
@@ -71,49 +72,54 @@ void tell_daemon_to_end() {
     hb_mox_delayed_daemon_shutdown();
 }
 
-Hb_Rc give_up() {
-    MOX_delete_global_event_handlers();
+// In cluster-event mode the handlers that deliver events stay; those that this preparation has made go.
+Hb_Rc refuse(const MOX_Handler_Set &before) {
+    MOX_delete_handlers_except(before);
+    MOX_drop_prepared_table();
     return Hb_Failure;
 }
 
 } // namespace
 
+void MOX_drop_prepared_table() {
+    empty_global_config_table(&prepared_table);
+}
+
 Hb_Rc hb_migrate_to_mox_prep() {
+    MOX_drop_prepared_table();
     migrate_to_mox_prep = true;
+    const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc created = MOX_create_global_event_handlers();
     if (created != Hb_Success) {
         set_hb_errno(74);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
-        return give_up();
+        return refuse(before);
     }
-    Scratch_Table scratch;
-    const Hb_Rc built = hb_mox_update_global_tbl(&scratch.table, nullptr, nullptr);
+    const Nodes_Stay_Known nodes;
+    const Hb_Rc built = hb_mox_update_global_tbl(&prepared_table, nullptr, nullptr);
     if (built != Hb_Success) {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_TABLE, built);
         return Hb_Failure;
     }
-    if (global_config_tbl.local_node_number != scratch.table.local_node_number) {
+    if (global_config_tbl.local_node_number != prepared_table.local_node_number) {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_OTHER_NODE, int{global_config_tbl.local_node_number},
-                        int{scratch.table.local_node_number});
-        return give_up();
+                        int{prepared_table.local_node_number});
+        return refuse(before);
     }
-    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &scratch.table);
+    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &prepared_table);
     if (known != Hb_Success) {
         set_hb_errno(75);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
-        return give_up();
+        return refuse(before);
     }
     return Hb_Success;
 }
 
-// While a move is being made everything is queued, so that no group is filled here.
+// Everything is queued, so that no group is filled here.
 void hb_migrate_construct_global_table_and_events() {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
     if (configuration != nullptr) {
-        int events = 0;
-        Hb_Name name = {};
-        unsigned long length = 0;
-        configuration->update_global_table_and_construct_events(&events, name, nullptr, &length, nullptr);
+        configuration->queue_all_differences(&prepared_table);
     }
 }
 
@@ -124,11 +130,13 @@ Hb_Rc hb_migrate_to_mox_commit() {
     hb_remove_socket();
     migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
     hb_migrate_construct_global_table_and_events();
+    MOX_drop_prepared_table();
     migrate_to_mox_prep = false;
     return Hb_Success;
 }
 
 Hb_Rc hb_migrate_to_mox_abort() {
     MOX_delete_global_event_handlers();
+    MOX_drop_prepared_table();
     return Hb_Success;
 }

@@ -2,8 +2,11 @@
 #ifndef MOX_MIGRATION_H
 #define MOX_MIGRATION_H
 
-// Builds the working table from the service and queues what differs from the live one. Does nothing without
-// handlers.
+// Builds the working table from the service, or uses the prepared one when the service does not answer, and queues
+// what differs from the live one, with one marker. Does nothing without handlers.
 void hb_migrate_construct_global_table_and_events();
+
+// Empties what the last preparation read.
+void MOX_drop_prepared_table();
 
 #endif

@@ -8,14 +8,25 @@
 // Adapters for each node in a table built from the cluster service, and so the stride of its adapter numbers.
 inline constexpr int MOX_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
 
+// Whether the table's adapter numbers have the service's stride. Those of a daemon may have another one.
+bool MOX_has_service_numbers(const Hb_Configuration_Internal &table);
+
 // Marks the node's up adapters down in the live table and adds them to an event. Returns how many.
 int MOX_take_down_adapters_of_node(int node, MOX_Event **ev);
 
-// Adds the node's interfaces that the service reports up to an event, and counts them. Errors: 65 the service
-// did not answer.
-Hb_Rc MOX_add_up_adapters_of_node(int node, MOX_Event **ev, int &count);
+// Adds the node's adapters that the service reports up, and that are not up in the live table, to an event, and
+// counts them. They have the numbers of `table`, the one that will be live when the event is delivered; an
+// interface that it does not know is left to its own event. Errors: 65 the service did not answer.
+Hb_Rc MOX_add_up_adapters_of_node(const Hb_Configuration_Internal &table, int node, MOX_Event **ev, int &count);
 
-// The node's adapters in the table are up exactly where the event, which may be null, tells so.
+// Makes the node's adapters in the working table those that are reported: up where the event, which may be null,
+// joins them or where they are up in the live table already.
 void MOX_match_adapters_of_node(Hb_Configuration_Internal &table, int node, const MOX_Event *joined);
+
+// The same for the live table itself, where no working table will replace it.
+void MOX_put_up_adapters_of_node(int node, const MOX_Event *joined);
+
+// Adds the node's adapters that are up in the live table, and not up in `table`, to an event. Returns how many.
+int MOX_add_stale_adapters_of_node(const Hb_Configuration_Internal &table, int node, MOX_Event **ev);
 
 #endif

@@ -23,6 +23,12 @@ struct MOX_Release {
     }
 };
 
+// A node or interface that leaves the configuration stands in the service's answer for the last time. It is no part
+// of a table or a group any more.
+template <typename Record> bool MOX_is_leaving(const Record &info) {
+    return info.cfg_op == static_cast<decltype(info.cfg_op)>(QZ_MOX_CFG_OP_DEL);
+}
+
 template <typename Record> using MOX_Owned = std::unique_ptr<Record, MOX_Release>;
 
 // Runs `query` with a place for its list, which is then owned. Gives the query's result.

@@ -67,6 +67,18 @@ void MOX_missing_nodes(const Hb_Configuration_Internal &tbl1, const Hb_Configura
     }
 }
 
+void MOX_nodes_down_in_the_other(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2,
+                                 int events, MOX_Event **ev) {
+    for (int i = 0; i < tbl1.Hb_num_nodes && tbl1.node_list != nullptr; ++i) {
+        const Hb_Node_Entry &node = tbl1.node_list[i];
+        const Hb_Node_Entry *other = hb_find_node(tbl2, node.node_num);
+        if (node.state == Hb_Entity_Up && other != nullptr && other->state == Hb_Entity_Down) {
+            MOX_construct_empty_node_event(ev, events);
+            MOX_add_node(*ev, node.node_num);
+        }
+    }
+}
+
 void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Internal &tbl2, MOX_Event **ev) {
     if (tbl1.local_node_number != tbl2.local_node_number) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_LOCAL_NODE_DIFFERS, int{tbl1.local_node_number},

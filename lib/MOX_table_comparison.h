@@ -14,6 +14,11 @@ void MOX_missing_adapters(const Hb_Configuration_Internal &tbl1, const Hb_Config
 void MOX_missing_nodes(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2, int events,
                        MOX_Event **ev);
 
+// Adds every node that both tables know, up in tbl1 and down in tbl2, to the event, which is made where there is none.
+// A node that is undefined in either counts as neither.
+void MOX_nodes_down_in_the_other(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2,
+                                 int events, MOX_Event **ev);
+
 // A configuration event, in an empty slot, when counts or an adapter differ.
 void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Internal &tbl2, MOX_Event **ev);
 

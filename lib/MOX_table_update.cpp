@@ -10,8 +10,8 @@
 #include "lib/MOX_service_lists.h"
 #include "lib/hb_global_data/address_text.h"
 #include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 #include "lib/hb_none_values.h"
 
 namespace {
@@ -87,10 +87,11 @@ Hb_Rc ask(Answers &answers, const qz_orb_event_metadata_t *event) {
     return Hb_Success;
 }
 
-// The node that alone is rebuilt, or no_node when all are.
+// The node that alone is rebuilt, or no_node when all are. Adapters that a daemon numbered cannot be copied into a
+// table of another stride.
 uint32_t excluded_node(const qz_orb_event_metadata_t *event, const Hb_Configuration_Internal *source) {
     if (source == nullptr || event == nullptr || event->category != QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS ||
-        event->event.p_node_liveness == nullptr) {
+        event->event.p_node_liveness == nullptr || !MOX_has_service_numbers(*source)) {
         return no_node;
     }
     const uint32_t node = event->event.p_node_liveness->node_number;
@@ -103,15 +104,18 @@ void set_state(Hb_Node_Entry &entry, Hb_Entity_State state, Hb_Entity_State_Reas
     entry.reason = reason;
 }
 
+bool is_reported_dead(const Hb_Node_Entry *node) {
+    return node != nullptr && node->state == Hb_Entity_Down &&
+           node->reason == Hb_Entity_State_Reason_KOBAL_Down;
+}
+
 void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const Hb_Node_Entry *before) {
     if (before != nullptr) {
         entry.reason = before->reason;
     }
-    const bool reported_dead = before != nullptr && before->state == Hb_Entity_Down &&
-                               before->reason == Hb_Entity_State_Reason_KOBAL_Down;
     if (info.status == QZ_MOX_NODE_STATUS_DOWN) {
         set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
-    } else if (reported_dead) {
+    } else if (is_reported_dead(before)) {
         // The membership daemon's verdict outlives the service's "up".
         set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
     } else if (info.status == QZ_MOX_NODE_STATUS_UP) {
@@ -126,17 +130,6 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
 // Takes the entry that has been filled behind the last node. False when memory is short, as of all that take.
 bool take_node(Hb_Configuration_Internal &table) {
     return hb_index_node(table, table.Hb_num_nodes++);
-}
-
-// The nodes that queries know are those of the newest table.
-void mark_present_nodes(const Hb_Configuration_Internal &table) {
-    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
-    global_num_nodes = 0;
-    for (int i = 0; i < table.Hb_num_nodes; ++i) {
-        Hb_Boolean &present = global_node_tbl[table.node_list[i].node_num];
-        global_num_nodes += present == Hb_False ? 1 : 0;
-        present = Hb_True;
-    }
 }
 
 bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
@@ -158,7 +151,8 @@ bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_I
 bool take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
                 const Hb_Configuration_Internal *source, uint32_t excluded) {
     for (; list != nullptr && table.Hb_num_nodes < HB_NODE_SLOTS; list = list->p_next) {
-        if (list->number >= HB_NODE_SLOTS || (excluded != no_node && list->number != excluded)) {
+        if (list->number >= HB_NODE_SLOTS || (excluded != no_node && list->number != excluded) ||
+            MOX_is_leaving(*list)) {
             continue;
         }
         Hb_Node_Entry &entry = table.node_list[table.Hb_num_nodes];
@@ -186,7 +180,8 @@ bool is_other_adapter(const Hb_Configuration_Internal &source, const Hb_Adapter_
 }
 
 bool is_taken(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
-    return interface.node_number < HB_NODE_SLOTS && (excluded == no_node || interface.node_number == excluded);
+    return interface.node_number < HB_NODE_SLOTS &&
+           (excluded == no_node || interface.node_number == excluded) && !MOX_is_leaving(interface);
 }
 
 // An upper bound: interfaces beyond a node's slots are counted here and not taken later.
@@ -322,20 +317,53 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
         empty_global_config_table(&table);
         return hb_fail(17);
     }
-    mark_present_nodes(table);
+    MOX_mark_present_nodes(table);
     name_networks(table);
     return Hb_Success;
 }
 
-void hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
-    Hb_Configuration_Internal built = {};
-    if (hb_mox_update_global_tbl(&built, event_metadata_p, &global_config_tbl) == Hb_Success) {
-        hb_move_config_table(built, global_config_tbl_new);
+void MOX_mark_present_nodes(const Hb_Configuration_Internal &table) {
+    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
+    global_num_nodes = 0;
+    for (int i = 0; i < table.Hb_num_nodes && table.node_list != nullptr; ++i) {
+        const Hb_Node_Number node = table.node_list[i].node_num;
+        if (node >= 0 && node < HB_NODE_SLOTS && global_node_tbl[node] == Hb_False) {
+            global_node_tbl[node] = Hb_True;
+            ++global_num_nodes;
+        }
     }
 }
 
+Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
+    Hb_Configuration_Internal built = {};
+    const Hb_Rc result = hb_mox_update_global_tbl(&built, event_metadata_p, &global_config_tbl);
+    if (result == Hb_Success) {
+        MOX_set_working_table(built);
+    } else {
+        MOX_owe_comparison(true);
+    }
+    return result;
+}
+
+bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared) {
+    if (prepared == nullptr || prepared->node_list == nullptr) {
+        return false;
+    }
+    for (int i = 0; i < prepared->Hb_num_nodes; ++i) {
+        Hb_Node_Entry &entry = prepared->node_list[i];
+        const Hb_Node_Entry *before = hb_find_node(global_config_tbl, entry.node_num);
+        if (entry.state != Hb_Entity_Down && is_reported_dead(before)) {
+            set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+        }
+    }
+    MOX_mark_present_nodes(*prepared);
+    MOX_set_working_table(*prepared);
+    return true;
+}
+
 void MOX_discard_working_table() {
-    if (MOX_event_queue_is_empty() != 0) {
-        empty_global_config_table(&global_config_tbl_new);
+    if (MOX_working_table() == MOX_Working_Table::built) {
+        MOX_drop_built_table();
+        MOX_mark_present_nodes(MOX_newest_table());
     }
 }

@@ -13,10 +13,18 @@
 Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_event_metadata_t *event_metadata_p,
                                Hb_Configuration_Internal *src_cfg_table);
 
-// The same for global_config_tbl_new, from the live table. Where the service does not answer it stays as it was.
-void hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p);
+// Makes the nodes of the table the ones that queries know: global_node_tbl and global_num_nodes.
+void MOX_mark_present_nodes(const Hb_Configuration_Internal &table);
 
-// Empties the working table, unless something that is queued may still make it live.
+// Builds the working table from the service, from the live table. When that fails the working table stays as it was,
+// and a whole comparison is owed. Errors: as above.
+Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p);
+
+// Makes a table that was built earlier the working one, with the verdicts of membership daemons that the live table
+// holds, and empties it. False where it has no nodes: then nothing changes.
+bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared);
+
+// Empties a working table that was built for no news. The nodes that queries know are again those of the newest table before it.
 void MOX_discard_working_table();
 
 #endif

@@ -9,7 +9,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/group_record.h"
-#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/message_events.h"
 #include "lib/hb_global_data/mox_event.h"
 #include "lib/hb_global_data/mutex_cleanup.h"
 #include "lib/hb_global_data/operating_mode.h"

@@ -368,11 +368,12 @@ static constexpr Wake_Up WAKE_FOR_ADAPTERS = {MOX_NEW_ADAPTER_GROUP, HB_TR_SUBSC
 // subscription would stay silent for ever, so it fails.
 static Hb_Rc wake(const Wake_Up &wake_up) {
     const int fd = new_group_event_handler_p != nullptr ? new_group_event_handler_p->getWriteFd() : -1;
-    if (MOX_write_byte(fd, wake_up.request)) {
+    const int written = MOX_write_byte(fd, wake_up.request);
+    if (written == 1) {
         hb_trace_values(HB_TRACE_INFO, wake_up.woken, fd);
         return Hb_Success;
     }
-    hb_trace_values(HB_TRACE_INFO, wake_up.failed, -1, int{errno});
+    hb_trace_values(HB_TRACE_INFO, wake_up.failed, written, int{errno});
     return hb_fail(59);
 }
 

@@ -1,19 +1,21 @@
 // What the library gives back when it is unloaded, so that a program may load it again and again.
 
 #include "lib/MOX_handlers.h"
+#include "lib/MOX_migration.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/event_queue.h"
-#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/message_events.h"
+#include "lib/hb_global_data/working_table.h"
 
 namespace {
 
 void drop_queued_events() {
     while (MOX_Event *ev = MOX_get_event_from_head()) {
-        MOX_forget_made_event(ev);
-        delete ev;
+        MOX_delete_event(ev);
     }
+    MOX_drop_kept_message_events();
 }
 
 void drop_registry() {
@@ -35,7 +37,8 @@ __attribute__((destructor)) void give_back() {
     client_select = nullptr;
     hb_detach_shared_memory();
     hb_release_table_lists(global_config_tbl);
-    hb_release_table_lists(global_config_tbl_new);
+    MOX_drop_waiting_tables();
+    MOX_drop_prepared_table();
 }
 
 } // namespace

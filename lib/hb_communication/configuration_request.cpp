@@ -8,6 +8,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 
 namespace {
 
@@ -15,6 +16,8 @@ Hb_Rc load_from_service() {
     Hb_Configuration_Internal built = {};
     const Hb_Rc result = hb_mox_update_global_tbl(&built, nullptr, nullptr);
     if (result == Hb_Success) {
+        // What was to become live before is older than what the service says now.
+        MOX_drop_waiting_tables();
         hb_move_config_table(built, global_config_tbl);
     }
     return result;

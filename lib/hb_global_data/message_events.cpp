@@ -1,4 +1,4 @@
-#include "lib/hb_global_data/made_events.h"
+#include "lib/hb_global_data/message_events.h"
 
 #include <new>
 
@@ -8,35 +8,70 @@ namespace {
 
 struct Made {
     const MOX_Event *ev;
+    MOX_Event *kept; // the event itself, while it waits to be used again
     Made *next;
 };
 
 Made *made_list = nullptr; // guarded by the queue's mutex
 
-} // namespace
-
-void MOX_remember_made_event(const MOX_Event *ev) {
-    auto *made = new (std::nothrow) Made{ev, nullptr};
-    if (made != nullptr) {
-        MOX_with_queue_locked([&] {
-            made->next = made_list;
-            made_list = made;
-        });
-    }
-}
-
-bool MOX_forget_made_event(const MOX_Event *ev) {
+// Takes the first entry for which wanted(entry) holds out of the list. Null when there is none.
+template <typename Wanted> Made *unlink(Wanted wanted) {
     Made *found = nullptr;
     MOX_with_queue_locked([&] {
         for (Made **link = &made_list; *link != nullptr; link = &(*link)->next) {
-            if ((*link)->ev == ev) {
+            if (wanted(**link)) {
                 found = *link;
                 *link = found->next;
                 break;
             }
         }
     });
-    const bool was_made = found != nullptr;
-    delete found;
-    return was_made;
+    return found;
+}
+
+} // namespace
+
+bool MOX_remember_message_event(const MOX_Event *ev) {
+    auto *made = new (std::nothrow) Made{ev, nullptr, nullptr};
+    if (made == nullptr) {
+        return false;
+    }
+    MOX_with_queue_locked([&] {
+        made->next = made_list;
+        made_list = made;
+    });
+    return true;
+}
+
+void MOX_keep_message_event(MOX_Event *ev) {
+    MOX_with_queue_locked([&] {
+        for (Made *made = made_list; made != nullptr; made = made->next) {
+            if (made->ev == ev) {
+                made->kept = ev;
+            }
+        }
+    });
+}
+
+MOX_Event *MOX_reuse_message_event() {
+    MOX_Event *kept = nullptr;
+    MOX_with_queue_locked([&] {
+        for (Made *made = made_list; made != nullptr && kept == nullptr; made = made->next) {
+            kept = made->kept;
+            made->kept = nullptr;
+        }
+    });
+    return kept;
+}
+
+void MOX_delete_event(MOX_Event *ev) {
+    delete unlink([ev](const Made &made) { return made.ev == ev; });
+    delete ev;
+}
+
+void MOX_drop_kept_message_events() {
+    while (Made *made = unlink([](const Made &entry) { return entry.kept != nullptr; })) {
+        delete made->kept;
+        delete made;
+    }
 }

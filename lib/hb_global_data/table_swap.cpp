@@ -19,13 +19,6 @@ void empty_global_config_table(Hb_Configuration_Internal *t) {
     t->Hb_num_networks = 0;
 }
 
-bool hb_table_is_pristine(const Hb_Configuration_Internal &table) {
-    return table.Hb_max_nodes == 0 && table.Hb_num_nodes == 0 && table.Hb_adapters_per_node == 0 &&
-           table.Hb_num_adapters == 0 && table.Hb_num_networks == 0 &&
-           table.Hb_global_adapter_list == nullptr && table.node_list == nullptr &&
-           table.adap_hash == nullptr && table.ip_hash == nullptr && table.node_hash == nullptr;
-}
-
 bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
     table.node_hash = Hash_init("MOX_node list", prime(4098));
     table.node_list = new (std::nothrow) Hb_Node_Entry[HB_NODE_SLOTS]();
@@ -94,12 +87,6 @@ void MOX_copy_and_delete_global_config_tbl() {
     copy.Hb_num_networks = from.Hb_num_networks;
     hb_move_config_table(copy, global_config_tbl);
     empty_global_config_table(&global_config_tbl_new);
-}
-
-void hb_take_working_table() {
-    if (!hb_table_is_pristine(global_config_tbl_new)) {
-        MOX_copy_and_delete_global_config_tbl();
-    }
 }
 
 void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {

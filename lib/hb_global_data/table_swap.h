@@ -8,15 +8,9 @@
 // is let pass.
 void empty_global_config_table(Hb_Configuration_Internal *t);
 
-// Whether the table is as emptying leaves it, and so holds nothing that could be made live.
-bool hb_table_is_pristine(const Hb_Configuration_Internal &table);
-
 // Rebuilds global_config_tbl as a deep copy of global_config_tbl_new, which it then empties. Sites are not
 // carried over. When memory is short both stay as they are. Errors: 17.
 void MOX_copy_and_delete_global_config_tbl();
-
-// The same, unless the working table is pristine: the live one then stays.
-void hb_take_working_table();
 
 // Empties `to` and moves into it what a table update has built in `from`; sites stay.
 void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Internal &to);

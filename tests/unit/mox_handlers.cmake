@@ -5,6 +5,7 @@ hb_add_test(
   mox_handlers_test
   SOURCES
   "${mox_handlers}/adapter_liveness_test.cpp"
+  "${mox_handlers}/commit_test.cpp"
   "${mox_handlers}/configuration_handler_test.cpp"
   "${mox_handlers}/creation_test.cpp"
   "${mox_handlers}/event_pipe_test.cpp"
@@ -14,9 +15,11 @@ hb_add_test(
   "${mox_handlers}/migration_trouble_test.cpp"
   "${mox_handlers}/new_group_test.cpp"
   "${mox_handlers}/node_liveness_test.cpp"
+  "${mox_handlers}/outage_test.cpp"
   "${mox_handlers}/peer_and_disk_test.cpp"
   "${mox_handlers}/plain_service.cpp"
   "${mox_handlers}/reading_test.cpp"
+  "${mox_handlers}/returned_node_test.cpp"
   "${mox_handlers}/site_test.cpp"
   "${mox_handlers}/table_update_test.cpp"
   "${CMAKE_CURRENT_SOURCE_DIR}/cluster_events/cluster.cpp"

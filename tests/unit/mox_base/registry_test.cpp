@@ -134,23 +134,66 @@ ISOLATED_TEST(Registry, AHandlerWithoutADescriptorIsTracedAndNotRegistered) {
     EXPECT_EQ(ERRORS, spy.records()[0].category);
 }
 
+// Unregisters and closes as handlers of the library do, in the base's destructor.
+class Closing : public ORBFSHandler {
+  public:
+    explicit Closing(int fd) : ORBFSHandler(nullptr, nullptr) {
+        orbfs_fd = fd;
+        selfRegister();
+    }
+    Hb_Rc handler(int *, char *, Hb_Group *, unsigned long *) override {
+        ++calls;
+        return Hb_Success;
+    }
+    int calls = 0;
+};
+
 ISOLATED_TEST(Registry, OfTwoWithOneDescriptorTheOneThatStaysIsCalled) {
     for (const bool first_goes : {true, false}) {
-        auto first = std::make_unique<Fake>(5);
-        auto second = std::make_unique<Fake>(5);
+        const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ASSERT_LE(0, fd);
+        auto first = std::make_unique<Closing>(fd);
+        auto second = std::make_unique<Closing>(fd);
         (first_goes ? first : second).reset();
-        const Fake &left = first_goes ? *second : *first;
-        EXPECT_EQ((std::vector<int>{5, -1}), descriptors());
-        int ready[] = {5, -1};
+        const Closing &left = first_goes ? *second : *first;
+        EXPECT_EQ((std::vector<int>{fd, -1}), descriptors());
+        int ready[] = {fd, -1};
         Hb_Rc rc = -5;
         ORBFSHandler::dispatch(ready, nullptr, nullptr, nullptr, nullptr, &rc);
         EXPECT_EQ(Hb_Success, rc);
         EXPECT_EQ(1, left.calls);
+        first.reset();
+        second.reset();
+        rc = -5;
+        ORBFSHandler::dispatch(ready, nullptr, nullptr, nullptr, nullptr, &rc);
+        EXPECT_EQ(Hb_Failure, rc);
+        EXPECT_EQ(0, ORBFSHandler::getNumbersOfFileDescriptors());
     }
-    int ready[] = {5, -1};
-    Hb_Rc rc = -5;
-    ORBFSHandler::dispatch(ready, nullptr, nullptr, nullptr, nullptr, &rc);
-    EXPECT_EQ(Hb_Failure, rc);
+}
+
+ISOLATED_TEST(Registry, UnregisteringFreesTheFirstSlotOfTheDescriptorWhosesoeverItIs) {
+    Fake first(5);
+    Fake second(5);
+    second.selfUnregister();
+    EXPECT_EQ(-1, ORBFSHandler::handlerInstances[0].fd);
+    EXPECT_EQ(nullptr, ORBFSHandler::handlerInstances[0].handler);
+    EXPECT_EQ(5, ORBFSHandler::handlerInstances[1].fd);
+    EXPECT_EQ(&second, ORBFSHandler::handlerInstances[1].handler);
+    EXPECT_EQ(1, ORBFSHandler::getNumbersOfFileDescriptors());
+}
+
+ISOLATED_TEST(Registry, AHandlerThatWasRegisteredTwiceLeavesNoSlotBehind) {
+    {
+        const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ASSERT_LE(0, fd);
+        Closing twice(fd);
+        twice.selfRegister();
+        EXPECT_EQ(2, ORBFSHandler::getNumbersOfFileDescriptors());
+    }
+    EXPECT_EQ(nullptr, ORBFSHandler::handlerInstances[0].handler);
+    EXPECT_EQ(nullptr, ORBFSHandler::handlerInstances[1].handler);
+    EXPECT_EQ(-1, ORBFSHandler::handlerInstances[1].fd);
+    EXPECT_EQ(0, ORBFSHandler::getNumbersOfFileDescriptors());
 }
 
 ISOLATED_TEST(Registry, UnregisteringTwiceIsSilent) {

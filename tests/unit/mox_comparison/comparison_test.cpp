@@ -339,6 +339,17 @@ TEST(NodeEvent, IsOfOneNodeAndStaysWhatItIs) {
     handler.constructNodeEvent(3, nullptr, 1);
 }
 
+TEST(NodeEvent, CountsOneNodeAlsoForANumberThatNoNodeHas) {
+    Any_Handler handler;
+    for (const int node : {-1, 2049, 40000}) {
+        Slot slot;
+        handler.constructNodeEvent(node, slot.out(), 2);
+        ASSERT_FALSE(slot.is_empty());
+        EXPECT_EQ(Nodes{}, slot.nodes());
+        EXPECT_EQ(1, slot.node_group().Hb_num_nodes);
+    }
+}
+
 TEST(AdapterEvent, GrowsByOneAdapterAtATime) {
     Any_Handler handler;
     const Live_Table live(two_nodes());

@@ -10,9 +10,12 @@
 #include "lib/MOX_ORBFSEventPipeHandler.h"
 #include "lib/MOX_event_pipe.h"
 #include "lib/MOX_handlers.h"
+#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"
@@ -175,7 +178,7 @@ ISOLATED_TEST(EventPipe, TheMarkerMakesTheWorkingTableTheLiveOne) {
     EXPECT_EQ(0U, pipe.call.sequence);
     EXPECT_TRUE(pipe.call.group_is_untouched());
     EXPECT_EQ(5, global_config_tbl.Hb_num_adapters);
-    EXPECT_TRUE(hb_table_is_pristine(global_config_tbl_new));
+    EXPECT_EQ(MOX_Working_Table::none, MOX_working_table());
     ASSERT_NE(nullptr, traced(spy, 107));
     EXPECT_STREQ("Event pipe handler: after copy", traced(spy, 107)->data.at(0).c_str());
 }
@@ -234,6 +237,57 @@ ISOLATED_TEST(EventPipe, IgnoredMessagesDoNotGrow) {
     }
     EXPECT_LT(allocated_bytes(), bytes + 4000);
     EXPECT_EQ(0, Pipe::bytes_held());
+}
+
+ISOLATED_TEST(EventPipe, AnIgnoredEventOfTheLibraryIsKeptForTheNextMessage) {
+    Pipe pipe;
+    Pipe::message_from(2);
+    const MOX_Event *const first = event_queue_list;
+    ASSERT_EQ(Hb_Success, pipe.run());
+    EXPECT_EQ(1U, first->type) << "it was not freed";
+    EXPECT_EQ(2, first->node_num);
+    Pipe::message_from(3);
+    EXPECT_EQ(first, event_queue_list);
+    EXPECT_THAT(queued(), ElementsAre(Queued{JOIN, 1, 3, 0, {3}, {}, 1}));
+    Pipe::message_from(2);
+    EXPECT_NE(first, event_queue_list->next) << "one event for each message";
+    ASSERT_EQ(Hb_Success, pipe.run());
+    ASSERT_EQ(Hb_Success, pipe.run());
+    set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+    Pipe::message_from(2);
+    ASSERT_EQ(Hb_Success, pipe.run());
+    EXPECT_EQ(JOIN, pipe.call.events);
+    EXPECT_THAT(pipe.call.nodes(), ElementsAre(2));
+}
+
+ISOLATED_TEST(EventPipe, AMessageOutsideClusterEventModeSucceedsAndQueuesNothing) {
+    Pipe pipe;
+    set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+    IsMOX = false; // as after a preparation, which makes the handlers
+    Pipe::message_from(2);
+    EXPECT_THAT(queued(), IsEmpty());
+    EXPECT_EQ(0, Pipe::bytes_held());
+    IsMOX = true;
+    Pipe::message_from(2);
+    EXPECT_EQ(1U, queued().size());
+}
+
+ISOLATED_TEST(EventPipe, AFailedWakeUpIsTracedWithTheResultOfTheWrite) {
+    for (const long result : {-1L, 0L}) {
+        Pipe pipe;
+        queue_event(0, DEATH);
+        const Trace_Spy spy(0, 1, 0);
+        Fault fault;
+        fault.call = Call::write_;
+        fault.error = result == -1 ? EPIPE : 0;
+        const FaultGuard guard(fault);
+        errno = EPIPE;
+        EXPECT_EQ(Hb_Failure, MOX_write_to_event_pipe());
+        EXPECT_EQ(59, hb_get_errno());
+        ASSERT_EQ(1U, spy.records().size());
+        EXPECT_EQ(85U, spy.records()[0].id);
+        EXPECT_EQ((std::vector<uint32_t>{static_cast<uint32_t>(result), EPIPE}), spy.records()[0].values);
+    }
 }
 
 ISOLATED_TEST(EventPipe, AMessageWithoutHandlersSucceedsAndQueuesNothing) {

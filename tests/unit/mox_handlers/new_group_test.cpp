@@ -67,6 +67,56 @@ ISOLATED_TEST(NewGroup, OfNodesHoldsThoseThatAreUpAndNotBeingRemoved) {
     EXPECT_EQ(0, group.client.service.lists_out());
 }
 
+ISOLATED_TEST(NewGroup, OfNodesLeavesOutANodeThatAPeerReportedDead) {
+    New_Group group;
+    set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down); // the service has it up
+    EXPECT_EQ(Hb_Success, group.ask(1));
+    EXPECT_THAT(group.call.nodes(), ElementsAre(1, 3));
+    EXPECT_EQ(2, group.call.node_count());
+    set_node(2, Hb_Entity_Up, Hb_Entity_State_Reason_KOBAL_Up); // it has spoken
+    EXPECT_EQ(Hb_Success, group.ask(1));
+    EXPECT_THAT(group.call.nodes(), ElementsAre(1, 2, 3));
+}
+
+ISOLATED_TEST(NewGroup, OfNodesAlwaysHoldsTheLocalNode) {
+    New_Group group;
+    mox_sim::Node local;
+    local.number = 1;
+    for (const qz_mox_node_status_t status : {QZ_MOX_NODE_STATUS_DOWN, QZ_MOX_NODE_STATUS_UNDEF}) {
+        local.status = status;
+        group.client.service.set(local);
+        EXPECT_EQ(Hb_Success, group.ask(1));
+        EXPECT_THAT(group.call.nodes(), ElementsAre(1, 2, 3));
+    }
+}
+
+ISOLATED_TEST(NewGroup, AndTablesLeaveOutAlikeWhatIsBeingRemoved) {
+    New_Group group;
+    mox_sim::Node node;
+    node.number = 3;
+    node.operation = QZ_MOX_CFG_OP_DEL;
+    group.client.service.set(node);
+    for (mox_sim::Interface interface : group.client.service.interfaces()) {
+        if (interface.node == 3 || (interface.node == 2 && interface.name == "eth0")) {
+            interface.operation = QZ_MOX_CFG_OP_DEL;
+            group.client.service.set(interface);
+        }
+    }
+    mox_sim::Event_Record event;
+    event.is_reconfiguration = true;
+    group.client.service.push("cluster_reconfig", event);
+    EXPECT_EQ(of_adapters(DEATH, "a", {96, 144, 145}), group.client.take());
+    EXPECT_EQ(of_nodes(DEATH, "n", {3}), group.client.take());
+    EXPECT_EQ(of_configuration(), group.client.take());
+    char name[HB_ADAPTER_TYPE_SIZE] = "";
+    EXPECT_EQ(Hb_Success, hb_get_adapter_type_by_number(96, name));
+    EXPECT_STREQ("eth1", name) << "the slots are those of the interfaces that stay";
+    EXPECT_EQ(Hb_Success, group.ask(1));
+    EXPECT_THAT(group.call.nodes(), ElementsAre(1, 2));
+    EXPECT_EQ(Hb_Success, group.ask(2));
+    EXPECT_THAT(group.call.adapters(), ElementsAre(48, 49, 96));
+}
+
 ISOLATED_TEST(NewGroup, OfAdaptersHoldsThoseThatAreUp) {
     New_Group group;
     group.client.service.interface_down(2, "eth0");

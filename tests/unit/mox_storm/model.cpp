@@ -50,6 +50,37 @@ std::vector<int> nodes_missing(const Model_Table &from, const Model_Table &in) {
     return missing;
 }
 
+// The nodes that both know, up in the one and down in the other.
+std::vector<int> nodes_down_in(const Model_Table &from, const Model_Table &in) {
+    std::vector<int> down;
+    for (const Model_Node &node : from.nodes) {
+        const bool is_down = std::any_of(in.nodes.begin(), in.nodes.end(), [&](const Model_Node &other) {
+            return other.number == node.number && other.state == State::down;
+        });
+        if (node.state == State::up && is_down) {
+            down.push_back(node.number);
+        }
+    }
+    return down;
+}
+
+void add_sorted(std::vector<int> &to, const std::vector<int> &more) {
+    to.insert(to.end(), more.begin(), more.end());
+    std::sort(to.begin(), to.end());
+}
+
+bool is_of(const mox_sim::Interface &interface, const Model_Adapter &adapter) {
+    return static_cast<int>(interface.node) == node_of(adapter) &&
+           interface.name.value_or("") == adapter.name && bytes_of(interface.address) == adapter.address;
+}
+
+bool is_up_in(const Model_Table &table, const Model_Adapter &adapter) {
+    return std::any_of(table.adapters.begin(), table.adapters.end(), [&](const Model_Adapter &other) {
+        return node_of(other) == node_of(adapter) && other.name == adapter.name &&
+               other.address == adapter.address && other.state == State::up;
+    });
+}
+
 Taken failed(int error) {
     return {Hb_Failure, error, -1, "", {}, {}, 77};
 }
@@ -95,7 +126,7 @@ void Model::will_fail(Operation operation) {
 }
 
 void Model::message_from(int node) {
-    queue({Queued::Kind::message, 2, {node}, {}});
+    queue({Queued::Kind::message, 2, {node}, {}, {}});
     wake();
 }
 
@@ -192,12 +223,12 @@ std::optional<Model_Table> Model::build(const Model_Table &current, std::optiona
     return built;
 }
 
-std::vector<unsigned> Model::up_interfaces(std::optional<uint32_t> node) const {
+std::vector<unsigned> Model::up_interfaces() const {
     std::map<uint32_t, unsigned> used;
     std::vector<unsigned> up;
     for (const mox_sim::Interface &interface : service_.interfaces()) {
         const unsigned number = interface.node * PER_NODE + used[interface.node]++;
-        if ((!node || interface.node == *node) && interface.status == QZ_MOX_INTF_STATUS_UP) {
+        if (interface.status == QZ_MOX_INTF_STATUS_UP) {
             up.push_back(number);
         }
     }
@@ -226,11 +257,24 @@ void Model::wake() {
     wake_ups_ += queue_.empty() ? 0 : 1;
 }
 
-void Model::take_working_table() {
-    if (working_) {
-        live_ = *working_;
-        working_.reset();
+void Model::queue_marker(const Model_Table &table) {
+    queue({Queued::Kind::marker, 128, {}, {}, table});
+}
+
+void Model::know_nodes_of(const Model_Table &table) {
+    present_.clear();
+    for (const Model_Node &node : table.nodes) {
+        present_.insert(node.number);
     }
+}
+
+// The node's entry, added where there is none.
+Model_Node &Model::note(int node) {
+    if (Model_Node *const known = find(live_, node)) {
+        return *known;
+    }
+    present_.insert(node);
+    return live_.nodes.emplace_back(Model_Node{node, State::undefined, Reason::down});
 }
 
 Taken Model::nothing(unsigned long sequence) const {
@@ -251,17 +295,22 @@ Taken Model::tell_adapters(int events, const std::vector<unsigned> &adapters) co
 
 // A table of the whole service is compared with the live one.
 Taken Model::update(std::optional<Source> about) {
-    std::optional<Model_Table> built = build(live_, about, -1);
-    if (built) {
-        working_ = std::move(built);
-    } else if (!working_) {
-        ++deaths_by_outage;
+    const std::optional<Model_Table> built = build(live_, about, -1);
+    if (!built) {
+        owed_ = true;
+        ++outages;
+        return {Hb_Failure, error_, 0, "<EMPTY EVENT>", {}, {}, 0};
     }
-    const Model_Table next = working_.value_or(Model_Table());
-    const std::vector<unsigned> adapters_gone = adapters_missing(live_, next);
-    const std::vector<int> nodes_gone = nodes_missing(live_, next);
-    const std::vector<unsigned> adapters_new = adapters_missing(next, live_);
-    const std::vector<int> nodes_new = nodes_missing(next, live_);
+    const std::vector<unsigned> adapters_gone = adapters_missing(live_, *built);
+    std::vector<int> nodes_gone = nodes_missing(live_, *built);
+    const std::vector<unsigned> adapters_new = adapters_missing(*built, live_);
+    std::vector<int> nodes_new = nodes_missing(*built, live_);
+    if (owed_) {
+        add_sorted(nodes_gone, nodes_down_in(live_, *built));
+        add_sorted(nodes_new, nodes_down_in(*built, live_));
+        ++owed_comparisons;
+        owed_ = false;
+    }
     const bool departed = !adapters_gone.empty() || !nodes_gone.empty();
 
     Taken told = nothing();
@@ -269,21 +318,19 @@ Taken Model::update(std::optional<Source> about) {
         told = tell_adapters(1, adapters_gone);
     }
     if (!nodes_gone.empty()) {
-        queue({Queued::Kind::nodes, 1, nodes_gone, {}});
+        queue({Queued::Kind::nodes, 1, nodes_gone, {}, {}});
     }
     if (departed) {
-        queue({Queued::Kind::marker, 128, {}, {}});
+        queue_marker(*built);
     } else {
         told = {Hb_Success, error_, 128, "Hb_Config_Group", {}, {}, 0};
+        live_ = *built;
     }
     if (!nodes_new.empty()) {
-        queue({Queued::Kind::nodes, 2, nodes_new, {}});
+        queue({Queued::Kind::nodes, 2, nodes_new, {}, {}});
     }
     if (!adapters_new.empty()) {
-        queue({Queued::Kind::adapters, 2, {}, adapters_new});
-    }
-    if (!departed) {
-        take_working_table();
+        queue({Queued::Kind::adapters, 2, {}, adapters_new, {}});
     }
     wake();
     return told;
@@ -352,12 +399,18 @@ Taken Model::from_queue() {
         if (node == nullptr || node->state != State::down || node->reason != Reason::reported_down) {
             return nothing();
         }
-        node->state = State::up;
-        node->reason = Reason::reported_up;
+        *node = {node->number, State::up, Reason::reported_up};
+        for (Queued &other : queue_) {
+            Model_Node *const waiting = other.table ? find(*other.table, node->number) : nullptr;
+            if (waiting != nullptr && waiting->state == State::down &&
+                waiting->reason == Reason::reported_down) {
+                *waiting = *node;
+            }
+        }
     }
     Taken told = nothing();
     if (event.kind == Queued::Kind::marker) {
-        take_working_table();
+        live_ = *event.table;
         told = {Hb_Success, error_, 128, "Hb_Config_Group", {}, {}, 0};
     } else if (event.kind == Queued::Kind::adapters) {
         told = tell_adapters(event.events, event.adapters);
@@ -391,27 +444,31 @@ Taken Model::node_event(const Event_Record &event) {
     if (node == 1) {
         return nothing(sequence);
     }
-    if (std::optional<Model_Table> built = build(live_, Source::node_liveness, node)) {
-        working_ = std::move(built);
+    const std::optional<Model_Table> built = build(live_, Source::node_liveness, node);
+    if (!built) {
+        owed_ = true;
+        ++records_alone;
     }
-    const std::size_t queued_before = queue_.size();
-    const Taken told = event.type == QZ_ORB_EVENT_DOWN ? node_death(node, sequence) : node_join(node, sequence);
-    // Without news no marker waits for the table that was built for it.
-    if (queued_before == 0 && queue_.empty()) {
-        working_.reset();
-    }
+    return event.type == QZ_ORB_EVENT_DOWN ? node_death(node, sequence, built)
+                                           : node_join(node, sequence, built);
+}
+
+// Without news the table that was built is dropped, and what is known is what was known before.
+Taken Model::no_news(const Taken &told) {
+    const auto last =
+        std::find_if(queue_.rbegin(), queue_.rend(), [](const Queued &queued) { return queued.table; });
+    know_nodes_of(last != queue_.rend() ? *last->table : live_);
     return told;
 }
 
-Taken Model::node_death(int node, unsigned long sequence) {
-    Model_Table next = working_.value_or(Model_Table());
-    const Model_Node *const now = find(next, node);
+Taken Model::node_death(int node, unsigned long sequence, std::optional<Model_Table> next) {
+    const Model_Node *const now = next ? find(*next, node) : nullptr;
     Model_Node *const before = find(live_, node);
     if (now != nullptr && now->state == State::up) {
-        return nothing();
+        return no_news(nothing());
     }
     if (before != nullptr && before->state == State::down && before->reason == Reason::down) {
-        return nothing(sequence);
+        return next ? no_news(nothing(sequence)) : nothing(sequence);
     }
     const bool reported =
         before != nullptr && before->state == State::down && before->reason == Reason::reported_down;
@@ -423,45 +480,97 @@ Taken Model::node_death(int node, unsigned long sequence) {
         }
     }
     std::sort(died.begin(), died.end());
-    Taken told;
+    Taken told = nothing();
     if (!died.empty()) {
         told = tell_adapters(1, died);
         if (!reported) {
-            queue({Queued::Kind::nodes, 1, {node}, {}});
+            queue({Queued::Kind::nodes, 1, {node}, {}, {}});
         }
     } else if (!reported) {
         told = tell_nodes(1, node, sequence);
     }
+    if (!next) {
+        note(node) = {node, State::down, Reason::down};
+        wake();
+        return told;
+    }
     if (before != nullptr) {
         before->state = State::down;
     }
+    for (Model_Adapter &adapter : next->adapters) {
+        if (node_of(adapter) == node && adapter.state == State::up) {
+            adapter.state = State::down; // its death was told
+        }
+    }
     if (died.empty() && reported) {
-        take_working_table();
+        live_ = *next;
         told = {Hb_Success, error_, 128, "Hb_Config_Group", {}, {}, 0};
     } else {
-        queue({Queued::Kind::marker, 128, {}, {}});
+        queue_marker(*next);
     }
     wake();
     return told;
 }
 
-Taken Model::node_join(int node, unsigned long sequence) {
-    Model_Table next = working_.value_or(Model_Table());
-    const Model_Node *const now = find(next, node);
+Taken Model::node_join(int node, unsigned long sequence, std::optional<Model_Table> next) {
+    const Model_Node *const now = next ? find(*next, node) : nullptr;
     Model_Node *const before = find(live_, node);
-    if (now != nullptr && now->state == State::down) {
-        return nothing();
+    const bool reported =
+        before != nullptr && before->state == State::down && before->reason == Reason::reported_down;
+    if (next ? now != nullptr && now->state == State::down : reported) {
+        return next ? no_news(nothing()) : nothing();
     }
     if (before != nullptr && before->state == State::up) {
-        return nothing(sequence);
+        return next ? no_news(nothing(sequence)) : nothing(sequence);
     }
-    queue({Queued::Kind::marker, 128, {}, {}});
-    if (fails(Operation::get_net_intf_info)) {
+    const bool answered = !fails(Operation::get_net_intf_info);
+    if (!answered) {
         error_ = 65;
-    } else if (const std::vector<unsigned> up = up_interfaces(static_cast<uint32_t>(node)); !up.empty()) {
-        queue({Queued::Kind::adapters, 2, {}, up});
     }
-    if (before != nullptr) {
+    // What the service has up now joins, unless it was told before; by the numbers of the table that will be live.
+    const std::vector<mox_sim::Interface> interfaces = service_.interfaces();
+    Model_Table &numbered = next ? *next : live_;
+    std::vector<unsigned> joined;
+    for (Model_Adapter &adapter : numbered.adapters) {
+        if (node_of(adapter) != node || is_up_in(live_, adapter)) {
+            continue;
+        }
+        const bool up_now =
+            answered &&
+            std::any_of(interfaces.begin(), interfaces.end(), [&](const mox_sim::Interface &interface) {
+                return is_of(interface, adapter) && interface.status == QZ_MOX_INTF_STATUS_UP;
+            });
+        if (up_now) {
+            joined.push_back(adapter.number);
+        } else if (next && adapter.state == State::up) {
+            adapter.state = State::down;
+        }
+    }
+    for (Model_Adapter &adapter : numbered.adapters) {
+        if (std::count(joined.begin(), joined.end(), adapter.number) > 0) {
+            adapter.state = State::up;
+        }
+    }
+    std::sort(joined.begin(), joined.end());
+    if (next) {
+        std::vector<unsigned> stale;
+        for (const Model_Adapter &adapter : live_.adapters) {
+            if (node_of(adapter) == node && adapter.state == State::up && !is_up_in(*next, adapter)) {
+                stale.push_back(adapter.number);
+            }
+        }
+        std::sort(stale.begin(), stale.end());
+        if (!stale.empty()) {
+            queue({Queued::Kind::adapters, 1, {}, stale, {}});
+        }
+        queue_marker(*next);
+    }
+    if (!joined.empty()) {
+        queue({Queued::Kind::adapters, 2, {}, joined, {}});
+    }
+    if (!next) {
+        note(node) = {node, State::up, Reason::up};
+    } else if (before != nullptr) {
         before->state = State::up;
     }
     wake();
@@ -505,7 +614,11 @@ Taken Model::new_group() {
         }
         Taken told{Hb_Success, 0, 4, node_name_, {}, {}, 0};
         for (const mox_sim::Node &node : service_.nodes()) {
-            if (node.status == QZ_MOX_NODE_STATUS_UP && node.operation != QZ_MOX_CFG_OP_DEL) {
+            const Model_Node *const known = find(live_, static_cast<int>(node.number));
+            const bool reported =
+                known != nullptr && known->state == State::down && known->reason == Reason::reported_down;
+            if (node.operation != QZ_MOX_CFG_OP_DEL &&
+                (node.number == 1 || (node.status == QZ_MOX_NODE_STATUS_UP && !reported))) {
                 told.nodes.push_back(static_cast<int>(node.number));
             }
         }
@@ -518,7 +631,7 @@ Taken Model::new_group() {
     if (fails(Operation::get_net_intf_info)) {
         return {Hb_Failure, 65, -1, "", {}, {}, 0};
     }
-    return {Hb_Success, 0, 4, adapter_name_, {}, up_interfaces(std::nullopt), 0};
+    return {Hb_Success, 0, 4, adapter_name_, {}, up_interfaces(), 0};
 }
 
 } // namespace hb_test

@@ -89,7 +89,9 @@ class Model {
 
     // How often the storm has come by here.
     int markers_in_a_row = 0; // a marker while another one was queued
-    int deaths_by_outage = 0; // a comparison with a table that could not be built
+    int outages = 0;          // an update without an answer, which tells nothing
+    int owed_comparisons = 0; // an update that made up for such a one
+    int records_alone = 0;    // a node's record without an answer, which counts by itself
 
   private:
     struct Queued {
@@ -97,6 +99,7 @@ class Model {
         int events = 0;
         std::vector<int> nodes;
         std::vector<unsigned> adapters;
+        std::optional<Model_Table> table; // of a marker: what becomes live with it
     };
     struct Pending {
         int result = 0;
@@ -107,7 +110,8 @@ class Model {
     std::optional<Model_Table> build(const Model_Table &current, std::optional<Source> about, int only_node);
     void queue(const Queued &event);
     void wake();
-    void take_working_table();
+    void queue_marker(const Model_Table &table);
+    void know_nodes_of(const Model_Table &table);
     Taken update(std::optional<Source> about);
     Taken nothing(unsigned long sequence = 0) const;
     Taken tell_nodes(int events, int node, unsigned long sequence) const;
@@ -116,19 +120,21 @@ class Model {
     Taken from_queue();
     Taken adapter_event(const mox_sim::Event_Record &event);
     Taken node_event(const mox_sim::Event_Record &event);
-    Taken node_death(int node, unsigned long sequence);
-    Taken node_join(int node, unsigned long sequence);
+    Taken node_death(int node, unsigned long sequence, std::optional<Model_Table> next);
+    Taken node_join(int node, unsigned long sequence, std::optional<Model_Table> next);
+    Taken no_news(const Taken &told);
+    Model_Node &note(int node);
     Taken peer_event(const mox_sim::Event_Record &event);
     Taken address_event(const mox_sim::Event_Record &event);
     Taken new_group();
-    std::vector<unsigned> up_interfaces(std::optional<uint32_t> node) const;
+    std::vector<unsigned> up_interfaces() const;
     Model_Node *find(Model_Table &table, int node);
 
     const mox_sim::Simulated_Service &service_;
     std::string node_name_;
     std::string adapter_name_;
     Model_Table live_;
-    std::optional<Model_Table> working_;
+    bool owed_ = false;
     std::set<int> present_;
     std::deque<Queued> queue_;
     int wake_ups_ = 0;

@@ -430,7 +430,9 @@ void run_storm(unsigned seed) {
     EXPECT_EQ(0, storm.service().events_out());
     // The storm was one: these rare cases were among it.
     EXPECT_LT(0, storm.model().markers_in_a_row);
-    EXPECT_LT(0, storm.model().deaths_by_outage);
+    EXPECT_LT(0, storm.model().outages);
+    EXPECT_LT(0, storm.model().owed_comparisons);
+    EXPECT_LT(0, storm.model().records_alone);
 }
 
 TEST_P(Storms, EveryCallGivesWhatTheModelSays) {
