@@ -659,8 +659,9 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * configuration event (128), nodes that are up, adapters that are up.  The configuration that the queries answer
  * from changes with event 128 and not before.  A node whose state is unknown to the daemon or to the service has no
  * node event.
- * When the service does not answer, the commit uses what the preparation read.  Without that, event 128 alone is
- * queued, the daemon's configuration stays, and the next reading that succeeds reports the difference.
+ * When the service does not answer, the commit uses what the preparation read, if no event has been read since.
+ * Otherwise event 128 alone is queued, the configuration stays, and the next reading that succeeds reports the
+ * difference.
  * Without a preparation no events are delivered until one succeeds and is committed.  A second commit reports what
  * has changed since the first.  It waits while a daemon that has stopped does not read.  To ask the daemon it opens
  * a library that is not open.  Succeeds always; what was met on the way stays behind as the error number: that of

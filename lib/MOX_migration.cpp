@@ -20,7 +20,8 @@
 
 namespace {
 
-// What the last successful preparation read, for a commit whose own query fails; empty: there is none.
+// What the last successful preparation read, for a commit whose own query fails; empty: there is none. Any event that
+// is read afterwards makes it out of date.
 Hb_Configuration_Internal prepared_table = {};
 
 // Keeps the nodes that queries know those of the live table: a preparation reads the service, and may be aborted.

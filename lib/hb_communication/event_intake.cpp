@@ -5,6 +5,7 @@
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_handlers.h"
+#include "lib/MOX_migration.h"
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/connection.h"
@@ -21,6 +22,11 @@
 
 namespace {
 
+// What a preparation read of the service is older than what is reported now: a commit may not go back to it.
+void outdate_preparation() {
+    MOX_drop_prepared_table();
+}
+
 Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
     const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
     if (!snapshot) {
@@ -30,6 +36,7 @@ Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
         return Hb_Failure;
     }
     hb_init_global_node_tbl();
+    outdate_preparation();
     *events = HB_EVENT_CONFIG;
     std::strcpy(name, "Hb_Config_Group");
     return Hb_Success;
@@ -40,10 +47,13 @@ Hb_Rc take_packet(Hb_Packet &packet, int *events, char *name, Hb_Group *group) {
     case HB_ADAPTER_DEATH:
     case HB_ADAPTER_JOIN:
     case HB_ADAPTER_NEW_GROUP:
+        outdate_preparation();
         return hb_get_adapter_event(events, name, group, packet.release());
     case HB_NODE_DEATH:
     case HB_NODE_JOIN:
     case HB_NODE_NEW_GROUP:
+        outdate_preparation();
+        return hb_get_node_event(events, name, group, packet.release());
     case HB_NODE_HEARTBEAT:
         return hb_get_node_event(events, name, group, packet.release());
     case HB_FFDC_ID:
@@ -60,6 +70,7 @@ Hb_Rc take_packet(Hb_Packet &packet, int *events, char *name, Hb_Group *group) {
 // The queue goes first: what is in it happened before what a handler would find now.
 Hb_Rc take_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     if (MOX_event_queue_is_empty() != 0) {
+        outdate_preparation();
         Hb_Rc result = Hb_Failure;
         ORBFSHandler::dispatch(descriptors, events, name, group, seqnum_p, &result);
         return result;

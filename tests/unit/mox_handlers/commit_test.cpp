@@ -92,6 +92,41 @@ ISOLATED_TEST(Commit, WhoseQueryFailsUsesThePreparedTableAndKeepsTheQuerysNumber
     }
 }
 
+// What was reported since is newer than what the preparation read.
+ISOLATED_TEST(Commit, WhoseQueryFailsReportsNothingThatAnEventSinceThePreparationContradicts) {
+    {
+        Moving moving;
+        ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+        moving.daemon.run(send_record(reply(2, Bytes().i32(0).i32(3).i32(1)))); // adapter 3 died
+        ASSERT_TRUE(moving.daemon.wait_steps_done());
+        int *descriptors = nullptr;
+        int count = 0;
+        ASSERT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
+        Hb_Name name = {};
+        int events = 0;
+        unsigned long sequence = 0;
+        ASSERT_EQ(Hb_Success, hb_get_event_message(descriptors, nullptr, &events, name,
+                                                   moving.client.group.get(), &sequence));
+        hb_free_file_descriptor_array(descriptors);
+        ASSERT_EQ(DEATH, events);
+        moving.client.service.fail(Operation::get_node_info, -1, EIO);
+        ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+        EXPECT_THAT(moving.client.take_all(), ElementsAre(of_configuration())) << "and no join of the adapter";
+        ASSERT_EQ(Hb_Success, hb_terminate());
+        IsMOX = false; // as in a new process
+    }
+    Moved moved;
+    moved.client.service.node_down(3);
+    moved.client.take_all();
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+    moved.client.service.node_up(3);
+    EXPECT_EQ(JOIN, moved.client.take().events);
+    moved.client.take_all();
+    moved.client.service.fail(Operation::get_node_info, -1, EIO);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    EXPECT_THAT(moved.client.take_all(), ElementsAre(of_configuration())) << "and no death of the node";
+}
+
 ISOLATED_TEST(Commit, WithoutAnyAnswerReportsNoDeathAndTheDaemonsTableStays) {
     Moving moving;
     const int stride = global_config_tbl.Hb_adapters_per_node;
