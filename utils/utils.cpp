@@ -28,8 +28,6 @@ void my_free(void *ptr) {
     ccst_free(ptr);
 }
 
-void wisp_pin_new_data(void * /*ptr*/, unsigned int /*sz*/) {}
-
 static char *new_text(std::size_t size, const char *caller) {
     void *block = nullptr;
     if (size <= INT_MAX) {

@@ -2,6 +2,8 @@
 #ifndef UTILS_UTILS_H
 #define UTILS_UTILS_H
 
+#include "utils/new_data_hook.h"
+
 // Blocks got from cpp_malloc less calls of ccst_free. Freeing a null pointer counts too, and a request of
 // zero bytes does not, so the counter may stand below the number of live blocks.
 extern int memchunks;
@@ -11,9 +13,6 @@ extern int memchunks;
 void cpp_malloc(void **addr, int len, const char *caller);
 void ccst_free(void *ptr);
 void my_free(void *ptr);
-
-// Called for every new block; does nothing.
-void wisp_pin_new_data(void *ptr, unsigned int sz);
 
 // New blocks from cpp_malloc, freed with ccst_free; null when memory is short.
 char *copy_string(const char *s1);

@@ -3,6 +3,9 @@
 set(tables "${CMAKE_CURRENT_SOURCE_DIR}/tables")
 
 hb_add_test(utilities_test SOURCES "${tables}/hash_test.cpp" "${tables}/utils_test.cpp" LIBS hb_client_static)
+# The test's function takes the place of the hook in the whole program.
+hb_add_test(new_data_hook_test SOURCES "${tables}/new_data_hook_test.cpp" LIBS hb_client_static)
+target_link_options(new_data_hook_test PRIVATE "LINKER:--wrap=_Z17wisp_pin_new_dataPvj")
 hb_add_test(short_of_memory_test SOURCES "${tables}/short_of_memory_test.cpp" LIBS hb_client_static
             hb_test_faults)
 

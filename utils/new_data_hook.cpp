@@ -1,0 +1,3 @@
+#include "utils/new_data_hook.h"
+
+void wisp_pin_new_data(void * /*ptr*/, unsigned int /*sz*/) {}
