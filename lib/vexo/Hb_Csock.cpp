@@ -55,10 +55,13 @@ bool set_buffer(int fd, int option) {
 } // namespace
 
 long hb_writev_retry(int fd, iovec *iov, int count) {
-    iovec local[2] = {};
-    for (int i = 0; i < count && i < 2; ++i) {
-        local[i] = iov[i];
+    constexpr int ROOM = 2;
+    if (count < 0 || count > ROOM) {
+        errno = EINVAL;
+        return -1;
     }
+    iovec local[ROOM] = {};
+    std::copy_n(iov, count, local);
     long written = 0;
     for (;;) {
         const ssize_t n = writev(fd, local, count);
@@ -94,7 +97,7 @@ long hb_writev_retry(int fd, iovec *iov, int count) {
             }
             if (i != 0) {
                 ++i;
-                for (int k = i; k < count && k < 2; ++k) {
+                for (int k = i; k < count && k < ROOM; ++k) {
                     local[k - i] = local[k];
                 }
                 count -= i;

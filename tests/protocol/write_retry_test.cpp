@@ -168,6 +168,20 @@ TEST(WriteRetry, AnEmptyPayloadIsWrittenWithThePrefix) {
     EXPECT_EQ(1U, log.calls(Call::writev_).size());
 }
 
+TEST(WriteRetry, RefusesAnotherNumberOfVectorsThanItHasRoomForAndWritesNothing) {
+    const Pair pair;
+    char bytes[] = {1, 2, 3, 4};
+    std::array<iovec, 4> vectors{{{bytes, 1}, {bytes + 1, 1}, {bytes + 2, 1}, {bytes + 3, 1}}};
+    for (const int count : {3, 4, 1000000, -1, -2}) {
+        const CallLog log;
+        errno = 0;
+        EXPECT_EQ(-1, hb_writev_retry(pair.writing.get(), vectors.data(), count)) << count;
+        EXPECT_EQ(EINVAL, errno) << count;
+        EXPECT_TRUE(log.calls(Call::writev_).empty()) << count;
+        EXPECT_TRUE(pair.drain().empty()) << count;
+    }
+}
+
 // A real buffer that fills up, on a descriptor that does not block.
 TEST(WriteRetry, ARealPartialWriteFailsOnceThereIsRoomAgain) {
     const Pair pair;
