@@ -7,8 +7,8 @@ namespace {
 bool geometry_fits(const Hb_Snapshot_Header &header) {
     return header.Hb_max_nodes >= 0 && header.Hb_max_nodes <= HB_NODE_SLOTS &&
            header.Hb_adapters_per_node >= 0 && header.Hb_adapters_per_node <= HB_NETWORK_SLOTS &&
-           header.Hb_num_adapters >= 0 && header.Hb_num_networks >= 0 &&
-           header.Hb_num_networks <= HB_NETWORK_SLOTS;
+           header.Hb_num_adapters >= 0 && header.Hb_num_adapters <= HB_ADAPTER_SLOTS &&
+           header.Hb_num_networks >= 0 && header.Hb_num_networks <= HB_NETWORK_SLOTS;
 }
 
 uint64_t size_needed(const Hb_Snapshot_Header &header) {

@@ -13,8 +13,8 @@ struct Hb_Snapshot_View {
     const char *networks; // header.Hb_num_networks x 86 bytes
 };
 
-// Nothing when the record does not hold together: shorter than its counts say, more networks than there
-// are slots, a geometry beyond the table's, or an adapter number beyond the geometry.
+// Nothing when the record does not hold together: shorter than its counts say, more networks or adapters than
+// there are slots, a geometry beyond the table's, or an adapter number beyond the geometry.
 std::optional<Hb_Snapshot_View> hb_view_snapshot(std::span<const char> record);
 
 // The view of a record that is known to hold together.

@@ -41,6 +41,20 @@ void expect_refused(const Bytes &record) {
     hb_terminate();
 }
 
+// One adapter more than there are numbers, 98,352, so that one number stands there twice. The record is within its
+// longest length, since it has no networks.
+ClusterFacts crowded_cluster() {
+    ClusterFacts cluster;
+    cluster.max_nodes = 2049;
+    cluster.adapters_per_node = 48;
+    for (unsigned i = 0; i < 98353; ++i) {
+        const unsigned number = i % 98352;
+        cluster.adapters.push_back({number, static_cast<int>(number % 48U),
+                                    ipv4(10, i >> 16U, (i >> 8U) & 0xFFU, i & 0xFFU), "en", 1});
+    }
+    return cluster;
+}
+
 // ---- Kinds ----
 
 ISOLATED_TEST(RefusedKind, ARouteReplyAsAnEvent) {
@@ -190,6 +204,10 @@ ISOLATED_TEST(RefusedUpdate, WithAnImpossibleNumberOfAdapters) {
     }
 }
 
+ISOLATED_TEST(RefusedUpdate, WithMoreAdaptersThanAClusterHasNumbers) {
+    expect_refused(event(9, snapshot(crowded_cluster())));
+}
+
 ISOLATED_TEST(RefusedUpdate, WithAnImpossibleNumberOfNetworks) {
     for (const int64_t count : {-1LL, -2147483648LL, 49LL, 0x7FFFFFFFLL}) {
         expect_update_refused_with(NUM_NETWORKS, count);
@@ -270,6 +288,10 @@ ISOLATED_TEST(RefusedConfiguration, TooShort) {
         SCOPED_TRACE(length);
         expect_opening_refused(whole.first(length));
     }
+}
+
+ISOLATED_TEST(RefusedConfiguration, WithMoreAdaptersThanAClusterHasNumbers) {
+    expect_opening_refused(event(0, snapshot(crowded_cluster())));
 }
 
 ISOLATED_TEST(RefusedConfiguration, WithNumbersThatDoNotFit) {
