@@ -1,6 +1,7 @@
 // The security state and keys that the daemon publishes.
 
 #include <algorithm>
+#include <cstring>
 
 #include "hb_client.h"
 #include "lib/hb_argument_check.h"
@@ -20,7 +21,7 @@ class Key_Copy {
             bytes_[i] = hb_read_once(shared.value[i]);
         }
     }
-    ~Key_Copy() { sec_wipe(bytes_, sizeof bytes_); }
+    ~Key_Copy() { explicit_bzero(bytes_, sizeof bytes_); }
     Key_Copy(const Key_Copy &) = delete;
     Key_Copy &operator=(const Key_Copy &) = delete;
 

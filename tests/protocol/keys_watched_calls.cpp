@@ -25,11 +25,11 @@ extern "C" {
 
 int __real_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key);
 void __real_sec_release_typed_key(sec_key_desc *key);
-void __real_sec_wipe(void *memory, size_t length);
+void __real_explicit_bzero(void *memory, size_t length);
 
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key);
 void __wrap_sec_release_typed_key(sec_key_desc *key);
-void __wrap_sec_wipe(void *memory, size_t length);
+void __wrap_explicit_bzero(void *memory, size_t length);
 
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key) {
     if (watching == nullptr) {
@@ -51,8 +51,8 @@ void __wrap_sec_release_typed_key(sec_key_desc *key) {
     __real_sec_release_typed_key(key);
 }
 
-void __wrap_sec_wipe(void *memory, size_t length) {
-    __real_sec_wipe(memory, length);
+void __wrap_explicit_bzero(void *memory, size_t length) {
+    __real_explicit_bzero(memory, length);
     if (watching == nullptr || length != 256) {
         return;
     }

@@ -87,6 +87,27 @@ TEST(BuiltLibrary, ExportsWhatTheHeaderDeclares) {
     EXPECT_EQ(exported_symbols(), declared);
 }
 
+// What the library leaves to others, without the versions that the linker adds.
+Names undefined_symbols() {
+    Names names;
+    for (const std::string &line :
+         lines_of(output_of(HB_NM " -D --undefined-only --format=posix " HB_LIBRARY))) {
+        names.insert(line.substr(0, line.find_first_of(" @")));
+    }
+    return names;
+}
+
+// The security library of another maker need have no more than these.
+TEST(BuiltLibrary, NeedsTwoCallsOfTheSecurityLibrary) {
+    Names security;
+    for (const std::string &name : undefined_symbols()) {
+        if (name.starts_with("sec_") || name.starts_with("mss_") || name.starts_with("qz_mss")) {
+            security.insert(name);
+        }
+    }
+    EXPECT_EQ(security, (Names{"sec_release_typed_key", "sec_unmarshal_typed_key"}));
+}
+
 TEST(BuiltLibrary, HasItsPlainSoname) {
     EXPECT_EQ(dynamic_entries("SONAME"), Names{"libhb_client.so"});
 }
