@@ -19,11 +19,12 @@ inline constexpr uint32_t num_categories = 3;
 
 extern const tr_category_description_t hbc_trace_categories[num_categories];
 extern unsigned char hbc_trace_detail_levels[num_categories]; // owned by the trace library once registered
-extern tr_file_token_t *pTokens;
+extern tr_file_token_t *pTokens; // one for each category; null while not registered
 extern int32_t hbc_trace_inited;
 
+// A refused registration gives no tokens, and nothing is traced then, whatever the bytes say.
 inline bool hb_trace_on(Hb_Trace_Category category) {
-    return hbc_trace_detail_levels[category] != 0;
+    return hbc_trace_detail_levels[category] != 0 && pTokens != nullptr;
 }
 
 inline void hb_trace_id(Hb_Trace_Category category, Hb_Trace_Id id) {

@@ -78,7 +78,12 @@ template <typename Key> inline Location locate(const Key &key, const H_table_str
     return at;
 }
 
-template <typename Key> inline void *insert(const Key &key, H_table_str &t, void *object, const char *caller) {
+template <typename Key>
+inline void *insert(const Key &key, H_table_str *table, void *object, const char *caller) {
+    if (table == nullptr) {
+        return nullptr;
+    }
+    H_table_str &t = *table;
     const Location at = locate(key, t);
     if (at.found != nullptr) {
         void *previous = at.found->pointer;
@@ -100,12 +105,19 @@ template <typename Key> inline void *insert(const Key &key, H_table_str &t, void
     return nullptr;
 }
 
-template <typename Key> inline void *search(const Key &key, const H_table_str &t) {
-    const Location at = locate(key, t);
+template <typename Key> inline void *search(const Key &key, const H_table_str *t) {
+    if (t == nullptr) {
+        return nullptr;
+    }
+    const Location at = locate(key, *t);
     return at.found != nullptr ? at.found->pointer : nullptr;
 }
 
-template <typename Key> void *remove(const Key &key, H_table_str &t) {
+template <typename Key> void *remove(const Key &key, H_table_str *table) {
+    if (table == nullptr) {
+        return nullptr;
+    }
+    H_table_str &t = *table;
     const Location at = locate(key, t);
     Hobj *node = at.found;
     if (node == nullptr) {
@@ -121,15 +133,19 @@ template <typename Key> void *remove(const Key &key, H_table_str &t) {
     return object;
 }
 
-template <typename Key> int find(const Key &key, const H_table_str &t, Hobj **where) {
-    const Location at = locate(key, t);
+template <typename Key> int find(const Key &key, const H_table_str *t, Hobj **where) {
+    if (t == nullptr) {
+        *where = nullptr;
+        return 0;
+    }
+    const Location at = locate(key, *t);
     *where = at.found != nullptr ? at.found : at.last;
     return at.found != nullptr ? at.bucket + 1 : ~at.bucket;
 }
 
-template <typename Visit> void for_each_node(const H_table_str &t, Visit visit) {
-    for (int bucket = 0; bucket < t.size; ++bucket) {
-        for (const Hobj *node = t.table[bucket]; node != nullptr; node = node->next) {
+template <typename Visit> void for_each_node(const H_table_str *t, Visit visit) {
+    for (int bucket = 0; t != nullptr && bucket < t->size; ++bucket) {
+        for (const Hobj *node = t->table[bucket]; node != nullptr; node = node->next) {
             visit(bucket, *node);
         }
     }
@@ -196,7 +212,7 @@ H_table_str *Hash_init(const char *name, int size) {
         ccst_free(header);
         return nullptr;
     }
-    char *name_copy = copy_string(name);
+    char *name_copy = copy_string(name != nullptr ? name : "");
     if (name_copy == nullptr) {
         ccst_free(buckets);
         ccst_free(header);
@@ -232,63 +248,71 @@ int IndexHash(const char *s) {
 }
 
 void *Hash_insert(unsigned long key, H_table_str *t, void *object) {
-    return insert(word_key(key), *t, object, "Hash_insert");
+    return insert(word_key(key), t, object, "Hash_insert");
 }
 
 void *Hash_insert2(unsigned long key, unsigned long key2, H_table_str *t, void *object) {
-    return insert(pair_key(key, key2), *t, object, "Hash_insert");
+    return insert(pair_key(key, key2), t, object, "Hash_insert");
 }
 
 void *Hash_insert_IPv6(const H_IPv6_key_t *key, H_table_str *t, void *object) {
-    return insert(Address_Key{*key}, *t, object, "Hash_insert_IPv6");
+    return insert(Address_Key{*key}, t, object, "Hash_insert_IPv6");
 }
 
 void *Hash_search(unsigned long key, const H_table_str *t) {
-    return search(word_key(key), *t);
+    return search(word_key(key), t);
 }
 
 void *Hash_search2(unsigned long key, unsigned long key2, const H_table_str *t) {
-    return search(pair_key(key, key2), *t);
+    return search(pair_key(key, key2), t);
 }
 
 void *Hash_search_IPv6(const H_IPv6_key_t *key, const H_table_str *t) {
-    return search(Address_Key{*key}, *t);
+    return search(Address_Key{*key}, t);
 }
 
 void *Hash_delete(unsigned long key, H_table_str *t) {
-    return remove(word_key(key), *t);
+    return remove(word_key(key), t);
 }
 
 void *Hash_delete2(unsigned long key, unsigned long key2, H_table_str *t) {
-    return remove(pair_key(key, key2), *t);
+    return remove(pair_key(key, key2), t);
 }
 
 void *Hash_delete_IPv6(const H_IPv6_key_t *key, H_table_str *t) {
-    return remove(Address_Key{*key}, *t);
+    return remove(Address_Key{*key}, t);
 }
 
 int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where) {
-    return find(word_key(key), *t, where);
+    return find(word_key(key), t, where);
 }
 
 int FindHashLoc2(unsigned long key, unsigned long key2, const H_table_str *t, Hobj **where) {
-    return find(pair_key(key, key2), *t, where);
+    return find(pair_key(key, key2), t, where);
 }
 
 int FindHashLoc_IPv6(const H_IPv6_key_t *key, const H_table_str *t, Hobj **where) {
-    return find(Address_Key{*key}, *t, where);
+    return find(Address_Key{*key}, t, where);
 }
 
 int Hash_entries(const H_table_str *t) {
-    return t->entries;
+    return t != nullptr ? t->entries : 0;
 }
 
 void *Hash_first(const H_table_str *t, H_cursor_str *cursor) {
+    if (t == nullptr) {
+        *cursor = {0, nullptr};
+        return nullptr;
+    }
     return enter_bucket(*t, *cursor, 0);
 }
 
 void *Hash_next(const H_table_str *t, H_cursor_str *cursor) {
     if (cursor == nullptr || cursor->obj == nullptr) {
+        return nullptr;
+    }
+    if (t == nullptr) {
+        cursor->obj = nullptr;
         return nullptr;
     }
     cursor->obj = cursor->obj->next;
@@ -299,12 +323,15 @@ void *Hash_next(const H_table_str *t, H_cursor_str *cursor) {
 }
 
 void Hash_table_call(const H_table_str *t, int (*function)(void *)) {
-    for_each_node(*t, [function](int, const Hobj &node) { function(node.pointer); });
+    for_each_node(t, [function](int, const Hobj &node) { function(node.pointer); });
 }
 
 void Hash_dump_table(const H_table_str *t, int (*dump)(void *)) {
+    if (t == nullptr) {
+        return;
+    }
     std::fprintf(stderr, "\nDumping Hash Table \"%s\"\n", t->name);
-    for_each_node(*t, [dump](int bucket, const Hobj &node) {
+    for_each_node(t, [dump](int bucket, const Hobj &node) {
         std::fprintf(stderr, "Bucket %d: key > 0x%08X\n", bucket, node.ku.k1k2.key);
         dump(node.pointer);
     });
@@ -316,6 +343,9 @@ int Hash_dump_string(void *object) {
 }
 
 void Hash_clean(H_table_str *t) {
+    if (t == nullptr) {
+        return;
+    }
     Regions regions;
     for (int bucket = 0; bucket < t->size; ++bucket) {
         Hobj *node = t->table[bucket];

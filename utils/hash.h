@@ -38,7 +38,9 @@ struct H_cursor_str {
     Hobj *obj; // null when the walk is over
 };
 
-// A table of `size` buckets, 257 at least; null when memory is short.
+// Where an operation gets a null table it does nothing and returns null, or 0.
+
+// A table of `size` buckets, 257 at least; null when memory is short. A null name is an empty one.
 H_table_str *Hash_init(const char *name, int size);
 // The bucket count for a population: the smallest m >= n that no d with 2 <= d and d * d < m divides. The
 // test is strict, so squares of primes pass.
@@ -60,7 +62,7 @@ void *Hash_delete2(unsigned long key, unsigned long key2, H_table_str *t);
 void *Hash_delete_IPv6(const H_IPv6_key_t *key, H_table_str *t);
 
 // Found: the node, and its bucket + 1. Not found: the last node of the chain (null if there is none), and
-// the bitwise complement of the bucket.
+// the bitwise complement of the bucket. Without a table: null, and 0.
 int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where);
 int FindHashLoc2(unsigned long key, unsigned long key2, const H_table_str *t, Hobj **where);
 int FindHashLoc_IPv6(const H_IPv6_key_t *key, const H_table_str *t, Hobj **where);
@@ -77,6 +79,6 @@ void Hash_dump_table(const H_table_str *t, int (*dump)(void *));
 int Hash_dump_string(void *object);
 
 void Hash_clean(H_table_str *t); // empties the table
-void Hash_free(H_table_str *t);  // null is let pass
+void Hash_free(H_table_str *t);  // destroys it
 
 #endif

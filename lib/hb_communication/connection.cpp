@@ -28,15 +28,21 @@ int open_error(long socket_status) {
     }
 }
 
+void drop_socket() {
+    delete client_socket;
+    client_socket = nullptr;
+}
+
+void drop_client_select() {
+    delete client_select;
+    client_select = nullptr;
+}
+
 } // namespace
 
 Hb_Rc hb_init_communication() {
-    if (client_socket != nullptr) {
-        hb_remove_socket();
-    }
-    if (client_select != nullptr) {
-        hb_remove_client_select();
-    }
+    drop_socket();
+    drop_client_select();
     client_pid = getpid();
     if (!hb_resolve_socket_path()) {
         return hb_fail(15);
@@ -58,14 +64,12 @@ Hb_Rc hb_init_communication() {
 
 Hb_Rc hb_remove_socket() {
     hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_SOCKET);
-    delete client_socket;
-    client_socket = nullptr;
+    drop_socket();
     return Hb_Success;
 }
 
 Hb_Rc hb_remove_client_select() {
     hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_CLIENT_SELECT);
-    delete client_select;
-    client_select = nullptr;
+    drop_client_select();
     return Hb_Success;
 }

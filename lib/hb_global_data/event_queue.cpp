@@ -6,15 +6,29 @@ MOX_Event *event_queue_list = nullptr;
 int event_sequence = 0;
 pthread_mutex_t event_queue_list_and_sequence_mutex = PTHREAD_MUTEX_INITIALIZER;
 
+namespace {
+
+// Behind the largest number comes the smallest.
+int take_sequence() {
+    const int sequence = event_sequence;
+    event_sequence = static_cast<int>(static_cast<unsigned>(sequence) + 1U);
+    return sequence;
+}
+
+} // namespace
+
 int hb_mox_next_event_sequence() {
     int sequence = 0;
-    MOX_with_queue_locked([&] { sequence = event_sequence++; });
+    MOX_with_queue_locked([&] { sequence = take_sequence(); });
     return sequence;
 }
 
 void MOX_add_event_at_end(MOX_Event *ev) {
+    if (ev == nullptr) {
+        return;
+    }
     MOX_with_queue_locked([&] {
-        ev->sequence_num = event_sequence++;
+        ev->sequence_num = take_sequence();
         // No tail pointer: the queue is drained with every wake-up and stays short.
         MOX_Event **link = &event_queue_list;
         while (*link != nullptr) {

@@ -22,7 +22,7 @@ template <typename Work> void MOX_with_queue_locked(Work work) {
 
 int hb_mox_next_event_sequence();
 
-// Stamps the event with the next sequence number and takes ownership of it.
+// Stamps the event with the next sequence number and takes ownership of it. Null is ignored.
 void MOX_add_event_at_end(MOX_Event *ev);
 
 // The head, which becomes the caller's to delete; null when the queue is empty.

@@ -31,6 +31,9 @@ bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
 }
 
 bool hb_index_node(Hb_Configuration_Internal &table, int i) {
+    if (table.node_list == nullptr) {
+        return false;
+    }
     Hb_Node_Entry &entry = table.node_list[i];
     const int before = Hash_entries(table.node_hash);
     const void *earlier = Hash_insert(static_cast<unsigned long>(entry.node_num), table.node_hash, &entry);
@@ -38,6 +41,9 @@ bool hb_index_node(Hb_Configuration_Internal &table, int i) {
 }
 
 bool hb_index_adapter(Hb_Configuration_Internal &table, int i) {
+    if (table.Hb_global_adapter_list == nullptr) {
+        return false;
+    }
     Hb_Adapter_Entry &entry = table.Hb_global_adapter_list[i];
     const int before = Hash_entries(table.adap_hash);
     const int addresses_before = Hash_entries(table.ip_hash);
@@ -50,20 +56,22 @@ bool hb_index_adapter(Hb_Configuration_Internal &table, int i) {
 
 namespace {
 
-// The lists and hash tables of `from`, and the numbers that go with them.
+// The lists and hash tables of `from`, and the numbers that go with them. A count without its list counts nothing.
 bool copy_lists(const Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {
-    if (!hb_make_table_lists(to, from.Hb_num_adapters)) {
+    const int nodes = from.node_list != nullptr ? from.Hb_num_nodes : 0;
+    const int adapters = from.Hb_global_adapter_list != nullptr ? from.Hb_num_adapters : 0;
+    if (!hb_make_table_lists(to, adapters)) {
         return false;
     }
-    hb_trace_values(HB_TRACE_INFO, HB_TR_SWAP_NODES, from.Hb_num_nodes);
+    hb_trace_values(HB_TRACE_INFO, HB_TR_SWAP_NODES, nodes);
     bool is_whole = true;
-    for (int i = 0; i < from.Hb_num_nodes && i < HB_NODE_SLOTS; ++i) {
+    for (int i = 0; i < nodes && i < HB_NODE_SLOTS; ++i) {
         to.node_list[i] = from.node_list[i];
         is_whole = hb_index_node(to, i) && is_whole;
     }
-    to.Hb_num_nodes = from.Hb_num_nodes;
-    to.Hb_num_adapters = from.Hb_num_adapters;
-    for (int i = 0; i < from.Hb_num_adapters; ++i) {
+    to.Hb_num_nodes = nodes;
+    to.Hb_num_adapters = adapters;
+    for (int i = 0; i < adapters; ++i) {
         to.Hb_global_adapter_list[i] = from.Hb_global_adapter_list[i];
         is_whole = hb_index_adapter(to, i) && is_whole;
     }

@@ -82,6 +82,33 @@ ISOLATED_TEST(Tracing, ARefusedRegistrationIsNotTriedAgainAndNothingIsTraced) {
     EXPECT_TRUE(trace_double().records.empty());
 }
 
+// A registration that failed gives no tokens; another component of the process may set the bytes all the same.
+ISOLATED_TEST(Tracing, WithoutTokensNothingIsTracedWhateverTheBytesSay) {
+    trace_double().refuse = true;
+    FakeDaemonPlan plan;
+    ClusterFacts cluster = small_cluster();
+    cluster.adapters[3].address = cluster.adapters[1].address;
+    plan.connections = {serve_configuration(snapshot(cluster))};
+    FakeDaemon daemon(plan);
+    hbc_initialize_trace_once();
+    EXPECT_EQ(nullptr, pTokens);
+    set_levels(1, 1, 1);
+    open_library();
+    daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
+    EventCall call;
+    EXPECT_EQ(Hb_Success, call.take());
+    Hb_Adapter_Identifier adapter;
+    EXPECT_EQ(Hb_Success, hb_get_first_adapter(call.group.get(), &adapter));
+    char type[36];
+    EXPECT_EQ(Hb_Success, hb_get_adapter_type_by_number(4, type));
+    Hb_IP_address6 address;
+    EXPECT_EQ(Hb_Success, hb_get_adapter_address_by_number(4, &address));
+    hb_trace_strings(HB_TRACE_ERRORS, HB_TR_DUMP_LABEL, "text");
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(Hb_Success, hb_remove_client_select());
+    EXPECT_TRUE(trace_double().records.empty());
+}
+
 ISOLATED_TEST(Tracing, WithAllThreeBytesZeroNoCallIsMade) {
     FakeDaemon daemon;
     set_levels(0, 0, 0);
@@ -127,6 +154,22 @@ ISOLATED_TEST(Tracing, RemovingTheSocketAndTheWaitSetAreRecords110And111) {
             EXPECT_EQ(token_of(1), record.token);
         }
     }
+}
+
+ISOLATED_TEST(Tracing, AConnectionThatIsReplacedHasNeitherRecord110Nor111) {
+    FakeDaemonPlan plan;
+    plan.connections = {{}, {}};
+    FakeDaemon daemon(plan);
+    hbc_initialize_trace_once();
+    set_levels(0, 1, 0);
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    EXPECT_TRUE(trace_double().with_id(110).empty());
+    EXPECT_TRUE(trace_double().with_id(111).empty());
+    EXPECT_EQ(Hb_Success, hb_remove_socket());
+    EXPECT_EQ(Hb_Success, hb_remove_client_select());
+    EXPECT_EQ(1U, trace_double().with_id(110).size());
+    EXPECT_EQ(1U, trace_double().with_id(111).size());
 }
 
 ISOLATED_TEST(Tracing, EachLoadedAdapterIsRecord118WithItsNode) {

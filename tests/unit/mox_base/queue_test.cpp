@@ -1,5 +1,6 @@
 // The queue of events, its sequence numbers, and the wake-up of the event pipe.
 #include <cerrno>
+#include <climits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -84,6 +85,28 @@ ISOLATED_TEST(Queue, GivesEventsInTheirOrderWithConsecutiveNumbers) {
     EXPECT_EQ(1, take_sequence());
     EXPECT_EQ(2, take_sequence());
     EXPECT_EQ(1, MOX_event_queue_is_empty());
+}
+
+ISOLATED_TEST(Queue, IgnoresANullEventAndUsesNoNumberForIt) {
+    MOX_add_event_at_end(nullptr);
+    EXPECT_EQ(1, MOX_event_queue_is_empty());
+    MOX_add_event_at_end(make_event());
+    MOX_add_event_at_end(nullptr);
+    EXPECT_EQ(0, take_sequence());
+    EXPECT_EQ(1, MOX_event_queue_is_empty());
+    EXPECT_EQ(1, hb_mox_next_event_sequence());
+}
+
+// The sanitizers' builds see a signed overflow.
+ISOLATED_TEST(Queue, NumbersGoOnBehindTheLargestWithTheSmallest) {
+    event_sequence = INT_MAX;
+    MOX_add_event_at_end(make_event());
+    MOX_add_event_at_end(make_event());
+    EXPECT_EQ(INT_MAX, take_sequence());
+    EXPECT_EQ(INT_MIN, take_sequence());
+    event_sequence = INT_MAX;
+    EXPECT_EQ(INT_MAX, hb_mox_next_event_sequence());
+    EXPECT_EQ(INT_MIN, hb_mox_next_event_sequence());
 }
 
 ISOLATED_TEST(Queue, NumbersGoOnAfterItWasEmpty) {

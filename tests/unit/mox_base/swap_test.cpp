@@ -126,6 +126,34 @@ ISOLATED_TEST(Swap, MakesADeepCopyLiveAndEmptiesTheWorkingTable) {
     empty_global_config_table(&global_config_tbl);
 }
 
+ISOLATED_TEST(Swap, OfCountsWithoutListsMakesATableWithoutNodesAndAdapters) {
+    global_config_tbl_new.Hb_max_nodes = 8;
+    global_config_tbl_new.Hb_adapters_per_node = 2;
+    global_config_tbl_new.Hb_num_nodes = 3;
+    global_config_tbl_new.Hb_num_adapters = 1000;
+    MOX_copy_and_delete_global_config_tbl();
+    EXPECT_EQ(8, global_config_tbl.Hb_max_nodes);
+    EXPECT_EQ(0, global_config_tbl.Hb_num_nodes);
+    EXPECT_EQ(0, global_config_tbl.Hb_num_adapters);
+    EXPECT_EQ(0, Hash_entries(global_config_tbl.node_hash));
+    EXPECT_EQ(0, Hash_entries(global_config_tbl.adap_hash));
+    EXPECT_EQ(0, global_config_tbl_new.Hb_max_nodes);
+    empty_global_config_table(&global_config_tbl);
+}
+
+ISOLATED_TEST(Index, OfAListThatIsAbsentFails) {
+    Hb_Configuration_Internal table = {};
+    EXPECT_FALSE(hb_index_node(table, 0));
+    EXPECT_FALSE(hb_index_adapter(table, 0));
+    Hb_Node_Entry node = {3, Hb_Entity_Up, Hb_Entity_State_Reason_Up};
+    Hb_Adapter_Entry adapter = {};
+    table.node_list = &node;
+    table.Hb_global_adapter_list = &adapter;
+    EXPECT_FALSE(hb_index_node(table, 0)) << "without a hash table";
+    EXPECT_FALSE(hb_index_adapter(table, 0));
+    EXPECT_EQ(nullptr, hb_find_node(table, 3));
+}
+
 ISOLATED_TEST(Swap, SizesTheAdaptersHashesByTheirCount) {
     ASSERT_TRUE(hb_make_table_lists(global_config_tbl_new, 1000));
     global_config_tbl_new.Hb_num_adapters = 1000;

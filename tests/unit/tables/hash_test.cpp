@@ -66,6 +66,75 @@ TEST(Hash_Init, ASizeThatNoBlockCanHoldGivesNoTableAndLeavesNothing) {
     EXPECT_EQ(memchunks, before);
 }
 
+TEST(Hash_Init, WithoutANameTheTableHasAnEmptyOne) {
+    const int before = memchunks;
+    {
+        const Table t(Hash_init(nullptr, 300));
+        ASSERT_NE(t, nullptr);
+        EXPECT_STREQ(t->name, "");
+        EXPECT_EQ(Hash_insert(5, t.get(), object_a), nullptr);
+        EXPECT_EQ(Hash_search(5, t.get()), object_a);
+    }
+    EXPECT_EQ(memchunks, before);
+}
+
+int calls_of_visit = 0;
+int visit(void * /*object*/) {
+    return ++calls_of_visit;
+}
+
+TEST(Hash_Without_A_Table, EveryOperationGivesNothingAndDoesNothing) {
+    const H_IPv6_key_t key = address(1, 2, 3, 4);
+    const int before = memchunks;
+    EXPECT_EQ(Hash_insert(5, nullptr, object_a), nullptr);
+    EXPECT_EQ(Hash_insert2(5, 6, nullptr, object_a), nullptr);
+    EXPECT_EQ(Hash_insert_IPv6(&key, nullptr, object_a), nullptr);
+    EXPECT_EQ(Hash_search(5, nullptr), nullptr);
+    EXPECT_EQ(Hash_search2(5, 6, nullptr), nullptr);
+    EXPECT_EQ(Hash_search_IPv6(&key, nullptr), nullptr);
+    EXPECT_EQ(Hash_delete(5, nullptr), nullptr);
+    EXPECT_EQ(Hash_delete2(5, 6, nullptr), nullptr);
+    EXPECT_EQ(Hash_delete_IPv6(&key, nullptr), nullptr);
+    EXPECT_EQ(Hash_entries(nullptr), 0);
+    calls_of_visit = 0;
+    Hash_table_call(nullptr, visit);
+    testing::internal::CaptureStderr();
+    Hash_dump_table(nullptr, visit);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(calls_of_visit, 0);
+    Hash_clean(nullptr);
+    Hash_free(nullptr);
+    EXPECT_EQ(memchunks, before);
+}
+
+TEST(Hash_Without_A_Table, ASearchForAPlaceFindsNeitherPlaceNorNode) {
+    const H_IPv6_key_t key = address(1, 2, 3, 4);
+    Hobj node = {};
+    Hobj *where = &node;
+    EXPECT_EQ(FindHashLoc(5, nullptr, &where), 0);
+    EXPECT_EQ(where, nullptr);
+    where = &node;
+    EXPECT_EQ(FindHashLoc2(5, 6, nullptr, &where), 0);
+    EXPECT_EQ(where, nullptr);
+    where = &node;
+    EXPECT_EQ(FindHashLoc_IPv6(&key, nullptr, &where), 0);
+    EXPECT_EQ(where, nullptr);
+}
+
+TEST(Hash_Without_A_Table, AWalkEndsAtOnce) {
+    H_cursor_str cursor = {3, nullptr};
+    EXPECT_EQ(Hash_first(nullptr, &cursor), nullptr);
+    EXPECT_EQ(cursor.bucket, 0);
+    EXPECT_EQ(cursor.obj, nullptr);
+    EXPECT_EQ(Hash_next(nullptr, &cursor), nullptr);
+    EXPECT_EQ(Hash_next(nullptr, nullptr), nullptr);
+    const Table t = table();
+    Hash_insert(5, t.get(), object_a);
+    EXPECT_EQ(Hash_first(t.get(), &cursor), object_a);
+    EXPECT_EQ(Hash_next(nullptr, &cursor), nullptr);
+    EXPECT_EQ(cursor.obj, nullptr) << "the walk is over";
+}
+
 TEST(Prime, GivesTheNextPrime) {
     EXPECT_EQ(prime(4098), 4099);
     EXPECT_EQ(prime(6), 7);
