@@ -136,6 +136,42 @@ ISOLATED_TEST(NewGroup, OfAdaptersHoldsThoseThatAreUp) {
     EXPECT_EQ(0xFFFFFFFFU, group.call.slot(98351));
 }
 
+// The byte that a subscription leaves in the new-group pipe; 0 when there is none, or more than one.
+int requested() {
+    char bytes[2] = {};
+    const int fd = new_group_event_handler_p->getFileDescriptor();
+    const ssize_t count = read(fd, bytes, sizeof bytes);
+    return count == 1 ? bytes[0] : 0;
+}
+
+ISOLATED_TEST(NewGroup, ASubscriptionWritesItsByteAndIsTracedWithTheDescriptor) {
+    const struct {
+        void (*fill)(Hb_Subscription_Group *);
+        int byte;
+        uint32_t record;
+    } rows[] = {
+        {[](Hb_Subscription_Group *group) { hb_add_node_to_subscription_group(group, 2); }, 1, 201},
+        {[](Hb_Subscription_Group *group) { hb_add_all_nodes_to_subscription_group(group); }, 1, 201},
+        {[](Hb_Subscription_Group *group) { hb_add_adapter_to_subscription_group(group, 96); }, 2, 27},
+        {[](Hb_Subscription_Group *group) { hb_add_all_adapters_to_subscription_group(group); }, 2, 27},
+        {[](Hb_Subscription_Group *group) { hb_add_network_to_subscription_group(group, 0); }, 2, 27},
+    };
+    for (const auto &row : rows) {
+        const New_Group group;
+        Hb_Subscription_Group subscription = {};
+        ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&subscription));
+        row.fill(&subscription);
+        char name[] = "x";
+        const Trace_Spy spy(1, 1, 1);
+        ASSERT_EQ(Hb_Success, hb_subscribe(name, &subscription, 4));
+        EXPECT_THAT(traced_ids(spy), ElementsAre(row.record));
+        EXPECT_THAT(traced(spy, row.record)->values,
+                    ElementsAre(static_cast<uint32_t>(new_group_event_handler_p->getWriteFd())));
+        EXPECT_EQ(1U, traced(spy, row.record)->category) << "Info";
+        EXPECT_EQ(row.byte, requested());
+    }
+}
+
 ISOLATED_TEST(NewGroup, WithoutItsSubscriptionIsAnEmptyEventAndAsksNobody) {
     const std::tuple<char, Hb_Name *, uint32_t> cases[] = {{1, &nodeEventSubscriptionName, 71},
                                                            {2, &networkEventSubscriptionName, 73}};

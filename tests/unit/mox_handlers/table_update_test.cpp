@@ -118,6 +118,22 @@ ISOLATED_TEST(TableUpdate, AnAdapterCarriesInterfaceNameAddressStateAndNetwork0)
                                          table.t.ip_hash));
 }
 
+ISOLATED_TEST(TableUpdate, OfTwoAdaptersWithOneAddressBothAreThereAndTheAddressFindsTheLater) {
+    Cluster cluster;
+    cluster.add_interface(3, "eth7", QZ_MOX_INTF_STATUS_UP, "10.2.0.2"); // that of eth1 of node 2
+    Table table;
+    ASSERT_EQ(Hb_Success, cluster.update(table));
+    EXPECT_THAT(table.adapter_numbers(), ElementsAre(48, 49, 96, 97, 144, 145, 146));
+    const Hb_Adapter_Entry &earlier = table.adapter(3);
+    const Hb_Adapter_Entry &later = table.adapter(6);
+    EXPECT_TRUE(same_bytes(bytes_of(earlier.Hb_ip_address), bytes_of(later.Hb_ip_address)));
+    EXPECT_EQ(&earlier, Hash_search(97, table.t.adap_hash));
+    EXPECT_EQ(&later, Hash_search(146, table.t.adap_hash));
+    EXPECT_EQ(6, Hash_entries(table.t.ip_hash));
+    EXPECT_EQ(&later, Hash_search_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&earlier.Hb_ip_address),
+                                       table.t.ip_hash));
+}
+
 ISOLATED_TEST(TableUpdate, TheFirstNetworkHasANameAndTheOthersAreEmpty) {
     Cluster cluster;
     Table table;
