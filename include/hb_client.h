@@ -58,7 +58,7 @@
  *   18  sending: bad address         21  sending: input/output error
  *   22  sending failed otherwise (a part was written, a negative length, no connection).  After a part was
  *       written, hb_terminate and open again.
- *   23, 27  reading the configuration failed: bad address, otherwise (26: input/output error)
+ *   23, 26, 27  reading the configuration failed: bad address, input/output error, otherwise
  *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
  *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
  *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise

@@ -85,6 +85,9 @@ constexpr std::array meanings{
     Meaning{81, "no cluster-event handler owns any of the ready descriptors"},
     Meaning{82, "a cluster-event handler was unregistered more often than registered"},
     Meaning{84, "the site is not configured"},
+    Meaning{86, "the cluster service did not report the local site"},
+    Meaning{87, "the cluster service did not report the local node's identifier"},
+    Meaning{88, "the cluster service did not report the merge policy of the sites"},
 };
 
 // Ascending. Where the daemon judges a request.

@@ -22,4 +22,5 @@ hb_add_test(
   LABELS
   unit)
 add_dependencies(hbctl_unit_test hbctl)
-target_compile_definitions(hbctl_unit_test PRIVATE HBCTL_PROGRAM="$<TARGET_FILE:hbctl>")
+target_compile_definitions(hbctl_unit_test PRIVATE HBCTL_PROGRAM="$<TARGET_FILE:hbctl>"
+                                                    HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
