@@ -156,6 +156,6 @@ bool hb_load_snapshot(const Hb_Snapshot_View &snapshot) {
     return true;
 }
 
-void hb_get_adapter_network(client_packet *recv_pack) {
-    hb_load_snapshot(hb_trusted_snapshot(recv_pack));
+Hb_Rc hb_get_adapter_network(client_packet *recv_pack) {
+    return hb_load_snapshot(hb_trusted_snapshot(recv_pack)) ? Hb_Success : Hb_Failure;
 }

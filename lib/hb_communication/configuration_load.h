@@ -8,7 +8,8 @@
 // 17, when memory is short. The node table is not touched.
 bool hb_load_snapshot(const Hb_Snapshot_View &snapshot);
 
-// The same from a packet that hb_view_snapshot has accepted; the packet stays the caller's.
-void hb_get_adapter_network(client_packet *recv_pack);
+// The same from a packet that hb_view_snapshot has accepted; the packet stays the caller's. Every configuration
+// message is loaded by it, that of the opening and every update. Errors: 17.
+Hb_Rc hb_get_adapter_network(client_packet *recv_pack);
 
 #endif

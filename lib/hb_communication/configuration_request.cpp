@@ -58,9 +58,8 @@ Hb_Rc hb_recv_config_info() {
     if (!packet.has_header() || packet.get()->kind != HB_CONFIGURATION_INFO) {
         return hb_fail(10);
     }
-    const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
-    if (!snapshot) {
+    if (!hb_view_snapshot(packet.bytes())) {
         return hb_fail(10);
     }
-    return hb_load_snapshot(*snapshot) ? Hb_Success : Hb_Failure;
+    return hb_get_adapter_network(packet.get());
 }

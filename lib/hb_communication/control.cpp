@@ -86,7 +86,15 @@ Hb_Rc ask_about_adapter(unsigned int adapter_num, Hb_Client_Request request, con
     if (send_about(*entry, request, data) != Hb_Success) {
         return Hb_Failure;
     }
-    return hb_receive_reply(reply, HB_REPLY_VALUE_END, packet, timeout);
+    timeval limit = timeout != nullptr ? *timeout : timeval{};
+    client_packet *received = nullptr;
+    int length = 0;
+    if (hb_get_reply_from_server(reply, received, timeout != nullptr ? &limit : nullptr, &length) !=
+        Hb_Success) {
+        return Hb_Failure;
+    }
+    packet = Hb_Packet(received, length);
+    return Hb_Success;
 }
 
 Hb_Rc change_adapter(unsigned int adapter_num, Hb_Client_Request request, const void *data,

@@ -28,11 +28,10 @@ void outdate_preparation() {
 }
 
 Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
-    const std::optional<Hb_Snapshot_View> snapshot = hb_view_snapshot(packet.bytes());
-    if (!snapshot) {
+    if (!hb_view_snapshot(packet.bytes())) {
         return hb_fail(10);
     }
-    if (!hb_load_snapshot(*snapshot)) {
+    if (hb_get_adapter_network(packet.get()) != Hb_Success) {
         return Hb_Failure;
     }
     hb_init_global_node_tbl();

@@ -11,9 +11,11 @@ class Hb_Packet {
   public:
     Hb_Packet() = default;
     Hb_Packet(char *bytes, int length) : bytes_(bytes), length_(static_cast<std::size_t>(length)) {}
+    Hb_Packet(client_packet *packet, int length) : Hb_Packet(reinterpret_cast<char *>(packet), length) {}
 
     std::span<const char> bytes() const { return {bytes_.get(), length_}; }
     bool has_header() const { return length_ >= static_cast<std::size_t>(HB_REPLY_HEADER_SIZE); }
+    bool has_value() const { return length_ >= static_cast<std::size_t>(HB_REPLY_VALUE_END); }
     client_packet *get() const { return reinterpret_cast<client_packet *>(bytes_.get()); }
     // The record becomes the caller's, to be freed as the char array it is.
     client_packet *release() {

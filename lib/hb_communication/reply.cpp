@@ -45,7 +45,8 @@ Hb_Rc hb_receive_packet(Hb_Packet &packet) {
     return Hb_Success;
 }
 
-Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &packet, const timeval *timeout) {
+Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout,
+                               int *length) {
     if (hb_wait_for_connection(timeout) != Hb_Success) {
         return Hb_Failure;
     }
@@ -53,18 +54,12 @@ Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &pack
     if (hb_receive_packet(received) != Hb_Success) {
         return Hb_Failure;
     }
-    if (received.bytes().size() < static_cast<std::size_t>(min_length) || received.get()->kind != msg_type) {
+    if (!received.has_value() || received.get()->kind != msg_type) {
         return hb_fail(10);
     }
-    packet = std::move(received);
-    return Hb_Success;
-}
-
-Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout) {
-    Hb_Packet packet;
-    if (hb_receive_reply(msg_type, HB_REPLY_HEADER_SIZE, packet, timeout) != Hb_Success) {
-        return Hb_Failure;
+    if (length != nullptr) {
+        *length = static_cast<int>(received.bytes().size());
     }
-    return_packet = packet.release();
+    return_packet = received.release();
     return Hb_Success;
 }

@@ -13,11 +13,11 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout);
 // Receives one record, whatever it is. Errors: 12, 16.
 Hb_Rc hb_receive_packet(Hb_Packet &packet);
 
-// Receives one packet of the kind awaited and of min_length bytes or more, HB_REPLY_VALUE_END at the least. A
-// packet of another kind is dropped and the call fails. Errors: 2, 10, 12, 16.
-Hb_Rc hb_receive_reply(Hb_Client_Reply msg_type, int min_length, Hb_Packet &packet, const timeval *timeout);
-
-// The same for a whole header at least; the caller frees the packet with delete[] of a char array.
-Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout);
+// Receives one packet of the kind awaited, which reaches HB_REPLY_VALUE_END at the least; *length becomes the number
+// of its bytes, and what a caller reads behind `value` it compares with that. The caller frees the packet with
+// hb_free_packet. A packet of another kind, or a shorter one, is freed and the call fails; nothing is written then.
+// A null time-out waits without limit. Errors: 2, 10, 12, 16.
+Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout,
+                               int *length = nullptr);
 
 #endif

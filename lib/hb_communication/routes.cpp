@@ -119,10 +119,12 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
     if (hb_send(HB_GET_ROUTE, nullptr, node) != Hb_Success) {
         return Hb_Failure;
     }
-    Hb_Packet packet;
-    if (hb_receive_reply(HB_ROUTE, HB_REPLY_VALUE_END, packet, nullptr) != Hb_Success) {
+    client_packet *received = nullptr;
+    int bytes = 0;
+    if (hb_get_reply_from_server(HB_ROUTE, received, nullptr, &bytes) != Hb_Success) {
         return Hb_Failure;
     }
+    const Hb_Packet packet(received, bytes);
     const int32_t value = packet.get()->value;
     if (value == 0) {
         return hb_fail(6);

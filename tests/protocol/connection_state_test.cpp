@@ -31,8 +31,13 @@ FakeDaemonPlan plan_of(const Script &script) {
 
 int error_of_awaiting(const timeval *timeout) {
     set_hb_errno(0);
-    Hb_Packet packet;
-    return hb_receive_reply(HB_ROUTE, 108, packet, timeout) == Hb_Success ? 0 : hb_get_errno();
+    client_packet *packet = nullptr;
+    timeval limit = timeout != nullptr ? *timeout : timeval{};
+    if (hb_get_reply_from_server(HB_ROUTE, packet, timeout != nullptr ? &limit : nullptr) != Hb_Success) {
+        return hb_get_errno();
+    }
+    hb_free_packet(packet);
+    return 0;
 }
 
 const timeval A_MINUTE{60, 0};

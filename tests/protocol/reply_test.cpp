@@ -247,8 +247,8 @@ ISOLATED_TEST(Reply, OfImpossibleLengthIsError12) {
     }
 }
 
-ISOLATED_TEST(Reply, ShorterThanAHeaderIsError10) {
-    for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{4}, std::size_t{107}}) {
+ISOLATED_TEST(Reply, ThatEndsBeforeItsValueDoesIsError10) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{4}, std::size_t{59}}) {
         FakeDaemon daemon(plan_of({send_record(reply(8).first(length)), send_record(reply(8))}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         EXPECT_EQ(10, await(HB_ROUTE, {30, 0}).error) << length;
@@ -256,14 +256,31 @@ ISOLATED_TEST(Reply, ShorterThanAHeaderIsError10) {
     }
 }
 
-ISOLATED_TEST(Reply, ShorterThanItsReaderNeedsIsError10) {
-    FakeDaemon daemon(plan_of({send_record(reply(8, {1, 2, 3})), send_record(reply(8, {1, 2, 3, 4}))}));
+ISOLATED_TEST(Reply, ThatReachesItsValueIsHandedOverWithItsLength) {
+    ReplyHeader header;
+    header.kind = 8;
+    header.value = 0x01020304;
+    const Bytes whole = reply(header, {1, 2, 3, 4});
+    for (const int expected : {60, 61, 107, 108, 111, 112}) {
+        FakeDaemon daemon(plan_of({send_record(whole.first(static_cast<std::size_t>(expected)))}));
+        ASSERT_EQ(Hb_Success, hb_init_communication());
+        client_packet *packet = nullptr;
+        int length = -1;
+        ASSERT_EQ(Hb_Success, hb_get_reply_from_server(HB_ROUTE, packet, nullptr, &length)) << expected;
+        EXPECT_EQ(expected, length);
+        EXPECT_EQ(0x01020304, packet->value);
+        delete[] reinterpret_cast<char *>(packet);
+    }
+}
+
+ISOLATED_TEST(Reply, ThatFailsLeavesPacketAndLengthAlone) {
+    FakeDaemon daemon(plan_of({send_record(reply(12))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    Hb_Packet packet;
-    EXPECT_EQ(Hb_Failure, hb_receive_reply(HB_ROUTE, 112, packet, nullptr));
-    EXPECT_EQ(10, hb_get_errno());
-    EXPECT_EQ(Hb_Success, hb_receive_reply(HB_ROUTE, 112, packet, nullptr));
-    EXPECT_EQ(112U, packet.bytes().size());
+    client_packet *packet = nullptr;
+    int length = -1;
+    EXPECT_EQ(Hb_Failure, hb_get_reply_from_server(HB_ROUTE, packet, nullptr, &length));
+    EXPECT_EQ(nullptr, packet);
+    EXPECT_EQ(-1, length);
 }
 
 ISOLATED_TEST(Reply, OnADescriptorThatCannotBeWaitedForIsError12AtOnce) {

@@ -101,13 +101,14 @@ ISOLATED_TEST(ShortMemory, ADaemonThatDiesInsideTheSkippedRecordIsTheEnd) {
 ISOLATED_TEST(ShortMemory, AReplyWaitGivesError12AndTheNextReplyArrives) {
     FakeDaemon daemon(plan_of({send_record(reply(8, Bytes().fill(9000, 0x7F))), send_record(reply(14))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    Hb_Packet packet;
+    client_packet *packet = nullptr;
     {
         const FaultGuard fault(one_failing_allocation());
-        EXPECT_EQ(Hb_Failure, hb_receive_reply(HB_ROUTE, 108, packet, nullptr));
+        EXPECT_EQ(Hb_Failure, hb_get_reply_from_server(HB_ROUTE, packet, nullptr));
     }
     EXPECT_EQ(12, hb_get_errno());
-    EXPECT_EQ(Hb_Success, hb_receive_reply(HB_ADAPTER_STATE, 108, packet, nullptr));
+    EXPECT_EQ(Hb_Success, hb_get_reply_from_server(HB_ADAPTER_STATE, packet, nullptr));
+    hb_free_packet(packet);
 }
 
 ISOLATED_TEST(ShortMemory, AnEventIsLostWithError12AndTheNextOneIsTaken) {

@@ -100,6 +100,33 @@ TEST(Platform, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
     EXPECT_THAT(find_loop(graph_of({"platform"})), IsEmpty());
 }
 
+// The files of lib/ whose code calls the function.
+std::vector<std::string> callers_of(const std::string &function) {
+    const std::regex call("\\b" + function + R"(\([^;{]*\)[^{]*?[;)])");
+    std::vector<std::string> found;
+    for (const std::string &path : source_files(root, "lib", {".cpp"})) {
+        if (std::regex_search(without_comments(read_source(root + "/" + path)), call)) {
+            found.push_back(path);
+        }
+    }
+    return found;
+}
+
+TEST(Library, EveryAnswerIsAwaitedByTheOnePrimitive) {
+    EXPECT_THAT(callers_of("hb_get_reply_from_server"),
+                ElementsAre("lib/hb_communication/control.cpp", "lib/hb_communication/routes.cpp"));
+    // Events come without having been awaited.
+    EXPECT_THAT(callers_of("hb_receive_packet"),
+                ElementsAre("lib/hb_communication/event_intake.cpp", "lib/hb_communication/reply.cpp"));
+}
+
+TEST(Library, EveryConfigurationMessageGoesThroughTheOneLoader) {
+    EXPECT_THAT(
+        callers_of("hb_get_adapter_network"),
+        ElementsAre("lib/hb_communication/configuration_request.cpp", "lib/hb_communication/event_intake.cpp"));
+    EXPECT_THAT(callers_of("hb_load_snapshot"), ElementsAre("lib/hb_communication/configuration_load.cpp"));
+}
+
 TEST(Utilities, KnowNothingOfTheLibraryAboveThem) {
     EXPECT_THAT(includes_beginning_with("utils", "lib/"), IsEmpty());
 }
