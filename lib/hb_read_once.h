@@ -6,4 +6,9 @@ template <typename Word> Word hb_read_once(const Word &shared) {
     return static_cast<const volatile Word &>(shared);
 }
 
+// The same; what the program reads behind it is read after it.
+template <typename Word> Word hb_read_in_order(const Word &shared) {
+    return __atomic_load_n(&shared, __ATOMIC_ACQUIRE);
+}
+
 #endif

@@ -11,7 +11,6 @@ Hb_Route_Section::Hb_Route_Section() : entered_(false) {
     do {
         result = semop(shm_sem_id, enter, 2);
     } while (result == -1 && errno == EINTR);
-    // Where the set is gone the daemon is gone with it, and nobody rewrites what is about to be read.
     entered_ = result == 0;
 }
 

@@ -11,6 +11,9 @@ class Hb_Route_Section {
     Hb_Route_Section(const Hb_Route_Section &) = delete;
     Hb_Route_Section &operator=(const Hb_Route_Section &) = delete;
 
+    // False when the semaphores could not be used. The daemon may then write while the reader reads.
+    bool entered() const { return entered_; }
+
   private:
     bool entered_;
 };

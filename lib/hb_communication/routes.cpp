@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <sched.h>
 
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/int_compare.h"
@@ -20,6 +22,45 @@ bool in_range(Hb_Node_Number node) {
     return node >= 0 && node < global_config_tbl.Hb_max_nodes && node < HB_NODE_SLOTS;
 }
 
+// So many copies outlast the writing of all records. Now and then the reader makes room for a daemon that was
+// interrupted in it.
+constexpr int COPIES_MOST = 10000;
+constexpr int COPIES_BETWEEN_PAUSES = 1000;
+
+// Word by word and in order: the daemon may be changing them.
+Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
+    uint32_t words[sizeof shared / sizeof(uint32_t)];
+    static_assert(sizeof words == sizeof shared);
+    for (std::size_t i = 0; i < std::size(words); ++i) {
+        words[i] = hb_read_in_order(reinterpret_cast<const uint32_t *>(&shared)[i]);
+    }
+    Hb_route_sequence copy;
+    std::memcpy(&copy, words, sizeof copy);
+    return copy;
+}
+
+// Reads a record that the daemon may be rewriting: it sets the generation to 0 before it changes the record, and to
+// the new one afterwards, and segment 1 follows. A copy is whole when both are the same before and behind it. False
+// when none of so many copies was: there is no route, or the daemon died while it wrote.
+bool read_unguarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
+    for (int i = 0; i < COPIES_MOST; ++i) {
+        const Hb_Sequence_Number before = hb_read_in_order(shared.sequence_number);
+        record = copy_of(shared);
+        const Hb_Sequence_Number after = hb_read_in_order(shared.sequence_number);
+        const Hb_Sequence_Number valid = hb_read_once(data_for_client->sequence_number);
+        if (valid == 0) {
+            return false;
+        }
+        if (before == after && after == valid) {
+            return true;
+        }
+        if ((i + 1) % COPIES_BETWEEN_PAUSES == 0) {
+            sched_yield();
+        }
+    }
+    return false;
+}
+
 // A copy of the node's record, or error 6 when there is no valid one.
 Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     if (data_for_client == nullptr || shared_route_info == nullptr) {
@@ -28,6 +69,9 @@ Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     const Hb_Route_Section section;
     if (static_cast<uint32_t>(node) >= hb_attached_route_slots()) {
         return hb_fail(6);
+    }
+    if (!section.entered()) {
+        return read_unguarded(shared_route_info[node], record) ? Hb_Success : hb_fail(6);
     }
     const Hb_Sequence_Number valid = hb_read_once(data_for_client->sequence_number);
     std::memcpy(&record, &shared_route_info[node], sizeof record);

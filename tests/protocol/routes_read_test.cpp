@@ -2,6 +2,7 @@
 #include <sys/sem.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -378,6 +379,80 @@ ISOLATED_TEST(ReadRoute, WhatTheSemaphoresAnswerDoesNotMatter) {
         const RouteCall call = read_any(2);
         EXPECT_EQ(Hb_Success, call.result) << strerror(error);
         EXPECT_TRUE(same_bytes(hops_of(2), call.route));
+    }
+}
+
+// Rewrites the route of node 2 as the daemon does, but without waiting for readers: the record is invalid while its
+// bytes change. Every byte of a route is the low byte of its generation.
+class Hasty_Writer {
+  public:
+    explicit Hasty_Writer(FakeDaemon &daemon)
+        : header_(daemon.segments().configuration()), record_(daemon.segments().routes() + 2 * 184),
+          thread_([this] { run(); }) {}
+    Hasty_Writer(const Hasty_Writer &) = delete;
+    Hasty_Writer &operator=(const Hasty_Writer &) = delete;
+    ~Hasty_Writer() {
+        stop_ = true;
+        thread_.join();
+    }
+
+  private:
+    static void put_word(char *at, uint32_t word) {
+        std::atomic_ref(*reinterpret_cast<uint32_t *>(at)).store(word, std::memory_order_seq_cst);
+    }
+    void run() {
+        for (uint32_t generation = 6; !stop_; ++generation) {
+            put_word(record_, 0);
+            for (int i = 8; i < 184; ++i) {
+                std::atomic_ref(record_[i]).store(static_cast<char>(generation), std::memory_order_relaxed);
+            }
+            put_word(record_, generation);
+            put_word(header_, generation);
+            std::this_thread::yield();
+        }
+    }
+
+    char *header_;
+    char *record_;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsWholeAllTheSame) {
+    const Bytes first = route_record(5, 11, 0, Bytes().fill(176, 5));
+    FakeDaemon daemon(plan_of(5, {first, first, first}));
+    open_library();
+    const FaultGuard fault = failing(Call::semop_, ENOSPC, 0, -1);
+    const Hasty_Writer writer(daemon);
+    int whole = 0;
+    int torn = 0;
+    int other = 0;
+    EXPECT_TRUE(wait_until([&] {
+        for (int i = 0; i < 1000; ++i) {
+            const RouteCall call = read_any(2);
+            if (call.result != Hb_Success) {
+                other += call.error == 6 ? 0 : 1;
+            } else if (call.route == Bytes().fill(176, call.route[0])) {
+                ++whole;
+            } else {
+                ++torn;
+            }
+        }
+        return whole >= 200000 || torn > 0;
+    }));
+    EXPECT_EQ(0, torn);
+    EXPECT_EQ(0, other);
+    EXPECT_GT(fault.hits(), 200000);
+}
+
+ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionEndsWithError6WhenTheRecordNeverBecomesWhole) {
+    FakeDaemon daemon(plan_of(5, {route_record(0, 1, 0, hops_of(1)), route_record(6, 2, 0, hops_of(2))}));
+    open_library();
+    for (const int error : {EACCES, ENOSPC, ERANGE, ENOMEM}) {
+        const FaultGuard fault = failing(Call::semop_, error, 0, -1);
+        expect_failure(6, read_any(0));
+        expect_failure(6, read_ip(1));
+        EXPECT_EQ(2, fault.hits()) << "nothing was left that had not been entered";
     }
 }
 
