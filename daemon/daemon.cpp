@@ -146,7 +146,7 @@ Daemon::Impl::Impl(Start start)
       segments_(claim_socket()), route_writer_(context_, segments_, routes_),
       signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_) {
     signal(SIGPIPE, SIG_IGN);
-    segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters());
+    segments_.publish(cluster_.configured_adapters());
     segments_.publish_security(keyring_.content());
     route_writer_.publish();
 
@@ -186,7 +186,7 @@ Shared_Segments Daemon::Impl::claim_socket() {
         socket_file_ = Socket_File(start_.socket_path, access_);
         const Ipc_Keys keys = keys_of(start_.socket_path);
         lock_.write({getpid(), keys.segments, keys.semaphores});
-        std::optional<Shared_Segments> made = Shared_Segments::create(keys, cluster_.max_nodes(), access_);
+        std::optional<Shared_Segments> made = Shared_Segments::create(keys, access_);
         if (made) {
             return std::move(*made);
         }
@@ -366,10 +366,8 @@ void Daemon::Impl::tell(const Changes &changes) {
     log_changes(changes, failure_id, cluster_);
     node_control_.heed(changes);
     await_suspicions();
-    if (changes.configuration_updated &&
-        !segments_.publish(cluster_.max_nodes(), cluster_.configured_adapters())) {
-        log_error(
-            text("no room for a route segment of ", cluster_.max_nodes(), " nodes: ", std::strerror(errno)));
+    if (changes.configuration_updated) {
+        segments_.publish(cluster_.configured_adapters());
     }
     refresh_routes(changes);
     publisher_->announce(changes, failure_id);

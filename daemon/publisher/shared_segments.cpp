@@ -1,5 +1,6 @@
 #include "daemon/publisher/shared_segments.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -103,16 +104,16 @@ void invalidate(std::size_t which, void *address) {
     }
 }
 
-std::size_t route_size(int node_slots) {
-    return static_cast<std::size_t>(node_slots) * sizeof(Hb_route_sequence);
-}
+// For every node number there can be: a cluster that grows needs no other segment, and a client that has attached this
+// one loses no route.
+constexpr std::size_t ROUTE_SIZE = HB_NODE_SLOTS * sizeof(Hb_route_sequence);
 
 bool plausible_size(std::size_t which, std::size_t size) {
     switch (which) {
     case CONFIGURATION:
         return size == sizeof(Hb_memory_configuration_data);
     case ROUTES:
-        return size % sizeof(Hb_route_sequence) == 0;
+        return size % sizeof(Hb_route_sequence) == 0; // earlier versions made it for fewer nodes
     default:
         return size == sizeof(Hb_security_information);
     }
@@ -195,10 +196,9 @@ int remove_left_behind(const Ipc_Record &record) {
     return removed;
 }
 
-std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, int node_slots,
-                                                       const Access &access) {
+std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, const Access &access) {
     Shared_Segments made(keys, access);
-    const std::size_t sizes[] = {sizeof(Hb_memory_configuration_data), route_size(node_slots),
+    const std::size_t sizes[] = {sizeof(Hb_memory_configuration_data), ROUTE_SIZE,
                                  sizeof(Hb_security_information)};
     for (std::size_t which : {ROUTES, SECURITY, CONFIGURATION}) {
         if (!made.make_segment(which, sizes[which])) {
@@ -215,13 +215,14 @@ std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, int
         }
         fail("the semaphores");
     }
-    made.route_slots_ = node_slots;
+    auto *data = static_cast<Hb_memory_configuration_data *>(made.segments_[CONFIGURATION].address);
+    put_word(data->number_of_nodes, static_cast<uint32_t>(HB_NODE_SLOTS));
     return made;
 }
 
 Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
     : keys_(other.keys_), access_(other.access_), segments_(std::exchange(other.segments_, {})),
-      semaphores_(std::exchange(other.semaphores_, -1)), route_slots_(other.route_slots_) {}
+      semaphores_(std::exchange(other.semaphores_, -1)), routes_used_(other.routes_used_) {}
 
 Shared_Segments::~Shared_Segments() {
     const int saved = errno; // create() tells by it why it gave up
@@ -293,25 +294,10 @@ void Shared_Segments::drop_segment(std::size_t which) {
     segment = {};
 }
 
-bool Shared_Segments::publish(int node_slots, int adapters) {
-    bool has_room = true;
-    if (node_slots > route_slots_) {
-        const int old_slots = route_slots_;
-        drop_segment(ROUTES);
-        has_room = make_segment(ROUTES, route_size(node_slots));
-        if (has_room) {
-            route_slots_ = node_slots;
-        } else {
-            drop_segment(ROUTES);
-            node_slots = make_segment(ROUTES, route_size(old_slots)) ? old_slots : 0;
-            route_slots_ = node_slots;
-        }
-    }
+void Shared_Segments::publish(int adapters) {
     auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION].address);
-    // Clients read these without a lock.
-    put_word(data->number_of_nodes, static_cast<uint32_t>(node_slots));
+    // Clients read it without a lock.
     put_word(data->number_of_adapters, static_cast<uint32_t>(adapters));
-    return has_room;
 }
 
 // ---- Routes ----
@@ -344,7 +330,9 @@ Readers Shared_Segments::readers_inside() const {
 
 void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &routes) {
     auto *records = static_cast<Hb_route_sequence *>(segments_[ROUTES].address);
-    for (std::size_t node = 0; node < static_cast<std::size_t>(route_slots_); ++node) {
+    // The records behind have never been written and are invalid.
+    routes_used_ = std::min<std::size_t>(std::max(routes_used_, routes.size()), HB_NODE_SLOTS);
+    for (std::size_t node = 0; node < routes_used_; ++node) {
         Hb_route_sequence &record = records[node];
         const Node_Route route = node < routes.size() ? routes[node] : Node_Route{};
         put_word(record.sequence_number, Hb_Sequence_Number{0});

@@ -39,16 +39,15 @@ struct Readers {
 class Shared_Segments {
   public:
     // Empty when something exists under one of the keys already. Throws Start_Failure for other trouble.
-    static std::optional<Shared_Segments> create(const Ipc_Keys &keys, int node_slots, const Access &access);
+    static std::optional<Shared_Segments> create(const Ipc_Keys &keys, const Access &access);
 
     Shared_Segments(Shared_Segments &&other) noexcept;
     Shared_Segments &operator=(Shared_Segments &&) = delete;
     ~Shared_Segments();
 
-    // Publishes the size of a configuration. The route segment is made anew, without routes, when it has too few
-    // records for it; whoever attached the old one keeps that until it attaches again. False, with the old
-    // number of node slots still published, when there is no room for a larger one.
-    bool publish(int node_slots, int adapters);
+    // Publishes the number of configured adapters. The route segment has a record for every node number there can
+    // be, whatever the configuration is.
+    void publish(int adapters);
 
     // Keeps readers from entering the route segment; the system undoes it when the daemon dies. False, with the
     // reason in errno, when that cannot be.
@@ -79,7 +78,7 @@ class Shared_Segments {
     Access access_;
     std::array<Segment, 3> segments_{};
     int semaphores_ = -1;
-    int route_slots_ = 0;
+    std::size_t routes_used_ = 0; // records that have been written
 };
 
 } // namespace wispd

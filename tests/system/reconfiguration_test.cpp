@@ -84,18 +84,35 @@ TEST_P(Reconfiguration, ABrokenFileIsRefusedWithItsPlaceAndChangesNothing) {
                            "event 7 join n nodes 4 5"});
 }
 
+// Node 2048 is new, with an adapter in network 1.
+std::string grown_file() {
+    return replaced(small_cluster_file(), "max_nodes = 8", "max_nodes = 2049") +
+           "[[node]]\nnumber = 2048\n[[node.adapter]]\nnetwork = 1\naddress = \"10.2.8.0\"\ntype = \"eth1\"\n";
+}
+
 TEST_P(Reconfiguration, AClusterMayGrow) {
-    std::string grown = replaced(small_cluster_file(), "max_nodes = 8", "max_nodes = 2049");
-    grown +=
-        "[[node]]\nnumber = 2048\n[[node.adapter]]\nnetwork = 1\naddress = \"10.2.8.0\"\ntype = \"eth1\"\n";
-    daemon.write_configuration(grown);
+    daemon.write_configuration(grown_file());
     daemon.send_signal(SIGHUP);
     expect_lines(clients, {"event 3 configuration Hb_Config_Group", "event 4 join a adapters 4097@1",
                            "event 5 join n nodes 2048"});
-    // The segment of routes grew as well: who comes now is served.
+    // A client that opens the library now is served as well.
     Clients later = start_clients(GetParam(), daemon, {"open", "totals"});
     expect_lines(later, {"opened", "local 1 nodes 5 networks 2 adapters 8",
                          "iterated 5 nodes, 2 networks, 8 adapters, numbers sum 4132"});
+}
+
+TEST_P(Reconfiguration, AnOpenClientReadsTheRoutesOfAClusterThatHasGrown) {
+    const std::string before = " 10.1.0.1 10.1.0.2";
+    order_all(clients, "routes 2");
+    expect_lines(clients, {"route 2 read:" + before + " read, IP:" + before + " asked:" + before});
+    daemon.write_configuration(grown_file());
+    daemon.send_signal(SIGHUP);
+    expect_lines(clients, {"event 3 configuration Hb_Config_Group", "event 4 join a adapters 4097@1",
+                           "event 5 join n nodes 2048"});
+    order_all(clients, "routes 2 2048");
+    const std::string fresh = " 10.2.0.1 10.2.8.0";
+    expect_lines(clients, {"route 2 read:" + before + " read, IP:" + before + " asked:" + before,
+                           "route 2048 read:" + fresh + " read, IP:" + fresh + " asked:" + fresh});
 }
 
 SYSTEM_TESTS(Reconfiguration);

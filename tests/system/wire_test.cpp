@@ -138,7 +138,7 @@ TEST_F(Wire, EveryEventHasItsBytes) {
 
 TEST_F(Wire, TheSegmentsHaveTheirSizesAndContents) {
     const IpcIds ids = daemon.ipc_ids();
-    const std::array<std::size_t, 3> sizes{12, std::size_t{8} * 184, 3168};
+    const std::array<std::size_t, 3> sizes{12, std::size_t{2049} * 184, 3168};
     for (std::size_t i = 0; i < sizes.size(); ++i) {
         shmid_ds facts{};
         ASSERT_EQ(shmctl(ids[i], IPC_STAT, &facts), 0);
@@ -146,9 +146,9 @@ TEST_F(Wire, TheSegmentsHaveTheirSizesAndContents) {
     }
     const void *published = shmat(ids[0], nullptr, SHM_RDONLY);
     ASSERT_NE(published, reinterpret_cast<void *>(-1));
-    EXPECT_TRUE(same_bytes(Bytes().i32(1).i32(8).i32(7), bytes_of(published, 12)));
+    EXPECT_TRUE(same_bytes(Bytes().i32(1).i32(2049).i32(7), bytes_of(published, 12)));
     EXPECT_TRUE(daemon.tells(R"({"do":"adapter-join","adapter":9,"address":"10.2.0.4"})"));
-    EXPECT_TRUE(same_bytes(Bytes().i32(2).i32(8).i32(8), bytes_of(published, 12)));
+    EXPECT_TRUE(same_bytes(Bytes().i32(2).i32(2049).i32(8), bytes_of(published, 12)));
     EXPECT_EQ(shmdt(published), 0);
     semid_ds facts{};
     ASSERT_EQ(semctl(ids[3], 0, IPC_STAT, &facts), 0);

@@ -237,14 +237,14 @@ class FreshSocket {
 
 TEST(WispdSemaphores, AreTwoAndZeroWhenTheyAreMade) {
     const FreshSocket socket;
-    auto segments = wispd::Shared_Segments::create(wispd::keys_of(socket.path()), 8, {});
+    auto segments = wispd::Shared_Segments::create(wispd::keys_of(socket.path()), {});
     ASSERT_TRUE(segments.has_value());
     const int id = semget(ftok(socket.path().c_str(), 'i'), 2, 0);
     ASSERT_GE(id, 0);
     EXPECT_EQ(semctl(id, 0, GETVAL), 0);
     EXPECT_EQ(semctl(id, 1, GETVAL), 0);
     EXPECT_EQ(semctl(id, 2, GETVAL), -1) << "there is no third";
-    ASSERT_TRUE(segments->publish(8, 6));
+    segments->publish(6);
     EXPECT_EQ(semctl(id, 0, GETVAL), 0);
     EXPECT_EQ(semctl(id, 1, GETVAL), 0) << "a reader may enter";
 }

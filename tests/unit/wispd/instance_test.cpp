@@ -153,17 +153,17 @@ TEST_F(WispdInstance, LockThatIsALinkIsRefused) {
 using wispd_test::WispdSegments;
 
 TEST_F(WispdSegments, HaveTheKeysAndSizesThatClientsExpect) {
-    auto segments = Shared_Segments::create(keys_, 8, {});
+    auto segments = Shared_Segments::create(keys_, {});
     ASSERT_TRUE(segments.has_value());
     EXPECT_EQ(status_of(segment('g')).shm_segsz, 12u);
-    EXPECT_EQ(status_of(segment('h')).shm_segsz, 1472u);
+    EXPECT_EQ(status_of(segment('h')).shm_segsz, 377016u) << "2049 records of 184 bytes";
     EXPECT_EQ(status_of(segment('p')).shm_segsz, 3168u);
     EXPECT_GE(semget(ftok(path_.c_str(), 'i'), 2, 0), 0);
 }
 
 TEST_F(WispdSegments, ModesFollowTheSockets) {
     {
-        auto segments = Shared_Segments::create(keys_, 8, {getgid(), 0660});
+        auto segments = Shared_Segments::create(keys_, {getgid(), 0660});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0640);
         EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640);
@@ -174,7 +174,7 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
         EXPECT_EQ(status.sem_perm.gid, getgid());
     }
     {
-        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0666});
+        auto segments = Shared_Segments::create(keys_, {static_cast<gid_t>(-1), 0666});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0644);
         EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640); // keys are another matter
@@ -183,7 +183,7 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
         EXPECT_EQ(status.sem_perm.mode & 0777, 0666);
     }
     {
-        auto segments = Shared_Segments::create(keys_, 8, {static_cast<gid_t>(-1), 0600, 0600});
+        auto segments = Shared_Segments::create(keys_, {static_cast<gid_t>(-1), 0600, 0600});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('h')).shm_perm.mode & 0777, 0600);
         EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0600);
@@ -191,39 +191,37 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
 }
 
 TEST_F(WispdSegments, PublishTheSizeOfTheConfiguration) {
-    auto segments = Shared_Segments::create(keys_, 8, {});
+    auto segments = Shared_Segments::create(keys_, {});
     ASSERT_TRUE(segments.has_value());
-    EXPECT_EQ(content('g'), hex("00000000 00000000 00000000"));
-    EXPECT_TRUE(segments->publish(8, 6));
-    EXPECT_EQ(content('g'), hex("00000000 08000000 06000000"));
-    EXPECT_EQ(content('h'), std::vector<char>(1472));
+    EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
+    segments->publish(6);
+    EXPECT_EQ(content('g'), hex("00000000 01080000 06000000"));
+    EXPECT_EQ(content('h'), std::vector<char>(377016));
     EXPECT_EQ(content('p'), std::vector<char>(3168));
 }
 
-TEST_F(WispdSegments, RouteSegmentGrowsWithTheCluster) {
-    auto segments = Shared_Segments::create(keys_, 8, {});
+TEST_F(WispdSegments, RouteSegmentIsTheSameForEveryConfiguration) {
+    auto segments = Shared_Segments::create(keys_, {});
     ASSERT_TRUE(segments.has_value());
     const int before = segment('h');
-    EXPECT_TRUE(segments->publish(5, 6));
-    EXPECT_EQ(segment('h'), before);
-    EXPECT_TRUE(segments->publish(9, 6));
-    EXPECT_NE(segment('h'), before);
-    EXPECT_EQ(status_of(segment('h')).shm_segsz, 9u * 184u);
-    EXPECT_EQ(content('g'), hex("00000000 09000000 06000000"));
+    for (const int adapters : {6, 98352, 0}) {
+        segments->publish(adapters);
+        EXPECT_EQ(segment('h'), before);
+        EXPECT_EQ(status_of(before).shm_perm.mode & SHM_DEST, 0);
+    }
+    EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
 }
 
-TEST_F(WispdSegments, OldRouteSegmentStaysWithWhoAttachedIt) {
-    auto segments = Shared_Segments::create(keys_, 8, {});
-    ASSERT_TRUE(segments.has_value());
-    auto *attached = static_cast<const char *>(shmat(segment('h'), nullptr, SHM_RDONLY));
-    ASSERT_NE(attached, reinterpret_cast<const char *>(-1));
-    EXPECT_TRUE(segments->publish(9, 6));
-    EXPECT_EQ(attached[1471], 0);
-    shmdt(attached);
+// wispd of an earlier version made a segment of as many records as its configuration had nodes.
+TEST_F(WispdSegments, SmallRouteSegmentOfAKilledDaemonIsRemovedAsWell) {
+    const int id = shmget(ftok(path_.c_str(), 'h'), 8 * 184, IPC_CREAT | IPC_EXCL | 0600);
+    ASSERT_GE(id, 0);
+    EXPECT_EQ(wispd::remove_left_behind({getpid(), keys_.segments, keys_.semaphores}), 1);
+    EXPECT_FALSE(in_use());
 }
 
 TEST_F(WispdSegments, AreGoneWithTheirOwner) {
-    { const auto segments = Shared_Segments::create(keys_, 8, {}); }
+    { const auto segments = Shared_Segments::create(keys_, {}); }
     EXPECT_FALSE(in_use());
 }
 
@@ -231,14 +229,14 @@ TEST_F(WispdSegments, ForeignObjectsUnderAKeyAreLeftAlone) {
     for (int project : {'g', 'h', 'p'}) {
         const int foreign = shmget(ftok(path_.c_str(), project), 12, IPC_CREAT | IPC_EXCL | 0600);
         ASSERT_GE(foreign, 0);
-        EXPECT_FALSE(Shared_Segments::create(keys_, 8, {}).has_value());
+        EXPECT_FALSE(Shared_Segments::create(keys_, {}).has_value());
         EXPECT_EQ(segment(project), foreign);
         shmctl(foreign, IPC_RMID, nullptr);
         EXPECT_FALSE(in_use());
     }
     const int foreign = semget(ftok(path_.c_str(), 'i'), 1, IPC_CREAT | IPC_EXCL | 0600);
     ASSERT_GE(foreign, 0);
-    EXPECT_FALSE(Shared_Segments::create(keys_, 8, {}).has_value());
+    EXPECT_FALSE(Shared_Segments::create(keys_, {}).has_value());
     EXPECT_EQ(semctl(foreign, 0, IPC_RMID), 0);
     EXPECT_FALSE(in_use());
 }
@@ -247,7 +245,7 @@ TEST_F(WispdSegments, ForeignObjectsUnderAKeyAreLeftAlone) {
 pid_t abandon(const Ipc_Keys &keys) {
     const pid_t child = fork();
     if (child == 0) {
-        auto segments = Shared_Segments::create(keys, 8, {});
+        auto segments = Shared_Segments::create(keys, {});
         if (segments) {
             segments->write_routes(6, {});
             Hb_security_information security{};
@@ -277,7 +275,7 @@ TEST_F(WispdSegments, SetThatSurvivingClientsAttachedIsRemovedAsWell) {
     void *attached = shmat(segment('g'), nullptr, SHM_RDONLY);
     EXPECT_EQ(wispd::remove_left_behind({maker, keys_.segments, keys_.semaphores}), 4);
     EXPECT_FALSE(in_use());
-    EXPECT_TRUE(Shared_Segments::create(keys_, 8, {}).has_value());
+    EXPECT_TRUE(Shared_Segments::create(keys_, {}).has_value());
     shmdt(attached);
 }
 

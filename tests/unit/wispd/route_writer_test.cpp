@@ -56,7 +56,7 @@ class WispdRouteWriter : public wispd_test::WispdSegments {
     static constexpr wispd::Route_Patience SHORT{std::chrono::microseconds(200), std::chrono::milliseconds(5),
                                                  std::chrono::milliseconds(5)};
 
-    WispdRouteWriter() : segments_(Shared_Segments::create(keys_, 3, {}).value()) { routes_.resize(3); }
+    WispdRouteWriter() : segments_(Shared_Segments::create(keys_, {}).value()) { routes_.resize(3); }
 
     bool runs_until(const std::function<bool()> &condition) {
         return hb_test::wait_until([&] {
@@ -78,12 +78,12 @@ TEST_F(WispdRouteWriter, WritesEveryRecordAndThenTheGeneration) {
     Route_Writer writer(context_, segments_, routes_);
     writer.publish();
     EXPECT_TRUE(writer.is_current());
-    EXPECT_EQ(content('g'), hex("01000000 00000000 00000000"));
+    EXPECT_EQ(content('g'), hex("01000000 01080000 00000000"));
     EXPECT_EQ(content('h'),
               join(zeros(184), hex("01000000 0200 0000"), hex("00000000 00000000 0000ffff 0a010001"),
                    hex("00000000 00000000 0000ffff 0a010002"), zeros(9 * 16), hex("01000000 0200 0100"),
                    hex("00000000 00000000 0000ffff 0a010001"), hex("fd000000 00000000 00000000 00000003"),
-                   zeros(9 * 16)));
+                   zeros(9 * 16), zeros(2046 * 184)));
     EXPECT_EQ(semaphore(READERS), 0);
     EXPECT_EQ(semaphore(WRITER), 0);
 }
@@ -98,7 +98,7 @@ TEST_F(WispdRouteWriter, EachWritingIsANewGenerationOfEveryRoute) {
     const std::vector<char> records = content('h');
     EXPECT_EQ(std::vector<char>(records.begin(), records.begin() + 8), hex("02000000 0200 0000"));
     EXPECT_EQ(std::vector<char>(records.begin() + 184, records.begin() + 2 * 184), zeros(184));
-    EXPECT_EQ(content('g'), hex("02000000 00000000 00000000"));
+    EXPECT_EQ(content('g'), hex("02000000 01080000 00000000"));
 }
 
 TEST_F(WispdRouteWriter, FewerNodesThanRecordsLeaveTheRestInvalid) {
@@ -108,7 +108,27 @@ TEST_F(WispdRouteWriter, FewerNodesThanRecordsLeaveTheRestInvalid) {
     routes_.resize(1);
     writer.publish();
     const std::vector<char> records = content('h');
-    EXPECT_EQ(std::vector<char>(records.begin() + 184, records.end()), zeros(2 * 184));
+    EXPECT_EQ(std::vector<char>(records.begin() + 184, records.end()), zeros(2048 * 184));
+}
+
+TEST_F(WispdRouteWriter, MoreNodesGetTheirRecordsInTheSameSegment) {
+    routes_.assign(3, route("10.1.0.1", "10.1.0.2"));
+    Route_Writer writer(context_, segments_, routes_);
+    writer.publish();
+    const auto *attached = static_cast<const char *>(shmat(segment('h'), nullptr, SHM_RDONLY));
+    ASSERT_NE(attached, reinterpret_cast<const char *>(-1));
+    routes_.assign(2049, route("10.1.0.1", "10.1.0.2"));
+    segments_.publish(98352);
+    writer.publish();
+    for (const int node : {0, 2, 3, 2048}) {
+        EXPECT_EQ(std::vector<char>(attached + node * 184, attached + node * 184 + 8),
+                  hex("02000000 0200 0000"))
+            << node;
+    }
+    routes_.assign(2, route("10.1.0.1", "10.1.0.2"));
+    writer.publish();
+    EXPECT_EQ(std::vector<char>(attached + 2 * 184, attached + 2049 * 184), zeros(2047 * 184));
+    shmdt(attached);
 }
 
 TEST_F(WispdRouteWriter, ReaderInsideIsWaitedForAndNewOnesAreHeldBack) {
@@ -120,7 +140,7 @@ TEST_F(WispdRouteWriter, ReaderInsideIsWaitedForAndNewOnesAreHeldBack) {
     EXPECT_FALSE(enter(semaphores(), IPC_NOWAIT));
     EXPECT_EQ(errno, EAGAIN);
     context_.poll();
-    EXPECT_EQ(content('g'), zeros(12));
+    EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
     // The newest state is what gets written.
     routes_[0] = route("10.1.0.1", "10.1.0.2");
     writer.publish();
@@ -139,11 +159,11 @@ TEST_F(WispdRouteWriter, ReaderThatStaysStopsNeitherTheDaemonNorOtherReaders) {
     EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
     EXPECT_TRUE(enter(semaphores())); // waits at most for the writer's patience
     leave(semaphores());
-    EXPECT_EQ(content('g'), zeros(12));
+    EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
     EXPECT_FALSE(writer.is_current());
     leave(semaphores());
     EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
-    EXPECT_EQ(content('g'), hex("01000000 00000000 00000000"));
+    EXPECT_EQ(content('g'), hex("01000000 01080000 00000000"));
 }
 
 TEST_F(WispdRouteWriter, ReaderThatIsKilledInsideIsCountedOut) {

@@ -17,7 +17,7 @@ using wispd_test::hex;
 
 class WispdSecuritySegment : public wispd_test::WispdSegments {
   protected:
-    WispdSecuritySegment() : segments_(Shared_Segments::create(keys_, 1, {}).value()) {}
+    WispdSecuritySegment() : segments_(Shared_Segments::create(keys_, {}).value()) {}
 
     Shared_Segments segments_;
 };
