@@ -413,7 +413,8 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
 /* Waits for the next event and takes it.
  *   descriptors  an array from hb_get_file_descriptor_array; if its first entry is -1 the call fails at
  *                once and sets no error number
- *   timeout      how long to wait for an event to begin; null waits without limit; not changed
+ *   timeout      how long to wait for an event to begin; null waits without limit; not changed.  Waiting with a
+ *                time-out needs a connection whose descriptor is below 1024; with another one it is error 12.
  *   events       gets the kind of event, one value of HB_EVENT_...
  *   name         gets the name of the subscription the event belongs to; at least 32 bytes.
  *                "Hb_Config_Group" for a configuration change, "Hb_FFDC_Group" for a failure identifier
@@ -711,7 +712,8 @@ HB_API Hb_Rc hb_ifconfig_up(unsigned int adapter);
 /* The four below wait at most 55 seconds for the daemon's answer.  An event that arrives before the answer
  * is lost and ends the call with error 10, so a program that also takes events uses a connection of its own
  * for them.  Errors of all four: 2 no answer in time, 3 refused, 4 out of range or not of this node, 7 not
- * configured, 8 the daemon could not do it, 10 unexpected answer, 12 waiting failed. */
+ * configured, 8 the daemon could not do it, 10 unexpected answer, 12 waiting failed, or the connection's
+ * descriptor is 1024 or above. */
 
 /* Gives an adapter of this node the IPv4 address.  Also: 50 the address is in use, 51 the adapter cannot
  * carry it. */
@@ -720,7 +722,8 @@ HB_API Hb_Rc hb_configure_adapter(unsigned int adapter, Hb_IP_address4 address);
 HB_API Hb_Rc hb_unconfigure_adapter(unsigned int adapter);
 /* Exchanges the addresses of the adapter and of the adapter of this node that has the address. */
 HB_API Hb_Rc hb_swap_adapters(unsigned int adapter, Hb_IP_address4 address);
-/* The daemon's view of an adapter of this node: *state becomes an Hb_Entity_State. */
+/* The daemon's view of an adapter of this node: *state becomes an Hb_Entity_State.  A daemon that refuses it gives
+ * error 10 here, not 3. */
 HB_API Hb_Rc hb_get_adapter_state(unsigned int adapter, int *state);
 
 /* Asks that an adapter of this node not be taken for dead for so many seconds; waits for the answer without
