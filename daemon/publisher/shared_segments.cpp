@@ -104,8 +104,7 @@ void invalidate(std::size_t which, void *address) {
     }
 }
 
-// For every node number there can be: a cluster that grows needs no other segment, and a client that has attached this
-// one loses no route.
+// For every node number there can be. A cluster that grows needs no other segment, and its open clients lose no route.
 constexpr std::size_t ROUTE_SIZE = HB_NODE_SLOTS * sizeof(Hb_route_sequence);
 
 bool plausible_size(std::size_t which, std::size_t size) {

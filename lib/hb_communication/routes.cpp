@@ -39,9 +39,9 @@ Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
     return copy;
 }
 
-// Reads a record that the daemon may be rewriting: it sets the generation to 0 before it changes the record, and to
-// the new one afterwards, and segment 1 follows. A copy is whole when both are the same before and behind it. False
-// when none of so many copies was: there is no route, or the daemon died while it wrote.
+// Reads a record that the daemon may be rewriting. The daemon sets the record's generation to 0, changes the record, sets
+// the new generation, and at last that of segment 1. A copy is whole when the generation before and after it is that of
+// segment 1. False when no copy was whole: there is no route, or the daemon died while it wrote.
 bool read_unguarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     for (int i = 0; i < COPIES_MOST; ++i) {
         const Hb_Sequence_Number before = hb_read_in_order(shared.sequence_number);
