@@ -25,7 +25,7 @@ bool in_range(Hb_Node_Number node) {
 // So many copies outlast the writing of all records. Now and then the reader makes room for a daemon that was
 // interrupted in it.
 constexpr int COPIES_MOST = 10000;
-constexpr int COPIES_BETWEEN_PAUSES = 1000;
+constexpr int COPIES_BETWEEN_PAUSES = 4000;
 
 // Word by word and in order: the daemon may be changing them.
 Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
