@@ -72,7 +72,7 @@ TEST(HbctlErrorText, NumbersOfOtherTransportsHaveAMeaningToo) {
     }
 }
 
-TEST(HbctlErrorText, OfTheSitesQueriesAreTold) {
+TEST(HbctlErrorText, OfFailedSiteQueriesNameWhatIsMissing) {
     EXPECT_EQ(error_text(86), "the cluster service did not report the local site");
     EXPECT_EQ(error_text(87), "the cluster service did not report the local node's identifier");
     EXPECT_EQ(error_text(88), "the cluster service did not report the merge policy of the sites");
