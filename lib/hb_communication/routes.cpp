@@ -29,7 +29,7 @@ constexpr int COPIES_BETWEEN_PAUSES = 4000;
 
 // Word by word and in order: the daemon may be changing them.
 Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
-    uint32_t words[sizeof shared / sizeof(uint32_t)];
+    uint32_t words[sizeof shared / sizeof(uint32_t)] = {};
     static_assert(sizeof words == sizeof shared);
     for (std::size_t i = 0; i < std::size(words); ++i) {
         words[i] = hb_read_in_order(reinterpret_cast<const uint32_t *>(&shared)[i]);
