@@ -323,7 +323,8 @@ typedef struct qz_orb_event_metadata {
 /* The cluster's own record; release with qz_mox_release_cluster_info(). */
 int qz_mox_get_cluster_info(const char *cluster_name, qz_mox_cluster_info_t **info);
 
-/* All nodes, as they are now or as they were just after `event`; release with qz_mox_release_node_info(). */
+/* All nodes, as they are now or as they were just after `event`; release with qz_mox_release_node_info(). In this and
+ * the next queries a node with unread liveness events is as it was last reported: see what a service owes, below. */
 int qz_mox_get_node_info(const char *cluster_name, qz_mox_node_info_t **list);
 int qz_mox_get_node_info_after_event(const char *cluster_name, const qz_orb_event_metadata_t *event,
                                      qz_mox_node_info_t **list);
@@ -356,6 +357,28 @@ int qz_orb_open_monitor(const char *fname, int *fd);
  * none for this reader, anything else on failure. Release a filled event with qz_orb_release_event(). */
 int qz_orb_read_event(int fd, int category, qz_orb_event_metadata_t *event);
 void qz_orb_release_event(qz_orb_event_metadata_t *event);
+
+/* ---- What a service owes to its readers ---------------------------------------------------------------- */
+
+/* A reader may read the monitors in any order. At an event of any category it may rebuild its own view from the
+ * queries, and it compares the two views. That finds nodes and interfaces that joined or left, other addresses, and
+ * other states of interfaces. It does not find another state of a node that both views have: only the node's own
+ * event reports that. A query that shows the new state before that event is read loses the event. Therefore:
+ *
+ *   - A node or interface with unread liveness events is reported by every query as it was last reported. That is as
+ *     the last event that was read left it, or as it was before the first unread one. It holds for the status of the
+ *     node and for those of its interfaces, in the node list and in the interface list.
+ *   - Once an event is read, every query reports the state of that event, also the queries "after an event". Once the
+ *     last one is read, they report the state of now.
+ *   - Only reading an event makes it known. A query leaves unread events as they are, whatever it is asked for: also
+ *     while a program prepares to use the service, or is refused.
+ *   - A node's liveness event stands for its interfaces. Before it is read, their own liveness events are neither held
+ *     nor added. They would otherwise be read behind it and undo it.
+ *   - A node's liveness events begin with the status that it joins the configuration with. They become readable when
+ *     the event that reports its joining has been read: a death comes behind its join. When a node leaves the
+ *     configuration its unread liveness events are withdrawn: its leaving is its death.
+ *   - A new configuration may show at once. If it brings other states of nodes or interfaces that stay, each has a
+ *     liveness event of its own. */
 
 /* ---- Installing a service ----------------------------------------------------------------------------- */
 

@@ -4,9 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <iterator>
-#include <map>
-#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -29,9 +26,9 @@ using mox_service::Told;
 constexpr int NOTHING_HELD = -16;
 constexpr int FAILED = -1;
 
-constexpr std::array<std::string_view, 8> MONITORS = {NODE_LIVENESS, ADAPTER_LIVENESS, "node_list",
-                                                      PEER_LIVENESS, "ip_change",      RECONFIGURATION,
-                                                      "site_cfg",    "repos_disk"};
+constexpr std::array<std::string_view, 8> MONITORS = {"node_liveness", "adapter_liveness", "node_list",
+                                                      PEER_LIVENESS,   "ip_change",        "cluster_reconfig",
+                                                      "site_cfg",      "repos_disk"};
 
 Corosync_Service *installed = nullptr;
 
@@ -69,27 +66,6 @@ template <typename Nodes> auto *find_node(Nodes &nodes, uint32_t number) {
     const auto found =
         std::find_if(nodes.begin(), nodes.end(), [&](const Node &node) { return node.number == number; });
     return found != nodes.end() ? &*found : nullptr;
-}
-
-qz_mox_node_status_t node_status(const Event_Record &event) {
-    return event.type == QZ_ORB_EVENT_UP ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN;
-}
-
-qz_mox_intf_status_t interface_status(const Event_Record &event) {
-    return event.type == QZ_ORB_EVENT_UP ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
-}
-
-// Whether the event tells of a node or an interface what the picture shows.
-bool is_node_so(const Event_Record &event, const Picture &picture) {
-    const Node *node = find_node(picture.nodes, event.node);
-    return node != nullptr && node->status == node_status(event);
-}
-
-bool is_interface_so(const Event_Record &event, const Picture &picture) {
-    return std::any_of(picture.interfaces.begin(), picture.interfaces.end(), [&](const Interface &interface) {
-        return interface.node == event.node && interface.name == event.name &&
-               interface.status == interface_status(event);
-    });
 }
 
 } // namespace
@@ -214,7 +190,7 @@ int Corosync_Service::open(const std::string &name) {
         look();
     }
     if (!monitors_.any_open()) {
-        known_ = cluster_.picture();
+        configuration_ = cluster_.picture();
     }
     std::vector<int> sources = {follower_->descriptor()};
     if (name == PEER_LIVENESS && peers_) {
@@ -239,25 +215,17 @@ void Corosync_Service::look() {
 }
 
 void Corosync_Service::take(const wispd::Engine_Step &step) {
-    for (const Told &told : cluster_.take(step)) {
-        tell(told);
-    }
-    if (step.configuration) {
-        tell_nodes_as_they_are();
-    }
+    const Picture before = cluster_.picture();
+    const std::vector<Told> events = cluster_.take(step);
+    reported_.change(before, cluster_.picture(), events);
 }
 
 void Corosync_Service::begin_whole_reading() {
-    if (events_out_ > 0) {
-        return;
+    if (events_out_ == 0) {
+        look();
+        look(); // at what the first look put off, so that who died or joined was told sooner
+        configuration_ = cluster_.picture();
     }
-    look();
-    look(); // at what the first look put off, so that who died or joined was told sooner
-    known_ = cluster_.picture();
-    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) { return !is_node_so(event, known_); });
-    monitors_.take_back(ADAPTER_LIVENESS,
-                        [&](const Event_Record &event) { return !is_interface_so(event, known_); });
-    monitors_.take_back(RECONFIGURATION, [](const Event_Record &) { return true; });
 }
 
 void Corosync_Service::look_before_list() {
@@ -267,47 +235,6 @@ void Corosync_Service::look_before_list() {
 }
 
 // ---- Telling ----
-
-void Corosync_Service::tell(const Told &told) {
-    if (told.event.is_reconfiguration) {
-        tell_configuration(told);
-    } else if (told.monitor == NODE_LIVENESS) {
-        const bool is_new = find_node(known_.nodes, told.event.node) == nullptr;
-        if (!is_new || !asks_for_configuration_later()) {
-            monitors_.take_back(ADAPTER_LIVENESS,
-                                [&](const Event_Record &event) { return event.node == told.event.node; });
-            hold(told);
-        }
-    } else if (told.monitor != ADAPTER_LIVENESS || !asks_for_node_later(told.event.node)) {
-        hold(told);
-    }
-}
-
-void Corosync_Service::tell_configuration(const Told &told) {
-    monitors_.take_back(NODE_LIVENESS, [&](const Event_Record &event) {
-        return find_node(cluster_.picture().nodes, event.node) == nullptr;
-    });
-    monitors_.take_back(ADAPTER_LIVENESS, [](const Event_Record &) { return true; });
-    hold(told);
-}
-
-// A node that went from the configuration and is in it again may not be what it was when it was last told.
-void Corosync_Service::tell_nodes_as_they_are() {
-    std::map<uint32_t, qz_mox_node_status_t> told;
-    for (const Node &node : known_.nodes) {
-        told[node.number] = node.status;
-    }
-    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
-        told[event.node] = node_status(event);
-    }
-    for (const Node &node : cluster_.picture().nodes) {
-        const auto before = told.find(node.number);
-        if (before != told.end() && before->second != node.status) {
-            tell(about_node(node.number,
-                            node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN));
-        }
-    }
-}
 
 // Whether it counts as up although the engine that came back has not found it yet.
 bool Corosync_Service::is_node_awaited(uint32_t id) const {
@@ -335,88 +262,29 @@ void Corosync_Service::tell(const Peer_Change &change) {
     const Node *node = find_node(cluster_.picture().nodes, told.event.node);
     const bool is_local = cluster_.is_known() && static_cast<int>(told.event.node) == cluster_.local_node();
     if (node != nullptr && !is_local && (change.up || node->status == QZ_MOX_NODE_STATUS_UP)) {
-        tell(told);
+        monitors_.push(told.monitor, {0, 0, told.event, nullptr, 0});
     }
 }
 
-void Corosync_Service::hold(const Told &told) {
-    mox_service::Reading reading{0, 0, told.event};
-    reading.event.sequence = ++sequence_;
-    monitors_.push(told.monitor, reading);
-}
-
-// ---- What is known ----
+// ---- Reading ----
 
 std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
     look();
-    const std::optional<mox_service::Reading> reading = monitors_.take(fd, category);
+    const std::optional<mox_service::Reading> reading = reported_.read(fd, category);
     if (!reading) {
         return std::nullopt;
     }
     ++events_out_;
-    learn(reading->event);
+    if (reading->event.is_reconfiguration) {
+        configuration_ = cluster_.picture();
+    }
     return reading->event;
 }
 
-void Corosync_Service::learn(const Event_Record &event) {
-    if (event.is_reconfiguration) {
-        known_ = picture_while_handled();
-    } else if (event.category == QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS) {
-        for (Interface &interface : known_.interfaces) {
-            if (interface.node == event.node && interface.name == event.name) {
-                interface.status = interface_status(event);
-            }
-        }
-    } else if (Node *node = find_node(known_.nodes, event.node);
-               node != nullptr && event.category == QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS &&
-               node->status != node_status(event)) {
-        node->status = node_status(event);
-        const auto is_its = [&](const Interface &interface) { return interface.node == event.node; };
-        std::erase_if(known_.interfaces, is_its);
-        const Picture now = picture_while_handled();
-        std::copy_if(now.interfaces.begin(), now.interfaces.end(), std::back_inserter(known_.interfaces),
-                     is_its);
-    }
-}
-
-// Whether an event is held that makes its reader ask for the node and its interfaces, as they will be then.
-bool Corosync_Service::asks_for_node_later(uint32_t number) {
-    const Node *known = find_node(known_.nodes, number);
-    const std::vector<Event_Record> held = monitors_.held(NODE_LIVENESS);
-    return std::any_of(held.begin(), held.end(), [&](const Event_Record &event) {
-        return event.node == number && (known == nullptr || known->status != node_status(event));
-    });
-}
-
 Picture Corosync_Service::picture() {
-    if (events_out_ > 0) {
-        return picture_while_handled();
-    }
-    return monitors_.any_open() ? known_ : cluster_.picture();
-}
-
-Picture Corosync_Service::picture_while_handled() {
-    std::set<uint32_t> awaited;
-    for (const Event_Record &event : monitors_.held(NODE_LIVENESS)) {
-        awaited.insert(event.node);
-    }
-    Picture picture = cluster_.picture();
-    std::set<uint32_t> known_down;
-    for (Node &node : picture.nodes) {
-        const Node *known = awaited.contains(node.number) ? find_node(known_.nodes, node.number) : nullptr;
-        if (known != nullptr) {
-            node.status = known->status;
-            if (known->status != QZ_MOX_NODE_STATUS_UP) {
-                known_down.insert(node.number);
-            }
-        }
-    }
-    for (Interface &interface : picture.interfaces) {
-        if (known_down.contains(interface.node)) {
-            interface.status = QZ_MOX_INTF_STATUS_DOWN;
-        }
-    }
-    return picture;
+    const bool is_as_now = events_out_ > 0 || !monitors_.any_open();
+    return is_as_now ? reported_.shown(cluster_.picture())
+                     : reported_.shown(configuration_, cluster_.picture());
 }
 
 } // namespace mox_corosync

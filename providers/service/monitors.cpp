@@ -1,7 +1,7 @@
 #include "providers/service/monitors.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -87,14 +87,19 @@ int Monitors::open(const std::string &name, const std::vector<int> &sources) {
     return fd;
 }
 
-void Monitors::push(const std::string &name, const Reading &reading) {
+uint64_t Monitors::push(const std::string &name, Reading reading) {
     forget_closed();
+    reading.id = ++pushed_;
+    if (reading.result == 0 && reading.event.sequence == 0) {
+        reading.event.sequence = reading.id;
+    }
     for (auto &[fd, monitor] : monitors_) {
         if (monitor.name == name) {
             monitor.held.push_back(reading);
             count_up(monitor.counter);
         }
     }
+    return reading.id;
 }
 
 std::optional<Reading> Monitors::take(int fd, int category) {
@@ -112,12 +117,11 @@ std::optional<Reading> Monitors::take(int fd, int category) {
     return reading;
 }
 
-void Monitors::take_back(const std::string &name, const std::function<bool(const Event_Record &)> &which) {
+void Monitors::take_back(const std::string &name, const std::function<bool(const Reading &)> &which) {
     forget_closed();
     for (auto &[fd, monitor] : monitors_) {
         if (monitor.name == name) {
-            const std::size_t taken =
-                std::erase_if(monitor.held, [&](const Reading &reading) { return which(reading.event); });
+            const std::size_t taken = std::erase_if(monitor.held, which);
             for (std::size_t i = 0; i < taken; ++i) {
                 count_down(monitor.counter);
             }
@@ -125,19 +129,24 @@ void Monitors::take_back(const std::string &name, const std::function<bool(const
     }
 }
 
-std::vector<Event_Record> Monitors::held(const std::string &name) {
+const std::deque<Reading> &Monitors::held(const std::string &name) {
+    static const std::deque<Reading> nothing;
     forget_closed();
-    const std::deque<Reading> *longest = nullptr;
+    const std::deque<Reading> *longest = &nothing;
     for (const auto &[fd, monitor] : monitors_) {
-        if (monitor.name == name && (longest == nullptr || monitor.held.size() > longest->size())) {
+        if (monitor.name == name && monitor.held.size() > longest->size()) {
             longest = &monitor.held;
         }
     }
-    std::vector<Event_Record> events;
-    for (std::size_t i = 0; longest != nullptr && i < longest->size(); ++i) {
-        events.push_back((*longest)[i].event);
-    }
-    return events;
+    return *longest;
+}
+
+bool Monitors::holds(uint64_t id) {
+    forget_closed();
+    return std::any_of(monitors_.begin(), monitors_.end(), [&](const auto &opened) {
+        const std::deque<Reading> &held = opened.second.held;
+        return std::any_of(held.begin(), held.end(), [&](const Reading &reading) { return reading.id == id; });
+    });
 }
 
 bool Monitors::any_open() {

@@ -57,7 +57,7 @@ struct Entries {
         if (const auto result = service().failed(operation)) {
             return *result;
         }
-        *list = mox_service::make_list(service().nodes_);
+        *list = mox_service::make_list(service().shown().nodes);
         service().lists_out_ += *list != nullptr ? 1 : 0;
         return 0;
     }
@@ -81,7 +81,7 @@ struct Entries {
         if (const auto result = service().failed(operation)) {
             return *result;
         }
-        *list = mox_service::make_list(service().interfaces_);
+        *list = mox_service::make_list(service().shown().interfaces);
         service().lists_out_ += *list != nullptr ? 1 : 0;
         return 0;
     }
@@ -155,7 +155,7 @@ struct Entries {
         if (const auto result = service().failed(Operation::read_event)) {
             return *result;
         }
-        const std::optional<mox_service::Reading> reading = service().monitors_.take(fd, category);
+        const std::optional<mox_service::Reading> reading = service().reported_.read(fd, category);
         if (!reading) {
             return NOTHING_HELD;
         }
@@ -214,35 +214,37 @@ void Simulated_Service::set_cluster(const std::string &name, uint32_t local_node
 
 void Simulated_Service::set(const Node &node) {
     const std::lock_guard lock(mutex_);
-    const auto found = std::find_if(nodes_.begin(), nodes_.end(),
+    const auto found = std::find_if(picture_.nodes.begin(), picture_.nodes.end(),
                                     [&](const Node &known) { return known.number == node.number; });
-    found != nodes_.end() ? static_cast<void>(*found = node) : nodes_.push_back(node);
+    found != picture_.nodes.end() ? static_cast<void>(*found = node) : picture_.nodes.push_back(node);
 }
 
 void Simulated_Service::set(const Interface &interface) {
     const std::lock_guard lock(mutex_);
-    const auto found = std::find_if(interfaces_.begin(), interfaces_.end(), [&](const Interface &known) {
-        return known.node == interface.node && known.name == interface.name;
-    });
-    found != interfaces_.end() ? static_cast<void>(*found = interface) : interfaces_.push_back(interface);
+    const auto found =
+        std::find_if(picture_.interfaces.begin(), picture_.interfaces.end(), [&](const Interface &known) {
+            return known.node == interface.node && known.name == interface.name;
+        });
+    found != picture_.interfaces.end() ? static_cast<void>(*found = interface)
+                                       : picture_.interfaces.push_back(interface);
 }
 
 void Simulated_Service::remove_node(uint32_t number) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(nodes_, [&](const Node &node) { return node.number == number; });
-    std::erase_if(interfaces_, [&](const Interface &interface) { return interface.node == number; });
+    std::erase_if(picture_.nodes, [&](const Node &node) { return node.number == number; });
+    std::erase_if(picture_.interfaces, [&](const Interface &interface) { return interface.node == number; });
 }
 
 void Simulated_Service::remove_interface(uint32_t node, const std::string &name) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(interfaces_,
+    std::erase_if(picture_.interfaces,
                   [&](const Interface &interface) { return interface.node == node && interface.name == name; });
 }
 
 void Simulated_Service::clear() {
     const std::lock_guard lock(mutex_);
-    nodes_.clear();
-    interfaces_.clear();
+    picture_.nodes.clear();
+    picture_.interfaces.clear();
 }
 
 void Simulated_Service::set_local_site(const Site &site) {
@@ -262,21 +264,22 @@ void Simulated_Service::set_local_uuid(qz_mox_uuid_t uuid) {
 
 std::vector<Node> Simulated_Service::nodes() const {
     const std::lock_guard lock(mutex_);
-    return nodes_;
+    return picture_.nodes;
 }
 
 std::vector<Interface> Simulated_Service::interfaces() const {
     const std::lock_guard lock(mutex_);
-    return interfaces_;
+    return picture_.interfaces;
 }
 
 void Simulated_Service::change(const Picture &picture, const std::vector<Told> &events) {
     const std::lock_guard lock(mutex_);
-    nodes_ = picture.nodes;
-    interfaces_ = picture.interfaces;
-    for (const Told &told : events) {
-        hold(told.monitor, told.event);
-    }
+    become(picture, events);
+}
+
+void Simulated_Service::become(const Picture &picture, const std::vector<Told> &events) {
+    const Picture before = std::exchange(picture_, picture);
+    reported_.change(before, picture_, events);
 }
 
 // ---- What fails ----
@@ -316,21 +319,12 @@ std::optional<int> Simulated_Service::failed(Operation operation) {
 
 void Simulated_Service::push(const std::string &monitor, const Event_Record &event) {
     const std::lock_guard lock(mutex_);
-    hold(monitor, event);
-}
-
-void Simulated_Service::hold(const std::string &monitor, const Event_Record &event) {
-    mox_service::Reading reading{0, 0, event};
-    ++sequence_;
-    if (reading.event.sequence == 0) {
-        reading.event.sequence = sequence_;
-    }
-    monitors_.push(monitor, reading);
+    monitors_.push(monitor, {0, 0, event, nullptr, 0});
 }
 
 void Simulated_Service::push_result(const std::string &monitor, int result, int error) {
     const std::lock_guard lock(mutex_);
-    monitors_.push(monitor, {result, error, {}});
+    monitors_.push(monitor, {result, error, {}, nullptr, 0});
 }
 
 std::optional<int> Simulated_Service::category_asked(const std::string &monitor) const {
@@ -338,69 +332,56 @@ std::optional<int> Simulated_Service::category_asked(const std::string &monitor)
     return monitors_.category_asked(monitor);
 }
 
-void Simulated_Service::set_node_status(uint32_t number, qz_mox_node_status_t status) {
+// A node's interfaces are up and down with it.
+void Simulated_Service::set_node_up(uint32_t number, bool up) {
     const std::lock_guard lock(mutex_);
-    for (Node &node : nodes_) {
+    Picture picture = picture_;
+    for (Node &node : picture.nodes) {
         if (node.number == number) {
-            node.status = status;
+            node.status = up ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN;
         }
     }
+    for (Interface &interface : picture.interfaces) {
+        if (interface.node == number && interface.name) {
+            interface.status = up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
+        }
+    }
+    Told told{"node_liveness", {}};
+    told.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    told.event.node = number;
+    become(picture, {told});
 }
 
-void Simulated_Service::set_interface_status(uint32_t node, const std::string &name,
-                                             qz_mox_intf_status_t status) {
+void Simulated_Service::set_interface_up(uint32_t node, const std::string &name, bool up) {
     const std::lock_guard lock(mutex_);
-    for (Interface &interface : interfaces_) {
+    Picture picture = picture_;
+    for (Interface &interface : picture.interfaces) {
         if (interface.node == node && interface.name == name) {
-            interface.status = status;
+            interface.status = up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
         }
     }
+    Told told{"adapter_liveness", {}};
+    told.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
+    told.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    told.event.node = node;
+    told.event.name = name;
+    become(picture, {told});
 }
 
 void Simulated_Service::node_down(uint32_t number) {
-    set_node_status(number, QZ_MOX_NODE_STATUS_DOWN);
-    for (const Interface &interface : interfaces()) {
-        if (interface.node == number && interface.name) {
-            set_interface_status(number, *interface.name, QZ_MOX_INTF_STATUS_DOWN);
-        }
-    }
-    Event_Record event;
-    event.type = QZ_ORB_EVENT_DOWN;
-    event.node = number;
-    push("node_liveness", event);
+    set_node_up(number, false);
 }
 
 void Simulated_Service::node_up(uint32_t number) {
-    set_node_status(number, QZ_MOX_NODE_STATUS_UP);
-    for (const Interface &interface : interfaces()) {
-        if (interface.node == number && interface.name) {
-            set_interface_status(number, *interface.name, QZ_MOX_INTF_STATUS_UP);
-        }
-    }
-    Event_Record event;
-    event.type = QZ_ORB_EVENT_UP;
-    event.node = number;
-    push("node_liveness", event);
+    set_node_up(number, true);
 }
 
 void Simulated_Service::interface_down(uint32_t node, const std::string &name) {
-    set_interface_status(node, name, QZ_MOX_INTF_STATUS_DOWN);
-    Event_Record event;
-    event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
-    event.type = QZ_ORB_EVENT_DOWN;
-    event.node = node;
-    event.name = name;
-    push("adapter_liveness", event);
+    set_interface_up(node, name, false);
 }
 
 void Simulated_Service::interface_up(uint32_t node, const std::string &name) {
-    set_interface_status(node, name, QZ_MOX_INTF_STATUS_UP);
-    Event_Record event;
-    event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
-    event.type = QZ_ORB_EVENT_UP;
-    event.node = node;
-    event.name = name;
-    push("adapter_liveness", event);
+    set_interface_up(node, name, true);
 }
 
 // ---- What is out ----

@@ -17,6 +17,7 @@
 #include "providers/service/monitors.h"
 #include "providers/service/picture.h"
 #include "providers/service/picture_events.h"
+#include "providers/service/reported_liveness.h"
 #include "qz_mox.h"
 
 namespace mox_sim {
@@ -74,7 +75,8 @@ class Simulated_Service {
     void set_local_uuid(qz_mox_uuid_t uuid);
     std::vector<Node> nodes() const;
     std::vector<Interface> interfaces() const;
-    // The whole of its nodes and interfaces becomes another, and these events tell of it: one step to its users.
+    // The nodes and interfaces become others, and these events report it: one step to its users. The queries report a
+    // node or interface with unread liveness events of such steps as it was last reported.
     void change(const Picture &picture, const std::vector<Told> &events);
 
     // ---- What fails: so many calls work, then so many give the result and errno (-1: all that follow) ----
@@ -83,12 +85,13 @@ class Simulated_Service {
     int calls(Operation operation) const;
 
     // ---- What happens: the monitors of that name that are open become readable ----
+    // An event that the service itself may contradict: what was set before shows at once.
     void push(const std::string &monitor, const Event_Record &event);
     // The next reading of one that is open gives this result and errno, and no event.
     void push_result(const std::string &monitor, int result, int error);
     // The category that the monitor of that name was last read for; nothing before it was.
     std::optional<int> category_asked(const std::string &monitor) const;
-    // Changes the state and pushes what tells of it.
+    // One step each, as change(): the state, and the event that reports it.
     void node_down(uint32_t number);
     void node_up(uint32_t number);
     void interface_down(uint32_t node, const std::string &name);
@@ -112,23 +115,23 @@ class Simulated_Service {
         int times = 0;
     };
     std::optional<int> failed(Operation operation); // the result to give, with errno set
-    void hold(const std::string &monitor, const Event_Record &event);
-    void set_node_status(uint32_t number, qz_mox_node_status_t status);
-    void set_interface_status(uint32_t node, const std::string &name, qz_mox_intf_status_t status);
+    void become(const Picture &picture, const std::vector<Told> &events);
+    void set_node_up(uint32_t number, bool up);
+    void set_interface_up(uint32_t node, const std::string &name, bool up);
+    Picture shown() { return reported_.shown(picture_); }
 
     mutable std::mutex mutex_;
     std::string cluster_name_ = "simulated";
     uint32_t local_node_ = 1;
-    std::vector<Node> nodes_;           // in the order in which they were added
-    std::vector<Interface> interfaces_; // the same
+    Picture picture_; // nodes and interfaces in the order in which they were added
     Site local_site_;
     int merge_policy_ = QZ_MOX_SITE_POLICY_PRIORITY;
     qz_mox_uuid_t local_uuid_{0x1111, 0x2222};
     std::map<Operation, Failure> failures_;
     std::map<Operation, int> calls_;
     mox_service::Monitors monitors_;
+    mox_service::Reported_Liveness reported_{monitors_};
     std::function<void()> when_first_opened_;
-    uint64_t sequence_ = 0;
     int lists_out_ = 0;
     int events_out_ = 0;
     int monitors_opened_ = 0;

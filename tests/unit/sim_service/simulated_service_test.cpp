@@ -297,6 +297,14 @@ TEST(SimulatedService, ChangingTheStateTellsIt) {
     EXPECT_EQ(QZ_MOX_NODE_STATUS_UP, service.nodes()[0].status);
     EXPECT_EQ(QZ_MOX_INTF_STATUS_UP, service.interfaces()[1].status);
     service.interface_down(3, "eth1");
+    EXPECT_FALSE(is_readable(adapters)) << "until the node's events are read, they stand for it";
+    service.interface_up(3, "eth1");
+    for (int event = 0; event < 2; ++event) {
+        qz_orb_event_metadata_t read{};
+        ASSERT_EQ(0, qz_orb_read_event(nodes.get(), 0, &read));
+        qz_orb_release_event(&read);
+    }
+    service.interface_down(3, "eth1");
     EXPECT_TRUE(is_readable(adapters));
     EXPECT_EQ(QZ_MOX_INTF_STATUS_UP, service.interfaces()[0].status);
     EXPECT_EQ(QZ_MOX_INTF_STATUS_DOWN, service.interfaces()[1].status);

@@ -1,0 +1,64 @@
+// A client in cluster-event mode that reads the monitors in the order of a test, and replays what it receives.
+#ifndef HB_TEST_READING_ORDER_REPLAYING_CLIENT_H
+#define HB_TEST_READING_ORDER_REPLAYING_CLIENT_H
+
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "hb_client.h"
+
+namespace hb_test {
+
+enum class Category { node, adapter, node_list, peer, address, reconfiguration, site };
+const char *name_of(Category category);
+
+// Nodes, and interfaces by node and name.
+struct Up {
+    std::set<int> nodes;
+    std::set<std::pair<int, std::string>> interfaces;
+
+    bool operator==(const Up &) const = default;
+};
+void PrintTo(const Up &up, std::ostream *out);
+
+class Replaying_Client {
+  public:
+    // Over the service that is installed: makes the handlers, opens the library and subscribes to everything. What is
+    // replayed begins with the library's table.
+    Replaying_Client();
+    ~Replaying_Client();
+    Replaying_Client(const Replaying_Client &) = delete;
+    Replaying_Client &operator=(const Replaying_Client &) = delete;
+
+    // Reads one event of the category, and receives everything that the library queued for it. False: there was none.
+    bool read(Category category);
+    void read_all(Category category);
+    // Everything that there is, of all categories.
+    void drain();
+
+    const Up &received() const { return received_; }
+    static Up table();
+    // What was received of the node, in order: '-' for a death, '+' for a join.
+    std::string story(int node) const;
+    // Deaths of what was not up, and joins of what was.
+    const std::string &contradictions() const { return contradictions_; }
+
+  private:
+    bool call(int descriptor);
+    void replay(int events);
+    template <typename Members, typename Member>
+    void replay_one(Members &up, const Member &member, int events, const std::string &text);
+
+    std::unique_ptr<Hb_Group> group_ = std::make_unique<Hb_Group>();
+    Up received_;
+    std::map<int, std::string> stories_;
+    std::string contradictions_;
+};
+
+} // namespace hb_test
+
+#endif
