@@ -412,6 +412,9 @@ ISOLATED_TEST(CorosyncStorm, EveryDeathAndEveryReturnOfANodeIsToldOnceAndInOrder
         Storm storm(seed);
         for (int step = 0; step < STEPS && !storm.failed(); ++step) {
             storm.membership_changes();
+            if (storm.pick(30) == 0) {
+                EXPECT_EQ(Hb_Success, hb_migrate_to_mox_prep()); // it only asks
+            }
             storm.read_some();
             if (storm.pick(20) == 0) {
                 storm.expect_agreement();

@@ -1,6 +1,7 @@
 // Events of two categories are unread together: whichever is read first, the client receives what happened.
 #include <algorithm>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -401,6 +402,86 @@ ISOLATED_TEST(Reading_Order, AfterTheFirstOfSeveralEventsANodeIsAsThatEventRepor
     EXPECT_TRUE(client.read(Category::node));
     EXPECT_EQ("+-+", client.story(4));
     expect_agreement(sim, client, false);
+}
+
+// ---- Storms ----
+
+// Nodes 2 to 6 and their interfaces, in steps and reloads; the client reads what it likes.
+class Storm {
+  public:
+    explicit Storm(unsigned seed) : random_(seed) {}
+
+    void step() {
+        const uint32_t node = 2 + pick(5);
+        const std::string name = "eth" + std::to_string(pick(3));
+        switch (pick(8)) {
+        case 0:
+        case 1:
+        case 2:
+            sim_.set_node(node, !sim_.is_up(node));
+            break;
+        case 3:
+        case 4:
+            if (sim_.is_up(node)) {
+                sim_.set_interface(node, name, pick(2) == 0);
+            }
+            break;
+        case 5:
+            if (sim_.has(node)) {
+                sim_.remove_node(node);
+            } else {
+                sim_.add_node(node, pick(2) == 0);
+            }
+            break;
+        case 6:
+            if (pick(2) == 0) {
+                sim_.remove_interface(node, "eth2");
+            } else if (sim_.has(node)) {
+                sim_.remove_interface(node, "eth2");
+                sim_.add_interface(node, 2, sim_.is_up(node));
+            }
+            break;
+        default:
+            sim_.set_address(node, name, "10.9." + std::to_string(pick(3)) + "." + std::to_string(node));
+            break;
+        }
+        if (pick(10) == 0) {
+            sim_.reconfigure();
+        } else if (pick(10) != 0) { // or the next step makes it, too
+            sim_.step();
+        }
+    }
+    void read_some() {
+        for (unsigned calls = pick(6); calls > 0; --calls) {
+            client_.read(static_cast<Category>(pick(static_cast<unsigned>(Category::site) + 1)));
+        }
+    }
+    void expect_quiet() {
+        sim_.step();
+        client_.drain();
+        expect_agreement(sim_, client_, false);
+    }
+
+  private:
+    unsigned pick(unsigned choices) { return static_cast<unsigned>(random_() % choices); }
+
+    std::mt19937 random_;
+    Simulation sim_;
+    Replaying_Client client_;
+};
+
+ISOLATED_TEST(Reading_Order, InAStormOfStepsAndReadingsNothingIsLost) {
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        Storm storm(seed);
+        for (int step = 0; step < 500 && !testing::Test::HasFailure(); ++step) {
+            SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
+            storm.step();
+            storm.read_some();
+            if (step % 20 == 19) {
+                storm.expect_quiet();
+            }
+        }
+    }
 }
 
 } // namespace
