@@ -365,6 +365,22 @@ void Reported_Liveness::settle() {
 
 // ---- Reading and showing ----
 
+void Reported_Liveness::begin_whole_reading() {
+    if (monitors_.was_read()) {
+        return;
+    }
+    for (const auto &[node, arrival] : arrivals_) {
+        for (const Reading &reading : arrival.waiting) {
+            monitors_.push(NODES, reading);
+        }
+    }
+    arrivals_.clear();
+    departures_.clear();
+    for (const char *const monitor : {NODES, INTERFACES}) {
+        monitors_.for_each_held(monitor, [](Reading &reading) { reading.after = nullptr; });
+    }
+}
+
 std::optional<Reading> Reported_Liveness::read(int fd, int category) {
     settle();
     std::optional<Reading> reading = monitors_.take(fd, category);
