@@ -108,6 +108,7 @@ void Migration_Model::commit() {
     untold_nodes_ = without(table_.nodes, service_.nodes);
     untold_nodes_.merge(without(service_.nodes, table_.nodes));
     working_table_ = service_;
+    node_records_.clear(); // the service shows what they led to; each later one is reported
 }
 
 Events Migration_Model::read(std::size_t count) {
@@ -132,9 +133,7 @@ Events Migration_Model::read(std::size_t count) {
 Migration_Model::Rest Migration_Model::read_rest() {
     Rest rest;
     for (const Change &record : node_records_) {
-        // What the service has by now contradicts a record that waited for too long.
-        if (record.up == service_.nodes.contains(record.number) &&
-            record.up != table_.nodes.contains(record.number)) {
+        if (record.up != table_.nodes.contains(record.number)) {
             record.up ? node_came_up(record.number, rest.of_nodes) : node_died(record.number, rest.of_nodes);
         }
     }
