@@ -19,7 +19,9 @@
  *     cursor stays.  A cursor below 0 counts as 0.
  *  5. Memory.  Records are the caller's; the library keeps no pointer into them after a call returns.
  *     What the library allocates for the caller has a free function of its own named below.
- *  6. Threads.  Nothing here is locked: use the library from one thread at a time.  It starts no thread,
+ *  6. Threads.  Use the library from one thread at a time; nothing but opening and closing is locked.  Several
+ *     threads may make its first call at once: one opens, the others wait, and each tries itself if that failed.
+ *     A process may end by exit() while another thread is inside a call.  The library starts no thread,
  *     changes no signal disposition and lets no C++ exception out.  A write to a daemon that has gone
  *     raises SIGPIPE, so a program that does not want that signal ignores it (signal(SIGPIPE, SIG_IGN));
  *     the call then fails with error 16.
@@ -52,12 +54,13 @@
  *       again.  Also given when the daemon died with a request unread; the next call then gives 16.
  *   13  the socket could not be made
  *   14  the socket's buffer size could not be set
- *   15  no daemon listens at the socket path, or the path is longer than 107 bytes
+ *   15  no daemon listens at the socket path, the path is longer than 107 bytes, or a signal ended the wait
+ *       for the connection
  *   16  the daemon closed the connection
  *   17  out of memory
  *   18  sending: bad address         21  sending: input/output error
- *   22  sending failed otherwise (a part was written, a negative length, no connection).  After a part was
- *       written, hb_terminate and open again.
+ *   22  sending failed otherwise (a part was written, a negative length, no connection), or the library is not
+ *       open.  After a part was written, hb_terminate and open again.
  *   23, 26, 27  reading the configuration failed: bad address, input/output error, otherwise
  *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
  *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
@@ -364,17 +367,21 @@ typedef struct Hb_Subscription_Group {
  * ---------------------------------------------------------------------------------------------- */
 
 /* Opens the library: resolves the socket path from the environment, connects to the daemon, attaches the
- * shared segments and loads the configuration.  Does nothing when it is open.  A caller need not call it.
- * A failed call may be repeated; the next one starts afresh.  Until then what the failed one made stays:
- * hb_remove_socket drops its connection.
+ * shared segments and loads the configuration.  Does nothing when it is open, also after hb_remove_socket.
+ * A caller need not call it.  It waits without limit while a daemon accepts the connection late or does not
+ * answer.  A signal that is handled ends the wait for the connection with error 15; cancelling the thread ends
+ * every wait and leaves the library closed.  Other threads that open meanwhile wait, too.
+ * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next one
+ * starts afresh.  Until then the failed one's connection stays and no call uses it: hb_remove_socket drops it.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode
  * 17, 63, 64, 65. */
 HB_API Hb_Rc hb_init(void);
 
-/* Closes the library: drops the cluster-event handlers and the connection.  The shared segments stay
- * attached until the process ends or the library is opened again.  Descriptors got from
+/* Closes an open library: drops the cluster-event handlers and the connection, if hb_remove_socket has not.  The
+ * shared segments stay attached until the process ends or the library is opened again.  Descriptors got from
  * hb_get_file_descriptor_array are no longer valid.  Cluster events that are still queued outlive the call: they
- * are delivered after the next preparation and commit.  Succeeds, also when the library is not open. */
+ * are delivered after the next preparation and commit.  Succeeds, and does nothing when the library is not open:
+ * a connection that hb_init_communication alone made stays. */
 HB_API Hb_Rc hb_terminate(void);
 
 /* The reason of the last failure in any thread; 0 while nothing has failed.  Does not open the library. */
@@ -383,10 +390,15 @@ HB_API int hb_get_errno(void);
 /* Steps of opening and closing, for programs that manage the connection themselves.  None opens the
  * library.
  * hb_init_communication resolves the socket path and makes the connection and its wait set, after
- * dropping those there are; the daemon knows nothing of subscriptions made on another connection.
- * Errors: 12, 13, 14, 15, 17.
+ * dropping those there are; the daemon knows nothing of subscriptions made on another connection.  On that
+ * connection hb_subscribe and hb_get_event_message work without a configuration.  A library that was open is
+ * not open any more and its configuration is empty: the next call that opens does so with a connection of its
+ * own.  It waits like hb_init.  Errors: 12, 13, 14, 15, 17.
  * hb_remove_socket drops the connection and hb_remove_client_select the wait set; both succeed, also when
- * there is none. */
+ * there is none.  They wait while another thread opens.  An open library stays open without its connection:
+ * queries answer from the configuration that it has, and requests give error 22.
+ * hb_get_file_descriptor_array and hb_get_event_message then open anew as a whole, since another daemon may
+ * listen by now: connection, segments and configuration. */
 HB_API Hb_Rc hb_init_communication(void);
 HB_API Hb_Rc hb_remove_socket(void);
 HB_API Hb_Rc hb_remove_client_select(void);
@@ -403,7 +415,8 @@ HB_API void hbc_initialize_trace_once(void);
  * do not close, read or write them.  In daemon mode there is one; ask again after hb_terminate.  In
  * cluster-event mode there are nine, or none while there are no handlers; ask again after
  * hb_migrate_to_mox_commit, too.
- * Opens.  Errors: 4 (null pointer), 17. */
+ * Opens; in daemon mode it opens anew a library whose connection hb_remove_socket has dropped, and the caller has
+ * to subscribe again.  When that fails the library is closed and no connection stays.  Errors: 4 (null pointer), 17. */
 HB_API Hb_Rc hb_get_file_descriptor_array(int **descriptor, int *numbers_of_fds);
 
 /* Releases an array from hb_get_file_descriptor_array.  Does not open the library.
@@ -424,8 +437,10 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * In cluster-event mode it does not wait: give it those of the descriptors that are ready, followed by -1.
  * One call takes one event, for the first of them; *events is 0 when there was none for the caller.  What
  * is told of nodes or adapters while there is no subscription to them has the name "<EMPTY EVENT>".
- * Does not open the library; but where there is no connection in daemon mode it is opened first (errors of
- * hb_init), and the caller has to subscribe again.
+ * In cluster-event mode it does not open the library.  In daemon mode it does where there is no connection that
+ * it can use, however that came about, and the caller has to subscribe again.  Opening may wait longer than
+ * the time-out (hb_init).  When it fails the errors are hb_init's, the library is closed, no connection stays,
+ * and the next call tries again.  A connection made by hb_init_communication is used as it is.
  * Errors: 2 time-out, 4 null pointer, 12 wait or read failed (also when memory is short for the record), 16 the
  * daemon closed the connection (hb_terminate and a new call open it again); 10
  * unexpected or unsound record, 17 out of memory for a new configuration: the record is dropped, and unless
@@ -647,9 +662,10 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  * speak of the same cluster: the local node, and every node of the daemon's.  The session with the daemon goes
  * on as before.  May be called again, also in cluster-event mode: when it is refused there, the handlers that
  * deliver events stay.  Does not open the library: open it first.
- * Errors: 17; 74 the handlers could not be made; 63, 64, 65 the service tells no cluster, nodes or interfaces
+ * Errors: 22 the library is not open, and nothing was made; 17; 74 the handlers could not be made; 63, 64, 65 the
+ * service tells no cluster, nodes or interfaces
  * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
- * nodes differ, as they do while the library is not open.  Where the service has a node or an interface that is
+ * nodes differ.  Where the service has a node or an interface that is
  * neither up nor down, 70 or 71 stays behind, also on success. */
 HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 

@@ -15,6 +15,7 @@
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/session_state.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_uncancelled.h"
 
@@ -89,6 +90,9 @@ void MOX_drop_prepared_table() {
 Hb_Rc hb_migrate_to_mox_prep() {
     MOX_drop_prepared_table();
     migrate_to_mox_prep = true;
+    if (!hb_is_open()) {
+        return hb_fail(22);
+    }
     const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc created = MOX_create_global_event_handlers();
     if (created != Hb_Success) {

@@ -14,6 +14,7 @@
 #include "lib/hb_global_data/mutex_cleanup.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session.h"
+#include "lib/hb_global_data/session_state.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"

@@ -1,4 +1,5 @@
-// What the library gives back when it is unloaded, so that a program may load it again and again.
+// What the library releases when it is unloaded, so that a program may load it again and again. The end of the process
+// releases nothing: another thread may be in a call, and the system takes all of it back anyway.
 
 #include "lib/MOX_handlers.h"
 #include "lib/MOX_migration.h"
@@ -8,6 +9,7 @@
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/message_events.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/hb_process_exit.h"
 
 namespace {
 
@@ -27,12 +29,14 @@ void drop_registry() {
 }
 
 // Nothing is traced here: the trace library may have been unloaded already.
-__attribute__((destructor)) void give_back() {
+__attribute__((destructor)) void release_all() {
+    if (hb_process_ends()) {
+        return;
+    }
     MOX_delete_global_event_handlers();
     drop_registry();
     drop_queued_events();
-    delete client_socket;
-    client_socket = nullptr;
+    hb_drop_connection();
     delete client_select;
     client_select = nullptr;
     hb_detach_shared_memory();

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "lib/MOX_HBC_trace.h"
 #include "lib/hb_global_data/address_text.h"
@@ -124,11 +125,9 @@ bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
 }
 
 void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_Internal &table) {
-    delete[] table.Hb_global_adapter_list;
-    delete[] table.node_list;
-    Hash_free(table.adap_hash);
-    Hash_free(table.ip_hash);
-    Hash_free(table.node_hash);
+    H_table_str *sites = std::exchange(table.site_hash, nullptr); // they are no part of a snapshot
+    hb_release_table_lists(table);
+    table.site_hash = sites;
     table.Hb_global_adapter_list = lists.adapters.release();
     table.node_list = lists.nodes.release();
     table.adap_hash = lists.by_number.release();

@@ -46,7 +46,7 @@ Hb_Rc hb_recv_config_info() {
     if (IsMOX) {
         return load_from_service();
     }
-    if (hb_send(HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
+    if (hb_send_on(client_socket, HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
         return Hb_Failure;
     }
     char *bytes = nullptr;

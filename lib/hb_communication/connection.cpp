@@ -3,11 +3,17 @@
 #include <memory>
 #include <new>
 #include <unistd.h>
+#include <utility>
 
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
 #include "lib/hb_communication/socket_path.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/session_state.h"
+#include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_lock.h"
+#include "lib/hb_process_exit.h"
 
 pid_t client_pid = 0;
 Hb_Csock *client_socket = nullptr;
@@ -28,21 +34,25 @@ int open_error(long socket_status) {
     }
 }
 
-void drop_socket() {
-    delete client_socket;
-    client_socket = nullptr;
-}
-
-void drop_client_select() {
-    delete client_select;
-    client_select = nullptr;
+void drop_wait_set() {
+    delete std::exchange(client_select, nullptr);
 }
 
 } // namespace
 
-Hb_Rc hb_init_communication() {
-    drop_socket();
-    drop_client_select();
+Hb_Csock *hb_usable_connection() {
+    const Hb_Session_State state = hb_session_state();
+    const bool is_usable = state == Hb_Session_State::open || state == Hb_Session_State::half_open;
+    return is_usable ? client_socket : nullptr;
+}
+
+void hb_drop_connection() {
+    delete std::exchange(client_socket, nullptr);
+}
+
+Hb_Rc hb_make_connection() {
+    hb_drop_connection();
+    drop_wait_set();
     client_pid = getpid();
     if (!hb_resolve_socket_path()) {
         return hb_fail(15);
@@ -62,14 +72,39 @@ Hb_Rc hb_init_communication() {
     return Hb_Success;
 }
 
+Hb_Rc hb_init_communication() {
+    const Hb_Locked lock(hb_opening_lock);
+    if (!lock.entered()) {
+        return hb_fail(12);
+    }
+    hb_watch_exit();
+    if (IsMOX) {
+        return hb_make_connection(); // the session is the service's and does not use the connection
+    }
+    if (hb_is_open()) {
+        hb_empty_live_table(); // it was another connection's
+    }
+    Hb_Opening_Attempt attempt;
+    const Hb_Rc connected = hb_make_connection();
+    if (connected == Hb_Success) {
+        attempt.reach(Hb_Session_State::half_open);
+    }
+    return connected;
+}
+
 Hb_Rc hb_remove_socket() {
     hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_SOCKET);
-    drop_socket();
+    const Hb_Locked lock(hb_opening_lock);
+    hb_drop_connection();
+    if (hb_session_state() == Hb_Session_State::half_open) {
+        hb_set_session_state(Hb_Session_State::closed);
+    }
     return Hb_Success;
 }
 
 Hb_Rc hb_remove_client_select() {
     hb_trace_id(HB_TRACE_INFO, HB_TR_REMOVE_CLIENT_SELECT);
-    drop_client_select();
+    const Hb_Locked lock(hb_opening_lock);
+    drop_wait_set();
     return Hb_Success;
 }

@@ -1,15 +1,26 @@
-// The connection to the daemon and its wait set; made by hb_init_communication, dropped by
-// hb_remove_socket and hb_remove_client_select of hb_client.h.
+// The connection to the daemon and its wait set; hb_init_communication of hb_client.h makes both, hb_remove_socket
+// and hb_remove_client_select drop them.
 #ifndef HB_CONNECTION_H
 #define HB_CONNECTION_H
 
 #include <sys/types.h>
 
+#include "hb_client.h"
 #include "lib/vexo/Hb_Csock.h"
 #include "lib/vexo/Hb_Select.h"
 
 extern pid_t client_pid;
 extern Hb_Csock *client_socket;  // null when there is no connection
 extern Hb_Select *client_select; // null when there is none
+
+// The connection of an open or half open session; null in every other state, whatever a failed opening left.
+Hb_Csock *hb_usable_connection();
+
+// For the thread that holds the opening lock: connects and makes the wait set, after dropping those there are.
+// Errors: 12, 13, 14, 15, 17.
+Hb_Rc hb_make_connection();
+
+// Closes and forgets the connection, if there is one.
+void hb_drop_connection();
 
 #endif

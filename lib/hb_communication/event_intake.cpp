@@ -97,7 +97,7 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
     if (IsMOX) {
         return take_cluster_event(descriptors, events, name, group, seqnum_p);
     }
-    if (client_socket == nullptr && hb_ensure_connection() != Hb_Success) {
+    if (hb_usable_connection() == nullptr && hb_ensure_connection() != Hb_Success) {
         return Hb_Failure;
     }
     Hb_Packet packet;

@@ -5,17 +5,18 @@
 #include "lib/hb_global_data/operating_mode.h"
 
 bool hb_can_await_reply() {
-    return !IsMOX && client_socket != nullptr;
+    return !IsMOX && hb_usable_connection() != nullptr;
 }
 
 Hb_Rc hb_wait_for_connection(const timeval *timeout) {
     if (timeout == nullptr) {
         return Hb_Success;
     }
-    if (client_socket == nullptr || client_select == nullptr || client_socket->socket() >= FD_SETSIZE) {
+    const Hb_Csock *connection = hb_usable_connection();
+    if (connection == nullptr || client_select == nullptr || connection->socket() >= FD_SETSIZE) {
         return hb_fail(12);
     }
-    const int fd = client_socket->socket();
+    const int fd = connection->socket();
     client_select->timeout(*timeout);
     for (;;) {
         client_select->rd_zero();
@@ -33,13 +34,14 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout) {
 }
 
 Hb_Rc hb_receive_packet(Hb_Packet &packet) {
-    if (client_socket == nullptr) {
+    Hb_Csock *connection = hb_usable_connection();
+    if (connection == nullptr) {
         return hb_fail(12);
     }
     char *bytes = nullptr;
     int length = 0;
-    if (client_socket->receive(&bytes, length) != Hb_Success) {
-        return hb_fail(client_socket->eof() != Hb_False ? 16 : 12);
+    if (connection->receive(&bytes, length) != Hb_Success) {
+        return hb_fail(connection->eof() != Hb_False ? 16 : 12);
     }
     packet = Hb_Packet(bytes, length);
     return Hb_Success;

@@ -34,10 +34,14 @@ int send_error(long socket_status) {
 } // namespace
 
 Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
+    return hb_send_on(hb_usable_connection(), msg_type, msg_data, msg_len);
+}
+
+Hb_Rc hb_send_on(Hb_Csock *connection, Hb_Client_Request msg_type, void *msg_data, int msg_len) {
     if (IsMOX) {
         return Hb_Success;
     }
-    if (client_socket == nullptr || msg_len < 0 || msg_len > HB_REQUEST_LENGTH_MAX) {
+    if (connection == nullptr || msg_len < 0 || msg_len > HB_REQUEST_LENGTH_MAX) {
         return hb_fail(22);
     }
     // Suspicions carry a number in `len` and so may be longer than a packet; such a record is built on the
@@ -61,8 +65,8 @@ Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len) {
     if (msg_data != nullptr) {
         std::memcpy(record + HB_REQUEST_HEADER_SIZE, msg_data, static_cast<std::size_t>(msg_len));
     }
-    if (client_socket->send(record, size) != Hb_Success) {
-        return hb_fail(send_error(client_socket->Error()));
+    if (connection->send(record, size) != Hb_Success) {
+        return hb_fail(send_error(connection->Error()));
     }
     return Hb_Success;
 }

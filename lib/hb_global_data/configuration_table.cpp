@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <utility>
 
 Hb_Configuration_Internal global_config_tbl;
 Hb_Configuration_Internal global_config_tbl_new;
@@ -23,13 +24,11 @@ const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
 }
 
 void hb_release_table_lists(Hb_Configuration_Internal &table) {
-    delete[] table.Hb_global_adapter_list;
-    table.Hb_global_adapter_list = nullptr;
-    delete[] table.node_list;
-    table.node_list = nullptr;
+    // Forgotten before it is freed: a process that forks in between must not free it twice.
+    delete[] std::exchange(table.Hb_global_adapter_list, nullptr);
+    delete[] std::exchange(table.node_list, nullptr);
     for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.node_hash, &table.site_hash}) {
-        Hash_free(*hash);
-        *hash = nullptr;
+        Hash_free(std::exchange(*hash, nullptr));
     }
 }
 

@@ -1,53 +1,107 @@
 #include "lib/hb_global_data/session.h"
 
+#include <algorithm>
+
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_handlers.h"
 #include "lib/hb_communication/configuration_request.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/node_table.h"
 #include "lib/hb_communication/shared_segments.h"
-#include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_lock.h"
+#include "lib/hb_process_exit.h"
 
-int client_initialized = 0;
+namespace {
 
-Hb_Rc hb_init() {
-    if (client_initialized == 1) {
-        return Hb_Success;
+// A reading of the service that fails may have noted nodes before.
+void forget_nodes() {
+    if (IsMOX) {
+        std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
+        global_num_nodes = 0;
     }
-    hbc_initialize_trace_once();
+}
+
+// The steps in their order. What fails leaves the table empty: what an earlier session loaded is no answer any more.
+Hb_Rc take_steps() {
     hb_clear_subscription_names();
-    if (!IsMOX && (hb_init_communication() != Hb_Success || hb_init_shared_memory() != Hb_Success)) {
+    hb_empty_live_table();
+    if (!IsMOX && (hb_make_connection() != Hb_Success || hb_init_shared_memory() != Hb_Success)) {
         return Hb_Failure;
     }
-    // What an earlier session loaded is given back, so that opening again and again does not grow.
-    hb_release_table_lists(global_config_tbl);
     if (hb_recv_config_info() != Hb_Success) {
+        forget_nodes();
         return Hb_Failure;
     }
     if (!IsMOX) {
         hb_init_global_node_tbl();
     }
-    client_initialized = 1;
     return Hb_Success;
 }
 
+Hb_Rc open_whole() {
+    hb_watch_exit();
+    Hb_Opening_Attempt attempt;
+    if (take_steps() != Hb_Success) {
+        return Hb_Failure;
+    }
+    attempt.reach(Hb_Session_State::open);
+    return Hb_Success;
+}
+
+bool is_connected() {
+    return hb_is_open() && (IsMOX || client_socket != nullptr);
+}
+
+// A cluster service that calls the library while it is being opened would wait for itself.
+constexpr int OPENING_ALREADY = 12;
+
+} // namespace
+
+Hb_Rc hb_init() {
+    if (hb_is_open()) {
+        return Hb_Success;
+    }
+    hbc_initialize_trace_once();
+    const Hb_Locked lock(hb_opening_lock);
+    if (!lock.entered()) {
+        return hb_fail(OPENING_ALREADY);
+    }
+    return hb_is_open() ? Hb_Success : open_whole();
+}
+
 Hb_Rc hb_terminate() {
-    if (client_initialized == 0) {
+    if (!hb_is_open()) {
+        return Hb_Success;
+    }
+    const Hb_Locked lock(hb_opening_lock);
+    if (!hb_is_open()) {
         return Hb_Success;
     }
     MOX_delete_global_event_handlers();
-    client_initialized = 0;
+    hb_set_session_state(Hb_Session_State::closed);
     return hb_remove_socket();
 }
 
 Hb_Rc hb_ensure_connection() {
-    if (hb_init() != Hb_Success) {
-        return Hb_Failure;
+    if (is_connected()) {
+        return Hb_Success;
     }
-    if (!IsMOX && client_socket == nullptr) {
-        return hb_init_communication();
+    hbc_initialize_trace_once();
+    const Hb_Locked lock(hb_opening_lock);
+    if (!lock.entered()) {
+        return hb_fail(OPENING_ALREADY);
     }
-    return Hb_Success;
+    if (is_connected()) {
+        return Hb_Success;
+    }
+    const Hb_Rc opened = open_whole();
+    if (opened != Hb_Success) {
+        hb_drop_connection();
+        hb_detach_shared_memory();
+    }
+    return opened;
 }

@@ -3,11 +3,10 @@
 #define HB_SESSION_H
 
 #include "hb_client.h"
+#include "lib/hb_global_data/session_state.h"
 
-extern int client_initialized; // 1 while open
-
-// Opens the library and, in daemon mode, connects again where the caller has removed the connection of an
-// open library. Errors: those of hb_init.
+// Opens the library and, in daemon mode, opens an open one anew whose connection the caller has removed: another
+// daemon may listen by now. A failure leaves neither a connection nor segments. Errors: those of hb_init.
 Hb_Rc hb_ensure_connection();
 
 #endif

@@ -19,6 +19,12 @@ void empty_global_config_table(Hb_Configuration_Internal *t) {
     t->Hb_num_networks = 0;
 }
 
+void hb_empty_live_table() {
+    std::fill_n(global_node_tbl, std::clamp<int>(global_config_tbl.Hb_max_nodes, 0, HB_NODE_SLOTS), Hb_False);
+    global_num_nodes = 0;
+    empty_global_config_table(&global_config_tbl);
+}
+
 bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {
     table.node_hash = Hash_init("MOX_node list", prime(4098));
     table.node_list = new (std::nothrow) Hb_Node_Entry[HB_NODE_SLOTS]();

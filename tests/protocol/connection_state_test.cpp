@@ -101,25 +101,27 @@ FakeDaemonPlan with_a_second_connection(const Script &second) {
 }
 
 ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheDescriptorArray) {
-    FakeDaemon daemon(with_a_second_connection({}));
+    FakeDaemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
     int *descriptors = nullptr;
     int count = 0;
     ASSERT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
-    EXPECT_TRUE(daemon.wait_connections(2));
+    EXPECT_EQ(2, daemon.connections());
     EXPECT_EQ(1, count);
     ASSERT_NE(nullptr, client_socket);
     EXPECT_EQ(client_socket->socket(), descriptors[0]);
     EXPECT_EQ(-1, descriptors[1]);
     EXPECT_EQ(Hb_Success, hb_free_file_descriptor_array(descriptors));
     EXPECT_EQ(1, client_initialized);
-    EXPECT_EQ(80U, daemon.received().size()) << "the configuration was asked for once only";
+    EXPECT_EQ(160U, daemon.received().size()) << "the configuration was asked for on each connection";
 }
 
 ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheWaitForAnEvent) {
-    FakeDaemon daemon(with_a_second_connection({send_record(reply(3, adapter_body({{5, 9}})))}));
+    Script second = serve_configuration(snapshot(small_cluster()));
+    second.push_back(send_record(reply(3, adapter_body({{5, 9}}))));
+    FakeDaemon daemon(with_a_second_connection(second));
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
@@ -127,11 +129,14 @@ ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheWaitForAnEvent) {
     EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
     EXPECT_EQ(2, call.events);
     EXPECT_EQ(2, daemon.connections());
-    EXPECT_EQ(Hb_Entity_Up, adapter_state(5)) << "the configuration is still the one loaded before";
+    EXPECT_EQ(160U, daemon.received().size()) << "the configuration was asked for on each connection";
+    EXPECT_EQ(Hb_Entity_Up, adapter_state(5));
 }
 
 ISOLATED_TEST(ARemovedConnection, AndWaitSetAreMadeAgainTogether) {
-    FakeDaemon daemon(with_a_second_connection({send_record(reply(12))}));
+    Script second = serve_configuration(snapshot(small_cluster()));
+    second.push_back(send_record(reply(12)));
+    FakeDaemon daemon(with_a_second_connection(second));
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     EXPECT_EQ(Hb_Success, hb_remove_client_select());
@@ -196,7 +201,7 @@ ISOLATED_TEST(AHighDescriptor, OpensTheLibraryAndAWaitWithATimeOutIsError12AtOnc
 }
 
 ISOLATED_TEST(AHighDescriptor, OfALaterConnectionIsTheSame) {
-    FakeDaemon daemon(with_a_second_connection({}));
+    FakeDaemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));

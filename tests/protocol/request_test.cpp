@@ -12,6 +12,7 @@
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/session_state.h"
 #include "tests/protocol/client.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
@@ -298,6 +299,7 @@ ISOLATED_TEST(Request, EachSocketStatusHasItsErrorNumber) {
     for (const auto &row : rows) {
         RefusingSocket refusing(row.status);
         client_socket = &refusing;
+        hb_set_session_state(Hb_Session_State::half_open);
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0));
         EXPECT_EQ(row.error, hb_get_errno()) << "status " << row.status;

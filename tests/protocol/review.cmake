@@ -9,6 +9,7 @@ hb_add_test(
   connection_state_test.cpp
   full_listener.cpp
   route_section_test.cpp
+  session_state_test.cpp
   short_memory_receive_test.cpp
   table_load_test.cpp
   LIBS
@@ -19,6 +20,19 @@ hb_add_test(
   300
   LABELS
   protocol)
+
+# Several threads that open at once.
+hb_add_test(
+  protocol_threads_test
+  SOURCES
+  concurrent_opening_test.cpp
+  LIBS
+  hb_client_static
+  hb_test_support
+  TIMEOUT
+  300
+  LABELS
+  threads)
 
 hb_add_test(
   protocol_load_trace_test

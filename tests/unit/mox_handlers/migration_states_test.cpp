@@ -103,13 +103,15 @@ ISOLATED_TEST(Moving, APreparationWhoseQueryFailsKeepsTheHandlersUntilItIsAborte
     EXPECT_EQ(7, moving.client.service.monitors_opened()) << "the handlers were kept";
 }
 
-ISOLATED_TEST(Moving, BeforeTheLibraryIsOpenTheLocalNodesDiffer) {
+ISOLATED_TEST(Moving, BeforeTheLibraryIsOpenFailsAndMakesNoHandlers) {
     mox_sim::Simulated_Service service;
     fill_small_cluster(service);
     set_hb_errno(777);
     EXPECT_EQ(Hb_Failure, hb_migrate_to_mox_prep());
-    EXPECT_EQ(777, hb_get_errno());
+    EXPECT_EQ(22, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
+    EXPECT_EQ(0, ORBFSHandler::getNumbersOfFileDescriptors());
+    EXPECT_EQ(0, service.monitors_opened());
 }
 
 // ---- Abort ----

@@ -1,0 +1,31 @@
+#include "lib/hb_global_data/session_state.h"
+
+#include <atomic>
+
+int client_initialized = 0;
+
+namespace {
+
+std::atomic<Hb_Session_State> state_unless_open{Hb_Session_State::closed};
+
+std::atomic_ref<int> initialized() {
+    return std::atomic_ref<int>(client_initialized);
+}
+
+} // namespace
+
+Hb_Session_State hb_session_state() {
+    return initialized().load(std::memory_order_acquire) == 1 ? Hb_Session_State::open
+                                                              : state_unless_open.load();
+}
+
+void hb_set_session_state(Hb_Session_State state) {
+    const bool is_open = state == Hb_Session_State::open;
+    if (!is_open) {
+        state_unless_open.store(state);
+    }
+    initialized().store(is_open ? 1 : 0, std::memory_order_release);
+    if (is_open) {
+        state_unless_open.store(Hb_Session_State::closed);
+    }
+}
