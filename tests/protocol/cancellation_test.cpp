@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -125,27 +124,78 @@ ISOLATED_TEST(Cancellation, WhileTheConfigurationIsAwaited) {
     });
 }
 
-ISOLATED_TEST(ConnectingToABusyDaemon, SignalsDoNotEndTheWait) {
+ISOLATED_TEST(ConnectingToABusyDaemon, EndsWithASignal) {
+    const FullListener full;
+    const int before = open_descriptors();
+    const CallLog log;
+    {
+        const SignalPelter pelter;
+        EXPECT_EQ(Hb_Failure, hb_init());
+    }
+    EXPECT_EQ(15, hb_get_errno());
+    EXPECT_EQ(1U, log.calls(Call::connect_).size()) << "the caller decides whether to try again";
+    EXPECT_EQ(nullptr, client_socket);
+    EXPECT_EQ(before, open_descriptors());
+}
+
+ISOLATED_TEST(ConnectingToABusyDaemon, SucceedsWhenThereIsRoomAgain) {
     FullListener full;
     ASSERT_TRUE(hb_resolve_socket_path());
-    std::thread daemon([&full] {
-        EXPECT_TRUE(wait_until([] { return SignalPelter::hits() >= 20; }));
-        full.make_room();
+    CallingThread caller([] {
+        Hb_Csock connection;
+        EXPECT_EQ(0, connection.Error());
+        char payload[] = {'x'};
+        EXPECT_EQ(Hb_Success, connection.send(payload, 1));
     });
-    const CallLog log;
-    const SignalPelter pelter;
-    Hb_Csock connection;
-    daemon.join();
-    EXPECT_EQ(0, connection.Error());
-    EXPECT_GT(log.calls(Call::connect_).size(), 1U) << "it was interrupted and connected again";
-
+    EXPECT_TRUE(caller.wait_asleep());
+    full.make_room();
     const UniqueFd peer = full.accept_next();
     ASSERT_TRUE(peer);
-    char payload[] = {'x'};
-    EXPECT_EQ(Hb_Success, connection.send(payload, 1));
     std::array<char, 5> got{};
     EXPECT_EQ(5, recv(peer.get(), got.data(), got.size(), MSG_WAITALL));
     EXPECT_EQ(Bytes({1, 0, 0, 0, 'x'}), bytes_of(got));
+    EXPECT_FALSE(caller.join_cancelled());
+}
+
+// ---- Several threads at once ----
+
+// A daemon that answers the first connection when it is told, and every later one at once.
+FakeDaemonPlan holding_the_first() {
+    FakeDaemonPlan plan;
+    Script held = {read_record(), wait_told()};
+    held.push_back(send_record(reply(0, snapshot(small_cluster()))));
+    plan.connections = {held, serve_configuration(snapshot(small_cluster()))};
+    return plan;
+}
+
+ISOLATED_TEST(Cancellation, WhileAnotherThreadOpensWhichGoesOn) {
+    FakeDaemon daemon(holding_the_first());
+    CallingThread opener([] { EXPECT_EQ(Hb_Success, hb_init()); });
+    EXPECT_EQ(80U, daemon.wait_received(80).size());
+    EXPECT_TRUE(opener.wait_asleep());
+    expect_cancelled_in([] { hb_init(); });
+    EXPECT_EQ(1, daemon.connections()) << "one thread opens at a time";
+    daemon.tell();
+    EXPECT_FALSE(opener.join_cancelled());
+    EXPECT_EQ(1, client_initialized);
+}
+
+ISOLATED_TEST(Cancellation, WhileOpeningLetsTheThreadThatWaitsOpen) {
+    FakeDaemon daemon(holding_the_first());
+    CallingThread opener([] { hb_init(); });
+    EXPECT_EQ(80U, daemon.wait_received(80).size());
+    EXPECT_TRUE(opener.wait_asleep());
+    CallingThread waiting([] { EXPECT_EQ(Hb_Success, hb_init()); });
+    EXPECT_TRUE(waiting.wait_asleep());
+    EXPECT_EQ(1, daemon.connections()) << "one thread opens at a time";
+    opener.cancel();
+    EXPECT_TRUE(opener.join_cancelled());
+    daemon.tell();
+    // The new attempt closes what the cancelled one left.
+    EXPECT_TRUE(daemon.wait_connections_ended(1));
+    EXPECT_FALSE(waiting.join_cancelled());
+    EXPECT_EQ(2, daemon.connections());
+    EXPECT_EQ(1, client_initialized);
 }
 
 // ---- Receiving ----
