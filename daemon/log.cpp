@@ -17,10 +17,11 @@ namespace wispd {
 
 namespace {
 
+// Never destroyed: at the end of the process another thread may still log.
 std::shared_ptr<spdlog::logger> &logger() {
-    static auto instance =
-        std::make_shared<spdlog::logger>("wispd", std::make_shared<spdlog::sinks::stderr_sink_st>());
-    return instance;
+    static auto *instance = new std::shared_ptr<spdlog::logger>(
+        std::make_shared<spdlog::logger>("wispd", std::make_shared<spdlog::sinks::stderr_sink_st>()));
+    return *instance;
 }
 
 std::mutex &guard() {
@@ -29,8 +30,8 @@ std::mutex &guard() {
 }
 
 std::string &log_file() {
-    static std::string path;
-    return path;
+    static auto *path = new std::string;
+    return *path;
 }
 
 void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {

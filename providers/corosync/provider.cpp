@@ -1,5 +1,5 @@
-// libqz_mox_corosync.so: a client that loads it has this node's Corosync as its cluster service, for as long as it is
-// loaded.
+// libqz_mox_corosync.so: a client that loads it has this node's Corosync as its cluster service until the
+// process ends.
 #include <memory>
 #include <optional>
 #include <stdexcept>

@@ -27,6 +27,9 @@ void uninstall_in_children();
 
 // The service of a library, made when a client loads it. Loading must not fail, nor end the program: that it cannot
 // be made is said, and the client goes on without.
+//
+// The library is linked so that it is never unloaded, and its one object is static: its destructor runs when the process
+// ends. Another thread may then still be in a query, so that the service itself stays.
 template <typename Service> class Loaded_Service {
   public:
     // make() gives a std::unique_ptr<Service>; what it throws says why there is none.
@@ -40,10 +43,13 @@ template <typename Service> class Loaded_Service {
             refuse(library, error.what());
         }
     }
-    // A forked child has no part in it: threads, sockets and connections are its parent's.
+    // Only what would outlive the process is removed. A forked child has no part in it: threads, sockets and
+    // connections are its parent's.
     ~Loaded_Service() {
-        if (getpid() == owner_) {
-            delete service_;
+        if constexpr (requires { service_->leave(); }) {
+            if (service_ != nullptr && getpid() == owner_) {
+                service_->leave();
+            }
         }
     }
     Loaded_Service(const Loaded_Service &) = delete;

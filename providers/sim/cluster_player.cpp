@@ -72,6 +72,7 @@ class Cluster_Player::Impl {
   public:
     explicit Impl(const Play &play);
     ~Impl();
+    void leave();
 
   private:
     void listen(const std::string &path);
@@ -118,8 +119,15 @@ Cluster_Player::Impl::Impl(const Play &play)
 }
 
 Cluster_Player::Impl::~Impl() {
+    leave();
+}
+
+void Cluster_Player::Impl::leave() {
     context_.stop();
-    thread_.join();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    control_file_ = wispd::Socket_File();
 }
 
 void Cluster_Player::Impl::listen(const std::string &path) {
@@ -245,5 +253,9 @@ void Cluster_Player::Impl::play(const wispd::Timeline_Event &event) {
 Cluster_Player::Cluster_Player(const Play &play) : impl_(std::make_unique<Impl>(play)) {}
 
 Cluster_Player::~Cluster_Player() = default;
+
+void Cluster_Player::leave() {
+    impl_->leave();
+}
 
 } // namespace mox_sim

@@ -22,6 +22,9 @@ class Cluster_Player {
     Cluster_Player &operator=(const Cluster_Player &) = delete;
     ~Cluster_Player();
 
+    // Ends what happens by itself and removes the control socket. The service stays installed and answers as before.
+    void leave();
+
   private:
     class Impl;
     std::unique_ptr<Impl> impl_;

@@ -1,4 +1,4 @@
-// libqz_mox_sim.so: a client that loads it has the simulated cluster service, for as long as it is loaded.
+// libqz_mox_sim.so: a client that loads it has the simulated cluster service until the process ends.
 #include <memory>
 #include <stdexcept>
 

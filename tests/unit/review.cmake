@@ -9,6 +9,27 @@ if(NOT HB_SANITIZE)
   add_dependencies(library_unloading_test hb_client)
 endif()
 
+# Programs that end while a thread of them is in the library.
+add_executable(busy_exit "${corners}/busy_exit.cpp")
+target_link_libraries(busy_exit PRIVATE hb_options hb_client mox_sim_core)
+hb_add_test(busy_exit_test SOURCES "${corners}/busy_exit_test.cpp" LIBS hb_test_support TIMEOUT 600 LABELS unit)
+target_compile_definitions(busy_exit_test PRIVATE HB_BUSY_EXIT="$<TARGET_FILE:busy_exit>"
+                                                  HB_EXITS_BY_DEFAULT=$<IF:$<BOOL:${HB_SANITIZE}>,20,100>)
+add_dependencies(busy_exit_test busy_exit)
+# The same program in a module, which another one loads: the library comes with it.
+add_library(busy_exit_module MODULE "${corners}/busy_exit.cpp")
+target_compile_definitions(busy_exit_module PRIVATE main=busy_exit)
+target_link_libraries(busy_exit_module PRIVATE hb_options hb_client mox_sim_core)
+add_executable(busy_exit_loading "${corners}/busy_exit_loading.cpp")
+target_compile_definitions(busy_exit_loading PRIVATE HB_MODULE="$<TARGET_FILE:busy_exit_module>")
+target_link_libraries(busy_exit_loading PRIVATE hb_options ${CMAKE_DL_LIBS})
+target_compile_definitions(busy_exit_test PRIVATE HB_BUSY_EXIT_LOADING="$<TARGET_FILE:busy_exit_loading>")
+add_dependencies(busy_exit_test busy_exit_loading busy_exit_module)
+if(HB_BUILD_DAEMON AND NOT HB_SANITIZE)
+  target_compile_definitions(busy_exit_test PRIVATE HB_SIMULATED_SERVICE="$<TARGET_FILE:qz_mox_sim>")
+  add_dependencies(busy_exit_test qz_mox_sim)
+endif()
+
 if(TARGET wispd_core)
   hb_add_test(wispd_corners_test SOURCES "${corners}/wispd_corners_test.cpp" LIBS wispd_core hb_test_support
               LABELS unit)
