@@ -78,7 +78,7 @@ ISOLATED_TEST(BusyExit, WhileAThreadTakesClusterEventsIsClean) {
 ISOLATED_TEST(BusyExit, OfAProgramThatLoadedTheLibraryIsCleanInEveryMode) {
     for (const char *mode : {"query", "wait", "dispatch"}) {
         SCOPED_TRACE(mode);
-        const FakeDaemon daemon(of_full_size());
+        const FakeDaemon daemon(mode == std::string("query") ? of_full_size() : FakeDaemonPlan());
         expect_clean_exits(mode, HB_BUSY_EXIT_LOADING);
     }
 }
