@@ -10,11 +10,15 @@ if(NOT HB_SANITIZE)
 endif()
 
 # Programs that end while a thread of them is in the library.
+set(exits_by_default 100)
+if(HB_SANITIZE)
+  set(exits_by_default 20)
+endif()
 add_executable(busy_exit "${corners}/busy_exit.cpp")
 target_link_libraries(busy_exit PRIVATE hb_options hb_client mox_sim_core)
 hb_add_test(busy_exit_test SOURCES "${corners}/busy_exit_test.cpp" LIBS hb_test_support TIMEOUT 600 LABELS unit)
 target_compile_definitions(busy_exit_test PRIVATE HB_BUSY_EXIT="$<TARGET_FILE:busy_exit>"
-                                                  HB_EXITS_BY_DEFAULT=$<IF:$<BOOL:${HB_SANITIZE}>,20,100>)
+                                                  HB_EXITS_BY_DEFAULT=${exits_by_default})
 add_dependencies(busy_exit_test busy_exit)
 # The same program in a module, which another one loads: the library comes with it.
 add_library(busy_exit_module MODULE "${corners}/busy_exit.cpp")
