@@ -1,0 +1,27 @@
+# Storms that are judged by what a client was given, over the simulated service and over Corosync's.
+set(replay_storm "${CMAKE_CURRENT_SOURCE_DIR}/replay_storm")
+set(replay_storm_sources
+    "${replay_storm}/client.cpp"
+    "${replay_storm}/cluster_state.cpp"
+    "${replay_storm}/daemon_side.cpp"
+    "${replay_storm}/faulty_seam.cpp"
+    "${replay_storm}/replay.cpp"
+    "${replay_storm}/step.cpp"
+    "${replay_storm}/storm.cpp"
+    "${replay_storm}/trial.cpp")
+
+hb_add_test(
+  replay_storm_test
+  SOURCES
+  ${replay_storm_sources}
+  "${replay_storm}/simulated_storm_test.cpp"
+  "${replay_storm}/simulated_world.cpp"
+  LIBS
+  hb_client_static
+  mox_sim_core
+  hb_test_support
+  TIMEOUT
+  300
+  LABELS
+  unit)
+target_link_options(replay_storm_test PRIVATE "LINKER:--wrap=qz_mox_install_service")

@@ -1,0 +1,38 @@
+// A daemon that shows a client the cluster as it was when the daemon last looked.
+#ifndef HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
+#define HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
+
+#include <memory>
+
+#include "tests/support/fake_daemon.h"
+#include "tests/unit/replay_storm/cluster_state.h"
+
+namespace hb_test::replay_storm {
+
+class Daemon_Side {
+  public:
+    // It numbers adapters with so many places for each node.
+    Daemon_Side(const Cluster_State &cluster, unsigned per_node);
+
+    // The accounts that follow the two subscriptions.
+    void send_accounts();
+    // Sends what differs from what it showed.
+    void follow(const Cluster_State &cluster);
+    // What it shows, with its own numbers.
+    const Cluster_State &state() const { return shown_; }
+
+  private:
+    Cluster_State numbered(const Cluster_State &cluster) const;
+    Bytes snapshot_of(const Cluster_State &cluster) const;
+    void send_nodes(int kind, const std::set<int> &nodes);
+    void send_adapters(int kind, const std::set<Adapter_Id> &adapters, const Cluster_State &numbers);
+    void send(const Bytes &record);
+
+    unsigned per_node_;
+    Cluster_State shown_;
+    std::unique_ptr<FakeDaemon> daemon_;
+};
+
+} // namespace hb_test::replay_storm
+
+#endif

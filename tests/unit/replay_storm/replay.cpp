@@ -1,0 +1,212 @@
+#include "tests/unit/replay_storm/replay.h"
+
+#include <algorithm>
+
+namespace hb_test::replay_storm {
+namespace {
+
+constexpr int DEATH = 1;
+constexpr int JOIN = 2;
+constexpr int NEW_GROUP = 4;
+
+std::string text_of(const std::set<std::string> &names) {
+    std::string text;
+    for (const std::string &name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return text;
+}
+
+} // namespace
+
+void Replay::start(const Configuration &configuration) {
+    configuration_ = configuration;
+    nodes_seen_ = configuration.nodes;
+    up_.clear();
+    accounts_.clear();
+    peers_.clear();
+    causes_.clear();
+}
+
+// ---- What may be ----
+
+Replay::Peer Replay::peer_of(int node) const {
+    const auto found = peers_.find(node);
+    return found != peers_.end() && node != configuration_.local_node ? found->second : Peer::alive;
+}
+
+void Replay::possible(const Cluster_State &state) {
+    state_ = state;
+    for (auto &[node, peer] : peers_) {
+        // A node that left and came back is another one, if the library saw that it had left.
+        if (peer == Peer::dead && !state.configuration.nodes.contains(node)) {
+            peer = Peer::unsure;
+        }
+    }
+    add_causes();
+}
+
+void Replay::add_causes() {
+    if (!state_) {
+        return;
+    }
+    Up up;
+    Up less;
+    for (const int node : state_->nodes_up) {
+        if (peer_of(node) != Peer::dead) {
+            up.insert(thing(node));
+        }
+        if (peer_of(node) == Peer::alive) {
+            less.insert(thing(node));
+        }
+    }
+    for (const Adapter_Id &adapter : state_->adapters_up) {
+        up.insert(thing(adapter));
+        less.insert(thing(adapter));
+    }
+    if (less != up) {
+        causes_.push_back(std::move(less));
+    }
+    causes_.push_back(std::move(up));
+}
+
+void Replay::forget_causes() {
+    causes_.clear();
+    add_causes();
+}
+
+bool Replay::was_ever(const std::string &name, bool up) const {
+    return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) { return set.contains(name) == up; });
+}
+
+void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node) {
+    if (category == QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS) {
+        if (type == QZ_ORB_EVENT_DOWN && peer_of(node) == Peer::dead) {
+            peers_[node] = Peer::unsure;
+        }
+    } else if (type == QZ_ORB_EVENT_UP) {
+        peers_[node] = Peer::alive;
+    } else if (peer_of(node) != Peer::dead) {
+        peers_[node] = is_up(thing(node)) ? Peer::dead : Peer::unsure;
+    }
+    add_causes();
+}
+
+void Replay::message_from(int node) {
+    if (peer_of(node) == Peer::dead) {
+        peers_[node] = Peer::alive;
+    }
+    add_causes();
+}
+
+// ---- What comes ----
+
+void Replay::take(const Delivered &event) {
+    std::vector<std::string> members;
+    for (const int node : event.nodes) {
+        if (!nodes_seen_.contains(node) && !configuration_.nodes.contains(node)) {
+            throw Violation("event names what is not configured", thing(node));
+        }
+        members.push_back(thing(node));
+    }
+    for (const auto &[number, adapter] : event.adapters) {
+        if (!adapter) {
+            throw Violation("event names what is not configured", "adapter number " + std::to_string(number));
+        }
+        members.push_back(thing(*adapter));
+    }
+    if (event.events == NEW_GROUP) {
+        take_account(event, members);
+        return;
+    }
+    for (const std::string &member : members) {
+        change(event.events, member);
+    }
+}
+
+void Replay::change(int events, const std::string &name) {
+    const std::string kind = name.substr(0, name.find(' '));
+    if (events == DEATH) {
+        if (!is_up(name)) {
+            throw Violation(kind + " death of what is not up", name);
+        }
+        if (!was_ever(name, false)) {
+            throw Violation(kind + " death without a cause", name);
+        }
+        up_.erase(name);
+    } else if (events == JOIN) {
+        if (is_up(name)) {
+            throw Violation(kind + " join of what is up", name);
+        }
+        if (!was_ever(name, true)) {
+            throw Violation(kind + " join without a cause", name);
+        }
+        up_.insert(name);
+    }
+}
+
+void Replay::take_account(const Delivered &event, const std::vector<std::string> &members) {
+    const Up account(members.begin(), members.end());
+    const std::string kind = event.of_nodes ? "node " : "adapter ";
+    Up known;
+    std::copy_if(up_.begin(), up_.end(), std::inserter(known, known.end()),
+                 [&](const std::string &name) { return name.starts_with(kind); });
+    if (!accounts_.insert(event.of_nodes ? 1 : 0).second && account != known) {
+        throw Violation(kind + "account differs from the events",
+                        "the account says " + text_of(account) + "; the events said " + text_of(known));
+    }
+    for (const std::string &name : known) {
+        up_.erase(name);
+    }
+    up_.insert(account.begin(), account.end());
+}
+
+void Replay::take_configuration(const Configuration &configuration) {
+    std::set<std::string> adapters;
+    for (const auto &[number, adapter] : configuration.adapters) {
+        adapters.insert(thing(adapter));
+    }
+    for (const std::string &name : up_) {
+        if (name.starts_with("adapter ") && !adapters.contains(name)) {
+            throw Violation("adapter left while reported up", name);
+        }
+    }
+    configuration_ = configuration;
+    nodes_seen_.insert(configuration.nodes.begin(), configuration.nodes.end());
+}
+
+// ---- What is ----
+
+void Replay::compare(const Cluster_State &state, const Configuration &queried) {
+    if (queried != state.configuration) {
+        throw Violation("configuration differs",
+                        "the queries say " + text_of(queried) + "; it is " + text_of(state.configuration));
+    }
+    Up up;
+    for (const int node : state.nodes_up) {
+        if (peer_of(node) == Peer::unsure) {
+            peers_[node] = is_up(thing(node)) ? Peer::alive : Peer::dead;
+        }
+        if (peer_of(node) == Peer::alive) {
+            up.insert(thing(node));
+        }
+    }
+    for (const Adapter_Id &adapter : state.adapters_up) {
+        up.insert(thing(adapter));
+    }
+    for (const std::string &name : up) {
+        if (!is_up(name)) {
+            throw Violation(name.substr(0, name.find(' ')) + " join lost", name + " is up");
+        }
+    }
+    for (const std::string &name : up_) {
+        if (!up.contains(name)) {
+            throw Violation(name.substr(0, name.find(' ')) + " death lost", name + " is not up");
+        }
+    }
+    nodes_seen_ = queried.nodes;
+    possible(state);
+    forget_causes();
+}
+
+} // namespace hb_test::replay_storm

@@ -1,0 +1,16 @@
+// A cluster that the simulated service shows: each change comes as the events that the service's own player sends.
+#ifndef HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
+#define HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
+
+#include <memory>
+
+#include "tests/unit/replay_storm/world.h"
+
+namespace hb_test::replay_storm {
+
+// Nodes 1 to 4 with two adapters each, all up. Node 1 is the local one.
+std::unique_ptr<World> make_simulated_world();
+
+} // namespace hb_test::replay_storm
+
+#endif

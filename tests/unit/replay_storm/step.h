@@ -1,0 +1,81 @@
+// One step of a storm. A storm is a list of steps, so that it can be written down, run again and made shorter.
+#ifndef HB_TEST_REPLAY_STORM_STEP_H
+#define HB_TEST_REPLAY_STORM_STEP_H
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace hb_test::replay_storm {
+
+enum class Verb {
+    // The client.
+    read,    // from one of the descriptors that are ready
+    settle,  // reads everything, then compares
+    message, // reports a message from a node
+    prepare,
+    commit,
+    abort,
+    restart, // closes the library, and opens it anew
+    // The service's answers.
+    fail_query,
+    fail_reading,
+    // The daemon catches up with the cluster.
+    follow,
+    // The cluster.
+    node_down,
+    node_up,
+    node_add,
+    node_remove,
+    adapter_down,
+    adapter_up,
+    adapter_undefined,
+    adapter_add,
+    adapter_remove,
+    address,
+    swap_addresses,
+    batch,  // the next changes come as one
+    reload, // some changes of the configuration come as one new configuration
+    repeat, // a node's state is notified again
+    local_record,
+    peer_down,
+    peer_up,
+    flap,
+    engine_ends,
+    engine_returns
+};
+
+// The numbers choose among what there is when the step is done, whatever that is.
+struct Step {
+    Verb verb = Verb::read;
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+};
+using Script = std::vector<Step>;
+
+// "node_down.3.0.0 read.17.4.9"; steps_of throws std::invalid_argument for any other text.
+std::string text_of(const Step &step);
+std::string text_of(const Script &script);
+Script steps_of(const std::string &text);
+
+struct Weight {
+    Verb verb;
+    unsigned weight;
+};
+
+// Steps without end, the same ones for the same seed.
+class Dice {
+  public:
+    Dice(unsigned seed, const std::vector<Weight> &weights);
+    Step throw_one();
+
+  private:
+    std::mt19937 random_;
+    std::vector<Weight> weights_;
+    unsigned total_ = 0;
+};
+
+} // namespace hb_test::replay_storm
+
+#endif

@@ -1,0 +1,76 @@
+// A storm: a cluster in which things happen, a client that reads in any order, and the replay that watches both.
+#ifndef HB_TEST_REPLAY_STORM_STORM_H
+#define HB_TEST_REPLAY_STORM_STORM_H
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/environment_guard.h"
+#include "tests/unit/replay_storm/client.h"
+#include "tests/unit/replay_storm/daemon_side.h"
+#include "tests/unit/replay_storm/replay.h"
+#include "tests/unit/replay_storm/world.h"
+
+namespace hb_test::replay_storm {
+
+// What a storm is made of.
+struct Plan {
+    std::string name;
+    std::function<std::unique_ptr<World>()> make_world;
+    // The client starts with a daemon that numbers adapters with so many places for each node; none: without one.
+    std::optional<unsigned> daemon_places;
+    std::vector<Weight> weights;
+    int steps_of_a_life = 0; // in one process
+};
+
+// One in a process: the library cannot return to a daemon.
+class Storm {
+  public:
+    explicit Storm(const Plan &plan);
+    Storm(const Storm &) = delete;
+    Storm &operator=(const Storm &) = delete;
+
+    // Throws Violation.
+    void open();
+    void step(const Step &step);
+    // The last lines of what happened.
+    std::string story() const;
+
+  private:
+    void note(const std::string &line);
+    void world_moved();
+    bool read(int descriptor);
+    void read_some(const Step &step);
+    void drain(bool replayed = true);
+    void take(const Taken &taken);
+    void settle(bool anew);
+    void compare();
+    void follow();
+    void message(const Step &step);
+    bool prepare(bool abort_when_refused);
+    void commit();
+    void abort();
+    void restart();
+    void return_to_events();
+    void fail_query(const Step &step);
+    int failures() const;
+
+    std::optional<EnvironmentGuard> no_daemon_;
+    std::unique_ptr<World> world_;
+    std::unique_ptr<Daemon_Side> daemon_;
+    Client client_;
+    Replay replay_;
+    bool moved_ = false;    // to cluster-event mode
+    bool prepared_ = false; // and not committed yet
+    bool watching_ = false; // there are handlers, in cluster-event mode
+    int failures_repaired_ = 0;
+    std::deque<std::string> story_;
+};
+
+} // namespace hb_test::replay_storm
+
+#endif
