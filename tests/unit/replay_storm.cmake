@@ -25,3 +25,24 @@ hb_add_test(
   LABELS
   unit)
 target_link_options(replay_storm_test PRIVATE "LINKER:--wrap=qz_mox_install_service")
+# A million steps are counted in minutes.
+target_compile_options(replay_storm_test PRIVATE -O2)
+
+if(HB_BUILD_DAEMON)
+  hb_add_test(
+    replay_storm_corosync_test
+    SOURCES
+    ${replay_storm_sources}
+    "${replay_storm}/corosync_storm_test.cpp"
+    "${replay_storm}/engine_world.cpp"
+    LIBS
+    hb_client_static
+    mox_corosync
+    hb_test_support
+    TIMEOUT
+    300
+    LABELS
+    unit)
+  target_link_options(replay_storm_corosync_test PRIVATE "LINKER:--wrap=qz_mox_install_service")
+  target_compile_options(replay_storm_corosync_test PRIVATE -O2)
+endif()

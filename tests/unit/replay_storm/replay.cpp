@@ -75,8 +75,18 @@ void Replay::forget_causes() {
     add_causes();
 }
 
-bool Replay::was_ever(const std::string &name, bool up) const {
-    return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) { return set.contains(name) == up; });
+bool Replay::was_ever_down(const std::string &name) const {
+    return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) { return !set.contains(name); });
+}
+
+// An interface is notified by its name. While the client does not know of its new address, that is about the old one.
+bool Replay::was_ever_up(const std::string &name) const {
+    const std::size_t slash = name.rfind('/');
+    const std::string by_name = slash == std::string::npos ? name : name.substr(0, slash + 1);
+    return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) {
+        return set.contains(name) || (slash != std::string::npos && set.lower_bound(by_name) != set.end() &&
+                                      set.lower_bound(by_name)->starts_with(by_name));
+    });
 }
 
 void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node) {
@@ -130,7 +140,7 @@ void Replay::change(int events, const std::string &name) {
         if (!is_up(name)) {
             throw Violation(kind + " death of what is not up", name);
         }
-        if (!was_ever(name, false)) {
+        if (!was_ever_down(name)) {
             throw Violation(kind + " death without a cause", name);
         }
         up_.erase(name);
@@ -138,7 +148,7 @@ void Replay::change(int events, const std::string &name) {
         if (is_up(name)) {
             throw Violation(kind + " join of what is up", name);
         }
-        if (!was_ever(name, true)) {
+        if (!was_ever_up(name)) {
             throw Violation(kind + " join without a cause", name);
         }
         up_.insert(name);

@@ -63,7 +63,8 @@ class Replay {
 
     Peer peer_of(int node) const;
     bool is_up(const std::string &name) const { return up_.contains(name); }
-    bool was_ever(const std::string &name, bool up) const;
+    bool was_ever_down(const std::string &name) const;
+    bool was_ever_up(const std::string &name) const;
     void add_causes();
     void change(int events, const std::string &name);
     void take_account(const Delivered &event, const std::vector<std::string> &members);

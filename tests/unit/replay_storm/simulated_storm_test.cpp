@@ -12,18 +12,13 @@ namespace hb_test::replay_storm {
 namespace {
 
 std::vector<Weight> weights_of_cluster() {
-    return {{Verb::read, 90},        {Verb::settle, 8},
-            {Verb::message, 3},      {Verb::fail_query, 4},
-            {Verb::fail_reading, 1}, {Verb::prepare, 2},
-            {Verb::commit, 2},       {Verb::node_down, 12},
-            {Verb::node_up, 16},     {Verb::node_add, 6},
-            {Verb::node_remove, 4},  {Verb::adapter_down, 8},
-            {Verb::adapter_up, 10},  {Verb::adapter_undefined, 2},
-            {Verb::adapter_add, 6},  {Verb::adapter_remove, 4},
-            {Verb::address, 4},      {Verb::swap_addresses, 2},
-            {Verb::batch, 4},        {Verb::reload, 3},
-            {Verb::repeat, 2},       {Verb::local_record, 1},
-            {Verb::peer_down, 4},    {Verb::peer_up, 4}};
+    return {
+        {Verb::read, 90},          {Verb::settle, 8},      {Verb::message, 3},        {Verb::fail_query, 4},
+        {Verb::fail_reading, 1},   {Verb::prepare, 2},     {Verb::commit, 2},         {Verb::node_down, 12},
+        {Verb::node_up, 16},       {Verb::node_add, 6},    {Verb::node_remove, 4},    {Verb::adapter_down, 8},
+        {Verb::adapter_up, 10},    {Verb::adapter_add, 6}, {Verb::adapter_remove, 4}, {Verb::address, 4},
+        {Verb::swap_addresses, 2}, {Verb::batch, 4},       {Verb::reload, 3},         {Verb::repeat, 2},
+        {Verb::local_record, 1},   {Verb::peer_down, 4},   {Verb::peer_up, 4}};
 }
 
 std::vector<Plan> plans() {

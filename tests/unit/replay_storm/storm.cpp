@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t LINES = 60;
 constexpr int MOST_READINGS = 2000; // of what can wait at one time
+constexpr int FRUITLESS_ROUNDS = 3;
 constexpr int NODES_UNKNOWN = 75;
 
 bool is_query_error(int error) {
@@ -71,6 +72,9 @@ int Storm::failures() const {
 }
 
 void Storm::world_moved() {
+    for (const Cluster_State &moment : world_->moments()) {
+        replay_.possible(moment);
+    }
     replay_.possible(world_->state());
 }
 
@@ -186,13 +190,18 @@ void Storm::take(const Taken &taken) {
 }
 
 // Everything that there is. Before a start the events are those of a client that is no more.
+//
+// A service without a thread looks at its cluster inside the readings, and may put a look off to the next one.
 void Storm::drain(bool replayed) {
     int readings = 0;
-    for (bool any = true; any;) {
-        any = false;
-        for (const int descriptor : client_.ready()) {
+    for (int fruitless = 0; fruitless < FRUITLESS_ROUNDS; ++fruitless) {
+        const std::vector<int> ready = client_.ready();
+        if (ready.empty()) {
+            break;
+        }
+        for (const int descriptor : ready) {
             const bool something = replayed ? read(descriptor) : !client_.read(descriptor).is_nothing();
-            any = any || something;
+            fruitless = something ? -1 : fruitless;
             if (++readings > MOST_READINGS) {
                 throw Violation("readings have no end", std::to_string(readings) + " of them");
             }
@@ -207,6 +216,9 @@ void Storm::settle(bool anew) {
     world_->come_to_rest();
     world_moved();
     faulty_seam::heal();
+    if (moved_ && prepared_) {
+        commit(); // what was read since the preparation is complete with it
+    }
     return_to_events();
     drain();
     if (moved_ && failures() != failures_repaired_) {

@@ -2,6 +2,8 @@
 #ifndef HB_TEST_REPLAY_STORM_WORLD_H
 #define HB_TEST_REPLAY_STORM_WORLD_H
 
+#include <vector>
+
 #include "tests/unit/replay_storm/cluster_state.h"
 #include "tests/unit/replay_storm/step.h"
 
@@ -18,6 +20,8 @@ class World {
     virtual Cluster_State state() const = 0;
     // Does the step; false when there is nothing to do, or the verb is not one of the cluster's.
     virtual bool act(const Step &step) = 0;
+    // What the cluster was like for a moment of the last step.
+    virtual std::vector<Cluster_State> moments() { return {}; }
     // Ends what is under way, before everything is read and compared.
     virtual void come_to_rest() = 0;
     // A new configuration without a change, which makes the library ask for the whole cluster.

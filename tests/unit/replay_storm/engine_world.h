@@ -1,0 +1,16 @@
+// A cluster of an engine that does as the storm says, shown by the service over Corosync.
+#ifndef HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
+#define HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
+
+#include <memory>
+
+#include "tests/unit/replay_storm/world.h"
+
+namespace hb_test::replay_storm {
+
+// Nodes 1 to 4 on two links, all up, with a peer on each. Node 1 is the local one.
+std::unique_ptr<World> make_engine_world();
+
+} // namespace hb_test::replay_storm
+
+#endif
