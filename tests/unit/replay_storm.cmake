@@ -14,6 +14,7 @@ hb_add_test(
   replay_storm_test
   SOURCES
   ${replay_storm_sources}
+  "${replay_storm}/replay_test.cpp"
   "${replay_storm}/simulated_storm_test.cpp"
   "${replay_storm}/simulated_world.cpp"
   LIBS

@@ -25,6 +25,8 @@ void Replay::start(const Configuration &configuration) {
     up_.clear();
     accounts_.clear();
     peers_.clear();
+    nodes_told_.clear();
+    unknown_.clear();
     causes_.clear();
 }
 
@@ -125,12 +127,31 @@ void Replay::take(const Delivered &event) {
         }
         members.push_back(thing(*adapter));
     }
+    learn_of(event);
     if (event.events == NEW_GROUP) {
         take_account(event, members);
         return;
     }
     for (const std::string &member : members) {
         change(event.events, member);
+    }
+}
+
+void Replay::learn_of(const Delivered &event) {
+    for (const int node : event.nodes) {
+        nodes_told_.insert(node);
+        if (unknown_.erase(node) > 0) {
+            event.events == DEATH ? static_cast<void>(up_.insert(thing(node)))
+                                  : static_cast<void>(up_.erase(thing(node)));
+        }
+    }
+}
+
+void Replay::forgive_unknown_nodes() {
+    for (const int node : configuration_.nodes) {
+        if (!nodes_told_.contains(node)) {
+            unknown_.insert(node);
+        }
     }
 }
 
@@ -182,6 +203,7 @@ void Replay::take_configuration(const Configuration &configuration) {
         }
     }
     configuration_ = configuration;
+    nodes_told_.clear();
     nodes_seen_.insert(configuration.nodes.begin(), configuration.nodes.end());
 }
 
@@ -191,6 +213,10 @@ void Replay::compare(const Cluster_State &state, const Configuration &queried) {
     if (queried != state.configuration) {
         throw Violation("configuration differs",
                         "the queries say " + text_of(queried) + "; it is " + text_of(state.configuration));
+    }
+    for (const int node : std::exchange(unknown_, {})) {
+        state.nodes_up.contains(node) ? static_cast<void>(up_.insert(thing(node)))
+                                      : static_cast<void>(up_.erase(thing(node)));
     }
     Up up;
     for (const int node : state.nodes_up) {

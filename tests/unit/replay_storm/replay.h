@@ -48,6 +48,9 @@ class Replay {
     // The library read this about a node, or about the peer on it.
     void read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node);
     void message_from(int node);
+    // The client moves from the daemon to the service. With a configuration a daemon sends no node's state, so the
+    // library knows of a node what the events since then told. What it does not know it cannot compare.
+    void forgive_unknown_nodes();
 
     // Throws Violation.
     void take(const Delivered &event);
@@ -67,12 +70,15 @@ class Replay {
     bool was_ever_up(const std::string &name) const;
     void add_causes();
     void change(int events, const std::string &name);
+    void learn_of(const Delivered &event);
     void take_account(const Delivered &event, const std::vector<std::string> &members);
 
     Configuration configuration_;
     std::set<int> nodes_seen_; // in a configuration since the last comparison
     Up up_;
-    std::set<int> accounts_; // of nodes (1) and of adapters (0) that came
+    std::set<int> accounts_;   // of nodes (1) and of adapters (0) that came
+    std::set<int> nodes_told_; // since the last configuration
+    std::set<int> unknown_;    // nodes of which the next event, or the next comparison, says what they are
     std::map<int, Peer> peers_;
     std::optional<Cluster_State> state_;
     std::vector<Up> causes_;

@@ -30,7 +30,8 @@ std::vector<Plan> plans() {
     moving.push_back({Verb::prepare, 4});
     return {{"simulated", make_simulated_world, std::nullopt, staying, 2000},
             {"moving", make_simulated_world, 48U, moving, 200},
-            {"moving_with_other_numbers", make_simulated_world, 4U, moving, 200}};
+            {"moving_with_other_numbers", make_simulated_world, 4U, moving, 200},
+            {"moving_with_unknown_nodes", make_simulated_world, 48U, moving, 200, true}};
 }
 
 class Replay_Storms : public testing::TestWithParam<std::tuple<std::size_t, unsigned>> {};

@@ -18,7 +18,7 @@ bool is_query_error(int error) {
 
 } // namespace
 
-Storm::Storm(const Plan &plan) : world_(plan.make_world()) {
+Storm::Storm(const Plan &plan) : counts_unknown_nodes_(plan.counts_unknown_nodes), world_(plan.make_world()) {
     if (plan.daemon_places) {
         daemon_ = std::make_unique<Daemon_Side>(world_->state(), *plan.daemon_places);
     } else {
@@ -293,6 +293,9 @@ bool Storm::prepare(bool abort_when_refused) {
 
 void Storm::commit() {
     hb_migrate_to_mox_commit();
+    if (!moved_ && !counts_unknown_nodes_) {
+        replay_.forgive_unknown_nodes();
+    }
     moved_ = true;
     watching_ = watching_ || prepared_;
     prepared_ = false;

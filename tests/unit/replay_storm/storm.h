@@ -25,6 +25,9 @@ struct Plan {
     std::optional<unsigned> daemon_places;
     std::vector<Weight> weights;
     int steps_of_a_life = 0; // in one process
+    // Whether a node counts that the daemon's last configuration left without a state when the client moves. Such a
+    // plan is run by its name only.
+    bool counts_unknown_nodes = false;
 };
 
 // One in a process: the library cannot return to a daemon.
@@ -59,6 +62,7 @@ class Storm {
     void fail_query(const Step &step);
     int failures() const;
 
+    bool counts_unknown_nodes_;
     std::optional<EnvironmentGuard> no_daemon_;
     std::unique_ptr<World> world_;
     std::unique_ptr<Daemon_Side> daemon_;

@@ -70,7 +70,7 @@ const char *setting(const char *name) {
 
 bool is_chosen(const Plan &plan) {
     const char *const name = setting("HB_REPLAY_STORM_PLAN");
-    return name == nullptr || plan.name == name;
+    return name == nullptr ? !plan.counts_unknown_nodes : plan.name == name;
 }
 
 std::vector<Weight> chosen_weights(const Plan &plan) {
@@ -176,12 +176,9 @@ void run_short_storm(const Plan &plan, unsigned seed) {
 
 void run_long_storm(const std::vector<Plan> &plans) {
     const char *const steps = setting("HB_REPLAY_STORM_STEPS");
-    if (steps == nullptr) {
-        GTEST_SKIP() << "HB_REPLAY_STORM_STEPS says how many steps";
-    }
     const char *const first_seed = setting("HB_REPLAY_STORM_SEED");
-    unsigned seed = first_seed != nullptr ? static_cast<unsigned>(std::stoul(first_seed)) : 1;
-    const long long wanted = std::stoll(steps);
+    unsigned seed = first_seed != nullptr ? static_cast<unsigned>(std::stoul(first_seed)) : 20000;
+    const long long wanted = steps != nullptr ? std::stoll(steps) : SHORT_STORM;
     long long done = 0;
     while (done < wanted) {
         const long long before = done;
@@ -202,10 +199,10 @@ void run_long_storm(const std::vector<Plan> &plans) {
 }
 
 void run_script(const std::vector<Plan> &plans) {
-    const char *const script = setting("HB_REPLAY_STORM_SCRIPT");
-    if (script == nullptr) {
-        GTEST_SKIP() << "HB_REPLAY_STORM_SCRIPT is the script";
-    }
+    const char *const asked = setting("HB_REPLAY_STORM_SCRIPT");
+    const char *const script =
+        asked != nullptr ? asked
+                         : "prepare.0 commit.0 settle.0 node_down.1 read.0 settle.0 node_up.1 read.0 settle.0";
     for (const Plan &plan : plans) {
         if (is_chosen(plan)) {
             const Outcome outcome = run(plan, steps_of(script));

@@ -33,7 +33,7 @@ bool expect_clean(const Plan &plan, const Script &script, const std::string &ori
 
 // The tests of a program over these plans.
 //
-//   HB_REPLAY_STORM_STEPS, HB_REPLAY_STORM_SEED  the long storm: how many steps in all, and where the dice begin
+//   HB_REPLAY_STORM_STEPS, HB_REPLAY_STORM_SEED  the long storm: how many steps in all, and the first seed
 //   HB_REPLAY_STORM_PLAN                         this plan alone
 //   HB_REPLAY_STORM_SCRIPT                       this script alone, as a failure prints it
 //   HB_REPLAY_STORM_WITHOUT                      verbs that are not thrown, with blanks between
