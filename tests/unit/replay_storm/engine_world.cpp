@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "daemon/log.h"
 #include "daemon/model/address.h"
 #include "providers/corosync/corosync_service.h"
 #include "tests/support/deadline.h"
@@ -105,6 +106,7 @@ class Engine_World : public World {
 };
 
 Engine_World::Engine_World() {
+    wispd::set_log_level("error");
     cluster_.configuration = {"storm", LOCAL, {}};
     for (uint32_t node = 1; node <= 4; ++node) {
         configure(node);
