@@ -41,7 +41,7 @@ struct Fake_Group {
     std::vector<mox_corosync::Peers> news;
     wispd_test::Bell bell;
 
-    void tell(const std::set<uint32_t> &gone_with_node) {
+    void report(const std::set<uint32_t> &gone_with_node) {
         news.push_back({present, gone_with_node});
         bell.ring();
     }
@@ -181,7 +181,7 @@ void Engine_World::leave(uint32_t node) {
     cluster_.members.erase(node);
     cluster_.tell_members(cluster_.members);
     if (group_.present.erase(node) > 0) {
-        group_.tell({node});
+        group_.report({node});
     }
 }
 
@@ -330,7 +330,7 @@ bool Engine_World::change_peer(const Step &step) {
     const bool changed = (step.verb == Verb::peer_down && group_.present.erase(node) > 0) ||
                          (step.verb == Verb::peer_up && group_.present.insert(node).second);
     if (changed) {
-        group_.tell({});
+        group_.report({});
     }
     return changed;
 }

@@ -25,8 +25,10 @@ void Replay::start(const Configuration &configuration) {
     up_.clear();
     accounts_.clear();
     peers_.clear();
-    nodes_told_.clear();
+    nodes_reported_.clear();
     unknown_.clear();
+    joins_.clear();
+    nodes_ever_up_.clear();
     causes_.clear();
 }
 
@@ -52,6 +54,7 @@ void Replay::add_causes() {
     if (!state_) {
         return;
     }
+    nodes_ever_up_.insert(state_->nodes_up.begin(), state_->nodes_up.end());
     Up up;
     Up less;
     for (const int node : state_->nodes_up) {
@@ -74,7 +77,14 @@ void Replay::add_causes() {
 
 void Replay::forget_causes() {
     causes_.clear();
+    joins_.clear();
+    nodes_ever_up_.clear();
     add_causes();
+}
+
+// The node's peer lives. What happened to the node itself may not have been read yet.
+void Replay::add_join(int node) {
+    joins_.insert(thing(node));
 }
 
 bool Replay::was_ever_down(const std::string &name) const {
@@ -83,6 +93,9 @@ bool Replay::was_ever_down(const std::string &name) const {
 
 // An interface is notified by its name. While the client does not know of its new address, that is about the old one.
 bool Replay::was_ever_up(const std::string &name) const {
+    if (joins_.contains(name)) {
+        return true;
+    }
     const std::size_t slash = name.rfind('/');
     const std::string by_name = slash == std::string::npos ? name : name.substr(0, slash + 1);
     return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) {
@@ -96,8 +109,14 @@ void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, in
         if (type == QZ_ORB_EVENT_DOWN && peer_of(node) == Peer::dead) {
             peers_[node] = Peer::unsure;
         }
+        if (peer_of(node) == Peer::unsure && nodes_ever_up_.contains(node)) {
+            add_join(node);
+        }
     } else if (type == QZ_ORB_EVENT_UP) {
         peers_[node] = Peer::alive;
+        if (nodes_ever_up_.contains(node)) {
+            add_join(node);
+        }
     } else if (peer_of(node) != Peer::dead) {
         peers_[node] = is_up(thing(node)) ? Peer::dead : Peer::unsure;
     }
@@ -105,8 +124,9 @@ void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, in
 }
 
 void Replay::message_from(int node) {
-    if (peer_of(node) == Peer::dead) {
-        peers_[node] = Peer::alive;
+    if (peer_of(node) != Peer::alive) {
+        peers_[node] = peer_of(node) == Peer::dead ? Peer::alive : Peer::unsure;
+        add_join(node);
     }
     add_causes();
 }
@@ -139,7 +159,7 @@ void Replay::take(const Delivered &event) {
 
 void Replay::learn_of(const Delivered &event) {
     for (const int node : event.nodes) {
-        nodes_told_.insert(node);
+        nodes_reported_.insert(node);
         if (unknown_.erase(node) > 0) {
             event.events == DEATH ? static_cast<void>(up_.insert(thing(node)))
                                   : static_cast<void>(up_.erase(thing(node)));
@@ -149,7 +169,7 @@ void Replay::learn_of(const Delivered &event) {
 
 void Replay::forgive_unknown_nodes() {
     for (const int node : configuration_.nodes) {
-        if (!nodes_told_.contains(node)) {
+        if (!nodes_reported_.contains(node)) {
             unknown_.insert(node);
         }
     }
@@ -203,7 +223,7 @@ void Replay::take_configuration(const Configuration &configuration) {
         }
     }
     configuration_ = configuration;
-    nodes_told_.clear();
+    nodes_reported_.clear();
     nodes_seen_.insert(configuration.nodes.begin(), configuration.nodes.end());
 }
 

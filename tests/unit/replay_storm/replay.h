@@ -37,8 +37,8 @@ struct Delivered {
 
 class Replay {
   public:
-    // The client starts with this configuration and knows of nothing whether it is up; the two accounts of who is up
-    // follow as events.
+    // The client starts with this configuration, and knows no states. The accounts of the nodes and of the adapters
+    // that are up follow as events.
     void start(const Configuration &configuration);
 
     // The cluster is, or was for a while, like this: what is up may join, and what is not may die.
@@ -49,13 +49,13 @@ class Replay {
     void read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node);
     void message_from(int node);
     // The client moves from the daemon to the service. With a configuration a daemon sends no node's state, so the
-    // library knows of a node what the events since then told. What it does not know it cannot compare.
+    // library knows a node's state from later events only. What it does not know it cannot compare.
     void forgive_unknown_nodes();
 
     // Throws Violation.
     void take(const Delivered &event);
     void take_configuration(const Configuration &configuration);
-    // Nothing is left to read: what the events told is what there is.
+    // Nothing is left to read: what the events reported is what there is.
     void compare(const Cluster_State &state, const Configuration &queried);
 
   private:
@@ -69,6 +69,7 @@ class Replay {
     bool was_ever_down(const std::string &name) const;
     bool was_ever_up(const std::string &name) const;
     void add_causes();
+    void add_join(int node);
     void change(int events, const std::string &name);
     void learn_of(const Delivered &event);
     void take_account(const Delivered &event, const std::vector<std::string> &members);
@@ -76,12 +77,14 @@ class Replay {
     Configuration configuration_;
     std::set<int> nodes_seen_; // in a configuration since the last comparison
     Up up_;
-    std::set<int> accounts_;   // of nodes (1) and of adapters (0) that came
-    std::set<int> nodes_told_; // since the last configuration
-    std::set<int> unknown_;    // nodes of which the next event, or the next comparison, says what they are
+    std::set<int> accounts_;       // of nodes (1) and of adapters (0) that came
+    std::set<int> nodes_reported_; // since the last configuration
+    std::set<int> unknown_;        // nodes of which the next event, or the next comparison, says what they are
     std::map<int, Peer> peers_;
     std::optional<Cluster_State> state_;
     std::vector<Up> causes_;
+    Up joins_;                    // of nodes whose peers live
+    std::set<int> nodes_ever_up_; // by the cluster alone, since causes count
 };
 
 } // namespace hb_test::replay_storm

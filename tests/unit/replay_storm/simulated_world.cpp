@@ -277,7 +277,7 @@ bool Simulated_World::change_configuration(const Step &step) {
     return false;
 }
 
-// Who is in both configurations keeps its state.
+// What is in both configurations keeps its state.
 bool Simulated_World::reload(const Step &step) {
     come_to_rest();
     constexpr Verb VERBS[] = {Verb::node_add,    Verb::node_remove,    Verb::adapter_add, Verb::adapter_remove,
