@@ -262,7 +262,6 @@ void Replay::compare(const Cluster_State &state, const Configuration &queried) {
     }
     nodes_seen_ = queried.nodes;
     possible(state);
-    forget_causes();
 }
 
 } // namespace hb_test::replay_storm

@@ -11,6 +11,7 @@ constexpr std::size_t LINES = 60;
 constexpr int MOST_READINGS = 2000; // of what can wait at one time
 constexpr int FRUITLESS_ROUNDS = 3;
 constexpr int NODES_UNKNOWN = 75;
+constexpr int NO_HANDLERS = 74; // they ask for the cluster's name
 
 bool is_query_error(int error) {
     return error >= 63 && error <= 65;
@@ -238,8 +239,10 @@ void Storm::settle(bool anew) {
 
 void Storm::compare() {
     replay_.compare(moved_ ? world_->state() : daemon_->state(), client_.configuration());
-    if (!moved_) {
-        world_moved(); // what the commit will make known
+    if (moved_) {
+        replay_.forget_causes();
+    } else {
+        world_moved(); // what the service holds, the client has not read: the commit makes it known
     }
     if (faulty_seam::lists_out() != 0 || faulty_seam::events_out() != 0) {
         throw Violation("what the service gave is not released",
@@ -281,7 +284,7 @@ bool Storm::prepare(bool abort_when_refused) {
     const int error = hb_get_errno();
     note("  refused, error " + std::to_string(error));
     prepared_ = false;
-    const bool failed = is_query_error(error) && failures() != failures_before;
+    const bool failed = (is_query_error(error) || error == NO_HANDLERS) && failures() != failures_before;
     if (!failed && error != NODES_UNKNOWN) {
         throw Violation("call failed", "preparation, error " + std::to_string(error));
     }
