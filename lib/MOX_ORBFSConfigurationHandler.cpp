@@ -151,6 +151,7 @@ Hb_Rc ORBFSConfigurationHandler::queue_all_differences(Hb_Configuration_Internal
     }
     if (!is_answered) {
         set_hb_errno(query_error);
+        MOX_owe_comparison(true); // the prepared table is older than what happened since
     }
     queue_move(found, Marker::always);
     const Hb_Rc result = MOX_write_to_event_pipe();

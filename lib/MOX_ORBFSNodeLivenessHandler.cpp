@@ -1,8 +1,10 @@
 #include "lib/MOX_ORBFSNodeLivenessHandler.h"
 
+#include "lib/MOX_ORBFSConfigurationHandler.h"
 #include "lib/MOX_event_construction.h"
 #include "lib/MOX_event_pipe.h"
 #include "lib/MOX_event_reading.h"
+#include "lib/MOX_handlers.h"
 #include "lib/MOX_node_adapters.h"
 #include "lib/MOX_output.h"
 #include "lib/MOX_table_update.h"
@@ -20,12 +22,15 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
     return static_cast<uint32_t>(record.sequence_number);
 }
 
-// Whether the working table is now what the service has. The other nodes are copied from the live table, which a
-// daemon may have numbered: then the record alone counts.
+// After a reading that failed, the live table may not know the node yet, or may still be a daemon's with other adapter
+// numbers. Rebuilding the one node is not enough then.
+bool needs_whole_reading(int node) {
+    return !MOX_has_service_numbers(global_config_tbl) ||
+           (MOX_comparison_is_owed() && hb_find_node(global_config_tbl, node) == nullptr);
+}
+
+// Whether the working table is now what the service has of the node, and the live one of all others.
 bool rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
-    if (!MOX_has_service_numbers(global_config_tbl)) {
-        return false;
-    }
     qz_orb_event_node_liveness_t about = record;
     qz_orb_event_metadata_t event = {};
     event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
@@ -103,6 +108,14 @@ void ORBFSNodeLivenessHandler::tell_node(int node, int event, unsigned long seqn
     *out.seqnum_p = seqnum;
 }
 
+// A whole reading of the service reports what was missed, and what the record says with it.
+Hb_Rc ORBFSNodeLivenessHandler::make_up_for_missed_comparison(const Output &out) {
+    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
+    return configuration != nullptr ? configuration->update_global_table_and_construct_events(
+                                          out.events, out.name, out.group, out.seqnum_p, nullptr)
+                                    : Hb_Failure;
+}
+
 Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &record, const Output &out) {
     if (record.node_number >= HB_NODE_SLOTS) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_OUT_OF_RANGE, record.node_number);
@@ -114,8 +127,12 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
         tell_nothing_new(node, sequence_of(record), out);
         return Hb_Success;
     }
+    const bool is_alone = needs_whole_reading(node);
+    if (is_alone && make_up_for_missed_comparison(out) == Hb_Success) {
+        return Hb_Success;
+    }
     // When the service does not answer, the record itself is the evidence.
-    const bool has_table = rebuild_working_table(record);
+    const bool has_table = !is_alone && rebuild_working_table(record);
     const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, has_table, out)
                                                              : came_up(record, has_table, out);
     MOX_discard_working_table(); // unless it is pending

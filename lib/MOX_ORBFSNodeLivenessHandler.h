@@ -21,6 +21,7 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
         unsigned long *seqnum_p;
     };
     Hb_Rc process(const qz_orb_event_node_liveness_t &record, const Output &out);
+    Hb_Rc make_up_for_missed_comparison(const Output &out);
     // Whether there is something to signal. has_table: the working table is what the service has now.
     bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);
     bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);

@@ -52,6 +52,19 @@ struct MOX_Handler_Records {
 
 inline constexpr int MOX_NO_EVENT = -16;
 
+// Reads what is unread and makes nothing of it, until there is no event or a reading fails. A service that never runs
+// out of events ends it after a while.
+inline void MOX_skip_unread_events(int fd, int category) {
+    constexpr int most_events = 200'000; // two for each adapter that there can be
+    const Hb_Errno_Keeper kept;
+    for (int i = 0; i < most_events; ++i) {
+        MOX_Read_Event event;
+        if (event.read(fd, category) != 0) {
+            return;
+        }
+    }
+}
+
 // Whether a handler makes anything of its event's record.
 enum class MOX_Record_Use { needed, not_needed };
 

@@ -1,6 +1,8 @@
 #include "lib/MOX_handlers.h"
 
 #include "lib/hb_global_data/cluster_name.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/working_table.h"
 
 ORBFSHandler *node_liveness_handler_p = nullptr;
 ORBFSHandler *adapter_event_handler_p = nullptr;
@@ -35,6 +37,9 @@ void MOX_delete_handlers_except(const MOX_Handler_Set &kept) {
     if (!kept.cluster_name) {
         delete[] orbfs_cluster_name;
         orbfs_cluster_name = nullptr;
+    }
+    if (IsMOX && node_liveness_handler_p != nullptr && !kept.node_liveness) {
+        MOX_owe_comparison(true); // what happens while no monitor is open has no event
     }
     drop(node_liveness_handler_p, kept.node_liveness);
     drop(adapter_event_handler_p, kept.adapter_event);

@@ -4,10 +4,12 @@
 #include <csignal>
 #include <ctime>
 #include <pthread.h>
+#include <utility>
 
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_ORBFSConfigurationHandler.h"
+#include "lib/MOX_event_reading.h"
 #include "lib/MOX_handler_creation.h"
 #include "lib/MOX_handlers.h"
 #include "lib/MOX_table_comparison.h"
@@ -74,6 +76,23 @@ void tell_daemon_to_end() {
     hb_mox_delayed_daemon_shutdown();
 }
 
+// Until the commit the daemon has reported what happened since the monitors were opened. Once those events are read, the
+// service's answers are what is now, and nothing is reported a second time.
+void skip_what_the_daemon_reported() {
+    const std::pair<const ORBFSHandler *, int> monitors[] = {
+        {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
+        {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS},
+        // The liveness of a node that joined can be read only once its joining has been.
+        {node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
+        {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG},
+        {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS}};
+    for (const auto &[handler, category] : monitors) {
+        if (handler != nullptr) {
+            MOX_skip_unread_events(handler->getFileDescriptor(), category);
+        }
+    }
+}
+
 // In cluster-event mode the handlers that deliver events stay; those that this preparation has made go.
 Hb_Rc refuse(const MOX_Handler_Set &before) {
     MOX_delete_handlers_except(before);
@@ -130,9 +149,13 @@ void hb_migrate_construct_global_table_and_events() {
 
 Hb_Rc hb_migrate_to_mox_commit() {
     tell_daemon_to_end();
+    const bool leaves_daemon = !IsMOX;
     IsMOX = true;
     hb_remove_client_select();
     hb_remove_socket();
+    if (leaves_daemon) {
+        skip_what_the_daemon_reported();
+    }
     migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
     hb_migrate_construct_global_table_and_events();
     MOX_drop_prepared_table();

@@ -51,8 +51,8 @@ class MOX_Newest_Table_As_Live {
     Hb_Configuration_Internal *newest_; // null: the live table is the newest
 };
 
-// Whether a reading of the service has failed since the last whole comparison. What happened meanwhile is then
-// still to be reported, nodes as well as adapters.
+// Whether a reading of the service has failed since the last whole comparison, or no monitor was open for a while. What
+// happened then is still to be reported, nodes as well as adapters.
 bool MOX_comparison_is_owed();
 void MOX_owe_comparison(bool owed);
 

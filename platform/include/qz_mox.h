@@ -370,9 +370,8 @@ void qz_orb_release_event(qz_orb_event_metadata_t *event);
  *     node and for those of its interfaces, in the node list and in the interface list.
  *   - Once an event is read, every query reports the state of that event, also the queries "after an event". Once the
  *     last one is read, they report the state of now.
- *   - Once a program has read a monitor, only reading an event makes it known. A query leaves unread events as they
- *     are, whatever it is asked for, also while the program prepares once more or is refused. Before that, a query for
- *     the cluster begins a whole reading that shows what is now: unread events then report nothing new.
+ *   - Only reading an event makes it known. A query leaves unread events as they are, whatever it is asked for: also
+ *     while a program prepares to use the service, or is refused.
  *   - A node's liveness event stands for its interfaces. Before it is read, their own liveness events are neither held
  *     nor added. They would otherwise be read behind it and undo it.
  *   - A node's liveness events begin with the status that it joins the configuration with. They become readable when

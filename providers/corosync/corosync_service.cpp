@@ -225,29 +225,7 @@ void Corosync_Service::begin_whole_reading() {
         look();
         look(); // at what the first look put off, so that who died or joined was told sooner
         configuration_ = cluster_.picture();
-        withdraw_what_is_no_longer_so();
-        reported_.begin_whole_reading();
     }
-}
-
-// Before anything is read, what was undone meanwhile is no news to a reader that is shown what is now.
-void Corosync_Service::withdraw_what_is_no_longer_so() {
-    if (monitors_.was_read()) {
-        return;
-    }
-    const Picture &now = cluster_.picture();
-    monitors_.take_back("node_liveness", [&](const mox_service::Reading &reading) {
-        return std::none_of(now.nodes.begin(), now.nodes.end(), [&](const Node &node) {
-            return node.number == reading.event.node &&
-                   (node.status == QZ_MOX_NODE_STATUS_UP) == (reading.event.type == QZ_ORB_EVENT_UP);
-        });
-    });
-    monitors_.take_back("adapter_liveness", [&](const mox_service::Reading &reading) {
-        return std::none_of(now.interfaces.begin(), now.interfaces.end(), [&](const Interface &interface) {
-            return interface.node == reading.event.node && interface.name == reading.event.name &&
-                   (interface.status == QZ_MOX_INTF_STATUS_UP) == (reading.event.type == QZ_ORB_EVENT_UP);
-        });
-    });
 }
 
 void Corosync_Service::look_before_list() {

@@ -6,7 +6,7 @@
 //  - A monitor's descriptor is readable while events are held for it, and while the engine has to be looked at.
 //  - Reading looks at the engine, holds for every open monitor what has changed, and gives one event, if one is held.
 //  - Asking for the cluster itself looks too, since that is how a whole reading begins. While no monitor is open every
-//    query looks. Before a monitor is read, that reading is what its asker knows. Afterwards what is unread stays so.
+//    query looks. No query reads an event: what is unread stays so, whatever a preparation asks.
 //  - While an event is being handled, which is from its reading to its release, nothing moves. The queries then report
 //    the configuration as it is now. Otherwise they report the configuration of the last whole reading, or of the last
 //    reconfiguration that was read.
@@ -53,7 +53,6 @@ class Corosync_Service {
     void look();
     void take(const wispd::Engine_Step &step);
     void begin_whole_reading();
-    void withdraw_what_is_no_longer_so();
     void look_before_list();
     int open(const std::string &name);
     std::optional<mox_service::Event_Record> read(int fd, int category);

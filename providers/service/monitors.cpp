@@ -66,7 +66,6 @@ void Monitors::forget_closed() {
 
 int Monitors::open(const std::string &name, const std::vector<int> &sources) {
     forget_closed();
-    was_read_ = was_read_ && !monitors_.empty();
     // One is taken from the counter with each reading, so it is readable exactly while something is held.
     const int counter = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | EFD_CLOEXEC);
     const int fd = counter < 0 ? -1 : epoll_create1(EPOLL_CLOEXEC);
@@ -108,7 +107,6 @@ std::optional<Reading> Monitors::take(int fd, int category) {
     if (found == monitors_.end()) {
         return std::nullopt;
     }
-    was_read_ = true;
     categories_asked_[found->second.name] = category;
     if (found->second.held.empty()) {
         return std::nullopt;
@@ -141,14 +139,6 @@ const std::deque<Reading> &Monitors::held(const std::string &name) {
         }
     }
     return *longest;
-}
-
-void Monitors::for_each_held(const std::string &name, const std::function<void(Reading &)> &call) {
-    for (auto &[fd, monitor] : monitors_) {
-        if (monitor.name == name) {
-            std::for_each(monitor.held.begin(), monitor.held.end(), call);
-        }
-    }
 }
 
 bool Monitors::holds(uint64_t id) {

@@ -50,9 +50,6 @@ class Monitors {
     void take_back(const std::string &name, const std::function<bool(const Reading &)> &which);
     // What the one of the name that is behind most holds, in order; valid until the next call.
     const std::deque<Reading> &held(const std::string &name);
-    void for_each_held(const std::string &name, const std::function<void(Reading &)> &call);
-    // Whether one of those that are open was read, also without an event.
-    bool was_read() const { return was_read_; }
     // Whether an open monitor holds the reading of that id.
     bool holds(uint64_t id);
     bool any_open();
@@ -73,7 +70,6 @@ class Monitors {
     std::map<int, Monitor> monitors_;             // by the opener's descriptor
     std::map<std::string, int> categories_asked_; // by the monitor's name
     uint64_t pushed_ = 0;
-    bool was_read_ = false;
 };
 
 } // namespace mox_service

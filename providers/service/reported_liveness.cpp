@@ -166,7 +166,7 @@ void Reported_Liveness::depart(const Picture &before, const Picture &after) {
             arrivals_.erase(node.number);
             withdraw_interface_events(node.number);
             monitors_.take_back(NODES, [&](const Reading &reading) {
-                return reading.after != nullptr && reading.event.node == node.number;
+                return reading.result == 0 && reading.event.node == node.number; // repetitions as well
             });
             departures_[node.number] = 0; // numbered when its event is pushed
         }
@@ -364,22 +364,6 @@ void Reported_Liveness::settle() {
 }
 
 // ---- Reading and showing ----
-
-void Reported_Liveness::begin_whole_reading() {
-    if (monitors_.was_read()) {
-        return;
-    }
-    for (const auto &[node, arrival] : arrivals_) {
-        for (const Reading &reading : arrival.waiting) {
-            monitors_.push(NODES, reading);
-        }
-    }
-    arrivals_.clear();
-    departures_.clear();
-    for (const char *const monitor : {NODES, INTERFACES}) {
-        monitors_.for_each_held(monitor, [](Reading &reading) { reading.after = nullptr; });
-    }
-}
 
 std::optional<Reading> Reported_Liveness::read(int fd, int category) {
     settle();

@@ -37,10 +37,6 @@ class Reported_Liveness {
 
     // What is known became another picture in one step, and these events report it.
     void change(const Picture &before, const Picture &after, const std::vector<Told> &events);
-    // A reader begins a whole reading. Before it reads a monitor it acts on none of the events, and what it is shown now
-    // is what it knows: a program that moves to the service gets no event a second time that its daemon reported. Once it
-    // reads, only its readings count, so that a further preparation loses nothing.
-    void begin_whole_reading();
     // The next reading of a monitor; nothing when it holds none.
     std::optional<Reading> read(int fd, int category);
     // What the queries report of a picture.

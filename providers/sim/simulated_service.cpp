@@ -40,9 +40,6 @@ struct Entries {
         if (const auto result = service().failed(Operation::get_cluster_info)) {
             return *result;
         }
-        if (service().events_out_ == 0) {
-            service().reported_.begin_whole_reading();
-        }
         *info = mox_service::make_cluster_info(service().cluster_name_, service().local_node_);
         ++service().lists_out_;
         return 0;

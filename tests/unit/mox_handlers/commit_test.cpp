@@ -21,12 +21,6 @@ using testing::IsEmpty;
 constexpr Operation all_queries[] = {Operation::get_cluster_info, Operation::get_node_info,
                                      Operation::get_net_intf_info};
 
-mox_sim::Event_Record reconfiguration() {
-    mox_sim::Event_Record event;
-    event.is_reconfiguration = true;
-    return event;
-}
-
 void prepare_and_commit() {
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
@@ -140,21 +134,25 @@ ISOLATED_TEST(Commit, WithoutAnyAnswerReportsNoDeathAndTheDaemonsTableStays) {
     EXPECT_EQ(3, Moving::nodes());
     EXPECT_TRUE(numbers_fit_geometry());
 
-    // A death is known from its record, by the daemon's numbers.
-    moving.client.service.heal(Operation::get_node_info);
+    // While the service does not answer, a death is known from its record, by the daemon's numbers.
     moving.client.service.node_down(2);
     const Taken death = moving.client.take();
     EXPECT_EQ(DEATH, death.events);
+    EXPECT_THAT(death.adapters, testing::Not(IsEmpty()));
     for (const unsigned adapter : death.adapters) {
         EXPECT_EQ(2U, adapter / static_cast<unsigned>(stride));
     }
+    EXPECT_EQ(of_nodes(DEATH, "n", {2}), moving.client.take());
+    EXPECT_THAT(moving.client.take_all(), testing::Each(testing::Field(&Taken::events, 0)));
     EXPECT_EQ(stride, global_config_tbl.Hb_adapters_per_node);
     EXPECT_TRUE(numbers_fit_geometry());
-    moving.client.take_all();
 
-    // The next whole reading makes up for the commit.
-    moving.client.service.push("cluster_reconfig", reconfiguration());
-    EXPECT_THAT(moving.client.take_all(), Contains(of_nodes(JOIN, "n", {3})));
+    // The next reading that succeeds makes up for the commit, also one for a node's record.
+    moving.client.service.heal(Operation::get_node_info);
+    moving.client.service.node_up(2);
+    const std::vector<Taken> all = moving.client.take_all();
+    EXPECT_THAT(all, Contains(of_nodes(JOIN, "n", {2, 3})));
+    EXPECT_THAT(all, Contains(of_configuration()));
     EXPECT_EQ(48, global_config_tbl.Hb_adapters_per_node);
     EXPECT_TRUE(numbers_fit_geometry());
     EXPECT_EQ(4, Moving::nodes());

@@ -81,12 +81,10 @@ ISOLATED_TEST(Moving, WhatHappensBetweenPreparationAndCommitIsToldOnce) {
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
     moving.client.service.interface_down(1, "eth1");
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
-    std::vector<Taken> all = moving.client.take_all();
-    ASSERT_FALSE(all.empty());
-    EXPECT_EQ(0, all.back().events) << "the monitor's event is no news any more";
-    all.pop_back();
-    EXPECT_THAT(all, ElementsAre(of_adapters(DEATH, "a", {3}), of_configuration(), of_nodes(JOIN, "n", {3}),
-                                 of_adapters(JOIN, "a", {97, 144, 145})));
+    EXPECT_THAT(moving.client.take_all(),
+                ElementsAre(of_adapters(DEATH, "a", {3}), of_configuration(), of_nodes(JOIN, "n", {3}),
+                            of_adapters(JOIN, "a", {97, 144, 145})))
+        << "the monitor's own event was read by the commit";
 }
 
 // ---- Error numbers ----

@@ -44,6 +44,7 @@ struct Nodes {
         client.service.remove_interface(node, "eth1");
         ASSERT_EQ(Hb_Success, hb_terminate());
         client.open();
+        MOX_owe_comparison(false); // as a commit does
     }
     // The node is down, and its adapters with it, in what was reported.
     static void put_down(int node) {

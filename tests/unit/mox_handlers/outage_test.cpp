@@ -8,6 +8,7 @@
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/working_table.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"
@@ -248,6 +249,28 @@ ISOLATED_TEST(Outage, ANodeThatWasNotKnownIsRememberedFromItsRecord) {
         EXPECT_EQ(Hb_Success, outage.node(dies ? QZ_ORB_EVENT_DOWN : QZ_ORB_EVENT_UP, 9));
         EXPECT_EQ(0, outage.call.events) << "the second record is no news";
         ASSERT_EQ(Hb_Success, hb_terminate());
+        MOX_owe_comparison(false); // as in a new process
+    }
+}
+
+ISOLATED_TEST(Outage, ANodeWhoseJoiningWasMissedIsReportedByAWholeReading) {
+    for (const bool dies : {true, false}) {
+        Outage outage;
+        outage.begin();
+        outage.client.service.push("node_list", node_record(QZ_ORB_EVENT_ADD, 9));
+        ASSERT_EQ(Hb_Failure, outage.call.run(node_list_handler_p));
+        outage.set_status(9, dies ? QZ_MOX_NODE_STATUS_DOWN : QZ_MOX_NODE_STATUS_UP);
+        outage.end();
+        outage.client.service.push("node_liveness", node_record(dies ? QZ_ORB_EVENT_DOWN : QZ_ORB_EVENT_UP, 9));
+        const std::vector<Taken> all = outage.client.take_all();
+        if (dies) {
+            EXPECT_THAT(all, ElementsAre(of_configuration())) << "its join was never reported";
+        } else {
+            EXPECT_THAT(all, ElementsAre(of_configuration(), of_nodes(JOIN, "n", {9})));
+        }
+        EXPECT_EQ(dies ? Hb_Entity_Down : Hb_Entity_Up, state_of_node(9));
+        ASSERT_EQ(Hb_Success, hb_terminate());
+        MOX_owe_comparison(false); // as in a new process
     }
 }
 

@@ -444,7 +444,16 @@ Taken Model::node_event(const Event_Record &event) {
     if (node == 1) {
         return nothing(sequence);
     }
-    const std::optional<Model_Table> built = build(live_, Source::node_liveness, node);
+    // A node that is not known after an outage is found by a whole reading.
+    const bool whole = owed_ && find(live_, node) == nullptr;
+    if (whole) {
+        const Taken told = update(std::nullopt);
+        if (told.result == Hb_Success) {
+            return told;
+        }
+        --outages;
+    }
+    const std::optional<Model_Table> built = whole ? std::nullopt : build(live_, Source::node_liveness, node);
     if (!built) {
         owed_ = true;
         ++records_alone;
