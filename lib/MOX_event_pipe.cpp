@@ -12,6 +12,22 @@ int MOX_write_byte(int fd, char byte) {
     return static_cast<int>(write(fd, &byte, 1));
 }
 
+void MOX_wake_for_queued_events() {
+    MOX_with_queue_locked([] {
+        bool others = false;
+        for (const MOX_Event *ev = event_queue_list; ev != nullptr; ev = ev->next) {
+            if (ev->type == MOX_MESSAGE_RECEIVED) {
+                MOX_write_byte(event_pipe_handler_p->getWriteFd(), 1);
+            } else {
+                others = true;
+            }
+        }
+        if (others) {
+            MOX_write_byte(event_pipe_handler_p->getWriteFd(), 1);
+        }
+    });
+}
+
 Hb_Rc MOX_write_to_event_pipe() {
     Hb_Rc result = Hb_Success;
     int write_errno = 0;

@@ -8,6 +8,10 @@
 // write's. Errors: 59 the byte could not be written.
 Hb_Rc MOX_write_to_event_pipe();
 
+// The event pipe is a new one: writes what its predecessor held, a byte for each queued message, and one for all other
+// events. A message that is no news is delivered without another byte.
+void MOX_wake_for_queued_events();
+
 // Writes one byte to a pipe and returns what write returned: 1, or -1 with errno (EBADF for a descriptor of -1).
 int MOX_write_byte(int fd, char byte);
 

@@ -15,6 +15,7 @@
 #include "lib/MOX_ORBFSPeerGSLivenessHandler.h"
 #include "lib/MOX_ORBFSReconfigEventHandler.h"
 #include "lib/MOX_ORBFSSiteConfigEventHandler.h"
+#include "lib/MOX_event_pipe.h"
 #include "lib/MOX_handlers.h"
 #include "lib/MOX_service_lists.h"
 #include "lib/hb_errno_keeper.h"
@@ -105,6 +106,7 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
     if (qz_mox_service_present() == 0) {
         return Hb_Success;
     }
+    const bool had_pipe = event_pipe_handler_p != nullptr;
     const bool made =
         make_monitor<ORBFSAdapterEventHandler>(adapter_event_handler_p, "adapter_liveness") &&
         make_pipe<ORBFSEventPipeHandler>(event_pipe_handler_p, "event pipe") &&
@@ -115,6 +117,9 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
         make_monitor<ORBFSIPChangeEventHandler>(ip_change_handler_p, "ip_change") &&
         make_monitor<ORBFSReconfigEventHandler>(cluster_reconfig_handler_p, "cluster_reconfig") &&
         make_monitor<ORBFSSiteConfigEventHandler>(site_config_handler_p, "site_cfg") && take_cluster_name();
+    if (made && !had_pipe) {
+        MOX_wake_for_queued_events();
+    }
     return made ? Hb_Success : Hb_Failure;
 }
 

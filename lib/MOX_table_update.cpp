@@ -317,21 +317,9 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
         empty_global_config_table(&table);
         return hb_fail(17);
     }
-    MOX_mark_present_nodes(table);
+    hb_mark_present_nodes(table);
     name_networks(table);
     return Hb_Success;
-}
-
-void MOX_mark_present_nodes(const Hb_Configuration_Internal &table) {
-    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
-    global_num_nodes = 0;
-    for (int i = 0; i < table.Hb_num_nodes && table.node_list != nullptr; ++i) {
-        const Hb_Node_Number node = table.node_list[i].node_num;
-        if (node >= 0 && node < HB_NODE_SLOTS && global_node_tbl[node] == Hb_False) {
-            global_node_tbl[node] = Hb_True;
-            ++global_num_nodes;
-        }
-    }
 }
 
 Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
@@ -356,7 +344,7 @@ bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared) {
             set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
         }
     }
-    MOX_mark_present_nodes(*prepared);
+    hb_mark_present_nodes(*prepared);
     MOX_set_working_table(*prepared);
     return true;
 }
@@ -364,6 +352,6 @@ bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared) {
 void MOX_discard_working_table() {
     if (MOX_working_table() == MOX_Working_Table::built) {
         MOX_drop_built_table();
-        MOX_mark_present_nodes(MOX_newest_table());
+        hb_mark_present_nodes(MOX_newest_table());
     }
 }

@@ -13,9 +13,6 @@
 Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_event_metadata_t *event_metadata_p,
                                Hb_Configuration_Internal *src_cfg_table);
 
-// Makes the nodes of the table the ones that queries know: global_node_tbl and global_num_nodes.
-void MOX_mark_present_nodes(const Hb_Configuration_Internal &table);
-
 // Builds the working table from the service, from the live table. When that fails the working table stays as it was,
 // and a whole comparison is owed. Errors: as above.
 Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p);

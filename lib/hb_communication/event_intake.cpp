@@ -19,6 +19,7 @@
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session.h"
+#include "lib/hb_global_data/table_swap.h"
 
 namespace {
 
@@ -27,13 +28,38 @@ void outdate_preparation() {
     MOX_drop_prepared_table();
 }
 
+// A new configuration says which nodes there are, and not which of them are up: that stays as it was reported.
+class Reported_Nodes {
+  public:
+    Reported_Nodes() {
+        const Hb_Configuration_Internal &table = global_config_tbl;
+        for (int i = 0; i < table.Hb_num_nodes && table.node_list != nullptr && i < HB_NODE_SLOTS; ++i) {
+            nodes_[count_++] = table.node_list[i];
+        }
+    }
+    void restore() const {
+        for (int i = 0; i < count_; ++i) {
+            Hb_Node_Entry *entry = hb_find_node(global_config_tbl, nodes_[i].node_num);
+            if (entry != nullptr) {
+                *entry = nodes_[i];
+            }
+        }
+    }
+
+  private:
+    Hb_Node_Entry nodes_[HB_NODE_SLOTS];
+    int count_ = 0;
+};
+
 Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
     if (!hb_view_snapshot(packet.bytes())) {
         return hb_fail(10);
     }
+    const Reported_Nodes nodes;
     if (hb_get_adapter_network(packet.get()) != Hb_Success) {
         return Hb_Failure;
     }
+    nodes.restore();
     hb_init_global_node_tbl();
     outdate_preparation();
     *events = HB_EVENT_CONFIG;

@@ -114,6 +114,18 @@ void hb_move_config_table(Hb_Configuration_Internal &from, Hb_Configuration_Inte
     from = Hb_Configuration_Internal();
 }
 
+void hb_mark_present_nodes(const Hb_Configuration_Internal &table) {
+    std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
+    global_num_nodes = 0;
+    for (int i = 0; i < table.Hb_num_nodes && table.node_list != nullptr; ++i) {
+        const Hb_Node_Number node = table.node_list[i].node_num;
+        if (node >= 0 && node < HB_NODE_SLOTS && global_node_tbl[node] == Hb_False) {
+            global_node_tbl[node] = Hb_True;
+            ++global_num_nodes;
+        }
+    }
+}
+
 Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node) {
     return table.node_hash != nullptr
                ? static_cast<Hb_Node_Entry *>(Hash_search(static_cast<unsigned long>(node), table.node_hash))

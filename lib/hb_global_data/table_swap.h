@@ -26,6 +26,9 @@ bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters);
 bool hb_index_node(Hb_Configuration_Internal &table, int i);
 bool hb_index_adapter(Hb_Configuration_Internal &table, int i);
 
+// Makes the nodes in the table's list the ones that queries know: global_node_tbl and global_num_nodes.
+void hb_mark_present_nodes(const Hb_Configuration_Internal &table);
+
 // The node's entry; null when the table has none.
 Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node);
 

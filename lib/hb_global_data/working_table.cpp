@@ -91,6 +91,7 @@ void MOX_await_marker(const MOX_Event *marker) {
 void MOX_take_table_of(const MOX_Event *marker) {
     if (earlier_tables != nullptr && earlier_tables->marker == marker) {
         hb_move_config_table(earlier_tables->table, global_config_tbl);
+        hb_mark_present_nodes(global_config_tbl);
         drop_first_earlier();
     } else if (state == MOX_Working_Table::pending && awaited == marker) {
         MOX_take_working_table();
@@ -106,6 +107,7 @@ void MOX_take_working_table() {
         // Without memory for a copy. Events already name adapters by this table, so it must become the live one.
         hb_move_config_table(global_config_tbl_new, global_config_tbl);
     }
+    hb_mark_present_nodes(global_config_tbl);
     forget_working_table();
 }
 

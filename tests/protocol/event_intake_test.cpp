@@ -553,6 +553,26 @@ ISOLATED_TEST(ConfigurationUpdate, ReplacesTheConfiguration) {
     EXPECT_STREQ("third", name);
 }
 
+ISOLATED_TEST(ConfigurationUpdate, KeepsTheStatesOfTheNodesThatStay) {
+    FakeDaemon daemon;
+    open_library();
+    ClusterFacts cluster = small_cluster();
+    cluster.adapters.push_back({10, 0, ipv4(10, 9, 0, 5), "new", 1});
+    daemon.run({send_record(reply(event(5), node_body({0, 0, 1, 0, 0, 0, 0, 0}))),
+                send_record(reply(event(6), node_body({0, 1, 0, 0, 0, 0, 0, 0}))),
+                send_record(reply(event(9), snapshot(cluster)))});
+    for (int i = 0; i < 3; ++i) {
+        EventCall call;
+        ASSERT_EQ(Hb_Success, call.take());
+    }
+    EXPECT_EQ(Hb_Entity_Down, node_entry(2).state);
+    EXPECT_EQ(Hb_Entity_State_Reason_Down, node_entry(2).reason);
+    EXPECT_EQ(Hb_Entity_Up, node_entry(1).state);
+    EXPECT_EQ(Hb_Entity_State_Reason_Up, node_entry(1).reason);
+    EXPECT_EQ(Hb_Entity_Undef, node_entry(4).state) << "nothing was reported of it";
+    EXPECT_EQ(Hb_Entity_Undef, node_entry(5).state) << "it is new";
+}
+
 ISOLATED_TEST(ConfigurationUpdate, KeepsTheSites) {
     FakeDaemon daemon;
     open_library();

@@ -278,6 +278,21 @@ ISOLATED_TEST(SecondCommit, EachMarkerMakesItsOwnTableLive) {
     EXPECT_THAT(moving.client.take_all(), testing::Each(testing::Field(&Taken::events, 0)));
 }
 
+ISOLATED_TEST(SecondCommit, TheNodesThatQueriesKnowFollowTheMarkers) {
+    Moved moved;
+    moved.set_status(7, QZ_MOX_NODE_STATUS_UP);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // marker, join of node 7
+    moved.client.service.remove_node(7);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // death of node 7, marker
+    EXPECT_EQ(of_configuration(), moved.client.take());
+    EXPECT_EQ(5, Moving::nodes());
+    EXPECT_EQ(of_nodes(JOIN, "n", {7}), moved.client.take());
+    EXPECT_EQ(Hb_True, global_node_tbl[7]) << "the event names a configured node";
+    EXPECT_EQ(of_nodes(DEATH, "n", {7}), moved.client.take());
+    EXPECT_EQ(of_configuration(), moved.client.take());
+    EXPECT_EQ(4, Moving::nodes());
+}
+
 ISOLATED_TEST(SecondCommit, AMessageThatRevivedANodeIsNotForgottenWithTheNextMarker) {
     Moved moved;
     set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
@@ -351,6 +366,29 @@ ISOLATED_TEST(ReopenedLibrary, AQueuedMarkerDoesNotBringAnOlderTableBack) {
     EXPECT_EQ(4, global_config_tbl.Hb_num_adapters);
     EXPECT_EQ(of_configuration(), moved.client.take()) << "the old one";
     EXPECT_EQ(4, global_config_tbl.Hb_num_adapters);
+}
+
+// Its predecessor's wake-ups went with the pipe.
+ISOLATED_TEST(ReopenedLibrary, AQueuedMessageDoesNotHoldUpWhatIsQueuedBehindIt) {
+    Moved moved;
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(2)); // no news
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(3));
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_abort());
+    moved.set_status(7, QZ_MOX_NODE_STATUS_UP);
+    prepare_and_commit();
+    EXPECT_THAT(moved.client.take_all(), Contains(of_nodes(JOIN, "n", {7})));
+    EXPECT_THAT(queued(), IsEmpty());
+}
+
+ISOLATED_TEST(ReopenedLibrary, NodesThatDiedWhileNoMonitorWasOpenAreReportedByTheFirstUpdate) {
+    Moved moved;
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_abort());
+    moved.client.service.node_down(3);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+    mox_sim::Event_Record reconfiguration;
+    reconfiguration.is_reconfiguration = true;
+    moved.client.service.push("cluster_reconfig", reconfiguration);
+    EXPECT_THAT(moved.client.take_all(), Contains(of_nodes(DEATH, "n", {3})));
 }
 
 } // namespace

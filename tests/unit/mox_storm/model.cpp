@@ -411,6 +411,7 @@ Taken Model::from_queue() {
     Taken told = nothing();
     if (event.kind == Queued::Kind::marker) {
         live_ = *event.table;
+        know_nodes_of(live_);
         told = {Hb_Success, error_, 128, "Hb_Config_Group", {}, {}, 0};
     } else if (event.kind == Queued::Kind::adapters) {
         told = tell_adapters(event.events, event.adapters);

@@ -118,7 +118,16 @@ void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, in
             add_join(node);
         }
     } else if (peer_of(node) != Peer::dead) {
-        peers_[node] = is_up(thing(node)) ? Peer::dead : Peer::unsure;
+        peers_[node] = is_up(thing(node)) && !unknown_.contains(node) ? Peer::dead : Peer::unsure;
+    }
+    add_causes();
+}
+
+void Replay::read_all() {
+    for (auto &[node, peer] : peers_) {
+        if (peer == Peer::dead && state_ && !state_->nodes_up.contains(node)) {
+            peer = Peer::unsure;
+        }
     }
     add_causes();
 }
@@ -136,7 +145,9 @@ void Replay::message_from(int node) {
 void Replay::take(const Delivered &event) {
     std::vector<std::string> members;
     for (const int node : event.nodes) {
-        if (!nodes_seen_.contains(node) && !configuration_.nodes.contains(node)) {
+        // A node's own record may be read while its joining cannot be worked out.
+        const bool exists = state_ && state_->configuration.nodes.contains(node);
+        if (!exists && !nodes_seen_.contains(node) && !configuration_.nodes.contains(node)) {
             throw Violation("event names what is not configured", thing(node));
         }
         members.push_back(thing(node));
@@ -152,8 +163,12 @@ void Replay::take(const Delivered &event) {
         take_account(event, members);
         return;
     }
-    for (const std::string &member : members) {
-        change(event.events, member);
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        const bool is_unknown_node = event.of_nodes && !configuration_.nodes.contains(event.nodes[i]);
+        if (event.events == DEATH && is_unknown_node && has_missed_answers_ && !is_up(members[i])) {
+            continue;
+        }
+        change(event.events, members[i]);
     }
 }
 

@@ -48,9 +48,15 @@ class Replay {
     // The library read this about a node, or about the peer on it.
     void read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node);
     void message_from(int node);
+    // The library read the whole cluster: a node that it found down is down for itself, whatever its peers said.
+    void read_all();
     // The client moves from the daemon to the service. With a configuration a daemon sends no node's state, so the
     // library knows a node's state from later events only. What it does not know it cannot compare.
     void forgive_unknown_nodes();
+
+    // Whether the service has failed to answer since the last comparison. A node that joined meanwhile is not known yet,
+    // and its own record is evidence all the same: its death may be reported.
+    void missed_answers(bool missed) { has_missed_answers_ = missed; }
 
     // Throws Violation.
     void take(const Delivered &event);
@@ -82,6 +88,7 @@ class Replay {
     std::set<int> unknown_;        // nodes of which the next event, or the next comparison, says what they are
     std::map<int, Peer> peers_;
     std::optional<Cluster_State> state_;
+    bool has_missed_answers_ = false;
     std::vector<Up> causes_;
     Up joins_;                    // of nodes whose peers live
     std::set<int> nodes_ever_up_; // by the cluster alone, since causes count

@@ -174,6 +174,7 @@ void Storm::take(const Taken &taken) {
     case HB_EVENT_JOIN:
     case HB_EVENT_NEW_GROUP:
         name = taken.event.of_nodes ? "n" : "a";
+        replay_.missed_answers(failures() != failures_repaired_);
         replay_.take(taken.event);
         break;
     case HB_EVENT_CONFIG:
@@ -270,7 +271,9 @@ void Storm::message(const Step &step) {
     if (hb_mox_msg_received_from(static_cast<short>(node)) != Hb_Success) {
         throw Violation("call failed", "hb_mox_msg_received_from, error " + std::to_string(hb_get_errno()));
     }
-    replay_.message_from(node);
+    if (watching_) { // without handlers a message has no event
+        replay_.message_from(node);
+    }
 }
 
 bool Storm::prepare(bool abort_when_refused) {
@@ -296,6 +299,7 @@ bool Storm::prepare(bool abort_when_refused) {
 
 void Storm::commit() {
     hb_migrate_to_mox_commit();
+    replay_.read_all();
     if (!moved_ && !counts_unknown_nodes_) {
         replay_.forgive_unknown_nodes();
     }
