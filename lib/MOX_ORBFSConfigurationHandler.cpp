@@ -1,6 +1,7 @@
 #include "lib/MOX_ORBFSConfigurationHandler.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_event_construction.h"
@@ -10,6 +11,7 @@
 #include "lib/MOX_table_update.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/known_nodes.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_dump.h"
@@ -24,28 +26,26 @@ void queue(MOX_Event *ev, Hb_Trace_Id id) {
     }
 }
 
-// Behind the marker the working table is the live one. Without memory for a marker it is so at once.
-void queue_marker(MOX_Event *marker, Hb_Trace_Id id) {
-    if (marker != nullptr) {
-        MOX_await_marker(marker);
-        queue(marker, id);
-    } else {
-        MOX_take_working_table();
-    }
-}
-
 } // namespace
 
-// What the working table has that the live one has not, and the other way round.
+// What the working table has that the live one has not, and the other way round; and the marker that is to stand
+// between the adapter numbers of the two, where one is wanted.
 struct ORBFSConfigurationHandler::Differences {
     MOX_Event *adapters_gone = nullptr;
     MOX_Event *nodes_gone = nullptr;
-    MOX_Event *config_changed = nullptr;
-    MOX_Event *adapters_new = nullptr;
+    MOX_Event *marker = nullptr;
     MOX_Event *nodes_new = nullptr;
+    MOX_Event *adapters_new = nullptr;
+    bool is_whole = true; // false: memory was short for one of them
 
     bool departed() const { return adapters_gone != nullptr || nodes_gone != nullptr; }
     bool joined() const { return adapters_new != nullptr || nodes_new != nullptr; }
+    void drop() {
+        for (MOX_Event **ev : {&adapters_gone, &nodes_gone, &marker, &nodes_new, &adapters_new}) {
+            delete *ev;
+            *ev = nullptr;
+        }
+    }
 };
 
 ORBFSConfigurationHandler::ORBFSConfigurationHandler(char *name) : ORBFSHandler(name) {}
@@ -66,44 +66,43 @@ void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, i
     delete departed;
 }
 
-ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes nodes) {
+// All events are made before one is queued or the table is taken: what cannot be reported now is owed.
+ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes nodes, Marker marker) {
+    const int not_made_before = MOX_events_not_made();
     Differences found;
-    compare_global_config_tables(&global_config_tbl_new, &found.adapters_gone, &found.nodes_gone,
-                                 &found.config_changed, &found.adapters_new, &found.nodes_new);
-    if (nodes == Nodes::with_states) {
-        MOX_nodes_down_in_the_other(global_config_tbl, global_config_tbl_new, HB_EVENT_DEATH,
-                                    &found.nodes_gone);
-        MOX_nodes_down_in_the_other(global_config_tbl_new, global_config_tbl, HB_EVENT_JOIN, &found.nodes_new);
+    if (MOX_working_table() == MOX_Working_Table::built) {
+        compare_global_config_tables(&global_config_tbl_new, &found.adapters_gone, &found.nodes_gone,
+                                     &found.marker, &found.adapters_new, &found.nodes_new);
+        if (nodes == Nodes::with_states) {
+            MOX_nodes_down_in_the_other(global_config_tbl, global_config_tbl_new, HB_EVENT_DEATH,
+                                        &found.nodes_gone);
+            MOX_nodes_down_in_the_other(global_config_tbl_new, global_config_tbl, HB_EVENT_JOIN,
+                                        &found.nodes_new);
+        }
     }
-    MOX_owe_comparison(false);
+    const bool wants_marker = marker == Marker::always || found.departed() ||
+                              (marker == Marker::with_any_difference && found.joined());
+    if (wants_marker && found.marker == nullptr) {
+        found.marker = MOX_make_config_marker();
+    }
+    found.is_whole = MOX_events_not_made() == not_made_before;
     return found;
 }
 
-// Everything is queued. The marker stands between the numbers of the two tables; where nothing differs, an update needs
-// none, and the working table is the live one at once.
-void ORBFSConfigurationHandler::queue_move(const Differences &found, Marker marker) {
-    queue(found.adapters_gone, HB_TR_DEPARTED_ADAPTERS_QUEUED);
-    queue(found.nodes_gone, HB_TR_DEPARTED_NODES_QUEUED);
-    if (found.config_changed != nullptr) {
-        queue_marker(found.config_changed, HB_TR_CONFIG_CHANGE_QUEUED);
-    } else if (marker == Marker::always || found.departed() || found.joined()) {
-        queue_marker(MOX_make_config_marker(), HB_TR_CONFIG_MARKER_QUEUED);
-    }
-    queue(found.nodes_new, HB_TR_JOINED_NODES_QUEUED);
-    queue(found.adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
+Hb_Rc ORBFSConfigurationHandler::report_later(Differences &found) {
+    found.drop();
+    MOX_discard_working_table();
+    MOX_owe_comparison(true);
+    return hb_fail(17);
 }
 
-// What departed first is delivered, the rest is queued.
-void ORBFSConfigurationHandler::report(const Differences &found, int *events, char *name, Hb_Group *group) {
-    if (found.adapters_gone != nullptr) {
-        deliver_departed_adapters(found.adapters_gone, events, name, group);
-    }
+// The table becomes live with the marker; without one, at once.
+void ORBFSConfigurationHandler::queue_all(const Differences &found) {
+    queue(found.adapters_gone, HB_TR_DEPARTED_ADAPTERS_QUEUED);
     queue(found.nodes_gone, HB_TR_DEPARTED_NODES_QUEUED);
-    if (found.departed()) {
-        queue_marker(MOX_make_config_marker(), HB_TR_CONFIG_MARKER_QUEUED);
-    } else {
-        *events = HB_EVENT_CONFIG;
-        std::strcpy(name, "Hb_Config_Group");
+    if (found.marker != nullptr) {
+        MOX_await_marker(found.marker);
+        queue(found.marker, migrate_to_mox_prep ? HB_TR_CONFIG_CHANGE_QUEUED : HB_TR_CONFIG_MARKER_QUEUED);
     }
     queue(found.nodes_new, HB_TR_JOINED_NODES_QUEUED);
     queue(found.adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
@@ -122,12 +121,24 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     }
     hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
     // Records of nodes may have been read while the service did not answer.
-    const Differences found = compare(MOX_comparison_is_owed() ? Nodes::with_states : Nodes::by_presence);
-    if (migrate_to_mox_prep) {
-        queue_move(found, Marker::where_needed);
-    } else {
-        report(found, events, name, group);
+    Differences found = compare(MOX_comparison_is_owed() ? Nodes::with_states : Nodes::by_presence,
+                                migrate_to_mox_prep ? Marker::with_any_difference : Marker::with_departures);
+    if (!found.is_whole) {
+        return report_later(found);
     }
+    MOX_owe_comparison(false);
+    // While a move is being prepared everything is queued. Otherwise what departed first is delivered at once.
+    if (!migrate_to_mox_prep) {
+        if (found.adapters_gone != nullptr) {
+            deliver_departed_adapters(found.adapters_gone, events, name, group);
+            found.adapters_gone = nullptr;
+        }
+        if (found.marker == nullptr) {
+            *events = HB_EVENT_CONFIG;
+            std::strcpy(name, "Hb_Config_Group");
+        }
+    }
+    queue_all(found);
     if (MOX_working_table() == MOX_Working_Table::built) {
         MOX_take_working_table();
         hb_trace_id(HB_TRACE_INFO, HB_TR_WORKING_TABLE_TAKEN);
@@ -138,22 +149,30 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     return result;
 }
 
-Hb_Rc ORBFSConfigurationHandler::queue_all_differences(Hb_Configuration_Internal *prepared) {
+Hb_Rc ORBFSConfigurationHandler::queue_all_differences(Hb_Configuration_Internal &prepared,
+                                                       bool (*skip_unread_events)()) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
     const MOX_Newest_Table_As_Live newest;
+    const MOX_Known_Nodes until_the_marker;
     hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
-    const bool is_answered = hb_mox_update_working_table(nullptr) == Hb_Success;
+    bool is_current = hb_mox_update_working_table(nullptr) == Hb_Success;
+    const bool is_answered = is_current;
+    if (is_answered && skip_unread_events()) {
+        is_current = hb_mox_update_working_table(nullptr) == Hb_Success;
+    }
     const int query_error = hb_get_errno();
-    Differences found;
     if (is_answered || MOX_use_prepared_table(prepared)) {
         hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
-        found = compare(Nodes::with_states);
     }
-    if (!is_answered) {
+    Differences found = compare(Nodes::with_states, Marker::always);
+    if (!found.is_whole) {
+        return report_later(found);
+    }
+    if (!is_current) {
         set_hb_errno(query_error);
-        MOX_owe_comparison(true); // the prepared table is older than what happened since
     }
-    queue_move(found, Marker::always);
+    MOX_owe_comparison(!is_current); // something may have happened since the table was read
+    queue_all(found);
     const Hb_Rc result = MOX_write_to_event_pipe();
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
     return result;

@@ -60,6 +60,20 @@ void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reaso
     }
 }
 
+// The live table goes on, and the next whole reading reports what this one did not.
+void go_on_without_table(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
+    remember_node(node, state, reason);
+    MOX_owe_comparison(true);
+}
+
+// A daemon may not have said how the node was. Its record says how it was until then.
+void assume_state_before(const qz_orb_event_node_liveness_t &record) {
+    Hb_Node_Entry *entry = hb_find_node(global_config_tbl, static_cast<int>(record.node_number));
+    if (entry != nullptr && entry->state == Hb_Entity_Undef) {
+        entry->state = record.event_type == QZ_ORB_EVENT_DOWN ? Hb_Entity_Up : Hb_Entity_Down;
+    }
+}
+
 bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
     return node != nullptr && node->state == Hb_Entity_Down && node->reason == reason;
 }
@@ -70,15 +84,9 @@ void queue(MOX_Event *ev) {
     }
 }
 
-// Without memory for a marker there is nothing to wait for.
-void queue_marker() {
-    MOX_Event *marker = MOX_make_config_marker();
-    if (marker != nullptr) {
-        MOX_await_marker(marker);
-        MOX_add_event_at_end(marker);
-    } else {
-        MOX_take_working_table();
-    }
+void queue_marker(MOX_Event *marker) {
+    MOX_await_marker(marker);
+    MOX_add_event_at_end(marker);
 }
 
 } // namespace
@@ -128,8 +136,13 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
         return Hb_Success;
     }
     const bool is_alone = needs_whole_reading(node);
-    if (is_alone && make_up_for_missed_comparison(out) == Hb_Success) {
-        return Hb_Success;
+    if (is_alone) {
+        assume_state_before(record);
+        MOX_owe_comparison(true);
+        const Hb_Rc result = make_up_for_missed_comparison(out);
+        if (!MOX_comparison_is_owed()) {
+            return result;
+        }
     }
     // When the service does not answer, the record itself is the evidence.
     const bool has_table = !is_alone && rebuild_working_table(record);
@@ -181,22 +194,24 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
     } else {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
     }
-    if (!has_table) {
-        remember_node(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
-        if (!adapters_died && reported) {
-            MOX_tell_nothing(out.events, out.name, out.seqnum_p);
-        }
-        return true;
+    const bool is_told = adapters_died || !reported;
+    MOX_Event *marker = has_table && is_told ? MOX_make_config_marker() : nullptr;
+    if (has_table && (marker != nullptr || !is_told)) {
+        // The service may still have adapters up whose own events are unread.
+        MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
     }
-    // The service may still have adapters up whose own events are unread.
-    MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
-    if (!adapters_died && reported) {
+    if (marker != nullptr) {
+        queue_marker(marker);
+    } else if (has_table && !is_told) {
         MOX_take_working_table();
         *out.events = HB_EVENT_CONFIG;
         std::strcpy(out.name, "Hb_Config_Group");
         *out.seqnum_p = 0;
     } else {
-        queue_marker();
+        if (!is_told) {
+            MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        }
+        go_on_without_table(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
     }
     return true;
 }
@@ -219,34 +234,41 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
         return false;
     }
     tell_node(node, HB_EVENT_JOIN, sequence_of(record), out);
-    if (has_table) {
-        queue_adapters_of_returned_node(node);
-    } else {
+    if (!has_table) {
         MOX_Event *joined = nullptr;
         constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
         MOX_put_up_adapters_of_node(node, joined);
         queue(joined);
+    } else if (queue_adapters_of_returned_node(node)) {
+        if (before != nullptr) {
+            before->state = Hb_Entity_Up;
+        }
+        return true;
     }
-    if (!has_table) {
-        remember_node(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
-    } else if (before != nullptr) {
-        before->state = Hb_Entity_Up;
-    }
+    go_on_without_table(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
     return true;
 }
 
 // The service was asked twice and may have changed between, or not have answered: the table is to hold what is
-// reported. What it holds down can then be reported later.
-void ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
+// reported. What it holds down can then be reported later. False, with nothing queued, when memory is short.
+bool ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
     MOX_Event *joined = nullptr;
     constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
     MOX_match_adapters_of_node(global_config_tbl_new, node, joined);
     MOX_Event *stale = nullptr;
     const int count = MOX_add_stale_adapters_of_node(global_config_tbl_new, node, &stale);
+    MOX_Event *marker = MOX_make_config_marker();
+    if (marker == nullptr || (count > 0 && stale == nullptr)) {
+        delete joined;
+        delete stale;
+        delete marker;
+        return false;
+    }
     if (stale != nullptr) {
         stale->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;
     }
     queue(stale);
-    queue_marker();
+    queue_marker(marker);
     queue(joined);
+    return true;
 }

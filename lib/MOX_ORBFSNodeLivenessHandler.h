@@ -25,7 +25,7 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
     // Whether there is something to signal. has_table: the working table is what the service has now.
     bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);
     bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);
-    void queue_adapters_of_returned_node(int node);
+    bool queue_adapters_of_returned_node(int node);
     void tell_nothing_new(int node, unsigned long seqnum, const Output &out);
     void tell_node(int node, int event, unsigned long seqnum, const Output &out);
 };

@@ -28,15 +28,23 @@ void fill_empty_node_group(MOX_Event &ev, int events) {
     ev.group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 0;
 }
 
+int not_made = 0;
+
 MOX_Event *new_event(Hb_Group_Type type, int events) {
     auto *ev = new (std::nothrow) MOX_Event;
     if (ev != nullptr) {
         fill_header(*ev, type, events);
+    } else {
+        ++not_made;
     }
     return ev;
 }
 
 } // namespace
+
+int MOX_events_not_made() {
+    return not_made;
+}
 
 MOX_Event *MOX_make_config_marker() {
     return new_event(Hb_Repository_Disk_Type, HB_EVENT_CONFIG);

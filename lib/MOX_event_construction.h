@@ -6,6 +6,9 @@
 
 // Each makes an event only where `ev` is not null and *ev is; memory being short it stays so.
 
+// How many events could not be made so far, since memory was short.
+int MOX_events_not_made();
+
 // Events 128, which makes the consumer take the working table over, with a sequence number.
 void MOX_construct_config_event(MOX_Event **ev);
 

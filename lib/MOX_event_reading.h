@@ -53,16 +53,17 @@ struct MOX_Handler_Records {
 inline constexpr int MOX_NO_EVENT = -16;
 
 // Reads what is unread and makes nothing of it, until there is no event or a reading fails. A service that never runs
-// out of events ends it after a while.
-inline void MOX_skip_unread_events(int fd, int category) {
+// out of events ends it after a while. Whether there was any.
+inline bool MOX_skip_unread_events(int fd, int category) {
     constexpr int most_events = 200'000; // two for each adapter that there can be
     const Hb_Errno_Keeper kept;
-    for (int i = 0; i < most_events; ++i) {
+    int skipped = 0;
+    for (int result = 0; result == 0 && skipped < most_events;) {
         MOX_Read_Event event;
-        if (event.read(fd, category) != 0) {
-            return;
-        }
+        result = event.read(fd, category);
+        skipped += result == 0 ? 1 : 0;
     }
+    return skipped > 0;
 }
 
 // Whether a handler makes anything of its event's record.

@@ -16,32 +16,13 @@
 #include "lib/MOX_table_update.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/known_nodes.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session_state.h"
-#include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 #include "lib/hb_uncancelled.h"
 
 namespace {
-
-// What the last successful preparation read, for a commit whose own query fails; empty: there is none. Any event that
-// is read afterwards makes it out of date.
-Hb_Configuration_Internal prepared_table = {};
-
-// Keeps the nodes that queries know those of the live table: a preparation reads the service, and may be aborted.
-class Nodes_Stay_Known {
-  public:
-    Nodes_Stay_Known() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, nodes_known_); }
-    Nodes_Stay_Known(const Nodes_Stay_Known &) = delete;
-    Nodes_Stay_Known &operator=(const Nodes_Stay_Known &) = delete;
-    ~Nodes_Stay_Known() {
-        std::copy_n(nodes_known_, HB_NODE_SLOTS, global_node_tbl);
-        global_num_nodes = nodes_counted_;
-    }
-
-  private:
-    Hb_Boolean nodes_known_[HB_NODE_SLOTS];
-    int nodes_counted_ = global_num_nodes;
-};
 
 // Keeps SIGPIPE from this thread: the daemon that is told to end may have ended already, and the move goes on.
 class Without_Sigpipe {
@@ -77,8 +58,8 @@ void tell_daemon_to_end() {
 }
 
 // Until the commit the daemon has reported what happened since the monitors were opened. Once those events are read, the
-// service's answers are what is now, and nothing is reported a second time.
-void skip_what_the_daemon_reported() {
+// service's answers are what is now, and nothing is reported a second time. Whether there were any.
+bool skip_what_the_daemon_reported() {
     const std::pair<const ORBFSHandler *, int> monitors[] = {
         {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
         {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS},
@@ -86,10 +67,24 @@ void skip_what_the_daemon_reported() {
         {node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
         {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG},
         {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS}};
+    bool any = false;
     for (const auto &[handler, category] : monitors) {
         if (handler != nullptr) {
-            MOX_skip_unread_events(handler->getFileDescriptor(), category);
+            any = MOX_skip_unread_events(handler->getFileDescriptor(), category) || any;
         }
+    }
+    return any;
+}
+
+bool skip_nothing() {
+    return false;
+}
+
+void queue_differences(bool leaves_daemon) {
+    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
+    if (configuration != nullptr) {
+        configuration->queue_all_differences(MOX_prepared_table,
+                                             leaves_daemon ? skip_what_the_daemon_reported : skip_nothing);
     }
 }
 
@@ -101,10 +96,6 @@ Hb_Rc refuse(const MOX_Handler_Set &before) {
 }
 
 } // namespace
-
-void MOX_drop_prepared_table() {
-    empty_global_config_table(&prepared_table);
-}
 
 Hb_Rc hb_migrate_to_mox_prep() {
     MOX_drop_prepared_table();
@@ -119,18 +110,18 @@ Hb_Rc hb_migrate_to_mox_prep() {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
         return refuse(before);
     }
-    const Nodes_Stay_Known nodes;
-    const Hb_Rc built = hb_mox_update_global_tbl(&prepared_table, nullptr, nullptr);
+    const MOX_Known_Nodes nodes;
+    const Hb_Rc built = hb_mox_update_global_tbl(&MOX_prepared_table, nullptr, nullptr);
     if (built != Hb_Success) {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_TABLE, built);
         return Hb_Failure;
     }
-    if (global_config_tbl.local_node_number != prepared_table.local_node_number) {
+    if (global_config_tbl.local_node_number != MOX_prepared_table.local_node_number) {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_OTHER_NODE, int{global_config_tbl.local_node_number},
-                        int{prepared_table.local_node_number});
+                        int{MOX_prepared_table.local_node_number});
         return refuse(before);
     }
-    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &prepared_table);
+    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &MOX_prepared_table);
     if (known != Hb_Success) {
         set_hb_errno(75);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
@@ -139,12 +130,8 @@ Hb_Rc hb_migrate_to_mox_prep() {
     return Hb_Success;
 }
 
-// Everything is queued, so that no group is filled here.
 void hb_migrate_construct_global_table_and_events() {
-    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
-    if (configuration != nullptr) {
-        configuration->queue_all_differences(&prepared_table);
-    }
+    queue_differences(false);
 }
 
 Hb_Rc hb_migrate_to_mox_commit() {
@@ -153,11 +140,8 @@ Hb_Rc hb_migrate_to_mox_commit() {
     IsMOX = true;
     hb_remove_client_select();
     hb_remove_socket();
-    if (leaves_daemon) {
-        skip_what_the_daemon_reported();
-    }
     migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
-    hb_migrate_construct_global_table_and_events();
+    queue_differences(leaves_daemon);
     MOX_drop_prepared_table();
     migrate_to_mox_prep = false;
     return Hb_Success;

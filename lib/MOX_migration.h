@@ -6,7 +6,4 @@
 // what differs from the live one, with one marker. Does nothing without handlers.
 void hb_migrate_construct_global_table_and_events();
 
-// Empties what the last preparation read.
-void MOX_drop_prepared_table();
-
 #endif

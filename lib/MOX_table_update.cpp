@@ -323,29 +323,31 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
 }
 
 Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
+    // A thread that is cancelled in a query leaves an event behind of which nothing was made.
+    const bool owed_before = MOX_comparison_is_owed();
+    MOX_owe_comparison(true);
     Hb_Configuration_Internal built = {};
     const Hb_Rc result = hb_mox_update_global_tbl(&built, event_metadata_p, &global_config_tbl);
     if (result == Hb_Success) {
+        MOX_owe_comparison(owed_before);
         MOX_set_working_table(built);
-    } else {
-        MOX_owe_comparison(true);
     }
     return result;
 }
 
-bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared) {
-    if (prepared == nullptr || prepared->node_list == nullptr) {
+bool MOX_use_prepared_table(Hb_Configuration_Internal &prepared) {
+    if (prepared.node_list == nullptr) {
         return false;
     }
-    for (int i = 0; i < prepared->Hb_num_nodes; ++i) {
-        Hb_Node_Entry &entry = prepared->node_list[i];
+    for (int i = 0; i < prepared.Hb_num_nodes; ++i) {
+        Hb_Node_Entry &entry = prepared.node_list[i];
         const Hb_Node_Entry *before = hb_find_node(global_config_tbl, entry.node_num);
         if (entry.state != Hb_Entity_Down && is_reported_dead(before)) {
             set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
         }
     }
-    hb_mark_present_nodes(*prepared);
-    MOX_set_working_table(*prepared);
+    hb_mark_present_nodes(prepared);
+    MOX_set_working_table(prepared);
     return true;
 }
 

@@ -19,7 +19,7 @@ Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p);
 
 // Makes a table that was built earlier the working one, with the verdicts of membership daemons that the live table
 // holds, and empties it. False where it has no nodes: then nothing changes.
-bool MOX_use_prepared_table(Hb_Configuration_Internal *prepared);
+bool MOX_use_prepared_table(Hb_Configuration_Internal &prepared);
 
 // Empties a working table that was built for no news. The nodes that queries know are again those of the newest table before it.
 void MOX_discard_working_table();

@@ -2,7 +2,6 @@
 // releases nothing: another thread may be in a call, and the system takes all of it back anyway.
 
 #include "lib/MOX_handlers.h"
-#include "lib/MOX_migration.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/hb_global_data/configuration_table.h"

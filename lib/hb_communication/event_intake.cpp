@@ -5,7 +5,6 @@
 #include "hb_client.h"
 #include "lib/MOX_HBC_trace.h"
 #include "lib/MOX_handlers.h"
-#include "lib/MOX_migration.h"
 #include "lib/hb_argument_check.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/connection.h"
@@ -20,6 +19,7 @@
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
 #include "lib/hb_lock.h"
 #include "lib/hb_process_exit.h"
 
@@ -29,6 +30,7 @@ void forget_nodes() {
 Hb_Rc take_steps() {
     hb_clear_subscription_names();
     hb_empty_live_table();
+    MOX_drop_prepared_table();
     if (!IsMOX && (hb_make_connection() != Hb_Success || hb_init_shared_memory() != Hb_Success)) {
         return Hb_Failure;
     }

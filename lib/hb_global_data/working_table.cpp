@@ -5,6 +5,8 @@
 
 #include "lib/hb_global_data/table_swap.h"
 
+Hb_Configuration_Internal MOX_prepared_table = {};
+
 namespace {
 
 // A pending table that a newer one has replaced in global_config_tbl_new.
@@ -153,6 +155,10 @@ MOX_Newest_Table_As_Live::~MOX_Newest_Table_As_Live() {
     if (newest_ != nullptr) {
         std::swap(global_config_tbl, *newest_);
     }
+}
+
+void MOX_drop_prepared_table() {
+    empty_global_config_table(&MOX_prepared_table);
 }
 
 bool MOX_comparison_is_owed() {

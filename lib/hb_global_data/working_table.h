@@ -51,6 +51,11 @@ class MOX_Newest_Table_As_Live {
     Hb_Configuration_Internal *newest_; // null: the live table is the newest
 };
 
+// What the last successful preparation read, for a commit whose own query fails. Any event that is read afterwards, and
+// a new session, make it out of date: then it is dropped.
+extern Hb_Configuration_Internal MOX_prepared_table;
+void MOX_drop_prepared_table();
+
 // Whether a reading of the service has failed since the last whole comparison, or no monitor was open for a while. What
 // happened then is still to be reported, nodes as well as adapters.
 bool MOX_comparison_is_owed();

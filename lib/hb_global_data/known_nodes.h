@@ -1,0 +1,26 @@
+// Which nodes the queries know: global_node_tbl and global_num_nodes.
+#ifndef HB_KNOWN_NODES_H
+#define HB_KNOWN_NODES_H
+
+#include <algorithm>
+
+#include "lib/hb_global_data/configuration_table.h"
+
+// Reading the service makes the nodes known that it has. This object puts back those that were known before, for a
+// reading whose table is not live yet, or never becomes so.
+class MOX_Known_Nodes {
+  public:
+    MOX_Known_Nodes() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, known_); }
+    MOX_Known_Nodes(const MOX_Known_Nodes &) = delete;
+    MOX_Known_Nodes &operator=(const MOX_Known_Nodes &) = delete;
+    ~MOX_Known_Nodes() {
+        std::copy_n(known_, HB_NODE_SLOTS, global_node_tbl);
+        global_num_nodes = count_;
+    }
+
+  private:
+    Hb_Boolean known_[HB_NODE_SLOTS];
+    int count_ = global_num_nodes;
+};
+
+#endif
