@@ -13,9 +13,11 @@
 namespace {
 
 int *connection_descriptor() {
+    // Another thread may be replacing the connection.
+    const Hb_Csock *const connection = client_socket;
     auto *array = new (std::nothrow) int[2];
     if (array != nullptr) {
-        array[0] = client_socket->socket();
+        array[0] = connection != nullptr ? connection->socket() : -1;
         array[1] = -1;
     }
     return array;

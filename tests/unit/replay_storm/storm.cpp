@@ -218,7 +218,7 @@ void Storm::settle(bool anew) {
     world_->come_to_rest();
     world_moved();
     faulty_seam::heal();
-    if (moved_ && prepared_) {
+    if (moved_ && (prepared_ || (was_away_ && watching_))) {
         commit(); // what was read since the preparation is complete with it
     }
     return_to_events();
@@ -226,6 +226,7 @@ void Storm::settle(bool anew) {
     if (moved_ && failures() != failures_repaired_) {
         note("  rebuild");
         world_->provoke_rebuild();
+        replay_.read_all();
         drain();
     }
     failures_repaired_ = failures();
@@ -299,6 +300,7 @@ bool Storm::prepare(bool abort_when_refused) {
 
 void Storm::commit() {
     hb_migrate_to_mox_commit();
+    was_away_ = false;
     replay_.read_all();
     if (!moved_ && !counts_unknown_nodes_) {
         replay_.forgive_unknown_nodes();
@@ -310,6 +312,7 @@ void Storm::commit() {
 
 void Storm::abort() {
     hb_migrate_to_mox_abort();
+    was_away_ = moved_;
     prepared_ = false;
     watching_ = false;
 }
