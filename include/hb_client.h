@@ -380,7 +380,7 @@ HB_API Hb_Rc hb_init(void);
 /* Closes an open library: drops the cluster-event handlers and the connection, if hb_remove_socket has not.  The
  * shared segments stay attached until the process ends or the library is opened again.  Descriptors got from
  * hb_get_file_descriptor_array are no longer valid.  Cluster events that are still queued outlive the call: they
- * are delivered after the next preparation and commit.  Succeeds, and does nothing when the library is not open:
+ * are delivered after the next preparation and commit, with the adapter numbers of the session that ended.  Succeeds, and does nothing when the library is not open:
  * a connection that hb_init_communication alone made stays. */
 HB_API Hb_Rc hb_terminate(void);
 
@@ -446,9 +446,10 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * unexpected or unsound record, 17 out of memory for a new configuration: the record is dropped, and unless
  * it was shorter than its header *seqnum_p is set and the group's Hb_ffdc_id cleared, nothing else.
  * In cluster-event mode: 4, 17, 58, 59, 63, 64, 65, 68, 81, 86, 87, 88; none when a service's event could not be
- * read.  With 17, 63, 64 or 65 the cluster service did not answer while a change was worked out: nothing is
- * reported or changed, and the next reading of the service that succeeds reports the difference.  The number may
- * also stay behind on success: a node's death or return is reported by its own record alone then. */
+ * read.  With 17, 63, 64 or 65 a change could not be worked out, because memory was short or the cluster service
+ * did not answer: nothing is reported or changed, and the next reading of the service that succeeds reports the
+ * difference.  The account that follows a subscription is not repeated after a 64 or 65: subscribe again.  These
+ * numbers may also stay behind on success: a node's death or return is reported by its own record alone then. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 

@@ -19,6 +19,7 @@
 #include "lib/MOX_handlers.h"
 #include "lib/MOX_service_lists.h"
 #include "lib/hb_errno_keeper.h"
+#include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 
 namespace {
@@ -106,6 +107,7 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
     if (qz_mox_service_present() == 0) {
         return Hb_Success;
     }
+    MOX_watch_forks_of_queue();
     const bool had_pipe = event_pipe_handler_p != nullptr;
     const bool made =
         make_monitor<ORBFSAdapterEventHandler>(adapter_event_handler_p, "adapter_liveness") &&

@@ -17,6 +17,14 @@ int take_sequence() {
 
 } // namespace
 
+void MOX_watch_forks_of_queue() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] {
+        pthread_atfork(nullptr, nullptr,
+                       [] { event_queue_list_and_sequence_mutex = PTHREAD_MUTEX_INITIALIZER; });
+    });
+}
+
 int hb_mox_next_event_sequence() {
     int sequence = 0;
     MOX_with_queue_locked([&] { sequence = take_sequence(); });
@@ -34,8 +42,8 @@ void MOX_add_event_at_end(MOX_Event *ev) {
         while (*link != nullptr) {
             link = &(*link)->next;
         }
-        *link = ev;
         ev->next = nullptr;
+        *link = ev;
     });
 }
 

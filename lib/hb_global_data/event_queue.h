@@ -20,6 +20,9 @@ template <typename Work> void MOX_with_queue_locked(Work work) {
     pthread_cleanup_pop(0);
 }
 
+// A child that is forked while another thread holds the queue finds it free. Called before the first event.
+void MOX_watch_forks_of_queue();
+
 int hb_mox_next_event_sequence();
 
 // Stamps the event with the next sequence number and takes ownership of it. Null is ignored.

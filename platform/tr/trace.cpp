@@ -36,6 +36,14 @@ std::atomic<int> session_users{0};
 pthread_mutex_t registration_mutex = PTHREAD_MUTEX_INITIALIZER;
 bool output_fault_reported = false;
 
+// A thread of the parent may have been registering when the process forked; the child has no such thread.
+void watch_forks() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] {
+        pthread_atfork(nullptr, nullptr, [] { registration_mutex = PTHREAD_MUTEX_INITIALIZER; });
+    });
+}
+
 // Thread cancellation is held off inside this library: it would cut lines short and leave locks and the count
 // of session users behind.
 class Without_Cancellation {
@@ -195,6 +203,7 @@ int tr_ms_register_component_1(const char *component, unsigned char *levels,
     }
     const int errno_before = errno;
     Without_Cancellation without_cancellation;
+    watch_forks();
     pthread_mutex_lock(&registration_mutex);
     int result = -1;
     int error = ENOMEM;

@@ -190,6 +190,7 @@ int Corosync_Service::open(const std::string &name) {
         look();
     }
     if (!monitors_.any_open()) {
+        look(); // at the links, which a first look puts off: their states are no news on the monitor
         configuration_ = cluster_.picture();
     }
     std::vector<int> sources = {follower_->descriptor()};

@@ -130,7 +130,8 @@ void Monitors::take_back(const std::string &name, const std::function<bool(const
 }
 
 const std::deque<Reading> &Monitors::held(const std::string &name) {
-    static const std::deque<Reading> nothing;
+    static const auto &nothing =
+        *new std::deque<Reading>; // also for a thread that the end of the process overtakes
     forget_closed();
     const std::deque<Reading> *longest = &nothing;
     for (const auto &[fd, monitor] : monitors_) {

@@ -278,6 +278,21 @@ ISOLATED_TEST(SecondCommit, EachMarkerMakesItsOwnTableLive) {
     EXPECT_THAT(moving.client.take_all(), testing::Each(testing::Field(&Taken::events, 0)));
 }
 
+ISOLATED_TEST(SecondCommit, AMarkerWithoutATableDoesNotMakeALaterTableLive) {
+    Moved moved;
+    moved.client.service.fail(Operation::get_node_info, -1, EIO);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // a marker, and no table
+    moved.client.service.heal(Operation::get_node_info);
+    moved.client.service.remove_interface(3, "eth0");  // so that eth1 has the first number of node 3
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // death of 144, marker, table
+    EXPECT_EQ(of_configuration(), moved.client.take());
+    EXPECT_EQ("eth0", name_of(144)) << "the first marker has no table";
+    EXPECT_EQ(of_adapters(DEATH, "a", {144}), moved.client.take());
+    EXPECT_EQ("eth0", name_of(144));
+    EXPECT_EQ(of_configuration(), moved.client.take());
+    EXPECT_EQ("eth1", name_of(144));
+}
+
 ISOLATED_TEST(SecondCommit, TheNodesThatQueriesKnowFollowTheMarkers) {
     Moved moved;
     moved.set_status(7, QZ_MOX_NODE_STATUS_UP);
@@ -301,6 +316,18 @@ ISOLATED_TEST(SecondCommit, AMessageThatRevivedANodeIsNotForgottenWithTheNextMar
     EXPECT_EQ(of_nodes(JOIN, "n", {3}), moved.client.take());
     EXPECT_EQ(of_configuration(), moved.client.take());
     EXPECT_EQ(Hb_Entity_Up, state_of_node(3));
+}
+
+ISOLATED_TEST(SecondCommit, ThatFindsTheNodeDownMakesAnEarlierMessageNoNews) {
+    Moved moved;
+    set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(3));
+    moved.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    for (const Taken &event : moved.client.take_all()) {
+        EXPECT_THAT(event.nodes, IsEmpty()) << "its death was reported, and it is dead";
+    }
+    EXPECT_EQ(Hb_Entity_Down, state_of_node(3));
 }
 
 // ---- A preparation in cluster-event mode ----
@@ -348,6 +375,27 @@ ISOLATED_TEST(SecondPreparation, ThatIsRefusedIsNoTableForALaterCommit) {
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
     EXPECT_THAT(moved.client.take_all(), ElementsAre(of_configuration()));
     EXPECT_EQ(1, global_config_tbl.local_node_number);
+}
+
+ISOLATED_TEST(SecondPreparation, ThatIsAbortedIsNoTableForALaterCommit) {
+    Moving moving;
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_abort());
+    moving.client.service.fail(Operation::get_node_info, -1, EIO);
+    ASSERT_EQ(Hb_Failure, hb_migrate_to_mox_prep()); // which keeps the handlers
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    EXPECT_THAT(moving.client.take_all(), ElementsAre(of_configuration()));
+    EXPECT_EQ(3, Moving::nodes());
+}
+
+ISOLATED_TEST(Commit, WhoseQueryFailsKeepsWhatIsUnreadToBeReported) {
+    Moving moving;
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
+    moving.client.service.node_down(2);
+    moving.client.service.fail(Operation::get_node_info, -1, EIO);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    moving.client.service.heal(Operation::get_node_info);
+    EXPECT_THAT(moving.client.take_all(), Contains(of_nodes(DEATH, "n", {2})));
 }
 
 // ---- Opened anew ----

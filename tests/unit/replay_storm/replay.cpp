@@ -146,7 +146,7 @@ void Replay::take(const Delivered &event) {
     std::vector<std::string> members;
     for (const int node : event.nodes) {
         // A node's own record may be read while its joining cannot be worked out.
-        const bool exists = state_ && state_->configuration.nodes.contains(node);
+        const bool exists = (state_ && state_->configuration.nodes.contains(node)) || has_missed_answers_;
         if (!exists && !nodes_seen_.contains(node) && !configuration_.nodes.contains(node)) {
             throw Violation("event names what is not configured", thing(node));
         }

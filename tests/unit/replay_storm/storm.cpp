@@ -281,6 +281,9 @@ bool Storm::prepare(bool abort_when_refused) {
     const int failures_before = failures();
     if (hb_migrate_to_mox_prep() == Hb_Success) {
         prepared_ = true;
+        if (!watching_) {
+            replay_.read_all(); // what the monitors begin with
+        }
         watching_ = moved_;
         note("  prepared");
         return true;
