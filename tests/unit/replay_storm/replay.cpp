@@ -55,6 +55,12 @@ void Replay::add_causes() {
         return;
     }
     nodes_ever_up_.insert(state_->nodes_up.begin(), state_->nodes_up.end());
+    // A node that any whole reading finds down is down for itself, whatever its peers said.
+    for (auto &[node, peer] : peers_) {
+        if (peer == Peer::dead && !state_->nodes_up.contains(node)) {
+            peer = Peer::unsure;
+        }
+    }
     Up up;
     Up less;
     for (const int node : state_->nodes_up) {
@@ -119,15 +125,6 @@ void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, in
         }
     } else if (peer_of(node) != Peer::dead) {
         peers_[node] = is_up(thing(node)) && !unknown_.contains(node) ? Peer::dead : Peer::unsure;
-    }
-    add_causes();
-}
-
-void Replay::read_all() {
-    for (auto &[node, peer] : peers_) {
-        if (peer == Peer::dead && state_ && !state_->nodes_up.contains(node)) {
-            peer = Peer::unsure;
-        }
     }
     add_causes();
 }

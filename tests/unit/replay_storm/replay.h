@@ -48,8 +48,6 @@ class Replay {
     // The library read this about a node, or about the peer on it.
     void read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node);
     void message_from(int node);
-    // The library read the whole cluster: a node that it found down is down for itself, whatever its peers said.
-    void read_all();
     // The client moves from the daemon to the service. With a configuration a daemon sends no node's state, so the
     // library knows a node's state from later events only. What it does not know it cannot compare.
     void forgive_unknown_nodes();

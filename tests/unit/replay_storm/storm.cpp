@@ -226,7 +226,6 @@ void Storm::settle(bool anew) {
     if (moved_ && failures() != failures_repaired_) {
         note("  rebuild");
         world_->provoke_rebuild();
-        replay_.read_all();
         drain();
     }
     failures_repaired_ = failures();
@@ -281,9 +280,6 @@ bool Storm::prepare(bool abort_when_refused) {
     const int failures_before = failures();
     if (hb_migrate_to_mox_prep() == Hb_Success) {
         prepared_ = true;
-        if (!watching_) {
-            replay_.read_all(); // what the monitors begin with
-        }
         watching_ = moved_;
         note("  prepared");
         return true;
@@ -304,7 +300,6 @@ bool Storm::prepare(bool abort_when_refused) {
 void Storm::commit() {
     hb_migrate_to_mox_commit();
     was_away_ = false;
-    replay_.read_all();
     if (!moved_ && !counts_unknown_nodes_) {
         replay_.forgive_unknown_nodes();
     }
