@@ -29,12 +29,11 @@ void free_locks_in_child() {
     free_in_child(hb_tracing_lock);
 }
 
-// Unloading the library removes the registration.
+// Unloading the library removes the registration. A child that is forked while another thread registers has no handler
+// yet; pthread_once starts anew in it.
 void watch_forks() {
-    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    static bool are_watched = false;
-    const Mutex_Guard guard(mutex);
-    are_watched = are_watched || pthread_atfork(nullptr, nullptr, free_locks_in_child) == 0;
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] { pthread_atfork(nullptr, nullptr, free_locks_in_child); });
 }
 
 } // namespace

@@ -1,8 +1,10 @@
 // Which calls use a connection, and which open: after a failed opening, on a connection alone, on a library whose
 // socket was removed.
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -328,6 +330,26 @@ ISOLATED_TEST(AFork, WhileAnotherThreadOpensLeavesTheChildFreeToTry) {
         return hb_init() == Hb_Success ? 0 : hb_get_errno();
     });
     EXPECT_EQ(15, status);
+}
+
+ISOLATED_TEST(AFork, OfABusyProgramLeavesNoLockHeldInTheChild) {
+    ASSERT_EQ(Hb_Success, hb_remove_socket());
+    std::atomic<bool> is_over{false};
+    std::thread busy([&is_over] {
+        while (!is_over) {
+            hb_remove_socket();
+        }
+    });
+    // A fork may meet the other thread at any point of taking and releasing a lock.
+    for (int i = 0; i < 1000 && !testing::Test::HasFailure(); ++i) {
+        EXPECT_EQ(2, status_of_child([] {
+                      alarm(10);
+                      return static_cast<int>(hb_remove_socket());
+                  }))
+            << "fork " << i;
+    }
+    is_over = true;
+    busy.join();
 }
 
 } // namespace
