@@ -2,13 +2,14 @@
 #ifndef HB_PROCESS_EXIT_H
 #define HB_PROCESS_EXIT_H
 
-// From here on the end of the process is noted before the library's destructor functions run. Called by what makes
-// something to release, for the thread that holds the opening lock. Calling it at the first use and not when the
-// library is loaded is what gives that order: exit() undoes what was registered last first, and the libraries that a
-// program is linked with are loaded before the system registers their destructor functions.
+// From here on the end of the process is noted before the library's destructor functions run: exit() undoes what was
+// registered last first. The library calls it when dlopen() loads it. What makes something to release calls it too, for
+// the thread that holds the opening lock: a plug-in that another library loads before main() starts is registered
+// too early at its loading.
 void hb_watch_exit();
 
-// For destructor functions: true at the end of the process, false when dlclose() unloads the library.
+// For destructor functions: false when dlclose() unloads the library, true at the end of the process. Always true
+// where the library is part of the program from its start, because such a library is never unloaded.
 bool hb_process_ends();
 
 #endif

@@ -83,6 +83,15 @@ ISOLATED_TEST(BusyExit, OfAProgramThatLoadedTheLibraryIsCleanInEveryMode) {
     }
 }
 
+ISOLATED_TEST(BusyExit, OfAProgramThatALibraryOpenedBeforeMainIsClean) {
+    {
+        const FakeDaemon daemon(of_full_size());
+        expect_clean_exits("query", HB_BUSY_EXIT_OPENED);
+    }
+    const FakeDaemon daemon;
+    expect_clean_exits("wait", HB_BUSY_EXIT_OPENED);
+}
+
 #ifdef HB_SIMULATED_SERVICE
 bool exists(const std::string &path) {
     struct stat found {};

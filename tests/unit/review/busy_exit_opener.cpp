@@ -1,0 +1,6 @@
+// A library of a program's own that opens the session when it is loaded.
+#include "hb_client.h"
+
+__attribute__((constructor)) static void open_session() {
+    hb_init();
+}
