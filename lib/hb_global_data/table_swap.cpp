@@ -23,6 +23,7 @@ void hb_empty_live_table() {
     std::fill_n(global_node_tbl, std::clamp<int>(global_config_tbl.Hb_max_nodes, 0, HB_NODE_SLOTS), Hb_False);
     global_num_nodes = 0;
     empty_global_config_table(&global_config_tbl);
+    std::fill_n(global_config_tbl.Hb_global_network_list, HB_NETWORK_SLOTS, Hb_Network_Entry());
 }
 
 bool hb_make_table_lists(Hb_Configuration_Internal &table, int adapters) {

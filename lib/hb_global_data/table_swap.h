@@ -8,7 +8,7 @@
 // is let pass.
 void empty_global_config_table(Hb_Configuration_Internal *t);
 
-// Empties the live table, and the node table as far as the live one reached.
+// Empties the live table with its networks, and the node table as far as the live one reached.
 void hb_empty_live_table();
 
 // Rebuilds global_config_tbl as a deep copy of global_config_tbl_new, which it then empties. Sites are not

@@ -69,6 +69,10 @@ void expect_empty_table() {
     EXPECT_EQ(nullptr, global_config_tbl.adap_hash);
     EXPECT_EQ(nullptr, global_config_tbl.ip_hash);
     EXPECT_EQ(nullptr, global_config_tbl.node_hash);
+    for (const Hb_Network_Entry &network : global_config_tbl.Hb_global_network_list) {
+        EXPECT_STREQ("", network.Hb_network_name);
+        EXPECT_STREQ("", network.Hb_network_type);
+    }
     EXPECT_EQ(0, global_num_nodes);
     for (int node = 0; node < 8; ++node) {
         EXPECT_EQ(Hb_False, global_node_tbl[node]) << node;
@@ -190,6 +194,8 @@ void expect_all_of_the_second_daemon(const std::function<void()> &call) {
     ClusterFacts cluster = small_cluster();
     cluster.local_node = 4;
     cluster.adapters.pop_back();
+    cluster.networks.pop_back();
+    ASSERT_EQ(1U, cluster.networks.size());
     cluster.max_nodes = 16;
     FakeDaemonPlan plan;
     plan.connections = {serve(cluster)};
@@ -208,6 +214,9 @@ void expect_all_of_the_second_daemon(const std::function<void()> &call) {
     EXPECT_EQ(4, node);
     EXPECT_EQ(16, global_config_tbl.Hb_max_nodes);
     EXPECT_EQ(4, global_config_tbl.Hb_num_adapters);
+    char name[HB_NETWORK_NAME_SIZE] = {};
+    EXPECT_EQ(8, error_of(hb_get_network_name_by_number(1, name))) << "the first daemon's alone";
+    EXPECT_STREQ("", global_config_tbl.Hb_global_network_list[1].Hb_network_type);
 }
 
 ISOLATED_TEST(ARemovedSocket, IsFollowedByAWholeOpeningInTheDescriptorArray) {
