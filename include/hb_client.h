@@ -380,8 +380,10 @@ HB_API Hb_Rc hb_init(void);
 /* Closes an open library: drops the cluster-event handlers and the connection, if hb_remove_socket has not.  The
  * shared segments stay attached until the process ends or the library is opened again.  Descriptors got from
  * hb_get_file_descriptor_array are no longer valid.  Cluster events that are still queued outlive the call: they
- * are delivered after the next preparation and commit, with the adapter numbers of the session that ended.  Succeeds, and does nothing when the library is not open:
- * a connection that hb_init_communication alone made stays. */
+ * are delivered after the next preparation and commit, with the adapter numbers of the session that ended.  It
+ * also closes a session that hb_init_communication interrupted, with the connection that this call made.
+ * Succeeds, and does nothing otherwise when the library is not open: a connection that hb_init_communication made
+ * on a closed library stays. */
 HB_API Hb_Rc hb_terminate(void);
 
 /* The reason of the last failure in any thread; 0 while nothing has failed.  Does not open the library. */
@@ -393,7 +395,8 @@ HB_API int hb_get_errno(void);
  * dropping those there are; the daemon knows nothing of subscriptions made on another connection.  On that
  * connection hb_subscribe and hb_get_event_message work without a configuration.  A library that was open is
  * not open any more and its configuration is empty: the next call that opens does so with a connection of its
- * own.  It waits like hb_init.  Errors: 12, 13, 14, 15, 17.
+ * own, and hb_terminate closes the session and this connection.  It waits like hb_init.  Errors: 12, 13, 14, 15,
+ * 17.
  * hb_remove_socket drops the connection and hb_remove_client_select the wait set; both succeed, also when
  * there is none.  They wait while another thread opens.  An open library stays open without its connection:
  * queries answer from the configuration that it has, and requests give error 22.

@@ -83,6 +83,7 @@ Hb_Rc hb_init_communication() {
     }
     if (hb_is_open()) {
         hb_empty_live_table(); // it was another connection's
+        hb_put_session_out_of_use(true);
     }
     Hb_Opening_Attempt attempt;
     const Hb_Rc connected = hb_make_connection();

@@ -76,15 +76,16 @@ Hb_Rc hb_init() {
 }
 
 Hb_Rc hb_terminate() {
-    if (!hb_is_open()) {
+    if (!hb_has_session_to_close()) {
         return Hb_Success;
     }
     const Hb_Locked lock(hb_opening_lock);
-    if (!hb_is_open()) {
+    if (!hb_has_session_to_close()) {
         return Hb_Success;
     }
     MOX_delete_global_event_handlers();
     hb_set_session_state(Hb_Session_State::closed);
+    hb_put_session_out_of_use(false);
     return hb_remove_socket();
 }
 

@@ -7,6 +7,7 @@ int client_initialized = 0;
 namespace {
 
 std::atomic<Hb_Session_State> state_unless_open{Hb_Session_State::closed};
+std::atomic<bool> is_session_out_of_use{false};
 
 std::atomic_ref<int> initialized() {
     return std::atomic_ref<int>(client_initialized);
@@ -28,4 +29,13 @@ void hb_set_session_state(Hb_Session_State state) {
     if (is_open) {
         state_unless_open.store(Hb_Session_State::closed);
     }
+}
+
+void hb_put_session_out_of_use(bool is_out_of_use) {
+    is_session_out_of_use.store(is_out_of_use);
+}
+
+bool hb_has_session_to_close() {
+    const Hb_Session_State state = hb_session_state();
+    return state == Hb_Session_State::open || (is_session_out_of_use && state != Hb_Session_State::opening);
 }

@@ -21,6 +21,13 @@ inline bool hb_is_open() {
     return hb_session_state() == Hb_Session_State::open;
 }
 
+// hb_init_communication puts an open session out of use. Its handlers, and the connection that replaced its own, stay
+// until the session is terminated.
+void hb_put_session_out_of_use(bool is_out_of_use);
+
+// Whether hb_terminate has something to close: an open session, or one out of use.
+bool hb_has_session_to_close();
+
 // The session is `opening` for as long as the object lives, and has the state that it reached afterwards: closed,
 // unless `reach` was called. So a cancelled attempt leaves it closed.
 class Hb_Opening_Attempt {

@@ -170,6 +170,49 @@ ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryKeepsNoOldTable) {
     EXPECT_EQ(3, daemon.connections());
 }
 
+ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryIsClosedByTerminatingWithTheSession) {
+    FakeDaemon daemon(plan_of({serve(small_cluster()), {}}));
+    open_library();
+    orbfs_cluster_name = new char[2]{'c', '\0'}; // deleted with the handlers
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(nullptr, orbfs_cluster_name);
+    EXPECT_EQ(nullptr, client_socket);
+    EXPECT_EQ(Hb_Session_State::closed, hb_session_state());
+    EXPECT_TRUE(daemon.wait_connections_ended(2));
+    EXPECT_EQ(22, error_of(subscribe()));
+}
+
+ISOLATED_TEST(AConnectionAlone, OnAClosedLibraryStaysWhenTerminating) {
+    FakeDaemon daemon(plan_of({serve(small_cluster()), {}, {}}));
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(Hb_Session_State::half_open, hb_session_state());
+    EXPECT_EQ(0, error_of(subscribe()));
+}
+
+ISOLATED_TEST(AConnectionAlone, AfterASessionWasTerminatedStaysWhenTerminatingAgain) {
+    FakeDaemon daemon(plan_of({serve(small_cluster()), {}, {}}));
+    open_library();
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    ASSERT_EQ(Hb_Success, hb_terminate());
+    ASSERT_EQ(Hb_Success, hb_init_communication());
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(Hb_Session_State::half_open, hb_session_state());
+    EXPECT_EQ(0, error_of(subscribe()));
+}
+
+ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryThatCannotBeMadeLeavesTheHandlersToTerminating) {
+    FakeDaemon daemon;
+    open_library();
+    orbfs_cluster_name = new char[2]{'c', '\0'};
+    daemon.stop_listening();
+    EXPECT_EQ(15, error_of(hb_init_communication()));
+    EXPECT_NE(nullptr, orbfs_cluster_name);
+    EXPECT_EQ(Hb_Success, hb_terminate());
+    EXPECT_EQ(nullptr, orbfs_cluster_name);
+}
+
 // ---- An open library whose socket was removed ----
 
 ISOLATED_TEST(ARemovedSocket, LeavesTheLibraryOpenAndItsTableAnswering) {
