@@ -709,7 +709,7 @@ HB_API Hb_Rc hb_mox_msg_received_from(short node);
  * all: 16, 18, 21, 22 sending failed.  The daemon acts for root and its configured group alone: it answers
  * anybody else with a refusal (error 3 or 8) where the request has an answer, and ignores the request
  * where it has none.  In cluster-event mode the requests without an answer succeed without effect, and
- * those with one fail with error 12.
+ * those with one fail with error 12.  After hb_remove_socket both kinds fail with error 22 in daemon mode.
  * ---------------------------------------------------------------------------------------------- */
 
 /* Report that a node or adapter may be down, or is.
@@ -770,7 +770,8 @@ HB_API Hb_Rc hb_mox_delayed_daemon_shutdown(void);
 
 /* ------------------------------------------------------------------------------------------------
  * Routes.  All open.  Errors: 4 node out of range or a null pointer.  In cluster-event mode there is no daemon
- * to ask: hb_get_route fails with error 12, and hb_daemon_route_mcast succeeds without effect.
+ * to ask: hb_get_route fails with error 12, and hb_daemon_route_mcast succeeds without effect.  After
+ * hb_remove_socket both fail with error 22 in daemon mode.
  * ---------------------------------------------------------------------------------------------- */
 
 /* The hops to a node, 176 bytes; a length beside it says how many are used. */

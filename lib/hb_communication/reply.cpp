@@ -5,7 +5,7 @@
 #include "lib/hb_global_data/operating_mode.h"
 
 bool hb_can_await_reply() {
-    return !IsMOX && hb_usable_connection() != nullptr;
+    return !IsMOX;
 }
 
 Hb_Rc hb_wait_for_connection(const timeval *timeout) {

@@ -4,7 +4,8 @@
 
 #include "lib/hb_communication/packet.h"
 
-// Whether a reply can come at all: not in MOX mode, and not without a connection.
+// Whether a request can have a reply: cluster-event mode has no daemon. A connection is not asked for here, because
+// sending reports that there is none.
 bool hb_can_await_reply();
 
 // Waits until the connection is readable; a null time-out waits for nothing and succeeds. Errors: 2, 12.

@@ -358,13 +358,13 @@ ISOLATED_TEST(GetRoute, InClusterEventModeItIsError12AndNothingIsSent) {
     EXPECT_TRUE(log.calls(Call::writev_).empty());
 }
 
-ISOLATED_TEST(GetRoute, WithoutAConnectionItIsError12) {
+ISOLATED_TEST(GetRoute, WithoutAConnectionItIsError22) {
     FakeDaemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     const RouteCall call = get(2);
     EXPECT_EQ(Hb_Failure, call.result);
-    EXPECT_EQ(12, call.error);
+    EXPECT_EQ(22, call.error);
     EXPECT_TRUE(call.untouched());
     EXPECT_EQ(1, daemon.connections());
 }
