@@ -55,7 +55,7 @@
  *   13  the socket could not be made
  *   14  the socket's buffer size could not be set
  *   15  no daemon listens at the socket path, the path is longer than 107 bytes, or a signal ended the wait
- *       for the connection
+ *       for the connection: one handled by a handler installed without SA_RESTART
  *   16  the daemon closed the connection
  *   17  out of memory
  *   18  sending: bad address         21  sending: input/output error
@@ -369,8 +369,9 @@ typedef struct Hb_Subscription_Group {
 /* Opens the library: resolves the socket path from the environment, connects to the daemon, attaches the
  * shared segments and loads the configuration.  Does nothing when it is open, also after hb_remove_socket.
  * A caller need not call it.  It waits without limit while a daemon accepts the connection late or does not
- * answer.  A signal that is handled ends the wait for the connection with error 15; cancelling the thread ends
- * every wait and leaves the library closed.  Other threads that open meanwhile wait, too.
+ * answer.  A signal that is handled by a handler installed without SA_RESTART ends the wait for the connection with
+ * error 15; cancelling the thread ends every wait and leaves the library closed.  Other threads that open meanwhile
+ * wait, too.
  * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next one
  * starts afresh.  Until then the failed one's connection stays and no call uses it: hb_remove_socket drops it.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode

@@ -125,7 +125,8 @@ Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_C
     socket_un.sun_family = AF_UNIX;
     const auto length = static_cast<socklen_t>(std::strlen(socket_un.sun_path) + sizeof socket_un.sun_family);
     New_Socket guard(sock);
-    // Not repeated after a signal: so a program can end the wait for a daemon that accepts nothing.
+    // Not repeated after a signal that is handled by a handler installed without SA_RESTART: so a program can end the
+    // wait for a daemon that accepts nothing.
     const int connected = connect(sock, reinterpret_cast<const sockaddr *>(&socket_un), length);
     guard.keep();
     if (connected != 0) {
