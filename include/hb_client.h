@@ -19,8 +19,9 @@
  *     cursor stays.  A cursor below 0 counts as 0.
  *  5. Memory.  Records are the caller's; the library keeps no pointer into them after a call returns.
  *     What the library allocates for the caller has a free function of its own named below.
- *  6. Threads.  Use the library from one thread at a time; nothing but opening and closing is locked.  Several
- *     threads may make its first call at once: one opens, the others wait, and each tries itself if that failed.
+ *  6. Threads.  Use the library from one thread at a time.  Three things are locked: opening and closing the
+ *     session or its connection, the registration of tracing, and the queue of cluster events.  Several threads
+ *     may make the first call at once: one opens, the others wait, and each tries itself if that failed.
  *     A process may end by exit() while another thread is inside a call.  The library starts no thread,
  *     changes no signal disposition and lets no C++ exception out.  A write to a daemon that has gone
  *     raises SIGPIPE, so a program that does not want that signal ignores it (signal(SIGPIPE, SIG_IGN));
