@@ -117,3 +117,9 @@ TEST(HbctlFailureLine, AbsentSharedDataPointsToADaemonThatStartsOrEnds) {
         "cannot use the heartbeat daemon at /run/s: a shared segment may not be opened: permission denied "
         "(error 31)");
 }
+
+TEST(HbctlErrorText, OfANumberWithTwoReasonsNamesBoth) {
+    EXPECT_EQ(error_text(15),
+              "no daemon listens at the socket path, or a signal ended the wait for the connection");
+    EXPECT_EQ(error_text(22), "sending failed, or the library is not open");
+}
