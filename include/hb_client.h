@@ -52,7 +52,8 @@
  *   10  the daemon sent something else than was expected, or a record that does not hold together
  *   11  the subscription group's type does not allow this
  *   12  waiting for or reading from the daemon failed.  Records may be out of step then: hb_terminate, and open
- *       again.  Also given when the daemon died with a request unread; the next call then gives 16.
+ *       again.  Also given when the daemon died with a request unread; the next call then gives 16.  A cluster
+ *       service that calls the library while the library opens receives it, too.
  *   13  the socket could not be made
  *   14  the socket's buffer size could not be set
  *   15  no daemon listens at the socket path, the path is longer than 107 bytes, or a signal ended the wait
@@ -376,7 +377,7 @@ typedef struct Hb_Subscription_Group {
  * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next one
  * starts afresh.  Until then the failed one's connection stays and no call uses it: hb_remove_socket drops it.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode
- * 17, 63, 64, 65. */
+ * 17, 63, 64, 65.  12 also when a cluster service calls it while the library opens: that opening goes on. */
 HB_API Hb_Rc hb_init(void);
 
 /* Closes an open library: drops the cluster-event handlers and the connection, if hb_remove_socket has not.  The

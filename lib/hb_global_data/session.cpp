@@ -18,7 +18,8 @@
 
 namespace {
 
-// A reading of the service that fails may have noted nodes before.
+// Emptying the live table forgets only the nodes that its numbers reach. A daemon's table that stayed live after the
+// move to the service may have noted others.
 void forget_nodes() {
     if (IsMOX) {
         std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);

@@ -3,9 +3,11 @@
 
 #include "lib/MOX_handlers.h"
 #include "lib/hb_communication/connection.h"
+#include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/working_table.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
@@ -123,6 +125,73 @@ ISOLATED_TEST(Migration, CommittedWithoutPreparationSucceedsAndHasNoHandlers) {
     EXPECT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
     EXPECT_EQ(0, count);
     hb_free_file_descriptor_array(descriptors);
+}
+
+// ---- Openings in cluster-event mode ----
+
+// The daemon's table reaches to node 7 and stays live, because the service fails at the commit. The join of node 100 is
+// noted in it.
+ISOLATED_TEST(OpeningInClusterEventMode, ThatFailsLeavesNoNodeKnown) {
+    FakeDaemon daemon;
+    ASSERT_EQ(Hb_Success, hb_init());
+    Cluster_Client client;
+    mox_sim::Node far;
+    far.number = 100;
+    agree(client.service);
+    client.service.set(far);
+    ASSERT_EQ(Hb_Success, prepare().result);
+    MOX_drop_prepared_table(); // as after an event of the daemon's
+    client.service.fail(Operation::get_net_intf_info, -1, 5);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    client.take_all();
+    client.service.node_down(100);
+    client.service.node_up(100);
+    client.take_all();
+    ASSERT_EQ(Hb_True, global_node_tbl[100]);
+    ASSERT_EQ(8, global_config_tbl.Hb_max_nodes);
+    ASSERT_EQ(Hb_Success, hb_terminate());
+    set_hb_errno(0);
+    EXPECT_EQ(Hb_Failure, hb_init());
+    EXPECT_EQ(65, hb_get_errno());
+    EXPECT_EQ(0, global_num_nodes);
+    for (int node = 0; node < HB_NODE_SLOTS; ++node) {
+        ASSERT_EQ(Hb_False, global_node_tbl[node]) << node;
+    }
+}
+
+struct Inner_Call {
+    Hb_Rc result = 0;
+    int error = 0;
+};
+Inner_Call inner_opening;
+Inner_Call inner_connection;
+
+Inner_Call result_of(Hb_Rc (*call)()) {
+    set_hb_errno(0);
+    const Hb_Rc result = call();
+    return {result, hb_get_errno()};
+}
+
+int call_the_library(const char * /*cluster_name*/, qz_mox_cluster_info_t ** /*info*/) {
+    inner_opening = result_of(hb_init);
+    inner_connection = result_of(hb_init_communication);
+    return -1;
+}
+
+ISOLATED_TEST(OpeningInClusterEventMode, IsError12ForAServiceThatOpensWhileItIsAsked) {
+    FakeDaemon daemon;
+    static qz_mox_service_t service = {};
+    service.get_cluster_info = call_the_library;
+    qz_mox_install_service(&service);
+    IsMOX = true;
+    EXPECT_EQ(Hb_Failure, hb_init());
+    EXPECT_EQ(63, hb_get_errno()) << "the opening goes on and reports the service's failure";
+    EXPECT_EQ(Hb_Failure, inner_opening.result);
+    EXPECT_EQ(12, inner_opening.error);
+    EXPECT_EQ(Hb_Failure, inner_connection.result);
+    EXPECT_EQ(12, inner_connection.error);
+    EXPECT_EQ(0, daemon.connections());
+    qz_mox_install_service(nullptr);
 }
 
 } // namespace
