@@ -7,6 +7,12 @@ if(NOT HB_SANITIZE)
               ${CMAKE_DL_LIBS})
   target_compile_definitions(library_unloading_test PRIVATE HB_LIBRARY="$<TARGET_FILE:hb_client>")
   add_dependencies(library_unloading_test hb_client)
+
+  add_executable(quiet_exit "${corners}/quiet_exit.cpp")
+  target_link_libraries(quiet_exit PRIVATE hb_options hb_client ${CMAKE_DL_LIBS})
+  hb_add_test(quiet_exit_test SOURCES "${corners}/quiet_exit_test.cpp" LIBS hb_test_support)
+  target_compile_definitions(quiet_exit_test PRIVATE HB_QUIET_EXIT="$<TARGET_FILE:quiet_exit>")
+  add_dependencies(quiet_exit_test quiet_exit)
 endif()
 
 # Programs that end while a thread of them is in the library.

@@ -1,0 +1,34 @@
+// The end of a process costs nothing for an open library: nothing is released in it.
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/child_process.h"
+#include "tests/support/fake_daemon.h"
+#include "tests/support/isolated.h"
+
+namespace hb_test {
+namespace {
+
+std::string releases(const std::string &mode) {
+    const FakeDaemon daemon;
+    ChildProcess program({HB_QUIET_EXIT, mode});
+    const auto end = program.wait();
+    EXPECT_TRUE(end);
+    EXPECT_EQ(0, end ? end->exit_status : -1) << program.error_output();
+    return program.output();
+}
+
+ISOLATED_TEST(QuietExit, OfAnOpenLibraryReleasesNothing) {
+    EXPECT_EQ("", releases("open"));
+}
+
+// The program sees releases: terminating closes the socket and deletes the connection.
+ISOLATED_TEST(QuietExit, ReleasesAreSeenWhereTheyAreMade) {
+    const std::string made = releases("terminated");
+    EXPECT_NE(std::string::npos, made.find("close\n")) << made;
+    EXPECT_NE(std::string::npos, made.find("delete\n")) << made;
+}
+
+} // namespace
+} // namespace hb_test
