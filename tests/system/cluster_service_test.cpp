@@ -14,7 +14,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-constexpr std::size_t AT_START = 3;
+constexpr std::size_t AT_START = 4;
 
 class Cluster_Service : public testing::TestWithParam<Setup> {
   protected:
@@ -23,7 +23,7 @@ class Cluster_Service : public testing::TestWithParam<Setup> {
 
 TEST_P(Cluster_Service, TheNodesAndAdaptersThatAreUpComeFirst) {
     Service_Client client(programs(), small_cluster_file());
-    EXPECT_EQ((Lines{"watching", "nodes: event 4 node 1 node 2 node 3",
+    EXPECT_EQ((Lines{"watching", "Hb_Config_Group: event 128", "nodes: event 4 node 1 node 2 node 3",
                      "adapters: event 4 adapter 48 adapter 49 adapter 96 adapter 97 adapter 144 adapter 145"}),
               client.lines(AT_START));
 }

@@ -92,23 +92,32 @@ void Migration_Model::give_up() {
     adapter_records_.clear();
 }
 
-// The daemon's events that were not read are lost with its connection; the difference of the tables is told in
-// their place. The daemon knows two networks and the service has 48, so that the configuration always changes.
+// The daemon's events that were not read are lost with its connection, and the service's events until now are what
+// the daemon reported: the difference of the two tables is reported in the place of both. The table changes with the
+// configuration event.
 void Migration_Model::commit() {
     waiting_.clear();
-    const Members gone = without(table_.adapters, service_.adapters);
-    const Members come = without(service_.adapters, table_.adapters);
-    if (!gone.empty()) {
-        waiting_.push_back({event(false, "a", gone), {}, {}});
-    }
+    node_records_.clear();
+    adapter_records_.clear();
+    report_difference(false, table_, service_);
     waiting_.push_back({"configuration", {}, {}, false, true});
-    if (!come.empty()) {
-        waiting_.push_back({event(true, "a", come), {}, {}});
-    }
-    untold_nodes_ = without(table_.nodes, service_.nodes);
-    untold_nodes_.merge(without(service_.nodes, table_.nodes));
+    report_difference(true, service_, table_);
     working_table_ = service_;
-    node_records_.clear(); // the service shows what they led to; each later one is reported
+}
+
+// The table does not change with these events: it changes as a whole.
+void Migration_Model::report_difference(bool up, const Who_Is_Up &one, const Who_Is_Up &other) {
+    const Members nodes = without(one.nodes, other.nodes);
+    const Members adapters = without(one.adapters, other.adapters);
+    if (!adapters.empty() && !up) {
+        waiting_.push_back({event(up, "a", adapters), {}, {}});
+    }
+    if (!nodes.empty()) {
+        waiting_.push_back({event(up, "n", nodes), {}, {}});
+    }
+    if (!adapters.empty() && up) {
+        waiting_.push_back({event(up, "a", adapters), {}, {}});
+    }
 }
 
 Events Migration_Model::read(std::size_t count) {
@@ -176,12 +185,6 @@ void Client_View::take(const std::string &event) {
     Members &members = name == "n" ? who_.nodes : who_.adapters;
     for (unsigned member = 0; words >> member;) {
         change(members, member, kind != "death");
-    }
-    if (kind == "configuration") {
-        for (const unsigned node : corrected_) {
-            change(who_.nodes, node, !who_.nodes.contains(node));
-        }
-        corrected_.clear();
     }
 }
 

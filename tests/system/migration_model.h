@@ -63,10 +63,6 @@ class Migration_Model {
     };
     Rest read_rest();
 
-    // The nodes whose change of state the commit does not tell. The comparison of the tables tells of adapters
-    // that are up on one side only and of nodes that are configured on one side only; a node that both know is
-    // told by its adapters' deaths or joins, if the daemon's were not read before.
-    const std::set<unsigned> &untold_nodes() const { return untold_nodes_; }
     // What the client holds for the truth.
     const Who_Is_Up &table() const { return table_; }
 
@@ -79,6 +75,7 @@ class Migration_Model {
         bool brings_table = false;
     };
 
+    void report_difference(bool up, const Who_Is_Up &one, const Who_Is_Up &other);
     void node_died(unsigned node, std::vector<std::string> &events);
     void node_came_up(unsigned node, std::vector<std::string> &events);
 
@@ -89,7 +86,6 @@ class Migration_Model {
     std::deque<Waiting> waiting_;
     std::vector<Change> node_records_;
     std::vector<Change> adapter_records_;
-    std::set<unsigned> untold_nodes_;
 };
 
 // The same from the client's side: what it knows by nothing but the events that it was told.
@@ -97,15 +93,12 @@ class Client_View {
   public:
     // An event in the model's words.
     void take(const std::string &event);
-    // With the next change of the configuration these are known to be otherwise.
-    void correct_next(const std::set<unsigned> &nodes) { corrected_ = nodes; }
     const Who_Is_Up &who() const { return who_; }
 
   private:
     void change(std::set<unsigned> &members, unsigned member, bool up);
 
     Who_Is_Up who_;
-    std::set<unsigned> corrected_;
 };
 
 // A line of the client program in the model's words: "death a 96 97", "join n 2", "configuration"; empty for an
