@@ -670,7 +670,7 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  * on as before.  May be called again, also in cluster-event mode: when it is refused there, the handlers that
  * deliver events stay.  Does not open the library: open it first.
  * Errors: 22 the library is not open, and nothing was made; 17; 74 the handlers could not be made; 63, 64, 65 the
- * service tells no cluster, nodes or interfaces
+ * service reports no cluster, nodes or interfaces
  * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
  * nodes differ.  Where the service has a node or an interface that is
  * neither up nor down, 70 or 71 stays behind, also on success. */

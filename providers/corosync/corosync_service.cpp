@@ -224,7 +224,7 @@ void Corosync_Service::take(const wispd::Engine_Step &step) {
 void Corosync_Service::begin_whole_reading() {
     if (events_out_ == 0) {
         look();
-        look(); // at what the first look put off, so that who died or joined was told sooner
+        look(); // at what the first look put off, so that deaths and joins were reported sooner
         configuration_ = cluster_.picture();
     }
 }
