@@ -670,9 +670,8 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  * on as before.  May be called again, also in cluster-event mode: when it is refused there, the handlers that
  * deliver events stay.  Does not open the library: open it first.
  * Errors: 22 the library is not open, and nothing was made; 17; 74 the handlers could not be made; 63, 64, 65 the
- * service reports no cluster, nodes or interfaces
- * (call hb_migrate_to_mox_abort then); 75 the service does not know a node of the daemon's; none when the local
- * nodes differ.  Where the service has a node or an interface that is
+ * service reports no cluster, nodes or interfaces (call hb_migrate_to_mox_abort then); 75 the service does not know
+ * a node of the daemon's; none when the local nodes differ.  Where the service has a node or an interface that is
  * neither up nor down, 70 or 71 stays behind, also on success. */
 HB_API Hb_Rc hb_migrate_to_mox_prep(void);
 
@@ -687,7 +686,7 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * Otherwise event 128 alone is queued, the configuration stays, and the next reading that succeeds reports the
  * difference.
  * Without a preparation no events are delivered until one succeeds and is committed.  A second commit reports what
- * has changed since the first.  It waits while a daemon that has stopped does not read.  To ask the daemon it opens
+ * has changed since the first, and stands for the unread events of the configuration and the node list.  It waits while a daemon that has stopped does not read.  To ask the daemon it opens
  * a library that is not open.  Succeeds always; what was met on the way stays behind as the error number: that of
  * hb_init or of sending when the daemon could not be asked; 17, 63, 64, 65, 70, 71 of the service's table, 73 when it
  * lacks a node of the daemon's or the daemon one of its own; 59 when the events could not be signalled. */

@@ -32,10 +32,9 @@ bool revive_node(Hb_Node_Number node) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, entry->state, entry->reason);
         return false;
     }
-    // A commit behind the message may have found the node down for itself: its table reports no death of it then.
-    const Hb_Node_Entry *next = hb_find_node(MOX_newest_table(), node);
-    if (next != nullptr && next->state == Hb_Entity_Down && next->reason == Hb_Entity_State_Reason_Down) {
-        hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, next->state, next->reason);
+    // A change behind the message may have found the node down for itself, or gone: it reports no death of the node.
+    if (!MOX_is_reported_dead_in_waiting_tables(node)) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, entry->state, entry->reason);
         return false;
     }
     entry->state = Hb_Entity_Up;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <ctime>
+#include <initializer_list>
 #include <pthread.h>
 #include <utility>
 
@@ -57,16 +58,9 @@ void tell_daemon_to_end() {
     hb_mox_delayed_daemon_shutdown();
 }
 
-// Until the commit the daemon has reported what happened since the monitors were opened. Once those events are read, the
-// service's answers are what is now, and nothing is reported a second time. Whether there were any.
-bool skip_what_the_daemon_reported() {
-    const std::pair<const ORBFSHandler *, int> monitors[] = {
-        {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
-        {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS},
-        // The liveness of a node that joined can be read only once its joining has been.
-        {node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
-        {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG},
-        {node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS}};
+using Skip_Unread = std::initializer_list<std::pair<const ORBFSHandler *, int>>;
+
+bool skip_unread(Skip_Unread monitors) {
     bool any = false;
     for (const auto &[handler, category] : monitors) {
         if (handler != nullptr) {
@@ -76,15 +70,28 @@ bool skip_what_the_daemon_reported() {
     return any;
 }
 
-bool skip_nothing() {
-    return false;
+// Every commit reports the configuration, so the service has reported it. It knows so when its events are read.
+bool skip_unread_configuration() {
+    return skip_unread({{node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
+                        {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG}});
+}
+
+// Until the first commit the daemon has reported what happened since the monitors were opened. Once those events are
+// read, the service's answers are what is now, and nothing is reported a second time.
+bool skip_what_the_daemon_reported() {
+    const Skip_Unread liveness = {{node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
+                                  {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS}};
+    bool any = skip_unread(liveness);
+    any = skip_unread_configuration() || any;
+    // The liveness of a node that joined can be read only once its joining has been.
+    return skip_unread(liveness) || any;
 }
 
 void queue_differences(bool leaves_daemon) {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
     if (configuration != nullptr) {
-        configuration->queue_all_differences(MOX_prepared_table,
-                                             leaves_daemon ? skip_what_the_daemon_reported : skip_nothing);
+        configuration->queue_all_differences(MOX_prepared_table, leaves_daemon ? skip_what_the_daemon_reported
+                                                                               : skip_unread_configuration);
     }
 }
 

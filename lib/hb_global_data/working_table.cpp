@@ -61,10 +61,15 @@ void drop_first_earlier() {
     delete first;
 }
 
-void revive(const Hb_Configuration_Internal &table, int node) {
+Hb_Node_Entry *reported_dead_in(const Hb_Configuration_Internal &table, int node) {
     Hb_Node_Entry *entry = hb_find_node(table, node);
-    if (entry != nullptr && entry->state == Hb_Entity_Down &&
-        entry->reason == Hb_Entity_State_Reason_KOBAL_Down) {
+    const bool is_reported_dead = entry != nullptr && entry->state == Hb_Entity_Down &&
+                                  entry->reason == Hb_Entity_State_Reason_KOBAL_Down;
+    return is_reported_dead ? entry : nullptr;
+}
+
+void revive(const Hb_Configuration_Internal &table, int node) {
+    if (Hb_Node_Entry *const entry = reported_dead_in(table, node)) {
         entry->state = Hb_Entity_Up;
         entry->reason = Hb_Entity_State_Reason_KOBAL_Up;
     }
@@ -126,6 +131,17 @@ void MOX_drop_waiting_tables() {
     while (earlier_tables != nullptr) {
         drop_first_earlier();
     }
+}
+
+bool MOX_is_reported_dead_in_waiting_tables(int node) {
+    if (state == MOX_Working_Table::pending && reported_dead_in(global_config_tbl_new, node) == nullptr) {
+        return false;
+    }
+    const Earlier *earlier = earlier_tables;
+    while (earlier != nullptr && reported_dead_in(earlier->table, node) != nullptr) {
+        earlier = earlier->next;
+    }
+    return earlier == nullptr;
 }
 
 void MOX_revive_node_in_waiting_tables(int node) {

@@ -32,6 +32,9 @@ void MOX_drop_built_table();
 // Empties all of them. Markers that are still queued change nothing then.
 void MOX_drop_waiting_tables();
 
+// Whether each table that waits has the node, and has it dead by a peer's report. True when none waits.
+bool MOX_is_reported_dead_in_waiting_tables(int node);
+
 // A message has revived the node: no table that waits may bring back the verdict that it is dead.
 void MOX_revive_node_in_waiting_tables(int node);
 

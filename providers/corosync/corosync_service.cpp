@@ -6,6 +6,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include <pthread.h>
@@ -109,6 +110,9 @@ struct Entries {
                 return fail(ENOTCONN);
             }
             *list = make(service().picture());
+            if constexpr (std::is_same_v<List, qz_mox_net_intf_info_t>) {
+                service().in_whole_reading_ = false; // it ends with the interfaces
+            }
             return 0;
         });
     }
@@ -186,6 +190,7 @@ Corosync_Service::~Corosync_Service() {
 
 // What was before it is open is not told on it.
 int Corosync_Service::open(const std::string &name) {
+    in_whole_reading_ = false;
     if (events_out_ == 0) {
         look();
     }
@@ -221,11 +226,12 @@ void Corosync_Service::take(const wispd::Engine_Step &step) {
     reported_.change(before, cluster_.picture(), events);
 }
 
+// A preparation or a commit wants the configuration of now. It may be refused, so it is no report of it.
 void Corosync_Service::begin_whole_reading() {
     if (events_out_ == 0) {
         look();
         look(); // at what the first look put off, so that deaths and joins were reported sooner
-        configuration_ = cluster_.picture();
+        in_whole_reading_ = true;
     }
 }
 
@@ -270,6 +276,7 @@ void Corosync_Service::tell(const Peer_Change &change) {
 // ---- Reading ----
 
 std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
+    in_whole_reading_ = false;
     look();
     const std::optional<mox_service::Reading> reading = reported_.read(fd, category);
     if (!reading) {
@@ -283,7 +290,7 @@ std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
 }
 
 Picture Corosync_Service::picture() {
-    const bool is_as_now = events_out_ > 0 || !monitors_.any_open();
+    const bool is_as_now = events_out_ > 0 || in_whole_reading_ || !monitors_.any_open();
     return is_as_now ? reported_.shown(cluster_.picture())
                      : reported_.shown(configuration_, cluster_.picture());
 }

@@ -68,7 +68,8 @@ class Corosync_Service {
     Followed_Cluster cluster_;
     mox_service::Monitors monitors_; // goes before what it gathers
     mox_service::Reported_Liveness reported_{monitors_};
-    mox_service::Picture configuration_; // that the users of the monitors know; its statuses mean nothing
+    mox_service::Picture configuration_; // that was last reported; its statuses mean nothing
+    bool in_whole_reading_ = false;      // of cluster, nodes and interfaces, about no event
     int events_out_ = 0;
 };
 

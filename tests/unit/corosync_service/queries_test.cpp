@@ -100,9 +100,10 @@ TEST_F(Corosync_Queries, WhileAMonitorIsOpenTheyTellWhatItHasBeenTold) {
     EXPECT_EQ("1 up, 2 up, 3 down", nodes());
 }
 
-TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNoDeathThatIsUnread) {
+TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNothingThatIsUnread) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::seconds(100));
     const UniqueFd liveness = open("node_liveness");
+    const UniqueFd reconfigurations = open("cluster_reconfig");
     node_dies(3);
     cluster_->configuration.nodes.push_back({4, "four", {{0, "10.1.0.4"}, {1, "10.2.0.4"}}});
     cluster_->tell_reload();
@@ -110,6 +111,8 @@ TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNoDeathThatIsUn
     EXPECT_EQ(1, local_node());
     EXPECT_EQ("1 up, 2 up, 3 up, 4 down", nodes());
     EXPECT_EQ("down 3", read_node(liveness));
+    EXPECT_EQ("1 up, 2 up, 3 down", nodes());
+    EXPECT_EQ("reconfiguration", read_reconfiguration(reconfigurations));
     EXPECT_EQ("1 up, 2 up, 3 down, 4 down", nodes());
 }
 

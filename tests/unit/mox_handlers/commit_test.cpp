@@ -330,6 +330,36 @@ ISOLATED_TEST(SecondCommit, ThatFindsTheNodeDownMakesAnEarlierMessageNoNews) {
     EXPECT_EQ(Hb_Entity_Down, state_of_node(3));
 }
 
+ISOLATED_TEST(SecondCommit, ThatFindsTheNodeGoneMakesAnEarlierMessageNoNews) {
+    Moved moved;
+    set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(3));
+    moved.client.service.remove_node(3);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    for (const Taken &event : moved.client.take_all()) {
+        EXPECT_THAT(event.nodes, IsEmpty()) << "its death was reported, and it is gone";
+    }
+    EXPECT_EQ(3, Moving::nodes());
+}
+
+ISOLATED_TEST(SecondCommit, ThatBringsBackANodeWhichHadGoneReportsItsJoinOnce) {
+    Moved moved;
+    const mox_sim::Node node = moved.client.service.nodes().at(2);
+    ASSERT_EQ(3U, node.number);
+    set_node(3, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(3));
+    moved.client.service.remove_node(3);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    moved.client.service.set(node);
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    int joins = 0;
+    for (const Taken &event : moved.client.take_all()) {
+        joins += event.events == JOIN && !event.nodes.empty() ? 1 : 0;
+    }
+    EXPECT_EQ(1, joins);
+    EXPECT_EQ(Hb_Entity_Up, state_of_node(3));
+}
+
 // ---- A preparation in cluster-event mode ----
 
 ISOLATED_TEST(SecondPreparation, ThatIsRefusedLeavesTheHandlersThatWereThere) {

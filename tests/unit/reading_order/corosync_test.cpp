@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -277,6 +278,42 @@ ISOLATED_TEST(Second_Preparation, WithdrawsNoDeathOfANodeThatIsBack) {
     EXPECT_EQ(Hb_Success, hb_migrate_to_mox_prep());
     client.drain();
     EXPECT_EQ("-+", client.story(3));
+    expect_agreement(engine, client);
+}
+
+ISOLATED_TEST(Second_Preparation, ThatIsRefusedTeachesTheServiceNoConfiguration) {
+    Simulated_Engine engine;
+    Replaying_Client client;
+    engine.configure(5);
+    engine.remove(2); // which refuses the preparation
+    engine.reload();
+    engine.join(5);
+    EXPECT_EQ(Hb_Failure, hb_migrate_to_mox_prep());
+    EXPECT_EQ(75, hb_get_errno());
+    EXPECT_EQ((std::set<int>{1, 2, 3}), client.new_node_group());
+    EXPECT_EQ((std::set<int>{48, 49, 96, 97, 144, 145}), client.new_adapter_group());
+    EXPECT_TRUE(client.read(Category::reconfiguration));
+    EXPECT_EQ((std::set<int>{1, 3}), client.new_node_group());
+    client.drain();
+    expect_agreement(engine, client);
+}
+
+ISOLATED_TEST(SecondCommit, TeachesTheServiceTheConfigurationThatItReports) {
+    Simulated_Engine engine;
+    Replaying_Client client;
+    engine.configure(5);
+    engine.remove(2);
+    engine.reload();
+    engine.leave(3);
+    engine.join(5);
+    EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
+    client.receive_what_is_queued();
+    EXPECT_EQ((std::set<int>{1, 3}), client.received().nodes) << "the liveness of 3 and 5 is unread";
+    EXPECT_EQ((std::set<int>{1, 3}), client.new_node_group());
+    client.drain();
+    EXPECT_EQ("-", client.story(2));
+    EXPECT_EQ("-", client.story(3));
+    EXPECT_EQ("+", client.story(5));
     expect_agreement(engine, client);
 }
 

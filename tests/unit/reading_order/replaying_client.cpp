@@ -1,9 +1,11 @@
 #include "tests/unit/reading_order/replaying_client.h"
 
 #include <ostream>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "lib/MOX_ORBFSNewGroupEventHandler.h"
 #include "lib/MOX_handler_creation.h"
 #include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/configuration_table.h"
@@ -17,6 +19,8 @@ namespace {
 constexpr int DEATH = 1;
 constexpr int JOIN = 2;
 constexpr unsigned PER_NODE = 48;
+constexpr char NODE_GROUP = 1;
+constexpr char ADAPTER_GROUP = 2;
 
 ORBFSHandler *handler_of(Category category) {
     switch (category) {
@@ -107,12 +111,43 @@ bool Replaying_Client::call(int descriptor) {
     return events != 0 || std::string(name) != "untouched";
 }
 
+void Replaying_Client::ask_for_group(char request) {
+    EXPECT_EQ(1, write(new_group_event_handler_p->getWriteFd(), &request, 1));
+    EXPECT_TRUE(call(new_group_event_handler_p->getFileDescriptor()));
+}
+
+std::set<int> Replaying_Client::new_node_group() {
+    ask_for_group(NODE_GROUP);
+    std::set<int> nodes;
+    Hb_Node_Number node = 0;
+    for (Hb_Rc rc = hb_get_first_node(group_.get(), &node); rc == Hb_Success;
+         rc = hb_get_next_node(group_.get(), &node)) {
+        nodes.insert(node);
+    }
+    return nodes;
+}
+
+std::set<int> Replaying_Client::new_adapter_group() {
+    ask_for_group(ADAPTER_GROUP);
+    std::set<int> adapters;
+    Hb_Adapter_Identifier adapter{};
+    for (Hb_Rc rc = hb_get_first_adapter(group_.get(), &adapter); rc == Hb_Success;
+         rc = hb_get_next_adapter(group_.get(), &adapter)) {
+        adapters.insert(static_cast<int>(adapter.Hb_adapter_number));
+    }
+    return adapters;
+}
+
 bool Replaying_Client::read(Category category) {
     const bool any = call(handler_of(category)->getFileDescriptor());
+    receive_what_is_queued();
+    return any;
+}
+
+void Replaying_Client::receive_what_is_queued() {
     while (MOX_event_queue_is_empty() == 0) {
         call(event_pipe_handler_p->getFileDescriptor());
     }
-    return any;
 }
 
 void Replaying_Client::read_all(Category category) {

@@ -37,8 +37,13 @@ class Replaying_Client {
     // Reads one event of the category, and receives everything that the library queued for it. False: there was none.
     bool read(Category category);
     void read_all(Category category);
+    void receive_what_is_queued();
     // Everything that there is, of all categories.
     void drain();
+
+    // The nodes, or the adapter numbers, of a group that answers a new subscription.
+    std::set<int> new_node_group();
+    std::set<int> new_adapter_group();
 
     const Up &received() const { return received_; }
     static Up table();
@@ -49,6 +54,7 @@ class Replaying_Client {
 
   private:
     bool call(int descriptor);
+    void ask_for_group(char request);
     void replay(int events);
     template <typename Members, typename Member>
     void replay_one(Members &up, const Member &member, int events, const std::string &text);

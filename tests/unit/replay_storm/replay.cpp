@@ -25,6 +25,7 @@ void Replay::start(const Configuration &configuration) {
     up_.clear();
     accounts_.clear();
     peers_.clear();
+    has_older_events_ = false;
     nodes_reported_.clear();
     unknown_.clear();
     joins_.clear();
@@ -112,7 +113,7 @@ bool Replay::was_ever_up(const std::string &name) const {
 
 void Replay::read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node) {
     if (category == QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS) {
-        if (type == QZ_ORB_EVENT_DOWN && peer_of(node) == Peer::dead) {
+        if ((type == QZ_ORB_EVENT_DOWN || has_older_events_) && peer_of(node) == Peer::dead) {
             peers_[node] = Peer::unsure;
         }
         if (peer_of(node) == Peer::unsure && nodes_ever_up_.contains(node)) {
@@ -273,6 +274,7 @@ void Replay::compare(const Cluster_State &state, const Configuration &queried) {
         }
     }
     nodes_seen_ = queried.nodes;
+    has_older_events_ = false;
     possible(state);
 }
 

@@ -52,6 +52,10 @@ class Replay {
     // library knows a node's state from later events only. What it does not know it cannot compare.
     void forgive_unknown_nodes();
 
+    // The service did not answer the commit that leaves the daemon, so that older events are still unread. By one of
+    // them a reading may find a node down for itself, and its return may be reported, whatever its peers said since.
+    void keeps_older_events() { has_older_events_ = true; }
+
     // Whether the service has failed to answer since the last comparison. A node that joined meanwhile is not known yet,
     // and its own record is evidence all the same: its death may be reported.
     void missed_answers(bool missed) { has_missed_answers_ = missed; }
@@ -87,6 +91,7 @@ class Replay {
     std::map<int, Peer> peers_;
     std::optional<Cluster_State> state_;
     bool has_missed_answers_ = false;
+    bool has_older_events_ = false;
     std::vector<Up> causes_;
     Up joins_;                    // of nodes whose peers live
     std::set<int> nodes_ever_up_; // by the cluster alone, since causes count

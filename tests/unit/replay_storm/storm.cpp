@@ -298,7 +298,11 @@ bool Storm::prepare(bool abort_when_refused) {
 }
 
 void Storm::commit() {
+    const int failures_before = failures();
     hb_migrate_to_mox_commit();
+    if (!moved_ && failures() != failures_before) {
+        replay_.keeps_older_events();
+    }
     was_away_ = false;
     if (!moved_ && !counts_unknown_nodes_) {
         replay_.forgive_unknown_nodes();
