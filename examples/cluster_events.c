@@ -1,5 +1,6 @@
 /* Takes its events from the operating system's cluster service, on a node without a heartbeat daemon.
- * docs/cluster-event-mode.md tells how to try it with a simulated service. */
+ * docs/cluster-event-mode.md shows how to try it with a simulated service. Set HB_SERVER_SOCKET=/none where a daemon runs:
+ * the first commit asks the daemon that it reaches to end, also for its other clients. */
 #include "hb_client.h"
 #include <poll.h>
 #include <stdio.h>

@@ -19,16 +19,19 @@
  *     cursor stays.  A cursor below 0 counts as 0.
  *  5. Memory.  Records are the caller's; the library keeps no pointer into them after a call returns.
  *     What the library allocates for the caller has a free function of its own named below.
- *  6. Threads.  Use the library from one thread at a time.  Three things are locked: opening and closing the
- *     session or its connection, the registration of tracing, and the queue of cluster events.  Several threads
- *     may make the first call at once: one opens, the others wait, and each tries itself if that failed.
- *     A process may end by exit() while another thread is inside a call.  The library starts no thread,
- *     changes no signal disposition and lets no C++ exception out.  A write to a daemon that has gone
- *     raises SIGPIPE, so a program that does not want that signal ignores it (signal(SIGPIPE, SIG_IGN));
- *     the call then fails with error 16.
- *  7. Values.  Enumerated fields are plain 32-bit integers: a value that the daemon sends and this header
+ *  6. Threads and processes.  Call the library from one thread at a time.  Two things are allowed besides.  Several
+ *     threads may make the first call at once: one opens, the others wait, and each tries itself if that failed.
+ *     A process may end by exit() while another thread is inside a call.  Do not close the session in one thread
+ *     while another waits for an event: the waiting call may never return.  The library starts no thread,
+ *     changes no signal disposition and lets no C++ exception out.
+ *     A forked child shares the connection with its parent, and each event reaches only one of the two.  A child
+ *     that goes on without exec calls hb_terminate first: the parent's session is left alone, and the child may
+ *     open its own.  A child that is forked while another thread is inside a call finds no lock held.
+ *  7. Signals.  A write to a daemon that has ended raises SIGPIPE.  A program that does not want that signal ignores
+ *     it (signal(SIGPIPE, SIG_IGN)); the call then fails with error 16.
+ *  8. Values.  Enumerated fields are plain 32-bit integers: a value that the daemon sends and this header
  *     does not name is handed on as it arrived.
- *  8. Layout.  Every record below has the same size and offsets in 32-bit and 64-bit programs, but for
+ *  9. Layout.  Every record below has the same size and offsets in 32-bit and 64-bit programs, but for
  *     Hb_Client_Hb_Info and those that hold security keys.
  *
  * ENVIRONMENT, read each time the library is opened
@@ -56,9 +59,10 @@
  *       service that calls the library while the library opens receives it, too.
  *   13  the socket could not be made
  *   14  the socket's buffer size could not be set
- *   15  no daemon listens at the socket path, the path is longer than 107 bytes, or a signal ended the wait
- *       for the connection: one handled by a handler installed without SA_RESTART
- *   16  the daemon closed the connection
+ *   15  no daemon listens at the socket path, this user may not connect to it, the path is longer than 107
+ *       bytes, or a signal ended the wait for the connection: one handled by a handler installed without SA_RESTART
+ *   16  the daemon closed the connection.  Every later call gives it again: hb_terminate, and open again after a
+ *       pause.  The README shows the steps under "When the daemon ends".
  *   17  out of memory
  *   18  sending: bad address         21  sending: input/output error
  *   22  sending failed otherwise (a part was written, a negative length, no connection), or the library is not
@@ -78,7 +82,7 @@
  *   68, 72  cluster-event mode: a byte that is no request, or no wake-up, came through a pipe of the library
  *   70, 71  a node's or adapter's state is neither up nor down
  *   73, 75  the cluster service does not know every node that the daemon knows
- *   74  the cluster-event handlers could not be made
+ *   74  the cluster-event handlers could not be made, or the cluster service did not report its name
  *   81  no cluster-event handler owns any of the ready descriptors
  *   82  a cluster-event handler was given up more often than it was made
  *   84  the site is not configured
@@ -372,8 +376,9 @@ typedef struct Hb_Subscription_Group {
  * shared segments and loads the configuration.  Does nothing when it is open, also after hb_remove_socket.
  * A caller need not call it.  It waits without limit while a daemon accepts the connection late or does not
  * answer.  A signal that is handled by a handler installed without SA_RESTART ends the wait for the connection with
- * error 15; cancelling the thread ends every wait and leaves the library closed.  Other threads that open meanwhile
- * wait, too.
+ * error 15.  It does not end the wait for an answer: a daemon that is stopped has a queue that accepts the
+ * connection, and does not answer.  Cancelling the thread ends every wait and leaves the library closed.  Other
+ * threads that open meanwhile wait, too.
  * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next one
  * starts afresh.  Until then the failed one's connection stays and no call uses it: hb_remove_socket drops it.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode
@@ -669,8 +674,8 @@ HB_API Hb_Rc hb_site_merge(Hb_Group *group);
  * speak of the same cluster: the local node, and every node of the daemon's.  The session with the daemon goes
  * on as before.  May be called again, also in cluster-event mode: when it is refused there, the handlers that
  * deliver events stay.  Does not open the library: open it first.
- * Errors: 22 the library is not open, and nothing was made; 17; 74 the handlers could not be made; 63, 64, 65 the
- * service reports no cluster, nodes or interfaces (call hb_migrate_to_mox_abort then); 75 the service does not know
+ * Errors: 22 the library is not open, and nothing was made; 17; 74 the handlers could not be made, also when a
+ * service does not know its cluster's name yet; 63, 64, 65 the service reports no cluster, nodes or interfaces (call hb_migrate_to_mox_abort then); 75 the service does not know
  * a node of the daemon's; none when the local nodes differ.  Where the service has a node or an interface that is
  * neither up nor down, 70 or 71 stays behind, also on success. */
 HB_API Hb_Rc hb_migrate_to_mox_prep(void);
@@ -685,11 +690,14 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * When the service does not answer, the commit uses what the preparation read, if no event has been read since.
  * Otherwise event 128 alone is queued, the configuration stays, and the next reading that succeeds reports the
  * difference.
- * Without a preparation no events are delivered until one succeeds and is committed.  A second commit reports what
- * has changed since the first, and stands for the unread events of the configuration and the node list.  It waits while a daemon that has stopped does not read.  To ask the daemon it opens
- * a library that is not open.  Succeeds always; what was met on the way stays behind as the error number: that of
+ * Without a preparation no events are delivered until one succeeds and is committed.
+ * A second commit reports what has changed in the configuration since the first, and the unread events of the
+ * configuration and of the node list end with it.  A death or return of a node or adapter whose own event is unread
+ * is reported by that event, behind event 128.
+ * The call waits while a daemon that has stopped does not read.  To ask the daemon it opens a library that is not
+ * open.  Succeeds always; what was met on the way stays behind as the error number: that of
  * hb_init or of sending when the daemon could not be asked; 17, 63, 64, 65, 70, 71 of the service's table, 73 when it
- * lacks a node of the daemon's or the daemon one of its own; 59 when the events could not be signalled. */
+ * lacks a node of the daemon's (at a second commit: of the configuration in use) or the other way round; 59 when the events could not be signalled. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
 /* Gives the preparation up and stays with the daemon; after a commit there are no handlers then, and no

@@ -29,7 +29,9 @@ constexpr std::array meanings{
     Meaning{12, "waiting for or reading from the daemon failed"},
     Meaning{13, "the socket could not be made"},
     Meaning{14, "the size of the socket's buffer could not be set"},
-    Meaning{15, "no daemon listens at the socket path, or a signal ended the wait for the connection"},
+    Meaning{
+        15,
+        "no daemon listens at the socket path, this user may not connect to it, or a signal ended the wait"},
     Meaning{16, "the daemon closed the connection"},
     Meaning{17, "out of memory"},
     Meaning{18, "sending failed: bad address"},
@@ -93,7 +95,7 @@ constexpr std::array meanings{
 // Ascending. Where the daemon judges a request.
 constexpr std::array request_meanings{
     Meaning{3, "the daemon does not let this user act: run as root or as a member of its group"},
-    Meaning{4, "it is out of range, or no adapter of this node"},
+    Meaning{4, "out of range, or not of this node"},
     Meaning{7, "the adapter is not configured, or no adapter of this node has the address"},
     Meaning{8, "the daemon could not do it, or does not let this user act"},
     Meaning{10, "the daemon sent something else than the answer"},

@@ -81,8 +81,8 @@ TEST_P(Control, WhoIsReportedDownDies) {
     expect_lines(clients, {"event 5 death a adapters 4@1"});
     EXPECT_TRUE(is_refused({"node-down", "7"},
                            "cannot report that node 7 is down: the node is not configured (error 9)"));
-    EXPECT_TRUE(is_refused({"node-down", "8"}, "cannot report that node 8 is down: it is out of range, or no "
-                                               "adapter of this node (error 4)"));
+    EXPECT_TRUE(is_refused({"node-down", "8"},
+                           "cannot report that node 8 is down: out of range, or not of this node (error 4)"));
 }
 
 TEST_P(Control, WhoIsSuspectedDiesWhenNoSignOfLifeComes) {
@@ -103,8 +103,8 @@ TEST_P(Control, AdaptersOfTheNodeAreHeldDownAndLetUpAgain) {
     EXPECT_TRUE(does({"ifconfig-up", "2"}, "ifconfig-up 2: sent"));
     expect_lines(clients, {"event 6 join a adapters 2@2"});
     EXPECT_EQ(hbctl({"adapter-state", "3"}), said("ADAPTER  STATE\n      3  up"));
-    EXPECT_TRUE(is_refused({"disable", "4"}, "cannot disable adapter 4: it is out of range, or no adapter of "
-                                             "this node (error 4)"));
+    EXPECT_TRUE(
+        is_refused({"disable", "4"}, "cannot disable adapter 4: out of range, or not of this node (error 4)"));
     EXPECT_TRUE(is_refused({"adapter-state", "9"},
                            "cannot tell the state of adapter 9: the adapter is not configured, or no adapter "
                            "of this node has the address (error 7)"));
@@ -133,8 +133,7 @@ TEST_P(Control, AddressesAreGivenTakenAndExchanged) {
                            "adapter of this node has the address (error 7)"));
     EXPECT_TRUE(is_refused({"swap", "2", "10.1.0.2"},
                            "cannot exchange the addresses of adapter 2 and of the "
-                           "one that has 10.1.0.2: it is out of range, or no adapter "
-                           "of this node (error 4)"));
+                           "one that has 10.1.0.2: out of range, or not of this node (error 4)"));
 }
 
 TEST_P(Control, GraceIsGivenOnceAndKeepsSuspicionsAway) {

@@ -65,6 +65,7 @@ class Simulated_World : public World {
     bool swap_addresses(Node &node);
     bool reload(const Step &step);
     void show();
+    void repeat(const Node &node);
     void notify_node(const char *monitor, qz_orb_event_category_t category, bool up, unsigned node);
 
     static unsigned node_number(const Step &step) { return 1 + step.a % NODES; }
@@ -321,6 +322,15 @@ void Simulated_World::notify_node(const char *monitor, qz_orb_event_category_t c
     service_.push(monitor, event);
 }
 
+// The service orders it among the unread events of the node.
+void Simulated_World::repeat(const Node &node) {
+    mox_sim::Told told{"node_liveness", {}};
+    told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    told.event.type = node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    told.event.node = node.number;
+    service_.change(shown_, {told});
+}
+
 bool Simulated_World::notify(const Step &step) {
     const unsigned number = node_number(step);
     switch (step.verb) {
@@ -335,8 +345,7 @@ bool Simulated_World::notify(const Step &step) {
     case Verb::repeat:
         for (const Node &node : shown_.nodes) {
             if (node.number == number && number != LOCAL) {
-                notify_node("node_liveness", QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS,
-                            node.status == QZ_MOX_NODE_STATUS_UP, number);
+                repeat(node);
             }
         }
         return true;

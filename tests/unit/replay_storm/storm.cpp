@@ -271,7 +271,7 @@ void Storm::message(const Step &step) {
     if (hb_mox_msg_received_from(static_cast<short>(node)) != Hb_Success) {
         throw Violation("call failed", "hb_mox_msg_received_from, error " + std::to_string(hb_get_errno()));
     }
-    if (watching_) { // without handlers a message has no event
+    if (has_handlers_) { // without them a message has no event
         replay_.message_from(node);
     }
 }
@@ -280,6 +280,7 @@ bool Storm::prepare(bool abort_when_refused) {
     const int failures_before = failures();
     if (hb_migrate_to_mox_prep() == Hb_Success) {
         prepared_ = true;
+        has_handlers_ = true;
         watching_ = moved_;
         note("  prepared");
         return true;
@@ -287,6 +288,7 @@ bool Storm::prepare(bool abort_when_refused) {
     const int error = hb_get_errno();
     note("  refused, error " + std::to_string(error));
     prepared_ = false;
+    has_handlers_ = has_handlers_ || is_query_error(error); // the queries come behind the handlers
     const bool failed = (is_query_error(error) || error == NO_HANDLERS) && failures() != failures_before;
     if (!failed && error != NODES_UNKNOWN) {
         throw Violation("call failed", "preparation, error " + std::to_string(error));
@@ -317,6 +319,7 @@ void Storm::abort() {
     was_away_ = moved_;
     prepared_ = false;
     watching_ = false;
+    has_handlers_ = false;
 }
 
 // After an abort in cluster-event mode a preparation and its commit bring events again. Where the preparation is
@@ -338,6 +341,7 @@ void Storm::restart() {
     hb_terminate();
     prepared_ = false;
     watching_ = false;
+    has_handlers_ = false;
     faulty_seam::heal();
     if (hb_init() != Hb_Success || !prepare(false)) {
         throw Violation("call failed", "a new start, error " + std::to_string(hb_get_errno()));

@@ -68,10 +68,11 @@ class Storm {
     std::unique_ptr<Daemon_Side> daemon_;
     Client client_;
     Replay replay_;
-    bool moved_ = false;    // to cluster-event mode
-    bool prepared_ = false; // and not committed yet
-    bool was_away_ = false; // there were none for a while: only a commit makes up for that
-    bool watching_ = false; // there are handlers, in cluster-event mode
+    bool moved_ = false;        // to cluster-event mode
+    bool has_handlers_ = false; // also when the preparation that made them was refused
+    bool prepared_ = false;     // and not committed yet
+    bool was_away_ = false;     // there were none for a while: only a commit makes up for that
+    bool watching_ = false;     // there are handlers, in cluster-event mode
     int failures_repaired_ = 0;
     std::deque<std::string> story_;
 };
