@@ -119,7 +119,8 @@ TEST(HbctlFailureLine, AbsentSharedDataPointsToADaemonThatStartsOrEnds) {
 }
 
 TEST(HbctlErrorText, OfANumberWithTwoReasonsNamesBoth) {
-    EXPECT_EQ(error_text(15),
-              "no daemon listens at the socket path, this user may not connect to it, or a signal ended the wait");
+    EXPECT_EQ(
+        error_text(15),
+        "no daemon listens at the socket path, this user may not connect to it, or a signal ended the wait");
     EXPECT_EQ(error_text(22), "sending failed, or the library is not open");
 }
