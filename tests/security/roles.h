@@ -1,0 +1,67 @@
+// The accounts that attacks are made from, and the programs where these accounts can run them.
+#ifndef HB_TEST_SECURITY_ROLES_H
+#define HB_TEST_SECURITY_ROLES_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/child_process.h"
+#include "tests/support/temp_dir.h"
+#include "tests/system/setup.h"
+
+namespace hb_test {
+
+// An outsider is in no group of wispd's. A client is in [daemon] group, an actor in act_group as well, and an
+// administrator in control_group besides. The ids belong to nobody on a Debian system.
+enum class Role { root, outsider, client, other_client, actor, administrator };
+
+inline constexpr int OUTSIDER_USER = 65534;
+inline constexpr int CLIENT_USER = 64001;
+inline constexpr int OTHER_CLIENT_USER = 64002;
+inline constexpr int ACTOR_USER = 64003;
+inline constexpr int ADMINISTRATOR_USER = 64004;
+inline constexpr int CLIENT_GROUP = 64101;
+inline constexpr int ACT_GROUP = 64102;
+inline constexpr int CONTROL_GROUP = 64103;
+
+int user_of(Role role);
+
+struct Ended {
+    int exit_status = -1; // -1: it did not end by itself
+    std::string output;
+    std::string errors;
+};
+void PrintTo(const Ended &ended, std::ostream *out);
+
+// Copies of a build's programs and libraries that everybody may run, which the build's directory need not be.
+class Public_Programs {
+  public:
+    explicit Public_Programs(const Programs &programs);
+
+    // words[0] is a program of the build, or any other that PATH finds.
+    std::unique_ptr<ChildProcess> start(Role role, const std::vector<std::string> &words) const;
+    // To its end, with nothing on its standard input.
+    Ended run(Role role, const std::vector<std::string> &words) const;
+    std::string path(const std::string &name) const { return directory_.file(name); }
+
+  private:
+    TempDir directory_;
+};
+
+// Why attacks from other accounts cannot be made here; empty when they can.
+std::string why_no_roles();
+
+} // namespace hb_test
+
+// In SetUp or at the start of a test: skips it where other accounts cannot be used.
+#define HB_NEEDS_ROLES()                                                                                       \
+    do {                                                                                                       \
+        if (const std::string why = hb_test::why_no_roles(); !why.empty()) {                                   \
+            GTEST_SKIP() << why;                                                                               \
+        }                                                                                                      \
+    } while (false)
+
+#endif
