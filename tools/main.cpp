@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <exception>
 
+#include <sys/prctl.h>
+
 namespace {
 
 int act(const hbctl::Arguments &arguments) {
@@ -42,6 +44,8 @@ int act_and_report(const hbctl::Parsed &parsed) {
 
 int main(int argc, char **argv) {
     hbctl::ensure_standard_descriptors();
+    // It holds keys while it shows them: none of them goes into a core file, or to a debugger of the same user.
+    prctl(PR_SET_DUMPABLE, 0);
     // A daemon or a reader that has gone shows as the failure of a write instead.
     std::signal(SIGPIPE, SIG_IGN);
     return act_and_report(hbctl::parse_arguments(argc, argv));

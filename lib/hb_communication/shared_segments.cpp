@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <sys/ipc.h>
+#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 
@@ -110,6 +111,11 @@ Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&
     return Hb_Success;
 }
 
+// Keys stay out of core files. A kernel that cannot do that is no reason not to read them.
+void keep_out_of_core_files(const Hb_security_information &security) {
+    madvise(const_cast<Hb_security_information *>(&security), sizeof security, MADV_DONTDUMP);
+}
+
 template <typename Record> void detach(const Record *&address) {
     if (address != nullptr) {
         shmdt(address);
@@ -150,6 +156,7 @@ Hb_Rc hb_init_shared_memory() {
         Hb_Success) {
         return Hb_Failure;
     }
+    keep_out_of_core_files(*security_info);
     shm_sem_id = semget(keys.HB_SHARED_SEM_KEY, HB_SEM_COUNT, 0);
     if (shm_sem_id == -1) {
         return hb_fail(semaphore_error(errno));

@@ -1,6 +1,9 @@
 // What becomes of key bytes between the daemon's segment, the security library and the heap.
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +76,32 @@ ISOLATED_TEST(KeyMemory, IsZeroWhenItIsGivenBack) {
     EXPECT_EQ(Hb_Success, records.release());
     EXPECT_EQ(std::vector<std::size_t>(12, 16), calls.allocated());
     EXPECT_EQ(std::vector<Bytes>(12, Bytes().zeros(16)), calls.freed());
+}
+
+// What the kernel says of the mapping at this address, such as "rd sh mr mw me ms dd".
+std::string mapping_flags(const void *address) {
+    std::ifstream maps("/proc/self/smaps");
+    const auto wanted = reinterpret_cast<uintptr_t>(address);
+    bool here = false;
+    for (std::string line; std::getline(maps, line);) {
+        uintptr_t from = 0;
+        uintptr_t to = 0;
+        char dash = 0;
+        std::istringstream words(line);
+        if (words >> std::hex >> from >> dash >> to && dash == '-') {
+            here = from <= wanted && wanted < to;
+        } else if (here && line.starts_with("VmFlags:")) {
+            return line;
+        }
+    }
+    return "";
+}
+
+ISOLATED_TEST(KeyMemory, OfTheSegmentIsLeftOutOfCoreFiles) {
+    FakeDaemon daemon(plan_of(full_segment()));
+    open_library();
+    EXPECT_NE(std::string::npos, mapping_flags(security_info).find(" dd")) << mapping_flags(security_info);
+    EXPECT_EQ(std::string::npos, mapping_flags(shared_route_info).find(" dd")) << "routes are no secret";
 }
 
 ISOLATED_TEST(KeyMemory, OfTheKeysBeforeABadOneIsGivenBackByTheCallerAlone) {

@@ -1,0 +1,82 @@
+// wispd does its work under the restrictions of its unit. tests/security/confined puts them on.
+#include <memory>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/security/confined_programs.h"
+#include "tests/security/roles.h"
+#include "tests/system/clusters.h"
+#include "tests/system/hbctl.h"
+
+namespace hb_test {
+namespace {
+
+class Confined_Service : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (const std::string why = why_not_confined(); !why.empty()) {
+            GTEST_SKIP() << why;
+        }
+        programs_ = std::make_unique<Confined_Programs>(std::vector{TempDir::root()});
+    }
+
+    std::unique_ptr<Confined_Programs> programs_;
+};
+
+std::string with_keys_and_group() {
+    return small_cluster_file() + "[security]\n[daemon]\ngroup = \"" + std::to_string(CLIENT_GROUP) + "\"\n";
+}
+
+TEST_F(Confined_Service, ServesItsClients) {
+    Daemon daemon(programs_->programs(), with_keys_and_group());
+    ASSERT_TRUE(daemon.start());
+    const auto hbctl = [&](const std::vector<std::string> &words) {
+        return run_hbctl(programs_of_this_build(), daemon, words);
+    };
+    EXPECT_EQ(0, hbctl({"status"}).exit_status);
+    EXPECT_EQ(0, hbctl({"route", "3", "--shared"}).exit_status);
+    EXPECT_EQ(0, hbctl({"keys"}).exit_status);
+    EXPECT_EQ(said("node-down 3: sent"), hbctl({"node-down", "3"}));
+    EXPECT_TRUE(daemon.wait_logged("nodes died: 3"));
+    EXPECT_TRUE(daemon.tells(R"({"do":"node-up","node":3})"));
+    struct stat socket {};
+    ASSERT_EQ(0, stat(daemon.socket().c_str(), &socket));
+    EXPECT_EQ(static_cast<gid_t>(CLIENT_GROUP), socket.st_gid) << "by the one capability that it keeps";
+    daemon.send_signal(SIGHUP);
+    EXPECT_TRUE(daemon.wait_logged("configuration 2:"));
+    EXPECT_TRUE(daemon.stop());
+}
+
+// What systemd would take away is taken away here as well: otherwise the test above would show nothing.
+TEST_F(Confined_Service, MayDoNothingElse) {
+    const auto confined = [](const std::string &command) {
+        ChildProcess process({confined_path(), HB_TEST_UNIT, "/bin/sh", "-c", command});
+        process.close_input();
+        const std::optional<ChildEnd> end = process.wait();
+        return end ? end->exit_status : -1;
+    };
+    EXPECT_EQ(0, confined("true"));
+    EXPECT_NE(0, confined("touch /etc/hb_confined_test"));
+    EXPECT_NE(0, confined("unshare -n true"));
+    EXPECT_NE(0, confined("mount -t tmpfs none /mnt"));
+    EXPECT_EQ(0, confined("grep -q 'CapEff:.*0000000000000001$' /proc/self/status"));
+    EXPECT_EQ(0, confined("grep -q 'NoNewPrivs:.*1$' /proc/self/status"));
+    EXPECT_EQ(0, confined("grep -q 'Seccomp:.*2$' /proc/self/status"));
+    EXPECT_EQ(0, confined("test $(ulimit -c) = 0"));
+}
+
+TEST(Service_Unit, HasAnExposureOfAtMostThree) {
+    if (access("/usr/bin/systemd-analyze", X_OK) != 0) {
+        GTEST_SKIP() << "systemd-analyze is missing";
+    }
+    ChildProcess process(
+        {"systemd-analyze", "security", "--offline=true", "--no-pager", "--threshold=30", HB_TEST_UNIT});
+    process.close_input();
+    const std::optional<ChildEnd> end = process.wait();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(0, end->exit_status) << process.output() << process.error_output();
+}
+
+} // namespace
+} // namespace hb_test

@@ -1,0 +1,32 @@
+// The settings of a service unit.
+#ifndef HB_TEST_SECURITY_UNIT_FILE_H
+#define HB_TEST_SECURITY_UNIT_FILE_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace hb_test {
+
+std::vector<std::string> words_of(const std::string &text);
+
+class Unit_File {
+  public:
+    // Throws std::runtime_error when it cannot be read.
+    explicit Unit_File(const std::string &path);
+
+    // Every line of a setting, in order.
+    std::vector<std::string> lines(const std::string &key) const;
+    // The last of them; empty when there is none.
+    std::string value(const std::string &key) const;
+    // The words of all of them.
+    std::vector<std::string> words(const std::string &key) const;
+    bool is_on(const std::string &key) const { return value(key) == "yes"; }
+
+  private:
+    std::vector<std::pair<std::string, std::string>> settings_;
+};
+
+} // namespace hb_test
+
+#endif
