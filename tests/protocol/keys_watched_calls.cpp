@@ -1,6 +1,7 @@
 #include "tests/protocol/keys_watched_calls.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace hb_test {
 namespace {
@@ -30,6 +31,8 @@ void __real_explicit_bzero(void *memory, size_t length);
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key);
 void __wrap_sec_release_typed_key(sec_key_desc *key);
 void __wrap_explicit_bzero(void *memory, size_t length);
+// What an optimized build calls instead; `room` is what the compiler knows of the array.
+void __wrap___explicit_bzero_chk(void *memory, size_t length, size_t room);
 
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key) {
     if (watching == nullptr) {
@@ -61,6 +64,13 @@ void __wrap_explicit_bzero(void *memory, size_t length) {
     if (!watching->unmarshallings.empty() && watching->unmarshallings.back().form == memory) {
         watching->unmarshallings.back().wiped = zero;
     }
+}
+
+void __wrap___explicit_bzero_chk(void *memory, size_t length, size_t room) {
+    if (length > room) {
+        std::abort();
+    }
+    __wrap_explicit_bzero(memory, length);
 }
 
 } // extern "C"

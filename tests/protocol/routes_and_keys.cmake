@@ -39,7 +39,8 @@ foreach(
   getrandom
   sec_unmarshal_typed_key
   sec_release_typed_key
-  explicit_bzero)
+  explicit_bzero
+  __explicit_bzero_chk)
   target_link_options(protocol_key_memory_test PRIVATE "LINKER:--wrap=${name}")
 endforeach()
 # A sanitized shared library calls the wrapped functions too, and finds them only when they are visible.
