@@ -795,8 +795,9 @@ typedef struct Hb_Route {
  * Errors: 6 no route, 9 node not configured, 10 unexpected answer, 12, 16, 18, 21, 22. */
 HB_API Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 
-/* The route to a node, configured or not, read from shared memory without asking anybody; waits while the
- * daemon rewrites the routes.  hb_read_ip_route takes IP routes only.
+/* The route to a node, configured or not, read from shared memory without asking anybody.  Waits while the daemon
+ * rewrites the routes, for three seconds at most and no longer than the daemon runs; then it reads what is there.
+ * hb_read_ip_route takes IP routes only.
  * Errors: 6 no route, or no shared memory that tells of the node; 49 not an IP route. */
 HB_API Hb_Rc hb_read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 HB_API Hb_Rc hb_read_ip_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);

@@ -1,22 +1,77 @@
 #include "lib/hb_communication/route_section.h"
 
 #include <cerrno>
+#include <csignal>
+#include <ctime>
 #include <sys/sem.h>
+#include <sys/shm.h>
 
 #include "lib/hb_communication/shared_segments.h"
 
-Hb_Route_Section::Hb_Route_Section() : entered_(false) {
-    sembuf enter[2] = {{HB_SEM_READERS, 1, SEM_UNDO}, {HB_SEM_WRITER, 0, 0}};
-    int result = -1;
-    do {
-        result = semop(shm_sem_id, enter, 2);
-    } while (result == -1 && errno == EINTR);
-    entered_ = result == 0;
+namespace {
+
+// Any process with access to the semaphores can set them to a value that nobody resets. A reader therefore never
+// waits for longer than a daemon that works holds readers back, which is a second.
+constexpr timespec STEP = {0, 250'000'000};
+constexpr int LONGEST_SECONDS = 3;
+
+timespec now() {
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
 }
 
+bool is_over(const timespec &since) {
+    const timespec time = now();
+    const long whole = static_cast<long>(time.tv_sec - since.tv_sec);
+    return whole > LONGEST_SECONDS || (whole == LONGEST_SECONDS && time.tv_nsec >= since.tv_nsec);
+}
+
+// Whether a daemon that could end the wait may still run. The process that made segment 1 is the daemon; number 0 is
+// a process that this one cannot see.
+bool daemon_may_be_there() {
+    if (shm_id[0] == -1) {
+        return true;
+    }
+    shmid_ds status = {};
+    if (shmctl(shm_id[0], IPC_STAT, &status) == -1) {
+        return errno == EACCES;
+    }
+    if ((status.shm_perm.mode & SHM_DEST) != 0) {
+        return false;
+    }
+    return status.shm_cpid <= 0 || kill(status.shm_cpid, 0) == 0 || errno != ESRCH;
+}
+
+// False when the semaphores cannot be used, or nobody is there to end the wait.
+bool enter_section() {
+    sembuf enter[2] = {{HB_SEM_READERS, 1, SEM_UNDO}, {HB_SEM_WRITER, 0, 0}};
+    timespec since = {};
+    for (bool waited = false;; waited = true) {
+        timespec step = STEP;
+        if (semtimedop(shm_sem_id, enter, 2, &step) == 0) {
+            return true;
+        }
+        if (errno != EINTR && (errno != EAGAIN || !daemon_may_be_there())) {
+            return false;
+        }
+        if (!waited) {
+            since = now();
+        } else if (is_over(since)) {
+            return false;
+        }
+    }
+}
+
+} // namespace
+
+Hb_Route_Section::Hb_Route_Section() : entered_(enter_section()) {}
+
+// A count that somebody has set to 0 does not hold this reader any more: there is nothing to wait for.
 Hb_Route_Section::~Hb_Route_Section() {
     if (entered_) {
         sembuf leave = {HB_SEM_READERS, -1, SEM_UNDO};
-        semop(shm_sem_id, &leave, 1);
+        timespec at_once = {0, 0};
+        semtimedop(shm_sem_id, &leave, 1, &at_once);
     }
 }

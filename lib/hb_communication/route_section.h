@@ -3,7 +3,8 @@
 #define HB_ROUTE_SECTION_H
 
 // Counts the reader in while it lives, once the daemon is not rewriting the routes. A reader that dies inside
-// is counted out by the system.
+// is counted out by the system. It waits for the daemon in steps, for three seconds at most, and no longer once the
+// daemon or its semaphores are gone.
 class Hb_Route_Section {
   public:
     Hb_Route_Section();
@@ -11,7 +12,8 @@ class Hb_Route_Section {
     Hb_Route_Section(const Hb_Route_Section &) = delete;
     Hb_Route_Section &operator=(const Hb_Route_Section &) = delete;
 
-    // False when the semaphores could not be used. The daemon may then write while the reader reads.
+    // False when the semaphores could not be used, or did not admit the reader in time. The daemon may then write while
+    // the reader reads.
     bool entered() const { return entered_; }
 
   private:

@@ -39,26 +39,45 @@ Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
     return copy;
 }
 
-// Reads a record that the daemon may be rewriting. The daemon sets the record's generation to 0, changes the record, sets
+enum class Copied { whole, none, torn };
+
+// Copies a record that the daemon may be rewriting. The daemon sets the record's generation to 0, changes the record, sets
 // the new generation, and at last that of segment 1. A copy is whole when the generation before and after it is that of
-// segment 1. False when no copy was whole: there is no route, or the daemon died while it wrote.
+// segment 1, and there is none while that is 0.
+Copied copy_once(const Hb_route_sequence &shared, Hb_route_sequence &record) {
+    const Hb_Sequence_Number before = hb_read_in_order(shared.sequence_number);
+    record = copy_of(shared);
+    const Hb_Sequence_Number after = hb_read_in_order(shared.sequence_number);
+    const Hb_Sequence_Number valid = hb_read_once(data_for_client->sequence_number);
+    if (valid == 0) {
+        return Copied::none;
+    }
+    return before == after && after == valid ? Copied::whole : Copied::torn;
+}
+
+// False when no copy was whole: there is no route, or the daemon died while it wrote.
 bool read_unguarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     for (int i = 0; i < COPIES_MOST; ++i) {
-        const Hb_Sequence_Number before = hb_read_in_order(shared.sequence_number);
-        record = copy_of(shared);
-        const Hb_Sequence_Number after = hb_read_in_order(shared.sequence_number);
-        const Hb_Sequence_Number valid = hb_read_once(data_for_client->sequence_number);
-        if (valid == 0) {
-            return false;
-        }
-        if (before == after && after == valid) {
-            return true;
+        const Copied copied = copy_once(shared, record);
+        if (copied != Copied::torn) {
+            return copied == Copied::whole;
         }
         if ((i + 1) % COPIES_BETWEEN_PAUSES == 0) {
             sched_yield();
         }
     }
     return false;
+}
+
+// Inside the section a record that does not belong to segment 1 is no route. But the daemon writes past a reader that
+// stays for too long, as a stopped one does: segment 1 has then changed since the reader entered, and it copies again.
+bool read_guarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
+    const Hb_Sequence_Number valid = hb_read_in_order(data_for_client->sequence_number);
+    const Copied copied = copy_once(shared, record);
+    if (copied == Copied::torn && hb_read_once(data_for_client->sequence_number) != valid) {
+        return read_unguarded(shared, record);
+    }
+    return copied == Copied::whole;
 }
 
 // A copy of the node's record, or error 6 when there is no valid one.
@@ -70,12 +89,9 @@ Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     if (static_cast<uint32_t>(node) >= hb_attached_route_slots()) {
         return hb_fail(6);
     }
-    if (!section.entered()) {
-        return read_unguarded(shared_route_info[node], record) ? Hb_Success : hb_fail(6);
-    }
-    const Hb_Sequence_Number valid = hb_read_once(data_for_client->sequence_number);
-    std::memcpy(&record, &shared_route_info[node], sizeof record);
-    return valid != 0 && record.sequence_number == valid ? Hb_Success : hb_fail(6);
+    const Hb_route_sequence &shared = shared_route_info[node];
+    const bool read = section.entered() ? read_guarded(shared, record) : read_unguarded(shared, record);
+    return read ? Hb_Success : hb_fail(6);
 }
 
 enum class Kind { any, ip_only };

@@ -3,6 +3,7 @@
 
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -170,7 +171,7 @@ ISOLATED_TEST(RouteSection, AnInterruptedEntryIsRepeatedAsItWas) {
 }
 
 ISOLATED_TEST(RouteSection, AnEntryThatFailsIsNeitherRepeatedNorLeft) {
-    for (const int error : {EIDRM, EINVAL, EACCES, ENOSPC, ERANGE, EAGAIN}) {
+    for (const int error : {EIDRM, EINVAL, EACCES, ENOSPC, ERANGE}) {
         const Semaphores semaphores;
         const CallLog log;
         {
@@ -298,6 +299,113 @@ ISOLATED_TEST(RouteSection, ASetRemovedDuringTheWaitEndsTheWait) {
     semaphores.remove();
     reader.join();
     EXPECT_EQ(ENTER, operations) << "no leaving";
+}
+
+// ---- A wait that nobody ends ----
+
+// Segment 1 as the library has attached it, made by this process or by one that has ended since.
+class Header_Segment {
+  public:
+    explicit Header_Segment(bool maker_ended) {
+        if (maker_ended) {
+            make_in_a_child();
+        } else {
+            id_ = make();
+        }
+        note_made(Made::segment, id_);
+        shm_id[0] = id_;
+    }
+    Header_Segment(const Header_Segment &) = delete;
+    Header_Segment &operator=(const Header_Segment &) = delete;
+    ~Header_Segment() {
+        shm_id[0] = -1;
+        remove();
+    }
+    void remove() {
+        if (id_ >= 0) {
+            shmctl(id_, IPC_RMID, nullptr);
+            note_gone(Made::segment, id_);
+            id_ = -1;
+        }
+    }
+
+  private:
+    static int make() { return shmget(IPC_PRIVATE, 12, 0600); }
+    void make_in_a_child() {
+        int ends[2];
+        ASSERT_EQ(0, pipe(ends));
+        Reader maker([&ends] {
+            const int made = make();
+            _exit(write(ends[1], &made, sizeof made) == sizeof made ? 0 : 1);
+        });
+        EXPECT_EQ(0, maker.reap());
+        EXPECT_EQ(static_cast<ssize_t>(sizeof id_), read(ends[0], &id_, sizeof id_));
+        close(ends[0]);
+        close(ends[1]);
+    }
+
+    int id_ = -1;
+};
+
+ISOLATED_TEST(RouteSection, AWriterThatNeverEndsHoldsAReaderForSecondsOnly) {
+    const Semaphores semaphores;
+    semaphores.set_writing(true);
+    const CallLog log;
+    const Hb_Route_Section section;
+    EXPECT_FALSE(section.entered());
+    const Operations operations = asked(log);
+    EXPECT_GE(operations.size(), 2U * 2U) << "it looks more than once";
+    EXPECT_LE(operations.size(), 2U * 14U) << "three seconds have twelve steps";
+    EXPECT_EQ(0, semaphores.readers());
+}
+
+ISOLATED_TEST(RouteSection, SignalsDoNotLengthenTheWait) {
+    const Semaphores semaphores;
+    semaphores.set_writing(true);
+    const SignalPelter pelter;
+    const Hb_Route_Section section;
+    EXPECT_FALSE(section.entered());
+    EXPECT_GT(SignalPelter::hits(), 0);
+}
+
+ISOLATED_TEST(RouteSection, AStepThatIsOverIsFollowedByAnother) {
+    const Semaphores semaphores;
+    const Header_Segment header(false);
+    const CallLog log;
+    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, 2);
+    const Hb_Route_Section section;
+    EXPECT_TRUE(section.entered());
+    EXPECT_EQ(ENTER + ENTER + ENTER, asked(log));
+}
+
+ISOLATED_TEST(RouteSection, ADaemonThatHasEndedIsNotWaitedFor) {
+    const Semaphores semaphores;
+    const Header_Segment header(true);
+    const CallLog log;
+    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, -1);
+    const Hb_Route_Section section;
+    EXPECT_FALSE(section.entered());
+    EXPECT_EQ(ENTER, asked(log)) << "one step, then it looked";
+}
+
+ISOLATED_TEST(RouteSection, ADaemonThatHasRemovedItsSegmentsIsNotWaitedFor) {
+    const Semaphores semaphores;
+    Header_Segment header(false);
+    header.remove();
+    const CallLog log;
+    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, -1);
+    const Hb_Route_Section section;
+    EXPECT_FALSE(section.entered());
+    EXPECT_EQ(ENTER, asked(log));
+}
+
+ISOLATED_TEST(RouteSection, ACountThatSomebodyResetDoesNotHoldAReaderInside) {
+    const Semaphores semaphores;
+    {
+        const Hb_Route_Section section;
+        EXPECT_EQ(0, semctl(semaphores.id(), 0, SETVAL, 0));
+    }
+    EXPECT_EQ(0, semaphores.readers()) << "it left without waiting to be counted";
 }
 
 ISOLATED_TEST(RouteSection, ASetRemovedWhileInsideDoesNoHarm) {

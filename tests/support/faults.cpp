@@ -271,14 +271,15 @@ HB_WRAPPED(int, semget, key_t key, int count, int flags) {
     return hb_test::fails(fault) ? hb_test::with_error(*fault, -1) : __real_semget(key, count, flags);
 }
 
-HB_WRAPPED(int, semop, int id, sembuf *operations, size_t count) {
+HB_WRAPPED(int, semtimedop, int id, sembuf *operations, size_t count, const timespec *longest) {
     for (size_t i = 0; i < count; ++i) {
         log_call(
             {Call::semop_,
              {operations[i].sem_num, operations[i].sem_op, operations[i].sem_flg, static_cast<long>(count)}});
     }
     const Fault *fault = hb_test::fault_for(Call::semop_);
-    return hb_test::fails(fault) ? hb_test::with_error(*fault, -1) : __real_semop(id, operations, count);
+    return hb_test::fails(fault) ? hb_test::with_error(*fault, -1)
+                                 : __real_semtimedop(id, operations, count, longest);
 }
 
 HB_WRAPPED(void *, malloc, size_t size) {

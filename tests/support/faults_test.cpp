@@ -168,7 +168,8 @@ TEST(Faults, EveryCallCanFail) {
     {
         const FaultGuard fault = failing(Call::semop_, error);
         sembuf operation{0, 0, 0};
-        EXPECT_EQ(-1, semop(-1, &operation, 1));
+        const timespec at_once{0, 0};
+        EXPECT_EQ(-1, semtimedop(-1, &operation, 1, &at_once));
         EXPECT_EQ(error, errno);
     }
 }

@@ -22,11 +22,11 @@ void call_once(std::function<void()> &action) {
 } // namespace
 
 // The program's own goes before the C library's, also for the client library.
-extern "C" __attribute__((visibility("default"))) int semop(int id, sembuf *operations,
-                                                            std::size_t count) noexcept {
-    using Semop = int (*)(int, sembuf *, std::size_t);
-    static const auto real = reinterpret_cast<Semop>(dlsym(RTLD_NEXT, "semop"));
-    const int result = real(id, operations, count);
+extern "C" __attribute__((visibility("default"))) int semtimedop(int id, sembuf *operations, std::size_t count,
+                                                                 const timespec *longest) noexcept {
+    using Semtimedop = int (*)(int, sembuf *, std::size_t, const timespec *);
+    static const auto real = reinterpret_cast<Semtimedop>(dlsym(RTLD_NEXT, "semtimedop"));
+    const int result = real(id, operations, count, longest);
     if (result == -1 && errno == EINTR) {
         call_once(interruption);
     }

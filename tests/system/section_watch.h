@@ -1,4 +1,4 @@
-// Watches this program's calls of semop, with which the library enters and leaves the route segment.
+// Watches this program's calls of semtimedop, with which the library enters and leaves the route segment.
 #ifndef HB_TEST_SYSTEM_SECTION_WATCH_H
 #define HB_TEST_SYSTEM_SECTION_WATCH_H
 
