@@ -12,11 +12,12 @@ namespace wispd {
 
 Route_Writer::Route_Writer(asio::io_context &context, Shared_Segments &segments, const Routes &routes,
                            const Route_Patience &patience)
-    : segments_(segments), routes_(routes), patience_(patience), timer_(context) {}
+    : segments_(segments), routes_(routes), patience_(patience), watch_(context, segments, patience.look_after),
+      timer_(context) {}
 
 Route_Writer::~Route_Writer() {
     if (state_ == State::waiting) {
-        segments_.let_readers_in();
+        let_in();
     }
 }
 
@@ -28,7 +29,7 @@ void Route_Writer::publish() {
 }
 
 void Route_Writer::begin() {
-    if (!segments_.hold_readers()) {
+    if (!hold()) {
         give_up(text("the semaphores cannot be used: ", std::strerror(errno)));
         return;
     }
@@ -37,31 +38,55 @@ void Route_Writer::begin() {
     look();
 }
 
-void Route_Writer::look() {
-    const Readers inside = segments_.readers_inside();
-    if (inside.count == 0) {
-        write();
-        return;
-    }
-    if (inside.count > 0 && std::chrono::steady_clock::now() - since_ < patience_.wait) {
-        after(patience_.look_again, &Route_Writer::look);
-        return;
-    }
-    const std::string why = inside.count < 0 ? text("the semaphores cannot be read: ", std::strerror(errno))
-                                             : text(inside.count,
-                                                    " readers stay inside, the last one to enter or leave was "
-                                                    "process id ",
-                                                    inside.last_pid);
+bool Route_Writer::hold() {
+    watch_.check(); // a value that is too high already would not let this one hold
+    const bool held = segments_.hold_readers();
+    watch_.set_holding(held);
+    return held;
+}
+
+void Route_Writer::let_in() {
     segments_.let_readers_in();
-    give_up(why);
+    watch_.set_holding(false);
+    watch_.check();
+}
+
+void Route_Writer::look() {
+    const int inside = segments_.readers_inside();
+    if (inside < 0) {
+        const std::string why = text("the semaphores cannot be read: ", std::strerror(errno));
+        let_in();
+        give_up(why);
+    } else if (inside == 0 && watch_.check()) {
+        write();
+    } else if (std::chrono::steady_clock::now() - since_ < patience_.wait) {
+        after(patience_.look_again, &Route_Writer::look);
+    } else {
+        // The system knows the process that last used the semaphore, not that it is the one inside: none is named.
+        wait_in_vain(inside > 0 ? text(inside, " readers stay inside")
+                                : std::string("the semaphores are altered again and again"));
+    }
+}
+
+void Route_Writer::wait_in_vain(const std::string &why) {
+    if (++attempts_in_vain_ < patience_.attempts) {
+        let_in();
+        give_up(why);
+        return;
+    }
+    log_warning(text("the routes are published all the same: ", why,
+                     "; a reader that was stopped inside reads again when it goes on"));
+    segments_.reset_readers();
+    write();
 }
 
 void Route_Writer::write() {
     // 0 means that there is nothing valid.
     sequence_ = sequence_ == UINT32_MAX ? 1 : sequence_ + 1;
     segments_.write_routes(sequence_, routes_);
-    segments_.let_readers_in();
+    let_in();
     state_ = State::idle;
+    attempts_in_vain_ = 0;
     if (complained_) {
         log_info("the routes are published again");
         complained_ = false;

@@ -3,15 +3,18 @@
 // New readers are held back by one semaphore, and those inside are counted by the other. They stay for
 // microseconds and are counted out by the system when they die, but one can be stopped inside. The daemon's
 // other work goes on meanwhile, and so do the readers after a bounded time: the routes then stay as they were
-// and are written later.
+// and are written later, at the second attempt in any case. A reader that goes on after that finds that its copy
+// is not whole, and copies again.
 #ifndef WISPD_ROUTE_WRITER_H
 #define WISPD_ROUTE_WRITER_H
 
 #include <chrono>
+#include <string>
 
 #include <asio/steady_timer.hpp>
 
 #include "daemon/model/routes.h"
+#include "daemon/publisher/semaphore_watch.h"
 #include "daemon/publisher/shared_segments.h"
 
 namespace wispd {
@@ -20,6 +23,8 @@ struct Route_Patience {
     std::chrono::microseconds look_again{500};
     std::chrono::milliseconds wait{1000};  // for the readers that are inside
     std::chrono::milliseconds pause{5000}; // before the next attempt, when one stayed
+    int attempts = 2;                      // then the number of readers is not believed any more
+    std::chrono::milliseconds look_after = Semaphore_Watch::PERIOD; // the semaphores
 };
 
 class Route_Writer {
@@ -44,6 +49,9 @@ class Route_Writer {
 
     void begin();
     void look();
+    bool hold();
+    void let_in();
+    void wait_in_vain(const std::string &why);
     void write();
     void give_up(const std::string &why);
     void after(std::chrono::microseconds time, void (Route_Writer::*next)());
@@ -51,11 +59,13 @@ class Route_Writer {
     Shared_Segments &segments_;
     const Routes &routes_;
     Route_Patience patience_;
+    Semaphore_Watch watch_;
     asio::steady_timer timer_;
     State state_ = State::idle;
     std::chrono::steady_clock::time_point since_;
     Hb_Sequence_Number sequence_ = 0;
     bool complained_ = false;
+    int attempts_in_vain_ = 0;
 };
 
 } // namespace wispd

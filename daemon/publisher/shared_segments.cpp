@@ -221,7 +221,8 @@ std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, con
 
 Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
     : keys_(other.keys_), access_(other.access_), segments_(std::exchange(other.segments_, {})),
-      semaphores_(std::exchange(other.semaphores_, -1)), routes_used_(other.routes_used_) {}
+      semaphores_(std::exchange(other.semaphores_, -1)), set_at_(other.set_at_),
+      routes_used_(other.routes_used_) {}
 
 Shared_Segments::~Shared_Segments() {
     const int saved = errno; // create() tells by it why it gave up
@@ -279,7 +280,11 @@ bool Shared_Segments::make_semaphores() {
     if (access_.group != static_cast<gid_t>(-1)) {
         status.sem_perm.gid = access_.group;
     }
-    return semctl(semaphores_, 0, IPC_SET, argument) == 0;
+    if (semctl(semaphores_, 0, IPC_SET, argument) != 0) {
+        return false;
+    }
+    set_at_ = time_of_setting().value_or(0);
+    return true;
 }
 
 void Shared_Segments::drop_segment(std::size_t which) {
@@ -314,17 +319,46 @@ void Shared_Segments::let_readers_in() {
     step(HB_SEM_WRITER, -1, SEM_UNDO);
 }
 
-Readers Shared_Segments::readers_inside() const {
+int Shared_Segments::readers_inside() const {
     if (step(HB_SEM_READERS, 0, 0)) {
-        return {};
+        return 0;
     }
     if (errno != EAGAIN) {
-        return {-1, 0};
+        return -1;
     }
     // They may all have left by now; then the next look finds nobody.
     const int count = semctl(semaphores_, HB_SEM_READERS, GETVAL);
-    const int last = semctl(semaphores_, HB_SEM_READERS, GETPID);
-    return {count < 1 ? 1 : count, last < 0 ? 0 : last};
+    return count < 1 ? 1 : count;
+}
+
+// The system notes when values were set or the set was changed otherwise; counting in and out is noted apart.
+std::optional<time_t> Shared_Segments::time_of_setting() const {
+    semid_ds status{};
+    Semaphore_Argument argument{};
+    argument.buf = &status;
+    return semctl(semaphores_, 0, IPC_STAT, argument) == 0 ? std::optional(status.sem_ctime) : std::nullopt;
+}
+
+Semaphore_Values Shared_Segments::semaphore_values() const {
+    const std::optional<time_t> set_at = time_of_setting();
+    const int readers = semctl(semaphores_, HB_SEM_READERS, GETVAL);
+    const int writer = semctl(semaphores_, HB_SEM_WRITER, GETVAL);
+    if (!set_at || readers < 0 || writer < 0) {
+        return {};
+    }
+    return {readers, writer, *set_at != set_at_};
+}
+
+void Shared_Segments::reset(unsigned short semaphore) {
+    Semaphore_Argument argument{};
+    argument.val = 0;
+    semctl(semaphores_, semaphore, SETVAL, argument);
+    set_at_ = time_of_setting().value_or(set_at_);
+}
+
+bool Shared_Segments::others_attached() const {
+    shmid_ds status{};
+    return shmctl(segments_[ROUTES].id, IPC_STAT, &status) != 0 || status.shm_nattch > 1;
 }
 
 void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &routes) {

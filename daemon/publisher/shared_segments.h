@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -30,10 +31,11 @@ Ipc_Keys keys_of(const std::string &socket_path);
 // segment of it attached keeps neither keys nor valid routes.
 int remove_left_behind(const Ipc_Record &record);
 
-// Who is inside the route segment.
-struct Readers {
-    int count = 0;      // -1: it cannot be found out, errno says why
-    pid_t last_pid = 0; // that went in or out
+// What the semaphores hold.
+struct Semaphore_Values {
+    int readers = -1; // -1: it cannot be found out
+    int writer = -1;
+    bool set_by_others = false; // another process has set a value, as no reader does, since this one last did
 };
 
 class Shared_Segments {
@@ -53,7 +55,14 @@ class Shared_Segments {
     // reason in errno, when that cannot be.
     bool hold_readers();
     void let_readers_in();
-    Readers readers_inside() const;
+    // -1, with the reason in errno, when it cannot be found out.
+    int readers_inside() const;
+    Semaphore_Values semaphore_values() const;
+    // Sets the semaphore to 0. What the system would undo at the end of a process is forgotten with it.
+    void reset_readers() { reset(HB_SEM_READERS); }
+    void reset_writer() { reset(HB_SEM_WRITER); }
+    // Whether any other process has the route segment attached.
+    bool others_attached() const;
     // Only while readers are held and nobody is inside. Killed in the middle it leaves no route that is valid
     // and half written.
     void write_routes(Hb_Sequence_Number sequence, const Routes &routes);
@@ -73,11 +82,14 @@ class Shared_Segments {
     bool make_semaphores();
     void drop_segment(std::size_t which);
     bool step(unsigned short semaphore, int by, int flags) const;
+    void reset(unsigned short semaphore);
+    std::optional<time_t> time_of_setting() const;
 
     Ipc_Keys keys_;
     Access access_;
     std::array<Segment, 3> segments_{};
     int semaphores_ = -1;
+    time_t set_at_ = 0;           // by this process, as the system noted it
     std::size_t routes_used_ = 0; // records that have been written
 };
 

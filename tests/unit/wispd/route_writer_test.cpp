@@ -10,12 +10,14 @@
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "daemon/model/address.h"
 #include "tests/support/deadline.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
+#include "tests/unit/wispd/log_fixture.h"
 #include "tests/unit/wispd/segments_fixture.h"
 
 namespace {
@@ -56,7 +58,27 @@ class WispdRouteWriter : public wispd_test::WispdSegments {
     static constexpr wispd::Route_Patience SHORT{std::chrono::microseconds(200), std::chrono::milliseconds(5),
                                                  std::chrono::milliseconds(5)};
 
-    WispdRouteWriter() : segments_(Shared_Segments::create(keys_, {}).value()) { routes_.resize(3); }
+    static constexpr wispd::Route_Patience QUICK{std::chrono::microseconds(200), std::chrono::hours(1),
+                                                 std::chrono::hours(1), 2, std::chrono::milliseconds(5)};
+
+    semid_ds status_of_set() {
+        semid_ds status{};
+        EXPECT_EQ(semctl(semaphores(), 0, IPC_STAT, &status), 0);
+        return status;
+    }
+
+    WispdRouteWriter() : segments_(Shared_Segments::create(keys_, {}).value()) {
+        routes_.resize(3);
+        attached_ = shmat(segment('h'), nullptr, SHM_RDONLY);
+    }
+    ~WispdRouteWriter() override { detach(); }
+
+    // As a reader has the segment while it lives.
+    void detach() {
+        if (attached_ != nullptr) {
+            shmdt(std::exchange(attached_, nullptr));
+        }
+    }
 
     bool runs_until(const std::function<bool()> &condition) {
         return hb_test::wait_until([&] {
@@ -69,6 +91,7 @@ class WispdRouteWriter : public wispd_test::WispdSegments {
     asio::io_context context_;
     Shared_Segments segments_;
     Routes routes_;
+    const void *attached_ = nullptr;
 };
 
 TEST_F(WispdRouteWriter, WritesEveryRecordAndThenTheGeneration) {
@@ -282,6 +305,74 @@ TEST_F(WispdRouteWriter, LostSemaphoresAreNoReasonToStop) {
     writer.publish();
     EXPECT_FALSE(writer.is_current());
     context_.poll();
+}
+
+// ---- Semaphores that somebody has altered ----
+
+TEST_F(WispdRouteWriter, AWriterThatIsNoneIsResetWithinAPeriod) {
+    const wispd_test::Captured_Log log;
+    Route_Writer writer(context_, segments_, routes_, QUICK);
+    writer.publish();
+    ASSERT_EQ(semctl(semaphores(), WRITER, SETVAL, 1), 0);
+    EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
+    sembuf add = {WRITER, 3, 0}; // as no reader does, and without leaving a mark of its own
+    ASSERT_EQ(semop(semaphores(), &add, 1), 0);
+    EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
+    ASSERT_EQ(log.lines().size(), 1u) << "one line within a minute";
+    EXPECT_THAT(
+        log.lines().front(),
+        testing::EndsWith("the semaphores of the routes were altered and are reset: semaphore 1, which holds "
+                          "readers back, was 1; any process that may read routes can do that"));
+}
+
+TEST_F(WispdRouteWriter, ReadersThatNobodyCountedInDoNotHoldUpTheWriter) {
+    Route_Writer writer(context_, segments_, routes_, LONG);
+    // The system notes the time of a change in seconds.
+    const time_t made = status_of_set().sem_ctime;
+    ASSERT_TRUE(hb_test::wait_until([&] { return time(nullptr) > made; }));
+    ASSERT_EQ(semctl(semaphores(), READERS, SETVAL, 5), 0);
+    writer.publish();
+    EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
+    EXPECT_EQ(semaphore(READERS), 0);
+}
+
+TEST_F(WispdRouteWriter, ReadersAreNoneWhereNobodyHasTheSegment) {
+    Route_Writer writer(context_, segments_, routes_, LONG);
+    detach();
+    sembuf add = {READERS, 5, 0};
+    ASSERT_EQ(semop(semaphores(), &add, 1), 0);
+    writer.publish();
+    EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
+    EXPECT_EQ(semaphore(READERS), 0);
+}
+
+TEST_F(WispdRouteWriter, ReaderThatStaysIsWaitedForTwiceOnly) {
+    Route_Writer writer(context_, segments_, routes_, SHORT);
+    ASSERT_TRUE(enter(semaphores()));
+    writer.publish();
+    EXPECT_FALSE(writer.is_current());
+    EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
+    EXPECT_EQ(content('g'), hex("01000000 01080000 00000000"));
+    EXPECT_EQ(semaphore(READERS), 0);
+}
+
+TEST_F(WispdRouteWriter, AHighestValueOfTheWriterIsReset) {
+    Route_Writer writer(context_, segments_, routes_, LONG);
+    ASSERT_EQ(semctl(semaphores(), WRITER, SETVAL, 32767), 0);
+    writer.publish();
+    EXPECT_TRUE(writer.is_current());
+    EXPECT_EQ(semaphore(WRITER), 0);
+}
+
+TEST_F(WispdRouteWriter, ReadersAreHeldBackAgainWhenSomebodyHasLetThemIn) {
+    Route_Writer writer(context_, segments_, routes_, QUICK);
+    ASSERT_TRUE(enter(semaphores()));
+    writer.publish();
+    ASSERT_EQ(semctl(semaphores(), WRITER, SETVAL, 0), 0);
+    EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 1; }));
+    leave(semaphores());
+    EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
+    EXPECT_EQ(semaphore(WRITER), 0);
 }
 
 // Reads as clients do until it has seen the last generation. Every word of a route is its generation.
