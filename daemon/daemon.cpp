@@ -22,6 +22,7 @@
 #include "daemon/publisher/publisher.h"
 #include "daemon/publisher/route_writer.h"
 #include "daemon/publisher/shared_segments.h"
+#include "daemon/publisher/socket_claim.h"
 #include "daemon/publisher/socket_file.h"
 #include "daemon/sources/command.h"
 #include "daemon/sources/command_json.h"
@@ -37,8 +38,6 @@
 namespace wispd {
 
 namespace {
-
-constexpr int INODES_TRIED = 16;
 
 std::string make_failure_id() {
     fc_eid_t id = "";
@@ -181,23 +180,9 @@ Shared_Segments Daemon::Impl::claim_socket() {
         }
     }
     clear_socket_path(start_.socket_path);
-    std::vector<Socket_File> set_aside;
-    for (int attempt = 0; attempt < INODES_TRIED; ++attempt) {
-        socket_file_ = Socket_File(start_.socket_path, access_);
-        const Ipc_Keys keys = keys_of(start_.socket_path);
-        lock_.write({getpid(), keys.segments, keys.semaphores});
-        std::optional<Shared_Segments> made = Shared_Segments::create(keys, access_);
-        if (made) {
-            return std::move(*made);
-        }
-        log_warning(
-            text("the keys of ", start_.socket_path,
-                 " are taken by segments or semaphores that are not this daemon's; trying another inode"));
-        socket_file_.set_aside(text(start_.socket_path, ".", attempt));
-        set_aside.push_back(std::exchange(socket_file_, Socket_File()));
-    }
-    throw Start_Failure(text("the keys of ", INODES_TRIED, " inodes in a row, made for ", start_.socket_path,
-                             ", are taken; see ipcs, and remove with ipcrm what nobody uses"));
+    Claimed_Socket claimed = wispd::claim_socket(start_.socket_path, access_, lock_);
+    socket_file_ = std::move(claimed.file);
+    return std::move(claimed.segments);
 }
 
 void Daemon::Impl::wait_for_signal() {

@@ -10,12 +10,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "daemon/log.h"
+#include "daemon/publisher/lock_holder.h"
 #include "daemon/start_failure.h"
 #include "daemon/text.h"
 
 namespace wispd {
 
 namespace {
+
+constexpr int ATTEMPTS = 16;
 
 std::string read_all(int file) {
     char buffer[512];
@@ -31,11 +35,68 @@ bool is_current(int file, const std::string &path) {
            opened.st_ino == named.st_ino;
 }
 
-std::string holder_of(int file) {
-    long pid = 0;
-    const std::string content = read_all(file);
-    return std::sscanf(content.c_str(), "pid %ld", &pid) == 1 ? text("wispd with process id ", pid)
-                                                              : std::string("another wispd");
+bool is_lock_text(const std::string &content) {
+    return content.empty() || content.rfind("pid ", 0) == 0;
+}
+
+// Nothing else than a lock file of wispd's is ever written to or removed.
+void need_own_lock(int file, const std::string &path) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        throw Start_Failure(text("cannot look at the lock file ", path, ": ", std::strerror(errno)));
+    }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+        throw Start_Failure(text("the lock file ", path, " belongs to user ", status.st_uid,
+                                 "; remove it, or choose another socket path"));
+    }
+    if (!S_ISREG(status.st_mode) || status.st_nlink > 1 || !is_lock_text(read_all(file))) {
+        throw Start_Failure(text(path,
+                                 " exists and is not a lock file of wispd; move it away, or choose another "
+                                 "socket path"));
+    }
+}
+
+// Whoever can read a file can lock it. Older versions made it readable for everybody.
+void make_private(int file, const std::string &path) {
+    if (fchmod(file, 0600) != 0) {
+        throw Start_Failure(text("cannot set the mode of the lock file ", path, ": ", std::strerror(errno)));
+    }
+}
+
+[[noreturn]] void refuse(const std::string &holder, const std::string &path) {
+    throw Start_Failure(
+        text(holder, " runs there already: it holds ", path, "; stop it first, or choose another socket path"));
+}
+
+// Removes the path's entry if it is the opened file's. Another wispd may put its own file there at the same time,
+// which then comes back.
+void remove_entry(int file, const std::string &path) {
+    const std::string aside = text(path, ".", getpid());
+    if (rename(path.c_str(), aside.c_str()) != 0) {
+        return;
+    }
+    if (!is_current(file, aside)) {
+        [[maybe_unused]] const int restored = link(aside.c_str(), path.c_str());
+    }
+    unlink(aside.c_str());
+}
+
+// The file is locked by others. Throws when one of them may be wispd; else they only hinder its start, and it makes
+// itself another file.
+void replace_lock(int file, const std::string &path) {
+    const std::vector<Lock_Holder> holders = lock_holders(file);
+    if (holders.empty()) {
+        refuse("another wispd, whose process cannot be seen from here,", path);
+    }
+    for (const Lock_Holder &holder : holders) {
+        if (holder.may_be_wispd()) {
+            const bool by_name = holder.command == "wispd";
+            refuse(by_name ? text("wispd with process id ", holder.pid) : description(holder), path);
+        }
+    }
+    remove_entry(file, path);
+    log_warning(text("the lock file ", path, " was held by ", description(holders.front()),
+                     ", which cannot be wispd; it is replaced"));
 }
 
 } // namespace
@@ -72,24 +133,40 @@ std::optional<Ipc_Record> parse_record(const std::string &text) {
 }
 
 Instance_Lock::Instance_Lock(const std::string &path) : path_(path) {
-    do {
-        file_ = Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
-        if (file_.get() < 0) {
-            throw Start_Failure(text("cannot open the lock file ", path, ": ", std::strerror(errno)));
+    for (int attempt = 0; !attempt_to_lock(); ++attempt) {
+        if (attempt == ATTEMPTS) {
+            throw Start_Failure(text("cannot lock ", path, ": another file is put there again and again"));
         }
-        if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno == EWOULDBLOCK) {
-                throw Start_Failure(text(holder_of(file_.get()), " runs there already: it holds ", path,
-                                         "; stop it first, or choose another socket path"));
-            }
-            throw Start_Failure(text("cannot lock ", path, ": ", std::strerror(errno)));
-        }
-    } while (!is_current(file_.get(), path));
+    }
+    note_left_behind();
+}
+
+void Instance_Lock::note_left_behind() {
     struct stat status {};
     // A record that somebody else wrote could name what is not ours to remove.
-    if (fstat(file_.get(), &status) == 0 && status.st_uid == geteuid()) {
+    if (!left_behind_ && fstat(file_.get(), &status) == 0 && status.st_uid == geteuid()) {
         left_behind_ = parse_record(read_all(file_.get()));
     }
+}
+
+// False when the path names another file by now.
+bool Instance_Lock::attempt_to_lock() {
+    constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    file_ = Descriptor(open(path_.c_str(), flags, 0600));
+    if (file_.get() < 0) {
+        throw Start_Failure(text("cannot open the lock file ", path_, ": ", std::strerror(errno)));
+    }
+    need_own_lock(file_.get(), path_);
+    make_private(file_.get(), path_);
+    if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK) {
+            throw Start_Failure(text("cannot lock ", path_, ": ", std::strerror(errno)));
+        }
+        replace_lock(file_.get(), path_);
+        note_left_behind(); // whoever held it could read it alone
+        return false;
+    }
+    return is_current(file_.get(), path_);
 }
 
 Instance_Lock::~Instance_Lock() {

@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-#include "daemon/publisher/socket_file.h"
+#include "daemon/descriptor.h"
 
 namespace wispd {
 
@@ -29,7 +29,8 @@ std::optional<Ipc_Record> parse_record(const std::string &text);
 
 class Instance_Lock {
   public:
-    // Throws Start_Failure when another process holds it, naming that one.
+    // Throws Start_Failure when another process that may be wispd holds it, naming that one, and when there is a file
+    // that is no lock of wispd's. A lock that some other account holds is replaced, with a line in the log.
     explicit Instance_Lock(const std::string &path);
     Instance_Lock(const Instance_Lock &) = delete;
     Instance_Lock &operator=(const Instance_Lock &) = delete;
@@ -40,6 +41,9 @@ class Instance_Lock {
     void write(const Ipc_Record &record);
 
   private:
+    bool attempt_to_lock();
+    void note_left_behind();
+
     std::string path_;
     Descriptor file_;
     std::optional<Ipc_Record> left_behind_;

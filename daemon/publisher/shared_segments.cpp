@@ -11,6 +11,7 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include "daemon/publisher/ipc_users.h"
 #include "daemon/start_failure.h"
 #include "daemon/text.h"
 
@@ -155,9 +156,12 @@ bool remove_semaphores(const Ipc_Record &record) {
 }
 
 [[noreturn]] void fail(const char *what) {
-    const char *advice =
-        errno == ENOSPC ? " (the system's limit of segments or semaphores is reached; see ipcs -l)" : "";
-    throw Start_Failure(text("cannot make ", what, ": ", std::strerror(errno), advice));
+    const int error = errno;
+    const std::string advice = error == ENOSPC
+                                   ? text(" (the system's limit of segments or semaphores is reached",
+                                          most_segments(), "; see ipcs -l)")
+                                   : std::string();
+    throw Start_Failure(text("cannot make ", what, ": ", std::strerror(error), advice));
 }
 
 } // namespace

@@ -50,21 +50,6 @@ Descriptor make_socket(const std::string &path) {
 
 } // namespace
 
-Descriptor &Descriptor::operator=(Descriptor &&other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
-
-int Descriptor::release() {
-    return std::exchange(descriptor_, -1);
-}
-
 void check_socket_path(const std::string &path, const std::string &what) {
     constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > longest) {

@@ -5,22 +5,9 @@
 #include <string>
 #include <sys/types.h>
 
+#include "daemon/descriptor.h"
+
 namespace wispd {
-
-// A descriptor that is closed with its owner.
-class Descriptor {
-  public:
-    explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-    Descriptor(Descriptor &&other) noexcept : descriptor_(other.release()) {}
-    Descriptor &operator=(Descriptor &&other) noexcept;
-    ~Descriptor();
-
-    int get() const { return descriptor_; }
-    int release();
-
-  private:
-    int descriptor_;
-};
 
 // Who may use what the daemon makes in the system.
 struct Access {
@@ -49,6 +36,8 @@ class Socket_File {
     void listen();
     // Moves the file away, so that its inode stays taken while another is made in its place.
     void set_aside(const std::string &path);
+    // Leaves the file to somebody else.
+    void forget() { path_.clear(); }
     const std::string &path() const { return path_; }
     // The listening descriptor, given away; the file stays ours.
     int release() { return descriptor_.release(); }

@@ -17,10 +17,12 @@
 
 #include "daemon/publisher/instance_lock.h"
 #include "daemon/publisher/shared_segments.h"
+#include "daemon/publisher/socket_claim.h"
 #include "daemon/publisher/socket_file.h"
 #include "daemon/start_failure.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
+#include "tests/unit/wispd/log_fixture.h"
 #include "tests/unit/wispd/segments_fixture.h"
 
 namespace {
@@ -123,11 +125,52 @@ TEST(WispdIpcRecord, WhatIsNotWholeIsNoRecord) {
     EXPECT_FALSE(wispd::parse_record("pid -1" + whole.substr(8)).has_value());
 }
 
+// The record is text in a file; who holds the lock is what the system says.
 TEST_F(WispdInstance, SecondHolderIsToldWhoTheFirstIs) {
     Instance_Lock first(path_);
     first.write({4711, {1, 2, 3}, 4});
     EXPECT_THAT(failure_of([&] { const Instance_Lock second(path_); }),
-                HasSubstr("wispd with process id 4711 runs there already: it holds " + path_));
+                HasSubstr("process id " + std::to_string(getpid()) + " (wispd_unit_test) of user " +
+                          std::to_string(getuid()) + " runs there already: it holds " + path_));
+}
+
+TEST_F(WispdInstance, LockIsForItsOwnerAloneAlsoWhenItIsOldOrTheUmaskIsOpen) {
+    const auto mode = [&] {
+        struct stat status {};
+        EXPECT_EQ(stat(path_.c_str(), &status), 0);
+        return status.st_mode & 07777;
+    };
+    const mode_t before = umask(0);
+    {
+        const Instance_Lock lock(path_);
+        EXPECT_EQ(mode(), 0600u);
+    }
+    umask(before);
+    std::ofstream(path_).close();
+    ASSERT_EQ(chmod(path_.c_str(), 0644), 0);
+    const Instance_Lock lock(path_);
+    EXPECT_EQ(mode(), 0600u);
+}
+
+TEST_F(WispdInstance, FileThatIsNoLockIsLeftAsItIs) {
+    std::ofstream(path_) << "precious";
+    EXPECT_EQ(failure_of([&] { const Instance_Lock lock(path_); }),
+              path_ + " exists and is not a lock file of wispd; move it away, or choose another socket path");
+    std::ifstream file(path_);
+    std::string content;
+    std::getline(file, content);
+    EXPECT_EQ(content, "precious");
+}
+
+TEST_F(WispdInstance, LockWithASecondNameOrOfAnotherKindIsRefused) {
+    const std::string other = directory_.file("other");
+    std::ofstream(other).close();
+    ASSERT_EQ(link(other.c_str(), path_.c_str()), 0);
+    EXPECT_THAT(failure_of([&] { const Instance_Lock lock(path_); }), HasSubstr("is not a lock file of wispd"));
+    EXPECT_TRUE(exists(other));
+    std::filesystem::remove(path_);
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_THAT(failure_of([&] { const Instance_Lock lock(path_); }), HasSubstr("is not a lock file of wispd"));
 }
 
 TEST_F(WispdInstance, LockGoesWithItsOwner) {
@@ -210,6 +253,55 @@ TEST_F(WispdSegments, RouteSegmentIsTheSameForEveryConfiguration) {
         EXPECT_EQ(status_of(before).shm_perm.mode & SHM_DEST, 0);
     }
     EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
+}
+
+// ---- A socket whose keys are free ----
+
+// Segments of somebody else under the keys of the inodes around that of a file.
+class Taken_Keys {
+  public:
+    explicit Taken_Keys(const std::string &path) {
+        struct stat file {};
+        EXPECT_EQ(stat(path.c_str(), &file), 0);
+        for (ino_t inode = file.st_ino - 40; inode != file.st_ino + 40; ++inode) {
+            const auto key = static_cast<key_t>(static_cast<unsigned>('h') << 24 |
+                                                static_cast<unsigned>(file.st_dev & 0xFF) << 16 |
+                                                static_cast<unsigned>(inode & 0xFFFF));
+            ids_.push_back(shmget(key, 1, IPC_CREAT | IPC_EXCL | 0600));
+        }
+    }
+    Taken_Keys(const Taken_Keys &) = delete;
+    Taken_Keys &operator=(const Taken_Keys &) = delete;
+    ~Taken_Keys() {
+        for (const int id : ids_) {
+            if (id >= 0) {
+                shmctl(id, IPC_RMID, nullptr);
+            }
+        }
+    }
+
+  private:
+    std::vector<int> ids_;
+};
+
+TEST_F(WispdInstance, SocketIsMadeUnderAnInodeWhoseKeysAreFree) {
+    const wispd_test::Captured_Log log;
+    std::ofstream(directory_.file("near")).close();
+    const Taken_Keys taken(directory_.file("near"));
+    std::ofstream(path_ + ".inode.7").close(); // as a killed daemon leaves it
+    std::ofstream(path_ + ".inode.notes") << "precious";
+    {
+        Instance_Lock lock(directory_.file("lock"));
+        const wispd::Claimed_Socket claimed = wispd::claim_socket(path_, {}, lock);
+        EXPECT_GE(shmget(ftok(path_.c_str(), 'h'), 377016, 0), 0) << "under the keys that clients derive";
+        EXPECT_FALSE(exists(path_ + ".inode.0"));
+        EXPECT_FALSE(exists(path_ + ".inode.7"));
+    }
+    EXPECT_TRUE(exists(path_ + ".inode.notes"));
+    EXPECT_FALSE(exists(path_));
+    for (const std::string &line : log.lines()) {
+        EXPECT_THAT(line, HasSubstr("it uses another inode"));
+    }
 }
 
 // wispd of an earlier version made a segment of as many records as its configuration had nodes.

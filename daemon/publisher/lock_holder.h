@@ -1,0 +1,29 @@
+// Which process holds a lock on a file, as the system lists it.
+#ifndef WISPD_LOCK_HOLDER_H
+#define WISPD_LOCK_HOLDER_H
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace wispd {
+
+struct Lock_Holder {
+    pid_t pid = 0;
+    std::string command;      // empty for a process that has ended and left the lock to a child
+    std::vector<uid_t> users; // real, effective, saved
+
+    // Whether it runs as root or as this process's user throughout, and could therefore be another wispd.
+    bool may_be_wispd() const;
+};
+
+// "process id 4711 (sh) of user 1000"
+std::string description(const Lock_Holder &holder);
+
+// Empty when no holder is listed, as for one of another process-id namespace.
+std::vector<Lock_Holder> lock_holders(int file);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,177 @@
+// What other accounts can do to the lock file, the keys and the semaphores of wispd.
+#include "tests/security/roles.h"
+
+#include <csignal>
+#include <fstream>
+
+#include <sched.h>
+#include <sys/sem.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/system/clusters.h"
+#include "tests/system/daemon.h"
+
+namespace hb_test {
+namespace {
+
+using testing::HasSubstr;
+
+// Segments and semaphores of its own, so that no other program's are in the way, and none of its are in theirs.
+class FilesUnderAttack : public testing::Test {
+  protected:
+    void SetUp() override {
+        HB_NEEDS_ROLES();
+        if (unshare(CLONE_NEWIPC) != 0) {
+            GTEST_SKIP() << "segments apart from those of other programs need a namespace of their own";
+        }
+        programs = std::make_unique<Public_Programs>(programs_of_this_build());
+        daemon = std::make_unique<Daemon>(programs_of_this_build(), two_chains_file() +
+                                                                        "[security]\n[daemon]\ngroup = \"" +
+                                                                        std::to_string(CLIENT_GROUP) + "\"\n");
+        ASSERT_EQ(chmod(daemon->directory().c_str(), 0755), 0);
+    }
+
+    // One that goes on until its input ends; it has said the line.
+    std::unique_ptr<ChildProcess> attack(Role role, const std::vector<std::string> &words,
+                                         const std::string &line) {
+        std::unique_ptr<ChildProcess> attacker = programs->start(role, words);
+        const std::optional<std::string> said = attacker->read_line();
+        EXPECT_TRUE(said && said->find(line) != std::string::npos)
+            << said.value_or("nothing") << attacker->error_output();
+        return attacker;
+    }
+    int semaphore(int number) const { return semctl(daemon->ipc_ids()[3], number, GETVAL); }
+    bool routes_are_current() {
+        return nlohmann::json::parse(daemon->tell(R"({"do":"state"})")).at("state").at("routes_current");
+    }
+    Ended hbctl(Role role, std::vector<std::string> words) const {
+        words.insert(words.begin(), {"hbctl", "--socket", daemon->socket()});
+        return programs->run(role, words);
+    }
+
+    std::unique_ptr<Public_Programs> programs;
+    std::unique_ptr<Daemon> daemon;
+};
+
+// ---- The lock file ----
+
+TEST_F(FilesUnderAttack, AnOutsiderCannotHoldTheLockOfAKilledDaemon) {
+    ASSERT_TRUE(daemon->start());
+    daemon->kill();
+    const Ended held = programs->run(Role::outsider, {"hb_attack", "hold-lock", daemon->socket() + ".lock"});
+    EXPECT_EQ(1, held.exit_status);
+    EXPECT_EQ("cannot open it: Permission denied\n", held.output);
+    ASSERT_TRUE(daemon->start());
+    EXPECT_TRUE(daemon->stop());
+}
+
+TEST_F(FilesUnderAttack, ALockThatEverybodyCouldReadIsReplacedWhenAnOutsiderHoldsIt) {
+    ASSERT_TRUE(daemon->start());
+    daemon->kill();
+    const std::string lock = daemon->socket() + ".lock";
+    ASSERT_EQ(chmod(lock.c_str(), 0644), 0) << "as earlier versions made it";
+    const auto attacker = attack(Role::outsider, {"hb_attack", "hold-lock", lock}, "held");
+    ASSERT_TRUE(daemon->start());
+    EXPECT_THAT(daemon->log(), HasSubstr("was held by process id " + std::to_string(attacker->pid()) +
+                                         " (hb_attack) of user 65534, which cannot be wispd; it is replaced"));
+    EXPECT_THAT(daemon->log(), HasSubstr("removed 4 segments and semaphores"));
+    EXPECT_TRUE(daemon->stop());
+}
+
+TEST_F(FilesUnderAttack, ASecondDaemonNamesTheProcessThatHoldsTheLock) {
+    ASSERT_TRUE(daemon->start());
+    std::ofstream(daemon->socket() + ".lock") << "pid 1\n";
+    const Ended second =
+        programs->run(Role::root, {"wispd", "--config", daemon->configuration_file(), "--socket",
+                                   daemon->socket(), "--control", daemon->file("c"), "--foreground"});
+    EXPECT_EQ(1, second.exit_status);
+    EXPECT_THAT(second.errors,
+                HasSubstr("wispd with process id " + std::to_string(daemon->pid()) + " runs there already"));
+    EXPECT_TRUE(daemon->stop());
+}
+
+// ---- The keys ----
+
+TEST_F(FilesUnderAttack, TakenKeysOfTheNextInodesDoNotKeepWispdFromStarting) {
+    const auto attacker =
+        attack(Role::outsider, {"hb_attack", "squat-keys", daemon->configuration_file(), "3000", "9000"},
+               "12000 keys held");
+    ASSERT_TRUE(daemon->start());
+    EXPECT_THAT(daemon->log(),
+                HasSubstr("inodes for " + daemon->socket() +
+                          " are taken by segments or semaphores that are not this daemon's (most of "
+                          "them made by user 65534); it uses another inode"));
+    EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
+    EXPECT_TRUE(daemon->stop()) << "no placeholder stays";
+}
+
+TEST_F(FilesUnderAttack, WhereAllSegmentsAreTakenWispdSaysByWhom) {
+    std::ofstream limit("/proc/sys/kernel/shmmni");
+    limit << "64" << std::endl;
+    if (!limit) {
+        GTEST_SKIP() << "the limit of segments cannot be set here";
+    }
+    const auto attacker = attack(
+        Role::outsider, {"hb_attack", "squat-keys", daemon->configuration_file(), "100", "0"}, "64 keys held");
+    EXPECT_FALSE(daemon->start());
+    EXPECT_THAT(daemon->log(),
+                HasSubstr("limit of segments or semaphores is reached; user 65534 owns 64 of 64"));
+    EXPECT_EQ(daemon->files_left(), std::vector<std::string>());
+}
+
+// ---- The semaphores ----
+
+TEST_F(FilesUnderAttack, AnOutsiderCannotAlterTheSemaphores) {
+    ASSERT_TRUE(daemon->start());
+    for (const char *number : {"0", "1"}) {
+        const std::vector<std::string> words{"hb_attack", "set-semaphore", daemon->socket(), number, "1"};
+        EXPECT_EQ("cannot set semaphore " + std::string(number) + ": Permission denied\n",
+                  programs->run(Role::outsider, words).output);
+    }
+    EXPECT_TRUE(daemon->stop());
+}
+
+TEST_F(FilesUnderAttack, AWriterThatIsNoneHoldsReadersUpForAMomentOnly) {
+    ASSERT_TRUE(daemon->start());
+    EXPECT_EQ("set\n",
+              programs->run(Role::client, {"hb_attack", "set-semaphore", daemon->socket(), "1", "1"}).output);
+    EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
+    EXPECT_TRUE(wait_until([&] { return semaphore(1) == 0; }));
+    EXPECT_TRUE(daemon->wait_logged("the semaphores of the routes were altered and are reset: semaphore 1"));
+    EXPECT_EQ("added\n",
+              programs->run(Role::client, {"hb_attack", "add-semaphore", daemon->socket(), "1", "3"}).output);
+    EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
+    EXPECT_TRUE(wait_until([&] { return semaphore(1) == 0; }));
+    EXPECT_TRUE(daemon->stop());
+}
+
+TEST_F(FilesUnderAttack, ReadersThatAreNoneKeepNoRouteFromBeingPublished) {
+    ASSERT_TRUE(daemon->start());
+    // A program that has the segment, and could be inside for all that wispd knows.
+    const auto reader = programs->start(Role::other_client, {"hbctl", "--socket", daemon->socket(), "watch"});
+    EXPECT_TRUE(reader->read_until("node")) << reader->error_output();
+    const std::vector<std::vector<std::string>> ways = {
+        {"hb_attack", "set-semaphore", daemon->socket(), "0", "5"},
+        {"hb_attack", "set-semaphore", daemon->socket(), "0", "32767"},
+        {"hb_attack", "add-semaphore", daemon->socket(), "0", "5"}};
+    bool down = false;
+    for (const std::vector<std::string> &words : ways) {
+        EXPECT_EQ(0, programs->run(Role::client, words).exit_status);
+        down = !down;
+        EXPECT_TRUE(daemon->tells(down ? R"({"do":"adapter-down","adapter":1})"
+                                       : R"({"do":"adapter-up","adapter":1})"));
+        EXPECT_TRUE(wait_until([&] { return routes_are_current() && semaphore(0) == 0; }))
+            << words[1] << words[4];
+    }
+    EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
+    reader->send_signal(SIGTERM);
+    EXPECT_TRUE(reader->wait());
+    EXPECT_TRUE(daemon->stop());
+}
+
+} // namespace
+} // namespace hb_test
