@@ -11,6 +11,7 @@
 #include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
 
+#include "daemon/log_file.h"
 #include "daemon/text.h"
 
 namespace wispd {
@@ -64,8 +65,9 @@ void log_to_system() {
 }
 
 void log_to_file(const std::string &path) {
+    const Log_File file(path);
+    use(std::make_shared<spdlog::sinks::basic_file_sink_st>(file.path_by_descriptor()), TIMED);
     log_file() = path;
-    use(std::make_shared<spdlog::sinks::basic_file_sink_st>(path), TIMED);
 }
 
 void log_reopen() {

@@ -13,6 +13,7 @@
 #include "daemon/detach.h"
 #include "daemon/log.h"
 #include "daemon/paths.h"
+#include "daemon/process_setup.h"
 #include "daemon/sources/corosync/engine_access.h"
 #include "daemon/start_failure.h"
 #include "daemon/system_setup.h"
@@ -135,6 +136,7 @@ int serve(const Options &options, wispd::Start start) {
 } // namespace
 
 int main(int argc, char **argv) {
+    wispd::prepare_process();
     CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients.");
     Options options;
     add_options(app, options);

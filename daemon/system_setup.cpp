@@ -11,6 +11,7 @@
 #include <sys/resource.h>
 
 #include "daemon/log.h"
+#include "daemon/safe_directory.h"
 #include "daemon/start_failure.h"
 #include "daemon/text.h"
 
@@ -68,6 +69,14 @@ void need_directory(const std::string &socket) {
     }
 }
 
+// A socket that somebody could exchange is one that somebody could listen on.
+void need_safe_directory(const std::string &path) {
+    if (const std::string why = why_unsafe(path); !why.empty()) {
+        throw Start_Failure(text("another user could exchange ", path, ": ", why,
+                                 "; choose another path, or correct owner and mode"));
+    }
+}
+
 mode_t key_mode_of(const Daemon_Settings &settings) {
     const bool group_connects = (settings.socket_mode & 0020) != 0;
     return settings.key_mode.value_or(group_connects ? 0640 : 0600);
@@ -102,8 +111,10 @@ Access prepare_system(const std::string &socket_path, const std::string &control
         log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
                     "from them, without which a client cannot open the library");
     }
-    need_directory(socket_path);
-    need_directory(control_path);
+    for (const std::string &path : {socket_path, control_path}) {
+        need_directory(path);
+        need_safe_directory(path);
+    }
     raise_descriptor_limit();
     return access;
 }

@@ -38,12 +38,12 @@ class New_Key {
 
 Keyring::Keyring(const Security_Settings &settings) : settings_(settings) {
     // A generation also without keys, so that clients can tell the two apart.
-    content_.sequence_number = 1;
+    content_.get().sequence_number = 1;
     if (!settings_.enabled) {
         return;
     }
     const New_Key key(settings_.key_type, settings_.key_length);
-    Hb_Shared_Security_Status &current = content_.current_sec_status;
+    Hb_Shared_Security_Status &current = content_.get().current_sec_status;
     current.securityOn = Hb_True;
     current.keyCount = 1;
     current.is_valid_for_signing = Hb_True;
@@ -51,18 +51,14 @@ Keyring::Keyring(const Security_Settings &settings) : settings_(settings) {
     current.key = key.form();
 }
 
-Keyring::~Keyring() {
-    sec_wipe(&content_, sizeof content_);
-}
-
 void Keyring::rotate() {
     if (!settings_.enabled) {
         throw Refused("there are no keys: [security] is not enabled in the configuration");
     }
     const New_Key key(settings_.key_type, settings_.key_length);
-    Hb_Shared_Security_Status &current = content_.current_sec_status;
-    Hb_Shared_Security_Status &previous = content_.previous_sec_status;
-    Hb_Shared_Key_Cache &cache = content_.cache;
+    Hb_Shared_Security_Status &current = content_.get().current_sec_status;
+    Hb_Shared_Security_Status &previous = content_.get().previous_sec_status;
+    Hb_Shared_Key_Cache &cache = content_.get().cache;
     if (previous.key.length != 0) {
         // What falls out at the end is overwritten by the move.
         std::memmove(&cache.keyCache[1], &cache.keyCache[0], sizeof cache.keyCache - sizeof cache.keyCache[0]);
@@ -74,7 +70,7 @@ void Keyring::rotate() {
     current.key = key.form();
     current.keyCount = 2 + static_cast<int32_t>(cache.keyCacheCount);
     // One for the moment in which the new content is being written, one for when it is there.
-    content_.sequence_number += 2;
+    content_.get().sequence_number += 2;
 }
 
 const char *key_type_name(uint32_t type) {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 
+#include "daemon/model/key_memory.h"
 #include "lib/hb_wire.h"
 #include "qz_mss.h"
 
@@ -26,7 +27,6 @@ class Keyring {
     explicit Keyring(const Security_Settings &settings);
     Keyring(const Keyring &) = delete;
     Keyring &operator=(const Keyring &) = delete;
-    ~Keyring();
 
     // A new key becomes the current one, the current one the previous, and the previous goes into the cache.
     // Throws Refused when security is not enabled or no key can be made; nothing is changed then.
@@ -34,11 +34,11 @@ class Keyring {
 
     bool is_enabled() const { return settings_.enabled; }
     const Security_Settings &settings() const { return settings_; }
-    const Hb_security_information &content() const { return content_; }
+    const Hb_security_information &content() const { return content_.get(); }
 
   private:
     Security_Settings settings_;
-    Hb_security_information content_{};
+    Key_Memory content_;
 };
 
 // "hmac-sha256" and the like; null for an unknown type.

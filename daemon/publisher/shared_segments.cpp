@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <sys/ipc.h>
+#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -266,6 +267,9 @@ bool Shared_Segments::make_segment(std::size_t which, std::size_t size) {
         return false;
     }
     segment.address = address;
+    if (which == SECURITY) {
+        madvise(address, size, MADV_DONTDUMP); // keys belong in no core file
+    }
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "daemon/pinned_file.h"
 #include "daemon/start_failure.h"
 #include "daemon/text.h"
 
@@ -48,6 +49,18 @@ Descriptor make_socket(const std::string &path) {
     return made;
 }
 
+void give_to_clients(const Pinned_File &file, const std::string &path, const Access &access) {
+    if (!file.set_group(access.group)) {
+        fail("cannot set the group of", path);
+    }
+    if (!file.set_mode(access.socket_mode)) {
+        fail("cannot set the mode of", path);
+    }
+    if (!file.is_at(path)) {
+        throw Start_Failure(text("somebody has put another file in the place of the socket ", path));
+    }
+}
+
 } // namespace
 
 void check_socket_path(const std::string &path, const std::string &what) {
@@ -59,18 +72,19 @@ void check_socket_path(const std::string &path, const std::string &what) {
 }
 
 void clear_socket_path(const std::string &path) {
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0) {
+    const Pinned_File old(path);
+    if (!old.exists()) {
         if (errno == ENOENT) {
             return;
         }
         fail("cannot look at", path);
     }
-    if (!S_ISSOCK(status.st_mode)) {
+    if (!S_ISSOCK(old.status().st_mode)) {
         throw Start_Failure(text(path, " exists and is not a socket; remove it or choose another path"));
     }
     const Descriptor probe = make_socket(path);
-    const sockaddr_un address = address_of(path);
+    // Whoever is asked is whoever is removed, also when the path changes meanwhile.
+    const sockaddr_un address = address_of(old.path_by_descriptor());
     const int connected = connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
     // A full backlog (EAGAIN) is somebody listening, too.
     if (connected == 0 || errno == EAGAIN) {
@@ -79,7 +93,7 @@ void clear_socket_path(const std::string &path) {
     if (errno != ECONNREFUSED) {
         fail("cannot find out who listens on", path);
     }
-    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+    if (!old.is_at(path) || (unlink(path.c_str()) != 0 && errno != ENOENT)) {
         fail("cannot remove the old socket", path);
     }
 }
@@ -92,22 +106,19 @@ Socket_File::Socket_File(const std::string &path, const Access &access) : descri
             fail("cannot make the socket", path);
         }
     }
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0) {
+    const Pinned_File file(path);
+    if (!file.exists()) {
         fail("cannot look at", path);
     }
+    if (!S_ISSOCK(file.status().st_mode) || file.status().st_uid != geteuid()) {
+        throw Start_Failure(text("somebody has put another file in the place of the socket ", path));
+    }
     path_ = path;
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
+    device_ = file.status().st_dev;
+    inode_ = file.status().st_ino;
     // A constructor that throws runs no destructor.
     try {
-        if (access.group != static_cast<gid_t>(-1) &&
-            chown(path.c_str(), static_cast<uid_t>(-1), access.group) != 0) {
-            fail("cannot set the group of", path);
-        }
-        if (chmod(path.c_str(), access.socket_mode) != 0) {
-            fail("cannot set the mode of", path);
-        }
+        give_to_clients(file, path, access);
     } catch (...) {
         remove();
         throw;

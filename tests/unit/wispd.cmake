@@ -20,6 +20,7 @@ if(TARGET wispd_core)
     wispd/node_requests_test.cpp
     wispd/packets_test.cpp
     wispd/peer_test.cpp
+    wispd/pinned_files_test.cpp
     wispd/publisher_test.cpp
     wispd/record_reader_test.cpp
     wispd/route_writer_test.cpp
