@@ -30,7 +30,7 @@ void Route_Writer::publish() {
 
 void Route_Writer::begin() {
     if (!hold()) {
-        give_up(text("the semaphores cannot be used: ", std::strerror(errno)));
+        wait_in_vain(text("the semaphores cannot be used: ", std::strerror(errno)));
         return;
     }
     state_ = State::waiting;
@@ -54,9 +54,7 @@ void Route_Writer::let_in() {
 void Route_Writer::look() {
     const int inside = segments_.readers_inside();
     if (inside < 0) {
-        const std::string why = text("the semaphores cannot be read: ", std::strerror(errno));
-        let_in();
-        give_up(why);
+        wait_in_vain(text("the semaphores cannot be read: ", std::strerror(errno)));
     } else if (inside == 0 && watch_.check()) {
         write();
     } else if (std::chrono::steady_clock::now() - since_ < patience_.wait) {
@@ -70,7 +68,9 @@ void Route_Writer::look() {
 
 void Route_Writer::wait_in_vain(const std::string &why) {
     if (++attempts_in_vain_ < patience_.attempts) {
-        let_in();
+        if (watch_.is_holding()) {
+            let_in();
+        }
         give_up(why);
         return;
     }

@@ -26,6 +26,7 @@ class Semaphore_Watch {
 
     // Whether the daemon holds readers back, which semaphore 1 then says.
     void set_holding(bool holding) { holding_ = holding; }
+    bool is_holding() const { return holding_; }
     // Looks at once. Whether all was as it should be.
     bool check();
 

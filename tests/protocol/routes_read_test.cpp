@@ -458,6 +458,29 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasC
     }
 }
 
+// The daemon writes past a reader that was stopped inside for too long.
+ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
+    ClusterFacts cluster = small_cluster();
+    cluster.max_nodes = 40;
+    FakeDaemonPlan plan;
+    plan.connections = {serve_configuration(snapshot(cluster))};
+    plan.segments = segments_for(40);
+    FakeDaemon daemon(plan);
+    open_library();
+    const Bytes before = route_record(5, 11, 0, Bytes().fill(176, 0x55));
+    const Bytes after = route_record(6, 10, 0, Bytes().fill(176, 0x66));
+    for (const RouteEntry entry : BOTH) {
+        std::memcpy(daemon.segments().configuration(), Bytes().i32(5).data(), 4);
+        const Counts counts(daemon);
+        const Changing_Record changing(daemon, before, after);
+        const RouteCall call(entry, Changing_Record::NODE);
+        EXPECT_EQ(1, Changing_Record::changes);
+        EXPECT_EQ(Hb_Success, call.result);
+        EXPECT_EQ(10U, call.length);
+        EXPECT_TRUE(same_bytes(Bytes().fill(176, 0x66), call.route));
+    }
+}
+
 // Rewrites the route of node 2 as the daemon does, but without waiting for readers: the record is invalid while its
 // bytes change. Every byte of a route is the low byte of its generation.
 class Hasty_Writer {

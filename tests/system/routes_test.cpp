@@ -117,6 +117,17 @@ TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
     EXPECT_TRUE(client.end());
 }
 
+TEST_P(Routes, AReaderThatStaysInsideForLongKeepsNoRoutesBack) {
+    const std::unique_ptr<ChildProcess> stayer = reader_inside(GetParam().clients.front());
+    change_routes();
+    EXPECT_TRUE(daemon.wait_logged("the routes are published all the same: 1 readers stay inside"));
+    EXPECT_TRUE(wait_until([&] { return routes_are_current(); }));
+    EXPECT_EQ(semaphore(READERS_INSIDE), 0);
+    stayer->write_input("\n");
+    EXPECT_EQ(stayer->read_line(), "left with 10 hops") << "the new route, read whole";
+    EXPECT_TRUE(semaphores_come_to_rest());
+}
+
 TEST_P(Routes, AReaderThatIsInterruptedBeforeItIsInsideWaitsOn) {
     for (const Programs &programs : GetParam().clients) {
         const std::unique_ptr<ChildProcess> reader = start_reader(programs, daemon, {"routes", "signals"});

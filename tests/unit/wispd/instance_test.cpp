@@ -233,6 +233,28 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
     }
 }
 
+// The flags that the system shows of this process's mapping of the segment.
+std::string mapping_flags(key_t key) {
+    char name[32];
+    std::snprintf(name, sizeof name, "/SYSV%08x", static_cast<unsigned>(key));
+    std::ifstream maps("/proc/self/smaps");
+    bool is_it = false;
+    for (std::string line; std::getline(maps, line);) {
+        is_it = is_it || line.find(name) != std::string::npos;
+        if (is_it && line.rfind("VmFlags:", 0) == 0) {
+            return line + " ";
+        }
+    }
+    return "not found";
+}
+
+TEST_F(WispdSegments, KeysAreInNoCoreFile) {
+    auto segments = Shared_Segments::create(keys_, {});
+    ASSERT_TRUE(segments.has_value());
+    EXPECT_THAT(mapping_flags(keys_.segments[2]), HasSubstr(" dd "));
+    EXPECT_THAT(mapping_flags(keys_.segments[1]), testing::Not(HasSubstr(" dd ")));
+}
+
 TEST_F(WispdSegments, PublishTheSizeOfTheConfiguration) {
     auto segments = Shared_Segments::create(keys_, {});
     ASSERT_TRUE(segments.has_value());
