@@ -86,6 +86,7 @@ class Daemon::Impl {
 
   private:
     Shared_Segments claim_socket();
+    bool may_control(const Peer &peer);
     Control_Answer answer(std::string_view line);
     void play(const Timeline_Event &event);
     void play_timeline(const std::string &path);
@@ -150,11 +151,13 @@ Daemon::Impl::Impl(Start start)
     route_writer_.publish();
 
     clear_socket_path(start_.control_path);
-    control_file_ = Socket_File(start_.control_path, {access_.group, 0660});
+    control_file_ = Socket_File(start_.control_path, control_access(access_));
     control_file_.listen();
-    control_.emplace(context_, control_file_.release(),
-                     Control_Server::Handlers{[this](std::string_view line) { return answer(line); },
-                                              [this] { stop("it was told to"); }});
+    control_.emplace(
+        context_, control_file_.release(),
+        Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
+                                 [this](const Peer &, std::string_view line) { return answer(line); },
+                                 [this] { stop("it was told to"); }});
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
                        start_.file.daemon.client_queue_bytes, client_handlers());
@@ -207,6 +210,17 @@ void Daemon::Impl::wait_for_signal() {
 void Daemon::Impl::stop(const char *why) {
     log_info(text("stopping: ", why));
     context_.stop();
+}
+
+// The mode of the socket's file says the same; it can be changed from outside, and a descriptor can be passed on.
+bool Daemon::Impl::may_control(const Peer &peer) {
+    const bool may = is_authorised(peer, geteuid(), access_.control_group);
+    if (!may) {
+        log_warning(text("uid ", peer.uid, " (pid ", peer.pid,
+                         ") was refused the control socket: only root, wispd's user and members of "
+                         "control_group may use it"));
+    }
+    return may;
 }
 
 Control_Answer Daemon::Impl::answer(std::string_view line) {
@@ -362,7 +376,7 @@ void Daemon::Impl::tell(const Changes &changes) {
 
 Client_Handlers Daemon::Impl::client_handlers() {
     Client_Handlers handlers;
-    handlers.may_act = [this](const Peer &peer) { return may_act(peer, geteuid(), access_.group); };
+    handlers.may_act = [this](const Peer &peer) { return is_authorised(peer, geteuid(), access_.act_group); };
     handlers.act = [this](const Node_Request &request) { return act(request); };
     handlers.changed = [this](const Changes &changes) { tell(changes); };
     handlers.deliver = [this](const Multicast &multicast) { return endpoints_.deliver(multicast, routes_); };

@@ -52,7 +52,7 @@ void add_options(CLI::App &app, Options &options) {
     app.add_option("--control", options.control, "Where wispctl connects; goes before [daemon] control");
     app.add_flag("--foreground", options.foreground, "Stay in the foreground and log to standard error");
     app.add_flag("--check", options.check,
-                 "Check the configuration, the group it names and the timeline, and end");
+                 "Check the configuration, the groups it names and the timeline, and end");
     app.set_version_flag("--version", std::string("wispd " WISPD_VERSION));
 }
 
@@ -95,7 +95,7 @@ void choose_log(const Options &options, const wispd::Daemon_Settings &settings) 
 // What the file names beside itself and its timeline.
 int check_system(const wispd::Daemon_Settings &settings) {
     try {
-        wispd::find_group(settings.group);
+        wispd::find_access(settings);
         return 0;
     } catch (const std::exception &error) {
         say(error.what());

@@ -84,7 +84,7 @@ mode_t key_mode_of(const Daemon_Settings &settings) {
 
 } // namespace
 
-gid_t find_group(const std::string &name) {
+gid_t find_group(const std::string &name, const char *key) {
     if (name.empty()) {
         return NO_GROUP;
     }
@@ -94,9 +94,14 @@ gid_t find_group(const std::string &name) {
     }
     if (!group) {
         throw Start_Failure(
-            text("there is no group \"", name, "\"; make it, or set group in [daemon] to another one"));
+            text("there is no group \"", name, "\"; make it, or set ", key, " in [daemon] to another one"));
     }
     return *group;
+}
+
+Access find_access(const Daemon_Settings &settings) {
+    return {find_group(settings.group, "group"), settings.socket_mode, key_mode_of(settings),
+            find_group(settings.act_group, "act_group"), find_group(settings.control_group, "control_group")};
 }
 
 Access prepare_system(const std::string &socket_path, const std::string &control_path,
@@ -106,7 +111,7 @@ Access prepare_system(const std::string &socket_path, const std::string &control
     if (socket_path == control_path) {
         throw Start_Failure(text("socket and control socket are both ", socket_path));
     }
-    const Access access{find_group(settings.group), settings.socket_mode, key_mode_of(settings)};
+    const Access access = find_access(settings);
     if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
         log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
                     "from them, without which a client cannot open the library");

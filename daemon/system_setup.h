@@ -11,8 +11,11 @@
 
 namespace wispd {
 
-// By its name or number; -1 for an empty name. Throws Start_Failure.
-gid_t find_group(const std::string &name);
+// By its name or number; -1 for an empty name. Throws Start_Failure, which names the key of [daemon] that has it.
+gid_t find_group(const std::string &name, const char *key = "group");
+
+// What the groups and modes of [daemon] mean in this system. Throws Start_Failure.
+Access find_access(const Daemon_Settings &settings);
 
 // Checks the paths, makes the default's directory, raises the limit of descriptors; gives who gets access to
 // what is made. Throws Start_Failure.

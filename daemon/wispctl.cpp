@@ -49,7 +49,8 @@ class Connection {
                     "no wispd listens at ", path,
                     " (choose another path with --control or --socket, or the variable HB_SERVER_SOCKET)"));
             }
-            throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why)));
+            const char *advice = why == EACCES ? "; run as root or as a member of wispd's control_group" : "";
+            throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why), advice));
         }
         const timeval patience{ANSWER_SECONDS, 0};
         setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
@@ -67,7 +68,7 @@ class Connection {
                 continue;
             }
             if (count < 0) {
-                throw Failure(text("wispd at ", path_, " closed the connection"));
+                break; // a connection that wispd rejects is closed at once, and the reason can be read
             }
             done += static_cast<std::size_t>(count);
         }

@@ -94,10 +94,10 @@ constexpr std::array meanings{
 
 // Ascending. Where the daemon judges a request.
 constexpr std::array request_meanings{
-    Meaning{3, "the daemon does not let this user act: run as root or as a member of its group"},
+    Meaning{3, "the daemon does not permit this user to act: run as root or as a member of its act_group"},
     Meaning{4, "out of range, or not of this node"},
     Meaning{7, "the adapter is not configured, or no adapter of this node has the address"},
-    Meaning{8, "the daemon could not do it, or does not let this user act"},
+    Meaning{8, "the daemon could not do it, or does not permit this user to act"},
     Meaning{10, "the daemon sent something else than the answer"},
     Meaning{50, "another adapter has the address"},
     Meaning{51, "the adapter cannot have such an address"},

@@ -35,15 +35,16 @@ Peer peer_of(int socket) {
     return {credentials.pid, credentials.uid, credentials.gid, groups_of(socket)};
 }
 
-bool may_act(const Peer &peer, uid_t own, gid_t group) {
-    if (peer.uid == static_cast<uid_t>(-1)) {
-        return false;
-    }
-    if (peer.uid == 0 || peer.uid == own) {
+bool is_trusted(const Peer &peer, uid_t own) {
+    return peer.uid != static_cast<uid_t>(-1) && (peer.uid == 0 || peer.uid == own);
+}
+
+bool is_authorised(const Peer &peer, uid_t own, gid_t group) {
+    if (is_trusted(peer, own)) {
         return true;
     }
-    const bool has_group = group != static_cast<gid_t>(-1);
-    return has_group &&
+    const bool may_be_member = peer.uid != static_cast<uid_t>(-1) && group != static_cast<gid_t>(-1);
+    return may_be_member &&
            (peer.gid == group || std::find(peer.groups.begin(), peer.groups.end(), group) != peer.groups.end());
 }
 

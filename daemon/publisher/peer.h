@@ -1,4 +1,4 @@
-// Who is at the other end of a connection, as the system knows it, and what that one may do.
+// The process at the other end of a connection, as the system knows it, and what it may do.
 #ifndef WISPD_PEER_H
 #define WISPD_PEER_H
 
@@ -18,9 +18,11 @@ struct Peer {
 // The process that connected, as it was when it did.
 Peer peer_of(int socket);
 
-// Whether it may act on the node: root, who runs the daemon as `own`, and members of the group; a `group` of
-// -1 has none.
-bool may_act(const Peer &peer, uid_t own, gid_t group);
+// Whether it runs as root or as the daemon's own user.
+bool is_trusted(const Peer &peer, uid_t own);
+
+// Whether it is trusted or a member of the group; a `group` of -1 has no members.
+bool is_authorised(const Peer &peer, uid_t own, gid_t group);
 
 } // namespace wispd
 

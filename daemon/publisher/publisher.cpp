@@ -214,7 +214,7 @@ void Publisher::Impl::serve(Client &client, const Request &request, const Reques
     if (rule.acts && !handlers_.may_act(client.peer())) {
         if (client.is_first_refusal(rule.kind)) {
             client.warn(text("was refused request ", static_cast<int>(rule.kind), " (", rule.name,
-                             "): only root and the group that is configured may act on the node"));
+                             "): only root, wispd's user and members of act_group may act on the node"));
         }
         answer(client, rule, rule.when_not_permitted, empty_body());
         return;

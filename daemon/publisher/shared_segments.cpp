@@ -31,13 +31,15 @@ constexpr std::size_t CONFIGURATION = 0;
 constexpr std::size_t ROUTES = 1;
 constexpr std::size_t SECURITY = 2;
 
-// Who may connect may read the segments, and count itself in and out of the route segment.
+// Clients that may connect may read the segments.
 mode_t read_mode(mode_t socket_mode) {
     return 0600 | ((socket_mode & 0020) << 1) | ((socket_mode & 0002) << 1);
 }
 
+// Members of the group count themselves in and out of the route segment. A count can be altered at will, and one that
+// is wrong keeps the daemon from publishing routes: others have no access, and read the routes without being counted.
 mode_t alter_mode(mode_t socket_mode) {
-    const mode_t readers = read_mode(socket_mode) & 0044;
+    const mode_t readers = read_mode(socket_mode) & 0040;
     return 0600 | readers | (readers >> 1);
 }
 

@@ -63,6 +63,11 @@ void give_to_clients(const Pinned_File &file, const std::string &path, const Acc
 
 } // namespace
 
+Access control_access(const Access &access) {
+    constexpr gid_t none = static_cast<gid_t>(-1);
+    return {access.control_group, static_cast<mode_t>(access.control_group == none ? 0600 : 0660)};
+}
+
 void check_socket_path(const std::string &path, const std::string &what) {
     constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > longest) {

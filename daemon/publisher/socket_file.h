@@ -13,8 +13,13 @@ namespace wispd {
 struct Access {
     gid_t group = static_cast<gid_t>(-1); // -1: as the daemon runs
     mode_t socket_mode = 0660;
-    mode_t key_mode = 0640; // of the segment with the security keys
+    mode_t key_mode = 0640;                       // of the segment with the security keys
+    gid_t act_group = static_cast<gid_t>(-1);     // may act on the node; -1: no group
+    gid_t control_group = static_cast<gid_t>(-1); // may use the control socket; -1: no group
 };
+
+// Of the control socket: for the daemon's user alone unless a group may use it.
+Access control_access(const Access &access);
 
 // Throws Start_Failure when the path does not fit a socket address.
 void check_socket_path(const std::string &path, const std::string &what);

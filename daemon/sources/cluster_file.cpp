@@ -252,11 +252,14 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
         return settings;
     }
     const Toml_Reader reader(*table, path, "[daemon]",
-                             {"socket", "control", "group", "socket_mode", "key_mode", "client_queue_bytes",
-                              "shutdown_delay_seconds", "log_file", "log_level"});
+                             {"socket", "control", "group", "act_group", "control_group", "socket_mode",
+                              "key_mode", "client_queue_bytes", "shutdown_delay_seconds", "log_file",
+                              "log_level"});
     settings.socket = reader.string_or("socket", PATH_LONGEST, "");
     settings.control = reader.string_or("control", PATH_LONGEST, "");
     settings.group = reader.string_or("group", NAME_LONGEST, "");
+    settings.act_group = reader.string_or("act_group", NAME_LONGEST, "");
+    settings.control_group = reader.string_or("control_group", NAME_LONGEST, "");
     settings.socket_mode = read_mode(reader, "socket_mode", "0660").value_or(settings.socket_mode);
     settings.key_mode = read_key_mode(reader);
     settings.shutdown_delay =

@@ -20,9 +20,11 @@
 namespace wispd {
 
 struct Daemon_Settings {
-    std::string socket;  // empty: by the environment
-    std::string control; // empty: the socket's path + ".control"
-    std::string group;   // empty: the group that the daemon runs as
+    std::string socket;        // empty: by the environment
+    std::string control;       // empty: the socket's path + ".control"
+    std::string group;         // empty: the group that the daemon runs as
+    std::string act_group;     // empty: no group may act on the node
+    std::string control_group; // empty: no group may use the control socket
     mode_t socket_mode = 0660;
     std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
     std::size_t client_queue_bytes = 16777216;

@@ -26,9 +26,11 @@ constexpr std::chrono::milliseconds ACCEPT_PAUSE{200};
 
 // One connection. The next line is not read before the last answer is written, so that nothing piles up.
 struct Control_Connection {
-    explicit Control_Connection(stream_protocol::socket connected) : socket(std::move(connected)) {}
+    explicit Control_Connection(stream_protocol::socket connected)
+        : socket(std::move(connected)), peer(peer_of(socket.native_handle())) {}
 
     stream_protocol::socket socket;
+    Peer peer;
     std::string input;
     std::string output;
 };
@@ -78,7 +80,12 @@ void Control_Server::Impl::accept() {
         accept_failed_ = false;
         const auto connection = std::make_shared<Control_Connection>(std::move(socket));
         connections_.insert(connection);
-        if (connections_.size() > CONNECTIONS_MOST) {
+        if (!handlers_.may_control(connection->peer)) {
+            answer(connection,
+                   {error_line("this user may not use the control socket: run as root or as a member of the "
+                               "group that control_group in wispd's configuration names")},
+                   true);
+        } else if (connections_.size() > CONNECTIONS_MOST) {
             answer(connection,
                    {error_line(text("there are ", CONNECTIONS_MOST, " control connections already"))}, true);
         } else {
@@ -102,7 +109,7 @@ void Control_Server::Impl::read_line(const Connection &connection) {
             }
             const std::string line = connection->input.substr(0, size - 1);
             connection->input.erase(0, size);
-            answer(connection, handlers_.on_line(line), false);
+            answer(connection, handlers_.on_line(connection->peer, line), false);
         });
 }
 

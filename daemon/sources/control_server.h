@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/publisher/peer.h"
+
 namespace asio {
 class io_context;
 }
@@ -21,7 +23,8 @@ struct Control_Answer {
 class Control_Server {
   public:
     struct Handlers {
-        std::function<Control_Answer(std::string_view line)> on_line;
+        std::function<bool(const Peer &peer)> may_control; // asked once for each connection
+        std::function<Control_Answer(const Peer &peer, std::string_view line)> on_line;
         std::function<void()> on_stop; // after the answer to a stop was written
     };
 

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <thread>
 
+#include <unistd.h>
+
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
@@ -135,9 +137,10 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     wispd::clear_socket_path(path);
     control_file_ = wispd::Socket_File(path, {static_cast<gid_t>(-1), 0600});
     control_file_.listen();
-    control_.emplace(
-        context_, control_file_.release(),
-        wispd::Control_Server::Handlers{[this](std::string_view line) { return answer(line); }, [] {}});
+    control_.emplace(context_, control_file_.release(),
+                     wispd::Control_Server::Handlers{
+                         [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); },
+                         [this](const wispd::Peer &, std::string_view line) { return answer(line); }, [] {}});
 }
 
 wispd::Control_Answer Cluster_Player::Impl::answer(std::string_view line) {

@@ -1,4 +1,4 @@
-// Whoever may connect can listen and ask; only root and the configured group may have the node act.
+// Clients that may connect can listen and ask; only root and the members of act_group may act on the node.
 #include <gtest/gtest.h>
 
 #include <sys/sem.h>
@@ -22,11 +22,13 @@ using nlohmann::json;
 
 // Whoever asks for something as this user and this group has no rights beyond everybody's.
 constexpr char NOBODY[] = "65534";
-constexpr char ADM[] = "4"; // the group that may act in these tests; it exists on every Debian system
+// In these tests, the group that may act and the group that only connects. Both exist on every Debian system.
+constexpr char ADM[] = "4";
+constexpr char DAEMON[] = "1";
 
 std::string open_cluster_file() {
-    return small_cluster_file() +
-           "[security]\n[daemon]\nsocket_mode = \"0666\"\nkey_mode = \"0644\"\ngroup = \"adm\"\n";
+    return small_cluster_file() + "[security]\n[daemon]\nsocket_mode = \"0666\"\nkey_mode = \"0644\"\ngroup = "
+                                  "\"daemon\"\nact_group = \"adm\"\n";
 }
 
 // hbctl and the libraries where everybody can read them, which the build directory need not be.
@@ -130,7 +132,15 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
     EXPECT_EQ(model(), before);
 }
 
-TEST_P(Access, AMemberOfTheConfiguredGroupMayAct) {
+TEST_P(Access, MembersOfTheGroupThatConnectsMayNotAct) {
+    const HbctlEnd end = hbctl_as(DAEMON, {"unconfigure", "2"});
+    EXPECT_EQ(end, (HbctlEnd{1, "",
+                             "hbctl: cannot take the address of adapter 2 away: the daemon does not permit "
+                             "this user to act: run as "
+                             "root or as a member of its act_group (error 3)\n"}));
+}
+
+TEST_P(Access, MembersOfTheActGroupMayAct) {
     EXPECT_EQ(hbctl_as(ADM, {"configure", "2", "10.1.0.99"}), said("configure 2 10.1.0.99: done"));
     EXPECT_EQ(hbctl_as(ADM, {"node-down", "3"}), said("node-down 3: sent"));
     EXPECT_TRUE(wait_until([&] {
@@ -166,6 +176,7 @@ TEST_P(DefaultAccess, GivesOthersNothing) {
         EXPECT_EQ(mode_of_segment(ids[static_cast<std::size_t>(segment)]) & 0007U, 0U) << segment;
     }
     EXPECT_EQ(mode_of_semaphores(ids[3]) & 0007U, 0U);
+    EXPECT_EQ(fs::status(daemon.control()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     const HbctlEnd end = PublicHbctl(GetParam().clients.back()).run(daemon, NOBODY, {"status"});
     EXPECT_EQ(end.exit_status, 1);
     EXPECT_NE(end.errors.find("permission denied"), std::string::npos) << end.errors;

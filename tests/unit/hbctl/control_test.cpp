@@ -281,8 +281,8 @@ TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
 
 TEST(HbctlRequestErrorText, NumbersMeanWhatTheDaemonMeansByThem) {
     EXPECT_EQ(request_error_text(3),
-              "the daemon does not let this user act: run as root or as a member of its group");
-    EXPECT_EQ(request_error_text(8), "the daemon could not do it, or does not let this user act");
+              "the daemon does not permit this user to act: run as root or as a member of its act_group");
+    EXPECT_EQ(request_error_text(8), "the daemon could not do it, or does not permit this user to act");
     EXPECT_EQ(request_error_text(52), "the time is out of range");
     EXPECT_EQ(request_error_text(9), "the node is not configured");
     EXPECT_EQ(request_error_text(16), "the daemon closed the connection");

@@ -65,7 +65,8 @@ TEST(WispdClusterFile, EveryKeyIsTaken) {
         "[cluster]\nname = \"demo\"\nlocal_node = 1\nmax_nodes = 8\nadapters_per_node = 2\ninstance = "
         "4294967295\n"
         "[daemon]\nsocket = \"/run/a\"\ncontrol = \"/run/b\"\ngroup = \"g\"\nsocket_mode = \"0600\"\n"
-        "client_queue_bytes = 1000000\nlog_file = \"/var/log/w\"\nlog_level = \"debug\"\n"
+        "act_group = \"a\"\ncontrol_group = \"c\"\nclient_queue_bytes = 1000000\nlog_file = "
+        "\"/var/log/w\"\nlog_level = \"debug\"\n"
         "[heartbeat]\nthreshold_seconds = 3\nthreshold_microseconds = 999999\nenabled = false\n"
         "[source]\ntimeline = \"t.toml\"\n"
         "[[network]]\nnumber = 1\nname = \"b\"\ntype = \"ib\"\n"
@@ -78,6 +79,8 @@ TEST(WispdClusterFile, EveryKeyIsTaken) {
     EXPECT_EQ(file.daemon.socket, "/run/a");
     EXPECT_EQ(file.daemon.control, "/run/b");
     EXPECT_EQ(file.daemon.group, "g");
+    EXPECT_EQ(file.daemon.act_group, "a");
+    EXPECT_EQ(file.daemon.control_group, "c");
     EXPECT_EQ(file.daemon.socket_mode, 0600u);
     EXPECT_EQ(file.daemon.client_queue_bytes, 1000000u);
     EXPECT_EQ(file.daemon.log_file, "/var/log/w");

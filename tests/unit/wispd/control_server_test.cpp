@@ -27,7 +27,8 @@ class WispdControlServer : public testing::Test {
         server_ = std::make_unique<wispd::Control_Server>(
             context_, file_.release(),
             wispd::Control_Server::Handlers{
-                [](std::string_view line) {
+                [this](const wispd::Peer &) { return authorised_; },
+                [](const wispd::Peer &, std::string_view line) {
                     return wispd::Control_Answer{"got " + std::string(line), line == "stop"};
                 },
                 [this] { stopped_ = true; }});
@@ -75,6 +76,7 @@ class WispdControlServer : public testing::Test {
     asio::io_context context_;
     wispd::Socket_File file_;
     std::unique_ptr<wispd::Control_Server> server_;
+    bool authorised_ = true;
     bool stopped_ = false;
 };
 
@@ -107,6 +109,17 @@ TEST_F(WispdControlServer, StopsAfterTheAnswerIsWritten) {
         context_.poll();
         return stopped_;
     }));
+}
+
+TEST_F(WispdControlServer, RejectsAnUnauthorisedPeerWithTheReason) {
+    authorised_ = false;
+    const auto peer = connect();
+    send(peer, "one\n");
+    EXPECT_EQ(
+        receive(peer, 2),
+        R"({"error":"this user may not use the control socket: run as root or as a member of the group that )"
+        R"(control_group in wispd's configuration names","ok":false})"
+        "\nEND");
 }
 
 TEST_F(WispdControlServer, OneThatDoesNotReadHoldsUpNobody) {

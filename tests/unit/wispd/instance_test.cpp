@@ -223,7 +223,7 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
         EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640); // keys are another matter
         semid_ds status{};
         ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
-        EXPECT_EQ(status.sem_perm.mode & 0777, 0666);
+        EXPECT_EQ(status.sem_perm.mode & 0777, 0660);
     }
     {
         auto segments = Shared_Segments::create(keys_, {static_cast<gid_t>(-1), 0600, 0600});

@@ -11,7 +11,8 @@
 
 namespace {
 
-using wispd::may_act;
+using wispd::is_authorised;
+using wispd::is_trusted;
 using wispd::Peer;
 
 constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
@@ -37,19 +38,26 @@ TEST(WispdPeer, WhoIsUnknownMayDoNothing) {
     ASSERT_EQ(pipe(ends), 0);
     const hb_test::UniqueFd one(ends[0]);
     const hb_test::UniqueFd other(ends[1]);
-    EXPECT_FALSE(may_act(wispd::peer_of(one.get()), static_cast<uid_t>(-1), NO_GROUP));
+    EXPECT_FALSE(is_authorised(wispd::peer_of(one.get()), static_cast<uid_t>(-1), NO_GROUP));
 }
 
-TEST(WispdPeer, RootAndTheDaemonsOwnUserMayAct) {
-    EXPECT_TRUE(may_act({1, 0, 0, {}}, 500, NO_GROUP));
-    EXPECT_TRUE(may_act({1, 500, 500, {}}, 500, NO_GROUP));
-    EXPECT_FALSE(may_act({1, 501, 500, {500}}, 500, NO_GROUP));
+TEST(WispdPeer, RootAndTheDaemonsOwnUserAreAuthorisedWithoutAGroup) {
+    EXPECT_TRUE(is_authorised({1, 0, 0, {}}, 500, NO_GROUP));
+    EXPECT_TRUE(is_authorised({1, 500, 500, {}}, 500, NO_GROUP));
+    EXPECT_FALSE(is_authorised({1, 501, 500, {500}}, 500, NO_GROUP));
 }
 
-TEST(WispdPeer, MembersOfTheConfiguredGroupMayAct) {
-    EXPECT_TRUE(may_act({1, 501, 77, {}}, 500, 77));
-    EXPECT_TRUE(may_act({1, 501, 501, {4, 77, 9}}, 500, 77));
-    EXPECT_FALSE(may_act({1, 501, 501, {4, 9}}, 500, 77));
+TEST(WispdPeer, MembersOfTheGroupAreAuthorised) {
+    EXPECT_TRUE(is_authorised({1, 501, 77, {}}, 500, 77));
+    EXPECT_TRUE(is_authorised({1, 501, 501, {4, 77, 9}}, 500, 77));
+    EXPECT_FALSE(is_authorised({1, 501, 501, {4, 9}}, 500, 77));
+}
+
+TEST(WispdPeer, MembershipOfNoGroupMakesTrusted) {
+    EXPECT_TRUE(is_trusted({1, 0, 0, {}}, 500));
+    EXPECT_TRUE(is_trusted({1, 500, 500, {}}, 500));
+    EXPECT_FALSE(is_trusted({1, 501, 0, {0, 500}}, 500));
+    EXPECT_FALSE(is_trusted({1, static_cast<uid_t>(-1), 0, {}}, static_cast<uid_t>(-1)));
 }
 
 } // namespace

@@ -624,8 +624,8 @@ TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
     const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_THAT(lines[0],
-                EndsWith(who() + " was refused request 204 (node is down): only root and the group that "
-                                 "is configured may act on the node"));
+                EndsWith(who() + " was refused request 204 (node is down): only root, wispd's user and "
+                                 "members of act_group may act on the node"));
     EXPECT_THAT(lines[1], HasSubstr(who() + " was refused request 215 (unconfigure adapter)"));
 }
 

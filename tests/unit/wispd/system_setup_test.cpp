@@ -61,6 +61,29 @@ TEST_F(WispdSystemSetup, KeysAreForWhoCanConnectByGroupUnlessToldOtherwise) {
     EXPECT_EQ(prepare().key_mode, 0644u);
 }
 
+TEST_F(WispdSystemSetup, NoGroupActsOrControlsUnlessNamed) {
+    constexpr auto nobody = static_cast<gid_t>(-1);
+    settings_.group = "7";
+    EXPECT_EQ(prepare().act_group, nobody);
+    EXPECT_EQ(prepare().control_group, nobody);
+    EXPECT_EQ(control_access(prepare()).socket_mode, 0600u);
+    EXPECT_EQ(control_access(prepare()).group, nobody);
+    settings_.act_group = "8";
+    settings_.control_group = "9";
+    EXPECT_EQ(prepare().act_group, 8u);
+    EXPECT_EQ(control_access(prepare()).socket_mode, 0660u);
+    EXPECT_EQ(control_access(prepare()).group, 9u);
+}
+
+TEST_F(WispdSystemSetup, MissingGroupIsReportedWithItsKey) {
+    settings_.act_group = "no-such-group";
+    EXPECT_EQ(failure_of(socket_, control_, settings_),
+              "there is no group \"no-such-group\"; make it, or set act_group in [daemon] to another one");
+    settings_.act_group = "";
+    settings_.control_group = "no-such-group";
+    EXPECT_THAT(failure_of(socket_, control_, settings_), HasSubstr("or set control_group in [daemon]"));
+}
+
 TEST_F(WispdSystemSetup, PathsAreCheckedBeforeAnythingIsMade) {
     EXPECT_EQ(failure_of(socket_, socket_, settings_), "socket and control socket are both " + socket_);
     EXPECT_THAT(failure_of(directory_.file("absent/s"), control_, settings_),

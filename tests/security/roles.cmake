@@ -1,0 +1,3 @@
+# Who connects, who acts on the node, who controls wispd, and what one user can use up.
+target_sources(hb_attack PRIVATE ${CMAKE_CURRENT_LIST_DIR}/attacks_roles.cpp)
+target_sources(security_test PRIVATE ${CMAKE_CURRENT_LIST_DIR}/three_roles_test.cpp)
