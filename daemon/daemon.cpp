@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <map>
 #include <optional>
 
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include "daemon/model/keyring.h"
 #include "daemon/model/node_control.h"
 #include "daemon/model/routes.h"
+#include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/instance_lock.h"
 #include "daemon/publisher/publisher.h"
@@ -87,7 +89,7 @@ class Daemon::Impl {
   private:
     Shared_Segments claim_socket();
     bool may_control(const Peer &peer);
-    Control_Answer answer(std::string_view line);
+    Control_Answer answer(const Peer &peer, std::string_view line);
     void play(const Timeline_Event &event);
     void play_timeline(const std::string &path);
     void wait_for_signal();
@@ -110,12 +112,16 @@ class Daemon::Impl {
     void rotate_keys();
     void await_rotation();
     std::string state() const;
+    std::map<uid_t, User_Status> users() const;
+    void await_summary();
+    std::unique_ptr<Log_Charge> charge_to(std::optional<uid_t> user);
 
     // Destroyed from the last to the first. The control connections come late, so that whoever asked for the
     // stop sees them end when all is gone.
     asio::io_context context_;
     Start start_;
     Access access_;
+    Client_Log client_log_;
     Followed followed_;
     Cluster cluster_;
     Node_Control node_control_;
@@ -130,10 +136,15 @@ class Daemon::Impl {
     Route_Writer route_writer_;
     std::optional<Publisher> publisher_;
     std::optional<Timeline_Player> timeline_;
+    // The users that lines of later events are charged to; none for what the configuration causes.
+    std::optional<uid_t> timeline_user_;
+    std::optional<uid_t> suspecting_user_;
     std::optional<Engine_Source> engine_;
     asio::signal_set signals_;
     asio::steady_timer suspicion_;
     asio::steady_timer rotation_;
+    asio::steady_timer summary_;
+    bool awaits_summary_ = false;
     std::optional<asio::steady_timer> shutdown_;
 };
 
@@ -144,8 +155,11 @@ Daemon::Impl::Impl(Start start)
       node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
       routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
       segments_(claim_socket()), route_writer_(context_, segments_, routes_),
-      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_) {
+      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_),
+      summary_(context_) {
     signal(SIGPIPE, SIG_IGN);
+    client_log_.on_suppression([this] { await_summary(); });
+    start_.file.daemon.users = limits_that_fit(start_.file.daemon.users);
     segments_.publish(cluster_.configured_adapters());
     segments_.publish_security(keyring_.content());
     route_writer_.publish();
@@ -154,13 +168,14 @@ Daemon::Impl::Impl(Start start)
     control_file_ = Socket_File(start_.control_path, control_access(access_));
     control_file_.listen();
     control_.emplace(
-        context_, control_file_.release(),
+        context_, control_file_.release(), start_.file.daemon.control_idle,
         Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
-                                 [this](const Peer &, std::string_view line) { return answer(line); },
+                                 [this](const Peer &peer, std::string_view line) { return answer(peer, line); },
                                  [this] { stop("it was told to"); }});
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
-                       start_.file.daemon.client_queue_bytes, client_handlers());
+                       Publisher_Limits{start_.file.daemon.client_queue_bytes, start_.file.daemon.users},
+                       client_log_, client_handlers());
     wait_for_signal();
     await_rotation();
     log_info(text("listening on ", start_.socket_path));
@@ -208,22 +223,25 @@ void Daemon::Impl::wait_for_signal() {
 }
 
 void Daemon::Impl::stop(const char *why) {
+    client_log_.report(true);
     log_info(text("stopping: ", why));
     context_.stop();
 }
 
-// The mode of the socket's file says the same; it can be changed from outside, and a descriptor can be passed on.
+// The mode of the socket's file says the same, but can be changed from outside.
 bool Daemon::Impl::may_control(const Peer &peer) {
     const bool may = is_authorised(peer, geteuid(), access_.control_group);
     if (!may) {
-        log_warning(text("uid ", peer.uid, " (pid ", peer.pid,
-                         ") was refused the control socket: only root, wispd's user and members of "
-                         "control_group may use it"));
+        client_log_.warning(peer.uid,
+                            text("uid ", peer.uid, " (pid ", peer.pid,
+                                 ") was refused the control socket: only root, wispd's user and members of "
+                                 "control_group may use it"));
     }
     return may;
 }
 
-Control_Answer Daemon::Impl::answer(std::string_view line) {
+Control_Answer Daemon::Impl::answer(const Peer &peer, std::string_view line) {
+    const Log_Charge charge(client_log_, peer.uid);
     try {
         const Command command = parse_command_line(line);
         if (command.verb == Verb::state) {
@@ -240,6 +258,7 @@ Control_Answer Daemon::Impl::answer(std::string_view line) {
 }
 
 void Daemon::Impl::play(const Timeline_Event &event) {
+    const std::unique_ptr<Log_Charge> charge = charge_to(timeline_user_);
     log_info(text("timeline: ", verb_name(event.command.verb)));
     if (event.command.verb == Verb::stop) {
         stop("the timeline says so");
@@ -262,6 +281,7 @@ void Daemon::Impl::play_timeline(const std::string &path) {
         throw Refused(path.empty() ? std::string("no timeline is configured; name one")
                                    : text("the timeline ", path, " has no events"));
     }
+    timeline_user_ = client_log_.charged();
     timeline_.emplace(context_, std::move(events), [this](const Timeline_Event &event) { play(event); });
 }
 
@@ -339,13 +359,15 @@ void Daemon::Impl::take_settings(const Cluster_File &file) {
     const Daemon_Settings &settings = file.daemon;
     Daemon_Settings comparable = start_.file.daemon;
     comparable.client_queue_bytes = settings.client_queue_bytes;
+    comparable.users = settings.users;
+    comparable.control_idle = settings.control_idle;
     comparable.shutdown_delay = settings.shutdown_delay;
     comparable.log_level = settings.log_level;
     comparable.log_file = settings.log_file;
     if (comparable != settings) {
-        log_warning(
-            "of [daemon], only client_queue_bytes, shutdown_delay_seconds and log_level can change while "
-            "wispd runs; restart it for the rest");
+        log_warning("of [daemon], only client_queue_bytes, the limits of users, the delays and log_level can "
+                    "change while "
+                    "wispd runs; restart it for the rest");
     }
     if (file.security != start_.file.security) {
         log_warning("[security] cannot change while wispd runs; restart it, and it makes new keys");
@@ -353,7 +375,8 @@ void Daemon::Impl::take_settings(const Cluster_File &file) {
     start_.file.daemon.shutdown_delay = settings.shutdown_delay;
     node_control_.set(file.suspicion);
     endpoints_.set(file.endpoints);
-    publisher_->set_client_queue_bytes(settings.client_queue_bytes);
+    publisher_->set_limits({settings.client_queue_bytes, limits_that_fit(settings.users)});
+    control_->set_idle(settings.control_idle);
     set_log_level(settings.log_level);
 }
 
@@ -387,6 +410,9 @@ Outcome Daemon::Impl::act(const Node_Request &request) {
     if (request.kind == HB_DELAYED_DAEMON_SHUTDOWN) {
         return shut_down_later();
     }
+    if (request.kind == HB_NODE_MAY_BE_DOWN || request.kind == HB_ADAPTER_MAY_BE_DOWN) {
+        suspecting_user_ = client_log_.charged();
+    }
     Outcome outcome = node_control_.act(request, std::chrono::steady_clock::now());
     await_suspicions();
     return outcome;
@@ -419,6 +445,7 @@ void Daemon::Impl::await_suspicions() {
 }
 
 void Daemon::Impl::confirm_suspicions() {
+    const std::unique_ptr<Log_Charge> charge = charge_to(suspecting_user_);
     const Outcome deaths = node_control_.confirm_due(std::chrono::steady_clock::now());
     if (deaths.changes.any()) {
         log_info(deaths.note);
@@ -465,6 +492,40 @@ void Daemon::Impl::await_rotation() {
     });
 }
 
+// ---- Log ----
+
+// The number of suppressed lines is logged when the minute is over, also when no further line comes.
+void Daemon::Impl::await_summary() {
+    if (awaits_summary_) {
+        return;
+    }
+    awaits_summary_ = true;
+    summary_.expires_after(Client_Log::PERIOD);
+    summary_.async_wait([this](const asio::error_code &aborted) {
+        awaits_summary_ = false;
+        if (!aborted && client_log_.report()) {
+            await_summary();
+        }
+    });
+}
+
+std::unique_ptr<Log_Charge> Daemon::Impl::charge_to(std::optional<uid_t> user) {
+    return user ? std::make_unique<Log_Charge>(client_log_, *user) : nullptr;
+}
+
+// ---- State ----
+
+std::map<uid_t, User_Status> Daemon::Impl::users() const {
+    std::map<uid_t, User_Status> users;
+    for (const auto &[uid, holding] : publisher_->users()) {
+        users[uid].clients = holding;
+    }
+    for (const auto &[uid, connections] : control_->connections()) {
+        users[uid].control_connections = connections;
+    }
+    return users;
+}
+
 std::string Daemon::Impl::state() const {
     const std::optional<Engine_Status> engine = engine_ ? std::optional(engine_->status()) : std::nullopt;
     Timeline_Status timeline;
@@ -472,7 +533,7 @@ std::string Daemon::Impl::state() const {
         timeline = {timeline_->size(), timeline_->played()};
     }
     return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
-                       keyring_, publisher_->clients(), timeline, engine ? &*engine : nullptr,
+                       keyring_, publisher_->clients(), users(), timeline, engine ? &*engine : nullptr,
                        shutdown_.has_value(), std::chrono::steady_clock::now()});
 }
 

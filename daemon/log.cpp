@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include <syslog.h>
 
@@ -44,11 +45,27 @@ void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
     logger()->flush_on(spdlog::level::trace);
 }
 
-// Names that clients choose stand in lines, and must not look like lines of their own.
-void write(spdlog::level::level_enum level, std::string_view line) {
-    const std::lock_guard lock(guard());
-    if (logger()->should_log(level)) {
-        logger()->log(level, "{}", one_line(line));
+thread_local const Log_Diversion *innermost = nullptr;
+
+spdlog::level::level_enum spdlog_level(Log_Level level) {
+    switch (level) {
+    case Log_Level::debug:
+        return spdlog::level::debug;
+    case Log_Level::info:
+        return spdlog::level::info;
+    case Log_Level::warning:
+        return spdlog::level::warn;
+    case Log_Level::error:
+        break;
+    }
+    return spdlog::level::err;
+}
+
+void put(Log_Level level, std::string_view line) {
+    if (innermost != nullptr) {
+        innermost->take(level, line);
+    } else {
+        log_undiverted(level, line);
     }
 }
 
@@ -86,17 +103,36 @@ void set_log_level(const std::string &level) {
     logger()->set_level(spdlog::level::from_str(level));
 }
 
+bool is_logged(Log_Level level) {
+    const std::lock_guard lock(guard());
+    return logger()->should_log(spdlog_level(level));
+}
+
+Log_Diversion::Log_Diversion(Taker taker) : taker_(std::move(taker)), outer_(std::exchange(innermost, this)) {}
+
+Log_Diversion::~Log_Diversion() {
+    innermost = outer_;
+}
+
+// Names that clients choose stand in lines, and must not look like lines of their own.
+void log_undiverted(Log_Level level, std::string_view line) {
+    const std::lock_guard lock(guard());
+    if (logger()->should_log(spdlog_level(level))) {
+        logger()->log(spdlog_level(level), "{}", one_line(line));
+    }
+}
+
 void log_debug(std::string_view line) {
-    write(spdlog::level::debug, line);
+    put(Log_Level::debug, line);
 }
 void log_info(std::string_view line) {
-    write(spdlog::level::info, line);
+    put(Log_Level::info, line);
 }
 void log_warning(std::string_view line) {
-    write(spdlog::level::warn, line);
+    put(Log_Level::warning, line);
 }
 void log_error(std::string_view line) {
-    write(spdlog::level::err, line);
+    put(Log_Level::error, line);
 }
 
 } // namespace wispd

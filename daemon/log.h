@@ -2,6 +2,7 @@
 #ifndef WISPD_LOG_H
 #define WISPD_LOG_H
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,31 @@ void log_to_file(const std::string &path);
 void log_reopen();
 // debug, info, warning or error.
 void set_log_level(const std::string &level);
+
+enum class Log_Level { debug, info, warning, error };
+
+// Whether lines of this level are logged.
+bool is_logged(Log_Level level);
+
+// Takes the lines that this thread logs while the object lives, in place of the log; of several, the innermost does.
+class Log_Diversion {
+  public:
+    using Taker = std::function<void(Log_Level level, std::string_view line)>;
+
+    explicit Log_Diversion(Taker taker);
+    Log_Diversion(const Log_Diversion &) = delete;
+    Log_Diversion &operator=(const Log_Diversion &) = delete;
+    ~Log_Diversion();
+
+    void take(Log_Level level, std::string_view line) const { taker_(level, line); }
+
+  private:
+    Taker taker_;
+    const Log_Diversion *outer_;
+};
+
+// Goes to the log whatever diverts the others.
+void log_undiverted(Log_Level level, std::string_view line);
 
 void log_debug(std::string_view line);
 void log_info(std::string_view line);

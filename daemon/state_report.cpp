@@ -88,6 +88,18 @@ ordered_json clients_of(const std::vector<Client_Status> &clients) {
     return list;
 }
 
+ordered_json users_of(const std::map<uid_t, User_Status> &users) {
+    ordered_json list = ordered_json::array();
+    for (const auto &[uid, user] : users) {
+        list.push_back({{"uid", uid},
+                        {"connections", user.clients.connections},
+                        {"subscriptions", user.clients.subscriptions},
+                        {"queued_bytes", user.clients.queued_bytes},
+                        {"control_connections", user.control_connections}});
+    }
+    return list;
+}
+
 // What is due and not yet acted on is due now.
 double seconds_until(Time time, Time now) {
     return std::max(0.0, std::chrono::duration<double>(time - now).count());
@@ -191,6 +203,7 @@ std::string state_line(const State_View &view) {
     state["security"] = security_of(view.keyring);
     state["shutdown_requested"] = view.ends_soon;
     state["clients"] = clients_of(view.clients);
+    state["users"] = users_of(view.users);
     state["timeline"] = {{"events", view.timeline.events}, {"played", view.timeline.played}};
     const ordered_json answer = {{"ok", true}, {"state", std::move(state)}};
     // A client names its subscriptions as it likes.

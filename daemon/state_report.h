@@ -2,6 +2,7 @@
 #ifndef WISPD_STATE_REPORT_H
 #define WISPD_STATE_REPORT_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,12 @@ struct Timeline_Status {
     std::size_t played = 0;
 };
 
+// What one user holds with all its connections.
+struct User_Status {
+    User_Holding clients;
+    std::size_t control_connections = 0;
+};
+
 // What is shown. Of the keys it is how many there are, never they themselves.
 struct State_View {
     const Cluster &cluster;
@@ -28,6 +35,7 @@ struct State_View {
     bool routes_are_current;
     const Keyring &keyring;
     std::vector<Client_Status> clients;
+    std::map<uid_t, User_Status> users;
     Timeline_Status timeline;
     const Engine_Status *engine; // null: the cluster is the file's
     bool ends_soon;

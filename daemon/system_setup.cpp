@@ -1,5 +1,6 @@
 #include "daemon/system_setup.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -23,6 +24,8 @@ constexpr const char *DEFAULT_DIRECTORY = "/var/ha/soc/wisp";
 constexpr std::size_t GROUP_BUFFER_AT_FIRST = 65536;
 constexpr std::size_t GROUP_BUFFER_MOST = std::size_t{64} << 20;
 constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
+// Control connections and the daemon's own files.
+constexpr rlim_t RESERVED_DESCRIPTORS = 128;
 
 // A group's entry lists its members, of which there can be many.
 std::optional<gid_t> group_named(const std::string &name) {
@@ -102,6 +105,22 @@ gid_t find_group(const std::string &name, const char *key) {
 Access find_access(const Daemon_Settings &settings) {
     return {find_group(settings.group, "group"), settings.socket_mode, key_mode_of(settings),
             find_group(settings.act_group, "act_group"), find_group(settings.control_group, "control_group")};
+}
+
+User_Limits limits_that_fit(User_Limits limits) {
+    rlimit descriptors{};
+    if (getrlimit(RLIMIT_NOFILE, &descriptors) != 0 || descriptors.rlim_cur == RLIM_INFINITY) {
+        return limits;
+    }
+    const rlim_t reserved = std::min(RESERVED_DESCRIPTORS, descriptors.rlim_cur / 2);
+    const auto possible = descriptors.rlim_cur - reserved;
+    if (limits.all_connections > possible) {
+        log_warning(text("max_connections is ", limits.all_connections,
+                         ", but the limit of descriptors leaves room for ", possible,
+                         " connections; raise LimitNOFILE= of the unit"));
+        limits.all_connections = static_cast<std::size_t>(possible);
+    }
+    return limits;
 }
 
 Access prepare_system(const std::string &socket_path, const std::string &control_path,

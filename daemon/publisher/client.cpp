@@ -5,7 +5,6 @@
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
-#include "daemon/log.h"
 #include "daemon/text.h"
 
 namespace wispd {
@@ -24,9 +23,9 @@ std::array<char, 65536> &input_buffer() {
 } // namespace
 
 Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
-               Handlers handlers)
+               User_Quotas &quotas, Handlers handlers)
     : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_.native_handle())),
-      title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")), log_(log),
+      title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")), log_(log), quotas_(quotas),
       handlers_(std::move(handlers)), queue_(queue_limit) {}
 
 void Client::start() {
@@ -36,7 +35,7 @@ void Client::start() {
         disconnect(error.message());
         return;
     }
-    log_debug(text(title_, " connected"));
+    debug("connected");
     wait_for_input();
 }
 
@@ -57,7 +56,7 @@ void Client::read_input() {
         return;
     }
     if (error) {
-        log_debug(text(title_, " left"));
+        debug("left");
         close();
         return;
     }
@@ -86,13 +85,32 @@ void Client::send(const Packet &packet, const Body &body) {
     if (!is_open() || takes_no_more_) {
         return;
     }
+    if (!make_room(PACKET_HEAD_SIZE + body->size())) {
+        return;
+    }
     if (!queue_.push(encode_head(packet, body->size()), body)) {
         disconnect(text("it does not read: ", queue_.bytes(), " bytes wait for it and ",
                         PACKET_HEAD_SIZE + body->size(), " more do not fit into its queue"));
         return;
     }
+    account_for(queue_.bytes());
     if (!writing_) {
         write_output();
+    }
+}
+
+// False when this client was the one that had to go.
+bool Client::make_room(std::size_t bytes) {
+    while (is_open() && !quotas_.may_queue(peer_.uid, bytes)) {
+        handlers_.on_user_full(*this);
+    }
+    return is_open();
+}
+
+void Client::account_for(std::size_t bytes) {
+    if (bytes != accounted_) {
+        quotas_.queued(peer_.uid, accounted_, bytes);
+        accounted_ = bytes;
     }
 }
 
@@ -110,12 +128,14 @@ void Client::write_output() {
                                  }
                                  if (error) {
                                      // It has gone; what it asked for before is still read, up to the end.
-                                     log_debug(text(self->title_, " takes no more: ", error.message()));
+                                     self->debug(text("takes no more: ", error.message()));
                                      self->takes_no_more_ = true;
                                      self->queue_.clear();
+                                     self->account_for(0);
                                      return;
                                  }
                                  self->queue_.consume(count);
+                                 self->account_for(self->queue_.bytes());
                                  if (!self->queue_.empty()) {
                                      self->write_output();
                                  }
@@ -133,10 +153,11 @@ void Client::close() {
     asio::error_code ignored;
     const auto executor = socket_.get_executor();
     socket_.close(ignored);
+    account_for(0);
     asio::post(executor, [self = shared_from_this()] {
         self->queue_.clear();
+        self->handlers_.on_gone(*self);
         self->subscriptions.clear();
-        self->handlers_.on_gone(self->id_);
     });
 }
 
@@ -146,6 +167,10 @@ void Client::note(const std::string &what) {
 
 void Client::warn(const std::string &what) {
     log_.warning(peer_.uid, text(title_, " ", what));
+}
+
+void Client::debug(const std::string &what) {
+    log_.debug(peer_.uid, text(title_, " ", what));
 }
 
 void Client::complain(const std::string &what) {

@@ -21,20 +21,23 @@
 #include "daemon/publisher/record_reader.h"
 #include "daemon/publisher/send_queue.h"
 #include "daemon/publisher/subscription.h"
+#include "daemon/publisher/user_quotas.h"
 
 namespace wispd {
 
 class Client : public std::enable_shared_from_this<Client> {
   public:
     // `on_request` is called for each request, `on_gone` once, never from within another call of the client.
+    // `on_user_full` is to disconnect one of the clients of its user, to which no more may be sent otherwise.
     struct Handlers {
         std::function<void(Client &, const Request &)> on_request;
-        std::function<void(int id)> on_gone;
+        std::function<void(Client &)> on_user_full;
+        std::function<void(Client &)> on_gone;
     };
 
-    // The log must outlive the client.
+    // Log and quotas must outlive the client.
     Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
-           Handlers handlers);
+           User_Quotas &quotas, Handlers handlers);
 
     void start();
 
@@ -49,6 +52,7 @@ class Client : public std::enable_shared_from_this<Client> {
     // Logs something else about it; the line begins with its title.
     void note(const std::string &what);
     void warn(const std::string &what);
+    void debug(const std::string &what);
     // True the first time that it is asked about this request code.
     bool is_first_refusal(int32_t kind);
 
@@ -71,6 +75,8 @@ class Client : public std::enable_shared_from_this<Client> {
     void read_input();
     void write_output();
     void send(const Packet &packet, const Body &body);
+    bool make_room(std::size_t bytes);
+    void account_for(std::size_t bytes);
     void close();
 
     asio::local::stream_protocol::socket socket_;
@@ -78,9 +84,11 @@ class Client : public std::enable_shared_from_this<Client> {
     Peer peer_;
     std::string title_;
     Client_Log &log_;
+    User_Quotas &quotas_;
     Handlers handlers_;
     Record_Reader reader_;
     Send_Queue queue_;
+    std::size_t accounted_ = 0; // bytes of the queue that its user is charged with
     bool writing_ = false;
     bool takes_no_more_ = false;
     Hb_Seq_Num sequence_ = 0;

@@ -1,49 +1,68 @@
 #include "daemon/publisher/client_log.h"
 
-#include "daemon/log.h"
 #include "daemon/text.h"
 
 namespace wispd {
 
-void Client_Log::info(uid_t user, const std::string &line) {
-    put(user, log_info, line);
+void Client_Log::report_one(const Account &account, Spent &spent) {
+    if (spent.suppressed > 0) {
+        log_undiverted(account.second,
+                       text("uid ", account.first, ": ", spent.suppressed, " more lines suppressed"));
+        spent.suppressed = 0;
+    }
 }
 
-void Client_Log::warning(uid_t user, const std::string &line) {
-    put(user, log_warning, line);
-}
-
-// This period's account of the user's lines.
-Client_Log::Spent &Client_Log::account(uid_t user, Sink sink) {
+Client_Log::Spent &Client_Log::spent_in_this_period(const Account &account) {
     const Time now = clock_();
-    const auto [place, is_new] = spent_.try_emplace({user, sink}, Spent{now});
+    const auto [place, is_new] = spent_.try_emplace(account, Spent{now});
     Spent &spent = place->second;
     if (now - spent.since >= PERIOD) {
-        if (spent.left_out > 0) {
-            sink(text(spent.left_out, " lines about clients of uid ", user, " were left out"));
-        }
+        report_one(account, spent);
         spent = {now};
     }
     if (is_new) {
         std::erase_if(spent_, [&](const auto &entry) {
-            return now - entry.second.since >= PERIOD && entry.second.left_out == 0;
+            return now - entry.second.since >= PERIOD && entry.second.suppressed == 0;
         });
     }
     return spent;
 }
 
-void Client_Log::put(uid_t user, Sink sink, const std::string &line) {
-    Spent &spent = account(user, sink);
-    if (spent.lines == LINES) {
-        if (spent.left_out == 0) {
-            sink(text("clients of uid ", user, " have caused ", LINES,
-                      " lines within a minute; what they cause in the rest of it is left out"));
-        }
-        ++spent.left_out;
+void Client_Log::put(uid_t user, Log_Level level, std::string_view line) {
+    if (!is_logged(level)) {
         return;
     }
-    ++spent.lines;
-    sink(line);
+    Spent &spent = spent_in_this_period({user, level});
+    if (spent.lines < LINES) {
+        ++spent.lines;
+        log_undiverted(level, line);
+        return;
+    }
+    if (++spent.suppressed == 1) {
+        log_undiverted(level, text("uid ", user, " has caused ", LINES,
+                                   " lines within a minute; more are suppressed until the minute is over"));
+        on_suppression_();
+    }
+}
+
+bool Client_Log::report(bool all) {
+    const Time now = clock_();
+    bool left = false;
+    for (auto &[account, spent] : spent_) {
+        if (all || now - spent.since >= PERIOD) {
+            report_one(account, spent);
+        }
+        left = left || spent.suppressed > 0;
+    }
+    return left;
+}
+
+Log_Charge::Log_Charge(Client_Log &log, uid_t user)
+    : log_(log), charged_before_(std::exchange(log.charged_, user)),
+      diversion_([&log, user](Log_Level level, std::string_view line) { log.put(user, level, line); }) {}
+
+Log_Charge::~Log_Charge() {
+    log_.charged_ = charged_before_;
 }
 
 } // namespace wispd

@@ -1,20 +1,23 @@
-// Lines in the log that clients cause. They can cause as many as they like, by asking or by coming again and
-// again, and must not fill the disk with them.
+// Lines in the log that users cause, as clients and on the control socket. They can cause as many as they like, by asking
+// or by connecting again and again, and must not fill the disk with them.
 #ifndef WISPD_CLIENT_LOG_H
 #define WISPD_CLIENT_LOG_H
 
 #include <chrono>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include <sys/types.h>
 
+#include "daemon/log.h"
+
 namespace wispd {
 
-// For the clients of each user so many lines of each level within a period. What is left out beyond that is
-// counted and told with the next line.
+// For each user so many lines of each level within a period. What is suppressed beyond that is counted; the number is
+// logged with the user's next line, or by report().
 class Client_Log {
   public:
     using Time = std::chrono::steady_clock::time_point;
@@ -23,23 +26,53 @@ class Client_Log {
 
     explicit Client_Log(std::function<Time()> clock = std::chrono::steady_clock::now)
         : clock_(std::move(clock)) {}
+    Client_Log(const Client_Log &) = delete;
+    Client_Log &operator=(const Client_Log &) = delete;
 
-    void info(uid_t user, const std::string &line);
-    void warning(uid_t user, const std::string &line);
+    void put(uid_t user, Log_Level level, std::string_view line);
+    void debug(uid_t user, const std::string &line) { put(user, Log_Level::debug, line); }
+    void info(uid_t user, const std::string &line) { put(user, Log_Level::info, line); }
+    void warning(uid_t user, const std::string &line) { put(user, Log_Level::warning, line); }
+
+    // Logs what was suppressed in the periods that are over, or in all. False when nothing is left to report.
+    bool report(bool all = false);
+    // Called when the first line of a period is suppressed: report() is wanted a period later.
+    void on_suppression(std::function<void()> call) { on_suppression_ = std::move(call); }
+
+    // The user that the lines of this moment are charged to.
+    std::optional<uid_t> charged() const { return charged_; }
 
   private:
-    using Sink = void (*)(std::string_view);
+    friend class Log_Charge;
+
     struct Spent {
         Time since;
         std::size_t lines = 0;
-        std::size_t left_out = 0;
+        std::size_t suppressed = 0;
     };
+    using Account = std::pair<uid_t, Log_Level>;
 
-    void put(uid_t user, Sink sink, const std::string &line);
-    Spent &account(uid_t user, Sink sink);
+    Spent &spent_in_this_period(const Account &account);
+    static void report_one(const Account &account, Spent &spent);
 
     std::function<Time()> clock_;
-    std::map<std::pair<uid_t, Sink>, Spent> spent_;
+    std::function<void()> on_suppression_ = [] {};
+    std::map<Account, Spent> spent_;
+    std::optional<uid_t> charged_;
+};
+
+// While it lives, every line that this thread logs is charged to the user, whichever part of the daemon logs it.
+class Log_Charge {
+  public:
+    Log_Charge(Client_Log &log, uid_t user);
+    Log_Charge(const Log_Charge &) = delete;
+    Log_Charge &operator=(const Log_Charge &) = delete;
+    ~Log_Charge();
+
+  private:
+    Client_Log &log_;
+    std::optional<uid_t> charged_before_;
+    Log_Diversion diversion_;
 };
 
 } // namespace wispd

@@ -40,19 +40,23 @@ Packet packet_of(Hb_Client_Reply kind, const Subscription &subscription) {
 class Publisher::Impl {
   public:
     Impl(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
-         std::size_t client_queue_bytes, Client_Handlers handlers)
+         const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers)
         : acceptor_(context, stream_protocol(), listening), pause_(context), cluster_(cluster), routes_(routes),
-          client_queue_bytes_(client_queue_bytes), handlers_(std::move(handlers)) {
+          client_queue_bytes_(limits.client_queue_bytes), handlers_(std::move(handlers)), client_log_(log),
+          quotas_(limits.user, geteuid()) {
         accept();
     }
 
     void announce(const Changes &changes, const std::string &failure_id);
-    void set_client_queue_bytes(std::size_t bytes);
+    void set_limits(const Publisher_Limits &limits);
     std::vector<Client_Status> clients() const;
+    const std::map<uid_t, User_Holding> &users() const { return quotas_.holdings(); }
 
   private:
     void accept();
     void add_client(stream_protocol::socket socket);
+    void remove_client(const Client &client);
+    void disconnect_longest_queue(Client &client);
     void act_on(Client &client, const Request &request);
     void subscribe(Client &client, const Request &request);
     void unsubscribe(Client &client, const Request &request);
@@ -88,7 +92,8 @@ class Publisher::Impl {
     const Routes &routes_;
     std::size_t client_queue_bytes_;
     Client_Handlers handlers_;
-    Client_Log client_log_;
+    Client_Log &client_log_;
+    User_Quotas quotas_;
     int next_id_ = 1;
     bool accept_failed_ = false;
     std::map<int, std::shared_ptr<Client>> clients_;
@@ -127,13 +132,44 @@ void Publisher::Impl::accept() {
 }
 
 void Publisher::Impl::add_client(stream_protocol::socket socket) {
+    const Peer peer = peer_of(socket.native_handle());
+    if (const std::string why = quotas_.why_no_connection(peer.uid); !why.empty()) {
+        client_log_.warning(peer.uid,
+                            text("a connection of pid ", peer.pid, ", uid ", peer.uid, " was rejected: ", why));
+        return;
+    }
     const int id = next_id_++;
-    Client::Handlers handlers{[this](Client &client, const Request &request) { act_on(client, request); },
-                              [this](int gone) { clients_.erase(gone); }};
-    auto client =
-        std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, client_log_, std::move(handlers));
+    Client::Handlers handlers{[this](Client &client, const Request &request) {
+                                  const Log_Charge charge(client_log_, client.peer().uid);
+                                  act_on(client, request);
+                              },
+                              [this](Client &client) { disconnect_longest_queue(client); },
+                              [this](Client &client) { remove_client(client); }};
+    auto client = std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, client_log_, quotas_,
+                                           std::move(handlers));
+    quotas_.connected(client->peer().uid);
     clients_.emplace(id, client);
     client->start();
+}
+
+void Publisher::Impl::remove_client(const Client &client) {
+    quotas_.disconnected(client.peer().uid, client.subscriptions.size());
+    clients_.erase(client.id());
+}
+
+// The user of this client has as many bytes queued as it may: its client that reads least makes room for the others.
+void Publisher::Impl::disconnect_longest_queue(Client &client) {
+    Client *longest = &client;
+    for (const auto &[id, other] : clients_) {
+        if (other->is_open() && other->peer().uid == client.peer().uid &&
+            other->queued_bytes() > longest->queued_bytes()) {
+            longest = other.get();
+        }
+    }
+    longest->disconnect(text("it does not read: ", longest->queued_bytes(), " bytes wait for it, and ",
+                             quotas_.held_by(client.peer().uid).queued_bytes,
+                             " for all clients of its user; user_queue_bytes permits ",
+                             quotas_.limits().queue_bytes));
 }
 
 // ---- Requests ----
@@ -190,12 +226,20 @@ void Publisher::Impl::subscribe(Client &client, const Request &request) {
         client.disconnect(text("it has ", held.size(), " subscriptions and asks for more"));
         return;
     }
+    if (same == held.end() && !quotas_.may_subscribe(client.peer().uid)) {
+        client.disconnect(text("its user has ", quotas_.held_by(client.peer().uid).subscriptions,
+                               " subscriptions, as many as user_subscriptions permits, and it asks for more"));
+        return;
+    }
     // While it had no subscription, updates were kept from it.
     if (client.configuration_seen != 0 && client.configuration_seen != cluster_.configuration_sequence()) {
         send_update(client);
     }
     log_debug(text(client.title(), " subscribed \"", subscription->name, "\" of type ", subscription->type,
                    " to events ", subscription->events));
+    if (same == held.end()) {
+        quotas_.subscribed(client.peer().uid);
+    }
     Subscription &stored = same == held.end() ? held.emplace_back() : *same;
     stored = std::move(*subscription);
     send_present_state(client, stored);
@@ -205,6 +249,7 @@ void Publisher::Impl::unsubscribe(Client &client, const Request &request) {
     const std::string name = read_name(request.body);
     const auto removed =
         std::erase_if(client.subscriptions, [&](const Subscription &held) { return held.name == name; });
+    quotas_.unsubscribed(client.peer().uid, removed);
     log_debug(text(client.title(), removed > 0 ? " unsubscribed \"" : " has no subscription \"", name, "\""));
 }
 
@@ -462,10 +507,11 @@ const Body &Publisher::Impl::all_adapters_up() {
 
 // ---- The rest ----
 
-void Publisher::Impl::set_client_queue_bytes(std::size_t bytes) {
-    client_queue_bytes_ = bytes;
+void Publisher::Impl::set_limits(const Publisher_Limits &limits) {
+    quotas_.set(limits.user);
+    client_queue_bytes_ = limits.client_queue_bytes;
     for (const auto &[id, client] : clients_) {
-        client->set_queue_limit(bytes);
+        client->set_queue_limit(limits.client_queue_bytes);
     }
 }
 
@@ -489,9 +535,8 @@ std::vector<Client_Status> Publisher::Impl::clients() const {
 }
 
 Publisher::Publisher(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
-                     std::size_t client_queue_bytes, Client_Handlers handlers)
-    : impl_(std::make_unique<Impl>(context, listening, cluster, routes, client_queue_bytes,
-                                   std::move(handlers))) {}
+                     const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers)
+    : impl_(std::make_unique<Impl>(context, listening, cluster, routes, limits, log, std::move(handlers))) {}
 
 Publisher::~Publisher() = default;
 
@@ -499,8 +544,12 @@ void Publisher::announce(const Changes &changes, const std::string &failure_id) 
     impl_->announce(changes, failure_id);
 }
 
-void Publisher::set_client_queue_bytes(std::size_t bytes) {
-    impl_->set_client_queue_bytes(bytes);
+void Publisher::set_limits(const Publisher_Limits &limits) {
+    impl_->set_limits(limits);
+}
+
+const std::map<uid_t, User_Holding> &Publisher::users() const {
+    return impl_->users();
 }
 
 std::vector<Client_Status> Publisher::clients() const {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,15 +14,22 @@
 #include "daemon/model/node_control.h"
 #include "daemon/model/node_request.h"
 #include "daemon/model/routes.h"
+#include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/node_requests.h"
 #include "daemon/publisher/peer.h"
+#include "daemon/publisher/user_quotas.h"
 
 namespace asio {
 class io_context;
 }
 
 namespace wispd {
+
+struct Publisher_Limits {
+    std::size_t client_queue_bytes = 16777216;
+    User_Limits user;
+};
 
 struct Client_Status {
     int id;
@@ -51,18 +59,20 @@ struct Client_Handlers {
 
 class Publisher {
   public:
-    // Takes over the listening descriptor. `cluster` and `routes` must outlive the publisher.
+    // Takes over the listening descriptor. `cluster`, `routes` and `log` must outlive the publisher.
     Publisher(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
-              std::size_t client_queue_bytes, Client_Handlers handlers);
+              const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers);
     Publisher(const Publisher &) = delete;
     Publisher &operator=(const Publisher &) = delete;
     ~Publisher();
 
     // Tells what an operation on the cluster changed. `failure_id` goes with the deaths.
     void announce(const Changes &changes, const std::string &failure_id);
-    void set_client_queue_bytes(std::size_t bytes);
+    void set_limits(const Publisher_Limits &limits);
 
     std::vector<Client_Status> clients() const;
+    // What each user holds that has a connection.
+    const std::map<uid_t, User_Holding> &users() const;
 
   private:
     class Impl;

@@ -23,6 +23,11 @@ constexpr const char *NO_ADDRESS = "none";
 constexpr std::size_t PATH_LONGEST = 4095;
 constexpr std::size_t SOCKET_PATH_LONGEST = 107;
 constexpr int64_t QUEUE_HIGHEST = 1073741824;
+constexpr int64_t USER_QUEUE_HIGHEST = 2147483647;
+constexpr int64_t CONNECTIONS_LOWEST = 32; // of all users, the reserved ones among them
+constexpr int64_t CONNECTIONS_HIGHEST = 1000000;
+constexpr int64_t SUBSCRIPTIONS_HIGHEST = 10000000;
+constexpr double IDLE_LONGEST_SECONDS = 86400;
 constexpr double DELAY_LONGEST_SECONDS = 86400;
 constexpr int64_t GRACE_LONGEST_SECONDS = 86400;
 constexpr double ROTATION_LONGEST_SECONDS = 31536000;
@@ -245,6 +250,34 @@ int64_t largest_snapshot(const Configuration &cluster) {
            cluster.adapters_per_node * static_cast<int64_t>(sizeof(Hb_Network_Entry));
 }
 
+std::size_t read_queue_bytes(const Toml_Reader &reader, const char *key, int64_t highest, std::size_t otherwise,
+                             const Configuration &cluster) {
+    if (!reader.has(key)) {
+        return otherwise;
+    }
+    const int64_t bytes = reader.integer(key, 0, highest);
+    if (bytes < largest_snapshot(cluster)) {
+        throw reader.error(key, text(key, " is ", bytes, "; expected at least ", largest_snapshot(cluster),
+                                     ", the configuration message of a full cluster of this size"));
+    }
+    return static_cast<std::size_t>(bytes);
+}
+
+User_Limits read_user_limits(const Toml_Reader &reader, const Configuration &cluster) {
+    const auto count = [&](const char *key, int64_t lowest, int64_t highest, std::size_t otherwise) {
+        return static_cast<std::size_t>(
+            reader.integer_or(key, lowest, highest, static_cast<int64_t>(otherwise)));
+    };
+    User_Limits limits;
+    limits.all_connections =
+        count("max_connections", CONNECTIONS_LOWEST, CONNECTIONS_HIGHEST, limits.all_connections);
+    limits.connections = count("user_connections", 1, CONNECTIONS_HIGHEST, limits.connections);
+    limits.subscriptions = count("user_subscriptions", 1, SUBSCRIPTIONS_HIGHEST, limits.subscriptions);
+    limits.queue_bytes =
+        read_queue_bytes(reader, "user_queue_bytes", USER_QUEUE_HIGHEST, limits.queue_bytes, cluster);
+    return limits;
+}
+
 Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, const Configuration &cluster) {
     Daemon_Settings settings;
     const toml::table *table = root.table("daemon");
@@ -253,8 +286,9 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     }
     const Toml_Reader reader(*table, path, "[daemon]",
                              {"socket", "control", "group", "act_group", "control_group", "socket_mode",
-                              "key_mode", "client_queue_bytes", "shutdown_delay_seconds", "log_file",
-                              "log_level"});
+                              "key_mode", "client_queue_bytes", "max_connections", "user_connections",
+                              "user_subscriptions", "user_queue_bytes", "control_idle_seconds",
+                              "shutdown_delay_seconds", "log_file", "log_level"});
     settings.socket = reader.string_or("socket", PATH_LONGEST, "");
     settings.control = reader.string_or("control", PATH_LONGEST, "");
     settings.group = reader.string_or("group", NAME_LONGEST, "");
@@ -264,16 +298,11 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     settings.key_mode = read_key_mode(reader);
     settings.shutdown_delay =
         reader.seconds_or("shutdown_delay_seconds", 0, DELAY_LONGEST_SECONDS, settings.shutdown_delay);
-    if (reader.has("client_queue_bytes")) {
-        settings.client_queue_bytes =
-            static_cast<std::size_t>(reader.integer("client_queue_bytes", 0, QUEUE_HIGHEST));
-        if (static_cast<int64_t>(settings.client_queue_bytes) < largest_snapshot(cluster)) {
-            throw reader.error("client_queue_bytes",
-                               text("client_queue_bytes is ", settings.client_queue_bytes,
-                                    "; expected at least ", largest_snapshot(cluster),
-                                    ", the configuration message of a full cluster of this size"));
-        }
-    }
+    settings.client_queue_bytes =
+        read_queue_bytes(reader, "client_queue_bytes", QUEUE_HIGHEST, settings.client_queue_bytes, cluster);
+    settings.users = read_user_limits(reader, cluster);
+    settings.control_idle =
+        reader.seconds_or("control_idle_seconds", 1, IDLE_LONGEST_SECONDS, settings.control_idle);
     settings.log_file = reader.string_or("log_file", PATH_LONGEST, "");
     settings.log_level = reader.string_or("log_level", NAME_LONGEST, settings.log_level);
     if (settings.log_level != "debug" && settings.log_level != "info" && settings.log_level != "warning" &&

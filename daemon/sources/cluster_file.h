@@ -16,6 +16,7 @@
 #include "daemon/model/node_control.h"
 #include "daemon/sources/config_error.h"
 #include "daemon/sources/corosync/engine_settings.h"
+#include "daemon/user_limits.h"
 
 namespace wispd {
 
@@ -28,6 +29,8 @@ struct Daemon_Settings {
     mode_t socket_mode = 0660;
     std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
     std::size_t client_queue_bytes = 16777216;
+    User_Limits users;
+    std::chrono::microseconds control_idle{60000000};
     std::chrono::microseconds shutdown_delay{5000000};
     std::string log_file; // empty: the system log
     std::string log_level = "info";

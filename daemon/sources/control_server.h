@@ -2,7 +2,9 @@
 #ifndef WISPD_CONTROL_SERVER_H
 #define WISPD_CONTROL_SERVER_H
 
+#include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -28,11 +30,21 @@ class Control_Server {
         std::function<void()> on_stop; // after the answer to a stop was written
     };
 
-    // Takes over the listening descriptor.
-    Control_Server(asio::io_context &context, int listening, Handlers handlers);
+    // In all, those of these that only root and the daemon's own user get, and those of any other user.
+    static constexpr std::size_t CONNECTIONS = 64;
+    static constexpr std::size_t RESERVED = 8;
+    static constexpr std::size_t CONNECTIONS_OF_USER = 16;
+
+    // Takes over the listening descriptor. A connection expires when no line is read or answered for so long.
+    Control_Server(asio::io_context &context, int listening, std::chrono::microseconds idle, Handlers handlers);
     Control_Server(const Control_Server &) = delete;
     Control_Server &operator=(const Control_Server &) = delete;
     ~Control_Server();
+
+    // For the connections and lines from now on.
+    void set_idle(std::chrono::microseconds idle);
+    // How many connections each user has.
+    std::map<uid_t, std::size_t> connections() const;
 
   private:
     class Impl;

@@ -137,7 +137,7 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     wispd::clear_socket_path(path);
     control_file_ = wispd::Socket_File(path, {static_cast<gid_t>(-1), 0600});
     control_file_.listen();
-    control_.emplace(context_, control_file_.release(),
+    control_.emplace(context_, control_file_.release(), wispd::Daemon_Settings().control_idle,
                      wispd::Control_Server::Handlers{
                          [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); },
                          [this](const wispd::Peer &, std::string_view line) { return answer(line); }, [] {}});

@@ -25,8 +25,8 @@ TEST_F(WispdClientLog, UserHasTwoHundredLinesAMinute) {
     ASSERT_THAT(lines(), SizeIs(201));
     EXPECT_THAT(lines()[199], EndsWith("warning refused"));
     EXPECT_THAT(lines()[200],
-                EndsWith("warning clients of uid 501 have caused 200 lines within a minute; what they "
-                         "cause in the rest of it is left out"));
+                EndsWith("warning uid 501 has caused 200 lines within a minute; more are suppressed until the "
+                         "minute is over"));
     now_ += 59999ms;
     client_log_.warning(501, "still too early");
     EXPECT_THAT(lines(), SizeIs(201));
@@ -39,7 +39,7 @@ TEST_F(WispdClientLog, WhatWasLeftOutIsToldInTheNextMinute) {
     now_ += 60s;
     client_log_.warning(501, "refused again");
     ASSERT_THAT(lines(), SizeIs(203));
-    EXPECT_THAT(lines()[201], EndsWith("warning 7 lines about clients of uid 501 were left out"));
+    EXPECT_THAT(lines()[201], EndsWith("warning uid 501: 7 more lines suppressed"));
     EXPECT_THAT(lines()[202], EndsWith("warning refused again"));
     now_ += 60s;
     client_log_.warning(501, "once more");
@@ -70,7 +70,73 @@ TEST_F(WispdClientLog, CountIsNotLostWhenOthersCome) {
     client_log_.warning(502, "of another");
     client_log_.warning(501, "refused again");
     ASSERT_THAT(lines(), SizeIs(204));
-    EXPECT_THAT(lines()[202], EndsWith("1 lines about clients of uid 501 were left out"));
+    EXPECT_THAT(lines()[202], EndsWith("uid 501: 1 more lines suppressed"));
+}
+
+TEST_F(WispdClientLog, ReportTellsWhatWasSuppressedWithoutAFurtherLine) {
+    int suppressions = 0;
+    client_log_.on_suppression([&] { ++suppressions; });
+    for (int i = 0; i < 205; ++i) {
+        client_log_.info(501, "asked");
+    }
+    EXPECT_EQ(suppressions, 1);
+    EXPECT_TRUE(client_log_.report());
+    EXPECT_THAT(lines(), SizeIs(201));
+    now_ += 60s;
+    EXPECT_FALSE(client_log_.report());
+    ASSERT_THAT(lines(), SizeIs(202));
+    EXPECT_THAT(lines().back(), EndsWith("info uid 501: 5 more lines suppressed"));
+    EXPECT_FALSE(client_log_.report(true));
+    EXPECT_THAT(lines(), SizeIs(202));
+}
+
+TEST_F(WispdClientLog, ReportOfAllIsNotPutOff) {
+    for (int i = 0; i < 205; ++i) {
+        client_log_.info(501, "asked");
+    }
+    EXPECT_FALSE(client_log_.report(true));
+    EXPECT_THAT(lines().back(), EndsWith("info uid 501: 5 more lines suppressed"));
+}
+
+TEST_F(WispdClientLog, LinesThatAreNotLoggedCostNothing) {
+    for (int i = 0; i < 300; ++i) {
+        client_log_.debug(501, "connected");
+    }
+    wispd::set_log_level("debug");
+    client_log_.debug(501, "connected again");
+    ASSERT_THAT(lines(), SizeIs(1));
+    EXPECT_THAT(lines()[0], EndsWith("debug connected again"));
+}
+
+TEST_F(WispdClientLog, EveryLineUnderAChargeIsCharged) {
+    {
+        const wispd::Log_Charge charge(client_log_, 501);
+        EXPECT_EQ(client_log_.charged(), 501u);
+        for (int i = 0; i < 300; ++i) {
+            wispd::log_info("a result");
+        }
+        wispd::log_error("of another level");
+    }
+    EXPECT_THAT(lines(), SizeIs(202));
+    EXPECT_FALSE(client_log_.charged().has_value());
+    wispd::log_info("nobody's");
+    EXPECT_THAT(lines().back(), EndsWith("info nobody's"));
+}
+
+TEST_F(WispdClientLog, ChargesNest) {
+    const wispd::Log_Charge outer(client_log_, 501);
+    for (int i = 0; i < 300; ++i) {
+        wispd::log_info("of one");
+    }
+    {
+        const wispd::Log_Charge inner(client_log_, 502);
+        wispd::log_info("of the other");
+    }
+    EXPECT_THAT(lines().back(), EndsWith("info of the other"));
+    wispd::log_info("of one");
+    client_log_.info(502, "named");
+    EXPECT_THAT(lines().back(), EndsWith("info named"));
+    EXPECT_THAT(lines(), SizeIs(203));
 }
 
 } // namespace

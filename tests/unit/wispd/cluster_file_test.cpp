@@ -65,7 +65,9 @@ TEST(WispdClusterFile, EveryKeyIsTaken) {
         "[cluster]\nname = \"demo\"\nlocal_node = 1\nmax_nodes = 8\nadapters_per_node = 2\ninstance = "
         "4294967295\n"
         "[daemon]\nsocket = \"/run/a\"\ncontrol = \"/run/b\"\ngroup = \"g\"\nsocket_mode = \"0600\"\n"
-        "act_group = \"a\"\ncontrol_group = \"c\"\nclient_queue_bytes = 1000000\nlog_file = "
+        "act_group = \"a\"\ncontrol_group = \"c\"\nmax_connections = 100\nuser_connections = 7\n"
+        "user_subscriptions = 70\nuser_queue_bytes = 2000000\ncontrol_idle_seconds = 2.5\nclient_queue_bytes = "
+        "1000000\nlog_file = "
         "\"/var/log/w\"\nlog_level = \"debug\"\n"
         "[heartbeat]\nthreshold_seconds = 3\nthreshold_microseconds = 999999\nenabled = false\n"
         "[source]\ntimeline = \"t.toml\"\n"
@@ -83,6 +85,8 @@ TEST(WispdClusterFile, EveryKeyIsTaken) {
     EXPECT_EQ(file.daemon.control_group, "c");
     EXPECT_EQ(file.daemon.socket_mode, 0600u);
     EXPECT_EQ(file.daemon.client_queue_bytes, 1000000u);
+    EXPECT_EQ(file.daemon.users, (wispd::User_Limits{100, 7, 70, 2000000}));
+    EXPECT_EQ(file.daemon.control_idle, std::chrono::milliseconds(2500));
     EXPECT_EQ(file.daemon.log_file, "/var/log/w");
     EXPECT_EQ(file.daemon.log_level, "debug");
     EXPECT_EQ(file.cluster.heartbeat, (wispd::Heartbeat{3, 999999, false}));

@@ -1,12 +1,15 @@
 #include "daemon/sources/control_server.h"
 
 #include <cerrno>
+#include <chrono>
+#include <map>
 #include <memory>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <asio/io_context.hpp>
 #include <gtest/gtest.h>
@@ -18,6 +21,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using hb_test::Deadline;
 
 class WispdControlServer : public testing::Test {
@@ -25,7 +29,7 @@ class WispdControlServer : public testing::Test {
     WispdControlServer() : file_(directory_.file("c"), {}) {
         file_.listen();
         server_ = std::make_unique<wispd::Control_Server>(
-            context_, file_.release(),
+            context_, file_.release(), 400ms,
             wispd::Control_Server::Handlers{
                 [this](const wispd::Peer &) { return authorised_; },
                 [](const wispd::Peer &, std::string_view line) {
@@ -120,6 +124,24 @@ TEST_F(WispdControlServer, RejectsAnUnauthorisedPeerWithTheReason) {
         R"({"error":"this user may not use the control socket: run as root or as a member of the group that )"
         R"(control_group in wispd's configuration names","ok":false})"
         "\nEND");
+}
+
+TEST_F(WispdControlServer, IdleConnectionsExpire) {
+    const auto silent = connect();
+    const auto half = connect();
+    send(half, "half a line");
+    EXPECT_EQ(receive(silent, 1), "END");
+    EXPECT_EQ(receive(half, 1), "END");
+    EXPECT_TRUE(server_->connections().empty());
+    EXPECT_EQ(receive(connect(), 1), "END"); // and the next one has as long
+}
+
+TEST_F(WispdControlServer, CountsTheConnectionsOfEachUser) {
+    const auto one = connect();
+    const auto other = connect();
+    send(other, "one\n");
+    EXPECT_EQ(receive(other, 1), "got one\n");
+    EXPECT_EQ(server_->connections(), (std::map<uid_t, std::size_t>{{geteuid(), 2}}));
 }
 
 TEST_F(WispdControlServer, OneThatDoesNotReadHoldsUpNobody) {

@@ -179,7 +179,8 @@ class WispdPublisher : public testing::Test {
             multicasts_.push_back(multicast);
             return wispd::Delivery{{3}, {}, {5}, {{7, "it is full"}}};
         };
-        publisher_.emplace(context_, file_.release(), cluster_, routes_, QUEUE, std::move(handlers));
+        publisher_.emplace(context_, file_.release(), cluster_, routes_, wispd::Publisher_Limits{QUEUE, {}},
+                           client_log_, std::move(handlers));
     }
 
     Peer connect() { return Peer(context_, file_.path()); }
@@ -195,6 +196,7 @@ class WispdPublisher : public testing::Test {
     bool trusted_ = true;
     std::vector<wispd::Multicast> multicasts_;
     wispd::Socket_File file_;
+    wispd::Client_Log client_log_;
     std::optional<wispd::Publisher> publisher_;
 };
 

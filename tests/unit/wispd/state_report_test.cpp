@@ -15,7 +15,7 @@ class WispdStateReport : public testing::Test {
     json state() {
         const wispd::Routes routes = compute_routes(cluster_);
         const json answer = json::parse(wispd::state_line(
-            {cluster_, control_, routes, 9, true, keyring_, clients_, {}, engine_, false, now_}));
+            {cluster_, control_, routes, 9, true, keyring_, clients_, users_, {}, engine_, false, now_}));
         EXPECT_EQ(answer["ok"], true);
         return answer["state"];
     }
@@ -29,6 +29,7 @@ class WispdStateReport : public testing::Test {
     wispd::Node_Control control_{cluster_, {2s, 60}};
     wispd::Keyring keyring_{{true, SEC_KEY_TYPE_AES_CMAC, 16, {}}};
     std::vector<wispd::Client_Status> clients_;
+    std::map<uid_t, wispd::User_Status> users_;
     const wispd::Engine_Status *engine_ = nullptr;
 };
 
@@ -92,6 +93,14 @@ TEST_F(WispdStateReport, ShowsClientsHeartbeatsAndRights) {
     EXPECT_EQ(state()["clients"][0]["may_act"], false);
     EXPECT_FALSE(state()["clients"][1].contains("heartbeat"));
     EXPECT_EQ(state()["clients"][1]["may_act"], true);
+}
+
+TEST_F(WispdStateReport, ShowsWhatEachUserHolds) {
+    EXPECT_EQ(state()["users"], json::array());
+    users_[501] = {{2, 7, 4096}, 1};
+    EXPECT_EQ(state()["users"],
+              json::parse(R"([{"uid":501,"connections":2,"subscriptions":7,"queued_bytes":4096,
+                                                 "control_connections":1}])"));
 }
 
 TEST_F(WispdStateReport, SaysWhereTheClusterComesFrom) {

@@ -1,0 +1,63 @@
+// Counts what the clients of each user hold, and says what is too much. A user at its limit takes nothing from others.
+#ifndef WISPD_USER_QUOTAS_H
+#define WISPD_USER_QUOTAS_H
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include <sys/types.h>
+
+#include "daemon/user_limits.h"
+
+namespace wispd {
+
+struct User_Holding {
+    std::size_t connections = 0;
+    std::size_t subscriptions = 0;
+    std::size_t queued_bytes = 0;
+
+    bool operator==(const User_Holding &) const = default;
+};
+
+class User_Quotas {
+  public:
+    // Connections that only root and the daemon's own user get.
+    static constexpr std::size_t RESERVED = 16;
+
+    // No limit of a user is for root and `own`; the limit of all connections is for everybody.
+    User_Quotas(const User_Limits &limits, uid_t own) : limits_(limits), own_(own) {}
+
+    // What is held beyond new limits stays until it is released.
+    void set(const User_Limits &limits) { limits_ = limits; }
+
+    // Empty when the user may have one more connection; otherwise the reason against it.
+    std::string why_no_connection(uid_t user) const;
+    bool may_subscribe(uid_t user) const;
+    bool may_queue(uid_t user, std::size_t bytes) const;
+
+    void connected(uid_t user);
+    // With the subscriptions that it held.
+    void disconnected(uid_t user, std::size_t subscriptions);
+    void subscribed(uid_t user);
+    void unsubscribed(uid_t user, std::size_t subscriptions);
+    // The bytes that wait for one of the user's clients were `before` and now are `after`.
+    void queued(uid_t user, std::size_t before, std::size_t after);
+
+    const User_Limits &limits() const { return limits_; }
+    User_Holding held_by(uid_t user) const;
+    // Of the users that have a connection.
+    const std::map<uid_t, User_Holding> &holdings() const { return holdings_; }
+
+  private:
+    bool is_unlimited(uid_t user) const { return user == 0 || user == own_; }
+
+    User_Limits limits_;
+    uid_t own_;
+    std::size_t connections_ = 0;
+    std::map<uid_t, User_Holding> holdings_;
+};
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,20 @@
+// How much of wispd one user may hold with all its connections together, and all users with theirs.
+#ifndef WISPD_USER_LIMITS_H
+#define WISPD_USER_LIMITS_H
+
+#include <cstddef>
+
+namespace wispd {
+
+struct User_Limits {
+    std::size_t all_connections = 4096; // of all users; the last ones are for root and the daemon's own user
+    std::size_t connections = 256;
+    std::size_t subscriptions = 8192;
+    std::size_t queue_bytes = 268435456; // bytes that wait for the user's clients
+
+    bool operator==(const User_Limits &) const = default;
+};
+
+} // namespace wispd
+
+#endif

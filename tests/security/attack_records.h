@@ -1,0 +1,28 @@
+// The records that a client sends to wispd, made without the library, which would send nothing odd.
+#ifndef HB_TEST_SECURITY_ATTACK_RECORDS_H
+#define HB_TEST_SECURITY_ATTACK_RECORDS_H
+
+#include <cstdint>
+#include <string>
+
+namespace hb_test {
+
+// A connected stream socket that stays open until the program ends; -1 with the reason in errno.
+int connect_to(const std::string &path);
+// False when the other side does not take it.
+bool send_all(int socket, const std::string &bytes);
+// Reads so many bytes; false at the end of the stream.
+bool read_all(int socket, char *into, std::size_t count);
+
+std::string request_record(int32_t kind, const std::string &body = {});
+// All nodes: deaths, joins and who is up.
+std::string subscription_record(const std::string &name);
+// Of a network of the local node: enable (207), disable (208).
+std::string adapter_record(int32_t kind, int16_t network);
+
+// Asks for the configuration and reads up to the answer; false when the connection ends before.
+bool answers(int socket);
+
+} // namespace hb_test
+
+#endif

@@ -1,0 +1,146 @@
+// Attacks that use up what all users share: connections, subscriptions, memory, control connections, the log.
+#include "tests/security/attack.h"
+#include "tests/security/attack_records.h"
+
+#include <stdexcept>
+#include <vector>
+
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+namespace hb_test {
+namespace {
+
+constexpr int32_t ENABLE = 207;
+constexpr int32_t DISABLE = 208;
+
+void need(const Words &words, std::size_t count, const char *what) {
+    if (words.size() != count) {
+        throw std::invalid_argument(std::string("expected ") + what);
+    }
+}
+
+void want_descriptors() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// What is left of the wanted number, which is held until the input ends.
+int hold(std::size_t got, std::size_t wanted, const char *what) {
+    say("holds " + std::to_string(got) + " of " + std::to_string(wanted) + " " + what);
+    wait_for_end_of_input();
+    return got == wanted ? 0 : 1;
+}
+
+int hold_connections(const Words &words) {
+    need(words, 2, "the path of the socket and a number");
+    want_descriptors();
+    const std::size_t wanted = std::stoul(words[1]);
+    std::size_t held = 0;
+    for (std::size_t i = 0; i < wanted; ++i) {
+        const int socket = connect_to(words[0]);
+        held += socket >= 0 && answers(socket) ? 1 : 0;
+    }
+    return hold(held, wanted, "connections");
+}
+
+int hold_subscriptions(const Words &words) {
+    need(words, 3, "the path of the socket, a number of connections and a number of subscriptions of each");
+    const std::size_t connections = std::stoul(words[1]);
+    const std::size_t each = std::stoul(words[2]);
+    std::size_t held = 0;
+    for (std::size_t i = 0; i < connections; ++i) {
+        const int socket = connect_to(words[0]);
+        for (std::size_t j = 0; j < each && send_all(socket, subscription_record("s" + std::to_string(j)));
+             ++j) {
+        }
+        held += answers(socket) ? each : 0;
+    }
+    return hold(held, connections * each, "subscriptions");
+}
+
+// Asks without end and reads no answer.
+int fill_queues(const Words &words) {
+    need(words, 3, "the path of the socket, a number of connections and a number of requests of each");
+    const std::size_t connections = std::stoul(words[1]);
+    const std::size_t requests = std::stoul(words[2]);
+    std::vector<pollfd> held;
+    for (std::size_t i = 0; i < connections; ++i) {
+        const int socket = connect_to(words[0]);
+        for (std::size_t j = 0; j < requests && send_all(socket, request_record(201)); ++j) {
+        }
+        held.push_back({socket, POLLRDHUP, 0});
+    }
+    // The daemon has acted on all of it when one that asks now has its answer, or is rejected.
+    answers(connect_to(words[0]));
+    poll(held.data(), held.size(), 0);
+    std::size_t left = 0;
+    for (const pollfd &one : held) {
+        left += (one.revents & (POLLHUP | POLLRDHUP | POLLERR)) == 0 ? 1 : 0;
+    }
+    return hold(left, connections, "connections that do not read");
+}
+
+// Connects to the control socket and asks nothing. One that is rejected gets a line at once.
+int hold_control(const Words &words) {
+    need(words, 2, "the path of the control socket and a number");
+    const std::size_t wanted = std::stoul(words[1]);
+    std::vector<pollfd> held;
+    for (std::size_t i = 0; i < wanted; ++i) {
+        held.push_back({connect_to(words[0]), POLLIN, 0});
+    }
+    // Connections are accepted in their order: the others were when this one is answered.
+    const int last = connect_to(words[0]);
+    send_all(last, "{\"do\":\"nothing\"}\n");
+    pollfd answered{last, POLLIN, 0};
+    poll(&answered, 1, -1);
+    poll(held.data(), held.size(), 0);
+    std::size_t left = 0;
+    for (const pollfd &one : held) {
+        left += one.revents == 0 ? 1 : 0;
+    }
+    return hold(left, wanted, "control connections");
+}
+
+int act_repeatedly(const Words &words) {
+    need(words, 2, "the path of the socket and a number");
+    const int socket = connect_to(words[0]);
+    for (int i = 0; i < std::stoi(words[1]); ++i) {
+        if (!send_all(socket, adapter_record(i % 2 == 0 ? DISABLE : ENABLE, 1))) {
+            return refused("wispd takes no more");
+        }
+    }
+    if (!answers(socket)) {
+        return refused("wispd does not answer");
+    }
+    say("sent " + words[1] + " requests");
+    return 0;
+}
+
+int control_repeatedly(const Words &words) {
+    need(words, 2, "the path of the control socket and a number");
+    const int socket = connect_to(words[0]);
+    for (int i = 0; i < std::stoi(words[1]); ++i) {
+        const std::string verb = i % 2 == 0 ? "adapter-down" : "adapter-up";
+        char answer[64];
+        if (!send_all(socket, "{\"do\":\"" + verb + "\",\"adapter\":5}\n") ||
+            recv(socket, answer, sizeof answer, 0) <= 0) {
+            return refused("wispd does not answer");
+        }
+    }
+    say("sent " + words[1] + " verbs");
+    return 0;
+}
+
+const Add_Attack CONNECTIONS({"hold-connections", "SOCKET COUNT", hold_connections});
+const Add_Attack SUBSCRIPTIONS({"hold-subscriptions", "SOCKET CONNECTIONS EACH", hold_subscriptions});
+const Add_Attack QUEUES({"fill-queues", "SOCKET CONNECTIONS REQUESTS", fill_queues});
+const Add_Attack CONTROL({"hold-control", "CONTROL COUNT", hold_control});
+const Add_Attack ACT({"act-repeatedly", "SOCKET COUNT", act_repeatedly});
+const Add_Attack VERBS({"control-repeatedly", "CONTROL COUNT", control_repeatedly});
+
+} // namespace
+} // namespace hb_test
