@@ -10,6 +10,8 @@ namespace hbctl {
 namespace {
 
 constexpr int no_daemon = 15;
+constexpr int connection_closed = 16;
+constexpr int configuration_unread = 27;
 constexpr int segment_absent = 33;
 constexpr int semaphores_absent = 45;
 
@@ -42,6 +44,9 @@ std::string open_failure_line(const std::string &path, int number) {
     std::string line = failure_line("use the heartbeat daemon at " + path, number);
     if (number == segment_absent || number == semaphores_absent) {
         line += "; it is starting or ending, or is no heartbeat daemon";
+    }
+    if (number == connection_closed || number == configuration_unread) {
+        line += "; it is ending, or has rejected this user's connection: its log says why";
     }
     return line;
 }

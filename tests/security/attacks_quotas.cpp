@@ -120,6 +120,22 @@ int act_repeatedly(const Words &words) {
     return 0;
 }
 
+// Each time the adapter dies of the suspicion, if wispd confirms it at once, and is enabled again.
+int suspect_repeatedly(const Words &words) {
+    need(words, 2, "the path of the socket and a number");
+    constexpr int32_t ADAPTER_MAY_BE_DOWN = 205;
+    constexpr std::size_t ADAPTER = 3; // of network 1; the length of the body is the number
+    const int socket = connect_to(words[0]);
+    for (int i = 0; i < std::stoi(words[1]); ++i) {
+        if (!send_all(socket, request_record(ADAPTER_MAY_BE_DOWN, std::string(ADAPTER, '\0'))) ||
+            !answers(socket) || !send_all(socket, adapter_record(DISABLE, 1) + adapter_record(ENABLE, 1))) {
+            return refused("wispd does not answer");
+        }
+    }
+    say("sent " + words[1] + " suspicions");
+    return 0;
+}
+
 int control_repeatedly(const Words &words) {
     need(words, 2, "the path of the control socket and a number");
     const int socket = connect_to(words[0]);
@@ -140,6 +156,7 @@ const Add_Attack SUBSCRIPTIONS({"hold-subscriptions", "SOCKET CONNECTIONS EACH",
 const Add_Attack QUEUES({"fill-queues", "SOCKET CONNECTIONS REQUESTS", fill_queues});
 const Add_Attack CONTROL({"hold-control", "CONTROL COUNT", hold_control});
 const Add_Attack ACT({"act-repeatedly", "SOCKET COUNT", act_repeatedly});
+const Add_Attack SUSPICIONS({"suspect-repeatedly", "SOCKET COUNT", suspect_repeatedly});
 const Add_Attack VERBS({"control-repeatedly", "CONTROL COUNT", control_repeatedly});
 
 } // namespace

@@ -23,7 +23,7 @@ inline std::string groups_of_roles() {
 
 class Guarded_Daemon {
   public:
-    // The further keys of [daemon], each on a line.
+    // The keys of [daemon], each on a line, and what follows that table.
     explicit Guarded_Daemon(const std::string &settings = groups_of_roles())
         : daemon_(programs_of_this_build(), small_cluster_file() + "\n[daemon]\n" + settings),
           programs_(programs_of_this_build()) {}

@@ -53,6 +53,31 @@ TEST_F(Log_Bound, HoldsForAThousandRequestsAndTheirResults) {
     EXPECT_THAT(daemon().log(), testing::ContainsRegex("uid 64003: [0-9]+ more lines suppressed"));
 }
 
+TEST_F(Log_Bound, HoldsForTheDeathsThatSuspicionsBecome) {
+    start("[suspicion]\nconfirm_seconds = 0\n");
+    EXPECT_EQ(attack(Role::actor, {"suspect-repeatedly", daemon().socket(), "500"}).output,
+              "sent 500 suspicions\n");
+    EXPECT_TRUE(daemon().wait_logged("1 suspicion is confirmed"));
+    EXPECT_TRUE(daemon().stop());
+    EXPECT_LE(lines_of("info"), MOST);
+}
+
+TEST_F(Log_Bound, HoldsForATimelineThatAnAdministratorPlays) {
+    start();
+    std::string timeline;
+    for (int i = 0; i < 300; ++i) {
+        for (const char *verb : {"adapter-down", "adapter-up"}) {
+            timeline += std::string("[[event]]\nafter = 0\ndo = \"") + verb + "\"\nadapter = 5\n";
+        }
+    }
+    daemon().write_file("timeline.toml", timeline);
+    EXPECT_EQ(guarded_->wispctl(Role::administrator, {"play", daemon().file("timeline.toml")}).exit_status, 0);
+    EXPECT_TRUE(daemon().wait_logged("the timeline has ended"));
+    EXPECT_TRUE(daemon().stop());
+    EXPECT_LE(lines_of("info"), MOST);
+    EXPECT_THAT(daemon().log(), HasSubstr("uid 64004 has caused 200 lines within a minute"));
+}
+
 TEST_F(Log_Bound, HoldsForTheControlVerbsOfRoot) {
     start();
     EXPECT_EQ(attack(Role::root, {"control-repeatedly", daemon().control(), "1000"}).output,

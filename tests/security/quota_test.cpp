@@ -60,7 +60,9 @@ TEST_F(Quota, ConnectionsOfAUserAreBounded) {
     start("user_connections = 20\n");
     EXPECT_EQ(attack(Role::client, {"hold-connections", socket(), "100"}), "holds 20 of 100 connections");
     EXPECT_EQ(holding(Role::client).at("connections"), 20);
-    EXPECT_FALSE(can_ask(Role::client));
+    const Ended rejected = guarded_->hbctl(Role::client, {"status"});
+    EXPECT_EQ(rejected.exit_status, 1);
+    EXPECT_THAT(rejected.errors, HasSubstr("has rejected this user's connection: its log says why"));
     EXPECT_TRUE(guarded_->daemon().wait_logged(
         "uid 64001 was rejected: its user has 20 connections, as many as user_connections permits"));
     EXPECT_TRUE(can_ask(Role::other_client));
