@@ -8,14 +8,14 @@ namespace wispd {
 namespace {
 
 std::string variable(const char *name) {
-    const char *value = std::getenv(name);
+    const char *value = secure_getenv(name);
     return value == nullptr ? "" : value;
 }
 
 } // namespace
 
 std::string socket_path_from_environment() {
-    const char *base = std::getenv("HB_SERVER_SOCKET");
+    const char *base = secure_getenv("HB_SERVER_SOCKET");
     const std::string path = base == nullptr ? "/var/ha/soc/wisp/server_socket" : base;
     for (const char *name : {"HA_DOMAIN_NAME", "HA_SYSPAR_NAME"}) {
         const std::string suffix = variable(name);

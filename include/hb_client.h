@@ -26,7 +26,8 @@
  *     changes no signal disposition and lets no C++ exception out.
  *     A forked child shares the connection with its parent, and each event reaches only one of the two.  A child
  *     that goes on without exec calls hb_terminate first: the parent's session is left alone, and the child may
- *     open its own.  A child that is forked while another thread is inside a call finds no lock held.
+ *     open its own.  A child that is forked while another thread is inside a call finds no lock held.  A program
+ *     that is started by exec inherits no descriptor of the library.
  *  7. Signals.  A write to a daemon that has ended raises SIGPIPE.  A program that does not want that signal ignores
  *     it (signal(SIGPIPE, SIG_IGN)); the call then fails with error 16.
  *  8. Values.  Enumerated fields are plain 32-bit integers: a value that the daemon sends and this header
@@ -40,6 +41,9 @@
  *                    it stays the base path, also when the variable is unset later.
  *  HA_DOMAIN_NAME    if not empty, "." and this are appended to the base path
  *  HA_SYSPAR_NAME    the same, when HA_DOMAIN_NAME is unset or empty
+ *
+ *  A program that runs with more rights than its caller (set-user-ID, set-group-ID, file capabilities) ignores all
+ *  three: its caller does not choose which daemon it believes.
  *
  * ERROR NUMBERS
  *
@@ -70,8 +74,10 @@
  *   23, 26, 27  reading the configuration failed: bad address, input/output error, otherwise
  *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
  *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
- *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise
- *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise
+ *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise.  37 also
+ *       for a segment that neither root nor the user who runs the connected daemon created.
+ *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise.  43 also for
+ *       a set that neither root nor the user who runs the connected daemon created.
  *   49  the route to the node is not an IP route
  *   50, 51  the address cannot be configured: it is in use, the adapter cannot carry it
  *   52, 55, 56  no grace: the time is out of range, the adapter is down, grace is running already
@@ -792,13 +798,15 @@ typedef struct Hb_Route {
 
 /* The route to a node, asked of the daemon; waits for the answer without limit.  An event that arrives before
  * the answer is lost and ends the call with error 10, as told at the control requests.
- * Errors: 6 no route, 9 node not configured, 10 unexpected answer, 12, 16, 18, 21, 22. */
+ * Errors: 6 no route, 9 node not configured, 10 unexpected answer, or one of more than HB_ROUTE_HOPS hops, 12, 16, 18,
+ * 21, 22. */
 HB_API Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 
 /* The route to a node, configured or not, read from shared memory without asking anybody.  Waits while the daemon
  * rewrites the routes, for three seconds at most and no longer than the daemon runs; then it reads what is there.
  * hb_read_ip_route takes IP routes only.
- * Errors: 6 no route, or no shared memory that tells of the node; 49 not an IP route. */
+ * Errors: 6 no route, one of more than HB_ROUTE_HOPS hops, or no shared memory that holds the node; 49 not an IP
+ * route. */
 HB_API Hb_Rc hb_read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 HB_API Hb_Rc hb_read_ip_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 

@@ -1,19 +1,22 @@
 #include "tools/daemon_path.h"
 
 #include <cstdlib>
+#include <stdexcept>
+
+#include <sys/auxv.h>
 
 namespace hbctl {
 namespace {
 
 std::string environment(const char *name) {
-    const char *value = std::getenv(name);
+    const char *value = secure_getenv(name);
     return value == nullptr ? "" : value;
 }
 
 } // namespace
 
 std::string daemon_path() {
-    const char *base = std::getenv("HB_SERVER_SOCKET");
+    const char *base = secure_getenv("HB_SERVER_SOCKET");
     std::string path = base == nullptr ? "/var/ha/soc/wisp/server_socket" : base;
     std::string suffix = environment("HA_DOMAIN_NAME");
     if (suffix.empty()) {
@@ -23,6 +26,11 @@ std::string daemon_path() {
 }
 
 void use_daemon_path(const std::string &path) {
+    if (getauxval(AT_SECURE) != 0) {
+        throw std::runtime_error(
+            "--socket cannot be used in a program with more rights than its caller; the path is " +
+            daemon_path());
+    }
     setenv("HB_SERVER_SOCKET", path.c_str(), 1);
     unsetenv("HA_DOMAIN_NAME");
     unsetenv("HA_SYSPAR_NAME");

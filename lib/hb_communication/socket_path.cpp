@@ -9,14 +9,14 @@ char SERVER_SOCK_FNAME[HB_SOCKET_PATH_SIZE] = "";
 namespace {
 
 std::string_view environment(const char *name) {
-    const char *value = std::getenv(name);
+    const char *value = secure_getenv(name);
     return value != nullptr ? value : std::string_view();
 }
 
 } // namespace
 
 bool hb_resolve_socket_path() {
-    const char *set_base = std::getenv("HB_SERVER_SOCKET");
+    const char *set_base = secure_getenv("HB_SERVER_SOCKET");
     const std::string_view base = set_base != nullptr ? set_base : HB_SERVER_SOCKET;
     std::string_view suffix = environment("HA_DOMAIN_NAME");
     if (suffix.empty()) {

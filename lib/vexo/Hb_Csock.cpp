@@ -111,7 +111,7 @@ long hb_writev_retry(int fd, iovec *iov, int count) {
 Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_CSOCK_OK) {
     std::memcpy(socket_un.sun_path, SERVER_SOCK_FNAME, sizeof socket_un.sun_path);
     socket_un.sun_path[sizeof socket_un.sun_path - 1] = '\0';
-    sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sock = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (sock < 0) {
         myError = HB_CSOCK_NO_SOCKET;
         set_hb_errno(13);

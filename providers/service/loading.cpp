@@ -24,7 +24,7 @@ bool is_in_client() {
 }
 
 std::string setting(const char *variable) {
-    const char *value = std::getenv(variable);
+    const char *value = secure_getenv(variable);
     return value != nullptr ? value : "";
 }
 

@@ -62,6 +62,12 @@ ISOLATED_TEST(Socket, ConnectsAndIsReadyToUse) {
     EXPECT_EQ(daemon.path(), connection->socket_un.sun_path);
 }
 
+ISOLATED_TEST(Socket, IsClosedInAProgramThatTheProcessStarts) {
+    FakeDaemon daemon(plan_of({}));
+    const auto connection = connected();
+    EXPECT_EQ(FD_CLOEXEC, fcntl(connection->socket(), F_GETFD));
+}
+
 ISOLATED_TEST(Socket, AsksForAUnixStreamWithBuffersOf32768BytesAndTheBarePath) {
     FakeDaemon daemon(plan_of({}));
     const CallLog log;
@@ -69,7 +75,7 @@ ISOLATED_TEST(Socket, AsksForAUnixStreamWithBuffersOf32768BytesAndTheBarePath) {
     const auto made = log.calls(Call::socket_);
     ASSERT_EQ(1U, made.size());
     EXPECT_EQ(AF_UNIX, made[0].arguments[0]);
-    EXPECT_EQ(SOCK_STREAM, made[0].arguments[1]);
+    EXPECT_EQ(SOCK_STREAM | SOCK_CLOEXEC, made[0].arguments[1]);
     EXPECT_EQ(0, made[0].arguments[2]);
 
     const auto options = log.calls(Call::setsockopt_);
