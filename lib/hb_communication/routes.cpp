@@ -80,6 +80,11 @@ bool read_guarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     return copied == Copied::whole;
 }
 
+// Whether a route has no more hops than it has room for. A caller that goes by the number would read behind it.
+bool fits(uint32_t hops) {
+    return hops <= HB_ROUTE_HOPS;
+}
+
 // A copy of the node's record, or error 6 when there is no valid one.
 Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     if (data_for_client == nullptr || shared_route_info == nullptr) {
@@ -91,7 +96,7 @@ Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     }
     const Hb_route_sequence &shared = shared_route_info[node];
     const bool read = section.entered() ? read_guarded(shared, record) : read_unguarded(shared, record);
-    return read ? Hb_Success : hb_fail(6);
+    return read && fits(record.length) ? Hb_Success : hb_fail(6);
 }
 
 enum class Kind { any, ip_only };
@@ -189,7 +194,11 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
     if (value == 0) {
         return hb_fail(6);
     }
-    *length = static_cast<uint16_t>(value & 0xFFFF);
+    const auto hops = static_cast<uint16_t>(value & 0xFFFF);
+    if (!fits(hops)) {
+        return hb_fail(10);
+    }
+    *length = hops;
     *route = hops_in(packet);
     return Hb_Success;
 }

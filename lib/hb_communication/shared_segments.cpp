@@ -7,6 +7,7 @@
 #include <sys/shm.h>
 
 #include "lib/hb_communication/socket_path.h"
+#include "lib/hb_communication/trusted_creator.h"
 #include "lib/hb_global_data/error_number.h"
 #include "lib/hb_read_once.h"
 
@@ -94,6 +95,36 @@ int semaphore_error(int number) {
     }
 }
 
+// Of an attached segment alone: the number of one that is removed can be given to another one. 0 or a system error.
+int why_segment_refused(int id) {
+    shmid_ds status = {};
+    if (shmctl(id, IPC_STAT, &status) != 0) {
+        return errno;
+    }
+    return hb_is_trusted_creator(status.shm_perm.cuid) ? 0 : EACCES;
+}
+
+// What semctl takes as its fourth argument; the system's headers leave it to the program to declare it.
+union Semaphore_Argument {
+    int val;
+    semid_ds *buf;
+    unsigned short *array;
+};
+
+// Another user's set could hold up every reader. A set that this process may not read is not used either, and no
+// error: a reader without semaphores copies until it has a whole record.
+Hb_Rc check_semaphores() {
+    semid_ds status = {};
+    Semaphore_Argument argument = {};
+    argument.buf = &status;
+    const int unknown = semctl(shm_sem_id, 0, IPC_STAT, argument) == 0 ? 0 : errno;
+    if (unknown == 0 && hb_is_trusted_creator(status.sem_perm.cuid)) {
+        return Hb_Success;
+    }
+    shm_sem_id = -1;
+    return unknown == EACCES ? Hb_Success : hb_fail(semaphore_error(unknown == 0 ? EACCES : unknown));
+}
+
 template <typename Record>
 Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&address) {
     if (size > SIZE_MAX) {
@@ -106,6 +137,11 @@ Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&
     const void *attached = shmat(id, nullptr, SHM_RDONLY);
     if (reinterpret_cast<intptr_t>(attached) == -1) {
         return hb_fail(attach_error(errno));
+    }
+    const int refused = why_segment_refused(id);
+    if (refused != 0) {
+        shmdt(attached);
+        return hb_fail(attach_error(refused));
     }
     address = static_cast<const Record *>(attached);
     return Hb_Success;
@@ -161,7 +197,7 @@ Hb_Rc hb_init_shared_memory() {
     if (shm_sem_id == -1) {
         return hb_fail(semaphore_error(errno));
     }
-    return Hb_Success;
+    return check_semaphores();
 }
 
 uint32_t hb_attached_route_slots() {

@@ -128,13 +128,25 @@ ISOLATED_TEST(ReadRoute, HandsTheHopsOnByteForByte) {
     EXPECT_TRUE(same_bytes(record.from(8), call.route));
 }
 
-ISOLATED_TEST(ReadRoute, HandsAnyLengthOn) {
-    FakeDaemon daemon(plan_of(1, {route_record(1, 0, 0, hops_of(1)), route_record(1, 12, 0, hops_of(2)),
-                                  route_record(1, 0xFFFF, 0, hops_of(3))}));
+ISOLATED_TEST(ReadRoute, HasAsManyHopsAsARouteHoldsAndNoMore) {
+    FakeDaemon daemon(plan_of(1, {route_record(1, 0, 0, hops_of(1)), route_record(1, 11, 0, hops_of(2)),
+                                  route_record(1, 12, 0, hops_of(3)), route_record(1, 0xFFFF, 1, hops_of(4))}));
     open_library();
+    const Counts counts(daemon);
     EXPECT_EQ(0U, read_any(0).length);
-    EXPECT_EQ(12U, read_any(1).length);
-    EXPECT_EQ(65535U, read_ip(2).length);
+    EXPECT_EQ(11U, read_ip(1).length);
+    for (const RouteEntry entry : BOTH) {
+        expect_failure(6, RouteCall(entry, 2));
+        expect_failure(6, RouteCall(entry, 3));
+    }
+}
+
+ISOLATED_TEST(ReadRoute, HasNoMoreHopsThanItHoldsWithoutSemaphoresEither) {
+    FakeDaemon daemon(plan_of(1, {route_record(1, 11, 0, hops_of(1)), route_record(1, 12, 0, hops_of(2))}));
+    open_library();
+    const FaultGuard fault = failing(Call::semop_, EACCES, 0, 1000);
+    EXPECT_EQ(11U, read_any(0).length);
+    expect_failure(6, read_any(1));
 }
 
 ISOLATED_TEST(ReadRoute, ANodeNeedsNoAdapter) {

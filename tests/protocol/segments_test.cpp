@@ -3,6 +3,7 @@
 #include <sys/prctl.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +17,7 @@
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
+#include "tests/support/leftovers.h"
 #include "tests/support/process_counters.h"
 
 namespace hb_test {
@@ -302,6 +304,149 @@ ISOLATED_TEST(SegmentFailure, ReadPermissionIsEnough) {
     segments.configuration.mode = segments.routes.mode = segments.security.mode = 0400;
     FakeDaemon daemon(with(segments));
     EXPECT_EQ(0, error_of_attaching());
+}
+
+// ---- Who made them ----
+
+// Stands for a daemon of root whose segments, or semaphores, another user made. The socket is this process's.
+class Foreign_Ipc {
+  public:
+    // The letters of the keys that the other user has.
+    Foreign_Ipc(const std::string &path, const std::string &letters) {
+        std::vector<int> ids;
+        EXPECT_EQ(0, seteuid(FOREIGN_USER));
+        for (const char letter : letters) {
+            const key_t key = ftok(path.c_str(), letter);
+            const int id = letter == 'i'   ? semget(key, 2, IPC_CREAT | IPC_EXCL | 0666)
+                           : letter == 'g' ? shmget(key, 12, IPC_CREAT | IPC_EXCL | 0666)
+                           : letter == 'h' ? shmget(key, 8 * 184, IPC_CREAT | IPC_EXCL | 0666)
+                                           : shmget(key, 3168, IPC_CREAT | IPC_EXCL | 0666);
+            EXPECT_NE(-1, id) << letter;
+            note_made(letter == 'i' ? Made::semaphores : Made::segment, id);
+            made_.push_back({letter, id});
+        }
+        EXPECT_EQ(0, seteuid(0));
+    }
+    Foreign_Ipc(const Foreign_Ipc &) = delete;
+    Foreign_Ipc &operator=(const Foreign_Ipc &) = delete;
+    ~Foreign_Ipc() {
+        for (const auto &[letter, id] : made_) {
+            letter == 'i' ? semctl(id, 0, IPC_RMID) : shmctl(id, IPC_RMID, nullptr);
+            note_gone(letter == 'i' ? Made::semaphores : Made::segment, id);
+        }
+    }
+
+  private:
+    static constexpr uid_t FOREIGN_USER = 64001;
+    std::vector<std::pair<char, int>> made_;
+};
+
+FakeDaemonPlan without(char letter) {
+    SegmentsPlan segments = segments_for(8);
+    segments.configuration.present = letter != 'g';
+    segments.routes.present = letter != 'h';
+    segments.security.present = letter != 'p';
+    segments.semaphores = letter != 'i';
+    return with(segments);
+}
+
+// A key of the socket's path must be readable for the other user.
+void open_directory(const FakeDaemon &daemon) {
+    EXPECT_EQ(0, chmod(daemon.directory().c_str(), 0755));
+}
+
+int error_of_opening() {
+    set_hb_errno(0);
+    return hb_init() == Hb_Success ? 0 : hb_get_errno();
+}
+
+void expect_error_of_foreign(char letter, int error) {
+    FakeDaemon daemon(without(letter));
+    open_directory(daemon);
+    const Foreign_Ipc foreign(daemon.path(), std::string(1, letter));
+    EXPECT_EQ(error, error_of_opening());
+    EXPECT_TRUE(daemon.received().empty()) << "the configuration is not asked for";
+}
+
+#define NEEDS_ROOT()                                                                                           \
+    if (geteuid() != 0) {                                                                                      \
+        GTEST_SKIP() << "making segments as another user needs root";                                          \
+    }                                                                                                          \
+    static_assert(true)
+
+TEST(SegmentCreator, AnotherUsersSegmentIsError37AndIsDetached) {
+    NEEDS_ROOT();
+    for (const char letter : {'g', 'h', 'p'}) {
+        run_isolated([letter] {
+            expect_error_of_foreign(letter, 37);
+            EXPECT_EQ(nullptr, letter == 'g'   ? static_cast<const void *>(data_for_client)
+                               : letter == 'h' ? static_cast<const void *>(shared_route_info)
+                                               : security_info);
+        });
+    }
+}
+
+TEST(SegmentCreator, AnotherUsersSemaphoresAreError43AndAreNotUsed) {
+    NEEDS_ROOT();
+    run_isolated([] {
+        expect_error_of_foreign('i', 43);
+        EXPECT_EQ(-1, shm_sem_id);
+    });
+}
+
+TEST(SegmentCreator, ThoseOfTheDaemonsUserAreUsedAndSoAreRoots) {
+    NEEDS_ROOT();
+    // The daemon is another user's than its client, and all it has is its own; then one of root is among it.
+    for (const std::string foreign : {"ghpi", "ghp"}) {
+        run_isolated([&foreign] {
+            SegmentsPlan none = no_segments();
+            none.semaphores = foreign.size() == 3;
+            ASSERT_EQ(0, seteuid(64001));
+            FakeDaemonPlan plan;
+            plan.segments = no_segments();
+            FakeDaemon daemon(plan);
+            ASSERT_EQ(0, seteuid(0));
+            const DaemonSegments roots(daemon.path(), none);
+            const Foreign_Ipc own(daemon.path(), foreign);
+            const Hb_memory_configuration_data content = {1, 8, 0};
+            const int id = shmget(ftok(daemon.path().c_str(), 'g'), 12, 0);
+            void *memory = shmat(id, nullptr, 0);
+            std::memcpy(memory, &content, sizeof content);
+            EXPECT_EQ(0, shmdt(memory));
+            EXPECT_EQ(0, error_of_opening());
+        });
+    }
+}
+
+TEST(SegmentCreator, ThoseOfAnotherUserThanTheDaemonsAreRefusedAlsoWhenTheyAreTheCallers) {
+    NEEDS_ROOT();
+    run_isolated([] {
+        FakeDaemonPlan plan;
+        plan.segments = no_segments();
+        FakeDaemon daemon(plan); // root's
+        open_directory(daemon);
+        EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));
+        const Foreign_Ipc foreign(daemon.path(), "ghpi");
+        ASSERT_EQ(0, seteuid(64001));
+        EXPECT_EQ(37, error_of_opening());
+        ASSERT_EQ(0, seteuid(0));
+    });
+}
+
+TEST(SegmentCreator, SemaphoresThatMayNotBeReadAreNotUsed) {
+    NEEDS_ROOT();
+    run_isolated([] {
+        SegmentsPlan segments = segments_for(8);
+        segments.configuration.mode = segments.routes.mode = segments.security.mode = 0444;
+        segments.semaphore_mode = 0622; // who may alter but not read could be held up without knowing by whom
+        FakeDaemon daemon(with(segments));
+        open_directory(daemon);
+        EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));
+        ASSERT_EQ(0, seteuid(64001));
+        EXPECT_EQ(0, error_of_opening());
+        EXPECT_EQ(-1, shm_sem_id);
+        ASSERT_EQ(0, seteuid(0));
+    });
 }
 
 ISOLATED_TEST(SegmentFailure, FailsTheOpeningWithItsErrorNumber) {

@@ -1,0 +1,36 @@
+// What a hostile daemon puts on the wire and into shared memory.
+#ifndef HB_TEST_SECURITY_HOSTILE_BYTES_H
+#define HB_TEST_SECURITY_HOSTILE_BYTES_H
+
+#include <cstdint>
+#include <string>
+
+namespace hb_test {
+
+// A record behind its length: the configuration of one node, number 1, with one adapter. Its network's name steers a
+// terminal in every way that there is: C0, DEL, C1, a bidirectional control and a byte that is no UTF-8.
+std::string hostile_configuration();
+
+// A record behind its length: a route of this many hops, all of them 6.6.6.6.
+std::string hostile_route_reply(uint32_t hops);
+
+// Segments and semaphores under the keys of the path, which hold a valid route to node 1 of so many hops.
+class Hostile_Ipc {
+  public:
+    // Throws std::system_error.
+    Hostile_Ipc(const std::string &path, uint16_t hops);
+    Hostile_Ipc(const Hostile_Ipc &) = delete;
+    Hostile_Ipc &operator=(const Hostile_Ipc &) = delete;
+    ~Hostile_Ipc();
+
+  private:
+    void make(std::size_t which, const std::string &path, int project, const std::string &content);
+    void remove();
+
+    int segments_[3] = {-1, -1, -1};
+    int semaphores_ = -1;
+};
+
+} // namespace hb_test
+
+#endif
