@@ -13,7 +13,7 @@
 #include <spdlog/spdlog.h>
 
 #include "daemon/log_file.h"
-#include "daemon/text.h"
+#include "terminal/printable.h"
 
 namespace wispd {
 
@@ -118,7 +118,7 @@ Log_Diversion::~Log_Diversion() {
 void log_undiverted(Log_Level level, std::string_view line) {
     const std::lock_guard lock(guard());
     if (logger()->should_log(spdlog_level(level))) {
-        logger()->log(spdlog_level(level), "{}", one_line(line));
+        logger()->log(spdlog_level(level), "{}", terminal::printable(line));
     }
 }
 

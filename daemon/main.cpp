@@ -18,6 +18,7 @@
 #include "daemon/start_failure.h"
 #include "daemon/system_setup.h"
 #include "daemon/text.h"
+#include "terminal/printable.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ struct Options {
 };
 
 void say(const std::string &line) {
-    std::fputs(text("wispd: ", line, "\n").c_str(), stderr);
+    std::fputs(text("wispd: ", terminal::printable(line), "\n").c_str(), stderr);
 }
 
 // A reload that is asked for while wispd starts, which can take as long as its cluster engine does, comes after that.

@@ -10,20 +10,6 @@ constexpr std::size_t NUMBERS_LISTED = 16;
 
 } // namespace
 
-std::string one_line(std::string_view line) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string out;
-    for (char c : line) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
-            out += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
-        } else {
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string list_of(const char *what, const std::vector<int64_t> &numbers) {
     if (numbers.empty()) {
         return {};

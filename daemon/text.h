@@ -1,4 +1,4 @@
-// Texts for people: built out of pieces, as in text("node ", 3, " is down"), and fit for one line.
+// Texts for people, built out of pieces, as in text("node ", 3, " is down").
 #ifndef WISPD_TEXT_H
 #define WISPD_TEXT_H
 
@@ -23,10 +23,6 @@ template <typename... Pieces> std::string text(const Pieces &...pieces) {
     (append_piece(out, pieces), ...);
     return out;
 }
-
-// One line of printable bytes, whatever somebody else put into it: the rest stands there as \x0A. Bytes of UTF-8
-// are left as they are.
-std::string one_line(std::string_view line);
 
 // "what: 1 2 3", with the first 16 numbers; empty for none.
 std::string list_of(const char *what, const std::vector<int64_t> &numbers);

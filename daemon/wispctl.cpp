@@ -15,6 +15,7 @@
 
 #include "daemon/paths.h"
 #include "daemon/text.h"
+#include "terminal/printable.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ using wispd::text;
 constexpr int FAILED = 1;
 constexpr int USAGE = 2;
 constexpr int ANSWER_SECONDS = 120;
+constexpr std::size_t ANSWER_LONGEST = 64 * 1024 * 1024; // several times the state of a full cluster
 
 // Ends the program with a line on standard error.
 class Failure : public std::runtime_error {
@@ -77,6 +79,10 @@ class Connection {
             if (!read_more(answer)) {
                 throw Failure(text("wispd at ", path_, " ended before it answered"));
             }
+            if (answer.size() > ANSWER_LONGEST) {
+                throw Failure(text("what listens at ", path_, " answers with more than ", ANSWER_LONGEST,
+                                   " bytes; is it wispd?"));
+            }
         }
         return answer;
     }
@@ -84,6 +90,7 @@ class Connection {
     void wait_for_end() {
         std::string rest;
         while (read_more(rest)) {
+            rest.clear();
         }
     }
 
@@ -259,7 +266,7 @@ int drive(const std::string &path, const ordered_json &command) {
         throw Failure(answer.value("error", "wispd refused without a reason"));
     }
     if (command["do"] == "state") {
-        std::puts(answer["state"].dump(2).c_str());
+        std::puts(terminal::printable_json(answer["state"].dump(2)).c_str());
     }
     if (command["do"] == "stop") {
         connection.wait_for_end();
@@ -288,10 +295,10 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (app.get_subcommands().empty() && !app.remaining().empty()) {
-            std::fputs(
-                text("wispctl: unknown verb '", app.remaining().front(), "'; wispctl --help lists them\n")
-                    .c_str(),
-                stderr);
+            std::fputs(text("wispctl: unknown verb '", terminal::printable(app.remaining().front()),
+                            "'; wispctl --help lists them\n")
+                           .c_str(),
+                       stderr);
             return USAGE;
         }
         return app.exit(error) == 0 ? 0 : USAGE;
@@ -302,7 +309,7 @@ int main(int argc, char **argv) {
     try {
         return drive(control, command);
     } catch (const std::exception &error) {
-        std::fputs(text("wispctl: ", error.what(), "\n").c_str(), stderr);
+        std::fputs(text("wispctl: ", terminal::printable(error.what()), "\n").c_str(), stderr);
         return FAILED;
     }
 }

@@ -1,5 +1,7 @@
 #include "tools/event_reader.h"
 
+#include "terminal/printable.h"
+
 #include <array>
 
 namespace hbctl {
@@ -79,7 +81,7 @@ void read_ffdc_id(Hb_Group &group, EventRecord &event) {
     Hb_FFDC_Id id{};
     if (hb_get_FFDC_id(&group, &id) == Hb_Success) {
         id[HB_FFDC_ID_SIZE - 1] = '\0';
-        event.ffdc_id = printable(id);
+        event.ffdc_id = terminal::printable(id);
     }
 }
 
@@ -156,7 +158,7 @@ EventRecord read_event(int kind, const std::string &subscription, unsigned long 
     event.sequence = static_cast<std::uint32_t>(sequence);
     event.time = std::chrono::system_clock::now();
     event.kind = kind;
-    event.subscription = printable(subscription);
+    event.subscription = terminal::printable(subscription);
     read_details(group, picture, event);
     return event;
 }

@@ -1,5 +1,7 @@
 #include "tools/output.h"
 
+#include "terminal/printable.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +19,8 @@ namespace {
 
 } // namespace
 
-void put_line(const std::string &line) {
+void put_line(const std::string &text) {
+    const std::string line = terminal::printable(text);
     if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fputc('\n', stdout) == EOF) {
         give_up();
     }
@@ -41,7 +44,7 @@ void say_line(const std::string &line) {
 }
 
 void complain(const std::string &line) {
-    std::fprintf(stderr, "hbctl: %s\n", line.c_str());
+    std::fprintf(stderr, "hbctl: %s\n", terminal::printable(line).c_str());
 }
 
 } // namespace hbctl

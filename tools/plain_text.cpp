@@ -36,17 +36,6 @@ std::string address_text(const Hb_IP_address6 &address) {
     return text.data();
 }
 
-std::string printable(const std::string &text) {
-    std::string safe = text;
-    for (char &character : safe) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code < 0x20 || code == 0x7F) {
-            character = '?';
-        }
-    }
-    return safe;
-}
-
 std::string number_ranges(const std::vector<std::uint32_t> &ascending) {
     std::string text;
     for (std::size_t first = 0; first < ascending.size();) {

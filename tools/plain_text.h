@@ -1,4 +1,4 @@
-// Values as text: addresses, names from the daemon, lists of numbers, times.
+// Values as text: addresses, lists of numbers, times.
 #pragma once
 
 #include "hb_client.h"
@@ -12,9 +12,6 @@ namespace hbctl {
 
 // "10.1.0.3", "fe80::1"
 std::string address_text(const Hb_IP_address6 &address);
-
-// The text with every control character made '?', so that it cannot steer a terminal.
-std::string printable(const std::string &text);
 
 // "1-3, 7"
 std::string number_ranges(const std::vector<std::uint32_t> &ascending);

@@ -1,6 +1,7 @@
 #include "tools/read_picture.h"
 
 #include "hb_client.h"
+#include "terminal/printable.h"
 #include "tools/plain_text.h"
 #include "tools/request.h"
 
@@ -56,8 +57,8 @@ NetworkRow read_network(Hb_Network_Number number) {
     Hb_Network_Type type{};
     require(hb_get_network_name_by_number(number, name), "read the name" + which);
     require(hb_get_network_type_by_number(number, type), "read the type" + which);
-    row.name = printable(name);
-    row.type = printable(type);
+    row.name = terminal::printable(name);
+    row.type = terminal::printable(type);
     for_each_item<Hb_Adapter_Number>(
         "list the adapters" + which,
         [number](Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
@@ -81,7 +82,7 @@ AdapterRow read_adapter(Hb_Adapter_Number number) {
     require(hb_get_adapter_type_by_number(number, type), "read the type" + which);
     require(hb_get_adapter_address_by_number(number, &address), "read the address" + which);
     row.node = node;
-    row.type = printable(type);
+    row.type = terminal::printable(type);
     row.address = address_text(address);
     return row;
 }

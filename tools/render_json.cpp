@@ -1,5 +1,6 @@
 #include "tools/render_json.h"
 
+#include "terminal/printable.h"
 #include "tools/event_names.h"
 #include "tools/plain_text.h"
 
@@ -12,7 +13,7 @@ using Json = nlohmann::ordered_json;
 
 // Texts from the daemon need not be UTF-8.
 std::string dump(const Json &object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return terminal::printable_json(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 Json number_or_null(std::size_t number, bool known) {

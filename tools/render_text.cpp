@@ -1,6 +1,7 @@
 #include "tools/render_text.h"
 
 #include "hb_client.h"
+#include "terminal/printable.h"
 #include "tools/event_names.h"
 #include "tools/plain_text.h"
 #include "tools/text_table.h"
@@ -232,7 +233,7 @@ std::string counts_text(const Counts &counts) {
 Lines status_text(const StatusReport &report) {
     const Counts &counts = report.counts;
     return {
-        "socket      " + printable(report.socket),
+        "socket      " + terminal::printable(report.socket),
         "local node  " + std::to_string(report.local_node),
         "nodes       " + configured_and_up(counts.nodes, counts.nodes_up, counts.nodes_known),
         "networks    " + std::to_string(counts.networks) + " configured",
@@ -352,7 +353,7 @@ Lines adapter_states_text(const std::vector<AdapterStateRow> &rows) {
 }
 
 std::string control_text(const ControlRequest &request) {
-    return printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
+    return terminal::printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
 }
 
 std::string multicast_text(const MulticastRequest &request, std::size_t bytes) {

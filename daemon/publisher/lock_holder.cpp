@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "daemon/text.h"
+#include "terminal/printable.h"
 
 namespace wispd {
 
@@ -52,7 +53,7 @@ std::string description(const Lock_Holder &holder) {
     if (holder.users.empty()) {
         return text("process id ", holder.pid, ", which has ended");
     }
-    return text("process id ", holder.pid, " (", one_line(holder.command), ") of user ", holder.users.front());
+    return text("process id ", holder.pid, " (", terminal::printable(holder.command), ") of user ", holder.users.front());
 }
 
 std::vector<Lock_Holder> lock_holders(int file) {

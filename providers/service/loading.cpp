@@ -12,6 +12,7 @@
 
 #include "daemon/log.h"
 #include "qz_mox.h"
+#include "terminal/printable.h"
 
 namespace mox_service {
 
@@ -40,7 +41,8 @@ void log_as_set(const char *variable) {
 }
 
 void refuse(const char *library, const std::string &why) {
-    std::fprintf(stderr, "%s: no cluster service is installed: %s\n", library, why.c_str());
+    std::fprintf(stderr, "%s: no cluster service is installed: %s\n", library,
+                 terminal::printable(why).c_str());
 }
 
 void uninstall_in_children() {

@@ -97,6 +97,34 @@ int hostile_daemon(const Words &words) {
     }
 }
 
+// Escapes of JSON for C0 and DEL; the rest as it is.
+constexpr char STEERING[] = "\\u001b[2J\\u007f\xc2\x9b"
+                            "31m\xe2\x80\xae";
+
+// Takes the place of wispd's control socket, and answers with what misleads or never ends.
+int hostile_control(const Words &words) {
+    const int listening = listen_at(words.at(0));
+    const std::string &how = words.at(1);
+    say("listening");
+    const int connection = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+    char request[4096];
+    if (connection < 0 || read(connection, request, sizeof request) <= 0) {
+        return refused("accept");
+    }
+    if (how == "endless") {
+        const std::string piece(65536, 'x');
+        while (write_whole(connection, piece)) {
+        }
+    } else if (how == "error") {
+        write_whole(connection, std::string("{\"ok\":false,\"error\":\"") + STEERING + "\"}\n");
+    } else {
+        write_whole(connection, std::string("{\"ok\":true,\"state\":{\"cluster\":\"") + STEERING + "\"}}\n");
+    }
+    close(connection);
+    wait_for_end_of_input();
+    return 0;
+}
+
 int squat(const Words &words) {
     const Hostile_Ipc ipc(words.at(0), static_cast<uint16_t>(number_of(words.at(1))));
     say("made");
@@ -119,6 +147,7 @@ int inherited_sockets(const Words &) {
 }
 
 const Add_Attack add_hostile_daemon({"hostile-daemon", "SOCKET HOPS segments|none", hostile_daemon});
+const Add_Attack add_hostile_control({"hostile-control", "SOCKET endless|error|state", hostile_control});
 const Add_Attack add_squat({"squat", "SOCKET HOPS", squat});
 const Add_Attack add_inherited({"inherited-sockets", "", inherited_sockets});
 

@@ -151,9 +151,17 @@ TEST(Library, ItsFilesIncludeTheOnePairTheyNeedAndNotAGatheringHeader) {
     }
 }
 
-TEST(Tools, UseThePublicHeaderAlone) {
-    EXPECT_THAT(includes_beginning_with("tools", "lib/"), IsEmpty());
-    EXPECT_THAT(includes_beginning_with("tools", "utils/"), IsEmpty());
+TEST(Tools, UseThePublicHeaderAndTheTerminalsFilterAlone) {
+    for (const char *other : {"lib/", "utils/", "daemon/", "providers/", "platform/"}) {
+        EXPECT_THAT(includes_beginning_with("tools", other), IsEmpty());
+    }
+}
+
+TEST(Terminal, KnowsNothingOfAnyOtherPart) {
+    for (const char *other : {"lib/", "utils/", "daemon/", "providers/", "platform/", "tools/", "hb_", "qz_"}) {
+        EXPECT_THAT(includes_beginning_with("terminal", other), IsEmpty());
+    }
+    EXPECT_THAT(includes_beginning_with("lib", "terminal/"), IsEmpty());
 }
 
 TEST(WireRule, SeesMembersWhoseWidthDependsOnTheBuild) {

@@ -4,12 +4,6 @@
 
 namespace {
 
-TEST(WispdText, OneLineShowsWhatIsNotPrintable) {
-    EXPECT_EQ(wispd::one_line(std::string_view("a\0b\tc\x7f", 6)), R"(a\x00b\x09c\x7F)");
-    EXPECT_EQ(wispd::one_line("K\xc3\xb6ln ~"), "K\xc3\xb6ln ~");
-    EXPECT_EQ(wispd::one_line(""), "");
-}
-
 TEST(WispdText, ListsHaveAnEnd) {
     EXPECT_EQ(wispd::list_of("nodes", {}), "");
     EXPECT_EQ(wispd::list_of("nodes", {3, -1}), "nodes: 3 -1");
