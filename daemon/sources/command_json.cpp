@@ -1,6 +1,8 @@
 #include "daemon/sources/command_json.h"
 
 #include <limits>
+#include <optional>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -31,9 +33,21 @@ Argument argument_of(const std::string &name, const json &value) {
 } // namespace
 
 Command parse_command_line(std::string_view line) {
-    const json parsed = json::parse(line, nullptr, false);
+    // The parser itself would take the last one of several keys; what reads the line before wispd may take the first.
+    std::set<std::string> names;
+    std::optional<std::string> repeated;
+    const auto note = [&](int /*depth*/, json::parse_event_t event, const json &value) {
+        if (event == json::parse_event_t::key && !names.insert(value.get<std::string>()).second) {
+            repeated = value.get<std::string>();
+        }
+        return true;
+    };
+    const json parsed = json::parse(line, note, false);
     if (!parsed.is_object()) {
         throw Command_Error("expected one JSON object in a line, such as {\"do\":\"node-down\",\"node\":3}");
+    }
+    if (repeated) {
+        throw Command_Error(text("'", *repeated, "' stands in the line twice"));
     }
     std::string verb;
     Arguments arguments;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "daemon/sources/toml_nesting.h"
 #include "daemon/text.h"
 
 namespace wispd {
@@ -71,6 +72,14 @@ void check_lines(std::string_view document, const std::string &path) {
     }
 }
 
+void check_nesting(std::string_view document, const std::string &path) {
+    if (const std::optional<Toml_Place> place = find_deep_nesting(document)) {
+        throw Config_Error(text(path, ":", place->line, ":", place->column,
+                                ": tables and arrays lie in each other deeper than ", TOML_NESTING_DEEPEST,
+                                " levels; each part of a dotted key is one"));
+    }
+}
+
 } // namespace
 
 std::string read_text_file(const std::string &path) {
@@ -101,6 +110,7 @@ std::string read_text_file(const std::string &path) {
 
 toml::table parse_toml(std::string_view document, const std::string &path) {
     check_lines(document, path);
+    check_nesting(document, path);
     try {
         return toml::parse(document, path);
     } catch (const toml::parse_error &error) {

@@ -32,6 +32,7 @@ if(TARGET wispd_core)
     wispd/system_setup_test.cpp
     wispd/text_test.cpp
     wispd/timeline_test.cpp
+    wispd/toml_nesting_test.cpp
     wispd/user_quotas_test.cpp
     LIBS
     wispd_core

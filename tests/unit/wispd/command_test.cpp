@@ -49,6 +49,12 @@ TEST(WispdCommand, EveryVerbIsKnown) {
     EXPECT_EQ(parse_command_line(R"({"do":"state"})").verb, Verb::state);
 }
 
+TEST(WispdCommand, AKeyStandsInALineOnce) {
+    EXPECT_EQ(error_of(R"({"do":"state","do":"stop"})"), "'do' stands in the line twice");
+    EXPECT_EQ(error_of(R"({"do":"node-up","node":2,"node":2})"), "'node' stands in the line twice");
+    EXPECT_EQ(error_of(R"({"":1,"do":"state","":2})"), "'' stands in the line twice");
+}
+
 TEST(WispdCommand, ArgumentsArriveAsGiven) {
     const Command join =
         parse_command_line(R"({"do":"adapter-join","adapter":98351,"address":"10.0.0.9","type":"e"})");
