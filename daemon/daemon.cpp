@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <optional>
 
@@ -21,6 +22,7 @@
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/peer.h"
 #include "daemon/publisher/publisher.h"
 #include "daemon/publisher/route_writer.h"
 #include "daemon/publisher/shared_segments.h"
@@ -30,6 +32,7 @@
 #include "daemon/sources/command_json.h"
 #include "daemon/sources/control_server.h"
 #include "daemon/sources/corosync/engine_source.h"
+#include "daemon/sources/file_loader.h"
 #include "daemon/sources/timeline_player.h"
 #include "daemon/start_failure.h"
 #include "daemon/state_report.h"
@@ -49,6 +52,29 @@ std::string make_failure_id() {
     }
     return id;
 }
+
+// Why a command failed: in full, and without anything of what a file holds.
+struct Failure {
+    std::string reason;
+    std::string outline;
+};
+
+Failure failure_of(const std::string &path, const std::exception &error) {
+    if (dynamic_cast<const File_Error *>(&error) != nullptr) {
+        return {error.what(), error.what()};
+    }
+    return {error.what(), text(path, ": is refused; root and the user that runs wispd are told why")};
+}
+
+using Finished = std::function<void(const std::optional<Failure> &)>;
+
+// Who may know what is in a file that wispd can read.
+bool may_read_files(const Peer &peer) {
+    return peer.uid == 0 || peer.uid == geteuid();
+}
+
+// What asked for a file to be read anew.
+enum class Reload { by_signal, by_command };
 
 // The engine that tells the cluster, and its first word; neither where the file has the cluster itself.
 struct Followed {
@@ -89,17 +115,25 @@ class Daemon::Impl {
   private:
     Shared_Segments claim_socket();
     bool may_control(const Peer &peer);
-    Control_Answer answer(const Peer &peer, std::string_view line);
+    void answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply);
     void play(const Timeline_Event &event);
-    void play_timeline(const std::string &path);
+    void perform(const Timeline_Event &event);
+    void go_on_playing();
+    void need_no_timeline() const;
+    void begin_timeline(std::vector<Timeline_Event> events);
+    void play_timeline(const std::string &path, const Finished &finished);
     void wait_for_signal();
     void stop(const char *why);
 
-    void execute(const Command &command);
+    void execute(const Command &command, const Finished &finished);
+    void execute_at_once(const Command &command);
     void report_failure(Command command);
-    void reload(const std::string &path);
+    template <typename Read, typename Use>
+    void load(const std::string &path, Read read, Use use, const Finished &finished);
+    void reload(const std::string &path, Reload why, const Finished &finished);
+    void install(const Cluster_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
-    void take_settings(const Cluster_File &file);
+    void take_settings(const Cluster_File &file, Reload why);
     void tell(const Changes &changes);
 
     Client_Handlers client_handlers();
@@ -119,6 +153,7 @@ class Daemon::Impl {
     // Destroyed from the last to the first. The control connections come late, so that whoever asked for the
     // stop sees them end when all is gone.
     asio::io_context context_;
+    File_Loader loader_{context_};
     Start start_;
     Access access_;
     Client_Log client_log_;
@@ -139,6 +174,8 @@ class Daemon::Impl {
     // The users that lines of later events are charged to; none for what the configuration causes.
     std::optional<uid_t> timeline_user_;
     std::optional<uid_t> suspecting_user_;
+    bool timeline_waits_ = false;     // for a file that one of its events named
+    std::deque<Timeline_Event> held_; // those that came due meanwhile
     std::optional<Engine_Source> engine_;
     asio::signal_set signals_;
     asio::steady_timer suspicion_;
@@ -167,11 +204,11 @@ Daemon::Impl::Impl(Start start)
     clear_socket_path(start_.control_path);
     control_file_ = Socket_File(start_.control_path, control_access(access_));
     control_file_.listen();
-    control_.emplace(
-        context_, control_file_.release(), start_.file.daemon.control_idle,
-        Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
-                                 [this](const Peer &peer, std::string_view line) { return answer(peer, line); },
-                                 [this] { stop("it was told to"); }});
+    control_.emplace(context_, control_file_.release(), start_.file.daemon.control_idle,
+                     Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
+                                              [this](const Peer &peer, std::string_view line,
+                                                     const auto &reply) { answer(peer, line, reply); },
+                                              [this] { stop("it was told to"); }});
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
                        Publisher_Limits{start_.file.daemon.client_queue_bytes, start_.file.daemon.users},
@@ -184,7 +221,7 @@ Daemon::Impl::Impl(Start start)
                         [this](const Engine_Step &step) { follow(step); });
     }
     if (!start_.timeline.empty()) {
-        play_timeline("");
+        begin_timeline(start_.timeline);
     }
 }
 
@@ -213,11 +250,11 @@ void Daemon::Impl::wait_for_signal() {
             return;
         }
         log_reopen();
-        try {
-            reload(start_.config_path);
-        } catch (const std::runtime_error &error) {
-            log_error(text("reload refused, nothing is changed: ", error.what()));
-        }
+        reload("", Reload::by_signal, [](const std::optional<Failure> &failure) {
+            if (failure) {
+                log_error(text("reload refused, nothing is changed: ", failure->reason));
+            }
+        });
         wait_for_signal();
     });
 }
@@ -240,57 +277,110 @@ bool Daemon::Impl::may_control(const Peer &peer) {
     return may;
 }
 
-Control_Answer Daemon::Impl::answer(const Peer &peer, std::string_view line) {
+void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply) {
     const Log_Charge charge(client_log_, peer.uid);
     try {
         const Command command = parse_command_line(line);
         if (command.verb == Verb::state) {
-            return {state()};
+            reply({state()});
+        } else if (command.verb == Verb::stop) {
+            reply({ok_line(), true});
+        } else {
+            const bool in_full = may_read_files(peer);
+            execute(command, [reply, in_full](const std::optional<Failure> &failure) {
+                reply({failure ? error_line(in_full ? failure->reason : failure->outline) : ok_line()});
+            });
         }
-        if (command.verb == Verb::stop) {
-            return {ok_line(), true};
-        }
-        execute(command);
-        return {ok_line()};
     } catch (const std::runtime_error &error) {
-        return {error_line(error.what())};
+        reply({error_line(error.what())});
     }
 }
 
+// Events come in their order, also when one of them has a file read.
 void Daemon::Impl::play(const Timeline_Event &event) {
+    held_.push_back(event);
+    go_on_playing();
+}
+
+void Daemon::Impl::go_on_playing() {
+    while (!timeline_waits_ && !held_.empty()) {
+        const Timeline_Event event = std::move(held_.front());
+        held_.pop_front();
+        perform(event);
+    }
+}
+
+void Daemon::Impl::perform(const Timeline_Event &event) {
     const std::unique_ptr<Log_Charge> charge = charge_to(timeline_user_);
     log_info(text("timeline: ", verb_name(event.command.verb)));
     if (event.command.verb == Verb::stop) {
         stop("the timeline says so");
         return;
     }
+    if (event.command.verb == Verb::reconfigure) {
+        timeline_waits_ = true;
+    }
     try {
-        execute(event.command);
+        execute(event.command, [this, place = event.place](const std::optional<Failure> &failure) {
+            if (failure) {
+                log_warning(text(place, ": ", failure->reason));
+            }
+            if (std::exchange(timeline_waits_, false)) {
+                go_on_playing();
+            }
+        });
     } catch (const std::runtime_error &error) {
+        timeline_waits_ = false;
         log_warning(text(event.place, ": ", error.what()));
     }
 }
 
-void Daemon::Impl::play_timeline(const std::string &path) {
-    if (timeline_ && timeline_->played() < timeline_->size()) {
+void Daemon::Impl::need_no_timeline() const {
+    if (timeline_ && (timeline_->played() < timeline_->size() || timeline_waits_)) {
         throw Refused(text("a timeline is being played: ", timeline_->played(), " of its ", timeline_->size(),
                            " events have come"));
     }
-    std::vector<Timeline_Event> events = path.empty() ? start_.timeline : read_timeline(path);
-    if (events.empty()) {
-        throw Refused(path.empty() ? std::string("no timeline is configured; name one")
-                                   : text("the timeline ", path, " has no events"));
-    }
+}
+
+void Daemon::Impl::begin_timeline(std::vector<Timeline_Event> events) {
     timeline_user_ = client_log_.charged();
     timeline_.emplace(context_, std::move(events), [this](const Timeline_Event &event) { play(event); });
 }
 
-void Daemon::Impl::execute(const Command &command) {
+void Daemon::Impl::play_timeline(const std::string &path, const Finished &finished) {
+    need_no_timeline();
+    if (path.empty()) {
+        if (start_.timeline.empty()) {
+            throw Refused("no timeline is configured; name one");
+        }
+        begin_timeline(start_.timeline);
+        finished(std::nullopt);
+        return;
+    }
+    const auto use = [this, path](std::vector<Timeline_Event> &&events) {
+        need_no_timeline(); // another one may have begun meanwhile
+        if (events.empty()) {
+            throw Refused(text("the timeline ", path, " has no events"));
+        }
+        begin_timeline(std::move(events));
+    };
+    load(path, read_named_timeline, use, finished);
+}
+
+// Ends with a call of `finished`, now or later, or throws.
+void Daemon::Impl::execute(const Command &command, const Finished &finished) {
     if (command.verb == Verb::play) {
-        play_timeline(command.timeline);
+        play_timeline(command.timeline, finished);
     } else if (command.verb == Verb::reconfigure) {
-        reload(command.config.empty() ? start_.config_path : command.config);
-    } else if (command.verb == Verb::ffdc) {
+        reload(command.config, Reload::by_command, finished);
+    } else {
+        execute_at_once(command);
+        finished(std::nullopt);
+    }
+}
+
+void Daemon::Impl::execute_at_once(const Command &command) {
+    if (command.verb == Verb::ffdc) {
         report_failure(command);
     } else if (command.verb == Verb::rotate_key) {
         rotate_keys();
@@ -331,20 +421,52 @@ void Daemon::Impl::report_failure(Command command) {
     tell(apply(command, cluster_));
 }
 
-void Daemon::Impl::reload(const std::string &path) {
-    const Cluster_File file = read_cluster_file(path);
+// Reads the file apart from the thread that serves clients, and uses it in that thread.
+template <typename Read, typename Use>
+void Daemon::Impl::load(const std::string &path, Read read, Use use, const Finished &finished) {
+    // What the use of the file causes in the log is charged to the user that named it.
+    loader_.run([this, path, read, use, finished, user = client_log_.charged()]() -> File_Loader::Completion {
+        try {
+            auto content = std::make_shared<decltype(read(path))>(read(path));
+            return [this, path, use, finished, content, user] {
+                const std::unique_ptr<Log_Charge> charge = charge_to(user);
+                std::optional<Failure> failure;
+                try {
+                    use(std::move(*content));
+                } catch (const std::runtime_error &error) {
+                    failure = failure_of(path, error);
+                }
+                finished(failure);
+            };
+        } catch (const std::exception &error) {
+            return [this, finished, user, failure = failure_of(path, error)] {
+                const std::unique_ptr<Log_Charge> charge = charge_to(user);
+                finished(failure);
+            };
+        }
+    });
+}
+
+// The file that wispd was started with, or the one that is named.
+void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &finished) {
+    const std::string path = named.empty() ? start_.config_path : named;
+    const auto use = [this, path, why](Cluster_File &&file) { install(file, path, why); };
+    load(path, named.empty() ? read_cluster_file : read_named_cluster_file, use, finished);
+}
+
+void Daemon::Impl::install(const Cluster_File &file, const std::string &path, Reload why) {
     if (file.engine.has_value() != start_.file.engine.has_value()) {
         throw Refused(text(path, ": [source] type cannot change while wispd runs; restart it"));
     }
     if (file.engine) {
         engine_->set(*file.engine);
         log_info(text("loaded ", path));
-        take_settings(file);
+        take_settings(file, why);
         return;
     }
     const Changes changes = cluster_.reconfigure(file.cluster);
     log_info(text("loaded ", path));
-    take_settings(file);
+    take_settings(file, why);
     tell(changes);
 }
 
@@ -355,7 +477,7 @@ void Daemon::Impl::follow(const Engine_Step &step) {
     }
 }
 
-void Daemon::Impl::take_settings(const Cluster_File &file) {
+void Daemon::Impl::take_settings(const Cluster_File &file, Reload why) {
     const Daemon_Settings &settings = file.daemon;
     Daemon_Settings comparable = start_.file.daemon;
     comparable.client_queue_bytes = settings.client_queue_bytes;
@@ -374,7 +496,13 @@ void Daemon::Impl::take_settings(const Cluster_File &file) {
     }
     start_.file.daemon.shutdown_delay = settings.shutdown_delay;
     node_control_.set(file.suspicion);
-    endpoints_.set(file.endpoints);
+    if (why == Reload::by_signal) {
+        start_.file.endpoints = file.endpoints;
+        endpoints_.set(file.endpoints);
+    } else if (file.endpoints != start_.file.endpoints) {
+        // wispd connects there with its own rights: root alone chooses where, by the file that wispd was started with.
+        log_warning("the [[endpoint]] tables are left as they were; SIGHUP loads them");
+    }
     publisher_->set_limits({settings.client_queue_bytes, limits_that_fit(settings.users)});
     control_->set_idle(settings.control_idle);
     set_log_level(settings.log_level);

@@ -7,6 +7,7 @@
 
 #include "daemon/model/address.h"
 #include "daemon/sources/corosync/engine_section.h"
+#include "daemon/sources/named_file.h"
 #include "daemon/sources/toml_reader.h"
 #include "daemon/text.h"
 #include "lib/hb_wire.h"
@@ -454,6 +455,10 @@ Cluster_File parse_cluster_file(std::string_view document, const std::string &pa
 
 Cluster_File read_cluster_file(const std::string &path) {
     return parse_cluster_file(read_text_file(path), path);
+}
+
+Cluster_File read_named_cluster_file(const std::string &path) {
+    return parse_cluster_file(read_named_file(path), path);
 }
 
 } // namespace wispd

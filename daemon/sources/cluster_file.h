@@ -48,8 +48,9 @@ struct Cluster_File {
     std::string timeline; // empty: none
 };
 
-// Both throw Config_Error. A relative timeline is taken to be relative to the file's directory.
+// All throw Config_Error. A relative timeline is taken to be relative to the file's directory.
 Cluster_File read_cluster_file(const std::string &path);
+Cluster_File read_named_cluster_file(const std::string &path); // one that a request names
 Cluster_File parse_cluster_file(std::string_view document, const std::string &path);
 
 } // namespace wispd

@@ -11,6 +11,12 @@ class Config_Error : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// What is wrong is the file itself, such as its owner: what() holds nothing of its content.
+class File_Error : public Config_Error {
+  public:
+    using Config_Error::Config_Error;
+};
+
 } // namespace wispd
 
 #endif

@@ -14,6 +14,7 @@
 #include <asio/write.hpp>
 
 #include "daemon/log.h"
+#include "daemon/publisher/peer.h"
 #include "daemon/sources/command_json.h"
 #include "daemon/text.h"
 
@@ -159,7 +160,10 @@ void Control_Server::Impl::read_line(const Connection &connection) {
             expire_later(connection);
             const std::string line = connection->input.substr(0, size - 1);
             connection->input.erase(0, size);
-            answer(connection, handlers_.on_line(connection->peer, line), false);
+            const auto reply = [this, connection](Control_Answer given) {
+                answer(connection, std::move(given), false);
+            };
+            handlers_.on_line(connection->peer, line, reply);
         });
 }
 

@@ -17,6 +17,8 @@ class io_context;
 
 namespace wispd {
 
+struct Peer;
+
 struct Control_Answer {
     std::string line; // without its end
     bool then_stop = false;
@@ -24,9 +26,12 @@ struct Control_Answer {
 
 class Control_Server {
   public:
+    using Reply = std::function<void(Control_Answer)>;
+
     struct Handlers {
         std::function<bool(const Peer &peer)> may_control; // asked once for each connection
-        std::function<Control_Answer(const Peer &peer, std::string_view line)> on_line;
+        // Replies once, at any time while this server is there.
+        std::function<void(const Peer &peer, std::string_view line, const Reply &reply)> on_line;
         std::function<void()> on_stop; // after the answer to a stop was written
     };
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "daemon/sources/named_file.h"
 #include "daemon/sources/toml_reader.h"
 #include "daemon/text.h"
 
@@ -73,6 +74,10 @@ std::vector<Timeline_Event> parse_timeline(std::string_view document, const std:
 
 std::vector<Timeline_Event> read_timeline(const std::string &path) {
     return parse_timeline(read_text_file(path), path);
+}
+
+std::vector<Timeline_Event> read_named_timeline(const std::string &path) {
+    return parse_timeline(read_named_file(path), path);
 }
 
 } // namespace wispd

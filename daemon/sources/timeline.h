@@ -18,8 +18,9 @@ struct Timeline_Event {
     std::string place; // "file:line:column", for the log
 };
 
-// Both throw Config_Error.
+// All throw Config_Error.
 std::vector<Timeline_Event> read_timeline(const std::string &path);
+std::vector<Timeline_Event> read_named_timeline(const std::string &path); // one that a request names
 std::vector<Timeline_Event> parse_timeline(std::string_view document, const std::string &path);
 
 } // namespace wispd

@@ -137,10 +137,12 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     wispd::clear_socket_path(path);
     control_file_ = wispd::Socket_File(path, {static_cast<gid_t>(-1), 0600});
     control_file_.listen();
+    // Only this process's own user can connect: its files are the program's own.
+    const auto may_control = [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); };
+    const auto on_line = [this](const wispd::Peer &, std::string_view line,
+                                const wispd::Control_Server::Reply &reply) { reply(answer(line)); };
     control_.emplace(context_, control_file_.release(), wispd::Daemon_Settings().control_idle,
-                     wispd::Control_Server::Handlers{
-                         [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); },
-                         [this](const wispd::Peer &, std::string_view line) { return answer(line); }, [] {}});
+                     wispd::Control_Server::Handlers{may_control, on_line, [] {}});
 }
 
 wispd::Control_Answer Cluster_Player::Impl::answer(std::string_view line) {

@@ -12,10 +12,12 @@ if(TARGET wispd_core)
     wispd/engine_follower_test.cpp
     wispd/engine_section_test.cpp
     wispd/engine_translation_test.cpp
+    wispd/file_loader_test.cpp
     wispd/instance_test.cpp
     wispd/keyring_test.cpp
     wispd/liveness_test.cpp
     wispd/log_test.cpp
+    wispd/named_file_test.cpp
     wispd/node_control_test.cpp
     wispd/node_requests_test.cpp
     wispd/packets_test.cpp

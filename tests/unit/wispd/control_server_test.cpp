@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -14,6 +15,7 @@
 #include <asio/io_context.hpp>
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/peer.h"
 #include "daemon/publisher/socket_file.h"
 #include "tests/support/deadline.h"
 #include "tests/support/temp_dir.h"
@@ -32,8 +34,14 @@ class WispdControlServer : public testing::Test {
             context_, file_.release(), 400ms,
             wispd::Control_Server::Handlers{
                 [this](const wispd::Peer &) { return authorised_; },
-                [](const wispd::Peer &, std::string_view line) {
-                    return wispd::Control_Answer{"got " + std::string(line), line == "stop"};
+                [this](const wispd::Peer &peer, std::string_view line, const auto &reply) {
+                    last_user_ = peer.uid;
+                    const wispd::Control_Answer answer{"got " + std::string(line), line == "stop"};
+                    if (line == "later") {
+                        later_ = [reply, answer] { reply(answer); };
+                    } else {
+                        reply(answer);
+                    }
                 },
                 [this] { stopped_ = true; }});
     }
@@ -82,12 +90,35 @@ class WispdControlServer : public testing::Test {
     std::unique_ptr<wispd::Control_Server> server_;
     bool authorised_ = true;
     bool stopped_ = false;
+    uid_t last_user_ = static_cast<uid_t>(-1);
+    std::function<void()> later_;
 };
 
 TEST_F(WispdControlServer, AnswersEachLineInOrder) {
     const auto peer = connect();
     send(peer, "one\ntwo\nthree\n");
     EXPECT_EQ(receive(peer, 3), "got one\ngot two\ngot three\n");
+}
+
+TEST_F(WispdControlServer, KnowsWhoAsks) {
+    const auto peer = connect();
+    send(peer, "one\n");
+    EXPECT_EQ(receive(peer, 1), "got one\n");
+    EXPECT_EQ(last_user_, geteuid());
+}
+
+TEST_F(WispdControlServer, ServesOthersUntilALaterAnswerIsThere) {
+    const auto waiting = connect();
+    send(waiting, "later\nnext\n");
+    const auto peer = connect();
+    send(peer, "one\n");
+    EXPECT_EQ(receive(peer, 1), "got one\n");
+    ASSERT_TRUE(hb_test::wait_until([this] {
+        context_.poll();
+        return later_ != nullptr;
+    }));
+    later_();
+    EXPECT_EQ(receive(waiting, 2), "got later\ngot next\n");
 }
 
 TEST_F(WispdControlServer, TakesALineInPieces) {
