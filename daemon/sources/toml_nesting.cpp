@@ -115,7 +115,7 @@ class Scanner {
             if (end.size() == 1 && document_[place_] == '\n') {
                 return;
             }
-            place_ += has_escapes && document_[place_] == '\\' ? 2 : 1;
+            place_ += has_escapes && document_[place_] == '\\' ? std::size_t{2} : std::size_t{1};
         }
         place_ = std::min(place_ + end.size(), document_.size());
     }

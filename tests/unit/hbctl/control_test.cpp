@@ -206,7 +206,8 @@ TEST(HbctlControl, ANegativeTimeIsTheDaemonsToRefuse) {
 }
 
 TEST(HbctlControl, AnInterfacesNameCannotSteerATerminal) {
-    EXPECT_EQ(control_text(request({"manual-control", "on", "eth\x1b[2J"})), "manual-control on eth\\x1B[2J: sent");
+    EXPECT_EQ(control_text(request({"manual-control", "on", "eth\x1b[2J"})),
+              "manual-control on eth\\x1B[2J: sent");
 }
 
 TEST(HbctlRoute, IsAskedOfTheDaemonOrReadFromSharedMemory) {
