@@ -53,7 +53,8 @@ std::string description(const Lock_Holder &holder) {
     if (holder.users.empty()) {
         return text("process id ", holder.pid, ", which has ended");
     }
-    return text("process id ", holder.pid, " (", terminal::printable(holder.command), ") of user ", holder.users.front());
+    return text("process id ", holder.pid, " (", terminal::printable(holder.command), ") of user ",
+                holder.users.front());
 }
 
 std::vector<Lock_Holder> lock_holders(int file) {

@@ -157,7 +157,7 @@ void Control_Server::Impl::read_line(const Connection &connection) {
                 drop(connection);
                 return;
             }
-            expire_later(connection);
+            connection->expiry.cancel(); // it waits for wispd, which may read a file first
             const std::string line = connection->input.substr(0, size - 1);
             connection->input.erase(0, size);
             const auto reply = [this, connection](Control_Answer given) {
@@ -169,6 +169,7 @@ void Control_Server::Impl::read_line(const Connection &connection) {
 
 void Control_Server::Impl::answer(const Connection &connection, Control_Answer answer, bool then_close) {
     connection->output = std::move(answer.line) + '\n';
+    expire_later(connection);
     const auto written = [this, connection, then_close,
                           then_stop = answer.then_stop](const asio::error_code &error, std::size_t) {
         if (then_stop) {

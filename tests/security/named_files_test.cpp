@@ -32,7 +32,7 @@ class Named_Files : public testing::Test {
 
     // The group may use the control socket.
     static std::string configuration() {
-        return small_cluster_file() + "[daemon]\ngroup = \"" + std::to_string(CONTROL_GROUP) + "\"\n";
+        return small_cluster_file() + "[daemon]\ncontrol_group = \"" + std::to_string(CONTROL_GROUP) + "\"\n";
     }
     std::string write(const std::string &name, const std::string &content, mode_t mode = 0644,
                       uid_t owner = 0) {

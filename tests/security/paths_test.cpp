@@ -120,7 +120,7 @@ TEST_F(PathsUnderAttack, FilesHaveTheirModesWhateverTheUmask) {
         ASSERT_TRUE(serves()) << wispd->error_output();
         EXPECT_EQ(0600U, mode_of(daemon->socket() + ".lock")) << mask;
         EXPECT_EQ(0660U, mode_of(daemon->socket())) << mask;
-        EXPECT_EQ(0660U, mode_of(daemon->control())) << mask;
+        EXPECT_EQ(0600U, mode_of(daemon->control())) << mask;
         EXPECT_EQ(0640U, mode_of(daemon->file("l"))) << mask;
         end(*wispd);
         std::filesystem::remove(daemon->file("l"));
