@@ -63,7 +63,7 @@ Failure failure_of(const std::string &path, const std::exception &error) {
     if (dynamic_cast<const File_Error *>(&error) != nullptr) {
         return {error.what(), error.what()};
     }
-    return {error.what(), text(path, ": is refused; root and the user that runs wispd are told why")};
+    return {error.what(), text(path, ": is rejected; only root and wispd's user see why")};
 }
 
 using Finished = std::function<void(const std::optional<Failure> &)>;
@@ -227,6 +227,7 @@ Daemon::Impl::Impl(Start start)
 
 // The socket's file and the segments that go with its inode.
 Shared_Segments Daemon::Impl::claim_socket() {
+    clear_socket_path(start_.socket_path); // not where another process listens: what it made is in use
     if (lock_.left_behind()) {
         const int removed = remove_left_behind(*lock_.left_behind());
         if (removed > 0) {
@@ -234,7 +235,6 @@ Shared_Segments Daemon::Impl::claim_socket() {
                           lock_.left_behind()->pid, " left behind"));
         }
     }
-    clear_socket_path(start_.socket_path);
     Claimed_Socket claimed = wispd::claim_socket(start_.socket_path, access_, lock_);
     socket_file_ = std::move(claimed.file);
     return std::move(claimed.segments);
@@ -250,11 +250,16 @@ void Daemon::Impl::wait_for_signal() {
             return;
         }
         log_reopen();
-        reload("", Reload::by_signal, [](const std::optional<Failure> &failure) {
+        const auto report = [](const std::optional<Failure> &failure) {
             if (failure) {
                 log_error(text("reload refused, nothing is changed: ", failure->reason));
             }
-        });
+        };
+        try {
+            reload("", Reload::by_signal, report);
+        } catch (const std::exception &error) {
+            report(Failure{error.what(), error.what()});
+        }
         wait_for_signal();
     });
 }

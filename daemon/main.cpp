@@ -147,7 +147,7 @@ int main(int argc, char **argv) {
         std::ostringstream complaint;
         const bool is_misuse = app.exit(error, std::cout, complaint) != 0;
         if (is_misuse) {
-            std::cerr << "wispd: " << complaint.str();
+            std::cerr << "wispd: " << terminal::printable_lines(complaint.str());
         }
         return is_misuse ? USAGE : 0;
     }

@@ -1,8 +1,11 @@
 // wispctl drives a running wispd through its control socket.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <iostream>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -25,6 +28,7 @@ using wispd::text;
 constexpr int FAILED = 1;
 constexpr int USAGE = 2;
 constexpr int ANSWER_SECONDS = 120;
+constexpr std::size_t LEVELS_MOST = 64;                  // many times what wispd's answers have
 constexpr std::size_t ANSWER_LONGEST = 64 * 1024 * 1024; // several times the state of a full cluster
 
 // Ends the program with a line on standard error.
@@ -255,10 +259,33 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
     });
 }
 
+// How deep objects and arrays lie in each other. To print a value takes stack for each level.
+std::size_t nesting_of(const std::string &json) {
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    bool in_text = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const char byte = json[i];
+        if (in_text) {
+            i += byte == '\\' ? 1 : 0;
+            in_text = byte != '"';
+        } else if (byte == '"') {
+            in_text = true;
+        } else if (byte == '{' || byte == '[') {
+            deepest = std::max(deepest, ++depth);
+        } else if (byte == '}' || byte == ']') {
+            depth -= depth > 0 ? 1 : 0;
+        }
+    }
+    return deepest;
+}
+
 int drive(const std::string &path, const ordered_json &command) {
     Connection connection(path);
     const std::string line = command.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-    const ordered_json answer = ordered_json::parse(connection.ask(line), nullptr, false);
+    const std::string text_of_answer = connection.ask(line);
+    const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
+    const ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
     if (!answer.is_object() || !answer.contains("ok")) {
         throw Failure(text("what listens at ", path, " does not answer as wispd does"));
     }
@@ -301,7 +328,10 @@ int main(int argc, char **argv) {
                        stderr);
             return USAGE;
         }
-        return app.exit(error) == 0 ? 0 : USAGE;
+        std::ostringstream complaint;
+        const int status = app.exit(error, std::cout, complaint) == 0 ? 0 : USAGE;
+        std::fputs(terminal::printable_lines(complaint.str()).c_str(), stderr);
+        return status;
     }
     if (control.empty()) {
         control = wispd::control_path_for(socket.empty() ? wispd::socket_path_from_environment() : socket);

@@ -93,6 +93,15 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+std::string printable_lines(std::string_view text) {
+    std::string out;
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        out += printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return out + printable(text);
+}
+
 std::string printable_json(std::string_view json) {
     std::string out;
     while (!json.empty()) {

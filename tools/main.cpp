@@ -1,4 +1,5 @@
 // hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+#include "terminal/printable.h"
 #include "tools/arguments.h"
 #include "tools/commands/commands.h"
 #include "tools/daemon_path.h"
@@ -22,7 +23,7 @@ int act(const hbctl::Arguments &arguments) {
 }
 
 int act(const hbctl::Parsed &parsed) {
-    std::fputs(parsed.complaint.c_str(), stderr);
+    std::fputs(terminal::printable_lines(parsed.complaint).c_str(), stderr);
     std::fputs(parsed.output.c_str(), stdout);
     const int status = parsed.arguments ? act(*parsed.arguments) : parsed.exit_status;
     hbctl::flush_output();

@@ -16,7 +16,8 @@ class OutputFailed : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What could steer a terminal stands in a line as \xNN, whatever wrote it. They throw the two above. put_line leaves the line in the buffer; say_line sends it out at once.
+// What could steer a terminal stands in a line as \xNN, whatever wrote it. They throw the two above. put_line leaves the
+// line in the buffer; say_line sends it out at once.
 void put_line(const std::string &line);
 void put_lines(const std::vector<std::string> &lines);
 void say_line(const std::string &line);

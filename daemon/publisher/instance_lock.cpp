@@ -36,7 +36,7 @@ bool is_current(int file, const std::string &path) {
 }
 
 bool is_lock_text(const std::string &content) {
-    return content.empty() || content.rfind("pid ", 0) == 0;
+    return content.empty() || parse_record(content);
 }
 
 // Nothing else than a lock file of wispd's is ever written to or removed.
@@ -72,8 +72,12 @@ void make_private(int file, const std::string &path) {
 // which then comes back.
 void remove_entry(int file, const std::string &path) {
     const std::string aside = text(path, ".", getpid());
-    if (rename(path.c_str(), aside.c_str()) != 0) {
-        return;
+    if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) != 0) {
+        if (errno == ENOENT) {
+            return;
+        }
+        throw Start_Failure(
+            text("cannot move the lock file ", path, " to ", aside, ": ", std::strerror(errno)));
     }
     if (!is_current(file, aside)) {
         [[maybe_unused]] const int restored = link(aside.c_str(), path.c_str());

@@ -1,6 +1,8 @@
 #include "daemon/publisher/lock_holder.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -21,6 +23,10 @@ std::string name_in_list(const struct stat &file) {
     std::snprintf(name, sizeof name, "%02x:%02x:%llu", major(file.st_dev), minor(file.st_dev),
                   static_cast<unsigned long long>(file.st_ino));
     return name;
+}
+
+bool has_ended(pid_t pid) {
+    return kill(pid, 0) != 0 && errno == ESRCH;
 }
 
 Lock_Holder holder_with(pid_t pid) {
@@ -44,14 +50,17 @@ Lock_Holder holder_with(pid_t pid) {
 
 } // namespace
 
+// Where the system hides processes of others, a wispd that cannot be dumped is hidden from its own user, too.
 bool Lock_Holder::may_be_wispd() const {
-    return !users.empty() &&
-           std::all_of(users.begin(), users.end(), [](uid_t user) { return user == 0 || user == geteuid(); });
+    if (users.empty()) {
+        return !has_ended(pid);
+    }
+    return std::all_of(users.begin(), users.end(), [](uid_t user) { return user == 0 || user == geteuid(); });
 }
 
 std::string description(const Lock_Holder &holder) {
     if (holder.users.empty()) {
-        return text("process id ", holder.pid, ", which has ended");
+        return text("process id ", holder.pid, has_ended(holder.pid) ? " (ended)" : " (hidden by the system)");
     }
     return text("process id ", holder.pid, " (", terminal::printable(holder.command), ") of user ",
                 holder.users.front());

@@ -11,10 +11,10 @@ namespace wispd {
 
 struct Lock_Holder {
     pid_t pid = 0;
-    std::string command;      // empty for a process that has ended and left the lock to a child
-    std::vector<uid_t> users; // real, effective, saved
+    std::string command;      // empty when the process has ended and left the lock to a child, or is hidden
+    std::vector<uid_t> users; // real, effective, saved; empty in the same cases
 
-    // Whether it runs as root or as this process's user throughout, and could therefore be another wispd.
+    // Whether it could be another wispd: it runs as root or as this process's user throughout, or nobody can say.
     bool may_be_wispd() const;
 };
 

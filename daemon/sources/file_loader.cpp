@@ -23,11 +23,11 @@ class File_Loader::Impl {
     }
 
     void run(std::function<Completion()> work) {
-        asio::post(work_, [this, work = std::move(work)] { asio::post(context_, work()); });
-        if (!thread_.joinable()) {
+        if (!thread_.joinable()) { // first: where there is no thread, nothing is left to do later
             const Signals_Blocked blocked;
             thread_ = std::thread([this] { work_.run(); });
         }
+        asio::post(work_, [this, work = std::move(work)] { asio::post(context_, work()); });
     }
 
   private:

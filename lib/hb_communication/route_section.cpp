@@ -13,7 +13,7 @@ namespace {
 // Any process with access to the semaphores can set them to a value that nobody resets. A reader therefore never
 // waits for longer than a daemon that works holds readers back, which is a second.
 constexpr timespec STEP = {0, 250'000'000};
-constexpr int LONGEST_SECONDS = 3;
+constexpr long long LONGEST = 2'750'000'000; // nanoseconds behind the first step: three seconds in all
 
 timespec now() {
     timespec time = {};
@@ -23,8 +23,7 @@ timespec now() {
 
 bool is_over(const timespec &since) {
     const timespec time = now();
-    const long whole = static_cast<long>(time.tv_sec - since.tv_sec);
-    return whole > LONGEST_SECONDS || (whole == LONGEST_SECONDS && time.tv_nsec >= since.tv_nsec);
+    return (time.tv_sec - since.tv_sec) * 1'000'000'000LL + (time.tv_nsec - since.tv_nsec) >= LONGEST;
 }
 
 // Whether a daemon that could end the wait may still run. The process that made segment 1 is the daemon; number 0 is

@@ -355,7 +355,7 @@ ISOLATED_TEST(RouteSection, AWriterThatNeverEndsHoldsAReaderForSecondsOnly) {
     EXPECT_FALSE(section.entered());
     const Operations operations = asked(log);
     EXPECT_GE(operations.size(), 2U * 2U) << "it looks more than once";
-    EXPECT_LE(operations.size(), 2U * 14U) << "three seconds have twelve steps";
+    EXPECT_LE(operations.size(), 2U * 12U) << "three seconds have twelve steps";
     EXPECT_EQ(0, semaphores.readers());
 }
 

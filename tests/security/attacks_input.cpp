@@ -115,6 +115,9 @@ int hostile_control(const Words &words) {
         const std::string piece(65536, 'x');
         while (write_whole(connection, piece)) {
         }
+    } else if (how == "deep") {
+        write_whole(connection, "{\"ok\":true,\"state\":" + std::string(6'000'000, '[') +
+                                    std::string(6'000'000, ']') + "}\n");
     } else if (how == "error") {
         write_whole(connection, std::string("{\"ok\":false,\"error\":\"") + STEERING + "\"}\n");
     } else {
@@ -147,7 +150,7 @@ int inherited_sockets(const Words &) {
 }
 
 const Add_Attack add_hostile_daemon({"hostile-daemon", "SOCKET HOPS segments|none", hostile_daemon});
-const Add_Attack add_hostile_control({"hostile-control", "SOCKET endless|error|state", hostile_control});
+const Add_Attack add_hostile_control({"hostile-control", "SOCKET endless|error|state|deep", hostile_control});
 const Add_Attack add_squat({"squat", "SOCKET HOPS", squat});
 const Add_Attack add_inherited({"inherited-sockets", "", inherited_sockets});
 

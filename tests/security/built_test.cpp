@@ -1,5 +1,6 @@
 // What is installed is built as a distribution builds its packages.
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -91,8 +92,11 @@ TEST_F(Installed_File, CallsTheCheckedFunctions) {
 
 // Each branch target of the compiled code is marked; whether a processor checks it is the system's choice.
 TEST_F(Installed_File, MarksItsBranchTargets) {
-    for (const std::string &file : installed_files()) {
-        EXPECT_NE(output_of("objdump -d --no-show-raw-insn " + file + " | grep -c -m1 endbr"), "0\n") << file;
+    for (const char *file :
+         {HB_TEST_LIB_DIR "/libhb_client.so", HB_TEST_BIN_DIR "/wispd", HB_TEST_BIN_DIR "/hbctl"}) {
+        const std::string marks =
+            output_of(std::string("objdump -d --no-show-raw-insn ") + file + " | grep -c endbr");
+        EXPECT_GT(std::atoi(marks.c_str()), 100) << file << ": the compiler's own start files have a few";
     }
 }
 

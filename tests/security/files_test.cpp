@@ -84,7 +84,9 @@ TEST_F(FilesUnderAttack, ALockThatEverybodyCouldReadIsReplacedWhenAnOutsiderHold
 
 TEST_F(FilesUnderAttack, ASecondDaemonNamesTheProcessThatHoldsTheLock) {
     ASSERT_TRUE(daemon->start());
-    std::ofstream(daemon->socket() + ".lock") << "pid 1\n";
+    // Another number than that of the process that holds it.
+    std::ofstream(daemon->socket() + ".lock")
+        << "pid 1\nsegments 0x00000001 0x00000002 0x00000003\nsemaphores 0x00000004\n";
     const Ended second =
         programs->run(Role::root, {"wispd", "--config", daemon->configuration_file(), "--socket",
                                    daemon->socket(), "--control", daemon->file("c"), "--foreground"});

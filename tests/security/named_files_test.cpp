@@ -61,7 +61,7 @@ class Named_Files : public testing::Test {
 
 TEST_F(Named_Files, NothingThatAFileHoldsIsSaidToAnAdministrator) {
     const std::string path = write("shadow", std::string(SECRET) + " = 1\n", 0600);
-    expect_refused(Role::administrator, path, "is refused; root and the user that runs wispd are told why");
+    expect_refused(Role::administrator, path, "is rejected; only root and wispd's user see why");
     for (const std::string verb : {"reconfigure", "play"}) {
         EXPECT_NE(std::string::npos, wispctl(Role::root, {verb, path}).errors.find(SECRET)) << verb;
     }
@@ -71,10 +71,9 @@ TEST_F(Named_Files, NothingThatAFileHoldsIsSaidToAnAdministrator) {
 TEST_F(Named_Files, AnAdministratorIsToldOfNoValueThatDoesNotFitTheRunningCluster) {
     const std::string path = write("other.toml", replaced(configuration(), "local_node = 1", "local_node = 2"));
     expect_refused(Role::administrator, write("none.toml", ""),
-                   "is refused; root and the user that runs wispd are told why");
+                   "is rejected; only root and wispd's user see why");
     const Ended end = wispctl(Role::administrator, {"reconfigure", path});
-    EXPECT_EQ("wispctl: " + path + ": is refused; root and the user that runs wispd are told why\n",
-              end.errors);
+    EXPECT_EQ("wispctl: " + path + ": is rejected; only root and wispd's user see why\n", end.errors);
     EXPECT_NE(std::string::npos, wispctl(Role::root, {"reconfigure", path}).errors.find("local_node"));
 }
 

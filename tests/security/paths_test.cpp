@@ -85,9 +85,11 @@ TEST_F(PathsUnderAttack, ADirectoryWhereOthersCouldExchangeTheSocketIsRefused) {
 
 TEST_F(PathsUnderAttack, AFileOfTheLocksNameIsNeitherOverwrittenNorRemoved) {
     const std::string lock = daemon->socket() + ".lock";
-    daemon->write_file("s.lock", "precious\n");
-    EXPECT_THAT(refusal().errors, HasSubstr(lock + " exists and is not a lock file of wispd"));
-    EXPECT_EQ("precious\n", content_of(lock));
+    for (const char *text : {"precious\n", "pid numbers of my machines, precious\n"}) {
+        daemon->write_file("s.lock", text);
+        EXPECT_THAT(refusal().errors, HasSubstr(lock + " exists and is not a lock file of wispd"));
+        EXPECT_EQ(text, content_of(lock));
+    }
 
     std::filesystem::remove(lock);
     ASSERT_EQ(chmod(daemon->directory().c_str(), 01777), 0);

@@ -1,5 +1,6 @@
 # wispd under the restrictions of its unit, and how the installed files are built.
-target_sources(security_test_support PRIVATE ${CMAKE_CURRENT_LIST_DIR}/confined_programs.cpp)
+target_sources(security_test_support PRIVATE ${CMAKE_CURRENT_LIST_DIR}/confined_programs.cpp
+                                             ${CMAKE_CURRENT_LIST_DIR}/unit_file.cpp)
 target_compile_definitions(security_test_support
                            PUBLIC HB_TEST_UNIT="${PROJECT_BINARY_DIR}/packaging/wispd.service")
 target_sources(security_test PRIVATE ${CMAKE_CURRENT_LIST_DIR}/service_test.cpp

@@ -6,6 +6,7 @@
 
 #include "tests/security/confined_programs.h"
 #include "tests/security/roles.h"
+#include "tests/security/unit_file.h"
 #include "tests/system/clusters.h"
 #include "tests/system/hbctl.h"
 
@@ -64,6 +65,22 @@ TEST_F(Confined_Service, MayDoNothingElse) {
     EXPECT_EQ(0, confined("grep -q 'NoNewPrivs:.*1$' /proc/self/status"));
     EXPECT_EQ(0, confined("grep -q 'Seccomp:.*2$' /proc/self/status"));
     EXPECT_EQ(0, confined("test $(ulimit -c) = 0"));
+}
+
+// The directories on the way to the socket are for everybody to pass, although the unit's umask keeps files private.
+TEST(Service_Unit, MakesTheDirectoryOfTheSocketSoThatClientsReachIt) {
+    const Unit_File unit(HB_TEST_UNIT);
+    const TempDir directory;
+    const std::string line =
+        replaced(unit.value("ExecStartPre").substr(1), "/var/ha", directory.path() + "/ha");
+    ChildProcess process({"/bin/sh", "-c", "umask " + unit.value("UMask") + "; " + line});
+    process.close_input();
+    ASSERT_TRUE(process.wait());
+    for (const char *made : {"/ha", "/ha/soc", "/ha/soc/wisp"}) {
+        struct stat status {};
+        ASSERT_EQ(0, stat((directory.path() + made).c_str(), &status)) << made << process.error_output();
+        EXPECT_EQ(0755U, status.st_mode & 07777) << made;
+    }
 }
 
 TEST(Service_Unit, HasAnExposureOfAtMostThree) {

@@ -78,6 +78,21 @@ TEST_F(Terminal, AnAnswerWithoutEndIsGivenUp) {
               end.errors);
 }
 
+TEST_F(Terminal, ADeepAnswerDoesNotCrashTheOneOfWispctl) {
+    start({"hb_attack", "hostile-control", socket, "deep"});
+    const Ended end = programs->run(Role::client, {"wispctl", "--control", socket, "state"});
+    EXPECT_EQ(1, end.exit_status);
+    EXPECT_EQ("wispctl: what listens at " + socket + " does not answer as wispd does\n", end.errors);
+}
+
+TEST_F(Terminal, ArgumentsDoNotSteerTheOneOfAnyProgram) {
+    for (const char *program : {"hbctl", "wispctl", "wispd"}) {
+        const Ended end = programs->run(Role::client, {program, "--\x1b[31mbad"});
+        EXPECT_EQ(2, end.exit_status) << program;
+        EXPECT_TRUE(steers_nothing(end.errors)) << program << testing::PrintToString(end);
+    }
+}
+
 TEST_F(Terminal, AFilesKeysDoNotSteerTheOneOfWispd) {
     const std::string path = directory.file("c.toml");
     std::ofstream(path) << "\"\xc2\x9b"

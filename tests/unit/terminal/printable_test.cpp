@@ -85,4 +85,10 @@ TEST(PrintableJson, EscapesAsJsonDoesAndKeepsLayoutAndText) {
     EXPECT_EQ("\"\\u007F\\u009B\\u202E\\u061C\"", printable_json("\"\x7f\xc2\x9b\u202e\u061c\""));
 }
 
+TEST(PrintableLines, KeepEndsOfLinesAlone) {
+    EXPECT_EQ("a\\x1B\nb\\x0D\n\n\\x9", terminal::printable_lines("a\x1b\nb\r\n\n\\x9"));
+    EXPECT_EQ("", terminal::printable_lines(""));
+    EXPECT_EQ("\n", terminal::printable_lines("\n"));
+}
+
 } // namespace

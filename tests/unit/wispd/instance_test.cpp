@@ -1,4 +1,5 @@
 // What the daemon makes in the system: socket files, the lock, segments and semaphores.
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/lock_holder.h"
 #include "daemon/publisher/shared_segments.h"
 #include "daemon/publisher/socket_claim.h"
 #include "daemon/publisher/socket_file.h"
@@ -427,6 +429,22 @@ TEST_F(WispdSegments, SetOfAnotherMakerIsLeftAlone) {
 
 TEST_F(WispdSegments, RecordWithoutKeysRemovesNothing) {
     EXPECT_EQ(wispd::remove_left_behind({getpid(), {0, 0, 0}, 0}), 0);
+}
+
+// Where the system hides processes of others, a wispd that runs looks like one of which nothing is known.
+TEST(WispdLockHolder, MayBeWispdWhileItRunsAndIsHidden) {
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    const wispd::Lock_Holder hidden{child, "", {}};
+    EXPECT_TRUE(hidden.may_be_wispd());
+    EXPECT_EQ("process id " + std::to_string(child) + " (hidden by the system)", wispd::description(hidden));
+    kill(child, SIGKILL);
+    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    EXPECT_FALSE(hidden.may_be_wispd());
+    EXPECT_EQ("process id " + std::to_string(child) + " (ended)", wispd::description(hidden));
 }
 
 } // namespace
