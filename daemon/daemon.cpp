@@ -68,11 +68,6 @@ Failure failure_of(const std::string &path, const std::exception &error) {
 
 using Finished = std::function<void(const std::optional<Failure> &)>;
 
-// Who may know what is in a file that wispd can read.
-bool may_read_files(const Peer &peer) {
-    return peer.uid == 0 || peer.uid == geteuid();
-}
-
 // What asked for a file to be read anew.
 enum class Reload { by_signal, by_command };
 
@@ -291,7 +286,7 @@ void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control
         } else if (command.verb == Verb::stop) {
             reply({ok_line(), true});
         } else {
-            const bool in_full = may_read_files(peer);
+            const bool in_full = is_trusted(peer, geteuid()); // may know what is in a file that wispd reads
             execute(command, [reply, in_full](const std::optional<Failure> &failure) {
                 reply({failure ? error_line(in_full ? failure->reason : failure->outline) : ok_line()});
             });

@@ -27,7 +27,7 @@ class Ipc_Makers {
     std::map<uid_t, std::size_t> made_;
 };
 
-// "; user 1000 made 4090 of 4096 segments", empty when the system does not list them.
+// "; user 1000 owns 4090 of 4096 segments", empty when the system does not list them.
 std::string most_segments();
 
 } // namespace wispd

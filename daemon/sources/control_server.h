@@ -17,8 +17,6 @@ class io_context;
 
 namespace wispd {
 
-struct Peer;
-
 struct Control_Answer {
     std::string line; // without its end
     bool then_stop = false;

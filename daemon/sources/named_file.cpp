@@ -9,6 +9,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "daemon/descriptor.h"
 #include "daemon/sources/config_error.h"
 #include "daemon/text.h"
 
@@ -16,23 +17,13 @@ namespace wispd {
 
 namespace {
 
-class Descriptor {
-  public:
-    Descriptor(const std::string &path, int flags)
-        : fd_(open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
-        if (fd_ < 0) {
-            throw File_Error(text(path, ": cannot be opened: ", std::strerror(errno)));
-        }
+Descriptor open_file(const std::string &path, int flags) {
+    Descriptor file(open(path.c_str(), flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file.get() < 0) {
+        throw File_Error(text(path, ": cannot be opened: ", std::strerror(errno)));
     }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor() { close(fd_); }
-
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
+    return file;
+}
 
 std::string octal(mode_t mode) {
     std::string digits;
@@ -99,9 +90,9 @@ std::string read_all(int fd, std::size_t size, const std::string &path) {
 
 std::string read_named_file(const std::string &path) {
     // A device can act on being opened: nothing is opened for reading before it is known what it is.
-    const Descriptor place(path, O_PATH);
+    const Descriptor place = open_file(path, O_PATH);
     const struct stat expected = check(place.get(), path);
-    const Descriptor file(path, O_RDONLY);
+    const Descriptor file = open_file(path, O_RDONLY);
     const struct stat found = check(file.get(), path);
     if (found.st_dev != expected.st_dev || found.st_ino != expected.st_ino) {
         throw File_Error(text(path, ": was replaced while it was opened; try again"));
