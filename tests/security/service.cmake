@@ -1,4 +1,8 @@
 # wispd under the restrictions of its unit, and how the installed files are built.
+set(sanitized 0)
+if(HB_SANITIZE)
+  set(sanitized 1)
+endif()
 target_sources(security_test_support PRIVATE ${CMAKE_CURRENT_LIST_DIR}/confined_programs.cpp
                                              ${CMAKE_CURRENT_LIST_DIR}/unit_file.cpp)
 target_compile_definitions(security_test_support
@@ -9,7 +13,7 @@ target_sources(security_test PRIVATE ${CMAKE_CURRENT_LIST_DIR}/service_test.cpp
 target_compile_definitions(
   security_test
   PRIVATE HB_TEST_LIB_DIR="${CMAKE_LIBRARY_OUTPUT_DIRECTORY}"
-          HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" HB_TEST_SANITIZED=$<BOOL:${HB_SANITIZE}>
+          HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" HB_TEST_SANITIZED=${sanitized}
           HB_TEST_OPTIMIZED=$<NOT:$<CONFIG:Debug>>)
 
 # A program that puts the restrictions on; of the machine's own ABI alone, as the library is.
