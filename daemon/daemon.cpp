@@ -538,10 +538,11 @@ Outcome Daemon::Impl::act(const Node_Request &request) {
     if (request.kind == HB_DELAYED_DAEMON_SHUTDOWN) {
         return shut_down_later();
     }
-    if (request.kind == HB_NODE_MAY_BE_DOWN || request.kind == HB_ADAPTER_MAY_BE_DOWN) {
+    Outcome outcome = node_control_.act(request, std::chrono::steady_clock::now());
+    const bool suspects = request.kind == HB_NODE_MAY_BE_DOWN || request.kind == HB_ADAPTER_MAY_BE_DOWN;
+    if (suspects && outcome.status == REQUEST_DONE) {
         suspecting_user_ = client_log_.charged();
     }
-    Outcome outcome = node_control_.act(request, std::chrono::steady_clock::now());
     await_suspicions();
     return outcome;
 }

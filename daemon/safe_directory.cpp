@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "daemon/text.h"
@@ -19,10 +20,15 @@ bool is_trusted(uid_t user) {
     return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
+// With an access list the group's bits say what the listed users and groups can do at most.
+bool has_access_list(const fs::path &directory) {
+    return getxattr(directory.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
+}
+
 // Members of root's group are as trusted as root. In a sticky directory only its owner and a file's owner can exchange
 // the file.
-bool others_can_write(const struct stat &directory) {
-    const bool by_group = (directory.st_mode & S_IWGRP) != 0 && directory.st_gid != 0;
+bool others_can_write(const struct stat &directory, bool has_list) {
+    const bool by_group = (directory.st_mode & S_IWGRP) != 0 && (directory.st_gid != 0 || has_list);
     return (by_group || (directory.st_mode & S_IWOTH) != 0) && (directory.st_mode & S_ISVTX) == 0;
 }
 
@@ -38,7 +44,7 @@ std::string why_unsafe_itself(const fs::path &directory) {
     if (!is_trusted(status.st_uid)) {
         return text("the directory ", directory.string(), " belongs to user ", status.st_uid);
     }
-    return others_can_write(status)
+    return others_can_write(status, has_access_list(directory))
                ? text("other users can write to the directory ", directory.string(), ", which is not sticky")
                : std::string();
 }

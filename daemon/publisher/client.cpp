@@ -14,9 +14,9 @@ namespace {
 constexpr int COMPLAINTS_LOGGED = 8;
 constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
 
-// Input is taken in turns by one thread, so that all clients can share one buffer.
-std::array<char, 65536> &input_buffer() {
-    static std::array<char, 65536> buffer;
+// Input is taken in turns by one thread, so that all clients can share one buffer. It is small, so that turns are short.
+std::array<char, 4096> &input_buffer() {
+    static std::array<char, 4096> buffer;
     return buffer;
 }
 
@@ -24,7 +24,8 @@ std::array<char, 65536> &input_buffer() {
 
 Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
                User_Quotas &quotas, Handlers handlers)
-    : socket_(std::move(socket)), id_(id), peer_(peer_of(socket_.native_handle())),
+    : socket_(std::move(socket)), rest_(socket_.get_executor()), id_(id),
+      peer_(peer_of(socket_.native_handle())),
       title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")), log_(log), quotas_(quotas),
       handlers_(std::move(handlers)), queue_(queue_limit) {}
 
@@ -48,7 +49,25 @@ void Client::wait_for_input() {
                        });
 }
 
+// Whether its user has had more than its share of the time; its input is then read later.
+bool Client::rests() {
+    const auto wait = quotas_.time().wait(peer_.uid);
+    if (wait <= wait.zero()) {
+        return false;
+    }
+    rest_.expires_after(wait);
+    rest_.async_wait([self = shared_from_this()](const asio::error_code &error) {
+        if (!error && self->is_open()) {
+            self->read_input();
+        }
+    });
+    return true;
+}
+
 void Client::read_input() {
+    if (rests()) {
+        return;
+    }
     asio::error_code error;
     const std::size_t count = socket_.read_some(asio::buffer(input_buffer()), error);
     if (error == asio::error::would_block || error == asio::error::interrupted) {
@@ -60,10 +79,12 @@ void Client::read_input() {
         close();
         return;
     }
+    const auto began = User_Time::Clock::now();
     const bool sound = reader_.feed({input_buffer().data(), count}, [this](const Request &request) {
         handlers_.on_request(*this, request);
         return is_open();
     });
+    quotas_.time().spent(peer_.uid, User_Time::Clock::now() - began);
     if (!sound) {
         disconnect(reader_.fault());
     }
@@ -153,6 +174,7 @@ void Client::close() {
     asio::error_code ignored;
     const auto executor = socket_.get_executor();
     socket_.close(ignored);
+    rest_.cancel();
     account_for(0);
     asio::post(executor, [self = shared_from_this()] {
         self->queue_.clear();

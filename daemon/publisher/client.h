@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
 
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/packets.h"
@@ -72,6 +73,7 @@ class Client : public std::enable_shared_from_this<Client> {
 
   private:
     void wait_for_input();
+    bool rests();
     void read_input();
     void write_output();
     void send(const Packet &packet, const Body &body);
@@ -80,6 +82,7 @@ class Client : public std::enable_shared_from_this<Client> {
     void close();
 
     asio::local::stream_protocol::socket socket_;
+    asio::steady_timer rest_;
     int id_;
     Peer peer_;
     std::string title_;

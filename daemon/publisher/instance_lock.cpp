@@ -49,7 +49,11 @@ void need_own_lock(int file, const std::string &path) {
         throw Start_Failure(text("the lock file ", path, " belongs to user ", status.st_uid,
                                  "; remove it, or choose another socket path"));
     }
-    if (!S_ISREG(status.st_mode) || status.st_nlink > 1 || !is_lock_text(read_all(file))) {
+    if (S_ISREG(status.st_mode) && status.st_nlink > 1) {
+        throw Start_Failure(text("the lock file ", path, " has ", status.st_nlink,
+                                 " names (hard links); remove it, and set fs.protected_hardlinks to 1"));
+    }
+    if (!S_ISREG(status.st_mode) || !is_lock_text(read_all(file))) {
         throw Start_Failure(text(path,
                                  " exists and is not a lock file of wispd; move it away, or choose another "
                                  "socket path"));

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include "daemon/publisher/user_time.h"
 #include "daemon/user_limits.h"
 
 namespace wispd {
@@ -26,7 +27,7 @@ class User_Quotas {
     static constexpr std::size_t RESERVED = 16;
 
     // No limit of a user is for root and `own`; the limit of all connections is for everybody.
-    User_Quotas(const User_Limits &limits, uid_t own) : limits_(limits), own_(own) {}
+    User_Quotas(const User_Limits &limits, uid_t own) : limits_(limits), own_(own), time_(own) {}
 
     // What is held beyond new limits stays until it is released.
     void set(const User_Limits &limits) { limits_ = limits; }
@@ -44,6 +45,7 @@ class User_Quotas {
     // The bytes that wait for one of the user's clients were `before` and now are `after`.
     void queued(uid_t user, std::size_t before, std::size_t after);
 
+    User_Time &time() { return time_; }
     const User_Limits &limits() const { return limits_; }
     User_Holding held_by(uid_t user) const;
     // Of the users that have a connection.
@@ -54,6 +56,7 @@ class User_Quotas {
 
     User_Limits limits_;
     uid_t own_;
+    User_Time time_;
     std::size_t connections_ = 0;
     std::map<uid_t, User_Holding> holdings_;
 };

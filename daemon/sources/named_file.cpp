@@ -1,7 +1,9 @@
 #include "daemon/sources/named_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -35,8 +37,12 @@ std::string octal(mode_t mode) {
 
 // The kernel makes the content of these files when they are read, and some of them wait or act then.
 bool is_made_by_kernel(int fd) {
+    constexpr unsigned long kinds[] = {PROC_SUPER_MAGIC, SYSFS_MAGIC,   CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC,
+                                       TRACEFS_MAGIC,    DEBUGFS_MAGIC, SECURITYFS_MAGIC,   PSTOREFS_MAGIC,
+                                       EFIVARFS_MAGIC,   BPF_FS_MAGIC,  BINFMTFS_MAGIC,     SELINUX_MAGIC};
     struct statfs system = {};
-    return fstatfs(fd, &system) != 0 || system.f_type == PROC_SUPER_MAGIC || system.f_type == SYSFS_MAGIC;
+    return fstatfs(fd, &system) != 0 || std::find(std::begin(kinds), std::end(kinds),
+                                                  static_cast<unsigned long>(system.f_type)) != std::end(kinds);
 }
 
 struct stat check(int fd, const std::string &path) {

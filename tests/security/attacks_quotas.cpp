@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace hb_test {
 namespace {
@@ -120,6 +121,32 @@ int act_repeatedly(const Words &words) {
     return 0;
 }
 
+// On many connections, as fast as wispd takes them, until standard input ends.
+int flood(const Words &words) {
+    need(words, 2, "the path of the socket and a number of connections");
+    struct Flooded {
+        int socket;
+        std::size_t sent = 0; // of the requests; the next piece goes on where the last one was cut
+    };
+    std::vector<Flooded> all;
+    for (int i = 0; i < std::stoi(words[1]); ++i) {
+        all.push_back({connect_to(words[0])});
+    }
+    std::string requests;
+    while (requests.size() < 65536) {
+        requests += adapter_record(DISABLE, 1) + adapter_record(ENABLE, 1);
+    }
+    say("flooding");
+    for (pollfd input = {STDIN_FILENO, POLLIN, 0}; poll(&input, 1, 1) == 0;) {
+        for (Flooded &one : all) {
+            const ssize_t sent = send(one.socket, requests.data() + one.sent, requests.size() - one.sent,
+                                      MSG_DONTWAIT | MSG_NOSIGNAL);
+            one.sent = (one.sent + static_cast<std::size_t>(sent > 0 ? sent : 0)) % requests.size();
+        }
+    }
+    return 0;
+}
+
 // Each time the adapter dies of the suspicion, if wispd confirms it at once, and is enabled again.
 int suspect_repeatedly(const Words &words) {
     need(words, 2, "the path of the socket and a number");
@@ -156,6 +183,7 @@ const Add_Attack SUBSCRIPTIONS({"hold-subscriptions", "SOCKET CONNECTIONS EACH",
 const Add_Attack QUEUES({"fill-queues", "SOCKET CONNECTIONS REQUESTS", fill_queues});
 const Add_Attack CONTROL({"hold-control", "CONTROL COUNT", hold_control});
 const Add_Attack ACT({"act-repeatedly", "SOCKET COUNT", act_repeatedly});
+const Add_Attack FLOOD({"flood", "SOCKET CONNECTIONS", flood});
 const Add_Attack SUSPICIONS({"suspect-repeatedly", "SOCKET COUNT", suspect_repeatedly});
 const Add_Attack VERBS({"control-repeatedly", "CONTROL COUNT", control_repeatedly});
 

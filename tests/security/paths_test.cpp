@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -81,6 +82,28 @@ TEST_F(PathsUnderAttack, ADirectoryWhereOthersCouldExchangeTheSocketIsRefused) {
     const Ended moved = programs->run(Role::outsider, {"mv", daemon->socket(), daemon->socket() + ".mine"});
     EXPECT_NE(0, moved.exit_status) << "nobody else moves a file out of a sticky directory";
     EXPECT_TRUE(daemon->stop());
+}
+
+// `setfacl -m u:64001:rwx`: the mode alone shows the list's mask as the bits of root's group.
+TEST_F(PathsUnderAttack, ADirectoryWithAnAccessListForAClientIsRefused) {
+    struct Entry {
+        uint16_t tag;
+        uint16_t permissions;
+        uint32_t id;
+    };
+    struct {
+        uint32_t version = 2;
+        Entry entries[5] = {{1, 7, 0xFFFFFFFF},
+                            {2, 7, CLIENT_USER},
+                            {4, 5, 0xFFFFFFFF},
+                            {16, 7, 0xFFFFFFFF},
+                            {32, 5, 0xFFFFFFFF}};
+    } const list;
+    if (setxattr(daemon->directory().c_str(), "system.posix_acl_access", &list, sizeof list, 0) != 0) {
+        GTEST_SKIP() << "the file system of " << daemon->directory() << " has no access lists";
+    }
+    EXPECT_THAT(refusal().errors, HasSubstr("another user could exchange"));
+    EXPECT_EQ(0, removexattr(daemon->directory().c_str(), "system.posix_acl_access"));
 }
 
 TEST_F(PathsUnderAttack, AFileOfTheLocksNameIsNeitherOverwrittenNorRemoved) {

@@ -150,5 +150,17 @@ TEST_F(Quota, IdleControlConnectionsExpire) {
     EXPECT_EQ(guarded_->wispctl(Role::administrator, {"state"}).exit_status, 0);
 }
 
+// Each of these requests costs wispd much in a cluster of full size, and the attack never pauses.
+TEST_F(Quota, TimeIsLeftToRootWhileAUserAsksWithoutEnd) {
+    guarded_ = std::make_unique<Guarded_Daemon>();
+    guarded_->daemon().write_configuration(full_cluster_file() + "\n[daemon]\n" + groups_of_roles());
+    ASSERT_TRUE(guarded_->start());
+    EXPECT_EQ("flooding", attack(Role::actor, {"flood", guarded_->daemon().socket(), "64"}));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(0, guarded_->hbctl(Role::root, {"nodes"}).exit_status);
+    }
+    release();
+}
+
 } // namespace
 } // namespace hb_test

@@ -36,6 +36,7 @@ if(TARGET wispd_core)
     wispd/timeline_test.cpp
     wispd/toml_nesting_test.cpp
     wispd/user_quotas_test.cpp
+    wispd/user_time_test.cpp
     LIBS
     wispd_core
     hb_test_support

@@ -168,7 +168,8 @@ TEST_F(WispdInstance, LockWithASecondNameOrOfAnotherKindIsRefused) {
     const std::string other = directory_.file("other");
     std::ofstream(other).close();
     ASSERT_EQ(link(other.c_str(), path_.c_str()), 0);
-    EXPECT_THAT(failure_of([&] { const Instance_Lock lock(path_); }), HasSubstr("is not a lock file of wispd"));
+    EXPECT_THAT(failure_of([&] { const Instance_Lock lock(path_); }),
+                HasSubstr("has 2 names (hard links); remove it"));
     EXPECT_TRUE(exists(other));
     std::filesystem::remove(path_);
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
