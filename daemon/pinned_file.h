@@ -1,4 +1,4 @@
-// A file that stays the same one, whatever somebody puts at its path meanwhile.
+// A file that stays the same one, whatever another process puts at its path meanwhile.
 #ifndef WISPD_PINNED_FILE_H
 #define WISPD_PINNED_FILE_H
 

@@ -72,7 +72,7 @@ void need_directory(const std::string &socket) {
     }
 }
 
-// A socket that somebody could exchange is one that somebody could listen on.
+// A socket that another user could exchange is one that this user could listen on.
 void need_safe_directory(const std::string &path) {
     if (const std::string why = why_unsafe(path); !why.empty()) {
         throw Start_Failure(text("another user could exchange ", path, ": ", why,

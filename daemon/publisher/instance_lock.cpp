@@ -60,7 +60,7 @@ void need_own_lock(int file, const std::string &path) {
     }
 }
 
-// Whoever can read a file can lock it. Older versions made it readable for everybody.
+// Each account that can read a file can lock it. Older versions made it readable for everybody.
 void make_private(int file, const std::string &path) {
     if (fchmod(file, 0600) != 0) {
         throw Start_Failure(text("cannot set the mode of the lock file ", path, ": ", std::strerror(errno)));

@@ -57,7 +57,7 @@ void give_to_clients(const Pinned_File &file, const std::string &path, const Acc
         fail("cannot set the mode of", path);
     }
     if (!file.is_at(path)) {
-        throw Start_Failure(text("somebody has put another file in the place of the socket ", path));
+        throw Start_Failure(text("another process has put its file in the place of the socket ", path));
     }
 }
 
@@ -88,7 +88,7 @@ void clear_socket_path(const std::string &path) {
         throw Start_Failure(text(path, " exists and is not a socket; remove it or choose another path"));
     }
     const Descriptor probe = make_socket(path);
-    // Whoever is asked is whoever is removed, also when the path changes meanwhile.
+    // The process that is asked is the one that is removed, also when the path changes meanwhile.
     const sockaddr_un address = address_of(old.path_by_descriptor());
     const int connected = connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
     // A full backlog (EAGAIN) is somebody listening, too.
@@ -116,7 +116,7 @@ Socket_File::Socket_File(const std::string &path, const Access &access) : descri
         fail("cannot look at", path);
     }
     if (!S_ISSOCK(file.status().st_mode) || file.status().st_uid != geteuid()) {
-        throw Start_Failure(text("somebody has put another file in the place of the socket ", path));
+        throw Start_Failure(text("another process has put its file in the place of the socket ", path));
     }
     path_ = path;
     device_ = file.status().st_dev;

@@ -41,7 +41,7 @@ class Socket_File {
     void listen();
     // Moves the file away, so that its inode stays taken while another is made in its place.
     void set_aside(const std::string &path);
-    // Leaves the file to somebody else.
+    // Leaves the file to another owner.
     void forget() { path_.clear(); }
     const std::string &path() const { return path_; }
     // The listening descriptor, given away; the file stays ours.

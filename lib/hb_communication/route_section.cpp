@@ -66,7 +66,7 @@ bool enter_section() {
 
 Hb_Route_Section::Hb_Route_Section() : entered_(enter_section()) {}
 
-// A count that somebody has set to 0 does not hold this reader any more: there is nothing to wait for.
+// A count that another process has set to 0 does not hold this reader any more: there is nothing to wait for.
 Hb_Route_Section::~Hb_Route_Section() {
     if (entered_) {
         sembuf leave = {HB_SEM_READERS, -1, SEM_UNDO};

@@ -11,7 +11,7 @@ extern char HB_SERVER_SOCKET[HB_SOCKET_PATH_SIZE];  // base path
 extern char SERVER_SOCK_FNAME[HB_SOCKET_PATH_SIZE]; // the path connected to
 
 // Sets both from the environment, which does not count in a program with more rights than its caller. False, with
-// neither changed, when a path does not fit: a cut path would lead to somebody else's socket.
+// neither changed, when a path does not fit: a cut path would lead to another socket.
 bool hb_resolve_socket_path();
 
 #endif
