@@ -7,6 +7,8 @@ namespace wispd {
 
 namespace {
 
+constexpr int HEADER_BRACKETS_MOST = 2; // of a table in an array
+
 class Scanner {
   public:
     explicit Scanner(std::string_view document) : document_(document) {}
@@ -14,6 +16,11 @@ class Scanner {
     std::optional<Toml_Place> find() {
         while (place_ < document_.size()) {
             step();
+            if (header_is_bad_) {
+                Toml_Place place = here();
+                place.is_header = true;
+                return place;
+            }
             if (depth() > TOML_NESTING_DEEPEST) {
                 return here();
             }
@@ -65,9 +72,23 @@ class Scanner {
     void open() {
         if (at_top() && !in_value_) {
             in_header_ = true;
+            ++header_brackets_;
+            header_is_bad_ = header_brackets_ > HEADER_BRACKETS_MOST || !name_follows();
         } else {
             dots_.push_back(0);
         }
+    }
+
+    // The parser takes for granted that a key follows a header's brackets.
+    bool name_follows() const {
+        const std::size_t next = document_.find_first_not_of(" \t", place_ + 1);
+        if (next == std::string_view::npos) {
+            return false;
+        }
+        const char first = document_[next];
+        const bool is_letter = (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
+        const bool is_digit = first >= '0' && first <= '9';
+        return is_letter || is_digit || std::string_view("_-\"'[").find(first) != std::string_view::npos;
     }
 
     void close() {
@@ -92,6 +113,7 @@ class Scanner {
         }
         forget_dots();
         in_header_ = in_value_ = false;
+        header_brackets_ = 0;
     }
 
     void skip_string(char quote) {
@@ -133,6 +155,8 @@ class Scanner {
     std::size_t all_dots_ = 0;
     std::size_t table_ = 0;
     bool in_header_ = false;
+    int header_brackets_ = 0;
+    bool header_is_bad_ = false;
     bool in_value_ = false;
 };
 

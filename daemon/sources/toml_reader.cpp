@@ -74,9 +74,12 @@ void check_lines(std::string_view document, const std::string &path) {
 
 void check_nesting(std::string_view document, const std::string &path) {
     if (const std::optional<Toml_Place> place = find_deep_nesting(document)) {
-        throw Config_Error(text(path, ":", place->line, ":", place->column,
-                                ": tables and arrays lie in each other deeper than ", TOML_NESTING_DEEPEST,
-                                " levels; each part of a dotted key is one"));
+        const std::string where = text(path, ":", place->line, ":", place->column);
+        if (place->is_header) {
+            throw Config_Error(text(where, ": a table's header needs a name behind its one or two brackets"));
+        }
+        throw Config_Error(text(where, ": tables and arrays lie in each other deeper than ",
+                                TOML_NESTING_DEEPEST, " levels; each part of a dotted key is one"));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "daemon/sources/toml_nesting.h"
 
+#include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -75,7 +76,7 @@ TEST(WispdTomlNesting, FindsTheEndOfATextWhereTheParserFindsIt) {
 
 TEST(WispdTomlNesting, SurvivesWhatIsNoToml) {
     for (const std::string document :
-         {"", "\"", "\"\\", "'''", "\"\"\"\\", "]]}}", "a.", "#", "[", "=", "x = \"\n\""}) {
+         {"", "\"", "\"\\", "'''", "\"\"\"\\", "]]}}", "a.", "#", "=", "x = \"\n\""}) {
         EXPECT_FALSE(is_deep(document)) << document;
     }
 }
@@ -106,6 +107,29 @@ TEST(WispdTomlNesting, IsRefusedBeforeItIsParsed) {
             "f.toml:1:69: tables and arrays lie in each other deeper than 32 levels; each part of a dotted key "
             "is one",
             error.what());
+    }
+}
+
+// The parser would take a key for granted.
+TEST(WispdTomlNesting, HeadersWithoutANameAreRefusedBeforeTheyAreParsed) {
+    for (const char *document : {"[", "[[", "[[[", "[[=", "[=", "[[ [x", "[\n", "[[\n", "[[[x]]]",
+                                 "[[ =", "[ =", "[[.", "[]", "[\xc3\xa4]", "[ ]", "x = 1\n[[#"}) {
+        try {
+            wispd::parse_toml(document, "f.toml");
+            ADD_FAILURE() << document;
+        } catch (const wispd::Config_Error &error) {
+            EXPECT_NE(nullptr, std::strstr(error.what(), "f.toml:")) << document;
+        }
+    }
+    try {
+        wispd::parse_toml("x = 1\n[ =", "f.toml");
+        ADD_FAILURE();
+    } catch (const wispd::Config_Error &error) {
+        EXPECT_STREQ("f.toml:2:1: a table's header needs a name behind its one or two brackets", error.what());
+    }
+    for (const char *document :
+         {"[a]", "[[a]]", "[ 'a' ]", "[[ \"a\".b ]]", "[-]", "[_1]", "[7.x]", "x = [[1], []]"}) {
+        EXPECT_NO_THROW(wispd::parse_toml(document, "f.toml")) << document;
     }
 }
 
