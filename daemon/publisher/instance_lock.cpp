@@ -171,7 +171,7 @@ bool Instance_Lock::attempt_to_lock() {
             throw Start_Failure(text("cannot lock ", path_, ": ", std::strerror(errno)));
         }
         replace_lock(file_.get(), path_);
-        note_left_behind(); // whoever held it could read it alone
+        note_left_behind(); // the holder could read it, and not write it
         return false;
     }
     return is_current(file_.get(), path_);

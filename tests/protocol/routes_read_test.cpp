@@ -446,13 +446,17 @@ class Changing_Record {
     struct sigaction former_ {};
 };
 
-ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
+FakeDaemonPlan plan_of_forty_nodes() {
     ClusterFacts cluster = small_cluster();
     cluster.max_nodes = 40;
     FakeDaemonPlan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
     plan.segments = segments_for(40);
-    FakeDaemon daemon(plan);
+    return plan;
+}
+
+ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
+    FakeDaemon daemon(plan_of_forty_nodes());
     open_library();
     const Bytes before = route_record(5, 11, 0, Bytes().fill(176, 0x55));
     const Bytes after = route_record(6, 10, 0, Bytes().fill(176, 0x66));
@@ -472,12 +476,7 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasC
 
 // The daemon writes past a reader that was stopped inside for too long.
 ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
-    ClusterFacts cluster = small_cluster();
-    cluster.max_nodes = 40;
-    FakeDaemonPlan plan;
-    plan.connections = {serve_configuration(snapshot(cluster))};
-    plan.segments = segments_for(40);
-    FakeDaemon daemon(plan);
+    FakeDaemon daemon(plan_of_forty_nodes());
     open_library();
     const Bytes before = route_record(5, 11, 0, Bytes().fill(176, 0x55));
     const Bytes after = route_record(6, 10, 0, Bytes().fill(176, 0x66));

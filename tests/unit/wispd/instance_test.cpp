@@ -282,7 +282,7 @@ TEST_F(WispdSegments, RouteSegmentIsTheSameForEveryConfiguration) {
 
 // ---- A socket whose keys are free ----
 
-// Segments of somebody else under the keys of the inodes around that of a file.
+// Segments of another user under the keys of the inodes around that of a file.
 class Taken_Keys {
   public:
     explicit Taken_Keys(const std::string &path) {

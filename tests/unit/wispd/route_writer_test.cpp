@@ -309,7 +309,7 @@ TEST_F(WispdRouteWriter, LostSemaphoresAreNoReasonToStop) {
     EXPECT_EQ(content('g'), hex("01000000 01080000 00000000"));
 }
 
-// ---- Semaphores that somebody has altered ----
+// ---- Semaphores that another process has altered ----
 
 TEST_F(WispdRouteWriter, AWriterThatIsNoneIsResetWithinAPeriod) {
     const wispd_test::Captured_Log log;
