@@ -6,10 +6,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include "lib/MOX_adapter_index.h"
-#include "lib/MOX_event_construction.h"
-#include "lib/MOX_table_comparison.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/adapter_index.h"
+#include "lib/mox/event_construction.h"
+#include "lib/mox/table_comparison.h"
 
 namespace {
 

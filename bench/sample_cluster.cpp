@@ -6,9 +6,9 @@
 #include <arpa/inet.h>
 
 #include "bench/record_bytes.h"
+#include "lib/api/session.h"
 #include "lib/hb_communication/configuration_load.h"
-#include "lib/hb_communication/node_table.h"
-#include "lib/hb_global_data/session.h"
+#include "lib/hb_global_data/node_table.h"
 
 namespace {
 

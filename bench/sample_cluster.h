@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "lib/hb_wire.h"
+#include "lib/wire/hb_wire.h"
 
 inline constexpr int SAMPLE_NODES = HB_NODE_SLOTS;
 inline constexpr int SAMPLE_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;

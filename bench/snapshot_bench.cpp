@@ -10,7 +10,7 @@
 
 #include "bench/sample_cluster.h"
 #include "lib/hb_communication/configuration_load.h"
-#include "lib/hb_communication/node_table.h"
+#include "lib/hb_global_data/node_table.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "daemon/change_log.h"
 
-#include "daemon/log.h"
-#include "daemon/model/address.h"
-#include "daemon/text.h"
+#include "cluster/address.h"
+#include "host/log.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 
 namespace wispd {
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "daemon/sources/cluster_file.h"
-#include "daemon/sources/corosync/engine_follower.h"
-#include "daemon/sources/timeline.h"
+#include "cluster/description/cluster_file.h"
+#include "cluster/description/timeline.h"
+#include "engine/engine_follower.h"
 
 namespace wispd {
 

@@ -10,14 +10,14 @@
 #include <CLI/CLI.hpp>
 
 #include "daemon/daemon.h"
-#include "daemon/detach.h"
-#include "daemon/log.h"
-#include "daemon/paths.h"
-#include "daemon/process_setup.h"
-#include "daemon/sources/corosync/engine_access.h"
-#include "daemon/start_failure.h"
 #include "daemon/system_setup.h"
-#include "daemon/text.h"
+#include "engine/engine_access.h"
+#include "host/detach.h"
+#include "host/log.h"
+#include "host/paths.h"
+#include "host/process_setup.h"
+#include "host/start_failure.h"
+#include "host/text.h"
 #include "terminal/printable.h"
 
 namespace {

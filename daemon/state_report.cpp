@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "daemon/model/address.h"
+#include "cluster/address.h"
 
 namespace wispd {
 

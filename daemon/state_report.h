@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "daemon/model/cluster.h"
-#include "daemon/model/keyring.h"
-#include "daemon/model/node_control.h"
-#include "daemon/model/routes.h"
+#include "cluster/cluster.h"
+#include "cluster/keyring.h"
+#include "cluster/node_control.h"
+#include "cluster/routes.h"
 #include "daemon/publisher/publisher.h"
-#include "daemon/sources/corosync/engine_follower.h"
+#include "engine/engine_follower.h"
 
 namespace wispd {
 

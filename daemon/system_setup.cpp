@@ -11,10 +11,10 @@
 #include <grp.h>
 #include <sys/resource.h>
 
-#include "daemon/log.h"
-#include "daemon/safe_directory.h"
-#include "daemon/start_failure.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/safe_directory.h"
+#include "host/start_failure.h"
+#include "host/text.h"
 
 namespace wispd {
 

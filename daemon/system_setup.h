@@ -6,8 +6,8 @@
 
 #include <sys/types.h>
 
-#include "daemon/publisher/socket_file.h"
-#include "daemon/sources/cluster_file.h"
+#include "cluster/description/cluster_file.h"
+#include "host/socket_file.h"
 
 namespace wispd {
 

@@ -5,7 +5,7 @@
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -18,11 +18,11 @@
 
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/packets.h"
-#include "daemon/publisher/peer.h"
 #include "daemon/publisher/record_reader.h"
 #include "daemon/publisher/send_queue.h"
 #include "daemon/publisher/subscription.h"
 #include "daemon/publisher/user_quotas.h"
+#include "host/peer.h"
 
 namespace wispd {
 

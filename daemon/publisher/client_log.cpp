@@ -1,6 +1,6 @@
 #include "daemon/publisher/client_log.h"
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -12,7 +12,7 @@
 
 #include <sys/types.h>
 
-#include "daemon/log.h"
+#include "host/log.h"
 
 namespace wispd {
 

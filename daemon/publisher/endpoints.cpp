@@ -6,8 +6,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include "daemon/start_failure.h"
-#include "daemon/text.h"
+#include "host/start_failure.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "daemon/model/configuration.h"
-#include "daemon/model/routes.h"
+#include "cluster/configuration.h"
+#include "cluster/routes.h"
 #include "daemon/publisher/node_requests.h"
-#include "daemon/publisher/socket_file.h"
+#include "host/socket_file.h"
 
 namespace wispd {
 

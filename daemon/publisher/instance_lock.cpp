@@ -10,10 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "daemon/log.h"
 #include "daemon/publisher/lock_holder.h"
-#include "daemon/start_failure.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/start_failure.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-#include "daemon/descriptor.h"
+#include "host/descriptor.h"
 
 namespace wispd {
 

@@ -9,7 +9,7 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

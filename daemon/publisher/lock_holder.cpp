@@ -11,7 +11,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include "daemon/text.h"
+#include "host/text.h"
 #include "terminal/printable.h"
 
 namespace wispd {

@@ -5,7 +5,7 @@
 
 #include <arpa/inet.h>
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

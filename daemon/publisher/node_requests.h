@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "daemon/model/node_request.h"
+#include "cluster/node_request.h"
 #include "daemon/publisher/record_reader.h"
 
 namespace wispd {

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "daemon/model/cluster.h"
-#include "daemon/model/routes.h"
-#include "lib/hb_wire.h"
+#include "cluster/cluster.h"
+#include "cluster/routes.h"
+#include "lib/wire/hb_wire.h"
 
 namespace wispd {
 

@@ -10,12 +10,12 @@
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 
-#include "daemon/log.h"
 #include "daemon/publisher/client.h"
 #include "daemon/publisher/node_requests.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/subscription.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/text.h"
 
 namespace wispd {
 

@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "daemon/model/cluster.h"
-#include "daemon/model/node_control.h"
-#include "daemon/model/node_request.h"
-#include "daemon/model/routes.h"
+#include "cluster/cluster.h"
+#include "cluster/node_control.h"
+#include "cluster/node_request.h"
+#include "cluster/routes.h"
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/node_requests.h"
-#include "daemon/publisher/peer.h"
 #include "daemon/publisher/user_quotas.h"
+#include "host/peer.h"
 
 namespace asio {
 class io_context;

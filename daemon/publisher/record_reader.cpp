@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

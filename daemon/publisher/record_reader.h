@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/hb_wire.h"
+#include "lib/wire/hb_wire.h"
 
 namespace wispd {
 

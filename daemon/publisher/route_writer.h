@@ -13,7 +13,7 @@
 
 #include <asio/steady_timer.hpp>
 
-#include "daemon/model/routes.h"
+#include "cluster/routes.h"
 #include "daemon/publisher/semaphore_watch.h"
 #include "daemon/publisher/shared_segments.h"
 

@@ -2,8 +2,8 @@
 
 #include <asio/io_context.hpp>
 
-#include "daemon/log.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/text.h"
 
 namespace wispd {
 

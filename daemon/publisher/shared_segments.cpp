@@ -13,8 +13,8 @@
 #include <unistd.h>
 
 #include "daemon/publisher/ipc_users.h"
-#include "daemon/start_failure.h"
-#include "daemon/text.h"
+#include "host/start_failure.h"
+#include "host/text.h"
 
 namespace wispd {
 

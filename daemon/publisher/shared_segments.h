@@ -12,10 +12,10 @@
 #include <optional>
 #include <string>
 
-#include "daemon/model/routes.h"
+#include "cluster/routes.h"
 #include "daemon/publisher/instance_lock.h"
-#include "daemon/publisher/socket_file.h"
-#include "lib/hb_wire.h"
+#include "host/socket_file.h"
+#include "lib/wire/hb_wire.h"
 
 namespace wispd {
 

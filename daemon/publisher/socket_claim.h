@@ -9,7 +9,7 @@
 
 #include "daemon/publisher/instance_lock.h"
 #include "daemon/publisher/shared_segments.h"
-#include "daemon/publisher/socket_file.h"
+#include "host/socket_file.h"
 
 namespace wispd {
 

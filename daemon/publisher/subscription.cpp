@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "daemon/text.h"
-#include "lib/hb_wire.h"
+#include "host/text.h"
+#include "lib/wire/hb_wire.h"
 
 namespace wispd {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 
 namespace wispd {
 

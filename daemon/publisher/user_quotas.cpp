@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "daemon/text.h"
+#include "host/text.h"
 
 namespace wispd {
 

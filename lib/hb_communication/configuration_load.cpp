@@ -6,11 +6,11 @@
 #include <new>
 #include <utility>
 
-#include "lib/MOX_HBC_trace.h"
-#include "lib/hb_global_data/address_text.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/address_text.h"
+#include "lib/base/error_number.h"
+#include "lib/base/text.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_text.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #ifndef HB_CONFIGURATION_LOAD_H
 #define HB_CONFIGURATION_LOAD_H
 
-#include "lib/hb_communication/snapshot_view.h"
+#include "lib/wire/snapshot_view.h"
 
 // Replaces the table's lists and hash tables by the snapshot's. False, with the table as it was and error
 // 17, when memory is short. The node table is not touched.

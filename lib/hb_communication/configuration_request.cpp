@@ -1,27 +1,12 @@
 #include "lib/hb_communication/configuration_request.h"
 
-#include "lib/MOX_table_update.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_communication/packet.h"
 #include "lib/hb_communication/request.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/operating_mode.h"
-#include "lib/hb_global_data/table_swap.h"
-#include "lib/hb_global_data/working_table.h"
+#include "lib/wire/packet.h"
 
 namespace {
-
-Hb_Rc load_from_service() {
-    Hb_Configuration_Internal built = {};
-    const Hb_Rc result = hb_mox_update_global_tbl(&built, nullptr, nullptr);
-    if (result == Hb_Success) {
-        // What was to become live before is older than what the service says now.
-        MOX_drop_waiting_tables();
-        hb_move_config_table(built, global_config_tbl);
-    }
-    return result;
-}
 
 int receive_error(long socket_status) {
     switch (socket_status) {
@@ -42,10 +27,7 @@ int receive_error(long socket_status) {
 
 } // namespace
 
-Hb_Rc hb_recv_config_info() {
-    if (IsMOX) {
-        return load_from_service();
-    }
+Hb_Rc hb_request_configuration() {
     if (hb_send_on(client_socket, HB_GET_CONFIG_INFO, nullptr, 0) != Hb_Success) {
         return Hb_Failure;
     }

@@ -1,11 +1,11 @@
-// Asking for the configuration.
+// Asking the daemon for the configuration.
 #ifndef HB_CONFIGURATION_REQUEST_H
 #define HB_CONFIGURATION_REQUEST_H
 
 #include "hb_client.h"
 
-// Asks the daemon, or in MOX mode the cluster service, for the configuration and loads it.
-// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send; 17, 63, 64, 65 in MOX mode.
-Hb_Rc hb_recv_config_info();
+// Sends HB_GET_CONFIG_INFO and loads what the daemon answers into the live table.
+// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send.
+Hb_Rc hb_request_configuration();
 
 #endif

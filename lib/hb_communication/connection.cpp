@@ -6,14 +6,14 @@
 #include <utility>
 
 #include "hb_client.h"
-#include "lib/MOX_HBC_trace.h"
-#include "lib/hb_communication/socket_path.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/error_number.h"
+#include "lib/base/lock.h"
+#include "lib/base/process_exit.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session_state.h"
 #include "lib/hb_global_data/table_swap.h"
-#include "lib/hb_lock.h"
-#include "lib/hb_process_exit.h"
+#include "lib/vexo/socket_path.h"
 
 pid_t client_pid = 0;
 Hb_Csock *client_socket = nullptr;

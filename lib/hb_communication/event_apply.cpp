@@ -2,11 +2,11 @@
 
 #include <cstring>
 
-#include "lib/hb_communication/packet.h"
+#include "lib/base/error_number.h"
+#include "lib/base/none_values.h"
+#include "lib/base/text.h"
 #include "lib/hb_global_data/configuration_checks.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_none_values.h"
-#include "lib/hb_text.h"
+#include "lib/wire/packet.h"
 
 Hb_Client_Hb_Info client_hb_info = {};
 

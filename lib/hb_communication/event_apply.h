@@ -3,7 +3,7 @@
 #ifndef HB_EVENT_APPLY_H
 #define HB_EVENT_APPLY_H
 
-#include "lib/hb_wire.h"
+#include "lib/wire/hb_wire.h"
 
 extern Hb_Client_Hb_Info client_hb_info;
 

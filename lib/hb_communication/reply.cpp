@@ -1,7 +1,7 @@
 #include "lib/hb_communication/reply.h"
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 
 bool hb_can_await_reply() {

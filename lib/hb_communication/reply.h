@@ -2,7 +2,7 @@
 #ifndef HB_REPLY_H
 #define HB_REPLY_H
 
-#include "lib/hb_communication/packet.h"
+#include "lib/wire/packet.h"
 
 // Whether a request can have a reply: cluster-event mode has no daemon. A connection is not asked for here, because
 // sending reports that there is none.

@@ -5,8 +5,8 @@
 #include <memory>
 #include <new>
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 
 namespace {

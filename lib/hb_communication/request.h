@@ -2,7 +2,7 @@
 #ifndef HB_REQUEST_H
 #define HB_REQUEST_H
 
-#include "lib/hb_wire.h"
+#include "lib/wire/hb_wire.h"
 
 class Hb_Csock;
 

@@ -6,10 +6,10 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
-#include "lib/hb_communication/socket_path.h"
+#include "lib/base/error_number.h"
+#include "lib/base/read_once.h"
 #include "lib/hb_communication/trusted_creator.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_read_once.h"
+#include "lib/vexo/socket_path.h"
 
 int shm_id[3] = {-1, -1, -1};
 int shm_sem_id = -1;

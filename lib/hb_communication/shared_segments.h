@@ -2,7 +2,7 @@
 #ifndef HB_SHARED_SEGMENTS_H
 #define HB_SHARED_SEGMENTS_H
 
-#include "lib/hb_wire.h"
+#include "lib/wire/hb_wire.h"
 
 extern int shm_id[3];
 extern int shm_sem_id;

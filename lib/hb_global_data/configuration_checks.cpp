@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 
 int hb_node_bound() {
     return std::min<int>(global_config_tbl.Hb_max_nodes, HB_NODE_SLOTS);

@@ -1,6 +1,6 @@
 #include "lib/hb_global_data/event_queue.h"
 
-#include "lib/MOX_HBC_trace.h"
+#include "lib/base/MOX_HBC_trace.h"
 
 MOX_Event *event_queue_list = nullptr;
 int event_sequence = 0;

@@ -4,8 +4,8 @@
 
 #include <pthread.h>
 
+#include "lib/base/mutex_cleanup.h"
 #include "lib/hb_global_data/mox_event.h"
-#include "lib/hb_global_data/mutex_cleanup.h"
 
 extern MOX_Event *event_queue_list;                         // head
 extern int event_sequence;                                  // next number to hand out

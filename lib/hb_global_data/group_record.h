@@ -3,7 +3,7 @@
 #define HB_GROUP_RECORD_H
 
 #include "hb_client.h"
-#include "lib/hb_none_values.h"
+#include "lib/base/none_values.h"
 
 // Sets all 2049 entries of the node list to Hb_False.
 void reset_node_membership_group_node_list(Hb_Group *group);

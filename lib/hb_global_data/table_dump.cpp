@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "lib/MOX_HBC_trace.h"
-#include "lib/hb_global_data/address_text.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/address_text.h"
 
 namespace {
 

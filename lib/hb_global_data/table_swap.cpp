@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <new>
 
-#include "lib/MOX_HBC_trace.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/error_number.h"
 
 void empty_global_config_table(Hb_Configuration_Internal *t) {
     if (t == nullptr) {

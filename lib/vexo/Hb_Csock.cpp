@@ -10,10 +10,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "lib/hb_communication/socket_path.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_wire.h"
+#include "lib/base/error_number.h"
 #include "lib/vexo/Hb_Select.h"
+#include "lib/vexo/socket_path.h"
+#include "lib/wire/hb_wire.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <sys/uio.h>
 #include <sys/un.h>
 
-#include "lib/Hb_Csock_Base.h"
+#include "lib/vexo/Hb_Csock_Base.h"
 
 // What Error() gives.
 enum Hb_Csock_Status : long {

@@ -2,7 +2,7 @@
 #ifndef VEXO_HB_SELECT_H
 #define VEXO_HB_SELECT_H
 
-#include "lib/Hb_Select_Base.h"
+#include "lib/vexo/Hb_Select_Base.h"
 
 // What Error() gives after a failed wait.
 enum Hb_Select_Status : long {

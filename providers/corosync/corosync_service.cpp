@@ -11,8 +11,8 @@
 
 #include <pthread.h>
 
-#include "daemon/log.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/text.h"
 #include "providers/service/service_lists.h"
 
 namespace mox_corosync {

@@ -20,7 +20,7 @@
 #include <optional>
 #include <string>
 
-#include "daemon/sources/corosync/engine_follower.h"
+#include "engine/engine_follower.h"
 #include "providers/corosync/followed_cluster.h"
 #include "providers/corosync/peer_watch.h"
 #include "providers/service/monitors.h"

@@ -5,8 +5,8 @@
 
 #include <corosync/cpg.h>
 
-#include "daemon/sources/corosync/engine.h"
-#include "daemon/text.h"
+#include "engine/engine.h"
+#include "host/text.h"
 
 namespace mox_corosync {
 namespace {

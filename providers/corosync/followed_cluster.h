@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "daemon/model/cluster.h"
-#include "daemon/sources/corosync/engine_follower.h"
+#include "cluster/cluster.h"
+#include "engine/engine_follower.h"
 #include "providers/service/picture.h"
 #include "providers/service/picture_events.h"
 

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "daemon/log.h"
-#include "daemon/text.h"
+#include "host/log.h"
+#include "host/text.h"
 
 namespace mox_corosync {
 namespace {

@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-#include "daemon/sources/corosync/wait_point.h"
+#include "engine/wait_point.h"
 #include "providers/corosync/peer_group.h"
 
 namespace mox_corosync {

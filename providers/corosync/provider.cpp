@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "daemon/paths.h"
-#include "daemon/sources/cluster_file.h"
-#include "daemon/sources/corosync/engine_access.h"
+#include "cluster/description/cluster_file.h"
+#include "engine/engine_access.h"
+#include "host/paths.h"
 #include "providers/corosync/corosync_service.h"
 #include "providers/corosync/cpg_peer_group.h"
 #include "providers/service/loading.h"

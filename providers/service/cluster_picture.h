@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 #include "providers/service/picture.h"
 
 namespace mox_service {

@@ -10,7 +10,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include "daemon/log.h"
+#include "host/log.h"
 #include "qz_mox.h"
 #include "terminal/printable.h"
 

@@ -60,7 +60,7 @@ if(TARGET hb_corosync_libs)
     ${cluster_dir}/netlink_interfaces_test.cpp
     LIBS
     cluster_test_support
-    wispd_engine
+    hb_engine_access
     LABELS
     cluster)
 endif()

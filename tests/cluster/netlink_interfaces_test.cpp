@@ -1,5 +1,5 @@
 // This machine's interfaces, as the kernel tells of them: in a network namespace of the test's own.
-#include "daemon/sources/corosync/netlink_interfaces.h"
+#include "engine/netlink_interfaces.h"
 
 #include <poll.h>
 #include <sched.h>
@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/model/address.h"
+#include "cluster/address.h"
 #include "tests/cluster/cluster_test.h"
 #include "tests/support/deadline.h"
 

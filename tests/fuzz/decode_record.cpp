@@ -9,10 +9,10 @@
 
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_communication/event_apply.h"
-#include "lib/hb_communication/event_view.h"
-#include "lib/hb_communication/node_table.h"
-#include "lib/hb_communication/snapshot_view.h"
 #include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/node_table.h"
+#include "lib/wire/event_view.h"
+#include "lib/wire/snapshot_view.h"
 
 namespace {
 

@@ -10,12 +10,12 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/reply.h"
 #include "lib/hb_communication/request.h"
-#include "lib/hb_communication/socket_path.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/session.h"
+#include "lib/vexo/socket_path.h"
 #include "tests/protocol/calling_thread.h"
 #include "tests/protocol/client.h"
 #include "tests/protocol/full_listener.h"

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 
 namespace hb_test {
 

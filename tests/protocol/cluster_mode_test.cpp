@@ -3,14 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handlers.h"
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
-#include "lib/hb_subscription.h"
+#include "lib/api/hb_subscription.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/protocol/client.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"
 

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/event_apply.h"
 #include "lib/hb_communication/reply.h"
 #include "lib/hb_communication/request.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/session.h"
 #include "tests/protocol/client.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"

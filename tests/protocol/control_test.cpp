@@ -10,10 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/api/control.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_communication/control.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "tests/protocol/client.h"
 #include "tests/support/faults.h"

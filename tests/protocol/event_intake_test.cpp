@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
-#include "lib/hb_membership.h"
+#include "lib/api/hb_membership.h"
 #include "tests/protocol/client.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 #include "tests/support/isolated.h"
 #include "tests/support/signal_pelter.h"
 #include "utils/utils.h"

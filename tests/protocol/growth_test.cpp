@@ -1,10 +1,10 @@
 // Opening again and again, with and without success, holds no more than opening once.
 #include <gtest/gtest.h>
 
-#include "lib/hb_communication.h"
 #include "tests/protocol/client.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
+#include "tests/support/hb_communication.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"
 

@@ -1,7 +1,7 @@
 // The order in which a load is traced.
 #include <gtest/gtest.h>
 
-#include "lib/MOX_HBC_trace.h"
+#include "lib/base/MOX_HBC_trace.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "tests/protocol/trace_double.h"
 #include "tests/support/isolated.h"

@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/request.h"
-#include "lib/hb_global_data/error_number.h"
 #include "tests/protocol/client.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session_state.h"
 #include "tests/protocol/client.h"

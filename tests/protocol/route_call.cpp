@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "tests/protocol/client.h"
 
 namespace hb_test {

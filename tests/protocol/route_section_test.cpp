@@ -19,9 +19,9 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/shared_segments.h"
-#include "lib/hb_communication/socket_path.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/vexo/socket_path.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"

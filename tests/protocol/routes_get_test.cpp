@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
 #include "tests/protocol/client.h"
 #include "tests/protocol/route_call.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"
 #include "tests/support/shared_records.h"

@@ -12,13 +12,13 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
 #include "tests/protocol/client.h"
 #include "tests/protocol/route_call.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 #include "tests/support/isolated.h"
 #include "tests/support/shared_records.h"
 #include "tests/support/signal_pelter.h"

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_communication/reply.h"
-#include "lib/hb_communication/socket_path.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/vexo/socket_path.h"
 #include "tests/protocol/client.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/faults.h"

@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_communication/node_table.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/hb_global_data/node_table.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/support/records.h"

@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_HBC_trace.h"
-#include "lib/hb_communication.h"
-#include "lib/hb_global_data.h"
+#include "lib/base/MOX_HBC_trace.h"
 #include "tests/protocol/client.h"
 #include "tests/protocol/trace_double.h"
 #include "tests/support/fake_daemon.h"
+#include "tests/support/hb_communication.h"
+#include "tests/support/hb_global_data.h"
 #include "tests/support/isolated.h"
 
 namespace hb_test {

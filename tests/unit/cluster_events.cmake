@@ -9,7 +9,7 @@ hb_add_test(
   "${cluster_events}/trace_text_test.cpp"
   LIBS
   hb_client_static
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   hb_test_faults
   LABELS

@@ -7,8 +7,8 @@ if(HB_BUILD_DAEMON)
     "${cluster_pictures}/cluster_picture_test.cpp"
     "${cluster_pictures}/picture_events_test.cpp"
     LIBS
-    mox_model_service
-    mox_sim_core
+    hb_provider_cluster
+    hb_provider_sim
     LABELS
     unit)
 endif()

@@ -9,7 +9,7 @@ if(HB_BUILD_DAEMON)
     "${corosync_service}/queries_test.cpp"
     "${corosync_service}/service_fixture.cpp"
     LIBS
-    mox_corosync
+    hb_provider_corosync
     hb_test_support
     LABELS
     threads)
@@ -21,7 +21,7 @@ if(HB_BUILD_DAEMON)
     "${CMAKE_CURRENT_SOURCE_DIR}/corosync_storm/storm_test.cpp"
     LIBS
     hb_client_static
-    mox_corosync
+    hb_provider_corosync
     hb_test_support
     TIMEOUT
     300

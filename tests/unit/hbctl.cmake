@@ -18,7 +18,7 @@ hb_add_test(
   hbctl/text_table_test.cpp
   hbctl/waiting_test.cpp
   LIBS
-  hbctl_core
+  hb_hbctl
   LABELS
   unit)
 add_dependencies(hbctl_unit_test hbctl)

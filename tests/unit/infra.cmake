@@ -32,7 +32,7 @@ foreach(header ${internal_headers})
                    "${PROJECT_SOURCE_DIR}/${header}")
 endforeach()
 
-# The C side of the header's layouts: what lib/hb_wire.h asserts in C++ holds for a C program as well.
+# The C side of the header's layouts: what lib/wire/hb_wire.h asserts in C++ holds for a C program as well.
 add_library(c_layout_test OBJECT "${infra}/c_layout_test.c")
 target_include_directories(c_layout_test PRIVATE "${PROJECT_SOURCE_DIR}/include"
                                                  "${PROJECT_SOURCE_DIR}/platform/include")
@@ -42,6 +42,7 @@ hb_add_test(
   source_rules_test
   SOURCES
   "${infra}/source_rules_test.cpp"
+  "${infra}/layers_test.cpp"
   "${infra}/source_tree.cpp"
   "${infra}/include_graph.cpp")
 target_include_directories(source_rules_test PRIVATE "${PROJECT_SOURCE_DIR}")
@@ -51,8 +52,7 @@ hb_add_test(
   documentation_test
   SOURCES
   "${infra}/documentation_test.cpp"
-  "${infra}/source_tree.cpp"
-  "${infra}/include_graph.cpp")
+  "${infra}/source_tree.cpp")
 target_include_directories(documentation_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(documentation_test PRIVATE HB_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 

@@ -26,7 +26,7 @@ hb_add_test(
   "${CMAKE_CURRENT_SOURCE_DIR}/tables/trace_spy.cpp"
   LIBS
   hb_client_static
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   hb_test_faults
   TIMEOUT
@@ -37,7 +37,7 @@ target_link_options(mox_handlers_test PRIVATE "LINKER:--wrap=pipe2")
 
 # The sanitizers' runtimes keep what a plain build gives back.
 if(NOT HB_SANITIZE)
-  hb_add_test(cluster_events_unloading_test SOURCES "${mox_handlers}/unloading_test.cpp" LIBS mox_sim_core
+  hb_add_test(cluster_events_unloading_test SOURCES "${mox_handlers}/unloading_test.cpp" LIBS hb_provider_sim
               hb_test_support ${CMAKE_DL_LIBS})
   target_compile_definitions(cluster_events_unloading_test PRIVATE HB_LIBRARY="$<TARGET_FILE:hb_client>")
   add_dependencies(cluster_events_unloading_test hb_client)

@@ -9,7 +9,7 @@ hb_add_test(
   "${mox_storm}/storm_test.cpp"
   LIBS
   hb_client_static
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   hb_test_faults
   LABELS

@@ -15,7 +15,7 @@ hb_add_test(
 target_compile_definitions(
   platform_trace_rooms_test
   PRIVATE TRACE_CATALOGUE="${PROJECT_SOURCE_DIR}/platform/tr/hbc.catalogue"
-          TRACE_IDS_HEADER="${PROJECT_SOURCE_DIR}/lib/hb_trace_ids.h")
+          TRACE_IDS_HEADER="${PROJECT_SOURCE_DIR}/lib/base/trace_ids.h")
 
 hb_add_test(platform_trace_unload_test SOURCES platform_trace_unload_test.cpp LIBS platform_child LABELS unit)
 target_include_directories(platform_trace_unload_test PRIVATE ${PROJECT_SOURCE_DIR}/platform/include)

@@ -7,7 +7,7 @@ hb_add_test(
   "${reading_order}/sim_test.cpp"
   LIBS
   hb_client_static
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   TIMEOUT
   300
@@ -22,7 +22,7 @@ if(HB_BUILD_DAEMON)
     "${reading_order}/replaying_client.cpp"
     LIBS
     hb_client_static
-    mox_corosync
+    hb_provider_corosync
     hb_test_support
     TIMEOUT
     300

@@ -19,7 +19,7 @@ hb_add_test(
   "${replay_storm}/simulated_world.cpp"
   LIBS
   hb_client_static
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   TIMEOUT
   300
@@ -38,7 +38,7 @@ if(HB_BUILD_DAEMON)
     "${replay_storm}/engine_world.cpp"
     LIBS
     hb_client_static
-    mox_corosync
+    hb_provider_corosync
     hb_test_support
     TIMEOUT
     300

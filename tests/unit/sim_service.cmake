@@ -5,7 +5,7 @@ hb_add_test(
   SOURCES
   "${sim_service}/simulated_service_test.cpp"
   LIBS
-  mox_sim_core
+  hb_provider_sim
   hb_test_support
   LABELS
   threads)

@@ -1,5 +1,5 @@
 # The daemon's rooms, one by one. Tests of the running daemon are system tests.
-if(TARGET wispd_core)
+if(TARGET hb_daemon)
   hb_add_test(
     wispd_unit_test
     SOURCES
@@ -38,7 +38,7 @@ if(TARGET wispd_core)
     wispd/user_quotas_test.cpp
     wispd/user_time_test.cpp
     LIBS
-    wispd_core
+    hb_daemon
     hb_test_support
     LABELS
     unit)
@@ -48,7 +48,7 @@ if(TARGET wispd_core)
     SOURCES
     wispd/engine_source_test.cpp
     LIBS
-    wispd_following
+    hb_engine
     hb_test_support
     LABELS
     unit

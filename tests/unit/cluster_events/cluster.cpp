@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handler_creation.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/mox/handlers/handler_creation.h"
 #include "tests/support/deadline.h"
 
 namespace hb_test {

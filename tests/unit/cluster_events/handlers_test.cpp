@@ -4,14 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handler_creation.h"
-#include "lib/MOX_handlers.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/cluster_name.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 

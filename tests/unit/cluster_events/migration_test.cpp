@@ -1,13 +1,13 @@
 // A running client moves from the daemon to the cluster service.
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handlers.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSRepositoryDiskHandler.h"
+#include "lib/mox/handlers/MOX_ORBFSRepositoryDiskHandler.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/isolated.h"
 #include "tests/support/temp_dir.h"

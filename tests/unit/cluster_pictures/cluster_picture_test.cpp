@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/model/address.h"
-#include "daemon/model/configuration.h"
+#include "cluster/address.h"
+#include "cluster/configuration.h"
 
 namespace mox_service {
 namespace {

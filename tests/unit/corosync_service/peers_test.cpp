@@ -1,7 +1,7 @@
 // The peers of a program: what is told of their coming and going.
 #include <deque>
 
-#include "daemon/sources/corosync/engine.h"
+#include "engine/engine.h"
 #include "tests/support/deadline.h"
 #include "tests/unit/corosync_service/service_fixture.h"
 

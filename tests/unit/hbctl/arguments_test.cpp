@@ -1,4 +1,4 @@
-#include "tools/arguments.h"
+#include "tools/hbctl/arguments.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "tests/unit/hbctl/sample_picture.h"
-#include "tools/event_record.h"
+#include "tools/hbctl/event_record.h"
 
 #include <gtest/gtest.h>
 

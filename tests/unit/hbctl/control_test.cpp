@@ -1,8 +1,8 @@
 // Routes, keys and control requests: how they are asked for, and how the answers read.
-#include "tools/arguments.h"
-#include "tools/error_text.h"
-#include "tools/render_json.h"
-#include "tools/render_text.h"
+#include "tools/hbctl/arguments.h"
+#include "tools/hbctl/error_text.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "tools/daemon_path.h"
+#include "tools/hbctl/daemon_path.h"
 
 #include <gtest/gtest.h>
 

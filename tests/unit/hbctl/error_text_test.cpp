@@ -1,5 +1,5 @@
-#include "tools/error_text.h"
-#include "tools/request.h"
+#include "tools/hbctl/error_text.h"
+#include "tools/hbctl/request.h"
 
 #include <gtest/gtest.h>
 

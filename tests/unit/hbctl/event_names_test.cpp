@@ -1,4 +1,4 @@
-#include "tools/event_names.h"
+#include "tools/hbctl/event_names.h"
 
 #include <gtest/gtest.h>
 

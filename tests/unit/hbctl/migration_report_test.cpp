@@ -1,6 +1,6 @@
 // What is told of a move from the daemon to the cluster service, and why it is not possible.
-#include "tools/render_json.h"
-#include "tools/render_text.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

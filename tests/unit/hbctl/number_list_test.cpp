@@ -1,4 +1,4 @@
-#include "tools/number_list.h"
+#include "tools/hbctl/number_list.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "tools/plain_text.h"
+#include "tools/hbctl/plain_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "tests/unit/hbctl/sample_picture.h"
-#include "tools/render_json.h"
+#include "tools/hbctl/render_json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "tests/unit/hbctl/sample_picture.h"
-#include "tools/plain_text.h"
-#include "tools/render_text.h"
+#include "tools/hbctl/plain_text.h"
+#include "tools/hbctl/render_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

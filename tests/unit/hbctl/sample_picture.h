@@ -1,7 +1,7 @@
 // A small cluster for the tests: local node 1 and node 2 with two adapters each, nodes 1 and 2 on two networks.
 #pragma once
 
-#include "tools/cluster_picture.h"
+#include "tools/hbctl/cluster_picture.h"
 
 namespace hbctl_test {
 

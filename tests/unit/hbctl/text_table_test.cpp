@@ -1,4 +1,4 @@
-#include "tools/text_table.h"
+#include "tools/hbctl/text_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "tools/stop_signal.h"
-#include "tools/waiting.h"
+#include "tools/hbctl/stop_signal.h"
+#include "tools/hbctl/waiting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/unit/infra/include_graph.h"
 #include "tests/unit/infra/source_tree.h"
 
 namespace {
@@ -29,7 +28,7 @@ std::map<std::string, std::string> pairs_in(const std::string &text, const std::
 
 // The codes of an enumeration of the wire header, each with its name.
 std::map<std::string, std::string> codes_of(const std::string &enumeration) {
-    const std::string header = read_source(root + "/lib/hb_wire.h");
+    const std::string header = read_source(root + "/lib/wire/hb_wire.h");
     const auto start = header.find("enum " + enumeration);
     EXPECT_NE(start, std::string::npos) << enumeration;
     const std::string body = header.substr(start, header.find("};", start) - start);
@@ -171,86 +170,11 @@ TEST(Architecture, TheTestsOfItsTableExistAndMentionTheEntry) {
     }
 }
 
-// ---- docs/architecture.md: the library's layers ----
-
-// From a module's path to its layer's place, the lowest first. "- **name**, what: `module`, `module`"
-std::map<std::string, int> layers_of(const std::string &document) {
-    std::map<std::string, int> layers;
-    int layer = -1;
-    for (const std::string &line : lines_of(document)) {
-        const bool begins = line.starts_with("- **");
-        layer += begins ? 1 : 0;
-        if (begins || (line.starts_with("  `") && layer >= 0)) {
-            for (const std::string &name : matches_of(line, std::regex("`([\\w/]+)`"))) {
-                const std::string path = name.starts_with("utils/") ? name : "lib/" + name;
-                EXPECT_TRUE(layers.emplace(path, layer).second) << name << " is in two layers";
-            }
-        }
-    }
-    return layers;
-}
-
-std::string layers_part(const std::string &document) {
-    const auto start = document.find("## The library's layers\n");
-    EXPECT_NE(start, std::string::npos);
-    return document.substr(start, document.find("\n## ", start) - start);
-}
-
-Include_Graph library_graph() {
-    Include_Graph graph;
-    for (const char *folder : {"lib", "utils"}) {
-        for (const std::string &path : source_files(root, folder, {".h", ".cpp"})) {
-            add_file(graph, path, read_source(root + "/" + path));
-        }
-    }
-    return graph;
-}
-
-// "a includes b", for every include that runs from a layer to one that is listed later.
-std::vector<std::string> upward_includes(const Include_Graph &graph, const std::map<std::string, int> &layers) {
-    std::vector<std::string> found;
-    for (const auto &[module, included] : graph) {
-        for (const std::string &name : included) {
-            if (layers.contains(module) && layers.contains(name) && layers.at(name) > layers.at(module)) {
-                found.push_back(module + " includes " + name);
-            }
-        }
-    }
-    return found;
-}
-
-TEST(Layers, AnIncludeOfALaterLayerIsSaid) {
-    const auto layers = layers_of("- **low**, is: `utils/a`,\n  `b`\n- **high**, too: `c`\n");
-    EXPECT_THAT(layers,
-                ElementsAre(testing::Pair("lib/b", 0), testing::Pair("lib/c", 1), testing::Pair("utils/a", 0)));
-    Include_Graph graph;
-    add_file(graph, "lib/b.h", "#include \"lib/c.h\"\n#include \"utils/a.h\"\n");
-    add_file(graph, "lib/c.cpp", "#include \"lib/b.h\"\n");
-    EXPECT_THAT(upward_includes(graph, layers), ElementsAre("lib/b includes lib/c"));
-}
-
-TEST(Architecture, EveryModuleOfTheLibraryHasAPlaceInItsLayers) {
-    std::vector<std::string> modules;
-    for (const auto &[module, included] : library_graph()) {
-        modules.push_back(module);
-    }
-    std::vector<std::string> placed;
-    for (const auto &[module, layer] : layers_of(layers_part(read_source(root + "/docs/architecture.md")))) {
-        placed.push_back(module);
-    }
-    EXPECT_EQ(modules, placed);
-}
-
-TEST(Architecture, NoModuleOfTheLibraryIncludesALaterLayer) {
-    const auto layers = layers_of(layers_part(read_source(root + "/docs/architecture.md")));
-    EXPECT_THAT(upward_includes(library_graph(), layers), IsEmpty());
-}
-
 // ---- Both: files they name ----
 
 TEST(Documents, TheFilesThatTheyNameExist) {
     static const std::regex path(
-        R"(`((?:include|lib|utils|platform|daemon|tools|providers|tests|packaging)/[\w./]+)`)");
+        R"(`((?:include|lib|utils|platform|host|cluster|engine|daemon|tools|providers|tests|packaging)/[\w./]+)`)");
     for (const char *document : {"docs/architecture.md", "docs/protocol.md"}) {
         const auto named = matches_of(read_source(root + "/" + document), path);
         EXPECT_FALSE(named.empty()) << document;

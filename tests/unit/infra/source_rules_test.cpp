@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/unit/infra/include_graph.h"
 #include "tests/unit/infra/source_tree.h"
 
 namespace {
@@ -15,33 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string root = HB_SOURCE_DIR;
-
-std::vector<std::string> sources_of(const std::string &folder) {
-    return source_files(root, folder, {".h", ".cpp", ".c"});
-}
-
-Include_Graph graph_of(const std::vector<std::string> &folders) {
-    Include_Graph graph;
-    for (const std::string &folder : folders) {
-        for (const std::string &path : sources_of(folder)) {
-            add_file(graph, path, read_source(root + "/" + path));
-        }
-    }
-    return graph;
-}
-
-// "file includes name" for every include of one of the folder's files that begins with the prefix.
-std::vector<std::string> includes_beginning_with(const std::string &folder, const std::string &prefix) {
-    std::vector<std::string> found;
-    for (const std::string &path : sources_of(folder)) {
-        for (const std::string &name : quoted_includes(read_source(root + "/" + path))) {
-            if (name.starts_with(prefix)) {
-                found.push_back(path + " includes " + name);
-            }
-        }
-    }
-    return found;
-}
 
 // Lines of structure members whose width depends on the build.
 std::vector<std::string> members_without_fixed_width(const std::string &source) {
@@ -60,46 +32,6 @@ std::vector<std::string> members_without_fixed_width(const std::string &source) 
     return found;
 }
 
-TEST(IncludeGraph, FindsTwoFilesThatIncludeEachOther) {
-    Include_Graph graph;
-    add_file(graph, "lib/a.h", "#include \"lib/b.h\"\n");
-    add_file(graph, "lib/b.cpp", "#include \"lib/a.h\"\n");
-    EXPECT_THAT(find_loop(graph), ElementsAre("lib/a", "lib/b", "lib/a"));
-}
-
-TEST(IncludeGraph, FindsALoopThroughThreeFiles) {
-    Include_Graph graph;
-    add_file(graph, "lib/a.cpp", "#include \"lib/b.h\"\n");
-    add_file(graph, "lib/b.h", "  #  include \"lib/c.h\" // why\n");
-    add_file(graph, "lib/c.cpp", "#include <vector>\n#include \"lib/a.h\"\n");
-    EXPECT_THAT(find_loop(graph), ElementsAre("lib/a", "lib/b", "lib/c", "lib/a"));
-}
-
-TEST(IncludeGraph, TakesASourceAndItsHeaderAsOne) {
-    Include_Graph graph;
-    add_file(graph, "lib/a.cpp", "#include \"lib/a.h\"\n#include \"lib/b.h\"\n");
-    add_file(graph, "lib/a.h", "#include \"hb_client.h\"\n");
-    EXPECT_THAT(find_loop(graph), IsEmpty());
-}
-
-TEST(Library, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
-    const Include_Graph graph = graph_of({"lib", "utils"});
-    ASSERT_GT(graph.size(), 25U);
-    EXPECT_THAT(find_loop(graph), IsEmpty());
-}
-
-TEST(Daemon, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
-    EXPECT_THAT(find_loop(graph_of({"daemon"})), IsEmpty());
-}
-
-TEST(Tools, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
-    EXPECT_THAT(find_loop(graph_of({"tools"})), IsEmpty());
-}
-
-TEST(Platform, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
-    EXPECT_THAT(find_loop(graph_of({"platform"})), IsEmpty());
-}
-
 // The files of lib/ whose code calls the function.
 std::vector<std::string> callers_of(const std::string &function) {
     const std::regex call("\\b" + function + R"(\([^;{]*\)[^{]*?[;)])");
@@ -114,54 +46,16 @@ std::vector<std::string> callers_of(const std::string &function) {
 
 TEST(Library, EveryAnswerIsAwaitedByTheOnePrimitive) {
     EXPECT_THAT(callers_of("hb_get_reply_from_server"),
-                ElementsAre("lib/hb_communication/control.cpp", "lib/hb_communication/routes.cpp"));
+                ElementsAre("lib/api/control.cpp", "lib/api/routes.cpp"));
     // Events come without having been awaited.
     EXPECT_THAT(callers_of("hb_receive_packet"),
-                ElementsAre("lib/hb_communication/event_intake.cpp", "lib/hb_communication/reply.cpp"));
+                ElementsAre("lib/api/event_intake.cpp", "lib/hb_communication/reply.cpp"));
 }
 
 TEST(Library, EveryConfigurationMessageGoesThroughTheOneLoader) {
-    EXPECT_THAT(
-        callers_of("hb_get_adapter_network"),
-        ElementsAre("lib/hb_communication/configuration_request.cpp", "lib/hb_communication/event_intake.cpp"));
+    EXPECT_THAT(callers_of("hb_get_adapter_network"),
+                ElementsAre("lib/hb_communication/configuration_request.cpp", "lib/api/event_intake.cpp"));
     EXPECT_THAT(callers_of("hb_load_snapshot"), ElementsAre("lib/hb_communication/configuration_load.cpp"));
-}
-
-TEST(Utilities, KnowNothingOfTheLibraryAboveThem) {
-    EXPECT_THAT(includes_beginning_with("utils", "lib/"), IsEmpty());
-}
-
-TEST(Platform, KnowsNothingOfTheLibraryAboveIt) {
-    EXPECT_THAT(includes_beginning_with("platform", "lib/"), IsEmpty());
-    EXPECT_THAT(includes_beginning_with("platform", "utils/"), IsEmpty());
-}
-
-TEST(Library, KnowsNothingOfDaemonToolsOrTests) {
-    for (const char *folder : {"lib", "utils", "platform", "include"}) {
-        for (const char *above : {"daemon/", "tools/", "tests/"}) {
-            EXPECT_THAT(includes_beginning_with(folder, above), IsEmpty());
-        }
-    }
-}
-
-TEST(Library, ItsFilesIncludeTheOnePairTheyNeedAndNotAGatheringHeader) {
-    for (const char *folder : {"lib", "utils"}) {
-        EXPECT_THAT(includes_beginning_with(folder, "lib/hb_global_data.h"), IsEmpty());
-        EXPECT_THAT(includes_beginning_with(folder, "lib/hb_communication.h"), IsEmpty());
-    }
-}
-
-TEST(Tools, UseThePublicHeaderAndTheTerminalsFilterAlone) {
-    for (const char *other : {"lib/", "utils/", "daemon/", "providers/", "platform/"}) {
-        EXPECT_THAT(includes_beginning_with("tools", other), IsEmpty());
-    }
-}
-
-TEST(Terminal, KnowsNothingOfAnyOtherPart) {
-    for (const char *other : {"lib/", "utils/", "daemon/", "providers/", "platform/", "tools/", "hb_", "qz_"}) {
-        EXPECT_THAT(includes_beginning_with("terminal", other), IsEmpty());
-    }
-    EXPECT_THAT(includes_beginning_with("lib", "terminal/"), IsEmpty());
 }
 
 TEST(WireRule, SeesMembersWhoseWidthDependsOnTheBuild) {
@@ -176,7 +70,7 @@ TEST(WireRule, SeesMembersWhoseWidthDependsOnTheBuild) {
 }
 
 TEST(Wire, StructuresHaveMembersOfFixedWidthOnly) {
-    const std::string source = read_source(root + "/lib/hb_wire.h");
+    const std::string source = read_source(root + "/lib/wire/hb_wire.h");
     ASSERT_NE(source.find("struct packet_str {"), std::string::npos);
     EXPECT_THAT(members_without_fixed_width(source), IsEmpty());
 }

@@ -8,11 +8,11 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "lib/MOX_HBC_trace.h"
-#include "lib/MOX_ORBFSEventPipeHandler.h"
-#include "lib/MOX_event_pipe.h"
-#include "lib/MOX_handlers.h"
+#include "lib/base/MOX_HBC_trace.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/mox/handlers/MOX_ORBFSEventPipeHandler.h"
+#include "lib/mox/handlers/event_pipe.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/deadline.h"
 
 // In place of the trace library's: where a thread that shows the queue can be cancelled.

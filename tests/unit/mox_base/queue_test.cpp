@@ -9,12 +9,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "lib/MOX_ORBFSEventPipeHandler.h"
-#include "lib/MOX_event_pipe.h"
-#include "lib/MOX_handlers.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/cluster_name.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/mox/handlers/MOX_ORBFSEventPipeHandler.h"
+#include "lib/mox/handlers/event_pipe.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/tables/trace_spy.h"
 

@@ -12,8 +12,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "lib/MOX_ORBFSHandler.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "tests/support/isolated.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/tables/trace_spy.h"
@@ -305,7 +305,7 @@ TEST(Construction, WithoutAMonitorsNameAborts) {
     EXPECT_EQ(SIGABRT, end.signal);
     std::stringstream said;
     said << std::ifstream(errors).rdbuf();
-    EXPECT_THAT(said.str(), testing::ContainsRegex("lib/MOX_ORBFSHandler:[0-9]+: "
+    EXPECT_THAT(said.str(), testing::ContainsRegex("lib/mox/handlers/MOX_ORBFSHandler:[0-9]+: "
                                                    "ORBFSHandler::ORBFSHandler\\(char\\*\\): "
                                                    "Assertion `__null != fname' failed"));
 }

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"

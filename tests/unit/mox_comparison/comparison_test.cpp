@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "hb_client.h"
-#include "lib/MOX_node_adapters.h"
-#include "lib/MOX_table_comparison.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/cluster_name.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/mox/node_adapters.h"
+#include "lib/mox/table_comparison.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/mox_comparison/tables.h"
 

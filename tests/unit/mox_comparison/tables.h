@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/MOX_ORBFSHandler.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 namespace hb_test {
 

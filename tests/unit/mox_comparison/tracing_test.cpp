@@ -1,7 +1,7 @@
 // What the comparison records, and in which order.
 #include <gtest/gtest.h>
 
-#include "lib/MOX_table_comparison.h"
+#include "lib/mox/table_comparison.h"
 #include "tests/unit/mox_comparison/tables.h"
 #include "tests/unit/tables/trace_spy.h"
 

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/mox_handlers/handler_call.h"
 #include "tests/unit/mox_handlers/moving.h"

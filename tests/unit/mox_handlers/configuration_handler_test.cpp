@@ -4,14 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSConfigurationHandler.h"
-#include "lib/MOX_handlers.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"

@@ -7,9 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handler_creation.h"
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/cluster_name.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"

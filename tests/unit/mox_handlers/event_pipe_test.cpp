@@ -7,15 +7,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSEventPipeHandler.h"
-#include "lib/MOX_event_pipe.h"
-#include "lib/MOX_handlers.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/mox/handlers/MOX_ORBFSEventPipeHandler.h"
+#include "lib/mox/handlers/event_pipe.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"

@@ -7,10 +7,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "lib/MOX_handlers.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/bytes.h"
 
 namespace hb_test {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "lib/MOX_ORBFSHandler.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "providers/sim/simulated_service.h"
 #include "tests/unit/tables/trace_spy.h"
 

@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handler_creation.h"
-#include "lib/MOX_handlers.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"

@@ -6,16 +6,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handlers.h"
-#include "lib/MOX_migration.h"
+#include "lib/api/MOX_migration.h"
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
-#include "lib/hb_global_data/session.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/fake_daemon.h"
 #include "tests/support/isolated.h"
 #include "tests/support/process_counters.h"

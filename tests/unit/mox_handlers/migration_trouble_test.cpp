@@ -9,12 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSConfigurationHandler.h"
-#include "lib/MOX_ORBFSRepositoryDiskHandler.h"
-#include "lib/MOX_handlers.h"
-#include "lib/MOX_table_update.h"
-#include "lib/hb_global_data/session.h"
+#include "lib/api/session.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+#include "lib/mox/handlers/MOX_ORBFSRepositoryDiskHandler.h"
+#include "lib/mox/handlers/process_handlers.h"
+#include "lib/mox/table_update.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"

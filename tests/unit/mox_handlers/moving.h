@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "hb_client.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "tests/support/fake_daemon.h"

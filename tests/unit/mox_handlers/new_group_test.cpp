@@ -5,10 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSNewGroupEventHandler.h"
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/cluster_name.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/mox/handlers/MOX_ORBFSNewGroupEventHandler.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"

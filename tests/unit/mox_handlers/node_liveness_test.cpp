@@ -5,11 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/faults.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"

@@ -7,10 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSRepositoryDiskHandler.h"
-#include "lib/MOX_handler_creation.h"
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/mox/handlers/MOX_ORBFSRepositoryDiskHandler.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_handlers/handler_call.h"

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSSiteConfigEventHandler.h"
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/mox/handlers/MOX_ORBFSSiteConfigEventHandler.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/bytes.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"

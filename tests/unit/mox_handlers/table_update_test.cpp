@@ -5,9 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/MOX_table_update.h"
-#include "lib/hb_global_data/error_number.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/table_update.h"
 #include "tests/support/bytes.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"

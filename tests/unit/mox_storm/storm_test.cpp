@@ -6,11 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSHandler.h"
-#include "lib/MOX_handlers.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/event_queue.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
+#include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/cluster_events/cluster.h"
 #include "tests/unit/mox_storm/model.h"

@@ -5,13 +5,13 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/MOX_ORBFSNewGroupEventHandler.h"
-#include "lib/MOX_handler_creation.h"
-#include "lib/MOX_handlers.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/subscription_names.h"
+#include "lib/mox/handlers/MOX_ORBFSNewGroupEventHandler.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
 
 namespace hb_test {
 namespace {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "daemon/log.h"
-#include "daemon/model/address.h"
+#include "cluster/address.h"
+#include "host/log.h"
 #include "providers/corosync/corosync_service.h"
 #include "tests/support/deadline.h"
 #include "tests/unit/wispd/fake_engine.h"

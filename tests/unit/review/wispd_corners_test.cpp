@@ -11,15 +11,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
+#include "cluster/description/cluster_file.h"
+#include "cluster/description/command.h"
+#include "cluster/description/command_json.h"
+#include "cluster/description/config_error.h"
+#include "cluster/description/toml_reader.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/shared_segments.h"
-#include "daemon/publisher/socket_file.h"
-#include "daemon/sources/cluster_file.h"
-#include "daemon/sources/command.h"
-#include "daemon/sources/command_json.h"
-#include "daemon/sources/config_error.h"
-#include "daemon/sources/toml_reader.h"
+#include "host/socket_file.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/hb_global_data/address_text.h"
+#include "lib/base/address_text.h"
 
 namespace {
 

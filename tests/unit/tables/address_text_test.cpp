@@ -1,4 +1,4 @@
-#include "lib/hb_global_data/address_text.h"
+#include "lib/base/address_text.h"
 
 #include <gtest/gtest.h>
 

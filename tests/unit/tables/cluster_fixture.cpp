@@ -2,11 +2,11 @@
 
 #include <cstring>
 
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
-#include "lib/hb_global_data/session.h"
 #include "lib/hb_global_data/subscription_names.h"
 
 namespace {

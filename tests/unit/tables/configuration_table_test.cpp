@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "cluster_fixture.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/session.h"
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 
 namespace {
 

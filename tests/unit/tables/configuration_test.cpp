@@ -1,12 +1,12 @@
-#include "lib/hb_configuration.h"
+#include "lib/api/hb_configuration.h"
 
 #include <climits>
 #include <cstring>
 
 #include "cluster_fixture.h"
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/session.h"
 #include "trace_spy.h"
 
 namespace {

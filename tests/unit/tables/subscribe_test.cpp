@@ -7,14 +7,14 @@
 #include <cstring>
 
 #include "cluster_fixture.h"
+#include "lib/api/hb_subscription.h"
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
-#include "lib/hb_communication/socket_path.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
 #include "lib/hb_global_data/operating_mode.h"
-#include "lib/hb_global_data/session.h"
 #include "lib/hb_global_data/subscription_names.h"
-#include "lib/hb_subscription.h"
+#include "lib/vexo/socket_path.h"
 #include "tests/support/bytes.h"
 #include "tests/support/deadline.h"
 #include "tests/support/unique_fd.h"

@@ -1,12 +1,12 @@
-#include "lib/hb_subscription.h"
+#include "lib/api/hb_subscription.h"
 
 #include <climits>
 #include <cstring>
 
 #include "cluster_fixture.h"
+#include "lib/api/session.h"
+#include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "lib/hb_global_data/error_number.h"
-#include "lib/hb_global_data/session.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <ostream>
 
-#include "lib/MOX_HBC_trace.h"
+#include "lib/base/MOX_HBC_trace.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "daemon/model/address.h"
-#include "daemon/model/configuration.h"
+#include "cluster/address.h"
+#include "cluster/configuration.h"
 
 namespace wispd_test {
 

@@ -1,4 +1,4 @@
-#include "daemon/sources/cluster_file.h"
+#include "cluster/description/cluster_file.h"
 #include "tests/support/temp_dir.h"
 
 #include <sys/stat.h>

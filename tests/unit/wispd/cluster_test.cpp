@@ -1,4 +1,4 @@
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

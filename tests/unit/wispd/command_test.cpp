@@ -1,4 +1,4 @@
-#include "daemon/sources/command_json.h"
+#include "cluster/description/command_json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

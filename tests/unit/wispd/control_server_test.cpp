@@ -1,4 +1,4 @@
-#include "daemon/sources/control_server.h"
+#include "cluster/description/control_server.h"
 
 #include <cerrno>
 #include <chrono>
@@ -15,8 +15,8 @@
 #include <asio/io_context.hpp>
 #include <gtest/gtest.h>
 
-#include "daemon/publisher/peer.h"
-#include "daemon/publisher/socket_file.h"
+#include "host/peer.h"
+#include "host/socket_file.h"
 #include "tests/support/deadline.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unique_fd.h"

@@ -1,5 +1,5 @@
 // Following an engine: what is told of it, and when.
-#include "daemon/sources/corosync/engine_follower.h"
+#include "engine/engine_follower.h"
 
 #include <poll.h>
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/sources/cluster_file.h"
+#include "cluster/description/cluster_file.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The engine in the daemon's event loop, with a thread of its own that asks it.
-#include "daemon/sources/corosync/engine_source.h"
+#include "engine/engine_source.h"
 
 #include <asio/io_context.hpp>
 #include <gmock/gmock.h>

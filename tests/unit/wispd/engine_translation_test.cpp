@@ -1,10 +1,10 @@
 // An engine's cluster in the daemon's terms.
-#include "daemon/sources/corosync/engine_translation.h"
+#include "engine/engine_translation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/model/address.h"
+#include "cluster/address.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "daemon/model/address.h"
-#include "daemon/sources/corosync/engine.h"
-#include "daemon/sources/corosync/local_interfaces.h"
+#include "cluster/address.h"
+#include "engine/engine.h"
+#include "engine/local_interfaces.h"
 
 namespace wispd_test {
 

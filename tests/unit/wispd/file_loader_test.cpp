@@ -1,4 +1,4 @@
-#include "daemon/sources/file_loader.h"
+#include "daemon/file_loader.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "daemon/model/keyring.h"
+#include "cluster/keyring.h"
 
 #include <cstring>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A cluster whose members an engine tells: nodes no longer follow from their adapters.
-#include "daemon/model/cluster.h"
+#include "cluster/cluster.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

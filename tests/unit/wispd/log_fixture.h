@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/log.h"
+#include "host/log.h"
 #include "tests/support/temp_dir.h"
 
 namespace wispd_test {

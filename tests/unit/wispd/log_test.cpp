@@ -1,4 +1,4 @@
-#include "daemon/log.h"
+#include "host/log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

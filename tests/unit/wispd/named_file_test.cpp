@@ -1,4 +1,4 @@
-#include "daemon/sources/named_file.h"
+#include "cluster/description/named_file.h"
 
 #include <fstream>
 
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/sources/config_error.h"
+#include "cluster/description/config_error.h"
 #include "tests/support/temp_dir.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // What clients ask for their node, with the time in the test's hand.
-#include "daemon/model/node_control.h"
+#include "cluster/node_control.h"
 
 #include <arpa/inet.h>
 

@@ -1,4 +1,4 @@
-#include "daemon/publisher/peer.h"
+#include "host/peer.h"
 
 #include <algorithm>
 

@@ -11,10 +11,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/log_file.h"
-#include "daemon/model/keyring.h"
-#include "daemon/pinned_file.h"
-#include "daemon/safe_directory.h"
+#include "cluster/keyring.h"
+#include "host/log_file.h"
+#include "host/pinned_file.h"
+#include "host/safe_directory.h"
 #include "tests/support/temp_dir.h"
 
 namespace {

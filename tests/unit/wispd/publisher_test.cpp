@@ -13,8 +13,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/publisher/socket_file.h"
-#include "daemon/text.h"
+#include "host/socket_file.h"
+#include "host/text.h"
 #include "tests/support/deadline.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unique_fd.h"

@@ -13,7 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/model/address.h"
+#include "cluster/address.h"
 #include "tests/support/deadline.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/bytes_by_hand.h"

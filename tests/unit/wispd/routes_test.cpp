@@ -1,9 +1,9 @@
-#include "daemon/model/routes.h"
+#include "cluster/routes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/model/address.h"
+#include "cluster/address.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

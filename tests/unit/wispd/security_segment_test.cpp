@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "daemon/model/keyring.h"
+#include "cluster/keyring.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 #include "tests/unit/wispd/segments_fixture.h"
 

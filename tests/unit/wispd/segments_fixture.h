@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "daemon/publisher/shared_segments.h"
-#include "daemon/publisher/socket_file.h"
+#include "host/socket_file.h"
 #include "tests/support/temp_dir.h"
 
 namespace wispd_test {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "daemon/start_failure.h"
+#include "host/start_failure.h"
 #include "tests/support/temp_dir.h"
 
 namespace {

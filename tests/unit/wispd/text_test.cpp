@@ -1,4 +1,4 @@
-#include "daemon/text.h"
+#include "host/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "daemon/sources/timeline.h"
+#include "cluster/description/timeline.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "daemon/sources/toml_nesting.h"
+#include "cluster/description/toml_nesting.h"
 
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "daemon/sources/config_error.h"
-#include "daemon/sources/toml_reader.h"
+#include "cluster/description/config_error.h"
+#include "cluster/description/toml_reader.h"
 
 namespace {
 

@@ -1,0 +1,238 @@
+// The cluster as it is now: who is configured, who is up, under which incarnation.
+//
+// Each operation changes the model and returns what has to be told. None does any I/O, so that every source
+// drives the same rules and a test needs neither socket nor clock.
+//
+//  - An adapter is up or down. Each time it comes up its incarnation grows by one.
+//  - A node is configured while one of its adapters is. It is up while one of its adapters is; the local
+//    node is always up, since the daemon runs on it.
+//  - Where an engine tells who is a member, that alone decides who is up, and nobody is up on a node that is none.
+//  - Up and down are about liveness. Join and leave are about the configuration.
+//  - An adapter that carries IP is up only while it has an address. One that was disabled, or whose interface
+//    was taken down, stays down until that is taken back or somebody who knows says that it is up.
+#ifndef WISPD_CLUSTER_H
+#define WISPD_CLUSTER_H
+
+#include <map>
+#include <optional>
+#include <ranges>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cluster/configuration.h"
+
+namespace wispd {
+
+// In the incarnation of a death: the adapter was removed from the configuration.
+inline constexpr Hb_Incarnation REMOVED_FROM_CONFIGURATION = 0x08000000;
+
+inline constexpr Hb_Adapter_Number NO_ADAPTER = 0xFFFFFFFF;
+
+// An operation that does not apply to the cluster as it is; nothing was changed.
+class Refused : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Adapter_Member {
+    Hb_Adapter_Number number;
+    Hb_Incarnation incarnation;
+
+    bool operator==(const Adapter_Member &) const = default;
+};
+
+struct Foreign_Instance {
+    Hb_IP_address6 sender{};
+    Hb_Config_Instance instance = 0;
+};
+
+// What an operation changed, to be told in the order of the members. Deaths come before the configuration
+// update and joins after it: a client then always knows the numbers that it is told about.
+struct Changes {
+    std::vector<Adapter_Member> adapter_deaths;
+    std::vector<Hb_Node_Number> node_deaths;
+    int node_slots_at_death = 0; // node slots while the deaths are told; an update may change them
+    bool configuration_updated = false;
+    std::vector<Adapter_Member> adapter_joins;
+    std::vector<Hb_Node_Number> node_joins;
+    std::optional<Heartbeat> heartbeat;
+    std::optional<Foreign_Instance> foreign_instance;
+    std::string failure_report; // a first-failure identifier that was reported by itself
+
+    bool any() const {
+        return changes_membership() || configuration_updated || heartbeat || foreign_instance ||
+               !failure_report.empty();
+    }
+    bool changes_membership() const {
+        return !adapter_deaths.empty() || !node_deaths.empty() || !adapter_joins.empty() || !node_joins.empty();
+    }
+};
+
+struct Network {
+    std::string name; // empty: not configured
+    std::string type;
+};
+
+struct Adapter {
+    bool known = false; // the file or a join described it
+    bool configured = false;
+    bool up = false;
+    bool starts_up = true; // what its description said last
+    bool carries_ip = true;
+    bool disabled = false;
+    bool interface_down = false;
+    bool told_down = false; // by an engine
+    Hb_Incarnation incarnation = 0;
+    Hb_IP_address6 address{};
+    std::string type;
+};
+
+struct Node {
+    std::string name;
+    std::optional<bool> member; // where an engine says who is a member; otherwise the adapters decide
+    int configured_adapters = 0;
+    int up_adapters = 0;
+    bool up = false;
+};
+
+// Who is alive, as one who knows the whole cluster sees it.
+struct Liveness {
+    std::set<int> nodes;
+    std::set<int64_t> adapters; // those of other nodes than these do not count
+    // Who went and came back since the last time: they die and join.
+    std::set<int> nodes_back;
+    std::set<int64_t> adapters_back;
+    // By node: its adapters that come up now have at least this one.
+    std::map<int, Hb_Incarnation> incarnations{};
+};
+
+class Cluster {
+  public:
+    explicit Cluster(const Configuration &configuration);
+
+    Changes node_up(int node);
+    Changes node_down(int node);
+    Changes node_join(int node);
+    Changes node_leave(int node);
+    Changes adapter_up(int64_t adapter);
+    Changes adapter_down(int64_t adapter);
+    // Without an address the adapter must be known already.
+    Changes adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
+                         const std::optional<std::string> &type);
+    Changes adapter_leave(int64_t adapter);
+
+    // These change nothing where it is so already.
+    Changes adapter_enable(int64_t adapter);
+    Changes adapter_disable(int64_t adapter);
+    Changes interface_up(int64_t adapter);
+    Changes interface_down(int64_t adapter);
+    // With its address an adapter comes up, unless it is held down; without it, it goes down.
+    Changes set_address(int64_t adapter, const Hb_IP_address6 &address);
+    Changes clear_address(int64_t adapter);
+    Changes swap_addresses(int64_t adapter, int64_t other);
+    // The local adapters that are up die and come back, as when the daemon slept beyond everybody's patience.
+    Changes sleep_and_wake();
+
+    // From here on members are told, and a node no longer follows from its adapters. Whoever is not configured is
+    // passed over; the local node is always a member.
+    Changes set_liveness(const Liveness &liveness);
+    // Both in one: the configuration, when there is one, and who is alive in it.
+    Changes follow(const std::optional<Configuration> &next, const Liveness &liveness);
+
+    // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
+    // is another than it was at the last configuration.
+    Changes reconfigure(const Configuration &next);
+
+    Changes set_heartbeat(const Heartbeat &settings);
+    Changes report_failure(const std::string &identifier) const;
+    Changes report_foreign_instance(const Foreign_Instance &foreign) const;
+
+    const std::string &name() const { return name_; }
+    Hb_Node_Number local_node() const { return local_node_; }
+    int max_nodes() const { return static_cast<int>(nodes_.size()); }
+    int adapters_per_node() const { return adapters_per_node_; }
+    Hb_Config_Instance instance() const { return instance_; }
+    const std::optional<Heartbeat> &heartbeat() const { return heartbeat_; }
+    // Generation of the configuration, from 1; never 0.
+    Hb_Sequence_Number configuration_sequence() const { return configuration_sequence_; }
+    // Generation of the adapter membership.
+    Hb_Incarnation group_incarnation() const { return group_incarnation_; }
+    int configured_adapters() const { return configured_adapters_; }
+
+    const std::vector<Network> &networks() const { return networks_; } // 0 to the highest configured
+    const std::vector<Node> &nodes() const { return nodes_; }          // by node number
+    const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
+
+    // Where an engine tells who is configured and who is up, all that would say otherwise is refused.
+    bool engine_tells() const { return engine_tells_; }
+
+    // The local node's adapter in that network; empty when it has none in the configuration.
+    std::optional<std::size_t> local_adapter(int network) const;
+    bool is_local(std::size_t adapter) const { return place_of(adapter).node == local_node_; }
+    // The configured adapter that has the address.
+    std::optional<std::size_t> owner_of(const Hb_IP_address6 &address) const;
+
+    std::vector<Adapter_Member> adapters_up() const;
+    std::vector<Hb_Node_Number> nodes_up() const;
+
+  private:
+    struct Numbering {
+        int node;
+        int slot;
+    };
+
+    void load(const Configuration &configuration);
+    Numbering place_of(std::size_t adapter) const;
+    // The numbers of the node's adapters, whether there are such or not.
+    std::ranges::iota_view<std::size_t, std::size_t> slots_of(std::size_t node) const;
+    std::size_t check_node(int node) const;
+    std::size_t check_configured_node(int node) const;
+    std::size_t check_adapter(int64_t adapter) const;
+    std::size_t check_configured_adapter(int64_t adapter) const;
+    void check_is_told_here() const;
+    void check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const;
+
+    Changes hold_down(int64_t adapter, bool Adapter::*hold);
+    Changes let_up(int64_t adapter, bool Adapter::*hold);
+
+    struct Before;
+    bool survives(std::size_t adapter, const Before &before) const;
+    void carry_over(std::size_t adapter, const Before &before, Changes &changes);
+    bool is_newly_up(std::size_t adapter, const Before &before) const;
+    void settle_nodes(const Before &before, Changes &changes);
+
+    void bring_up(std::size_t adapter, Changes &changes);
+    void take_down(std::size_t adapter, Hb_Incarnation flag, Changes &changes);
+    void add(std::size_t adapter);
+    void remove(std::size_t adapter, Changes &changes);
+    void settle_node(std::size_t node, Changes &changes);
+    void set_adapter_liveness(std::size_t adapter, bool up, bool back, Hb_Incarnation lowest, Changes &changes);
+    void update_configuration(Changes &changes);
+    Changes begin() const;
+    void finish(const Changes &changes);
+
+    std::string name_;
+    Hb_Node_Number local_node_ = 0;
+    int adapters_per_node_ = 0;
+    Hb_Config_Instance instance_ = 0;
+    std::optional<Heartbeat> heartbeat_;
+    bool engine_tells_ = false;
+    Hb_Sequence_Number configuration_sequence_ = 1;
+    Hb_Incarnation group_incarnation_ = 1;
+    int configured_adapters_ = 0;
+    std::vector<Network> networks_;
+    std::vector<Node> nodes_;
+    std::vector<Adapter> adapters_;
+};
+
+// Whether liveness is all that it lacks.
+bool can_be_up(const Adapter &adapter);
+
+// The incarnation after this one: never 0, never all bits set, and never with the removal flag in it.
+Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,21 @@
+// Commands and answers as lines of JSON.
+#ifndef WISPD_COMMAND_JSON_H
+#define WISPD_COMMAND_JSON_H
+
+#include <string>
+#include <string_view>
+
+#include "cluster/description/command.h"
+
+namespace wispd {
+
+// {"do":"node-down","node":3}. Throws Command_Error.
+Command parse_command_line(std::string_view line);
+
+// {"ok":true} and {"ok":false,"error":"..."}, without the line's end.
+std::string ok_line();
+std::string error_line(std::string_view error);
+
+} // namespace wispd
+
+#endif

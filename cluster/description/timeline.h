@@ -1,0 +1,28 @@
+// A timeline: commands with the time to wait before each.
+#ifndef WISPD_TIMELINE_H
+#define WISPD_TIMELINE_H
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cluster/description/command.h"
+#include "cluster/description/config_error.h"
+
+namespace wispd {
+
+struct Timeline_Event {
+    std::chrono::microseconds after{}; // after the event before
+    Command command;
+    std::string place; // "file:line:column", for the log
+};
+
+// All throw Config_Error.
+std::vector<Timeline_Event> read_timeline(const std::string &path);
+std::vector<Timeline_Event> read_named_timeline(const std::string &path); // one that a request names
+std::vector<Timeline_Event> parse_timeline(std::string_view document, const std::string &path);
+
+} // namespace wispd
+
+#endif

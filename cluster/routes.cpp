@@ -1,0 +1,143 @@
+#include "cluster/routes.h"
+
+#include <cstring>
+#include <deque>
+#include <optional>
+
+#include "cluster/address.h"
+
+namespace wispd {
+
+namespace {
+
+constexpr int LINKS_MOST = HB_ROUTE_HOPS / 2;
+
+// The last link of the way to a node.
+struct Reached {
+    int from = -1;
+    int network = -1;
+    int links = -1; // -1: not reached
+};
+
+enum class Kind { ip, any };
+
+// An engine's adapters are up as this node reaches them: what it does not reach by itself, nobody passes on.
+int links_most(const Cluster &cluster) {
+    return cluster.engine_tells() ? 1 : LINKS_MOST;
+}
+
+// A search in breadth: from the local node, from those that it reaches, and so on.
+class Search {
+  public:
+    Search(const Cluster &cluster, Kind kind)
+        : cluster_(cluster), kind_(kind), reached_(cluster.nodes().size()),
+          searched_(static_cast<std::size_t>(cluster.adapters_per_node())) {
+        reached_[static_cast<std::size_t>(cluster.local_node())].links = 0;
+        std::deque<int> waiting{cluster.local_node()};
+        while (!waiting.empty()) {
+            const int node = waiting.front();
+            waiting.pop_front();
+            if (reached_[static_cast<std::size_t>(node)].links < links_most(cluster)) {
+                search_from(node, waiting);
+            }
+        }
+    }
+
+    std::optional<Node_Route> route_to(int node) const {
+        const int links = reached_[static_cast<std::size_t>(node)].links;
+        if (links < 0) {
+            return std::nullopt;
+        }
+        Node_Route route;
+        if (links == 0) {
+            return own_adapter();
+        }
+        route.length = static_cast<uint16_t>(2 * links);
+        for (int link = links; link > 0; --link) {
+            const Reached &last = reached_[static_cast<std::size_t>(node)];
+            put(route, 2 * link - 2, last.from, last.network);
+            put(route, 2 * link - 1, node, last.network);
+            node = last.from;
+        }
+        return route;
+    }
+
+  private:
+    const Adapter &adapter(int node, int network) const {
+        return cluster_.adapters()[static_cast<std::size_t>(node * cluster_.adapters_per_node() + network)];
+    }
+
+    bool is_usable(int node, int network) const {
+        const Adapter &it = adapter(node, network);
+        return it.up && (kind_ == Kind::any || is_address(it.address));
+    }
+
+    bool has_adapters_up(int node) const {
+        return cluster_.nodes()[static_cast<std::size_t>(node)].up_adapters > 0;
+    }
+
+    // Everybody on a network is reached from the first who gets there, so each is looked at once.
+    void search_from(int node, std::deque<int> &waiting) {
+        for (int network = 0; network < cluster_.adapters_per_node(); ++network) {
+            if (searched_[static_cast<std::size_t>(network)] || !is_usable(node, network)) {
+                continue;
+            }
+            searched_[static_cast<std::size_t>(network)] = true;
+            const int links = reached_[static_cast<std::size_t>(node)].links + 1;
+            for (int other = 0; other < cluster_.max_nodes(); ++other) {
+                Reached &there = reached_[static_cast<std::size_t>(other)];
+                if (there.links < 0 && has_adapters_up(other) && is_usable(other, network)) {
+                    there = {node, network, links};
+                    waiting.push_back(other);
+                }
+            }
+        }
+    }
+
+    std::optional<Node_Route> own_adapter() const {
+        for (int network = 0; network < cluster_.adapters_per_node(); ++network) {
+            if (is_usable(cluster_.local_node(), network)) {
+                Node_Route route;
+                route.length = 1;
+                put(route, 0, cluster_.local_node(), network);
+                return route;
+            }
+        }
+        return std::nullopt;
+    }
+
+    void put(Node_Route &route, int hop, int node, int network) const {
+        const Hb_IP_address6 &address = adapter(node, network).address;
+        route.hops.sr_address[hop] = address;
+        route.is_ip = route.is_ip && is_address(address);
+    }
+
+    const Cluster &cluster_;
+    Kind kind_;
+    std::vector<Reached> reached_;
+    std::vector<bool> searched_;
+};
+
+} // namespace
+
+bool Node_Route::operator==(const Node_Route &other) const {
+    return length == other.length && is_ip == other.is_ip && std::memcmp(&hops, &other.hops, sizeof hops) == 0;
+}
+
+Routes compute_routes(const Cluster &cluster) {
+    const Search over_ip(cluster, Kind::ip);
+    const Search over_any(cluster, Kind::any);
+    Routes routes(cluster.nodes().size());
+    for (int node = 0; node < cluster.max_nodes(); ++node) {
+        std::optional<Node_Route> route = over_ip.route_to(node);
+        if (!route) {
+            route = over_any.route_to(node);
+        }
+        if (route) {
+            routes[static_cast<std::size_t>(node)] = *route;
+        }
+    }
+    return routes;
+}
+
+} // namespace wispd

@@ -1,0 +1,105 @@
+// Who is suspected to be down, and which adapters are given grace. The time is passed in.
+//
+// A suspicion becomes a death when it is due, unless a sign of life comes before.
+#ifndef WISPD_SUSPICIONS_H
+#define WISPD_SUSPICIONS_H
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "cluster/cluster.h"
+
+namespace wispd {
+
+using Time = std::chrono::steady_clock::time_point;
+
+// Numbers with the times at which they are due.
+template <typename Number> class Due_List {
+  public:
+    // False when it is there already; its time stands.
+    bool add(Number number, Time due) {
+        const bool is_new = times_.try_emplace(number, due).second;
+        if (is_new) {
+            order_.emplace(due, number);
+        }
+        return is_new;
+    }
+
+    // False when it was not there.
+    bool remove(Number number) {
+        const auto found = times_.find(number);
+        if (found == times_.end()) {
+            return false;
+        }
+        order_.erase({found->second, number});
+        times_.erase(found);
+        return true;
+    }
+
+    template <typename Predicate> void remove_if(Predicate predicate) {
+        std::erase_if(order_, [&](const auto &entry) { return predicate(entry.second); });
+        std::erase_if(times_, [&](const auto &entry) { return predicate(entry.first); });
+    }
+
+    std::vector<Number> take(Time now) {
+        std::vector<Number> due;
+        while (!order_.empty() && order_.begin()->first <= now) {
+            due.push_back(order_.begin()->second);
+            remove(due.back());
+        }
+        return due;
+    }
+
+    std::optional<Time> next() const {
+        return order_.empty() ? std::nullopt : std::optional(order_.begin()->first);
+    }
+
+    const std::map<Number, Time> &times() const { return times_; }
+
+  private:
+    std::map<Number, Time> times_;
+    std::set<std::pair<Time, Number>> order_;
+};
+
+class Suspicions {
+  public:
+    // False when it is suspected already; that suspicion's time stands.
+    bool suspect_node(int node, Time due);
+    bool suspect_adapter(int64_t adapter, Time due);
+    // False when it was not suspected.
+    bool clear_node(int node) { return nodes_.remove(node); }
+    bool clear_adapter(int64_t adapter) { return adapters_.remove(adapter); }
+
+    // Ends a suspicion of the adapter.
+    void give_grace(int64_t adapter, Time until);
+    bool in_grace(int64_t adapter, Time now) const;
+
+    // When the next suspicion is due.
+    std::optional<Time> next() const;
+    struct Due {
+        std::vector<int> nodes;
+        std::vector<int64_t> adapters;
+    };
+    Due take_due(Time now);
+
+    // Ends what a change has overtaken: who came up is alive, and who is down is suspected no more.
+    void heed(const Changes &changes, const Cluster &cluster);
+
+    const std::map<int, Time> &nodes() const { return nodes_.times(); }
+    const std::map<int64_t, Time> &adapters() const { return adapters_.times(); }
+    const std::map<int64_t, Time> &graces() const { return graces_; }
+
+  private:
+    Due_List<int> nodes_;
+    Due_List<int64_t> adapters_;
+    std::map<int64_t, Time> graces_;
+    int adapters_per_node_ = 0; // that the adapters' numbers were made with
+};
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,341 @@
+#include "engine/engine_connection.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include <poll.h>
+
+#include <corosync/cfg.h>
+#include <corosync/cmap.h>
+#include <corosync/quorum.h>
+
+#include "host/text.h"
+
+namespace wispd {
+namespace {
+
+constexpr const char *RELOADING = "config.reload_in_progress";
+constexpr const char *RELOAD_STATUS = "config.reload_status";
+constexpr uint32_t RELOAD_DONE_WELL = 1;
+constexpr std::chrono::seconds FIRST_MEMBERS_LATEST(2);
+
+void require(cs_error_t result, const char *what) {
+    if (result != CS_OK) {
+        throw Engine_Gone(text("the cluster engine: ", what, " gives ", cs_strerror(result)));
+    }
+}
+
+// One of the engine's sessions, ended with its owner.
+template <typename Handle, cs_error_t (*finalize)(Handle)> class Session {
+  public:
+    Session() = default;
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+    ~Session() {
+        if (open_) {
+            finalize(handle_);
+        }
+    }
+
+    Handle *to_open() { return &handle_; }
+    void opened(cs_error_t result, const char *what) {
+        require(result, what);
+        open_ = true;
+    }
+    Handle get() const { return handle_; }
+
+  private:
+    Handle handle_{};
+    bool open_ = false;
+};
+
+using Map = Session<cmap_handle_t, cmap_finalize>;
+using Quorum = Session<quorum_handle_t, quorum_finalize>;
+using Control = Session<corosync_cfg_handle_t, corosync_cfg_finalize>;
+
+std::optional<uint32_t> number_of(std::string_view digits) {
+    uint32_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return error == std::errc() && end == digits.data() + digits.size() ? std::optional(value) : std::nullopt;
+}
+
+// "a.b.c" behind a prefix as "a", "b", "c".
+std::vector<std::string_view> parts_behind(std::string_view prefix, std::string_view key) {
+    std::vector<std::string_view> parts;
+    std::string_view rest = key.substr(prefix.size());
+    while (!rest.empty()) {
+        const std::size_t dot = rest.find('.');
+        parts.push_back(rest.substr(0, dot));
+        rest = dot == std::string_view::npos ? std::string_view() : rest.substr(dot + 1);
+    }
+    return parts;
+}
+
+void for_each_key(const Map &map, const char *prefix, const std::function<void(std::string_view)> &use) {
+    cmap_iter_handle_t walk{};
+    require(cmap_iter_init(map.get(), prefix, &walk), "reading its map");
+    std::vector<std::string> keys;
+    char key[CMAP_KEYNAME_MAXLEN + 1];
+    std::size_t length = 0;
+    cmap_value_types_t type{};
+    cs_error_t result;
+    while ((result = cmap_iter_next(map.get(), walk, key, &length, &type)) == CS_OK) {
+        keys.emplace_back(key);
+    }
+    cmap_iter_finalize(map.get(), walk);
+    if (result != CS_ERR_NO_SECTIONS) {
+        require(result, "reading its map");
+    }
+    for (const std::string &found : keys) {
+        use(found);
+    }
+}
+
+std::string string_of(const Map &map, const std::string &key) {
+    char *value = nullptr;
+    const cs_error_t result = cmap_get_string(map.get(), key.c_str(), &value);
+    if (result == CS_ERR_NOT_EXIST) {
+        return {};
+    }
+    require(result, "reading its map");
+    std::string copy = value;
+    std::free(value);
+    return copy;
+}
+
+// The engine keeps numbers in whatever width it likes. Empty: there is no such key any more.
+std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
+    uint64_t value = 0;
+    std::size_t length = sizeof value;
+    cmap_value_types_t type{};
+    const cs_error_t result = cmap_get(map.get(), std::string(key).c_str(), &value, &length, &type);
+    if (result == CS_ERR_NOT_EXIST) {
+        return std::nullopt;
+    }
+    require(result, "reading its map");
+    return value;
+}
+
+class Engine_Connection final : public Engine {
+  public:
+    Engine_Connection();
+
+    std::vector<int> descriptors() const override { return descriptors_; }
+    Engine_News dispatch() override;
+    Engine_Configuration configuration() override;
+    Engine_Members members() override;
+    Engine_Members count_joins() override;
+    Engine_Links links(const Engine_Configuration &of) override;
+
+  private:
+    void await_members(int quorum);
+    uint32_t joins_of(uint32_t id);
+    void count_all_joins();
+    void take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
+    void track(const char *prefix);
+    void on_key(std::string_view key, int32_t event, const cmap_notify_value &value);
+
+    Map map_;
+    Map statistics_;
+    Quorum quorum_;
+    Control control_;
+    std::vector<int> descriptors_;
+    std::set<uint32_t> members_;
+    std::map<uint32_t, uint32_t> joins_; // of members and of those who were
+    std::set<uint32_t> not_counted_;     // of whom that is supposed
+    Engine_News news_;
+    bool reload_is_over_ = false;
+};
+
+Engine_Connection::Engine_Connection() {
+    map_.opened(cmap_initialize_map(map_.to_open(), CMAP_MAP_ICMAP), "opening its map");
+    statistics_.opened(cmap_initialize_map(statistics_.to_open(), CMAP_MAP_STATS), "opening its statistics");
+    const corosync_cfg_callbacks_t none{};
+    control_.opened(corosync_cfg_initialize(control_.to_open(), &none), "opening its control");
+
+    quorum_model_v1_data_t model{};
+    model.model = QUORUM_MODEL_V1;
+    model.nodelist_notify_fn = [](quorum_handle_t handle, quorum_ring_id, uint32_t count,
+                                  const uint32_t *members, uint32_t joined_count, const uint32_t *joined,
+                                  uint32_t, const uint32_t *) {
+        const void *context = nullptr;
+        if (quorum_context_get(handle, &context) == CS_OK) {
+            auto &self = *static_cast<Engine_Connection *>(const_cast<void *>(context));
+            self.take_members({members, members + count}, {joined, joined + joined_count});
+        }
+    };
+    uint32_t kind = 0;
+    quorum_.opened(quorum_model_initialize(quorum_.to_open(), QUORUM_MODEL_V1,
+                                           reinterpret_cast<quorum_model_data_t *>(&model), &kind, this),
+                   "opening its quorum");
+    require(quorum_trackstart(quorum_.get(), CS_TRACK_CHANGES | CS_TRACK_CURRENT), "following its members");
+    track("config.");
+    if (value_of(map_, RELOADING).value_or(0) != 0) {
+        throw Engine_Gone("the cluster engine: it is reloading its configuration");
+    }
+
+    int map = -1;
+    int quorum = -1;
+    require(cmap_fd_get(map_.get(), &map), "waiting for its map");
+    require(quorum_fd_get(quorum_.get(), &quorum), "waiting for its members");
+    descriptors_ = {map, quorum};
+    await_members(quorum);
+    count_all_joins();
+}
+
+// The first ones come by themselves, and this node is always one of them.
+void Engine_Connection::await_members(int quorum) {
+    const auto until = std::chrono::steady_clock::now() + FIRST_MEMBERS_LATEST;
+    while (members_.empty()) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+        pollfd waiting{quorum, POLLIN, 0};
+        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0) {
+            throw Engine_Gone("the cluster engine: it does not tell its members");
+        }
+        dispatch();
+    }
+}
+
+void Engine_Connection::track(const char *prefix) {
+    cmap_track_handle_t handle{};
+    require(cmap_track_add(
+                map_.get(), prefix, CMAP_TRACK_ADD | CMAP_TRACK_MODIFY | CMAP_TRACK_DELETE | CMAP_TRACK_PREFIX,
+                [](cmap_handle_t, cmap_track_handle_t, int32_t event, const char *key, cmap_notify_value value,
+                   cmap_notify_value,
+                   void *self) { static_cast<Engine_Connection *>(self)->on_key(key, event, value); },
+                this, &handle),
+            "following its map");
+}
+
+// A reload is over when its mark falls; what it was worth is beside it.
+void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
+    uint64_t number = 0;
+    if (key != RELOADING || value.data == nullptr || value.len > sizeof number) {
+        return;
+    }
+    std::copy_n(static_cast<const char *>(value.data), value.len, reinterpret_cast<char *>(&number));
+    reload_is_over_ = reload_is_over_ || number == 0;
+}
+
+Engine_News Engine_Connection::dispatch() {
+    news_ = {};
+    require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "listening to its map");
+    require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "listening to its members");
+    // Not within the callback: what is thrown there would go through the engine's own library.
+    if (std::exchange(reload_is_over_, false)) {
+        news_.configuration = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
+        news_.refused_reload = !news_.configuration;
+    }
+    return news_;
+}
+
+Engine_Configuration Engine_Connection::configuration() {
+    constexpr std::string_view prefix = "nodelist.node.";
+    Engine_Configuration read;
+    read.cluster_name = string_of(map_, "totem.cluster_name");
+    unsigned int local = 0;
+    require(corosync_cfg_local_get(control_.get(), &local), "telling this node's id");
+    read.local_id = local;
+    std::map<uint32_t, Engine_Node> by_position;
+    for_each_key(map_, prefix.data(), [&](std::string_view key) {
+        const std::vector<std::string_view> parts = parts_behind(prefix, key);
+        const std::optional<uint32_t> position = parts.size() == 2 ? number_of(parts[0]) : std::nullopt;
+        if (!position) {
+            return;
+        }
+        Engine_Node &node = by_position[*position];
+        constexpr std::string_view ring = "ring";
+        constexpr std::string_view addr = "_addr";
+        if (parts[1] == "nodeid") {
+            node.id = static_cast<uint32_t>(value_of(map_, key).value_or(0));
+        } else if (parts[1] == "name") {
+            node.name = string_of(map_, std::string(key));
+        } else if (parts[1].starts_with(ring) && parts[1].ends_with(addr)) {
+            const auto link =
+                number_of(parts[1].substr(ring.size(), parts[1].size() - ring.size() - addr.size()));
+            if (link) {
+                node.addresses[static_cast<int>(*link)] = string_of(map_, std::string(key));
+            }
+        }
+    });
+    for (auto &[position, node] : by_position) {
+        if (node.id != 0) {
+            read.nodes.push_back(std::move(node));
+        }
+    }
+    return read;
+}
+
+void Engine_Connection::take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
+    for (const uint32_t id : joined) {
+        ++joins_[id];
+        not_counted_.insert(id);
+    }
+    members_ = members;
+    news_.membership = true;
+}
+
+Engine_Members Engine_Connection::members() {
+    Engine_Members supposed;
+    for (const uint32_t id : members_) {
+        supposed[id] = joins_[id];
+    }
+    return supposed;
+}
+
+Engine_Members Engine_Connection::count_joins() {
+    for (const uint32_t id : std::exchange(not_counted_, {})) {
+        joins_[id] = joins_of(id);
+    }
+    return members();
+}
+
+uint32_t Engine_Connection::joins_of(uint32_t id) {
+    return static_cast<uint32_t>(value_of(map_, text("runtime.members.", id, ".join_count")).value_or(0));
+}
+
+// Also of those who have left.
+void Engine_Connection::count_all_joins() {
+    constexpr std::string_view prefix = "runtime.members.";
+    for_each_key(map_, prefix.data(), [&](std::string_view key) {
+        const std::vector<std::string_view> parts = parts_behind(prefix, key);
+        const std::optional<uint32_t> id =
+            parts.size() == 2 && parts[1] == "join_count" ? number_of(parts[0]) : std::nullopt;
+        if (id) {
+            joins_[*id] = joins_of(*id);
+        }
+    });
+    not_counted_.clear();
+}
+
+// Each is asked for by its name: walking through all that the engine counts of a link takes ten times as long.
+Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
+    Engine_Links read;
+    for (const Engine_Node &node : of.nodes) {
+        for (const auto &[link, address] : node.addresses) {
+            const std::string prefix = text("stats.knet.node", node.id, ".link", link);
+            const auto connected = value_of(statistics_, prefix + ".connected");
+            if (connected) {
+                const auto times_down = value_of(statistics_, prefix + ".down_count");
+                read[{node.id, link}] = {*connected != 0, static_cast<uint32_t>(times_down.value_or(0))};
+            }
+        }
+    }
+    return read;
+}
+
+} // namespace
+
+std::unique_ptr<Engine> connect_to_engine() {
+    return std::make_unique<Engine_Connection>();
+}
+
+} // namespace wispd

@@ -1,0 +1,279 @@
+#include "engine/engine_follower.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "host/log.h"
+#include "host/text.h"
+
+namespace wispd {
+namespace {
+
+constexpr std::chrono::milliseconds FIRST_RETRY(100);
+constexpr std::chrono::milliseconds LONGEST_RETRY(1000);
+
+int64_t seconds_of(std::chrono::milliseconds time) {
+    return std::chrono::duration_cast<std::chrono::seconds>(time).count();
+}
+
+bool says_the_same(const Liveness &is, const Liveness &told) {
+    return is.nodes_back.empty() && is.adapters_back.empty() && is.nodes == told.nodes &&
+           is.adapters == told.adapters;
+}
+
+} // namespace
+
+Engine_Follower::Engine_Follower(const Engine_Settings &settings, Engine_Connect connect,
+                                 std::unique_ptr<Local_Interfaces> interfaces)
+    : settings_(settings), connect_(std::move(connect)), interfaces_(std::move(interfaces)),
+      retry_after_(FIRST_RETRY) {
+    wait_point_.add({interfaces_->descriptor()});
+    wait_point_.wake_at(retry_at_);
+}
+
+void Engine_Follower::set(const Engine_Settings &settings) {
+    must_reread_ = must_reread_ || settings.names != settings_.names;
+    settings_ = settings;
+    wait_point_.wake_at({});
+}
+
+std::optional<Engine_Step> Engine_Follower::advance(Time now) {
+    interfaces_->dispatch();
+    try {
+        if (!engine_ && now >= retry_at_) {
+            connect(now);
+        }
+        if (engine_) {
+            listen();
+            look_at_links(now);
+        }
+    } catch (const std::runtime_error &trouble) { // the engine's end, or no descriptors to be had
+        lose(trouble.what(), now);
+    }
+    if (!engine_ && configuration_ && std::exchange(must_reread_, false)) {
+        take_configuration(engine_configuration_, false); // its names are wispd's own, and wait for no engine
+    }
+    drop_overdue(now);
+    std::optional<Engine_Step> step;
+    if (configuration_) {
+        Liveness is = liveness();
+        if (configuration_is_new_ || !told_ || !says_the_same(is, *told_)) {
+            step.emplace();
+            step->liveness = is;
+            if (std::exchange(configuration_is_new_, false)) {
+                step->configuration = configuration_;
+            }
+            told_ = std::move(is);
+        }
+    }
+    wait_point_.wake_at(next_due());
+    return step;
+}
+
+Engine_Follower::Time Engine_Follower::next_due() const {
+    Time due = engine_ ? look_at_ : retry_at_;
+    for (const auto &[node, until] : held_nodes_) {
+        due = std::min(due, until);
+    }
+    for (const auto &[adapter, until] : held_adapters_) {
+        due = std::min(due, until);
+    }
+    return due;
+}
+
+// ---- The engine ----
+
+void Engine_Follower::connect(Time now) {
+    ++status_.attempts;
+    // Counts begin anew with a new engine.
+    members_told_.clear();
+    links_told_.clear();
+    engine_ = connect_();
+    wait_point_.add(engine_->descriptors());
+    members_ = engine_->members();
+    Engine_Configuration read = engine_->configuration();
+    log_info(text("engine: connected to Corosync, ", members_.size(), " members"));
+    take_configuration(std::move(read), false);
+    must_reread_ = false;
+    look_at_ = now;
+    retry_after_ = FIRST_RETRY;
+    status_.connected = true;
+    status_.trouble.clear();
+    status_.attempts = 0;
+}
+
+void Engine_Follower::listen() {
+    const Engine_News news = engine_->dispatch();
+    if (news.refused_reload) {
+        log_warning("engine: it refused to reload its configuration, which stays as it was; its log says why");
+    }
+    if (news.membership) {
+        take_members(engine_->members());
+    }
+    if (news.configuration || must_reread_) {
+        log_info("engine: the configuration is read anew");
+        Engine_Configuration read = engine_->configuration();
+        must_reread_ = false;
+        take_configuration(std::move(read), news.configuration);
+        // Who came with it is told with it.
+        look_at_ = {};
+        must_count_joins_ = must_count_joins_ || std::exchange(has_news_of_members_, false);
+    }
+}
+
+// The links of one that is another than before are not those that were seen.
+void Engine_Follower::take_members(const Engine_Members &now) {
+    std::erase_if(links_, [&](const auto &link) {
+        const auto was = members_.find(link.first.first);
+        const auto is = now.find(link.first.first);
+        return was != members_.end() && is != now.end() && was->second < is->second;
+    });
+    members_ = now;
+    has_news_of_members_ = true;
+}
+
+// One that has no place in the model leaves the one before in force, with the names that it has.
+void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news) {
+    try {
+        Configuration translated = translate(read, settings_.names);
+        if (configuration_ && translated.local_node != configuration_->local_node) {
+            throw Engine_Refused(text("the local node was ", configuration_->local_node, " and now is ",
+                                      translated.local_node, ": restart wispd"));
+        }
+        configuration_is_new_ = configuration_is_new_ || is_news || !configuration_ ||
+                                read != engine_configuration_ || settings_.names != names_in_force_;
+        renumber_held(read);
+        engine_configuration_ = std::move(read);
+        names_in_force_ = settings_.names;
+        configuration_ = std::move(translated);
+        status_.refused.clear();
+    } catch (const Engine_Refused &refused) {
+        status_.refused = refused.what();
+        log_error(text("engine: its configuration is refused: ", refused.what(),
+                       configuration_ ? "; the one before stays in force" : ""));
+    }
+}
+
+// Who is awaited is so under the number that he has from now on; who is not configured any more is not.
+void Engine_Follower::renumber_held(const Engine_Configuration &next) {
+    std::map<int, Time> nodes;
+    std::map<int64_t, Time> adapters;
+    for (const Engine_Node &node : next.nodes) {
+        const auto is_same = [&](const Engine_Node &before) { return before.id == node.id; };
+        if (std::none_of(engine_configuration_.nodes.begin(), engine_configuration_.nodes.end(), is_same)) {
+            continue;
+        }
+        const int before = node_number(node.id, names_in_force_);
+        const int now = node_number(node.id, settings_.names);
+        if (const auto held = held_nodes_.find(before); held != held_nodes_.end()) {
+            nodes[now] = held->second;
+        }
+        for (const auto &[link, address] : node.addresses) {
+            const auto held = held_adapters_.find(int64_t{before} * ENGINE_ADAPTERS_PER_NODE + link);
+            if (held != held_adapters_.end()) {
+                adapters[int64_t{now} * ENGINE_ADAPTERS_PER_NODE + link] = held->second;
+            }
+        }
+    }
+    held_nodes_ = std::move(nodes);
+    held_adapters_ = std::move(adapters);
+}
+
+void Engine_Follower::look_at_links(Time now) {
+    // Who died or joined is told before anything is asked that the engine may be slow to answer.
+    if (std::exchange(has_news_of_members_, false)) {
+        must_count_joins_ = true;
+        look_at_ = now;
+    } else if (now >= look_at_) {
+        if (std::exchange(must_count_joins_, false)) {
+            // Nothing happened by that: who went and came back was told so, however the engine counts it.
+            members_ = members_told_ = engine_->count_joins();
+        }
+        links_ = engine_->links(engine_configuration_);
+        look_at_ = now + settings_.patience.poll;
+    }
+}
+
+void Engine_Follower::lose(const std::string &why, Time now) {
+    if (engine_) {
+        wait_point_.remove(engine_->descriptors());
+        engine_.reset();
+    }
+    members_.clear();
+    links_.clear();
+    if (std::exchange(status_.connected, false)) {
+        log_warning(text("engine: gone (", why, "); the other nodes count as dead in ",
+                         seconds_of(settings_.patience.grace), " s unless it comes back"));
+        hold_who_is_up(now);
+    } else if (status_.trouble.empty()) {
+        log_warning(text("engine: cannot be reached (", why, "); trying again"));
+    }
+    status_.trouble = why;
+    retry_at_ = now + retry_after_;
+    retry_after_ = std::min(2 * retry_after_, LONGEST_RETRY);
+}
+
+// ---- Who is up ----
+
+void Engine_Follower::hold_who_is_up(Time now) {
+    if (!told_) {
+        return;
+    }
+    for (const int node : told_->nodes) {
+        if (node != configuration_->local_node) {
+            held_nodes_.try_emplace(node, now + settings_.patience.grace);
+        }
+    }
+    for (const int64_t adapter : told_->adapters) {
+        if (adapter / ENGINE_ADAPTERS_PER_NODE != configuration_->local_node) {
+            held_adapters_.try_emplace(adapter, now + settings_.patience.grace);
+        }
+    }
+}
+
+void Engine_Follower::drop_overdue(Time now) {
+    const std::size_t dead = std::erase_if(held_nodes_, [&](const auto &held) { return held.second <= now; });
+    std::erase_if(held_adapters_, [&](const auto &held) { return held.second <= now; });
+    if (dead > 0) {
+        log_warning(text("engine: ", dead, " nodes were not seen again within ",
+                         seconds_of(settings_.patience.grace), " s after its end"));
+    }
+}
+
+Liveness Engine_Follower::liveness() {
+    Liveness is = translate(engine_configuration_, names_in_force_, {members_, links_},
+                            {members_told_, links_told_}, local_links());
+    members_told_ = members_;
+    links_told_ = links_;
+    std::erase_if(held_nodes_, [&](const auto &held) { return is.nodes.contains(held.first); });
+    std::erase_if(held_adapters_, [&](const auto &held) { return is.adapters.contains(held.first); });
+    is.nodes.insert(configuration_->local_node); // whatever its engine does
+    status_.awaited.clear();
+    for (const auto &[node, until] : held_nodes_) {
+        is.nodes.insert(node);
+        status_.awaited.push_back(node);
+    }
+    // Who was found again and went is awaited no more.
+    std::erase_if(held_adapters_, [&](const auto &held) {
+        return !is.nodes.contains(static_cast<int>(held.first / ENGINE_ADAPTERS_PER_NODE));
+    });
+    for (const auto &[adapter, until] : held_adapters_) {
+        is.adapters.insert(adapter);
+    }
+    return is;
+}
+
+std::set<int> Engine_Follower::local_links() const {
+    std::set<int> links;
+    for (const Configured_Node &node : configuration_->nodes) {
+        for (const Configured_Adapter &adapter : node.adapters) {
+            if (node.number == configuration_->local_node && interfaces_->carries(adapter.address)) {
+                links.insert(adapter.network);
+            }
+        }
+    }
+    return links;
+}
+
+} // namespace wispd

@@ -1,0 +1,301 @@
+#include "engine/engine_source.h"
+
+#include <cerrno>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+
+#include "host/log.h"
+#include "host/signals_blocked.h"
+#include "host/text.h"
+
+namespace wispd {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
+constexpr std::chrono::seconds SILENT_AFTER(2);
+constexpr std::chrono::seconds FIRST_ANSWER_LATEST(3);
+constexpr std::chrono::seconds END_AFTER(1);
+constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as a membership takes to be formed anew
+
+// What the thread and the loop share; whoever of them is the last removes it.
+struct Shared {
+    explicit Shared(std::unique_ptr<Engine_Follower> the_follower)
+        : follower(std::move(the_follower)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+          status(follower->status()) {
+        if (wake < 0) {
+            throw std::system_error(errno, std::generic_category(), "waiting for the cluster engine");
+        }
+    }
+    Shared(const Shared &) = delete;
+    Shared &operator=(const Shared &) = delete;
+    ~Shared() { close(wake); }
+
+    const std::unique_ptr<Engine_Follower> follower; // the thread's alone
+    const int wake;
+
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool has_ended = false;
+    bool must_end = false;
+    std::optional<Clock::time_point> asking_since;
+    std::optional<Engine_Settings> wanted;
+    Engine_Status status;
+};
+
+void wait_for_either(const Shared &shared) {
+    pollfd waiting[] = {{shared.follower->descriptor(), POLLIN, 0}, {shared.wake, POLLIN, 0}};
+    poll(waiting, 2, -1);
+    eventfd_t count = 0;
+    eventfd_read(shared.wake, &count);
+}
+
+// `tell` is called under the lock, and never after must_end is set.
+template <typename Tell> void follow(Shared &shared, Tell tell) {
+    while (true) {
+        wait_for_either(shared);
+        std::optional<Engine_Settings> wanted;
+        {
+            const std::lock_guard lock(shared.mutex);
+            if (shared.must_end) {
+                break;
+            }
+            wanted = std::exchange(shared.wanted, std::nullopt);
+            shared.asking_since = Clock::now();
+        }
+        if (wanted) {
+            shared.follower->set(*wanted);
+        }
+        std::optional<Engine_Step> step = shared.follower->advance(Clock::now());
+        const std::lock_guard lock(shared.mutex);
+        shared.asking_since.reset();
+        if (shared.must_end) {
+            break;
+        }
+        const bool was_silent = shared.status.silent;
+        shared.status = shared.follower->status();
+        if (step || was_silent) {
+            tell(std::move(step));
+        }
+    }
+    const std::lock_guard lock(shared.mutex);
+    shared.has_ended = true;
+    shared.ended.notify_all();
+}
+
+Engine_Step first_step(Engine_Follower &follower) {
+    const Clock::time_point until = Clock::now() + follower.settings().patience.grace;
+    while (true) {
+        if (std::optional<Engine_Step> step = follower.advance(Clock::now())) {
+            return std::move(*step);
+        }
+        if (!follower.status().refused.empty()) {
+            throw std::runtime_error(
+                text("the cluster engine's configuration is refused: ", follower.status().refused));
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+        if (left.count() <= 0) {
+            throw std::runtime_error(text(follower.status().trouble, "; start Corosync, or look into its log"));
+        }
+        pollfd waiting{follower.descriptor(), POLLIN, 0};
+        poll(&waiting, 1, static_cast<int>(left.count()));
+    }
+}
+
+// Of the thread that waits for the first step, and of who waits for the thread.
+struct First_Step {
+    explicit First_Step(std::unique_ptr<Engine_Follower> the_follower) : follower(std::move(the_follower)) {}
+
+    std::unique_ptr<Engine_Follower> follower;
+    std::promise<Engine_Step> step;
+};
+
+} // namespace
+
+// An engine that is held up keeps whoever asks it, so that a thread does, which can be left behind.
+Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
+    const std::chrono::milliseconds longest = follower->settings().patience.grace + FIRST_ANSWER_LATEST;
+    const auto first = std::make_shared<First_Step>(std::move(follower));
+    std::future<Engine_Step> step = first->step.get_future();
+    std::thread thread = [&first] {
+        const Signals_Blocked blocked;
+        return std::thread([first] {
+            try {
+                first->step.set_value(first_step(*first->follower));
+            } catch (...) {
+                first->step.set_exception(std::current_exception());
+            }
+        });
+    }();
+    if (step.wait_for(longest) == std::future_status::timeout) {
+        thread.detach();
+        throw std::runtime_error("the cluster engine runs, but does not answer; find what holds Corosync up");
+    }
+    thread.join();
+    follower = std::move(first->follower);
+    return step.get();
+}
+
+class Engine_Source::Impl {
+  public:
+    Impl(asio::io_context &context, std::unique_ptr<Engine_Follower> follower, const Engine_Step &first,
+         std::function<void(const Engine_Step &)> on_step)
+        : patience_(follower->settings().patience), local_node_(first.configuration->local_node),
+          last_(first.liveness), on_step_(std::move(on_step)),
+          shared_(std::make_shared<Shared>(std::move(follower))), watch_(context) {
+        const Signals_Blocked blocked;
+        thread_ = std::thread([shared = shared_, alive = std::weak_ptr(alive_), this, &context] {
+            follow(*shared, [&](std::optional<Engine_Step> step) {
+                asio::post(context, [alive, this, step = std::move(step)] {
+                    if (!alive.expired()) {
+                        take(step);
+                    }
+                });
+            });
+        });
+        watch();
+    }
+    Impl(const Impl &) = delete;
+    Impl &operator=(const Impl &) = delete;
+
+    ~Impl() {
+        std::unique_lock lock(shared_->mutex);
+        shared_->must_end = true;
+        eventfd_write(shared_->wake, 1);
+        const bool ended = shared_->ended.wait_for(lock, END_AFTER, [this] { return shared_->has_ended; });
+        lock.unlock();
+        ended ? thread_.join() : thread_.detach();
+    }
+
+    Engine_Status status() const {
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->status;
+    }
+
+    void set(const Engine_Settings &settings) {
+        patience_ = settings.patience;
+        const std::lock_guard lock(shared_->mutex);
+        shared_->wanted = settings;
+        eventfd_write(shared_->wake, 1);
+    }
+
+  private:
+    void take(const std::optional<Engine_Step> &step) {
+        if (std::exchange(complained_, false)) {
+            log_info("engine: it answers again");
+        }
+        if (!step) {
+            return;
+        }
+        last_ = step->liveness;
+        if (!given_up_) {
+            on_step_(*step);
+        } else if (step->configuration) {
+            unheard_configuration_ = step->configuration;
+        }
+    }
+
+    // Its first words after a silence are older than that: it has yet to find out what it missed.
+    void return_to_it() {
+        given_up_ = false;
+        on_step_({std::exchange(unheard_configuration_, std::nullopt), without_flaps(last_)});
+    }
+
+    static Liveness without_flaps(Liveness liveness) {
+        liveness.nodes_back.clear();
+        liveness.adapters_back.clear();
+        return liveness;
+    }
+
+    void watch() {
+        watch_.expires_after(WATCH_INTERVAL);
+        watch_.async_wait([this](const asio::error_code &aborted) {
+            if (!aborted) {
+                look();
+                watch();
+            }
+        });
+    }
+
+    void look() {
+        Clock::duration silence{};
+        {
+            const std::lock_guard lock(shared_->mutex);
+            if (shared_->asking_since) {
+                silence = Clock::now() - *shared_->asking_since;
+                shared_->status.silent = shared_->status.silent || silence >= SILENT_AFTER;
+            }
+        }
+        looks_with_answer_ = silence < SILENT_AFTER ? looks_with_answer_ + 1 : 0;
+        if (given_up_ && looks_with_answer_ >= LOOKS_UNTIL_BELIEVED) {
+            return_to_it();
+        }
+        if (silence >= SILENT_AFTER && !complained_) {
+            complained_ = true;
+            log_warning(
+                text("engine: it does not answer; clients stay, and the other nodes count as dead after ",
+                     std::chrono::duration_cast<std::chrono::seconds>(patience_.grace).count(), " s of that"));
+        }
+        if (silence >= std::max<Clock::duration>(patience_.grace, SILENT_AFTER) && !given_up_) {
+            given_up_ = true;
+            log_warning("engine: it has not answered for so long that the other nodes count as dead");
+            on_step_({std::nullopt, of_local_node(last_)});
+        }
+    }
+
+    Liveness of_local_node(const Liveness &all) const {
+        Liveness local;
+        local.nodes = {local_node_};
+        for (const int64_t adapter : all.adapters) {
+            if (adapter / ENGINE_ADAPTERS_PER_NODE == local_node_) {
+                local.adapters.insert(adapter);
+            }
+        }
+        return local;
+    }
+
+    Engine_Patience patience_;
+    const Hb_Node_Number local_node_;
+    Liveness last_; // what the engine told
+    bool complained_ = false;
+    bool given_up_ = false; // the others were told dead although it told nothing
+    int looks_with_answer_ = 0;
+    std::optional<Configuration> unheard_configuration_;
+    std::function<void(const Engine_Step &)> on_step_;
+    std::shared_ptr<Shared> shared_;
+    const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    asio::steady_timer watch_;
+    std::thread thread_;
+};
+
+Engine_Source::Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower,
+                             const Engine_Step &first, std::function<void(const Engine_Step &)> on_step)
+    : impl_(std::make_unique<Impl>(context, std::move(follower), first, std::move(on_step))) {}
+
+Engine_Source::~Engine_Source() = default;
+
+Engine_Status Engine_Source::status() const {
+    return impl_->status();
+}
+
+void Engine_Source::set(const Engine_Settings &settings) {
+    impl_->set(settings);
+}
+
+} // namespace wispd

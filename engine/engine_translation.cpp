@@ -1,0 +1,164 @@
+#include "engine/engine_translation.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <netdb.h>
+
+#include "cluster/address.h"
+#include "host/text.h"
+
+namespace wispd {
+namespace {
+
+constexpr uint32_t HIGHEST_NUMBER = HB_NODE_SLOTS - 1;
+
+// The first address of a host's name; all zero when it has none.
+Hb_IP_address6 looked_up(const std::string &name) {
+    addrinfo *found = nullptr;
+    Hb_IP_address6 address{};
+    if (getaddrinfo(name.c_str(), nullptr, nullptr, &found) != 0) {
+        return address;
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+    char text[INET6_ADDRSTRLEN] = "";
+    const void *bytes =
+        found->ai_family == AF_INET
+            ? static_cast<const void *>(&reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr)
+            : &reinterpret_cast<sockaddr_in6 *>(found->ai_addr)->sin6_addr;
+    if (inet_ntop(found->ai_family, bytes, text, sizeof text) != nullptr) {
+        address = parse_address(text).value_or(address);
+    }
+    return address;
+}
+
+std::string network_name(int link, const Engine_Names &names) {
+    const auto found = names.networks.find(link);
+    return found != names.networks.end() ? found->second : text("link", link);
+}
+
+Configured_Node translate(const Engine_Node &from, const Engine_Names &names) {
+    Configured_Node node;
+    node.number = static_cast<Hb_Node_Number>(node_number(from.id, names));
+    node.name = from.name.empty() ? text("node", node.number) : from.name;
+    for (const auto &[link, address] : from.addresses) {
+        Configured_Adapter adapter;
+        adapter.network = static_cast<Hb_Network_Number>(link);
+        const std::optional<Hb_IP_address6> numeric = parse_address(address);
+        adapter.address = numeric ? *numeric : looked_up(address);
+        adapter.carries_ip = is_address(adapter.address);
+        adapter.type = text("knet", link);
+        adapter.up = false;
+        node.adapters.push_back(adapter);
+    }
+    return node;
+}
+
+int64_t adapter_number(int node, int link) {
+    return static_cast<int64_t>(node) * ENGINE_ADAPTERS_PER_NODE + link;
+}
+
+// A counter that is higher than at the look before: it went and came back. A lower one was only set back.
+bool is_back(const Engine_Look &now, const Engine_Look &before, uint32_t id) {
+    const auto was = before.members.find(id);
+    return was != before.members.end() && was->second < now.members.at(id);
+}
+
+bool is_back(const Engine_Look &now, const Engine_Look &before, const std::pair<uint32_t, int> &link) {
+    const auto was = before.links.find(link);
+    return was != before.links.end() && was->second.connected &&
+           was->second.times_down < now.links.at(link).times_down;
+}
+
+} // namespace
+
+int node_number(uint32_t id, const Engine_Names &names) {
+    const auto named = names.nodes.find(id);
+    if (named != names.nodes.end()) {
+        return named->second;
+    }
+    if (id > HIGHEST_NUMBER) {
+        throw Engine_Refused(text("the engine's node ", id, " has no number: ids above ", HIGHEST_NUMBER,
+                                  " need one in a [[source.node]] of wispd's configuration file"));
+    }
+    return static_cast<int>(id);
+}
+
+Configuration translate(const Engine_Configuration &engine, const Engine_Names &names) {
+    Configuration configuration;
+    configuration.name = engine.cluster_name;
+    configuration.max_nodes = HB_NODE_SLOTS;
+    configuration.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
+    configuration.engine_tells = true;
+    configuration.instance = names.instance;
+    configuration.heartbeat = names.heartbeat;
+    configuration.local_node = static_cast<Hb_Node_Number>(node_number(engine.local_id, names));
+    std::map<int, uint32_t> ids;
+    std::set<int> links;
+    for (const Engine_Node &node : engine.nodes) {
+        const auto [taken, is_new] = ids.try_emplace(node_number(node.id, names), node.id);
+        if (!is_new) {
+            throw Engine_Refused(text("the engine's nodes ", taken->second, " and ", node.id,
+                                      " would both have the number ", taken->first,
+                                      ": give one of them another in [[source.node]]"));
+        }
+        configuration.nodes.push_back(translate(node, names));
+        for (const auto &[link, address] : node.addresses) {
+            links.insert(link);
+        }
+    }
+    if (!ids.contains(configuration.local_node)) {
+        throw Engine_Refused(text("the engine's node list does not hold this node, ", engine.local_id));
+    }
+    std::map<std::string, int> called;
+    for (const int link : links) {
+        const auto [other, is_new] = called.try_emplace(network_name(link, names), link);
+        if (!is_new) {
+            throw Engine_Refused(text("the engine's links ", other->second, " and ", link,
+                                      " would both be called \"", other->first,
+                                      "\": give one of them another name in [[source.network]]"));
+        }
+        configuration.networks.push_back(
+            {static_cast<Hb_Network_Number>(link), network_name(link, names), "knet"});
+    }
+    return configuration;
+}
+
+Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Look &now,
+                   const Engine_Look &before, const std::set<int> &local_links) {
+    Liveness liveness;
+    for (const Engine_Node &node : engine.nodes) {
+        const int number = node_number(node.id, names);
+        const auto member = now.members.find(node.id);
+        if (member != now.members.end()) {
+            liveness.nodes.insert(number);
+            liveness.incarnations[number] = member->second;
+            if (is_back(now, before, node.id)) {
+                liveness.nodes_back.insert(number);
+            }
+        }
+        for (const auto &[link, address] : node.addresses) {
+            const int64_t adapter = adapter_number(number, link);
+            if (node.id == engine.local_id) {
+                if (local_links.contains(link)) {
+                    liveness.adapters.insert(adapter);
+                }
+                continue;
+            }
+            const auto state = now.links.find({node.id, link});
+            if (state != now.links.end() && state->second.connected) {
+                liveness.adapters.insert(adapter);
+                if (is_back(now, before, {node.id, link})) {
+                    liveness.adapters_back.insert(adapter);
+                }
+            }
+        }
+    }
+    return liveness;
+}
+
+} // namespace wispd

@@ -1,9 +1,0 @@
-#include "lib/Hb_Csock_Base.h"
-
-Hb_Csock_Base::Hb_Csock_Base() : myError(0) {}
-
-Hb_Csock_Base::~Hb_Csock_Base() = default;
-
-long Hb_Csock_Base::Error() {
-    return myError;
-}

@@ -1,0 +1,161 @@
+#include "lib/api/MOX_migration.h"
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+#include <initializer_list>
+#include <pthread.h>
+#include <utility>
+
+#include "hb_client.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/error_number.h"
+#include "lib/base/uncancelled.h"
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_global_data/known_nodes.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/session_state.h"
+#include "lib/hb_global_data/working_table.h"
+#include "lib/mox/event_reading.h"
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+#include "lib/mox/handlers/handler_creation.h"
+#include "lib/mox/handlers/process_handlers.h"
+#include "lib/mox/table_comparison.h"
+#include "lib/mox/table_update.h"
+
+namespace {
+
+// Keeps SIGPIPE from this thread: the daemon that is told to end may have ended already, and the move goes on.
+class Without_Sigpipe {
+  public:
+    Without_Sigpipe() {
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        sigset_t pending;
+        was_pending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    Without_Sigpipe(const Without_Sigpipe &) = delete;
+    Without_Sigpipe &operator=(const Without_Sigpipe &) = delete;
+    ~Without_Sigpipe() {
+        sigset_t pending;
+        if (!was_pending_ && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1) {
+            const Hb_Uncancelled guard; // waiting is a cancellation point
+            const timespec at_once = {};
+            sigtimedwait(&pipe_, nullptr, &at_once);
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+  private:
+    sigset_t pipe_;
+    sigset_t before_;
+    bool was_pending_;
+};
+
+void tell_daemon_to_end() {
+    const Without_Sigpipe guard;
+    hb_mox_delayed_daemon_shutdown();
+}
+
+using Skip_Unread = std::initializer_list<std::pair<const ORBFSHandler *, int>>;
+
+bool skip_unread(Skip_Unread monitors) {
+    bool any = false;
+    for (const auto &[handler, category] : monitors) {
+        if (handler != nullptr) {
+            any = MOX_skip_unread_events(handler->getFileDescriptor(), category) || any;
+        }
+    }
+    return any;
+}
+
+// Every commit reports the configuration, so the service has reported it. It knows so when its events are read.
+bool skip_unread_configuration() {
+    return skip_unread({{node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
+                        {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG}});
+}
+
+// Until the first commit the daemon has reported what happened since the monitors were opened. Once those events are
+// read, the service's answers are what is now, and nothing is reported a second time.
+bool skip_what_the_daemon_reported() {
+    const Skip_Unread liveness = {{node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
+                                  {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS}};
+    bool any = skip_unread(liveness);
+    any = skip_unread_configuration() || any;
+    // The liveness of a node that joined can be read only once its joining has been.
+    return skip_unread(liveness) || any;
+}
+
+void queue_differences(bool leaves_daemon) {
+    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
+    if (configuration != nullptr) {
+        configuration->queue_all_differences(MOX_prepared_table, leaves_daemon ? skip_what_the_daemon_reported
+                                                                               : skip_unread_configuration);
+    }
+}
+
+// In cluster-event mode the handlers that deliver events stay; those that this preparation has made go.
+Hb_Rc refuse(const MOX_Handler_Set &before) {
+    MOX_delete_handlers_except(before);
+    MOX_drop_prepared_table();
+    return Hb_Failure;
+}
+
+} // namespace
+
+Hb_Rc hb_migrate_to_mox_prep() {
+    MOX_drop_prepared_table();
+    migrate_to_mox_prep = true;
+    if (!hb_is_open()) {
+        return hb_fail(22);
+    }
+    const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
+    const Hb_Rc created = MOX_create_global_event_handlers();
+    if (created != Hb_Success) {
+        set_hb_errno(74);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
+        return refuse(before);
+    }
+    const MOX_Known_Nodes nodes;
+    const Hb_Rc built = hb_mox_update_global_tbl(&MOX_prepared_table, nullptr, nullptr);
+    if (built != Hb_Success) {
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_TABLE, built);
+        return Hb_Failure;
+    }
+    if (global_config_tbl.local_node_number != MOX_prepared_table.local_node_number) {
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_OTHER_NODE, int{global_config_tbl.local_node_number},
+                        int{MOX_prepared_table.local_node_number});
+        return refuse(before);
+    }
+    const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &MOX_prepared_table);
+    if (known != Hb_Success) {
+        set_hb_errno(75);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
+        return refuse(before);
+    }
+    return Hb_Success;
+}
+
+void hb_migrate_construct_global_table_and_events() {
+    queue_differences(false);
+}
+
+Hb_Rc hb_migrate_to_mox_commit() {
+    tell_daemon_to_end();
+    const bool leaves_daemon = !IsMOX;
+    IsMOX = true;
+    hb_remove_client_select();
+    hb_remove_socket();
+    migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
+    queue_differences(leaves_daemon);
+    MOX_drop_prepared_table();
+    migrate_to_mox_prep = false;
+    return Hb_Success;
+}
+
+Hb_Rc hb_migrate_to_mox_abort() {
+    MOX_delete_global_event_handlers();
+    MOX_drop_prepared_table();
+    return Hb_Success;
+}

@@ -1,8 +1,0 @@
-#include "lib/hb_communication/int_compare.h"
-
-int int_compare(const void *a, const void *b) {
-    const int first = *static_cast<const int *>(a);
-    const int second = *static_cast<const int *>(b);
-    // Not the difference, which does not fit for ints far apart.
-    return (first > second) - (first < second);
-}

@@ -1,7 +1,0 @@
-#include "lib/hb_global_data/mutex_cleanup.h"
-
-#include <pthread.h>
-
-void mutex_cleanup_handler(void *mutex) {
-    pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
-}

@@ -1,0 +1,101 @@
+// What every handler that watches a monitor does: read one event, and tell by its result what to do.
+#ifndef MOX_EVENT_READING_H
+#define MOX_EVENT_READING_H
+
+#include <cerrno>
+#include <cstring>
+
+#include "hb_client.h"
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/uncancelled.h"
+#include "qz_mox.h"
+
+// An event that was read; it goes back to the service with this object.
+class MOX_Read_Event {
+  public:
+    MOX_Read_Event() = default;
+    MOX_Read_Event(const MOX_Read_Event &) = delete;
+    MOX_Read_Event &operator=(const MOX_Read_Event &) = delete;
+    ~MOX_Read_Event() {
+        if (held_) {
+            const Hb_Errno_Keeper kept;
+            const Hb_Uncancelled guard;
+            qz_orb_release_event(&event_);
+        }
+    }
+
+    int read(int fd, int category) {
+        const int result = qz_orb_read_event(fd, category, &event_);
+        held_ = result == 0;
+        return result;
+    }
+    const qz_orb_event_metadata_t &metadata() const { return event_; }
+    bool has_record() const {
+        const void *record = nullptr; // of whatever category: each member is a pointer
+        static_assert(sizeof record == sizeof event_.event);
+        std::memcpy(&record, &event_.event, sizeof record);
+        return record != nullptr;
+    }
+
+  private:
+    qz_orb_event_metadata_t event_ = {};
+    bool held_ = false;
+};
+
+// A handler's trace records; 0 for one that it has not.
+struct MOX_Handler_Records {
+    Hb_Trace_Id entry;
+    Hb_Trace_Id read_failed;
+    Hb_Trace_Id exit;
+    Hb_Trace_Id no_event;
+};
+
+inline constexpr int MOX_NO_EVENT = -16;
+
+// Reads what is unread and makes nothing of it, until there is no event or a reading fails. A service that never runs
+// out of events ends it after a while. Whether there was any.
+inline bool MOX_skip_unread_events(int fd, int category) {
+    constexpr int most_events = 200'000; // two for each adapter that there can be
+    const Hb_Errno_Keeper kept;
+    int skipped = 0;
+    for (int result = 0; result == 0 && skipped < most_events;) {
+        MOX_Read_Event event;
+        result = event.read(fd, category);
+        skipped += result == 0 ? 1 : 0;
+    }
+    return skipped > 0;
+}
+
+// Whether a handler makes anything of its event's record.
+enum class MOX_Record_Use { needed, not_needed };
+
+inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
+    if (id != Hb_Trace_Id{}) {
+        hb_trace_values(HB_TRACE_INFO, id, fd);
+    }
+}
+
+// Reads one event of the category and has `process` make of it what the call is to give. Without an event
+// *events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
+// without a record counts as a failed reading where the record is needed.
+template <typename Process>
+Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, int *events, Process process,
+                       MOX_Record_Use use = MOX_Record_Use::needed) {
+    MOX_Read_Event event;
+    const int result = event.read(fd, category);
+    if (result == MOX_NO_EVENT) {
+        MOX_trace_handler(records.no_event, fd);
+        *events = 0;
+        return Hb_Success;
+    }
+    const bool usable = use == MOX_Record_Use::not_needed || event.has_record();
+    if (result != 0 || !usable) {
+        hb_trace_values(HB_TRACE_INFO, records.read_failed, result, fd, int{errno});
+        return Hb_Failure;
+    }
+    const Hb_Rc processed = process(event.metadata());
+    MOX_trace_handler(records.exit, fd);
+    return processed;
+}
+
+#endif

@@ -1,0 +1,20 @@
+// Adapters that come up and go down, and are added and removed.
+#ifndef MOX_ORBFSADAPTEREVENTHANDLER_H
+#define MOX_ORBFSADAPTEREVENTHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+
+class ORBFSAdapterEventHandler : public ORBFSConfigurationHandler {
+  public:
+    explicit ORBFSAdapterEventHandler(char *name);
+    ~ORBFSAdapterEventHandler() override;
+
+    // Errors: those of update_global_table_and_construct_events.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+  private:
+    Hb_Rc process(const qz_orb_event_metadata_t &event, int *events, char *name, Hb_Group *group,
+                  unsigned long *seqnum_p);
+};
+
+#endif

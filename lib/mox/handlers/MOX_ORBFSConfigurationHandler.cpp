@@ -1,0 +1,179 @@
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+
+#include <cstring>
+#include <initializer_list>
+
+#include "lib/base/MOX_HBC_trace.h"
+#include "lib/base/error_number.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/known_nodes.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_dump.h"
+#include "lib/hb_global_data/working_table.h"
+#include "lib/mox/event_construction.h"
+#include "lib/mox/handlers/event_output.h"
+#include "lib/mox/handlers/event_pipe.h"
+#include "lib/mox/table_comparison.h"
+#include "lib/mox/table_update.h"
+
+namespace {
+
+void queue(MOX_Event *ev, Hb_Trace_Id id) {
+    if (ev != nullptr) {
+        hb_trace_values(HB_TRACE_INFO, id, ev->group.Hb_events);
+        MOX_add_event_at_end(ev);
+    }
+}
+
+} // namespace
+
+// What the working table has that the live one has not, and the other way round; and the marker that is to stand
+// between the adapter numbers of the two, where one is wanted.
+struct ORBFSConfigurationHandler::Differences {
+    MOX_Event *adapters_gone = nullptr;
+    MOX_Event *nodes_gone = nullptr;
+    MOX_Event *marker = nullptr;
+    MOX_Event *nodes_new = nullptr;
+    MOX_Event *adapters_new = nullptr;
+    bool is_whole = true; // false: memory was short for one of them
+
+    bool departed() const { return adapters_gone != nullptr || nodes_gone != nullptr; }
+    bool joined() const { return adapters_new != nullptr || nodes_new != nullptr; }
+    void drop() {
+        for (MOX_Event **ev : {&adapters_gone, &nodes_gone, &marker, &nodes_new, &adapters_new}) {
+            delete *ev;
+            *ev = nullptr;
+        }
+    }
+};
+
+ORBFSConfigurationHandler::ORBFSConfigurationHandler(char *name) : ORBFSHandler(name) {}
+
+ORBFSConfigurationHandler::~ORBFSConfigurationHandler() = default;
+
+Hb_Rc ORBFSConfigurationHandler::handler(int *, char *, Hb_Group *, unsigned long *) {
+    return Hb_Success;
+}
+
+void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, int *events, char *name,
+                                                          Hb_Group *group) {
+    hb_trace_values(HB_TRACE_ERRORS, HB_TR_DEPARTED_ADAPTERS_DELIVERED, departed->group.Hb_events);
+    if (!MOX_tell(departed->group.Hb_events, networkEventSubscriptionName, events, name)) {
+        hb_trace_id(HB_TRACE_INFO, HB_TR_DEPARTED_ADAPTERS_UNSUBSCRIBED);
+    }
+    copy_adapter_Hb_Group(&departed->group, group);
+    delete departed;
+}
+
+// All events are made before one is queued or the table is taken: what cannot be reported now is owed.
+ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes nodes, Marker marker) {
+    const int not_made_before = MOX_events_not_made();
+    Differences found;
+    if (MOX_working_table() == MOX_Working_Table::built) {
+        compare_global_config_tables(&global_config_tbl_new, &found.adapters_gone, &found.nodes_gone,
+                                     &found.marker, &found.adapters_new, &found.nodes_new);
+        if (nodes == Nodes::with_states) {
+            MOX_nodes_down_in_the_other(global_config_tbl, global_config_tbl_new, HB_EVENT_DEATH,
+                                        &found.nodes_gone);
+            MOX_nodes_down_in_the_other(global_config_tbl_new, global_config_tbl, HB_EVENT_JOIN,
+                                        &found.nodes_new);
+        }
+    }
+    const bool wants_marker = marker == Marker::always || found.departed() ||
+                              (marker == Marker::with_any_difference && found.joined());
+    if (wants_marker && found.marker == nullptr) {
+        found.marker = MOX_make_config_marker();
+    }
+    found.is_whole = MOX_events_not_made() == not_made_before;
+    return found;
+}
+
+Hb_Rc ORBFSConfigurationHandler::report_later(Differences &found) {
+    found.drop();
+    MOX_discard_working_table();
+    MOX_owe_comparison(true);
+    return hb_fail(17);
+}
+
+// The table becomes live with the marker; without one, at once.
+void ORBFSConfigurationHandler::queue_all(const Differences &found) {
+    queue(found.adapters_gone, HB_TR_DEPARTED_ADAPTERS_QUEUED);
+    queue(found.nodes_gone, HB_TR_DEPARTED_NODES_QUEUED);
+    if (found.marker != nullptr) {
+        MOX_await_marker(found.marker);
+        queue(found.marker, migrate_to_mox_prep ? HB_TR_CONFIG_CHANGE_QUEUED : HB_TR_CONFIG_MARKER_QUEUED);
+    }
+    queue(found.nodes_new, HB_TR_JOINED_NODES_QUEUED);
+    queue(found.adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
+}
+
+Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *events, char *name,
+                                                                          Hb_Group *group,
+                                                                          unsigned long *seqnum_p,
+                                                                          qz_orb_event_metadata_t *event) {
+    hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
+    MOX_tell_nothing(events, name, seqnum_p);
+    hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
+    if (hb_mox_update_working_table(event) != Hb_Success) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
+        return Hb_Failure;
+    }
+    hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
+    // Records of nodes may have been read while the service did not answer.
+    Differences found = compare(MOX_comparison_is_owed() ? Nodes::with_states : Nodes::by_presence,
+                                migrate_to_mox_prep ? Marker::with_any_difference : Marker::with_departures);
+    if (!found.is_whole) {
+        return report_later(found);
+    }
+    MOX_owe_comparison(false);
+    // While a move is being prepared everything is queued. Otherwise what departed first is delivered at once.
+    if (!migrate_to_mox_prep) {
+        if (found.adapters_gone != nullptr) {
+            deliver_departed_adapters(found.adapters_gone, events, name, group);
+            found.adapters_gone = nullptr;
+        }
+        if (found.marker == nullptr) {
+            *events = HB_EVENT_CONFIG;
+            std::strcpy(name, "Hb_Config_Group");
+        }
+    }
+    queue_all(found);
+    if (MOX_working_table() == MOX_Working_Table::built) {
+        MOX_take_working_table();
+        hb_trace_id(HB_TRACE_INFO, HB_TR_WORKING_TABLE_TAKEN);
+        hb_mox_dump_global_table(&global_config_tbl, "Update global table: current table after copy");
+    }
+    const Hb_Rc result = MOX_write_to_event_pipe();
+    hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
+    return result;
+}
+
+Hb_Rc ORBFSConfigurationHandler::queue_all_differences(Hb_Configuration_Internal &prepared,
+                                                       bool (*skip_unread_events)()) {
+    hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
+    const MOX_Newest_Table_As_Live newest;
+    const MOX_Known_Nodes until_the_marker;
+    hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
+    bool is_current = hb_mox_update_working_table(nullptr) == Hb_Success;
+    const bool is_answered = is_current;
+    if (is_answered && skip_unread_events()) {
+        is_current = hb_mox_update_working_table(nullptr) == Hb_Success;
+    }
+    const int query_error = hb_get_errno();
+    if (is_answered || MOX_use_prepared_table(prepared)) {
+        hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
+    }
+    Differences found = compare(Nodes::with_states, Marker::always);
+    if (!found.is_whole) {
+        return report_later(found);
+    }
+    if (!is_current) {
+        set_hb_errno(query_error);
+    }
+    MOX_owe_comparison(!is_current); // something may have happened since the table was read
+    queue_all(found);
+    const Hb_Rc result = MOX_write_to_event_pipe();
+    hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
+    return result;
+}

@@ -1,0 +1,41 @@
+// The base of the handlers whose events change the configuration.
+#ifndef MOX_ORBFSCONFIGURATIONHANDLER_H
+#define MOX_ORBFSCONFIGURATIONHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
+#include "qz_mox.h"
+
+class ORBFSConfigurationHandler : public ORBFSHandler {
+  public:
+    explicit ORBFSConfigurationHandler(char *name);
+    ~ORBFSConfigurationHandler() override;
+
+    // Does nothing and succeeds; derived classes override it.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+    // Rebuilds the working table from the service and turns the difference to the live one into events: what
+    // departed first is given to the caller at once, the rest is queued. When the service does not answer nothing is
+    // compared, reported or changed; the next rebuilding that succeeds reports the difference, nodes included. The same
+    // holds when memory is short for an event. Errors: 59, and those of hb_mox_update_global_tbl.
+    Hb_Rc update_global_table_and_construct_events(int *events, char *name, Hb_Group *group,
+                                                   unsigned long *seqnum_p, qz_orb_event_metadata_t *event);
+
+    // The same for a commit: everything is queued, with exactly one marker, and nodes that both tables know are
+    // compared by their states as well. skip_unread_events reads what the monitors hold, once the service has
+    // answered, and says whether there was anything: the service is then asked again. When it does not answer, the
+    // table that the preparation built is used and emptied; where that is empty nothing is compared. The queue's
+    // newest pending table counts as the live one. Errors: 59, 73, and those of hb_mox_update_global_tbl; with 17
+    // nothing is queued.
+    Hb_Rc queue_all_differences(Hb_Configuration_Internal &prepared, bool (*skip_unread_events)());
+
+  private:
+    struct Differences;
+    enum class Nodes { by_presence, with_states };
+    enum class Marker { with_departures, with_any_difference, always };
+    Differences compare(Nodes nodes, Marker marker);
+    static Hb_Rc report_later(Differences &found);
+    static void queue_all(const Differences &found);
+    void deliver_departed_adapters(MOX_Event *departed, int *events, char *name, Hb_Group *group);
+};
+
+#endif

@@ -1,0 +1,22 @@
+// Hands the queued events to the caller, one for each wake-up.
+#ifndef MOX_ORBFSEVENTPIPEHANDLER_H
+#define MOX_ORBFSEVENTPIPEHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
+
+class ORBFSEventPipeHandler : public ORBFSPipeHandler {
+  public:
+    ORBFSEventPipeHandler(int *fds, char *name);
+    explicit ORBFSEventPipeHandler(char *name);
+    ~ORBFSEventPipeHandler() override;
+
+    // Errors: 59; 72 the byte read is not a wake-up (it goes on).
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+  private:
+    void take_wake_up();
+    void deliver(MOX_Event &ev, int *events, char *name, Hb_Group *group);
+    void copy_group(MOX_Event &ev, Hb_Group *group);
+};
+
+#endif

@@ -1,0 +1,25 @@
+// Answers a new subscription with the group as it stands.
+#ifndef MOX_ORBFSNEWGROUPEVENTHANDLER_H
+#define MOX_ORBFSNEWGROUPEVENTHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
+
+class ORBFSNewGroupEventHandler : public ORBFSPipeHandler {
+  public:
+    ORBFSNewGroupEventHandler(int *fds, char *name);
+    explicit ORBFSNewGroupEventHandler(char *name);
+    ~ORBFSNewGroupEventHandler() override;
+
+    // Errors: 58 no request could be read, 64 node or 65 interface query failed, 68 an unknown request.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+  private:
+    Hb_Rc build_node_group(int *events, char *name, Hb_Group *group);
+    Hb_Rc build_adapter_group(int *events, char *name, Hb_Group *group);
+};
+
+// The requests, one byte each.
+inline constexpr char MOX_NEW_NODE_GROUP = 1;
+inline constexpr char MOX_NEW_ADAPTER_GROUP = 2;
+
+#endif

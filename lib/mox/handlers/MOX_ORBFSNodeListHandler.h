@@ -1,0 +1,16 @@
+// The list of nodes changed.
+#ifndef MOX_ORBFSNODELISTHANDLER_H
+#define MOX_ORBFSNODELISTHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+
+class ORBFSNodeListHandler : public ORBFSConfigurationHandler {
+  public:
+    explicit ORBFSNodeListHandler(char *name);
+    ~ORBFSNodeListHandler() override;
+
+    // Errors: those of update_global_table_and_construct_events.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+};
+
+#endif

@@ -1,0 +1,274 @@
+#include "lib/mox/handlers/MOX_ORBFSNodeLivenessHandler.h"
+
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_swap.h"
+#include "lib/hb_global_data/working_table.h"
+#include "lib/mox/event_construction.h"
+#include "lib/mox/event_reading.h"
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+#include "lib/mox/handlers/event_output.h"
+#include "lib/mox/handlers/event_pipe.h"
+#include "lib/mox/handlers/process_handlers.h"
+#include "lib/mox/node_adapters.h"
+#include "lib/mox/table_update.h"
+
+namespace {
+
+constexpr MOX_Handler_Records records = {HB_TR_NODE_HANDLER_ENTRY, HB_TR_NODE_READ_FAILED,
+                                         HB_TR_NODE_HANDLER_EXIT, HB_TR_NODE_NO_EVENT};
+
+unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
+    return static_cast<uint32_t>(record.sequence_number);
+}
+
+// After a reading that failed, the live table may not know the node yet, or may still be a daemon's with other adapter
+// numbers. Rebuilding the one node is not enough then.
+bool needs_whole_reading(int node) {
+    return !MOX_has_service_numbers(global_config_tbl) ||
+           (MOX_comparison_is_owed() && hb_find_node(global_config_tbl, node) == nullptr);
+}
+
+// Whether the working table is now what the service has of the node, and the live one of all others.
+bool rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
+    qz_orb_event_node_liveness_t about = record;
+    qz_orb_event_metadata_t event = {};
+    event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    event.event.p_node_liveness = &about;
+    return hb_mox_update_working_table(&event) == Hb_Success;
+}
+
+// What is reported becomes the live table's state at once, where no working table will replace it. A node that it
+// does not know yet is added, so that a second record of the same kind is no news.
+void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
+    Hb_Configuration_Internal &table = global_config_tbl;
+    Hb_Node_Entry *entry = hb_find_node(table, node);
+    if (entry == nullptr && table.node_list != nullptr && table.node_hash != nullptr &&
+        table.Hb_num_nodes < HB_NODE_SLOTS) {
+        entry = &table.node_list[table.Hb_num_nodes];
+        entry->node_num = static_cast<Hb_Node_Number>(node);
+        if (!hb_index_node(table, table.Hb_num_nodes)) {
+            return;
+        }
+        ++table.Hb_num_nodes;
+        global_num_nodes += global_node_tbl[node] == Hb_False ? 1 : 0;
+        global_node_tbl[node] = Hb_True;
+    }
+    if (entry != nullptr) {
+        entry->state = state;
+        entry->reason = reason;
+    }
+}
+
+// The live table goes on, and the next whole reading reports what this one did not.
+void go_on_without_table(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
+    remember_node(node, state, reason);
+    MOX_owe_comparison(true);
+}
+
+// A daemon may not have said how the node was. Its record says how it was until then.
+void assume_state_before(const qz_orb_event_node_liveness_t &record) {
+    Hb_Node_Entry *entry = hb_find_node(global_config_tbl, static_cast<int>(record.node_number));
+    if (entry != nullptr && entry->state == Hb_Entity_Undef) {
+        entry->state = record.event_type == QZ_ORB_EVENT_DOWN ? Hb_Entity_Up : Hb_Entity_Down;
+    }
+}
+
+bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
+    return node != nullptr && node->state == Hb_Entity_Down && node->reason == reason;
+}
+
+void queue(MOX_Event *ev) {
+    if (ev != nullptr) {
+        MOX_add_event_at_end(ev);
+    }
+}
+
+void queue_marker(MOX_Event *marker) {
+    MOX_await_marker(marker);
+    MOX_add_event_at_end(marker);
+}
+
+} // namespace
+
+ORBFSNodeLivenessHandler::ORBFSNodeLivenessHandler(char *name) : ORBFSHandler(name) {}
+
+ORBFSNodeLivenessHandler::~ORBFSNodeLivenessHandler() = default;
+
+Hb_Rc ORBFSNodeLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    MOX_trace_handler(records.entry, orbfs_fd);
+    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, records, events,
+                            [&](const qz_orb_event_metadata_t &event) {
+                                return process(*event.event.p_node_liveness, {events, name, group, seqnum_p});
+                            });
+}
+
+void ORBFSNodeLivenessHandler::tell_nothing_new(int node, unsigned long seqnum, const Output &out) {
+    fillInNodeEventInfo(node, 0, out.name, out.group);
+    MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+    *out.seqnum_p = seqnum;
+}
+
+// The event is told also where there is no subscription to name it after.
+void ORBFSNodeLivenessHandler::tell_node(int node, int event, unsigned long seqnum, const Output &out) {
+    fillInNodeEventInfo(node, event, out.name, out.group);
+    *out.events = event;
+    *out.seqnum_p = seqnum;
+}
+
+// A whole reading of the service reports what was missed, and what the record says with it.
+Hb_Rc ORBFSNodeLivenessHandler::make_up_for_missed_comparison(const Output &out) {
+    auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
+    return configuration != nullptr ? configuration->update_global_table_and_construct_events(
+                                          out.events, out.name, out.group, out.seqnum_p, nullptr)
+                                    : Hb_Failure;
+}
+
+Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &record, const Output &out) {
+    if (record.node_number >= HB_NODE_SLOTS) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_OUT_OF_RANGE, record.node_number);
+        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        return Hb_Success;
+    }
+    const auto node = static_cast<int>(record.node_number);
+    if (node == global_config_tbl.local_node_number) {
+        tell_nothing_new(node, sequence_of(record), out);
+        return Hb_Success;
+    }
+    const bool is_alone = needs_whole_reading(node);
+    if (is_alone) {
+        assume_state_before(record);
+        MOX_owe_comparison(true);
+        const Hb_Rc result = make_up_for_missed_comparison(out);
+        if (!MOX_comparison_is_owed()) {
+            return result;
+        }
+    }
+    // When the service does not answer, the record itself is the evidence.
+    const bool has_table = !is_alone && rebuild_working_table(record);
+    const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, has_table, out)
+                                                             : came_up(record, has_table, out);
+    MOX_discard_working_table(); // unless it is pending
+    return news ? MOX_write_to_event_pipe() : Hb_Success;
+}
+
+bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &record, bool has_table,
+                                         const Output &out) {
+    const auto node = static_cast<int>(record.node_number);
+    Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
+    const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : nullptr;
+    if (now != nullptr && now->state == Hb_Entity_Up) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_CONTRADICTED, node);
+        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        return false;
+    }
+    if (is_down_because(before, Hb_Entity_State_Reason_Down)) {
+        tell_nothing_new(node, sequence_of(record), out);
+        return false;
+    }
+    const bool reported = is_down_because(before, Hb_Entity_State_Reason_KOBAL_Down);
+    MOX_Event *adapters = nullptr;
+    constructAdapterEventOnNode(node, &adapters, HB_EVENT_DEATH);
+    const bool adapters_died = adapters != nullptr;
+    if (adapters_died) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_ADAPTERS_DIED, node);
+        if (!MOX_tell(HB_EVENT_DEATH, networkEventSubscriptionName, out.events, out.name)) {
+            hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_ADAPTERS_UNSUBSCRIBED, node);
+        }
+        *out.seqnum_p = 0;
+        copy_adapter_Hb_Group(&adapters->group, out.group);
+        delete adapters;
+        if (!reported) {
+            MOX_Event *death = nullptr;
+            constructNodeEvent(node, &death, HB_EVENT_DEATH);
+            if (death == nullptr) {
+                hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_EVENT_NOT_MADE, node);
+            }
+            queue(death);
+        }
+    } else if (!reported) {
+        tell_node(node, HB_EVENT_DEATH, sequence_of(record), out);
+    }
+    if (before != nullptr) {
+        before->state = Hb_Entity_Down;
+    } else {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
+    }
+    const bool is_told = adapters_died || !reported;
+    MOX_Event *marker = has_table && is_told ? MOX_make_config_marker() : nullptr;
+    if (has_table && (marker != nullptr || !is_told)) {
+        // The service may still have adapters up whose own events are unread.
+        MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
+    }
+    if (marker != nullptr) {
+        queue_marker(marker);
+    } else if (has_table && !is_told) {
+        MOX_take_working_table();
+        *out.events = HB_EVENT_CONFIG;
+        std::strcpy(out.name, "Hb_Config_Group");
+        *out.seqnum_p = 0;
+    } else {
+        if (!is_told) {
+            MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        }
+        go_on_without_table(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
+    }
+    return true;
+}
+
+bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &record, bool has_table,
+                                       const Output &out) {
+    const auto node = static_cast<int>(record.node_number);
+    Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
+    const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : before;
+    // Without a table the membership daemon's verdict is what stands against the record.
+    const bool is_down_now = has_table ? now != nullptr && now->state == Hb_Entity_Down
+                                       : is_down_because(now, Hb_Entity_State_Reason_KOBAL_Down);
+    if (is_down_now) {
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_UP_CONTRADICTED, node);
+        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        return false;
+    }
+    if (before != nullptr && before->state == Hb_Entity_Up) {
+        tell_nothing_new(node, sequence_of(record), out);
+        return false;
+    }
+    tell_node(node, HB_EVENT_JOIN, sequence_of(record), out);
+    if (!has_table) {
+        MOX_Event *joined = nullptr;
+        constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
+        MOX_put_up_adapters_of_node(node, joined);
+        queue(joined);
+    } else if (queue_adapters_of_returned_node(node)) {
+        if (before != nullptr) {
+            before->state = Hb_Entity_Up;
+        }
+        return true;
+    }
+    go_on_without_table(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
+    return true;
+}
+
+// The service was asked twice and may have changed between, or not have answered: the table is to hold what is
+// reported. What it holds down can then be reported later. False, with nothing queued, when memory is short.
+bool ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
+    MOX_Event *joined = nullptr;
+    constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
+    MOX_match_adapters_of_node(global_config_tbl_new, node, joined);
+    MOX_Event *stale = nullptr;
+    const int count = MOX_add_stale_adapters_of_node(global_config_tbl_new, node, &stale);
+    MOX_Event *marker = MOX_make_config_marker();
+    if (marker == nullptr || (count > 0 && stale == nullptr)) {
+        delete joined;
+        delete stale;
+        delete marker;
+        return false;
+    }
+    if (stale != nullptr) {
+        stale->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;
+    }
+    queue(stale);
+    queue_marker(marker);
+    queue(joined);
+    return true;
+}

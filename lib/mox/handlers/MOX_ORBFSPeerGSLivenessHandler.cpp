@@ -1,0 +1,60 @@
+#include "lib/mox/handlers/MOX_ORBFSPeerGSLivenessHandler.h"
+
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_swap.h"
+#include "lib/mox/event_reading.h"
+#include "lib/mox/handlers/event_output.h"
+
+namespace {
+
+constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
+                                         HB_TR_PEER_NO_EVENT};
+
+// Takes the membership daemon's verdict over and gives the event, or 0 when it is no news: a node that is down
+// for another reason, and the local one, have their state from elsewhere.
+int take_verdict(Hb_Node_Entry &node, bool up) {
+    if (up) {
+        if (node.state != Hb_Entity_Down || node.reason != Hb_Entity_State_Reason_KOBAL_Down) {
+            return 0;
+        }
+        node.state = Hb_Entity_Up;
+        node.reason = Hb_Entity_State_Reason_KOBAL_Up;
+        return HB_EVENT_JOIN;
+    }
+    if (node.state == Hb_Entity_Down || node.node_num == global_config_tbl.local_node_number) {
+        return 0;
+    }
+    node.state = Hb_Entity_Down;
+    node.reason = Hb_Entity_State_Reason_KOBAL_Down;
+    return HB_EVENT_DEATH;
+}
+
+} // namespace
+
+ORBFSPeerGSLivenessHandler::ORBFSPeerGSLivenessHandler(char *name) : ORBFSHandler(name) {}
+
+ORBFSPeerGSLivenessHandler::~ORBFSPeerGSLivenessHandler() = default;
+
+Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    return MOX_handle_event(
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, events,
+        [&](const qz_orb_event_metadata_t &event) {
+            const qz_orb_event_process_liveness_t &record = *event.event.p_process_liveness;
+            hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_EVENT, record.node_number, record.event_type);
+            Hb_Node_Entry *node = record.node_number < HB_NODE_SLOTS
+                                      ? hb_find_node(global_config_tbl, static_cast<int>(record.node_number))
+                                      : nullptr;
+            if (node == nullptr) {
+                hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_UNKNOWN, record.node_number);
+                MOX_tell_nothing(events, name, seqnum_p);
+                return Hb_Success;
+            }
+            const int happened = take_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
+            fillInNodeEventInfo(node->node_num, happened, name, group);
+            MOX_tell_nothing(events, name, seqnum_p);
+            if (happened != 0) {
+                MOX_tell(happened, nodeEventSubscriptionName, events, name);
+            }
+            return Hb_Success;
+        });
+}

@@ -1,0 +1,20 @@
+// A handler that the library feeds itself, through a pipe whose read end is its descriptor.
+#ifndef MOX_ORBFSPIPEHANDLER_H
+#define MOX_ORBFSPIPEHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
+
+class ORBFSPipeHandler : public ORBFSHandler {
+  public:
+    // Takes over both ends of a pipe, fds[0] to read and fds[1] to write.
+    ORBFSPipeHandler(int *fds, char *name);
+    // Monitors a file and has no pipe.
+    explicit ORBFSPipeHandler(char *name);
+    ~ORBFSPipeHandler() override;
+
+    int getWriteFd() const { return orbfs_pipe_write_fd; }
+
+    int32_t orbfs_pipe_write_fd; // -1: none
+};
+
+#endif

@@ -1,0 +1,16 @@
+// The cluster was reconfigured: everything is read anew.
+#ifndef MOX_ORBFSRECONFIGEVENTHANDLER_H
+#define MOX_ORBFSRECONFIGEVENTHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+
+class ORBFSReconfigEventHandler : public ORBFSConfigurationHandler {
+  public:
+    explicit ORBFSReconfigEventHandler(char *name);
+    ~ORBFSReconfigEventHandler() override;
+
+    // Errors: those of update_global_table_and_construct_events.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+};
+
+#endif

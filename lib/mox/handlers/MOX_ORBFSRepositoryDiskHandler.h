@@ -1,0 +1,16 @@
+// The cluster's repository disk, as a node sees it.
+#ifndef MOX_ORBFSREPOSITORYDISKHANDLER_H
+#define MOX_ORBFSREPOSITORYDISKHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
+
+class ORBFSRepositoryDiskHandler : public ORBFSHandler {
+  public:
+    explicit ORBFSRepositoryDiskHandler(char *name);
+    ~ORBFSRepositoryDiskHandler() override;
+
+    // A failed reading fails the call without an error number.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+};
+
+#endif

@@ -1,0 +1,35 @@
+// Sites that lose each other and find each other again.
+#ifndef MOX_ORBFSSITECONFIGEVENTHANDLER_H
+#define MOX_ORBFSSITECONFIGEVENTHANDLER_H
+
+#include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
+
+class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
+  public:
+    explicit ORBFSSiteConfigEventHandler(char *name);
+    ~ORBFSSiteConfigEventHandler() override;
+
+    // Errors, when the service does not tell of the local site: 87 the node's identifier, or anything that is
+    // asked again when a site came up or was changed; 86 the site; 88 the merge policy.
+    Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
+
+    // What the service has told of the local site, and whether it has.
+    qz_mox_uuid_t cached_local_node_uuid;
+    bool cached_local_node_uuid_obtained;
+    qz_mox_site_info_t cached_local_site_info;
+    bool cached_local_site_info_obtained;
+    qz_mox_site_policy_t cached_site_merge_policy;
+    bool cached_site_merge_policy_obtained;
+
+  private:
+    // Asks for what is not known; the position of the query that failed, or 0.
+    int ask();
+    void forget();
+    Hb_Rc process(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group,
+                  unsigned long *seqnum_p);
+    Hb_Rc site_down(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group);
+    void fill(const qz_orb_event_site_cfg_t &record, int event, Hb_Group *group) const;
+    Hb_Site_Info local_site(const qz_orb_event_site_cfg_t &record) const;
+};
+
+#endif

@@ -1,0 +1,9 @@
+#include "lib/vexo/Hb_Csock_Base.h"
+
+Hb_Csock_Base::Hb_Csock_Base() : myError(0) {}
+
+Hb_Csock_Base::~Hb_Csock_Base() = default;
+
+long Hb_Csock_Base::Error() {
+    return myError;
+}

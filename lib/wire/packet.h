@@ -1,0 +1,35 @@
+// A record received from the daemon, owned.
+#ifndef HB_PACKET_H
+#define HB_PACKET_H
+
+#include <memory>
+#include <span>
+
+#include "lib/wire/hb_wire.h"
+
+class Hb_Packet {
+  public:
+    Hb_Packet() = default;
+    Hb_Packet(char *bytes, int length) : bytes_(bytes), length_(static_cast<std::size_t>(length)) {}
+    Hb_Packet(client_packet *packet, int length) : Hb_Packet(reinterpret_cast<char *>(packet), length) {}
+
+    std::span<const char> bytes() const { return {bytes_.get(), length_}; }
+    bool has_header() const { return length_ >= static_cast<std::size_t>(HB_REPLY_HEADER_SIZE); }
+    bool has_value() const { return length_ >= static_cast<std::size_t>(HB_REPLY_VALUE_END); }
+    client_packet *get() const { return reinterpret_cast<client_packet *>(bytes_.get()); }
+    // The record becomes the caller's, to be freed as the char array it is.
+    client_packet *release() {
+        length_ = 0;
+        return reinterpret_cast<client_packet *>(bytes_.release());
+    }
+
+  private:
+    std::unique_ptr<char[]> bytes_;
+    std::size_t length_ = 0;
+};
+
+inline void hb_free_packet(client_packet *packet) {
+    delete[] reinterpret_cast<char *>(packet);
+}
+
+#endif

@@ -1,0 +1,23 @@
+// Gathers the pairs of hb_communication/ for readers and tests; the library's own files include the one they need.
+#ifndef HB_COMMUNICATION_H
+#define HB_COMMUNICATION_H
+
+#include "lib/api/configuration_source.h"
+#include "lib/api/control.h"
+#include "lib/api/routes.h"
+#include "lib/base/int_compare.h"
+#include "lib/hb_communication/configuration_load.h"
+#include "lib/hb_communication/configuration_request.h"
+#include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/event_apply.h"
+#include "lib/hb_communication/reply.h"
+#include "lib/hb_communication/request.h"
+#include "lib/hb_communication/route_section.h"
+#include "lib/hb_communication/shared_segments.h"
+#include "lib/hb_global_data/node_table.h"
+#include "lib/vexo/socket_path.h"
+#include "lib/wire/event_view.h"
+#include "lib/wire/packet.h"
+#include "lib/wire/snapshot_view.h"
+
+#endif

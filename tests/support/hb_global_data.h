@@ -1,0 +1,22 @@
+// Gathers the pairs of hb_global_data/ for readers and tests; the library's own files include the one they need.
+#ifndef HB_GLOBAL_DATA_H
+#define HB_GLOBAL_DATA_H
+
+#include "lib/api/session.h"
+#include "lib/base/address_text.h"
+#include "lib/base/error_number.h"
+#include "lib/base/mutex_cleanup.h"
+#include "lib/hb_global_data/cluster_name.h"
+#include "lib/hb_global_data/configuration_checks.h"
+#include "lib/hb_global_data/configuration_table.h"
+#include "lib/hb_global_data/event_queue.h"
+#include "lib/hb_global_data/group_record.h"
+#include "lib/hb_global_data/message_events.h"
+#include "lib/hb_global_data/mox_event.h"
+#include "lib/hb_global_data/operating_mode.h"
+#include "lib/hb_global_data/session_state.h"
+#include "lib/hb_global_data/subscription_names.h"
+#include "lib/hb_global_data/table_dump.h"
+#include "lib/hb_global_data/table_swap.h"
+
+#endif

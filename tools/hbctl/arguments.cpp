@@ -1,0 +1,273 @@
+#include "tools/hbctl/arguments.h"
+
+#include "tools/hbctl/control_grammar.h"
+#include "tools/hbctl/event_names.h"
+#include "tools/hbctl/number_list.h"
+#include "tools/hbctl/validators.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+#include <map>
+#include <sstream>
+
+namespace hbctl {
+namespace {
+
+// As they stand on the command line, before they are checked against each other.
+struct Raw {
+    std::string socket;
+    bool json = false;
+    double timeout = 0;
+    std::uint64_t count = 0;
+    bool no_reconnect = false;
+    std::int64_t migrate_after = -1; // -1: not given
+    bool check = false;
+    std::string name = "hbctl";
+    std::string nodes;
+    std::string adapters;
+    std::string network;
+    bool all_nodes = false;
+    bool all_adapters = false;
+    bool sites = false;
+    bool different_instance = false;
+    std::string events;
+    ControlWords control;
+};
+
+constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
+constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
+
+// The first word that is no event's name, as a complaint; sums up the mask.
+std::string read_events(const std::string &words, int &mask) {
+    std::istringstream stream(words);
+    std::string word;
+    mask = 0;
+    while (std::getline(stream, word, ',')) {
+        const auto event = event_of_name(word);
+        if (!event) {
+            return "'" + word + "' is no event to subscribe to; there are " + subscribable_event_names();
+        }
+        mask |= *event;
+    }
+    return mask == 0 ? "no event is named; there are " + subscribable_event_names() : "";
+}
+
+CLI::Validator event_list() {
+    return CLI::Validator(
+        [](std::string &text) {
+            int mask = 0;
+            return read_events(text, mask);
+        },
+        "");
+}
+
+void add_limits(CLI::App &verb, Raw &raw) {
+    verb.add_option("--count", raw.count, "End after this many events")
+        ->check(positive_count())
+        ->type_name("N");
+    verb.add_option("--timeout", raw.timeout, "End after this many seconds, fractions allowed")
+        ->check(positive_seconds())
+        ->type_name("SECONDS");
+    verb.add_flag("--no-reconnect", raw.no_reconnect,
+                  "Exit with 1 when the daemon goes away, instead of waiting for it");
+}
+
+void add_subscribe(CLI::App &verb, Raw &raw) {
+    verb.add_option("--name", raw.name, "Name of the subscription, at most 31 bytes; default: hbctl")
+        ->check(subscription_name())
+        ->type_name("NAME");
+    CLI::Option_group *what = verb.add_option_group("What to watch (exactly one)");
+    what->add_option("--nodes", raw.nodes, "These nodes, for example 1,2,5-7")
+        ->check(number_list_up_to(highest_node))
+        ->type_name("LIST");
+    what->add_option("--adapters", raw.adapters, "These adapters, by number")
+        ->check(number_list_up_to(highest_adapter))
+        ->type_name("LIST");
+    what->add_option("--network", raw.network, "All adapters of a network, by its number or name")
+        ->check(not_empty("the network"))
+        ->type_name("NETWORK");
+    what->add_flag("--all-nodes", raw.all_nodes, "All nodes, also ones that are configured later");
+    what->add_flag("--all-adapters", raw.all_adapters, "All adapters, also ones that are configured later");
+    what->add_flag("--sites", raw.sites, "Splits and merges of sites");
+    what->add_flag("--different-instance", raw.different_instance,
+                   "Notices of somebody who speaks with another configuration instance");
+    what->require_option(1);
+    verb.add_option("--events", raw.events,
+                    "Which events of nodes or adapters: " + subscribable_event_names() +
+                        "; default: death,join,new-group")
+        ->check(event_list())
+        ->type_name("LIST");
+}
+
+void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
+    watch
+        .add_option("--migrate-after", raw.migrate_after,
+                    "After this many events leave the daemon for the operating system's cluster service, and\n"
+                    "watch on there; 0: at once. The daemon is asked to end, also for its other clients.\n"
+                    "Where the move is not possible, stay with the daemon")
+        ->check(whole_number(0, std::numeric_limits<std::int64_t>::max()))
+        ->type_name("N");
+    CLI::App *migrate = app.add_subcommand(
+        "migrate", "Whether a program could leave the daemon for the operating system's cluster service");
+    migrate->add_flag("--check", raw.check, "Prepare the move, tell what agrees, and give it up again")
+        ->required();
+}
+
+struct Grammar {
+    CLI::App app{
+        "Shows what the cluster heartbeat daemon knows: nodes, networks, adapters and sites, what happens\n"
+        "to them, routes and keys; and tells it what it is to do.",
+        "hbctl"};
+    Raw raw;
+
+    Grammar();
+};
+
+Grammar::Grammar() {
+    app.set_version_flag("--version", std::string("hbctl ") + HBCTL_VERSION);
+    app.add_option("--socket", raw.socket, "Path of the daemon's socket; default: what HB_SERVER_SOCKET says")
+        ->check(not_empty("the socket's path"))
+        ->type_name("PATH");
+    app.add_flag("--json", raw.json, "One JSON object a line");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_subcommand("status", "The daemon, the local node, and how much is configured and up");
+    app.add_subcommand("nodes", "Every configured node and whether it is up");
+    app.add_subcommand("networks", "Every configured network");
+    app.add_subcommand("adapters", "Every configured adapter and whether it is up");
+    app.add_subcommand("sites", "Every configured site");
+    CLI::App *watch = app.add_subcommand("watch", "Every event, one a line, as it happens");
+    add_limits(*watch, raw);
+    add_migration(app, *watch, raw);
+    CLI::App *subscribe =
+        app.add_subcommand("subscribe", "Like watch, for the members and events that are named");
+    add_subscribe(*subscribe, raw);
+    add_limits(*subscribe, raw);
+    add_control_verbs(app, raw.control);
+    app.footer("Exit status: 0 success, 1 the request failed, 2 misuse.\n"
+               "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME tell where the daemon's socket is;\n"
+               "--socket overrules all three.");
+}
+
+Verb verb_of(const std::string &name) {
+    static const std::map<std::string, Verb> verbs{
+        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
+        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
+        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
+        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
+    const auto found = verbs.find(name);
+    return found != verbs.end() ? found->second : Verb::control;
+}
+
+void select(const Raw &raw, SubscriptionRequest &request) {
+    request.events = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
+    if (!raw.nodes.empty()) {
+        request.selection = Selection::nodes;
+        request.numbers = parse_number_list(raw.nodes, highest_node).numbers;
+    } else if (!raw.adapters.empty()) {
+        request.selection = Selection::adapters;
+        request.numbers = parse_number_list(raw.adapters, highest_adapter).numbers;
+    } else if (!raw.network.empty()) {
+        request.selection = Selection::network;
+        request.network = raw.network;
+    } else if (raw.all_adapters) {
+        request.selection = Selection::all_adapters;
+    } else if (raw.sites) {
+        request.selection = Selection::sites;
+        request.events = HB_EVENT_SITE_SPLIT | HB_EVENT_SITE_MERGE;
+    } else if (raw.different_instance) {
+        request.selection = Selection::different_instance;
+        request.events = HB_EVENT_DIFF_INSTANCE;
+    } else {
+        request.selection = Selection::all_nodes;
+    }
+}
+
+void choose_events(const Raw &raw, SubscriptionRequest &request) {
+    if (raw.events.empty()) {
+        return;
+    }
+    if (request.selection == Selection::sites || request.selection == Selection::different_instance) {
+        throw CLI::ValidationError("--events", "goes with nodes, adapters or a network only");
+    }
+    read_events(raw.events, request.events);
+    const bool of_nodes = request.selection == Selection::nodes || request.selection == Selection::all_nodes;
+    if (!of_nodes && (request.events & HB_EVENT_HEARTBEAT) != 0) {
+        throw CLI::ValidationError("--events", "heartbeat goes with --nodes or --all-nodes only");
+    }
+}
+
+SubscriptionRequest subscription_of(const Raw &raw) {
+    SubscriptionRequest request;
+    request.name = raw.name;
+    select(raw, request);
+    choose_events(raw, request);
+    return request;
+}
+
+Arguments arguments_of(const Grammar &grammar) {
+    const Raw &raw = grammar.raw;
+    Arguments arguments;
+    const std::string verb = grammar.app.get_subcommands().front()->get_name();
+    arguments.verb = verb_of(verb);
+    arguments.json = raw.json;
+    if (!raw.socket.empty()) {
+        arguments.socket = raw.socket;
+    }
+    if (arguments.verb == Verb::subscribe) {
+        arguments.subscription = subscription_of(raw);
+    }
+    arguments.control = control_arguments(verb, raw.control);
+    if (raw.count > 0) {
+        arguments.limits.count = raw.count;
+    }
+    if (raw.timeout > 0) {
+        arguments.limits.timeout =
+            std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(raw.timeout));
+    }
+    arguments.limits.reconnect = !raw.no_reconnect;
+    if (raw.migrate_after >= 0) {
+        arguments.limits.migrate_after = static_cast<std::uint64_t>(raw.migrate_after);
+    }
+    return arguments;
+}
+
+// CLI11 misses a verb before it looks at the word that stands in its place.
+std::string unknown_verb(const CLI::App &app) {
+    const std::vector<std::string> left = app.remaining();
+    return app.get_subcommands().empty() && !left.empty() ? left.front() : "";
+}
+
+Parsed misuse(const std::string &complaint) {
+    Parsed parsed;
+    parsed.exit_status = exit_usage;
+    parsed.complaint = "hbctl: " + complaint;
+    return parsed;
+}
+
+} // namespace
+
+Parsed parse_arguments(int argc, const char *const *argv) {
+    Grammar grammar;
+    Parsed parsed;
+    try {
+        grammar.app.parse(argc, argv);
+        parsed.arguments = arguments_of(grammar);
+    } catch (const CLI::ParseError &error) {
+        const std::string unknown = unknown_verb(grammar.app);
+        if (!unknown.empty()) {
+            return misuse("there is no verb or option '" + unknown +
+                          "'\nRun with --help for more information.\n");
+        }
+        std::ostringstream output;
+        std::ostringstream complaint;
+        if (grammar.app.exit(error, output, complaint) != 0) {
+            return misuse(complaint.str());
+        }
+        parsed.output = output.str();
+    }
+    return parsed;
+}
+
+} // namespace hbctl

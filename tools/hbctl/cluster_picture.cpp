@@ -1,0 +1,87 @@
+#include "tools/hbctl/cluster_picture.h"
+
+#include <algorithm>
+
+namespace hbctl {
+namespace {
+
+template <typename Row, typename Key>
+const Row *look_up(const std::vector<Row> &rows, const std::unordered_map<Key, std::size_t> &index, Key key) {
+    const auto found = index.find(key);
+    return found == index.end() ? nullptr : &rows[found->second];
+}
+
+template <typename Row, typename Key>
+void index_rows(const std::vector<Row> &rows, std::unordered_map<Key, std::size_t> &index) {
+    index.clear();
+    index.reserve(rows.size());
+    for (std::size_t at = 0; at < rows.size(); ++at) {
+        index.emplace(rows[at].number, at);
+    }
+}
+
+template <typename Row> std::size_t count_state(const std::vector<Row> &rows, Liveness state) {
+    return static_cast<std::size_t>(
+        std::count_if(rows.begin(), rows.end(), [state](const Row &row) { return row.state == state; }));
+}
+
+} // namespace
+
+void Picture::index() {
+    index_rows(nodes, node_at);
+    index_rows(networks, network_at);
+    index_rows(adapters, adapter_at);
+}
+
+const NodeRow *Picture::node(int number) const {
+    return look_up(nodes, node_at, number);
+}
+
+const NetworkRow *Picture::network(int number) const {
+    return look_up(networks, network_at, number);
+}
+
+const AdapterRow *Picture::adapter(std::uint32_t number) const {
+    return look_up(adapters, adapter_at, number);
+}
+
+Counts count(const Picture &picture) {
+    Counts counts;
+    counts.nodes = picture.nodes.size();
+    counts.nodes_up = count_state(picture.nodes, Liveness::up);
+    counts.nodes_known = count_state(picture.nodes, Liveness::unknown) == 0;
+    counts.networks = picture.networks.size();
+    counts.adapters = picture.adapters.size();
+    counts.adapters_up = count_state(picture.adapters, Liveness::up);
+    counts.adapters_known = count_state(picture.adapters, Liveness::unknown) == 0;
+    counts.sites = picture.sites.size();
+    return counts;
+}
+
+std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture &picture) {
+    std::size_t up = 0;
+    for (const std::uint32_t number : network.adapters) {
+        const AdapterRow *adapter = picture.adapter(number);
+        if (adapter == nullptr || adapter->state == Liveness::unknown) {
+            return std::nullopt;
+        }
+        up += adapter->state == Liveness::up ? 1U : 0U;
+    }
+    return up;
+}
+
+void carry_states(const Picture &from, Picture &to) {
+    const Counts told = count(from);
+    const Liveness new_node = told.nodes_known ? Liveness::down : Liveness::unknown;
+    for (NodeRow &row : to.nodes) {
+        const NodeRow *old = from.node(row.number);
+        row.state = old == nullptr ? new_node : old->state;
+    }
+    const Liveness new_adapter = told.adapters_known ? Liveness::down : Liveness::unknown;
+    for (AdapterRow &row : to.adapters) {
+        const AdapterRow *old = from.adapter(row.number);
+        row.state = old == nullptr ? new_adapter : old->state;
+    }
+}
+
+} // namespace hbctl

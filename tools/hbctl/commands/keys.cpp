@@ -1,0 +1,97 @@
+#include "tools/hbctl/commands/commands.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
+#include "tools/hbctl/request.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+namespace hbctl {
+namespace {
+
+constexpr int most_attempts = 100;
+constexpr std::chrono::milliseconds between_attempts{1};
+
+// The keys of one reading, released with it.
+class Keys {
+  public:
+    Keys() = default;
+    Keys(const Keys &) = delete;
+    Keys &operator=(const Keys &) = delete;
+    ~Keys() { hb_free_security_info_keys(&current, &previous, &cache); }
+
+    Hb_Rc read() { return hb_get_security_infomation(&current, &previous, &cache); }
+
+    Hb_Security_Status current{};
+    Hb_Security_Status previous{};
+    Hb_Key_Cache cache{};
+};
+
+Hb_Sequence_Number generation() {
+    Hb_Sequence_Number sequence = 0;
+    require(hb_get_security_sequence(&sequence), "read the security keys");
+    return sequence;
+}
+
+// The daemon may be changing the keys, during which they cannot be read: a reading counts when it succeeded and
+// nothing changed meanwhile.
+std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
+    bool changed = false;
+    for (int attempt = 0; attempt < most_attempts; ++attempt) {
+        sequence = generation();
+        auto keys = std::make_unique<Keys>();
+        const Hb_Rc result = keys->read();
+        changed = generation() != sequence;
+        if (result == Hb_Success && !changed) {
+            return keys;
+        }
+        std::this_thread::sleep_for(between_attempts);
+    }
+    if (!changed) {
+        throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown kind",
+                            0);
+    }
+    throw RequestFailed("cannot read the security keys: they changed with each of " +
+                            std::to_string(most_attempts) + " attempts",
+                        0);
+}
+
+KeyRow row_of(const std::string &role, const sec_key_desc &key) {
+    return {role, key.value != nullptr, key.type, key.version, key.length};
+}
+
+SecurityState state_of(const Hb_Security_Status &status) {
+    return {status.securityOn != Hb_False, status.keyCount, status.is_valid_for_signing != Hb_False,
+            status.is_valid_for_authenticating != Hb_False, status.KLOM_compatible != Hb_False};
+}
+
+KeyReport report_of(const Keys &keys, Hb_Sequence_Number sequence) {
+    KeyReport report;
+    report.generation = sequence;
+    report.current = state_of(keys.current);
+    report.previous = state_of(keys.previous);
+    report.cached = keys.cache.keyCacheCount;
+    report.keys = {row_of("current", keys.current.key), row_of("previous", keys.previous.key)};
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(HB_KEY_CACHE_SIZE, report.cached); ++i) {
+        report.keys.push_back(row_of("cache " + std::to_string(i + 1), keys.cache.keyCache[i]));
+    }
+    return report;
+}
+
+} // namespace
+
+int show_keys(const Arguments &arguments) {
+    open_library();
+    Hb_Sequence_Number sequence = 0;
+    const std::unique_ptr<Keys> keys = read_keys(sequence);
+    const KeyReport report = report_of(*keys, sequence);
+    put_lines(arguments.json ? keys_json(report) : keys_text(report));
+    return exit_success;
+}
+
+} // namespace hbctl

@@ -1,0 +1,48 @@
+#include "tools/hbctl/commands/commands.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
+#include "tools/hbctl/request.h"
+
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+namespace hbctl {
+namespace {
+
+// More than the library takes, so that too much is its refusal and not a cut message.
+constexpr std::size_t most_read = 10001;
+
+std::string standard_input() {
+    std::array<char, most_read> bytes;
+    const std::size_t length = std::fread(bytes.data(), 1, bytes.size(), stdin);
+    if (std::ferror(stdin) != 0) {
+        throw std::runtime_error("cannot read the message from standard input");
+    }
+    return {bytes.data(), length};
+}
+
+} // namespace
+
+int multicast(const Arguments &arguments) {
+    const MulticastRequest &request = arguments.control.multicast;
+    std::string message = request.text ? *request.text : standard_input();
+    if (message.empty()) {
+        throw std::runtime_error(
+            "cannot send a message without a byte: give it as an argument or on standard input");
+    }
+    open_library();
+    std::vector<int> nodes = request.nodes;
+    const iovec buffer{message.data(), message.size()};
+    require_request(
+        hb_daemon_route_mcast(&buffer, 1, request.port, nodes.data(), static_cast<int>(nodes.size())),
+        "have a message of " + std::to_string(message.size()) + " bytes delivered");
+    put_line(arguments.json ? multicast_json(request, message.size())
+                            : multicast_text(request, message.size()));
+    return exit_success;
+}
+
+} // namespace hbctl

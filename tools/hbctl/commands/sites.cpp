@@ -1,0 +1,18 @@
+#include "tools/hbctl/commands/commands.h"
+
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/read_picture.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
+#include "tools/hbctl/request.h"
+
+namespace hbctl {
+
+int show_sites(const Arguments &arguments) {
+    open_library();
+    const Picture picture = read_picture();
+    put_lines(arguments.json ? sites_json(picture) : sites_text(picture));
+    return exit_success;
+}
+
+} // namespace hbctl

@@ -1,0 +1,11 @@
+#include "tools/hbctl/commands/commands.h"
+
+#include "tools/hbctl/watcher.h"
+
+namespace hbctl {
+
+int watch(const Arguments &arguments) {
+    return Watcher(arguments.json, arguments.limits).run({});
+}
+
+} // namespace hbctl

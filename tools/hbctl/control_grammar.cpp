@@ -1,0 +1,147 @@
+#include "tools/hbctl/control_grammar.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/number_list.h"
+#include "tools/hbctl/validators.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace hbctl {
+namespace {
+
+constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
+constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
+constexpr int highest_port = 65535;
+constexpr std::size_t longest_interface = 16384;
+
+CLI::Validator interface_name() {
+    return CLI::Validator(
+        [](std::string &text) {
+            return text.size() <= longest_interface
+                       ? std::string()
+                       : "an interface's name has at most " + std::to_string(longest_interface) + " bytes";
+        },
+        "");
+}
+
+void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
+    ControlRequest &request = words.request;
+    switch (operand) {
+    case Operand::node:
+        verb.add_option("node", request.node, "Number of the node")
+            ->required()
+            ->check(whole_number(0, highest_node))
+            ->type_name("N");
+        break;
+    case Operand::adapter:
+        verb.add_option("adapter", request.adapter, "Number of the adapter")
+            ->required()
+            ->check(whole_number(0, highest_adapter))
+            ->type_name("A");
+        break;
+    case Operand::address:
+        verb.add_option("address", request.address, "IPv4 address")
+            ->required()
+            ->check(ipv4_address())
+            ->type_name("ADDRESS");
+        break;
+    case Operand::seconds:
+        verb.add_option("seconds", request.seconds, "Whole seconds")
+            ->required()
+            ->check(whole_number(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()))
+            ->type_name("SECONDS");
+        break;
+    case Operand::sequence:
+        verb.add_option("sequence", request.sequence, "Sequence number")
+            ->required()
+            ->check(whole_number(0, std::numeric_limits<std::uint32_t>::max()))
+            ->type_name("SEQUENCE");
+        break;
+    case Operand::on_off:
+        verb.add_option("switch", words.on_off, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+        break;
+    case Operand::interface:
+        verb.add_option("interface", request.interface, "Name of the interface; default: all")
+            ->check(interface_name())
+            ->type_name("INTERFACE");
+        break;
+    }
+}
+
+void add_route(CLI::App &app, RouteQuery &route) {
+    CLI::App *verb = app.add_subcommand("route", "The route to a node, hop by hop, as the daemon answers");
+    verb->add_option("node", route.node, "Number of the node")
+        ->required()
+        ->check(whole_number(0, highest_node))
+        ->type_name("N");
+    verb->add_flag("--shared", route.shared, "Read it from shared memory, without asking the daemon");
+    verb->add_flag("--ip", route.ip_only, "Read it from shared memory, if it is an IP route");
+}
+
+void add_multicast(CLI::App &app, ControlWords &words) {
+    CLI::App *verb =
+        app.add_subcommand("multicast", "Have the daemon deliver a message to a port of some nodes");
+    verb->add_option("--port", words.port, "Port, 0 to 65535")
+        ->required()
+        ->check(whole_number(0, highest_port))
+        ->type_name("PORT");
+    verb->add_option("--nodes", words.nodes, "The nodes, for example 1,2,5-7")
+        ->required()
+        ->check(number_list_up_to(highest_node))
+        ->type_name("LIST");
+    verb->add_option("text", words.text, "The message; default: what stands on standard input")
+        ->check(not_empty("the message"))
+        ->type_name("TEXT");
+}
+
+std::vector<int> node_numbers(const std::string &list) {
+    std::vector<int> nodes;
+    for (const std::uint32_t node : parse_number_list(list, highest_node).numbers) {
+        nodes.push_back(static_cast<int>(node));
+    }
+    return nodes;
+}
+
+} // namespace
+
+void add_control_verbs(CLI::App &app, ControlWords &words) {
+    add_route(app, words.route);
+    app.add_subcommand("keys", "The security keys in force: their kind and validity, never their bytes");
+    app.add_subcommand("adapter-state", "The daemon's view of an adapter of this node, or of all of them")
+        ->add_option("adapter", words.adapter, "Number of the adapter; default: every one of this node")
+        ->check(whole_number(0, highest_adapter))
+        ->type_name("A");
+    add_multicast(app, words);
+    for (const ControlForm &form : control_forms()) {
+        CLI::App *verb = app.add_subcommand(form.name, form.help)->group("Requests to the daemon");
+        for (const Operand operand : form.operands) {
+            add_operand(*verb, operand, words);
+        }
+    }
+}
+
+ControlArguments control_arguments(const std::string &verb, const ControlWords &words) {
+    ControlArguments arguments;
+    arguments.route = words.route;
+    if (!words.adapter.empty()) {
+        arguments.adapter = static_cast<std::uint32_t>(std::stoul(words.adapter));
+    }
+    if (verb == "multicast") {
+        arguments.multicast.port = words.port;
+        arguments.multicast.nodes = node_numbers(words.nodes);
+        if (!words.text.empty()) {
+            arguments.multicast.text = words.text;
+        }
+    }
+    arguments.request = words.request;
+    arguments.request.on = words.on_off == "on";
+    for (const ControlForm &form : control_forms()) {
+        if (form.name == verb) {
+            arguments.request.verb = form.verb;
+        }
+    }
+    return arguments;
+}
+
+} // namespace hbctl

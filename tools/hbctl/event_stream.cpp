@@ -1,0 +1,89 @@
+#include "tools/hbctl/event_stream.h"
+
+#include "tools/hbctl/event_reader.h"
+#include "tools/hbctl/read_picture.h"
+#include "tools/hbctl/request.h"
+
+#include <utility>
+
+namespace hbctl {
+namespace {
+
+constexpr int waited_in_vain = 2;
+constexpr int unsound_record = 10;
+constexpr int read_failed = 12;
+constexpr int connection_closed = 16;
+
+Picture picture_after_change(const Picture &old) {
+    Picture fresh = read_picture();
+    carry_states(old, fresh);
+    return fresh;
+}
+
+} // namespace
+
+EventStream::EventStream() : group_(std::make_unique<Hb_Group>()) {}
+
+void EventStream::attach() {
+    int *descriptors = nullptr;
+    int count = 0;
+    require(hb_get_file_descriptor_array(&descriptors, &count), "get the descriptor to wait on");
+    descriptors_.assign(descriptors, descriptors + count);
+    hb_free_file_descriptor_array(descriptors);
+}
+
+void EventStream::attach_to_service() {
+    from_service_ = true;
+    attach();
+}
+
+Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event) {
+    for (;;) {
+        switch (wait_for(descriptors_, stop_descriptor, deadline, ready_)) {
+        case Wake::stopped:
+            return Arrival::stopped;
+        case Wake::output_closed:
+            return Arrival::output_closed;
+        case Wake::time_over:
+            return Arrival::time_over;
+        case Wake::ready:
+            break;
+        }
+        timeval at_once{};
+        int kind = 0;
+        Hb_Name name{};
+        unsigned long sequence = 0;
+        group_->Hb_ffdc_id[0] = '\0'; // a cluster service has none, and leaves the last one there
+        if (hb_get_event_message(ready_.data(), &at_once, &kind, name, group_.get(), &sequence) == Hb_Success) {
+            if (kind == 0) {
+                continue; // an event that turned out to be empty
+            }
+            if (kind == HB_EVENT_CONFIG) {
+                picture = picture_after_change(picture);
+            }
+            event = read_event(kind, name, sequence, *group_, picture);
+            apply_event(event, picture);
+            if (kind == HB_EVENT_CONFIG) {
+                event.counts = count(picture);
+            }
+            return Arrival::event;
+        }
+        if (from_service_) {
+            return Arrival::failed;
+        }
+        const int error = hb_get_errno();
+        if (error == connection_closed || error == read_failed) {
+            return Arrival::lost;
+        }
+        if (error == unsound_record) {
+            event = EventRecord{};
+            event.sequence = static_cast<std::uint32_t>(sequence);
+            return Arrival::dropped;
+        }
+        if (error != waited_in_vain) {
+            require(Hb_Failure, "take an event");
+        }
+    }
+}
+
+} // namespace hbctl

@@ -1,0 +1,43 @@
+// Events from the library, one at a time, read against an up-to-date picture of the cluster.
+#pragma once
+
+#include "hb_client.h"
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/event_record.h"
+#include "tools/hbctl/waiting.h"
+
+#include <memory>
+#include <vector>
+
+namespace hbctl {
+
+enum class Arrival {
+    event,         // the record is filled and the picture brought up to date
+    dropped,       // something unsound came and was dropped; its sequence number is in the record
+    time_over,     // the deadline came first
+    stopped,       // the user wants to stop
+    output_closed, // nobody reads standard output any more
+    lost,          // the daemon went away
+    failed         // in cluster-event mode: nothing could be made of what was ready
+};
+
+class EventStream {
+  public:
+    EventStream();
+
+    // Takes the descriptors of the open library. Throws RequestFailed.
+    void attach();
+    // The same after the library has left the daemon for the cluster service.
+    void attach_to_service();
+
+    // Throws RequestFailed for a failure that is neither `dropped` nor `lost`.
+    Arrival next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event);
+
+  private:
+    std::vector<int> descriptors_;
+    std::vector<int> ready_;
+    bool from_service_ = false;
+    std::unique_ptr<Hb_Group> group_; // far too large for a stack
+};
+
+} // namespace hbctl

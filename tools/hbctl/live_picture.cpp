@@ -1,0 +1,64 @@
+#include "tools/hbctl/live_picture.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/daemon_path.h"
+#include "tools/hbctl/event_stream.h"
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/read_picture.h"
+#include "tools/hbctl/request.h"
+#include "tools/hbctl/subscription.h"
+
+namespace hbctl {
+namespace {
+
+constexpr std::chrono::seconds patience{5};
+constexpr int connection_closed = 16;
+
+void subscribe_for_states() {
+    Subscription nodes({"hbctl-nodes", Selection::all_nodes, {}, "", HB_EVENT_NEW_GROUP | HB_EVENT_HEARTBEAT});
+    nodes.ask();
+    Subscription adapters({"hbctl-adapters", Selection::all_adapters, {}, "", HB_EVENT_NEW_GROUP});
+    adapters.ask();
+}
+
+} // namespace
+
+LivePicture read_live_picture() {
+    open_library();
+    LivePicture live;
+    live.picture = read_picture();
+    EventStream stream;
+    stream.attach();
+    subscribe_for_states();
+
+    const Deadline deadline = deadline_after(patience);
+    bool nodes_told = false;
+    bool adapters_told = false;
+    while (!nodes_told || !adapters_told) {
+        EventRecord event;
+        const Arrival arrival = stream.next(-1, deadline, live.picture, event);
+        if (arrival == Arrival::time_over) {
+            complain("the daemon at " + daemon_path() + " did not tell who is up within " +
+                     std::to_string(patience.count()) + " seconds");
+            break;
+        }
+        if (arrival == Arrival::lost) {
+            throw RequestFailed(
+                failure_line("learn who is up from the daemon at " + daemon_path(), connection_closed),
+                connection_closed);
+        }
+        if (arrival == Arrival::output_closed) {
+            throw OutputClosed{};
+        }
+        if (event.kind == HB_EVENT_NEW_GROUP) {
+            nodes_told = nodes_told || event.member_kind == MemberKind::nodes;
+            adapters_told = adapters_told || event.member_kind == MemberKind::adapters;
+        }
+        if (event.heartbeat) {
+            live.heartbeat = event.heartbeat;
+        }
+    }
+    return live;
+}
+
+} // namespace hbctl

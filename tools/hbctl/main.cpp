@@ -1,0 +1,53 @@
+// hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+#include "terminal/printable.h"
+#include "tools/hbctl/arguments.h"
+#include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/daemon_path.h"
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/request.h"
+#include "tools/hbctl/standard_descriptors.h"
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include <sys/prctl.h>
+
+namespace {
+
+int act(const hbctl::Arguments &arguments) {
+    if (arguments.socket) {
+        hbctl::use_daemon_path(*arguments.socket);
+    }
+    return hbctl::run_command(arguments);
+}
+
+int act(const hbctl::Parsed &parsed) {
+    std::fputs(terminal::printable_lines(parsed.complaint).c_str(), stderr);
+    std::fputs(parsed.output.c_str(), stdout);
+    const int status = parsed.arguments ? act(*parsed.arguments) : parsed.exit_status;
+    hbctl::flush_output();
+    return status;
+}
+
+int act_and_report(const hbctl::Parsed &parsed) {
+    try {
+        return act(parsed);
+    } catch (const hbctl::OutputClosed &) {
+        return hbctl::exit_success;
+    } catch (const std::exception &failure) {
+        hbctl::complain(failure.what());
+        return hbctl::exit_failure;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    hbctl::ensure_standard_descriptors();
+    // It holds keys while it shows them: none of them goes into a core file, or to a debugger of the same user.
+    prctl(PR_SET_DUMPABLE, 0);
+    // A daemon or a reader that has gone shows as the failure of a write instead.
+    std::signal(SIGPIPE, SIG_IGN);
+    return act_and_report(hbctl::parse_arguments(argc, argv));
+}

@@ -1,0 +1,59 @@
+#include "tools/hbctl/migration.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/error_text.h"
+
+namespace hbctl {
+namespace {
+
+constexpr int null_pointer = 4;
+
+// Where the local nodes differ the library leaves the number as it was; this one no preparation gives.
+void mark_error_number() {
+    hb_get_my_node_number(nullptr);
+}
+
+Obstacle obstacle_of(int error) {
+    switch (error) {
+    case 63:
+    case 64:
+    case 65:
+        return Obstacle::service;
+    case 17:
+        return Obstacle::memory;
+    case 74:
+        return Obstacle::handlers;
+    case 75:
+        return Obstacle::nodes;
+    default: // also what the service told and is no failure, such as a state that is neither up nor down
+        return Obstacle::local_node;
+    }
+}
+
+} // namespace
+
+Preparation prepare_migration() {
+    mark_error_number();
+    if (hb_migrate_to_mox_prep() == Hb_Success) {
+        return {};
+    }
+    const int error = hb_get_errno();
+    hb_migrate_to_mox_abort();
+    Preparation failed{obstacle_of(error), error};
+    if (failed.obstacle == Obstacle::local_node) {
+        failed.error.reset();
+    }
+    return failed;
+}
+
+std::string obstacle_text(const Preparation &preparation) {
+    if (preparation.succeeded()) {
+        return "";
+    }
+    if (!preparation.error) {
+        return "to the cluster service this is another node than to the daemon";
+    }
+    return error_text(*preparation.error) + " (error " + std::to_string(*preparation.error) + ")";
+}
+
+} // namespace hbctl

@@ -1,0 +1,47 @@
+// What `hbctl migrate --check` tells.
+#pragma once
+
+#include "tools/hbctl/migration.h"
+
+#include <cstddef>
+
+namespace hbctl {
+
+struct MigrationReport {
+    int local_node = -1;
+    std::size_t nodes = 0; // that the daemon has
+    Preparation preparation;
+};
+
+// How far the comparison came: each step needs the one before it.
+enum class Agreement { agrees, differs, not_compared };
+
+inline Agreement local_node_agreement(const MigrationReport &report) {
+    switch (report.preparation.obstacle) {
+    case Obstacle::none:
+    case Obstacle::nodes:
+        return Agreement::agrees;
+    case Obstacle::local_node:
+        return Agreement::differs;
+    default:
+        return Agreement::not_compared;
+    }
+}
+
+inline Agreement nodes_agreement(const MigrationReport &report) {
+    switch (report.preparation.obstacle) {
+    case Obstacle::none:
+        return Agreement::agrees;
+    case Obstacle::nodes:
+        return Agreement::differs;
+    default:
+        return Agreement::not_compared;
+    }
+}
+
+// Whether the cluster service told the cluster.
+inline bool service_answers(const MigrationReport &report) {
+    return local_node_agreement(report) != Agreement::not_compared;
+}
+
+} // namespace hbctl

@@ -1,0 +1,50 @@
+#include "tools/hbctl/output.h"
+
+#include "terminal/printable.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace hbctl {
+namespace {
+
+[[noreturn]] void give_up() {
+    const int reason = errno;
+    if (reason == EPIPE || reason == ECONNRESET) {
+        throw OutputClosed{};
+    }
+    throw OutputFailed(std::string("cannot write to standard output: ") + std::strerror(reason));
+}
+
+} // namespace
+
+void put_line(const std::string &text) {
+    const std::string line = terminal::printable(text);
+    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fputc('\n', stdout) == EOF) {
+        give_up();
+    }
+}
+
+void put_lines(const std::vector<std::string> &lines) {
+    for (const std::string &line : lines) {
+        put_line(line);
+    }
+}
+
+void flush_output() {
+    if (std::fflush(stdout) != 0) {
+        give_up();
+    }
+}
+
+void say_line(const std::string &line) {
+    put_line(line);
+    flush_output();
+}
+
+void complain(const std::string &line) {
+    std::fprintf(stderr, "hbctl: %s\n", terminal::printable(line).c_str());
+}
+
+} // namespace hbctl

@@ -1,0 +1,123 @@
+#include "tools/hbctl/read_picture.h"
+
+#include "hb_client.h"
+#include "terminal/printable.h"
+#include "tools/hbctl/plain_text.h"
+#include "tools/hbctl/request.h"
+
+#include <array>
+
+namespace hbctl {
+namespace {
+
+constexpr int nothing_left = 1;
+
+// Calls use(item) for each item of a first/next pair; the calls take the item and the cursor.
+template <typename Item, typename First, typename Next, typename Use>
+void for_each_item(const std::string &doing, First first, Next next, Use use) {
+    Item item{};
+    Hb_Cursor cursor = 0;
+    Hb_Rc result = first(&item, &cursor);
+    while (result == Hb_Success) {
+        use(item);
+        result = next(&item, &cursor);
+    }
+    if (hb_get_errno() != nothing_left) {
+        require(result, doing);
+    }
+}
+
+void read_sites(Picture &picture) {
+    for_each_item<Hb_Site_Number>("list the sites", hb_get_first_configured_site_number,
+                                  hb_get_next_configured_site_number,
+                                  [&](Hb_Site_Number site) { picture.sites.push_back(site); });
+}
+
+NodeRow read_node(Hb_Node_Number number, int local_node) {
+    NodeRow row;
+    row.number = number;
+    row.local = number == local_node;
+    for_each_item<Hb_Adapter_Number>(
+        "list the adapters of node " + std::to_string(number),
+        [number](Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
+            return hb_get_first_configured_adapter_in_node(number, adapter, cursor);
+        },
+        [number](Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
+            return hb_get_next_configured_adapter_in_node(number, adapter, cursor);
+        },
+        [&row](Hb_Adapter_Number adapter) { row.adapters.push_back(adapter); });
+    return row;
+}
+
+NetworkRow read_network(Hb_Network_Number number) {
+    const std::string which = " of network " + std::to_string(number);
+    NetworkRow row;
+    row.number = number;
+    Hb_Network_Name name{};
+    Hb_Network_Type type{};
+    require(hb_get_network_name_by_number(number, name), "read the name" + which);
+    require(hb_get_network_type_by_number(number, type), "read the type" + which);
+    row.name = terminal::printable(name);
+    row.type = terminal::printable(type);
+    for_each_item<Hb_Adapter_Number>(
+        "list the adapters" + which,
+        [number](Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
+            return hb_get_first_configured_adapter_in_network(number, adapter, cursor);
+        },
+        [number](Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
+            return hb_get_next_configured_adapter_in_network(number, adapter, cursor);
+        },
+        [&row](Hb_Adapter_Number adapter) { row.adapters.push_back(adapter); });
+    return row;
+}
+
+AdapterRow read_adapter(Hb_Adapter_Number number) {
+    const std::string which = " of adapter " + std::to_string(number);
+    AdapterRow row;
+    row.number = number;
+    Hb_Node_Number node = -1;
+    Hb_Adapter_Type type{};
+    Hb_IP_address6 address{};
+    require(hb_get_node_number_by_adapter_number(number, &node), "read the node" + which);
+    require(hb_get_adapter_type_by_number(number, type), "read the type" + which);
+    require(hb_get_adapter_address_by_number(number, &address), "read the address" + which);
+    row.node = node;
+    row.type = terminal::printable(type);
+    row.address = address_text(address);
+    return row;
+}
+
+void tell_adapters_their_network(Picture &picture) {
+    for (const NetworkRow &network : picture.networks) {
+        for (const std::uint32_t adapter : network.adapters) {
+            const auto found = picture.adapter_at.find(adapter);
+            if (found != picture.adapter_at.end()) {
+                picture.adapters[found->second].network = network.number;
+            }
+        }
+    }
+}
+
+} // namespace
+
+Picture read_picture() {
+    Picture picture;
+    Hb_Node_Number local_node = -1;
+    require(hb_get_my_node_number(&local_node), "read the local node's number");
+    picture.local_node = local_node;
+    for_each_item<Hb_Node_Number>(
+        "list the nodes", hb_get_first_configured_node_number, hb_get_next_configured_node_number,
+        [&](Hb_Node_Number node) { picture.nodes.push_back(read_node(node, local_node)); });
+    for_each_item<Hb_Network_Number>(
+        "list the networks", hb_get_first_configured_network_number, hb_get_next_configured_network_number,
+        [&](Hb_Network_Number network) { picture.networks.push_back(read_network(network)); });
+    for_each_item<Hb_Adapter_Number>(
+        "list the adapters", hb_get_first_configured_adapter_number, hb_get_next_configured_adapter_number,
+        [&](Hb_Adapter_Number adapter) { picture.adapters.push_back(read_adapter(adapter)); });
+    read_sites(picture);
+    picture.index();
+    tell_adapters_their_network(picture);
+    return picture;
+}
+
+} // namespace hbctl

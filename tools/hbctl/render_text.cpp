@@ -1,0 +1,377 @@
+#include "tools/hbctl/render_text.h"
+
+#include "hb_client.h"
+#include "terminal/printable.h"
+#include "tools/hbctl/event_names.h"
+#include "tools/hbctl/plain_text.h"
+#include "tools/hbctl/text_table.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace hbctl {
+namespace {
+
+constexpr std::size_t sequence_width = 6;
+constexpr std::size_t time_width = 12;
+constexpr std::size_t kind_width = 14;
+
+// More members than this are told by their numbers alone.
+constexpr std::size_t most_described = 8;
+
+std::string or_dash(const std::string &text) {
+    return text.empty() ? "-" : text;
+}
+
+std::string joined(const std::vector<std::string> &parts, const std::string &separator) {
+    std::string text;
+    for (const std::string &part : parts) {
+        text += (text.empty() ? "" : separator) + part;
+    }
+    return text;
+}
+
+std::string up_text(std::size_t up, bool known) {
+    return known ? std::to_string(up) : "?";
+}
+
+std::string configured_and_up(std::size_t configured, std::size_t up, bool known) {
+    return std::to_string(configured) + " configured, " + up_text(up, known) + " up";
+}
+
+std::string seconds_text(const Heartbeat &heartbeat) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%lld.%06lld", static_cast<long long>(heartbeat.threshold_seconds),
+                  static_cast<long long>(heartbeat.threshold_microseconds));
+    std::string trimmed = text;
+    trimmed.erase(trimmed.find_last_not_of('0') + 1);
+    if (trimmed.back() == '.') {
+        trimmed.pop_back();
+    }
+    return trimmed + " s";
+}
+
+std::string heartbeat_text(const Heartbeat &heartbeat) {
+    return std::string(heartbeat.enabled ? "enabled" : "disabled") + ", threshold " + seconds_text(heartbeat) +
+           ", daemon process " + std::to_string(heartbeat.daemon_pid);
+}
+
+std::string describe(const NodeMember &node) {
+    const std::string number = std::to_string(node.number);
+    return node.addresses.empty() ? number : number + " (" + joined(node.addresses, ", ") + ")";
+}
+
+std::string describe(const AdapterMember &adapter) {
+    std::vector<std::string> facts;
+    if (!adapter.address.empty()) {
+        facts.push_back(adapter.address);
+    }
+    if (!adapter.type.empty()) {
+        facts.push_back(adapter.type);
+    }
+    if (!adapter.network_name.empty()) {
+        facts.push_back("on " + adapter.network_name);
+    }
+    if (adapter.node >= 0) {
+        facts.push_back("of node " + std::to_string(adapter.node));
+    }
+    std::string text = std::to_string(adapter.number);
+    if (!facts.empty()) {
+        text += " (" + joined(facts, " ") + ")";
+    }
+    return text;
+}
+
+template <typename Member>
+std::string members_text(const std::vector<Member> &members, const std::string &noun, bool described) {
+    if (members.empty()) {
+        return "no " + noun + "s";
+    }
+    if (described && members.size() <= most_described) {
+        std::vector<std::string> parts;
+        for (const Member &member : members) {
+            parts.push_back(describe(member));
+        }
+        return noun + (members.size() == 1 ? " " : "s ") + joined(parts, ", ");
+    }
+    std::vector<std::uint32_t> numbers;
+    for (const Member &member : members) {
+        numbers.push_back(static_cast<std::uint32_t>(member.number));
+    }
+    return counted(members.size(), noun) + ": " + number_ranges(numbers);
+}
+
+// Empty when nobody died because of a removal.
+std::string removal_text(const std::vector<AdapterMember> &adapters) {
+    std::vector<std::uint32_t> removed;
+    for (const AdapterMember &adapter : adapters) {
+        if (adapter.removed) {
+            removed.push_back(adapter.number);
+        }
+    }
+    if (removed.empty()) {
+        return "";
+    }
+    const std::string text = "; removed from the configuration";
+    return removed.size() == adapters.size() ? text : text + ": " + number_ranges(removed);
+}
+
+std::string membership_text(const EventRecord &event) {
+    const bool new_group = event.kind == HB_EVENT_NEW_GROUP;
+    std::string text;
+    if (event.member_kind == MemberKind::nodes) {
+        text = members_text(event.nodes, "node", !new_group);
+    } else if (event.member_kind == MemberKind::adapters) {
+        text = members_text(event.adapters, "adapter", !new_group) + removal_text(event.adapters);
+    }
+    if (event.adapter_group) {
+        text += "; leader " + std::to_string(event.adapter_group->leader) + ", incarnation " +
+                std::to_string(event.adapter_group->incarnation);
+    }
+    if (event.stable) {
+        text += *event.stable ? "; stable" : "; unstable";
+    }
+    if (!event.ffdc_id.empty()) {
+        text += "; failure identifier " + event.ffdc_id;
+    }
+    return text;
+}
+
+std::string site_side_text(const std::string &which, const SiteSide &side) {
+    std::string text =
+        which + " site " + std::to_string(side.site) + " (told by node " + std::to_string(side.node);
+    if (side.nodes_up) {
+        text += ", " + counted(*side.nodes_up, "node") + " up";
+    }
+    return text + ")";
+}
+
+std::string sites_event_text(const SitePair &sites, bool split) {
+    return site_side_text("local", sites.local) + " and " + site_side_text("remote", sites.remote) +
+           (split ? " lost each other" : " found each other");
+}
+
+std::string detail_text(const EventRecord &event) {
+    if (event.counts) {
+        return "now " + counts_text(*event.counts);
+    }
+    if (event.heartbeat) {
+        return heartbeat_text(*event.heartbeat);
+    }
+    if (event.foreign) {
+        return event.foreign->address + " speaks with configuration instance " +
+               std::to_string(event.foreign->instance);
+    }
+    if (event.sites) {
+        return sites_event_text(*event.sites, event.kind == HB_EVENT_SITE_SPLIT);
+    }
+    if (event.kind == HB_EVENT_FFDC) {
+        return event.ffdc_id.empty() ? "no identifier" : event.ffdc_id;
+    }
+    return membership_text(event);
+}
+
+std::string kind_text(const EventRecord &event) {
+    const std::string who = event.member_kind == MemberKind::nodes      ? "node "
+                            : event.member_kind == MemberKind::adapters ? "adapter "
+                                                                        : "";
+    switch (event.kind) {
+    case HB_EVENT_DEATH:
+        return who + "death";
+    case HB_EVENT_JOIN:
+        return who + "join";
+    case HB_EVENT_NEW_GROUP:
+        return who + "group";
+    case HB_EVENT_FFDC:
+        return "failure";
+    case HB_EVENT_SITE_SPLIT:
+        return "site split";
+    case HB_EVENT_SITE_MERGE:
+        return "site merge";
+    case HB_EVENT_DIFF_INSTANCE:
+        return "other instance";
+    default:
+        return event_name(event.kind);
+    }
+}
+
+std::string event_line(const std::string &sequence, const std::string &time, const std::string &kind,
+                       const std::string &detail) {
+    std::string line = padded(sequence, sequence_width, Align::right) + "  " +
+                       padded(time, time_width, Align::left) + "  " + padded(kind, kind_width, Align::left) +
+                       "  " + detail;
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+std::string security_text(const SecurityState &state) {
+    if (!state.on) {
+        return "off";
+    }
+    return "on, " + counted(static_cast<std::size_t>(state.keys), "key") + ", the newest " +
+           (state.signs ? "signs" : "does not sign") + " and " +
+           (state.authenticates ? "authenticates" : "does not authenticate");
+}
+
+} // namespace
+
+std::string counts_text(const Counts &counts) {
+    std::string text = counted(counts.nodes, "node");
+    if (counts.nodes_known) {
+        text += " (" + std::to_string(counts.nodes_up) + " up)";
+    }
+    text += ", " + counted(counts.networks, "network") + ", " + counted(counts.adapters, "adapter");
+    if (counts.adapters_known) {
+        text += " (" + std::to_string(counts.adapters_up) + " up)";
+    }
+    if (counts.sites > 0) {
+        text += ", " + counted(counts.sites, "site");
+    }
+    return text;
+}
+
+Lines status_text(const StatusReport &report) {
+    const Counts &counts = report.counts;
+    return {
+        "socket      " + terminal::printable(report.socket),
+        "local node  " + std::to_string(report.local_node),
+        "nodes       " + configured_and_up(counts.nodes, counts.nodes_up, counts.nodes_known),
+        "networks    " + std::to_string(counts.networks) + " configured",
+        "adapters    " + configured_and_up(counts.adapters, counts.adapters_up, counts.adapters_known),
+        "sites       " + std::to_string(counts.sites) + " configured",
+        "heartbeat   " + (report.heartbeat ? heartbeat_text(*report.heartbeat) : "not told by the daemon"),
+    };
+}
+
+Lines migration_text(const MigrationReport &report) {
+    const bool possible = report.preparation.succeeded();
+    const std::string nodes = std::to_string(report.nodes) + (report.nodes == 1 ? " node" : " nodes");
+    const auto told = [](Agreement agreement, const std::string &agrees, const std::string &differs) {
+        return agreement == Agreement::not_compared ? "not compared"
+                                                    : (agreement == Agreement::agrees ? agrees : differs);
+    };
+    Lines lines{
+        "cluster service  " + (service_answers(report) ? "answers" : obstacle_text(report.preparation)),
+        "local node       " + told(local_node_agreement(report), "agrees: " + std::to_string(report.local_node),
+                                   "differs: " + obstacle_text(report.preparation)),
+        "nodes            " + told(nodes_agreement(report),
+                                   "agree: the service knows every one of the daemon's " + nodes,
+                                   "differ: " + obstacle_text(report.preparation)),
+        std::string("migration        ") + (possible ? "possible" : "not possible") + "; nothing was changed",
+    };
+    return lines;
+}
+
+Lines nodes_text(const Picture &picture) {
+    TextTable table({{"NODE", Align::right}, {"STATE"}, {"ADAPTERS"}, {"ADDRESSES"}});
+    for (const NodeRow &row : picture.nodes) {
+        std::vector<std::string> addresses;
+        for (const std::uint32_t number : row.adapters) {
+            const AdapterRow *adapter = picture.adapter(number);
+            if (adapter != nullptr) {
+                addresses.push_back(adapter->address);
+            }
+        }
+        table.add({std::to_string(row.number), liveness_name(row.state) + (row.local ? ", local" : ""),
+                   or_dash(number_ranges(row.adapters)), or_dash(joined(addresses, ", "))});
+    }
+    return table.lines();
+}
+
+Lines networks_text(const Picture &picture) {
+    TextTable table(
+        {{"NETWORK", Align::right}, {"NAME"}, {"TYPE"}, {"ADAPTERS", Align::right}, {"UP", Align::right}});
+    for (const NetworkRow &row : picture.networks) {
+        const auto up = adapters_up(row, picture);
+        table.add({std::to_string(row.number), row.name, or_dash(row.type), std::to_string(row.adapters.size()),
+                   up_text(up.value_or(0), up.has_value())});
+    }
+    return table.lines();
+}
+
+Lines adapters_text(const Picture &picture) {
+    TextTable table(
+        {{"ADAPTER", Align::right}, {"NODE", Align::right}, {"NETWORK"}, {"ADDRESS"}, {"TYPE"}, {"STATE"}});
+    for (const AdapterRow &row : picture.adapters) {
+        const NetworkRow *network = picture.network(row.network);
+        table.add({std::to_string(row.number), std::to_string(row.node),
+                   network == nullptr ? "-" : network->name, row.address, or_dash(row.type),
+                   liveness_name(row.state)});
+    }
+    return table.lines();
+}
+
+Lines sites_text(const Picture &picture) {
+    if (picture.sites.empty()) {
+        return {"no sites are configured"};
+    }
+    TextTable table({{"SITE", Align::right}});
+    for (const unsigned site : picture.sites) {
+        table.add({std::to_string(site)});
+    }
+    return table.lines();
+}
+
+Lines route_text(const RouteReport &report) {
+    Lines lines{"route to node " + std::to_string(report.node) + ": " + counted(report.hops.size(), "hop") +
+                (report.shared ? ", from shared memory" : "")};
+    TextTable table({{"HOP", Align::right}, {"ADDRESS"}});
+    for (std::size_t i = 0; i < report.hops.size(); ++i) {
+        table.add({std::to_string(i + 1), report.hops[i]});
+    }
+    const Lines rows = table.lines();
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    return lines;
+}
+
+Lines keys_text(const KeyReport &report) {
+    Lines lines{"security    " + security_text(report.current), "before      " + security_text(report.previous),
+                "generation  " + std::to_string(report.generation)};
+    TextTable table({{"KEY"}, {"TYPE"}, {"VERSION", Align::right}, {"BYTES", Align::right}});
+    for (const KeyRow &key : report.keys) {
+        if (key.present) {
+            table.add(
+                {key.role, key_type_name(key.type), std::to_string(key.version), std::to_string(key.length)});
+        } else {
+            table.add({key.role, "none", "-", "-"});
+        }
+    }
+    const Lines rows = table.lines();
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    return lines;
+}
+
+Lines adapter_states_text(const std::vector<AdapterStateRow> &rows) {
+    if (rows.empty()) {
+        return {"no adapters are configured on this node"};
+    }
+    TextTable table({{"ADAPTER", Align::right}, {"STATE"}});
+    for (const AdapterStateRow &row : rows) {
+        table.add({std::to_string(row.adapter), entity_state_name(row.state)});
+    }
+    return table.lines();
+}
+
+std::string control_text(const ControlRequest &request) {
+    return terminal::printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
+}
+
+std::string multicast_text(const MulticastRequest &request, std::size_t bytes) {
+    return "multicast: " + counted(bytes, "byte") + " sent for port " + std::to_string(request.port) + " of " +
+           counted(request.nodes.size(), "node");
+}
+
+std::string event_heading_text() {
+    return event_line("SEQ", "TIME", "EVENT", "WHAT");
+}
+
+std::string notice_text(WallTime time, const std::string &kind, const std::string &detail) {
+    return event_line("-", clock_text(time), kind, detail);
+}
+
+std::string event_text(const EventRecord &event) {
+    return event_line(std::to_string(event.sequence), clock_text(event.time), kind_text(event),
+                      detail_text(event));
+}
+
+} // namespace hbctl

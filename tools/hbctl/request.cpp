@@ -1,0 +1,77 @@
+#include "tools/hbctl/request.h"
+
+#include "tools/hbctl/daemon_path.h"
+#include "tools/hbctl/error_text.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace hbctl {
+namespace {
+
+constexpr int no_daemon = 15;
+constexpr int connection_closed = 16;
+constexpr int configuration_unread = 27;
+constexpr int segment_absent = 33;
+constexpr int semaphores_absent = 45;
+
+bool may_not_use(const std::string &path) {
+    return access(path.c_str(), W_OK) != 0 && errno == EACCES;
+}
+
+std::string unreachable_line(const std::string &path) {
+    if (path.size() > longest_socket_path) {
+        return "the socket path " + path + " has " + std::to_string(path.size()) + " bytes, more than " +
+               std::to_string(longest_socket_path) + ": set a shorter one with HB_SERVER_SOCKET or --socket";
+    }
+    if (may_not_use(path)) {
+        return "permission denied for the daemon's socket " + path +
+               ": run as root or as a member of its group";
+    }
+    return "no heartbeat daemon listens at " + path + " (HB_SERVER_SOCKET or --socket changes the path)";
+}
+
+} // namespace
+
+std::string failure_line(const std::string &doing, int number) {
+    return "cannot " + doing + ": " + error_text(number) + " (error " + std::to_string(number) + ")";
+}
+
+std::string open_failure_line(const std::string &path, int number) {
+    if (number == no_daemon) {
+        return unreachable_line(path);
+    }
+    std::string line = failure_line("use the heartbeat daemon at " + path, number);
+    if (number == segment_absent || number == semaphores_absent) {
+        line += "; it is starting or ending, or is no heartbeat daemon";
+    }
+    if (number == connection_closed || number == configuration_unread) {
+        line += "; it is ending, or has rejected this user's connection: its log says why";
+    }
+    return line;
+}
+
+void require(Hb_Rc result, const std::string &doing) {
+    if (result != Hb_Success) {
+        const int number = hb_get_errno();
+        throw RequestFailed(failure_line(doing, number), number);
+    }
+}
+
+void require_request(Hb_Rc result, const std::string &doing) {
+    if (result != Hb_Success) {
+        const int number = hb_get_errno();
+        throw RequestFailed("cannot " + doing + ": " + request_error_text(number) + " (error " +
+                                std::to_string(number) + ")",
+                            number);
+    }
+}
+
+void open_library() {
+    if (hb_init() != Hb_Success) {
+        const int number = hb_get_errno();
+        throw RequestFailed(open_failure_line(daemon_path(), number), number);
+    }
+}
+
+} // namespace hbctl

@@ -1,0 +1,19 @@
+// What `hbctl status` tells.
+#pragma once
+
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/event_record.h"
+
+#include <optional>
+#include <string>
+
+namespace hbctl {
+
+struct StatusReport {
+    std::string socket;
+    int local_node = -1;
+    Counts counts;
+    std::optional<Heartbeat> heartbeat; // none: the daemon has not told its settings
+};
+
+} // namespace hbctl

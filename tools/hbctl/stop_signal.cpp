@@ -1,0 +1,50 @@
+#include "tools/hbctl/stop_signal.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace hbctl {
+namespace {
+
+volatile std::sig_atomic_t signal_pipe = -1;
+
+extern "C" void tell_pipe(int) {
+    const int saved = errno;
+    const char byte = 1;
+    [[maybe_unused]] const auto written = write(signal_pipe, &byte, 1);
+    errno = saved;
+}
+
+void set_disposition(void (*handler)(int), int flags) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+} // namespace
+
+StopSignal::StopSignal() {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot make a pipe for signals");
+    }
+    read_end_ = ends[0];
+    write_end_ = ends[1];
+    signal_pipe = write_end_;
+    set_disposition(tell_pipe, static_cast<int>(SA_RESETHAND));
+}
+
+StopSignal::~StopSignal() {
+    set_disposition(SIG_DFL, 0);
+    signal_pipe = -1;
+    close(read_end_);
+    close(write_end_);
+}
+
+} // namespace hbctl

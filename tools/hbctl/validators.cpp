@@ -1,0 +1,94 @@
+#include "tools/hbctl/validators.h"
+
+#include "hb_client.h"
+#include "tools/hbctl/number_list.h"
+
+#include <arpa/inet.h>
+
+#include <charconv>
+#include <optional>
+
+namespace hbctl {
+namespace {
+
+constexpr std::size_t longest_name = HB_NAME_SIZE - 1;
+constexpr double longest_timeout = 1e9;
+
+// Nothing when the text is more or less than one number.
+template <typename Number> std::optional<Number> parse_whole(const std::string &text) {
+    Number number{};
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stop != end) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+} // namespace
+
+CLI::Validator number_list_up_to(std::uint32_t highest) {
+    return CLI::Validator([highest](std::string &text) { return parse_number_list(text, highest).complaint; },
+                          "");
+}
+
+CLI::Validator subscription_name() {
+    return CLI::Validator(
+        [](std::string &text) {
+            if (text.empty() || text.size() > longest_name) {
+                return "a name has 1 to " + std::to_string(longest_name) + " bytes";
+            }
+            return std::string();
+        },
+        "");
+}
+
+CLI::Validator not_empty(const std::string &what) {
+    return CLI::Validator(
+        [what](std::string &text) { return text.empty() ? what + " is empty" : std::string(); }, "");
+}
+
+CLI::Validator positive_seconds() {
+    return CLI::Validator(
+        [](std::string &text) {
+            const auto seconds = parse_whole<double>(text);
+            const bool sound = seconds && *seconds > 0 && *seconds <= longest_timeout;
+            return sound ? std::string() : "'" + text + "' is no number of seconds above 0";
+        },
+        "");
+}
+
+CLI::Validator positive_count() {
+    return CLI::Validator(
+        [](std::string &text) {
+            const auto count = parse_whole<std::uint64_t>(text);
+            const bool sound = count && *count > 0;
+            return sound ? std::string() : "'" + text + "' is no number above 0";
+        },
+        "");
+}
+
+CLI::Validator whole_number(std::int64_t lowest, std::int64_t highest) {
+    return CLI::Validator(
+        [lowest, highest](std::string &text) {
+            const auto number = parse_whole<std::int64_t>(text);
+            const bool sound = number && *number >= lowest && *number <= highest;
+            return sound ? std::string()
+                         : "'" + text + "' is no number from " + std::to_string(lowest) + " to " +
+                               std::to_string(highest);
+        },
+        "");
+}
+
+CLI::Validator ipv4_address() {
+    return CLI::Validator(
+        [](std::string &text) {
+            in_addr address{};
+            return inet_pton(AF_INET, text.c_str(), &address) == 1
+                       ? std::string()
+                       : "'" + text + "' is no IPv4 address, such as 10.1.0.3";
+        },
+        "");
+}
+
+} // namespace hbctl

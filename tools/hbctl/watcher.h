@@ -1,0 +1,57 @@
+// The live view behind `hbctl watch` and `hbctl subscribe`.
+#pragma once
+
+#include "tools/hbctl/arguments.h"
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/event_stream.h"
+#include "tools/hbctl/migration.h"
+#include "tools/hbctl/stop_signal.h"
+#include "tools/hbctl/subscription.h"
+
+#include <string>
+#include <vector>
+
+namespace hbctl {
+
+class Watcher {
+  public:
+    Watcher(bool json, const WatchLimits &limits);
+
+    // An empty list stands for everything. Gives the status to exit with. Throws RequestFailed, OutputClosed.
+    int run(std::vector<SubscriptionRequest> requests);
+
+  private:
+    enum class Next { go_on, end };
+
+    void connect(std::vector<SubscriptionRequest> requests);
+    void subscribe();
+    Next take_one();
+    void show(const EventRecord &event);
+    void refresh_subscriptions();
+    bool is_time_to_migrate() const;
+    void migrate();
+    void take_failure();
+    Next handle_loss();
+    Next reconnect();
+    bool try_to_reconnect();
+    void announce_start() const;
+    void announce_loss() const;
+    void announce_return() const;
+    void announce_migration(const std::string &step, const Preparation &preparation,
+                            const std::string &detail) const;
+
+    const bool json_;
+    const WatchLimits limits_;
+    const std::string socket_;
+    const Deadline deadline_;
+    StopSignal stop_;
+    EventStream stream_;
+    Picture picture_;
+    std::vector<Subscription> subscriptions_;
+    std::uint64_t shown_ = 0;
+    bool migration_tried_ = false;
+    int failures_in_a_row_ = 0;
+    int exit_status_ = exit_success;
+};
+
+} // namespace hbctl
