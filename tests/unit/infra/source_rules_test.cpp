@@ -54,7 +54,7 @@ TEST(Library, EveryAnswerIsAwaitedByTheOnePrimitive) {
 
 TEST(Library, EveryConfigurationMessageGoesThroughTheOneLoader) {
     EXPECT_THAT(callers_of("hb_get_adapter_network"),
-                ElementsAre("lib/hb_communication/configuration_request.cpp", "lib/api/event_intake.cpp"));
+                ElementsAre("lib/api/event_intake.cpp", "lib/hb_communication/configuration_request.cpp"));
     EXPECT_THAT(callers_of("hb_load_snapshot"), ElementsAre("lib/hb_communication/configuration_load.cpp"));
 }
 
