@@ -37,6 +37,7 @@ if(TARGET hb_daemon)
     wispd/toml_nesting_test.cpp
     wispd/user_quotas_test.cpp
     wispd/user_time_test.cpp
+    wispd/wispd_corners_test.cpp
     LIBS
     hb_daemon
     hb_test_support

@@ -1,6 +1,6 @@
-# The library in the corners: the route section, short memory, cancelled threads, connections that come and go.
+# The state of session and connection in rare cases: short memory, cancelled threads, connections that come and go.
 hb_add_test(
-  protocol_corners_test
+  protocol_connection_state_test
   SOURCES
   calling_thread.cpp
   cancellation_test.cpp
