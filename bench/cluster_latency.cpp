@@ -1,6 +1,8 @@
-// How much wispd and the library add to what the engine needs: real Corosync engines on several hosts of this machine.
+// Measures the latency that wispd and the library add to Corosync's own: real engines on several hosts of this
+// machine.
 //
-// An observer beside each wispd notes when the engine's callback came; the client beside it notes when it had the event.
+// An observer beside each wispd records when the engine's callback ran. The client beside it records when the
+// event arrived.
 #include <poll.h>
 
 #include <algorithm>
@@ -22,7 +24,7 @@ using namespace hb_test;
 constexpr int NOT_POSSIBLE = 3;
 constexpr double CALLBACK_TO_EVENT = 0.002; // the median
 constexpr double ADDED_TO_A_DEATH = 0.100;  // the longest
-constexpr double IDLE_SHARE = 0.01;         // of a processor
+constexpr double IDLE_SHARE = 0.01;         // of one processor
 
 struct Options {
     int hosts = 3;
@@ -41,7 +43,7 @@ double at_share(std::vector<double> values, double share) {
                           : values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-// Prints a line of the table; whether the limit was kept.
+// Prints a line of the table. Returns whether the limit was met.
 bool tell(const char *what, double measured, std::optional<double> limit, const char *unit, double scale) {
     std::printf("  %-62s %9.3f %-2s", what, measured * scale, unit);
     const bool kept = !limit || measured < *limit;
@@ -59,7 +61,7 @@ void need(bool holds, EngineCluster &cluster, const char *what) {
     }
 }
 
-// What the cluster does by itself is left to end.
+// Waits until the cluster reports no further changes by itself.
 void let_settle(EngineCluster &cluster) {
     need(cluster.wait_all_up(), cluster, "not everybody is up");
     double last_news = now();
@@ -79,7 +81,7 @@ bool measure_idle(EngineCluster &cluster, int seconds) {
         before.push_back(cluster.wispd(host).seconds_used());
     }
     const double began = now();
-    // Nobody looks meanwhile: what it costs to be looked at does not count.
+    // Nothing queries wispd meanwhile: the cost of answering queries must not count.
     poll(nullptr, 0, seconds * 1000);
     const double length = now() - began;
     double most = 0;
@@ -90,7 +92,7 @@ bool measure_idle(EngineCluster &cluster, int seconds) {
     return tell("processor time of an idle wispd, the busiest", most, IDLE_SHARE, "%", 100);
 }
 
-// The last host leaves and comes back; the others are told. Deaths and joins come by turns.
+// The last host leaves and returns, and the others receive the events. Deaths and joins alternate.
 bool measure_callbacks(EngineCluster &cluster, int rounds) {
     const int last = cluster.hosts().count();
     for (int round = 0; round < rounds; ++round) {
@@ -125,7 +127,7 @@ bool measure_callbacks(EngineCluster &cluster, int rounds) {
     return kept && !all.empty();
 }
 
-// SIGKILL: first the links go, then the node, which takes the engine about two token times.
+// After SIGKILL the links go down first. The node follows after about two of the engine's token times.
 bool measure_kills(EngineCluster &cluster, int kills) {
     const auto last = static_cast<unsigned>(cluster.hosts().count());
     ClientOnHost &client = cluster.client(1);

@@ -1,5 +1,5 @@
-// The comparison of configuration tables in cluster-event mode, against the nested scan that says what it has to
-// find; and the making of an event, against clearing its list once.
+// The comparison of configuration tables in cluster-event mode, against a nested scan that finds the same
+// differences. Also the making of an event, against clearing its list once.
 #include <cstring>
 #include <memory>
 #include <string>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// So many adapters, 48 on each node, all up.
+// A table of the given number of adapters, 48 on each node, all up.
 class Sample_Table {
   public:
     explicit Sample_Table(int adapters) {
@@ -40,7 +40,7 @@ class Sample_Table {
     Hb_Configuration_Internal table_{};
 };
 
-// Both ways, as after each event that changes the configuration.
+// Compares in both directions, as after each event that changes the configuration.
 void compare_identical(benchmark::State &state) {
     const Sample_Table one(static_cast<int>(state.range(0)));
     const Sample_Table other(static_cast<int>(state.range(0)));
@@ -97,7 +97,7 @@ void make_adapter_event(benchmark::State &state) {
     }
 }
 
-// New memory of the same size, cleared once.
+// Allocates memory of the same size and clears it once.
 void clear_event_once(benchmark::State &state) {
     for (auto _ : state) {
         const std::unique_ptr<char[]> bytes(new char[sizeof(MOX_Event)]);

@@ -1,4 +1,4 @@
-// Events through the library, against a bare loop that does what cannot be avoided: it reads the same bytes
+// Events through the library, against a bare loop with only the unavoidable work: it reads the same bytes
 // from the same kind of socket and clears the same list.
 #include <cstdlib>
 #include <cstring>
@@ -15,16 +15,16 @@
 
 namespace {
 
-constexpr int BATCH = 16; // what a socket surely holds of the largest record
+constexpr int BATCH = 16; // this many of the largest records always fit in a socket
 
-// Processor time of this thread: nothing here waits, and what else the machine does must not count.
+// Processor time of this thread: nothing here waits, and other load on the machine must not count.
 double seconds_used() {
     timespec now;
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// Deaths and joins by turns, so that every event changes the state of each of its members.
+// Deaths and joins alternate, so that every event changes the state of each of its members.
 bool feed_batch(int daemon_end, const std::vector<char> &death, const std::vector<char> &join) {
     for (int i = 0; i < BATCH; i += 2) {
         if (!feed(daemon_end, death) || !feed(daemon_end, join)) {
@@ -34,7 +34,7 @@ bool feed_batch(int daemon_end, const std::vector<char> &death, const std::vecto
     return true;
 }
 
-// Measures `take` on batches that are there before it starts.
+// Measures `take` on batches that are in the socket before it starts.
 template <typename Take> void run_batches(benchmark::State &state, int daemon_end, Members members, Take take) {
     const int count = static_cast<int>(state.range(0));
     const std::vector<char> death = adapter_record(HB_ADAPTER_DEATH, count, members);

@@ -1,4 +1,4 @@
-// hb_bench: runs the benchmarks and closes with the ratios. Options are Google Benchmark's.
+// hb_bench: runs the benchmarks, then prints the ratios. Options are Google Benchmark's.
 #include <cstring>
 #include <vector>
 
@@ -7,7 +7,7 @@
 #include "bench/ratios.h"
 
 int main(int argc, char **argv) {
-    // Repetitions of all benchmarks are mixed, so that a disturbance of the machine meets both sides.
+    // Repetitions of all benchmarks are interleaved, so that a disturbance of the machine affects both sides.
     char repetitions[] = "--benchmark_repetitions=7";
     char interleaving[] = "--benchmark_enable_random_interleaving=true";
     char aggregates[] = "--benchmark_report_aggregates_only=true";

@@ -1,4 +1,4 @@
-// Questions to the table of the largest cluster, and subscribing all of it. The library counts as open, so
+// Queries to the table of the largest cluster, and subscribing to all of it. The library is marked as open, so
 // that no daemon is asked.
 #include <memory>
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Steps through all adapter numbers in an order that no cache foresees.
+// Steps through all adapter numbers in an order that caches cannot predict.
 class Adapter_Walk {
   public:
     Hb_Adapter_Number next() { return at_ = (at_ + 61441) % SAMPLE_ADAPTERS; }

@@ -8,7 +8,7 @@ struct Ratio {
     const char *text;
     const char *of;      // this one's rate ...
     const char *against; // ... divided by this one's
-    double target;       // 0: told for information
+    double target;       // 0: printed for information
 };
 
 constexpr Ratio ratios[] = {
@@ -30,7 +30,7 @@ constexpr Ratio ratios[] = {
     {"making an event, rate of clearing its memory once", "make_adapter_event", "clear_event_once", 0.7},
 };
 
-// What has to be done in so many seconds, on any machine of these days.
+// Work that must finish within this many seconds on any current machine.
 struct Limit {
     const char *text;
     const char *of;
@@ -52,7 +52,7 @@ void Median_Reporter::ReportRuns(const std::vector<Run> &runs) {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
         if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred) {
-            // What a benchmark measured itself is given as its real time.
+            // A time that a benchmark measured itself is reported as its real time.
             const double time =
                 run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
             medians_[run.run_name.str()] = time / benchmark::GetTimeUnitMultiplier(run.time_unit);

@@ -1,4 +1,4 @@
-// What the benchmarks are for: how the library compares with a plain way of doing the same, in one run on
+// The purpose of the benchmarks: how the library compares with a plain way of doing the same, in one run on
 // one machine.
 #ifndef BENCH_RATIOS_H
 #define BENCH_RATIOS_H
@@ -9,20 +9,20 @@
 
 #include <benchmark/benchmark.h>
 
-// Shows the results as they come, and keeps the median of each.
+// Prints the results as they arrive and keeps the median of each.
 class Median_Reporter : public benchmark::ConsoleReporter {
   public:
     Median_Reporter() : ConsoleReporter(OO_Tabular) {}
     void ReportRuns(const std::vector<Run> &runs) override;
 
-    // Seconds of processor time of one iteration, by the benchmark's name.
+    // Seconds of processor time for one iteration, by the benchmark's name.
     const std::map<std::string, double> &medians() const { return medians_; }
 
   private:
     std::map<std::string, double> medians_;
 };
 
-// Prints the ratios; false when one misses its target or was not measured.
+// Prints the ratios. Returns false when a ratio misses its target or was not measured.
 bool print_ratios(const std::map<std::string, double> &medians);
 
 #endif

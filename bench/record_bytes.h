@@ -1,4 +1,4 @@
-// Putting a record together byte by byte.
+// Builds a record byte by byte.
 #ifndef BENCH_RECORD_BYTES_H
 #define BENCH_RECORD_BYTES_H
 

@@ -1,4 +1,4 @@
-// The largest cluster that there can be, as the daemon would describe it.
+// The largest possible cluster, as the daemon would describe it.
 #ifndef BENCH_SAMPLE_CLUSTER_H
 #define BENCH_SAMPLE_CLUSTER_H
 
@@ -10,13 +10,13 @@ inline constexpr int SAMPLE_NODES = HB_NODE_SLOTS;
 inline constexpr int SAMPLE_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
 inline constexpr int SAMPLE_ADAPTERS = HB_ADAPTER_SLOTS;
 
-// A configuration record with every adapter of every node, each with an address of its own.
+// Makes a configuration record with every adapter of every node. Each adapter has its own address.
 const std::vector<char> &sample_configuration_record();
 
-// The address that the record gives to an adapter.
+// Returns the address that the record gives to an adapter.
 Hb_IP_address6 sample_address(Hb_Adapter_Number adapter);
 
-// Loads the record into the library's table, and lets the library take itself for open.
+// Loads the record into the library's table and marks the library as open.
 void load_sample_cluster();
 
 #endif

@@ -26,7 +26,7 @@ struct Address_Equal {
     }
 };
 
-// Checking, loading and the node table; each load also frees the one before.
+// Checks the record, loads it and builds the node table. Each load also frees the previous one.
 void load_snapshot(benchmark::State &state) {
     const std::vector<char> &record = sample_configuration_record();
     for (auto _ : state) {

@@ -1,6 +1,6 @@
-# Whether Corosync can be followed: HB_WITH_COROSYNC, and hb_corosync_libs to link with.
+# Decides whether wispd can follow Corosync: sets HB_WITH_COROSYNC, and hb_corosync_libs to link with.
 #
-# Its libraries exist in the machine's own ABI only.
+# The Corosync libraries exist in the machine's own ABI only.
 set(HB_BUILD_COROSYNC AUTO CACHE STRING "Follow Corosync in wispd, and the cluster service over it: AUTO, ON or OFF")
 set_property(CACHE HB_BUILD_COROSYNC PROPERTY STRINGS AUTO ON OFF)
 

@@ -1,5 +1,5 @@
-# What a distribution builds its packages with, for every target of a directory that is installed. Sanitizers check more
-# by themselves, and the fortified functions need an optimizer.
+# The flags that distributions build their packages with, for every target of a directory that is installed.
+# Sanitizer builds do without them: sanitizers check more, and the fortified functions need an optimizer.
 if(NOT HB_SANITIZE)
   add_compile_options(-fstack-protector-strong -fcf-protection
                       "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")

@@ -5,7 +5,7 @@ target_compile_options(
   hb_options
   INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wformat=2 -Wundef -Wcast-align -Werror
             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>)
-# At -O3 these of GCC 12 misjudge std::string and std::vector themselves; -O2 builds keep them.
+# At -O3, GCC 12 reports these warnings falsely inside std::string and std::vector. Builds with -O2 keep them.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(
     hb_options INTERFACE "$<$<CONFIG:Release>:-Wno-restrict;-Wno-array-bounds;-Wno-stringop-overflow;-Wno-stringop-overread>")

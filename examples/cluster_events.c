@@ -1,6 +1,7 @@
-/* Takes its events from the operating system's cluster service, on a node without a heartbeat daemon.
- * docs/cluster-event-mode.md shows how to try it with a simulated service. Set HB_SERVER_SOCKET=/none where a daemon runs:
- * the first commit asks the daemon that it reaches to end, also for its other clients. */
+/* Reads its events from the operating system's cluster service, on a node without a heartbeat daemon.
+ * docs/cluster-event-mode.md shows how to try it with a simulated service. Set HB_SERVER_SOCKET=/none on a
+ * machine where a daemon runs: the first commit asks the daemon that it reaches to end, also for its other
+ * clients. */
 #include "hb_client.h"
 #include <poll.h>
 #include <stdio.h>
@@ -8,7 +9,7 @@
 static Hb_Group group;               /* 393,480 bytes: not on the stack */
 static Hb_Subscription_Group wanted; /* neither is this */
 
-/* The descriptors that are ready, followed by -1; 0 when waiting failed. */
+/* Returns the descriptors that are ready, followed by -1; returns 0 when waiting failed. */
 static int wait_for_ready(const int *descriptors, int count, int *ready) {
     struct pollfd waiting[16];
     int i, found = 0;
@@ -26,7 +27,7 @@ static int wait_for_ready(const int *descriptors, int count, int *ready) {
     return 1;
 }
 
-/* 1 death, 2 join, 4 those that are up: of the group's members. 128: the configuration is another. */
+/* 1 death, 2 join, 4 members that are up: of the group's members. 128: the configuration changed. */
 static void show(int event, const char *name) {
     Hb_Node_Number node;
     Hb_Adapter_Identifier adapter;

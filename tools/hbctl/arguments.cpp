@@ -14,7 +14,7 @@
 namespace hbctl {
 namespace {
 
-// As they stand on the command line, before they are checked against each other.
+// The arguments as typed, before they are checked against each other.
 struct Raw {
     std::string socket;
     bool json = false;
@@ -38,7 +38,7 @@ struct Raw {
 constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
 constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
 
-// The first word that is no event's name, as a complaint; sums up the mask.
+// Returns a complaint about the first word that is not an event name. Adds up the mask.
 std::string read_events(const std::string &words, int &mask) {
     std::istringstream stream(words);
     std::string word;
@@ -233,7 +233,7 @@ Arguments arguments_of(const Grammar &grammar) {
     return arguments;
 }
 
-// CLI11 misses a verb before it looks at the word that stands in its place.
+// CLI11 reports a missing verb before it checks the word in the verb's place.
 std::string unknown_verb(const CLI::App &app) {
     const std::vector<std::string> left = app.remaining();
     return app.get_subcommands().empty() && !left.empty() ? left.front() : "";

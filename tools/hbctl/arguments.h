@@ -40,14 +40,14 @@ struct Arguments {
     std::optional<std::string> socket;
     SubscriptionRequest subscription; // of the verb subscribe
     WatchLimits limits;               // of watch and subscribe
-    ControlArguments control;         // of the verbs behind subscribe
+    ControlArguments control;         // of the verbs after subscribe
 };
 
 constexpr int exit_success = 0;
 constexpr int exit_failure = 1;
 constexpr int exit_usage = 2;
 
-// Either arguments to act on, or texts to print and the status to exit with (help, version, misuse).
+// Either arguments to act on, or text to print and the exit status (help, version, misuse).
 struct Parsed {
     std::optional<Arguments> arguments;
     int exit_status = exit_success;

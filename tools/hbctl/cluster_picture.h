@@ -1,4 +1,4 @@
-// What is configured, and which of it is alive, as plain data.
+// The configuration, and which parts of it are alive, as plain data.
 #pragma once
 
 #include <cstdint>
@@ -59,17 +59,17 @@ struct Counts {
     std::size_t adapters = 0;
     std::size_t adapters_up = 0;
     std::size_t sites = 0;
-    bool nodes_known = false;    // no node's state is unknown
-    bool adapters_known = false; // no adapter's state is unknown
+    bool nodes_known = false;    // the state of every node is known
+    bool adapters_known = false; // the state of every adapter is known
 };
 
 Counts count(const Picture &picture);
 
-// How many adapters of the network are up; nothing when the state of one is unknown.
+// Returns how many adapters of the network are up; nothing if the state of one is unknown.
 std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture &picture);
 
-// Takes over the states of what both pictures hold. What is new is down until it joins; where the states were
-// not all known its state is not either.
+// Copies the states of everything that is in both pictures. New nodes and adapters are down until they join;
+// their state is unknown if the old picture had unknown states.
 void carry_states(const Picture &from, Picture &to);
 
 } // namespace hbctl

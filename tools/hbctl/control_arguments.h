@@ -1,4 +1,4 @@
-// What the verbs about routes, keys, adapters of this node and control requests are given.
+// Arguments of the verbs about routes, keys, adapters of this node and control requests.
 #pragma once
 
 #include "tools/hbctl/control_request.h"
@@ -12,8 +12,8 @@ namespace hbctl {
 
 struct RouteQuery {
     int node = 0;
-    bool shared = false;  // from shared memory instead of the daemon
-    bool ip_only = false; // from shared memory too
+    bool shared = false;  // read from shared memory instead of asking the daemon
+    bool ip_only = false; // also read from shared memory
 };
 
 struct MulticastRequest {
@@ -24,7 +24,7 @@ struct MulticastRequest {
 
 struct ControlArguments {
     RouteQuery route;
-    std::optional<std::uint32_t> adapter; // of adapter-state; none: every local one
+    std::optional<std::uint32_t> adapter; // of adapter-state; none: every local adapter
     MulticastRequest multicast;
     ControlRequest request;
 };

@@ -1,4 +1,4 @@
-// The part of the command line that is about routes, keys and control requests.
+// The part of the command line about routes, keys and control requests.
 #pragma once
 
 #include "tools/hbctl/control_arguments.h"
@@ -9,20 +9,20 @@
 
 namespace hbctl {
 
-// As they stand on the command line.
+// The arguments as typed.
 struct ControlWords {
     RouteQuery route;
     int port = 0;
     std::string nodes;
     std::string text;
-    std::string adapter; // may be left out where one is only shown
+    std::string adapter; // optional for a verb that only shows
     ControlRequest request;
     std::string on_off;
 };
 
 void add_control_verbs(CLI::App &app, ControlWords &words);
 
-// What the verb takes of them.
+// Returns the arguments that the verb uses.
 ControlArguments control_arguments(const std::string &verb, const ControlWords &words);
 
 } // namespace hbctl

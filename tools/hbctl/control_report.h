@@ -1,4 +1,4 @@
-// What the verbs about routes, keys and adapters of this node tell.
+// Output of the verbs about routes, keys and adapters of this node.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ struct RouteReport {
 };
 
 struct KeyRow {
-    std::string role; // "current", "previous", "cache 1" for the newest of the cache
+    std::string role; // "current", "previous", "cache 1" for the newest in the cache
     bool present = false;
     std::uint32_t type = 0;
     int version = 0;
@@ -23,7 +23,7 @@ struct KeyRow {
 
 struct SecurityState {
     bool on = false;
-    int keys = 0; // that authenticate
+    int keys = 0; // keys that authenticate
     bool signs = false;
     bool authenticates = false;
     bool klom_compatible = false;

@@ -1,4 +1,4 @@
-// The control requests that a user can make, and what each says.
+// The control requests that a user can make, and the words of each.
 #pragma once
 
 #include <netinet/in.h>
@@ -36,7 +36,7 @@ struct ControlForm {
     const char *name; // on the command line
     const char *help;
     std::vector<Operand> operands; // in their order on the command line
-    bool answered;                 // the daemon tells what came of it
+    bool answered;                 // the daemon reports the result
 };
 
 const std::vector<ControlForm> &control_forms();
@@ -53,10 +53,10 @@ struct ControlRequest {
     std::string interface; // empty: all
 };
 
-// "grace 97 5": the request as a command line has it.
+// "grace 97 5": the request as typed on a command line.
 std::string request_text(const ControlRequest &request);
 
-// "give adapter 97 a grace of 5 s": what cannot be done when it fails.
+// "give adapter 97 a grace of 5 s": the action, for an error message.
 std::string request_purpose(const ControlRequest &request);
 
 } // namespace hbctl

@@ -1,4 +1,4 @@
-// Where the daemon's socket is, as the library will look for it.
+// The path of the daemon's socket, as the library resolves it.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@ namespace hbctl {
 // The longest path that a local socket can have.
 constexpr std::size_t longest_socket_path = 107;
 
-// From HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME.
+// Resolves it from HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME.
 std::string daemon_path();
 
-// Makes the library use exactly this path. Throws std::runtime_error in a program with more rights than its caller: the
-// library reads no environment there.
+// Makes the library use exactly this path. Throws std::runtime_error in a program with more rights than its
+// caller, because the library reads no environment there.
 void use_daemon_path(const std::string &path);
 
 } // namespace hbctl

@@ -12,7 +12,7 @@ struct Meaning {
     const char *text;
 };
 
-// Ascending.
+// Ascending by number.
 constexpr std::array meanings{
     Meaning{0, "no reason was given"},
     Meaning{1, "nothing more to list"},
@@ -95,7 +95,7 @@ constexpr std::array meanings{
     Meaning{88, "the cluster service did not report the merge policy of the sites"},
 };
 
-// Ascending. Where the daemon judges a request.
+// Ascending by number. For requests that the daemon checks.
 constexpr std::array request_meanings{
     Meaning{3, "the daemon does not permit this user to act: run as root or as a member of its act_group"},
     Meaning{4, "out of range, or not of this node"},

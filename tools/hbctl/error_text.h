@@ -1,4 +1,4 @@
-// What an error number of the library means, in words.
+// The meaning of the library's error numbers, in words.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@ namespace hbctl {
 // "no such meaning is known" for a number that the library does not use.
 std::string error_text(int number);
 
-// The same for a request about this node or its adapters, where some numbers mean something else.
+// The same for a request about this node or its adapters, where some numbers have another meaning.
 std::string request_error_text(int number);
 
 } // namespace hbctl

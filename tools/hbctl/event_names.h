@@ -13,10 +13,10 @@ namespace hbctl {
 // "heartbeat"; "event-N" for any other number.
 std::string event_name(int kind);
 
-// The event of that name that can be subscribed to; nothing for other words.
+// Returns the event of that name, if it can be subscribed to; nothing for other words.
 std::optional<int> event_of_name(const std::string &name);
 
-// All words that event_of_name takes: "death, join, ..."
+// All words that event_of_name accepts: "death, join, ..."
 std::string subscribable_event_names();
 
 // "nodes", "adapters", "instance", "sites", "none"

@@ -1,4 +1,4 @@
-// From the library's event record to plain data.
+// Converts the library's event record to plain data.
 #pragma once
 
 #include "hb_client.h"
@@ -9,7 +9,7 @@
 
 namespace hbctl {
 
-// Reads the record with the library's accessors; the picture gives members their addresses and names.
+// Reads the record with the library's accessors. The picture supplies the members' addresses and names.
 EventRecord read_event(int kind, const std::string &subscription, unsigned long sequence, Hb_Group &group,
                        const Picture &picture);
 

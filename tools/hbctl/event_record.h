@@ -1,4 +1,4 @@
-// One event as plain data, apart from the library's record, so that it can be shown, compared and tested.
+// One event as plain data, independent of the library's record, so that it can be shown, compared and tested.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
@@ -17,7 +17,7 @@ struct AdapterMember {
     std::uint32_t number = 0;
     std::uint32_t incarnation = 0;
     bool removed = false; // died because it was removed from the configuration
-    // As configured when the event came; -1 and empty for an adapter that is not.
+    // As configured when the event arrived; -1 and empty for an adapter that is not configured.
     int node = -1;
     int network = -1;
     std::string network_name;
@@ -50,7 +50,7 @@ struct ForeignInstance {
 struct SiteSide {
     std::uint32_t site = 0;
     std::uint32_t node = 0;
-    std::optional<std::uint32_t> nodes_up; // told by a merge only
+    std::optional<std::uint32_t> nodes_up; // merges only
 };
 
 struct SitePair {
@@ -75,7 +75,7 @@ struct EventRecord {
     std::optional<Counts> counts; // after a configuration change
 };
 
-// Brings the states of the picture up to date with a death, join or new group.
+// Updates the states of the picture after a death, join or new group.
 void apply_event(const EventRecord &event, Picture &picture);
 
 } // namespace hbctl

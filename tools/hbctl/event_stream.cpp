@@ -53,7 +53,7 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
         int kind = 0;
         Hb_Name name{};
         unsigned long sequence = 0;
-        group_->Hb_ffdc_id[0] = '\0'; // a cluster service has none, and leaves the last one there
+        group_->Hb_ffdc_id[0] = '\0'; // a cluster service sets none and leaves the previous one in place
         if (hb_get_event_message(ready_.data(), &at_once, &kind, name, group_.get(), &sequence) == Hb_Success) {
             if (kind == 0) {
                 continue; // an event that turned out to be empty

@@ -12,20 +12,20 @@
 namespace hbctl {
 
 enum class Arrival {
-    event,         // the record is filled and the picture brought up to date
-    dropped,       // something unsound came and was dropped; its sequence number is in the record
-    time_over,     // the deadline came first
+    event,         // the record is filled and the picture is up to date
+    dropped,       // a malformed record was dropped; its sequence number is in the record
+    time_over,     // the deadline passed
     stopped,       // the user wants to stop
-    output_closed, // nobody reads standard output any more
-    lost,          // the daemon went away
-    failed         // in cluster-event mode: nothing could be made of what was ready
+    output_closed, // standard output has lost its reader
+    lost,          // the daemon disconnected
+    failed         // in cluster-event mode: an event was ready but could not be processed
 };
 
 class EventStream {
   public:
     EventStream();
 
-    // Takes the descriptors of the open library. Throws RequestFailed.
+    // Gets the descriptors of the open library. Throws RequestFailed.
     void attach();
     // The same after the library has left the daemon for the cluster service.
     void attach_to_service();

@@ -1,4 +1,4 @@
-// The configuration together with the states of the moment.
+// The configuration together with the current states.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
@@ -13,9 +13,9 @@ struct LivePicture {
     std::optional<Heartbeat> heartbeat;
 };
 
-// Opens the library and reads the configuration; then subscribes to all nodes and adapters, for the states come
-// with the daemon's account of the present members, and waits for both accounts. When they do not come in time
-// it says so on standard error and the states stay unknown. Throws RequestFailed.
+// Opens the library, reads the configuration, and subscribes to all nodes and adapters. The daemon answers each
+// subscription with a report of the present members, which gives the states. Waits for both reports. If they do
+// not arrive in time, prints that on standard error and leaves the states unknown. Throws RequestFailed.
 LivePicture read_live_picture();
 
 } // namespace hbctl

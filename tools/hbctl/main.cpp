@@ -1,4 +1,4 @@
-// hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+// hbctl shows and controls the cluster through the heartbeat client library, for people and scripts.
 #include "terminal/printable.h"
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/commands/commands.h"
@@ -45,9 +45,9 @@ int act_and_report(const hbctl::Parsed &parsed) {
 
 int main(int argc, char **argv) {
     hbctl::ensure_standard_descriptors();
-    // It holds keys while it shows them: none of them goes into a core file, or to a debugger of the same user.
+    // hbctl holds keys while it shows them: they must not reach a core file, or a debugger of the same user.
     prctl(PR_SET_DUMPABLE, 0);
-    // A daemon or a reader that has gone shows as the failure of a write instead.
+    // If a daemon or reader has disconnected, the write fails instead of raising a signal.
     std::signal(SIGPIPE, SIG_IGN);
     return act_and_report(hbctl::parse_arguments(argc, argv));
 }

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int null_pointer = 4;
 
-// Where the local nodes differ the library leaves the number as it was; this one no preparation gives.
+// When the local nodes differ, the library leaves the error number unchanged. No preparation sets this number.
 void mark_error_number() {
     hb_get_my_node_number(nullptr);
 }
@@ -25,7 +25,7 @@ Obstacle obstacle_of(int error) {
         return Obstacle::handlers;
     case 75:
         return Obstacle::nodes;
-    default: // also what the service told and is no failure, such as a state that is neither up nor down
+    default: // also numbers that are not failures, such as a state that is neither up nor down
         return Obstacle::local_node;
     }
 }

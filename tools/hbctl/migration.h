@@ -1,4 +1,4 @@
-// The move of this process from the daemon to the operating system's cluster service.
+// Migrates this process from the daemon to the operating system's cluster service.
 #pragma once
 
 #include <optional>
@@ -10,15 +10,15 @@ enum class Obstacle { none, service, handlers, local_node, nodes, memory };
 
 struct Preparation {
     Obstacle obstacle = Obstacle::none;
-    std::optional<int> error; // the library's number, where it gives one
+    std::optional<int> error; // the library's number, if it sets one
 
     bool succeeded() const { return obstacle == Obstacle::none; }
 };
 
-// Prepares the move of the open library. One that failed has been given up again.
+// Prepares the migration of the open library. Aborts a preparation that failed.
 Preparation prepare_migration();
 
-// Why it failed, in words and with the number.
+// Returns why it failed, in words and with the number.
 std::string obstacle_text(const Preparation &preparation);
 
 } // namespace hbctl

@@ -1,4 +1,4 @@
-// What `hbctl migrate --check` tells.
+// Output of `hbctl migrate --check`.
 #pragma once
 
 #include "tools/hbctl/migration.h"
@@ -9,11 +9,11 @@ namespace hbctl {
 
 struct MigrationReport {
     int local_node = -1;
-    std::size_t nodes = 0; // that the daemon has
+    std::size_t nodes = 0; // nodes of the daemon
     Preparation preparation;
 };
 
-// How far the comparison came: each step needs the one before it.
+// The result of one step of the comparison. Each step needs the previous one.
 enum class Agreement { agrees, differs, not_compared };
 
 inline Agreement local_node_agreement(const MigrationReport &report) {
@@ -39,7 +39,7 @@ inline Agreement nodes_agreement(const MigrationReport &report) {
     }
 }
 
-// Whether the cluster service told the cluster.
+// Returns whether the cluster service reported its cluster.
 inline bool service_answers(const MigrationReport &report) {
     return local_node_agreement(report) != Agreement::not_compared;
 }

@@ -1,4 +1,4 @@
-// Lists of numbers as a user types them: "1,2,5-7".
+// Lists of numbers as users type them: "1,2,5-7".
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 namespace hbctl {
 
 struct NumberList {
-    std::vector<std::uint32_t> numbers; // as given, ranges spread out
-    std::string complaint;              // empty: the text was sound
+    std::vector<std::uint32_t> numbers; // in the given order, with ranges expanded
+    std::string complaint;              // empty: the text was valid
 };
 
 NumberList parse_number_list(const std::string &text, std::uint32_t highest);

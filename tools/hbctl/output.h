@@ -1,4 +1,4 @@
-// Lines on standard output. Who reads them may go away at any time: that ends the command without a word.
+// Lines on standard output. The reader may disconnect at any time, which ends the command silently.
 #pragma once
 
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 namespace hbctl {
 
-// Nobody reads standard output any more.
+// Standard output has lost its reader.
 struct OutputClosed {};
 
 // Standard output cannot be written, for instance because the disk is full.
@@ -16,14 +16,14 @@ class OutputFailed : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What could steer a terminal stands in a line as \xNN, whatever wrote it. They throw the two above. put_line leaves the
-// line in the buffer; say_line sends it out at once.
+// Control characters, from whatever source, are printed as \xNN. Both functions throw the two exceptions above.
+// put_line leaves the line in the buffer; say_line sends it at once.
 void put_line(const std::string &line);
 void put_lines(const std::vector<std::string> &lines);
 void say_line(const std::string &line);
 void flush_output();
 
-// One line on standard error, with the program's name.
+// Prints one line on standard error, with the program's name.
 void complain(const std::string &line);
 
 } // namespace hbctl

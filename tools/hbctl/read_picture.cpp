@@ -12,7 +12,7 @@ namespace {
 
 constexpr int nothing_left = 1;
 
-// Calls use(item) for each item of a first/next pair; the calls take the item and the cursor.
+// Calls use(item) for each item of a first/next pair. The two calls receive the item and the cursor.
 template <typename Item, typename First, typename Next, typename Use>
 void for_each_item(const std::string &doing, First first, Next next, Use use) {
     Item item{};

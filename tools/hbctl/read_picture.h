@@ -1,12 +1,12 @@
-// Reads the configuration from the library. The answers are at hand in this process: nothing is asked of the
-// daemon, so it may be called while events are awaited.
+// Reads the configuration from the library. The library answers from memory without asking the daemon, so this
+// may be called while waiting for events.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
 
 namespace hbctl {
 
-// Every state is unknown. Throws RequestFailed.
+// All states are unknown afterwards. Throws RequestFailed.
 Picture read_picture();
 
 } // namespace hbctl

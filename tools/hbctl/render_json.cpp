@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Texts from the daemon need not be UTF-8.
+// Texts from the daemon may be invalid UTF-8.
 std::string dump(const Json &object) {
     return terminal::printable_json(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }

@@ -1,4 +1,4 @@
-// Everything that a program reads on standard output: one JSON object a line, with keys in a fixed order.
+// All standard output for programs: one JSON object a line, with keys in a fixed order.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
@@ -26,17 +26,17 @@ Lines keys_json(const KeyReport &report);
 Lines migration_json(const MigrationReport &report);
 Lines adapter_states_json(const std::vector<AdapterStateRow> &rows);
 
-// What became of a request: sent, or done where the daemon answers.
+// The result of a request: sent, or done where the daemon answers.
 std::string control_json(const ControlRequest &request);
 std::string multicast_json(const MulticastRequest &request, std::size_t bytes);
 
 std::string event_json(const EventRecord &event);
 
-// The connection to the daemon broke, or works again.
+// The connection to the daemon failed, or works again.
 std::string disconnected_json(WallTime time, const std::string &socket);
 std::string reconnected_json(WallTime time, const StatusReport &report);
 
-// The daemon was left for the cluster service, or could not be.
+// The migration to the cluster service succeeded or failed.
 std::string migration_step_json(WallTime time, const std::string &step, const Preparation &preparation);
 
 } // namespace hbctl

@@ -16,7 +16,7 @@ constexpr std::size_t sequence_width = 6;
 constexpr std::size_t time_width = 12;
 constexpr std::size_t kind_width = 14;
 
-// More members than this are told by their numbers alone.
+// A longer list of members is printed as numbers only.
 constexpr std::size_t most_described = 8;
 
 std::string or_dash(const std::string &text) {
@@ -101,7 +101,7 @@ std::string members_text(const std::vector<Member> &members, const std::string &
     return counted(members.size(), noun) + ": " + number_ranges(numbers);
 }
 
-// Empty when nobody died because of a removal.
+// Returns an empty text if no member died because of a removal.
 std::string removal_text(const std::vector<AdapterMember> &adapters) {
     std::vector<std::uint32_t> removed;
     for (const AdapterMember &adapter : adapters) {

@@ -1,4 +1,4 @@
-// Everything that a person reads on standard output, line by line.
+// All standard output for people, line by line.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
@@ -26,7 +26,7 @@ Lines keys_text(const KeyReport &report);
 Lines migration_text(const MigrationReport &report);
 Lines adapter_states_text(const std::vector<AdapterStateRow> &rows);
 
-// What became of a request: sent, or done where the daemon answers.
+// The result of a request: sent, or done where the daemon answers.
 std::string control_text(const ControlRequest &request);
 std::string multicast_text(const MulticastRequest &request, std::size_t bytes);
 
@@ -34,7 +34,7 @@ std::string multicast_text(const MulticastRequest &request, std::size_t bytes);
 std::string event_heading_text();
 std::string event_text(const EventRecord &event);
 
-// A line among the events that is none, about the connection to the daemon.
+// A line between the events, about the connection to the daemon.
 std::string notice_text(WallTime time, const std::string &kind, const std::string &detail);
 
 // "5 nodes (4 up), 2 networks, 10 adapters (8 up)"

@@ -1,4 +1,4 @@
-// Library calls whose failure ends the command: the failure travels as an exception to main.
+// Library calls that end the command when they fail: main receives the failure as an exception.
 #pragma once
 
 #include "hb_client.h"
@@ -21,13 +21,13 @@ class RequestFailed : public std::runtime_error {
 // "cannot <doing>: <meaning> (error <number>)"
 std::string failure_line(const std::string &doing, int number);
 
-// What to tell when the library could not be opened.
+// The message for a library that could not be opened.
 std::string open_failure_line(const std::string &path, int number);
 
 // Throws RequestFailed unless the call succeeded.
 void require(Hb_Rc result, const std::string &doing);
 
-// The same for a request that the daemon judges: its numbers mean what they mean there.
+// The same for a request that the daemon checks. Its error numbers have their meaning for such requests.
 void require_request(Hb_Rc result, const std::string &doing);
 
 // Opens the library; throws RequestFailed.

@@ -1,9 +1,9 @@
-// Standard input, output and error are open, so that nothing else can get their numbers.
+// Keeps standard input, output and error open, so that no other file can get their numbers.
 #pragma once
 
 namespace hbctl {
 
-// A closed one becomes /dev/null.
+// Opens /dev/null for each one that is closed.
 void ensure_standard_descriptors();
 
 } // namespace hbctl

@@ -1,4 +1,4 @@
-// What `hbctl status` tells.
+// Output of `hbctl status`.
 #pragma once
 
 #include "tools/hbctl/cluster_picture.h"
@@ -13,7 +13,7 @@ struct StatusReport {
     std::string socket;
     int local_node = -1;
     Counts counts;
-    std::optional<Heartbeat> heartbeat; // none: the daemon has not told its settings
+    std::optional<Heartbeat> heartbeat; // none: the daemon has not sent its settings
 };
 
 } // namespace hbctl

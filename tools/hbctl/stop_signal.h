@@ -3,8 +3,8 @@
 
 namespace hbctl {
 
-// The first signal makes the descriptor readable; a second one ends the process at once, in case something
-// blocks. One object at a time; the old dispositions come back with its end.
+// The first signal makes the descriptor readable. A second one ends the process at once, in case something
+// blocks. Only one object may exist at a time; its destructor restores the old dispositions.
 class StopSignal {
   public:
     StopSignal();

@@ -24,7 +24,7 @@ bool is_number(const std::string &text) {
 Hb_Network_Number network_of_digits(const std::string &digits) {
     constexpr std::size_t most_digits = 4;
     if (digits.size() > most_digits) {
-        return HB_NETWORK_SLOTS; // out of range, as the number is
+        return HB_NETWORK_SLOTS; // out of range, like the number
     }
     return static_cast<Hb_Network_Number>(std::stoi(digits));
 }
@@ -94,7 +94,7 @@ std::string Subscription::refresh() {
     return left_out;
 }
 
-// False when no member is left to ask for.
+// Returns false if no member is left to subscribe to.
 bool Subscription::build(Missing missing, std::string &left_out) {
     require(hb_empty_subscription_group(group_.get()), "make a subscription group");
     switch (request_.selection) {
@@ -114,7 +114,7 @@ bool Subscription::build(Missing missing, std::string &left_out) {
         break;
     case Selection::sites:
     case Selection::different_instance:
-        return true; // the event mask alone says what is asked for
+        return true; // the event mask alone defines the subscription
     }
     return group_->Hb_subscription_type != Hb_Empty_Subscription;
 }

@@ -1,4 +1,4 @@
-// What to watch, and asking the daemon for it.
+// What to watch, and how to subscribe to it.
 #pragma once
 
 #include "hb_client.h"
@@ -17,24 +17,24 @@ struct SubscriptionRequest {
     Selection selection = Selection::all_nodes;
     std::vector<std::uint32_t> numbers; // of nodes or adapters
     std::string network;                // number or name
-    int events = 0;                     // HB_EVENT_..., together
+    int events = 0;                     // HB_EVENT_..., combined
 };
 
-// What `hbctl watch` asks for: everything.
+// The subscription of `hbctl watch`: everything.
 std::vector<SubscriptionRequest> everything();
 
-// A request that stays asked for while the configuration changes. What the daemon holds is the list of members
-// of the moment, except for "all"; so it must be told when the list has become another one.
+// A subscription that follows changes of the configuration. The daemon stores the members at the time of the
+// request, except for "all". So the subscription is renewed when its list of members changes.
 class Subscription {
   public:
     explicit Subscription(SubscriptionRequest request);
 
-    // Asks the daemon, also after the library was closed and opened again. Throws RequestFailed, also when a
-    // member is not configured.
+    // Subscribes, also after the library was closed and opened again. Throws RequestFailed, also if a member is
+    // not configured.
     void ask();
 
-    // After a configuration change: asks again if the members are not those last asked for. A member that is no
-    // longer configured is left out until it comes back; gives one line on it, or nothing.
+    // After a configuration change: subscribes again if the members differ from the last request. A member that
+    // is no longer configured is left out until it returns. Returns one line about it, or nothing.
     std::string refresh();
 
     const SubscriptionRequest &request() const { return request_; }

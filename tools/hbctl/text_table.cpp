@@ -6,7 +6,7 @@
 namespace hbctl {
 namespace {
 
-// Bytes that continue a UTF-8 character take no column of their own.
+// Bytes that continue a UTF-8 character use no extra column.
 std::size_t width_of(const std::string &text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
         return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;

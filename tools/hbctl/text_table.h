@@ -18,10 +18,10 @@ class TextTable {
   public:
     explicit TextTable(std::vector<Column> columns);
 
-    // As many cells as there are columns.
+    // Each row has as many cells as there are columns.
     void add(std::vector<std::string> cells);
 
-    // The heading and the rows, without blanks at the ends of lines.
+    // Returns the heading and the rows, without trailing blanks.
     std::vector<std::string> lines() const;
 
   private:
@@ -31,7 +31,7 @@ class TextTable {
     std::vector<std::vector<std::string>> rows_;
 };
 
-// The text filled up with blanks to a width in characters, not bytes.
+// Pads the text with blanks to a width in characters, not bytes.
 std::string padded(const std::string &text, std::size_t width, Align align);
 
 } // namespace hbctl

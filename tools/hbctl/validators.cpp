@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t longest_name = HB_NAME_SIZE - 1;
 constexpr double longest_timeout = 1e9;
 
-// Nothing when the text is more or less than one number.
+// Returns nothing unless the whole text is one number.
 template <typename Number> std::optional<Number> parse_whole(const std::string &text) {
     Number number{};
     const char *const end = text.data() + text.size();

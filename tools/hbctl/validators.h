@@ -1,4 +1,4 @@
-// Checks of the words on the command line. Each complains of the word in the user's terms.
+// Checks of the words on the command line. Each complaint uses the user's terms.
 #pragma once
 
 #include <CLI/CLI.hpp>

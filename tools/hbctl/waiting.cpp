@@ -36,7 +36,7 @@ Deadline deadline_after(std::chrono::milliseconds limit) {
 
 Wake wait_for(const std::vector<int> &descriptors, int stop_descriptor, const Deadline &deadline,
               std::vector<int> &ready) {
-    // A negative descriptor is passed over by poll. Standard output is asked for nothing but its errors.
+    // poll ignores a negative descriptor. Standard output is polled for errors only.
     std::vector<pollfd> wanted{{stop_descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     for (const int descriptor : descriptors) {
         wanted.push_back({descriptor, POLLIN, 0});

@@ -1,5 +1,5 @@
-// Waiting for whichever comes first: the daemon, the user's wish to stop, the end of the time, or standard
-// output losing its reader.
+// Waits for whichever comes first: the daemon, the user's request to stop, the deadline, or the loss of
+// standard output's reader.
 #pragma once
 
 #include <chrono>
@@ -10,12 +10,13 @@ namespace hbctl {
 
 using Deadline = std::optional<std::chrono::steady_clock::time_point>; // none: no limit
 
-// now + limit, also when that is beyond what the clock can tell.
+// Returns now + limit, also when that is beyond the clock's range.
 Deadline deadline_after(std::chrono::milliseconds limit);
 
 enum class Wake { ready, stopped, output_closed, time_over };
 
-// On ready, `ready` holds the descriptors that are, followed by -1. stop_descriptor may be -1.
+// When it returns ready, `ready` holds the descriptors that are ready, followed by -1. stop_descriptor may be
+// -1.
 Wake wait_for(const std::vector<int> &descriptors, int stop_descriptor, const Deadline &deadline,
               std::vector<int> &ready);
 

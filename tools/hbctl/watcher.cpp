@@ -17,7 +17,7 @@ namespace {
 constexpr std::chrono::milliseconds first_pause{100};
 constexpr std::chrono::milliseconds longest_pause{2000};
 
-// Numbers that mean that the connection is no longer good for anything.
+// Error numbers after which the connection is unusable.
 bool means_loss(int error) {
     return error == 12 || error == 16 || error == 21 || error == 22;
 }
@@ -118,7 +118,7 @@ bool Watcher::is_time_to_migrate() const {
     return limits_.migrate_after && !migration_tried_ && shown_ >= *limits_.migrate_after;
 }
 
-// Subscribing again brings an account of who is up under the service's numbers.
+// Subscribing again brings a report of the present members under the service's numbers.
 void Watcher::migrate() {
     migration_tried_ = true;
     const Preparation preparation = prepare_migration();
@@ -138,7 +138,7 @@ void Watcher::migrate() {
     }
 }
 
-// One event that cannot be taken is passed over; a service that gives none any more is the end.
+// Skips one event that cannot be processed. Ends the command when the service delivers no valid event any more.
 void Watcher::take_failure() {
     constexpr int too_many = 5;
     const std::string line = "an event of the cluster service could not be taken";

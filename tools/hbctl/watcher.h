@@ -17,7 +17,7 @@ class Watcher {
   public:
     Watcher(bool json, const WatchLimits &limits);
 
-    // An empty list stands for everything. Gives the status to exit with. Throws RequestFailed, OutputClosed.
+    // An empty list subscribes to everything. Returns the exit status. Throws RequestFailed, OutputClosed.
     int run(std::vector<SubscriptionRequest> requests);
 
   private:

@@ -28,7 +28,7 @@ using wispd::text;
 constexpr int FAILED = 1;
 constexpr int USAGE = 2;
 constexpr int ANSWER_SECONDS = 120;
-constexpr std::size_t LEVELS_MOST = 64;                  // many times what wispd's answers have
+constexpr std::size_t LEVELS_MOST = 64;                  // many times the depth of wispd's answers
 constexpr std::size_t ANSWER_LONGEST = 64 * 1024 * 1024; // several times the state of a full cluster
 
 // Ends the program with a line on standard error.
@@ -74,7 +74,7 @@ class Connection {
                 continue;
             }
             if (count < 0) {
-                break; // a connection that wispd rejects is closed at once, and the reason can be read
+                break; // wispd closes a connection that it rejects at once; the reason can still be read
             }
             done += static_cast<std::size_t>(count);
         }
@@ -119,7 +119,7 @@ class Connection {
     int socket_;
 };
 
-// "2.5" seconds as whole seconds and microseconds; anything else throws.
+// Converts "2.5" seconds to whole seconds and microseconds; throws for anything else.
 void put_threshold(const std::string &seconds, ordered_json &command) {
     const std::size_t point = seconds.find('.');
     const std::string whole = seconds.substr(0, point);
@@ -259,7 +259,7 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
     });
 }
 
-// How deep objects and arrays lie in each other. To print a value takes stack for each level.
+// The nesting depth of objects and arrays. Printing a value needs stack for each level.
 std::size_t nesting_of(const std::string &json) {
     std::size_t depth = 0;
     std::size_t deepest = 0;

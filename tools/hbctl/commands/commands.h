@@ -1,4 +1,4 @@
-// One function for each verb; all give the status to exit with, or throw RequestFailed or OutputClosed.
+// One function for each verb. Each returns the exit status, or throws RequestFailed or OutputClosed.
 #pragma once
 
 #include "tools/hbctl/arguments.h"

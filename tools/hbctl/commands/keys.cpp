@@ -17,7 +17,7 @@ namespace {
 constexpr int most_attempts = 100;
 constexpr std::chrono::milliseconds between_attempts{1};
 
-// The keys of one reading, released with it.
+// The keys of one reading, which it releases.
 class Keys {
   public:
     Keys() = default;
@@ -38,8 +38,8 @@ Hb_Sequence_Number generation() {
     return sequence;
 }
 
-// The daemon may be changing the keys, during which they cannot be read: a reading counts when it succeeded and
-// nothing changed meanwhile.
+// The daemon may be changing the keys, and they cannot be read meanwhile. A reading is valid if it succeeded
+// and nothing changed during it.
 std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
     bool changed = false;
     for (int attempt = 0; attempt < most_attempts; ++attempt) {

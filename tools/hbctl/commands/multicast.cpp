@@ -13,7 +13,7 @@
 namespace hbctl {
 namespace {
 
-// More than the library takes, so that too much is its refusal and not a cut message.
+// More than the library accepts, so that the library rejects a long message instead of sending a cut one.
 constexpr std::size_t most_read = 10001;
 
 std::string standard_input() {
