@@ -1,7 +1,7 @@
-// Bytes written out by hand: what tests send and what they expect to be sent.
+// Bytes written by hand: the bytes that tests send and the bytes that they expect.
 //
-// Nothing of the library's own structures is used here, so that one wrong structure cannot make both sides
-// of a comparison wrong.
+// Nothing here uses the library's own structures, so that one wrong structure cannot make both sides of a
+// comparison wrong.
 #ifndef HB_TEST_BYTES_H
 #define HB_TEST_BYTES_H
 
@@ -16,7 +16,7 @@
 
 namespace hb_test {
 
-// Integers are written in the order of the machines this runs on: lowest byte first.
+// Integers are written in the byte order of the test machines: lowest byte first.
 class Bytes : public std::vector<unsigned char> {
   public:
     Bytes() = default;
@@ -30,7 +30,7 @@ class Bytes : public std::vector<unsigned char> {
     Bytes &zeros(std::size_t count) { return fill(count, 0); }
     Bytes &add(const Bytes &more);
     Bytes &raw(std::string_view more);
-    // Overwrite bytes that are there.
+    // Overwrite existing bytes.
     Bytes &put(std::size_t offset, const Bytes &bytes);
     Bytes &put_i32(std::size_t offset, int64_t value) { return put(offset, Bytes().i32(value)); }
 
@@ -47,7 +47,7 @@ template <typename T> Bytes bytes_of(const T &object) {
 
 std::string hex(const Bytes &bytes);
 
-// For EXPECT_TRUE: says where the two first differ.
+// For EXPECT_TRUE: reports where the two first differ.
 testing::AssertionResult same_bytes(const Bytes &expected, const Bytes &actual);
 
 } // namespace hb_test

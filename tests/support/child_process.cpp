@@ -26,7 +26,7 @@ Pipe make_pipe() {
     return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
-// Reads what is there; false at the end of the stream.
+// Reads the available bytes. Returns false at the end of the stream.
 bool read_available(int fd, std::string &into) {
     std::array<char, 65536> buffer{};
     const ssize_t count = read(fd, buffer.data(), buffer.size());
@@ -103,7 +103,7 @@ void ChildProcess::write_input(const std::string &text) {
     }
 }
 
-// Takes in whatever arrives next on either stream; false at the deadline.
+// Reads whatever arrives next on either stream. Returns false at the deadline.
 bool ChildProcess::pump(const Deadline &deadline) {
     std::array<pollfd, 2> wanted{{{out_.get(), POLLIN, 0}, {err_.get(), POLLIN, 0}}};
     const int ready = poll(wanted.data(), wanted.size(), deadline.milliseconds_left());
@@ -162,7 +162,7 @@ bool ChildProcess::running() {
     return !end_ && !reap(false);
 }
 
-// A grandchild may hold the streams open for longer than the child lives, so its end is looked for too.
+// A grandchild may hold the streams open after the child has ended, so the child's end is checked too.
 std::optional<ChildEnd> ChildProcess::wait(const Deadline &deadline) {
     while (running()) {
         if (deadline.over()) {

@@ -1,4 +1,4 @@
-// Another program, run with pipes at its three standard streams and ended with this object.
+// Another program, run with pipes as its three standard streams. The destructor ends it.
 #ifndef HB_TEST_CHILD_PROCESS_H
 #define HB_TEST_CHILD_PROCESS_H
 
@@ -15,7 +15,7 @@
 namespace hb_test {
 
 struct ChildEnd {
-    int exit_status = -1; // when no signal ended it
+    int exit_status = -1; // if no signal ended it
     int signal = 0;
 };
 
@@ -23,12 +23,12 @@ class ChildProcess {
   public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    // arguments[0] is the program, looked up in PATH when it has no slash. The variables are added to this
-    // process's own. Throws when the program cannot be run.
+    // arguments[0] is the program, looked up in PATH if it has no slash. The variables are added to this
+    // process's environment. Throws if the program cannot be run.
     explicit ChildProcess(const std::vector<std::string> &arguments, const Environment &environment = {});
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
-    // Kills it if it still runs.
+    // Kills the program if it still runs.
     ~ChildProcess();
 
     pid_t pid() const { return pid_; }
@@ -36,14 +36,14 @@ class ChildProcess {
     void write_input(const std::string &text);
     void close_input() { input_.reset(); }
 
-    // The next whole line of its output, without the newline; nothing at the deadline or at the end.
+    // Returns the next whole line of the output, without the newline; nothing at the deadline or at the end.
     std::optional<std::string> read_line(const Deadline &deadline = Deadline());
-    // Lines up to and with the first that holds the text; false when there was none.
+    // Returns the lines up to and including the first that contains the text; false if there was none.
     bool read_until(const std::string &text, const Deadline &deadline = Deadline());
-    // Waits for its end and reads both streams out; nothing at the deadline.
+    // Waits for the end of the program and reads the rest of both streams; returns nothing at the deadline.
     std::optional<ChildEnd> wait(const Deadline &deadline = Deadline());
 
-    // All that came so far and was not taken by read_line.
+    // Everything that arrived so far and that read_line has not returned.
     const std::string &output() const { return output_; }
     const std::string &error_output() const { return errors_; }
     bool running();

@@ -1,4 +1,4 @@
-// The three shared segments and the semaphore set, as the daemon publishes them, or not quite.
+// The three shared segments and the semaphore set, as the daemon publishes them, or with planned defects.
 #ifndef HB_TEST_DAEMON_SEGMENTS_H
 #define HB_TEST_DAEMON_SEGMENTS_H
 
@@ -26,31 +26,31 @@ struct SegmentsPlan {
     int semaphore_mode = 0600;
 };
 
-// Sequence number 1 and this many node slots.
+// A plan with sequence number 1 and this many node slots.
 SegmentsPlan segments_for(int number_of_nodes, int number_of_adapters = 0);
-// None of the four.
+// A plan without any of the four.
 SegmentsPlan no_segments();
 
 class DaemonSegments {
   public:
-    // The keys come from the path, which must exist. Throws when a key is already in use.
+    // The keys are made from the path, which must exist. Throws if a key is already in use.
     DaemonSegments(const std::string &path, const SegmentsPlan &plan);
     DaemonSegments(const DaemonSegments &) = delete;
     DaemonSegments &operator=(const DaemonSegments &) = delete;
     ~DaemonSegments();
 
-    // -1 for what was not planned.
+    // -1 if the plan has no such segment.
     int configuration_id() const { return segments_[0].id; }
     int routes_id() const { return segments_[1].id; }
     int security_id() const { return segments_[2].id; }
     int semaphores_id() const { return semaphores_; }
 
-    // Writable, as only the daemon has them.
+    // Writable, as only the daemon maps them.
     char *configuration() const { return segments_[0].memory; }
     char *routes() const { return segments_[1].memory; }
     char *security() const { return segments_[2].memory; }
 
-    // Takes one piece away while the rest stays.
+    // Removes one segment or the set; the others stay.
     void remove_configuration() { remove(segments_[0]); }
 
   private:

@@ -1,5 +1,5 @@
-// Waiting for a condition. Deadlines are generous: they end a test that hangs, and no test passes or fails
-// by how long something took.
+// Waits for a condition. Deadlines are long: they only end a test that hangs, and no test result depends on how
+// long something lasted.
 #ifndef HB_TEST_DEADLINE_H
 #define HB_TEST_DEADLINE_H
 
@@ -14,17 +14,17 @@ class Deadline {
   public:
     explicit Deadline(std::chrono::milliseconds length = GENEROUS);
     bool over() const;
-    // What is left, for poll; 0 when over.
+    // Remaining time, for poll; 0 after the deadline.
     int milliseconds_left() const;
 
   private:
     std::chrono::steady_clock::time_point end_;
 };
 
-// True as soon as the condition holds, false when it still does not at the deadline.
+// Returns true as soon as the condition holds, false if it still does not hold at the deadline.
 bool wait_until(const std::function<bool()> &condition, const Deadline &deadline = Deadline());
 
-// Until there is something to read, or the end of the stream.
+// Waits until there is something to read, or the stream ends.
 bool wait_readable(int fd, const Deadline &deadline = Deadline());
 
 } // namespace hb_test

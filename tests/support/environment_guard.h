@@ -1,4 +1,4 @@
-// Environment variables for the length of a scope.
+// Sets environment variables for the duration of a scope.
 #ifndef HB_TEST_ENVIRONMENT_GUARD_H
 #define HB_TEST_ENVIRONMENT_GUARD_H
 
@@ -7,7 +7,7 @@
 
 namespace hb_test {
 
-// Sets the variable, or removes it when there is no value, and puts back what was there.
+// Sets the variable, or removes it if no value is given. The destructor restores the old value.
 class EnvironmentGuard {
   public:
     EnvironmentGuard(const std::string &name, const std::optional<std::string> &value);

@@ -148,8 +148,8 @@ FakeDaemon::~FakeDaemon() {
     thread_.join();
 }
 
-// A key is made of the low 16 bits of the socket's inode, so now and then another test has the same one; then
-// the socket is made again while the first file keeps its inode.
+// A key contains only the low 16 bits of the socket's inode, so sometimes another test has the same key. The
+// socket is then made again, while the first file keeps its inode.
 void FakeDaemon::listen_at(const FakeDaemonPlan &plan) {
     path_ = directory_.file(plan.socket_name);
     for (int attempt = 0;; ++attempt) {
@@ -196,7 +196,7 @@ void FakeDaemon::stop_listening() {
         listening_ = false;
     }
     wake();
-    // The thread may be about to accept; a socket that was shut down refuses everybody from now on.
+    // The thread may be about to accept. After the shutdown the socket rejects every connection.
     shutdown(listener_.get(), SHUT_RDWR);
     std::filesystem::remove(path_);
 }
@@ -336,7 +336,7 @@ void FakeDaemon::serve_connection(const Script &first) {
             return;
         }
     }
-    // A wake-up may have been used up before; what it was for is looked at before every wait.
+    // An earlier wait may have consumed the wake-up. Therefore its cause is checked before every wait.
     while (!stopping()) {
         while (const std::optional<Step> step = next_step()) {
             if (!do_step(*step)) {
@@ -401,7 +401,7 @@ bool FakeDaemon::do_step(const Step &step) {
     return done;
 }
 
-// Waits for the client's descriptor, or the end.
+// Waits until the client's descriptor is ready, or the daemon must end.
 bool FakeDaemon::client_ready(short events) {
     const Deadline deadline;
     while (!stopping() && !deadline.over()) {
@@ -419,7 +419,7 @@ bool FakeDaemon::poll_condition(const std::function<bool()> &condition) {
     return wait_until([&] { return stopping() || condition(); }) && !stopping();
 }
 
-// False at the end of the stream. What came is kept for the test.
+// Returns false at the end of the stream. The received bytes are kept for the test.
 bool FakeDaemon::read_some(std::size_t at_most, Bytes &into) {
     into.resize(at_most);
     const ssize_t count = recv(connection_.get(), into.data(), at_most, 0);

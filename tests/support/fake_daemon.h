@@ -1,5 +1,5 @@
-// A daemon inside the test's own process: it listens on a UNIX socket, publishes segments and semaphores,
-// and does to its client what a script tells it: answer, hold back, trickle, lie, die.
+// A daemon inside the test's own process. It listens on a UNIX socket and publishes segments and semaphores. A
+// script decides how it treats its client: it answers, delays, trickles, sends wrong data or disconnects.
 #ifndef HB_TEST_FAKE_DAEMON_H
 #define HB_TEST_FAKE_DAEMON_H
 
@@ -22,16 +22,16 @@
 
 namespace hb_test {
 
-// One thing that the daemon does with the connection it has. Steps are done one after another.
+// One action of the daemon on its current connection. Steps run one after another.
 struct Step {
     enum class Kind {
         read_record,  // reads a length and that many bytes
-        send,         // puts the bytes on the wire as they are
-        trickle,      // the same, each byte only when the client has taken the one before
-        wait_taken,   // waits until the client has taken everything sent
+        send,         // sends the bytes unchanged
+        trickle,      // sends each byte only after the client has read the previous one
+        wait_taken,   // waits until the client has read everything sent
         wait_told,    // waits for tell()
         wait_for,     // waits for the condition
-        stop_reading, // from now on nothing is read between the steps
+        stop_reading, // reads nothing between the steps from now on
         start_reading,
         hang_up // closes the connection
     };
@@ -42,8 +42,8 @@ struct Step {
 using Script = std::vector<Step>;
 
 Step read_record();
-Step send_raw(const Bytes &bytes);     // no length is added
-Step send_record(const Bytes &record); // behind its length
+Step send_raw(const Bytes &bytes);     // without adding a length
+Step send_record(const Bytes &record); // preceded by its length
 Step trickle_record(const Bytes &record);
 Step trickle_raw(const Bytes &bytes);
 Step wait_taken();
@@ -57,7 +57,8 @@ Step hang_up();
 Script serve_configuration(const Bytes &snapshot_body);
 
 struct FakeDaemonPlan {
-    // What is done first on the first connection, the second and so on; the last entry stands for all later ones.
+    // The first steps on the first connection, on the second and so on. The last entry also serves all later
+    // ones.
     std::vector<Script> connections = {serve_configuration(snapshot(small_cluster()))};
     SegmentsPlan segments = segments_for(8, 5);
     std::string socket_name = "s"; // the file's name in the directory
@@ -75,28 +76,29 @@ class FakeDaemon {
     const std::string &directory() const { return directory_.path(); }
     DaemonSegments &segments() { return *segments_; }
 
-    // Adds steps for the connection that is there, or the next one when there is none; those that are left when
-    // a connection ends are dropped. Between and after the steps everything that the client sends is read.
+    // Adds steps for the current connection, or for the next one if there is none. Steps that are left when a
+    // connection ends are dropped. Between and after the steps the daemon reads everything that the client
+    // sends.
     void run(const Script &steps);
     void run(const Step &step) { run(Script{step}); }
-    // Lets one wait_told pass.
+    // Ends one wait_told.
     void tell();
-    // Nobody can connect any more; what wait_connections has seen stays.
+    // Rejects new connections; the connections counted by wait_connections stay.
     void stop_listening();
 
-    // All these wait, and are false (or short) at the deadline.
+    // Each of these waits; at the deadline it returns false, or fewer bytes.
     bool wait_steps_done();
-    bool wait_connections(int count);       // so many have been made
-    bool wait_connections_ended(int count); // so many are over
-    Bytes wait_received(std::size_t count); // on all connections together; all that came
+    bool wait_connections(int count);       // this many were made
+    bool wait_connections_ended(int count); // this many have ended
+    Bytes wait_received(std::size_t count); // returns all bytes, of all connections together
 
     int connections() const;
-    Bytes received() const; // every byte so far, on all connections together
-    // What was received, cut into records; the lengths are taken off.
+    Bytes received() const; // all bytes so far, of all connections together
+    // The received bytes, split into records without their lengths.
     std::vector<Bytes> received_records() const;
-    // Gives the memory of what was received back, for tests that count memory.
+    // Frees the memory of the received bytes, for tests that measure memory.
     void forget_received();
-    // Steps that could not be done, because the client went away first.
+    // Steps that failed because the client disconnected first.
     std::vector<std::string> troubles() const;
 
   private:
@@ -131,7 +133,7 @@ class FakeDaemon {
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Step> queue_;
-    bool busy_ = false; // the script of a connection, or a step, is under way
+    bool busy_ = false; // a connection's script, or a step, is running
     bool reading_ = true;
     bool stopping_ = false;
     bool listening_ = true;

@@ -39,7 +39,7 @@ void put(const UniqueFd &fd, const Bytes &bytes) {
     ASSERT_EQ(static_cast<ssize_t>(bytes.size()), send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
-// Until so many bytes, the end or the deadline.
+// Reads until this many bytes have arrived, or to the end or the deadline.
 Bytes take(const UniqueFd &fd, std::size_t count) {
     Bytes all;
     while (all.size() < count && wait_readable(fd.get())) {

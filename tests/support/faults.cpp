@@ -27,12 +27,12 @@ struct Slot {
     int hit = 0;
 };
 
-// Plain storage: looking at it must not allocate, since allocations are among the calls.
+// Plain storage: access to it must not allocate, since allocations are among the wrapped calls.
 thread_local std::array<Slot, 8> slots;
 thread_local CallLog *current_log = nullptr;
 thread_local bool logging = false;
 
-// The fault that hits this call, or null.
+// Returns the fault for this call, or null.
 const Fault *fault_for(Call call, std::size_t bytes = 0) {
     for (Slot &slot : slots) {
         if (!slot.used || slot.fault.call != call || bytes < slot.fault.bytes_from) {
@@ -64,7 +64,7 @@ bool allocation_fails(std::size_t bytes) {
 
 void log_call(const CallRecord &record) {
     if (current_log != nullptr && !logging) {
-        logging = true; // the log's own growth is no call of the library's
+        logging = true; // the log's own allocations are not calls of the library
         current_log->records_.push_back(record);
         logging = false;
     }
@@ -292,7 +292,7 @@ HB_WRAPPED(void *, calloc, size_t count, size_t size) {
     return hb_test::allocation_fails(count * size) ? nullptr : __real_calloc(count, size);
 }
 
-// operator new has another mangled name where size_t is another type.
+// The mangled name of operator new depends on the type of size_t.
 #if defined(__LP64__)
 #define HB_NEW _Znwm
 #define HB_NEW_ARRAY _Znam

@@ -1,8 +1,8 @@
-// System calls and allocations made to fail, or to do less than asked, on the thread under test.
+// Makes system calls and allocations fail, or do less than asked, on the thread under test.
 //
-// The programs that link hb_test_faults send every call of the functions below, made by the library or by the
-// test, through here (linker option --wrap). Nothing is changed until a fault is armed, and other threads,
-// the fake daemon's among them, are never touched.
+// In programs that link hb_test_faults, every call of the functions below goes through here, whether the
+// library or the test makes it (linker option --wrap). Nothing changes until a fault is armed. Other threads
+// are never affected, including the fake daemon's.
 #ifndef HB_TEST_FAULTS_H
 #define HB_TEST_FAULTS_H
 
@@ -32,18 +32,18 @@ enum class Call {
     allocation, // operator new in every form, malloc and calloc
 };
 
-// What one call does instead of its work.
+// The effect on one call.
 struct Fault {
     Call call = Call::read_;
-    int skip = 0;               // so many calls work first
-    int times = 1;              // then so many are hit; -1: all
+    int skip = 0;               // this many calls work first
+    int times = 1;              // then this many are affected; -1: all
     int error = 0;              // fails with this errno, unless 0
-    long result = 0;            // otherwise gives this at once, unless `at_most` is set
-    long at_most = -1;          // read and writev: works, on this many bytes at the most
-    std::size_t bytes_from = 0; // allocation: those of fewer bytes work and do not count
+    long result = 0;            // otherwise returns this at once, unless `at_most` is set
+    long at_most = -1;          // read and writev: works, on at most this many bytes
+    std::size_t bytes_from = 0; // allocation: smaller ones work and do not count
 };
 
-// The fault is there for as long as this object.
+// The fault lasts as long as this object.
 class FaultGuard {
   public:
     explicit FaultGuard(const Fault &fault);
@@ -51,17 +51,17 @@ class FaultGuard {
     FaultGuard &operator=(const FaultGuard &) = delete;
     ~FaultGuard();
 
-    int hits() const; // calls that were hit so far
+    int hits() const; // calls affected so far
 
   private:
     std::size_t slot_;
 };
 
 FaultGuard failing(Call call, int error, int skip = 0, int times = 1);
-// Allocations of so many bytes or more fail.
+// Makes allocations of this many bytes or more fail.
 FaultGuard failing_large_allocations(std::size_t bytes, int skip = 0, int times = 1);
 
-// What the wrapped calls of this thread were given, while the object lives.
+// Records the arguments of this thread's wrapped calls while the object exists.
 struct CallRecord {
     Call call;
     long arguments[4];

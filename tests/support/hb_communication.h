@@ -1,4 +1,5 @@
-// Gathers the pairs of hb_communication/ for readers and tests; the library's own files include the one they need.
+// Includes all headers of hb_communication/ for tests. The library's own files include only the headers they
+// need.
 #ifndef HB_COMMUNICATION_H
 #define HB_COMMUNICATION_H
 

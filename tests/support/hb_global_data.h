@@ -1,4 +1,5 @@
-// Gathers the pairs of hb_global_data/ for readers and tests; the library's own files include the one they need.
+// Includes all headers of hb_global_data/ for tests. The library's own files include only the headers they
+// need.
 #ifndef HB_GLOBAL_DATA_H
 #define HB_GLOBAL_DATA_H
 

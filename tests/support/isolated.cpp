@@ -37,7 +37,7 @@ void write_all(int fd, const std::string &text) {
     }
 }
 
-// A failure travels as file, line and message, each ended by a NUL.
+// A failure is sent as file, line and message, each ended by a NUL.
 std::string packed(const char *file, int line, const std::string &message) {
     std::string text = file == nullptr ? "unknown file" : file;
     text += '\0';
@@ -101,7 +101,7 @@ int run_body(const std::function<void()> &body, int report) {
     _exit(status);
 }
 
-// Reads until the child closes its end; false at the deadline.
+// Reads until the child closes its end. Returns false at the deadline.
 bool read_report(int fd, std::string &text, const Deadline &deadline) {
     std::array<char, 4096> buffer{};
     while (wait_readable(fd, deadline)) {

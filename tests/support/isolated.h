@@ -1,4 +1,4 @@
-// Tests that run in a process of their own: the library keeps process-wide state, and a test wants it fresh.
+// Runs tests in a process of their own: the library keeps process-wide state, and each test needs it fresh.
 #ifndef HB_TEST_ISOLATED_H
 #define HB_TEST_ISOLATED_H
 
@@ -14,15 +14,15 @@ namespace hb_test {
 // How a forked child ended.
 struct IsolatedResult {
     bool timed_out = false;
-    int signal = 0;      // that ended it, or 0
-    int exit_status = 0; // when no signal did
+    int signal = 0;      // the signal that ended it, or 0
+    int exit_status = 0; // if no signal ended it
     struct Failure {
         std::string file;
         int line;
         std::string message;
     };
-    std::vector<Failure> failures;        // of the assertions in it
-    std::vector<std::string> left_behind; // segments, semaphores, directories; removed by now
+    std::vector<Failure> failures;        // of the assertions in the child
+    std::vector<std::string> left_behind; // segments, semaphores, directories; already removed
 };
 
 inline constexpr std::chrono::seconds ISOLATED_TIME{200};
@@ -30,12 +30,12 @@ inline constexpr std::chrono::seconds ISOLATED_TIME{200};
 // Runs the body in a forked child, which is killed at the deadline. Call it while no other thread runs.
 IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::milliseconds time = ISOLATED_TIME);
 
-// The same, handing every failure on to the test that runs.
+// The same, and passes every failure on to the running test.
 void run_isolated(const std::function<void()> &body);
 
 } // namespace hb_test
 
-// Defines a test whose body runs in a child process. EXPECT_ and ASSERT_ work in it as ever.
+// Defines a test whose body runs in a child process. EXPECT_ and ASSERT_ work in it as usual.
 #define ISOLATED_TEST(suite, name)                                                                             \
     static void suite##_##name##_body();                                                                       \
     TEST(suite, name) {                                                                                        \

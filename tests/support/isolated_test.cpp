@@ -157,7 +157,7 @@ ISOLATED_TEST(Isolated, TheMacroRunsTheBodyInAChildProcess) {
 TEST(Isolated, ALeakFailsTheChild) {
     const IsolatedResult result = run_in_child([] {
         char *volatile lost = nullptr;
-        for (int i = 0; i < 100; ++i) { // a copy of the last pointer may survive somewhere
+        for (int i = 0; i < 100; ++i) { // a copy of the last pointer may remain somewhere
             lost = new char[77];
             lost[0] = 'x';
         }

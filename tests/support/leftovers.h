@@ -1,6 +1,6 @@
-// Book-keeping of what outlives a process unless it is removed: segments, semaphore sets, directories.
+// Records what outlives a process unless it is removed: segments, semaphore sets, directories.
 //
-// Other tests run on the same machine at the same time, so only what this test made itself is looked at.
+// Other tests run on the same machine at the same time, so only objects that this test made are checked.
 #ifndef HB_TEST_LEFTOVERS_H
 #define HB_TEST_LEFTOVERS_H
 
@@ -16,18 +16,18 @@ enum class Made : int { nothing = 0, segment, semaphores, directory };
 void note_made(Made kind, int id, const std::string &path = {});
 void note_gone(Made kind, int id, const std::string &path = {});
 
-// The book is shared with children forked after this.
+// Children forked after this call share the record.
 void share_leftovers_book();
-// Forgets everything noted. Segments that are there by now are nobody's leftovers later: a process id comes
-// back, and with it what an earlier process of that number may have left.
+// Clears the record. Segments that exist at this time do not count as leftovers later. Process ids are reused,
+// so an earlier process with the same id may have left them.
 void open_leftovers_book();
-// What was noted as made and not as gone, and segments that a process with this id made all the same; one
-// text for each.
+// Returns one text for each object that was recorded as made and not as removed. Also lists unrecorded segments
+// that a process with this id made.
 std::vector<std::string> leftovers(pid_t maker);
-// Removes them, for a test that died before it could.
+// Removes them, for a test that ended before it could.
 void remove_leftovers(pid_t maker);
 
-// What the system itself lists.
+// Reads the system's own list.
 struct SegmentFacts {
     int key;
     int id;

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-// Defined by the sanitizers' run-time alone, whose heap the C library does not know.
+// Only the sanitizers' run-time defines it; the C library does not know its heap.
 extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace hb_test {

@@ -1,4 +1,4 @@
-// What this process holds, counted, so that a test can show that nothing grows.
+// Counts what this process holds, so that a test can show that nothing grows.
 #ifndef HB_TEST_PROCESS_COUNTERS_H
 #define HB_TEST_PROCESS_COUNTERS_H
 

@@ -9,7 +9,7 @@
 
 namespace hb_test {
 
-// A record on the wire: the payload behind its length.
+// A record on the wire: the length and then the payload.
 Bytes frame(const Bytes &payload);
 
 // ---- Daemon to client ----
@@ -26,7 +26,7 @@ struct ReplyHeader {
     int64_t sequence = 0;
 };
 Bytes reply(const ReplyHeader &header, const Bytes &body);
-// A record with this kind and nothing else set in its header.
+// A record of this kind; every other header field is zero.
 Bytes reply(int kind, const Bytes &body = {});
 
 struct AdapterFacts {
@@ -62,7 +62,7 @@ ClusterFacts small_cluster();
 
 // ---- Client to daemon ----
 
-// The payload of a request: the 76-byte header and what follows it.
+// The payload of a request: the 76-byte header and the body.
 Bytes request(int kind, int64_t pid, const Bytes &message = {});
 
 } // namespace hb_test

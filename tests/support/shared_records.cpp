@@ -5,7 +5,7 @@
 namespace hb_test {
 namespace {
 
-// The bytes and zeros behind them, so many altogether.
+// Pads the bytes with zeros to this size.
 Bytes filled(const Bytes &bytes, std::size_t size) {
     if (bytes.size() > size) {
         throw std::length_error("too many bytes for their field");

@@ -1,4 +1,4 @@
-// What the daemon writes into the route and security segments, built byte by byte.
+// The contents of the route and security segments as the daemon writes them, built byte by byte.
 #ifndef HB_TEST_SHARED_RECORDS_H
 #define HB_TEST_SHARED_RECORDS_H
 
@@ -11,13 +11,13 @@ namespace hb_test {
 
 // ---- The route segment: one record of 184 bytes for each node slot ----
 
-// The hops of a route, 176 bytes; those that are not given are zero. A hop has 16 bytes.
+// The hops of a route, 176 bytes; omitted hops are zero. A hop has 16 bytes.
 Bytes hops(const std::vector<Bytes> &addresses);
 Bytes route_record(int64_t sequence, unsigned length, unsigned nonip, const Bytes &hops);
 
 // ---- The security segment ----
 
-// A slot for a marshalled key, 260 bytes. The length may say something else than the bytes do.
+// A slot for a marshalled key, 260 bytes. The length may contradict the bytes.
 Bytes key_slot(int64_t length, const Bytes &bytes);
 Bytes key_slot(const Bytes &form);
 Bytes empty_slot();
@@ -30,7 +30,7 @@ struct SecurityFacts {
     int64_t sequence = 1;
     StatusFacts previous;
     StatusFacts current;
-    std::vector<Bytes> cache; // slots; those that are not given are empty
+    std::vector<Bytes> cache; // slots; omitted ones are empty
     int64_t cache_count = 0;
 };
 // The whole segment, 3168 bytes.

@@ -21,7 +21,7 @@ void count_hit(int) {
 SignalPelter::SignalPelter() {
     hit_count = 0;
     struct sigaction action {};
-    action.sa_handler = count_hit; // without SA_RESTART: a blocking call comes back with EINTR
+    action.sa_handler = count_hit; // without SA_RESTART: a blocking call returns with EINTR
     sigaction(SIGUSR2, &action, &before_);
 
     sigevent event{};

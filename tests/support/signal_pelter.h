@@ -1,4 +1,4 @@
-// A signal that keeps hitting the thread that made this object, so that its system calls are interrupted.
+// Sends a signal again and again to the thread that made this object, so that its system calls are interrupted.
 #ifndef HB_TEST_SIGNAL_PELTER_H
 #define HB_TEST_SIGNAL_PELTER_H
 
@@ -7,7 +7,7 @@
 
 namespace hb_test {
 
-// One at a time in a process.
+// Only one may exist in a process.
 class SignalPelter {
   public:
     SignalPelter();
@@ -15,7 +15,7 @@ class SignalPelter {
     SignalPelter &operator=(const SignalPelter &) = delete;
     ~SignalPelter();
 
-    // Signals handled so far; may be asked from any thread.
+    // Signals handled so far; any thread may call it.
     static int hits();
 
   private:

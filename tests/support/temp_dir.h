@@ -1,5 +1,5 @@
-// A directory of a test's own, removed with everything in it. Its path is as short as the root allows, since
-// a socket's path has to fit in 107 bytes.
+// A directory of the test, removed with everything in it. Its path is as short as the root allows, since a
+// socket's path must fit in 107 bytes.
 #ifndef HB_TEST_TEMP_DIR_H
 #define HB_TEST_TEMP_DIR_H
 
@@ -14,7 +14,7 @@ class TempDir {
     TempDir &operator=(const TempDir &) = delete;
     ~TempDir();
 
-    // Where all of them are made: what TMPDIR names, or /tmp.
+    // The parent of all of them: TMPDIR, or /tmp.
     static std::string root();
 
     const std::string &path() const { return path_; }
