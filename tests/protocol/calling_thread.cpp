@@ -13,7 +13,7 @@
 namespace hb_test {
 namespace {
 
-// 'S' while the thread sleeps; the field behind the name, which may itself hold anything.
+// Returns 'S' while the thread sleeps. It is the field after the name, and the name may contain any character.
 char state_of(pid_t thread) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
     std::string line;

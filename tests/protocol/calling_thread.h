@@ -1,4 +1,4 @@
-// A thread of the test's own that calls the library and blocks there, to be cancelled.
+// A thread of the test that calls the library and blocks there, so that it can be cancelled.
 #ifndef HB_TEST_CALLING_THREAD_H
 #define HB_TEST_CALLING_THREAD_H
 
@@ -12,17 +12,17 @@ namespace hb_test {
 
 class CallingThread {
   public:
-    // Runs the body at once. Throws when no thread can be made.
+    // Runs the body at once. Throws if no thread can be made.
     explicit CallingThread(std::function<void()> body);
     CallingThread(const CallingThread &) = delete;
     CallingThread &operator=(const CallingThread &) = delete;
-    // Cancels it if it was not joined.
+    // Cancels the thread unless it was joined.
     ~CallingThread();
 
-    // Until the thread sleeps in the system; false at the deadline.
+    // Waits until the thread sleeps in the system. Returns false at the deadline.
     bool wait_asleep() const;
     void cancel();
-    // Waits for its end. True when a cancellation ended it, false when the body returned.
+    // Waits for the thread's end. Returns true if a cancellation ended it, false if the body returned.
     bool join_cancelled();
 
   private:

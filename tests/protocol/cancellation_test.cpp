@@ -1,4 +1,4 @@
-// A thread that is cancelled while it waits in the library ends, and nothing of it stays behind.
+// A thread that is cancelled while it waits in the library ends and leaves nothing behind.
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -48,9 +48,9 @@ void expect_cancelled_in(const std::function<void()> &call) {
     EXPECT_FALSE(returned);
 }
 
-// Ten rounds may cost once what a first cancellation needs; twenty more cost nothing. A round's smallest loss,
-// a connection object, would show as some thousand bytes. All rounds are with one daemon: the C library keeps
-// every value that an environment variable ever had.
+// The first ten rounds may allocate once what a cancellation needs; twenty more must allocate nothing. The
+// smallest loss of a round, a connection object, would show as some thousand bytes. All rounds use one daemon,
+// because the C library keeps every value that an environment variable ever had.
 void expect_nothing_stays(const std::function<void()> &round) {
     for (int i = 0; i < 10; ++i) {
         round();
@@ -64,7 +64,7 @@ void expect_nothing_stays(const std::function<void()> &round) {
     EXPECT_LT(allocated_bytes(), bytes + 1024);
 }
 
-// Each round on a connection of its own, for which the daemon has done the script.
+// Each round uses a new connection, on which the daemon has run the script.
 void expect_nothing_stays_of_a_connection(const Script &script,
                                           const std::function<void(FakeDaemon &)> &round) {
     FakeDaemon daemon(plan_of(script));
@@ -159,7 +159,7 @@ ISOLATED_TEST(ConnectingToABusyDaemon, SucceedsWhenThereIsRoomAgain) {
 
 // ---- Several threads at once ----
 
-// A daemon that answers the first connection when it is told, and every later one at once.
+// A daemon that answers the first connection on the test's command, and every later one at once.
 FakeDaemonPlan holding_the_first() {
     FakeDaemonPlan plan;
     Script held = {read_record(), wait_told()};
@@ -191,7 +191,7 @@ ISOLATED_TEST(Cancellation, WhileOpeningLetsTheThreadThatWaitsOpen) {
     opener.cancel();
     EXPECT_TRUE(opener.join_cancelled());
     daemon.tell();
-    // The new attempt closes what the cancelled one left.
+    // The new attempt closes the connection of the cancelled one.
     EXPECT_TRUE(daemon.wait_connections_ended(1));
     EXPECT_FALSE(waiting.join_cancelled());
     EXPECT_EQ(2, daemon.connections());
@@ -290,13 +290,13 @@ ISOLATED_TEST(Cancellation, InTheWaitForRoomOfANonBlockingSend) {
 
 // ---- Closing ----
 
-// Runs the call in a thread that is to be cancelled already, and says what the call gave.
+// Runs the call in a thread with a pending cancellation, and returns the call's result.
 Hb_Rc under_a_pending_cancellation(const std::function<Hb_Rc()> &call) {
     std::atomic<bool> go{false};
     Hb_Rc result = 0;
     CallingThread thread([&] {
         while (!go) {
-            // No call that would act on the cancellation.
+            // No call here acts on the cancellation.
         }
         result = call();
         pthread_testcancel();

@@ -1,4 +1,4 @@
-// The order of the fields and of the virtual operations of the classes that another transport would derive from.
+// The order of fields and virtual operations in the classes that another transport would derive from.
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -22,7 +22,7 @@ void expect_ascending(const std::vector<std::size_t> &offsets) {
     }
 }
 
-// A pointer to a virtual member function holds its place in the table of functions, in bytes and plus one.
+// A pointer to a virtual member function holds the function's offset in the table, in bytes, plus one.
 template <typename Method> std::size_t slot_of(Method method) {
     std::uintptr_t words[2];
     static_assert(sizeof method == sizeof words);
@@ -71,7 +71,7 @@ TEST(ClassLayout, TheSystemsWaitSetAddsItsStatusBehind) {
 }
 
 TEST(ClassLayout, TheConnectionsFieldsAreInOrder) {
-    const Hb_Csock connection; // to nobody: no path is set
+    const Hb_Csock connection; // not connected: no path is set
     EXPECT_EQ(sizeof(void *), offset_in(connection, connection.Hb_Csock_Base::myError));
     expect_ascending({
         offset_in(connection, connection.Hb_Csock_Base::myError),
@@ -82,7 +82,7 @@ TEST(ClassLayout, TheConnectionsFieldsAreInOrder) {
     });
 }
 
-// The destructor takes the first two.
+// The destructor occupies the first two entries.
 TEST(ClassLayout, TheConnectionsVirtualOperationsAreInOrder) {
     EXPECT_EQ(2U, slot_of(&Hb_Csock_Base::Error));
     EXPECT_EQ(3U, slot_of(&Hb_Csock_Base::send));

@@ -1,4 +1,4 @@
-// The library as a test holds it: opened against a fake daemon, asked for events, its state looked at.
+// The test's side of the library: opening it against a fake daemon, reading events, checking its state.
 #ifndef HB_TEST_CLIENT_H
 #define HB_TEST_CLIENT_H
 
@@ -14,10 +14,10 @@ namespace hb_test {
 
 inline constexpr unsigned char UNTOUCHED = 0x5A;
 
-// Opens the library; the failure of that is a failure of the test.
+// Opens the library. A failure to open fails the test.
 void open_library();
 
-// The caller's side of hb_get_event_message, every answer filled with a mark beforehand.
+// The caller's side of hb_get_event_message. Every output is filled with a mark before the call.
 class EventCall {
   public:
     EventCall();
@@ -53,7 +53,7 @@ inline constexpr std::size_t GROUP_ADAPTERS = 72;
 inline constexpr std::size_t GROUP_NODES = 64;
 inline constexpr std::size_t GROUP_INSTANCE = 60;
 
-// Everything that an event may change in the library: tables, lists, heartbeat settings.
+// Everything in the library that an event may change: tables, lists, heartbeat settings.
 Bytes library_state();
 
 Hb_Entity_State adapter_state(Hb_Adapter_Number adapter);

@@ -1,4 +1,4 @@
-// Cluster-event mode while no cluster service is installed: every way in fails cleanly, nothing is sent.
+// Cluster-event mode without an installed cluster service: every entry fails cleanly, and nothing is sent.
 #include <cstring>
 
 #include <gtest/gtest.h>

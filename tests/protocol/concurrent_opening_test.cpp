@@ -1,5 +1,5 @@
-// Several threads use the library for the first time at once: one opens, the others wait and find it open, or try
-// themselves.
+// Several threads use the library for the first time at once. One opens it; the others wait, and then find it
+// open or try to open it themselves.
 #include <csignal>
 
 #include <atomic>
@@ -28,7 +28,7 @@ struct Round {
     std::atomic<int> wrong{0};
 };
 
-// What a thread does first with the library; each number is another entry.
+// The thread's first call to the library; each number selects another entry.
 bool enter(int entry) {
     switch (entry % 4) {
     case 0:
@@ -50,7 +50,7 @@ bool enter(int entry) {
     }
 }
 
-// All threads enter at once; each that fails has the error given.
+// All threads enter at once. Each thread that fails has the given error.
 void open_at_once(Round &round, int error_of_failure) {
     std::vector<std::thread> threads;
     for (int i = 0; i < THREADS; ++i) {
@@ -92,8 +92,8 @@ ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToASlowDaemon) {
     std::atomic<Round *> current{nullptr};
     std::atomic<int> polls{0};
     FakeDaemonPlan plan;
-    // The answer comes after every thread has entered and the daemon has looked some more times: the others are then
-    // well on their way.
+    // The daemon answers only after every thread has entered and several of its polls have passed. By then the
+    // other threads are far into their calls.
     const auto all_wait = [&] {
         Round *round = current.load();
         return round != nullptr && round->entered == THREADS && ++polls % 5 == 0;
@@ -113,7 +113,8 @@ ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToASlowDaemon) {
     }
 }
 
-// Three attempts fail, each in another thread, since none uses another's failure; the fourth opens for all.
+// Three attempts fail, each in another thread, since no thread uses another's failure. The fourth opens for
+// all.
 ISOLATED_TEST(ConcurrentOpening, IsTriedByEachThreadWhileTheDaemonDies) {
     signal(SIGPIPE, SIG_IGN);
     FakeDaemonPlan plan;

@@ -1,4 +1,4 @@
-// What the calls do without a connection, without a wait set, on high descriptors, after the daemon's death.
+// The calls without a connection, without a wait set, on high descriptors, and after the daemon's death.
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -168,9 +168,9 @@ ISOLATED_TEST(ARemovedConnection, ThatCannotBeMadeAgainIsError15AndNothingIsWrit
     EXPECT_EQ(before, open_descriptors());
 }
 
-// ---- Descriptors that no wait set holds ----
+// ---- Descriptors that do not fit in a wait set ----
 
-// Takes every descriptor below 1024.
+// Uses up every descriptor below 1024.
 void use_up_low_descriptors() {
     const rlimit roomy{4096, 4096};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &roomy));
@@ -215,7 +215,7 @@ ISOLATED_TEST(AHighDescriptor, OfALaterConnectionIsTheSame) {
 
 // ---- A daemon that died ----
 
-// The daemon goes while a request of ours lies unread in front of it.
+// The daemon ends before it has read a request of this client.
 void die_with_a_request_unread(FakeDaemon &daemon) {
     daemon.run(stop_reading());
     ASSERT_TRUE(daemon.wait_steps_done());
@@ -250,7 +250,7 @@ ISOLATED_TEST(ADaemonDeadWithARequestUnread, IsTheSameForEventsAndSendingIs16) {
     EXPECT_EQ(1, client_initialized) << "closing and opening again is the caller's";
 }
 
-// ---- An adapter event of a kind that is none ----
+// ---- An adapter event of an unknown kind ----
 
 void apply(EventCall &call, int kind, const Bytes &body) {
     const Bytes record = reply(kind, body);

@@ -1,4 +1,4 @@
-// Control requests against bytes written out by hand: what is sent, what is not, and what the answers mean.
+// Control requests against bytes written by hand: what is sent, what is not sent, and what the answers mean.
 #include <unistd.h>
 
 #include <arpa/inet.h>
@@ -24,8 +24,8 @@ namespace {
 
 constexpr int ERROR_BEFORE = 777;
 
-// The table has node 1 as the local one, with adapters 2 (network 0) and 3 (network 1); 8 node slots of 2
-// adapters. Adapter 4 is node 2's; 6 and 1 are not configured.
+// In the table node 1 is the local node, with adapters 2 (network 0) and 3 (network 1). There are 8 node slots
+// of 2 adapters. Adapter 4 belongs to node 2; 6 and 1 are not configured.
 constexpr unsigned OWN = 3;
 constexpr unsigned OTHERS = 4;
 constexpr unsigned UNKNOWN = 6;
@@ -58,17 +58,17 @@ void expect_error(int number, const Asked &asked) {
     EXPECT_EQ(number, asked.error);
 }
 
-// The 76 bytes of the configuration request that opening sends, and its length.
+// The configuration request that opening sends: its length and its 76 bytes.
 constexpr std::size_t OPENING = 80;
 
-// Whether exactly this one record was sent since the library was opened.
+// Returns whether exactly this one record was sent since the library was opened.
 testing::AssertionResult sent(FakeDaemon &daemon, const Bytes &record) {
     const Bytes expected = frame(record);
     daemon.wait_received(OPENING + expected.size());
     return same_bytes(expected, daemon.received().from(OPENING));
 }
 
-// A sentinel request arrives as the first thing after the opening, so nothing was sent before it.
+// A sentinel request is the first to arrive after the opening, so nothing was sent before it.
 testing::AssertionResult nothing_was_sent(FakeDaemon &daemon) {
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(0));
     return sent(daemon, request(220, getpid()));
@@ -80,7 +80,7 @@ struct Silent {
     const char *name;
     std::function<Hb_Rc()> call;
     int kind;
-    Bytes message; // behind the 76 bytes
+    Bytes message; // after the 76 bytes
     int len;       // in the header
 };
 
@@ -113,7 +113,7 @@ std::vector<Silent> silent_requests() {
     };
 }
 
-// The same as request() of the test support, with the length told apart from the message.
+// The same as request() of the test support, with the length given separately from the message.
 Bytes record_of(int kind, int len, const Bytes &message) {
     return Bytes().zeros(8).i32(kind).i32(len).zeros(48).i32(getpid()).zeros(8).add(message);
 }
@@ -262,7 +262,7 @@ ISOLATED_TEST(LocalAdapterRequest, IsForConfiguredAdaptersOfThisNode) {
         expect_error(4, ask([&] { return call(0xFFFFFFFFU); }));
         expect_error(7, ask([&] { return call(UNKNOWN); }));
         expect_error(4, ask([&] { return call(OTHERS); }));
-        expect_error(7, ask([&] { return call(1); })); // not configured comes before whose it is
+        expect_error(7, ask([&] { return call(1); })); // configuration is checked before ownership
     }
     EXPECT_TRUE(nothing_was_sent(daemon));
 }
@@ -489,7 +489,7 @@ ISOLATED_TEST(AnsweredRequest, IsError2WhenNoAnswerComesInTime) {
         open_library();
         SCOPED_TRACE(each.name);
         Fault nothing_ready;
-        nothing_ready.call = Call::select_; // gives 0: the time is over
+        nothing_ready.call = Call::select_; // returns 0: time-out
         const FaultGuard fault(nothing_ready);
         expect_error(2, ask(each.call));
         EXPECT_EQ(1, fault.hits());
@@ -524,7 +524,7 @@ ISOLATED_TEST(SwapAdapters, LooksForTheOwnerOfTheAddressFirst) {
 
 ISOLATED_TEST(SwapAdapters, KnowsTheAddressInItsMappedForm) {
     ClusterFacts cluster = small_cluster();
-    // The same four bytes at the end, but no mapped IPv4 address.
+    // The same four bytes at the end, but not a mapped IPv4 address.
     cluster.adapters[0].address = ipv6("::10.1.0.1");
     FakeDaemonPlan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};

@@ -1,5 +1,5 @@
-// The examples of docs/protocol.md: what the library sends is what stands there, and what stands there is
-// understood by the library as the document says. The numbers and texts here are typed from the document.
+// The examples of docs/protocol.md. The library sends the documented bytes, and understands them as the
+// document says. The numbers and texts here are typed from the document.
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -21,7 +21,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::size_t CONFIGURATION_REQUEST = 80; // what opening has put on the wire
+constexpr std::size_t CONFIGURATION_REQUEST = 80; // bytes that opening has sent
 constexpr pid_t DOCUMENTED_PROCESS = 4711;
 
 const HexExamples &document() {
@@ -33,7 +33,7 @@ const HexExamples &document() {
     return examples;
 }
 
-// One example's bytes, without the length before them. An example that is not there is a failure.
+// Returns one example's bytes, without the preceding length. A missing example fails the test.
 Bytes example(const std::string &name) {
     const auto found = document().examples.find(name);
     EXPECT_NE(found, document().examples.end()) << "docs/protocol.md has no example \"" << name << '"';
@@ -56,14 +56,14 @@ void open_as_documented() {
     client_pid = DOCUMENTED_PROCESS;
 }
 
-// Whether the first thing that the library has sent since it was opened is the example.
+// Returns whether the example is the first thing that the library has sent since it was opened.
 testing::AssertionResult sent_as_documented(FakeDaemon &daemon, const std::string &name) {
     const Bytes expected = frame(example(name));
     return same_bytes(
         expected, daemon.wait_received(CONFIGURATION_REQUEST + expected.size()).from(CONFIGURATION_REQUEST));
 }
 
-// Takes the example as an event.
+// Reads the example as an event.
 EventCall event_of(FakeDaemon &daemon, const std::string &name) {
     daemon.run(send_record(example(name)));
     EventCall call;
@@ -115,7 +115,7 @@ TEST(Document, ItsExamplesHoldTogether) {
     EXPECT_THAT(document().faults, IsEmpty());
 }
 
-// A new example gets a test below, and its name a place here.
+// Every example has a test below, and its name stands here.
 TEST(Document, HasTheExamplesThatAreTestedAndNoOthers) {
     std::vector<std::string> framed;
     std::vector<std::string> shared;

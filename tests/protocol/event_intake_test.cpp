@@ -1,4 +1,4 @@
-// Events, byte for byte, and what each does to the caller's group record and to the library's tables.
+// Events, byte for byte, and their effect on the caller's group record and on the library's tables.
 #include <unistd.h>
 
 #include <cerrno>
@@ -42,13 +42,13 @@ Bytes name_field(const std::string &text) {
     return Bytes().raw(text).u8(0);
 }
 
-// The name is there with its NUL; what lies behind the 32 bytes is not touched.
+// The name is written with its NUL. Bytes after the first 32 are not changed.
 void expect_name(const EventCall &call, const std::string &text) {
     EXPECT_EQ(name_field(text), call.name_bytes().first(text.size() + 1));
     EXPECT_EQ(Bytes().fill(16, UNTOUCHED), call.name_bytes().from(32));
 }
 
-// The group as an adapter event leaves it in the small cluster, whose adapter numbers end at 15.
+// The group after an adapter event in the small cluster, whose adapter numbers end at 15.
 Bytes adapter_group(int event_bits, int64_t count, int64_t leader, int64_t incarnation, int64_t status,
                     const std::vector<std::pair<std::size_t, int64_t>> &members) {
     Bytes group = untouched_group();
@@ -518,7 +518,7 @@ ISOLATED_TEST(ConfigurationUpdate, ReportsItsEventAndNameAndLeavesTheGroupAlone)
     EXPECT_EQ(0x01020304U, call.sequence);
     expect_name(call, "Hb_Config_Group");
     Bytes expected = untouched_group();
-    expected.put(GROUP_FFDC, Bytes().zeros(43)); // as with every event, before its kind is looked at
+    expected.put(GROUP_FFDC, Bytes().zeros(43)); // as for every event, before its kind is checked
     EXPECT_TRUE(same_bytes(expected, call.group_bytes()));
 }
 
@@ -629,7 +629,7 @@ ISOLATED_TEST(ConfigurationUpdate, ShortMemoryAnywhereIsError17AndLosesNothing) 
         EventCall call;
         Fault short_memory;
         short_memory.call = Call::allocation;
-        short_memory.skip = 1 + skip; // the record itself is there
+        short_memory.skip = 1 + skip; // the record itself can be allocated
         Hb_Rc result = Hb_Success;
         int hits = 0;
         {
@@ -659,7 +659,7 @@ ISOLATED_TEST(EventName, WithoutANulIsCutAtThirtyOneCharacters) {
     for (const int kind : {2, 3, 4, 5, 6, 7, 13, 15}) {
         ReplyHeader header = event(kind);
         header.subscription_name = std::string(32, 'n');
-        Bytes body = Bytes().i32(-1).zeros(28); // enough for every one of these
+        Bytes body = Bytes().i32(-1).zeros(28); // enough for each of these kinds
         daemon.run(send_record(reply(header, body)));
         EventCall call;
         ASSERT_EQ(Hb_Success, call.take()) << kind;
@@ -943,7 +943,7 @@ ISOLATED_TEST(DescriptorArray, FreeingNullIsError4AndOpensNothing) {
     EXPECT_EQ(0, daemon.connections());
 }
 
-// ---- Small things ----
+// ---- Other details ----
 
 TEST(NodeListReset, SetsAllEntriesToFalse) {
     const auto group = std::make_unique<Hb_Group>();

@@ -1,4 +1,4 @@
-// A daemon that listens and lets nobody in: its queue of waiting connections is full.
+// A daemon that listens but accepts no connection: its queue of waiting connections is full.
 #ifndef HB_TEST_FULL_LISTENER_H
 #define HB_TEST_FULL_LISTENER_H
 
@@ -17,9 +17,9 @@ class FullListener {
     // Points HB_SERVER_SOCKET here and clears the two suffix variables.
     FullListener();
 
-    // Takes those who fill the queue out of it.
+    // Accepts the connections that fill the queue.
     void make_room();
-    // Takes the next one who waits; nothing at the deadline.
+    // Accepts the next waiting connection; returns nothing at the deadline.
     UniqueFd accept_next();
 
   private:

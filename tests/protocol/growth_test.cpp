@@ -1,4 +1,5 @@
-// Opening again and again, with and without success, holds no more than opening once.
+// A library that is opened again and again, with and without success, uses no more than one that was opened
+// once.
 #include <gtest/gtest.h>
 
 #include "tests/protocol/client.h"
@@ -22,8 +23,8 @@ Holdings holdings(FakeDaemon &daemon) {
     return {open_descriptors(), segment_mappings(), allocated_bytes()};
 }
 
-// Runs the cycle a thousand times and compares with what was held after the first twenty. Less than eight
-// bytes a cycle is the allocator's own noise: the smallest block is larger.
+// Runs the cycle a thousand times and compares with the memory held after the first twenty. Less than eight
+// bytes a cycle is noise of the allocator, whose smallest block is larger.
 void expect_no_growth(FakeDaemon &daemon, const std::function<void()> &cycle) {
     for (int i = 0; i < 20; ++i) {
         cycle();
@@ -42,7 +43,7 @@ void expect_no_growth(FakeDaemon &daemon, const std::function<void()> &cycle) {
     EXPECT_LT(after.bytes, before.bytes + 8000);
 }
 
-// A failed opening keeps its connection until the next; the daemon's side of all that is waited for.
+// A failed opening keeps its connection until the next one, so all connections but the last have ended.
 void expect_one_connection_left(FakeDaemon &daemon, int cycles) {
     ASSERT_TRUE(daemon.wait_connections(cycles));
     ASSERT_TRUE(daemon.wait_connections_ended(cycles - 1));

@@ -37,7 +37,7 @@ std::optional<Line> read_line(const std::string &text) {
     return Line{match[1], read_bytes(match[2])};
 }
 
-// The lines of one example, up to its end.
+// Returns the lines of one example.
 HexExample read_example(std::istream &lines, const std::string &name, std::vector<std::string> &faults) {
     HexExample example;
     std::optional<int32_t> length;

@@ -1,4 +1,4 @@
-// The examples in a document of bytes, read out of it so that they can be checked.
+// Reads the byte examples of a document so that they can be checked.
 //
 //     ```hex name
 //     ----  0C 00 00 00        length: 12 bytes follow
@@ -17,14 +17,13 @@
 namespace hb_test {
 
 struct HexExample {
-    Bytes bytes;            // without the length that goes before them
-    bool is_framed = false; // whether there is one
+    Bytes bytes;            // without the preceding length
+    bool is_framed = false; // whether the example has a length
 };
 
 struct HexExamples {
     std::map<std::string, HexExample> examples;
-    // What does not hold together: a line that cannot be read, an offset or a length that is wrong, a name that
-    // is given twice.
+    // The faults: an unreadable line, a wrong offset or length, a name that is used twice.
     std::vector<std::string> faults;
 };
 

@@ -1,4 +1,4 @@
-// What becomes of key bytes between the daemon's segment, the security library and the heap.
+// Key bytes on their way from the daemon's segment through the security library and the heap.
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -25,7 +25,7 @@ const Bytes FORM = {'Q',  'Z',  'T',  'K',  1,    0,    0,    0,    1,    0,    
                     16,   0,    0,    0,    0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
                     0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0xED, 0xF4, 0xFB, 0x97};
 
-// The same key in every slot but for those of these numbers: 0 current, 1 previous, 2 to 11 the cache.
+// The same key in every slot except these: 0 current, 1 previous, 2 to 11 the cache.
 Bytes segment_without(const std::vector<std::size_t> &others, const Bytes &slot) {
     std::vector<Bytes> slots(12, key_slot(FORM));
     for (const std::size_t other : others) {
@@ -78,7 +78,7 @@ ISOLATED_TEST(KeyMemory, IsZeroWhenItIsGivenBack) {
     EXPECT_EQ(std::vector<Bytes>(12, Bytes().zeros(16)), calls.freed());
 }
 
-// What the kernel says of the mapping at this address, such as "rd sh mr mw me ms dd".
+// Returns the kernel's flags of the mapping at this address, such as "rd sh mr mw me ms dd".
 std::string mapping_flags(const void *address) {
     std::ifstream maps("/proc/self/smaps");
     const auto wanted = reinterpret_cast<uintptr_t>(address);
@@ -161,7 +161,7 @@ ISOLATED_TEST(MarshalledCopy, DoesNotChangeWithTheSegment) {
     FakeDaemon daemon(plan_of(full_segment()));
     open_library();
     Watched_Calls calls;
-    // The daemon rewrites the current key's slot when the library has begun to look at it.
+    // The daemon rewrites the current key's slot after the library has begun to read it.
     char *slot = daemon.segments().security() + 304;
     calls.unmarshal = [slot](int number, sec_buffer_desc *marshalled, sec_key_desc *key) {
         if (number == 0) {
@@ -209,7 +209,7 @@ ISOLATED_TEST(SecurityLibrary, IsHandedAHalfMadeKeyOnceWhichIsForgottenThen) {
         calls.release_for_real = false;
         calls.unmarshal = [&half_made, bad](int number, sec_buffer_desc *, sec_key_desc *key) {
             *key = {1, 1, 16, &half_made, &half_made};
-            return number == bad ? 1 : 0; // any other result than 0 is a failure
+            return number == bad ? 1 : 0; // any result other than 0 is a failure
         };
         Records records;
         EXPECT_EQ(Hb_Failure, records.read());
@@ -234,7 +234,7 @@ ISOLATED_TEST(SecurityLibrary, IsHandedEachKeyThatHasALengthAndBytes) {
     records.cache.keyCache[0] = {1, 1, 16, nullptr, nullptr}; // no bytes
     records.cache.keyCache[4] = {0, 0, 1, &bytes, nullptr};
     records.cache.keyCache[9] = {1, 1, -1, &bytes, nullptr};
-    records.cache.keyCacheCount = 0; // says nothing about which slots are used
+    records.cache.keyCacheCount = 0; // does not say which slots are used
     Watched_Calls calls;
     calls.release_for_real = false;
     EXPECT_EQ(Hb_Success, records.release());

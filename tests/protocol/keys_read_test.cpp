@@ -30,7 +30,7 @@ const Bytes LARGEST_FORM = Bytes({'Q', 'Z', 'T', 'K', 1, 0, 0, 0, 2, 0, 0, 0, 23
                                .fill(236, 0xA5)
                                .add({0xAD, 0x71, 0x32, 0x71}); // 256 bytes
 
-// The security library's own marshalling of a key of so many equal bytes.
+// The security library's own marshalling of a key of this many equal bytes.
 Bytes marshalled(unsigned char byte, std::size_t length) {
     Bytes bytes = Bytes().fill(length, byte);
     const sec_key_desc key = {SEC_KEY_TYPE_HMAC_SHA256, SEC_KEY_VERSION, static_cast<int32_t>(length),
@@ -51,7 +51,7 @@ void publish(FakeDaemon &daemon, const Bytes &security_segment) {
     std::memcpy(daemon.segments().security(), security_segment.data(), security_segment.size());
 }
 
-// The caller's three records, full of marks beforehand, their keys released at the end.
+// The caller's three records, filled with marks before the call. The destructor releases their keys.
 struct Records {
     Records() { mark(); }
     Records(const Records &) = delete;
@@ -68,7 +68,7 @@ struct Records {
         set_hb_errno(NO_ERROR);
         return hb_get_security_infomation(&current, &previous, &cache);
     }
-    // In the order in which they are filled: current, previous, the cache.
+    // In the order of filling: current, previous, the cache.
     const sec_key_desc &key(std::size_t number) const {
         return number == 0 ? current.key : number == 1 ? previous.key : cache.keyCache[number - 2];
     }
@@ -323,7 +323,7 @@ ISOLATED_TEST(SecurityInformation, InClusterEventModeTheAttachedSegmentIsStillRe
 
 // ---- Keys that cannot be unmarshalled ----
 
-// Reads a segment whose slot of this number is bad; the others hold the twelve keys.
+// Reads a segment in which the slot of this number is bad; the others hold the twelve keys.
 void expect_failure_at(std::size_t bad, const Bytes &slot, FakeDaemon &daemon) {
     SCOPED_TRACE(testing::Message() << "key " << bad);
     std::vector<Bytes> slots = twelve_keys();

@@ -31,7 +31,7 @@ void __real_explicit_bzero(void *memory, size_t length);
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key);
 void __wrap_sec_release_typed_key(sec_key_desc *key);
 void __wrap_explicit_bzero(void *memory, size_t length);
-// What an optimized build calls instead; `room` is what the compiler knows of the array.
+// An optimized build calls this instead; `room` is the array's size as the compiler knows it.
 void __wrap___explicit_bzero_chk(void *memory, size_t length, size_t room);
 
 int __wrap_sec_unmarshal_typed_key(sec_buffer_desc *marshalled, sec_key_desc *key) {

@@ -1,4 +1,4 @@
-// The library's calls of the security library, watched and made to answer otherwise.
+// Records the library's calls to the security library and can replace their results.
 #ifndef HB_TEST_KEYS_WATCHED_CALLS_H
 #define HB_TEST_KEYS_WATCHED_CALLS_H
 
@@ -10,13 +10,13 @@
 
 namespace hb_test {
 
-// While one exists the three calls are recorded. Only one at a time.
+// While an object exists, the three calls are recorded. Only one may exist at a time.
 class Watched_Calls {
   public:
     struct Unmarshalling {
         const void *form;
         int32_t length;
-        bool wiped = false; // all 256 bytes there, after the call
+        bool wiped = false; // all 256 bytes, after the call
     };
 
     Watched_Calls();
@@ -24,15 +24,15 @@ class Watched_Calls {
     Watched_Calls &operator=(const Watched_Calls &) = delete;
     ~Watched_Calls();
 
-    // In place of the security library's answer; called with the number of the call, from 0.
+    // Replaces the security library's result. The argument is the number of the call, from 0.
     std::function<int(int, sec_buffer_desc *, sec_key_desc *)> unmarshal;
     bool release_for_real = true;
 
     std::vector<Unmarshalling> unmarshallings;
-    std::vector<sec_key_desc> released; // as they were handed over
+    std::vector<sec_key_desc> released; // as the library passed them
 };
 
-// The security library's own answer.
+// The security library's own result.
 int real_unmarshal(sec_buffer_desc *marshalled, sec_key_desc *key);
 
 } // namespace hb_test

@@ -10,7 +10,7 @@
 namespace hb_test {
 namespace {
 
-// The record's id and the adapter that it tells of.
+// The record's id and the adapter in it.
 std::pair<uint32_t, int32_t> told(const TraceRecord &record) {
     return {record.id,
             record.id == 118 ? static_cast<int32_t>(record.values.at(0)) : record.data.at(2).i32_at(0)};

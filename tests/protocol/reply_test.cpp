@@ -31,7 +31,7 @@ FakeDaemonPlan plan_of(const Script &script) {
     return plan;
 }
 
-// What a reply wait came to, the packet freed.
+// The result of a wait for a reply, with the packet freed.
 struct Outcome {
     Hb_Rc result = 0;
     int error = 0;

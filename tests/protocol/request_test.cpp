@@ -21,7 +21,7 @@
 namespace hb_test {
 namespace {
 
-// A connection without anything else of the library open.
+// A connection, while nothing else of the library is open.
 void connect_only() {
     ASSERT_EQ(Hb_Success, hb_init_communication()) << "error " << hb_get_errno();
 }
@@ -280,7 +280,7 @@ ISOLATED_TEST(Request, ToADaemonThatHasGoneIsError16) {
     }
 }
 
-// A connection that fails to send with a status of the test's choice.
+// A connection whose send fails with a status of the test's choice.
 class RefusingSocket : public Hb_Csock {
   public:
     explicit RefusingSocket(long status) : status_(status) {}

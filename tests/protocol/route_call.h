@@ -1,4 +1,4 @@
-// The caller's side of the three calls that give a route, the answers filled with a mark beforehand.
+// The caller's side of the three calls that return a route. The outputs are filled with a mark before the call.
 #ifndef HB_TEST_ROUTE_CALL_H
 #define HB_TEST_ROUTE_CALL_H
 
@@ -17,12 +17,12 @@ struct RouteCall {
     bool untouched() const; // nothing was written
 
     Hb_Rc result;
-    int error; // 0 when none was set
+    int error; // 0 if none was set
     unsigned length;
     Bytes route; // 176 bytes
 };
 
-// Error 4 for each of the two answers that may be missing, and 0 for neither.
+// Checks error 4 for each of the two outputs when it is null.
 int error_without_answers(RouteEntry entry, int node, bool route_given, bool length_given);
 
 } // namespace hb_test

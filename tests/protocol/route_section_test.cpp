@@ -1,4 +1,4 @@
-// A reader's stay in the route segment: the semaphores on its way in and out, and the number of routes there.
+// A reader inside the route segment: its semaphore operations on entry and exit, and the number of routes.
 #include "lib/hb_communication/route_section.h"
 
 #include <sys/ipc.h>
@@ -32,7 +32,7 @@
 namespace hb_test {
 namespace {
 
-// Semaphore, change, flags, and the number of operations of the call that it belongs to.
+// Semaphore, change, flags, and the number of operations in the same call.
 using Operations = std::vector<std::array<long, 4>>;
 const Operations ENTER = {{0, 1, 0x1000, 2}, {1, 0, 0, 2}};
 const Operations LEAVE = {{0, -1, 0x1000, 1}};
@@ -42,7 +42,7 @@ Operations operator+(Operations first, const Operations &second) {
     return first;
 }
 
-// What the thread that made the log has asked of the semaphores since.
+// Semaphore operations that this thread has made since it created the log.
 Operations asked(const CallLog &log) {
     Operations operations;
     for (const CallRecord &record : log.calls(Call::semop_)) {
@@ -52,7 +52,7 @@ Operations asked(const CallLog &log) {
     return operations;
 }
 
-// The daemon's two semaphores, and the library looking at them.
+// The daemon's two semaphores, and the library that uses them.
 class Semaphores {
   public:
     Semaphores() : id_(semget(IPC_PRIVATE, 2, 0600)) {
@@ -82,7 +82,7 @@ class Semaphores {
     int id_;
 };
 
-// A process that runs the body; it is killed with this object if it still runs.
+// A process that runs the body. The destructor kills it if it still runs.
 class Reader {
   public:
     explicit Reader(const std::function<void()> &body) : pid_(fork()) {
@@ -116,7 +116,7 @@ class Reader {
     }
 
   private:
-    const pid_t pid_; // of a child for ever: kill(-1, ...) would be everybody
+    const pid_t pid_; // always a child's: kill(-1, ...) would hit every process
     bool running_ = true;
 };
 
@@ -303,7 +303,7 @@ ISOLATED_TEST(RouteSection, ASetRemovedDuringTheWaitEndsTheWait) {
 
 // ---- A wait that nobody ends ----
 
-// Segment 1 as the library has attached it, made by this process or by one that has ended since.
+// Segment 1 as attached by the library, made by this process or by one that has ended since.
 class Header_Segment {
   public:
     explicit Header_Segment(bool maker_ended) {

@@ -20,18 +20,18 @@
 namespace hb_test {
 namespace {
 
-constexpr std::size_t CONFIGURATION_REQUEST = 80; // what opening has put on the wire
+constexpr std::size_t CONFIGURATION_REQUEST = 80; // bytes that opening has sent
 
 RouteCall get(int node) {
     return RouteCall(hb_get_route, node);
 }
 
-// A reply with this value and nothing else in its header. In most tests it lies ready before it is asked for.
+// A reply with this value; the rest of its header is zero. In most tests it lies ready before the request.
 Bytes route_reply(int64_t value, const Bytes &body) {
     return Bytes().i32(8).zeros(52).i32(value).zeros(48).add(body);
 }
 
-// 176 bytes, no two neighbours alike.
+// 176 bytes in which neighbours differ.
 Bytes some_hops() {
     Bytes body;
     for (unsigned i = 0; i < 176; ++i) {
@@ -45,7 +45,7 @@ Bytes requests_after_opening(FakeDaemon &daemon, std::size_t count) {
 }
 
 Bytes nothing_but_opening(FakeDaemon &daemon) {
-    // A request that is known to be sent is the first after the opening.
+    // A request that is always sent is the first one after the opening.
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(1));
     return requests_after_opening(daemon, 80);
 }
@@ -55,7 +55,7 @@ const Bytes &only_the_known_request() {
     return known;
 }
 
-// A cluster of as many nodes as there can be; these have an adapter each.
+// A cluster with the largest number of nodes. The given nodes have one adapter each.
 FakeDaemonPlan largest_cluster(const std::vector<int> &nodes) {
     ClusterFacts cluster;
     cluster.max_nodes = 2049;

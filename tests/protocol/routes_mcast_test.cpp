@@ -1,4 +1,4 @@
-// Having the daemon deliver a payload to several nodes.
+// Asks the daemon to deliver a payload to several nodes.
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -22,7 +22,7 @@
 namespace hb_test {
 namespace {
 
-constexpr std::size_t CONFIGURATION_REQUEST = 80; // what opening has put on the wire
+constexpr std::size_t CONFIGURATION_REQUEST = 80; // bytes that opening has sent
 
 using Nodes = std::vector<int>;
 
@@ -30,7 +30,7 @@ iovec buffer(const Bytes &bytes) {
     return {const_cast<unsigned char *>(bytes.data()), bytes.size()};
 }
 
-// The call and the error number it leaves, 0 on success.
+// Makes the call and returns the error number that it sets, 0 on success.
 int mcast(const std::vector<iovec> &buffers, int count, int port, Nodes &nodes, int n) {
     set_hb_errno(0);
     const Hb_Rc result = hb_daemon_route_mcast(buffers.data(), count, port, nodes.data(), n);
@@ -68,7 +68,7 @@ Bytes some_payload(std::size_t size) {
     return payload;
 }
 
-// The request's record; the port as it travels.
+// The request's record, with the port as it is sent.
 Bytes mcast_record(const Bytes &port, const Nodes &nodes, const Bytes &payload) {
     Bytes body = port;
     body.i32(20).i32(1).zeros(36).i32(0).i32(static_cast<int64_t>(nodes.size()));
@@ -81,7 +81,7 @@ Bytes mcast_record(const Bytes &port, const Nodes &nodes, const Bytes &payload) 
 
 const Bytes PORT_1 = {0, 1, 0, 0};
 
-// The requests behind the opening, which are `expected` and then one that is known to be sent.
+// The requests after the opening must be `expected` and then one that is always sent.
 testing::AssertionResult sent(FakeDaemon &daemon, const Bytes &expected) {
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(1));
     const Bytes all = Bytes(expected).add(frame(request(219, getpid())));

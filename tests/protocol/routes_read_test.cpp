@@ -36,12 +36,12 @@ RouteCall read_ip(int node) {
     return RouteCall(hb_read_ip_route, node);
 }
 
-// 176 bytes that no other number gives.
+// 176 bytes that differ for every number.
 Bytes hops_of(unsigned number) {
     return Bytes().fill(88, static_cast<unsigned char>(number)).fill(88, static_cast<unsigned char>(~number));
 }
 
-// Segment 1 says this generation and that there are eight nodes; the records are those of nodes 0, 1, 2 ...
+// Segment 1 holds this generation and eight nodes. The records are those of nodes 0, 1, 2 ...
 FakeDaemonPlan plan_of(int64_t generation, const std::vector<Bytes> &records) {
     FakeDaemonPlan plan;
     plan.segments.configuration.content = Bytes().i32(generation).i32(8).i32(5);
@@ -51,7 +51,7 @@ FakeDaemonPlan plan_of(int64_t generation, const std::vector<Bytes> &records) {
     return plan;
 }
 
-// All eight nodes have a route of the generation, as many hops long as their number says.
+// All eight nodes have a route of this generation. A node's route has as many hops as its number.
 FakeDaemonPlan eight_routes(int64_t generation) {
     std::vector<Bytes> records;
     for (unsigned node = 0; node < 8; ++node) {
@@ -73,7 +73,7 @@ Operations asked(const CallLog &log) {
     return operations;
 }
 
-// The two counts. Another reader is inside for as long as this lives.
+// The two counts. Another reader stays inside while this object exists.
 class Counts {
   public:
     explicit Counts(FakeDaemon &daemon) : id_(daemon.segments().semaphores_id()) {
@@ -96,7 +96,7 @@ void expect_failure(int error, const RouteCall &call) {
     EXPECT_TRUE(call.untouched());
 }
 
-// ---- A route that is there ----
+// ---- A route that exists ----
 
 ISOLATED_TEST(ReadRoute, GivesTheLengthAndTheHopsOfTheNodesRecord) {
     FakeDaemon daemon(eight_routes(0x0A0B0C0D));
@@ -182,7 +182,7 @@ ISOLATED_TEST(ReadRoute, FollowsTheSegmentAsTheDaemonRewritesIt) {
     EXPECT_EQ(6, read_any(1).error) << "older by now";
 }
 
-// ---- A route that is not there ----
+// ---- A route that does not exist ----
 
 ISOLATED_TEST(ReadRoute, ARecordOfAnotherGenerationThanSegment1IsError6) {
     FakeDaemon daemon(
@@ -341,7 +341,7 @@ ISOLATED_TEST(ReadRoute, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
     }
 }
 
-// ---- The daemon at work, dead, or gone elsewhere ----
+// ---- The daemon writes, has ended, or was replaced ----
 
 ISOLATED_TEST(ReadRoute, WaitsWhileTheDaemonWritesAndReadsWhatItWrote) {
     FakeDaemon daemon(eight_routes(5));
@@ -396,7 +396,7 @@ ISOLATED_TEST(ReadRoute, WhatTheSemaphoresAnswerDoesNotMatter) {
     }
 }
 
-// The route segment in memory of the test, whose second page cannot be read until the library has come to it. At that
+// The route segment in memory of the test. Its second page cannot be read until the library reaches it. At that
 // moment the record of node 22, which lies on both pages, is rewritten whole: generation 6 instead of 5.
 class Changing_Record {
   public:
@@ -474,7 +474,7 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasC
     }
 }
 
-// The daemon writes past a reader that was stopped inside for too long.
+// The daemon writes although a reader that was stopped inside has stayed too long.
 ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
     FakeDaemon daemon(plan_of_forty_nodes());
     open_library();
@@ -492,8 +492,8 @@ ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMea
     }
 }
 
-// Rewrites the route of node 2 as the daemon does, but without waiting for readers: the record is invalid while its
-// bytes change. Every byte of a route is the low byte of its generation.
+// Rewrites the route of node 2 as the daemon does, but does not wait for readers. The record is invalid while
+// its bytes change. Every byte of a route is the low byte of its generation.
 class Hasty_Writer {
   public:
     explicit Hasty_Writer(FakeDaemon &daemon)

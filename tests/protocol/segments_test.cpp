@@ -29,7 +29,7 @@ FakeDaemonPlan with(const SegmentsPlan &segments) {
     return plan;
 }
 
-// hb_init_shared_memory alone, for the path that the environment gives.
+// Calls hb_init_shared_memory alone, for the path from the environment.
 int error_of_attaching() {
     EXPECT_TRUE(hb_resolve_socket_path());
     set_hb_errno(0);
@@ -203,7 +203,7 @@ ISOLATED_TEST(Segments, TheLibraryMakesNone) {
     }
 }
 
-// ---- Things that really go wrong ----
+// ---- Real failures ----
 
 ISOLATED_TEST(SegmentFailure, AllAbsentIsError33FromTheFirst) {
     FakeDaemon daemon(with(no_segments()));
@@ -227,7 +227,7 @@ ISOLATED_TEST(SegmentFailure, AnyOneAbsentIsError33) {
 
 ISOLATED_TEST(SegmentFailure, ARouteSegmentForFewerNodesThanClaimedIsError32) {
     SegmentsPlan segments = segments_for(8);
-    segments.routes.size = 184; // less than 8 x 184; sizes are told apart in bytes, not in pages
+    segments.routes.size = 184; // less than 8 x 184; sizes are compared in bytes, not in pages
     FakeDaemon daemon(with(segments));
     EXPECT_EQ(32, error_of_attaching());
 }
@@ -278,13 +278,13 @@ ISOLATED_TEST(SegmentFailure, ASetOfOneSemaphoreIsError44) {
     EXPECT_EQ(44, error_of_attaching());
 }
 
-// Permissions mean nothing to root, so the test becomes nobody first.
+// Permissions do not restrict root, so the test becomes the user nobody first.
 void become_nobody() {
     if (geteuid() == 0) {
         ASSERT_EQ(0, setgroups(0, nullptr));
         ASSERT_EQ(0, setresgid(65534, 65534, 65534));
         ASSERT_EQ(0, setresuid(65534, 65534, 65534));
-        prctl(PR_SET_DUMPABLE, 1); // the leak check looks into its own process
+        prctl(PR_SET_DUMPABLE, 1); // the leak check reads its own process
     }
 }
 
@@ -306,12 +306,13 @@ ISOLATED_TEST(SegmentFailure, ReadPermissionIsEnough) {
     EXPECT_EQ(0, error_of_attaching());
 }
 
-// ---- Who made them ----
+// ---- Their creator ----
 
-// Stands for a daemon of root whose segments, or semaphores, another user made. The socket is this process's.
+// Simulates a daemon of root whose segments, or semaphores, another user made. The socket belongs to this
+// process.
 class Foreign_Ipc {
   public:
-    // The letters of the keys that the other user has.
+    // The letters of the other user's keys.
     Foreign_Ipc(const std::string &path, const std::string &letters) {
         std::vector<int> ids;
         EXPECT_EQ(0, seteuid(FOREIGN_USER));
@@ -350,7 +351,7 @@ FakeDaemonPlan without(char letter) {
     return with(segments);
 }
 
-// A key of the socket's path must be readable for the other user.
+// The other user must be able to read the path that the key is made from.
 void open_directory(const FakeDaemon &daemon) {
     EXPECT_EQ(0, chmod(daemon.directory().c_str(), 0755));
 }
@@ -396,7 +397,7 @@ TEST(SegmentCreator, AnotherUsersSemaphoresAreError43AndAreNotUsed) {
 
 TEST(SegmentCreator, ThoseOfTheDaemonsUserAreUsedAndSoAreRoots) {
     NEEDS_ROOT();
-    // The daemon is another user's than its client, and all it has is its own; then one of root is among it.
+    // The daemon and all its segments belong to another user than the client; then one segment belongs to root.
     for (const std::string foreign : {"ghpi", "ghp"}) {
         run_isolated([&foreign] {
             SegmentsPlan none = no_segments();
@@ -423,7 +424,7 @@ TEST(SegmentCreator, ThoseOfAnotherUserThanTheDaemonsAreRefusedAlsoWhenTheyAreTh
     run_isolated([] {
         FakeDaemonPlan plan;
         plan.segments = no_segments();
-        FakeDaemon daemon(plan); // root's
+        FakeDaemon daemon(plan); // owned by root
         open_directory(daemon);
         EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));
         const Foreign_Ipc foreign(daemon.path(), "ghpi");
@@ -438,7 +439,8 @@ TEST(SegmentCreator, SemaphoresThatMayNotBeReadAreNotUsed) {
     run_isolated([] {
         SegmentsPlan segments = segments_for(8);
         segments.configuration.mode = segments.routes.mode = segments.security.mode = 0444;
-        segments.semaphore_mode = 0622; // who may alter but not read could be held up without knowing by whom
+        segments.semaphore_mode =
+            0622; // a user who may alter but not read could be blocked by an unknown process
         FakeDaemon daemon(with(segments));
         open_directory(daemon);
         EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));

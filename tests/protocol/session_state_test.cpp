@@ -1,5 +1,5 @@
-// Which calls use a connection, and which open: after a failed opening, on a connection alone, on a library whose
-// socket was removed.
+// Which calls use a connection, and which open the library: after a failed opening, with a connection alone,
+// and after hb_remove_socket.
 #include <atomic>
 #include <csignal>
 #include <cstring>
@@ -21,7 +21,7 @@
 namespace hb_test {
 namespace {
 
-// A fake daemon has its three segments mapped in this process too.
+// A fake daemon maps its three segments in this process too.
 constexpr int OF_A_DAEMON = 3;
 
 Script serve(const ClusterFacts &cluster) {
@@ -228,7 +228,7 @@ ISOLATED_TEST(ARemovedSocket, LeavesTheLibraryOpenAndItsTableAnswering) {
     EXPECT_EQ(1, daemon.connections());
 }
 
-// The second daemon's cluster and segments are others.
+// The second daemon has another cluster and other segments.
 void expect_all_of_the_second_daemon(const std::function<void()> &call) {
     FakeDaemon first;
     open_library();
@@ -360,7 +360,7 @@ ISOLATED_TEST(APreparation, OnALibraryThatIsNotOpenFailsAndMakesNoHandlers) {
 
 // ---- A fork while another thread opens ----
 
-// Runs the body in a forked child that has no more than a minute, and gives its exit status; -1 for a signal.
+// Runs the body in a forked child for at most a minute. Returns its exit status; -1 for a signal.
 int status_of_child(const std::function<int()> &body) {
     const pid_t child = fork();
     if (child == 0) {
@@ -392,7 +392,7 @@ ISOLATED_TEST(AFork, OfABusyProgramLeavesNoLockHeldInTheChild) {
             hb_remove_socket();
         }
     });
-    // A fork may meet the other thread at any point of taking and releasing a lock.
+    // A fork may happen at any point of the other thread's locking and unlocking.
     for (int i = 0; i < 1000 && !testing::Test::HasFailure(); ++i) {
         EXPECT_EQ(2, status_of_child([] {
                       alarm(10);

@@ -26,7 +26,7 @@
 namespace hb_test {
 namespace {
 
-// The three variables as given, for as long as the object lives.
+// Sets the three variables while the object exists.
 class Variables {
   public:
     Variables(const std::optional<std::string> &socket, const std::optional<std::string> &domain,
@@ -380,7 +380,7 @@ ISOLATED_TEST(SessionFailure, ReopeningThatFailsLeavesFourEmptyFieldsOfTheTable)
     EXPECT_EQ(nullptr, global_config_tbl.site_hash);
 }
 
-// Every allocation of opening fails in turn, and from then on for good.
+// Every allocation of the opening fails in turn: once, and then permanently.
 ISOLATED_TEST(SessionFailure, ShortMemoryAnywhereIsACleanFailureAndTheNextAttemptSucceeds) {
     FakeDaemonPlan plan;
     plan.segments = segments_for(8);

@@ -1,4 +1,4 @@
-// A record for which there is no memory is passed over whole: the one behind it is read as ever.
+// A record for which memory is short is skipped as a whole. The next record is read normally.
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -47,7 +47,7 @@ Received receive(Hb_Csock &connection) {
 
 void expect_the_next_after(std::size_t length) {
     SCOPED_TRACE(length);
-    const Bytes unwanted = Bytes().fill(length, 0x7F); // its bytes would make enormous lengths
+    const Bytes unwanted = Bytes().fill(length, 0x7F); // read as lengths, its bytes would be enormous
     FakeDaemon daemon(plan_of({send_raw(frame(unwanted).add(frame({1, 2, 3})).add(frame({4})))}));
     ASSERT_TRUE(hb_resolve_socket_path());
     Hb_Csock connection;

@@ -297,7 +297,7 @@ ISOLATED_TEST(Snapshot, ThatTricklesInByteByByteIsLoaded) {
     EXPECT_EQ(3, global_num_nodes);
 }
 
-// ---- Asking for it ----
+// ---- Requesting it ----
 
 ISOLATED_TEST(ConfigurationRequest, ThatCannotBeSentHasTheErrorOfTheSend) {
     signal(SIGPIPE, SIG_IGN);
@@ -341,7 +341,7 @@ ISOLATED_TEST(ConfigurationRequest, EachReadErrorHasItsErrorNumber) {
     }
 }
 
-// A connection that fails to receive with a status of the test's choice.
+// A connection whose receive fails with a status of the test's choice.
 class SilentSocket : public Hb_Csock {
   public:
     explicit SilentSocket(long status) : status_(status) {}

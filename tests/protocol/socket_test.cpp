@@ -42,7 +42,7 @@ std::unique_ptr<Hb_Csock> connected() {
     return made;
 }
 
-// What receive gave, the array freed.
+// The result of receive, with the array freed.
 Bytes taken(char *buffer, int length) {
     const std::unique_ptr<char[]> owner(buffer);
     return bytes_of(owner.get(), static_cast<std::size_t>(length));
@@ -510,7 +510,7 @@ ISOLATED_TEST(Socket, ADescriptorThatNoWaitSetHoldsFailsInsteadOfSpinning) {
 }
 
 ISOLATED_TEST(Socket, AConnectionResetIsAReadFailureAndNotTheEnd) {
-    // The daemon dies with a request of ours unread.
+    // The daemon dies before it has read a request of this client.
     FakeDaemon daemon(plan_of({stop_reading(), wait_told(), hang_up()}));
     const auto connection = connected();
     char payload[] = {1, 2, 3};

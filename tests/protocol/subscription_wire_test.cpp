@@ -1,4 +1,4 @@
-// Subscribing and unsubscribing, as it goes over the socket.
+// The requests to subscribe and unsubscribe, as sent over the socket.
 #include <unistd.h>
 
 #include <csignal>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t OPENING = 80; // bytes of the configuration request
 
-// The one request after opening, whole.
+// The only request after the opening, complete.
 Bytes request_after_opening(FakeDaemon &daemon, std::size_t message) {
     return daemon.wait_received(OPENING + 4 + 76 + message).from(OPENING);
 }
@@ -25,7 +25,7 @@ Bytes request_after_opening(FakeDaemon &daemon, std::size_t message) {
 // A subscription group's 12348 bytes; the bitmap follows the count.
 Bytes group_bytes(int type, int events, const std::string &name, int count) {
     Bytes bytes;
-    bytes.i32(type).fill(4, UNTOUCHED).i32(events).text(name, 32); // the cursor is sent as it stands
+    bytes.i32(type).fill(4, UNTOUCHED).i32(events).text(name, 32); // the cursor is sent unchanged
     bytes.fill(2, UNTOUCHED).fill(2, UNTOUCHED);                   // a network number and padding, not set
     return bytes.i32(count).fill(12296, UNTOUCHED);
 }

@@ -1,4 +1,4 @@
-// The loader by itself: what becomes of the packet, the sizes of the hash tables, numbers that come twice.
+// The loader alone: the packet after a load, the sizes of the hash tables, duplicate numbers.
 #include "lib/hb_communication/configuration_load.h"
 
 #include <cstring>
@@ -15,7 +15,7 @@
 namespace hb_test {
 namespace {
 
-// A packet that lies where no allocator would take it back.
+// A packet in memory that no allocator could free.
 class Packet {
   public:
     explicit Packet(const ClusterFacts &cluster) : record_(reply(9, snapshot(cluster))) {

@@ -14,7 +14,7 @@ std::array<tr_file_token_t, 3> tokens{};
 
 void keep(TraceRecord record) {
     trace_double().records.push_back(std::move(record));
-    errno = EXDEV; // the trace library makes no promise about errno
+    errno = EXDEV; // the trace library may change errno
 }
 
 } // namespace

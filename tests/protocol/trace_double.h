@@ -1,4 +1,4 @@
-// Stands in for the trace library: counts registrations and keeps every record that is written.
+// Replaces the trace library: counts registrations and keeps every record that is written.
 #ifndef HB_TEST_TRACE_DOUBLE_H
 #define HB_TEST_TRACE_DOUBLE_H
 
@@ -35,7 +35,7 @@ struct TraceDouble {
 
 TraceDouble &trace_double();
 
-// The token that the double gives for a category.
+// The token that the double returns for a category.
 tr_file_token_t token_of(unsigned category);
 
 } // namespace hb_test

@@ -82,7 +82,7 @@ ISOLATED_TEST(Tracing, ARefusedRegistrationIsNotTriedAgainAndNothingIsTraced) {
     EXPECT_TRUE(trace_double().records.empty());
 }
 
-// A registration that failed gives no tokens; another component of the process may set the bytes all the same.
+// A failed registration returns no tokens. Another component of the process may still set the bytes.
 ISOLATED_TEST(Tracing, WithoutTokensNothingIsTracedWhateverTheBytesSay) {
     trace_double().refuse = true;
     FakeDaemonPlan plan;

@@ -1,4 +1,4 @@
-// Records that do not hold together are dropped, and nothing but the promised two fields changes.
+// Malformed records are dropped, and nothing but the two documented fields changes.
 #include <gtest/gtest.h>
 
 #include "tests/protocol/client.h"
@@ -20,8 +20,8 @@ Bytes event(int kind, const Bytes &body) {
     return reply(header, body);
 }
 
-// The event gets error 10; the caller's record loses its failure identifier and gets the sequence number, and
-// nothing else changes, in it or in the library. The event after it is taken.
+// The event gives error 10. The caller's record loses its failure identifier and gets the sequence number.
+// Nothing else changes, in the record or in the library. The next event is read normally.
 void expect_refused(const Bytes &record) {
     FakeDaemon daemon;
     open_library();
@@ -41,8 +41,8 @@ void expect_refused(const Bytes &record) {
     hb_terminate();
 }
 
-// One adapter more than there are numbers, 98,352, so that one number stands there twice. The record is within its
-// longest length, since it has no networks.
+// One adapter more than the 98,352 possible numbers, so one number appears twice. The record stays within its
+// greatest length, since it has no networks.
 ClusterFacts crowded_cluster() {
     ClusterFacts cluster;
     cluster.max_nodes = 2049;
@@ -170,7 +170,7 @@ ISOLATED_TEST(RefusedDifferentInstance, WithABodyUnder20Bytes) {
     }
 }
 
-// ---- Configuration updates: a bad one loses nothing ----
+// ---- Configuration updates: an invalid one changes nothing ----
 
 ISOLATED_TEST(RefusedUpdate, WithoutAllItsCounts) {
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{19}}) {
@@ -192,7 +192,7 @@ constexpr std::size_t ADAPTERS_PER_NODE = 8;
 constexpr std::size_t NUM_ADAPTERS = 12;
 constexpr std::size_t NUM_NETWORKS = 16;
 
-// The small cluster's snapshot with one of its numbers changed and room for anything behind it.
+// The small cluster's snapshot with one of its numbers changed, and 10,000 zeros after it.
 void expect_update_refused_with(std::size_t offset, int64_t value) {
     SCOPED_TRACE(testing::Message() << "number at " << offset << " is " << value);
     expect_refused(event(9, snapshot(small_cluster()).put_i32(offset, value).zeros(10000)));
@@ -261,7 +261,7 @@ ISOLATED_TEST(RefusedUpdate, LeavesTheQueriesAnsweringFromTheOldTable) {
 
 // ---- The first configuration ----
 
-// Opening fails with error 10 and can be tried again.
+// Opening fails with error 10, and a new attempt is possible.
 void expect_opening_refused(const Bytes &record) {
     FakeDaemonPlan plan;
     plan.connections = {{read_record(), send_record(record)}, serve_configuration(snapshot(small_cluster()))};

@@ -31,7 +31,7 @@ class Pair {
     UniqueFd one, two;
 };
 
-// One of the three families of operations, so that each test is told once for all three.
+// One of the three families of operations, so that each test covers all three.
 struct Family {
     const char *name;
     void (Hb_Select_Base::*zero)();
@@ -145,7 +145,7 @@ TEST_P(WaitSetFamily, LeavesTheOtherTwoAlone) {
     EXPECT_EQ(1, total);
 }
 
-// Only the sets and the time-out; a transport of its own would stand here.
+// Replaces only the sets and the time-out, as another transport would.
 class BareWaits : public Hb_Select_Base {
   public:
     Hb_Rc wait() override { return Hb_Failure; }

@@ -1,4 +1,4 @@
-// The retried vector write, its two odd consequences of the advancing rule included.
+// The retried vector write, including two odd consequences of its rule for advancing.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -45,7 +45,7 @@ class Pair {
     UniqueFd writing, reading;
 };
 
-// A prefix and a payload, as a record's send makes them.
+// A prefix and a payload, as in the send of a record.
 struct Record {
     explicit Record(Bytes bytes)
         : payload(std::move(bytes)),
@@ -182,7 +182,7 @@ TEST(WriteRetry, RefusesAnotherNumberOfVectorsThanItHasRoomForAndWritesNothing) 
     }
 }
 
-// A real buffer that fills up, on a descriptor that does not block.
+// A real buffer that fills up, on a non-blocking descriptor.
 TEST(WriteRetry, ARealPartialWriteFailsOnceThereIsRoomAgain) {
     const Pair pair;
     const int small = 4608;
@@ -212,7 +212,7 @@ ISOLATED_TEST(WriteRetry, TheFirstOddityIsStatus5OfASendAndTheSecondStatus9) {
     std::array<int, 2> ends{};
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()));
     const UniqueFd other(ends[1]);
-    Hb_Csock connection; // not connected; given one end
+    Hb_Csock connection; // not connected; it receives one end
     close(connection.sock);
     connection.sock = ends[0];
     connection.myError = 0;
