@@ -1,4 +1,5 @@
-// Clients that may connect can listen and ask; only root and the members of act_group may act on the node.
+// Any client that can connect may read and subscribe. Only root and the members of act_group may act on the
+// node.
 #include <gtest/gtest.h>
 
 #include <sys/sem.h>
@@ -20,9 +21,10 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-// Whoever asks for something as this user and this group has no rights beyond everybody's.
+// A client of this user and this group has no more rights than any other user.
 constexpr char NOBODY[] = "65534";
-// In these tests, the group that may act and the group that only connects. Both exist on every Debian system.
+// The group that may act in these tests, and the group that may only connect. Both exist on every Debian
+// system.
 constexpr char ADM[] = "4";
 constexpr char DAEMON[] = "1";
 
@@ -31,7 +33,7 @@ std::string open_cluster_file() {
                                   "\"daemon\"\nact_group = \"adm\"\n";
 }
 
-// hbctl and the libraries where everybody can read them, which the build directory need not be.
+// Copies of hbctl and the libraries that every user can read; the build directory may be closed to others.
 class PublicHbctl {
   public:
     explicit PublicHbctl(const Programs &programs) : programs_{programs.abi, directory_.path()} {
@@ -44,7 +46,7 @@ class PublicHbctl {
         }
     }
 
-    // Run by a user without rights, whose only group beside its own is the given one.
+    // Runs it as a user without rights. Besides its own, that user has only the given group.
     HbctlEnd run(const Daemon &daemon, const std::string &group, const std::vector<std::string> &words) const {
         return run_hbctl(programs_, daemon, words,
                          {"env", "LD_LIBRARY_PATH=" + directory_.path(), "setpriv", "--reuid", NOBODY,
@@ -76,7 +78,7 @@ class Access : public testing::TestWithParam<Setup> {
                            : testing::AssertionFailure() << testing::PrintToString(end);
     }
     json state() { return json::parse(daemon.tell(R"({"do":"state"})")).at("state"); }
-    // All of the state that a request could change.
+    // The whole state that a request could change.
     json model() {
         json all = state();
         all.erase("clients");
@@ -122,7 +124,7 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
                                                {"multicast", "--port", "1", "--nodes", "2", "hello"}}) {
         EXPECT_EQ(hbctl_as(NOBODY, words).exit_status, 0) << words.front() << " has no answer";
     }
-    // The requests of these clients were all read once one that asked later has been answered.
+    // A later request has been answered, so the daemon has read all requests of these clients.
     EXPECT_TRUE(is_refused({"unconfigure", "3"}, "3"));
     for (const char *logged :
          {"uid 65534", "configure adapter", "unconfigure adapter", "swap adapters", "adapter grace",

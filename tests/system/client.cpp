@@ -26,7 +26,7 @@ Client::Client(const Programs &programs, const std::string &socket, const std::v
                const ChildProcess::Environment &environment)
     : abi_(programs.abi), process_(command_line(programs, commands), on_socket(socket, environment)) {}
 
-// An identifier that wispd made up is unlike any other, so its text is no use to a test; its identity is.
+// wispd makes every identifier unique, so a test cannot know its text. The test compares identities instead.
 std::string Client::with_short_id(const std::string &line) {
     static const std::regex made(" id [0-9]{8}T[0-9]{6}Z-[0-9a-f]{8}-[0-9a-f]{16}$");
     std::smatch found;

@@ -1,4 +1,4 @@
-// The client program, run as a child process, and several of them at once.
+// The client program, run as a child process; also several of them at once.
 #ifndef HB_TEST_SYSTEM_CLIENT_H
 #define HB_TEST_SYSTEM_CLIENT_H
 
@@ -14,28 +14,28 @@ namespace hb_test {
 
 class Client {
   public:
-    // The commands are obeyed first; client_program.cpp lists them.
+    // The program runs these commands first; client_program.cpp lists them.
     Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands = {},
            const ChildProcess::Environment &environment = {});
 
     void order(const std::string &command) { process_.write_input(command + "\n"); }
-    // The next line it prints; a text in brackets when there is none. Failure identifiers that wispd made up
-    // appear as #1, #2 and so on, the same one always under the same number.
+    // Returns the next line that it prints; a text in brackets if there is none. Failure identifiers made by
+    // wispd appear as #1, #2 and so on; the same identifier always has the same number.
     std::string line();
-    // That many lines; fewer, the last one in brackets, when no more came.
+    // Returns that many lines. If no more arrive, there are fewer and the last one is in brackets.
     std::vector<std::string> lines(std::size_t count);
-    // Up to and with this line; ends with a text in brackets when it never came.
+    // Returns the lines up to and including this one; ends with a text in brackets if it never arrives.
     std::vector<std::string> lines_until(const std::string &last);
-    // An order, and the next line.
+    // Sends a command and returns the next line.
     std::string ask(const std::string &command);
 
-    // How long to wait for a line, where a minute might not do.
+    // How long to wait for a line, for tests that need more than a minute.
     void set_patience(std::chrono::seconds patience) { patience_ = patience; }
 
     void stop_it() { process_.send_signal(SIGSTOP); }
     void continue_it() { process_.send_signal(SIGCONT); }
     pid_t pid() const { return process_.pid(); }
-    // Ends it; true when it ended well.
+    // Ends the program. Returns whether it ended successfully.
     bool end();
 
   private:
@@ -52,7 +52,7 @@ using Clients = std::vector<std::unique_ptr<Client>>;
 // One client for each entry of the setup.
 Clients start_clients(const Setup &setup, const Daemon &daemon, const std::vector<std::string> &commands);
 
-// Each of them has to print these lines next.
+// Each of the clients must print these lines next.
 void expect_lines(Clients &clients, const std::vector<std::string> &lines);
 void order_all(Clients &clients, const std::string &command);
 void expect_good_ends(Clients &clients);

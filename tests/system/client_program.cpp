@@ -1,16 +1,16 @@
-// A program as a user would write one: it uses the client library, prints what it learns one line each, and is
-// told what to do by its arguments and then by the lines of its standard input.
+// A program as a user would write it. It uses the client library and prints each result as one line. Its
+// commands come from its arguments, and then from the lines of its standard input.
 //
 //   open | close                       open and close the library
 //   subscribe NAME MASK WHAT [N...]    WHAT: nodes, adapters, network, all-nodes, all-adapters, instances
 //   unsubscribe NAME
-//   configuration                      all that the queries tell
-//   totals                             the counts alone, and what the iterations add up to
-//   pause | resume                     stop reading events, and go on
+//   configuration                      everything that the queries return
+//   totals                             only the counts, and the totals of the iterations
+//   pause | resume                     stop reading events, and continue
 //   take N                             N events, waiting for each
 //   drain                              events until no descriptor is ready, and "quiet"
 //   prepare | commit | abort           leave the daemon for the cluster service, or stay
-//   heartbeat                          the daemon's heartbeat settings as they came last
+//   heartbeat                          the heartbeat settings that the daemon sent last
 //
 // and what client_requests.cpp lists.
 #include <poll.h>
@@ -140,7 +140,7 @@ std::vector<int> ready_ones(const std::vector<pollfd> &waited_on) {
     return ready;
 }
 
-// Those of the client's descriptors that are ready; none after that time.
+// Returns the client's descriptors that are ready; none after this time.
 std::vector<int> wait_ready(const Client &client, int milliseconds) {
     std::vector<pollfd> wanted = to_wait_on(client.descriptors);
     poll(wanted.data(), wanted.size(), milliseconds);
@@ -160,7 +160,7 @@ void take_event(Client &client, std::vector<int> ready) {
         return;
     }
     say_failure("event");
-    client.descriptors.clear(); // until it is opened again
+    client.descriptors.clear(); // until the library is opened again
 }
 
 // ---- The configuration ----
@@ -403,7 +403,7 @@ void obey(Client &client, const std::string &line) {
     }
 }
 
-// Obeys what came in whole lines; false at the end of the input.
+// Runs the commands that arrived as whole lines. Returns false at the end of the input.
 bool take_input(Client &client, std::string &unfinished) {
     std::array<char, 4096> buffer{};
     const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
@@ -452,6 +452,6 @@ int run_client(int argc, char **argv) {
 } // namespace hb_test
 
 int main(int argc, char **argv) {
-    std::signal(SIGPIPE, SIG_IGN); // a daemon that has gone shows as error 16
+    std::signal(SIGPIPE, SIG_IGN); // writing to a stopped daemon then gives error 16
     return hb_test::run_client(argc, argv);
 }

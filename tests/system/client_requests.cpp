@@ -1,12 +1,12 @@
-// Says "done" or "failed COMMAND ERROR", unless it has more to tell.
+// Each command prints "done" or "failed COMMAND ERROR", unless it has more to print.
 //
 //   heard-from N | node-may-be-down N | node-is-down N | adapter-may-be-down A | adapter-is-down A
 //   enable A | disable A | ifconfig-up A | ifconfig-down A
 //   configure A ADDRESS | unconfigure A | swap A ADDRESS | grace A SECONDS | adapter-state A
 //   simulate-death SECONDS | discard-stale 0|1 | client-heartbeat N | manual-control 1|2 [INTERFACE] | shutdown
-//   routes N...                        each node's route as it is read and as the daemon answers
-//   keys                               the security state; keys as numbers that tell one from another
-//   become UID                         from now on this program is that user's, with no group but UID
+//   routes N...                        each node's route, as read from memory and as the daemon answers
+//   keys                               the security state; each different key is printed as a number
+//   become UID                         runs as that user from now on, with no group but UID
 #include "tests/system/client_requests.h"
 
 #include <arpa/inet.h>
@@ -138,7 +138,7 @@ void keys(const Words & /*words*/) {
 void become(const Words &words) {
     const auto id = static_cast<uid_t>(std::stoul(words.at(1)));
     const bool done = setgroups(0, nullptr) == 0 && setresgid(id, id, id) == 0 && setresuid(id, id, id) == 0;
-    // Who changes its user may not be looked into any more, which a leak checker does at the end.
+    // After a change of user a process cannot be inspected, but a leak checker does so at the end.
     prctl(PR_SET_DUMPABLE, 1);
     say(done ? "became " + words[1] : "failed to become " + words[1]);
 }

@@ -1,4 +1,4 @@
-// What the client program can ask of the daemon, and read in its segments, beside events and configuration.
+// The client program's commands for requests and shared segments; events and configuration are elsewhere.
 #ifndef HB_TEST_SYSTEM_CLIENT_REQUESTS_H
 #define HB_TEST_SYSTEM_CLIENT_REQUESTS_H
 
@@ -6,7 +6,7 @@
 
 namespace hb_test {
 
-// False when the words are none of these commands.
+// Returns false if the words are none of these commands.
 bool obey_request(const Words &words);
 
 } // namespace hb_test

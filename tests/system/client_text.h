@@ -1,4 +1,4 @@
-// How the client program tells what it learns: one line each.
+// The output of the client program: one line for each result.
 #ifndef HB_TEST_SYSTEM_CLIENT_TEXT_H
 #define HB_TEST_SYSTEM_CLIENT_TEXT_H
 
@@ -12,7 +12,7 @@ namespace hb_test {
 using Words = std::vector<std::string>;
 
 void say(const std::string &line);
-// With the library's error number.
+// Includes the library's error number.
 void say_failure(const std::string &doing);
 void report(Hb_Rc result, const std::string &doing, const std::string &done);
 

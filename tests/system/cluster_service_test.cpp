@@ -1,5 +1,5 @@
-// A client in cluster-event mode, with the simulated service loaded from its library: what the service tells
-// reaches the client through hb_get_event_message, one event for each time that its descriptors are ready.
+// A client in cluster-event mode, with the simulated service loaded from its library. The client receives the
+// service's events through hb_get_event_message, one event each time that its descriptors are ready.
 #include <algorithm>
 #include <csignal>
 #include <fstream>
@@ -91,7 +91,7 @@ TEST_P(Cluster_Service, ASuspicionWithoutASignOfLifeBecomesADeath) {
 }
 
 TEST_P(Cluster_Service, TheConfiguredTimelineBeginsWhenTheClientListens) {
-    // What only a daemon tells is passed over.
+    // Events that only a daemon sends are skipped.
     const std::string timeline = R"([[event]]
 after = 0
 do = "ffdc"
@@ -141,7 +141,7 @@ TEST_P(Cluster_Service, ItIsGoneWithItsClient) {
     client.lines(AT_START);
     client.process().send_signal(SIGTERM);
     ASSERT_TRUE(client.process().wait());
-    // The socket of one that was killed is no obstacle, and neither is that of one that ended.
+    // The socket of a service that was killed, or that ended, does not prevent a start.
     EXPECT_THROW(client.tell(R"({"do":"state"})"), std::exception);
 }
 

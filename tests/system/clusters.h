@@ -13,9 +13,9 @@ std::string small_cluster_file();
 // A full cluster: 2049 nodes with 48 adapters each.
 std::string full_cluster_file();
 
-// Node 0 is the local one. Two chains of networks lead from it to node 8: over nodes 1 to 4, with its adapter 0,
-// and over nodes 5 to 7, with its adapter 1; the second is the shorter one. Node 9 is next to the last node of
-// each, but carries no IP on the first. In network N, node K has the address 10.N.0.K+1.
+// Node 0 is the local node. Two chains of networks lead from it to node 8. One goes through nodes 1 to 4,
+// starting at its adapter 0; the shorter one goes through nodes 5 to 7, starting at its adapter 1. Node 9 is
+// next to the last node of both, but has no IP on the first. In network N, node K has the address 10.N.0.K+1.
 std::string two_chains_file();
 
 std::string replaced(std::string text, const std::string &what, const std::string &with);

@@ -1,4 +1,4 @@
-// Clients of the library come and go while events flow.
+// Clients of the library connect and disconnect while events flow.
 #include <gtest/gtest.h>
 
 #include "tests/system/client.h"
@@ -30,7 +30,7 @@ TEST_P(ComeAndGo, LibraryClientsOpenAndCloseWhileEventsFlow) {
         }
     }
     EXPECT_TRUE(wait_until([&] { return daemon.open_descriptors() == descriptors; }));
-    // Some end without a word.
+    // Some end without closing the library.
     order_all(clients, "open");
     expect_lines(clients, {"opened"});
     clients.clear();

@@ -1,4 +1,4 @@
-// The command lines of wispd, wispctl and hbctl: what a person gets to see when something is wrong, and when it is not.
+// The command lines of wispd, wispctl and hbctl: what they print for correct and for wrong input.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -30,7 +30,7 @@ Outcome run(const std::vector<std::string> &command) {
 
 class WispdFile : public testing::Test {
   protected:
-    // Starts wispd on this text, which it must refuse.
+    // Starts wispd on this text, which it must reject.
     Outcome refuse(const std::string &text) {
         Daemon daemon(programs_of_this_build(), text);
         Outcome outcome = run({daemon.programs().path("wispd"), "--config", daemon.configuration_file(),
@@ -46,7 +46,7 @@ class WispdFile : public testing::Test {
     }
 };
 
-// The place is that of what is wrong: "line:column:".
+// The position of the error: "line:column:".
 TEST_F(WispdFile, WithASyntaxErrorIsRefusedWithItsPlace) {
     EXPECT_EQ(refuse("[cluster]\nname = \"x\nlocal_node = 1\n").errors.substr(0, 2), "2:");
     EXPECT_EQ(refuse("[cluster\n").errors.substr(0, 2), "1:");
@@ -63,7 +63,7 @@ TEST_F(WispdFile, WithAnAddressUsedTwiceIsRefusedByTheAddress) {
     const std::string errors = refuse(replaced(small_cluster_file(), "10.2.0.2", "10.1.0.1")).errors;
     EXPECT_EQ(errors.substr(0, 6), "39:13:") << errors;
     EXPECT_NE(errors.find("10.1.0.1"), std::string::npos) << errors;
-    EXPECT_NE(errors.find("cluster.toml:23:13"), std::string::npos) << errors; // where the first one stands
+    EXPECT_NE(errors.find("cluster.toml:23:13"), std::string::npos) << errors; // position of the first one
 }
 
 TEST_F(WispdFile, WithANodeNumberOutOfRangeIsRefusedByTheNumber) {
@@ -148,7 +148,7 @@ TEST(Wispd, AndItsClientsFindEachOtherByTheEnvironment) {
     EXPECT_TRUE(daemon.stop());
 }
 
-// Ends a wispd that is no child of the test, by the lock file that names it.
+// Ends a wispd that is not a child of the test. The lock file holds its process id.
 class BackgroundEnd {
   public:
     explicit BackgroundEnd(std::string lock) : lock_(std::move(lock)) {}
@@ -264,7 +264,7 @@ TEST_F(Wispctl, WhatDoesNotApplyIsRefusedWithTheReason) {
     fails(1, {"adapter-join", "9", "--address", "10.1.0"}, "\"10.1.0\" is no address");
     fails(1, {"foreign-instance", "10.7.0.1", "1"}, "instance 1 is this cluster's own");
     fails(1, {"reconfigure", daemon.file("absent.toml")}, "absent.toml");
-    // None of it was told to anybody.
+    // No client received any of it.
     does({"ffdc", "end"}, {"event 4 ffdc Hb_FFDC_Group id end"});
 }
 

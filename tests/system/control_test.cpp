@@ -1,4 +1,4 @@
-// What a program asks of its node's daemon is done, and every client is told what came of it.
+// The daemon carries out its programs' requests, and every client receives the result.
 #include <gtest/gtest.h>
 
 #include <sys/socket.h>
@@ -49,7 +49,7 @@ class Control : public testing::TestWithParam<Setup> {
     HbctlEnd hbctl(const std::vector<std::string> &words) {
         return run_hbctl(GetParam().clients.back(), daemon, words);
     }
-    // Done, with this line.
+    // The command succeeds and prints this line.
     testing::AssertionResult does(const std::vector<std::string> &words, const std::string &line) {
         const HbctlEnd end = hbctl(words);
         return end == said(line) ? testing::AssertionSuccess()
@@ -62,7 +62,8 @@ class Control : public testing::TestWithParam<Setup> {
                    : testing::AssertionFailure() << testing::PrintToString(end);
     }
     json state() { return json::parse(daemon.tell(R"({"do":"state"})")).at("state"); }
-    // What stands there in wispd's state once it is as expected, which it is only after the request was read.
+    // Waits until this part of wispd's state is as expected, which shows that wispd has read the request.
+    // Returns it.
     testing::AssertionResult state_becomes(const std::string &key, const json &value) {
         if (wait_until([&] { return state().at(key) == value; })) {
             return testing::AssertionSuccess();
@@ -203,7 +204,7 @@ TEST_P(Control, RoutesAndKeysAreShown) {
     EXPECT_EQ(keys["previous"]["signs"], false);
 }
 
-// A datagram socket at a path, gone with this object.
+// A datagram socket at a path. The destructor removes it.
 class Endpoint {
   public:
     explicit Endpoint(const std::string &path)

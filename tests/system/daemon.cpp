@@ -37,7 +37,7 @@ void remove(const IpcIds &ids) {
     }
 }
 
-// A segment that was removed while a client still has it attached goes with that client.
+// A segment that was removed while a client has it attached disappears with that client.
 bool segment_exists(int id) {
     shmid_ds facts{};
     return id >= 0 && shmctl(id, IPC_STAT, &facts) == 0 && (facts.shm_perm.mode & SHM_DEST) == 0;
@@ -109,7 +109,7 @@ Daemon::~Daemon() {
 
 testing::AssertionResult Daemon::start(const Deadline &deadline) {
     const std::size_t said_before = log().size();
-    // Through a shell for the sake of its log: nobody reads a pipe while a test waits for something else.
+    // A shell redirects its log to a file: nothing reads a pipe while a test waits for something else.
     std::vector<std::string> command{"/bin/sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh",
                                      file("log")};
     command.insert(command.end(), {programs_.path("wispd"), "--config", configuration_file(), "--foreground"});

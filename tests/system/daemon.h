@@ -1,4 +1,4 @@
-// The real wispd, run as a child process with a directory of its own.
+// The real wispd, run as a child process in its own directory.
 #ifndef HB_TEST_SYSTEM_DAEMON_H
 #define HB_TEST_SYSTEM_DAEMON_H
 
@@ -15,34 +15,34 @@
 
 namespace hb_test {
 
-// The ids under the keys that belong to a socket: three segments, then the semaphore set; -1 for none.
+// The ids for the keys of a socket: three segments, then the semaphore set; -1 if there is none.
 using IpcIds = std::array<int, 4>;
 IpcIds ipc_ids_of(const std::string &socket);
-// Those that still exist, one text for each.
+// Returns one text for each id that still exists.
 std::vector<std::string> existing(const IpcIds &ids);
 
 class Daemon {
   public:
-    // Does not start it yet. The configuration goes into the file cluster.toml.
+    // Does not start wispd yet. The configuration is written to the file cluster.toml.
     Daemon(const Programs &programs, const std::string &configuration);
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;
-    // Ends it, and removes what it left.
+    // Ends wispd and removes everything that it left.
     ~Daemon();
 
-    // More variables for the next start.
+    // Additional variables for the next start.
     void set_environment(const ChildProcess::Environment &environment) { environment_ = environment; }
-    // The socket gets this name in the directory, and wispd has to find that out from its environment.
+    // Gives the socket this name in the directory; wispd must find it from its environment.
     void name_socket_by_environment(const std::string &name) {
         socket_name_ = name;
         name_socket_ = false;
     }
 
-    // Starts it and waits until clients can connect.
+    // Starts wispd and waits until clients can connect.
     testing::AssertionResult start(const Deadline &deadline = Deadline());
-    // SIGTERM: it has to end with 0 and to leave nothing behind.
+    // Sends SIGTERM: wispd must exit with 0 and leave nothing behind.
     testing::AssertionResult stop();
-    // Waits for the end of one that was told to stop otherwise, and looks for what is left.
+    // Waits for the end of a wispd that was stopped in another way, and checks for leftovers.
     testing::AssertionResult wait_stopped();
     void kill();
     void send_signal(int signal) const { process_->send_signal(signal); }
@@ -52,9 +52,9 @@ class Daemon {
     void write_file(const std::string &name, const std::string &text) const;
     void write_configuration(const std::string &text) const { write_file("cluster.toml", text); }
 
-    // One line for the control socket; the answer is the line that came back.
+    // Sends one line to the control socket and returns the line of the answer.
     std::string tell(const std::string &json);
-    // The same, which has to succeed.
+    // The same; the command must succeed.
     testing::AssertionResult tells(const std::string &json);
 
     pid_t pid() const { return process_->pid(); }
@@ -66,14 +66,14 @@ class Daemon {
     std::string configuration_file() const { return directory_.file("cluster.toml"); }
     IpcIds ipc_ids() const { return ipc_ids_of(socket()); }
 
-    // All that it has printed and logged so far, over all its starts.
+    // Everything that it has printed and logged so far, in all its starts.
     std::string log() const;
     bool wait_logged(const std::string &text) const;
 
     int open_descriptors() const;
     long resident_kilobytes() const;
 
-    // What is in the directory beside the files written by the test and the log.
+    // The files in the directory, except the log and those that the test wrote.
     std::vector<std::string> files_left() const;
 
   private:
@@ -86,7 +86,7 @@ class Daemon {
     bool name_socket_ = true; // on the command line
     mutable std::vector<std::string> own_files_{"log"};
     std::unique_ptr<ChildProcess> process_;
-    std::vector<IpcIds> seen_ids_; // of every start, to be removed at the end if need be
+    std::vector<IpcIds> seen_ids_; // of every start, to be removed at the end if necessary
     std::vector<pid_t> pids_;
 };
 

@@ -1,4 +1,4 @@
-// What happens in the cluster reaches every client: each event once, in order, numbered without gaps.
+// Every client receives every change of the cluster: each event once, in order, numbered without gaps.
 #include <gtest/gtest.h>
 
 #include "tests/system/client.h"
@@ -71,7 +71,7 @@ TEST_P(Events, AdaptersLeaveAndJoinTheConfiguration) {
     expect_lines(clients, {"event 3 death a adapters 5@1-removed", "event 4 configuration Hb_Config_Group"});
     EXPECT_TRUE(daemon.tells(R"({"do":"adapter-join","adapter":5})"));
     expect_lines(clients, {"event 5 configuration Hb_Config_Group", "event 6 join a adapters 5@2"});
-    // One that no file has described, on a node without an adapter so far.
+    // An adapter that is in no file, on a node that had none so far.
     EXPECT_TRUE(daemon.tells(R"({"do":"adapter-join","adapter":13,"address":"10.2.0.6","type":"eth1"})"));
     expect_lines(clients, {"event 7 configuration Hb_Config_Group", "event 8 join a adapters 13@1",
                            "event 9 join n nodes 6"});

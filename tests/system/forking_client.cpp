@@ -1,4 +1,5 @@
-// A client with the simulated service that forks: what the child finds, and what its end leaves to the parent.
+// A client with the simulated service that forks. Shows the child's state, and that the child's end does not
+// affect the parent.
 #include <cstdio>
 #include <cstdlib>
 
@@ -16,7 +17,7 @@ int main() {
     if (child == 0) {
         const Hb_Rc prepared = hb_migrate_to_mox_prep();
         std::printf("child: %d, error %d\n", prepared, hb_get_errno());
-        std::exit(0); // with everything that runs at an ordinary end
+        std::exit(0); // runs everything that belongs to a normal exit
     }
     int status = -1;
     if (child < 0 || waitpid(child, &status, 0) != child) {

@@ -1,4 +1,4 @@
-// The largest cluster there can be: 2049 nodes on 48 networks.
+// The largest possible cluster: 2049 nodes on 48 networks.
 #include <gtest/gtest.h>
 
 #include "tests/system/client.h"

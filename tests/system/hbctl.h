@@ -1,4 +1,4 @@
-// hbctl, run to its end.
+// Runs hbctl until it ends.
 #ifndef HB_TEST_SYSTEM_HBCTL_H
 #define HB_TEST_SYSTEM_HBCTL_H
 
@@ -19,11 +19,11 @@ struct HbctlEnd {
 
 void PrintTo(const HbctlEnd &end, std::ostream *out);
 
-// `in_front` runs it: a program and its arguments.
+// `in_front` runs hbctl: it is a program with its arguments.
 HbctlEnd run_hbctl(const Programs &programs, const Daemon &daemon, const std::vector<std::string> &words,
                    const std::vector<std::string> &in_front = {});
 
-// What a request that was answered, or sent, leaves behind.
+// The result of a request that was answered or sent.
 HbctlEnd said(const std::string &line);
 
 } // namespace hb_test

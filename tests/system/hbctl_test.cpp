@@ -1,4 +1,4 @@
-// hbctl against a real daemon, and against none.
+// hbctl with a real daemon, and without one.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -24,7 +24,7 @@ class Hbctl : public testing::TestWithParam<Setup> {
         return line;
     }
 
-    // All that it prints, one object for each line.
+    // Everything that it prints, one object for each line.
     std::vector<json> objects(const Programs &programs, const std::vector<std::string> &words) const {
         ChildProcess process(command(programs, words));
         const std::optional<ChildEnd> end = process.wait();

@@ -18,7 +18,7 @@ class Keys : public testing::TestWithParam<Setup> {
 
     void rotate() { EXPECT_TRUE(daemon.tells(R"({"do":"rotate-key"})")); }
 
-    // Keys are unlike any other; here they get the numbers 0, 1, 2, ... in the order in which they were seen.
+    // All keys differ. Here they are numbered 0, 1, 2, ... in the order in which they appeared.
     std::string with_key_numbers(const std::string &line) {
         static const std::regex key("<[0-9]+>");
         std::string text;

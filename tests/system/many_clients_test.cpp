@@ -1,4 +1,4 @@
-// A thousand clients come and go, and wispd holds no more afterwards than before.
+// A thousand clients connect and disconnect. Afterwards wispd uses no more than before.
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
@@ -20,8 +20,7 @@ Bytes subscribe_to_all_nodes(const std::string &name) {
     return frame(request(209, 4711, body));
 }
 
-// The addresses of wispd's allocator are kept back for a while by the address sanitizer, and would look like
-// a leak.
+// The address sanitizer does not return freed memory for a while, which would look like a leak in wispd.
 std::string sanitizer_options() {
     const char *before = std::getenv("ASAN_OPTIONS");
     return (before == nullptr ? std::string() : std::string(before) + ":") +
@@ -42,7 +41,7 @@ class ManyClients : public testing::Test {
     }
     void TearDown() override { EXPECT_TRUE(daemon.stop()); }
 
-    // All connected and subscribed; each has its configuration and its first event.
+    // All are connected and subscribed. Each has its configuration and its first event.
     std::vector<Stream> connect(int count) const {
         std::vector<Stream> streams;
         for (int i = 0; i < count; ++i) {
@@ -79,7 +78,7 @@ class ManyClients : public testing::Test {
 };
 
 TEST_F(ManyClients, AThousandThatComeAndGoLeaveNoDescriptorAndNoMemoryBehind) {
-    thousand_come_and_go(); // until the allocator has what it needs
+    thousand_come_and_go(); // until the allocator has all the memory that it needs
     const long before = daemon.resident_kilobytes();
     for (int time = 0; time < 4; ++time) {
         thousand_come_and_go();

@@ -1,6 +1,6 @@
-// A client leaves the daemon for the cluster service while nodes and adapters die and return. Daemon and service
-// hear of it one before the other, the client reads when it pleases, and a model knows every event that it has to
-// be told, each once.
+// A client leaves the daemon for the cluster service while nodes and adapters die and return. Daemon and
+// service learn of each change at different times, and the client reads at random times. A model computes every
+// event that the client must receive, each once.
 #include <algorithm>
 #include <deque>
 #include <iterator>
@@ -21,7 +21,7 @@ using Events = std::vector<std::string>;
 const Who_Is_Up EVERYBODY = {{1, 2, 3, 4, 5, 6}, {48, 49, 96, 97, 144, 145, 192, 193, 240, 241, 288, 289}};
 const Events AT_START = {"new-group n 1 2 3 4 5 6", "new-group a 48 49 96 97 144 145 192 193 240 241 288 289"};
 
-// What the queries tell, from either source. The order of the adapters is not the same in all tables.
+// The results of the queries, from either source. The order of the adapters differs between tables.
 void expect_whole_configuration(Client &client, const std::string &networks) {
     client.order("configuration");
     const Events lines = client.lines_until("end of configuration");
@@ -42,15 +42,15 @@ void expect_whole_configuration(Client &client, const std::string &networks) {
 
 // ---- Storms ----
 
-// How a storm goes beside what chance makes of it.
+// The fixed course of a storm; chance decides the rest.
 struct Course {
     unsigned seed;
     bool daemon_is_killed = false; // between preparation and commit
-    bool given_up_before = false;  // a first preparation
-    bool reads_by_itself = false;  // up to the commit
+    bool given_up_before = false;  // a first preparation was aborted
+    bool reads_by_itself = false;  // until the commit
 };
 
-// What was the case at the commits of all storms, so that a storm in which nothing can go wrong is noticed.
+// The situations at the commits of all storms, so that a storm in which nothing can go wrong is noticed.
 struct Seen_At_Commits {
     int unread_of_daemon = 0;
     int told_by_difference = 0;
@@ -176,7 +176,7 @@ void Storm::go_on(int moments) {
     }
 }
 
-// Nodes 2 to 4 die and return; of nodes 5 and 6 either adapter does, but never both at once.
+// Nodes 2 to 4 die and return. On nodes 5 and 6 either adapter dies and returns, but never both at once.
 void Storm::something_happens() {
     const auto node = static_cast<unsigned>(2 + chance(5));
     Change change{Change::Of::node, node, !truth_.nodes.contains(node)};
@@ -216,14 +216,14 @@ void Storm::client_reads_some() {
     }
 }
 
-// The next ones in the order that is known.
+// The next events of those whose order is known.
 void Storm::expect_read(const Events &events) {
     ASSERT_GE(model_.waiting(), events.size());
     ASSERT_EQ(model_.read(events.size()), events);
     take(events);
 }
 
-// What a client that reads by itself says before the answer to an order.
+// The lines that a client that reads by itself prints before the answer to a command.
 Events Storm::events_before(const std::string &line) {
     Events lines = moving_.client().lines_until(line);
     EXPECT_EQ(line, lines.back());
@@ -275,7 +275,7 @@ class Migrating_Client : public testing::TestWithParam<Setup> {
             Storm(GetParam(), course, seen).run();
         }
         EXPECT_LT(0, seen.records_waiting);
-        if (!course.reads_by_itself) { // else it is the client's pace that decides
+        if (!course.reads_by_itself) { // otherwise the client decides when it reads
             EXPECT_LT(0, seen.unread_of_daemon);
             EXPECT_LT(0, seen.told_by_difference);
         }

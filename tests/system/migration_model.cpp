@@ -92,9 +92,9 @@ void Migration_Model::give_up() {
     adapter_records_.clear();
 }
 
-// The daemon's events that were not read are lost with its connection, and the service's events until now are what
-// the daemon reported: the difference of the two tables is reported in the place of both. The table changes with the
-// configuration event.
+// The daemon's unread events are lost with its connection. The daemon has also reported the changes behind the
+// service's events so far. In place of both, the difference of the two tables is reported. The table changes
+// with the configuration event.
 void Migration_Model::commit() {
     waiting_.clear();
     node_records_.clear();
@@ -105,7 +105,7 @@ void Migration_Model::commit() {
     working_table_ = service_;
 }
 
-// The table does not change with these events: it changes as a whole.
+// These events do not change the table: it changes as a whole.
 void Migration_Model::report_difference(bool up, const Who_Is_Up &one, const Who_Is_Up &other) {
     const Members nodes = without(one.nodes, other.nodes);
     const Members adapters = without(one.adapters, other.adapters);
@@ -211,7 +211,7 @@ std::string in_short(const std::string &line) {
         return kind;
     }
     std::string text = kind + " " + name;
-    // Members, each with what else is told of it behind an @, come before all else.
+    // The members come first, each with its further data after an @.
     for (std::string word; words >> word && word[0] >= '0' && word[0] <= '9';) {
         text += " " + word.substr(0, word.find('@'));
     }

@@ -1,8 +1,8 @@
-// What a client that leaves the daemon for the cluster service has to be told, event by event.
+// Computes, event by event, what a client that leaves the daemon for the cluster service must receive.
 //
-// It knows what each side has told and what the client has read of it. Nodes that come and go as a whole and
-// adapters that come and go by themselves have to be on different nodes: the service tells of them on two
-// descriptors, and what is told of one node on both depends on which of them is read first.
+// The model knows what each side has sent and what the client has read. Nodes that die and return as a whole
+// must be other nodes than those with adapters that die and return alone. The service reports the two on
+// different descriptors. For a node that appears on both, the result would depend on which one is read first.
 #ifndef HB_TEST_SYSTEM_MIGRATION_MODEL_H
 #define HB_TEST_SYSTEM_MIGRATION_MODEL_H
 
@@ -15,7 +15,7 @@
 
 namespace hb_test {
 
-// Who is up. A node N has the adapters N x 48 and N x 48 + 1.
+// The nodes and adapters that are up. A node N has the adapters N x 48 and N x 48 + 1.
 struct Who_Is_Up {
     std::set<unsigned> nodes;
     std::set<unsigned> adapters;
@@ -48,22 +48,22 @@ class Migration_Model {
     void give_up();
     void commit();
 
-    // Events that wait for the client in an order that is known: the daemon's, then those of the commit.
+    // Events that wait for the client in a known order: the daemon's, then those of the commit.
     std::size_t waiting() const { return waiting_.size(); }
-    // What the service has told on its descriptors and the client has not read.
+    // Events on the service's descriptors that the client has not read.
     std::size_t records_waiting() const { return node_records_.size() + adapter_records_.size(); }
     // The client reads that many of the waiting events.
     std::vector<std::string> read(std::size_t count);
 
-    // After the commit the client reads all there is, while nothing happens. What comes behind the waiting ones
-    // comes from two descriptors; each of them has an order.
+    // After the commit the client reads everything, while nothing happens. After the waiting events it reads
+    // those of two descriptors; each descriptor has an order.
     struct Rest {
         std::vector<std::string> of_nodes;
         std::vector<std::string> of_adapters;
     };
     Rest read_rest();
 
-    // What the client holds for the truth.
+    // The client's view of the cluster.
     const Who_Is_Up &table() const { return table_; }
 
   private:
@@ -88,10 +88,10 @@ class Migration_Model {
     std::vector<Change> adapter_records_;
 };
 
-// The same from the client's side: what it knows by nothing but the events that it was told.
+// The same from the client's side, computed only from the events that it received.
 class Client_View {
   public:
-    // An event in the model's words.
+    // One event, as the model writes it.
     void take(const std::string &event);
     const Who_Is_Up &who() const { return who_; }
 
@@ -101,8 +101,8 @@ class Client_View {
     Who_Is_Up who_;
 };
 
-// A line of the client program in the model's words: "death a 96 97", "join n 2", "configuration"; empty for an
-// event that tells nothing.
+// Converts a line of the client program to the model's form: "death a 96 97", "join n 2", "configuration".
+// Returns an empty text for an event without content.
 std::string in_short(const std::string &line);
 
 } // namespace hb_test

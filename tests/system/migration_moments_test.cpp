@@ -1,4 +1,4 @@
-// What is under way at the moment in which a client leaves the daemon for the cluster service.
+// What may be in progress at the moment when a client leaves the daemon for the cluster service.
 #include <gtest/gtest.h>
 
 #include "tests/system/moving_client.h"
@@ -71,7 +71,7 @@ TEST_P(Moment_Of_The_Move, AnUnreadConfigurationHasToBeReadFirst) {
     EXPECT_EQ((Events{"configuration"}), moving.drain());
 }
 
-// More than the connection holds, so that the daemon is still writing when the client leaves.
+// More than the connection can hold, so that the daemon is still writing when the client leaves.
 TEST_P(Moment_Of_The_Move, TheDaemonEndsAlsoWhenItCouldNotTellEverything) {
     for (int times = 0; times < 2000; ++times) {
         ASSERT_TRUE(moving.daemon_is_told(NODE_3_DOWN));
@@ -116,7 +116,7 @@ TEST_P(Moment_Of_The_Move, AddressesThatWereExchangedSinceThePreparationAreTold)
     prepare();
     tell_service(R"({"do":"swap-adapters","adapter":48,"address":"10.1.0.1"})");
     commit();
-    // Behind them come the service's own four: each adapter has lost an address and was given one.
+    // Then come the service's own four events: each adapter lost an address and received one.
     EXPECT_EQ((Events{"death a 48 49", "configuration", "join a 48 49", "configuration", "configuration",
                       "configuration", "configuration"}),
               moving.drain());

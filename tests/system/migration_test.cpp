@@ -1,4 +1,4 @@
-// hbctl leaves a running wispd for the simulated cluster service, or finds out that it cannot.
+// hbctl leaves a running wispd for the simulated cluster service, or reports that it cannot.
 #include <csignal>
 #include <fstream>
 #include <memory>
@@ -16,7 +16,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// Three nodes that are up and one that is not, numbered alike by the daemon and by the service.
+// Three nodes that are up and one that is down. The daemon and the service use the same numbers.
 std::string cluster_file() {
     return replaced(small_cluster_file(), "adapters_per_node = 2", "adapters_per_node = 48") +
            "\n[daemon]\nshutdown_delay_seconds = 0.2\n";
@@ -28,7 +28,7 @@ class Leaving_The_Daemon : public testing::TestWithParam<Setup> {
 
     const Programs &programs() const { return GetParam().clients.back(); }
 
-    // hbctl with the service over this cluster file; with none when it is empty.
+    // Runs hbctl with the service over this cluster file; without a service if the file is empty.
     std::unique_ptr<ChildProcess> start_hbctl(const std::vector<std::string> &words,
                                               const std::string &service) {
         std::vector<std::string> line{programs().path("hbctl"), "--socket", daemon_.socket()};
@@ -62,7 +62,7 @@ class Leaving_The_Daemon : public testing::TestWithParam<Setup> {
     }
 
     Daemon daemon_;
-    TempDir directory_; // of what the service needs
+    TempDir directory_; // for the service's files
 };
 
 // ---- migrate --check ----
@@ -127,7 +127,7 @@ TEST_P(Leaving_The_Daemon, WithoutADaemonThereIsNothingToLeave) {
 
 // ---- watch --migrate-after ----
 
-// What a line tells, without its number and time.
+// The content of a line, without its number and time.
 std::string told(const std::optional<std::string> &line) {
     constexpr std::size_t in_front = 22;
     return line && line->size() > in_front ? line->substr(in_front) : line.value_or("[no line]");

@@ -1,4 +1,4 @@
-// Clients of both ABIs at once, with the daemon of either.
+// Clients of both ABIs at once, with the daemon of either ABI.
 #include "tests/system/setup.h"
 
 namespace hb_test {

@@ -1,5 +1,5 @@
-// A client that can leave its daemon for the cluster service: both play the same cluster, and each is told by
-// itself what happens in it.
+// A client that can leave its daemon for the cluster service. Both play the same cluster, and the test reports
+// each change to each of them separately.
 #ifndef HB_TEST_SYSTEM_MOVING_CLIENT_H
 #define HB_TEST_SYSTEM_MOVING_CLIENT_H
 
@@ -16,21 +16,21 @@
 
 namespace hb_test {
 
-// Nodes 1 to 6 with two adapters each, which the daemon and the service number alike. Node 1 is the local one,
-// and the daemon ends a moment after it was asked to.
+// Nodes 1 to 6 with two adapters each, with the same numbers in the daemon and the service. Node 1 is the local
+// node. The daemon ends shortly after it was asked to.
 std::string moving_cluster_file();
 
 class Moving_Client {
   public:
-    // Starts the daemon, and the client with subscriptions n to all nodes and a to all adapters; it reads no
-    // event but when it is ordered to.
+    // Starts the daemon, and the client with subscriptions n to all nodes and a to all adapters. The client
+    // reads events only on command.
     explicit Moving_Client(const Setup &setup, const std::string &service_file = moving_cluster_file());
 
     testing::AssertionResult daemon_is_told(const std::string &json) { return daemon_.tells(json); }
     testing::AssertionResult service_is_told(const std::string &json) const;
-    // Reads that many events, in the words of the model.
+    // Reads that many events and returns them in the model's form.
     std::vector<std::string> take(std::size_t count);
-    // Reads what there is.
+    // Reads everything that has arrived.
     std::vector<std::string> drain();
 
     Daemon &daemon() { return daemon_; }

@@ -1,4 +1,4 @@
-// segment_reader, run many times at once.
+// Runs segment_reader many times at once.
 #ifndef HB_TEST_SYSTEM_READERS_H
 #define HB_TEST_SYSTEM_READERS_H
 
@@ -15,14 +15,15 @@ namespace hb_test {
 std::unique_ptr<ChildProcess> start_reader(const Programs &programs, const Daemon &daemon,
                                            const std::vector<std::string> &words);
 
-// They read on until they are told to end.
+// The readers read on until the test ends them.
 class Readers {
   public:
-    // Two of each program of the setup, one of the two interrupted all the time. Returns when all have read.
+    // Starts two of each program of the setup; one of the two is interrupted all the time. Returns when all
+    // have read.
     void start(const Setup &setup, const Daemon &daemon, const std::string &what);
-    // Makes the change happen until each of them has seen so many changes.
+    // Repeats the change until each reader has seen this many changes.
     void change_until_all_have_seen(int count, const std::function<void()> &change);
-    // Ends them. None may have found anything torn or missing.
+    // Ends them. None may have found torn or missing data.
     void end_well();
 
   private:

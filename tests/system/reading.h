@@ -1,4 +1,4 @@
-// One look of segment_reader into the daemon's segments.
+// One reading of the daemon's segments by segment_reader.
 #ifndef HB_TEST_SYSTEM_READING_H
 #define HB_TEST_SYSTEM_READING_H
 
@@ -10,22 +10,22 @@ namespace hb_test {
 struct Reading {
     enum class Kind {
         whole,
-        unsettled, // the daemon was changing it, and said so
+        unsettled, // the daemon was changing it, and reported that
         torn,
         failed,
     };
     Kind kind = Kind::whole;
-    long state = 0;  // differs when what was read differs
-    std::string why; // it is torn, or failed
+    long state = 0;  // differs when the data differs
+    std::string why; // reason why it is torn or failed
 };
 
 using Look = std::function<Reading()>;
 
-// The routes of the cluster of two_chains_file(), each of which has to be one of those that it can have.
+// The routes of the cluster of two_chains_file(). Each must be one of its possible routes.
 Look routes_look();
 
-// The security keys. A reading with the same generation before and after it has to fit to the number of keys
-// that there were by then, and to everything that was read before.
+// The security keys. A reading with the same generation before and after it must match the number of keys at
+// that time, and everything that was read before.
 Look keys_look();
 
 } // namespace hb_test

@@ -23,10 +23,10 @@ struct Keys {
 
 constexpr long REMEMBERED = 64;
 
-// The keys by the number of rotations before each.
+// The keys, indexed by the number of rotations before each.
 class History {
   public:
-    // Whether it is the key that this one always was, and no other.
+    // Returns whether it is the key that this number always had, and no other number has.
     bool fits(long rotation, const Key &key) {
         const bool fits = known_.try_emplace(rotation, key).first->second == key;
         const auto before = known_.find(rotation - 1);
@@ -64,7 +64,7 @@ bool has_status(const Hb_Security_Status &status, long rotations, bool signs) {
            status.is_valid_for_signing == (signs ? 1 : 0) && status.is_valid_for_authenticating == 1;
 }
 
-// Empty, or what is wrong in what was read after so many rotations.
+// Returns what is wrong in a reading after this many rotations, or an empty text.
 std::string fault_in(const Keys &keys, long rotations, History &history) {
     if (!has_status(keys.current, rotations, true) || !is_key(keys.current.key) ||
         !history.fits(rotations, bytes_of(keys.current.key))) {

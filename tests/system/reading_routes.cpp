@@ -74,7 +74,7 @@ bool same(const Route &a, const Route &b) {
 
 using Entry = Hb_Rc (*)(Hb_Node_Number, Hb_Route *, uint16_t *);
 
-// What may be there: one of the routes, or the error number (0: none may come).
+// The permitted results: one of the routes, or the error number (0: an error is not permitted).
 struct Allowed {
     const char *what;
     Entry entry;
@@ -93,7 +93,7 @@ std::string bytes_text(const Route &route) {
     return text;
 }
 
-// Its length is the state.
+// The state is the route's length.
 Reading look_at(const Allowed &allowed) {
     Route found;
     std::memset(&found.hops, 0xEE, sizeof found.hops);

@@ -28,7 +28,7 @@ class Reconfiguration : public testing::TestWithParam<Setup> {
     Clients clients;
 };
 
-// Node 3 is no longer there, node 4 is up, node 5 is new, and network 1 has another name.
+// Node 3 is removed, node 4 is up, node 5 is new, and network 1 has another name.
 std::string changed_file() {
     const std::string whole = small_cluster_file();
     std::string text = whole.substr(0, whole.find("[[node]]\nnumber = 3"));
@@ -72,7 +72,7 @@ TEST_P(Reconfiguration, ABrokenFileIsRefusedWithItsPlaceAndChangesNothing) {
     daemon.send_signal(SIGHUP);
     EXPECT_TRUE(daemon.wait_logged("cluster.toml:5:"));
     EXPECT_NE(daemon.log().find("'max_node'"), std::string::npos);
-    // Nobody was told anything, and wispd goes on.
+    // No client received an event, and wispd continues.
     EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
     expect_lines(clients, {"event 3 death a adapters 6@1 7@1", "event 4 death n nodes 3 id #1"});
     order_all(clients, "totals");
@@ -95,7 +95,7 @@ TEST_P(Reconfiguration, AClusterMayGrow) {
     daemon.send_signal(SIGHUP);
     expect_lines(clients, {"event 3 configuration Hb_Config_Group", "event 4 join a adapters 4097@1",
                            "event 5 join n nodes 2048"});
-    // A client that opens the library now is served as well.
+    // A client that opens the library now works as well.
     Clients later = start_clients(GetParam(), daemon, {"open", "totals"});
     expect_lines(later, {"opened", "local 1 nodes 5 networks 2 adapters 8",
                          "iterated 5 nodes, 2 networks, 8 adapters, numbers sum 4132"});

@@ -1,4 +1,4 @@
-// Programs that stay connected and ask the daemon for something, and what others see of it.
+// Programs that stay connected and send requests to the daemon, and what other programs see of them.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -20,7 +20,7 @@ json state_of(Daemon &daemon) {
     return json::parse(daemon.tell(R"({"do":"state"})")).at("state");
 }
 
-// Those who watch are told, and have asked for nothing; those who ask have no subscription.
+// The watchers receive events and send no requests. The askers send requests and have no subscription.
 class Requests : public testing::TestWithParam<Setup> {
   protected:
     void start(const std::string &configuration) {
@@ -78,7 +78,7 @@ TEST_P(Requests, OfEveryProgramAreSeenByAllOthers) {
         EXPECT_EQ(asker->ask("disable 3"), "done");
         expect_events({"death" + of_3()});
         EXPECT_EQ(asker->ask("adapter-state 3"), "state 2");
-        // What is held down twice is let up twice.
+        // An adapter that was held down twice must be released twice.
         EXPECT_EQ(asker->ask("ifconfig-down 3"), "done");
         EXPECT_EQ(asker->ask("enable 3"), "done");
         EXPECT_EQ(asker->ask("adapter-state 3"), "state 2");
@@ -106,7 +106,7 @@ TEST_P(Requests, OfEveryProgramAreSeenByAllOthers) {
         ++incarnation;
         expect_events({"configuration Hb_Config_Group", "join" + of_3()});
 
-        // There and back again: by the addresses that they had when this program opened the library.
+        // There and back again, by the addresses that they had when this program opened the library.
         EXPECT_EQ(asker->ask("swap 2 10.2.0.1"), "done");
         EXPECT_EQ(asker->ask("swap 3 10.2.0.1"), "done");
         expect_events({"configuration Hb_Config_Group", "configuration Hb_Config_Group"});
@@ -148,7 +148,7 @@ TEST_P(Requests, AboutSomethingElseAreRefusedByTheLibrary) {
         EXPECT_EQ(asker->ask("adapter-may-be-down 9"), "failed adapter-may-be-down 7");
         EXPECT_EQ(asker->ask("manual-control 3"), "failed manual-control 4");
     }
-    // Nobody was told of anything before this.
+    // No client received an event before this.
     EXPECT_TRUE(daemon.tells(R"({"do":"adapter-down","adapter":4})"));
     expect_events({"death a adapters 4@1"});
 }
@@ -166,7 +166,7 @@ TEST_P(Requests, SuspicionsAreShownAndEndWithASignOfLife) {
     EXPECT_EQ(suspicions(), json({{{"adapter", 3}}}));
     EXPECT_EQ(one.ask("enable 3"), "done");
     EXPECT_TRUE(suspicions_become(json::array()));
-    // A death ends it too, and grace does, which keeps the next one away.
+    // A death ends it too. So does grace, which also prevents the next one.
     EXPECT_EQ(one.ask("adapter-may-be-down 7"), "done");
     EXPECT_EQ(one.ask("adapter-may-be-down 2"), "done");
     EXPECT_TRUE(suspicions_become({{{"adapter", 2}}, {{"adapter", 7}}}));
@@ -176,7 +176,7 @@ TEST_P(Requests, SuspicionsAreShownAndEndWithASignOfLife) {
     EXPECT_TRUE(suspicions_become(json::array()));
     expect_events({"death a adapters 7@1"});
     EXPECT_EQ(state_of(daemon).at("graces").at(0).at("adapter"), 2);
-    // Grace keeps suspicions away, not certainty; and it goes with the adapter.
+    // Grace prevents suspicions, but not a known death. It ends with the adapter.
     EXPECT_EQ(one.ask("adapter-is-down 2"), "done");
     expect_events({"death a adapters 2@1"});
     EXPECT_EQ(state_of(daemon).at("graces"), json::array());
@@ -245,7 +245,7 @@ TEST_P(Requests, ThatAreRefusedAreLoggedOnceAndTheConnectionGoesOn) {
             EXPECT_EQ(nobody.ask("swap 3 10.1.0.1"), "failed swap 3");
             EXPECT_EQ(nobody.ask("grace 3 5"), "failed grace 8");
         }
-        // Answered after all those requests, whose lines are in the log by then.
+        // This is answered after all those requests, so their lines are in the log by then.
         EXPECT_EQ(nobody.ask("adapter-state 3"), "state 1");
         const std::string log = daemon.log();
         for (const char *what :

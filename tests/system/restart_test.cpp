@@ -1,4 +1,4 @@
-// wispd ends, well or badly, and comes back.
+// wispd ends, normally or not, and starts again.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -26,7 +26,7 @@ TEST_P(Restart, ClientsLearnOfAKilledDaemonAndReopenOnTheNextOne) {
     ASSERT_EQ(existing(stale).size(), 4u);
     daemon.kill();
     expect_lines(clients, {"failed event 16"});
-    EXPECT_EQ(existing(stale).size(), 4u); // a killed one cannot clean up
+    EXPECT_EQ(existing(stale).size(), 4u); // a killed wispd cannot clean up
     for (const auto &client : clients) {
         EXPECT_EQ(client->ask("close"), "closed");
         EXPECT_EQ(client->ask("open"), "failed open 15");

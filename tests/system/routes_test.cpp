@@ -23,7 +23,7 @@ class Routes : public testing::TestWithParam<Setup> {
     void SetUp() override { ASSERT_TRUE(daemon.start()); }
     void TearDown() override { EXPECT_TRUE(daemon.stop()); }
 
-    // While adapter 1 of this node is up, the short way is taken.
+    // While adapter 1 of this node is up, the short route is used.
     void change_routes() {
         EXPECT_TRUE(daemon.tells(short_way ? R"({"do":"adapter-down","adapter":1})"
                                            : R"({"do":"adapter-up","adapter":1})"));
@@ -40,7 +40,7 @@ class Routes : public testing::TestWithParam<Setup> {
         return testing::AssertionFailure()
                << "the semaphores are " << semaphore(READERS_INSIDE) << " and " << semaphore(WRITER);
     }
-    // A reader of the library that stays where it is about to read.
+    // A reader of the library that stays in the segment just before it reads.
     std::unique_ptr<ChildProcess> reader_inside(const Programs &programs) {
         std::unique_ptr<ChildProcess> reader = start_reader(programs, daemon, {"stay"});
         EXPECT_EQ(reader->read_line(), "inside") << reader->error_output();
@@ -70,7 +70,7 @@ TEST_P(Routes, ReadersThatAreKilledLeaveNobodyCountedIn) {
         for (const auto &victim : victims) {
             ASSERT_EQ(victim->read_line(), "ready") << victim->error_output();
             change_routes();
-            victim->send_signal(SIGKILL); // wherever it is
+            victim->send_signal(SIGKILL); // at any point
         }
     }
     readers.change_until_all_have_seen(10, [&] { change_routes(); });
@@ -103,7 +103,7 @@ TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
     const std::unique_ptr<ChildProcess> stayer = reader_inside(GetParam().clients.front());
     change_routes();
     EXPECT_FALSE(routes_are_current());
-    // Whoever wants in waits for the writer, which gives up its turn.
+    // A new reader waits for the writer, which lets it go first.
     EXPECT_EQ(client.ask("routes 7"), "route 7 read: 10.1.0.1 10.1.0.6 10.3.0.6 10.3.0.7 10.5.0.7 10.5.0.8"
                                       " read, IP: 10.1.0.1 10.1.0.6 10.3.0.6 10.3.0.7 10.5.0.7 10.5.0.8"
                                       " asked: error 6");
@@ -164,7 +164,7 @@ TEST_P(Routes, WhatIsReadIsWhatIsAnswered) {
                            "route 8 read:" + to_4 + " 10.8.0.5 10.8.0.9 read, IP:" + to_4 +
                                " 10.8.0.5 10.8.0.9 asked:" + to_4 + " 10.8.0.5 10.8.0.9",
                            "route 9 read:" + to_4 + " :: :: read, IP: error 49 asked:" + to_4 + " :: ::"});
-    // One that is not configured, and one beyond the slots.
+    // A node that is not configured, and one beyond the slots.
     order_all(clients, "routes 10 64 -1");
     expect_lines(clients, {"route 10 read: error 6 read, IP: error 6 asked: error 9",
                            "route 64 read: error 4 read, IP: error 4 asked: error 4",

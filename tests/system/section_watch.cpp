@@ -21,7 +21,7 @@ void call_once(std::function<void()> &action) {
 
 } // namespace
 
-// The program's own goes before the C library's, also for the client library.
+// The program's own definition precedes the C library's, also for the client library.
 extern "C" __attribute__((visibility("default"))) int semtimedop(int id, sembuf *operations, std::size_t count,
                                                                  const timespec *longest) noexcept {
     using Semtimedop = int (*)(int, sembuf *, std::size_t, const timespec *);

@@ -1,4 +1,4 @@
-// Watches this program's calls of semtimedop, with which the library enters and leaves the route segment.
+// Watches this program's calls of semtimedop. The library enters and leaves the route segment with it.
 #ifndef HB_TEST_SYSTEM_SECTION_WATCH_H
 #define HB_TEST_SYSTEM_SECTION_WATCH_H
 
@@ -6,7 +6,7 @@
 
 namespace hb_test {
 
-// Called once, at the next call that enters, between entering and reading.
+// Called once, at the next entry, between entering and reading.
 void on_entering(std::function<void()> action);
 // Called at the first call that a signal ends.
 void on_interruption(std::function<void()> action);

@@ -1,13 +1,13 @@
-// A program that reads the daemon's shared segments over and over, for as long as its standard input is open,
-// and checks every reading. Its last line tells what it saw.
+// A program that reads the daemon's shared segments again and again, while its standard input is open, and
+// checks every reading. Its last line reports the result.
 //
 //   segment_reader routes [signals]   the routes of two_chains_file()
 //   segment_reader keys [signals]     the security keys
-//   segment_reader stay               reads one route, and stays inside the route segment until it gets a line
+//   segment_reader stay               reads one route, and stays inside the route segment until a line arrives
 //
-// "ready" is said after the first whole reading, "changed" with every one that differs from the one before,
-// "interrupted" when first a signal ended the wait at the route segment. With "signals" a timer interrupts it
-// all the time.
+// It prints "ready" after the first whole reading, and "changed" for every reading that differs from the
+// previous one. It prints "interrupted" when a signal first ended the wait at the route segment. With "signals"
+// a timer interrupts it all the time.
 #include <poll.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -88,7 +88,7 @@ void read_on(const Look &look) {
 void wait_for_a_line() {
     char byte = 0;
     do {
-        // A signal, or somebody who stops and continues this program, may end the call early.
+        // A signal may end the call early, or another process that stops and continues this program.
     } while (read(STDIN_FILENO, &byte, 1) < 0);
 }
 

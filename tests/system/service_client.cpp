@@ -43,7 +43,7 @@ ChildProcess::Environment environment(const Programs &programs, const TempDir &d
 
 ChildProcess::Environment service_preloaded(const Programs &programs) {
     const char *options = std::getenv("ASAN_OPTIONS");
-    // The address sanitizer wants to be the first library; one that the preloaded one brings is as good.
+    // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
     return {{"LD_PRELOAD", programs.directory + "/../lib/libqz_mox_sim.so"},
             {"ASAN_OPTIONS", std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0"}};
 }

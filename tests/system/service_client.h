@@ -1,4 +1,4 @@
-// The example client of cluster-event mode with the simulated service loaded, run as a child process.
+// The example client of cluster-event mode, run as a child process with the simulated service loaded.
 #ifndef HB_TEST_SYSTEM_SERVICE_CLIENT_H
 #define HB_TEST_SYSTEM_SERVICE_CLIENT_H
 
@@ -14,18 +14,18 @@
 
 namespace hb_test {
 
-// What makes a program of that build load the simulated service.
+// The setting that makes a program of that build load the simulated service.
 ChildProcess::Environment service_preloaded(const Programs &programs);
 
 class Service_Client {
   public:
-    // With the cluster file's text. Files are written beside it before.
+    // Starts it with this cluster file. Additional files are written beside it first.
     Service_Client(const Programs &programs, const std::string &configuration,
                    const std::vector<std::pair<std::string, std::string>> &files = {});
 
-    // The next lines it prints; a text in brackets at the end when fewer came.
+    // Returns the next lines that it prints; if fewer arrive, the last one is a text in brackets.
     std::vector<std::string> lines(std::size_t count);
-    // One line for the service's control socket; the answer is the line that came back.
+    // Sends one line to the service's control socket and returns the line of the answer.
     std::string tell(const std::string &json) const;
     testing::AssertionResult tells(const std::string &json) const;
     void write_configuration(const std::string &text) const;

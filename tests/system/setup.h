@@ -1,4 +1,4 @@
-// Which programs of which ABI a system test runs together.
+// The programs, and their ABIs, that a system test runs together.
 #ifndef HB_TEST_SYSTEM_SETUP_H
 #define HB_TEST_SYSTEM_SETUP_H
 

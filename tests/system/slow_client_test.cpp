@@ -1,4 +1,4 @@
-// A client that does not read must neither hold up the others nor lose an event unnoticed.
+// A client that does not read must not delay the others, and must not miss an event unnoticed.
 #include <gtest/gtest.h>
 
 #include <system_error>
@@ -25,7 +25,7 @@ class SlowClient : public testing::TestWithParam<Setup> {
         EXPECT_TRUE(daemon.stop());
     }
 
-    // Has many subscriptions, so that its queue fills after few changes.
+    // A client with many subscriptions, so that its queue fills after few changes.
     std::unique_ptr<Client> start_slow_one() {
         auto client = std::make_unique<Client>(GetParam().clients.front(), daemon.socket(),
                                                std::vector<std::string>{"open"});
@@ -37,7 +37,7 @@ class SlowClient : public testing::TestWithParam<Setup> {
         return client;
     }
 
-    // One death and one join, which all the others have to see at once.
+    // One death and one join, which all the others must receive at once.
     void change_once() {
         ++changes;
         const std::string incarnation = std::to_string(changes);
@@ -58,10 +58,10 @@ class SlowClient : public testing::TestWithParam<Setup> {
             change_once();
         }
         EXPECT_TRUE(disconnected());
-        change_once(); // and life goes on
+        change_once(); // the cluster continues
     }
 
-    // What reached it is without a gap, and then it is told that the connection is over.
+    // The events that reached it have no gap; then it receives the end of the connection.
     static void expect_unbroken_until_the_end(Client &slow) {
         const std::vector<std::string> lines = slow.lines_until("failed event 16");
         ASSERT_EQ(lines.back(), "failed event 16");

@@ -9,19 +9,19 @@
 
 namespace hb_test {
 
-// Everything throws when it fails or takes too long.
+// Every function throws if it fails or lasts too long.
 class Stream {
   public:
     explicit Stream(const std::string &path);
 
     void send(const std::string &text) const;
     void send(const Bytes &bytes) const;
-    // Without the newline.
+    // Returns the line without its newline.
     std::string read_line() const;
     Bytes read_bytes(std::size_t count) const;
-    // The payload of the next record, whose length stands before it.
+    // Returns the payload of the next record; its length precedes it.
     Bytes read_record() const;
-    // Whether the other side closes the connection, after whatever it still sent.
+    // Returns whether the other side closes the connection, after any data that it still sent.
     bool wait_closed() const;
 
     int descriptor() const { return socket_.get(); }

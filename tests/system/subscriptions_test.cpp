@@ -1,4 +1,4 @@
-// A client is told what its subscriptions ask for, and nothing else.
+// A client receives the events of its subscriptions, and no others.
 #include <gtest/gtest.h>
 
 #include "tests/system/client.h"
@@ -30,7 +30,7 @@ TEST_P(Subscriptions, TheMaskChoosesTheEvents) {
     Clients deaths = start_clients(GetParam(), daemon, {"open", "subscribe deaths 1 all-nodes"});
     Clients joins = start_clients(GetParam(), daemon, {"open", "subscribe joins 2 all-nodes"});
     Clients groups = start_clients(GetParam(), daemon, {"open", "subscribe groups 4 all-nodes"});
-    // Each asks once more at the end, so that what came before is known to be all.
+    // Each makes one more request at the end, which shows that the earlier lines are complete.
     expect_lines(deaths, {"opened", "subscribed deaths"});
     expect_lines(joins, {"opened", "subscribed joins"});
     expect_lines(groups, {"opened", "subscribed groups", "event 1 new-group groups nodes 1 2 3 status 0"});
@@ -146,7 +146,7 @@ TEST_P(Subscriptions, NoticesGoToWhoAskedForThemAlone) {
     expect_lines(heartbeats,
                  {"event 2 heartbeat h threshold 1s 0us enabled 1 pid " + std::to_string(daemon.pid()),
                   "event 3 ffdc Hb_FFDC_Group id all"});
-    // Who has no subscription is told nothing at all.
+    // A client without a subscription receives nothing.
     order_all(silent, "subscribe n 4 nodes 1");
     expect_lines(silent, {"subscribed n", "event 1 new-group n nodes 1 status 0"});
 }

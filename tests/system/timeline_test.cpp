@@ -23,7 +23,7 @@ TEST_P(Timeline, ItsEventsReachTheClientsOnceAndInOrder) {
     Daemon daemon(GetParam().daemon, with_timeline("t.toml"));
     daemon.write_file("t.toml", timeline);
     ASSERT_TRUE(daemon.start());
-    // Clients come while it runs, so each of them sees a rest of it.
+    // Clients connect while it runs, so each of them sees only the rest of it.
     Clients clients = start_clients(GetParam(), daemon, {"open", "subscribe a 7 adapters 2 5"});
     EXPECT_TRUE(daemon.wait_logged("the timeline has ended"));
     order_all(clients, "subscribe end 4 nodes 1");
@@ -112,7 +112,7 @@ threshold_seconds = 4
 TEST_P(Timeline, ItCanEndTheDaemon) {
     Daemon daemon(GetParam().daemon, with_timeline("t.toml"));
     daemon.write_file("t.toml", "[[event]]\nafter = 0.05\ndo = \"stop\"\n");
-    const testing::AssertionResult started = daemon.start(); // it may have ended by now
+    const testing::AssertionResult started = daemon.start(); // wispd may have ended by now
     EXPECT_NE(daemon.log().find("listening on "), std::string::npos) << started.message();
     EXPECT_TRUE(daemon.wait_stopped());
 }

@@ -60,7 +60,7 @@ class Wire : public testing::Test {
     void SetUp() override { ASSERT_TRUE(daemon.start()); }
     void TearDown() override { EXPECT_TRUE(daemon.stop()); }
 
-    // Every adapter, or every node, or the different instances.
+    // Subscribes to every adapter, every node, or the different instances.
     static Bytes subscription(int type, int mask, const std::string &name) {
         const Bytes body = Bytes().i32(type).i32(0).i32(mask).text(name, 32).zeros(4).zeros(12300);
         return frame(request(209, 4711, body));
@@ -70,7 +70,7 @@ class Wire : public testing::Test {
         EXPECT_TRUE(same_bytes(expected, client->read_record()));
     }
 
-    // The identifier is made anew each time; what it looks like is known, and everything else is.
+    // The identifier is new each time, so only its form is checked. All other bytes are known.
     void expect_death(ReplyHeader expected, const Bytes &body) const {
         const Bytes record = client->read_record();
         ASSERT_GE(record.size(), 108u);
@@ -114,7 +114,7 @@ TEST_F(Wire, EveryEventHasItsBytes) {
     client->send(subscription(1, 7 + 512, "nodes"));
     expect_record(reply(header(7, "nodes", 2), Bytes().i32(0).i32(1).i32(1).i32(1).zeros(16)));
 
-    // Node 3 leaves: bit 27 in the incarnations, then the update without it.
+    // Node 3 is removed: bit 27 in the incarnations, then the update without it.
     EXPECT_TRUE(daemon.tells(R"({"do":"node-leave","node":3})"));
     expect_death(header(2, "adapters", 3, UNSTABLE),
                  Bytes().i32(1).i32(6).i32(0x08000001).i32(7).i32(0x08000001));
