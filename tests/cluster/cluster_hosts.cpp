@@ -1,5 +1,5 @@
-// A real cluster on this machine for as long as its input is open: says how to enter each host, and obeys a
-// command on each line.
+// Runs a real cluster on this machine while its input is open. Prints how to enter each host, and runs one
+// command for each line.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -27,16 +27,16 @@ struct Options {
 
 int nothing_to_read = -1;
 
-// Whatever is being read, or read next, is at its end.
+// Ends the current or next read, as at the end of input.
 void end_of_input(int) {
     dup2(nothing_to_read, STDIN_FILENO);
 }
 
-// A signal ends the hosts as the end of input does.
+// A signal ends the hosts in the same way as the end of input.
 bool take_signals() {
     nothing_to_read = open("/dev/null", O_RDONLY | O_CLOEXEC);
     struct sigaction action {};
-    action.sa_handler = end_of_input; // and no SA_RESTART: a read that waits has to end
+    action.sa_handler = end_of_input; // without SA_RESTART: a waiting read must end
     bool taken = nothing_to_read >= 0;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         taken = sigaction(signal, &action, nullptr) == 0 && taken;

@@ -20,7 +20,7 @@ class ClusterHostsTest : public ClusterTest {};
 
 const std::string PROGRAM = HB_TEST_BIN_DIR "/cluster_hosts";
 
-// Takes the lines up to "ready"; gives the words that enter each host.
+// Reads the lines up to "ready". Returns the words that enter each host.
 std::vector<std::vector<std::string>> wait_ready(ChildProcess &program) {
     std::vector<std::vector<std::string>> entries;
     for (;;) {
@@ -127,7 +127,7 @@ TEST_F(ClusterHostsTest, RefusesWhatItCannotDoAndGoesOn) {
 TEST_F(ClusterHostsTest, ASignalTakesAllDownAsTheEndOfInputDoes) {
     ChildProcess program({PROGRAM, "--hosts", "2", "--links", "1"});
     const std::set<std::string> namespaces = namespaces_entered(wait_ready(program));
-    ASSERT_THAT(processes_in(namespaces), testing::SizeIs(4)); // a holder and an engine each
+    ASSERT_THAT(processes_in(namespaces), testing::SizeIs(4)); // a holder and an engine for each host
     program.send_signal(SIGTERM);
     const std::optional<ChildEnd> end = program.wait();
     ASSERT_TRUE(end);
@@ -135,7 +135,7 @@ TEST_F(ClusterHostsTest, ASignalTakesAllDownAsTheEndOfInputDoes) {
     EXPECT_THAT(processes_in(namespaces), testing::IsEmpty());
 }
 
-// As Ctrl-C in a terminal does.
+// Signals it as Ctrl-C in a terminal does.
 TEST_F(ClusterHostsTest, ASignalToItAndItsHoldersTogetherEndsAlsoWhatSomebodyElseRunsInAHost) {
     ChildProcess program({"setsid", PROGRAM, "--hosts", "2", "--links", "1", "--no-engines"});
     const auto entries = wait_ready(program);

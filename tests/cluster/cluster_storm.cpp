@@ -1,4 +1,4 @@
-// Random faults over a real cluster on this machine, and a report of what its clients were told.
+// Random faults over a real cluster on this machine, and a report of the events that its clients received.
 #include <fstream>
 #include <iostream>
 
@@ -32,7 +32,7 @@ void write_file(const std::string &path, const std::string &text) {
     }
 }
 
-// All that everybody wrote down, for a look at what went wrong.
+// Prints all recorded lines, for the analysis of a failure.
 void write_records(const std::string &directory, EngineCluster &cluster, const StormOutcome &outcome) {
     std::string history;
     for (const std::string &line : outcome.history) {

@@ -1,4 +1,4 @@
-// What every test on real engines stands on.
+// The base of every test on real engines.
 #ifndef HB_TEST_CLUSTER_CLUSTER_TEST_H
 #define HB_TEST_CLUSTER_CLUSTER_TEST_H
 
@@ -8,7 +8,7 @@
 
 namespace hb_test {
 
-// The only tests that may be skipped: not every machine lets namespaces be made. ./check counts them and says why.
+// Only these tests may be skipped: some machines do not permit namespaces. ./check counts them and prints why.
 class ClusterTest : public testing::Test {
   protected:
     void SetUp() override {

@@ -1,4 +1,4 @@
-// Clients in cluster-event mode over real engines, with and without a wispd to come from.
+// Clients in cluster-event mode over real engines. Some migrate from a wispd; others start without one.
 #include <algorithm>
 #include <csignal>
 #include <fstream>
@@ -26,7 +26,7 @@ const std::set<unsigned> ALL_ADAPTERS = {48, 49, 96, 97, 144, 145};
 
 class CorosyncServiceTest : public ClusterTest {
   protected:
-    // Three engines on two links, each link reached by everybody.
+    // Three engines on two links; every engine is on each link.
     void start_engines() {
         hosts_.start_all();
         ASSERT_TRUE(hosts_.wait_quorum()) << hosts_.account();
@@ -201,7 +201,7 @@ TEST_F(CorosyncServiceTest, WispdAndTheServiceAgreeAndTheEventsGoOnAfterTheMove)
     ASSERT_TRUE(client.wait_line("committed")) << client.account();
     EXPECT_EQ(0, wispd.wait_ended()) << wispd.log();
     EXPECT_TRUE(client.running());
-    // Both knew the same, so that nobody died or joined by the move.
+    // Both knew the same cluster, so the migration caused no death or join.
     EXPECT_THAT(client.told_since(at_the_move), testing::AnyOf(IsEmpty(), ElementsAre("configuration")));
 
     const std::size_t afterwards = client.mark();

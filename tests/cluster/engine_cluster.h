@@ -1,4 +1,5 @@
-// A whole cluster: on every host an engine, a wispd that follows it, a client of that, and an observer of the engine.
+// A whole cluster: every host has an engine, a wispd that follows it, a client of that wispd, and an observer
+// of the engine.
 #ifndef HB_TEST_CLUSTER_ENGINE_CLUSTER_H
 #define HB_TEST_CLUSTER_ENGINE_CLUSTER_H
 
@@ -16,7 +17,7 @@ class EngineCluster {
     explicit EngineCluster(int hosts, int links = 2, const EnginePatience &patience = {},
                            const EngineSettings &settings = {});
 
-    // Everything runs and every client has everybody up; false when it does not come to that.
+    // Starts everything and waits until every client has all members up. Returns false if that does not happen.
     bool start(const Deadline &deadline = Deadline());
 
     Hosts &hosts() { return hosts_; }
@@ -27,19 +28,19 @@ class EngineCluster {
     int clients() const { return static_cast<int>(clients_.size()); } // 0 until it is started
     const EnginePatience &patience() const { return patience_; }
 
-    // Takes in what clients and observers wrote down; whether there was anything.
+    // Reads the new lines of clients and observers. Returns whether there were any.
     bool collect();
-    // Until every client whose engine runs has exactly those up that its engine has.
+    // Waits until every client whose engine runs has exactly the same members up as its engine.
     bool wait_agreement(const Deadline &deadline = Deadline());
-    // Until every client that runs has all nodes and adapters up.
+    // Waits until every running client has all nodes and adapters up.
     bool wait_all_up(const Deadline &deadline = Deadline());
-    // Whether the client of that host has them, by the observer of the same host.
+    // Returns whether the client of that host agrees with the observer of the same host.
     bool agrees(int host);
 
-    // All that clients were told without a reason, or were not told, or should never be told.
+    // All events that clients received without a reason, did not receive, or must never receive.
     std::vector<std::string> complaints(const Patience &patience);
     Patience model_patience() const;
-    // What everybody sees, for messages.
+    // The view of every client and engine, for messages.
     std::string account();
 
   private:

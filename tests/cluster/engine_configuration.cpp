@@ -5,11 +5,11 @@
 namespace hb_test {
 namespace {
 
-// An engine that cannot send spins until it can. By itself on a machine it may do so ahead of everything else; here
-// it would keep its neighbours from what it waits for.
+// An engine that cannot send spins until it can. Alone on a machine it may run ahead of everything else; here
+// that would block its neighbours.
 const char *const SCHEDULING = "    sched_rr: no\n    priority: -5\n";
 
-// Heartbeats of the links go by the token, unless told otherwise for each link.
+// The links' heartbeat times follow the token, unless each link has its own setting.
 void write_links(std::ostream &text, std::size_t links, int timeout) {
     for (std::size_t link = 0; link < links; ++link) {
         text << "    interface {\n        linknumber: " << link

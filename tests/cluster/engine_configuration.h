@@ -1,4 +1,4 @@
-// What stands in a host's corosync.conf.
+// The contents of a host's corosync.conf.
 #ifndef HB_TEST_CLUSTER_ENGINE_CONFIGURATION_H
 #define HB_TEST_CLUSTER_ENGINE_CONFIGURATION_H
 
@@ -18,12 +18,12 @@ struct EngineNode {
 
 struct EngineSettings {
     std::string cluster_name = "hb_test";
-    // Milliseconds without the token until a loss is supposed. The default of the engine makes a death known after
-    // nine seconds; far below this one, a busy machine makes living nodes leave.
+    // Milliseconds without the token until the engine assumes a loss. With the engine's default a death becomes
+    // known after nine seconds. With far less than this value, living nodes leave when the machine is busy.
     int token = 1000;
-    // Milliseconds without an answer until a link is down. The engine's own choice is half of the token.
+    // Milliseconds without an answer until a link is down. The engine's default is half of the token.
     std::optional<int> link_timeout = 400;
-    // Who may talk to the engine beside root.
+    // The user, besides root, that may connect to the engine.
     std::vector<uid_t> users;
 };
 

@@ -1,18 +1,18 @@
-// Watches the Corosync engine of its host by itself, more closely than the daemon does, and writes down all that
-// changes: the witness that tests compare clients with.
+// Watches the Corosync engine of its host, more closely than the daemon does, and writes a line for every
+// change. Tests compare clients with this independent record.
 //
-// Lines of its output, each behind the time of the monotonic clock in seconds:
+// Lines of its output, each preceded by the time of the monotonic clock in seconds:
 //
 //   engine LOCAL_ID                    connected
-//   configuration ID,NAME,ADDRESS,... ...    a node each, with its address on every link; also after a good reload
-//   reload refused
-//   ready                              the first look at everything is done; what was told since "engine" is as it was found
-//   members ID... joined ID... left ID...    as the engine's callback told it; the time is that of the callback
-//   link ID LINK 0|1 TIMES_DOWN        a link to another node: at first, and when either changed
-//   interface LINK 0|1                 whether the local node's own interface of the link has a carrier
+//   configuration ID,NAME,ADDRESS,... ...    each node, with its address on every link; also after a successful
+//   reload reload refused
+//   ready                              the first check of everything is done; lines since "engine" are the
+//   initial state members ID... joined ID... left ID...    from the engine's callback; the time is that of the
+//   callback link ID LINK 0|1 TIMES_DOWN        a link to another node: first its initial state, then each
+//   change interface LINK 0|1                 whether the local node's own interface of the link has a carrier
 //   gone                               the engine has ended
 //
-// It ends with its input.
+// It ends when its input ends.
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <poll.h>
@@ -239,7 +239,7 @@ std::optional<uint64_t> Engine::number_of(const std::string &key, cmap_handle_t 
     return value;
 }
 
-// The positions in the node list follow each other.
+// The positions in the node list are consecutive.
 void Engine::tell_configuration() {
     std::string line = "configuration";
     nodes_.clear();

@@ -12,13 +12,13 @@ namespace {
 using Kind = Told::Kind;
 constexpr double NEVER = std::numeric_limits<double>::infinity();
 
-// What one client was told on one connection.
+// The events of one client on one connection.
 struct Epoch {
     double begin = 0;
     double end = NEVER;        // the loss of the connection
-    std::optional<Told> nodes; // the accounts
+    std::optional<Told> nodes; // the reports of present members
     std::optional<Told> adapters;
-    std::vector<Told> configurations; // the first is what it found
+    std::vector<Told> configurations; // the first is the initial one
     std::vector<Told> events;
 };
 
@@ -48,7 +48,7 @@ struct Mark {
     bool up;
 };
 
-// What the client was told of one member.
+// The events that the client received about one member.
 std::vector<Mark> marks_of(const Epoch &epoch, bool of_nodes, unsigned member) {
     std::vector<Mark> marks;
     for (const Told &told : epoch.events) {
@@ -59,13 +59,13 @@ std::vector<Mark> marks_of(const Epoch &epoch, bool of_nodes, unsigned member) {
     return marks;
 }
 
-// Brings the turns and the marks of one member together, in their order.
+// Matches the turns and the marks of one member, in their order.
 class Matching {
   public:
     Matching(const Turns &turns, const std::vector<Mark> &marks, const Patience &patience, double end)
         : turns_(turns), marks_(marks), patience_(patience), end_(end) {}
 
-    // From the state that the account told; false when there is no way.
+    // Starts from the state in the initial report. Returns false if there is no match.
     bool find(double account, bool up) {
         for (std::size_t first = 0; first <= turns_.size(); ++first) {
             const bool over = first == 0 || turns_[first - 1].at <= account + patience_.early;
@@ -174,7 +174,8 @@ class Explainer {
     }
 
   private:
-    // A daemon that was started after the engine's end knows nobody; one that was there may still hold them for up.
+    // A daemon that started after the engine's end knows no other node. One that ran before may still hold
+    // nodes up.
     std::vector<double> memories(double begin) const {
         std::vector<double> since{begin};
         for (const double end : witness_.ends()) {
@@ -220,7 +221,7 @@ class Explainer {
                                  text_of(turns_of(of_nodes, member, epoch.begin), epoch, patience_));
     }
 
-    // Members that no configuration of the engine ever had.
+    // Finds members that were in none of the engine's configurations.
     void check_strangers(const Epoch &epoch) {
         const std::set<unsigned> nodes = witness_.all_nodes();
         const std::set<unsigned> adapters = witness_.all_adapters();

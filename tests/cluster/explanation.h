@@ -1,4 +1,4 @@
-// Whether what a client was told is what its engine went through: each event for a reason, nothing left out.
+// Checks whether a client's events match what its engine did: each event has a reason, and none is missing.
 #ifndef HB_TEST_CLUSTER_EXPLANATION_H
 #define HB_TEST_CLUSTER_EXPLANATION_H
 
@@ -12,14 +12,14 @@
 namespace hb_test {
 
 struct Explanation {
-    std::vector<std::string> faults; // what was told without a reason, and what was not told
-    // From what the observer saw to the client's event, in seconds, by what the event told.
+    std::vector<std::string> faults; // events without a reason, and missing events
+    // The time from the observer's record to the client's event, in seconds, by kind of event.
     std::map<std::string, std::vector<double>> delays;
     unsigned explained = 0;
-    unsigned passed_over = 0; // turns that were over before the daemon could have seen them
+    unsigned passed_over = 0; // turns that ended before the daemon could have seen them
 };
 
-// The lines of one client, from its start to its end or to a moment in which nothing is under way.
+// The lines of one client, from its start to its end, or to a moment when nothing is in progress.
 Explanation explain(const std::vector<Told> &told, const Witness &witness, const Patience &patience);
 
 } // namespace hb_test

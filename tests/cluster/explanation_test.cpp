@@ -1,4 +1,4 @@
-// The model itself: it accepts what a client has to be told and nothing else.
+// Tests the model itself: it accepts exactly the events that a client must receive.
 #include <gmock/gmock.h>
 
 #include "tests/cluster/explanation.h"

@@ -17,7 +17,7 @@ using Words = std::vector<std::string>;
 struct Command {
     std::size_t fewest_words;
     std::size_t most_words;
-    std::function<std::string(Hosts &, const Words &)> run; // gives what was asked for
+    std::function<std::string(Hosts &, const Words &)> run; // returns the requested information
 };
 
 Words words_of(const std::string &line) {
@@ -117,7 +117,7 @@ std::string with_newline(std::string text) {
     return text;
 }
 
-// Whoever reads the answers takes the line with the error for the last.
+// The caller treats the line with the error as the last line.
 std::string in_one_line(const std::string &text) {
     std::string line;
     std::istringstream stream(text);

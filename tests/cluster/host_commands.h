@@ -1,4 +1,4 @@
-// Lines that make something happen to hosts: faults, repairs, questions.
+// Command lines for hosts: faults, repairs, queries.
 #ifndef HB_TEST_CLUSTER_HOST_COMMANDS_H
 #define HB_TEST_CLUSTER_HOST_COMMANDS_H
 
@@ -10,8 +10,8 @@ namespace hb_test {
 
 extern const char *const HOST_COMMANDS_HELP;
 
-// The answer: what was asked for, if anything, and then a line "ok" with the time at which the command began, in
-// seconds since 1970, or a line "error: ..." and why.
+// The answer: the requested information, if any, and then a line "ok" with the time at which the command began,
+// in seconds since 1970. On failure, a line "error: ..." with the reason.
 std::string obey(Hosts &hosts, const std::string &line);
 
 } // namespace hb_test

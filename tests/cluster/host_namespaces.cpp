@@ -11,8 +11,9 @@
 namespace hb_test {
 namespace {
 
-// A holder waits for the end of its input, which comes when its starter is gone in whatever way. Ctrl-C and timeout(1)
-// signal it together with its starter, which could then not name the namespaces any more to end what runs in them.
+// A holder waits for the end of its input, which comes when its starter ends for any reason. It ignores Ctrl-C
+// and timeout(1), which signal it together with its starter. Otherwise the starter could not find the
+// namespaces any more to end the programs in them.
 const char *const HOST_SCRIPT =
     "trap '' INT TERM HUP; mount -t tmpfs -o mode=755 tmpfs /run && mkdir -p /run/lock && "
     "mount -t tmpfs -o mode=1777 tmpfs /dev/shm && "
@@ -54,7 +55,7 @@ std::vector<std::string> entering_network(const ChildProcess &holder) {
     return {"nsenter", "--target", std::to_string(holder.pid()), "--net"};
 }
 
-// Several commands of ip(8), run inside the holder's network.
+// Runs several commands of ip(8) inside the holder's network.
 void configure(const ChildProcess &holder, const std::string &commands) {
     std::vector<std::string> arguments = entering_network(holder);
     arguments.insert(arguments.end(), {"ip", "-batch", "-"});
@@ -145,7 +146,7 @@ HostNamespaces::~HostNamespaces() {
     for (const pid_t holder : all) {
         namespaces.insert(network_namespace(holder));
     }
-    // A holder that has died already has no namespace to name, and nobody outside has to be hit for that.
+    // A holder that has died has no namespace to look up, and no process outside may be hit instead.
     namespaces.erase("");
     namespaces.erase(network_namespace(getpid()));
     end_processes_in(namespaces, {all.begin(), all.end()});

@@ -1,12 +1,13 @@
-// Hosts of one cluster on one machine: namespaces that stand for a host each, and the networks between them.
+// Hosts of one cluster on one machine: each host is a set of namespaces, and networks connect them.
 //
-// A host is held by a process with a network, a /run, a /dev/shm, System V objects and a name of its own. A
-// further process holds the switch: one bridge for each network, to which every host has a cable. All of it lives
-// in these namespaces alone, so it is gone as soon as no process is left in them; the machine's own interfaces
-// and files are never touched.
+// A process holds each host: a network, a /run, a /dev/shm, System V objects and a name of its own. Another
+// process holds the switch: one bridge for each network, to which every host has a cable. All of it exists only
+// in these namespaces, so it disappears when the last process in them ends. The machine's own interfaces and
+// files are never changed.
 //
-// Holders and programs are told by the kernel to die with the thread that started them, so that one has to last. A program that detaches
-// itself is found by its namespace and ended when the object goes; it outlives only a test that is killed.
+// The kernel ends holders and programs when the thread that started them ends, so that thread must last. A
+// program that detaches itself is found by its namespace and ended by the destructor. It survives only if the
+// test is killed.
 #ifndef HB_TEST_CLUSTER_HOST_NAMESPACES_H
 #define HB_TEST_CLUSTER_HOST_NAMESPACES_H
 
@@ -20,21 +21,21 @@
 namespace hb_test {
 
 struct Finished {
-    int exit_status = -1; // when no signal ended it
+    int exit_status = -1; // if no signal ended it
     std::string output;
     std::string errors;
 };
 
-// Why this machine can hold no such hosts; nothing when it can.
+// Returns why this machine cannot run such hosts; nothing if it can.
 std::optional<std::string> why_no_namespaces();
 
-// Hosts are counted from 1, networks from 0.
+// Hosts are numbered from 1, networks from 0.
 class HostNamespaces {
   public:
     HostNamespaces(int hosts, int networks);
     HostNamespaces(const HostNamespaces &) = delete;
     HostNamespaces &operator=(const HostNamespaces &) = delete;
-    // Ends everything that runs in the namespaces, which then are gone.
+    // Ends everything that runs in the namespaces, which removes them.
     ~HostNamespaces();
 
     int hosts() const { return static_cast<int>(holders_.size()); }
@@ -42,20 +43,20 @@ class HostNamespaces {
     static std::string name(int host) { return "host" + std::to_string(host); }
     static std::string address(int host, int network);
 
-    // A program inside the host, with pipes at its three streams; the ChildProcess is the program itself. Its
-    // working directory is /.
+    // Starts a program inside the host, with pipes at its three streams. The ChildProcess is the program
+    // itself. Its working directory is /.
     std::unique_ptr<ChildProcess> run(int host, const std::vector<std::string> &arguments,
                                       const ChildProcess::Environment &environment = {}) const;
-    // The same to its end; throws when there is none before the deadline.
+    // The same, and waits for its end; throws at the deadline.
     Finished run_to_end(int host, const std::vector<std::string> &arguments,
                         const Deadline &deadline = Deadline()) const;
-    // The words before a program's name that make it run inside the host.
+    // The words before a program's name that run it inside the host.
     std::vector<std::string> entering(int host) const;
 
-    // Where a file of the host's own /run lies for a program outside.
+    // The path by which a program outside reaches a file of the host's own /run.
     std::string outside(int host, const std::string &path_in_host) const;
 
-    // The cable between a host and a network: cut, its two ends lose their carrier.
+    // The cable between a host and a network. When it is cut, both ends lose their carrier.
     void cut(int host, int network) { switch_cable(host, network, "down"); }
     void restore(int host, int network) { switch_cable(host, network, "up"); }
 

@@ -21,7 +21,7 @@ std::string read_file(const std::string &path) {
     return text.str();
 }
 
-// Only what wispd's clients are told to do, whatever this process was started with.
+// Sets the environment of wispd's clients completely, whatever this process was started with.
 ChildProcess::Environment on_socket() {
     return {{"HB_SERVER_SOCKET", WispdOnHost::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
 }
@@ -69,7 +69,7 @@ void WispdOnHost::write_configuration(const std::string &text) const {
     }
 }
 
-// Through a shell for the sake of its log: nobody reads a pipe while a test waits for something else.
+// A shell redirects its log to a file: nothing reads a pipe while a test waits for something else.
 void WispdOnHost::launch() {
     process_ =
         hosts_.places().run(host_,

@@ -22,7 +22,7 @@ struct EnginePatience {
     int grace_seconds = 10;
 };
 
-// A configuration file of wispd for a cluster that the engine tells. More of the file can follow.
+// A configuration file of wispd for a cluster that the engine reports. More text can be appended.
 std::string engine_cluster_file(const EnginePatience &patience = {}, const std::string &more = {});
 
 // One wispd, in the host's own /run. Its programs come from this build.
@@ -35,27 +35,27 @@ class WispdOnHost {
     static std::string socket() { return "/run/wisp"; }
 
     void write_configuration(const std::string &text) const;
-    // Starts it, and does not wait.
+    // Starts wispd without waiting.
     void launch();
-    // Starts it and waits until clients can connect.
+    // Starts wispd and waits until clients can connect.
     testing::AssertionResult start(const Deadline &deadline = Deadline());
-    // SIGTERM: it has to end with 0.
+    // Sends SIGTERM: wispd must exit with 0.
     testing::AssertionResult stop();
     void kill();
-    // Waits for its end by itself; the exit status, -1 when there is none.
+    // Waits until wispd ends by itself. Returns the exit status, -1 if there is none.
     int wait_ended();
     bool running() const { return process_ && process_->running(); }
     pid_t pid() const { return process_->pid(); }
     void send_signal(int signal) const { process_->send_signal(signal); }
 
-    // All that it has logged, over all its starts.
+    // Everything that it has logged, in all its starts.
     std::string log() const;
     bool wait_logged(const std::string &text, const Deadline &deadline = Deadline()) const;
-    // What "wispctl state" prints.
+    // The output of "wispctl state".
     nlohmann::json state() const;
     bool wait_state(const std::function<bool(const nlohmann::json &)> &holds,
                     const Deadline &deadline = Deadline()) const;
-    // Of the processor, in user and system mode, by all of its threads.
+    // Processor time in user and system mode, of all its threads.
     double seconds_used() const;
 
   private:
@@ -64,7 +64,7 @@ class WispdOnHost {
     std::unique_ptr<ChildProcess> process_;
 };
 
-// A program that writes down lines for as long as it runs.
+// A program that writes lines as long as it runs.
 class Recording {
   public:
     Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
@@ -73,7 +73,7 @@ class Recording {
     pid_t pid() const { return process_->pid(); }
     void send_signal(int signal) const { process_->send_signal(signal); }
     void order(const std::string &command) { process_->write_input(command + "\n"); }
-    // The lines that came since the last call; waits for none.
+    // Returns the lines since the last call, without waiting.
     std::vector<std::string> new_lines();
     bool running() { return process_->running(); }
     std::string errors() const { return process_->error_output(); }
@@ -82,34 +82,34 @@ class Recording {
     std::unique_ptr<ChildProcess> process_;
 };
 
-// A client that records everything from its start on.
+// A client that records everything from its start.
 class ClientOnHost {
   public:
-    // Another directory: a client of another build.
+    // Another directory selects a client of another build.
     ClientOnHost(const Hosts &hosts, int host, const std::string &programs = HB_TEST_BIN_DIR);
 
-    // Takes in what came.
+    // Reads the new lines.
     void collect();
     const ToldTable &table() const { return table_; }
     const std::vector<Told> &told() const { return told_; }
-    // From here on, for tests that look at what comes next.
+    // Marks the current position, for tests that check the following events.
     std::size_t mark() {
         collect();
         return told_.size();
     }
-    // The events since then, deaths, joins and updates, each as "death nodes 2", "join adapters 96 97",
+    // The events since the mark: deaths, joins and updates, each as "death nodes 2", "join adapters 96 97" or
     // "configuration nodes 1 2 3".
     std::vector<std::string> events_since(std::size_t mark);
     bool wait_for(const std::function<bool()> &condition, const Deadline &deadline = Deadline());
     bool wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
                  const Deadline &deadline = Deadline());
-    // The first line since then that fulfils it; nothing at the deadline.
+    // The first line since the mark that fulfils the condition; nothing at the deadline.
     std::optional<Told> wait_told(std::size_t mark, const std::function<bool(const Told &)> &wanted,
                                   const Deadline &deadline = Deadline());
     // The program's own table, as "nodes 1 2 adapters 48@1 ...", and its routes, as "10.91.0.1 10.91.0.2".
     std::string own_table();
     std::string route(unsigned node);
-    // Who is up by what it was told, for messages.
+    // The members that are up according to its events, for messages.
     std::string account() const;
     int host() const { return host_; }
 

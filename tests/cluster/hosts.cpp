@@ -15,9 +15,9 @@
 namespace hb_test {
 namespace {
 
-// Every look at an engine is a program that runs, and there are few processors for many engines.
+// Every check of an engine runs a program, and many engines share few processors.
 constexpr int MILLISECONDS_BETWEEN_LOOKS = 20;
-// A tool waits for ever for an engine that is stopped by a signal.
+// A tool waits forever for an engine that is stopped by a signal.
 constexpr std::chrono::seconds LONGEST_ANSWER{5};
 
 std::size_t at(int host) {
@@ -35,7 +35,7 @@ std::string last_lines(const std::string &text, std::size_t wanted) {
     return text.substr(start);
 }
 
-// What stands behind "Name:" in one of the lines.
+// Returns the text after "Name:" in one of the lines.
 std::string field(const std::string &text, const std::string &name) {
     const std::size_t found = text.find("\n" + name + ":");
     if (found == std::string::npos) {
@@ -81,7 +81,7 @@ std::vector<std::string> map_question(EngineMap map) {
     return {"corosync-cmapctl"};
 }
 
-// What a tool of the engine prints; nothing when it does not come to an end.
+// Returns the output of one of the engine's tools; nothing if the tool does not end.
 std::string answer(const HostNamespaces &places, int host, const std::vector<std::string> &question) {
     const std::unique_ptr<ChildProcess> tool = places.run(host, question);
     return tool->wait(Deadline(LONGEST_ANSWER)) ? tool->output() : std::string();
@@ -140,7 +140,7 @@ void Hosts::start(int host) {
     if (engines_[at(host)]) {
         throw std::logic_error("the engine of " + places_.name(host) + " was started already");
     }
-    // The engine makes no directory for its state.
+    // The engine does not create the directory for its state.
     std::filesystem::create_directories(places_.outside(host, ENGINE_STATE));
     engines_[at(host)] = places_.run(host, {"corosync", "-f", "-c", ENGINE_CONFIGURATION});
 }
@@ -169,12 +169,12 @@ void Hosts::kill(int host) {
     remove_shared_memory(host, process);
 }
 
-// A killed engine leaves several megabytes each time, and nobody on its host starts anew.
+// A killed engine leaves several megabytes each time, and its host is never rebooted.
 void Hosts::remove_shared_memory(int host, const std::string &process) const {
     for (const auto &entry : std::filesystem::directory_iterator(places_.outside(host, "/dev/shm"))) {
         const std::string name = entry.path().filename().string();
         if (name.starts_with("qb-" + process + "-") || name.starts_with("qb-corosync-" + process + "-")) {
-            std::error_code ignored; // clients that see the end remove theirs themselves
+            std::error_code ignored; // clients that notice the end remove their files themselves
             std::filesystem::remove_all(entry.path(), ignored);
         }
     }

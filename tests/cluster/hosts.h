@@ -1,6 +1,6 @@
-// A real cluster on this machine: each host runs a Corosync of its own and is on every link.
+// A real cluster on this machine: each host runs its own Corosync and is on every link.
 //
-// Hosts are counted from 1, links from 0. What an engine sees is asked from its own command line tools.
+// Hosts are numbered from 1, links from 0. The engine's own command line tools report what it sees.
 #ifndef HB_TEST_CLUSTER_HOSTS_H
 #define HB_TEST_CLUSTER_HOSTS_H
 
@@ -17,7 +17,7 @@
 
 namespace hb_test {
 
-// Why no such cluster can run on this machine, and what to do about it; nothing when one can.
+// Returns why no such cluster can run on this machine, and what to do about it; nothing if one can.
 std::optional<std::string> why_no_hosts();
 
 struct EngineView {
@@ -35,7 +35,8 @@ enum class EngineMap { cmap, stats };
 
 class Hosts {
   public:
-    // The hosts are there, and no engine runs yet. Each host is a node named like it; its id is the host's number.
+    // The hosts exist, but no engine runs yet. Each host is a node of the same name; its id is the host's
+    // number.
     explicit Hosts(int hosts, int links = 2, const EngineSettings &settings = {});
     Hosts(const Hosts &) = delete;
     Hosts &operator=(const Hosts &) = delete;
@@ -49,13 +50,13 @@ class Hosts {
 
     void start(int host);
     void start_all();
-    // SIGTERM, and the engine has to end with 0.
+    // Sends SIGTERM; the engine must exit with 0.
     void stop(int host);
     // SIGKILL.
     void kill(int host);
     void restart(int host);
     bool running(int host);
-    // For signals of other kinds, while it runs.
+    // For other signals, while it runs.
     ChildProcess &engine(int host);
 
     // ---- Links ----
@@ -67,13 +68,13 @@ class Hosts {
 
     const std::vector<EngineNode> &nodes() const { return nodes_; }
     EngineNode node_of(int host) const;
-    // Writes the node list to every host; the engines take it over with the next start or reload.
+    // Writes the node list to every host. The engines read it at the next start or reload.
     void set_nodes(const std::vector<EngineNode> &nodes);
     // The same for the other settings.
     void set_settings(const EngineSettings &settings);
-    // For one that is wrong, or differs from the others'.
+    // For a configuration that is wrong, or differs from the other hosts'.
     void write_configuration(int host, const std::string &text) const;
-    // Makes all engines read their configuration, told by this host's.
+    // Makes all engines read their configuration. This host's engine sends the request to all.
     Reload reload(int host) const;
 
     // ---- What an engine sees; nothing while it does not answer ----
@@ -82,13 +83,13 @@ class Hosts {
     std::optional<std::string> value(int host, const std::string &key, EngineMap map = EngineMap::cmap) const;
     std::map<std::string, std::string> values(int host, const std::string &prefix,
                                               EngineMap map = EngineMap::cmap) const;
-    // Whether the host's engine reaches the peer's node over the link.
+    // Returns whether the host's engine reaches the peer's node over the link.
     std::optional<bool> reaches(int host, int peer, int link) const;
     std::string log(int host) const;
 
-    // Each of these throws, with the end of the log, when an engine has ended that was not told to.
+    // Each of these throws, with the end of the log, if an engine has ended unexpectedly.
 
-    // Until the running engines are quorate and each sees exactly the nodes of them all.
+    // Waits until the running engines are quorate and each of them sees exactly these nodes.
     bool wait_quorum(const Deadline &deadline = Deadline());
     bool wait_sees(int host, const std::set<unsigned> &members, const Deadline &deadline = Deadline());
     bool wait_reaches(int host, int peer, int link, bool reached, const Deadline &deadline = Deadline());
@@ -108,7 +109,7 @@ class Hosts {
     EngineSettings settings_;
     std::vector<EngineNode> first_nodes_; // by host
     std::vector<EngineNode> nodes_;
-    std::vector<std::unique_ptr<ChildProcess>> engines_; // by host; none while it is not to run
+    std::vector<std::unique_ptr<ChildProcess>> engines_; // by host; null while it must not run
 };
 
 } // namespace hb_test

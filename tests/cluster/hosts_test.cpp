@@ -220,11 +220,11 @@ TEST_F(HostsTest, HostsReachEachOtherOnEveryNetworkThatIsNotCut) {
     const auto reaches = [&](const std::string &address) {
         return places.run_to_end(1, {"bash", "-c", "exec 3<>/dev/tcp/" + address + "/9"}).errors;
     };
-    // Nobody listens there, and to be told so takes an answer from the other host.
+    // No program listens there, and that refusal needs an answer from the other host.
     EXPECT_THAT(reaches("10.91.0.2"), HasSubstr("Connection refused"));
     EXPECT_THAT(reaches("10.91.1.2"), HasSubstr("Connection refused"));
     places.cut(2, 0);
-    // Who asks for the other host's hardware address anew is told that there is none.
+    // A new query for the other host's hardware address finds none.
     ASSERT_EQ(places.run_to_end(1, {"ip", "neigh", "flush", "dev", "link0"}).exit_status, 0);
     EXPECT_THAT(reaches("10.91.0.2"), HasSubstr("No route to host"));
     EXPECT_THAT(reaches("10.91.1.2"), HasSubstr("Connection refused"));
@@ -252,7 +252,7 @@ std::set<std::string> names_in(const std::string &directory) {
     return names;
 }
 
-// The namespaces of every kind that a holder has and this process has not.
+// The namespaces, of every kind, that a holder has and this process does not have.
 std::set<std::string> namespaces_of(const std::vector<pid_t> &holders) {
     std::set<std::string> found;
     for (const pid_t holder : holders) {
@@ -268,7 +268,7 @@ std::set<std::string> namespaces_of(const std::vector<pid_t> &holders) {
     return found;
 }
 
-// The processes that have one of these, or an open descriptor of it, which keeps it alive as well.
+// The processes that are in one of these, or hold an open descriptor of it, which also keeps it alive.
 std::vector<std::string> users_of(const std::set<std::string> &namespaces) {
     std::vector<std::string> users;
     std::error_code gone;
@@ -293,12 +293,12 @@ TEST_F(HostsTest, TenTimesUpAndDownLeavesNoProcessNamespaceInterfaceOrMount) {
     for (int cycle = 0; cycle < 10; ++cycle) {
         Hosts hosts(4, 2);
         hosts.start_all();
-        // One cluster is not waited for: it ends in the midst of its start.
+        // The test does not wait for one cluster: it ends during its start.
         if (cycle != 4) {
             ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
         }
         namespaces.merge(namespaces_of(hosts.places().holders()));
-        // A program that nobody waits for any more, and whose parent is gone.
+        // A program that no process waits for, and whose parent has ended.
         hosts.places().run_to_end(1 + cycle % 4, {"sh", "-c", "cat /dev/zero >/dev/null 2>&1 & :"});
     }
     EXPECT_GE(namespaces.size(), 17U); // four kinds for each host, and the switch's network

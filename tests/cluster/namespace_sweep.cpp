@@ -11,8 +11,8 @@
 namespace hb_test {
 namespace {
 
-// The descriptor keeps a process of the same number that comes later from being hit. One that has ended and is not
-// waited for has no namespace any more, so it is not looked for.
+// The descriptor protects a later process with the same number. A process that has ended but was not waited for
+// is in no namespace, so it is ignored.
 void kill_one_of(pid_t process, const std::set<std::string> &namespaces) {
     if (process <= 1) {
         return;

@@ -1,4 +1,4 @@
-// The processes that are in a network namespace, found and ended.
+// Finds and ends the processes in a network namespace.
 #ifndef HB_TEST_CLUSTER_NAMESPACE_SWEEP_H
 #define HB_TEST_CLUSTER_NAMESPACE_SWEEP_H
 
@@ -12,10 +12,10 @@
 
 namespace hb_test {
 
-// How the kernel names the process's network namespace; empty when there is no such process.
+// The kernel's name of the process's network namespace; empty if there is no such process.
 std::string network_namespace(pid_t process);
 std::vector<pid_t> processes_in(const std::set<std::string> &namespaces);
-// Kills those, other than the spared ones, and waits until they are gone; false when some are not.
+// Kills those processes, except the spared ones, and waits for their end. Returns false if some remain.
 bool end_processes_in(const std::set<std::string> &namespaces, const std::set<pid_t> &spared,
                       const Deadline &deadline = Deadline());
 

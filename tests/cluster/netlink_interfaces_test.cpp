@@ -1,4 +1,4 @@
-// This machine's interfaces, as the kernel tells of them: in a network namespace of the test's own.
+// This machine's interfaces, as the kernel reports them, in the test's own network namespace.
 #include "engine/netlink_interfaces.h"
 
 #include <poll.h>
@@ -35,7 +35,7 @@ bool wait_carries(wispd::Local_Interfaces &interfaces, const char *address, bool
 }
 
 TEST_F(NetlinkInterfacesTest, ACarrierThatIsLostIsToldEveryTime) {
-    std::thread([] { // which alone is in the other namespace
+    std::thread([] { // only this thread is in the other namespace
         ASSERT_EQ(unshare(CLONE_NEWNET), 0);
         const std::unique_ptr<wispd::Local_Interfaces> interfaces = wispd::watch_interfaces();
         order("ip link set lo up");

@@ -1,21 +1,22 @@
-// A client that stays with its daemon through everything: it subscribes to all nodes and adapters, connects again
-// when the daemon has gone, and writes down each event with the time at which it had it in hand.
+// A client that stays with its daemon through all faults. It subscribes to all nodes and adapters and connects
+// again after the daemon has disconnected. It writes each event with the time at which it received it.
 //
-// Lines of its output, each behind the time of the monotonic clock in seconds:
+// Lines of its output, each preceded by the time of the monotonic clock in seconds:
 //
-//   connected LOCAL_NODE                the library is open; the configuration and the accounts follow
-//   lost ERROR                          the daemon has gone
-//   closed ERROR                        it could not be opened, other than that nobody listens; it is tried again
+//   connected LOCAL_NODE                the library is open; configuration and reports of present members
+//   follow lost ERROR                          the daemon has disconnected
+//   closed ERROR                        opening failed for a reason other than a missing daemon; the client
+//   retries
 //   trouble DOING ERROR                 the library failed otherwise
 //   configuration nodes N... adapters A=ADDRESS...
 //   event SEQUENCE configuration nodes N... adapters A=ADDRESS...
 //   event SEQUENCE death|join|account nodes N... [id ID]
 //   event SEQUENCE death|join|account adapters A@INCARNATION[-removed]... [id ID]
 //   event SEQUENCE ffdc ID
-//   table nodes N... adapters A@INCARNATION...      who is up, by the events
+//   table nodes N... adapters A@INCARNATION...      the members that are up, by the events
 //   route N ADDRESS...                              or "error E"
 //
-// Commands on its input: "table", "routes N...". It ends with its input.
+// Commands on its input: "table", "routes N...". It ends when its input ends.
 #include <poll.h>
 #include <unistd.h>
 
@@ -42,7 +43,7 @@ constexpr int DAEMON_HAS_GONE = 16;
 
 struct Recorder {
     std::vector<int> descriptors; // empty while there is no daemon
-    int last_trouble = 0;         // of opening: the same one is told once
+    int last_trouble = 0;         // error of the last failed opening; a repeated one is printed once
     std::unique_ptr<Hb_Group> group = std::make_unique<Hb_Group>();
     std::set<Hb_Node_Number> nodes;
     std::map<Hb_Adapter_Number, Hb_Incarnation> adapters;
@@ -251,7 +252,7 @@ void obey(const Recorder &recorder, const std::string &line) {
     }
 }
 
-// False at the end of the input.
+// Returns false at the end of the input.
 bool take_input(const Recorder &recorder, std::string &unfinished) {
     std::array<char, 4096> buffer{};
     const ssize_t count = read(STDIN_FILENO, buffer.data(), buffer.size());
@@ -292,7 +293,7 @@ void record(Recorder &recorder) {
 } // namespace hb_test
 
 int main() {
-    std::signal(SIGPIPE, SIG_IGN); // a daemon that has gone shows as an error
+    std::signal(SIGPIPE, SIG_IGN); // writing to a stopped daemon then gives an error
     hb_test::Recorder recorder;
     hb_test::record(recorder);
     return hb_terminate() == Hb_Success ? 0 : 1;

@@ -61,7 +61,7 @@ std::vector<std::string> told_by_client(const Words &words) {
 
 ChildProcess::Environment corosync_service_preloaded() {
     const char *options = std::getenv("ASAN_OPTIONS");
-    // The address sanitizer wants to be the first library; one that the preloaded one brings is as good.
+    // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
     return {{"LD_PRELOAD", std::string(HB_TEST_BIN_DIR) + "/../lib/libqz_mox_corosync.so"},
             {"ASAN_OPTIONS", std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0"},
             {"HB_SERVER_SOCKET", WispdOnHost::socket()},

@@ -1,4 +1,4 @@
-// A program inside a host of a cluster that has loaded the cluster service over that host's engine.
+// A program inside a host of a cluster, with the cluster service for that host's engine loaded.
 #ifndef HB_TEST_CLUSTER_SERVICE_ON_HOST_H
 #define HB_TEST_CLUSTER_SERVICE_ON_HOST_H
 
@@ -11,11 +11,12 @@
 
 namespace hb_test {
 
-// What makes a program of this build load the service.
+// The setting that makes a program of this build load the service.
 ChildProcess::Environment corosync_service_preloaded();
 
-// What a client says it was told, one member a line: "death adapter 144", "join node 3", "configuration"; its first
-// account as "group node 3". Understands the example of cluster-event mode and the system tests' client.
+// The events that a client prints, one member a line: "death adapter 144", "join node 3", "configuration". Its
+// first report of members appears as "group node 3". Understands the example of cluster-event mode and the
+// system tests' client.
 std::vector<std::string> told_in_line(const std::string &line);
 
 class ServiceClientOnHost {
@@ -24,16 +25,16 @@ class ServiceClientOnHost {
                         const ChildProcess::Environment &environment = {});
 
     void order(const std::string &command) { recording_.order(command); }
-    // Waits for a line, as it stands.
+    // Waits for exactly this line.
     bool wait_line(const std::string &line, const Deadline &deadline = Deadline());
-    // Until it was told of exactly these, by what it was told since its first account.
+    // Waits until exactly these are up, by the events since its first report of members.
     bool wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
                  const Deadline &deadline = Deadline());
     bool wait_told(std::size_t mark, const std::string &what, const Deadline &deadline = Deadline());
-    // From here on.
+    // Marks the current position.
     std::size_t mark();
     std::vector<std::string> told_since(std::size_t mark);
-    // Deaths of who was not up, and joins of who was.
+    // Deaths of members that were not up, and joins of members that were.
     const std::vector<std::string> &objections() const { return objections_; }
     // For messages.
     std::string account() const;

@@ -11,7 +11,7 @@
 namespace hb_test {
 namespace {
 
-// A neighbour's death is told two token times after the last sign of it, with nothing in between.
+// A neighbour's death is reported two token times after its last sign of life, with no event in between.
 constexpr double QUIET_WHEN_SETTLED = 2.8;
 constexpr double LONGEST_HASTE = 1.5;
 constexpr double SHARE_OF_HASTE = 0.55;
@@ -25,7 +25,7 @@ std::string host_text(int host) {
     return "host " + std::to_string(host);
 }
 
-// Whoever reaches a third by way of a second reaches it directly as well.
+// Checks that every host that reaches a third host through a second one also reaches it directly.
 bool nobody_is_between(const std::set<std::pair<int, int>> &cut, const Hosts &hosts) {
     const auto reach = [&](int one, int other) {
         for (int link = 0; link < hosts.links(); ++link) {
@@ -58,7 +58,7 @@ Storm::Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress)
     : cluster_(cluster), progress_(progress), random_(seed), all_nodes_(cluster.hosts().nodes()),
       faults_(all_faults()) {}
 
-// What breaks and what mends have about the same weight, so that about half of all is broken at a time.
+// Faults and repairs have about the same weight, so that about half of everything is broken at any time.
 std::vector<Storm::Fault> Storm::all_faults() {
     const auto any_running = [this] { return !running().empty(); };
     return {
@@ -150,7 +150,7 @@ void Storm::collect_for(double seconds) {
     }
 }
 
-// Nothing has happened for a while, and every client has what its engine has.
+// Waits until nothing has happened for a while and every client agrees with its engine.
 bool Storm::settle() {
     double last_news = now();
     const bool settled = wait_until([&] {
@@ -183,7 +183,7 @@ void Storm::mend() {
             cluster_.hosts().start(host);
         }
     }
-    // Those that were out of reach while the others reloaded still have the configuration of before.
+    // Hosts that were unreachable while the others reloaded still have the old configuration.
     const bool all_up =
         cluster_.hosts().wait_quorum() && reload_until_taken() && cluster_.wait_all_up() && settle();
     if (!all_up) {
@@ -200,7 +200,7 @@ void Storm::compare() {
     }
     for (int host = 1; host <= hosts.count(); ++host) {
         ClientOnHost &client = cluster_.client(host);
-        // The engine's own tools have the last word, and the client program's own table counts.
+        // The engine's own tools are the final authority. The client program's own table is compared with them.
         const std::optional<EngineView> view = hosts.view(host);
         if (!view || view->members != client.table().nodes()) {
             complain(client.account() + "; the engine's tool tells otherwise:\n" + hosts.account());
@@ -271,12 +271,12 @@ std::vector<int> Storm::startable() const {
     return hosts;
 }
 
-// Whoever is taken out of the configuration was ended before.
+// The engine of a host that is removed from the configuration was ended before.
 std::vector<int> Storm::removable() const {
     return cluster_.hosts().nodes().size() > 2 ? startable() : std::vector<int>();
 }
 
-// wispd starts where its engine answers.
+// wispd is started only where its engine answers.
 std::vector<int> Storm::observed() const {
     std::vector<int> hosts = running();
     std::erase_if(hosts, [&](int host) { return !cluster_.observer(host).witness().engine_runs(); });
@@ -358,7 +358,7 @@ bool Storm::reload() {
     return cluster_.hosts().reload(one_of(running())).accepted;
 }
 
-// An engine that is busy with its members takes none.
+// An engine rejects a reload while its membership changes.
 bool Storm::reload_until_taken() {
     const bool taken = wait_until([this] {
         cluster_.collect();

@@ -1,11 +1,12 @@
-// Faults at random, one after the other, over a whole cluster: links, engines, reloads and wispd itself.
+// Random faults, one after the other, over a whole cluster: links, engines, reloads and wispd itself.
 //
-// Some come while the one before is still being dealt with, some when all is settled. What happens follows from the
-// seed; when it happens, and with it what is possible then, also from how fast the machine is.
+// Some faults come while the previous one is still in progress, some after everything has settled. The seed
+// decides what happens. When it happens, and so what is possible at that time, also depends on the speed of the
+// machine.
 //
-// Two things no operator may do to this engine, and no storm does: leave hosts that reach each other only by way of a
-// third, and engines that run with different node lists. Neither can ever become one membership, and such engines
-// try without a pause.
+// No operator may do two things to this engine, and no storm does them. One is to leave hosts that reach each
+// other only through a third. The other is to run engines with different node lists. Neither can become one
+// membership, and such engines retry without a pause.
 #ifndef HB_TEST_CLUSTER_STORM_H
 #define HB_TEST_CLUSTER_STORM_H
 
@@ -20,10 +21,10 @@ namespace hb_test {
 
 struct StormOutcome {
     std::map<std::string, unsigned> faults; // by kind
-    unsigned hasty = 0;                     // came while the one before was under way
-    unsigned settled = 0;                   // came after all was settled
+    unsigned hasty = 0;                     // came while the previous one was in progress
+    unsigned settled = 0;                   // came after everything had settled
     unsigned agreements = 0;                // times that all clients were compared with their engines
-    std::map<std::string, unsigned> events; // that clients were told, by kind
+    std::map<std::string, unsigned> events; // received by clients, by kind
     std::map<std::string, std::vector<double>> delays;
     unsigned connections = 0;
     unsigned explained = 0;
@@ -37,20 +38,19 @@ struct StormOutcome {
 
 class Storm {
   public:
-    // The cluster has to be started. Whatever happens is also written to the stream, if there is one.
+    // The cluster must be started. Everything that happens is also written to the stream, if there is one.
     Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress = nullptr);
-    // Without faults whose names begin like this.
+    // Excludes faults whose names begin like this.
     void leave_out(const std::string &kind);
 
-    // Makes that many faults, mends everything, and compares what every client was told with what its engine went
-    // through.
+    // Makes that many faults, repairs everything, and compares every client's events with what its engine did.
     StormOutcome run(unsigned faults);
 
   private:
     struct Fault {
         std::string kind;
         std::function<bool()> possible;
-        std::function<std::string()> make; // tells where
+        std::function<std::string()> make; // returns where
         double weight;
     };
 
@@ -79,7 +79,8 @@ class Storm {
     std::vector<int> removable() const;
     std::vector<int> startable() const;
     std::vector<int> observed() const;
-    // Those that are, or are not, cut, and can be changed so that whoever reaches a third reaches it directly.
+    // Links that are cut, or not cut, and can be changed. Every host that reaches a third must still reach it
+    // directly.
     std::vector<std::pair<int, int>> links(bool cut) const;
     bool is_node(int host) const;
     bool all_see_each_other() const;
@@ -103,7 +104,8 @@ class Storm {
     double began_ = 0;
 };
 
-// For people: what was done, on what machine, what clients were told and how fast, and whether it was right.
+// A report for people: the faults, the machine, the clients' events and their delays, and whether they were
+// correct.
 std::string storm_report(const StormOutcome &outcome, const EngineCluster &cluster, unsigned seed);
 
 } // namespace hb_test

@@ -1,4 +1,4 @@
-// A short storm; cluster_storm makes long ones.
+// A short storm; cluster_storm runs long ones.
 #include <gmock/gmock.h>
 
 #include "tests/cluster/cluster_test.h"

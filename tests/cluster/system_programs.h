@@ -1,4 +1,4 @@
-// Programs of the system administrator, which ordinary users do not have in their PATH.
+// Finds the system administrator's programs, which are not in the PATH of ordinary users.
 #ifndef HB_TEST_CLUSTER_SYSTEM_PROGRAMS_H
 #define HB_TEST_CLUSTER_SYSTEM_PROGRAMS_H
 
@@ -10,9 +10,9 @@
 
 namespace hb_test {
 
-// A PATH that has the system's directories before what PATH is.
+// The current PATH with the system's directories in front.
 ChildProcess::Environment with_system_path();
-// The first of them that this PATH does not lead to.
+// The first program that is not found by this PATH.
 std::optional<std::string> missing_program(const std::vector<std::string> &programs);
 
 } // namespace hb_test

@@ -135,7 +135,7 @@ void ToldTable::check_sequence(const Told &told) {
     sequence_ = told.sequence;
 }
 
-// Whoever connects learns all anew. The incarnations of another life of the daemon may begin anew as well.
+// A new connection begins with a new state. The incarnations of a restarted daemon may begin again as well.
 void ToldTable::connect(const Told &told) {
     connected_ = true;
     local_node_ = told.local_node;
@@ -203,7 +203,7 @@ void ToldTable::die(const Told &told) {
     removed_.insert(told.removed.begin(), told.removed.end());
 }
 
-// The library hands on the identifier of nodes' deaths; each is its own.
+// The library passes on the identifier of each node death; all identifiers differ.
 void ToldTable::check_failure(const Told &told) {
     if (told.of_nodes && told.id.empty()) {
         object(told, "a death without a failure identifier");
@@ -234,7 +234,7 @@ void ToldTable::join(const Told &told) {
     }
 }
 
-// Adapters come and go before their nodes, so that only between the two events there are some without a node.
+// Adapters die and join before their nodes, so adapters without a node exist only between the two events.
 void ToldTable::check_whole(const Told &told) {
     if (!has_nodes_ || !has_adapters_ || told.is(Kind::join, false)) {
         return;

@@ -1,4 +1,4 @@
-// What a recording client was told, line by line, and what nobody may ever be told.
+// The events of a recording client, line by line, and the events that must never arrive.
 #ifndef HB_TEST_CLUSTER_TOLD_H
 #define HB_TEST_CLUSTER_TOLD_H
 
@@ -9,7 +9,7 @@
 
 namespace hb_test {
 
-// Adapter numbers in a cluster that an engine tells: node x 48 + link.
+// Adapter numbers in a cluster that an engine reports: node x 48 + link.
 inline constexpr unsigned ADAPTERS_PER_NODE = 48;
 inline unsigned adapter_of(unsigned node, unsigned link) {
     return node * ADAPTERS_PER_NODE + link;
@@ -23,7 +23,7 @@ struct Told {
 
     double at = 0; // by the monotonic clock, in seconds
     Kind kind = Kind::other;
-    unsigned long sequence = 0; // 0: it is no event
+    unsigned long sequence = 0; // 0: not an event
     bool of_nodes = false;
     std::map<unsigned, unsigned> members; // the incarnation of each adapter, 0 of each node
     std::set<unsigned> removed;           // of the members
@@ -40,7 +40,7 @@ struct Told {
 // A line of recording_client.
 Told told_by(const std::string &line);
 
-// Who is up, by what one client was told, and what was wrong with that.
+// The members that are up by one client's events, and the errors in those events.
 class ToldTable {
   public:
     void take(const Told &told);
@@ -50,7 +50,8 @@ class ToldTable {
     std::set<unsigned> adapters() const;
     const std::map<unsigned, unsigned> &incarnations() const { return adapters_; }
     const std::set<unsigned> &configured_nodes() const { return configured_nodes_; }
-    // A death of one who was not up, a join of one who was, a sequence with a gap, and so on; each with its line.
+    // A death of a member that was not up, a join of one that was, a gap in the sequence, and so on; each with
+    // its line.
     const std::vector<std::string> &objections() const { return objections_; }
 
   private:
@@ -67,14 +68,14 @@ class ToldTable {
     bool connected_ = false;
     unsigned local_node_ = 0;
     unsigned long sequence_ = 0;
-    bool has_nodes_ = false; // the account came
+    bool has_nodes_ = false; // the first report of nodes has arrived
     bool has_adapters_ = false;
     std::set<unsigned> nodes_;
     std::map<unsigned, unsigned> adapters_;
     std::map<unsigned, unsigned> highest_; // incarnation of each adapter, on this connection
     std::set<unsigned> configured_nodes_;
     std::set<unsigned> configured_adapters_;
-    std::set<unsigned> removed_; // died as removed; the update has to follow
+    std::set<unsigned> removed_; // died as removed; the configuration update must follow
     std::set<std::string> ids_;
     std::vector<std::string> objections_;
 };

@@ -1,4 +1,4 @@
-// wispd on a real engine: what its clients are told when hosts, links and engines fail and come back.
+// wispd on a real engine: the events of its clients when hosts, links and engines fail and return.
 #include <algorithm>
 #include <csignal>
 #include <sstream>
@@ -18,7 +18,7 @@ using testing::IsSupersetOf;
 
 class WispdOnCorosyncTest : public ClusterTest {
   protected:
-    // Whatever a test does, its clients' events have to have their reasons.
+    // In every test, each event of a client must have a reason.
     void TearDown() override {
         if (cluster_) {
             EXPECT_TRUE(cluster_->wait_agreement()) << cluster_->account();
@@ -32,7 +32,7 @@ class WispdOnCorosyncTest : public ClusterTest {
         }
     }
 
-    // What is on its way to a client is no complaint yet.
+    // An event that is still on its way to a client is not missing yet.
     std::vector<std::string> complaints_at_last() {
         std::vector<std::string> complaints;
         wait_until([&] {
@@ -60,7 +60,8 @@ class WispdOnCorosyncTest : public ClusterTest {
     std::unique_ptr<EngineCluster> cluster_;
 };
 
-// One line for each member of each event, in the order of the events: what dies at once is told at once or not.
+// One line for each member of each event, in the order of the events. Members that die together may share an
+// event or not.
 std::vector<std::string> one_by_one(const std::vector<std::string> &events) {
     std::vector<std::string> all;
     for (const std::string &event : events) {
@@ -84,13 +85,13 @@ std::vector<std::string> told_since(ClientOnHost &client, std::size_t mark) {
     return one_by_one(client.events_since(mark));
 }
 
-// Links flap on a busy machine, and a client is told so; the model accounts for that. What a test itself did has to be
-// among what was told.
+// Links flap on a busy machine, and clients receive those events too; the model accounts for them. The events
+// of the test's own faults must be among those received.
 bool wait_all_told(ClientOnHost &client, std::size_t mark, const std::vector<std::string> &expected) {
     return client.wait_for([&] { return testing::Matches(IsSupersetOf(expected))(told_since(client, mark)); });
 }
 
-// Those that tell of this: "node", "adapter 97", "configuration".
+// The events about this: "node", "adapter 97", "configuration".
 std::vector<std::string> told_of(const std::string &what, ClientOnHost &client, std::size_t mark) {
     std::vector<std::string> events = told_since(client, mark);
     std::erase_if(events, [&](const std::string &event) {
@@ -188,7 +189,7 @@ TEST_F(WispdOnCorosyncTest, ACutLinkIsTheDeathOfItsAdaptersAndOfNobodyElse) {
     const std::size_t mark_1 = cluster.client(1).mark();
     const std::size_t mark_2 = cluster.client(2).mark();
     cluster.hosts().cut(2, 1);
-    // Both neighbours of host 2, and its own adapter, are out of its reach on that link.
+    // On that link host 2 cannot reach its two neighbours, and its own adapter is down.
     ASSERT_TRUE(cluster.client(2).wait_up({1, 2, 3}, {48, 96, 144})) << cluster.account();
     ASSERT_TRUE(cluster.client(1).wait_up({1, 2, 3}, {48, 49, 96, 144, 145})) << cluster.account();
     EXPECT_THAT(told_of("adapter 97", cluster.client(1), mark_1), ElementsAre("death adapter 97"));
@@ -228,7 +229,7 @@ TEST_F(WispdOnCorosyncTest, ALinkThatWentAndCameBackUnseenIsToldAsDeathAndJoin) 
         return cluster.observer(1).wait_for(
             [&] { return (cluster.observer(1).witness().adapters().count(97) != 0) == up; });
     };
-    cluster.wispd(1).send_signal(SIGSTOP); // so that it cannot look in between
+    cluster.wispd(1).send_signal(SIGSTOP); // so that it sees nothing in between
     cluster.hosts().cut(2, 1);
     ASSERT_TRUE(engine_has(false));
     cluster.hosts().restore(2, 1);
@@ -286,7 +287,8 @@ TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
     ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
     const std::size_t mark = client.mark();
 
-    // One that cannot be read, and one that cannot be: an address does not change while the engine runs.
+    // First an unreadable configuration, then an impossible one: an address cannot change while the engine
+    // runs.
     for (int host = 1; host <= 3; ++host) {
         hosts.write_configuration(host, "totem {\n    version: 2\n    token: much\n}\n");
     }
@@ -355,7 +357,7 @@ TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChan
                              cluster.client(1).told().end(),
                              [](const Told &told) { return told.kind == Told::Kind::configuration; }));
     EXPECT_THAT(cluster.client(1).table().objections(), IsEmpty());
-    cluster_.reset(); // the observer has no such table of numbers
+    cluster_.reset(); // the observer does not know these numbers
 }
 
 TEST_F(WispdOnCorosyncTest, ARunningNodeThatAReloadTakesOutDiesOnceAndIsGone) {
@@ -395,7 +397,7 @@ TEST_F(WispdOnCorosyncTest, OtherNamesInWispdsOwnFileAreOneUpdate) {
     EXPECT_THAT(told_of("configuration nodes 1 2", cluster.client(1), mark),
                 ElementsAre("configuration nodes 1 2"));
     EXPECT_THAT(cluster.client(1).table().objections(), IsEmpty());
-    cluster_.reset(); // the observer knows nothing of wispd's own file
+    cluster_.reset(); // the observer does not know wispd's own file
 }
 
 // ---- The engine of wispd's own host ----
@@ -415,7 +417,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpHoldsUpNoClient) {
                 IsSupersetOf({"death node 2", "death node 3", "join node 2", "join node 3"}));
     EXPECT_THAT(client.table().objections(), IsEmpty());
     EXPECT_THAT(another.table().objections(), IsEmpty());
-    cluster_.reset(); // the observer was held up as well
+    cluster_.reset(); // the observer was stopped as well
 }
 
 TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
@@ -428,7 +430,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     EXPECT_EQ(gone.at("engine"), "gone");
     EXPECT_THAT(gone.at("trouble").get<std::string>(), testing::Not(IsEmpty()));
     EXPECT_EQ(gone.at("awaited_nodes"), (nlohmann::json{2, 3}));
-    // Its neighbours see its end as that of any other.
+    // Its neighbours see its end like any other.
     ASSERT_TRUE(cluster.client(2).wait_up({2, 3}, {96, 97, 144, 145})) << cluster.account();
     cluster.hosts().start(1);
     ASSERT_TRUE(cluster.wait_all_up()) << cluster.account();
@@ -446,7 +448,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent)
     };
     const std::size_t mark = cluster.client(2).mark();
     cluster.hosts().engine(1).send_signal(SIGSTOP);
-    EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("silent"))); // and wispd answers
+    EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("silent"))); // wispd still answers
     EXPECT_TRUE(wait_all_told(cluster.client(2), mark, {"death node 1"}));
     cluster.hosts().engine(1).send_signal(SIGCONT);
     EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("connected")));
@@ -532,7 +534,7 @@ TEST_F(WispdOnCorosyncTest, AClientOfTheOtherAbiIsToldTheSame) {
     EXPECT_EQ(other.route(2), cluster.client(1).route(2));
     EXPECT_EQ(other.own_table(), cluster.client(1).own_table());
     EXPECT_THAT(other.table().objections(), IsEmpty());
-    // What a client was told, the observer beside it may not have been told yet.
+    // A client may receive an event before the observer beside it does.
     EXPECT_TRUE(wait_until([&] {
         cluster.collect();
         other.collect();

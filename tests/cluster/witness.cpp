@@ -12,7 +12,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// The daemon tries again after a tenth of a second, then after twice the pause each time.
+// The daemon retries after a tenth of a second, then after twice the previous pause each time.
 constexpr double FIRST_RETRY = 0.2;
 
 unsigned number_in(const std::string &text) {
@@ -88,7 +88,7 @@ void Witness::finish_first_look(double at) {
     }
 }
 
-// One that ended before the first look at it was done was none.
+// An engine that ended before the first check was complete does not count.
 void Witness::end_life(double at) {
     if (lives_.empty() || lives_.back().gone != NEVER) {
         return;
@@ -127,7 +127,7 @@ void Witness::take_configuration(double at, const Words &words) {
     }
     good_reloads_ += lives_.back().ready ? 1 : 0;
     if (told.nodes.count(local_node_) == 0) {
-        return; // a daemon stays with what it had: there has to be a node that it runs on
+        return; // the daemon keeps its configuration: the new one lacks the node that the daemon runs on
     }
     lives_.back().configurations.push_back(told);
     configured_ = told.nodes;
@@ -159,7 +159,7 @@ void Witness::take_members(double at, const Words &words) {
     }
 }
 
-// A count that rose by more than what was seen tells of what happened between two looks.
+// A count that rose by more than the observed changes reveals changes between two checks.
 void Witness::take_link(double at, const Words &words) {
     const Key key{Of::link, number_in(words.at(2)), number_in(words.at(3))};
     const bool up = words.at(4) == "1";
@@ -227,8 +227,8 @@ std::vector<double> Witness::ends() const {
 
 // ---- What a daemon has to make of it ----
 
-// The longer an engine was away, the longer the daemon pauses between its attempts. One that was started later was
-// connected to this engine from its start on.
+// The longer an engine was away, the longer the daemon pauses between its attempts. A daemon that started later
+// has been connected to this engine since its own start.
 double Witness::blind_until(std::size_t life, double since, const Patience &patience) const {
     if (lives_[life].since <= since) {
         return lives_[life].since;
@@ -237,18 +237,18 @@ double Witness::blind_until(std::size_t life, double since, const Patience &pati
     return lives_[life].since + std::min(away, patience.longest_retry) + FIRST_RETRY;
 }
 
-// Whether it ended before the daemon had to have found it.
+// Returns whether the engine ended before the daemon must have found it.
 bool Witness::is_missed(std::size_t life, double since, const Patience &patience) const {
     return lives_[life].since > since && lives_[life].gone <= blind_until(life, since, patience);
 }
 
-// Who was up when the engine ended stays so until somebody says otherwise, or for the grace.
+// A member that was up when the engine ended stays up until another event about it, or until the grace ends.
 struct Witness::Hold {
     bool is_there = false;
-    double from = 0;    // the end of the grace, which may be that of an earlier end of the engine ...
+    double from = 0;    // the end of the grace; it may belong to an earlier end of the engine ...
     double to = 0;      // ... or of the newest
-    bool loose = false; // the daemon may not have known of it
-    std::optional<std::size_t> late_up; // the turn up right before the engine's end
+    bool loose = false; // the daemon may not have known about it
+    std::optional<std::size_t> late_up; // the turn up just before the engine's end
 };
 
 Turns Witness::signal(const Key &key, double since, const Patience &patience) const {
@@ -256,8 +256,9 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
     Turns turns;
     bool up = false;
     Hold hold;
-    double may_still_be_held_until = 0; // in a moment that the daemon may have missed
-    double may_be_held_down_until = 0;  // went down so shortly before the engine's end that it is held for up
+    double may_still_be_held_until = 0; // at a moment that the daemon may have missed
+    double may_be_held_down_until =
+        0; // went down so shortly before the engine's end that the daemon holds it up
     std::optional<std::size_t> late_up;
     const auto expire = [&](double now) {
         if (hold.is_there && hold.to <= now) {
@@ -320,7 +321,7 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
     return turns;
 }
 
-// Up while both are.
+// Up while both are up.
 Turns Witness::both(const Turns &one, const Turns &other) {
     Turns all;
     bool one_up = false;
@@ -373,10 +374,10 @@ std::vector<ToldConfiguration> Witness::configurations(double since, const Patie
             ToldConfiguration next = lives_[i].configurations[n];
             const bool is_known = n == 0 && !all.empty() && same(all.back(), next);
             if (is_known && !missed_before) {
-                continue; // the engine came back with what it had
+                continue; // the engine returned with the same configuration
             }
             next.latest = std::max(next.at, blind);
-            // It may be what the daemon found, or may have been over by then.
+            // The daemon may have found this configuration, or it may have ended by then.
             const bool in_blindness = next.at < blind && (n > 0 || n + 1 < lives_[i].configurations.size());
             next.loose = is_known || in_blindness || is_missed(i, since, patience);
             all.push_back(next);

@@ -21,7 +21,8 @@ std::set<int> adapters_of(const std::set<int> &nodes) {
     return adapters;
 }
 
-// The others miss the node's adapter. The host itself reaches nobody over the link, nor has its own adapter a carrier.
+// The others lose the node's adapter. The host itself reaches no other host over the link, and its own adapter
+// has no carrier.
 std::map<int, Members> told_of_link(int node, int link) {
     std::map<int, Members> told;
     for (const int host : everyone().nodes) {
@@ -33,8 +34,8 @@ std::map<int, Members> told_of_link(int node, int link) {
     return told;
 }
 
-// The others miss the node. The host itself, without an engine, knows nothing of the others any more; its own adapters
-// are as they were.
+// The others lose the node. The host itself has no engine and so no knowledge of the others; its own adapters
+// are unchanged.
 std::map<int, Members> told_of_engine(int node) {
     std::map<int, Members> told;
     for (const int host : others(node)) {

@@ -1,4 +1,4 @@
-// What happens to the cluster in the demo, and what every client has to be told of it.
+// The faults of the demo, and the events that every client must receive for them.
 #ifndef HB_TEST_CLUSTER_DEMO_ACTS_H
 #define HB_TEST_CLUSTER_DEMO_ACTS_H
 
@@ -17,15 +17,15 @@ struct Act {
     std::string short_name;
     std::function<void(hb_test::Hosts &)> happen;
     Told told = Told::death;
-    std::map<int, Members> by_host; // whom each host's client has to be told of
+    std::map<int, Members> by_host; // the members that each host's client must receive events for
 };
 
 std::vector<Act> acts();
 
-// Everyone, as all clients see it in the end.
+// All members, as all clients see them in the end.
 Members everyone();
 
-// Lets it happen and shows it until every client was told all; how long that took.
+// Causes the fault and shows the events until every client has received all. Returns how long that lasted.
 std::vector<Delays> play(Stage &stage, Screen &screen, const Act &act);
 
 } // namespace hb_demo

@@ -38,7 +38,7 @@ Told told_by(const std::string &name) {
 std::map<int, int> adapters_of(const Json &list) {
     std::map<int, int> adapters;
     for (const Json &one : list) {
-        const Json &node = one.at("node"); // null for one that is not configured
+        const Json &node = one.at("node"); // null for an adapter that is not configured
         adapters[one.at("adapter").get<int>()] = node.is_null() ? -1 : node.get<int>();
     }
     return adapters;

@@ -1,4 +1,4 @@
-// What a host's client was told: a line of "hbctl --json watch".
+// An event of a host's client: a line of "hbctl --json watch".
 #ifndef HB_TEST_CLUSTER_DEMO_CLIENT_EVENT_H
 #define HB_TEST_CLUSTER_DEMO_CLIENT_EVENT_H
 
@@ -19,16 +19,16 @@ enum class Told { account, death, join, other };
 struct ClientEvent {
     Time time;
     Told told = Told::other;
-    bool about_nodes = false;    // and not about adapters
-    std::set<int> nodes;         // those that it names
-    std::map<int, int> adapters; // those that it names, with their nodes
-    std::string name;            // of one that is told in its own name alone
+    bool about_nodes = false;    // false: about adapters
+    std::set<int> nodes;         // in the event
+    std::map<int, int> adapters; // in the event, with their nodes
+    std::string name;            // of an event that is shown by name only
 };
 
-// Throws when the line is none of hbctl's.
+// Throws if the line is not from hbctl.
 ClientEvent read_event(const std::string &line);
 
-// How it is shown: a line for each member, none longer than 28 characters.
+// The event as shown: a line for each member, at most 28 characters long.
 std::vector<std::string> lines_of(const ClientEvent &event);
 
 } // namespace hb_demo

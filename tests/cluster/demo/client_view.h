@@ -1,4 +1,4 @@
-// What one client knows by what it was told.
+// The cluster as one client knows it from its events.
 #ifndef HB_TEST_CLUSTER_DEMO_CLIENT_VIEW_H
 #define HB_TEST_CLUSTER_DEMO_CLIENT_VIEW_H
 
@@ -22,10 +22,10 @@ class ClientView {
   public:
     void take(const ClientEvent &event);
 
-    // Whom it takes to be up.
+    // The members that the client considers up.
     const Members &up() const { return up_; }
-    // When it was first told of each of these, at that time or later, that it died or joined, as asked; the last
-    // of these times, and nothing while one is lacking or when there are none.
+    // For each of these members: when the client first received its death, or its join, at that time or later.
+    // Returns the last of these times. Returns nothing if one is missing or there are no members.
     std::optional<Time> told_nodes(const std::set<int> &nodes, Told what, Time since) const;
     std::optional<Time> told_adapters(const std::set<int> &adapters, Told what, Time since) const;
 

@@ -1,5 +1,5 @@
-// What ./demo cluster shows: real engines on three hosts that are namespaces of this machine, with a wispd and a
-// client on each, while a link and an engine fail and come back.
+// The program of ./demo cluster: real engines on three hosts that are namespaces of this machine, with a wispd
+// and a client on each, while a link and an engine fail and return.
 #include <csignal>
 #include <iostream>
 
@@ -82,11 +82,12 @@ int run(const Parts &parts) {
             throw std::runtime_error("signals cannot be taken");
         }
         show(parts);
-        // Hosts and programs are gone by now.
+        // Hosts and programs have ended by now.
         std::cout << "\nThe demo is complete: every client was told every fault and every repair.\n";
         return 0;
     } catch (const std::exception &trouble) {
-        // A signal from the terminal reaches all programs, so one of them may be missed before it is noticed here.
+        // A signal from the terminal reaches all programs, so one of them may end before the signal is noticed
+        // here.
         if (told_to_end != 0) {
             std::cerr << "\ndemo_cluster: interrupted\n";
             return INTERRUPTED;

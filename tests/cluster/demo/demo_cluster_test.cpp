@@ -1,4 +1,4 @@
-// ./demo cluster, as somebody sees it who runs it.
+// ./demo cluster, as its user sees it.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -49,7 +49,7 @@ struct Section {
 };
 
 std::vector<Section> sections_of(const std::string &output) {
-    std::vector<Section> sections(1); // what stands before the first headline
+    std::vector<Section> sections(1); // the lines before the first headline
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("== ")) {
@@ -70,7 +70,7 @@ const Section &section(const std::vector<Section> &sections, const std::string &
     return *found;
 }
 
-// What stands in the host's column, 30 wide, behind the times.
+// The text in the host's column, which is 30 wide and follows the times.
 std::vector<std::string> told(const Section &section, std::size_t host) {
     std::vector<std::string> cells;
     for (const std::string &line : section.lines) {
@@ -139,7 +139,7 @@ std::string read_on_until(ChildProcess &process, const std::string &text) {
 
 // ---- What it leaves ----
 
-// The networks that its children run in, other than this one.
+// The network namespaces of its children, except this process's own.
 std::set<std::string> networks_below(pid_t parent) {
     std::set<std::string> networks;
     const std::string thread = std::to_string(parent);
@@ -188,7 +188,7 @@ TEST_F(DemoClusterTest, ASignalEndsItAndNothingIsLeft) {
     for (const int signal : {SIGINT, SIGTERM}) {
         const TempDir temporary;
         ChildProcess program(demo(), {{"TMPDIR", temporary.path()}});
-        // One comes while it waits for engines, the other while it shows what clients are told.
+        // One signal arrives while it waits for engines, the other while it shows the clients' events.
         read_on_until(program, signal == SIGINT ? "The engines start" : "is cut");
         std::set<std::string> networks;
         ASSERT_TRUE(wait_until([&] {
@@ -240,8 +240,8 @@ TEST_F(DemoClusterTest, SaysWhyAndEndsWithThreeWhereNamespacesAreNotPermitted) {
     EXPECT_EQ(script.output(), "");
 }
 
-// A directory for the front of PATH in which everything is installed but Corosync, nobody is root, and everybody may
-// make namespaces.
+// A directory for the front of PATH. In it everything is installed except Corosync, the user is not root, and
+// every user may make namespaces.
 void pretend_no_engine(const TempDir &directory) {
     const std::vector<std::pair<std::string, std::string>> scripts{
         {"dpkg-query",

@@ -1,5 +1,5 @@
-// What the demo prints: a column for each host's client, a row for each moment, and a table of times at the end.
-// Nothing printed is changed later, so that it reads the same in a file.
+// The output of the demo: a column for each host's client, a row for each moment, and a table of times at the
+// end. Printed lines never change later, so the output reads the same in a file.
 #ifndef HB_TEST_CLUSTER_DEMO_SCREEN_H
 #define HB_TEST_CLUSTER_DEMO_SCREEN_H
 
@@ -13,7 +13,7 @@
 
 namespace hb_demo {
 
-// How long each client took to be told.
+// How long it took until each client received the event.
 struct Delays {
     std::string fault; // empty: the one above
     std::string told;
@@ -25,11 +25,11 @@ class Screen {
     Screen(std::ostream &out, int hosts) : out_(out), hosts_(hosts) {}
 
     void say(const std::string &text);
-    // What follows is timed from then on.
+    // Later events show their time since this moment.
     void headline(const std::string &text, const std::string &explanation, Time begun);
-    // Clients tell by different ways, so what happens at the same time comes in any order: it is shown with flush.
+    // Clients report over separate pipes, so simultaneous events arrive in any order. flush shows them.
     void show(int host, const ClientEvent &event);
-    // Prints all that happened before, in its order; the rest of the hundredth of a second waits for the next time.
+    // Prints all earlier events in order; those of the current hundredth of a second wait for the next call.
     void flush(Time before);
     void flush();
     void table(const std::string &headline, const std::vector<Delays> &rows);

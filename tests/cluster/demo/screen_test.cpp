@@ -1,4 +1,4 @@
-// What the demo makes of the lines that clients print.
+// How the demo shows the lines that clients print.
 #include <sstream>
 
 #include <gmock/gmock.h>

@@ -11,17 +11,17 @@ using hb_test::ChildProcess;
 using hb_test::Deadline;
 using std::chrono::milliseconds;
 
-const std::string SOCKET = "/run/wispd.socket"; // each host has a /run of its own
+const std::string SOCKET = "/run/wispd.socket"; // each host has its own /run
 constexpr std::chrono::seconds LONGEST_ACT{40};
-// So long a line may be on its way from a client.
+// The longest time that a line may need on its way from a client.
 constexpr milliseconds ON_ITS_WAY{150};
-// An engine is several times as patient with a link that has come up a few seconds ago; it asks on each of them five
-// times a second.
+// For some seconds after a link comes up, an engine waits several times longer before it reports it down. The
+// engine probes each link five times a second.
 constexpr unsigned long ANSWERS_ON_AN_OLD_LINK = 45;
-// Each of these looks runs a program.
+// Each check runs a program.
 constexpr milliseconds BETWEEN_LOOKS_AT_ENGINES{100};
 
-// Takes in what there is on both streams without waiting; gives the next whole line.
+// Reads what is available on both streams without waiting. Returns the next whole line.
 std::optional<std::string> next_line(ChildProcess &process) {
     return process.read_line(Deadline(milliseconds(0)));
 }
@@ -122,7 +122,7 @@ void Stage::take_events() {
         }
     }
     for (const auto &daemon : daemons_) {
-        next_line(*daemon); // a log that nobody reads would hold it up
+        next_line(*daemon); // an unread log would block the daemon
     }
 }
 

@@ -1,4 +1,4 @@
-// Three hosts with an engine, a wispd and a client each, and what every client was told so far.
+// Three hosts with an engine, a wispd and a client each, and the events of every client so far.
 #ifndef HB_TEST_CLUSTER_DEMO_STAGE_H
 #define HB_TEST_CLUSTER_DEMO_STAGE_H
 
@@ -15,36 +15,36 @@
 
 namespace hb_demo {
 
-// Where the programs are, and the configuration of every wispd.
+// The path of the programs, and the configuration of every wispd.
 struct Parts {
     std::string programs;
     std::string configuration;
 };
 
-// The demo was told to end.
+// A signal asked the demo to end.
 class Interrupted : public std::exception {};
 
 class Stage {
   public:
     static constexpr int HOSTS = 3;
     static constexpr int LINKS = 2;
-    // As wispd numbers them on an engine.
+    // The number that wispd gives the adapter on an engine.
     static int adapter(int node, int link) { return node * 48 + link; }
 
-    // A signal's handler sets the flag: whoever waits then throws Interrupted.
+    // A signal's handler sets the flag; the function that waits then throws Interrupted.
     Stage(const Parts &parts, Screen &screen, const volatile std::sig_atomic_t &told_to_end);
 
     hb_test::Hosts &hosts() { return hosts_; }
     const hb_test::EngineSettings &settings() const { return settings_; }
     const ClientView &view(int host) const { return views_[at(host)]; }
 
-    // Until they agree, and are used to their links.
+    // Returns when the engines agree and treat their links as established.
     void start_engines();
     void start_daemons();
     void start_clients();
 
-    // Shows what the clients are told until the condition holds; throws, with what there is to know, when it does
-    // not in time or a program has ended.
+    // Shows the clients' events until the condition holds. Throws, with all available information, if it does
+    // not hold in time or a program has ended.
     void play_until(const std::string &what, const std::function<bool()> &condition,
                     std::chrono::milliseconds between_looks = std::chrono::milliseconds(20));
 

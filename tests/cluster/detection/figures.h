@@ -1,4 +1,4 @@
-// What was measured, as a table.
+// The measured values, as a table.
 #ifndef HB_TEST_CLUSTER_FIGURES_H
 #define HB_TEST_CLUSTER_FIGURES_H
 
@@ -7,7 +7,7 @@
 
 namespace hb_test {
 
-// "1.50 (1.20 to 2.10)": the median and the ends, in seconds. A dash when there are none.
+// "1.50 (1.20 to 2.10)": the median, the least and the greatest, in seconds. A dash when there are none.
 std::string in_seconds(std::vector<double> times);
 // The same in milliseconds: "1.5 (1.2 to 20.1) ms".
 std::string in_milliseconds(std::vector<double> times);

@@ -1,5 +1,5 @@
-// Measures on a real cluster on this machine how long it takes until a client is told of a fault, for several token
-// timeouts, and prints a table.
+// Measures on a real cluster on this machine how long it takes until a client receives the event of a fault,
+// for several token timeouts. Prints a table.
 #include <sys/utsname.h>
 
 #include <chrono>

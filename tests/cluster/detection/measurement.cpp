@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 constexpr int WATCHING = 1;
 constexpr unsigned LINKS = 2;
-// The engine gives a link that has just come up more time than its timeout, for about ten seconds.
+// For about ten seconds after a link comes up, the engine gives it more time than its timeout.
 constexpr milliseconds UNTIL_A_LINK_IS_OLD{12000};
 
 // The clock of the client's and the observer's lines.
@@ -45,7 +45,7 @@ class Measurement {
     int failing_hosts() const { return hosts_.count() - 1; }
     Figures links();
     Figures nodes(int host);
-    // After what went wrong: all is up again.
+    // Repairs the fault and waits until everything is up again.
     void mend();
 
   private:
@@ -74,7 +74,7 @@ class Measurement {
     WispdOnHost wispd_;
     std::optional<ClientOnHost> client_;
     std::optional<ObserverOnHost> observer_;
-    // When and where the fault came.
+    // The time and place of the fault.
     double begun_ = 0;
     std::size_t client_mark_ = 0;
     std::size_t observer_mark_ = 0;
@@ -94,7 +94,7 @@ Measurement::Measurement(const Watched_Cluster &cluster)
     observer_.emplace(hosts_, WATCHING);
 }
 
-// Nothing of the fault before may be told after the next one.
+// Events of one fault must not arrive after the next fault.
 void Measurement::settle() {
     std::set<unsigned> nodes;
     std::set<unsigned> adapters;
@@ -112,7 +112,7 @@ void Measurement::settle() {
     wait_a_random_while();
 }
 
-// Faults come at any moment of the engine's own rhythms.
+// Faults happen at random times relative to the engine's own periods.
 void Measurement::wait_a_random_while() {
     poll(nullptr, 0, std::uniform_int_distribution<>(0, token_)(random_));
 }
@@ -248,7 +248,7 @@ void Measurement::stopped(int host, Figures &figures) {
     figures[Figure::node_death_by_stop].push_back(until_node(Kind::death, host));
 }
 
-// As by a failure of its power: nothing of it answers any more.
+// Simulates a power failure: nothing of the host answers any more.
 void Measurement::cut_off(int host, Figures &figures) {
     begin();
     for (int link = 0; link < hosts_.links(); ++link) {
@@ -284,7 +284,7 @@ Measured measure(const Watched_Cluster &cluster, int runs, std::ostream &progres
     for (int run = 0; run < runs; ++run) {
         progress << title << run + 1 << " of " << runs << std::endl;
         try {
-            // A look at the links of every host counts for as many runs.
+            // Checking the links of every host once serves this many runs.
             if (run % measurement.failing_hosts() == 0) {
                 add(measured.figures, measurement.links());
             }

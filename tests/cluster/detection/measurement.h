@@ -1,4 +1,4 @@
-// One cluster, its faults, and how long each takes to be told.
+// One cluster, its faults, and how long the event of each takes.
 #ifndef HB_TEST_CLUSTER_MEASUREMENT_H
 #define HB_TEST_CLUSTER_MEASUREMENT_H
 
@@ -30,7 +30,7 @@ using Figures = std::map<Figure, std::vector<double>>; // seconds
 
 struct Measured {
     Figures figures;
-    int left_out = 0; // runs in which something else happened
+    int left_out = 0; // runs with another, unplanned change
 };
 
 // The cluster's first host has wispd, a client and an observer of the engine; the others fail.
