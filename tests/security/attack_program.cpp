@@ -1,4 +1,4 @@
-// hb_attack: makes one attack and says what happened.
+// hb_attack: makes one attack and prints its result.
 #include "tests/security/attack.h"
 
 #include <cerrno>

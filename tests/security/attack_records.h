@@ -1,4 +1,4 @@
-// The records that a client sends to wispd, made without the library, which would send nothing odd.
+// The records that a client sends to wispd, made without the library, which would not send invalid ones.
 #ifndef HB_TEST_SECURITY_ATTACK_RECORDS_H
 #define HB_TEST_SECURITY_ATTACK_RECORDS_H
 
@@ -7,20 +7,20 @@
 
 namespace hb_test {
 
-// A connected stream socket that stays open until the program ends; -1 with the reason in errno.
+// Returns a connected stream socket that stays open until the program ends; -1 with the reason in errno.
 int connect_to(const std::string &path);
-// False when the other side does not take it.
+// Returns false if the other side does not accept it.
 bool send_all(int socket, const std::string &bytes);
-// Reads so many bytes; false at the end of the stream.
+// Reads this many bytes. Returns false at the end of the stream.
 bool read_all(int socket, char *into, std::size_t count);
 
 std::string request_record(int32_t kind, const std::string &body = {});
-// All nodes: deaths, joins and who is up.
+// Subscribes to all nodes: deaths, joins and reports of present members.
 std::string subscription_record(const std::string &name);
-// Of a network of the local node: enable (207), disable (208).
+// For a network of the local node: enable (207), disable (208).
 std::string adapter_record(int32_t kind, int16_t network);
 
-// Asks for the configuration and reads up to the answer; false when the connection ends before.
+// Requests the configuration and reads up to the answer. Returns false if the connection ends before.
 bool answers(int socket);
 
 } // namespace hb_test

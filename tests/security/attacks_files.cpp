@@ -1,4 +1,4 @@
-// Attacks on what wispd makes in the system: its lock file, the keys of its segments, its semaphores.
+// Attacks on wispd's objects in the system: its lock file, the keys of its segments, its semaphores.
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -53,7 +53,7 @@ const Add_Attack OPEN_MEMORY{{"open-memory", "PROCESS: open the memory of a proc
 
 // ---- The keys ----
 
-// Objects under the keys that ftok() gives for inodes. All go at the end.
+// Objects for the keys that ftok() makes from inodes. The destructor removes all of them.
 class Squatted_Keys {
   public:
     Squatted_Keys(const struct stat &file, unsigned before) : file_(file), before_(before) {}
@@ -68,7 +68,7 @@ class Squatted_Keys {
         }
     }
 
-    // Of the inode so many behind the first, which lies so many before the file's.
+    // The inode at this distance after the first one. The first one lies at a fixed distance before the file's.
     void take_segment(unsigned behind) {
         const int id = shmget(key('g', behind), 1, IPC_CREAT | IPC_EXCL | 0600);
         if (id >= 0) {

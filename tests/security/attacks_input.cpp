@@ -1,4 +1,4 @@
-// Attacks by what a program reads: from a daemon, from shared memory, from what it inherited.
+// Attacks through a program's input: from a daemon, from shared memory, from inherited descriptors.
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -52,7 +52,7 @@ bool write_whole(int connection, const std::string &bytes) {
     return send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
-// The kind of the next request; 0 at the end.
+// Returns the kind of the next request; 0 at the end.
 int32_t next_request(int connection) {
     int32_t length = 0;
     if (!read_whole(connection, reinterpret_cast<char *>(&length), sizeof length) || length < 12) {
@@ -97,11 +97,11 @@ int hostile_daemon(const Words &words) {
     }
 }
 
-// Escapes of JSON for C0 and DEL; the rest as it is.
+// Escapes C0 and DEL for JSON; other characters are unchanged.
 constexpr char STEERING[] = "\\u001b[2J\\u007f\xc2\x9b"
                             "31m\xe2\x80\xae";
 
-// Takes the place of wispd's control socket, and answers with what misleads or never ends.
+// Replaces wispd's control socket, and sends misleading or endless answers.
 int hostile_control(const Words &words) {
     const int listening = listen_at(words.at(0));
     const std::string &how = words.at(1);
@@ -135,7 +135,7 @@ int squat(const Words &words) {
     return 0;
 }
 
-// A program that another one starts looks for a connection that it was left.
+// A program started by another one searches for an inherited connection.
 int inherited_sockets(const Words &) {
     int found = 0;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {

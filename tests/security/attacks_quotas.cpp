@@ -1,4 +1,4 @@
-// Attacks that use up what all users share: connections, subscriptions, memory, control connections, the log.
+// Attacks that use up shared resources: connections, subscriptions, memory, control connections, the log.
 #include "tests/security/attack.h"
 #include "tests/security/attack_records.h"
 
@@ -29,7 +29,7 @@ void want_descriptors() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// What is left of the wanted number, which is held until the input ends.
+// The part of the wanted number that was accepted; it is held until the input ends.
 int hold(std::size_t got, std::size_t wanted, const char *what) {
     say("holds " + std::to_string(got) + " of " + std::to_string(wanted) + " " + what);
     wait_for_end_of_input();
@@ -63,7 +63,7 @@ int hold_subscriptions(const Words &words) {
     return hold(held, connections * each, "subscriptions");
 }
 
-// Asks without end and reads no answer.
+// Sends requests without end and reads no answer.
 int fill_queues(const Words &words) {
     need(words, 3, "the path of the socket, a number of connections and a number of requests of each");
     const std::size_t connections = std::stoul(words[1]);
@@ -75,7 +75,7 @@ int fill_queues(const Words &words) {
         }
         held.push_back({socket, POLLRDHUP, 0});
     }
-    // The daemon has acted on all of it when one that asks now has its answer, or is rejected.
+    // When a new request is answered or rejected, the daemon has processed everything before it.
     answers(connect_to(words[0]));
     poll(held.data(), held.size(), 0);
     std::size_t left = 0;
@@ -85,7 +85,7 @@ int fill_queues(const Words &words) {
     return hold(left, connections, "connections that do not read");
 }
 
-// Connects to the control socket and asks nothing. One that is rejected gets a line at once.
+// Connects to the control socket and sends nothing. A rejected connection receives a line at once.
 int hold_control(const Words &words) {
     need(words, 2, "the path of the control socket and a number");
     const std::size_t wanted = std::stoul(words[1]);
@@ -93,7 +93,7 @@ int hold_control(const Words &words) {
     for (std::size_t i = 0; i < wanted; ++i) {
         held.push_back({connect_to(words[0]), POLLIN, 0});
     }
-    // Connections are accepted in their order: the others were when this one is answered.
+    // Connections are accepted in order. When this one is answered, all earlier ones have been accepted.
     const int last = connect_to(words[0]);
     send_all(last, "{\"do\":\"nothing\"}\n");
     pollfd answered{last, POLLIN, 0};
@@ -121,12 +121,12 @@ int act_repeatedly(const Words &words) {
     return 0;
 }
 
-// On many connections, as fast as wispd takes them, until standard input ends.
+// Sends on many connections, as fast as wispd reads, until standard input ends.
 int flood(const Words &words) {
     need(words, 2, "the path of the socket and a number of connections");
     struct Flooded {
         int socket;
-        std::size_t sent = 0; // of the requests; the next piece goes on where the last one was cut
+        std::size_t sent = 0; // bytes of the requests; the next piece continues where the last one ended
     };
     std::vector<Flooded> all;
     for (int i = 0; i < std::stoi(words[1]); ++i) {
@@ -147,11 +147,11 @@ int flood(const Words &words) {
     return 0;
 }
 
-// Each time the adapter dies of the suspicion, if wispd confirms it at once, and is enabled again.
+// If wispd confirms suspicions at once, the adapter dies each time. It is then enabled again.
 int suspect_repeatedly(const Words &words) {
     need(words, 2, "the path of the socket and a number");
     constexpr int32_t ADAPTER_MAY_BE_DOWN = 205;
-    constexpr std::size_t ADAPTER = 3; // of network 1; the length of the body is the number
+    constexpr std::size_t ADAPTER = 3; // of network 1; the body has this length
     const int socket = connect_to(words[0]);
     for (int i = 0; i < std::stoi(words[1]); ++i) {
         if (!send_all(socket, request_record(ADAPTER_MAY_BE_DOWN, std::string(ADAPTER, '\0'))) ||

@@ -9,7 +9,7 @@
 namespace hb_test {
 namespace {
 
-// A reader that enters the route segment and never leaves it keeps the daemon from publishing routes.
+// A reader that enters the route segment and never leaves prevents the daemon from publishing routes.
 int count_in(const Words &words) {
     if (words.size() != 1) {
         throw std::invalid_argument("expected the path of the socket");

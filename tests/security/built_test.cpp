@@ -1,4 +1,4 @@
-// What is installed is built as a distribution builds its packages.
+// The installed files are built as a distribution builds its packages.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -58,7 +58,7 @@ TEST_F(Installed_File, ResolvesItsSymbolsAtOnceAndThenMakesThemReadOnly) {
 
 TEST_F(Installed_File, ChecksItsStack) {
     for (const std::string &file : installed_files()) {
-        if (!file.ends_with("/libqz_mox.so")) { // no function of it has an array
+        if (!file.ends_with("/libqz_mox.so")) { // its functions have no arrays
             EXPECT_NE(output_of("readelf -sW " + file).find("__stack_chk_fail"), std::string::npos) << file;
         }
     }
@@ -90,7 +90,7 @@ TEST_F(Installed_File, CallsTheCheckedFunctions) {
     }
 }
 
-// Each branch target of the compiled code is marked; whether a processor checks it is the system's choice.
+// Each branch target of the compiled code is marked. The system decides whether a processor checks the marks.
 TEST_F(Installed_File, MarksItsBranchTargets) {
     for (const char *file :
          {HB_TEST_LIB_DIR "/libhb_client.so", HB_TEST_BIN_DIR "/wispd", HB_TEST_BIN_DIR "/hbctl"}) {

@@ -1,10 +1,10 @@
-// Runs a program with the restrictions of a service unit, where no service manager runs.
+// Runs a program with the restrictions of a service unit on a machine without a service manager.
 //
 //     confined [--writable DIRECTORY] UNIT PROGRAM [WORD]...
 //
-// Applied are capabilities, no new privileges, umask, limits, the read-only file system, address families, namespaces,
-// executable memory, scheduling, personality and the system-call filter. Groups of system calls are those of this
-// machine's systemd-analyze.
+// It applies capabilities, no new privileges, umask, limits, the read-only file system, address families,
+// namespaces, executable memory, scheduling, personality and the system-call filter. The groups of system calls
+// are those of this machine's systemd-analyze.
 #include "tests/security/unit_file.h"
 
 #include <algorithm>
@@ -108,7 +108,7 @@ void set_limit(int which, const std::string &text) {
         rlimit limit = {};
         const auto resource = static_cast<__rlimit_resource>(which);
         demand(getrlimit(resource, &limit) == 0, "getrlimit");
-        // A container may have less than the unit asks for, and may not raise it.
+        // A container may have a lower limit than the unit sets, and may not raise it.
         const rlim_t value = std::min<rlim_t>(std::stoul(text), limit.rlim_max);
         limit = {value, value};
         demand(setrlimit(resource, &limit) == 0, "setrlimit");
@@ -117,7 +117,7 @@ void set_limit(int which, const std::string &text) {
 
 // ---- System calls ----
 
-// The calls of one word of a filter, groups resolved.
+// Returns the calls of one word of a filter, with groups resolved.
 Names calls_of(const std::string &word) {
     if (word.front() != '@') {
         return {word};

@@ -1,4 +1,4 @@
-// The programs of this build, with a wispd that puts the restrictions of its unit on itself.
+// The programs of this build. Their wispd applies the restrictions of its unit to itself.
 #ifndef HB_TEST_SECURITY_CONFINED_PROGRAMS_H
 #define HB_TEST_SECURITY_CONFINED_PROGRAMS_H
 
@@ -10,7 +10,7 @@
 
 namespace hb_test {
 
-// Why the restrictions cannot be put on here; empty when they can.
+// Returns why the restrictions cannot be applied here; empty if they can.
 std::string why_not_confined();
 std::string confined_path();
 

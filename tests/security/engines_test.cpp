@@ -13,7 +13,7 @@ TEST(Confined_Service_On_Engines, ReportsEveryFaultAndEveryRepair) {
     if (const std::string why = why_not_confined(); !why.empty()) {
         GTEST_SKIP() << why;
     }
-    const Confined_Programs confined({"/run"}); // of each host: the sockets are there
+    const Confined_Programs confined({"/run"}); // of each host; it contains the sockets
     ChildProcess demo({programs_of_this_build().path("demo_cluster"), "--programs",
                        confined.programs().directory, "--config",
                        HB_TEST_SOURCE_DIR "/examples/demo/corosync.toml"});

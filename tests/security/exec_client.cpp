@@ -1,4 +1,4 @@
-// A client that opens the library and then becomes the program that it is given.
+// A client that opens the library and then executes the given program.
 #include <cstdio>
 
 #include <unistd.h>

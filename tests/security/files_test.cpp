@@ -20,7 +20,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// Segments and semaphores of its own, so that no other program's are in the way, and none of its are in theirs.
+// Uses separate segments and semaphores, so that tests and other programs do not disturb each other.
 class FilesUnderAttack : public testing::Test {
   protected:
     void SetUp() override {
@@ -35,7 +35,7 @@ class FilesUnderAttack : public testing::Test {
         ASSERT_EQ(chmod(daemon->directory().c_str(), 0755), 0);
     }
 
-    // One that goes on until its input ends; it has said the line.
+    // Starts a program that has printed the line and runs until its input ends.
     std::unique_ptr<ChildProcess> attack(Role role, const std::vector<std::string> &words,
                                          const std::string &line) {
         std::unique_ptr<ChildProcess> attacker = programs->start(role, words);
@@ -84,7 +84,7 @@ TEST_F(FilesUnderAttack, ALockThatEverybodyCouldReadIsReplacedWhenAnOutsiderHold
 
 TEST_F(FilesUnderAttack, ASecondDaemonNamesTheProcessThatHoldsTheLock) {
     ASSERT_TRUE(daemon->start());
-    // Another number than that of the process that holds it.
+    // A number other than the process id of the lock's holder.
     std::ofstream(daemon->socket() + ".lock")
         << "pid 1\nsegments 0x00000001 0x00000002 0x00000003\nsemaphores 0x00000004\n";
     const Ended second =
@@ -153,7 +153,7 @@ TEST_F(FilesUnderAttack, AWriterThatIsNoneHoldsReadersUpForAMomentOnly) {
 
 TEST_F(FilesUnderAttack, ReadersThatAreNoneKeepNoRouteFromBeingPublished) {
     ASSERT_TRUE(daemon->start());
-    // A program that has the segment, and could be inside for all that wispd knows.
+    // A program that has attached the segment. For all that wispd knows, it could be inside.
     const auto reader = programs->start(Role::other_client, {"hbctl", "--socket", daemon->socket(), "watch"});
     EXPECT_TRUE(reader->read_until("node")) << reader->error_output();
     const std::vector<std::vector<std::string>> ways = {

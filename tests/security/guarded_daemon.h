@@ -23,7 +23,7 @@ inline std::string groups_of_roles() {
 
 class Guarded_Daemon {
   public:
-    // The keys of [daemon], each on a line, and what follows that table.
+    // The keys of [daemon], each on its own line, and the rest of the file.
     explicit Guarded_Daemon(const std::string &settings = groups_of_roles())
         : daemon_(programs_of_this_build(), small_cluster_file() + "\n[daemon]\n" + settings),
           programs_(programs_of_this_build()) {}

@@ -64,7 +64,7 @@ key_t key_of(const std::string &path, int project) {
 
 std::string hostile_configuration() {
     std::string body = number(int16_t{1}) + zeros(2);
-    for (const int32_t count : {8, 2, 1, 1}) { // nodes at most, adapters of a node, adapters, networks
+    for (const int32_t count : {8, 2, 1, 1}) { // node slots, adapter slots of a node, adapters, networks
         body += number(count);
     }
     body += address() + number(int16_t{0}) + padded("eth0", 38) + number(int32_t{2}) + number(int32_t{1});

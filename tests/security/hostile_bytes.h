@@ -1,4 +1,4 @@
-// What a hostile daemon puts on the wire and into shared memory.
+// The bytes that a hostile daemon sends and writes to shared memory.
 #ifndef HB_TEST_SECURITY_HOSTILE_BYTES_H
 #define HB_TEST_SECURITY_HOSTILE_BYTES_H
 
@@ -7,14 +7,14 @@
 
 namespace hb_test {
 
-// A record behind its length: the configuration of one node, number 1, with one adapter. Its network's name steers a
-// terminal in every way that there is: C0, DEL, C1, a bidirectional control and a byte that is no UTF-8.
+// A record after its length: the configuration of one node, number 1, with one adapter. Its network's name
+// contains every kind of terminal control: C0, DEL, C1, a bidirectional control and an invalid UTF-8 byte.
 std::string hostile_configuration();
 
-// A record behind its length: a route of this many hops, all of them 6.6.6.6.
+// A record after its length: a route with this many hops, all of them 6.6.6.6.
 std::string hostile_route_reply(uint32_t hops);
 
-// Segments and semaphores under the keys of the path, which hold a valid route to node 1 of so many hops.
+// Segments and semaphores with the keys of the path. They hold a valid route to node 1 with this many hops.
 class Hostile_Ipc {
   public:
     // Throws std::system_error.

@@ -1,4 +1,4 @@
-// What a client is sent or finds that no honest daemon made.
+// Messages and shared memory that no honest daemon would make, and how a client handles them.
 #include <filesystem>
 
 #include <sys/stat.h>
@@ -81,7 +81,7 @@ TEST_F(Hostile_Daemon, ItsConnectionIsNotLeftToAProgramThatTheClientStarts) {
     EXPECT_EQ("", end.output);
 }
 
-// Who calls a program that has root's rights does not choose its daemon.
+// The caller of a program with root's rights cannot choose the program's daemon.
 TEST_F(Hostile_Daemon, TheEnvironmentDoesNotLeadAProgramWithMoreRightsThanItsCallerToIt) {
     serve(Role::outsider, 1, "segments");
     const std::vector<std::string> plain = {"env", "HB_SERVER_SOCKET=" + socket,

@@ -1,4 +1,4 @@
-// What one user causes, results included, takes at most 200 lines of each level a minute, and what is left out is counted.
+// One user causes at most 200 log lines of each level a minute, including results. Omitted lines are counted.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ class Log_Bound : public testing::Test {
         return count;
     }
 
-    // The user's own lines, the two about what was left out, and those about wispd's start and end.
+    // The user's own lines, the two about omitted lines, and those about wispd's start and end.
     static constexpr std::size_t MOST = 200 + 2 + 4;
 
     std::unique_ptr<Guarded_Daemon> guarded_;
@@ -44,7 +44,7 @@ TEST_F(Log_Bound, HoldsForAThousandRequestsAndTheirResults) {
     EXPECT_EQ(attack(Role::actor, {"act-repeatedly", daemon().socket(), "1000"}).output,
               "sent 1000 requests\n");
     EXPECT_GE(lines_of("info"), 200u);
-    // Nothing is hidden of what another user does.
+    // All lines about another user are logged.
     EXPECT_EQ(guarded_->wispctl(Role::administrator, {"node-down", "3"}).exit_status, 0);
     EXPECT_TRUE(daemon().wait_logged("nodes died: 3"));
     EXPECT_TRUE(daemon().stop());

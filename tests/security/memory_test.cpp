@@ -1,4 +1,4 @@
-// Keys are in the memory of wispd's clients: nobody but root reads it from outside.
+// The memory of wispd's clients holds keys. Only root can read it from outside.
 #include <csignal>
 
 #include <sys/stat.h>

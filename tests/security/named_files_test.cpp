@@ -1,4 +1,5 @@
-// Files that requests on the control socket name: what an administrator can have wispd read, and learn from it.
+// Files that control requests name: which files an administrator can make wispd read, and what it reveals of
+// them.
 #include <fstream>
 
 #include <sys/stat.h>
@@ -30,7 +31,7 @@ class Named_Files : public testing::Test {
         }
     }
 
-    // The group may use the control socket.
+    // This group may use the control socket.
     static std::string configuration() {
         return small_cluster_file() + "[daemon]\ncontrol_group = \"" + std::to_string(CONTROL_GROUP) + "\"\n";
     }
@@ -46,7 +47,7 @@ class Named_Files : public testing::Test {
         line.insert(line.end(), words.begin(), words.end());
         return programs->run(role, line);
     }
-    // Both verbs that name a file.
+    // The two verbs that name a file.
     void expect_refused(Role role, const std::string &path, const std::string &why) {
         for (const std::string verb : {"reconfigure", "play"}) {
             const Ended end = wispctl(role, {verb, path});

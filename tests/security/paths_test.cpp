@@ -1,4 +1,4 @@
-// What other accounts can do with the paths that wispd uses, and what its caller's environment does to it.
+// How other accounts, and the caller's environment, can affect the paths that wispd uses.
 #include "tests/security/roles.h"
 
 #include <filesystem>
@@ -44,10 +44,10 @@ class PathsUnderAttack : public testing::Test {
         return {programs->path("wispd"), "--config",    daemon->configuration_file(), "--socket",
                 daemon->socket(),        "--foreground"};
     }
-    // One that is expected to refuse to start.
+    // Runs a wispd that must refuse to start.
     Ended refusal(const std::vector<std::string> &words) const { return programs->run(Role::root, words); }
     Ended refusal() const { return refusal(wispd_line()); }
-    // The same line behind what a shell does first.
+    // The same command, after these commands of a shell.
     std::unique_ptr<ChildProcess> start_behind(const std::string &script, Role role = Role::root) const {
         std::vector<std::string> words{"sh", "-c", script + "; exec \"$@\"", "sh"};
         const std::vector<std::string> line = wispd_line();
@@ -84,7 +84,7 @@ TEST_F(PathsUnderAttack, ADirectoryWhereOthersCouldExchangeTheSocketIsRefused) {
     EXPECT_TRUE(daemon->stop());
 }
 
-// `setfacl -m u:64001:rwx`: the mode alone shows the list's mask as the bits of root's group.
+// Acts like `setfacl -m u:64001:rwx`. In the mode, the list's mask then appears as the bits of root's group.
 TEST_F(PathsUnderAttack, ADirectoryWithAnAccessListForAClientIsRefused) {
     struct Entry {
         uint16_t tag;
@@ -117,7 +117,7 @@ TEST_F(PathsUnderAttack, AFileOfTheLocksNameIsNeitherOverwrittenNorRemoved) {
     std::filesystem::remove(lock);
     ASSERT_EQ(chmod(daemon->directory().c_str(), 01777), 0);
     EXPECT_EQ(0, programs->run(Role::outsider, {"sh", "-c", "echo pid 1 > \"$1\"", "sh", lock}).exit_status);
-    // The system itself may keep root from opening such a file for making it.
+    // The system itself may stop root from opening such a file with O_CREAT.
     EXPECT_THAT(refusal().errors, testing::AnyOf(HasSubstr("the lock file " + lock + " belongs to user 65534"),
                                                  HasSubstr("cannot open the lock file " + lock)));
     EXPECT_EQ("pid 1\n", content_of(lock));

@@ -1,4 +1,4 @@
-// One user that takes all it can get takes nothing from other users and from root.
+// A user that uses up its whole share takes nothing from other users or root.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ class Quota : public testing::Test {
         guarded_ = std::make_unique<Guarded_Daemon>(groups_of_roles() + settings);
         ASSERT_TRUE(guarded_->start());
     }
-    // Its first line. The attack holds what it got until release().
+    // Returns its first line. The attack keeps what it got until release().
     std::string attack(Role role, std::vector<std::string> words) {
         words.insert(words.begin(), "hb_attack");
         attacks_.push_back(guarded_->programs().start(role, words));
@@ -40,7 +40,7 @@ class Quota : public testing::Test {
     }
     std::string socket() { return guarded_->daemon().socket(); }
     std::string control() { return guarded_->daemon().control(); }
-    // What `wispctl state` shows of a user; null when it holds nothing.
+    // What `wispctl state` shows about a user; null if it holds nothing.
     json holding(Role role) {
         const json users = guarded_->state().at("users");
         for (const json &user : users) {
@@ -150,7 +150,7 @@ TEST_F(Quota, IdleControlConnectionsExpire) {
     EXPECT_EQ(guarded_->wispctl(Role::administrator, {"state"}).exit_status, 0);
 }
 
-// Each of these requests costs wispd much in a cluster of full size, and the attack never pauses.
+// Each of these requests is expensive for wispd in a full cluster, and the attack never pauses.
 TEST_F(Quota, TimeIsLeftToRootWhileAUserAsksWithoutEnd) {
     guarded_ = std::make_unique<Guarded_Daemon>();
     guarded_->daemon().write_configuration(full_cluster_file() + "\n[daemon]\n" + groups_of_roles());

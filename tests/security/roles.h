@@ -1,4 +1,4 @@
-// The accounts that attacks are made from, and the programs where these accounts can run them.
+// The accounts that attacks run as, and the programs in a place where these accounts can run them.
 #ifndef HB_TEST_SECURITY_ROLES_H
 #define HB_TEST_SECURITY_ROLES_H
 
@@ -14,8 +14,8 @@
 
 namespace hb_test {
 
-// An outsider is in no group of wispd's. A client is in [daemon] group, an actor in act_group as well, and an
-// administrator in control_group besides. The ids belong to nobody on a Debian system.
+// An outsider is in none of wispd's groups. A client is in [daemon] group, an actor also in act_group, and an
+// administrator also in control_group. No account on a Debian system has these ids.
 enum class Role { root, outsider, client, other_client, actor, administrator };
 
 inline constexpr int OUTSIDER_USER = 65534;
@@ -36,14 +36,15 @@ struct Ended {
 };
 void PrintTo(const Ended &ended, std::ostream *out);
 
-// Copies of a build's programs and libraries that everybody may run, which the build's directory need not be.
+// Copies of a build's programs and libraries that every user may run; the build directory may be closed to
+// others.
 class Public_Programs {
   public:
     explicit Public_Programs(const Programs &programs);
 
-    // words[0] is a program of the build, or any other that PATH finds.
+    // words[0] is a program of the build, or any program in PATH.
     std::unique_ptr<ChildProcess> start(Role role, const std::vector<std::string> &words) const;
-    // To its end, with nothing on its standard input.
+    // Runs it to its end, with nothing on its standard input.
     Ended run(Role role, const std::vector<std::string> &words) const;
     std::string path(const std::string &name) const { return directory_.file(name); }
 
@@ -51,12 +52,12 @@ class Public_Programs {
     TempDir directory_;
 };
 
-// Why attacks from other accounts cannot be made here; empty when they can.
+// Returns why attacks from other accounts are impossible here; empty if they are possible.
 std::string why_no_roles();
 
 } // namespace hb_test
 
-// In SetUp or at the start of a test: skips it where other accounts cannot be used.
+// For SetUp or the start of a test: skips the test where other accounts cannot be used.
 #define HB_NEEDS_ROLES()                                                                                       \
     do {                                                                                                       \
         if (const std::string why = hb_test::why_no_roles(); !why.empty()) {                                   \

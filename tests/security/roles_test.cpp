@@ -1,4 +1,4 @@
-// Each role has the rights that its tests mean it to have.
+// Each role has exactly the rights that the other tests assume.
 #include "tests/security/roles.h"
 
 namespace hb_test {

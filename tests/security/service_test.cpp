@@ -1,4 +1,4 @@
-// wispd does its work under the restrictions of its unit. tests/security/confined puts them on.
+// wispd works under the restrictions of its unit, which tests/security/confined applies.
 #include <memory>
 
 #include <sys/stat.h>
@@ -49,7 +49,8 @@ TEST_F(Confined_Service, ServesItsClients) {
     EXPECT_TRUE(daemon.stop());
 }
 
-// What systemd would take away is taken away here as well: otherwise the test above would show nothing.
+// The restrictions that systemd would apply are in force here as well. Otherwise the test above would show
+// nothing.
 TEST_F(Confined_Service, MayDoNothingElse) {
     const auto confined = [](const std::string &command) {
         ChildProcess process({confined_path(), HB_TEST_UNIT, "/bin/sh", "-c", command});
@@ -67,7 +68,7 @@ TEST_F(Confined_Service, MayDoNothingElse) {
     EXPECT_EQ(0, confined("test $(ulimit -c) = 0"));
 }
 
-// The directories on the way to the socket are for everybody to pass, although the unit's umask keeps files private.
+// Every user may pass the directories on the way to the socket, although the unit's umask keeps files private.
 TEST(Service_Unit, MakesTheDirectoryOfTheSocketSoThatClientsReachIt) {
     const Unit_File unit(HB_TEST_UNIT);
     const TempDir directory;

@@ -1,4 +1,4 @@
-// Texts that came from elsewhere, on their way to the terminal of who runs a program.
+// Texts from other sources, on their way to the terminal of a program's user.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -35,7 +35,7 @@ class Terminal : public testing::Test {
     std::unique_ptr<ChildProcess> attack;
 };
 
-// No byte but printable ASCII and ends of lines: what the attacks use is nothing else.
+// The output has only printable ASCII and ends of lines: the attacks use nothing else.
 bool steers_nothing(const std::string &text) {
     return std::all_of(text.begin(), text.end(),
                        [](char c) { return c == '\n' || (c >= 0x20 && static_cast<unsigned char>(c) < 0x7F); });

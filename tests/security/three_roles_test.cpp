@@ -1,4 +1,5 @@
-// An outsider has no access, a client connects and reads, an actor acts on the node, an administrator controls wispd.
+// An outsider has no access, a client connects and reads, an actor acts on the node, an administrator controls
+// wispd.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ TEST_F(Three_Roles, AClientReadsAndDoesNotAct) {
     EXPECT_EQ(guarded.hbctl(Role::client, {"status"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"route", "3", "--shared"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"keys"}).exit_status, 0);
-    EXPECT_EQ(guarded.hbctl(Role::client, {"node-down", "3"}).exit_status, 0); // it has no answer
+    EXPECT_EQ(guarded.hbctl(Role::client, {"node-down", "3"}).exit_status, 0); // this request has no answer
     EXPECT_TRUE(
         guarded.daemon().wait_logged("was refused request 204 (node is down): only root, wispd's user and "
                                      "members of act_group may act on the node"));
@@ -102,7 +103,7 @@ TEST_F(Three_Roles, ASocketForEverybodyLeavesTheSemaphoresToTheGroup) {
         guarded.programs().run(Role::outsider, {"hb_attack", "count-in", guarded.daemon().socket()});
     EXPECT_EQ(attack.exit_status, 1);
     EXPECT_EQ(attack.output, "cannot alter the semaphores: Permission denied\n");
-    // The routes are read without the semaphores, and are the newest.
+    // The routes are read without the semaphores, and they are the newest.
     EXPECT_THAT(guarded.hbctl(Role::outsider, {"route", "3", "--shared"}).output, HasSubstr("10.1.0.3"));
     EXPECT_EQ(guarded.wispctl(Role::root, {"node-down", "3"}).exit_status, 0);
     EXPECT_TRUE(wait_until([&] { return guarded.state().at("routes_current") == true; }));

@@ -12,14 +12,14 @@ std::vector<std::string> words_of(const std::string &text);
 
 class Unit_File {
   public:
-    // Throws std::runtime_error when it cannot be read.
+    // Throws std::runtime_error if the file cannot be read.
     explicit Unit_File(const std::string &path);
 
-    // Every line of a setting, in order.
+    // Returns every line of a setting, in order.
     std::vector<std::string> lines(const std::string &key) const;
-    // The last of them; empty when there is none.
+    // Returns the last line; empty if there is none.
     std::string value(const std::string &key) const;
-    // The words of all of them.
+    // Returns the words of all lines.
     std::vector<std::string> words(const std::string &key) const;
     bool is_on(const std::string &key) const { return value(key) == "yes"; }
 
