@@ -11,7 +11,7 @@
 
 namespace hb_test {
 
-// Nodes 1, 2 and 3, all up; eth0 with 10.1.0.N and eth1 with 10.2.0.N on each. The local node is 1.
+// Nodes 1, 2 and 3, all up. Each has eth0 with 10.1.0.N and eth1 with 10.2.0.N. The local node is 1.
 void fill_small_cluster(mox_sim::Simulated_Service &service);
 
 // The adapter's number in a table built from the service.
@@ -19,7 +19,7 @@ constexpr unsigned adapter_number(unsigned node, unsigned position) {
     return node * 48 + position;
 }
 
-// What one call of hb_get_event_message gave.
+// The results of one call of hb_get_event_message.
 struct Taken {
     Hb_Rc result = 0;
     int error = 0;
@@ -33,7 +33,7 @@ struct Taken {
 };
 void PrintTo(const Taken &taken, std::ostream *out);
 
-// Node or adapter events as they are expected, successful and with sequence number 0.
+// Expected node or adapter events: successful, with sequence number 0.
 Taken of_nodes(int events, const std::string &name, const std::vector<int> &nodes);
 Taken of_adapters(int events, const std::string &name, const std::vector<unsigned> &adapters);
 Taken of_configuration();
@@ -45,11 +45,11 @@ class Cluster_Client {
     Cluster_Client(const Cluster_Client &) = delete;
     Cluster_Client &operator=(const Cluster_Client &) = delete;
 
-    // Opens in cluster-event mode, makes the handlers, and gives both subscriptions a name.
+    // Opens in cluster-event mode, creates the handlers, and gives both subscriptions a name.
     void open();
-    // Waits until a descriptor is readable, and takes what it tells.
+    // Waits until a descriptor is readable, and reads its event.
     Taken take();
-    // The same for those readable now; everything until nothing is.
+    // The same without waiting, until no descriptor is readable.
     std::vector<Taken> take_all();
     bool is_readable() const;
 

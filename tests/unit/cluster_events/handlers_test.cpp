@@ -1,4 +1,4 @@
-// What a client in cluster-event mode is told when nodes, adapters, addresses and sites change.
+// The events of a client in cluster-event mode when nodes, adapters, addresses and sites change.
 #include <cerrno>
 #include <cstring>
 
@@ -135,7 +135,7 @@ ISOLATED_TEST(NodeLiveness, OfTheLocalNodeChangesNothing) {
 ISOLATED_TEST(NodeLiveness, ThatTheServiceItselfContradictsIsNotTold) {
     Cluster_Client client;
     client.open();
-    client.service.push("node_liveness", node_event(QZ_ORB_EVENT_DOWN, 3)); // and it is up
+    client.service.push("node_liveness", node_event(QZ_ORB_EVENT_DOWN, 3)); // but it is up
     EXPECT_EQ(0, client.take().events);
     EXPECT_EQ(Hb_Entity_Up, node_state(3));
     EXPECT_FALSE(client.is_readable());
@@ -326,7 +326,7 @@ ISOLATED_TEST(PeerLiveness, ADaemonsVerdictStandsUntilItsNodeSpeaks) {
     EXPECT_EQ(Hb_Success, hb_mox_msg_received_from(2));
     EXPECT_EQ(of_nodes(JOIN, "n", {2}), client.take());
     EXPECT_EQ(Hb_Entity_Up, node_state(2));
-    EXPECT_EQ(Hb_Success, hb_mox_msg_received_from(2)); // nothing new
+    EXPECT_EQ(Hb_Success, hb_mox_msg_received_from(2)); // no change
     EXPECT_EQ(0, client.take().events);
     EXPECT_EQ(1, MOX_event_queue_is_empty());
 }
@@ -357,7 +357,7 @@ ISOLATED_TEST(Sites, AFailureIsASplitUnlessAMergeIsPending) {
     EXPECT_EQ(3U, client.group->Hb_membership_grp_union.site_split_info.remote_site.node_number);
     local.merge_flag = QZ_MOX_SITE_MERGE_FLAG_MERGE_PENDING;
     client.service.set_local_site(local);
-    event.type = QZ_ORB_SITE_UP; // asks again
+    event.type = QZ_ORB_SITE_UP; // causes another query
     client.service.push("site_cfg", event);
     EXPECT_EQ(0, client.take().events);
     event.type = QZ_ORB_SITE_DOWN;

@@ -1,4 +1,4 @@
-// A running client moves from the daemon to the cluster service.
+// A running client migrates from the daemon to the cluster service.
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
@@ -129,8 +129,8 @@ ISOLATED_TEST(Migration, CommittedWithoutPreparationSucceedsAndHasNoHandlers) {
 
 // ---- Openings in cluster-event mode ----
 
-// The daemon's table reaches to node 7 and stays live, because the service fails at the commit. The join of node 100 is
-// noted in it.
+// The daemon's table ends at node 7 and stays live, because the service fails at the commit. The join of node
+// 100 is recorded in it.
 ISOLATED_TEST(OpeningInClusterEventMode, ThatFailsLeavesNoNodeKnown) {
     FakeDaemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
@@ -140,7 +140,7 @@ ISOLATED_TEST(OpeningInClusterEventMode, ThatFailsLeavesNoNodeKnown) {
     agree(client.service);
     client.service.set(far);
     ASSERT_EQ(Hb_Success, prepare().result);
-    MOX_drop_prepared_table(); // as after an event of the daemon's
+    MOX_drop_prepared_table(); // as after an event from the daemon
     client.service.fail(Operation::get_net_intf_info, -1, 5);
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
     client.take_all();

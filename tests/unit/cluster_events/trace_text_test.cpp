@@ -1,4 +1,4 @@
-// What the trace's texts make of numbers that do not fit into a signed word.
+// How the trace prints numbers that do not fit into a signed word.
 #include <fstream>
 #include <sstream>
 
@@ -22,7 +22,7 @@ constexpr uint32_t LARGE = 0xFFFFFFFE; // 4294967294
 struct Traced_Cluster {
     Traced_Cluster() { client.open(); }
 
-    // Everything recorded so far, when the monitor has told the event.
+    // Everything recorded until the monitor has delivered the event.
     std::string told(const std::string &monitor, const Event_Record &event) {
         client.service.push(monitor, event);
         client.take();

@@ -1,5 +1,5 @@
-// The library over the cluster service over Corosync: whatever the engine tells, and whenever the client reads which
-// of its descriptors, it is told nothing that was not so, and in the end it knows what the engine knows.
+// The library with the cluster service over Corosync. Whatever the engine reports, and in whatever order the
+// client reads its descriptors, it receives only true events. In the end it knows what the engine knows.
 #include <algorithm>
 #include <deque>
 #include <map>
@@ -27,7 +27,7 @@ namespace {
 constexpr int LINKS = 2;
 constexpr uint32_t NODES = 5;
 constexpr unsigned PER_NODE = 48;
-constexpr std::size_t EVENT_PIPE = 1; // its place among the descriptors
+constexpr std::size_t EVENT_PIPE = 1; // its position among the descriptors
 
 using Numbers = std::set<unsigned>;
 
@@ -50,7 +50,7 @@ void PrintTo(const Who_Is_Up &who, std::ostream *out) {
     *out << "nodes " << text_of(who.nodes) << "adapters " << text_of(who.adapters);
 }
 
-// The engine and what happens to it. Node 1 is the local one.
+// The engine and its changes. Node 1 is the local node.
 class Engine_Of_Storm {
   public:
     Engine_Of_Storm() {
@@ -62,7 +62,7 @@ class Engine_Of_Storm {
     }
 
     std::unique_ptr<mox_corosync::Corosync_Service> service() {
-        // Links are looked at with each look, and whoever an engine that is gone does not see is dead.
+        // Every check includes the links. Nodes that an ended engine does not see are dead at once.
         const wispd::Engine_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
         return std::make_unique<mox_corosync::Corosync_Service>(
             std::make_unique<wispd::Engine_Follower>(
@@ -90,7 +90,7 @@ class Engine_Of_Storm {
         cluster_.members.erase(node);
         tell();
     }
-    // Gone and back before anybody looks.
+    // Down and up again before the service checks.
     void bounce(uint32_t node) {
         cluster_.members[node] = ++joins_[node];
         tell();
@@ -197,13 +197,14 @@ class Storm_Client {
     }
     std::size_t descriptors() const { return descriptors_.size(); }
 
-    // Reads from one of the descriptors; false: there was nothing to read. An event that is no news is one, too.
+    // Reads from one of the descriptors. Returns false if there was nothing to read. An event without news
+    // counts, too.
     bool read(std::size_t descriptor) {
         int ready[] = {descriptors_.at(descriptor), -1};
         int events = -1;
         Hb_Name name = "untouched";
         unsigned long sequence = 0;
-        // The pipe of the subscriptions blocks nobody: what is not there is a failure.
+        // The pipe of the subscriptions does not block: an empty pipe is a failure.
         if (hb_get_event_message(ready, nullptr, &events, name, group_.get(), &sequence) != Hb_Success) {
             return false;
         }
@@ -213,7 +214,7 @@ class Storm_Client {
         const bool is_empty_pipe = descriptor == EVENT_PIPE && std::string(name) == "<EMPTY EVENT>";
         return events != 0 || (std::string(name) != "untouched" && !is_empty_pipe);
     }
-    // Everything that there is.
+    // Reads everything that is pending.
     void drain() {
         for (bool any = true; any;) {
             any = false;
@@ -226,7 +227,7 @@ class Storm_Client {
     }
 
     const Who_Is_Up &view() const { return view_; }
-    // What was told of each node, in order: '-' for a death, '+' for a join.
+    // The events of each node, in order: '-' for a death, '+' for a join.
     const std::string &story(unsigned node) { return stories_[node]; }
     const std::string &wrong() const { return wrong_; }
 
@@ -302,7 +303,7 @@ class Storm {
     unsigned pick(std::size_t choices) { return static_cast<unsigned>(random_() % choices); }
     uint32_t other_node() { return 2 + pick(NODES - 1); }
 
-    // Members and links only; the story of each node is kept beside it.
+    // Changes members and links only, and records the history of each node.
     void membership_changes() {
         const uint32_t node = other_node();
         switch (pick(6)) {
@@ -385,12 +386,12 @@ class Storm {
     Storm_Client &client() { return *client_; }
 
   private:
-    // What is made between two looks might cancel out.
+    // Changes between two checks might cancel each other out.
     void story(uint32_t node, const std::string &events) {
         stories_[node] += events;
         look();
     }
-    // This reading is nobody's, but looks.
+    // This reading belongs to no monitor, but makes the service check.
     static void look() {
         qz_orb_event_metadata_t none{};
         EXPECT_EQ(-16, qz_orb_read_event(-1, 0, &none));
@@ -413,7 +414,7 @@ ISOLATED_TEST(CorosyncStorm, EveryDeathAndEveryReturnOfANodeIsToldOnceAndInOrder
         for (int step = 0; step < STEPS && !storm.failed(); ++step) {
             storm.membership_changes();
             if (storm.pick(30) == 0) {
-                EXPECT_EQ(Hb_Success, hb_migrate_to_mox_prep()); // it only asks
+                EXPECT_EQ(Hb_Success, hb_migrate_to_mox_prep()); // it only queries
             }
             storm.read_some();
             if (storm.pick(20) == 0) {

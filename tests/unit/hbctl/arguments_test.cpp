@@ -24,7 +24,7 @@ Arguments sound(const std::vector<const char *> &words) {
     return parsed.arguments.value_or(Arguments{});
 }
 
-// The complaint about a misuse.
+// Returns the complaint about wrong usage.
 std::string refused(const std::vector<const char *> &words) {
     const Parsed parsed = parse(words);
     EXPECT_FALSE(parsed.arguments.has_value());

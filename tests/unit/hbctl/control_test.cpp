@@ -1,4 +1,4 @@
-// Routes, keys and control requests: how they are asked for, and how the answers read.
+// Routes, keys and control requests: how the user makes them, and how the answers are printed.
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/error_text.h"
 #include "tools/hbctl/render_json.h"

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Sets the three variables for a test and puts back what they were.
+// Sets the three variables for a test and restores their old values.
 class HbctlDaemonPath : public testing::Test {
   protected:
     void SetUp() override {

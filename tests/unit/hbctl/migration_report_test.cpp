@@ -1,4 +1,4 @@
-// What is told of a move from the daemon to the cluster service, and why it is not possible.
+// The output about a migration from the daemon to the cluster service, and why a migration is not possible.
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 

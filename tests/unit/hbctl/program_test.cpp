@@ -1,4 +1,4 @@
-// The program itself, where no daemon listens.
+// The program itself, on a machine without a daemon.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

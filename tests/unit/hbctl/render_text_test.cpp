@@ -19,7 +19,7 @@ EventRecord event_of(int kind) {
     return event;
 }
 
-// The event's line behind the sequence number and the time, which follows the time zone.
+// The event's line without the sequence number and the time, which depends on the time zone.
 std::string line_of(const EventRecord &event) {
     const std::string line = event_text(event);
     const std::string front = "    12  " + clock_text(event.time) + "  ";

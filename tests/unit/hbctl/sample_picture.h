@@ -5,7 +5,7 @@
 
 namespace hbctl_test {
 
-// Every state is unknown.
+// All states are unknown.
 hbctl::Picture sample_picture();
 
 } // namespace hbctl_test

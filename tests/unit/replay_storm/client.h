@@ -1,4 +1,4 @@
-// The library as a program uses it: public calls alone.
+// The library as a program uses it: only public calls.
 #ifndef HB_TEST_REPLAY_STORM_CLIENT_H
 #define HB_TEST_REPLAY_STORM_CLIENT_H
 
@@ -11,7 +11,7 @@
 
 namespace hb_test::replay_storm {
 
-// What one call of hb_get_event_message gave.
+// The results of one call of hb_get_event_message.
 struct Taken {
     Hb_Rc result = Hb_Failure;
     int error = 0;
@@ -29,13 +29,13 @@ class Client {
     Client &operator=(const Client &) = delete;
     ~Client() { hb_terminate(); }
 
-    // To all nodes and to all adapters.
+    // Subscribes to all nodes and to all adapters.
     void subscribe();
-    // Those to read from now.
+    // Returns the descriptors that can be read now.
     std::vector<int> ready() const;
-    // From one of them.
+    // Reads from one of them.
     Taken read(int descriptor);
-    // By the queries. Throws Violation where they contradict each other.
+    // Reads the configuration through the queries. Throws Violation if they contradict each other.
     Configuration configuration() const;
 
   private:

@@ -1,4 +1,5 @@
-// Over the service over Corosync: what a client was given adds up to what the engine knows, in every order of reading.
+// Storms over the service over Corosync: in every order of reading, the client's events add up to the engine's
+// state.
 #include <string>
 #include <tuple>
 #include <vector>

@@ -35,7 +35,7 @@ Daemon_Side::Daemon_Side(const Cluster_State &cluster, unsigned per_node)
     daemon_ = std::make_unique<FakeDaemon>(plan);
 }
 
-// A daemon knows a node by its adapters: it shows no node without one.
+// A daemon knows nodes by their adapters: it does not show a node without an adapter.
 Cluster_State Daemon_Side::numbered(const Cluster_State &cluster) const {
     Cluster_State state = cluster;
     state.configuration.nodes.clear();
@@ -119,7 +119,7 @@ void Daemon_Side::follow(const Cluster_State &cluster) {
     send_adapters(ADAPTER_DEATH, without(before.adapters_up, shown_.adapters_up), before);
     send_nodes(NODE_DEATH, without(before.nodes_up, shown_.nodes_up));
     if (before.configuration != shown_.configuration) {
-        // The states in a snapshot are those before the joins.
+        // A snapshot contains the states before the joins.
         Cluster_State joinless = shown_;
         joinless.adapters_up = without(shown_.adapters_up, without(shown_.adapters_up, before.adapters_up));
         send(reply(CONFIGURATION_UPDATE, snapshot_of(joinless)));

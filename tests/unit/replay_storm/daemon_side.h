@@ -1,4 +1,4 @@
-// A daemon that shows a client the cluster as it was when the daemon last looked.
+// A daemon that shows its client the cluster as it was at the daemon's last check.
 #ifndef HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
 #define HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
 
@@ -11,14 +11,14 @@ namespace hb_test::replay_storm {
 
 class Daemon_Side {
   public:
-    // It numbers adapters with so many places for each node.
+    // Its adapter numbers allow this many adapters a node.
     Daemon_Side(const Cluster_State &cluster, unsigned per_node);
 
-    // The accounts that follow the two subscriptions.
+    // The reports of present members that follow the two subscriptions.
     void send_accounts();
-    // Sends what differs from what it showed.
+    // Sends the differences from the state shown before.
     void follow(const Cluster_State &cluster);
-    // What it shows, with its own numbers.
+    // The shown state, with the daemon's own numbers.
     const Cluster_State &state() const { return shown_; }
 
   private:

@@ -19,8 +19,8 @@ namespace hb_test::replay_storm {
 namespace {
 
 constexpr uint32_t LOCAL = 1;
-constexpr uint32_t NODES = 5; // numbers that nodes can have
-constexpr int LINKS = 3;      // numbers that links can have
+constexpr uint32_t NODES = 5; // possible node numbers
+constexpr int LINKS = 3;      // possible link numbers
 constexpr unsigned PER_NODE = 48;
 
 std::string address(uint32_t node, int link, unsigned variant) {
@@ -34,7 +34,7 @@ std::string bytes_of_address(const std::string &text) {
     return bytes;
 }
 
-// The group of the peers, as long as the engine runs.
+// The group of the peers, while the engine runs.
 struct Fake_Group {
     bool stands = true;
     std::set<uint32_t> present;
@@ -101,7 +101,7 @@ class Engine_World : public World {
     Fake_Group group_;
     std::map<uint32_t, uint32_t> joins_;
     std::vector<Cluster_State> moments_;
-    int connections_before_ = 0; // the engine's end
+    int connections_before_ = 0; // before the engine's end
     std::unique_ptr<mox_corosync::Corosync_Service> service_;
 };
 
@@ -113,7 +113,7 @@ Engine_World::Engine_World() {
         join(node);
         group_.present.insert(node);
     }
-    // Links are looked at with each look, and the nodes that an engine which ended does not see are dead.
+    // Every check of the service includes the links. Nodes that an ended engine does not see are dead at once.
     const wispd::Engine_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
     service_ = std::make_unique<mox_corosync::Corosync_Service>(
         std::make_unique<wispd::Engine_Follower>(
@@ -201,7 +201,7 @@ bool Engine_World::change_member(const Step &step) {
         }
         return false;
     case Verb::flap:
-        // Down and up again before the service looks.
+        // Down and up again before the service checks.
         if (step.b % 2 == 0 && is_member(node)) {
             leave(node);
             moments_.push_back(state());
@@ -271,7 +271,7 @@ bool Engine_World::change_configuration(const Step &step) {
     } else if (step.verb != Verb::reload && !change_addresses(step)) {
         return false;
     }
-    // The service knows the links as it saw them last, and the links of what is new may have been up then.
+    // The service uses the links as it last saw them. Links of new nodes may have been up at that time.
     const wispd::Engine_Links links = cluster_.links;
     for (auto &[link, is] : cluster_.links) {
         is.connected = true;
@@ -337,7 +337,7 @@ bool Engine_World::change_peer(const Step &step) {
 
 // ---- The engine ----
 
-// This reading is for no monitor, but makes the service look.
+// This reading names no monitor, but makes the service check its cluster.
 void Engine_World::look() {
     qz_orb_event_metadata_t none{};
     qz_orb_read_event(-1, 0, &none);

@@ -1,4 +1,4 @@
-// A cluster of an engine that does as the storm says, shown by the service over Corosync.
+// A cluster of an engine that the storm controls. The service over Corosync reports it.
 #ifndef HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
 #define HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
 
@@ -8,7 +8,7 @@
 
 namespace hb_test::replay_storm {
 
-// Nodes 1 to 4 on two links, all up, with a peer on each. Node 1 is the local one.
+// Nodes 1 to 4 on two links, all up, with a peer on each node. Node 1 is the local node.
 std::unique_ptr<World> make_engine_world();
 
 } // namespace hb_test::replay_storm

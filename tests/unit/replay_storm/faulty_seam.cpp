@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <utility>
 
-// The linker gives the test program's calls of qz_mox_install_service to the first of these, which lets the service
-// install itself behind the seam.
+// The linker redirects the test program's calls of qz_mox_install_service to the first of these functions, so
+// that the service is installed behind the seam.
 extern "C" {
 void __wrap_qz_mox_install_service(const qz_mox_service_t *service);
 void __real_qz_mox_install_service(const qz_mox_service_t *service);

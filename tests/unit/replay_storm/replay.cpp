@@ -43,7 +43,7 @@ Replay::Peer Replay::peer_of(int node) const {
 void Replay::possible(const Cluster_State &state) {
     state_ = state;
     for (auto &[node, peer] : peers_) {
-        // A node that left and came back is another one, if the library saw that it had left.
+        // A node that left and rejoined is a new node, if the library saw that it had left.
         if (peer == Peer::dead && !state.configuration.nodes.contains(node)) {
             peer = Peer::unsure;
         }
@@ -56,7 +56,7 @@ void Replay::add_causes() {
         return;
     }
     nodes_ever_up_.insert(state_->nodes_up.begin(), state_->nodes_up.end());
-    // A node that any whole reading finds down is down for itself, whatever its peers said.
+    // A node that any complete reading finds down is down by itself, whatever was reported about its peer.
     for (auto &[node, peer] : peers_) {
         if (peer == Peer::dead && !state_->nodes_up.contains(node)) {
             peer = Peer::unsure;
@@ -89,7 +89,7 @@ void Replay::forget_causes() {
     add_causes();
 }
 
-// The node's peer lives. What happened to the node itself may not have been read yet.
+// The node's peer is alive. Events of the node itself may still be unread.
 void Replay::add_join(int node) {
     joins_.insert(thing(node));
 }
@@ -98,7 +98,8 @@ bool Replay::was_ever_down(const std::string &name) const {
     return std::any_of(causes_.begin(), causes_.end(), [&](const Up &set) { return !set.contains(name); });
 }
 
-// An interface is notified by its name. While the client does not know of its new address, that is about the old one.
+// An interface event contains only its name. Until the client knows the interface's new address, the event
+// counts for the old one.
 bool Replay::was_ever_up(const std::string &name) const {
     if (joins_.contains(name)) {
         return true;
@@ -143,7 +144,7 @@ void Replay::message_from(int node) {
 void Replay::take(const Delivered &event) {
     std::vector<std::string> members;
     for (const int node : event.nodes) {
-        // A node's own record may be read while its joining cannot be worked out.
+        // A node's own record may be read before its joining can be determined.
         const bool exists = (state_ && state_->configuration.nodes.contains(node)) || has_missed_answers_;
         if (!exists && !nodes_seen_.contains(node) && !configuration_.nodes.contains(node)) {
             throw Violation("event names what is not configured", thing(node));

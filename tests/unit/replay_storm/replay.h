@@ -1,4 +1,4 @@
-// What a client knows that goes by the events it was given and by nothing else, and what it may expect of them.
+// The view of a client that knows only its events, and the rules that these events must follow.
 #ifndef HB_TEST_REPLAY_STORM_REPLAY_H
 #define HB_TEST_REPLAY_STORM_REPLAY_H
 
@@ -15,7 +15,7 @@
 
 namespace hb_test::replay_storm {
 
-// A rule that was broken, and how.
+// A violated rule, and how it was violated.
 class Violation : public std::runtime_error {
   public:
     Violation(std::string rule, const std::string &what)
@@ -26,8 +26,8 @@ class Violation : public std::runtime_error {
     std::string rule_;
 };
 
-// One event as the client got it. The adapters are what the client's queries say of the numbers, asked right behind
-// the event: a death comes before the configuration changes, and a join behind it.
+// One event as the client received it. The adapters come from the client's queries for the numbers, made
+// directly after the event. A death precedes the change of the configuration, and a join follows it.
 struct Delivered {
     int events = 0;
     bool of_nodes = false;
@@ -37,38 +37,39 @@ struct Delivered {
 
 class Replay {
   public:
-    // The client starts with this configuration, and knows no states. The accounts of the nodes and of the adapters
+    // The client starts with this configuration, and knows no states. The reports of the nodes and adapters
     // that are up follow as events.
     void start(const Configuration &configuration);
 
-    // The cluster is, or was for a while, like this: what is up may join, and what is not may die.
+    // The cluster has, or had for a while, this state: members that are up may join, and others may die.
     void possible(const Cluster_State &state);
-    // What happened before no longer counts as a cause.
+    // Earlier states no longer count as causes.
     void forget_causes();
-    // The library read this about a node, or about the peer on it.
+    // The library read this event of a node, or of the peer on it.
     void read(qz_orb_event_category_t category, qz_orb_event_type_t type, int node);
     void message_from(int node);
-    // The client moves from the daemon to the service. With a configuration a daemon sends no node's state, so the
-    // library knows a node's state from later events only. What it does not know it cannot compare.
+    // The client migrates from the daemon to the service. A daemon's configuration contains no node states, so
+    // the library learns a node's state only from later events. It cannot compare an unknown state.
     void forgive_unknown_nodes();
 
-    // The service did not answer the commit that leaves the daemon, so that older events are still unread. By one of
-    // them a reading may find a node down for itself, and its return may be reported, whatever its peers said since.
+    // The service did not answer the commit that leaves the daemon, so older events are still unread. Because
+    // of them a reading may find a node down by itself, and its return may be reported, whatever was reported
+    // about its peer.
     void keeps_older_events() { has_older_events_ = true; }
 
-    // Whether the service has failed to answer since the last comparison. A node that joined meanwhile is not known yet,
-    // and its own record is evidence all the same: its death may be reported.
+    // Whether the service has failed to answer since the last comparison. A node that joined meanwhile is not
+    // known yet. Its own record is still sufficient evidence, so its death may be reported.
     void missed_answers(bool missed) { has_missed_answers_ = missed; }
 
     // Throws Violation.
     void take(const Delivered &event);
     void take_configuration(const Configuration &configuration);
-    // Nothing is left to read: what the events reported is what there is.
+    // Nothing is left to read: the state from the events must be the real state.
     void compare(const Cluster_State &state, const Configuration &queried);
 
   private:
-    // What the peer on a node was last found to be. Which of several monitors was read first decides it for a node
-    // that died and came back meanwhile.
+    // The last known state of the peer on a node. If the node died and returned meanwhile, the state depends on
+    // which of several monitors was read first.
     enum class Peer { alive, dead, unsure };
     using Up = std::set<std::string>;
 
@@ -85,16 +86,16 @@ class Replay {
     Configuration configuration_;
     std::set<int> nodes_seen_; // in a configuration since the last comparison
     Up up_;
-    std::set<int> accounts_;       // of nodes (1) and of adapters (0) that came
+    std::set<int> accounts_;       // the reports of present nodes (1) and adapters (0) that have arrived
     std::set<int> nodes_reported_; // since the last configuration
-    std::set<int> unknown_;        // nodes of which the next event, or the next comparison, says what they are
+    std::set<int> unknown_;        // nodes whose state follows with the next event or comparison
     std::map<int, Peer> peers_;
     std::optional<Cluster_State> state_;
     bool has_missed_answers_ = false;
     bool has_older_events_ = false;
     std::vector<Up> causes_;
-    Up joins_;                    // of nodes whose peers live
-    std::set<int> nodes_ever_up_; // by the cluster alone, since causes count
+    Up joins_;                    // of nodes whose peers are alive
+    std::set<int> nodes_ever_up_; // in the cluster itself, since the first cause that counts
 };
 
 } // namespace hb_test::replay_storm

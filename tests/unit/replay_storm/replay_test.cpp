@@ -1,4 +1,4 @@
-// The rules of the replay: each one can be broken.
+// Tests the rules of the replay: each of them can be violated.
 #include <functional>
 #include <string>
 
@@ -22,7 +22,7 @@ Delivered of_adapter(int events, const Adapter_Id &adapter) {
 
 class Replay_Rules : public testing::Test {
   protected:
-    // Nodes 1 and 2 and the adapter are up, and the client knows it.
+    // Nodes 1 and 2 and the adapter are up, and the client has received that.
     Replay_Rules() {
         state_.configuration = {1, {1, 2}, {{96, ETH0}}};
         state_.nodes_up = {1, 2};

@@ -1,4 +1,5 @@
-// Over the simulated service: what a client was given adds up to what the service knows, in every order of reading.
+// Storms over the simulated service: in every order of reading, the client's events add up to the service's
+// state.
 #include <string>
 #include <tuple>
 #include <vector>

@@ -1,4 +1,5 @@
-// A cluster that the simulated service shows: each change comes as the events that the service's own player sends.
+// A cluster that the simulated service reports: each change sends the events that the service's own player
+// sends.
 #ifndef HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
 #define HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
 
@@ -8,7 +9,7 @@
 
 namespace hb_test::replay_storm {
 
-// Nodes 1 to 4 with two adapters each, all up. Node 1 is the local one.
+// Nodes 1 to 4 with two adapters each, all up. Node 1 is the local node.
 std::unique_ptr<World> make_simulated_world();
 
 } // namespace hb_test::replay_storm

@@ -1,4 +1,4 @@
-// One step of a storm. A storm is a list of steps, so that it can be written down, run again and made shorter.
+// One step of a storm. A storm is a list of steps, so that it can be printed, repeated and shortened.
 #ifndef HB_TEST_REPLAY_STORM_STEP_H
 #define HB_TEST_REPLAY_STORM_STEP_H
 
@@ -16,7 +16,7 @@ enum class Verb {
     prepare,
     commit,
     abort,
-    restart, // closes the library, and opens it anew
+    restart, // closes the library, and opens it again
     // The service's answers.
     fail_query,
     fail_reading,
@@ -34,7 +34,7 @@ enum class Verb {
     adapter_remove,
     address,
     swap_addresses,
-    batch,  // the next changes come as one
+    batch,  // the next changes are reported together
     reload, // some changes of the configuration come as one new configuration
     repeat, // a node's state is notified again
     local_record,
@@ -45,7 +45,7 @@ enum class Verb {
     engine_returns
 };
 
-// The numbers choose among what there is when the step is done, whatever that is.
+// The numbers select among the objects that exist when the step runs.
 struct Step {
     Verb verb = Verb::read;
     unsigned a = 0;
@@ -64,7 +64,7 @@ struct Weight {
     unsigned weight;
 };
 
-// Steps without end, the same ones for the same seed.
+// An endless series of steps. The same seed gives the same steps.
 class Dice {
   public:
     Dice(unsigned seed, const std::vector<Weight> &weights);

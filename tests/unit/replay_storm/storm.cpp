@@ -8,10 +8,10 @@ namespace hb_test::replay_storm {
 namespace {
 
 constexpr std::size_t LINES = 60;
-constexpr int MOST_READINGS = 2000; // of what can wait at one time
+constexpr int MOST_READINGS = 2000; // more than can be pending at one time
 constexpr int FRUITLESS_ROUNDS = 3;
 constexpr int NODES_UNKNOWN = 75;
-constexpr int NO_HANDLERS = 74; // they ask for the cluster's name
+constexpr int NO_HANDLERS = 74; // creating them needs the cluster's name
 
 bool is_query_error(int error) {
     return error >= 63 && error <= 65;
@@ -144,7 +144,7 @@ void Storm::read_some(const Step &step) {
     }
 }
 
-// False: there was nothing.
+// Returns false if there was nothing to read.
 bool Storm::read(int descriptor) {
     const int failures_before = failures();
     const Taken taken = client_.read(descriptor);
@@ -191,9 +191,10 @@ void Storm::take(const Taken &taken) {
     }
 }
 
-// Everything that there is. Before a start the events are those of a client that is no more.
+// Reads everything that is pending. Before a start the events belong to a client that no longer exists.
 //
-// A service without a thread looks at its cluster inside the readings, and may put a look off to the next one.
+// A service without a thread checks its cluster inside the readings, and may postpone a check to the next
+// reading.
 void Storm::drain(bool replayed) {
     int readings = 0;
     for (int fruitless = 0; fruitless < FRUITLESS_ROUNDS; ++fruitless) {
@@ -219,7 +220,7 @@ void Storm::settle(bool anew) {
     world_moved();
     faulty_seam::heal();
     if (moved_ && (prepared_ || (was_away_ && watching_))) {
-        commit(); // what was read since the preparation is complete with it
+        commit(); // it completes what was read since the preparation
     }
     return_to_events();
     drain();
@@ -243,7 +244,7 @@ void Storm::compare() {
     if (moved_) {
         replay_.forget_causes();
     } else {
-        world_moved(); // what the service holds, the client has not read: the commit makes it known
+        world_moved(); // the client has not read the service's state: the commit reports it
     }
     if (faulty_seam::lists_out() != 0 || faulty_seam::events_out() != 0) {
         throw Violation("what the service gave is not released",
@@ -271,7 +272,7 @@ void Storm::message(const Step &step) {
     if (hb_mox_msg_received_from(static_cast<short>(node)) != Hb_Success) {
         throw Violation("call failed", "hb_mox_msg_received_from, error " + std::to_string(hb_get_errno()));
     }
-    if (has_handlers_) { // without them a message has no event
+    if (has_handlers_) { // without handlers a message causes no event
         replay_.message_from(node);
     }
 }
@@ -288,7 +289,7 @@ bool Storm::prepare(bool abort_when_refused) {
     const int error = hb_get_errno();
     note("  refused, error " + std::to_string(error));
     prepared_ = false;
-    has_handlers_ = has_handlers_ || is_query_error(error); // the queries come behind the handlers
+    has_handlers_ = has_handlers_ || is_query_error(error); // the handlers are created before the queries
     const bool failed = (is_query_error(error) || error == NO_HANDLERS) && failures() != failures_before;
     if (!failed && error != NODES_UNKNOWN) {
         throw Violation("call failed", "preparation, error " + std::to_string(error));
@@ -322,8 +323,8 @@ void Storm::abort() {
     has_handlers_ = false;
 }
 
-// After an abort in cluster-event mode a preparation and its commit bring events again. Where the preparation is
-// refused, since nodes left meanwhile, the client starts anew.
+// After an abort in cluster-event mode, a preparation and its commit restore the events. If the preparation
+// fails because nodes have left meanwhile, the client restarts.
 void Storm::return_to_events() {
     if (!moved_ || watching_) {
         return;
@@ -335,7 +336,7 @@ void Storm::return_to_events() {
     }
 }
 
-// What was queued outlives the library's closing, and is not for the new start.
+// Queued events survive the closing of the library, but do not belong to the new start.
 void Storm::restart() {
     note("  restart");
     hb_terminate();

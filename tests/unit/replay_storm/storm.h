@@ -1,4 +1,4 @@
-// A storm: a cluster in which things happen, a client that reads in any order, and the replay that watches both.
+// A storm: a changing cluster, a client that reads in any order, and the replay that checks both.
 #ifndef HB_TEST_REPLAY_STORM_STORM_H
 #define HB_TEST_REPLAY_STORM_STORM_H
 
@@ -17,20 +17,21 @@
 
 namespace hb_test::replay_storm {
 
-// What a storm is made of.
+// The parts of a storm.
 struct Plan {
     std::string name;
     std::function<std::unique_ptr<World>()> make_world;
-    // The client starts with a daemon that numbers adapters with so many places for each node; none: without one.
+    // The client starts with a daemon whose adapter numbers allow this many adapters a node. Empty: without a
+    // daemon.
     std::optional<unsigned> daemon_places;
     std::vector<Weight> weights;
-    int steps_of_a_life = 0; // in one process
-    // Whether a node counts that the daemon's last configuration left without a state when the client moves. Such a
-    // plan is run by its name only.
+    int steps_of_a_life = 0; // steps in one process
+    // Whether to check nodes whose state is unknown at the migration, because the daemon's last configuration
+    // sent none. Such a plan is run only by its name.
     bool counts_unknown_nodes = false;
 };
 
-// One in a process: the library cannot return to a daemon.
+// Only one in a process: the library cannot return to a daemon.
 class Storm {
   public:
     explicit Storm(const Plan &plan);
@@ -40,7 +41,7 @@ class Storm {
     // Throws Violation.
     void open();
     void step(const Step &step);
-    // The last lines of what happened.
+    // The last lines of the storm's log.
     std::string story() const;
 
   private:
@@ -69,10 +70,10 @@ class Storm {
     Client client_;
     Replay replay_;
     bool moved_ = false;        // to cluster-event mode
-    bool has_handlers_ = false; // also when the preparation that made them was refused
+    bool has_handlers_ = false; // also if the preparation that created them failed
     bool prepared_ = false;     // and not committed yet
-    bool was_away_ = false;     // there were none for a while: only a commit makes up for that
-    bool watching_ = false;     // there are handlers, in cluster-event mode
+    bool was_away_ = false;     // no handlers existed for a while: only a commit repairs that
+    bool watching_ = false;     // handlers exist, in cluster-event mode
     int failures_repaired_ = 0;
     std::deque<std::string> story_;
 };

@@ -1,4 +1,4 @@
-// Runs storms, each life in a process of its own, and makes those that break a rule as short as they can be.
+// Runs storms, each life in its own process. Shortens a storm that violates a rule as far as possible.
 #ifndef HB_TEST_REPLAY_STORM_TRIAL_H
 #define HB_TEST_REPLAY_STORM_TRIAL_H
 
@@ -11,32 +11,32 @@
 namespace hb_test::replay_storm {
 
 struct Outcome {
-    std::string rule; // that was broken; empty: none
-    std::string text; // what was expected, and what happened before
-    int step = 0;     // at which the storm ended
+    std::string rule; // the violated rule; empty: none
+    std::string text; // the expectation, and the events before
+    int step = 0;     // the step at which the storm ended
 
     bool is_clean() const { return rule.empty(); }
 };
 
-// In a child process.
+// Runs it in a child process.
 Outcome run(const Plan &plan, const Script &script);
 
-// So many steps, and the last of them settles.
+// Makes this many steps; the last of them settles.
 Script throw_script(const Plan &plan, unsigned seed, int steps);
 
-// The steps that still break the same rule when as many as possible are left out.
+// Leaves out as many steps as possible, as long as the same rule is still violated.
 Script shorten(const Plan &plan, const Script &script, const Outcome &outcome);
 
-// Runs it and fails the test with a short script when a rule is broken.
+// Runs it. If a rule is violated, the test fails with a short script.
 bool expect_clean(const Plan &plan, unsigned seed, int steps);
 bool expect_clean(const Plan &plan, const Script &script, const std::string &origin);
 
 // The tests of a program over these plans.
 //
-//   HB_REPLAY_STORM_STEPS, HB_REPLAY_STORM_SEED  the long storm: how many steps in all, and the first seed
-//   HB_REPLAY_STORM_PLAN                         this plan alone
-//   HB_REPLAY_STORM_SCRIPT                       this script alone, as a failure prints it
-//   HB_REPLAY_STORM_WITHOUT                      verbs that are not thrown, with blanks between
+//   HB_REPLAY_STORM_STEPS, HB_REPLAY_STORM_SEED  the long storm: the total number of steps, and the first seed
+//   HB_REPLAY_STORM_PLAN                         runs only this plan
+//   HB_REPLAY_STORM_SCRIPT                       runs only this script, as printed by a failure
+//   HB_REPLAY_STORM_WITHOUT                      verbs that are left out, separated by blanks
 void run_short_storm(const Plan &plan, unsigned seed);
 void run_long_storm(const std::vector<Plan> &plans);
 void run_script(const std::vector<Plan> &plans);

@@ -1,4 +1,4 @@
-// What happens in a cluster, and the service that shows it to the library.
+// A changing cluster, and the service that reports it to the library.
 #ifndef HB_TEST_REPLAY_STORM_WORLD_H
 #define HB_TEST_REPLAY_STORM_WORLD_H
 
@@ -16,15 +16,15 @@ class World {
     World &operator=(const World &) = delete;
     virtual ~World() = default;
 
-    // The cluster as it is, whatever was read of it. The numbers are those of cluster-event mode.
+    // The current cluster, whatever was read of it. The numbers are those of cluster-event mode.
     virtual Cluster_State state() const = 0;
-    // Does the step; false when there is nothing to do, or the verb is not one of the cluster's.
+    // Runs the step. Returns false if there is nothing to do, or if the verb does not concern the cluster.
     virtual bool act(const Step &step) = 0;
-    // What the cluster was like for a moment of the last step.
+    // States that the cluster passed through during the last step.
     virtual std::vector<Cluster_State> moments() { return {}; }
-    // Ends what is under way, before everything is read and compared.
+    // Completes everything in progress, before all events are read and compared.
     virtual void come_to_rest() = 0;
-    // A new configuration without a change, which makes the library ask for the whole cluster.
+    // Reports a new configuration without a change, which makes the library query the whole cluster.
     virtual void provoke_rebuild() = 0;
 };
 

@@ -1,4 +1,4 @@
-// The simulated cluster service: what is set is told, what fails fails as chosen, what is pushed can be read.
+// The simulated cluster service: it reports what was set, fails as chosen, and delivers pushed events.
 #include "providers/sim/simulated_service.h"
 
 #include <cerrno>
@@ -72,7 +72,7 @@ TEST(SimulatedService, TellsNodesInTheOrderInWhichTheyWereSet) {
     Simulated_Service service;
     service.set(Node{9, "nine", QZ_MOX_NODE_STATUS_DOWN, QZ_MOX_CFG_OP_DEL, 3});
     service.set(Node{2, "two", QZ_MOX_NODE_STATUS_UP, QZ_MOX_CFG_OP_UNDEF, 0});
-    service.set(Node{9, "nine", QZ_MOX_NODE_STATUS_UNDEF, QZ_MOX_CFG_OP_ADD, 4}); // takes its place
+    service.set(Node{9, "nine", QZ_MOX_NODE_STATUS_UNDEF, QZ_MOX_CFG_OP_ADD, 4}); // replaces it
     qz_mox_node_info_t *list = nullptr;
     ASSERT_EQ(0, qz_mox_get_node_info(nullptr, &list));
     ASSERT_NE(nullptr, list);
@@ -172,7 +172,7 @@ TEST(SimulatedService, EachOperationFailsAsChosenAndHeals) {
     qz_mox_node_info_t *list = nullptr;
     service.fail(Operation::get_node_info, -5, ERANGE, 1, 2);
     errno = 0;
-    ASSERT_EQ(0, qz_mox_get_node_info(nullptr, &list)); // one works first
+    ASSERT_EQ(0, qz_mox_get_node_info(nullptr, &list)); // the first one works
     for (int i = 0; i < 2; ++i) {
         errno = 0;
         EXPECT_EQ(-5, qz_mox_get_node_info(nullptr, &list));
@@ -201,7 +201,7 @@ TEST(SimulatedService, AMonitorIsReadableAsLongAsEventsAreHeld) {
     EXPECT_FALSE(is_readable(monitor));
     service.push("node_liveness", event_of(QZ_ORB_EVENT_DOWN, 3));
     service.push("node_liveness", event_of(QZ_ORB_EVENT_UP, 4));
-    service.push("adapter_liveness", event_of(QZ_ORB_EVENT_UP, 5)); // nobody listens
+    service.push("adapter_liveness", event_of(QZ_ORB_EVENT_UP, 5)); // no monitor is open
     EXPECT_TRUE(is_readable(monitor));
 
     qz_orb_event_metadata_t event{};
@@ -290,7 +290,7 @@ TEST(SimulatedService, ChangingTheStateTellsIt) {
     const UniqueFd adapters = open_monitor("adapter_liveness");
     service.node_down(3);
     EXPECT_TRUE(is_readable(nodes));
-    EXPECT_FALSE(is_readable(adapters)); // the node stands for them
+    EXPECT_FALSE(is_readable(adapters)); // the node's event includes them
     EXPECT_EQ(QZ_MOX_NODE_STATUS_DOWN, service.nodes()[0].status);
     EXPECT_EQ(QZ_MOX_INTF_STATUS_DOWN, service.interfaces()[1].status);
     service.node_up(3);
@@ -340,7 +340,7 @@ TEST(SimulatedService, ClosedMonitorsAreForgottenWithTheirEvents) {
         const UniqueFd monitor = open_monitor("node_list");
         service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6));
     }
-    service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6)); // finds the closed ones
+    service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6)); // notices the closed ones
     EXPECT_GE(before + 1, hb_test::open_descriptors());
     const UniqueFd monitor = open_monitor("node_list");
     EXPECT_FALSE(is_readable(monitor));

@@ -1,4 +1,4 @@
-// Addresses whose text cannot be made.
+// Addresses that cannot be converted to text.
 #include <arpa/inet.h>
 
 #include <gtest/gtest.h>

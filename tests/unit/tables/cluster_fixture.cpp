@@ -54,7 +54,7 @@ Cluster_Test::Cluster_Test() {
     global_config_tbl.Hb_max_nodes = 4;
     global_config_tbl.Hb_adapters_per_node = 3;
     global_config_tbl.Hb_num_networks = 2;
-    global_config_tbl.Hb_num_nodes = 7; // not what is counted anywhere
+    global_config_tbl.Hb_num_nodes = 7; // a value that no count uses
     global_config_tbl.adap_hash = Hash_init("Hb_Adapter list", 257);
     name_network(0, "net_a", "ether");
     name_network(1, "net_b", "ib");

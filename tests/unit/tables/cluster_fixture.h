@@ -16,7 +16,7 @@
 #include "tests/support/environment_guard.h"
 #include "tests/support/temp_dir.h"
 
-// 16 bytes in the order in which they lie in memory.
+// 16 bytes in memory order.
 Hb_IP_address6 address_of(const std::vector<unsigned> &bytes);
 Hb_IP_address6 mapped(unsigned a, unsigned b, unsigned c, unsigned d);
 
@@ -25,10 +25,10 @@ class Cluster_Test : public testing::Test {
     Cluster_Test();
     ~Cluster_Test() override;
 
-    // Appends an adapter to the table; networks are not touched.
+    // Appends an adapter to the table; the networks do not change.
     static void add_adapter(Hb_Adapter_Number number, Hb_Network_Number network, const Hb_IP_address6 &address,
                             const std::string &type, Hb_Entity_State state);
-    // As before opening: nothing in the table, and no daemon to be found.
+    // The state before opening: the table is empty, and no daemon can be reached.
     void close_library();
 
   private:

@@ -13,7 +13,7 @@ namespace {
 
 using Configuration = Cluster_Test;
 
-// What a first and all next calls give, the failing one that ends them included.
+// The results of one "first" and all "next" calls, including the failing one at the end.
 template <typename Item, typename First, typename Next> std::vector<Item> all(First first, Next next) {
     std::vector<Item> items;
     Hb_Cursor cursor = 1000;
@@ -35,7 +35,7 @@ TEST_F(Configuration, GivesTheNumberOfThisNode) {
 }
 
 TEST_F(Configuration, CountsComeFromTheirOwnSources) {
-    global_config_tbl.Hb_num_sites = 9; // not what the site count is
+    global_config_tbl.Hb_num_sites = 9; // does not affect the site count
     global_num_sites = 1;
     int count = 0;
     EXPECT_EQ(hb_get_number_of_configured_nodes(&count), Hb_Success);
@@ -127,7 +127,7 @@ TEST_F(Configuration, ANetworkWithoutAdaptersIsNothingToIterateOver) {
     EXPECT_EQ(adapters_in_network(2), (std::vector<Hb_Adapter_Number>{0xFFFFFFFFU}));
 }
 
-// Both calls of a pair refuse with the error and touch neither item nor cursor.
+// Both calls of a pair fail with the error and change neither item nor cursor.
 template <typename Call> void expect_refused(Call call, int error) {
     Hb_Adapter_Number adapter = 1234;
     Hb_Cursor cursor = 56;

@@ -416,7 +416,7 @@ TEST(Hash_Dump, PrintsNameBucketsKeysAndObjects) {
     Hash_insert(0xABCDEF01UL, t.get(), object_a);
     testing::internal::CaptureStderr();
     Hash_dump_table(t.get(), Hash_dump_string);
-    // 0xABCDEF01 is 2882400001, which leaves 53 when divided by 257.
+    // 0xABCDEF01 is 2882400001, whose remainder is 53 when divided by 257.
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nDumping Hash Table \"Hb_IP list\"\n"
                                                       "Bucket 5: key > 0x00000106\n"
                                                       "object > \"b\"\n"

@@ -16,7 +16,7 @@ class Membership : public Cluster_Test {
   protected:
     Membership() : group_(std::make_unique<Hb_Group>()) {}
 
-    // Nodes 1 and 3 of four; a stray member where no node number reaches.
+    // Nodes 1 and 3 of four, and a stray member beyond all node numbers.
     Hb_Group *node_group() {
         std::memset(group_.get(), 0, sizeof *group_);
         group_->Hb_group_type = 0;
@@ -39,7 +39,7 @@ class Membership : public Cluster_Test {
         adapters.Hb_group_incarnation = 700;
         incarnations()[3] = 0x08000011U;
         incarnations()[9] = 5;
-        incarnations()[12] = 6; // beyond the geometry
+        incarnations()[12] = 6; // beyond all adapter numbers
         return group_.get();
     }
 

@@ -1,4 +1,4 @@
-// Every new block of counted allocation is passed to the hook. The test's own takes the place of the library's.
+// Every new block of counted allocation is passed to the hook. The test replaces the library's hook.
 #include "utils/new_data_hook.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// The utilities while allocations fail, one after the other.
+// The utilities while allocations fail in turn.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// While one lives, so many allocations succeed and all others fail.
+// While an object exists, this many allocations succeed and all others fail.
 class Shortage {
   public:
     explicit Shortage(int allocations) : fault_({hb_test::Call::allocation, allocations, -1, ENOMEM}) {}

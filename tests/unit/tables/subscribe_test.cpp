@@ -1,4 +1,4 @@
-// Subscribing: what goes to the daemon, byte by byte, and what is kept in either mode.
+// Subscribing: the bytes that go to the daemon, and what each mode keeps.
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -35,7 +35,7 @@ Bytes request(int kind, int payload) {
     return bytes;
 }
 
-// A group as it travels: type, cursor, events, name, network number with padding, count, bitmap; then zeros.
+// A group as sent: type, cursor, events, name, network number with padding, count, bitmap; then zeros.
 Bytes group_bytes(int type, int cursor, int events, const std::string &name, int count, const Bytes &bitmap) {
     Bytes bytes;
     bytes.i32(type).i32(cursor).i32(events).text(name, 32).zeros(4).i32(count).add(bitmap);
@@ -52,7 +52,7 @@ class Subscribing : public Cluster_Test {
         global_num_sites = 1;
     }
 
-    // From here on what the library sends can be read with `received`.
+    // Afterwards `received` can read what the library sends.
     void connect() {
         listener_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address{};
@@ -69,7 +69,7 @@ class Subscribing : public Cluster_Test {
         ASSERT_TRUE(daemon_);
     }
 
-    // All that was sent so far; the connection is then closed.
+    // Everything that was sent so far. It closes the connection.
     Bytes received() {
         hb_remove_socket();
         Bytes bytes;

@@ -16,7 +16,7 @@ constexpr std::size_t BITMAP = 52;
 class Subscription_Group : public Cluster_Test {
   protected:
     Subscription_Group() : group_(std::make_unique<Hb_Subscription_Group>()) {
-        // A caller's record may hold anything before it is emptied.
+        // A caller's record may contain anything before it is emptied.
         std::memset(group_.get(), 0xEE, sizeof *group_);
         EXPECT_EQ(hb_empty_subscription_group(group()), Hb_Success);
         global_config_tbl.Hb_max_sites = 2;
@@ -131,7 +131,7 @@ TEST_F(Subscription_Group, NumbersAreCheckedBeforeTheType) {
     expect_error(hb_add_adapter_to_subscription_group(group(), 12), 4);
 }
 
-// Every type in which a group can be, and whether each kind of member may be changed in it.
+// Every type that a group can have, and whether each kind of member may be changed in it.
 struct Type_Rule {
     int32_t type;
     bool node, adapter, network, site;
@@ -349,7 +349,7 @@ TEST_F(Subscription_Group, ASiteOutOfRangeOrNotConfiguredIsRefused) {
 TEST_F(Subscription_Group, AllNodesAreThoseThatOwnAnAdapter) {
     global_node_tbl[0] = Hb_True;
     global_node_tbl[4] = Hb_True; // not below the maximum
-    global_num_nodes = 5;         // the count is taken over, not counted
+    global_num_nodes = 5;         // the count is copied, not computed
     set_type(7);
     EXPECT_EQ(hb_add_all_nodes_to_subscription_group(group()), Hb_Success);
     EXPECT_EQ(type(), 0);

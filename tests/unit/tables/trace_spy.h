@@ -1,4 +1,4 @@
-// Stands in for the trace library's recording calls and remembers what was recorded.
+// Replaces the trace library's recording calls and keeps the records.
 #ifndef TRACE_SPY_H
 #define TRACE_SPY_H
 
@@ -18,8 +18,8 @@ struct Trace_Record {
 
 void PrintTo(const Trace_Record &record, std::ostream *out);
 
-// While one lives, records of the categories named by `levels` (Errors, Info, Debug) are kept, and every
-// recording call spoils errno as a real one may.
+// While an object exists, records of the categories in `levels` (Errors, Info, Debug) are kept. Every recording
+// call changes errno, as a real one may.
 class Trace_Spy {
   public:
     Trace_Spy(unsigned char errors, unsigned char info, unsigned char debug);

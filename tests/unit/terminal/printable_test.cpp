@@ -1,4 +1,4 @@
-// Nothing that steers a terminal, or misleads who reads it, gets through.
+// No character gets through that controls a terminal or misleads its reader.
 #include "terminal/printable.h"
 
 #include <string>
