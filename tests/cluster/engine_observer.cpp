@@ -4,12 +4,12 @@
 // Lines of its output, each preceded by the time of the monotonic clock in seconds:
 //
 //   engine LOCAL_ID                    connected
-//   configuration ID,NAME,ADDRESS,... ...    each node, with its address on every link; also after a successful
-//   reload reload refused
-//   ready                              the first check of everything is done; lines since "engine" are the
-//   initial state members ID... joined ID... left ID...    from the engine's callback; the time is that of the
-//   callback link ID LINK 0|1 TIMES_DOWN        a link to another node: first its initial state, then each
-//   change interface LINK 0|1                 whether the local node's own interface of the link has a carrier
+//   configuration ID,NAME,ADDRESS,... ...    each node with its address on every link; repeated after a reload
+//   reload refused
+//   ready                              the first check is complete; lines since "engine" are the initial state
+//   members ID... joined ID... left ID...    from the engine's callback, with the time of the callback
+//   link ID LINK 0|1 TIMES_DOWN        a link to another node: its initial state, then each change
+//   interface LINK 0|1                 whether the local node's own interface of the link has a carrier
 //   gone                               the engine has ended
 //
 // It ends when its input ends.

@@ -3,10 +3,9 @@
 //
 // Lines of its output, each preceded by the time of the monotonic clock in seconds:
 //
-//   connected LOCAL_NODE                the library is open; configuration and reports of present members
-//   follow lost ERROR                          the daemon has disconnected
-//   closed ERROR                        opening failed for a reason other than a missing daemon; the client
-//   retries
+//   connected LOCAL_NODE                the library is open; configuration and present members follow
+//   lost ERROR                          the daemon has disconnected
+//   closed ERROR                        opening failed, but not for lack of a daemon; the client retries
 //   trouble DOING ERROR                 the library failed otherwise
 //   configuration nodes N... adapters A=ADDRESS...
 //   event SEQUENCE configuration nodes N... adapters A=ADDRESS...

@@ -1,4 +1,4 @@
-// The fuzzer's seeds, and what is near them, through the fuzzer's entry in an ordinary build. A fault ends
+// Passes the fuzzer's seeds, and variations of them, to the fuzzer's entry in an ordinary build. A fault ends
 // the program.
 #include <algorithm>
 #include <array>
@@ -50,7 +50,7 @@ TEST_F(Corpus, EveryCutOfEverySeedIsDecoded) {
     }
 }
 
-// The first 160 bytes hold the header and every count; each of their words takes the values at the borders.
+// The first 160 bytes contain the header and every count. Each of their words is set to the limit values.
 TEST_F(Corpus, EverySeedWithAnyWordAtABorderIsDecoded) {
     constexpr std::array<uint32_t, 9> borders{0, 1, 47, 49, 2049, 98351U, 98352U, 0x7FFFFFFFU, 0xFFFFFFFFU};
     for (const Bytes &record : records) {

@@ -22,7 +22,7 @@ void require(bool condition) {
     }
 }
 
-// Of exactly the record's size, so that a read beyond it is seen.
+// Has exactly the record's size, so that a read beyond it is detected.
 std::unique_ptr<char[]> exact_copy(std::span<const char> record) {
     std::unique_ptr<char[]> copy(new char[record.size()]);
     std::copy(record.begin(), record.end(), copy.get());
@@ -58,7 +58,7 @@ void load_known_table() {
     hb_init_global_node_tbl();
 }
 
-// What the snapshot's view promises is read in full, loaded and asked for.
+// Everything that the snapshot's view contains is read, loaded and queried.
 void decode_as_snapshot(std::span<const char> record) {
     const auto view = hb_view_snapshot(record);
     if (!view) {

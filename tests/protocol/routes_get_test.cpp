@@ -81,7 +81,7 @@ ISOLATED_TEST(GetRoute, AsksWithTheNodeAsTheLengthAndThatManyZerosBehindTheHeade
     EXPECT_EQ(Hb_Success, get(4).result);
     Bytes expected = {80, 0, 0, 0};                              // the record's length: 76 and 4
     expected.zeros(8).add({211, 0, 0, 0, 4, 0, 0, 0}).zeros(48); // kind 211, len 4
-    expected.i32(getpid()).zeros(8).add({0, 0, 0, 0});           // four bytes behind the header
+    expected.i32(getpid()).zeros(8).add({0, 0, 0, 0});           // four bytes after the header
     EXPECT_TRUE(same_bytes(expected, requests_after_opening(daemon, 84)));
 }
 

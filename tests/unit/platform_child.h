@@ -1,5 +1,6 @@
-// What the platform libraries' tests share: a child process with an environment of its own, since each of these
-// libraries keeps what it was told for as long as it is loaded, and a directory that goes with its test.
+// Shared by the platform libraries' tests: a child process with its own environment, and a directory that is
+// removed with its test. Each of these libraries keeps its settings as long as it is loaded, so each test needs
+// a new process.
 #ifndef PLATFORM_CHILD_H
 #define PLATFORM_CHILD_H
 
@@ -25,7 +26,7 @@ std::string contents(const std::string &path);
 void write_file(const std::string &path, const std::string &text);
 std::vector<std::string> lines_of(const std::string &text);
 
-// What became of a child: its wait status, what it said, and what stood on its stderr.
+// The result of a child: its wait status, its text, and its stderr.
 struct Child_Result {
     int status = -1;
     std::string said;
@@ -36,11 +37,11 @@ struct Child_Result {
 
 using Environment = std::map<std::string, std::string>;
 
-// Runs `body` in a forked child in which of the QZ_TR_ variables only the given ones are set. The child ends
-// like a program, with exit(0); it is killed when it outlives its deadline or this process.
+// Runs `body` in a forked child. Of the QZ_TR_ variables, only the given ones are set. The child ends like a
+// program, with exit(0). It is killed if it outlives its deadline or this process.
 Child_Result in_child(const Environment &environment, const std::function<void()> &body);
 
-// In a child: a text for Child_Result::said.
+// For a child: sets the text of Child_Result::said.
 void say(const std::string &text);
 
 #endif

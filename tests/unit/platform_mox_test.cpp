@@ -22,7 +22,7 @@ qz_mox_cluster_info_t the_cluster{};
 qz_mox_node_info_t the_node{};
 qz_mox_net_intf_info_t the_interface{};
 
-// A service whose every function leaves its own mark and gives a result of its own.
+// A service whose functions each leave a different mark and return a different result.
 qz_mox_service_t marking_service() {
     qz_mox_service_t service{};
     service.get_cluster_info = [](const char *name, qz_mox_cluster_info_t **info) {
@@ -207,7 +207,7 @@ TEST_F(Mox, ErrnoOfTheServiceIsHandedThrough) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-// In C, which the layout and the constants must suit as well.
+// Written in C, since the layout and the constants must also work in C.
 extern "C" int c_caller_reads_a_site_event(const qz_orb_event_metadata_t *event, uint64_t *sequence,
                                            char *mac_byte, const qz_mox_net_intf_info_t *intf, uint32_t *ipv4);
 

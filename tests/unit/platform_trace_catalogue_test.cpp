@@ -1,4 +1,4 @@
-// The catalogue's format, and that the installed one fits the client library's record numbers.
+// The catalogue's format. Also checks that the installed catalogue has the client library's record numbers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

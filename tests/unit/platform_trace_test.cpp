@@ -1,4 +1,4 @@
-// The trace library as a component sees it: registration, detail bytes, and the lines that records become.
+// The trace library as a component sees it: registration, detail bytes, and the lines of its records.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ std::string registered_with(const Environment &environment) {
     return in_child(environment, [] { say(Component().text()); }).said;
 }
 
-// A file for the lines, and a catalogue of this test's own.
+// A file for the lines, and the test's own catalogue.
 class Trace : public testing::Test {
   protected:
     Temporary_Directory directory;

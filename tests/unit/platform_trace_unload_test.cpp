@@ -1,5 +1,5 @@
-// The trace library comes and goes with the libraries that use it, and leaves nothing behind. This program does
-// not link it.
+// The trace library is loaded and unloaded with the libraries that use it, and leaves nothing behind. This
+// program is not linked with it.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -37,7 +37,8 @@ long resident_kilobytes() {
     return -1;
 }
 
-// Loads the library, registers, records once, unloads; the first detail byte of Info, or why not.
+// Loads the library, registers, records once, unloads. Returns the first detail byte of Info, or the reason of
+// a failure.
 std::string load_record_unload() {
     static const tr_category_description_t categories[] = {{1, "Info", 1, 0}};
     void *library = dlopen(TRACE_LIBRARY, RTLD_NOW | RTLD_LOCAL);

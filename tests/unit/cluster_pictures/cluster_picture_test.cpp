@@ -1,4 +1,4 @@
-// What a cluster service sees of a cluster that a heartbeat daemon's file describes.
+// How a cluster service sees a cluster that a heartbeat daemon's file describes.
 #include "providers/service/cluster_picture.h"
 
 #include <cstring>
@@ -19,7 +19,7 @@ wispd::Configured_Adapter adapter(int network, const std::string &address, const
     return made;
 }
 
-// Node 2 has two adapters, node 5 one; networks 0 to 2, four adapters per node.
+// Node 2 has two adapters, node 5 has one. There are networks 0 to 2, and four adapter slots a node.
 wispd::Configuration two_nodes() {
     wispd::Configuration cluster;
     cluster.name = "two";

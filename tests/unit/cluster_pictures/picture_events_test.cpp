@@ -1,4 +1,4 @@
-// What a cluster service tells when its picture changes, and in which order.
+// The events of a cluster service when its picture changes, and their order.
 #include "providers/service/picture_events.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What the cluster service over Corosync tells on its monitors, and when.
+// The events of the cluster service over Corosync on its monitors, and when they are sent.
 #include <cerrno>
 #include <thread>
 
@@ -13,7 +13,7 @@ namespace {
 
 class Corosync_Events : public Corosync_Service_Test {};
 
-// A list of nodes as the library asks for it while it handles an event.
+// The list of nodes that the library queries while it handles an event.
 std::string nodes_after(const Read_Event &event) {
     qz_mox_node_info_t *list = nullptr;
     EXPECT_EQ(0, qz_mox_get_node_info_after_event(nullptr, &event.metadata(), &list));
@@ -48,9 +48,9 @@ TEST_F(Corosync_Events, AMonitorIsReadableWhenTheEngineHasNewsAndWhileEventsAreH
     EXPECT_FALSE(is_readable(liveness));
     cluster_->tell_members({{1, 1}});
     EXPECT_TRUE(is_readable(liveness));
-    EXPECT_TRUE(is_readable(adapters)); // nobody knows yet whom it concerns
+    EXPECT_TRUE(is_readable(adapters)); // it is not known yet which monitor it concerns
     EXPECT_EQ(NOTHING, read_adapter(adapters));
-    EXPECT_EQ(NOTHING, read_adapter(adapters)); // the links are looked at after the members
+    EXPECT_EQ(NOTHING, read_adapter(adapters)); // the links are checked after the members
     EXPECT_FALSE(is_readable(adapters));
     EXPECT_TRUE(is_readable(liveness));
     EXPECT_EQ("down 2", read_node(liveness));
@@ -196,7 +196,7 @@ TEST_F(Corosync_Events, WhatIsHeldForTheAdaptersOfANodeIsTakenBackByItsDeath) {
     const UniqueFd adapters = open("adapter_liveness");
     link(3, 0, false);
     link(2, 0, false);
-    EXPECT_EQ(NOTHING, read_node(liveness)); // looks
+    EXPECT_EQ(NOTHING, read_node(liveness)); // checks the cluster
     node_dies(3);
     EXPECT_EQ("down 3", read_node(liveness));
     EXPECT_EQ("down 2 knet0", read_adapter(adapters));
@@ -212,7 +212,7 @@ TEST_F(Corosync_Events, WhatHappensToAdaptersBeforeTheirNodesReturnIsReadIsNotTo
     node_dies(3);
     EXPECT_EQ("down 3", read_node(liveness));
     node_returns(3);
-    EXPECT_EQ(NOTHING, read_adapter(adapters)); // looks
+    EXPECT_EQ(NOTHING, read_adapter(adapters)); // checks the cluster
     link(3, 1, true);
     EXPECT_EQ(NOTHING, read_adapter(adapters));
     EXPECT_EQ("up 3", read_node(liveness));
@@ -252,7 +252,7 @@ TEST_F(Corosync_Events, ANodeThatDiesWithAReloadIsToldByItself) {
     node_dies(3);
     Read_Event reload(reconfigurations.get(), 100);
     ASSERT_EQ("reconfiguration", reload.text());
-    EXPECT_EQ("1+2+3+", nodes_after(reload)); // its death is still to be read
+    EXPECT_EQ("1+2+3+", nodes_after(reload)); // its death is still unread
     reload.release();
     Read_Event death(liveness.get(), 0);
     ASSERT_EQ("down 3", death.text());
@@ -265,7 +265,7 @@ TEST_F(Corosync_Events, WhatIsHeldForANodeIsTakenBackWhenAReloadRemovesIt) {
     const UniqueFd liveness = open("node_liveness");
     node_dies(3);
     node_dies(2);
-    EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations)); // looks
+    EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations)); // checks the cluster
     cluster_->configuration.nodes.pop_back();
     cluster_->tell_reload();
     EXPECT_EQ("reconfiguration", read_reconfiguration(reconfigurations));
@@ -283,7 +283,7 @@ TEST_F(Corosync_Events, AWholeReadingLeavesEveryUnreadEvent) {
     node_returns(3); // down and up
     link_flaps(2, 0);
     link(2, 1, false);
-    EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations)); // looks
+    EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations)); // checks the cluster
     EXPECT_EQ(1, local_node());
     EXPECT_EQ("down 3", read_node(liveness));
     EXPECT_EQ("up 3", read_node(liveness));
@@ -311,10 +311,10 @@ TEST_F(Corosync_Events, AWholeReadingChangesNoLaterAnswer) {
     cluster_->tell_reload();
     Read_Event reload(reconfigurations.get(), 100);
     ASSERT_EQ("reconfiguration", reload.text());
-    EXPECT_EQ("1+2+3-", nodes_after(reload)); // its return is still to be read
+    EXPECT_EQ("1+2+3-", nodes_after(reload)); // its return is still unread
     reload.release();
     link(3, 1, true);
-    EXPECT_EQ(NOTHING, read_adapter(adapters)); // its node's return stands for it
+    EXPECT_EQ(NOTHING, read_adapter(adapters)); // its node's return includes it
     EXPECT_EQ("up 3", read_node(liveness));
     EXPECT_EQ("1 knet0 up, 1 knet1 up, 2 knet0 up, 2 knet1 up, 3 knet0 up, 3 knet1 up", interfaces());
 }

@@ -1,4 +1,4 @@
-// The peers of a program: what is told of their coming and going.
+// The peers of a program: the events when they connect and disconnect.
 #include <deque>
 
 #include "engine/engine.h"
@@ -57,13 +57,13 @@ class Corosync_Peers : public Corosync_Service_Test {
         group_.stands = false;
         group_.bell.ring();
         EXPECT_EQ("1 up, 2 up, 3 up", nodes());
-        EXPECT_EQ(1, local_node()); // looks
+        EXPECT_EQ(1, local_node()); // checks the cluster
         cluster_->runs = group_.stands = true;
         cluster_->members = {{1, 1}};
         group_.news = {{{1}, {}}};
     }
 
-    // Whether nothing is told until it has.
+    // Returns whether no event arrives before it has rejoined.
     bool rejoins(const UniqueFd &monitor) {
         bool told = false;
         return wait_until([&] {
@@ -113,7 +113,7 @@ TEST_F(Corosync_Peers, OneThatIsGoneWithItsNodeIsNotTold) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
     const UniqueFd monitor = open("peer_gs_liveness");
-    group_.tell({{1, 3}, {2}}); // the group may know it before the node's death is told
+    group_.tell({{1, 3}, {2}}); // the group may learn of it before the node's death is reported
     EXPECT_EQ(NOTHING, read_peer(monitor));
     node_dies(3);
     group_.tell({{1}, {}});
@@ -143,7 +143,7 @@ TEST_F(Corosync_Peers, TheGroupIsJoinedAgainWhenItIsLost) {
     EXPECT_EQ(2, group_.joined);
 }
 
-// Its group then begins with itself alone, as it does.
+// Like a real one, its group then first contains only itself.
 TEST_F(Corosync_Peers, AnEngineThatComesBackAndFindsThemAgainIsNoNews) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());

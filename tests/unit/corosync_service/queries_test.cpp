@@ -1,4 +1,4 @@
-// What the cluster service over Corosync answers, from the engine's first word to its return.
+// The answers of the cluster service over Corosync, from the engine's first answer to its return.
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -107,7 +107,7 @@ TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNothingThatIsUn
     node_dies(3);
     cluster_->configuration.nodes.push_back({4, "four", {{0, "10.1.0.4"}, {1, "10.2.0.4"}}});
     cluster_->tell_reload();
-    EXPECT_EQ("1 up, 2 up, 3 up", nodes()); // it does not look
+    EXPECT_EQ("1 up, 2 up, 3 up", nodes()); // this query does not check the cluster
     EXPECT_EQ(1, local_node());
     EXPECT_EQ("1 up, 2 up, 3 up, 4 down", nodes());
     EXPECT_EQ("down 3", read_node(liveness));
@@ -116,11 +116,12 @@ TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNothingThatIsUn
     EXPECT_EQ("1 up, 2 up, 3 down, 4 down", nodes());
 }
 
-// A death that is found by it is told before the links are looked at; they are part of the whole all the same.
+// A death that the reading finds is reported before the links are checked. The reading still includes the
+// links.
 TEST_F(Corosync_Queries, AWholeReadingIsOfNodesAndLinksAtTheSameTime) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::milliseconds(1));
     const UniqueFd reconfigurations =
-        open("cluster_reconfig"); // without monitors of their own they have no events
+        open("cluster_reconfig"); // without their own monitors, nodes and links have no events
     link(2, 1, false);
     node_dies(3);
     EXPECT_EQ(1, local_node());
@@ -168,7 +169,7 @@ TEST_F(Corosync_Queries, TheOthersAreDeadWhenTheEngineStaysAway) {
 }
 
 TEST_F(Corosync_Queries, WhatChangedMeanwhileIsToldWhenTheEngineIsBack) {
-    start(std::nullopt, std::chrono::milliseconds(500)); // so long what it does not see again counts as up
+    start(std::nullopt, std::chrono::milliseconds(500)); // unseen members count as up for this long
     const UniqueFd liveness = open("node_liveness");
     const UniqueFd adapters = open("adapter_liveness");
     engine_ends();

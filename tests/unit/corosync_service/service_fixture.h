@@ -17,7 +17,7 @@
 
 namespace hb_test {
 
-// An event that was read and is not released yet.
+// An event that was read and has not been released yet.
 class Read_Event {
   public:
     Read_Event(int fd, int category) : result_(qz_orb_read_event(fd, category, &event_)) {}
@@ -27,7 +27,7 @@ class Read_Event {
 
     int result() const { return result_; }
     const qz_orb_event_metadata_t &metadata() const { return event_; }
-    // "down 3", "up 2 knet0", "reconfiguration"; the result where there is no event.
+    // "down 3", "up 2 knet0", "reconfiguration"; the result if there is no event.
     std::string text() const;
     void release();
 
@@ -38,14 +38,14 @@ class Read_Event {
 
 class Corosync_Service_Test : public wispd_test::WispdLogged {
   protected:
-    // Nodes 1 to 3 on two links. Links are looked at with each look.
+    // Nodes 1 to 3 on two links. Every check includes the links.
     void start(std::optional<mox_corosync::Peer_Settings> peers = std::nullopt,
                std::chrono::milliseconds grace = std::chrono::seconds(100),
                std::chrono::milliseconds poll = std::chrono::milliseconds(0));
     void stop() { service_.reset(); }
 
     static UniqueFd open(const char *monitor);
-    // Reads one, and releases it.
+    // Reads one event and releases it.
     static std::string read(const UniqueFd &monitor, int category);
     static std::string read_node(const UniqueFd &monitor) { return read(monitor, 0); }
     static std::string read_adapter(const UniqueFd &monitor) { return read(monitor, 1); }
@@ -53,13 +53,13 @@ class Corosync_Service_Test : public wispd_test::WispdLogged {
     static std::string read_reconfiguration(const UniqueFd &monitor) { return read(monitor, 100); }
     static bool is_readable(const UniqueFd &monitor);
 
-    // "1 up, 2 down", or the result where there is no list.
+    // "1 up, 2 down", or the result if there is no list.
     static std::string nodes();
     // "1 knet0 up, 1 knet1 down".
     static std::string interfaces();
-    static int local_node(); // -1: there is no answer
+    static int local_node(); // -1: no answer
 
-    // What happens in the cluster.
+    // Changes of the cluster.
     void node_dies(uint32_t node);
     void node_returns(uint32_t node); // with a higher count
     void link(uint32_t node, int number, bool connected);

@@ -1,4 +1,4 @@
-// What the built libhb_client.so shows to the world.
+// The exports and dependencies of the built libhb_client.so.
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -87,7 +87,7 @@ TEST(BuiltLibrary, ExportsWhatTheHeaderDeclares) {
     EXPECT_EQ(exported_symbols(), declared);
 }
 
-// What the library leaves to others, without the versions that the linker adds.
+// The symbols that the library does not define, without the versions that the linker adds.
 Names undefined_symbols() {
     Names names;
     for (const std::string &line :
@@ -97,7 +97,7 @@ Names undefined_symbols() {
     return names;
 }
 
-// The security library of another maker need have no more than these.
+// A security library from another vendor needs no more functions than these.
 TEST(BuiltLibrary, NeedsTwoCallsOfTheSecurityLibrary) {
     Names security;
     for (const std::string &name : undefined_symbols()) {

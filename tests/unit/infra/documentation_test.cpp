@@ -1,4 +1,4 @@
-// What the documents say about the tree is so.
+// The documents' statements about the source tree are true.
 #include <algorithm>
 #include <map>
 #include <regex>
@@ -26,7 +26,7 @@ std::map<std::string, std::string> pairs_in(const std::string &text, const std::
     return pairs;
 }
 
-// The codes of an enumeration of the wire header, each with its name.
+// The codes of an enumeration in the wire header, each with its name.
 std::map<std::string, std::string> codes_of(const std::string &enumeration) {
     const std::string header = read_source(root + "/lib/wire/hb_wire.h");
     const auto start = header.find("enum " + enumeration);
@@ -87,7 +87,7 @@ std::vector<std::string> sorted(std::vector<std::string> names) {
     return names;
 }
 
-// The section of the public header that each entry is declared in: what its heading says before the first dot.
+// The section of the public header that declares each entry: the heading's text before the first dot.
 std::map<std::string, std::string> sections_of(const std::string &header) {
     static const std::regex ruler(R"(/\* -{60,})");
     static const std::regex declaration(R"(^HB_API [^(]*\b(\w+)\()");
@@ -110,7 +110,7 @@ bool mentions(const std::string &text, const std::string &name) {
     return std::regex_search(text, std::regex("\\b" + name + "\\b"));
 }
 
-// What is wrong with a row, in words.
+// Describes what is wrong with a row.
 std::vector<std::string> faults_of(const Entry_Row &row) {
     std::vector<std::string> faults;
     if (row.tests.empty()) {

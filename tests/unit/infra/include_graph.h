@@ -1,4 +1,4 @@
-// Which of the project's modules include which; a .h and the .cpp of the same name are one module.
+// The includes between the project's modules; a .h and the .cpp of the same name are one module.
 #ifndef TESTS_INCLUDE_GRAPH_H
 #define TESTS_INCLUDE_GRAPH_H
 
@@ -12,13 +12,13 @@ using Include_Graph = std::map<std::string, std::set<std::string>>;
 // "lib/vexo/Hb_Csock.cpp" -> "lib/vexo/Hb_Csock"
 std::string module_of(const std::string &path);
 
-// The names that a source's `#include "..."` lines give.
+// The names in a source's `#include "..."` lines.
 std::vector<std::string> quoted_includes(const std::string &source);
 
 void add_file(Include_Graph &graph, const std::string &path, const std::string &source);
 
-// A loop as the modules along it, the first one again at the end; empty when there is none. A module that
-// includes itself (a .cpp its .h) is no loop.
+// A loop as the list of its modules, with the first one repeated at the end; empty if there is none. A module
+// that includes itself (a .cpp its .h) is not a loop.
 std::vector<std::string> find_loop(const Include_Graph &graph);
 
 #endif

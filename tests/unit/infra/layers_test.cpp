@@ -1,4 +1,4 @@
-// Who may include whom: folders are layers, and includes run downward.
+// The permitted includes: folders are layers, and includes run downward.
 #include <algorithm>
 #include <string>
 #include <vector>

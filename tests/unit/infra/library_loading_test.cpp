@@ -36,7 +36,7 @@ int mappings_of(const std::string &text) {
     return count;
 }
 
-// Opens the library as far as that goes where no daemon is.
+// Opens the library as far as possible without a daemon.
 void load_use_and_unload() {
     const Library library = load(HB_LIBRARY);
     ASSERT_TRUE(library);
@@ -65,12 +65,12 @@ TEST_F(LibraryLoading, AHundredLoadsLeaveNoMapping) {
         ASSERT_EQ(mappings_of("libhb_client.so"), 0) << "after load " << i;
         ASSERT_EQ(mappings_of("libqz_"), 0) << "after load " << i;
     }
-    // The allocator may take a region once; a mapping for each load would show as a hundred.
+    // The allocator may map a region once. A mapping for each load would add a hundred.
     EXPECT_LE(mappings_of(""), before + 4);
 }
 
-// The trace library may stay loaded for another component's sake: then it outlives this library, and must
-// not touch what this library registered once that is gone.
+// The trace library may stay loaded for another component. It then outlives this library, and must not access
+// what this library registered after the unloading.
 TEST_F(LibraryLoading, TheTraceLibraryMayOutliveIt) {
     const Library trace = load(HB_TRACE_LIBRARY);
     ASSERT_TRUE(trace);

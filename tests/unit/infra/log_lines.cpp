@@ -6,7 +6,7 @@
 
 namespace {
 
-// Where the literal that begins at `quote` ends: behind its closing quote.
+// The end of the literal that begins at `quote`: the position after its closing quote.
 std::size_t end_of_literal(const std::string &text, std::size_t quote) {
     std::size_t at = quote + 1;
     while (at < text.size() && text[at] != '"') {
@@ -24,7 +24,7 @@ std::string unescaped(const std::string &literal) {
     return text;
 }
 
-// Those that are nothing but marks say nothing of the line.
+// Omits parts that contain only punctuation, since they do not identify the line.
 Line_Parts without_marks(const Line_Parts &parts) {
     const char *const marks = " :;,.()\"";
     Line_Parts kept;
@@ -37,7 +37,7 @@ Line_Parts without_marks(const Line_Parts &parts) {
     return kept;
 }
 
-// A literal behind another one, with nothing but space between, continues it.
+// A literal that follows another one, with only space between, continues it.
 class Collector {
   public:
     void literal(const std::string &text) {
@@ -58,7 +58,7 @@ class Collector {
     bool continues_ = false;
 };
 
-// From behind the opening parenthesis to the closing one, or to a choice between words.
+// The text after the opening parenthesis, up to the closing one or to a choice between words.
 Line_Parts parts_of_call(const std::string &source, std::size_t at) {
     Collector collector;
     for (int depth = 1; at < source.size() && depth > 0 && source[at] != '?';) {

@@ -1,4 +1,4 @@
-// docs/operations.md quotes the log lines as they are, and all of those that an administrator may meet.
+// docs/operations.md quotes the log lines exactly, and quotes all that an administrator may see.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -63,7 +63,7 @@ TEST(LogLines, AQuotationHasAllThatIsFixedInTheLine) {
 
 // ---- The document ----
 
-// Everything that wispd is made of and that logs.
+// All sources of wispd that log.
 std::vector<std::string> daemon_sources(const std::vector<std::string> &endings) {
     std::vector<std::string> found;
     for (const char *folder : {"cluster", "daemon", "engine", "host"}) {

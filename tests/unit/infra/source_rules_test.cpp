@@ -1,4 +1,4 @@
-// Rules about the sources that the compiler does not know.
+// Rules for the sources that the compiler does not check.
 #include <regex>
 #include <string>
 #include <vector>
@@ -47,7 +47,7 @@ std::vector<std::string> callers_of(const std::string &function) {
 TEST(Library, EveryAnswerIsAwaitedByTheOnePrimitive) {
     EXPECT_THAT(callers_of("hb_get_reply_from_server"),
                 ElementsAre("lib/api/control.cpp", "lib/api/routes.cpp"));
-    // Events come without having been awaited.
+    // Events arrive without a wait for them.
     EXPECT_THAT(callers_of("hb_receive_packet"),
                 ElementsAre("lib/api/event_intake.cpp", "lib/hb_communication/reply.cpp"));
 }

@@ -1,11 +1,11 @@
-// Reading the project's own files.
+// Reads the project's own files.
 #ifndef TESTS_SOURCE_TREE_H
 #define TESTS_SOURCE_TREE_H
 
 #include <string>
 #include <vector>
 
-// The whole file; fails the running test when it cannot be read.
+// Returns the whole file. The running test fails if it cannot be read.
 std::string read_source(const std::string &path);
 
 bool path_exists(const std::string &path);

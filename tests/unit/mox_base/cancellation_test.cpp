@@ -1,4 +1,4 @@
-// A thread that is cancelled while it holds the queue leaves it unlocked and whole.
+// A thread that is cancelled while it holds the queue leaves the queue unlocked and complete.
 #include <array>
 #include <memory>
 #include <string>
@@ -15,7 +15,7 @@
 #include "lib/mox/handlers/process_handlers.h"
 #include "tests/support/deadline.h"
 
-// In place of the trace library's: where a thread that shows the queue can be cancelled.
+// Replaces the trace library's function: here a thread that traces the queue can be cancelled.
 namespace {
 thread_local bool cancelled_when_tracing = false;
 }
@@ -47,7 +47,7 @@ bool work_is_done = false;
 void *run_cancelled(void *work) {
     int before = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-    pthread_cancel(pthread_self()); // takes effect where the thread can be cancelled next
+    pthread_cancel(pthread_self()); // takes effect at the next cancellation point
     cancelled_when_tracing = true;
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
     reinterpret_cast<Work>(work)();
@@ -56,7 +56,7 @@ void *run_cancelled(void *work) {
     return nullptr;
 }
 
-// Does it in a thread that is being cancelled meanwhile. Whether it was cut short.
+// Runs it in a thread with a pending cancellation. Returns whether the cancellation interrupted it.
 bool is_cut_short(Work work) {
     work_is_done = false;
     pthread_t thread;
@@ -78,10 +78,10 @@ class Cancellation : public testing::Test {
             delete event;
         }
         MOX_delete_global_event_handlers();
-        MOX_write_to_event_pipe(); // the numbers start anew
+        MOX_write_to_event_pipe(); // the numbers start again
     }
 
-    // Two events, one behind the other, with their numbers, and the next number.
+    // Expects two events, one after the other, with their numbers, and the next number.
     static void expect_whole_queue() {
         ASSERT_TRUE(is_free());
         ASSERT_NE(nullptr, event_queue_list);
@@ -93,7 +93,7 @@ class Cancellation : public testing::Test {
     }
 };
 
-// Nothing in these sections lets a cancellation take effect: they are done, and the thread ends behind them.
+// These sections have no cancellation points: they are completed, and the thread ends after them.
 TEST_F(Cancellation, WaitsUntilANumberIsTaken) {
     EXPECT_FALSE(is_cut_short([] { hb_mox_next_event_sequence(); }));
     EXPECT_EQ(3, event_sequence);
@@ -129,7 +129,7 @@ TEST_F(Cancellation, WhileTheQueueIsShownLeavesItUnlocked) {
     expect_whole_queue();
 }
 
-// The write itself is where a thread waits, in a pipe that is full and blocks.
+// The thread waits in the write itself, since the pipe is full and blocks.
 TEST_F(Cancellation, WhileTheWakeUpIsWrittenLeavesItUnlocked) {
     int ends[2];
     ASSERT_EQ(0, pipe2(ends, O_CLOEXEC | O_NONBLOCK));
@@ -148,7 +148,7 @@ TEST_F(Cancellation, WhileTheWakeUpIsWrittenLeavesItUnlocked) {
                          return nullptr;
                      },
                      nullptr));
-    ASSERT_TRUE(wait_until([] { return !is_free(); })); // it is in the section, and cannot go on
+    ASSERT_TRUE(wait_until([] { return !is_free(); })); // it is in the section and cannot continue
     ASSERT_EQ(0, pthread_cancel(thread));
     void *result = nullptr;
     ASSERT_EQ(0, pthread_join(thread, &result));

@@ -1,4 +1,4 @@
-// What handlers fill the caller's record with, field by field.
+// How handlers fill the caller's record, field by field.
 #include <cstring>
 #include <memory>
 

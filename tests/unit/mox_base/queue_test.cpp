@@ -37,7 +37,7 @@ int take_sequence() {
     return event ? event->sequence_num : -1;
 }
 
-// The process's event pipe handler over a pipe of the test's.
+// The process's event pipe handler over a pipe of the test.
 int make_event_pipe() {
     int ends[2];
     EXPECT_EQ(0, pipe2(ends, O_CLOEXEC | O_NONBLOCK));
@@ -79,7 +79,7 @@ ISOLATED_TEST(Queue, GivesEventsInTheirOrderWithConsecutiveNumbers) {
 
     MOX_Event *taken = MOX_get_event_from_head();
     EXPECT_EQ(first, taken);
-    EXPECT_EQ(second, taken->next); // left as it was
+    EXPECT_EQ(second, taken->next); // unchanged
     EXPECT_EQ(0, taken->sequence_num);
     delete taken;
     EXPECT_EQ(1, take_sequence());
@@ -97,7 +97,7 @@ ISOLATED_TEST(Queue, IgnoresANullEventAndUsesNoNumberForIt) {
     EXPECT_EQ(1, hb_mox_next_event_sequence());
 }
 
-// The sanitizers' builds see a signed overflow.
+// Sanitizer builds detect a signed overflow.
 ISOLATED_TEST(Queue, NumbersGoOnBehindTheLargestWithTheSmallest) {
     event_sequence = INT_MAX;
     MOX_add_event_at_end(make_event());
@@ -129,7 +129,7 @@ ISOLATED_TEST(Queue, IsShownEventByEventAndThenItsEnd) {
         EXPECT_EQ(INFO, record.category);
         EXPECT_EQ("_HBC", record.component);
     }
-    EXPECT_EQ(0, take_sequence()); // nothing was taken
+    EXPECT_EQ(0, take_sequence()); // no number was used
     EXPECT_EQ(1, take_sequence());
 }
 

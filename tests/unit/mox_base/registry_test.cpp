@@ -1,4 +1,4 @@
-// The registry of handlers by descriptor, and the dispatch of a ready one.
+// The registry of handlers by descriptor, and the dispatch to a ready handler.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -23,7 +23,7 @@ namespace {
 
 constexpr unsigned ERRORS = 0;
 
-// A handler with any descriptor, which is not closed with it.
+// A handler with any descriptor, which its destructor does not close.
 class Fake : public ORBFSHandler {
   public:
     explicit Fake(int fd, const char *name = nullptr) : ORBFSHandler(nullptr, const_cast<char *>(name)) {
@@ -81,7 +81,7 @@ ISOLATED_TEST(Registry, AGapIsLeftWhereOneUnregistered) {
     EXPECT_EQ(10, ORBFSHandler::handlerListSlots);
     EXPECT_EQ(-1, ORBFSHandler::handlerInstances[1].fd);
     EXPECT_EQ(nullptr, ORBFSHandler::handlerInstances[1].handler);
-    // The gap is not used again.
+    // The gap is not reused.
     const Fake eight(8);
     EXPECT_EQ((std::vector<int>{5, 7, 8, -1}), descriptors());
     EXPECT_EQ(4, ORBFSHandler::currentSlots);
@@ -134,7 +134,7 @@ ISOLATED_TEST(Registry, AHandlerWithoutADescriptorIsTracedAndNotRegistered) {
     EXPECT_EQ(ERRORS, spy.records()[0].category);
 }
 
-// Unregisters and closes as handlers of the library do, in the base's destructor.
+// Unregisters and closes in the base's destructor, as handlers of the library do.
 class Closing : public ORBFSHandler {
   public:
     explicit Closing(int fd) : ORBFSHandler(nullptr, nullptr) {

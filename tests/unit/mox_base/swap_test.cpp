@@ -1,4 +1,4 @@
-// Emptying a configuration table, making the working one live, and showing one.
+// Empties a configuration table, makes the working table live, and prints a table.
 #include <cerrno>
 #include <cstring>
 
@@ -113,7 +113,7 @@ ISOLATED_TEST(Swap, MakesADeepCopyLiveAndEmptiesTheWorkingTable) {
         &live.Hb_global_adapter_list[1],
         Hash_search_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&live.Hb_global_adapter_list[1].Hb_ip_address),
                          live.ip_hash));
-    EXPECT_EQ('V', live.Hb_global_network_list[47].Hb_network_name[0]); // whatever the count says
+    EXPECT_EQ('V', live.Hb_global_network_list[47].Hb_network_name[0]); // regardless of the count
     EXPECT_EQ('v', live.Hb_global_network_list[47].Hb_network_type[0]);
     EXPECT_STREQ("MOX_node list", live.node_hash->name);
     EXPECT_EQ(4099, live.node_hash->size);
@@ -212,7 +212,7 @@ ISOLATED_TEST(Swap, ThatRunsOutOfMemoryAnywhereIsError17AndBothTablesStay) {
         EXPECT_EQ(2, global_config_tbl_new.Hb_num_nodes);
         EXPECT_NE(nullptr, hb_find_node(global_config_tbl, 5));
     }
-    // Two lists and three hashes with what is theirs, and an entry for each node and twice for each adapter.
+    // Two lists and three hashes with their contents, and one entry for each node and two for each adapter.
     EXPECT_LE(2 + 3 + 2 + 2 * 3, allocations);
     EXPECT_EQ(Hb_Entity_Down, global_config_tbl.node_list[0].state);
     empty_global_config_table(&global_config_tbl);

@@ -1,4 +1,4 @@
-// What two tables that differ in one thing are told as.
+// The events for two tables that differ in one thing.
 #include <gtest/gtest.h>
 
 #include "hb_client.h"
@@ -228,7 +228,7 @@ TEST(ConfigChange, IsToldWhileAMovePreparesOnly) {
     migrate_to_mox_prep = false;
     ASSERT_FALSE(moving.config_changed.is_empty());
     EXPECT_EQ(128, moving.config_changed->group.Hb_events);
-    EXPECT_EQ(3, moving.config_changed->group.Hb_group_type); // of no membership
+    EXPECT_EQ(3, moving.config_changed->group.Hb_group_type); // not a membership
     EXPECT_EQ(nullptr, moving.config_changed->next);
     EXPECT_EQ(0U, moving.config_changed->type);
     EXPECT_EQ(0, moving.config_changed->node_num);
@@ -285,7 +285,7 @@ TEST(ConfigChange, IsNotInStatesNorInTheLocalNodeNorInOtherNodesOfTheSameCount) 
 
 TEST(ConfigChange, TheFirstAdapterOfTheSameNameDecides) {
     Plain_Table one = two_nodes();
-    one.adapters[1].name = "eth0"; // address 2, behind address 1
+    one.adapters[1].name = "eth0"; // address 2, after address 1
     EXPECT_TRUE(is_change(one, one));
 }
 

@@ -1,4 +1,4 @@
-// Whatever is in two tables, the comparison finds what the plain scan finds.
+// For any two tables, the comparison finds what the plain scan finds.
 #include <random>
 
 #include <gtest/gtest.h>
@@ -130,7 +130,7 @@ void compare_random_tables(unsigned seed, int pairs, unsigned largest) {
 }
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int DIVISOR = 5; // every event is 393 KB to be checked
+constexpr int DIVISOR = 5; // checking a 393 KB event takes long
 #else
 constexpr int DIVISOR = 1;
 #endif

@@ -6,7 +6,7 @@
 namespace hb_test {
 namespace {
 
-// Without a number of adapters for each node no adapter belongs to one.
+// Without a number of adapters for each node, adapters belong to no node.
 const std::vector<Plain_Adapter> &adapters_of(const Plain_Table &table) {
     static const std::vector<Plain_Adapter> none;
     return table.adapters_per_node > 0 ? table.adapters : none;

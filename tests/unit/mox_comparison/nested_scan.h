@@ -1,4 +1,5 @@
-// The comparison of tables in its plainest form: every adapter against every adapter, in the order of the lists.
+// The comparison of tables in its plainest form: every adapter against every adapter, in the order of the
+// lists.
 #ifndef HB_TEST_MOX_COMPARISON_NESTED_SCAN_H
 #define HB_TEST_MOX_COMPARISON_NESTED_SCAN_H
 
@@ -9,7 +10,7 @@
 namespace hb_test {
 
 struct Missing {
-    bool event = false; // whether there is one
+    bool event = false; // whether there is an event
     int count = 0;
     std::vector<unsigned> members; // ascending, each once
 

@@ -1,4 +1,4 @@
-// Configuration tables made by hand, and what events hold.
+// Configuration tables made by hand, and the contents of events.
 #ifndef HB_TEST_MOX_COMPARISON_TABLES_H
 #define HB_TEST_MOX_COMPARISON_TABLES_H
 
@@ -36,7 +36,7 @@ struct Plain_Table {
 // ::ffff:10.0.0.N
 std::array<unsigned char, 16> address(unsigned char last);
 
-// The same in the library's form. The adapter count is the list's, whatever the adapters of a node.
+// The same in the library's form. The adapter count is that of the list, independent of the adapters of a node.
 class Table {
   public:
     explicit Table(const Plain_Table &plain);
@@ -50,7 +50,7 @@ class Table {
     Hb_Configuration_Internal table_{};
 };
 
-// Makes it the live table; ends that in its destructor.
+// Makes it the live table until the destructor runs.
 class Live_Table {
   public:
     explicit Live_Table(const Plain_Table &plain);
@@ -59,7 +59,7 @@ class Live_Table {
     ~Live_Table();
 };
 
-// A handler without a descriptor, to call the functions of all handlers.
+// A handler without a descriptor, for calls of the functions that all handlers have.
 class Any_Handler : public ORBFSHandler {
   public:
     Any_Handler() : ORBFSHandler(nullptr, nullptr) {}
@@ -80,7 +80,7 @@ class Slot {
 
     const Hb_Adapter_Membership_Grp &adapter_group() const;
     const Hb_Node_Membership_Grp &node_group() const;
-    std::vector<unsigned> adapters() const; // with a 0 in the list; every other entry has to be -1
+    std::vector<unsigned> adapters() const; // those with a 0 in the list; every other entry must be -1
     std::vector<int> nodes() const;
 
   private:

@@ -1,4 +1,4 @@
-// What the comparison records, and in which order.
+// The trace records of the comparison, and their order.
 #include <gtest/gtest.h>
 
 #include "lib/mox/table_comparison.h"

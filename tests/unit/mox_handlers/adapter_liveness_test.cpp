@@ -1,4 +1,4 @@
-// Adapters that come up and go down, are added and removed.
+// Adapters that come up, go down, are added and are removed.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>

@@ -1,4 +1,4 @@
-// What a commit queues, with which table it works, and what happens to preparations and commits in cluster-event mode.
+// The events and the table of a commit, and the effect of preparations and commits in cluster-event mode.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ void prepare_and_commit() {
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit());
 }
 
-// In cluster-event mode, with everything read that the move had to report.
+// In cluster-event mode, after all events of the migration have been read.
 struct Moved : Moving {
     Moved() {
         prepare_and_commit();
@@ -86,7 +86,7 @@ ISOLATED_TEST(Commit, WhoseQueryFailsUsesThePreparedTableAndKeepsTheQuerysNumber
     }
 }
 
-// What was reported since is newer than what the preparation read.
+// Later events are newer than what the preparation read.
 ISOLATED_TEST(Commit, WhoseQueryFailsReportsNothingThatAnEventSinceThePreparationContradicts) {
     {
         Moving moving;
@@ -134,7 +134,7 @@ ISOLATED_TEST(Commit, WithoutAnyAnswerReportsNoDeathAndTheDaemonsTableStays) {
     EXPECT_EQ(3, Moving::nodes());
     EXPECT_TRUE(numbers_fit_geometry());
 
-    // While the service does not answer, a death is known from its record, by the daemon's numbers.
+    // While the service does not answer, a death is known only from its record, with the daemon's numbers.
     moving.client.service.node_down(2);
     const Taken death = moving.client.take();
     EXPECT_EQ(DEATH, death.events);
@@ -147,7 +147,7 @@ ISOLATED_TEST(Commit, WithoutAnyAnswerReportsNoDeathAndTheDaemonsTableStays) {
     EXPECT_EQ(stride, global_config_tbl.Hb_adapters_per_node);
     EXPECT_TRUE(numbers_fit_geometry());
 
-    // The next reading that succeeds makes up for the commit, also one for a node's record.
+    // The next successful reading completes the commit, also a reading for a node's record.
     moving.client.service.heal(Operation::get_node_info);
     moving.client.service.node_up(2);
     const std::vector<Taken> all = moving.client.take_all();
@@ -235,7 +235,7 @@ ISOLATED_TEST(Commit, WithOtherStatesOnlyPutsTheMarkerBetweenDeathsAndJoins) {
             moved.client.service.set(interface);
         }
     }
-    global_config_tbl.Hb_global_adapter_list[1].Hb_state = Hb_Entity_Down; // reported so
+    global_config_tbl.Hb_global_adapter_list[1].Hb_state = Hb_Entity_Down; // already reported
     EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
     EXPECT_THAT(queued(),
                 ElementsAre(queued_adapters(DEATH, {96}), queued_marker(), queued_adapters(JOIN, {49})));
@@ -281,7 +281,7 @@ ISOLATED_TEST(SecondCommit, EachMarkerMakesItsOwnTableLive) {
 ISOLATED_TEST(SecondCommit, AMarkerWithoutATableDoesNotMakeALaterTableLive) {
     Moved moved;
     moved.client.service.fail(Operation::get_node_info, -1, EIO);
-    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // a marker, and no table
+    ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // a marker without a table
     moved.client.service.heal(Operation::get_node_info);
     moved.client.service.remove_interface(3, "eth0");  // so that eth1 has the first number of node 3
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_commit()); // death of 144, marker, table
@@ -446,10 +446,10 @@ ISOLATED_TEST(ReopenedLibrary, AQueuedMarkerDoesNotBringAnOlderTableBack) {
     EXPECT_EQ(4, global_config_tbl.Hb_num_adapters);
 }
 
-// Its predecessor's wake-ups went with the pipe.
+// The wake-ups of the previous handler were lost with its pipe.
 ISOLATED_TEST(ReopenedLibrary, AQueuedMessageDoesNotHoldUpWhatIsQueuedBehindIt) {
     Moved moved;
-    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(2)); // no news
+    ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(2)); // no change
     ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(3));
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_abort());
     moved.set_status(7, QZ_MOX_NODE_STATUS_UP);

@@ -1,4 +1,4 @@
-// What an update of the table tells at once, and what it queues in which order.
+// The events that an update of the table reports at once, and those that it queues, in order.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -149,7 +149,7 @@ ISOLATED_TEST(ConfigurationUpdate, EachOfTwoMarkersMakesItsOwnTableLive) {
     update.client.service.remove_interface(3, "eth1");
     ASSERT_EQ(Hb_Success, update.run());
     update.client.service.remove_interface(3, "eth0");
-    ASSERT_EQ(Hb_Success, update.run()); // before the first marker was taken
+    ASSERT_EQ(Hb_Success, update.run()); // before the first marker was read
     EXPECT_THAT(queued(), ElementsAre(queued_marker(), queued_marker()));
     EXPECT_EQ(of_configuration(), update.client.take());
     EXPECT_EQ(5, global_config_tbl.Hb_num_adapters);

@@ -1,4 +1,4 @@
-// Making the handlers, and undoing what was made when one cannot be.
+// Creates the handlers, and undoes the creation if one of them fails.
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
@@ -18,7 +18,7 @@
 
 namespace {
 
-int pipes_that_work = -1; // so many can be made, then none; -1: all
+int pipes_that_work = -1; // this many can be made, then none; -1: all
 
 } // namespace
 
@@ -114,7 +114,7 @@ ISOLATED_TEST(Creation, AMonitorWithoutADescriptorIsAFailure) {
     for (int works = 0; works < 7; ++works) {
         mox_sim::Simulated_Service service;
         fill_small_cluster(service);
-        service.fail(Operation::open_monitor, 0, ENXIO, works); // success, and no descriptor
+        service.fail(Operation::open_monitor, 0, ENXIO, works); // success without a descriptor
         EXPECT_EQ(Hb_Failure, MOX_create_global_event_handlers());
         expect_nothing_there();
     }
@@ -195,7 +195,7 @@ ISOLATED_TEST(Creation, AThousandTimesLeavesNothingBehind) {
         MOX_delete_global_event_handlers();
     }
     EXPECT_EQ(descriptors, open_descriptors());
-    // The registry keeps a slot for each handler that ever was.
+    // The registry keeps a slot for each handler that ever existed.
     EXPECT_EQ(slots + 9000, ORBFSHandler::currentSlots);
     EXPECT_LT(allocated_bytes(), bytes + 9000 * sizeof(FDHandlerArray) + 4000);
 }

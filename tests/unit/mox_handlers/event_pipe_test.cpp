@@ -1,4 +1,4 @@
-// The handler that hands queued events out, one for each wake-up.
+// The handler that delivers queued events, one for each wake-up.
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -55,7 +55,7 @@ struct Pipe {
         }
         return held;
     }
-    // The library's own message-received event; whether its wake-up was written is part of the call.
+    // The library's own message-received event. The call also reports whether its wake-up was written.
     static void message_from(short node) { ASSERT_EQ(Hb_Success, hb_mox_msg_received_from(node)); }
     void expect_empty_event() {
         EXPECT_EQ(0, call.events);
@@ -263,7 +263,7 @@ ISOLATED_TEST(EventPipe, AnIgnoredEventOfTheLibraryIsKeptForTheNextMessage) {
 ISOLATED_TEST(EventPipe, AMessageOutsideClusterEventModeSucceedsAndQueuesNothing) {
     Pipe pipe;
     set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
-    IsMOX = false; // as after a preparation, which makes the handlers
+    IsMOX = false; // as after a preparation, which creates the handlers
     Pipe::message_from(2);
     EXPECT_THAT(queued(), IsEmpty());
     EXPECT_EQ(0, Pipe::bytes_held());
@@ -354,7 +354,7 @@ ISOLATED_TEST(EventPipe, ReadinessBesideInputIsTraced) {
     ASSERT_NE(nullptr, traced(spy, 47));
     EXPECT_THAT(traced(spy, 47)->values, ElementsAre(static_cast<uint32_t>(POLLIN | POLLHUP)));
     queue_event(0, DEATH);
-    EXPECT_EQ(Hb_Success, pipe.run()); // the end of the file is readable, too
+    EXPECT_EQ(Hb_Success, pipe.run()); // the end of the file is also readable
     EXPECT_THAT(traced_ids(spy), Contains(45));
 }
 

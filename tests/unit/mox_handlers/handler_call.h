@@ -1,4 +1,4 @@
-// One handler called as the dispatcher calls it, and what is queued afterwards.
+// Calls one handler as the dispatcher calls it, and checks the queue afterwards.
 #ifndef HB_TEST_MOX_HANDLERS_HANDLER_CALL_H
 #define HB_TEST_MOX_HANDLERS_HANDLER_CALL_H
 
@@ -17,7 +17,7 @@ inline constexpr int DEATH = 1;
 inline constexpr int JOIN = 2;
 inline constexpr int CONFIG = 128;
 
-// Every answer is marked beforehand, and the error number is 777.
+// Every output is marked before the call, and the error number is 777.
 class Handler_Call {
   public:
     static constexpr int NO_EVENTS = -77;
@@ -29,8 +29,8 @@ class Handler_Call {
 
     bool group_is_untouched() const;
     bool header_is_untouched() const;       // type, cursor, events and status
-    std::vector<int> nodes() const;         // those set in the node list
-    std::vector<unsigned> adapters() const; // those whose slot is 0
+    std::vector<int> nodes() const;         // the nodes that are set in the node list
+    std::vector<unsigned> adapters() const; // the adapters whose slot is 0
     int node_count() const;
     int adapter_count() const;
     Hb_Incarnation slot(unsigned adapter) const;
@@ -61,7 +61,7 @@ Queued queued_nodes(int events, const std::vector<int> &nodes);
 Queued queued_adapters(int events, const std::vector<unsigned> &adapters);
 Queued queued_marker();
 
-// Puts an event that somebody else made at the end of the queue.
+// Appends an event made elsewhere to the queue.
 MOX_Event *queue_event(int group_type, int events);
 
 mox_sim::Event_Record node_record(qz_orb_event_type_t type, uint32_t node, uint64_t sequence = 5);
@@ -72,7 +72,7 @@ int reason_of_node(int node); // Hb_Entity_State_Reason
 int state_of_adapter(unsigned adapter);
 void set_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason);
 
-// While it lives the event pipe cannot be written to, and signalling fails.
+// While an object exists, writing to the event pipe fails, and so does signalling.
 class Mute_Event_Pipe {
   public:
     Mute_Event_Pipe();
@@ -84,12 +84,12 @@ class Mute_Event_Pipe {
     int writing_;
 };
 
-// Allocations of so many bytes or more are the library's events: no other record is as large.
+// Allocations of this many bytes or more are events of the library: no other record is as large.
 inline constexpr std::size_t SIZE_OF_AN_EVENT = 390000;
 
 // The ids that the spy has kept.
 std::vector<uint32_t> traced_ids(const Trace_Spy &spy);
-const Trace_Record *traced(const Trace_Spy &spy, uint32_t id); // the first, or null
+const Trace_Record *traced(const Trace_Spy &spy, uint32_t id); // the first one, or null
 
 } // namespace hb_test
 

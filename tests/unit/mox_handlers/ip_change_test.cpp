@@ -1,4 +1,4 @@
-// Addresses that come and go.
+// Addresses that are added and removed.
 #include <cerrno>
 #include <cstring>
 

@@ -1,4 +1,4 @@
-// The move from the daemon to the cluster service, from every state that the three calls can be made in.
+// The migration from the daemon to the cluster service, from every state in which the three calls can be made.
 #include <cerrno>
 #include <csignal>
 #include <unistd.h>
@@ -248,7 +248,7 @@ ISOLATED_TEST(Moving, ACommitThatFindsOtherStatesOnlyLosesNothingThatFollows) {
     mox_sim::Interface interface = moving.client.service.interfaces().back();
     const unsigned number = interface.node * 48 + 1;
     ASSERT_EQ("eth1", interface.name);
-    interface.status = QZ_MOX_INTF_STATUS_DOWN; // and its event is not there yet
+    interface.status = QZ_MOX_INTF_STATUS_DOWN; // its event has not arrived yet
     moving.client.service.set(interface);
     EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
     EXPECT_THAT(moving.client.take_all(), ElementsAre(of_adapters(DEATH, "a", {number}), of_configuration()));

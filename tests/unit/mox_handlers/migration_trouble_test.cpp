@@ -1,4 +1,4 @@
-// What a move does in which order, what it leaves behind as error number, and what it does when something fails.
+// The order of a migration's steps, the error number that it leaves, and its behaviour when something fails.
 #include <cerrno>
 #include <functional>
 #include <memory>
@@ -31,7 +31,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The lists and indexes of a table; smaller than an event, larger than all else.
+// The lists and indexes of a table. They are smaller than an event and larger than everything else.
 constexpr std::size_t SIZE_OF_A_LIST = 16000;
 
 mox_sim::Event_Record reconfiguration() {
@@ -189,7 +189,8 @@ ISOLATED_TEST(Moving, ACommitWithoutMemoryForAnEventReportsTheDifferenceWithTheN
 
 // ---- Little room on the stack ----
 
-// The work in a thread whose stack has no room for a group record; the memory below it cannot be touched.
+// Runs the work in a thread whose stack is too small for a group record. The memory below it cannot be
+// accessed.
 void on_small_stack(const std::function<void()> &work) {
     constexpr std::size_t stack_size = 0x50000;
     constexpr std::size_t reserved = 0x400000;
@@ -250,7 +251,7 @@ ISOLATED_TEST(Handlers, NeedNoRoomForAGroupRecordOnTheStack) {
     handle("ip_change", of_category(QZ_ORB_EVENT_CATEGORY_IP_CHANGE, QZ_ORB_ADDRESS_ADD), ip_change_handler_p);
     handle("repos_disk", of_category(QZ_ORB_EVENT_CATEGORY_REPOS_DISK, QZ_ORB_EVENT_UP), &disk);
     handle("site_cfg", of_category(QZ_ORB_EVENT_CATEGORY_SITE_CFG, QZ_ORB_SITE_DOWN), site_config_handler_p);
-    client.service.node_down(3); // its event stays, and the service says so
+    client.service.node_down(3); // its event stays, and the service reports the death
     handle("node_liveness", node_record(QZ_ORB_EVENT_DOWN, 3), node_liveness_handler_p);
     client.service.remove_node(3);
     handle("node_list", of_category(QZ_ORB_EVENT_CATEGORY_NODE_LIST, QZ_ORB_EVENT_DELETE), node_list_handler_p);

@@ -1,4 +1,4 @@
-// A library in daemon mode and a cluster service that it can move to.
+// A library in daemon mode, and a cluster service that it can migrate to.
 #ifndef HB_TEST_MOX_HANDLERS_MOVING_H
 #define HB_TEST_MOX_HANDLERS_MOVING_H
 
@@ -14,7 +14,7 @@
 
 namespace hb_test {
 
-// A daemon with nodes 1, 2 and 4, and a service with nodes 1 to 4; two adapters on each of 1, 2 and 3.
+// A daemon with nodes 1, 2 and 4, and a service with nodes 1 to 4. Nodes 1, 2 and 3 have two adapters each.
 struct Moving {
     Moving() {
         mox_sim::Node node;

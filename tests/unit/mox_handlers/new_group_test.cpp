@@ -1,4 +1,4 @@
-// The handler that answers a subscription with the group as it stands.
+// The handler that answers a subscription with the current members of the group.
 #include <cerrno>
 #include <unistd.h>
 
@@ -69,11 +69,11 @@ ISOLATED_TEST(NewGroup, OfNodesHoldsThoseThatAreUpAndNotBeingRemoved) {
 
 ISOLATED_TEST(NewGroup, OfNodesLeavesOutANodeThatAPeerReportedDead) {
     New_Group group;
-    set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down); // the service has it up
+    set_node(2, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down); // the service reports it up
     EXPECT_EQ(Hb_Success, group.ask(1));
     EXPECT_THAT(group.call.nodes(), ElementsAre(1, 3));
     EXPECT_EQ(2, group.call.node_count());
-    set_node(2, Hb_Entity_Up, Hb_Entity_State_Reason_KOBAL_Up); // it has spoken
+    set_node(2, Hb_Entity_Up, Hb_Entity_State_Reason_KOBAL_Up); // a message came from it
     EXPECT_EQ(Hb_Success, group.ask(1));
     EXPECT_THAT(group.call.nodes(), ElementsAre(1, 2, 3));
 }
@@ -137,7 +137,7 @@ ISOLATED_TEST(NewGroup, OfAdaptersHoldsThoseThatAreUp) {
     EXPECT_EQ(0xFFFFFFFFU, group.call.slot(98351));
 }
 
-// The byte that a subscription leaves in the new-group pipe; 0 when there is none, or more than one.
+// The byte that a subscription writes to the new-group pipe; 0 if there is none, or more than one.
 int requested() {
     char bytes[2] = {};
     const int fd = new_group_event_handler_p->getFileDescriptor();

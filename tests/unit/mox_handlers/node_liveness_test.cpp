@@ -1,4 +1,4 @@
-// Nodes that die and return, branch by branch.
+// Nodes that die and return: every branch of the handler.
 #include <cerrno>
 #include <unistd.h>
 
@@ -46,7 +46,7 @@ struct Nodes {
         client.open();
         MOX_owe_comparison(false); // as a commit does
     }
-    // The node is down, and its adapters with it, in what was reported.
+    // By the events so far, the node and its adapters are down.
     static void put_down(int node) {
         set_node(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
         for (int i = 0; i < global_config_tbl.Hb_num_adapters; ++i) {
@@ -56,7 +56,7 @@ struct Nodes {
             }
         }
     }
-    // What is told when there is nothing new: the node's group with no events, and the record's number.
+    // The result when nothing is new: the node's group with no events, and the record's number.
     void expect_known_already(int node) {
         EXPECT_EQ(0, call.events);
         EXPECT_EQ("<EMPTY EVENT>", call.name);
@@ -364,7 +364,7 @@ ISOLATED_TEST(NodeLivenessHandler, AFullPipeDoesNotBlockTheLibrary) {
     EXPECT_EQ(Hb_Failure, nodes.push(QZ_ORB_EVENT_DOWN, 3));
     EXPECT_EQ(59, nodes.call.error);
     EXPECT_EQ(EAGAIN, nodes.call.system_error);
-    // The bytes that are there wake the caller; that the pipe cannot be armed again is told with the event.
+    // The available bytes wake the caller. The event reports that the pipe cannot be armed again.
     const Taken taken = nodes.client.take();
     EXPECT_EQ(DEATH, taken.events);
     EXPECT_THAT(taken.nodes, ElementsAre(3));

@@ -1,4 +1,4 @@
-// A service that does not answer: nothing is made up, and nothing is lost.
+// A service that does not answer: no event is invented, and none is lost.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -44,7 +44,7 @@ struct Outage {
         node.status = status;
         client.service.set(node);
     }
-    // Without events: as it is found by a query.
+    // Changes the state without an event, so that only a query finds it.
     void set_all_of_node(uint32_t number, bool up) {
         set_status(number, up ? QZ_MOX_NODE_STATUS_UP : QZ_MOX_NODE_STATUS_DOWN);
         for (mox_sim::Interface interface : client.service.interfaces()) {
@@ -139,7 +139,7 @@ ISOLATED_TEST(Outage, TheNextUpdateReportsNodesThatDiedOrReturnedMeanwhile) {
     EXPECT_THAT(queued(), ElementsAre(queued_nodes(JOIN, {3}), queued_adapters(JOIN, {144, 145})));
     outage.client.take_all();
 
-    outage.set_status(2, QZ_MOX_NODE_STATUS_DOWN); // its own record is still to be read
+    outage.set_status(2, QZ_MOX_NODE_STATUS_DOWN); // its own record is still unread
     EXPECT_EQ(Hb_Success, outage.reconfigure());
     EXPECT_EQ(CONFIG, outage.call.events) << "nothing is owed any more";
     EXPECT_THAT(queued(), IsEmpty());

@@ -1,4 +1,4 @@
-// What every handler of a monitor does alike: reading, its trace records, and what it leaves alone.
+// The common behaviour of all monitor handlers: reading, trace records, and what they do not change.
 #include <cerrno>
 #include <map>
 #include <memory>
@@ -27,7 +27,7 @@ using testing::Not;
 
 constexpr unsigned INFO = 1;
 
-// A handler with the monitor that it watches and its trace records; 0 for one that it has not.
+// A handler with its monitor and its trace records; 0 for a record that it does not have.
 struct Watcher {
     const char *monitor;
     ORBFSHandler *handler;

@@ -1,4 +1,4 @@
-// A node that comes up: its adapters in the table are those that were reported, whatever its queries found.
+// A node that comes up: the table gets the adapters that were reported, whatever the queries for it returned.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -55,7 +55,7 @@ struct Returned {
 
 ISOLATED_TEST(ReturnedNode, AdaptersThatTheSecondQueryDidNotGiveJoinWithTheNextUpdate) {
     Returned returned;
-    returned.client.service.fail(Operation::get_net_intf_info, -1, EIO, 1, 1); // the update's own works
+    returned.client.service.fail(Operation::get_net_intf_info, -1, EIO, 1, 1); // the update's own query works
     returned.come_up();
     EXPECT_THAT(returned.client.take_all(), ElementsAre(of_configuration()));
     EXPECT_EQ(Hb_Entity_Down, state_of_adapter(144));
@@ -88,7 +88,7 @@ ISOLATED_TEST(ReturnedNode, NothingIsQueuedBehindTheMarkerWhenAllItsAdaptersHave
 
 ISOLATED_TEST(ReturnedNode, AnAdapterThatIsNotInTheServicesListAnyMoreDies) {
     Returned returned;
-    returned.adapter(QZ_ORB_EVENT_UP, "eth1"); // it came up, and was removed: that is still unread
+    returned.adapter(QZ_ORB_EVENT_UP, "eth1"); // it came up and was removed; the removal is still unread
     EXPECT_EQ(of_adapters(JOIN, "a", {145}), returned.client.take());
     returned.client.service.remove_interface(3, "eth1");
     returned.adapter(QZ_ORB_EVENT_DELETE, "eth1");
@@ -120,7 +120,7 @@ ISOLATED_TEST(ReturnedNode, JoinsHaveTheNumbersOfTheTableThatIsLiveThen) {
     EXPECT_STREQ("eth1", name);
 }
 
-// The service may still have the adapters of a dead node up, whose own events are unread.
+// The service may still report adapters of a dead node as up while their own events are unread.
 ISOLATED_TEST(ReturnedNode, AdaptersThatDiedWithTheirNodeDoNotDieAgain) {
     Cluster_Client client;
     client.open();

@@ -1,4 +1,4 @@
-// Sites that lose each other and find each other, and what is remembered of the local one.
+// Sites that split and merge, and the stored data of the local site.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -67,7 +67,7 @@ struct Sites {
     mox_sim::Site local;
 };
 
-// The two sides as they lie in the record: identifiers low byte first, in two halves.
+// The two sides as stored in the record: identifiers low byte first, in two halves.
 Bytes uuid(const Bytes &high, const Bytes &low) {
     return Bytes().add(high).add(low);
 }
@@ -156,7 +156,7 @@ ISOLATED_TEST(SiteHandler, TracesTheFieldsOfUpAndDown) {
 ISOLATED_TEST(SiteHandler, KnowsNothingAtFirst) {
     Sites sites;
     alignas(ORBFSSiteConfigEventHandler) unsigned char place[sizeof(ORBFSSiteConfigEventHandler)];
-    for (volatile unsigned char &byte : place) { // the compiler may not see that they are written over
+    for (volatile unsigned char &byte : place) { // keeps the compiler from omitting the overwriting
         byte = 0x5A;
     }
     char monitor[] = "site_cfg";

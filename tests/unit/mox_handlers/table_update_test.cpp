@@ -19,7 +19,7 @@ namespace {
 using mox_sim::Operation;
 using testing::ElementsAre;
 
-// A table, emptied afterwards.
+// A table that the destructor empties.
 struct Table {
     Hb_Configuration_Internal t = {};
     Table() = default;
@@ -120,7 +120,7 @@ ISOLATED_TEST(TableUpdate, AnAdapterCarriesInterfaceNameAddressStateAndNetwork0)
 
 ISOLATED_TEST(TableUpdate, OfTwoAdaptersWithOneAddressBothAreThereAndTheAddressFindsTheLater) {
     Cluster cluster;
-    cluster.add_interface(3, "eth7", QZ_MOX_INTF_STATUS_UP, "10.2.0.2"); // that of eth1 of node 2
+    cluster.add_interface(3, "eth7", QZ_MOX_INTF_STATUS_UP, "10.2.0.2"); // the address of eth1 of node 2
     Table table;
     ASSERT_EQ(Hb_Success, cluster.update(table));
     EXPECT_THAT(table.adapter_numbers(), ElementsAre(48, 49, 96, 97, 144, 145, 146));
@@ -255,7 +255,7 @@ ISOLATED_TEST(TableUpdate, ALivenessEventRebuildsItsNodeAloneAndCopiesTheOthers)
     Cluster cluster;
     Table before;
     ASSERT_EQ(Hb_Success, cluster.update(before));
-    // The service has changed everywhere; only node 2's changes are taken.
+    // The service has changes everywhere; only those of node 2 are applied.
     cluster.service.remove_node(3);
     cluster.set_status(1, QZ_MOX_NODE_STATUS_DOWN);
     cluster.service.remove_interface(1, "eth0");

@@ -1,5 +1,5 @@
-// A library that is unloaded in the middle of a migration gives back handlers, registry, tables and events. This
-// program is not linked with the library.
+// A library that is unloaded during a migration releases handlers, registry, tables and events. This program is
+// not linked with the library.
 #include <dlfcn.h>
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ template <typename Function> Function *entry(void *library, const char *name) {
     return reinterpret_cast<Function *>(address);
 }
 
-// Nodes 1, 2 and 4, as the daemon has them.
+// Nodes 1, 2 and 4, as in the daemon.
 void fill(mox_sim::Simulated_Service &service) {
     for (const uint32_t number : {1U, 2U, 4U}) {
         mox_sim::Node node;
@@ -36,7 +36,7 @@ void migrate_and_unload(bool commit) {
     ASSERT_NE(nullptr, library) << dlerror();
     ASSERT_EQ(SUCCESS, entry<int()>(library, "hb_init")());
     ASSERT_EQ(SUCCESS, entry<int()>(library, "hb_migrate_to_mox_prep")());
-    // Each queues an event of some 400,000 bytes that nobody takes.
+    // Each queues an event of about 400,000 bytes that no call reads.
     for (int i = 0; i < 3; ++i) {
         ASSERT_EQ(SUCCESS, entry<int(short)>(library, "hb_mox_msg_received_from")(2));
     }
@@ -66,8 +66,8 @@ void expect_nothing_stays(bool commit) {
     }
     EXPECT_EQ(descriptors, open_descriptors());
     EXPECT_EQ(mappings, segment_mappings());
-    // What the allocator keeps at hand does not grow with the rounds. The least that could stay of each are the three
-    // notes about the events that the library made itself, over 50 bytes.
+    // The allocator's reserve does not grow with the rounds. The smallest possible leak of a round is the three
+    // notes about events that the library itself made, over 50 bytes.
     EXPECT_LT(allocated_bytes(), bytes + 40000);
 }
 

@@ -1,4 +1,4 @@
-// A hundred thousand events leave nothing behind.
+// A hundred thousand events leak nothing.
 #include <poll.h>
 
 #include <vector>
@@ -15,13 +15,13 @@ namespace hb_test {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int DIVISOR = 20; // an event costs many times as much
+constexpr int DIVISOR = 20; // an event takes many times longer
 #else
 constexpr int DIVISOR = 1;
 #endif
 
-// Node 2 dies and comes back (three events each), its eth0 fails and is repaired, and the local node is heard of twice
-// without that being news: ten calls that take an event.
+// Node 2 dies and returns (three events each). Its eth0 fails and is repaired. Two messages from the local node
+// arrive, which are no news. Together ten calls that read an event.
 constexpr int EVENTS_IN_A_ROUND = 10;
 constexpr int ROUNDS = 100000 / EVENTS_IN_A_ROUND / DIVISOR;
 
@@ -52,7 +52,7 @@ class Long_Run {
     const mox_sim::Simulated_Service &service() const { return client_.service; }
 
   private:
-    // That many calls, of which the first gives this event.
+    // Makes that many calls, of which the first returns this event.
     void take(int event, int calls) {
         for (int call = 0; call < calls; ++call) {
             std::vector<pollfd> waiting;
@@ -101,7 +101,7 @@ ISOLATED_TEST(Endurance, NothingGrowsOverAHundredThousandEvents) {
     EXPECT_EQ(1, running_threads());
     EXPECT_EQ(0, run.service().lists_out());
     EXPECT_EQ(0, run.service().events_out());
-    // An event that was lost would be 393 KB, and one byte for each event 100 KB.
+    // A leaked event would be 393 KB, and one byte for each event 100 KB.
     EXPECT_LT(allocated_bytes(), bytes + 50000);
 }
 

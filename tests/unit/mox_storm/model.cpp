@@ -22,7 +22,7 @@ std::string bytes_of(const qz_mox_IP_address6_t &address) {
     return std::string(bytes, sizeof bytes);
 }
 
-// The adapters that are up in the one table and not in the other, by number.
+// The adapters that are up in one table and not in the other, by number.
 std::vector<unsigned> adapters_missing(const Model_Table &from, const Model_Table &in) {
     std::vector<unsigned> missing;
     for (const Model_Adapter &a : from.adapters) {
@@ -50,7 +50,7 @@ std::vector<int> nodes_missing(const Model_Table &from, const Model_Table &in) {
     return missing;
 }
 
-// The nodes that both know, up in the one and down in the other.
+// The nodes that both tables contain and that are up in one and down in the other.
 std::vector<int> nodes_down_in(const Model_Table &from, const Model_Table &in) {
     std::vector<int> down;
     for (const Model_Node &node : from.nodes) {
@@ -146,7 +146,7 @@ bool Model::fails(Operation operation) {
     return failing_.erase(operation) > 0;
 }
 
-// Every node, or only the one, with the others as they are in the current table.
+// Every node, or only one node, with the others as in the current table.
 std::optional<Model_Table> Model::build(const Model_Table &current, std::optional<Source> about,
                                         int only_node) {
     const bool nodes_after = about == Source::node_liveness || about == Source::node_list;
@@ -268,7 +268,7 @@ void Model::know_nodes_of(const Model_Table &table) {
     }
 }
 
-// The node's entry, added where there is none.
+// Returns the node's entry, and adds it if there is none.
 Model_Node &Model::note(int node) {
     if (Model_Node *const known = find(live_, node)) {
         return *known;
@@ -293,7 +293,7 @@ Taken Model::tell_adapters(int events, const std::vector<unsigned> &adapters) co
     return {Hb_Success, error_, events, adapter_name_, {}, adapters, 0};
 }
 
-// A table of the whole service is compared with the live one.
+// Compares a table of the whole service with the live one.
 Taken Model::update(std::optional<Source> about) {
     const std::optional<Model_Table> built = build(live_, about, -1);
     if (!built) {
@@ -445,7 +445,7 @@ Taken Model::node_event(const Event_Record &event) {
     if (node == 1) {
         return nothing(sequence);
     }
-    // A node that is not known after an outage is found by a whole reading.
+    // After an outage, a whole reading finds a node that is not known.
     const bool whole = owed_ && find(live_, node) == nullptr;
     if (whole) {
         const Taken told = update(std::nullopt);
@@ -463,7 +463,7 @@ Taken Model::node_event(const Event_Record &event) {
                                            : node_join(node, sequence, built);
 }
 
-// Without news the table that was built is dropped, and what is known is what was known before.
+// Without news the new table is dropped, and the known nodes are those from before.
 Taken Model::no_news(const Taken &told) {
     const auto last =
         std::find_if(queue_.rbegin(), queue_.rend(), [](const Queued &queued) { return queued.table; });
@@ -509,7 +509,7 @@ Taken Model::node_death(int node, unsigned long sequence, std::optional<Model_Ta
     }
     for (Model_Adapter &adapter : next->adapters) {
         if (node_of(adapter) == node && adapter.state == State::up) {
-            adapter.state = State::down; // its death was told
+            adapter.state = State::down; // its death was reported
         }
     }
     if (died.empty() && reported) {
@@ -537,7 +537,8 @@ Taken Model::node_join(int node, unsigned long sequence, std::optional<Model_Tab
     if (!answered) {
         error_ = 65;
     }
-    // What the service has up now joins, unless it was told before; by the numbers of the table that will be live.
+    // Adapters that are up in the service join now, unless that was reported before. The numbers are those of
+    // the table that will be live.
     const std::vector<mox_sim::Interface> interfaces = service_.interfaces();
     Model_Table &numbered = next ? *next : live_;
     std::vector<unsigned> joined;

@@ -1,5 +1,5 @@
-// What a client in cluster-event mode has to see of a simulated service, worked out apart from the library: plain
-// lists, searched from their beginning.
+// The expected view of a client in cluster-event mode over a simulated service. It is computed independently of
+// the library, with plain lists and linear searches.
 #ifndef HB_TEST_MOX_STORM_MODEL_H
 #define HB_TEST_MOX_STORM_MODEL_H
 
@@ -43,7 +43,7 @@ struct Model_Table {
 };
 void PrintTo(const Model_Table &table, std::ostream *out);
 
-// Where an event comes from, in the order in which the descriptors are handed out.
+// The source of an event, in the order of the descriptors.
 enum class Source {
     adapter_liveness,
     event_pipe,
@@ -63,13 +63,13 @@ class Model {
   public:
     explicit Model(const mox_sim::Simulated_Service &service) : service_(service) {}
 
-    // The library was opened, with these subscriptions.
+    // Call it after the library was opened with these subscriptions.
     void open(const std::string &node_name, const std::string &adapter_name);
 
     // ---- What happens ----
     void pushed(Source source, const mox_sim::Event_Record &event);
     void pushed_result(Source source, int result);
-    void will_fail(mox_sim::Operation operation); // its next call
+    void will_fail(mox_sim::Operation operation); // at its next call
     void message_from(int node);
     void subscribed_nodes(const std::string &name);
     void subscribed_adapters(const std::string &name);
@@ -78,20 +78,20 @@ class Model {
 
     // ---- What the client sees ----
     bool is_ready(Source source) const;
-    // Of hb_get_event_message with these descriptors.
+    // The result of hb_get_event_message with these descriptors.
     Taken take(const std::vector<Source> &ready);
-    // Of a call of that handler, whatever is queued.
+    // The result of a call of that handler, whatever is queued.
     Taken handle(Source source);
     std::size_t queued() const { return queue_.size(); }
 
     const Model_Table &table() const { return live_; }
     const std::set<int> &present() const { return present_; }
 
-    // How often the storm has come by here.
+    // How often each rare case occurred in the storm.
     int markers_in_a_row = 0; // a marker while another one was queued
-    int outages = 0;          // an update without an answer, which tells nothing
-    int owed_comparisons = 0; // an update that made up for such a one
-    int records_alone = 0;    // a node's record without an answer, which counts by itself
+    int outages = 0;          // an update without an answer, which reports nothing
+    int owed_comparisons = 0; // an update that repaired such an outage
+    int records_alone = 0;    // a node's record without an answer, which is sufficient by itself
 
   private:
     struct Queued {
@@ -99,7 +99,7 @@ class Model {
         int events = 0;
         std::vector<int> nodes;
         std::vector<unsigned> adapters;
-        std::optional<Model_Table> table; // of a marker: what becomes live with it
+        std::optional<Model_Table> table; // of a marker: the table that becomes live with it
     };
     struct Pending {
         int result = 0;
@@ -141,7 +141,7 @@ class Model {
     std::deque<int> requests_;
     std::map<Source, std::deque<Pending>> pending_;
     std::set<mox_sim::Operation> failing_;
-    int error_ = 0; // what the call under way leaves
+    int error_ = 0; // the error number that the current call leaves
 };
 
 } // namespace hb_test

@@ -1,5 +1,5 @@
-// Whatever happens to a cluster, in whatever order and however much of it at once: each call of the client gives what
-// the model says, and the table that the queries answer from is the model's.
+// Any number of changes to a cluster, in any order: each call of the client returns what the model says, and
+// the queries answer from the same table as the model.
 #include <cstring>
 #include <functional>
 #include <random>
@@ -19,7 +19,7 @@ namespace hb_test {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int STEPS = 2000; // a step costs several times as much
+constexpr int STEPS = 2000; // a step takes several times longer
 #else
 constexpr int STEPS = 5000;
 #endif
@@ -145,7 +145,7 @@ class Storm {
         }
     }
 
-    // Also numbers that nobody has.
+    // Also uses numbers that no node has.
     unsigned some_node() { return 1 + pick(7); }
 
     void set_status(unsigned number, qz_mox_node_status_t status) {
@@ -254,7 +254,7 @@ class Storm {
         } else {
             client_.service.remove_node(number);
         }
-        if (pick(4) != 0) { // or nobody says so yet
+        if (pick(4) != 0) { // otherwise the event comes later
             tell_node(Source::node_list, QZ_ORB_EVENT_CATEGORY_NODE_LIST,
                       comes ? QZ_ORB_EVENT_ADD : QZ_ORB_EVENT_DELETE, number);
         }
@@ -349,7 +349,7 @@ class Storm {
         return ready;
     }
 
-    // Takes what the first of the ready descriptors tells; false when none is ready.
+    // Reads the event of the first ready descriptor. Returns false if none is ready.
     bool take_one() {
         const std::vector<Source> ready = ready_by_the_model();
         EXPECT_EQ(!ready.empty(), client_.is_readable());
@@ -359,13 +359,13 @@ class Storm {
         const std::size_t queued = model_.queued();
         const Taken expected = model_.take(ready);
         EXPECT_EQ(expected, client_.take());
-        EXPECT_LE(queued, model_.queued() + 1); // never two at once
+        EXPECT_LE(queued, model_.queued() + 1); // never two together
         check_counts(expected);
         check_tables();
         return true;
     }
 
-    // As a caller does that has a descriptor's number from an earlier time: what is queued has to wait.
+    // Acts like a caller that still uses an old descriptor number: the queued events must wait.
     void call_a_handler_directly() {
         std::vector<Source> ready = ready_by_the_model();
         std::erase(ready, Source::event_pipe);
@@ -415,7 +415,7 @@ class Storm {
 
 class Storms : public testing::TestWithParam<unsigned> {};
 
-// Stops at the first step that is not as foreseen: what follows it is a consequence.
+// Stops at the first step that differs from the model: later differences are only consequences.
 void run_storm(unsigned seed) {
     Storm storm(seed);
     storm.open();
@@ -428,7 +428,7 @@ void run_storm(unsigned seed) {
     }
     EXPECT_EQ(0, storm.service().lists_out());
     EXPECT_EQ(0, storm.service().events_out());
-    // The storm was one: these rare cases were among it.
+    // The storm was varied enough: these rare cases occurred.
     EXPECT_LT(0, storm.model().markers_in_a_row);
     EXPECT_LT(0, storm.model().outages);
     EXPECT_LT(0, storm.model().owed_comparisons);

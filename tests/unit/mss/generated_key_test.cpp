@@ -53,7 +53,7 @@ TEST(GeneratedKey, IsRefusedForAnUnknownKind) {
     EXPECT_EQ(sec_generate_typed_key(1, 32, nullptr), -1);
 }
 
-// 64 keys of 128 bits: two alike, or a byte that is the same in all, would come up once in 2^116 runs.
+// 64 keys of 128 bits. Two equal keys, or a byte that is the same in all, would appear once in 2^116 runs.
 TEST(GeneratedKey, IsUnlikeAnyOtherInEveryByte) {
     std::set<Bytes> keys;
     std::array<std::set<unsigned char>, 16> values;

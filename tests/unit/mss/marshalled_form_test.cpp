@@ -1,4 +1,4 @@
-// The marshalled form, byte for byte. The checksums were computed apart from the library.
+// The marshalled form, byte for byte. The checksums were computed independently of the library.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -57,7 +57,7 @@ const Sample samples[] = {
     {3, aes_cmac_key, aes_cmac_form},
 };
 
-// Forms of keys of nothing but 0x5A, with their checksums.
+// Forms of keys whose bytes are all 0x5A, with their checksums.
 struct Plain_Key {
     uint32_t type;
     int32_t length;

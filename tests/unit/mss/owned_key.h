@@ -1,4 +1,4 @@
-// A key descriptor that is released however a test ends.
+// A key descriptor that is released at the end of a test, also after a failure.
 #ifndef HB_TEST_MSS_OWNED_KEY_H
 #define HB_TEST_MSS_OWNED_KEY_H
 
@@ -8,7 +8,7 @@
 #include "tests/support/bytes.h"
 
 struct Owned_Key : sec_key_desc {
-    // What the library must not take for a key of its own.
+    // Content that the library must not treat as its own key.
     Owned_Key() : sec_key_desc{} { std::memset(static_cast<sec_key_desc *>(this), 0xA5, sizeof(sec_key_desc)); }
     ~Owned_Key() {
         if (filled) {
@@ -24,7 +24,7 @@ struct Owned_Key : sec_key_desc {
         return result;
     }
 
-    // From memory of exactly the form's size, so that a sanitizer sees a read behind it.
+    // Reads from memory of exactly the form's size, so that a sanitizer detects a read beyond it.
     int unmarshal(const hb_test::Bytes &form) {
         const std::vector<unsigned char> copy(form.begin(), form.end());
         return unmarshal(static_cast<int32_t>(form.size()), const_cast<unsigned char *>(copy.data()));

@@ -1,5 +1,5 @@
-// Forms that are no key. Where a field is wrong and nothing else, the checksum is the right one for the form as
-// it stands; these checksums were computed apart from the library.
+// Forms that are not valid keys. Where only one field is wrong, the checksum is correct for the form. These
+// checksums were computed independently of the library.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -165,10 +165,10 @@ TEST(RefusedForm, OfALengthThatItsTypeDoesNotHave) {
 TEST(RefusedForm, OfAnotherChecksum) {
     expect_refused(form(good_magic, 1, 1, 16, good_key, 0));
     expect_refused(form(good_magic, 1, 1, 16, good_key, 0xFFFFFFFF));
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xEDF4FB97)); // bytes the other way round
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0x68040B12)); // all bits turned
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF83AF2C4)); // of all but the magic
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF4A7FD67)); // of the key alone
+    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xEDF4FB97)); // bytes reversed
+    expect_refused(form(good_magic, 1, 1, 16, good_key, 0x68040B12)); // all bits inverted
+    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF83AF2C4)); // of everything but the magic
+    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF4A7FD67)); // of the key only
 }
 
 TEST(RefusedForm, OfNothingButEqualBytes) {

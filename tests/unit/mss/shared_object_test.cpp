@@ -1,4 +1,4 @@
-// The library as a file: what it gives and what it needs.
+// The library as a file: its exports and its dependencies.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Key bytes between the library and the system: wiped before they are freed, and whole or not at all.
+// Key bytes between the library and the system: they are wiped before they are freed, and complete or absent.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

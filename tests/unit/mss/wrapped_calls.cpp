@@ -9,7 +9,7 @@
 
 namespace {
 
-// Fixed room only: what is recorded here must not itself allocate.
+// Uses storage of fixed size: recording must not allocate.
 constexpr std::size_t most_calls = 16;
 constexpr std::size_t most_bytes = 512;
 

@@ -1,10 +1,10 @@
-// A program that ends by exit() while another thread of it is inside the library, so many times over: each time in a
-// forked child of its own. Its output is the number of children that ended otherwise than with status 0.
+// A program that ends by exit() while another of its threads is inside the library. It does so many times, each
+// time in a new forked child. It prints the number of children that ended with a status other than 0.
 //
 //   busy_exit query N      in queries of the table, in daemon mode
 //   busy_exit wait N       in hb_get_event_message, in daemon mode
-//   busy_exit dispatch N   in hb_get_event_message, in cluster-event mode, while events come
-//   busy_exit service T    in queries of a preloaded cluster service; once, T microseconds later, without a fork
+//   busy_exit dispatch N   in hb_get_event_message, in cluster-event mode, while events arrive
+//   busy_exit service T    in queries of a preloaded cluster service; once, after T microseconds, no fork
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::atomic<int> calls{0}; // that the worker has made
+std::atomic<int> calls{0}; // made by the worker
 
 [[noreturn]] void fail(const char *what) {
     std::fprintf(stderr, "busy_exit: %s: error %d\n", what, hb_get_errno());
@@ -148,7 +148,7 @@ template <typename Work> int count_bad_ends(int times, Work work) {
         const pid_t child = fork();
         if (child == 0) {
             alarm(60);
-            // Half of them end from another thread than main's, as any thread may.
+            // Half of them end from a thread other than main's, as any thread may.
             if (i % 2 == 0) {
                 std::thread(work).detach();
                 exit_while_at_work(moment);
@@ -175,7 +175,7 @@ void query_for_ever() {
 
 } // namespace
 
-// Another name where it is built as a module.
+// A module has another name for it.
 extern "C" __attribute__((visibility("default"))) int main(int argc, char **argv);
 
 int main(int argc, char **argv) {
@@ -189,7 +189,7 @@ int main(int argc, char **argv) {
         bad = mode == "query" ? count_bad_ends(times, query_for_ever)
                               : count_bad_ends(times, wait_in_daemon_mode);
     } else if (mode == "dispatch") {
-        auto *service = new mox_sim::Simulated_Service; // like any service it outlives the threads
+        auto *service = new mox_sim::Simulated_Service; // like any service, it outlives the threads
         fill(*service);
         enter_cluster_event_mode();
         bad = count_bad_ends(times, [service] { dispatch(*service); });

@@ -1,4 +1,4 @@
-// A library of a program's own that opens the session when it is loaded.
+// A program's own library that opens the session when it is loaded.
 #include "hb_client.h"
 
 __attribute__((constructor)) static void open_session() {

@@ -1,5 +1,5 @@
-// exit() in one thread while another one is inside the library ends the process as if the other were not there.
-// HB_EXITS sets how many exits each mode makes.
+// While one thread is inside the library, exit() in another ends the process as if the first did not exist.
+// HB_EXITS sets the number of exits in each mode.
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -71,7 +71,7 @@ ISOLATED_TEST(BusyExit, WhileAThreadWaitsForAnEventIsClean) {
 }
 
 ISOLATED_TEST(BusyExit, WhileAThreadTakesClusterEventsIsClean) {
-    const FakeDaemon daemon; // to be left for the service
+    const FakeDaemon daemon; // the client leaves it for the service
     expect_clean_exits("dispatch");
 }
 

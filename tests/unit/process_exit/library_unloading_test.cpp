@@ -1,5 +1,5 @@
-// Loading libhb_client.so, using it against a daemon and unloading it, again and again, holds no more than doing
-// so once. This program is not linked with the library.
+// A program that loads libhb_client.so, uses it against a daemon and unloads it, again and again, uses no more
+// than one that does so once. This program is not linked with the library.
 #include <dlfcn.h>
 
 #include <memory>
@@ -38,7 +38,7 @@ bool is_loaded() {
     return library != nullptr;
 }
 
-// What unloading has to give back is there before: a connection, three segments and the tables.
+// Before it is unloaded, the library holds everything to release: a connection, three segments and the tables.
 void use_and_unload(FakeDaemon &daemon, int connection, bool terminate) {
     const int descriptors = open_descriptors();
     const int mappings = segment_mappings();
@@ -74,7 +74,8 @@ void expect_nothing_stays(bool terminate, int rounds) {
     }
     EXPECT_EQ(descriptors, open_descriptors());
     EXPECT_EQ(mappings, segment_mappings());
-    // The tables of one session are some ten thousand bytes, the smallest object that could stay is a wait set.
+    // The tables of one session need about ten thousand bytes. The smallest object that could leak is a wait
+    // set.
     EXPECT_LT(allocated_bytes(), bytes + 4000);
 }
 

@@ -1,7 +1,7 @@
-// A program that opens the library and ends. Its output names each release made after the end has begun, one for a line.
+// A program that opens the library and ends. It prints one line for each release made after the end has begun.
 //
 //   quiet_exit open        ends with the library open
-//   quiet_exit terminated  calls hb_terminate after that point instead, as a sign that releases are seen
+//   quiet_exit terminated  calls hb_terminate after that point instead, which shows that releases are detected
 #include <dlfcn.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -40,7 +40,7 @@ void open_session() {
 
 } // namespace
 
-// The library's calls come here, since the program's functions go before those of its libraries.
+// The library's calls arrive here, since the program's functions precede those of its libraries.
 extern "C" __attribute__((visibility("default"))) int shmdt(const void *address) noexcept {
     static const auto real = system_function<int (*)(const void *)>("shmdt");
     report("shmdt\n");
@@ -77,7 +77,7 @@ int main(int argc, char **argv) {
         hb_terminate();
         _exit(0);
     }
-    // Registered last, it comes first at the end.
+    // Registered last, it runs first at the end.
     if (std::atexit([] { has_ended = true; }) != 0) {
         return 4;
     }

@@ -1,4 +1,4 @@
-// The end of a process costs nothing for an open library: nothing is released in it.
+// An open library does not slow down the end of a process: the library releases nothing then.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ ISOLATED_TEST(QuietExit, OfAnOpenLibraryReleasesNothing) {
     EXPECT_EQ("", releases("open"));
 }
 
-// The program sees releases: terminating closes the socket and deletes the connection.
+// The program detects releases: terminating closes the socket and deletes the connection.
 ISOLATED_TEST(QuietExit, ReleasesAreSeenWhereTheyAreMade) {
     const std::string made = releases("terminated");
     EXPECT_NE(std::string::npos, made.find("close\n")) << made;

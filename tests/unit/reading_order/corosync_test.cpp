@@ -1,5 +1,5 @@
-// The service over Corosync has events of two categories unread together, or a preparation asks while events are unread:
-// the client receives what happened.
+// The service over Corosync has unread events of two categories, or a preparation queries while events are
+// unread. The client receives what happened.
 #include <chrono>
 #include <functional>
 #include <map>
@@ -105,7 +105,7 @@ class Simulated_Engine {
         }
         return false;
     }
-    // No monitor has this descriptor; the readings look all the same, at members and then at links.
+    // No monitor has this descriptor. The readings still check the cluster: first the members, then the links.
     static void look() {
         qz_orb_event_metadata_t none{};
         EXPECT_EQ(-16, qz_orb_read_event(-1, 0, &none));
@@ -285,7 +285,7 @@ ISOLATED_TEST(Second_Preparation, ThatIsRefusedTeachesTheServiceNoConfiguration)
     Simulated_Engine engine;
     Replaying_Client client;
     engine.configure(5);
-    engine.remove(2); // which refuses the preparation
+    engine.remove(2); // makes the preparation fail
     engine.reload();
     engine.join(5);
     EXPECT_EQ(Hb_Failure, hb_migrate_to_mox_prep());

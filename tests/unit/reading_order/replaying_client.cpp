@@ -98,7 +98,7 @@ std::string Replaying_Client::story(int node) const {
     return found != stories_.end() ? found->second : "";
 }
 
-// One event that is no news is one too; without an event the name stays.
+// An event without news counts as one. Without an event the name does not change.
 bool Replaying_Client::call(int descriptor) {
     int ready[] = {descriptor, -1};
     int events = 0;
@@ -165,7 +165,7 @@ void Replaying_Client::drain() {
     }
 }
 
-// An event's adapter numbers are those of the table at that moment.
+// An event's adapter numbers are those of the current table.
 void Replaying_Client::replay(int events) {
     if (group_->Hb_group_type == Hb_Node_Group) {
         Hb_Node_Number node = 0;

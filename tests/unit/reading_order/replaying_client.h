@@ -27,29 +27,30 @@ void PrintTo(const Up &up, std::ostream *out);
 
 class Replaying_Client {
   public:
-    // Over the service that is installed: makes the handlers, opens the library and subscribes to everything. What is
-    // replayed begins with the library's table.
+    // Uses the installed service: creates the handlers, opens the library and subscribes to everything. The
+    // replay begins with the library's table.
     Replaying_Client();
     ~Replaying_Client();
     Replaying_Client(const Replaying_Client &) = delete;
     Replaying_Client &operator=(const Replaying_Client &) = delete;
 
-    // Reads one event of the category, and receives everything that the library queued for it. False: there was none.
+    // Reads one event of the category, and everything that the library queued for it. Returns false if there
+    // was none.
     bool read(Category category);
     void read_all(Category category);
     void receive_what_is_queued();
-    // Everything that there is, of all categories.
+    // Reads all pending events of all categories.
     void drain();
 
-    // The nodes, or the adapter numbers, of a group that answers a new subscription.
+    // The nodes, or the adapter numbers, in the answer to a new subscription.
     std::set<int> new_node_group();
     std::set<int> new_adapter_group();
 
     const Up &received() const { return received_; }
     static Up table();
-    // What was received of the node, in order: '-' for a death, '+' for a join.
+    // The received events of the node, in order: '-' for a death, '+' for a join.
     std::string story(int node) const;
-    // Deaths of what was not up, and joins of what was.
+    // Deaths of members that were not up, and joins of members that were.
     const std::string &contradictions() const { return contradictions_; }
 
   private:

@@ -1,4 +1,4 @@
-// Events of two categories are unread together: whichever is read first, the client receives what happened.
+// Events of two categories are unread. Whichever is read first, the client receives what happened.
 #include <algorithm>
 #include <functional>
 #include <random>
@@ -20,7 +20,7 @@ using mox_sim::Node;
 using mox_sim::Picture;
 using mox_sim::Told;
 
-// The service, changed in steps with the events that a step has.
+// The service, changed in steps. Each step sends its events.
 class Simulation {
   public:
     // Nodes 1 to 4 with eth0 and eth1. The local node is 1; node 4 is down.
@@ -131,11 +131,11 @@ struct Happening {
     std::string name;
     Category category;
     std::function<void(Simulation &)> happens;
-    // Of the nodes that only their own liveness concerns: "3-+" is a death and a join of node 3.
+    // The history of nodes that only their own liveness affects: "3-+" is a death and a join of node 3.
     std::string story;
 };
 
-// In steps of the same category; what the picture does not permit is left out.
+// Each consists of steps of one category. Steps that the current picture does not permit are omitted.
 std::vector<Happening> happenings() {
     const auto up_down = [](uint32_t node, const std::vector<bool> &states) {
         return [=](Simulation &sim) {
@@ -295,7 +295,7 @@ void read_in(Order order, Category first, Category second, Replaying_Client &cli
     }
 }
 
-// A death by the daemon's verdict is none of the service's.
+// The service does not know of a death that only the daemon reported.
 void expect_agreement(Simulation &sim, const Replaying_Client &client, bool daemon_ended) {
     Up up = sim.up();
     if (daemon_ended) {
@@ -321,7 +321,7 @@ void run_pair(const Happening &first, const Happening &second, Order order) {
     read_in(order, first.category, second.category, client);
     client.drain();
     expect_agreement(sim, client, first.category == Category::peer || second.category == Category::peer);
-    // Where no configuration concerns the node, each of its deaths and joins is received, and once.
+    // If no configuration affects the node, each of its deaths and joins is received exactly once.
     for (const auto &[one, other] : {std::pair(&first, &second), std::pair(&second, &first)}) {
         if (one->story.empty() || is_configuration(*other) || other->category == Category::node) {
             continue;
@@ -406,7 +406,7 @@ ISOLATED_TEST(Reading_Order, AfterTheFirstOfSeveralEventsANodeIsAsThatEventRepor
 
 // ---- Storms ----
 
-// Nodes 2 to 6 and their interfaces, in steps and reloads; the client reads what it likes.
+// Nodes 2 to 6 and their interfaces change in steps and reloads. The client reads in random order.
 class Storm {
   public:
     explicit Storm(unsigned seed) : random_(seed) {}
@@ -447,7 +447,7 @@ class Storm {
         }
         if (pick(10) == 0) {
             sim_.reconfigure();
-        } else if (pick(10) != 0) { // or the next step makes it, too
+        } else if (pick(10) != 0) { // otherwise the next step also shows this change
             sim_.step();
         }
     }

@@ -1,4 +1,4 @@
-// A cluster as a client can see it: nodes, and adapters by what they are.
+// A cluster as a client can see it: nodes, and adapters by their identities.
 #ifndef HB_TEST_REPLAY_STORM_CLUSTER_STATE_H
 #define HB_TEST_REPLAY_STORM_CLUSTER_STATE_H
 
@@ -9,7 +9,8 @@
 
 namespace hb_test::replay_storm {
 
-// What stays of an adapter when the numbers change. With another address it is another one.
+// The identity of an adapter, which a change of the numbers does not affect. An adapter with another address is
+// another one.
 struct Adapter_Id {
     int node = 0;
     std::string name;
@@ -22,7 +23,7 @@ struct Adapter_Id {
 std::string thing(int node);
 std::string thing(const Adapter_Id &adapter);
 
-// Which nodes and adapters there are, and their numbers.
+// The configured nodes and adapters, and their numbers.
 struct Configuration {
     int local_node = 0;
     std::set<int> nodes;

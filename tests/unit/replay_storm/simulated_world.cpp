@@ -18,8 +18,8 @@ using mox_sim::Node;
 using mox_sim::Picture;
 
 constexpr unsigned LOCAL = 1;
-constexpr unsigned NODES = 6; // numbers that nodes can have
-constexpr unsigned SLOTS = 4; // names that a node's adapters can have
+constexpr unsigned NODES = 6; // possible node numbers
+constexpr unsigned SLOTS = 4; // possible names of a node's adapters
 constexpr unsigned PER_NODE = 48;
 
 std::string name_of(unsigned slot) {
@@ -110,7 +110,7 @@ class Simulated_World : public World {
     mox_sim::Simulated_Service service_;
     Picture picture_;
     Picture shown_;
-    unsigned batch_ = 0; // changes that are still to come with those that are not shown
+    unsigned batch_ = 0; // further changes that will be shown together with the pending ones
 };
 
 Cluster_State Simulated_World::state() const {
@@ -186,7 +186,7 @@ bool Simulated_World::change_node(const Step &step) {
         node->status = QZ_MOX_NODE_STATUS_UP;
         unsigned place = 0;
         for (Interface *interface : interfaces_of(number)) {
-            // Mostly with all its adapters.
+            // Usually all its adapters come up.
             const bool up = step.b % 3 != 0 || (step.c >> place++) % 2 == 0;
             interface->status = up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
         }
@@ -261,7 +261,7 @@ bool Simulated_World::change_configuration(const Step &step) {
         picture_.interfaces.push_back(added);
         return true;
     }
-    // A daemon knows a node by its adapters, and its own one always.
+    // A daemon knows nodes by their adapters, so the local node must keep one.
     const bool is_last_of_local = number == LOCAL && interfaces_of(LOCAL).size() == 1;
     if (step.verb == Verb::adapter_remove && interface != nullptr && !is_last_of_local) {
         std::erase_if(picture_.interfaces,
@@ -278,7 +278,7 @@ bool Simulated_World::change_configuration(const Step &step) {
     return false;
 }
 
-// What is in both configurations keeps its state.
+// Members of both configurations keep their states.
 bool Simulated_World::reload(const Step &step) {
     come_to_rest();
     constexpr Verb VERBS[] = {Verb::node_add,    Verb::node_remove,    Verb::adapter_add, Verb::adapter_remove,
@@ -290,7 +290,7 @@ bool Simulated_World::reload(const Step &step) {
         one.verb = VERBS[one.c % std::size(VERBS)];
         const Picture kept = picture_;
         change_configuration(one);
-        // Removed and added again it would not be what it was.
+        // A member that was removed and added again would not have its old state.
         const bool is_state_new =
             std::any_of(picture_.interfaces.begin(), picture_.interfaces.end(), [&](const Interface &is) {
                 return std::any_of(
@@ -322,7 +322,7 @@ void Simulated_World::notify_node(const char *monitor, qz_orb_event_category_t c
     service_.push(monitor, event);
 }
 
-// The service orders it among the unread events of the node.
+// The service places the event among the unread events of the node.
 void Simulated_World::repeat(const Node &node) {
     mox_sim::Told told{"node_liveness", {}};
     told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;

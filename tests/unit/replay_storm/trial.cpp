@@ -19,7 +19,7 @@ namespace {
 constexpr int SHORT_STORM = 2000;
 constexpr int MOST_TRIALS = 600; // while a script is made shorter
 
-// Where a child leaves what it found, also when it crashes.
+// The child stores its result here, also when it crashes.
 struct Finding {
     int step;
     char rule[128];

@@ -1,4 +1,4 @@
-// Bytes written out by hand, and small clusters, for the daemon's tests.
+// Bytes written by hand, and small clusters, for the daemon's tests.
 #ifndef WISPD_BYTES_BY_HAND_H
 #define WISPD_BYTES_BY_HAND_H
 
@@ -39,7 +39,7 @@ template <typename... Parts> std::vector<char> join(const Parts &...parts) {
     return whole;
 }
 
-// A text in a field of that size, zeros behind it.
+// A text in a field of that size, padded with zeros.
 inline std::vector<char> field(std::string_view text, std::size_t size) {
     std::vector<char> bytes(text.begin(), text.end());
     bytes.resize(size);

@@ -68,7 +68,7 @@ class WispdControlServer : public testing::Test {
         }
     }
 
-    // What arrives until so many lines are there, or the end of the stream.
+    // Reads until this many lines have arrived, or to the end of the stream.
     std::string receive(const hb_test::UniqueFd &peer, int lines) {
         std::string got;
         const Deadline deadline;
@@ -164,7 +164,7 @@ TEST_F(WispdControlServer, IdleConnectionsExpire) {
     EXPECT_EQ(receive(silent, 1), "END");
     EXPECT_EQ(receive(half, 1), "END");
     EXPECT_TRUE(server_->connections().empty());
-    EXPECT_EQ(receive(connect(), 1), "END"); // and the next one has as long
+    EXPECT_EQ(receive(connect(), 1), "END"); // the next connection has the same time
 }
 
 TEST_F(WispdControlServer, CountsTheConnectionsOfEachUser) {

@@ -1,4 +1,4 @@
-// Following an engine: what is told of it, and when.
+// Following an engine: what is reported about it, and when.
 #include "engine/engine_follower.h"
 
 #include <poll.h>
@@ -22,7 +22,7 @@ using wispd_test::Fake_Interfaces;
 
 class WispdEngineFollower : public wispd_test::WispdLogged {
   protected:
-    // Time is the test's; the descriptor alone goes by the clock.
+    // The test controls the time; only the descriptor uses the real clock.
     std::optional<Engine_Step> advance(std::chrono::milliseconds by = 0ms) {
         now_ += by;
         return follower_.advance(now_);
@@ -50,7 +50,7 @@ TEST_F(WispdEngineFollower, TheFirstStepIsTheWholeCluster) {
     EXPECT_EQ(step->configuration->local_node, 1);
     ASSERT_EQ(step->configuration->nodes.size(), 3u);
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
-    // Node times 48 and link.
+    // 48 times the node, plus the link.
     EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144, 145));
     EXPECT_THAT(step->liveness.nodes_back, IsEmpty());
     EXPECT_TRUE(follower_.status().connected);
@@ -77,7 +77,7 @@ TEST_F(WispdEngineFollower, AMemberThatLeavesAndOneThatJoinsAreTold) {
     step = advance();
     ASSERT_TRUE(step);
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
-    EXPECT_THAT(step->liveness.nodes_back, IsEmpty()); // it was seen to leave
+    EXPECT_THAT(step->liveness.nodes_back, IsEmpty()); // its leaving was seen
     EXPECT_EQ(step->liveness.incarnations.at(3), 2u);
 }
 
@@ -146,7 +146,7 @@ TEST_F(WispdEngineFollower, AnEngineThatCountsMoreJoinsThanItToldOfTellsNothingB
     EXPECT_FALSE(advance());
     EXPECT_EQ(cluster_->counts_of_joins, 1);
     EXPECT_FALSE(advance(100ms));
-    cluster_->tell_members({{1, 1}, {2, 1}, {3, 5}}); // counted on from there
+    cluster_->tell_members({{1, 1}, {2, 1}, {3, 5}}); // counts continue from there
     const std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step);
     EXPECT_THAT(step->liveness.nodes_back, ElementsAre(3));
@@ -156,7 +156,7 @@ TEST_F(WispdEngineFollower, TheLinksOfOneThatWentAndCameBackAreThoseThatAreSeenA
     advance();
     cluster_->links[{3, 0}] = {true, 1};
     cluster_->links[{3, 1}] = {false, 1};
-    cluster_->tell_members({{1, 1}, {3, 2}}); // while another one goes
+    cluster_->tell_members({{1, 1}, {3, 2}}); // while another node leaves
     std::optional<Engine_Step> step = advance(100ms);
     ASSERT_TRUE(step);
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3));
@@ -191,7 +191,7 @@ TEST_F(WispdEngineFollower, ALinkThatIsDownAndFallsAgainIsNoNews) {
     EXPECT_THAT(step->liveness.adapters_back, IsEmpty());
 }
 
-// As when somebody clears the engine's statistics.
+// As when an administrator clears the engine's statistics.
 TEST_F(WispdEngineFollower, CountsThatBeginAnewAreNoNews) {
     cluster_->links[{2, 0}] = {true, 5};
     cluster_->members[3] = 4;
@@ -270,7 +270,7 @@ TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
     EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
     EXPECT_THAT(lines().back(), HasSubstr("60000"));
     EXPECT_THAT(lines().back(), HasSubstr("; the one before stays in force"));
-    // Its name in wispd's own file mends it.
+    // Naming it in wispd's own file corrects this.
     settings_.names.nodes[60000] = 17;
     follower_.set(settings_);
     EXPECT_TRUE(is_readable());
@@ -356,7 +356,7 @@ class WispdEngineEnd : public WispdEngineFollower {
         cluster_->bell.ring();
     }
 
-    // As an engine that has just started knows itself.
+    // The state of an engine that has just started.
     void start_engine() {
         cluster_->runs = true;
         cluster_->members = {{1, 1}};
@@ -393,7 +393,7 @@ TEST_F(WispdEngineEnd, ItIsTriedAgainInGrowingIntervals) {
     EXPECT_EQ(cluster_->connections, 3);
     EXPECT_EQ(follower_.status().attempts, 2u);
     for (int second = 0; second < 20; ++second) {
-        advance(1s); // at most so long
+        advance(1s); // the longest pause
     }
     EXPECT_GE(cluster_->connections, 20);
 }
@@ -439,7 +439,7 @@ TEST_F(WispdEngineEnd, WhoWasSeenAgainAndGoesDiesAtOnce) {
     cluster_->tell_members({{1, 1}});
     const std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step);
-    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3)); // node 3 is still awaited
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3)); // node 3 still has its grace
 }
 
 TEST_F(WispdEngineEnd, NothingIsAwaitedOfWhoWasSeenAgainAndWent) {
@@ -447,7 +447,7 @@ TEST_F(WispdEngineEnd, NothingIsAwaitedOfWhoWasSeenAgainAndWent) {
     start_engine();
     cluster_->links[{2, 0}] = {true, 0};
     cluster_->members = {{1, 1}, {2, 1}};
-    EXPECT_FALSE(advance(100ms)); // its other link is awaited
+    EXPECT_FALSE(advance(100ms)); // its other link still has its grace
     cluster_->tell_members({{1, 1}});
     EXPECT_TRUE(advance());
     cluster_->tell_members({{1, 1}, {2, 2}});
@@ -463,7 +463,7 @@ TEST_F(WispdEngineEnd, AfterTheGraceItsReturnTellsWhoIsThere) {
     start_engine();
     EXPECT_FALSE(advance(1s));
     cluster_->links[{2, 0}] = {true, 0};
-    EXPECT_TRUE(advance(100ms)); // a link to one that is no member changes nothing in the model
+    EXPECT_TRUE(advance(100ms)); // a link to a non-member changes nothing in the model
     cluster_->tell_members({{1, 1}, {2, 1}});
     const std::optional<Engine_Step> step = advance(100ms);
     ASSERT_TRUE(step);
@@ -521,7 +521,7 @@ TEST_F(WispdEngineEnd, OtherNamesAreTakenOverMeanwhileAndWhoIsAwaitedIsSoByThem)
     EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 1440, 1441));
     EXPECT_THAT(follower_.status().awaited, ElementsAre(2, 30));
     cluster_->runs = true;
-    EXPECT_FALSE(advance(100ms)); // it finds all again, under those names
+    EXPECT_FALSE(advance(100ms)); // it finds all nodes again, with those names
     EXPECT_THAT(follower_.status().awaited, IsEmpty());
 }
 

@@ -1,4 +1,4 @@
-// A configuration file whose cluster an engine tells.
+// A configuration file whose cluster comes from an engine.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The engine in the daemon's event loop, with a thread of its own that asks it.
+// The engine in the daemon's event loop. A separate thread queries it.
 #include "engine/engine_source.h"
 
 #include <asio/io_context.hpp>
@@ -46,7 +46,7 @@ class WispdEngineSource : public testing::Test {
         return condition();
     }
 
-    // What the engine is like is changed between two of its answers.
+    // Changes the engine's state between two of its answers.
     template <typename Change> void change(Change make) {
         const std::lock_guard lock(cluster_->mutex);
         make(*cluster_);
@@ -82,7 +82,7 @@ TEST_F(WispdEngineSource, NewSettingsAreTakenOver) {
 TEST_F(WispdEngineSource, AnEngineThatIsHeldUpKeepsNobodyWaitingAndIsGivenUpAfterTheGrace) {
     begin();
     {
-        const std::unique_lock held(cluster_->mutex); // it does not answer
+        const std::unique_lock held(cluster_->mutex); // the engine does not answer
         ASSERT_TRUE(run_until([this] { return source_->status().silent; }));
         ASSERT_TRUE(run_until([this] { return !steps_.empty(); }));
         EXPECT_THAT(steps_[0].liveness.nodes, ElementsAre(1));
@@ -102,7 +102,7 @@ TEST_F(WispdEngineSource, TheEndDoesNotWaitForAnEngineThatIsHeldUp) {
     ASSERT_TRUE(run_until([this] { return source_->status().silent; }));
     source_.reset();
     held.unlock();
-    // The thread that was left behind ends with the answer, and what it used goes with it.
+    // The abandoned thread ends when the engine answers, and releases everything that it used.
     EXPECT_TRUE(run_until([this] {
         const std::lock_guard lock(cluster_->mutex);
         return cluster_->connections_open == 0;
@@ -138,7 +138,7 @@ TEST_F(WispdEngineStart, AnEngineThatIsHeldUpIsNotWaitedForLonger) {
         const std::unique_lock held(cluster_->mutex);
         EXPECT_EQ(failure(), "the cluster engine runs, but does not answer; find what holds Corosync up");
     }
-    // The thread that was left behind ends with the answer, and what it used goes with it.
+    // The abandoned thread ends when the engine answers, and releases everything that it used.
     EXPECT_TRUE(run_until([this] {
         const std::lock_guard lock(cluster_->mutex);
         return cluster_->connections == 1 && cluster_->connections_open == 0;

@@ -1,4 +1,4 @@
-// An engine's cluster in the daemon's terms.
+// Translates an engine's cluster into the daemon's terms.
 #include "engine/engine_translation.h"
 
 #include <gmock/gmock.h>

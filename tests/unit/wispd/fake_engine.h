@@ -1,4 +1,4 @@
-// An engine and interfaces that do as a test says.
+// An engine and interfaces that a test controls.
 #ifndef WISPD_FAKE_ENGINE_H
 #define WISPD_FAKE_ENGINE_H
 
@@ -38,23 +38,23 @@ class Bell {
     int fd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
 };
 
-// What the engine of a test is like; the test holds it, each connection looks at it.
+// The state of a test's engine. The test owns it, and each connection reads it.
 struct Fake_Cluster {
-    std::mutex mutex; // held while it answers; who holds it longer holds the engine up
+    std::mutex mutex; // held while the engine answers; a test that holds it longer blocks the engine
     bool runs = true;
     int connections = 0;
     int connections_open = 0;
     int looks_at_links = 0;
     int counts_of_joins = 0;
-    wispd::Engine_Members counted; // where the engine counts otherwise than was told
+    wispd::Engine_Members counted; // join counts that differ from the reported ones
     wispd::Engine_Configuration configuration;
     wispd::Engine_Members members;
     wispd::Engine_Links links;
     wispd::Engine_News news;
     Bell bell;
-    std::function<void()> on_configuration; // when it has been read
+    std::function<void()> on_configuration; // called after it has been read
 
-    // Nodes 1 to 3 on links 0 and 1, all up; node 1 is the local one.
+    // Nodes 1 to 3 on links 0 and 1, all up; node 1 is the local node.
     static std::unique_ptr<Fake_Cluster> of_three() {
         auto cluster = std::make_unique<Fake_Cluster>();
         cluster->configuration = {"test",
@@ -139,7 +139,7 @@ class Fake_Engine : public wispd::Engine {
     Fake_Cluster &cluster_;
 };
 
-// Carries every address but those that were cut off.
+// Carries every address except those that were cut.
 class Fake_Interfaces : public wispd::Local_Interfaces {
   public:
     struct Cables {

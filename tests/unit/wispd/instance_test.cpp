@@ -1,4 +1,4 @@
-// What the daemon makes in the system: socket files, the lock, segments and semaphores.
+// The daemon's objects in the system: socket files, the lock, segments and semaphores.
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -72,7 +72,7 @@ TEST_F(WispdInstance, SocketFileHasItsModeAndGoesWithItsOwner) {
 TEST_F(WispdInstance, SocketFileThatWasReplacedIsLeftAlone) {
     {
         const Socket_File file(path_, {});
-        std::filesystem::rename(path_, path_ + ".moved"); // its inode stays taken
+        std::filesystem::rename(path_, path_ + ".moved"); // its inode stays in use
         std::ofstream(path_) << "another";
     }
     EXPECT_TRUE(exists(path_));
@@ -84,7 +84,7 @@ TEST_F(WispdInstance, SocketNobodyListensOnIsCleared) {
     std::filesystem::rename(path_, moved);
     wispd::clear_socket_path(moved);
     EXPECT_FALSE(exists(moved));
-    wispd::clear_socket_path(moved); // absent is as good
+    wispd::clear_socket_path(moved); // a missing file is also acceptable
 }
 
 TEST_F(WispdInstance, SocketSomebodyListensOnIsNotCleared) {
@@ -127,7 +127,7 @@ TEST(WispdIpcRecord, WhatIsNotWholeIsNoRecord) {
     EXPECT_FALSE(wispd::parse_record("pid -1" + whole.substr(8)).has_value());
 }
 
-// The record is text in a file; who holds the lock is what the system says.
+// The record is only text in a file. The system reports which process holds the lock.
 TEST_F(WispdInstance, SecondHolderIsToldWhoTheFirstIs) {
     Instance_Lock first(path_);
     first.write({4711, {1, 2, 3}, 4});
@@ -223,7 +223,7 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
         auto segments = Shared_Segments::create(keys_, {static_cast<gid_t>(-1), 0666});
         ASSERT_TRUE(segments.has_value());
         EXPECT_EQ(status_of(segment('g')).shm_perm.mode & 0777, 0644);
-        EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640); // keys are another matter
+        EXPECT_EQ(status_of(segment('p')).shm_perm.mode & 0777, 0640); // keys have their own mode
         semid_ds status{};
         ASSERT_EQ(semctl(semget(ftok(path_.c_str(), 'i'), 2, 0), 0, IPC_STAT, &status), 0);
         EXPECT_EQ(status.sem_perm.mode & 0777, 0660);
@@ -236,7 +236,7 @@ TEST_F(WispdSegments, ModesFollowTheSockets) {
     }
 }
 
-// The flags that the system shows of this process's mapping of the segment.
+// The system's flags of this process's mapping of the segment.
 std::string mapping_flags(key_t key) {
     char name[32];
     std::snprintf(name, sizeof name, "/SYSV%08x", static_cast<unsigned>(key));
@@ -282,7 +282,7 @@ TEST_F(WispdSegments, RouteSegmentIsTheSameForEveryConfiguration) {
 
 // ---- A socket whose keys are free ----
 
-// Segments of another user under the keys of the inodes around that of a file.
+// Segments of another user with the keys of the inodes near that of a file.
 class Taken_Keys {
   public:
     explicit Taken_Keys(const std::string &path) {
@@ -329,7 +329,7 @@ TEST_F(WispdInstance, SocketIsMadeUnderAnInodeWhoseKeysAreFree) {
     }
 }
 
-// wispd of an earlier version made a segment of as many records as its configuration had nodes.
+// An earlier version of wispd made a segment with one record for each node of its configuration.
 TEST_F(WispdSegments, SmallRouteSegmentOfAKilledDaemonIsRemovedAsWell) {
     const int id = shmget(ftok(path_.c_str(), 'h'), 8 * 184, IPC_CREAT | IPC_EXCL | 0600);
     ASSERT_GE(id, 0);
@@ -358,7 +358,7 @@ TEST_F(WispdSegments, ForeignObjectsUnderAKeyAreLeftAlone) {
     EXPECT_FALSE(in_use());
 }
 
-// The process that makes a set and dies with it, as a killed daemon does.
+// The process that makes a set and ends without removing it, as a killed daemon does.
 pid_t abandon(const Ipc_Keys &keys) {
     const pid_t child = fork();
     if (child == 0) {
@@ -432,7 +432,7 @@ TEST_F(WispdSegments, RecordWithoutKeysRemovesNothing) {
     EXPECT_EQ(wispd::remove_left_behind({getpid(), {0, 0, 0}, 0}), 0);
 }
 
-// Where the system hides processes of others, a wispd that runs looks like one of which nothing is known.
+// Where the system hides other users' processes, nothing is known about a running wispd.
 TEST(WispdLockHolder, MayBeWispdWhileItRunsAndIsHidden) {
     const pid_t child = fork();
     if (child == 0) {

@@ -1,4 +1,4 @@
-// A cluster whose members an engine tells: nodes no longer follow from their adapters.
+// A cluster whose members come from an engine: node states no longer follow from their adapters.
 #include "cluster/cluster.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +19,7 @@ using wispd_test::three_nodes;
 
 using Members = std::vector<Adapter_Member>;
 
-// Nodes 1 to 3 with adapters 2 to 7; node 1 is the local one. Nobody is up by the configuration.
+// Nodes 1 to 3 with adapters 2 to 7; node 1 is the local node. The configuration alone has no member up.
 Configuration nobody_up() {
     Configuration configuration = three_nodes();
     for (wispd::Configured_Node &node : configuration.nodes) {
@@ -185,7 +185,7 @@ TEST(WispdLiveness, AConfigurationAndWhoIsAliveInItAreOneChange) {
     Cluster cluster(told_by_engine());
     cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
     Configuration next = told_by_engine();
-    next.nodes.erase(next.nodes.begin() + 1); // node 2 goes, node 3 joins
+    next.nodes.erase(next.nodes.begin() + 1); // node 2 is removed, node 3 joins
     const Changes changes = cluster.follow(next, {{1, 3}, {2, 3, 6, 7}, {}, {}});
     EXPECT_EQ(changes.adapter_deaths, (Members{{4, 1 | 0x08000000}, {5, 1 | 0x08000000}}));
     EXPECT_THAT(changes.node_deaths, ElementsAre(2));

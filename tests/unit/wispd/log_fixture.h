@@ -1,4 +1,4 @@
-// The daemon's log in a file of the test's own.
+// The daemon's log in a file of the test.
 #ifndef WISPD_LOG_FIXTURE_H
 #define WISPD_LOG_FIXTURE_H
 

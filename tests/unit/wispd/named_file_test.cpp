@@ -18,7 +18,7 @@ class WispdNamedFile : public testing::Test {
         std::ofstream(path_) << content;
         EXPECT_EQ(0, chmod(path_.c_str(), mode));
     }
-    // Without the path.
+    // Returns it without the path.
     std::string refusal() const {
         try {
             wispd::read_named_file(path_);

@@ -1,4 +1,4 @@
-// What clients ask for their node, with the time in the test's hand.
+// Client requests for the local node. The test controls the time.
 #include "cluster/node_control.h"
 
 #include <arpa/inet.h>
@@ -24,7 +24,7 @@ using wispd_test::three_nodes;
 
 using Members = std::vector<Adapter_Member>;
 
-// Node 1 is the local one, with adapters 2 and 3 in networks 0 and 1.
+// Node 1 is the local node, with adapters 2 and 3 in networks 0 and 1.
 class WispdNodeControl : public testing::Test {
   protected:
     Outcome ask(int kind, int64_t number, const char *address = "0.0.0.0", int32_t seconds = 0,
@@ -117,7 +117,7 @@ TEST_F(WispdNodeControl, SignOfLifeEndsASuspicion) {
     cluster_.adapter_down(6);
     control_.heed(cluster_.adapter_up(6));
     cluster_.adapter_down(4);
-    control_.heed(cluster_.adapter_up(4)); // one of node 2's
+    control_.heed(cluster_.adapter_up(4)); // an adapter of node 2
     EXPECT_FALSE(control_.next_due().has_value());
     ask(205, 6);
     EXPECT_TRUE(control_.clear_adapter(6));
@@ -164,7 +164,7 @@ TEST_F(WispdNodeControl, SuspicionsAndGraceOutliveAReloadThatKeepsTheirMembers) 
     const Changes changes = control_.confirm_due(Time(1002s)).changes;
     EXPECT_EQ(changes.adapter_deaths, (Members{{4, 1}, {6, 1}, {7, 1}}));
     EXPECT_THAT(changes.node_deaths, ElementsAre(3));
-    ask(205, 5); // by the new settings
+    ask(205, 5); // uses the new settings
     EXPECT_EQ(control_.next_due(), Time(1010s));
     EXPECT_EQ(ask(216, 1, "0.0.0.0", 6).status, 7);
 }
@@ -325,7 +325,7 @@ TEST_F(WispdNodeControl, SwapExchangesTheAddressesOfTwoLocalAdapters) {
 }
 
 TEST_F(WispdNodeControl, SwapNeedsALocalOwner) {
-    EXPECT_EQ(ask(218, 0, "10.1.0.2").status, 4); // node 2's
+    EXPECT_EQ(ask(218, 0, "10.1.0.2").status, 4); // an address of node 2
     EXPECT_EQ(ask(218, 0, "10.9.9.9").status, 4);
     EXPECT_EQ(address_of(2), "10.1.0.1");
 }

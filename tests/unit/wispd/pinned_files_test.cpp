@@ -1,4 +1,4 @@
-// Files that other users could exchange: pinned ones, the directories that they are in, and the log file.
+// Files that other users could replace: pinned files, the directories around them, and the log file.
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -145,7 +145,7 @@ TEST_F(WispdFiles, LogFileIsNoLinkAndNoDeviceAndHasOneName) {
     EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it has another name as well");
     std::filesystem::remove(path_);
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-    EXPECT_THAT(log_failure(), HasSubstr("cannot log to " + path_)); // and does not wait for a reader
+    EXPECT_THAT(log_failure(), HasSubstr("cannot log to " + path_)); // it does not wait for a reader
     EXPECT_EQ(std::filesystem::file_size(target), 0u);
 }
 
@@ -162,7 +162,7 @@ TEST_F(WispdFiles, LogFileOfAnotherUserOrInTheReachOfOneIsRefused) {
 
 // ---- Memory ----
 
-// The flags that the system shows of the pages that hold the address.
+// The system's flags of the pages that contain the address.
 std::string flags_of(const void *address) {
     const auto wanted = reinterpret_cast<unsigned long>(address);
     std::ifstream maps("/proc/self/smaps");

@@ -1,4 +1,4 @@
-// The publisher over real sockets, in one thread: the test lets it run until what it waits for has come.
+// The publisher over real sockets, in one thread. The test runs it until the expected result has arrived.
 #include "daemon/publisher/publisher.h"
 
 #include <cstring>
@@ -43,7 +43,7 @@ int int_at(const Record &record, std::size_t offset) {
     return value;
 }
 
-// Where things stand in a packet, the length prefix not counted.
+// Offsets in a packet, without the length prefix.
 int kind_of(const Record &record) {
     return int_at(record, 0);
 }
@@ -80,7 +80,7 @@ Record subscription(int type, int events, const char *name, const std::vector<ch
     return request(209, body);
 }
 
-// Bits of these numbers, the most significant bit first.
+// The bits of these numbers, the most significant bit first.
 std::vector<char> bits(std::initializer_list<int> numbers) {
     std::vector<char> bitmap(16);
     for (int number : numbers) {
@@ -145,8 +145,8 @@ class WispdPublisher : public testing::Test {
             return {};
         }
 
-        // Everything that was sent before has been acted on when the answer to a question is there. The
-        // answer is the first record that is one.
+        // When the answer to a request has arrived, everything sent before has been processed. The first record
+        // that is not an event is the answer.
         std::vector<Record> until_answer() {
             send(request(201, {}));
             std::vector<Record> events;
@@ -476,7 +476,7 @@ TEST_F(WispdPublisher, OddRequestsAreIgnoredAndTheConnectionStays) {
 
 // ---- Requests about the node ----
 
-// What stands in an answer besides its body: everything but kind and status is zero.
+// An answer apart from its body: everything except kind and status is zero.
 Record answer(int kind, int status, const std::vector<char> &body = {}) {
     return join(little(kind), zeros(52), little(status), zeros(48), body);
 }
@@ -508,8 +508,8 @@ TEST_F(WispdPublisher, EveryRefusalHasItsStatus) {
         return peer.next();
     };
     EXPECT_EQ(ask(214, hex("0200 0000 0a020009")), answer(10, 4)); // no such adapter
-    EXPECT_EQ(ask(214, hex("0000 0000 0a010003")), answer(10, 5)); // node 3's
-    EXPECT_EQ(ask(214, hex("0000 0000 e0000001")), answer(10, 6)); // a group's
+    EXPECT_EQ(ask(214, hex("0000 0000 0a010003")), answer(10, 5)); // an address of node 3
+    EXPECT_EQ(ask(214, hex("0000 0000 e0000001")), answer(10, 6)); // a multicast address
     EXPECT_EQ(ask(215, hex("ffff")), answer(10, 4));
     EXPECT_EQ(ask(218, hex("0000 0000 0a010003")), answer(10, 4)); // not a local one
     EXPECT_EQ(ask(216, hex("0000 0000 ffffffff")), answer(11, 7));
@@ -641,7 +641,7 @@ TEST_F(WispdPublisher, ClientsThatComeAgainAndAgainDoNotFillTheLog) {
         }
         peer.until_answer();
     }
-    EXPECT_LT(log.lines().size(), 360u); // a line for each refusal
+    EXPECT_LT(log.lines().size(), 360u); // one line for each rejection
 }
 
 TEST_F(WispdPublisher, WhatWasAskedAndDoneIsLogged) {
@@ -697,7 +697,7 @@ TEST_F(WispdPublisher, ClientThatDoesNotReadIsDroppedAndOthersGetEverything) {
     reader.send(subscription(3, 3, "reader"));
     reader.until_answer();
     int next = 1;
-    // More than the queue and both socket buffers hold.
+    // More than the queue and both socket buffers can hold.
     for (int round = 0; round < 50000 && publisher_->clients().size() == 2; ++round) {
         tell(cluster_.node_down(3));
         tell(cluster_.node_up(3));
@@ -707,7 +707,7 @@ TEST_F(WispdPublisher, ClientThatDoesNotReadIsDroppedAndOthersGetEverything) {
     }
     ASSERT_EQ(publisher_->clients().size(), 1u);
     EXPECT_EQ(publisher_->clients().at(0).subscriptions.at(0).name, "reader");
-    // What the sleeper still finds is whole and in order, and then the stream ends.
+    // The records that the sleeper still receives are complete and in order. Then the stream ends.
     int seen = 0;
     for (Record event = sleeper.next(); !event.empty(); event = sleeper.next()) {
         ASSERT_EQ(sequence_of(event), ++seen);

@@ -73,7 +73,7 @@ class WispdRouteWriter : public wispd_test::WispdSegments {
     }
     ~WispdRouteWriter() override { detach(); }
 
-    // As a reader has the segment while it lives.
+    // Holds the segment like a reader while the object exists.
     void detach() {
         if (attached_ != nullptr) {
             shmdt(std::exchange(attached_, nullptr));
@@ -164,7 +164,7 @@ TEST_F(WispdRouteWriter, ReaderInsideIsWaitedForAndNewOnesAreHeldBack) {
     EXPECT_EQ(errno, EAGAIN);
     context_.poll();
     EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
-    // The newest state is what gets written.
+    // The newest state is written.
     routes_[0] = route("10.1.0.1", "10.1.0.2");
     writer.publish();
     leave(semaphores());
@@ -180,7 +180,7 @@ TEST_F(WispdRouteWriter, ReaderThatStaysStopsNeitherTheDaemonNorOtherReaders) {
     ASSERT_TRUE(enter(semaphores()));
     writer.publish();
     EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
-    EXPECT_TRUE(enter(semaphores())); // waits at most for the writer's patience
+    EXPECT_TRUE(enter(semaphores())); // waits no longer than the writer's patience
     leave(semaphores());
     EXPECT_EQ(content('g'), hex("00000000 01080000 00000000"));
     EXPECT_FALSE(writer.is_current());
@@ -231,7 +231,7 @@ TEST_F(WispdRouteWriter, DaemonThatIsKilledWhileItHoldsReadersLetsThemIn) {
     leave(semaphores());
 }
 
-// Every word of every hop is the generation.
+// Every word of every hop equals the generation.
 void fill(Routes &routes, uint32_t generation) {
     for (Node_Route &each : routes) {
         each.length = 11;
@@ -299,7 +299,7 @@ TEST_F(WispdRouteWriter, WriterThatGoesWhileItWaitsLetsReadersIn) {
     leave(semaphores());
 }
 
-// Readers then copy without semaphores as well, and compare generations.
+// Readers then also copy without semaphores, and compare generations.
 TEST_F(WispdRouteWriter, LostSemaphoresAreNoReasonToStop) {
     ASSERT_EQ(semctl(semaphores(), 0, IPC_RMID), 0);
     Route_Writer writer(context_, segments_, routes_, SHORT);
@@ -317,7 +317,7 @@ TEST_F(WispdRouteWriter, AWriterThatIsNoneIsResetWithinAPeriod) {
     writer.publish();
     ASSERT_EQ(semctl(semaphores(), WRITER, SETVAL, 1), 0);
     EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
-    sembuf add = {WRITER, 3, 0}; // as no reader does, and without leaving a mark of its own
+    sembuf add = {WRITER, 3, 0}; // as no reader does; unlike SETVAL it keeps sem_ctime
     ASSERT_EQ(semop(semaphores(), &add, 1), 0);
     EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
     ASSERT_EQ(log.lines().size(), 1u) << "one line within a minute";
@@ -329,7 +329,7 @@ TEST_F(WispdRouteWriter, AWriterThatIsNoneIsResetWithinAPeriod) {
 
 TEST_F(WispdRouteWriter, ReadersThatNobodyCountedInDoNotHoldUpTheWriter) {
     Route_Writer writer(context_, segments_, routes_, LONG);
-    // The system notes the time of a change in seconds.
+    // The system records the time of a change in seconds.
     const time_t made = status_of_set().sem_ctime;
     ASSERT_TRUE(hb_test::wait_until([&] { return time(nullptr) > made; }));
     ASSERT_EQ(semctl(semaphores(), READERS, SETVAL, 5), 0);

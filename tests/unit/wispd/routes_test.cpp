@@ -52,7 +52,7 @@ TEST(WispdRoutes, NobodyPassesOnWhereAnEngineTellsWhoIsReached) {
     Configuration configuration = three_nodes();
     configuration.engine_tells = true;
     Cluster cluster(configuration);
-    cluster.set_liveness({{1, 2, 3}, {2, 4, 5, 7}, {}, {}}); // as in the test before
+    cluster.set_liveness({{1, 2, 3}, {2, 4, 5, 7}, {}, {}}); // as in the previous test
     const Routes routes = compute_routes(cluster);
     EXPECT_THAT(hops(routes[2]), ElementsAre("10.1.0.1", "10.1.0.2"));
     EXPECT_THAT(hops(routes[3]), IsEmpty());

@@ -1,4 +1,4 @@
-// The published keys, as a reader without a lock finds them.
+// The published keys, as a reader without a lock sees them.
 #include <cstring>
 
 #include <sys/wait.h>
@@ -22,7 +22,7 @@ class WispdSecuritySegment : public wispd_test::WispdSegments {
     Shared_Segments segments_;
 };
 
-// A key all of whose bytes are the same.
+// A key whose bytes are all the same.
 Hb_sec_buffer_desc key_of(unsigned char byte) {
     unsigned char bytes[32];
     std::memset(bytes, byte, sizeof bytes);
@@ -85,8 +85,8 @@ TEST_F(WispdSecuritySegment, KeysGoWithTheDaemonAlsoForWhoKeepsTheSegment) {
     shmdt(attached);
 }
 
-// Unmarshals copies of the current key until it has seen the last generation. A copy that was taken while the
-// key was being exchanged may be refused; one that is taken is whole.
+// Unmarshals copies of the current key until it has seen the last generation. A copy made while the key was
+// replaced may be rejected; an accepted copy is complete.
 int read_keys(const char *segment, uint32_t last) {
     const auto *generation = reinterpret_cast<const volatile uint32_t *>(segment);
     const auto *length = reinterpret_cast<const volatile int32_t *>(segment + 284 + 20);

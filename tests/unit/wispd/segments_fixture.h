@@ -1,4 +1,4 @@
-// A socket whose keys nobody uses yet, and what stands under them in the system.
+// A socket whose keys are not in use yet, and the system's objects with these keys.
 #ifndef WISPD_SEGMENTS_FIXTURE_H
 #define WISPD_SEGMENTS_FIXTURE_H
 
@@ -21,7 +21,7 @@ namespace wispd_test {
 class WispdSegments : public testing::Test {
   protected:
     WispdSegments() : file_(path_, {}) {
-        // Another inode is taken as the daemon takes one, when this one's keys happen to be in use.
+        // If this inode's keys are in use, another inode is used, as the daemon does it.
         while (in_use()) {
             held_.push_back(std::move(file_));
             held_.back().set_aside(path_ + std::to_string(held_.size()));

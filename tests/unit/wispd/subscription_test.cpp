@@ -20,7 +20,7 @@ using wispd_test::hex;
 using wispd_test::join;
 using wispd_test::zeros;
 
-// A subscription as it travels: type, cursor, events, name, network, padding, count, bitmap.
+// A subscription as sent: type, cursor, events, name, network, padding, count, bitmap.
 std::vector<char> record(std::string_view type, std::string_view events, std::string_view name,
                          const std::vector<char> &bitmap) {
     std::vector<char> bytes =

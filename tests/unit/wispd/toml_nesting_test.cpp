@@ -88,7 +88,7 @@ TEST(WispdTomlNesting, TellsThePlace) {
     EXPECT_EQ(32U, place->column);
 }
 
-// What the parser makes of each would go through the stack, by itself or when it is destroyed.
+// The parser's result for each of these would overflow the stack, during parsing or when it is destroyed.
 TEST(WispdTomlNesting, IsRefusedBeforeItIsParsed) {
     const std::string key = "a" + repeated(".a", 8000);
     for (const std::string &document :
@@ -110,7 +110,7 @@ TEST(WispdTomlNesting, IsRefusedBeforeItIsParsed) {
     }
 }
 
-// The parser would take a key for granted.
+// The parser would assume that there is a key.
 TEST(WispdTomlNesting, HeadersWithoutANameAreRefusedBeforeTheyAreParsed) {
     for (const char *document : {"[", "[[", "[[[", "[[=", "[=", "[[ [x", "[\n", "[[\n", "[[[x]]]",
                                  "[[ =", "[ =", "[[.", "[]", "[\xc3\xa4]", "[ ]", "x = 1\n[[#"}) {

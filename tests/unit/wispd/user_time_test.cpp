@@ -1,4 +1,4 @@
-// The share of the daemon's time that a user's requests get.
+// Each user's share of the daemon's time for requests.
 #include "daemon/publisher/user_time.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// The daemon in the corners: networks that go, files that are none, settings given in part, identifiers that
-// nobody could read, semaphores as they are made.
+// Rare cases of the daemon: removed networks, files of other kinds, incomplete settings, unreadable
+// identifiers, newly made semaphores.
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -207,7 +207,7 @@ TEST(WispdFailureIdentifier, OfEveryPrintableCharacterIsTaken) {
 
 // ---- Semaphores ----
 
-// A socket file whose keys nobody uses.
+// A socket file whose keys are not in use.
 class FreshSocket {
   public:
     FreshSocket() : path_(directory_.file("s")), file_(path_, {}) {
