@@ -2,7 +2,7 @@
  * hb_client.h - the cluster heartbeat client library, libhb_client.so
  *
  * A program on a cluster node includes this header to learn which nodes, adapters, networks and sites are
- * configured and alive, and to receive an event as soon as that changes.
+ * configured and alive.  It receives an event as soon as that changes.
  *
  * CONVENTIONS
  *
@@ -44,7 +44,7 @@
  *  HA_SYSPAR_NAME    the same, when HA_DOMAIN_NAME is unset or empty
  *
  *  A program that runs with more rights than its caller (set-user-ID, set-group-ID, file capabilities) ignores
- *  all three, so that its caller cannot choose which daemon it trusts.
+ *  all three.  Its caller therefore cannot choose which daemon it trusts.
  *
  * ERROR NUMBERS
  *
@@ -569,8 +569,8 @@ HB_API Hb_Rc hb_get_adapter_address_by_number(Hb_Adapter_Number adapter, Hb_IP_a
 /* Copies the network's name; name has at least 70 bytes.  Error 8: the network is not configured. */
 HB_API Hb_Rc hb_get_network_name_by_number(Hb_Network_Number network, char *name);
 
-/* Copies the network's type; type has at least 16 bytes.  For a network in range that is not configured it
- * succeeds and copies the type in that entry, which is empty if the network was never configured. */
+/* Copies the network's type; type has at least 16 bytes.  Succeeds for any network in
+ * range.  If the network is not configured, it copies the type in its entry, which is empty if it never was. */
 HB_API Hb_Rc hb_get_network_type_by_number(Hb_Network_Number network, char *type);
 
 /* Finds the lowest-numbered network of this name.  Error 8: there is none; *network becomes -1. */
@@ -648,8 +648,8 @@ HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
  * and no second network can follow.  All open.
  * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group's kind
  * does not allow it: a node in a group of adapters or sites, an adapter in one of nodes or sites, a site in one
- * of nodes or adapters, a network in any group that is not empty.  Other mixtures are not rejected and corrupt
- * the bitmap: do not make them. */
+ * of nodes or adapters, a network in any group that is not empty.  Other mixtures are not rejected.  They
+ * change the bitmap whatever it holds: do not make them. */
 HB_API Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_remove_node_from_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_add_adapter_to_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter);
@@ -724,10 +724,10 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * about the configuration and the node list.  A node or adapter whose own death or return event is unread is
  * reported by that event, after event 128.
  * The call waits while a stopped daemon does not read.  It opens a library that is not open, to reach the
- * daemon.  Always succeeds.  It may set an error number all the same: that of hb_init or of sending when the
- * daemon could not be asked; 17, 63, 64, 65, 70, 71 from reading the service; 73 when the service lacks a node
- * that the daemon knows, or the daemon one that the service knows (at a second commit the configuration in use
- * stands for the daemon); 59 when the events could not be signalled. */
+ * daemon.  Always succeeds, but may set an error number: that of hb_init or of sending if the daemon could not
+ * be asked; 17, 63, 64, 65, 70, 71 from reading the service; 59 if the events could not be signalled.  It sets
+ * 73 if only one of the service and the daemon knows some node; at a second commit the configuration in use
+ * takes the daemon's place. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
 /* Cancels the preparation and stays with the daemon.  After a commit, no handlers remain and no events are
@@ -737,10 +737,9 @@ HB_API Hb_Rc hb_migrate_to_mox_abort(void);
 
 /* Reports, in cluster-event mode, that the program has received a message from the node, which is therefore
  * alive.  If the node had been reported dead, it is up again and a join event follows.  Otherwise an event 0
- * with the name
- * "<EMPTY EVENT>" follows, also for a number that no node has.  Each pending event needs 384 KiB, which is kept
- * for later messages: read events between calls.  In daemon mode, and when memory is short, the call succeeds
- * and no event follows.  Opens.
+ * with the name "<EMPTY EVENT>" follows, also for a number that no node has.  Each pending event needs 384 KiB,
+ * which is kept for later messages: read events between calls.  In daemon mode, and when memory is short, the
+ * call succeeds and no event follows.  Opens.
  * Errors: 59 the event could not be signalled. */
 HB_API Hb_Rc hb_mox_msg_received_from(short node);
 

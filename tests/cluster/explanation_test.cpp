@@ -251,7 +251,7 @@ TEST_F(ExplanationTest, AnAccountHasToBeTheEngines) {
     EXPECT_THAT(faults(), ElementsAre(HasSubstr("adapter 144 was told as down")));
 }
 
-// ---- What may never be told ----
+// ---- Events that must never arrive ----
 
 TEST_F(ExplanationTest, NobodyDiesTwice) {
     client({"20.0 event 3 death adapters 144@1", "21.0 event 4 death adapters 144@1"});

@@ -191,7 +191,7 @@ void Storm::mend() {
     }
 }
 
-// ---- What was it worth ----
+// ---- The result ----
 
 void Storm::compare() {
     Hosts &hosts = cluster_.hosts();
@@ -243,7 +243,7 @@ void Storm::compare() {
     }
 }
 
-// ---- Who can be hit ----
+// ---- Possible targets ----
 
 bool Storm::is_node(int host) const {
     const std::vector<EngineNode> &nodes = cluster_.hosts().nodes();

@@ -225,7 +225,7 @@ std::vector<double> Witness::ends() const {
     return ends;
 }
 
-// ---- What a daemon has to make of it ----
+// ---- The events that a daemon must send for it ----
 
 // The longer an engine was away, the longer the daemon pauses between its attempts. A daemon that started later
 // has been connected to this engine since its own start.

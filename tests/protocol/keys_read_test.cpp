@@ -393,7 +393,7 @@ ISOLATED_TEST(BadKey, IsOneWithAnyDamagedByte) {
     }
 }
 
-// ---- What is refused before the segment is looked at ----
+// ---- Arguments rejected before the segment is read ----
 
 ISOLATED_TEST(SecurityInformation, ANullPointerIsError4BeforeTheLibraryIsOpenedAndTheOthersHoldNoKey) {
     FakeDaemon daemon;

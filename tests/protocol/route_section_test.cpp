@@ -301,7 +301,7 @@ ISOLATED_TEST(RouteSection, ASetRemovedDuringTheWaitEndsTheWait) {
     EXPECT_EQ(ENTER, operations) << "no leaving";
 }
 
-// ---- A wait that nobody ends ----
+// ---- A wait that no process ends ----
 
 // Segment 1 as attached by the library, made by this process or by one that has ended since.
 class Header_Segment {

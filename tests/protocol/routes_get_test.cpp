@@ -286,7 +286,7 @@ ISOLATED_TEST(GetRoute, AReplyOfImpossibleLengthIsError12) {
     }
 }
 
-// ---- What is refused before anything is sent ----
+// ---- Arguments rejected before anything is sent ----
 
 ISOLATED_TEST(GetRoute, ANodeOutOfRangeIsError4) {
     FakeDaemon daemon;

@@ -234,7 +234,7 @@ ISOLATED_TEST(RouteMcast, ANodeNeedNotBeInTheConfiguration) {
     EXPECT_TRUE(sent(daemon, mcast_record(PORT_1, {30000, -5}, {1})));
 }
 
-// ---- Arguments that are refused ----
+// ---- Arguments that are rejected ----
 
 ISOLATED_TEST(RouteMcast, NullPointersAreError4) {
     FakeDaemon daemon;

@@ -60,7 +60,7 @@ Hb_Rc control_manually(const Words &words) {
     return hb_nim_manual_start_control(std::stoi(words.at(1)), interface.data());
 }
 
-// ---- What is told in more than a word ----
+// ---- Answers of more than one word ----
 
 void adapter_state(const Words &words) {
     int state = -1;

@@ -147,7 +147,7 @@ TEST_P(Cluster_Service, ItIsGoneWithItsClient) {
 
 SYSTEM_TESTS(Cluster_Service);
 
-// ---- What keeps it from being there ----
+// ---- Why it cannot be installed ----
 
 struct Refused_Service {
     std::string output;

@@ -29,7 +29,7 @@ class Moment_Of_The_Move : public testing::TestWithParam<Setup> {
     Moving_Client moving{GetParam()};
 };
 
-// ---- What the daemon has told and nobody has read ----
+// ---- Unread events of the daemon ----
 
 TEST_P(Moment_Of_The_Move, AnUnreadDeathIsReportedByTheCommit) {
     tell_both(NODE_3_DOWN);
@@ -93,7 +93,7 @@ TEST_P(Moment_Of_The_Move, AClientThatHasReadTheEndOfItsDaemonMoves) {
     EXPECT_EQ((Events{"configuration", "death a 144 145", "death n 3", "configuration"}), moving.drain());
 }
 
-// ---- What the service tells between preparation and commit ----
+// ---- Events of the service between preparation and commit ----
 
 TEST_P(Moment_Of_The_Move, ADeathSinceThePreparationIsToldOnce) {
     prepare();
@@ -122,7 +122,7 @@ TEST_P(Moment_Of_The_Move, AddressesThatWereExchangedSinceThePreparationAreTold)
               moving.drain());
 }
 
-// ---- What is queued in the library ----
+// ---- Events queued in the library ----
 
 TEST_P(Moment_Of_The_Move, AnEventThatTellsNothingDoesNotHoldUpThoseBehindIt) {
     prepare();

@@ -41,7 +41,7 @@ class DemoClusterTest : public ClusterTest {
     }
 };
 
-// ---- What it prints ----
+// ---- Its output ----
 
 struct Section {
     std::string headline;
@@ -137,7 +137,7 @@ std::string read_on_until(ChildProcess &process, const std::string &text) {
     return lines;
 }
 
-// ---- What it leaves ----
+// ---- Its leftovers ----
 
 // The network namespaces of its children, except this process's own.
 std::set<std::string> networks_below(pid_t parent) {

@@ -105,7 +105,7 @@ const char *monitor_of(Source source) {
     return names[static_cast<int>(source)];
 }
 
-// ---- What happens ----
+// ---- Changes of the cluster ----
 
 void Model::open(const std::string &node_name, const std::string &adapter_name) {
     live_ = *build({}, std::nullopt, -1);

@@ -66,7 +66,7 @@ class Model {
     // Call it after the library was opened with these subscriptions.
     void open(const std::string &node_name, const std::string &adapter_name);
 
-    // ---- What happens ----
+    // ---- Changes of the cluster ----
     void pushed(Source source, const mox_sim::Event_Record &event);
     void pushed_result(Source source, int result);
     void will_fail(mox_sim::Operation operation); // at its next call

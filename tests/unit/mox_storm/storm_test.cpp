@@ -114,7 +114,7 @@ class Storm {
   private:
     unsigned pick(std::size_t choices) { return static_cast<unsigned>(random_() % choices); }
 
-    // ---- What happens ----
+    // ---- Changes of the cluster ----
 
     void push(Source source, Event_Record event) {
         event.sequence = ++sequence_;

@@ -33,7 +33,7 @@ void Replay::start(const Configuration &configuration) {
     causes_.clear();
 }
 
-// ---- What may be ----
+// ---- Possible states ----
 
 Replay::Peer Replay::peer_of(int node) const {
     const auto found = peers_.find(node);
@@ -139,7 +139,7 @@ void Replay::message_from(int node) {
     add_causes();
 }
 
-// ---- What comes ----
+// ---- Received events ----
 
 void Replay::take(const Delivered &event) {
     std::vector<std::string> members;
@@ -241,7 +241,7 @@ void Replay::take_configuration(const Configuration &configuration) {
     nodes_seen_.insert(configuration.nodes.begin(), configuration.nodes.end());
 }
 
-// ---- What is ----
+// ---- The final comparison ----
 
 void Replay::compare(const Cluster_State &state, const Configuration &queried) {
     if (queried != state.configuration) {

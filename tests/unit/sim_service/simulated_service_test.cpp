@@ -54,7 +54,7 @@ TEST(SimulatedService, IsOneAtATime) {
     EXPECT_EQ(1, qz_mox_service_present());
 }
 
-// ---- What it knows ----
+// ---- Queries ----
 
 TEST(SimulatedService, TellsTheCluster) {
     Simulated_Service service;
@@ -165,7 +165,7 @@ TEST(SimulatedService, AddressesAreIPv4OrIPv6) {
     EXPECT_THROW(address_of("eth0"), std::invalid_argument);
 }
 
-// ---- What fails ----
+// ---- Failures ----
 
 TEST(SimulatedService, EachOperationFailsAsChosenAndHeals) {
     Simulated_Service service;
@@ -193,7 +193,7 @@ TEST(SimulatedService, EachOperationFailsAsChosenAndHeals) {
     EXPECT_EQ(1, service.monitors_opened());
 }
 
-// ---- What happens ----
+// ---- Events ----
 
 TEST(SimulatedService, AMonitorIsReadableAsLongAsEventsAreHeld) {
     Simulated_Service service;

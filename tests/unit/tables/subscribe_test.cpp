@@ -119,7 +119,7 @@ class Subscribing : public Cluster_Test {
     std::unique_ptr<Hb_Subscription_Group> group_;
 };
 
-// ---- What is sent ----
+// ---- Sent bytes ----
 
 TEST_F(Subscribing, SendsANodeGroupWhole) {
     connect();
@@ -271,7 +271,7 @@ TEST_F(Subscribing, AnUnknownTypeIsSentAsItIs) {
     expect_slots("", "", "");
 }
 
-// ---- What is refused ----
+// ---- Rejected calls ----
 
 TEST_F(Subscribing, AMaskThatIsEmptyOrHasAStrayBitIsRefused) {
     hb_add_node_to_subscription_group(group(), 1);

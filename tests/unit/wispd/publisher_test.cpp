@@ -612,7 +612,7 @@ TEST_F(WispdPublisher, WhoMayNotActIsRefusedAndMayStillAsk) {
     EXPECT_EQ(publisher_->clients().at(0).heartbeat, 1u);
 }
 
-// ---- What is logged of it ----
+// ---- Log lines ----
 
 TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
     const wispd_test::Captured_Log log;
