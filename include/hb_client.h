@@ -48,56 +48,106 @@
  *
  * ERROR NUMBERS
  *
- *    1  nothing (more) to iterate over
- *    2  the time-out ended before anything arrived
- *    3  the group record does not carry what was asked for; the daemon refuses the request
- *    4  an argument is out of range, or a pointer is null
- *    5  the group record is of another type
- *    6  there is no route to the node
- *    7  the adapter or address is not in the configuration, or not in the group
- *    8  the network is not configured; the daemon could not do what was asked
- *    9  the node is not configured (it has no adapter)
- *   10  the daemon sent something else than was expected, or a record that does not hold together
- *   11  the subscription group's type does not allow this
- *   12  waiting for or reading from the daemon failed.  Records may be out of step then: hb_terminate, and open
- *       again.  Also given when the daemon died with a request unread; the next call then gives 16.  A cluster
- *       service that calls the library while the library opens receives it, too.
- *   13  the socket could not be made
- *   14  the socket's buffer size could not be set
- *   15  no daemon listens at the socket path, this user may not connect to it, the path is longer than 107
- *       bytes, or a signal ended the wait for the connection: one handled by a handler installed without
- *       SA_RESTART
- *   16  the daemon closed the connection.  Every later call gives it again: hb_terminate, and open again after
- *   a
- *       pause.  The README shows the steps under "When the daemon ends".
- *   17  out of memory
- *   18  sending: bad address         21  sending: input/output error
- *   22  sending failed otherwise (a part was written, a negative length, no connection), or the library is not
- *       open.  After a part was written, hb_terminate and open again.
- *   23, 26, 27  reading the configuration failed: bad address, input/output error, otherwise
- *   28, 29, 54, 30  no key for the configuration, route or security segment, or the semaphores
- *   31-36  a shared segment could not be found: permission, size, absent, memory, limit, otherwise
- *   37-39, 41, 42  a shared segment could not be attached: permission, invalid, absent, memory, otherwise.  37
- *   also
- *       for a segment that neither root nor the user who runs the connected daemon created.
- *   43-48  the semaphores could not be found: permission, size, absent, memory, limit, otherwise.  43 also for
- *       a set that neither root nor the user who runs the connected daemon created.
- *   49  the route to the node is not an IP route
- *   50, 51  the address cannot be configured: it is in use, the adapter cannot carry it
- *   52, 55, 56  no grace: the time is out of range, the adapter is down, grace is running already
- *   53  the payload or the request is too large
- *   58  cluster-event mode: the request for a new group could not be read
- *   59  the subscription could not be handed to the cluster-event handlers, or an event could not be signalled
- *   63-65  the cluster service did not tell the cluster (63: none is installed), its nodes, its interfaces
- *   68, 72  cluster-event mode: a byte that is no request, or no wake-up, came through a pipe of the library
- *   70, 71  a node's or adapter's state is neither up nor down
- *   73, 75  the cluster service does not know every node that the daemon knows
- *   74  the cluster-event handlers could not be made, or the cluster service did not report its name
- *   81  no cluster-event handler owns any of the ready descriptors
- *   82  a cluster-event handler was given up more often than it was made
- *   84  the site is not configured
- *   86-88  the cluster service did not tell the local site, the local node's identifier, the merge policy
- *  19, 20, 24, 25 and 40 are kept for other transports and are not given by this one.
+ *  hb_get_errno returns one of these.  The names are enumerators.  hb_error.h gives the name and a short text of each,
+ *  for log lines.
+ *
+ *   0 HB_ERROR_NONE  no call has failed yet
+ *
+ *  Arguments and queries
+ *   1 HB_ERROR_NO_MORE  the iteration has no (further) item
+ *   3 HB_ERROR_NOT_AVAILABLE  the group record does not hold what was asked for.  As HB_ERROR_REQUEST_REFUSED: the
+ *     daemon refused the request, because this user may not make it
+ *   4 HB_ERROR_BAD_ARGUMENT  an argument is out of range, or a pointer is null
+ *   5 HB_ERROR_WRONG_GROUP_TYPE  the group record is of another type
+ *   6 HB_ERROR_NO_ROUTE  there is no route to the node
+ *   7 HB_ERROR_ADAPTER_NOT_CONFIGURED  the adapter or address is not in the configuration, or not in the group
+ *   8 HB_ERROR_NETWORK_NOT_CONFIGURED  the network is not configured.  As HB_ERROR_REQUEST_FAILED: the daemon could not
+ *     do what was asked
+ *   9 HB_ERROR_NODE_NOT_CONFIGURED  the node is not configured: it has no adapter
+ *  11 HB_ERROR_WRONG_SUBSCRIPTION_TYPE  the subscription group's type does not allow this, or the group is empty
+ *  49 HB_ERROR_ROUTE_NOT_IP  the route to the node is not an IP route
+ *  53 HB_ERROR_MESSAGE_TOO_LARGE  the payload or the request is too large
+ *  84 HB_ERROR_SITE_NOT_CONFIGURED  the site is not configured
+ *
+ *  The daemon's answers to requests about adapters
+ *  50 HB_ERROR_ADDRESS_IN_USE  the address cannot be configured: another adapter has it
+ *  51 HB_ERROR_ADDRESS_UNSUITABLE  the address cannot be configured: the adapter cannot carry it
+ *  52 HB_ERROR_GRACE_OUT_OF_RANGE  no grace: the time is out of range
+ *  55 HB_ERROR_ADAPTER_DOWN  no grace: the adapter is down
+ *  56 HB_ERROR_GRACE_RUNNING  no grace: the adapter has grace already
+ *
+ *  The connection to the daemon
+ *   2 HB_ERROR_TIMEOUT  the time-out ended before anything arrived
+ *  10 HB_ERROR_UNEXPECTED_REPLY  the daemon sent an unexpected record, or one whose contents contradict each other
+ *  12 HB_ERROR_RECEIVE_FAILED  waiting for the daemon or reading from it failed.  The records may be out of step then:
+ *     call hb_terminate, and open again.  The daemon may also have died with a request unread; the next call then
+ *     gives 16.  A cluster service that calls the library while the library opens receives this number, too.
+ *  13 HB_ERROR_SOCKET_FAILED  the socket could not be created
+ *  14 HB_ERROR_SOCKET_BUFFER_FAILED  the socket's buffer size could not be set
+ *  15 HB_ERROR_CONNECT_FAILED  no daemon listens at the socket path, this user may not connect to it, or the path is
+ *     longer than 107 bytes.  A signal may also have ended the wait for the connection, if its handler was installed
+ *     without SA_RESTART.
+ *  16 HB_ERROR_DISCONNECTED  the daemon closed the connection.  Every later call gives this number again: call
+ *     hb_terminate, and open again after a pause.  The README shows the steps under "When the daemon ends".
+ *  17 HB_ERROR_NO_MEMORY  out of memory
+ *  18 HB_ERROR_SEND_BAD_ADDRESS  sending failed: bad address
+ *  21 HB_ERROR_SEND_IO  sending failed: input/output error
+ *  22 HB_ERROR_SEND_FAILED  sending failed otherwise: a part was written, a length is negative, or there is no
+ *     connection.  After a part was written, call hb_terminate and open again.  As HB_ERROR_NOT_OPEN: the library is not
+ *     open
+ *  23 HB_ERROR_CONFIG_READ_BAD_ADDRESS  reading the configuration failed: bad address
+ *  26 HB_ERROR_CONFIG_READ_IO  reading the configuration failed: input/output error
+ *  27 HB_ERROR_CONFIG_READ_FAILED  reading the configuration failed otherwise
+ *
+ *  Shared memory and semaphores
+ *  28 HB_ERROR_NO_CONFIG_SEGMENT_KEY  ftok gave no key for the configuration segment
+ *  29 HB_ERROR_NO_ROUTE_SEGMENT_KEY  ftok gave no key for the route segment
+ *  54 HB_ERROR_NO_SECURITY_SEGMENT_KEY  ftok gave no key for the security segment
+ *  30 HB_ERROR_NO_SEMAPHORE_KEY  ftok gave no key for the semaphores
+ *  31 HB_ERROR_SEGMENT_PERMISSION  a shared segment could not be found: permission denied
+ *  32 HB_ERROR_SEGMENT_SIZE  a shared segment could not be found: it has another size
+ *  33 HB_ERROR_SEGMENT_ABSENT  a shared segment could not be found: it is absent
+ *  34 HB_ERROR_SEGMENT_MEMORY  a shared segment could not be found: out of memory
+ *  35 HB_ERROR_SEGMENT_LIMIT  a shared segment could not be found: a system limit is reached
+ *  36 HB_ERROR_SEGMENT_FAILED  a shared segment could not be found for another reason
+ *  37 HB_ERROR_ATTACH_PERMISSION  a shared segment could not be attached: permission denied, or its creator is neither
+ *     root nor the user who runs the connected daemon
+ *  38 HB_ERROR_ATTACH_INVALID  a shared segment could not be attached: invalid
+ *  39 HB_ERROR_ATTACH_ABSENT  a shared segment could not be attached: it is absent
+ *  41 HB_ERROR_ATTACH_MEMORY  a shared segment could not be attached: out of memory
+ *  42 HB_ERROR_ATTACH_FAILED  a shared segment could not be attached for another reason
+ *  43 HB_ERROR_SEMAPHORE_PERMISSION  the semaphores could not be found: permission denied, or their creator is neither
+ *     root nor the user who runs the connected daemon
+ *  44 HB_ERROR_SEMAPHORE_SIZE  the semaphores could not be found: the set has another size
+ *  45 HB_ERROR_SEMAPHORE_ABSENT  the semaphores could not be found: they are absent
+ *  46 HB_ERROR_SEMAPHORE_MEMORY  the semaphores could not be found: out of memory
+ *  47 HB_ERROR_SEMAPHORE_LIMIT  the semaphores could not be found: a system limit is reached
+ *  48 HB_ERROR_SEMAPHORE_FAILED  the semaphores could not be found for another reason
+ *
+ *  Cluster-event mode
+ *  58 HB_ERROR_NEW_GROUP_READ_FAILED  the request for a new group could not be read
+ *  59 HB_ERROR_WAKE_UP_FAILED  a subscription could not be passed to the cluster-event handlers, or an event could not
+ *     be signalled
+ *  63 HB_ERROR_CLUSTER_QUERY_FAILED  the cluster service did not report the cluster, or none is installed
+ *  64 HB_ERROR_NODE_QUERY_FAILED  the cluster service did not report its nodes
+ *  65 HB_ERROR_INTERFACE_QUERY_FAILED  the cluster service did not report its interfaces
+ *  68 HB_ERROR_BAD_NEW_GROUP_REQUEST  a byte from the new-group pipe of the library is not a request
+ *  70 HB_ERROR_NODE_STATE_UNKNOWN  a node's state is neither up nor down
+ *  71 HB_ERROR_ADAPTER_STATE_UNKNOWN  an adapter's state is neither up nor down
+ *  72 HB_ERROR_BAD_WAKE_UP  a byte from the event pipe of the library is not a wake-up
+ *  73 HB_ERROR_NODES_DIFFER  a node of one configuration is missing in the other: in the cluster service's or in the
+ *     daemon's; at a second commit, in the service's or in the one in use
+ *  74 HB_ERROR_HANDLERS_NOT_CREATED  the cluster-event handlers could not be created, or the cluster service did not
+ *     report its name
+ *  75 HB_ERROR_NODE_UNKNOWN_TO_SERVICE  the cluster service does not know a node that the daemon knows
+ *  81 HB_ERROR_NO_HANDLER  no cluster-event handler owns any of the ready descriptors
+ *  82 HB_ERROR_HANDLER_NOT_REGISTERED  a cluster-event handler was unregistered more often than registered
+ *  86 HB_ERROR_SITE_QUERY_FAILED  the cluster service did not report the local site
+ *  87 HB_ERROR_NODE_ID_QUERY_FAILED  the cluster service did not report the local node's identifier
+ *  88 HB_ERROR_MERGE_POLICY_QUERY_FAILED  the cluster service did not report the merge policy of the sites
+ *
+ *  Kept for other transports: this one gives none of 19 HB_ERROR_SEND_RESERVED_6, 20 HB_ERROR_SEND_RESERVED_7,
+ *  24 HB_ERROR_CONFIG_READ_RESERVED_10, 25 HB_ERROR_CONFIG_READ_RESERVED_11, and 40, which has no name.
  */
 #ifndef HB_CLIENT_H
 #define HB_CLIENT_H
@@ -108,6 +158,7 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
+#include "hb_error_list.h"
 #include "qz_mss.h"
 
 /* The library reads and writes the platform's own timeval. A 32-bit program compiled with 64-bit time would
@@ -225,6 +276,7 @@ typedef struct Hb_Network_Entry {
 /* Kind of event.  A subscription's mask may hold 1, 2, 4, 16, 32, 64, 256 and 512. */
 typedef int32_t Hb_Events;
 enum {
+    HB_EVENT_NONE = 0,            /* nothing to report */
     HB_EVENT_DEATH = 1,           /* nodes or adapters died */
     HB_EVENT_JOIN = 2,            /* nodes or adapters joined */
     HB_EVENT_NEW_GROUP = 4,       /* a group with all its members */
@@ -236,7 +288,12 @@ enum {
     HB_EVENT_HEARTBEAT = 512      /* heartbeat settings; read them with hb_get_client_hb_info */
 };
 
-/* Selects the valid member of an Hb_Group's union. */
+/* The names under which events arrive that belong to no subscription. */
+#define HB_EVENT_NAME_CONFIG "Hb_Config_Group" /* HB_EVENT_CONFIG */
+#define HB_EVENT_NAME_FFDC "Hb_FFDC_Group"     /* HB_EVENT_FFDC */
+#define HB_EVENT_NAME_EMPTY "<EMPTY EVENT>"    /* HB_EVENT_NONE, and what no subscription covers */
+
+/* Selects the valid member of the union of an Hb_Group. */
 typedef int32_t Hb_Group_Type;
 enum {
     Hb_Node_Group = 0,

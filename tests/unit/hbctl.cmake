@@ -17,6 +17,7 @@ hb_add_test(
   hbctl/sample_picture.cpp
   hbctl/text_table_test.cpp
   hbctl/waiting_test.cpp
+  errors/expected_errors.cpp
   LIBS
   hb_hbctl
   LABELS

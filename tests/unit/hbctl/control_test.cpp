@@ -287,5 +287,5 @@ TEST(HbctlRequestErrorText, NumbersMeanWhatTheDaemonMeansByThem) {
     EXPECT_EQ(request_error_text(52), "the time is out of range");
     EXPECT_EQ(request_error_text(9), "the node is not configured");
     EXPECT_EQ(request_error_text(16), "the daemon closed the connection");
-    EXPECT_EQ(request_error_text(1000), "no meaning is known for this number");
+    EXPECT_EQ(request_error_text(1000), "unknown error number");
 }

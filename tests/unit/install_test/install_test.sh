@@ -19,7 +19,7 @@ into_a_prefix() {
 
 has_every_file() {
     local file
-    for file in include/hb_client.h include/qz_{tr,mss,ffdc,mox}.h \
+    for file in include/hb_{client,error,error_list}.h include/qz_{tr,mss,ffdc,mox}.h \
         "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR/pkgconfig/hb_client.pc" \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do

@@ -1,0 +1,20 @@
+/* The functions of hb_error.h as a C99 program compiles them. */
+#ifndef TESTS_C_ERROR_NAMES_H
+#define TESTS_C_ERROR_NAMES_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+const char *c_error_name(int number);
+const char *c_error_text(int number);
+int c_number_of_no_route(void);
+
+/* How many entries HB_ERROR_LIST has. */
+int c_entries_of_list(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
