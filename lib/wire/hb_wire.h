@@ -64,6 +64,19 @@ enum Hb_Client_Reply : int32_t {
     HB_NODE_HEARTBEAT = 15
 };
 
+// How a control request ended, in the `value` of its reply. The library turns it into an error number.
+enum Hb_Request_Status : int32_t {
+    HB_STATUS_DONE = 0,
+    HB_STATUS_FAILED = 1,
+    HB_STATUS_NOT_PERMITTED = 3,
+    HB_STATUS_NOT_CONFIGURED = 4,
+    HB_STATUS_ADDRESS_IN_USE = 5,
+    HB_STATUS_ADDRESS_UNSUITABLE = 6,
+    HB_STATUS_GRACE_OUT_OF_RANGE = 7,
+    HB_STATUS_ADAPTER_DOWN = 8,
+    HB_STATUS_GRACE_RUNNING = 9
+};
+
 // ---- Records on the stream socket: a signed 32-bit length, then that many bytes ----
 
 inline constexpr int HB_REQUEST_HEADER_SIZE = 76;
