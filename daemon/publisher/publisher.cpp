@@ -25,8 +25,8 @@ using asio::local::stream_protocol;
 
 constexpr std::size_t SUBSCRIPTIONS_MOST = 4096;
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{200};
-constexpr const char *CONFIGURATION_NAME = "Hb_Config_Group";
-constexpr const char *FAILURE_NAME = "Hb_FFDC_Group";
+constexpr const char *CONFIGURATION_NAME = HB_EVENT_NAME_CONFIG;
+constexpr const char *FAILURE_NAME = HB_EVENT_NAME_FFDC;
 
 Packet packet_of(Hb_Client_Reply kind, const Subscription &subscription) {
     Packet packet;
