@@ -33,32 +33,35 @@ bool hb_network_is_configured(Hb_Network_Number network) {
 }
 
 bool hb_check_node_range(Hb_Node_Number node) {
-    return (node >= 0 && node < hb_node_bound()) || hb_refuse(4);
+    return (node >= 0 && node < hb_node_bound()) || hb_refuse(HB_ERROR_BAD_ARGUMENT);
 }
 
 bool hb_check_node(Hb_Node_Number node) {
-    return hb_check_node_range(node) && (global_node_tbl[node] != Hb_False || hb_refuse(9));
+    return hb_check_node_range(node) &&
+           (global_node_tbl[node] != Hb_False || hb_refuse(HB_ERROR_NODE_NOT_CONFIGURED));
 }
 
 bool hb_check_adapter_range(Hb_Adapter_Number adapter) {
-    return adapter < hb_adapter_number_bound(global_config_tbl) || hb_refuse(4);
+    return adapter < hb_adapter_number_bound(global_config_tbl) || hb_refuse(HB_ERROR_BAD_ARGUMENT);
 }
 
 bool hb_check_adapter(Hb_Adapter_Number adapter) {
-    return hb_check_adapter_range(adapter) && (hb_adapter_is_configured(adapter) || hb_refuse(7));
+    return hb_check_adapter_range(adapter) &&
+           (hb_adapter_is_configured(adapter) || hb_refuse(HB_ERROR_ADAPTER_NOT_CONFIGURED));
 }
 
 bool hb_check_network_range(Hb_Network_Number network) {
-    return (network >= 0 && network < hb_network_bound()) || hb_refuse(4);
+    return (network >= 0 && network < hb_network_bound()) || hb_refuse(HB_ERROR_BAD_ARGUMENT);
 }
 
 bool hb_check_network(Hb_Network_Number network) {
-    return hb_check_network_range(network) && (hb_network_is_configured(network) || hb_refuse(8));
+    return hb_check_network_range(network) &&
+           (hb_network_is_configured(network) || hb_refuse(HB_ERROR_NETWORK_NOT_CONFIGURED));
 }
 
 bool hb_check_site(Hb_Site_Number site) {
     if (site >= hb_site_bound()) {
-        return hb_refuse(4);
+        return hb_refuse(HB_ERROR_BAD_ARGUMENT);
     }
-    return global_site_tbl[site] != Hb_False || hb_refuse(84);
+    return global_site_tbl[site] != Hb_False || hb_refuse(HB_ERROR_SITE_NOT_CONFIGURED);
 }

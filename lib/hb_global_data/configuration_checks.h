@@ -18,8 +18,9 @@ std::span<const Hb_Adapter_Entry> hb_configured_adapters();
 bool hb_adapter_is_configured(Hb_Adapter_Number adapter);
 bool hb_network_is_configured(Hb_Network_Number network); // in range only
 
-// True, or false with the error number set: 4 out of range, and from the checks that are not of the range
-// alone 9 node, 7 adapter, 8 network, 84 site not configured.
+// True, or false with the error number set: HB_ERROR_BAD_ARGUMENT (4) out of range. The checks of more than the
+// range also give HB_ERROR_NODE_NOT_CONFIGURED (9), HB_ERROR_ADAPTER_NOT_CONFIGURED (7),
+// HB_ERROR_NETWORK_NOT_CONFIGURED (8) or HB_ERROR_SITE_NOT_CONFIGURED (84).
 bool hb_check_node_range(Hb_Node_Number node);
 bool hb_check_node(Hb_Node_Number node);
 bool hb_check_adapter_range(Hb_Adapter_Number adapter);

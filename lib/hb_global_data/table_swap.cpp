@@ -92,7 +92,7 @@ void MOX_copy_and_delete_global_config_tbl() {
     Hb_Configuration_Internal copy = {};
     if (!copy_lists(from, copy)) {
         empty_global_config_table(&copy);
-        set_hb_errno(17);
+        set_hb_errno(HB_ERROR_NO_MEMORY);
         return;
     }
     std::copy_n(from.Hb_global_network_list, HB_NETWORK_SLOTS, copy.Hb_global_network_list);

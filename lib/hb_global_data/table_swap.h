@@ -12,7 +12,7 @@ void empty_global_config_table(Hb_Configuration_Internal *t);
 void hb_empty_live_table();
 
 // Rebuilds global_config_tbl as a deep copy of global_config_tbl_new, which it then empties. Sites are not
-// carried over. When memory is short both stay as they are. Errors: 17.
+// carried over. When memory is short both stay as they are. Errors: HB_ERROR_NO_MEMORY (17).
 void MOX_copy_and_delete_global_config_tbl();
 
 // Empties `to` and moves into it what a table update has built in `from`; sites stay.
