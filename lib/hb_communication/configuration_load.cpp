@@ -148,7 +148,7 @@ void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_In
 bool hb_load_snapshot(const Hb_Snapshot_View &snapshot) {
     Lists lists;
     if (!build(lists, snapshot)) {
-        set_hb_errno(17);
+        set_hb_errno(HB_ERROR_NO_MEMORY);
         return false;
     }
     install(lists, snapshot, global_config_tbl);

@@ -9,7 +9,8 @@
 bool hb_load_snapshot(const Hb_Snapshot_View &snapshot);
 
 // The same from a packet that hb_view_snapshot has accepted; the packet stays the caller's. Every configuration
-// message is loaded by it, that of the opening and every update. Errors: 17.
+// message is loaded by it, that of the opening and every update.
+// Errors: HB_ERROR_NO_MEMORY (17).
 Hb_Rc hb_get_adapter_network(client_packet *recv_pack);
 
 #endif

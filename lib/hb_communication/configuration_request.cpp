@@ -11,17 +11,17 @@ namespace {
 int receive_error(long socket_status) {
     switch (socket_status) {
     case HB_CSOCK_FAULT:
-        return 23;
+        return HB_ERROR_CONFIG_READ_BAD_ADDRESS;
     case HB_CSOCK_RESERVED_10:
-        return 24;
+        return HB_ERROR_CONFIG_READ_RESERVED_10;
     case HB_CSOCK_RESERVED_11:
-        return 25;
+        return HB_ERROR_CONFIG_READ_RESERVED_11;
     case HB_CSOCK_READ_IO:
-        return 26;
+        return HB_ERROR_CONFIG_READ_IO;
     case HB_CSOCK_EOF:
-        return 16;
+        return HB_ERROR_DISCONNECTED;
     default:
-        return 27;
+        return HB_ERROR_CONFIG_READ_FAILED;
     }
 }
 
@@ -38,10 +38,10 @@ Hb_Rc hb_request_configuration() {
     }
     const Hb_Packet packet(bytes, length);
     if (!packet.has_header() || packet.get()->kind != HB_CONFIGURATION_INFO) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     if (!hb_view_snapshot(packet.bytes())) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     return hb_get_adapter_network(packet.get());
 }

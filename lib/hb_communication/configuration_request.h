@@ -5,7 +5,8 @@
 #include "hb_client.h"
 
 // Sends HB_GET_CONFIG_INFO and loads what the daemon answers into the live table.
-// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send.
+// Errors: HB_ERROR_UNEXPECTED_REPLY (10), HB_ERROR_DISCONNECTED (16), HB_ERROR_NO_MEMORY (17),
+// HB_ERROR_CONFIG_READ_BAD_ADDRESS (23) to HB_ERROR_CONFIG_READ_FAILED (27), and those of hb_send.
 Hb_Rc hb_request_configuration();
 
 #endif

@@ -24,13 +24,13 @@ namespace {
 int open_error(long socket_status) {
     switch (socket_status) {
     case HB_CSOCK_NO_SOCKET:
-        return 13;
+        return HB_ERROR_SOCKET_FAILED;
     case HB_CSOCK_NO_BUFFER:
-        return 14;
+        return HB_ERROR_SOCKET_BUFFER_FAILED;
     case HB_CSOCK_NOT_CONNECTED:
-        return 15;
+        return HB_ERROR_CONNECT_FAILED;
     default:
-        return 12;
+        return HB_ERROR_RECEIVE_FAILED;
     }
 }
 
@@ -55,18 +55,18 @@ Hb_Rc hb_make_connection() {
     drop_wait_set();
     client_pid = getpid();
     if (!hb_resolve_socket_path()) {
-        return hb_fail(15);
+        return hb_fail(HB_ERROR_CONNECT_FAILED);
     }
     std::unique_ptr<Hb_Csock> connection(new (std::nothrow) Hb_Csock);
     if (!connection) {
-        return hb_fail(17);
+        return hb_fail(HB_ERROR_NO_MEMORY);
     }
     if (connection->Error() != HB_CSOCK_OK) {
         return hb_fail(open_error(connection->Error()));
     }
     client_select = new (std::nothrow) Hb_Select;
     if (client_select == nullptr) {
-        return hb_fail(17);
+        return hb_fail(HB_ERROR_NO_MEMORY);
     }
     client_socket = connection.release();
     return Hb_Success;
@@ -75,7 +75,7 @@ Hb_Rc hb_make_connection() {
 Hb_Rc hb_init_communication() {
     const Hb_Locked lock(hb_opening_lock);
     if (!lock.entered()) {
-        return hb_fail(12);
+        return hb_fail(HB_ERROR_RECEIVE_FAILED);
     }
     hb_watch_exit();
     if (IsMOX) {

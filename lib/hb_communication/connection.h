@@ -17,7 +17,8 @@ extern Hb_Select *client_select; // null when there is none
 Hb_Csock *hb_usable_connection();
 
 // For the thread that holds the opening lock: connects and makes the wait set, after dropping those there are.
-// Errors: 12, 13, 14, 15, 17.
+// Errors: HB_ERROR_RECEIVE_FAILED (12), HB_ERROR_SOCKET_FAILED (13), HB_ERROR_SOCKET_BUFFER_FAILED (14),
+// HB_ERROR_CONNECT_FAILED (15), HB_ERROR_NO_MEMORY (17).
 Hb_Rc hb_make_connection();
 
 // Closes and forgets the connection, if there is one.

@@ -28,7 +28,7 @@ void set_adapter_state(Hb_Adapter_Number adapter, Hb_Entity_State state) {
     }
     entry->Hb_state = state;
     if (state == Hb_Entity_Undef) {
-        set_hb_errno(71);
+        set_hb_errno(HB_ERROR_ADAPTER_STATE_UNKNOWN);
     }
 }
 
@@ -153,7 +153,7 @@ Hb_Rc hb_get_node_event(int *events, char *name, Hb_Group *group, client_packet 
 
 void hb_apply_ffdc_id(const client_packet *pack, int *events, char *name, Hb_Group *group) {
     *events = HB_EVENT_FFDC;
-    std::strcpy(name, "Hb_FFDC_Group");
+    std::strcpy(name, HB_EVENT_NAME_FFDC);
     group->Hb_events = HB_EVENT_FFDC;
     copy_ffdc_id(group, pack);
 }

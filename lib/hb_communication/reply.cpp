@@ -14,7 +14,7 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout) {
     }
     const Hb_Csock *connection = hb_usable_connection();
     if (connection == nullptr || client_select == nullptr || connection->socket() >= FD_SETSIZE) {
-        return hb_fail(12);
+        return hb_fail(HB_ERROR_RECEIVE_FAILED);
     }
     const int fd = connection->socket();
     client_select->timeout(*timeout);
@@ -27,21 +27,21 @@ Hb_Rc hb_wait_for_connection(const timeval *timeout) {
             break;
         }
         if (client_select->Error() != HB_SELECT_INTERRUPTED) {
-            return hb_fail(12);
+            return hb_fail(HB_ERROR_RECEIVE_FAILED);
         }
     }
-    return client_select->rd_isset(fd) != 0 ? Hb_Success : hb_fail(2);
+    return client_select->rd_isset(fd) != 0 ? Hb_Success : hb_fail(HB_ERROR_TIMEOUT);
 }
 
 Hb_Rc hb_receive_packet(Hb_Packet &packet) {
     Hb_Csock *connection = hb_usable_connection();
     if (connection == nullptr) {
-        return hb_fail(12);
+        return hb_fail(HB_ERROR_RECEIVE_FAILED);
     }
     char *bytes = nullptr;
     int length = 0;
     if (connection->receive(&bytes, length) != Hb_Success) {
-        return hb_fail(connection->eof() != Hb_False ? 16 : 12);
+        return hb_fail(connection->eof() != Hb_False ? HB_ERROR_DISCONNECTED : HB_ERROR_RECEIVE_FAILED);
     }
     packet = Hb_Packet(bytes, length);
     return Hb_Success;
@@ -57,7 +57,7 @@ Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_
         return Hb_Failure;
     }
     if (!received.has_value() || received.get()->kind != msg_type) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     if (length != nullptr) {
         *length = static_cast<int>(received.bytes().size());

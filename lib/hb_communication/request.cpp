@@ -17,17 +17,17 @@ constexpr int HB_REQUEST_LENGTH_MAX = INT_MAX - HB_REQUEST_HEADER_SIZE - 4;
 int send_error(long socket_status) {
     switch (socket_status) {
     case HB_CSOCK_FAULT:
-        return 18;
+        return HB_ERROR_SEND_BAD_ADDRESS;
     case HB_CSOCK_RESERVED_6:
-        return 19;
+        return HB_ERROR_SEND_RESERVED_6;
     case HB_CSOCK_RESERVED_7:
-        return 20;
+        return HB_ERROR_SEND_RESERVED_7;
     case HB_CSOCK_WRITE_IO:
-        return 21;
+        return HB_ERROR_SEND_IO;
     case HB_CSOCK_EOF:
-        return 16;
+        return HB_ERROR_DISCONNECTED;
     default:
-        return 22;
+        return HB_ERROR_SEND_FAILED;
     }
 }
 
@@ -42,7 +42,7 @@ Hb_Rc hb_send_on(Hb_Csock *connection, Hb_Client_Request msg_type, void *msg_dat
         return Hb_Success;
     }
     if (connection == nullptr || msg_len < 0 || msg_len > HB_REQUEST_LENGTH_MAX) {
-        return hb_fail(22);
+        return hb_fail(HB_ERROR_SEND_FAILED);
     }
     // Suspicions carry a number in `len` and so may be longer than a packet; such a record is built on the
     // heap, the common ones on the stack.
@@ -53,7 +53,7 @@ Hb_Rc hb_send_on(Hb_Csock *connection, Hb_Client_Request msg_type, void *msg_dat
     if (msg_len > HB_REQUEST_MESSAGE_SIZE) {
         large.reset(new (std::nothrow) char[static_cast<std::size_t>(size)]);
         if (!large) {
-            return hb_fail(22);
+            return hb_fail(HB_ERROR_SEND_FAILED);
         }
         record = large.get();
     }

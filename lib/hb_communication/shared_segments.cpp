@@ -33,10 +33,10 @@ Hb_Rc derive_keys(Keys &keys) {
         key_t *key;
         int project;
         int error;
-    } rows[] = {{&keys.HB_SHARED_MEM_KEY1, HB_SHARED_MEM_PROJECT1, 28},
-                {&keys.HB_SHARED_MEM_KEY2, HB_SHARED_MEM_PROJECT2, 29},
-                {&keys.HB_SHARED_MEM_KEY3, HB_SHARED_MEM_PROJECT3, 54},
-                {&keys.HB_SHARED_SEM_KEY, HB_SHARED_SEM_PROJECT, 30}};
+    } rows[] = {{&keys.HB_SHARED_MEM_KEY1, HB_SHARED_MEM_PROJECT1, HB_ERROR_NO_CONFIG_SEGMENT_KEY},
+                {&keys.HB_SHARED_MEM_KEY2, HB_SHARED_MEM_PROJECT2, HB_ERROR_NO_ROUTE_SEGMENT_KEY},
+                {&keys.HB_SHARED_MEM_KEY3, HB_SHARED_MEM_PROJECT3, HB_ERROR_NO_SECURITY_SEGMENT_KEY},
+                {&keys.HB_SHARED_SEM_KEY, HB_SHARED_SEM_PROJECT, HB_ERROR_NO_SEMAPHORE_KEY}};
     for (const auto &row : rows) {
         *row.key = ftok(SERVER_SOCK_FNAME, row.project);
         if (*row.key == -1) {
@@ -51,47 +51,47 @@ Hb_Rc derive_keys(Keys &keys) {
 int find_error(int number, int limit_errno) {
     switch (number) {
     case EACCES:
-        return 31;
+        return HB_ERROR_SEGMENT_PERMISSION;
     case EINVAL:
-        return 32;
+        return HB_ERROR_SEGMENT_SIZE;
     case ENOENT:
-        return 33;
+        return HB_ERROR_SEGMENT_ABSENT;
     case ENOMEM:
-        return 34;
+        return HB_ERROR_SEGMENT_MEMORY;
     default:
-        return number == limit_errno ? 35 : 36;
+        return number == limit_errno ? HB_ERROR_SEGMENT_LIMIT : HB_ERROR_SEGMENT_FAILED;
     }
 }
 
 int attach_error(int number) {
     switch (number) {
     case EACCES:
-        return 37;
+        return HB_ERROR_ATTACH_PERMISSION;
     case EINVAL:
-        return 38;
+        return HB_ERROR_ATTACH_INVALID;
     case ENOENT:
-        return 39;
+        return HB_ERROR_ATTACH_ABSENT;
     case ENOMEM:
-        return 41;
+        return HB_ERROR_ATTACH_MEMORY;
     default:
-        return 42;
+        return HB_ERROR_ATTACH_FAILED;
     }
 }
 
 int semaphore_error(int number) {
     switch (number) {
     case EACCES:
-        return 43;
+        return HB_ERROR_SEMAPHORE_PERMISSION;
     case EINVAL:
-        return 44;
+        return HB_ERROR_SEMAPHORE_SIZE;
     case ENOENT:
-        return 45;
+        return HB_ERROR_SEMAPHORE_ABSENT;
     case ENOMEM:
-        return 46;
+        return HB_ERROR_SEMAPHORE_MEMORY;
     case ENOSPC:
-        return 47;
+        return HB_ERROR_SEMAPHORE_LIMIT;
     default:
-        return 48;
+        return HB_ERROR_SEMAPHORE_FAILED;
     }
 }
 
@@ -128,7 +128,7 @@ Hb_Rc check_semaphores() {
 template <typename Record>
 Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&address) {
     if (size > SIZE_MAX) {
-        return hb_fail(32);
+        return hb_fail(HB_ERROR_SEGMENT_SIZE);
     }
     id = shmget(key, static_cast<std::size_t>(size), 0);
     if (id == -1) {

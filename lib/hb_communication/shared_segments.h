@@ -11,7 +11,7 @@ extern const Hb_route_sequence *shared_route_info;          // segment 2
 extern const Hb_security_information *security_info;        // segment 3
 
 // Attaches the three segments and opens the semaphore set, after detaching what was attached before.
-// Errors: 28-39, 41-48, 54.
+// Errors: HB_ERROR_NO_CONFIG_SEGMENT_KEY (28) to HB_ERROR_SEMAPHORE_FAILED (48), HB_ERROR_NO_SECURITY_SEGMENT_KEY (54).
 Hb_Rc hb_init_shared_memory();
 
 // Detaches what is attached; safe when nothing is.

@@ -114,12 +114,12 @@ Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_C
     sock = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (sock < 0) {
         myError = HB_CSOCK_NO_SOCKET;
-        set_hb_errno(13);
+        set_hb_errno(HB_ERROR_SOCKET_FAILED);
         return;
     }
     if (!set_buffer(sock, SO_SNDBUF) || !set_buffer(sock, SO_RCVBUF)) {
         myError = HB_CSOCK_NO_BUFFER;
-        set_hb_errno(14);
+        set_hb_errno(HB_ERROR_SOCKET_BUFFER_FAILED);
         return;
     }
     socket_un.sun_family = AF_UNIX;
@@ -131,7 +131,7 @@ Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_C
     guard.keep();
     if (connected != 0) {
         myError = HB_CSOCK_NOT_CONNECTED;
-        set_hb_errno(15);
+        set_hb_errno(HB_ERROR_CONNECT_FAILED);
     }
 }
 
