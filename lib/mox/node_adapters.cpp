@@ -90,8 +90,9 @@ Hb_Rc MOX_add_up_adapters_of_node(const Hb_Configuration_Internal &table, int no
         return qz_mox_get_net_intf_info(orbfs_cluster_name, list);
     });
     if (result != 0) {
-        set_hb_errno(65);
-        hb_trace_values(HB_TRACE_INFO, HB_TR_NO_ADAPTERS_OF_NODE, result, errno, 65);
+        set_hb_errno(HB_ERROR_INTERFACE_QUERY_FAILED);
+        hb_trace_values(HB_TRACE_INFO, HB_TR_NO_ADAPTERS_OF_NODE, result, errno,
+                        HB_ERROR_INTERFACE_QUERY_FAILED);
         return Hb_Failure;
     }
     if (node < 0 || node >= HB_NODE_SLOTS) {

@@ -16,7 +16,8 @@ int MOX_take_down_adapters_of_node(int node, MOX_Event **ev);
 
 // Adds the node's adapters that the service reports up, and that are not up in the live table, to an event, and
 // counts them. They have the numbers of `table`, the one that will be live when the event is delivered; an
-// interface that it does not know is left to its own event. Errors: 65 the service did not answer.
+// interface that it does not know is left to its own event.
+// Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65).
 Hb_Rc MOX_add_up_adapters_of_node(const Hb_Configuration_Internal &table, int node, MOX_Event **ev, int &count);
 
 // Makes the node's adapters in the working table those that are reported: up where the event, which may be null,

@@ -103,7 +103,7 @@ Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configurat
     for (int i = 0; i < _tbl1->Hb_num_nodes && _tbl1->node_list != nullptr; ++i) {
         const Hb_Node_Number node = _tbl1->node_list[i].node_num;
         if (hb_find_node(*_tbl2, node) == nullptr) {
-            set_hb_errno(73);
+            set_hb_errno(HB_ERROR_NODES_DIFFER);
             hb_trace_values(HB_TRACE_ERRORS, HB_TR_NODE_UNKNOWN, int{node});
             return Hb_Failure;
         }

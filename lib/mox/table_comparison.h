@@ -22,7 +22,7 @@ void MOX_nodes_down_in_the_other(const Hb_Configuration_Internal &tbl1, const Hb
 // A configuration event, in an empty slot, when counts or an adapter differ.
 void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Internal &tbl2, MOX_Event **ev);
 
-// Whether tbl2 knows every node of tbl1. Errors: 73 it does not.
+// Whether tbl2 knows every node of tbl1. Errors: HB_ERROR_NODES_DIFFER (73).
 Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configuration_Internal *_tbl2);
 
 #endif

@@ -48,7 +48,7 @@ Hb_Rc ask(Answers &answers, const qz_orb_event_metadata_t *event) {
         return qz_mox_get_cluster_info(orbfs_cluster_name, info);
     });
     if (result != 0 || !answers.cluster) {
-        return query_failed(63, "qz_mox_get_cluster_info()", "(Default)", result);
+        return query_failed(HB_ERROR_CLUSTER_QUERY_FAILED, "qz_mox_get_cluster_info()", "(Default)", result);
     }
     const char *name = answers.cluster->p_cluster_name != nullptr ? answers.cluster->p_cluster_name : "";
     hb_trace_strings(HB_TRACE_INFO, HB_TR_CLUSTER_NAME, name);
@@ -58,14 +58,14 @@ Hb_Rc ask(Answers &answers, const qz_orb_event_metadata_t *event) {
             return qz_mox_get_node_info_after_event(orbfs_cluster_name, event, list);
         });
         if (result != 0) {
-            return query_failed(64, "qz_mox_get_node_info_after_event()", name, result);
+            return query_failed(HB_ERROR_NODE_QUERY_FAILED, "qz_mox_get_node_info_after_event()", name, result);
         }
     } else {
         result = MOX_query(answers.nodes, [](qz_mox_node_info_t **list) {
             return qz_mox_get_node_info(orbfs_cluster_name, list);
         });
         if (result != 0) {
-            return query_failed(64, "qz_mox_get_node_info()", name, result);
+            return query_failed(HB_ERROR_NODE_QUERY_FAILED, "qz_mox_get_node_info()", name, result);
         }
     }
 
@@ -74,14 +74,15 @@ Hb_Rc ask(Answers &answers, const qz_orb_event_metadata_t *event) {
             return qz_mox_get_net_intf_info_after_event(orbfs_cluster_name, event, list);
         });
         if (result != 0) {
-            return query_failed(65, "qz_mox_get_net_intf_info_after_event()", name, result);
+            return query_failed(HB_ERROR_INTERFACE_QUERY_FAILED, "qz_mox_get_net_intf_info_after_event()", name,
+                                result);
         }
     } else {
         result = MOX_query(answers.interfaces, [](qz_mox_net_intf_info_t **list) {
             return qz_mox_get_net_intf_info(orbfs_cluster_name, list);
         });
         if (result != 0) {
-            return query_failed(65, "qz_mox_get_net_intf_info()", name, result);
+            return query_failed(HB_ERROR_INTERFACE_QUERY_FAILED, "qz_mox_get_net_intf_info()", name, result);
         }
     }
     return Hb_Success;
@@ -122,7 +123,7 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
         set_state(entry, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
     } else {
         entry.state = Hb_Entity_Undef;
-        set_hb_errno(70);
+        set_hb_errno(HB_ERROR_NODE_STATE_UNKNOWN);
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_UNDEFINED, info.number, info.status);
     }
 }
@@ -237,7 +238,7 @@ Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
     case QZ_MOX_INTF_STATUS_DOWN:
         return Hb_Entity_Down;
     default:
-        set_hb_errno(71);
+        set_hb_errno(HB_ERROR_ADAPTER_STATE_UNKNOWN);
         return Hb_Entity_Undef;
     }
 }
@@ -315,7 +316,7 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
     Hb_Configuration_Internal &table = *cfg_table;
     if (!hb_make_table_lists(table, room) || !fill(table, answers, src_cfg_table, excluded, room)) {
         empty_global_config_table(&table);
-        return hb_fail(17);
+        return hb_fail(HB_ERROR_NO_MEMORY);
     }
     hb_mark_present_nodes(table);
     name_networks(table);

@@ -8,8 +8,9 @@
 // Fills cfg_table, whose lists must be free, from the service; what a node's liveness event does not touch is
 // copied from src_cfg_table. A null event rebuilds all; a null source means that nothing is known from before.
 // Nothing is written before all three queries have succeeded. global_node_tbl and global_num_nodes follow.
-// Errors: 17 out of memory; 63 cluster, 64 node, 65 interface query failed; on success 70, 71 a node or
-// interface is neither up nor down.
+// Errors: HB_ERROR_NO_MEMORY (17), HB_ERROR_CLUSTER_QUERY_FAILED (63), HB_ERROR_NODE_QUERY_FAILED (64),
+// HB_ERROR_INTERFACE_QUERY_FAILED (65). A node or interface that is neither up nor down leaves
+// HB_ERROR_NODE_STATE_UNKNOWN (70) or HB_ERROR_ADAPTER_STATE_UNKNOWN (71) behind, also on success.
 Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_event_metadata_t *event_metadata_p,
                                Hb_Configuration_Internal *src_cfg_table);
 

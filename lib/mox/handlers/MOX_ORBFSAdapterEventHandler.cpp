@@ -26,12 +26,12 @@ Hb_Adapter_Entry *find_adapter(uint32_t node, const char *interface) {
     return nullptr;
 }
 
-// Gives the event, or 0 when the adapter is in that state already.
+// Gives the event, or HB_EVENT_NONE when the adapter is in that state already.
 int change_state(Hb_Adapter_Entry &adapter, bool up) {
     const Hb_Entity_State state = up ? Hb_Entity_Up : Hb_Entity_Down;
     if (adapter.Hb_state == state) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_ADAPTER_STATE_KNOWN, adapter.Hb_adapter_num, state);
-        return 0;
+        return HB_EVENT_NONE;
     }
     adapter.Hb_state = state;
     hb_trace_values(HB_TRACE_INFO, HB_TR_ADAPTER_STATE_CHANGED, adapter.Hb_adapter_num, state);
@@ -78,13 +78,13 @@ Hb_Rc ORBFSAdapterEventHandler::process(const qz_orb_event_metadata_t &event, in
         }
         return result;
     }
-    *events = 0;
+    *events = HB_EVENT_NONE;
     Hb_Adapter_Entry *adapter =
         find_adapter(record.node_number, record.p_interface_name != nullptr ? record.p_interface_name : "");
     if (adapter != nullptr) {
         *events = change_state(*adapter, record.event_type == QZ_ORB_EVENT_UP);
     }
-    set_members(group, *events != 0 ? adapter : nullptr);
+    set_members(group, *events != HB_EVENT_NONE ? adapter : nullptr);
     fillInOneAdapterEvent(events, name, group, seqnum_p);
     return Hb_Success;
 }

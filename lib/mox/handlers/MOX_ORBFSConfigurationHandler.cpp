@@ -93,7 +93,7 @@ Hb_Rc ORBFSConfigurationHandler::report_later(Differences &found) {
     found.drop();
     MOX_discard_working_table();
     MOX_owe_comparison(true);
-    return hb_fail(17);
+    return hb_fail(HB_ERROR_NO_MEMORY);
 }
 
 // The table becomes live with the marker; without one, at once.
@@ -135,7 +135,7 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
         }
         if (found.marker == nullptr) {
             *events = HB_EVENT_CONFIG;
-            std::strcpy(name, "Hb_Config_Group");
+            std::strcpy(name, HB_EVENT_NAME_CONFIG);
         }
     }
     queue_all(found);

@@ -16,7 +16,8 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     // Rebuilds the working table from the service and turns the difference to the live one into events: what
     // departed first is given to the caller at once, the rest is queued. When the service does not answer nothing is
     // compared, reported or changed; the next rebuilding that succeeds reports the difference, nodes included. The same
-    // holds when memory is short for an event. Errors: 59, and those of hb_mox_update_global_tbl.
+    // holds when memory is short for an event. Errors: HB_ERROR_WAKE_UP_FAILED (59), and those of
+    // hb_mox_update_global_tbl.
     Hb_Rc update_global_table_and_construct_events(int *events, char *name, Hb_Group *group,
                                                    unsigned long *seqnum_p, qz_orb_event_metadata_t *event);
 
@@ -24,8 +25,8 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     // compared by their states as well. skip_unread_events reads what the monitors hold, once the service has
     // answered, and says whether there was anything: the service is then asked again. When it does not answer, the
     // table that the preparation built is used and emptied; where that is empty nothing is compared. The queue's
-    // newest pending table counts as the live one. Errors: 59, 73, and those of hb_mox_update_global_tbl; with 17
-    // nothing is queued.
+    // newest pending table counts as the live one. Errors: HB_ERROR_WAKE_UP_FAILED (59), HB_ERROR_NODES_DIFFER (73),
+    // and those of hb_mox_update_global_tbl; with HB_ERROR_NO_MEMORY (17) nothing is queued.
     Hb_Rc queue_all_differences(Hb_Configuration_Internal &prepared, bool (*skip_unread_events)());
 
   private:

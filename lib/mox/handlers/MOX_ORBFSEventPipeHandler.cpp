@@ -84,7 +84,7 @@ void ORBFSEventPipeHandler::take_wake_up() {
     } else if (got == 0) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_END);
     } else if (byte != wake_up) {
-        set_hb_errno(72);
+        set_hb_errno(HB_ERROR_BAD_WAKE_UP);
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_BYTE, int{static_cast<unsigned char>(byte)});
     }
     if (readable.revents != POLLIN) {
@@ -129,7 +129,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
         MOX_take_table_of(&ev);
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
-        std::strcpy(name, "Hb_Config_Group");
+        std::strcpy(name, HB_EVENT_NAME_CONFIG);
     }
 }
 

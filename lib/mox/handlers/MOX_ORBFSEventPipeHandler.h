@@ -10,7 +10,8 @@ class ORBFSEventPipeHandler : public ORBFSPipeHandler {
     explicit ORBFSEventPipeHandler(char *name);
     ~ORBFSEventPipeHandler() override;
 
-    // Errors: 59; 72 the byte read is not a wake-up (it goes on).
+    // Errors: HB_ERROR_WAKE_UP_FAILED (59). HB_ERROR_BAD_WAKE_UP (72) stays behind for a byte that is not a
+    // wake-up; the handler goes on.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:

@@ -183,8 +183,9 @@ void ORBFSHandler::selfUnregister() {
     }
     *first = free_slot;
     if (numbersOfFileDescriptors < 1) {
-        set_hb_errno(82);
-        hb_trace_values(HB_TRACE_ERRORS, HB_TR_UNREGISTER_WITHOUT_COUNT, 82, numbersOfFileDescriptors);
+        set_hb_errno(HB_ERROR_HANDLER_NOT_REGISTERED);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_UNREGISTER_WITHOUT_COUNT, HB_ERROR_HANDLER_NOT_REGISTERED,
+                        numbersOfFileDescriptors);
         return;
     }
     --numbersOfFileDescriptors;
@@ -218,7 +219,7 @@ void ORBFSHandler::dispatch(int *ready_fds, int *events, char *subscription_name
             }
         }
     }
-    set_hb_errno(81);
+    set_hb_errno(HB_ERROR_NO_HANDLER);
     hb_trace_values(HB_TRACE_ERRORS, HB_TR_DISPATCH_UNKNOWN, ready_fds[0]);
     *rc = Hb_Failure;
 }
@@ -248,7 +249,7 @@ void ORBFSHandler::fillInNodeEventInfo(int node, int events, char *subscription_
 void ORBFSHandler::fillInOneAdapterEvent(int *events, char *subscription_name, Hb_Group *group,
                                          unsigned long *length) {
     if (networkEventSubscriptionName[0] == '\0') {
-        *events = 0;
+        *events = HB_EVENT_NONE;
         set_name(subscription_name, MOX_EMPTY_EVENT);
         hb_trace_id(HB_TRACE_INFO, HB_TR_ADAPTER_EVENT_UNSUBSCRIBED);
     } else {

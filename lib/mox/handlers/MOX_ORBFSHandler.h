@@ -43,12 +43,12 @@ class ORBFSHandler {
     static int getNumbersOfFileDescriptors() { return numbersOfFileDescriptors; }
 
     void selfRegister();
-    // Errors: 82 the number of registrations was used up.
+    // Errors: HB_ERROR_HANDLER_NOT_REGISTERED (82): the number of registrations was used up.
     void selfUnregister();
     // The registered descriptors and -1, in a new array that the caller deletes; null when memory is short.
     static int *getFileDescriptors();
     // Calls the handler of the first descriptor that has one. A null list leaves *rc alone.
-    // Errors: 81 none has one.
+    // Errors: HB_ERROR_NO_HANDLER (81): none has one.
     static void dispatch(int *ready_fds, int *events, char *subscription_name, Hb_Group *group,
                          unsigned long *length, Hb_Rc *rc);
 
@@ -75,7 +75,7 @@ class ORBFSHandler {
     void constructNodeEvent(int node, MOX_Event **ev, int events);
     // Events 1 marks the node's adapters down in the live table. Events 2 asks the service for those that are up and
     // leaves out those that are up in the live table; they have the working table's numbers where there is one.
-    // Errors: 65 the service did not answer.
+    // Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65).
     Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
     void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
 
@@ -90,6 +90,6 @@ class ORBFSHandler {
     static int numbersOfFileDescriptors;
 };
 
-inline constexpr char MOX_EMPTY_EVENT[] = "<EMPTY EVENT>";
+inline constexpr char MOX_EMPTY_EVENT[] = HB_EVENT_NAME_EMPTY;
 
 #endif

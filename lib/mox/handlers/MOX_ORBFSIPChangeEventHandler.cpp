@@ -65,7 +65,7 @@ Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, i
     }
     if (record.event_type == QZ_ORB_ADDRESS_ADD && is_known(record)) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_IP_CHANGE_KNOWN, record.node_number);
-        *events = 0;
+        *events = HB_EVENT_NONE;
         fillInOneAdapterEvent(events, name, group, seqnum_p);
     }
     qz_orb_event_metadata_t about = event;

@@ -15,7 +15,7 @@
 namespace {
 
 Hb_Rc nothing_subscribed(Hb_Trace_Id id, int *events, char *name) {
-    *events = 0;
+    *events = HB_EVENT_NONE;
     std::strcpy(name, MOX_EMPTY_EVENT);
     hb_trace_id(HB_TRACE_INFO, id);
     return Hb_Success;
@@ -67,7 +67,7 @@ Hb_Rc ORBFSNewGroupEventHandler::build_node_group(int *events, char *name, Hb_Gr
     const int result = MOX_query(
         nodes, [](qz_mox_node_info_t **list) { return qz_mox_get_node_info(orbfs_cluster_name, list); });
     if (result != 0) {
-        return query_failed(64, HB_TR_NEW_GROUP_NO_NODES, result);
+        return query_failed(HB_ERROR_NODE_QUERY_FAILED, HB_TR_NEW_GROUP_NO_NODES, result);
     }
     fill_header(group, Hb_Node_Group);
     reset_node_membership_group_node_list(group);
@@ -94,7 +94,7 @@ Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(int *events, char *name, Hb
         return qz_mox_get_net_intf_info(orbfs_cluster_name, list);
     });
     if (result != 0) {
-        return query_failed(65, HB_TR_NEW_GROUP_NO_INTERFACES, result);
+        return query_failed(HB_ERROR_INTERFACE_QUERY_FAILED, HB_TR_NEW_GROUP_NO_INTERFACES, result);
     }
     fill_header(group, Hb_Adapter_Group);
     auto &members = group->Hb_membership_grp_union.Hb_adapter_membership_grp;
@@ -127,7 +127,7 @@ Hb_Rc ORBFSNewGroupEventHandler::handler(int *events, char *name, Hb_Group *grou
         const int error = errno;
         hb_trace_values(HB_TRACE_INFO, HB_TR_NEW_GROUP_READ_FAILED, static_cast<int>(got), error);
         hb_trace_values(HB_TRACE_INFO, HB_TR_NEW_GROUP_EXIT, orbfs_fd);
-        set_hb_errno(58);
+        set_hb_errno(HB_ERROR_NEW_GROUP_READ_FAILED);
         errno = error;
         return Hb_Failure;
     }
@@ -144,7 +144,7 @@ Hb_Rc ORBFSNewGroupEventHandler::handler(int *events, char *name, Hb_Group *grou
         result = build_adapter_group(events, name, group);
         break;
     default:
-        set_hb_errno(68);
+        set_hb_errno(HB_ERROR_BAD_NEW_GROUP_REQUEST);
         hb_trace_values(HB_TRACE_INFO, HB_TR_NEW_GROUP_ODD_REQUEST, int{static_cast<unsigned char>(request)},
                         static_cast<int>(got));
         return Hb_Failure;

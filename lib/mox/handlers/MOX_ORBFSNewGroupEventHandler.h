@@ -10,7 +10,8 @@ class ORBFSNewGroupEventHandler : public ORBFSPipeHandler {
     explicit ORBFSNewGroupEventHandler(char *name);
     ~ORBFSNewGroupEventHandler() override;
 
-    // Errors: 58 no request could be read, 64 node or 65 interface query failed, 68 an unknown request.
+    // Errors: HB_ERROR_NEW_GROUP_READ_FAILED (58), HB_ERROR_NODE_QUERY_FAILED (64),
+    // HB_ERROR_INTERFACE_QUERY_FAILED (65), HB_ERROR_BAD_NEW_GROUP_REQUEST (68).
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:

@@ -104,7 +104,7 @@ Hb_Rc ORBFSNodeLivenessHandler::handler(int *events, char *name, Hb_Group *group
 }
 
 void ORBFSNodeLivenessHandler::tell_nothing_new(int node, unsigned long seqnum, const Output &out) {
-    fillInNodeEventInfo(node, 0, out.name, out.group);
+    fillInNodeEventInfo(node, HB_EVENT_NONE, out.name, out.group);
     MOX_tell_nothing(out.events, out.name, out.seqnum_p);
     *out.seqnum_p = seqnum;
 }
@@ -205,7 +205,7 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
     } else if (has_table && !is_told) {
         MOX_take_working_table();
         *out.events = HB_EVENT_CONFIG;
-        std::strcpy(out.name, "Hb_Config_Group");
+        std::strcpy(out.name, HB_EVENT_NAME_CONFIG);
         *out.seqnum_p = 0;
     } else {
         if (!is_told) {

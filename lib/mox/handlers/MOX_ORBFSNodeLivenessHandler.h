@@ -10,7 +10,7 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
     explicit ORBFSNodeLivenessHandler(char *name);
     ~ORBFSNodeLivenessHandler() override;
 
-    // Errors: 59.
+    // Errors: HB_ERROR_WAKE_UP_FAILED (59).
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:

@@ -10,19 +10,19 @@ namespace {
 constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_PEER_NO_EVENT};
 
-// Takes the membership daemon's verdict over and gives the event, or 0 when it is no news: a node that is down
-// for another reason, and the local one, have their state from elsewhere.
+// Takes the membership daemon's verdict over and gives the event, or HB_EVENT_NONE when it is no news: a node that is
+// down for another reason, and the local one, have their state from elsewhere.
 int take_verdict(Hb_Node_Entry &node, bool up) {
     if (up) {
         if (node.state != Hb_Entity_Down || node.reason != Hb_Entity_State_Reason_KOBAL_Down) {
-            return 0;
+            return HB_EVENT_NONE;
         }
         node.state = Hb_Entity_Up;
         node.reason = Hb_Entity_State_Reason_KOBAL_Up;
         return HB_EVENT_JOIN;
     }
     if (node.state == Hb_Entity_Down || node.node_num == global_config_tbl.local_node_number) {
-        return 0;
+        return HB_EVENT_NONE;
     }
     node.state = Hb_Entity_Down;
     node.reason = Hb_Entity_State_Reason_KOBAL_Down;
@@ -52,7 +52,7 @@ Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *gro
             const int happened = take_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
             fillInNodeEventInfo(node->node_num, happened, name, group);
             MOX_tell_nothing(events, name, seqnum_p);
-            if (happened != 0) {
+            if (happened != HB_EVENT_NONE) {
                 MOX_tell(happened, nodeEventSubscriptionName, events, name);
             }
             return Hb_Success;

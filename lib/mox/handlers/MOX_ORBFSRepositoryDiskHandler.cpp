@@ -10,6 +10,8 @@ namespace {
 constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_REPOSITORY_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_REPOSITORY_NO_EVENT};
 
+constexpr char EVENT_NAME[] = "Hb_Repository_Disk";
+
 void fill(Hb_Group &group, uint32_t node, int event) {
     reset_node_membership_group_node_list(&group);
     auto &members = group.Hb_membership_grp_union.Hb_node_membership_grp;
@@ -38,7 +40,7 @@ Hb_Rc ORBFSRepositoryDiskHandler::handler(int *events, char *name, Hb_Group *gro
             if (group != nullptr) {
                 fill(*group, record.node_number, *events);
             }
-            std::strcpy(name, "Hb_Repository_Disk");
+            std::strcpy(name, EVENT_NAME);
             *seqnum_p = 0;
             return Hb_Success;
         });

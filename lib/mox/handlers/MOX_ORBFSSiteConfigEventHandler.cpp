@@ -14,8 +14,9 @@ constexpr MOX_Handler_Records records = {HB_TR_SITE_HANDLER_ENTRY, HB_TR_SITE_RE
                                          HB_TR_SITE_HANDLER_EXIT, HB_TR_SITE_NO_EVENT};
 
 // By position: the local node's identifier, the local site, the merge policy.
-constexpr int errors_of_queries[] = {0, 87, 86, 88};
-constexpr int error_of_asking_again = 87;
+constexpr int errors_of_queries[] = {HB_ERROR_NONE, HB_ERROR_NODE_ID_QUERY_FAILED, HB_ERROR_SITE_QUERY_FAILED,
+                                     HB_ERROR_MERGE_POLICY_QUERY_FAILED};
+constexpr int error_of_asking_again = HB_ERROR_NODE_ID_QUERY_FAILED;
 
 Hb_Rc query_failed(int position, int number) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_SITE_QUERY_FAILED, position, int{errno}, number);

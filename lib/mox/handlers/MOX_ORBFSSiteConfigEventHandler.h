@@ -9,8 +9,9 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     explicit ORBFSSiteConfigEventHandler(char *name);
     ~ORBFSSiteConfigEventHandler() override;
 
-    // Errors, when the service does not tell of the local site: 87 the node's identifier, or anything that is
-    // asked again when a site came up or was changed; 86 the site; 88 the merge policy.
+    // Errors, when the service does not report the local site: HB_ERROR_NODE_ID_QUERY_FAILED (87),
+    // HB_ERROR_SITE_QUERY_FAILED (86), HB_ERROR_MERGE_POLICY_QUERY_FAILED (88). When a site came up or was
+    // changed, every failed query gives 87.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
     // What the service has told of the local site, and whether it has.

@@ -44,7 +44,7 @@ Hb_Rc MOX_write_to_event_pipe() {
         }
         write_errno = errno;
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_WRITE_FAILED, written, write_errno);
-        set_hb_errno(59);
+        set_hb_errno(HB_ERROR_WAKE_UP_FAILED);
         result = Hb_Failure;
     });
     if (result != Hb_Success) {

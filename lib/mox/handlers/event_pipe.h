@@ -5,7 +5,7 @@
 #include "hb_client.h"
 
 // Writes one byte of value 1 when events are queued; restarts the sequence when none is. errno is the
-// write's. Errors: 59 the byte could not be written.
+// write's. Errors: HB_ERROR_WAKE_UP_FAILED (59).
 Hb_Rc MOX_write_to_event_pipe();
 
 // The event pipe is a new one: writes what its predecessor held, a byte for each queued message, and one for all other

@@ -53,7 +53,7 @@ template <typename Handler> bool make_monitor(ORBFSHandler *&handler, const char
     return is_registered(*handler, registered);
 }
 
-// Neither end blocks: a program that signals more than it takes is told so (error 59), and a handler that is
+// Neither end blocks: a program that signals more than it takes gets HB_ERROR_WAKE_UP_FAILED (59), and a handler that is
 // called while nothing is readable comes back.
 template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const char *pipe_name) {
     if (handler != nullptr) {
