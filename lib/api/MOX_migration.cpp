@@ -108,13 +108,13 @@ Hb_Rc hb_migrate_to_mox_prep() {
     MOX_drop_prepared_table();
     migrate_to_mox_prep = true;
     if (!hb_is_open()) {
-        return hb_fail(22);
+        return hb_fail(HB_ERROR_NOT_OPEN);
     }
     const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc created = MOX_create_global_event_handlers();
     if (created != Hb_Success) {
-        set_hb_errno(74);
-        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
+        set_hb_errno(HB_ERROR_HANDLERS_NOT_CREATED);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, HB_ERROR_HANDLERS_NOT_CREATED);
         return refuse(before);
     }
     const MOX_Known_Nodes nodes;
@@ -130,7 +130,7 @@ Hb_Rc hb_migrate_to_mox_prep() {
     }
     const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &MOX_prepared_table);
     if (known != Hb_Success) {
-        set_hb_errno(75);
+        set_hb_errno(HB_ERROR_NODE_UNKNOWN_TO_SERVICE);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
         return refuse(before);
     }

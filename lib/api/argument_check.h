@@ -5,12 +5,12 @@
 #include "hb_client.h"
 #include "lib/base/error_number.h"
 
-// False, with error 4, when any of them is null.
+// False, with HB_ERROR_BAD_ARGUMENT (4), when any of them is null.
 template <typename... Pointee> bool hb_given(Pointee *...pointer) {
     if ((... && (pointer != nullptr))) {
         return true;
     }
-    set_hb_errno(4);
+    set_hb_errno(HB_ERROR_BAD_ARGUMENT);
     return false;
 }
 

@@ -5,7 +5,7 @@
 #include "hb_client.h"
 
 // Asks the daemon, or in MOX mode the cluster service, for the configuration and loads it.
-// Errors: 10, 16, 17, 23, 26, 27 and those of hb_send; 17, 63, 64, 65 in MOX mode.
+// Errors: those of hb_request_configuration, or in MOX mode those of hb_mox_update_global_tbl.
 Hb_Rc hb_recv_config_info();
 
 #endif

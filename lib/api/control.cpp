@@ -24,12 +24,12 @@ bool is_local(Hb_Adapter_Number adapter) {
 // The adapter's entry; null with the error number set.
 const Hb_Adapter_Entry *configured_adapter(Hb_Adapter_Number adapter) {
     if (adapter >= hb_adapter_number_bound(global_config_tbl)) {
-        set_hb_errno(4);
+        set_hb_errno(HB_ERROR_BAD_ARGUMENT);
         return nullptr;
     }
     const Hb_Adapter_Entry *entry = hb_get_adap_entry(adapter);
     if (entry == &HB_INVALID_ADAP) {
-        set_hb_errno(7);
+        set_hb_errno(HB_ERROR_ADAPTER_NOT_CONFIGURED);
         return nullptr;
     }
     return entry;
@@ -41,8 +41,13 @@ struct Status_Error {
     int error;
 };
 
+// Rows that several entries share.
+constexpr Status_Error FAILED = {HB_STATUS_FAILED, HB_ERROR_REQUEST_FAILED};
+constexpr Status_Error NOT_PERMITTED = {HB_STATUS_NOT_PERMITTED, HB_ERROR_REQUEST_REFUSED};
+constexpr Status_Error NOT_CONFIGURED = {HB_STATUS_NOT_CONFIGURED, HB_ERROR_ADAPTER_NOT_CONFIGURED};
+
 Hb_Rc result_of(int32_t status, std::initializer_list<Status_Error> rows) {
-    if (status == 0) {
+    if (status == HB_STATUS_DONE) {
         return Hb_Success;
     }
     for (const Status_Error &row : rows) {
@@ -50,14 +55,14 @@ Hb_Rc result_of(int32_t status, std::initializer_list<Status_Error> rows) {
             return hb_fail(row.error);
         }
     }
-    return hb_fail(10);
+    return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
 }
 
 // The entry of an adapter of this node; null with the error number set.
 const Hb_Adapter_Entry *local_adapter(Hb_Adapter_Number adapter) {
     const Hb_Adapter_Entry *entry = configured_adapter(adapter);
     if (entry != nullptr && !is_local(adapter)) {
-        set_hb_errno(4);
+        set_hb_errno(HB_ERROR_BAD_ARGUMENT);
         return nullptr;
     }
     return entry;
@@ -81,7 +86,7 @@ Hb_Rc ask_about_adapter(unsigned int adapter_num, Hb_Client_Request request, con
         return Hb_Failure;
     }
     if (!hb_can_await_reply()) {
-        return hb_fail(12);
+        return hb_fail(HB_ERROR_RECEIVE_FAILED);
     }
     if (send_about(*entry, request, data) != Hb_Success) {
         return Hb_Failure;
@@ -134,10 +139,10 @@ Hb_IP_address6 mapped(Hb_IP_address4 address) {
 
 Hb_Rc hb_notify_node_down(short node_num, Hb_Client_Request msg_type) {
     if (node_num < 0 || node_num >= global_config_tbl.Hb_max_nodes || node_num >= HB_NODE_SLOTS) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     if (global_node_tbl[node_num] == Hb_False) {
-        return hb_fail(9);
+        return hb_fail(HB_ERROR_NODE_NOT_CONFIGURED);
     }
     return hb_send(msg_type, nullptr, node_num);
 }
@@ -191,14 +196,19 @@ Hb_Rc hb_configure_adapter(unsigned int adapter_num, Hb_IP_address4 address) {
         return Hb_Failure;
     }
     return change_adapter(adapter_num, HB_CONFIGURE_ADAPTER, &address,
-                          {{1, 8}, {3, 3}, {4, 7}, {5, 50}, {6, 51}});
+                          {FAILED,
+                           NOT_PERMITTED,
+                           NOT_CONFIGURED,
+                           {HB_STATUS_ADDRESS_IN_USE, HB_ERROR_ADDRESS_IN_USE},
+                           {HB_STATUS_ADDRESS_UNSUITABLE, HB_ERROR_ADDRESS_UNSUITABLE}});
 }
 
 Hb_Rc hb_unconfigure_adapter(unsigned int adapter_num) {
     if (hb_init() != Hb_Success) {
         return Hb_Failure;
     }
-    return change_adapter(adapter_num, HB_UNCONFIGURE_ADAPTER, nullptr, {{1, 8}, {3, 3}, {4, 7}});
+    return change_adapter(adapter_num, HB_UNCONFIGURE_ADAPTER, nullptr,
+                          {FAILED, NOT_PERMITTED, NOT_CONFIGURED});
 }
 
 Hb_Rc hb_swap_adapters(unsigned int adapter_num, Hb_IP_address4 address) {
@@ -210,12 +220,12 @@ Hb_Rc hb_swap_adapters(unsigned int adapter_num, Hb_IP_address4 address) {
         return Hb_Failure;
     }
     if (hb_get_adap_entry(owner) == &HB_INVALID_ADAP) {
-        return hb_fail(7);
+        return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
     }
     if (!is_local(owner)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
-    return change_adapter(adapter_num, HB_SWAP_ADAPTERS, &address, {{1, 8}, {3, 3}, {4, 7}});
+    return change_adapter(adapter_num, HB_SWAP_ADAPTERS, &address, {FAILED, NOT_PERMITTED, NOT_CONFIGURED});
 }
 
 Hb_Rc hb_adapter_grace(unsigned int adapter_num, int seconds) {
@@ -227,7 +237,10 @@ Hb_Rc hb_adapter_grace(unsigned int adapter_num, int seconds) {
         Hb_Success) {
         return Hb_Failure;
     }
-    return result_of(packet.get()->value, {{1, 8}, {7, 52}, {8, 55}, {9, 56}});
+    return result_of(packet.get()->value, {FAILED,
+                                           {HB_STATUS_GRACE_OUT_OF_RANGE, HB_ERROR_GRACE_OUT_OF_RANGE},
+                                           {HB_STATUS_ADAPTER_DOWN, HB_ERROR_ADAPTER_DOWN},
+                                           {HB_STATUS_GRACE_RUNNING, HB_ERROR_GRACE_RUNNING}});
 }
 
 Hb_Rc hb_get_adapter_state(unsigned int adapter_num, int *state) {
@@ -239,12 +252,12 @@ Hb_Rc hb_get_adapter_state(unsigned int adapter_num, int *state) {
                           &reply_from_server_deftimeout, packet) != Hb_Success) {
         return Hb_Failure;
     }
-    if (result_of(packet.get()->value, {{1, 8}, {4, 7}}) != Hb_Success) {
+    if (result_of(packet.get()->value, {FAILED, NOT_CONFIGURED}) != Hb_Success) {
         return Hb_Failure;
     }
     int32_t word = 0;
     if (packet.bytes().size() < HB_REPLY_HEADER_SIZE + sizeof word) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     std::memcpy(&word, packet.get()->message, sizeof word);
     *state = word;
@@ -269,7 +282,7 @@ Hb_Rc hb_nim_manual_start_control(int ctrl, char *interface) {
         return Hb_Failure;
     }
     if (ctrl != HB_NIM_MANCTRL_ENABLE && ctrl != HB_NIM_MANCTRL_DISABLED) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     return hb_send(ctrl == HB_NIM_MANCTRL_ENABLE ? HB_ENABLE_MANUAL_CONTROL_NIMS
                                                  : HB_DISABLE_MANUAL_CONTROL_NIMS,

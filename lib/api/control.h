@@ -10,13 +10,14 @@
 extern const timeval reply_from_server_deftimeout;
 
 // Reports a suspicion. The number travels in the request's `len`, with that many zero bytes behind the
-// header: the daemon reads it there. Errors: 4 out of range; 9 node, 7 adapter not configured; those of
-// hb_send.
+// header: the daemon reads it there. Errors: HB_ERROR_BAD_ARGUMENT (4) out of range,
+// HB_ERROR_NODE_NOT_CONFIGURED (9), HB_ERROR_ADAPTER_NOT_CONFIGURED (7), those of hb_send.
 Hb_Rc hb_notify_node_down(short node_num, Hb_Client_Request msg_type);
 Hb_Rc hb_notify_adapter_down(unsigned int adapter_num, Hb_Client_Request msg_type);
 
 // Sends a request about an adapter of this node: its network number and, when data is given, the four bytes
-// there. Errors: 4 out of range or not of this node, 7 not configured, those of hb_send.
+// there. Errors: HB_ERROR_BAD_ARGUMENT (4) out of range or not of this node, HB_ERROR_ADAPTER_NOT_CONFIGURED (7), those
+// of hb_send.
 Hb_Rc hb_config_local_adapter(unsigned int adapter_num, Hb_Client_Request msg_type, void *data);
 
 #endif

@@ -31,7 +31,7 @@ Hb_Rc hb_get_file_descriptor_array(int **descriptor, int *numbers_of_fds) {
     }
     int *array = IsMOX ? ORBFSHandler::getFileDescriptors() : connection_descriptor();
     if (array == nullptr) {
-        return hb_fail(17);
+        return hb_fail(HB_ERROR_NO_MEMORY);
     }
     *descriptor = array;
     *numbers_of_fds = IsMOX ? ORBFSHandler::getNumbersOfFileDescriptors() : 1;

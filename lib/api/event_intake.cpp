@@ -53,7 +53,7 @@ class Reported_Nodes {
 
 Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
     if (!hb_view_snapshot(packet.bytes())) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     const Reported_Nodes nodes;
     if (hb_get_adapter_network(packet.get()) != Hb_Success) {
@@ -63,7 +63,7 @@ Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
     hb_init_global_node_tbl();
     outdate_preparation();
     *events = HB_EVENT_CONFIG;
-    std::strcpy(name, "Hb_Config_Group");
+    std::strcpy(name, HB_EVENT_NAME_CONFIG);
     return Hb_Success;
 }
 
@@ -88,7 +88,7 @@ Hb_Rc take_packet(Hb_Packet &packet, int *events, char *name, Hb_Group *group) {
         hb_apply_different_instance(packet.get(), events, name, group);
         return Hb_Success;
     default:
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
 }
 
@@ -102,7 +102,7 @@ Hb_Rc take_cluster_event(int *descriptors, int *events, char *name, Hb_Group *gr
     }
     hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_QUEUED_EVENT);
     if (event_pipe_handler_p == nullptr) {
-        return hb_fail(81);
+        return hb_fail(HB_ERROR_NO_HANDLER);
     }
     return event_pipe_handler_p->handler(events, name, group, seqnum_p);
 }
@@ -131,7 +131,7 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
         return Hb_Failure;
     }
     if (!packet.has_header()) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     std::memset(group->Hb_ffdc_id, 0, sizeof group->Hb_ffdc_id);
     *seqnum_p = packet.get()->notification_sequence_no;
@@ -139,7 +139,7 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
         return take_configuration(packet, events, name);
     }
     if (!hb_membership_event_is_sound(packet.bytes(), global_config_tbl.Hb_max_nodes)) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     return take_packet(packet, events, name, group);
 }

@@ -182,7 +182,7 @@ Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number
         }
     }
     *adapter = HB_NO_ADAPTER;
-    return hb_fail(7);
+    return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
 }
 
 Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter) {
@@ -190,11 +190,11 @@ Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_A
         return Hb_Failure;
     }
     if (offset < 0 || offset >= hb_network_bound()) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     const Hb_Adapter_Number found = adapter_in_slot(node, offset);
     if (!hb_adapter_is_configured(found)) {
-        return hb_fail(7);
+        return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
     }
     *adapter = found;
     return Hb_Success;
@@ -287,7 +287,7 @@ Hb_Rc hb_get_network_number_by_name(char *name, Hb_Network_Number *network) {
     });
     if (found >= hb_network_bound()) {
         *network = HB_NO_NETWORK;
-        return hb_fail(8);
+        return hb_fail(HB_ERROR_NETWORK_NOT_CONFIGURED);
     }
     *network = static_cast<Hb_Network_Number>(found);
     return Hb_Success;

@@ -12,11 +12,11 @@
 static constexpr Hb_Incarnation REMOVED_FLAG = 0x08000000U;
 
 static bool check_type(const Hb_Group &group, Hb_Group_Type type) {
-    return group.Hb_group_type == type || hb_refuse(5);
+    return group.Hb_group_type == type || hb_refuse(HB_ERROR_WRONG_GROUP_TYPE);
 }
 
 static bool check_new_group(const Hb_Group &group) {
-    return group.Hb_events == HB_EVENT_NEW_GROUP || hb_refuse(3);
+    return group.Hb_events == HB_EVENT_NEW_GROUP || hb_refuse(HB_ERROR_NOT_AVAILABLE);
 }
 
 static const Hb_Adapter_Membership_Grp &adapters_of(const Hb_Group &group) {
@@ -63,7 +63,7 @@ Hb_Rc process_adapter_group(Hb_Group *group, Hb_Adapter_Identifier *adapter, int
     hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_REACHED, found ? 1 : 0, index);
     if (!found) {
         hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_CURSOR, group->Hb_cursor);
-        return hb_fail(1);
+        return hb_fail(HB_ERROR_NO_MORE);
     }
     const Hb_Incarnation stored = list[index];
     adapter->Hb_adapter_number = static_cast<Hb_Adapter_Number>(index);
@@ -104,7 +104,7 @@ Hb_Rc hb_get_adapter_id(Hb_Group *group, Hb_Adapter_Number adapter, Hb_Adapter_I
     }
     const Hb_Incarnation stored = adapters_of(*group).Hb_adapter_list[adapter];
     if (stored == HB_NOT_IN_GROUP) {
-        return hb_fail(7);
+        return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
     }
     id->Hb_adapter_number = adapter;
     id->Hb_incarnation = stored;
@@ -131,7 +131,7 @@ Hb_Rc hb_get_group_leader_id(Hb_Group *group, Hb_Adapter_Identifier *id) {
     }
     const Hb_Adapter_Number leader = adapters_of(*group).Hb_group_leader;
     if (leader >= HB_ADAPTER_SLOTS) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     id->Hb_adapter_number = leader;
     id->Hb_incarnation = adapters_of(*group).Hb_adapter_list[leader];
@@ -156,7 +156,7 @@ Hb_Rc hb_get_FFDC_id(Hb_Group *group, Hb_FFDC_Id *ffdc_id) {
         return Hb_Failure;
     }
     if (!may_carry_ffdc_id(group->Hb_events) || group->Hb_ffdc_id[0] == '\0') {
-        return hb_fail(3);
+        return hb_fail(HB_ERROR_NOT_AVAILABLE);
     }
     std::memcpy(*ffdc_id, group->Hb_ffdc_id, sizeof *ffdc_id);
     (*ffdc_id)[sizeof *ffdc_id - 1] = '\0';
@@ -168,7 +168,7 @@ Hb_Rc hb_get_different_instance_sender(Hb_Group *group, diff_instance_info *info
         return Hb_Failure;
     }
     if (group->Hb_events != HB_EVENT_DIFF_INSTANCE || group->Hb_group_type != Hb_Diff_Instance_Type) {
-        return hb_fail(3);
+        return hb_fail(HB_ERROR_NOT_AVAILABLE);
     }
     *info = group->Hb_membership_grp_union.diff_instance_info;
     return Hb_Success;

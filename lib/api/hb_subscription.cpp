@@ -20,9 +20,12 @@
 #include "lib/mox/handlers/process_handlers.h"
 
 // The bits of an event mask, and the two masks that make a subscription of a kind of its own.
-static constexpr unsigned ALL_EVENTS = 0x377;
-static constexpr int SITE_EVENTS = 96;
-static constexpr int DIFFERENT_INSTANCE_EVENTS = 256;
+static constexpr int EVENT_WITHOUT_NAME = 16; // a mask may hold it; no event has it
+static constexpr unsigned ALL_EVENTS = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP |
+                                       EVENT_WITHOUT_NAME | HB_EVENT_SITE_SPLIT | HB_EVENT_SITE_MERGE |
+                                       HB_EVENT_DIFF_INSTANCE | HB_EVENT_HEARTBEAT;
+static constexpr int SITE_EVENTS = HB_EVENT_SITE_SPLIT | HB_EVENT_SITE_MERGE;
+static constexpr int DIFFERENT_INSTANCE_EVENTS = HB_EVENT_DIFF_INSTANCE;
 
 static constexpr int SITE_BITS = 8 * HB_SITE_BITMAP_SIZE;
 
@@ -92,7 +95,7 @@ enum class Change { REFUSED, DONE, GO_ON };
 
 } // namespace
 
-// An empty group becomes one of `kind`; one of a refused type is left alone with error 11.
+// An empty group becomes one of `kind`; one of a refused type is left alone with HB_ERROR_WRONG_SUBSCRIPTION_TYPE (11).
 static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Subscription_Type kind, int add,
                            std::initializer_list<Hb_Subscription_Type> refused) {
     if (group.Hb_subscription_type == Hb_Empty_Subscription) {
@@ -102,7 +105,7 @@ static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Sub
     }
     for (const Hb_Subscription_Type type : refused) {
         if (group.Hb_subscription_type == type) {
-            set_hb_errno(11);
+            set_hb_errno(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
             return Change::REFUSED;
         }
     }
@@ -250,7 +253,7 @@ template <typename Item>
 static Hb_Rc iterate_members(Hb_Subscription_Group &group, Hb_Subscription_Type kind, const Members &members,
                              Item *item, Item none, int first, int bound) {
     if (group.Hb_subscription_type != kind) {
-        return hb_fail(11);
+        return hb_fail(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
     }
     return hb_iterate_numbers(item, none, &group.Hb_cursor, first, bound,
                               [&members](int number) { return members.has(static_cast<std::size_t>(number)); });
@@ -307,7 +310,7 @@ Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site_Number
 // ---- Subscribing ----
 
 static bool mask_is_good(int events) {
-    return events != 0 && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
+    return events != HB_EVENT_NONE && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
 }
 
 // Gives the group the type that the request needs. Gives back the one that it is to have again afterwards,
@@ -338,11 +341,11 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
         return Hb_Failure;
     }
     if (!mask_is_good(events)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     const std::optional<Hb_Subscription_Type> type_afterwards = choose_request_type(*group, events);
     if (group->Hb_subscription_type == Hb_Empty_Subscription) {
-        return hb_fail(11);
+        return hb_fail(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
     }
     hb_set_name(group->Hb_name, group_name);
     group->Hb_events = events;
@@ -374,7 +377,7 @@ static Hb_Rc wake(const Wake_Up &wake_up) {
         return Hb_Success;
     }
     hb_trace_values(HB_TRACE_INFO, wake_up.failed, written, int{errno});
-    return hb_fail(59);
+    return hb_fail(HB_ERROR_WAKE_UP_FAILED);
 }
 
 static Hb_Rc wake_new_group_handler(Hb_Subscription_Type type) {

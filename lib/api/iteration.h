@@ -23,14 +23,14 @@ template <typename Present> int hb_walk(int start, int bound, Present present) {
 }
 
 // One step of an iteration: *item becomes item_at(index) and the cursor moves past it, or *item becomes
-// `none` and the cursor stays. Errors: 1.
+// `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
 template <typename Item, typename Present, typename Item_At>
 Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, int first, int bound, Present present,
                  Item_At item_at) {
     const int index = hb_walk(hb_start_of_walk(*cursor, first), bound, present);
     if (index >= bound) {
         *item = none;
-        set_hb_errno(1);
+        set_hb_errno(HB_ERROR_NO_MORE);
         return Hb_Failure;
     }
     *item = item_at(index);

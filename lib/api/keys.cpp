@@ -82,7 +82,7 @@ Hb_Rc hb_get_security_sequence(Hb_Sequence_Number *sequence) {
         return Hb_Failure;
     }
     if (security_info == nullptr) {
-        return hb_fail(33);
+        return hb_fail(HB_ERROR_SEGMENT_ABSENT);
     }
     *sequence = hb_read_once(security_info->sequence_number);
     return Hb_Success;
@@ -97,7 +97,7 @@ Hb_Rc hb_get_security_infomation(Hb_Security_Status *current, Hb_Security_Status
         return Hb_Failure;
     }
     if (security_info == nullptr) {
-        return hb_fail(33);
+        return hb_fail(HB_ERROR_SEGMENT_ABSENT);
     }
     if (!read_status(security_info->current_sec_status, *current) ||
         !read_status(security_info->previous_sec_status, *previous)) {

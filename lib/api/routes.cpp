@@ -85,18 +85,18 @@ bool fits(uint32_t hops) {
     return hops <= HB_ROUTE_HOPS;
 }
 
-// A copy of the node's record, or error 6 when there is no valid one.
+// A copy of the node's record, or HB_ERROR_NO_ROUTE (6) when there is no valid one.
 Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     if (data_for_client == nullptr || shared_route_info == nullptr) {
-        return hb_fail(6);
+        return hb_fail(HB_ERROR_NO_ROUTE);
     }
     const Hb_Route_Section section;
     if (static_cast<uint32_t>(node) >= hb_attached_route_slots()) {
-        return hb_fail(6);
+        return hb_fail(HB_ERROR_NO_ROUTE);
     }
     const Hb_route_sequence &shared = shared_route_info[node];
     const bool read = section.entered() ? read_guarded(shared, record) : read_unguarded(shared, record);
-    return read && fits(record.length) ? Hb_Success : hb_fail(6);
+    return read && fits(record.length) ? Hb_Success : hb_fail(HB_ERROR_NO_ROUTE);
 }
 
 enum class Kind { any, ip_only };
@@ -116,14 +116,14 @@ Hb_Rc read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length, Kind ki
         return Hb_Failure;
     }
     if (!in_range(node)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     Hb_route_sequence record;
     if (read_record(node, record) != Hb_Success) {
         return Hb_Failure;
     }
     if (kind == Kind::ip_only && record.nonip != 0) {
-        return hb_fail(49);
+        return hb_fail(HB_ERROR_ROUTE_NOT_IP);
     }
     *length = record.length;
     *route = record.ip_option;
@@ -173,13 +173,13 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
         return Hb_Failure;
     }
     if (!in_range(node)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     if (global_node_tbl[node] == Hb_False) {
-        return hb_fail(9);
+        return hb_fail(HB_ERROR_NODE_NOT_CONFIGURED);
     }
     if (!hb_can_await_reply()) {
-        return hb_fail(12);
+        return hb_fail(HB_ERROR_RECEIVE_FAILED);
     }
     if (hb_send(HB_GET_ROUTE, nullptr, node) != Hb_Success) {
         return Hb_Failure;
@@ -192,11 +192,11 @@ Hb_Rc hb_get_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length) {
     const Hb_Packet packet(received, bytes);
     const int32_t value = packet.get()->value;
     if (value == 0) {
-        return hb_fail(6);
+        return hb_fail(HB_ERROR_NO_ROUTE);
     }
     const auto hops = static_cast<uint16_t>(value & 0xFFFF);
     if (!fits(hops)) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     *length = hops;
     *route = hops_in(packet);
@@ -217,15 +217,15 @@ Hb_Rc hb_daemon_route_mcast(const struct iovec *iov, int count, int port, int *n
     }
     if (iov == nullptr || count < 0 || count > HB_ROUTING_BUFFERS_MAX || nodes == nullptr || n < 1 ||
         n > HB_NODE_SLOTS) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     if (has_duplicate(nodes, n) || !buffers_hold(iov, count)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     const uint64_t payload = total_length(iov, count);
     if (payload > HB_ROUTING_REQUEST_MAX ||
         sizeof(daemon_routing_hdr) + 4 * static_cast<uint64_t>(n) + 4 + payload > HB_ROUTING_REQUEST_MAX) {
-        return hb_fail(53);
+        return hb_fail(HB_ERROR_MESSAGE_TOO_LARGE);
     }
     daemon_routing_hdr header = {};
     header.port_number = htons(static_cast<uint16_t>(port & 0xFFFF));

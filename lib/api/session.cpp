@@ -60,7 +60,7 @@ bool is_connected() {
 }
 
 // A cluster service that calls the library while it is being opened would wait for itself.
-constexpr int OPENING_ALREADY = 12;
+constexpr int OPENING_ALREADY = HB_ERROR_RECEIVE_FAILED;
 
 } // namespace
 
