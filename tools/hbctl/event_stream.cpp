@@ -9,11 +9,6 @@
 namespace hbctl {
 namespace {
 
-constexpr int waited_in_vain = 2;
-constexpr int unsound_record = 10;
-constexpr int read_failed = 12;
-constexpr int connection_closed = 16;
-
 Picture picture_after_change(const Picture &old) {
     Picture fresh = read_picture();
     carry_states(old, fresh);
@@ -55,7 +50,7 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
         unsigned long sequence = 0;
         group_->Hb_ffdc_id[0] = '\0'; // a cluster service sets none and leaves the previous one in place
         if (hb_get_event_message(ready_.data(), &at_once, &kind, name, group_.get(), &sequence) == Hb_Success) {
-            if (kind == 0) {
+            if (kind == HB_EVENT_NONE) {
                 continue; // an event that turned out to be empty
             }
             if (kind == HB_EVENT_CONFIG) {
@@ -72,15 +67,15 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
             return Arrival::failed;
         }
         const int error = hb_get_errno();
-        if (error == connection_closed || error == read_failed) {
+        if (error == HB_ERROR_DISCONNECTED || error == HB_ERROR_RECEIVE_FAILED) {
             return Arrival::lost;
         }
-        if (error == unsound_record) {
+        if (error == HB_ERROR_UNEXPECTED_REPLY) {
             event = EventRecord{};
             event.sequence = static_cast<std::uint32_t>(sequence);
             return Arrival::dropped;
         }
-        if (error != waited_in_vain) {
+        if (error != HB_ERROR_TIMEOUT) {
             require(Hb_Failure, "take an event");
         }
     }

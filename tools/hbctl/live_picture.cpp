@@ -12,7 +12,6 @@ namespace hbctl {
 namespace {
 
 constexpr std::chrono::seconds patience{5};
-constexpr int connection_closed = 16;
 
 void subscribe_for_states() {
     Subscription nodes({"hbctl-nodes", Selection::all_nodes, {}, "", HB_EVENT_NEW_GROUP | HB_EVENT_HEARTBEAT});
@@ -44,8 +43,8 @@ LivePicture read_live_picture() {
         }
         if (arrival == Arrival::lost) {
             throw RequestFailed(
-                failure_line("learn who is up from the daemon at " + daemon_path(), connection_closed),
-                connection_closed);
+                failure_line("learn who is up from the daemon at " + daemon_path(), HB_ERROR_DISCONNECTED),
+                HB_ERROR_DISCONNECTED);
         }
         if (arrival == Arrival::output_closed) {
             throw OutputClosed{};

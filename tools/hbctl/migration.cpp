@@ -6,8 +6,6 @@
 namespace hbctl {
 namespace {
 
-constexpr int null_pointer = 4;
-
 // When the local nodes differ, the library leaves the error number unchanged. No preparation sets this number.
 void mark_error_number() {
     hb_get_my_node_number(nullptr);
@@ -15,15 +13,15 @@ void mark_error_number() {
 
 Obstacle obstacle_of(int error) {
     switch (error) {
-    case 63:
-    case 64:
-    case 65:
+    case HB_ERROR_CLUSTER_QUERY_FAILED:
+    case HB_ERROR_NODE_QUERY_FAILED:
+    case HB_ERROR_INTERFACE_QUERY_FAILED:
         return Obstacle::service;
-    case 17:
+    case HB_ERROR_NO_MEMORY:
         return Obstacle::memory;
-    case 74:
+    case HB_ERROR_HANDLERS_NOT_CREATED:
         return Obstacle::handlers;
-    case 75:
+    case HB_ERROR_NODE_UNKNOWN_TO_SERVICE:
         return Obstacle::nodes;
     default: // also numbers that are not failures, such as a state that is neither up nor down
         return Obstacle::local_node;

@@ -10,8 +10,6 @@
 namespace hbctl {
 namespace {
 
-constexpr int nothing_left = 1;
-
 // Calls use(item) for each item of a first/next pair. The two calls receive the item and the cursor.
 template <typename Item, typename First, typename Next, typename Use>
 void for_each_item(const std::string &doing, First first, Next next, Use use) {
@@ -22,7 +20,7 @@ void for_each_item(const std::string &doing, First first, Next next, Use use) {
         use(item);
         result = next(&item, &cursor);
     }
-    if (hb_get_errno() != nothing_left) {
+    if (hb_get_errno() != HB_ERROR_NO_MORE) {
         require(result, doing);
     }
 }

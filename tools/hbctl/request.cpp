@@ -9,12 +9,6 @@
 namespace hbctl {
 namespace {
 
-constexpr int no_daemon = 15;
-constexpr int connection_closed = 16;
-constexpr int configuration_unread = 27;
-constexpr int segment_absent = 33;
-constexpr int semaphores_absent = 45;
-
 bool may_not_use(const std::string &path) {
     return access(path.c_str(), W_OK) != 0 && errno == EACCES;
 }
@@ -38,14 +32,14 @@ std::string failure_line(const std::string &doing, int number) {
 }
 
 std::string open_failure_line(const std::string &path, int number) {
-    if (number == no_daemon) {
+    if (number == HB_ERROR_CONNECT_FAILED) {
         return unreachable_line(path);
     }
     std::string line = failure_line("use the heartbeat daemon at " + path, number);
-    if (number == segment_absent || number == semaphores_absent) {
+    if (number == HB_ERROR_SEGMENT_ABSENT || number == HB_ERROR_SEMAPHORE_ABSENT) {
         line += "; it is starting or ending, or is no heartbeat daemon";
     }
-    if (number == connection_closed || number == configuration_unread) {
+    if (number == HB_ERROR_DISCONNECTED || number == HB_ERROR_CONFIG_READ_FAILED) {
         line += "; it is ending, or has rejected this user's connection: its log says why";
     }
     return line;

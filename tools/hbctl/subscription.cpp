@@ -8,13 +8,9 @@
 namespace hbctl {
 namespace {
 
-constexpr int out_of_range = 4;
-constexpr int adapter_not_configured = 7;
-constexpr int network_not_configured = 8;
-constexpr int node_not_configured = 9;
-
 bool is_absent(int error) {
-    return error == out_of_range || error == adapter_not_configured || error == node_not_configured;
+    return error == HB_ERROR_BAD_ARGUMENT || error == HB_ERROR_ADAPTER_NOT_CONFIGURED ||
+           error == HB_ERROR_NODE_NOT_CONFIGURED;
 }
 
 bool is_number(const std::string &text) {
@@ -148,8 +144,8 @@ bool Subscription::build_network(Missing missing, std::string &left_out) {
     const std::string who = "network " + request_.network;
     const Hb_Network_Number network = find_network(request_.network);
     if (network < 0 && missing == Missing::refuse) {
-        throw RequestFailed(failure_line("subscribe to " + who, network_not_configured),
-                            network_not_configured);
+        throw RequestFailed(failure_line("subscribe to " + who, HB_ERROR_NETWORK_NOT_CONFIGURED),
+                            HB_ERROR_NETWORK_NOT_CONFIGURED);
     }
     const Hb_Rc result = network < 0 ? Hb_Failure : hb_add_network_to_subscription_group(group_.get(), network);
     if (result == Hb_Success) {

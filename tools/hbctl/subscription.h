@@ -17,7 +17,7 @@ struct SubscriptionRequest {
     Selection selection = Selection::all_nodes;
     std::vector<std::uint32_t> numbers; // of nodes or adapters
     std::string network;                // number or name
-    int events = 0;                     // HB_EVENT_..., combined
+    int events = HB_EVENT_NONE;         // HB_EVENT_..., combined
 };
 
 // The subscription of `hbctl watch`: everything.

@@ -19,7 +19,8 @@ constexpr std::chrono::milliseconds longest_pause{2000};
 
 // Error numbers after which the connection is unusable.
 bool means_loss(int error) {
-    return error == 12 || error == 16 || error == 21 || error == 22;
+    return error == HB_ERROR_RECEIVE_FAILED || error == HB_ERROR_DISCONNECTED || error == HB_ERROR_SEND_IO ||
+           error == HB_ERROR_SEND_FAILED;
 }
 
 WallTime now() {

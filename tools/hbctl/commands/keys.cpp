@@ -54,11 +54,11 @@ std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
     }
     if (!changed) {
         throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown kind",
-                            0);
+                            HB_ERROR_NONE);
     }
     throw RequestFailed("cannot read the security keys: they changed with each of " +
                             std::to_string(most_attempts) + " attempts",
-                        0);
+                        HB_ERROR_NONE);
 }
 
 KeyRow row_of(const std::string &role, const sec_key_desc &key) {
