@@ -42,6 +42,7 @@ hb_add_test(
   source_rules_test
   SOURCES
   "${infra}/source_rules_test.cpp"
+  "${infra}/bare_numbers.cpp"
   "${infra}/layers_test.cpp"
   "${infra}/source_tree.cpp"
   "${infra}/include_graph.cpp")

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/unit/infra/bare_numbers.h"
 #include "tests/unit/infra/source_tree.h"
 
 namespace {
@@ -73,6 +74,83 @@ TEST(Wire, StructuresHaveMembersOfFixedWidthOnly) {
     const std::string source = read_source(root + "/lib/wire/hb_wire.h");
     ASSERT_NE(source.find("struct packet_str {"), std::string::npos);
     EXPECT_THAT(members_without_fixed_width(source), IsEmpty());
+}
+
+// What a rule finds in the folders, each find with its file.
+std::vector<std::string> finds_in(const std::vector<std::string> &folders,
+                                  std::vector<std::string> (*rule)(const std::string &)) {
+    std::vector<std::string> finds;
+    for (const std::string &folder : folders) {
+        for (const std::string &path : source_files(root, folder, {".h", ".cpp"})) {
+            for (const std::string &find : rule(read_source(root + "/" + path))) {
+                finds.push_back(path + ": " + find);
+            }
+        }
+    }
+    return finds;
+}
+
+TEST(NameRule, SeesBareErrorNumbersInCalls) {
+    EXPECT_THAT(bare_error_numbers("return hb_fail(10); // hb_fail(11)\n"
+                                   "set_hb_errno(HB_ERROR_NO_ROUTE);\n"
+                                   "return ok || hb_refuse( 4 );\n"
+                                   "return hb_fail(closed ? 16 : HB_ERROR_TIMEOUT);\n"
+                                   "return query_failed(HB_ERROR_NO_ROUTE, \"text, 5, more\" , f(a));\n"
+                                   "throw RequestFailed(line + name(x),\n    12);\n"),
+                ElementsAre("hb_fail(10)", "hb_refuse( 4 )", "hb_fail(closed ? 16 : HB_ERROR_TIMEOUT)",
+                            "query_failed(HB_ERROR_NO_ROUTE, \"text, 5, more\" , f(a))",
+                            "RequestFailed(line + name(x),\n    12)"));
+}
+
+TEST(NameRule, SeesBareErrorNumbersInChoicesAndTables) {
+    EXPECT_THAT(bare_error_numbers("int send_error(long status) {\n    return status == 1 ? 18 : 22;\n}\n"),
+                ElementsAre("send_error{\n    return status == 1 ? 18 : 22;\n}"));
+    EXPECT_THAT(bare_error_numbers("struct Row { int32_t status; int error; };\n"
+                                   "Row rows[] = {{FAILED, 8}, {DONE, HB_ERROR_NONE}};\n"),
+                ElementsAre(", 8}"));
+    EXPECT_THAT(bare_error_numbers("struct Row { int number; const char *text; };\n"
+                                   "Row rows[] = {{16, \"gone\"}};\n"),
+                ElementsAre("{16, \""));
+    EXPECT_THAT(bare_error_numbers("switch (error) {\ncase 63:\ncase HB_ERROR_NO_MEMORY:\n"),
+                ElementsAre("case 63:"));
+}
+
+TEST(NameRule, SeesBareErrorNumbersBehindComparisonsTracesAndConstants) {
+    EXPECT_THAT(
+        bare_error_numbers("return error == 12 || hb_get_errno() != 16 || number == HB_ERROR_TIMEOUT;\n"),
+        ElementsAre("error == 12", "hb_get_errno() != 16"));
+    EXPECT_THAT(bare_error_numbers("hb_trace_values(HB_TRACE_INFO, HB_TR_X, result, errno, 65);\n"),
+                ElementsAre("hb_trace_values(HB_TRACE_INFO, HB_TR_X, result, errno, 65)"));
+    EXPECT_THAT(bare_error_numbers("constexpr int closed = 16;\n"
+                                   "constexpr int errors[] = {0, 87};\n"
+                                   "constexpr int unrelated = 5;\n"
+                                   "throw RequestFailed(text(unrelated), HB_ERROR_NONE);\n"
+                                   "if (hb_get_errno() == closed) return hb_fail(errors[i]);\n"),
+                ElementsAre("constexpr int closed = 16;", "constexpr int errors[] = {0, 87};"));
+}
+
+TEST(NameRule, SeesEventValuesStatusesAndReservedNames) {
+    EXPECT_THAT(bare_event_values("*events = 0; // events = 1\n"
+                                  "if (group->Hb_events == 128) x = HB_EVENT_JOIN;\n"
+                                  "constexpr unsigned ALL_EVENTS = 0x377;\n"),
+                ElementsAre("events = 0", "Hb_events == 128", "ALL_EVENTS = 0x377"));
+    EXPECT_THAT(bare_reply_statuses("struct Row { int32_t status; int error; };\n"
+                                    "if (status == 0) rows = {{3, HB_ERROR_NO_ROUTE}, {HB_STATUS_DONE, x}};\n"
+                                    "const timeval limit = {55, 0};\n"),
+                ElementsAre("status == 0", "{3, H"));
+    EXPECT_THAT(reserved_names_in_quotes("strcpy(name, \"Hb_Config_Group\");\n"
+                                         "tell(\"<EMPTY EVENT>\"); // \"Hb_FFDC_Group\"\n"),
+                ElementsAre("\"Hb_Config_Group\"", "\"<EMPTY EVENT>\""));
+}
+
+TEST(Names, StandForEveryErrorNumberInLibraryAndTools) {
+    EXPECT_THAT(finds_in({"lib", "tools"}, bare_error_numbers), IsEmpty());
+}
+
+TEST(Names, StandForEveryEventValueStatusAndReservedName) {
+    EXPECT_THAT(finds_in({"lib", "tools"}, bare_event_values), IsEmpty());
+    EXPECT_THAT(finds_in({"lib"}, bare_reply_statuses), IsEmpty());
+    EXPECT_THAT(finds_in({"lib", "tools", "daemon", "cluster"}, reserved_names_in_quotes), IsEmpty());
 }
 
 // The first fenced block of the language in a Markdown text.
