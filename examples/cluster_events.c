@@ -3,6 +3,7 @@
  * machine where a daemon runs: the first commit asks the daemon that it reaches to end, also for its other
  * clients. */
 #include "hb_client.h"
+#include "hb_error.h"
 #include <poll.h>
 #include <stdio.h>
 
@@ -47,7 +48,7 @@ static void show(int event, const char *name) {
 int main(void) {
     const int events = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
     Hb_Name nodes = "nodes", adapters = "adapters", name;
-    int *descriptors, count, event, ready[17];
+    int *descriptors, count, error, event, ready[17];
     unsigned long sequence;
 
     setvbuf(stdout, NULL, _IOLBF, 0);
@@ -65,9 +66,10 @@ int main(void) {
         puts("watching");
         while (wait_for_ready(descriptors, count, ready) &&
                hb_get_event_message(ready, NULL, &event, name, &group, &sequence) == Hb_Success)
-            if (event != 0)
+            if (event != HB_EVENT_NONE)
                 show(event, name);
     }
-    fprintf(stderr, "cluster_events: the library's error number is %d\n", hb_get_errno());
+    error = hb_get_errno();
+    fprintf(stderr, "cluster_events: %s (%s, error %d)\n", hb_error_text(error), hb_error_name(error), error);
     return 1;
 }
