@@ -51,7 +51,7 @@ class Reported_Nodes {
     int count_ = 0;
 };
 
-Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
+Hb_Rc apply_configuration(const Hb_Packet &packet, int *events, char *name) {
     if (!hb_view_snapshot(packet.bytes())) {
         return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
@@ -67,33 +67,26 @@ Hb_Rc take_configuration(const Hb_Packet &packet, int *events, char *name) {
     return Hb_Success;
 }
 
-Hb_Rc take_packet(Hb_Packet &packet, int *events, char *name, Hb_Group *group) {
-    switch (packet.get()->kind) {
-    case HB_ADAPTER_DEATH:
-    case HB_ADAPTER_JOIN:
-    case HB_ADAPTER_NEW_GROUP:
-        outdate_preparation();
-        return hb_get_adapter_event(events, name, group, packet.release());
-    case HB_NODE_DEATH:
-    case HB_NODE_JOIN:
-    case HB_NODE_NEW_GROUP:
-        outdate_preparation();
-        return hb_get_node_event(events, name, group, packet.release());
-    case HB_NODE_HEARTBEAT:
-        return hb_get_node_event(events, name, group, packet.release());
-    case HB_FFDC_ID:
-        hb_apply_ffdc_id(packet.get(), events, name, group);
-        return Hb_Success;
-    case HB_DIFF_INSTANCE_NUM:
-        hb_apply_different_instance(packet.get(), events, name, group);
-        return Hb_Success;
-    default:
-        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
+bool changes_membership(const Hb_Event_View &event) {
+    return std::holds_alternative<Hb_Adapter_Event_View>(event) ||
+           std::holds_alternative<Hb_Node_Event_View>(event);
+}
+
+Hb_Rc apply_event(const Hb_Packet &packet, int *events, char *name, Hb_Group &group) {
+    const auto event = hb_view_event(packet.bytes(), global_config_tbl.Hb_max_nodes);
+    if (!event) {
+        return hb_fail(10);
     }
+    if (changes_membership(*event)) {
+        outdate_preparation();
+    }
+    *events = hb_apply_event(*event, name, group);
+    return Hb_Success;
 }
 
 // The queue goes first: what is in it happened before what a handler would find now.
-Hb_Rc take_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+Hb_Rc deliver_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group,
+                            unsigned long *seqnum_p) {
     if (MOX_event_queue_is_empty() != 0) {
         outdate_preparation();
         Hb_Rc result = Hb_Failure;
@@ -121,7 +114,7 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
         return Hb_Failure;
     }
     if (IsMOX) {
-        return take_cluster_event(descriptors, events, name, group, seqnum_p);
+        return deliver_cluster_event(descriptors, events, name, group, seqnum_p);
     }
     if (hb_usable_connection() == nullptr && hb_ensure_connection() != Hb_Success) {
         return Hb_Failure;
@@ -136,12 +129,9 @@ Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *event
     std::memset(group->Hb_ffdc_id, 0, sizeof group->Hb_ffdc_id);
     *seqnum_p = packet.get()->notification_sequence_no;
     if (packet.get()->kind == HB_CONFIGURATION_UPDATE) {
-        return take_configuration(packet, events, name);
+        return apply_configuration(packet, events, name);
     }
-    if (!hb_membership_event_is_sound(packet.bytes(), global_config_tbl.Hb_max_nodes)) {
-        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
-    }
-    return take_packet(packet, events, name, group);
+    return apply_event(packet, events, name, *group);
 }
 
 Hb_Rc hb_get_client_hb_info(Hb_Client_Hb_Info *client_hb_info_p) {

@@ -12,10 +12,10 @@ Hb_Client_Hb_Info client_hb_info = {};
 
 namespace {
 
-// All 43 bytes, as they came; only a last byte that is no NUL is made one.
-void copy_ffdc_id(Hb_Group *group, const client_packet *pack) {
-    std::memcpy(group->Hb_ffdc_id, pack->ffdc_id, HB_FFDC_ID_SIZE);
-    group->Hb_ffdc_id[HB_FFDC_ID_SIZE - 1] = '\0';
+// All 43 bytes are copied as they came; the last one always becomes a NUL.
+void copy_ffdc_id(Hb_Group &group, const Hb_FFDC_Id &ffdc_id) {
+    std::memcpy(group.Hb_ffdc_id, ffdc_id, HB_FFDC_ID_SIZE);
+    group.Hb_ffdc_id[HB_FFDC_ID_SIZE - 1] = '\0';
 }
 
 void set_adapter_state(Hb_Adapter_Number adapter, Hb_Entity_State state) {
@@ -58,111 +58,106 @@ Hb_Entity_State adapter_state_after(int32_t kind) {
     }
 }
 
-void fill_adapter_list(Hb_Adapter_Membership_Grp &members, const client_packet *pack) {
+void fill_adapter_list(Hb_Adapter_Membership_Grp &members, const Hb_Adapter_Event_View &event) {
     std::memset(members.Hb_adapter_list, 0xFF,
                 sizeof(Hb_Incarnation) * hb_adapter_number_bound(global_config_tbl));
-    const Hb_Entity_State state = adapter_state_after(pack->kind);
-    int32_t last = 0;
-    std::memcpy(&last, pack->message, sizeof last);
-    const char *pairs = pack->message + sizeof last;
-    for (int32_t i = 0; i <= last; ++i) {
-        Hb_Adapter_Event_Pair pair;
-        std::memcpy(&pair, pairs + sizeof pair * static_cast<std::size_t>(i), sizeof pair);
+    const Hb_Entity_State state = adapter_state_after(event.kind);
+    for (int i = 0; i < event.adapters.size(); ++i) {
+        const Hb_Adapter_Event_Pair pair = event.adapters[i];
         if (pair.adapter >= HB_ADAPTER_SLOTS) {
             continue;
         }
         members.Hb_adapter_list[pair.adapter] = pair.incarnation;
         set_adapter_state(pair.adapter, state);
     }
-    members.Hb_num_adapters = last + 1;
+    members.Hb_num_adapters = event.adapters.size();
 }
 
-int fill_node_list(Hb_Node_Membership_Grp &members, const client_packet *pack) {
-    const int nodes = hb_node_bound();
+void fill_node_list(Hb_Node_Membership_Grp &members, const Hb_Node_Event_View &event) {
     int count = 0;
-    for (int node = 0; node < nodes; ++node) {
-        Hb_Boolean entry = 0;
-        std::memcpy(&entry, pack->message + sizeof entry * static_cast<std::size_t>(node), sizeof entry);
+    for (int node = 0; node < event.nodes.size(); ++node) {
+        const Hb_Boolean entry = event.nodes[node];
         members.Hb_node_list[node] = entry;
         if (entry == Hb_True) {
             ++count;
-            set_node_state(node, pack->kind);
+            set_node_state(node, event.kind);
         }
     }
-    return count;
+    members.Hb_num_nodes = count;
 }
 
-void take_heartbeat(const client_packet *pack) {
-    Hb_Heartbeat_Body body;
-    std::memcpy(&body, pack->message, sizeof body);
+int apply(const Hb_Adapter_Event_View &event, char *name, Hb_Group &group) {
+    hb_copy_text(name, event.subscription_name);
+    Hb_Adapter_Membership_Grp &members = group.Hb_membership_grp_union.Hb_adapter_membership_grp;
+    fill_adapter_list(members, event);
+    group.Hb_group_type = Hb_Adapter_Group;
+    if (event.kind == HB_ADAPTER_NEW_GROUP) {
+        members.Hb_group_leader = event.leader;
+        members.Hb_group_incarnation = event.group_incarnation;
+        group.Hb_group_status = event.group_status;
+        return HB_EVENT_NEW_GROUP;
+    }
+    members.Hb_group_leader = HB_NO_ADAPTER;
+    members.Hb_group_incarnation = HB_NOT_IN_GROUP;
+    group.Hb_group_status = Hb_Group_Unstable;
+    return event.kind == HB_ADAPTER_DEATH ? HB_EVENT_DEATH : HB_EVENT_JOIN;
+}
+
+int apply(const Hb_Node_Event_View &event, char *name, Hb_Group &group) {
+    hb_copy_text(name, event.subscription_name);
+    fill_node_list(group.Hb_membership_grp_union.Hb_node_membership_grp, event);
+    group.Hb_group_type = Hb_Node_Group;
+    if (event.kind == HB_NODE_NEW_GROUP) {
+        group.Hb_group_status = event.group_status;
+        return HB_EVENT_NEW_GROUP;
+    }
+    group.Hb_group_status = Hb_Group_Unstable;
+    copy_ffdc_id(group, event.ffdc_id);
+    return event.kind == HB_NODE_DEATH ? HB_EVENT_DEATH : HB_EVENT_JOIN;
+}
+
+int apply(const Hb_Heartbeat_View &event, char *name, Hb_Group & /*group*/) {
+    hb_copy_text(name, event.subscription_name);
+    const Hb_Heartbeat_Body &body = event.heartbeat;
     client_hb_info.client_hb_thresh = {body.threshold_seconds, body.threshold_microseconds};
     client_hb_info.client_hb_is_enabled = body.enabled;
     client_hb_info.client_hb_daemon_pid = body.daemon_pid;
+    return HB_EVENT_HEARTBEAT;
+}
+
+int apply(const Hb_Failure_Id_View &event, char *name, Hb_Group &group) {
+    std::strcpy(name, "Hb_FFDC_Group");
+    copy_ffdc_id(group, event.ffdc_id);
+    return HB_EVENT_FFDC;
+}
+
+int apply(const Hb_Other_Instance_View &event, char *name, Hb_Group &group) {
+    hb_copy_text(name, event.subscription_name);
+    group.Hb_membership_grp_union.diff_instance_info = event.instance;
+    group.Hb_group_type = Hb_Diff_Instance_Type;
+    return HB_EVENT_DIFF_INSTANCE;
 }
 
 } // namespace
 
+int hb_apply_event(const Hb_Event_View &event, char *name, Hb_Group &group) {
+    const int events = std::visit([&](const auto &view) { return apply(view, name, group); }, event);
+    group.Hb_events = events;
+    return events;
+}
+
 Hb_Rc hb_get_adapter_event(int *events, char *name, Hb_Group *group, client_packet *pack) {
-    Hb_Adapter_Membership_Grp &members = group->Hb_membership_grp_union.Hb_adapter_membership_grp;
-    fill_adapter_list(members, pack);
-    group->Hb_group_type = Hb_Adapter_Group;
-    if (pack->kind == HB_ADAPTER_NEW_GROUP) {
-        members.Hb_group_leader = pack->leader_id.word[0];
-        members.Hb_group_incarnation = pack->group_id.word[1];
-        group->Hb_group_status = pack->group_status;
-        *events = HB_EVENT_NEW_GROUP;
-    } else {
-        members.Hb_group_leader = HB_NO_ADAPTER;
-        members.Hb_group_incarnation = HB_NOT_IN_GROUP;
-        group->Hb_group_status = Hb_Group_Unstable;
-        *events = pack->kind == HB_ADAPTER_DEATH ? HB_EVENT_DEATH : HB_EVENT_JOIN;
-    }
-    group->Hb_events = *events;
-    hb_copy_text(name, pack->subscription_name);
-    hb_free_packet(pack);
+    const Hb_Owned_Packet packet(pack);
+    *events = hb_apply_event(hb_trusted_adapter_event(packet.get()), name, *group);
     return Hb_Success;
 }
 
 Hb_Rc hb_get_node_event(int *events, char *name, Hb_Group *group, client_packet *pack) {
-    if (pack->kind != HB_NODE_HEARTBEAT) {
-        Hb_Node_Membership_Grp &members = group->Hb_membership_grp_union.Hb_node_membership_grp;
-        const int count = fill_node_list(members, pack);
-        group->Hb_group_type = Hb_Node_Group;
-        members.Hb_num_nodes = count;
+    const Hb_Owned_Packet packet(pack);
+    if (packet->kind == HB_NODE_HEARTBEAT) {
+        *events = hb_apply_event(hb_trusted_heartbeat(packet.get()), name, *group);
+    } else {
+        *events = hb_apply_event(hb_trusted_node_event(packet.get(), hb_node_bound()), name, *group);
     }
-    switch (pack->kind) {
-    case HB_NODE_NEW_GROUP:
-        *events = HB_EVENT_NEW_GROUP;
-        group->Hb_group_status = pack->group_status;
-        break;
-    case HB_NODE_HEARTBEAT:
-        *events = HB_EVENT_HEARTBEAT;
-        take_heartbeat(pack);
-        break;
-    default:
-        *events = pack->kind == HB_NODE_DEATH ? HB_EVENT_DEATH : HB_EVENT_JOIN;
-        group->Hb_group_status = Hb_Group_Unstable;
-        copy_ffdc_id(group, pack);
-        break;
-    }
-    group->Hb_events = *events;
-    hb_copy_text(name, pack->subscription_name);
-    hb_free_packet(pack);
     return Hb_Success;
-}
-
-void hb_apply_ffdc_id(const client_packet *pack, int *events, char *name, Hb_Group *group) {
-    *events = HB_EVENT_FFDC;
-    std::strcpy(name, HB_EVENT_NAME_FFDC);
-    group->Hb_events = HB_EVENT_FFDC;
-    copy_ffdc_id(group, pack);
-}
-
-void hb_apply_different_instance(const client_packet *pack, int *events, char *name, Hb_Group *group) {
-    *events = HB_EVENT_DIFF_INSTANCE;
-    hb_copy_text(name, pack->subscription_name);
-    std::memcpy(&group->Hb_membership_grp_union.diff_instance_info, pack->message,
-                sizeof(struct diff_instance_info));
-    group->Hb_events = HB_EVENT_DIFF_INSTANCE;
-    group->Hb_group_type = Hb_Diff_Instance_Type;
 }

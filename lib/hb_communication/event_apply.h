@@ -1,18 +1,16 @@
-// From an event packet that is known to be whole to the caller's group record and the tables. Nothing here can
-// fail.
+// Applies an event of the daemon to the caller's group record and to the tables.
 #ifndef HB_EVENT_APPLY_H
 #define HB_EVENT_APPLY_H
 
-#include "lib/wire/hb_wire.h"
+#include "lib/wire/event_view.h"
 
 extern Hb_Client_Hb_Info client_hb_info;
 
-// Both free the packet and succeed.
+// Returns the event's value, which the group's Hb_events holds too. `name` receives the subscription's name.
+int hb_apply_event(const Hb_Event_View &event, char *name, Hb_Group &group);
+
+// The same for a packet that hb_view_event has accepted. Both free the packet and succeed.
 Hb_Rc hb_get_adapter_event(int *events, char *name, Hb_Group *group, client_packet *pack);
 Hb_Rc hb_get_node_event(int *events, char *name, Hb_Group *group, client_packet *pack);
-
-// The packet stays the caller's.
-void hb_apply_ffdc_id(const client_packet *pack, int *events, char *name, Hb_Group *group);
-void hb_apply_different_instance(const client_packet *pack, int *events, char *name, Hb_Group *group);
 
 #endif

@@ -1,13 +1,71 @@
-// An event record, checked against what its kind needs.
+// A membership event record, checked once and then read by type.
 #ifndef HB_EVENT_VIEW_H
 #define HB_EVENT_VIEW_H
 
+#include <cstring>
+#include <optional>
 #include <span>
+#include <variant>
 
 #include "lib/wire/hb_wire.h"
 
-// Whether the record is an event of a kind the intake knows, and whole: what its reader will read is
-// there. A configuration update is looked at by hb_view_snapshot alone.
-bool hb_membership_event_is_sound(std::span<const char> record, int max_nodes);
+// A list that lies in a record, where no item need be aligned.
+template <typename Item> class Hb_Wire_List {
+  public:
+    Hb_Wire_List(const char *bytes, int size) : bytes_(bytes), size_(size) {}
+    int size() const { return size_; }
+    Item operator[](int index) const {
+        Item item;
+        std::memcpy(&item, bytes_ + sizeof item * static_cast<std::size_t>(index), sizeof item);
+        return item;
+    }
+
+  private:
+    const char *bytes_;
+    int size_;
+};
+
+struct Hb_Adapter_Event_View {
+    int32_t kind;
+    Hb_Name subscription_name;
+    Hb_Adapter_Number leader;
+    Hb_Incarnation group_incarnation;
+    Hb_Group_Status group_status;
+    Hb_Wire_List<Hb_Adapter_Event_Pair> adapters;
+};
+
+struct Hb_Node_Event_View {
+    int32_t kind;
+    Hb_Name subscription_name;
+    Hb_Group_Status group_status;
+    Hb_FFDC_Id ffdc_id;
+    Hb_Wire_List<Hb_Boolean> nodes; // by node number
+};
+
+struct Hb_Heartbeat_View {
+    Hb_Name subscription_name;
+    Hb_Heartbeat_Body heartbeat;
+};
+
+struct Hb_Failure_Id_View {
+    Hb_FFDC_Id ffdc_id;
+};
+
+struct Hb_Other_Instance_View {
+    Hb_Name subscription_name;
+    struct diff_instance_info instance;
+};
+
+using Hb_Event_View = std::variant<Hb_Adapter_Event_View, Hb_Node_Event_View, Hb_Heartbeat_View,
+                                   Hb_Failure_Id_View, Hb_Other_Instance_View>;
+
+// Nothing when the record is of another kind or shorter than its kind needs. A view reads its lists in the record, so
+// the record must outlive it. A configuration update has a view of its own, in snapshot_view.h.
+std::optional<Hb_Event_View> hb_view_event(std::span<const char> record, int max_nodes);
+
+// The views of packets that hb_view_event has accepted.
+Hb_Adapter_Event_View hb_trusted_adapter_event(const client_packet *packet);
+Hb_Node_Event_View hb_trusted_node_event(const client_packet *packet, int max_nodes);
+Hb_Heartbeat_View hb_trusted_heartbeat(const client_packet *packet);
 
 #endif

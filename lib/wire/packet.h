@@ -32,4 +32,11 @@ inline void hb_free_packet(client_packet *packet) {
     delete[] reinterpret_cast<char *>(packet);
 }
 
+struct Hb_Packet_Release {
+    void operator()(client_packet *packet) const { hb_free_packet(packet); }
+};
+
+// A packet whose length is no longer needed.
+using Hb_Owned_Packet = std::unique_ptr<client_packet, Hb_Packet_Release>;
+
 #endif

@@ -12,6 +12,7 @@
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/node_table.h"
 #include "lib/wire/event_view.h"
+#include "lib/wire/packet.h"
 #include "lib/wire/snapshot_view.h"
 
 namespace {
@@ -82,35 +83,47 @@ void decode_as_snapshot(std::span<const char> record) {
     require(header.Hb_num_adapters == 0 || hb_get_adap_entry(last)->Hb_adapter_num == last);
 }
 
-void decode_as_event(std::span<const char> record) {
-    for (const int max_nodes : {0, 1, 16, 2049}) {
-        hb_membership_event_is_sound(record, max_nodes);
-    }
-    load_known_table();
-    if (!hb_membership_event_is_sound(record, global_config_tbl.Hb_max_nodes)) {
-        return;
-    }
+// The functions that own a packet read it without its length, and report what the view reports.
+void apply_as_packet(std::span<const char> record, int expected) {
     static Hb_Group group;
     int events = 0;
     Hb_Name name;
-    auto *packet = reinterpret_cast<client_packet *>(exact_copy(record).release());
+    Hb_Owned_Packet packet(reinterpret_cast<client_packet *>(exact_copy(record).release()));
     switch (packet->kind) {
     case HB_ADAPTER_DEATH:
     case HB_ADAPTER_JOIN:
     case HB_ADAPTER_NEW_GROUP:
-        hb_get_adapter_event(&events, name, &group, packet);
+        hb_get_adapter_event(&events, name, &group, packet.release());
         break;
     case HB_NODE_DEATH:
     case HB_NODE_JOIN:
     case HB_NODE_NEW_GROUP:
     case HB_NODE_HEARTBEAT:
-        hb_get_node_event(&events, name, &group, packet);
+        hb_get_node_event(&events, name, &group, packet.release());
         break;
     default:
-        delete[] reinterpret_cast<char *>(packet);
         return;
     }
+    require(events == expected && std::memchr(name, 0, sizeof name) != nullptr);
+}
+
+void decode_as_event(std::span<const char> record) {
+    for (const int max_nodes : {0, 1, 16, 2049}) {
+        const auto event = hb_view_event(record, max_nodes);
+        if (event && std::holds_alternative<Hb_Node_Event_View>(*event)) {
+            require(std::get<Hb_Node_Event_View>(*event).nodes.size() == max_nodes);
+        }
+    }
+    load_known_table();
+    const auto event = hb_view_event(record, global_config_tbl.Hb_max_nodes);
+    if (!event) {
+        return;
+    }
+    static Hb_Group group;
+    Hb_Name name;
+    const int events = hb_apply_event(*event, name, group);
     require(events == group.Hb_events && std::memchr(name, 0, sizeof name) != nullptr);
+    apply_as_packet(record, events);
 }
 
 } // namespace

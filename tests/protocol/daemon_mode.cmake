@@ -5,6 +5,7 @@ hb_add_test(
   client.cpp
   cluster_mode_test.cpp
   event_intake_test.cpp
+  event_view_test.cpp
   growth_test.cpp
   reply_test.cpp
   request_test.cpp
