@@ -8,6 +8,7 @@
 #include "hb_client.h"
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/base/uncancelled.h"
+#include "lib/mox/event_output.h"
 #include "qz_mox.h"
 
 // An event that was read; it goes back to the service with this object.
@@ -76,16 +77,16 @@ inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
 }
 
 // Reads one event of the category and has `process` make of it what the call is to give. Without an event
-// *events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
+// *out.events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
 // without a record counts as a failed reading where the record is needed.
 template <typename Process>
-Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, int *events, Process process,
-                       MOX_Record_Use use = MOX_Record_Use::needed) {
+Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, const MOX_Event_Output &out,
+                       Process process, MOX_Record_Use use = MOX_Record_Use::needed) {
     MOX_Read_Event event;
     const int result = event.read(fd, category);
     if (result == MOX_NO_EVENT) {
         MOX_trace_handler(records.no_event, fd);
-        *events = HB_EVENT_NONE;
+        *out.events = 0;
         return Hb_Success;
     }
     const bool usable = use == MOX_Record_Use::not_needed || event.has_record();

@@ -62,29 +62,28 @@ Hb_Rc ORBFSAdapterEventHandler::handler(int *events, char *name, Hb_Group *group
     if (group != nullptr) {
         hb_clear_adapter_list(group, hb_adapter_number_bound(global_config_tbl));
     }
-    return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, records, events,
-        [&](const qz_orb_event_metadata_t &event) { return process(event, events, name, group, seqnum_p); });
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, records, out,
+                            [&](const qz_orb_event_metadata_t &event) { return process(event, out); });
 }
 
-Hb_Rc ORBFSAdapterEventHandler::process(const qz_orb_event_metadata_t &event, int *events, char *name,
-                                        Hb_Group *group, unsigned long *seqnum_p) {
+Hb_Rc ORBFSAdapterEventHandler::process(const qz_orb_event_metadata_t &event, const MOX_Event_Output &out) {
     const qz_orb_event_adapter_liveness_t &record = *event.event.p_adapter_liveness;
     if (record.event_type == QZ_ORB_EVENT_ADD || record.event_type == QZ_ORB_EVENT_DELETE) {
         qz_orb_event_metadata_t about = event;
-        const Hb_Rc result = update_global_table_and_construct_events(events, name, group, seqnum_p, &about);
+        const Hb_Rc result = rebuild_table(out, &about);
         if (result != Hb_Success) {
             hb_trace_values(HB_TRACE_INFO, HB_TR_ADAPTER_UPDATE_FAILED, result);
         }
         return result;
     }
-    *events = HB_EVENT_NONE;
+    *out.events = 0;
     Hb_Adapter_Entry *adapter =
         find_adapter(record.node_number, record.p_interface_name != nullptr ? record.p_interface_name : "");
     if (adapter != nullptr) {
-        *events = change_state(*adapter, record.event_type == QZ_ORB_EVENT_UP);
+        *out.events = change_state(*adapter, record.event_type == QZ_ORB_EVENT_UP);
     }
-    set_members(group, *events != HB_EVENT_NONE ? adapter : nullptr);
-    fillInOneAdapterEvent(events, name, group, seqnum_p);
+    set_members(out.group, *out.events != 0 ? adapter : nullptr);
+    fillInOneAdapterEvent(out.events, out.name, out.group, out.sequence_number);
     return Hb_Success;
 }

@@ -13,8 +13,7 @@ class ORBFSAdapterEventHandler : public ORBFSConfigurationHandler {
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:
-    Hb_Rc process(const qz_orb_event_metadata_t &event, int *events, char *name, Hb_Group *group,
-                  unsigned long *seqnum_p);
+    Hb_Rc process(const qz_orb_event_metadata_t &event, const MOX_Event_Output &out);
 };
 
 #endif

@@ -1,6 +1,5 @@
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
-#include <cstring>
 #include <initializer_list>
 
 #include "lib/base/MOX_HBC_trace.h"
@@ -12,7 +11,6 @@
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/working_table.h"
 #include "lib/mox/event_construction.h"
-#include "lib/mox/handlers/event_output.h"
 #include "lib/mox/handlers/event_pipe.h"
 #include "lib/mox/table_comparison.h"
 #include "lib/mox/table_update.h"
@@ -56,13 +54,12 @@ Hb_Rc ORBFSConfigurationHandler::handler(int *, char *, Hb_Group *, unsigned lon
     return Hb_Success;
 }
 
-void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, int *events, char *name,
-                                                          Hb_Group *group) {
+void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, const MOX_Event_Output &out) {
     hb_trace_values(HB_TRACE_ERRORS, HB_TR_DEPARTED_ADAPTERS_DELIVERED, departed->group.Hb_events);
-    if (!MOX_tell(departed->group.Hb_events, networkEventSubscriptionName, events, name)) {
+    if (!out.report(departed->group.Hb_events, networkEventSubscriptionName)) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DEPARTED_ADAPTERS_UNSUBSCRIBED);
     }
-    copy_adapter_Hb_Group(&departed->group, group);
+    copy_adapter_Hb_Group(&departed->group, out.group);
     delete departed;
 }
 
@@ -112,8 +109,12 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
                                                                           Hb_Group *group,
                                                                           unsigned long *seqnum_p,
                                                                           qz_orb_event_metadata_t *event) {
+    return rebuild_table({events, name, group, seqnum_p}, event);
+}
+
+Hb_Rc ORBFSConfigurationHandler::rebuild_table(const MOX_Event_Output &out, qz_orb_event_metadata_t *event) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_ENTRY, orbfs_fd);
-    MOX_tell_nothing(events, name, seqnum_p);
+    out.report_no_event();
     hb_mox_dump_global_table(&global_config_tbl, "Update global table: old table");
     if (hb_mox_update_working_table(event) != Hb_Success) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
@@ -130,12 +131,11 @@ Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *e
     // While a move is being prepared everything is queued. Otherwise what departed first is delivered at once.
     if (!migrate_to_mox_prep) {
         if (found.adapters_gone != nullptr) {
-            deliver_departed_adapters(found.adapters_gone, events, name, group);
+            deliver_departed_adapters(found.adapters_gone, out);
             found.adapters_gone = nullptr;
         }
         if (found.marker == nullptr) {
-            *events = HB_EVENT_CONFIG;
-            std::strcpy(name, HB_EVENT_NAME_CONFIG);
+            out.report_configuration_change();
         }
     }
     queue_all(found);

@@ -2,6 +2,7 @@
 #ifndef MOX_ORBFSCONFIGURATIONHANDLER_H
 #define MOX_ORBFSCONFIGURATIONHANDLER_H
 
+#include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "qz_mox.h"
 
@@ -20,6 +21,8 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     // hb_mox_update_global_tbl.
     Hb_Rc update_global_table_and_construct_events(int *events, char *name, Hb_Group *group,
                                                    unsigned long *seqnum_p, qz_orb_event_metadata_t *event);
+    // The same with the four outputs as one.
+    Hb_Rc rebuild_table(const MOX_Event_Output &out, qz_orb_event_metadata_t *event);
 
     // The same for a commit: everything is queued, with exactly one marker, and nodes that both tables know are
     // compared by their states as well. skip_unread_events reads what the monitors hold, once the service has
@@ -36,7 +39,7 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     Differences compare(Nodes nodes, Marker marker);
     static Hb_Rc report_later(Differences &found);
     static void queue_all(const Differences &found);
-    void deliver_departed_adapters(MOX_Event *departed, int *events, char *name, Hb_Group *group);
+    void deliver_departed_adapters(MOX_Event *departed, const MOX_Event_Output &out);
 };
 
 #endif

@@ -14,7 +14,6 @@
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/hb_global_data/working_table.h"
-#include "lib/mox/handlers/event_output.h"
 #include "lib/mox/handlers/event_pipe.h"
 
 namespace {
@@ -115,12 +114,12 @@ void ORBFSEventPipeHandler::copy_group(MOX_Event &ev, Hb_Group *group) {
     }
 }
 
-void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_Group *group) {
-    *events = ev.group.Hb_events;
+void ORBFSEventPipeHandler::deliver(MOX_Event &ev, const MOX_Event_Output &out) {
+    *out.events = ev.group.Hb_events;
     const char *subscription = subscription_of(ev.group.Hb_group_type);
     if (subscription != nullptr) {
-        copy_group(ev, group);
-        if (!MOX_tell(*events, subscription, events, name)) {
+        copy_group(ev, out.group);
+        if (!out.report(*out.events, subscription)) {
             hb_trace_values(HB_TRACE_INFO, HB_TR_DELIVER_UNSUBSCRIBED, ev.group.Hb_group_type,
                             ev.group.Hb_events);
         }
@@ -129,14 +128,15 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, int *events, char *name, Hb_G
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
         MOX_take_table_of(&ev);
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
-        std::strcpy(name, HB_EVENT_NAME_CONFIG);
+        std::strcpy(out.name, "Hb_Config_Group");
     }
 }
 
 Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ENTRY, orbfs_fd);
     take_wake_up();
-    MOX_tell_nothing(events, name, seqnum_p);
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    out.report_no_event();
     if (MOX_event_queue_is_empty() != 0) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_QUEUE_EMPTY);
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
@@ -150,7 +150,7 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
             hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
             return Hb_Success;
         }
-        deliver(*ev, events, name, group);
+        deliver(*ev, out);
         MOX_delete_event(ev);
     }
     const Hb_Rc result = MOX_write_to_event_pipe();

@@ -2,6 +2,7 @@
 #ifndef MOX_ORBFSEVENTPIPEHANDLER_H
 #define MOX_ORBFSEVENTPIPEHANDLER_H
 
+#include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
 
 class ORBFSEventPipeHandler : public ORBFSPipeHandler {
@@ -16,7 +17,7 @@ class ORBFSEventPipeHandler : public ORBFSPipeHandler {
 
   private:
     void take_wake_up();
-    void deliver(MOX_Event &ev, int *events, char *name, Hb_Group *group);
+    void deliver(MOX_Event &ev, const MOX_Event_Output &out);
     void copy_group(MOX_Event &ev, Hb_Group *group);
 };
 

@@ -14,6 +14,7 @@
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/working_table.h"
 #include "lib/mox/event_construction.h"
+#include "lib/mox/event_output.h"
 #include "lib/mox/node_adapters.h"
 #include "lib/mox/table_comparison.h"
 #include "qz_mox.h"

@@ -90,6 +90,4 @@ class ORBFSHandler {
     static int numbersOfFileDescriptors;
 };
 
-inline constexpr char MOX_EMPTY_EVENT[] = HB_EVENT_NAME_EMPTY;
-
 #endif

@@ -50,13 +50,12 @@ ORBFSIPChangeEventHandler::~ORBFSIPChangeEventHandler() = default;
 
 Hb_Rc ORBFSIPChangeEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
-    return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_IP_CHANGE, records, events,
-        [&](const qz_orb_event_metadata_t &event) { return process(event, events, name, group, seqnum_p); });
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_IP_CHANGE, records, out,
+                            [&](const qz_orb_event_metadata_t &event) { return process(event, out); });
 }
 
-Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, int *events, char *name,
-                                         Hb_Group *group, unsigned long *seqnum_p) {
+Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, const MOX_Event_Output &out) {
     const qz_orb_event_ip_change_t &record = *event.event.p_ip_change;
     trace_record(record);
     if (record.event_type != QZ_ORB_ADDRESS_ADD && record.event_type != QZ_ORB_ADDRESS_DELETE) {
@@ -65,10 +64,10 @@ Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, i
     }
     if (record.event_type == QZ_ORB_ADDRESS_ADD && is_known(record)) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_IP_CHANGE_KNOWN, record.node_number);
-        *events = HB_EVENT_NONE;
-        fillInOneAdapterEvent(events, name, group, seqnum_p);
+        *out.events = 0;
+        fillInOneAdapterEvent(out.events, out.name, out.group, out.sequence_number);
     }
     qz_orb_event_metadata_t about = event;
     about.category = QZ_ORB_EVENT_CATEGORY_IP_CHANGE;
-    return update_global_table_and_construct_events(events, name, group, seqnum_p, &about);
+    return rebuild_table(out, &about);
 }

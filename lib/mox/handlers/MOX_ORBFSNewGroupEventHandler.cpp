@@ -1,7 +1,6 @@
 #include "lib/mox/handlers/MOX_ORBFSNewGroupEventHandler.h"
 
 #include <cerrno>
-#include <cstring>
 #include <unistd.h>
 
 #include "lib/base/MOX_HBC_trace.h"
@@ -14,9 +13,8 @@
 
 namespace {
 
-Hb_Rc nothing_subscribed(Hb_Trace_Id id, int *events, char *name) {
-    *events = HB_EVENT_NONE;
-    std::strcpy(name, MOX_EMPTY_EVENT);
+Hb_Rc nothing_subscribed(Hb_Trace_Id id, const MOX_Event_Output &out) {
+    out.report_no_event();
     hb_trace_id(HB_TRACE_INFO, id);
     return Hb_Success;
 }
@@ -59,9 +57,9 @@ ORBFSNewGroupEventHandler::ORBFSNewGroupEventHandler(char *name) : ORBFSPipeHand
 
 ORBFSNewGroupEventHandler::~ORBFSNewGroupEventHandler() = default;
 
-Hb_Rc ORBFSNewGroupEventHandler::build_node_group(int *events, char *name, Hb_Group *group) {
+Hb_Rc ORBFSNewGroupEventHandler::build_node_group(const MOX_Event_Output &out) {
     if (nodeEventSubscriptionName[0] == '\0') {
-        return nothing_subscribed(HB_TR_NEW_GROUP_NODES_UNSUBSCRIBED, events, name);
+        return nothing_subscribed(HB_TR_NEW_GROUP_NODES_UNSUBSCRIBED, out);
     }
     MOX_Owned<qz_mox_node_info_t> nodes;
     const int result = MOX_query(
@@ -69,9 +67,9 @@ Hb_Rc ORBFSNewGroupEventHandler::build_node_group(int *events, char *name, Hb_Gr
     if (result != 0) {
         return query_failed(HB_ERROR_NODE_QUERY_FAILED, HB_TR_NEW_GROUP_NO_NODES, result);
     }
-    fill_header(group, Hb_Node_Group);
-    reset_node_membership_group_node_list(group);
-    auto &members = group->Hb_membership_grp_union.Hb_node_membership_grp;
+    fill_header(out.group, Hb_Node_Group);
+    reset_node_membership_group_node_list(out.group);
+    auto &members = out.group->Hb_membership_grp_union.Hb_node_membership_grp;
     members.Hb_num_nodes = 0;
     for (const qz_mox_node_info_t *node = nodes.get(); node != nullptr; node = node->p_next) {
         if (is_member(*node) && members.Hb_node_list[node->number] == Hb_False) {
@@ -79,16 +77,15 @@ Hb_Rc ORBFSNewGroupEventHandler::build_node_group(int *events, char *name, Hb_Gr
             ++members.Hb_num_nodes;
         }
     }
-    *events = HB_EVENT_NEW_GROUP;
-    std::strcpy(name, nodeEventSubscriptionName);
+    out.report(HB_EVENT_NEW_GROUP, nodeEventSubscriptionName);
     return Hb_Success;
 }
 
-Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(int *events, char *name, Hb_Group *group) {
+Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(const MOX_Event_Output &out) {
     if (networkEventSubscriptionName[0] == '\0') {
-        return nothing_subscribed(HB_TR_NEW_GROUP_ADAPTERS_UNSUBSCRIBED, events, name);
+        return nothing_subscribed(HB_TR_NEW_GROUP_ADAPTERS_UNSUBSCRIBED, out);
     }
-    hb_clear_adapter_list(group, hb_adapter_number_bound(global_config_tbl));
+    hb_clear_adapter_list(out.group, hb_adapter_number_bound(global_config_tbl));
     MOX_Owned<qz_mox_net_intf_info_t> interfaces;
     const int result = MOX_query(interfaces, [](qz_mox_net_intf_info_t **list) {
         return qz_mox_get_net_intf_info(orbfs_cluster_name, list);
@@ -96,8 +93,8 @@ Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(int *events, char *name, Hb
     if (result != 0) {
         return query_failed(HB_ERROR_INTERFACE_QUERY_FAILED, HB_TR_NEW_GROUP_NO_INTERFACES, result);
     }
-    fill_header(group, Hb_Adapter_Group);
-    auto &members = group->Hb_membership_grp_union.Hb_adapter_membership_grp;
+    fill_header(out.group, Hb_Adapter_Group);
+    auto &members = out.group->Hb_membership_grp_union.Hb_adapter_membership_grp;
     members.Hb_group_leader = HB_NOT_IN_GROUP;
     members.Hb_group_incarnation = HB_NOT_IN_GROUP;
     members.Hb_num_adapters = 0;
@@ -114,8 +111,7 @@ Hb_Rc ORBFSNewGroupEventHandler::build_adapter_group(int *events, char *name, Hb
             ++members.Hb_num_adapters;
         }
     }
-    *events = HB_EVENT_NEW_GROUP;
-    std::strcpy(name, networkEventSubscriptionName);
+    out.report(HB_EVENT_NEW_GROUP, networkEventSubscriptionName);
     return Hb_Success;
 }
 
@@ -134,14 +130,15 @@ Hb_Rc ORBFSNewGroupEventHandler::handler(int *events, char *name, Hb_Group *grou
     if (orbfs_cluster_name == nullptr) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_NEW_GROUP_NO_CLUSTER_NAME);
     }
-    *seqnum_p = 0;
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    *out.sequence_number = 0;
     Hb_Rc result = Hb_Failure;
     switch (request) {
     case MOX_NEW_NODE_GROUP:
-        result = build_node_group(events, name, group);
+        result = build_node_group(out);
         break;
     case MOX_NEW_ADAPTER_GROUP:
-        result = build_adapter_group(events, name, group);
+        result = build_adapter_group(out);
         break;
     default:
         set_hb_errno(HB_ERROR_BAD_NEW_GROUP_REQUEST);

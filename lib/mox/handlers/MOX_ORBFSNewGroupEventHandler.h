@@ -2,6 +2,7 @@
 #ifndef MOX_ORBFSNEWGROUPEVENTHANDLER_H
 #define MOX_ORBFSNEWGROUPEVENTHANDLER_H
 
+#include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
 
 class ORBFSNewGroupEventHandler : public ORBFSPipeHandler {
@@ -15,8 +16,8 @@ class ORBFSNewGroupEventHandler : public ORBFSPipeHandler {
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:
-    Hb_Rc build_node_group(int *events, char *name, Hb_Group *group);
-    Hb_Rc build_adapter_group(int *events, char *name, Hb_Group *group);
+    Hb_Rc build_node_group(const MOX_Event_Output &out);
+    Hb_Rc build_adapter_group(const MOX_Event_Output &out);
 };
 
 // The requests, one byte each.

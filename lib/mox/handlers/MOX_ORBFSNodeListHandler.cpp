@@ -15,11 +15,12 @@ ORBFSNodeListHandler::~ORBFSNodeListHandler() = default;
 
 Hb_Rc ORBFSNodeListHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, records, events,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, records, out,
         [&](const qz_orb_event_metadata_t &event) {
             qz_orb_event_metadata_t about = event;
-            return update_global_table_and_construct_events(events, name, group, seqnum_p, &about);
+            return rebuild_table(out, &about);
         },
         MOX_Record_Use::not_needed);
 }

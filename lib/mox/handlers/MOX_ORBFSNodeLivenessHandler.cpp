@@ -7,7 +7,6 @@
 #include "lib/mox/event_construction.h"
 #include "lib/mox/event_reading.h"
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
-#include "lib/mox/handlers/event_output.h"
 #include "lib/mox/handlers/event_pipe.h"
 #include "lib/mox/handlers/process_handlers.h"
 #include "lib/mox/node_adapters.h"
@@ -97,42 +96,42 @@ ORBFSNodeLivenessHandler::~ORBFSNodeLivenessHandler() = default;
 
 Hb_Rc ORBFSNodeLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
-    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, records, events,
-                            [&](const qz_orb_event_metadata_t &event) {
-                                return process(*event.event.p_node_liveness, {events, name, group, seqnum_p});
-                            });
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    return MOX_handle_event(
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, records, out,
+        [&](const qz_orb_event_metadata_t &event) { return process(*event.event.p_node_liveness, out); });
 }
 
-void ORBFSNodeLivenessHandler::tell_nothing_new(int node, unsigned long seqnum, const Output &out) {
-    fillInNodeEventInfo(node, HB_EVENT_NONE, out.name, out.group);
-    MOX_tell_nothing(out.events, out.name, out.seqnum_p);
-    *out.seqnum_p = seqnum;
+void ORBFSNodeLivenessHandler::report_no_news(int node, unsigned long seqnum, const MOX_Event_Output &out) {
+    fillInNodeEventInfo(node, 0, out.name, out.group);
+    out.report_no_event();
+    *out.sequence_number = seqnum;
 }
 
 // The event is told also where there is no subscription to name it after.
-void ORBFSNodeLivenessHandler::tell_node(int node, int event, unsigned long seqnum, const Output &out) {
+void ORBFSNodeLivenessHandler::report_node(int node, int event, unsigned long seqnum,
+                                           const MOX_Event_Output &out) {
     fillInNodeEventInfo(node, event, out.name, out.group);
     *out.events = event;
-    *out.seqnum_p = seqnum;
+    *out.sequence_number = seqnum;
 }
 
 // A whole reading of the service reports what was missed, and what the record says with it.
-Hb_Rc ORBFSNodeLivenessHandler::make_up_for_missed_comparison(const Output &out) {
+Hb_Rc ORBFSNodeLivenessHandler::make_up_for_missed_comparison(const MOX_Event_Output &out) {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
-    return configuration != nullptr ? configuration->update_global_table_and_construct_events(
-                                          out.events, out.name, out.group, out.seqnum_p, nullptr)
-                                    : Hb_Failure;
+    return configuration != nullptr ? configuration->rebuild_table(out, nullptr) : Hb_Failure;
 }
 
-Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &record, const Output &out) {
+Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &record,
+                                        const MOX_Event_Output &out) {
     if (record.node_number >= HB_NODE_SLOTS) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_OUT_OF_RANGE, record.node_number);
-        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        out.report_no_event();
         return Hb_Success;
     }
     const auto node = static_cast<int>(record.node_number);
     if (node == global_config_tbl.local_node_number) {
-        tell_nothing_new(node, sequence_of(record), out);
+        report_no_news(node, sequence_of(record), out);
         return Hb_Success;
     }
     const bool is_alone = needs_whole_reading(node);
@@ -153,32 +152,32 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
 }
 
 bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &record, bool has_table,
-                                         const Output &out) {
+                                         const MOX_Event_Output &out) {
     const auto node = static_cast<int>(record.node_number);
     Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
     const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : nullptr;
     if (now != nullptr && now->state == Hb_Entity_Up) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_CONTRADICTED, node);
-        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        out.report_no_event();
         return false;
     }
     if (is_down_because(before, Hb_Entity_State_Reason_Down)) {
-        tell_nothing_new(node, sequence_of(record), out);
+        report_no_news(node, sequence_of(record), out);
         return false;
     }
-    const bool reported = is_down_because(before, Hb_Entity_State_Reason_KOBAL_Down);
+    const bool was_reported = is_down_because(before, Hb_Entity_State_Reason_KOBAL_Down);
     MOX_Event *adapters = nullptr;
     constructAdapterEventOnNode(node, &adapters, HB_EVENT_DEATH);
     const bool adapters_died = adapters != nullptr;
     if (adapters_died) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_ADAPTERS_DIED, node);
-        if (!MOX_tell(HB_EVENT_DEATH, networkEventSubscriptionName, out.events, out.name)) {
+        if (!out.report(HB_EVENT_DEATH, networkEventSubscriptionName)) {
             hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_ADAPTERS_UNSUBSCRIBED, node);
         }
-        *out.seqnum_p = 0;
+        *out.sequence_number = 0;
         copy_adapter_Hb_Group(&adapters->group, out.group);
         delete adapters;
-        if (!reported) {
+        if (!was_reported) {
             MOX_Event *death = nullptr;
             constructNodeEvent(node, &death, HB_EVENT_DEATH);
             if (death == nullptr) {
@@ -186,30 +185,29 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
             }
             queue(death);
         }
-    } else if (!reported) {
-        tell_node(node, HB_EVENT_DEATH, sequence_of(record), out);
+    } else if (!was_reported) {
+        report_node(node, HB_EVENT_DEATH, sequence_of(record), out);
     }
     if (before != nullptr) {
         before->state = Hb_Entity_Down;
     } else {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
     }
-    const bool is_told = adapters_died || !reported;
-    MOX_Event *marker = has_table && is_told ? MOX_make_config_marker() : nullptr;
-    if (has_table && (marker != nullptr || !is_told)) {
+    const bool has_event = adapters_died || !was_reported;
+    MOX_Event *marker = has_table && has_event ? MOX_make_config_marker() : nullptr;
+    if (has_table && (marker != nullptr || !has_event)) {
         // The service may still have adapters up whose own events are unread.
         MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
     }
     if (marker != nullptr) {
         queue_marker(marker);
-    } else if (has_table && !is_told) {
+    } else if (has_table && !has_event) {
         MOX_take_working_table();
-        *out.events = HB_EVENT_CONFIG;
-        std::strcpy(out.name, HB_EVENT_NAME_CONFIG);
-        *out.seqnum_p = 0;
+        out.report_configuration_change();
+        *out.sequence_number = 0;
     } else {
-        if (!is_told) {
-            MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        if (!has_event) {
+            out.report_no_event();
         }
         go_on_without_table(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
     }
@@ -217,7 +215,7 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
 }
 
 bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &record, bool has_table,
-                                       const Output &out) {
+                                       const MOX_Event_Output &out) {
     const auto node = static_cast<int>(record.node_number);
     Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
     const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : before;
@@ -226,14 +224,14 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
                                        : is_down_because(now, Hb_Entity_State_Reason_KOBAL_Down);
     if (is_down_now) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_UP_CONTRADICTED, node);
-        MOX_tell_nothing(out.events, out.name, out.seqnum_p);
+        out.report_no_event();
         return false;
     }
     if (before != nullptr && before->state == Hb_Entity_Up) {
-        tell_nothing_new(node, sequence_of(record), out);
+        report_no_news(node, sequence_of(record), out);
         return false;
     }
-    tell_node(node, HB_EVENT_JOIN, sequence_of(record), out);
+    report_node(node, HB_EVENT_JOIN, sequence_of(record), out);
     if (!has_table) {
         MOX_Event *joined = nullptr;
         constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);

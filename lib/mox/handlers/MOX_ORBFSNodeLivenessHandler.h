@@ -2,6 +2,7 @@
 #ifndef MOX_ORBFSNODELIVENESSHANDLER_H
 #define MOX_ORBFSNODELIVENESSHANDLER_H
 
+#include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "qz_mox.h"
 
@@ -14,20 +15,14 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:
-    struct Output {
-        int *events;
-        char *name;
-        Hb_Group *group;
-        unsigned long *seqnum_p;
-    };
-    Hb_Rc process(const qz_orb_event_node_liveness_t &record, const Output &out);
-    Hb_Rc make_up_for_missed_comparison(const Output &out);
+    Hb_Rc process(const qz_orb_event_node_liveness_t &record, const MOX_Event_Output &out);
+    Hb_Rc make_up_for_missed_comparison(const MOX_Event_Output &out);
     // Whether there is something to signal. has_table: the working table is what the service has now.
-    bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);
-    bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const Output &out);
+    bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);
+    bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);
     bool queue_adapters_of_returned_node(int node);
-    void tell_nothing_new(int node, unsigned long seqnum, const Output &out);
-    void tell_node(int node, int event, unsigned long seqnum, const Output &out);
+    void report_no_news(int node, unsigned long seqnum, const MOX_Event_Output &out);
+    void report_node(int node, int event, unsigned long seqnum, const MOX_Event_Output &out);
 };
 
 #endif

@@ -3,7 +3,6 @@
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/mox/event_reading.h"
-#include "lib/mox/handlers/event_output.h"
 
 namespace {
 
@@ -36,8 +35,9 @@ ORBFSPeerGSLivenessHandler::ORBFSPeerGSLivenessHandler(char *name) : ORBFSHandle
 ORBFSPeerGSLivenessHandler::~ORBFSPeerGSLivenessHandler() = default;
 
 Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, events,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, out,
         [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_process_liveness_t &record = *event.event.p_process_liveness;
             hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_EVENT, record.node_number, record.event_type);
@@ -46,14 +46,14 @@ Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *gro
                                       : nullptr;
             if (node == nullptr) {
                 hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_UNKNOWN, record.node_number);
-                MOX_tell_nothing(events, name, seqnum_p);
+                out.report_no_event();
                 return Hb_Success;
             }
             const int happened = take_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
-            fillInNodeEventInfo(node->node_num, happened, name, group);
-            MOX_tell_nothing(events, name, seqnum_p);
-            if (happened != HB_EVENT_NONE) {
-                MOX_tell(happened, nodeEventSubscriptionName, events, name);
+            fillInNodeEventInfo(node->node_num, happened, out.name, out.group);
+            out.report_no_event();
+            if (happened != 0) {
+                out.report(happened, nodeEventSubscriptionName);
             }
             return Hb_Success;
         });

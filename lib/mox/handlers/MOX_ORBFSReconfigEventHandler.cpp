@@ -14,15 +14,16 @@ ORBFSReconfigEventHandler::ORBFSReconfigEventHandler(char *name) : ORBFSConfigur
 ORBFSReconfigEventHandler::~ORBFSReconfigEventHandler() = default;
 
 Hb_Rc ORBFSReconfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, records, events,
+        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, records, out,
         [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_cluster_reconfig_t *record = event.event.p_cluster_reconfig;
             if (record != nullptr) {
                 hb_trace_values(HB_TRACE_INFO, HB_TR_RECONFIG_EVENT,
                                 static_cast<uint32_t>(record->sequence_number), record->reason_number);
             }
-            return update_global_table_and_construct_events(events, name, group, seqnum_p, nullptr);
+            return rebuild_table(out, nullptr);
         },
         MOX_Record_Use::not_needed);
 }

@@ -32,16 +32,17 @@ ORBFSRepositoryDiskHandler::ORBFSRepositoryDiskHandler(char *name) : ORBFSHandle
 ORBFSRepositoryDiskHandler::~ORBFSRepositoryDiskHandler() = default;
 
 Hb_Rc ORBFSRepositoryDiskHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_REPOS_DISK, records, events, [&](const qz_orb_event_metadata_t &event) {
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_REPOS_DISK, records, out, [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_repos_disk_t &record = *event.event.p_repos_disk;
-            *events = record.event_type == QZ_ORB_EVENT_UP ? HB_EVENT_JOIN : HB_EVENT_DEATH;
+            *out.events = record.event_type == QZ_ORB_EVENT_UP ? HB_EVENT_JOIN : HB_EVENT_DEATH;
             hb_trace_values(HB_TRACE_INFO, HB_TR_REPOSITORY_EVENT, record.node_number, record.event_type);
-            if (group != nullptr) {
-                fill(*group, record.node_number, *events);
+            if (out.group != nullptr) {
+                fill(*out.group, record.node_number, *out.events);
             }
-            std::strcpy(name, EVENT_NAME);
-            *seqnum_p = 0;
+            std::strcpy(out.name, "Hb_Repository_Disk");
+            *out.sequence_number = 0;
             return Hb_Success;
         });
 }

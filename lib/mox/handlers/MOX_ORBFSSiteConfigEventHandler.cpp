@@ -6,7 +6,6 @@
 #include "lib/hb_global_data/cluster_name.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/mox/event_reading.h"
-#include "lib/mox/handlers/event_output.h"
 
 namespace {
 
@@ -59,10 +58,10 @@ ORBFSSiteConfigEventHandler::~ORBFSSiteConfigEventHandler() = default;
 
 Hb_Rc ORBFSSiteConfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     MOX_trace_handler(records.entry, orbfs_fd);
-    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_SITE_CFG, records, events,
-                            [&](const qz_orb_event_metadata_t &event) {
-                                return process(*event.event.p_site_cfg, events, name, group, seqnum_p);
-                            });
+    const MOX_Event_Output out = {events, name, group, seqnum_p};
+    return MOX_handle_event(
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_SITE_CFG, records, out,
+        [&](const qz_orb_event_metadata_t &event) { return process(*event.event.p_site_cfg, out); });
 }
 
 void ORBFSSiteConfigEventHandler::forget() {
@@ -101,13 +100,12 @@ int ORBFSSiteConfigEventHandler::ask() {
     return 0;
 }
 
-Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record, int *events, char *name,
-                                           Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_tell_nothing(events, name, seqnum_p);
+Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out) {
+    out.report_no_event();
     switch (record.event_type) {
     case QZ_ORB_SITE_DOWN:
         trace_site(HB_TR_SITE_DOWN, record);
-        return site_down(record, events, name, group);
+        return site_down(record, out);
     case QZ_ORB_SITE_UP:
         trace_site(HB_TR_SITE_UP, record);
         [[fallthrough]];
@@ -122,18 +120,18 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
     }
 }
 
-Hb_Rc ORBFSSiteConfigEventHandler::site_down(const qz_orb_event_site_cfg_t &record, int *events, char *name,
-                                             Hb_Group *group) {
+Hb_Rc ORBFSSiteConfigEventHandler::site_down(const qz_orb_event_site_cfg_t &record,
+                                             const MOX_Event_Output &out) {
     if (const int position = ask()) {
         return query_failed(position, errors_of_queries[position]);
     }
     const bool merges = cached_local_site_info.merge_flag == QZ_MOX_SITE_MERGE_FLAG_MERGE_PENDING;
     const int event = merges ? HB_EVENT_SITE_MERGE : HB_EVENT_SITE_SPLIT;
-    if (!MOX_tell(event, siteEventSubscriptionName, events, name)) {
+    if (!out.report(event, siteEventSubscriptionName)) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_SITE_UNSUBSCRIBED, event);
     }
-    if (group != nullptr) {
-        fill(record, event, group);
+    if (out.group != nullptr) {
+        fill(record, event, *out.group);
     }
     return Hb_Success;
 }
@@ -152,18 +150,18 @@ Hb_Site_Info ORBFSSiteConfigEventHandler::local_site(const qz_orb_event_site_cfg
 }
 
 void ORBFSSiteConfigEventHandler::fill(const qz_orb_event_site_cfg_t &record, int event,
-                                       Hb_Group *group) const {
-    group->Hb_group_type = Hb_Site_Group;
-    group->Hb_group_status = Hb_Group_Stable;
-    group->Hb_events = event;
+                                       Hb_Group &group) const {
+    group.Hb_group_type = Hb_Site_Group;
+    group.Hb_group_status = Hb_Group_Stable;
+    group.Hb_events = event;
     if (event == HB_EVENT_SITE_MERGE) {
-        auto &merge = group->Hb_membership_grp_union.site_merge_info;
+        auto &merge = group.Hb_membership_grp_union.site_merge_info;
         merge.num_local_up_nodes = record.num_local_node_up;
         merge.num_remote_up_nodes = record.num_remote_node_up;
         merge.local_site = local_site(record);
         merge.remote_site = remote_site(record);
     } else {
-        auto &split = group->Hb_membership_grp_union.site_split_info;
+        auto &split = group.Hb_membership_grp_union.site_split_info;
         split.local_site = local_site(record);
         split.remote_site = remote_site(record);
     }

@@ -26,10 +26,9 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     // Asks for what is not known; the position of the query that failed, or 0.
     int ask();
     void forget();
-    Hb_Rc process(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group,
-                  unsigned long *seqnum_p);
-    Hb_Rc site_down(const qz_orb_event_site_cfg_t &record, int *events, char *name, Hb_Group *group);
-    void fill(const qz_orb_event_site_cfg_t &record, int event, Hb_Group *group) const;
+    Hb_Rc process(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out);
+    Hb_Rc site_down(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out);
+    void fill(const qz_orb_event_site_cfg_t &record, int event, Hb_Group &group) const;
     Hb_Site_Info local_site(const qz_orb_event_site_cfg_t &record) const;
 };
 

@@ -1,0 +1,38 @@
+// Where the caller of a handler receives an event.
+#ifndef MOX_EVENT_OUTPUT_H
+#define MOX_EVENT_OUTPUT_H
+
+#include <cstring>
+
+#include "hb_client.h"
+
+inline constexpr char MOX_EMPTY_EVENT[] = "<EMPTY EVENT>";
+
+// The four outputs of a handler's specified signature. Behind that signature they travel as one.
+struct MOX_Event_Output {
+    int *events;
+    char *name;
+    Hb_Group *group; // null: the caller wants no group record
+    unsigned long *sequence_number;
+
+    void report_no_event() const {
+        *events = 0;
+        *sequence_number = 0;
+        std::strcpy(name, MOX_EMPTY_EVENT);
+    }
+
+    // Reports the event under the subscription's name. False, with no event reported, without a subscription.
+    bool report(int event, const char *subscription) const {
+        const bool is_subscribed = subscription[0] != '\0';
+        *events = is_subscribed ? event : 0;
+        std::strcpy(name, is_subscribed ? subscription : MOX_EMPTY_EVENT);
+        return is_subscribed;
+    }
+
+    void report_configuration_change() const {
+        *events = HB_EVENT_CONFIG;
+        std::strcpy(name, "Hb_Config_Group");
+    }
+};
+
+#endif
