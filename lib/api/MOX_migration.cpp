@@ -53,7 +53,7 @@ class Without_Sigpipe {
     bool was_pending_;
 };
 
-void tell_daemon_to_end() {
+void request_daemon_shutdown() {
     const Without_Sigpipe guard;
     hb_mox_delayed_daemon_shutdown();
 }
@@ -78,7 +78,7 @@ bool skip_unread_configuration() {
 
 // Until the first commit the daemon has reported what happened since the monitors were opened. Once those events are
 // read, the service's answers are what is now, and nothing is reported a second time.
-bool skip_what_the_daemon_reported() {
+bool skip_events_the_daemon_reported() {
     const Skip_Unread liveness = {{node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
                                   {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS}};
     bool any = skip_unread(liveness);
@@ -90,13 +90,13 @@ bool skip_what_the_daemon_reported() {
 void queue_differences(bool leaves_daemon) {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
     if (configuration != nullptr) {
-        configuration->queue_all_differences(MOX_prepared_table, leaves_daemon ? skip_what_the_daemon_reported
+        configuration->queue_all_differences(MOX_prepared_table, leaves_daemon ? skip_events_the_daemon_reported
                                                                                : skip_unread_configuration);
     }
 }
 
 // In cluster-event mode the handlers that deliver events stay; those that this preparation has made go.
-Hb_Rc refuse(const MOX_Handler_Set &before) {
+Hb_Rc abandon_preparation(const MOX_Handler_Set &before) {
     MOX_delete_handlers_except(before);
     MOX_drop_prepared_table();
     return Hb_Failure;
@@ -113,9 +113,9 @@ Hb_Rc hb_migrate_to_mox_prep() {
     const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc created = MOX_create_global_event_handlers();
     if (created != Hb_Success) {
-        set_hb_errno(HB_ERROR_HANDLERS_NOT_CREATED);
-        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, HB_ERROR_HANDLERS_NOT_CREATED);
-        return refuse(before);
+        set_hb_errno(74);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
+        return abandon_preparation(before);
     }
     const MOX_Known_Nodes nodes;
     const Hb_Rc built = hb_mox_update_global_tbl(&MOX_prepared_table, nullptr, nullptr);
@@ -126,13 +126,13 @@ Hb_Rc hb_migrate_to_mox_prep() {
     if (global_config_tbl.local_node_number != MOX_prepared_table.local_node_number) {
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_OTHER_NODE, int{global_config_tbl.local_node_number},
                         int{MOX_prepared_table.local_node_number});
-        return refuse(before);
+        return abandon_preparation(before);
     }
     const Hb_Rc known = MOX_find_tbl1_node_in_tbl2(&global_config_tbl, &MOX_prepared_table);
     if (known != Hb_Success) {
         set_hb_errno(HB_ERROR_NODE_UNKNOWN_TO_SERVICE);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_UNKNOWN_NODE, known);
-        return refuse(before);
+        return abandon_preparation(before);
     }
     return Hb_Success;
 }
@@ -142,7 +142,7 @@ void hb_migrate_construct_global_table_and_events() {
 }
 
 Hb_Rc hb_migrate_to_mox_commit() {
-    tell_daemon_to_end();
+    request_daemon_shutdown();
     const bool leaves_daemon = !IsMOX;
     IsMOX = true;
     hb_remove_client_select();

@@ -79,8 +79,8 @@ Hb_Rc send_about(const Hb_Adapter_Entry &entry, Hb_Client_Request request, const
 }
 
 // Sends a local-adapter request and waits for its answer.
-Hb_Rc ask_about_adapter(unsigned int adapter_num, Hb_Client_Request request, const void *data,
-                        Hb_Client_Reply reply, const timeval *timeout, Hb_Packet &packet) {
+Hb_Rc request_and_await_reply(unsigned int adapter_num, Hb_Client_Request request, const void *data,
+                              Hb_Client_Reply reply, const timeval *timeout, Hb_Packet &packet) {
     const Hb_Adapter_Entry *entry = local_adapter(adapter_num);
     if (entry == nullptr) {
         return Hb_Failure;
@@ -105,26 +105,26 @@ Hb_Rc ask_about_adapter(unsigned int adapter_num, Hb_Client_Request request, con
 Hb_Rc change_adapter(unsigned int adapter_num, Hb_Client_Request request, const void *data,
                      std::initializer_list<Status_Error> rows) {
     Hb_Packet packet;
-    if (ask_about_adapter(adapter_num, request, data, HB_CONFIG_ADAPTER, &reply_from_server_deftimeout,
-                          packet) != Hb_Success) {
+    if (request_and_await_reply(adapter_num, request, data, HB_CONFIG_ADAPTER, &reply_from_server_deftimeout,
+                                packet) != Hb_Success) {
         return Hb_Failure;
     }
     return result_of(packet.get()->value, rows);
 }
 
-Hb_Rc tell_node(short node_num, Hb_Client_Request request) {
+Hb_Rc report_node(short node_num, Hb_Client_Request request) {
     return hb_init() == Hb_Success ? hb_notify_node_down(node_num, request) : Hb_Failure;
 }
 
-Hb_Rc tell_adapter(unsigned int adapter_num, Hb_Client_Request request) {
+Hb_Rc report_adapter(unsigned int adapter_num, Hb_Client_Request request) {
     return hb_init() == Hb_Success ? hb_notify_adapter_down(adapter_num, request) : Hb_Failure;
 }
 
-Hb_Rc tell_local_adapter(unsigned int adapter_num, Hb_Client_Request request) {
+Hb_Rc request_for_local_adapter(unsigned int adapter_num, Hb_Client_Request request) {
     return hb_init() == Hb_Success ? hb_config_local_adapter(adapter_num, request, nullptr) : Hb_Failure;
 }
 
-Hb_Rc tell(Hb_Client_Request request, void *data, int length) {
+Hb_Rc send_request(Hb_Client_Request request, void *data, int length) {
     return hb_init() == Hb_Success ? hb_send(request, data, length) : Hb_Failure;
 }
 
@@ -160,35 +160,35 @@ Hb_Rc hb_config_local_adapter(unsigned int adapter_num, Hb_Client_Request msg_ty
 }
 
 Hb_Rc hb_node_may_be_down(short node_num) {
-    return tell_node(node_num, HB_NODE_MAY_BE_DOWN);
+    return report_node(node_num, HB_NODE_MAY_BE_DOWN);
 }
 
 Hb_Rc hb_node_is_down(short node_num) {
-    return tell_node(node_num, HB_NODE_IS_DOWN);
+    return report_node(node_num, HB_NODE_IS_DOWN);
 }
 
 Hb_Rc hb_adapter_may_be_down(unsigned int adapter_num) {
-    return tell_adapter(adapter_num, HB_ADAPTER_MAY_BE_DOWN);
+    return report_adapter(adapter_num, HB_ADAPTER_MAY_BE_DOWN);
 }
 
 Hb_Rc hb_adapter_is_down(unsigned int adapter_num) {
-    return tell_adapter(adapter_num, HB_ADAPTER_IS_DOWN);
+    return report_adapter(adapter_num, HB_ADAPTER_IS_DOWN);
 }
 
 Hb_Rc hb_enable_adapter(unsigned int adapter_num) {
-    return tell_local_adapter(adapter_num, HB_ENABLE_ADAPTER);
+    return request_for_local_adapter(adapter_num, HB_ENABLE_ADAPTER);
 }
 
 Hb_Rc hb_disable_adapter(unsigned int adapter_num) {
-    return tell_local_adapter(adapter_num, HB_DISABLE_ADAPTER);
+    return request_for_local_adapter(adapter_num, HB_DISABLE_ADAPTER);
 }
 
 Hb_Rc hb_ifconfig_down(unsigned int adapter_num) {
-    return tell_local_adapter(adapter_num, HB_IFCONFIG_DOWN);
+    return request_for_local_adapter(adapter_num, HB_IFCONFIG_DOWN);
 }
 
 Hb_Rc hb_ifconfig_up(unsigned int adapter_num) {
-    return tell_local_adapter(adapter_num, HB_IFCONFIG_UP);
+    return request_for_local_adapter(adapter_num, HB_IFCONFIG_UP);
 }
 
 Hb_Rc hb_configure_adapter(unsigned int adapter_num, Hb_IP_address4 address) {
@@ -233,8 +233,8 @@ Hb_Rc hb_adapter_grace(unsigned int adapter_num, int seconds) {
         return Hb_Failure;
     }
     Hb_Packet packet;
-    if (ask_about_adapter(adapter_num, HB_ADAPTER_GRACE_REQ, &seconds, HB_ADAPTER_GRACE, nullptr, packet) !=
-        Hb_Success) {
+    if (request_and_await_reply(adapter_num, HB_ADAPTER_GRACE_REQ, &seconds, HB_ADAPTER_GRACE, nullptr,
+                                packet) != Hb_Success) {
         return Hb_Failure;
     }
     return result_of(packet.get()->value, {FAILED,
@@ -248,8 +248,8 @@ Hb_Rc hb_get_adapter_state(unsigned int adapter_num, int *state) {
         return Hb_Failure;
     }
     Hb_Packet packet;
-    if (ask_about_adapter(adapter_num, HB_GET_ADAPTER_STATE, nullptr, HB_ADAPTER_STATE,
-                          &reply_from_server_deftimeout, packet) != Hb_Success) {
+    if (request_and_await_reply(adapter_num, HB_GET_ADAPTER_STATE, nullptr, HB_ADAPTER_STATE,
+                                &reply_from_server_deftimeout, packet) != Hb_Success) {
         return Hb_Failure;
     }
     if (result_of(packet.get()->value, {FAILED, NOT_CONFIGURED}) != Hb_Success) {
@@ -265,16 +265,17 @@ Hb_Rc hb_get_adapter_state(unsigned int adapter_num, int *state) {
 }
 
 Hb_Rc hb_simulate_death(int slept_sec) {
-    return tell(HB_SIMULATE_DEATH, &slept_sec, sizeof slept_sec);
+    return send_request(HB_SIMULATE_DEATH, &slept_sec, sizeof slept_sec);
 }
 
 Hb_Rc hb_discard_stale_messages(int discard_flag) {
-    return tell(discard_flag == 1 ? HB_DISCARD_STALE_MESSAGES : HB_DONT_DISCARD_STALE_MESSAGES, nullptr, 0);
+    return send_request(discard_flag == 1 ? HB_DISCARD_STALE_MESSAGES : HB_DONT_DISCARD_STALE_MESSAGES, nullptr,
+                        0);
 }
 
 Hb_Rc hb_client_heartbeat(unsigned long seqnum) {
     auto word = static_cast<uint32_t>(seqnum);
-    return tell(HB_CLIENT_HEARTBEAT, &word, sizeof word);
+    return send_request(HB_CLIENT_HEARTBEAT, &word, sizeof word);
 }
 
 Hb_Rc hb_nim_manual_start_control(int ctrl, char *interface) {

@@ -24,7 +24,7 @@
 namespace {
 
 // What a preparation read of the service is older than what is reported now: a commit may not go back to it.
-void outdate_preparation() {
+void drop_outdated_preparation() {
     MOX_drop_prepared_table();
 }
 
@@ -61,7 +61,7 @@ Hb_Rc apply_configuration(const Hb_Packet &packet, int *events, char *name) {
     }
     nodes.restore();
     hb_init_global_node_tbl();
-    outdate_preparation();
+    drop_outdated_preparation();
     *events = HB_EVENT_CONFIG;
     std::strcpy(name, HB_EVENT_NAME_CONFIG);
     return Hb_Success;
@@ -78,7 +78,7 @@ Hb_Rc apply_event(const Hb_Packet &packet, int *events, char *name, Hb_Group &gr
         return hb_fail(10);
     }
     if (changes_membership(*event)) {
-        outdate_preparation();
+        drop_outdated_preparation();
     }
     *events = hb_apply_event(*event, name, group);
     return Hb_Success;
@@ -88,7 +88,7 @@ Hb_Rc apply_event(const Hb_Packet &packet, int *events, char *name, Hb_Group &gr
 Hb_Rc deliver_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group,
                             unsigned long *seqnum_p) {
     if (MOX_event_queue_is_empty() != 0) {
-        outdate_preparation();
+        drop_outdated_preparation();
         Hb_Rc result = Hb_Failure;
         ORBFSHandler::dispatch(descriptors, events, name, group, seqnum_p, &result);
         return result;

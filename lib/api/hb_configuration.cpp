@@ -26,7 +26,7 @@ Hb_Rc hb_get_my_node_number(Hb_Node_Number *node) {
     return Hb_Success;
 }
 
-static Hb_Rc give_count(int *count, const int &source) {
+static Hb_Rc write_count(int *count, const int &source) {
     if (!hb_ready(count)) {
         return Hb_Failure;
     }
@@ -35,19 +35,19 @@ static Hb_Rc give_count(int *count, const int &source) {
 }
 
 Hb_Rc hb_get_number_of_configured_nodes(int *count) {
-    return give_count(count, global_num_nodes);
+    return write_count(count, global_num_nodes);
 }
 
 Hb_Rc hb_get_number_of_configured_networks(int *count) {
-    return give_count(count, global_config_tbl.Hb_num_networks);
+    return write_count(count, global_config_tbl.Hb_num_networks);
 }
 
 Hb_Rc hb_get_number_of_configured_adapters(int *count) {
-    return give_count(count, global_config_tbl.Hb_num_adapters);
+    return write_count(count, global_config_tbl.Hb_num_adapters);
 }
 
 Hb_Rc hb_get_number_of_configured_sites(int *count) {
-    return give_count(count, global_num_sites);
+    return write_count(count, global_num_sites);
 }
 
 // ---- Iterations ----
@@ -56,7 +56,7 @@ Hb_Rc process_node_number_list(Hb_Node_Number *node, Hb_Cursor *cursor, int firs
     if (!hb_ready(node, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(node, HB_NO_NODE, cursor, first, hb_node_bound(),
+    return hb_iterate_numbers(node, HB_NO_NODE, cursor, first != 0, hb_node_bound(),
                               [](int n) { return global_node_tbl[n] != Hb_False; });
 }
 
@@ -72,7 +72,7 @@ Hb_Rc process_site_number_list(Hb_Site_Number *site, Hb_Cursor *cursor, int firs
     if (!hb_ready(site, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(site, HB_NO_SITE, cursor, first, hb_site_bound(),
+    return hb_iterate_numbers(site, HB_NO_SITE, cursor, first != 0, hb_site_bound(),
                               [](int s) { return global_site_tbl[s] != Hb_False; });
 }
 
@@ -92,7 +92,7 @@ Hb_Rc process_network_number_list(Hb_Network_Number *network, Hb_Cursor *cursor,
     if (!hb_ready(network, cursor)) {
         return Hb_Failure;
     }
-    return hb_iterate_numbers(network, HB_NO_NETWORK, cursor, first, hb_network_bound(), network_has_name);
+    return hb_iterate_numbers(network, HB_NO_NETWORK, cursor, first != 0, hb_network_bound(), network_has_name);
 }
 
 Hb_Rc hb_get_first_configured_network_number(Hb_Network_Number *network, Hb_Cursor *cursor) {
@@ -105,7 +105,7 @@ Hb_Rc hb_get_next_configured_network_number(Hb_Network_Number *network, Hb_Curso
 
 // The next adapter of the list that `wanted` takes.
 template <typename Wanted>
-static Hb_Rc iterate_adapter_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor, int first, Wanted wanted) {
+static Hb_Rc iterate_adapter_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor, bool first, Wanted wanted) {
     const auto adapters = hb_configured_adapters();
     return hb_iterate(
         adapter, HB_NO_ADAPTER, cursor, first, static_cast<int>(adapters.size()),
@@ -117,7 +117,7 @@ Hb_Rc process_adapter_number_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor,
     if (!hb_ready(adapter, cursor)) {
         return Hb_Failure;
     }
-    return iterate_adapter_list(adapter, cursor, first, [](const Hb_Adapter_Entry &) { return true; });
+    return iterate_adapter_list(adapter, cursor, first != 0, [](const Hb_Adapter_Entry &) { return true; });
 }
 
 Hb_Rc hb_get_first_configured_adapter_number(Hb_Adapter_Number *adapter, Hb_Cursor *cursor) {
@@ -133,7 +133,7 @@ Hb_Rc process_adapter_in_network_list(Hb_Network_Number network, Hb_Adapter_Numb
     if (!hb_ready(adapter, cursor) || !hb_check_network(network)) {
         return Hb_Failure;
     }
-    return iterate_adapter_list(adapter, cursor, first, [network](const Hb_Adapter_Entry &entry) {
+    return iterate_adapter_list(adapter, cursor, first != 0, [network](const Hb_Adapter_Entry &entry) {
         return entry.Hb_network == network;
     });
 }
@@ -154,7 +154,7 @@ Hb_Rc process_adapter_in_node_list(Hb_Node_Number node, Hb_Adapter_Number *adapt
         return Hb_Failure;
     }
     return hb_iterate(
-        adapter, HB_NO_ADAPTER, cursor, first, hb_network_bound(),
+        adapter, HB_NO_ADAPTER, cursor, first != 0, hb_network_bound(),
         [node](int slot) { return hb_adapter_is_configured(adapter_in_slot(node, slot)); },
         [node](int slot) { return adapter_in_slot(node, slot); });
 }

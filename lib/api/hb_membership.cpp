@@ -34,7 +34,7 @@ Hb_Rc process_node_group(Hb_Group *group, Hb_Node_Number *node, int first) {
         return Hb_Failure;
     }
     const Hb_Boolean *list = nodes_of(*group).Hb_node_list;
-    return hb_iterate_numbers(node, HB_NO_NODE, &group->Hb_cursor, first, hb_node_bound(),
+    return hb_iterate_numbers(node, HB_NO_NODE, &group->Hb_cursor, first != 0, hb_node_bound(),
                               [list](int n) { return list[n] == Hb_True; });
 }
 
@@ -57,7 +57,7 @@ Hb_Rc process_adapter_group(Hb_Group *group, Hb_Adapter_Identifier *adapter, int
     }
     const Hb_Incarnation *list = adapters_of(*group).Hb_adapter_list;
     const int bound = static_cast<int>(hb_adapter_number_bound(global_config_tbl));
-    const int index = hb_walk(hb_start_of_walk(group->Hb_cursor, first), bound,
+    const int index = hb_walk(hb_start_of_walk(group->Hb_cursor, first != 0), bound,
                               [list](int n) { return list[n] != HB_NOT_IN_GROUP; });
     const bool found = index < bound;
     hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_REACHED, found ? 1 : 0, index);

@@ -48,13 +48,13 @@ struct Members {
         bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] | mask(number));
     }
 
-    void change(std::size_t number, int add) {
-        if (has(number) == (add != 0)) {
+    void change(std::size_t number, bool add) {
+        if (has(number) == add) {
             return;
         }
         bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] ^ mask(number));
         // The count may be anything in a record that was not built here, so it must be able to wrap.
-        count = static_cast<int32_t>(static_cast<uint32_t>(count) + (add != 0 ? 1U : 0xFFFFFFFFU));
+        count = static_cast<int32_t>(static_cast<uint32_t>(count) + (add ? 1U : 0xFFFFFFFFU));
     }
 
   private:
@@ -91,49 +91,49 @@ Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group) {
 namespace {
 
 // What becomes of a change after the numbers have been found good.
-enum class Change { REFUSED, DONE, GO_ON };
+enum class Change { REJECTED, DONE, CONTINUE };
 
 } // namespace
 
-// An empty group becomes one of `kind`; one of a refused type is left alone with HB_ERROR_WRONG_SUBSCRIPTION_TYPE (11).
-static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Subscription_Type kind, int add,
-                           std::initializer_list<Hb_Subscription_Type> refused) {
+// An empty group becomes one of `kind`; one of a rejected type is left alone with error 11.
+static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Subscription_Type kind, bool add,
+                           std::initializer_list<Hb_Subscription_Type> rejected) {
     if (group.Hb_subscription_type == Hb_Empty_Subscription) {
         members.clear();
         group.Hb_subscription_type = kind;
-        return add != 0 ? Change::GO_ON : Change::DONE;
+        return add ? Change::CONTINUE : Change::DONE;
     }
-    for (const Hb_Subscription_Type type : refused) {
+    for (const Hb_Subscription_Type type : rejected) {
         if (group.Hb_subscription_type == type) {
-            set_hb_errno(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
-            return Change::REFUSED;
+            set_hb_errno(11);
+            return Change::REJECTED;
         }
     }
-    return Change::GO_ON;
+    return Change::CONTINUE;
 }
 
-static Hb_Rc change_member(Hb_Subscription_Group &group, Members members, std::size_t number, int add,
-                           Hb_Subscription_Type kind, std::initializer_list<Hb_Subscription_Type> refused) {
-    const Change change = begin_change(group, members, kind, add, refused);
-    if (change == Change::GO_ON) {
+static Hb_Rc change_member(Hb_Subscription_Group &group, Members members, std::size_t number, bool add,
+                           Hb_Subscription_Type kind, std::initializer_list<Hb_Subscription_Type> rejected) {
+    const Change change = begin_change(group, members, kind, add, rejected);
+    if (change == Change::CONTINUE) {
         members.change(number, add);
     }
-    return change != Change::REFUSED ? Hb_Success : Hb_Failure;
+    return change != Change::REJECTED ? Hb_Success : Hb_Failure;
 }
 
 Hb_Rc hb_change_node_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node, int add) {
     if (!hb_ready(group) || !hb_check_node(node)) {
         return Hb_Failure;
     }
-    return change_member(*group, nodes_of(*group), static_cast<std::size_t>(node), add, Hb_Node_Subscription,
-                         {Hb_Adapter_Subscription, Hb_Site_Subscription});
+    return change_member(*group, nodes_of(*group), static_cast<std::size_t>(node), add != 0,
+                         Hb_Node_Subscription, {Hb_Adapter_Subscription, Hb_Site_Subscription});
 }
 
 Hb_Rc hb_change_adapter_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter, int add) {
     if (!hb_ready(group) || !hb_check_adapter(adapter)) {
         return Hb_Failure;
     }
-    return change_member(*group, adapters_of(*group), adapter, add, Hb_Adapter_Subscription,
+    return change_member(*group, adapters_of(*group), adapter, add != 0, Hb_Adapter_Subscription,
                          {Hb_Node_Subscription, Hb_Site_Subscription});
 }
 
@@ -141,7 +141,7 @@ Hb_Rc hb_change_site_subscription_group(Hb_Subscription_Group *group, Hb_Site_Nu
     if (!hb_ready(group) || !hb_check_site(site)) {
         return Hb_Failure;
     }
-    return change_member(*group, sites_of(*group), site, add, Hb_Site_Subscription,
+    return change_member(*group, sites_of(*group), site, add != 0, Hb_Site_Subscription,
                          {Hb_Adapter_Subscription, Hb_Node_Subscription});
 }
 
@@ -153,16 +153,16 @@ Hb_Rc hb_change_network_in_subscription_group(Hb_Subscription_Group *group, Hb_N
     }
     Members members = adapters_of(*group);
     const Change change = begin_change(
-        *group, members, Hb_Network_Subscription, add,
+        *group, members, Hb_Network_Subscription, add != 0,
         {Hb_Node_Subscription, Hb_Adapter_Subscription, Hb_Network_Subscription, Hb_Site_Subscription});
-    if (change == Change::GO_ON) {
+    if (change == Change::CONTINUE) {
         for (const Hb_Adapter_Entry &entry : hb_configured_adapters()) {
             if (entry.Hb_network == network && entry.Hb_adapter_num < HB_ADAPTER_SLOTS) {
-                members.change(entry.Hb_adapter_num, add);
+                members.change(entry.Hb_adapter_num, add != 0);
             }
         }
     }
-    return change != Change::REFUSED ? Hb_Success : Hb_Failure;
+    return change != Change::REJECTED ? Hb_Success : Hb_Failure;
 }
 
 Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node) {
@@ -251,7 +251,7 @@ Hb_Rc hb_add_all_sites_to_subscription_group(Hb_Subscription_Group *group) {
 
 template <typename Item>
 static Hb_Rc iterate_members(Hb_Subscription_Group &group, Hb_Subscription_Type kind, const Members &members,
-                             Item *item, Item none, int first, int bound) {
+                             Item *item, Item none, bool first, int bound) {
     if (group.Hb_subscription_type != kind) {
         return hb_fail(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
     }
@@ -263,7 +263,7 @@ Hb_Rc process_node_subscription(Hb_Subscription_Group *group, Hb_Node_Number *no
     if (!hb_ready(group, node)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Node_Subscription, nodes_of(*group), node, HB_NO_NODE, first,
+    return iterate_members(*group, Hb_Node_Subscription, nodes_of(*group), node, HB_NO_NODE, first != 0,
                            hb_node_bound());
 }
 
@@ -271,15 +271,15 @@ Hb_Rc process_adapter_subscription(Hb_Subscription_Group *group, Hb_Adapter_Numb
     if (!hb_ready(group, adapter)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Adapter_Subscription, adapters_of(*group), adapter, HB_NO_ADAPTER, first,
-                           static_cast<int>(hb_adapter_number_bound(global_config_tbl)));
+    return iterate_members(*group, Hb_Adapter_Subscription, adapters_of(*group), adapter, HB_NO_ADAPTER,
+                           first != 0, static_cast<int>(hb_adapter_number_bound(global_config_tbl)));
 }
 
 Hb_Rc process_site_subscription(Hb_Subscription_Group *group, Hb_Site_Number *site, int first) {
     if (!hb_ready(group, site)) {
         return Hb_Failure;
     }
-    return iterate_members(*group, Hb_Site_Subscription, sites_of(*group), site, HB_NO_SITE, first,
+    return iterate_members(*group, Hb_Site_Subscription, sites_of(*group), site, HB_NO_SITE, first != 0,
                            std::min(global_config_tbl.Hb_max_sites, SITE_BITS));
 }
 
@@ -309,8 +309,8 @@ Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site_Number
 
 // ---- Subscribing ----
 
-static bool mask_is_good(int events) {
-    return events != HB_EVENT_NONE && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
+static bool is_valid_mask(int events) {
+    return events != 0 && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
 }
 
 // Gives the group the type that the request needs. Gives back the one that it is to have again afterwards,
@@ -340,8 +340,8 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
     if (!hb_given(group_name, group)) {
         return Hb_Failure;
     }
-    if (!mask_is_good(events)) {
-        return hb_fail(HB_ERROR_BAD_ARGUMENT);
+    if (!is_valid_mask(events)) {
+        return hb_fail(4);
     }
     const std::optional<Hb_Subscription_Type> type_afterwards = choose_request_type(*group, events);
     if (group->Hb_subscription_type == Hb_Empty_Subscription) {
@@ -380,7 +380,7 @@ static Hb_Rc wake(const Wake_Up &wake_up) {
     return hb_fail(HB_ERROR_WAKE_UP_FAILED);
 }
 
-static Hb_Rc wake_new_group_handler(Hb_Subscription_Type type) {
+static Hb_Rc request_new_group(Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:
     case Hb_All_Nodes_Subscription:
@@ -394,7 +394,7 @@ static Hb_Rc wake_new_group_handler(Hb_Subscription_Type type) {
     }
 }
 
-// The name is kept in either mode; in MOX mode it tags the events that the library makes itself.
+// Daemon mode keeps the name too: after a migration it names the events that the library makes itself.
 static void remember_name(char *name, Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:
@@ -415,12 +415,13 @@ static void remember_name(char *name, Hb_Subscription_Type type) {
     }
 }
 
+static Hb_Rc send_to_daemon(Hb_Subscription_Group &group) {
+    return hb_send(HB_SUBSCRIBE, &group, static_cast<int>(sizeof group));
+}
+
 Hb_Rc MOX_handle_subscription(char *name, Hb_Subscription_Group *group) {
     remember_name(name, group->Hb_subscription_type);
-    if (IsMOX) {
-        return wake_new_group_handler(group->Hb_subscription_type);
-    }
-    return hb_send(HB_SUBSCRIBE, group, static_cast<int>(sizeof *group));
+    return IsMOX ? request_new_group(group->Hb_subscription_type) : send_to_daemon(*group);
 }
 
 static void forget_name(const char *name) {

@@ -15,7 +15,7 @@ Hb_Rc process_node_subscription(Hb_Subscription_Group *group, Hb_Node_Number *no
 Hb_Rc process_adapter_subscription(Hb_Subscription_Group *group, Hb_Adapter_Number *adapter, int first);
 Hb_Rc process_site_subscription(Hb_Subscription_Group *group, Hb_Site_Number *site, int first);
 
-// The half of hb_subscribe that depends on the mode.
+// The half of hb_subscribe that depends on the mode. In spite of its prefix it serves daemon mode too.
 Hb_Rc MOX_handle_subscription(char *name, Hb_Subscription_Group *group);
 
 #endif

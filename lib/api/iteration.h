@@ -8,8 +8,8 @@
 #include "lib/base/error_number.h"
 
 // Where a walk starts: "first" ignores what the cursor holds.
-inline int hb_start_of_walk(Hb_Cursor cursor, int first) {
-    return first != 0 ? 0 : std::max<int>(cursor, 0);
+inline int hb_start_of_walk(Hb_Cursor cursor, bool first) {
+    return first ? 0 : std::max<int>(cursor, 0);
 }
 
 // The first index from `start` to below `bound` for which present(index) holds; none: an index of `bound`
@@ -25,7 +25,7 @@ template <typename Present> int hb_walk(int start, int bound, Present present) {
 // One step of an iteration: *item becomes item_at(index) and the cursor moves past it, or *item becomes
 // `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
 template <typename Item, typename Present, typename Item_At>
-Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, int first, int bound, Present present,
+Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present,
                  Item_At item_at) {
     const int index = hb_walk(hb_start_of_walk(*cursor, first), bound, present);
     if (index >= bound) {
@@ -40,7 +40,7 @@ Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, int first, int bound,
 
 // The same where the index is the item.
 template <typename Item, typename Present>
-Hb_Rc hb_iterate_numbers(Item *item, Item none, Hb_Cursor *cursor, int first, int bound, Present present) {
+Hb_Rc hb_iterate_numbers(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present) {
     return hb_iterate(item, none, cursor, first, bound, present,
                       [](int index) { return static_cast<Item>(index); });
 }

@@ -28,7 +28,7 @@ void forget_nodes() {
 }
 
 // The steps in their order. What fails leaves the table empty: what an earlier session loaded is no answer any more.
-Hb_Rc take_steps() {
+Hb_Rc run_opening_steps() {
     hb_clear_subscription_names();
     hb_empty_live_table();
     MOX_drop_prepared_table();
@@ -45,10 +45,10 @@ Hb_Rc take_steps() {
     return Hb_Success;
 }
 
-Hb_Rc open_whole() {
+Hb_Rc open_session() {
     hb_watch_exit();
     Hb_Opening_Attempt attempt;
-    if (take_steps() != Hb_Success) {
+    if (run_opening_steps() != Hb_Success) {
         return Hb_Failure;
     }
     attempt.reach(Hb_Session_State::open);
@@ -73,7 +73,7 @@ Hb_Rc hb_init() {
     if (!lock.entered()) {
         return hb_fail(OPENING_ALREADY);
     }
-    return hb_is_open() ? Hb_Success : open_whole();
+    return hb_is_open() ? Hb_Success : open_session();
 }
 
 Hb_Rc hb_terminate() {
@@ -102,7 +102,7 @@ Hb_Rc hb_ensure_connection() {
     if (is_connected()) {
         return Hb_Success;
     }
-    const Hb_Rc opened = open_whole();
+    const Hb_Rc opened = open_session();
     if (opened != Hb_Success) {
         hb_drop_connection();
         hb_detach_shared_memory();

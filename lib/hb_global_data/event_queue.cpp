@@ -9,7 +9,7 @@ pthread_mutex_t event_queue_list_and_sequence_mutex = PTHREAD_MUTEX_INITIALIZER;
 namespace {
 
 // Behind the largest number comes the smallest.
-int take_sequence() {
+int next_sequence() {
     const int sequence = event_sequence;
     event_sequence = static_cast<int>(static_cast<unsigned>(sequence) + 1U);
     return sequence;
@@ -17,7 +17,7 @@ int take_sequence() {
 
 } // namespace
 
-void MOX_watch_forks_of_queue() {
+void MOX_keep_queue_usable_after_fork() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, [] {
         pthread_atfork(nullptr, nullptr,
@@ -27,7 +27,7 @@ void MOX_watch_forks_of_queue() {
 
 int hb_mox_next_event_sequence() {
     int sequence = 0;
-    MOX_with_queue_locked([&] { sequence = take_sequence(); });
+    MOX_with_queue_locked([&] { sequence = next_sequence(); });
     return sequence;
 }
 
@@ -36,7 +36,7 @@ void MOX_add_event_at_end(MOX_Event *ev) {
         return;
     }
     MOX_with_queue_locked([&] {
-        ev->sequence_num = take_sequence();
+        ev->sequence_num = next_sequence();
         // No tail pointer: the queue is drained with every wake-up and stays short.
         MOX_Event **link = &event_queue_list;
         while (*link != nullptr) {

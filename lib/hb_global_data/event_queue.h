@@ -21,7 +21,7 @@ template <typename Work> void MOX_with_queue_locked(Work work) {
 }
 
 // A child that is forked while another thread holds the queue finds it free. Called before the first event.
-void MOX_watch_forks_of_queue();
+void MOX_keep_queue_usable_after_fork();
 
 int hb_mox_next_event_sequence();
 

@@ -19,7 +19,7 @@ struct Earlier {
 MOX_Working_Table state = MOX_Working_Table::none;
 const MOX_Event *awaited = nullptr; // the marker of the working table, while it is pending
 Earlier *earlier_tables = nullptr;  // the oldest first
-bool comparison_is_owed = false;
+bool comparison_is_due = false;
 
 void forget_working_table() {
     state = MOX_Working_Table::none;
@@ -33,7 +33,7 @@ void set_pending_aside() {
     }
     auto *earlier = new (std::nothrow) Earlier{awaited, {}, nullptr};
     if (earlier == nullptr) {
-        MOX_take_working_table();
+        MOX_install_working_table();
         return;
     }
     std::swap(earlier->table, global_config_tbl_new);
@@ -95,17 +95,17 @@ void MOX_await_marker(const MOX_Event *marker) {
     }
 }
 
-void MOX_take_table_of(const MOX_Event *marker) {
+void MOX_install_table_of(const MOX_Event *marker) {
     if (earlier_tables != nullptr && earlier_tables->marker == marker) {
         hb_move_config_table(earlier_tables->table, global_config_tbl);
         hb_mark_present_nodes(global_config_tbl);
         drop_first_earlier();
     } else if (state == MOX_Working_Table::pending && awaited == marker) {
-        MOX_take_working_table();
+        MOX_install_working_table();
     }
 }
 
-void MOX_take_working_table() {
+void MOX_install_working_table() {
     if (state == MOX_Working_Table::none) {
         return;
     }
@@ -177,10 +177,10 @@ void MOX_drop_prepared_table() {
     empty_global_config_table(&MOX_prepared_table);
 }
 
-bool MOX_comparison_is_owed() {
-    return comparison_is_owed;
+bool MOX_is_comparison_due() {
+    return comparison_is_due;
 }
 
-void MOX_owe_comparison(bool owed) {
-    comparison_is_owed = owed;
+void MOX_set_comparison_due(bool due) {
+    comparison_is_due = due;
 }

@@ -21,10 +21,10 @@ void MOX_set_working_table(Hb_Configuration_Internal &table);
 void MOX_await_marker(const MOX_Event *marker);
 
 // Makes the table that waits for this marker the live one. Does nothing where none does.
-void MOX_take_table_of(const MOX_Event *marker);
+void MOX_install_table_of(const MOX_Event *marker);
 
 // Makes the working table the live one at once. Does nothing where there is none.
-void MOX_take_working_table();
+void MOX_install_working_table();
 
 // Empties the working table if it is built; a pending one stays.
 void MOX_drop_built_table();
@@ -61,7 +61,7 @@ void MOX_drop_prepared_table();
 
 // Whether a reading of the service has failed since the last whole comparison, or no monitor was open for a while. What
 // happened then is still to be reported, nodes as well as adapters.
-bool MOX_comparison_is_owed();
-void MOX_owe_comparison(bool owed);
+bool MOX_is_comparison_due();
+void MOX_set_comparison_due(bool due);
 
 #endif

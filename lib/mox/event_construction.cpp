@@ -28,33 +28,33 @@ void fill_empty_node_group(MOX_Event &ev, int events) {
     ev.group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 0;
 }
 
-int not_made = 0;
+int failed_events = 0;
 
 MOX_Event *new_event(Hb_Group_Type type, int events) {
     auto *ev = new (std::nothrow) MOX_Event;
     if (ev != nullptr) {
         fill_header(*ev, type, events);
     } else {
-        ++not_made;
+        ++failed_events;
     }
     return ev;
 }
 
 } // namespace
 
-int MOX_events_not_made() {
-    return not_made;
+int MOX_failed_events() {
+    return failed_events;
 }
 
-MOX_Event *MOX_make_config_marker() {
-    return new_event(Hb_Repository_Disk_Type, HB_EVENT_CONFIG);
+MOX_Owned_Event MOX_make_config_marker() {
+    return MOX_Owned_Event(new_event(Hb_Repository_Disk_Type, HB_EVENT_CONFIG));
 }
 
 void MOX_construct_config_event(MOX_Event **ev) {
     if (ev == nullptr || *ev != nullptr) {
         return;
     }
-    *ev = MOX_make_config_marker();
+    *ev = MOX_make_config_marker().release();
     if (*ev != nullptr) {
         (*ev)->sequence_num = hb_mox_next_event_sequence();
     }

@@ -7,14 +7,14 @@
 // Each makes an event only where `ev` is not null and *ev is; memory being short it stays so.
 
 // How many events could not be made so far, since memory was short.
-int MOX_events_not_made();
+int MOX_failed_events();
 
 // Events 128, which makes the consumer take the working table over, with a sequence number.
 void MOX_construct_config_event(MOX_Event **ev);
 
 // The same for the queue: a marker behind which the working table becomes the live one. Null when memory is
 // short.
-MOX_Event *MOX_make_config_marker();
+MOX_Owned_Event MOX_make_config_marker();
 
 // A node group without a node.
 void MOX_construct_empty_node_event(MOX_Event **ev, int events);

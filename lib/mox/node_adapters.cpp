@@ -67,7 +67,7 @@ bool MOX_has_service_numbers(const Hb_Configuration_Internal &table) {
     return table.Hb_num_adapters == 0 || table.Hb_adapters_per_node == MOX_ADAPTERS_PER_NODE;
 }
 
-int MOX_take_down_adapters_of_node(int node, MOX_Event **ev) {
+int MOX_mark_adapters_of_node_down(int node, MOX_Event **ev) {
     int count = 0;
     for_each_adapter(global_config_tbl, node, [&](Hb_Adapter_Entry &adapter) {
         if (adapter.Hb_state == Hb_Entity_Up) {
@@ -127,7 +127,7 @@ void MOX_match_adapters_of_node(Hb_Configuration_Internal &table, int node, cons
     });
 }
 
-void MOX_put_up_adapters_of_node(int node, const MOX_Event *joined) {
+void MOX_mark_adapters_of_node_up(int node, const MOX_Event *joined) {
     for_each_adapter(global_config_tbl, node, [&](Hb_Adapter_Entry &adapter) {
         if (joins(joined, adapter)) {
             adapter.Hb_state = Hb_Entity_Up;

@@ -12,7 +12,7 @@ inline constexpr int MOX_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
 bool MOX_has_service_numbers(const Hb_Configuration_Internal &table);
 
 // Marks the node's up adapters down in the live table and adds them to an event. Returns how many.
-int MOX_take_down_adapters_of_node(int node, MOX_Event **ev);
+int MOX_mark_adapters_of_node_down(int node, MOX_Event **ev);
 
 // Adds the node's adapters that the service reports up, and that are not up in the live table, to an event, and
 // counts them. They have the numbers of `table`, the one that will be live when the event is delivered; an
@@ -25,7 +25,7 @@ Hb_Rc MOX_add_up_adapters_of_node(const Hb_Configuration_Internal &table, int no
 void MOX_match_adapters_of_node(Hb_Configuration_Internal &table, int node, const MOX_Event *joined);
 
 // The same for the live table itself, where no working table will replace it.
-void MOX_put_up_adapters_of_node(int node, const MOX_Event *joined);
+void MOX_mark_adapters_of_node_up(int node, const MOX_Event *joined);
 
 // Adds the node's adapters that are up in the live table, and not up in `table`, to an event. Returns how many.
 int MOX_add_stale_adapters_of_node(const Hb_Configuration_Internal &table, int node, MOX_Event **ev);

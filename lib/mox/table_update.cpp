@@ -43,7 +43,7 @@ bool is_about(const qz_orb_event_metadata_t *event, qz_orb_event_category_t a, q
     return event != nullptr && (event->category == a || event->category == b);
 }
 
-Hb_Rc ask(Answers &answers, const qz_orb_event_metadata_t *event) {
+Hb_Rc query_service(Answers &answers, const qz_orb_event_metadata_t *event) {
     int result = MOX_query(answers.cluster, [](qz_mox_cluster_info_t **info) {
         return qz_mox_get_cluster_info(orbfs_cluster_name, info);
     });
@@ -129,7 +129,7 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
 }
 
 // Takes the entry that has been filled behind the last node. False when memory is short, as of all that take.
-bool take_node(Hb_Configuration_Internal &table) {
+bool add_node(Hb_Configuration_Internal &table) {
     return hb_index_node(table, table.Hb_num_nodes++);
 }
 
@@ -142,15 +142,15 @@ bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_I
             continue;
         }
         table.node_list[table.Hb_num_nodes] = entry;
-        if (!take_node(table)) {
+        if (!add_node(table)) {
             return false;
         }
     }
     return true;
 }
 
-bool take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
-                const Hb_Configuration_Internal *source, uint32_t excluded) {
+bool add_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
+               const Hb_Configuration_Internal *source, uint32_t excluded) {
     for (; list != nullptr && table.Hb_num_nodes < HB_NODE_SLOTS; list = list->p_next) {
         if (list->number >= HB_NODE_SLOTS || (excluded != no_node && list->number != excluded) ||
             MOX_is_leaving(*list)) {
@@ -159,14 +159,14 @@ bool take_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list
         Hb_Node_Entry &entry = table.node_list[table.Hb_num_nodes];
         entry.node_num = static_cast<Hb_Node_Number>(list->number);
         set_node_state(entry, *list, source != nullptr ? hb_find_node(*source, entry.node_num) : nullptr);
-        if (!take_node(table)) {
+        if (!add_node(table)) {
             return false;
         }
     }
     return true;
 }
 
-void put_local_node_up(Hb_Configuration_Internal &table) {
+void mark_local_node_up(Hb_Configuration_Internal &table) {
     Hb_Node_Entry *local = hb_find_node(table, table.local_node_number);
     if (local != nullptr && local->state != Hb_Entity_Up) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_LOCAL_NODE_PUT_UP, int{local->node_num}, local->state);
@@ -180,7 +180,7 @@ bool is_other_adapter(const Hb_Configuration_Internal &source, const Hb_Adapter_
     return node != MOX_NO_NODE && node != excluded;
 }
 
-bool is_taken(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
+bool is_included(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
     return interface.node_number < HB_NODE_SLOTS &&
            (excluded == no_node || interface.node_number == excluded) && !MOX_is_leaving(interface);
 }
@@ -190,7 +190,7 @@ int count_adapters(const qz_mox_net_intf_info_t *list, const Hb_Configuration_In
                    uint32_t excluded) {
     int count = 0;
     for (; list != nullptr; list = list->p_next) {
-        count += is_taken(*list, excluded) ? 1 : 0;
+        count += is_included(*list, excluded) ? 1 : 0;
     }
     if (excluded != no_node) {
         for (int i = 0; i < source->Hb_num_adapters && source->Hb_global_adapter_list != nullptr; ++i) {
@@ -244,11 +244,11 @@ Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
 }
 
 // A node's interfaces are numbered in the order in which the service gives them.
-bool take_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
-                     int room) {
+bool add_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
+                    int room) {
     uint8_t used[HB_NODE_SLOTS] = {};
     for (; list != nullptr && table.Hb_num_adapters < room; list = list->p_next) {
-        if (!is_taken(*list, excluded) || used[list->node_number] == MOX_ADAPTERS_PER_NODE) {
+        if (!is_included(*list, excluded) || used[list->node_number] == MOX_ADAPTERS_PER_NODE) {
             continue;
         }
         const int to = table.Hb_num_adapters++;
@@ -293,14 +293,14 @@ bool fill(Hb_Configuration_Internal &table, const Answers &answers, const Hb_Con
     if (excluded != no_node && !copy_other_nodes(table, *source, excluded)) {
         return false;
     }
-    if (!take_nodes(table, answers.nodes.get(), source, excluded)) {
+    if (!add_nodes(table, answers.nodes.get(), source, excluded)) {
         return false;
     }
-    put_local_node_up(table);
+    mark_local_node_up(table);
     if (excluded != no_node && !copy_other_adapters(table, *source, excluded, room)) {
         return false;
     }
-    return take_interfaces(table, answers.interfaces.get(), excluded, room);
+    return add_interfaces(table, answers.interfaces.get(), excluded, room);
 }
 
 } // namespace
@@ -308,7 +308,7 @@ bool fill(Hb_Configuration_Internal &table, const Answers &answers, const Hb_Con
 Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_event_metadata_t *event_metadata_p,
                                Hb_Configuration_Internal *src_cfg_table) {
     Answers answers;
-    if (ask(answers, event_metadata_p) != Hb_Success) {
+    if (query_service(answers, event_metadata_p) != Hb_Success) {
         return Hb_Failure;
     }
     const uint32_t excluded = excluded_node(event_metadata_p, src_cfg_table);
@@ -325,12 +325,12 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
 
 Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
     // A thread that is cancelled in a query leaves an event behind of which nothing was made.
-    const bool owed_before = MOX_comparison_is_owed();
-    MOX_owe_comparison(true);
+    const bool was_due = MOX_is_comparison_due();
+    MOX_set_comparison_due(true);
     Hb_Configuration_Internal built = {};
     const Hb_Rc result = hb_mox_update_global_tbl(&built, event_metadata_p, &global_config_tbl);
     if (result == Hb_Success) {
-        MOX_owe_comparison(owed_before);
+        MOX_set_comparison_due(was_due);
         MOX_set_working_table(built);
     }
     return result;

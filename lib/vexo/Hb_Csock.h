@@ -1,3 +1,5 @@
+// lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set and the socket's path.
+//
 // The connection to the daemon over a UNIX stream socket: records of a 4-byte length and the payload.
 #ifndef VEXO_HB_CSOCK_H
 #define VEXO_HB_CSOCK_H

@@ -1,6 +1,6 @@
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
-#include <initializer_list>
+#include <utility>
 
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/base/error_number.h"
@@ -17,10 +17,10 @@
 
 namespace {
 
-void queue(MOX_Event *ev, Hb_Trace_Id id) {
+void queue(MOX_Owned_Event ev, Hb_Trace_Id id) {
     if (ev != nullptr) {
         hb_trace_values(HB_TRACE_INFO, id, ev->group.Hb_events);
-        MOX_add_event_at_end(ev);
+        MOX_add_event_at_end(ev.release());
     }
 }
 
@@ -29,21 +29,15 @@ void queue(MOX_Event *ev, Hb_Trace_Id id) {
 // What the working table has that the live one has not, and the other way round; and the marker that is to stand
 // between the adapter numbers of the two, where one is wanted.
 struct ORBFSConfigurationHandler::Differences {
-    MOX_Event *adapters_gone = nullptr;
-    MOX_Event *nodes_gone = nullptr;
-    MOX_Event *marker = nullptr;
-    MOX_Event *nodes_new = nullptr;
-    MOX_Event *adapters_new = nullptr;
+    MOX_Owned_Event adapters_gone;
+    MOX_Owned_Event nodes_gone;
+    MOX_Owned_Event marker;
+    MOX_Owned_Event nodes_new;
+    MOX_Owned_Event adapters_new;
     bool is_whole = true; // false: memory was short for one of them
 
     bool departed() const { return adapters_gone != nullptr || nodes_gone != nullptr; }
     bool joined() const { return adapters_new != nullptr || nodes_new != nullptr; }
-    void drop() {
-        for (MOX_Event **ev : {&adapters_gone, &nodes_gone, &marker, &nodes_new, &adapters_new}) {
-            delete *ev;
-            *ev = nullptr;
-        }
-    }
 };
 
 ORBFSConfigurationHandler::ORBFSConfigurationHandler(char *name) : ORBFSHandler(name) {}
@@ -54,27 +48,27 @@ Hb_Rc ORBFSConfigurationHandler::handler(int *, char *, Hb_Group *, unsigned lon
     return Hb_Success;
 }
 
-void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event *departed, const MOX_Event_Output &out) {
-    hb_trace_values(HB_TRACE_ERRORS, HB_TR_DEPARTED_ADAPTERS_DELIVERED, departed->group.Hb_events);
-    if (!out.report(departed->group.Hb_events, networkEventSubscriptionName)) {
+void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event &departed, const MOX_Event_Output &out) {
+    hb_trace_values(HB_TRACE_ERRORS, HB_TR_DEPARTED_ADAPTERS_DELIVERED, departed.group.Hb_events);
+    if (!out.report(departed.group.Hb_events, networkEventSubscriptionName)) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DEPARTED_ADAPTERS_UNSUBSCRIBED);
     }
-    copy_adapter_Hb_Group(&departed->group, out.group);
-    delete departed;
+    copy_adapter_Hb_Group(&departed.group, out.group);
 }
 
 // All events are made before one is queued or the table is taken: what cannot be reported now is owed.
 ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes nodes, Marker marker) {
-    const int not_made_before = MOX_events_not_made();
+    const int failed_before = MOX_failed_events();
     Differences found;
     if (MOX_working_table() == MOX_Working_Table::built) {
-        compare_global_config_tables(&global_config_tbl_new, &found.adapters_gone, &found.nodes_gone,
-                                     &found.marker, &found.adapters_new, &found.nodes_new);
+        compare_global_config_tables(&global_config_tbl_new, MOX_Event_Slot(found.adapters_gone),
+                                     MOX_Event_Slot(found.nodes_gone), MOX_Event_Slot(found.marker),
+                                     MOX_Event_Slot(found.adapters_new), MOX_Event_Slot(found.nodes_new));
         if (nodes == Nodes::with_states) {
             MOX_nodes_down_in_the_other(global_config_tbl, global_config_tbl_new, HB_EVENT_DEATH,
-                                        &found.nodes_gone);
+                                        MOX_Event_Slot(found.nodes_gone));
             MOX_nodes_down_in_the_other(global_config_tbl_new, global_config_tbl, HB_EVENT_JOIN,
-                                        &found.nodes_new);
+                                        MOX_Event_Slot(found.nodes_new));
         }
     }
     const bool wants_marker = marker == Marker::always || found.departed() ||
@@ -82,27 +76,27 @@ ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes 
     if (wants_marker && found.marker == nullptr) {
         found.marker = MOX_make_config_marker();
     }
-    found.is_whole = MOX_events_not_made() == not_made_before;
+    found.is_whole = MOX_failed_events() == failed_before;
     return found;
 }
 
-Hb_Rc ORBFSConfigurationHandler::report_later(Differences &found) {
-    found.drop();
+Hb_Rc ORBFSConfigurationHandler::report_later() {
     MOX_discard_working_table();
-    MOX_owe_comparison(true);
-    return hb_fail(HB_ERROR_NO_MEMORY);
+    MOX_set_comparison_due(true);
+    return hb_fail(17);
 }
 
 // The table becomes live with the marker; without one, at once.
-void ORBFSConfigurationHandler::queue_all(const Differences &found) {
-    queue(found.adapters_gone, HB_TR_DEPARTED_ADAPTERS_QUEUED);
-    queue(found.nodes_gone, HB_TR_DEPARTED_NODES_QUEUED);
+void ORBFSConfigurationHandler::queue_all(Differences &&found) {
+    queue(std::move(found.adapters_gone), HB_TR_DEPARTED_ADAPTERS_QUEUED);
+    queue(std::move(found.nodes_gone), HB_TR_DEPARTED_NODES_QUEUED);
     if (found.marker != nullptr) {
-        MOX_await_marker(found.marker);
-        queue(found.marker, migrate_to_mox_prep ? HB_TR_CONFIG_CHANGE_QUEUED : HB_TR_CONFIG_MARKER_QUEUED);
+        MOX_await_marker(found.marker.get());
+        queue(std::move(found.marker),
+              migrate_to_mox_prep ? HB_TR_CONFIG_CHANGE_QUEUED : HB_TR_CONFIG_MARKER_QUEUED);
     }
-    queue(found.nodes_new, HB_TR_JOINED_NODES_QUEUED);
-    queue(found.adapters_new, HB_TR_JOINED_ADAPTERS_QUEUED);
+    queue(std::move(found.nodes_new), HB_TR_JOINED_NODES_QUEUED);
+    queue(std::move(found.adapters_new), HB_TR_JOINED_ADAPTERS_QUEUED);
 }
 
 Hb_Rc ORBFSConfigurationHandler::update_global_table_and_construct_events(int *events, char *name,
@@ -122,25 +116,25 @@ Hb_Rc ORBFSConfigurationHandler::rebuild_table(const MOX_Event_Output &out, qz_o
     }
     hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
     // Records of nodes may have been read while the service did not answer.
-    Differences found = compare(MOX_comparison_is_owed() ? Nodes::with_states : Nodes::by_presence,
+    Differences found = compare(MOX_is_comparison_due() ? Nodes::with_states : Nodes::by_presence,
                                 migrate_to_mox_prep ? Marker::with_any_difference : Marker::with_departures);
     if (!found.is_whole) {
-        return report_later(found);
+        return report_later();
     }
-    MOX_owe_comparison(false);
+    MOX_set_comparison_due(false);
     // While a move is being prepared everything is queued. Otherwise what departed first is delivered at once.
     if (!migrate_to_mox_prep) {
         if (found.adapters_gone != nullptr) {
-            deliver_departed_adapters(found.adapters_gone, out);
-            found.adapters_gone = nullptr;
+            deliver_departed_adapters(*found.adapters_gone, out);
+            found.adapters_gone.reset();
         }
         if (found.marker == nullptr) {
             out.report_configuration_change();
         }
     }
-    queue_all(found);
+    queue_all(std::move(found));
     if (MOX_working_table() == MOX_Working_Table::built) {
-        MOX_take_working_table();
+        MOX_install_working_table();
         hb_trace_id(HB_TRACE_INFO, HB_TR_WORKING_TABLE_TAKEN);
         hb_mox_dump_global_table(&global_config_tbl, "Update global table: current table after copy");
     }
@@ -166,13 +160,13 @@ Hb_Rc ORBFSConfigurationHandler::queue_all_differences(Hb_Configuration_Internal
     }
     Differences found = compare(Nodes::with_states, Marker::always);
     if (!found.is_whole) {
-        return report_later(found);
+        return report_later();
     }
     if (!is_current) {
         set_hb_errno(query_error);
     }
-    MOX_owe_comparison(!is_current); // something may have happened since the table was read
-    queue_all(found);
+    MOX_set_comparison_due(!is_current); // something may have happened since the table was read
+    queue_all(std::move(found));
     const Hb_Rc result = MOX_write_to_event_pipe();
     hb_trace_values(HB_TRACE_INFO, HB_TR_UPDATE_EXIT, orbfs_fd);
     return result;

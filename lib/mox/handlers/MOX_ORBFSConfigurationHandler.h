@@ -37,9 +37,9 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     enum class Nodes { by_presence, with_states };
     enum class Marker { with_departures, with_any_difference, always };
     Differences compare(Nodes nodes, Marker marker);
-    static Hb_Rc report_later(Differences &found);
-    static void queue_all(const Differences &found);
-    void deliver_departed_adapters(MOX_Event *departed, const MOX_Event_Output &out);
+    static Hb_Rc report_later();
+    static void queue_all(Differences &&found);
+    void deliver_departed_adapters(MOX_Event &departed, const MOX_Event_Output &out);
 };
 
 #endif

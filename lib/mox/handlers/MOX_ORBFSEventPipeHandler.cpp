@@ -65,7 +65,7 @@ ORBFSEventPipeHandler::ORBFSEventPipeHandler(char *name) : ORBFSPipeHandler(name
 ORBFSEventPipeHandler::~ORBFSEventPipeHandler() = default;
 
 // The byte tells nothing but that there is something queued, so nothing that happens here stops the handler.
-void ORBFSEventPipeHandler::take_wake_up() {
+void ORBFSEventPipeHandler::read_wake_up() {
     pollfd readable = {orbfs_fd, POLLIN, 0};
     const int ready = poll(&readable, 1, 0);
     if (ready < 0) {
@@ -126,7 +126,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, const MOX_Event_Output &out) 
     }
     if (ev.group.Hb_events == HB_EVENT_CONFIG) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
-        MOX_take_table_of(&ev);
+        MOX_install_table_of(&ev);
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
         std::strcpy(out.name, "Hb_Config_Group");
     }
@@ -134,7 +134,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, const MOX_Event_Output &out) 
 
 Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ENTRY, orbfs_fd);
-    take_wake_up();
+    read_wake_up();
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     out.report_no_event();
     if (MOX_event_queue_is_empty() != 0) {

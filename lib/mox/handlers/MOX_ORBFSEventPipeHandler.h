@@ -16,7 +16,7 @@ class ORBFSEventPipeHandler : public ORBFSPipeHandler {
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:
-    void take_wake_up();
+    void read_wake_up();
     void deliver(MOX_Event &ev, const MOX_Event_Output &out);
     void copy_group(MOX_Event &ev, Hb_Group *group);
 };

@@ -61,7 +61,7 @@ Hb_Rc ORBFSHandler::constructAdapterEventOnNode(int node, MOX_Event **ev, int ev
     Hb_Rc result = Hb_Success;
     int count = 0;
     if (events == HB_EVENT_DEATH) {
-        count = MOX_take_down_adapters_of_node(node, ev);
+        count = MOX_mark_adapters_of_node_down(node, ev);
     } else if (events == HB_EVENT_JOIN) {
         const bool has_working_table = MOX_working_table() != MOX_Working_Table::none;
         result = MOX_add_up_adapters_of_node(has_working_table ? global_config_tbl_new : global_config_tbl,

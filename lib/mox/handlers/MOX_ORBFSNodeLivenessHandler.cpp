@@ -1,5 +1,7 @@
 #include "lib/mox/handlers/MOX_ORBFSNodeLivenessHandler.h"
 
+#include <utility>
+
 #include "lib/hb_global_data/event_queue.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_swap.h"
@@ -23,9 +25,9 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
 
 // After a reading that failed, the live table may not know the node yet, or may still be a daemon's with other adapter
 // numbers. Rebuilding the one node is not enough then.
-bool needs_whole_reading(int node) {
+bool needs_full_query(int node) {
     return !MOX_has_service_numbers(global_config_tbl) ||
-           (MOX_comparison_is_owed() && hb_find_node(global_config_tbl, node) == nullptr);
+           (MOX_is_comparison_due() && hb_find_node(global_config_tbl, node) == nullptr);
 }
 
 // Whether the working table is now what the service has of the node, and the live one of all others.
@@ -60,9 +62,9 @@ void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reaso
 }
 
 // The live table goes on, and the next whole reading reports what this one did not.
-void go_on_without_table(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
+void continue_without_table(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
     remember_node(node, state, reason);
-    MOX_owe_comparison(true);
+    MOX_set_comparison_due(true);
 }
 
 // A daemon may not have said how the node was. Its record says how it was until then.
@@ -77,15 +79,15 @@ bool is_down_because(const Hb_Node_Entry *node, Hb_Entity_State_Reason reason) {
     return node != nullptr && node->state == Hb_Entity_Down && node->reason == reason;
 }
 
-void queue(MOX_Event *ev) {
+void queue(MOX_Owned_Event ev) {
     if (ev != nullptr) {
-        MOX_add_event_at_end(ev);
+        MOX_add_event_at_end(ev.release());
     }
 }
 
-void queue_marker(MOX_Event *marker) {
-    MOX_await_marker(marker);
-    MOX_add_event_at_end(marker);
+void queue_marker(MOX_Owned_Event marker) {
+    MOX_await_marker(marker.get());
+    MOX_add_event_at_end(marker.release());
 }
 
 } // namespace
@@ -117,7 +119,7 @@ void ORBFSNodeLivenessHandler::report_node(int node, int event, unsigned long se
 }
 
 // A whole reading of the service reports what was missed, and what the record says with it.
-Hb_Rc ORBFSNodeLivenessHandler::make_up_for_missed_comparison(const MOX_Event_Output &out) {
+Hb_Rc ORBFSNodeLivenessHandler::run_due_comparison(const MOX_Event_Output &out) {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
     return configuration != nullptr ? configuration->rebuild_table(out, nullptr) : Hb_Failure;
 }
@@ -134,17 +136,17 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
         report_no_news(node, sequence_of(record), out);
         return Hb_Success;
     }
-    const bool is_alone = needs_whole_reading(node);
-    if (is_alone) {
+    const bool is_full_query = needs_full_query(node);
+    if (is_full_query) {
         assume_state_before(record);
-        MOX_owe_comparison(true);
-        const Hb_Rc result = make_up_for_missed_comparison(out);
-        if (!MOX_comparison_is_owed()) {
+        MOX_set_comparison_due(true);
+        const Hb_Rc result = run_due_comparison(out);
+        if (!MOX_is_comparison_due()) {
             return result;
         }
     }
     // When the service does not answer, the record itself is the evidence.
-    const bool has_table = !is_alone && rebuild_working_table(record);
+    const bool has_table = !is_full_query && rebuild_working_table(record);
     const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, has_table, out)
                                                              : came_up(record, has_table, out);
     MOX_discard_working_table(); // unless it is pending
@@ -166,8 +168,8 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
         return false;
     }
     const bool was_reported = is_down_because(before, Hb_Entity_State_Reason_KOBAL_Down);
-    MOX_Event *adapters = nullptr;
-    constructAdapterEventOnNode(node, &adapters, HB_EVENT_DEATH);
+    MOX_Owned_Event adapters;
+    constructAdapterEventOnNode(node, MOX_Event_Slot(adapters), HB_EVENT_DEATH);
     const bool adapters_died = adapters != nullptr;
     if (adapters_died) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_ADAPTERS_DIED, node);
@@ -176,14 +178,14 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
         }
         *out.sequence_number = 0;
         copy_adapter_Hb_Group(&adapters->group, out.group);
-        delete adapters;
+        adapters.reset();
         if (!was_reported) {
-            MOX_Event *death = nullptr;
-            constructNodeEvent(node, &death, HB_EVENT_DEATH);
+            MOX_Owned_Event death;
+            constructNodeEvent(node, MOX_Event_Slot(death), HB_EVENT_DEATH);
             if (death == nullptr) {
                 hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_EVENT_NOT_MADE, node);
             }
-            queue(death);
+            queue(std::move(death));
         }
     } else if (!was_reported) {
         report_node(node, HB_EVENT_DEATH, sequence_of(record), out);
@@ -194,22 +196,22 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
         hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_DOWN_UNKNOWN, node);
     }
     const bool has_event = adapters_died || !was_reported;
-    MOX_Event *marker = has_table && has_event ? MOX_make_config_marker() : nullptr;
+    MOX_Owned_Event marker = has_table && has_event ? MOX_make_config_marker() : nullptr;
     if (has_table && (marker != nullptr || !has_event)) {
         // The service may still have adapters up whose own events are unread.
         MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
     }
     if (marker != nullptr) {
-        queue_marker(marker);
+        queue_marker(std::move(marker));
     } else if (has_table && !has_event) {
-        MOX_take_working_table();
+        MOX_install_working_table();
         out.report_configuration_change();
         *out.sequence_number = 0;
     } else {
         if (!has_event) {
             out.report_no_event();
         }
-        go_on_without_table(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
+        continue_without_table(node, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
     }
     return true;
 }
@@ -233,40 +235,37 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
     }
     report_node(node, HB_EVENT_JOIN, sequence_of(record), out);
     if (!has_table) {
-        MOX_Event *joined = nullptr;
-        constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
-        MOX_put_up_adapters_of_node(node, joined);
-        queue(joined);
+        MOX_Owned_Event joined;
+        constructAdapterEventOnNode(node, MOX_Event_Slot(joined), HB_EVENT_JOIN);
+        MOX_mark_adapters_of_node_up(node, joined.get());
+        queue(std::move(joined));
     } else if (queue_adapters_of_returned_node(node)) {
         if (before != nullptr) {
             before->state = Hb_Entity_Up;
         }
         return true;
     }
-    go_on_without_table(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
+    continue_without_table(node, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
     return true;
 }
 
 // The service was asked twice and may have changed between, or not have answered: the table is to hold what is
 // reported. What it holds down can then be reported later. False, with nothing queued, when memory is short.
 bool ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
-    MOX_Event *joined = nullptr;
-    constructAdapterEventOnNode(node, &joined, HB_EVENT_JOIN);
-    MOX_match_adapters_of_node(global_config_tbl_new, node, joined);
-    MOX_Event *stale = nullptr;
-    const int count = MOX_add_stale_adapters_of_node(global_config_tbl_new, node, &stale);
-    MOX_Event *marker = MOX_make_config_marker();
+    MOX_Owned_Event joined;
+    constructAdapterEventOnNode(node, MOX_Event_Slot(joined), HB_EVENT_JOIN);
+    MOX_match_adapters_of_node(global_config_tbl_new, node, joined.get());
+    MOX_Owned_Event stale;
+    const int count = MOX_add_stale_adapters_of_node(global_config_tbl_new, node, MOX_Event_Slot(stale));
+    MOX_Owned_Event marker = MOX_make_config_marker();
     if (marker == nullptr || (count > 0 && stale == nullptr)) {
-        delete joined;
-        delete stale;
-        delete marker;
         return false;
     }
     if (stale != nullptr) {
         stale->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;
     }
-    queue(stale);
-    queue_marker(marker);
-    queue(joined);
+    queue(std::move(stale));
+    queue_marker(std::move(marker));
+    queue(std::move(joined));
     return true;
 }

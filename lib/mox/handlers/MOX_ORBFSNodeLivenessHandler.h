@@ -16,7 +16,7 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
 
   private:
     Hb_Rc process(const qz_orb_event_node_liveness_t &record, const MOX_Event_Output &out);
-    Hb_Rc make_up_for_missed_comparison(const MOX_Event_Output &out);
+    Hb_Rc run_due_comparison(const MOX_Event_Output &out);
     // Whether there is something to signal. has_table: the working table is what the service has now.
     bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);
     bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);

@@ -9,9 +9,9 @@ namespace {
 constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_PEER_NO_EVENT};
 
-// Takes the membership daemon's verdict over and gives the event, or HB_EVENT_NONE when it is no news: a node that is
-// down for another reason, and the local one, have their state from elsewhere.
-int take_verdict(Hb_Node_Entry &node, bool up) {
+// Takes the membership daemon's verdict over and gives the event, or 0 when it is no news: a node that is down
+// for another reason, and the local one, have their state from elsewhere.
+int apply_verdict(Hb_Node_Entry &node, bool up) {
     if (up) {
         if (node.state != Hb_Entity_Down || node.reason != Hb_Entity_State_Reason_KOBAL_Down) {
             return HB_EVENT_NONE;
@@ -49,7 +49,7 @@ Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *gro
                 out.report_no_event();
                 return Hb_Success;
             }
-            const int happened = take_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
+            const int happened = apply_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
             fillInNodeEventInfo(node->node_num, happened, out.name, out.group);
             out.report_no_event();
             if (happened != 0) {

@@ -64,13 +64,13 @@ Hb_Rc ORBFSSiteConfigEventHandler::handler(int *events, char *name, Hb_Group *gr
         [&](const qz_orb_event_metadata_t &event) { return process(*event.event.p_site_cfg, out); });
 }
 
-void ORBFSSiteConfigEventHandler::forget() {
+void ORBFSSiteConfigEventHandler::forget_answers() {
     cached_local_node_uuid_obtained = false;
     cached_local_site_info_obtained = false;
     cached_site_merge_policy_obtained = false;
 }
 
-int ORBFSSiteConfigEventHandler::ask() {
+int ORBFSSiteConfigEventHandler::query_missing() {
     if (!cached_local_node_uuid_obtained) {
         qz_mox_uuid_t uuid = {};
         if (qz_mox_get_local_node_uuid(orbfs_cluster_name, &uuid) != 0) {
@@ -110,8 +110,8 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
         trace_site(HB_TR_SITE_UP, record);
         [[fallthrough]];
     case QZ_ORB_SITE_MODIFY:
-        forget();
-        if (const int position = ask()) {
+        forget_answers();
+        if (const int position = query_missing()) {
             return query_failed(position, error_of_asking_again);
         }
         return Hb_Success;
@@ -122,7 +122,7 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
 
 Hb_Rc ORBFSSiteConfigEventHandler::site_down(const qz_orb_event_site_cfg_t &record,
                                              const MOX_Event_Output &out) {
-    if (const int position = ask()) {
+    if (const int position = query_missing()) {
         return query_failed(position, errors_of_queries[position]);
     }
     const bool merges = cached_local_site_info.merge_flag == QZ_MOX_SITE_MERGE_FLAG_MERGE_PENDING;

@@ -24,8 +24,8 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
 
   private:
     // Asks for what is not known; the position of the query that failed, or 0.
-    int ask();
-    void forget();
+    int query_missing();
+    void forget_answers();
     Hb_Rc process(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out);
     Hb_Rc site_down(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out);
     void fill(const qz_orb_event_site_cfg_t &record, int event, Hb_Group &group) const;

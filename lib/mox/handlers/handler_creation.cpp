@@ -77,7 +77,7 @@ template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const cha
 }
 
 // A cluster without a name stays the default one.
-bool take_cluster_name() {
+bool load_cluster_name() {
     if (orbfs_cluster_name != nullptr) {
         return true;
     }
@@ -107,7 +107,7 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
     if (qz_mox_service_present() == 0) {
         return Hb_Success;
     }
-    MOX_watch_forks_of_queue();
+    MOX_keep_queue_usable_after_fork();
     const bool had_pipe = event_pipe_handler_p != nullptr;
     const bool made =
         make_monitor<ORBFSAdapterEventHandler>(adapter_event_handler_p, "adapter_liveness") &&
@@ -118,7 +118,7 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
         make_pipe<ORBFSNewGroupEventHandler>(new_group_event_handler_p, "new-group pipe") &&
         make_monitor<ORBFSIPChangeEventHandler>(ip_change_handler_p, "ip_change") &&
         make_monitor<ORBFSReconfigEventHandler>(cluster_reconfig_handler_p, "cluster_reconfig") &&
-        make_monitor<ORBFSSiteConfigEventHandler>(site_config_handler_p, "site_cfg") && take_cluster_name();
+        make_monitor<ORBFSSiteConfigEventHandler>(site_config_handler_p, "site_cfg") && load_cluster_name();
     if (made && !had_pipe) {
         MOX_wake_for_queued_events();
     }

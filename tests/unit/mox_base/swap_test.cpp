@@ -184,7 +184,7 @@ ISOLATED_TEST(Swap, CarriesNoSitesOver) {
 
 ISOLATED_TEST(Swap, OfAPristineTableIsLiteralHereAndPassedOverByTheMarker) {
     fill(global_config_tbl);
-    MOX_take_working_table();
+    MOX_install_working_table();
     EXPECT_EQ(2, global_config_tbl.Hb_num_nodes) << "there is none";
     MOX_copy_and_delete_global_config_tbl();
     EXPECT_EQ(0, global_config_tbl.Hb_num_nodes);

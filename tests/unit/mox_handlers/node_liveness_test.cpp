@@ -44,7 +44,7 @@ struct Nodes {
         client.service.remove_interface(node, "eth1");
         ASSERT_EQ(Hb_Success, hb_terminate());
         client.open();
-        MOX_owe_comparison(false); // as a commit does
+        MOX_set_comparison_due(false); // as a commit does
     }
     // By the events so far, the node and its adapters are down.
     static void put_down(int node) {

@@ -249,7 +249,7 @@ ISOLATED_TEST(Outage, ANodeThatWasNotKnownIsRememberedFromItsRecord) {
         EXPECT_EQ(Hb_Success, outage.node(dies ? QZ_ORB_EVENT_DOWN : QZ_ORB_EVENT_UP, 9));
         EXPECT_EQ(0, outage.call.events) << "the second record is no news";
         ASSERT_EQ(Hb_Success, hb_terminate());
-        MOX_owe_comparison(false); // as in a new process
+        MOX_set_comparison_due(false); // as in a new process
     }
 }
 
@@ -270,7 +270,7 @@ ISOLATED_TEST(Outage, ANodeWhoseJoiningWasMissedIsReportedByAWholeReading) {
         }
         EXPECT_EQ(dies ? Hb_Entity_Down : Hb_Entity_Up, state_of_node(9));
         ASSERT_EQ(Hb_Success, hb_terminate());
-        MOX_owe_comparison(false); // as in a new process
+        MOX_set_comparison_due(false); // as in a new process
     }
 }
 
