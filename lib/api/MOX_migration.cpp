@@ -113,8 +113,8 @@ Hb_Rc hb_migrate_to_mox_prep() {
     const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc created = MOX_create_global_event_handlers();
     if (created != Hb_Success) {
-        set_hb_errno(74);
-        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, 74);
+        set_hb_errno(HB_ERROR_HANDLERS_NOT_CREATED);
+        hb_trace_values(HB_TRACE_ERRORS, HB_TR_MIGRATION_NO_HANDLERS, created, HB_ERROR_HANDLERS_NOT_CREATED);
         return abandon_preparation(before);
     }
     const MOX_Known_Nodes nodes;

@@ -75,7 +75,7 @@ bool changes_membership(const Hb_Event_View &event) {
 Hb_Rc apply_event(const Hb_Packet &packet, int *events, char *name, Hb_Group &group) {
     const auto event = hb_view_event(packet.bytes(), global_config_tbl.Hb_max_nodes);
     if (!event) {
-        return hb_fail(10);
+        return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
     }
     if (changes_membership(*event)) {
         drop_outdated_preparation();

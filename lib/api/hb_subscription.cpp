@@ -105,7 +105,7 @@ static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Sub
     }
     for (const Hb_Subscription_Type type : rejected) {
         if (group.Hb_subscription_type == type) {
-            set_hb_errno(11);
+            set_hb_errno(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
             return Change::REJECTED;
         }
     }
@@ -310,7 +310,7 @@ Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site_Number
 // ---- Subscribing ----
 
 static bool is_valid_mask(int events) {
-    return events != 0 && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
+    return events != HB_EVENT_NONE && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
 }
 
 // Gives the group the type that the request needs. Gives back the one that it is to have again afterwards,
@@ -341,7 +341,7 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
         return Hb_Failure;
     }
     if (!is_valid_mask(events)) {
-        return hb_fail(4);
+        return hb_fail(HB_ERROR_BAD_ARGUMENT);
     }
     const std::optional<Hb_Subscription_Type> type_afterwards = choose_request_type(*group, events);
     if (group->Hb_subscription_type == Hb_Empty_Subscription) {

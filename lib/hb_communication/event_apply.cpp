@@ -126,7 +126,7 @@ int apply(const Hb_Heartbeat_View &event, char *name, Hb_Group & /*group*/) {
 }
 
 int apply(const Hb_Failure_Id_View &event, char *name, Hb_Group &group) {
-    std::strcpy(name, "Hb_FFDC_Group");
+    std::strcpy(name, HB_EVENT_NAME_FFDC);
     copy_ffdc_id(group, event.ffdc_id);
     return HB_EVENT_FFDC;
 }

@@ -6,7 +6,7 @@
 
 #include "hb_client.h"
 
-inline constexpr char MOX_EMPTY_EVENT[] = "<EMPTY EVENT>";
+inline constexpr char MOX_EMPTY_EVENT[] = HB_EVENT_NAME_EMPTY;
 
 // The four outputs of a handler's specified signature. Behind that signature they travel as one.
 struct MOX_Event_Output {
@@ -16,7 +16,7 @@ struct MOX_Event_Output {
     unsigned long *sequence_number;
 
     void report_no_event() const {
-        *events = 0;
+        *events = HB_EVENT_NONE;
         *sequence_number = 0;
         std::strcpy(name, MOX_EMPTY_EVENT);
     }
@@ -31,7 +31,7 @@ struct MOX_Event_Output {
 
     void report_configuration_change() const {
         *events = HB_EVENT_CONFIG;
-        std::strcpy(name, "Hb_Config_Group");
+        std::strcpy(name, HB_EVENT_NAME_CONFIG);
     }
 };
 

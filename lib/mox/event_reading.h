@@ -86,7 +86,7 @@ Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records,
     const int result = event.read(fd, category);
     if (result == MOX_NO_EVENT) {
         MOX_trace_handler(records.no_event, fd);
-        *out.events = 0;
+        *out.events = HB_EVENT_NONE;
         return Hb_Success;
     }
     const bool usable = use == MOX_Record_Use::not_needed || event.has_record();

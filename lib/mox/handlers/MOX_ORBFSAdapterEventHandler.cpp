@@ -77,13 +77,13 @@ Hb_Rc ORBFSAdapterEventHandler::process(const qz_orb_event_metadata_t &event, co
         }
         return result;
     }
-    *out.events = 0;
+    *out.events = HB_EVENT_NONE;
     Hb_Adapter_Entry *adapter =
         find_adapter(record.node_number, record.p_interface_name != nullptr ? record.p_interface_name : "");
     if (adapter != nullptr) {
         *out.events = change_state(*adapter, record.event_type == QZ_ORB_EVENT_UP);
     }
-    set_members(out.group, *out.events != 0 ? adapter : nullptr);
+    set_members(out.group, *out.events != HB_EVENT_NONE ? adapter : nullptr);
     fillInOneAdapterEvent(out.events, out.name, out.group, out.sequence_number);
     return Hb_Success;
 }

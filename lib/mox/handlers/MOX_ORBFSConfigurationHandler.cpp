@@ -83,7 +83,7 @@ ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes 
 Hb_Rc ORBFSConfigurationHandler::report_later() {
     MOX_discard_working_table();
     MOX_set_comparison_due(true);
-    return hb_fail(17);
+    return hb_fail(HB_ERROR_NO_MEMORY);
 }
 
 // The table becomes live with the marker; without one, at once.

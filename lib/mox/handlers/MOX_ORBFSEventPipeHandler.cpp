@@ -128,7 +128,7 @@ void ORBFSEventPipeHandler::deliver(MOX_Event &ev, const MOX_Event_Output &out) 
         hb_trace_id(HB_TRACE_INFO, HB_TR_DELIVER_CONFIG_MARKER);
         MOX_install_table_of(&ev);
         hb_mox_dump_global_table(&global_config_tbl, "Event pipe handler: after copy");
-        std::strcpy(out.name, "Hb_Config_Group");
+        std::strcpy(out.name, HB_EVENT_NAME_CONFIG);
     }
 }
 

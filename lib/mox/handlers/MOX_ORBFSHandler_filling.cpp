@@ -65,7 +65,7 @@ void ORBFSHandler::fillInNodeEventInfo(int node, int events, char *subscription_
 void ORBFSHandler::fillInOneAdapterEvent(int *events, char *subscription_name, Hb_Group *group,
                                          unsigned long *length) {
     if (networkEventSubscriptionName[0] == '\0') {
-        *events = 0;
+        *events = HB_EVENT_NONE;
         set_name(subscription_name, MOX_EMPTY_EVENT);
         hb_trace_id(HB_TRACE_INFO, HB_TR_ADAPTER_EVENT_UNSUBSCRIBED);
     } else {

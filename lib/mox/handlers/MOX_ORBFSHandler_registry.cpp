@@ -39,7 +39,7 @@ void ORBFSHandler::dispatch(int *ready_fds, int *events, char *subscription_name
             }
         }
     }
-    set_hb_errno(81);
+    set_hb_errno(HB_ERROR_NO_HANDLER);
     hb_trace_values(HB_TRACE_ERRORS, HB_TR_DISPATCH_UNKNOWN, ready_fds[0]);
     *rc = Hb_Failure;
 }

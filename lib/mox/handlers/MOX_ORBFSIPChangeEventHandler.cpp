@@ -64,7 +64,7 @@ Hb_Rc ORBFSIPChangeEventHandler::process(const qz_orb_event_metadata_t &event, c
     }
     if (record.event_type == QZ_ORB_ADDRESS_ADD && is_known(record)) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_IP_CHANGE_KNOWN, record.node_number);
-        *out.events = 0;
+        *out.events = HB_EVENT_NONE;
         fillInOneAdapterEvent(out.events, out.name, out.group, out.sequence_number);
     }
     qz_orb_event_metadata_t about = event;

@@ -52,7 +52,7 @@ Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *gro
             const int happened = apply_verdict(*node, record.event_type == QZ_ORB_EVENT_UP);
             fillInNodeEventInfo(node->node_num, happened, out.name, out.group);
             out.report_no_event();
-            if (happened != 0) {
+            if (happened != HB_EVENT_NONE) {
                 out.report(happened, nodeEventSubscriptionName);
             }
             return Hb_Success;
