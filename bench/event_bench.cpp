@@ -1,4 +1,4 @@
-// Events through the library, against a bare loop with only the unavoidable work: it reads the same bytes
+// Events through the library, against a bare loop with only the unavoidable work. The loop reads the same bytes
 // from the same kind of socket and clears the same list.
 #include <cstdlib>
 #include <cstring>

@@ -42,7 +42,7 @@ has_lines() {
     done
 }
 
-# Ends of the engine must not end wispd, and wispd must be tried again for as long as the engine is away.
+# The end of the engine must not stop wispd, and wispd must be restarted for as long as the engine is unavailable.
 service_fits_the_cluster_engine() {
     local unit=$prefix/lib/systemd/system/wispd.service
     has_lines "$unit" 'ExecStart=.*/bin/wispd --foreground --config .*/wisp/cluster.toml' Restart=on-failure \
@@ -57,10 +57,10 @@ service_fits_the_cluster_engine() {
         ! grep corosync "$unit" || fail "the service waits for an engine that its wispd cannot follow"
     fi
     command -v systemd-analyze >/dev/null || return 0
-    # The program lies elsewhere than where the prefix of the build would have it.
+    # The program is not in the directory that the prefix of the build names.
     sed "s|^ExecStart=[^ ]*|ExecStart=$prefix/bin/wispd|" "$unit" >"$WORK/wispd.service"
     systemd-analyze verify "$WORK/wispd.service" >"$WORK/verify.log" 2>&1 || { cat "$WORK/verify.log"; exit 1; }
-    # What it does not know it only mentions.
+    # systemd only mentions settings that it does not know.
     if grep 'wispd.service' "$WORK/verify.log"; then
         fail "systemd does not understand the service"
     fi
@@ -80,14 +80,14 @@ example_builds_with_find_package() {
     "$CMAKE" -S "$SOURCE/tests/unit/install_test/consumer" -B "$WORK/consumer" -DEXAMPLE="$SOURCE/examples/watch.c" \
         -DCMAKE_C_COMPILER="$CC" -DCMAKE_C_FLAGS="${CFLAGS-}" -DCMAKE_PREFIX_PATH="$prefix" >"$WORK/consumer.log" &&
         "$CMAKE" --build "$WORK/consumer" >>"$WORK/consumer.log" || { cat "$WORK/consumer.log"; exit 1; }
-    # Found by the path that CMake wrote into the program, with no help from the environment.
+    # CMake wrote the path into the program, so the library is found without help from the environment.
     local needed
     needed=$(env -u LD_LIBRARY_PATH ldd "$WORK/consumer/watch")
     case $needed in *"$prefix/$LIBDIR/libhb_client.so"*) ;; *) fail "it does not find the library: $needed" ;; esac
     case $needed in *'not found'*) fail "a library is missing: $needed" ;; esac
 }
 
-# wait_for DESCRIPTOR TEXT: reads lines until one holds the text.
+# wait_for DESCRIPTOR TEXT: reads lines until one contains the text.
 wait_for() {
     local line seen=
     while IFS= read -r -t 100 -u "$1" line; do
@@ -159,7 +159,7 @@ platform_headers_are_found() {
     "$CC" "${cflags[@]}" "${strict[@]}" -I "$prefix/include" -fsyntax-only "$WORK/platform.c"
 }
 
-# Installs for itself: the other steps use the shared prefix at the same time.
+# Uses its own prefix: the other steps use the shared one at the same time.
 prefix_can_be_moved() {
     rm -rf "$WORK/first" "$WORK/moved"
     "$CMAKE" --install "$BUILD" --prefix "$WORK/first" >"$WORK/first.log" || { cat "$WORK/first.log"; exit 1; }
