@@ -28,7 +28,7 @@ constexpr std::chrono::seconds FIRST_MEMBERS_LATEST(2);
 
 void require(cs_error_t result, const char *what) {
     if (result != CS_OK) {
-        throw Engine_Gone(text("the cluster engine: ", what, " gives ", cs_strerror(result)));
+        throw Engine_Gone(text("Corosync: ", what, " failed with ", cs_strerror(result)));
     }
 }
 
@@ -80,7 +80,7 @@ std::vector<std::string_view> parts_behind(std::string_view prefix, std::string_
 
 void for_each_key(const Map &map, const char *prefix, const std::function<void(std::string_view)> &use) {
     cmap_iter_handle_t walk{};
-    require(cmap_iter_init(map.get(), prefix, &walk), "reading its map");
+    require(cmap_iter_init(map.get(), prefix, &walk), "reading the configuration map");
     std::vector<std::string> keys;
     char key[CMAP_KEYNAME_MAXLEN + 1];
     std::size_t length = 0;
@@ -91,7 +91,7 @@ void for_each_key(const Map &map, const char *prefix, const std::function<void(s
     }
     cmap_iter_finalize(map.get(), walk);
     if (result != CS_ERR_NO_SECTIONS) {
-        require(result, "reading its map");
+        require(result, "reading the configuration map");
     }
     for (const std::string &found : keys) {
         use(found);
@@ -104,7 +104,7 @@ std::string string_of(const Map &map, const std::string &key) {
     if (result == CS_ERR_NOT_EXIST) {
         return {};
     }
-    require(result, "reading its map");
+    require(result, "reading the configuration map");
     std::string copy = value;
     std::free(value);
     return copy;
@@ -119,7 +119,7 @@ std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
     if (result == CS_ERR_NOT_EXIST) {
         return std::nullopt;
     }
-    require(result, "reading its map");
+    require(result, "reading the configuration map");
     return value;
 }
 
@@ -155,10 +155,11 @@ class Engine_Connection final : public Engine {
 };
 
 Engine_Connection::Engine_Connection() {
-    map_.opened(cmap_initialize_map(map_.to_open(), CMAP_MAP_ICMAP), "opening its map");
-    statistics_.opened(cmap_initialize_map(statistics_.to_open(), CMAP_MAP_STATS), "opening its statistics");
+    map_.opened(cmap_initialize_map(map_.to_open(), CMAP_MAP_ICMAP), "opening the configuration map");
+    statistics_.opened(cmap_initialize_map(statistics_.to_open(), CMAP_MAP_STATS),
+                       "opening the statistics map");
     const corosync_cfg_callbacks_t none{};
-    control_.opened(corosync_cfg_initialize(control_.to_open(), &none), "opening its control");
+    control_.opened(corosync_cfg_initialize(control_.to_open(), &none), "opening the configuration service");
 
     quorum_model_v1_data_t model{};
     model.model = QUORUM_MODEL_V1;
@@ -174,17 +175,17 @@ Engine_Connection::Engine_Connection() {
     uint32_t kind = 0;
     quorum_.opened(quorum_model_initialize(quorum_.to_open(), QUORUM_MODEL_V1,
                                            reinterpret_cast<quorum_model_data_t *>(&model), &kind, this),
-                   "opening its quorum");
-    require(quorum_trackstart(quorum_.get(), CS_TRACK_CHANGES | CS_TRACK_CURRENT), "following its members");
+                   "opening the quorum service");
+    require(quorum_trackstart(quorum_.get(), CS_TRACK_CHANGES | CS_TRACK_CURRENT), "tracking the members");
     track("config.");
     if (value_of(map_, RELOADING).value_or(0) != 0) {
-        throw Engine_Gone("the cluster engine: it is reloading its configuration");
+        throw Engine_Gone("Corosync is reloading its configuration");
     }
 
     int map = -1;
     int quorum = -1;
-    require(cmap_fd_get(map_.get(), &map), "waiting for its map");
-    require(quorum_fd_get(quorum_.get(), &quorum), "waiting for its members");
+    require(cmap_fd_get(map_.get(), &map), "waiting for the configuration map");
+    require(quorum_fd_get(quorum_.get(), &quorum), "waiting for the members");
     descriptors_ = {map, quorum};
     await_members(quorum);
     count_all_joins();
@@ -198,7 +199,7 @@ void Engine_Connection::await_members(int quorum) {
             std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
         pollfd waiting{quorum, POLLIN, 0};
         if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0) {
-            throw Engine_Gone("the cluster engine: it does not tell its members");
+            throw Engine_Gone("Corosync does not report its members");
         }
         dispatch();
     }
@@ -212,7 +213,7 @@ void Engine_Connection::track(const char *prefix) {
                    cmap_notify_value,
                    void *self) { static_cast<Engine_Connection *>(self)->on_key(key, event, value); },
                 this, &handle),
-            "following its map");
+            "tracking the configuration map");
 }
 
 // A reload is over when its mark falls; what it was worth is beside it.
@@ -227,8 +228,8 @@ void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_
 
 Engine_News Engine_Connection::dispatch() {
     news_ = {};
-    require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "listening to its map");
-    require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "listening to its members");
+    require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "reading configuration notifications");
+    require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "reading membership notifications");
     // Not within the callback: what is thrown there would go through the engine's own library.
     if (std::exchange(reload_is_over_, false)) {
         news_.configuration = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
@@ -242,7 +243,7 @@ Engine_Configuration Engine_Connection::configuration() {
     Engine_Configuration read;
     read.cluster_name = string_of(map_, "totem.cluster_name");
     unsigned int local = 0;
-    require(corosync_cfg_local_get(control_.get(), &local), "telling this node's id");
+    require(corosync_cfg_local_get(control_.get(), &local), "reading the local node ID");
     read.local_id = local;
     std::map<uint32_t, Engine_Node> by_position;
     for_each_key(map_, prefix.data(), [&](std::string_view key) {

@@ -93,7 +93,7 @@ void Engine_Follower::connect(Time now) {
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
     Engine_Configuration read = engine_->configuration();
-    log_info(text("engine: connected to Corosync, ", members_.size(), " members"));
+    log_info(text("connected to Corosync: ", members_.size(), " members"));
     take_configuration(std::move(read), false);
     must_reread_ = false;
     look_at_ = now;
@@ -106,13 +106,13 @@ void Engine_Follower::connect(Time now) {
 void Engine_Follower::listen() {
     const Engine_News news = engine_->dispatch();
     if (news.refused_reload) {
-        log_warning("engine: it refused to reload its configuration, which stays as it was; its log says why");
+        log_warning("Corosync rejected a configuration reload and keeps the previous one; see Corosync's log");
     }
     if (news.membership) {
         take_members(engine_->members());
     }
     if (news.configuration || must_reread_) {
-        log_info("engine: the configuration is read anew");
+        log_info("reading Corosync's configuration again");
         Engine_Configuration read = engine_->configuration();
         must_reread_ = false;
         take_configuration(std::move(read), news.configuration);
@@ -138,8 +138,8 @@ void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news
     try {
         Configuration translated = translate(read, settings_.names);
         if (configuration_ && translated.local_node != configuration_->local_node) {
-            throw Engine_Refused(text("the local node was ", configuration_->local_node, " and now is ",
-                                      translated.local_node, ": restart wispd"));
+            throw Engine_Refused(text("the local node's number changed from ", configuration_->local_node,
+                                      " to ", translated.local_node, ": restart wispd"));
         }
         configuration_is_new_ = configuration_is_new_ || is_news || !configuration_ ||
                                 read != engine_configuration_ || settings_.names != names_in_force_;
@@ -150,8 +150,8 @@ void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news
         status_.refused.clear();
     } catch (const Engine_Refused &refused) {
         status_.refused = refused.what();
-        log_error(text("engine: its configuration is refused: ", refused.what(),
-                       configuration_ ? "; the one before stays in force" : ""));
+        log_error(text("cannot use Corosync's configuration: ", refused.what(),
+                       configuration_ ? "; the previous one stays in use" : ""));
     }
 }
 
@@ -203,11 +203,12 @@ void Engine_Follower::lose(const std::string &why, Time now) {
     members_.clear();
     links_.clear();
     if (std::exchange(status_.connected, false)) {
-        log_warning(text("engine: gone (", why, "); the other nodes count as dead in ",
-                         seconds_of(settings_.patience.grace), " s unless it comes back"));
+        log_warning(text("Corosync disconnected (", why, "): reporting the other nodes down in ",
+                         seconds_of(settings_.patience.grace),
+                         " s (grace_seconds) unless it returns; start Corosync, or read its log"));
         hold_who_is_up(now);
     } else if (status_.trouble.empty()) {
-        log_warning(text("engine: cannot be reached (", why, "); trying again"));
+        log_warning(text("Corosync unreachable (", why, "); retrying"));
     }
     status_.trouble = why;
     retry_at_ = now + retry_after_;
@@ -236,8 +237,9 @@ void Engine_Follower::drop_overdue(Time now) {
     const std::size_t dead = std::erase_if(held_nodes_, [&](const auto &held) { return held.second <= now; });
     std::erase_if(held_adapters_, [&](const auto &held) { return held.second <= now; });
     if (dead > 0) {
-        log_warning(text("engine: ", dead, " nodes were not seen again within ",
-                         seconds_of(settings_.patience.grace), " s after its end"));
+        log_warning(text("reporting ", dead, " nodes down: not seen within ",
+                         seconds_of(settings_.patience.grace),
+                         " s (grace_seconds) after Corosync disconnected"));
     }
 }
 

@@ -21,8 +21,8 @@ void refuse_own_cluster(const Toml_Reader &root) {
         if (root.has(section)) {
             throw root.error(section,
                              text("[[", section,
-                                  "]] cannot stand beside [source] type = \"corosync\": the cluster is "
-                                  "what Corosync's own configuration says; names go into "
+                                  "]] is not permitted with [source] type = \"corosync\": Corosync's own "
+                                  "configuration describes the cluster; write names into "
                                   "[[source.network]] and [[source.node]]"));
         }
     }
@@ -37,13 +37,13 @@ void read_engine_nodes(const Toml_Reader &source, const std::string &path, Engin
         const auto number = static_cast<int>(reader.integer("number", 0, HB_NODE_SLOTS - 1));
         const auto [first_id, id_is_new] = ids.try_emplace(id, reader.place());
         if (!id_is_new) {
-            throw reader.error("id",
-                               text("id ", id, " has a number twice; the first is at ", first_id->second));
+            throw reader.error(
+                "id", text("id ", id, " is mapped to a number twice; the first is at ", first_id->second));
         }
         const auto [first, is_new] = numbers.try_emplace(number, reader.place());
         if (!is_new) {
             throw reader.error("number",
-                               text("number ", number, " is given twice; the first is at ", first->second));
+                               text("number ", number, " is used twice; the first is at ", first->second));
         }
         names.nodes[id] = number;
     }
@@ -56,7 +56,7 @@ void read_engine_networks(const Toml_Reader &source, const std::string &path, En
         const auto link = static_cast<int>(reader.integer("link", 0, LINK_HIGHEST));
         const std::string name = reader.string("name", NETWORK_NAME_LONGEST);
         if (!names.networks.try_emplace(link, name).second) {
-            throw reader.error("link", text("link ", link, " has a name already"));
+            throw reader.error("link", text("link ", link, " is named twice"));
         }
         const auto [first, is_new] = places.try_emplace(name, reader.place());
         if (!is_new) {

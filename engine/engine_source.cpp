@@ -40,7 +40,7 @@ struct Shared {
         : follower(std::move(the_follower)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
           status(follower->status()) {
         if (wake < 0) {
-            throw std::system_error(errno, std::generic_category(), "waiting for the cluster engine");
+            throw std::system_error(errno, std::generic_category(), "cannot wait for Corosync");
         }
     }
     Shared(const Shared &) = delete;
@@ -106,12 +106,11 @@ Engine_Step first_step(Engine_Follower &follower) {
             return std::move(*step);
         }
         if (!follower.status().refused.empty()) {
-            throw std::runtime_error(
-                text("the cluster engine's configuration is refused: ", follower.status().refused));
+            throw std::runtime_error(text("cannot use Corosync's configuration: ", follower.status().refused));
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
         if (left.count() <= 0) {
-            throw std::runtime_error(text(follower.status().trouble, "; start Corosync, or look into its log"));
+            throw std::runtime_error(text(follower.status().trouble, "; start Corosync, or read its log"));
         }
         pollfd waiting{follower.descriptor(), POLLIN, 0};
         poll(&waiting, 1, static_cast<int>(left.count()));
@@ -145,7 +144,7 @@ Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
     }();
     if (step.wait_for(longest) == std::future_status::timeout) {
         thread.detach();
-        throw std::runtime_error("the cluster engine runs, but does not answer; find what holds Corosync up");
+        throw std::runtime_error("Corosync is running but does not respond; find out what blocks it");
     }
     thread.join();
     follower = std::move(first->follower);
@@ -198,7 +197,7 @@ class Engine_Source::Impl {
   private:
     void take(const std::optional<Engine_Step> &step) {
         if (std::exchange(complained_, false)) {
-            log_info("engine: it answers again");
+            log_info("Corosync responds again");
         }
         if (!step) {
             return;
@@ -248,13 +247,16 @@ class Engine_Source::Impl {
         }
         if (silence >= SILENT_AFTER && !complained_) {
             complained_ = true;
-            log_warning(
-                text("engine: it does not answer; clients stay, and the other nodes count as dead after ",
-                     std::chrono::duration_cast<std::chrono::seconds>(patience_.grace).count(), " s of that"));
+            log_warning(text(
+                "Corosync unresponsive; clients stay connected, and the other nodes are reported down after ",
+                std::chrono::duration_cast<std::chrono::seconds>(patience_.grace).count(),
+                " s (grace_seconds)"));
         }
         if (silence >= std::max<Clock::duration>(patience_.grace, SILENT_AFTER) && !given_up_) {
             given_up_ = true;
-            log_warning("engine: it has not answered for so long that the other nodes count as dead");
+            log_warning(text("Corosync unresponsive for ",
+                             std::chrono::duration_cast<std::chrono::seconds>(silence).count(),
+                             " s (grace_seconds): reporting all other nodes down"));
             on_step_({std::nullopt, of_local_node(last_)});
         }
     }

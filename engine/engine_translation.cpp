@@ -82,7 +82,7 @@ int node_number(uint32_t id, const Engine_Names &names) {
         return named->second;
     }
     if (id > HIGHEST_NUMBER) {
-        throw Engine_Refused(text("the engine's node ", id, " has no number: ids above ", HIGHEST_NUMBER,
+        throw Engine_Refused(text("Corosync node ", id, " has no number: IDs above ", HIGHEST_NUMBER,
                                   " need one in a [[source.node]] of wispd's configuration file"));
     }
     return static_cast<int>(id);
@@ -102,9 +102,9 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     for (const Engine_Node &node : engine.nodes) {
         const auto [taken, is_new] = ids.try_emplace(node_number(node.id, names), node.id);
         if (!is_new) {
-            throw Engine_Refused(text("the engine's nodes ", taken->second, " and ", node.id,
-                                      " would both have the number ", taken->first,
-                                      ": give one of them another in [[source.node]]"));
+            throw Engine_Refused(text("Corosync nodes ", taken->second, " and ", node.id,
+                                      " both map to number ", taken->first,
+                                      ": give one of them another number in [[source.node]]"));
         }
         configuration.nodes.push_back(translate(node, names));
         for (const auto &[link, address] : node.addresses) {
@@ -112,15 +112,14 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
         }
     }
     if (!ids.contains(configuration.local_node)) {
-        throw Engine_Refused(text("the engine's node list does not hold this node, ", engine.local_id));
+        throw Engine_Refused(text("Corosync's node list does not contain the local node, ", engine.local_id));
     }
     std::map<std::string, int> called;
     for (const int link : links) {
         const auto [other, is_new] = called.try_emplace(network_name(link, names), link);
         if (!is_new) {
-            throw Engine_Refused(text("the engine's links ", other->second, " and ", link,
-                                      " would both be called \"", other->first,
-                                      "\": give one of them another name in [[source.network]]"));
+            throw Engine_Refused(text("Corosync links ", other->second, " and ", link, " are both named \"",
+                                      other->first, "\": give one of them another name in [[source.network]]"));
         }
         configuration.networks.push_back(
             {static_cast<Hb_Network_Number>(link), network_name(link, names), "knet"});

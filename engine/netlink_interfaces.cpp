@@ -39,11 +39,12 @@ class Netlink_Interfaces final : public Local_Interfaces {
   public:
     Netlink_Interfaces() {
         nl_cache_mngr *manager = nullptr;
-        require(nl_cache_mngr_alloc(nullptr, NETLINK_ROUTE, NL_AUTO_PROVIDE, &manager), "opening netlink");
+        require(nl_cache_mngr_alloc(nullptr, NETLINK_ROUTE, NL_AUTO_PROVIDE, &manager), "cannot open netlink");
         manager_.reset(manager);
-        require(nl_cache_mngr_add(manager, "route/link", nullptr, nullptr, &links_), "reading the interfaces");
+        require(nl_cache_mngr_add(manager, "route/link", nullptr, nullptr, &links_),
+                "cannot read the network interfaces");
         require(nl_cache_mngr_add(manager, "route/addr", nullptr, nullptr, &addresses_),
-                "reading the addresses");
+                "cannot read the interface addresses");
     }
 
     int descriptor() const override { return nl_cache_mngr_get_fd(manager_.get()); }
@@ -52,7 +53,8 @@ class Netlink_Interfaces final : public Local_Interfaces {
     void dispatch() override {
         const int result = nl_cache_mngr_data_ready(manager_.get());
         if (result < 0 && result != -NLE_AGAIN) {
-            log_warning(text("interfaces: netlink gives ", nl_geterror(result), "; they are read anew"));
+            log_warning(
+                text("network interfaces: netlink reported ", nl_geterror(result), "; reading them again"));
             reread();
         }
     }

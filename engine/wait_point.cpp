@@ -21,7 +21,7 @@ Wait_Point::Wait_Point()
       timer_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)) {
     try {
         if (epoll_ < 0 || timer_ < 0) {
-            fail("making a descriptor to wait on");
+            fail("cannot create a descriptor to wait on");
         }
         add({timer_});
     } catch (...) {
@@ -41,7 +41,7 @@ void Wait_Point::add(const std::vector<int> &descriptors) {
         epoll_event readable{};
         readable.events = EPOLLIN;
         if (epoll_ctl(epoll_, EPOLL_CTL_ADD, descriptor, &readable) != 0) {
-            fail("waiting on a descriptor");
+            fail("cannot wait on a descriptor");
         }
     }
 }

@@ -254,7 +254,7 @@ TEST_F(WispdEngineFollower, ARefusedReloadIsOnlyLogged) {
     cluster_->news.refused_reload = true;
     EXPECT_FALSE(advance());
     EXPECT_THAT(lines().back(),
-                HasSubstr("refused to reload its configuration, which stays as it was; its log says why"));
+                HasSubstr("Corosync rejected a configuration reload and keeps the previous one"));
 }
 
 TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
@@ -269,7 +269,7 @@ TEST_F(WispdEngineFollower, ANodeWithoutANumberIsRefusedByNameAndTheRestStays) {
     EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
     EXPECT_THAT(follower_.status().refused, HasSubstr("node 60000 has no number"));
     EXPECT_THAT(lines().back(), HasSubstr("60000"));
-    EXPECT_THAT(lines().back(), HasSubstr("; the one before stays in force"));
+    EXPECT_THAT(lines().back(), HasSubstr("; the previous one stays in use"));
     // Naming it in wispd's own file corrects this.
     settings_.names.nodes[60000] = 17;
     follower_.set(settings_);
@@ -329,7 +329,7 @@ TEST_F(WispdEngineFollower, NamesThatAreRefusedLeaveNumbersAndNamesAsTheyWere) {
     settings_.names.networks[0] = "service";
     follower_.set(settings_);
     EXPECT_FALSE(advance());
-    EXPECT_THAT(follower_.status().refused, HasSubstr("nodes 2 and 3 would both have the number 3"));
+    EXPECT_THAT(follower_.status().refused, HasSubstr("nodes 2 and 3 both map to number 3"));
     cluster_->tell_members({{1, 1}, {2, 1}});
     const std::optional<Engine_Step> step = advance();
     ASSERT_TRUE(step);

@@ -52,13 +52,13 @@ TEST(WispdEngineSection, EveryKeyIsTaken) {
 TEST(WispdEngineSection, TheFileIsTheSourceWhereNothingElseIsSaid) {
     EXPECT_THAT(error_of("[source]\ntype = \"file\"\n"), StartsWith("wispd.toml:1:1: missing table [cluster]"));
     EXPECT_EQ(error_of("[source]\ntype = \"pacemaker\"\n"),
-              "wispd.toml:2:8: \"pacemaker\" is no source; expected \"file\" or \"corosync\"");
+              "wispd.toml:2:8: \"pacemaker\" is not a source; expected \"file\" or \"corosync\"");
 }
 
 TEST(WispdEngineSection, WhatTheEngineTellsMustNotStandHere) {
     EXPECT_EQ(error_of(COROSYNC + "[[node]]\nnumber = 1\n"),
-              "wispd.toml:3:1: [[node]] cannot stand beside [source] type = \"corosync\": the cluster is what "
-              "Corosync's own configuration says; names go into [[source.network]] and [[source.node]]");
+              "wispd.toml:3:1: [[node]] is not permitted with [source] type = \"corosync\": Corosync's own "
+              "configuration describes the cluster; write names into [[source.network]] and [[source.node]]");
     EXPECT_THAT(error_of(COROSYNC + "[[network]]\nnumber = 1\n"),
                 StartsWith("wispd.toml:3:1: [[network]] cannot"));
     EXPECT_EQ(error_of(COROSYNC + "[cluster]\nlocal_node = 1\n"),
@@ -86,15 +86,15 @@ TEST(WispdEngineSection, NumbersOutOfRangeAreNamed) {
 
 TEST(WispdEngineSection, WhatIsGivenTwiceIsNamedWithBothPlaces) {
     EXPECT_EQ(error_of(COROSYNC + "[[source.node]]\nid = 1\nnumber = 2\n[[source.node]]\nid = 1\nnumber = 3\n"),
-              "wispd.toml:7:6: id 1 has a number twice; the first is at wispd.toml:3:1");
+              "wispd.toml:7:6: id 1 is mapped to a number twice; the first is at wispd.toml:3:1");
     EXPECT_EQ(error_of(COROSYNC + "[[source.node]]\nid = 1\nnumber = 2\n[[source.node]]\nid = 2\nnumber = 2\n"),
-              "wispd.toml:8:10: number 2 is given twice; the first is at wispd.toml:3:1");
+              "wispd.toml:8:10: number 2 is used twice; the first is at wispd.toml:3:1");
     EXPECT_EQ(error_of(COROSYNC + "[[source.network]]\nlink = 0\nname = \"a\"\n"
                                   "[[source.network]]\nlink = 1\nname = \"a\"\n"),
               "wispd.toml:8:8: network name \"a\" is used twice; the first is at wispd.toml:3:1");
     EXPECT_EQ(error_of(COROSYNC + "[[source.network]]\nlink = 0\nname = \"a\"\n"
                                   "[[source.network]]\nlink = 0\nname = \"b\"\n"),
-              "wispd.toml:7:8: link 0 has a name already");
+              "wispd.toml:7:8: link 0 is named twice");
 }
 
 } // namespace

@@ -128,7 +128,7 @@ class WispdEngineStart : public WispdEngineSource {
 TEST_F(WispdEngineStart, AnEngineThatDoesNotRunIsWaitedForAsLongAsTheGrace) {
     settings_.patience.grace = 200ms;
     cluster_->runs = false;
-    EXPECT_EQ(failure(), "it does not run; start Corosync, or look into its log");
+    EXPECT_EQ(failure(), "it does not run; start Corosync, or read its log");
     EXPECT_GT(cluster_->connections, 1);
 }
 
@@ -136,7 +136,7 @@ TEST_F(WispdEngineStart, AnEngineThatIsHeldUpIsNotWaitedForLonger) {
     settings_.patience.grace = 0ms;
     {
         const std::unique_lock held(cluster_->mutex);
-        EXPECT_EQ(failure(), "the cluster engine runs, but does not answer; find what holds Corosync up");
+        EXPECT_EQ(failure(), "Corosync is running but does not respond; find out what blocks it");
     }
     // The abandoned thread ends when the engine answers, and releases everything that it used.
     EXPECT_TRUE(run_until([this] {
@@ -148,9 +148,8 @@ TEST_F(WispdEngineStart, AnEngineThatIsHeldUpIsNotWaitedForLonger) {
 TEST_F(WispdEngineStart, AConfigurationThatCannotBeTakenEndsItAtOnce) {
     settings_.patience.grace = 1h;
     cluster_->configuration.nodes[2].id = 3000;
-    EXPECT_EQ(failure(),
-              "the cluster engine's configuration is refused: the engine's node 3000 has no number: ids "
-              "above 2048 need one in a [[source.node]] of wispd's configuration file");
+    EXPECT_EQ(failure(), "cannot use Corosync's configuration: Corosync node 3000 has no number: IDs "
+                         "above 2048 need one in a [[source.node]] of wispd's configuration file");
 }
 
 } // namespace

@@ -68,7 +68,7 @@ TEST(WispdEngineTranslation, IdsWithoutANumberAreRefusedByName) {
     engine.nodes[0].id = 2048;
     EXPECT_EQ(refusal_of(engine), "taken");
     engine.nodes[0].id = 2049;
-    EXPECT_EQ(refusal_of(engine), "the engine's node 2049 has no number: ids above 2048 need one in a "
+    EXPECT_EQ(refusal_of(engine), "Corosync node 2049 has no number: IDs above 2048 need one in a "
                                   "[[source.node]] of wispd's configuration file");
     Engine_Names names;
     names.nodes = {{2049, 3}};
@@ -78,21 +78,20 @@ TEST(WispdEngineTranslation, IdsWithoutANumberAreRefusedByName) {
 TEST(WispdEngineTranslation, TwoNodesOfOneNumberAreRefused) {
     Engine_Names names;
     names.nodes = {{1, 2}};
-    EXPECT_EQ(refusal_of(two, names),
-              "the engine's nodes 1 and 2 would both have the number 2: give one of them "
-              "another in [[source.node]]");
+    EXPECT_EQ(refusal_of(two, names), "Corosync nodes 1 and 2 both map to number 2: give one of them "
+                                      "another number in [[source.node]]");
 }
 
 TEST(WispdEngineTranslation, AListWithoutTheLocalNodeIsRefused) {
     Engine_Configuration engine = two;
     engine.local_id = 9;
-    EXPECT_EQ(refusal_of(engine), "the engine's node list does not hold this node, 9");
+    EXPECT_EQ(refusal_of(engine), "Corosync's node list does not contain the local node, 9");
 }
 
 TEST(WispdEngineTranslation, TwoNetworksOfOneNameAreRefused) {
     Engine_Names names;
     names.networks = {{0, "link2"}};
-    EXPECT_EQ(refusal_of(two, names), "the engine's links 0 and 2 would both be called \"link2\": give one of "
+    EXPECT_EQ(refusal_of(two, names), "Corosync links 0 and 2 are both named \"link2\": give one of "
                                       "them another name in [[source.network]]");
 }
 
