@@ -120,7 +120,7 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
 
 void Cluster::check_is_told_here() const {
     if (engine_tells_) {
-        throw Refused("who is configured and who is up in this cluster is told by its engine: stop or start "
+        throw Refused("Corosync decides which nodes and adapters are configured and up: stop or start "
                       "Corosync on the node, or change its configuration");
     }
 }
@@ -128,7 +128,7 @@ void Cluster::check_is_told_here() const {
 void Cluster::check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const {
     const std::optional<std::size_t> owner = owner_of(address);
     if (owner && *owner != adapter) {
-        throw Refused(text("address ", address_text(address), " is that of adapter ", *owner, " already"));
+        throw Refused(text("address ", address_text(address), " already belongs to adapter ", *owner));
     }
 }
 
@@ -221,7 +221,7 @@ Changes Cluster::node_up(int node) {
     check_is_told_here();
     const std::size_t number = check_configured_node(node);
     if (nodes_[number].up_adapters == nodes_[number].configured_adapters) {
-        throw Refused(text("node ", node, " is up already, with all its adapters"));
+        throw Refused(text("node ", node, " and all its adapters are up already"));
     }
     Changes changes = begin();
     for (std::size_t adapter : slots_of(number)) {
@@ -230,7 +230,8 @@ Changes Cluster::node_up(int node) {
         }
     }
     if (changes.adapter_joins.empty()) {
-        throw Refused(text("no adapter of node ", node, " can come up: those that are down have no address"));
+        throw Refused(
+            text("no adapter of node ", node, " can come up: the adapters that are down have no address"));
     }
     settle_node(number, changes);
     finish(changes);
@@ -241,8 +242,8 @@ Changes Cluster::node_down(int node) {
     check_is_told_here();
     const std::size_t number = check_configured_node(node);
     if (node == local_node_) {
-        throw Refused(
-            text("node ", node, " is the local node, which is up while wispd runs; take its adapters down"));
+        throw Refused(text("node ", node,
+                           " is the local node, which is up while wispd runs; take its adapters down instead"));
     }
     if (!nodes_[number].up) {
         throw Refused(text("node ", node, " is down already"));
@@ -272,8 +273,7 @@ Changes Cluster::node_join(int node) {
         }
     }
     if (!any_known) {
-        throw Refused(text("node ", node,
-                           " is not described anywhere: describe it in the configuration file, or join ",
+        throw Refused(text("node ", node, " is unknown: describe it in the configuration file, or join ",
                            "its adapters with their addresses"));
     }
     Changes changes = begin();
@@ -316,7 +316,7 @@ Changes Cluster::adapter_up(int64_t adapter) {
         throw Refused(text("adapter ", adapter, " is up already"));
     }
     if (!can_be_up(adapters_[number])) {
-        throw Refused(text("adapter ", adapter, " has no address, and is down until it has one"));
+        throw Refused(text("adapter ", adapter, " has no address and stays down until it has one"));
     }
     Changes changes = begin();
     bring_up(number, changes);
@@ -347,14 +347,14 @@ Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address
         throw Refused(text("adapter ", adapter, " is in the configuration already"));
     }
     if (!it.known && !address) {
-        throw Refused(text("adapter ", adapter, " is not described anywhere: give its address"));
+        throw Refused(text("adapter ", adapter, " is unknown: give its address"));
     }
     if (!is_address(address.value_or(it.address)) && (address || it.carries_ip)) {
         throw Refused(text("adapter ", adapter, " has no address: give one other than ::"));
     }
     const auto network = static_cast<std::size_t>(place_of(number).slot);
     if (network >= networks_.size() || networks_[network].name.empty()) {
-        throw Refused(text("adapter ", adapter, " would be on network ", network, ", which is not configured"));
+        throw Refused(text("adapter ", adapter, " belongs to network ", network, ", which is not configured"));
     }
     check_address_free(address.value_or(it.address), number);
     it.known = true;
@@ -380,7 +380,7 @@ Changes Cluster::adapter_leave(int64_t adapter) {
     const std::size_t number = check_configured_adapter(adapter);
     const auto node = static_cast<std::size_t>(place_of(number).node);
     if (static_cast<int>(node) == local_node_ && nodes_[node].configured_adapters == 1) {
-        throw Refused(text("adapter ", adapter, " is the last one of the local node, which cannot leave"));
+        throw Refused(text("adapter ", adapter, " is the last adapter of the local node, which cannot leave"));
     }
     Changes changes = begin();
     remove(number, changes);
@@ -476,7 +476,7 @@ Changes Cluster::swap_addresses(int64_t adapter, int64_t other) {
     const std::size_t two = check_configured_adapter(other);
     for (std::size_t number : {one, two}) {
         if (!adapters_[number].carries_ip) {
-            throw Refused(text("adapter ", number, " carries no IP, so it has no address to exchange"));
+            throw Refused(text("adapter ", number, " carries no IP and has no address to exchange"));
         }
     }
     Changes changes = begin();
@@ -584,7 +584,7 @@ struct Cluster::Before {
 Changes Cluster::reconfigure(const Configuration &next) {
     if (next.local_node != local_node_) {
         throw Refused(text("local_node cannot change from ", local_node_, " to ", next.local_node,
-                           " while wispd runs; restart it"));
+                           " while wispd runs; restart wispd"));
     }
     Changes changes = begin();
     const Before before{std::move(adapters_), std::move(nodes_), adapters_per_node_, heartbeat_};

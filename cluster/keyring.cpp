@@ -14,13 +14,13 @@ class New_Key {
     New_Key(uint32_t type, int32_t length) {
         sec_key_desc key{};
         if (sec_generate_typed_key(type, length, &key) != 0) {
-            throw Refused("no key can be made: the system gives no random bytes or no memory");
+            throw Refused("cannot create a key: the system provides no random bytes or no memory");
         }
         sec_buffer_desc marshalled = {HB_SHARED_KEY_SIZE, form_.value};
         const int result = sec_marshal_typed_key(&key, &marshalled);
         sec_release_typed_key(&key);
         if (result != 0) {
-            throw Refused("a new key cannot be marshalled");
+            throw Refused("cannot marshal the new key");
         }
         form_.length = marshalled.length;
     }

@@ -81,7 +81,7 @@ Outcome Node_Control::act_on_adapter(const Node_Request &request, Time now) {
     case HB_ADAPTER_GRACE_REQ:
         return give_grace(*adapter, request.seconds, now);
     case HB_GET_ADAPTER_STATE: {
-        Outcome outcome = done(text("adapter ", *adapter, " was asked for"));
+        Outcome outcome = done(text("state of adapter ", *adapter, " sent"));
         outcome.word = cluster_.adapters()[*adapter].up ? Hb_Entity_Up : Hb_Entity_Down;
         return outcome;
     }
@@ -117,7 +117,7 @@ Outcome Node_Control::suspect_adapter(int64_t adapter, Time now) {
     }
     if (suspicions_.in_grace(adapter, now)) {
         return refused(REQUEST_GRACE_RUNNING,
-                       text("adapter ", adapter, " has grace and is not suspected meanwhile"));
+                       text("adapter ", adapter, " is in its grace period and cannot be suspected"));
     }
     const bool is_new = suspicions_.suspect_adapter(adapter, now + settings_.confirm);
     return done(text("adapter ", adapter, is_new ? " is suspected to be down" : " is suspected already"));
@@ -143,7 +143,7 @@ Outcome Node_Control::confirm_due(Time now) {
     std::sort(deaths.changes.adapter_deaths.begin(), deaths.changes.adapter_deaths.end(),
               [](const Adapter_Member &a, const Adapter_Member &b) { return a.number < b.number; });
     std::sort(deaths.changes.node_deaths.begin(), deaths.changes.node_deaths.end());
-    deaths.note = text(confirmed, confirmed == 1 ? " suspicion is" : " suspicions are", " confirmed");
+    deaths.note = text(confirmed, confirmed == 1 ? " suspicion" : " suspicions", " confirmed");
     return deaths;
 }
 
@@ -176,7 +176,7 @@ Outcome Node_Control::change_liveness(const Node_Request &request, std::size_t a
                        [&] { return cluster_.interface_down(number); });
     default:
         return refused(REQUEST_FAILED,
-                       text("request ", static_cast<int>(request.kind), " is not about an adapter"));
+                       text("request ", static_cast<int>(request.kind), " does not concern an adapter"));
     }
 }
 
@@ -189,7 +189,7 @@ Outcome Node_Control::configure(std::size_t adapter, const Hb_IP_address4 &addre
     const std::optional<std::size_t> owner = cluster_.owner_of(wanted);
     if (owner && *owner != adapter) {
         return refused(REQUEST_ADDRESS_IN_USE,
-                       text("address ", address_text(wanted), " is that of adapter ", *owner, " already"));
+                       text("address ", address_text(wanted), " already belongs to adapter ", *owner));
     }
     return attempt(text("adapter ", adapter, " has the address ", address_text(wanted)),
                    [&] { return cluster_.set_address(static_cast<int64_t>(adapter), wanted); });
@@ -199,7 +199,7 @@ Outcome Node_Control::unconfigure(std::size_t adapter) {
     if (!is_address(cluster_.adapters()[adapter].address)) {
         return refused(REQUEST_NOT_CONFIGURED, text("adapter ", adapter, " has no address already"));
     }
-    return attempt(text("adapter ", adapter, " has no address any more"),
+    return attempt(text("adapter ", adapter, " no longer has an address"),
                    [&] { return cluster_.clear_address(static_cast<int64_t>(adapter)); });
 }
 
@@ -237,7 +237,7 @@ Outcome Node_Control::simulate_death(int32_t slept_seconds) {
     if (slept_seconds <= 0) {
         return refused(REQUEST_FAILED, text("a sleep of ", slept_seconds, " s; expected 1 or more"));
     }
-    return attempt(text("the node died and is back, as after a sleep of ", slept_seconds, " s"),
+    return attempt(text("the node died and rejoined, as after a sleep of ", slept_seconds, " s"),
                    [&] { return cluster_.sleep_and_wake(); });
 }
 

@@ -31,7 +31,7 @@ Descriptor open_log(const std::string &path) {
     }
     Descriptor file(errno == EEXIST ? open(path.c_str(), flags) : -1);
     if (file.get() < 0) {
-        refuse(path, errno == ELOOP ? "it is a link; name the file itself" : std::strerror(errno));
+        refuse(path, errno == ELOOP ? "it is a symbolic link; name the file itself" : std::strerror(errno));
     }
     return file;
 }
@@ -40,7 +40,7 @@ Descriptor open_log(const std::string &path) {
 
 Log_File::Log_File(const std::string &path) {
     if (const std::string why = why_unsafe(path); !why.empty()) {
-        refuse(path, text("another user could exchange it: ", why));
+        refuse(path, text("another user could replace it: ", why));
     }
     std::error_code error; // opening the file fails then, and says why
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
@@ -50,7 +50,7 @@ Log_File::Log_File(const std::string &path) {
         refuse(path, std::strerror(errno));
     }
     if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
-        refuse(path, S_ISREG(status.st_mode) ? "it has another name as well" : "it is no ordinary file");
+        refuse(path, S_ISREG(status.st_mode) ? "it has more than one hard link" : "it is not a regular file");
     }
     if (status.st_uid != 0 && status.st_uid != geteuid()) {
         refuse(path, text("it belongs to user ", status.st_uid));

@@ -31,7 +31,8 @@ class Private_Umask {
 };
 
 [[noreturn]] void fail(const std::string &what, const std::string &path) {
-    throw Start_Failure(text(what, " ", path, ": ", std::strerror(errno)));
+    const char *advice = errno == EACCES && geteuid() != 0 ? " (is wispd root?)" : "";
+    throw Start_Failure(text(what, " ", path, ": ", std::strerror(errno), advice));
 }
 
 sockaddr_un address_of(const std::string &path) {
@@ -44,7 +45,7 @@ sockaddr_un address_of(const std::string &path) {
 Descriptor make_socket(const std::string &path) {
     Descriptor made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (made.get() < 0) {
-        fail("cannot make a socket for", path);
+        fail("cannot create a socket for", path);
     }
     return made;
 }
@@ -57,7 +58,7 @@ void give_to_clients(const Pinned_File &file, const std::string &path, const Acc
         fail("cannot set the mode of", path);
     }
     if (!file.is_at(path)) {
-        throw Start_Failure(text("another process has put its file in the place of the socket ", path));
+        throw Start_Failure(text("another process replaced the socket file ", path));
     }
 }
 
@@ -71,8 +72,8 @@ Access control_access(const Access &access) {
 void check_socket_path(const std::string &path, const std::string &what) {
     constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > longest) {
-        throw Start_Failure(text("the ", what, " path has ", path.size(), " bytes; at most ", longest,
-                                 " fit into a socket address: ", path));
+        throw Start_Failure(text("the ", what, " path has ", path.size(),
+                                 " bytes, but a socket address holds at most ", longest, ": ", path));
     }
 }
 
@@ -82,7 +83,7 @@ void clear_socket_path(const std::string &path) {
         if (errno == ENOENT) {
             return;
         }
-        fail("cannot look at", path);
+        fail("cannot check", path);
     }
     if (!S_ISSOCK(old.status().st_mode)) {
         throw Start_Failure(text(path, " exists and is not a socket; remove it or choose another path"));
@@ -93,10 +94,10 @@ void clear_socket_path(const std::string &path) {
     const int connected = connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
     // A full backlog (EAGAIN) is somebody listening, too.
     if (connected == 0 || errno == EAGAIN) {
-        throw Start_Failure(text("another process listens on ", path));
+        throw Start_Failure(text("another process listens on ", path, "; stop it, or choose another path"));
     }
     if (errno != ECONNREFUSED) {
-        fail("cannot find out who listens on", path);
+        fail("cannot find out which process listens on", path);
     }
     if (!old.is_at(path) || (unlink(path.c_str()) != 0 && errno != ENOENT)) {
         fail("cannot remove the old socket", path);
@@ -108,15 +109,15 @@ Socket_File::Socket_File(const std::string &path, const Access &access) : descri
     {
         const Private_Umask guard;
         if (bind(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-            fail("cannot make the socket", path);
+            fail("cannot bind", path);
         }
     }
     const Pinned_File file(path);
     if (!file.exists()) {
-        fail("cannot look at", path);
+        fail("cannot check", path);
     }
     if (!S_ISSOCK(file.status().st_mode) || file.status().st_uid != geteuid()) {
-        throw Start_Failure(text("another process has put its file in the place of the socket ", path));
+        throw Start_Failure(text("another process replaced the socket file ", path));
     }
     path_ = path;
     device_ = file.status().st_dev;
@@ -163,7 +164,7 @@ void Socket_File::listen() {
 
 void Socket_File::set_aside(const std::string &path) {
     if (rename(path_.c_str(), path.c_str()) != 0) {
-        fail("cannot set aside", path_);
+        fail("cannot move aside", path_);
     }
     path_ = path;
 }

@@ -170,7 +170,7 @@ class Node_Section {
         const std::string written = reader.string("address", NAME_LONGEST);
         const std::optional<Hb_IP_address6> address = parse_address(written);
         if (!address || !is_address(*address)) {
-            throw reader.error("address", text("\"", written, "\" is no address; expected an IPv4 or IPv6 ",
+            throw reader.error("address", text("\"", written, "\" is not an address; expected an IPv4 or IPv6 ",
                                                "address, or \"none\" for an adapter that carries no IP"));
         }
         const std::string what = text("node ", node.number, ", network ", network);
@@ -178,7 +178,7 @@ class Node_Section {
             addresses_.try_emplace(*address, Definition{reader.place("address"), what});
         if (!is_new) {
             throw reader.error("address",
-                               text("address ", written, " of ", what, " is used twice; it is that of ",
+                               text("address ", written, " of ", what, " is used twice; it already belongs to ",
                                     first->second.what, " at ", first->second.place));
         }
         return *address;
@@ -227,8 +227,8 @@ std::optional<mode_t> read_mode(const Toml_Reader &reader, std::string_view key,
     const std::string written = reader.string(key, NAME_LONGEST);
     if (written.size() > 4 || written.find_first_not_of("01234567") != std::string::npos ||
         std::stoul(written, nullptr, 8) > 0777) {
-        throw reader.error(
-            key, text("\"", written, "\" is no file mode; expected octal digits, such as \"", example, "\""));
+        throw reader.error(key, text("\"", written, "\" is not a file mode; expected octal digits, such as \"",
+                                     example, "\""));
     }
     return static_cast<mode_t>(std::stoul(written, nullptr, 8));
 }
@@ -237,8 +237,8 @@ std::optional<mode_t> read_key_mode(const Toml_Reader &reader) {
     const std::optional<mode_t> mode = read_mode(reader, "key_mode", "0640");
     if (mode && ((*mode & 0600) != 0600 || (*mode & ~mode_t{0644}) != 0)) {
         throw reader.error("key_mode",
-                           "'key_mode' in [daemon] gives its owner less than reading and writing, or "
-                           "others more than reading; expected \"0600\", \"0640\" or \"0644\"");
+                           "'key_mode' in [daemon] must let the owner read and write, and others at "
+                           "most read; expected \"0600\", \"0640\" or \"0644\"");
     }
     return mode;
 }
@@ -309,7 +309,7 @@ Daemon_Settings read_daemon(const Toml_Reader &root, const std::string &path, co
     if (settings.log_level != "debug" && settings.log_level != "info" && settings.log_level != "warning" &&
         settings.log_level != "error") {
         throw reader.error("log_level", text("\"", settings.log_level,
-                                             "\" is no log level; expected debug, info, warning or error"));
+                                             "\" is not a log level; expected debug, info, warning or error"));
     }
     return settings;
 }
@@ -339,7 +339,7 @@ uint32_t read_key_type(const Toml_Reader &reader, uint32_t otherwise) {
     }
     throw reader.error(
         "key_type",
-        text("\"", written, "\" is no key type; expected hmac-sha256, hmac-sha512 or ", "aes-cmac"));
+        text("\"", written, "\" is not a key type; expected hmac-sha256, hmac-sha512 or ", "aes-cmac"));
 }
 
 Security_Settings read_security(const Toml_Reader &root, const std::string &path) {
@@ -375,9 +375,9 @@ std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string 
         endpoint.path =
             (std::filesystem::path(path).parent_path() / reader.string("path", PATH_LONGEST)).string();
         if (endpoint.path.size() > SOCKET_PATH_LONGEST) {
-            throw reader.error("path",
-                               text("the path has ", endpoint.path.size(), " bytes; at most ",
-                                    SOCKET_PATH_LONGEST, " fit into a socket address: ", endpoint.path));
+            throw reader.error("path", text("the path has ", endpoint.path.size(),
+                                            " bytes, but a socket address holds at most ", SOCKET_PATH_LONGEST,
+                                            ": ", endpoint.path));
         }
         const auto [first, is_new] = places.try_emplace({endpoint.node, endpoint.port}, reader.place());
         if (!is_new) {
@@ -398,7 +398,7 @@ bool is_told_by_engine(const Toml_Reader &source) {
     const std::string type = source.string_or("type", NAME_LONGEST, OWN_FILE);
     if (type != OWN_FILE && type != COROSYNC) {
         throw source.error(
-            "type", text("\"", type, "\" is no source; expected \"", OWN_FILE, "\" or \"", COROSYNC, "\""));
+            "type", text("\"", type, "\" is not a source; expected \"", OWN_FILE, "\" or \"", COROSYNC, "\""));
     }
     return type == COROSYNC;
 }

@@ -54,7 +54,7 @@ const Verb_Rule &rule_of(const std::string &verb) {
         known += known.empty() ? "" : ", ";
         known += rule.name;
     }
-    throw Command_Error(text("unknown verb '", verb, "'; expected one of: ", known));
+    throw Command_Error(text("unknown command '", verb, "'; expected one of: ", known));
 }
 
 bool contains(const std::vector<std::string_view> &list, std::string_view name) {
@@ -64,12 +64,12 @@ bool contains(const std::vector<std::string_view> &list, std::string_view name) 
 void check_names(const Verb_Rule &rule, const Arguments &arguments) {
     for (const auto &[name, value] : arguments) {
         if (!contains(rule.required, name) && !contains(rule.optional, name)) {
-            throw Command_Error(text(rule.name, " does not take '", name, "'"));
+            throw Command_Error(text(rule.name, " does not accept '", name, "'"));
         }
     }
     for (std::string_view name : rule.required) {
         if (!arguments.contains(std::string(name))) {
-            throw Command_Error(text(rule.name, " needs '", name, "'"));
+            throw Command_Error(text(rule.name, " requires '", name, "'"));
         }
     }
 }
@@ -100,7 +100,7 @@ std::optional<std::string> string(const Arguments &arguments, const char *name, 
     if (value == nullptr || value->empty() || value->size() > longest ||
         std::any_of(value->begin(), value->end(),
                     [](char c) { return static_cast<unsigned char>(c) < 0x20; })) {
-        throw Command_Error(text("'", name, "' must be a text of 1 to ", longest, " printable bytes"));
+        throw Command_Error(text("'", name, "' must be text of 1 to ", longest, " printable bytes"));
     }
     return *value;
 }
@@ -124,7 +124,7 @@ std::optional<Hb_IP_address6> address(const Arguments &arguments, const char *na
     }
     const std::optional<Hb_IP_address6> value = parse_address(*written);
     if (!value) {
-        throw Command_Error(text("\"", *written, "\" is no address; expected an IPv4 or IPv6 address"));
+        throw Command_Error(text("\"", *written, "\" is not an address; expected an IPv4 or IPv6 address"));
     }
     return value;
 }
@@ -138,8 +138,8 @@ std::string failure_identifier(const Arguments &arguments) {
     fc_eid_t id{};
     written->copy(id, sizeof id - 1);
     if (qz_ffdc_check_id(id) != 0) {
-        throw Command_Error(text("\"", *written, "\" is no failure identifier; expected 1 to ", sizeof id - 1,
-                                 " printable ASCII characters"));
+        throw Command_Error(text("\"", *written, "\" is not a failure identifier; expected 1 to ",
+                                 sizeof id - 1, " printable ASCII characters"));
     }
     return *written;
 }
@@ -196,10 +196,10 @@ std::optional<Node_Request> node_request_of(const Command &command, const Cluste
         return request;
     case Verb::swap_adapters:
         if (command.adapter / cluster.adapters_per_node() != cluster.local_node()) {
-            throw Refused(text("adapter ", command.adapter, " is not one of the local node"));
+            throw Refused(text("adapter ", command.adapter, " does not belong to the local node"));
         }
         if (!IN6_IS_ADDR_V4MAPPED(&command.address->i6_ipv6)) {
-            throw Refused(text("address ", address_text(*command.address), " is not an IPv4 one"));
+            throw Refused(text("address ", address_text(*command.address), " is not an IPv4 address"));
         }
         request.kind = HB_SWAP_ADAPTERS;
         request.number = command.adapter % cluster.adapters_per_node();

@@ -47,7 +47,7 @@ Command parse_command_line(std::string_view line) {
         throw Command_Error("expected one JSON object in a line, such as {\"do\":\"node-down\",\"node\":3}");
     }
     if (repeated) {
-        throw Command_Error(text("'", *repeated, "' stands in the line twice"));
+        throw Command_Error(text("'", *repeated, "' occurs twice in the line"));
     }
     std::string verb;
     Arguments arguments;
@@ -59,7 +59,7 @@ Command parse_command_line(std::string_view line) {
         }
     }
     if (verb.empty()) {
-        throw Command_Error("'do' must name the verb, such as {\"do\":\"node-down\",\"node\":3}");
+        throw Command_Error("'do' must name the command, such as {\"do\":\"node-down\",\"node\":3}");
     }
     return make_command(verb, arguments);
 }

@@ -79,7 +79,7 @@ void Control_Server::Impl::accept() {
         }
         if (error) {
             if (!accept_failed_) {
-                log_error(text("cannot take a control connection: ", error.message()));
+                log_error(text("cannot accept a control connection: ", error.message()));
                 accept_failed_ = true;
             }
             pause_.expires_after(ACCEPT_PAUSE);
@@ -111,14 +111,14 @@ void Control_Server::Impl::begin(const Connection &connection) {
 // Empty when the process may have a connection.
 std::string Control_Server::Impl::why_not(const Peer &peer) const {
     if (!handlers_.may_control(peer)) {
-        return "this user may not use the control socket: run as root or as a member of the group that "
-               "control_group in wispd's configuration names";
+        return "this user is not authorised to use the control socket: run as root or as a member of the "
+               "control_group in wispd's configuration";
     }
     std::size_t all = 0;
     for (const auto &[user, count] : connections()) {
         all += count;
         if (user == peer.uid && count >= CONNECTIONS_OF_USER && !is_trusted(peer, geteuid())) {
-            return text("this user has ", count, " control connections already, the most that a user may have");
+            return text("this user has ", count, " control connections already, the limit for one user");
         }
     }
     const std::size_t most = is_trusted(peer, geteuid()) ? CONNECTIONS : CONNECTIONS - RESERVED;
@@ -150,7 +150,8 @@ void Control_Server::Impl::read_line(const Connection &connection) {
     asio::async_read_until(
         connection->socket, buffer, '\n', [this, connection](const asio::error_code &error, std::size_t size) {
             if (error == asio::error::not_found) {
-                answer(connection, {error_line(text("a line is longer than ", LINE_LONGEST, " bytes"))}, true);
+                answer(connection, {error_line(text("the line is longer than ", LINE_LONGEST, " bytes"))},
+                       true);
                 return;
             }
             if (error) {

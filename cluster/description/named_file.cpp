@@ -51,22 +51,22 @@ struct stat check(int fd, const std::string &path) {
         throw File_Error(text(path, ": cannot be checked: ", std::strerror(errno)));
     }
     if (S_ISLNK(file.st_mode)) {
-        throw File_Error(text(path, ": is a symbolic link; name the file that it leads to"));
+        throw File_Error(text(path, ": is a symbolic link; name the file it points to"));
     }
     if (!S_ISREG(file.st_mode) || is_made_by_kernel(fd)) {
         throw File_Error(text(path, ": is not a regular file"));
     }
     if (file.st_uid != 0 && file.st_uid != geteuid()) {
         throw File_Error(text(path, ": is owned by uid ", file.st_uid, "; expected uid 0 or ", geteuid(),
-                              ", as which wispd runs"));
+                              " (wispd's user)"));
     }
     if ((file.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         throw File_Error(text(path, ": has mode ", octal(file.st_mode & 07777),
-                              ", so that others than its owner can write it; use chmod go-w"));
+                              ", so other users can write to it; run chmod go-w"));
     }
     if (static_cast<uint64_t>(file.st_size) > NAMED_FILE_LARGEST) {
         throw File_Error(
-            text(path, ": has ", file.st_size, " bytes; at most ", NAMED_FILE_LARGEST, " are read"));
+            text(path, ": has ", file.st_size, " bytes; at most ", NAMED_FILE_LARGEST, " are permitted"));
     }
     return file;
 }

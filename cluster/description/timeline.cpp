@@ -49,10 +49,11 @@ Timeline_Event read_event(const toml::table &table, const std::string &path) {
         throw reader.error("do", error.what());
     }
     if (event.command.verb == Verb::state) {
-        throw reader.error("do", "state asks for an answer and cannot stand in a timeline");
+        throw reader.error("do", "state returns an answer and cannot be used in a timeline");
     }
     if (event.command.verb == Verb::play) {
-        throw reader.error("do", "play cannot stand in a timeline; write the other timeline's events here");
+        throw reader.error("do",
+                           "play cannot be used in a timeline; copy the other timeline's events into this one");
     }
     if (!event.command.config.empty()) {
         event.command.config = (std::filesystem::path(path).parent_path() / event.command.config).string();

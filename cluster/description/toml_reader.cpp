@@ -76,10 +76,10 @@ void check_nesting(std::string_view document, const std::string &path) {
     if (const std::optional<Toml_Place> place = find_deep_nesting(document)) {
         const std::string where = text(path, ":", place->line, ":", place->column);
         if (place->is_header) {
-            throw Config_Error(text(where, ": a table's header needs a name behind its one or two brackets"));
+            throw Config_Error(text(where, ": a table header needs a name between its brackets"));
         }
-        throw Config_Error(text(where, ": tables and arrays lie in each other deeper than ",
-                                TOML_NESTING_DEEPEST, " levels; each part of a dotted key is one"));
+        throw Config_Error(text(where, ": tables and arrays are nested deeper than ", TOML_NESTING_DEEPEST,
+                                " levels; each part of a dotted key counts as one"));
     }
 }
 
@@ -238,10 +238,11 @@ std::string Toml_Reader::string(std::string_view key, std::size_t longest) const
         throw error(key, text(name_of(key), " is empty"));
     }
     if (value.size() > longest) {
-        throw error(key, text(name_of(key), " has ", value.size(), " bytes; at most ", longest, " fit"));
+        throw error(key,
+                    text(name_of(key), " has ", value.size(), " bytes; at most ", longest, " are permitted"));
     }
     if (std::any_of(value.begin(), value.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; })) {
-        throw error(key, text(name_of(key), " holds a control character"));
+        throw error(key, text(name_of(key), " contains a control character"));
     }
     return value;
 }

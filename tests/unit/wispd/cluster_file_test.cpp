@@ -129,7 +129,8 @@ TEST(WispdClusterFile, NodeNumberOutOfRangeIsNamed) {
 TEST(WispdClusterFile, AddressUsedTwiceNamesBothPlaces) {
     EXPECT_EQ(error_of(HEAD + LOCAL +
                        "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"10.1.0.1\"\n"),
-              "cluster.toml:18:11: address 10.1.0.1 of node 2, network 0 is used twice; it is that of node 1, "
+              "cluster.toml:18:11: address 10.1.0.1 of node 2, network 0 is used twice; it already belongs to "
+              "node 1, "
               "network 0 "
               "at cluster.toml:13:11");
 }
@@ -179,7 +180,7 @@ TEST(WispdClusterFile, WrongTypesSayWhatWasExpected) {
               "cluster.toml:14:9: 'state' in [[node.adapter]] is \"sideways\"; expected \"up\" or \"down\"");
     EXPECT_EQ(
         error_of(HEAD + LOCAL + "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"10.1\"\n"),
-        "cluster.toml:18:11: \"10.1\" is no address; expected an IPv4 or IPv6 address, or \"none\" for an "
+        "cluster.toml:18:11: \"10.1\" is not an address; expected an IPv4 or IPv6 address, or \"none\" for an "
         "adapter that carries no IP");
     EXPECT_EQ(error_of(HEAD + "node = 3\n"),
               "cluster.toml:9:1: unknown key 'node' in [[network]]; expected one of: "
@@ -225,9 +226,9 @@ TEST(WispdClusterFile, QueueMustHoldTheLargestConfigurationMessage) {
 
 TEST(WispdClusterFile, ModeAndLevelAreChecked) {
     EXPECT_EQ(error_of(HEAD + LOCAL + "[daemon]\nsocket_mode = \"0999\"\n"),
-              "cluster.toml:15:15: \"0999\" is no file mode; expected octal digits, such as \"0660\"");
+              "cluster.toml:15:15: \"0999\" is not a file mode; expected octal digits, such as \"0660\"");
     EXPECT_EQ(error_of(HEAD + LOCAL + "[daemon]\nlog_level = \"loud\"\n"),
-              "cluster.toml:15:13: \"loud\" is no log level; expected debug, info, warning or error");
+              "cluster.toml:15:13: \"loud\" is not a log level; expected debug, info, warning or error");
 }
 
 TEST(WispdClusterFile, KeyModeLetsNobodyWriteButItsOwner) {
@@ -238,10 +239,9 @@ TEST(WispdClusterFile, KeyModeLetsNobodyWriteButItsOwner) {
         EXPECT_EQ(file.daemon.key_mode, std::stoul(mode, nullptr, 8));
     }
     for (const char *mode : {"0660", "0666", "0440", "0641", "0200"}) {
-        EXPECT_EQ(
-            error_of(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n"),
-            "cluster.toml:15:12: 'key_mode' in [daemon] gives its owner less than reading and writing, or "
-            "others more than reading; expected \"0600\", \"0640\" or \"0644\"");
+        EXPECT_EQ(error_of(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n"),
+                  "cluster.toml:15:12: 'key_mode' in [daemon] must let the owner read and write, and others at "
+                  "most read; expected \"0600\", \"0640\" or \"0644\"");
     }
 }
 
@@ -273,7 +273,7 @@ TEST(WispdClusterFile, SecurityIsOffUntilItsTableIsThere) {
                   .security,
               (wispd::Security_Settings{false, 3, 24, std::chrono::seconds(60)}));
     EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_type = \"rot13\"\n"),
-              "cluster.toml:15:12: \"rot13\" is no key type; expected hmac-sha256, hmac-sha512 or aes-cmac");
+              "cluster.toml:15:12: \"rot13\" is not a key type; expected hmac-sha256, hmac-sha512 or aes-cmac");
     EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_type = \"aes-cmac\"\nkey_length = 17\n"),
               "cluster.toml:16:14: an aes-cmac key has 16, 24 or 32 bytes, not 17");
     EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_length = 237\n"),
@@ -306,7 +306,7 @@ TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {
     EXPECT_FALSE(file.cluster.nodes[2].adapters[0].carries_ip);
     EXPECT_THAT(
         error_of(HEAD + LOCAL + "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"::\"\n"),
-        StartsWith("cluster.toml:18:11: \"::\" is no address"));
+        StartsWith("cluster.toml:18:11: \"::\" is not an address"));
 }
 
 TEST(WispdClusterFile, WhatIsNoRegularFileIsRefusedWithoutWaiting) {

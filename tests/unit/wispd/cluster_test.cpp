@@ -153,7 +153,7 @@ TEST(WispdCluster, AdapterCannotJoinANetworkThatIsNotThere) {
 
 TEST(WispdCluster, RefusesWhatIsSoAlreadyAndWhatIsOutOfRange) {
     Cluster cluster(three_nodes());
-    EXPECT_EQ(refusal([&] { cluster.node_up(2); }), "node 2 is up already, with all its adapters");
+    EXPECT_EQ(refusal([&] { cluster.node_up(2); }), "node 2 and all its adapters are up already");
     cluster.node_down(2);
     EXPECT_EQ(refusal([&] { cluster.node_down(2); }), "node 2 is down already");
     EXPECT_EQ(refusal([&] { cluster.adapter_down(4); }), "adapter 4 is down already");

@@ -50,9 +50,9 @@ TEST(WispdCommand, EveryVerbIsKnown) {
 }
 
 TEST(WispdCommand, AKeyStandsInALineOnce) {
-    EXPECT_EQ(error_of(R"({"do":"state","do":"stop"})"), "'do' stands in the line twice");
-    EXPECT_EQ(error_of(R"({"do":"node-up","node":2,"node":2})"), "'node' stands in the line twice");
-    EXPECT_EQ(error_of(R"({"":1,"do":"state","":2})"), "'' stands in the line twice");
+    EXPECT_EQ(error_of(R"({"do":"state","do":"stop"})"), "'do' occurs twice in the line");
+    EXPECT_EQ(error_of(R"({"do":"node-up","node":2,"node":2})"), "'node' occurs twice in the line");
+    EXPECT_EQ(error_of(R"({"":1,"do":"state","":2})"), "'' occurs twice in the line");
 }
 
 TEST(WispdCommand, ArgumentsArriveAsGiven) {
@@ -73,12 +73,12 @@ TEST(WispdCommand, ArgumentsArriveAsGiven) {
 TEST(WispdCommand, FaultsAreNamed) {
     EXPECT_THAT(error_of("hello"), StartsWith("expected one JSON object in a line"));
     EXPECT_THAT(error_of("[1]"), StartsWith("expected one JSON object in a line"));
-    EXPECT_THAT(error_of("{}"), StartsWith("'do' must name the verb"));
-    EXPECT_THAT(error_of(R"({"do":7})"), StartsWith("'do' must name the verb"));
+    EXPECT_THAT(error_of("{}"), StartsWith("'do' must name the command"));
+    EXPECT_THAT(error_of(R"({"do":7})"), StartsWith("'do' must name the command"));
     EXPECT_THAT(error_of(R"({"do":"dance"})"),
-                StartsWith("unknown verb 'dance'; expected one of: node-up, node-down"));
+                StartsWith("unknown command 'dance'; expected one of: node-up, node-down"));
     EXPECT_EQ(error_of(R"({"do":"node-down"})"), "node-down needs 'node'");
-    EXPECT_EQ(error_of(R"({"do":"stop","node":1})"), "stop does not take 'node'");
+    EXPECT_EQ(error_of(R"({"do":"stop","node":1})"), "stop does not accept 'node'");
     EXPECT_EQ(error_of(R"({"do":"node-down","node":"3"})"), "'node' must be an integer from 0 to 2048");
     EXPECT_EQ(error_of(R"({"do":"node-down","node":2049})"), "'node' must be an integer from 0 to 2048");
     EXPECT_EQ(error_of(R"({"do":"node-down","node":18446744073709551615})"),
@@ -86,9 +86,9 @@ TEST(WispdCommand, FaultsAreNamed) {
     EXPECT_EQ(error_of(R"({"do":"node-down","node":1.5})"),
               "'node' must be an integer, a string, true or false");
     EXPECT_EQ(error_of(R"({"do":"adapter-join","adapter":1,"address":"x"})"),
-              "\"x\" is no address; expected an IPv4 or IPv6 address");
+              "\"x\" is not an address; expected an IPv4 or IPv6 address");
     EXPECT_EQ(error_of(R"({"do":"ffdc","id":"1234567890123456789012345678901234567890123"})"),
-              "'id' must be a text of 1 to 42 printable bytes");
+              "'id' must be text of 1 to 42 printable bytes");
     EXPECT_EQ(error_of(R"({"do":"heartbeat","enabled":1})"), "'enabled' must be true or false");
 }
 

@@ -132,7 +132,7 @@ TEST_F(WispdControlServer, TakesALineInPieces) {
 TEST_F(WispdControlServer, RefusesAnEndlessLine) {
     const auto peer = connect();
     send(peer, std::string(70000, 'x'));
-    EXPECT_EQ(receive(peer, 2).substr(0, 60), R"({"error":"a line is longer than 65536 bytes","ok":false})"
+    EXPECT_EQ(receive(peer, 2).substr(0, 60), R"({"error":"the line is longer than 65536 bytes","ok":false})"
                                               "\nEND");
 }
 
@@ -152,8 +152,8 @@ TEST_F(WispdControlServer, RejectsAnUnauthorisedPeerWithTheReason) {
     send(peer, "one\n");
     EXPECT_EQ(
         receive(peer, 2),
-        R"({"error":"this user may not use the control socket: run as root or as a member of the group that )"
-        R"(control_group in wispd's configuration names","ok":false})"
+        R"({"error":"this user is not authorised to use the control socket: run as root or as a member of the )"
+        R"(control_group in wispd's configuration","ok":false})"
         "\nEND");
 }
 

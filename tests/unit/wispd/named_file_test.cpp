@@ -46,16 +46,16 @@ TEST_F(WispdNamedFile, IsThere) {
 
 TEST_F(WispdNamedFile, IsWritableByItsOwnerAlone) {
     write("a", 0620);
-    EXPECT_EQ(": has mode 0620, so that others than its owner can write it; use chmod go-w", refusal());
+    EXPECT_EQ(": has mode 0620, so other users can write to it; run chmod go-w", refusal());
     write("a", 0602);
-    EXPECT_EQ(": has mode 0602, so that others than its owner can write it; use chmod go-w", refusal());
+    EXPECT_EQ(": has mode 0602, so other users can write to it; run chmod go-w", refusal());
     write("a", 0755);
     EXPECT_EQ("it was read", refusal());
 }
 
 TEST_F(WispdNamedFile, IsNoLinkNoDirectoryAndNoPipe) {
     ASSERT_EQ(0, symlink("/etc/passwd", path_.c_str()));
-    EXPECT_EQ(": is a symbolic link; name the file that it leads to", refusal());
+    EXPECT_EQ(": is a symbolic link; name the file it points to", refusal());
     ASSERT_EQ(0, unlink(path_.c_str()));
     ASSERT_EQ(0, mkdir(path_.c_str(), 0700));
     EXPECT_EQ(": is not a regular file", refusal());
@@ -82,7 +82,7 @@ TEST_F(WispdNamedFile, BelongsToRootOrToThisProcess) {
         GTEST_SKIP() << "giving a file to another user needs root";
     }
     ASSERT_EQ(0, chown(path_.c_str(), 64001, 64001));
-    EXPECT_EQ(": is owned by uid 64001; expected uid 0 or 0, as which wispd runs", refusal());
+    EXPECT_EQ(": is owned by uid 64001; expected uid 0 or 0 (wispd's user)", refusal());
 }
 
 } // namespace

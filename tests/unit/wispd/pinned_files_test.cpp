@@ -139,10 +139,10 @@ TEST_F(WispdFiles, LogFileIsNoLinkAndNoDeviceAndHasOneName) {
     const std::string target = directory_.file("target");
     std::ofstream(target).close();
     std::filesystem::create_symlink(target, path_);
-    EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it is a link; name the file itself");
+    EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it is a symbolic link; name the file itself");
     std::filesystem::remove(path_);
     ASSERT_EQ(link(target.c_str(), path_.c_str()), 0);
-    EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it has another name as well");
+    EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it has more than one hard link");
     std::filesystem::remove(path_);
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     EXPECT_THAT(log_failure(), HasSubstr("cannot log to " + path_)); // it does not wait for a reader
@@ -157,7 +157,7 @@ TEST_F(WispdFiles, LogFileOfAnotherUserOrInTheReachOfOneIsRefused) {
     ASSERT_EQ(chown(path_.c_str(), SOMEBODY, 0), 0);
     EXPECT_EQ(log_failure(), "cannot log to " + path_ + ": it belongs to user 65534");
     ASSERT_EQ(chmod(directory_.path().c_str(), 0777), 0);
-    EXPECT_THAT(log_failure(), HasSubstr("another user could exchange it: other users can write"));
+    EXPECT_THAT(log_failure(), HasSubstr("another user could replace it: other users can write"));
 }
 
 // ---- Memory ----

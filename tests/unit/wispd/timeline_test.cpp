@@ -49,11 +49,11 @@ TEST(WispdTimeline, FaultsAreToldWithTheirPlace) {
               "t.toml:2:9: 'after' in [[event]] is -1; expected a number from 0 to 31536000");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"node-down\"\n"), "t.toml:3:6: node-down needs 'node'");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"stop\"\nnode = 3\n"),
-              "t.toml:3:6: stop does not take 'node'");
+              "t.toml:3:6: stop does not accept 'node'");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"state\"\n"),
-              "t.toml:3:6: state asks for an answer and cannot stand in a timeline");
+              "t.toml:3:6: state returns an answer and cannot be used in a timeline");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"play\"\n"),
-              "t.toml:3:6: play cannot stand in a timeline; write the other timeline's events here");
+              "t.toml:3:6: play cannot be used in a timeline; copy the other timeline's events into this one");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"node-down\"\nnode = 1.5\n"),
               "t.toml:4:8: 'node' in [[event]] is neither an integer, a string nor a boolean");
     EXPECT_EQ(error_of("[[events]]\n"),

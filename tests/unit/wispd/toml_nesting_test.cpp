@@ -104,7 +104,7 @@ TEST(WispdTomlNesting, IsRefusedBeforeItIsParsed) {
         wispd::parse_toml("x = {" + key + "=1}", "f.toml");
     } catch (const wispd::Config_Error &error) {
         EXPECT_STREQ(
-            "f.toml:1:69: tables and arrays lie in each other deeper than 32 levels; each part of a dotted key "
+            "f.toml:1:69: tables and arrays are nested deeper than 32 levels; each part of a dotted key "
             "is one",
             error.what());
     }
@@ -125,7 +125,7 @@ TEST(WispdTomlNesting, HeadersWithoutANameAreRefusedBeforeTheyAreParsed) {
         wispd::parse_toml("x = 1\n[ =", "f.toml");
         ADD_FAILURE();
     } catch (const wispd::Config_Error &error) {
-        EXPECT_STREQ("f.toml:2:1: a table's header needs a name behind its one or two brackets", error.what());
+        EXPECT_STREQ("f.toml:2:1: a table header needs a name between its brackets", error.what());
     }
     for (const char *document :
          {"[a]", "[[a]]", "[ 'a' ]", "[[ \"a\".b ]]", "[-]", "[_1]", "[7.x]", "x = [[1], []]"}) {

@@ -175,14 +175,14 @@ std::string refusal_of_identifier(const std::string &id) {
 TEST(WispdFailureIdentifier, WithANonAsciiCharacterIsRefusedAndNamed) {
     for (const char *id : {"f\xC3\xA9hler", "caf\xE9", "\x80", "a\x7F"}) {
         EXPECT_EQ(refusal_of_identifier(id), "\"" + std::string(id) +
-                                                 "\" is no failure identifier; expected 1 to 42 printable "
+                                                 "\" is not a failure identifier; expected 1 to 42 printable "
                                                  "ASCII characters");
     }
 }
 
 TEST(WispdFailureIdentifier, WithAControlCharacterIsRefusedAndNamed) {
     for (const std::string &id : {std::string("a\nb"), std::string("\x01"), std::string("a\0b", 3)}) {
-        EXPECT_EQ(refusal_of_identifier(id), "'id' must be a text of 1 to 42 printable bytes");
+        EXPECT_EQ(refusal_of_identifier(id), "'id' must be text of 1 to 42 printable bytes");
     }
 }
 
@@ -191,7 +191,7 @@ TEST(WispdFailureIdentifier, OnTheControlSocketIsRefusedAsWell) {
         return error_of<wispd::Command_Error>([line] { wispd::parse_command_line(line); });
     };
     EXPECT_THAT(error(R"({"do":"ffdc","id":"f\u00e9hler"})"),
-                StartsWith("\"f\xC3\xA9hler\" is no failure identifier"));
+                StartsWith("\"f\xC3\xA9hler\" is not a failure identifier"));
     EXPECT_THAT(error(R"({"do":"ffdc","id":"a\tb"})"), HasSubstr("'id'"));
 }
 
