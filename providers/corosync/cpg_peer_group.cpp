@@ -15,7 +15,7 @@ constexpr const char *GROUP = "hb_client.peers.";
 
 void require(cs_error_t result, const char *what) {
     if (result != CS_OK) {
-        throw wispd::Engine_Gone(wispd::text("the cluster engine: ", what, " gives ", cs_strerror(result)));
+        throw wispd::Engine_Gone(wispd::text("Corosync: ", what, " failed with ", cs_strerror(result)));
     }
 }
 
@@ -27,10 +27,10 @@ class Cpg_Peer_Group : public Peer_Group {
         model.cpg_confchg_fn = on_change;
         require(
             cpg_model_initialize(&handle_, CPG_MODEL_V1, reinterpret_cast<cpg_model_data_t *>(&model), this),
-            "opening its process groups");
+            "opening the process groups");
         try {
-            require(cpg_join(handle_, &name), "joining the group of peers");
-            require(cpg_fd_get(handle_, &descriptor_), "waiting for peers");
+            require(cpg_join(handle_, &name), "joining the peer group");
+            require(cpg_fd_get(handle_, &descriptor_), "waiting for the peer group");
         } catch (...) {
             cpg_finalize(handle_);
             throw;
@@ -40,7 +40,7 @@ class Cpg_Peer_Group : public Peer_Group {
 
     int descriptor() const override { return descriptor_; }
     std::vector<Peers> dispatch() override {
-        require(cpg_dispatch(handle_, CS_DISPATCH_ALL), "listening to the group of peers");
+        require(cpg_dispatch(handle_, CS_DISPATCH_ALL), "reading peer notifications");
         return std::exchange(seen_, {});
     }
 
@@ -75,8 +75,8 @@ Peer_Join join_peers_called(const std::string &name) {
     cpg_name group{};
     if (whole.size() >= sizeof group.value) {
         throw std::invalid_argument(
-            wispd::text("the peers' name is ", name.size(), " characters long; at most ",
-                        sizeof group.value - 1 - std::string(GROUP).size(), " are possible"));
+            wispd::text("the peer group's name has ", name.size(), " characters; at most ",
+                        sizeof group.value - 1 - std::string(GROUP).size(), " are permitted"));
     }
     whole.copy(group.value, whole.size());
     group.length = static_cast<decltype(group.length)>(whole.size());

@@ -26,7 +26,7 @@ std::vector<Peer_Change> Peer_Watch::advance(Time now, bool engine_runs,
             compare(peers, is_awaited, changes);
         }
     } catch (const std::runtime_error &trouble) {
-        wispd::log_info(wispd::text("peers: cannot be followed (", trouble.what(), "); trying again"));
+        wispd::log_info(wispd::text("peer group unreachable (", trouble.what(), "); retrying"));
         lose(now);
     }
     if (group_ && !is_first_) {

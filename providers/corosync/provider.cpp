@@ -21,9 +21,8 @@ wispd::Engine_Settings engine_settings() {
     }
     const wispd::Cluster_File file = wispd::read_cluster_file(wispd::absolute_path(path));
     if (!file.engine) {
-        throw std::runtime_error(path +
-                                 ": it describes a cluster of its own; expected one with [source] type = "
-                                 "\"corosync\"");
+        throw std::runtime_error(path + ": describes a cluster itself; expected a file with [source] type = "
+                                        "\"corosync\"");
     }
     return *file.engine;
 }

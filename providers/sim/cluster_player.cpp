@@ -62,8 +62,8 @@ wispd::Cluster_File read_own_cluster(const std::string &path) {
     wispd::Cluster_File file = wispd::read_cluster_file(path);
     if (file.engine) {
         throw wispd::Config_Error(text(path,
-                                       ": [source] type is \"corosync\"; this service plays clusters that "
-                                       "stand in their files. libqz_mox_corosync.so is the one for Corosync"));
+                                       ": [source] type is \"corosync\"; this service simulates a cluster "
+                                       "described in its file. Use libqz_mox_corosync.so for Corosync"));
     }
     return file;
 }
@@ -155,15 +155,15 @@ wispd::Control_Answer Cluster_Player::Impl::answer(std::string_view line) {
         execute(command);
         return {wispd::ok_line()};
     } catch (const std::runtime_error &error) {
-        wispd::log_info(text("refused: ", error.what()));
+        wispd::log_info(text("rejected: ", error.what()));
         return {wispd::error_line(error.what())};
     }
 }
 
 void Cluster_Player::Impl::execute(const Command &command) {
     if (is_foreign_to_services(command.verb)) {
-        throw Refused(
-            text(wispd::verb_name(command.verb), " is for wispd; a cluster service tells nothing of it"));
+        throw Refused(text(wispd::verb_name(command.verb),
+                           " applies to wispd only; a cluster service does not report it"));
     }
     if (command.verb == Verb::play) {
         play_timeline(command.timeline);
@@ -230,8 +230,8 @@ void Cluster_Player::Impl::await_suspicions() {
 
 void Cluster_Player::Impl::play_timeline(const std::string &path) {
     if (timeline_ && timeline_->played() < timeline_->size()) {
-        throw Refused(text("a timeline is being played: ", timeline_->played(), " of its ", timeline_->size(),
-                           " events have come"));
+        throw Refused(text("a timeline is already playing: ", timeline_->played(), " of its ",
+                           timeline_->size(), " events are done"));
     }
     std::vector<wispd::Timeline_Event> events =
         path.empty() ? configured_timeline_ : wispd::read_timeline(path);

@@ -11,7 +11,7 @@ std::unique_ptr<mox_sim::Cluster_Player> make_player() {
     const mox_sim::Play play = {mox_service::setting("HB_MOX_SIM_CONFIG"),
                                 mox_service::setting("HB_MOX_SIM_CONTROL")};
     if (play.config.empty()) {
-        throw std::runtime_error("HB_MOX_SIM_CONFIG names no cluster file");
+        throw std::runtime_error("HB_MOX_SIM_CONFIG is not set; set it to the path of a cluster file");
     }
     mox_service::log_as_set("HB_MOX_SIM_LOG");
     return std::make_unique<mox_sim::Cluster_Player>(play);

@@ -25,7 +25,7 @@ qz_mox_IP_address6_t address_of(const std::string &text) {
     }
     address = {};
     if (inet_pton(AF_INET, text.c_str(), &address.v4.v4_in_v6_ipv4) != 1) {
-        throw std::invalid_argument("'" + text + "' is no address");
+        throw std::invalid_argument("'" + text + "' is not an address");
     }
     address.v4.filler[2] = htonl(0xFFFF);
     return address;
