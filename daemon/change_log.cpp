@@ -42,7 +42,7 @@ void log_changes(const Changes &changes, const std::string &failure_id, const Cl
                       changes.heartbeat->enabled ? "enabled" : "disabled"));
     }
     if (changes.foreign_instance) {
-        log_info(text("foreign instance ", changes.foreign_instance->instance, " of ",
+        log_info(text("foreign instance ", changes.foreign_instance->instance, " reported from ",
                       address_text(changes.foreign_instance->sender)));
     }
     if (!changes.failure_report.empty()) {

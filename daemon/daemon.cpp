@@ -47,7 +47,7 @@ namespace {
 std::string make_failure_id() {
     fc_eid_t id = "";
     if (qz_ffdc_make_id(id) != 0) {
-        log_error(text("cannot make a first-failure identifier: ", std::strerror(errno)));
+        log_error(text("cannot create a first-failure identifier: ", std::strerror(errno)));
         return {};
     }
     return id;
@@ -63,7 +63,7 @@ Failure failure_of(const std::string &path, const std::exception &error) {
     if (dynamic_cast<const File_Error *>(&error) != nullptr) {
         return {error.what(), error.what()};
     }
-    return {error.what(), text(path, ": is rejected; only root and wispd's user see why")};
+    return {error.what(), text(path, ": rejected; only root and wispd's user can see the reason")};
 }
 
 using Finished = std::function<void(const std::optional<Failure> &)>;
@@ -203,7 +203,7 @@ Daemon::Impl::Impl(Start start)
                      Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
                                               [this](const Peer &peer, std::string_view line,
                                                      const auto &reply) { answer(peer, line, reply); },
-                                              [this] { stop("it was told to"); }});
+                                              [this] { stop("requested by wispctl stop"); }});
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
                        Publisher_Limits{start_.file.daemon.client_queue_bytes, start_.file.daemon.users},
@@ -247,7 +247,7 @@ void Daemon::Impl::wait_for_signal() {
         log_reopen();
         const auto report = [](const std::optional<Failure> &failure) {
             if (failure) {
-                log_error(text("reload refused, nothing is changed: ", failure->reason));
+                log_error(text("reload rejected, the running configuration stays in use: ", failure->reason));
             }
         };
         try {
@@ -271,8 +271,8 @@ bool Daemon::Impl::may_control(const Peer &peer) {
     if (!may) {
         client_log_.warning(peer.uid,
                             text("uid ", peer.uid, " (pid ", peer.pid,
-                                 ") was refused the control socket: only root, wispd's user and members of "
-                                 "control_group may use it"));
+                                 ") rejected by the control socket: only root, wispd's user and members of "
+                                 "control_group can use it"));
     }
     return may;
 }
@@ -314,7 +314,7 @@ void Daemon::Impl::perform(const Timeline_Event &event) {
     const std::unique_ptr<Log_Charge> charge = charge_to(timeline_user_);
     log_info(text("timeline: ", verb_name(event.command.verb)));
     if (event.command.verb == Verb::stop) {
-        stop("the timeline says so");
+        stop("requested by the timeline");
         return;
     }
     if (event.command.verb == Verb::reconfigure) {
@@ -337,8 +337,8 @@ void Daemon::Impl::perform(const Timeline_Event &event) {
 
 void Daemon::Impl::need_no_timeline() const {
     if (timeline_ && (timeline_->played() < timeline_->size() || timeline_waits_)) {
-        throw Refused(text("a timeline is being played: ", timeline_->played(), " of its ", timeline_->size(),
-                           " events have come"));
+        throw Refused(text("a timeline is already playing: ", timeline_->played(), " of its ",
+                           timeline_->size(), " events are done"));
     }
 }
 
@@ -401,7 +401,7 @@ bool Daemon::Impl::raise_suspect(const Command &command) {
     const bool cleared = (command.verb == Verb::node_up && node_control_.clear_node(command.node)) ||
                          (command.verb == Verb::adapter_up && node_control_.clear_adapter(command.adapter));
     if (cleared) {
-        log_info(text("a suspicion was ended by ", verb_name(command.verb)));
+        log_info(text("suspicion cleared by ", verb_name(command.verb)));
         try {
             tell(apply(command, cluster_));
         } catch (const Refused &) {
@@ -416,7 +416,7 @@ void Daemon::Impl::report_failure(Command command) {
         command.id = make_failure_id();
     }
     if (command.id.empty()) {
-        throw Refused("no first-failure identifier can be made; give one");
+        throw Refused("cannot create a first-failure identifier; give one");
     }
     tell(apply(command, cluster_));
 }
@@ -456,7 +456,7 @@ void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &
 
 void Daemon::Impl::install(const Cluster_File &file, const std::string &path, Reload why) {
     if (file.engine.has_value() != start_.file.engine.has_value()) {
-        throw Refused(text(path, ": [source] type cannot change while wispd runs; restart it"));
+        throw Refused(text(path, ": [source] type cannot change while wispd runs; restart wispd"));
     }
     if (file.engine) {
         engine_->set(*file.engine);
@@ -487,12 +487,13 @@ void Daemon::Impl::take_settings(const Cluster_File &file, Reload why) {
     comparable.log_level = settings.log_level;
     comparable.log_file = settings.log_file;
     if (comparable != settings) {
-        log_warning("of [daemon], only client_queue_bytes, the limits of users, the delays and log_level can "
+        log_warning("[daemon]: only client_queue_bytes, the limits of users, the delays and log_level can "
                     "change while "
-                    "wispd runs; restart it for the rest");
+                    "wispd runs; restart wispd to apply the rest");
     }
     if (file.security != start_.file.security) {
-        log_warning("[security] cannot change while wispd runs; restart it, and it makes new keys");
+        log_warning(
+            "[security] cannot change while wispd runs; restart wispd to apply it, which creates new keys");
     }
     start_.file.daemon.shutdown_delay = settings.shutdown_delay;
     node_control_.set(file.suspicion);
@@ -501,7 +502,7 @@ void Daemon::Impl::take_settings(const Cluster_File &file, Reload why) {
         endpoints_.set(file.endpoints);
     } else if (file.endpoints != start_.file.endpoints) {
         // wispd connects there with its own rights: root alone chooses where, by the file that wispd was started with.
-        log_warning("the [[endpoint]] tables are left as they were; SIGHUP loads them");
+        log_warning("[[endpoint]] tables not changed; send SIGHUP to load them");
     }
     publisher_->set_limits({settings.client_queue_bytes, limits_that_fit(settings.users)});
     control_->set_idle(settings.control_idle);
@@ -549,16 +550,16 @@ Outcome Daemon::Impl::act(const Node_Request &request) {
 
 Outcome Daemon::Impl::shut_down_later() {
     if (shutdown_) {
-        return {REQUEST_FAILED, 0, "wispd is about to end already", {}};
+        return {REQUEST_FAILED, 0, "wispd is already stopping", {}};
     }
     const std::chrono::microseconds delay = start_.file.daemon.shutdown_delay;
     shutdown_.emplace(context_, delay);
     shutdown_->async_wait([this](const asio::error_code &aborted) {
         if (!aborted) {
-            stop("a client asked for it");
+            stop("requested by a client");
         }
     });
-    return {REQUEST_DONE, 0, text("wispd ends in ", delay.count() / 1000, " ms"), {}};
+    return {REQUEST_DONE, 0, text("wispd stops in ", delay.count() / 1000, " ms"), {}};
 }
 
 void Daemon::Impl::await_suspicions() {
@@ -599,7 +600,7 @@ void Daemon::Impl::refresh_routes(const Changes &changes) {
 void Daemon::Impl::rotate_keys() {
     keyring_.rotate();
     segments_.publish_security(keyring_.content());
-    log_info(text("a new security key is in force: generation ", keyring_.content().sequence_number, ", ",
+    log_info(text("new security key in use: generation ", keyring_.content().sequence_number, ", ",
                   keyring_.content().current_sec_status.keyCount, " keys authenticate"));
 }
 
@@ -615,7 +616,7 @@ void Daemon::Impl::await_rotation() {
         try {
             rotate_keys();
         } catch (const Refused &error) {
-            log_error(text("the security key stays: ", error.what()));
+            log_error(text("security key not changed: ", error.what()));
         }
         await_rotation();
     });

@@ -48,12 +48,15 @@ void hold_reloads(int how) {
 }
 
 void add_options(CLI::App &app, Options &options) {
-    app.add_option("--config", options.config, "The cluster's configuration file")->required();
-    app.add_option("--socket", options.socket, "Where clients connect; goes before [daemon] socket");
-    app.add_option("--control", options.control, "Where wispctl connects; goes before [daemon] control");
+    app.add_option("--config", options.config, "Read the configuration from this file")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--socket", options.socket, "Listen for clients here (overrides [daemon] socket)")
+        ->type_name("PATH");
+    app.add_option("--control", options.control, "Listen for wispctl here (overrides [daemon] control)")
+        ->type_name("PATH");
     app.add_flag("--foreground", options.foreground, "Stay in the foreground and log to standard error");
-    app.add_flag("--check", options.check,
-                 "Check the configuration, the groups it names and the timeline, and end");
+    app.add_flag("--check", options.check, "Check the configuration, its groups and its timeline, and exit");
     app.set_version_flag("--version", std::string("wispd " WISPD_VERSION));
 }
 
@@ -138,7 +141,7 @@ int serve(const Options &options, wispd::Start start) {
 
 int main(int argc, char **argv) {
     wispd::prepare_process();
-    CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients.");
+    CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients");
     Options options;
     add_options(app, options);
     try {

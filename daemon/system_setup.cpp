@@ -64,18 +64,18 @@ void need_directory(const std::string &socket) {
     if (directory == DEFAULT_DIRECTORY) {
         std::filesystem::create_directories(directory, error);
         if (error) {
-            throw Start_Failure(text("cannot make ", DEFAULT_DIRECTORY, ": ", error.message()));
+            throw Start_Failure(text("cannot create ", DEFAULT_DIRECTORY, ": ", error.message()));
         }
     } else if (!std::filesystem::is_directory(directory, error)) {
-        throw Start_Failure(text("there is no directory ", directory.string(),
-                                 "; make it, or choose another path than ", socket));
+        throw Start_Failure(text("directory ", directory.string(),
+                                 " does not exist; create it, or choose another path than ", socket));
     }
 }
 
 // A socket that another user could exchange is one that this user could listen on.
 void need_safe_directory(const std::string &path) {
     if (const std::string why = why_unsafe(path); !why.empty()) {
-        throw Start_Failure(text("another user could exchange ", path, ": ", why,
+        throw Start_Failure(text("another user could replace ", path, ": ", why,
                                  "; choose another path, or correct owner and mode"));
     }
 }
@@ -96,8 +96,8 @@ gid_t find_group(const std::string &name, const char *key) {
         group = group_numbered(name);
     }
     if (!group) {
-        throw Start_Failure(
-            text("there is no group \"", name, "\"; make it, or set ", key, " in [daemon] to another one"));
+        throw Start_Failure(text("group \"", name, "\" does not exist; create it, or set ", key,
+                                 " in [daemon] to another group"));
     }
     return *group;
 }
@@ -115,9 +115,8 @@ User_Limits limits_that_fit(User_Limits limits) {
     const rlim_t reserved = std::min(RESERVED_DESCRIPTORS, descriptors.rlim_cur / 2);
     const auto possible = descriptors.rlim_cur - reserved;
     if (limits.all_connections > possible) {
-        log_warning(text("max_connections is ", limits.all_connections,
-                         ", but the limit of descriptors leaves room for ", possible,
-                         " connections; raise LimitNOFILE= of the unit"));
+        log_warning(text("max_connections is ", limits.all_connections, ", but the descriptor limit permits ",
+                         possible, " connections; raise LimitNOFILE= in the unit"));
         limits.all_connections = static_cast<std::size_t>(possible);
     }
     return limits;
@@ -128,12 +127,14 @@ Access prepare_system(const std::string &socket_path, const std::string &control
     check_socket_path(socket_path, "socket");
     check_socket_path(control_path, "control socket");
     if (socket_path == control_path) {
-        throw Start_Failure(text("socket and control socket are both ", socket_path));
+        throw Start_Failure(
+            text("socket and control socket are both ", socket_path, "; choose another path for one of them"));
     }
     const Access access = find_access(settings);
     if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
-        log_warning("socket_mode lets everybody connect, but key_mode keeps the segment with the security keys "
-                    "from them, without which a client cannot open the library");
+        log_warning(
+            "socket_mode lets every user connect, but key_mode hides the security keys, without which a "
+            "client cannot open the library; set both, or neither");
     }
     for (const std::string &path : {socket_path, control_path}) {
         need_directory(path);

@@ -110,7 +110,7 @@ void Client::send(const Packet &packet, const Body &body) {
         return;
     }
     if (!queue_.push(encode_head(packet, body->size()), body)) {
-        disconnect(text("it does not read: ", queue_.bytes(), " bytes wait for it and ",
+        disconnect(text("it does not read: ", queue_.bytes(), " bytes are queued for it, and ",
                         PACKET_HEAD_SIZE + body->size(), " more do not fit into its queue"));
         return;
     }
@@ -149,7 +149,7 @@ void Client::write_output() {
                                  }
                                  if (error) {
                                      // It has gone; what it asked for before is still read, up to the end.
-                                     self->debug(text("takes no more: ", error.message()));
+                                     self->debug(text("accepts no more data: ", error.message()));
                                      self->takes_no_more_ = true;
                                      self->queue_.clear();
                                      self->account_for(0);
@@ -199,7 +199,7 @@ void Client::complain(const std::string &what) {
     if (complaints_ < COMPLAINTS_LOGGED) {
         warn(text("sent ", what));
     } else if (complaints_ == COMPLAINTS_LOGGED) {
-        warn("goes on sending what it should not; no more is logged of it");
+        warn("keeps sending invalid requests; logging no more of them");
     }
     complaints_ += complaints_ <= COMPLAINTS_LOGGED ? 1 : 0;
 }

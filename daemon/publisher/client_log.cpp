@@ -7,7 +7,7 @@ namespace wispd {
 void Client_Log::report_one(const Account &account, Spent &spent) {
     if (spent.suppressed > 0) {
         log_undiverted(account.second,
-                       text("uid ", account.first, ": ", spent.suppressed, " more lines suppressed"));
+                       text("uid ", account.first, ": suppressed ", spent.suppressed, " more lines"));
         spent.suppressed = 0;
     }
 }
@@ -39,8 +39,8 @@ void Client_Log::put(uid_t user, Log_Level level, std::string_view line) {
         return;
     }
     if (++spent.suppressed == 1) {
-        log_undiverted(level, text("uid ", user, " has caused ", LINES,
-                                   " lines within a minute; more are suppressed until the minute is over"));
+        log_undiverted(level, text("uid ", user, " caused ", LINES,
+                                   " log lines within a minute; suppressing more until the minute ends"));
         on_suppression_();
     }
 }

@@ -24,7 +24,7 @@ std::string summary(const Multicast &multicast, const Delivery &delivery) {
 Endpoints::Endpoints(const std::vector<Endpoint> &endpoints)
     : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     if (socket_.get() < 0) {
-        throw Start_Failure(text("cannot make a socket for multicasts: ", std::strerror(errno)));
+        throw Start_Failure(text("cannot create the multicast socket: ", std::strerror(errno)));
     }
     set(endpoints);
 }

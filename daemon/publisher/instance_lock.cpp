@@ -43,7 +43,7 @@ bool is_lock_text(const std::string &content) {
 void need_own_lock(int file, const std::string &path) {
     struct stat status {};
     if (fstat(file, &status) != 0) {
-        throw Start_Failure(text("cannot look at the lock file ", path, ": ", std::strerror(errno)));
+        throw Start_Failure(text("cannot check the lock file ", path, ": ", std::strerror(errno)));
     }
     if (status.st_uid != 0 && status.st_uid != geteuid()) {
         throw Start_Failure(text("the lock file ", path, " belongs to user ", status.st_uid,
@@ -69,7 +69,7 @@ void make_private(int file, const std::string &path) {
 
 [[noreturn]] void refuse(const std::string &holder, const std::string &path) {
     throw Start_Failure(
-        text(holder, " runs there already: it holds ", path, "; stop it first, or choose another socket path"));
+        text(holder, " is running already: it holds ", path, "; stop it, or choose another socket path"));
 }
 
 // Removes the path's entry if it is the opened file's. Another wispd may put its own file there at the same time,
@@ -94,7 +94,7 @@ void remove_entry(int file, const std::string &path) {
 void replace_lock(int file, const std::string &path) {
     const std::vector<Lock_Holder> holders = lock_holders(file);
     if (holders.empty()) {
-        refuse("another wispd, whose process cannot be seen from here,", path);
+        refuse("another wispd, in a process hidden from this one,", path);
     }
     for (const Lock_Holder &holder : holders) {
         if (holder.may_be_wispd()) {
@@ -104,7 +104,7 @@ void replace_lock(int file, const std::string &path) {
     }
     remove_entry(file, path);
     log_warning(text("the lock file ", path, " was held by ", description(holders.front()),
-                     ", which cannot be wispd; it is replaced"));
+                     ", which cannot be wispd; replacing it"));
 }
 
 } // namespace
@@ -143,7 +143,7 @@ std::optional<Ipc_Record> parse_record(const std::string &text) {
 Instance_Lock::Instance_Lock(const std::string &path) : path_(path) {
     for (int attempt = 0; !attempt_to_lock(); ++attempt) {
         if (attempt == ATTEMPTS) {
-            throw Start_Failure(text("cannot lock ", path, ": another file is put there again and again"));
+            throw Start_Failure(text("cannot lock ", path, ": another process keeps replacing it"));
         }
     }
     note_left_behind();

@@ -41,7 +41,7 @@ constexpr Request_Rule RULES[] = {
     {HB_CLIENT_HEARTBEAT, "client heartbeat", false, Body_Form::sequence, {}, REQUEST_FAILED},
     {HB_GET_ADAPTER_STATE, "get adapter state", false, Body_Form::network, HB_ADAPTER_STATE, REQUEST_FAILED},
     {HB_ENABLE_MANUAL_CONTROL_NIMS, "take manual control", true, Body_Form::name, {}, REQUEST_FAILED},
-    {HB_DISABLE_MANUAL_CONTROL_NIMS, "give back manual control", true, Body_Form::name, {}, REQUEST_FAILED},
+    {HB_DISABLE_MANUAL_CONTROL_NIMS, "release manual control", true, Body_Form::name, {}, REQUEST_FAILED},
     {HB_DELAYED_DAEMON_SHUTDOWN, "delayed shutdown", true, Body_Form::nothing, {}, REQUEST_FAILED},
 };
 
@@ -60,13 +60,12 @@ bool has_size(std::span<const char> body, std::size_t size, std::string &fault) 
 
 bool read_name(std::span<const char> body, std::string &name, std::string &fault) {
     if (body.size() > INTERFACE_NAME_LONGEST) {
-        fault =
-            text("an interface's name of ", body.size(), " bytes; expected at most ", INTERFACE_NAME_LONGEST);
+        fault = text("an interface name of ", body.size(), " bytes; expected at most ", INTERFACE_NAME_LONGEST);
         return false;
     }
     name.assign(body.begin(), body.end());
     if (!std::all_of(name.begin(), name.end(), [](char c) { return c > 0x20 && c < 0x7F; })) {
-        fault = "an interface's name with bytes that are no letters, digits or signs";
+        fault = "an interface name with bytes other than letters, digits and signs";
         return false;
     }
     return true;
@@ -110,20 +109,20 @@ bool read_fields(Body_Form form, std::span<const char> body, Node_Request &reque
     case Body_Form::multicast:
         break;
     }
-    fault = "a body that is not about the node";
+    fault = "a body that does not concern the node";
     return false;
 }
 
 bool read_multicast_head(std::span<const char> body, daemon_routing_hdr &head, std::string &fault) {
     if (body.size() < sizeof head) {
-        fault = text("a multicast of ", body.size(), " bytes; its head alone has ", sizeof head);
+        fault = text("a multicast of ", body.size(), " bytes; the header alone has ", sizeof head);
         return false;
     }
     head = value_at<daemon_routing_hdr>(body, 0);
     if (head.daemon_routing_version != MULTICAST_VERSION) {
         fault = text("a multicast of version ", head.daemon_routing_version, "; expected ", MULTICAST_VERSION);
     } else if (head.port_number > UINT16_MAX) {
-        fault = text("a multicast to port ", head.port_number, ", which is none");
+        fault = text("a multicast to port ", head.port_number, ", which is not a port");
     } else if (head.num_nodes < 1 || head.num_nodes > MULTICAST_NODES_MOST) {
         fault = text("a multicast to ", head.num_nodes, " nodes; expected 1 to ", MULTICAST_NODES_MOST);
     }
@@ -134,14 +133,14 @@ bool read_multicast_head(std::span<const char> body, daemon_routing_hdr &head, s
 std::optional<std::span<const char>> payload_behind(std::span<const char> rest, std::size_t nodes,
                                                     std::string &fault) {
     if (rest.size() < 4 * nodes + 4) {
-        fault = text("a multicast that ends before its ", nodes, " nodes and the size of what it carries");
+        fault = text("a multicast that ends before its ", nodes, " nodes and the size of its payload");
         return std::nullopt;
     }
     const auto said = static_cast<std::size_t>(value_at<uint32_t>(rest, 4 * nodes));
     const std::span<const char> payload = rest.subspan(4 * nodes + 4);
     if (said > MULTICAST_PAYLOAD_LONGEST || payload.size() != said) {
-        fault = text("a multicast that says it carries ", said, " bytes and carries ", payload.size(),
-                     "; expected the same, and at most ", MULTICAST_PAYLOAD_LONGEST);
+        fault = text("a multicast that states ", said, " bytes and carries ", payload.size(),
+                     "; expected equal sizes of at most ", MULTICAST_PAYLOAD_LONGEST);
         return std::nullopt;
     }
     return payload;

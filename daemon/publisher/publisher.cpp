@@ -117,8 +117,7 @@ void Publisher::Impl::accept() {
             return;
         }
         if (!accept_failed_) {
-            log_error(
-                text("cannot take a new client (", clients_.size(), " are connected): ", error.message()));
+            log_error(text("cannot accept a client (", clients_.size(), " are connected): ", error.message()));
             accept_failed_ = true;
         }
         // The client still waits; trying again at once would spin until a descriptor is free.
@@ -135,7 +134,7 @@ void Publisher::Impl::add_client(stream_protocol::socket socket) {
     const Peer peer = peer_of(socket.native_handle());
     if (const std::string why = quotas_.why_no_connection(peer.uid); !why.empty()) {
         client_log_.warning(peer.uid,
-                            text("a connection of pid ", peer.pid, ", uid ", peer.uid, " was rejected: ", why));
+                            text("connection of pid ", peer.pid, ", uid ", peer.uid, " rejected: ", why));
         return;
     }
     const int id = next_id_++;
@@ -166,7 +165,7 @@ void Publisher::Impl::disconnect_longest_queue(Client &client) {
             longest = other.get();
         }
     }
-    longest->disconnect(text("it does not read: ", longest->queued_bytes(), " bytes wait for it, and ",
+    longest->disconnect(text("it does not read: ", longest->queued_bytes(), " bytes are queued for it, and ",
                              quotas_.held_by(client.peer().uid).queued_bytes,
                              " for all clients of its user; user_queue_bytes permits ",
                              quotas_.limits().queue_bytes));
@@ -191,9 +190,9 @@ void Publisher::Impl::act_on(Client &client, const Request &request) {
     if (const Request_Rule *rule = rule_of(request.kind)) {
         serve(client, request, *rule);
     } else if (request.kind < HB_GET_CONFIG_INFO || request.kind > MONITOR_LAST_MESSAGE) {
-        client.complain(text("the unknown request ", request.kind));
+        client.complain(text("unknown request ", request.kind, "; ignored"));
     } else if (client.is_first_refusal(request.kind)) {
-        client.warn(text("sent request ", request.kind, ", which is not supported; it is ignored"));
+        client.warn(text("sent unsupported request ", request.kind, "; ignored"));
     }
 }
 
@@ -216,19 +215,19 @@ void Publisher::Impl::subscribe(Client &client, const Request &request) {
     std::string fault;
     std::optional<Subscription> subscription = read_subscription(request.body, fault);
     if (!subscription) {
-        client.complain(text(fault, "; it is ignored"));
+        client.complain(text(fault, "; ignored"));
         return;
     }
     auto &held = client.subscriptions;
     const auto same = std::find_if(held.begin(), held.end(),
                                    [&](const Subscription &other) { return other.name == subscription->name; });
     if (same == held.end() && held.size() >= SUBSCRIPTIONS_MOST) {
-        client.disconnect(text("it has ", held.size(), " subscriptions and asks for more"));
+        client.disconnect(text("it has ", held.size(), " subscriptions, the limit, and requests another"));
         return;
     }
     if (same == held.end() && !quotas_.may_subscribe(client.peer().uid)) {
         client.disconnect(text("its user has ", quotas_.held_by(client.peer().uid).subscriptions,
-                               " subscriptions, as many as user_subscriptions permits, and it asks for more"));
+                               " subscriptions, the limit (user_subscriptions), and it requests another"));
         return;
     }
     // While it had no subscription, updates were kept from it.
@@ -258,8 +257,9 @@ void Publisher::Impl::unsubscribe(Client &client, const Request &request) {
 void Publisher::Impl::serve(Client &client, const Request &request, const Request_Rule &rule) {
     if (rule.acts && !handlers_.may_act(client.peer())) {
         if (client.is_first_refusal(rule.kind)) {
-            client.warn(text("was refused request ", static_cast<int>(rule.kind), " (", rule.name,
-                             "): only root, wispd's user and members of act_group may act on the node"));
+            client.warn(
+                text("sent request ", static_cast<int>(rule.kind), " (", rule.name,
+                     "), rejected: only root, wispd's user and members of act_group can act on the node"));
         }
         answer(client, rule, rule.when_not_permitted, empty_body());
         return;
@@ -277,8 +277,8 @@ void Publisher::Impl::serve(Client &client, const Request &request, const Reques
         act_on_node(client, rule, *node_request);
     }
     if (!fault.empty()) {
-        client.complain(text("request ", static_cast<int>(rule.kind), " (", rule.name, ") with ", fault,
-                             "; it is ignored"));
+        client.complain(
+            text("request ", static_cast<int>(rule.kind), " (", rule.name, ") with ", fault, "; ignored"));
         answer(client, rule, REQUEST_FAILED, empty_body());
     }
 }
@@ -289,8 +289,8 @@ void Publisher::Impl::act_on_node(Client &client, const Request_Rule &rule, cons
         return;
     }
     const Outcome outcome = handlers_.act(request);
-    const std::string what = text("asked: ", rule.name, ": ", outcome.note,
-                                  outcome.status == REQUEST_DONE ? "" : "; nothing is changed");
+    const std::string what = text("requested ", rule.name, ": ", outcome.note,
+                                  outcome.status == REQUEST_DONE ? "" : "; nothing changed");
     if (rule.acts) {
         client.note(what);
     } else {
@@ -308,8 +308,8 @@ void Publisher::Impl::deliver(Client &client, const Multicast &multicast) {
     client.note(text("multicast ", summary(multicast, delivery)));
     log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
     for (const auto &[node, why] : delivery.failed) {
-        client_log_.warning(client.peer().uid, text("the multicast to port ", multicast.port, " of node ", node,
-                                                    " was not delivered: ", why));
+        client_log_.warning(client.peer().uid, text("multicast to port ", multicast.port, " of node ", node,
+                                                    " not delivered: ", why));
     }
 }
 

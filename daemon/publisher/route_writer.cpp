@@ -61,8 +61,8 @@ void Route_Writer::look() {
         after(patience_.look_again, &Route_Writer::look);
     } else {
         // The system knows the process that last used the semaphore, not that it is the one inside: none is named.
-        wait_in_vain(inside > 0 ? text(inside, " readers stay inside")
-                                : std::string("the semaphores are altered again and again"));
+        wait_in_vain(inside > 0 ? text(inside, " readers block the update")
+                                : std::string("another process keeps altering the semaphores"));
     }
 }
 
@@ -74,8 +74,8 @@ void Route_Writer::wait_in_vain(const std::string &why) {
         give_up(why);
         return;
     }
-    log_warning(text("the routes are published all the same: ", why,
-                     "; a reader that was stopped inside reads again when it goes on"));
+    log_warning(text("routes in shared memory updated without waiting for readers: ", why,
+                     "; a stopped reader reads again when it continues"));
     segments_.reset_readers();
     write();
 }
@@ -88,14 +88,14 @@ void Route_Writer::write() {
     state_ = State::idle;
     attempts_in_vain_ = 0;
     if (complained_) {
-        log_info("the routes are published again");
+        log_info("routes in shared memory are updated again");
         complained_ = false;
     }
 }
 
 void Route_Writer::give_up(const std::string &why) {
     if (!complained_) {
-        log_warning(text("the routes in shared memory stay as they were: ", why, "; trying again every ",
+        log_warning(text("routes in shared memory not updated: ", why, "; retrying every ",
                          std::chrono::duration_cast<std::chrono::seconds>(patience_.pause).count(), " s"));
         complained_ = true;
     }

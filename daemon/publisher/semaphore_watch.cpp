@@ -20,7 +20,7 @@ bool Semaphore_Watch::check() {
     }
     const bool writer_altered = values.writer != (holding_ ? 1 : 0);
     if (writer_altered) {
-        warn(text("semaphore 1, which holds readers back, was ", values.writer));
+        warn(text("semaphore 1 (blocks readers) was ", values.writer));
         segments_.reset_writer();
         if (holding_) {
             segments_.hold_readers();
@@ -29,7 +29,7 @@ bool Semaphore_Watch::check() {
     // Working readers never set a value, and are attached to the segment that they read.
     const bool readers_altered = values.readers > 0 && (values.set_by_others || !segments_.others_attached());
     if (readers_altered) {
-        warn(text("semaphore 0, the number of readers, was ", values.readers));
+        warn(text("semaphore 0 (number of readers) was ", values.readers));
     }
     if (readers_altered || values.set_by_others) {
         segments_.reset_readers();
@@ -44,9 +44,9 @@ void Semaphore_Watch::warn(const std::string &what) {
         ++left_out_;
         return;
     }
-    log_warning(text("the semaphores of the routes were altered and are reset: ", what,
-                     "; any process that may read routes can do that", left_out_ > 0 ? " (and before: " : "",
-                     left_out_ > 0 ? text(left_out_, " times)") : ""));
+    log_warning(text("route semaphores were altered and have been reset: ", what,
+                     "; any process with access to routes can do that", left_out_ > 0 ? " (" : "",
+                     left_out_ > 0 ? text(left_out_, " more times since the last warning)") : ""));
     left_out_ = 0;
     quiet_until_ = now + QUIET;
 }

@@ -164,7 +164,7 @@ bool remove_semaphores(const Ipc_Record &record) {
                                    ? text(" (the system's limit of segments or semaphores is reached",
                                           most_segments(), "; see ipcs -l)")
                                    : std::string();
-    throw Start_Failure(text("cannot make ", what, ": ", std::strerror(error), advice));
+    throw Start_Failure(text("cannot create ", what, ": ", std::strerror(error), advice));
 }
 
 } // namespace

@@ -50,8 +50,8 @@ class Placeholders {
                 open(name(made_).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
             if (file.get() < 0) {
                 throw Start_Failure(
-                    text("cannot make ", name(made_), ", the ", made_,
-                         "th file to get past inodes whose keys are taken: ", std::strerror(errno)));
+                    text("cannot create ", name(made_), ", the ", made_,
+                         "th file that skips inodes whose keys are in use: ", std::strerror(errno)));
             }
             ++made_;
         }
@@ -99,10 +99,9 @@ class Search {
             }
             placeholders_.add(skipped);
         }
-        throw Start_Failure(
-            text("no inode for ", path_, " has keys that are free: ", taken_,
-                 " were tried, and their keys are taken by segments or semaphores of other programs", whose(),
-                 "; see ipcs, and remove with ipcrm what nobody uses"));
+        throw Start_Failure(text("no inode for ", path_, " has free keys: ", taken_,
+                                 " were tried, and segments or semaphores of other programs use their keys",
+                                 whose(), "; list them with ipcs, and remove unused ones with ipcrm"));
     }
 
   private:
@@ -122,13 +121,13 @@ class Search {
     void report() const {
         if (taken_ > 0) {
             log_warning(text("the keys of ", taken_, " inodes for ", path_,
-                             " are taken by segments or semaphores that are not this daemon's", whose(),
-                             "; it uses another inode"));
+                             " are used by segments or semaphores of other programs", whose(),
+                             "; using another inode"));
         }
     }
     std::string whose() const {
         const std::optional<uid_t> user = makers_.most_frequent();
-        return user ? text(" (most of them made by user ", *user, ")") : std::string();
+        return user ? text(" (most of them created by user ", *user, ")") : std::string();
     }
 
     const std::string &path_;

@@ -8,12 +8,11 @@ namespace wispd {
 
 std::string User_Quotas::why_no_connection(uid_t user) const {
     if (!is_unlimited(user) && held_by(user).connections >= limits_.connections) {
-        return text("its user has ", held_by(user).connections,
-                    " connections, as many as user_connections permits");
+        return text("its user has ", held_by(user).connections, " connections, the limit (user_connections)");
     }
     const std::size_t kept = is_unlimited(user) ? 0 : std::min(RESERVED, limits_.all_connections);
     if (connections_ >= limits_.all_connections - kept) {
-        return text("there are ", connections_, " connections of max_connections = ", limits_.all_connections,
+        return text(connections_, " connections are open, max_connections = ", limits_.all_connections,
                     kept > 0 ? ", and the rest is reserved for root" : "");
     }
     return {};

@@ -133,7 +133,7 @@ TEST_F(WispdInstance, SecondHolderIsToldWhoTheFirstIs) {
     first.write({4711, {1, 2, 3}, 4});
     EXPECT_THAT(failure_of([&] { const Instance_Lock second(path_); }),
                 HasSubstr("process id " + std::to_string(getpid()) + " (wispd_unit_test) of user " +
-                          std::to_string(getuid()) + " runs there already: it holds " + path_));
+                          std::to_string(getuid()) + " is running already: it holds " + path_));
 }
 
 TEST_F(WispdInstance, LockIsForItsOwnerAloneAlsoWhenItIsOldOrTheUmaskIsOpen) {

@@ -626,9 +626,9 @@ TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
     const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_THAT(lines[0],
-                EndsWith(who() + " was refused request 204 (node is down): only root, wispd's user and "
-                                 "members of act_group may act on the node"));
-    EXPECT_THAT(lines[1], HasSubstr(who() + " was refused request 215 (unconfigure adapter)"));
+                EndsWith(who() + " sent request 204 (node is down), rejected: only root, wispd's user and "
+                                 "members of act_group can act on the node"));
+    EXPECT_THAT(lines[1], HasSubstr(who() + " sent request 215 (unconfigure adapter), rejected"));
 }
 
 TEST_F(WispdPublisher, ClientsThatComeAgainAndAgainDoNotFillTheLog) {
@@ -654,12 +654,12 @@ TEST_F(WispdPublisher, WhatWasAskedAndDoneIsLogged) {
     peer.until_answer();
     EXPECT_THAT(
         log.lines(),
-        ElementsAre(EndsWith(who() + " asked: node may be down: node 3 is suspected to be down"),
-                    EndsWith(who() + " asked: node may be down: node 7 is not in the configuration; nothing "
+        ElementsAre(EndsWith(who() + " requested node may be down: node 3 is suspected to be down"),
+                    EndsWith(who() + " requested node may be down: node 7 is not in the configuration; nothing "
                                      "is changed"),
                     EndsWith(who() + " multicast 2 bytes to port 9000; delivered to nodes: 3; no endpoint "
                                      "for nodes: 5"),
-                    EndsWith("the multicast to port 9000 of node 7 was not delivered: it is full")));
+                    EndsWith("multicast to port 9000 of node 7 not delivered: it is full")));
 }
 
 TEST_F(WispdPublisher, NameWithLineBreaksMakesNoLineOfItsOwn) {

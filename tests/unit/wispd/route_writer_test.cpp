@@ -321,10 +321,9 @@ TEST_F(WispdRouteWriter, AWriterThatIsNoneIsResetWithinAPeriod) {
     ASSERT_EQ(semop(semaphores(), &add, 1), 0);
     EXPECT_TRUE(runs_until([&] { return semaphore(WRITER) == 0; }));
     ASSERT_EQ(log.lines().size(), 1u) << "one line within a minute";
-    EXPECT_THAT(
-        log.lines().front(),
-        testing::EndsWith("the semaphores of the routes were altered and are reset: semaphore 1, which holds "
-                          "readers back, was 1; any process that may read routes can do that"));
+    EXPECT_THAT(log.lines().front(),
+                testing::EndsWith("route semaphores were altered and have been reset: semaphore 1 (blocks "
+                                  "readers) was 1; any process with access to routes can do that"));
 }
 
 TEST_F(WispdRouteWriter, ReadersThatNobodyCountedInDoNotHoldUpTheWriter) {

@@ -45,7 +45,8 @@ TEST(WispdGroup, ThatThereIsNotIsRefusedWithAdvice) {
             find_group(name);
             ADD_FAILURE() << name;
         } catch (const Start_Failure &error) {
-            EXPECT_THAT(error.what(), HasSubstr("there is no group \"" + std::string(name) + "\"; make it"));
+            EXPECT_THAT(error.what(),
+                        HasSubstr("group \"" + std::string(name) + "\" does not exist; create it"));
         }
     }
 }
@@ -77,8 +78,9 @@ TEST_F(WispdSystemSetup, NoGroupActsOrControlsUnlessNamed) {
 
 TEST_F(WispdSystemSetup, MissingGroupIsReportedWithItsKey) {
     settings_.act_group = "no-such-group";
-    EXPECT_EQ(failure_of(socket_, control_, settings_),
-              "there is no group \"no-such-group\"; make it, or set act_group in [daemon] to another one");
+    EXPECT_EQ(
+        failure_of(socket_, control_, settings_),
+        "group \"no-such-group\" does not exist; create it, or set act_group in [daemon] to another group");
     settings_.act_group = "";
     settings_.control_group = "no-such-group";
     EXPECT_THAT(failure_of(socket_, control_, settings_), HasSubstr("or set control_group in [daemon]"));
@@ -87,11 +89,11 @@ TEST_F(WispdSystemSetup, MissingGroupIsReportedWithItsKey) {
 TEST_F(WispdSystemSetup, PathsAreCheckedBeforeAnythingIsMade) {
     EXPECT_EQ(failure_of(socket_, socket_, settings_), "socket and control socket are both " + socket_);
     EXPECT_THAT(failure_of(directory_.file("absent/s"), control_, settings_),
-                HasSubstr("there is no directory " + directory_.file("absent")));
+                HasSubstr("directory " + directory_.file("absent") + " does not exist"));
     EXPECT_THAT(failure_of(socket_, std::string(108, 'c'), settings_),
                 HasSubstr("the control socket path has 108"));
     settings_.group = "no-such-group";
-    EXPECT_THAT(failure_of(socket_, control_, settings_), HasSubstr("there is no group \"no-such-group\""));
+    EXPECT_THAT(failure_of(socket_, control_, settings_), HasSubstr("group \"no-such-group\" does not exist"));
 }
 
 } // namespace

@@ -32,8 +32,7 @@ TEST_F(WispdUserQuotas, OneUserAtItsLimitLeavesConnectionsToOthers) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(connect(GREEDY)) << i;
     }
-    EXPECT_EQ(quotas_.why_no_connection(GREEDY),
-              "its user has 3 connections, as many as user_connections permits");
+    EXPECT_EQ(quotas_.why_no_connection(GREEDY), "its user has 3 connections, the limit (user_connections)");
     EXPECT_TRUE(connect(OTHER));
     quotas_.disconnected(GREEDY, 0);
     EXPECT_TRUE(connect(GREEDY));
