@@ -46,11 +46,11 @@ std::string read_events(const std::string &words, int &mask) {
     while (std::getline(stream, word, ',')) {
         const auto event = event_of_name(word);
         if (!event) {
-            return "'" + word + "' is no event to subscribe to; there are " + subscribable_event_names();
+            return "'" + word + "' is not an event to subscribe to; expected " + subscribable_event_names();
         }
         mask |= *event;
     }
-    return mask == 0 ? "no event is named; there are " + subscribable_event_names() : "";
+    return mask == 0 ? "no event is named; expected " + subscribable_event_names() : "";
 }
 
 CLI::Validator event_list() {
@@ -63,39 +63,39 @@ CLI::Validator event_list() {
 }
 
 void add_limits(CLI::App &verb, Raw &raw) {
-    verb.add_option("--count", raw.count, "End after this many events")
+    verb.add_option("--count", raw.count, "Exit after this many events")
         ->check(positive_count())
         ->type_name("N");
-    verb.add_option("--timeout", raw.timeout, "End after this many seconds, fractions allowed")
+    verb.add_option("--timeout", raw.timeout, "Exit after this time; fractions are permitted")
         ->check(positive_seconds())
         ->type_name("SECONDS");
     verb.add_flag("--no-reconnect", raw.no_reconnect,
-                  "Exit with 1 when the daemon goes away, instead of waiting for it");
+                  "Exit with status 1 when the daemon disconnects, instead of reconnecting");
 }
 
 void add_subscribe(CLI::App &verb, Raw &raw) {
-    verb.add_option("--name", raw.name, "Name of the subscription, at most 31 bytes; default: hbctl")
+    verb.add_option("--name", raw.name, "Name the subscription; at most 31 bytes (default hbctl)")
         ->check(subscription_name())
         ->type_name("NAME");
     CLI::Option_group *what = verb.add_option_group("What to watch (exactly one)");
-    what->add_option("--nodes", raw.nodes, "These nodes, for example 1,2,5-7")
+    what->add_option("--nodes", raw.nodes, "Watch these nodes, for example 1,2,5-7")
         ->check(number_list_up_to(highest_node))
         ->type_name("LIST");
-    what->add_option("--adapters", raw.adapters, "These adapters, by number")
+    what->add_option("--adapters", raw.adapters, "Watch these adapters, by number")
         ->check(number_list_up_to(highest_adapter))
         ->type_name("LIST");
-    what->add_option("--network", raw.network, "All adapters of a network, by its number or name")
+    what->add_option("--network", raw.network, "Watch all adapters of a network, given by number or name")
         ->check(not_empty("the network"))
         ->type_name("NETWORK");
-    what->add_flag("--all-nodes", raw.all_nodes, "All nodes, also ones that are configured later");
-    what->add_flag("--all-adapters", raw.all_adapters, "All adapters, also ones that are configured later");
-    what->add_flag("--sites", raw.sites, "Splits and merges of sites");
+    what->add_flag("--all-nodes", raw.all_nodes, "Watch all nodes, also those configured later");
+    what->add_flag("--all-adapters", raw.all_adapters, "Watch all adapters, also those configured later");
+    what->add_flag("--sites", raw.sites, "Watch splits and merges of sites");
     what->add_flag("--different-instance", raw.different_instance,
-                   "Notices of somebody who speaks with another configuration instance");
+                   "Watch for senders with another configuration instance");
     what->require_option(1);
     verb.add_option("--events", raw.events,
-                    "Which events of nodes or adapters: " + subscribable_event_names() +
-                        "; default: death,join,new-group")
+                    "Select the events of nodes or adapters: " + subscribable_event_names() +
+                        " (default death,join,new-group)")
         ->check(event_list())
         ->type_name("LIST");
 }
@@ -103,21 +103,21 @@ void add_subscribe(CLI::App &verb, Raw &raw) {
 void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
     watch
         .add_option("--migrate-after", raw.migrate_after,
-                    "After this many events leave the daemon for the operating system's cluster service, and\n"
-                    "watch on there; 0: at once. The daemon is asked to end, also for its other clients.\n"
-                    "Where the move is not possible, stay with the daemon")
+                    "Migrate to the operating system's cluster service after this many events (0: at once)\n"
+                    "and continue there. This stops the daemon, also for its other clients.\n"
+                    "If the migration is not possible, stay with the daemon")
         ->check(whole_number(0, std::numeric_limits<std::int64_t>::max()))
         ->type_name("N");
     CLI::App *migrate = app.add_subcommand(
-        "migrate", "Whether a program could leave the daemon for the operating system's cluster service");
-    migrate->add_flag("--check", raw.check, "Prepare the move, tell what agrees, and give it up again")
+        "migrate", "Check whether a program can migrate to the operating system's cluster service");
+    migrate->add_flag("--check", raw.check, "Prepare the migration, print what agrees, and abort it")
         ->required();
 }
 
 struct Grammar {
     CLI::App app{
-        "Shows what the cluster heartbeat daemon knows: nodes, networks, adapters and sites, what happens\n"
-        "to them, routes and keys; and tells it what it is to do.",
+        "Show the state of the cluster heartbeat daemon (nodes, networks, adapters, sites, routes, keys),\n"
+        "watch its events, and send it requests",
         "hbctl"};
     Raw raw;
 
@@ -126,28 +126,29 @@ struct Grammar {
 
 Grammar::Grammar() {
     app.set_version_flag("--version", std::string("hbctl ") + HBCTL_VERSION);
-    app.add_option("--socket", raw.socket, "Path of the daemon's socket; default: what HB_SERVER_SOCKET says")
+    app.add_option("--socket", raw.socket, "Connect to this daemon socket (default: from HB_SERVER_SOCKET)")
         ->check(not_empty("the socket's path"))
         ->type_name("PATH");
-    app.add_flag("--json", raw.json, "One JSON object a line");
+    app.add_flag("--json", raw.json, "Print JSON, one object per line");
     app.require_subcommand(1);
+    app.group("Commands");
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.fallthrough();
-    app.add_subcommand("status", "The daemon, the local node, and how much is configured and up");
-    app.add_subcommand("nodes", "Every configured node and whether it is up");
-    app.add_subcommand("networks", "Every configured network");
-    app.add_subcommand("adapters", "Every configured adapter and whether it is up");
-    app.add_subcommand("sites", "Every configured site");
-    CLI::App *watch = app.add_subcommand("watch", "Every event, one a line, as it happens");
+    app.add_subcommand("status", "Show the daemon, the local node, and how much is configured and up");
+    app.add_subcommand("nodes", "List the configured nodes and their states");
+    app.add_subcommand("networks", "List the configured networks");
+    app.add_subcommand("adapters", "List the configured adapters and their states");
+    app.add_subcommand("sites", "List the configured sites");
+    CLI::App *watch = app.add_subcommand("watch", "Print every event as it happens, one per line");
     add_limits(*watch, raw);
     add_migration(app, *watch, raw);
-    CLI::App *subscribe =
-        app.add_subcommand("subscribe", "Like watch, for the members and events that are named");
+    CLI::App *subscribe = app.add_subcommand("subscribe", "Print selected events as they happen, one per line");
     add_subscribe(*subscribe, raw);
     add_limits(*subscribe, raw);
     add_control_verbs(app, raw.control);
-    app.footer("Exit status: 0 success, 1 the request failed, 2 misuse.\n"
-               "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME tell where the daemon's socket is;\n"
-               "--socket overrules all three.");
+    app.footer("Exit status: 0 success, 1 request failed, 2 usage error.\n"
+               "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME select the daemon's socket;\n"
+               "--socket overrides all three.");
 }
 
 Verb verb_of(const std::string &name) {
@@ -189,12 +190,12 @@ void choose_events(const Raw &raw, SubscriptionRequest &request) {
         return;
     }
     if (request.selection == Selection::sites || request.selection == Selection::different_instance) {
-        throw CLI::ValidationError("--events", "goes with nodes, adapters or a network only");
+        throw CLI::ValidationError("--events", "can be used with nodes, adapters or a network only");
     }
     read_events(raw.events, request.events);
     const bool of_nodes = request.selection == Selection::nodes || request.selection == Selection::all_nodes;
     if (!of_nodes && (request.events & HB_EVENT_HEARTBEAT) != 0) {
-        throw CLI::ValidationError("--events", "heartbeat goes with --nodes or --all-nodes only");
+        throw CLI::ValidationError("--events", "heartbeat can be used with --nodes or --all-nodes only");
     }
 }
 
@@ -257,8 +258,11 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     } catch (const CLI::ParseError &error) {
         const std::string unknown = unknown_verb(grammar.app);
         if (!unknown.empty()) {
-            return misuse("there is no verb or option '" + unknown +
+            return misuse("unknown command or option '" + unknown +
                           "'\nRun with --help for more information.\n");
+        }
+        if (error.get_name() == "RequiredError" && grammar.app.get_subcommands().empty()) {
+            return misuse("a command is required\nRun with --help for more information.\n");
         }
         std::ostringstream output;
         std::ostringstream complaint;

@@ -20,7 +20,7 @@ CLI::Validator interface_name() {
         [](std::string &text) {
             return text.size() <= longest_interface
                        ? std::string()
-                       : "an interface's name has at most " + std::to_string(longest_interface) + " bytes";
+                       : "an interface name has at most " + std::to_string(longest_interface) + " bytes";
         },
         "");
 }
@@ -47,7 +47,7 @@ void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
             ->type_name("ADDRESS");
         break;
     case Operand::seconds:
-        verb.add_option("seconds", request.seconds, "Whole seconds")
+        verb.add_option("seconds", request.seconds, "Time in whole seconds")
             ->required()
             ->check(whole_number(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()))
             ->type_name("SECONDS");
@@ -62,7 +62,7 @@ void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
         verb.add_option("switch", words.on_off, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
         break;
     case Operand::interface:
-        verb.add_option("interface", request.interface, "Name of the interface; default: all")
+        verb.add_option("interface", request.interface, "Name of the interface (default: all)")
             ->check(interface_name())
             ->type_name("INTERFACE");
         break;
@@ -70,27 +70,27 @@ void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
 }
 
 void add_route(CLI::App &app, RouteQuery &route) {
-    CLI::App *verb = app.add_subcommand("route", "The route to a node, hop by hop, as the daemon answers");
+    CLI::App *verb = app.add_subcommand("route", "Show the route to a node, hop by hop");
     verb->add_option("node", route.node, "Number of the node")
         ->required()
         ->check(whole_number(0, highest_node))
         ->type_name("N");
-    verb->add_flag("--shared", route.shared, "Read it from shared memory, without asking the daemon");
-    verb->add_flag("--ip", route.ip_only, "Read it from shared memory, if it is an IP route");
+    verb->add_flag("--shared", route.shared, "Read the route from shared memory instead of asking the daemon");
+    verb->add_flag("--ip", route.ip_only, "Read the route from shared memory; accept an IP route only");
 }
 
 void add_multicast(CLI::App &app, ControlWords &words) {
     CLI::App *verb =
-        app.add_subcommand("multicast", "Have the daemon deliver a message to a port of some nodes");
+        app.add_subcommand("multicast", "Deliver a message to a port of nodes, through the daemon");
     verb->add_option("--port", words.port, "Port, 0 to 65535")
         ->required()
         ->check(whole_number(0, highest_port))
         ->type_name("PORT");
-    verb->add_option("--nodes", words.nodes, "The nodes, for example 1,2,5-7")
+    verb->add_option("--nodes", words.nodes, "Nodes to deliver to, for example 1,2,5-7")
         ->required()
         ->check(number_list_up_to(highest_node))
         ->type_name("LIST");
-    verb->add_option("text", words.text, "The message; default: what stands on standard input")
+    verb->add_option("text", words.text, "Message (default: read standard input)")
         ->check(not_empty("the message"))
         ->type_name("TEXT");
 }
@@ -107,9 +107,9 @@ std::vector<int> node_numbers(const std::string &list) {
 
 void add_control_verbs(CLI::App &app, ControlWords &words) {
     add_route(app, words.route);
-    app.add_subcommand("keys", "The security keys in force: their kind and validity, never their bytes");
-    app.add_subcommand("adapter-state", "The daemon's view of an adapter of this node, or of all of them")
-        ->add_option("adapter", words.adapter, "Number of the adapter; default: every one of this node")
+    app.add_subcommand("keys", "Show the security keys in use: type and validity, never their bytes");
+    app.add_subcommand("adapter-state", "Show the daemon's state of an adapter of this node, or of all")
+        ->add_option("adapter", words.adapter, "Number of the adapter (default: all adapters of this node)")
         ->check(whole_number(0, highest_adapter))
         ->type_name("A");
     add_multicast(app, words);

@@ -29,87 +29,83 @@ std::string operand_text(const ControlRequest &request, Operand operand) {
 
 const std::vector<ControlForm> &control_forms() {
     static const std::vector<ControlForm> forms{
-        {ControlVerb::node_down,
-         "node-down",
-         "Report that a node is down: it dies at once",
-         {Operand::node},
-         false},
+        {ControlVerb::node_down, "node-down", "Report a node down; it dies at once", {Operand::node}, false},
         {ControlVerb::node_may_be_down,
          "node-may-be-down",
-         "Report that a node may be down: it dies unless it shows life in time",
+         "Report that a node may be down; it dies unless it shows a sign of life in time",
          {Operand::node},
          false},
         {ControlVerb::adapter_down,
          "adapter-down",
-         "Report that an adapter is down: it dies at once",
+         "Report an adapter down; it dies at once",
          {Operand::adapter},
          false},
         {ControlVerb::adapter_may_be_down,
          "adapter-may-be-down",
-         "Report that an adapter may be down: it dies unless it shows life in time",
+         "Report that an adapter may be down; it dies unless it shows a sign of life in time",
          {Operand::adapter},
          false},
         {ControlVerb::enable,
          "enable",
-         "Let an adapter of this node take part in heartbeats",
+         "Enable heartbeats on an adapter of this node",
          {Operand::adapter},
          false},
         {ControlVerb::disable,
          "disable",
-         "Keep an adapter of this node out of heartbeats: it is down until it is enabled",
+         "Disable heartbeats on an adapter of this node; it is down until it is enabled",
          {Operand::adapter},
          false},
         {ControlVerb::ifconfig_up,
          "ifconfig-up",
-         "Report that the interface of an adapter of this node was taken up",
+         "Report that the interface of an adapter of this node is up",
          {Operand::adapter},
          false},
         {ControlVerb::ifconfig_down,
          "ifconfig-down",
-         "Report that the interface of an adapter of this node was taken down",
+         "Report that the interface of an adapter of this node is down",
          {Operand::adapter},
          false},
         {ControlVerb::configure,
          "configure",
-         "Give an adapter of this node an IPv4 address",
+         "Set the IPv4 address of an adapter of this node",
          {Operand::adapter, Operand::address},
          true},
         {ControlVerb::unconfigure,
          "unconfigure",
-         "Take the address of an adapter of this node away",
+         "Remove the address of an adapter of this node",
          {Operand::adapter},
          true},
         {ControlVerb::swap,
          "swap",
-         "Exchange the addresses of an adapter of this node and of the one that has ADDRESS",
+         "Exchange the address of an adapter of this node with the adapter that has ADDRESS",
          {Operand::adapter, Operand::address},
          true},
         {ControlVerb::grace,
          "grace",
-         "Do not take an adapter of this node for dead for so many seconds",
+         "Do not suspect an adapter of this node for SECONDS",
          {Operand::adapter, Operand::seconds},
          true},
         {ControlVerb::simulate_death,
          "simulate-death",
-         "Test hook: this node dies and comes back, as after a sleep of so many seconds",
+         "Test hook: let this node die and rejoin, as after a sleep of SECONDS",
          {Operand::seconds},
          false},
         {ControlVerb::discard_stale,
          "discard-stale",
-         "Have the daemon discard messages that waited too long, or not",
+         "Discard stale messages in the daemon, or keep them",
          {Operand::on_off},
          false},
         {ControlVerb::client_heartbeat,
          "client-heartbeat",
-         "Send a client's sign of life with a sequence number",
+         "Send a client heartbeat with this sequence number",
          {Operand::sequence},
          false},
         {ControlVerb::manual_control,
          "manual-control",
-         "Take a network interface module under manual control, or give it back; all without a name",
+         "Put a network interface module under manual control, or release it (default: all modules)",
          {Operand::on_off, Operand::interface},
          false},
-        {ControlVerb::shutdown, "shutdown", "Ask the daemon to end after its configured delay", {}, false},
+        {ControlVerb::shutdown, "shutdown", "Stop the daemon after its configured delay", {}, false},
     };
     return forms;
 }
@@ -153,26 +149,27 @@ std::string request_purpose(const ControlRequest &request) {
     case ControlVerb::ifconfig_down:
         return "report that the interface of " + adapter + " is down";
     case ControlVerb::configure:
-        return "give " + adapter + " the address " + request.address;
+        return "set the address of " + adapter + " to " + request.address;
     case ControlVerb::unconfigure:
-        return "take the address of " + adapter + " away";
+        return "remove the address of " + adapter;
     case ControlVerb::swap:
-        return "exchange the addresses of " + adapter + " and of the one that has " + request.address;
+        return "exchange the address of " + adapter + " with the adapter that has " + request.address;
     case ControlVerb::grace:
-        return "give " + adapter + " a grace of " + seconds;
+        return "set a grace of " + seconds + " for " + adapter;
     case ControlVerb::simulate_death:
-        return "have this node die as after a sleep of " + seconds;
+        return "simulate the death of this node for " + seconds;
     case ControlVerb::discard_stale:
-        return std::string("have stale messages ") + (request.on ? "discarded" : "kept");
+        return std::string(request.on ? "discard" : "keep") + " stale messages";
     case ControlVerb::client_heartbeat:
-        return "send a client's sign of life";
+        return "send a client heartbeat";
     case ControlVerb::manual_control: {
         const std::string what =
             request.interface.empty() ? "all interfaces" : "interface " + request.interface;
-        return request.on ? "take " + what + " under manual control" : "give back " + what;
+        return request.on ? "put " + what + " under manual control"
+                          : "release " + what + " from manual control";
     }
     case ControlVerb::shutdown:
-        return "have the daemon end";
+        return "stop the daemon";
     }
     return "";
 }

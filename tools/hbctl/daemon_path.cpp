@@ -28,8 +28,7 @@ std::string daemon_path() {
 void use_daemon_path(const std::string &path) {
     if (getauxval(AT_SECURE) != 0) {
         throw std::runtime_error(
-            "--socket cannot be used in a program with more rights than its caller; the path is " +
-            daemon_path());
+            "--socket cannot be used when hbctl has more rights than its caller; the path is " + daemon_path());
     }
     setenv("HB_SERVER_SOCKET", path.c_str(), 1);
     unsetenv("HA_DOMAIN_NAME");

@@ -75,8 +75,8 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
             event.sequence = static_cast<std::uint32_t>(sequence);
             return Arrival::dropped;
         }
-        if (error != HB_ERROR_TIMEOUT) {
-            require(Hb_Failure, "take an event");
+        if (error != waited_in_vain) {
+            require(Hb_Failure, "read an event");
         }
     }
 }

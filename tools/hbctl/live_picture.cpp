@@ -37,14 +37,16 @@ LivePicture read_live_picture() {
         EventRecord event;
         const Arrival arrival = stream.next(-1, deadline, live.picture, event);
         if (arrival == Arrival::time_over) {
-            complain("the daemon at " + daemon_path() + " did not tell who is up within " +
+            complain("the daemon at " + daemon_path() +
+                     " did not report which nodes and adapters are up within " +
                      std::to_string(patience.count()) + " seconds");
             break;
         }
         if (arrival == Arrival::lost) {
             throw RequestFailed(
-                failure_line("learn who is up from the daemon at " + daemon_path(), HB_ERROR_DISCONNECTED),
-                HB_ERROR_DISCONNECTED);
+                failure_line("learn which nodes and adapters are up from the daemon at " + daemon_path(),
+                             connection_closed),
+                connection_closed);
         }
         if (arrival == Arrival::output_closed) {
             throw OutputClosed{};

@@ -49,7 +49,7 @@ std::string obstacle_text(const Preparation &preparation) {
         return "";
     }
     if (!preparation.error) {
-        return "to the cluster service this is another node than to the daemon";
+        return "the cluster service and the daemon give this node different numbers";
     }
     return error_text(*preparation.error) + " (error " + std::to_string(*preparation.error) + ")";
 }

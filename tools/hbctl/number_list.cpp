@@ -23,7 +23,7 @@ std::string add_item(std::string_view item, std::uint32_t highest, std::vector<s
     const auto last = dash == std::string_view::npos ? first : parse_number(item.substr(dash + 1));
     const std::string quoted = "'" + std::string(item) + "'";
     if (!first || !last) {
-        return quoted + " is neither a number nor a range such as 5-7";
+        return quoted + " is not a number or a range such as 5-7";
     }
     if (*last < *first) {
         return quoted + " is a range that ends before it begins";

@@ -139,7 +139,7 @@ std::string membership_text(const EventRecord &event) {
 
 std::string site_side_text(const std::string &which, const SiteSide &side) {
     std::string text =
-        which + " site " + std::to_string(side.site) + " (told by node " + std::to_string(side.node);
+        which + " site " + std::to_string(side.site) + " (reported by node " + std::to_string(side.node);
     if (side.nodes_up) {
         text += ", " + counted(*side.nodes_up, "node") + " up";
     }
@@ -148,7 +148,7 @@ std::string site_side_text(const std::string &which, const SiteSide &side) {
 
 std::string sites_event_text(const SitePair &sites, bool split) {
     return site_side_text("local", sites.local) + " and " + site_side_text("remote", sites.remote) +
-           (split ? " lost each other" : " found each other");
+           (split ? " lost contact" : " regained contact");
 }
 
 std::string detail_text(const EventRecord &event) {
@@ -159,7 +159,7 @@ std::string detail_text(const EventRecord &event) {
         return heartbeat_text(*event.heartbeat);
     }
     if (event.foreign) {
-        return event.foreign->address + " speaks with configuration instance " +
+        return event.foreign->address + " uses configuration instance " +
                std::to_string(event.foreign->instance);
     }
     if (event.sites) {
@@ -239,7 +239,7 @@ Lines status_text(const StatusReport &report) {
         "networks    " + std::to_string(counts.networks) + " configured",
         "adapters    " + configured_and_up(counts.adapters, counts.adapters_up, counts.adapters_known),
         "sites       " + std::to_string(counts.sites) + " configured",
-        "heartbeat   " + (report.heartbeat ? heartbeat_text(*report.heartbeat) : "not told by the daemon"),
+        "heartbeat   " + (report.heartbeat ? heartbeat_text(*report.heartbeat) : "not received yet"),
     };
 }
 
@@ -255,7 +255,7 @@ Lines migration_text(const MigrationReport &report) {
         "local node       " + told(local_node_agreement(report), "agrees: " + std::to_string(report.local_node),
                                    "differs: " + obstacle_text(report.preparation)),
         "nodes            " + told(nodes_agreement(report),
-                                   "agree: the service knows every one of the daemon's " + nodes,
+                                   "agree: the service knows all of the daemon's " + nodes,
                                    "differ: " + obstacle_text(report.preparation)),
         std::string("migration        ") + (possible ? "possible" : "not possible") + "; nothing was changed",
     };

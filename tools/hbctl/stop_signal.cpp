@@ -32,7 +32,7 @@ void set_disposition(void (*handler)(int), int flags) {
 StopSignal::StopSignal() {
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot make a pipe for signals");
+        throw std::system_error(errno, std::generic_category(), "cannot create a pipe for signals");
     }
     read_end_ = ends[0];
     write_end_ = ends[1];

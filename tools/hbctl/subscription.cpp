@@ -36,7 +36,7 @@ Hb_Network_Number find_network(const std::string &number_or_name) {
 }
 
 void note(std::string &left_out, const std::string &who) {
-    left_out += left_out.empty() ? "no longer configured, so left out: " + who : ", " + who;
+    left_out += left_out.empty() ? "left out, because no longer configured: " + who : ", " + who;
 }
 
 } // namespace

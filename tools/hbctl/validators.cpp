@@ -53,7 +53,7 @@ CLI::Validator positive_seconds() {
         [](std::string &text) {
             const auto seconds = parse_whole<double>(text);
             const bool sound = seconds && *seconds > 0 && *seconds <= longest_timeout;
-            return sound ? std::string() : "'" + text + "' is no number of seconds above 0";
+            return sound ? std::string() : "'" + text + "' is not a number of seconds above 0";
         },
         "");
 }
@@ -63,7 +63,7 @@ CLI::Validator positive_count() {
         [](std::string &text) {
             const auto count = parse_whole<std::uint64_t>(text);
             const bool sound = count && *count > 0;
-            return sound ? std::string() : "'" + text + "' is no number above 0";
+            return sound ? std::string() : "'" + text + "' is not a number above 0";
         },
         "");
 }
@@ -74,7 +74,7 @@ CLI::Validator whole_number(std::int64_t lowest, std::int64_t highest) {
             const auto number = parse_whole<std::int64_t>(text);
             const bool sound = number && *number >= lowest && *number <= highest;
             return sound ? std::string()
-                         : "'" + text + "' is no number from " + std::to_string(lowest) + " to " +
+                         : "'" + text + "' is not a number from " + std::to_string(lowest) + " to " +
                                std::to_string(highest);
         },
         "");
@@ -86,7 +86,7 @@ CLI::Validator ipv4_address() {
             in_addr address{};
             return inet_pton(AF_INET, text.c_str(), &address) == 1
                        ? std::string()
-                       : "'" + text + "' is no IPv4 address, such as 10.1.0.3";
+                       : "'" + text + "' is not an IPv4 address such as 10.1.0.3";
         },
         "");
 }

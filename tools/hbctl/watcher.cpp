@@ -85,8 +85,7 @@ Watcher::Next Watcher::take_one() {
         }
         return Next::go_on;
     case Arrival::dropped:
-        complain("an event that does not hold together was dropped (sequence number " +
-                 std::to_string(event.sequence) + ")");
+        complain("dropped an inconsistent event (sequence number " + std::to_string(event.sequence) + ")");
         return Next::go_on;
     case Arrival::lost:
         return handle_loss();
@@ -129,10 +128,10 @@ void Watcher::migrate() {
         return;
     }
     announce_migration("prepared", preparation,
-                       "prepared: the cluster service knows this node and every node of the daemon");
+                       "prepared: the cluster service knows this node and all nodes of the daemon");
     hb_migrate_to_mox_commit();
     announce_migration("committed", preparation,
-                       "done: the cluster service tells from here on; the daemon was asked to end");
+                       "done: events now come from the cluster service; the daemon was asked to stop");
     stream_.attach_to_service();
     for (Subscription &subscription : subscriptions_) {
         subscription.ask();
@@ -142,7 +141,7 @@ void Watcher::migrate() {
 // Skips one event that cannot be processed. Ends the command when the service delivers no valid event any more.
 void Watcher::take_failure() {
     constexpr int too_many = 5;
-    const std::string line = "an event of the cluster service could not be taken";
+    const std::string line = "cannot read an event of the cluster service";
     if (++failures_in_a_row_ >= too_many) {
         throw RequestFailed(line + ", several times in a row", hb_get_errno());
     }
@@ -159,7 +158,7 @@ Watcher::Next Watcher::handle_loss() {
         announce_loss();
         return reconnect();
     }
-    complain("the heartbeat daemon at " + socket_ + " has gone");
+    complain("the heartbeat daemon at " + socket_ + " disconnected");
     exit_status_ = exit_failure;
     return Next::end;
 }
@@ -203,10 +202,9 @@ void Watcher::announce_start() const {
 }
 
 void Watcher::announce_loss() const {
-    say_line(
-        json_ ? disconnected_json(now(), socket_)
-              : notice_text(now(), "disconnected",
-                            "the heartbeat daemon at " + socket_ + " has gone; waiting for it to come back"));
+    say_line(json_ ? disconnected_json(now(), socket_)
+                   : notice_text(now(), "disconnected",
+                                 "the heartbeat daemon at " + socket_ + " disconnected; reconnecting"));
 }
 
 void Watcher::announce_return() const {

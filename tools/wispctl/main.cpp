@@ -44,8 +44,8 @@ class Connection {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         if (path.size() >= sizeof address.sun_path) {
-            throw Failure(text("the path has ", path.size(), " bytes; at most ", sizeof address.sun_path - 1,
-                               " fit into a socket address: ", path));
+            throw Failure(text("the path has ", path.size(), " bytes, but a socket address holds at most ",
+                               sizeof address.sun_path - 1, ": ", path));
         }
         path.copy(address.sun_path, path.size());
         if (connect(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
@@ -81,11 +81,11 @@ class Connection {
         std::string answer;
         while (answer.empty() || answer.back() != '\n') {
             if (!read_more(answer)) {
-                throw Failure(text("wispd at ", path_, " ended before it answered"));
+                throw Failure(text("wispd at ", path_, " disconnected before it answered"));
             }
             if (answer.size() > ANSWER_LONGEST) {
-                throw Failure(text("what listens at ", path_, " answers with more than ", ANSWER_LONGEST,
-                                   " bytes; is it wispd?"));
+                throw Failure(text("the answer from ", path_, " has more than ", ANSWER_LONGEST,
+                                   " bytes; is this wispd's control socket?"));
             }
         }
         return answer;
@@ -129,7 +129,7 @@ void put_threshold(const std::string &seconds, ordered_json &command) {
                part.find_first_not_of("0123456789") == std::string::npos;
     };
     if (!digits(whole, 10) || !digits(fraction, 6)) {
-        throw CLI::ValidationError("threshold", "expected seconds, with at most six decimals, such as 2.5");
+        throw CLI::ValidationError("threshold", "expected seconds with at most six decimals, such as 2.5");
     }
     fraction.resize(6, '0');
     command["threshold_seconds"] = std::stoll(whole);
@@ -159,21 +159,20 @@ void add_numbered(CLI::App &app, Arguments &arguments, ordered_json &command, co
 }
 
 void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
-    add_numbered(app, arguments, command, "node-up", "node", "All adapters of a node come up");
-    add_numbered(app, arguments, command, "node-down", "node", "A node dies with all its adapters");
-    add_numbered(app, arguments, command, "node-join", "node",
-                 "A node is added to the configuration, and is up");
-    add_numbered(app, arguments, command, "node-leave", "node", "A node is removed from the configuration");
-    add_numbered(app, arguments, command, "adapter-up", "adapter", "An adapter comes up");
-    add_numbered(app, arguments, command, "adapter-down", "adapter", "An adapter dies");
+    add_numbered(app, arguments, command, "node-up", "node", "Bring up all adapters of a node");
+    add_numbered(app, arguments, command, "node-down", "node", "Take down a node and all its adapters");
+    add_numbered(app, arguments, command, "node-join", "node", "Add a node to the configuration; it is up");
+    add_numbered(app, arguments, command, "node-leave", "node", "Remove a node from the configuration");
+    add_numbered(app, arguments, command, "adapter-up", "adapter", "Bring up an adapter");
+    add_numbered(app, arguments, command, "adapter-down", "adapter", "Take down an adapter");
     add_numbered(app, arguments, command, "adapter-leave", "adapter",
-                 "An adapter is removed from the configuration");
+                 "Remove an adapter from the configuration");
 
-    CLI::App *join = app.add_subcommand("adapter-join", "An adapter is added to the configuration, and is up");
+    CLI::App *join = app.add_subcommand("adapter-join", "Add an adapter to the configuration; it is up");
     join->add_option("adapter", arguments.number, "Number of the adapter")->required();
     join->add_option("--address", arguments.address,
-                     "Its address, where the configuration file does not tell it");
-    join->add_option("--type", arguments.type, "Its type, such as eth0");
+                     "Address, if the configuration file does not describe the adapter");
+    join->add_option("--type", arguments.type, "Type, such as eth0");
     join->final_callback([&] {
         command = {{"do", "adapter-join"}, {"adapter", arguments.number}};
         if (!arguments.address.empty()) {
@@ -185,8 +184,8 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
     });
 
     CLI::App *reconfigure =
-        app.add_subcommand("reconfigure", "The configuration file is read again, or another one");
-    reconfigure->add_option("config", arguments.config, "The other configuration file");
+        app.add_subcommand("reconfigure", "Load the configuration file again, or another one");
+    reconfigure->add_option("config", arguments.config, "Configuration file to load instead");
     reconfigure->final_callback([&] {
         command = {{"do", "reconfigure"}};
         if (!arguments.config.empty()) {
@@ -194,10 +193,11 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
         }
     });
 
-    CLI::App *heartbeat = app.add_subcommand("heartbeat", "The heartbeat settings are changed and told");
+    CLI::App *heartbeat =
+        app.add_subcommand("heartbeat", "Change the heartbeat settings and report them to clients");
     heartbeat->add_option("threshold", arguments.threshold, "Threshold in seconds, such as 2.5");
-    CLI::Option *enable = heartbeat->add_flag("--enable", arguments.enable, "Client heartbeats are wanted");
-    heartbeat->add_flag("--disable", arguments.disable, "Client heartbeats are not wanted")->excludes(enable);
+    CLI::Option *enable = heartbeat->add_flag("--enable", arguments.enable, "Enable client heartbeats");
+    heartbeat->add_flag("--disable", arguments.disable, "Disable client heartbeats")->excludes(enable);
     heartbeat->final_callback([&] {
         command = {{"do", "heartbeat"}};
         if (!arguments.threshold.empty()) {
@@ -208,8 +208,8 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
         }
     });
 
-    CLI::App *ffdc = app.add_subcommand("ffdc", "A first-failure identifier is told");
-    ffdc->add_option("id", arguments.id, "The identifier; without it wispd makes one");
+    CLI::App *ffdc = app.add_subcommand("ffdc", "Report a first-failure identifier to clients");
+    ffdc->add_option("id", arguments.id, "Identifier (default: wispd creates one)");
     ffdc->final_callback([&] {
         command = {{"do", "ffdc"}};
         if (!arguments.id.empty()) {
@@ -218,32 +218,31 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
     });
 
     CLI::App *foreign =
-        app.add_subcommand("foreign-instance", "Somebody with another configuration instance spoke");
-    foreign->add_option("address", arguments.address, "The sender's address")->required();
-    foreign->add_option("instance", arguments.instance, "The sender's configuration instance")->required();
+        app.add_subcommand("foreign-instance", "Report a sender with another configuration instance");
+    foreign->add_option("address", arguments.address, "Address of the sender")->required();
+    foreign->add_option("instance", arguments.instance, "Configuration instance of the sender")->required();
     foreign->final_callback([&] {
         command = {
             {"do", "foreign-instance"}, {"address", arguments.address}, {"instance", arguments.instance}};
     });
 
     add_numbered(app, arguments, command, "node-may-be-down", "node",
-                 "A node is suspected; it dies unless there is a sign of life");
+                 "Suspect a node; it dies unless it shows a sign of life in time");
     add_numbered(app, arguments, command, "adapter-may-be-down", "adapter",
-                 "An adapter is suspected; it dies unless there is a sign of life");
+                 "Suspect an adapter; it dies unless it shows a sign of life in time");
     CLI::App *swap =
-        app.add_subcommand("swap-adapters", "Two adapters of the local node exchange their addresses");
-    swap->add_option("adapter", arguments.number, "Number of the one adapter")->required();
-    swap->add_option("address", arguments.address, "IPv4 address of the other one")->required();
+        app.add_subcommand("swap-adapters", "Exchange the addresses of two adapters of the local node");
+    swap->add_option("adapter", arguments.number, "Number of the first adapter")->required();
+    swap->add_option("address", arguments.address, "IPv4 address of the second adapter")->required();
     swap->final_callback([&] {
         command = {{"do", "swap-adapters"}, {"adapter", arguments.number}, {"address", arguments.address}};
     });
-    app.add_subcommand("rotate-key", "A new security key comes into force")->final_callback([&] {
+    app.add_subcommand("rotate-key", "Put a new security key into use")->final_callback([&] {
         command = {{"do", "rotate-key"}};
     });
 
-    CLI::App *play =
-        app.add_subcommand("play", "A timeline begins: the given one, or again the configured one");
-    play->add_option("timeline", arguments.timeline, "The timeline file");
+    CLI::App *play = app.add_subcommand("play", "Play a timeline: the given one, or the configured one again");
+    play->add_option("timeline", arguments.timeline, "Timeline file");
     play->final_callback([&] {
         command = {{"do", "play"}};
         if (!arguments.timeline.empty()) {
@@ -251,12 +250,13 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
         }
     });
 
-    app.add_subcommand("state", "Shows the cluster and the clients as JSON")->final_callback([&] {
+    app.add_subcommand("state", "Print the cluster and the clients as JSON")->final_callback([&] {
         command = {{"do", "state"}};
     });
-    app.add_subcommand("stop", "wispd ends; returns when it has removed all that it made")->final_callback([&] {
-        command = {{"do", "stop"}};
-    });
+    app.add_subcommand("stop", "Stop wispd, and wait until it has removed its files and segments")
+        ->final_callback([&] {
+            command = {{"do", "stop"}};
+        });
 }
 
 // The nesting depth of objects and arrays. Printing a value needs stack for each level.
@@ -287,10 +287,10 @@ int drive(const std::string &path, const ordered_json &command) {
     const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
     const ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
     if (!answer.is_object() || !answer.contains("ok")) {
-        throw Failure(text("what listens at ", path, " does not answer as wispd does"));
+        throw Failure(text("invalid answer from ", path, "; is this wispd's control socket?"));
     }
     if (answer["ok"] != true) {
-        throw Failure(answer.value("error", "wispd refused without a reason"));
+        throw Failure(answer.value("error", "wispd rejected the command without a reason"));
     }
     if (command["do"] == "state") {
         std::puts(terminal::printable_json(answer["state"].dump(2)).c_str());
@@ -304,17 +304,21 @@ int drive(const std::string &path, const ordered_json &command) {
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("wispctl drives a running wispd.");
+    CLI::App app("Control a running wispd");
     app.require_subcommand(1);
+    app.group("Commands");
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     std::string control;
     std::string socket;
-    CLI::Option *option = app.add_option("--control", control, "wispd's control socket");
-    app.add_option("--socket", socket, "wispd's socket; its control socket is this and \".control\"")
+    CLI::Option *option =
+        app.add_option("--control", control, "Connect to this control socket")->type_name("PATH");
+    app.add_option("--socket", socket, "Connect to the control socket of this client socket: PATH.control")
+        ->type_name("PATH")
         ->excludes(option);
     app.set_version_flag("--version", std::string("wispctl " WISPD_VERSION));
-    app.footer("Without --control and --socket the socket is found as clients find it: HB_SERVER_SOCKET, "
-               "HA_DOMAIN_NAME,"
-               "\nHA_SYSPAR_NAME.");
+    app.footer("Without --control and --socket, HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME select the "
+               "socket, "
+               "as for clients.");
     Arguments arguments;
     ordered_json command;
     add_verbs(app, arguments, command);
@@ -322,10 +326,14 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (app.get_subcommands().empty() && !app.remaining().empty()) {
-            std::fputs(text("wispctl: unknown verb '", terminal::printable(app.remaining().front()),
+            std::fputs(text("wispctl: unknown command '", terminal::printable(app.remaining().front()),
                             "'; wispctl --help lists them\n")
                            .c_str(),
                        stderr);
+            return USAGE;
+        }
+        if (app.get_subcommands().empty() && error.get_name() == "RequiredError") {
+            std::fputs("wispctl: a command is required; wispctl --help lists them\n", stderr);
             return USAGE;
         }
         std::ostringstream complaint;

@@ -101,7 +101,7 @@ TEST(HbctlArguments, LimitsThatAreNoPositiveNumbersAreMisuse) {
 }
 
 TEST(HbctlArguments, NoVerbAnUnknownVerbAndAnUnknownOptionAreMisuse) {
-    EXPECT_THAT(refused({}), HasSubstr("subcommand"));
+    EXPECT_THAT(refused({}), HasSubstr("a command is required"));
     EXPECT_THAT(refused({"gaze"}), HasSubstr("gaze"));
     EXPECT_THAT(refused({"nodes", "--colour"}), HasSubstr("--colour"));
     EXPECT_THAT(refused({"nodes", "--count", "1"}), HasSubstr("--count"));
@@ -167,10 +167,12 @@ TEST(HbctlArguments, EventsAreNamed) {
 }
 
 TEST(HbctlArguments, EventsThatCannotBeMeantAreMisuse) {
-    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", "birth"}),
-                HasSubstr("'birth' is no event to subscribe to; there are death, join, new-group, heartbeat"));
+    EXPECT_THAT(
+        refused({"subscribe", "--all-nodes", "--events", "birth"}),
+        HasSubstr("'birth' is not an event to subscribe to; expected death, join, new-group, heartbeat"));
     EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", ""}), HasSubstr("no event is named"));
-    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", "death,,join"}), HasSubstr("'' is no event"));
+    EXPECT_THAT(refused({"subscribe", "--all-nodes", "--events", "death,,join"}),
+                HasSubstr("'' is not an event"));
     EXPECT_THAT(refused({"subscribe", "--all-adapters", "--events", "heartbeat"}),
                 HasSubstr("--all-nodes only"));
     EXPECT_THAT(refused({"subscribe", "--sites", "--events", "death"}), HasSubstr("--events"));

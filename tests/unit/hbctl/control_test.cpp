@@ -93,57 +93,57 @@ const std::vector<Line> &every_request() {
         {{"configure", "97", "10.1.0.9"},
          ControlVerb::configure,
          "configure 97 10.1.0.9: done",
-         "give adapter 97 the address 10.1.0.9",
+         "set the address of adapter 97 to 10.1.0.9",
          R"({"request":"configure","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"unconfigure", "97"},
          ControlVerb::unconfigure,
          "unconfigure 97: done",
-         "take the address of adapter 97 away",
+         "remove the address of adapter 97",
          R"({"request":"unconfigure","adapter":97,"result":"done"})"},
         {{"swap", "97", "10.1.0.9"},
          ControlVerb::swap,
          "swap 97 10.1.0.9: done",
-         "exchange the addresses of adapter 97 and of the one that has 10.1.0.9",
+         "exchange the address of adapter 97 with the adapter that has 10.1.0.9",
          R"({"request":"swap","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"grace", "97", "5"},
          ControlVerb::grace,
          "grace 97 5: done",
-         "give adapter 97 a grace of 5 s",
+         "set a grace of 5 s for adapter 97",
          R"({"request":"grace","adapter":97,"seconds":5,"result":"done"})"},
         {{"simulate-death", "7"},
          ControlVerb::simulate_death,
          "simulate-death 7: sent",
-         "have this node die as after a sleep of 7 s",
+         "simulate the death of this node for 7 s",
          R"({"request":"simulate-death","seconds":7,"result":"sent"})"},
         {{"discard-stale", "on"},
          ControlVerb::discard_stale,
          "discard-stale on: sent",
-         "have stale messages discarded",
+         "discard stale messages",
          R"({"request":"discard-stale","on":true,"result":"sent"})"},
         {{"discard-stale", "off"},
          ControlVerb::discard_stale,
          "discard-stale off: sent",
-         "have stale messages kept",
+         "keep stale messages",
          R"({"request":"discard-stale","on":false,"result":"sent"})"},
         {{"client-heartbeat", "4294967295"},
          ControlVerb::client_heartbeat,
          "client-heartbeat 4294967295: sent",
-         "send a client's sign of life",
+         "send a client heartbeat",
          R"({"request":"client-heartbeat","sequence":4294967295,"result":"sent"})"},
         {{"manual-control", "on", "eth0"},
          ControlVerb::manual_control,
          "manual-control on eth0: sent",
-         "take interface eth0 under manual control",
+         "put interface eth0 under manual control",
          R"({"request":"manual-control","on":true,"interface":"eth0","result":"sent"})"},
         {{"manual-control", "off"},
          ControlVerb::manual_control,
          "manual-control off: sent",
-         "give back all interfaces",
+         "release all interfaces from manual control",
          R"({"request":"manual-control","on":false,"interface":null,"result":"sent"})"},
         {{"shutdown"},
          ControlVerb::shutdown,
          "shutdown: sent",
-         "have the daemon end",
+         "stop the daemon",
          R"({"request":"shutdown","result":"sent"})"},
     };
     return lines;
@@ -187,15 +187,15 @@ TEST(HbctlControl, EveryFormHasALineInThisTest) {
 
 TEST(HbctlControl, OperandsMustBeThereAndInRange) {
     EXPECT_THAT(refused({"node-down"}), HasSubstr("node is required"));
-    EXPECT_THAT(refused({"node-down", "2049"}), HasSubstr("'2049' is no number from 0 to 2048"));
-    EXPECT_THAT(refused({"node-down", "3x"}), HasSubstr("'3x' is no number from 0 to 2048"));
-    EXPECT_THAT(refused({"adapter-down", "98352"}), HasSubstr("'98352' is no number from 0 to 98351"));
+    EXPECT_THAT(refused({"node-down", "2049"}), HasSubstr("'2049' is not a number from 0 to 2048"));
+    EXPECT_THAT(refused({"node-down", "3x"}), HasSubstr("'3x' is not a number from 0 to 2048"));
+    EXPECT_THAT(refused({"adapter-down", "98352"}), HasSubstr("'98352' is not a number from 0 to 98351"));
     EXPECT_THAT(refused({"grace", "97", "2147483648"}),
-                HasSubstr("'2147483648' is no number from -2147483648 to 2147483647"));
+                HasSubstr("'2147483648' is not a number from -2147483648 to 2147483647"));
     EXPECT_THAT(refused({"client-heartbeat", "4294967296"}),
-                HasSubstr("'4294967296' is no number from 0 to 4294967295"));
+                HasSubstr("'4294967296' is not a number from 0 to 4294967295"));
     EXPECT_THAT(refused({"swap", "97", "fe80::1"}),
-                HasSubstr("'fe80::1' is no IPv4 address, such as 10.1.0.3"));
+                HasSubstr("'fe80::1' is not an IPv4 address such as 10.1.0.3"));
     EXPECT_THAT(refused({"swap", "97", "10.1.0"}), HasSubstr("'10.1.0' is no IPv4 address"));
     EXPECT_THAT(refused({"discard-stale", "perhaps"}), HasSubstr("perhaps not in {on,off}"));
     EXPECT_THAT(refused({"shutdown", "now"}), HasSubstr("now"));
@@ -256,7 +256,7 @@ TEST(HbctlKeys, SecurityThatIsOff) {
 TEST(HbctlAdapterState, OfOneOrOfAll) {
     EXPECT_EQ(sound({"adapter-state"}).control.adapter, std::nullopt);
     EXPECT_EQ(sound({"adapter-state", "97"}).control.adapter, 97U);
-    EXPECT_THAT(refused({"adapter-state", "98352"}), HasSubstr("'98352' is no number from 0 to 98351"));
+    EXPECT_THAT(refused({"adapter-state", "98352"}), HasSubstr("'98352' is not a number from 0 to 98351"));
     EXPECT_THAT(adapter_states_text({{96, 1}, {97, 2}, {98, 0}}),
                 ElementsAre("ADAPTER  STATE", "     96  up", "     97  down", "     98  unknown"));
     EXPECT_THAT(adapter_states_json({{96, 1}, {97, 2}}),
@@ -276,7 +276,8 @@ TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
     EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).control.multicast.text, std::nullopt);
     EXPECT_THAT(refused({"multicast", "--nodes", "1"}), HasSubstr("--port is required"));
     EXPECT_THAT(refused({"multicast", "--port", "80"}), HasSubstr("--nodes is required"));
-    EXPECT_THAT(refused({"multicast", "--port", "65536", "--nodes", "1"}), HasSubstr("'65536' is no number"));
+    EXPECT_THAT(refused({"multicast", "--port", "65536", "--nodes", "1"}),
+                HasSubstr("'65536' is not a number"));
     EXPECT_THAT(refused({"multicast", "--port", "80", "--nodes", "2049"}), HasSubstr("2049"));
 }
 

@@ -80,7 +80,7 @@ TEST(HbctlFailureLine, AbsentSharedDataPointsToADaemonThatStartsOrEnds) {
     EXPECT_EQ(
         hbctl::open_failure_line("/run/s", 33),
         "cannot use the heartbeat daemon at /run/s: a shared segment is absent (error 33); it is starting or "
-        "ending, or is no heartbeat daemon");
+        "stopping, or is not a heartbeat daemon");
     EXPECT_EQ(hbctl::open_failure_line("/run/s", 16), "cannot use the heartbeat daemon at /run/s: the daemon "
                                                       "closed the connection (error 16); it is ending, or has "
                                                       "rejected this user's connection: its log says why");

@@ -19,7 +19,7 @@ MigrationReport report(Obstacle obstacle, std::optional<int> error) {
 TEST(HbctlMigrationReport, PossibleWhereAllAgrees) {
     EXPECT_THAT(migration_text(report(Obstacle::none, std::nullopt)),
                 ElementsAre("cluster service  answers", "local node       agrees: 1",
-                            "nodes            agree: the service knows every one of the daemon's 5 nodes",
+                            "nodes            agree: the service knows all of the daemon's 5 nodes",
                             "migration        possible; nothing was changed"));
     EXPECT_THAT(migration_json(report(Obstacle::none, std::nullopt)),
                 ElementsAre(R"({"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
@@ -42,13 +42,15 @@ TEST(HbctlMigrationReport, WithoutAServiceNothingIsCompared) {
 TEST(HbctlMigrationReport, AnotherLocalNodeHasNoNumber) {
     EXPECT_THAT(
         migration_text(report(Obstacle::local_node, std::nullopt)),
-        ElementsAre("cluster service  answers",
-                    "local node       differs: to the cluster service this is another node than to the daemon",
-                    "nodes            not compared", "migration        not possible; nothing was changed"));
-    EXPECT_THAT(migration_json(report(Obstacle::local_node, std::nullopt)),
-                ElementsAre(R"({"possible":false,"service":true,"local_node":"differs",)"
-                            R"("nodes":"not-compared","error":null,)"
-                            R"("reason":"to the cluster service this is another node than to the daemon"})"));
+        ElementsAre(
+            "cluster service  answers",
+            "local node       differs: the cluster service and the daemon give this node different numbers",
+            "nodes            not compared", "migration        not possible; nothing was changed"));
+    EXPECT_THAT(
+        migration_json(report(Obstacle::local_node, std::nullopt)),
+        ElementsAre(R"({"possible":false,"service":true,"local_node":"differs",)"
+                    R"("nodes":"not-compared","error":null,)"
+                    R"("reason":"the cluster service and the daemon give this node different numbers"})"));
 }
 
 TEST(HbctlMigrationReport, UnknownNodesDiffer) {

@@ -42,7 +42,7 @@ TEST(HbctlText, StatusTellsWhatIsUnknown) {
     EXPECT_THAT(status_text(report),
                 ElementsAre("socket      /tmp/s", "local node  1", "nodes       5 configured, ? up",
                             "networks    2 configured", "adapters    10 configured, ? up",
-                            "sites       1 configured", "heartbeat   not told by the daemon"));
+                            "sites       1 configured", "heartbeat   not received yet"));
 }
 
 TEST(HbctlText, Nodes) {
@@ -144,7 +144,7 @@ TEST(HbctlText, TheOtherEvents) {
     EventRecord foreign = event_of(256);
     foreign.member_kind = MemberKind::instance;
     foreign.foreign = ForeignInstance{"10.9.0.1", 77};
-    EXPECT_EQ(line_of(foreign), "other instance  10.9.0.1 speaks with configuration instance 77");
+    EXPECT_EQ(line_of(foreign), "other instance  10.9.0.1 uses configuration instance 77");
     EventRecord heartbeat = event_of(512);
     heartbeat.heartbeat = Heartbeat{30, 0, false, 9};
     EXPECT_EQ(line_of(heartbeat), "heartbeat       disabled, threshold 30 s, daemon process 9");
@@ -155,14 +155,13 @@ TEST(HbctlText, Sites_SplitAndMerge) {
     EventRecord split = event_of(32);
     split.member_kind = MemberKind::sites;
     split.sites = SitePair{{1, 2, {}}, {2, 5, {}}};
-    EXPECT_EQ(
-        line_of(split),
-        "site split      local site 1 (told by node 2) and remote site 2 (told by node 5) lost each other");
+    EXPECT_EQ(line_of(split), "site split      local site 1 (reported by node 2) and remote site 2 (reported "
+                              "by node 5) lost contact");
     EventRecord merge = event_of(64);
     merge.member_kind = MemberKind::sites;
     merge.sites = SitePair{{1, 2, 1U}, {2, 5, 4U}};
     EXPECT_EQ(line_of(merge),
-              "site merge      local site 1 (told by node 2, 1 node up) and remote site 2 (told by "
+              "site merge      local site 1 (reported by node 2, 1 node up) and remote site 2 (reported by "
               "node 5, 4 nodes up) found each other");
 }
 

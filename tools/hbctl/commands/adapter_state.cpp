@@ -31,7 +31,7 @@ int show_adapter_states(const Arguments &arguments) {
                                            : local_adapters()) {
         int state = 0;
         require_request(hb_get_adapter_state(adapter, &state),
-                        "tell the state of adapter " + std::to_string(adapter));
+                        "read the state of adapter " + std::to_string(adapter));
         rows.push_back({adapter, state});
     }
     put_lines(arguments.json ? adapter_states_json(rows) : adapter_states_text(rows));

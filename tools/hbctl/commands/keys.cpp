@@ -53,8 +53,8 @@ std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
         std::this_thread::sleep_for(between_attempts);
     }
     if (!changed) {
-        throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown kind",
-                            HB_ERROR_NONE);
+        throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown type",
+                            0);
     }
     throw RequestFailed("cannot read the security keys: they changed with each of " +
                             std::to_string(most_attempts) + " attempts",

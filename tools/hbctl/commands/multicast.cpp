@@ -31,15 +31,14 @@ int multicast(const Arguments &arguments) {
     const MulticastRequest &request = arguments.control.multicast;
     std::string message = request.text ? *request.text : standard_input();
     if (message.empty()) {
-        throw std::runtime_error(
-            "cannot send a message without a byte: give it as an argument or on standard input");
+        throw std::runtime_error("cannot send an empty message: give it as an argument or on standard input");
     }
     open_library();
     std::vector<int> nodes = request.nodes;
     const iovec buffer{message.data(), message.size()};
     require_request(
         hb_daemon_route_mcast(&buffer, 1, request.port, nodes.data(), static_cast<int>(nodes.size())),
-        "have a message of " + std::to_string(message.size()) + " bytes delivered");
+        "deliver a message of " + std::to_string(message.size()) + " bytes");
     put_line(arguments.json ? multicast_json(request, message.size())
                             : multicast_text(request, message.size()));
     return exit_success;

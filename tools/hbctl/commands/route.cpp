@@ -27,7 +27,7 @@ int show_route(const Arguments &arguments) {
     open_library();
     Hb_Route route{};
     std::uint16_t length = 0;
-    require(ask(query, route, length), "tell the route to node " + std::to_string(query.node));
+    require(ask(query, route, length), "read the route to node " + std::to_string(query.node));
     RouteReport report{query.node, query.shared || query.ip_only, {}};
     for (int hop = 0; hop < std::min<int>(length, HB_ROUTE_HOPS); ++hop) {
         report.hops.push_back(address_text(route.sr_address[hop]));
