@@ -85,7 +85,7 @@ class Parser {
         const std::string_view category = take_word(rest);
         uint32_t id = 0;
         if (!parse_id(number, id)) {
-            fault(quoted(number) + " is no record number from 1 to 4294967295; write NUMBER CATEGORY TEXT");
+            fault(quoted(number) + " is not a record number from 1 to 4294967295; write NUMBER CATEGORY TEXT");
         } else if (category.empty()) {
             fault("record " + std::string(number) + " has no category; write NUMBER CATEGORY TEXT");
         } else if (const char *what = fault_of_text(rest)) {
@@ -93,7 +93,7 @@ class Parser {
         } else if (current == nullptr) {
             // The faulty line was reported; not once more for each line below it.
             if (!in_faulty_component) {
-                fault("record " + std::string(number) + " stands before the first [COMPONENT] line");
+                fault("record " + std::string(number) + " is before the first [COMPONENT] line");
             }
         } else {
             insert({id, std::string(category), std::string(rest)});
@@ -104,7 +104,7 @@ class Parser {
         const auto at = std::lower_bound(current->messages.begin(), current->messages.end(), message.id,
                                          [](const Message &m, uint32_t id) { return m.id < id; });
         if (at != current->messages.end() && at->id == message.id) {
-            fault("record " + std::to_string(message.id) + " was given a text before; that one is used");
+            fault("record " + std::to_string(message.id) + " has a text already; the first one is used");
             return;
         }
         current->messages.insert(at, std::move(message));

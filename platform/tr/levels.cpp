@@ -76,7 +76,7 @@ class Parser {
         if (!parse_level(item.text, setting.level)) {
             fault(column, item.text.empty() ? whole + " has no level"
                                             : whole + ": " + quoted(item.text) +
-                                                  " is no level from 0 to 255 and not \"default\"");
+                                                  " is not a level from 0 to 255 or \"default\"");
             return;
         }
         result.settings.push_back(std::move(setting));

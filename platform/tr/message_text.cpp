@@ -184,7 +184,8 @@ const char *fault_of_text(std::string_view text) {
         } else if (const auto placeholder = parse_placeholder(rest); rest[0] == '{' && placeholder) {
             i += placeholder->length;
         } else {
-            return "has a brace that begins no placeholder; write {1} to {32}, {1:d}, {1:u}, {1:x}, {1:e}, "
+            return "has a brace that does not begin a placeholder; write {1} to {32}, {1:d}, {1:u}, {1:x}, "
+                   "{1:e}, "
                    "{1:s} "
                    "or {1:h}, and {{ or }} for a brace itself";
         }

@@ -65,7 +65,7 @@ Session *open_session(const char *where) {
         if (!output_fault_reported) {
             report("cannot open the trace output \"" + std::string(where) +
                    "\": " + (meaning != nullptr ? meaning : "error") +
-                   "; nothing is recorded. Set QZ_TR_OUTPUT to \"stderr\" or to a file that can be written.");
+                   "; nothing is recorded. Set QZ_TR_OUTPUT to \"stderr\" or to a writable file.");
         }
         output_fault_reported = true;
         return nullptr;
@@ -88,7 +88,7 @@ bool is_recording() {
 void report_levels(const std::vector<Level_Fault> &faults) {
     for (const Level_Fault &fault : faults) {
         report("QZ_TR_LEVELS, character " + std::to_string(fault.column) + ": " + fault.what +
-               "; this setting is left out. Write settings like 2 or Errors=1,Debug=0 or _HBC:Info=default.");
+               "; this setting is ignored. Write settings like 2 or Errors=1,Debug=0 or _HBC:Info=default.");
     }
 }
 

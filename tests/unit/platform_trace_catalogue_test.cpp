@@ -47,15 +47,15 @@ struct Faulty_Line {
 
 TEST(TraceCatalogue, FaultyLinesAreNamedAndTheRestIsUsed) {
     const Faulty_Line cases[] = {
-        {"x Info text", "\"x\" is no record number from 1 to 4294967295; write NUMBER CATEGORY TEXT"},
-        {"0 Info text", "\"0\" is no record number"},
-        {"-1 Info text", "\"-1\" is no record number"},
-        {"4294967296 Info text", "\"4294967296\" is no record number"},
+        {"x Info text", "\"x\" is not a record number from 1 to 4294967295; write NUMBER CATEGORY TEXT"},
+        {"0 Info text", "\"0\" is not a record number"},
+        {"-1 Info text", "\"-1\" is not a record number"},
+        {"4294967296 Info text", "\"4294967296\" is not a record number"},
         {"3", "record 3 has no category; write NUMBER CATEGORY TEXT"},
         {"3 Info", "record 3 has no text"},
         {"3 Info a {b}", "record 3 has a brace that begins no placeholder"},
         {"3 Info a\x01", "record 3 has a control character in its text"},
-        {"1 Info again", "record 1 was given a text before; that one is used"},
+        {"1 Info again", "record 1 has a text already; the first one is used"},
     };
     for (const Faulty_Line &c : cases) {
         std::vector<Catalogue_Fault> faults;
@@ -75,7 +75,7 @@ TEST(TraceCatalogue, MessagesWithoutAComponentAreFaults) {
     parse_catalogue("1 Info one\n[_HBC]\n2 Info two\n", faults);
     ASSERT_EQ(faults.size(), 1u);
     EXPECT_EQ(faults[0].line, 1u);
-    EXPECT_EQ(faults[0].what, "record 1 stands before the first [COMPONENT] line");
+    EXPECT_EQ(faults[0].what, "record 1 is before the first [COMPONENT] line");
 }
 
 TEST(TraceCatalogue, AFaultyComponentLineIsOneFaultAndItsMessagesGoNowhere) {

@@ -73,15 +73,15 @@ struct Malformed {
 
 TEST(TraceLevels, MalformedSettingsAreNamedWithTheirPlaceAndLeftOut) {
     const Malformed cases[] = {
-        {"Info=x,Errors=1", 1, "\"Info=x\": \"x\" is no level from 0 to 255"},
-        {"Errors=1, Info=256", 11, "\"Info=256\": \"256\" is no level"},
+        {"Info=x,Errors=1", 1, "\"Info=x\": \"x\" is not a level from 0 to 255"},
+        {"Errors=1, Info=256", 11, "\"Info=256\": \"256\" is not a level"},
         {"Errors=1,Info=", 10, "\"Info=\" has no level"},
-        {"Errors=1,Info=-1", 10, "\"-1\" is no level"},
-        {"Errors=1,Info=1x", 10, "\"1x\" is no level"},
+        {"Errors=1,Info=-1", 10, "\"-1\" is not a level"},
+        {"Errors=1,Info=1x", 10, "\"1x\" is not a level"},
         {"Errors=1,=1", 10, "has no category before its equals sign"},
         {"Errors=1,:Info=1", 10, "has no component before its colon"},
-        {"Errors=1,Info", 10, "\"Info\" is no level"},
-        {"Errors=1,Info=99999999999999999999", 10, "is no level"},
+        {"Errors=1,Info", 10, "\"Info\" is not a level"},
+        {"Errors=1,Info=99999999999999999999", 10, "is not a level"},
         {"Errors=1;_HBC:", 10, "\"_HBC:\" has no level"},
     };
     for (const Malformed &c : cases) {

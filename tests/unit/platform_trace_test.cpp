@@ -240,7 +240,7 @@ TEST_F(Trace, FaultyCatalogueLinesAreReportedWithFileAndLineAndTheRestIsUsed) {
     });
     EXPECT_THAT(records(), ElementsAre("_HBC Info 3 a", "_HBC Info 4 a and b"));
     EXPECT_THAT(lines_of(child.errors),
-                ElementsAre(StartsWith("qz_tr: " + catalogue + ":3: \"two\" is no record number"),
+                ElementsAre(StartsWith("qz_tr: " + catalogue + ":3: \"two\" is not a record number"),
                             StartsWith("qz_tr: " + catalogue + ":4: record 3 has a brace")));
 }
 
@@ -308,7 +308,7 @@ TEST_F(Trace, AnOutputThatCannotBeOpenedIsReportedOnceAndNothingIsRecorded) {
         lines_of(child.errors),
         ElementsAre("qz_tr: cannot open the trace output \"" + nowhere +
                     "\": No such file or directory; nothing is recorded. Set QZ_TR_OUTPUT to \"stderr\" or "
-                    "to a file that can be written."));
+                    "to a writable file."));
 }
 
 TEST_F(Trace, RecordingAndRegisteringKeepErrno) {

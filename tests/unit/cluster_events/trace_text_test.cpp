@@ -59,7 +59,7 @@ ISOLATED_TEST(TraceText, HasNodesOfTheServiceUnsigned) {
     EXPECT_THAT(text, HasSubstr(" 12 membership daemon of node 4294967294: event type 1\n"));
     EXPECT_THAT(text, HasSubstr(" 14 membership daemon of node 4294967294, which is not configured\n"));
     EXPECT_THAT(cluster.told("node_liveness", large(QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, 0)),
-                HasSubstr(" 170 node liveness: 4294967294 is no node number\n"));
+                HasSubstr(" 170 node liveness: 4294967294 is not a node number\n"));
     char monitor[] = "repos_disk";
     ORBFSRepositoryDiskHandler disk(monitor);
     EXPECT_THAT(cluster.told("repos_disk", large(QZ_ORB_EVENT_CATEGORY_REPOS_DISK, 0)),
