@@ -67,7 +67,7 @@ std::vector<Storm::Fault> Storm::all_faults() {
         {"link cut and restored at once", [this] { return !links(false).empty(); }, [this] { return flap(); },
          8},
         {"engine killed", [this] { return running().size() > 1; }, [this] { return end_engine(true); }, 10},
-        {"engine ended in good order", [this] { return running().size() > 1; },
+        {"engine stopped in good order", [this] { return running().size() > 1; },
          [this] { return end_engine(false); }, 6},
         {"engine started", [this] { return !startable().empty(); }, [this] { return start_engine(); }, 22},
         {"engine killed and started at once", any_running, [this] { return bounce_engine(); }, 6},
@@ -237,7 +237,7 @@ void Storm::compare() {
             } else if (told.kind == Told::Kind::configuration && told.sequence != 0) {
                 ++outcome_.events["configuration update"];
             } else if (told.kind == Told::Kind::account) {
-                ++outcome_.events["account of who is up"];
+                ++outcome_.events["state after subscribing"];
             }
         }
     }

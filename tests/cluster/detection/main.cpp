@@ -28,16 +28,16 @@ struct Options {
 
 const std::vector<std::pair<Figure, std::string>> ROWS{
     {Figure::links_lost_by_kill, "engine killed: its adapters die"},
-    {Figure::left_by_kill, "engine killed: the other engines tell that it left"},
+    {Figure::left_by_kill, "engine killed: the other engines report that it left"},
     {Figure::node_death_by_kill, "engine killed: the node dies"},
-    {Figure::from_engine_to_client, "of that, from the engine's word to the client's"},
+    {Figure::from_engine_to_client, "of that, from the engine's report to the client's event"},
     {Figure::node_death_by_cut, "host cut off: the node dies"},
     {Figure::node_death_by_stop, "engine stopped: the node dies"},
     {Figure::node_join_by_start, "engine started: the node joins"},
     {Figure::links_up_by_start, "engine started: all its adapters have joined"},
     {Figure::link_cut, "link cut: the adapter dies"},
     {Figure::young_link_cut, "link cut that has just come up: the adapter dies"},
-    {Figure::link_restored, "link mended: the adapter joins"},
+    {Figure::link_restored, "link restored: the adapter joins"},
 };
 
 std::string processor() {
