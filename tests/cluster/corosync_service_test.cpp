@@ -149,7 +149,7 @@ TEST_F(CorosyncServiceTest, WithoutAnEngineEverythingThatNeedsOneFails) {
     const Finished example = run(1, {EXAMPLE});
     EXPECT_EQ(1, example.exit_status);
     EXPECT_THAT(example.errors, HasSubstr("the library's error number is 63"));
-    EXPECT_THAT(example.errors, HasSubstr("engine: cannot be reached"));
+    EXPECT_THAT(example.errors, HasSubstr("Corosync unreachable"));
 }
 
 TEST_F(CorosyncServiceTest, AFileThatIsNoneOfAnEngineIsRefused) {
@@ -158,16 +158,15 @@ TEST_F(CorosyncServiceTest, AFileThatIsNoneOfAnEngineIsRefused) {
            "\"n\"\n"
            "[[node]]\nnumber = 1\n[[node.adapter]]\nnetwork = 0\naddress = \"10.0.0.1\"\n";
     const Finished example = run(1, {EXAMPLE}, {{"HB_MOX_COROSYNC_CONFIG", "/run/other.toml"}});
-    EXPECT_THAT(
-        example.errors,
-        HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/other.toml: it describes a "
-                  "cluster of its own; expected one with [source] type = \"corosync\""));
+    EXPECT_THAT(example.errors,
+                HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/other.toml: describes a "
+                          "cluster itself; expected a file with [source] type = \"corosync\""));
     const Finished missing = run(1, {EXAMPLE}, {{"HB_MOX_COROSYNC_CONFIG", "/run/none.toml"}});
     EXPECT_THAT(missing.errors,
                 HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/none.toml"));
     const Finished long_name = run(1, {EXAMPLE}, {{"HB_MOX_COROSYNC_PEERS", std::string(200, 'x')}});
     EXPECT_THAT(long_name.errors,
-                HasSubstr("the peers' name is 200 characters long; at most 111 are possible"));
+                HasSubstr("the peer group's name has 200 characters; at most 111 are permitted"));
 }
 
 TEST_F(CorosyncServiceTest, ItStaysOutOfProgramsThatAreNoClients) {

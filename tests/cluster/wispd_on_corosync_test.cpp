@@ -106,7 +106,7 @@ TEST_F(WispdOnCorosyncTest, AReloadThatIsAskedForBeforeTheEngineIsThereComesAfte
     Hosts hosts(1);
     WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 120}));
     wispd.launch();
-    ASSERT_TRUE(wispd.wait_logged("engine: cannot be reached")) << wispd.log();
+    ASSERT_TRUE(wispd.wait_logged("Corosync unreachable")) << wispd.log();
     wispd.send_signal(SIGHUP);
     hosts.start(1);
     EXPECT_TRUE(wispd.wait_logged("loaded ")) << wispd.log();
@@ -121,7 +121,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatAnswersNothingIsNotWaitedForLongerThanOn
     WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 1}));
     wispd.launch();
     EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
-    EXPECT_THAT(wispd.log(), HasSubstr("wispd: the cluster engine runs, but does not answer"));
+    EXPECT_THAT(wispd.log(), HasSubstr("wispd: Corosync is running but does not respond"));
     hosts.engine(1).send_signal(SIGCONT);
 }
 
@@ -205,7 +205,7 @@ TEST_F(WispdOnCorosyncTest, AnOwnAdapterFollowsItsInterfaceAlsoWithoutAnEngine) 
     EngineCluster &cluster = start(2, {100, 60});
     ClientOnHost &client = cluster.client(1);
     cluster.hosts().kill(1);
-    ASSERT_TRUE(cluster.wispd(1).wait_logged("engine: gone"));
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync disconnected"));
     const std::size_t mark = client.mark();
     const auto interface_is = [&](bool up) {
         return cluster.observer(1).wait_for(
@@ -297,7 +297,7 @@ TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
     moved[1].addresses[0] = "10.91.0.99";
     hosts.set_nodes(moved);
     EXPECT_FALSE(hosts.reload(1).accepted);
-    ASSERT_TRUE(cluster.wispd(1).wait_logged("it refused to reload its configuration"));
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync rejected a configuration reload"));
     hosts.set_nodes({all[0], all[1]});
     ASSERT_TRUE(hosts.reload(1).accepted);
     ASSERT_TRUE(wait_all_told(client, mark, {"configuration nodes 1 2"}));
@@ -323,7 +323,7 @@ TEST_F(WispdOnCorosyncTest, ANodeOfALargeIdentifierIsRefusedByNameUntilItHasANum
     WispdOnHost &wispd = cluster_->wispd(1);
     wispd.launch();
     EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
-    EXPECT_THAT(wispd.log(), HasSubstr("the engine's node 60000 has no number"));
+    EXPECT_THAT(wispd.log(), HasSubstr("Corosync node 60000 has no number"));
     EXPECT_THAT(wispd.log(), HasSubstr("[[source.node]]"));
 
     wispd.write_configuration(engine_cluster_file({}, "[[source.node]]\nid = 60000\nnumber = 17\n"
@@ -346,7 +346,7 @@ TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChan
     more.push_back({60000, "far", {"10.91.0.77", "10.91.1.77"}});
     hosts.set_nodes(more);
     ASSERT_TRUE(hosts.reload(1).accepted);
-    ASSERT_TRUE(cluster.wispd(1).wait_logged("the engine's node 60000 has no number"));
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync node 60000 has no number"));
     EXPECT_THAT(cluster.wispd(1).state().at("source").at("refused_configuration").get<std::string>(),
                 HasSubstr("60000"));
     hosts.cut(2, 0);
@@ -425,7 +425,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     ClientOnHost &client = cluster.client(1);
     const std::size_t mark = client.mark();
     cluster.hosts().kill(1);
-    ASSERT_TRUE(cluster.wispd(1).wait_logged("engine: gone"));
+    ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync disconnected"));
     const nlohmann::json gone = cluster.wispd(1).state().at("source");
     EXPECT_EQ(gone.at("engine"), "gone");
     EXPECT_THAT(gone.at("trouble").get<std::string>(), testing::Not(IsEmpty()));
@@ -453,7 +453,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent)
     cluster.hosts().engine(1).send_signal(SIGCONT);
     EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("connected")));
     EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
-    EXPECT_TRUE(cluster.wispd(1).wait_logged("engine: it answers again"));
+    EXPECT_TRUE(cluster.wispd(1).wait_logged("Corosync responds again"));
 }
 
 TEST_F(WispdOnCorosyncTest, AfterTheGraceTheOthersAreDeadAndOnReturnTheyJoin) {

@@ -77,7 +77,7 @@ TEST_F(FilesUnderAttack, ALockThatEverybodyCouldReadIsReplacedWhenAnOutsiderHold
     const auto attacker = attack(Role::outsider, {"hb_attack", "hold-lock", lock}, "held");
     ASSERT_TRUE(daemon->start());
     EXPECT_THAT(daemon->log(), HasSubstr("was held by process id " + std::to_string(attacker->pid()) +
-                                         " (hb_attack) of user 65534, which cannot be wispd; it is replaced"));
+                                         " (hb_attack) of user 65534, which cannot be wispd; replacing it"));
     EXPECT_THAT(daemon->log(), HasSubstr("removed 4 segments and semaphores"));
     EXPECT_TRUE(daemon->stop());
 }
@@ -92,7 +92,7 @@ TEST_F(FilesUnderAttack, ASecondDaemonNamesTheProcessThatHoldsTheLock) {
                                    daemon->socket(), "--control", daemon->file("c"), "--foreground"});
     EXPECT_EQ(1, second.exit_status);
     EXPECT_THAT(second.errors,
-                HasSubstr("wispd with process id " + std::to_string(daemon->pid()) + " runs there already"));
+                HasSubstr("wispd with process id " + std::to_string(daemon->pid()) + " is running already"));
     EXPECT_TRUE(daemon->stop());
 }
 
@@ -103,10 +103,9 @@ TEST_F(FilesUnderAttack, TakenKeysOfTheNextInodesDoNotKeepWispdFromStarting) {
         attack(Role::outsider, {"hb_attack", "squat-keys", daemon->configuration_file(), "3000", "9000"},
                "12000 keys held");
     ASSERT_TRUE(daemon->start());
-    EXPECT_THAT(daemon->log(),
-                HasSubstr("inodes for " + daemon->socket() +
-                          " are taken by segments or semaphores that are not this daemon's (most of "
-                          "them made by user 65534); it uses another inode"));
+    EXPECT_THAT(daemon->log(), HasSubstr("inodes for " + daemon->socket() +
+                                         " are used by segments or semaphores of other programs (most of "
+                                         "them created by user 65534); using another inode"));
     EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
     EXPECT_TRUE(daemon->stop()) << "no placeholder stays";
 }
@@ -143,7 +142,7 @@ TEST_F(FilesUnderAttack, AWriterThatIsNoneHoldsReadersUpForAMomentOnly) {
               programs->run(Role::client, {"hb_attack", "set-semaphore", daemon->socket(), "1", "1"}).output);
     EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);
     EXPECT_TRUE(wait_until([&] { return semaphore(1) == 0; }));
-    EXPECT_TRUE(daemon->wait_logged("the semaphores of the routes were altered and are reset: semaphore 1"));
+    EXPECT_TRUE(daemon->wait_logged("route semaphores were altered and have been reset: semaphore 1"));
     EXPECT_EQ("added\n",
               programs->run(Role::client, {"hb_attack", "add-semaphore", daemon->socket(), "1", "3"}).output);
     EXPECT_EQ(0, hbctl(Role::client, {"route", "8", "--shared"}).exit_status);

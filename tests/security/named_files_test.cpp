@@ -62,7 +62,7 @@ class Named_Files : public testing::Test {
 
 TEST_F(Named_Files, NothingThatAFileHoldsIsSaidToAnAdministrator) {
     const std::string path = write("shadow", std::string(SECRET) + " = 1\n", 0600);
-    expect_refused(Role::administrator, path, "is rejected; only root and wispd's user see why");
+    expect_refused(Role::administrator, path, "rejected; only root and wispd's user can see the reason");
     for (const std::string verb : {"reconfigure", "play"}) {
         EXPECT_NE(std::string::npos, wispctl(Role::root, {verb, path}).errors.find(SECRET)) << verb;
     }
@@ -72,24 +72,24 @@ TEST_F(Named_Files, NothingThatAFileHoldsIsSaidToAnAdministrator) {
 TEST_F(Named_Files, AnAdministratorIsToldOfNoValueThatDoesNotFitTheRunningCluster) {
     const std::string path = write("other.toml", replaced(configuration(), "local_node = 1", "local_node = 2"));
     expect_refused(Role::administrator, write("none.toml", ""),
-                   "is rejected; only root and wispd's user see why");
+                   "rejected; only root and wispd's user can see the reason");
     const Ended end = wispctl(Role::administrator, {"reconfigure", path});
-    EXPECT_EQ("wispctl: " + path + ": is rejected; only root and wispd's user see why\n", end.errors);
+    EXPECT_EQ("wispctl: " + path + ": rejected; only root and wispd's user can see the reason\n", end.errors);
     EXPECT_NE(std::string::npos, wispctl(Role::root, {"reconfigure", path}).errors.find("local_node"));
 }
 
 TEST_F(Named_Files, WhatAnAdministratorWroteIsNotLoaded) {
     const std::string own = write("own.toml", configuration(), 0644, ADMINISTRATOR_USER);
-    expect_refused(Role::administrator, own, "is owned by uid 64004; expected uid 0 or 0, as which wispd runs");
+    expect_refused(Role::administrator, own, "is owned by uid 64004; expected uid 0 or 0 (wispd's user)");
     for (const mode_t mode : {mode_t{0664}, mode_t{0646}}) {
         const std::string open = write("open.toml", configuration(), mode);
         expect_refused(Role::root, open,
                        std::string("has mode ") + (mode == 0664 ? "0664" : "0646") +
-                           ", so that others than its owner can write it; use chmod go-w");
+                           ", so other users can write to it; run chmod go-w");
     }
     const std::string link = daemon->file("link.toml");
     ASSERT_EQ(0, symlink(daemon->configuration_file().c_str(), link.c_str()));
-    expect_refused(Role::administrator, link, "is a symbolic link; name the file that it leads to");
+    expect_refused(Role::administrator, link, "is a symbolic link; name the file it points to");
     EXPECT_EQ(0, unlink(link.c_str()));
 }
 
@@ -108,7 +108,7 @@ TEST_F(Named_Files, WhatIsNoFileOnADiskIsRefusedAtOnce) {
 
 TEST_F(Named_Files, ALargeFileIsNotRead) {
     const std::string path = write("large.toml", std::string(4 * 1024 * 1024, '\n') + "\n");
-    expect_refused(Role::administrator, path, "has 4194305 bytes; at most 4194304 are read");
+    expect_refused(Role::administrator, path, "has 4194305 bytes; at most 4194304 are permitted");
     EXPECT_EQ(0, truncate(path.c_str(), 4 * 1024 * 1024));
     EXPECT_NE(std::string::npos, wispctl(Role::root, {"reconfigure", path}).errors.find("[cluster]"));
 }
@@ -126,7 +126,7 @@ TEST_F(Named_Files, AFileOfRootIsLoaded) {
 TEST_F(Named_Files, EndpointsChangeBySighupAlone) {
     daemon->write_configuration(configuration() + "[[endpoint]]\nnode = 2\nport = 7000\npath = \"nobody\"\n");
     EXPECT_EQ(0, wispctl(Role::administrator, {"reconfigure"}).exit_status);
-    EXPECT_TRUE(daemon->wait_logged("the [[endpoint]] tables are left as they were; SIGHUP loads them"));
+    EXPECT_TRUE(daemon->wait_logged("[[endpoint]] tables not changed; send SIGHUP to load them"));
     const std::vector<std::string> multicast = {"multicast", "--port", "7000", "--nodes", "2", "hello"};
     EXPECT_EQ(0, run_hbctl(programs_of_this_build(), *daemon, multicast).exit_status);
     EXPECT_TRUE(daemon->wait_logged("no endpoint for nodes: 2"));
@@ -179,9 +179,9 @@ TEST_F(Named_Files, OthersAreServedWhileAFileIsParsed) {
 }
 
 TEST_F(Named_Files, AKeyThatStandsInARequestTwiceIsRefused) {
-    EXPECT_EQ(R"({"error":"'do' stands in the line twice","ok":false})",
+    EXPECT_EQ(R"({"error":"'do' occurs twice in the line","ok":false})",
               daemon->tell(R"({"do":"state","do":"stop"})"));
-    EXPECT_EQ(R"({"error":"'node' stands in the line twice","ok":false})",
+    EXPECT_EQ(R"({"error":"'node' occurs twice in the line","ok":false})",
               daemon->tell(R"({"do":"node-down","node":2,"node":3})"));
     EXPECT_TRUE(daemon->running());
 }

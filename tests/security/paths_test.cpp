@@ -74,7 +74,7 @@ TEST_F(PathsUnderAttack, ADirectoryWhereOthersCouldExchangeTheSocketIsRefused) {
     ASSERT_EQ(chmod(daemon->directory().c_str(), 0777), 0);
     const Ended refused = refusal();
     EXPECT_EQ(1, refused.exit_status);
-    EXPECT_THAT(refused.errors, HasSubstr("another user could exchange " + daemon->socket() +
+    EXPECT_THAT(refused.errors, HasSubstr("another user could replace " + daemon->socket() +
                                           ": other users can write to the directory " + daemon->directory() +
                                           ", which is not sticky"));
     ASSERT_EQ(chmod(daemon->directory().c_str(), 01777), 0);
@@ -102,7 +102,7 @@ TEST_F(PathsUnderAttack, ADirectoryWithAnAccessListForAClientIsRefused) {
     if (setxattr(daemon->directory().c_str(), "system.posix_acl_access", &list, sizeof list, 0) != 0) {
         GTEST_SKIP() << "the file system of " << daemon->directory() << " has no access lists";
     }
-    EXPECT_THAT(refusal().errors, HasSubstr("another user could exchange"));
+    EXPECT_THAT(refusal().errors, HasSubstr("another user could replace"));
     EXPECT_EQ(0, removexattr(daemon->directory().c_str(), "system.posix_acl_access"));
 }
 

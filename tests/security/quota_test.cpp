@@ -62,9 +62,9 @@ TEST_F(Quota, ConnectionsOfAUserAreBounded) {
     EXPECT_EQ(holding(Role::client).at("connections"), 20);
     const Ended rejected = guarded_->hbctl(Role::client, {"status"});
     EXPECT_EQ(rejected.exit_status, 1);
-    EXPECT_THAT(rejected.errors, HasSubstr("has rejected this user's connection: its log says why"));
+    EXPECT_THAT(rejected.errors, HasSubstr("rejected this user's connection (see its log)"));
     EXPECT_TRUE(guarded_->daemon().wait_logged(
-        "uid 64001 was rejected: its user has 20 connections, as many as user_connections permits"));
+        "uid 64001 rejected: its user has 20 connections, the limit (user_connections)"));
     EXPECT_TRUE(can_ask(Role::other_client));
     EXPECT_TRUE(can_ask(Role::root));
     release();
@@ -100,11 +100,11 @@ TEST_F(Quota, SomeDescriptorsAreReservedForRootAndControl) {
         const Descriptor_Limit limit(400);
         start("user_connections = 1000\n");
     }
-    EXPECT_TRUE(guarded_->daemon().wait_logged("the limit of descriptors leaves room for 272 connections"));
+    EXPECT_TRUE(guarded_->daemon().wait_logged("the descriptor limit permits 272 connections"));
     EXPECT_EQ(attack(Role::client, {"hold-connections", socket(), "300"}), "holds 256 of 300 connections");
     EXPECT_TRUE(can_ask(Role::root));
     EXPECT_EQ(guarded_->wispctl(Role::root, {"node-down", "3"}).exit_status, 0);
-    EXPECT_THAT(guarded_->daemon().log(), testing::Not(HasSubstr("cannot take a new client")));
+    EXPECT_THAT(guarded_->daemon().log(), testing::Not(HasSubstr("cannot accept a client")));
 }
 
 TEST_F(Quota, SubscriptionsOfAUserAreBounded) {
@@ -112,8 +112,8 @@ TEST_F(Quota, SubscriptionsOfAUserAreBounded) {
     EXPECT_EQ(attack(Role::client, {"hold-subscriptions", socket(), "4", "40"}),
               "holds 80 of 160 subscriptions");
     EXPECT_EQ(holding(Role::client).at("subscriptions"), 80);
-    EXPECT_TRUE(guarded_->daemon().wait_logged(
-        "its user has 100 subscriptions, as many as user_subscriptions permits"));
+    EXPECT_TRUE(
+        guarded_->daemon().wait_logged("its user has 100 subscriptions, the limit (user_subscriptions)"));
     EXPECT_EQ(attack(Role::other_client, {"hold-subscriptions", socket(), "1", "40"}),
               "holds 40 of 40 subscriptions");
 }

@@ -74,7 +74,8 @@ TEST_F(Terminal, AnAnswerWithoutEndIsGivenUp) {
     start({"hb_attack", "hostile-control", socket, "endless"});
     const Ended end = programs->run(Role::client, {"wispctl", "--control", socket, "state"});
     EXPECT_EQ(1, end.exit_status);
-    EXPECT_EQ("wispctl: what listens at " + socket + " answers with more than 67108864 bytes; is it wispd?\n",
+    EXPECT_EQ("wispctl: the answer from " + socket +
+                  " has more than 67108864 bytes; is this wispd's control socket?\n",
               end.errors);
 }
 
@@ -82,7 +83,7 @@ TEST_F(Terminal, ADeepAnswerDoesNotCrashTheOneOfWispctl) {
     start({"hb_attack", "hostile-control", socket, "deep"});
     const Ended end = programs->run(Role::client, {"wispctl", "--control", socket, "state"});
     EXPECT_EQ(1, end.exit_status);
-    EXPECT_EQ("wispctl: what listens at " + socket + " does not answer as wispd does\n", end.errors);
+    EXPECT_EQ("wispctl: invalid answer from " + socket + "; is this wispd's control socket?\n", end.errors);
 }
 
 TEST_F(Terminal, ArgumentsDoNotSteerTheOneOfAnyProgram) {

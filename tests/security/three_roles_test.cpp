@@ -39,8 +39,8 @@ TEST_F(Three_Roles, AClientReadsAndDoesNotAct) {
     EXPECT_EQ(guarded.hbctl(Role::client, {"keys"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"node-down", "3"}).exit_status, 0); // this request has no answer
     EXPECT_TRUE(
-        guarded.daemon().wait_logged("was refused request 204 (node is down): only root, wispd's user and "
-                                     "members of act_group may act on the node"));
+        guarded.daemon().wait_logged("sent request 204 (node is down), rejected: only root, wispd's user and "
+                                     "members of act_group can act on the node"));
     const Ended refused = guarded.hbctl(Role::client, {"unconfigure", "2"});
     EXPECT_EQ(refused.exit_status, 1);
     EXPECT_THAT(refused.errors, HasSubstr("act_group (error 3)"));
@@ -88,10 +88,10 @@ TEST_F(Three_Roles, TheControlSocketJudgesTheProcessAndNotTheModeAlone) {
     ASSERT_TRUE(guarded.start());
     ASSERT_EQ(chmod(guarded.daemon().control().c_str(), 0666), 0);
     for (const Role role : {Role::outsider, Role::client, Role::actor}) {
-        expect_may_not_control(guarded, role, "this user may not use the control socket");
+        expect_may_not_control(guarded, role, "this user is not authorised to use the control socket");
         EXPECT_TRUE(guarded.daemon().wait_logged("uid " + std::to_string(user_of(role)) + " (pid "));
     }
-    EXPECT_THAT(guarded.daemon().log(), HasSubstr("was refused the control socket"));
+    EXPECT_THAT(guarded.daemon().log(), HasSubstr("rejected by the control socket"));
     EXPECT_EQ(guarded.wispctl(Role::administrator, {"node-down", "3"}).exit_status, 0);
     EXPECT_TRUE(guarded.daemon().stop());
 }

@@ -138,7 +138,7 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
 TEST_P(Access, MembersOfTheGroupThatConnectsMayNotAct) {
     const HbctlEnd end = hbctl_as(DAEMON, {"unconfigure", "2"});
     EXPECT_EQ(end, (HbctlEnd{1, "",
-                             "hbctl: cannot take the address of adapter 2 away: the daemon does not permit "
+                             "hbctl: cannot remove the address of adapter 2: the daemon does not permit "
                              "this user to act: run as "
                              "root or as a member of its act_group (error 3)\n"}));
 }

@@ -128,9 +128,9 @@ TEST_P(Cluster_Service, ItsStateIsToldToPeople) {
 TEST_P(Cluster_Service, WhatOnlyADaemonTellsIsRefused) {
     Service_Client client(programs(), small_cluster_file());
     client.lines(AT_START);
-    EXPECT_EQ(R"({"error":"ffdc is for wispd; a cluster service tells nothing of it","ok":false})",
+    EXPECT_EQ(R"({"error":"ffdc applies to wispd only; a cluster service does not report it","ok":false})",
               client.tell(R"({"do":"ffdc"})"));
-    EXPECT_EQ(R"({"error":"stop is for wispd; a cluster service tells nothing of it","ok":false})",
+    EXPECT_EQ(R"({"error":"stop applies to wispd only; a cluster service does not report it","ok":false})",
               client.tell(R"({"do":"stop"})"));
     EXPECT_NE(std::string::npos, client.tell(R"({"do":"node-down","node":7})").find(R"("ok":false)"));
     EXPECT_NE(std::string::npos, client.tell("rubbish").find(R"("ok":false)"));
@@ -201,7 +201,8 @@ TEST(Cluster_Service_Refused, ALogLevelThatThereIsNotIsSaid) {
 }
 
 TEST(Cluster_Service_Refused, NoFileIsSaid) {
-    EXPECT_EQ("libqz_mox_sim: no cluster service is installed: HB_MOX_SIM_CONFIG names no cluster file\n"
+    EXPECT_EQ("libqz_mox_sim: no cluster service is installed: HB_MOX_SIM_CONFIG is not set; set it to the "
+              "path of a cluster file\n"
               "cluster_events: the library's error number is 63\n",
               run_with("cluster_events_example", {}).errors);
 }
@@ -213,9 +214,8 @@ TEST(Cluster_Service_Refused, AControlSocketThatCannotBeMadeIsSaid) {
     const Refused_Service refused =
         run_with("cluster_events_example",
                  {{"HB_MOX_SIM_CONFIG", path}, {"HB_MOX_SIM_CONTROL", directory.file("no/c")}});
-    EXPECT_EQ(0U,
-              refused.errors.find("libqz_mox_sim: no cluster service is installed: cannot make the socket " +
-                                  directory.file("no/c") + ": No such file or directory\n"))
+    EXPECT_EQ(0U, refused.errors.find("libqz_mox_sim: no cluster service is installed: cannot bind " +
+                                      directory.file("no/c") + ": No such file or directory\n"))
         << refused.errors;
 }
 

@@ -103,8 +103,8 @@ TEST(Wispd, CheckTellsOfAGroupThatTheSystemDoesNotHave) {
     const Outcome outcome = check(small_cluster_file() + "\n[daemon]\ngroup = \"no-such-group\"\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.errors,
-              "wispd: there is no group \"no-such-group\"; make it, or set group in [daemon] to "
-              "another one\n");
+              "wispd: group \"no-such-group\" does not exist; create it, or set group in [daemon] to "
+              "another group\n");
 }
 
 TEST(Wispd, CheckTellsWhetherThisProgramCanFollowAnEngine) {
@@ -115,7 +115,7 @@ TEST(Wispd, CheckTellsWhetherThisProgramCanFollowAnEngine) {
     } else {
         EXPECT_EQ(outcome.status, 2);
         EXPECT_NE(
-            outcome.errors.find("wispd: [source] type is \"corosync\", and this program was built without "
+            outcome.errors.find("wispd: [source] type is \"corosync\", but this program was built without "
                                 "Corosync"),
             std::string::npos)
             << outcome.errors;
@@ -257,11 +257,11 @@ TEST_F(Wispctl, WhatDoesNotApplyIsRefusedWithTheReason) {
     fails(1, {"node-down", "4"}, "node 4 is down already");
     fails(1, {"node-up", "7"}, "node 7 is not in the configuration");
     fails(1, {"node-up", "8"}, "node 8 is out of range");
-    fails(1, {"node-join", "7"}, "node 7 is not described");
+    fails(1, {"node-join", "7"}, "node 7 is unknown");
     fails(1, {"node-leave", "1"}, "node 1 is the local node");
     fails(1, {"adapter-join", "9"}, "give its address");
-    fails(1, {"adapter-join", "9", "--address", "10.1.0.1"}, "address 10.1.0.1 is that of adapter 2");
-    fails(1, {"adapter-join", "9", "--address", "10.1.0"}, "\"10.1.0\" is no address");
+    fails(1, {"adapter-join", "9", "--address", "10.1.0.1"}, "address 10.1.0.1 already belongs to adapter 2");
+    fails(1, {"adapter-join", "9", "--address", "10.1.0"}, "\"10.1.0\" is not an address");
     fails(1, {"foreign-instance", "10.7.0.1", "1"}, "instance 1 is this cluster's own");
     fails(1, {"reconfigure", daemon.file("absent.toml")}, "absent.toml");
     // No client received any of it.

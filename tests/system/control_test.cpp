@@ -107,7 +107,7 @@ TEST_P(Control, AdaptersOfTheNodeAreHeldDownAndLetUpAgain) {
     EXPECT_TRUE(
         is_refused({"disable", "4"}, "cannot disable adapter 4: out of range, or not of this node (error 4)"));
     EXPECT_TRUE(is_refused({"adapter-state", "9"},
-                           "cannot tell the state of adapter 9: the adapter is not configured, or no adapter "
+                           "cannot read the state of adapter 9: the adapter is not configured, or no adapter "
                            "of this node has the address (error 7)"));
 }
 
@@ -124,33 +124,35 @@ TEST_P(Control, AddressesAreGivenTakenAndExchanged) {
     expect_lines(clients, {"event 4 configuration Hb_Config_Group"});
     EXPECT_TRUE(does({"unconfigure", "3"}, "unconfigure 3: done"));
     expect_lines(clients, {"event 5 death a adapters 3@1", "event 6 configuration Hb_Config_Group"});
-    EXPECT_TRUE(
-        is_refused({"configure", "3", "10.1.0.2"},
-                   "cannot give adapter 3 the address 10.1.0.2: another adapter has the address (error 50)"));
-    EXPECT_TRUE(is_refused({"configure", "3", "127.0.0.1"}, "cannot give adapter 3 the address 127.0.0.1: the "
-                                                            "adapter cannot have such an address (error 51)"));
+    EXPECT_TRUE(is_refused(
+        {"configure", "3", "10.1.0.2"},
+        "cannot set the address of adapter 3 to 10.1.0.2: another adapter has the address (error 50)"));
+    EXPECT_TRUE(is_refused({"configure", "3", "127.0.0.1"},
+                           "cannot set the address of adapter 3 to 127.0.0.1: the "
+                           "adapter cannot have such an address (error 51)"));
     EXPECT_TRUE(is_refused({"unconfigure", "3"},
-                           "cannot take the address of adapter 3 away: the adapter is not configured, or no "
+                           "cannot remove the address of adapter 3: the adapter is not configured, or no "
                            "adapter of this node has the address (error 7)"));
     EXPECT_TRUE(is_refused({"swap", "2", "10.1.0.2"},
-                           "cannot exchange the addresses of adapter 2 and of the "
-                           "one that has 10.1.0.2: out of range, or not of this node (error 4)"));
+                           "cannot exchange the address of adapter 2 with the "
+                           "adapter that has 10.1.0.2: out of range, or not of this node (error 4)"));
 }
 
 TEST_P(Control, GraceIsGivenOnceAndKeepsSuspicionsAway) {
     EXPECT_TRUE(does({"grace", "2", "3600"}, "grace 2 3600: done"));
     EXPECT_EQ(state().at("graces").size(), 1U);
-    EXPECT_TRUE(is_refused({"grace", "2", "5"},
-                           "cannot give adapter 2 a grace of 5 s: the adapter has grace already (error 56)"));
+    EXPECT_TRUE(
+        is_refused({"grace", "2", "5"},
+                   "cannot set a grace of 5 s for adapter 2: the adapter has grace already (error 56)"));
     EXPECT_TRUE(is_refused({"grace", "3", "-1"},
-                           "cannot give adapter 3 a grace of -1 s: the time is out of range (error 52)"));
+                           "cannot set a grace of -1 s for adapter 3: the time is out of range (error 52)"));
     EXPECT_TRUE(is_refused({"grace", "3", "3601"},
-                           "cannot give adapter 3 a grace of 3601 s: the time is out of range (error 52)"));
+                           "cannot set a grace of 3601 s for adapter 3: the time is out of range (error 52)"));
     EXPECT_TRUE(does({"adapter-may-be-down", "2"}, "adapter-may-be-down 2: sent"));
     EXPECT_TRUE(does({"disable", "3"}, "disable 3: sent"));
     expect_lines(clients, {"event 3 death a adapters 3@1"});
     EXPECT_TRUE(is_refused({"grace", "3", "5"},
-                           "cannot give adapter 3 a grace of 5 s: the adapter is down (error 55)"));
+                           "cannot set a grace of 5 s for adapter 3: the adapter is down (error 55)"));
     EXPECT_EQ(state().at("suspicions"), json::array());
 }
 
@@ -190,9 +192,9 @@ TEST_P(Control, RoutesAndKeysAreShown) {
               said("route to node 3: 2 hops, from shared memory\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3"));
     EXPECT_EQ(hbctl({"route", "3", "--ip"}), hbctl({"route", "3", "--shared"}));
     EXPECT_TRUE(
-        is_refused({"route", "4"}, "cannot tell the route to node 4: no route to the node is known (error 6)"));
+        is_refused({"route", "4"}, "cannot read the route to node 4: no route to the node is known (error 6)"));
     EXPECT_TRUE(is_refused({"route", "4", "--shared"},
-                           "cannot tell the route to node 4: no route to the node is known (error 6)"));
+                           "cannot read the route to node 4: no route to the node is known (error 6)"));
     EXPECT_EQ(hbctl({"keys"}),
               said("security    on, 1 key, the newest signs and authenticates\nbefore      off\n"
                    "generation  1\nKEY       TYPE          VERSION  BYTES\n"
@@ -242,12 +244,11 @@ TEST_P(Control, AMulticastReachesTheEndpointsOfItsNodesAndIsLogged) {
     EXPECT_TRUE(does({"multicast", "--port", "7000", "--nodes", "2", largest},
                      "multicast: 9936 bytes sent for port 7000 of 1 node"));
     EXPECT_EQ(endpoint.receive(), largest);
-    EXPECT_TRUE(
-        is_refused({"multicast", "--port", "7000", "--nodes", "2", largest + "m"},
-                   "cannot have a message of 9937 bytes delivered: the message is too large (error 53)"));
+    EXPECT_TRUE(is_refused({"multicast", "--port", "7000", "--nodes", "2", largest + "m"},
+                           "cannot deliver a message of 9937 bytes: the message is too large (error 53)"));
     EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "2"}),
               (HbctlEnd{1, "",
-                        "hbctl: cannot send a message without a byte: give it as an argument or on standard "
+                        "hbctl: cannot send an empty message: give it as an argument or on standard "
                         "input\n"}));
 }
 

@@ -72,7 +72,7 @@ TEST_P(Leaving_The_Daemon, IsPossibleWhereDaemonAndServiceAgree) {
     const End text = run_hbctl({"migrate", "--check"}, cluster_file());
     EXPECT_EQ("cluster service  answers\n"
               "local node       agrees: 1\n"
-              "nodes            agree: the service knows every one of the daemon's 4 nodes\n"
+              "nodes            agree: the service knows all of the daemon's 4 nodes\n"
               "migration        possible; nothing was changed\n",
               text.output);
     EXPECT_EQ("", text.errors);
@@ -103,7 +103,10 @@ TEST_P(Leaving_The_Daemon, IsNotPossibleWhereTheServiceKnowsThisNodeByAnotherNum
     ASSERT_TRUE(daemon_.start());
     const End end =
         run_hbctl({"migrate", "--check"}, replaced(cluster_file(), "local_node = 1", "local_node = 2"));
-    EXPECT_THAT(end.output, HasSubstr("local node       differs: to the cluster service this is another node"));
+    EXPECT_THAT(
+        end.output,
+        HasSubstr(
+            "local node       differs: the cluster service and the daemon give this node different numbers"));
     EXPECT_EQ(1, end.status);
     EXPECT_TRUE(daemon_.stop());
 }
@@ -143,9 +146,9 @@ TEST_P(Leaving_The_Daemon, TheWatcherGoesOnWithTheServiceWhenTheDaemonHasEnded) 
     ASSERT_TRUE(daemon_.tells(R"({"do":"node-down","node":3})"));
     EXPECT_THAT(told(hbctl->read_line()), HasSubstr("adapter death   adapters 144"));
     EXPECT_THAT(told(hbctl->read_line()), HasSubstr("node death      node 3"));
-    EXPECT_EQ("migration       prepared: the cluster service knows this node and every node of the daemon",
+    EXPECT_EQ("migration       prepared: the cluster service knows this node and all nodes of the daemon",
               told(hbctl->read_line()));
-    EXPECT_EQ("migration       done: the cluster service tells from here on; the daemon was asked to end",
+    EXPECT_EQ("migration       done: events now come from the cluster service; the daemon was asked to stop",
               told(hbctl->read_line()));
     EXPECT_EQ("configuration   now 4 nodes (2 up), 1 network, 7 adapters (4 up)", told(hbctl->read_line()));
     EXPECT_EQ("node group      2 nodes: 1, 2; stable", told(hbctl->read_line()));

@@ -254,9 +254,9 @@ TEST_P(Requests, ThatAreRefusedAreLoggedOnceAndTheConnectionGoesOn) {
               "213 (interface up)", "214 (configure adapter)", "215 (unconfigure adapter)",
               "216 (adapter grace)", "217 (simulate death)", "218 (swap adapters)",
               "219 (discard stale messages)", "220 (keep stale messages)", "225 (take manual control)",
-              "226 (give back manual control)", "227 (delayed shutdown)"}) {
+              "226 (release manual control)", "227 (delayed shutdown)"}) {
             const std::string line =
-                "(pid " + std::to_string(nobody.pid()) + ", uid 65534) was refused request " + what;
+                "(pid " + std::to_string(nobody.pid()) + ", uid 65534) sent request " + what;
             const std::size_t first = log.find(line);
             EXPECT_NE(first, std::string::npos) << line;
             EXPECT_EQ(log.find(line, first + 1), std::string::npos) << line;

@@ -107,7 +107,7 @@ TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
     EXPECT_EQ(client.ask("routes 7"), "route 7 read: 10.1.0.1 10.1.0.6 10.3.0.6 10.3.0.7 10.5.0.7 10.5.0.8"
                                       " read, IP: 10.1.0.1 10.1.0.6 10.3.0.6 10.3.0.7 10.5.0.7 10.5.0.8"
                                       " asked: error 6");
-    EXPECT_TRUE(daemon.wait_logged("the routes in shared memory stay as they were: 1 readers stay inside"));
+    EXPECT_TRUE(daemon.wait_logged("routes in shared memory not updated: 1 readers block the update"));
     Readers readers;
     readers.start(GetParam(), daemon, "routes");
     readers.end_well();
@@ -120,7 +120,8 @@ TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
 TEST_P(Routes, AReaderThatStaysInsideForLongKeepsNoRoutesBack) {
     const std::unique_ptr<ChildProcess> stayer = reader_inside(GetParam().clients.front());
     change_routes();
-    EXPECT_TRUE(daemon.wait_logged("the routes are published all the same: 1 readers stay inside"));
+    EXPECT_TRUE(daemon.wait_logged(
+        "routes in shared memory updated without waiting for readers: 1 readers block the update"));
     EXPECT_TRUE(wait_until([&] { return routes_are_current(); }));
     EXPECT_EQ(semaphore(READERS_INSIDE), 0);
     stayer->write_input("\n");

@@ -53,7 +53,7 @@ TEST(TraceCatalogue, FaultyLinesAreNamedAndTheRestIsUsed) {
         {"4294967296 Info text", "\"4294967296\" is not a record number"},
         {"3", "record 3 has no category; write NUMBER CATEGORY TEXT"},
         {"3 Info", "record 3 has no text"},
-        {"3 Info a {b}", "record 3 has a brace that begins no placeholder"},
+        {"3 Info a {b}", "record 3 has a brace that does not begin a placeholder"},
         {"3 Info a\x01", "record 3 has a control character in its text"},
         {"1 Info again", "record 1 has a text already; the first one is used"},
     };

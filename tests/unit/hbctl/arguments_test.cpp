@@ -187,7 +187,7 @@ TEST(HbctlArguments, ExactlyOneSelectionIsWanted) {
 TEST(HbctlArguments, NumbersOutOfRangeAndBadListsAreMisuse) {
     EXPECT_THAT(refused({"subscribe", "--nodes", "2049"}), HasSubstr("the highest number is 2048"));
     EXPECT_THAT(refused({"subscribe", "--adapters", "98352"}), HasSubstr("the highest number is 98351"));
-    EXPECT_THAT(refused({"subscribe", "--nodes", "1,x"}), HasSubstr("'x' is neither a number nor a range"));
+    EXPECT_THAT(refused({"subscribe", "--nodes", "1,x"}), HasSubstr("'x' is not a number or a range"));
     EXPECT_THAT(refused({"subscribe", "--nodes", ""}), HasSubstr("--nodes"));
     EXPECT_THAT(refused({"subscribe", "--network", ""}), HasSubstr("the network is empty"));
 }

@@ -196,7 +196,7 @@ TEST(HbctlControl, OperandsMustBeThereAndInRange) {
                 HasSubstr("'4294967296' is not a number from 0 to 4294967295"));
     EXPECT_THAT(refused({"swap", "97", "fe80::1"}),
                 HasSubstr("'fe80::1' is not an IPv4 address such as 10.1.0.3"));
-    EXPECT_THAT(refused({"swap", "97", "10.1.0"}), HasSubstr("'10.1.0' is no IPv4 address"));
+    EXPECT_THAT(refused({"swap", "97", "10.1.0"}), HasSubstr("'10.1.0' is not an IPv4 address"));
     EXPECT_THAT(refused({"discard-stale", "perhaps"}), HasSubstr("perhaps not in {on,off}"));
     EXPECT_THAT(refused({"shutdown", "now"}), HasSubstr("now"));
 }

@@ -82,8 +82,8 @@ TEST(HbctlFailureLine, AbsentSharedDataPointsToADaemonThatStartsOrEnds) {
         "cannot use the heartbeat daemon at /run/s: a shared segment is absent (error 33); it is starting or "
         "stopping, or is not a heartbeat daemon");
     EXPECT_EQ(hbctl::open_failure_line("/run/s", 16), "cannot use the heartbeat daemon at /run/s: the daemon "
-                                                      "closed the connection (error 16); it is ending, or has "
-                                                      "rejected this user's connection: its log says why");
+                                                      "closed the connection (error 16); it is stopping, or "
+                                                      "rejected this user's connection (see its log)");
     EXPECT_EQ(
         hbctl::open_failure_line("/run/s", 31),
         "cannot use the heartbeat daemon at /run/s: a shared segment may not be opened: permission denied "

@@ -162,7 +162,7 @@ TEST(HbctlText, Sites_SplitAndMerge) {
     merge.sites = SitePair{{1, 2, 1U}, {2, 5, 4U}};
     EXPECT_EQ(line_of(merge),
               "site merge      local site 1 (reported by node 2, 1 node up) and remote site 2 (reported by "
-              "node 5, 4 nodes up) found each other");
+              "node 5, 4 nodes up) regained contact");
 }
 
 TEST(HbctlText, NoticesHaveNoSequenceNumber) {

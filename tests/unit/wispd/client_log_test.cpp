@@ -25,8 +25,8 @@ TEST_F(WispdClientLog, UserHasTwoHundredLinesAMinute) {
     ASSERT_THAT(lines(), SizeIs(201));
     EXPECT_THAT(lines()[199], EndsWith("warning refused"));
     EXPECT_THAT(lines()[200],
-                EndsWith("warning uid 501 has caused 200 lines within a minute; more are suppressed until the "
-                         "minute is over"));
+                EndsWith("warning uid 501 caused 200 log lines within a minute; suppressing more until the "
+                         "minute ends"));
     now_ += 59999ms;
     client_log_.warning(501, "still too early");
     EXPECT_THAT(lines(), SizeIs(201));
@@ -39,7 +39,7 @@ TEST_F(WispdClientLog, WhatWasLeftOutIsToldInTheNextMinute) {
     now_ += 60s;
     client_log_.warning(501, "refused again");
     ASSERT_THAT(lines(), SizeIs(203));
-    EXPECT_THAT(lines()[201], EndsWith("warning uid 501: 7 more lines suppressed"));
+    EXPECT_THAT(lines()[201], EndsWith("warning uid 501: suppressed 7 more lines"));
     EXPECT_THAT(lines()[202], EndsWith("warning refused again"));
     now_ += 60s;
     client_log_.warning(501, "once more");
@@ -70,7 +70,7 @@ TEST_F(WispdClientLog, CountIsNotLostWhenOthersCome) {
     client_log_.warning(502, "of another");
     client_log_.warning(501, "refused again");
     ASSERT_THAT(lines(), SizeIs(204));
-    EXPECT_THAT(lines()[202], EndsWith("uid 501: 1 more lines suppressed"));
+    EXPECT_THAT(lines()[202], EndsWith("uid 501: suppressed 1 more lines"));
 }
 
 TEST_F(WispdClientLog, ReportTellsWhatWasSuppressedWithoutAFurtherLine) {
@@ -85,7 +85,7 @@ TEST_F(WispdClientLog, ReportTellsWhatWasSuppressedWithoutAFurtherLine) {
     now_ += 60s;
     EXPECT_FALSE(client_log_.report());
     ASSERT_THAT(lines(), SizeIs(202));
-    EXPECT_THAT(lines().back(), EndsWith("info uid 501: 5 more lines suppressed"));
+    EXPECT_THAT(lines().back(), EndsWith("info uid 501: suppressed 5 more lines"));
     EXPECT_FALSE(client_log_.report(true));
     EXPECT_THAT(lines(), SizeIs(202));
 }
@@ -95,7 +95,7 @@ TEST_F(WispdClientLog, ReportOfAllIsNotPutOff) {
         client_log_.info(501, "asked");
     }
     EXPECT_FALSE(client_log_.report(true));
-    EXPECT_THAT(lines().back(), EndsWith("info uid 501: 5 more lines suppressed"));
+    EXPECT_THAT(lines().back(), EndsWith("info uid 501: suppressed 5 more lines"));
 }
 
 TEST_F(WispdClientLog, LinesThatAreNotLoggedCostNothing) {

@@ -161,12 +161,12 @@ TEST(WispdClusterFile, TextsMustFitTheirFields) {
     };
     EXPECT_EQ(error_of(network(69, 15)), "it was taken");
     EXPECT_EQ(error_of(network(70, 15)),
-              "cluster.toml:16:8: 'name' in [[network]] has 70 bytes; at most 69 fit");
+              "cluster.toml:16:8: 'name' in [[network]] has 70 bytes; at most 69 are permitted");
     EXPECT_EQ(error_of(network(69, 16)),
-              "cluster.toml:17:8: 'type' in [[network]] has 16 bytes; at most 15 fit");
+              "cluster.toml:17:8: 'type' in [[network]] has 16 bytes; at most 15 are permitted");
     EXPECT_EQ(error_of(HEAD + LOCAL + "type = \"" + std::string(35, 'e') + "\"\n"), "it was taken");
     EXPECT_EQ(error_of(HEAD + LOCAL + "type = \"" + std::string(36, 'e') + "\"\n"),
-              "cluster.toml:14:8: 'type' in [[node.adapter]] has 36 bytes; at most 35 fit");
+              "cluster.toml:14:8: 'type' in [[node.adapter]] has 36 bytes; at most 35 are permitted");
 }
 
 TEST(WispdClusterFile, WrongTypesSayWhatWasExpected) {
@@ -291,9 +291,10 @@ TEST(WispdClusterFile, EndpointsAreRelativeToTheFileAndUsedOnce) {
               "cluster.toml:15:8: 'node' in [[endpoint]] is 8; expected an integer from 0 to 7");
     EXPECT_EQ(error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 3\nport = 65536\n"),
               "cluster.toml:16:8: 'port' in [[endpoint]] is 65536; expected an integer from 0 to 65535");
-    EXPECT_THAT(error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 3\nport = 1\npath = \"/" + std::string(107, 'p') +
-                         "\"\n"),
-                StartsWith("cluster.toml:17:8: the path has 108 bytes; at most 107 fit"));
+    EXPECT_THAT(
+        error_of(HEAD + LOCAL + "[[endpoint]]\nnode = 3\nport = 1\npath = \"/" + std::string(107, 'p') +
+                 "\"\n"),
+        StartsWith("cluster.toml:17:8: the path has 108 bytes, but a socket address holds at most 107"));
 }
 
 TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {

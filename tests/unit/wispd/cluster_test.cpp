@@ -94,7 +94,7 @@ TEST(WispdCluster, LocalNodeCanNeitherDieNorLeave) {
     EXPECT_THAT(refusal([&] { cluster.node_down(1); }), HasSubstr("node 1 is the local node"));
     EXPECT_THAT(refusal([&] { cluster.node_leave(1); }), HasSubstr("node 1 is the local node"));
     cluster.adapter_leave(2);
-    EXPECT_THAT(refusal([&] { cluster.adapter_leave(3); }), HasSubstr("last one of the local node"));
+    EXPECT_THAT(refusal([&] { cluster.adapter_leave(3); }), HasSubstr("last adapter of the local node"));
 }
 
 TEST(WispdCluster, NodeLeaveCarriesTheRemovalFlagAndUpdatesTheConfiguration) {
@@ -127,14 +127,14 @@ TEST(WispdCluster, NodeJoinUpdatesTheConfigurationAndNeverRepeatsAnIncarnation) 
     EXPECT_EQ(changes.adapter_joins, (Members{{6, 2}, {7, 2}}));
     EXPECT_THAT(changes.node_joins, ElementsAre(3));
     EXPECT_THAT(refusal([&] { cluster.node_join(3); }), HasSubstr("in the configuration already"));
-    EXPECT_THAT(refusal([&] { cluster.node_join(5); }), HasSubstr("node 5 is not described anywhere"));
+    EXPECT_THAT(refusal([&] { cluster.node_join(5); }), HasSubstr("node 5 is unknown"));
 }
 
 TEST(WispdCluster, AdapterJoinsWithAnAddressAndBringsItsNodeWithIt) {
     Cluster cluster(three_nodes());
     EXPECT_THAT(refusal([&] { cluster.adapter_join(10, {}, {}); }), HasSubstr("give its address"));
     EXPECT_THAT(refusal([&] { cluster.adapter_join(10, wispd::parse_address("10.1.0.2"), {}); }),
-                HasSubstr("address 10.1.0.2 is that of adapter 4 already"));
+                HasSubstr("address 10.1.0.2 already belongs to adapter 4"));
     const Changes changes = cluster.adapter_join(10, wispd::parse_address("10.1.0.5"), "eth9");
     EXPECT_TRUE(changes.configuration_updated);
     EXPECT_EQ(changes.adapter_joins, (Members{{10, 1}}));

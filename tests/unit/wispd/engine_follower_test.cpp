@@ -343,7 +343,7 @@ TEST_F(WispdEngineFollower, AnotherLocalNodeIsRefused) {
     cluster_->configuration.local_id = 2;
     cluster_->tell_reload();
     EXPECT_FALSE(advance());
-    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node was 1 and now is 2"));
+    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node's number changed from 1 to 2"));
 }
 
 // ---- The engine's end and return ----
@@ -530,7 +530,7 @@ TEST_F(WispdEngineEnd, NamesThatAreRefusedMeanwhileChangeNothing) {
     settings_.names.nodes[1] = 7; // the local node
     follower_.set(settings_);
     EXPECT_FALSE(advance());
-    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node was 1 and now is 7"));
+    EXPECT_THAT(follower_.status().refused, HasSubstr("the local node's number changed from 1 to 7"));
     cluster_->runs = true;
     EXPECT_FALSE(advance(100ms));
     EXPECT_TRUE(follower_.status().connected);

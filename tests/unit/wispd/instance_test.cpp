@@ -104,7 +104,7 @@ TEST_F(WispdInstance, FileThatIsNoSocketIsNotCleared) {
 TEST_F(WispdInstance, PathLongerThan107BytesIsRefused) {
     EXPECT_EQ(failure_of([] { wispd::check_socket_path(std::string(107, 'p'), "socket"); }), "it succeeded");
     EXPECT_THAT(failure_of([] { wispd::check_socket_path(std::string(108, 'p'), "socket"); }),
-                HasSubstr("the socket path has 108 bytes; at most 107 fit"));
+                HasSubstr("the socket path has 108 bytes, but a socket address holds at most 107"));
 }
 
 // ---- The lock ----
@@ -325,7 +325,7 @@ TEST_F(WispdInstance, SocketIsMadeUnderAnInodeWhoseKeysAreFree) {
     EXPECT_TRUE(exists(path_ + ".inode.notes"));
     EXPECT_FALSE(exists(path_));
     for (const std::string &line : log.lines()) {
-        EXPECT_THAT(line, HasSubstr("it uses another inode"));
+        EXPECT_THAT(line, HasSubstr("using another inode"));
     }
 }
 

@@ -73,7 +73,7 @@ TEST_F(WispdNamedFile, HasAtMost4Mebibytes) {
     ASSERT_EQ(0, truncate(path_.c_str(), 4194304));
     EXPECT_EQ(4194304U, wispd::read_named_file(path_).size());
     ASSERT_EQ(0, truncate(path_.c_str(), 4194305));
-    EXPECT_EQ(": has 4194305 bytes; at most 4194304 are read", refusal());
+    EXPECT_EQ(": has 4194305 bytes; at most 4194304 are permitted", refusal());
 }
 
 TEST_F(WispdNamedFile, BelongsToRootOrToThisProcess) {

@@ -160,7 +160,7 @@ TEST(WispdMulticast, LengthsThatDoNotAgreeAreRefused) {
         EXPECT_NE(multicast_fault({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)}), "")
             << size;
     }
-    EXPECT_THAT(multicast_fault(join(whole, zeros(1))), HasSubstr("says it carries 2 bytes and carries 3"));
+    EXPECT_THAT(multicast_fault(join(whole, zeros(1))), HasSubstr("states 2 bytes and carries 3"));
     EXPECT_NE(multicast_fault(join(head("00000000"), hex("00000000"))), "");
     EXPECT_NE(multicast_fault(join(head("ffffffff"), zeros(100))), "");
     EXPECT_NE(multicast_fault(join(head("00000040"), zeros(100))), "");

@@ -43,12 +43,12 @@ TEST_F(WispdUserQuotas, ReservedConnectionsAreForRootAndTheDaemonsUser) {
         EXPECT_TRUE(connect(user));
     }
     EXPECT_EQ(quotas_.why_no_connection(505),
-              "there are 4 connections of max_connections = 20, and the rest is reserved for root");
+              "4 connections are open, max_connections = 20, and the rest is reserved for root");
     for (int i = 0; i < 8; ++i) {
         EXPECT_TRUE(connect(0));
         EXPECT_TRUE(connect(OWN));
     }
-    EXPECT_EQ(quotas_.why_no_connection(0), "there are 20 connections of max_connections = 20");
+    EXPECT_EQ(quotas_.why_no_connection(0), "20 connections are open, max_connections = 20");
 }
 
 TEST_F(WispdUserQuotas, SubscriptionsOfAUserAreCountedTogether) {
