@@ -45,8 +45,8 @@ LivePicture read_live_picture() {
         if (arrival == Arrival::lost) {
             throw RequestFailed(
                 failure_line("learn which nodes and adapters are up from the daemon at " + daemon_path(),
-                             connection_closed),
-                connection_closed);
+                             HB_ERROR_DISCONNECTED),
+                HB_ERROR_DISCONNECTED);
         }
         if (arrival == Arrival::output_closed) {
             throw OutputClosed{};
