@@ -1,4 +1,4 @@
-/* Tells which nodes are up, die and join, as it happens. */
+/* Prints which nodes are up, die and join, as it happens. */
 #include "hb_client.h"
 #include <poll.h>
 #include <stdio.h>
@@ -20,7 +20,7 @@ int main(void) {
         struct pollfd ready = {descriptors[0], POLLIN, 0};
         while (poll(&ready, 1, -1) == 1 &&
                hb_get_event_message(descriptors, NULL, &event, name, &group, &sequence) == Hb_Success) {
-            printf("%lu: event %d", sequence, event); /* 1 death, 2 join, 4 those that are up */
+            printf("%lu: event %d", sequence, event); /* 1 died, 2 joined, 4 are up */
             if (event & (HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP))
                 for (int rc = hb_get_first_node(&group, &node); rc == Hb_Success;
                      rc = hb_get_next_node(&group, &node))
