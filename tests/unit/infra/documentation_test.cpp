@@ -53,7 +53,9 @@ TEST(Protocol, ItsTablesHaveEveryRequestAndEveryReplyByItsName) {
     EXPECT_EQ(codes_of("Hb_Client_Reply"), documented_codes(false));
 }
 
-// ---- docs/architecture.md: every exported entry ----
+// ---- exported_entries.md: every exported entry and its tests ----
+
+const std::string entry_table = "/tests/unit/infra/exported_entries.md";
 
 struct Entry_Row {
     std::string entry;
@@ -144,9 +146,9 @@ TEST(EntryTable, ATestThatIsMissingOrDoesNotMentionTheEntryIsSaid) {
     EXPECT_THAT(faults_of({"hb_absent_entry", "", {}}), ElementsAre("hb_absent_entry has no test"));
 }
 
-TEST(Architecture, ItsTableHasEveryExportedEntryOnce) {
+TEST(EntryTable, HasEveryExportedEntryOnce) {
     std::vector<std::string> listed;
-    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
         listed.push_back(row.entry);
     }
     const std::string map = read_source(root + "/lib/hb_client.map");
@@ -155,32 +157,127 @@ TEST(Architecture, ItsTableHasEveryExportedEntryOnce) {
     EXPECT_EQ(sorted(exported), sorted(listed));
 }
 
-TEST(Architecture, ItsTableNamesTheSectionOfTheHeader) {
+TEST(EntryTable, NamesTheSectionOfTheHeader) {
     const auto sections = sections_of(read_source(root + "/include/hb_client.h"));
-    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
         const auto section = sections.find(row.entry);
         ASSERT_NE(section, sections.end()) << row.entry;
         EXPECT_EQ(section->second, row.section) << row.entry;
     }
 }
 
-TEST(Architecture, TheTestsOfItsTableExistAndMentionTheEntry) {
-    for (const Entry_Row &row : entry_rows(read_source(root + "/docs/architecture.md"))) {
+TEST(EntryTable, ItsTestsExistAndMentionTheEntry) {
+    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
         EXPECT_THAT(faults_of(row), IsEmpty());
     }
 }
 
-// ---- Both: files they name ----
+// ---- All documents ----
+
+std::vector<std::string> documents() {
+    std::vector<std::string> paths = source_files(root, "docs", {".md"});
+    paths.insert(paths.end(), {"README.md", "CONTRIBUTING.md", "SECURITY.md", "CHANGELOG.md"});
+    return paths;
+}
 
 TEST(Documents, TheFilesThatTheyNameExist) {
     static const std::regex path(
-        R"(`((?:include|lib|utils|platform|host|cluster|engine|daemon|tools|providers|tests|packaging)/[\w./]+)`)");
-    for (const char *document : {"docs/architecture.md", "docs/protocol.md"}) {
+        R"(`((?:include|lib|utils|platform|terminal|host|cluster|engine|daemon|tools|providers|tests|packaging|scripts|examples)/[\w./-]+)`)");
+    for (const char *document : {"docs/architecture.md", "docs/data-flows.md", "docs/extending.md",
+                                 "docs/oddities.md", "docs/protocol.md", "CONTRIBUTING.md"}) {
         const auto named = matches_of(read_source(root + "/" + document), path);
         EXPECT_FALSE(named.empty()) << document;
         for (const std::string &name : named) {
             EXPECT_TRUE(path_exists(root + "/" + name) || path_exists(root + "/" + name + ".h"))
                 << document << " names " << name;
+        }
+    }
+}
+
+TEST(Documents, ThePrincipalFilesOfTheTourLieInTheirFolder) {
+    static const std::regex row(R"(\| `(utils/|lib/[\w/]+)` \|.*\| (.*) \|)");
+    int folders = 0;
+    for (const std::string &line : lines_of(read_source(root + "/docs/architecture.md"))) {
+        std::smatch match;
+        if (!std::regex_match(line, match, row)) {
+            continue;
+        }
+        const std::string folder = match[1];
+        for (const std::string &file : matches_of(match[2], std::regex(R"(`([\w.]+)`)"))) {
+            EXPECT_TRUE(path_exists(root + "/" + folder + file) ||
+                        path_exists(root + "/" + folder + file + ".h"))
+                << folder << " has no " << file;
+            ++folders;
+        }
+    }
+    EXPECT_GE(folders, 20);
+}
+
+TEST(Readme, NamesEveryDocumentOnceWithOneReaderEach) {
+    static const std::regex row(R"(\| \[([\w./-]+)\]\(\1\) \| ([^|]+) \|)");
+    std::vector<std::string> named;
+    std::vector<std::string> readers;
+    for (const std::string &line : lines_of(read_source(root + "/README.md"))) {
+        std::smatch match;
+        if (std::regex_match(line, match, row)) {
+            named.push_back(match[1]);
+            readers.push_back(match[2]);
+        }
+    }
+    std::vector<std::string> expected = documents();
+    std::erase(expected, "README.md");
+    expected.push_back("include/hb_client.h");
+    EXPECT_EQ(sorted(expected), sorted(named));
+    const auto alphabetical = sorted(readers);
+    EXPECT_EQ(alphabetical.end(), std::adjacent_find(alphabetical.begin(), alphabetical.end()));
+}
+
+TEST(Documents, TheReadmeAndTheTourStayShort) {
+    EXPECT_LE(lines_of(read_source(root + "/README.md")).size(), 150U);
+    EXPECT_LE(lines_of(read_source(root + "/docs/architecture.md")).size(), 200U);
+}
+
+// ---- Commands in documents ----
+
+// Lines that show a command in a block which no test runs: one that is indented, or that is neither sh nor console.
+std::vector<std::string> commands_that_no_test_runs(const std::string &markdown) {
+    static const std::regex command(
+        R"( *(\$ .*|(sudo |env )?(\./(demo|check)|hbctl|wispctl|wispd|cmake|ctest|cc|ninja|apt-get|systemctl|corosync[\w-]*|export|scp|tar|ldconfig|groupadd|groupdel|(\w+/)*(scripts|build)/[\w./-]+)( .*)?))");
+    static const std::regex synopsis(R"(.*(\[-|\bVERB\b).*)");
+    static const std::regex indented(R"( {4,}.*)");
+    std::vector<std::string> found;
+    bool in_block = false;
+    bool runs = false;
+    for (const std::string &line : lines_of(markdown)) {
+        if (line.starts_with("```")) {
+            in_block = !in_block;
+            runs = line == "```sh" || line == "```console";
+            continue;
+        }
+        const bool shown = in_block ? !runs : std::regex_match(line, indented);
+        if (shown && std::regex_match(line, command) && !std::regex_match(line, synopsis)) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+TEST(CommandRule, FindsCommandsThatNoTestRuns) {
+    EXPECT_THAT(commands_that_no_test_runs("```sh\nhbctl nodes\n```\n```console\n$ hbctl nodes\n```\n"
+                                           "    hbctl status\n    ./demo\n```text\n$ ls\nwispd [--check]\n```\n"
+                                           "hbctl in a sentence\n    hbctl [--socket PATH] VERB\n"),
+                ElementsAre("    hbctl status", "    ./demo", "$ ls"));
+}
+
+TEST(Documents, EveryCommandIsInABlockThatATestRuns) {
+    // Their commands are still in indented blocks.
+    const std::vector<std::string> unconverted = {
+        "SECURITY.md",   "docs/benchmarks.md", "docs/cluster-event-mode.md", "docs/cluster-faults.md",
+        "docs/hbctl.md", "docs/keys.md",       "docs/operations.md",         "docs/tracing.md",
+        "docs/wispd.md"};
+    for (const std::string &document : documents()) {
+        if (std::find(unconverted.begin(), unconverted.end(), document) == unconverted.end()) {
+            EXPECT_THAT(commands_that_no_test_runs(read_source(root + "/" + document)), IsEmpty()) << document;
         }
     }
 }
