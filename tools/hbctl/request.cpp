@@ -36,10 +36,10 @@ std::string open_failure_line(const std::string &path, int number) {
         return unreachable_line(path);
     }
     std::string line = failure_line("use the heartbeat daemon at " + path, number);
-    if (number == segment_absent || number == semaphores_absent) {
+    if (number == HB_ERROR_SEGMENT_ABSENT || number == HB_ERROR_SEMAPHORE_ABSENT) {
         line += "; it is starting or stopping, or is not a heartbeat daemon";
     }
-    if (number == connection_closed || number == configuration_unread) {
+    if (number == HB_ERROR_DISCONNECTED || number == HB_ERROR_CONFIG_READ_FAILED) {
         line += "; it is stopping, or rejected this user's connection (see its log)";
     }
     return line;
