@@ -77,7 +77,7 @@ TEST(WispdCommand, FaultsAreNamed) {
     EXPECT_THAT(error_of(R"({"do":7})"), StartsWith("'do' must name the command"));
     EXPECT_THAT(error_of(R"({"do":"dance"})"),
                 StartsWith("unknown command 'dance'; expected one of: node-up, node-down"));
-    EXPECT_EQ(error_of(R"({"do":"node-down"})"), "node-down needs 'node'");
+    EXPECT_EQ(error_of(R"({"do":"node-down"})"), "node-down requires 'node'");
     EXPECT_EQ(error_of(R"({"do":"stop","node":1})"), "stop does not accept 'node'");
     EXPECT_EQ(error_of(R"({"do":"node-down","node":"3"})"), "'node' must be an integer from 0 to 2048");
     EXPECT_EQ(error_of(R"({"do":"node-down","node":2049})"), "'node' must be an integer from 0 to 2048");

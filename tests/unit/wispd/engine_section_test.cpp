@@ -60,7 +60,7 @@ TEST(WispdEngineSection, WhatTheEngineTellsMustNotStandHere) {
               "wispd.toml:3:1: [[node]] is not permitted with [source] type = \"corosync\": Corosync's own "
               "configuration describes the cluster; write names into [[source.network]] and [[source.node]]");
     EXPECT_THAT(error_of(COROSYNC + "[[network]]\nnumber = 1\n"),
-                StartsWith("wispd.toml:3:1: [[network]] cannot"));
+                StartsWith("wispd.toml:3:1: [[network]] is not permitted"));
     EXPECT_EQ(error_of(COROSYNC + "[cluster]\nlocal_node = 1\n"),
               "wispd.toml:4:1: unknown key 'local_node' in [cluster]; expected one of: instance");
     EXPECT_EQ(error_of(COROSYNC + "timeline = \"t.toml\"\n"),

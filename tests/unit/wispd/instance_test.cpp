@@ -90,7 +90,8 @@ TEST_F(WispdInstance, SocketNobodyListensOnIsCleared) {
 TEST_F(WispdInstance, SocketSomebodyListensOnIsNotCleared) {
     Socket_File file(path_, {});
     file.listen();
-    EXPECT_EQ(failure_of([&] { wispd::clear_socket_path(path_); }), "another process listens on " + path_);
+    EXPECT_EQ(failure_of([&] { wispd::clear_socket_path(path_); }),
+              "another process listens on " + path_ + "; stop it, or choose another path");
     EXPECT_TRUE(exists(path_));
 }
 

@@ -656,7 +656,7 @@ TEST_F(WispdPublisher, WhatWasAskedAndDoneIsLogged) {
         log.lines(),
         ElementsAre(EndsWith(who() + " requested node may be down: node 3 is suspected to be down"),
                     EndsWith(who() + " requested node may be down: node 7 is not in the configuration; nothing "
-                                     "is changed"),
+                                     "changed"),
                     EndsWith(who() + " multicast 2 bytes to port 9000; delivered to nodes: 3; no endpoint "
                                      "for nodes: 5"),
                     EndsWith("multicast to port 9000 of node 7 not delivered: it is full")));

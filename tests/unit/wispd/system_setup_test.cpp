@@ -87,7 +87,8 @@ TEST_F(WispdSystemSetup, MissingGroupIsReportedWithItsKey) {
 }
 
 TEST_F(WispdSystemSetup, PathsAreCheckedBeforeAnythingIsMade) {
-    EXPECT_EQ(failure_of(socket_, socket_, settings_), "socket and control socket are both " + socket_);
+    EXPECT_EQ(failure_of(socket_, socket_, settings_),
+              "socket and control socket are both " + socket_ + "; choose another path for one of them");
     EXPECT_THAT(failure_of(directory_.file("absent/s"), control_, settings_),
                 HasSubstr("directory " + directory_.file("absent") + " does not exist"));
     EXPECT_THAT(failure_of(socket_, std::string(108, 'c'), settings_),

@@ -47,7 +47,7 @@ TEST(WispdTimeline, FaultsAreToldWithTheirPlace) {
     EXPECT_EQ(error_of("[[event]]\ndo = \"stop\"\n"), "t.toml:1:1: missing key 'after' in [[event]]");
     EXPECT_EQ(error_of("[[event]]\nafter = -1\ndo = \"stop\"\n"),
               "t.toml:2:9: 'after' in [[event]] is -1; expected a number from 0 to 31536000");
-    EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"node-down\"\n"), "t.toml:3:6: node-down needs 'node'");
+    EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"node-down\"\n"), "t.toml:3:6: node-down requires 'node'");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"stop\"\nnode = 3\n"),
               "t.toml:3:6: stop does not accept 'node'");
     EXPECT_EQ(error_of("[[event]]\nafter = 1\ndo = \"state\"\n"),

@@ -105,7 +105,7 @@ TEST(WispdTomlNesting, IsRefusedBeforeItIsParsed) {
     } catch (const wispd::Config_Error &error) {
         EXPECT_STREQ(
             "f.toml:1:69: tables and arrays are nested deeper than 32 levels; each part of a dotted key "
-            "is one",
+            "counts as one",
             error.what());
     }
 }
