@@ -126,9 +126,9 @@ class Daemon::Impl {
     template <typename Read, typename Use>
     void load(const std::string &path, Read read, Use use, const Finished &finished);
     void reload(const std::string &path, Reload why, const Finished &finished);
-    void install(const Cluster_File &file, const std::string &path, Reload why);
+    void install(const Configuration_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
-    void take_settings(const Cluster_File &file, Reload why);
+    void take_settings(const Configuration_File &file, Reload why);
     void tell(const Changes &changes);
 
     Client_Handlers client_handlers();
@@ -450,11 +450,11 @@ void Daemon::Impl::load(const std::string &path, Read read, Use use, const Finis
 // The file that wispd was started with, or the one that is named.
 void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &finished) {
     const std::string path = named.empty() ? start_.config_path : named;
-    const auto use = [this, path, why](Cluster_File &&file) { install(file, path, why); };
-    load(path, named.empty() ? read_cluster_file : read_named_cluster_file, use, finished);
+    const auto use = [this, path, why](Configuration_File &&file) { install(file, path, why); };
+    load(path, named.empty() ? read_configuration_file : read_named_configuration_file, use, finished);
 }
 
-void Daemon::Impl::install(const Cluster_File &file, const std::string &path, Reload why) {
+void Daemon::Impl::install(const Configuration_File &file, const std::string &path, Reload why) {
     if (file.engine.has_value() != start_.file.engine.has_value()) {
         throw Refused(text(path, ": [source] type cannot change while wispd runs; restart wispd"));
     }
@@ -477,7 +477,7 @@ void Daemon::Impl::follow(const Engine_Step &step) {
     }
 }
 
-void Daemon::Impl::take_settings(const Cluster_File &file, Reload why) {
+void Daemon::Impl::take_settings(const Configuration_File &file, Reload why) {
     const Daemon_Settings &settings = file.daemon;
     Daemon_Settings comparable = start_.file.daemon;
     comparable.client_queue_bytes = settings.client_queue_bytes;

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "cluster/description/cluster_file.h"
 #include "cluster/description/timeline.h"
+#include "daemon/configuration_file.h"
 #include "engine/engine_follower.h"
 
 namespace wispd {
@@ -18,7 +18,7 @@ struct Start {
     std::string config_path;
     std::string socket_path;
     std::string control_path;
-    Cluster_File file;
+    Configuration_File file;
     std::vector<Timeline_Event> timeline;
     Follow_Engine follow_engine; // throws std::runtime_error; asked only when the file says so
 };

@@ -63,7 +63,7 @@ void add_options(CLI::App &app, Options &options) {
 wispd::Start read_start(const Options &options) {
     wispd::Start start;
     start.follow_engine = wispd::follow_engine;
-    start.file = wispd::read_cluster_file(options.config);
+    start.file = wispd::read_configuration_file(options.config);
     if (start.file.engine) {
         wispd::need_engine_access();
     }

@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-#include "cluster/description/cluster_file.h"
+#include "daemon/settings.h"
 #include "host/socket_file.h"
 
 namespace wispd {

@@ -3,13 +3,13 @@
 #include <map>
 #include <string>
 
+#include "cluster/description/text_limits.h"
 #include "host/text.h"
 #include "lib/wire/hb_wire.h"
 
 namespace wispd {
 namespace {
 
-constexpr std::size_t NETWORK_NAME_LONGEST = HB_NETWORK_NAME_SIZE - 1;
 constexpr int64_t LINK_HIGHEST = 7;
 constexpr int64_t POLL_SHORTEST = 20;
 constexpr int64_t POLL_LONGEST = 5000;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cluster/address.h"
+#include "cluster/description/text_limits.h"
 #include "host/text.h"
 #include "qz_ffdc.h"
 
@@ -118,7 +119,7 @@ std::optional<bool> boolean(const Arguments &arguments, const char *name) {
 }
 
 std::optional<Hb_IP_address6> address(const Arguments &arguments, const char *name) {
-    const std::optional<std::string> written = string(arguments, name, 255);
+    const std::optional<std::string> written = string(arguments, name, NAME_LONGEST);
     if (!written) {
         return std::nullopt;
     }
@@ -172,8 +173,8 @@ Command make_command(const std::string &verb, const Arguments &arguments) {
     command.adapter = integer(arguments, "adapter", 0, HB_ADAPTER_SLOTS - 1).value_or(-1);
     command.address = address(arguments, "address");
     command.type = string(arguments, "type", HB_ADAPTER_TYPE_SIZE - 1);
-    command.config = string(arguments, "config", 4095).value_or("");
-    command.timeline = string(arguments, "timeline", 4095).value_or("");
+    command.config = string(arguments, "config", PATH_LONGEST).value_or("");
+    command.timeline = string(arguments, "timeline", PATH_LONGEST).value_or("");
     command.threshold_seconds = integer32(arguments, "threshold_seconds", INT32_MAX);
     command.threshold_microseconds = integer32(arguments, "threshold_microseconds", 999999);
     command.enabled = boolean(arguments, "enabled");

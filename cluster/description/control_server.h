@@ -38,6 +38,9 @@ class Control_Server {
     static constexpr std::size_t RESERVED = 8;
     static constexpr std::size_t CONNECTIONS_OF_USER = 16;
 
+    // The idle time where no configuration sets one.
+    static constexpr std::chrono::microseconds IDLE{60000000};
+
     // Takes over the listening descriptor. A connection expires when no line is read or answered for so long.
     Control_Server(asio::io_context &context, int listening, std::chrono::microseconds idle, Handlers handlers);
     Control_Server(const Control_Server &) = delete;

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "cluster/description/cluster_file.h"
+#include "engine/cluster_file.h"
 #include "engine/engine_access.h"
 #include "host/paths.h"
 #include "providers/corosync/corosync_service.h"

@@ -13,13 +13,13 @@
 #include <asio/steady_timer.hpp>
 
 #include "cluster/cluster.h"
-#include "cluster/description/cluster_file.h"
 #include "cluster/description/command.h"
 #include "cluster/description/command_json.h"
 #include "cluster/description/control_server.h"
 #include "cluster/description/timeline.h"
 #include "cluster/description/timeline_player.h"
 #include "cluster/node_control.h"
+#include "engine/cluster_file.h"
 #include "host/log.h"
 #include "host/paths.h"
 #include "host/signals_blocked.h"
@@ -141,7 +141,7 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     const auto may_control = [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); };
     const auto on_line = [this](const wispd::Peer &, std::string_view line,
                                 const wispd::Control_Server::Reply &reply) { reply(answer(line)); };
-    control_.emplace(context_, control_file_.release(), wispd::Daemon_Settings().control_idle,
+    control_.emplace(context_, control_file_.release(), wispd::Control_Server::IDLE,
                      wispd::Control_Server::Handlers{may_control, on_line, [] {}});
 }
 

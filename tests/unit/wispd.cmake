@@ -5,7 +5,7 @@ if(TARGET hb_daemon)
     SOURCES
     wispd/client_log_test.cpp
     wispd/cluster_test.cpp
-    wispd/cluster_file_test.cpp
+    wispd/configuration_file_test.cpp
     wispd/command_test.cpp
     wispd/control_server_test.cpp
     wispd/endpoints_test.cpp

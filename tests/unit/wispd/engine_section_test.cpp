@@ -2,20 +2,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cluster/description/cluster_file.h"
+#include "daemon/configuration_file.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using testing::StartsWith;
-using wispd::Cluster_File;
-using wispd::parse_cluster_file;
+using wispd::Configuration_File;
+using wispd::parse_configuration_file;
 
 const std::string COROSYNC = "[source]\ntype = \"corosync\"\n";
 
 std::string error_of(const std::string &document) {
     try {
-        parse_cluster_file(document, "wispd.toml");
+        parse_configuration_file(document, "wispd.toml");
     } catch (const wispd::Config_Error &error) {
         return error.what();
     }
@@ -23,7 +23,7 @@ std::string error_of(const std::string &document) {
 }
 
 TEST(WispdEngineSection, TheTypeAloneIsEnough) {
-    const Cluster_File file = parse_cluster_file(COROSYNC, "wispd.toml");
+    const Configuration_File file = parse_configuration_file(COROSYNC, "wispd.toml");
     ASSERT_TRUE(file.engine);
     EXPECT_EQ(file.engine->patience.poll, 100ms);
     EXPECT_EQ(file.engine->patience.grace, 10s);
@@ -33,7 +33,7 @@ TEST(WispdEngineSection, TheTypeAloneIsEnough) {
 }
 
 TEST(WispdEngineSection, EveryKeyIsTaken) {
-    const Cluster_File file = parse_cluster_file(
+    const Configuration_File file = parse_configuration_file(
         "[source]\ntype = \"corosync\"\npoll_milliseconds = 20\ngrace_seconds = 1.5\n"
         "[[source.node]]\nid = 4294967295\nnumber = 2048\n[[source.node]]\nid = 1\nnumber = 0\n"
         "[[source.network]]\nlink = 7\nname = \"backup\"\n"

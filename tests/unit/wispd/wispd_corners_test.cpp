@@ -12,11 +12,11 @@
 #include <gtest/gtest.h>
 
 #include "cluster/cluster.h"
-#include "cluster/description/cluster_file.h"
 #include "cluster/description/command.h"
 #include "cluster/description/command_json.h"
 #include "cluster/description/config_error.h"
 #include "cluster/description/toml_reader.h"
+#include "daemon/configuration_file.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/shared_segments.h"
 #include "host/socket_file.h"
@@ -119,7 +119,8 @@ TEST(WispdFiles, ADirectoryIsNamedAsOneThatCannotBeRead) {
     const hb_test::TempDir directory;
     const std::string expected = directory.path() + ": cannot be read: Is a directory";
     EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_text_file(directory.path()); }), expected);
-    EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_cluster_file(directory.path()); }), expected);
+    EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_configuration_file(directory.path()); }),
+              expected);
 }
 
 TEST(WispdFiles, AMissingOneIsNamedAsOneThatCannotBeOpened) {

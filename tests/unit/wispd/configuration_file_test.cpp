@@ -1,4 +1,4 @@
-#include "cluster/description/cluster_file.h"
+#include "daemon/configuration_file.h"
 #include "tests/support/temp_dir.h"
 
 #include <sys/stat.h>
@@ -11,9 +11,9 @@
 namespace {
 
 using testing::StartsWith;
-using wispd::Cluster_File;
 using wispd::Config_Error;
-using wispd::parse_cluster_file;
+using wispd::Configuration_File;
+using wispd::parse_configuration_file;
 
 // The first eight lines of every file below; a test's own text starts in line 9.
 const std::string HEAD = "[cluster]\n"
@@ -33,15 +33,30 @@ const std::string LOCAL = "[[node]]\n"
 
 std::string error_of(const std::string &document) {
     try {
-        parse_cluster_file(document, "cluster.toml");
+        parse_configuration_file(document, "cluster.toml");
     } catch (const Config_Error &error) {
         return error.what();
     }
     return "it was taken";
 }
 
+TEST(WispdClusterFile, ServicesCheckTheDaemonsSectionAsWispdDoes) {
+    for (const std::string line : {"sockett = \"/run/s\"", "socket_mode = \"999\"", "client_queue_bytes = 5",
+                                   "user_connections = 0", "log_level = \"loud\""}) {
+        const std::string document = HEAD + LOCAL + "[daemon]\n" + line + "\n";
+        const std::string wispds = error_of(document);
+        try {
+            wispd::parse_cluster_file(document, "cluster.toml");
+            ADD_FAILURE() << line;
+        } catch (const Config_Error &error) {
+            EXPECT_EQ(error.what(), wispds);
+            EXPECT_THAT(wispds, StartsWith("cluster.toml:15:"));
+        }
+    }
+}
+
 TEST(WispdClusterFile, SmallestFileGetsTheDefaults) {
-    const Cluster_File file = parse_cluster_file(HEAD + LOCAL, "cluster.toml");
+    const Configuration_File file = parse_configuration_file(HEAD + LOCAL, "cluster.toml");
     EXPECT_EQ(file.cluster.name, "cluster");
     EXPECT_EQ(file.cluster.local_node, 1);
     EXPECT_EQ(file.cluster.max_nodes, 8);
@@ -61,7 +76,7 @@ TEST(WispdClusterFile, SmallestFileGetsTheDefaults) {
 }
 
 TEST(WispdClusterFile, EveryKeyIsTaken) {
-    const Cluster_File file = parse_cluster_file(
+    const Configuration_File file = parse_configuration_file(
         "[cluster]\nname = \"demo\"\nlocal_node = 1\nmax_nodes = 8\nadapters_per_node = 2\ninstance = "
         "4294967295\n"
         "[daemon]\nsocket = \"/run/a\"\ncontrol = \"/run/b\"\ngroup = \"g\"\nsocket_mode = \"0600\"\n"
@@ -232,10 +247,10 @@ TEST(WispdClusterFile, ModeAndLevelAreChecked) {
 }
 
 TEST(WispdClusterFile, KeyModeLetsNobodyWriteButItsOwner) {
-    EXPECT_FALSE(parse_cluster_file(HEAD + LOCAL, "cluster.toml").daemon.key_mode.has_value());
+    EXPECT_FALSE(parse_configuration_file(HEAD + LOCAL, "cluster.toml").daemon.key_mode.has_value());
     for (const char *mode : {"0600", "0640", "0644", "0604"}) {
-        const Cluster_File file =
-            parse_cluster_file(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n", "cluster.toml");
+        const Configuration_File file =
+            parse_configuration_file(HEAD + LOCAL + "[daemon]\nkey_mode = \"" + mode + "\"\n", "cluster.toml");
         EXPECT_EQ(file.daemon.key_mode, std::stoul(mode, nullptr, 8));
     }
     for (const char *mode : {"0660", "0666", "0440", "0641", "0200"}) {
@@ -246,15 +261,15 @@ TEST(WispdClusterFile, KeyModeLetsNobodyWriteButItsOwner) {
 }
 
 TEST(WispdClusterFile, SuspicionsGraceAndShutdownHaveTimes) {
-    const Cluster_File usual = parse_cluster_file(HEAD + LOCAL, "cluster.toml");
+    const Configuration_File usual = parse_configuration_file(HEAD + LOCAL, "cluster.toml");
     EXPECT_EQ(usual.suspicion.confirm, std::chrono::seconds(1));
     EXPECT_EQ(usual.suspicion.max_grace_seconds, 3600);
     EXPECT_EQ(usual.daemon.shutdown_delay, std::chrono::seconds(5));
-    const Cluster_File other =
-        parse_cluster_file(HEAD + LOCAL +
-                               "[daemon]\nshutdown_delay_seconds = 0.25\n[suspicion]\nconfirm_seconds = 2.5\n"
-                               "max_grace_seconds = 10\n",
-                           "cluster.toml");
+    const Configuration_File other = parse_configuration_file(
+        HEAD + LOCAL +
+            "[daemon]\nshutdown_delay_seconds = 0.25\n[suspicion]\nconfirm_seconds = 2.5\n"
+            "max_grace_seconds = 10\n",
+        "cluster.toml");
     EXPECT_EQ(other.suspicion.confirm, std::chrono::milliseconds(2500));
     EXPECT_EQ(other.suspicion.max_grace_seconds, 10);
     EXPECT_EQ(other.daemon.shutdown_delay, std::chrono::milliseconds(250));
@@ -263,13 +278,13 @@ TEST(WispdClusterFile, SuspicionsGraceAndShutdownHaveTimes) {
 }
 
 TEST(WispdClusterFile, SecurityIsOffUntilItsTableIsThere) {
-    EXPECT_FALSE(parse_cluster_file(HEAD + LOCAL, "cluster.toml").security.enabled);
-    EXPECT_EQ(parse_cluster_file(HEAD + LOCAL + "[security]\n", "cluster.toml").security,
+    EXPECT_FALSE(parse_configuration_file(HEAD + LOCAL, "cluster.toml").security.enabled);
+    EXPECT_EQ(parse_configuration_file(HEAD + LOCAL + "[security]\n", "cluster.toml").security,
               (wispd::Security_Settings{true, 1, 32, {}}));
-    EXPECT_EQ(parse_cluster_file(HEAD + LOCAL +
-                                     "[security]\nenabled = false\nkey_type = \"aes-cmac\"\n"
-                                     "key_length = 24\nrotate_seconds = 60\n",
-                                 "cluster.toml")
+    EXPECT_EQ(parse_configuration_file(HEAD + LOCAL +
+                                           "[security]\nenabled = false\nkey_type = \"aes-cmac\"\n"
+                                           "key_length = 24\nrotate_seconds = 60\n",
+                                       "cluster.toml")
                   .security,
               (wispd::Security_Settings{false, 3, 24, std::chrono::seconds(60)}));
     EXPECT_EQ(error_of(HEAD + LOCAL + "[security]\nkey_type = \"rot13\"\n"),
@@ -282,7 +297,7 @@ TEST(WispdClusterFile, SecurityIsOffUntilItsTableIsThere) {
 
 TEST(WispdClusterFile, EndpointsAreRelativeToTheFileAndUsedOnce) {
     const std::string endpoint = "[[endpoint]]\nnode = 3\nport = 9000\npath = \"n3.sock\"\n";
-    const Cluster_File file = parse_cluster_file(HEAD + LOCAL + endpoint, "/etc/hb/cluster.toml");
+    const Configuration_File file = parse_configuration_file(HEAD + LOCAL + endpoint, "/etc/hb/cluster.toml");
     ASSERT_EQ(file.endpoints.size(), 1u);
     EXPECT_EQ(file.endpoints[0], (wispd::Endpoint{3, 9000, "/etc/hb/n3.sock"}));
     EXPECT_EQ(error_of(HEAD + LOCAL + endpoint + endpoint),
@@ -299,7 +314,7 @@ TEST(WispdClusterFile, EndpointsAreRelativeToTheFileAndUsedOnce) {
 
 TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {
     const std::string node = "[[node]]\nnumber = 2\n[[node.adapter]]\nnetwork = 0\naddress = \"none\"\n";
-    const Cluster_File file = parse_cluster_file(
+    const Configuration_File file = parse_configuration_file(
         HEAD + LOCAL + node + "[[node]]\nnumber = 3\n[[node.adapter]]\nnetwork = 0\naddress = \"none\"\n",
         "cluster.toml");
     EXPECT_TRUE(file.cluster.nodes[0].adapters[0].carries_ip);
@@ -316,7 +331,7 @@ TEST(WispdClusterFile, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
     ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
     for (const std::string &path : {pipe, std::string("/dev/zero")}) {
         try {
-            wispd::read_cluster_file(path);
+            wispd::read_configuration_file(path);
             ADD_FAILURE() << path << " was read";
         } catch (const wispd::Config_Error &error) {
             EXPECT_EQ(path + ": is not a regular file", error.what());
@@ -330,7 +345,7 @@ TEST(WispdClusterFile, ALineThatCouldNestTooDeeplyIsRefused) {
         dotted += ".a";
     }
     try {
-        wispd::parse_cluster_file(dotted + " = 1\n", "deep.toml");
+        wispd::parse_configuration_file(dotted + " = 1\n", "deep.toml");
         ADD_FAILURE() << "it was read";
     } catch (const wispd::Config_Error &error) {
         EXPECT_STREQ("deep.toml:2:16385: the line has more than 16384 bytes", error.what());
@@ -339,7 +354,7 @@ TEST(WispdClusterFile, ALineThatCouldNestTooDeeplyIsRefused) {
 
 TEST(WispdClusterFile, FileThatCannotBeReadIsNamed) {
     try {
-        wispd::read_cluster_file("/nonexistent/cluster.toml");
+        wispd::read_configuration_file("/nonexistent/cluster.toml");
         FAIL() << "it was read";
     } catch (const Config_Error &error) {
         EXPECT_STREQ(error.what(), "/nonexistent/cluster.toml: cannot be opened: No such file or directory");

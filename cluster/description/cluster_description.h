@@ -1,0 +1,30 @@
+// The sections of a TOML file that describe a cluster. Each function reads its section of the file `root`, of which
+// `path` stands in the errors, and throws Config_Error. Sections that are missing have their defaults.
+#ifndef WISPD_CLUSTER_DESCRIPTION_H
+#define WISPD_CLUSTER_DESCRIPTION_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cluster/configuration.h"
+#include "cluster/description/toml_reader.h"
+#include "cluster/keyring.h"
+#include "cluster/node_control.h"
+
+namespace wispd {
+
+// [cluster], which must not be missing, [heartbeat], [[network]] and [[node]].
+Configuration read_cluster(const Toml_Reader &root, const std::string &path);
+
+std::optional<Heartbeat> read_heartbeat(const Toml_Reader &root, const std::string &path);
+Suspicion_Settings read_suspicion(const Toml_Reader &root, const std::string &path);
+Security_Settings read_security(const Toml_Reader &root, const std::string &path);
+
+// Relative paths are relative to the file's directory.
+std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string &path,
+                                     const Configuration &cluster);
+
+} // namespace wispd
+
+#endif

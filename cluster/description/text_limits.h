@@ -1,0 +1,17 @@
+// How long the texts of files and commands may be, in bytes.
+#ifndef WISPD_TEXT_LIMITS_H
+#define WISPD_TEXT_LIMITS_H
+
+#include <cstddef>
+
+#include "lib/wire/hb_wire.h"
+
+namespace wispd {
+
+inline constexpr std::size_t NAME_LONGEST = 255;
+inline constexpr std::size_t PATH_LONGEST = 4095;
+inline constexpr std::size_t NETWORK_NAME_LONGEST = HB_NETWORK_NAME_SIZE - 1;
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,41 @@
+// How this daemon serves its cluster.
+#ifndef WISPD_SETTINGS_H
+#define WISPD_SETTINGS_H
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "cluster/description/control_server.h"
+#include "cluster/description/daemon_section.h"
+#include "daemon/user_limits.h"
+
+namespace wispd {
+
+struct Daemon_Settings {
+    std::string socket;        // empty: by the environment
+    std::string control;       // empty: the socket's path + ".control"
+    std::string group;         // empty: the group that the daemon runs as
+    std::string act_group;     // empty: no group may act on the node
+    std::string control_group; // empty: no group may use the control socket
+    mode_t socket_mode = 0660;
+    std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
+    std::size_t client_queue_bytes = 16777216;
+    User_Limits users;
+    std::chrono::microseconds control_idle = Control_Server::IDLE;
+    std::chrono::microseconds shutdown_delay{5000000};
+    std::string log_file; // empty: the system log
+    std::string log_level = "info";
+
+    bool operator==(const Daemon_Settings &) const = default;
+};
+
+// What the file says; the default for what it does not say.
+Daemon_Settings settings_of(const Daemon_Section &section);
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,34 @@
+// A cluster's TOML file as wispd and the cluster services read it: the cluster, or the engine that it comes from.
+#ifndef WISPD_CLUSTER_FILE_H
+#define WISPD_CLUSTER_FILE_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cluster/configuration.h"
+#include "cluster/description/daemon_section.h"
+#include "cluster/keyring.h"
+#include "cluster/node_control.h"
+#include "engine/engine_settings.h"
+
+namespace wispd {
+
+struct Cluster_File {
+    Configuration cluster; // where it comes from an engine, only its size
+    std::optional<Engine_Settings> engine;
+    Daemon_Section daemon_section;
+    Suspicion_Settings suspicion;
+    Security_Settings security;
+    std::vector<Endpoint> endpoints;
+    std::string timeline; // empty: none
+};
+
+// Both throw Config_Error. A relative timeline is taken to be relative to the file's directory.
+Cluster_File read_cluster_file(const std::string &path);
+Cluster_File parse_cluster_file(std::string_view document, const std::string &path);
+
+} // namespace wispd
+
+#endif
