@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <deque>
 #include <map>
 #include <optional>
 
@@ -14,10 +13,11 @@
 #include <asio/steady_timer.hpp>
 
 #include "cluster/cluster.h"
-#include "cluster/description/command.h"
-#include "cluster/description/command_json.h"
+#include "cluster/description/command_executor.h"
 #include "cluster/description/control_server.h"
-#include "cluster/description/timeline_player.h"
+#include "cluster/description/failure_id.h"
+#include "cluster/description/suspicion_timer.h"
+#include "cluster/description/timeline_run.h"
 #include "cluster/keyring.h"
 #include "cluster/node_control.h"
 #include "cluster/routes.h"
@@ -38,26 +38,10 @@
 #include "host/socket_file.h"
 #include "host/start_failure.h"
 #include "host/text.h"
-#include "qz_ffdc.h"
 
 namespace wispd {
 
 namespace {
-
-std::string make_failure_id() {
-    fc_eid_t id = "";
-    if (qz_ffdc_make_id(id) != 0) {
-        log_error(text("cannot create a first-failure identifier: ", std::strerror(errno)));
-        return {};
-    }
-    return id;
-}
-
-// Why a command failed: in full, and without anything of what a file holds.
-struct Failure {
-    std::string reason;
-    std::string outline;
-};
 
 Failure failure_of(const std::string &path, const std::exception &error) {
     if (dynamic_cast<const File_Error *>(&error) != nullptr) {
@@ -65,8 +49,6 @@ Failure failure_of(const std::string &path, const std::exception &error) {
     }
     return {error.what(), text(path, ": rejected; only root and wispd's user can see the reason")};
 }
-
-using Finished = std::function<void(const std::optional<Failure> &)>;
 
 // What asked for a file to be read anew.
 enum class Reload { by_signal, by_command };
@@ -111,18 +93,11 @@ class Daemon::Impl {
     Shared_Segments claim_socket();
     bool may_control(const Peer &peer);
     void answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply);
-    void play(const Timeline_Event &event);
-    void perform(const Timeline_Event &event);
-    void go_on_playing();
-    void need_no_timeline() const;
-    void begin_timeline(std::vector<Timeline_Event> events);
-    void play_timeline(const std::string &path, const Finished &finished);
+    Timeline_Run::Handlers timeline_handlers();
+    Command_Executor::Handlers command_handlers();
     void wait_for_signal();
     void stop(const char *why);
 
-    void execute(const Command &command, const Finished &finished);
-    void execute_at_once(const Command &command);
-    void report_failure(Command command);
     template <typename Read, typename Use>
     void load(const std::string &path, Read read, Use use, const Finished &finished);
     void reload(const std::string &path, Reload why, const Finished &finished);
@@ -134,8 +109,6 @@ class Daemon::Impl {
     Client_Handlers client_handlers();
     Outcome act(const Node_Request &request);
     Outcome shut_down_later();
-    bool raise_suspect(const Command &command);
-    void await_suspicions();
     void confirm_suspicions();
     void refresh_routes(const Changes &changes);
     void rotate_keys();
@@ -165,15 +138,14 @@ class Daemon::Impl {
     Shared_Segments segments_;
     Route_Writer route_writer_;
     std::optional<Publisher> publisher_;
-    std::optional<Timeline_Player> timeline_;
     // The users that lines of later events are charged to; none for what the configuration causes.
     std::optional<uid_t> timeline_user_;
     std::optional<uid_t> suspecting_user_;
-    bool timeline_waits_ = false;     // for a file that one of its events named
-    std::deque<Timeline_Event> held_; // those that came due meanwhile
+    Timeline_Run timeline_;
+    Command_Executor executor_;
     std::optional<Engine_Source> engine_;
     asio::signal_set signals_;
-    asio::steady_timer suspicion_;
+    Suspicion_Timer suspicion_timer_;
     asio::steady_timer rotation_;
     asio::steady_timer summary_;
     bool awaits_summary_ = false;
@@ -187,7 +159,9 @@ Daemon::Impl::Impl(Start start)
       node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
       routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
       segments_(claim_socket()), route_writer_(context_, segments_, routes_),
-      signals_(context_, SIGTERM, SIGINT, SIGHUP), suspicion_(context_), rotation_(context_),
+      timeline_(context_, start_.timeline, timeline_handlers()),
+      executor_(cluster_, node_control_, command_handlers()), signals_(context_, SIGTERM, SIGINT, SIGHUP),
+      suspicion_timer_(context_, node_control_, [this] { confirm_suspicions(); }), rotation_(context_),
       summary_(context_) {
     signal(SIGPIPE, SIG_IGN);
     client_log_.on_suppression([this] { await_summary(); });
@@ -215,8 +189,8 @@ Daemon::Impl::Impl(Start start)
         engine_.emplace(context_, std::move(followed_.follower), *followed_.first,
                         [this](const Engine_Step &step) { follow(step); });
     }
-    if (!start_.timeline.empty()) {
-        begin_timeline(start_.timeline);
+    if (timeline_.has_configured()) {
+        timeline_.play("", [](const auto &) {});
     }
 }
 
@@ -279,146 +253,51 @@ bool Daemon::Impl::may_control(const Peer &peer) {
 
 void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply) {
     const Log_Charge charge(client_log_, peer.uid);
-    try {
-        const Command command = parse_command_line(line);
-        if (command.verb == Verb::state) {
-            reply({state()});
-        } else if (command.verb == Verb::stop) {
-            reply({ok_line(), true});
-        } else {
-            const bool in_full = is_trusted(peer, geteuid()); // may know what is in a file that wispd reads
-            execute(command, [reply, in_full](const std::optional<Failure> &failure) {
-                reply({failure ? error_line(in_full ? failure->reason : failure->outline) : ok_line()});
-            });
-        }
-    } catch (const std::runtime_error &error) {
-        reply({error_line(error.what())});
-    }
+    const bool in_full = is_trusted(peer, geteuid()); // may know what is in a file that wispd reads
+    executor_.answer(line, in_full, reply);
 }
 
-// Events come in their order, also when one of them has a file read.
-void Daemon::Impl::play(const Timeline_Event &event) {
-    held_.push_back(event);
-    go_on_playing();
-}
-
-void Daemon::Impl::go_on_playing() {
-    while (!timeline_waits_ && !held_.empty()) {
-        const Timeline_Event event = std::move(held_.front());
-        held_.pop_front();
-        perform(event);
-    }
-}
-
-void Daemon::Impl::perform(const Timeline_Event &event) {
-    const std::unique_ptr<Log_Charge> charge = charge_to(timeline_user_);
-    log_info(text("timeline: ", verb_name(event.command.verb)));
-    if (event.command.verb == Verb::stop) {
-        stop("requested by the timeline");
-        return;
-    }
-    if (event.command.verb == Verb::reconfigure) {
-        timeline_waits_ = true;
-    }
-    try {
-        execute(event.command, [this, place = event.place](const std::optional<Failure> &failure) {
-            if (failure) {
-                log_warning(text(place, ": ", failure->reason));
-            }
-            if (std::exchange(timeline_waits_, false)) {
-                go_on_playing();
-            }
-        });
-    } catch (const std::runtime_error &error) {
-        timeline_waits_ = false;
-        log_warning(text(event.place, ": ", error.what()));
-    }
-}
-
-void Daemon::Impl::need_no_timeline() const {
-    if (timeline_ && (timeline_->played() < timeline_->size() || timeline_waits_)) {
-        throw Refused(text("a timeline is already playing: ", timeline_->played(), " of its ",
-                           timeline_->size(), " events are done"));
-    }
-}
-
-void Daemon::Impl::begin_timeline(std::vector<Timeline_Event> events) {
-    timeline_user_ = client_log_.charged();
-    timeline_.emplace(context_, std::move(events), [this](const Timeline_Event &event) { play(event); });
-}
-
-void Daemon::Impl::play_timeline(const std::string &path, const Finished &finished) {
-    need_no_timeline();
-    if (path.empty()) {
-        if (start_.timeline.empty()) {
-            throw Refused("no timeline is configured; name one");
-        }
-        begin_timeline(start_.timeline);
-        finished(std::nullopt);
-        return;
-    }
-    const auto use = [this, path](std::vector<Timeline_Event> &&events) {
-        need_no_timeline(); // another one may have begun meanwhile
-        if (events.empty()) {
-            throw Refused(text("the timeline ", path, " has no events"));
-        }
-        begin_timeline(std::move(events));
+Timeline_Run::Handlers Daemon::Impl::timeline_handlers() {
+    Timeline_Run::Handlers handlers;
+    handlers.read = [this](const std::string &path, const Timeline_Run::Use &use, const Finished &finished) {
+        load(path, read_named_timeline, use, finished);
     };
-    load(path, read_named_timeline, use, finished);
-}
-
-// Ends with a call of `finished`, now or later, or throws.
-void Daemon::Impl::execute(const Command &command, const Finished &finished) {
-    if (command.verb == Verb::play) {
-        play_timeline(command.timeline, finished);
-    } else if (command.verb == Verb::reconfigure) {
-        reload(command.config, Reload::by_command, finished);
-    } else {
-        execute_at_once(command);
-        finished(std::nullopt);
-    }
-}
-
-void Daemon::Impl::execute_at_once(const Command &command) {
-    if (command.verb == Verb::ffdc) {
-        report_failure(command);
-    } else if (command.verb == Verb::rotate_key) {
-        rotate_keys();
-    } else if (const std::optional<Node_Request> request = node_request_of(command, cluster_)) {
-        const Outcome outcome = act(*request);
-        if (outcome.status != REQUEST_DONE) {
-            throw Refused(outcome.note);
+    handlers.execute = [this](const Command &command, const Finished &finished) {
+        if (command.verb == Verb::stop) {
+            stop("requested by the timeline");
+        } else {
+            executor_.execute(command, finished);
         }
-        log_info(outcome.note);
-        tell(outcome.changes);
-    } else if (!raise_suspect(command)) {
-        tell(apply(command, cluster_));
-    }
+    };
+    handlers.begun = [this] { timeline_user_ = client_log_.charged(); };
+    handlers.charge = [this] { return std::shared_ptr<void>(charge_to(timeline_user_)); };
+    return handlers;
 }
 
-// That somebody who is suspected is up is news, although nothing changes by it.
-bool Daemon::Impl::raise_suspect(const Command &command) {
-    const bool cleared = (command.verb == Verb::node_up && node_control_.clear_node(command.node)) ||
-                         (command.verb == Verb::adapter_up && node_control_.clear_adapter(command.adapter));
-    if (cleared) {
+Command_Executor::Handlers Daemon::Impl::command_handlers() {
+    Command_Executor::Handlers handlers;
+    handlers.why_unsupported = [](Verb) { return std::string(); };
+    handlers.act = [this](const Node_Request &request) {
+        Outcome outcome = act(request);
+        if (outcome.status == REQUEST_DONE) {
+            log_info(outcome.note);
+        }
+        return outcome;
+    };
+    handlers.suspicion_ended = [](const Command &command) {
         log_info(text("suspicion cleared by ", verb_name(command.verb)));
-        try {
-            tell(apply(command, cluster_));
-        } catch (const Refused &) {
-            // It is up, with all that belongs to it.
-        }
-    }
-    return cleared;
-}
-
-void Daemon::Impl::report_failure(Command command) {
-    if (command.id.empty()) {
-        command.id = make_failure_id();
-    }
-    if (command.id.empty()) {
-        throw Refused("cannot create a first-failure identifier; give one");
-    }
-    tell(apply(command, cluster_));
+    };
+    handlers.changed = [this](const Changes &changes) { tell(changes); };
+    handlers.reload = [this](const std::string &path, const Finished &finished) {
+        reload(path, Reload::by_command, finished);
+    };
+    handlers.play = [this](const std::string &path, const Finished &finished) {
+        timeline_.play(path, finished);
+    };
+    handlers.rotate_keys = [this] { rotate_keys(); };
+    handlers.state_line = [this] { return state(); };
+    handlers.rejected = [](const std::string &) {};
+    return handlers;
 }
 
 // Reads the file apart from the thread that serves clients, and uses it in that thread.
@@ -516,7 +395,7 @@ void Daemon::Impl::tell(const Changes &changes) {
     }
     log_changes(changes, failure_id, cluster_);
     node_control_.heed(changes);
-    await_suspicions();
+    suspicion_timer_.set();
     if (changes.configuration_updated) {
         segments_.publish(cluster_.configured_adapters());
     }
@@ -544,7 +423,7 @@ Outcome Daemon::Impl::act(const Node_Request &request) {
     if (suspects && outcome.status == REQUEST_DONE) {
         suspecting_user_ = client_log_.charged();
     }
-    await_suspicions();
+    suspicion_timer_.set();
     return outcome;
 }
 
@@ -562,18 +441,6 @@ Outcome Daemon::Impl::shut_down_later() {
     return {REQUEST_DONE, 0, text("wispd stops in ", delay.count() / 1000, " ms"), {}};
 }
 
-void Daemon::Impl::await_suspicions() {
-    suspicion_.cancel();
-    if (const std::optional<Time> due = node_control_.next_due()) {
-        suspicion_.expires_at(*due);
-        suspicion_.async_wait([this](const asio::error_code &aborted) {
-            if (!aborted) {
-                confirm_suspicions();
-            }
-        });
-    }
-}
-
 void Daemon::Impl::confirm_suspicions() {
     const std::unique_ptr<Log_Charge> charge = charge_to(suspecting_user_);
     const Outcome deaths = node_control_.confirm_due(std::chrono::steady_clock::now());
@@ -581,7 +448,7 @@ void Daemon::Impl::confirm_suspicions() {
         log_info(deaths.note);
         tell(deaths.changes);
     }
-    await_suspicions();
+    suspicion_timer_.set();
 }
 
 void Daemon::Impl::refresh_routes(const Changes &changes) {
@@ -658,10 +525,7 @@ std::map<uid_t, User_Status> Daemon::Impl::users() const {
 
 std::string Daemon::Impl::state() const {
     const std::optional<Engine_Status> engine = engine_ ? std::optional(engine_->status()) : std::nullopt;
-    Timeline_Status timeline;
-    if (timeline_) {
-        timeline = {timeline_->size(), timeline_->played()};
-    }
+    const Timeline_Status timeline{timeline_.size(), timeline_.played()};
     return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
                        keyring_, publisher_->clients(), users(), timeline, engine ? &*engine : nullptr,
                        shutdown_.has_value(), std::chrono::steady_clock::now()});

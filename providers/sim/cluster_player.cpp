@@ -10,14 +10,13 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
 
 #include "cluster/cluster.h"
-#include "cluster/description/command.h"
-#include "cluster/description/command_json.h"
+#include "cluster/description/command_executor.h"
 #include "cluster/description/control_server.h"
+#include "cluster/description/suspicion_timer.h"
 #include "cluster/description/timeline.h"
-#include "cluster/description/timeline_player.h"
+#include "cluster/description/timeline_run.h"
 #include "cluster/node_control.h"
 #include "engine/cluster_file.h"
 #include "host/log.h"
@@ -36,7 +35,7 @@ namespace {
 using mox_service::events_between;
 using mox_service::picture_of;
 using wispd::Command;
-using wispd::Refused;
+using wispd::Finished;
 using wispd::text;
 using wispd::Verb;
 
@@ -78,43 +77,43 @@ class Cluster_Player::Impl {
 
   private:
     void listen(const std::string &path);
-    wispd::Control_Answer answer(std::string_view line);
-    void execute(const Command &command);
+    wispd::Timeline_Run::Handlers timeline_handlers();
+    wispd::Command_Executor::Handlers command_handlers();
     void reload(const std::string &path);
-    bool raise_suspect(const Command &command);
     void show(const wispd::Changes &changes);
     void become(const Picture &picture, const std::vector<Told> &events);
-    void await_suspicions();
-    void play_timeline(const std::string &path);
-    void play(const wispd::Timeline_Event &event);
 
     asio::io_context context_{1};
     asio::executor_work_guard<asio::io_context::executor_type> work_{context_.get_executor()};
     std::string config_;
     wispd::Cluster_File file_;
-    std::vector<wispd::Timeline_Event> configured_timeline_;
     wispd::Cluster cluster_;
     wispd::Node_Control node_control_;
     Picture picture_;
     wispd::Socket_File control_file_;
     std::optional<wispd::Control_Server> control_;
-    std::optional<wispd::Timeline_Player> timeline_;
-    asio::steady_timer suspicion_;
+    wispd::Timeline_Run timeline_;
+    wispd::Command_Executor executor_;
+    wispd::Suspicion_Timer suspicion_timer_;
     Simulated_Service service_;
     std::thread thread_;
 };
 
 Cluster_Player::Impl::Impl(const Play &play)
-    : config_(wispd::absolute_path(play.config)), file_(read_own_cluster(config_)),
-      configured_timeline_(timeline_of(file_)), cluster_(file_.cluster),
-      node_control_(cluster_, file_.suspicion), picture_(picture_of(cluster_)), suspicion_(context_) {
+    : config_(wispd::absolute_path(play.config)), file_(read_own_cluster(config_)), cluster_(file_.cluster),
+      node_control_(cluster_, file_.suspicion), picture_(picture_of(cluster_)),
+      timeline_(context_, timeline_of(file_), timeline_handlers()),
+      executor_(cluster_, node_control_, command_handlers()), suspicion_timer_(context_, node_control_, [this] {
+          show(node_control_.confirm_due(std::chrono::steady_clock::now()).changes);
+      }) {
     if (!play.control.empty()) {
         listen(wispd::absolute_path(play.control));
     }
     service_.set_cluster(cluster_.name(), static_cast<uint32_t>(cluster_.local_node()));
     service_.change(picture_, {});
-    if (!configured_timeline_.empty()) {
-        service_.when_first_opened([this] { asio::post(context_, [this] { play_timeline(""); }); });
+    if (timeline_.has_configured()) {
+        service_.when_first_opened(
+            [this] { asio::post(context_, [this] { timeline_.play("", [](const auto &) {}); }); });
     }
     const wispd::Signals_Blocked blocked;
     thread_ = std::thread([this] { context_.run(); });
@@ -140,44 +139,56 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     // Only this process's own user can connect: its files are the program's own.
     const auto may_control = [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); };
     const auto on_line = [this](const wispd::Peer &, std::string_view line,
-                                const wispd::Control_Server::Reply &reply) { reply(answer(line)); };
+                                const wispd::Control_Server::Reply &reply) {
+        executor_.answer(line, true, reply);
+    };
     control_.emplace(context_, control_file_.release(), wispd::Control_Server::IDLE,
                      wispd::Control_Server::Handlers{may_control, on_line, [] {}});
 }
 
-wispd::Control_Answer Cluster_Player::Impl::answer(std::string_view line) {
-    try {
-        const Command command = wispd::parse_command_line(line);
-        if (command.verb == Verb::state) {
-            return {state_line({cluster_.name(), cluster_.local_node(), picture_, service_.monitors_opened(),
-                                timeline_ ? timeline_->size() : 0, timeline_ ? timeline_->played() : 0})};
+// The same timeline also drives wispd, so that what is only for it is passed over.
+wispd::Timeline_Run::Handlers Cluster_Player::Impl::timeline_handlers() {
+    wispd::Timeline_Run::Handlers handlers;
+    handlers.read = [](const std::string &path, const wispd::Timeline_Run::Use &use, const Finished &finished) {
+        use(wispd::read_timeline(path));
+        finished(std::nullopt);
+    };
+    handlers.execute = [this](const Command &command, const Finished &finished) {
+        if (!is_foreign_to_services(command.verb)) {
+            executor_.execute(command, finished);
         }
-        execute(command);
-        return {wispd::ok_line()};
-    } catch (const std::runtime_error &error) {
-        wispd::log_info(text("rejected: ", error.what()));
-        return {wispd::error_line(error.what())};
-    }
+    };
+    handlers.begun = [] {};
+    handlers.charge = [] { return nullptr; };
+    return handlers;
 }
 
-void Cluster_Player::Impl::execute(const Command &command) {
-    if (is_foreign_to_services(command.verb)) {
-        throw Refused(text(wispd::verb_name(command.verb),
-                           " applies to wispd only; a cluster service does not report it"));
-    }
-    if (command.verb == Verb::play) {
-        play_timeline(command.timeline);
-    } else if (command.verb == Verb::reconfigure) {
-        reload(command.config.empty() ? config_ : command.config);
-    } else if (const auto request = wispd::node_request_of(command, cluster_)) {
-        const wispd::Outcome outcome = node_control_.act(*request, std::chrono::steady_clock::now());
-        if (outcome.status != wispd::REQUEST_DONE) {
-            throw Refused(outcome.note);
-        }
-        show(outcome.changes);
-    } else if (!raise_suspect(command)) {
-        show(wispd::apply(command, cluster_));
-    }
+wispd::Command_Executor::Handlers Cluster_Player::Impl::command_handlers() {
+    wispd::Command_Executor::Handlers handlers;
+    handlers.why_unsupported = [](Verb verb) {
+        return is_foreign_to_services(verb)
+                   ? text(wispd::verb_name(verb), " is for wispd; a cluster service tells nothing of it")
+                   : std::string();
+    };
+    handlers.act = [this](const wispd::Node_Request &request) {
+        return node_control_.act(request, std::chrono::steady_clock::now());
+    };
+    handlers.suspicion_ended = [](const Command &) {};
+    handlers.changed = [this](const wispd::Changes &changes) { show(changes); };
+    handlers.reload = [this](const std::string &path, const Finished &finished) {
+        reload(path.empty() ? config_ : path);
+        finished(std::nullopt);
+    };
+    handlers.play = [this](const std::string &path, const Finished &finished) {
+        timeline_.play(path, finished);
+    };
+    handlers.rotate_keys = [] {}; // unsupported
+    handlers.state_line = [this] {
+        return state_line({cluster_.name(), cluster_.local_node(), picture_, service_.monitors_opened(),
+                           timeline_.size(), timeline_.played()});
+    };
+    handlers.rejected = [](const std::string &why) { wispd::log_info(text("refused: ", why)); };
+    return handlers;
 }
 
 void Cluster_Player::Impl::reload(const std::string &path) {
@@ -185,27 +196,13 @@ void Cluster_Player::Impl::reload(const std::string &path) {
     const wispd::Changes changes = cluster_.reconfigure(file.cluster);
     node_control_.set(file.suspicion);
     node_control_.heed(changes);
-    await_suspicions();
+    suspicion_timer_.set();
     become(picture_of(cluster_), {mox_service::reconfiguration()});
-}
-
-// That somebody who is suspected is up is no news, but ends the suspicion.
-bool Cluster_Player::Impl::raise_suspect(const Command &command) {
-    const bool cleared = (command.verb == Verb::node_up && node_control_.clear_node(command.node)) ||
-                         (command.verb == Verb::adapter_up && node_control_.clear_adapter(command.adapter));
-    if (cleared) {
-        try {
-            show(wispd::apply(command, cluster_));
-        } catch (const Refused &) {
-            // It is up, with all that belongs to it.
-        }
-    }
-    return cleared;
 }
 
 void Cluster_Player::Impl::show(const wispd::Changes &changes) {
     node_control_.heed(changes);
-    await_suspicions();
+    suspicion_timer_.set();
     Picture picture = picture_of(cluster_);
     const std::vector<Told> events = events_between(picture_, picture);
     become(std::move(picture), events);
@@ -214,45 +211,6 @@ void Cluster_Player::Impl::show(const wispd::Changes &changes) {
 void Cluster_Player::Impl::become(const Picture &picture, const std::vector<Told> &events) {
     picture_ = picture;
     service_.change(picture_, events);
-}
-
-void Cluster_Player::Impl::await_suspicions() {
-    suspicion_.cancel();
-    if (const std::optional<wispd::Time> due = node_control_.next_due()) {
-        suspicion_.expires_at(*due);
-        suspicion_.async_wait([this](const asio::error_code &aborted) {
-            if (!aborted) {
-                show(node_control_.confirm_due(std::chrono::steady_clock::now()).changes);
-            }
-        });
-    }
-}
-
-void Cluster_Player::Impl::play_timeline(const std::string &path) {
-    if (timeline_ && timeline_->played() < timeline_->size()) {
-        throw Refused(text("a timeline is already playing: ", timeline_->played(), " of its ",
-                           timeline_->size(), " events are done"));
-    }
-    std::vector<wispd::Timeline_Event> events =
-        path.empty() ? configured_timeline_ : wispd::read_timeline(path);
-    if (events.empty()) {
-        throw Refused(path.empty() ? std::string("no timeline is configured; name one")
-                                   : text("the timeline ", path, " has no events"));
-    }
-    timeline_.emplace(context_, std::move(events), [this](const wispd::Timeline_Event &event) { play(event); });
-}
-
-// The same timeline also drives wispd, so that what is only for it is passed over.
-void Cluster_Player::Impl::play(const wispd::Timeline_Event &event) {
-    wispd::log_info(text("timeline: ", wispd::verb_name(event.command.verb)));
-    if (is_foreign_to_services(event.command.verb)) {
-        return;
-    }
-    try {
-        execute(event.command);
-    } catch (const std::runtime_error &error) {
-        wispd::log_warning(text(event.place, ": ", error.what()));
-    }
 }
 
 Cluster_Player::Cluster_Player(const Play &play) : impl_(std::make_unique<Impl>(play)) {}

@@ -6,6 +6,7 @@ if(TARGET hb_daemon)
     wispd/client_log_test.cpp
     wispd/cluster_test.cpp
     wispd/configuration_file_test.cpp
+    wispd/command_executor_test.cpp
     wispd/command_test.cpp
     wispd/control_server_test.cpp
     wispd/endpoints_test.cpp

@@ -1,0 +1,93 @@
+#include "cluster/description/command_executor.h"
+
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "cluster/description/command_json.h"
+#include "cluster/description/failure_id.h"
+
+namespace wispd {
+
+Command_Executor::Command_Executor(Cluster &cluster, Node_Control &control, Handlers handlers)
+    : cluster_(cluster), control_(control), handlers_(std::move(handlers)) {}
+
+void Command_Executor::check_supported(Verb verb) const {
+    if (const std::string why = handlers_.why_unsupported(verb); !why.empty()) {
+        throw Refused(why);
+    }
+}
+
+void Command_Executor::answer(std::string_view line, bool in_full, const Control_Server::Reply &reply) {
+    try {
+        const Command command = parse_command_line(line);
+        check_supported(command.verb);
+        if (command.verb == Verb::state) {
+            reply({handlers_.state_line()});
+        } else if (command.verb == Verb::stop) {
+            reply({ok_line(), true});
+        } else {
+            execute(command, [reply, in_full](const std::optional<Failure> &failure) {
+                reply({failure ? error_line(in_full ? failure->reason : failure->outline) : ok_line()});
+            });
+        }
+    } catch (const std::runtime_error &error) {
+        handlers_.rejected(error.what());
+        reply({error_line(error.what())});
+    }
+}
+
+void Command_Executor::execute(const Command &command, const Finished &finished) {
+    check_supported(command.verb);
+    if (command.verb == Verb::play) {
+        handlers_.play(command.timeline, finished);
+    } else if (command.verb == Verb::reconfigure) {
+        handlers_.reload(command.config, finished);
+    } else {
+        execute_at_once(command);
+        finished(std::nullopt);
+    }
+}
+
+void Command_Executor::execute_at_once(const Command &command) {
+    if (command.verb == Verb::ffdc) {
+        report_failure(command);
+    } else if (command.verb == Verb::rotate_key) {
+        handlers_.rotate_keys();
+    } else if (const std::optional<Node_Request> request = node_request_of(command, cluster_)) {
+        const Outcome outcome = handlers_.act(*request);
+        if (outcome.status != REQUEST_DONE) {
+            throw Refused(outcome.note);
+        }
+        handlers_.changed(outcome.changes);
+    } else if (!end_suspicion(command)) {
+        handlers_.changed(apply(command, cluster_));
+    }
+}
+
+// That a suspected node or adapter is up is news, although nothing changes by it.
+bool Command_Executor::end_suspicion(const Command &command) {
+    const bool ended = (command.verb == Verb::node_up && control_.clear_node(command.node)) ||
+                       (command.verb == Verb::adapter_up && control_.clear_adapter(command.adapter));
+    if (ended) {
+        handlers_.suspicion_ended(command);
+        try {
+            handlers_.changed(apply(command, cluster_));
+        } catch (const Refused &) {
+            // It is up, with all that belongs to it.
+        }
+    }
+    return ended;
+}
+
+void Command_Executor::report_failure(Command command) {
+    if (command.id.empty()) {
+        command.id = make_failure_id();
+    }
+    if (command.id.empty()) {
+        throw Refused("cannot create a first-failure identifier; give one");
+    }
+    handlers_.changed(apply(command, cluster_));
+}
+
+} // namespace wispd

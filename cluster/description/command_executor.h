@@ -1,0 +1,57 @@
+// Executes the commands of the control socket and of timelines, in wispd and in the simulated cluster service.
+#ifndef WISPD_COMMAND_EXECUTOR_H
+#define WISPD_COMMAND_EXECUTOR_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "cluster/cluster.h"
+#include "cluster/description/command.h"
+#include "cluster/description/command_result.h"
+#include "cluster/description/control_server.h"
+#include "cluster/node_control.h"
+
+namespace wispd {
+
+class Command_Executor {
+  public:
+    // What differs between the programs.
+    struct Handlers {
+        std::function<std::string(Verb)> why_unsupported; // empty: the program executes the verb
+        std::function<Outcome(const Node_Request &)> act;
+        std::function<void(const Command &)> suspicion_ended;
+        std::function<void(const Changes &)> changed;
+        // Both call `finished`, now or later, or throw std::runtime_error. An empty path: the configured file.
+        std::function<void(const std::string &path, const Finished &finished)> reload;
+        std::function<void(const std::string &path, const Finished &finished)> play;
+        std::function<void()> rotate_keys;
+        std::function<std::string()> state_line;
+        std::function<void(const std::string &why)> rejected; // a line of the control socket
+    };
+
+    Command_Executor(Cluster &cluster, Node_Control &control, Handlers handlers);
+    Command_Executor(const Command_Executor &) = delete;
+    Command_Executor &operator=(const Command_Executor &) = delete;
+
+    // Executes a line of the control socket. Where it fails, the answer says why: `in_full`, or without anything of what
+    // a file holds.
+    void answer(std::string_view line, bool in_full, const Control_Server::Reply &reply);
+
+    // Every verb but stop and state. Calls `finished`, now or later, or throws std::runtime_error.
+    void execute(const Command &command, const Finished &finished);
+
+  private:
+    void check_supported(Verb verb) const;
+    void execute_at_once(const Command &command);
+    bool end_suspicion(const Command &command);
+    void report_failure(Command command);
+
+    Cluster &cluster_;
+    Node_Control &control_;
+    Handlers handlers_;
+};
+
+} // namespace wispd
+
+#endif

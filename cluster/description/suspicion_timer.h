@@ -1,0 +1,29 @@
+// Calls when suspicions of a Node_Control are due.
+#ifndef WISPD_SUSPICION_TIMER_H
+#define WISPD_SUSPICION_TIMER_H
+
+#include <functional>
+
+#include <asio/steady_timer.hpp>
+
+#include "cluster/node_control.h"
+
+namespace wispd {
+
+class Suspicion_Timer {
+  public:
+    // `control` must outlive this.
+    Suspicion_Timer(asio::io_context &context, const Node_Control &control, std::function<void()> on_due);
+
+    // To be called after any change of the suspicions, also after those that were due.
+    void set();
+
+  private:
+    const Node_Control &control_;
+    std::function<void()> on_due_;
+    asio::steady_timer timer_;
+};
+
+} // namespace wispd
+
+#endif
