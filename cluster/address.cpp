@@ -5,18 +5,12 @@
 #include <functional>
 #include <string_view>
 
+#include "common/ip_address.h"
+
 namespace wispd {
 
 std::optional<Hb_IP_address6> parse_address(const std::string &text) {
-    Hb_IP_address6 address{};
-    in_addr four{};
-    if (inet_pton(AF_INET, text.c_str(), &four) == 1) {
-        return mapped(four);
-    }
-    if (inet_pton(AF_INET6, text.c_str(), &address.i6_ipv6) == 1) {
-        return address;
-    }
-    return std::nullopt;
+    return common::parse_address<Hb_IP_address6>(text);
 }
 
 Hb_IP_address6 mapped(Hb_IP_address4 address) {
@@ -39,16 +33,7 @@ bool fits_interface(Hb_IP_address4 address) {
 }
 
 std::string address_text(const Hb_IP_address6 &address) {
-    if (!is_address(address)) {
-        return "none";
-    }
-    char buffer[INET6_ADDRSTRLEN] = "";
-    if (IN6_IS_ADDR_V4MAPPED(&address.i6_ipv6)) {
-        inet_ntop(AF_INET, &address.v4_in_v6.v4_in_v6_ipv4, buffer, sizeof buffer);
-    } else {
-        inet_ntop(AF_INET6, &address.i6_ipv6, buffer, sizeof buffer);
-    }
-    return buffer;
+    return is_address(address) ? common::address_text(address) : "none";
 }
 
 bool same_address(const Hb_IP_address6 &a, const Hb_IP_address6 &b) {

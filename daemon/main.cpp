@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/printable.h"
 #include "daemon/daemon.h"
 #include "daemon/system_setup.h"
 #include "engine/engine_access.h"
@@ -18,7 +19,6 @@
 #include "host/process_setup.h"
 #include "host/start_failure.h"
 #include "host/text.h"
-#include "terminal/printable.h"
 
 namespace {
 

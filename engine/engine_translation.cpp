@@ -25,13 +25,11 @@ Hb_IP_address6 looked_up(const std::string &name) {
         return address;
     }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
-    char text[INET6_ADDRSTRLEN] = "";
-    const void *bytes =
-        found->ai_family == AF_INET
-            ? static_cast<const void *>(&reinterpret_cast<sockaddr_in *>(found->ai_addr)->sin_addr)
-            : &reinterpret_cast<sockaddr_in6 *>(found->ai_addr)->sin6_addr;
-    if (inet_ntop(found->ai_family, bytes, text, sizeof text) != nullptr) {
-        address = parse_address(text).value_or(address);
+    if (found->ai_family == AF_INET) {
+        return mapped(reinterpret_cast<const sockaddr_in *>(found->ai_addr)->sin_addr);
+    }
+    if (found->ai_family == AF_INET6) {
+        address.i6_ipv6 = reinterpret_cast<const sockaddr_in6 *>(found->ai_addr)->sin6_addr;
     }
     return address;
 }

@@ -12,8 +12,8 @@
 #include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
 
+#include "common/printable.h"
 #include "host/log_file.h"
-#include "terminal/printable.h"
 
 namespace wispd {
 

@@ -11,8 +11,8 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include "common/printable.h"
 #include "host/text.h"
-#include "terminal/printable.h"
 
 namespace wispd {
 

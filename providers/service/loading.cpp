@@ -10,9 +10,9 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include "common/printable.h"
 #include "host/log.h"
 #include "qz_mox.h"
-#include "terminal/printable.h"
 
 namespace mox_service {
 

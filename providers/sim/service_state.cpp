@@ -1,6 +1,6 @@
 #include "providers/sim/service_state.h"
 
-#include <cstring>
+#include <bit>
 
 #include <nlohmann/json.hpp>
 
@@ -15,9 +15,7 @@ using mox_service::Picture;
 using nlohmann::ordered_json;
 
 std::string address_text(const qz_mox_IP_address6_t &from) {
-    Hb_IP_address6 address{};
-    std::memcpy(&address, &from, sizeof address);
-    return wispd::address_text(address);
+    return wispd::address_text(std::bit_cast<Hb_IP_address6>(from));
 }
 
 const char *state_name(bool up) {

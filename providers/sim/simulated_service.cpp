@@ -5,8 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include <arpa/inet.h>
-
+#include "common/ip_address.h"
 #include "providers/service/service_lists.h"
 
 namespace mox_sim {
@@ -19,16 +18,11 @@ Simulated_Service *installed = nullptr;
 } // namespace
 
 qz_mox_IP_address6_t address_of(const std::string &text) {
-    qz_mox_IP_address6_t address{};
-    if (inet_pton(AF_INET6, text.c_str(), &address) == 1) {
-        return address;
-    }
-    address = {};
-    if (inet_pton(AF_INET, text.c_str(), &address.v4.v4_in_v6_ipv4) != 1) {
+    const auto address = common::parse_address<qz_mox_IP_address6_t>(text);
+    if (!address) {
         throw std::invalid_argument("'" + text + "' is not an address");
     }
-    address.v4.filler[2] = htonl(0xFFFF);
-    return address;
+    return *address;
 }
 
 // What the seam calls. Everything stands under the service's lock.

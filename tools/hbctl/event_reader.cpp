@@ -1,6 +1,7 @@
 #include "tools/hbctl/event_reader.h"
 
-#include "terminal/printable.h"
+#include "common/ip_address.h"
+#include "common/printable.h"
 
 #include <array>
 
@@ -89,7 +90,7 @@ void read_foreign_instance(Hb_Group &group, EventRecord &event) {
     diff_instance_info info{};
     if (hb_get_different_instance_sender(&group, &info) == Hb_Success) {
         event.member_kind = MemberKind::instance;
-        event.foreign = ForeignInstance{address_text(info.addr), info.machinesInst};
+        event.foreign = ForeignInstance{common::address_text(info.addr), info.machinesInst};
     }
 }
 

@@ -1,5 +1,5 @@
-// hbctl shows and controls the cluster through the heartbeat client library, for people and scripts.
-#include "terminal/printable.h"
+// hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+#include "common/printable.h"
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/daemon_path.h"

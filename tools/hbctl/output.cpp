@@ -1,6 +1,6 @@
 #include "tools/hbctl/output.h"
 
-#include "terminal/printable.h"
+#include "common/printable.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,6 +1,5 @@
 #include "tools/hbctl/plain_text.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <ctime>
 
@@ -25,16 +24,6 @@ std::string fraction_text(int milliseconds) {
 }
 
 } // namespace
-
-std::string address_text(const Hb_IP_address6 &address) {
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    if (IN6_IS_ADDR_V4MAPPED(&address.i6_ipv6)) {
-        inet_ntop(AF_INET, &address.v4_in_v6.v4_in_v6_ipv4, text.data(), text.size());
-    } else {
-        inet_ntop(AF_INET6, &address.i6_ipv6, text.data(), text.size());
-    }
-    return text.data();
-}
 
 std::string number_ranges(const std::vector<std::uint32_t> &ascending) {
     std::string text;

@@ -1,7 +1,5 @@
-// Values as text: addresses, lists of numbers, times.
+// Values as text: lists of numbers, times.
 #pragma once
-
-#include "hb_client.h"
 
 #include <chrono>
 #include <cstdint>
@@ -9,9 +7,6 @@
 #include <vector>
 
 namespace hbctl {
-
-// "10.1.0.3", "fe80::1"
-std::string address_text(const Hb_IP_address6 &address);
 
 // "1-3, 7"
 std::string number_ranges(const std::vector<std::uint32_t> &ascending);

@@ -1,8 +1,8 @@
 #include "tools/hbctl/read_picture.h"
 
+#include "common/ip_address.h"
+#include "common/printable.h"
 #include "hb_client.h"
-#include "terminal/printable.h"
-#include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/request.h"
 
 #include <array>
@@ -81,7 +81,7 @@ AdapterRow read_adapter(Hb_Adapter_Number number) {
     require(hb_get_adapter_address_by_number(number, &address), "read the address" + which);
     row.node = node;
     row.type = terminal::printable(type);
-    row.address = address_text(address);
+    row.address = common::address_text(address);
     return row;
 }
 

@@ -1,6 +1,6 @@
 #include "tools/hbctl/render_json.h"
 
-#include "terminal/printable.h"
+#include "common/printable.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/plain_text.h"
 

@@ -1,7 +1,7 @@
 #include "tools/hbctl/render_text.h"
 
+#include "common/printable.h"
 #include "hb_client.h"
-#include "terminal/printable.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/text_table.h"

@@ -1,9 +1,8 @@
 #include "tools/hbctl/validators.h"
 
+#include "common/ip_address.h"
 #include "hb_client.h"
 #include "tools/hbctl/number_list.h"
-
-#include <arpa/inet.h>
 
 #include <charconv>
 #include <optional>
@@ -83,10 +82,8 @@ CLI::Validator whole_number(std::int64_t lowest, std::int64_t highest) {
 CLI::Validator ipv4_address() {
     return CLI::Validator(
         [](std::string &text) {
-            in_addr address{};
-            return inet_pton(AF_INET, text.c_str(), &address) == 1
-                       ? std::string()
-                       : "'" + text + "' is not an IPv4 address such as 10.1.0.3";
+            return common::parse_ipv4_bytes(text) ? std::string()
+                                                  : "'" + text + "' is not an IPv4 address such as 10.1.0.3";
         },
         "");
 }

@@ -16,9 +16,9 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "common/printable.h"
 #include "host/paths.h"
 #include "host/text.h"
-#include "terminal/printable.h"
 
 namespace {
 

@@ -1,11 +1,15 @@
 #include "tools/hbctl/plain_text.h"
 
+#include "common/ip_address.h"
+#include "hb_client.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstring>
 
 using namespace hbctl;
+using common::address_text;
 
 namespace {
 

@@ -1,20 +1,17 @@
 #include "tools/hbctl/commands/commands.h"
 
+#include "common/ip_address.h"
 #include "hb_client.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
 
-#include <arpa/inet.h>
-
 namespace hbctl {
 namespace {
 
 Hb_IP_address4 address_of(const std::string &text) {
-    Hb_IP_address4 address{};
-    inet_pton(AF_INET, text.c_str(), &address);
-    return address;
+    return common::parse_ipv4<Hb_IP_address4>(text).value_or(Hb_IP_address4{});
 }
 
 Hb_Rc send(const ControlRequest &request) {

@@ -1,8 +1,8 @@
 #include "tools/hbctl/commands/commands.h"
 
+#include "common/ip_address.h"
 #include "hb_client.h"
 #include "tools/hbctl/output.h"
-#include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
@@ -30,7 +30,7 @@ int show_route(const Arguments &arguments) {
     require(ask(query, route, length), "read the route to node " + std::to_string(query.node));
     RouteReport report{query.node, query.shared || query.ip_only, {}};
     for (int hop = 0; hop < std::min<int>(length, HB_ROUTE_HOPS); ++hop) {
-        report.hops.push_back(address_text(route.sr_address[hop]));
+        report.hops.push_back(common::address_text(route.sr_address[hop]));
     }
     put_lines(arguments.json ? route_json(report) : route_text(report));
     return exit_success;

@@ -1,4 +1,4 @@
-#include "terminal/printable.h"
+#include "common/printable.h"
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-// No character gets through that controls a terminal or misleads its reader.
-#include "terminal/printable.h"
+// Nothing that steers a terminal, or misleads who reads it, gets through.
+#include "common/printable.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 // What came from elsewhere, made fit for a terminal: names, errors, keys of a file and states can hold bytes that move
 // the cursor, change what is on the screen, or show text in another order than it has. Every program prints such texts
 // through here.
-#ifndef HB_TERMINAL_PRINTABLE_H
-#define HB_TERMINAL_PRINTABLE_H
+#ifndef HB_COMMON_PRINTABLE_H
+#define HB_COMMON_PRINTABLE_H
 
 #include <string>
 #include <string_view>

@@ -1,0 +1,10 @@
+# What all programs outside the library share.
+hb_add_test(
+  common_unit_test
+  SOURCES
+  common/ip_address_test.cpp
+  common/printable_test.cpp
+  LIBS
+  hb_common
+  LABELS
+  unit)
