@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "common/printable.h"
+#include "common/socket_path.h"
 #include "daemon/daemon.h"
 #include "daemon/system_setup.h"
 #include "engine/engine_access.h"
@@ -75,7 +76,7 @@ wispd::Start read_start(const Options &options) {
         endpoint.path = wispd::absolute_path(endpoint.path);
     }
     std::string socket = options.socket.empty() ? settings.socket : options.socket;
-    socket = wispd::absolute_path(socket.empty() ? wispd::socket_path_from_environment() : socket);
+    socket = wispd::absolute_path(socket.empty() ? common::socket_path_from_environment() : socket);
     std::string control = options.control.empty() ? settings.control : options.control;
     start.control_path = wispd::absolute_path(control.empty() ? wispd::control_path_for(socket) : control);
     start.socket_path = std::move(socket);

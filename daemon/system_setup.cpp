@@ -11,6 +11,7 @@
 #include <grp.h>
 #include <sys/resource.h>
 
+#include "common/socket_path.h"
 #include "host/log.h"
 #include "host/safe_directory.h"
 #include "host/start_failure.h"
@@ -20,7 +21,6 @@ namespace wispd {
 
 namespace {
 
-constexpr const char *DEFAULT_DIRECTORY = "/var/ha/soc/wisp";
 constexpr std::size_t GROUP_BUFFER_AT_FIRST = 65536;
 constexpr std::size_t GROUP_BUFFER_MOST = std::size_t{64} << 20;
 constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
@@ -61,10 +61,10 @@ void raise_descriptor_limit() {
 void need_directory(const std::string &socket) {
     const std::filesystem::path directory = std::filesystem::path(socket).parent_path();
     std::error_code error;
-    if (directory == DEFAULT_DIRECTORY) {
+    if (directory == std::filesystem::path(common::DEFAULT_SOCKET_PATH).parent_path()) {
         std::filesystem::create_directories(directory, error);
         if (error) {
-            throw Start_Failure(text("cannot create ", DEFAULT_DIRECTORY, ": ", error.message()));
+            throw Start_Failure(text("cannot make ", directory.string(), ": ", error.message()));
         }
     } else if (!std::filesystem::is_directory(directory, error)) {
         throw Start_Failure(text("directory ", directory.string(),
@@ -82,7 +82,7 @@ void need_safe_directory(const std::string &path) {
 
 mode_t key_mode_of(const Daemon_Settings &settings) {
     const bool group_connects = (settings.socket_mode & 0020) != 0;
-    return settings.key_mode.value_or(group_connects ? 0640 : 0600);
+    return settings.key_mode.value_or(group_connects ? Access().key_mode : 0600);
 }
 
 } // namespace

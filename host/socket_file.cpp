@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/socket_path.h"
 #include "host/pinned_file.h"
 #include "host/start_failure.h"
 #include "host/text.h"
@@ -70,10 +71,9 @@ Access control_access(const Access &access) {
 }
 
 void check_socket_path(const std::string &path, const std::string &what) {
-    constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
-    if (path.size() > longest) {
-        throw Start_Failure(text("the ", what, " path has ", path.size(),
-                                 " bytes, but a socket address holds at most ", longest, ": ", path));
+    if (path.size() > common::SOCKET_PATH_LONGEST) {
+        throw Start_Failure(text("the ", what, " path has ", path.size(), " bytes; at most ",
+                                 common::SOCKET_PATH_LONGEST, " fit into a socket address: ", path));
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "cluster/address.h"
 #include "cluster/description/text_limits.h"
+#include "common/socket_path.h"
 #include "host/text.h"
 #include "lib/wire/hb_wire.h"
 
@@ -17,7 +18,6 @@ namespace {
 constexpr std::size_t NETWORK_TYPE_LONGEST = HB_NETWORK_TYPE_SIZE - 1;
 constexpr std::size_t ADAPTER_TYPE_LONGEST = HB_ADAPTER_TYPE_SIZE - 1;
 constexpr const char *NO_ADDRESS = "none";
-constexpr std::size_t SOCKET_PATH_LONGEST = 107;
 constexpr double CONFIRM_LONGEST_SECONDS = 86400;
 constexpr int64_t GRACE_LONGEST_SECONDS = 86400;
 constexpr double ROTATION_LONGEST_SECONDS = 31536000;
@@ -271,10 +271,10 @@ std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string 
         endpoint.port = static_cast<uint16_t>(reader.integer("port", 0, UINT16_MAX));
         endpoint.path =
             (std::filesystem::path(path).parent_path() / reader.string("path", PATH_LONGEST)).string();
-        if (endpoint.path.size() > SOCKET_PATH_LONGEST) {
-            throw reader.error("path", text("the path has ", endpoint.path.size(),
-                                            " bytes, but a socket address holds at most ", SOCKET_PATH_LONGEST,
-                                            ": ", endpoint.path));
+        if (endpoint.path.size() > common::SOCKET_PATH_LONGEST) {
+            throw reader.error("path", text("the path has ", endpoint.path.size(), " bytes; at most ",
+                                            common::SOCKET_PATH_LONGEST,
+                                            " fit into a socket address: ", endpoint.path));
         }
         const auto [first, is_new] = places.try_emplace({endpoint.node, endpoint.port}, reader.place());
         if (!is_new) {

@@ -1,7 +1,7 @@
 #include "tools/hbctl/live_picture.h"
 
+#include "common/socket_path.h"
 #include "hb_client.h"
-#include "tools/hbctl/daemon_path.h"
 #include "tools/hbctl/event_stream.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
@@ -37,16 +37,15 @@ LivePicture read_live_picture() {
         EventRecord event;
         const Arrival arrival = stream.next(-1, deadline, live.picture, event);
         if (arrival == Arrival::time_over) {
-            complain("the daemon at " + daemon_path() +
-                     " did not report which nodes and adapters are up within " +
-                     std::to_string(patience.count()) + " seconds");
+            complain("the daemon at " + common::socket_path_from_environment() +
+                     " did not tell who is up within " + std::to_string(patience.count()) + " seconds");
             break;
         }
         if (arrival == Arrival::lost) {
             throw RequestFailed(
-                failure_line("learn which nodes and adapters are up from the daemon at " + daemon_path(),
-                             HB_ERROR_DISCONNECTED),
-                HB_ERROR_DISCONNECTED);
+                failure_line("learn who is up from the daemon at " + common::socket_path_from_environment(),
+                             connection_closed),
+                connection_closed);
         }
         if (arrival == Arrival::output_closed) {
             throw OutputClosed{};

@@ -1,6 +1,6 @@
 #include "tools/hbctl/request.h"
 
-#include "tools/hbctl/daemon_path.h"
+#include "common/socket_path.h"
 #include "tools/hbctl/error_text.h"
 
 #include <cerrno>
@@ -14,9 +14,10 @@ bool may_not_use(const std::string &path) {
 }
 
 std::string unreachable_line(const std::string &path) {
-    if (path.size() > longest_socket_path) {
+    if (path.size() > common::SOCKET_PATH_LONGEST) {
         return "the socket path " + path + " has " + std::to_string(path.size()) + " bytes, more than " +
-               std::to_string(longest_socket_path) + ": set a shorter one with HB_SERVER_SOCKET or --socket";
+               std::to_string(common::SOCKET_PATH_LONGEST) +
+               ": set a shorter one with HB_SERVER_SOCKET or --socket";
     }
     if (may_not_use(path)) {
         return "permission denied for the daemon's socket " + path +
@@ -64,7 +65,7 @@ void require_request(Hb_Rc result, const std::string &doing) {
 void open_library() {
     if (hb_init() != Hb_Success) {
         const int number = hb_get_errno();
-        throw RequestFailed(open_failure_line(daemon_path(), number), number);
+        throw RequestFailed(open_failure_line(common::socket_path_from_environment(), number), number);
     }
 }
 

@@ -1,7 +1,7 @@
 #include "tools/hbctl/watcher.h"
 
+#include "common/socket_path.h"
 #include "hb_client.h"
-#include "tools/hbctl/daemon_path.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
@@ -30,7 +30,7 @@ WallTime now() {
 } // namespace
 
 Watcher::Watcher(bool json, const WatchLimits &limits)
-    : json_(json), limits_(limits), socket_(daemon_path()),
+    : json_(json), limits_(limits), socket_(common::socket_path_from_environment()),
       deadline_(limits.timeout ? deadline_after(*limits.timeout) : Deadline{}) {}
 
 int Watcher::run(std::vector<SubscriptionRequest> requests) {

@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/printable.h"
+#include "common/socket_path.h"
 #include "host/paths.h"
 #include "host/text.h"
 
@@ -43,9 +44,9 @@ class Connection {
         : path_(path), socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        if (path.size() >= sizeof address.sun_path) {
-            throw Failure(text("the path has ", path.size(), " bytes, but a socket address holds at most ",
-                               sizeof address.sun_path - 1, ": ", path));
+        if (path.size() > common::SOCKET_PATH_LONGEST) {
+            throw Failure(text("the path has ", path.size(), " bytes; at most ", common::SOCKET_PATH_LONGEST,
+                               " fit into a socket address: ", path));
         }
         path.copy(address.sun_path, path.size());
         if (connect(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
@@ -342,7 +343,7 @@ int main(int argc, char **argv) {
         return status;
     }
     if (control.empty()) {
-        control = wispd::control_path_for(socket.empty() ? wispd::socket_path_from_environment() : socket);
+        control = wispd::control_path_for(socket.empty() ? common::socket_path_from_environment() : socket);
     }
     try {
         return drive(control, command);

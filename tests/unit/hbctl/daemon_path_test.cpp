@@ -1,5 +1,7 @@
 #include "tools/hbctl/daemon_path.h"
 
+#include "common/socket_path.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -37,28 +39,28 @@ class HbctlDaemonPath : public testing::Test {
 } // namespace
 
 TEST_F(HbctlDaemonPath, WithoutVariablesItIsTheDefault) {
-    EXPECT_EQ(hbctl::daemon_path(), "/var/ha/soc/wisp/server_socket");
+    EXPECT_EQ(common::socket_path_from_environment(), "/var/ha/soc/wisp/server_socket");
 }
 
 TEST_F(HbctlDaemonPath, TheDomainIsAppended) {
     setenv("HB_SERVER_SOCKET", "/tmp/s", 1);
     setenv("HA_DOMAIN_NAME", "d", 1);
     setenv("HA_SYSPAR_NAME", "p", 1);
-    EXPECT_EQ(hbctl::daemon_path(), "/tmp/s.d");
+    EXPECT_EQ(common::socket_path_from_environment(), "/tmp/s.d");
 }
 
 TEST_F(HbctlDaemonPath, AnEmptyDomainLetsThePartitionCount) {
     setenv("HB_SERVER_SOCKET", "/tmp/s", 1);
     setenv("HA_DOMAIN_NAME", "", 1);
     setenv("HA_SYSPAR_NAME", "p", 1);
-    EXPECT_EQ(hbctl::daemon_path(), "/tmp/s.p");
+    EXPECT_EQ(common::socket_path_from_environment(), "/tmp/s.p");
     setenv("HA_SYSPAR_NAME", "", 1);
-    EXPECT_EQ(hbctl::daemon_path(), "/tmp/s");
+    EXPECT_EQ(common::socket_path_from_environment(), "/tmp/s");
 }
 
 TEST_F(HbctlDaemonPath, AGivenPathIsUsedExactly) {
     setenv("HA_DOMAIN_NAME", "d", 1);
     hbctl::use_daemon_path("/tmp/other");
-    EXPECT_EQ(hbctl::daemon_path(), "/tmp/other");
+    EXPECT_EQ(common::socket_path_from_environment(), "/tmp/other");
     EXPECT_STREQ(std::getenv("HB_SERVER_SOCKET"), "/tmp/other");
 }
