@@ -15,7 +15,8 @@
 namespace wispd {
 
 struct Suspicion_Settings {
-    std::chrono::microseconds confirm{1000000}; // from a suspicion to the death that it becomes
+    std::chrono::microseconds confirm{
+        1000000}; // confirm_seconds: from a suspicion to the death that it becomes
     int32_t max_grace_seconds = 3600;
 
     bool operator==(const Suspicion_Settings &) const = default;

@@ -12,6 +12,7 @@
 #include "cluster/description/control_server.h"
 #include "cluster/description/daemon_section.h"
 #include "daemon/user_limits.h"
+#include "host/socket_file.h"
 
 namespace wispd {
 
@@ -21,13 +22,13 @@ struct Daemon_Settings {
     std::string group;         // empty: the group that the daemon runs as
     std::string act_group;     // empty: no group may act on the node
     std::string control_group; // empty: no group may use the control socket
-    mode_t socket_mode = 0660;
+    mode_t socket_mode = Access().socket_mode;
     std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
     std::size_t client_queue_bytes = 16777216;
     User_Limits users;
-    std::chrono::microseconds control_idle = Control_Server::IDLE;
-    std::chrono::microseconds shutdown_delay{5000000};
-    std::string log_file; // empty: the system log
+    std::chrono::microseconds control_idle = Control_Server::IDLE; // control_idle_seconds
+    std::chrono::microseconds shutdown_delay{5000000};             // shutdown_delay_seconds
+    std::string log_file;                                          // empty: the system log
     std::string log_level = "info";
 
     bool operator==(const Daemon_Settings &) const = default;

@@ -7,10 +7,11 @@
 namespace wispd {
 
 struct User_Limits {
-    std::size_t all_connections = 4096; // of all users; the last ones are for root and the daemon's own user
-    std::size_t connections = 256;
-    std::size_t subscriptions = 8192;
-    std::size_t queue_bytes = 268435456; // bytes that wait for the user's clients
+    // max_connections: of all users; the last ones are for root and the daemon's own user.
+    std::size_t all_connections = 4096;
+    std::size_t connections = 256;       // user_connections
+    std::size_t subscriptions = 8192;    // user_subscriptions
+    std::size_t queue_bytes = 268435456; // user_queue_bytes: bytes that wait for the user's clients
 
     bool operator==(const User_Limits &) const = default;
 };

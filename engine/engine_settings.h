@@ -26,8 +26,8 @@ struct Engine_Names {
 };
 
 struct Engine_Patience {
-    std::chrono::milliseconds poll{100};    // between two looks at the links
-    std::chrono::milliseconds grace{10000}; // from the engine's end until the others are dead
+    std::chrono::milliseconds poll{100};    // poll_milliseconds: between two looks at the links
+    std::chrono::milliseconds grace{10000}; // grace_seconds: from the engine's end until the others are dead
 
     bool operator==(const Engine_Patience &) const = default;
 };

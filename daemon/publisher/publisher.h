@@ -27,7 +27,7 @@ class io_context;
 namespace wispd {
 
 struct Publisher_Limits {
-    std::size_t client_queue_bytes = 16777216;
+    std::size_t client_queue_bytes;
     User_Limits user;
 };
 
