@@ -72,8 +72,9 @@ Access control_access(const Access &access) {
 
 void check_socket_path(const std::string &path, const std::string &what) {
     if (path.size() > common::SOCKET_PATH_LONGEST) {
-        throw Start_Failure(text("the ", what, " path has ", path.size(), " bytes; at most ",
-                                 common::SOCKET_PATH_LONGEST, " fit into a socket address: ", path));
+        throw Start_Failure(text("the ", what, " path has ", path.size(),
+                                 " bytes, but a socket address holds at most ", common::SOCKET_PATH_LONGEST,
+                                 ": ", path));
     }
 }
 

@@ -272,9 +272,9 @@ std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string 
         endpoint.path =
             (std::filesystem::path(path).parent_path() / reader.string("path", PATH_LONGEST)).string();
         if (endpoint.path.size() > common::SOCKET_PATH_LONGEST) {
-            throw reader.error("path", text("the path has ", endpoint.path.size(), " bytes; at most ",
-                                            common::SOCKET_PATH_LONGEST,
-                                            " fit into a socket address: ", endpoint.path));
+            throw reader.error("path", text("the path has ", endpoint.path.size(),
+                                            " bytes, but a socket address holds at most ",
+                                            common::SOCKET_PATH_LONGEST, ": ", endpoint.path));
         }
         const auto [first, is_new] = places.try_emplace({endpoint.node, endpoint.port}, reader.place());
         if (!is_new) {

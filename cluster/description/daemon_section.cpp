@@ -78,7 +78,7 @@ std::optional<std::string> read_log_level(const Toml_Reader &reader) {
     const std::optional<std::string> level = read_text(reader, "log_level", NAME_LONGEST);
     if (level && level != "debug" && level != "info" && level != "warning" && level != "error") {
         throw reader.error("log_level",
-                           text("\"", *level, "\" is no log level; expected debug, info, warning or error"));
+                           text("\"", *level, "\" is not a log level; expected debug, info, warning or error"));
     }
     return level;
 }

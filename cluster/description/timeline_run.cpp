@@ -13,7 +13,8 @@ Timeline_Run::Timeline_Run(asio::io_context &context, std::vector<Timeline_Event
 
 void Timeline_Run::check_none_is_played() const {
     if (played() < size() || waits_) {
-        throw Refused(text("a timeline is being played: ", played(), " of its ", size(), " events have come"));
+        throw Refused(
+            text("a timeline is already playing: ", played(), " of its ", size(), " events are done"));
     }
 }
 

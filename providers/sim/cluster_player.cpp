@@ -167,7 +167,8 @@ wispd::Command_Executor::Handlers Cluster_Player::Impl::command_handlers() {
     wispd::Command_Executor::Handlers handlers;
     handlers.why_unsupported = [](Verb verb) {
         return is_foreign_to_services(verb)
-                   ? text(wispd::verb_name(verb), " is for wispd; a cluster service tells nothing of it")
+                   ? text(wispd::verb_name(verb),
+                          " applies to wispd only; a cluster service does not report it")
                    : std::string();
     };
     handlers.act = [this](const wispd::Node_Request &request) {

@@ -11,7 +11,7 @@ namespace hbctl {
 void use_daemon_path(const std::string &path) {
     if (getauxval(AT_SECURE) != 0) {
         throw std::runtime_error(
-            "--socket cannot be used in a program with more rights than its caller; the path is " +
+            "--socket cannot be used when hbctl has more rights than its caller; the path is " +
             common::socket_path_from_environment());
     }
     setenv("HB_SERVER_SOCKET", path.c_str(), 1);

@@ -38,14 +38,15 @@ LivePicture read_live_picture() {
         const Arrival arrival = stream.next(-1, deadline, live.picture, event);
         if (arrival == Arrival::time_over) {
             complain("the daemon at " + common::socket_path_from_environment() +
-                     " did not tell who is up within " + std::to_string(patience.count()) + " seconds");
+                     " did not report which nodes and adapters are up within " +
+                     std::to_string(patience.count()) + " seconds");
             break;
         }
         if (arrival == Arrival::lost) {
-            throw RequestFailed(
-                failure_line("learn who is up from the daemon at " + common::socket_path_from_environment(),
-                             connection_closed),
-                connection_closed);
+            throw RequestFailed(failure_line("learn which nodes and adapters are up from the daemon at " +
+                                                 common::socket_path_from_environment(),
+                                             HB_ERROR_DISCONNECTED),
+                                HB_ERROR_DISCONNECTED);
         }
         if (arrival == Arrival::output_closed) {
             throw OutputClosed{};

@@ -45,8 +45,8 @@ class Connection {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         if (path.size() > common::SOCKET_PATH_LONGEST) {
-            throw Failure(text("the path has ", path.size(), " bytes; at most ", common::SOCKET_PATH_LONGEST,
-                               " fit into a socket address: ", path));
+            throw Failure(text("the path has ", path.size(), " bytes, but a socket address holds at most ",
+                               common::SOCKET_PATH_LONGEST, ": ", path));
         }
         path.copy(address.sun_path, path.size());
         if (connect(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
