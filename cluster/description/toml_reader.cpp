@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cluster/description/toml_nesting.h"
+#include "cluster/description/toml_hazards.h"
 #include "host/text.h"
 
 namespace wispd {

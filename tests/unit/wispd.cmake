@@ -35,7 +35,7 @@ if(TARGET hb_daemon)
     wispd/system_setup_test.cpp
     wispd/text_test.cpp
     wispd/timeline_test.cpp
-    wispd/toml_nesting_test.cpp
+    wispd/toml_hazards_test.cpp
     wispd/user_quotas_test.cpp
     wispd/user_time_test.cpp
     wispd/wispd_corners_test.cpp

@@ -1,4 +1,4 @@
-#include "cluster/description/toml_nesting.h"
+#include "cluster/description/toml_hazards.h"
 
 #include <cstring>
 #include <string>
