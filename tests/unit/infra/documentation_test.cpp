@@ -243,7 +243,7 @@ TEST(Documents, TheReadmeAndTheTourStayShort) {
 std::vector<std::string> commands_that_no_test_runs(const std::string &markdown) {
     static const std::regex command(
         R"( *(\$ .*|(sudo |env )?(\./(demo|check)|hbctl|wispctl|wispd|cmake|ctest|cc|ninja|apt-get|systemctl|corosync[\w-]*|export|scp|tar|ldconfig|groupadd|groupdel|(\w+/)*(scripts|build)/[\w./-]+)( .*)?))");
-    static const std::regex synopsis(R"(.*(\[-|\bVERB\b).*)");
+    static const std::regex synopsis_or_drawing(R"(.*(\[-|\bVERB\b|\S {3,}\S|  <).*)");
     static const std::regex indented(R"( {4,}.*)");
     std::vector<std::string> found;
     bool in_block = false;
@@ -255,7 +255,7 @@ std::vector<std::string> commands_that_no_test_runs(const std::string &markdown)
             continue;
         }
         const bool shown = in_block ? !runs : std::regex_match(line, indented);
-        if (shown && std::regex_match(line, command) && !std::regex_match(line, synopsis)) {
+        if (shown && std::regex_match(line, command) && !std::regex_match(line, synopsis_or_drawing)) {
             found.push_back(line);
         }
     }
@@ -265,7 +265,8 @@ std::vector<std::string> commands_that_no_test_runs(const std::string &markdown)
 TEST(CommandRule, FindsCommandsThatNoTestRuns) {
     EXPECT_THAT(commands_that_no_test_runs("```sh\nhbctl nodes\n```\n```console\n$ hbctl nodes\n```\n"
                                            "    hbctl status\n    ./demo\n```text\n$ ls\nwispd [--check]\n```\n"
-                                           "hbctl in a sentence\n    hbctl [--socket PATH] VERB\n"),
+                                           "hbctl in a sentence\n    hbctl [--socket PATH] VERB\n"
+                                           "    wispd       wispd\n"),
                 ElementsAre("    hbctl status", "    ./demo", "$ ls"));
 }
 
