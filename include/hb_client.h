@@ -88,7 +88,7 @@
  *     longer than 107 bytes.  A signal may also have ended the wait for the connection, if its handler was installed
  *     without SA_RESTART.
  *  16 HB_ERROR_DISCONNECTED  the daemon closed the connection.  Every later call gives this number again: call
- *     hb_terminate, and open again after a pause.  The README shows the steps under "When the daemon ends".
+ *     hb_terminate, and open again after a pause.  docs/programming.md shows the steps under "When the daemon ends".
  *  17 HB_ERROR_NO_MEMORY  out of memory
  *  18 HB_ERROR_SEND_BAD_ADDRESS  sending failed: bad address
  *  21 HB_ERROR_SEND_IO  sending failed: input/output error
