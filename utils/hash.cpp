@@ -11,8 +11,8 @@ namespace {
 
 constexpr int SMALLEST_TABLE = 257;
 
-// What the three kinds of key differ in. A kind says which bucket a key falls into, which node holds it, and
-// how a new node gets it.
+// The differences between the three kinds of key: the bucket of a key, the node that holds it, and how a new
+// node stores it.
 struct Word_Key {
     uint32_t key;
 
@@ -63,7 +63,7 @@ template <typename Key> int bucket_of(const Key &key, const H_table_str &t) {
 struct Location {
     int bucket;
     Hobj *found; // null: no such key
-    Hobj *last;  // the node before, or the chain's last when nothing was found
+    Hobj *last;  // the previous node, or the chain's last node if the key was not found
 };
 
 template <typename Key> inline Location locate(const Key &key, const H_table_str &t) {
@@ -151,7 +151,7 @@ template <typename Visit> void for_each_node(const H_table_str *t, Visit visit) 
     }
 }
 
-// The first bucket at or after `bucket` that holds anything; `size` when none does.
+// Returns the first bucket at or after `bucket` that is not empty, or `size` if there is none.
 int used_bucket(const H_table_str &t, int bucket) {
     while (bucket < t.size && t.table[bucket] == nullptr) {
         ++bucket;
@@ -165,8 +165,8 @@ void *enter_bucket(const H_table_str &t, H_cursor_str &cursor, int bucket) {
     return cursor.obj != nullptr ? cursor.obj->pointer : nullptr;
 }
 
-// Nodes on their way out, sorted roughly by where they lie in memory. Buckets of scattered keys go to and fro
-// across the heap, and freeing a hundred thousand nodes in that order costs more than building the table.
+// Nodes that will be freed, roughly sorted by address. Scattered keys jump across the heap, and freeing a
+// hundred thousand nodes in that order takes longer than building the table.
 class Regions {
   public:
     void take(Hobj *node) {

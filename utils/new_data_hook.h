@@ -1,9 +1,9 @@
-// The hook for new memory.
+// A hook for new memory.
 #ifndef UTILS_NEW_DATA_HOOK_H
 #define UTILS_NEW_DATA_HOOK_H
 
-// Called for every new block of counted allocation; does nothing. It is a module of its own so that a program that
-// links the static library can put a function in its place.
+// Called for every new block of counted allocation. Does nothing. It is a module of its own, so that a
+// program that links the static library can replace it.
 void wisp_pin_new_data(void *ptr, unsigned int sz);
 
 #endif

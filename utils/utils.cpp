@@ -73,7 +73,8 @@ char *remove_first_word(char *s, char delim) {
         *s = '\0';
         return s;
     }
-    // Text and place overlap. Moving in one step needs no second block and so cannot run short of memory.
+    // The text and its destination overlap. Moving it in one step needs no second block, and so cannot run
+    // out of memory.
     const char *rest = static_cast<const char *>(found) + 1;
     std::memmove(s, rest, std::strlen(rest) + 1);
     return s;
@@ -82,7 +83,7 @@ char *remove_first_word(char *s, char delim) {
 char *remove_last_word(char *s, char delim) {
     std::size_t end = std::strlen(s);
     if (end > 0) {
-        --end; // a delimiter that ends the string does not count
+        --end; // a delimiter at the end of the string does not count
     }
     while (end > 0 && s[end - 1] != delim) {
         --end;

@@ -25,7 +25,8 @@
 
 namespace {
 
-// Keeps SIGPIPE from this thread: the daemon that is told to end may have ended already, and the move goes on.
+// Blocks SIGPIPE in this thread. The daemon may have stopped before it receives the request to shut down, and
+// the migration must go on.
 class Without_Sigpipe {
   public:
     Without_Sigpipe() {
@@ -70,20 +71,21 @@ bool skip_unread(Skip_Unread monitors) {
     return any;
 }
 
-// Every commit reports the configuration, so the service has reported it. It knows so when its events are read.
+// A commit reports the whole configuration itself. Configuration events that are still unread would report it
+// a second time.
 bool skip_unread_configuration() {
     return skip_unread({{node_list_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIST},
                         {cluster_reconfig_handler_p, QZ_ORB_MONITOR_CLUSTER_RECONFIG}});
 }
 
-// Until the first commit the daemon has reported what happened since the monitors were opened. Once those events are
-// read, the service's answers are what is now, and nothing is reported a second time.
+// Until the first commit the daemon has reported everything since the monitors were opened. Reading those
+// events first makes the service's answers current, so nothing is reported twice.
 bool skip_events_the_daemon_reported() {
     const Skip_Unread liveness = {{node_liveness_handler_p, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS},
                                   {adapter_event_handler_p, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS}};
     bool any = skip_unread(liveness);
     any = skip_unread_configuration() || any;
-    // The liveness of a node that joined can be read only once its joining has been.
+    // The liveness of a node that joined becomes readable only after its join event has been read.
     return skip_unread(liveness) || any;
 }
 
@@ -95,7 +97,8 @@ void queue_differences(bool leaves_daemon) {
     }
 }
 
-// In cluster-event mode the handlers that deliver events stay; those that this preparation has made go.
+// In cluster-event mode the handlers that already deliver events stay. Only those that this preparation made
+// are deleted.
 Hb_Rc abandon_preparation(const MOX_Handler_Set &before) {
     MOX_delete_handlers_except(before);
     MOX_drop_prepared_table();
@@ -147,7 +150,7 @@ Hb_Rc hb_migrate_to_mox_commit() {
     IsMOX = true;
     hb_remove_client_select();
     hb_remove_socket();
-    migrate_to_mox_prep = true; // also when nothing was prepared: every difference is queued, and none lost
+    migrate_to_mox_prep = true; // without a preparation too, so that every difference is queued
     queue_differences(leaves_daemon);
     MOX_drop_prepared_table();
     migrate_to_mox_prep = false;

@@ -1,9 +1,10 @@
-// The move of a running client from the daemon to the cluster service; the three entries are in hb_client.h.
+// The migration of a running client from the daemon to the cluster service. hb_client.h declares the three
+// public functions.
 #ifndef MOX_MIGRATION_H
 #define MOX_MIGRATION_H
 
-// Builds the working table from the service, or uses the prepared one when the service does not answer, and queues
-// what differs from the live one, with one marker. Does nothing without handlers.
+// Builds the working table from the service and queues its differences from the live table, with one marker.
+// When the service does not answer, the prepared table is used. Without handlers it does nothing.
 void hb_migrate_construct_global_table_and_events();
 
 #endif

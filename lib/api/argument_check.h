@@ -1,11 +1,11 @@
-// The check of the pointers that a caller hands in, and the opening that follows it.
+// Checks the pointers that a caller passes, and opens the library after that.
 #ifndef HB_ARGUMENT_CHECK_H
 #define HB_ARGUMENT_CHECK_H
 
 #include "hb_client.h"
 #include "lib/base/error_number.h"
 
-// False, with HB_ERROR_BAD_ARGUMENT (4), when any of them is null.
+// Returns false, with HB_ERROR_BAD_ARGUMENT (4), when a pointer is null.
 template <typename... Pointee> bool hb_given(Pointee *...pointer) {
     if ((... && (pointer != nullptr))) {
         return true;
@@ -14,7 +14,7 @@ template <typename... Pointee> bool hb_given(Pointee *...pointer) {
     return false;
 }
 
-// Whether all are given and the library is, or now gets, open.
+// Returns true when no pointer is null and the library is open or could be opened.
 template <typename... Pointee> bool hb_ready(Pointee *...pointer) {
     return hb_given(pointer...) && hb_init() == Hb_Success;
 }

@@ -12,7 +12,7 @@ Hb_Rc load_from_service() {
     Hb_Configuration_Internal built = {};
     const Hb_Rc result = hb_mox_update_global_tbl(&built, nullptr, nullptr);
     if (result == Hb_Success) {
-        // What was to become live before is older than what the service says now.
+        // Tables that wait for their markers are older than the answer that the service gives now.
         MOX_drop_waiting_tables();
         hb_move_config_table(built, global_config_tbl);
     }

@@ -14,14 +14,14 @@ const timeval reply_from_server_deftimeout = {55, 0};
 
 namespace {
 
-// In wide signed arithmetic: a negative local node number owns no adapter.
+// The arithmetic is wide and signed, so that a negative local node number owns no adapter.
 bool is_local(Hb_Adapter_Number adapter) {
     const int64_t node = global_config_tbl.local_node_number;
     const int64_t per_node = global_config_tbl.Hb_adapters_per_node;
     return node * per_node <= int64_t{adapter} && int64_t{adapter} < (node + 1) * per_node;
 }
 
-// The adapter's entry; null with the error number set.
+// Returns the adapter's entry, or null with the error number set.
 const Hb_Adapter_Entry *configured_adapter(Hb_Adapter_Number adapter) {
     if (adapter >= hb_adapter_number_bound(global_config_tbl)) {
         set_hb_errno(HB_ERROR_BAD_ARGUMENT);
@@ -35,7 +35,7 @@ const Hb_Adapter_Entry *configured_adapter(Hb_Adapter_Number adapter) {
     return entry;
 }
 
-// One row of an entry's table: the status in a reply's `value` and the error number it stands for.
+// A status in a reply's `value`, and the error number for it.
 struct Status_Error {
     int32_t status;
     int error;
@@ -58,7 +58,7 @@ Hb_Rc result_of(int32_t status, std::initializer_list<Status_Error> rows) {
     return hb_fail(HB_ERROR_UNEXPECTED_REPLY);
 }
 
-// The entry of an adapter of this node; null with the error number set.
+// Returns the entry of an adapter of this node, or null with the error number set.
 const Hb_Adapter_Entry *local_adapter(Hb_Adapter_Number adapter) {
     const Hb_Adapter_Entry *entry = configured_adapter(adapter);
     if (entry != nullptr && !is_local(adapter)) {
@@ -78,7 +78,7 @@ Hb_Rc send_about(const Hb_Adapter_Entry &entry, Hb_Client_Request request, const
     return hb_send(request, &body, sizeof body);
 }
 
-// Sends a local-adapter request and waits for its answer.
+// Sends a request about a local adapter and waits for the reply.
 Hb_Rc request_and_await_reply(unsigned int adapter_num, Hb_Client_Request request, const void *data,
                               Hb_Client_Reply reply, const timeval *timeout, Hb_Packet &packet) {
     const Hb_Adapter_Entry *entry = local_adapter(adapter_num);

@@ -1,4 +1,4 @@
-// The descriptors that a caller waits on.
+// The descriptors on which a caller waits for events.
 
 #include <new>
 
@@ -13,7 +13,7 @@
 namespace {
 
 int *connection_descriptor() {
-    // Another thread may be replacing the connection.
+    // Another thread may replace the connection at the same time, so the pointer is read once.
     const Hb_Csock *const connection = client_socket;
     auto *array = new (std::nothrow) int[2];
     if (array != nullptr) {

@@ -1,4 +1,4 @@
-// Taking the next event: hb_get_event_message and hb_get_client_hb_info of hb_client.h.
+// Receives the next event: hb_get_event_message and hb_get_client_hb_info of hb_client.h.
 
 #include <cstring>
 
@@ -23,12 +23,13 @@
 
 namespace {
 
-// What a preparation read of the service is older than what is reported now: a commit may not go back to it.
+// The table that a preparation read is older than an event that is reported now. A commit must not go back to
+// it.
 void drop_outdated_preparation() {
     MOX_drop_prepared_table();
 }
 
-// A new configuration says which nodes there are, and not which of them are up: that stays as it was reported.
+// A new configuration lists the nodes but not their states. The states that were reported before stay valid.
 class Reported_Nodes {
   public:
     Reported_Nodes() {
@@ -84,7 +85,7 @@ Hb_Rc apply_event(const Hb_Packet &packet, int *events, char *name, Hb_Group &gr
     return Hb_Success;
 }
 
-// The queue goes first: what is in it happened before what a handler would find now.
+// Queued events come first: they happened before anything that a handler would read now.
 Hb_Rc deliver_cluster_event(int *descriptors, int *events, char *name, Hb_Group *group,
                             unsigned long *seqnum_p) {
     if (MOX_event_queue_is_empty() != 0) {

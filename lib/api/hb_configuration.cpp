@@ -103,7 +103,7 @@ Hb_Rc hb_get_next_configured_network_number(Hb_Network_Number *network, Hb_Curso
     return process_network_number_list(network, cursor, 0);
 }
 
-// The next adapter of the list that `wanted` takes.
+// Finds the next adapter in the list that satisfies `wanted`.
 template <typename Wanted>
 static Hb_Rc iterate_adapter_list(Hb_Adapter_Number *adapter, Hb_Cursor *cursor, bool first, Wanted wanted) {
     const auto adapters = hb_configured_adapters();
@@ -218,7 +218,8 @@ Hb_Rc hb_get_node_number_by_adapter_number(Hb_Adapter_Number adapter, Hb_Node_Nu
     if (!hb_ready(node) || !hb_check_adapter(adapter)) {
         return Hb_Failure;
     }
-    // An adapter within the geometry implies adapters per node above 0.
+    // An adapter number that passed the checks implies at least one adapter per node, so this never divides
+    // by 0.
     *node = static_cast<Hb_Node_Number>(adapter /
                                         static_cast<Hb_Adapter_Number>(global_config_tbl.Hb_adapters_per_node));
     hb_trace_values(HB_TRACE_INFO, HB_TR_NODE_BY_ADAPTER, adapter, *node);

@@ -1,7 +1,6 @@
-// Queries over the configuration table; the public ones are declared in hb_client.h.
+// Queries over the configuration table. hb_client.h declares the public ones.
 //
-// Each iteration pair stands on one function that is told whether the first item is asked for (1) or the
-// next (0).
+// Each first/next pair shares one function. `first` is 1 for the first item and 0 for the next.
 #ifndef HB_CONFIGURATION_H
 #define HB_CONFIGURATION_H
 

@@ -19,7 +19,7 @@
 #include "lib/mox/handlers/event_pipe.h"
 #include "lib/mox/handlers/process_handlers.h"
 
-// The bits of an event mask, and the two masks that make a subscription of a kind of its own.
+// The valid bits of an event mask. Each of the two other masks selects a subscription type of its own.
 static constexpr int EVENT_WITHOUT_NAME = 16; // a mask may hold it; no event has it
 static constexpr unsigned ALL_EVENTS = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP |
                                        EVENT_WITHOUT_NAME | HB_EVENT_SITE_SPLIT | HB_EVENT_SITE_MERGE |
@@ -31,7 +31,7 @@ static constexpr int SITE_BITS = 8 * HB_SITE_BITMAP_SIZE;
 
 namespace {
 
-// The members of a group of one kind: a view of the count and bitmap that the record holds.
+// The members of a group: a view of the count and the bitmap in the caller's record.
 struct Members {
     int32_t &count;
     uint8_t *bitmap;
@@ -53,7 +53,7 @@ struct Members {
             return;
         }
         bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] ^ mask(number));
-        // The count may be anything in a record that was not built here, so it must be able to wrap.
+        // A record that another program built may hold any count, so the count must be able to wrap.
         count = static_cast<int32_t>(static_cast<uint32_t>(count) + (add ? 1U : 0xFFFFFFFFU));
     }
 
@@ -90,12 +90,12 @@ Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group) {
 
 namespace {
 
-// What becomes of a change after the numbers have been found good.
+// The outcome of the type check that follows the checks of the numbers.
 enum class Change { REJECTED, DONE, CONTINUE };
 
 } // namespace
 
-// An empty group becomes one of `kind`; one of a rejected type is left alone with error 11.
+// Turns an empty group into one of `kind`. A group of a rejected type is not changed and sets error 11.
 static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Subscription_Type kind, bool add,
                            std::initializer_list<Hb_Subscription_Type> rejected) {
     if (group.Hb_subscription_type == Hb_Empty_Subscription) {
@@ -145,7 +145,7 @@ Hb_Rc hb_change_site_subscription_group(Hb_Subscription_Group *group, Hb_Site_Nu
                          {Hb_Adapter_Subscription, Hb_Node_Subscription});
 }
 
-// A network group refuses networks too: it stands for one network.
+// A network group represents exactly one network, so it also rejects other networks.
 Hb_Rc hb_change_network_in_subscription_group(Hb_Subscription_Group *group, Hb_Network_Number network,
                                               int add) {
     if (!hb_ready(group) || !hb_check_network(network)) {
@@ -313,8 +313,7 @@ static bool is_valid_mask(int events) {
     return events != HB_EVENT_NONE && (static_cast<unsigned>(events) & ~ALL_EVENTS) == 0;
 }
 
-// Gives the group the type that the request needs. Gives back the one that it is to have again afterwards,
-// where that is another.
+// Gives the group the type that the request needs. Returns the type to restore afterwards, if the two differ.
 static std::optional<Hb_Subscription_Type> choose_request_type(Hb_Subscription_Group &group, int events) {
     Hb_Subscription_Type &type = group.Hb_subscription_type;
     if (events == SITE_EVENTS) {
@@ -356,7 +355,7 @@ Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events) {
     return result;
 }
 
-// A request for a new group, and the trace records that tell of it.
+// A request for a new group, and its trace records.
 struct Wake_Up {
     char request;
     Hb_Trace_Id failed;
@@ -367,8 +366,8 @@ static constexpr Wake_Up WAKE_FOR_NODES = {MOX_NEW_NODE_GROUP, HB_TR_SUBSCRIBE_N
 static constexpr Wake_Up WAKE_FOR_ADAPTERS = {MOX_NEW_ADAPTER_GROUP, HB_TR_SUBSCRIBE_NETWORK_WAKE_FAILED,
                                               HB_TR_SUBSCRIBE_NETWORK_WOKEN};
 
-// In MOX mode a subscription's first event comes from the handler that builds new groups. Without it the
-// subscription would stay silent for ever, so it fails.
+// In MOX mode the new-group handler delivers the first event of a subscription. Without it the subscription
+// would never report anything, so the call fails.
 static Hb_Rc wake(const Wake_Up &wake_up) {
     const int fd = new_group_event_handler_p != nullptr ? new_group_event_handler_p->getWriteFd() : -1;
     const int written = MOX_write_byte(fd, wake_up.request);
@@ -390,11 +389,11 @@ static Hb_Rc request_new_group(Hb_Subscription_Type type) {
     case Hb_Network_Subscription:
         return wake(WAKE_FOR_ADAPTERS);
     default:
-        return Hb_Success; // no group is made for sites and different instances
+        return Hb_Success; // sites and other instances have no group
     }
 }
 
-// Daemon mode keeps the name too: after a migration it names the events that the library makes itself.
+// Daemon mode stores the name too: after a migration it names the events that the library makes itself.
 static void remember_name(char *name, Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:

@@ -7,13 +7,13 @@
 #include "hb_client.h"
 #include "lib/base/error_number.h"
 
-// Where a walk starts: "first" ignores what the cursor holds.
+// Returns the start of a walk. A "first" call ignores the cursor's value.
 inline int hb_start_of_walk(Hb_Cursor cursor, bool first) {
     return first ? 0 : std::max<int>(cursor, 0);
 }
 
-// The first index from `start` to below `bound` for which present(index) holds; none: an index of `bound`
-// or above.
+// Returns the first index from `start` to below `bound` for which present(index) holds. Without one it
+// returns an index of at least `bound`.
 template <typename Present> int hb_walk(int start, int bound, Present present) {
     int index = start;
     while (index < bound && !present(index)) {
@@ -22,8 +22,8 @@ template <typename Present> int hb_walk(int start, int bound, Present present) {
     return index;
 }
 
-// One step of an iteration: *item becomes item_at(index) and the cursor moves past it, or *item becomes
-// `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
+// Makes one step of an iteration. With a next item *item becomes item_at(index) and the cursor moves past it.
+// Otherwise *item becomes `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
 template <typename Item, typename Present, typename Item_At>
 Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present,
                  Item_At item_at) {
@@ -38,7 +38,7 @@ Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound
     return Hb_Success;
 }
 
-// The same where the index is the item.
+// The same for lists in which the index is the item.
 template <typename Item, typename Present>
 Hb_Rc hb_iterate_numbers(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present) {
     return hb_iterate(item, none, cursor, first, bound, present,

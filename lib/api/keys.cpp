@@ -1,4 +1,4 @@
-// The security state and keys that the daemon publishes.
+// The security state and the keys that the daemon publishes.
 
 #include <algorithm>
 #include <cstring>
@@ -12,8 +12,8 @@
 
 namespace {
 
-// A private copy of a marshalled key, wiped when it is done with. The daemon may rewrite the shared one at
-// any moment: its length is read once, and the bytes are looked at in the copy alone.
+// A private copy of a marshalled key, wiped after use. The daemon may rewrite the shared key at any moment.
+// So its length is read once, and only the copy is checked.
 class Key_Copy {
   public:
     explicit Key_Copy(const Hb_sec_buffer_desc &shared) : length_(hb_read_once(shared.length)) {
@@ -25,7 +25,7 @@ class Key_Copy {
     Key_Copy(const Key_Copy &) = delete;
     Key_Copy &operator=(const Key_Copy &) = delete;
 
-    // An empty slot is no key and no failure; the descriptor has been zeroed.
+    // An empty slot holds no key and is no failure. The descriptor has been zeroed.
     bool unmarshal(sec_key_desc &key) {
         if (length_ == 0) {
             return true;
@@ -56,7 +56,8 @@ bool read_status(const Hb_Shared_Security_Status &shared, Hb_Security_Status &st
     return Key_Copy(shared.key).unmarshal(status.key);
 }
 
-// What stands in the caller's records before may be anything; afterwards nothing in them is a key.
+// The caller's records may hold anything before the call. Afterwards none of their contents may pass for a
+// key.
 void forget_keys(Hb_Security_Status *status) {
     if (status != nullptr) {
         status->key = {};

@@ -1,4 +1,5 @@
-// The membership daemon's word that a node has spoken to it: hb_mox_msg_received_from of hb_client.h.
+// The membership daemon reports that it received a message from a node: hb_mox_msg_received_from of
+// hb_client.h.
 
 #include "hb_client.h"
 #include "lib/base/MOX_HBC_trace.h"
@@ -11,7 +12,7 @@
 
 namespace {
 
-// An event that an earlier message needed no more, or a new one; null when memory is short.
+// Returns an unused event of an earlier message, or a new one. Null: no memory.
 MOX_Event *message_event(short node) {
     MOX_Event *ev = MOX_reuse_message_event();
     if (ev != nullptr) {
@@ -33,7 +34,7 @@ Hb_Rc hb_mox_msg_received_from(short node) {
         return Hb_Failure;
     }
     hb_trace_values(HB_TRACE_INFO, HB_TR_MESSAGE_RECEIVED, int{node});
-    // A daemon reports its nodes itself. Without a handler no event could be delivered.
+    // In daemon mode the daemon reports its nodes itself. Without a handler no event could be delivered.
     if (!IsMOX || event_pipe_handler_p == nullptr) {
         return Hb_Success;
     }

@@ -22,12 +22,12 @@ bool in_range(Hb_Node_Number node) {
     return node >= 0 && node < global_config_tbl.Hb_max_nodes && node < HB_NODE_SLOTS;
 }
 
-// So many copies outlast the writing of all records. Now and then the reader makes room for a daemon that was
-// interrupted in it.
+// This many copies take longer than the daemon needs to write all records. From time to time the reader
+// yields, so that an interrupted daemon can finish.
 constexpr int COPIES_MOST = 10000;
 constexpr int COPIES_BETWEEN_PAUSES = 4000;
 
-// Word by word and in order: the daemon may be changing them.
+// The daemon may be changing the record, so it is read word by word and in order.
 Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
     uint32_t words[sizeof shared / sizeof(uint32_t)] = {};
     static_assert(sizeof words == sizeof shared);
@@ -41,9 +41,10 @@ Hb_route_sequence copy_of(const Hb_route_sequence &shared) {
 
 enum class Copied { whole, none, torn };
 
-// Copies a record that the daemon may be rewriting. The daemon sets the record's generation to 0, changes the record, sets
-// the new generation, and at last that of segment 1. A copy is whole when the generation before and after it is that of
-// segment 1, and there is none while that is 0.
+// Copies a record that the daemon may be rewriting. The daemon sets the record's generation to 0, changes the
+// record, sets its new generation, and finally updates segment 1. A copy is whole when the record's
+// generation equals that of segment 1 before and after copying. While segment 1 holds 0 there is no whole
+// record.
 Copied copy_once(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     const Hb_Sequence_Number before = hb_read_in_order(shared.sequence_number);
     record = copy_of(shared);
@@ -55,7 +56,7 @@ Copied copy_once(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     return before == after && after == valid ? Copied::whole : Copied::torn;
 }
 
-// False when no copy was whole: there is no route, or the daemon died while it wrote.
+// Returns false when no copy was whole: there is no route, or the daemon died while it wrote.
 bool read_unguarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     for (int i = 0; i < COPIES_MOST; ++i) {
         const Copied copied = copy_once(shared, record);
@@ -69,8 +70,9 @@ bool read_unguarded(const Hb_route_sequence &shared, Hb_route_sequence &record) 
     return false;
 }
 
-// Inside the section a record that does not belong to segment 1 is no route. But the daemon writes past a reader that
-// stays for too long, as a stopped one does: segment 1 has then changed since the reader entered, and it copies again.
+// Inside the section, a record of another generation than segment 1 is no route. The daemon does write past a
+// reader that stays too long, such as a stopped process. Segment 1 has then changed since the reader entered,
+// and the reader copies again.
 bool read_guarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     const Hb_Sequence_Number valid = hb_read_in_order(data_for_client->sequence_number);
     const Copied copied = copy_once(shared, record);
@@ -80,12 +82,12 @@ bool read_guarded(const Hb_route_sequence &shared, Hb_route_sequence &record) {
     return copied == Copied::whole;
 }
 
-// Whether a route has no more hops than it has room for. A caller that goes by the number would read behind it.
+// Checks that the route has room for its hops. A caller that trusts a larger number would read past the end.
 bool fits(uint32_t hops) {
     return hops <= HB_ROUTE_HOPS;
 }
 
-// A copy of the node's record, or HB_ERROR_NO_ROUTE (6) when there is no valid one.
+// Copies the node's record. HB_ERROR_NO_ROUTE (6): there is no valid one.
 Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
     if (data_for_client == nullptr || shared_route_info == nullptr) {
         return hb_fail(HB_ERROR_NO_ROUTE);
@@ -101,7 +103,7 @@ Hb_Rc read_record(Hb_Node_Number node, Hb_route_sequence &record) {
 
 enum class Kind { any, ip_only };
 
-// What a reply's body says of the hops; those that it does not reach are zero.
+// Returns the hops from a reply's body. Hops past the end of the body are zero.
 Hb_Route hops_in(const Hb_Packet &packet) {
     Hb_Route hops = {};
     const auto bytes = packet.bytes();
@@ -130,7 +132,7 @@ Hb_Rc read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length, Kind ki
     return Hb_Success;
 }
 
-// Sorts more than two nodes in place, as callers rely on, and tells whether one stands there twice.
+// Returns whether a node occurs twice. More than two nodes are sorted in place, which callers rely on.
 bool has_duplicate(int *nodes, int n) {
     if (n > 2) {
         qsort(nodes, static_cast<std::size_t>(n), sizeof *nodes, int_compare);
@@ -146,7 +148,7 @@ bool buffers_hold(const iovec *iov, int count) {
 uint64_t total_length(const iovec *iov, int count) {
     uint64_t total = 0;
     for (int i = 0; i < count; ++i) {
-        // Anything above the limit is as good as the limit and one: the sum cannot wrap.
+        // A length above the limit counts as the limit plus one, so that the sum cannot wrap.
         total += std::min<uint64_t>(iov[i].iov_len, HB_ROUTING_REQUEST_MAX + 1);
     }
     return total;

@@ -18,8 +18,8 @@
 
 namespace {
 
-// Emptying the live table forgets only the nodes that its numbers reach. A daemon's table that stayed live after the
-// move to the service may have noted others.
+// Emptying the live table clears only the nodes within its bounds. A daemon's table that stayed live after
+// the migration may have set others.
 void forget_nodes() {
     if (IsMOX) {
         std::fill_n(global_node_tbl, HB_NODE_SLOTS, Hb_False);
@@ -27,7 +27,8 @@ void forget_nodes() {
     }
 }
 
-// The steps in their order. What fails leaves the table empty: what an earlier session loaded is no answer any more.
+// Runs the opening steps in order. A failure leaves the table empty, because data of an earlier session would
+// be wrong.
 Hb_Rc run_opening_steps() {
     hb_clear_subscription_names();
     hb_empty_live_table();
@@ -59,7 +60,7 @@ bool is_connected() {
     return hb_is_open() && (IsMOX || client_socket != nullptr);
 }
 
-// A cluster service that calls the library while it is being opened would wait for itself.
+// A cluster service that calls the library while the library is opening would wait for itself.
 constexpr int OPENING_ALREADY = HB_ERROR_RECEIVE_FAILED;
 
 } // namespace

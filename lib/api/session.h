@@ -5,8 +5,9 @@
 #include "hb_client.h"
 #include "lib/hb_global_data/session_state.h"
 
-// Opens the library and, in daemon mode, opens an open one anew whose connection the caller has removed: another
-// daemon may listen by now. A failure leaves neither a connection nor segments. Errors: those of hb_init.
+// Opens the library. In daemon mode it also reopens a session after its caller removed the connection:
+// another daemon may listen by now. A failure leaves neither a connection nor segments. Errors: those of
+// hb_init.
 Hb_Rc hb_ensure_connection();
 
 #endif

@@ -1,5 +1,6 @@
-// What the library releases when it is unloaded, so that a program may load it again and again. The end of the process
-// releases nothing: another thread may be in a call, and the system takes all of it back anyway.
+// Releases everything when the library is unloaded, so that a program may load it again and again. At the end
+// of the process nothing is released. Another thread may still be inside a call, and the system frees
+// everything anyway.
 
 #include "lib/base/process_exit.h"
 #include "lib/hb_communication/connection.h"
@@ -27,7 +28,7 @@ void drop_registry() {
     ORBFSHandler::numbersOfFileDescriptors = 0;
 }
 
-// Nothing is traced here: the trace library may have been unloaded already.
+// Nothing is traced here: the trace library may already be unloaded.
 __attribute__((destructor)) void release_all() {
     if (hb_process_ends()) {
         return;

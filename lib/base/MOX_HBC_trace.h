@@ -1,8 +1,8 @@
 // Registration of the trace component "_HBC", and the pattern of every trace point.
 //
-// A trace point tests its category's detail byte, and only then gathers arguments and records. The functions
-// below do so for arguments that cost nothing to gather; a point that must first build a text tests with
-// hb_trace_on. None of them changes errno.
+// A trace point tests its category's detail byte before it gathers arguments. The functions below do this for
+// arguments that cost nothing to gather. A point that must first build a text tests with hb_trace_on. None of
+// them changes errno.
 #ifndef MOX_HBC_TRACE_H
 #define MOX_HBC_TRACE_H
 
@@ -18,11 +18,11 @@ inline constexpr char HB_TRACE_COMPONENT[] = "_HBC";
 inline constexpr uint32_t num_categories = 3;
 
 extern const tr_category_description_t hbc_trace_categories[num_categories];
-extern unsigned char hbc_trace_detail_levels[num_categories]; // owned by the trace library once registered
-extern tr_file_token_t *pTokens; // one for each category; null while not registered
+extern unsigned char hbc_trace_detail_levels[num_categories]; // owned by the trace library after registration
+extern tr_file_token_t *pTokens;                              // one for each category; null before registration
 extern int32_t hbc_trace_inited;
 
-// A refused registration gives no tokens, and nothing is traced then, whatever the bytes say.
+// A rejected registration returns no tokens. Nothing is traced then, whatever the detail bytes are.
 inline bool hb_trace_on(Hb_Trace_Category category) {
     return hbc_trace_detail_levels[category] != 0 && pTokens != nullptr;
 }
@@ -34,7 +34,7 @@ inline void hb_trace_id(Hb_Trace_Category category, Hb_Trace_Id id) {
     }
 }
 
-// Values of 32 bits or fewer.
+// Each value has 32 bits or fewer.
 template <typename... Value> void hb_trace_values(Hb_Trace_Category category, Hb_Trace_Id id, Value... values) {
     static_assert((... && (sizeof(Value) <= sizeof(uint32_t))));
     if (hb_trace_on(category)) {
@@ -43,7 +43,7 @@ template <typename... Value> void hb_trace_values(Hb_Trace_Category category, Hb
     }
 }
 
-// NUL-terminated strings.
+// Each text is NUL-terminated.
 template <typename... Text> void hb_trace_strings(Hb_Trace_Category category, Hb_Trace_Id id, Text... texts) {
     if (hb_trace_on(category)) {
         const Hb_Errno_Keeper kept;

@@ -5,8 +5,8 @@
 #include "hb_client.h"
 #include "qz_mox.h"
 
-// Both write the address into buf, at least 46 bytes: dotted for an IPv4 address held in IPv6 form, IPv6 text
-// for any other. They return buf.
+// Both write the address into buf, which has at least 46 bytes, and return buf. An IPv4 address in IPv6 form
+// is written in dotted form, any other as IPv6 text.
 char *wisplib_ntop(Hb_IP_address6 *addr, char *buf);
 char *MOX_ntop(qz_mox_IP_address6_t *addr, char *buf);
 

@@ -1,4 +1,4 @@
-// Keeps the system's errno through calls that may change it, so that tracing never shows to the caller.
+// Keeps the system's errno through calls that may change it, so that tracing is invisible to the caller.
 #ifndef HB_ERRNO_KEEPER_H
 #define HB_ERRNO_KEEPER_H
 

@@ -6,7 +6,7 @@
 
 int global_hb_errno = 0;
 
-// Several threads may fail at once; the last one's number stays.
+// Several threads may fail at the same time. The number of the last one stays.
 void set_hb_errno(int number) {
     std::atomic_ref<int>(global_hb_errno).store(number, std::memory_order_relaxed);
 }

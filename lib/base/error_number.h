@@ -8,7 +8,7 @@ extern int global_hb_errno;
 
 void set_hb_errno(int number);
 
-// Set the number and say no, in the two ways in which functions do.
+// Both set the number and report failure, for the two kinds of return type.
 inline Hb_Rc hb_fail(int number) {
     set_hb_errno(number);
     return Hb_Failure;

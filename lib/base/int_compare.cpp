@@ -3,6 +3,6 @@
 int int_compare(const void *a, const void *b) {
     const int first = *static_cast<const int *>(a);
     const int second = *static_cast<const int *>(b);
-    // Not the difference, which does not fit for ints far apart.
+    // The difference of two distant ints would overflow.
     return (first > second) - (first < second);
 }

@@ -2,7 +2,8 @@
 #ifndef HB_INT_COMPARE_H
 #define HB_INT_COMPARE_H
 
-// Negative, zero or positive as the first int is below, equal to or above the second.
+// Returns a negative value, zero or a positive value when the first int is below, equal to or above the
+// second.
 int int_compare(const void *a, const void *b);
 
 #endif

@@ -5,7 +5,7 @@ Hb_Lock hb_tracing_lock;
 
 namespace {
 
-// Locks the mutex within a scope; a cancelled wait for the condition leaves the scope with the mutex locked.
+// Locks the mutex within a scope. A wait that is cancelled leaves the scope with the mutex locked.
 class Mutex_Guard {
   public:
     explicit Mutex_Guard(pthread_mutex_t &mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
@@ -17,7 +17,7 @@ class Mutex_Guard {
     pthread_mutex_t &mutex_;
 };
 
-// A forked child has the forking thread alone: it would wait for ever for a lock that another thread held.
+// A forked child has only the forking thread. It would wait for ever for a lock that another thread held.
 void free_in_child(Hb_Lock &lock) {
     lock.mutex = PTHREAD_MUTEX_INITIALIZER;
     lock.released = PTHREAD_COND_INITIALIZER;
@@ -29,8 +29,8 @@ void free_locks_in_child() {
     free_in_child(hb_tracing_lock);
 }
 
-// Unloading the library removes the registration. A child that is forked while another thread registers has no handler
-// yet; pthread_once starts anew in it.
+// Unloading the library removes the registration. A child that is forked during the registration has no
+// handler yet, and its pthread_once starts again.
 void watch_forks() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, [] { pthread_atfork(nullptr, nullptr, free_locks_in_child); });

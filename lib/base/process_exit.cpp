@@ -5,15 +5,15 @@
 
 namespace {
 
-bool process_ends = false; // from the start where the library is never unloaded
+bool process_ends = false; // true from the start where the library is never unloaded
 
 bool note_end() {
-    // dlclose() calls the function too, but only behind the destructor functions.
+    // dlclose() calls this function too, but only after the destructor functions.
     return std::atexit([] { process_ends = true; }) == 0;
 }
 
-// The program's own handle finds what the program is linked with and what is preloaded. It does not find what
-// dlopen() loads: the constructor functions run before RTLD_GLOBAL has an effect.
+// The program's own handle finds linked and preloaded libraries only. A library from dlopen() is not found:
+// constructor functions run before RTLD_GLOBAL takes effect.
 bool is_part_of_program() {
     void *program = dlopen(nullptr, RTLD_LAZY);
     if (program == nullptr) {
@@ -21,12 +21,13 @@ bool is_part_of_program() {
     }
     const bool is_found = dlsym(program, "hb_init") != nullptr;
     dlclose(program);
-    dlerror(); // A program that asks for the loader's last error does not receive this look-up's.
+    dlerror(); // hides this look-up's error from a program that reads the loader's last error
     return is_found;
 }
 
-// A library that is linked or preloaded may be opened by another one's constructor function, before the system
-// registers the destructor functions. No registration of its own would then come first at the end.
+// Another library's constructor function may use a linked or preloaded library before the system registers
+// the destructor functions. A registration made here would then come too late in the process's end, so such a
+// library makes none.
 __attribute__((constructor)) void register_at_load() {
     if (is_part_of_program()) {
         process_ends = true;

@@ -1,15 +1,16 @@
-// Whether the process is ending. Then another thread may still be inside the library, which must release nothing.
+// Detects that the process is ending. Another thread may then still be inside the library, which must release
+// nothing.
 #ifndef HB_PROCESS_EXIT_H
 #define HB_PROCESS_EXIT_H
 
-// From here on the end of the process is noted before the library's destructor functions run: exit() undoes what was
-// registered last first. The library calls it when dlopen() loads it. What makes something to release calls it too, for
-// the thread that holds the opening lock: a plug-in that another library loads before main() starts is registered
-// too early at its loading.
+// Registers a note of the process's end that runs before the library's destructor functions: exit() undoes
+// the last registration first. The library calls this when dlopen() loads it. The thread that holds the
+// opening lock calls it again before it makes anything to release. A plug-in that another library loads
+// before main() would otherwise be registered too early.
 void hb_watch_exit();
 
-// For destructor functions: false when dlclose() unloads the library, true at the end of the process. Always true
-// where the library is part of the program from its start, because such a library is never unloaded.
+// For destructor functions: false when dlclose() unloads the library, true at the end of the process. A
+// library that is part of the program from its start is never unloaded, so it always returns true.
 bool hb_process_ends();
 
 #endif

@@ -1,4 +1,5 @@
-// Reading what the daemon may be changing: each word once, so that what was tested is what is used.
+// Reads memory that the daemon may be changing. Each word is read once, so that the value that was checked is
+// the value that is used.
 #ifndef HB_READ_ONCE_H
 #define HB_READ_ONCE_H
 
@@ -6,7 +7,7 @@ template <typename Word> Word hb_read_once(const Word &shared) {
     return static_cast<const volatile Word &>(shared);
 }
 
-// The same; what the program reads behind it is read after it.
+// The same, and everything that follows in the program is read after it.
 template <typename Word> Word hb_read_in_order(const Word &shared) {
     return __atomic_load_n(&shared, __ATOMIC_ACQUIRE);
 }

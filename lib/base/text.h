@@ -1,5 +1,5 @@
-// Texts in fields of fixed size, whose sender may have left out the terminating NUL: such a text ends one
-// byte before its field does.
+// Texts in fields of fixed size. The sender may have left out the terminating NUL: the text then ends one
+// byte before the field.
 #ifndef HB_TEXT_H
 #define HB_TEXT_H
 

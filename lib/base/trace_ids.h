@@ -1,5 +1,6 @@
-// Every trace record id of the library, each used by one trace point; those of a handler's exit by every way out of it. An id is never
-// given to another point later: recorded traces and the message catalogue refer to it.
+// Every trace record id of the library. Each id belongs to one trace point; a handler's exit id belongs to
+// all of its exits. An id is never given to another point: recorded traces and the message catalogue refer to
+// it.
 #ifndef HB_TRACE_IDS_H
 #define HB_TRACE_IDS_H
 
@@ -110,7 +111,7 @@ enum Hb_Trace_Id : uint32_t {
     HB_TR_ADAPTER_ITERATION_ENTRY = 135,
     HB_TR_ADAPTER_ITERATION_WRONG_TYPE = 136,
     HB_TR_ADAPTER_ITERATION_REACHED = 137,
-    HB_TR_ADAPTER_ITERATION_CURSOR = 138, // at the end and at a hit
+    HB_TR_ADAPTER_ITERATION_CURSOR = 138, // at the end and when an item is found
     HB_TR_NODE_BY_ADAPTER = 151,
     HB_TR_TYPE_BY_ADAPTER = 152,
     HB_TR_ADDRESS_BY_ADAPTER = 153,

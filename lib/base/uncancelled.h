@@ -1,4 +1,4 @@
-// Keeps a cancellation of the thread from taking effect, where it must not unwind: in destructors.
+// Delays the cancellation of a thread where it must not unwind, as in destructors.
 #ifndef HB_UNCANCELLED_H
 #define HB_UNCANCELLED_H
 

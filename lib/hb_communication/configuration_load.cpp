@@ -19,7 +19,7 @@ struct Hash_Release {
 };
 using Owned_Hash = std::unique_ptr<H_table_str, Hash_Release>;
 
-// What a load replaces, built whole before the table is touched.
+// The lists that a load replaces. They are complete before the table is changed.
 struct Lists {
     std::unique_ptr<Hb_Adapter_Entry[]> adapters;
     std::unique_ptr<Hb_Node_Entry[]> nodes;
@@ -71,8 +71,8 @@ bool add_node(Lists &lists, int node) {
     return Hash_entries(lists.by_node.get()) == lists.node_count;
 }
 
-// The first adapter of an address keeps it. Inserting and putting the earlier one back walks the chain once
-// for the usual case of a new address.
+// The first adapter with an address keeps it. Inserting first and restoring the earlier adapter walks the
+// chain only once for a new address, which is the usual case.
 bool add_by_address(Lists &lists, Hb_Adapter_Entry &entry) {
     const int before = Hash_entries(lists.by_address.get());
     void *earlier = Hash_insert_IPv6(address_key(entry), lists.by_address.get(), &entry);
@@ -93,9 +93,9 @@ bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
         std::memcpy(lists.adapters.get(), snapshot.adapters,
                     sizeof(Hb_Adapter_Entry) * static_cast<std::size_t>(count));
     }
-    // The addresses go in behind the numbers, so that the nodes of each table lie together and are freed together:
-    // that is a good part of a load's time. While it is traced each adapter is taken whole, for the records'
-    // sake.
+    // Addresses are inserted after all numbers, so that each table's nodes lie together in memory. That makes
+    // freeing them, and so a load, much faster. While tracing is on each adapter is inserted at once, to keep
+    // the order of the trace records.
     const bool whole = hb_trace_on(HB_TRACE_INFO);
     std::bitset<HB_NODE_SLOTS> seen;
     for (int i = 0; i < count; ++i) {
@@ -125,7 +125,7 @@ bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
 }
 
 void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_Internal &table) {
-    H_table_str *sites = std::exchange(table.site_hash, nullptr); // they are no part of a snapshot
+    H_table_str *sites = std::exchange(table.site_hash, nullptr); // a snapshot has no sites
     hb_release_table_lists(table);
     table.site_hash = sites;
     table.Hb_global_adapter_list = lists.adapters.release();

@@ -79,10 +79,10 @@ Hb_Rc hb_init_communication() {
     }
     hb_watch_exit();
     if (IsMOX) {
-        return hb_make_connection(); // the session is the service's and does not use the connection
+        return hb_make_connection(); // a session with the cluster service does not use the connection
     }
     if (hb_is_open()) {
-        hb_empty_live_table(); // it was another connection's
+        hb_empty_live_table(); // its content came from another connection
         hb_put_session_out_of_use(true);
     }
     Hb_Opening_Attempt attempt;

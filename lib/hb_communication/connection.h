@@ -1,5 +1,5 @@
-// The connection to the daemon and its wait set; hb_init_communication of hb_client.h makes both, hb_remove_socket
-// and hb_remove_client_select drop them.
+// The connection to the daemon and its wait set. hb_init_communication of hb_client.h makes both;
+// hb_remove_socket and hb_remove_client_select remove them.
 #ifndef HB_CONNECTION_H
 #define HB_CONNECTION_H
 
@@ -10,18 +10,19 @@
 #include "lib/vexo/Hb_Select.h"
 
 extern pid_t client_pid;
-extern Hb_Csock *client_socket;  // null when there is no connection
-extern Hb_Select *client_select; // null when there is none
+extern Hb_Csock *client_socket;  // null: no connection
+extern Hb_Select *client_select; // null: no wait set
 
-// The connection of an open or half open session; null in every other state, whatever a failed opening left.
+// Returns the connection of an open or half open session. In every other state it returns null, even if a
+// failed opening left a socket.
 Hb_Csock *hb_usable_connection();
 
-// For the thread that holds the opening lock: connects and makes the wait set, after dropping those there are.
-// Errors: HB_ERROR_RECEIVE_FAILED (12), HB_ERROR_SOCKET_FAILED (13), HB_ERROR_SOCKET_BUFFER_FAILED (14),
+// Connects and makes the wait set, after removing the existing ones. The caller holds the opening lock. Errors:
+// HB_ERROR_RECEIVE_FAILED (12), HB_ERROR_SOCKET_FAILED (13), HB_ERROR_SOCKET_BUFFER_FAILED (14),
 // HB_ERROR_CONNECT_FAILED (15), HB_ERROR_NO_MEMORY (17).
 Hb_Rc hb_make_connection();
 
-// Closes and forgets the connection, if there is one.
+// Closes and removes the connection, if there is one.
 void hb_drop_connection();
 
 #endif

@@ -11,7 +11,7 @@
 
 namespace {
 
-// So that the record and its length prefix together are still counted in an int.
+// The length of the record with its length prefix must fit in an int.
 constexpr int HB_REQUEST_LENGTH_MAX = INT_MAX - HB_REQUEST_HEADER_SIZE - 4;
 
 int send_error(long socket_status) {
@@ -44,8 +44,8 @@ Hb_Rc hb_send_on(Hb_Csock *connection, Hb_Client_Request msg_type, void *msg_dat
     if (connection == nullptr || msg_len < 0 || msg_len > HB_REQUEST_LENGTH_MAX) {
         return hb_fail(HB_ERROR_SEND_FAILED);
     }
-    // Suspicions carry a number in `len` and so may be longer than a packet; such a record is built on the
-    // heap, the common ones on the stack.
+    // The number of a suspected adapter travels in `len`, so such a request may exceed a packet. It is built
+    // on the heap, all others on the stack.
     const int size = HB_REQUEST_HEADER_SIZE + msg_len;
     packet_t common;
     std::unique_ptr<char[]> large;

@@ -10,10 +10,10 @@
 
 namespace {
 
-// Any process with access to the semaphores can set them to a value that nobody resets. A reader therefore never
-// waits for longer than a daemon that works holds readers back, which is a second.
+// Any process with access to the semaphores can set them to a value that no process resets. A working daemon
+// holds readers back for one second at most, so a reader waits only a little longer.
 constexpr timespec STEP = {0, 250'000'000};
-constexpr long long LONGEST = 2'750'000'000; // nanoseconds behind the first step: three seconds in all
+constexpr long long LONGEST = 2'750'000'000; // nanoseconds after the first step: three seconds in all
 
 timespec now() {
     timespec time = {};
@@ -26,8 +26,8 @@ bool is_over(const timespec &since) {
     return (time.tv_sec - since.tv_sec) * 1'000'000'000LL + (time.tv_nsec - since.tv_nsec) >= LONGEST;
 }
 
-// Whether a daemon that could end the wait may still run. The process that made segment 1 is the daemon; number 0 is
-// a process that this one cannot see.
+// Checks whether a daemon that could end the wait may still run. The daemon is the process that created
+// segment 1. Process number 0 means a process that this one cannot see.
 bool daemon_may_be_there() {
     if (shm_id[0] == -1) {
         return true;
@@ -42,7 +42,7 @@ bool daemon_may_be_there() {
     return status.shm_cpid <= 0 || kill(status.shm_cpid, 0) == 0 || errno != ESRCH;
 }
 
-// False when the semaphores cannot be used, or nobody is there to end the wait.
+// Returns false when the semaphores cannot be used, or when no process is left to end the wait.
 bool enter_section() {
     sembuf enter[2] = {{HB_SEM_READERS, 1, SEM_UNDO}, {HB_SEM_WRITER, 0, 0}};
     timespec since = {};
@@ -66,7 +66,8 @@ bool enter_section() {
 
 Hb_Route_Section::Hb_Route_Section() : entered_(enter_section()) {}
 
-// A count that another process has set to 0 does not hold this reader any more: there is nothing to wait for.
+// Another process may have set the count to 0. It no longer counts this reader, so there is nothing to wait
+// for.
 Hb_Route_Section::~Hb_Route_Section() {
     if (entered_) {
         sembuf leave = {HB_SEM_READERS, -1, SEM_UNDO};

@@ -2,9 +2,9 @@
 #ifndef HB_ROUTE_SECTION_H
 #define HB_ROUTE_SECTION_H
 
-// Counts the reader in while it lives, once the daemon is not rewriting the routes. A reader that dies inside
-// is counted out by the system. It waits for the daemon in steps, for three seconds at most, and no longer once the
-// daemon or its semaphores are gone.
+// Counts the reader in for as long as the object lives, once the daemon is not rewriting the routes. The
+// system counts out a reader that dies inside. The reader waits in steps, for three seconds at most, and
+// stops when the daemon or its semaphores disappear.
 class Hb_Route_Section {
   public:
     Hb_Route_Section();
@@ -12,8 +12,8 @@ class Hb_Route_Section {
     Hb_Route_Section(const Hb_Route_Section &) = delete;
     Hb_Route_Section &operator=(const Hb_Route_Section &) = delete;
 
-    // False when the semaphores could not be used, or did not admit the reader in time. The daemon may then write while
-    // the reader reads.
+    // False when the semaphores could not be used or did not admit the reader in time. The daemon may then
+    // write while the reader reads.
     bool entered() const { return entered_; }
 
   private:

@@ -46,8 +46,7 @@ Hb_Rc derive_keys(Keys &keys) {
     return Hb_Success;
 }
 
-// The limit that a segment can run into is the system's number of segments for the first one and the
-// process's for the others.
+// The first segment can hit the system's limit on segments, the others the process's limit.
 int find_error(int number, int limit_errno) {
     switch (number) {
     case EACCES:
@@ -95,7 +94,8 @@ int semaphore_error(int number) {
     }
 }
 
-// Of an attached segment alone: the number of one that is removed can be given to another one. 0 or a system error.
+// Explains why a segment was rejected: 0, or a system error. The segment is attached, because the number of a
+// removed segment can be given to another one.
 int why_segment_refused(int id) {
     shmid_ds status = {};
     if (shmctl(id, IPC_STAT, &status) != 0) {
@@ -104,15 +104,15 @@ int why_segment_refused(int id) {
     return hb_is_trusted_creator(status.shm_perm.cuid) ? 0 : EACCES;
 }
 
-// What semctl takes as its fourth argument; the system's headers leave it to the program to declare it.
+// The fourth argument of semctl. The system's headers leave its declaration to the program.
 union Semaphore_Argument {
     int val;
     semid_ds *buf;
     unsigned short *array;
 };
 
-// Another user's set could hold up every reader. A set that this process may not read is not used either, and no
-// error: a reader without semaphores copies until it has a whole record.
+// Another user's semaphores could block every reader, so they are rejected. A set without read permission is
+// not used, and that is no error: without semaphores a reader copies until it has a whole record.
 Hb_Rc check_semaphores() {
     semid_ds status = {};
     Semaphore_Argument argument = {};
@@ -147,7 +147,7 @@ Hb_Rc attach(key_t key, uint64_t size, int limit_errno, int &id, const Record *&
     return Hb_Success;
 }
 
-// Keys stay out of core files. A kernel that cannot do that is no reason not to read them.
+// Keys stay out of core files. A kernel that does not support this is no reason to reject them.
 void keep_out_of_core_files(const Hb_security_information &security) {
     madvise(const_cast<Hb_security_information *>(&security), sizeof security, MADV_DONTDUMP);
 }

@@ -6,18 +6,19 @@
 
 extern int shm_id[3];
 extern int shm_sem_id;
-extern const Hb_memory_configuration_data *data_for_client; // segment 1, null while not attached
+extern const Hb_memory_configuration_data *data_for_client; // segment 1; null while not attached
 extern const Hb_route_sequence *shared_route_info;          // segment 2
 extern const Hb_security_information *security_info;        // segment 3
 
-// Attaches the three segments and opens the semaphore set, after detaching what was attached before.
-// Errors: HB_ERROR_NO_CONFIG_SEGMENT_KEY (28) to HB_ERROR_SEMAPHORE_FAILED (48), HB_ERROR_NO_SECURITY_SEGMENT_KEY (54).
+// Attaches the three segments and opens the semaphore set. Earlier attachments are removed first. Errors:
+// HB_ERROR_NO_CONFIG_SEGMENT_KEY (28) to HB_ERROR_SEMAPHORE_FAILED (48), HB_ERROR_NO_SECURITY_SEGMENT_KEY (54).
 Hb_Rc hb_init_shared_memory();
 
-// Detaches what is attached; safe when nothing is.
+// Detaches all attached segments. Safe when none is attached.
 void hb_detach_shared_memory();
 
-// Records in the attached route segment; 0 while it is not attached. Segment 1 may have grown since.
+// Returns the number of records in the attached route segment, or 0. Segment 1 may have grown since it was
+// attached.
 uint32_t hb_attached_route_slots();
 
 #endif

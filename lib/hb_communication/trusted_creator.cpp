@@ -9,7 +9,7 @@ namespace {
 
 constexpr uid_t ROOT = 0;
 
-// The kernel recorded who listens there; no process can state another user for itself.
+// The kernel recorded the user of the listening process, and no process can fake that.
 uid_t daemon_user() {
     ucred daemon = {};
     socklen_t size = sizeof daemon;

@@ -1,7 +1,7 @@
-// The cluster's name as cluster-event mode knows it.
+// The cluster's name in cluster-event mode.
 #ifndef HB_CLUSTER_NAME_H
 #define HB_CLUSTER_NAME_H
 
-extern char *orbfs_cluster_name; // new[], null until known
+extern char *orbfs_cluster_name; // from new[]; null until known
 
 #endif

@@ -24,7 +24,8 @@ const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
 }
 
 void hb_release_table_lists(Hb_Configuration_Internal &table) {
-    // Forgotten before it is freed: a process that forks in between must not free it twice.
+    // The pointer is cleared before its list is freed: a process that forks in between must not free it
+    // twice.
     delete[] std::exchange(table.Hb_global_adapter_list, nullptr);
     delete[] std::exchange(table.node_list, nullptr);
     for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.node_hash, &table.site_hash}) {

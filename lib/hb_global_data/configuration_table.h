@@ -1,4 +1,4 @@
-// The process's picture of the cluster's configuration.
+// The process's view of the cluster's configuration.
 #ifndef HB_CONFIGURATION_TABLE_H
 #define HB_CONFIGURATION_TABLE_H
 
@@ -18,20 +18,20 @@ struct Hb_Site_Entry {
 
 struct Hb_Configuration_Internal {
     Hb_Node_Number local_node_number;
-    int Hb_max_nodes;         // node numbers are 0 to this - 1
-    int Hb_num_nodes;         // entries used in node_list
-    int Hb_adapters_per_node; // stride of adapter numbers
+    int Hb_max_nodes;         // node numbers run from 0 to this minus 1
+    int Hb_num_nodes;         // entries in use in node_list
+    int Hb_adapters_per_node; // the stride of adapter numbers
     int Hb_num_adapters;
     int Hb_num_networks;
     int Hb_max_sites;
     int Hb_num_sites;
-    Hb_Adapter_Entry *Hb_global_adapter_list; // new[], in the order of delivery
+    Hb_Adapter_Entry *Hb_global_adapter_list; // from new[], in the order of delivery
     Hb_Network_Entry Hb_global_network_list[HB_NETWORK_SLOTS];
-    H_table_str *adap_hash; // adapter number to its entry; the authority on whether an adapter exists
-    H_table_str *ip_hash; // address to an adapter that has it: the first by the daemon, the last by the service
+    H_table_str *adap_hash; // adapter number to its entry; decides whether an adapter exists
+    H_table_str *ip_hash; // address to its adapter; of several the daemon's first one or the service's last one
     H_table_str *node_hash; // node number to its entry
     H_table_str *site_hash;
-    Hb_Node_Entry *node_list; // new[] of HB_NODE_SLOTS
+    Hb_Node_Entry *node_list; // from new[], with HB_NODE_SLOTS entries
     Hb_Site_Entry *site_list;
 };
 
@@ -47,13 +47,13 @@ extern int global_num_sites;
 extern const Hb_Adapter_Entry HB_INVALID_ADAP;
 extern const Hb_IP_address6 HB_INVALID_ADDR;
 
-// The adapter's entry, valid until the next load; HB_INVALID_ADAP when there is no such adapter.
+// Returns the adapter's entry, valid until the next load, or HB_INVALID_ADAP if there is no such adapter.
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter);
 
-// Frees and nulls the lists and hash tables that a load makes, and the site hash; the numbers stay.
+// Frees and nulls the lists and hash tables that a load makes, and the site hash. The numbers stay.
 void hb_release_table_lists(Hb_Configuration_Internal &table);
 
-// One past the highest adapter number of the table's geometry, never more than HB_ADAPTER_SLOTS.
+// Returns one above the highest adapter number that the table allows, at most HB_ADAPTER_SLOTS.
 Hb_Adapter_Number hb_adapter_number_bound(const Hb_Configuration_Internal &table);
 
 #endif

@@ -8,7 +8,7 @@ pthread_mutex_t event_queue_list_and_sequence_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 namespace {
 
-// Behind the largest number comes the smallest.
+// The number wraps from the largest to the smallest value.
 int next_sequence() {
     const int sequence = event_sequence;
     event_sequence = static_cast<int>(static_cast<unsigned>(sequence) + 1U);
@@ -37,7 +37,7 @@ void MOX_add_event_at_end(MOX_Event *ev) {
     }
     MOX_with_queue_locked([&] {
         ev->sequence_num = next_sequence();
-        // No tail pointer: the queue is drained with every wake-up and stays short.
+        // There is no tail pointer: every wake-up drains the queue, so it stays short.
         MOX_Event **link = &event_queue_list;
         while (*link != nullptr) {
             link = &(*link)->next;

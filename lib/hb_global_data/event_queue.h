@@ -1,4 +1,4 @@
-// The queue of events in cluster-event mode, first in, first out, with its sequence counter.
+// The queue of events in cluster-event mode, first in, first out, and its sequence counter.
 #ifndef HB_EVENT_QUEUE_H
 #define HB_EVENT_QUEUE_H
 
@@ -8,10 +8,10 @@
 #include "lib/hb_global_data/mox_event.h"
 
 extern MOX_Event *event_queue_list;                         // head
-extern int event_sequence;                                  // next number to hand out
+extern int event_sequence;                                  // the next number to assign
 extern pthread_mutex_t event_queue_list_and_sequence_mutex; // guards both
 
-// Runs `work` with the queue locked. A thread cancelled in it leaves nothing locked.
+// Runs `work` with the queue locked. A thread that is cancelled inside leaves nothing locked.
 template <typename Work> void MOX_with_queue_locked(Work work) {
     pthread_cleanup_push(mutex_cleanup_handler, &event_queue_list_and_sequence_mutex);
     pthread_mutex_lock(&event_queue_list_and_sequence_mutex);
@@ -20,20 +20,20 @@ template <typename Work> void MOX_with_queue_locked(Work work) {
     pthread_cleanup_pop(0);
 }
 
-// A child that is forked while another thread holds the queue finds it free. Called before the first event.
+// Lets a forked child use the queue even if another thread held it. Must be called before the first event.
 void MOX_keep_queue_usable_after_fork();
 
 int hb_mox_next_event_sequence();
 
-// Stamps the event with the next sequence number and takes ownership of it. Null is ignored.
+// Gives the event the next sequence number and becomes its owner. Null is ignored.
 void MOX_add_event_at_end(MOX_Event *ev);
 
-// The head, which becomes the caller's to delete; null when the queue is empty.
+// Removes and returns the head, which the caller must delete. Null: the queue is empty.
 MOX_Event *MOX_get_event_from_head();
 
 int MOX_event_queue_is_empty();
 
-// Traces what is queued.
+// Traces the queued events.
 void MOX_display_event_list();
 
 #endif

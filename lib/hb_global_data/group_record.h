@@ -1,4 +1,4 @@
-// Clearing the lists of a group record.
+// Clears the lists of a group record.
 #ifndef HB_GROUP_RECORD_H
 #define HB_GROUP_RECORD_H
 

@@ -1,4 +1,4 @@
-// Which nodes the queries know: global_node_tbl and global_num_nodes.
+// The nodes that queries return: global_node_tbl and global_num_nodes.
 #ifndef HB_KNOWN_NODES_H
 #define HB_KNOWN_NODES_H
 
@@ -6,8 +6,8 @@
 
 #include "lib/hb_global_data/configuration_table.h"
 
-// Reading the service makes the nodes known that it has. This object puts back those that were known before, for a
-// reading whose table is not live yet, or never becomes so.
+// Reading the service replaces the known nodes. This object restores the previous ones, for a table that is
+// not live yet or never becomes live.
 class MOX_Known_Nodes {
   public:
     MOX_Known_Nodes() { std::copy_n(global_node_tbl, HB_NODE_SLOTS, known_); }

@@ -8,13 +8,13 @@ namespace {
 
 struct Made {
     const MOX_Event *ev;
-    MOX_Event *kept; // the event itself, while it waits to be used again
+    MOX_Event *kept; // the event itself, while it waits for reuse
     Made *next;
 };
 
 Made *made_list = nullptr; // guarded by the queue's mutex
 
-// Takes the first entry for which wanted(entry) holds out of the list. Null when there is none.
+// Unlinks and returns the first entry for which wanted(entry) holds. Null: there is none.
 template <typename Wanted> Made *unlink(Wanted wanted) {
     Made *found = nullptr;
     MOX_with_queue_locked([&] {

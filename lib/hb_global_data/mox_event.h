@@ -6,8 +6,8 @@
 
 #include "hb_client.h"
 
-// Large, since it holds the whole group record: always on the heap, made with new by its producer and
-// deleted by whoever takes it from the queue.
+// Always on the heap, because it holds a whole group record. Its producer makes it with new; the code that
+// removes it from the queue deletes it.
 struct MOX_Event {
     int sequence_num;
     Hb_Group group;
@@ -35,7 +35,7 @@ class MOX_Event_Slot {
     MOX_Event *event_;
 };
 
-// The kind of an event that says a node has spoken; the consumer then looks node_num up.
+// The type of an event that reports a message from a node. The consumer looks up node_num.
 inline constexpr unsigned int MOX_MESSAGE_RECEIVED = 1;
 
 #endif

@@ -11,7 +11,7 @@ void hb_init_global_node_tbl() {
     if (global_config_tbl.Hb_adapters_per_node <= 0) {
         return;
     }
-    // By the adapters there are, not by the slots there could be.
+    // Walks the adapters that exist: there may be far more slots.
     for (const Hb_Adapter_Entry &adapter : hb_configured_adapters()) {
         const auto node =
             adapter.Hb_adapter_num / static_cast<uint32_t>(global_config_tbl.Hb_adapters_per_node);

@@ -1,4 +1,4 @@
-// Which nodes own an adapter.
+// The nodes that own an adapter.
 #ifndef HB_NODE_TABLE_H
 #define HB_NODE_TABLE_H
 

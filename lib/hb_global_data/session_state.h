@@ -1,11 +1,11 @@
-// Where the library's session stands. Every call that needs a session or a connection asks here.
+// The state of the library's session. Every call that needs a session or a connection checks it here.
 #ifndef HB_SESSION_STATE_H
 #define HB_SESSION_STATE_H
 
 enum class Hb_Session_State {
-    closed,    // no usable session; what a failed opening left in client_socket is no connection
-    opening,   // a thread opens the library, or makes a connection for hb_init_communication
-    half_open, // hb_init_communication made a connection, and no configuration was asked for on it
+    closed,    // no usable session; client_socket may hold what a failed opening left
+    opening,   // a thread is opening the library, or making a connection for hb_init_communication
+    half_open, // hb_init_communication made a connection; no configuration was requested on it
     open       // connection, segments and tables belong together
 };
 
@@ -13,23 +13,23 @@ extern int client_initialized; // 1 while open
 
 Hb_Session_State hb_session_state();
 
-// For the thread that holds the opening lock. What that thread did before is seen by those that then find the
-// session open.
+// The caller holds the opening lock. A thread that then finds the session open also sees everything that the
+// caller did before.
 void hb_set_session_state(Hb_Session_State state);
 
 inline bool hb_is_open() {
     return hb_session_state() == Hb_Session_State::open;
 }
 
-// hb_init_communication puts an open session out of use. Its handlers, and the connection that replaced its own, stay
-// until the session is terminated.
+// hb_init_communication disables an open session. The session's handlers and the new connection stay until
+// the session is terminated.
 void hb_put_session_out_of_use(bool is_out_of_use);
 
-// Whether hb_terminate has something to close: an open session, or one out of use.
+// Returns whether hb_terminate has anything to close: an open session or a disabled one.
 bool hb_has_session_to_close();
 
-// The session is `opening` for as long as the object lives, and has the state that it reached afterwards: closed,
-// unless `reach` was called. So a cancelled attempt leaves it closed.
+// Sets the session to `opening` while the object lives. Afterwards the session is closed unless `reach` was
+// called, so a cancelled attempt leaves it closed.
 class Hb_Opening_Attempt {
   public:
     Hb_Opening_Attempt() { hb_set_session_state(Hb_Session_State::opening); }

@@ -1,4 +1,4 @@
-// The names under which cluster-event mode hands out node, network and site events; empty: no subscription.
+// The subscription names of node, network and site events in cluster-event mode. Empty: no subscription.
 #ifndef HB_SUBSCRIPTION_NAMES_H
 #define HB_SUBSCRIPTION_NAMES_H
 
@@ -10,7 +10,7 @@ extern Hb_Name siteEventSubscriptionName;
 
 void hb_clear_subscription_names();
 
-// Copies at most 31 characters; the slot always ends in NUL.
+// Copies at most 31 characters. The slot always ends with a NUL.
 void hb_set_name(Hb_Name &slot, const char *name);
 
 #endif

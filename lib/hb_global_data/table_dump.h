@@ -1,10 +1,10 @@
-// A configuration table's contents as trace records.
+// Writes a configuration table as trace records.
 #ifndef HB_TABLE_DUMP_H
 #define HB_TABLE_DUMP_H
 
 #include "lib/hb_global_data/configuration_table.h"
 
-// Nothing is gathered while the "Info" detail is off.
+// Gathers nothing while the "Info" detail is off.
 void hb_mox_dump_global_table(Hb_Configuration_Internal *t, const char *label);
 
 #endif

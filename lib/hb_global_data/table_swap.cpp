@@ -63,7 +63,7 @@ bool hb_index_adapter(Hb_Configuration_Internal &table, int i) {
 
 namespace {
 
-// The lists and hash tables of `from`, and the numbers that go with them. A count without its list counts nothing.
+// Copies the lists and hash tables of `from` and their counts. A count without its list becomes 0.
 bool copy_lists(const Hb_Configuration_Internal &from, Hb_Configuration_Internal &to) {
     const int nodes = from.node_list != nullptr ? from.Hb_num_nodes : 0;
     const int adapters = from.Hb_global_adapter_list != nullptr ? from.Hb_num_adapters : 0;

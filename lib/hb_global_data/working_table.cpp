@@ -17,8 +17,8 @@ struct Earlier {
 };
 
 MOX_Working_Table state = MOX_Working_Table::none;
-const MOX_Event *awaited = nullptr; // the marker of the working table, while it is pending
-Earlier *earlier_tables = nullptr;  // the oldest first
+const MOX_Event *awaited = nullptr; // the marker of the working table while it is pending
+Earlier *earlier_tables = nullptr;  // the oldest one first
 bool comparison_is_due = false;
 
 void forget_working_table() {
@@ -26,7 +26,8 @@ void forget_working_table() {
     awaited = nullptr;
 }
 
-// Sets a pending table aside, so that another one can be built. Without memory to keep both it becomes the live one.
+// Sets a pending table aside, so that another one can be built. Without memory for both, the pending table
+// becomes the live one.
 void set_pending_aside() {
     if (state != MOX_Working_Table::pending) {
         return;
@@ -45,7 +46,7 @@ void set_pending_aside() {
     *link = earlier;
 }
 
-// The last that was set aside; null: none.
+// Returns the table that was set aside last. Null: there is none.
 Hb_Configuration_Internal *newest_set_aside() {
     Earlier *last = earlier_tables;
     while (last != nullptr && last->next != nullptr) {
@@ -111,7 +112,8 @@ void MOX_install_working_table() {
     }
     MOX_copy_and_delete_global_config_tbl();
     if (global_config_tbl_new.node_list != nullptr) {
-        // Without memory for a copy. Events already name adapters by this table, so it must become the live one.
+        // There is no memory for a copy. Queued events already name adapters by this table, so it must become
+        // the live one.
         hb_move_config_table(global_config_tbl_new, global_config_tbl);
     }
     hb_mark_present_nodes(global_config_tbl);

@@ -23,7 +23,7 @@ uint32_t mix(uint32_t hash, const void *bytes, std::size_t length) {
     return hash;
 }
 
-// The smallest that is not below the count; 1 for none.
+// Returns the smallest power of two that is not below the count, at least 1.
 uint32_t power_of_two(int count) {
     uint32_t power = 1;
     while (power < static_cast<uint32_t>(std::max(count, 0))) {
@@ -54,7 +54,7 @@ MOX_Adapter_Index::MOX_Adapter_Index(const Hb_Configuration_Internal &table, MOX
         return;
     }
     std::fill_n(heads_.get(), buckets, -1);
-    // From the last to the first, so that each chain comes out in ascending order.
+    // Insertion goes from the last adapter to the first, so that each chain is in ascending order.
     for (int i = count_ - 1; i >= 0; --i) {
         const Hb_Adapter_Entry &entry = table_.Hb_global_adapter_list[i];
         int &head = heads_[bucket(MOX_node_of(table_, entry), entry)];
@@ -83,7 +83,7 @@ bool MOX_Adapter_Index::same(uint32_t node, const Hb_Adapter_Entry &a, int i) co
            (identity_ == MOX_Identity::interface || same_address(a, b));
 }
 
-// The buckets of a node's adapters lie together, since they are mostly asked for together: in large tables the
+// A node's adapters are mostly searched together, so their buckets lie together. In large tables the
 // processor's caches decide how long a search takes.
 uint32_t MOX_Adapter_Index::bucket(uint32_t node, const Hb_Adapter_Entry &a) const {
     uint32_t hash = mix(2166136261U, a.Hb_adapter_type, strnlen(a.Hb_adapter_type, HB_ADAPTER_TYPE_SIZE));

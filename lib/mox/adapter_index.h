@@ -1,4 +1,4 @@
-// Finding the same adapter in another table.
+// Finds the same adapter in another table.
 #ifndef MOX_ADAPTER_INDEX_H
 #define MOX_ADAPTER_INDEX_H
 
@@ -6,20 +6,22 @@
 
 #include "lib/hb_global_data/configuration_table.h"
 
-// The adapter's node in a table of this many adapters for each node; none has a node where that is 0.
+// Returns the adapter's node, computed with the table's adapters per node. Without adapters per node no
+// adapter has a node.
 inline constexpr uint32_t MOX_NO_NODE = 0xFFFFFFFF;
 uint32_t MOX_node_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &adapter);
 
-// What makes two adapters of two tables the same: node and interface name, with or without the address.
+// The properties that make adapters of two tables the same: node and interface name, with or without the
+// address.
 enum class MOX_Identity { interface, interface_and_address };
 
-// An index over a table's adapters by identity. The table must not change while it lives. Where memory is
-// short every search walks the table; it finds the same.
+// An index of a table's adapters by identity. The table must not change while the index lives. When memory is
+// short every search walks the table, with the same result.
 class MOX_Adapter_Index {
   public:
     MOX_Adapter_Index(const Hb_Configuration_Internal &table, MOX_Identity identity);
 
-    // The first adapter of the table, in its order, that is the same as adapter `a` of node `node`.
+    // Returns the table's first adapter that is the same as adapter `a` of node `node`.
     const Hb_Adapter_Entry *find(uint32_t node, const Hb_Adapter_Entry &a) const;
 
   private:
@@ -30,7 +32,7 @@ class MOX_Adapter_Index {
     MOX_Identity identity_;
     int count_;
     uint32_t mask_ = 0;            // of bucket numbers
-    uint32_t node_mask_ = 0;       // of their part that tells a node's adapters apart
+    uint32_t node_mask_ = 0;       // of the part of a bucket number that separates a node's adapters
     std::unique_ptr<int[]> heads_; // for each bucket the lowest position, -1 for none
     std::unique_ptr<int[]> next_;  // for each position the next higher one of its bucket, -1 for none
 };

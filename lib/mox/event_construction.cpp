@@ -8,7 +8,7 @@
 
 namespace {
 
-// The lists of the group are left as they come: they are large, and each maker fills the one it uses.
+// The group's lists are large, so they stay uninitialised here. Each maker fills the list that it uses.
 void fill_header(MOX_Event &ev, Hb_Group_Type type, int events) {
     ev.sequence_num = 0;
     ev.next = nullptr;
@@ -81,7 +81,7 @@ void MOX_add_node(MOX_Event *ev, int node) {
 void MOX_fill_node_event(MOX_Event &ev, int node, int events) {
     fill_empty_node_group(ev, events);
     MOX_add_node(&ev, node);
-    // The event is about one node, also where the number is one that no node has.
+    // The event is about one node, even if its number is invalid.
     ev.group.Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes = 1;
 }
 

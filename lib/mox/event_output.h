@@ -1,4 +1,4 @@
-// Where the caller of a handler receives an event.
+// The outputs through which a handler reports an event to its caller.
 #ifndef MOX_EVENT_OUTPUT_H
 #define MOX_EVENT_OUTPUT_H
 
@@ -8,7 +8,7 @@
 
 inline constexpr char MOX_EMPTY_EVENT[] = HB_EVENT_NAME_EMPTY;
 
-// The four outputs of a handler's specified signature. Behind that signature they travel as one.
+// The four outputs of every handler. Below the handler's own signature they are passed as one.
 struct MOX_Event_Output {
     int *events;
     char *name;
@@ -21,7 +21,8 @@ struct MOX_Event_Output {
         std::strcpy(name, MOX_EMPTY_EVENT);
     }
 
-    // Reports the event under the subscription's name. False, with no event reported, without a subscription.
+    // Reports the event under the subscription's name. Without a subscription it reports no event and returns
+    // false.
     bool report(int event, const char *subscription) const {
         const bool is_subscribed = subscription[0] != '\0';
         *events = is_subscribed ? event : 0;

@@ -1,4 +1,4 @@
-// What every handler that watches a monitor does: read one event, and tell by its result what to do.
+// The common part of all handlers that watch a monitor: reads one event and acts on the result.
 #ifndef MOX_EVENT_READING_H
 #define MOX_EVENT_READING_H
 
@@ -11,7 +11,7 @@
 #include "lib/mox/event_output.h"
 #include "qz_mox.h"
 
-// An event that was read; it goes back to the service with this object.
+// An event that was read. The object returns it to the service.
 class MOX_Read_Event {
   public:
     MOX_Read_Event() = default;
@@ -32,7 +32,7 @@ class MOX_Read_Event {
     }
     const qz_orb_event_metadata_t &metadata() const { return event_; }
     bool has_record() const {
-        const void *record = nullptr; // of whatever category: each member is a pointer
+        const void *record = nullptr; // valid for every category, because each member is a pointer
         static_assert(sizeof record == sizeof event_.event);
         std::memcpy(&record, &event_.event, sizeof record);
         return record != nullptr;
@@ -43,7 +43,7 @@ class MOX_Read_Event {
     bool held_ = false;
 };
 
-// A handler's trace records; 0 for one that it has not.
+// A handler's trace records. 0: the handler has no such record.
 struct MOX_Handler_Records {
     Hb_Trace_Id entry;
     Hb_Trace_Id read_failed;
@@ -53,10 +53,10 @@ struct MOX_Handler_Records {
 
 inline constexpr int MOX_NO_EVENT = -16;
 
-// Reads what is unread and makes nothing of it, until there is no event or a reading fails. A service that never runs
-// out of events ends it after a while. Whether there was any.
+// Reads and discards events until there is none or a read fails. The limit stops it if a service never runs
+// out of events. Returns whether there was any event.
 inline bool MOX_skip_unread_events(int fd, int category) {
-    constexpr int most_events = 200'000; // two for each adapter that there can be
+    constexpr int most_events = 200'000; // two for every possible adapter
     const Hb_Errno_Keeper kept;
     int skipped = 0;
     for (int result = 0; result == 0 && skipped < most_events;) {
@@ -67,7 +67,7 @@ inline bool MOX_skip_unread_events(int fd, int category) {
     return skipped > 0;
 }
 
-// Whether a handler makes anything of its event's record.
+// States whether a handler uses the record of its event.
 enum class MOX_Record_Use { needed, not_needed };
 
 inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
@@ -76,9 +76,9 @@ inline void MOX_trace_handler(Hb_Trace_Id id, int fd) {
     }
 }
 
-// Reads one event of the category and has `process` make of it what the call is to give. Without an event
-// *out.events becomes 0; a failed reading changes nothing, errno included, and sets no error number. An event
-// without a record counts as a failed reading where the record is needed.
+// Reads one event of the category and passes it to `process`, which returns the result of the call. Without
+// an event *out.events becomes 0. A failed read changes nothing, not even errno, and sets no error number. A
+// needed record that is missing counts as a failed read.
 template <typename Process>
 Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records, const MOX_Event_Output &out,
                        Process process, MOX_Record_Use use = MOX_Record_Use::needed) {

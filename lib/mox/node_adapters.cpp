@@ -26,7 +26,8 @@ template <typename Work> void for_each_adapter(const Hb_Configuration_Internal &
     }
 }
 
-// The node's adapters of a table, found by what makes them the same in every table: interface name and address.
+// The node's adapters in a table, found by interface name and address: these identify an adapter in every
+// table.
 class Adapters_Of_Node {
   public:
     Adapters_Of_Node(const Hb_Configuration_Internal &table, int node) {

@@ -14,7 +14,7 @@ bool is_not_up_there(const Hb_Adapter_Entry *there) {
     return there == nullptr || there->Hb_state == Hb_Entity_Down || there->Hb_state == Hb_Entity_Undef;
 }
 
-// A table without adapter slots has no adapters, whatever its list says.
+// A table without adapter slots has no adapters, whatever its list holds.
 int adapters_of(const Hb_Configuration_Internal &table) {
     return table.Hb_adapters_per_node > 0 && table.Hb_global_adapter_list != nullptr ? table.Hb_num_adapters
                                                                                      : 0;

@@ -1,28 +1,28 @@
-// What the difference of two configuration tables means to a subscriber.
+// Turns the difference of two configuration tables into events for subscribers.
 #ifndef MOX_TABLE_COMPARISON_H
 #define MOX_TABLE_COMPARISON_H
 
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/mox_event.h"
 
-// An event, in a slot emptied first, with every adapter of tbl1 that is up there and in tbl2 absent, down or
-// undefined. A null slot is traced.
+// Makes an event with every adapter that is up in tbl1, and absent, down or undefined in tbl2. *ev is cleared
+// first. A null `ev` is traced.
 void MOX_missing_adapters(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2,
                           int events, MOX_Event **ev);
 
-// An event, in an empty slot, with every node of tbl1 that is up there and absent from tbl2.
+// Makes an event, if *ev is null, with every node that is up in tbl1 and absent from tbl2.
 void MOX_missing_nodes(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2, int events,
                        MOX_Event **ev);
 
-// Adds every node that both tables know, up in tbl1 and down in tbl2, to the event, which is made where there is none.
-// A node that is undefined in either counts as neither.
+// Adds every node of both tables that is up in tbl1 and down in tbl2 to the event, which is made if needed. A
+// node that is undefined in either table is left out.
 void MOX_nodes_down_in_the_other(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2,
                                  int events, MOX_Event **ev);
 
-// A configuration event, in an empty slot, when counts or an adapter differ.
+// Makes a configuration event, if *ev is null, when counts or an adapter differ.
 void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Internal &tbl2, MOX_Event **ev);
 
-// Whether tbl2 knows every node of tbl1. Errors: HB_ERROR_NODES_DIFFER (73).
+// Succeeds if tbl2 has every node of tbl1. Errors: HB_ERROR_NODES_DIFFER (73) it has not.
 Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configuration_Internal *_tbl2);
 
 #endif

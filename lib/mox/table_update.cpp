@@ -88,8 +88,8 @@ Hb_Rc query_service(Answers &answers, const qz_orb_event_metadata_t *event) {
     return Hb_Success;
 }
 
-// The node that alone is rebuilt, or no_node when all are. Adapters that a daemon numbered cannot be copied into a
-// table of another stride.
+// Returns the only node to rebuild, or no_node to rebuild all. Adapters with a daemon's numbers cannot be
+// copied into a table of another stride.
 uint32_t excluded_node(const qz_orb_event_metadata_t *event, const Hb_Configuration_Internal *source) {
     if (source == nullptr || event == nullptr || event->category != QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS ||
         event->event.p_node_liveness == nullptr || !MOX_has_service_numbers(*source)) {
@@ -117,7 +117,7 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
     if (info.status == QZ_MOX_NODE_STATUS_DOWN) {
         set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_Down);
     } else if (is_reported_dead(before)) {
-        // The membership daemon's verdict outlives the service's "up".
+        // The membership daemon's report overrides the service's "up".
         set_state(entry, Hb_Entity_Down, Hb_Entity_State_Reason_KOBAL_Down);
     } else if (info.status == QZ_MOX_NODE_STATUS_UP) {
         set_state(entry, Hb_Entity_Up, Hb_Entity_State_Reason_Up);
@@ -128,7 +128,8 @@ void set_node_state(Hb_Node_Entry &entry, const qz_mox_node_info_t &info, const 
     }
 }
 
-// Takes the entry that has been filled behind the last node. False when memory is short, as of all that take.
+// Indexes the entry that was filled after the last node. This and the functions below return false when
+// memory is short.
 bool add_node(Hb_Configuration_Internal &table) {
     return hb_index_node(table, table.Hb_num_nodes++);
 }
@@ -185,7 +186,7 @@ bool is_included(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
            (excluded == no_node || interface.node_number == excluded) && !MOX_is_leaving(interface);
 }
 
-// An upper bound: interfaces beyond a node's slots are counted here and not taken later.
+// The count is an upper bound: it includes interfaces beyond a node's slots, which are not added later.
 int count_adapters(const qz_mox_net_intf_info_t *list, const Hb_Configuration_Internal *source,
                    uint32_t excluded) {
     int count = 0;
@@ -243,7 +244,7 @@ Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
     }
 }
 
-// A node's interfaces are numbered in the order in which the service gives them.
+// A node's interfaces are numbered in the service's order.
 bool add_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
                     int room) {
     uint8_t used[HB_NODE_SLOTS] = {};
@@ -276,7 +277,7 @@ void name_networks(Hb_Configuration_Internal &table) {
     std::strcpy(table.Hb_global_network_list[0].Hb_network_type, "ether");
 }
 
-// A number that no node can have is nobody's.
+// A number that no node can have means that the local node is unknown.
 Hb_Node_Number local_node_of(const qz_mox_cluster_info_t &cluster) {
     return cluster.local_node_number < HB_NODE_SLOTS ? static_cast<Hb_Node_Number>(cluster.local_node_number)
                                                      : HB_NO_NODE;
@@ -324,7 +325,8 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
 }
 
 Hb_Rc hb_mox_update_working_table(qz_orb_event_metadata_t *event_metadata_p) {
-    // A thread that is cancelled in a query leaves an event behind of which nothing was made.
+    // A thread that is cancelled during the query has read an event without reporting it. The next full
+    // comparison must report it.
     const bool was_due = MOX_is_comparison_due();
     MOX_set_comparison_due(true);
     Hb_Configuration_Internal built = {};

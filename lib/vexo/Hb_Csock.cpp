@@ -21,7 +21,7 @@ constexpr int BUFFER_SIZE = 32768;
 constexpr int PREFIX_SIZE = 4;
 constexpr timeval READ_ROUND = {5, 0};
 
-// Closes a descriptor without being a cancellation point: a cancellation must not unwind out of a destructor.
+// Closes a descriptor without a cancellation point: a cancellation must not unwind out of a destructor.
 void close_quietly(int fd) {
     int state = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
@@ -29,7 +29,7 @@ void close_quietly(int fd) {
     pthread_setcancelstate(state, nullptr);
 }
 
-// Closes a new socket when its owner is left half made, as by a cancellation in connect.
+// Closes a new socket if its owner is not completed, for instance after a cancellation in connect.
 class New_Socket {
   public:
     explicit New_Socket(int fd) : fd_(fd) {}
@@ -77,9 +77,9 @@ long hb_writev_retry(int fd, iovec *iov, int count) {
             }
         } else {
             written += n;
-            // Only a write that ends exactly at the end of a vector is seen as ending there. One that ends
-            // inside a vector runs the walk past the end; the count then turns negative and the next write
-            // fails this send. The stream is then out of step, and the caller has to open it anew.
+            // Only a write that ends exactly at the end of a vector advances correctly. After a write that
+            // ends inside a vector the count turns negative and the next write fails. The stream is then out
+            // of step, and the caller must reconnect.
             auto rest = static_cast<long>(n);
             int i = 0;
             while (i < count) {
@@ -125,8 +125,8 @@ Hb_Csock::Hb_Csock() : sock(-1), socket_eof(Hb_False), socket_un{}, myError(HB_C
     socket_un.sun_family = AF_UNIX;
     const auto length = static_cast<socklen_t>(std::strlen(socket_un.sun_path) + sizeof socket_un.sun_family);
     New_Socket guard(sock);
-    // Not repeated after a signal that is handled by a handler installed without SA_RESTART: so a program can end the
-    // wait for a daemon that accepts nothing.
+    // Not repeated after a signal whose handler lacks SA_RESTART: so a program can end the wait for a daemon
+    // that does not accept connections.
     const int connected = connect(sock, reinterpret_cast<const sockaddr *>(&socket_un), length);
     guard.keep();
     if (connected != 0) {
@@ -245,7 +245,7 @@ Hb_Rc Hb_Csock::receive(char **buf, int &len) {
     }
     std::unique_ptr<char[]> record(new (std::nothrow) char[static_cast<std::size_t>(length)]);
     if (!record) {
-        // What was not taken would be read as the next record's length.
+        // Payload that is left unread would be read as the next record's length.
         if (skip(length) == Hb_Success) {
             myError = HB_CSOCK_READ_FAILED;
         }

@@ -1,6 +1,6 @@
 // lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set and the socket's path.
 //
-// The connection to the daemon over a UNIX stream socket: records of a 4-byte length and the payload.
+// The connection to the daemon over a UNIX stream socket. A record is a 4-byte length and its payload.
 #ifndef VEXO_HB_CSOCK_H
 #define VEXO_HB_CSOCK_H
 
@@ -9,7 +9,7 @@
 
 #include "lib/vexo/Hb_Csock_Base.h"
 
-// What Error() gives.
+// The values of Error().
 enum Hb_Csock_Status : long {
     HB_CSOCK_OK = 0,
     HB_CSOCK_FAULT = 1,
@@ -17,7 +17,7 @@ enum Hb_Csock_Status : long {
     HB_CSOCK_NO_BUFFER = 3,
     HB_CSOCK_NOT_CONNECTED = 4,
     HB_CSOCK_SHORT_WRITE = 5,
-    HB_CSOCK_RESERVED_6 = 6, // those reserved are other transports': this one gives none of them
+    HB_CSOCK_RESERVED_6 = 6, // the reserved values belong to other transports; this one never sets them
     HB_CSOCK_RESERVED_7 = 7,
     HB_CSOCK_WRITE_IO = 8,
     HB_CSOCK_WRITE_FAILED = 9,
@@ -30,7 +30,7 @@ enum Hb_Csock_Status : long {
 
 class Hb_Csock : public Hb_Csock_Base {
   public:
-    // Connects to SERVER_SOCK_FNAME; Error() tells how that went.
+    // Connects to SERVER_SOCK_FNAME. Error() returns the result.
     Hb_Csock();
     ~Hb_Csock() override;
     long Error() override;
@@ -38,7 +38,7 @@ class Hb_Csock : public Hb_Csock_Base {
     Hb_Rc receive(char **buf, int &len) override;
     int socket() const override;
 
-    // True once the daemon is known to have closed the connection; never reset.
+    // True after the daemon has closed the connection. Never reset.
     Hb_Boolean eof();
     // Reads exactly n bytes, however long that takes.
     Hb_Rc recvn(char *buf, int n);
@@ -49,11 +49,11 @@ class Hb_Csock : public Hb_Csock_Base {
     long myError;
 
   private:
-    // Reads n bytes and throws them away.
+    // Reads and discards n bytes.
     Hb_Rc skip(int n);
 };
 
-// Writes the vectors, two at the most, going on after interruptions and full buffers. The number of bytes
+// Writes at most two vectors, and continues after interruptions and full buffers. Returns the number of bytes
 // written, or a negative value with errno set.
 long hb_writev_retry(int fd, iovec *iov, int count);
 

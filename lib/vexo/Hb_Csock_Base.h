@@ -1,4 +1,4 @@
-// A connection to the daemon that carries whole records; the transport is a platform class.
+// A connection to the daemon that carries whole records. A platform class adds the transport.
 #ifndef HB_CSOCK_BASE_H
 #define HB_CSOCK_BASE_H
 

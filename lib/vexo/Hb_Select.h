@@ -1,10 +1,10 @@
-// The wait set over the system's select call.
+// The wait set over the select system call.
 #ifndef VEXO_HB_SELECT_H
 #define VEXO_HB_SELECT_H
 
 #include "lib/vexo/Hb_Select_Base.h"
 
-// What Error() gives after a failed wait.
+// The values of Error() after a failed wait.
 enum Hb_Select_Status : long {
     HB_SELECT_BAD_DESCRIPTOR = 1,
     HB_SELECT_INTERRUPTED = 3,
@@ -16,7 +16,7 @@ enum Hb_Select_Status : long {
 
 class Hb_Select : public Hb_Select_Base {
   public:
-    // Waits zero time until timeout() is called.
+    // Does not wait until timeout() has been called.
     Hb_Select();
     ~Hb_Select() override;
     long Error() override;

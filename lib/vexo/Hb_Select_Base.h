@@ -1,4 +1,4 @@
-// The descriptor sets and the time-out of a wait; a platform class adds the wait itself.
+// The descriptor sets and the time-out of a wait. A platform class adds the wait itself.
 #ifndef HB_SELECT_BASE_H
 #define HB_SELECT_BASE_H
 
@@ -16,8 +16,8 @@ class Hb_Select_Base {
     virtual ~Hb_Select_Base();
     virtual long Error();
 
-    // A descriptor outside 0 to 1023 fits in no set: setting or clearing it changes the count alone, and
-    // it is never reported as set.
+    // Descriptors outside 0 to 1023 fit in no set. Setting or clearing one changes only the count, and it is
+    // never reported as set.
     virtual void rd_zero();
     virtual void rd_clr(int fd);
     virtual void rd_set(int fd);
@@ -31,8 +31,8 @@ class Hb_Select_Base {
     virtual void ex_set(int fd);
     virtual int ex_isset(int fd) const;
 
-    // Waits until a descriptor of a set is ready or the time-out ends; both are success, and the sets then
-    // hold the ready descriptors alone.
+    // Waits until a descriptor of a set is ready or the time-out expires. Both are success, and the sets then
+    // hold only the ready descriptors.
     virtual Hb_Rc wait() = 0;
 
     void timeout(const timeval &t);

@@ -1,4 +1,4 @@
-// A membership event record, checked once and then read by type.
+// A membership event record that is checked once and then read by type.
 #ifndef HB_EVENT_VIEW_H
 #define HB_EVENT_VIEW_H
 
@@ -9,7 +9,7 @@
 
 #include "lib/wire/hb_wire.h"
 
-// A list that lies in a record, where no item need be aligned.
+// A list inside a record. Its items need not be aligned.
 template <typename Item> class Hb_Wire_List {
   public:
     Hb_Wire_List(const char *bytes, int size) : bytes_(bytes), size_(size) {}
@@ -59,8 +59,8 @@ struct Hb_Other_Instance_View {
 using Hb_Event_View = std::variant<Hb_Adapter_Event_View, Hb_Node_Event_View, Hb_Heartbeat_View,
                                    Hb_Failure_Id_View, Hb_Other_Instance_View>;
 
-// Nothing when the record is of another kind or shorter than its kind needs. A view reads its lists in the record, so
-// the record must outlive it. A configuration update has a view of its own, in snapshot_view.h.
+// Returns nothing if the record is of another kind or too short for its kind. The view's lists lie in the
+// record, which must outlive the view. For configuration updates use snapshot_view.h.
 std::optional<Hb_Event_View> hb_view_event(std::span<const char> record, int max_nodes);
 
 // The views of packets that hb_view_event has accepted.

@@ -1,8 +1,8 @@
-// The bytes that the library and the daemon exchange: request and reply packets on the stream socket, and
-// the shared segments.
+// The bytes that the library and the daemon exchange: request and reply packets on the stream socket, and the
+// shared segments.
 //
-// Both sides run on one host, so integers are in its byte order; the widths are those of a 32-bit process
-// in every build. Only fixed-width fields stand here, so that a 64-bit client and a 32-bit daemon agree.
+// Both sides run on one host, so integers have its byte order. Widths are those of a 32-bit process in every
+// build. Only fixed-width fields are used here, so that a 64-bit client and a 32-bit daemon agree.
 #ifndef HB_WIRE_H
 #define HB_WIRE_H
 
@@ -82,7 +82,7 @@ enum Hb_Request_Status : int32_t {
 inline constexpr int HB_REQUEST_HEADER_SIZE = 76;
 inline constexpr int HB_REQUEST_MESSAGE_SIZE = 16460;
 inline constexpr int HB_REPLY_HEADER_SIZE = 108;
-inline constexpr int HB_REPLY_VALUE_END = 60; // a reply that reaches so far answers the request
+inline constexpr int HB_REPLY_VALUE_END = 60; // a reply that is at least this long answers the request
 inline constexpr int HB_REPLY_MESSAGE_SIZE = 6298676;
 inline constexpr int HB_RECORD_MAX = HB_REPLY_HEADER_SIZE + HB_REPLY_MESSAGE_SIZE;
 
@@ -106,7 +106,7 @@ struct GSgid_t {
     uint32_t word[2];
 };
 
-// A request. Only the header and `len` bytes of `message` travel.
+// A request. Only the header and `len` bytes of `message` are sent.
 struct packet_str {
     Hb_Wire_Timeval Treceive;
     int32_t kind;
@@ -150,8 +150,8 @@ static_assert(offsetof(packet_t, status) == 60);
 static_assert(offsetof(packet_t, origin) == 64);
 static_assert(offsetof(packet_t, message) == HB_REQUEST_HEADER_SIZE);
 
-// A reply or event. The record's length says how much of `message` is there; an object of this whole type
-// is never made.
+// A reply or event. The record's length gives the size of `message`. No object of the whole type is ever
+// made.
 struct client_packet {
     int32_t kind;
     GSid_t leader_id;
@@ -179,7 +179,7 @@ static_assert(sizeof(client_packet) == HB_RECORD_MAX);
 
 // ---- Bodies ----
 
-// Body of HB_CONFIGURATION_INFO and HB_CONFIGURATION_UPDATE; Hb_num_adapters Hb_Adapter_Entry and then
+// The body of HB_CONFIGURATION_INFO and HB_CONFIGURATION_UPDATE. Hb_num_adapters Hb_Adapter_Entry and then
 // Hb_num_networks Hb_Network_Entry follow.
 struct Hb_Snapshot_Header {
     Hb_Node_Number local_node_number;
@@ -196,19 +196,19 @@ static_assert(offsetof(Hb_Snapshot_Header, Hb_adapters_per_node) == 8);
 static_assert(offsetof(Hb_Snapshot_Header, Hb_num_adapters) == 12);
 static_assert(offsetof(Hb_Snapshot_Header, Hb_num_networks) == 16);
 
-// Body of the adapter events: `last`, then last + 1 of these.
+// The body of the adapter events: `last`, then last + 1 of these.
 struct Hb_Adapter_Event_Pair {
     Hb_Adapter_Number adapter;
     Hb_Incarnation incarnation;
 };
 static_assert(sizeof(Hb_Adapter_Event_Pair) == 8);
 
-// Body of HB_DIFF_INSTANCE_NUM is a diff_instance_info.
+// The body of HB_DIFF_INSTANCE_NUM is a diff_instance_info.
 static_assert(sizeof(diff_instance_info) == 20);
 static_assert(offsetof(diff_instance_info, addr) == 0);
 static_assert(offsetof(diff_instance_info, machinesInst) == 16);
 
-// Body of HB_NODE_HEARTBEAT.
+// The body of HB_NODE_HEARTBEAT.
 struct Hb_Heartbeat_Body {
     int32_t threshold_seconds;
     int32_t threshold_microseconds;
@@ -221,7 +221,7 @@ static_assert(offsetof(Hb_Heartbeat_Body, threshold_microseconds) == 4);
 static_assert(offsetof(Hb_Heartbeat_Body, enabled) == 8);
 static_assert(offsetof(Hb_Heartbeat_Body, daemon_pid) == 12);
 
-// Payload of the requests about an adapter of the local node; those that carry no value end after `network`.
+// The payload of requests about an adapter of the local node. Requests without a value end after `network`.
 struct Hb_Local_Adapter_Body {
     Hb_Network_Number network;
     int16_t padding;
@@ -231,9 +231,9 @@ static_assert(sizeof(Hb_Local_Adapter_Body) == 8);
 static_assert(offsetof(Hb_Local_Adapter_Body, network) == 0);
 static_assert(offsetof(Hb_Local_Adapter_Body, data) == 4);
 
-// Head of HB_DAEMON_ROUTING_REQUEST; num_nodes node numbers follow, then the payload's size and the payload.
+// The head of HB_DAEMON_ROUTING_REQUEST. num_nodes node numbers, the payload's size and the payload follow.
 struct daemon_routing_hdr {
-    uint32_t port_number; // in network order in the low 16 bits
+    uint32_t port_number; // in network byte order, in the low 16 bits
     int32_t ttl;
     int32_t daemon_routing_version;
     int32_t expansion[9];
@@ -298,7 +298,7 @@ static_assert(sizeof(Hb_Adapter_Identifier) == 12);
 
 // ---- Shared segments, written by the daemon alone ----
 
-// ftok project ids, all on the daemon's socket path.
+// Project ids for ftok, all on the daemon's socket path.
 inline constexpr int HB_SHARED_MEM_PROJECT1 = 'g';
 inline constexpr int HB_SHARED_MEM_PROJECT2 = 'h';
 inline constexpr int HB_SHARED_MEM_PROJECT3 = 'p';
@@ -306,7 +306,7 @@ inline constexpr int HB_SHARED_SEM_PROJECT = 'i';
 
 // The semaphores of the set.
 inline constexpr unsigned short HB_SEM_READERS = 0; // counts the readers inside the route segment
-inline constexpr unsigned short HB_SEM_WRITER = 1;  // non-zero while the daemon rewrites it
+inline constexpr unsigned short HB_SEM_WRITER = 1;  // not 0 while the daemon rewrites it
 inline constexpr int HB_SEM_COUNT = 2;
 
 // Segment 1.
@@ -320,11 +320,11 @@ static_assert(offsetof(Hb_memory_configuration_data, sequence_number) == 0);
 static_assert(offsetof(Hb_memory_configuration_data, number_of_nodes) == 4);
 static_assert(offsetof(Hb_memory_configuration_data, number_of_adapters) == 8);
 
-// Segment 2 is an array of these by node number.
+// Segment 2 is an array of these, indexed by node number.
 struct Hb_route_sequence {
-    Hb_Sequence_Number sequence_number; // valid only when equal to segment 1's
+    Hb_Sequence_Number sequence_number; // the record is valid only if this equals segment 1's
     uint16_t length;                    // addresses used in ip_option
-    uint16_t nonip;                     // non-zero: not an IP route
+    uint16_t nonip;                     // not 0: not an IP route
     Hb_Route ip_option;
 };
 static_assert(sizeof(Hb_Route) == 176);

@@ -1,4 +1,4 @@
-// A record received from the daemon, owned.
+// Owns a record received from the daemon.
 #ifndef HB_PACKET_H
 #define HB_PACKET_H
 
@@ -17,7 +17,7 @@ class Hb_Packet {
     bool has_header() const { return length_ >= static_cast<std::size_t>(HB_REPLY_HEADER_SIZE); }
     bool has_value() const { return length_ >= static_cast<std::size_t>(HB_REPLY_VALUE_END); }
     client_packet *get() const { return reinterpret_cast<client_packet *>(bytes_.get()); }
-    // The record becomes the caller's, to be freed as the char array it is.
+    // Makes the caller the owner. The record must be freed as the char array that it is.
     client_packet *release() {
         length_ = 0;
         return reinterpret_cast<client_packet *>(bytes_.release());
@@ -36,7 +36,7 @@ struct Hb_Packet_Release {
     void operator()(client_packet *packet) const { hb_free_packet(packet); }
 };
 
-// A packet whose length is no longer needed.
+// Owns a packet whose length is no longer needed.
 using Hb_Owned_Packet = std::unique_ptr<client_packet, Hb_Packet_Release>;
 
 #endif

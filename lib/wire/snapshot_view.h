@@ -1,4 +1,4 @@
-// A configuration message's body, checked.
+// The body of a configuration message, checked.
 #ifndef HB_SNAPSHOT_VIEW_H
 #define HB_SNAPSHOT_VIEW_H
 
@@ -13,11 +13,11 @@ struct Hb_Snapshot_View {
     const char *networks; // header.Hb_num_networks x 86 bytes
 };
 
-// Nothing when the record does not hold together: shorter than its counts say, more networks or adapters than
-// there are slots, a geometry beyond the table's, or an adapter number beyond the geometry.
+// Returns nothing if the record is inconsistent. It may be shorter than its counts require, exceed the
+// table's slots or bounds, or hold an adapter number outside its own bounds.
 std::optional<Hb_Snapshot_View> hb_view_snapshot(std::span<const char> record);
 
-// The view of a record that is known to hold together.
+// The view of a record that hb_view_snapshot has accepted.
 Hb_Snapshot_View hb_trusted_snapshot(const client_packet *packet);
 
 #endif

@@ -26,7 +26,7 @@ Hb_Adapter_Entry *find_adapter(uint32_t node, const char *interface) {
     return nullptr;
 }
 
-// Gives the event, or HB_EVENT_NONE when the adapter is in that state already.
+// Returns the event, or 0 if the adapter already has that state.
 int change_state(Hb_Adapter_Entry &adapter, bool up) {
     const Hb_Entity_State state = up ? Hb_Entity_Up : Hb_Entity_Down;
     if (adapter.Hb_state == state) {
@@ -38,7 +38,7 @@ int change_state(Hb_Adapter_Entry &adapter, bool up) {
     return up ? HB_EVENT_JOIN : HB_EVENT_DEATH;
 }
 
-// The group's slots are all marked as no members when this one is added.
+// All of the group's slots are already marked as no members when this adapter is added.
 void set_members(Hb_Group *group, const Hb_Adapter_Entry *changed) {
     if (group == nullptr) {
         return;

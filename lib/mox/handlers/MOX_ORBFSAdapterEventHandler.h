@@ -1,4 +1,4 @@
-// Adapters that come up and go down, and are added and removed.
+// Reports adapters that go up or down, and adapters that are added or removed.
 #ifndef MOX_ORBFSADAPTEREVENTHANDLER_H
 #define MOX_ORBFSADAPTEREVENTHANDLER_H
 

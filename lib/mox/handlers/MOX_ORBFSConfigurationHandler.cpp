@@ -26,15 +26,15 @@ void queue(MOX_Owned_Event ev, Hb_Trace_Id id) {
 
 } // namespace
 
-// What the working table has that the live one has not, and the other way round; and the marker that is to stand
-// between the adapter numbers of the two, where one is wanted.
+// The differences between the live table and the working table, as events. The marker separates the adapter
+// numbers of the two tables, if a marker is needed.
 struct ORBFSConfigurationHandler::Differences {
     MOX_Owned_Event adapters_gone;
     MOX_Owned_Event nodes_gone;
     MOX_Owned_Event marker;
     MOX_Owned_Event nodes_new;
     MOX_Owned_Event adapters_new;
-    bool is_whole = true; // false: memory was short for one of them
+    bool is_whole = true; // false: memory was too short for one of them
 
     bool departed() const { return adapters_gone != nullptr || nodes_gone != nullptr; }
     bool joined() const { return adapters_new != nullptr || nodes_new != nullptr; }
@@ -56,7 +56,8 @@ void ORBFSConfigurationHandler::deliver_departed_adapters(MOX_Event &departed, c
     copy_adapter_Hb_Group(&departed.group, out.group);
 }
 
-// All events are made before one is queued or the table is taken: what cannot be reported now is owed.
+// All events are made before any is queued and before the table is installed. What cannot be reported now is
+// reported by the next full comparison.
 ORBFSConfigurationHandler::Differences ORBFSConfigurationHandler::compare(Nodes nodes, Marker marker) {
     const int failed_before = MOX_failed_events();
     Differences found;
@@ -86,7 +87,7 @@ Hb_Rc ORBFSConfigurationHandler::report_later() {
     return hb_fail(HB_ERROR_NO_MEMORY);
 }
 
-// The table becomes live with the marker; without one, at once.
+// The table becomes live with its marker, or at once if there is no marker.
 void ORBFSConfigurationHandler::queue_all(Differences &&found) {
     queue(std::move(found.adapters_gone), HB_TR_DEPARTED_ADAPTERS_QUEUED);
     queue(std::move(found.nodes_gone), HB_TR_DEPARTED_NODES_QUEUED);
@@ -115,14 +116,15 @@ Hb_Rc ORBFSConfigurationHandler::rebuild_table(const MOX_Event_Output &out, qz_o
         return Hb_Failure;
     }
     hb_mox_dump_global_table(&global_config_tbl_new, "Update global table: new table");
-    // Records of nodes may have been read while the service did not answer.
+    // Node records may have been read while the service did not answer, so a due comparison includes the
+    // nodes' states.
     Differences found = compare(MOX_is_comparison_due() ? Nodes::with_states : Nodes::by_presence,
                                 migrate_to_mox_prep ? Marker::with_any_difference : Marker::with_departures);
     if (!found.is_whole) {
         return report_later();
     }
     MOX_set_comparison_due(false);
-    // While a move is being prepared everything is queued. Otherwise what departed first is delivered at once.
+    // During a migration everything is queued. Otherwise the departed adapters are delivered at once.
     if (!migrate_to_mox_prep) {
         if (found.adapters_gone != nullptr) {
             deliver_departed_adapters(*found.adapters_gone, out);

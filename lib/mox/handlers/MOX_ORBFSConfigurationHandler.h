@@ -11,25 +11,26 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     explicit ORBFSConfigurationHandler(char *name);
     ~ORBFSConfigurationHandler() override;
 
-    // Does nothing and succeeds; derived classes override it.
+    // Does nothing and succeeds. Derived classes override it.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
-    // Rebuilds the working table from the service and turns the difference to the live one into events: what
-    // departed first is given to the caller at once, the rest is queued. When the service does not answer nothing is
-    // compared, reported or changed; the next rebuilding that succeeds reports the difference, nodes included. The same
-    // holds when memory is short for an event. Errors: HB_ERROR_WAKE_UP_FAILED (59), and those of
+    // Rebuilds the working table from the service and turns its differences from the live table into events.
+    // Departed adapters are reported to the caller at once, everything else is queued. If the service does not
+    // answer, or if memory is short for an event, nothing is compared, reported or changed. The next successful
+    // call then reports the difference, nodes included. Errors: HB_ERROR_WAKE_UP_FAILED (59), and those of
     // hb_mox_update_global_tbl.
     Hb_Rc update_global_table_and_construct_events(int *events, char *name, Hb_Group *group,
                                                    unsigned long *seqnum_p, qz_orb_event_metadata_t *event);
     // The same with the four outputs as one.
     Hb_Rc rebuild_table(const MOX_Event_Output &out, qz_orb_event_metadata_t *event);
 
-    // The same for a commit: everything is queued, with exactly one marker, and nodes that both tables know are
-    // compared by their states as well. skip_unread_events reads what the monitors hold, once the service has
-    // answered, and says whether there was anything: the service is then asked again. When it does not answer, the
-    // table that the preparation built is used and emptied; where that is empty nothing is compared. The queue's
-    // newest pending table counts as the live one. Errors: HB_ERROR_WAKE_UP_FAILED (59), HB_ERROR_NODES_DIFFER (73),
-    // and those of hb_mox_update_global_tbl; with HB_ERROR_NO_MEMORY (17) nothing is queued.
+    // The same for a commit. Everything is queued, with exactly one marker, and nodes of both tables are
+    // compared by their states too. The queue's newest pending table counts as the live one. After the service
+    // has answered, skip_unread_events discards the monitors' unread events and returns whether there was any.
+    // If so, the service is queried again. If the service does not answer, the prepared table is used and
+    // emptied. If that table is empty too, nothing is compared. Errors: HB_ERROR_WAKE_UP_FAILED (59),
+    // HB_ERROR_NODES_DIFFER (73), and those of hb_mox_update_global_tbl; with HB_ERROR_NO_MEMORY (17) nothing
+    // is queued.
     Hb_Rc queue_all_differences(Hb_Configuration_Internal &prepared, bool (*skip_unread_events)());
 
   private:

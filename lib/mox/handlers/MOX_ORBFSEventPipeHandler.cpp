@@ -20,7 +20,8 @@ namespace {
 
 constexpr char wake_up = 1;
 
-// A node that was reported dead and has spoken is up again. False when the event says nothing new.
+// A message from a node that was reported dead means that the node is up again. Returns false when the event
+// is no news.
 bool revive_node(Hb_Node_Number node) {
     Hb_Node_Entry *entry = hb_find_node(global_config_tbl, node);
     if (entry == nullptr) {
@@ -31,7 +32,8 @@ bool revive_node(Hb_Node_Number node) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, entry->state, entry->reason);
         return false;
     }
-    // A change behind the message may have found the node down for itself, or gone: it reports no death of the node.
+    // A waiting table may have found the node down or removed for a reason of its own. It would not report
+    // the node's death again, so the node must stay down.
     if (!MOX_is_reported_dead_in_waiting_tables(node)) {
         hb_trace_values(HB_TRACE_INFO, HB_TR_SPEAKER_NOT_REPORTED_DEAD, int{node}, entry->state, entry->reason);
         return false;
@@ -64,7 +66,7 @@ ORBFSEventPipeHandler::ORBFSEventPipeHandler(char *name) : ORBFSPipeHandler(name
 
 ORBFSEventPipeHandler::~ORBFSEventPipeHandler() = default;
 
-// The byte tells nothing but that there is something queued, so nothing that happens here stops the handler.
+// The byte only means that something is queued. Nothing that happens here stops the handler.
 void ORBFSEventPipeHandler::read_wake_up() {
     pollfd readable = {orbfs_fd, POLLIN, 0};
     const int ready = poll(&readable, 1, 0);
@@ -145,7 +147,8 @@ Hb_Rc ORBFSEventPipeHandler::handler(int *events, char *name, Hb_Group *group, u
     MOX_Event *ev = MOX_get_event_from_head();
     if (ev != nullptr) {
         if (ev->type == MOX_MESSAGE_RECEIVED && !revive_node(ev->node_num)) {
-            // The event stays its maker's. The library's own is used again for the next message.
+            // An event that the library made is reused for the next message. Any other event stays with its
+            // maker.
             MOX_keep_message_event(ev);
             hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_EXIT, orbfs_fd);
             return Hb_Success;

@@ -1,4 +1,4 @@
-// Hands the queued events to the caller, one for each wake-up.
+// Delivers the queued events to the caller, one for each wake-up.
 #ifndef MOX_ORBFSEVENTPIPEHANDLER_H
 #define MOX_ORBFSEVENTPIPEHANDLER_H
 
@@ -11,8 +11,8 @@ class ORBFSEventPipeHandler : public ORBFSPipeHandler {
     explicit ORBFSEventPipeHandler(char *name);
     ~ORBFSEventPipeHandler() override;
 
-    // Errors: HB_ERROR_WAKE_UP_FAILED (59). HB_ERROR_BAD_WAKE_UP (72) stays behind for a byte that is not a
-    // wake-up; the handler goes on.
+    // Errors: HB_ERROR_WAKE_UP_FAILED (59); HB_ERROR_BAD_WAKE_UP (72) the byte is no wake-up (the call
+    // continues).
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
   private:

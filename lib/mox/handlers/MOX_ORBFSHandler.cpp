@@ -1,4 +1,4 @@
-// A handler's descriptor, and its place in the registry.
+// A handler's descriptor and its entry in the registry.
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 #include <algorithm>
@@ -12,7 +12,8 @@
 #include "lib/base/uncancelled.h"
 #include "qz_mox.h"
 
-// What a failed assertion calls, also where NDEBUG keeps <cassert> from declaring it.
+// A failed assertion calls this function. It is declared here because with NDEBUG <cassert> does not declare
+// it.
 extern "C" [[noreturn]] void __assert_fail(const char *assertion, const char *file, unsigned int line,
                                            const char *function) noexcept;
 
@@ -81,8 +82,8 @@ ORBFSHandler::ORBFSHandler(int *, char *fname)
     : orbfs_fd(-1), orbfs_fname(copy_of(fname)), mox_open_file_rc(-1), open_file_errno(0) {}
 
 ORBFSHandler::~ORBFSHandler() {
-    // Slots are matched by descriptor. Where another handler with the same descriptor stands first, its slot is freed,
-    // and it moves to the slot of this one: no slot may point to an object that has been deleted.
+    // Slots are found by descriptor. Another handler with the same descriptor may come first: its slot is
+    // freed, and it moves to this one's slot. No slot may point to a deleted object.
     HandlerInstancesMap *const end = handlerInstances + handlerListSlots;
     HandlerInstancesMap *const first = find_slot(handlerInstances, end, orbfs_fd);
     ORBFSHandler *displaced = first != end && first->handler != this ? first->handler : nullptr;

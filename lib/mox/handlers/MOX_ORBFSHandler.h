@@ -1,7 +1,7 @@
-// The base of every source of events in cluster-event mode: one descriptor, and what to do when it is ready.
+// The base of all event sources in cluster-event mode. Each handles one descriptor when it is ready.
 //
-// A static registry knows the handlers by descriptor. It is not locked: handlers are made and deleted in the
-// thread that switches modes, and dispatch runs in the thread that takes events.
+// A static registry finds handlers by descriptor. It is not locked: one thread switches modes and makes and
+// deletes handlers, and dispatch runs in the thread that receives events.
 #ifndef MOX_ORBFSHANDLER_H
 #define MOX_ORBFSHANDLER_H
 
@@ -12,7 +12,7 @@
 
 class ORBFSHandler;
 
-// A slot of the registry; a free one holds -1 and null.
+// A slot of the registry. A free slot holds -1 and null.
 struct FDHandlerArray {
     int fd;
     ORBFSHandler *handler;
@@ -21,11 +21,11 @@ using HandlerInstancesMap = FDHandlerArray;
 
 class ORBFSHandler {
   public:
-    // Opens the monitor of that name and registers. When it cannot be opened the object exists without a
-    // descriptor; getMOXORBSOpenRCInConstructor and getOpenFileError tell. A null name is a programming error
-    // and aborts.
+    // Opens the named monitor and registers. If that fails the object exists without a descriptor, and
+    // getMOXORBSOpenRCInConstructor and getOpenFileError return the reason. A null name is a programming
+    // error and aborts the process.
     explicit ORBFSHandler(char *fname);
-    // For a derived class that gets its descriptor itself: it sets orbfs_fd, then calls selfRegister.
+    // For a derived class that provides the descriptor: it sets orbfs_fd, then calls selfRegister.
     ORBFSHandler(int *fds, char *fname);
     ORBFSHandler(const ORBFSHandler &) = delete;
     ORBFSHandler &operator=(const ORBFSHandler &) = delete;
@@ -33,8 +33,8 @@ class ORBFSHandler {
     // Unregisters and closes the descriptor.
     virtual ~ORBFSHandler();
 
-    // Turns what made the descriptor ready into the caller's event: *events 0 and the name "<EMPTY EVENT>"
-    // when there is nothing to tell.
+    // Turns what made the descriptor ready into an event for the caller. Without an event *events is 0 and
+    // the name is "<EMPTY EVENT>".
     virtual Hb_Rc handler(int *events, char *subscription_name, Hb_Group *group, unsigned long *length) = 0;
 
     int getFileDescriptor() const { return orbfs_fd; }
@@ -43,16 +43,17 @@ class ORBFSHandler {
     static int getNumbersOfFileDescriptors() { return numbersOfFileDescriptors; }
 
     void selfRegister();
-    // Errors: HB_ERROR_HANDLER_NOT_REGISTERED (82): the number of registrations was used up.
+    // Errors: HB_ERROR_HANDLER_NOT_REGISTERED (82) the count of registrations was already 0.
     void selfUnregister();
-    // The registered descriptors and -1, in a new array that the caller deletes; null when memory is short.
+    // Returns the registered descriptors and -1 in a new array, which the caller deletes. Null when memory is
+    // short.
     static int *getFileDescriptors();
-    // Calls the handler of the first descriptor that has one. A null list leaves *rc alone.
-    // Errors: HB_ERROR_NO_HANDLER (81): none has one.
+    // Calls the handler of the first descriptor that has one. A null list leaves *rc unchanged. Errors:
+    // HB_ERROR_NO_HANDLER (81) no descriptor has a handler.
     static void dispatch(int *ready_fds, int *events, char *subscription_name, Hb_Group *group,
                          unsigned long *length, Hb_Rc *rc);
 
-    // What derived handlers fill the caller's record with.
+    // Derived handlers fill the caller's record with these.
     void fillInNodeEventInfo(int node, int events, char *subscription_name, Hb_Group *group);
     void fillInOneAdapterEvent(int *events, char *subscription_name, Hb_Group *group, unsigned long *length);
     void fillInSiteEventInfo(int, int, char *, Hb_Group *);
@@ -61,7 +62,7 @@ class ORBFSHandler {
     void copy_site_merge_Hb_Group(Hb_Group *from, Hb_Group *to);
     void copy_site_split_Hb_Group(Hb_Group *from, Hb_Group *to);
 
-    // The differences of the live table and a new one as events, each into a slot of the caller.
+    // Turns the differences between the live table and a new one into events, one for each pointer.
     void compare_global_config_tables(Hb_Configuration_Internal *new_tbl, MOX_Event **adapters_gone,
                                       MOX_Event **nodes_gone, MOX_Event **config_changed,
                                       MOX_Event **adapters_new, MOX_Event **nodes_new);
@@ -73,9 +74,10 @@ class ORBFSHandler {
                                           MOX_Event **ev);
     void constructConfigEvent(MOX_Event **ev);
     void constructNodeEvent(int node, MOX_Event **ev, int events);
-    // Events 1 marks the node's adapters down in the live table. Events 2 asks the service for those that are up and
-    // leaves out those that are up in the live table; they have the working table's numbers where there is one.
-    // Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65).
+    // With events 1 it marks the node's adapters down in the live table. With events 2 it queries the service
+    // for the adapters that are up. Those that are up in the live table too are left out. Adapter numbers are
+    // those of the working table, if there is one. Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65) the service did
+    // not answer.
     Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
     void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
 

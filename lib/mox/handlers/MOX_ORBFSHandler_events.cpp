@@ -1,4 +1,4 @@
-// The events that a handler makes: from the difference of two tables, and for one node or adapter.
+// The events that a handler makes from the difference of two tables, and for one node or adapter.
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 #include "lib/base/MOX_HBC_trace.h"

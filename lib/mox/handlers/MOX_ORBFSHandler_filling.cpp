@@ -1,4 +1,4 @@
-// The caller's group record: filled for one event, or copied from a queued one.
+// Fills the caller's group record for one event, or copies it from a queued event.
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ void copy_header(const Hb_Group &from, Hb_Group &to) {
     to.Hb_events = from.Hb_events;
 }
 
-// The local side's node number in the destination stays what it was; the remote side is copied whole.
+// The local side's node number in the destination stays. The remote side is copied completely.
 void copy_sides(const Hb_Site_Info &local_from, const Hb_Site_Info &remote_from, Hb_Site_Info &local_to,
                 Hb_Site_Info &remote_to) {
     const uint32_t node_number = local_to.node_number;

@@ -1,4 +1,4 @@
-// The registry of handlers: their descriptors, and the dispatch to the handler of a ready one.
+// The registry of handlers: lists their descriptors, and dispatches to the handler of a ready one.
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 #include <new>

@@ -30,7 +30,7 @@ void trace_record(const qz_orb_event_ip_change_t &record) {
                         4);
 }
 
-// Whether the table has the address on the same interface already.
+// Returns whether the table already has the address on the same interface.
 bool is_known(const qz_orb_event_ip_change_t &record) {
     const Hb_Configuration_Internal &table = global_config_tbl;
     if (table.ip_hash == nullptr) {

@@ -1,4 +1,4 @@
-// Addresses of interfaces come and go.
+// Reports addresses that are added to interfaces or removed from them.
 #ifndef MOX_ORBFSIPCHANGEEVENTHANDLER_H
 #define MOX_ORBFSIPCHANGEEVENTHANDLER_H
 

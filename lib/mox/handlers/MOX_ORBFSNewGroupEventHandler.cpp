@@ -27,8 +27,8 @@ Hb_Rc query_failed(int number, Hb_Trace_Id id, int result) {
     return Hb_Failure;
 }
 
-// The library's own verdicts count: a node that a peer daemon reported dead is no member before it has spoken. The
-// local node always is one.
+// A node that a peer daemon reported dead is no member until a message arrives from it. The local node is
+// always a member.
 bool is_member(const qz_mox_node_info_t &info) {
     if (info.number >= HB_NODE_SLOTS || MOX_is_leaving(info)) {
         return false;

@@ -1,4 +1,4 @@
-// Answers a new subscription with the group as it stands.
+// Answers a new subscription with the current group.
 #ifndef MOX_ORBFSNEWGROUPEVENTHANDLER_H
 #define MOX_ORBFSNEWGROUPEVENTHANDLER_H
 

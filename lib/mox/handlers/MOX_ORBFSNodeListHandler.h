@@ -1,4 +1,4 @@
-// The list of nodes changed.
+// Reports changes of the list of nodes.
 #ifndef MOX_ORBFSNODELISTHANDLER_H
 #define MOX_ORBFSNODELISTHANDLER_H
 

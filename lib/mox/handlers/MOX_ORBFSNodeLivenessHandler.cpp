@@ -23,14 +23,15 @@ unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
     return static_cast<uint32_t>(record.sequence_number);
 }
 
-// After a reading that failed, the live table may not know the node yet, or may still be a daemon's with other adapter
-// numbers. Rebuilding the one node is not enough then.
+// After a failed query the live table may lack the node, or may still hold a daemon's adapter numbers.
+// Rebuilding this one node is then not enough.
 bool needs_full_query(int node) {
     return !MOX_has_service_numbers(global_config_tbl) ||
            (MOX_is_comparison_due() && hb_find_node(global_config_tbl, node) == nullptr);
 }
 
-// Whether the working table is now what the service has of the node, and the live one of all others.
+// Rebuilds the working table: this node from the service, all others from the live table. Returns whether
+// that succeeded.
 bool rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
     qz_orb_event_node_liveness_t about = record;
     qz_orb_event_metadata_t event = {};
@@ -39,8 +40,8 @@ bool rebuild_working_table(const qz_orb_event_node_liveness_t &record) {
     return hb_mox_update_working_table(&event) == Hb_Success;
 }
 
-// What is reported becomes the live table's state at once, where no working table will replace it. A node that it
-// does not know yet is added, so that a second record of the same kind is no news.
+// Writes the reported state into the live table at once, because no working table will replace it. An unknown
+// node is added, so that a second record of the same kind is no news.
 void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
     Hb_Configuration_Internal &table = global_config_tbl;
     Hb_Node_Entry *entry = hb_find_node(table, node);
@@ -61,13 +62,13 @@ void remember_node(int node, Hb_Entity_State state, Hb_Entity_State_Reason reaso
     }
 }
 
-// The live table goes on, and the next whole reading reports what this one did not.
+// The live table stays in use. The next full comparison reports what this event did not.
 void continue_without_table(int node, Hb_Entity_State state, Hb_Entity_State_Reason reason) {
     remember_node(node, state, reason);
     MOX_set_comparison_due(true);
 }
 
-// A daemon may not have said how the node was. Its record says how it was until then.
+// A daemon may not have reported the node's state. The record implies the state before it.
 void assume_state_before(const qz_orb_event_node_liveness_t &record) {
     Hb_Node_Entry *entry = hb_find_node(global_config_tbl, static_cast<int>(record.node_number));
     if (entry != nullptr && entry->state == Hb_Entity_Undef) {
@@ -110,7 +111,7 @@ void ORBFSNodeLivenessHandler::report_no_news(int node, unsigned long seqnum, co
     *out.sequence_number = seqnum;
 }
 
-// The event is told also where there is no subscription to name it after.
+// The event is reported even without a subscription to name it.
 void ORBFSNodeLivenessHandler::report_node(int node, int event, unsigned long seqnum,
                                            const MOX_Event_Output &out) {
     fillInNodeEventInfo(node, event, out.name, out.group);
@@ -118,7 +119,7 @@ void ORBFSNodeLivenessHandler::report_node(int node, int event, unsigned long se
     *out.sequence_number = seqnum;
 }
 
-// A whole reading of the service reports what was missed, and what the record says with it.
+// A full query of the service reports what was missed, including this record's event.
 Hb_Rc ORBFSNodeLivenessHandler::run_due_comparison(const MOX_Event_Output &out) {
     auto *configuration = dynamic_cast<ORBFSConfigurationHandler *>(adapter_event_handler_p);
     return configuration != nullptr ? configuration->rebuild_table(out, nullptr) : Hb_Failure;
@@ -145,7 +146,7 @@ Hb_Rc ORBFSNodeLivenessHandler::process(const qz_orb_event_node_liveness_t &reco
             return result;
         }
     }
-    // When the service does not answer, the record itself is the evidence.
+    // When the service does not answer, the record is the only evidence.
     const bool has_table = !is_full_query && rebuild_working_table(record);
     const bool news = record.event_type == QZ_ORB_EVENT_DOWN ? went_down(record, has_table, out)
                                                              : came_up(record, has_table, out);
@@ -198,7 +199,7 @@ bool ORBFSNodeLivenessHandler::went_down(const qz_orb_event_node_liveness_t &rec
     const bool has_event = adapters_died || !was_reported;
     MOX_Owned_Event marker = has_table && has_event ? MOX_make_config_marker() : nullptr;
     if (has_table && (marker != nullptr || !has_event)) {
-        // The service may still have adapters up whose own events are unread.
+        // The service may still have adapters up because their own events are unread.
         MOX_match_adapters_of_node(global_config_tbl_new, node, nullptr);
     }
     if (marker != nullptr) {
@@ -221,7 +222,7 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
     const auto node = static_cast<int>(record.node_number);
     Hb_Node_Entry *before = hb_find_node(global_config_tbl, node);
     const Hb_Node_Entry *now = has_table ? hb_find_node(global_config_tbl_new, node) : before;
-    // Without a table the membership daemon's verdict is what stands against the record.
+    // Without a table, only the membership daemon's report can contradict the record.
     const bool is_down_now = has_table ? now != nullptr && now->state == Hb_Entity_Down
                                        : is_down_because(now, Hb_Entity_State_Reason_KOBAL_Down);
     if (is_down_now) {
@@ -249,8 +250,9 @@ bool ORBFSNodeLivenessHandler::came_up(const qz_orb_event_node_liveness_t &recor
     return true;
 }
 
-// The service was asked twice and may have changed between, or not have answered: the table is to hold what is
-// reported. What it holds down can then be reported later. False, with nothing queued, when memory is short.
+// The service was queried twice. It may have changed in between or not have answered, so the table is made to
+// match what is reported. Adapters that it holds down can then be reported later. Returns false, with nothing
+// queued, when memory is short.
 bool ORBFSNodeLivenessHandler::queue_adapters_of_returned_node(int node) {
     MOX_Owned_Event joined;
     constructAdapterEventOnNode(node, MOX_Event_Slot(joined), HB_EVENT_JOIN);

@@ -1,4 +1,4 @@
-// Nodes that come up and go down, and their adapters with them.
+// Reports nodes that go up or down, together with their adapters.
 #ifndef MOX_ORBFSNODELIVENESSHANDLER_H
 #define MOX_ORBFSNODELIVENESSHANDLER_H
 
@@ -17,7 +17,8 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
   private:
     Hb_Rc process(const qz_orb_event_node_liveness_t &record, const MOX_Event_Output &out);
     Hb_Rc run_due_comparison(const MOX_Event_Output &out);
-    // Whether there is something to signal. has_table: the working table is what the service has now.
+    // Both return whether the event pipe must be signalled. `has_table`: the working table holds the
+    // service's current state.
     bool went_down(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);
     bool came_up(const qz_orb_event_node_liveness_t &record, bool has_table, const MOX_Event_Output &out);
     bool queue_adapters_of_returned_node(int node);

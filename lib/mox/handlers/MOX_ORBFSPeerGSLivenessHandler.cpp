@@ -9,8 +9,8 @@ namespace {
 constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_PEER_NO_EVENT};
 
-// Takes the membership daemon's verdict over and gives the event, or 0 when it is no news: a node that is down
-// for another reason, and the local one, have their state from elsewhere.
+// Applies the membership daemon's report and returns the event, or 0 if it is no news. A node that is down
+// for another reason and the local node get their states elsewhere.
 int apply_verdict(Hb_Node_Entry &node, bool up) {
     if (up) {
         if (node.state != Hb_Entity_Down || node.reason != Hb_Entity_State_Reason_KOBAL_Down) {

@@ -1,5 +1,5 @@
-// The membership daemons of other nodes come up and go down. What one of them says of its node outlives the
-// service's own "up", until the node is heard of again.
+// Reports membership daemons of other nodes that go up or down. A report that a daemon is down overrides the
+// service's "up" until a message arrives from its node.
 #ifndef MOX_ORBFSPEERGSLIVENESSHANDLER_H
 #define MOX_ORBFSPEERGSLIVENESSHANDLER_H
 
@@ -10,7 +10,7 @@ class ORBFSPeerGSLivenessHandler : public ORBFSHandler {
     explicit ORBFSPeerGSLivenessHandler(char *name);
     ~ORBFSPeerGSLivenessHandler() override;
 
-    // A failed reading fails the call without an error number.
+    // A failed read fails the call without an error number.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
 

@@ -1,4 +1,4 @@
-// A handler that the library feeds itself, through a pipe whose read end is its descriptor.
+// A handler that the library itself signals, through a pipe whose read end is its descriptor.
 #ifndef MOX_ORBFSPIPEHANDLER_H
 #define MOX_ORBFSPIPEHANDLER_H
 
@@ -6,7 +6,7 @@
 
 class ORBFSPipeHandler : public ORBFSHandler {
   public:
-    // Takes over both ends of a pipe, fds[0] to read and fds[1] to write.
+    // Becomes the owner of both ends of a pipe: fds[0] reads, fds[1] writes.
     ORBFSPipeHandler(int *fds, char *name);
     // Monitors a file and has no pipe.
     explicit ORBFSPipeHandler(char *name);

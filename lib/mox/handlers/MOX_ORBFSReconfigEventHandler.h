@@ -1,4 +1,4 @@
-// The cluster was reconfigured: everything is read anew.
+// Rebuilds the whole table after a reconfiguration of the cluster.
 #ifndef MOX_ORBFSRECONFIGEVENTHANDLER_H
 #define MOX_ORBFSRECONFIGEVENTHANDLER_H
 

@@ -1,4 +1,4 @@
-// The cluster's repository disk, as a node sees it.
+// Reports whether nodes can reach the cluster's repository disk.
 #ifndef MOX_ORBFSREPOSITORYDISKHANDLER_H
 #define MOX_ORBFSREPOSITORYDISKHANDLER_H
 
@@ -9,7 +9,7 @@ class ORBFSRepositoryDiskHandler : public ORBFSHandler {
     explicit ORBFSRepositoryDiskHandler(char *name);
     ~ORBFSRepositoryDiskHandler() override;
 
-    // A failed reading fails the call without an error number.
+    // A failed read fails the call without an error number.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
 

@@ -84,7 +84,7 @@ int ORBFSSiteConfigEventHandler::query_missing() {
         if (qz_mox_get_local_site_info(orbfs_cluster_name, &site) != 0) {
             return 2;
         }
-        site.p_name = nullptr; // the service's own, which need not last
+        site.p_name = nullptr; // it belongs to the service and may not last
         site.p_next = nullptr;
         cached_local_site_info = site;
         cached_local_site_info_obtained = true;

@@ -1,4 +1,4 @@
-// Sites that lose each other and find each other again.
+// Reports sites that split and merge.
 #ifndef MOX_ORBFSSITECONFIGEVENTHANDLER_H
 #define MOX_ORBFSSITECONFIGEVENTHANDLER_H
 
@@ -9,12 +9,11 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     explicit ORBFSSiteConfigEventHandler(char *name);
     ~ORBFSSiteConfigEventHandler() override;
 
-    // Errors, when the service does not report the local site: HB_ERROR_NODE_ID_QUERY_FAILED (87),
-    // HB_ERROR_SITE_QUERY_FAILED (86), HB_ERROR_MERGE_POLICY_QUERY_FAILED (88). When a site came up or was
-    // changed, every failed query gives 87.
+    // Errors when the service does not answer: 87 the local node's identifier, 86 the local site, 88 the merge
+    // policy. After a site came up or was changed every failed query sets 87.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 
-    // What the service has told of the local site, and whether it has.
+    // The service's answers about the local site, each with a flag that it was obtained.
     qz_mox_uuid_t cached_local_node_uuid;
     bool cached_local_node_uuid_obtained;
     qz_mox_site_info_t cached_local_site_info;
@@ -23,7 +22,7 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     bool cached_site_merge_policy_obtained;
 
   private:
-    // Asks for what is not known; the position of the query that failed, or 0.
+    // Queries what is not known yet. Returns the position of the query that failed, or 0.
     int query_missing();
     void forget_answers();
     Hb_Rc process(const qz_orb_event_site_cfg_t &record, const MOX_Event_Output &out);

@@ -24,7 +24,8 @@
 
 namespace {
 
-// Without a descriptor, or where memory is short for its registration, a handler would never be called.
+// A handler without a descriptor would never be called. Neither would one that was not registered because
+// memory was short.
 bool is_registered(const ORBFSHandler &handler, int registered_before) {
     if (handler.getFileDescriptor() == -1) {
         errno = handler.getOpenFileError();
@@ -37,7 +38,7 @@ bool is_registered(const ORBFSHandler &handler, int registered_before) {
     return true;
 }
 
-// Handlers take a name that may be written to, and copy it.
+// The handler's constructor needs a writable name, and copies it.
 template <typename Handler> bool make_monitor(ORBFSHandler *&handler, const char *monitor) {
     if (handler != nullptr) {
         return true;
@@ -53,8 +54,8 @@ template <typename Handler> bool make_monitor(ORBFSHandler *&handler, const char
     return is_registered(*handler, registered);
 }
 
-// Neither end blocks: a program that signals more than it takes gets HB_ERROR_WAKE_UP_FAILED (59), and a handler that is
-// called while nothing is readable comes back.
+// Neither end blocks. A program that signals more than it reads receives HB_ERROR_WAKE_UP_FAILED (59), and a
+// handler that is called while nothing is readable returns.
 template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const char *pipe_name) {
     if (handler != nullptr) {
         return true;
@@ -76,7 +77,7 @@ template <typename Handler> bool make_pipe(ORBFSPipeHandler *&handler, const cha
     return is_registered(*handler, registered);
 }
 
-// A cluster without a name stays the default one.
+// A cluster without a name remains the default cluster.
 bool load_cluster_name() {
     if (orbfs_cluster_name != nullptr) {
         return true;
@@ -126,7 +127,8 @@ Hb_Rc MOX_create_global_event_handlers_internal() {
 }
 
 Hb_Rc MOX_create_global_event_handlers() {
-    // Those that deliver events already, and those that an earlier preparation kept, are not this call's to delete.
+    // Handlers that already deliver events, and those that an earlier preparation kept, must survive a
+    // failure of this call.
     const MOX_Handler_Set before = IsMOX ? MOX_existing_handlers() : MOX_Handler_Set{};
     const Hb_Rc result = MOX_create_global_event_handlers_internal();
     if (result != Hb_Success) {

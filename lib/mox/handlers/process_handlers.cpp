@@ -39,7 +39,7 @@ void MOX_delete_handlers_except(const MOX_Handler_Set &kept) {
         orbfs_cluster_name = nullptr;
     }
     if (IsMOX && node_liveness_handler_p != nullptr && !kept.node_liveness) {
-        MOX_set_comparison_due(true); // what happens while no monitor is open has no event
+        MOX_set_comparison_due(true); // nothing reports what happens while no monitor is open
     }
     drop(node_liveness_handler_p, kept.node_liveness);
     drop(adapter_event_handler_p, kept.adapter_event);

@@ -1,4 +1,4 @@
-// The process's handlers of cluster-event mode; null where there is none.
+// The process's handlers of cluster-event mode. Null: the handler does not exist.
 #ifndef MOX_HANDLERS_H
 #define MOX_HANDLERS_H
 
@@ -15,10 +15,10 @@ extern ORBFSHandler *ip_change_handler_p;
 extern ORBFSHandler *node_list_handler_p;
 extern ORBFSHandler *site_config_handler_p;
 
-// Deletes and nulls those there are, and forgets the cluster's name. Safe to call at any time and again.
+// Deletes and nulls all existing handlers and the cluster's name. May be called at any time and repeatedly.
 void MOX_delete_global_event_handlers();
 
-// Which of them exist.
+// The existing handlers, and whether the cluster's name is known.
 struct MOX_Handler_Set {
     bool node_liveness;
     bool adapter_event;
@@ -33,7 +33,7 @@ struct MOX_Handler_Set {
 };
 MOX_Handler_Set MOX_existing_handlers();
 
-// Deletes and nulls those that are not in the set, in the order above.
+// Deletes and nulls the handlers that are not in the set, in the order above.
 void MOX_delete_handlers_except(const MOX_Handler_Set &kept);
 
 #endif
