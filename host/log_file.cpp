@@ -11,6 +11,7 @@
 
 #include "host/safe_directory.h"
 #include "host/text.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -52,7 +53,7 @@ Log_File::Log_File(const std::string &path) {
     if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
         refuse(path, S_ISREG(status.st_mode) ? "it has more than one hard link" : "it is not a regular file");
     }
-    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+    if (!is_trusted_user(status.st_uid)) {
         refuse(path, text("it belongs to user ", status.st_uid));
     }
     if ((status.st_mode & OTHERS_WRITE) != 0) {

@@ -5,6 +5,8 @@
 
 #include <sys/socket.h>
 
+#include "host/trusted_user.h"
+
 namespace wispd {
 
 namespace {
@@ -36,7 +38,7 @@ Peer peer_of(int socket) {
 }
 
 bool is_trusted(const Peer &peer, uid_t own) {
-    return peer.uid != static_cast<uid_t>(-1) && (peer.uid == 0 || peer.uid == own);
+    return peer.uid != static_cast<uid_t>(-1) && is_trusted_user(peer.uid, own);
 }
 
 bool is_authorised(const Peer &peer, uid_t own, gid_t group) {

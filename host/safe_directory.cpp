@@ -4,9 +4,9 @@
 
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include "host/text.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -15,9 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 
 // The owner of the root directory is as good as root, which has no number in some namespaces.
-bool is_trusted(uid_t user) {
+bool may_own(uid_t user) {
     struct stat root {};
-    return user == 0 || user == geteuid() || (stat("/", &root) == 0 && user == root.st_uid);
+    return is_trusted_user(user) || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
 // With an access list the group's bits say what the listed users and groups can do at most.
@@ -34,14 +34,14 @@ bool others_can_write(const struct stat &directory, bool has_list) {
 
 std::string why_unsafe_itself(const fs::path &directory) {
     struct stat link {};
-    if (lstat(directory.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && !is_trusted(link.st_uid)) {
+    if (lstat(directory.c_str(), &link) == 0 && S_ISLNK(link.st_mode) && !may_own(link.st_uid)) {
         return text("the link ", directory.string(), " belongs to user ", link.st_uid);
     }
     struct stat status {};
     if (stat(directory.c_str(), &status) != 0) {
         return {};
     }
-    if (!is_trusted(status.st_uid)) {
+    if (!may_own(status.st_uid)) {
         return text("the directory ", directory.string(), " belongs to user ", status.st_uid);
     }
     return others_can_write(status, has_access_list(directory))

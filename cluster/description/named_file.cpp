@@ -14,6 +14,7 @@
 #include "cluster/description/config_error.h"
 #include "host/descriptor.h"
 #include "host/text.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -56,7 +57,7 @@ struct stat check(int fd, const std::string &path) {
     if (!S_ISREG(file.st_mode) || is_made_by_kernel(fd)) {
         throw File_Error(text(path, ": is not a regular file"));
     }
-    if (file.st_uid != 0 && file.st_uid != geteuid()) {
+    if (!is_trusted_user(file.st_uid)) {
         throw File_Error(text(path, ": is owned by uid ", file.st_uid, "; expected uid 0 or ", geteuid(),
                               " (wispd's user)"));
     }

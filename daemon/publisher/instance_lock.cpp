@@ -14,6 +14,7 @@
 #include "host/log.h"
 #include "host/start_failure.h"
 #include "host/text.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -45,7 +46,7 @@ void need_own_lock(int file, const std::string &path) {
     if (fstat(file, &status) != 0) {
         throw Start_Failure(text("cannot check the lock file ", path, ": ", std::strerror(errno)));
     }
-    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+    if (!is_trusted_user(status.st_uid)) {
         throw Start_Failure(text("the lock file ", path, " belongs to user ", status.st_uid,
                                  "; remove it, or choose another socket path"));
     }

@@ -13,6 +13,7 @@
 
 #include "common/printable.h"
 #include "host/text.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -55,7 +56,7 @@ bool Lock_Holder::may_be_wispd() const {
     if (users.empty()) {
         return !has_ended(pid);
     }
-    return std::all_of(users.begin(), users.end(), [](uid_t user) { return user == 0 || user == geteuid(); });
+    return std::all_of(users.begin(), users.end(), [](uid_t user) { return is_trusted_user(user); });
 }
 
 std::string description(const Lock_Holder &holder) {

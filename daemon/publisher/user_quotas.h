@@ -10,6 +10,7 @@
 
 #include "daemon/publisher/user_time.h"
 #include "daemon/user_limits.h"
+#include "host/trusted_user.h"
 
 namespace wispd {
 
@@ -52,7 +53,7 @@ class User_Quotas {
     const std::map<uid_t, User_Holding> &holdings() const { return holdings_; }
 
   private:
-    bool is_unlimited(uid_t user) const { return user == 0 || user == own_; }
+    bool is_unlimited(uid_t user) const { return is_trusted_user(user, own_); }
 
     User_Limits limits_;
     uid_t own_;

@@ -8,6 +8,8 @@
 
 #include <sys/types.h>
 
+#include "host/trusted_user.h"
+
 namespace wispd {
 
 // The requests of each user get a fifth of the time, all its clients together, and at most so much of it at once. Root
@@ -32,7 +34,7 @@ class User_Time {
         Clock::time_point at;
     };
     Account &account_of(uid_t user);
-    bool is_unlimited(uid_t user) const { return user == 0 || user == own_; }
+    bool is_unlimited(uid_t user) const { return is_trusted_user(user, own_); }
 
     uid_t own_;
     std::function<Clock::time_point()> clock_;

@@ -1,0 +1,17 @@
+// Which users' files, processes and connections count as the daemon's own.
+#ifndef WISPD_TRUSTED_USER_H
+#define WISPD_TRUSTED_USER_H
+
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace wispd {
+
+// Root, and the user that the daemon runs as.
+inline bool is_trusted_user(uid_t user, uid_t own = geteuid()) {
+    return user == 0 || user == own;
+}
+
+} // namespace wispd
+
+#endif
