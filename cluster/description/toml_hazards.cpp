@@ -13,13 +13,13 @@ class Scanner {
   public:
     explicit Scanner(std::string_view document) : document_(document) {}
 
-    std::optional<Toml_Place> find() {
+    std::optional<Toml_Hazard> find() {
         while (place_ < document_.size()) {
             step();
             if (header_is_bad_) {
-                Toml_Place place = here();
-                place.is_header = true;
-                return place;
+                Toml_Hazard hazard = here();
+                hazard.is_bad_header = true;
+                return hazard;
             }
             if (depth() > TOML_NESTING_DEEPEST) {
                 return here();
@@ -142,7 +142,7 @@ class Scanner {
         place_ = std::min(place_ + end.size(), document_.size());
     }
 
-    Toml_Place here() const {
+    Toml_Hazard here() const {
         const std::string_view before = document_.substr(0, place_);
         const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
         const std::size_t start = before.rfind('\n');
@@ -162,7 +162,7 @@ class Scanner {
 
 } // namespace
 
-std::optional<Toml_Place> find_deep_nesting(std::string_view document) {
+std::optional<Toml_Hazard> find_toml_hazard(std::string_view document) {
     return Scanner(document).find();
 }
 

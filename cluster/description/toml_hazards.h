@@ -1,7 +1,7 @@
-// How deep the tables and arrays of a TOML document lie in each other, found out without making any of them. The parser
-// and the destructors of what it makes go as deep on the stack.
-#ifndef WISPD_TOML_NESTING_H
-#define WISPD_TOML_NESTING_H
+// What in a TOML document would bring the parser down: tables and arrays nested so deep that the stack overflows, and
+// headers that it does not expect. Found without making any table.
+#ifndef WISPD_TOML_HAZARDS_H
+#define WISPD_TOML_HAZARDS_H
 
 #include <cstddef>
 #include <optional>
@@ -11,16 +11,16 @@ namespace wispd {
 
 inline constexpr std::size_t TOML_NESTING_DEEPEST = 32;
 
-struct Toml_Place {
+struct Toml_Hazard {
     std::size_t line;
     std::size_t column;
-    bool is_header = false; // a table's header has no name there, or more than two brackets
+    bool is_bad_header = false; // a table's header has no name there, or more than two brackets
 };
 
 // Where the document first goes deeper than TOML_NESTING_DEEPEST, or has a header that the parser takes for granted not
 // to meet; nothing where it does neither. Each part of a dotted key
 // counts as a table. A dot in a number counts as well, which is one more than is there.
-std::optional<Toml_Place> find_deep_nesting(std::string_view document);
+std::optional<Toml_Hazard> find_toml_hazard(std::string_view document);
 
 } // namespace wispd
 

@@ -72,10 +72,10 @@ void check_lines(std::string_view document, const std::string &path) {
     }
 }
 
-void check_nesting(std::string_view document, const std::string &path) {
-    if (const std::optional<Toml_Place> place = find_deep_nesting(document)) {
-        const std::string where = text(path, ":", place->line, ":", place->column);
-        if (place->is_header) {
+void check_hazards(std::string_view document, const std::string &path) {
+    if (const std::optional<Toml_Hazard> hazard = find_toml_hazard(document)) {
+        const std::string where = text(path, ":", hazard->line, ":", hazard->column);
+        if (hazard->is_bad_header) {
             throw Config_Error(text(where, ": a table header needs a name between its brackets"));
         }
         throw Config_Error(text(where, ": tables and arrays are nested deeper than ", TOML_NESTING_DEEPEST,
@@ -113,7 +113,7 @@ std::string read_text_file(const std::string &path) {
 
 toml::table parse_toml(std::string_view document, const std::string &path) {
     check_lines(document, path);
-    check_nesting(document, path);
+    check_hazards(document, path);
     try {
         return toml::parse(document, path);
     } catch (const toml::parse_error &error) {

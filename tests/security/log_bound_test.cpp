@@ -57,7 +57,7 @@ TEST_F(Log_Bound, HoldsForTheDeathsThatSuspicionsBecome) {
     start("[suspicion]\nconfirm_seconds = 0\n");
     EXPECT_EQ(attack(Role::actor, {"suspect-repeatedly", daemon().socket(), "500"}).output,
               "sent 500 suspicions\n");
-    EXPECT_TRUE(daemon().wait_logged("1 suspicion is confirmed"));
+    EXPECT_TRUE(daemon().wait_logged("1 suspicion confirmed"));
     EXPECT_TRUE(daemon().stop());
     EXPECT_LE(lines_of("info"), MOST);
 }

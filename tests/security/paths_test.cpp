@@ -133,7 +133,7 @@ TEST_F(PathsUnderAttack, ALogFileThatAnOutsiderLinkedIsNotWrittenTo) {
     ASSERT_EQ(0, programs->run(Role::outsider, {"ln", "-s", target, place + "/log"}).exit_status);
     const Ended refused = refusal();
     EXPECT_EQ(1, refused.exit_status);
-    EXPECT_THAT(refused.errors, HasSubstr("cannot log to " + place + "/log: it is a link"));
+    EXPECT_THAT(refused.errors, HasSubstr("cannot log to " + place + "/log: it is a symbolic link"));
     EXPECT_EQ("precious\n", content_of(target));
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-using wispd::find_deep_nesting;
+using wispd::find_toml_hazard;
 
 std::string repeated(const std::string &piece, int count) {
     std::string all;
@@ -21,7 +21,7 @@ std::string repeated(const std::string &piece, int count) {
 }
 
 bool is_deep(const std::string &document) {
-    return find_deep_nesting(document).has_value();
+    return find_toml_hazard(document).has_value();
 }
 
 TEST(WispdTomlNesting, CountsArraysAndInlineTables) {
@@ -82,7 +82,7 @@ TEST(WispdTomlNesting, SurvivesWhatIsNoToml) {
 }
 
 TEST(WispdTomlNesting, TellsThePlace) {
-    const auto place = find_deep_nesting("a = 1\nb = [\n" + repeated("[", 40));
+    const auto place = find_toml_hazard("a = 1\nb = [\n" + repeated("[", 40));
     ASSERT_TRUE(place);
     EXPECT_EQ(3U, place->line);
     EXPECT_EQ(32U, place->column);
