@@ -21,53 +21,15 @@
 #include <string>
 #include <vector>
 
+#include "cluster/changes.h"
 #include "cluster/configuration.h"
 
 namespace wispd {
-
-// In the incarnation of a death: the adapter was removed from the configuration.
-inline constexpr Hb_Incarnation REMOVED_FROM_CONFIGURATION = 0x08000000;
-
-inline constexpr Hb_Adapter_Number NO_ADAPTER = 0xFFFFFFFF;
 
 // An operation that does not apply to the cluster as it is; nothing was changed.
 class Refused : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
-};
-
-struct Adapter_Member {
-    Hb_Adapter_Number number;
-    Hb_Incarnation incarnation;
-
-    bool operator==(const Adapter_Member &) const = default;
-};
-
-struct Foreign_Instance {
-    Hb_IP_address6 sender{};
-    Hb_Config_Instance instance = 0;
-};
-
-// What an operation changed, to be told in the order of the members. Deaths come before the configuration
-// update and joins after it: a client then always knows the numbers that it is told about.
-struct Changes {
-    std::vector<Adapter_Member> adapter_deaths;
-    std::vector<Hb_Node_Number> node_deaths;
-    int node_slots_at_death = 0; // node slots while the deaths are told; an update may change them
-    bool configuration_updated = false;
-    std::vector<Adapter_Member> adapter_joins;
-    std::vector<Hb_Node_Number> node_joins;
-    std::optional<Heartbeat> heartbeat;
-    std::optional<Foreign_Instance> foreign_instance;
-    std::string failure_report; // a first-failure identifier that was reported by itself
-
-    bool any() const {
-        return changes_membership() || configuration_updated || heartbeat || foreign_instance ||
-               !failure_report.empty();
-    }
-    bool changes_membership() const {
-        return !adapter_deaths.empty() || !node_deaths.empty() || !adapter_joins.empty() || !node_joins.empty();
-    }
 };
 
 struct Network {
@@ -229,6 +191,9 @@ class Cluster {
 
 // Whether liveness is all that it lacks.
 bool can_be_up(const Adapter &adapter);
+
+// Whether a client or the engine keeps it from coming up.
+bool is_held_down(const Adapter &adapter);
 
 // The incarnation after this one: never 0, never all bits set, and never with the removal flag in it.
 Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);
