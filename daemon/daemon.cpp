@@ -26,6 +26,7 @@
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/left_behind.h"
 #include "daemon/publisher/publisher.h"
 #include "daemon/publisher/route_writer.h"
 #include "daemon/publisher/shared_segments.h"

@@ -9,17 +9,12 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
+#include "daemon/publisher/semaphore_argument.h"
 #include "host/text.h"
 
 namespace wispd {
 
 namespace {
-
-// What semctl takes as its fourth argument; the system's headers leave it to the program to say so.
-union Semaphore_Argument {
-    int val;
-    semid_ds *buf;
-};
 
 using Counts = std::map<uid_t, std::size_t>;
 

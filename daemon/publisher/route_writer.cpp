@@ -40,19 +40,19 @@ void Route_Writer::begin() {
 
 bool Route_Writer::hold() {
     watch_.check(); // a value that is too high already would not let this one hold
-    const bool held = segments_.hold_readers();
+    const bool held = segments_.semaphores().hold_readers();
     watch_.set_holding(held);
     return held;
 }
 
 void Route_Writer::let_in() {
-    segments_.let_readers_in();
+    segments_.semaphores().release_readers();
     watch_.set_holding(false);
     watch_.check();
 }
 
 void Route_Writer::look() {
-    const int inside = segments_.readers_inside();
+    const int inside = segments_.semaphores().readers_inside();
     if (inside < 0) {
         wait_in_vain(text("the semaphores cannot be read: ", std::strerror(errno)));
     } else if (inside == 0 && watch_.check()) {
@@ -76,7 +76,7 @@ void Route_Writer::wait_in_vain(const std::string &why) {
     }
     log_warning(text("routes in shared memory updated without waiting for readers: ", why,
                      "; a stopped reader reads again when it continues"));
-    segments_.reset_readers();
+    segments_.semaphores().reset_readers();
     write();
 }
 

@@ -14,16 +14,16 @@ Semaphore_Watch::Semaphore_Watch(asio::io_context &context, Shared_Segments &seg
 }
 
 bool Semaphore_Watch::check() {
-    const Semaphore_Values values = segments_.semaphore_values();
+    const Semaphore_Values values = segments_.semaphores().values();
     if (values.readers < 0) {
         return false;
     }
     const bool writer_altered = values.writer != (holding_ ? 1 : 0);
     if (writer_altered) {
         warn(text("semaphore 1 (blocks readers) was ", values.writer));
-        segments_.reset_writer();
+        segments_.semaphores().reset_writer();
         if (holding_) {
-            segments_.hold_readers();
+            segments_.semaphores().hold_readers();
         }
     }
     // Working readers never set a value, and are attached to the segment that they read.
@@ -32,7 +32,7 @@ bool Semaphore_Watch::check() {
         warn(text("semaphore 0 (number of readers) was ", values.readers));
     }
     if (readers_altered || values.set_by_others) {
-        segments_.reset_readers();
+        segments_.semaphores().reset_readers();
     }
     return !writer_altered && !readers_altered;
 }

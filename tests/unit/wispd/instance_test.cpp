@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "daemon/publisher/instance_lock.h"
+#include "daemon/publisher/left_behind.h"
 #include "daemon/publisher/lock_holder.h"
 #include "daemon/publisher/shared_segments.h"
 #include "daemon/publisher/socket_claim.h"

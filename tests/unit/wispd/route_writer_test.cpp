@@ -218,7 +218,7 @@ TEST_F(WispdRouteWriter, ReaderThatIsKilledInsideIsCountedOut) {
 TEST_F(WispdRouteWriter, DaemonThatIsKilledWhileItHoldsReadersLetsThemIn) {
     const pid_t child = fork();
     if (child == 0) {
-        if (segments_.hold_readers()) {
+        if (segments_.semaphores().hold_readers()) {
             raise(SIGKILL);
         }
         _exit(1);
@@ -242,7 +242,7 @@ void fill(Routes &routes, uint32_t generation) {
 }
 
 [[noreturn]] void write_for_ever(Shared_Segments &segments, Routes routes, uint32_t generation) {
-    if (!segments.hold_readers()) {
+    if (!segments.semaphores().hold_readers()) {
         _exit(1);
     }
     for (;; ++generation) {

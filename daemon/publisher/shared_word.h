@@ -1,0 +1,15 @@
+// Words in memory that other processes read without a lock.
+#ifndef WISPD_SHARED_WORD_H
+#define WISPD_SHARED_WORD_H
+
+#include <atomic>
+
+namespace wispd {
+
+template <typename Word> void put_word(Word &shared, Word value) {
+    std::atomic_ref(shared).store(value, std::memory_order_relaxed);
+}
+
+} // namespace wispd
+
+#endif
