@@ -8,6 +8,7 @@
 #include <bitset>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -98,6 +99,9 @@ class Client : public std::enable_shared_from_this<Client> {
     int complaints_ = 0;
     std::bitset<MONITOR_LAST_MESSAGE + 1> refused_;
 };
+
+// By the number of the connection.
+using Clients = std::map<int, std::shared_ptr<Client>>;
 
 } // namespace wispd
 

@@ -3,7 +3,6 @@
 #define WISPD_PUBLISHER_H
 
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -11,14 +10,10 @@
 #include <vector>
 
 #include "cluster/cluster.h"
-#include "cluster/node_control.h"
-#include "cluster/node_request.h"
 #include "cluster/routes.h"
+#include "daemon/publisher/client_handlers.h"
 #include "daemon/publisher/client_log.h"
-#include "daemon/publisher/endpoints.h"
-#include "daemon/publisher/node_requests.h"
 #include "daemon/publisher/user_quotas.h"
-#include "host/peer.h"
 
 namespace asio {
 class io_context;
@@ -45,16 +40,6 @@ struct Client_Status {
         int events;
     };
     std::vector<Held> subscriptions;
-};
-
-// What the daemon does for clients that the publisher itself cannot.
-struct Client_Handlers {
-    std::function<bool(const Peer &)> may_act;
-    // Changes the model. What that changed is told when the answer has gone out: a client that awaits an
-    // answer takes whatever comes first for it.
-    std::function<Outcome(const Node_Request &)> act;
-    std::function<void(const Changes &)> changed;
-    std::function<Delivery(const Multicast &)> deliver;
 };
 
 class Publisher {

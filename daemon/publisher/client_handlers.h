@@ -1,0 +1,27 @@
+// What the daemon does for clients that the publisher itself cannot.
+#ifndef WISPD_CLIENT_HANDLERS_H
+#define WISPD_CLIENT_HANDLERS_H
+
+#include <functional>
+
+#include "cluster/cluster.h"
+#include "cluster/node_control.h"
+#include "cluster/node_request.h"
+#include "daemon/publisher/endpoints.h"
+#include "daemon/publisher/node_requests.h"
+#include "host/peer.h"
+
+namespace wispd {
+
+struct Client_Handlers {
+    std::function<bool(const Peer &)> may_act;
+    // Changes the model. What that changed is told when the answer has gone out: a client that awaits an
+    // answer takes whatever comes first for it.
+    std::function<Outcome(const Node_Request &)> act;
+    std::function<void(const Changes &)> changed;
+    std::function<Delivery(const Multicast &)> deliver;
+};
+
+} // namespace wispd
+
+#endif

@@ -1,0 +1,33 @@
+// The cluster as packets carry it. Made when first asked for, and kept until the next change.
+#ifndef WISPD_CLUSTER_BODIES_H
+#define WISPD_CLUSTER_BODIES_H
+
+#include <optional>
+#include <vector>
+
+#include "cluster/cluster.h"
+#include "daemon/publisher/packets.h"
+
+namespace wispd {
+
+class Cluster_Bodies {
+  public:
+    // `cluster` must outlive this.
+    explicit Cluster_Bodies(const Cluster &cluster) : cluster_(cluster) {}
+
+    const Body &snapshot();
+    const std::vector<Adapter_Member> &adapters_up();
+    const Body &all_adapters_up();
+    // To be called after any change of the cluster.
+    void forget();
+
+  private:
+    const Cluster &cluster_;
+    Body snapshot_;
+    std::optional<std::vector<Adapter_Member>> adapters_up_;
+    Body all_adapters_up_;
+};
+
+} // namespace wispd
+
+#endif
