@@ -1,8 +1,6 @@
 #include "daemon/daemon.h"
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <map>
 #include <optional>
 
@@ -22,7 +20,10 @@
 #include "cluster/node_control.h"
 #include "cluster/routes.h"
 #include "daemon/change_log.h"
-#include "daemon/file_loader.h"
+#include "daemon/charged_loader.h"
+#include "daemon/engine_start.h"
+#include "daemon/key_rotation.h"
+#include "daemon/log_summary.h"
 #include "daemon/publisher/client_log.h"
 #include "daemon/publisher/endpoints.h"
 #include "daemon/publisher/instance_lock.h"
@@ -44,43 +45,8 @@ namespace wispd {
 
 namespace {
 
-Failure failure_of(const std::string &path, const std::exception &error) {
-    if (dynamic_cast<const File_Error *>(&error) != nullptr) {
-        return {error.what(), error.what()};
-    }
-    return {error.what(), text(path, ": rejected; only root and wispd's user can see the reason")};
-}
-
 // What asked for a file to be read anew.
 enum class Reload { by_signal, by_command };
-
-// The engine that tells the cluster, and its first word; neither where the file has the cluster itself.
-struct Followed {
-    std::unique_ptr<Engine_Follower> follower;
-    std::optional<Engine_Step> first;
-};
-
-Followed begin_to_follow(const Start &start) {
-    Followed followed;
-    if (start.file.engine) {
-        try {
-            followed.follower = start.follow_engine(*start.file.engine);
-            followed.first = await_engine(followed.follower);
-        } catch (const std::runtime_error &error) {
-            throw Start_Failure(error.what());
-        }
-    }
-    return followed;
-}
-
-Cluster cluster_at_start(const Start &start, const Followed &followed) {
-    if (!followed.first) {
-        return Cluster(start.file.cluster);
-    }
-    Cluster cluster(*followed.first->configuration);
-    cluster.set_liveness(followed.first->liveness);
-    return cluster;
-}
 
 } // namespace
 
@@ -99,8 +65,6 @@ class Daemon::Impl {
     void wait_for_signal();
     void stop(const char *why);
 
-    template <typename Read, typename Use>
-    void load(const std::string &path, Read read, Use use, const Finished &finished);
     void reload(const std::string &path, Reload why, const Finished &finished);
     void install(const Configuration_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
@@ -112,20 +76,17 @@ class Daemon::Impl {
     Outcome shut_down_later();
     void confirm_suspicions();
     void refresh_routes(const Changes &changes);
-    void rotate_keys();
-    void await_rotation();
     std::string state() const;
     std::map<uid_t, User_Status> users() const;
-    void await_summary();
-    std::unique_ptr<Log_Charge> charge_to(std::optional<uid_t> user);
 
     // Destroyed from the last to the first. The control connections come late, so that whoever asked for the
     // stop sees them end when all is gone.
     asio::io_context context_;
-    File_Loader loader_{context_};
+    Client_Log client_log_;
+    Log_Summary log_summary_{context_, client_log_};
+    Charged_Loader loader_{context_, client_log_};
     Start start_;
     Access access_;
-    Client_Log client_log_;
     Followed followed_;
     Cluster cluster_;
     Node_Control node_control_;
@@ -147,28 +108,25 @@ class Daemon::Impl {
     std::optional<Engine_Source> engine_;
     asio::signal_set signals_;
     Suspicion_Timer suspicion_timer_;
-    asio::steady_timer rotation_;
-    asio::steady_timer summary_;
-    bool awaits_summary_ = false;
+    Key_Rotation key_rotation_;
     std::optional<asio::steady_timer> shutdown_;
 };
 
 Daemon::Impl::Impl(Start start)
     : start_(std::move(start)),
       access_(prepare_system(start_.socket_path, start_.control_path, start_.file.daemon)),
-      followed_(begin_to_follow(start_)), cluster_(cluster_at_start(start_, followed_)),
+      followed_(begin_to_follow(start_.file.engine, start_.follow_engine)),
+      cluster_(cluster_at_start(start_.file.cluster, followed_)),
       node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
       routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
       segments_(claim_socket()), route_writer_(context_, segments_, routes_),
       timeline_(context_, start_.timeline, timeline_handlers()),
       executor_(cluster_, node_control_, command_handlers()), signals_(context_, SIGTERM, SIGINT, SIGHUP),
-      suspicion_timer_(context_, node_control_, [this] { confirm_suspicions(); }), rotation_(context_),
-      summary_(context_) {
+      suspicion_timer_(context_, node_control_, [this] { confirm_suspicions(); }),
+      key_rotation_(context_, keyring_, segments_) {
     signal(SIGPIPE, SIG_IGN);
-    client_log_.on_suppression([this] { await_summary(); });
     start_.file.daemon.users = limits_that_fit(start_.file.daemon.users);
     segments_.publish(cluster_.configured_adapters());
-    segments_.publish_security(keyring_.content());
     route_writer_.publish();
 
     clear_socket_path(start_.control_path);
@@ -184,7 +142,7 @@ Daemon::Impl::Impl(Start start)
                        Publisher_Limits{start_.file.daemon.client_queue_bytes, start_.file.daemon.users},
                        client_log_, client_handlers());
     wait_for_signal();
-    await_rotation();
+    key_rotation_.begin();
     log_info(text("listening on ", start_.socket_path));
     if (followed_.follower) {
         engine_.emplace(context_, std::move(followed_.follower), *followed_.first,
@@ -261,7 +219,7 @@ void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control
 Timeline_Run::Handlers Daemon::Impl::timeline_handlers() {
     Timeline_Run::Handlers handlers;
     handlers.read = [this](const std::string &path, const Timeline_Run::Use &use, const Finished &finished) {
-        load(path, read_named_timeline, use, finished);
+        loader_.load(path, read_named_timeline, use, finished);
     };
     handlers.execute = [this](const Command &command, const Finished &finished) {
         if (command.verb == Verb::stop) {
@@ -271,7 +229,7 @@ Timeline_Run::Handlers Daemon::Impl::timeline_handlers() {
         }
     };
     handlers.begun = [this] { timeline_user_ = client_log_.charged(); };
-    handlers.charge = [this] { return std::shared_ptr<void>(charge_to(timeline_user_)); };
+    handlers.charge = [this] { return std::shared_ptr<void>(charge_to(client_log_, timeline_user_)); };
     return handlers;
 }
 
@@ -295,43 +253,17 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
     handlers.play = [this](const std::string &path, const Finished &finished) {
         timeline_.play(path, finished);
     };
-    handlers.rotate_keys = [this] { rotate_keys(); };
+    handlers.rotate_keys = [this] { key_rotation_.rotate(); };
     handlers.state_line = [this] { return state(); };
     handlers.rejected = [](const std::string &) {};
     return handlers;
-}
-
-// Reads the file apart from the thread that serves clients, and uses it in that thread.
-template <typename Read, typename Use>
-void Daemon::Impl::load(const std::string &path, Read read, Use use, const Finished &finished) {
-    // What the use of the file causes in the log is charged to the user that named it.
-    loader_.run([this, path, read, use, finished, user = client_log_.charged()]() -> File_Loader::Completion {
-        try {
-            auto content = std::make_shared<decltype(read(path))>(read(path));
-            return [this, path, use, finished, content, user] {
-                const std::unique_ptr<Log_Charge> charge = charge_to(user);
-                std::optional<Failure> failure;
-                try {
-                    use(std::move(*content));
-                } catch (const std::runtime_error &error) {
-                    failure = failure_of(path, error);
-                }
-                finished(failure);
-            };
-        } catch (const std::exception &error) {
-            return [this, finished, user, failure = failure_of(path, error)] {
-                const std::unique_ptr<Log_Charge> charge = charge_to(user);
-                finished(failure);
-            };
-        }
-    });
 }
 
 // The file that wispd was started with, or the one that is named.
 void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &finished) {
     const std::string path = named.empty() ? start_.config_path : named;
     const auto use = [this, path, why](Configuration_File &&file) { install(file, path, why); };
-    load(path, named.empty() ? read_configuration_file : read_named_configuration_file, use, finished);
+    loader_.load(path, named.empty() ? read_configuration_file : read_named_configuration_file, use, finished);
 }
 
 void Daemon::Impl::install(const Configuration_File &file, const std::string &path, Reload why) {
@@ -443,7 +375,7 @@ Outcome Daemon::Impl::shut_down_later() {
 }
 
 void Daemon::Impl::confirm_suspicions() {
-    const std::unique_ptr<Log_Charge> charge = charge_to(suspecting_user_);
+    const std::unique_ptr<Log_Charge> charge = charge_to(client_log_, suspecting_user_);
     const Outcome deaths = node_control_.confirm_due(std::chrono::steady_clock::now());
     if (deaths.changes.any()) {
         log_info(deaths.note);
@@ -461,54 +393,6 @@ void Daemon::Impl::refresh_routes(const Changes &changes) {
         routes_ = std::move(routes);
         route_writer_.publish();
     }
-}
-
-// ---- Keys ----
-
-void Daemon::Impl::rotate_keys() {
-    keyring_.rotate();
-    segments_.publish_security(keyring_.content());
-    log_info(text("new security key in use: generation ", keyring_.content().sequence_number, ", ",
-                  keyring_.content().current_sec_status.keyCount, " keys authenticate"));
-}
-
-void Daemon::Impl::await_rotation() {
-    if (!keyring_.is_enabled() || keyring_.settings().rotate_every.count() == 0) {
-        return;
-    }
-    rotation_.expires_after(keyring_.settings().rotate_every);
-    rotation_.async_wait([this](const asio::error_code &aborted) {
-        if (aborted) {
-            return;
-        }
-        try {
-            rotate_keys();
-        } catch (const Refused &error) {
-            log_error(text("security key not changed: ", error.what()));
-        }
-        await_rotation();
-    });
-}
-
-// ---- Log ----
-
-// The number of suppressed lines is logged when the minute is over, also when no further line comes.
-void Daemon::Impl::await_summary() {
-    if (awaits_summary_) {
-        return;
-    }
-    awaits_summary_ = true;
-    summary_.expires_after(Client_Log::PERIOD);
-    summary_.async_wait([this](const asio::error_code &aborted) {
-        awaits_summary_ = false;
-        if (!aborted && client_log_.report()) {
-            await_summary();
-        }
-    });
-}
-
-std::unique_ptr<Log_Charge> Daemon::Impl::charge_to(std::optional<uid_t> user) {
-    return user ? std::make_unique<Log_Charge>(client_log_, *user) : nullptr;
 }
 
 // ---- State ----

@@ -2,17 +2,14 @@
 #ifndef WISPD_DAEMON_H
 #define WISPD_DAEMON_H
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "cluster/description/timeline.h"
 #include "daemon/configuration_file.h"
-#include "engine/engine_follower.h"
+#include "daemon/engine_start.h"
 
 namespace wispd {
-
-using Follow_Engine = std::function<std::unique_ptr<Engine_Follower>(const Engine_Settings &)>;
 
 struct Start {
     std::string config_path;

@@ -65,4 +65,8 @@ Log_Charge::~Log_Charge() {
     log_.charged_ = charged_before_;
 }
 
+std::unique_ptr<Log_Charge> charge_to(Client_Log &log, std::optional<uid_t> user) {
+    return user ? std::make_unique<Log_Charge>(log, *user) : nullptr;
+}
+
 } // namespace wispd

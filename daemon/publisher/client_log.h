@@ -6,6 +6,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -74,6 +75,9 @@ class Log_Charge {
     std::optional<uid_t> charged_before_;
     Log_Diversion diversion_;
 };
+
+// Null for no user: the lines are not charged.
+std::unique_ptr<Log_Charge> charge_to(Client_Log &log, std::optional<uid_t> user);
 
 } // namespace wispd
 

@@ -1,0 +1,28 @@
+// Logs how many lines of clients were suppressed when the period is over, also when no further line comes.
+#ifndef WISPD_LOG_SUMMARY_H
+#define WISPD_LOG_SUMMARY_H
+
+#include <asio/steady_timer.hpp>
+
+#include "daemon/publisher/client_log.h"
+
+namespace wispd {
+
+class Log_Summary {
+  public:
+    // `log` must outlive this, and suppress nothing afterwards.
+    Log_Summary(asio::io_context &context, Client_Log &log);
+    Log_Summary(const Log_Summary &) = delete;
+    Log_Summary &operator=(const Log_Summary &) = delete;
+
+  private:
+    void await();
+
+    Client_Log &log_;
+    asio::steady_timer timer_;
+    bool is_awaited_ = false;
+};
+
+} // namespace wispd
+
+#endif
