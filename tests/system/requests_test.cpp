@@ -256,7 +256,7 @@ TEST_P(Requests, ThatAreRefusedAreLoggedOnceAndTheConnectionGoesOn) {
               "219 (discard stale messages)", "220 (keep stale messages)", "225 (take manual control)",
               "226 (release manual control)", "227 (delayed shutdown)"}) {
             const std::string line =
-                "(pid " + std::to_string(nobody.pid()) + ", uid 65534) sent request " + what;
+                "(pid " + std::to_string(nobody.pid()) + ", uid 65534) sent request " + what + ", rejected";
             const std::size_t first = log.find(line);
             EXPECT_NE(first, std::string::npos) << line;
             EXPECT_EQ(log.find(line, first + 1), std::string::npos) << line;
