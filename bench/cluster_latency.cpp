@@ -3,13 +3,12 @@
 //
 // An observer beside each wispd records when the engine's callback ran. The client beside it records when the
 // event arrived.
-#include <poll.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <vector>
 
@@ -55,14 +54,14 @@ bool tell(const char *what, double measured, std::optional<double> limit, const 
     return kept;
 }
 
-void need(bool holds, EngineCluster &cluster, const char *what) {
+void need(bool holds, Engine_Cluster &cluster, const char *what) {
     if (!holds) {
         throw std::runtime_error(std::string(what) + ":\n" + cluster.account());
     }
 }
 
 // Waits until the cluster reports no further changes by itself.
-void let_settle(EngineCluster &cluster) {
+void let_settle(Engine_Cluster &cluster) {
     need(cluster.wait_all_up(), cluster, "not everybody is up");
     double last_news = now();
     need(wait_until([&] {
@@ -74,7 +73,7 @@ void let_settle(EngineCluster &cluster) {
          cluster, "the cluster does not settle");
 }
 
-bool measure_idle(EngineCluster &cluster, int seconds) {
+bool measure_idle(Engine_Cluster &cluster, int seconds) {
     const int hosts = cluster.hosts().count();
     std::vector<double> before;
     for (int host = 1; host <= hosts; ++host) {
@@ -93,7 +92,7 @@ bool measure_idle(EngineCluster &cluster, int seconds) {
 }
 
 // The last host leaves and returns, and the others receive the events. Deaths and joins alternate.
-bool measure_callbacks(EngineCluster &cluster, int rounds) {
+bool measure_callbacks(Engine_Cluster &cluster, int rounds) {
     const int last = cluster.hosts().count();
     for (int round = 0; round < rounds; ++round) {
         cluster.hosts().stop(last);
@@ -128,9 +127,9 @@ bool measure_callbacks(EngineCluster &cluster, int rounds) {
 }
 
 // After SIGKILL the links go down first. The node follows after about two of the engine's token times.
-bool measure_kills(EngineCluster &cluster, int kills) {
+bool measure_kills(Engine_Cluster &cluster, int kills) {
     const auto last = static_cast<unsigned>(cluster.hosts().count());
-    ClientOnHost &client = cluster.client(1);
+    Client_On_Host &client = cluster.client(1);
     std::vector<double> engine;
     std::vector<double> node;
     std::vector<double> adapter;
@@ -162,7 +161,7 @@ bool measure_kills(EngineCluster &cluster, int kills) {
 }
 
 int measure(const Options &options) {
-    EngineCluster cluster(options.hosts, 2);
+    Engine_Cluster cluster(options.hosts, 2);
     need(cluster.start(), cluster, "the cluster does not start");
     let_settle(cluster);
     std::printf("%d hosts with 2 links, token 1000 ms\n", options.hosts);

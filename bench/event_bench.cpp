@@ -4,10 +4,10 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include "bench/event_feed.h"
 #include "bench/sample_cluster.h"

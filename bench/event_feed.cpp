@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

@@ -1,7 +1,6 @@
 // The daemon's end of a connection, in this process. Its bytes lie ready in the socket before the clock starts,
 // so a measurement contains no scheduling.
-#ifndef BENCH_EVENT_FEED_H
-#define BENCH_EVENT_FEED_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -35,5 +34,3 @@ int connect_plainly(const std::string &path);
 
 // Writes the record to the connection. Returns false when the socket cannot hold it.
 bool feed(int connection, const std::vector<char> &record);
-
-#endif

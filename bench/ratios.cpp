@@ -11,7 +11,7 @@ struct Ratio {
     double target;       // 0: printed for information
 };
 
-constexpr Ratio ratios[] = {
+constexpr Ratio RATIOS[] = {
     {"events of 1 member, rate of the bare loop", "library_events/nodes/1/manual_time",
      "bare_events/nodes/1/manual_time", 0.7},
     {"events of 16 members, rate of the bare loop", "library_events/nodes/16/manual_time",
@@ -37,7 +37,7 @@ struct Limit {
     double seconds;
 };
 
-constexpr Limit limits[] = {
+constexpr Limit LIMITS[] = {
     {"comparing 98,352 identical adapters, seconds", "compare_identical/98352", 0.1},
 };
 
@@ -63,7 +63,7 @@ void Median_Reporter::ReportRuns(const std::vector<Run> &runs) {
 bool print_ratios(const std::map<std::string, double> &medians) {
     bool all_met = true;
     std::printf("\nRatios of medians, measured in this run\n");
-    for (const Ratio &ratio : ratios) {
+    for (const Ratio &ratio : RATIOS) {
         const double of = value_of(medians, ratio.of);
         const double against = value_of(medians, ratio.against);
         if (of <= 0 || against <= 0) {
@@ -80,7 +80,7 @@ bool print_ratios(const std::map<std::string, double> &medians) {
         }
         std::printf("\n");
     }
-    for (const Limit &limit : limits) {
+    for (const Limit &limit : LIMITS) {
         const double seconds = value_of(medians, limit.of);
         const bool met = seconds > 0 && seconds < limit.seconds;
         std::printf("  %-54s %8.3f   limit %.1f: %s\n", limit.text, seconds, limit.seconds,

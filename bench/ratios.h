@@ -1,7 +1,6 @@
 // The purpose of the benchmarks: how the library compares with a plain way of doing the same, in one run on
 // one machine.
-#ifndef BENCH_RATIOS_H
-#define BENCH_RATIOS_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -24,5 +23,3 @@ class Median_Reporter : public benchmark::ConsoleReporter {
 
 // Prints the ratios. Returns false when a ratio misses its target or was not measured.
 bool print_ratios(const std::map<std::string, double> &medians);
-
-#endif

@@ -1,6 +1,5 @@
 // Builds a record byte by byte.
-#ifndef BENCH_RECORD_BYTES_H
-#define BENCH_RECORD_BYTES_H
+#pragma once
 
 #include <cstring>
 #include <vector>
@@ -10,5 +9,3 @@ template <typename Part> void append_bytes(std::vector<char> &record, const Part
     record.resize(end + sizeof part);
     std::memcpy(record.data() + end, &part, sizeof part);
 }
-
-#endif

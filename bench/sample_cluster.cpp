@@ -1,9 +1,8 @@
 #include "bench/sample_cluster.h"
 
+#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
-
-#include <arpa/inet.h>
 
 #include "bench/record_bytes.h"
 #include "lib/api/session.h"

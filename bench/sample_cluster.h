@@ -1,6 +1,5 @@
 // The largest possible cluster, as the daemon would describe it.
-#ifndef BENCH_SAMPLE_CLUSTER_H
-#define BENCH_SAMPLE_CLUSTER_H
+#pragma once
 
 #include <vector>
 
@@ -18,5 +17,3 @@ Hb_IP_address6 sample_address(Hb_Adapter_Number adapter);
 
 // Loads the record into the library's table and marks the library as open.
 void load_sample_cluster();
-
-#endif

@@ -1,6 +1,5 @@
 // Adapter addresses: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
-#ifndef WISPD_ADDRESS_H
-#define WISPD_ADDRESS_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -35,5 +34,3 @@ struct Address_Equal {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // What an operation on the cluster changed.
-#ifndef WISPD_CHANGES_H
-#define WISPD_CHANGES_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -50,5 +49,3 @@ struct Changes {
 };
 
 } // namespace wispd
-
-#endif

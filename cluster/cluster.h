@@ -10,8 +10,7 @@
 //  - Up and down are about liveness. Join and leave are about the configuration.
 //  - An adapter that carries IP is up only while it has an address. One that was disabled, or whose interface
 //    was taken down, stays down until that is taken back or somebody who knows says that it is up.
-#ifndef WISPD_CLUSTER_H
-#define WISPD_CLUSTER_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -199,5 +198,3 @@ bool is_held_down(const Adapter &adapter);
 Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);
 
 } // namespace wispd
-
-#endif

@@ -1,8 +1,7 @@
-#include "cluster/cluster.h"
-
 #include <utility>
 
 #include "cluster/address.h"
+#include "cluster/cluster.h"
 #include "host/text.h"
 
 namespace wispd {

@@ -1,8 +1,7 @@
-#include "cluster/cluster.h"
-
 #include <algorithm>
 #include <utility>
 
+#include "cluster/cluster.h"
 #include "host/text.h"
 
 namespace wispd {

@@ -1,6 +1,6 @@
-#include "cluster/cluster.h"
-
 #include <algorithm>
+
+#include "cluster/cluster.h"
 
 namespace wispd {
 

@@ -1,6 +1,5 @@
-#include "cluster/cluster.h"
-
 #include "cluster/address.h"
+#include "cluster/cluster.h"
 #include "host/text.h"
 
 namespace wispd {

@@ -1,6 +1,5 @@
 // A cluster as it is configured: plain data, the same whichever source it comes from.
-#ifndef WISPD_CONFIGURATION_H
-#define WISPD_CONFIGURATION_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -61,5 +60,3 @@ struct Configuration {
 };
 
 } // namespace wispd
-
-#endif

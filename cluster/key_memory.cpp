@@ -1,7 +1,6 @@
 #include "cluster/key_memory.h"
 
 #include <new>
-
 #include <sys/mman.h>
 
 #include "qz_mss.h"

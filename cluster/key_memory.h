@@ -1,6 +1,5 @@
 // Memory for the keys: pages of their own, which are in no core file and are overwritten before they are given back.
-#ifndef WISPD_KEY_MEMORY_H
-#define WISPD_KEY_MEMORY_H
+#pragma once
 
 #include "lib/wire/hb_wire.h"
 
@@ -22,5 +21,3 @@ class Key_Memory {
 };
 
 } // namespace wispd
-
-#endif

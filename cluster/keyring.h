@@ -1,7 +1,6 @@
 // The keys in force: the current one, the one before, and a cache of the newest ones before that, in the form
 // in which they are published. Key bytes are overwritten before their memory is given back.
-#ifndef WISPD_KEYRING_H
-#define WISPD_KEYRING_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -45,5 +44,3 @@ class Keyring {
 const char *key_type_name(uint32_t type);
 
 } // namespace wispd
-
-#endif

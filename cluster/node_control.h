@@ -1,7 +1,6 @@
 // Acts on what clients ask for their node: checks it against the cluster, changes it, and keeps what is not a
 // matter of membership. No I/O; the time is passed in.
-#ifndef WISPD_NODE_CONTROL_H
-#define WISPD_NODE_CONTROL_H
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -79,5 +78,3 @@ class Node_Control {
 };
 
 } // namespace wispd
-
-#endif

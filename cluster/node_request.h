@@ -1,6 +1,5 @@
 // What a client asks the daemon to do to its node, whatever bytes it came in.
-#ifndef WISPD_NODE_REQUEST_H
-#define WISPD_NODE_REQUEST_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -32,5 +31,3 @@ enum Request_Status : int32_t {
 };
 
 } // namespace wispd
-
-#endif

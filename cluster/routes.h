@@ -1,6 +1,5 @@
 // How this node reaches the others: the addresses that a message passes, over networks that are up.
-#ifndef WISPD_ROUTES_H
-#define WISPD_ROUTES_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -26,5 +25,3 @@ using Routes = std::vector<Node_Route>; // by node number
 Routes compute_routes(const Cluster &cluster);
 
 } // namespace wispd
-
-#endif

@@ -1,8 +1,7 @@
 // Who is suspected to be down, and which adapters are given grace. The time is passed in.
 //
 // A suspicion becomes a death when it is due, unless a sign of life comes before.
-#ifndef WISPD_SUSPICIONS_H
-#define WISPD_SUSPICIONS_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -101,5 +100,3 @@ class Suspicions {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,7 +1,6 @@
 #include "common/ip_address.h"
 
 #include <algorithm>
-
 #include <arpa/inet.h>
 
 namespace common {

@@ -1,8 +1,7 @@
 // Addresses as people write them: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
 //
 // Every type of 16 bytes that holds an address can be used: the public one and that of the cluster service.
-#ifndef HB_COMMON_IP_ADDRESS_H
-#define HB_COMMON_IP_ADDRESS_H
+#pragma once
 
 #include <array>
 #include <bit>
@@ -36,5 +35,3 @@ template <typename Address> std::string address_text(const Address &address) {
 }
 
 } // namespace common
-
-#endif

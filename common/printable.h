@@ -1,8 +1,7 @@
 // What came from elsewhere, made fit for a terminal: names, errors, keys of a file and states can hold bytes that move
 // the cursor, change what is on the screen, or show text in another order than it has. Every program prints such texts
 // through here.
-#ifndef HB_COMMON_PRINTABLE_H
-#define HB_COMMON_PRINTABLE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -21,5 +20,3 @@ std::string printable_lines(std::string_view text);
 std::string printable_json(std::string_view json);
 
 } // namespace terminal
-
-#endif

@@ -1,7 +1,6 @@
 #include "common/socket_path.h"
 
 #include <cstdlib>
-
 #include <sys/un.h>
 
 namespace common {

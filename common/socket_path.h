@@ -1,6 +1,5 @@
 // Where the daemon's socket is: the rules of the library, for the programs that do not use it or print the path.
-#ifndef HB_COMMON_SOCKET_PATH_H
-#define HB_COMMON_SOCKET_PATH_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -16,5 +15,3 @@ inline constexpr std::size_t SOCKET_PATH_LONGEST = 107;
 std::string socket_path_from_environment();
 
 } // namespace common
-
-#endif

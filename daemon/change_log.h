@@ -1,6 +1,5 @@
 // What an operation changed, in lines of the log.
-#ifndef WISPD_CHANGE_LOG_H
-#define WISPD_CHANGE_LOG_H
+#pragma once
 
 #include <string>
 
@@ -12,5 +11,3 @@ namespace wispd {
 void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster);
 
 } // namespace wispd
-
-#endif

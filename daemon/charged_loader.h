@@ -1,7 +1,6 @@
 // Reads files that users name, apart from the thread that serves clients. What the use of a file causes in the log is
 // charged to the user that named it.
-#ifndef WISPD_CHARGED_LOADER_H
-#define WISPD_CHARGED_LOADER_H
+#pragma once
 
 #include <memory>
 #include <optional>
@@ -54,5 +53,3 @@ class Charged_Loader {
 };
 
 } // namespace wispd
-
-#endif

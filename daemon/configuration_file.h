@@ -1,6 +1,5 @@
 // wispd's configuration file: the cluster's file, and how this daemon serves it.
-#ifndef WISPD_CONFIGURATION_FILE_H
-#define WISPD_CONFIGURATION_FILE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -20,5 +19,3 @@ Configuration_File read_named_configuration_file(const std::string &path); // on
 Configuration_File parse_configuration_file(std::string_view document, const std::string &path);
 
 } // namespace wispd
-
-#endif

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <map>
 #include <optional>
-
 #include <unistd.h>
 
 #include <asio/io_context.hpp>

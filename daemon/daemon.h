@@ -1,6 +1,5 @@
 // The daemon: its sources, its model and its publisher put together.
-#ifndef WISPD_DAEMON_H
-#define WISPD_DAEMON_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -39,5 +38,3 @@ class Daemon {
 };
 
 } // namespace wispd
-
-#endif

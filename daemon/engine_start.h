@@ -1,6 +1,5 @@
 // The start of a daemon whose cluster comes from an engine.
-#ifndef WISPD_ENGINE_START_H
-#define WISPD_ENGINE_START_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -26,5 +25,3 @@ Followed begin_to_follow(const std::optional<Engine_Settings> &settings, const F
 Cluster cluster_at_start(const Configuration &configured, const Followed &followed);
 
 } // namespace wispd
-
-#endif

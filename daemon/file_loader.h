@@ -1,6 +1,5 @@
 // Reads and parses files apart from the thread that serves clients: a large one takes long.
-#ifndef WISPD_FILE_LOADER_H
-#define WISPD_FILE_LOADER_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -32,5 +31,3 @@ class File_Loader {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Brings new security keys into force: on command, and after the configured time.
-#ifndef WISPD_KEY_ROTATION_H
-#define WISPD_KEY_ROTATION_H
+#pragma once
 
 #include <asio/steady_timer.hpp>
 
@@ -26,5 +25,3 @@ class Key_Rotation {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Logs how many lines of clients were suppressed when the period is over, also when no further line comes.
-#ifndef WISPD_LOG_SUMMARY_H
-#define WISPD_LOG_SUMMARY_H
+#pragma once
 
 #include <asio/steady_timer.hpp>
 
@@ -24,5 +23,3 @@ class Log_Summary {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,12 +1,10 @@
 // How this daemon serves its cluster.
-#ifndef WISPD_SETTINGS_H
-#define WISPD_SETTINGS_H
+#pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
-
 #include <sys/types.h>
 
 #include "cluster/description/control_server.h"
@@ -38,5 +36,3 @@ struct Daemon_Settings {
 Daemon_Settings settings_of(const Daemon_Section &section);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // The model and the clients as JSON, for `wispctl state`.
-#ifndef WISPD_STATE_REPORT_H
-#define WISPD_STATE_REPORT_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -46,5 +45,3 @@ struct State_View {
 std::string state_line(const State_View &view);
 
 } // namespace wispd
-
-#endif

@@ -5,11 +5,10 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <optional>
-#include <vector>
-
 #include <grp.h>
+#include <optional>
 #include <sys/resource.h>
+#include <vector>
 
 #include "common/socket_path.h"
 #include "host/log.h"

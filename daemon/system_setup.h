@@ -1,9 +1,7 @@
 // What has to be so in the system before the daemon makes anything in it.
-#ifndef WISPD_SYSTEM_SETUP_H
-#define WISPD_SYSTEM_SETUP_H
+#pragma once
 
 #include <string>
-
 #include <sys/types.h>
 
 #include "daemon/settings.h"
@@ -27,5 +25,3 @@ Access prepare_system(const std::string &socket_path, const std::string &control
                       const Daemon_Settings &settings);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // How much of wispd one user may hold with all its connections together, and all users with theirs.
-#ifndef WISPD_USER_LIMITS_H
-#define WISPD_USER_LIMITS_H
+#pragma once
 
 #include <cstddef>
 
@@ -17,5 +16,3 @@ struct User_Limits {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // A cluster's TOML file as wispd and the cluster services read it: the cluster, or the engine that it comes from.
-#ifndef WISPD_CLUSTER_FILE_H
-#define WISPD_CLUSTER_FILE_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -30,5 +29,3 @@ Cluster_File read_cluster_file(const std::string &path);
 Cluster_File parse_cluster_file(std::string_view document, const std::string &path);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // The Corosync engine of this node, as one who follows it needs it.
-#ifndef WISPD_ENGINE_H
-#define WISPD_ENGINE_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -51,5 +50,3 @@ class Engine {
 using Engine_Connect = std::function<std::unique_ptr<Engine>()>;
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // This machine's engine, where wispd was built with one.
-#ifndef WISPD_ENGINE_ACCESS_H
-#define WISPD_ENGINE_ACCESS_H
+#pragma once
 
 #include <memory>
 
@@ -14,5 +13,3 @@ void need_engine_access();
 std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &settings);
 
 } // namespace wispd
-
-#endif

@@ -6,11 +6,10 @@
 #include <cstdlib>
 #include <functional>
 #include <optional>
+#include <poll.h>
 #include <set>
 #include <string_view>
 #include <utility>
-
-#include <poll.h>
 
 #include <corosync/cfg.h>
 #include <corosync/cmap.h>

@@ -1,6 +1,5 @@
 // The connection to the Corosync engine of this node, over its map, its quorum and its control.
-#ifndef WISPD_ENGINE_CONNECTION_H
-#define WISPD_ENGINE_CONNECTION_H
+#pragma once
 
 #include <memory>
 
@@ -12,5 +11,3 @@ namespace wispd {
 std::unique_ptr<Engine> connect_to_engine();
 
 } // namespace wispd
-
-#endif

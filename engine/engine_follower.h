@@ -8,8 +8,7 @@
 //  - When the engine ends, nobody is taken for dead at once: whoever was up stays so for the grace, during which the
 //    engine can come back and find its neighbours again. Whoever it sees is its own business from then on; whoever
 //    it does not see by then is dead.
-#ifndef WISPD_ENGINE_FOLLOWER_H
-#define WISPD_ENGINE_FOLLOWER_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -102,5 +101,3 @@ class Engine_Follower {
 };
 
 } // namespace wispd
-
-#endif

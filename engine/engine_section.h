@@ -1,6 +1,5 @@
 // The part of wispd's file that is about following an engine.
-#ifndef WISPD_ENGINE_SECTION_H
-#define WISPD_ENGINE_SECTION_H
+#pragma once
 
 #include <string>
 
@@ -14,5 +13,3 @@ Engine_Settings read_engine_section(const Toml_Reader &root, const Toml_Reader &
                                     const std::string &path);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // What wispd's own file says about following an engine: plain data.
-#ifndef WISPD_ENGINE_SETTINGS_H
-#define WISPD_ENGINE_SETTINGS_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -38,5 +37,3 @@ struct Engine_Settings {
 };
 
 } // namespace wispd
-
-#endif

@@ -5,14 +5,13 @@
 #include <future>
 #include <mutex>
 #include <optional>
+#include <poll.h>
 #include <stdexcept>
+#include <sys/eventfd.h>
 #include <system_error>
 #include <thread>
-#include <utility>
-
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>

@@ -2,8 +2,7 @@
 //
 // An engine that is held up leaves a question without an answer for as long. So it is asked by a thread of its own:
 // clients are served meanwhile, and a silence beyond the grace is taken as the engine's end.
-#ifndef WISPD_ENGINE_SOURCE_H
-#define WISPD_ENGINE_SOURCE_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -41,5 +40,3 @@ class Engine_Source {
 };
 
 } // namespace wispd
-
-#endif

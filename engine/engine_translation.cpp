@@ -1,13 +1,12 @@
 #include "engine/engine_translation.h"
 
-#include <map>
-#include <memory>
-#include <optional>
-#include <set>
-
 #include <arpa/inet.h>
 #include <cstring>
+#include <map>
+#include <memory>
 #include <netdb.h>
+#include <optional>
+#include <set>
 
 #include "cluster/address.h"
 #include "host/text.h"

@@ -1,6 +1,5 @@
 // From an engine's cluster to the model's: nodes by their ids, networks by their links.
-#ifndef WISPD_ENGINE_TRANSLATION_H
-#define WISPD_ENGINE_TRANSLATION_H
+#pragma once
 
 #include <set>
 #include <stdexcept>
@@ -38,5 +37,3 @@ Liveness translate(const Engine_Configuration &engine, const Engine_Names &names
                    const Engine_Look &before, const std::set<int> &local_links);
 
 } // namespace wispd
-
-#endif

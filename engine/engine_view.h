@@ -1,6 +1,5 @@
 // A Corosync cluster as its engine on this node knows it: plain data.
-#ifndef WISPD_ENGINE_VIEW_H
-#define WISPD_ENGINE_VIEW_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -42,5 +41,3 @@ using Engine_Links = std::map<std::pair<uint32_t, int>, Engine_Link>; // by node
 using Engine_Members = std::map<uint32_t, uint32_t>; // members only
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // The interfaces of this machine: which addresses can be reached through them now.
-#ifndef WISPD_LOCAL_INTERFACES_H
-#define WISPD_LOCAL_INTERFACES_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -22,5 +21,3 @@ class Local_Interfaces {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,14 +1,12 @@
 #include "engine/netlink_interfaces.h"
 
 #include <cerrno>
+#include <linux/if.h>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
-
 #include <sys/socket.h>
-
-#include <linux/if.h>
+#include <system_error>
 
 #include <netlink/cache.h>
 #include <netlink/errno.h>

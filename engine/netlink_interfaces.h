@@ -1,6 +1,5 @@
 // The interfaces of this machine as the kernel tells of them over netlink.
-#ifndef WISPD_NETLINK_INTERFACES_H
-#define WISPD_NETLINK_INTERFACES_H
+#pragma once
 
 #include <memory>
 
@@ -12,5 +11,3 @@ namespace wispd {
 std::unique_ptr<Local_Interfaces> watch_interfaces();
 
 } // namespace wispd
-
-#endif

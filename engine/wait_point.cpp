@@ -1,10 +1,9 @@
 #include "engine/wait_point.h"
 
 #include <cerrno>
-#include <system_error>
-
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace wispd {

@@ -1,6 +1,5 @@
 // One descriptor for several, and a point in time: readable when one of them is, or the time has come.
-#ifndef WISPD_WAIT_POINT_H
-#define WISPD_WAIT_POINT_H
+#pragma once
 
 #include <chrono>
 #include <vector>
@@ -28,5 +27,3 @@ class Wait_Point {
 };
 
 } // namespace wispd
-
-#endif

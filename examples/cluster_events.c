@@ -2,10 +2,11 @@
  * docs/cluster-event-mode.md shows how to try it with a simulated service. Set HB_SERVER_SOCKET=/none on a
  * machine where a daemon runs: the first commit asks the daemon that it reaches to end, also for its other
  * clients. */
-#include "hb_client.h"
-#include "hb_error.h"
 #include <poll.h>
 #include <stdio.h>
+
+#include "hb_client.h"
+#include "hb_error.h"
 
 static Hb_Group group;               /* 393,480 bytes: not on the stack */
 static Hb_Subscription_Group wanted; /* neither is this */

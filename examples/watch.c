@@ -1,7 +1,8 @@
 /* Prints which nodes are up, die and join, as it happens. */
-#include "hb_client.h"
 #include <poll.h>
 #include <stdio.h>
+
+#include "hb_client.h"
 
 static Hb_Group group; /* 393,480 bytes: not on the stack */
 

@@ -1,10 +1,8 @@
 // A file descriptor that is closed with its owner.
-#ifndef WISPD_DESCRIPTOR_H
-#define WISPD_DESCRIPTOR_H
-
-#include <utility>
+#pragma once
 
 #include <unistd.h>
+#include <utility>
 
 namespace wispd {
 
@@ -30,5 +28,3 @@ class Descriptor {
 };
 
 } // namespace wispd
-
-#endif

@@ -2,9 +2,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <string>
-
 #include <fcntl.h>
+#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -1,7 +1,6 @@
 // Leaving the terminal: the program goes on in the background, and the one that was started ends with the
 // outcome of the start.
-#ifndef WISPD_DETACH_H
-#define WISPD_DETACH_H
+#pragma once
 
 namespace wispd {
 
@@ -22,5 +21,3 @@ class Detachment {
 };
 
 } // namespace wispd
-
-#endif

@@ -3,9 +3,8 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <utility>
-
 #include <syslog.h>
+#include <utility>
 
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>

@@ -1,6 +1,5 @@
 // The daemon's log.
-#ifndef WISPD_LOG_H
-#define WISPD_LOG_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -49,5 +48,3 @@ void log_warning(std::string_view line);
 void log_error(std::string_view line);
 
 } // namespace wispd
-
-#endif

@@ -2,10 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
-
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

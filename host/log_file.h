@@ -1,6 +1,5 @@
 // The file that the daemon logs to.
-#ifndef WISPD_LOG_FILE_H
-#define WISPD_LOG_FILE_H
+#pragma once
 
 #include <string>
 
@@ -23,5 +22,3 @@ class Log_File {
 };
 
 } // namespace wispd
-
-#endif

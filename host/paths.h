@@ -1,6 +1,5 @@
 // Paths as a daemon needs them.
-#ifndef WISPD_PATHS_H
-#define WISPD_PATHS_H
+#pragma once
 
 #include <string>
 
@@ -13,5 +12,3 @@ std::string control_path_for(const std::string &socket);
 std::string absolute_path(const std::string &path);
 
 } // namespace wispd
-
-#endif

@@ -1,10 +1,8 @@
 // The process at the other end of a connection, as the system knows it, and what it may do.
-#ifndef WISPD_PEER_H
-#define WISPD_PEER_H
-
-#include <vector>
+#pragma once
 
 #include <sys/types.h>
+#include <vector>
 
 namespace wispd {
 
@@ -25,5 +23,3 @@ bool is_trusted(const Peer &peer, uid_t own);
 bool is_authorised(const Peer &peer, uid_t own, gid_t group);
 
 } // namespace wispd
-
-#endif

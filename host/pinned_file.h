@@ -1,9 +1,7 @@
 // A file that stays the same one, whatever another process puts at its path meanwhile.
-#ifndef WISPD_PINNED_FILE_H
-#define WISPD_PINNED_FILE_H
+#pragma once
 
 #include <string>
-
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -33,5 +31,3 @@ class Pinned_File {
 };
 
 } // namespace wispd
-
-#endif

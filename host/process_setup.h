@@ -1,6 +1,5 @@
 // What a process has to be like before it opens or makes anything.
-#ifndef WISPD_PROCESS_SETUP_H
-#define WISPD_PROCESS_SETUP_H
+#pragma once
 
 namespace wispd {
 
@@ -10,5 +9,3 @@ namespace wispd {
 void prepare_process();
 
 } // namespace wispd
-
-#endif

@@ -1,7 +1,6 @@
 #include "host/safe_directory.h"
 
 #include <filesystem>
-
 #include <sys/stat.h>
 #include <sys/xattr.h>
 

@@ -1,6 +1,5 @@
 // Directories in which nobody else can put other files in the place of ours.
-#ifndef WISPD_SAFE_DIRECTORY_H
-#define WISPD_SAFE_DIRECTORY_H
+#pragma once
 
 #include <string>
 
@@ -11,5 +10,3 @@ namespace wispd {
 std::string why_unsafe(const std::string &path);
 
 } // namespace wispd
-
-#endif

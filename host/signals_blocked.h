@@ -1,6 +1,5 @@
 // For threads that are to leave the program's signals to the others.
-#ifndef WISPD_SIGNALS_BLOCKED_H
-#define WISPD_SIGNALS_BLOCKED_H
+#pragma once
 
 #include <csignal>
 
@@ -23,5 +22,3 @@ class Signals_Blocked {
 };
 
 } // namespace wispd
-
-#endif

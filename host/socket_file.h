@@ -1,6 +1,5 @@
 // A listening UNIX socket and its file.
-#ifndef WISPD_SOCKET_FILE_H
-#define WISPD_SOCKET_FILE_H
+#pragma once
 
 #include <string>
 #include <sys/types.h>
@@ -57,5 +56,3 @@ class Socket_File {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Why wispd cannot start: something in the system, not in its configuration.
-#ifndef WISPD_START_FAILURE_H
-#define WISPD_START_FAILURE_H
+#pragma once
 
 #include <stdexcept>
 
@@ -12,5 +11,3 @@ class Start_Failure : public std::runtime_error {
 };
 
 } // namespace wispd
-
-#endif

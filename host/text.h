@@ -1,6 +1,5 @@
 // Texts for people, built out of pieces, as in text("node ", 3, " is down").
-#ifndef WISPD_TEXT_H
-#define WISPD_TEXT_H
+#pragma once
 
 #include <concepts>
 #include <cstdint>
@@ -28,5 +27,3 @@ template <typename... Pieces> std::string text(const Pieces &...pieces) {
 std::string list_of(const char *what, const std::vector<int64_t> &numbers);
 
 } // namespace wispd
-
-#endif

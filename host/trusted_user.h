@@ -1,6 +1,5 @@
 // Which users' files, processes and connections count as the daemon's own.
-#ifndef WISPD_TRUSTED_USER_H
-#define WISPD_TRUSTED_USER_H
+#pragma once
 
 #include <sys/types.h>
 #include <unistd.h>
@@ -13,5 +12,3 @@ inline bool is_trusted_user(uid_t user, uid_t own = geteuid()) {
 }
 
 } // namespace wispd
-
-#endif

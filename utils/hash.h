@@ -1,7 +1,6 @@
 // A chained hash table from a fixed-width key to a pointer. It owns its nodes but never the objects. Each
 // table uses one kind of key. Nothing is locked, and the number of buckets never changes.
-#ifndef UTILS_HASH_H
-#define UTILS_HASH_H
+#pragma once
 
 #include <cstdint>
 
@@ -81,5 +80,3 @@ int Hash_dump_string(void *object);
 
 void Hash_clean(H_table_str *t); // empties the table
 void Hash_free(H_table_str *t);  // frees the table
-
-#endif

@@ -1,9 +1,6 @@
 // A hook for new memory.
-#ifndef UTILS_NEW_DATA_HOOK_H
-#define UTILS_NEW_DATA_HOOK_H
+#pragma once
 
 // Called for every new block of counted allocation. Does nothing. It is a module of its own, so that a
 // program that links the static library can replace it.
 void wisp_pin_new_data(void *ptr, unsigned int sz);
-
-#endif

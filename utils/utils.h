@@ -1,6 +1,5 @@
 // Counted allocation, and splitting and joining of NUL-terminated strings.
-#ifndef UTILS_UTILS_H
-#define UTILS_UTILS_H
+#pragma once
 
 #include "utils/new_data_hook.h"
 
@@ -28,5 +27,3 @@ char *remove_first_word(char *s, char delim);
 char *remove_last_word(char *s, char delim);
 
 void syntax_error(const char *s);
-
-#endif

@@ -1,7 +1,6 @@
 // The sections of a TOML file that describe a cluster. Each function reads its section of the file `root`, of which
 // `path` stands in the errors, and throws Config_Error. Sections that are missing have their defaults.
-#ifndef WISPD_CLUSTER_DESCRIPTION_H
-#define WISPD_CLUSTER_DESCRIPTION_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -26,5 +25,3 @@ std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string 
                                      const Configuration &cluster);
 
 } // namespace wispd
-
-#endif

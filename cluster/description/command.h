@@ -1,7 +1,6 @@
 // What a person, a script or a timeline tells the daemon to do. The verbs and their arguments are the same in
 // wispctl, on the control socket and in a timeline.
-#ifndef WISPD_COMMAND_H
-#define WISPD_COMMAND_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -74,5 +73,3 @@ std::optional<Node_Request> node_request_of(const Command &command, const Cluste
 Changes apply(const Command &command, Cluster &cluster);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Executes the commands of the control socket and of timelines, in wispd and in the simulated cluster service.
-#ifndef WISPD_COMMAND_EXECUTOR_H
-#define WISPD_COMMAND_EXECUTOR_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -53,5 +52,3 @@ class Command_Executor {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Commands and answers as lines of JSON.
-#ifndef WISPD_COMMAND_JSON_H
-#define WISPD_COMMAND_JSON_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -17,5 +16,3 @@ std::string ok_line();
 std::string error_line(std::string_view error);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // How the execution of a command ends, which can be later than the call that began it.
-#ifndef WISPD_COMMAND_RESULT_H
-#define WISPD_COMMAND_RESULT_H
+#pragma once
 
 #include <functional>
 #include <optional>
@@ -18,5 +17,3 @@ struct Failure {
 using Finished = std::function<void(const std::optional<Failure> &)>;
 
 } // namespace wispd
-
-#endif

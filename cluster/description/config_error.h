@@ -1,6 +1,5 @@
 // A file that wispd cannot take: what() reads "file:line:column: what is wrong and what was expected".
-#ifndef WISPD_CONFIG_ERROR_H
-#define WISPD_CONFIG_ERROR_H
+#pragma once
 
 #include <stdexcept>
 
@@ -18,5 +17,3 @@ class File_Error : public Config_Error {
 };
 
 } // namespace wispd
-
-#endif

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
-
 #include <unistd.h>
 
 #include <asio/buffer.hpp>

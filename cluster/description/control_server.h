@@ -1,6 +1,5 @@
 // The control socket: a line of JSON in, a line of JSON out.
-#ifndef WISPD_CONTROL_SERVER_H
-#define WISPD_CONTROL_SERVER_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -58,5 +57,3 @@ class Control_Server {
 };
 
 } // namespace wispd
-
-#endif

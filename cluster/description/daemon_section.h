@@ -1,13 +1,11 @@
 // The section [daemon] of a cluster's file as it is written. Every reader of such a file checks it, so that wispd and
 // the cluster services accept the same files; only wispd knows what it means.
-#ifndef WISPD_DAEMON_SECTION_H
-#define WISPD_DAEMON_SECTION_H
+#pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
-
 #include <sys/types.h>
 
 #include "cluster/configuration.h"
@@ -40,5 +38,3 @@ Daemon_Section read_daemon_section(const Toml_Reader &root, const std::string &p
                                    const Configuration &cluster);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // First-failure identifiers.
-#ifndef WISPD_FAILURE_ID_H
-#define WISPD_FAILURE_ID_H
+#pragma once
 
 #include <string>
 
@@ -10,5 +9,3 @@ namespace wispd {
 std::string make_failure_id();
 
 } // namespace wispd
-
-#endif

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
-
 #include <fcntl.h>
+#include <iterator>
 #include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>

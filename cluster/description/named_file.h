@@ -1,7 +1,6 @@
 // Files that a request names. Who makes requests could name a file to have wispd wait for it, disturb a device, or show
 // what it holds; and what others can write is not the administrator's word.
-#ifndef WISPD_NAMED_FILE_H
-#define WISPD_NAMED_FILE_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -15,5 +14,3 @@ inline constexpr std::size_t NAMED_FILE_LARGEST = 4 * 1024 * 1024;
 std::string read_named_file(const std::string &path);
 
 } // namespace wispd
-
-#endif

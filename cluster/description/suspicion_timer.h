@@ -1,6 +1,5 @@
 // Calls when suspicions of a Node_Control are due.
-#ifndef WISPD_SUSPICION_TIMER_H
-#define WISPD_SUSPICION_TIMER_H
+#pragma once
 
 #include <functional>
 
@@ -25,5 +24,3 @@ class Suspicion_Timer {
 };
 
 } // namespace wispd
-
-#endif

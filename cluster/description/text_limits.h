@@ -1,6 +1,5 @@
 // How long the texts of files and commands may be, in bytes.
-#ifndef WISPD_TEXT_LIMITS_H
-#define WISPD_TEXT_LIMITS_H
+#pragma once
 
 #include <cstddef>
 
@@ -13,5 +12,3 @@ inline constexpr std::size_t PATH_LONGEST = 4095;
 inline constexpr std::size_t NETWORK_NAME_LONGEST = HB_NETWORK_NAME_SIZE - 1;
 
 } // namespace wispd
-
-#endif

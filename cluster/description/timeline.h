@@ -1,6 +1,5 @@
 // A timeline: commands with the time to wait before each.
-#ifndef WISPD_TIMELINE_H
-#define WISPD_TIMELINE_H
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -24,5 +23,3 @@ std::vector<Timeline_Event> read_named_timeline(const std::string &path); // one
 std::vector<Timeline_Event> parse_timeline(std::string_view document, const std::string &path);
 
 } // namespace wispd
-
-#endif

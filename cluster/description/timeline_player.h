@@ -1,6 +1,5 @@
 // Plays a timeline.
-#ifndef WISPD_TIMELINE_PLAYER_H
-#define WISPD_TIMELINE_PLAYER_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -33,5 +32,3 @@ class Timeline_Player {
 };
 
 } // namespace wispd
-
-#endif

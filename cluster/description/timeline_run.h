@@ -1,6 +1,5 @@
 // The timeline of a program: plays one at a time, and executes its events in their order.
-#ifndef WISPD_TIMELINE_RUN_H
-#define WISPD_TIMELINE_RUN_H
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -62,5 +61,3 @@ class Timeline_Run {
 };
 
 } // namespace wispd
-
-#endif

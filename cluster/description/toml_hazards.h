@@ -1,7 +1,6 @@
 // What in a TOML document would bring the parser down: tables and arrays nested so deep that the stack overflows, and
 // headers that it does not expect. Found without making any table.
-#ifndef WISPD_TOML_HAZARDS_H
-#define WISPD_TOML_HAZARDS_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -23,5 +22,3 @@ struct Toml_Hazard {
 std::optional<Toml_Hazard> find_toml_hazard(std::string_view document);
 
 } // namespace wispd
-
-#endif

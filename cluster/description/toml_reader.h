@@ -1,6 +1,5 @@
 // Reads typed values out of TOML tables; whatever is not as expected becomes a Config_Error with its place.
-#ifndef WISPD_TOML_READER_H
-#define WISPD_TOML_READER_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -64,5 +63,3 @@ class Toml_Reader {
 };
 
 } // namespace wispd
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Nothing here waits for the client. What it does not read piles up in its queue; when that is full the
 // client is disconnected, since an event that is left out would go unnoticed.
-#ifndef WISPD_CLIENT_H
-#define WISPD_CLIENT_H
+#pragma once
 
 #include <bitset>
 #include <cstddef>
@@ -104,5 +103,3 @@ class Client : public std::enable_shared_from_this<Client> {
 using Clients = std::map<int, std::shared_ptr<Client>>;
 
 } // namespace wispd
-
-#endif

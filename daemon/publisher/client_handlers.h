@@ -1,6 +1,5 @@
 // What the daemon does for clients that the publisher itself cannot.
-#ifndef WISPD_CLIENT_HANDLERS_H
-#define WISPD_CLIENT_HANDLERS_H
+#pragma once
 
 #include <functional>
 
@@ -23,5 +22,3 @@ struct Client_Handlers {
 };
 
 } // namespace wispd
-
-#endif

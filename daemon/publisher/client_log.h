@@ -1,7 +1,6 @@
 // Lines in the log that users cause, as clients and on the control socket. They can cause as many as they like, by asking
 // or by connecting again and again, and must not fill the disk with them.
-#ifndef WISPD_CLIENT_LOG_H
-#define WISPD_CLIENT_LOG_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -9,9 +8,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-
 #include <sys/types.h>
+#include <utility>
 
 #include "host/log.h"
 
@@ -80,5 +78,3 @@ class Log_Charge {
 std::unique_ptr<Log_Charge> charge_to(Client_Log &log, std::optional<uid_t> user);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // The cluster as packets carry it. Made when first asked for, and kept until the next change.
-#ifndef WISPD_CLUSTER_BODIES_H
-#define WISPD_CLUSTER_BODIES_H
+#pragma once
 
 #include <optional>
 #include <vector>
@@ -29,5 +28,3 @@ class Cluster_Bodies {
 };
 
 } // namespace wispd
-
-#endif

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-
 #include <sys/socket.h>
 #include <sys/un.h>
 

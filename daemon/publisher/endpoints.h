@@ -1,7 +1,6 @@
 // Delivers multicasts. The nodes of a cluster that is only described have no network to send on; what takes
 // their place for a test is a UNIX datagram socket for each node and port.
-#ifndef WISPD_ENDPOINTS_H
-#define WISPD_ENDPOINTS_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -42,5 +41,3 @@ class Endpoints {
 };
 
 } // namespace wispd
-
-#endif

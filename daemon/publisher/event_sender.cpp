@@ -8,8 +8,8 @@ namespace wispd {
 
 namespace {
 
-constexpr const char *CONFIGURATION_NAME = "Hb_Config_Group";
-constexpr const char *FAILURE_NAME = "Hb_FFDC_Group";
+constexpr const char *CONFIGURATION_NAME = HB_EVENT_NAME_CONFIG;
+constexpr const char *FAILURE_NAME = HB_EVENT_NAME_FFDC;
 
 Packet packet_of(Hb_Client_Reply kind, const Subscription &subscription) {
     Packet packet;

@@ -1,6 +1,5 @@
 // Sends clients the configuration, the events that they subscribed to, and what they have to know before the first one.
-#ifndef WISPD_EVENT_SENDER_H
-#define WISPD_EVENT_SENDER_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -47,5 +46,3 @@ class Event_Sender {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,13 +1,11 @@
 // One wispd for each socket: a locked file beside the socket, which also remembers what its holder made, so
 // that the next one can remove what a killed one left behind.
-#ifndef WISPD_INSTANCE_LOCK_H
-#define WISPD_INSTANCE_LOCK_H
+#pragma once
 
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
-
 #include <sys/types.h>
 
 #include "host/descriptor.h"
@@ -50,5 +48,3 @@ class Instance_Lock {
 };
 
 } // namespace wispd
-
-#endif

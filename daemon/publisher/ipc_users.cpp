@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <fstream>
 #include <sstream>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>

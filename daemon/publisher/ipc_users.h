@@ -1,13 +1,11 @@
 // Which users made segments and semaphores of the system.
-#ifndef WISPD_IPC_USERS_H
-#define WISPD_IPC_USERS_H
+#pragma once
 
 #include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
-
 #include <sys/types.h>
 
 namespace wispd {
@@ -31,5 +29,3 @@ class Ipc_Makers {
 std::string most_segments();
 
 } // namespace wispd
-
-#endif

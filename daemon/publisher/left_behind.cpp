@@ -1,7 +1,6 @@
 #include "daemon/publisher/left_behind.h"
 
 #include <array>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>

@@ -1,6 +1,5 @@
 // What a killed wispd left behind.
-#ifndef WISPD_LEFT_BEHIND_H
-#define WISPD_LEFT_BEHIND_H
+#pragma once
 
 #include "daemon/publisher/instance_lock.h"
 
@@ -11,5 +10,3 @@ namespace wispd {
 int remove_left_behind(const Ipc_Record &record);
 
 } // namespace wispd
-
-#endif

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
-
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>

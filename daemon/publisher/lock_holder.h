@@ -1,11 +1,9 @@
 // Which process holds a lock on a file, as the system lists it.
-#ifndef WISPD_LOCK_HOLDER_H
-#define WISPD_LOCK_HOLDER_H
+#pragma once
 
 #include <string>
-#include <vector>
-
 #include <sys/types.h>
+#include <vector>
 
 namespace wispd {
 
@@ -25,5 +23,3 @@ std::string description(const Lock_Holder &holder);
 std::vector<Lock_Holder> lock_holders(int file);
 
 } // namespace wispd
-
-#endif

@@ -1,9 +1,8 @@
 #include "daemon/publisher/node_requests.h"
 
 #include <algorithm>
-#include <cstring>
-
 #include <arpa/inet.h>
+#include <cstring>
 
 #include "host/text.h"
 

@@ -1,7 +1,6 @@
 // The requests beyond configuration and subscriptions: what bytes each has, who may send it, how it is
 // answered.
-#ifndef WISPD_NODE_REQUESTS_H
-#define WISPD_NODE_REQUESTS_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -58,5 +57,3 @@ struct Multicast {
 std::optional<Multicast> read_multicast(std::span<const char> body, std::string &fault);
 
 } // namespace wispd
-
-#endif

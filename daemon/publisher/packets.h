@@ -1,7 +1,6 @@
 // Makes the packets that clients get. Bodies are immutable and shared, so that an event for a thousand
 // clients exists once; the head differs by subscription and sequence number.
-#ifndef WISPD_PACKETS_H
-#define WISPD_PACKETS_H
+#pragma once
 
 #include <array>
 #include <memory>
@@ -44,5 +43,3 @@ Body encode_adapter_state(int32_t state);
 Body empty_body();
 
 } // namespace wispd
-
-#endif

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <map>
-
 #include <unistd.h>
 
 #include <asio/io_context.hpp>

@@ -1,6 +1,5 @@
 // Serves the cluster to clients: answers their requests and tells them what they subscribed to.
-#ifndef WISPD_PUBLISHER_H
-#define WISPD_PUBLISHER_H
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -65,5 +64,3 @@ class Publisher {
 };
 
 } // namespace wispd
-
-#endif

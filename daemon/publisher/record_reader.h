@@ -1,6 +1,5 @@
 // Cuts what a client sends into request records. Takes bytes as they come, one or a thousand at a time.
-#ifndef WISPD_RECORD_READER_H
-#define WISPD_RECORD_READER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -42,5 +41,3 @@ class Record_Reader {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Answers the requests of clients.
-#ifndef WISPD_REQUEST_SERVER_H
-#define WISPD_REQUEST_SERVER_H
+#pragma once
 
 #include <cstddef>
 
@@ -41,5 +40,3 @@ class Request_Server {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,10 +1,9 @@
 #include "daemon/publisher/route_semaphores.h"
 
 #include <cerrno>
-#include <utility>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <utility>
 
 #include "daemon/publisher/semaphore_argument.h"
 

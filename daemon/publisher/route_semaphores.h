@@ -1,11 +1,9 @@
 // The semaphores that keep readers and the writer of the route segment apart.
-#ifndef WISPD_ROUTE_SEMAPHORES_H
-#define WISPD_ROUTE_SEMAPHORES_H
+#pragma once
 
 #include <cstdint>
 #include <ctime>
 #include <optional>
-
 #include <sys/types.h>
 
 #include "lib/wire/hb_wire.h"
@@ -51,5 +49,3 @@ class Route_Semaphores {
 };
 
 } // namespace wispd
-
-#endif

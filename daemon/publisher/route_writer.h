@@ -5,8 +5,7 @@
 // other work goes on meanwhile, and so do the readers after a bounded time: the routes then stay as they were
 // and are written later, at the second attempt in any case. A reader that goes on after that finds that its copy
 // is not whole, and copies again.
-#ifndef WISPD_ROUTE_WRITER_H
-#define WISPD_ROUTE_WRITER_H
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -69,5 +68,3 @@ class Route_Writer {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // The security information in the segment that readers of keys attach.
-#ifndef WISPD_SECURITY_RECORD_H
-#define WISPD_SECURITY_RECORD_H
+#pragma once
 
 #include "lib/wire/hb_wire.h"
 
@@ -14,5 +13,3 @@ void write_security(Hb_security_information &shared, const Hb_security_informati
 void clear_security(Hb_security_information &shared);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Which shared segments there are, and what becomes of each at the end of its daemon.
-#ifndef WISPD_SEGMENT_LAYOUT_H
-#define WISPD_SEGMENT_LAYOUT_H
+#pragma once
 
 #include <cstddef>
 
@@ -26,5 +25,3 @@ bool is_plausible_size(std::size_t which, std::size_t size);
 void invalidate_segment(std::size_t which, void *address);
 
 } // namespace wispd
-
-#endif

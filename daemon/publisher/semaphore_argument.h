@@ -1,6 +1,5 @@
 // What semctl takes as its fourth argument; the system's headers leave it to the program to say so.
-#ifndef WISPD_SEMAPHORE_ARGUMENT_H
-#define WISPD_SEMAPHORE_ARGUMENT_H
+#pragma once
 
 #include <sys/sem.h>
 
@@ -13,5 +12,3 @@ union Semaphore_Argument {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,7 +1,6 @@
 // Looks after the two semaphores of the route segment. A process that may read routes may also alter them, since readers
 // count themselves in and out; a value that no working reader or writer left there would hold up all of them.
-#ifndef WISPD_SEMAPHORE_WATCH_H
-#define WISPD_SEMAPHORE_WATCH_H
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -43,5 +42,3 @@ class Semaphore_Watch {
 };
 
 } // namespace wispd
-
-#endif

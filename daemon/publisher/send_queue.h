@@ -1,12 +1,10 @@
 // What waits to be written to one client, bounded by its bytes.
-#ifndef WISPD_SEND_QUEUE_H
-#define WISPD_SEND_QUEUE_H
+#pragma once
 
 #include <cstddef>
 #include <deque>
-#include <vector>
-
 #include <sys/uio.h>
+#include <vector>
 
 #include "daemon/publisher/packets.h"
 
@@ -44,5 +42,3 @@ class Send_Queue {
 };
 
 } // namespace wispd
-
-#endif

@@ -4,12 +4,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <utility>
-
 #include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/shm.h>
 #include <unistd.h>
+#include <utility>
 
 #include "daemon/publisher/ipc_users.h"
 #include "daemon/publisher/security_record.h"

@@ -3,8 +3,7 @@
 // Their keys come from the socket's inode, of which only 16 bits count, so two sockets can get the same keys.
 // What exists under a key is somebody else's unless the lock file proves that a killed wispd of this socket
 // made it; what is somebody else's is left alone.
-#ifndef WISPD_SHARED_SEGMENTS_H
-#define WISPD_SHARED_SEGMENTS_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -69,5 +68,3 @@ class Shared_Segments {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Words in memory that other processes read without a lock.
-#ifndef WISPD_SHARED_WORD_H
-#define WISPD_SHARED_WORD_H
+#pragma once
 
 #include <atomic>
 
@@ -11,5 +10,3 @@ template <typename Word> void put_word(Word &shared, Word value) {
 }
 
 } // namespace wispd
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Any local user can make segments and semaphores under keys of inodes that are not in use yet. Each socket that turns
 // out to have such keys stays, and more and more files with it, so that the next one gets an inode further on.
-#ifndef WISPD_SOCKET_CLAIM_H
-#define WISPD_SOCKET_CLAIM_H
+#pragma once
 
 #include <string>
 
@@ -22,5 +21,3 @@ struct Claimed_Socket {
 Claimed_Socket claim_socket(const std::string &path, const Access &access, Instance_Lock &lock);
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // What one subscription of a client asks for, read from the record that it sent.
-#ifndef WISPD_SUBSCRIPTION_H
-#define WISPD_SUBSCRIPTION_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -35,5 +34,3 @@ std::vector<Adapter_Member> covered(const Subscription &subscription, std::span<
 std::vector<Hb_Node_Number> covered(const Subscription &subscription, std::span<const Hb_Node_Number> members);
 
 } // namespace wispd
-
-#endif

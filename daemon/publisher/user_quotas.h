@@ -1,11 +1,9 @@
 // Counts what the clients of each user hold, and says what is too much. A user at its limit takes nothing from others.
-#ifndef WISPD_USER_QUOTAS_H
-#define WISPD_USER_QUOTAS_H
+#pragma once
 
 #include <cstddef>
 #include <map>
 #include <string>
-
 #include <sys/types.h>
 
 #include "daemon/publisher/user_time.h"
@@ -63,5 +61,3 @@ class User_Quotas {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,11 +1,9 @@
 // Shares the time of the daemon's one thread: a user that asks without end leaves most of it to others.
-#ifndef WISPD_USER_TIME_H
-#define WISPD_USER_TIME_H
+#pragma once
 
 #include <chrono>
 #include <functional>
 #include <map>
-
 #include <sys/types.h>
 
 #include "host/trusted_user.h"
@@ -42,5 +40,3 @@ class User_Time {
 };
 
 } // namespace wispd
-
-#endif

@@ -1,6 +1,5 @@
 // Checks the pointers that a caller passes, and opens the library after that.
-#ifndef HB_ARGUMENT_CHECK_H
-#define HB_ARGUMENT_CHECK_H
+#pragma once
 
 #include "hb_client.h"
 #include "lib/base/error_number.h"
@@ -18,5 +17,3 @@ template <typename... Pointee> bool hb_given(Pointee *...pointer) {
 template <typename... Pointee> bool hb_ready(Pointee *...pointer) {
     return hb_given(pointer...) && hb_init() == Hb_Success;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // Control requests to the daemon. hb_client.h declares the public ones.
-#ifndef HB_CONTROL_H
-#define HB_CONTROL_H
+#pragma once
 
 #include <sys/time.h>
 
@@ -19,5 +18,3 @@ Hb_Rc hb_notify_adapter_down(unsigned int adapter_num, Hb_Client_Request msg_typ
 // there. Errors: HB_ERROR_BAD_ARGUMENT (4) out of range or not of this node, HB_ERROR_ADAPTER_NOT_CONFIGURED
 // (7) and those of hb_send.
 Hb_Rc hb_config_local_adapter(unsigned int adapter_num, Hb_Client_Request msg_type, void *data);
-
-#endif

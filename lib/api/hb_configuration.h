@@ -1,8 +1,7 @@
 // Queries over the configuration table. hb_client.h declares the public ones.
 //
 // Each first/next pair shares one function. `first` is 1 for the first item and 0 for the next.
-#ifndef HB_CONFIGURATION_H
-#define HB_CONFIGURATION_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -14,5 +13,3 @@ Hb_Rc process_adapter_in_network_list(Hb_Network_Number network, Hb_Adapter_Numb
                                       int first);
 Hb_Rc process_adapter_in_node_list(Hb_Node_Number node, Hb_Adapter_Number *adapter, Hb_Cursor *cursor,
                                    int first);
-
-#endif

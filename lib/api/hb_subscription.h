@@ -1,6 +1,5 @@
 // Subscription groups and subscribing. hb_client.h declares the public functions.
-#ifndef HB_SUBSCRIPTION_H
-#define HB_SUBSCRIPTION_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -17,5 +16,3 @@ Hb_Rc process_site_subscription(Hb_Subscription_Group *group, Hb_Site_Number *si
 
 // The part of hb_subscribe that depends on the mode. In spite of its prefix it serves daemon mode too.
 Hb_Rc MOX_handle_subscription(char *name, Hb_Subscription_Group *group);
-
-#endif

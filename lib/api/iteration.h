@@ -1,6 +1,5 @@
 // The rule of every first/next iteration.
-#ifndef HB_ITERATION_H
-#define HB_ITERATION_H
+#pragma once
 
 #include <algorithm>
 
@@ -44,5 +43,3 @@ Hb_Rc hb_iterate_numbers(Item *item, Item none, Hb_Cursor *cursor, bool first, i
     return hb_iterate(item, none, cursor, first, bound, present,
                       [](int index) { return static_cast<Item>(index); });
 }
-
-#endif

@@ -1,11 +1,8 @@
 // Routes to nodes. hb_client.h declares the public functions.
-#ifndef HB_ROUTES_H
-#define HB_ROUTES_H
+#pragma once
 
 #include <cstdint>
 
 // The largest request that hb_daemon_route_mcast sends, and its largest number of payload buffers.
 inline constexpr uint64_t HB_ROUTING_REQUEST_MAX = 10000;
 inline constexpr int HB_ROUTING_BUFFERS_MAX = 6;
-
-#endif

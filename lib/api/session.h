@@ -1,6 +1,5 @@
 // Opening and closing the library: hb_init and hb_terminate of hb_client.h.
-#ifndef HB_SESSION_H
-#define HB_SESSION_H
+#pragma once
 
 #include "hb_client.h"
 #include "lib/hb_global_data/session_state.h"
@@ -9,5 +8,3 @@
 // another daemon may listen by now. A failure leaves neither a connection nor segments. Errors: those of
 // hb_init.
 Hb_Rc hb_ensure_connection();
-
-#endif

@@ -3,8 +3,7 @@
 // A trace point tests its category's detail byte before it gathers arguments. The functions below do this for
 // arguments that cost nothing to gather. A point that must first build a text tests with hb_trace_on. None of
 // them changes errno.
-#ifndef MOX_HBC_TRACE_H
-#define MOX_HBC_TRACE_H
+#pragma once
 
 #include <cstdint>
 
@@ -50,5 +49,3 @@ template <typename... Text> void hb_trace_strings(Hb_Trace_Category category, Hb
         tr_ms_record_strings_1(HB_TRACE_COMPONENT, id, pTokens[category], sizeof...(texts), texts...);
     }
 }
-
-#endif

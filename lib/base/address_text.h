@@ -1,6 +1,5 @@
 // Addresses as text.
-#ifndef HB_ADDRESS_TEXT_H
-#define HB_ADDRESS_TEXT_H
+#pragma once
 
 #include "hb_client.h"
 #include "qz_mox.h"
@@ -9,5 +8,3 @@
 // is written in dotted form, any other as IPv6 text.
 char *wisplib_ntop(Hb_IP_address6 *addr, char *buf);
 char *MOX_ntop(qz_mox_IP_address6_t *addr, char *buf);
-
-#endif

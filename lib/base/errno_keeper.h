@@ -1,6 +1,5 @@
 // Keeps the system's errno through calls that may change it, so that tracing is invisible to the caller.
-#ifndef HB_ERRNO_KEEPER_H
-#define HB_ERRNO_KEEPER_H
+#pragma once
 
 #include <cerrno>
 
@@ -14,5 +13,3 @@ class Hb_Errno_Keeper {
   private:
     int kept_;
 };
-
-#endif

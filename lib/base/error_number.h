@@ -1,6 +1,5 @@
 // The library's error number: one plain integer for the process, read with hb_get_errno.
-#ifndef HB_ERROR_NUMBER_H
-#define HB_ERROR_NUMBER_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -18,5 +17,3 @@ inline bool hb_refuse(int number) {
     set_hb_errno(number);
     return false;
 }
-
-#endif

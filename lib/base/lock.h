@@ -1,7 +1,6 @@
 // The library's locks: one for opening, one for the registration of tracing. A thread may be cancelled while
 // it waits for a lock or holds it, and a process may fork meanwhile. Neither leaves a lock held.
-#ifndef HB_LOCK_H
-#define HB_LOCK_H
+#pragma once
 
 #include <pthread.h>
 
@@ -30,5 +29,3 @@ class Hb_Locked {
     Hb_Lock &lock_;
     bool entered_ = false;
 };
-
-#endif

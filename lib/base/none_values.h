@@ -1,6 +1,5 @@
 // The numbers that stand for "none".
-#ifndef HB_NONE_VALUES_H
-#define HB_NONE_VALUES_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -9,5 +8,3 @@ inline constexpr Hb_Network_Number HB_NO_NETWORK = -1;
 inline constexpr Hb_Site_Number HB_NO_SITE = 65535;
 inline constexpr Hb_Adapter_Number HB_NO_ADAPTER = 0xFFFFFFFF;
 inline constexpr Hb_Incarnation HB_NOT_IN_GROUP = 0xFFFFFFFF;
-
-#endif

@@ -1,7 +1,6 @@
 // Reads memory that the daemon may be changing. Each word is read once, so that the value that was checked is
 // the value that is used.
-#ifndef HB_READ_ONCE_H
-#define HB_READ_ONCE_H
+#pragma once
 
 template <typename Word> Word hb_read_once(const Word &shared) {
     return static_cast<const volatile Word &>(shared);
@@ -11,5 +10,3 @@ template <typename Word> Word hb_read_once(const Word &shared) {
 template <typename Word> Word hb_read_in_order(const Word &shared) {
     return __atomic_load_n(&shared, __ATOMIC_ACQUIRE);
 }
-
-#endif

@@ -1,7 +1,6 @@
 // Texts in fields of fixed size. The sender may have left out the terminating NUL: the text then ends one
 // byte before the field.
-#ifndef HB_TEXT_H
-#define HB_TEXT_H
+#pragma once
 
 #include <cstddef>
 #include <cstring>
@@ -16,5 +15,3 @@ template <std::size_t Size> void hb_copy_text(char *to, const char (&field)[Size
     std::memcpy(to, field, length);
     to[length] = '\0';
 }
-
-#endif

@@ -1,8 +1,7 @@
 // Every trace record id of the library. Each id belongs to one trace point; a handler's exit id belongs to
 // all of its exits. An id is never given to another point: recorded traces and the message catalogue refer to
 // it.
-#ifndef HB_TRACE_IDS_H
-#define HB_TRACE_IDS_H
+#pragma once
 
 #include <cstdint>
 
@@ -155,5 +154,3 @@ enum Hb_Trace_Id : uint32_t {
     HB_TR_REPOSITORY_NO_EVENT = 242,
     HB_TR_SITE_NO_EVENT = 243
 };
-
-#endif

@@ -1,6 +1,5 @@
 // Delays the cancellation of a thread where it must not unwind, as in destructors.
-#ifndef HB_UNCANCELLED_H
-#define HB_UNCANCELLED_H
+#pragma once
 
 #include <pthread.h>
 
@@ -14,5 +13,3 @@ class Hb_Uncancelled {
   private:
     int before_ = 0;
 };
-
-#endif

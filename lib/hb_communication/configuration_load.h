@@ -1,6 +1,5 @@
 // Loads a configuration message into the configuration table.
-#ifndef HB_CONFIGURATION_LOAD_H
-#define HB_CONFIGURATION_LOAD_H
+#pragma once
 
 #include "lib/wire/snapshot_view.h"
 
@@ -11,5 +10,3 @@ bool hb_load_snapshot(const Hb_Snapshot_View &snapshot);
 // The same from a packet that hb_view_snapshot has accepted. The caller keeps the packet. Every configuration
 // message is loaded here, the first one and every update. Errors: HB_ERROR_NO_MEMORY (17).
 Hb_Rc hb_get_adapter_network(client_packet *recv_pack);
-
-#endif

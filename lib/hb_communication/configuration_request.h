@@ -1,6 +1,5 @@
 // Requests the configuration from the daemon.
-#ifndef HB_CONFIGURATION_REQUEST_H
-#define HB_CONFIGURATION_REQUEST_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -8,5 +7,3 @@
 // HB_ERROR_DISCONNECTED (16), HB_ERROR_NO_MEMORY (17), HB_ERROR_CONFIG_READ_BAD_ADDRESS (23),
 // HB_ERROR_CONFIG_READ_IO (26), HB_ERROR_CONFIG_READ_FAILED (27) and those of hb_send.
 Hb_Rc hb_request_configuration();
-
-#endif

@@ -1,7 +1,6 @@
 // The connection to the daemon and its wait set. hb_init_communication of hb_client.h makes both;
 // hb_remove_socket and hb_remove_client_select remove them.
-#ifndef HB_CONNECTION_H
-#define HB_CONNECTION_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -24,5 +23,3 @@ Hb_Rc hb_make_connection();
 
 // Closes and removes the connection, if there is one.
 void hb_drop_connection();
-
-#endif

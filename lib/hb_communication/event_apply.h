@@ -1,6 +1,5 @@
 // Applies an event of the daemon to the caller's group record and to the tables.
-#ifndef HB_EVENT_APPLY_H
-#define HB_EVENT_APPLY_H
+#pragma once
 
 #include "lib/wire/event_view.h"
 
@@ -12,5 +11,3 @@ int hb_apply_event(const Hb_Event_View &event, char *name, Hb_Group &group);
 // The same for a packet that hb_view_event has accepted. Both free the packet and succeed.
 Hb_Rc hb_get_adapter_event(int *events, char *name, Hb_Group *group, client_packet *pack);
 Hb_Rc hb_get_node_event(int *events, char *name, Hb_Group *group, client_packet *pack);
-
-#endif

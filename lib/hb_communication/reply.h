@@ -1,6 +1,5 @@
 // Receives what the daemon sends.
-#ifndef HB_REPLY_H
-#define HB_REPLY_H
+#pragma once
 
 #include "lib/wire/packet.h"
 
@@ -22,5 +21,3 @@ Hb_Rc hb_receive_packet(Hb_Packet &packet);
 // HB_ERROR_RECEIVE_FAILED (12), HB_ERROR_DISCONNECTED (16).
 Hb_Rc hb_get_reply_from_server(Hb_Client_Reply msg_type, client_packet *&return_packet, timeval *timeout,
                                int *length = nullptr);
-
-#endif

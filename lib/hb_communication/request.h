@@ -1,6 +1,5 @@
 // Sends one request to the daemon.
-#ifndef HB_REQUEST_H
-#define HB_REQUEST_H
+#pragma once
 
 #include "lib/wire/hb_wire.h"
 
@@ -16,5 +15,3 @@ Hb_Rc hb_send(Hb_Client_Request msg_type, void *msg_data, int msg_len);
 // The same on the given connection, for the thread that opens the session. A null connection sets
 // HB_ERROR_SEND_FAILED (22).
 Hb_Rc hb_send_on(Hb_Csock *connection, Hb_Client_Request msg_type, void *msg_data, int msg_len);
-
-#endif

@@ -1,6 +1,5 @@
 // A reader's stay in the route segment.
-#ifndef HB_ROUTE_SECTION_H
-#define HB_ROUTE_SECTION_H
+#pragma once
 
 // Counts the reader in for as long as the object lives, once the daemon is not rewriting the routes. The
 // system counts out a reader that dies inside. The reader waits in steps, for three seconds at most, and
@@ -19,5 +18,3 @@ class Hb_Route_Section {
   private:
     bool entered_;
 };
-
-#endif

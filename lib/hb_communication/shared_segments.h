@@ -1,6 +1,5 @@
 // The daemon's shared segments and semaphores, attached read-only.
-#ifndef HB_SHARED_SEGMENTS_H
-#define HB_SHARED_SEGMENTS_H
+#pragma once
 
 #include "lib/wire/hb_wire.h"
 
@@ -20,5 +19,3 @@ void hb_detach_shared_memory();
 // Returns the number of records in the attached route segment, or 0. Segment 1 may have grown since it was
 // attached.
 uint32_t hb_attached_route_slots();
-
-#endif

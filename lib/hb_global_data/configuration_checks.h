@@ -1,7 +1,6 @@
 // Bounds of the configuration table, limited to the fixed arrays, and the checks of numbers that queries and
 // subscriptions share.
-#ifndef HB_CONFIGURATION_CHECKS_H
-#define HB_CONFIGURATION_CHECKS_H
+#pragma once
 
 #include <span>
 
@@ -27,5 +26,3 @@ bool hb_check_adapter(Hb_Adapter_Number adapter);
 bool hb_check_network_range(Hb_Network_Number network);
 bool hb_check_network(Hb_Network_Number network);
 bool hb_check_site(Hb_Site_Number site);
-
-#endif

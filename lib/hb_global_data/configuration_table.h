@@ -1,6 +1,5 @@
 // The process's view of the cluster's configuration.
-#ifndef HB_CONFIGURATION_TABLE_H
-#define HB_CONFIGURATION_TABLE_H
+#pragma once
 
 #include "hb_client.h"
 #include "utils/hash.h"
@@ -55,5 +54,3 @@ void hb_release_table_lists(Hb_Configuration_Internal &table);
 
 // Returns one above the highest adapter number that the table allows, at most HB_ADAPTER_SLOTS.
 Hb_Adapter_Number hb_adapter_number_bound(const Hb_Configuration_Internal &table);
-
-#endif

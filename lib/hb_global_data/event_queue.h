@@ -1,6 +1,5 @@
 // The queue of events in cluster-event mode, first in, first out, and its sequence counter.
-#ifndef HB_EVENT_QUEUE_H
-#define HB_EVENT_QUEUE_H
+#pragma once
 
 #include <pthread.h>
 
@@ -35,5 +34,3 @@ int MOX_event_queue_is_empty();
 
 // Traces the queued events.
 void MOX_display_event_list();
-
-#endif

@@ -1,6 +1,5 @@
 // Clears the lists of a group record.
-#ifndef HB_GROUP_RECORD_H
-#define HB_GROUP_RECORD_H
+#pragma once
 
 #include "hb_client.h"
 #include "lib/base/none_values.h"
@@ -10,5 +9,3 @@ void reset_node_membership_group_node_list(Hb_Group *group);
 
 // Sets the first `count` entries of the adapter list to "not in the group".
 void hb_clear_adapter_list(Hb_Group *group, Hb_Adapter_Number count);
-
-#endif

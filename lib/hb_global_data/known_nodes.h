@@ -1,6 +1,5 @@
 // The nodes that queries return: global_node_tbl and global_num_nodes.
-#ifndef HB_KNOWN_NODES_H
-#define HB_KNOWN_NODES_H
+#pragma once
 
 #include <algorithm>
 
@@ -22,5 +21,3 @@ class MOX_Known_Nodes {
     Hb_Boolean known_[HB_NODE_SLOTS];
     int count_ = global_num_nodes;
 };
-
-#endif

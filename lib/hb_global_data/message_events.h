@@ -1,7 +1,6 @@
 // Events that the library makes when a node's message arrives. An event that need not be delivered is kept
 // and reused.
-#ifndef HB_MESSAGE_EVENTS_H
-#define HB_MESSAGE_EVENTS_H
+#pragma once
 
 #include "lib/hb_global_data/mox_event.h"
 
@@ -20,5 +19,3 @@ void MOX_delete_event(MOX_Event *ev);
 
 // Deletes the kept events.
 void MOX_drop_kept_message_events();
-
-#endif

@@ -1,6 +1,5 @@
 // One event of cluster-event mode on its way to the caller.
-#ifndef HB_MOX_EVENT_H
-#define HB_MOX_EVENT_H
+#pragma once
 
 #include <memory>
 
@@ -37,5 +36,3 @@ class MOX_Event_Slot {
 
 // The type of an event that reports a message from a node. The consumer looks up node_num.
 inline constexpr unsigned int MOX_MESSAGE_RECEIVED = 1;
-
-#endif

@@ -1,8 +1,5 @@
 // The source of truth of this process: the daemon, or the cluster service (MOX mode).
-#ifndef HB_OPERATING_MODE_H
-#define HB_OPERATING_MODE_H
+#pragma once
 
 extern bool IsMOX;
 extern bool migrate_to_mox_prep; // true while a migration to the service is being prepared
-
-#endif

@@ -1,6 +1,5 @@
 // The state of the library's session. Every call that needs a session or a connection checks it here.
-#ifndef HB_SESSION_STATE_H
-#define HB_SESSION_STATE_H
+#pragma once
 
 enum class Hb_Session_State {
     closed,    // no usable session; client_socket may hold what a failed opening left
@@ -42,5 +41,3 @@ class Hb_Opening_Attempt {
   private:
     Hb_Session_State reached_ = Hb_Session_State::closed;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The subscription names of node, network and site events in cluster-event mode. Empty: no subscription.
-#ifndef HB_SUBSCRIPTION_NAMES_H
-#define HB_SUBSCRIPTION_NAMES_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -12,5 +11,3 @@ void hb_clear_subscription_names();
 
 // Copies at most 31 characters. The slot always ends with a NUL.
 void hb_set_name(Hb_Name &slot, const char *name);
-
-#endif

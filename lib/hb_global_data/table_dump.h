@@ -1,10 +1,7 @@
 // Writes a configuration table as trace records.
-#ifndef HB_TABLE_DUMP_H
-#define HB_TABLE_DUMP_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 
 // Gathers nothing while the "Info" detail is off.
 void hb_mox_dump_global_table(Hb_Configuration_Internal *t, const char *label);
-
-#endif

@@ -1,6 +1,5 @@
 // Empties configuration tables, and makes the working table the live one.
-#ifndef HB_TABLE_SWAP_H
-#define HB_TABLE_SWAP_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 
@@ -31,5 +30,3 @@ void hb_mark_present_nodes(const Hb_Configuration_Internal &table);
 
 // Returns the node's entry, or null if the table has none.
 Hb_Node_Entry *hb_find_node(const Hb_Configuration_Internal &table, int node);
-
-#endif

@@ -3,8 +3,7 @@
 //
 // A pending table belongs to one marker, a queued configuration event. Its adapter numbers are valid after
 // that marker; events before it use the previous table. No other marker makes the table live.
-#ifndef HB_WORKING_TABLE_H
-#define HB_WORKING_TABLE_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/mox_event.h"
@@ -63,5 +62,3 @@ void MOX_drop_prepared_table();
 // comparison must report what happened meanwhile, for nodes as well as adapters.
 bool MOX_is_comparison_due();
 void MOX_set_comparison_due(bool due);
-
-#endif

@@ -1,6 +1,5 @@
 // Finds the same adapter in another table.
-#ifndef MOX_ADAPTER_INDEX_H
-#define MOX_ADAPTER_INDEX_H
+#pragma once
 
 #include <memory>
 
@@ -36,5 +35,3 @@ class MOX_Adapter_Index {
     std::unique_ptr<int[]> heads_; // for each bucket the lowest position, -1 for none
     std::unique_ptr<int[]> next_;  // for each position the next higher one of its bucket, -1 for none
 };
-
-#endif

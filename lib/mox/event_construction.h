@@ -1,6 +1,5 @@
 // Makes the events of cluster-event mode. Nothing is queued here: each event is stored where the caller asks.
-#ifndef MOX_EVENT_CONSTRUCTION_H
-#define MOX_EVENT_CONSTRUCTION_H
+#pragma once
 
 #include "lib/hb_global_data/mox_event.h"
 
@@ -27,5 +26,3 @@ void MOX_fill_node_event(MOX_Event &ev, int node, int events);
 
 // Adds one adapter to *ev, and makes *ev first if it is null. The caller sets the event's adapter count.
 void MOX_construct_an_adapter_event(MOX_Event **ev, int events, Hb_Adapter_Number adapter_num);
-
-#endif

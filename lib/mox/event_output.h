@@ -1,6 +1,5 @@
 // The outputs through which a handler reports an event to its caller.
-#ifndef MOX_EVENT_OUTPUT_H
-#define MOX_EVENT_OUTPUT_H
+#pragma once
 
 #include <cstring>
 
@@ -35,5 +34,3 @@ struct MOX_Event_Output {
         std::strcpy(name, HB_EVENT_NAME_CONFIG);
     }
 };
-
-#endif

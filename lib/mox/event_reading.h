@@ -1,6 +1,5 @@
 // The common part of all handlers that watch a monitor: reads one event and acts on the result.
-#ifndef MOX_EVENT_READING_H
-#define MOX_EVENT_READING_H
+#pragma once
 
 #include <cerrno>
 #include <cstring>
@@ -98,5 +97,3 @@ Hb_Rc MOX_handle_event(int fd, int category, const MOX_Handler_Records &records,
     MOX_trace_handler(records.exit, fd);
     return processed;
 }
-
-#endif

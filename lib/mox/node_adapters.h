@@ -1,6 +1,5 @@
 // The adapters of one node that went down or came up.
-#ifndef MOX_NODE_ADAPTERS_H
-#define MOX_NODE_ADAPTERS_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/mox_event.h"
@@ -32,5 +31,3 @@ void MOX_mark_adapters_of_node_up(int node, const MOX_Event *joined);
 // Adds the node's adapters that are up in the live table and not up in `table` to an event. Returns their
 // count.
 int MOX_add_stale_adapters_of_node(const Hb_Configuration_Internal &table, int node, MOX_Event **ev);
-
-#endif

@@ -1,6 +1,5 @@
 // Owns the lists that queries of the cluster service return: each list is released on every path.
-#ifndef MOX_SERVICE_LISTS_H
-#define MOX_SERVICE_LISTS_H
+#pragma once
 
 #include <memory>
 
@@ -40,5 +39,3 @@ template <typename Record, typename Query> int MOX_query(MOX_Owned<Record> &list
     }
     return result;
 }
-
-#endif

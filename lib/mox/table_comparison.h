@@ -1,6 +1,5 @@
 // Turns the difference of two configuration tables into events for subscribers.
-#ifndef MOX_TABLE_COMPARISON_H
-#define MOX_TABLE_COMPARISON_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/mox_event.h"
@@ -24,5 +23,3 @@ void MOX_config_change(Hb_Configuration_Internal &tbl1, Hb_Configuration_Interna
 
 // Succeeds if tbl2 has every node of tbl1. Errors: HB_ERROR_NODES_DIFFER (73) it has not.
 Hb_Rc MOX_find_tbl1_node_in_tbl2(Hb_Configuration_Internal *_tbl1, Hb_Configuration_Internal *_tbl2);
-
-#endif

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr uint32_t no_node = 65535;
+constexpr uint32_t NO_NODE = 65535;
 
 struct Answers {
     MOX_Owned<qz_mox_cluster_info_t> cluster;
@@ -93,7 +93,7 @@ Hb_Rc query_service(Answers &answers, const qz_orb_event_metadata_t *event) {
 uint32_t excluded_node(const qz_orb_event_metadata_t *event, const Hb_Configuration_Internal *source) {
     if (source == nullptr || event == nullptr || event->category != QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS ||
         event->event.p_node_liveness == nullptr || !MOX_has_service_numbers(*source)) {
-        return no_node;
+        return NO_NODE;
     }
     const uint32_t node = event->event.p_node_liveness->node_number;
     hb_trace_values(HB_TRACE_INFO, HB_TR_SINGLE_NODE, node);
@@ -153,7 +153,7 @@ bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_I
 bool add_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
                const Hb_Configuration_Internal *source, uint32_t excluded) {
     for (; list != nullptr && table.Hb_num_nodes < HB_NODE_SLOTS; list = list->p_next) {
-        if (list->number >= HB_NODE_SLOTS || (excluded != no_node && list->number != excluded) ||
+        if (list->number >= HB_NODE_SLOTS || (excluded != NO_NODE && list->number != excluded) ||
             MOX_is_leaving(*list)) {
             continue;
         }
@@ -183,7 +183,7 @@ bool is_other_adapter(const Hb_Configuration_Internal &source, const Hb_Adapter_
 
 bool is_included(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
     return interface.node_number < HB_NODE_SLOTS &&
-           (excluded == no_node || interface.node_number == excluded) && !MOX_is_leaving(interface);
+           (excluded == NO_NODE || interface.node_number == excluded) && !MOX_is_leaving(interface);
 }
 
 // The count is an upper bound: it includes interfaces beyond a node's slots, which are not added later.
@@ -193,7 +193,7 @@ int count_adapters(const qz_mox_net_intf_info_t *list, const Hb_Configuration_In
     for (; list != nullptr; list = list->p_next) {
         count += is_included(*list, excluded) ? 1 : 0;
     }
-    if (excluded != no_node) {
+    if (excluded != NO_NODE) {
         for (int i = 0; i < source->Hb_num_adapters && source->Hb_global_adapter_list != nullptr; ++i) {
             count += is_other_adapter(*source, source->Hb_global_adapter_list[i], excluded) ? 1 : 0;
         }
@@ -291,14 +291,14 @@ bool fill(Hb_Configuration_Internal &table, const Answers &answers, const Hb_Con
     table.Hb_adapters_per_node = MOX_ADAPTERS_PER_NODE;
     table.Hb_num_nodes = 0;
     table.Hb_num_adapters = 0;
-    if (excluded != no_node && !copy_other_nodes(table, *source, excluded)) {
+    if (excluded != NO_NODE && !copy_other_nodes(table, *source, excluded)) {
         return false;
     }
     if (!add_nodes(table, answers.nodes.get(), source, excluded)) {
         return false;
     }
     mark_local_node_up(table);
-    if (excluded != no_node && !copy_other_adapters(table, *source, excluded, room)) {
+    if (excluded != NO_NODE && !copy_other_adapters(table, *source, excluded, room)) {
         return false;
     }
     return add_interfaces(table, answers.interfaces.get(), excluded, room);

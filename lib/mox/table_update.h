@@ -1,6 +1,5 @@
 // Builds a configuration table from the cluster service.
-#ifndef MOX_TABLE_UPDATE_H
-#define MOX_TABLE_UPDATE_H
+#pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
 #include "qz_mox.h"
@@ -25,5 +24,3 @@ bool MOX_use_prepared_table(Hb_Configuration_Internal &prepared);
 
 // Empties a working table that brought no news. Queries then return the nodes of the newest table before it.
 void MOX_discard_working_table();
-
-#endif

@@ -1,8 +1,7 @@
 // lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set and the socket's path.
 //
 // The connection to the daemon over a UNIX stream socket. A record is a 4-byte length and its payload.
-#ifndef VEXO_HB_CSOCK_H
-#define VEXO_HB_CSOCK_H
+#pragma once
 
 #include <sys/uio.h>
 #include <sys/un.h>
@@ -56,5 +55,3 @@ class Hb_Csock : public Hb_Csock_Base {
 // Writes at most two vectors, and continues after interruptions and full buffers. Returns the number of bytes
 // written, or a negative value with errno set.
 long hb_writev_retry(int fd, iovec *iov, int count);
-
-#endif

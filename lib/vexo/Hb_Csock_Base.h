@@ -1,6 +1,5 @@
 // A connection to the daemon that carries whole records. A platform class adds the transport.
-#ifndef HB_CSOCK_BASE_H
-#define HB_CSOCK_BASE_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -21,5 +20,3 @@ class Hb_Csock_Base {
 
     long myError;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The wait set over the select system call.
-#ifndef VEXO_HB_SELECT_H
-#define VEXO_HB_SELECT_H
+#pragma once
 
 #include "lib/vexo/Hb_Select_Base.h"
 
@@ -24,5 +23,3 @@ class Hb_Select : public Hb_Select_Base {
 
     long myError;
 };
-
-#endif

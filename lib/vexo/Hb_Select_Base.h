@@ -1,6 +1,5 @@
 // The descriptor sets and the time-out of a wait. A platform class adds the wait itself.
-#ifndef HB_SELECT_BASE_H
-#define HB_SELECT_BASE_H
+#pragma once
 
 #include <sys/select.h>
 #include <sys/time.h>
@@ -45,5 +44,3 @@ class Hb_Select_Base {
     timeval wait_time;
     timeval *wait_time_ptr; // null: wait without limit
 };
-
-#endif

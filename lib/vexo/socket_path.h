@@ -1,6 +1,5 @@
 // The path of the daemon's socket.
-#ifndef HB_SOCKET_PATH_H
-#define HB_SOCKET_PATH_H
+#pragma once
 
 #include <sys/un.h>
 
@@ -13,5 +12,3 @@ extern char SERVER_SOCK_FNAME[HB_SOCKET_PATH_SIZE]; // the path that is connecte
 // Sets both from the environment, which is ignored in a program with more rights than its caller. Returns
 // false, with neither changed, when a path does not fit: a truncated path would name another socket.
 bool hb_resolve_socket_path();
-
-#endif

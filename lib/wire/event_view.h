@@ -1,6 +1,5 @@
 // A membership event record that is checked once and then read by type.
-#ifndef HB_EVENT_VIEW_H
-#define HB_EVENT_VIEW_H
+#pragma once
 
 #include <cstring>
 #include <optional>
@@ -67,5 +66,3 @@ std::optional<Hb_Event_View> hb_view_event(std::span<const char> record, int max
 Hb_Adapter_Event_View hb_trusted_adapter_event(const client_packet *packet);
 Hb_Node_Event_View hb_trusted_node_event(const client_packet *packet, int max_nodes);
 Hb_Heartbeat_View hb_trusted_heartbeat(const client_packet *packet);
-
-#endif

@@ -3,8 +3,7 @@
 //
 // Both sides run on one host, so integers have its byte order. Widths are those of a 32-bit process in every
 // build. Only fixed-width fields are used here, so that a 64-bit client and a 32-bit daemon agree.
-#ifndef HB_WIRE_H
-#define HB_WIRE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -376,5 +375,3 @@ static_assert(sizeof(Hb_security_information) == 3168);
 static_assert(offsetof(Hb_security_information, previous_sec_status) == 4);
 static_assert(offsetof(Hb_security_information, current_sec_status) == 284);
 static_assert(offsetof(Hb_security_information, cache) == 564);
-
-#endif

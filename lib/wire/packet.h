@@ -1,6 +1,5 @@
 // Owns a record received from the daemon.
-#ifndef HB_PACKET_H
-#define HB_PACKET_H
+#pragma once
 
 #include <memory>
 #include <span>
@@ -38,5 +37,3 @@ struct Hb_Packet_Release {
 
 // Owns a packet whose length is no longer needed.
 using Hb_Owned_Packet = std::unique_ptr<client_packet, Hb_Packet_Release>;
-
-#endif

@@ -1,6 +1,5 @@
 // The body of a configuration message, checked.
-#ifndef HB_SNAPSHOT_VIEW_H
-#define HB_SNAPSHOT_VIEW_H
+#pragma once
 
 #include <optional>
 #include <span>
@@ -19,5 +18,3 @@ std::optional<Hb_Snapshot_View> hb_view_snapshot(std::span<const char> record);
 
 // The view of a record that hb_view_snapshot has accepted.
 Hb_Snapshot_View hb_trusted_snapshot(const client_packet *packet);
-
-#endif

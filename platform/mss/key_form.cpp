@@ -8,15 +8,15 @@
 
 namespace {
 
-constexpr unsigned char magic[4] = {'Q', 'Z', 'T', 'K'};
+constexpr unsigned char MAGIC[4] = {'Q', 'Z', 'T', 'K'};
 
-constexpr size_t version_offset = 4;
-constexpr size_t type_offset = 8;
-constexpr size_t length_offset = 12;
-constexpr size_t header_size = 16;
-constexpr size_t checksum_size = 4;
+constexpr size_t VERSION_OFFSET = 4;
+constexpr size_t TYPE_OFFSET = 8;
+constexpr size_t LENGTH_OFFSET = 12;
+constexpr size_t HEADER_SIZE = 16;
+constexpr size_t CHECKSUM_SIZE = 4;
 
-static_assert(header_size + SEC_KEY_MAX_LENGTH + checksum_size == SEC_MARSHALLED_KEY_SIZE);
+static_assert(HEADER_SIZE + SEC_KEY_MAX_LENGTH + CHECKSUM_SIZE == SEC_MARSHALLED_KEY_SIZE);
 
 // Little endian, whatever the machine: a form may be made on one and read on another.
 void put_32(unsigned char *out, uint32_t value) {
@@ -57,26 +57,26 @@ bool known_kind_of_key(uint32_t type, int32_t version, int32_t length) {
 }
 
 size_t marshalled_length(size_t key_length) {
-    return header_size + key_length + checksum_size;
+    return HEADER_SIZE + key_length + CHECKSUM_SIZE;
 }
 
 void write_key_form(const Key_Fields &key, unsigned char *out) {
-    const size_t checked = header_size + key.bytes.size();
-    std::memcpy(out, magic, sizeof magic);
-    put_32(out + version_offset, static_cast<uint32_t>(key.version));
-    put_32(out + type_offset, key.type);
-    put_32(out + length_offset, static_cast<uint32_t>(key.bytes.size()));
-    std::memcpy(out + header_size, key.bytes.data(), key.bytes.size());
+    const size_t checked = HEADER_SIZE + key.bytes.size();
+    std::memcpy(out, MAGIC, sizeof MAGIC);
+    put_32(out + VERSION_OFFSET, static_cast<uint32_t>(key.version));
+    put_32(out + TYPE_OFFSET, key.type);
+    put_32(out + LENGTH_OFFSET, static_cast<uint32_t>(key.bytes.size()));
+    std::memcpy(out + HEADER_SIZE, key.bytes.data(), key.bytes.size());
     put_32(out + checked, checksum_of(out, checked));
 }
 
 std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form) {
-    if (form.size() < header_size || std::memcmp(form.data(), magic, sizeof magic) != 0) {
+    if (form.size() < HEADER_SIZE || std::memcmp(form.data(), MAGIC, sizeof MAGIC) != 0) {
         return std::nullopt;
     }
-    const auto version = static_cast<int32_t>(get_32(form.data() + version_offset));
-    const uint32_t type = get_32(form.data() + type_offset);
-    const auto length = static_cast<int32_t>(get_32(form.data() + length_offset));
+    const auto version = static_cast<int32_t>(get_32(form.data() + VERSION_OFFSET));
+    const uint32_t type = get_32(form.data() + TYPE_OFFSET);
+    const auto length = static_cast<int32_t>(get_32(form.data() + LENGTH_OFFSET));
     if (!known_kind_of_key(type, version, length)) {
         return std::nullopt;
     }
@@ -84,9 +84,9 @@ std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form) {
     if (form.size() != marshalled_length(key_length)) {
         return std::nullopt;
     }
-    const size_t checked = header_size + key_length;
+    const size_t checked = HEADER_SIZE + key_length;
     if (get_32(form.data() + checked) != checksum_of(form.data(), checked)) {
         return std::nullopt;
     }
-    return Key_Fields{type, version, form.subspan(header_size, key_length)};
+    return Key_Fields{type, version, form.subspan(HEADER_SIZE, key_length)};
 }

@@ -1,6 +1,5 @@
 // The marshalled form of a typed key, as docs/keys.md describes it: bytes and fields, no memory of its own.
-#ifndef QZ_MSS_KEY_FORM_H
-#define QZ_MSS_KEY_FORM_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -23,5 +22,3 @@ void write_key_form(const Key_Fields &key, unsigned char *out);
 
 // Nothing when the form is not exactly one well-formed key. The key's bytes lie inside the form.
 std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form);
-
-#endif

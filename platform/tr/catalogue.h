@@ -6,8 +6,7 @@
 //
 // A line in brackets names the component whose messages follow; a message is a number, its category and a text
 // (message_text.h). Empty lines and lines that begin with # say nothing.
-#ifndef QZ_TR_CATALOGUE_H
-#define QZ_TR_CATALOGUE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -44,5 +43,3 @@ struct Catalogue_Fault {
 Catalogue parse_catalogue(std::string_view text, std::vector<Catalogue_Fault> &faults);
 
 } // namespace qz_tr
-
-#endif

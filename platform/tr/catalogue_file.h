@@ -1,6 +1,5 @@
 // Finding and reading the catalogue's file.
-#ifndef QZ_TR_CATALOGUE_FILE_H
-#define QZ_TR_CATALOGUE_FILE_H
+#pragma once
 
 #include "catalogue.h"
 
@@ -12,5 +11,3 @@ namespace qz_tr {
 Catalogue load_catalogue(const char *named);
 
 } // namespace qz_tr
-
-#endif

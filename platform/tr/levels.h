@@ -7,8 +7,7 @@
 //     level    =  0 to 255 | "default"
 //
 // Blanks between the parts mean nothing. Settings are applied in order on the categories' defaults.
-#ifndef QZ_TR_LEVELS_H
-#define QZ_TR_LEVELS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -50,5 +49,3 @@ std::vector<Level_Fault> unknown_categories(std::span<const Level_Setting> setti
                                             std::span<const tr_category_description_t> categories);
 
 } // namespace qz_tr
-
-#endif

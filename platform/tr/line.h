@@ -1,6 +1,5 @@
 // One line of the trace, put together in a fixed buffer: recording must not allocate.
-#ifndef QZ_TR_LINE_H
-#define QZ_TR_LINE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -46,5 +45,3 @@ class Line {
 };
 
 } // namespace qz_tr
-
-#endif

@@ -7,8 +7,7 @@
 //   h        data as hexadecimal bytes
 // Without F, or where F does not fit the argument: a value as a signed number, a string as text, data as text
 // when it is printable and ends in NUL, else as bytes. {{ and }} are braces.
-#ifndef QZ_TR_MESSAGE_TEXT_H
-#define QZ_TR_MESSAGE_TEXT_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -43,5 +42,3 @@ void put_message(Line &line, std::string_view text, std::span<const Argument> ar
 void put_arguments(Line &line, std::span<const Argument> arguments);
 
 } // namespace qz_tr
-
-#endif

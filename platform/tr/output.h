@@ -1,6 +1,5 @@
 // Where lines go.
-#ifndef QZ_TR_OUTPUT_H
-#define QZ_TR_OUTPUT_H
+#pragma once
 
 #include <atomic>
 #include <cstddef>
@@ -42,5 +41,3 @@ class Output {
 };
 
 } // namespace qz_tr
-
-#endif

@@ -1,7 +1,6 @@
 // The registered components and their categories. All of it is static and of fixed size: a token stays valid as
 // long as the library is loaded, and unloading leaves nothing behind.
-#ifndef QZ_TR_REGISTRY_H
-#define QZ_TR_REGISTRY_H
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -28,5 +27,3 @@ Registration register_categories(const char *component, std::span<const tr_categ
 bool is_known(tr_file_token_t token);
 
 } // namespace qz_tr
-
-#endif

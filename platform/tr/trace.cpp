@@ -1,6 +1,4 @@
 // The trace library's calls: registration, which switches recording on, and the four ways to record.
-#include "qz_tr.h"
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -18,6 +16,7 @@
 #include "line.h"
 #include "message_text.h"
 #include "output.h"
+#include "qz_tr.h"
 #include "registry.h"
 
 using namespace qz_tr;

@@ -4,12 +4,11 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <pthread.h>
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
 #include <utility>
-
-#include <pthread.h>
 
 #include "host/log.h"
 #include "host/text.h"

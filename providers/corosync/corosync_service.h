@@ -11,8 +11,7 @@
 //    the configuration as it is now. Otherwise they report the configuration of the last whole reading, or of the last
 //    reconfiguration that was read.
 //  - The queries report a node or interface with unread liveness events as it was last reported (Reported_Liveness).
-#ifndef MOX_COROSYNC_COROSYNC_SERVICE_H
-#define MOX_COROSYNC_COROSYNC_SERVICE_H
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -74,5 +73,3 @@ class Corosync_Service {
 };
 
 } // namespace mox_corosync
-
-#endif

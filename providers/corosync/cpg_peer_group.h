@@ -1,6 +1,5 @@
 // The group of peers as a closed process group of Corosync.
-#ifndef MOX_COROSYNC_CPG_PEER_GROUP_H
-#define MOX_COROSYNC_CPG_PEER_GROUP_H
+#pragma once
 
 #include <string>
 
@@ -12,5 +11,3 @@ namespace mox_corosync {
 Peer_Join join_peers_called(const std::string &name);
 
 } // namespace mox_corosync
-
-#endif

@@ -1,6 +1,5 @@
 // The cluster that the engine tells, and what a cluster service tells of each of its steps.
-#ifndef MOX_COROSYNC_FOLLOWED_CLUSTER_H
-#define MOX_COROSYNC_FOLLOWED_CLUSTER_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -33,5 +32,3 @@ class Followed_Cluster {
 };
 
 } // namespace mox_corosync
-
-#endif

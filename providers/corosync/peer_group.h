@@ -1,6 +1,5 @@
 // The programs of the cluster that are each other's peers, as the engine tells of them.
-#ifndef MOX_COROSYNC_PEER_GROUP_H
-#define MOX_COROSYNC_PEER_GROUP_H
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -34,5 +33,3 @@ class Peer_Group {
 using Peer_Join = std::function<std::unique_ptr<Peer_Group>()>;
 
 } // namespace mox_corosync
-
-#endif

@@ -1,6 +1,5 @@
 // Follows the group of peers through the engine's ends and returns.
-#ifndef MOX_COROSYNC_PEER_WATCH_H
-#define MOX_COROSYNC_PEER_WATCH_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -47,5 +46,3 @@ class Peer_Watch {
 };
 
 } // namespace mox_corosync
-
-#endif

@@ -1,6 +1,5 @@
 // A cluster as a cluster service sees it: nodes, and interfaces by name.
-#ifndef MOX_SERVICE_CLUSTER_PICTURE_H
-#define MOX_SERVICE_CLUSTER_PICTURE_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -18,5 +17,3 @@ std::string interface_name(const wispd::Cluster &cluster, std::size_t adapter);
 Picture picture_of(const wispd::Cluster &cluster);
 
 } // namespace mox_service
-
-#endif

@@ -1,6 +1,5 @@
 // An event as the service keeps it, and as it hands it out.
-#ifndef MOX_SERVICE_EVENT_RECORD_H
-#define MOX_SERVICE_EVENT_RECORD_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -37,5 +36,3 @@ void make_event(const Event_Record &from, qz_orb_event_metadata_t *event);
 void free_event(qz_orb_event_metadata_t *event);
 
 } // namespace mox_service
-
-#endif

@@ -4,11 +4,10 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
-#include <string_view>
-
 #include <dlfcn.h>
 #include <pthread.h>
+#include <stdexcept>
+#include <string_view>
 
 #include "common/printable.h"
 #include "host/log.h"

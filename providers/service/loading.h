@@ -1,10 +1,8 @@
 // What a service that installs itself when its library is loaded needs for that.
-#ifndef MOX_SERVICE_LOADING_H
-#define MOX_SERVICE_LOADING_H
+#pragma once
 
 #include <exception>
 #include <string>
-
 #include <unistd.h>
 
 namespace mox_service {
@@ -61,5 +59,3 @@ template <typename Service> class Loaded_Service {
 };
 
 } // namespace mox_service
-
-#endif

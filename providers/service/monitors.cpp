@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -1,6 +1,5 @@
 // Descriptors that are readable while events are held for them.
-#ifndef MOX_SERVICE_MONITORS_H
-#define MOX_SERVICE_MONITORS_H
+#pragma once
 
 #include <cstdint>
 #include <deque>
@@ -73,5 +72,3 @@ class Monitors {
 };
 
 } // namespace mox_service
-
-#endif

@@ -1,6 +1,5 @@
 // A cluster as a cluster service shows it: plain data.
-#ifndef MOX_SERVICE_PICTURE_H
-#define MOX_SERVICE_PICTURE_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -33,5 +32,3 @@ struct Picture {
 };
 
 } // namespace mox_service
-
-#endif

@@ -1,6 +1,5 @@
 // What a cluster service tells when one picture of the cluster becomes another.
-#ifndef MOX_SERVICE_PICTURE_EVENTS_H
-#define MOX_SERVICE_PICTURE_EVENTS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -25,5 +24,3 @@ std::vector<Told> events_between(const Picture &before, const Picture &after);
 Told reconfiguration();
 
 } // namespace mox_service
-
-#endif

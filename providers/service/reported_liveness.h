@@ -2,8 +2,7 @@
 //
 // The library rebuilds its table from the queries when it handles an event of any category, and compares no states of
 // a node that both tables have. A node that shows a new state before its own event is read loses that event for good.
-#ifndef MOX_SERVICE_REPORTED_LIVENESS_H
-#define MOX_SERVICE_REPORTED_LIVENESS_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -83,5 +82,3 @@ class Reported_Liveness {
 };
 
 } // namespace mox_service
-
-#endif

@@ -1,6 +1,5 @@
 // What the queries give out, and take back when it is released. Each is memory of its own.
-#ifndef MOX_SERVICE_SERVICE_LISTS_H
-#define MOX_SERVICE_SERVICE_LISTS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -21,5 +20,3 @@ void free_list(qz_mox_node_info_t *list);
 void free_list(qz_mox_net_intf_info_t *list);
 
 } // namespace mox_service
-
-#endif

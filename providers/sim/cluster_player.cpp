@@ -4,7 +4,6 @@
 #include <optional>
 #include <string_view>
 #include <thread>
-
 #include <unistd.h>
 
 #include <asio/executor_work_guard.hpp>

@@ -1,6 +1,5 @@
 // Plays a cluster file: the simulated service shows its cluster, a timeline and a control socket change it.
-#ifndef MOX_SIM_CLUSTER_PLAYER_H
-#define MOX_SIM_CLUSTER_PLAYER_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -31,5 +30,3 @@ class Cluster_Player {
 };
 
 } // namespace mox_sim
-
-#endif

@@ -1,6 +1,5 @@
 // What the simulated service knows, for people, as a line of JSON.
-#ifndef MOX_SIM_SERVICE_STATE_H
-#define MOX_SIM_SERVICE_STATE_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -22,5 +21,3 @@ struct Service_State {
 std::string state_line(const Service_State &state);
 
 } // namespace mox_sim
-
-#endif

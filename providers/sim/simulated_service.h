@@ -2,8 +2,7 @@
 //
 // It is the installed service from its construction to its destruction; there is one at a time. All may be
 // called from any thread. The memory that it gives out is its own until it is released.
-#ifndef MOX_SIM_SIMULATED_SERVICE_H
-#define MOX_SIM_SIMULATED_SERVICE_H
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -138,5 +137,3 @@ class Simulated_Service {
 };
 
 } // namespace mox_sim
-
-#endif

@@ -1,10 +1,9 @@
 // Runs a real cluster on this machine while its input is open. Prints how to enter each host, and runs one
 // command for each line.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
+#include <fcntl.h>
 #include <iostream>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -20,7 +19,7 @@ constexpr int NOT_POSSIBLE = 3;
 struct Options {
     int hosts = 3;
     int links = 2;
-    EngineSettings engine;
+    Engine_Settings engine;
     bool only_hosts = false;
     bool only_ask = false;
 };

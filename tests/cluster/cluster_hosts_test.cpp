@@ -1,8 +1,7 @@
 // The program cluster_hosts, as a script uses it.
-#include <unistd.h>
-
 #include <csignal>
 #include <sstream>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -21,7 +20,7 @@ class ClusterHostsTest : public ClusterTest {};
 const std::string PROGRAM = HB_TEST_BIN_DIR "/cluster_hosts";
 
 // Reads the lines up to "ready". Returns the words that enter each host.
-std::vector<std::vector<std::string>> wait_ready(ChildProcess &program) {
+std::vector<std::vector<std::string>> wait_ready(Child_Process &program) {
     std::vector<std::vector<std::string>> entries;
     for (;;) {
         const std::optional<std::string> line = program.read_line();
@@ -42,7 +41,7 @@ std::vector<std::vector<std::string>> wait_ready(ChildProcess &program) {
     }
 }
 
-std::string ask(ChildProcess &program, const std::string &line) {
+std::string ask(Child_Process &program, const std::string &line) {
     program.write_input(line + "\n");
     std::string answer;
     for (;;) {
@@ -70,7 +69,7 @@ std::set<std::string> namespaces_entered(const std::vector<std::vector<std::stri
 }
 
 TEST_F(ClusterHostsTest, ObeysLinesAndTakesAllDownAtTheEndOfItsInput) {
-    ChildProcess program({PROGRAM, "--hosts", "3", "--links", "2"});
+    Child_Process program({PROGRAM, "--hosts", "3", "--links", "2"});
     const auto entries = wait_ready(program);
     ASSERT_EQ(entries.size(), 3U);
     const std::set<std::string> namespaces = namespaces_entered(entries);
@@ -78,7 +77,7 @@ TEST_F(ClusterHostsTest, ObeysLinesAndTakesAllDownAtTheEndOfItsInput) {
 
     std::vector<std::string> words = entries[1];
     words.push_back("hostname");
-    ChildProcess inside(words);
+    Child_Process inside(words);
     EXPECT_EQ(inside.read_line(), "host2");
 
     EXPECT_THAT(ask(program, "run 3 hostname"), MatchesRegex(std::string("host3\n") + OK));
@@ -104,14 +103,14 @@ TEST_F(ClusterHostsTest, ObeysLinesAndTakesAllDownAtTheEndOfItsInput) {
     EXPECT_THAT(ask(program, "log 1"), HasSubstr("Config reload requested by node 1"));
 
     program.close_input();
-    const std::optional<ChildEnd> end = program.wait();
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0) << program.error_output();
     EXPECT_THAT(processes_in(namespaces), testing::IsEmpty());
 }
 
 TEST_F(ClusterHostsTest, RefusesWhatItCannotDoAndGoesOn) {
-    ChildProcess program({PROGRAM, "--hosts", "1", "--links", "1", "--no-engines"});
+    Child_Process program({PROGRAM, "--hosts", "1", "--links", "1", "--no-engines"});
     wait_ready(program);
     EXPECT_EQ(ask(program, "burn 1"), "error: \"burn 1\" is no command; \"help\" tells which there are");
     EXPECT_EQ(ask(program, ""), "error: \"\" is no command; \"help\" tells which there are");
@@ -125,11 +124,11 @@ TEST_F(ClusterHostsTest, RefusesWhatItCannotDoAndGoesOn) {
 }
 
 TEST_F(ClusterHostsTest, ASignalTakesAllDownAsTheEndOfInputDoes) {
-    ChildProcess program({PROGRAM, "--hosts", "2", "--links", "1"});
+    Child_Process program({PROGRAM, "--hosts", "2", "--links", "1"});
     const std::set<std::string> namespaces = namespaces_entered(wait_ready(program));
     ASSERT_THAT(processes_in(namespaces), testing::SizeIs(4)); // a holder and an engine for each host
     program.send_signal(SIGTERM);
-    const std::optional<ChildEnd> end = program.wait();
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0);
     EXPECT_THAT(processes_in(namespaces), testing::IsEmpty());
@@ -137,26 +136,26 @@ TEST_F(ClusterHostsTest, ASignalTakesAllDownAsTheEndOfInputDoes) {
 
 // Signals it as Ctrl-C in a terminal does.
 TEST_F(ClusterHostsTest, ASignalToItAndItsHoldersTogetherEndsAlsoWhatSomebodyElseRunsInAHost) {
-    ChildProcess program({"setsid", PROGRAM, "--hosts", "2", "--links", "1", "--no-engines"});
+    Child_Process program({"setsid", PROGRAM, "--hosts", "2", "--links", "1", "--no-engines"});
     const auto entries = wait_ready(program);
     ASSERT_EQ(entries.size(), 2U);
     const std::set<std::string> namespaces = namespaces_entered(entries);
     std::vector<std::string> words = entries[1];
     words.insert(words.end(), {"sh", "-c", "echo inside; exec cat"});
-    ChildProcess inside(words);
+    Child_Process inside(words);
     ASSERT_EQ(inside.read_line(), "inside");
     ASSERT_THAT(processes_in(namespaces), testing::SizeIs(3));
     ASSERT_GT(program.pid(), 1);
     ASSERT_EQ(getpgid(program.pid()), program.pid());
     ASSERT_EQ(kill(-program.pid(), SIGTERM), 0);
-    const std::optional<ChildEnd> end = program.wait();
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0);
     EXPECT_THAT(processes_in(namespaces), testing::IsEmpty());
 }
 
 TEST_F(ClusterHostsTest, HoldersAndEnginesDieWithTheirStarterWhenItIsKilled) {
-    ChildProcess program({PROGRAM, "--hosts", "2", "--links", "1"});
+    Child_Process program({PROGRAM, "--hosts", "2", "--links", "1"});
     const std::set<std::string> namespaces = namespaces_entered(wait_ready(program));
     ASSERT_THAT(processes_in(namespaces), testing::SizeIs(4));
     program.send_signal(SIGKILL);
@@ -165,16 +164,16 @@ TEST_F(ClusterHostsTest, HoldersAndEnginesDieWithTheirStarterWhenItIsKilled) {
 }
 
 TEST(ClusterHosts, SaysWhatIsWrongWithItsOptions) {
-    ChildProcess program({PROGRAM, "--links", "9"});
-    const std::optional<ChildEnd> end = program.wait();
+    Child_Process program({PROGRAM, "--links", "9"});
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 2);
     EXPECT_THAT(program.error_output(), HasSubstr("--links"));
 }
 
 TEST_F(ClusterHostsTest, SaysWhyAndEndsWithThreeWhereItIsNotPermitted) {
-    ChildProcess program({"setpriv", "--bounding-set", "-all", "--inh-caps", "-all", PROGRAM, "--can"});
-    const std::optional<ChildEnd> end = program.wait();
+    Child_Process program({"setpriv", "--bounding-set", "-all", "--inh-caps", "-all", PROGRAM, "--can"});
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 3);
     EXPECT_THAT(program.error_output(),

@@ -18,7 +18,7 @@ struct Options {
     unsigned seed = 1;
     int hosts = 4;
     int links = 2;
-    EnginePatience patience{100, 5};
+    Engine_Patience patience{100, 5};
     std::string report;
     std::string records;
     std::vector<std::string> left_out;
@@ -33,7 +33,7 @@ void write_file(const std::string &path, const std::string &text) {
 }
 
 // Prints all recorded lines, for the analysis of a failure.
-void write_records(const std::string &directory, EngineCluster &cluster, const StormOutcome &outcome) {
+void write_records(const std::string &directory, Engine_Cluster &cluster, const Storm_Outcome &outcome) {
     std::string history;
     for (const std::string &line : outcome.history) {
         history += line + "\n";
@@ -57,7 +57,7 @@ void write_records(const std::string &directory, EngineCluster &cluster, const S
 }
 
 int storm(const Options &options) {
-    EngineCluster cluster(options.hosts, options.links, options.patience);
+    Engine_Cluster cluster(options.hosts, options.links, options.patience);
     if (!cluster.start()) {
         std::cerr << "cluster_storm: the cluster did not start:\n" << cluster.account();
         return 1;
@@ -66,7 +66,7 @@ int storm(const Options &options) {
     for (const std::string &kind : options.left_out) {
         faults.leave_out(kind);
     }
-    const StormOutcome outcome = faults.run(options.faults);
+    const Storm_Outcome outcome = faults.run(options.faults);
     const std::string report = storm_report(outcome, cluster, options.seed);
     std::cout << '\n' << report;
     if (!options.report.empty()) {

@@ -1,6 +1,5 @@
 // The base of every test on real engines.
-#ifndef HB_TEST_CLUSTER_CLUSTER_TEST_H
-#define HB_TEST_CLUSTER_CLUSTER_TEST_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -19,5 +18,3 @@ class ClusterTest : public testing::Test {
 };
 
 } // namespace hb_test
-
-#endif

@@ -40,12 +40,12 @@ class CorosyncServiceTest : public ClusterTest {
         }
     }
     Finished run(int host, const std::vector<std::string> &program,
-                 const ChildProcess::Environment &environment = {}) {
-        ChildProcess::Environment all = corosync_service_preloaded();
+                 const Child_Process::Environment &environment = {}) {
+        Child_Process::Environment all = corosync_service_preloaded();
         all.insert(all.end(), environment.begin(), environment.end());
-        const std::unique_ptr<ChildProcess> process = hosts_.places().run(host, program, all);
+        const std::unique_ptr<Child_Process> process = hosts_.places().run(host, program, all);
         process->close_input();
-        const std::optional<ChildEnd> end = process->wait();
+        const std::optional<Child_End> end = process->wait();
         return {end ? end->exit_status : -1, process->output(), process->error_output()};
     }
 
@@ -54,7 +54,7 @@ class CorosyncServiceTest : public ClusterTest {
 
 TEST_F(CorosyncServiceTest, AClientWithoutADaemonIsToldOfDeathsReturnsAndLinks) {
     start_engines();
-    ServiceClientOnHost client(hosts_, 1, {EXAMPLE});
+    Service_Client_On_Host client(hosts_, 1, {EXAMPLE});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     std::size_t mark = client.mark();
     hosts_.cut(2, 1);
@@ -80,9 +80,9 @@ TEST_F(CorosyncServiceTest, AClientWithoutADaemonIsToldOfDeathsReturnsAndLinks) 
 }
 
 TEST_F(CorosyncServiceTest, AReloadIsOneConfigurationWithWhoLeftAndWhoJoined) {
-    const std::vector<EngineNode> all = hosts_.nodes();
+    const std::vector<Engine_Node> all = hosts_.nodes();
     start_engines();
-    ServiceClientOnHost client(hosts_, 1, {EXAMPLE});
+    Service_Client_On_Host client(hosts_, 1, {EXAMPLE});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     std::size_t mark = client.mark();
     ASSERT_TRUE(hosts_.reload(2).accepted);
@@ -107,7 +107,7 @@ TEST_F(CorosyncServiceTest, AReloadIsOneConfigurationWithWhoLeftAndWhoJoined) {
 
 TEST_F(CorosyncServiceTest, AClientThatReadsLateIsToldWhatWentAndCameBackMeanwhile) {
     start_engines();
-    ServiceClientOnHost client(hosts_, 1, {EXAMPLE});
+    Service_Client_On_Host client(hosts_, 1, {EXAMPLE});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     const std::size_t mark = client.mark();
     client.send_signal(SIGSTOP);
@@ -131,7 +131,7 @@ TEST_F(CorosyncServiceTest, AClientThatReadsLateIsToldWhatWentAndCameBackMeanwhi
 
 TEST_F(CorosyncServiceTest, AnEngineThatEndsAndReturnsWithinTheGraceIsNoNewsButOfWhatChanged) {
     start_engines();
-    ServiceClientOnHost client(hosts_, 1, {EXAMPLE});
+    Service_Client_On_Host client(hosts_, 1, {EXAMPLE});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     const std::size_t mark = client.mark();
     hosts_.kill(1);
@@ -180,13 +180,13 @@ TEST_F(CorosyncServiceTest, ItStaysOutOfProgramsThatAreNoClients) {
 
 TEST_F(CorosyncServiceTest, WispdAndTheServiceAgreeAndTheEventsGoOnAfterTheMove) {
     start_engines();
-    WispdOnHost wispd(hosts_, 1);
+    Wispd_On_Host wispd(hosts_, 1);
     ASSERT_TRUE(wispd.start());
     const Finished check = run(1, {HBCTL, "migrate", "--check"});
     EXPECT_EQ(0, check.exit_status) << check.output << check.errors;
 
-    ServiceClientOnHost client(hosts_, 1,
-                               {CLIENT, "open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters"});
+    Service_Client_On_Host client(hosts_, 1,
+                                  {CLIENT, "open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters"});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     const std::size_t in_daemon_mode = client.mark();
     hosts_.cut(2, 0);
@@ -216,10 +216,10 @@ TEST_F(CorosyncServiceTest, WispdAndTheServiceAgreeAndTheEventsGoOnAfterTheMove)
 
 TEST_F(CorosyncServiceTest, WhatHappensBetweenPreparationAndCommitIsToldOnce) {
     start_engines();
-    WispdOnHost wispd(hosts_, 1);
+    Wispd_On_Host wispd(hosts_, 1);
     ASSERT_TRUE(wispd.start());
-    ServiceClientOnHost client(hosts_, 1,
-                               {CLIENT, "open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters"});
+    Service_Client_On_Host client(hosts_, 1,
+                                  {CLIENT, "open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters"});
     ASSERT_TRUE(client.wait_up(ALL_NODES, ALL_ADAPTERS)) << client.account();
     client.order("prepare");
     ASSERT_TRUE(client.wait_line("prepared")) << client.account();
@@ -242,18 +242,18 @@ TEST_F(CorosyncServiceTest, WhatHappensBetweenPreparationAndCommitIsToldOnce) {
 
 TEST_F(CorosyncServiceTest, AMembershipDaemonThatEndsIsTheDeathOfItsNodeForItsPeersAlone) {
     start_engines();
-    const ChildProcess::Environment peers = {{"HB_MOX_COROSYNC_PEERS", "grpd"}};
-    ServiceClientOnHost first(hosts_, 1, {EXAMPLE}, peers);
-    ServiceClientOnHost stranger(hosts_, 1, {EXAMPLE});
-    auto second = std::make_unique<ServiceClientOnHost>(hosts_, 2, std::vector<std::string>{EXAMPLE}, peers);
-    for (ServiceClientOnHost *client : {&first, &stranger, second.get()}) {
+    const Child_Process::Environment peers = {{"HB_MOX_COROSYNC_PEERS", "grpd"}};
+    Service_Client_On_Host first(hosts_, 1, {EXAMPLE}, peers);
+    Service_Client_On_Host stranger(hosts_, 1, {EXAMPLE});
+    auto second = std::make_unique<Service_Client_On_Host>(hosts_, 2, std::vector<std::string>{EXAMPLE}, peers);
+    for (Service_Client_On_Host *client : {&first, &stranger, second.get()}) {
         ASSERT_TRUE(client->wait_up(ALL_NODES, ALL_ADAPTERS)) << client->account();
     }
     const std::size_t mark = first.mark();
     const std::size_t mark_of_stranger = stranger.mark();
     second.reset(); // killed
     ASSERT_TRUE(first.wait_told(mark, "death node 2")) << first.account();
-    ServiceClientOnHost again(hosts_, 2, {EXAMPLE}, peers);
+    Service_Client_On_Host again(hosts_, 2, {EXAMPLE}, peers);
     ASSERT_TRUE(first.wait_told(mark, "join node 2")) << first.account();
     EXPECT_THAT(first.told_since(mark), ElementsAre("death node 2", "join node 2"));
     EXPECT_THAT(stranger.told_since(mark_of_stranger), IsEmpty());
@@ -263,12 +263,12 @@ TEST_F(CorosyncServiceTest, AnEngineThatRestartsIsNoDeathOfPeersAndTheirEndIsTol
     start_engines();
     std::ofstream(hosts_.places().outside(1, "/run/patient.toml"))
         << "[source]\ntype = \"corosync\"\ngrace_seconds = 60\n";
-    const ChildProcess::Environment peers = {{"HB_MOX_COROSYNC_PEERS", "grpd"},
-                                             {"HB_MOX_COROSYNC_CONFIG", "/run/patient.toml"}};
-    ServiceClientOnHost first(hosts_, 1, {EXAMPLE}, peers);
-    auto second = std::make_unique<ServiceClientOnHost>(hosts_, 2, std::vector<std::string>{EXAMPLE},
-                                                        ChildProcess::Environment{peers.front()});
-    for (ServiceClientOnHost *client : {&first, second.get()}) {
+    const Child_Process::Environment peers = {{"HB_MOX_COROSYNC_PEERS", "grpd"},
+                                              {"HB_MOX_COROSYNC_CONFIG", "/run/patient.toml"}};
+    Service_Client_On_Host first(hosts_, 1, {EXAMPLE}, peers);
+    auto second = std::make_unique<Service_Client_On_Host>(hosts_, 2, std::vector<std::string>{EXAMPLE},
+                                                           Child_Process::Environment{peers.front()});
+    for (Service_Client_On_Host *client : {&first, second.get()}) {
         ASSERT_TRUE(client->wait_up(ALL_NODES, ALL_ADAPTERS)) << client->account();
     }
     const std::size_t mark = first.mark();
@@ -277,7 +277,7 @@ TEST_F(CorosyncServiceTest, AnEngineThatRestartsIsNoDeathOfPeersAndTheirEndIsTol
     ASSERT_TRUE(hosts_.wait_quorum()) << hosts_.account();
     second.reset(); // killed
     ASSERT_TRUE(first.wait_told(mark, "death node 2")) << first.account();
-    ServiceClientOnHost again(hosts_, 2, {EXAMPLE}, {peers.front()});
+    Service_Client_On_Host again(hosts_, 2, {EXAMPLE}, {peers.front()});
     ASSERT_TRUE(first.wait_told(mark, "join node 2")) << first.account();
     std::vector<std::string> nodes = first.told_since(mark);
     std::erase_if(nodes, [](const std::string &told) { return told.find(" node ") == std::string::npos; });

@@ -2,30 +2,30 @@
 
 namespace hb_test {
 
-EngineCluster::EngineCluster(int hosts, int links, const EnginePatience &patience,
-                             const EngineSettings &settings)
+Engine_Cluster::Engine_Cluster(int hosts, int links, const Engine_Patience &patience,
+                               const Engine_Settings &settings)
     : hosts_(hosts, links, settings), patience_(patience) {
     for (int host = 1; host <= hosts; ++host) {
-        wispds_.push_back(std::make_unique<WispdOnHost>(hosts_, host, engine_cluster_file(patience)));
+        wispds_.push_back(std::make_unique<Wispd_On_Host>(hosts_, host, engine_cluster_file(patience)));
     }
 }
 
-bool EngineCluster::start(const Deadline &deadline) {
+bool Engine_Cluster::start(const Deadline &deadline) {
     hosts_.start_all();
     if (!hosts_.wait_quorum(deadline)) {
         return false;
     }
     for (int host = 1; host <= hosts_.count(); ++host) {
-        observers_.push_back(std::make_unique<ObserverOnHost>(hosts_, host));
+        observers_.push_back(std::make_unique<Observer_On_Host>(hosts_, host));
         if (!wispd(host).start(deadline)) {
             return false;
         }
-        clients_.push_back(std::make_unique<ClientOnHost>(hosts_, host));
+        clients_.push_back(std::make_unique<Client_On_Host>(hosts_, host));
     }
     return wait_all_up(deadline);
 }
 
-bool EngineCluster::collect() {
+bool Engine_Cluster::collect() {
     bool any = false;
     for (const auto &observer : observers_) {
         const std::size_t before = observer->lines().size();
@@ -40,14 +40,14 @@ bool EngineCluster::collect() {
     return any;
 }
 
-bool EngineCluster::agrees(int host) {
+bool Engine_Cluster::agrees(int host) {
     const Witness &witness = observer(host).witness();
-    const ToldTable &table = client(host).table();
+    const Told_Table &table = client(host).table();
     return table.connected() && witness.engine_runs() && table.nodes() == witness.nodes() &&
            table.adapters() == witness.adapters() && table.configured_nodes() == witness.configured_nodes();
 }
 
-bool EngineCluster::wait_agreement(const Deadline &deadline) {
+bool Engine_Cluster::wait_agreement(const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();
@@ -61,9 +61,9 @@ bool EngineCluster::wait_agreement(const Deadline &deadline) {
         deadline);
 }
 
-bool EngineCluster::wait_all_up(const Deadline &deadline) {
+bool Engine_Cluster::wait_all_up(const Deadline &deadline) {
     const auto has_all = [&](int host) {
-        const ToldTable &table = client(host).table();
+        const Told_Table &table = client(host).table();
         return table.connected() && table.nodes().size() == hosts_.nodes().size() &&
                table.adapters().size() == hosts_.nodes().size() * static_cast<std::size_t>(hosts_.links()) &&
                agrees(host);
@@ -81,13 +81,13 @@ bool EngineCluster::wait_all_up(const Deadline &deadline) {
         deadline);
 }
 
-Patience EngineCluster::model_patience() const {
+Patience Engine_Cluster::model_patience() const {
     Patience patience;
     patience.grace = patience_.grace_seconds;
     return patience;
 }
 
-std::vector<std::string> EngineCluster::complaints(const Patience &patience) {
+std::vector<std::string> Engine_Cluster::complaints(const Patience &patience) {
     collect();
     std::vector<std::string> all;
     for (int host = 1; host <= static_cast<int>(clients_.size()); ++host) {
@@ -103,7 +103,7 @@ std::vector<std::string> EngineCluster::complaints(const Patience &patience) {
     return all;
 }
 
-std::string EngineCluster::account() {
+std::string Engine_Cluster::account() {
     collect();
     std::string text = hosts_.account();
     for (int host = 1; host <= static_cast<int>(clients_.size()); ++host) {

@@ -1,7 +1,6 @@
 // A whole cluster: every host has an engine, a wispd that follows it, a client of that wispd, and an observer
 // of the engine.
-#ifndef HB_TEST_CLUSTER_ENGINE_CLUSTER_H
-#define HB_TEST_CLUSTER_ENGINE_CLUSTER_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -12,21 +11,21 @@
 
 namespace hb_test {
 
-class EngineCluster {
+class Engine_Cluster {
   public:
-    explicit EngineCluster(int hosts, int links = 2, const EnginePatience &patience = {},
-                           const EngineSettings &settings = {});
+    explicit Engine_Cluster(int hosts, int links = 2, const Engine_Patience &patience = {},
+                            const Engine_Settings &settings = {});
 
     // Starts everything and waits until every client has all members up. Returns false if that does not happen.
     bool start(const Deadline &deadline = Deadline());
 
     Hosts &hosts() { return hosts_; }
     const Hosts &hosts() const { return hosts_; }
-    WispdOnHost &wispd(int host) { return *wispds_.at(static_cast<std::size_t>(host) - 1); }
-    ClientOnHost &client(int host) { return *clients_.at(static_cast<std::size_t>(host) - 1); }
-    ObserverOnHost &observer(int host) { return *observers_.at(static_cast<std::size_t>(host) - 1); }
+    Wispd_On_Host &wispd(int host) { return *wispds_.at(static_cast<std::size_t>(host) - 1); }
+    Client_On_Host &client(int host) { return *clients_.at(static_cast<std::size_t>(host) - 1); }
+    Observer_On_Host &observer(int host) { return *observers_.at(static_cast<std::size_t>(host) - 1); }
     int clients() const { return static_cast<int>(clients_.size()); } // 0 until it is started
-    const EnginePatience &patience() const { return patience_; }
+    const Engine_Patience &patience() const { return patience_; }
 
     // Reads the new lines of clients and observers. Returns whether there were any.
     bool collect();
@@ -45,12 +44,10 @@ class EngineCluster {
 
   private:
     Hosts hosts_;
-    EnginePatience patience_;
-    std::vector<std::unique_ptr<WispdOnHost>> wispds_;
-    std::vector<std::unique_ptr<ObserverOnHost>> observers_;
-    std::vector<std::unique_ptr<ClientOnHost>> clients_;
+    Engine_Patience patience_;
+    std::vector<std::unique_ptr<Wispd_On_Host>> wispds_;
+    std::vector<std::unique_ptr<Observer_On_Host>> observers_;
+    std::vector<std::unique_ptr<Client_On_Host>> clients_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -18,7 +18,7 @@ void write_links(std::ostream &text, std::size_t links, int timeout) {
     }
 }
 
-void write_node(std::ostream &text, const EngineNode &node) {
+void write_node(std::ostream &text, const Engine_Node &node) {
     text << "    node {\n        nodeid: " << node.id << "\n        name: " << node.name << '\n';
     for (std::size_t link = 0; link < node.addresses.size(); ++link) {
         text << "        ring" << link << "_addr: " << node.addresses[link] << '\n';
@@ -28,7 +28,7 @@ void write_node(std::ostream &text, const EngineNode &node) {
 
 } // namespace
 
-std::string engine_configuration(const EngineSettings &settings, const std::vector<EngineNode> &nodes) {
+std::string engine_configuration(const Engine_Settings &settings, const std::vector<Engine_Node> &nodes) {
     std::ostringstream text;
     text << "totem {\n    version: 2\n    cluster_name: " << settings.cluster_name
          << "\n    transport: knet\n    link_mode: active\n    token: " << settings.token
@@ -47,7 +47,7 @@ std::string engine_configuration(const EngineSettings &settings, const std::vect
         text << "uidgid {\n    uid: " << user << "\n}\n";
     }
     text << "nodelist {\n";
-    for (const EngineNode &node : nodes) {
+    for (const Engine_Node &node : nodes) {
         write_node(text, node);
     }
     text << "}\n";

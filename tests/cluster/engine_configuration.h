@@ -1,22 +1,20 @@
 // The contents of a host's corosync.conf.
-#ifndef HB_TEST_CLUSTER_ENGINE_CONFIGURATION_H
-#define HB_TEST_CLUSTER_ENGINE_CONFIGURATION_H
-
-#include <sys/types.h>
+#pragma once
 
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace hb_test {
 
-struct EngineNode {
+struct Engine_Node {
     unsigned id = 0;
     std::string name;
     std::vector<std::string> addresses; // by link
 };
 
-struct EngineSettings {
+struct Engine_Settings {
     std::string cluster_name = "hb_test";
     // Milliseconds without the token until the engine assumes a loss. With the engine's default a death becomes
     // known after nine seconds. With far less than this value, living nodes leave when the machine is busy.
@@ -32,8 +30,6 @@ inline const std::string ENGINE_CONFIGURATION = "/run/corosync.conf";
 inline const std::string ENGINE_STATE = "/run/corosync.state";
 inline const std::string ENGINE_LOG = "/run/corosync.log";
 
-std::string engine_configuration(const EngineSettings &settings, const std::vector<EngineNode> &nodes);
+std::string engine_configuration(const Engine_Settings &settings, const std::vector<Engine_Node> &nodes);
 
 } // namespace hb_test
-
-#endif

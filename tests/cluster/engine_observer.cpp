@@ -13,26 +13,25 @@
 //   gone                               the engine has ended
 //
 // It ends when its input ends.
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <arpa/inet.h>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <ifaddrs.h>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <net/if.h>
 #include <optional>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <corosync/cfg.h>
 #include <corosync/cmap.h>
 #include <corosync/quorum.h>
@@ -42,13 +41,13 @@ namespace {
 constexpr int MILLISECONDS_BETWEEN_LOOKS = 20;
 constexpr std::size_t MOST_LINKS = 8;
 
-struct EngineGone : std::runtime_error {
+struct Engine_Gone : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 void need(cs_error_t result) {
     if (result != CS_OK) {
-        throw EngineGone(cs_strerror(result));
+        throw Engine_Gone(cs_strerror(result));
     }
 }
 
@@ -162,7 +161,7 @@ class Engine {
 Engine::Engine() {
     try {
         begin();
-    } catch (const EngineGone &) {
+    } catch (const Engine_Gone &) {
         end();
         throw;
     }
@@ -332,7 +331,7 @@ void observe() {
             engine->look_at_links();
             interfaces.watch(engine->own_addresses());
             wanted = engine->descriptors();
-        } catch (const EngineGone &) {
+        } catch (const Engine_Gone &) {
             if (engine) {
                 say(now() + "gone");
             }

@@ -234,12 +234,12 @@ class Explainer {
         }
     }
 
-    static bool same(const ToldConfiguration &one, const Told &other) {
+    static bool same(const Told_Configuration &one, const Told &other) {
         return one.nodes == other.nodes && one.addresses == other.addresses;
     }
 
     void explain_configurations(const Epoch &epoch) {
-        const std::vector<ToldConfiguration> had = witness_.configurations(epoch.begin, patience_);
+        const std::vector<Told_Configuration> had = witness_.configurations(epoch.begin, patience_);
         for (std::size_t first = 0; first < had.size(); ++first) {
             if (had[first].at <= epoch.configurations[0].at + patience_.early &&
                 same(had[first], epoch.configurations[0]) && updates_fit(epoch, had, first + 1, 1)) {
@@ -250,19 +250,19 @@ class Explainer {
         for (const Told &told : epoch.configurations) {
             text += "\n    told " + told.line;
         }
-        for (const ToldConfiguration &one : had) {
+        for (const Told_Configuration &one : had) {
             text +=
                 "\n    the engine had " + std::to_string(one.nodes.size()) + " nodes from " + seconds(one.at);
         }
         result_.faults.push_back("configurations do not match:" + text);
     }
 
-    bool updates_fit(const Epoch &epoch, const std::vector<ToldConfiguration> &had, std::size_t one,
+    bool updates_fit(const Epoch &epoch, const std::vector<Told_Configuration> &had, std::size_t one,
                      std::size_t update) {
         if (one == had.size()) {
             return update == epoch.configurations.size();
         }
-        const ToldConfiguration &next = had[one];
+        const Told_Configuration &next = had[one];
         if (update < epoch.configurations.size()) {
             const Told &told = epoch.configurations[update];
             if (same(next, told) && told.at >= next.at - patience_.early &&

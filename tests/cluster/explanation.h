@@ -1,6 +1,5 @@
 // Checks whether a client's events match what its engine did: each event has a reason, and none is missing.
-#ifndef HB_TEST_CLUSTER_EXPLANATION_H
-#define HB_TEST_CLUSTER_EXPLANATION_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -23,5 +22,3 @@ struct Explanation {
 Explanation explain(const std::vector<Told> &told, const Witness &witness, const Patience &patience);
 
 } // namespace hb_test
-
-#endif

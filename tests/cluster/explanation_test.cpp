@@ -52,7 +52,7 @@ class ExplanationTest : public testing::Test {
     Patience patience_;
     Witness witness_;
     std::vector<Told> told_;
-    ToldTable table_;
+    Told_Table table_;
 };
 
 TEST_F(ExplanationTest, NothingHappenedAndNothingWasTold) {

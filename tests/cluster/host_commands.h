@@ -1,6 +1,5 @@
 // Command lines for hosts: faults, repairs, queries.
-#ifndef HB_TEST_CLUSTER_HOST_COMMANDS_H
-#define HB_TEST_CLUSTER_HOST_COMMANDS_H
+#pragma once
 
 #include <string>
 
@@ -15,5 +14,3 @@ extern const char *const HOST_COMMANDS_HELP;
 std::string obey(Hosts &hosts, const std::string &line);
 
 } // namespace hb_test
-
-#endif

@@ -1,9 +1,8 @@
 #include "tests/cluster/host_namespaces.h"
 
-#include <unistd.h>
-
 #include <set>
 #include <stdexcept>
+#include <unistd.h>
 
 #include "tests/cluster/namespace_sweep.h"
 #include "tests/cluster/system_programs.h"
@@ -27,9 +26,9 @@ std::string end_of_line_removed(std::string text) {
     return text;
 }
 
-Finished finish(ChildProcess &process, const std::string &what, const Deadline &deadline) {
+Finished finish(Child_Process &process, const std::string &what, const Deadline &deadline) {
     process.close_input();
-    const std::optional<ChildEnd> end = process.wait(deadline);
+    const std::optional<Child_End> end = process.wait(deadline);
     if (!end) {
         throw std::runtime_error(what + " did not end in time; so far it printed: " + process.output() +
                                  process.error_output());
@@ -37,13 +36,13 @@ Finished finish(ChildProcess &process, const std::string &what, const Deadline &
     return {end->exit_status, process.output(), process.error_output()};
 }
 
-std::unique_ptr<ChildProcess> start_holder(std::vector<std::string> unsharing, const char *script,
-                                           const std::string &name) {
+std::unique_ptr<Child_Process> start_holder(std::vector<std::string> unsharing, const char *script,
+                                            const std::string &name) {
     unsharing.insert(unsharing.end(), {"sh", "-c", script, "sh", name});
-    return std::make_unique<ChildProcess>(unsharing, with_system_path());
+    return std::make_unique<Child_Process>(unsharing, with_system_path());
 }
 
-void wait_for_holder(ChildProcess &holder, const std::string &what) {
+void wait_for_holder(Child_Process &holder, const std::string &what) {
     if (holder.read_line() != "ready") {
         holder.wait(Deadline(std::chrono::seconds(1)));
         throw std::runtime_error(
@@ -51,15 +50,15 @@ void wait_for_holder(ChildProcess &holder, const std::string &what) {
     }
 }
 
-std::vector<std::string> entering_network(const ChildProcess &holder) {
+std::vector<std::string> entering_network(const Child_Process &holder) {
     return {"nsenter", "--target", std::to_string(holder.pid()), "--net"};
 }
 
 // Runs several commands of ip(8) inside the holder's network.
-void configure(const ChildProcess &holder, const std::string &commands) {
+void configure(const Child_Process &holder, const std::string &commands) {
     std::vector<std::string> arguments = entering_network(holder);
     arguments.insert(arguments.end(), {"ip", "-batch", "-"});
-    ChildProcess ip(arguments, with_system_path());
+    Child_Process ip(arguments, with_system_path());
     ip.write_input(commands);
     const Finished finished = finish(ip, "ip", Deadline());
     if (finished.exit_status != 0) {
@@ -91,18 +90,18 @@ std::optional<std::string> why_no_namespaces() {
         return "the program " + *missing + " is missing";
     }
     try {
-        const HostNamespaces smallest(1, 1);
+        const Host_Namespaces smallest(1, 1);
     } catch (const std::exception &trouble) {
         return trouble.what();
     }
     return std::nullopt;
 }
 
-std::string HostNamespaces::address(int host, int network) {
+std::string Host_Namespaces::address(int host, int network) {
     return "10.91." + std::to_string(network) + "." + std::to_string(host);
 }
 
-HostNamespaces::HostNamespaces(int hosts, int networks) : networks_(networks) {
+Host_Namespaces::Host_Namespaces(int hosts, int networks) : networks_(networks) {
     if (hosts < 1 || hosts > 250 || networks < 1 || networks > 8) {
         throw std::invalid_argument("there are 1 to 250 hosts on 1 to 8 networks");
     }
@@ -118,7 +117,7 @@ HostNamespaces::HostNamespaces(int hosts, int networks) : networks_(networks) {
     connect();
 }
 
-void HostNamespaces::connect() {
+void Host_Namespaces::connect() {
     std::string at_switch;
     for (int network = 0; network < networks_; ++network) {
         at_switch += "link add " + bridge(network) + " type bridge\nlink set " + bridge(network) + " up\n";
@@ -140,7 +139,7 @@ void HostNamespaces::connect() {
     }
 }
 
-HostNamespaces::~HostNamespaces() {
+Host_Namespaces::~Host_Namespaces() {
     std::set<std::string> namespaces;
     const std::vector<pid_t> all = holders();
     for (const pid_t holder : all) {
@@ -152,7 +151,7 @@ HostNamespaces::~HostNamespaces() {
     end_processes_in(namespaces, {all.begin(), all.end()});
 }
 
-std::vector<pid_t> HostNamespaces::holders() const {
+std::vector<pid_t> Host_Namespaces::holders() const {
     std::vector<pid_t> all;
     for (const auto &holder : holders_) {
         all.push_back(holder->pid());
@@ -161,41 +160,41 @@ std::vector<pid_t> HostNamespaces::holders() const {
     return all;
 }
 
-void HostNamespaces::check_host(int host) const {
+void Host_Namespaces::check_host(int host) const {
     if (host < 1 || host > hosts()) {
         throw std::invalid_argument("there is no host " + std::to_string(host) + ", only 1 to " +
                                     std::to_string(hosts()));
     }
 }
 
-std::vector<std::string> HostNamespaces::entering(int host) const {
+std::vector<std::string> Host_Namespaces::entering(int host) const {
     check_host(host);
     std::vector<std::string> words = entering_network(*holders_[static_cast<std::size_t>(host) - 1]);
     words.insert(words.end(), {"--mount", "--uts", "--ipc", "--"});
     return words;
 }
 
-std::unique_ptr<ChildProcess> HostNamespaces::run(int host, const std::vector<std::string> &arguments,
-                                                  const ChildProcess::Environment &environment) const {
+std::unique_ptr<Child_Process> Host_Namespaces::run(int host, const std::vector<std::string> &arguments,
+                                                    const Child_Process::Environment &environment) const {
     std::vector<std::string> words = entering(host);
     words.insert(words.end(), arguments.begin(), arguments.end());
-    ChildProcess::Environment variables = with_system_path();
+    Child_Process::Environment variables = with_system_path();
     variables.insert(variables.end(), environment.begin(), environment.end());
-    return std::make_unique<ChildProcess>(words, variables);
+    return std::make_unique<Child_Process>(words, variables);
 }
 
-Finished HostNamespaces::run_to_end(int host, const std::vector<std::string> &arguments,
-                                    const Deadline &deadline) const {
+Finished Host_Namespaces::run_to_end(int host, const std::vector<std::string> &arguments,
+                                     const Deadline &deadline) const {
     return finish(*run(host, arguments), arguments[0], deadline);
 }
 
-std::string HostNamespaces::outside(int host, const std::string &path_in_host) const {
+std::string Host_Namespaces::outside(int host, const std::string &path_in_host) const {
     check_host(host);
     return "/proc/" + std::to_string(holders_[static_cast<std::size_t>(host) - 1]->pid()) + "/root" +
            path_in_host;
 }
 
-void HostNamespaces::switch_cable(int host, int network, const std::string &to) {
+void Host_Namespaces::switch_cable(int host, int network, const std::string &to) {
     check_host(host);
     if (network < 0 || network >= networks_) {
         throw std::invalid_argument("there is no network " + std::to_string(network) + ", only 0 to " +

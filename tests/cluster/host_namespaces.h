@@ -8,8 +8,7 @@
 // The kernel ends holders and programs when the thread that started them ends, so that thread must last. A
 // program that detaches itself is found by its namespace and ended by the destructor. It survives only if the
 // test is killed.
-#ifndef HB_TEST_CLUSTER_HOST_NAMESPACES_H
-#define HB_TEST_CLUSTER_HOST_NAMESPACES_H
+#pragma once
 
 #include <memory>
 #include <optional>
@@ -30,23 +29,23 @@ struct Finished {
 std::optional<std::string> why_no_namespaces();
 
 // Hosts are numbered from 1, networks from 0.
-class HostNamespaces {
+class Host_Namespaces {
   public:
-    HostNamespaces(int hosts, int networks);
-    HostNamespaces(const HostNamespaces &) = delete;
-    HostNamespaces &operator=(const HostNamespaces &) = delete;
+    Host_Namespaces(int hosts, int networks);
+    Host_Namespaces(const Host_Namespaces &) = delete;
+    Host_Namespaces &operator=(const Host_Namespaces &) = delete;
     // Ends everything that runs in the namespaces, which removes them.
-    ~HostNamespaces();
+    ~Host_Namespaces();
 
     int hosts() const { return static_cast<int>(holders_.size()); }
     int networks() const { return networks_; }
     static std::string name(int host) { return "host" + std::to_string(host); }
     static std::string address(int host, int network);
 
-    // Starts a program inside the host, with pipes at its three streams. The ChildProcess is the program
+    // Starts a program inside the host, with pipes at its three streams. The Child_Process is the program
     // itself. Its working directory is /.
-    std::unique_ptr<ChildProcess> run(int host, const std::vector<std::string> &arguments,
-                                      const ChildProcess::Environment &environment = {}) const;
+    std::unique_ptr<Child_Process> run(int host, const std::vector<std::string> &arguments,
+                                       const Child_Process::Environment &environment = {}) const;
     // The same, and waits for its end; throws at the deadline.
     Finished run_to_end(int host, const std::vector<std::string> &arguments,
                         const Deadline &deadline = Deadline()) const;
@@ -69,10 +68,8 @@ class HostNamespaces {
     void switch_cable(int host, int network, const std::string &to);
 
     int networks_;
-    std::unique_ptr<ChildProcess> switch_;
-    std::vector<std::unique_ptr<ChildProcess>> holders_;
+    std::unique_ptr<Child_Process> switch_;
+    std::vector<std::unique_ptr<Child_Process>> holders_;
 };
 
 } // namespace hb_test
-
-#endif

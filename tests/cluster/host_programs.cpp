@@ -1,12 +1,11 @@
 #include "tests/cluster/host_programs.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace hb_test {
 namespace {
@@ -22,8 +21,8 @@ std::string read_file(const std::string &path) {
 }
 
 // Sets the environment of wispd's clients completely, whatever this process was started with.
-ChildProcess::Environment on_socket() {
-    return {{"HB_SERVER_SOCKET", WispdOnHost::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
+Child_Process::Environment on_socket() {
+    return {{"HB_SERVER_SOCKET", Wispd_On_Host::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
 }
 
 std::string event_text(const Told &told) {
@@ -48,19 +47,19 @@ std::string text_of(const std::set<unsigned> &numbers) {
     return text;
 }
 
-std::string engine_cluster_file(const EnginePatience &patience, const std::string &more) {
+std::string engine_cluster_file(const Engine_Patience &patience, const std::string &more) {
     return "[source]\ntype = \"corosync\"\npoll_milliseconds = " + std::to_string(patience.poll_milliseconds) +
            "\ngrace_seconds = " + std::to_string(patience.grace_seconds) + "\n" + more;
 }
 
-// ---- WispdOnHost ----
+// ---- Wispd_On_Host ----
 
-WispdOnHost::WispdOnHost(const Hosts &hosts, int host, const std::string &configuration)
+Wispd_On_Host::Wispd_On_Host(const Hosts &hosts, int host, const std::string &configuration)
     : hosts_(hosts), host_(host) {
     write_configuration(configuration);
 }
 
-void WispdOnHost::write_configuration(const std::string &text) const {
+void Wispd_On_Host::write_configuration(const std::string &text) const {
     std::ofstream file(hosts_.places().outside(host_, CONFIGURATION), std::ios::trunc);
     file << text << std::flush;
     if (!file) {
@@ -70,7 +69,7 @@ void WispdOnHost::write_configuration(const std::string &text) const {
 }
 
 // A shell redirects its log to a file: nothing reads a pipe while a test waits for something else.
-void WispdOnHost::launch() {
+void Wispd_On_Host::launch() {
     process_ =
         hosts_.places().run(host_,
                             {"sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh", LOG,
@@ -78,7 +77,7 @@ void WispdOnHost::launch() {
                             {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
 }
 
-testing::AssertionResult WispdOnHost::start(const Deadline &deadline) {
+testing::AssertionResult Wispd_On_Host::start(const Deadline &deadline) {
     const std::size_t said_before = log().size();
     launch();
     const std::string wanted = "listening on " + socket() + "\n";
@@ -95,7 +94,7 @@ testing::AssertionResult WispdOnHost::start(const Deadline &deadline) {
     return testing::AssertionSuccess();
 }
 
-testing::AssertionResult WispdOnHost::stop() {
+testing::AssertionResult Wispd_On_Host::stop() {
     process_->send_signal(SIGTERM);
     const int status = wait_ended();
     return status == 0 ? testing::AssertionSuccess()
@@ -103,25 +102,25 @@ testing::AssertionResult WispdOnHost::stop() {
                                                      << log();
 }
 
-int WispdOnHost::wait_ended() {
-    const std::optional<ChildEnd> end = process_->wait();
+int Wispd_On_Host::wait_ended() {
+    const std::optional<Child_End> end = process_->wait();
     return end && end->signal == 0 ? end->exit_status : -1;
 }
 
-void WispdOnHost::kill() {
+void Wispd_On_Host::kill() {
     process_->send_signal(SIGKILL);
     process_->wait();
 }
 
-std::string WispdOnHost::log() const {
+std::string Wispd_On_Host::log() const {
     return read_file(hosts_.places().outside(host_, LOG));
 }
 
-bool WispdOnHost::wait_logged(const std::string &text, const Deadline &deadline) const {
+bool Wispd_On_Host::wait_logged(const std::string &text, const Deadline &deadline) const {
     return wait_until([&] { return log().find(text) != std::string::npos; }, deadline);
 }
 
-nlohmann::json WispdOnHost::state() const {
+nlohmann::json Wispd_On_Host::state() const {
     const Finished asked =
         hosts_.places().run_to_end(host_, {BIN + "/wispctl", "--control", socket() + ".control", "state"});
     if (asked.exit_status != 0) {
@@ -130,13 +129,13 @@ nlohmann::json WispdOnHost::state() const {
     return nlohmann::json::parse(asked.output);
 }
 
-bool WispdOnHost::wait_state(const std::function<bool(const nlohmann::json &)> &holds,
-                             const Deadline &deadline) const {
+bool Wispd_On_Host::wait_state(const std::function<bool(const nlohmann::json &)> &holds,
+                               const Deadline &deadline) const {
     return wait_until([&] { return holds(state()); }, deadline);
 }
 
 // The 14th and 15th fields, counted from 1; the second one ends with the last parenthesis.
-double WispdOnHost::seconds_used() const {
+double Wispd_On_Host::seconds_used() const {
     const std::string facts = read_file("/proc/" + std::to_string(pid()) + "/stat");
     std::istringstream rest(facts.substr(facts.rfind(')') + 1));
     std::string skipped;
@@ -152,7 +151,7 @@ double WispdOnHost::seconds_used() const {
 // ---- Recording ----
 
 Recording::Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
-                     const ChildProcess::Environment &environment)
+                     const Child_Process::Environment &environment)
     : process_(hosts.places().run(host, program, environment)) {}
 
 std::vector<std::string> Recording::new_lines() {
@@ -163,19 +162,19 @@ std::vector<std::string> Recording::new_lines() {
     return lines;
 }
 
-// ---- ClientOnHost ----
+// ---- Client_On_Host ----
 
-ClientOnHost::ClientOnHost(const Hosts &hosts, int host, const std::string &programs)
+Client_On_Host::Client_On_Host(const Hosts &hosts, int host, const std::string &programs)
     : host_(host), recording_(hosts, host, {programs + "/recording_client"}, on_socket()) {}
 
-void ClientOnHost::collect() {
+void Client_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {
         told_.push_back(told_by(line));
         table_.take(told_.back());
     }
 }
 
-std::vector<std::string> ClientOnHost::events_since(std::size_t mark) {
+std::vector<std::string> Client_On_Host::events_since(std::size_t mark) {
     collect();
     std::vector<std::string> events;
     for (std::size_t i = mark; i < told_.size(); ++i) {
@@ -186,7 +185,7 @@ std::vector<std::string> ClientOnHost::events_since(std::size_t mark) {
     return events;
 }
 
-bool ClientOnHost::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
+bool Client_On_Host::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();
@@ -195,15 +194,15 @@ bool ClientOnHost::wait_for(const std::function<bool()> &condition, const Deadli
         deadline);
 }
 
-bool ClientOnHost::wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
-                           const Deadline &deadline) {
+bool Client_On_Host::wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
+                             const Deadline &deadline) {
     return wait_for(
         [&] { return table_.connected() && table_.nodes() == nodes && table_.adapters() == adapters; },
         deadline);
 }
 
-std::optional<Told> ClientOnHost::wait_told(std::size_t mark, const std::function<bool(const Told &)> &wanted,
-                                            const Deadline &deadline) {
+std::optional<Told> Client_On_Host::wait_told(std::size_t mark, const std::function<bool(const Told &)> &wanted,
+                                              const Deadline &deadline) {
     std::optional<Told> found;
     wait_for(
         [&] {
@@ -216,7 +215,7 @@ std::optional<Told> ClientOnHost::wait_told(std::size_t mark, const std::functio
     return found;
 }
 
-std::string ClientOnHost::ask(const std::string &command, const std::string &answer) {
+std::string Client_On_Host::ask(const std::string &command, const std::string &answer) {
     const std::size_t before = mark();
     recording_.order(command);
     const std::optional<Told> told = wait_told(
@@ -224,33 +223,33 @@ std::string ClientOnHost::ask(const std::string &command, const std::string &ans
     return told ? told->line.substr(told->line.find(" " + answer + " ") + answer.size() + 2) : "no answer";
 }
 
-std::string ClientOnHost::own_table() {
+std::string Client_On_Host::own_table() {
     return ask("table", "table");
 }
 
-std::string ClientOnHost::route(unsigned node) {
+std::string Client_On_Host::route(unsigned node) {
     const std::string number = std::to_string(node);
     return ask("routes " + number, "route " + number);
 }
 
-std::string ClientOnHost::account() const {
+std::string Client_On_Host::account() const {
     return "client of host " + std::to_string(host_) + ": nodes " + text_of(table_.nodes()) + ", adapters " +
            text_of(table_.adapters()) + (table_.connected() ? "" : ", not connected");
 }
 
-// ---- ObserverOnHost ----
+// ---- Observer_On_Host ----
 
-ObserverOnHost::ObserverOnHost(const Hosts &hosts, int host)
+Observer_On_Host::Observer_On_Host(const Hosts &hosts, int host)
     : recording_(hosts, host, {BIN + "/engine_observer"}) {}
 
-void ObserverOnHost::collect() {
+void Observer_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {
         witness_.take(line);
         lines_.push_back(line);
     }
 }
 
-bool ObserverOnHost::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
+bool Observer_On_Host::wait_for(const std::function<bool()> &condition, const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();

@@ -1,6 +1,5 @@
 // wispd, its clients and the observer of the engine, inside the hosts of a cluster.
-#ifndef HB_TEST_CLUSTER_HOST_PROGRAMS_H
-#define HB_TEST_CLUSTER_HOST_PROGRAMS_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -17,20 +16,20 @@
 
 namespace hb_test {
 
-struct EnginePatience {
+struct Engine_Patience {
     int poll_milliseconds = 100;
     int grace_seconds = 10;
 };
 
 // A configuration file of wispd for a cluster that the engine reports. More text can be appended.
-std::string engine_cluster_file(const EnginePatience &patience = {}, const std::string &more = {});
+std::string engine_cluster_file(const Engine_Patience &patience = {}, const std::string &more = {});
 
 // One wispd, in the host's own /run. Its programs come from this build.
-class WispdOnHost {
+class Wispd_On_Host {
   public:
-    WispdOnHost(const Hosts &hosts, int host, const std::string &configuration = engine_cluster_file());
-    WispdOnHost(const WispdOnHost &) = delete;
-    WispdOnHost &operator=(const WispdOnHost &) = delete;
+    Wispd_On_Host(const Hosts &hosts, int host, const std::string &configuration = engine_cluster_file());
+    Wispd_On_Host(const Wispd_On_Host &) = delete;
+    Wispd_On_Host &operator=(const Wispd_On_Host &) = delete;
 
     static std::string socket() { return "/run/wisp"; }
 
@@ -61,14 +60,14 @@ class WispdOnHost {
   private:
     const Hosts &hosts_;
     int host_;
-    std::unique_ptr<ChildProcess> process_;
+    std::unique_ptr<Child_Process> process_;
 };
 
 // A program that writes lines as long as it runs.
 class Recording {
   public:
     Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
-              const ChildProcess::Environment &environment = {});
+              const Child_Process::Environment &environment = {});
 
     pid_t pid() const { return process_->pid(); }
     void send_signal(int signal) const { process_->send_signal(signal); }
@@ -79,18 +78,18 @@ class Recording {
     std::string errors() const { return process_->error_output(); }
 
   private:
-    std::unique_ptr<ChildProcess> process_;
+    std::unique_ptr<Child_Process> process_;
 };
 
 // A client that records everything from its start.
-class ClientOnHost {
+class Client_On_Host {
   public:
     // Another directory selects a client of another build.
-    ClientOnHost(const Hosts &hosts, int host, const std::string &programs = HB_TEST_BIN_DIR);
+    Client_On_Host(const Hosts &hosts, int host, const std::string &programs = HB_TEST_BIN_DIR);
 
     // Reads the new lines.
     void collect();
-    const ToldTable &table() const { return table_; }
+    const Told_Table &table() const { return table_; }
     const std::vector<Told> &told() const { return told_; }
     // Marks the current position, for tests that check the following events.
     std::size_t mark() {
@@ -118,13 +117,13 @@ class ClientOnHost {
 
     int host_;
     Recording recording_;
-    ToldTable table_;
+    Told_Table table_;
     std::vector<Told> told_;
 };
 
-class ObserverOnHost {
+class Observer_On_Host {
   public:
-    ObserverOnHost(const Hosts &hosts, int host);
+    Observer_On_Host(const Hosts &hosts, int host);
 
     void collect();
     const Witness &witness() const { return witness_; }
@@ -141,5 +140,3 @@ class ObserverOnHost {
 std::string text_of(const std::set<unsigned> &numbers);
 
 } // namespace hb_test
-
-#endif

@@ -1,14 +1,13 @@
 #include "tests/cluster/hosts.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <poll.h>
 #include <sstream>
 #include <stdexcept>
+#include <unistd.h>
 
 #include "tests/cluster/system_programs.h"
 
@@ -74,30 +73,30 @@ std::map<std::string, std::string> keys_of(const std::string &text) {
     return keys;
 }
 
-std::vector<std::string> map_question(EngineMap map) {
-    if (map == EngineMap::stats) {
+std::vector<std::string> map_question(Engine_Map map) {
+    if (map == Engine_Map::stats) {
         return {"corosync-cmapctl", "-m", "stats"};
     }
     return {"corosync-cmapctl"};
 }
 
 // Returns the output of one of the engine's tools; nothing if the tool does not end.
-std::string answer(const HostNamespaces &places, int host, const std::vector<std::string> &question) {
-    const std::unique_ptr<ChildProcess> tool = places.run(host, question);
+std::string answer(const Host_Namespaces &places, int host, const std::vector<std::string> &question) {
+    const std::unique_ptr<Child_Process> tool = places.run(host, question);
     return tool->wait(Deadline(LONGEST_ANSWER)) ? tool->output() : std::string();
 }
 
-bool share_an_address(const EngineNode &one, const EngineNode &other) {
+bool share_an_address(const Engine_Node &one, const Engine_Node &other) {
     return std::find_first_of(one.addresses.begin(), one.addresses.end(), other.addresses.begin(),
                               other.addresses.end()) != one.addresses.end();
 }
 
-std::vector<EngineNode> nodes_like(const HostNamespaces &places) {
-    std::vector<EngineNode> nodes;
+std::vector<Engine_Node> nodes_like(const Host_Namespaces &places) {
+    std::vector<Engine_Node> nodes;
     for (int host = 1; host <= places.hosts(); ++host) {
-        EngineNode node{static_cast<unsigned>(host), HostNamespaces::name(host), {}};
+        Engine_Node node{static_cast<unsigned>(host), Host_Namespaces::name(host), {}};
         for (int link = 0; link < places.networks(); ++link) {
-            node.addresses.push_back(HostNamespaces::address(host, link));
+            node.addresses.push_back(Host_Namespaces::address(host, link));
         }
         nodes.push_back(node);
     }
@@ -120,7 +119,7 @@ std::optional<std::string> why_no_hosts() {
     return reason;
 }
 
-Hosts::Hosts(int hosts, int links, const EngineSettings &settings)
+Hosts::Hosts(int hosts, int links, const Engine_Settings &settings)
     : places_(hosts, links), settings_(settings), first_nodes_(nodes_like(places_)), nodes_(first_nodes_),
       engines_(static_cast<std::size_t>(hosts)) {
     write_all();
@@ -152,9 +151,9 @@ void Hosts::start_all() {
 }
 
 void Hosts::stop(int host) {
-    ChildProcess &process = engine(host);
+    Child_Process &process = engine(host);
     process.send_signal(SIGTERM);
-    const std::optional<ChildEnd> end = process.wait();
+    const std::optional<Child_End> end = process.wait();
     engines_[at(host)].reset();
     if (!end || end->exit_status != 0) {
         throw std::runtime_error("the engine of " + places_.name(host) +
@@ -190,7 +189,7 @@ bool Hosts::running(int host) {
     return engines_[at(host)] && engines_[at(host)]->running();
 }
 
-ChildProcess &Hosts::engine(int host) {
+Child_Process &Hosts::engine(int host) {
     check(host);
     if (!engines_[at(host)]) {
         throw std::logic_error("the engine of " + places_.name(host) + " does not run");
@@ -210,9 +209,9 @@ void Hosts::check_engines() {
 
 // ---- Configuration ----
 
-EngineNode Hosts::node_of(int host) const {
+Engine_Node Hosts::node_of(int host) const {
     check(host);
-    for (const EngineNode &node : nodes_) {
+    for (const Engine_Node &node : nodes_) {
         if (share_an_address(node, first_nodes_[at(host)])) {
             return node;
         }
@@ -220,12 +219,12 @@ EngineNode Hosts::node_of(int host) const {
     return first_nodes_[at(host)];
 }
 
-void Hosts::set_nodes(const std::vector<EngineNode> &nodes) {
+void Hosts::set_nodes(const std::vector<Engine_Node> &nodes) {
     nodes_ = nodes;
     write_all();
 }
 
-void Hosts::set_settings(const EngineSettings &settings) {
+void Hosts::set_settings(const Engine_Settings &settings) {
     settings_ = settings;
     write_all();
 }
@@ -252,21 +251,21 @@ Reload Hosts::reload(int host) const {
 
 // ---- What an engine sees ----
 
-std::optional<EngineView> Hosts::view(int host) const {
+std::optional<Engine_View> Hosts::view(int host) const {
     const std::string text = answer(places_, host, {"corosync-quorumtool", "-s"});
     if (text.find("Membership information") == std::string::npos) {
         return std::nullopt;
     }
-    return EngineView{field(text, "Quorate") == "Yes", members_of(text), field(text, "Ring ID")};
+    return Engine_View{field(text, "Quorate") == "Yes", members_of(text), field(text, "Ring ID")};
 }
 
-std::map<std::string, std::string> Hosts::values(int host, const std::string &prefix, EngineMap map) const {
+std::map<std::string, std::string> Hosts::values(int host, const std::string &prefix, Engine_Map map) const {
     std::vector<std::string> question = map_question(map);
     question.push_back(prefix);
     return keys_of(answer(places_, host, question));
 }
 
-std::optional<std::string> Hosts::value(int host, const std::string &key, EngineMap map) const {
+std::optional<std::string> Hosts::value(int host, const std::string &key, Engine_Map map) const {
     std::vector<std::string> question = map_question(map);
     question.insert(question.end(), {"-g", key});
     const std::map<std::string, std::string> found = keys_of(answer(places_, host, question));
@@ -277,7 +276,7 @@ std::optional<bool> Hosts::reaches(int host, int peer, int link) const {
     const std::optional<std::string> connected = value(host,
                                                        "stats.knet.node" + std::to_string(node_of(peer).id) +
                                                            ".link" + std::to_string(link) + ".connected",
-                                                       EngineMap::stats);
+                                                       Engine_Map::stats);
     return connected ? std::optional(*connected == "1") : std::nullopt;
 }
 
@@ -313,7 +312,7 @@ bool Hosts::wait_for(const std::function<bool()> &condition, const Deadline &dea
 bool Hosts::wait_sees(int host, const std::set<unsigned> &members, const Deadline &deadline) {
     return wait_for(
         [&] {
-            const std::optional<EngineView> seen = view(host);
+            const std::optional<Engine_View> seen = view(host);
             return seen && seen->members == members;
         },
         deadline);
@@ -328,7 +327,7 @@ bool Hosts::wait_quorum(const Deadline &deadline) {
     return wait_for(
         [&] {
             for (int host = 1; host <= count(); ++host) {
-                const std::optional<EngineView> seen = engines_[at(host)] ? view(host) : std::nullopt;
+                const std::optional<Engine_View> seen = engines_[at(host)] ? view(host) : std::nullopt;
                 if (engines_[at(host)] && !(seen && seen->quorate && seen->members == nodes)) {
                     return false;
                 }
@@ -342,7 +341,7 @@ std::string Hosts::account() const {
     std::ostringstream text;
     for (int host = 1; host <= count(); ++host) {
         text << places_.name(host) << ':';
-        const std::optional<EngineView> seen = view(host);
+        const std::optional<Engine_View> seen = view(host);
         if (!seen) {
             text << " no answer\n";
             continue;

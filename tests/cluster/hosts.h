@@ -1,8 +1,7 @@
 // A real cluster on this machine: each host runs its own Corosync and is on every link.
 //
 // Hosts are numbered from 1, links from 0. The engine's own command line tools report what it sees.
-#ifndef HB_TEST_CLUSTER_HOSTS_H
-#define HB_TEST_CLUSTER_HOSTS_H
+#pragma once
 
 #include <functional>
 #include <map>
@@ -20,7 +19,7 @@ namespace hb_test {
 // Returns why no such cluster can run on this machine, and what to do about it; nothing if one can.
 std::optional<std::string> why_no_hosts();
 
-struct EngineView {
+struct Engine_View {
     bool quorate = false;
     std::set<unsigned> members; // node ids
     std::string ring;           // a new one with every change of membership
@@ -31,20 +30,20 @@ struct Reload {
     std::string message;
 };
 
-enum class EngineMap { cmap, stats };
+enum class Engine_Map { cmap, stats };
 
 class Hosts {
   public:
     // The hosts exist, but no engine runs yet. Each host is a node of the same name; its id is the host's
     // number.
-    explicit Hosts(int hosts, int links = 2, const EngineSettings &settings = {});
+    explicit Hosts(int hosts, int links = 2, const Engine_Settings &settings = {});
     Hosts(const Hosts &) = delete;
     Hosts &operator=(const Hosts &) = delete;
 
     int count() const { return places_.hosts(); }
     int links() const { return places_.networks(); }
-    HostNamespaces &places() { return places_; }
-    const HostNamespaces &places() const { return places_; }
+    Host_Namespaces &places() { return places_; }
+    const Host_Namespaces &places() const { return places_; }
 
     // ---- Engines ----
 
@@ -57,7 +56,7 @@ class Hosts {
     void restart(int host);
     bool running(int host);
     // For other signals, while it runs.
-    ChildProcess &engine(int host);
+    Child_Process &engine(int host);
 
     // ---- Links ----
 
@@ -66,12 +65,12 @@ class Hosts {
 
     // ---- Configuration ----
 
-    const std::vector<EngineNode> &nodes() const { return nodes_; }
-    EngineNode node_of(int host) const;
+    const std::vector<Engine_Node> &nodes() const { return nodes_; }
+    Engine_Node node_of(int host) const;
     // Writes the node list to every host. The engines read it at the next start or reload.
-    void set_nodes(const std::vector<EngineNode> &nodes);
+    void set_nodes(const std::vector<Engine_Node> &nodes);
     // The same for the other settings.
-    void set_settings(const EngineSettings &settings);
+    void set_settings(const Engine_Settings &settings);
     // For a configuration that is wrong, or differs from the other hosts'.
     void write_configuration(int host, const std::string &text) const;
     // Makes all engines read their configuration. This host's engine sends the request to all.
@@ -79,10 +78,10 @@ class Hosts {
 
     // ---- What an engine sees; nothing while it does not answer ----
 
-    std::optional<EngineView> view(int host) const;
-    std::optional<std::string> value(int host, const std::string &key, EngineMap map = EngineMap::cmap) const;
+    std::optional<Engine_View> view(int host) const;
+    std::optional<std::string> value(int host, const std::string &key, Engine_Map map = Engine_Map::cmap) const;
     std::map<std::string, std::string> values(int host, const std::string &prefix,
-                                              EngineMap map = EngineMap::cmap) const;
+                                              Engine_Map map = Engine_Map::cmap) const;
     // Returns whether the host's engine reaches the peer's node over the link.
     std::optional<bool> reaches(int host, int peer, int link) const;
     std::string log(int host) const;
@@ -105,13 +104,11 @@ class Hosts {
     std::set<unsigned> running_nodes();
     bool wait_for(const std::function<bool()> &condition, const Deadline &deadline);
 
-    HostNamespaces places_;
-    EngineSettings settings_;
-    std::vector<EngineNode> first_nodes_; // by host
-    std::vector<EngineNode> nodes_;
-    std::vector<std::unique_ptr<ChildProcess>> engines_; // by host; null while it must not run
+    Host_Namespaces places_;
+    Engine_Settings settings_;
+    std::vector<Engine_Node> first_nodes_; // by host
+    std::vector<Engine_Node> nodes_;
+    std::vector<std::unique_ptr<Child_Process>> engines_; // by host; null while it must not run
 };
 
 } // namespace hb_test
-
-#endif

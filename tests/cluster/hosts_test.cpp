@@ -1,11 +1,10 @@
-#include <sys/stat.h>
-
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 
@@ -87,13 +86,13 @@ TEST_F(HostsTest, ACutLinkIsSeenByBothEndsAndTheOtherLinkCarriesOn) {
         ASSERT_TRUE(hosts.wait_reaches(2, 1, link, true));
     }
     const std::string downs = "stats.knet.node2.link1.down_count";
-    const unsigned long before = number_of(hosts.value(1, downs, EngineMap::stats));
+    const unsigned long before = number_of(hosts.value(1, downs, Engine_Map::stats));
     hosts.cut(2, 1);
     EXPECT_TRUE(hosts.wait_reaches(1, 2, 1, false));
     EXPECT_TRUE(hosts.wait_reaches(2, 1, 1, false));
     EXPECT_TRUE(hosts.wait_reaches(1, 2, 0, true));
     EXPECT_TRUE(hosts.wait_reaches(1, 3, 1, true));
-    EXPECT_GT(number_of(hosts.value(1, downs, EngineMap::stats)), before);
+    EXPECT_GT(number_of(hosts.value(1, downs, Engine_Map::stats)), before);
     EXPECT_THAT(hosts.places().run_to_end(2, {"ip", "-o", "link", "show", "link1"}).output,
                 HasSubstr("NO-CARRIER"));
     EXPECT_TRUE(hosts.wait_sees(1, {1, 2, 3})) << hosts.account();
@@ -128,7 +127,7 @@ TEST_F(HostsTest, AnEngineThatIsHeldUpLeavesAndGivesNoAnswerUntilItGoesOn) {
 
 TEST_F(HostsTest, ANodeListThatGrowsAndShrinksIsTakenOverByAReload) {
     Hosts hosts(3, 1);
-    const std::vector<EngineNode> all = hosts.nodes();
+    const std::vector<Engine_Node> all = hosts.nodes();
     hosts.set_nodes({all[0], all[1]});
     hosts.start(1);
     hosts.start(2);
@@ -160,7 +159,7 @@ TEST_F(HostsTest, AConfigurationThatIsWrongIsRejectedAndTheEngineGoesOnWithTheOl
 
 TEST_F(HostsTest, NodesMayHaveLargeIdentifiersAndNamesThatAreNotTheHosts) {
     Hosts hosts(2, 1);
-    std::vector<EngineNode> nodes = hosts.nodes();
+    std::vector<Engine_Node> nodes = hosts.nodes();
     nodes[0].id = 60000;
     nodes[1].name = "basement";
     hosts.set_nodes(nodes);
@@ -187,7 +186,7 @@ TEST_F(HostsTest, AnEngineThatCannotStartIsToldWithItsOwnWords) {
 // ---- Hosts without engines ----
 
 TEST_F(HostsTest, AProgramInsideAHostHasItsNameItsRunAndItsAddresses) {
-    const HostNamespaces places(2, 2);
+    const Host_Namespaces places(2, 2);
     EXPECT_EQ(places.run_to_end(2, {"hostname"}).output, "host2\n");
     EXPECT_EQ(places.run_to_end(2, {"pwd"}).output, "/\n");
     const Finished addresses = places.run_to_end(2, {"ip", "-o", "-4", "addr"});
@@ -203,20 +202,20 @@ TEST_F(HostsTest, AProgramInsideAHostHasItsNameItsRunAndItsAddresses) {
 }
 
 TEST_F(HostsTest, AProgramInsideAHostIsAChildWithPipesThatSignalsReach) {
-    const HostNamespaces places(1, 1);
-    const std::unique_ptr<ChildProcess> reader =
+    const Host_Namespaces places(1, 1);
+    const std::unique_ptr<Child_Process> reader =
         places.run(1, {"sh", "-c", "read line; echo \"$line $WORD\"; exec cat"}, {{"WORD", "world"}});
     reader->write_input("hello\n");
     EXPECT_EQ(reader->read_line(), "hello world");
     EXPECT_EQ(network_namespace(reader->pid()), network_namespace(places.holders()[0]));
     reader->send_signal(SIGTERM);
-    const std::optional<ChildEnd> end = reader->wait();
+    const std::optional<Child_End> end = reader->wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->signal, SIGTERM);
 }
 
 TEST_F(HostsTest, HostsReachEachOtherOnEveryNetworkThatIsNotCut) {
-    HostNamespaces places(2, 2);
+    Host_Namespaces places(2, 2);
     const auto reaches = [&](const std::string &address) {
         return places.run_to_end(1, {"bash", "-c", "exec 3<>/dev/tcp/" + address + "/9"}).errors;
     };
@@ -234,12 +233,12 @@ TEST_F(HostsTest, HostsReachEachOtherOnEveryNetworkThatIsNotCut) {
 }
 
 TEST_F(HostsTest, WhatIsNotThereIsRefusedByName) {
-    HostNamespaces places(2, 1);
+    Host_Namespaces places(2, 1);
     EXPECT_THROW(places.cut(3, 0), std::invalid_argument);
     EXPECT_THROW(places.cut(1, 1), std::invalid_argument);
     EXPECT_THROW(places.run(0, {"true"}), std::invalid_argument);
-    EXPECT_THROW(HostNamespaces(0, 1), std::invalid_argument);
-    EXPECT_THROW(HostNamespaces(1, 9), std::invalid_argument);
+    EXPECT_THROW(Host_Namespaces(0, 1), std::invalid_argument);
+    EXPECT_THROW(Host_Namespaces(1, 9), std::invalid_argument);
 }
 
 // ---- Nothing is left ----

@@ -1,10 +1,9 @@
 #include "tests/cluster/namespace_sweep.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "tests/support/unique_fd.h"
 
@@ -17,7 +16,7 @@ void kill_one_of(pid_t process, const std::set<std::string> &namespaces) {
     if (process <= 1) {
         return;
     }
-    const UniqueFd handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    const Unique_Fd handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
     if (handle && namespaces.count(network_namespace(process)) != 0) {
         syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0);
     }

@@ -1,11 +1,9 @@
 // Finds and ends the processes in a network namespace.
-#ifndef HB_TEST_CLUSTER_NAMESPACE_SWEEP_H
-#define HB_TEST_CLUSTER_NAMESPACE_SWEEP_H
-
-#include <sys/types.h>
+#pragma once
 
 #include <set>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 #include "tests/support/deadline.h"
@@ -20,5 +18,3 @@ bool end_processes_in(const std::set<std::string> &namespaces, const std::set<pi
                       const Deadline &deadline = Deadline());
 
 } // namespace hb_test
-
-#endif

@@ -1,16 +1,14 @@
 // This machine's interfaces, as the kernel reports them, in the test's own network namespace.
-#include "engine/netlink_interfaces.h"
-
-#include <poll.h>
-#include <sched.h>
-
 #include <cstdlib>
 #include <memory>
+#include <poll.h>
+#include <sched.h>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
+#include "engine/netlink_interfaces.h"
 #include "tests/cluster/cluster_test.h"
 #include "tests/support/deadline.h"
 

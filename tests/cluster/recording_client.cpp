@@ -16,18 +16,17 @@
 //   route N ADDRESS...                              or "error E"
 //
 // Commands on its input: "table", "routes N...". It ends when its input ends.
-#include <poll.h>
-#include <unistd.h>
-
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <map>
 #include <memory>
+#include <poll.h>
 #include <set>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "hb_client.h"

@@ -59,12 +59,12 @@ std::vector<std::string> told_by_client(const Words &words) {
 
 } // namespace
 
-ChildProcess::Environment corosync_service_preloaded() {
+Child_Process::Environment corosync_service_preloaded() {
     const char *options = std::getenv("ASAN_OPTIONS");
     // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
     return {{"LD_PRELOAD", std::string(HB_TEST_BIN_DIR) + "/../lib/libqz_mox_corosync.so"},
             {"ASAN_OPTIONS", std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0"},
-            {"HB_SERVER_SOCKET", WispdOnHost::socket()},
+            {"HB_SERVER_SOCKET", Wispd_On_Host::socket()},
             {"HA_DOMAIN_NAME", ""},
             {"HA_SYSPAR_NAME", ""}};
 }
@@ -77,15 +77,16 @@ std::vector<std::string> told_in_line(const std::string &line) {
     return words.size() >= 3 && words[0] == "event" ? told_by_client(words) : std::vector<std::string>();
 }
 
-ServiceClientOnHost::ServiceClientOnHost(const Hosts &hosts, int host, const std::vector<std::string> &program,
-                                         const ChildProcess::Environment &environment)
+Service_Client_On_Host::Service_Client_On_Host(const Hosts &hosts, int host,
+                                               const std::vector<std::string> &program,
+                                               const Child_Process::Environment &environment)
     : recording_(hosts, host, program, [&] {
-          ChildProcess::Environment all = corosync_service_preloaded();
+          Child_Process::Environment all = corosync_service_preloaded();
           all.insert(all.end(), environment.begin(), environment.end());
           return all;
       }()) {}
 
-void ServiceClientOnHost::collect() {
+void Service_Client_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {
         lines_.push_back(line);
         for (const std::string &told : told_in_line(line)) {
@@ -94,7 +95,7 @@ void ServiceClientOnHost::collect() {
     }
 }
 
-void ServiceClientOnHost::take(const std::string &told) {
+void Service_Client_On_Host::take(const std::string &told) {
     told_.push_back(told);
     const Words words = words_of(told);
     if (words.size() != 3) {
@@ -107,7 +108,7 @@ void ServiceClientOnHost::take(const std::string &told) {
     }
 }
 
-bool ServiceClientOnHost::wait_line(const std::string &line, const Deadline &deadline) {
+bool Service_Client_On_Host::wait_line(const std::string &line, const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();
@@ -116,8 +117,8 @@ bool ServiceClientOnHost::wait_line(const std::string &line, const Deadline &dea
         deadline);
 }
 
-bool ServiceClientOnHost::wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
-                                  const Deadline &deadline) {
+bool Service_Client_On_Host::wait_up(const std::set<unsigned> &nodes, const std::set<unsigned> &adapters,
+                                     const Deadline &deadline) {
     return wait_until(
         [&] {
             collect();
@@ -126,7 +127,7 @@ bool ServiceClientOnHost::wait_up(const std::set<unsigned> &nodes, const std::se
         deadline);
 }
 
-bool ServiceClientOnHost::wait_told(std::size_t mark, const std::string &what, const Deadline &deadline) {
+bool Service_Client_On_Host::wait_told(std::size_t mark, const std::string &what, const Deadline &deadline) {
     return wait_until(
         [&] {
             const std::vector<std::string> told = told_since(mark);
@@ -135,17 +136,17 @@ bool ServiceClientOnHost::wait_told(std::size_t mark, const std::string &what, c
         deadline);
 }
 
-std::size_t ServiceClientOnHost::mark() {
+std::size_t Service_Client_On_Host::mark() {
     collect();
     return told_.size();
 }
 
-std::vector<std::string> ServiceClientOnHost::told_since(std::size_t mark) {
+std::vector<std::string> Service_Client_On_Host::told_since(std::size_t mark) {
     collect();
     return {told_.begin() + static_cast<std::ptrdiff_t>(mark), told_.end()};
 }
 
-std::string ServiceClientOnHost::account() const {
+std::string Service_Client_On_Host::account() const {
     std::string text = "the client printed:\n";
     for (const std::string &line : lines_) {
         text += line + "\n";

@@ -1,6 +1,5 @@
 // A program inside a host of a cluster, with the cluster service for that host's engine loaded.
-#ifndef HB_TEST_CLUSTER_SERVICE_ON_HOST_H
-#define HB_TEST_CLUSTER_SERVICE_ON_HOST_H
+#pragma once
 
 #include <map>
 #include <set>
@@ -12,17 +11,17 @@
 namespace hb_test {
 
 // The setting that makes a program of this build load the service.
-ChildProcess::Environment corosync_service_preloaded();
+Child_Process::Environment corosync_service_preloaded();
 
 // The events that a client prints, one member a line: "death adapter 144", "join node 3", "configuration". Its
 // first report of members appears as "group node 3". Understands the example of cluster-event mode and the
 // system tests' client.
 std::vector<std::string> told_in_line(const std::string &line);
 
-class ServiceClientOnHost {
+class Service_Client_On_Host {
   public:
-    ServiceClientOnHost(const Hosts &hosts, int host, const std::vector<std::string> &program,
-                        const ChildProcess::Environment &environment = {});
+    Service_Client_On_Host(const Hosts &hosts, int host, const std::vector<std::string> &program,
+                           const Child_Process::Environment &environment = {});
 
     void order(const std::string &command) { recording_.order(command); }
     // Waits for exactly this line.
@@ -53,5 +52,3 @@ class ServiceClientOnHost {
 };
 
 } // namespace hb_test
-
-#endif

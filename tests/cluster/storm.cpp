@@ -1,12 +1,11 @@
 #include "tests/cluster/storm.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <ostream>
+#include <poll.h>
 
 namespace hb_test {
 namespace {
@@ -54,7 +53,7 @@ std::string link_text(const std::pair<int, int> &link) {
 
 } // namespace
 
-Storm::Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress)
+Storm::Storm(Engine_Cluster &cluster, unsigned seed, std::ostream *progress)
     : cluster_(cluster), progress_(progress), random_(seed), all_nodes_(cluster.hosts().nodes()),
       faults_(all_faults()) {}
 
@@ -88,7 +87,7 @@ void Storm::leave_out(const std::string &kind) {
     std::erase_if(faults_, [&](const Fault &fault) { return fault.kind.starts_with(kind); });
 }
 
-StormOutcome Storm::run(unsigned faults) {
+Storm_Outcome Storm::run(unsigned faults) {
     began_ = now();
     for (unsigned i = 0; i < faults && outcome_.good(); ++i) {
         make_one();
@@ -199,9 +198,9 @@ void Storm::compare() {
         complain(complaint);
     }
     for (int host = 1; host <= hosts.count(); ++host) {
-        ClientOnHost &client = cluster_.client(host);
+        Client_On_Host &client = cluster_.client(host);
         // The engine's own tools are the final authority. The client program's own table is compared with them.
-        const std::optional<EngineView> view = hosts.view(host);
+        const std::optional<Engine_View> view = hosts.view(host);
         if (!view || view->members != client.table().nodes()) {
             complain(client.account() + "; the engine's tool tells otherwise:\n" + hosts.account());
         }
@@ -246,9 +245,9 @@ void Storm::compare() {
 // ---- Possible targets ----
 
 bool Storm::is_node(int host) const {
-    const std::vector<EngineNode> &nodes = cluster_.hosts().nodes();
+    const std::vector<Engine_Node> &nodes = cluster_.hosts().nodes();
     return std::any_of(nodes.begin(), nodes.end(),
-                       [&](const EngineNode &node) { return node.id == static_cast<unsigned>(host); });
+                       [&](const Engine_Node &node) { return node.id == static_cast<unsigned>(host); });
 }
 
 std::vector<int> Storm::running() const {
@@ -372,20 +371,20 @@ bool Storm::reload_until_taken() {
 
 std::string Storm::remove_node() {
     const int host = one_of(removable());
-    std::vector<EngineNode> nodes = cluster_.hosts().nodes();
-    std::erase_if(nodes, [&](const EngineNode &node) { return node.id == static_cast<unsigned>(host); });
+    std::vector<Engine_Node> nodes = cluster_.hosts().nodes();
+    std::erase_if(nodes, [&](const Engine_Node &node) { return node.id == static_cast<unsigned>(host); });
     cluster_.hosts().set_nodes(nodes);
     return host_text(host) + (reload_until_taken() ? "" : ", not taken");
 }
 
 std::string Storm::add_node() {
-    std::vector<EngineNode> missing = all_nodes_;
-    std::erase_if(missing, [&](const EngineNode &node) { return is_node(static_cast<int>(node.id)); });
-    const EngineNode added = one_of(missing);
-    std::vector<EngineNode> nodes = cluster_.hosts().nodes();
+    std::vector<Engine_Node> missing = all_nodes_;
+    std::erase_if(missing, [&](const Engine_Node &node) { return is_node(static_cast<int>(node.id)); });
+    const Engine_Node added = one_of(missing);
+    std::vector<Engine_Node> nodes = cluster_.hosts().nodes();
     nodes.push_back(added);
     std::sort(nodes.begin(), nodes.end(),
-              [](const EngineNode &one, const EngineNode &other) { return one.id < other.id; });
+              [](const Engine_Node &one, const Engine_Node &other) { return one.id < other.id; });
     cluster_.hosts().set_nodes(nodes);
     return host_text(static_cast<int>(added.id)) + (reload_until_taken() ? "" : ", not taken");
 }
@@ -396,8 +395,8 @@ std::string Storm::reload_unchanged() {
 
 // The address of a link does not change while an engine runs.
 std::string Storm::reload_rejected() {
-    const std::vector<EngineNode> nodes = cluster_.hosts().nodes();
-    std::vector<EngineNode> moved = nodes;
+    const std::vector<Engine_Node> nodes = cluster_.hosts().nodes();
+    std::vector<Engine_Node> moved = nodes;
     moved[0].addresses[0] = "10.91.0.200";
     cluster_.hosts().set_nodes(moved);
     const bool taken = reload();
@@ -407,7 +406,7 @@ std::string Storm::reload_rejected() {
 
 std::string Storm::restart_wispd(bool kill) {
     const int host = one_of(observed());
-    WispdOnHost &wispd = cluster_.wispd(host);
+    Wispd_On_Host &wispd = cluster_.wispd(host);
     if (kill) {
         wispd.kill();
     } else if (const testing::AssertionResult stopped = wispd.stop(); !stopped) {

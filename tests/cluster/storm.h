@@ -7,8 +7,7 @@
 // No operator may do two things to this engine, and no storm does them. One is to leave hosts that reach each
 // other only through a third. The other is to run engines with different node lists. Neither can become one
 // membership, and such engines retry without a pause.
-#ifndef HB_TEST_CLUSTER_STORM_H
-#define HB_TEST_CLUSTER_STORM_H
+#pragma once
 
 #include <map>
 #include <random>
@@ -19,7 +18,7 @@
 
 namespace hb_test {
 
-struct StormOutcome {
+struct Storm_Outcome {
     std::map<std::string, unsigned> faults; // by kind
     unsigned hasty = 0;                     // came while the previous one was in progress
     unsigned settled = 0;                   // came after everything had settled
@@ -39,12 +38,12 @@ struct StormOutcome {
 class Storm {
   public:
     // The cluster must be started. Everything that happens is also written to the stream, if there is one.
-    Storm(EngineCluster &cluster, unsigned seed, std::ostream *progress = nullptr);
+    Storm(Engine_Cluster &cluster, unsigned seed, std::ostream *progress = nullptr);
     // Excludes faults whose names begin like this.
     void leave_out(const std::string &kind);
 
     // Makes that many faults, repairs everything, and compares every client's events with what its engine did.
-    StormOutcome run(unsigned faults);
+    Storm_Outcome run(unsigned faults);
 
   private:
     struct Fault {
@@ -94,20 +93,18 @@ class Storm {
         return std::uniform_real_distribution<double>(low, high)(random_);
     }
 
-    EngineCluster &cluster_;
+    Engine_Cluster &cluster_;
     std::ostream *progress_;
     std::mt19937 random_;
-    std::vector<EngineNode> all_nodes_;
+    std::vector<Engine_Node> all_nodes_;
     std::set<std::pair<int, int>> cut_;
     std::vector<Fault> faults_;
-    StormOutcome outcome_;
+    Storm_Outcome outcome_;
     double began_ = 0;
 };
 
 // A report for people: the faults, the machine, the clients' events and their delays, and whether they were
 // correct.
-std::string storm_report(const StormOutcome &outcome, const EngineCluster &cluster, unsigned seed);
+std::string storm_report(const Storm_Outcome &outcome, const Engine_Cluster &cluster, unsigned seed);
 
 } // namespace hb_test
-
-#endif

@@ -1,5 +1,3 @@
-#include <sys/utsname.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -7,6 +5,7 @@
 #include <fstream>
 #include <numeric>
 #include <sstream>
+#include <sys/utsname.h>
 #include <thread>
 
 #include "tests/cluster/storm.h"
@@ -78,7 +77,7 @@ void write_delays(std::ostream &text, const std::map<std::string, std::vector<do
 
 } // namespace
 
-std::string storm_report(const StormOutcome &outcome, const EngineCluster &cluster, unsigned seed) {
+std::string storm_report(const Storm_Outcome &outcome, const Engine_Cluster &cluster, unsigned seed) {
     const Hosts &hosts = cluster.hosts();
     const unsigned faults = std::accumulate(outcome.faults.begin(), outcome.faults.end(), 0U,
                                             [](unsigned sum, const auto &kind) { return sum + kind.second; });

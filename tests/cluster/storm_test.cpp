@@ -10,9 +10,9 @@ namespace {
 class StormTest : public ClusterTest {};
 
 TEST_F(StormTest, TenRandomFaultsAreToldAsTheyWere) {
-    EngineCluster cluster(4, 2, {100, 5});
+    Engine_Cluster cluster(4, 2, {100, 5});
     ASSERT_TRUE(cluster.start()) << cluster.account();
-    const StormOutcome outcome = Storm(cluster, 20261121).run(10);
+    const Storm_Outcome outcome = Storm(cluster, 20261121).run(10);
     EXPECT_THAT(outcome.complaints, testing::IsEmpty());
     if (!outcome.good()) {
         ADD_FAILURE() << storm_report(outcome, cluster, 20261121);

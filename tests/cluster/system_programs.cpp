@@ -1,9 +1,8 @@
 #include "tests/cluster/system_programs.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <sstream>
+#include <unistd.h>
 
 namespace hb_test {
 namespace {
@@ -25,7 +24,7 @@ bool can_be_found(const std::string &program) {
 
 } // namespace
 
-ChildProcess::Environment with_system_path() {
+Child_Process::Environment with_system_path() {
     return {{"PATH", system_path()}};
 }
 

@@ -1,6 +1,5 @@
 // Finds the system administrator's programs, which are not in the PATH of ordinary users.
-#ifndef HB_TEST_CLUSTER_SYSTEM_PROGRAMS_H
-#define HB_TEST_CLUSTER_SYSTEM_PROGRAMS_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -11,10 +10,8 @@
 namespace hb_test {
 
 // The current PATH with the system's directories in front.
-ChildProcess::Environment with_system_path();
+Child_Process::Environment with_system_path();
 // The first program that is not found by this PATH.
 std::optional<std::string> missing_program(const std::vector<std::string> &programs);
 
 } // namespace hb_test
-
-#endif

@@ -77,9 +77,9 @@ Told told_by(const std::string &line) {
     return told;
 }
 
-// ---- ToldTable ----
+// ---- Told_Table ----
 
-std::set<unsigned> ToldTable::adapters() const {
+std::set<unsigned> Told_Table::adapters() const {
     std::set<unsigned> all;
     for (const auto &[adapter, incarnation] : adapters_) {
         all.insert(adapter);
@@ -87,11 +87,11 @@ std::set<unsigned> ToldTable::adapters() const {
     return all;
 }
 
-void ToldTable::object(const Told &told, const std::string &what) {
+void Told_Table::object(const Told &told, const std::string &what) {
     objections_.push_back(what + ": " + told.line);
 }
 
-void ToldTable::take(const Told &told) {
+void Told_Table::take(const Told &told) {
     check_sequence(told);
     switch (told.kind) {
     case Kind::connected:
@@ -122,7 +122,7 @@ void ToldTable::take(const Told &told) {
     check_whole(told);
 }
 
-void ToldTable::check_sequence(const Told &told) {
+void Told_Table::check_sequence(const Told &told) {
     if (told.sequence == 0) {
         return;
     }
@@ -136,7 +136,7 @@ void ToldTable::check_sequence(const Told &told) {
 }
 
 // A new connection begins with a new state. The incarnations of a restarted daemon may begin again as well.
-void ToldTable::connect(const Told &told) {
+void Told_Table::connect(const Told &told) {
     connected_ = true;
     local_node_ = told.local_node;
     sequence_ = 0;
@@ -147,7 +147,7 @@ void ToldTable::connect(const Told &told) {
     removed_.clear();
 }
 
-void ToldTable::configure(const Told &told) {
+void Told_Table::configure(const Told &told) {
     configured_nodes_ = told.nodes;
     configured_adapters_.clear();
     for (const auto &[adapter, address] : told.addresses) {
@@ -161,7 +161,7 @@ void ToldTable::configure(const Told &told) {
     removed_.clear();
 }
 
-void ToldTable::account(const Told &told) {
+void Told_Table::account(const Told &told) {
     bool &has = told.of_nodes ? has_nodes_ : has_adapters_;
     if (has) {
         object(told, "a second account");
@@ -177,7 +177,7 @@ void ToldTable::account(const Told &told) {
     }
 }
 
-void ToldTable::die(const Told &told) {
+void Told_Table::die(const Told &told) {
     check_failure(told);
     if (told.members.empty()) {
         object(told, "nobody's death");
@@ -204,7 +204,7 @@ void ToldTable::die(const Told &told) {
 }
 
 // The library passes on the identifier of each node death; all identifiers differ.
-void ToldTable::check_failure(const Told &told) {
+void Told_Table::check_failure(const Told &told) {
     if (told.of_nodes && told.id.empty()) {
         object(told, "a death without a failure identifier");
     } else if (told.of_nodes && !ids_.insert(told.id).second) {
@@ -212,7 +212,7 @@ void ToldTable::check_failure(const Told &told) {
     }
 }
 
-void ToldTable::join(const Told &told) {
+void Told_Table::join(const Told &told) {
     if (told.members.empty()) {
         object(told, "nobody's join");
     }
@@ -235,7 +235,7 @@ void ToldTable::join(const Told &told) {
 }
 
 // Adapters die and join before their nodes, so adapters without a node exist only between the two events.
-void ToldTable::check_whole(const Told &told) {
+void Told_Table::check_whole(const Told &told) {
     if (!has_nodes_ || !has_adapters_ || told.is(Kind::join, false)) {
         return;
     }

@@ -1,6 +1,5 @@
 // The events of a recording client, line by line, and the events that must never arrive.
-#ifndef HB_TEST_CLUSTER_TOLD_H
-#define HB_TEST_CLUSTER_TOLD_H
+#pragma once
 
 #include <map>
 #include <set>
@@ -41,7 +40,7 @@ struct Told {
 Told told_by(const std::string &line);
 
 // The members that are up by one client's events, and the errors in those events.
-class ToldTable {
+class Told_Table {
   public:
     void take(const Told &told);
 
@@ -81,5 +80,3 @@ class ToldTable {
 };
 
 } // namespace hb_test
-
-#endif

@@ -43,8 +43,8 @@ class WispdOnCorosyncTest : public ClusterTest {
         return complaints;
     }
 
-    EngineCluster &start(int hosts, const EnginePatience &patience = {}) {
-        cluster_ = std::make_unique<EngineCluster>(hosts, 2, patience);
+    Engine_Cluster &start(int hosts, const Engine_Patience &patience = {}) {
+        cluster_ = std::make_unique<Engine_Cluster>(hosts, 2, patience);
         EXPECT_TRUE(cluster_->start()) << cluster_->account();
         return *cluster_;
     }
@@ -57,7 +57,7 @@ class WispdOnCorosyncTest : public ClusterTest {
         return text;
     }
 
-    std::unique_ptr<EngineCluster> cluster_;
+    std::unique_ptr<Engine_Cluster> cluster_;
 };
 
 // One line for each member of each event, in the order of the events. Members that die together may share an
@@ -81,18 +81,18 @@ std::vector<std::string> one_by_one(const std::vector<std::string> &events) {
     return all;
 }
 
-std::vector<std::string> told_since(ClientOnHost &client, std::size_t mark) {
+std::vector<std::string> told_since(Client_On_Host &client, std::size_t mark) {
     return one_by_one(client.events_since(mark));
 }
 
 // Links flap on a busy machine, and clients receive those events too; the model accounts for them. The events
 // of the test's own faults must be among those received.
-bool wait_all_told(ClientOnHost &client, std::size_t mark, const std::vector<std::string> &expected) {
+bool wait_all_told(Client_On_Host &client, std::size_t mark, const std::vector<std::string> &expected) {
     return client.wait_for([&] { return testing::Matches(IsSupersetOf(expected))(told_since(client, mark)); });
 }
 
 // The events about this: "node", "adapter 97", "configuration".
-std::vector<std::string> told_of(const std::string &what, ClientOnHost &client, std::size_t mark) {
+std::vector<std::string> told_of(const std::string &what, Client_On_Host &client, std::size_t mark) {
     std::vector<std::string> events = told_since(client, mark);
     std::erase_if(events, [&](const std::string &event) {
         const std::size_t found = event.find(what);
@@ -104,7 +104,7 @@ std::vector<std::string> told_of(const std::string &what, ClientOnHost &client, 
 
 TEST_F(WispdOnCorosyncTest, AReloadThatIsAskedForBeforeTheEngineIsThereComesAfterTheStart) {
     Hosts hosts(1);
-    WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 120}));
+    Wispd_On_Host wispd(hosts, 1, engine_cluster_file({100, 120}));
     wispd.launch();
     ASSERT_TRUE(wispd.wait_logged("Corosync unreachable")) << wispd.log();
     wispd.send_signal(SIGHUP);
@@ -118,7 +118,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatAnswersNothingIsNotWaitedForLongerThanOn
     hosts.start(1);
     ASSERT_TRUE(hosts.wait_quorum());
     hosts.engine(1).send_signal(SIGSTOP);
-    WispdOnHost wispd(hosts, 1, engine_cluster_file({100, 1}));
+    Wispd_On_Host wispd(hosts, 1, engine_cluster_file({100, 1}));
     wispd.launch();
     EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
     EXPECT_THAT(wispd.log(), HasSubstr("wispd: Corosync is running but does not respond"));
@@ -126,8 +126,8 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatAnswersNothingIsNotWaitedForLongerThanOn
 }
 
 TEST_F(WispdOnCorosyncTest, TheFirstTableHasTheEnginesNodesNamesAddressesAndLinks) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost &client = cluster.client(2);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host &client = cluster.client(2);
     EXPECT_EQ(client.table().nodes(), (std::set<unsigned>{1, 2, 3}));
     EXPECT_EQ(client.table().adapters(), (std::set<unsigned>{48, 49, 96, 97, 144, 145}));
     const auto configuration = std::find_if(client.told().begin(), client.told().end(), [](const Told &told) {
@@ -151,8 +151,8 @@ TEST_F(WispdOnCorosyncTest, TheFirstTableHasTheEnginesNodesNamesAddressesAndLink
 }
 
 TEST_F(WispdOnCorosyncTest, AKilledNeighbourLosesItsAdaptersAndThenItsNodeAndComesBackAnew) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host &client = cluster.client(1);
     const std::map<unsigned, unsigned> before = client.table().incarnations();
     std::size_t mark = client.mark();
     cluster.hosts().kill(3);
@@ -173,8 +173,8 @@ TEST_F(WispdOnCorosyncTest, AKilledNeighbourLosesItsAdaptersAndThenItsNodeAndCom
 }
 
 TEST_F(WispdOnCorosyncTest, ANeighbourThatLeavesInGoodOrderIsDeadAllTheSame) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost &client = cluster.client(2);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host &client = cluster.client(2);
     const std::size_t mark = client.mark();
     cluster.hosts().stop(1);
     ASSERT_TRUE(client.wait_up({2, 3}, {96, 97, 144, 145})) << cluster.account();
@@ -185,7 +185,7 @@ TEST_F(WispdOnCorosyncTest, ANeighbourThatLeavesInGoodOrderIsDeadAllTheSame) {
 }
 
 TEST_F(WispdOnCorosyncTest, ACutLinkIsTheDeathOfItsAdaptersAndOfNobodyElse) {
-    EngineCluster &cluster = start(3);
+    Engine_Cluster &cluster = start(3);
     const std::size_t mark_1 = cluster.client(1).mark();
     const std::size_t mark_2 = cluster.client(2).mark();
     cluster.hosts().cut(2, 1);
@@ -202,8 +202,8 @@ TEST_F(WispdOnCorosyncTest, ACutLinkIsTheDeathOfItsAdaptersAndOfNobodyElse) {
 }
 
 TEST_F(WispdOnCorosyncTest, AnOwnAdapterFollowsItsInterfaceAlsoWithoutAnEngine) {
-    EngineCluster &cluster = start(2, {100, 60});
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(2, {100, 60});
+    Client_On_Host &client = cluster.client(1);
     cluster.hosts().kill(1);
     ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync disconnected"));
     const std::size_t mark = client.mark();
@@ -221,8 +221,8 @@ TEST_F(WispdOnCorosyncTest, AnOwnAdapterFollowsItsInterfaceAlsoWithoutAnEngine) 
 }
 
 TEST_F(WispdOnCorosyncTest, ALinkThatWentAndCameBackUnseenIsToldAsDeathAndJoin) {
-    EngineCluster &cluster = start(2);
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(2);
+    Client_On_Host &client = cluster.client(1);
     const unsigned before = client.table().incarnations().at(97);
     const std::size_t mark = client.mark();
     const auto engine_has = [&](bool up) {
@@ -241,8 +241,8 @@ TEST_F(WispdOnCorosyncTest, ALinkThatWentAndCameBackUnseenIsToldAsDeathAndJoin) 
 }
 
 TEST_F(WispdOnCorosyncTest, ANeighbourThatWentAndCameBackUnseenIsToldAsDeathAndJoin) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host &client = cluster.client(1);
     const std::size_t mark = client.mark();
     cluster.wispd(1).send_signal(SIGSTOP);
     cluster.hosts().kill(3);
@@ -261,8 +261,8 @@ TEST_F(WispdOnCorosyncTest, ANeighbourThatWentAndCameBackUnseenIsToldAsDeathAndJ
 }
 
 TEST_F(WispdOnCorosyncTest, RoutesAreADirectHopOnTheFirstLinkThatIsUp) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host &client = cluster.client(1);
     const auto route_becomes = [&](unsigned node, const std::string &route) {
         return wait_until([&] { return client.route(node) == route; });
     };
@@ -279,10 +279,10 @@ TEST_F(WispdOnCorosyncTest, RoutesAreADirectHopOnTheFirstLinkThatIsUp) {
 // ---- The configuration ----
 
 TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
-    EngineCluster &cluster = start(3);
+    Engine_Cluster &cluster = start(3);
     Hosts &hosts = cluster.hosts();
-    ClientOnHost &client = cluster.client(1);
-    const std::vector<EngineNode> all = hosts.nodes();
+    Client_On_Host &client = cluster.client(1);
+    const std::vector<Engine_Node> all = hosts.nodes();
     hosts.stop(3);
     ASSERT_TRUE(client.wait_up({1, 2}, {48, 49, 96, 97})) << cluster.account();
     const std::size_t mark = client.mark();
@@ -293,7 +293,7 @@ TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
         hosts.write_configuration(host, "totem {\n    version: 2\n    token: much\n}\n");
     }
     EXPECT_FALSE(hosts.reload(1).accepted);
-    std::vector<EngineNode> moved = all;
+    std::vector<Engine_Node> moved = all;
     moved[1].addresses[0] = "10.91.0.99";
     hosts.set_nodes(moved);
     EXPECT_FALSE(hosts.reload(1).accepted);
@@ -313,14 +313,14 @@ TEST_F(WispdOnCorosyncTest, AReloadIsOneUpdateAndARejectedOneIsNone) {
 }
 
 TEST_F(WispdOnCorosyncTest, ANodeOfALargeIdentifierIsRefusedByNameUntilItHasANumber) {
-    cluster_ = std::make_unique<EngineCluster>(2);
+    cluster_ = std::make_unique<Engine_Cluster>(2);
     Hosts &hosts = cluster_->hosts();
-    std::vector<EngineNode> nodes = hosts.nodes();
+    std::vector<Engine_Node> nodes = hosts.nodes();
     nodes[1].id = 60000;
     hosts.set_nodes(nodes);
     hosts.start_all();
     ASSERT_TRUE(hosts.wait_quorum()) << hosts.account();
-    WispdOnHost &wispd = cluster_->wispd(1);
+    Wispd_On_Host &wispd = cluster_->wispd(1);
     wispd.launch();
     EXPECT_EQ(wispd.wait_ended(), 1) << wispd.log();
     EXPECT_THAT(wispd.log(), HasSubstr("Corosync node 60000 has no number"));
@@ -329,7 +329,7 @@ TEST_F(WispdOnCorosyncTest, ANodeOfALargeIdentifierIsRefusedByNameUntilItHasANum
     wispd.write_configuration(engine_cluster_file({}, "[[source.node]]\nid = 60000\nnumber = 17\n"
                                                       "[[source.network]]\nlink = 0\nname = \"service\"\n"));
     ASSERT_TRUE(wispd.start());
-    ClientOnHost client(hosts, 1);
+    Client_On_Host client(hosts, 1);
     EXPECT_TRUE(client.wait_up({1, 17}, {48, 49, 816, 817})) << client.account();
     EXPECT_EQ(wispd.state().at("networks").at(0).at("name"), "service");
     hosts.kill(2);
@@ -338,11 +338,11 @@ TEST_F(WispdOnCorosyncTest, ANodeOfALargeIdentifierIsRefusedByNameUntilItHasANum
 }
 
 TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChangesNothing) {
-    EngineCluster &cluster = start(2);
+    Engine_Cluster &cluster = start(2);
     Hosts &hosts = cluster.hosts();
     const std::size_t mark = cluster.client(1).mark();
-    const std::vector<EngineNode> all = hosts.nodes();
-    std::vector<EngineNode> more = all;
+    const std::vector<Engine_Node> all = hosts.nodes();
+    std::vector<Engine_Node> more = all;
     more.push_back({60000, "far", {"10.91.0.77", "10.91.1.77"}});
     hosts.set_nodes(more);
     ASSERT_TRUE(hosts.reload(1).accepted);
@@ -361,10 +361,10 @@ TEST_F(WispdOnCorosyncTest, AReloadThatBringsANodeWithoutANumberIsRefusedAndChan
 }
 
 TEST_F(WispdOnCorosyncTest, ARunningNodeThatAReloadTakesOutDiesOnceAndIsGone) {
-    EngineCluster &cluster = start(3);
+    Engine_Cluster &cluster = start(3);
     Hosts &hosts = cluster.hosts();
-    const std::vector<EngineNode> all = hosts.nodes();
-    ClientOnHost &client = cluster.client(1);
+    const std::vector<Engine_Node> all = hosts.nodes();
+    Client_On_Host &client = cluster.client(1);
     const std::size_t mark = client.mark();
     hosts.set_nodes({all[0], all[1]});
     ASSERT_TRUE(hosts.reload(1).accepted);
@@ -387,7 +387,7 @@ TEST_F(WispdOnCorosyncTest, ARunningNodeThatAReloadTakesOutDiesOnceAndIsGone) {
 }
 
 TEST_F(WispdOnCorosyncTest, OtherNamesInWispdsOwnFileAreOneUpdate) {
-    EngineCluster &cluster = start(2);
+    Engine_Cluster &cluster = start(2);
     const std::size_t mark = cluster.client(1).mark();
     cluster.wispd(1).write_configuration(
         engine_cluster_file({}, "[[source.network]]\nlink = 1\nname = \"storage\"\n"));
@@ -403,11 +403,11 @@ TEST_F(WispdOnCorosyncTest, OtherNamesInWispdsOwnFileAreOneUpdate) {
 // ---- The engine of wispd's own host ----
 
 TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpHoldsUpNoClient) {
-    EngineCluster &cluster = start(3, {100, 2});
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3, {100, 2});
+    Client_On_Host &client = cluster.client(1);
     const std::size_t mark = client.mark();
     cluster.hosts().engine(1).send_signal(SIGSTOP);
-    ClientOnHost another(cluster.hosts(), 1);
+    Client_On_Host another(cluster.hosts(), 1);
     EXPECT_TRUE(another.wait_for([&] { return another.table().connected(); }));
     ASSERT_TRUE(client.wait_up({1}, {48, 49})) << cluster.wispd(1).log();
     EXPECT_EQ(cluster.wispd(1).state().at("source").at("engine"), "silent");
@@ -421,8 +421,8 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpHoldsUpNoClient) {
 }
 
 TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
-    EngineCluster &cluster = start(3, {100, 60});
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3, {100, 60});
+    Client_On_Host &client = cluster.client(1);
     const std::size_t mark = client.mark();
     cluster.hosts().kill(1);
     ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync disconnected"));
@@ -442,7 +442,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
 }
 
 TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent) {
-    EngineCluster &cluster = start(3, {100, 60});
+    Engine_Cluster &cluster = start(3, {100, 60});
     const auto is_engine = [](const std::string &state) {
         return [state](const nlohmann::json &now) { return now.at("source").at("engine") == state; };
     };
@@ -457,8 +457,8 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent)
 }
 
 TEST_F(WispdOnCorosyncTest, AfterTheGraceTheOthersAreDeadAndOnReturnTheyJoin) {
-    EngineCluster &cluster = start(3, {100, 1});
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3, {100, 1});
+    Client_On_Host &client = cluster.client(1);
     std::size_t mark = client.mark();
     cluster.hosts().kill(1);
     ASSERT_TRUE(client.wait_up({1}, {48, 49})) << cluster.account();
@@ -474,8 +474,8 @@ TEST_F(WispdOnCorosyncTest, AfterTheGraceTheOthersAreDeadAndOnReturnTheyJoin) {
 }
 
 TEST_F(WispdOnCorosyncTest, WhatHappenedWhileTheEngineWasGoneIsToldAsTheDifference) {
-    EngineCluster &cluster = start(3, {100, 8});
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3, {100, 8});
+    Client_On_Host &client = cluster.client(1);
     const std::size_t mark = client.mark();
     cluster.hosts().kill(1);
     cluster.hosts().kill(3);
@@ -491,9 +491,9 @@ TEST_F(WispdOnCorosyncTest, WhatHappenedWhileTheEngineWasGoneIsToldAsTheDifferen
 // ---- wispd and its clients ----
 
 TEST_F(WispdOnCorosyncTest, ClientsFindTheWholeTableAgainAfterARestartOfWispd) {
-    EngineCluster &cluster = start(3);
-    WispdOnHost &wispd = cluster.wispd(1);
-    ClientOnHost &client = cluster.client(1);
+    Engine_Cluster &cluster = start(3);
+    Wispd_On_Host &wispd = cluster.wispd(1);
+    Client_On_Host &client = cluster.client(1);
     ASSERT_TRUE(wispd.stop());
     ASSERT_TRUE(client.wait_for([&] { return !client.table().connected(); }));
     cluster.hosts().kill(3);
@@ -509,7 +509,7 @@ TEST_F(WispdOnCorosyncTest, ClientsFindTheWholeTableAgainAfterARestartOfWispd) {
 }
 
 TEST_F(WispdOnCorosyncTest, WithoutAnEngineWispdSaysSoAndEnds) {
-    cluster_ = std::make_unique<EngineCluster>(1, 1, EnginePatience{100, 1});
+    cluster_ = std::make_unique<Engine_Cluster>(1, 1, Engine_Patience{100, 1});
     cluster_->wispd(1).launch();
     EXPECT_EQ(cluster_->wispd(1).wait_ended(), 1);
     EXPECT_THAT(cluster_->wispd(1).log(), HasSubstr("start Corosync"));
@@ -517,8 +517,8 @@ TEST_F(WispdOnCorosyncTest, WithoutAnEngineWispdSaysSoAndEnds) {
 
 #ifdef HB_OTHER_ABI_BIN_DIR
 TEST_F(WispdOnCorosyncTest, AClientOfTheOtherAbiIsToldTheSame) {
-    EngineCluster &cluster = start(3);
-    ClientOnHost other(cluster.hosts(), 1, HB_OTHER_ABI_BIN_DIR);
+    Engine_Cluster &cluster = start(3);
+    Client_On_Host other(cluster.hosts(), 1, HB_OTHER_ABI_BIN_DIR);
     ASSERT_TRUE(other.wait_up({1, 2, 3}, {48, 49, 96, 97, 144, 145})) << other.account();
     std::size_t mark = cluster.client(1).mark();
     std::size_t other_mark = other.mark();

@@ -37,7 +37,7 @@ std::set<unsigned> numbers_behind(const Words &words, const std::string &title) 
     return numbers;
 }
 
-bool same(const ToldConfiguration &one, const ToldConfiguration &other) {
+bool same(const Told_Configuration &one, const Told_Configuration &other) {
     return one.nodes == other.nodes && one.addresses == other.addresses;
 }
 
@@ -83,7 +83,7 @@ void Witness::finish_first_look(double at) {
     for (const auto &[key, up] : now_) {
         life.steps[key] = {{at, up}};
     }
-    for (ToldConfiguration &configuration : life.configurations) {
+    for (Told_Configuration &configuration : life.configurations) {
         configuration.at = at;
     }
 }
@@ -114,7 +114,7 @@ bool Witness::is_up(const Key &key) const {
 }
 
 void Witness::take_configuration(double at, const Words &words) {
-    ToldConfiguration told;
+    Told_Configuration told;
     told.at = at;
     for (std::size_t i = 2; i < words.size(); ++i) {
         const Words facts = words_of(words[i], ',');
@@ -362,8 +362,8 @@ Turns Witness::turns_of_adapter(unsigned adapter, double since, const Patience &
     return both(of_node, own);
 }
 
-std::vector<ToldConfiguration> Witness::configurations(double since, const Patience &patience) const {
-    std::vector<ToldConfiguration> all;
+std::vector<Told_Configuration> Witness::configurations(double since, const Patience &patience) const {
+    std::vector<Told_Configuration> all;
     bool missed_before = false;
     for (std::size_t i = 0; i < lives_.size(); ++i) {
         if (!lives_[i].ready || lives_[i].gone < since) {
@@ -371,7 +371,7 @@ std::vector<ToldConfiguration> Witness::configurations(double since, const Patie
         }
         const double blind = blind_until(i, since, patience);
         for (std::size_t n = 0; n < lives_[i].configurations.size(); ++n) {
-            ToldConfiguration next = lives_[i].configurations[n];
+            Told_Configuration next = lives_[i].configurations[n];
             const bool is_known = n == 0 && !all.empty() && same(all.back(), next);
             if (is_known && !missed_before) {
                 continue; // the engine returned with the same configuration

@@ -1,7 +1,6 @@
 // The records of an engine_observer about its host's engine, and the events that a daemon beside it must send
 // for them.
-#ifndef HB_TEST_CLUSTER_WITNESS_H
-#define HB_TEST_CLUSTER_WITNESS_H
+#pragma once
 
 #include <limits>
 #include <map>
@@ -33,7 +32,7 @@ struct Turn {
 };
 using Turns = std::vector<Turn>; // up and down alternate; at first everything is down
 
-struct ToldConfiguration {
+struct Told_Configuration {
     double at = 0;
     double latest = 0;
     bool loose = false;
@@ -65,7 +64,7 @@ class Witness {
     // that time.
     Turns turns_of_node(unsigned node, double since, const Patience &patience) const;
     Turns turns_of_adapter(unsigned adapter, double since, const Patience &patience) const;
-    std::vector<ToldConfiguration> configurations(double since, const Patience &patience) const;
+    std::vector<Told_Configuration> configurations(double since, const Patience &patience) const;
     // The engines' ends, in order.
     std::vector<double> ends() const;
 
@@ -85,7 +84,7 @@ class Witness {
         double since = 0;
         double gone = NEVER;
         std::map<Key, Steps> steps;
-        std::vector<ToldConfiguration> configurations;
+        std::vector<Told_Configuration> configurations;
     };
     struct Hold;
 
@@ -117,5 +116,3 @@ class Witness {
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,6 +1,5 @@
 // Passes one record, as a daemon might send it, through every decoder and then into the tables.
-#ifndef TESTS_FUZZ_DECODE_RECORD_H
-#define TESTS_FUZZ_DECODE_RECORD_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -8,5 +7,3 @@
 // The entry for libFuzzer and the seed test. Always returns 0; a fault appears as a sanitizer's report or an
 // abort.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size);
-
-#endif

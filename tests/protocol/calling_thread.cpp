@@ -1,11 +1,10 @@
 #include "tests/protocol/calling_thread.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <string>
+#include <sys/syscall.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "tests/support/deadline.h"
@@ -24,36 +23,36 @@ char state_of(pid_t thread) {
 
 } // namespace
 
-CallingThread::CallingThread(std::function<void()> body) : body_(std::move(body)) {
+Calling_Thread::Calling_Thread(std::function<void()> body) : body_(std::move(body)) {
     const int error = pthread_create(&thread_, nullptr, run, this);
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), "pthread_create");
     }
 }
 
-CallingThread::~CallingThread() {
+Calling_Thread::~Calling_Thread() {
     if (!joined_) {
         cancel();
         join_cancelled();
     }
 }
 
-void *CallingThread::run(void *self) {
-    auto *it = static_cast<CallingThread *>(self);
+void *Calling_Thread::run(void *self) {
+    auto *it = static_cast<Calling_Thread *>(self);
     it->id_ = static_cast<pid_t>(syscall(SYS_gettid));
     it->body_();
     return nullptr;
 }
 
-bool CallingThread::wait_asleep() const {
+bool Calling_Thread::wait_asleep() const {
     return wait_until([this] { return id_ != 0 && state_of(id_) == 'S'; });
 }
 
-void CallingThread::cancel() {
+void Calling_Thread::cancel() {
     pthread_cancel(thread_);
 }
 
-bool CallingThread::join_cancelled() {
+bool Calling_Thread::join_cancelled() {
     void *result = nullptr;
     pthread_join(thread_, &result);
     joined_ = true;

@@ -1,23 +1,21 @@
 // A thread of the test that calls the library and blocks there, so that it can be cancelled.
-#ifndef HB_TEST_CALLING_THREAD_H
-#define HB_TEST_CALLING_THREAD_H
-
-#include <pthread.h>
-#include <sys/types.h>
+#pragma once
 
 #include <atomic>
 #include <functional>
+#include <pthread.h>
+#include <sys/types.h>
 
 namespace hb_test {
 
-class CallingThread {
+class Calling_Thread {
   public:
     // Runs the body at once. Throws if no thread can be made.
-    explicit CallingThread(std::function<void()> body);
-    CallingThread(const CallingThread &) = delete;
-    CallingThread &operator=(const CallingThread &) = delete;
+    explicit Calling_Thread(std::function<void()> body);
+    Calling_Thread(const Calling_Thread &) = delete;
+    Calling_Thread &operator=(const Calling_Thread &) = delete;
     // Cancels the thread unless it was joined.
-    ~CallingThread();
+    ~Calling_Thread();
 
     // Waits until the thread sleeps in the system. Returns false at the deadline.
     bool wait_asleep() const;
@@ -35,5 +33,3 @@ class CallingThread {
 };
 
 } // namespace hb_test
-
-#endif

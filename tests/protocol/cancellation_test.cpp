@@ -1,12 +1,11 @@
 // A thread that is cancelled while it waits in the library ends and leaves nothing behind.
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
 #include <functional>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -29,8 +28,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     plan.segments = no_segments();
     return plan;
@@ -38,7 +37,7 @@ FakeDaemonPlan plan_of(const Script &script) {
 
 void expect_cancelled_in(const std::function<void()> &call) {
     std::atomic<bool> returned{false};
-    CallingThread thread([&] {
+    Calling_Thread thread([&] {
         call();
         returned = true;
     });
@@ -66,8 +65,8 @@ void expect_nothing_stays(const std::function<void()> &round) {
 
 // Each round uses a new connection, on which the daemon has run the script.
 void expect_nothing_stays_of_a_connection(const Script &script,
-                                          const std::function<void(FakeDaemon &)> &round) {
-    FakeDaemon daemon(plan_of(script));
+                                          const std::function<void(Fake_Daemon &)> &round) {
+    Fake_Daemon daemon(plan_of(script));
     int connections = 0;
     expect_nothing_stays([&] {
         ASSERT_EQ(Hb_Success, hb_init_communication());
@@ -82,7 +81,7 @@ void expect_nothing_stays_of_a_connection(const Script &script,
 // ---- Connecting ----
 
 ISOLATED_TEST(Cancellation, WhileConnecting) {
-    const FullListener full;
+    const Full_Listener full;
     expect_nothing_stays([] {
         expect_cancelled_in([] { hb_init_communication(); });
         EXPECT_EQ(nullptr, client_socket);
@@ -92,24 +91,24 @@ ISOLATED_TEST(Cancellation, WhileConnecting) {
 
 ISOLATED_TEST(Cancellation, WhileOpeningTheLibraryWhichCanBeOpenedAfterwards) {
     {
-        const FullListener full;
+        const Full_Listener full;
         expect_nothing_stays([] {
             expect_cancelled_in([] { hb_init(); });
             EXPECT_EQ(0, client_initialized);
         });
     }
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(1, client_initialized);
 }
 
 ISOLATED_TEST(Cancellation, WhileTheConfigurationIsAwaited) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record()}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     int connections = 0;
     expect_nothing_stays([&] {
-        CallingThread thread([] {
+        Calling_Thread thread([] {
             hb_init();
             ADD_FAILURE() << "it returned";
         });
@@ -125,11 +124,11 @@ ISOLATED_TEST(Cancellation, WhileTheConfigurationIsAwaited) {
 }
 
 ISOLATED_TEST(ConnectingToABusyDaemon, EndsWithASignal) {
-    const FullListener full;
+    const Full_Listener full;
     const int before = open_descriptors();
-    const CallLog log;
+    const Call_Log log;
     {
-        const SignalPelter pelter;
+        const Signal_Pelter pelter;
         EXPECT_EQ(Hb_Failure, hb_init());
     }
     EXPECT_EQ(15, hb_get_errno());
@@ -139,9 +138,9 @@ ISOLATED_TEST(ConnectingToABusyDaemon, EndsWithASignal) {
 }
 
 ISOLATED_TEST(ConnectingToABusyDaemon, SucceedsWhenThereIsRoomAgain) {
-    FullListener full;
+    Full_Listener full;
     ASSERT_TRUE(hb_resolve_socket_path());
-    CallingThread caller([] {
+    Calling_Thread caller([] {
         Hb_Csock connection;
         EXPECT_EQ(0, connection.Error());
         char payload[] = {'x'};
@@ -149,7 +148,7 @@ ISOLATED_TEST(ConnectingToABusyDaemon, SucceedsWhenThereIsRoomAgain) {
     });
     EXPECT_TRUE(caller.wait_asleep());
     full.make_room();
-    const UniqueFd peer = full.accept_next();
+    const Unique_Fd peer = full.accept_next();
     ASSERT_TRUE(peer);
     std::array<char, 5> got{};
     EXPECT_EQ(5, recv(peer.get(), got.data(), got.size(), MSG_WAITALL));
@@ -160,8 +159,8 @@ ISOLATED_TEST(ConnectingToABusyDaemon, SucceedsWhenThereIsRoomAgain) {
 // ---- Several threads at once ----
 
 // A daemon that answers the first connection on the test's command, and every later one at once.
-FakeDaemonPlan holding_the_first() {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan holding_the_first() {
+    Fake_Daemon_Plan plan;
     Script held = {read_record(), wait_told()};
     held.push_back(send_record(reply(0, snapshot(small_cluster()))));
     plan.connections = {held, serve_configuration(snapshot(small_cluster()))};
@@ -169,8 +168,8 @@ FakeDaemonPlan holding_the_first() {
 }
 
 ISOLATED_TEST(Cancellation, WhileAnotherThreadOpensWhichGoesOn) {
-    FakeDaemon daemon(holding_the_first());
-    CallingThread opener([] { EXPECT_EQ(Hb_Success, hb_init()); });
+    Fake_Daemon daemon(holding_the_first());
+    Calling_Thread opener([] { EXPECT_EQ(Hb_Success, hb_init()); });
     EXPECT_EQ(80U, daemon.wait_received(80).size());
     EXPECT_TRUE(opener.wait_asleep());
     expect_cancelled_in([] { hb_init(); });
@@ -181,11 +180,11 @@ ISOLATED_TEST(Cancellation, WhileAnotherThreadOpensWhichGoesOn) {
 }
 
 ISOLATED_TEST(Cancellation, WhileOpeningLetsTheThreadThatWaitsOpen) {
-    FakeDaemon daemon(holding_the_first());
-    CallingThread opener([] { hb_init(); });
+    Fake_Daemon daemon(holding_the_first());
+    Calling_Thread opener([] { hb_init(); });
     EXPECT_EQ(80U, daemon.wait_received(80).size());
     EXPECT_TRUE(opener.wait_asleep());
-    CallingThread waiting([] { EXPECT_EQ(Hb_Success, hb_init()); });
+    Calling_Thread waiting([] { EXPECT_EQ(Hb_Success, hb_init()); });
     EXPECT_TRUE(waiting.wait_asleep());
     EXPECT_EQ(1, daemon.connections()) << "one thread opens at a time";
     opener.cancel();
@@ -201,7 +200,7 @@ ISOLATED_TEST(Cancellation, WhileOpeningLetsTheThreadThatWaitsOpen) {
 // ---- Receiving ----
 
 ISOLATED_TEST(Cancellation, InTheWaitForAReplyWithATimeOut) {
-    expect_nothing_stays_of_a_connection({}, [](FakeDaemon &) {
+    expect_nothing_stays_of_a_connection({}, [](Fake_Daemon &) {
         expect_cancelled_in([] {
             client_packet *packet = nullptr;
             timeval timeout{1000, 0};
@@ -211,7 +210,7 @@ ISOLATED_TEST(Cancellation, InTheWaitForAReplyWithATimeOut) {
 }
 
 ISOLATED_TEST(Cancellation, InTheWaitForAReplyWithoutATimeOut) {
-    expect_nothing_stays_of_a_connection({}, [](FakeDaemon &) {
+    expect_nothing_stays_of_a_connection({}, [](Fake_Daemon &) {
         expect_cancelled_in([] {
             client_packet *packet = nullptr;
             hb_get_reply_from_server(HB_ROUTE, packet, nullptr);
@@ -220,15 +219,15 @@ ISOLATED_TEST(Cancellation, InTheWaitForAReplyWithoutATimeOut) {
 }
 
 ISOLATED_TEST(Cancellation, InTheWaitForAnEventWhichIsTakenAfterwards) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const bool with_timeout : {true, false}) {
         expect_cancelled_in([with_timeout] {
-            EventCall call;
+            Event_Call call;
             with_timeout ? call.take({1000, 0}) : call.take();
         });
         daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
-        EventCall call;
+        Event_Call call;
         EXPECT_EQ(Hb_Success, call.take({60, 0})) << "no byte of the stream was lost";
         EXPECT_EQ(1, call.events);
     }
@@ -238,9 +237,9 @@ ISOLATED_TEST(Cancellation, InTheMiddleOfARecord) {
     for (const std::size_t sent : {std::size_t{2}, std::size_t{4}, std::size_t{5000}}) {
         SCOPED_TRACE(sent);
         const Script script = {send_raw(frame(Bytes().zeros(100000)).first(sent)), wait_taken()};
-        expect_nothing_stays_of_a_connection(script, [](FakeDaemon &daemon) {
+        expect_nothing_stays_of_a_connection(script, [](Fake_Daemon &daemon) {
             std::atomic<bool> returned{false};
-            CallingThread thread([&returned] {
+            Calling_Thread thread([&returned] {
                 char *buffer = nullptr;
                 int length = 0;
                 client_socket->receive(&buffer, length);
@@ -256,7 +255,7 @@ ISOLATED_TEST(Cancellation, InTheMiddleOfARecord) {
 }
 
 ISOLATED_TEST(Cancellation, InTheRoundsOfANonBlockingRead) {
-    expect_nothing_stays_of_a_connection({}, [](FakeDaemon &) {
+    expect_nothing_stays_of_a_connection({}, [](Fake_Daemon &) {
         ASSERT_EQ(0, fcntl(client_socket->socket(), F_SETFL, O_NONBLOCK));
         expect_cancelled_in([] {
             char byte = 0;
@@ -268,7 +267,7 @@ ISOLATED_TEST(Cancellation, InTheRoundsOfANonBlockingRead) {
 // ---- Sending ----
 
 ISOLATED_TEST(Cancellation, InABlockedSend) {
-    expect_nothing_stays_of_a_connection({stop_reading()}, [](FakeDaemon &daemon) {
+    expect_nothing_stays_of_a_connection({stop_reading()}, [](Fake_Daemon &daemon) {
         EXPECT_TRUE(daemon.wait_steps_done());
         expect_cancelled_in([] { hb_send(HB_SUBSCRIBE, nullptr, 4000000); });
         daemon.run(start_reading());
@@ -276,7 +275,7 @@ ISOLATED_TEST(Cancellation, InABlockedSend) {
 }
 
 ISOLATED_TEST(Cancellation, InTheWaitForRoomOfANonBlockingSend) {
-    expect_nothing_stays_of_a_connection({stop_reading()}, [](FakeDaemon &daemon) {
+    expect_nothing_stays_of_a_connection({stop_reading()}, [](Fake_Daemon &daemon) {
         EXPECT_TRUE(daemon.wait_steps_done());
         ASSERT_EQ(0, fcntl(client_socket->socket(), F_SETFL, O_NONBLOCK));
         std::array<char, 4096> filling{};
@@ -294,7 +293,7 @@ ISOLATED_TEST(Cancellation, InTheWaitForRoomOfANonBlockingSend) {
 Hb_Rc under_a_pending_cancellation(const std::function<Hb_Rc()> &call) {
     std::atomic<bool> go{false};
     Hb_Rc result = 0;
-    CallingThread thread([&] {
+    Calling_Thread thread([&] {
         while (!go) {
             // No call here acts on the cancellation.
         }
@@ -309,7 +308,7 @@ Hb_Rc under_a_pending_cancellation(const std::function<Hb_Rc()> &call) {
 }
 
 ISOLATED_TEST(Cancellation, DoesNotDisturbClosingTheConnection) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     const int before = open_descriptors();
     open_library();
     EXPECT_EQ(Hb_Success, under_a_pending_cancellation(hb_terminate));
@@ -320,7 +319,7 @@ ISOLATED_TEST(Cancellation, DoesNotDisturbClosingTheConnection) {
 }
 
 ISOLATED_TEST(Cancellation, DoesNotDisturbRemovingTheSocket) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Success, under_a_pending_cancellation(hb_remove_socket));
     EXPECT_EQ(nullptr, client_socket);

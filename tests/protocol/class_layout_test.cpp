@@ -31,7 +31,7 @@ template <typename Method> std::size_t slot_of(Method method) {
     return (words[0] - 1) / sizeof(void *);
 }
 
-class BareWaits : public Hb_Select_Base {
+class Bare_Waits : public Hb_Select_Base {
   public:
     Hb_Rc wait() override { return Hb_Failure; }
 };
@@ -39,14 +39,14 @@ class BareWaits : public Hb_Select_Base {
 TEST(ClassLayout, ADescriptorSetHas1024Bits) {
     EXPECT_EQ(128U, sizeof(fd_set));
     EXPECT_EQ(1024, FD_SETSIZE);
-    const BareWaits waits;
+    const Bare_Waits waits;
     EXPECT_EQ(128U, sizeof waits.rd_fds);
     EXPECT_EQ(128U, sizeof waits.wr_fds);
     EXPECT_EQ(128U, sizeof waits.ex_fds);
 }
 
 TEST(ClassLayout, TheWaitSetsFieldsAreInOrder) {
-    const BareWaits object;
+    const Bare_Waits object;
     const Hb_Select_Base &waits = object;
     EXPECT_EQ(sizeof(void *), offset_in(waits, waits.myError));
     expect_ascending({

@@ -11,17 +11,17 @@ void open_library() {
     ASSERT_EQ(Hb_Success, hb_init()) << "error " << hb_get_errno();
 }
 
-EventCall::EventCall() : group(new Hb_Group) {
+Event_Call::Event_Call() : group(new Hb_Group) {
     std::memset(group.get(), UNTOUCHED, sizeof *group);
     std::memset(name, UNTOUCHED, sizeof name);
 }
 
-Hb_Rc EventCall::take() {
+Hb_Rc Event_Call::take() {
     int descriptors[2] = {client_socket != nullptr ? client_socket->socket() : 0, -1};
     return hb_get_event_message(descriptors, nullptr, &events, name, group.get(), &sequence);
 }
 
-Hb_Rc EventCall::take(timeval timeout) {
+Hb_Rc Event_Call::take(timeval timeout) {
     int descriptors[2] = {client_socket != nullptr ? client_socket->socket() : 0, -1};
     return hb_get_event_message(descriptors, &timeout, &events, name, group.get(), &sequence);
 }

@@ -1,6 +1,5 @@
 // The test's side of the library: opening it against a fake daemon, reading events, checking its state.
-#ifndef HB_TEST_CLIENT_H
-#define HB_TEST_CLIENT_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -18,9 +17,9 @@ inline constexpr unsigned char UNTOUCHED = 0x5A;
 void open_library();
 
 // The caller's side of hb_get_event_message. Every output is filled with a mark before the call.
-class EventCall {
+class Event_Call {
   public:
-    EventCall();
+    Event_Call();
     // Waits without limit.
     Hb_Rc take();
     Hb_Rc take(timeval timeout);
@@ -63,5 +62,3 @@ Bytes adapter_body(const std::vector<std::pair<int64_t, int64_t>> &pairs); // ad
 Bytes node_body(const std::vector<int64_t> &entries);
 
 } // namespace hb_test
-
-#endif

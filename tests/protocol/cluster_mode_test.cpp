@@ -18,9 +18,9 @@ namespace hb_test {
 namespace {
 
 ISOLATED_TEST(ClusterMode, OpeningIsError63AndTouchesNoDaemon) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     IsMOX = true;
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(63, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -47,13 +47,13 @@ ISOLATED_TEST(ClusterMode, AnEntryReportsThatItCannotOpen) {
 }
 
 ISOLATED_TEST(ClusterMode, AnEventCallIsError81BecauseNoHandlerOwnsTheDescriptor) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(12)));
     ASSERT_TRUE(wait_readable(client_socket->socket()));
     IsMOX = true;
-    const CallLog log;
-    EventCall call;
+    const Call_Log log;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take());
     EXPECT_EQ(81, hb_get_errno());
     EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes()));
@@ -68,7 +68,7 @@ ISOLATED_TEST(ClusterMode, ADescriptorArrayThatStartsWithMinusOneFailsWithoutAnE
 }
 
 ISOLATED_TEST(ClusterMode, TheDescriptorArrayIsMinusOneAloneWithACountOfZero) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     int *descriptors = nullptr;
@@ -81,7 +81,7 @@ ISOLATED_TEST(ClusterMode, TheDescriptorArrayIsMinusOneAloneWithACountOfZero) {
 }
 
 ISOLATED_TEST(ClusterMode, ReadingASessionThatWasOpenedBeforeStillWorks) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     int count = 0;
@@ -90,7 +90,7 @@ ISOLATED_TEST(ClusterMode, ReadingASessionThatWasOpenedBeforeStillWorks) {
 }
 
 ISOLATED_TEST(ClusterMode, TerminatingClosesTheConnectionAndDropsTheHandlers) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     orbfs_cluster_name = new char[8]();
@@ -103,7 +103,7 @@ ISOLATED_TEST(ClusterMode, TerminatingClosesTheConnectionAndDropsTheHandlers) {
 }
 
 ISOLATED_TEST(ClusterMode, TerminatingDropsTheHandlersInDaemonModeToo) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     orbfs_cluster_name = new char[8]();
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -146,7 +146,7 @@ ISOLATED_TEST(ClusterMode, SubscribingToNodesOrAdaptersIsError59WhileNoHandlerCa
 }
 
 ISOLATED_TEST(ClusterMode, UnsubscribingClearsTheSlotsOfThatNameAlone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     std::strcpy(nodeEventSubscriptionName, "one");
@@ -159,7 +159,7 @@ ISOLATED_TEST(ClusterMode, UnsubscribingClearsTheSlotsOfThatNameAlone) {
 }
 
 ISOLATED_TEST(ClusterMode, ANameOf40CharactersDoesNotMatchItsStoredSlot) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     std::string name(40, 'n');

@@ -1,8 +1,7 @@
 // Several threads use the library for the first time at once. One opens it; the others wait, and then find it
 // open or try to open it themselves.
-#include <csignal>
-
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -73,7 +72,7 @@ void open_at_once(Round &round, int error_of_failure) {
 }
 
 ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToAFastDaemon) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     const int descriptors = open_descriptors();
     for (int i = 1; i <= ROUNDS; ++i) {
         Round round;
@@ -91,7 +90,7 @@ ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToAFastDaemon) {
 ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToASlowDaemon) {
     std::atomic<Round *> current{nullptr};
     std::atomic<int> polls{0};
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     // The daemon answers only after every thread has entered and several of its polls have passed. By then the
     // other threads are far into their calls.
     const auto all_wait = [&] {
@@ -99,7 +98,7 @@ ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToASlowDaemon) {
         return round != nullptr && round->entered == THREADS && ++polls % 5 == 0;
     };
     plan.connections = {{read_record(), wait_for(all_wait), send_record(reply(0, snapshot(small_cluster())))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     for (int i = 1; i <= ROUNDS; ++i) {
         Round round;
         current = &round;
@@ -117,7 +116,7 @@ ISOLATED_TEST(ConcurrentOpening, ConnectsOnceToASlowDaemon) {
 // all.
 ISOLATED_TEST(ConcurrentOpening, IsTriedByEachThreadWhileTheDaemonDies) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections.clear();
     for (int i = 0; i < ROUNDS; ++i) {
         for (int death = 0; death < 3; ++death) {
@@ -125,7 +124,7 @@ ISOLATED_TEST(ConcurrentOpening, IsTriedByEachThreadWhileTheDaemonDies) {
         }
         plan.connections.push_back(serve_configuration(snapshot(small_cluster())));
     }
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     for (int i = 1; i <= ROUNDS; ++i) {
         Round round;
         open_at_once(round, 16);
@@ -140,7 +139,7 @@ ISOLATED_TEST(ConcurrentOpening, IsTriedByEachThreadWhileTheDaemonDies) {
 }
 
 ISOLATED_TEST(ConcurrentOpening, FailsInEveryThreadWithoutADaemon) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     for (int i = 1; i <= ROUNDS; ++i) {
         Round round;

@@ -1,9 +1,8 @@
 // The calls without a connection, without a wait set, on high descriptors, and after the daemon's death.
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstring>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -22,8 +21,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     plan.segments = no_segments();
     return plan;
@@ -63,7 +62,7 @@ ISOLATED_TEST(WithoutAConnection, AReplyWaitIsError12) {
 }
 
 ISOLATED_TEST(WithoutAConnection, AReplyWaitIsError12AlsoAfterOneWasThere) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     EXPECT_NE(nullptr, client_select);
@@ -72,7 +71,7 @@ ISOLATED_TEST(WithoutAConnection, AReplyWaitIsError12AlsoAfterOneWasThere) {
 }
 
 ISOLATED_TEST(WithoutAWaitSet, AReplyWaitWithATimeOutIsError12AndOneWithoutIsNot) {
-    FakeDaemon daemon(plan_of({send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Success, hb_remove_client_select());
     EXPECT_EQ(12, error_of_awaiting(&A_MINUTE));
@@ -80,28 +79,28 @@ ISOLATED_TEST(WithoutAWaitSet, AReplyWaitWithATimeOutIsError12AndOneWithoutIsNot
 }
 
 ISOLATED_TEST(WithoutAWaitSet, AnEventWaitWithATimeOutIsError12AndOneWithoutIsNot) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
     EXPECT_EQ(Hb_Success, hb_remove_client_select());
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({60, 0}));
     EXPECT_EQ(12, hb_get_errno());
-    EXPECT_EQ(EventCall::NO_EVENT, call.events);
+    EXPECT_EQ(Event_Call::NO_EVENT, call.events);
     EXPECT_EQ(Hb_Success, call.take());
     EXPECT_EQ(1, call.events);
 }
 
 // ---- An open library whose connection the caller has removed ----
 
-FakeDaemonPlan with_a_second_connection(const Script &second) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan with_a_second_connection(const Script &second) {
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(small_cluster())), second};
     return plan;
 }
 
 ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheDescriptorArray) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
@@ -121,11 +120,11 @@ ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheDescriptorArray) {
 ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheWaitForAnEvent) {
     Script second = serve_configuration(snapshot(small_cluster()));
     second.push_back(send_record(reply(3, adapter_body({{5, 9}}))));
-    FakeDaemon daemon(with_a_second_connection(second));
+    Fake_Daemon daemon(with_a_second_connection(second));
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
     EXPECT_EQ(2, call.events);
     EXPECT_EQ(2, daemon.connections());
@@ -136,19 +135,19 @@ ISOLATED_TEST(ARemovedConnection, IsMadeAgainByTheWaitForAnEvent) {
 ISOLATED_TEST(ARemovedConnection, AndWaitSetAreMadeAgainTogether) {
     Script second = serve_configuration(snapshot(small_cluster()));
     second.push_back(send_record(reply(12)));
-    FakeDaemon daemon(with_a_second_connection(second));
+    Fake_Daemon daemon(with_a_second_connection(second));
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     EXPECT_EQ(Hb_Success, hb_remove_client_select());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
     EXPECT_EQ(8, call.events);
     EXPECT_NE(nullptr, client_select);
 }
 
 ISOLATED_TEST(ARemovedConnection, ThatCannotBeMadeAgainIsError15AndNothingIsWritten) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
@@ -161,10 +160,10 @@ ISOLATED_TEST(ARemovedConnection, ThatCannotBeMadeAgainIsError15AndNothingIsWrit
     EXPECT_EQ(nullptr, descriptors);
     EXPECT_EQ(77, count);
     set_hb_errno(0);
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({60, 0}));
     EXPECT_EQ(15, hb_get_errno());
-    EXPECT_EQ(EventCall::NO_EVENT, call.events);
+    EXPECT_EQ(Event_Call::NO_EVENT, call.events);
     EXPECT_EQ(before, open_descriptors());
 }
 
@@ -182,31 +181,31 @@ void use_up_low_descriptors() {
 }
 
 ISOLATED_TEST(AHighDescriptor, OpensTheLibraryAndAWaitWithATimeOutIsError12AtOnce) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     use_up_low_descriptors();
     open_library();
     EXPECT_GE(client_socket->socket(), 1024);
     daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
-    EventCall call;
+    Event_Call call;
     for (const timeval timeout : {timeval{0, 0}, timeval{60, 0}}) {
         set_hb_errno(0);
-        const CallLog log;
+        const Call_Log log;
         EXPECT_EQ(Hb_Failure, call.take(timeout));
         EXPECT_EQ(12, hb_get_errno()) << "no false time-out";
         EXPECT_TRUE(log.calls(Call::select_).empty());
     }
-    EXPECT_EQ(EventCall::NO_EVENT, call.events);
+    EXPECT_EQ(Event_Call::NO_EVENT, call.events);
     EXPECT_EQ(Hb_Success, call.take()) << "without a time-out there is no need to wait";
     EXPECT_EQ(1, call.events);
 }
 
 ISOLATED_TEST(AHighDescriptor, OfALaterConnectionIsTheSame) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
     use_up_low_descriptors();
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({60, 0}));
     EXPECT_EQ(12, hb_get_errno());
     ASSERT_NE(nullptr, client_socket);
@@ -216,7 +215,7 @@ ISOLATED_TEST(AHighDescriptor, OfALaterConnectionIsTheSame) {
 // ---- A daemon that died ----
 
 // The daemon ends before it has read a request of this client.
-void die_with_a_request_unread(FakeDaemon &daemon) {
+void die_with_a_request_unread(Fake_Daemon &daemon) {
     daemon.run(stop_reading());
     ASSERT_TRUE(daemon.wait_steps_done());
     ASSERT_EQ(Hb_Success, hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0));
@@ -225,7 +224,7 @@ void die_with_a_request_unread(FakeDaemon &daemon) {
 }
 
 ISOLATED_TEST(ADaemonDeadWithARequestUnread, IsError12OnceAndThen16) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_TRUE(daemon.wait_connections(1));
     die_with_a_request_unread(daemon);
@@ -236,10 +235,10 @@ ISOLATED_TEST(ADaemonDeadWithARequestUnread, IsError12OnceAndThen16) {
 
 ISOLATED_TEST(ADaemonDeadWithARequestUnread, IsTheSameForEventsAndSendingIs16) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     die_with_a_request_unread(daemon);
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({60, 0}));
     EXPECT_EQ(12, hb_get_errno());
     EXPECT_EQ(Hb_Failure, call.take({60, 0}));
@@ -252,7 +251,7 @@ ISOLATED_TEST(ADaemonDeadWithARequestUnread, IsTheSameForEventsAndSendingIs16) {
 
 // ---- An adapter event of an unknown kind ----
 
-void apply(EventCall &call, int kind, const Bytes &body) {
+void apply(Event_Call &call, int kind, const Bytes &body) {
     const Bytes record = reply(kind, body);
     char *packet = new char[record.size()];
     std::memcpy(packet, record.data(), record.size());
@@ -261,20 +260,20 @@ void apply(EventCall &call, int kind, const Bytes &body) {
 }
 
 ISOLATED_TEST(AnAdapterEventOfAnotherKind, SetsTheErrorForAnAdapterThatThereIs) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     set_hb_errno(0);
-    EventCall call;
+    Event_Call call;
     apply(call, 1, adapter_body({{0, 5}, {4, 6}}));
     EXPECT_EQ(71, hb_get_errno());
     EXPECT_EQ(Hb_Entity_Undef, adapter_state(4));
 }
 
 ISOLATED_TEST(AnAdapterEventOfAnotherKind, SetsNoErrorForAdaptersThatThereAreNot) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     set_hb_errno(0);
-    EventCall call;
+    Event_Call call;
     apply(call, 1, adapter_body({{0, 5}, {15, 6}}));
     EXPECT_EQ(0, hb_get_errno());
     const auto &members = call.group->Hb_membership_grp_union.Hb_adapter_membership_grp;
@@ -284,20 +283,20 @@ ISOLATED_TEST(AnAdapterEventOfAnotherKind, SetsNoErrorForAdaptersThatThereAreNot
 }
 
 ISOLATED_TEST(AnAdapterEventOfAnotherKind, IsNoErrorWhenItTellsOfNobody) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     set_hb_errno(0);
-    EventCall call;
+    Event_Call call;
     apply(call, 1, adapter_body({}));
     EXPECT_EQ(0, hb_get_errno());
 }
 
 ISOLATED_TEST(AnAdapterEvent, OfItsOwnKindsSetsNoError) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int kind : {2, 3, 4}) {
         set_hb_errno(0);
-        EventCall call;
+        Event_Call call;
         apply(call, kind, adapter_body({{4, 6}, {0, 5}}));
         EXPECT_EQ(0, hb_get_errno()) << kind;
     }

@@ -1,11 +1,9 @@
 // Control requests against bytes written by hand: what is sent, what is not sent, and what the answers mean.
-#include <unistd.h>
-
 #include <arpa/inet.h>
-
 #include <cstring>
 #include <functional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -62,14 +60,14 @@ void expect_error(int number, const Asked &asked) {
 constexpr std::size_t OPENING = 80;
 
 // Returns whether exactly this one record was sent since the library was opened.
-testing::AssertionResult sent(FakeDaemon &daemon, const Bytes &record) {
+testing::AssertionResult sent(Fake_Daemon &daemon, const Bytes &record) {
     const Bytes expected = frame(record);
     daemon.wait_received(OPENING + expected.size());
     return same_bytes(expected, daemon.received().from(OPENING));
 }
 
 // A sentinel request is the first to arrive after the opening, so nothing was sent before it.
-testing::AssertionResult nothing_was_sent(FakeDaemon &daemon) {
+testing::AssertionResult nothing_was_sent(Fake_Daemon &daemon) {
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(0));
     return sent(daemon, request(220, getpid()));
 }
@@ -118,11 +116,11 @@ Bytes record_of(int kind, int len, const Bytes &message) {
     return Bytes().zeros(8).i32(kind).i32(len).zeros(48).i32(getpid()).zeros(8).add(message);
 }
 
-ISOLATED_TEST(ControlRequest, WithoutAnAnswerIsSentAsItsBytesAre) {
+ISOLATED_TEST(Control_Request, WithoutAnAnswerIsSentAsItsBytesAre) {
     for (const Silent &each : silent_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
-        const CallLog log;
+        const Call_Log log;
         expect_success(ask(each.call));
         EXPECT_TRUE(sent(daemon, record_of(each.kind, each.len, each.message))) << each.name;
         EXPECT_TRUE(log.calls(Call::select_).empty()) << each.name << " waits for nothing";
@@ -130,7 +128,7 @@ ISOLATED_TEST(ControlRequest, WithoutAnAnswerIsSentAsItsBytesAre) {
     }
 }
 
-ISOLATED_TEST(ControlRequest, OpensTheLibraryAndFailsAsThatDoes) {
+ISOLATED_TEST(Control_Request, OpensTheLibraryAndFailsAsThatDoes) {
     static char name[] = "eth0";
     int state = 0;
     const std::vector<std::function<Hb_Rc()>> all = {
@@ -154,9 +152,9 @@ ISOLATED_TEST(ControlRequest, OpensTheLibraryAndFailsAsThatDoes) {
         [] { return hb_mox_delayed_daemon_shutdown(); },
     };
     {
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.connections = {{read_record(), hang_up()}};
-        FakeDaemon daemon(plan);
+        Fake_Daemon daemon(plan);
         for (const auto &call : all) {
             expect_error(16, ask(call));
         }
@@ -164,12 +162,12 @@ ISOLATED_TEST(ControlRequest, OpensTheLibraryAndFailsAsThatDoes) {
     }
 }
 
-ISOLATED_TEST(ControlRequest, OfNode3Has79Bytes) {
-    ClusterFacts cluster = small_cluster();
+ISOLATED_TEST(Control_Request, OfNode3Has79Bytes) {
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters.push_back({6, 0, ipv4(10, 1, 0, 3), "eth0", 1});
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     expect_success(ask([] { return hb_node_is_down(3); }));
     const Bytes all = daemon.wait_received(OPENING + 83).from(OPENING);
@@ -180,17 +178,17 @@ ISOLATED_TEST(ControlRequest, OfNode3Has79Bytes) {
     EXPECT_TRUE(same_bytes(Bytes{0, 0, 0}, all.from(80)));
 }
 
-ISOLATED_TEST(ControlRequest, OfTheHighestNumbersCarriesAsManyZeros) {
-    ClusterFacts cluster;
+ISOLATED_TEST(Control_Request, OfTheHighestNumbersCarriesAsManyZeros) {
+    Cluster_Facts cluster;
     cluster.local_node = 0;
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     cluster.adapters = {{98351, 47, ipv4(10, 9, 9, 9), "eth47", 1}};
     cluster.networks = {{"net_a", "ether"}};
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
     plan.segments = segments_for(2049);
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     expect_success(ask([] { return hb_adapter_is_down(98351); }));
     const Bytes expected = frame(record_of(206, 98351, Bytes().zeros(98351)));
@@ -205,8 +203,8 @@ ISOLATED_TEST(ControlRequest, OfTheHighestNumbersCarriesAsManyZeros) {
 
 // ---- Checks ----
 
-ISOLATED_TEST(ControlRequest, AboutANodeOutOfRangeIsError4) {
-    FakeDaemon daemon;
+ISOLATED_TEST(Control_Request, AboutANodeOutOfRangeIsError4) {
+    Fake_Daemon daemon;
     open_library();
     for (const short node : std::initializer_list<short>{-32768, -1, 8, 2049, 32767}) {
         expect_error(4, ask([node] { return hb_node_may_be_down(node); }));
@@ -215,8 +213,8 @@ ISOLATED_TEST(ControlRequest, AboutANodeOutOfRangeIsError4) {
     EXPECT_TRUE(nothing_was_sent(daemon));
 }
 
-ISOLATED_TEST(ControlRequest, AboutANodeThatIsNotConfiguredIsError9) {
-    FakeDaemon daemon;
+ISOLATED_TEST(Control_Request, AboutANodeThatIsNotConfiguredIsError9) {
+    Fake_Daemon daemon;
     open_library();
     for (const short node : std::initializer_list<short>{0, 3, 7}) {
         expect_error(9, ask([node] { return hb_node_may_be_down(node); }));
@@ -225,8 +223,8 @@ ISOLATED_TEST(ControlRequest, AboutANodeThatIsNotConfiguredIsError9) {
     EXPECT_TRUE(nothing_was_sent(daemon));
 }
 
-ISOLATED_TEST(ControlRequest, AboutAnAdapterOutOfRangeIsError4AndOneNotConfiguredError7) {
-    FakeDaemon daemon;
+ISOLATED_TEST(Control_Request, AboutAnAdapterOutOfRangeIsError4AndOneNotConfiguredError7) {
+    Fake_Daemon daemon;
     open_library();
     for (const unsigned adapter : {BEYOND, 98352U, 0xFFFFFFFFU}) {
         expect_error(4, ask([=] { return hb_adapter_may_be_down(adapter); }));
@@ -255,7 +253,7 @@ std::vector<std::function<Hb_Rc(unsigned)>> local_requests() {
 }
 
 ISOLATED_TEST(LocalAdapterRequest, IsForConfiguredAdaptersOfThisNode) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const auto &call : local_requests()) {
         expect_error(4, ask([&] { return call(BEYOND); }));
@@ -268,11 +266,11 @@ ISOLATED_TEST(LocalAdapterRequest, IsForConfiguredAdaptersOfThisNode) {
 }
 
 ISOLATED_TEST(LocalAdapterRequest, IsForNobodyWhileTheLocalNodeIsNegative) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.local_node = -1;
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     ASSERT_EQ(-1, global_config_tbl.local_node_number);
     for (const auto &call : local_requests()) {
@@ -283,14 +281,14 @@ ISOLATED_TEST(LocalAdapterRequest, IsForNobodyWhileTheLocalNodeIsNegative) {
 }
 
 ISOLATED_TEST(LocalAdapterRequest, TakesTheFirstAndTheLastOfTheNode) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_enable_adapter(2));
     EXPECT_EQ(Hb_Success, hb_enable_adapter(3));
 }
 
 ISOLATED_TEST(LocalAdapterRequest, OfTheInternalEntryCarriesDataWhenThereIsSome) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     unsigned char data[4] = {0x11, 0x22, 0x33, 0x44};
     EXPECT_EQ(Hb_Success, hb_config_local_adapter(OWN, HB_ADAPTER_GRACE_REQ, data));
@@ -298,7 +296,7 @@ ISOLATED_TEST(LocalAdapterRequest, OfTheInternalEntryCarriesDataWhenThereIsSome)
 }
 
 ISOLATED_TEST(ManualControl, IsEnabledOrDisabledAndNothingElse) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     char name[] = "eth0";
     for (const int control : {-1, 0, 3, 225}) {
@@ -308,7 +306,7 @@ ISOLATED_TEST(ManualControl, IsEnabledOrDisabledAndNothingElse) {
 }
 
 ISOLATED_TEST(NullPointers, AreError4AndNothingIsSentOrOpened) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     expect_error(4, ask([] { return hb_nim_manual_start_control(1, nullptr); }));
     expect_error(4, ask([] { return hb_get_adapter_state(2, nullptr); }));
     EXPECT_EQ(0, daemon.connections());
@@ -367,7 +365,7 @@ std::vector<Answered> answered_requests() {
 }
 
 Bytes answer(int kind, int64_t status, const Bytes &body = {}) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = kind;
     header.value = status;
     return reply(header, body);
@@ -375,7 +373,7 @@ Bytes answer(int kind, int64_t status, const Bytes &body = {}) {
 
 ISOLATED_TEST(AnsweredRequest, IsSentOnceAndSucceedsWithStatus0) {
     for (const Answered &each : answered_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         given_state = -5;
         daemon.run({send_record(answer(each.reply_kind, 0, {7, 0, 0, 0x80}))});
@@ -388,7 +386,7 @@ ISOLATED_TEST(AnsweredRequest, IsSentOnceAndSucceedsWithStatus0) {
 
 ISOLATED_TEST(AnsweredRequest, TellsEachStatusAsItsErrorNumber) {
     for (const Answered &each : answered_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         given_state = -5;
         for (const auto &[status, error] : each.errors) {
@@ -403,7 +401,7 @@ ISOLATED_TEST(AnsweredRequest, TellsEachStatusAsItsErrorNumber) {
 
 ISOLATED_TEST(AnsweredRequest, TakesAnAnswerThatEndsBehindItsStatus) {
     for (const Answered &each : answered_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         SCOPED_TRACE(each.name);
         daemon.run({send_record(answer(each.reply_kind, 1).first(60))});
@@ -417,7 +415,7 @@ ISOLATED_TEST(AnsweredRequest, TakesAnAnswerThatEndsBehindItsStatus) {
 }
 
 ISOLATED_TEST(AnsweredRequest, ForAStateNeedsTheWholeStateWord) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     int state = -5;
     for (const std::size_t length : {60U, 107U, 108U, 111U}) {
@@ -432,7 +430,7 @@ ISOLATED_TEST(AnsweredRequest, ForAStateNeedsTheWholeStateWord) {
 
 ISOLATED_TEST(AnsweredRequest, WithAnotherKindIsError10AndThatRecordIsGone) {
     for (const Answered &each : answered_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         SCOPED_TRACE(each.name);
         for (const int kind : {0, 9, 12, 15}) {
@@ -447,10 +445,10 @@ ISOLATED_TEST(AnsweredRequest, WithAnotherKindIsError10AndThatRecordIsGone) {
 
 ISOLATED_TEST(AnsweredRequest, IsError16WhenTheDaemonCloses) {
     for (const Answered &each : answered_requests()) {
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.connections[0].push_back(read_record());
         plan.connections[0].push_back(hang_up());
-        FakeDaemon daemon(plan);
+        Fake_Daemon daemon(plan);
         open_library();
         SCOPED_TRACE(each.name);
         expect_error(16, ask(each.call));
@@ -462,13 +460,13 @@ ISOLATED_TEST(AnsweredRequest, WaitsAtMost55SecondsButForGraceWithoutLimit) {
     EXPECT_EQ(55, reply_from_server_deftimeout.tv_sec);
     EXPECT_EQ(0, reply_from_server_deftimeout.tv_usec);
     for (const Answered &each : answered_requests()) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         SCOPED_TRACE(each.name);
         daemon.run({send_record(answer(each.reply_kind, 0, {1, 0, 0, 0}))});
-        const CallLog log;
+        const Call_Log log;
         expect_success(ask(each.call));
-        const std::vector<CallRecord> waits = log.calls(Call::select_);
+        const std::vector<Call_Record> waits = log.calls(Call::select_);
         if (each.kind == 216) {
             EXPECT_TRUE(waits.empty());
         } else {
@@ -485,12 +483,12 @@ ISOLATED_TEST(AnsweredRequest, IsError2WhenNoAnswerComesInTime) {
         if (each.kind == 216) {
             continue;
         }
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         SCOPED_TRACE(each.name);
         Fault nothing_ready;
         nothing_ready.call = Call::select_; // returns 0: time-out
-        const FaultGuard fault(nothing_ready);
+        const Fault_Guard fault(nothing_ready);
         expect_error(2, ask(each.call));
         EXPECT_EQ(1, fault.hits());
         hb_terminate();
@@ -502,10 +500,10 @@ ISOLATED_TEST(AnsweredRequest, IsError12WhenWaitingFails) {
         if (each.kind == 216) {
             continue;
         }
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         SCOPED_TRACE(each.name);
-        const FaultGuard fault = failing(Call::select_, EINVAL);
+        const Fault_Guard fault = failing(Call::select_, EINVAL);
         expect_error(12, ask(each.call));
         hb_terminate();
     }
@@ -514,7 +512,7 @@ ISOLATED_TEST(AnsweredRequest, IsError12WhenWaitingFails) {
 // ---- Swapping addresses ----
 
 ISOLATED_TEST(SwapAdapters, LooksForTheOwnerOfTheAddressFirst) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     expect_error(7, ask([] { return hb_swap_adapters(BEYOND, address("10.7.7.7")); }));
     expect_error(4, ask([] { return hb_swap_adapters(UNKNOWN, address("10.1.0.2")); }));
@@ -523,12 +521,12 @@ ISOLATED_TEST(SwapAdapters, LooksForTheOwnerOfTheAddressFirst) {
 }
 
 ISOLATED_TEST(SwapAdapters, KnowsTheAddressInItsMappedForm) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     // The same four bytes at the end, but not a mapped IPv4 address.
     cluster.adapters[0].address = ipv6("::10.1.0.1");
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     expect_error(7, ask([] { return hb_swap_adapters(OWN, address("10.1.0.1")); }));
     EXPECT_TRUE(nothing_was_sent(daemon));
@@ -537,7 +535,7 @@ ISOLATED_TEST(SwapAdapters, KnowsTheAddressInItsMappedForm) {
 // ---- In cluster-event mode, and without a connection ----
 
 ISOLATED_TEST(ControlInClusterMode, SucceedsWithoutEffectWhereThereIsNoAnswer) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     for (const Silent &each : silent_requests()) {
@@ -549,7 +547,7 @@ ISOLATED_TEST(ControlInClusterMode, SucceedsWithoutEffectWhereThereIsNoAnswer) {
 }
 
 ISOLATED_TEST(ControlInClusterMode, StillChecksWhatItIsGiven) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
     expect_error(4, ask([] { return hb_node_is_down(-1); }));
@@ -559,10 +557,10 @@ ISOLATED_TEST(ControlInClusterMode, StillChecksWhatItIsGiven) {
 }
 
 ISOLATED_TEST(ControlInClusterMode, IsError12WhereAnAnswerIsAwaited) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
-    const CallLog log;
+    const Call_Log log;
     for (const Answered &each : answered_requests()) {
         SCOPED_TRACE(each.name);
         expect_error(12, ask(each.call));
@@ -573,7 +571,7 @@ ISOLATED_TEST(ControlInClusterMode, IsError12WhereAnAnswerIsAwaited) {
 }
 
 ISOLATED_TEST(ControlWithoutAConnection, IsError22WithAnAnswerOrWithout) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     hb_remove_socket();
     ASSERT_EQ(5U, answered_requests().size());

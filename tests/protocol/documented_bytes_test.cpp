@@ -24,8 +24,8 @@ using testing::IsEmpty;
 constexpr std::size_t CONFIGURATION_REQUEST = 80; // bytes that opening has sent
 constexpr pid_t DOCUMENTED_PROCESS = 4711;
 
-const HexExamples &document() {
-    static const HexExamples examples = [] {
+const Hex_Examples &document() {
+    static const Hex_Examples examples = [] {
         std::ifstream file(HB_PROTOCOL_DOCUMENT);
         EXPECT_TRUE(file.is_open()) << HB_PROTOCOL_DOCUMENT;
         return read_hex_examples(std::string(std::istreambuf_iterator<char>(file), {}));
@@ -41,8 +41,8 @@ Bytes example(const std::string &name) {
 }
 
 // The cluster of the document, with its segments.
-FakeDaemonPlan documented_daemon() {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan documented_daemon() {
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record(), send_record(example("configuration"))}};
     plan.segments = segments_for(4);
     plan.segments.configuration.content = example("shared-header");
@@ -57,16 +57,16 @@ void open_as_documented() {
 }
 
 // Returns whether the example is the first thing that the library has sent since it was opened.
-testing::AssertionResult sent_as_documented(FakeDaemon &daemon, const std::string &name) {
+testing::AssertionResult sent_as_documented(Fake_Daemon &daemon, const std::string &name) {
     const Bytes expected = frame(example(name));
     return same_bytes(
         expected, daemon.wait_received(CONFIGURATION_REQUEST + expected.size()).from(CONFIGURATION_REQUEST));
 }
 
 // Reads the example as an event.
-EventCall event_of(FakeDaemon &daemon, const std::string &name) {
+Event_Call event_of(Fake_Daemon &daemon, const std::string &name) {
     daemon.run(send_record(example(name)));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take()) << "error " << hb_get_errno();
     return call;
 }
@@ -80,13 +80,13 @@ Hb_IP_address4 ipv4_address(const Bytes &bytes) {
 // ---- Reading the examples ----
 
 TEST(HexExamples, AreBytesBehindTheirOffsetsAndTheirLength) {
-    const HexExamples read = read_hex_examples("text\n"
-                                               "```hex first\n"
-                                               "----  06 00 00 00   length: 6 bytes follow\n"
-                                               "0000  01 02*3       meaning 04\n"
-                                               "0004  FF 00\n"
-                                               "```\n"
-                                               "```text\n0000  77\n```\n");
+    const Hex_Examples read = read_hex_examples("text\n"
+                                                "```hex first\n"
+                                                "----  06 00 00 00   length: 6 bytes follow\n"
+                                                "0000  01 02*3       meaning 04\n"
+                                                "0004  FF 00\n"
+                                                "```\n"
+                                                "```text\n0000  77\n```\n");
     EXPECT_THAT(read.faults, IsEmpty());
     ASSERT_EQ(1U, read.examples.size());
     EXPECT_EQ((Bytes{1, 2, 2, 2, 0xFF, 0}), read.examples.at("first").bytes);
@@ -132,21 +132,21 @@ TEST(Document, HasTheExamplesThatAreTestedAndNoOthers) {
 // ---- Requests ----
 
 ISOLATED_TEST(DocumentedRequest, WithoutABody) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(1));
     EXPECT_TRUE(sent_as_documented(daemon, "request-without-body"));
 }
 
 ISOLATED_TEST(DocumentedRequest, WithItsNumberAsTheLength) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     EXPECT_EQ(Hb_Success, hb_node_is_down(2));
     EXPECT_TRUE(sent_as_documented(daemon, "suspicion"));
 }
 
 ISOLATED_TEST(DocumentedRequest, WithAnAnswer) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     daemon.run(send_record(example("answer")));
     EXPECT_EQ(Hb_Failure, hb_configure_adapter(2, ipv4_address({10, 1, 0, 7})));
@@ -155,10 +155,10 @@ ISOLATED_TEST(DocumentedRequest, WithAnAnswer) {
 }
 
 ISOLATED_TEST(DocumentedRequest, ForARoute) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     daemon.run(send_record(example("route-reply")));
-    const RouteCall call(hb_get_route, 2);
+    const Route_Call call(hb_get_route, 2);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_EQ(2U, call.length);
     EXPECT_EQ(ipv4(10, 1, 0, 1).add(ipv4(10, 1, 0, 2)).zeros(144), call.route);
@@ -166,7 +166,7 @@ ISOLATED_TEST(DocumentedRequest, ForARoute) {
 }
 
 ISOLATED_TEST(DocumentedRequest, ForAMulticast) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     char text[] = "hello";
     const iovec buffer = {text, 5};
@@ -176,7 +176,7 @@ ISOLATED_TEST(DocumentedRequest, ForAMulticast) {
 }
 
 ISOLATED_TEST(DocumentedRequest, ForASubscription) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     Hb_Subscription_Group group = {};
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&group));
@@ -187,7 +187,7 @@ ISOLATED_TEST(DocumentedRequest, ForASubscription) {
 }
 
 ISOLATED_TEST(DocumentedRequest, ForTheEndOfASubscription) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     EXPECT_EQ(Hb_Success, hb_unsubscribe("pair"));
     EXPECT_TRUE(sent_as_documented(daemon, "unsubscription"));
@@ -196,9 +196,9 @@ ISOLATED_TEST(DocumentedRequest, ForTheEndOfASubscription) {
 // ---- Events ----
 
 ISOLATED_TEST(DocumentedEvent, OfAnAdapterGroup) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "adapter-group");
+    const Event_Call call = event_of(daemon, "adapter-group");
     EXPECT_EQ(4, call.events);
     EXPECT_EQ("pair", call.name_text());
     EXPECT_EQ(1U, call.sequence);
@@ -213,9 +213,9 @@ ISOLATED_TEST(DocumentedEvent, OfAnAdapterGroup) {
 }
 
 ISOLATED_TEST(DocumentedEvent, OfAnAdapterThatDies) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "adapter-death");
+    const Event_Call call = event_of(daemon, "adapter-death");
     EXPECT_EQ(1, call.events);
     EXPECT_EQ("pair", call.name_text());
     EXPECT_EQ(3U, call.sequence);
@@ -229,9 +229,9 @@ ISOLATED_TEST(DocumentedEvent, OfAnAdapterThatDies) {
 }
 
 ISOLATED_TEST(DocumentedEvent, OfANodeThatDies) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "node-death");
+    const Event_Call call = event_of(daemon, "node-death");
     EXPECT_EQ(1, call.events);
     EXPECT_EQ("pair", call.name_text());
     EXPECT_EQ(4U, call.sequence);
@@ -245,9 +245,9 @@ ISOLATED_TEST(DocumentedEvent, OfANodeThatDies) {
 }
 
 ISOLATED_TEST(DocumentedEvent, OfHeartbeatSettings) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "heartbeat");
+    const Event_Call call = event_of(daemon, "heartbeat");
     EXPECT_EQ(512, call.events);
     EXPECT_EQ("pair", call.name_text());
     EXPECT_EQ(5U, call.sequence);
@@ -260,9 +260,9 @@ ISOLATED_TEST(DocumentedEvent, OfHeartbeatSettings) {
 }
 
 ISOLATED_TEST(DocumentedEvent, OfAnotherInstance) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "other-instance");
+    const Event_Call call = event_of(daemon, "other-instance");
     EXPECT_EQ(256, call.events);
     EXPECT_EQ("pair", call.name_text());
     EXPECT_EQ(6U, call.sequence);
@@ -273,9 +273,9 @@ ISOLATED_TEST(DocumentedEvent, OfAnotherInstance) {
 }
 
 ISOLATED_TEST(DocumentedEvent, OfAFailureIdentifier) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const EventCall call = event_of(daemon, "failure");
+    const Event_Call call = event_of(daemon, "failure");
     EXPECT_EQ(8, call.events);
     EXPECT_EQ("Hb_FFDC_Group", call.name_text());
     EXPECT_EQ(7U, call.sequence);
@@ -287,7 +287,7 @@ ISOLATED_TEST(DocumentedEvent, OfAFailureIdentifier) {
 // ---- The configuration ----
 
 ISOLATED_TEST(DocumentedConfiguration, IsTheClusterOfTheExamples) {
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     EXPECT_EQ(1, global_config_tbl.local_node_number);
     EXPECT_EQ(4, global_config_tbl.Hb_max_nodes);
@@ -312,13 +312,13 @@ ISOLATED_TEST(DocumentedConfiguration, IsTheClusterOfTheExamples) {
 ISOLATED_TEST(DocumentedSegments, TellTheRouteToNodeTwoAndNoOther) {
     EXPECT_EQ(12U, example("shared-header").size());
     EXPECT_EQ(184U, example("shared-route").size());
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
-    const RouteCall call(hb_read_ip_route, 2);
+    const Route_Call call(hb_read_ip_route, 2);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_EQ(2U, call.length);
     EXPECT_EQ(ipv4(10, 1, 0, 1).add(ipv4(10, 1, 0, 2)).zeros(144), call.route);
-    EXPECT_EQ(6, RouteCall(hb_read_route, 1).error) << "a record of another generation";
+    EXPECT_EQ(6, Route_Call(hb_read_route, 1).error) << "a record of another generation";
     EXPECT_EQ(7U, data_for_client->sequence_number);
     EXPECT_EQ(4U, data_for_client->number_of_nodes);
     EXPECT_EQ(2U, data_for_client->number_of_adapters);
@@ -326,7 +326,7 @@ ISOLATED_TEST(DocumentedSegments, TellTheRouteToNodeTwoAndNoOther) {
 
 ISOLATED_TEST(DocumentedSegments, HoldOneKeyInForce) {
     EXPECT_EQ(3168U, example("shared-security").size());
-    FakeDaemon daemon(documented_daemon());
+    Fake_Daemon daemon(documented_daemon());
     open_as_documented();
     Hb_Sequence_Number generation = 0;
     ASSERT_EQ(Hb_Success, hb_get_security_sequence(&generation));

@@ -1,9 +1,8 @@
 // Events, byte for byte, and their effect on the caller's group record and on the library's tables.
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -23,8 +22,8 @@ namespace {
 
 constexpr const char *FAILURE = "a.failure.identifier";
 
-ReplyHeader event(int kind) {
-    ReplyHeader header;
+Reply_Header event(int kind) {
+    Reply_Header header;
     header.kind = kind;
     header.leader[0] = 4;
     header.leader[1] = 0x11111111;
@@ -43,7 +42,7 @@ Bytes name_field(const std::string &text) {
 }
 
 // The name is written with its NUL. Bytes after the first 32 are not changed.
-void expect_name(const EventCall &call, const std::string &text) {
+void expect_name(const Event_Call &call, const std::string &text) {
     EXPECT_EQ(name_field(text), call.name_bytes().first(text.size() + 1));
     EXPECT_EQ(Bytes().fill(16, UNTOUCHED), call.name_bytes().from(32));
 }
@@ -65,7 +64,7 @@ Bytes adapter_group(int event_bits, int64_t count, int64_t leader, int64_t incar
 // ---- Adapter events ----
 
 ISOLATED_TEST(AdapterEvent, ADeathWrittenOutInBytes) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_raw({
         128,  0,   0,   0,                                             // length 108 + 20
@@ -85,7 +84,7 @@ ISOLATED_TEST(AdapterEvent, ADeathWrittenOutInBytes) {
         3,    0,   0,   0,   0x10, 0, 0, 0,                            // adapter 3, incarnation 16
         8,    0,   0,   0,   0x11, 0, 0, 0x08,                         // adapter 8, removed, incarnation 17
     }));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(1, call.events);
     EXPECT_EQ(42U, call.sequence);
@@ -99,10 +98,10 @@ ISOLATED_TEST(AdapterEvent, ADeathWrittenOutInBytes) {
 }
 
 ISOLATED_TEST(AdapterEvent, ADeathLeavesNoLeaderNoIncarnationAndAnUnstableGroup) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(2), adapter_body({{2, 7}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     const auto &members = call.group->Hb_membership_grp_union.Hb_adapter_membership_grp;
     EXPECT_EQ(0xFFFFFFFFU, members.Hb_group_leader);
@@ -111,10 +110,10 @@ ISOLATED_TEST(AdapterEvent, ADeathLeavesNoLeaderNoIncarnationAndAnUnstableGroup)
 }
 
 ISOLATED_TEST(AdapterEvent, AJoin) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(3), adapter_body({{5, 0x77}, {8, 0}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(2, call.events);
     EXPECT_EQ(0x01020304U, call.sequence);
@@ -126,13 +125,13 @@ ISOLATED_TEST(AdapterEvent, AJoin) {
 }
 
 ISOLATED_TEST(AdapterEvent, ANewGroupCarriesLeaderIncarnationAndStatus) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ReplyHeader header = event(4);
+    Reply_Header header = event(4);
     for (const int64_t status : {0, 1, 7}) {
         header.group_status = status;
         daemon.run(send_record(reply(header, adapter_body({{2, 1}, {4, 2}, {8, 3}}))));
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take());
         EXPECT_EQ(4, call.events);
         EXPECT_TRUE(same_bytes(adapter_group(4, 3, 4, 0x33333333, status, {{2, 1}, {4, 2}, {8, 3}}),
@@ -142,59 +141,59 @@ ISOLATED_TEST(AdapterEvent, ANewGroupCarriesLeaderIncarnationAndStatus) {
 }
 
 ISOLATED_TEST(AdapterEvent, ACountOfZeroCarriesOnePair) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(3), Bytes().i32(0).i32(4).i32(0x99))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(adapter_group(2, 1, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{4, 0x99}}), call.group_bytes()));
 }
 
 ISOLATED_TEST(AdapterEvent, ACountOfMinusOneCarriesNone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(2), Bytes().i32(-1))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(adapter_group(1, 0, 0xFFFFFFFF, 0xFFFFFFFF, 1, {}), call.group_bytes()));
 }
 
 ISOLATED_TEST(AdapterEvent, BytesBehindTheLastPairAreIgnored) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(2), Bytes().i32(0).i32(4).i32(1).i32(5).i32(2).u8(3))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(adapter_group(1, 1, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{4, 1}}), call.group_bytes()));
     EXPECT_EQ(Hb_Entity_Down, adapter_state(5)) << "as the configuration said";
 }
 
 ISOLATED_TEST(AdapterEvent, AnAdapterNamedTwiceHasTheLaterIncarnation) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(2), adapter_body({{4, 1}, {4, 2}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(adapter_group(1, 2, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{4, 2}}), call.group_bytes()));
 }
 
 ISOLATED_TEST(AdapterEvent, AnAdapterThatIsNotConfiguredIsListedAllTheSame) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes before = library_state();
     daemon.run(send_record(reply(event(3), adapter_body({{14, 6}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(adapter_group(2, 1, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{14, 6}}), call.group_bytes()));
     EXPECT_TRUE(same_bytes(before, library_state()));
 }
 
 ISOLATED_TEST(AdapterEvent, NumbersFrom98352OnAreSkipped) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(
         reply(event(3), adapter_body({{98352, 1}, {4, 2}, {0xFFFFFFFF, 3}, {98351, 4}, {0x80000000LL, 5}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     Bytes expected = adapter_group(2, 5, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{4, 2}});
     expected.put_i32(GROUP_ADAPTERS + 4 * 98351, 4); // the last slot of the record
@@ -202,23 +201,23 @@ ISOLATED_TEST(AdapterEvent, NumbersFrom98352OnAreSkipped) {
 }
 
 ISOLATED_TEST(AdapterEvent, TheFailureIdentifierIsClearedAndNotCopied) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int kind : {2, 3, 4}) {
         daemon.run(send_record(reply(event(kind), adapter_body({}))));
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take());
         EXPECT_EQ(Bytes().zeros(43), bytes_of(call.group->Hb_ffdc_id)) << kind;
     }
 }
 
 ISOLATED_TEST(AdapterEvent, OfEverySlotOfTheLargestClusterIsTaken) {
-    FakeDaemonPlan plan;
-    ClusterFacts cluster = small_cluster();
+    Fake_Daemon_Plan plan;
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     Bytes body = Bytes().i32(98351);
     Bytes list;
@@ -227,7 +226,7 @@ ISOLATED_TEST(AdapterEvent, OfEverySlotOfTheLargestClusterIsTaken) {
         list.i32(adapter * 3);
     }
     daemon.run(send_record(reply(event(4), body)));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     const auto &members = call.group->Hb_membership_grp_union.Hb_adapter_membership_grp;
     EXPECT_EQ(98352, members.Hb_num_adapters);
@@ -235,12 +234,12 @@ ISOLATED_TEST(AdapterEvent, OfEverySlotOfTheLargestClusterIsTaken) {
 }
 
 ISOLATED_TEST(AdapterEvent, OfAnotherKindIsUndefinedAndError71) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes record = reply(event(8), adapter_body({{4, 1}}));
     char *copy = new char[record.size()];
     std::memcpy(copy, record.data(), record.size());
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, hb_get_adapter_event(&call.events, call.name, call.group.get(),
                                                reinterpret_cast<client_packet *>(copy)));
     EXPECT_EQ(71, hb_get_errno());
@@ -266,7 +265,7 @@ Hb_Node_Entry node_entry(unsigned long node) {
 }
 
 ISOLATED_TEST(NodeEvent, ADeathWrittenOutInBytes) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_raw({
         140,  0,    0,    0,                                          // length 108 + 32
@@ -285,7 +284,7 @@ ISOLATED_TEST(NodeEvent, ADeathWrittenOutInBytes) {
         0,    0,    0,    0,    0,   0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, // node 2 of 0 to 7
         0,    0,    0,    0,    0,   0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
     }));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(1, call.events);
     EXPECT_EQ(4294967295UL, call.sequence);
@@ -297,10 +296,10 @@ ISOLATED_TEST(NodeEvent, ADeathWrittenOutInBytes) {
 }
 
 ISOLATED_TEST(NodeEvent, AJoinIsUpAndUnstableAndCarriesTheIdentifier) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(6), node_body({0, 1, 0, 0, 1, 0, 0, 0}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(2, call.events);
     expect_name(call, "my subscription");
@@ -313,13 +312,13 @@ ISOLATED_TEST(NodeEvent, AJoinIsUpAndUnstableAndCarriesTheIdentifier) {
 }
 
 ISOLATED_TEST(NodeEvent, ANewGroupHasItsStatusAndNoIdentifier) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ReplyHeader header = event(7);
+    Reply_Header header = event(7);
     for (const int64_t status : {0, 1, -3}) {
         header.group_status = status;
         daemon.run(send_record(reply(header, node_body({0, 1, 1, 0, 1, 0, 0, 0}))));
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take());
         EXPECT_EQ(4, call.events);
         EXPECT_TRUE(same_bytes(node_group(4, 3, status, "", {0, 1, 1, 0, 1, 0, 0, 0}), call.group_bytes()));
@@ -329,10 +328,10 @@ ISOLATED_TEST(NodeEvent, ANewGroupHasItsStatusAndNoIdentifier) {
 }
 
 ISOLATED_TEST(NodeEvent, OtherValuesThanOneAreCopiedAndNotCounted) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(5), node_body({0, 7, 1, -1, 2, 0, 0, 1}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(node_group(1, 2, 1, FAILURE, {0, 7, 1, -1, 2, 0, 0, 1}), call.group_bytes()));
     EXPECT_EQ(7, hb_is_node_in_group(call.group.get(), 1)) << "it comes back as it arrived";
@@ -341,30 +340,30 @@ ISOLATED_TEST(NodeEvent, OtherValuesThanOneAreCopiedAndNotCounted) {
 }
 
 ISOLATED_TEST(NodeEvent, ANodeThatIsNotConfiguredIsCountedAllTheSame) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(6), node_body({1, 0, 0, 1, 0, 0, 0, 0}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(2, call.group->Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes);
 }
 
 ISOLATED_TEST(NodeEvent, ABodyLongerThanTheNodesIsReadToTheLastNode) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(5), node_body({0, 0, 0, 0, 0, 0, 0, 1, 1, 1}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_TRUE(same_bytes(node_group(1, 1, 1, FAILURE, {0, 0, 0, 0, 0, 0, 0, 1}), call.group_bytes()));
 }
 
 ISOLATED_TEST(NodeEvent, AnIdentifierWithoutANulIsCutAtItsField) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ReplyHeader header = event(5);
+    Reply_Header header = event(5);
     header.ffdc_id = std::string(43, 'f');
     daemon.run(send_record(reply(header, node_body({0, 0, 0, 0, 0, 0, 0, 0}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(Bytes().text(std::string(42, 'f'), 43), bytes_of(call.group->Hb_ffdc_id));
     EXPECT_EQ(UNTOUCHED, call.group_bytes()[GROUP_FFDC + 43]);
@@ -373,7 +372,7 @@ ISOLATED_TEST(NodeEvent, AnIdentifierWithoutANulIsCutAtItsField) {
 // ---- Heartbeat ----
 
 ISOLATED_TEST(HeartbeatEvent, WrittenOutInBytes) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_raw({
         124,  0,    0,   0,                                       // length 108 + 16
@@ -394,7 +393,7 @@ ISOLATED_TEST(HeartbeatEvent, WrittenOutInBytes) {
         1,    0,    0,   0,                                       // enabled
         0xD2, 4,    0,   0,                                       // process 1234
     }));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(512, call.events);
     EXPECT_EQ(3U, call.sequence);
@@ -406,10 +405,10 @@ ISOLATED_TEST(HeartbeatEvent, WrittenOutInBytes) {
 }
 
 ISOLATED_TEST(HeartbeatEvent, TouchesNoListTypeOrStatusOfTheGroup) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(15), Bytes().i32(1).i32(2).i32(0).i32(3))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     Bytes expected = untouched_group();
     expected.put_i32(GROUP_EVENTS, 512).put(GROUP_FFDC, Bytes().zeros(43));
@@ -417,7 +416,7 @@ ISOLATED_TEST(HeartbeatEvent, TouchesNoListTypeOrStatusOfTheGroup) {
 }
 
 ISOLATED_TEST(HeartbeatEvent, TheSettingsAreCopiedToTheCaller) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Hb_Client_Hb_Info info;
     std::memset(&info, UNTOUCHED, sizeof info);
     EXPECT_EQ(Hb_Success, hb_get_client_hb_info(&info));
@@ -429,7 +428,7 @@ ISOLATED_TEST(HeartbeatEvent, TheSettingsAreCopiedToTheCaller) {
 
     open_library();
     daemon.run(send_record(reply(event(15), Bytes().i32(7).i32(8).i32(9).i32(10))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(Hb_Success, hb_get_client_hb_info(&info));
     EXPECT_EQ(7, info.client_hb_thresh.tv_sec);
@@ -446,10 +445,10 @@ ISOLATED_TEST(HeartbeatEvent, ANullPointerForTheSettingsIsError4) {
 // ---- Failure identifiers and other instances ----
 
 ISOLATED_TEST(FailureIdentifierEvent, FillsTheIdentifierAndNothingElse) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(12), {})));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(8, call.events);
     EXPECT_EQ(0x01020304U, call.sequence);
@@ -460,21 +459,21 @@ ISOLATED_TEST(FailureIdentifierEvent, FillsTheIdentifierAndNothingElse) {
 }
 
 ISOLATED_TEST(FailureIdentifierEvent, WithoutANulIsCutAtItsField) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ReplyHeader header = event(12);
+    Reply_Header header = event(12);
     header.ffdc_id = std::string(43, 'x');
     daemon.run(send_record(reply(header, {})));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(std::string(42, 'x'), call.group->Hb_ffdc_id);
 }
 
 ISOLATED_TEST(FailureIdentifierEvent, IsReadWithItsAccessor) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(12), {})));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     Hb_FFDC_Id id;
     EXPECT_EQ(Hb_Success, hb_get_FFDC_id(call.group.get(), &id));
@@ -482,10 +481,10 @@ ISOLATED_TEST(FailureIdentifierEvent, IsReadWithItsAccessor) {
 }
 
 ISOLATED_TEST(DifferentInstanceEvent, CarriesAddressAndInstance) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(13), ipv4(192, 168, 3, 4).i32(0xFEDCBA98))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(256, call.events);
     expect_name(call, "my subscription");
@@ -497,10 +496,10 @@ ISOLATED_TEST(DifferentInstanceEvent, CarriesAddressAndInstance) {
 }
 
 ISOLATED_TEST(DifferentInstanceEvent, ReadsTwentyBytesOfALongerBody) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(13), ipv6("fe80::1").i32(5).fill(30, 0xEE))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(ipv6("fe80::1").i32(5), call.group_bytes().part(GROUP_INSTANCE, 20));
     EXPECT_EQ(UNTOUCHED, call.group_bytes()[GROUP_INSTANCE + 20]);
@@ -509,10 +508,10 @@ ISOLATED_TEST(DifferentInstanceEvent, ReadsTwentyBytesOfALongerBody) {
 // ---- The configuration update ----
 
 ISOLATED_TEST(ConfigurationUpdate, ReportsItsEventAndNameAndLeavesTheGroupAlone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(9), snapshot(small_cluster()))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(128, call.events);
     EXPECT_EQ(0x01020304U, call.sequence);
@@ -523,16 +522,16 @@ ISOLATED_TEST(ConfigurationUpdate, ReportsItsEventAndNameAndLeavesTheGroupAlone)
 }
 
 ISOLATED_TEST(ConfigurationUpdate, ReplacesTheConfiguration) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ClusterFacts cluster;
+    Cluster_Facts cluster;
     cluster.local_node = 6;
     cluster.max_nodes = 7;
     cluster.adapters_per_node = 3;
     cluster.adapters = {{18, 0, ipv4(10, 9, 0, 1), "new0", 2}, {20, 2, ipv4(10, 9, 0, 2), "new2", 1}};
     cluster.networks = {{"first", "x"}, {"second", "y"}, {"third", "z"}};
     daemon.run(send_record(reply(event(9), snapshot(cluster))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
 
     EXPECT_EQ(6, global_config_tbl.local_node_number);
@@ -554,15 +553,15 @@ ISOLATED_TEST(ConfigurationUpdate, ReplacesTheConfiguration) {
 }
 
 ISOLATED_TEST(ConfigurationUpdate, KeepsTheStatesOfTheNodesThatStay) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters.push_back({10, 0, ipv4(10, 9, 0, 5), "new", 1});
     daemon.run({send_record(reply(event(5), node_body({0, 0, 1, 0, 0, 0, 0, 0}))),
                 send_record(reply(event(6), node_body({0, 1, 0, 0, 0, 0, 0, 0}))),
                 send_record(reply(event(9), snapshot(cluster)))});
     for (int i = 0; i < 3; ++i) {
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take());
     }
     EXPECT_EQ(Hb_Entity_Down, node_entry(2).state);
@@ -574,50 +573,50 @@ ISOLATED_TEST(ConfigurationUpdate, KeepsTheStatesOfTheNodesThatStay) {
 }
 
 ISOLATED_TEST(ConfigurationUpdate, KeepsTheSites) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     H_table_str *sites = Hash_init("sites", 257);
     auto *list = new Hb_Site_Entry[1]();
     global_config_tbl.site_hash = sites;
     global_config_tbl.site_list = list;
     daemon.run(send_record(reply(event(9), snapshot(small_cluster()))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(sites, global_config_tbl.site_hash);
     EXPECT_EQ(list, global_config_tbl.site_list);
 }
 
 ISOLATED_TEST(ConfigurationUpdate, EventsAfterItAreReadWithTheNewGeometry) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 10;
     daemon.run({send_record(reply(event(9), snapshot(cluster))),
                 send_record(reply(event(5), node_body({0, 0, 0, 0, 0, 0, 0, 0, 0, 1})))});
-    EventCall update;
+    Event_Call update;
     ASSERT_EQ(Hb_Success, update.take());
-    EventCall death;
+    Event_Call death;
     ASSERT_EQ(Hb_Success, death.take());
     EXPECT_EQ(1, death.group->Hb_membership_grp_union.Hb_node_membership_grp.Hb_node_list[9]);
     EXPECT_EQ(1, death.group->Hb_membership_grp_union.Hb_node_membership_grp.Hb_num_nodes);
 }
 
 ISOLATED_TEST(ConfigurationUpdate, NodesAboveTheNewMaximumAreLeftInTheNodeTable) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     ASSERT_EQ(Hb_True, global_node_tbl[4]);
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 3;
     cluster.adapters.resize(4);
     daemon.run(send_record(reply(event(9), snapshot(cluster))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(2, global_num_nodes);
     EXPECT_EQ(Hb_True, global_node_tbl[4]) << "entries beyond the nodes stay as they are";
 }
 
 ISOLATED_TEST(ConfigurationUpdate, ShortMemoryAnywhereIsError17AndLosesNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     int failures = 0;
     for (int skip = 0;; ++skip) {
@@ -626,14 +625,14 @@ ISOLATED_TEST(ConfigurationUpdate, ShortMemoryAnywhereIsError17AndLosesNothing) 
         ASSERT_TRUE(wait_readable(client_socket->socket()));
         ASSERT_TRUE(daemon.wait_steps_done());
         const Bytes before = library_state();
-        EventCall call;
+        Event_Call call;
         Fault short_memory;
         short_memory.call = Call::allocation;
         short_memory.skip = 1 + skip; // the record itself can be allocated
         Hb_Rc result = Hb_Success;
         int hits = 0;
         {
-            const FaultGuard fault(short_memory);
+            const Fault_Guard fault(short_memory);
             result = call.take();
             hits = fault.hits();
         }
@@ -645,7 +644,7 @@ ISOLATED_TEST(ConfigurationUpdate, ShortMemoryAnywhereIsError17AndLosesNothing) 
             ++failures;
             EXPECT_EQ(17, hb_get_errno());
             EXPECT_TRUE(same_bytes(before, library_state())) << "allocation " << skip;
-            EXPECT_EQ(EventCall::NO_EVENT, call.events);
+            EXPECT_EQ(Event_Call::NO_EVENT, call.events);
         }
     }
     EXPECT_GT(failures, 5);
@@ -654,14 +653,14 @@ ISOLATED_TEST(ConfigurationUpdate, ShortMemoryAnywhereIsError17AndLosesNothing) 
 // ---- Names ----
 
 ISOLATED_TEST(EventName, WithoutANulIsCutAtThirtyOneCharacters) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int kind : {2, 3, 4, 5, 6, 7, 13, 15}) {
-        ReplyHeader header = event(kind);
+        Reply_Header header = event(kind);
         header.subscription_name = std::string(32, 'n');
         Bytes body = Bytes().i32(-1).zeros(28); // enough for each of these kinds
         daemon.run(send_record(reply(header, body)));
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take()) << kind;
         EXPECT_EQ(std::string(31, 'n'), call.name_text()) << kind;
         EXPECT_EQ(Bytes().fill(16, UNTOUCHED), call.name_bytes().from(32)) << kind;
@@ -671,9 +670,9 @@ ISOLATED_TEST(EventName, WithoutANulIsCutAtThirtyOneCharacters) {
 // ---- Waiting and reading ----
 
 ISOLATED_TEST(Intake, ADescriptorArrayThatStartsWithMinusOneFailsWithoutAnErrorNumber) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int none[1] = {-1};
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(Hb_Failure, hb_get_event_message(none, nullptr, nullptr, nullptr, nullptr, nullptr))
         << "that is looked at before the other arguments";
     EXPECT_EQ(0, hb_get_errno());
@@ -682,13 +681,13 @@ ISOLATED_TEST(Intake, ADescriptorArrayThatStartsWithMinusOneFailsWithoutAnErrorN
 }
 
 ISOLATED_TEST(Intake, ANullPointerWhereAnAnswerShouldGoIsError4BeforeAnythingIsRead) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(event(12), {})));
     ASSERT_TRUE(wait_readable(client_socket->socket()));
-    EventCall call;
+    Event_Call call;
     int descriptors[2] = {client_socket->socket(), -1};
-    const CallLog log;
+    const Call_Log log;
     for (int missing = 0; missing < 5; ++missing) {
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, hb_get_event_message(missing == 0 ? nullptr : descriptors, nullptr,
@@ -705,55 +704,55 @@ ISOLATED_TEST(Intake, ANullPointerWhereAnAnswerShouldGoIsError4BeforeAnythingIsR
 }
 
 ISOLATED_TEST(Intake, WaitsForAsLongAsItTakesWithoutATimeOut) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    daemon.run({wait_for([] { return SignalPelter::hits() >= 30; }), send_record(reply(event(12), {}))});
-    const SignalPelter pelter;
-    EventCall call;
+    daemon.run({wait_for([] { return Signal_Pelter::hits() >= 30; }), send_record(reply(event(12), {}))});
+    const Signal_Pelter pelter;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take());
 }
 
 ISOLATED_TEST(Intake, ATimeOutThatExpiresIsError2AndLeavesEverythingAlone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes before = library_state();
     for (const timeval &timeout : {timeval{0, 0}, timeval{0, 10000}}) {
-        EventCall call;
+        Event_Call call;
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, call.take(timeout));
         EXPECT_EQ(2, hb_get_errno());
         EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes()));
-        EXPECT_EQ(EventCall::NO_EVENT, call.events);
-        EXPECT_EQ(EventCall::NO_SEQUENCE, call.sequence);
+        EXPECT_EQ(Event_Call::NO_EVENT, call.events);
+        EXPECT_EQ(Event_Call::NO_SEQUENCE, call.sequence);
     }
     EXPECT_TRUE(same_bytes(before, library_state()));
 }
 
 ISOLATED_TEST(Intake, WithATimeOutAnEventThatComesInTimeIsTaken) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    daemon.run({wait_for([] { return SignalPelter::hits() >= 10; }), send_record(reply(event(12), {}))});
-    const SignalPelter pelter;
-    EventCall call;
+    daemon.run({wait_for([] { return Signal_Pelter::hits() >= 10; }), send_record(reply(event(12), {}))});
+    const Signal_Pelter pelter;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take({60, 0}));
 }
 
 ISOLATED_TEST(Intake, AWaitThatFailsIsError12) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int error : {EBADF, EINVAL, ENOMEM}) {
-        const FaultGuard fault = failing(Call::select_, error);
-        EventCall call;
+        const Fault_Guard fault = failing(Call::select_, error);
+        Event_Call call;
         EXPECT_EQ(Hb_Failure, call.take({30, 0}));
         EXPECT_EQ(12, hb_get_errno());
     }
 }
 
 ISOLATED_TEST(Intake, AnEventThatTricklesInByteByByteIsTakenWhole) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(trickle_record(reply(event(3), adapter_body({{5, 0x77}, {8, 0}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take({60, 0}));
     EXPECT_TRUE(
         same_bytes(adapter_group(2, 2, 0xFFFFFFFF, 0xFFFFFFFF, 1, {{5, 0x77}, {8, 0}}), call.group_bytes()));
@@ -762,15 +761,15 @@ ISOLATED_TEST(Intake, AnEventThatTricklesInByteByByteIsTakenWhole) {
 ISOLATED_TEST(Intake, ADaemonThatDiesAtAnyByteOfAnEventIsError16AndChangesNothing) {
     const Bytes whole = frame(reply(event(5), node_body({1, 1, 1, 1, 1, 1, 1, 1})));
     for (std::size_t count = 0; count < whole.size(); ++count) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         const Bytes before = library_state();
         daemon.run({send_raw(whole.first(count)), hang_up()});
-        EventCall call;
+        Event_Call call;
         EXPECT_EQ(Hb_Failure, call.take()) << count;
         EXPECT_EQ(16, hb_get_errno()) << count;
         EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes())) << count;
-        EXPECT_EQ(EventCall::NO_SEQUENCE, call.sequence);
+        EXPECT_EQ(Event_Call::NO_SEQUENCE, call.sequence);
         EXPECT_TRUE(same_bytes(before, library_state())) << count;
         EXPECT_EQ(Hb_Failure, call.take()) << "and again";
         EXPECT_EQ(16, hb_get_errno());
@@ -779,26 +778,26 @@ ISOLATED_TEST(Intake, ADaemonThatDiesAtAnyByteOfAnEventIsError16AndChangesNothin
 }
 
 ISOLATED_TEST(Intake, AReadThatFailsWithoutTheEndIsError12) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    const FaultGuard fault = failing(Call::read_, EIO);
-    EventCall call;
+    const Fault_Guard fault = failing(Call::read_, EIO);
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take());
     EXPECT_EQ(12, hb_get_errno());
 }
 
 ISOLATED_TEST(Intake, EventsComeOneACallAndInOrder) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Bytes all;
     for (int i = 0; i < 50; ++i) {
-        ReplyHeader header = event(i % 2 == 0 ? 12 : 7);
+        Reply_Header header = event(i % 2 == 0 ? 12 : 7);
         header.sequence = 1000 + i;
         all.add(frame(reply(header, node_body({0, 0, 0, 0, 0, 0, 0, 0}))));
     }
     daemon.run(send_raw(all));
     for (int i = 0; i < 50; ++i) {
-        EventCall call;
+        Event_Call call;
         ASSERT_EQ(Hb_Success, call.take());
         EXPECT_EQ(i % 2 == 0 ? 8 : 4, call.events);
         EXPECT_EQ(1000U + static_cast<unsigned>(i), call.sequence);
@@ -806,10 +805,10 @@ ISOLATED_TEST(Intake, EventsComeOneACallAndInOrder) {
 }
 
 ISOLATED_TEST(Intake, WithoutAConnectionItOpensTheLibrary) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(small_cluster()))};
-    FakeDaemon daemon(plan);
-    EventCall call;
+    Fake_Daemon daemon(plan);
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({0, 0}));
     EXPECT_EQ(2, hb_get_errno());
     EXPECT_NE(nullptr, client_socket);
@@ -819,45 +818,45 @@ ISOLATED_TEST(Intake, WithoutAConnectionItOpensTheLibrary) {
 }
 
 ISOLATED_TEST(Intake, WithoutAConnectionItReportsWhyItCannotOpen) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take());
     EXPECT_EQ(15, hb_get_errno());
     EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes()));
 }
 
 ISOLATED_TEST(Intake, AfterTerminatingItConnectsAgain) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take({0, 0}));
     EXPECT_EQ(2, hb_get_errno());
     EXPECT_TRUE(daemon.wait_connections(2));
 }
 
 ISOLATED_TEST(Intake, AConnectionThatIsThereIsUsedWithoutOpeningTheLibrary) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{send_record(reply(event(12), {}))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take());
     EXPECT_EQ(0, client_initialized);
     EXPECT_TRUE(daemon.received().empty()) << "no configuration was asked for";
 }
 
 ISOLATED_TEST(Intake, BeforeAnyConfigurationAnEventHasNoNodesAndNoAdapterBound) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {
         {send_record(reply(event(5), {})), send_record(reply(event(2), adapter_body({{3, 9}})))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    EventCall node;
+    Event_Call node;
     ASSERT_EQ(Hb_Success, node.take());
     EXPECT_TRUE(same_bytes(node_group(1, 0, 1, FAILURE, {}), node.group_bytes()));
-    EventCall adapter;
+    Event_Call adapter;
     ASSERT_EQ(Hb_Success, adapter.take());
     EXPECT_EQ(9U, adapter.group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_adapter_list[3]);
 }
@@ -865,7 +864,7 @@ ISOLATED_TEST(Intake, BeforeAnyConfigurationAnEventHasNoNodesAndNoAdapterBound) 
 // ---- Descriptors ----
 
 ISOLATED_TEST(DescriptorArray, IsTheConnectionAndMinusOneWithACountOfOne) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int *descriptors = nullptr;
     int count = 0;
     ASSERT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
@@ -877,13 +876,13 @@ ISOLATED_TEST(DescriptorArray, IsTheConnectionAndMinusOneWithACountOfOne) {
 }
 
 ISOLATED_TEST(DescriptorArray, BecomesReadableWithAnEvent) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int *descriptors = nullptr;
     int count = 0;
     ASSERT_EQ(Hb_Success, hb_get_file_descriptor_array(&descriptors, &count));
     daemon.run(send_record(reply(event(12), {})));
     EXPECT_TRUE(wait_readable(descriptors[0]));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, hb_get_event_message(descriptors, nullptr, &call.events, call.name, call.group.get(),
                                                &call.sequence));
     EXPECT_EQ(8, call.events);
@@ -891,7 +890,7 @@ ISOLATED_TEST(DescriptorArray, BecomesReadableWithAnEvent) {
 }
 
 ISOLATED_TEST(DescriptorArray, NullPointersAreError4BeforeAnythingIsOpened) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int *descriptors = nullptr;
     int count = 77;
     EXPECT_EQ(Hb_Failure, hb_get_file_descriptor_array(nullptr, &count));
@@ -906,7 +905,7 @@ ISOLATED_TEST(DescriptorArray, NullPointersAreError4BeforeAnythingIsOpened) {
 }
 
 ISOLATED_TEST(DescriptorArray, AFailureToOpenIsReportedAndNothingWritten) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     int *descriptors = nullptr;
     int count = 77;
@@ -917,7 +916,7 @@ ISOLATED_TEST(DescriptorArray, AFailureToOpenIsReportedAndNothingWritten) {
 }
 
 ISOLATED_TEST(DescriptorArray, ShortMemoryIsError17) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     int *descriptors = nullptr;
     int count = 77;
@@ -925,7 +924,7 @@ ISOLATED_TEST(DescriptorArray, ShortMemoryIsError17) {
     short_memory.call = Call::allocation;
     Hb_Rc result = Hb_Success;
     {
-        const FaultGuard fault(short_memory);
+        const Fault_Guard fault(short_memory);
         result = hb_get_file_descriptor_array(&descriptors, &count);
     }
     EXPECT_EQ(Hb_Failure, result);
@@ -935,7 +934,7 @@ ISOLATED_TEST(DescriptorArray, ShortMemoryIsError17) {
 }
 
 ISOLATED_TEST(DescriptorArray, FreeingNullIsError4AndOpensNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(Hb_Failure, hb_free_file_descriptor_array(nullptr));
     EXPECT_EQ(4, hb_get_errno());
     auto *mine = new int[2];

@@ -12,8 +12,8 @@ namespace {
 
 constexpr int MAX_NODES = 3;
 
-ReplyHeader event(int kind) {
-    ReplyHeader header;
+Reply_Header event(int kind) {
+    Reply_Header header;
     header.kind = kind;
     header.leader[0] = 4;
     header.group_id[1] = 0x33333333;

@@ -1,16 +1,15 @@
 #include "tests/protocol/full_listener.h"
 
+#include <cerrno>
 #include <sys/socket.h>
 #include <sys/un.h>
-
-#include <cerrno>
 #include <system_error>
 
 #include "tests/support/deadline.h"
 
 namespace hb_test {
 
-FullListener::FullListener() {
+Full_Listener::Full_Listener() {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path_.copy(address.sun_path, sizeof address.sun_path - 1);
@@ -20,7 +19,7 @@ FullListener::FullListener() {
         throw std::system_error(errno, std::generic_category(), "listen " + path_);
     }
     for (;;) {
-        UniqueFd filler(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        Unique_Fd filler(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         if (connect(filler.get(), name, sizeof address) != 0) {
             if (errno != EAGAIN) {
                 throw std::system_error(errno, std::generic_category(), "connect " + path_);
@@ -31,15 +30,15 @@ FullListener::FullListener() {
     }
 }
 
-void FullListener::make_room() {
+void Full_Listener::make_room() {
     for (std::size_t i = 0; i < fillers_.size(); ++i) {
         accept_next();
     }
 }
 
-UniqueFd FullListener::accept_next() {
-    return wait_readable(listener_.get()) ? UniqueFd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC))
-                                          : UniqueFd();
+Unique_Fd Full_Listener::accept_next() {
+    return wait_readable(listener_.get()) ? Unique_Fd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC))
+                                          : Unique_Fd();
 }
 
 } // namespace hb_test

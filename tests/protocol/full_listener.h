@@ -1,6 +1,5 @@
 // A daemon that listens but accepts no connection: its queue of waiting connections is full.
-#ifndef HB_TEST_FULL_LISTENER_H
-#define HB_TEST_FULL_LISTENER_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -12,26 +11,24 @@
 
 namespace hb_test {
 
-class FullListener {
+class Full_Listener {
   public:
     // Points HB_SERVER_SOCKET here and clears the two suffix variables.
-    FullListener();
+    Full_Listener();
 
     // Accepts the connections that fill the queue.
     void make_room();
     // Accepts the next waiting connection; returns nothing at the deadline.
-    UniqueFd accept_next();
+    Unique_Fd accept_next();
 
   private:
-    TempDir directory_;
+    Temp_Dir directory_;
     std::string path_ = directory_.file("s");
-    EnvironmentGuard socket_{"HB_SERVER_SOCKET", path_};
-    EnvironmentGuard domain_{"HA_DOMAIN_NAME", std::nullopt};
-    EnvironmentGuard partition_{"HA_SYSPAR_NAME", std::nullopt};
-    UniqueFd listener_;
-    std::vector<UniqueFd> fillers_;
+    Environment_Guard socket_{"HB_SERVER_SOCKET", path_};
+    Environment_Guard domain_{"HA_DOMAIN_NAME", std::nullopt};
+    Environment_Guard partition_{"HA_SYSPAR_NAME", std::nullopt};
+    Unique_Fd listener_;
+    std::vector<Unique_Fd> fillers_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -18,14 +18,14 @@ struct Holdings {
     std::size_t bytes;
 };
 
-Holdings holdings(FakeDaemon &daemon) {
+Holdings holdings(Fake_Daemon &daemon) {
     daemon.forget_received();
     return {open_descriptors(), segment_mappings(), allocated_bytes()};
 }
 
 // Runs the cycle a thousand times and compares with the memory held after the first twenty. Less than eight
 // bytes a cycle is noise of the allocator, whose smallest block is larger.
-void expect_no_growth(FakeDaemon &daemon, const std::function<void()> &cycle) {
+void expect_no_growth(Fake_Daemon &daemon, const std::function<void()> &cycle) {
     for (int i = 0; i < 20; ++i) {
         cycle();
     }
@@ -44,13 +44,13 @@ void expect_no_growth(FakeDaemon &daemon, const std::function<void()> &cycle) {
 }
 
 // A failed opening keeps its connection until the next one, so all connections but the last have ended.
-void expect_one_connection_left(FakeDaemon &daemon, int cycles) {
+void expect_one_connection_left(Fake_Daemon &daemon, int cycles) {
     ASSERT_TRUE(daemon.wait_connections(cycles));
     ASSERT_TRUE(daemon.wait_connections_ended(cycles - 1));
 }
 
 ISOLATED_TEST(Growth, AThousandTimesOpenedAndTerminated) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int cycles = 0;
     expect_no_growth(daemon, [&daemon, &cycles] {
         open_library();
@@ -61,7 +61,7 @@ ISOLATED_TEST(Growth, AThousandTimesOpenedAndTerminated) {
 }
 
 ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutADaemon) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     expect_no_growth(daemon, [] {
         ASSERT_EQ(Hb_Failure, hb_init());
@@ -70,10 +70,10 @@ ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutADaemon) {
 }
 
 ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutSegments) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments = no_segments();
     plan.connections = {{}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     int cycles = 0;
     expect_no_growth(daemon, [&daemon, &cycles] {
         ASSERT_EQ(Hb_Failure, hb_init());
@@ -83,10 +83,10 @@ ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutSegments) {
 }
 
 ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutSemaphores) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments.semaphores = false;
     plan.connections = {{}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     int cycles = 0;
     expect_no_growth(daemon, [&daemon, &cycles] {
         ASSERT_EQ(Hb_Failure, hb_init());
@@ -96,9 +96,9 @@ ISOLATED_TEST(Growth, AThousandTimesOpenedWithoutSemaphores) {
 }
 
 ISOLATED_TEST(Growth, AThousandTimesOpenedWithAWrongReply) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record(), send_record(reply(12))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     int cycles = 0;
     expect_no_growth(daemon, [&daemon, &cycles] {
         ASSERT_EQ(Hb_Failure, hb_init());
@@ -108,10 +108,10 @@ ISOLATED_TEST(Growth, AThousandTimesOpenedWithAWrongReply) {
 }
 
 ISOLATED_TEST(Growth, AThousandConfigurationUpdates) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes update = reply(9, snapshot(small_cluster()));
-    EventCall call;
+    Event_Call call;
     expect_no_growth(daemon, [&] {
         daemon.run(send_record(update));
         ASSERT_EQ(Hb_Success, call.take());
@@ -121,9 +121,9 @@ ISOLATED_TEST(Growth, AThousandConfigurationUpdates) {
 }
 
 ISOLATED_TEST(Growth, AThousandRefusedEvents) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    EventCall call;
+    Event_Call call;
     expect_no_growth(daemon, [&] {
         daemon.run({send_record(reply(9, Bytes().zeros(19))), send_record(reply(8)), send_record(reply(2))});
         for (int i = 0; i < 3; ++i) {
@@ -135,7 +135,7 @@ ISOLATED_TEST(Growth, AThousandRefusedEvents) {
 }
 
 ISOLATED_TEST(Growth, AThousandDescriptorArrays) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     expect_no_growth(daemon, [] {
         int *descriptors = nullptr;

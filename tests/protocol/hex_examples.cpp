@@ -38,8 +38,8 @@ std::optional<Line> read_line(const std::string &text) {
 }
 
 // Returns the lines of one example.
-HexExample read_example(std::istream &lines, const std::string &name, std::vector<std::string> &faults) {
-    HexExample example;
+Hex_Example read_example(std::istream &lines, const std::string &name, std::vector<std::string> &faults) {
+    Hex_Example example;
     std::optional<int32_t> length;
     std::string text;
     while (std::getline(lines, text) && text != CLOSING) {
@@ -66,15 +66,15 @@ HexExample read_example(std::istream &lines, const std::string &name, std::vecto
 
 } // namespace
 
-HexExamples read_hex_examples(const std::string &markdown) {
-    HexExamples found;
+Hex_Examples read_hex_examples(const std::string &markdown) {
+    Hex_Examples found;
     std::istringstream lines(markdown);
     for (std::string line; std::getline(lines, line);) {
         if (!line.starts_with(OPENING)) {
             continue;
         }
         const std::string name = line.substr(OPENING.size());
-        const HexExample example = read_example(lines, name, found.faults);
+        const Hex_Example example = read_example(lines, name, found.faults);
         if (!found.examples.emplace(name, example).second) {
             found.faults.push_back(name + ": there are two examples of this name");
         }

@@ -5,8 +5,7 @@
 //     0000  01 00*7            bytes, 00*7 for seven of them; two blanks; what they mean
 //     0008  2A 00 00 00        every line begins with the offset of its first byte, in hexadecimal
 //     ```
-#ifndef HB_TEST_HEX_EXAMPLES_H
-#define HB_TEST_HEX_EXAMPLES_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -16,19 +15,17 @@
 
 namespace hb_test {
 
-struct HexExample {
+struct Hex_Example {
     Bytes bytes;            // without the preceding length
     bool is_framed = false; // whether the example has a length
 };
 
-struct HexExamples {
-    std::map<std::string, HexExample> examples;
+struct Hex_Examples {
+    std::map<std::string, Hex_Example> examples;
     // The faults: an unreadable line, a wrong offset or length, a name that is used twice.
     std::vector<std::string> faults;
 };
 
-HexExamples read_hex_examples(const std::string &markdown);
+Hex_Examples read_hex_examples(const std::string &markdown);
 
 } // namespace hb_test
-
-#endif

@@ -31,7 +31,7 @@ Bytes segment_without(const std::vector<std::size_t> &others, const Bytes &slot)
     for (const std::size_t other : others) {
         slots[other] = slot;
     }
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.current.key = slots[0];
     facts.previous.key = slots[1];
     facts.cache.assign(slots.begin() + 2, slots.end());
@@ -42,8 +42,8 @@ Bytes full_segment() {
     return segment_without({}, {});
 }
 
-FakeDaemonPlan plan_of(const Bytes &security_segment) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Bytes &security_segment) {
+    Fake_Daemon_Plan plan;
     plan.segments.security.content = security_segment;
     return plan;
 }
@@ -67,7 +67,7 @@ bool lies_in_the_segment(const void *memory) {
 }
 
 ISOLATED_TEST(KeyMemory, IsZeroWhenItIsGivenBack) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     const Wrapped_Calls calls;
     Records records;
@@ -98,14 +98,14 @@ std::string mapping_flags(const void *address) {
 }
 
 ISOLATED_TEST(KeyMemory, OfTheSegmentIsLeftOutOfCoreFiles) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     EXPECT_NE(std::string::npos, mapping_flags(security_info).find(" dd")) << mapping_flags(security_info);
     EXPECT_EQ(std::string::npos, mapping_flags(shared_route_info).find(" dd")) << "routes are no secret";
 }
 
 ISOLATED_TEST(KeyMemory, OfTheKeysBeforeABadOneIsGivenBackByTheCallerAlone) {
-    FakeDaemon daemon(plan_of(segment_without({5}, key_slot(36, Bytes(FORM).put(30, {0})))));
+    Fake_Daemon daemon(plan_of(segment_without({5}, key_slot(36, Bytes(FORM).put(30, {0})))));
     open_library();
     const Wrapped_Calls calls;
     Records records;
@@ -117,7 +117,7 @@ ISOLATED_TEST(KeyMemory, OfTheKeysBeforeABadOneIsGivenBackByTheCallerAlone) {
 }
 
 ISOLATED_TEST(KeyMemory, RunningOutOfItIsAFailureThatLeavesNoKey) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     Wrapped_Calls calls;
     calls.fail_malloc();
@@ -131,7 +131,7 @@ ISOLATED_TEST(KeyMemory, RunningOutOfItIsAFailureThatLeavesNoKey) {
 }
 
 ISOLATED_TEST(MarshalledCopy, IsOfItsOwnAndWipedAfterEachKey) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     const Watched_Calls calls;
     Records records;
@@ -146,7 +146,7 @@ ISOLATED_TEST(MarshalledCopy, IsOfItsOwnAndWipedAfterEachKey) {
 }
 
 ISOLATED_TEST(MarshalledCopy, IsWipedAfterAFailureToo) {
-    FakeDaemon daemon(plan_of(segment_without({2}, key_slot(Bytes().fill(256, 0x51)))));
+    Fake_Daemon daemon(plan_of(segment_without({2}, key_slot(Bytes().fill(256, 0x51)))));
     open_library();
     const Watched_Calls calls;
     Records records;
@@ -158,7 +158,7 @@ ISOLATED_TEST(MarshalledCopy, IsWipedAfterAFailureToo) {
 }
 
 ISOLATED_TEST(MarshalledCopy, DoesNotChangeWithTheSegment) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     Watched_Calls calls;
     // The daemon rewrites the current key's slot after the library has begun to read it.
@@ -177,7 +177,7 @@ ISOLATED_TEST(MarshalledCopy, DoesNotChangeWithTheSegment) {
 }
 
 ISOLATED_TEST(SecurityLibrary, IsNotAskedAboutSlotsThatAreEmptyOrOfNoPossibleLength) {
-    FakeDaemon daemon(plan_of(segment_without({0, 3, 11}, empty_slot())));
+    Fake_Daemon daemon(plan_of(segment_without({0, 3, 11}, empty_slot())));
     open_library();
     {
         const Watched_Calls calls;
@@ -200,7 +200,7 @@ ISOLATED_TEST(SecurityLibrary, IsNotAskedAboutSlotsThatAreEmptyOrOfNoPossibleLen
 }
 
 ISOLATED_TEST(SecurityLibrary, IsHandedAHalfMadeKeyOnceWhichIsForgottenThen) {
-    FakeDaemon daemon(plan_of(full_segment()));
+    Fake_Daemon daemon(plan_of(full_segment()));
     open_library();
     for (int bad = 0; bad < 12; ++bad) {
         SCOPED_TRACE(bad);

@@ -41,13 +41,13 @@ Bytes marshalled(unsigned char byte, std::size_t length) {
     return form.first(static_cast<std::size_t>(room.length));
 }
 
-FakeDaemonPlan plan_of(const Bytes &security_segment) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Bytes &security_segment) {
+    Fake_Daemon_Plan plan;
     plan.segments.security.content = security_segment;
     return plan;
 }
 
-void publish(FakeDaemon &daemon, const Bytes &security_segment) {
+void publish(Fake_Daemon &daemon, const Bytes &security_segment) {
     std::memcpy(daemon.segments().security(), security_segment.data(), security_segment.size());
 }
 
@@ -112,7 +112,7 @@ void expect_marked_words(const Hb_Security_Status &status) {
 
 // A segment whose twelve keys are these slots, in the order of Records::key.
 Bytes segment_of(const std::vector<Bytes> &slots) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.current = {{1, 2, 3, 4, 5}, slots[0]};
     facts.previous = {{6, 7, 8, 9, 10}, slots[1]};
     facts.cache.assign(slots.begin() + 2, slots.end());
@@ -139,7 +139,7 @@ testing::AssertionResult is_one_of_twelve(std::size_t number, const sec_key_desc
 // ---- The sequence ----
 
 ISOLATED_TEST(SecuritySequence, IsTheSegmentsFirstWord) {
-    FakeDaemon daemon(plan_of({0x0D, 0x0C, 0x0B, 0x8A}));
+    Fake_Daemon daemon(plan_of({0x0D, 0x0C, 0x0B, 0x8A}));
     Hb_Sequence_Number sequence = 77;
     set_hb_errno(4711);
     EXPECT_EQ(Hb_Success, hb_get_security_sequence(&sequence));
@@ -149,7 +149,7 @@ ISOLATED_TEST(SecuritySequence, IsTheSegmentsFirstWord) {
 }
 
 ISOLATED_TEST(SecuritySequence, IsReadAnewEachTime) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const uint32_t written : {0U, 1U, 2U, 0xFFFFFFFFU, 0U}) {
         std::memcpy(daemon.segments().security(), &written, 4);
@@ -160,7 +160,7 @@ ISOLATED_TEST(SecuritySequence, IsReadAnewEachTime) {
 }
 
 ISOLATED_TEST(SecuritySequence, ANullPointerIsError4BeforeTheLibraryIsOpened) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(Hb_Failure, hb_get_security_sequence(nullptr));
     EXPECT_EQ(4, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -168,7 +168,7 @@ ISOLATED_TEST(SecuritySequence, ANullPointerIsError4BeforeTheLibraryIsOpened) {
 }
 
 ISOLATED_TEST(SecuritySequence, WithoutTheSegmentIsError33) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     hb_detach_shared_memory();
     Hb_Sequence_Number sequence = 77;
@@ -178,7 +178,7 @@ ISOLATED_TEST(SecuritySequence, WithoutTheSegmentIsError33) {
 }
 
 ISOLATED_TEST(SecuritySequence, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     Hb_Sequence_Number sequence = 77;
     EXPECT_EQ(Hb_Failure, hb_get_security_sequence(&sequence));
@@ -187,7 +187,7 @@ ISOLATED_TEST(SecuritySequence, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpe
 }
 
 ISOLATED_TEST(SecuritySequence, InClusterEventModeTheAttachedSegmentIsStillRead) {
-    FakeDaemon daemon(plan_of(Bytes().i32(5)));
+    Fake_Daemon daemon(plan_of(Bytes().i32(5)));
     open_library();
     IsMOX = true;
     Hb_Sequence_Number sequence = 77;
@@ -198,10 +198,10 @@ ISOLATED_TEST(SecuritySequence, InClusterEventModeTheAttachedSegmentIsStillRead)
 // ---- State and keys ----
 
 ISOLATED_TEST(SecurityInformation, GivesTheWordsOfTheStateInForceAndOfTheOneBefore) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.current.words = {1, 11, 0, 1, 0};
     facts.previous.words = {0, 12, 1, 0, 1};
-    FakeDaemon daemon(plan_of(security(facts)));
+    Fake_Daemon daemon(plan_of(security(facts)));
     Records records;
     EXPECT_EQ(Hb_Success, records.read());
     EXPECT_EQ(Records::NO_ERROR, hb_get_errno());
@@ -219,9 +219,9 @@ ISOLATED_TEST(SecurityInformation, GivesTheWordsOfTheStateInForceAndOfTheOneBefo
 }
 
 ISOLATED_TEST(SecurityInformation, HandsOnWordsThatNoNameIsKnownFor) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.current.words = {77, -1, 0x80000000, 0x7FFFFFFF, 0x01020304};
-    FakeDaemon daemon(plan_of(security(facts)));
+    Fake_Daemon daemon(plan_of(security(facts)));
     Records records;
     EXPECT_EQ(Hb_Success, records.read());
     EXPECT_EQ(77, records.current.securityOn);
@@ -232,10 +232,10 @@ ISOLATED_TEST(SecurityInformation, HandsOnWordsThatNoNameIsKnownFor) {
 }
 
 ISOLATED_TEST(SecurityInformation, WithEverySlotEmptyHasTwelveZeroedDescriptorsAndTheDaemonsCount) {
-    SecurityFacts facts;
+    Security_Facts facts;
     for (const uint32_t count : {0U, 10U, 11U, 0xFFFFFFFEU}) {
         facts.cache_count = count;
-        FakeDaemon daemon(plan_of(security(facts)));
+        Fake_Daemon daemon(plan_of(security(facts)));
         open_library();
         Records records;
         EXPECT_EQ(Hb_Success, records.read());
@@ -246,19 +246,19 @@ ISOLATED_TEST(SecurityInformation, WithEverySlotEmptyHasTwelveZeroedDescriptorsA
 }
 
 ISOLATED_TEST(SecurityInformation, ASlotOfLengthZeroIsEmptyWhateverItsBytes) {
-    FakeDaemon daemon(plan_of(segment_of(std::vector<Bytes>(12, key_slot(0, LARGEST_FORM)))));
+    Fake_Daemon daemon(plan_of(segment_of(std::vector<Bytes>(12, key_slot(0, LARGEST_FORM)))));
     Records records;
     EXPECT_EQ(Hb_Success, records.read());
     expect_all_zeroed(records);
 }
 
 ISOLATED_TEST(SecurityInformation, MakesKeysOfTheMarshalledOnes) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.current.key = key_slot(HMAC_FORM);
     facts.previous.key = key_slot(LARGEST_FORM);
     facts.cache = {key_slot(CMAC_FORM), empty_slot(), key_slot(HMAC_FORM)};
     facts.cache_count = 2;
-    FakeDaemon daemon(plan_of(security(facts)));
+    Fake_Daemon daemon(plan_of(security(facts)));
     Records records;
     ASSERT_EQ(Hb_Success, records.read());
     EXPECT_TRUE(is_key(1, HMAC_KEY, records.current.key));
@@ -270,7 +270,7 @@ ISOLATED_TEST(SecurityInformation, MakesKeysOfTheMarshalledOnes) {
 }
 
 ISOLATED_TEST(SecurityInformation, ReadsTheBytesBehindTheFormNeither) {
-    FakeDaemon daemon(
+    Fake_Daemon daemon(
         plan_of(segment_of(std::vector<Bytes>(12, key_slot(36, Bytes(HMAC_FORM).fill(220, 0xEE))))));
     Records records;
     ASSERT_EQ(Hb_Success, records.read());
@@ -280,7 +280,7 @@ ISOLATED_TEST(SecurityInformation, ReadsTheBytesBehindTheFormNeither) {
 }
 
 ISOLATED_TEST(SecurityInformation, KeepsTwelveKeysApart) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     Records records;
     ASSERT_EQ(Hb_Success, records.read());
     for (std::size_t i = 0; i < Records::KEYS; ++i) {
@@ -291,7 +291,7 @@ ISOLATED_TEST(SecurityInformation, KeepsTwelveKeysApart) {
 ISOLATED_TEST(SecurityInformation, TheKeysOutliveTheSegment) {
     Records records;
     {
-        FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+        Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
         ASSERT_EQ(Hb_Success, records.read());
         std::memset(daemon.segments().security(), 0, 3168);
         hb_detach_shared_memory();
@@ -302,9 +302,9 @@ ISOLATED_TEST(SecurityInformation, TheKeysOutliveTheSegment) {
 }
 
 ISOLATED_TEST(SecurityInformation, IsReadWithoutTheSemaphoresAndWithoutAskingTheDaemon) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     open_library();
-    const CallLog log;
+    const Call_Log log;
     Records records;
     EXPECT_EQ(Hb_Success, records.read());
     EXPECT_TRUE(log.calls(Call::semop_).empty());
@@ -313,7 +313,7 @@ ISOLATED_TEST(SecurityInformation, IsReadWithoutTheSemaphoresAndWithoutAskingThe
 }
 
 ISOLATED_TEST(SecurityInformation, InClusterEventModeTheAttachedSegmentIsStillRead) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     open_library();
     IsMOX = true;
     Records records;
@@ -324,7 +324,7 @@ ISOLATED_TEST(SecurityInformation, InClusterEventModeTheAttachedSegmentIsStillRe
 // ---- Keys that cannot be unmarshalled ----
 
 // Reads a segment in which the slot of this number is bad; the others hold the twelve keys.
-void expect_failure_at(std::size_t bad, const Bytes &slot, FakeDaemon &daemon) {
+void expect_failure_at(std::size_t bad, const Bytes &slot, Fake_Daemon &daemon) {
     SCOPED_TRACE(testing::Message() << "key " << bad);
     std::vector<Bytes> slots = twelve_keys();
     slots[bad] = slot;
@@ -351,7 +351,7 @@ void expect_failure_at(std::size_t bad, const Bytes &slot, FakeDaemon &daemon) {
 }
 
 ISOLATED_TEST(BadKey, EndsTheReadingAtItsSlot) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (std::size_t bad = 0; bad < Records::KEYS; ++bad) {
         expect_failure_at(bad, key_slot(Bytes().fill(40, 0x51)), daemon);
@@ -362,7 +362,7 @@ ISOLATED_TEST(BadKey, EndsTheReadingAtItsSlot) {
 }
 
 ISOLATED_TEST(BadKey, IsOneWhoseLengthNoSlotHas) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int64_t length : {-1, -36, -256, 257, 260, 65536, INT_MAX, INT_MIN}) {
         SCOPED_TRACE(length);
@@ -373,7 +373,7 @@ ISOLATED_TEST(BadKey, IsOneWhoseLengthNoSlotHas) {
 }
 
 ISOLATED_TEST(BadKey, IsOneThatIsCutShortOrGoesOn) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int64_t length : {1, 4, 15, 16, 20, 32, 35, 37, 40, 255, 256}) {
         SCOPED_TRACE(length);
@@ -383,7 +383,7 @@ ISOLATED_TEST(BadKey, IsOneThatIsCutShortOrGoesOn) {
 }
 
 ISOLATED_TEST(BadKey, IsOneWithAnyDamagedByte) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (std::size_t at = 0; at < HMAC_FORM.size(); ++at) {
         Bytes damaged = HMAC_FORM;
@@ -396,7 +396,7 @@ ISOLATED_TEST(BadKey, IsOneWithAnyDamagedByte) {
 // ---- Arguments rejected before the segment is read ----
 
 ISOLATED_TEST(SecurityInformation, ANullPointerIsError4BeforeTheLibraryIsOpenedAndTheOthersHoldNoKey) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (unsigned given = 0; given < 7; ++given) {
         Records records;
         Hb_Security_Status *current = (given & 1U) != 0 ? &records.current : nullptr;
@@ -429,7 +429,7 @@ void expect_nothing_but_zeroed_keys(Records &records) {
 }
 
 ISOLATED_TEST(SecurityInformation, WithoutTheSegmentIsError33AndHoldsNoKey) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     open_library();
     hb_detach_shared_memory();
     Records records;
@@ -439,7 +439,7 @@ ISOLATED_TEST(SecurityInformation, WithoutTheSegmentIsError33AndHoldsNoKey) {
 }
 
 ISOLATED_TEST(SecurityInformation, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpeningAndItHoldsNoKey) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     daemon.stop_listening();
     Records records;
     EXPECT_EQ(Hb_Failure, records.read());
@@ -450,7 +450,7 @@ ISOLATED_TEST(SecurityInformation, WhereTheLibraryCannotBeOpenedTheErrorIsThatOf
 // ---- Releasing ----
 
 ISOLATED_TEST(FreeSecurityInfoKeys, TakesAnyPointerAsNullAndDoesNotOpenTheLibrary) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Hb_Security_Status status = {};
     Hb_Key_Cache cache = {};
     set_hb_errno(4711);
@@ -464,7 +464,7 @@ ISOLATED_TEST(FreeSecurityInfoKeys, TakesAnyPointerAsNullAndDoesNotOpenTheLibrar
 }
 
 ISOLATED_TEST(FreeSecurityInfoKeys, LeavesTheDescriptorsAsTheyAre) {
-    FakeDaemon daemon(plan_of(segment_of(twelve_keys())));
+    Fake_Daemon daemon(plan_of(segment_of(twelve_keys())));
     Hb_Security_Status current;
     Hb_Security_Status previous;
     Hb_Key_Cache cache;
@@ -475,7 +475,7 @@ ISOLATED_TEST(FreeSecurityInfoKeys, LeavesTheDescriptorsAsTheyAre) {
 }
 
 ISOLATED_TEST(FreeSecurityInfoKeys, GivesBackEverythingThatReadingTook) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const auto read_and_free = [&daemon](const std::vector<Bytes> &slots, Hb_Rc expected) {
         publish(daemon, segment_of(slots));

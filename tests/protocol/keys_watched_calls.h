@@ -1,6 +1,5 @@
 // Records the library's calls to the security library and can replace their results.
-#ifndef HB_TEST_KEYS_WATCHED_CALLS_H
-#define HB_TEST_KEYS_WATCHED_CALLS_H
+#pragma once
 
 #include <functional>
 #include <vector>
@@ -36,5 +35,3 @@ class Watched_Calls {
 int real_unmarshal(sec_buffer_desc *marshalled, sec_key_desc *key);
 
 } // namespace hb_test
-
-#endif

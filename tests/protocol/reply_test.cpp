@@ -1,18 +1,16 @@
 // Waiting for a reply.
-#include "lib/hb_communication/reply.h"
-
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/reply.h"
 #include "lib/hb_communication/request.h"
 #include "tests/protocol/client.h"
 #include "tests/support/deadline.h"
@@ -24,8 +22,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     plan.segments = no_segments();
     return plan;
@@ -56,12 +54,12 @@ Outcome await(Hb_Client_Reply kind, timeval timeout) {
 }
 
 ISOLATED_TEST(Reply, OfTheAwaitedKindIsHandedOverWhole) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = 8;
     header.value = 0x01020304;
     header.sequence = 0x99;
     const Bytes record = reply(header, {1, 2, 3});
-    FakeDaemon daemon(plan_of({send_record(record)}));
+    Fake_Daemon daemon(plan_of({send_record(record)}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     client_packet *packet = nullptr;
     ASSERT_EQ(Hb_Success, hb_get_reply_from_server(HB_ROUTE, packet, nullptr));
@@ -72,7 +70,7 @@ ISOLATED_TEST(Reply, OfTheAwaitedKindIsHandedOverWhole) {
 
 ISOLATED_TEST(Reply, OfEveryKindCanBeAwaited) {
     for (int kind = 0; kind <= 15; ++kind) {
-        FakeDaemon daemon(plan_of({send_record(reply(kind))}));
+        Fake_Daemon daemon(plan_of({send_record(reply(kind))}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         const Outcome outcome = await(static_cast<Hb_Client_Reply>(kind), {30, 0});
         EXPECT_EQ(Hb_Success, outcome.result) << kind;
@@ -81,7 +79,7 @@ ISOLATED_TEST(Reply, OfEveryKindCanBeAwaited) {
 }
 
 ISOLATED_TEST(Reply, AnEventInsteadOfItIsError10AndIsNotDeliveredLater) {
-    FakeDaemon daemon(plan_of({send_record(reply(12)), send_record(reply(14))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(12)), send_record(reply(14))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     const Outcome first = await(HB_ADAPTER_STATE, {30, 0});
     EXPECT_EQ(Hb_Failure, first.result);
@@ -93,7 +91,7 @@ ISOLATED_TEST(Reply, AnEventInsteadOfItIsError10AndIsNotDeliveredLater) {
 }
 
 ISOLATED_TEST(Reply, TheRequestIsNotRepeatedAfterAWrongKind) {
-    FakeDaemon daemon(plan_of({send_record(reply(12))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(12))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_EQ(Hb_Success, hb_send(HB_GET_ADAPTER_STATE, nullptr, 0));
     EXPECT_EQ(10, await(HB_ADAPTER_STATE, {30, 0}).error);
@@ -103,7 +101,7 @@ ISOLATED_TEST(Reply, TheRequestIsNotRepeatedAfterAWrongKind) {
 }
 
 ISOLATED_TEST(Reply, AZeroTimeOutWithNothingWaitingIsError2AtOnce) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     const Outcome outcome = await(HB_ROUTE, {0, 0});
     EXPECT_EQ(Hb_Failure, outcome.result);
@@ -111,15 +109,15 @@ ISOLATED_TEST(Reply, AZeroTimeOutWithNothingWaitingIsError2AtOnce) {
 }
 
 ISOLATED_TEST(Reply, ATimeOutThatExpiresIsError2) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(2, await(HB_ROUTE, {0, 20000}).error);
 }
 
 ISOLATED_TEST(Reply, TheCallersTimeOutIsNotChanged) {
-    FakeDaemon daemon(plan_of({wait_for([] { return SignalPelter::hits() >= 10; }), send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({wait_for([] { return Signal_Pelter::hits() >= 10; }), send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     timeval timeout{50, 123};
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, &timeout).result);
     EXPECT_EQ(50, timeout.tv_sec);
@@ -127,62 +125,62 @@ ISOLATED_TEST(Reply, TheCallersTimeOutIsNotChanged) {
 }
 
 ISOLATED_TEST(Reply, WithoutATimeOutItWaitsForAsLongAsItTakes) {
-    FakeDaemon daemon(plan_of({wait_for([] { return SignalPelter::hits() >= 30; }), send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({wait_for([] { return Signal_Pelter::hits() >= 30; }), send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    const SignalPelter pelter;
-    const CallLog log;
+    const Signal_Pelter pelter;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, nullptr).result);
     EXPECT_TRUE(log.calls(Call::select_).empty());
-    EXPECT_GE(SignalPelter::hits(), 30);
+    EXPECT_GE(Signal_Pelter::hits(), 30);
 }
 
 ISOLATED_TEST(Reply, SignalsDoNotEndTheWait) {
-    FakeDaemon daemon(plan_of({wait_for([] { return SignalPelter::hits() >= 30; }), send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({wait_for([] { return Signal_Pelter::hits() >= 30; }), send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    const SignalPelter pelter;
-    const CallLog log;
+    const Signal_Pelter pelter;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, {60, 0}).result);
     EXPECT_GT(log.calls(Call::select_).size(), 1U) << "it was interrupted and waited again";
 }
 
 ISOLATED_TEST(Reply, SignalsDoNotLengthenTheTimeOutForEver) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     EXPECT_EQ(2, await(HB_ROUTE, {0, 100000}).error);
 }
 
 ISOLATED_TEST(Reply, AnInterruptedWaitIsRepeatedForTheSameDescriptor) {
-    FakeDaemon daemon(plan_of({send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
-    const FaultGuard fault = failing(Call::select_, EINTR, 0, 2);
-    const CallLog log;
+    const Fault_Guard fault = failing(Call::select_, EINTR, 0, 2);
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, {30, 7}).result);
     const auto waits = log.calls(Call::select_);
     ASSERT_EQ(3U, waits.size());
-    for (const CallRecord &wait : waits) {
+    for (const Call_Record &wait : waits) {
         EXPECT_EQ(30, wait.arguments[1]);
         EXPECT_EQ(7, wait.arguments[2]);
     }
 }
 
 ISOLATED_TEST(Reply, AWaitThatFailsOtherwiseIsError12) {
-    FakeDaemon daemon(plan_of({send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     for (const int error : {EBADF, EAGAIN, EFAULT, EINVAL, ENOMEM}) {
-        const FaultGuard fault = failing(Call::select_, error);
+        const Fault_Guard fault = failing(Call::select_, error);
         EXPECT_EQ(12, await(HB_ROUTE, {30, 0}).error);
     }
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, {30, 0}).result) << "nothing was read meanwhile";
 }
 
 ISOLATED_TEST(Reply, OnlyTheConnectionIsWaitedFor) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     std::array<int, 2> ends{};
     ASSERT_EQ(0, pipe(ends.data()));
-    const UniqueFd reading(ends[0]);
-    const UniqueFd writing(ends[1]);
+    const Unique_Fd reading(ends[0]);
+    const Unique_Fd writing(ends[1]);
     ASSERT_EQ(1, write(writing.get(), "x", 1));
     client_select->rd_set(reading.get());
     client_select->wr_set(writing.get());
@@ -194,25 +192,26 @@ ISOLATED_TEST(Reply, OnlyTheConnectionIsWaitedFor) {
 
 ISOLATED_TEST(Reply, TheTimeOutBoundsTheFirstByteOnly) {
     const Bytes whole = frame(reply(8));
-    FakeDaemon daemon(plan_of({send_raw(whole.first(1)), wait_taken(),
-                               wait_for([] { return SignalPelter::hits() >= 20; }), send_raw(whole.from(1))}));
+    Fake_Daemon daemon(
+        plan_of({send_raw(whole.first(1)), wait_taken(), wait_for([] { return Signal_Pelter::hits() >= 20; }),
+                 send_raw(whole.from(1))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_TRUE(wait_readable(client_socket->socket()));
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, {0, 0}).result);
 }
 
 ISOLATED_TEST(Reply, ThatTricklesInByteByByteArrivesWhole) {
-    FakeDaemon daemon(plan_of({trickle_record(reply(8, {1, 2, 3}))}));
+    Fake_Daemon daemon(plan_of({trickle_record(reply(8, {1, 2, 3}))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Success, await(HB_ROUTE, {30, 0}).result);
 }
 
 ISOLATED_TEST(Reply, ADaemonThatExitsDuringTheWaitIsError16) {
     for (const bool with_timeout : {true, false}) {
-        FakeDaemon daemon(plan_of({wait_for([] { return SignalPelter::hits() >= 20; }), hang_up()}));
+        Fake_Daemon daemon(plan_of({wait_for([] { return Signal_Pelter::hits() >= 20; }), hang_up()}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
-        const SignalPelter pelter;
+        const Signal_Pelter pelter;
         timeval timeout{60, 0};
         const Outcome outcome = await(HB_ROUTE, with_timeout ? &timeout : nullptr);
         EXPECT_EQ(Hb_Failure, outcome.result);
@@ -223,7 +222,7 @@ ISOLATED_TEST(Reply, ADaemonThatExitsDuringTheWaitIsError16) {
 ISOLATED_TEST(Reply, ADaemonThatDiesInsideARecordIsError16AndStaysThat) {
     const Bytes whole = frame(reply(8, {1, 2}));
     for (const std::size_t count : {std::size_t{1}, std::size_t{4}, std::size_t{5}, whole.size() - 1}) {
-        FakeDaemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
+        Fake_Daemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         EXPECT_EQ(16, await(HB_ROUTE, {30, 0}).error) << count;
         EXPECT_EQ(16, await(HB_ROUTE, {30, 0}).error) << "the socket stays at its end";
@@ -231,17 +230,17 @@ ISOLATED_TEST(Reply, ADaemonThatDiesInsideARecordIsError16AndStaysThat) {
 }
 
 ISOLATED_TEST(Reply, AReadThatFailsWithoutTheEndIsError12) {
-    FakeDaemon daemon(plan_of({send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     for (const int error : {EIO, EFAULT, ECONNRESET}) {
-        const FaultGuard fault = failing(Call::read_, error);
+        const Fault_Guard fault = failing(Call::read_, error);
         EXPECT_EQ(12, await(HB_ROUTE, {30, 0}).error);
     }
 }
 
 ISOLATED_TEST(Reply, OfImpossibleLengthIsError12) {
     for (const int64_t length : {-1LL, 6298785LL}) {
-        FakeDaemon daemon(plan_of({send_raw(Bytes().i32(length))}));
+        Fake_Daemon daemon(plan_of({send_raw(Bytes().i32(length))}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         EXPECT_EQ(12, await(HB_ROUTE, {30, 0}).error);
     }
@@ -249,7 +248,7 @@ ISOLATED_TEST(Reply, OfImpossibleLengthIsError12) {
 
 ISOLATED_TEST(Reply, ThatEndsBeforeItsValueDoesIsError10) {
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{4}, std::size_t{59}}) {
-        FakeDaemon daemon(plan_of({send_record(reply(8).first(length)), send_record(reply(8))}));
+        Fake_Daemon daemon(plan_of({send_record(reply(8).first(length)), send_record(reply(8))}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         EXPECT_EQ(10, await(HB_ROUTE, {30, 0}).error) << length;
         EXPECT_EQ(Hb_Success, await(HB_ROUTE, {30, 0}).result) << "the next record is in step";
@@ -257,12 +256,12 @@ ISOLATED_TEST(Reply, ThatEndsBeforeItsValueDoesIsError10) {
 }
 
 ISOLATED_TEST(Reply, ThatReachesItsValueIsHandedOverWithItsLength) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = 8;
     header.value = 0x01020304;
     const Bytes whole = reply(header, {1, 2, 3, 4});
     for (const int expected : {60, 61, 107, 108, 111, 112}) {
-        FakeDaemon daemon(plan_of({send_record(whole.first(static_cast<std::size_t>(expected)))}));
+        Fake_Daemon daemon(plan_of({send_record(whole.first(static_cast<std::size_t>(expected)))}));
         ASSERT_EQ(Hb_Success, hb_init_communication());
         client_packet *packet = nullptr;
         int length = -1;
@@ -274,7 +273,7 @@ ISOLATED_TEST(Reply, ThatReachesItsValueIsHandedOverWithItsLength) {
 }
 
 ISOLATED_TEST(Reply, ThatFailsLeavesPacketAndLengthAlone) {
-    FakeDaemon daemon(plan_of({send_record(reply(12))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(12))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     client_packet *packet = nullptr;
     int length = -1;
@@ -286,13 +285,13 @@ ISOLATED_TEST(Reply, ThatFailsLeavesPacketAndLengthAlone) {
 ISOLATED_TEST(Reply, OnADescriptorThatCannotBeWaitedForIsError12AtOnce) {
     const rlimit roomy{4096, 4096};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &roomy));
-    FakeDaemon daemon(plan_of({send_record(reply(8)), send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8)), send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     for (const int number : {1024, 1500}) {
         ASSERT_EQ(number, dup2(client_socket->sock, number));
         close(client_socket->sock);
         client_socket->sock = number;
-        const CallLog log;
+        const Call_Log log;
         EXPECT_EQ(12, await(HB_ROUTE, {60, 0}).error);
         EXPECT_TRUE(log.calls(Call::select_).empty());
         EXPECT_EQ(Hb_Success, await(HB_ROUTE, nullptr).result) << "without a time-out there is no need to wait";
@@ -302,7 +301,7 @@ ISOLATED_TEST(Reply, OnADescriptorThatCannotBeWaitedForIsError12AtOnce) {
 ISOLATED_TEST(Reply, TheHighestDescriptorThatCanBeWaitedForIs1023) {
     const rlimit roomy{4096, 4096};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &roomy));
-    FakeDaemon daemon(plan_of({send_record(reply(8))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_EQ(1023, dup2(client_socket->sock, 1023));
     close(client_socket->sock);

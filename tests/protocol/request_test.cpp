@@ -1,16 +1,14 @@
 // Sending a request.
-#include "lib/hb_communication/request.h"
-
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
 #include "lib/hb_communication/connection.h"
+#include "lib/hb_communication/request.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/session_state.h"
 #include "tests/protocol/client.h"
@@ -26,15 +24,15 @@ void connect_only() {
     ASSERT_EQ(Hb_Success, hb_init_communication()) << "error " << hb_get_errno();
 }
 
-FakeDaemonPlan silent() {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan silent() {
+    Fake_Daemon_Plan plan;
     plan.connections = {{}};
     plan.segments = no_segments();
     return plan;
 }
 
 ISOLATED_TEST(Request, IsAHeaderOf76BytesAndThePayloadBehindTheLength) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     char payload[] = {'\x0A', '\x0B', '\x0C'};
     EXPECT_EQ(Hb_Success, hb_send(HB_UNSUBSCRIBE, payload, 3));
@@ -126,14 +124,14 @@ ISOLATED_TEST(Request, IsAHeaderOf76BytesAndThePayloadBehindTheLength) {
 }
 
 ISOLATED_TEST(Request, WithoutAPayloadIsARecordOf76Bytes) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     EXPECT_EQ(Hb_Success, hb_send(HB_GET_CONFIG_INFO, nullptr, 0));
     EXPECT_TRUE(same_bytes(Bytes({76, 0, 0, 0}).add(request(201, getpid())), daemon.wait_received(80)));
 }
 
 ISOLATED_TEST(Request, GoesOutWithTheProcessIdTakenWhenItConnected) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     EXPECT_EQ(getpid(), client_pid);
     client_pid = 0x01020304;
@@ -142,7 +140,7 @@ ISOLATED_TEST(Request, GoesOutWithTheProcessIdTakenWhenItConnected) {
 }
 
 ISOLATED_TEST(Request, CarriesEveryRequestCode) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     const struct {
         Hb_Client_Request request;
@@ -184,14 +182,14 @@ ISOLATED_TEST(Request, CarriesEveryRequestCode) {
 }
 
 ISOLATED_TEST(Request, ANullPayloadWithALengthSendsThatManyZeros) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     EXPECT_EQ(Hb_Success, hb_send(HB_ADAPTER_IS_DOWN, nullptr, 5));
     EXPECT_TRUE(same_bytes(frame(request(206, getpid(), Bytes().zeros(5))), daemon.wait_received(85)));
 }
 
 ISOLATED_TEST(Request, OfAsManyBytesAsAPacketHoldsIsSentWhole) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     Bytes payload;
     for (unsigned i = 0; i < 16460; ++i) {
@@ -202,7 +200,7 @@ ISOLATED_TEST(Request, OfAsManyBytesAsAPacketHoldsIsSentWhole) {
 }
 
 ISOLATED_TEST(Request, LongerThanAPacketIsExactlyItsHeaderAndItsLengthOfZeros) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     EXPECT_EQ(Hb_Success, hb_send(HB_ADAPTER_IS_DOWN, nullptr, 98351));
     EXPECT_EQ(Hb_Success, hb_send(HB_NODE_IS_DOWN, nullptr, 16461));
@@ -212,7 +210,7 @@ ISOLATED_TEST(Request, LongerThanAPacketIsExactlyItsHeaderAndItsLengthOfZeros) {
 }
 
 ISOLATED_TEST(Request, LongerThanAPacketCarriesTheGivenData) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     Bytes payload;
     for (unsigned i = 0; i < 20000; ++i) {
@@ -223,7 +221,7 @@ ISOLATED_TEST(Request, LongerThanAPacketCarriesTheGivenData) {
 }
 
 ISOLATED_TEST(Request, OfNegativeLengthIsError22AndNothingIsSent) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     for (const int length : {-1, -76, -80, -2147483647 - 1}) {
         set_hb_errno(0);
@@ -235,7 +233,7 @@ ISOLATED_TEST(Request, OfNegativeLengthIsError22AndNothingIsSent) {
 }
 
 ISOLATED_TEST(Request, TooLongForARecordsLengthIsError22AndNothingIsSent) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     EXPECT_EQ(Hb_Failure, hb_send(HB_ADAPTER_IS_DOWN, nullptr, 2147483647));
     EXPECT_EQ(22, hb_get_errno());
@@ -258,7 +256,7 @@ ISOLATED_TEST(Request, InClusterEventModeSucceedsWithoutAConnection) {
 }
 
 ISOLATED_TEST(Request, InClusterEventModeSendsNothingOverAConnectionThatIsThere) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     IsMOX = true;
     EXPECT_EQ(Hb_Success, hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0));
@@ -269,7 +267,7 @@ ISOLATED_TEST(Request, InClusterEventModeSendsNothingOverAConnectionThatIsThere)
 
 ISOLATED_TEST(Request, ToADaemonThatHasGoneIsError16) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     daemon.run(hang_up());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
@@ -281,9 +279,9 @@ ISOLATED_TEST(Request, ToADaemonThatHasGoneIsError16) {
 }
 
 // A connection whose send fails with a status of the test's choice.
-class RefusingSocket : public Hb_Csock {
+class Refusing_Socket : public Hb_Csock {
   public:
-    explicit RefusingSocket(long status) : status_(status) {}
+    explicit Refusing_Socket(long status) : status_(status) {}
     long Error() override { return status_; }
     Hb_Rc send(char *, int) override { return Hb_Failure; }
 
@@ -297,7 +295,7 @@ ISOLATED_TEST(Request, EachSocketStatusHasItsErrorNumber) {
         int error;
     } rows[] = {{1, 18}, {6, 19}, {7, 20}, {8, 21}, {14, 16}, {5, 22}, {9, 22}, {0, 22}, {2, 22}, {99, 22}};
     for (const auto &row : rows) {
-        RefusingSocket refusing(row.status);
+        Refusing_Socket refusing(row.status);
         client_socket = &refusing;
         hb_set_session_state(Hb_Session_State::half_open);
         set_hb_errno(0);
@@ -308,39 +306,39 @@ ISOLATED_TEST(Request, EachSocketStatusHasItsErrorNumber) {
 }
 
 ISOLATED_TEST(Request, EachSystemErrorOfTheWriteHasItsErrorNumber) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     const struct {
         int error;
         int number;
     } rows[] = {{EFAULT, 18}, {EIO, 21}, {ENOBUFS, 22}, {EPIPE, 16}};
     for (const auto &row : rows) {
-        const FaultGuard fault = failing(Call::writev_, row.error);
+        const Fault_Guard fault = failing(Call::writev_, row.error);
         EXPECT_EQ(Hb_Failure, hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0));
         EXPECT_EQ(row.number, hb_get_errno()) << strerror(row.error);
     }
 }
 
 ISOLATED_TEST(Request, AShortWriteIsError22) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     Fault nothing_written;
     nothing_written.call = Call::writev_;
     nothing_written.result = 0;
-    const FaultGuard fault(nothing_written);
+    const Fault_Guard fault(nothing_written);
     EXPECT_EQ(Hb_Failure, hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0));
     EXPECT_EQ(22, hb_get_errno());
 }
 
 ISOLATED_TEST(Request, ShortMemoryForALongOneIsAFailureWithNothingSent) {
-    FakeDaemon daemon(silent());
+    Fake_Daemon daemon(silent());
     connect_only();
     Fault short_memory;
     short_memory.call = Call::allocation;
     short_memory.times = -1;
     Hb_Rc result = Hb_Success;
     {
-        const FaultGuard fault(short_memory);
+        const Fault_Guard fault(short_memory);
         result = hb_send(HB_ADAPTER_IS_DOWN, nullptr, 98351);
     }
     EXPECT_EQ(Hb_Failure, result);

@@ -7,7 +7,7 @@
 
 namespace hb_test {
 
-RouteCall::RouteCall(RouteEntry entry, int node) {
+Route_Call::Route_Call(Route_Entry entry, int node) {
     Hb_Route given;
     std::memset(&given, UNTOUCHED, sizeof given);
     uint16_t hops = NO_LENGTH;
@@ -18,11 +18,11 @@ RouteCall::RouteCall(RouteEntry entry, int node) {
     route = bytes_of(given);
 }
 
-bool RouteCall::untouched() const {
+bool Route_Call::untouched() const {
     return length == NO_LENGTH && route == Bytes().fill(176, UNTOUCHED);
 }
 
-int error_without_answers(RouteEntry entry, int node, bool route_given, bool length_given) {
+int error_without_answers(Route_Entry entry, int node, bool route_given, bool length_given) {
     Hb_Route route;
     uint16_t length = 0;
     set_hb_errno(0);

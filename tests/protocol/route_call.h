@@ -1,18 +1,17 @@
 // The caller's side of the three calls that return a route. The outputs are filled with a mark before the call.
-#ifndef HB_TEST_ROUTE_CALL_H
-#define HB_TEST_ROUTE_CALL_H
+#pragma once
 
 #include "hb_client.h"
 #include "tests/support/bytes.h"
 
 namespace hb_test {
 
-using RouteEntry = Hb_Rc (*)(Hb_Node_Number, Hb_Route *, uint16_t *);
+using Route_Entry = Hb_Rc (*)(Hb_Node_Number, Hb_Route *, uint16_t *);
 
-struct RouteCall {
+struct Route_Call {
     static constexpr unsigned NO_LENGTH = 0x5A5A;
 
-    RouteCall(RouteEntry entry, int node);
+    Route_Call(Route_Entry entry, int node);
 
     bool untouched() const; // nothing was written
 
@@ -23,8 +22,6 @@ struct RouteCall {
 };
 
 // Checks error 4 for each of the two outputs when it is null.
-int error_without_answers(RouteEntry entry, int node, bool route_given, bool length_given);
+int error_without_answers(Route_Entry entry, int node, bool route_given, bool length_given);
 
 } // namespace hb_test
-
-#endif

@@ -1,25 +1,23 @@
 // A reader inside the route segment: its semaphore operations on entry and exit, and the number of routes.
-#include "lib/hb_communication/route_section.h"
-
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/wait.h>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
+#include "lib/hb_communication/route_section.h"
 #include "lib/hb_communication/shared_segments.h"
 #include "lib/vexo/socket_path.h"
 #include "tests/support/deadline.h"
@@ -43,9 +41,9 @@ Operations operator+(Operations first, const Operations &second) {
 }
 
 // Semaphore operations that this thread has made since it created the log.
-Operations asked(const CallLog &log) {
+Operations asked(const Call_Log &log) {
     Operations operations;
-    for (const CallRecord &record : log.calls(Call::semop_)) {
+    for (const Call_Record &record : log.calls(Call::semop_)) {
         const long *it = record.arguments;
         operations.push_back({it[0], it[1], it[2], it[3]});
     }
@@ -130,7 +128,7 @@ class Reader {
 
 ISOLATED_TEST(RouteSection, EntersInOneCallOfTwoOperationsAndLeavesInOne) {
     const Semaphores semaphores;
-    const CallLog log;
+    const Call_Log log;
     {
         const Hb_Route_Section section;
         EXPECT_EQ(ENTER, asked(log));
@@ -153,7 +151,7 @@ ISOLATED_TEST(RouteSection, CountsTheReaderWhileItIsInside) {
 }
 
 ISOLATED_TEST(RouteSection, UsesTheSetThatTheLibraryHasOpened) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_TRUE(hb_resolve_socket_path());
     ASSERT_EQ(Hb_Success, hb_init_shared_memory());
     const Hb_Route_Section section;
@@ -163,8 +161,8 @@ ISOLATED_TEST(RouteSection, UsesTheSetThatTheLibraryHasOpened) {
 
 ISOLATED_TEST(RouteSection, AnInterruptedEntryIsRepeatedAsItWas) {
     const Semaphores semaphores;
-    const CallLog log;
-    const FaultGuard fault = failing(Call::semop_, EINTR, 0, 3);
+    const Call_Log log;
+    const Fault_Guard fault = failing(Call::semop_, EINTR, 0, 3);
     const Hb_Route_Section section;
     EXPECT_EQ(ENTER + ENTER + ENTER + ENTER, asked(log));
     EXPECT_EQ(1, semaphores.readers());
@@ -173,9 +171,9 @@ ISOLATED_TEST(RouteSection, AnInterruptedEntryIsRepeatedAsItWas) {
 ISOLATED_TEST(RouteSection, AnEntryThatFailsIsNeitherRepeatedNorLeft) {
     for (const int error : {EIDRM, EINVAL, EACCES, ENOSPC, ERANGE}) {
         const Semaphores semaphores;
-        const CallLog log;
+        const Call_Log log;
         {
-            const FaultGuard fault = failing(Call::semop_, error);
+            const Fault_Guard fault = failing(Call::semop_, error);
             const Hb_Route_Section section;
         }
         EXPECT_EQ(ENTER, asked(log)) << strerror(error);
@@ -185,7 +183,7 @@ ISOLATED_TEST(RouteSection, AnEntryThatFailsIsNeitherRepeatedNorLeft) {
 
 ISOLATED_TEST(RouteSection, WithoutASetThereIsNothingToLeave) {
     EXPECT_EQ(-1, shm_sem_id);
-    const CallLog log;
+    const Call_Log log;
     { const Hb_Route_Section section; }
     EXPECT_EQ(ENTER, asked(log));
 }
@@ -219,14 +217,14 @@ ISOLATED_TEST(RouteSection, SignalsDoNotLetTheReaderInWhileTheDaemonWrites) {
     bool was_inside = true;
     int readers = -1;
     std::thread daemon([&] {
-        watched = wait_until([] { return SignalPelter::hits() >= 20; });
+        watched = wait_until([] { return Signal_Pelter::hits() >= 20; });
         was_inside = inside;
         readers = semaphores.readers();
         semaphores.set_writing(false);
     });
-    const CallLog log;
+    const Call_Log log;
     {
-        const SignalPelter pelter;
+        const Signal_Pelter pelter;
         const Hb_Route_Section section;
         inside = true;
     }
@@ -291,7 +289,7 @@ ISOLATED_TEST(RouteSection, ASetRemovedDuringTheWaitEndsTheWait) {
     semaphores.set_writing(true);
     Operations operations;
     std::thread reader([&operations] {
-        const CallLog log;
+        const Call_Log log;
         { const Hb_Route_Section section; }
         operations = asked(log);
     });
@@ -350,7 +348,7 @@ class Header_Segment {
 ISOLATED_TEST(RouteSection, AWriterThatNeverEndsHoldsAReaderForSecondsOnly) {
     const Semaphores semaphores;
     semaphores.set_writing(true);
-    const CallLog log;
+    const Call_Log log;
     const Hb_Route_Section section;
     EXPECT_FALSE(section.entered());
     const Operations operations = asked(log);
@@ -362,17 +360,17 @@ ISOLATED_TEST(RouteSection, AWriterThatNeverEndsHoldsAReaderForSecondsOnly) {
 ISOLATED_TEST(RouteSection, SignalsDoNotLengthenTheWait) {
     const Semaphores semaphores;
     semaphores.set_writing(true);
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     const Hb_Route_Section section;
     EXPECT_FALSE(section.entered());
-    EXPECT_GT(SignalPelter::hits(), 0);
+    EXPECT_GT(Signal_Pelter::hits(), 0);
 }
 
 ISOLATED_TEST(RouteSection, AStepThatIsOverIsFollowedByAnother) {
     const Semaphores semaphores;
     const Header_Segment header(false);
-    const CallLog log;
-    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, 2);
+    const Call_Log log;
+    const Fault_Guard fault = failing(Call::semop_, EAGAIN, 0, 2);
     const Hb_Route_Section section;
     EXPECT_TRUE(section.entered());
     EXPECT_EQ(ENTER + ENTER + ENTER, asked(log));
@@ -381,8 +379,8 @@ ISOLATED_TEST(RouteSection, AStepThatIsOverIsFollowedByAnother) {
 ISOLATED_TEST(RouteSection, ADaemonThatHasEndedIsNotWaitedFor) {
     const Semaphores semaphores;
     const Header_Segment header(true);
-    const CallLog log;
-    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, -1);
+    const Call_Log log;
+    const Fault_Guard fault = failing(Call::semop_, EAGAIN, 0, -1);
     const Hb_Route_Section section;
     EXPECT_FALSE(section.entered());
     EXPECT_EQ(ENTER, asked(log)) << "one step, then it looked";
@@ -392,8 +390,8 @@ ISOLATED_TEST(RouteSection, ADaemonThatHasRemovedItsSegmentsIsNotWaitedFor) {
     const Semaphores semaphores;
     Header_Segment header(false);
     header.remove();
-    const CallLog log;
-    const FaultGuard fault = failing(Call::semop_, EAGAIN, 0, -1);
+    const Call_Log log;
+    const Fault_Guard fault = failing(Call::semop_, EAGAIN, 0, -1);
     const Hb_Route_Section section;
     EXPECT_FALSE(section.entered());
     EXPECT_EQ(ENTER, asked(log));
@@ -410,7 +408,7 @@ ISOLATED_TEST(RouteSection, ACountThatSomebodyResetDoesNotHoldAReaderInside) {
 
 ISOLATED_TEST(RouteSection, ASetRemovedWhileInsideDoesNoHarm) {
     Semaphores semaphores;
-    const CallLog log;
+    const Call_Log log;
     {
         const Hb_Route_Section section;
         semaphores.remove();
@@ -420,8 +418,8 @@ ISOLATED_TEST(RouteSection, ASetRemovedWhileInsideDoesNoHarm) {
 
 // ---- How many routes there are ----
 
-FakeDaemonPlan with(const SegmentsPlan &segments) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan with(const Segments_Plan &segments) {
+    Fake_Daemon_Plan plan;
     plan.segments = segments;
     return plan;
 }
@@ -437,13 +435,13 @@ ISOLATED_TEST(RouteSlots, AreNoneBeforeAnythingIsAttached) {
 }
 
 ISOLATED_TEST(RouteSlots, AreThoseOfTheAttachedSegment) {
-    FakeDaemon daemon(with(segments_for(13)));
+    Fake_Daemon daemon(with(segments_for(13)));
     EXPECT_EQ(0, error_of_attaching());
     EXPECT_EQ(13U, hb_attached_route_slots());
 }
 
 ISOLATED_TEST(RouteSlots, DoNotGrowWithTheClusterWhileTheOldSegmentIsAttached) {
-    FakeDaemon daemon(with(segments_for(8)));
+    Fake_Daemon daemon(with(segments_for(8)));
     EXPECT_EQ(0, error_of_attaching());
     const Bytes grown = Bytes().i32(2).i32(2049).i32(98352);
     std::memcpy(daemon.segments().configuration(), grown.data(), grown.size());
@@ -452,7 +450,7 @@ ISOLATED_TEST(RouteSlots, DoNotGrowWithTheClusterWhileTheOldSegmentIsAttached) {
 }
 
 ISOLATED_TEST(RouteSlots, AreNoneOnceItIsDetached) {
-    FakeDaemon daemon(with(segments_for(8)));
+    Fake_Daemon daemon(with(segments_for(8)));
     EXPECT_EQ(0, error_of_attaching());
     hb_detach_shared_memory();
     EXPECT_EQ(0U, hb_attached_route_slots());
@@ -463,7 +461,7 @@ ISOLATED_TEST(RouteSlots, AreNoneOnceItIsDetached) {
 }
 
 ISOLATED_TEST(RouteSlots, AreNoneWhenTheNewSegmentCannotBeAttached) {
-    FakeDaemon daemon(with(segments_for(8)));
+    Fake_Daemon daemon(with(segments_for(8)));
     EXPECT_EQ(0, error_of_attaching());
     const Bytes grown = Bytes().i32(2).i32(2049).i32(0);
     std::memcpy(daemon.segments().configuration(), grown.data(), grown.size());
@@ -473,9 +471,9 @@ ISOLATED_TEST(RouteSlots, AreNoneWhenTheNewSegmentCannotBeAttached) {
 }
 
 ISOLATED_TEST(RouteSlots, AreThereWhenALaterStepFails) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.security.present = false;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(33, error_of_attaching());
     EXPECT_EQ(8U, hb_attached_route_slots());
     EXPECT_NE(nullptr, shared_route_info);
@@ -483,11 +481,11 @@ ISOLATED_TEST(RouteSlots, AreThereWhenALaterStepFails) {
 
 ISOLATED_TEST(RouteSlots, FollowANewDaemon) {
     {
-        FakeDaemon first(with(segments_for(3)));
+        Fake_Daemon first(with(segments_for(3)));
         EXPECT_EQ(0, error_of_attaching());
         EXPECT_EQ(3U, hb_attached_route_slots());
     }
-    FakeDaemon second(with(segments_for(9)));
+    Fake_Daemon second(with(segments_for(9)));
     EXPECT_EQ(0, error_of_attaching());
     EXPECT_EQ(9U, hb_attached_route_slots());
 }

@@ -1,8 +1,7 @@
 // Asking the daemon for the route to a node.
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -22,8 +21,8 @@ namespace {
 
 constexpr std::size_t CONFIGURATION_REQUEST = 80; // bytes that opening has sent
 
-RouteCall get(int node) {
-    return RouteCall(hb_get_route, node);
+Route_Call get(int node) {
+    return Route_Call(hb_get_route, node);
 }
 
 // A reply with this value; the rest of its header is zero. In most tests it lies ready before the request.
@@ -40,11 +39,11 @@ Bytes some_hops() {
     return body;
 }
 
-Bytes requests_after_opening(FakeDaemon &daemon, std::size_t count) {
+Bytes requests_after_opening(Fake_Daemon &daemon, std::size_t count) {
     return daemon.wait_received(CONFIGURATION_REQUEST + count).from(CONFIGURATION_REQUEST);
 }
 
-Bytes nothing_but_opening(FakeDaemon &daemon) {
+Bytes nothing_but_opening(Fake_Daemon &daemon) {
     // A request that is always sent is the first one after the opening.
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(1));
     return requests_after_opening(daemon, 80);
@@ -56,18 +55,18 @@ const Bytes &only_the_known_request() {
 }
 
 // A cluster with the largest number of nodes. The given nodes have one adapter each.
-FakeDaemonPlan largest_cluster(const std::vector<int> &nodes) {
-    ClusterFacts cluster;
+Fake_Daemon_Plan largest_cluster(const std::vector<int> &nodes) {
+    Cluster_Facts cluster;
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     for (const int node : nodes) {
-        AdapterFacts adapter;
+        Adapter_Facts adapter;
         adapter.number = int64_t{node} * 48;
         adapter.address = Bytes().zeros(14).i16(node);
         cluster.adapters.push_back(adapter);
     }
     cluster.networks = {{"net", "ether"}};
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
     return plan;
 }
@@ -75,7 +74,7 @@ FakeDaemonPlan largest_cluster(const std::vector<int> &nodes) {
 // ---- The request ----
 
 ISOLATED_TEST(GetRoute, AsksWithTheNodeAsTheLengthAndThatManyZerosBehindTheHeader) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(route_reply(1, some_hops())));
     EXPECT_EQ(Hb_Success, get(4).result);
@@ -86,7 +85,7 @@ ISOLATED_TEST(GetRoute, AsksWithTheNodeAsTheLengthAndThatManyZerosBehindTheHeade
 }
 
 ISOLATED_TEST(GetRoute, AsksForTheFirstAndForTheLastNodeThereCanBe) {
-    FakeDaemon daemon(largest_cluster({0, 1, 2048}));
+    Fake_Daemon daemon(largest_cluster({0, 1, 2048}));
     open_library();
     Bytes expected;
     for (const int node : {0, 1, 2048}) {
@@ -101,11 +100,11 @@ ISOLATED_TEST(GetRoute, AsksForTheFirstAndForTheLastNodeThereCanBe) {
 // ---- The reply ----
 
 ISOLATED_TEST(GetRoute, GivesTheHopsInTheBodyAndTheirNumberInTheValue) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes body = hops({ipv4(10, 1, 0, 1), ipv4(10, 1, 0, 2), ipv6("fe80::7")});
     daemon.run(send_record(route_reply(3, body)));
-    const RouteCall call = get(2);
+    const Route_Call call = get(2);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_EQ(3U, call.length);
     EXPECT_TRUE(same_bytes(body, call.route));
@@ -113,7 +112,7 @@ ISOLATED_TEST(GetRoute, GivesTheHopsInTheBodyAndTheirNumberInTheValue) {
 }
 
 ISOLATED_TEST(GetRoute, TakesTheLow16BitsOfAnyOtherValueThanZero) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const struct {
         int64_t value;
@@ -121,7 +120,7 @@ ISOLATED_TEST(GetRoute, TakesTheLow16BitsOfAnyOtherValueThanZero) {
     } rows[] = {{1, 1}, {11, 11}, {0x7FFF0003, 3}, {0x80000002, 2}, {0x00010000, 0}, {0x80000000, 0}};
     for (const auto &row : rows) {
         daemon.run(send_record(route_reply(row.value, some_hops())));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Success, call.result) << row.value;
         EXPECT_EQ(row.length, call.length) << row.value;
         EXPECT_TRUE(same_bytes(some_hops(), call.route));
@@ -129,11 +128,11 @@ ISOLATED_TEST(GetRoute, TakesTheLow16BitsOfAnyOtherValueThanZero) {
 }
 
 ISOLATED_TEST(GetRoute, MoreHopsThanARouteHoldsAreError10) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int64_t value : {int64_t{12}, int64_t{0xFFFF}, int64_t{0x7FFF000C}, int64_t{0xFFFFFFFF}}) {
         daemon.run(send_record(route_reply(value, some_hops())));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result) << value;
         EXPECT_EQ(10, call.error) << value;
         EXPECT_TRUE(call.untouched());
@@ -143,11 +142,11 @@ ISOLATED_TEST(GetRoute, MoreHopsThanARouteHoldsAreError10) {
 }
 
 ISOLATED_TEST(GetRoute, AValueOfZeroIsError6WhateverTheBody) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const Bytes &body : {Bytes(), some_hops()}) {
         daemon.run(send_record(route_reply(0, body)));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result);
         EXPECT_EQ(6, call.error);
         EXPECT_TRUE(call.untouched());
@@ -155,11 +154,11 @@ ISOLATED_TEST(GetRoute, AValueOfZeroIsError6WhateverTheBody) {
 }
 
 ISOLATED_TEST(GetRoute, FillsAShorterBodyUpWithZeros) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const std::size_t size : {0U, 1U, 15U, 16U, 100U, 175U}) {
         daemon.run(send_record(route_reply(2, some_hops().first(size))));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Success, call.result) << size;
         EXPECT_EQ(2U, call.length);
         EXPECT_TRUE(same_bytes(some_hops().first(size).zeros(176 - size), call.route));
@@ -167,32 +166,32 @@ ISOLATED_TEST(GetRoute, FillsAShorterBodyUpWithZeros) {
 }
 
 ISOLATED_TEST(GetRoute, TakesTheFirst176BytesOfALongerBody) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const std::size_t more : {1U, 184U, 100000U}) {
         daemon.run(send_record(route_reply(2, some_hops().fill(more, 0xEE))));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Success, call.result) << more;
         EXPECT_TRUE(same_bytes(some_hops(), call.route));
     }
 }
 
 ISOLATED_TEST(GetRoute, LooksAtNothingInTheHeaderButKindAndValue) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes record = Bytes().fill(108, 0xFF).put_i32(0, 8).put_i32(56, 0x00000B).add(some_hops());
     daemon.run(send_record(record));
-    const RouteCall call = get(2);
+    const Route_Call call = get(2);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_EQ(11U, call.length);
 }
 
 ISOLATED_TEST(GetRoute, AReplyThatEndsBehindTheValueHasNoHops) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const std::size_t size : {60U, 61U, 107U, 108U}) {
         daemon.run(send_record(route_reply(5, {}).first(size)));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Success, call.result) << size;
         EXPECT_EQ(5U, call.length);
         EXPECT_TRUE(same_bytes(Bytes().zeros(176), call.route));
@@ -202,11 +201,11 @@ ISOLATED_TEST(GetRoute, AReplyThatEndsBehindTheValueHasNoHops) {
 }
 
 ISOLATED_TEST(GetRoute, AReplyThatEndsBeforeTheValueDoesIsError10) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const std::size_t size : {0U, 1U, 3U, 4U, 56U, 59U}) {
         daemon.run(send_record(route_reply(5, {}).first(size)));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result) << size;
         EXPECT_EQ(10, call.error) << size;
         EXPECT_TRUE(call.untouched());
@@ -216,11 +215,11 @@ ISOLATED_TEST(GetRoute, AReplyThatEndsBeforeTheValueDoesIsError10) {
 }
 
 ISOLATED_TEST(GetRoute, AReplyOfAnotherKindIsError10AndIsGone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int kind : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15, 16, 211, 8 << 8, -8, -1}) {
         daemon.run(send_record(route_reply(2, some_hops()).put_i32(0, kind)));
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result) << kind;
         EXPECT_EQ(10, call.error) << kind;
         EXPECT_TRUE(call.untouched());
@@ -230,20 +229,21 @@ ISOLATED_TEST(GetRoute, AReplyOfAnotherKindIsError10AndIsGone) {
 }
 
 ISOLATED_TEST(GetRoute, AReplyThatTricklesInArrivesWhole) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(trickle_record(route_reply(2, some_hops())));
-    const RouteCall call = get(2);
+    const Route_Call call = get(2);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_TRUE(same_bytes(some_hops(), call.route));
 }
 
 ISOLATED_TEST(GetRoute, WaitsForTheReplyForAsLongAsItTakes) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    daemon.run({wait_for([] { return SignalPelter::hits() >= 30; }), send_record(route_reply(2, some_hops()))});
-    const SignalPelter pelter;
-    const CallLog log;
+    daemon.run(
+        {wait_for([] { return Signal_Pelter::hits() >= 30; }), send_record(route_reply(2, some_hops()))});
+    const Signal_Pelter pelter;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, get(2).result);
     EXPECT_TRUE(log.calls(Call::select_).empty()) << "no time-out";
 }
@@ -251,12 +251,12 @@ ISOLATED_TEST(GetRoute, WaitsForTheReplyForAsLongAsItTakes) {
 ISOLATED_TEST(GetRoute, ADaemonThatHangsUpInsteadIsError16) {
     const Bytes whole = frame(route_reply(2, some_hops()));
     for (const std::size_t sent : {std::size_t{0}, std::size_t{1}, std::size_t{4}, whole.size() - 1}) {
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.connections[0].insert(plan.connections[0].end(),
                                    {read_record(), send_raw(whole.first(sent)), hang_up()});
-        FakeDaemon daemon(plan);
+        Fake_Daemon daemon(plan);
         open_library();
-        const RouteCall call = get(2);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result);
         EXPECT_EQ(16, call.error) << sent;
         EXPECT_TRUE(call.untouched());
@@ -265,11 +265,11 @@ ISOLATED_TEST(GetRoute, ADaemonThatHangsUpInsteadIsError16) {
 }
 
 ISOLATED_TEST(GetRoute, AReceiveThatFailsOtherwiseIsError12) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int error : {EIO, EFAULT, ECONNRESET}) {
-        const FaultGuard fault = failing(Call::read_, error);
-        const RouteCall call = get(2);
+        const Fault_Guard fault = failing(Call::read_, error);
+        const Route_Call call = get(2);
         EXPECT_EQ(Hb_Failure, call.result);
         EXPECT_EQ(12, call.error) << error;
         EXPECT_TRUE(call.untouched());
@@ -278,7 +278,7 @@ ISOLATED_TEST(GetRoute, AReceiveThatFailsOtherwiseIsError12) {
 
 ISOLATED_TEST(GetRoute, AReplyOfImpossibleLengthIsError12) {
     for (const int64_t length : {-1LL, 6298785LL}) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         daemon.run(send_raw(Bytes().i32(length)));
         EXPECT_EQ(12, get(2).error);
@@ -289,10 +289,10 @@ ISOLATED_TEST(GetRoute, AReplyOfImpossibleLengthIsError12) {
 // ---- Arguments rejected before anything is sent ----
 
 ISOLATED_TEST(GetRoute, ANodeOutOfRangeIsError4) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int node : {-1, -2, -32768, 8, 9, 2048, 2049, 32767}) {
-        const RouteCall call = get(node);
+        const Route_Call call = get(node);
         EXPECT_EQ(Hb_Failure, call.result);
         EXPECT_EQ(4, call.error) << node;
         EXPECT_TRUE(call.untouched());
@@ -301,7 +301,7 @@ ISOLATED_TEST(GetRoute, ANodeOutOfRangeIsError4) {
 }
 
 ISOLATED_TEST(GetRoute, ANodeBeyondTheSlotsThereAreIsError4WhateverTheTableSays) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     global_config_tbl.Hb_max_nodes = 30000;
     EXPECT_EQ(4, get(2049).error);
@@ -311,10 +311,10 @@ ISOLATED_TEST(GetRoute, ANodeBeyondTheSlotsThereAreIsError4WhateverTheTableSays)
 }
 
 ISOLATED_TEST(GetRoute, ANodeWithoutAnAdapterIsError9) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     for (const int node : {0, 3, 5, 6, 7}) {
-        const RouteCall call = get(node);
+        const Route_Call call = get(node);
         EXPECT_EQ(Hb_Failure, call.result);
         EXPECT_EQ(9, call.error) << node;
         EXPECT_TRUE(call.untouched());
@@ -323,7 +323,7 @@ ISOLATED_TEST(GetRoute, ANodeWithoutAnAdapterIsError9) {
 }
 
 ISOLATED_TEST(GetRoute, ANullAnswerIsError4BeforeTheLibraryIsOpened) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(4, error_without_answers(hb_get_route, 2, false, true));
     EXPECT_EQ(4, error_without_answers(hb_get_route, 2, true, false));
     EXPECT_EQ(4, error_without_answers(hb_get_route, 2, false, false));
@@ -332,29 +332,29 @@ ISOLATED_TEST(GetRoute, ANullAnswerIsError4BeforeTheLibraryIsOpened) {
 }
 
 ISOLATED_TEST(GetRoute, OpensTheLibrary) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections[0].push_back(read_record());
     plan.connections[0].push_back(send_record(route_reply(2, some_hops())));
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(Hb_Success, get(2).result);
     EXPECT_EQ(1, client_initialized);
 }
 
 ISOLATED_TEST(GetRoute, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
-    const RouteCall call = get(-1);
+    const Route_Call call = get(-1);
     EXPECT_EQ(Hb_Failure, call.result);
     EXPECT_EQ(15, call.error) << "the node is looked at later";
     EXPECT_TRUE(call.untouched());
 }
 
 ISOLATED_TEST(GetRoute, InClusterEventModeItIsError12AndNothingIsSent) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
-    const CallLog log;
-    const RouteCall call = get(2);
+    const Call_Log log;
+    const Route_Call call = get(2);
     EXPECT_EQ(Hb_Failure, call.result);
     EXPECT_EQ(12, call.error);
     EXPECT_TRUE(call.untouched());
@@ -365,10 +365,10 @@ ISOLATED_TEST(GetRoute, InClusterEventModeItIsError12AndNothingIsSent) {
 }
 
 ISOLATED_TEST(GetRoute, WithoutAConnectionItIsError22) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
-    const RouteCall call = get(2);
+    const Route_Call call = get(2);
     EXPECT_EQ(Hb_Failure, call.result);
     EXPECT_EQ(22, call.error);
     EXPECT_TRUE(call.untouched());
@@ -382,12 +382,12 @@ ISOLATED_TEST(GetRoute, ARequestThatCannotBeSentGivesTheErrorOfSending) {
         int number;
     } rows[] = {{EFAULT, 18}, {EIO, 21}, {EINVAL, 22}, {ENOBUFS, 22}, {EPIPE, 16}};
     for (const auto &row : rows) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         {
-            const FaultGuard fault = failing(Call::writev_, row.error);
-            const CallLog log;
-            const RouteCall call = get(2);
+            const Fault_Guard fault = failing(Call::writev_, row.error);
+            const Call_Log log;
+            const Route_Call call = get(2);
             EXPECT_EQ(Hb_Failure, call.result);
             EXPECT_EQ(row.number, call.error) << row.error;
             EXPECT_TRUE(call.untouched());
@@ -400,7 +400,7 @@ ISOLATED_TEST(GetRoute, ARequestThatCannotBeSentGivesTheErrorOfSending) {
 // ---- Memory ----
 
 ISOLATED_TEST(GetRoute, GivesThePacketBackWhateverItWas) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes long_body = some_hops().fill(100000, 0xEE);
     const Bytes replies[] = {route_reply(2, long_body), route_reply(0, long_body),

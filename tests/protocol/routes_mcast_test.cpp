@@ -1,13 +1,12 @@
 // Asks the daemon to deliver a payload to several nodes.
-#include <sys/uio.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdint>
 #include <numeric>
 #include <string>
+#include <sys/uio.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -82,21 +81,21 @@ Bytes mcast_record(const Bytes &port, const Nodes &nodes, const Bytes &payload) 
 const Bytes PORT_1 = {0, 1, 0, 0};
 
 // The requests after the opening must be `expected` and then one that is always sent.
-testing::AssertionResult sent(FakeDaemon &daemon, const Bytes &expected) {
+testing::AssertionResult sent(Fake_Daemon &daemon, const Bytes &expected) {
     EXPECT_EQ(Hb_Success, hb_discard_stale_messages(1));
     const Bytes all = Bytes(expected).add(frame(request(219, getpid())));
     return same_bytes(all,
                       daemon.wait_received(CONFIGURATION_REQUEST + all.size()).from(CONFIGURATION_REQUEST));
 }
 
-testing::AssertionResult nothing_sent(FakeDaemon &daemon) {
+testing::AssertionResult nothing_sent(Fake_Daemon &daemon) {
     return sent(daemon, {});
 }
 
 // ---- The request ----
 
 ISOLATED_TEST(RouteMcast, ToOneNodeIsThisRecord) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {0x0203};
     const Bytes payload = {0xC1, 0xC2, 0xC3, 0xC4, 0xC5};
@@ -117,7 +116,7 @@ ISOLATED_TEST(RouteMcast, ToOneNodeIsThisRecord) {
 }
 
 ISOLATED_TEST(RouteMcast, ToTwoNodesLeavesThemInTheirOrder) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {7, 2};
     EXPECT_EQ(0, mcast({buffer({9})}, nodes));
@@ -126,7 +125,7 @@ ISOLATED_TEST(RouteMcast, ToTwoNodesLeavesThemInTheirOrder) {
 }
 
 ISOLATED_TEST(RouteMcast, ToThreeNodesSortsThemInTheCallersArray) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {7, 2, 5};
     EXPECT_EQ(0, mcast({buffer({9})}, nodes));
@@ -135,7 +134,7 @@ ISOLATED_TEST(RouteMcast, ToThreeNodesSortsThemInTheCallersArray) {
 }
 
 ISOLATED_TEST(RouteMcast, SortsAsSignedIntsHoweverFarApart) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {INT_MAX, 0, INT_MIN, -1, 1};
     EXPECT_EQ(0, mcast({buffer({9})}, nodes));
@@ -144,7 +143,7 @@ ISOLATED_TEST(RouteMcast, SortsAsSignedIntsHoweverFarApart) {
 }
 
 ISOLATED_TEST(RouteMcast, Takes2049Nodes) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = descending(2048, 2049);
     EXPECT_EQ(0, mcast({buffer({1, 2, 3})}, nodes));
@@ -153,7 +152,7 @@ ISOLATED_TEST(RouteMcast, Takes2049Nodes) {
 }
 
 ISOLATED_TEST(RouteMcast, LooksAtNFirstNodesOnly) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {9, 8, 7, 9, 1};
     EXPECT_EQ(0, mcast({buffer({1})}, 1, 1, nodes, 3));
@@ -162,7 +161,7 @@ ISOLATED_TEST(RouteMcast, LooksAtNFirstNodesOnly) {
 }
 
 ISOLATED_TEST(RouteMcast, PutsTheLow16BitsOfThePortInNetworkOrder) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const struct {
         int port;
@@ -182,7 +181,7 @@ ISOLATED_TEST(RouteMcast, PutsTheLow16BitsOfThePortInNetworkOrder) {
 }
 
 ISOLATED_TEST(RouteMcast, JoinsUpToSixBuffers) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes parts[] = {{1}, {2, 3}, some_payload(300), {4}, {0}, {5, 6, 7}};
     std::vector<iovec> buffers;
@@ -199,7 +198,7 @@ ISOLATED_TEST(RouteMcast, JoinsUpToSixBuffers) {
 }
 
 ISOLATED_TEST(RouteMcast, WithoutBuffersHasAnEmptyPayload) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {3, 1, 2};
     EXPECT_EQ(0, mcast({iovec{nullptr, 0}}, 0, 1, nodes, 3)) << "the buffer there is not counted";
@@ -207,7 +206,7 @@ ISOLATED_TEST(RouteMcast, WithoutBuffersHasAnEmptyPayload) {
 }
 
 ISOLATED_TEST(RouteMcast, LooksAtCountFirstBuffersOnly) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = {1, 2};
     Nodes nodes = {1};
@@ -216,9 +215,9 @@ ISOLATED_TEST(RouteMcast, LooksAtCountFirstBuffersOnly) {
 }
 
 ISOLATED_TEST(RouteMcast, AwaitsNoReply) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(0, mcast(Bytes{1}, {1}));
     EXPECT_EQ(1U, log.calls(Call::writev_).size());
     EXPECT_TRUE(log.calls(Call::read_).empty());
@@ -227,7 +226,7 @@ ISOLATED_TEST(RouteMcast, AwaitsNoReply) {
 }
 
 ISOLATED_TEST(RouteMcast, ANodeNeedNotBeInTheConfiguration) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {30000, -5};
     EXPECT_EQ(0, mcast({buffer({1})}, nodes));
@@ -237,7 +236,7 @@ ISOLATED_TEST(RouteMcast, ANodeNeedNotBeInTheConfiguration) {
 // ---- Arguments that are rejected ----
 
 ISOLATED_TEST(RouteMcast, NullPointersAreError4) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = {1};
     const iovec one = buffer(part);
@@ -255,7 +254,7 @@ ISOLATED_TEST(RouteMcast, NullPointersAreError4) {
 }
 
 ISOLATED_TEST(RouteMcast, ACountOfBuffersOutsideZeroToSixIsError4) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = {1};
     const std::vector<iovec> seven(7, buffer(part));
@@ -268,7 +267,7 @@ ISOLATED_TEST(RouteMcast, ACountOfBuffersOutsideZeroToSixIsError4) {
 }
 
 ISOLATED_TEST(RouteMcast, ANumberOfNodesOutside1To2049IsError4) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = {1};
     for (const int n : {0, -1, 2050, INT_MIN, INT_MAX}) {
@@ -280,7 +279,7 @@ ISOLATED_TEST(RouteMcast, ANumberOfNodesOutside1To2049IsError4) {
 }
 
 ISOLATED_TEST(RouteMcast, ANodeThatStandsThereTwiceIsError4) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const struct {
         Nodes given;
@@ -305,7 +304,7 @@ ISOLATED_TEST(RouteMcast, ANodeThatStandsThereTwiceIsError4) {
 }
 
 ISOLATED_TEST(RouteMcast, AnEmptyBufferRefusesTheWholeRequest) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = {1};
     for (std::size_t count = 1; count <= 6; ++count) {
@@ -322,7 +321,7 @@ ISOLATED_TEST(RouteMcast, AnEmptyBufferRefusesTheWholeRequest) {
 }
 
 ISOLATED_TEST(RouteMcast, HasSortedTheNodesByTheTimeItLooksAtTheBuffers) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Nodes nodes = {7, 2, 5};
     EXPECT_EQ(4, mcast({iovec{nullptr, 1}}, nodes));
@@ -337,7 +336,7 @@ ISOLATED_TEST(RouteMcast, HasSortedTheNodesByTheTimeItLooksAtTheBuffers) {
 }
 
 ISOLATED_TEST(RouteMcast, LooksForEmptyBuffersBeforeItAddsTheLengths) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes large = some_payload(10001);
     Nodes nodes = {1};
@@ -350,7 +349,7 @@ ISOLATED_TEST(RouteMcast, LooksForEmptyBuffersBeforeItAddsTheLengths) {
 // ---- Sizes ----
 
 ISOLATED_TEST(RouteMcast, APayloadOfTenThousandBytesIsError53BecauseTheRequestIsLarger) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(53, mcast(some_payload(10000), {1}));
     EXPECT_EQ(53, mcast(some_payload(10001), {1}));
@@ -360,7 +359,7 @@ ISOLATED_TEST(RouteMcast, APayloadOfTenThousandBytesIsError53BecauseTheRequestIs
 }
 
 ISOLATED_TEST(RouteMcast, ARequestOfTenThousandBytesIsTheLargest) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Bytes expected;
     const struct {
@@ -379,7 +378,7 @@ ISOLATED_TEST(RouteMcast, ARequestOfTenThousandBytesIsTheLargest) {
 }
 
 ISOLATED_TEST(RouteMcast, CountsTheBuffersTogether) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes part = some_payload(1656); // six of them are the 9936 bytes that go to one node
     const Bytes longer = some_payload(1657);
@@ -396,7 +395,7 @@ ISOLATED_TEST(RouteMcast, CountsTheBuffersTogether) {
 }
 
 ISOLATED_TEST(RouteMcast, LengthsWhoseSumWrapsAreError53AndNothingOfThemIsRead) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     unsigned char byte = 1;
     const auto of = [&byte](std::size_t length) { return iovec{&byte, length}; };
@@ -422,14 +421,14 @@ ISOLATED_TEST(RouteMcast, LengthsWhoseSumWrapsAreError53AndNothingOfThemIsRead) 
 // ---- Opening, modes, sending ----
 
 ISOLATED_TEST(RouteMcast, OpensTheLibrary) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(0, mcast(Bytes{1}, {1}));
     EXPECT_EQ(1, client_initialized);
     EXPECT_TRUE(sent(daemon, mcast_record(PORT_1, {1}, {1})));
 }
 
 ISOLATED_TEST(RouteMcast, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     Nodes nodes = {3, 2, 1};
     EXPECT_EQ(15, mcast({iovec{nullptr, 0}}, 99, 1, nodes, 3));
@@ -438,10 +437,10 @@ ISOLATED_TEST(RouteMcast, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) 
 }
 
 ISOLATED_TEST(RouteMcast, InClusterEventModeSucceedsAndSendsNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     IsMOX = true;
-    const CallLog log;
+    const Call_Log log;
     Nodes nodes = {3, 1, 2};
     EXPECT_EQ(0, mcast({buffer({1})}, nodes));
     EXPECT_EQ(Nodes({1, 2, 3}), nodes);
@@ -451,7 +450,7 @@ ISOLATED_TEST(RouteMcast, InClusterEventModeSucceedsAndSendsNothing) {
 }
 
 ISOLATED_TEST(RouteMcast, WithoutAConnectionItIsError22) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     EXPECT_EQ(22, mcast(Bytes{1}, {1}));
@@ -464,10 +463,10 @@ ISOLATED_TEST(RouteMcast, ARequestThatCannotBeSentGivesTheErrorOfSending) {
         int number;
     } rows[] = {{EFAULT, 18}, {EIO, 21}, {EINVAL, 22}, {ENOBUFS, 22}, {EPIPE, 16}};
     for (const auto &row : rows) {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         {
-            const FaultGuard fault = failing(Call::writev_, row.error);
+            const Fault_Guard fault = failing(Call::writev_, row.error);
             EXPECT_EQ(row.number, mcast(Bytes{1}, {1}));
         }
         EXPECT_EQ(Hb_Success, hb_terminate());

@@ -1,13 +1,12 @@
 // Reading the route to a node from the daemon's segment.
-#include <sys/mman.h>
-#include <sys/sem.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <memory>
+#include <sys/mman.h>
+#include <sys/sem.h>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -26,14 +25,14 @@
 namespace hb_test {
 namespace {
 
-constexpr RouteEntry BOTH[] = {hb_read_route, hb_read_ip_route};
+constexpr Route_Entry BOTH[] = {hb_read_route, hb_read_ip_route};
 
-RouteCall read_any(int node) {
-    return RouteCall(hb_read_route, node);
+Route_Call read_any(int node) {
+    return Route_Call(hb_read_route, node);
 }
 
-RouteCall read_ip(int node) {
-    return RouteCall(hb_read_ip_route, node);
+Route_Call read_ip(int node) {
+    return Route_Call(hb_read_ip_route, node);
 }
 
 // 176 bytes that differ for every number.
@@ -42,8 +41,8 @@ Bytes hops_of(unsigned number) {
 }
 
 // Segment 1 holds this generation and eight nodes. The records are those of nodes 0, 1, 2 ...
-FakeDaemonPlan plan_of(int64_t generation, const std::vector<Bytes> &records) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(int64_t generation, const std::vector<Bytes> &records) {
+    Fake_Daemon_Plan plan;
     plan.segments.configuration.content = Bytes().i32(generation).i32(8).i32(5);
     for (const Bytes &record : records) {
         plan.segments.routes.content.add(record);
@@ -52,7 +51,7 @@ FakeDaemonPlan plan_of(int64_t generation, const std::vector<Bytes> &records) {
 }
 
 // All eight nodes have a route of this generation. A node's route has as many hops as its number.
-FakeDaemonPlan eight_routes(int64_t generation) {
+Fake_Daemon_Plan eight_routes(int64_t generation) {
     std::vector<Bytes> records;
     for (unsigned node = 0; node < 8; ++node) {
         records.push_back(route_record(generation, node, 0, hops_of(node)));
@@ -64,9 +63,9 @@ FakeDaemonPlan eight_routes(int64_t generation) {
 using Operations = std::vector<std::array<long, 4>>;
 const Operations IN_AND_OUT = {{0, 1, 0x1000, 2}, {1, 0, 0, 2}, {0, -1, 0x1000, 1}};
 
-Operations asked(const CallLog &log) {
+Operations asked(const Call_Log &log) {
     Operations operations;
-    for (const CallRecord &record : log.calls(Call::semop_)) {
+    for (const Call_Record &record : log.calls(Call::semop_)) {
         const long *it = record.arguments;
         operations.push_back({it[0], it[1], it[2], it[3]});
     }
@@ -76,7 +75,7 @@ Operations asked(const CallLog &log) {
 // The two counts. Another reader stays inside while this object exists.
 class Counts {
   public:
-    explicit Counts(FakeDaemon &daemon) : id_(daemon.segments().semaphores_id()) {
+    explicit Counts(Fake_Daemon &daemon) : id_(daemon.segments().semaphores_id()) {
         EXPECT_EQ(0, semctl(id_, 0, SETVAL, 3));
     }
     Counts(const Counts &) = delete;
@@ -90,7 +89,7 @@ class Counts {
     int id_;
 };
 
-void expect_failure(int error, const RouteCall &call) {
+void expect_failure(int error, const Route_Call &call) {
     EXPECT_EQ(Hb_Failure, call.result);
     EXPECT_EQ(error, call.error);
     EXPECT_TRUE(call.untouched());
@@ -99,13 +98,13 @@ void expect_failure(int error, const RouteCall &call) {
 // ---- A route that exists ----
 
 ISOLATED_TEST(ReadRoute, GivesTheLengthAndTheHopsOfTheNodesRecord) {
-    FakeDaemon daemon(eight_routes(0x0A0B0C0D));
+    Fake_Daemon daemon(eight_routes(0x0A0B0C0D));
     open_library();
     const Counts counts(daemon);
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         for (unsigned node = 0; node < 8; ++node) {
-            const CallLog log;
-            const RouteCall call(entry, static_cast<int>(node));
+            const Call_Log log;
+            const Route_Call call(entry, static_cast<int>(node));
             EXPECT_EQ(Hb_Success, call.result) << node;
             EXPECT_EQ(node, call.length);
             EXPECT_TRUE(same_bytes(hops_of(node), call.route));
@@ -120,37 +119,38 @@ ISOLATED_TEST(ReadRoute, HandsTheHopsOnByteForByte) {
     record.add({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 10, 1, 0, 1});
     record.add({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7});
     record.zeros(144);
-    FakeDaemon daemon(plan_of(0x80000001, {record}));
+    Fake_Daemon daemon(plan_of(0x80000001, {record}));
     open_library();
-    const RouteCall call = read_ip(0);
+    const Route_Call call = read_ip(0);
     EXPECT_EQ(Hb_Success, call.result);
     EXPECT_EQ(2U, call.length);
     EXPECT_TRUE(same_bytes(record.from(8), call.route));
 }
 
 ISOLATED_TEST(ReadRoute, HasAsManyHopsAsARouteHoldsAndNoMore) {
-    FakeDaemon daemon(plan_of(1, {route_record(1, 0, 0, hops_of(1)), route_record(1, 11, 0, hops_of(2)),
-                                  route_record(1, 12, 0, hops_of(3)), route_record(1, 0xFFFF, 1, hops_of(4))}));
+    Fake_Daemon daemon(
+        plan_of(1, {route_record(1, 0, 0, hops_of(1)), route_record(1, 11, 0, hops_of(2)),
+                    route_record(1, 12, 0, hops_of(3)), route_record(1, 0xFFFF, 1, hops_of(4))}));
     open_library();
     const Counts counts(daemon);
     EXPECT_EQ(0U, read_any(0).length);
     EXPECT_EQ(11U, read_ip(1).length);
-    for (const RouteEntry entry : BOTH) {
-        expect_failure(6, RouteCall(entry, 2));
-        expect_failure(6, RouteCall(entry, 3));
+    for (const Route_Entry entry : BOTH) {
+        expect_failure(6, Route_Call(entry, 2));
+        expect_failure(6, Route_Call(entry, 3));
     }
 }
 
 ISOLATED_TEST(ReadRoute, HasNoMoreHopsThanItHoldsWithoutSemaphoresEither) {
-    FakeDaemon daemon(plan_of(1, {route_record(1, 11, 0, hops_of(1)), route_record(1, 12, 0, hops_of(2))}));
+    Fake_Daemon daemon(plan_of(1, {route_record(1, 11, 0, hops_of(1)), route_record(1, 12, 0, hops_of(2))}));
     open_library();
-    const FaultGuard fault = failing(Call::semop_, EACCES, 0, 1000);
+    const Fault_Guard fault = failing(Call::semop_, EACCES, 0, 1000);
     EXPECT_EQ(11U, read_any(0).length);
     expect_failure(6, read_any(1));
 }
 
 ISOLATED_TEST(ReadRoute, ANodeNeedsNoAdapter) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     ASSERT_EQ(Hb_False, global_node_tbl[3]);
     EXPECT_EQ(Hb_Success, read_any(3).result);
@@ -158,25 +158,25 @@ ISOLATED_TEST(ReadRoute, ANodeNeedsNoAdapter) {
 }
 
 ISOLATED_TEST(ReadRoute, AsksTheDaemonNothing) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
-    const CallLog log;
-    for (const RouteEntry entry : BOTH) {
-        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+    const Call_Log log;
+    for (const Route_Entry entry : BOTH) {
+        EXPECT_EQ(Hb_Success, Route_Call(entry, 2).result);
     }
     EXPECT_TRUE(log.calls(Call::writev_).empty());
     EXPECT_TRUE(log.calls(Call::read_).empty());
 }
 
 ISOLATED_TEST(ReadRoute, FollowsTheSegmentAsTheDaemonRewritesIt) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     EXPECT_EQ(2U, read_any(2).length);
     const Bytes newer = route_record(6, 9, 0, hops_of(99));
     std::memcpy(daemon.segments().routes() + 2 * 184, newer.data(), newer.size());
     EXPECT_EQ(6, read_any(2).error) << "newer than segment 1";
     std::memcpy(daemon.segments().configuration(), Bytes().i32(6).data(), 4);
-    const RouteCall call = read_any(2);
+    const Route_Call call = read_any(2);
     EXPECT_EQ(9U, call.length);
     EXPECT_TRUE(same_bytes(hops_of(99), call.route));
     EXPECT_EQ(6, read_any(1).error) << "older by now";
@@ -185,45 +185,45 @@ ISOLATED_TEST(ReadRoute, FollowsTheSegmentAsTheDaemonRewritesIt) {
 // ---- A route that does not exist ----
 
 ISOLATED_TEST(ReadRoute, ARecordOfAnotherGenerationThanSegment1IsError6) {
-    FakeDaemon daemon(
+    Fake_Daemon daemon(
         plan_of(0x01000002, {route_record(0x01000001, 2, 0, hops_of(1)),
                              route_record(0x01000003, 2, 0, hops_of(2)), route_record(0, 2, 0, hops_of(3)),
                              route_record(2, 2, 0, hops_of(4)), route_record(0x01000000, 2, 0, hops_of(5))}));
     open_library();
     const Counts counts(daemon);
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         for (int node = 0; node < 8; ++node) {
-            const CallLog log;
-            expect_failure(6, RouteCall(entry, node));
+            const Call_Log log;
+            expect_failure(6, Route_Call(entry, node));
             EXPECT_EQ(IN_AND_OUT, asked(log));
         }
     }
 }
 
 ISOLATED_TEST(ReadRoute, WhileSegment1HasNoGenerationNoRouteIsValid) {
-    FakeDaemon daemon(plan_of(0, {route_record(0, 2, 0, hops_of(1)), route_record(1, 2, 0, hops_of(2))}));
+    Fake_Daemon daemon(plan_of(0, {route_record(0, 2, 0, hops_of(1)), route_record(1, 2, 0, hops_of(2))}));
     open_library();
     const Counts counts(daemon);
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         for (const int node : {0, 1, 2}) {
-            const CallLog log;
-            expect_failure(6, RouteCall(entry, node));
+            const Call_Log log;
+            expect_failure(6, Route_Call(entry, node));
             EXPECT_EQ(IN_AND_OUT, asked(log));
         }
     }
 }
 
 ISOLATED_TEST(ReadRoute, ThatIsNotAnIpRouteIsError49ForThoseWhoWantOne) {
-    FakeDaemon daemon(
+    Fake_Daemon daemon(
         plan_of(4, {route_record(4, 2, 1, hops_of(1)), route_record(4, 2, 0x8000, hops_of(2)),
                     route_record(4, 2, 0xFFFF, hops_of(3)), route_record(4, 2, 0x0100, hops_of(4))}));
     open_library();
     const Counts counts(daemon);
     for (unsigned node = 0; node < 4; ++node) {
-        const CallLog log;
+        const Call_Log log;
         expect_failure(49, read_ip(static_cast<int>(node)));
         EXPECT_EQ(IN_AND_OUT, asked(log));
-        const RouteCall call = read_any(static_cast<int>(node));
+        const Route_Call call = read_any(static_cast<int>(node));
         EXPECT_EQ(Hb_Success, call.result);
         EXPECT_EQ(2U, call.length);
         EXPECT_TRUE(same_bytes(hops_of(node + 1), call.route));
@@ -231,37 +231,37 @@ ISOLATED_TEST(ReadRoute, ThatIsNotAnIpRouteIsError49ForThoseWhoWantOne) {
 }
 
 ISOLATED_TEST(ReadRoute, AnOldRecordIsError6WhetherItIsAnIpRouteOrNot) {
-    FakeDaemon daemon(plan_of(4, {route_record(3, 2, 1, hops_of(1))}));
+    Fake_Daemon daemon(plan_of(4, {route_record(3, 2, 1, hops_of(1))}));
     open_library();
     expect_failure(6, read_ip(0));
     expect_failure(6, read_any(0));
 }
 
 ISOLATED_TEST(ReadRoute, ANodeBeyondTheAttachedSlotsIsError6EnteredAndLeft) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments = segments_for(3, 5); // the configuration message says eight nodes
     for (unsigned node = 0; node < 3; ++node) {
         plan.segments.routes.content.add(route_record(1, 4, 0, hops_of(node)));
     }
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     const Counts counts(daemon);
-    for (const RouteEntry entry : BOTH) {
-        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+    for (const Route_Entry entry : BOTH) {
+        EXPECT_EQ(Hb_Success, Route_Call(entry, 2).result);
         for (const int node : {3, 4, 7}) {
-            const CallLog log;
-            expect_failure(6, RouteCall(entry, node));
+            const Call_Log log;
+            expect_failure(6, Route_Call(entry, node));
             EXPECT_EQ(IN_AND_OUT, asked(log));
         }
     }
 }
 
 ISOLATED_TEST(ReadRoute, TheSlotsAreThoseOfTheSegmentThatWasAttachedAlsoAfterTheClusterHasGrown) {
-    FakeDaemonPlan plan = eight_routes(5);
-    ClusterFacts cluster = small_cluster();
+    Fake_Daemon_Plan plan = eight_routes(5);
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 2049;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     std::memcpy(daemon.segments().configuration(), Bytes().i32(5).i32(2049).data(), 8);
     EXPECT_EQ(Hb_Success, read_any(7).result);
@@ -270,19 +270,19 @@ ISOLATED_TEST(ReadRoute, TheSlotsAreThoseOfTheSegmentThatWasAttachedAlsoAfterThe
 }
 
 ISOLATED_TEST(ReadRoute, ANodeOutOfRangeIsError4AndTheSegmentIsNotEntered) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
-    const CallLog log;
-    for (const RouteEntry entry : BOTH) {
+    const Call_Log log;
+    for (const Route_Entry entry : BOTH) {
         for (const int node : {-1, -2, -32768, 8, 9, 2048, 2049, 32767}) {
-            expect_failure(4, RouteCall(entry, node));
+            expect_failure(4, Route_Call(entry, node));
         }
     }
     EXPECT_TRUE(asked(log).empty());
 }
 
 ISOLATED_TEST(ReadRoute, ANodeBeyondTheSlotsThereCanBeIsError4WhateverTheTableSays) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     global_config_tbl.Hb_max_nodes = 30000;
     expect_failure(4, read_any(2049));
@@ -291,20 +291,20 @@ ISOLATED_TEST(ReadRoute, ANodeBeyondTheSlotsThereCanBeIsError4WhateverTheTableSa
 }
 
 ISOLATED_TEST(ReadRoute, WithoutAttachedSegmentsItIsError6) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     const auto *routes = shared_route_info;
     const auto *configuration = data_for_client;
     const Counts counts(daemon);
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         shared_route_info = nullptr;
-        expect_failure(6, RouteCall(entry, 2));
+        expect_failure(6, Route_Call(entry, 2));
         data_for_client = nullptr;
-        expect_failure(6, RouteCall(entry, 2));
+        expect_failure(6, Route_Call(entry, 2));
         shared_route_info = routes;
-        expect_failure(6, RouteCall(entry, 2));
+        expect_failure(6, Route_Call(entry, 2));
         data_for_client = configuration;
-        EXPECT_EQ(Hb_Success, RouteCall(entry, 2).result);
+        EXPECT_EQ(Hb_Success, Route_Call(entry, 2).result);
     }
     hb_detach_shared_memory();
     expect_failure(6, read_any(2));
@@ -313,8 +313,8 @@ ISOLATED_TEST(ReadRoute, WithoutAttachedSegmentsItIsError6) {
 }
 
 ISOLATED_TEST(ReadRoute, ANullAnswerIsError4BeforeTheLibraryIsOpened) {
-    FakeDaemon daemon(eight_routes(5));
-    for (const RouteEntry entry : BOTH) {
+    Fake_Daemon daemon(eight_routes(5));
+    for (const Route_Entry entry : BOTH) {
         EXPECT_EQ(4, error_without_answers(entry, 2, false, true));
         EXPECT_EQ(4, error_without_answers(entry, 2, true, false));
         EXPECT_EQ(4, error_without_answers(entry, 2, false, false));
@@ -324,7 +324,7 @@ ISOLATED_TEST(ReadRoute, ANullAnswerIsError4BeforeTheLibraryIsOpened) {
 }
 
 ISOLATED_TEST(ReadRoute, OpensTheLibrary) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     EXPECT_EQ(Hb_Success, read_any(2).result);
     EXPECT_EQ(1, client_initialized);
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -333,23 +333,23 @@ ISOLATED_TEST(ReadRoute, OpensTheLibrary) {
 }
 
 ISOLATED_TEST(ReadRoute, WhereTheLibraryCannotBeOpenedTheErrorIsThatOfOpening) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     daemon.stop_listening();
-    for (const RouteEntry entry : BOTH) {
-        expect_failure(15, RouteCall(entry, -1));
-        expect_failure(15, RouteCall(entry, 2));
+    for (const Route_Entry entry : BOTH) {
+        expect_failure(15, Route_Call(entry, -1));
+        expect_failure(15, Route_Call(entry, 2));
     }
 }
 
 // ---- The daemon writes, has ended, or was replaced ----
 
 ISOLATED_TEST(ReadRoute, WaitsWhileTheDaemonWritesAndReadsWhatItWrote) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     const int semaphores = daemon.segments().semaphores_id();
     ASSERT_EQ(0, semctl(semaphores, 1, SETVAL, 1));
-    std::unique_ptr<RouteCall> call;
-    std::thread reader([&call] { call = std::make_unique<RouteCall>(hb_read_ip_route, 2); });
+    std::unique_ptr<Route_Call> call;
+    std::thread reader([&call] { call = std::make_unique<Route_Call>(hb_read_ip_route, 2); });
     EXPECT_TRUE(wait_until([semaphores] { return semctl(semaphores, 1, GETZCNT) == 1; }));
     EXPECT_EQ(0, semctl(semaphores, 0, GETVAL));
     const Bytes newer = route_record(6, 10, 0, hops_of(77));
@@ -364,11 +364,11 @@ ISOLATED_TEST(ReadRoute, WaitsWhileTheDaemonWritesAndReadsWhatItWrote) {
 }
 
 ISOLATED_TEST(ReadRoute, ReadsUnderSignalsAndLeavesNothingBehind) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     const Counts counts(daemon);
-    const SignalPelter pelter;
-    while (SignalPelter::hits() < 50) {
+    const Signal_Pelter pelter;
+    while (Signal_Pelter::hits() < 50) {
         for (int node = 0; node < 8; ++node) {
             EXPECT_EQ(Hb_Success, read_any(node).result);
         }
@@ -376,21 +376,21 @@ ISOLATED_TEST(ReadRoute, ReadsUnderSignalsAndLeavesNothingBehind) {
 }
 
 ISOLATED_TEST(ReadRoute, AnInterruptedEntryIsRepeated) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     const Counts counts(daemon);
-    const FaultGuard fault = failing(Call::semop_, EINTR, 0, 2);
+    const Fault_Guard fault = failing(Call::semop_, EINTR, 0, 2);
     EXPECT_EQ(Hb_Success, read_any(2).result);
     EXPECT_EQ(2, fault.hits());
 }
 
 ISOLATED_TEST(ReadRoute, WhatTheSemaphoresAnswerDoesNotMatter) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     for (const int error : {EIDRM, EINVAL, EACCES, ENOSPC}) {
         const Counts counts(daemon);
-        const FaultGuard fault = failing(Call::semop_, error);
-        const RouteCall call = read_any(2);
+        const Fault_Guard fault = failing(Call::semop_, error);
+        const Route_Call call = read_any(2);
         EXPECT_EQ(Hb_Success, call.result) << strerror(error);
         EXPECT_TRUE(same_bytes(hops_of(2), call.route));
     }
@@ -400,7 +400,7 @@ ISOLATED_TEST(ReadRoute, WhatTheSemaphoresAnswerDoesNotMatter) {
 // moment the record of node 22, which lies on both pages, is rewritten whole: generation 6 instead of 5.
 class Changing_Record {
   public:
-    Changing_Record(FakeDaemon &daemon, const Bytes &before, const Bytes &after)
+    Changing_Record(Fake_Daemon &daemon, const Bytes &before, const Bytes &after)
         : pages_(static_cast<char *>(
               mmap(nullptr, 3 * PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
         std::memcpy(pages_ + NODE * 184, before.data(), before.size());
@@ -446,26 +446,26 @@ class Changing_Record {
     struct sigaction former_ {};
 };
 
-FakeDaemonPlan plan_of_forty_nodes() {
-    ClusterFacts cluster = small_cluster();
+Fake_Daemon_Plan plan_of_forty_nodes() {
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 40;
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
     plan.segments = segments_for(40);
     return plan;
 }
 
 ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
-    FakeDaemon daemon(plan_of_forty_nodes());
+    Fake_Daemon daemon(plan_of_forty_nodes());
     open_library();
     const Bytes before = route_record(5, 11, 0, Bytes().fill(176, 0x55));
     const Bytes after = route_record(6, 10, 0, Bytes().fill(176, 0x66));
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         for (const int error : {EACCES, ENOSPC, ERANGE, ENOMEM}) {
             std::memcpy(daemon.segments().configuration(), Bytes().i32(5).data(), 4);
-            const FaultGuard fault = failing(Call::semop_, error, 0, -1);
+            const Fault_Guard fault = failing(Call::semop_, error, 0, -1);
             const Changing_Record changing(daemon, before, after);
-            const RouteCall call(entry, Changing_Record::NODE);
+            const Route_Call call(entry, Changing_Record::NODE);
             EXPECT_EQ(1, Changing_Record::changes);
             EXPECT_EQ(Hb_Success, call.result) << strerror(error);
             EXPECT_EQ(10U, call.length);
@@ -476,15 +476,15 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsCopiedAgainWhenTheRecordHasC
 
 // The daemon writes although a reader that was stopped inside has stayed too long.
 ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMeanwhile) {
-    FakeDaemon daemon(plan_of_forty_nodes());
+    Fake_Daemon daemon(plan_of_forty_nodes());
     open_library();
     const Bytes before = route_record(5, 11, 0, Bytes().fill(176, 0x55));
     const Bytes after = route_record(6, 10, 0, Bytes().fill(176, 0x66));
-    for (const RouteEntry entry : BOTH) {
+    for (const Route_Entry entry : BOTH) {
         std::memcpy(daemon.segments().configuration(), Bytes().i32(5).data(), 4);
         const Counts counts(daemon);
         const Changing_Record changing(daemon, before, after);
-        const RouteCall call(entry, Changing_Record::NODE);
+        const Route_Call call(entry, Changing_Record::NODE);
         EXPECT_EQ(1, Changing_Record::changes);
         EXPECT_EQ(Hb_Success, call.result);
         EXPECT_EQ(10U, call.length);
@@ -496,7 +496,7 @@ ISOLATED_TEST(ReadRoute, InsideTheSectionIsCopiedAgainWhenTheRecordHasChangedMea
 // its bytes change. Every byte of a route is the low byte of its generation.
 class Hasty_Writer {
   public:
-    explicit Hasty_Writer(FakeDaemon &daemon)
+    explicit Hasty_Writer(Fake_Daemon &daemon)
         : header_(daemon.segments().configuration()), record_(daemon.segments().routes() + 2 * 184),
           thread_([this] { run(); }) {}
     Hasty_Writer(const Hasty_Writer &) = delete;
@@ -530,9 +530,9 @@ class Hasty_Writer {
 
 ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsWholeAllTheSame) {
     const Bytes first = route_record(5, 11, 0, Bytes().fill(176, 5));
-    FakeDaemon daemon(plan_of(5, {first, first, first}));
+    Fake_Daemon daemon(plan_of(5, {first, first, first}));
     open_library();
-    const FaultGuard fault = failing(Call::semop_, ENOSPC, 0, -1);
+    const Fault_Guard fault = failing(Call::semop_, ENOSPC, 0, -1);
     const Hasty_Writer writer(daemon);
     int whole = 0;
     int torn = 0;
@@ -541,7 +541,7 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsWholeAllTheSame) {
     unsigned char last = 5;
     EXPECT_TRUE(wait_until([&] {
         for (int i = 0; i < 1000; ++i) {
-            const RouteCall call = read_any(2);
+            const Route_Call call = read_any(2);
             if (call.result != Hb_Success) {
                 other += call.error == 6 ? 0 : 1;
             } else if (call.route == Bytes().fill(176, call.route[0])) {
@@ -560,10 +560,10 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionIsWholeAllTheSame) {
 }
 
 ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionEndsWithError6WhenTheRecordNeverBecomesWhole) {
-    FakeDaemon daemon(plan_of(5, {route_record(0, 1, 0, hops_of(1)), route_record(6, 2, 0, hops_of(2))}));
+    Fake_Daemon daemon(plan_of(5, {route_record(0, 1, 0, hops_of(1)), route_record(6, 2, 0, hops_of(2))}));
     open_library();
     for (const int error : {EACCES, ENOSPC, ERANGE, ENOMEM}) {
-        const FaultGuard fault = failing(Call::semop_, error, 0, -1);
+        const Fault_Guard fault = failing(Call::semop_, error, 0, -1);
         expect_failure(6, read_any(0));
         expect_failure(6, read_ip(1));
         EXPECT_EQ(2, fault.hits()) << "nothing was left that had not been entered";
@@ -571,7 +571,7 @@ ISOLATED_TEST(ReadRoute, ThatCannotEnterTheSectionEndsWithError6WhenTheRecordNev
 }
 
 ISOLATED_TEST(ReadRoute, InClusterEventModeTheAttachedSegmentIsStillRead) {
-    FakeDaemon daemon(eight_routes(5));
+    Fake_Daemon daemon(eight_routes(5));
     open_library();
     IsMOX = true;
     const Counts counts(daemon);

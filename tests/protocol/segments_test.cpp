@@ -1,13 +1,12 @@
 // Attaching the daemon's shared segments and semaphores.
+#include <cerrno>
+#include <cstring>
 #include <grp.h>
 #include <sys/prctl.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -23,8 +22,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan with(const SegmentsPlan &segments) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan with(const Segments_Plan &segments) {
+    Fake_Daemon_Plan plan;
     plan.segments = segments;
     return plan;
 }
@@ -37,12 +36,12 @@ int error_of_attaching() {
 }
 
 ISOLATED_TEST(Segments, AreAttachedAndRead) {
-    SegmentsPlan segments = segments_for(8, 5);
+    Segments_Plan segments = segments_for(8, 5);
     segments.configuration.content = {0x0D, 0x0C, 0x0B, 0x0A, 8, 0, 0, 0, 5, 0, 0, 0};
     segments.routes.content = Bytes().zeros(184).i32(77).i16(11).i16(1).zeros(160).add(ipv6("fe80::7"));
     segments.security.content = Bytes().i32(99).zeros(3160).i32(0x55667788);
-    FakeDaemon daemon(with(segments));
-    const CallLog log;
+    Fake_Daemon daemon(with(segments));
+    const Call_Log log;
     open_library();
 
     EXPECT_EQ(daemon.segments().configuration_id(), shm_id[0]);
@@ -67,13 +66,13 @@ ISOLATED_TEST(Segments, AreAttachedAndRead) {
 }
 
 ISOLATED_TEST(Segments, TheSecurityRecordsFieldsAreWhereTheDaemonPutsThem) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     Bytes bytes;
     for (int64_t word = 0; word < 3168 / 4; ++word) {
         bytes.i32(word);
     }
     segments.security.content = bytes;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     open_library();
     ASSERT_NE(nullptr, security_info);
     EXPECT_EQ(0U, security_info->sequence_number);
@@ -90,8 +89,8 @@ ISOLATED_TEST(Segments, TheSecurityRecordsFieldsAreWhereTheDaemonPutsThem) {
 }
 
 ISOLATED_TEST(Segments, AreAskedForWithTheirKeysSizesAndNoPermissionBits) {
-    FakeDaemon daemon(with(segments_for(13)));
-    const CallLog log;
+    Fake_Daemon daemon(with(segments_for(13)));
+    const Call_Log log;
     EXPECT_EQ(0, error_of_attaching());
     const auto keys = log.calls(Call::ftok_);
     ASSERT_EQ(4U, keys.size());
@@ -104,7 +103,7 @@ ISOLATED_TEST(Segments, AreAskedForWithTheirKeysSizesAndNoPermissionBits) {
     EXPECT_EQ(12, gets[0].arguments[0]);
     EXPECT_EQ(13 * 184, gets[1].arguments[0]);
     EXPECT_EQ(3168, gets[2].arguments[0]);
-    for (const CallRecord &get : gets) {
+    for (const Call_Record &get : gets) {
         EXPECT_EQ(0, get.arguments[1]);
     }
     const auto semaphores = log.calls(Call::semget_);
@@ -114,12 +113,12 @@ ISOLATED_TEST(Segments, AreAskedForWithTheirKeysSizesAndNoPermissionBits) {
 }
 
 ISOLATED_TEST(Segments, AreAttachedReadOnly) {
-    FakeDaemon daemon;
-    const CallLog log;
+    Fake_Daemon daemon;
+    const Call_Log log;
     EXPECT_EQ(0, error_of_attaching());
     const auto attached = log.calls(Call::shmat_);
     ASSERT_EQ(3U, attached.size());
-    for (const CallRecord &one : attached) {
+    for (const Call_Record &one : attached) {
         EXPECT_EQ(SHM_RDONLY, one.arguments[0]);
     }
 }
@@ -130,8 +129,8 @@ TEST(Segments, WritingToOneIsAFault) {
 #else
     constexpr bool handled = false;
 #endif
-    const IsolatedResult result = run_in_child([] {
-        FakeDaemon daemon;
+    const Isolated_Result result = run_in_child([] {
+        Fake_Daemon daemon;
         open_library();
         *const_cast<volatile uint32_t *>(&data_for_client->sequence_number) = 1;
         ADD_FAILURE() << "it could be written";
@@ -141,7 +140,7 @@ TEST(Segments, WritingToOneIsAFault) {
 }
 
 ISOLATED_TEST(Segments, WhatTheDaemonWritesLaterIsSeen) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(1U, data_for_client->sequence_number);
     const Bytes two = Bytes().i32(2);
@@ -150,14 +149,14 @@ ISOLATED_TEST(Segments, WhatTheDaemonWritesLaterIsSeen) {
 }
 
 ISOLATED_TEST(Segments, OpeningTakesNoSemaphore) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(0, semctl(daemon.segments().semaphores_id(), 0, GETVAL));
     EXPECT_EQ(0, semctl(daemon.segments().semaphores_id(), 1, GETVAL));
 }
 
 ISOLATED_TEST(Segments, AttachingAgainDetachesTheOldMapping) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     const int before = segment_mappings();
     EXPECT_EQ(0, error_of_attaching());
     EXPECT_EQ(before + 3, segment_mappings());
@@ -168,9 +167,9 @@ ISOLATED_TEST(Segments, AttachingAgainDetachesTheOldMapping) {
 }
 
 ISOLATED_TEST(Segments, AttachedBeforeAFailureTheyStay) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.semaphores = false;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     const int before = segment_mappings();
     EXPECT_EQ(45, error_of_attaching());
     EXPECT_EQ(before + 3, segment_mappings());
@@ -181,24 +180,24 @@ ISOLATED_TEST(Segments, AttachedBeforeAFailureTheyStay) {
 
 ISOLATED_TEST(Segments, OfANewDaemonAreFollowedWhenTheLibraryIsOpenedAgain) {
     {
-        FakeDaemon first(with(segments_for(3)));
+        Fake_Daemon first(with(segments_for(3)));
         open_library();
         EXPECT_EQ(3U, data_for_client->number_of_nodes);
         EXPECT_EQ(Hb_Success, hb_terminate());
     }
     EXPECT_EQ(3U, data_for_client->number_of_nodes) << "still there though the daemon has removed it";
-    FakeDaemon second(with(segments_for(9)));
+    Fake_Daemon second(with(segments_for(9)));
     open_library();
     EXPECT_EQ(9U, data_for_client->number_of_nodes);
     EXPECT_EQ(3, segment_mappings() - 3);
 }
 
 ISOLATED_TEST(Segments, TheLibraryMakesNone) {
-    FakeDaemon daemon(with(no_segments()));
-    const CallLog log;
+    Fake_Daemon daemon(with(no_segments()));
+    const Call_Log log;
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(33, hb_get_errno());
-    for (const CallRecord &get : log.calls(Call::shmget_)) {
+    for (const Call_Record &get : log.calls(Call::shmget_)) {
         EXPECT_EQ(0, get.arguments[1] & IPC_CREAT);
     }
 }
@@ -206,8 +205,8 @@ ISOLATED_TEST(Segments, TheLibraryMakesNone) {
 // ---- Real failures ----
 
 ISOLATED_TEST(SegmentFailure, AllAbsentIsError33FromTheFirst) {
-    FakeDaemon daemon(with(no_segments()));
-    const CallLog log;
+    Fake_Daemon daemon(with(no_segments()));
+    const Call_Log log;
     EXPECT_EQ(33, error_of_attaching());
     EXPECT_EQ(1U, log.calls(Call::shmget_).size());
     EXPECT_EQ(nullptr, data_for_client);
@@ -215,66 +214,66 @@ ISOLATED_TEST(SegmentFailure, AllAbsentIsError33FromTheFirst) {
 
 ISOLATED_TEST(SegmentFailure, AnyOneAbsentIsError33) {
     for (int missing = 0; missing < 3; ++missing) {
-        SegmentsPlan segments = segments_for(8);
+        Segments_Plan segments = segments_for(8);
         (missing == 0   ? segments.configuration
          : missing == 1 ? segments.routes
                         : segments.security)
             .present = false;
-        FakeDaemon daemon(with(segments));
+        Fake_Daemon daemon(with(segments));
         EXPECT_EQ(33, error_of_attaching()) << missing;
     }
 }
 
 ISOLATED_TEST(SegmentFailure, ARouteSegmentForFewerNodesThanClaimedIsError32) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.routes.size = 184; // less than 8 x 184; sizes are compared in bytes, not in pages
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(32, error_of_attaching());
 }
 
 ISOLATED_TEST(SegmentFailure, AnAbsurdNumberOfNodesIsError32) {
     for (const int64_t nodes : {0x7FFFFFFFLL, 0xFFFFFFFFLL, 23342214LL}) {
-        SegmentsPlan segments = segments_for(8);
+        Segments_Plan segments = segments_for(8);
         segments.configuration.content = Bytes().i32(1).i32(nodes).i32(0);
-        FakeDaemon daemon(with(segments));
+        Fake_Daemon daemon(with(segments));
         EXPECT_EQ(32, error_of_attaching()) << nodes;
     }
 }
 
 ISOLATED_TEST(SegmentFailure, AConfigurationSegmentThatIsTooSmallIsError32) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.configuration.size = 11;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(32, error_of_attaching());
 }
 
 ISOLATED_TEST(SegmentFailure, ASecuritySegmentThatIsTooSmallIsError32) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.security.size = 3167;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(32, error_of_attaching());
 }
 
 ISOLATED_TEST(SegmentFailure, LargerOnesThanNeededAreFine) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.configuration.size = 4096;
     segments.routes.size = 2049 * 184;
     segments.security.size = 8192;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(0, error_of_attaching());
 }
 
 ISOLATED_TEST(SegmentFailure, AbsentSemaphoresAreError45) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.semaphores = false;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(45, error_of_attaching());
 }
 
 ISOLATED_TEST(SegmentFailure, ASetOfOneSemaphoreIsError44) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.semaphore_count = 1;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(44, error_of_attaching());
 }
 
@@ -291,18 +290,18 @@ void become_nobody() {
 ISOLATED_TEST(SegmentFailure, ASegmentThatMayNotBeReadIsError37) {
     become_nobody();
     for (int closed = 0; closed < 3; ++closed) {
-        SegmentsPlan segments = segments_for(8);
+        Segments_Plan segments = segments_for(8);
         (closed == 0 ? segments.configuration : closed == 1 ? segments.routes : segments.security).mode = 0;
-        FakeDaemon daemon(with(segments));
+        Fake_Daemon daemon(with(segments));
         EXPECT_EQ(37, error_of_attaching()) << closed;
     }
 }
 
 ISOLATED_TEST(SegmentFailure, ReadPermissionIsEnough) {
     become_nobody();
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.configuration.mode = segments.routes.mode = segments.security.mode = 0400;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(0, error_of_attaching());
 }
 
@@ -342,8 +341,8 @@ class Foreign_Ipc {
     std::vector<std::pair<char, int>> made_;
 };
 
-FakeDaemonPlan without(char letter) {
-    SegmentsPlan segments = segments_for(8);
+Fake_Daemon_Plan without(char letter) {
+    Segments_Plan segments = segments_for(8);
     segments.configuration.present = letter != 'g';
     segments.routes.present = letter != 'h';
     segments.security.present = letter != 'p';
@@ -352,7 +351,7 @@ FakeDaemonPlan without(char letter) {
 }
 
 // The other user must be able to read the path that the key is made from.
-void open_directory(const FakeDaemon &daemon) {
+void open_directory(const Fake_Daemon &daemon) {
     EXPECT_EQ(0, chmod(daemon.directory().c_str(), 0755));
 }
 
@@ -362,7 +361,7 @@ int error_of_opening() {
 }
 
 void expect_error_of_foreign(char letter, int error) {
-    FakeDaemon daemon(without(letter));
+    Fake_Daemon daemon(without(letter));
     open_directory(daemon);
     const Foreign_Ipc foreign(daemon.path(), std::string(1, letter));
     EXPECT_EQ(error, error_of_opening());
@@ -400,14 +399,14 @@ TEST(SegmentCreator, ThoseOfTheDaemonsUserAreUsedAndSoAreRoots) {
     // The daemon and all its segments belong to another user than the client; then one segment belongs to root.
     for (const std::string foreign : {"ghpi", "ghp"}) {
         run_isolated([&foreign] {
-            SegmentsPlan none = no_segments();
+            Segments_Plan none = no_segments();
             none.semaphores = foreign.size() == 3;
             ASSERT_EQ(0, seteuid(64001));
-            FakeDaemonPlan plan;
+            Fake_Daemon_Plan plan;
             plan.segments = no_segments();
-            FakeDaemon daemon(plan);
+            Fake_Daemon daemon(plan);
             ASSERT_EQ(0, seteuid(0));
-            const DaemonSegments roots(daemon.path(), none);
+            const Daemon_Segments roots(daemon.path(), none);
             const Foreign_Ipc own(daemon.path(), foreign);
             const Hb_memory_configuration_data content = {1, 8, 0};
             const int id = shmget(ftok(daemon.path().c_str(), 'g'), 12, 0);
@@ -422,9 +421,9 @@ TEST(SegmentCreator, ThoseOfTheDaemonsUserAreUsedAndSoAreRoots) {
 TEST(SegmentCreator, ThoseOfAnotherUserThanTheDaemonsAreRefusedAlsoWhenTheyAreTheCallers) {
     NEEDS_ROOT();
     run_isolated([] {
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.segments = no_segments();
-        FakeDaemon daemon(plan); // owned by root
+        Fake_Daemon daemon(plan); // owned by root
         open_directory(daemon);
         EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));
         const Foreign_Ipc foreign(daemon.path(), "ghpi");
@@ -437,11 +436,11 @@ TEST(SegmentCreator, ThoseOfAnotherUserThanTheDaemonsAreRefusedAlsoWhenTheyAreTh
 TEST(SegmentCreator, SemaphoresThatMayNotBeReadAreNotUsed) {
     NEEDS_ROOT();
     run_isolated([] {
-        SegmentsPlan segments = segments_for(8);
+        Segments_Plan segments = segments_for(8);
         segments.configuration.mode = segments.routes.mode = segments.security.mode = 0444;
         segments.semaphore_mode =
             0622; // a user who may alter but not read could be blocked by an unknown process
-        FakeDaemon daemon(with(segments));
+        Fake_Daemon daemon(with(segments));
         open_directory(daemon);
         EXPECT_EQ(0, chmod(daemon.path().c_str(), 0666));
         ASSERT_EQ(0, seteuid(64001));
@@ -452,9 +451,9 @@ TEST(SegmentCreator, SemaphoresThatMayNotBeReadAreNotUsed) {
 }
 
 ISOLATED_TEST(SegmentFailure, FailsTheOpeningWithItsErrorNumber) {
-    SegmentsPlan segments = segments_for(8);
+    Segments_Plan segments = segments_for(8);
     segments.security.present = false;
-    FakeDaemon daemon(with(segments));
+    Fake_Daemon daemon(with(segments));
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(33, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -464,18 +463,18 @@ ISOLATED_TEST(SegmentFailure, FailsTheOpeningWithItsErrorNumber) {
 // ---- Every system error ----
 
 ISOLATED_TEST(SegmentFailure, EachKeyThatCannotBeMadeHasItsErrorNumber) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     const int numbers[] = {28, 29, 54, 30};
     for (int which = 0; which < 4; ++which) {
-        const FaultGuard fault = failing(Call::ftok_, ENOENT, which);
-        const CallLog log;
+        const Fault_Guard fault = failing(Call::ftok_, ENOENT, which);
+        const Call_Log log;
         EXPECT_EQ(numbers[which], error_of_attaching());
         EXPECT_TRUE(log.calls(Call::shmget_).empty());
     }
 }
 
 ISOLATED_TEST(SegmentFailure, WithoutASocketFileThereIsNoFirstKey) {
-    const EnvironmentGuard path("HB_SERVER_SOCKET", "/nowhere/to/be/found");
+    const Environment_Guard path("HB_SERVER_SOCKET", "/nowhere/to/be/found");
     EXPECT_EQ(28, error_of_attaching());
 }
 
@@ -486,10 +485,10 @@ ISOLATED_TEST(SegmentFailure, EachErrorOfFindingASegmentHasItsNumber) {
         int others;
     } rows[] = {{EACCES, 31, 31}, {EINVAL, 32, 32}, {ENOENT, 33, 33}, {ENOMEM, 34, 34},
                 {ENOSPC, 35, 36}, {EMFILE, 36, 35}, {EPERM, 36, 36},  {EIO, 36, 36}};
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (const auto &row : rows) {
         for (int which = 0; which < 3; ++which) {
-            const FaultGuard fault = failing(Call::shmget_, row.error, which);
+            const Fault_Guard fault = failing(Call::shmget_, row.error, which);
             EXPECT_EQ(which == 0 ? row.first : row.others, error_of_attaching())
                 << strerror(row.error) << ", segment " << which + 1;
         }
@@ -501,10 +500,10 @@ ISOLATED_TEST(SegmentFailure, EachErrorOfAttachingASegmentHasItsNumber) {
         int error;
         int number;
     } rows[] = {{EACCES, 37}, {EINVAL, 38}, {ENOENT, 39}, {ENOMEM, 41}, {EMFILE, 42}, {EIDRM, 42}};
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (const auto &row : rows) {
         for (int which = 0; which < 3; ++which) {
-            const FaultGuard fault = failing(Call::shmat_, row.error, which);
+            const Fault_Guard fault = failing(Call::shmat_, row.error, which);
             EXPECT_EQ(row.number, error_of_attaching()) << strerror(row.error) << ", segment " << which + 1;
         }
     }
@@ -515,18 +514,18 @@ ISOLATED_TEST(SegmentFailure, EachErrorOfFindingTheSemaphoresHasItsNumber) {
         int error;
         int number;
     } rows[] = {{EACCES, 43}, {EINVAL, 44}, {ENOENT, 45}, {ENOMEM, 46}, {ENOSPC, 47}, {EPERM, 48}, {EIO, 48}};
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (const auto &row : rows) {
-        const FaultGuard fault = failing(Call::semget_, row.error);
+        const Fault_Guard fault = failing(Call::semget_, row.error);
         EXPECT_EQ(row.number, error_of_attaching()) << strerror(row.error);
     }
 }
 
 ISOLATED_TEST(SegmentFailure, AFailedAttachmentLeavesNoPointerToWhatIsGone) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(0, error_of_attaching());
     {
-        const FaultGuard fault = failing(Call::shmget_, ENOENT);
+        const Fault_Guard fault = failing(Call::shmget_, ENOENT);
         EXPECT_EQ(33, error_of_attaching());
     }
     EXPECT_EQ(nullptr, data_for_client);

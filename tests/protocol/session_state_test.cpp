@@ -24,7 +24,7 @@ namespace {
 // A fake daemon maps its three segments in this process too.
 constexpr int OF_A_DAEMON = 3;
 
-Script serve(const ClusterFacts &cluster) {
+Script serve(const Cluster_Facts &cluster) {
     return serve_configuration(snapshot(cluster));
 }
 
@@ -39,8 +39,8 @@ Script answer_wrongly() {
     return {read_record(), send_record(reply(12))};
 }
 
-FakeDaemonPlan plan_of(const std::vector<Script> &connections) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const std::vector<Script> &connections) {
+    Fake_Daemon_Plan plan;
     plan.connections = connections;
     return plan;
 }
@@ -82,7 +82,7 @@ void expect_empty_table() {
 // ---- After an opening that failed ----
 
 ISOLATED_TEST(AFailedOpening, LeavesASocketThatNoOtherCallUses) {
-    FakeDaemon daemon(plan_of({answer_wrongly()}));
+    Fake_Daemon daemon(plan_of({answer_wrongly()}));
     EXPECT_EQ(10, error_of(hb_init()));
     ASSERT_NE(nullptr, client_socket) << "what was built is not undone";
     EXPECT_EQ(22, error_of(hb_send(HB_CLIENT_HEARTBEAT, nullptr, 0)));
@@ -94,10 +94,10 @@ ISOLATED_TEST(AFailedOpening, LeavesASocketThatNoOtherCallUses) {
 }
 
 ISOLATED_TEST(AFailedOpening, IsFollowedByAWholeOneInTheWaitForAnEvent) {
-    FakeDaemon daemon(plan_of({answer_wrongly(), serve_and_report_join()}));
+    Fake_Daemon daemon(plan_of({answer_wrongly(), serve_and_report_join()}));
     EXPECT_EQ(10, error_of(hb_init()));
     ASSERT_NE(nullptr, client_socket);
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
     EXPECT_EQ(2, call.events);
     EXPECT_EQ(2, daemon.connections());
@@ -106,8 +106,8 @@ ISOLATED_TEST(AFailedOpening, IsFollowedByAWholeOneInTheWaitForAnEvent) {
 }
 
 ISOLATED_TEST(AFailedOpening, InTheWaitForAnEventLeavesNothingAndIsTriedAgain) {
-    FakeDaemon daemon(plan_of({answer_wrongly(), answer_wrongly(), serve_and_report_join()}));
-    EventCall call;
+    Fake_Daemon daemon(plan_of({answer_wrongly(), answer_wrongly(), serve_and_report_join()}));
+    Event_Call call;
     for (int attempt = 1; attempt <= 2; ++attempt) {
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, call.take({60, 0}));
@@ -123,10 +123,10 @@ ISOLATED_TEST(AFailedOpening, InTheWaitForAnEventLeavesNothingAndIsTriedAgain) {
 }
 
 ISOLATED_TEST(AFailedOpening, ForWantOfSegmentsIsTriedAgainByEveryWaitForAnEvent) {
-    FakeDaemonPlan plan = plan_of({{}});
+    Fake_Daemon_Plan plan = plan_of({{}});
     plan.segments = no_segments();
-    FakeDaemon daemon(plan);
-    EventCall call;
+    Fake_Daemon daemon(plan);
+    Event_Call call;
     for (int attempt = 1; attempt <= 3; ++attempt) {
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, call.take({60, 0}));
@@ -134,17 +134,17 @@ ISOLATED_TEST(AFailedOpening, ForWantOfSegmentsIsTriedAgainByEveryWaitForAnEvent
         EXPECT_EQ(nullptr, client_socket);
         EXPECT_TRUE(daemon.wait_connections_ended(attempt));
     }
-    EXPECT_EQ(EventCall::NO_EVENT, call.events);
+    EXPECT_EQ(Event_Call::NO_EVENT, call.events);
 }
 
 // ---- A connection made by hb_init_communication alone ----
 
 ISOLATED_TEST(AConnectionAlone, CarriesSubscriptionsAndEventsWithoutAConfiguration) {
-    FakeDaemon daemon(plan_of({{send_record(reply(12))}}));
+    Fake_Daemon daemon(plan_of({{send_record(reply(12))}}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Session_State::half_open, hb_session_state());
     EXPECT_EQ(0, error_of(subscribe()));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
     EXPECT_EQ(8, call.events);
     EXPECT_EQ(12428U, daemon.wait_received(12428).size()) << "the subscription alone";
@@ -156,9 +156,9 @@ ISOLATED_TEST(AConnectionAlone, CarriesSubscriptionsAndEventsWithoutAConfigurati
 }
 
 ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryKeepsNoOldTable) {
-    ClusterFacts other = small_cluster();
+    Cluster_Facts other = small_cluster();
     other.local_node = 4;
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {}, serve(other)}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {}, serve(other)}));
     open_library();
     EXPECT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Session_State::half_open, hb_session_state());
@@ -171,7 +171,7 @@ ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryKeepsNoOldTable) {
 }
 
 ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryIsClosedByTerminatingWithTheSession) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {}}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {}}));
     open_library();
     orbfs_cluster_name = new char[2]{'c', '\0'}; // deleted with the handlers
     ASSERT_EQ(Hb_Success, hb_init_communication());
@@ -184,7 +184,7 @@ ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryIsClosedByTerminatingWithTheSessi
 }
 
 ISOLATED_TEST(AConnectionAlone, OnAClosedLibraryStaysWhenTerminating) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {}, {}}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {}, {}}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     EXPECT_EQ(Hb_Success, hb_terminate());
     EXPECT_EQ(Hb_Session_State::half_open, hb_session_state());
@@ -192,7 +192,7 @@ ISOLATED_TEST(AConnectionAlone, OnAClosedLibraryStaysWhenTerminating) {
 }
 
 ISOLATED_TEST(AConnectionAlone, AfterASessionWasTerminatedStaysWhenTerminatingAgain) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {}, {}}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {}, {}}));
     open_library();
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_EQ(Hb_Success, hb_terminate());
@@ -203,7 +203,7 @@ ISOLATED_TEST(AConnectionAlone, AfterASessionWasTerminatedStaysWhenTerminatingAg
 }
 
 ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryThatCannotBeMadeLeavesTheHandlersToTerminating) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     orbfs_cluster_name = new char[2]{'c', '\0'};
     daemon.stop_listening();
@@ -216,7 +216,7 @@ ISOLATED_TEST(AConnectionAlone, OnAnOpenLibraryThatCannotBeMadeLeavesTheHandlers
 // ---- An open library whose socket was removed ----
 
 ISOLATED_TEST(ARemovedSocket, LeavesTheLibraryOpenAndItsTableAnswering) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     EXPECT_EQ(1, client_initialized);
@@ -230,21 +230,21 @@ ISOLATED_TEST(ARemovedSocket, LeavesTheLibraryOpenAndItsTableAnswering) {
 
 // The second daemon has another cluster and other segments.
 void expect_all_of_the_second_daemon(const std::function<void()> &call) {
-    FakeDaemon first;
+    Fake_Daemon first;
     open_library();
     ASSERT_EQ(8U, data_for_client->number_of_nodes);
     EXPECT_EQ(Hb_Success, hb_remove_socket());
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.local_node = 4;
     cluster.adapters.pop_back();
     cluster.networks.pop_back();
     ASSERT_EQ(1U, cluster.networks.size());
     cluster.max_nodes = 16;
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve(cluster)};
     plan.connections.front().push_back(send_record(reply(12)));
     plan.segments = segments_for(16, 4);
-    FakeDaemon second(plan);
+    Fake_Daemon second(plan);
     call();
     EXPECT_EQ(1, second.connections());
     EXPECT_EQ(1, first.connections());
@@ -273,14 +273,14 @@ ISOLATED_TEST(ARemovedSocket, IsFollowedByAWholeOpeningInTheDescriptorArray) {
 
 ISOLATED_TEST(ARemovedSocket, IsFollowedByAWholeOpeningInTheWaitForAnEvent) {
     expect_all_of_the_second_daemon([] {
-        EventCall call;
+        Event_Call call;
         EXPECT_EQ(Hb_Success, call.take({60, 0})) << hb_get_errno();
         EXPECT_EQ(8, call.events);
     });
 }
 
 ISOLATED_TEST(ARemovedSocket, AndAFailedReopeningLeaveTheLibraryClosedAndItsTableEmpty) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), answer_wrongly(), serve(small_cluster())}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), answer_wrongly(), serve(small_cluster())}));
     open_library();
     EXPECT_EQ(Hb_Success, hb_remove_socket());
     int *descriptors = nullptr;
@@ -296,7 +296,7 @@ ISOLATED_TEST(ARemovedSocket, AndAFailedReopeningLeaveTheLibraryClosedAndItsTabl
 }
 
 ISOLATED_TEST(ARemovedSocket, DoesNotKeepTheHandlersFromBeingDeletedByTerminating) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     orbfs_cluster_name = new char[2]{'c', '\0'}; // deleted with the handlers
     EXPECT_EQ(Hb_Success, hb_remove_socket());
@@ -307,7 +307,7 @@ ISOLATED_TEST(ARemovedSocket, DoesNotKeepTheHandlersFromBeingDeletedByTerminatin
 
 // ---- A failed re-opening ----
 
-void expect_emptied_by_reopening_with(int error, FakeDaemon &daemon, const std::function<void()> &trouble) {
+void expect_emptied_by_reopening_with(int error, Fake_Daemon &daemon, const std::function<void()> &trouble) {
     open_library();
     EXPECT_EQ(3, global_num_nodes);
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -319,12 +319,12 @@ void expect_emptied_by_reopening_with(int error, FakeDaemon &daemon, const std::
 }
 
 ISOLATED_TEST(AFailedReopening, WithoutADaemonLeavesAnEmptyTable) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     expect_emptied_by_reopening_with(15, daemon, [&] { daemon.stop_listening(); });
 }
 
 ISOLATED_TEST(AFailedReopening, WithoutSegmentsLeavesAnEmptyTable) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {}}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {}}));
     expect_emptied_by_reopening_with(33, daemon, [&] {
         hb_detach_shared_memory();
         daemon.segments().remove_configuration();
@@ -332,24 +332,24 @@ ISOLATED_TEST(AFailedReopening, WithoutSegmentsLeavesAnEmptyTable) {
 }
 
 ISOLATED_TEST(AFailedReopening, WithAnotherReplyLeavesAnEmptyTable) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), answer_wrongly()}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), answer_wrongly()}));
     expect_emptied_by_reopening_with(10, daemon, [] {});
 }
 
 ISOLATED_TEST(AFailedReopening, WithADaemonThatDiesLeavesAnEmptyTable) {
-    FakeDaemon daemon(plan_of({serve(small_cluster()), {read_record(), hang_up()}}));
+    Fake_Daemon daemon(plan_of({serve(small_cluster()), {read_record(), hang_up()}}));
     expect_emptied_by_reopening_with(16, daemon, [] {});
 }
 
 ISOLATED_TEST(AFailedReopening, OnAServiceThatIsNotThereLeavesAnEmptyTable) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     expect_emptied_by_reopening_with(63, daemon, [] { IsMOX = true; });
 }
 
 // ---- A preparation ----
 
 ISOLATED_TEST(APreparation, OnALibraryThatIsNotOpenFailsAndMakesNoHandlers) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(22, error_of(hb_migrate_to_mox_prep()));
     EXPECT_EQ(nullptr, adapter_event_handler_p);
     EXPECT_EQ(0, daemon.connections()) << "it does not open the library";
@@ -373,8 +373,8 @@ int status_of_child(const std::function<int()> &body) {
 }
 
 ISOLATED_TEST(AFork, WhileAnotherThreadOpensLeavesTheChildFreeToTry) {
-    FakeDaemon daemon(plan_of({{read_record()}}));
-    CallingThread opener([] { hb_init(); });
+    Fake_Daemon daemon(plan_of({{read_record()}}));
+    Calling_Thread opener([] { hb_init(); });
     EXPECT_EQ(80U, daemon.wait_received(80).size());
     EXPECT_TRUE(opener.wait_asleep());
     const int status = status_of_child([] {

@@ -1,15 +1,14 @@
 // Opening and closing the library.
-#include <dirent.h>
-#include <pthread.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
+#include <pthread.h>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -35,11 +34,11 @@ class Variables {
           partition_("HA_SYSPAR_NAME", partition) {}
 
   private:
-    EnvironmentGuard socket_, domain_, partition_;
+    Environment_Guard socket_, domain_, partition_;
 };
 
-FakeDaemonPlan named(const std::string &socket_name) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan named(const std::string &socket_name) {
+    Fake_Daemon_Plan plan;
     plan.socket_name = socket_name;
     plan.set_environment = false;
     return plan;
@@ -48,7 +47,7 @@ FakeDaemonPlan named(const std::string &socket_name) {
 // ---- Opening ----
 
 ISOLATED_TEST(Session, OpensByAskingForTheConfiguration) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(0, client_initialized);
     EXPECT_EQ(nullptr, client_socket);
     EXPECT_EQ(nullptr, client_select);
@@ -63,11 +62,11 @@ ISOLATED_TEST(Session, OpensByAskingForTheConfiguration) {
 }
 
 ISOLATED_TEST(Session, OpeningTwiceSucceedsWithoutTouchingTheSocket) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Hb_Csock *connection = client_socket;
     const int descriptor = client_socket->socket();
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, hb_init());
     EXPECT_EQ(connection, client_socket);
     EXPECT_EQ(descriptor, client_socket->socket());
@@ -78,7 +77,7 @@ ISOLATED_TEST(Session, OpeningTwiceSucceedsWithoutTouchingTheSocket) {
 }
 
 ISOLATED_TEST(Session, AnEntryOpensTheLibraryByItself) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Hb_Node_Number node = -5;
     EXPECT_EQ(Hb_Success, hb_get_my_node_number(&node));
     EXPECT_EQ(1, node);
@@ -86,7 +85,7 @@ ISOLATED_TEST(Session, AnEntryOpensTheLibraryByItself) {
 }
 
 ISOLATED_TEST(Session, AnEntryThatCannotOpenFailsWithThatErrorAndWritesNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     Hb_Node_Number node = -5;
     EXPECT_EQ(Hb_Failure, hb_get_my_node_number(&node));
@@ -95,7 +94,7 @@ ISOLATED_TEST(Session, AnEntryThatCannotOpenFailsWithThatErrorAndWritesNothing) 
 }
 
 ISOLATED_TEST(Session, ClearsAllThreeSubscriptionNamesWhole) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     std::memset(nodeEventSubscriptionName, 'x', 32);
     std::memset(networkEventSubscriptionName, 'y', 32);
     std::memset(siteEventSubscriptionName, 'z', 32);
@@ -106,7 +105,7 @@ ISOLATED_TEST(Session, ClearsAllThreeSubscriptionNamesWhole) {
 }
 
 ISOLATED_TEST(Session, TheNamesAreClearedAlsoWhenOpeningFails) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     std::memset(siteEventSubscriptionName, 'z', 32);
     EXPECT_EQ(Hb_Failure, hb_init());
@@ -114,7 +113,7 @@ ISOLATED_TEST(Session, TheNamesAreClearedAlsoWhenOpeningFails) {
 }
 
 ISOLATED_TEST(Session, ChangesNoSignalDispositionAndStartsNoThread) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     std::array<struct sigaction, 65> before{};
     for (int signal = 1; signal <= 64; ++signal) {
         sigaction(signal, nullptr, &before.at(static_cast<std::size_t>(signal)));
@@ -188,7 +187,7 @@ ISOLATED_TEST(SocketPath, BothEmptyIsTheBareBase) {
 }
 
 ISOLATED_TEST(SocketPath, TheLibraryConnectsToTheBaseWithTheSuffix) {
-    FakeDaemon daemon(named("s.d"));
+    Fake_Daemon daemon(named("s.d"));
     const Variables base(daemon.directory() + "/s", "d", "other");
     open_library();
     EXPECT_EQ(1, daemon.connections());
@@ -196,14 +195,14 @@ ISOLATED_TEST(SocketPath, TheLibraryConnectsToTheBaseWithTheSuffix) {
 }
 
 ISOLATED_TEST(SocketPath, IsReadAgainEachTimeTheLibraryIsOpened) {
-    FakeDaemon first;
-    FakeDaemonPlan other;
-    ClusterFacts cluster = small_cluster();
+    Fake_Daemon first;
+    Fake_Daemon_Plan other;
+    Cluster_Facts cluster = small_cluster();
     cluster.local_node = 4;
     other.connections = {serve_configuration(snapshot(cluster))};
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
-    FakeDaemon second(other);
+    Fake_Daemon second(other);
     Hb_Node_Number node = -1;
     EXPECT_EQ(Hb_Success, hb_get_my_node_number(&node));
     EXPECT_EQ(4, node);
@@ -212,18 +211,18 @@ ISOLATED_TEST(SocketPath, IsReadAgainEachTimeTheLibraryIsOpened) {
 }
 
 ISOLATED_TEST(SocketPath, Of107BytesIsConnectedTo) {
-    FakeDaemonPlan plan;
-    plan.socket_name = std::string(107 - (hb_test::TempDir::root() + "/hbt.XXXXXX/").size(), 'n');
-    FakeDaemon daemon(plan);
+    Fake_Daemon_Plan plan;
+    plan.socket_name = std::string(107 - (hb_test::Temp_Dir::root() + "/hbt.XXXXXX/").size(), 'n');
+    Fake_Daemon daemon(plan);
     ASSERT_EQ(107U, daemon.path().size());
     open_library();
     EXPECT_EQ(1, daemon.connections());
 }
 
 ISOLATED_TEST(SocketPath, Of108BytesIsError15AndIsNotCut) {
-    FakeDaemonPlan plan;
-    plan.socket_name = std::string(107 - (hb_test::TempDir::root() + "/hbt.XXXXXX/").size(), 'n');
-    FakeDaemon daemon(plan);
+    Fake_Daemon_Plan plan;
+    plan.socket_name = std::string(107 - (hb_test::Temp_Dir::root() + "/hbt.XXXXXX/").size(), 'n');
+    Fake_Daemon daemon(plan);
     const Variables longer(daemon.path() + "n", std::nullopt, std::nullopt);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(15, hb_get_errno());
@@ -235,7 +234,7 @@ ISOLATED_TEST(SocketPath, Of108BytesIsError15AndIsNotCut) {
 }
 
 ISOLATED_TEST(SocketPath, ThatIsTooLongWithItsSuffixIsError15) {
-    const TempDir directory;
+    const Temp_Dir directory;
     for (const bool by_domain : {true, false}) {
         const std::string suffix(100, 'd');
         const Variables longer(directory.file("s"), by_domain ? suffix : "", by_domain ? "" : suffix);
@@ -261,7 +260,7 @@ ISOLATED_TEST(SocketPath, ThatIsEmptyIsError15) {
 // ---- Failing to open ----
 
 ISOLATED_TEST(SessionFailure, NobodyListeningIsError15) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     const int before = open_descriptors();
     EXPECT_EQ(Hb_Failure, hb_init());
@@ -272,17 +271,17 @@ ISOLATED_TEST(SessionFailure, NobodyListeningIsError15) {
 }
 
 ISOLATED_TEST(SessionFailure, NoSocketIsError13) {
-    FakeDaemon daemon;
-    const FaultGuard fault = failing(Call::socket_, ENFILE);
+    Fake_Daemon daemon;
+    const Fault_Guard fault = failing(Call::socket_, ENFILE);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(13, hb_get_errno());
     EXPECT_EQ(nullptr, client_socket);
 }
 
 ISOLATED_TEST(SessionFailure, ARefusedBufferSizeIsError14) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (const int skip : {0, 1}) {
-        const FaultGuard fault = failing(Call::setsockopt_, EPERM, skip);
+        const Fault_Guard fault = failing(Call::setsockopt_, EPERM, skip);
         const int before = open_descriptors();
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, hb_init());
@@ -293,7 +292,7 @@ ISOLATED_TEST(SessionFailure, ARefusedBufferSizeIsError14) {
 }
 
 ISOLATED_TEST(SessionFailure, ShortMemoryForTheSocketOrTheWaitSetIsError17) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     for (const int skip : {0, 1}) {
         const int before = open_descriptors();
         set_hb_errno(0);
@@ -302,7 +301,7 @@ ISOLATED_TEST(SessionFailure, ShortMemoryForTheSocketOrTheWaitSetIsError17) {
             Fault short_memory;
             short_memory.call = Call::allocation;
             short_memory.skip = skip;
-            const FaultGuard fault(short_memory);
+            const Fault_Guard fault(short_memory);
             result = hb_init_communication();
             EXPECT_EQ(1, fault.hits());
         }
@@ -315,7 +314,7 @@ ISOLATED_TEST(SessionFailure, ShortMemoryForTheSocketOrTheWaitSetIsError17) {
 }
 
 ISOLATED_TEST(SessionFailure, AnEarlierConnectionIsGoneAfterAFailedAttempt) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init_communication());
     ASSERT_TRUE(daemon.wait_connections(1));
     daemon.stop_listening();
@@ -325,22 +324,22 @@ ISOLATED_TEST(SessionFailure, AnEarlierConnectionIsGoneAfterAFailedAttempt) {
 }
 
 ISOLATED_TEST(SessionFailure, TheNextCallRepeatsEveryStepAndSucceeds) {
-    const TempDir directory;
+    const Temp_Dir directory;
     {
         const Variables nobody(directory.file("nobody"), std::nullopt, std::nullopt);
         EXPECT_EQ(Hb_Failure, hb_init());
     }
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(1, client_initialized);
     EXPECT_TRUE(same_bytes(frame(request(201, getpid())), daemon.received()));
 }
 
 ISOLATED_TEST(SessionFailure, MissingSegmentsLeaveTheSocketAndTheNextOpeningReleasesIt) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments = no_segments();
     plan.connections = {{}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(33, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -351,10 +350,10 @@ ISOLATED_TEST(SessionFailure, MissingSegmentsLeaveTheSocketAndTheNextOpeningRele
 }
 
 ISOLATED_TEST(SessionFailure, AWrongReplyLeavesTheLibraryClosedAndTheTableEmpty) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record(), send_record(reply(12))},
                         serve_configuration(snapshot(small_cluster()))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(10, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -367,9 +366,9 @@ ISOLATED_TEST(SessionFailure, AWrongReplyLeavesTheLibraryClosedAndTheTableEmpty)
 }
 
 ISOLATED_TEST(SessionFailure, ReopeningThatFailsLeavesFourEmptyFieldsOfTheTable) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(small_cluster())), {read_record(), send_record(reply(1))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     EXPECT_NE(nullptr, global_config_tbl.adap_hash);
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -382,9 +381,9 @@ ISOLATED_TEST(SessionFailure, ReopeningThatFailsLeavesFourEmptyFieldsOfTheTable)
 
 // Every allocation of the opening fails in turn: once, and then permanently.
 ISOLATED_TEST(SessionFailure, ShortMemoryAnywhereIsACleanFailureAndTheNextAttemptSucceeds) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments = segments_for(8);
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     for (const int times : {1, -1}) {
         int failures = 0;
         for (int skip = 0;; ++skip) {
@@ -396,7 +395,7 @@ ISOLATED_TEST(SessionFailure, ShortMemoryAnywhereIsACleanFailureAndTheNextAttemp
             Hb_Rc result = Hb_Success;
             int hits = 0;
             {
-                const FaultGuard fault(short_memory);
+                const Fault_Guard fault(short_memory);
                 result = hb_init();
                 hits = fault.hits();
             }
@@ -423,8 +422,8 @@ ISOLATED_TEST(SessionFailure, ShortMemoryAnywhereIsACleanFailureAndTheNextAttemp
 // ---- Closing ----
 
 ISOLATED_TEST(Session, TerminatingBeforeOpeningSucceedsAndDoesNothing) {
-    FakeDaemon daemon;
-    const CallLog log;
+    Fake_Daemon daemon;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, hb_terminate());
     EXPECT_EQ(0, daemon.connections());
     EXPECT_EQ(nullptr, client_socket);
@@ -433,7 +432,7 @@ ISOLATED_TEST(Session, TerminatingBeforeOpeningSucceedsAndDoesNothing) {
 }
 
 ISOLATED_TEST(Session, TerminatingClosesTheConnectionAndLeavesTheWaitSet) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Hb_Select *waits = client_select;
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -445,7 +444,7 @@ ISOLATED_TEST(Session, TerminatingClosesTheConnectionAndLeavesTheWaitSet) {
 }
 
 ISOLATED_TEST(Session, TerminatingLeavesTheSegmentsAttached) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const int mapped = segment_mappings();
     EXPECT_EQ(Hb_Success, hb_terminate());
@@ -455,9 +454,9 @@ ISOLATED_TEST(Session, TerminatingLeavesTheSegmentsAttached) {
 }
 
 ISOLATED_TEST(Session, TerminatingAHalfFinishedOpeningDoesNothing) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.segments = no_segments();
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(Hb_Failure, hb_init());
     const Hb_Csock *half = client_socket;
     ASSERT_NE(nullptr, half);
@@ -466,14 +465,14 @@ ISOLATED_TEST(Session, TerminatingAHalfFinishedOpeningDoesNothing) {
 }
 
 ISOLATED_TEST(Session, TerminatingTwiceSucceeds) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
     EXPECT_EQ(Hb_Success, hb_terminate());
 }
 
 ISOLATED_TEST(Session, OpensAnewAfterTerminating) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
     open_library();
@@ -485,7 +484,7 @@ ISOLATED_TEST(Session, OpensAnewAfterTerminating) {
 
 ISOLATED_TEST(Session, ADaemonThatHasGoneIsNotReconnectedToUntilTheLibraryIsTerminated) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(hang_up());
     ASSERT_TRUE(daemon.wait_connections_ended(1));
@@ -502,7 +501,7 @@ ISOLATED_TEST(Session, ADaemonThatHasGoneIsNotReconnectedToUntilTheLibraryIsTerm
 }
 
 ISOLATED_TEST(Session, TheConnectionAndTheWaitSetCanBeRemovedAndAgain) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init_communication());
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(Hb_Success, hb_remove_socket());
@@ -523,14 +522,14 @@ ISOLATED_TEST(ErrorNumber, IsZeroAtFirstAndHoldsWhatWasSet) {
 }
 
 ISOLATED_TEST(ErrorNumber, ReadingItDoesNotOpenTheLibrary) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     EXPECT_EQ(0, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
     EXPECT_EQ(nullptr, client_socket);
 }
 
 ISOLATED_TEST(ErrorNumber, IsNotClearedByASuccess) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     set_hb_errno(15);
     open_library();
     Hb_Node_Number node = 0;

@@ -15,8 +15,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     plan.segments = no_segments();
     return plan;
@@ -48,14 +48,14 @@ Received receive(Hb_Csock &connection) {
 void expect_the_next_after(std::size_t length) {
     SCOPED_TRACE(length);
     const Bytes unwanted = Bytes().fill(length, 0x7F); // read as lengths, its bytes would be enormous
-    FakeDaemon daemon(plan_of({send_raw(frame(unwanted).add(frame({1, 2, 3})).add(frame({4})))}));
+    Fake_Daemon daemon(plan_of({send_raw(frame(unwanted).add(frame({1, 2, 3})).add(frame({4})))}));
     ASSERT_TRUE(hb_resolve_socket_path());
     Hb_Csock connection;
     ASSERT_EQ(0, connection.Error());
     Received first;
     int hits = 0;
     {
-        const FaultGuard fault(one_failing_allocation());
+        const Fault_Guard fault(one_failing_allocation());
         first = receive(connection);
         hits = fault.hits();
     }
@@ -76,34 +76,34 @@ ISOLATED_TEST(ShortMemory, ARecordOfAnyLengthIsSkippedWhole) {
 }
 
 ISOLATED_TEST(ShortMemory, ARecordThatTricklesInIsSkippedToItsLastByte) {
-    FakeDaemon daemon(plan_of({trickle_record(Bytes().fill(50, 0x7F)), send_record({9})}));
+    Fake_Daemon daemon(plan_of({trickle_record(Bytes().fill(50, 0x7F)), send_record({9})}));
     ASSERT_TRUE(hb_resolve_socket_path());
     Hb_Csock connection;
     ASSERT_EQ(0, connection.Error());
     {
-        const FaultGuard fault(one_failing_allocation());
+        const Fault_Guard fault(one_failing_allocation());
         EXPECT_EQ(Hb_Failure, receive(connection).result);
     }
     EXPECT_EQ(Bytes({9}), receive(connection).bytes);
 }
 
 ISOLATED_TEST(ShortMemory, ADaemonThatDiesInsideTheSkippedRecordIsTheEnd) {
-    FakeDaemon daemon(plan_of({send_raw(frame(Bytes().zeros(9000)).first(8000)), hang_up()}));
+    Fake_Daemon daemon(plan_of({send_raw(frame(Bytes().zeros(9000)).first(8000)), hang_up()}));
     ASSERT_TRUE(hb_resolve_socket_path());
     Hb_Csock connection;
     ASSERT_EQ(0, connection.Error());
-    const FaultGuard fault(one_failing_allocation());
+    const Fault_Guard fault(one_failing_allocation());
     EXPECT_EQ(Hb_Failure, receive(connection).result);
     EXPECT_EQ(14, connection.Error());
     EXPECT_EQ(Hb_True, connection.eof());
 }
 
 ISOLATED_TEST(ShortMemory, AReplyWaitGivesError12AndTheNextReplyArrives) {
-    FakeDaemon daemon(plan_of({send_record(reply(8, Bytes().fill(9000, 0x7F))), send_record(reply(14))}));
+    Fake_Daemon daemon(plan_of({send_record(reply(8, Bytes().fill(9000, 0x7F))), send_record(reply(14))}));
     ASSERT_EQ(Hb_Success, hb_init_communication());
     client_packet *packet = nullptr;
     {
-        const FaultGuard fault(one_failing_allocation());
+        const Fault_Guard fault(one_failing_allocation());
         EXPECT_EQ(Hb_Failure, hb_get_reply_from_server(HB_ROUTE, packet, nullptr));
     }
     EXPECT_EQ(12, hb_get_errno());
@@ -112,19 +112,19 @@ ISOLATED_TEST(ShortMemory, AReplyWaitGivesError12AndTheNextReplyArrives) {
 }
 
 ISOLATED_TEST(ShortMemory, AnEventIsLostWithError12AndTheNextOneIsTaken) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run({send_record(reply(2, adapter_body({{4, 1}}))), send_record(reply(3, adapter_body({{8, 2}})))});
-    EventCall lost;
+    Event_Call lost;
     {
-        const FaultGuard fault(one_failing_allocation());
+        const Fault_Guard fault(one_failing_allocation());
         EXPECT_EQ(Hb_Failure, lost.take());
     }
     EXPECT_EQ(12, hb_get_errno());
-    EXPECT_EQ(EventCall::NO_EVENT, lost.events);
-    EXPECT_EQ(EventCall::NO_SEQUENCE, lost.sequence);
+    EXPECT_EQ(Event_Call::NO_EVENT, lost.events);
+    EXPECT_EQ(Event_Call::NO_SEQUENCE, lost.sequence);
     EXPECT_TRUE(same_bytes(untouched_group(), lost.group_bytes()));
-    EventCall next;
+    Event_Call next;
     EXPECT_EQ(Hb_Success, next.take());
     EXPECT_EQ(2, next.events);
     EXPECT_EQ(Hb_Entity_Up, adapter_state(8));

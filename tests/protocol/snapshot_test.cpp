@@ -1,9 +1,8 @@
 // From the configuration message to the table and the queries over it.
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -17,8 +16,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan serving(const ClusterFacts &cluster) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan serving(const Cluster_Facts &cluster) {
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(cluster))};
     return plan;
 }
@@ -40,7 +39,7 @@ const Hb_Node_Entry *by_node(unsigned long node) {
 }
 
 ISOLATED_TEST(Snapshot, WrittenOutInBytesFillsTheTable) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{
         read_record(),
         send_raw({
@@ -76,7 +75,7 @@ ISOLATED_TEST(Snapshot, WrittenOutInBytesFillsTheTable) {
             'a',  't',  'm', 0, 0, 0, 0, 0, 0, 0, 0,    0,    0,   0,  0, 0,             // type, 16 bytes
         }),
     }};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     EXPECT_EQ(5, global_config_tbl.local_node_number);
     EXPECT_EQ(6, global_config_tbl.Hb_max_nodes);
@@ -97,17 +96,17 @@ ISOLATED_TEST(Snapshot, WrittenOutInBytesFillsTheTable) {
 }
 
 ISOLATED_TEST(Snapshot, AdaptersAreCopiedWholeAndInOrder) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     open_library();
     Bytes expected;
-    for (const AdapterFacts &adapter : small_cluster().adapters) {
+    for (const Adapter_Facts &adapter : small_cluster().adapters) {
         expected.add(adapter_entry(adapter));
     }
     EXPECT_TRUE(same_bytes(expected, bytes_of(global_config_tbl.Hb_global_adapter_list, 5 * 64)));
 }
 
 ISOLATED_TEST(Snapshot, TheTablesHaveTheirNamesAndSizes) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     open_library();
     EXPECT_STREQ("Hb_Adapter list", global_config_tbl.adap_hash->name);
     EXPECT_STREQ("preMOX_Hb_IP list", global_config_tbl.ip_hash->name);
@@ -119,9 +118,9 @@ ISOLATED_TEST(Snapshot, TheTablesHaveTheirNamesAndSizes) {
 }
 
 ISOLATED_TEST(Snapshot, NodesAreListedInOrderOfTheirFirstAdapter) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     std::swap(cluster.adapters[0], cluster.adapters[4]); // 8 first, then 3, 4, 5 and 2
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     EXPECT_EQ(3, global_config_tbl.Hb_num_nodes);
     EXPECT_EQ(4, global_config_tbl.node_list[0].node_num);
@@ -132,7 +131,7 @@ ISOLATED_TEST(Snapshot, NodesAreListedInOrderOfTheirFirstAdapter) {
 }
 
 ISOLATED_TEST(Snapshot, TheNodeTableHoldsTheNodesThatOwnAnAdapter) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     open_library();
     const Hb_Boolean expected[8] = {0, 1, 1, 0, 1, 0, 0, 0};
     EXPECT_EQ(bytes_of(expected), bytes_of(global_node_tbl).first(32));
@@ -140,7 +139,7 @@ ISOLATED_TEST(Snapshot, TheNodeTableHoldsTheNodesThatOwnAnAdapter) {
 }
 
 ISOLATED_TEST(Snapshot, EntriesOfTheNodeTableAboveTheNodesAreLeft) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     global_node_tbl[8] = 7;
     global_node_tbl[7] = 7;
     open_library();
@@ -149,9 +148,9 @@ ISOLATED_TEST(Snapshot, EntriesOfTheNodeTableAboveTheNodesAreLeft) {
 }
 
 ISOLATED_TEST(Snapshot, WithoutAdaptersIsAnEmptyClusterWithEveryNodeFalse) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters.clear();
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     EXPECT_EQ(0, global_config_tbl.Hb_num_adapters);
     EXPECT_EQ(0, global_config_tbl.Hb_num_nodes);
@@ -166,19 +165,19 @@ ISOLATED_TEST(Snapshot, WithoutAdaptersIsAnEmptyClusterWithEveryNodeFalse) {
 }
 
 ISOLATED_TEST(Snapshot, OfNothingAtAllIsSound) {
-    ClusterFacts cluster;
+    Cluster_Facts cluster;
     cluster.max_nodes = 0;
     cluster.adapters_per_node = 0;
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     EXPECT_EQ(0, global_config_tbl.Hb_max_nodes);
     EXPECT_EQ(0, global_num_nodes);
 }
 
 ISOLATED_TEST(Snapshot, OfTwoAdaptersWithOneAddressOnlyTheFirstIsFoundByIt) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[3].address = cluster.adapters[1].address; // 5 has the address of 3
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     EXPECT_EQ(5, global_config_tbl.Hb_num_adapters);
     EXPECT_EQ(5, Hash_entries(global_config_tbl.adap_hash));
@@ -192,12 +191,12 @@ ISOLATED_TEST(Snapshot, OfTwoAdaptersWithOneAddressOnlyTheFirstIsFoundByIt) {
 }
 
 ISOLATED_TEST(Snapshot, TheSameIsTrueAfterAnUpdate) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     open_library();
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[4].address = cluster.adapters[0].address; // 8 has the address of 2
     daemon.run(send_record(reply(9, snapshot(cluster))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_EQ(4, Hash_entries(global_config_tbl.ip_hash));
     ASSERT_NE(nullptr, by_address(ipv4(10, 1, 0, 1)));
@@ -205,9 +204,9 @@ ISOLATED_TEST(Snapshot, TheSameIsTrueAfterAnUpdate) {
 }
 
 ISOLATED_TEST(Snapshot, TheLocalNodeIsReadAsSixteenBits) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.local_node = 2048;
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     Hb_Node_Number node = 0;
     EXPECT_EQ(Hb_Success, hb_get_my_node_number(&node));
@@ -215,14 +214,14 @@ ISOLATED_TEST(Snapshot, TheLocalNodeIsReadAsSixteenBits) {
 }
 
 ISOLATED_TEST(Snapshot, NetworksBeyondThoseGivenKeepWhatTheyHeld) {
-    FakeDaemon daemon(serving(small_cluster()));
+    Fake_Daemon daemon(serving(small_cluster()));
     open_library();
     std::strcpy(global_config_tbl.Hb_global_network_list[1].Hb_network_name, "old");
     std::strcpy(global_config_tbl.Hb_global_network_list[47].Hb_network_name, "older");
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.networks = {{"only", "x"}};
     daemon.run(send_record(reply(9, snapshot(cluster))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     EXPECT_STREQ("only", global_config_tbl.Hb_global_network_list[0].Hb_network_name);
     EXPECT_STREQ("old", global_config_tbl.Hb_global_network_list[1].Hb_network_name);
@@ -230,21 +229,21 @@ ISOLATED_TEST(Snapshot, NetworksBeyondThoseGivenKeepWhatTheyHeld) {
 }
 
 ISOLATED_TEST(Snapshot, StatesComeBackAsTheyArrived) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[2].state = 77;
     cluster.adapters[3].state = -1;
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     EXPECT_EQ(77, hb_get_adap_entry(4)->Hb_state);
     EXPECT_EQ(-1, hb_get_adap_entry(5)->Hb_state);
 }
 
 ISOLATED_TEST(Snapshot, TextsWithoutANulAreCutAtTheirFields) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[0].type = std::string(36, 't');
     cluster.networks[0].name = std::string(70, 'n');
     cluster.networks[0].type = std::string(16, 'y');
-    FakeDaemon daemon(serving(cluster));
+    Fake_Daemon daemon(serving(cluster));
     open_library();
     char text[100];
     std::memset(text, UNTOUCHED, sizeof text);
@@ -259,15 +258,15 @@ ISOLATED_TEST(Snapshot, TextsWithoutANulAreCutAtTheirFields) {
 }
 
 ISOLATED_TEST(Snapshot, BytesBehindTheLastNetworkAreIgnored) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot(small_cluster()).fill(100, 0xEE))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     EXPECT_EQ(5, global_config_tbl.Hb_num_adapters);
 }
 
 ISOLATED_TEST(Snapshot, OfTheLargestClusterIsLoaded) {
-    ClusterFacts cluster;
+    Cluster_Facts cluster;
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     for (unsigned number = 0; number < 98352; ++number) {
@@ -277,9 +276,9 @@ ISOLATED_TEST(Snapshot, OfTheLargestClusterIsLoaded) {
     for (int network = 0; network < 48; ++network) {
         cluster.networks.push_back({"net" + std::to_string(network), "ether"});
     }
-    FakeDaemonPlan plan = serving(cluster);
+    Fake_Daemon_Plan plan = serving(cluster);
     plan.segments = segments_for(2049, 98352);
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     EXPECT_EQ(98352, global_config_tbl.Hb_num_adapters);
     EXPECT_EQ(2049, global_num_nodes);
@@ -290,9 +289,9 @@ ISOLATED_TEST(Snapshot, OfTheLargestClusterIsLoaded) {
 }
 
 ISOLATED_TEST(Snapshot, ThatTricklesInByteByByteIsLoaded) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record(), trickle_record(reply(0, snapshot(small_cluster())))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     open_library();
     EXPECT_EQ(3, global_num_nodes);
 }
@@ -301,8 +300,8 @@ ISOLATED_TEST(Snapshot, ThatTricklesInByteByByteIsLoaded) {
 
 ISOLATED_TEST(ConfigurationRequest, ThatCannotBeSentHasTheErrorOfTheSend) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon;
-    const FaultGuard fault = failing(Call::writev_, EIO);
+    Fake_Daemon daemon;
+    const Fault_Guard fault = failing(Call::writev_, EIO);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(21, hb_get_errno());
     EXPECT_EQ(0, client_initialized);
@@ -318,9 +317,9 @@ ISOLATED_TEST(ConfigurationRequest, TheDaemonClosingInsteadOfAnsweringIsError16)
     for (const std::size_t count :
          {std::size_t{0}, std::size_t{3}, std::size_t{4}, std::size_t{5}, std::size_t{111}, whole.size() - 1}) {
         SCOPED_TRACE(count);
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.connections = {{read_record(), send_raw(whole.first(count)), hang_up()}};
-        FakeDaemon daemon(plan);
+        Fake_Daemon daemon(plan);
         set_hb_errno(0);
         EXPECT_EQ(Hb_Failure, hb_init());
         EXPECT_EQ(16, hb_get_errno());
@@ -334,17 +333,17 @@ ISOLATED_TEST(ConfigurationRequest, EachReadErrorHasItsErrorNumber) {
         int number;
     } rows[] = {{EFAULT, 23}, {EIO, 26}, {ECONNRESET, 27}, {ENOMEM, 27}};
     for (const auto &row : rows) {
-        FakeDaemon daemon;
-        const FaultGuard fault = failing(Call::read_, row.error);
+        Fake_Daemon daemon;
+        const Fault_Guard fault = failing(Call::read_, row.error);
         EXPECT_EQ(Hb_Failure, hb_init());
         EXPECT_EQ(row.number, hb_get_errno()) << strerror(row.error);
     }
 }
 
 // A connection whose receive fails with a status of the test's choice.
-class SilentSocket : public Hb_Csock {
+class Silent_Socket : public Hb_Csock {
   public:
-    explicit SilentSocket(long status) : status_(status) {}
+    explicit Silent_Socket(long status) : status_(status) {}
     long Error() override { return status_; }
     Hb_Rc send(char *, int) override { return Hb_Success; }
     Hb_Rc receive(char **, int &) override { return Hb_Failure; }
@@ -359,7 +358,7 @@ ISOLATED_TEST(ConfigurationRequest, EachSocketStatusHasItsErrorNumber) {
         int number;
     } rows[] = {{1, 23}, {10, 24}, {11, 25}, {12, 26}, {14, 16}, {13, 27}, {0, 27}, {5, 27}, {99, 27}};
     for (const auto &row : rows) {
-        SilentSocket silent(row.status);
+        Silent_Socket silent(row.status);
         client_socket = &silent;
         EXPECT_EQ(Hb_Failure, hb_recv_config_info());
         EXPECT_EQ(row.number, hb_get_errno()) << "status " << row.status;
@@ -369,19 +368,19 @@ ISOLATED_TEST(ConfigurationRequest, EachSocketStatusHasItsErrorNumber) {
 
 ISOLATED_TEST(ConfigurationRequest, OfImpossibleLengthIsError27) {
     for (const int64_t length : {-1LL, 6298785LL}) {
-        FakeDaemonPlan plan;
+        Fake_Daemon_Plan plan;
         plan.connections = {{read_record(), send_raw(Bytes().i32(length))}};
-        FakeDaemon daemon(plan);
+        Fake_Daemon daemon(plan);
         EXPECT_EQ(Hb_Failure, hb_init());
         EXPECT_EQ(27, hb_get_errno());
     }
 }
 
 ISOLATED_TEST(ConfigurationRequest, AnEventBeforeTheAnswerFailsTheOpening) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {
         {read_record(), send_record(reply(12)), send_record(reply(0, snapshot(small_cluster())))}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(10, hb_get_errno());
 }

@@ -1,20 +1,18 @@
 // The client's stream socket: connecting, records, exact reads, statuses.
-#include "lib/vexo/Hb_Csock.h"
-
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
+#include "lib/vexo/Hb_Csock.h"
 #include "lib/vexo/socket_path.h"
 #include "tests/support/deadline.h"
 #include "tests/support/fake_daemon.h"
@@ -27,8 +25,8 @@
 namespace hb_test {
 namespace {
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     plan.segments = no_segments();
     return plan;
@@ -51,7 +49,7 @@ Bytes taken(char *buffer, int length) {
 // ---- Connecting ----
 
 ISOLATED_TEST(Socket, ConnectsAndIsReadyToUse) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     EXPECT_TRUE(daemon.wait_connections(1));
     EXPECT_GE(connection->socket(), 0);
@@ -63,14 +61,14 @@ ISOLATED_TEST(Socket, ConnectsAndIsReadyToUse) {
 }
 
 ISOLATED_TEST(Socket, IsClosedInAProgramThatTheProcessStarts) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     EXPECT_EQ(FD_CLOEXEC, fcntl(connection->socket(), F_GETFD));
 }
 
 ISOLATED_TEST(Socket, AsksForAUnixStreamWithBuffersOf32768BytesAndTheBarePath) {
-    FakeDaemon daemon(plan_of({}));
-    const CallLog log;
+    Fake_Daemon daemon(plan_of({}));
+    const Call_Log log;
     const auto connection = connected();
     const auto made = log.calls(Call::socket_);
     ASSERT_EQ(1U, made.size());
@@ -96,16 +94,16 @@ ISOLATED_TEST(Socket, AsksForAUnixStreamWithBuffersOf32768BytesAndTheBarePath) {
 }
 
 ISOLATED_TEST(Socket, StaysBlocking) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     EXPECT_EQ(0, fcntl(connection->socket(), F_GETFL) & O_NONBLOCK);
 }
 
 ISOLATED_TEST(Socket, NobodyListeningIsStatus4AndError15AndTheDescriptorIsStillClosed) {
-    const TempDir directory;
-    const EnvironmentGuard path("HB_SERVER_SOCKET", directory.file("nobody"));
-    const EnvironmentGuard domain("HA_DOMAIN_NAME", std::nullopt);
-    const EnvironmentGuard partition("HA_SYSPAR_NAME", std::nullopt);
+    const Temp_Dir directory;
+    const Environment_Guard path("HB_SERVER_SOCKET", directory.file("nobody"));
+    const Environment_Guard domain("HA_DOMAIN_NAME", std::nullopt);
+    const Environment_Guard partition("HA_SYSPAR_NAME", std::nullopt);
     ASSERT_TRUE(hb_resolve_socket_path());
     const int before = open_descriptors();
     {
@@ -118,7 +116,7 @@ ISOLATED_TEST(Socket, NobodyListeningIsStatus4AndError15AndTheDescriptorIsStillC
 }
 
 ISOLATED_TEST(Socket, NoSocketIsStatus2AndError13) {
-    const FaultGuard fault = failing(Call::socket_, EMFILE);
+    const Fault_Guard fault = failing(Call::socket_, EMFILE);
     const int before = open_descriptors();
     {
         Hb_Csock connection;
@@ -131,8 +129,8 @@ ISOLATED_TEST(Socket, NoSocketIsStatus2AndError13) {
 
 ISOLATED_TEST(Socket, ARefusedBufferSizeIsStatus3AndError14ForEitherBuffer) {
     for (const int skip : {0, 1}) {
-        const FaultGuard fault = failing(Call::setsockopt_, ENOBUFS, skip);
-        const CallLog log;
+        const Fault_Guard fault = failing(Call::setsockopt_, ENOBUFS, skip);
+        const Call_Log log;
         set_hb_errno(0);
         const int before = open_descriptors();
         {
@@ -146,13 +144,13 @@ ISOLATED_TEST(Socket, ARefusedBufferSizeIsStatus3AndError14ForEitherBuffer) {
 }
 
 ISOLATED_TEST(Socket, TheDestructorClosesTheConnection) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     connected().reset();
     EXPECT_TRUE(daemon.wait_connections_ended(1));
 }
 
 ISOLATED_TEST(Socket, IsUsedThroughItsBase) {
-    FakeDaemon daemon(plan_of({send_record({7})}));
+    Fake_Daemon daemon(plan_of({send_record({7})}));
     const std::unique_ptr<Hb_Csock_Base> base = connected();
     char out[] = {1, 2};
     EXPECT_EQ(Hb_Success, base->send(out, 2));
@@ -168,9 +166,9 @@ ISOLATED_TEST(Socket, IsUsedThroughItsBase) {
 // ---- Sending ----
 
 ISOLATED_TEST(Socket, SendsTheLengthAndThePayloadInOneWrite) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
-    const CallLog log;
+    const Call_Log log;
     char payload[] = {'a', 'b', 'c'};
     EXPECT_EQ(Hb_Success, connection->send(payload, 3));
     EXPECT_EQ(Bytes({3, 0, 0, 0, 'a', 'b', 'c'}), daemon.wait_received(7));
@@ -179,7 +177,7 @@ ISOLATED_TEST(Socket, SendsTheLengthAndThePayloadInOneWrite) {
 }
 
 ISOLATED_TEST(Socket, SendingNothingWritesTheLengthAndSucceeds) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     char nothing = 0;
     EXPECT_EQ(Hb_Success, connection->send(&nothing, 0));
@@ -190,7 +188,7 @@ ISOLATED_TEST(Socket, SendingNothingWritesTheLengthAndSucceeds) {
 }
 
 ISOLATED_TEST(Socket, SendsARecordMuchLargerThanTheBuffers) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     Bytes much;
     for (unsigned i = 0; i < 1000000; ++i) {
@@ -202,7 +200,7 @@ ISOLATED_TEST(Socket, SendsARecordMuchLargerThanTheBuffers) {
 
 ISOLATED_TEST(Socket, AClosedPeerIsStatus14AndTheEnd) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon(plan_of({hang_up()}));
+    Fake_Daemon daemon(plan_of({hang_up()}));
     const auto connection = connected();
     ASSERT_TRUE(daemon.wait_connections_ended(1));
     char payload[] = {1};
@@ -212,8 +210,8 @@ ISOLATED_TEST(Socket, AClosedPeerIsStatus14AndTheEnd) {
 }
 
 TEST(Socket, AWriteToAClosedPeerRaisesTheSignalUnlessItIsIgnored) {
-    const IsolatedResult result = run_in_child([] {
-        FakeDaemon daemon(plan_of({hang_up()}));
+    const Isolated_Result result = run_in_child([] {
+        Fake_Daemon daemon(plan_of({hang_up()}));
         const auto connection = connected();
         ASSERT_TRUE(daemon.wait_connections_ended(1));
         char payload[] = {1};
@@ -235,9 +233,9 @@ ISOLATED_TEST(Socket, EachWriteErrorHasItsStatus) {
                 {EINVAL, 9, Hb_False},
                 {EPIPE, 14, Hb_True}};
     for (const auto &row : rows) {
-        FakeDaemon daemon(plan_of({}));
+        Fake_Daemon daemon(plan_of({}));
         const auto connection = connected();
-        const FaultGuard fault = failing(Call::writev_, row.error);
+        const Fault_Guard fault = failing(Call::writev_, row.error);
         char payload[] = {1};
         EXPECT_EQ(Hb_Failure, connection->send(payload, 1));
         EXPECT_EQ(row.status, connection->Error()) << strerror(row.error);
@@ -247,23 +245,23 @@ ISOLATED_TEST(Socket, EachWriteErrorHasItsStatus) {
 }
 
 ISOLATED_TEST(Socket, AShortWriteIsStatus5) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     Fault nothing_written;
     nothing_written.call = Call::writev_;
     nothing_written.result = 0;
-    const FaultGuard fault(nothing_written);
+    const Fault_Guard fault(nothing_written);
     char payload[] = {1, 2};
     EXPECT_EQ(Hb_Failure, connection->send(payload, 2));
     EXPECT_EQ(5, connection->Error());
 }
 
 ISOLATED_TEST(Socket, ASuccessfulSendLeavesTheStatusAsItWas) {
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     char payload[] = {1};
     {
-        const FaultGuard fault = failing(Call::writev_, EIO);
+        const Fault_Guard fault = failing(Call::writev_, EIO);
         EXPECT_EQ(Hb_Failure, connection->send(payload, 1));
     }
     EXPECT_EQ(Hb_Success, connection->send(payload, 1));
@@ -273,7 +271,7 @@ ISOLATED_TEST(Socket, ASuccessfulSendLeavesTheStatusAsItWas) {
 // ---- Receiving ----
 
 ISOLATED_TEST(Socket, ReceivesARecord) {
-    FakeDaemon daemon(plan_of({send_record({1, 2, 3, 4, 5})}));
+    Fake_Daemon daemon(plan_of({send_record({1, 2, 3, 4, 5})}));
     const auto connection = connected();
     char *buffer = nullptr;
     int length = 0;
@@ -284,7 +282,7 @@ ISOLATED_TEST(Socket, ReceivesARecord) {
 }
 
 ISOLATED_TEST(Socket, ReceivesRecordsOneByOneFromOneStream) {
-    FakeDaemon daemon(plan_of({send_raw(frame({1, 2}).add(frame({3})).add(frame({})).add(frame({4, 5, 6})))}));
+    Fake_Daemon daemon(plan_of({send_raw(frame({1, 2}).add(frame({3})).add(frame({})).add(frame({4, 5, 6})))}));
     const auto connection = connected();
     for (const Bytes &wanted : {Bytes{1, 2}, Bytes{3}, Bytes{}, Bytes{4, 5, 6}}) {
         char *buffer = nullptr;
@@ -295,7 +293,7 @@ ISOLATED_TEST(Socket, ReceivesRecordsOneByOneFromOneStream) {
 }
 
 ISOLATED_TEST(Socket, ReceivesARecordThatTricklesInByteByByte) {
-    FakeDaemon daemon(plan_of({trickle_record({9, 8, 7, 6})}));
+    Fake_Daemon daemon(plan_of({trickle_record({9, 8, 7, 6})}));
     const auto connection = connected();
     char *buffer = nullptr;
     int length = 0;
@@ -304,7 +302,7 @@ ISOLATED_TEST(Socket, ReceivesARecordThatTricklesInByteByByte) {
 }
 
 ISOLATED_TEST(Socket, ARecordOfLengthZeroIsASuccess) {
-    FakeDaemon daemon(plan_of({send_raw({0, 0, 0, 0})}));
+    Fake_Daemon daemon(plan_of({send_raw({0, 0, 0, 0})}));
     const auto connection = connected();
     char *buffer = nullptr;
     int length = 77;
@@ -317,7 +315,7 @@ ISOLATED_TEST(Socket, ARecordOfLengthZeroIsASuccess) {
 ISOLATED_TEST(Socket, ReceivesTheLongestRecordThereIs) {
     Bytes longest;
     longest.fill(108 + 6298676, 'r');
-    FakeDaemon daemon(plan_of({send_record(longest)}));
+    Fake_Daemon daemon(plan_of({send_record(longest)}));
     const auto connection = connected();
     char *buffer = nullptr;
     int length = 0;
@@ -327,14 +325,14 @@ ISOLATED_TEST(Socket, ReceivesTheLongestRecordThereIs) {
 
 ISOLATED_TEST(Socket, ALengthThatNoRecordHasIsStatus13AndNothingIsAllocated) {
     for (const int64_t length : {-1LL, -2147483648LL, 108LL + 6298676LL + 1LL, 2147483647LL}) {
-        FakeDaemon daemon(plan_of({send_raw(Bytes().i32(length))}));
+        Fake_Daemon daemon(plan_of({send_raw(Bytes().i32(length))}));
         const auto connection = connected();
         Fault count_only;
         count_only.call = Call::allocation;
         count_only.times = -1;
         char *buffer = nullptr;
         int got = 77;
-        const CallLog log;
+        const Call_Log log;
         const Hb_Rc result = connection->receive(&buffer, got);
         EXPECT_TRUE(log.calls(Call::allocation).empty()) << length;
         EXPECT_EQ(Hb_Failure, result) << length;
@@ -346,7 +344,7 @@ ISOLATED_TEST(Socket, ALengthThatNoRecordHasIsStatus13AndNothingIsAllocated) {
 }
 
 ISOLATED_TEST(Socket, ShortMemoryIsAFailureAndNoException) {
-    FakeDaemon daemon(plan_of({send_record({1, 2, 3})}));
+    Fake_Daemon daemon(plan_of({send_record({1, 2, 3})}));
     const auto connection = connected();
     char *buffer = nullptr;
     int length = 77;
@@ -356,7 +354,7 @@ ISOLATED_TEST(Socket, ShortMemoryIsAFailureAndNoException) {
     Hb_Rc result = Hb_Success;
     int hits = 0;
     {
-        const FaultGuard fault(short_memory);
+        const Fault_Guard fault(short_memory);
         result = connection->receive(&buffer, length);
         hits = fault.hits();
     }
@@ -368,7 +366,7 @@ ISOLATED_TEST(Socket, ShortMemoryIsAFailureAndNoException) {
 ISOLATED_TEST(Socket, APeerThatDiesAtAnyByteIsTheEnd) {
     const Bytes whole = frame({1, 2, 3, 4});
     for (std::size_t count = 0; count < whole.size(); ++count) {
-        FakeDaemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
+        Fake_Daemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
         const auto connection = connected();
         char *buffer = nullptr;
         int length = 0;
@@ -379,7 +377,7 @@ ISOLATED_TEST(Socket, APeerThatDiesAtAnyByteIsTheEnd) {
 }
 
 ISOLATED_TEST(Socket, TheEndStaysTheEnd) {
-    FakeDaemon daemon(plan_of({hang_up()}));
+    Fake_Daemon daemon(plan_of({hang_up()}));
     const auto connection = connected();
     char byte = 0;
     EXPECT_EQ(Hb_Failure, connection->recvn(&byte, 1));
@@ -391,7 +389,7 @@ ISOLATED_TEST(Socket, TheEndStaysTheEnd) {
 }
 
 ISOLATED_TEST(Socket, AnExactReadTakesNoByteMore) {
-    FakeDaemon daemon(plan_of({send_raw({1, 2, 3, 4, 5})}));
+    Fake_Daemon daemon(plan_of({send_raw({1, 2, 3, 4, 5})}));
     const auto connection = connected();
     std::array<char, 8> buffer{};
     EXPECT_EQ(Hb_Success, connection->recvn(buffer.data(), 2));
@@ -401,14 +399,14 @@ ISOLATED_TEST(Socket, AnExactReadTakesNoByteMore) {
 }
 
 ISOLATED_TEST(Socket, AReadInterruptedBySignalsDeliversTheFullCount) {
-    FakeDaemon daemon(plan_of(
-        {send_raw({1, 2, 3}), wait_for([] { return SignalPelter::hits() >= 20; }), send_raw({4, 5, 6, 7, 8})}));
+    Fake_Daemon daemon(plan_of({send_raw({1, 2, 3}), wait_for([] { return Signal_Pelter::hits() >= 20; }),
+                                send_raw({4, 5, 6, 7, 8})}));
     const auto connection = connected();
     std::array<char, 8> buffer{};
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     EXPECT_EQ(Hb_Success, connection->recvn(buffer.data(), 8));
     EXPECT_EQ(Bytes({1, 2, 3, 4, 5, 6, 7, 8}), bytes_of(buffer.data(), 8));
-    EXPECT_GE(SignalPelter::hits(), 20);
+    EXPECT_GE(Signal_Pelter::hits(), 20);
     EXPECT_EQ(0, connection->Error());
 }
 
@@ -418,9 +416,9 @@ ISOLATED_TEST(Socket, EachReadErrorHasItsStatus) {
         long status;
     } rows[] = {{EIO, 12}, {EFAULT, 1}, {ECONNRESET, 13}, {EBADF, 13}, {ENOMEM, 13}};
     for (const auto &row : rows) {
-        FakeDaemon daemon(plan_of({send_raw({1, 2})}));
+        Fake_Daemon daemon(plan_of({send_raw({1, 2})}));
         const auto connection = connected();
-        const FaultGuard fault = failing(Call::read_, row.error);
+        const Fault_Guard fault = failing(Call::read_, row.error);
         char byte = 0;
         EXPECT_EQ(Hb_Failure, connection->recvn(&byte, 1));
         EXPECT_EQ(row.status, connection->Error()) << strerror(row.error);
@@ -430,10 +428,10 @@ ISOLATED_TEST(Socket, EachReadErrorHasItsStatus) {
 }
 
 ISOLATED_TEST(Socket, AnInterruptedReadIsRepeatedWithoutAWait) {
-    FakeDaemon daemon(plan_of({send_raw({1})}));
+    Fake_Daemon daemon(plan_of({send_raw({1})}));
     const auto connection = connected();
-    const FaultGuard fault = failing(Call::read_, EINTR, 0, 3);
-    const CallLog log;
+    const Fault_Guard fault = failing(Call::read_, EINTR, 0, 3);
+    const Call_Log log;
     char byte = 0;
     EXPECT_EQ(Hb_Success, connection->recvn(&byte, 1));
     EXPECT_EQ(4U, log.calls(Call::read_).size());
@@ -441,21 +439,21 @@ ISOLATED_TEST(Socket, AnInterruptedReadIsRepeatedWithoutAWait) {
 }
 
 ISOLATED_TEST(Socket, WithNothingToReadItWaitsInRoundsOfFiveSecondsAndATimeOutDoesNotEndIt) {
-    FakeDaemon daemon(plan_of({send_raw({1, 2})}));
+    Fake_Daemon daemon(plan_of({send_raw({1, 2})}));
     const auto connection = connected();
-    const FaultGuard empty = failing(Call::read_, EAGAIN, 0, 3);
+    const Fault_Guard empty = failing(Call::read_, EAGAIN, 0, 3);
     Fault expired;
     expired.call = Call::select_;
     expired.times = 3;
     expired.result = 0;
-    const FaultGuard rounds(expired);
-    const CallLog log;
+    const Fault_Guard rounds(expired);
+    const Call_Log log;
     std::array<char, 2> buffer{};
     EXPECT_EQ(Hb_Success, connection->recvn(buffer.data(), 2));
     EXPECT_EQ(Bytes({1, 2}), bytes_of(buffer.data(), 2));
     const auto waits = log.calls(Call::select_);
     ASSERT_EQ(3U, waits.size());
-    for (const CallRecord &wait : waits) {
+    for (const Call_Record &wait : waits) {
         EXPECT_EQ(1024, wait.arguments[0]);
         EXPECT_EQ(5, wait.arguments[1]);
         EXPECT_EQ(0, wait.arguments[2]);
@@ -463,10 +461,10 @@ ISOLATED_TEST(Socket, WithNothingToReadItWaitsInRoundsOfFiveSecondsAndATimeOutDo
 }
 
 ISOLATED_TEST(Socket, AWaitToldToTryAgainIsNoFailure) {
-    FakeDaemon daemon(plan_of({send_raw({1})}));
+    Fake_Daemon daemon(plan_of({send_raw({1})}));
     const auto connection = connected();
-    const FaultGuard empty = failing(Call::read_, EAGAIN);
-    const FaultGuard again = failing(Call::select_, EAGAIN);
+    const Fault_Guard empty = failing(Call::read_, EAGAIN);
+    const Fault_Guard again = failing(Call::select_, EAGAIN);
     char byte = 0;
     EXPECT_EQ(Hb_Success, connection->recvn(&byte, 1));
     EXPECT_EQ(1, byte);
@@ -475,11 +473,11 @@ ISOLATED_TEST(Socket, AWaitToldToTryAgainIsNoFailure) {
 
 ISOLATED_TEST(Socket, AFailedWaitEndsTheReadWithTheStatusUnchanged) {
     for (const int error : {EBADF, EINVAL, EINTR, ENOMEM}) {
-        FakeDaemon daemon(plan_of({}));
+        Fake_Daemon daemon(plan_of({}));
         const auto connection = connected();
         connection->myError = 8;
-        const FaultGuard empty = failing(Call::read_, EAGAIN);
-        const FaultGuard broken = failing(Call::select_, error);
+        const Fault_Guard empty = failing(Call::read_, EAGAIN);
+        const Fault_Guard broken = failing(Call::select_, error);
         char byte = 0;
         EXPECT_EQ(Hb_Failure, connection->recvn(&byte, 1)) << strerror(error);
         EXPECT_EQ(8, connection->Error()) << strerror(error);
@@ -488,7 +486,7 @@ ISOLATED_TEST(Socket, AFailedWaitEndsTheReadWithTheStatusUnchanged) {
 }
 
 ISOLATED_TEST(Socket, OnANonBlockingDescriptorItWaitsForTheRest) {
-    FakeDaemon daemon(plan_of({trickle_raw({1, 2, 3, 4, 5, 6})}));
+    Fake_Daemon daemon(plan_of({trickle_raw({1, 2, 3, 4, 5, 6})}));
     const auto connection = connected();
     ASSERT_EQ(0, fcntl(connection->socket(), F_SETFL, O_NONBLOCK));
     std::array<char, 6> buffer{};
@@ -499,7 +497,7 @@ ISOLATED_TEST(Socket, OnANonBlockingDescriptorItWaitsForTheRest) {
 ISOLATED_TEST(Socket, ADescriptorThatNoWaitSetHoldsFailsInsteadOfSpinning) {
     const rlimit roomy{4096, 4096};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &roomy));
-    FakeDaemon daemon(plan_of({}));
+    Fake_Daemon daemon(plan_of({}));
     const auto connection = connected();
     ASSERT_EQ(1500, dup2(connection->sock, 1500));
     close(connection->sock);
@@ -511,7 +509,7 @@ ISOLATED_TEST(Socket, ADescriptorThatNoWaitSetHoldsFailsInsteadOfSpinning) {
 
 ISOLATED_TEST(Socket, AConnectionResetIsAReadFailureAndNotTheEnd) {
     // The daemon dies before it has read a request of this client.
-    FakeDaemon daemon(plan_of({stop_reading(), wait_told(), hang_up()}));
+    Fake_Daemon daemon(plan_of({stop_reading(), wait_told(), hang_up()}));
     const auto connection = connected();
     char payload[] = {1, 2, 3};
     ASSERT_EQ(Hb_Success, connection->send(payload, 3));

@@ -1,8 +1,7 @@
 // The requests to subscribe and unsubscribe, as sent over the socket.
-#include <unistd.h>
-
 #include <csignal>
 #include <cstring>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -18,7 +17,7 @@ namespace {
 constexpr std::size_t OPENING = 80; // bytes of the configuration request
 
 // The only request after the opening, complete.
-Bytes request_after_opening(FakeDaemon &daemon, std::size_t message) {
+Bytes request_after_opening(Fake_Daemon &daemon, std::size_t message) {
     return daemon.wait_received(OPENING + 4 + 76 + message).from(OPENING);
 }
 
@@ -38,7 +37,7 @@ class Group {
 };
 
 ISOLATED_TEST(SubscribeRequest, OfSomeNodesIsTheGroupAsItLiesInMemory) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group some;
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&some.group));
@@ -53,7 +52,7 @@ ISOLATED_TEST(SubscribeRequest, OfSomeNodesIsTheGroupAsItLiesInMemory) {
 }
 
 ISOLATED_TEST(SubscribeRequest, OfAllNodesIsSentAsThatAndTheGroupReadsBackAsANodeGroup) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group all;
     ASSERT_EQ(Hb_Success, hb_add_all_nodes_to_subscription_group(&all.group));
@@ -66,7 +65,7 @@ ISOLATED_TEST(SubscribeRequest, OfAllNodesIsSentAsThatAndTheGroupReadsBackAsANod
 }
 
 ISOLATED_TEST(SubscribeRequest, OfAllAdaptersIsSentAsThatAndTheGroupReadsBackAsAnAdapterGroup) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group all;
     ASSERT_EQ(Hb_Success, hb_add_all_adapters_to_subscription_group(&all.group));
@@ -79,7 +78,7 @@ ISOLATED_TEST(SubscribeRequest, OfAllAdaptersIsSentAsThatAndTheGroupReadsBackAsA
 }
 
 ISOLATED_TEST(SubscribeRequest, OfANetworkNamesItsAdapters) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group network;
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&network.group));
@@ -92,7 +91,7 @@ ISOLATED_TEST(SubscribeRequest, OfANetworkNamesItsAdapters) {
 }
 
 ISOLATED_TEST(SubscribeRequest, OfSiteEventsIsThatWhateverTheGroupHeld) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group group;
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&group.group));
@@ -104,7 +103,7 @@ ISOLATED_TEST(SubscribeRequest, OfSiteEventsIsThatWhateverTheGroupHeld) {
 }
 
 ISOLATED_TEST(SubscribeRequest, OfOtherInstancesLeavesTheGroupAsThat) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group group;
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&group.group));
@@ -116,7 +115,7 @@ ISOLATED_TEST(SubscribeRequest, OfOtherInstancesLeavesTheGroupAsThat) {
 }
 
 ISOLATED_TEST(SubscribeRequest, ANameOf40CharactersIsCutTo31) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group all;
     ASSERT_EQ(Hb_Success, hb_add_all_nodes_to_subscription_group(&all.group));
@@ -127,7 +126,7 @@ ISOLATED_TEST(SubscribeRequest, ANameOf40CharactersIsCutTo31) {
 }
 
 ISOLATED_TEST(SubscribeRequest, ThatIsRefusedSendsNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group group;
     ASSERT_EQ(Hb_Success, hb_empty_subscription_group(&group.group));
@@ -143,7 +142,7 @@ ISOLATED_TEST(SubscribeRequest, ThatIsRefusedSendsNothing) {
 }
 
 ISOLATED_TEST(SubscribeRequest, WithoutAConnectionIsError22AndOpensNothing) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Group group;
     group.group.Hb_subscription_type = Hb_Node_Subscription;
     char name[] = "name";
@@ -154,7 +153,7 @@ ISOLATED_TEST(SubscribeRequest, WithoutAConnectionIsError22AndOpensNothing) {
 }
 
 ISOLATED_TEST(SubscribeRequest, FillsTheSlotOfItsKindInDaemonModeToo) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     Group nodes;
     ASSERT_EQ(Hb_Success, hb_add_all_nodes_to_subscription_group(&nodes.group));
@@ -170,7 +169,7 @@ ISOLATED_TEST(SubscribeRequest, FillsTheSlotOfItsKindInDaemonModeToo) {
 }
 
 ISOLATED_TEST(UnsubscribeRequest, IsTheNameAndItsNul) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_unsubscribe("name"));
     EXPECT_TRUE(
@@ -178,7 +177,7 @@ ISOLATED_TEST(UnsubscribeRequest, IsTheNameAndItsNul) {
 }
 
 ISOLATED_TEST(UnsubscribeRequest, CutsTheNameTo31Characters) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_unsubscribe(std::string(40, 'u').c_str()));
     EXPECT_TRUE(same_bytes(frame(request(210, getpid(), Bytes().fill(31, 'u').u8(0))),
@@ -186,7 +185,7 @@ ISOLATED_TEST(UnsubscribeRequest, CutsTheNameTo31Characters) {
 }
 
 ISOLATED_TEST(UnsubscribeRequest, OfAnEmptyNameIsOneNul) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_unsubscribe(""));
     EXPECT_TRUE(same_bytes(frame(request(210, getpid(), {0})), request_after_opening(daemon, 1)));
@@ -194,7 +193,7 @@ ISOLATED_TEST(UnsubscribeRequest, OfAnEmptyNameIsOneNul) {
 
 ISOLATED_TEST(UnsubscribeRequest, ToADaemonThatHasGoneIsError16) {
     signal(SIGPIPE, SIG_IGN);
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(hang_up());
     ASSERT_TRUE(daemon.wait_connections_ended(1));

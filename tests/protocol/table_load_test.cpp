@@ -1,11 +1,10 @@
 // The loader alone: the packet after a load, the sizes of the hash tables, duplicate numbers.
-#include "lib/hb_communication/configuration_load.h"
-
 #include <cstring>
 
 #include <gtest/gtest.h>
 
 #include "lib/base/error_number.h"
+#include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_global_data/configuration_table.h"
 #include "lib/hb_global_data/node_table.h"
 #include "tests/support/faults.h"
@@ -18,7 +17,7 @@ namespace {
 // A packet in memory that no allocator could free.
 class Packet {
   public:
-    explicit Packet(const ClusterFacts &cluster) : record_(reply(9, snapshot(cluster))) {
+    explicit Packet(const Cluster_Facts &cluster) : record_(reply(9, snapshot(cluster))) {
         memory_.zeros(HEAD).add(record_).zeros(HEAD);
     }
     client_packet *get() { return reinterpret_cast<client_packet *>(memory_.data() + HEAD); }
@@ -32,13 +31,13 @@ class Packet {
     Bytes memory_;
 };
 
-void load(const ClusterFacts &cluster) {
+void load(const Cluster_Facts &cluster) {
     Packet packet(cluster);
     hb_get_adapter_network(packet.get());
 }
 
-ClusterFacts cluster_of(unsigned adapters) {
-    ClusterFacts cluster;
+Cluster_Facts cluster_of(unsigned adapters) {
+    Cluster_Facts cluster;
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     for (unsigned number = 0; number < adapters; ++number) {
@@ -69,7 +68,7 @@ ISOLATED_TEST(TableLoad, LoadsAPacketAndLeavesItTheCallers) {
 
 ISOLATED_TEST(TableLoad, ReplacesWhatWasLoadedBefore) {
     load(small_cluster());
-    ClusterFacts other = small_cluster();
+    Cluster_Facts other = small_cluster();
     other.adapters.resize(2);
     load(other);
     EXPECT_EQ(2, global_config_tbl.Hb_num_adapters);
@@ -80,7 +79,7 @@ ISOLATED_TEST(TableLoad, ReplacesWhatWasLoadedBefore) {
 
 ISOLATED_TEST(TableLoad, ShortOfMemoryKeepsThePacketAndTheTable) {
     load(small_cluster());
-    ClusterFacts other = small_cluster();
+    Cluster_Facts other = small_cluster();
     other.adapters.resize(2);
     Packet packet(other);
     for (int skip = 0; skip < 5; ++skip) {
@@ -90,7 +89,7 @@ ISOLATED_TEST(TableLoad, ShortOfMemoryKeepsThePacketAndTheTable) {
         short_memory.skip = skip;
         short_memory.times = -1;
         {
-            const FaultGuard fault(short_memory);
+            const Fault_Guard fault(short_memory);
             hb_get_adapter_network(packet.get());
         }
         EXPECT_EQ(17, global_hb_errno) << skip;
@@ -115,7 +114,7 @@ ISOLATED_TEST(TableLoad, TheAdapterTablesHaveAPrimeNumberOfBucketsTwiceTheAdapte
 }
 
 ISOLATED_TEST(TableLoad, OfOneNumberTwiceTheListKeepsBothAndTheNumberFindsTheLater) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters = {{4, 0, ipv4(10, 1, 0, 2), "first", 1}, {4, 1, ipv4(10, 9, 9, 9), "later", 2}};
     load(cluster);
     hb_init_global_node_tbl();

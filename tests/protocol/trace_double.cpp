@@ -12,15 +12,15 @@ namespace {
 std::array<char, 3> places{};
 std::array<tr_file_token_t, 3> tokens{};
 
-void keep(TraceRecord record) {
+void keep(Trace_Record record) {
     trace_double().records.push_back(std::move(record));
     errno = EXDEV; // the trace library may change errno
 }
 
 } // namespace
 
-TraceDouble &trace_double() {
-    static TraceDouble the_double;
+Trace_Double &trace_double() {
+    static Trace_Double the_double;
     return the_double;
 }
 
@@ -28,10 +28,10 @@ tr_file_token_t token_of(unsigned category) {
     return reinterpret_cast<tr_file_token_t>(&places.at(category));
 }
 
-std::vector<TraceRecord> TraceDouble::with_id(uint32_t id) const {
-    std::vector<TraceRecord> wanted;
+std::vector<Trace_Record> Trace_Double::with_id(uint32_t id) const {
+    std::vector<Trace_Record> wanted;
     std::copy_if(records.begin(), records.end(), std::back_inserter(wanted),
-                 [id](const TraceRecord &record) { return record.id == id; });
+                 [id](const Trace_Record &record) { return record.id == id; });
     return wanted;
 }
 
@@ -39,7 +39,7 @@ std::vector<TraceRecord> TraceDouble::with_id(uint32_t id) const {
 
 using hb_test::keep;
 using hb_test::trace_double;
-using hb_test::TraceRecord;
+using hb_test::Trace_Record;
 
 extern "C" {
 
@@ -49,7 +49,7 @@ int __wrap_tr_ms_register_component_1(const char *component, unsigned char *leve
 int __wrap_tr_ms_register_component_1(const char *component, unsigned char *levels,
                                       const tr_category_description_t *categories, uint32_t count,
                                       tr_file_token_t **given) {
-    hb_test::TraceDouble &trace = trace_double();
+    hb_test::Trace_Double &trace = trace_double();
     ++trace.registrations;
     trace.component = component;
     trace.levels = levels;
@@ -67,14 +67,14 @@ int __wrap_tr_ms_register_component_1(const char *component, unsigned char *leve
 
 void __wrap_tr_ms_record_id_1(const char *component, uint32_t id, tr_file_token_t token);
 void __wrap_tr_ms_record_id_1(const char *component, uint32_t id, tr_file_token_t token) {
-    keep({TraceRecord::Form::id, component, id, token, {}, {}});
+    keep({Trace_Record::Form::id, component, id, token, {}, {}});
 }
 
 void __wrap_tr_ms_record_values_32_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
                                      ...);
 void __wrap_tr_ms_record_values_32_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
                                      ...) {
-    TraceRecord record{TraceRecord::Form::values, component, id, token, {}, {}};
+    Trace_Record record{Trace_Record::Form::values, component, id, token, {}, {}};
     va_list arguments;
     va_start(arguments, count);
     for (uint32_t i = 0; i < count; ++i) {
@@ -87,7 +87,7 @@ void __wrap_tr_ms_record_values_32_1(const char *component, uint32_t id, tr_file
 void __wrap_tr_ms_record_data_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count, ...);
 void __wrap_tr_ms_record_data_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
                                 ...) {
-    TraceRecord record{TraceRecord::Form::data, component, id, token, {}, {}};
+    Trace_Record record{Trace_Record::Form::data, component, id, token, {}, {}};
     va_list arguments;
     va_start(arguments, count);
     for (uint32_t i = 0; i < count; ++i) {
@@ -103,7 +103,7 @@ void __wrap_tr_ms_record_strings_1(const char *component, uint32_t id, tr_file_t
                                    ...);
 void __wrap_tr_ms_record_strings_1(const char *component, uint32_t id, tr_file_token_t token, uint32_t count,
                                    ...) {
-    TraceRecord record{TraceRecord::Form::strings, component, id, token, {}, {}};
+    Trace_Record record{Trace_Record::Form::strings, component, id, token, {}, {}};
     va_list arguments;
     va_start(arguments, count);
     for (uint32_t i = 0; i < count; ++i) {

@@ -1,6 +1,5 @@
 // Replaces the trace library: counts registrations and keeps every record that is written.
-#ifndef HB_TEST_TRACE_DOUBLE_H
-#define HB_TEST_TRACE_DOUBLE_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -11,7 +10,7 @@
 
 namespace hb_test {
 
-struct TraceRecord {
+struct Trace_Record {
     enum class Form { id, values, data, strings };
     Form form;
     std::string component;
@@ -21,23 +20,21 @@ struct TraceRecord {
     std::vector<Bytes> data;
 };
 
-struct TraceDouble {
+struct Trace_Double {
     int registrations = 0;
     std::string component;
     unsigned char *levels = nullptr;
     const tr_category_description_t *categories = nullptr;
     uint32_t count = 0;
     bool refuse = false; // registration fails
-    std::vector<TraceRecord> records;
+    std::vector<Trace_Record> records;
 
-    std::vector<TraceRecord> with_id(uint32_t id) const;
+    std::vector<Trace_Record> with_id(uint32_t id) const;
 };
 
-TraceDouble &trace_double();
+Trace_Double &trace_double();
 
 // The token that the double returns for a category.
 tr_file_token_t token_of(unsigned category);
 
 } // namespace hb_test
-
-#endif

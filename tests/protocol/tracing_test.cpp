@@ -23,7 +23,7 @@ void set_levels(unsigned char errors, unsigned char info, unsigned char debug) {
 ISOLATED_TEST(Tracing, RegistersTheComponentWithItsThreeCategories) {
     EXPECT_EQ(0, hbc_trace_inited);
     hbc_initialize_trace_once();
-    const TraceDouble &trace = trace_double();
+    const Trace_Double &trace = trace_double();
     EXPECT_EQ(1, trace.registrations);
     EXPECT_EQ("_HBC", trace.component);
     EXPECT_EQ(hbc_trace_detail_levels, trace.levels);
@@ -55,7 +55,7 @@ ISOLATED_TEST(Tracing, RegistersOnceOnly) {
 }
 
 ISOLATED_TEST(Tracing, OpeningRegistersAlsoWhenItFailsLater) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     daemon.stop_listening();
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(1, trace_double().registrations);
@@ -64,7 +64,7 @@ ISOLATED_TEST(Tracing, OpeningRegistersAlsoWhenItFailsLater) {
 }
 
 ISOLATED_TEST(Tracing, OpeningAgainAfterTerminatingDoesNotRegisterAgain) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
     EXPECT_EQ(1, hbc_trace_inited) << "it stays registered";
@@ -74,7 +74,7 @@ ISOLATED_TEST(Tracing, OpeningAgainAfterTerminatingDoesNotRegisterAgain) {
 
 ISOLATED_TEST(Tracing, ARefusedRegistrationIsNotTriedAgainAndNothingIsTraced) {
     trace_double().refuse = true;
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     EXPECT_EQ(Hb_Success, hb_terminate());
     EXPECT_EQ(1, hbc_trace_inited);
@@ -85,17 +85,17 @@ ISOLATED_TEST(Tracing, ARefusedRegistrationIsNotTriedAgainAndNothingIsTraced) {
 // A failed registration returns no tokens. Another component of the process may still set the bytes.
 ISOLATED_TEST(Tracing, WithoutTokensNothingIsTracedWhateverTheBytesSay) {
     trace_double().refuse = true;
-    FakeDaemonPlan plan;
-    ClusterFacts cluster = small_cluster();
+    Fake_Daemon_Plan plan;
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[3].address = cluster.adapters[1].address;
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     hbc_initialize_trace_once();
     EXPECT_EQ(nullptr, pTokens);
     set_levels(1, 1, 1);
     open_library();
     daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Success, call.take());
     Hb_Adapter_Identifier adapter;
     EXPECT_EQ(Hb_Success, hb_get_first_adapter(call.group.get(), &adapter));
@@ -110,14 +110,14 @@ ISOLATED_TEST(Tracing, WithoutTokensNothingIsTracedWhateverTheBytesSay) {
 }
 
 ISOLATED_TEST(Tracing, WithAllThreeBytesZeroNoCallIsMade) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     set_levels(0, 0, 0);
     open_library();
     daemon.run(
         {send_record(reply(9, snapshot(small_cluster()))), send_record(reply(2, adapter_body({{4, 1}})))});
-    EventCall update;
+    Event_Call update;
     EXPECT_EQ(Hb_Success, update.take());
-    EventCall death;
+    Event_Call death;
     EXPECT_EQ(Hb_Success, death.take());
     Hb_Adapter_Identifier adapter;
     EXPECT_EQ(Hb_Success, hb_get_first_adapter(death.group.get(), &adapter));
@@ -129,7 +129,7 @@ ISOLATED_TEST(Tracing, WithAllThreeBytesZeroNoCallIsMade) {
 }
 
 ISOLATED_TEST(Tracing, TheLevelsOfOtherCategoriesDoNotSwitchAPointOn) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     set_levels(1, 0, 1);
     EXPECT_EQ(Hb_Success, hb_remove_socket());
@@ -148,18 +148,18 @@ ISOLATED_TEST(Tracing, RemovingTheSocketAndTheWaitSetAreRecords110And111) {
         ASSERT_EQ(2U, records.size()) << "also when there is nothing to remove";
         EXPECT_EQ(110U, records[0].id);
         EXPECT_EQ(111U, records[1].id);
-        for (const TraceRecord &record : records) {
+        for (const Trace_Record &record : records) {
             EXPECT_EQ("_HBC", record.component);
-            EXPECT_EQ(TraceRecord::Form::id, record.form);
+            EXPECT_EQ(Trace_Record::Form::id, record.form);
             EXPECT_EQ(token_of(1), record.token);
         }
     }
 }
 
 ISOLATED_TEST(Tracing, AConnectionThatIsReplacedHasNeitherRecord110Nor111) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{}, {}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     hbc_initialize_trace_once();
     set_levels(0, 1, 0);
     ASSERT_EQ(Hb_Success, hb_init_communication());
@@ -173,7 +173,7 @@ ISOLATED_TEST(Tracing, AConnectionThatIsReplacedHasNeitherRecord110Nor111) {
 }
 
 ISOLATED_TEST(Tracing, EachLoadedAdapterIsRecord118WithItsNode) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     hbc_initialize_trace_once();
     set_levels(0, 1, 0);
     open_library();
@@ -181,7 +181,7 @@ ISOLATED_TEST(Tracing, EachLoadedAdapterIsRecord118WithItsNode) {
     const uint32_t expected[][2] = {{2, 1}, {3, 1}, {4, 2}, {5, 2}, {8, 4}};
     ASSERT_EQ(5U, records.size());
     for (std::size_t i = 0; i < 5; ++i) {
-        EXPECT_EQ(TraceRecord::Form::values, records[i].form);
+        EXPECT_EQ(Trace_Record::Form::values, records[i].form);
         EXPECT_EQ(token_of(1), records[i].token);
         ASSERT_EQ(2U, records[i].values.size());
         EXPECT_EQ(expected[i][0], records[i].values[0]);
@@ -191,17 +191,17 @@ ISOLATED_TEST(Tracing, EachLoadedAdapterIsRecord118WithItsNode) {
 }
 
 ISOLATED_TEST(Tracing, ASecondAdapterOfAnAddressIsRecord119) {
-    FakeDaemonPlan plan;
-    ClusterFacts cluster = small_cluster();
+    Fake_Daemon_Plan plan;
+    Cluster_Facts cluster = small_cluster();
     cluster.adapters[3].address = cluster.adapters[1].address; // 5 has the address of 3
     plan.connections = {serve_configuration(snapshot(cluster))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     hbc_initialize_trace_once();
     set_levels(0, 1, 0);
     open_library();
     const auto records = trace_double().with_id(119);
     ASSERT_EQ(1U, records.size());
-    EXPECT_EQ(TraceRecord::Form::data, records[0].form);
+    EXPECT_EQ(Trace_Record::Form::data, records[0].form);
     EXPECT_EQ(token_of(1), records[0].token);
     ASSERT_EQ(4U, records[0].data.size());
     EXPECT_EQ(Bytes().raw("10.2.0.1").u8(0), records[0].data[0]);
@@ -211,16 +211,16 @@ ISOLATED_TEST(Tracing, ASecondAdapterOfAnAddressIsRecord119) {
 }
 
 ISOLATED_TEST(Tracing, TheWholeOfAGroupWalkIsDebug) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(reply(2, adapter_body({{4, 1}}))));
-    EventCall call;
+    Event_Call call;
     ASSERT_EQ(Hb_Success, call.take());
     set_levels(0, 0, 1);
     Hb_Adapter_Identifier adapter;
     EXPECT_EQ(Hb_Success, hb_get_first_adapter(call.group.get(), &adapter));
     std::vector<uint32_t> ids;
-    for (const TraceRecord &record : trace_double().records) {
+    for (const Trace_Record &record : trace_double().records) {
         ids.push_back(record.id);
         EXPECT_EQ(token_of(2), record.token);
     }

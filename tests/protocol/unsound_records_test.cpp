@@ -11,7 +11,7 @@ namespace hb_test {
 namespace {
 
 Bytes event(int kind, const Bytes &body) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = kind;
     header.leader[0] = 2;
     header.subscription_name = "name";
@@ -23,15 +23,15 @@ Bytes event(int kind, const Bytes &body) {
 // The event gives error 10. The caller's record loses its failure identifier and gets the sequence number.
 // Nothing else changes, in the record or in the library. The next event is read normally.
 void expect_refused(const Bytes &record) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     const Bytes before = library_state();
     daemon.run({send_record(record), send_record(event(12, {}))});
-    EventCall call;
+    Event_Call call;
     set_hb_errno(0);
     EXPECT_EQ(Hb_Failure, call.take());
     EXPECT_EQ(10, hb_get_errno());
-    EXPECT_EQ(EventCall::NO_EVENT, call.events);
+    EXPECT_EQ(Event_Call::NO_EVENT, call.events);
     EXPECT_EQ(4711U, call.sequence);
     EXPECT_EQ(Bytes().fill(48, UNTOUCHED), call.name_bytes());
     EXPECT_TRUE(same_bytes(untouched_group().put(GROUP_FFDC, Bytes().zeros(43)), call.group_bytes()));
@@ -43,8 +43,8 @@ void expect_refused(const Bytes &record) {
 
 // One adapter more than the 98,352 possible numbers, so one number appears twice. The record stays within its
 // greatest length, since it has no networks.
-ClusterFacts crowded_cluster() {
-    ClusterFacts cluster;
+Cluster_Facts crowded_cluster() {
+    Cluster_Facts cluster;
     cluster.max_nodes = 2049;
     cluster.adapters_per_node = 48;
     for (unsigned i = 0; i < 98353; ++i) {
@@ -82,16 +82,16 @@ ISOLATED_TEST(RefusedHeader, ARecordShorterThanAHeaderChangesNothingAtAll) {
                                      std::size_t{104}, std::size_t{107}}) {
         SCOPED_TRACE(length);
         for (const int kind : {2, 5, 9, 12, 15}) {
-            FakeDaemon daemon;
+            Fake_Daemon daemon;
             open_library();
             const Bytes before = library_state();
             daemon.run({send_record(event(kind, {}).first(length)), send_record(event(12, {}))});
-            EventCall call;
+            Event_Call call;
             set_hb_errno(0);
             EXPECT_EQ(Hb_Failure, call.take());
             EXPECT_EQ(10, hb_get_errno());
-            EXPECT_EQ(EventCall::NO_EVENT, call.events);
-            EXPECT_EQ(EventCall::NO_SEQUENCE, call.sequence) << "there was none in it";
+            EXPECT_EQ(Event_Call::NO_EVENT, call.events);
+            EXPECT_EQ(Event_Call::NO_SEQUENCE, call.sequence) << "there was none in it";
             EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes()));
             EXPECT_TRUE(same_bytes(before, library_state()));
             EXPECT_EQ(Hb_Success, call.take());
@@ -103,11 +103,11 @@ ISOLATED_TEST(RefusedHeader, ARecordShorterThanAHeaderChangesNothingAtAll) {
 ISOLATED_TEST(RefusedHeader, AnImpossibleLengthIsError12AndChangesNothing) {
     for (const int64_t length : {-1LL, -2147483648LL, 6298785LL, 2147483647LL}) {
         SCOPED_TRACE(length);
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         open_library();
         const Bytes before = library_state();
         daemon.run(send_raw(Bytes().i32(length).add(event(12, {}))));
-        EventCall call;
+        Event_Call call;
         EXPECT_EQ(Hb_Failure, call.take());
         EXPECT_EQ(12, hb_get_errno());
         EXPECT_TRUE(same_bytes(untouched_group(), call.group_bytes()));
@@ -233,23 +233,23 @@ ISOLATED_TEST(RefusedUpdate, WithMaxNodesOutsideTheTable) {
 ISOLATED_TEST(RefusedUpdate, WithAnAdapterNumberBeyondTheGeometry) {
     for (const int64_t number : {16LL, 98352LL, 0xFFFFFFFFLL, 0x80000000LL}) {
         SCOPED_TRACE(number);
-        ClusterFacts cluster = small_cluster();
+        Cluster_Facts cluster = small_cluster();
         cluster.adapters[3].number = number;
         expect_refused(event(9, snapshot(cluster)));
     }
 }
 
 ISOLATED_TEST(RefusedUpdate, WithTooFewNodesForItsAdapters) {
-    ClusterFacts cluster = small_cluster();
+    Cluster_Facts cluster = small_cluster();
     cluster.max_nodes = 4;
     expect_refused(event(9, snapshot(cluster)));
 }
 
 ISOLATED_TEST(RefusedUpdate, LeavesTheQueriesAnsweringFromTheOldTable) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     open_library();
     daemon.run(send_record(event(9, snapshot(small_cluster()).put_i32(NUM_NETWORKS, 49).zeros(10000))));
-    EventCall call;
+    Event_Call call;
     EXPECT_EQ(Hb_Failure, call.take());
     Hb_Adapter_Number adapter = 0;
     EXPECT_EQ(Hb_Success, hb_get_adapter_number_by_node_number(2, 1, &adapter));
@@ -263,9 +263,9 @@ ISOLATED_TEST(RefusedUpdate, LeavesTheQueriesAnsweringFromTheOldTable) {
 
 // Opening fails with error 10, and a new attempt is possible.
 void expect_opening_refused(const Bytes &record) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {{read_record(), send_record(record)}, serve_configuration(snapshot(small_cluster()))};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     set_hb_errno(0);
     EXPECT_EQ(Hb_Failure, hb_init());
     EXPECT_EQ(10, hb_get_errno());

@@ -1,11 +1,10 @@
 // The descriptor wait set.
-#include <fcntl.h>
-#include <sys/socket.h>
-
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
 
 #include <gtest/gtest.h>
 
@@ -28,7 +27,7 @@ class Pair {
             two.reset(ends[1]);
         }
     }
-    UniqueFd one, two;
+    Unique_Fd one, two;
 };
 
 // One of the three families of operations, so that each test covers all three.
@@ -146,13 +145,13 @@ TEST_P(WaitSetFamily, LeavesTheOtherTwoAlone) {
 }
 
 // Replaces only the sets and the time-out, as another transport would.
-class BareWaits : public Hb_Select_Base {
+class Bare_Waits : public Hb_Select_Base {
   public:
     Hb_Rc wait() override { return Hb_Failure; }
 };
 
 TEST(WaitSet, TheBaseStartsWithTenSeconds) {
-    const BareWaits waits;
+    const Bare_Waits waits;
     EXPECT_EQ(10, waits.wait_time.tv_sec);
     EXPECT_EQ(0, waits.wait_time.tv_usec);
     EXPECT_EQ(&waits.wait_time, waits.wait_time_ptr);
@@ -184,7 +183,7 @@ TEST(WaitSet, TheTimeOutIsStored) {
 TEST(WaitSet, EveryWaitAsksForTheWholeRangeWithTheStoredTimeOut) {
     Hb_Select waits;
     waits.timeout({0, 5});
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, waits.wait());
     const auto calls = log.calls(Call::select_);
     ASSERT_EQ(1U, calls.size());
@@ -199,7 +198,7 @@ TEST(WaitSet, WithoutATimeOutItWaitsUntilThereIsSomething) {
     Hb_Select waits;
     waits.wait_time_ptr = nullptr;
     waits.rd_set(pair.one.get());
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(Hb_Success, waits.wait());
     EXPECT_EQ(1, waits.rd_isset(pair.one.get()));
     ASSERT_EQ(1U, log.calls(Call::select_).size());
@@ -250,7 +249,7 @@ ISOLATED_TEST(WaitSet, ASignalInterruptsTheWaitWithStatus3) {
     Hb_Select waits;
     waits.timeout({30, 0});
     waits.rd_set(pair.one.get());
-    const SignalPelter pelter;
+    const Signal_Pelter pelter;
     EXPECT_EQ(Hb_Failure, waits.wait());
     EXPECT_EQ(3, waits.Error());
 }
@@ -281,7 +280,7 @@ TEST(WaitSet, EachSystemErrorHasItsStatus) {
     } rows[] = {{EINTR, 3}, {EBADF, 1}, {EAGAIN, 7}, {EFAULT, 5}, {EINVAL, 4}, {ENOMEM, 6}, {EIO, 6}};
     for (const auto &row : rows) {
         Hb_Select waits;
-        const FaultGuard fault = failing(Call::select_, row.error);
+        const Fault_Guard fault = failing(Call::select_, row.error);
         EXPECT_EQ(Hb_Failure, waits.wait());
         EXPECT_EQ(row.status, waits.Error()) << strerror(row.error);
         EXPECT_EQ(row.status, waits.myError);
@@ -292,7 +291,7 @@ TEST(WaitSet, EachSystemErrorHasItsStatus) {
 TEST(WaitSet, AStatusStaysUntilTheNextFailure) {
     Hb_Select waits;
     {
-        const FaultGuard fault = failing(Call::select_, EBADF);
+        const Fault_Guard fault = failing(Call::select_, EBADF);
         EXPECT_EQ(Hb_Failure, waits.wait());
     }
     EXPECT_EQ(Hb_Success, waits.wait());
@@ -301,7 +300,7 @@ TEST(WaitSet, AStatusStaysUntilTheNextFailure) {
 
 TEST(WaitSet, TheStatusIsReadThroughTheBase) {
     Hb_Select waits;
-    const FaultGuard fault = failing(Call::select_, EFAULT);
+    const Fault_Guard fault = failing(Call::select_, EFAULT);
     Hb_Select_Base &base = waits;
     EXPECT_EQ(Hb_Failure, base.wait());
     EXPECT_EQ(5, base.Error());

@@ -1,13 +1,12 @@
 // The retried vector write, including two odd consequences of its rule for advancing.
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -42,7 +41,7 @@ class Pair {
             all.add(bytes_of(buffer.data(), static_cast<std::size_t>(count)));
         }
     }
-    UniqueFd writing, reading;
+    Unique_Fd writing, reading;
 };
 
 // A prefix and a payload, as in the send of a record.
@@ -66,7 +65,7 @@ Fault writes_at_most(long count, int times = 1) {
 TEST(WriteRetry, WritesBothVectorsAtOnceAndGivesTheirTotal) {
     const Pair pair;
     Record record({5, 6, 7});
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(7, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     EXPECT_EQ(Bytes({3, 0, 0, 0, 5, 6, 7}), pair.drain());
     EXPECT_EQ(1U, log.calls(Call::writev_).size());
@@ -77,7 +76,7 @@ TEST(WriteRetry, LeavesTheCallersVectorsAlone) {
     const Pair pair;
     Record record({5, 6, 7});
     const Bytes before = bytes_of(record.vectors);
-    const FaultGuard partial(writes_at_most(4));
+    const Fault_Guard partial(writes_at_most(4));
     hb_writev_retry(pair.writing.get(), record.vectors.data(), 2);
     EXPECT_EQ(before, bytes_of(record.vectors));
 }
@@ -88,7 +87,7 @@ TEST(WriteRetry, AWriteOfNothingEndsItWithWhatWasWritten) {
     Fault nothing;
     nothing.call = Call::writev_;
     nothing.result = 0;
-    const FaultGuard fault(nothing);
+    const Fault_Guard fault(nothing);
     EXPECT_EQ(0, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     EXPECT_TRUE(pair.drain().empty());
 }
@@ -96,8 +95,8 @@ TEST(WriteRetry, AWriteOfNothingEndsItWithWhatWasWritten) {
 TEST(WriteRetry, AnInterruptionIsRepeatedAtOnce) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard fault = failing(Call::writev_, EINTR, 0, 3);
-    const CallLog log;
+    const Fault_Guard fault = failing(Call::writev_, EINTR, 0, 3);
+    const Call_Log log;
     EXPECT_EQ(7, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     EXPECT_EQ(4U, log.calls(Call::writev_).size());
     EXPECT_TRUE(log.calls(Call::poll_).empty());
@@ -107,8 +106,8 @@ TEST(WriteRetry, AnInterruptionIsRepeatedAtOnce) {
 TEST(WriteRetry, AFullBufferIsWaitedForWithoutLimitAndTheWriteRepeated) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard fault = failing(Call::writev_, EAGAIN, 0, 2);
-    const CallLog log;
+    const Fault_Guard fault = failing(Call::writev_, EAGAIN, 0, 2);
+    const Call_Log log;
     EXPECT_EQ(7, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     const auto waits = log.calls(Call::poll_);
     ASSERT_EQ(2U, waits.size());
@@ -120,7 +119,7 @@ TEST(WriteRetry, AFullBufferIsWaitedForWithoutLimitAndTheWriteRepeated) {
 TEST(WriteRetry, AnotherErrorIsGivenBack) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard fault = failing(Call::writev_, EIO);
+    const Fault_Guard fault = failing(Call::writev_, EIO);
     EXPECT_LT(hb_writev_retry(pair.writing.get(), record.vectors.data(), 2), 0);
     EXPECT_EQ(EIO, errno);
 }
@@ -128,8 +127,8 @@ TEST(WriteRetry, AnotherErrorIsGivenBack) {
 TEST(WriteRetry, AWriteThatEndsExactlyAfterThePrefixSendsThePrefixAgain) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard partial(writes_at_most(4));
-    const CallLog log;
+    const Fault_Guard partial(writes_at_most(4));
+    const Call_Log log;
     EXPECT_EQ(4 + 7, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     EXPECT_EQ(Bytes({3, 0, 0, 0, 3, 0, 0, 0, 5, 6, 7}), pair.drain());
     EXPECT_EQ(2U, log.calls(Call::writev_).size());
@@ -139,8 +138,8 @@ TEST(WriteRetry, AWriteThatEndsExactlyAfterThePrefixSendsThePrefixAgain) {
 TEST(WriteRetry, AWriteThatEndsInsideThePayloadFailsTheNextOne) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard partial(writes_at_most(5));
-    const CallLog log;
+    const Fault_Guard partial(writes_at_most(5));
+    const Call_Log log;
     EXPECT_LT(hb_writev_retry(pair.writing.get(), record.vectors.data(), 2), 0);
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(Bytes({3, 0, 0, 0, 5}), pair.drain());
@@ -153,7 +152,7 @@ TEST(WriteRetry, AWriteThatEndsInsideThePayloadFailsTheNextOne) {
 TEST(WriteRetry, AWriteThatEndsInsideThePrefixFailsTheNextOne) {
     const Pair pair;
     Record record({5, 6, 7});
-    const FaultGuard partial(writes_at_most(2));
+    const Fault_Guard partial(writes_at_most(2));
     EXPECT_LT(hb_writev_retry(pair.writing.get(), record.vectors.data(), 2), 0);
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(Bytes({3, 0}), pair.drain());
@@ -162,7 +161,7 @@ TEST(WriteRetry, AWriteThatEndsInsideThePrefixFailsTheNextOne) {
 TEST(WriteRetry, AnEmptyPayloadIsWrittenWithThePrefix) {
     const Pair pair;
     Record record(Bytes{});
-    const CallLog log;
+    const Call_Log log;
     EXPECT_EQ(4, hb_writev_retry(pair.writing.get(), record.vectors.data(), 2));
     EXPECT_EQ(Bytes({0, 0, 0, 0}), pair.drain());
     EXPECT_EQ(1U, log.calls(Call::writev_).size());
@@ -173,7 +172,7 @@ TEST(WriteRetry, RefusesAnotherNumberOfVectorsThanItHasRoomForAndWritesNothing) 
     char bytes[] = {1, 2, 3, 4};
     std::array<iovec, 4> vectors{{{bytes, 1}, {bytes + 1, 1}, {bytes + 2, 1}, {bytes + 3, 1}}};
     for (const int count : {3, 4, 1000000, -1, -2}) {
-        const CallLog log;
+        const Call_Log log;
         errno = 0;
         EXPECT_EQ(-1, hb_writev_retry(pair.writing.get(), vectors.data(), count)) << count;
         EXPECT_EQ(EINVAL, errno) << count;
@@ -211,19 +210,19 @@ TEST(WriteRetry, ARealPartialWriteFailsOnceThereIsRoomAgain) {
 ISOLATED_TEST(WriteRetry, TheFirstOddityIsStatus5OfASendAndTheSecondStatus9) {
     std::array<int, 2> ends{};
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()));
-    const UniqueFd other(ends[1]);
+    const Unique_Fd other(ends[1]);
     Hb_Csock connection; // not connected; it receives one end
     close(connection.sock);
     connection.sock = ends[0];
     connection.myError = 0;
     char payload[] = {5, 6, 7};
     {
-        const FaultGuard partial(writes_at_most(4));
+        const Fault_Guard partial(writes_at_most(4));
         EXPECT_EQ(Hb_Failure, connection.send(payload, 3));
         EXPECT_EQ(5, connection.Error());
     }
     {
-        const FaultGuard partial(writes_at_most(5));
+        const Fault_Guard partial(writes_at_most(5));
         EXPECT_EQ(Hb_Failure, connection.send(payload, 3));
         EXPECT_EQ(9, connection.Error());
     }

@@ -1,6 +1,5 @@
 // One kind of attack by hb_attack: what a program without many rights can do to others on its machine.
-#ifndef HB_TEST_SECURITY_ATTACK_H
-#define HB_TEST_SECURITY_ATTACK_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -31,5 +30,3 @@ void say(const std::string &line);
 void wait_for_end_of_input();
 
 } // namespace hb_test
-
-#endif

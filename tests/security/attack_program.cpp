@@ -1,10 +1,10 @@
 // hb_attack: makes one attack and prints its result.
-#include "tests/security/attack.h"
-
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <iostream>
+
+#include "tests/security/attack.h"
 
 namespace hb_test {
 

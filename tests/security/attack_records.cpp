@@ -1,10 +1,9 @@
 #include "tests/security/attack_records.h"
 
 #include <cstring>
-#include <vector>
-
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <vector>
 
 namespace hb_test {
 namespace {

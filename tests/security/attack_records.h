@@ -1,6 +1,5 @@
 // The records that a client sends to wispd, made without the library, which would not send invalid ones.
-#ifndef HB_TEST_SECURITY_ATTACK_RECORDS_H
-#define HB_TEST_SECURITY_ATTACK_RECORDS_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -24,5 +23,3 @@ std::string adapter_record(int32_t kind, int16_t network);
 bool answers(int socket);
 
 } // namespace hb_test
-
-#endif

@@ -1,7 +1,6 @@
 // Attacks on wispd's objects in the system: its lock file, the keys of its segments, its semaphores.
-#include <stdexcept>
-
 #include <fcntl.h>
+#include <stdexcept>
 #include <sys/file.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>

@@ -2,13 +2,12 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
-#include <system_error>
-
 #include <poll.h>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "tests/security/attack.h"

@@ -1,14 +1,13 @@
 // Attacks that use up shared resources: connections, subscriptions, memory, control connections, the log.
-#include "tests/security/attack.h"
-#include "tests/security/attack_records.h"
-
-#include <stdexcept>
-#include <vector>
-
 #include <poll.h>
+#include <stdexcept>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
+
+#include "tests/security/attack.h"
+#include "tests/security/attack_records.h"
 
 namespace hb_test {
 namespace {

@@ -1,10 +1,9 @@
 // Attacks with the rights that a role has, or should not have.
-#include "tests/security/attack.h"
-
 #include <stdexcept>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
+
+#include "tests/security/attack.h"
 
 namespace hb_test {
 namespace {

@@ -2,9 +2,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <vector>
-
 #include <unistd.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -5,24 +5,20 @@
 // It applies capabilities, no new privileges, umask, limits, the read-only file system, address families,
 // namespaces, executable memory, scheduling, personality and the system-call filter. The groups of system calls
 // are those of this machine's systemd-analyze.
-#include "tests/security/unit_file.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include <fcntl.h>
+#include <iostream>
 #include <linux/capability.h>
 #include <linux/mount.h>
 #include <sched.h>
 #include <seccomp.h>
+#include <set>
+#include <stdexcept>
+#include <string>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -31,6 +27,9 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <vector>
+
+#include "tests/security/unit_file.h"
 
 namespace {
 

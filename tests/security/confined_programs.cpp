@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,6 +1,5 @@
 // The programs of this build. Their wispd applies the restrictions of its unit to itself.
-#ifndef HB_TEST_SECURITY_CONFINED_PROGRAMS_H
-#define HB_TEST_SECURITY_CONFINED_PROGRAMS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -21,9 +20,7 @@ class Confined_Programs {
     Programs programs() const { return {programs_of_this_build().abi, directory_.path()}; }
 
   private:
-    TempDir directory_;
+    Temp_Dir directory_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,8 +1,8 @@
 // wispd under the restrictions of its unit follows real engines: their shared memory and sockets, and netlink.
+#include <gtest/gtest.h>
+
 #include "tests/security/confined_programs.h"
 #include "tests/support/child_process.h"
-
-#include <gtest/gtest.h>
 
 namespace hb_test {
 namespace {
@@ -14,11 +14,11 @@ TEST(Confined_Service_On_Engines, ReportsEveryFaultAndEveryRepair) {
         GTEST_SKIP() << why;
     }
     const Confined_Programs confined({"/run"}); // of each host; it contains the sockets
-    ChildProcess demo({programs_of_this_build().path("demo_cluster"), "--programs",
-                       confined.programs().directory, "--config",
-                       HB_TEST_SOURCE_DIR "/examples/demo/corosync.toml"});
+    Child_Process demo({programs_of_this_build().path("demo_cluster"), "--programs",
+                        confined.programs().directory, "--config",
+                        HB_TEST_SOURCE_DIR "/examples/demo/corosync.toml"});
     demo.close_input();
-    const std::optional<ChildEnd> end = demo.wait(Deadline(std::chrono::minutes(4)));
+    const std::optional<Child_End> end = demo.wait(Deadline(std::chrono::minutes(4)));
     ASSERT_TRUE(end) << demo.output();
     if (end->exit_status == NOT_POSSIBLE_HERE) {
         GTEST_SKIP() << demo.error_output();

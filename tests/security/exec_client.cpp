@@ -1,6 +1,5 @@
 // A client that opens the library and then executes the given program.
 #include <cstdio>
-
 #include <unistd.h>
 
 #include "hb_client.h"

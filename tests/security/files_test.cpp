@@ -1,9 +1,6 @@
 // What other accounts can do to the lock file, the keys and the semaphores of wispd.
-#include "tests/security/roles.h"
-
 #include <csignal>
 #include <fstream>
-
 #include <sched.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -12,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/security/roles.h"
 #include "tests/system/clusters.h"
 #include "tests/system/daemon.h"
 
@@ -36,9 +34,9 @@ class FilesUnderAttack : public testing::Test {
     }
 
     // Starts a program that has printed the line and runs until its input ends.
-    std::unique_ptr<ChildProcess> attack(Role role, const std::vector<std::string> &words,
-                                         const std::string &line) {
-        std::unique_ptr<ChildProcess> attacker = programs->start(role, words);
+    std::unique_ptr<Child_Process> attack(Role role, const std::vector<std::string> &words,
+                                          const std::string &line) {
+        std::unique_ptr<Child_Process> attacker = programs->start(role, words);
         const std::optional<std::string> said = attacker->read_line();
         EXPECT_TRUE(said && said->find(line) != std::string::npos)
             << said.value_or("nothing") << attacker->error_output();

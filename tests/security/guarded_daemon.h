@@ -1,13 +1,12 @@
 // A wispd that runs as root for the three roles, in a directory that every account can enter.
-#ifndef HB_TEST_SECURITY_GUARDED_DAEMON_H
-#define HB_TEST_SECURITY_GUARDED_DAEMON_H
+#pragma once
 
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 
 #include "tests/security/roles.h"
 #include "tests/system/clusters.h"
@@ -60,5 +59,3 @@ class Guarded_Daemon {
 };
 
 } // namespace hb_test
-
-#endif

@@ -2,11 +2,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <system_error>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <system_error>
 
 namespace hb_test {
 namespace {

@@ -1,6 +1,5 @@
 // The bytes that a hostile daemon sends and writes to shared memory.
-#ifndef HB_TEST_SECURITY_HOSTILE_BYTES_H
-#define HB_TEST_SECURITY_HOSTILE_BYTES_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -32,5 +31,3 @@ class Hostile_Ipc {
 };
 
 } // namespace hb_test
-
-#endif

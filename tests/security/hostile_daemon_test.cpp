@@ -1,6 +1,5 @@
 // Messages and shared memory that no honest daemon would make, and how a client handles them.
 #include <filesystem>
-
 #include <sys/stat.h>
 
 #include "tests/security/roles.h"
@@ -37,10 +36,10 @@ class Hostile_Daemon : public testing::Test {
         return programs->run(Role::client, line);
     }
 
-    TempDir directory;
+    Temp_Dir directory;
     const std::string socket = directory.file("s");
     std::optional<Public_Programs> programs;
-    std::vector<std::unique_ptr<ChildProcess>> running;
+    std::vector<std::unique_ptr<Child_Process>> running;
 };
 
 testing::AssertionResult failed_with(const Ended &end, int error) {

@@ -1,8 +1,8 @@
 // One user causes at most 200 log lines of each level a minute, including results. Omitted lines are counted.
+#include <sstream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 #include "tests/security/guarded_daemon.h"
 

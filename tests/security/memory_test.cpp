@@ -1,6 +1,5 @@
 // The memory of wispd's clients holds keys. Only root can read it from outside.
 #include <csignal>
-
 #include <sys/stat.h>
 
 #include "tests/security/roles.h"

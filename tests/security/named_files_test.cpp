@@ -1,7 +1,6 @@
 // Files that control requests name: which files an administrator can make wispd read, and what it reveals of
 // them.
 #include <fstream>
-
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,16 +1,14 @@
 // How other accounts, and the caller's environment, can affect the paths that wispd uses.
-#include "tests/security/roles.h"
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 
+#include "tests/security/roles.h"
 #include "tests/system/clusters.h"
 #include "tests/system/daemon.h"
 
@@ -48,7 +46,7 @@ class PathsUnderAttack : public testing::Test {
     Ended refusal(const std::vector<std::string> &words) const { return programs->run(Role::root, words); }
     Ended refusal() const { return refusal(wispd_line()); }
     // The same command, after these commands of a shell.
-    std::unique_ptr<ChildProcess> start_behind(const std::string &script, Role role = Role::root) const {
+    std::unique_ptr<Child_Process> start_behind(const std::string &script, Role role = Role::root) const {
         std::vector<std::string> words{"sh", "-c", script + "; exec \"$@\"", "sh"};
         const std::vector<std::string> line = wispd_line();
         words.insert(words.end(), line.begin(), line.end());
@@ -60,9 +58,9 @@ class PathsUnderAttack : public testing::Test {
                    0;
         });
     }
-    void end(ChildProcess &wispd) const {
+    void end(Child_Process &wispd) const {
         wispd.send_signal(SIGTERM);
-        const std::optional<ChildEnd> ended = wispd.wait();
+        const std::optional<Child_End> ended = wispd.wait();
         EXPECT_TRUE(ended && ended->exit_status == 0) << wispd.error_output();
     }
 
@@ -141,7 +139,7 @@ TEST_F(PathsUnderAttack, FilesHaveTheirModesWhateverTheUmask) {
     daemon->write_configuration(small_cluster_file() + "\n[daemon]\nlog_file = \"" + daemon->file("l") +
                                 "\"\n");
     for (const char *mask : {"umask 0", "umask 0777"}) {
-        const std::unique_ptr<ChildProcess> wispd = start_behind(mask);
+        const std::unique_ptr<Child_Process> wispd = start_behind(mask);
         ASSERT_TRUE(serves()) << wispd->error_output();
         EXPECT_EQ(0600U, mode_of(daemon->socket() + ".lock")) << mask;
         EXPECT_EQ(0660U, mode_of(daemon->socket())) << mask;
@@ -153,7 +151,7 @@ TEST_F(PathsUnderAttack, FilesHaveTheirModesWhateverTheUmask) {
 }
 
 TEST_F(PathsUnderAttack, ClosedDescriptorsAreOpenedBeforeAnythingElse) {
-    const std::unique_ptr<ChildProcess> wispd = start_behind("exec <&- >&- 2>&-");
+    const std::unique_ptr<Child_Process> wispd = start_behind("exec <&- >&- 2>&-");
     ASSERT_TRUE(serves());
     for (const char *descriptor : {"0", "1", "2"}) {
         const std::string link = "/proc/" + std::to_string(wispd->pid()) + "/fd/" + descriptor;
@@ -165,7 +163,7 @@ TEST_F(PathsUnderAttack, ClosedDescriptorsAreOpenedBeforeAnythingElse) {
 TEST_F(PathsUnderAttack, AnotherProcessOfTheSameUserCannotReadItsMemory) {
     const uid_t user = static_cast<uid_t>(user_of(Role::client));
     ASSERT_EQ(chown(daemon->directory().c_str(), user, user), 0);
-    const std::unique_ptr<ChildProcess> wispd = start_behind("true", Role::client);
+    const std::unique_ptr<Child_Process> wispd = start_behind("true", Role::client);
     ASSERT_TRUE(serves()) << wispd->error_output();
     const Ended opened =
         programs->run(Role::client, {"hb_attack", "open-memory", std::to_string(wispd->pid())});

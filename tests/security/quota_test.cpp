@@ -1,8 +1,8 @@
 // A user that uses up its whole share takes nothing from other users or root.
+#include <sys/resource.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sys/resource.h>
 
 #include "tests/security/guarded_daemon.h"
 
@@ -53,7 +53,7 @@ class Quota : public testing::Test {
     bool can_ask(Role role) { return guarded_->hbctl(role, {"status"}).exit_status == 0; }
 
     std::unique_ptr<Guarded_Daemon> guarded_;
-    std::vector<std::unique_ptr<ChildProcess>> attacks_;
+    std::vector<std::unique_ptr<Child_Process>> attacks_;
 };
 
 TEST_F(Quota, ConnectionsOfAUserAreBounded) {

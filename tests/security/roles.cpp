@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <ostream>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,7 +64,7 @@ Public_Programs::Public_Programs(const Programs &programs) {
     }
 }
 
-std::unique_ptr<ChildProcess> Public_Programs::start(Role role, const std::vector<std::string> &words) const {
+std::unique_ptr<Child_Process> Public_Programs::start(Role role, const std::vector<std::string> &words) const {
     std::vector<std::string> line = {"env", "LD_LIBRARY_PATH=" + directory_.path()};
     if (role != Role::root) {
         const std::string user = std::to_string(user_of(role));
@@ -76,13 +75,13 @@ std::unique_ptr<ChildProcess> Public_Programs::start(Role role, const std::vecto
     }
     line.push_back(fs::exists(path(words.front())) ? path(words.front()) : words.front());
     line.insert(line.end(), words.begin() + 1, words.end());
-    return std::make_unique<ChildProcess>(line);
+    return std::make_unique<Child_Process>(line);
 }
 
 Ended Public_Programs::run(Role role, const std::vector<std::string> &words) const {
-    const std::unique_ptr<ChildProcess> process = start(role, words);
+    const std::unique_ptr<Child_Process> process = start(role, words);
     process->close_input();
-    const std::optional<ChildEnd> end = process->wait();
+    const std::optional<Child_End> end = process->wait();
     return {end && end->signal == 0 ? end->exit_status : -1, process->output(), process->error_output()};
 }
 

@@ -1,6 +1,5 @@
 // The accounts that attacks run as, and the programs in a place where these accounts can run them.
-#ifndef HB_TEST_SECURITY_ROLES_H
-#define HB_TEST_SECURITY_ROLES_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -43,13 +42,13 @@ class Public_Programs {
     explicit Public_Programs(const Programs &programs);
 
     // words[0] is a program of the build, or any program in PATH.
-    std::unique_ptr<ChildProcess> start(Role role, const std::vector<std::string> &words) const;
+    std::unique_ptr<Child_Process> start(Role role, const std::vector<std::string> &words) const;
     // Runs it to its end, with nothing on its standard input.
     Ended run(Role role, const std::vector<std::string> &words) const;
     std::string path(const std::string &name) const { return directory_.file(name); }
 
   private:
-    TempDir directory_;
+    Temp_Dir directory_;
 };
 
 // Returns why attacks from other accounts are impossible here; empty if they are possible.
@@ -64,5 +63,3 @@ std::string why_no_roles();
             GTEST_SKIP() << why;                                                                               \
         }                                                                                                      \
     } while (false)
-
-#endif

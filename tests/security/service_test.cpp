@@ -1,6 +1,5 @@
 // wispd works under the restrictions of its unit, which tests/security/confined applies.
 #include <memory>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +18,7 @@ class Confined_Service : public testing::Test {
         if (const std::string why = why_not_confined(); !why.empty()) {
             GTEST_SKIP() << why;
         }
-        programs_ = std::make_unique<Confined_Programs>(std::vector{TempDir::root()});
+        programs_ = std::make_unique<Confined_Programs>(std::vector{Temp_Dir::root()});
     }
 
     std::unique_ptr<Confined_Programs> programs_;
@@ -53,9 +52,9 @@ TEST_F(Confined_Service, ServesItsClients) {
 // nothing.
 TEST_F(Confined_Service, MayDoNothingElse) {
     const auto confined = [](const std::string &command) {
-        ChildProcess process({confined_path(), HB_TEST_UNIT, "/bin/sh", "-c", command});
+        Child_Process process({confined_path(), HB_TEST_UNIT, "/bin/sh", "-c", command});
         process.close_input();
-        const std::optional<ChildEnd> end = process.wait();
+        const std::optional<Child_End> end = process.wait();
         return end ? end->exit_status : -1;
     };
     EXPECT_EQ(0, confined("true"));
@@ -71,10 +70,10 @@ TEST_F(Confined_Service, MayDoNothingElse) {
 // Every user may pass the directories on the way to the socket, although the unit's umask keeps files private.
 TEST(Service_Unit, MakesTheDirectoryOfTheSocketSoThatClientsReachIt) {
     const Unit_File unit(HB_TEST_UNIT);
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string line =
         replaced(unit.value("ExecStartPre").substr(1), "/var/ha", directory.path() + "/ha");
-    ChildProcess process({"/bin/sh", "-c", "umask " + unit.value("UMask") + "; " + line});
+    Child_Process process({"/bin/sh", "-c", "umask " + unit.value("UMask") + "; " + line});
     process.close_input();
     ASSERT_TRUE(process.wait());
     for (const char *made : {"/ha", "/ha/soc", "/ha/soc/wisp"}) {
@@ -88,10 +87,10 @@ TEST(Service_Unit, HasAnExposureOfAtMostThree) {
     if (access("/usr/bin/systemd-analyze", X_OK) != 0) {
         GTEST_SKIP() << "systemd-analyze is missing";
     }
-    ChildProcess process(
+    Child_Process process(
         {"systemd-analyze", "security", "--offline=true", "--no-pager", "--threshold=30", HB_TEST_UNIT});
     process.close_input();
-    const std::optional<ChildEnd> end = process.wait();
+    const std::optional<Child_End> end = process.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(0, end->exit_status) << process.output() << process.error_output();
 }

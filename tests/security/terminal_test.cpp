@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 
 #include "tests/security/roles.h"
 
@@ -29,10 +29,10 @@ class Terminal : public testing::Test {
         ASSERT_TRUE(attack->read_until("listening")) << attack->error_output();
     }
 
-    TempDir directory;
+    Temp_Dir directory;
     const std::string socket = directory.file("s");
     std::optional<Public_Programs> programs;
-    std::unique_ptr<ChildProcess> attack;
+    std::unique_ptr<Child_Process> attack;
 };
 
 // The output has only printable ASCII and ends of lines: the attacks use nothing else.

@@ -1,6 +1,5 @@
 // The settings of a service unit.
-#ifndef HB_TEST_SECURITY_UNIT_FILE_H
-#define HB_TEST_SECURITY_UNIT_FILE_H
+#pragma once
 
 #include <string>
 #include <utility>
@@ -28,5 +27,3 @@ class Unit_File {
 };
 
 } // namespace hb_test
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Nothing here uses the library's own structures, so that one wrong structure cannot make both sides of a
 // comparison wrong.
-#ifndef HB_TEST_BYTES_H
-#define HB_TEST_BYTES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -51,5 +50,3 @@ std::string hex(const Bytes &bytes);
 testing::AssertionResult same_bytes(const Bytes &expected, const Bytes &actual);
 
 } // namespace hb_test
-
-#endif

@@ -1,7 +1,7 @@
+#include <stdexcept>
+
 #include "tests/support/bytes.h"
 #include "tests/support/records.h"
-
-#include <stdexcept>
 
 namespace hb_test {
 namespace {
@@ -61,7 +61,7 @@ TEST(Records, AFrameIsTheLengthAndThePayload) {
 }
 
 TEST(Records, AReplyHas108BytesBeforeItsBody) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = 4;
     header.leader[0] = 0x11;
     header.leader[1] = 0x12;
@@ -88,7 +88,7 @@ TEST(Records, AReplyHas108BytesBeforeItsBody) {
 }
 
 TEST(Records, ASnapshotIsTheCountsTheAdaptersAndTheNetworks) {
-    ClusterFacts cluster;
+    Cluster_Facts cluster;
     cluster.local_node = 3;
     cluster.max_nodes = 9;
     cluster.adapters_per_node = 4;

@@ -1,21 +1,20 @@
 #include "tests/support/child_process.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <system_error>
 
 namespace hb_test {
 namespace {
 
 struct Pipe {
-    UniqueFd reading, writing;
+    Unique_Fd reading, writing;
 };
 
 Pipe make_pipe() {
@@ -23,7 +22,7 @@ Pipe make_pipe() {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
-    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+    return {Unique_Fd(ends[0]), Unique_Fd(ends[1])};
 }
 
 // Reads the available bytes. Returns false at the end of the stream.
@@ -38,7 +37,7 @@ bool read_available(int fd, std::string &into) {
 
 } // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string> &arguments, const Environment &environment) {
+Child_Process::Child_Process(const std::vector<std::string> &arguments, const Environment &environment) {
     Pipe input = make_pipe();
     Pipe out = make_pipe();
     Pipe err = make_pipe();
@@ -79,20 +78,20 @@ ChildProcess::ChildProcess(const std::vector<std::string> &arguments, const Envi
     err_ = std::move(err.reading);
 }
 
-ChildProcess::~ChildProcess() {
+Child_Process::~Child_Process() {
     if (!end_) {
         kill(pid_, SIGKILL);
         reap(true);
     }
 }
 
-void ChildProcess::send_signal(int signal) const {
+void Child_Process::send_signal(int signal) const {
     if (!end_) {
         kill(pid_, signal);
     }
 }
 
-void ChildProcess::write_input(const std::string &text) {
+void Child_Process::write_input(const std::string &text) {
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t count = write(input_.get(), text.data() + done, text.size() - done);
@@ -104,7 +103,7 @@ void ChildProcess::write_input(const std::string &text) {
 }
 
 // Reads whatever arrives next on either stream. Returns false at the deadline.
-bool ChildProcess::pump(const Deadline &deadline) {
+bool Child_Process::pump(const Deadline &deadline) {
     std::array<pollfd, 2> wanted{{{out_.get(), POLLIN, 0}, {err_.get(), POLLIN, 0}}};
     const int ready = poll(wanted.data(), wanted.size(), deadline.milliseconds_left());
     if (ready == 0) {
@@ -119,7 +118,7 @@ bool ChildProcess::pump(const Deadline &deadline) {
     return true;
 }
 
-std::optional<std::string> ChildProcess::read_line(const Deadline &deadline) {
+std::optional<std::string> Child_Process::read_line(const Deadline &deadline) {
     std::size_t end = 0;
     while ((end = output_.find('\n')) == std::string::npos) {
         if (!out_ || !pump(deadline)) {
@@ -131,7 +130,7 @@ std::optional<std::string> ChildProcess::read_line(const Deadline &deadline) {
     return line;
 }
 
-bool ChildProcess::read_until(const std::string &text, const Deadline &deadline) {
+bool Child_Process::read_until(const std::string &text, const Deadline &deadline) {
     while (const std::optional<std::string> line = read_line(deadline)) {
         if (line->find(text) != std::string::npos) {
             return true;
@@ -140,14 +139,14 @@ bool ChildProcess::read_until(const std::string &text, const Deadline &deadline)
     return false;
 }
 
-bool ChildProcess::reap(bool block) {
+bool Child_Process::reap(bool block) {
     int status = 0;
     pid_t got = 0;
     do {
         got = waitpid(pid_, &status, block ? 0 : WNOHANG);
     } while (got < 0 && errno == EINTR);
     if (got == pid_) {
-        ChildEnd end;
+        Child_End end;
         if (WIFSIGNALED(status)) {
             end.signal = WTERMSIG(status);
         } else {
@@ -158,12 +157,12 @@ bool ChildProcess::reap(bool block) {
     return end_.has_value();
 }
 
-bool ChildProcess::running() {
+bool Child_Process::running() {
     return !end_ && !reap(false);
 }
 
 // A grandchild may hold the streams open after the child has ended, so the child's end is checked too.
-std::optional<ChildEnd> ChildProcess::wait(const Deadline &deadline) {
+std::optional<Child_End> Child_Process::wait(const Deadline &deadline) {
     while (running()) {
         if (deadline.over()) {
             return std::nullopt;

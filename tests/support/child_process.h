@@ -1,11 +1,9 @@
 // Another program, run with pipes as its three standard streams. The destructor ends it.
-#ifndef HB_TEST_CHILD_PROCESS_H
-#define HB_TEST_CHILD_PROCESS_H
-
-#include <sys/types.h>
+#pragma once
 
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
@@ -14,22 +12,22 @@
 
 namespace hb_test {
 
-struct ChildEnd {
+struct Child_End {
     int exit_status = -1; // if no signal ended it
     int signal = 0;
 };
 
-class ChildProcess {
+class Child_Process {
   public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
     // arguments[0] is the program, looked up in PATH if it has no slash. The variables are added to this
     // process's environment. Throws if the program cannot be run.
-    explicit ChildProcess(const std::vector<std::string> &arguments, const Environment &environment = {});
-    ChildProcess(const ChildProcess &) = delete;
-    ChildProcess &operator=(const ChildProcess &) = delete;
+    explicit Child_Process(const std::vector<std::string> &arguments, const Environment &environment = {});
+    Child_Process(const Child_Process &) = delete;
+    Child_Process &operator=(const Child_Process &) = delete;
     // Kills the program if it still runs.
-    ~ChildProcess();
+    ~Child_Process();
 
     pid_t pid() const { return pid_; }
     void send_signal(int signal) const;
@@ -41,7 +39,7 @@ class ChildProcess {
     // Returns the lines up to and including the first that contains the text; false if there was none.
     bool read_until(const std::string &text, const Deadline &deadline = Deadline());
     // Waits for the end of the program and reads the rest of both streams; returns nothing at the deadline.
-    std::optional<ChildEnd> wait(const Deadline &deadline = Deadline());
+    std::optional<Child_End> wait(const Deadline &deadline = Deadline());
 
     // Everything that arrived so far and that read_line has not returned.
     const std::string &output() const { return output_; }
@@ -54,11 +52,9 @@ class ChildProcess {
     bool reap(bool block);
 
     pid_t pid_ = -1;
-    std::optional<ChildEnd> end_;
-    UniqueFd input_, out_, err_;
+    std::optional<Child_End> end_;
+    Unique_Fd input_, out_, err_;
     std::string output_, errors_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,13 +1,11 @@
-#include "tests/support/child_process.h"
-
-#include <sys/wait.h>
-
 #include <cerrno>
 #include <csignal>
+#include <sys/wait.h>
 #include <system_error>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/child_process.h"
 #include "tests/support/process_counters.h"
 
 namespace hb_test {
@@ -16,7 +14,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 TEST(ChildProcess, ReportsExitStatusAndBothStreams) {
-    ChildProcess child(Arguments{"sh", "-c", "echo out; echo err >&2; exit 4"});
+    Child_Process child(Arguments{"sh", "-c", "echo out; echo err >&2; exit 4"});
     const auto end = child.wait();
     ASSERT_TRUE(end.has_value());
     EXPECT_EQ(4, end->exit_status);
@@ -26,7 +24,7 @@ TEST(ChildProcess, ReportsExitStatusAndBothStreams) {
 }
 
 TEST(ChildProcess, InputReachesIt) {
-    ChildProcess child(Arguments{"cat"});
+    Child_Process child(Arguments{"cat"});
     child.write_input("one\ntwo\n");
     child.close_input();
     EXPECT_EQ("one", child.read_line());
@@ -36,21 +34,21 @@ TEST(ChildProcess, InputReachesIt) {
 }
 
 TEST(ChildProcess, WaitsForALine) {
-    ChildProcess child(Arguments{"sh", "-c", "echo a; echo the wanted b; echo c; read x"});
+    Child_Process child(Arguments{"sh", "-c", "echo a; echo the wanted b; echo c; read x"});
     EXPECT_TRUE(child.read_until("wanted"));
     EXPECT_EQ("c", child.read_line());
     EXPECT_TRUE(child.running());
 }
 
 TEST(ChildProcess, EnvironmentIsAdded) {
-    ChildProcess child(Arguments{"sh", "-c", "echo \"$HB_TEST_VALUE $HOME\""}, {{"HB_TEST_VALUE", "here"}});
+    Child_Process child(Arguments{"sh", "-c", "echo \"$HB_TEST_VALUE $HOME\""}, {{"HB_TEST_VALUE", "here"}});
     const auto line = child.read_line();
     ASSERT_TRUE(line.has_value());
     EXPECT_EQ(0U, line->find("here"));
 }
 
 TEST(ChildProcess, MuchOutputDoesNotStallIt) {
-    ChildProcess child(Arguments{"sh", "-c", "head -c 1000000 /dev/zero; head -c 300000 /dev/zero >&2"});
+    Child_Process child(Arguments{"sh", "-c", "head -c 1000000 /dev/zero; head -c 300000 /dev/zero >&2"});
     const auto end = child.wait();
     ASSERT_TRUE(end.has_value());
     EXPECT_EQ(0, end->exit_status);
@@ -59,7 +57,7 @@ TEST(ChildProcess, MuchOutputDoesNotStallIt) {
 }
 
 TEST(ChildProcess, ASignalEndsIt) {
-    ChildProcess child(Arguments{"sh", "-c", "echo ready; read x"});
+    Child_Process child(Arguments{"sh", "-c", "echo ready; read x"});
     ASSERT_TRUE(child.read_until("ready"));
     child.send_signal(SIGTERM);
     const auto end = child.wait();
@@ -68,7 +66,7 @@ TEST(ChildProcess, ASignalEndsIt) {
 }
 
 TEST(ChildProcess, WaitingEndsAtTheDeadline) {
-    ChildProcess child(Arguments{"sh", "-c", "read x"});
+    Child_Process child(Arguments{"sh", "-c", "read x"});
     EXPECT_FALSE(child.wait(Deadline(std::chrono::milliseconds(20))).has_value());
     EXPECT_TRUE(child.running());
 }
@@ -77,7 +75,7 @@ TEST(ChildProcess, IsKilledAndReapedWithTheObject) {
     pid_t pid = 0;
     const int before = open_descriptors();
     {
-        ChildProcess child(Arguments{"sh", "-c", "trap '' TERM; echo ready; read x"});
+        Child_Process child(Arguments{"sh", "-c", "trap '' TERM; echo ready; read x"});
         pid = child.pid();
         ASSERT_TRUE(child.read_until("ready"));
     }
@@ -88,7 +86,7 @@ TEST(ChildProcess, IsKilledAndReapedWithTheObject) {
 
 TEST(ChildProcess, AProgramThatIsNotThereIsNamed) {
     try {
-        ChildProcess child(Arguments{"/nowhere/to/be/found"});
+        Child_Process child(Arguments{"/nowhere/to/be/found"});
         FAIL() << "it was run";
     } catch (const std::system_error &error) {
         EXPECT_EQ(ENOENT, error.code().value());

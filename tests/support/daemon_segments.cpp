@@ -1,12 +1,11 @@
 #include "tests/support/daemon_segments.h"
 
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
 #include <system_error>
 
 #include "tests/support/leftovers.h"
@@ -28,8 +27,8 @@ key_t key_of(const std::string &path, int project) {
 
 } // namespace
 
-SegmentsPlan segments_for(int number_of_nodes, int number_of_adapters) {
-    SegmentsPlan plan;
+Segments_Plan segments_for(int number_of_nodes, int number_of_adapters) {
+    Segments_Plan plan;
     plan.configuration.size = 12;
     plan.configuration.content = Bytes().i32(1).i32(number_of_nodes).i32(number_of_adapters);
     plan.routes.size = static_cast<std::size_t>(number_of_nodes) * 184;
@@ -37,13 +36,13 @@ SegmentsPlan segments_for(int number_of_nodes, int number_of_adapters) {
     return plan;
 }
 
-SegmentsPlan no_segments() {
-    SegmentsPlan plan = segments_for(1);
+Segments_Plan no_segments() {
+    Segments_Plan plan = segments_for(1);
     plan.configuration.present = plan.routes.present = plan.security.present = plan.semaphores = false;
     return plan;
 }
 
-DaemonSegments::DaemonSegments(const std::string &path, const SegmentsPlan &plan) {
+Daemon_Segments::Daemon_Segments(const std::string &path, const Segments_Plan &plan) {
     try {
         make(segments_[0], path, 103, plan.configuration);
         make(segments_[1], path, 104, plan.routes);
@@ -55,11 +54,11 @@ DaemonSegments::DaemonSegments(const std::string &path, const SegmentsPlan &plan
     }
 }
 
-DaemonSegments::~DaemonSegments() {
+Daemon_Segments::~Daemon_Segments() {
     remove_all();
 }
 
-void DaemonSegments::make(Segment &segment, const std::string &path, int project, const SegmentPlan &plan) {
+void Daemon_Segments::make(Segment &segment, const std::string &path, int project, const Segment_Plan &plan) {
     if (!plan.present) {
         return;
     }
@@ -83,7 +82,7 @@ void DaemonSegments::make(Segment &segment, const std::string &path, int project
     }
 }
 
-void DaemonSegments::make_semaphores(const std::string &path, const SegmentsPlan &plan) {
+void Daemon_Segments::make_semaphores(const std::string &path, const Segments_Plan &plan) {
     if (!plan.semaphores) {
         return;
     }
@@ -94,7 +93,7 @@ void DaemonSegments::make_semaphores(const std::string &path, const SegmentsPlan
     note_made(Made::semaphores, semaphores_);
 }
 
-void DaemonSegments::remove(Segment &segment) {
+void Daemon_Segments::remove(Segment &segment) {
     if (segment.memory != nullptr) {
         shmdt(segment.memory);
         segment.memory = nullptr;
@@ -106,7 +105,7 @@ void DaemonSegments::remove(Segment &segment) {
     }
 }
 
-void DaemonSegments::remove_all() {
+void Daemon_Segments::remove_all() {
     for (Segment &segment : segments_) {
         remove(segment);
     }

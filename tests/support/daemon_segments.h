@@ -1,6 +1,5 @@
 // The three shared segments and the semaphore set, as the daemon publishes them, or with planned defects.
-#ifndef HB_TEST_DAEMON_SEGMENTS_H
-#define HB_TEST_DAEMON_SEGMENTS_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -10,34 +9,34 @@
 
 namespace hb_test {
 
-struct SegmentPlan {
+struct Segment_Plan {
     bool present = true;
     std::size_t size = 0;
     int mode = 0600;
     Bytes content; // put at the segment's start
 };
 
-struct SegmentsPlan {
-    SegmentPlan configuration; // key letter g, 12 bytes
-    SegmentPlan routes;        // key letter h, 184 bytes for each node
-    SegmentPlan security;      // key letter p, 3168 bytes
-    bool semaphores = true;    // key letter i
+struct Segments_Plan {
+    Segment_Plan configuration; // key letter g, 12 bytes
+    Segment_Plan routes;        // key letter h, 184 bytes for each node
+    Segment_Plan security;      // key letter p, 3168 bytes
+    bool semaphores = true;     // key letter i
     int semaphore_count = 2;
     int semaphore_mode = 0600;
 };
 
 // A plan with sequence number 1 and this many node slots.
-SegmentsPlan segments_for(int number_of_nodes, int number_of_adapters = 0);
+Segments_Plan segments_for(int number_of_nodes, int number_of_adapters = 0);
 // A plan without any of the four.
-SegmentsPlan no_segments();
+Segments_Plan no_segments();
 
-class DaemonSegments {
+class Daemon_Segments {
   public:
     // The keys are made from the path, which must exist. Throws if a key is already in use.
-    DaemonSegments(const std::string &path, const SegmentsPlan &plan);
-    DaemonSegments(const DaemonSegments &) = delete;
-    DaemonSegments &operator=(const DaemonSegments &) = delete;
-    ~DaemonSegments();
+    Daemon_Segments(const std::string &path, const Segments_Plan &plan);
+    Daemon_Segments(const Daemon_Segments &) = delete;
+    Daemon_Segments &operator=(const Daemon_Segments &) = delete;
+    ~Daemon_Segments();
 
     // -1 if the plan has no such segment.
     int configuration_id() const { return segments_[0].id; }
@@ -58,8 +57,8 @@ class DaemonSegments {
         int id = -1;
         char *memory = nullptr;
     };
-    void make(Segment &segment, const std::string &path, int project, const SegmentPlan &plan);
-    void make_semaphores(const std::string &path, const SegmentsPlan &plan);
+    void make(Segment &segment, const std::string &path, int project, const Segment_Plan &plan);
+    void make_semaphores(const std::string &path, const Segments_Plan &plan);
     static void remove(Segment &segment);
     void remove_all();
 
@@ -68,5 +67,3 @@ class DaemonSegments {
 };
 
 } // namespace hb_test
-
-#endif

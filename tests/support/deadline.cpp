@@ -1,9 +1,8 @@
 #include "tests/support/deadline.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <poll.h>
 
 namespace hb_test {
 

@@ -1,7 +1,6 @@
 // Waits for a condition. Deadlines are long: they only end a test that hangs, and no test result depends on how
 // long something lasted.
-#ifndef HB_TEST_DEADLINE_H
-#define HB_TEST_DEADLINE_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -28,5 +27,3 @@ bool wait_until(const std::function<bool()> &condition, const Deadline &deadline
 bool wait_readable(int fd, const Deadline &deadline = Deadline());
 
 } // namespace hb_test
-
-#endif

@@ -15,7 +15,7 @@ void put(const std::string &name, const std::optional<std::string> &value) {
 
 } // namespace
 
-EnvironmentGuard::EnvironmentGuard(const std::string &name, const std::optional<std::string> &value)
+Environment_Guard::Environment_Guard(const std::string &name, const std::optional<std::string> &value)
     : name_(name) {
     if (const char *now = std::getenv(name.c_str())) {
         before_ = now;
@@ -23,7 +23,7 @@ EnvironmentGuard::EnvironmentGuard(const std::string &name, const std::optional<
     put(name, value);
 }
 
-EnvironmentGuard::~EnvironmentGuard() {
+Environment_Guard::~Environment_Guard() {
     put(name_, before_);
 }
 

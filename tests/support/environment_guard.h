@@ -1,6 +1,5 @@
 // Sets environment variables for the duration of a scope.
-#ifndef HB_TEST_ENVIRONMENT_GUARD_H
-#define HB_TEST_ENVIRONMENT_GUARD_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -8,12 +7,12 @@
 namespace hb_test {
 
 // Sets the variable, or removes it if no value is given. The destructor restores the old value.
-class EnvironmentGuard {
+class Environment_Guard {
   public:
-    EnvironmentGuard(const std::string &name, const std::optional<std::string> &value);
-    EnvironmentGuard(const EnvironmentGuard &) = delete;
-    EnvironmentGuard &operator=(const EnvironmentGuard &) = delete;
-    ~EnvironmentGuard();
+    Environment_Guard(const std::string &name, const std::optional<std::string> &value);
+    Environment_Guard(const Environment_Guard &) = delete;
+    Environment_Guard &operator=(const Environment_Guard &) = delete;
+    ~Environment_Guard();
 
   private:
     std::string name_;
@@ -21,5 +20,3 @@ class EnvironmentGuard {
 };
 
 } // namespace hb_test
-
-#endif

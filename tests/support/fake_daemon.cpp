@@ -1,20 +1,19 @@
 #include "tests/support/fake_daemon.h"
 
-#include <fcntl.h>
-#include <linux/sockios.h>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <linux/sockios.h>
+#include <poll.h>
 #include <stdexcept>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <system_error>
 
 #include "tests/support/deadline.h"
@@ -26,14 +25,14 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-UniqueFd bound_socket(const std::string &path) {
+Unique_Fd bound_socket(const std::string &path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
         throw std::length_error("socket path too long: " + path);
     }
     std::memcpy(address.sun_path, path.data(), path.size());
-    UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    Unique_Fd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
         fail("bind " + path);
     }
@@ -121,7 +120,7 @@ Script serve_configuration(const Bytes &snapshot_body) {
     return {read_record(), send_record(reply(0, snapshot_body))};
 }
 
-FakeDaemon::FakeDaemon(const FakeDaemonPlan &plan) : plan_(plan) {
+Fake_Daemon::Fake_Daemon(const Fake_Daemon_Plan &plan) : plan_(plan) {
     listen_at(plan);
     if (plan.set_environment) {
         set_environment();
@@ -138,7 +137,7 @@ FakeDaemon::FakeDaemon(const FakeDaemonPlan &plan) : plan_(plan) {
     });
 }
 
-FakeDaemon::~FakeDaemon() {
+Fake_Daemon::~Fake_Daemon() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         stopping_ = true;
@@ -150,12 +149,12 @@ FakeDaemon::~FakeDaemon() {
 
 // A key contains only the low 16 bits of the socket's inode, so sometimes another test has the same key. The
 // socket is then made again, while the first file keeps its inode.
-void FakeDaemon::listen_at(const FakeDaemonPlan &plan) {
+void Fake_Daemon::listen_at(const Fake_Daemon_Plan &plan) {
     path_ = directory_.file(plan.socket_name);
     for (int attempt = 0;; ++attempt) {
         listener_ = bound_socket(path_);
         try {
-            segments_ = std::make_unique<DaemonSegments>(path_, plan.segments);
+            segments_ = std::make_unique<Daemon_Segments>(path_, plan.segments);
             return;
         } catch (const std::system_error &error) {
             if (error.code().value() != EEXIST || attempt == 100) {
@@ -166,15 +165,15 @@ void FakeDaemon::listen_at(const FakeDaemonPlan &plan) {
     }
 }
 
-void FakeDaemon::set_environment() {
-    environment_.push_back(std::make_unique<EnvironmentGuard>("HB_SERVER_SOCKET", path_));
-    environment_.push_back(std::make_unique<EnvironmentGuard>("HA_DOMAIN_NAME", std::nullopt));
-    environment_.push_back(std::make_unique<EnvironmentGuard>("HA_SYSPAR_NAME", std::nullopt));
+void Fake_Daemon::set_environment() {
+    environment_.push_back(std::make_unique<Environment_Guard>("HB_SERVER_SOCKET", path_));
+    environment_.push_back(std::make_unique<Environment_Guard>("HA_DOMAIN_NAME", std::nullopt));
+    environment_.push_back(std::make_unique<Environment_Guard>("HA_SYSPAR_NAME", std::nullopt));
 }
 
 // ---- The test's side ----
 
-void FakeDaemon::run(const Script &steps) {
+void Fake_Daemon::run(const Script &steps) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         queue_.insert(queue_.end(), steps.begin(), steps.end());
@@ -182,7 +181,7 @@ void FakeDaemon::run(const Script &steps) {
     wake();
 }
 
-void FakeDaemon::tell() {
+void Fake_Daemon::tell() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         ++told_;
@@ -190,7 +189,7 @@ void FakeDaemon::tell() {
     wake();
 }
 
-void FakeDaemon::stop_listening() {
+void Fake_Daemon::stop_listening() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         listening_ = false;
@@ -201,39 +200,39 @@ void FakeDaemon::stop_listening() {
     std::filesystem::remove(path_);
 }
 
-bool FakeDaemon::wait_state(const std::function<bool()> &condition) {
+bool Fake_Daemon::wait_state(const std::function<bool()> &condition) {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, GENEROUS, condition);
 }
 
-bool FakeDaemon::wait_steps_done() {
+bool Fake_Daemon::wait_steps_done() {
     return wait_state([this] { return queue_.empty() && !busy_; });
 }
 
-bool FakeDaemon::wait_connections(int count) {
+bool Fake_Daemon::wait_connections(int count) {
     return wait_state([this, count] { return connections_ >= count; });
 }
 
-bool FakeDaemon::wait_connections_ended(int count) {
+bool Fake_Daemon::wait_connections_ended(int count) {
     return wait_state([this, count] { return ended_ >= count; });
 }
 
-Bytes FakeDaemon::wait_received(std::size_t count) {
+Bytes Fake_Daemon::wait_received(std::size_t count) {
     wait_state([this, count] { return received_.size() >= count; });
     return received();
 }
 
-int FakeDaemon::connections() const {
+int Fake_Daemon::connections() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return connections_;
 }
 
-Bytes FakeDaemon::received() const {
+Bytes Fake_Daemon::received() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return received_;
 }
 
-std::vector<Bytes> FakeDaemon::received_records() const {
+std::vector<Bytes> Fake_Daemon::received_records() const {
     const Bytes all = received();
     std::vector<Bytes> records;
     std::size_t at = 0;
@@ -248,17 +247,17 @@ std::vector<Bytes> FakeDaemon::received_records() const {
     return records;
 }
 
-void FakeDaemon::forget_received() {
+void Fake_Daemon::forget_received() {
     const std::lock_guard<std::mutex> lock(mutex_);
     Bytes().swap(received_);
 }
 
-std::vector<std::string> FakeDaemon::troubles() const {
+std::vector<std::string> Fake_Daemon::troubles() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return troubles_;
 }
 
-void FakeDaemon::wake() {
+void Fake_Daemon::wake() {
     const uint64_t one = 1;
     if (wake_ && ::write(wake_.get(), &one, sizeof one) < 0 && errno != EAGAIN) {
         std::terminate();
@@ -267,18 +266,18 @@ void FakeDaemon::wake() {
 
 // ---- The daemon's thread ----
 
-void FakeDaemon::clear_wake() {
+void Fake_Daemon::clear_wake() {
     uint64_t count = 0;
     while (::read(wake_.get(), &count, sizeof count) > 0) {
     }
 }
 
-bool FakeDaemon::stopping() const {
+bool Fake_Daemon::stopping() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return stopping_;
 }
 
-void FakeDaemon::serve() {
+void Fake_Daemon::serve() {
     while (!stopping()) {
         bool listening = false;
         {
@@ -316,7 +315,7 @@ void FakeDaemon::serve() {
     }
 }
 
-std::optional<Step> FakeDaemon::next_step() {
+std::optional<Step> Fake_Daemon::next_step() {
     std::optional<Step> step;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -330,7 +329,7 @@ std::optional<Step> FakeDaemon::next_step() {
     return step;
 }
 
-void FakeDaemon::serve_connection(const Script &first) {
+void Fake_Daemon::serve_connection(const Script &first) {
     for (const Step &step : first) {
         if (!do_step(step)) {
             return;
@@ -361,7 +360,7 @@ void FakeDaemon::serve_connection(const Script &first) {
     }
 }
 
-bool FakeDaemon::do_step(const Step &step) {
+bool Fake_Daemon::do_step(const Step &step) {
     bool done = true;
     switch (step.kind) {
     case Step::Kind::read_record:
@@ -402,7 +401,7 @@ bool FakeDaemon::do_step(const Step &step) {
 }
 
 // Waits until the client's descriptor is ready, or the daemon must end.
-bool FakeDaemon::client_ready(short events) {
+bool Fake_Daemon::client_ready(short events) {
     const Deadline deadline;
     while (!stopping() && !deadline.over()) {
         std::array<pollfd, 2> wanted{{{wake_.get(), POLLIN, 0}, {connection_.get(), events, 0}}};
@@ -415,12 +414,12 @@ bool FakeDaemon::client_ready(short events) {
     return false;
 }
 
-bool FakeDaemon::poll_condition(const std::function<bool()> &condition) {
+bool Fake_Daemon::poll_condition(const std::function<bool()> &condition) {
     return wait_until([&] { return stopping() || condition(); }) && !stopping();
 }
 
 // Returns false at the end of the stream. The received bytes are kept for the test.
-bool FakeDaemon::read_some(std::size_t at_most, Bytes &into) {
+bool Fake_Daemon::read_some(std::size_t at_most, Bytes &into) {
     into.resize(at_most);
     const ssize_t count = recv(connection_.get(), into.data(), at_most, 0);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -439,7 +438,7 @@ bool FakeDaemon::read_some(std::size_t at_most, Bytes &into) {
     return true;
 }
 
-bool FakeDaemon::read_one_record() {
+bool Fake_Daemon::read_one_record() {
     Bytes record;
     std::size_t wanted = 4;
     while (record.size() < wanted) {
@@ -455,7 +454,7 @@ bool FakeDaemon::read_one_record() {
     return true;
 }
 
-bool FakeDaemon::send_all(const unsigned char *bytes, std::size_t count) {
+bool Fake_Daemon::send_all(const unsigned char *bytes, std::size_t count) {
     while (count > 0) {
         const ssize_t sent = send(connection_.get(), bytes, count, MSG_NOSIGNAL);
         if (sent > 0) {
@@ -468,7 +467,7 @@ bool FakeDaemon::send_all(const unsigned char *bytes, std::size_t count) {
     return true;
 }
 
-bool FakeDaemon::wait_all_taken() {
+bool Fake_Daemon::wait_all_taken() {
     bool gone = false;
     const bool waited = poll_condition([&] {
         int pending = 0;
@@ -480,7 +479,7 @@ bool FakeDaemon::wait_all_taken() {
     return waited && !gone;
 }
 
-bool FakeDaemon::trickle(const Bytes &bytes) {
+bool Fake_Daemon::trickle(const Bytes &bytes) {
     return std::all_of(bytes.begin(), bytes.end(),
                        [this](const unsigned char &byte) { return send_all(&byte, 1) && wait_all_taken(); });
 }

@@ -1,7 +1,6 @@
 // A daemon inside the test's own process. It listens on a UNIX socket and publishes segments and semaphores. A
 // script decides how it treats its client: it answers, delays, trickles, sends wrong data or disconnects.
-#ifndef HB_TEST_FAKE_DAEMON_H
-#define HB_TEST_FAKE_DAEMON_H
+#pragma once
 
 #include <condition_variable>
 #include <deque>
@@ -56,25 +55,25 @@ Step hang_up();
 // Reads the configuration request and answers with the snapshot.
 Script serve_configuration(const Bytes &snapshot_body);
 
-struct FakeDaemonPlan {
+struct Fake_Daemon_Plan {
     // The first steps on the first connection, on the second and so on. The last entry also serves all later
     // ones.
     std::vector<Script> connections = {serve_configuration(snapshot(small_cluster()))};
-    SegmentsPlan segments = segments_for(8, 5);
+    Segments_Plan segments = segments_for(8, 5);
     std::string socket_name = "s"; // the file's name in the directory
     bool set_environment = true;   // point HB_SERVER_SOCKET here and clear the two suffix variables
 };
 
-class FakeDaemon {
+class Fake_Daemon {
   public:
-    explicit FakeDaemon(const FakeDaemonPlan &plan = {});
-    FakeDaemon(const FakeDaemon &) = delete;
-    FakeDaemon &operator=(const FakeDaemon &) = delete;
-    ~FakeDaemon();
+    explicit Fake_Daemon(const Fake_Daemon_Plan &plan = {});
+    Fake_Daemon(const Fake_Daemon &) = delete;
+    Fake_Daemon &operator=(const Fake_Daemon &) = delete;
+    ~Fake_Daemon();
 
     const std::string &path() const { return path_; }
     const std::string &directory() const { return directory_.path(); }
-    DaemonSegments &segments() { return *segments_; }
+    Daemon_Segments &segments() { return *segments_; }
 
     // Adds steps for the current connection, or for the next one if there is none. Steps that are left when a
     // connection ends are dropped. Between and after the steps the daemon reads everything that the client
@@ -102,7 +101,7 @@ class FakeDaemon {
     std::vector<std::string> troubles() const;
 
   private:
-    void listen_at(const FakeDaemonPlan &plan);
+    void listen_at(const Fake_Daemon_Plan &plan);
     void set_environment();
     void serve();
     void serve_connection(const Script &first);
@@ -120,15 +119,15 @@ class FakeDaemon {
     void wake();
     void clear_wake();
 
-    FakeDaemonPlan plan_;
-    TempDir directory_;
+    Fake_Daemon_Plan plan_;
+    Temp_Dir directory_;
     std::string path_;
     std::vector<std::string> filler_files_;
-    UniqueFd listener_;
-    UniqueFd wake_;
-    UniqueFd connection_;
-    std::unique_ptr<DaemonSegments> segments_;
-    std::vector<std::unique_ptr<EnvironmentGuard>> environment_;
+    Unique_Fd listener_;
+    Unique_Fd wake_;
+    Unique_Fd connection_;
+    std::unique_ptr<Daemon_Segments> segments_;
+    std::vector<std::unique_ptr<Environment_Guard>> environment_;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
@@ -147,5 +146,3 @@ class FakeDaemon {
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,5 +1,9 @@
-#include "tests/support/fake_daemon.h"
-
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -7,16 +11,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-
 #include <gtest/gtest.h>
 
 #include "tests/support/deadline.h"
+#include "tests/support/fake_daemon.h"
 #include "tests/support/isolated.h"
 #include "tests/support/leftovers.h"
 #include "tests/support/process_counters.h"
@@ -24,23 +22,23 @@
 namespace hb_test {
 namespace {
 
-UniqueFd connect_to(const std::string &path) {
+Unique_Fd connect_to(const std::string &path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.data(), path.size());
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM, 0));
+    Unique_Fd fd(socket(AF_UNIX, SOCK_STREAM, 0));
     if (connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
         fd.reset();
     }
     return fd;
 }
 
-void put(const UniqueFd &fd, const Bytes &bytes) {
+void put(const Unique_Fd &fd, const Bytes &bytes) {
     ASSERT_EQ(static_cast<ssize_t>(bytes.size()), send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
 }
 
 // Reads until this many bytes have arrived, or to the end or the deadline.
-Bytes take(const UniqueFd &fd, std::size_t count) {
+Bytes take(const Unique_Fd &fd, std::size_t count) {
     Bytes all;
     while (all.size() < count && wait_readable(fd.get())) {
         Bytes some;
@@ -55,20 +53,20 @@ Bytes take(const UniqueFd &fd, std::size_t count) {
     return all;
 }
 
-bool at_end(const UniqueFd &fd) {
+bool at_end(const Unique_Fd &fd) {
     char byte = 0;
     return wait_readable(fd.get()) && read(fd.get(), &byte, 1) == 0;
 }
 
-FakeDaemonPlan plan_of(const Script &script) {
-    FakeDaemonPlan plan;
+Fake_Daemon_Plan plan_of(const Script &script) {
+    Fake_Daemon_Plan plan;
     plan.connections = {script};
     return plan;
 }
 
-ISOLATED_TEST(FakeDaemon, AnswersARequestAndRecordsIt) {
-    FakeDaemon daemon(plan_of({read_record(), send_record({1, 2, 3})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, AnswersARequestAndRecordsIt) {
+    Fake_Daemon daemon(plan_of({read_record(), send_record({1, 2, 3})}));
+    const Unique_Fd client = connect_to(daemon.path());
     put(client, {2, 0, 0, 0, 0xAB, 0xCD});
     EXPECT_EQ(Bytes({3, 0, 0, 0, 1, 2, 3}), take(client, 7));
     EXPECT_EQ(Bytes({2, 0, 0, 0, 0xAB, 0xCD}), daemon.received());
@@ -78,40 +76,40 @@ ISOLATED_TEST(FakeDaemon, AnswersARequestAndRecordsIt) {
     EXPECT_TRUE(daemon.troubles().empty());
 }
 
-ISOLATED_TEST(FakeDaemon, RecordsWhatComesBetweenTheSteps) {
-    FakeDaemon daemon(plan_of({}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, RecordsWhatComesBetweenTheSteps) {
+    Fake_Daemon daemon(plan_of({}));
+    const Unique_Fd client = connect_to(daemon.path());
     put(client, {9, 8, 7});
     EXPECT_EQ(Bytes({9, 8, 7}), daemon.wait_received(3));
 }
 
-ISOLATED_TEST(FakeDaemon, PutsRawBytesOnTheWireAsTheyAre) {
-    FakeDaemon daemon(plan_of({send_raw(Bytes().i32(-5))}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, PutsRawBytesOnTheWireAsTheyAre) {
+    Fake_Daemon daemon(plan_of({send_raw(Bytes().i32(-5))}));
+    const Unique_Fd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({0xFB, 0xFF, 0xFF, 0xFF}), take(client, 4));
 }
 
-ISOLATED_TEST(FakeDaemon, HoldsBackUntilTold) {
-    FakeDaemon daemon(plan_of({send_raw({1}), wait_told(), send_raw({2})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, HoldsBackUntilTold) {
+    Fake_Daemon daemon(plan_of({send_raw({1}), wait_told(), send_raw({2})}));
+    const Unique_Fd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({1}), take(client, 1));
     EXPECT_FALSE(wait_readable(client.get(), Deadline(std::chrono::milliseconds(20))));
     daemon.tell();
     EXPECT_EQ(Bytes({2}), take(client, 1));
 }
 
-ISOLATED_TEST(FakeDaemon, HoldsBackUntilAConditionHolds) {
+ISOLATED_TEST(Fake_Daemon, HoldsBackUntilAConditionHolds) {
     std::atomic<bool> now{false};
-    FakeDaemon daemon(plan_of({wait_for([&now] { return now.load(); }), send_raw({5})}));
-    const UniqueFd client = connect_to(daemon.path());
+    Fake_Daemon daemon(plan_of({wait_for([&now] { return now.load(); }), send_raw({5})}));
+    const Unique_Fd client = connect_to(daemon.path());
     EXPECT_FALSE(wait_readable(client.get(), Deadline(std::chrono::milliseconds(20))));
     now = true;
     EXPECT_EQ(Bytes({5}), take(client, 1));
 }
 
-ISOLATED_TEST(FakeDaemon, TricklesOneByteAtATime) {
-    FakeDaemon daemon(plan_of({trickle_raw({1, 2, 3})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, TricklesOneByteAtATime) {
+    Fake_Daemon daemon(plan_of({trickle_raw({1, 2, 3})}));
+    const Unique_Fd client = connect_to(daemon.path());
     for (unsigned char wanted = 1; wanted <= 3; ++wanted) {
         std::array<char, 8> got{};
         ASSERT_TRUE(wait_readable(client.get()));
@@ -121,19 +119,19 @@ ISOLATED_TEST(FakeDaemon, TricklesOneByteAtATime) {
     EXPECT_TRUE(daemon.wait_steps_done());
 }
 
-ISOLATED_TEST(FakeDaemon, DiesAtAnyByte) {
+ISOLATED_TEST(Fake_Daemon, DiesAtAnyByte) {
     const Bytes whole = frame({1, 2, 3});
     for (std::size_t count = 0; count <= whole.size(); ++count) {
-        FakeDaemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
-        const UniqueFd client = connect_to(daemon.path());
+        Fake_Daemon daemon(plan_of({send_raw(whole.first(count)), hang_up()}));
+        const Unique_Fd client = connect_to(daemon.path());
         EXPECT_EQ(whole.first(count), take(client, count));
         EXPECT_TRUE(at_end(client));
     }
 }
 
-ISOLATED_TEST(FakeDaemon, StopsAndStartsReading) {
-    FakeDaemon daemon(plan_of({stop_reading(), send_raw({1})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, StopsAndStartsReading) {
+    Fake_Daemon daemon(plan_of({stop_reading(), send_raw({1})}));
+    const Unique_Fd client = connect_to(daemon.path());
     ASSERT_EQ(Bytes({1}), take(client, 1));
     Bytes much;
     much.fill(65536, 'x');
@@ -150,9 +148,9 @@ ISOLATED_TEST(FakeDaemon, StopsAndStartsReading) {
     EXPECT_EQ(sent, daemon.wait_received(sent).size());
 }
 
-ISOLATED_TEST(FakeDaemon, TakesFurtherStepsWhileItServes) {
-    FakeDaemon daemon(plan_of({}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, TakesFurtherStepsWhileItServes) {
+    Fake_Daemon daemon(plan_of({}));
+    const Unique_Fd client = connect_to(daemon.path());
     ASSERT_TRUE(daemon.wait_connections(1));
     daemon.run(send_raw({1}));
     EXPECT_EQ(Bytes({1}), take(client, 1));
@@ -162,29 +160,29 @@ ISOLATED_TEST(FakeDaemon, TakesFurtherStepsWhileItServes) {
     EXPECT_TRUE(daemon.wait_connections_ended(1));
 }
 
-ISOLATED_TEST(FakeDaemon, HasAScriptForEachConnectionAndTheLastForAllMore) {
-    FakeDaemonPlan plan;
+ISOLATED_TEST(Fake_Daemon, HasAScriptForEachConnectionAndTheLastForAllMore) {
+    Fake_Daemon_Plan plan;
     plan.connections = {{send_raw({1})}, {send_raw({2})}};
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     for (const unsigned wanted : {1U, 2U, 2U}) {
-        const UniqueFd client = connect_to(daemon.path());
+        const Unique_Fd client = connect_to(daemon.path());
         EXPECT_EQ(Bytes().u8(wanted), take(client, 1));
     }
     EXPECT_EQ(3, daemon.connections());
     EXPECT_TRUE(daemon.wait_connections_ended(3));
 }
 
-ISOLATED_TEST(FakeDaemon, NamesAStepThatTheClientLeftUndone) {
-    FakeDaemon daemon(plan_of({read_record()}));
-    { const UniqueFd client = connect_to(daemon.path()); }
+ISOLATED_TEST(Fake_Daemon, NamesAStepThatTheClientLeftUndone) {
+    Fake_Daemon daemon(plan_of({read_record()}));
+    { const Unique_Fd client = connect_to(daemon.path()); }
     EXPECT_TRUE(daemon.wait_connections_ended(1));
     ASSERT_EQ(1U, daemon.troubles().size());
     EXPECT_EQ("could not finish read_record", daemon.troubles()[0]);
 }
 
-ISOLATED_TEST(FakeDaemon, NobodyConnectsOnceItStoppedListening) {
-    FakeDaemon daemon(plan_of({send_raw({1})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, NobodyConnectsOnceItStoppedListening) {
+    Fake_Daemon daemon(plan_of({send_raw({1})}));
+    const Unique_Fd client = connect_to(daemon.path());
     EXPECT_EQ(Bytes({1}), take(client, 1));
     daemon.stop_listening();
     EXPECT_FALSE(static_cast<bool>(connect_to(daemon.path())));
@@ -192,11 +190,11 @@ ISOLATED_TEST(FakeDaemon, NobodyConnectsOnceItStoppedListening) {
     EXPECT_EQ(Bytes({2}), take(client, 1)) << "who is connected stays";
 }
 
-ISOLATED_TEST(FakeDaemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
+ISOLATED_TEST(Fake_Daemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
     setenv("HA_DOMAIN_NAME", "left", 1);
     unsetenv("HB_SERVER_SOCKET");
     {
-        const FakeDaemon daemon;
+        const Fake_Daemon daemon;
         EXPECT_EQ(daemon.path(), std::getenv("HB_SERVER_SOCKET"));
         EXPECT_EQ(nullptr, std::getenv("HA_DOMAIN_NAME"));
     }
@@ -205,10 +203,10 @@ ISOLATED_TEST(FakeDaemon, PointsTheEnvironmentAtItselfAndPutsItBack) {
     unsetenv("HA_DOMAIN_NAME");
 }
 
-ISOLATED_TEST(FakeDaemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
-    FakeDaemonPlan plan;
+ISOLATED_TEST(Fake_Daemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
+    Fake_Daemon_Plan plan;
     plan.segments = segments_for(5, 9);
-    const FakeDaemon daemon(plan);
+    const Fake_Daemon daemon(plan);
     const int first = shmget(ftok(daemon.path().c_str(), 'g'), 12, 0);
     ASSERT_GE(first, 0);
     EXPECT_GE(shmget(ftok(daemon.path().c_str(), 'h'), 5U * 184U, 0), 0);
@@ -224,14 +222,14 @@ ISOLATED_TEST(FakeDaemon, PublishesTheSegmentsAndSemaphoresUnderTheirKeys) {
     shmdt(memory);
 }
 
-ISOLATED_TEST(FakeDaemon, LeavesOutOrMissizesWhatThePlanSays) {
-    FakeDaemonPlan plan;
+ISOLATED_TEST(Fake_Daemon, LeavesOutOrMissizesWhatThePlanSays) {
+    Fake_Daemon_Plan plan;
     plan.segments = segments_for(5);
     plan.segments.routes.size = 4 * 184;
     plan.segments.security.present = false;
     plan.segments.semaphores = false;
     plan.segments.configuration.mode = 0400;
-    FakeDaemon daemon(plan);
+    Fake_Daemon daemon(plan);
     EXPECT_EQ(-1, shmget(ftok(daemon.path().c_str(), 'h'), 5U * 184U, 0));
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(-1, shmget(ftok(daemon.path().c_str(), 'p'), 3168, 0));
@@ -243,13 +241,13 @@ ISOLATED_TEST(FakeDaemon, LeavesOutOrMissizesWhatThePlanSays) {
     EXPECT_EQ(0400, settings.shm_perm.mode & 0777);
 }
 
-ISOLATED_TEST(FakeDaemon, LeavesNothingBehind) {
+ISOLATED_TEST(Fake_Daemon, LeavesNothingBehind) {
     const int descriptors = open_descriptors();
     const int threads = running_threads();
     std::string path;
     int semaphores = -1;
     {
-        FakeDaemon daemon;
+        Fake_Daemon daemon;
         path = daemon.path();
         semaphores = daemon.segments().semaphores_id();
         EXPECT_TRUE(semaphores_exist(semaphores));
@@ -263,17 +261,17 @@ ISOLATED_TEST(FakeDaemon, LeavesNothingBehind) {
     EXPECT_EQ(0, segment_mappings());
 }
 
-ISOLATED_TEST(FakeDaemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
+ISOLATED_TEST(Fake_Daemon, EndsAlsoWhileAConnectionIsJustBeingMade) {
     for (int i = 0; i < 200; ++i) {
-        const FakeDaemon daemon(plan_of({}));
-        const UniqueFd client = connect_to(daemon.path());
+        const Fake_Daemon daemon(plan_of({}));
+        const Unique_Fd client = connect_to(daemon.path());
         EXPECT_TRUE(static_cast<bool>(client));
     }
 }
 
-ISOLATED_TEST(FakeDaemon, EndsAlsoInTheMiddleOfAScript) {
-    FakeDaemon daemon(plan_of({wait_told(), send_raw({1})}));
-    const UniqueFd client = connect_to(daemon.path());
+ISOLATED_TEST(Fake_Daemon, EndsAlsoInTheMiddleOfAScript) {
+    Fake_Daemon daemon(plan_of({wait_told(), send_raw({1})}));
+    const Unique_Fd client = connect_to(daemon.path());
     EXPECT_TRUE(daemon.wait_connections(1));
 }
 

@@ -1,6 +1,13 @@
 #include "tests/support/faults.h"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <poll.h>
+#include <stdexcept>
 #include <sys/ipc.h>
 #include <sys/select.h>
 #include <sys/sem.h>
@@ -8,14 +15,6 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <new>
-#include <stdexcept>
 
 namespace hb_test {
 namespace {
@@ -29,7 +28,7 @@ struct Slot {
 
 // Plain storage: access to it must not allocate, since allocations are among the wrapped calls.
 thread_local std::array<Slot, 8> slots;
-thread_local CallLog *current_log = nullptr;
+thread_local Call_Log *current_log = nullptr;
 thread_local bool logging = false;
 
 // Returns the fault for this call, or null.
@@ -62,7 +61,7 @@ bool allocation_fails(std::size_t bytes) {
 
 } // namespace
 
-void log_call(const CallRecord &record) {
+void log_call(const Call_Record &record) {
     if (current_log != nullptr && !logging) {
         logging = true; // the log's own allocations are not calls of the library
         current_log->records_.push_back(record);
@@ -70,7 +69,7 @@ void log_call(const CallRecord &record) {
     }
 }
 
-FaultGuard::FaultGuard(const Fault &fault) : slot_(0) {
+Fault_Guard::Fault_Guard(const Fault &fault) : slot_(0) {
     while (slot_ < slots.size() && slots[slot_].used) {
         ++slot_;
     }
@@ -80,45 +79,45 @@ FaultGuard::FaultGuard(const Fault &fault) : slot_(0) {
     slots[slot_] = Slot{true, fault, 0, 0};
 }
 
-FaultGuard::~FaultGuard() {
+Fault_Guard::~Fault_Guard() {
     slots[slot_].used = false;
 }
 
-int FaultGuard::hits() const {
+int Fault_Guard::hits() const {
     return slots[slot_].hit;
 }
 
-FaultGuard failing(Call call, int error, int skip, int times) {
+Fault_Guard failing(Call call, int error, int skip, int times) {
     Fault fault;
     fault.call = call;
     fault.error = error;
     fault.skip = skip;
     fault.times = times;
-    return FaultGuard(fault);
+    return Fault_Guard(fault);
 }
 
-FaultGuard failing_large_allocations(std::size_t bytes, int skip, int times) {
+Fault_Guard failing_large_allocations(std::size_t bytes, int skip, int times) {
     Fault fault;
     fault.call = Call::allocation;
     fault.skip = skip;
     fault.times = times;
     fault.bytes_from = bytes;
-    return FaultGuard(fault);
+    return Fault_Guard(fault);
 }
 
-CallLog::CallLog() {
+Call_Log::Call_Log() {
     records_.reserve(1024);
     current_log = this;
 }
 
-CallLog::~CallLog() {
+Call_Log::~Call_Log() {
     current_log = nullptr;
 }
 
-std::vector<CallRecord> CallLog::calls(Call call) const {
-    std::vector<CallRecord> wanted;
+std::vector<Call_Record> Call_Log::calls(Call call) const {
+    std::vector<Call_Record> wanted;
     std::copy_if(records_.begin(), records_.end(), std::back_inserter(wanted),
-                 [call](const CallRecord &record) { return record.call == call; });
+                 [call](const Call_Record &record) { return record.call == call; });
     return wanted;
 }
 

@@ -3,13 +3,11 @@
 // In programs that link hb_test_faults, every call of the functions below goes through here, whether the
 // library or the test makes it (linker option --wrap). Nothing changes until a fault is armed. Other threads
 // are never affected, including the fake daemon's.
-#ifndef HB_TEST_FAULTS_H
-#define HB_TEST_FAULTS_H
-
-#include <sys/types.h>
+#pragma once
 
 #include <cstddef>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace hb_test {
@@ -44,12 +42,12 @@ struct Fault {
 };
 
 // The fault lasts as long as this object.
-class FaultGuard {
+class Fault_Guard {
   public:
-    explicit FaultGuard(const Fault &fault);
-    FaultGuard(const FaultGuard &) = delete;
-    FaultGuard &operator=(const FaultGuard &) = delete;
-    ~FaultGuard();
+    explicit Fault_Guard(const Fault &fault);
+    Fault_Guard(const Fault_Guard &) = delete;
+    Fault_Guard &operator=(const Fault_Guard &) = delete;
+    ~Fault_Guard();
 
     int hits() const; // calls affected so far
 
@@ -57,33 +55,31 @@ class FaultGuard {
     std::size_t slot_;
 };
 
-FaultGuard failing(Call call, int error, int skip = 0, int times = 1);
+Fault_Guard failing(Call call, int error, int skip = 0, int times = 1);
 // Makes allocations of this many bytes or more fail.
-FaultGuard failing_large_allocations(std::size_t bytes, int skip = 0, int times = 1);
+Fault_Guard failing_large_allocations(std::size_t bytes, int skip = 0, int times = 1);
 
 // Records the arguments of this thread's wrapped calls while the object exists.
-struct CallRecord {
+struct Call_Record {
     Call call;
     long arguments[4];
 };
-class CallLog {
+class Call_Log {
   public:
-    CallLog();
-    CallLog(const CallLog &) = delete;
-    CallLog &operator=(const CallLog &) = delete;
-    ~CallLog();
+    Call_Log();
+    Call_Log(const Call_Log &) = delete;
+    Call_Log &operator=(const Call_Log &) = delete;
+    ~Call_Log();
     // socket: domain, type, protocol. setsockopt: level, option, int value, length. connect: length.
     // read, write: count. writev: count of vectors. poll: events, time-out. ftok: project. shmget: size, flags.
     // select: number of descriptors, seconds and microseconds of the time-out, or -1 twice.
     // shmat: flags. semget: count, flags. allocation: bytes. semop: one record for each operation, with its
     // semaphore, number and flags, and how many operations the call had.
-    std::vector<CallRecord> calls(Call call) const;
+    std::vector<Call_Record> calls(Call call) const;
 
   private:
-    std::vector<CallRecord> records_;
-    friend void log_call(const CallRecord &record);
+    std::vector<Call_Record> records_;
+    friend void log_call(const Call_Record &record);
 };
 
 } // namespace hb_test
-
-#endif

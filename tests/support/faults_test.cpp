@@ -1,5 +1,9 @@
-#include "tests/support/faults.h"
-
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <poll.h>
 #include <sys/ipc.h>
 #include <sys/select.h>
@@ -7,18 +11,12 @@
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
-#include <new>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/faults.h"
 #include "tests/support/unique_fd.h"
 
 namespace hb_test {
@@ -33,35 +31,35 @@ class Pair : public testing::Test {
             two.reset(ends[1]);
         }
     }
-    UniqueFd one, two;
+    Unique_Fd one, two;
 };
 
 TEST(Faults, NothingIsChangedWhileNoneIsArmed) {
-    const UniqueFd made(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Unique_Fd made(socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_TRUE(static_cast<bool>(made));
 }
 
 TEST(Faults, TheCallAfterTheSkippedOnesFails) {
-    const FaultGuard fault = failing(Call::socket_, EMFILE, 1);
-    const UniqueFd first(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Fault_Guard fault = failing(Call::socket_, EMFILE, 1);
+    const Unique_Fd first(socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_GE(first.get(), 0);
     EXPECT_EQ(-1, socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_EQ(EMFILE, errno);
-    const UniqueFd third(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Unique_Fd third(socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_GE(third.get(), 0);
     EXPECT_EQ(1, fault.hits());
 }
 
 TEST(Faults, EndWithTheirScope) {
-    { const FaultGuard fault = failing(Call::socket_, EMFILE, 0, -1); }
-    const UniqueFd made(socket(AF_UNIX, SOCK_STREAM, 0));
+    { const Fault_Guard fault = failing(Call::socket_, EMFILE, 0, -1); }
+    const Unique_Fd made(socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_GE(made.get(), 0);
 }
 
 TEST(Faults, OtherThreadsAreLeftAlone) {
-    const FaultGuard fault = failing(Call::socket_, EMFILE, 0, -1);
+    const Fault_Guard fault = failing(Call::socket_, EMFILE, 0, -1);
     std::thread other([] {
-        const UniqueFd made(socket(AF_UNIX, SOCK_STREAM, 0));
+        const Unique_Fd made(socket(AF_UNIX, SOCK_STREAM, 0));
         EXPECT_GE(made.get(), 0);
     });
     other.join();
@@ -72,7 +70,7 @@ TEST_F(Pair, AWriteCanBeMadePartial) {
     Fault partial;
     partial.call = Call::writev_;
     partial.at_most = 3;
-    const FaultGuard fault(partial);
+    const Fault_Guard fault(partial);
     char first[] = {'a', 'b'};
     char second[] = {'c', 'd'};
     iovec vectors[2] = {{first, 2}, {second, 2}};
@@ -90,14 +88,14 @@ TEST_F(Pair, ReadsCanBeCutOrAnsweredWithoutReading) {
         Fault partial;
         partial.call = Call::read_;
         partial.at_most = 2;
-        const FaultGuard fault(partial);
+        const Fault_Guard fault(partial);
         EXPECT_EQ(2, read(two.get(), got, 4));
     }
     {
         Fault end;
         end.call = Call::read_;
         end.result = 0;
-        const FaultGuard fault(end);
+        const Fault_Guard fault(end);
         EXPECT_EQ(0, read(two.get(), got, 4));
     }
     EXPECT_EQ(2, read(two.get(), got, 4));
@@ -107,66 +105,66 @@ TEST(Faults, EveryCallCanFail) {
     const int error = ENOMEM;
     char byte = 0;
     {
-        const FaultGuard fault = failing(Call::setsockopt_, error);
+        const Fault_Guard fault = failing(Call::setsockopt_, error);
         const int size = 1;
         EXPECT_EQ(-1, setsockopt(0, SOL_SOCKET, SO_SNDBUF, &size, sizeof size));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::connect_, error);
+        const Fault_Guard fault = failing(Call::connect_, error);
         const sockaddr address{};
         EXPECT_EQ(-1, connect(-1, &address, sizeof address));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::read_, error);
+        const Fault_Guard fault = failing(Call::read_, error);
         EXPECT_EQ(-1, read(-1, &byte, 1));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::writev_, error);
+        const Fault_Guard fault = failing(Call::writev_, error);
         const iovec vector{&byte, 1};
         EXPECT_EQ(-1, writev(-1, &vector, 1));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::poll_, error);
+        const Fault_Guard fault = failing(Call::poll_, error);
         EXPECT_EQ(-1, poll(nullptr, 0, 0));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::select_, error);
+        const Fault_Guard fault = failing(Call::select_, error);
         timeval none{};
         EXPECT_EQ(-1, select(0, nullptr, nullptr, nullptr, &none));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::ftok_, error);
+        const Fault_Guard fault = failing(Call::ftok_, error);
         EXPECT_EQ(-1, ftok("/", 1));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::shmget_, error);
+        const Fault_Guard fault = failing(Call::shmget_, error);
         EXPECT_EQ(-1, shmget(1, 1, 0));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::shmat_, error);
+        const Fault_Guard fault = failing(Call::shmat_, error);
         EXPECT_EQ(-1, reinterpret_cast<intptr_t>(shmat(1, nullptr, 0)));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::shmdt_, error);
+        const Fault_Guard fault = failing(Call::shmdt_, error);
         EXPECT_EQ(-1, shmdt(&byte));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::semget_, error);
+        const Fault_Guard fault = failing(Call::semget_, error);
         EXPECT_EQ(-1, semget(1, 1, 0));
         EXPECT_EQ(error, errno);
     }
     {
-        const FaultGuard fault = failing(Call::semop_, error);
+        const Fault_Guard fault = failing(Call::semop_, error);
         sembuf operation{0, 0, 0};
         const timespec at_once{0, 0};
         EXPECT_EQ(-1, semtimedop(-1, &operation, 1, &at_once));
@@ -178,7 +176,7 @@ TEST(Faults, SmallAllocationsWorkAndDoNotCountWhereLargeOnesFail) {
     std::vector<bool> made;
     made.reserve(6);
     {
-        const FaultGuard fault = failing_large_allocations(1000, 1);
+        const Fault_Guard fault = failing_large_allocations(1000, 1);
         for (const std::size_t bytes : {999U, 1000U, 10U, 1000U, 1001U}) {
             char *volatile memory = new (std::nothrow) char[bytes];
             made.push_back(memory != nullptr);
@@ -199,7 +197,7 @@ TEST(Faults, AllocationsFailInTheirOwnWay) {
     bool thrown = false;
     int hits = 0;
     {
-        const FaultGuard fault(short_memory);
+        const Fault_Guard fault(short_memory);
         from_malloc = malloc(16);
         from_calloc = calloc(2, 8);
         from_new = new (std::nothrow) char[16];
@@ -222,8 +220,8 @@ TEST(Faults, AllocationsFailInTheirOwnWay) {
 }
 
 TEST(Faults, TheLogHoldsWhatCallsWereGiven) {
-    const CallLog log;
-    const UniqueFd made(socket(AF_UNIX, SOCK_STREAM, 0));
+    const Call_Log log;
+    const Unique_Fd made(socket(AF_UNIX, SOCK_STREAM, 0));
     timeval moment{0, 7};
     select(0, nullptr, nullptr, nullptr, &moment);
     const auto sockets = log.calls(Call::socket_);

@@ -1,7 +1,6 @@
 // Includes all headers of hb_communication/ for tests. The library's own files include only the headers they
 // need.
-#ifndef HB_COMMUNICATION_H
-#define HB_COMMUNICATION_H
+#pragma once
 
 #include "lib/api/configuration_source.h"
 #include "lib/api/control.h"
@@ -20,5 +19,3 @@
 #include "lib/wire/event_view.h"
 #include "lib/wire/packet.h"
 #include "lib/wire/snapshot_view.h"
-
-#endif

@@ -1,7 +1,6 @@
 // Includes all headers of hb_global_data/ for tests. The library's own files include only the headers they
 // need.
-#ifndef HB_GLOBAL_DATA_H
-#define HB_GLOBAL_DATA_H
+#pragma once
 
 #include "lib/api/session.h"
 #include "lib/base/address_text.h"
@@ -19,5 +18,3 @@
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/hb_global_data/table_dump.h"
 #include "lib/hb_global_data/table_swap.h"
-
-#endif

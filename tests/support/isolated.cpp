@@ -1,15 +1,14 @@
 #include "tests/support/isolated.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <system_error>
 
 #include "tests/support/deadline.h"
@@ -48,14 +47,14 @@ std::string packed(const char *file, int line, const std::string &message) {
     return text;
 }
 
-std::vector<IsolatedResult::Failure> unpacked(const std::string &text) {
+std::vector<Isolated_Result::Failure> unpacked(const std::string &text) {
     std::vector<std::string> fields;
     std::size_t start = 0;
     for (std::size_t end = text.find('\0'); end != std::string::npos; end = text.find('\0', start)) {
         fields.push_back(text.substr(start, end - start));
         start = end + 1;
     }
-    std::vector<IsolatedResult::Failure> failures;
+    std::vector<Isolated_Result::Failure> failures;
     for (std::size_t i = 0; i + 2 < fields.size(); i += 3) {
         failures.push_back({fields[i], std::stoi(fields[i + 1]), fields[i + 2]});
     }
@@ -116,7 +115,7 @@ bool read_report(int fd, std::string &text, const Deadline &deadline) {
     return false;
 }
 
-void reap(pid_t child, IsolatedResult &result) {
+void reap(pid_t child, Isolated_Result &result) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
@@ -129,15 +128,15 @@ void reap(pid_t child, IsolatedResult &result) {
 
 } // namespace
 
-IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::milliseconds time) {
+Isolated_Result run_in_child(const std::function<void()> &body, std::chrono::milliseconds time) {
     share_leftovers_book();
     open_leftovers_book();
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
-    UniqueFd reading(ends[0]);
-    UniqueFd writing(ends[1]);
+    Unique_Fd reading(ends[0]);
+    Unique_Fd writing(ends[1]);
     std::fflush(nullptr);
 
     const Deadline deadline(time);
@@ -151,7 +150,7 @@ IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::mill
     }
     writing.reset();
 
-    IsolatedResult result;
+    Isolated_Result result;
     std::string report;
     if (!read_report(reading.get(), report, deadline)) {
         result.timed_out = true;
@@ -165,8 +164,8 @@ IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::mill
 }
 
 void run_isolated(const std::function<void()> &body) {
-    const IsolatedResult result = run_in_child(body);
-    for (const IsolatedResult::Failure &failure : result.failures) {
+    const Isolated_Result result = run_in_child(body);
+    for (const Isolated_Result::Failure &failure : result.failures) {
         ADD_FAILURE_AT(failure.file.c_str(), failure.line) << failure.message;
     }
     if (result.timed_out) {

@@ -1,6 +1,5 @@
 // Runs tests in a process of their own: the library keeps process-wide state, and each test needs it fresh.
-#ifndef HB_TEST_ISOLATED_H
-#define HB_TEST_ISOLATED_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -12,7 +11,7 @@
 namespace hb_test {
 
 // How a forked child ended.
-struct IsolatedResult {
+struct Isolated_Result {
     bool timed_out = false;
     int signal = 0;      // the signal that ended it, or 0
     int exit_status = 0; // if no signal ended it
@@ -28,7 +27,7 @@ struct IsolatedResult {
 inline constexpr std::chrono::seconds ISOLATED_TIME{200};
 
 // Runs the body in a forked child, which is killed at the deadline. Call it while no other thread runs.
-IsolatedResult run_in_child(const std::function<void()> &body, std::chrono::milliseconds time = ISOLATED_TIME);
+Isolated_Result run_in_child(const std::function<void()> &body, std::chrono::milliseconds time = ISOLATED_TIME);
 
 // The same, and passes every failure on to the running test.
 void run_isolated(const std::function<void()> &body);
@@ -42,5 +41,3 @@ void run_isolated(const std::function<void()> &body);
         hb_test::run_isolated(suite##_##name##_body);                                                          \
     }                                                                                                          \
     static void suite##_##name##_body()
-
-#endif

@@ -1,16 +1,14 @@
-#include "tests/support/isolated.h"
-
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
-
 #include "tests/support/deadline.h"
+#include "tests/support/isolated.h"
 #include "tests/support/leftovers.h"
 #include "tests/support/process_counters.h"
 #include "tests/support/temp_dir.h"
@@ -20,7 +18,7 @@ namespace hb_test {
 namespace {
 
 TEST(Isolated, ABodyWithoutFailuresEndsWell) {
-    const IsolatedResult result = run_in_child([] { EXPECT_EQ(1, 1); });
+    const Isolated_Result result = run_in_child([] { EXPECT_EQ(1, 1); });
     EXPECT_FALSE(result.timed_out);
     EXPECT_EQ(0, result.signal);
     EXPECT_EQ(0, result.exit_status);
@@ -29,7 +27,7 @@ TEST(Isolated, ABodyWithoutFailuresEndsWell) {
 }
 
 TEST(Isolated, FailuresComeBackWithFileLineAndMessage) {
-    const IsolatedResult result = run_in_child([] {
+    const Isolated_Result result = run_in_child([] {
         EXPECT_EQ(1, 2) << "first remark";
         ASSERT_TRUE(false) << "second remark";
         ADD_FAILURE() << "never reached";
@@ -53,19 +51,19 @@ TEST(Isolated, GlobalsChangedInTheChildAreFreshInTheParent) {
 }
 
 TEST(Isolated, AnExceptionIsAFailure) {
-    const IsolatedResult result = run_in_child([] { throw std::runtime_error("out of the body"); });
+    const Isolated_Result result = run_in_child([] { throw std::runtime_error("out of the body"); });
     ASSERT_EQ(1U, result.failures.size());
     EXPECT_NE(std::string::npos, result.failures[0].message.find("out of the body"));
 }
 
 TEST(Isolated, ASignalThatEndsTheChildIsReported) {
-    const IsolatedResult result = run_in_child([] { raise(SIGKILL); });
+    const Isolated_Result result = run_in_child([] { raise(SIGKILL); });
     EXPECT_EQ(SIGKILL, result.signal);
     EXPECT_FALSE(result.timed_out);
 }
 
 TEST(Isolated, AChildThatHangsIsKilledAtTheDeadline) {
-    const IsolatedResult result = run_in_child(
+    const Isolated_Result result = run_in_child(
         [] {
             for (;;) {
                 pause();
@@ -81,7 +79,7 @@ TEST(Isolated, AStatusOtherThanZeroIsReported) {
 }
 
 TEST(Isolated, FailuresBeforeACrashAreKept) {
-    const IsolatedResult result = run_in_child([] {
+    const Isolated_Result result = run_in_child([] {
         EXPECT_TRUE(false) << "before";
         raise(SIGKILL);
     });
@@ -90,17 +88,17 @@ TEST(Isolated, FailuresBeforeACrashAreKept) {
 }
 
 TEST(Isolated, ASegmentLeftBehindIsNamedAndRemoved) {
-    const IsolatedResult result =
+    const Isolated_Result result =
         run_in_child([] { EXPECT_GE(shmget(IPC_PRIVATE, 100, IPC_CREAT | 0600), 0); });
     ASSERT_EQ(1U, result.left_behind.size());
     EXPECT_NE(std::string::npos, result.left_behind[0].find("shared segment"));
-    for (const SegmentFacts &segment : list_segments()) {
+    for (const Segment_Facts &segment : list_segments()) {
         EXPECT_NE("shared segment " + std::to_string(segment.id) + ", never noted", result.left_behind[0]);
     }
 }
 
 TEST(Isolated, ASemaphoreSetLeftBehindIsNamedAndRemoved) {
-    const IsolatedResult result = run_in_child([] {
+    const Isolated_Result result = run_in_child([] {
         const int id = semget(IPC_PRIVATE, 1, IPC_CREAT | 0600);
         note_made(Made::semaphores, id);
     });
@@ -111,8 +109,8 @@ TEST(Isolated, ASemaphoreSetLeftBehindIsNamedAndRemoved) {
 }
 
 TEST(Isolated, ADirectoryOfAKilledTestIsRemoved) {
-    const IsolatedResult result = run_in_child([] {
-        const TempDir directory;
+    const Isolated_Result result = run_in_child([] {
+        const Temp_Dir directory;
         std::ofstream(directory.file("something")) << "text";
         raise(SIGKILL);
     });
@@ -125,7 +123,7 @@ TEST(Isolated, ADirectoryOfAKilledTestIsRemoved) {
 TEST(Isolated, OtherPeoplesSegmentsAreNotLookedAt) {
     const int mine = shmget(IPC_PRIVATE, 100, IPC_CREAT | 0600);
     ASSERT_GE(mine, 0);
-    const IsolatedResult result = run_in_child([] {});
+    const Isolated_Result result = run_in_child([] {});
     EXPECT_TRUE(result.left_behind.empty());
     EXPECT_EQ(0, shmctl(mine, IPC_RMID, nullptr)) << "it is still there to be removed";
 }
@@ -146,16 +144,16 @@ TEST(Isolated, NoDescriptorStaysOpenInTheParent) {
     EXPECT_EQ(before, open_descriptors());
 }
 
-const pid_t first_process = getpid();
+const pid_t FIRST_PROCESS = getpid();
 
 ISOLATED_TEST(Isolated, TheMacroRunsTheBodyInAChildProcess) {
-    EXPECT_NE(first_process, getpid());
-    EXPECT_EQ(first_process, getppid());
+    EXPECT_NE(FIRST_PROCESS, getpid());
+    EXPECT_EQ(FIRST_PROCESS, getppid());
 }
 
 #if defined(__SANITIZE_ADDRESS__)
 TEST(Isolated, ALeakFailsTheChild) {
-    const IsolatedResult result = run_in_child([] {
+    const Isolated_Result result = run_in_child([] {
         char *volatile lost = nullptr;
         for (int i = 0; i < 100; ++i) { // a copy of the last pointer may remain somewhere
             lost = new char[77];

@@ -1,10 +1,5 @@
 #include "tests/support/leftovers.h"
 
-#include <sys/ipc.h>
-#include <sys/mman.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -15,6 +10,10 @@
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <sys/ipc.h>
+#include <sys/mman.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
 #include <system_error>
 
 namespace hb_test {
@@ -85,7 +84,7 @@ void forget_all() {
     }
 }
 
-bool made_by(const SegmentFacts &segment, pid_t maker) {
+bool made_by(const Segment_Facts &segment, pid_t maker) {
     return segment.creator == maker && segments_of_before.count(segment.id) == 0;
 }
 
@@ -130,7 +129,7 @@ std::vector<std::string> leftovers(pid_t maker) {
             found.push_back(describe(entry));
         }
     }
-    for (const SegmentFacts &segment : list_segments()) {
+    for (const Segment_Facts &segment : list_segments()) {
         if (made_by(segment, maker) && !noted(segment.id)) {
             found.push_back("shared segment " + std::to_string(segment.id) + ", never noted");
         }
@@ -142,7 +141,7 @@ void remove_leftovers(pid_t maker) {
     for (const Entry &entry : *current_book) {
         remove(entry);
     }
-    for (const SegmentFacts &segment : list_segments()) {
+    for (const Segment_Facts &segment : list_segments()) {
         if (made_by(segment, maker)) {
             shmctl(segment.id, IPC_RMID, nullptr);
         }
@@ -153,19 +152,19 @@ void remove_leftovers(pid_t maker) {
 void open_leftovers_book() {
     forget_all();
     segments_of_before.clear();
-    for (const SegmentFacts &segment : list_segments()) {
+    for (const Segment_Facts &segment : list_segments()) {
         segments_of_before.insert(segment.id);
     }
 }
 
-std::vector<SegmentFacts> list_segments() {
-    std::vector<SegmentFacts> segments;
+std::vector<Segment_Facts> list_segments() {
+    std::vector<Segment_Facts> segments;
     std::ifstream table("/proc/sysvipc/shm");
     std::string line;
     std::getline(table, line); // the headings
     while (std::getline(table, line)) {
         std::istringstream fields(line);
-        SegmentFacts facts{};
+        Segment_Facts facts{};
         std::string permissions;
         std::string size;
         pid_t last = 0;

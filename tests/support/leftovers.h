@@ -1,12 +1,10 @@
 // Records what outlives a process unless it is removed: segments, semaphore sets, directories.
 //
 // Other tests run on the same machine at the same time, so only objects that this test made are checked.
-#ifndef HB_TEST_LEFTOVERS_H
-#define HB_TEST_LEFTOVERS_H
-
-#include <sys/types.h>
+#pragma once
 
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace hb_test {
@@ -28,15 +26,13 @@ std::vector<std::string> leftovers(pid_t maker);
 void remove_leftovers(pid_t maker);
 
 // Reads the system's own list.
-struct SegmentFacts {
+struct Segment_Facts {
     int key;
     int id;
     pid_t creator;
     unsigned long attached;
 };
-std::vector<SegmentFacts> list_segments();
+std::vector<Segment_Facts> list_segments();
 bool semaphores_exist(int id);
 
 } // namespace hb_test
-
-#endif

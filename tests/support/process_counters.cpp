@@ -1,9 +1,8 @@
 #include "tests/support/process_counters.h"
 
 #include <dirent.h>
-#include <malloc.h>
-
 #include <fstream>
+#include <malloc.h>
 #include <string>
 
 // Only the sanitizers' run-time defines it; the C library does not know its heap.

@@ -1,6 +1,5 @@
 // Counts what this process holds, so that a test can show that nothing grows.
-#ifndef HB_TEST_PROCESS_COUNTERS_H
-#define HB_TEST_PROCESS_COUNTERS_H
+#pragma once
 
 #include <cstddef>
 
@@ -12,5 +11,3 @@ int running_threads();
 std::size_t allocated_bytes(); // on the heap
 
 } // namespace hb_test
-
-#endif

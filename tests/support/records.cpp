@@ -1,7 +1,6 @@
 #include "tests/support/records.h"
 
 #include <arpa/inet.h>
-
 #include <stdexcept>
 
 namespace hb_test {
@@ -10,7 +9,7 @@ Bytes frame(const Bytes &payload) {
     return Bytes().i32(static_cast<int64_t>(payload.size())).add(payload);
 }
 
-Bytes reply(const ReplyHeader &header, const Bytes &body) {
+Bytes reply(const Reply_Header &header, const Bytes &body) {
     Bytes record;
     record.i32(header.kind);
     record.i32(header.leader[0]).i32(header.leader[1]);
@@ -24,7 +23,7 @@ Bytes reply(const ReplyHeader &header, const Bytes &body) {
 }
 
 Bytes reply(int kind, const Bytes &body) {
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = kind;
     return reply(header, body);
 }
@@ -41,7 +40,7 @@ Bytes ipv6(const std::string &text) {
     return bytes_of(address);
 }
 
-Bytes adapter_entry(const AdapterFacts &adapter) {
+Bytes adapter_entry(const Adapter_Facts &adapter) {
     if (adapter.address.size() != 16) {
         throw std::invalid_argument("an adapter's address has 16 bytes");
     }
@@ -50,27 +49,27 @@ Bytes adapter_entry(const AdapterFacts &adapter) {
     return entry.i32(adapter.number).i32(adapter.state);
 }
 
-Bytes network_entry(const NetworkFacts &network) {
+Bytes network_entry(const Network_Facts &network) {
     return Bytes().text(network.name, 70).text(network.type, 16);
 }
 
-Bytes snapshot(const ClusterFacts &cluster) {
+Bytes snapshot(const Cluster_Facts &cluster) {
     Bytes body;
     body.i16(cluster.local_node).zeros(2);
     body.i32(cluster.max_nodes).i32(cluster.adapters_per_node);
     body.i32(static_cast<int64_t>(cluster.adapters.size()));
     body.i32(static_cast<int64_t>(cluster.networks.size()));
-    for (const AdapterFacts &adapter : cluster.adapters) {
+    for (const Adapter_Facts &adapter : cluster.adapters) {
         body.add(adapter_entry(adapter));
     }
-    for (const NetworkFacts &network : cluster.networks) {
+    for (const Network_Facts &network : cluster.networks) {
         body.add(network_entry(network));
     }
     return body;
 }
 
-ClusterFacts small_cluster() {
-    ClusterFacts cluster;
+Cluster_Facts small_cluster() {
+    Cluster_Facts cluster;
     cluster.adapters = {
         {2, 0, ipv4(10, 1, 0, 1), "eth0", 1}, {3, 1, ipv4(10, 2, 0, 1), "eth1", 1},
         {4, 0, ipv4(10, 1, 0, 2), "eth0", 1}, {5, 1, ipv4(10, 2, 0, 2), "eth1", 2},

@@ -1,13 +1,12 @@
-#include <sys/shm.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sys/shm.h>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -25,25 +24,25 @@ namespace {
 TEST(EnvironmentGuard, SetsAndPutsBack) {
     setenv("HB_TEST_VARIABLE", "before", 1);
     {
-        const EnvironmentGuard guard("HB_TEST_VARIABLE", "during");
+        const Environment_Guard guard("HB_TEST_VARIABLE", "during");
         EXPECT_STREQ("during", std::getenv("HB_TEST_VARIABLE"));
     }
     EXPECT_STREQ("before", std::getenv("HB_TEST_VARIABLE"));
     {
-        const EnvironmentGuard guard("HB_TEST_VARIABLE", std::nullopt);
+        const Environment_Guard guard("HB_TEST_VARIABLE", std::nullopt);
         EXPECT_EQ(nullptr, std::getenv("HB_TEST_VARIABLE"));
     }
     EXPECT_STREQ("before", std::getenv("HB_TEST_VARIABLE"));
     unsetenv("HB_TEST_VARIABLE");
-    { const EnvironmentGuard guard("HB_TEST_VARIABLE", "during"); }
+    { const Environment_Guard guard("HB_TEST_VARIABLE", "during"); }
     EXPECT_EQ(nullptr, std::getenv("HB_TEST_VARIABLE"));
 }
 
 TEST(TempDir, IsItsOwnAndGoesWithItsContents) {
     std::string path;
     {
-        const TempDir one;
-        const TempDir two;
+        const Temp_Dir one;
+        const Temp_Dir two;
         EXPECT_NE(one.path(), two.path());
         path = one.path();
         std::filesystem::create_directory(one.file("deeper"));
@@ -58,10 +57,10 @@ TEST(UniqueFd, ClosesOnceAndMoves) {
     ASSERT_EQ(0, pipe(ends.data()));
     const int before = open_descriptors();
     {
-        UniqueFd reading(ends[0]);
-        UniqueFd moved(std::move(reading));
+        Unique_Fd reading(ends[0]);
+        Unique_Fd moved(std::move(reading));
         EXPECT_EQ(ends[0], moved.get());
-        const UniqueFd writing(ends[1]);
+        const Unique_Fd writing(ends[1]);
     }
     EXPECT_EQ(before - 2, open_descriptors());
 }
@@ -76,8 +75,8 @@ TEST(Deadline, AConditionThatHoldsIsSeenAtOnceAndOneThatDoesNotAtTheDeadline) {
 TEST(Deadline, ReadableMeansDataOrTheEnd) {
     std::array<int, 2> ends{};
     ASSERT_EQ(0, pipe(ends.data()));
-    const UniqueFd reading(ends[0]);
-    UniqueFd writing(ends[1]);
+    const Unique_Fd reading(ends[0]);
+    Unique_Fd writing(ends[1]);
     EXPECT_FALSE(wait_readable(reading.get(), Deadline(std::chrono::milliseconds(0))));
     writing.reset();
     EXPECT_TRUE(wait_readable(reading.get()));
@@ -89,7 +88,7 @@ TEST(ProcessCounters, CountWhatIsOpenedMappedStartedAndAllocated) {
     const int threads = running_threads();
     const std::size_t bytes = allocated_bytes();
 
-    const UniqueFd copy(dup(0));
+    const Unique_Fd copy(dup(0));
     EXPECT_EQ(descriptors + 1, open_descriptors());
 
     const int id = shmget(IPC_PRIVATE, 100, IPC_CREAT | 0600);
@@ -111,25 +110,25 @@ TEST(ProcessCounters, CountWhatIsOpenedMappedStartedAndAllocated) {
 TEST(SignalPelter, InterruptsABlockingCallOfTheThreadThatMadeIt) {
     std::array<int, 2> ends{};
     ASSERT_EQ(0, pipe(ends.data()));
-    const UniqueFd reading(ends[0]);
-    const UniqueFd writing(ends[1]);
-    const SignalPelter pelter;
+    const Unique_Fd reading(ends[0]);
+    const Unique_Fd writing(ends[1]);
+    const Signal_Pelter pelter;
     char byte = 0;
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(-1, read(reading.get(), &byte, 1));
         EXPECT_EQ(EINTR, errno);
     }
-    EXPECT_GE(SignalPelter::hits(), 5);
+    EXPECT_GE(Signal_Pelter::hits(), 5);
 }
 
 TEST(SignalPelter, StopsWithItsScope) {
     {
-        const SignalPelter pelter;
-        EXPECT_TRUE(wait_until([] { return SignalPelter::hits() > 0; }));
+        const Signal_Pelter pelter;
+        EXPECT_TRUE(wait_until([] { return Signal_Pelter::hits() > 0; }));
     }
-    const int after = SignalPelter::hits();
+    const int after = Signal_Pelter::hits();
     wait_until([] { return false; }, Deadline(std::chrono::milliseconds(20)));
-    EXPECT_EQ(after, SignalPelter::hits());
+    EXPECT_EQ(after, Signal_Pelter::hits());
 }
 
 } // namespace

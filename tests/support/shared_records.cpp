@@ -13,7 +13,7 @@ Bytes filled(const Bytes &bytes, std::size_t size) {
     return Bytes(bytes).zeros(size - bytes.size());
 }
 
-Bytes status(const StatusFacts &facts) {
+Bytes status(const Status_Facts &facts) {
     Bytes bytes;
     for (const int64_t word : facts.words) {
         bytes.i32(word);
@@ -50,7 +50,7 @@ Bytes empty_slot() {
     return Bytes().zeros(260);
 }
 
-Bytes security(const SecurityFacts &facts) {
+Bytes security(const Security_Facts &facts) {
     Bytes bytes;
     bytes.i32(facts.sequence).add(status(facts.previous)).add(status(facts.current));
     Bytes cache;

@@ -1,6 +1,5 @@
 // The contents of the route and security segments as the daemon writes them, built byte by byte.
-#ifndef HB_TEST_SHARED_RECORDS_H
-#define HB_TEST_SHARED_RECORDS_H
+#pragma once
 
 #include <array>
 #include <vector>
@@ -22,20 +21,18 @@ Bytes key_slot(int64_t length, const Bytes &bytes);
 Bytes key_slot(const Bytes &form);
 Bytes empty_slot();
 
-struct StatusFacts {
+struct Status_Facts {
     std::array<int64_t, 5> words{}; // security on, key count, KLOM, signing, authenticating
     Bytes key = empty_slot();
 };
-struct SecurityFacts {
+struct Security_Facts {
     int64_t sequence = 1;
-    StatusFacts previous;
-    StatusFacts current;
+    Status_Facts previous;
+    Status_Facts current;
     std::vector<Bytes> cache; // slots; omitted ones are empty
     int64_t cache_count = 0;
 };
 // The whole segment, 3168 bytes.
-Bytes security(const SecurityFacts &facts);
+Bytes security(const Security_Facts &facts);
 
 } // namespace hb_test
-
-#endif

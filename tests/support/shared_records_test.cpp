@@ -1,6 +1,6 @@
-#include "tests/support/shared_records.h"
-
 #include <stdexcept>
+
+#include "tests/support/shared_records.h"
 
 namespace hb_test {
 namespace {
@@ -19,7 +19,7 @@ TEST(RouteRecord, HasRoomForElevenHops) {
 }
 
 TEST(SecuritySegment, HasEveryFieldAtItsOffset) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.sequence = 0x11;
     facts.previous = {{1, 2, 3, 4, 5}, key_slot({0x61})};
     facts.current = {{6, 7, 8, 9, 10}, key_slot(-1, {0x62})};
@@ -45,7 +45,7 @@ TEST(SecuritySegment, HasEveryFieldAtItsOffset) {
 }
 
 TEST(SecuritySegment, HasRoomForTenCachedKeysOf256Bytes) {
-    SecurityFacts facts;
+    Security_Facts facts;
     facts.cache.assign(10, key_slot(Bytes().fill(256, 0xFF)));
     EXPECT_EQ(3168U, security(facts).size());
     facts.cache.push_back(empty_slot());

@@ -1,11 +1,10 @@
 #include "tests/support/signal_pelter.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
+#include <sys/syscall.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace hb_test {
 namespace {
@@ -18,7 +17,7 @@ void count_hit(int) {
 
 } // namespace
 
-SignalPelter::SignalPelter() {
+Signal_Pelter::Signal_Pelter() {
     hit_count = 0;
     struct sigaction action {};
     action.sa_handler = count_hit; // without SA_RESTART: a blocking call returns with EINTR
@@ -36,12 +35,12 @@ SignalPelter::SignalPelter() {
     timer_settime(timer_, 0, &pace, nullptr);
 }
 
-SignalPelter::~SignalPelter() {
+Signal_Pelter::~Signal_Pelter() {
     timer_delete(timer_);
     sigaction(SIGUSR2, &before_, nullptr);
 }
 
-int SignalPelter::hits() {
+int Signal_Pelter::hits() {
     return hit_count.load();
 }
 

@@ -1,6 +1,5 @@
 // Sends a signal again and again to the thread that made this object, so that its system calls are interrupted.
-#ifndef HB_TEST_SIGNAL_PELTER_H
-#define HB_TEST_SIGNAL_PELTER_H
+#pragma once
 
 #include <csignal>
 #include <ctime>
@@ -8,12 +7,12 @@
 namespace hb_test {
 
 // Only one may exist in a process.
-class SignalPelter {
+class Signal_Pelter {
   public:
-    SignalPelter();
-    SignalPelter(const SignalPelter &) = delete;
-    SignalPelter &operator=(const SignalPelter &) = delete;
-    ~SignalPelter();
+    Signal_Pelter();
+    Signal_Pelter(const Signal_Pelter &) = delete;
+    Signal_Pelter &operator=(const Signal_Pelter &) = delete;
+    ~Signal_Pelter();
 
     // Signals handled so far; any thread may call it.
     static int hits();
@@ -24,5 +23,3 @@ class SignalPelter {
 };
 
 } // namespace hb_test
-
-#endif

@@ -9,12 +9,12 @@
 
 namespace hb_test {
 
-std::string TempDir::root() {
+std::string Temp_Dir::root() {
     const char *root = std::getenv("TMPDIR");
     return root != nullptr && *root != '\0' ? root : "/tmp";
 }
 
-TempDir::TempDir() {
+Temp_Dir::Temp_Dir() {
     std::string pattern = root() + "/hbt.XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), "mkdtemp " + pattern);
@@ -23,7 +23,7 @@ TempDir::TempDir() {
     note_made(Made::directory, 0, path_);
 }
 
-TempDir::~TempDir() {
+Temp_Dir::~Temp_Dir() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
     note_gone(Made::directory, 0, path_);

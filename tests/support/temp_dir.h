@@ -1,18 +1,17 @@
 // A directory of the test, removed with everything in it. Its path is as short as the root allows, since a
 // socket's path must fit in 107 bytes.
-#ifndef HB_TEST_TEMP_DIR_H
-#define HB_TEST_TEMP_DIR_H
+#pragma once
 
 #include <string>
 
 namespace hb_test {
 
-class TempDir {
+class Temp_Dir {
   public:
-    TempDir();
-    TempDir(const TempDir &) = delete;
-    TempDir &operator=(const TempDir &) = delete;
-    ~TempDir();
+    Temp_Dir();
+    Temp_Dir(const Temp_Dir &) = delete;
+    Temp_Dir &operator=(const Temp_Dir &) = delete;
+    ~Temp_Dir();
 
     // The parent of all of them: TMPDIR, or /tmp.
     static std::string root();
@@ -25,5 +24,3 @@ class TempDir {
 };
 
 } // namespace hb_test
-
-#endif

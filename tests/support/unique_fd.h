@@ -1,27 +1,25 @@
 // A descriptor that closes itself.
-#ifndef HB_TEST_UNIQUE_FD_H
-#define HB_TEST_UNIQUE_FD_H
+#pragma once
 
 #include <unistd.h>
-
 #include <utility>
 
 namespace hb_test {
 
-class UniqueFd {
+class Unique_Fd {
   public:
-    UniqueFd() = default;
-    explicit UniqueFd(int fd) : fd_(fd) {}
-    UniqueFd(UniqueFd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    UniqueFd &operator=(UniqueFd &&other) noexcept {
+    Unique_Fd() = default;
+    explicit Unique_Fd(int fd) : fd_(fd) {}
+    Unique_Fd(Unique_Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Unique_Fd &operator=(Unique_Fd &&other) noexcept {
         if (this != &other) {
             reset(std::exchange(other.fd_, -1));
         }
         return *this;
     }
-    UniqueFd(const UniqueFd &) = delete;
-    UniqueFd &operator=(const UniqueFd &) = delete;
-    ~UniqueFd() { reset(); }
+    Unique_Fd(const Unique_Fd &) = delete;
+    Unique_Fd &operator=(const Unique_Fd &) = delete;
+    ~Unique_Fd() { reset(); }
 
     int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
@@ -37,5 +35,3 @@ class UniqueFd {
 };
 
 } // namespace hb_test
-
-#endif

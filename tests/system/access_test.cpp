@@ -1,14 +1,12 @@
 // Any client that can connect may read and subscribe. Only root and the members of act_group may act on the
 // node.
-#include <gtest/gtest.h>
-
+#include <filesystem>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/system/client.h"
@@ -34,9 +32,9 @@ std::string open_cluster_file() {
 }
 
 // Copies of hbctl and the libraries that every user can read; the build directory may be closed to others.
-class PublicHbctl {
+class Public_Hbctl {
   public:
-    explicit PublicHbctl(const Programs &programs) : programs_{programs.abi, directory_.path()} {
+    explicit Public_Hbctl(const Programs &programs) : programs_{programs.abi, directory_.path()} {
         EXPECT_EQ(chmod(directory_.path().c_str(), 0755), 0);
         fs::copy(programs.path("hbctl"), directory_.path());
         for (const auto &entry : fs::directory_iterator(fs::path(programs.directory).parent_path() / "lib")) {
@@ -47,14 +45,14 @@ class PublicHbctl {
     }
 
     // Runs it as a user without rights. Besides its own, that user has only the given group.
-    HbctlEnd run(const Daemon &daemon, const std::string &group, const std::vector<std::string> &words) const {
+    Hbctl_End run(const Daemon &daemon, const std::string &group, const std::vector<std::string> &words) const {
         return run_hbctl(programs_, daemon, words,
                          {"env", "LD_LIBRARY_PATH=" + directory_.path(), "setpriv", "--reuid", NOBODY,
                           "--regid", NOBODY, "--groups", group});
     }
 
   private:
-    TempDir directory_;
+    Temp_Dir directory_;
     Programs programs_;
 };
 
@@ -67,11 +65,11 @@ class Access : public testing::TestWithParam<Setup> {
     }
     void TearDown() override { EXPECT_TRUE(daemon.stop()); }
 
-    HbctlEnd hbctl_as(const std::string &group, const std::vector<std::string> &words) {
+    Hbctl_End hbctl_as(const std::string &group, const std::vector<std::string> &words) {
         return hbctl.run(daemon, group, words);
     }
     testing::AssertionResult is_refused(const std::vector<std::string> &words, const std::string &error) {
-        const HbctlEnd end = hbctl_as(NOBODY, words);
+        const Hbctl_End end = hbctl_as(NOBODY, words);
         const bool as_expected =
             end.exit_status == 1 && end.output.empty() && end.errors.ends_with(" (error " + error + ")\n");
         return as_expected ? testing::AssertionSuccess()
@@ -86,7 +84,7 @@ class Access : public testing::TestWithParam<Setup> {
         return all;
     }
 
-    PublicHbctl hbctl{GetParam().clients.back()};
+    Public_Hbctl hbctl{GetParam().clients.back()};
     Daemon daemon{GetParam().daemon, open_cluster_file()};
 };
 
@@ -97,7 +95,7 @@ TEST_P(Access, EverybodyWhoMayConnectCanListenAndAsk) {
     EXPECT_EQ(hbctl_as(NOBODY, {"adapter-state", "3"}).output, "ADAPTER  STATE\n      3  up\n");
     EXPECT_EQ(hbctl_as(NOBODY, {"keys"}).exit_status, 0);
     EXPECT_EQ(hbctl_as(NOBODY, {"client-heartbeat", "3"}).exit_status, 0);
-    const HbctlEnd events = hbctl_as(NOBODY, {"watch", "--count", "2", "--timeout", "300"});
+    const Hbctl_End events = hbctl_as(NOBODY, {"watch", "--count", "2", "--timeout", "300"});
     EXPECT_EQ(events.exit_status, 0) << events.errors;
     EXPECT_NE(events.output.find("3 nodes: 1-3"), std::string::npos) << events.output;
 }
@@ -136,11 +134,11 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
 }
 
 TEST_P(Access, MembersOfTheGroupThatConnectsMayNotAct) {
-    const HbctlEnd end = hbctl_as(DAEMON, {"unconfigure", "2"});
-    EXPECT_EQ(end, (HbctlEnd{1, "",
-                             "hbctl: cannot remove the address of adapter 2: the daemon does not permit "
-                             "this user to act: run as "
-                             "root or as a member of its act_group (error 3)\n"}));
+    const Hbctl_End end = hbctl_as(DAEMON, {"unconfigure", "2"});
+    EXPECT_EQ(end, (Hbctl_End{1, "",
+                              "hbctl: cannot remove the address of adapter 2: the daemon does not permit "
+                              "this user to act: run as "
+                              "root or as a member of its act_group (error 3)\n"}));
 }
 
 TEST_P(Access, MembersOfTheActGroupMayAct) {
@@ -174,13 +172,13 @@ TEST_P(DefaultAccess, GivesOthersNothing) {
     ASSERT_EQ(chmod(daemon.directory().c_str(), 0755), 0);
     EXPECT_EQ(fs::status(daemon.socket()).permissions() & fs::perms::others_all, fs::perms::none);
     EXPECT_EQ(fs::status(daemon.control()).permissions() & fs::perms::others_all, fs::perms::none);
-    const IpcIds ids = daemon.ipc_ids();
+    const Ipc_Ids ids = daemon.ipc_ids();
     for (int segment = 0; segment < 3; ++segment) {
         EXPECT_EQ(mode_of_segment(ids[static_cast<std::size_t>(segment)]) & 0007U, 0U) << segment;
     }
     EXPECT_EQ(mode_of_semaphores(ids[3]) & 0007U, 0U);
     EXPECT_EQ(fs::status(daemon.control()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    const HbctlEnd end = PublicHbctl(GetParam().clients.back()).run(daemon, NOBODY, {"status"});
+    const Hbctl_End end = Public_Hbctl(GetParam().clients.back()).run(daemon, NOBODY, {"status"});
     EXPECT_EQ(end.exit_status, 1);
     EXPECT_NE(end.errors.find("permission denied"), std::string::npos) << end.errors;
     EXPECT_TRUE(daemon.stop());

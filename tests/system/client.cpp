@@ -1,9 +1,9 @@
 #include "tests/system/client.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <regex>
+
+#include <gtest/gtest.h>
 
 namespace hb_test {
 namespace {
@@ -14,7 +14,7 @@ std::vector<std::string> command_line(const Programs &programs, const std::vecto
     return line;
 }
 
-ChildProcess::Environment on_socket(const std::string &socket, ChildProcess::Environment environment) {
+Child_Process::Environment on_socket(const std::string &socket, Child_Process::Environment environment) {
     environment.insert(environment.end(),
                        {{"HB_SERVER_SOCKET", socket}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
     return environment;
@@ -23,7 +23,7 @@ ChildProcess::Environment on_socket(const std::string &socket, ChildProcess::Env
 } // namespace
 
 Client::Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands,
-               const ChildProcess::Environment &environment)
+               const Child_Process::Environment &environment)
     : abi_(programs.abi), process_(command_line(programs, commands), on_socket(socket, environment)) {}
 
 // wispd makes every identifier unique, so a test cannot know its text. The test compares identities instead.
@@ -71,7 +71,7 @@ std::string Client::ask(const std::string &command) {
 
 bool Client::end() {
     process_.close_input();
-    const std::optional<ChildEnd> end = process_.wait();
+    const std::optional<Child_End> end = process_.wait();
     return end && end->signal == 0 && end->exit_status == 0;
 }
 

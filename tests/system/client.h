@@ -1,6 +1,5 @@
 // The client program, run as a child process; also several of them at once.
-#ifndef HB_TEST_SYSTEM_CLIENT_H
-#define HB_TEST_SYSTEM_CLIENT_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -16,7 +15,7 @@ class Client {
   public:
     // The program runs these commands first; client_program.cpp lists them.
     Client(const Programs &programs, const std::string &socket, const std::vector<std::string> &commands = {},
-           const ChildProcess::Environment &environment = {});
+           const Child_Process::Environment &environment = {});
 
     void order(const std::string &command) { process_.write_input(command + "\n"); }
     // Returns the next line that it prints; a text in brackets if there is none. Failure identifiers made by
@@ -42,7 +41,7 @@ class Client {
     std::string with_short_id(const std::string &line);
 
     std::string abi_;
-    ChildProcess process_;
+    Child_Process process_;
     std::chrono::seconds patience_ = GENEROUS;
     std::vector<std::string> ids_;
 };
@@ -58,5 +57,3 @@ void order_all(Clients &clients, const std::string &command);
 void expect_good_ends(Clients &clients);
 
 } // namespace hb_test
-
-#endif

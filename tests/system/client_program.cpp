@@ -13,17 +13,16 @@
 //   heartbeat                          the heartbeat settings that the daemon sent last
 //
 // and what client_requests.cpp lists.
-#include <poll.h>
-#include <unistd.h>
-
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
+#include <poll.h>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "hb_client.h"

@@ -10,12 +10,11 @@
 #include "tests/system/client_requests.h"
 
 #include <arpa/inet.h>
+#include <functional>
 #include <grp.h>
+#include <map>
 #include <sys/prctl.h>
 #include <unistd.h>
-
-#include <functional>
-#include <map>
 
 namespace hb_test {
 namespace {

@@ -1,6 +1,5 @@
 // The client program's commands for requests and shared segments; events and configuration are elsewhere.
-#ifndef HB_TEST_SYSTEM_CLIENT_REQUESTS_H
-#define HB_TEST_SYSTEM_CLIENT_REQUESTS_H
+#pragma once
 
 #include "tests/system/client_text.h"
 
@@ -10,5 +9,3 @@ namespace hb_test {
 bool obey_request(const Words &words);
 
 } // namespace hb_test
-
-#endif

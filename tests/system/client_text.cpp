@@ -1,7 +1,6 @@
 #include "tests/system/client_text.h"
 
 #include <arpa/inet.h>
-
 #include <array>
 #include <cstdio>
 

@@ -1,6 +1,5 @@
 // The output of the client program: one line for each result.
-#ifndef HB_TEST_SYSTEM_CLIENT_TEXT_H
-#define HB_TEST_SYSTEM_CLIENT_TEXT_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -20,5 +19,3 @@ std::string number(long long value);
 std::string address_text(const Hb_IP_address6 &address);
 
 } // namespace hb_test
-
-#endif

@@ -155,23 +155,23 @@ struct Refused_Service {
     int exit_status;
 };
 
-Refused_Service run_with(const std::string &program, const ChildProcess::Environment &settings) {
+Refused_Service run_with(const std::string &program, const Child_Process::Environment &settings) {
     const Programs own = programs_of_this_build();
-    const TempDir directory;
-    ChildProcess::Environment environment = service_preloaded(own);
+    const Temp_Dir directory;
+    Child_Process::Environment environment = service_preloaded(own);
     environment.insert(environment.end(), {{"HB_SERVER_SOCKET", directory.file("no_daemon")},
                                            {"HA_DOMAIN_NAME", ""},
                                            {"HA_SYSPAR_NAME", ""},
                                            {"HB_MOX_SIM_CONFIG", ""},
                                            {"HB_MOX_SIM_CONTROL", ""}});
     environment.insert(environment.end(), settings.begin(), settings.end());
-    ChildProcess process({own.path(program), "--version"}, environment);
-    const std::optional<ChildEnd> end = process.wait();
+    Child_Process process({own.path(program), "--version"}, environment);
+    const std::optional<Child_End> end = process.wait();
     return {process.output(), process.error_output(), end ? end->exit_status : -1};
 }
 
 TEST(Cluster_Service_Refused, AFileThatCannotBeTakenIsSaidWithItsPlaceAndTheQueriesFail) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string path = directory.file("bad.toml");
     std::ofstream(path) << "[cluster]\nlocal_node = 1\nmax_nodes = \"many\"\nadapters_per_node = 2\n";
     const Refused_Service refused = run_with("cluster_events_example", {{"HB_MOX_SIM_CONFIG", path}});
@@ -182,7 +182,7 @@ TEST(Cluster_Service_Refused, AFileThatCannotBeTakenIsSaidWithItsPlaceAndTheQuer
 }
 
 TEST(Cluster_Service_Fork, AChildHasNoServiceAndItsEndTakesNothingFromTheParent) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string path = directory.file("cluster.toml");
     std::ofstream(path) << small_cluster_file();
     const Refused_Service run =
@@ -208,7 +208,7 @@ TEST(Cluster_Service_Refused, NoFileIsSaid) {
 }
 
 TEST(Cluster_Service_Refused, AControlSocketThatCannotBeMadeIsSaid) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string path = directory.file("cluster.toml");
     std::ofstream(path) << small_cluster_file();
     const Refused_Service refused =

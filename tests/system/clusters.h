@@ -1,6 +1,5 @@
 // Configuration files for wispd.
-#ifndef HB_TEST_SYSTEM_CLUSTERS_H
-#define HB_TEST_SYSTEM_CLUSTERS_H
+#pragma once
 
 #include <string>
 
@@ -21,5 +20,3 @@ std::string two_chains_file();
 std::string replaced(std::string text, const std::string &what, const std::string &with);
 
 } // namespace hb_test
-
-#endif

@@ -1,10 +1,9 @@
 // The command lines of wispd, wispctl and hbctl: what they print for correct and for wrong input.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <csignal>
 #include <fstream>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/environment_guard.h"
@@ -21,9 +20,9 @@ struct Outcome {
 };
 
 Outcome run(const std::vector<std::string> &command) {
-    ChildProcess process(command, {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
+    Child_Process process(command, {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
     process.close_input();
-    const std::optional<ChildEnd> end = process.wait();
+    const std::optional<Child_End> end = process.wait();
     EXPECT_TRUE(end && end->signal == 0) << command[0];
     return {end ? end->exit_status : -1, process.output(), process.error_output()};
 }
@@ -81,7 +80,7 @@ TEST_F(WispdFile, WithAWrongTypeIsRefusedWithWhatWasExpected) {
 }
 
 TEST(Wispd, WithoutItsFileSaysWhichOne) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const Outcome outcome = run(
         {programs_of_this_build().path("wispd"), "--config", directory.file("absent.toml"), "--foreground"});
     EXPECT_EQ(outcome.status, 2);
@@ -134,27 +133,27 @@ TEST(Wispd, WithAPathTooLongForASocketRefuses) {
 
 TEST(Wispd, AndItsClientsFindEachOtherByTheEnvironment) {
     Daemon daemon(programs_of_this_build(), small_cluster_file());
-    const ChildProcess::Environment environment{
+    const Child_Process::Environment environment{
         {"HB_SERVER_SOCKET", daemon.file("base")}, {"HA_DOMAIN_NAME", "dom"}, {"HA_SYSPAR_NAME", "other"}};
     daemon.set_environment(environment);
     daemon.name_socket_by_environment("base.dom");
     ASSERT_TRUE(daemon.start());
-    ChildProcess hbctl({daemon.programs().path("hbctl"), "--json", "status"}, environment);
+    Child_Process hbctl({daemon.programs().path("hbctl"), "--json", "status"}, environment);
     EXPECT_NE(hbctl.read_line().value_or("").find("\"socket\":\"" + daemon.socket() + "\""), std::string::npos);
-    ChildProcess wispctl({daemon.programs().path("wispctl"), "node-down", "3"}, environment);
-    const std::optional<ChildEnd> end = wispctl.wait();
+    Child_Process wispctl({daemon.programs().path("wispctl"), "node-down", "3"}, environment);
+    const std::optional<Child_End> end = wispctl.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0) << wispctl.error_output();
     EXPECT_TRUE(daemon.stop());
 }
 
 // Ends a wispd that is not a child of the test. The lock file holds its process id.
-class BackgroundEnd {
+class Background_End {
   public:
-    explicit BackgroundEnd(std::string lock) : lock_(std::move(lock)) {}
-    BackgroundEnd(const BackgroundEnd &) = delete;
-    BackgroundEnd &operator=(const BackgroundEnd &) = delete;
-    ~BackgroundEnd() {
+    explicit Background_End(std::string lock) : lock_(std::move(lock)) {}
+    Background_End(const Background_End &) = delete;
+    Background_End &operator=(const Background_End &) = delete;
+    ~Background_End() {
         std::ifstream lock(lock_);
         std::string word;
         pid_t pid = 0;
@@ -171,12 +170,12 @@ class BackgroundEnd {
 TEST(Wispd, InTheBackgroundServesOnceTheCommandHasReturned) {
     Daemon place(programs_of_this_build(), small_cluster_file());
     place.write_configuration(small_cluster_file() + "\n[daemon]\nlog_file = \"" + place.file("log") + "\"\n");
-    const BackgroundEnd end(place.socket() + ".lock");
+    const Background_End end(place.socket() + ".lock");
     const Outcome started = run(
         {place.programs().path("wispd"), "--config", place.configuration_file(), "--socket", place.socket()});
     EXPECT_EQ(started.status, 0) << started.errors;
     EXPECT_EQ(started.errors, "");
-    const IpcIds ids = place.ipc_ids();
+    const Ipc_Ids ids = place.ipc_ids();
     EXPECT_EQ(existing(ids).size(), 4u);
     Client client(place.programs(), place.socket(), {"open", "totals"});
     EXPECT_EQ(client.lines(2), (std::vector<std::string>{"opened", "local 1 nodes 4 networks 2 adapters 7"}));
@@ -302,7 +301,7 @@ TEST_F(Wispctl, TheControlSocketAnswersEveryLineAndSaysWhatItDoesNotUnderstand) 
 }
 
 TEST(WispctlAlone, WithoutADaemonSaysSoInOneLineAndExits1) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const Outcome outcome =
         run({programs_of_this_build().path("wispctl"), "--control", directory.file("nobody"), "state"});
     EXPECT_EQ(outcome.status, 1);
@@ -324,9 +323,9 @@ TEST(WispdTimeline, ThatIsBrokenIsRefusedAtTheStartWithItsPlace) {
 }
 
 TEST(Hbctl, WithoutADaemonSaysSoInOneLineAndExits1) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string path = directory.file("nobody");
-    const EnvironmentGuard socket("HB_SERVER_SOCKET", path);
+    const Environment_Guard socket("HB_SERVER_SOCKET", path);
     for (const char *verb : {"status", "nodes", "networks", "adapters", "sites", "watch"}) {
         const Outcome outcome = run({programs_of_this_build().path("hbctl"), verb});
         EXPECT_EQ(outcome.status, 1) << verb;

@@ -1,13 +1,11 @@
 // The daemon carries out its programs' requests, and every client receives the result.
-#include <gtest/gtest.h>
-
+#include <algorithm>
+#include <array>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/deadline.h"
@@ -46,18 +44,18 @@ class Control : public testing::TestWithParam<Setup> {
         }
     }
 
-    HbctlEnd hbctl(const std::vector<std::string> &words) {
+    Hbctl_End hbctl(const std::vector<std::string> &words) {
         return run_hbctl(GetParam().clients.back(), daemon, words);
     }
     // The command succeeds and prints this line.
     testing::AssertionResult does(const std::vector<std::string> &words, const std::string &line) {
-        const HbctlEnd end = hbctl(words);
+        const Hbctl_End end = hbctl(words);
         return end == said(line) ? testing::AssertionSuccess()
                                  : testing::AssertionFailure() << testing::PrintToString(end);
     }
     testing::AssertionResult is_refused(const std::vector<std::string> &words, const std::string &line) {
-        const HbctlEnd end = hbctl(words);
-        return end == HbctlEnd{1, "", "hbctl: " + line + "\n"}
+        const Hbctl_End end = hbctl(words);
+        return end == Hbctl_End{1, "", "hbctl: " + line + "\n"}
                    ? testing::AssertionSuccess()
                    : testing::AssertionFailure() << testing::PrintToString(end);
     }
@@ -229,7 +227,7 @@ class Endpoint {
 
   private:
     std::string path_;
-    UniqueFd socket_;
+    Unique_Fd socket_;
 };
 
 TEST_P(Control, AMulticastReachesTheEndpointsOfItsNodesAndIsLogged) {
@@ -247,9 +245,9 @@ TEST_P(Control, AMulticastReachesTheEndpointsOfItsNodesAndIsLogged) {
     EXPECT_TRUE(is_refused({"multicast", "--port", "7000", "--nodes", "2", largest + "m"},
                            "cannot deliver a message of 9937 bytes: the message is too large (error 53)"));
     EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "2"}),
-              (HbctlEnd{1, "",
-                        "hbctl: cannot send an empty message: give it as an argument or on standard "
-                        "input\n"}));
+              (Hbctl_End{1, "",
+                         "hbctl: cannot send an empty message: give it as an argument or on standard "
+                         "input\n"}));
 }
 
 SYSTEM_TESTS(Control);

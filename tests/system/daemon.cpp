@@ -1,15 +1,14 @@
 #include "tests/system/daemon.h"
 
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
 
 #include "tests/support/leftovers.h"
 #include "tests/system/stream.h"
@@ -27,7 +26,7 @@ std::string read_file(const std::string &path) {
     return text.str();
 }
 
-void remove(const IpcIds &ids) {
+void remove(const Ipc_Ids &ids) {
     for (std::size_t i = 0; i < ids.size(); ++i) {
         if (ids[i] >= 0 && i == SEMAPHORES) {
             semctl(ids[i], 0, IPC_RMID);
@@ -45,7 +44,7 @@ bool segment_exists(int id) {
 
 std::vector<std::string> segments_made_by(pid_t pid) {
     std::vector<std::string> found;
-    for (const SegmentFacts &segment : list_segments()) {
+    for (const Segment_Facts &segment : list_segments()) {
         if (segment.creator == pid && segment_exists(segment.id)) {
             found.push_back("shared segment " + std::to_string(segment.id));
         }
@@ -63,8 +62,8 @@ std::string joined(const std::vector<std::string> &parts) {
 
 } // namespace
 
-IpcIds ipc_ids_of(const std::string &socket) {
-    IpcIds ids{-1, -1, -1, -1};
+Ipc_Ids ipc_ids_of(const std::string &socket) {
+    Ipc_Ids ids{-1, -1, -1, -1};
     for (std::size_t i = 0; i < ids.size(); ++i) {
         const key_t key = ftok(socket.c_str(), KEY_LETTERS[i]);
         if (key != -1) {
@@ -74,7 +73,7 @@ IpcIds ipc_ids_of(const std::string &socket) {
     return ids;
 }
 
-std::vector<std::string> existing(const IpcIds &ids) {
+std::vector<std::string> existing(const Ipc_Ids &ids) {
     std::vector<std::string> found;
     for (std::size_t i = 0; i < SEMAPHORES; ++i) {
         if (segment_exists(ids[i])) {
@@ -99,7 +98,7 @@ Daemon::~Daemon() {
         process_->wait();
     }
     process_.reset();
-    for (const IpcIds &ids : seen_ids_) {
+    for (const Ipc_Ids &ids : seen_ids_) {
         remove(ids);
     }
     if (testing::Test::HasFailure()) {
@@ -116,9 +115,9 @@ testing::AssertionResult Daemon::start(const Deadline &deadline) {
     if (name_socket_) {
         command.insert(command.end(), {"--socket", socket()});
     }
-    ChildProcess::Environment environment{{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
+    Child_Process::Environment environment{{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
     environment.insert(environment.end(), environment_.begin(), environment_.end());
-    process_ = std::make_unique<ChildProcess>(command, environment);
+    process_ = std::make_unique<Child_Process>(command, environment);
     pids_.push_back(process_->pid());
     const std::string wanted = "listening on " + socket();
     const auto listens_or_ended = [&] {
@@ -145,7 +144,7 @@ testing::AssertionResult Daemon::stop() {
 
 testing::AssertionResult Daemon::wait_stopped() {
     const pid_t pid = process_->pid();
-    const std::optional<ChildEnd> end = process_->wait();
+    const std::optional<Child_End> end = process_->wait();
     if (!end) {
         return testing::AssertionFailure() << "wispd does not end";
     }
@@ -153,7 +152,7 @@ testing::AssertionResult Daemon::wait_stopped() {
         return testing::AssertionFailure()
                << "wispd ended with status " << end->exit_status << ", signal " << end->signal;
     }
-    for (const IpcIds &ids : seen_ids_) {
+    for (const Ipc_Ids &ids : seen_ids_) {
         const testing::AssertionResult result = nothing_left(ids, pid);
         if (!result) {
             return result;
@@ -162,7 +161,7 @@ testing::AssertionResult Daemon::wait_stopped() {
     return testing::AssertionSuccess();
 }
 
-testing::AssertionResult Daemon::nothing_left(const IpcIds &ids, pid_t pid) const {
+testing::AssertionResult Daemon::nothing_left(const Ipc_Ids &ids, pid_t pid) const {
     std::vector<std::string> left = existing(ids);
     for (const auto &more : {segments_made_by(pid), files_left()}) {
         left.insert(left.end(), more.begin(), more.end());

@@ -1,6 +1,5 @@
 // The real wispd, run as a child process in its own directory.
-#ifndef HB_TEST_SYSTEM_DAEMON_H
-#define HB_TEST_SYSTEM_DAEMON_H
+#pragma once
 
 #include <array>
 #include <memory>
@@ -16,10 +15,10 @@
 namespace hb_test {
 
 // The ids for the keys of a socket: three segments, then the semaphore set; -1 if there is none.
-using IpcIds = std::array<int, 4>;
-IpcIds ipc_ids_of(const std::string &socket);
+using Ipc_Ids = std::array<int, 4>;
+Ipc_Ids ipc_ids_of(const std::string &socket);
 // Returns one text for each id that still exists.
-std::vector<std::string> existing(const IpcIds &ids);
+std::vector<std::string> existing(const Ipc_Ids &ids);
 
 class Daemon {
   public:
@@ -31,7 +30,7 @@ class Daemon {
     ~Daemon();
 
     // Additional variables for the next start.
-    void set_environment(const ChildProcess::Environment &environment) { environment_ = environment; }
+    void set_environment(const Child_Process::Environment &environment) { environment_ = environment; }
     // Gives the socket this name in the directory; wispd must find it from its environment.
     void name_socket_by_environment(const std::string &name) {
         socket_name_ = name;
@@ -64,7 +63,7 @@ class Daemon {
     std::string socket() const { return directory_.file(socket_name_); }
     std::string control() const { return directory_.file(socket_name_ + ".control"); }
     std::string configuration_file() const { return directory_.file("cluster.toml"); }
-    IpcIds ipc_ids() const { return ipc_ids_of(socket()); }
+    Ipc_Ids ipc_ids() const { return ipc_ids_of(socket()); }
 
     // Everything that it has printed and logged so far, in all its starts.
     std::string log() const;
@@ -77,19 +76,17 @@ class Daemon {
     std::vector<std::string> files_left() const;
 
   private:
-    testing::AssertionResult nothing_left(const IpcIds &ids, pid_t pid) const;
+    testing::AssertionResult nothing_left(const Ipc_Ids &ids, pid_t pid) const;
 
     Programs programs_;
-    TempDir directory_;
-    ChildProcess::Environment environment_;
+    Temp_Dir directory_;
+    Child_Process::Environment environment_;
     std::string socket_name_ = "s";
     bool name_socket_ = true; // on the command line
     mutable std::vector<std::string> own_files_{"log"};
-    std::unique_ptr<ChildProcess> process_;
-    std::vector<IpcIds> seen_ids_; // of every start, to be removed at the end if necessary
+    std::unique_ptr<Child_Process> process_;
+    std::vector<Ipc_Ids> seen_ids_; // of every start, to be removed at the end if necessary
     std::vector<pid_t> pids_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -2,7 +2,6 @@
 // affect the parent.
 #include <cstdio>
 #include <cstdlib>
-
 #include <sys/wait.h>
 #include <unistd.h>
 

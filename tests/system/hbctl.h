@@ -1,6 +1,5 @@
 // Runs hbctl until it ends.
-#ifndef HB_TEST_SYSTEM_HBCTL_H
-#define HB_TEST_SYSTEM_HBCTL_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -9,23 +8,21 @@
 
 namespace hb_test {
 
-struct HbctlEnd {
+struct Hbctl_End {
     int exit_status = -1; // -1: it did not end by itself
     std::string output;
     std::string errors;
 
-    bool operator==(const HbctlEnd &) const = default;
+    bool operator==(const Hbctl_End &) const = default;
 };
 
-void PrintTo(const HbctlEnd &end, std::ostream *out);
+void PrintTo(const Hbctl_End &end, std::ostream *out);
 
 // `in_front` runs hbctl: it is a program with its arguments.
-HbctlEnd run_hbctl(const Programs &programs, const Daemon &daemon, const std::vector<std::string> &words,
-                   const std::vector<std::string> &in_front = {});
+Hbctl_End run_hbctl(const Programs &programs, const Daemon &daemon, const std::vector<std::string> &words,
+                    const std::vector<std::string> &in_front = {});
 
 // The result of a request that was answered or sent.
-HbctlEnd said(const std::string &line);
+Hbctl_End said(const std::string &line);
 
 } // namespace hb_test
-
-#endif

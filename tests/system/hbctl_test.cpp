@@ -1,8 +1,7 @@
 // hbctl with a real daemon, and without one.
-#include <gtest/gtest.h>
-
 #include <csignal>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/system/client.h"
@@ -26,8 +25,8 @@ class Hbctl : public testing::TestWithParam<Setup> {
 
     // Everything that it prints, one object for each line.
     std::vector<json> objects(const Programs &programs, const std::vector<std::string> &words) const {
-        ChildProcess process(command(programs, words));
-        const std::optional<ChildEnd> end = process.wait();
+        Child_Process process(command(programs, words));
+        const std::optional<Child_End> end = process.wait();
         EXPECT_TRUE(end && end->signal == 0 && end->exit_status == 0) << process.error_output();
         EXPECT_EQ(process.error_output(), "");
         std::vector<json> all;
@@ -40,7 +39,7 @@ class Hbctl : public testing::TestWithParam<Setup> {
     Daemon daemon{GetParam().daemon, small_cluster_file()};
 };
 
-json next_object(ChildProcess &process) {
+json next_object(Child_Process &process) {
     const std::optional<std::string> line = process.read_line();
     EXPECT_TRUE(line) << process.error_output();
     return line ? json::parse(*line) : json::object();
@@ -63,10 +62,10 @@ json gist(const json &event) {
 const json NONE = json::array();
 
 TEST_P(Hbctl, WatchShowsEachEventOnceAndInOrder) {
-    std::vector<std::unique_ptr<ChildProcess>> watchers;
+    std::vector<std::unique_ptr<Child_Process>> watchers;
     for (const Programs &programs : GetParam().clients) {
         watchers.push_back(
-            std::make_unique<ChildProcess>(command(programs, {"watch", "--count", "11", "--timeout", "300"})));
+            std::make_unique<Child_Process>(command(programs, {"watch", "--count", "11", "--timeout", "300"})));
     }
     for (const auto &watcher : watchers) {
         EXPECT_EQ(gist(next_object(*watcher)), json({1, "new-group", "hbctl-nodes", {1, 2, 3}, NONE}));
@@ -111,14 +110,14 @@ TEST_P(Hbctl, WatchShowsEachEventOnceAndInOrder) {
         EXPECT_EQ(gist(heartbeat), json({11, "heartbeat", "hbctl-nodes", NONE, NONE}));
         EXPECT_EQ(heartbeat["heartbeat"]["threshold_seconds"], 3);
         EXPECT_EQ(heartbeat["heartbeat"]["daemon_pid"], daemon.pid());
-        const std::optional<ChildEnd> end = watcher->wait();
+        const std::optional<Child_End> end = watcher->wait();
         EXPECT_TRUE(end && end->exit_status == 0 && end->signal == 0) << watcher->error_output();
         EXPECT_EQ(watcher->output(), "");
     }
 }
 
 TEST_P(Hbctl, WatchComesBackAfterTheDaemonDid) {
-    ChildProcess watcher(command(GetParam().clients.back(), {"watch", "--timeout", "300"}));
+    Child_Process watcher(command(GetParam().clients.back(), {"watch", "--timeout", "300"}));
     EXPECT_EQ(next_object(watcher)["event"], "new-group");
     EXPECT_EQ(next_object(watcher)["event"], "new-group");
     daemon.kill();

@@ -1,8 +1,8 @@
 // Security keys in shared memory, read by many processes while wispd rotates them.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <regex>
+
+#include <gtest/gtest.h>
 
 #include "tests/system/client.h"
 #include "tests/system/clusters.h"

@@ -1,9 +1,8 @@
 // A thousand clients connect and disconnect. Afterwards wispd uses no more than before.
-#include <gtest/gtest.h>
-
+#include <cstdlib>
 #include <sys/resource.h>
 
-#include <cstdlib>
+#include <gtest/gtest.h>
 
 #include "tests/support/records.h"
 #include "tests/system/client.h"

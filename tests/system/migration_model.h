@@ -3,8 +3,7 @@
 // The model knows what each side has sent and what the client has read. Nodes that die and return as a whole
 // must be other nodes than those with adapters that die and return alone. The service reports the two on
 // different descriptors. For a node that appears on both, the result would depend on which one is read first.
-#ifndef HB_TEST_SYSTEM_MIGRATION_MODEL_H
-#define HB_TEST_SYSTEM_MIGRATION_MODEL_H
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -106,5 +105,3 @@ class Client_View {
 std::string in_short(const std::string &line);
 
 } // namespace hb_test
-
-#endif

@@ -29,18 +29,18 @@ class Leaving_The_Daemon : public testing::TestWithParam<Setup> {
     const Programs &programs() const { return GetParam().clients.back(); }
 
     // Runs hbctl with the service over this cluster file; without a service if the file is empty.
-    std::unique_ptr<ChildProcess> start_hbctl(const std::vector<std::string> &words,
-                                              const std::string &service) {
+    std::unique_ptr<Child_Process> start_hbctl(const std::vector<std::string> &words,
+                                               const std::string &service) {
         std::vector<std::string> line{programs().path("hbctl"), "--socket", daemon_.socket()};
         line.insert(line.end(), words.begin(), words.end());
-        ChildProcess::Environment environment;
+        Child_Process::Environment environment;
         if (!service.empty()) {
             std::ofstream(directory_.file("service.toml")) << service;
             environment = service_preloaded(programs());
             environment.insert(environment.end(), {{"HB_MOX_SIM_CONFIG", directory_.file("service.toml")},
                                                    {"HB_MOX_SIM_CONTROL", directory_.file("service")}});
         }
-        return std::make_unique<ChildProcess>(line, environment);
+        return std::make_unique<Child_Process>(line, environment);
     }
 
     struct End {
@@ -49,9 +49,9 @@ class Leaving_The_Daemon : public testing::TestWithParam<Setup> {
         std::string errors;
     };
     End run_hbctl(const std::vector<std::string> &words, const std::string &service) {
-        const std::unique_ptr<ChildProcess> hbctl = start_hbctl(words, service);
+        const std::unique_ptr<Child_Process> hbctl = start_hbctl(words, service);
         hbctl->close_input();
-        const std::optional<ChildEnd> end = hbctl->wait();
+        const std::optional<Child_End> end = hbctl->wait();
         return {end ? end->exit_status : -1, hbctl->output(), hbctl->error_output()};
     }
 
@@ -62,7 +62,7 @@ class Leaving_The_Daemon : public testing::TestWithParam<Setup> {
     }
 
     Daemon daemon_;
-    TempDir directory_; // for the service's files
+    Temp_Dir directory_; // for the service's files
 };
 
 // ---- migrate --check ----
@@ -162,7 +162,7 @@ TEST_P(Leaving_The_Daemon, TheWatcherGoesOnWithTheServiceWhenTheDaemonHasEnded) 
     tell_service(R"({"do":"adapter-down","adapter":97})");
     EXPECT_EQ("adapter death   adapter 97 (10.2.0.2 eth1 on MOX_Network of node 2)", told(hbctl->read_line()));
     hbctl->send_signal(SIGTERM);
-    const std::optional<ChildEnd> end = hbctl->wait();
+    const std::optional<Child_End> end = hbctl->wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(0, end->exit_status);
     EXPECT_EQ("", hbctl->error_output());
@@ -196,7 +196,7 @@ TEST_P(Leaving_The_Daemon, AsJsonEveryStepIsALine) {
     EXPECT_THAT(hbctl->read_line().value_or(""), HasSubstr(R"("event":"configuration")"));
     EXPECT_THAT(hbctl->read_line().value_or(""), HasSubstr(R"("nodes":[1,2,3])"));
     EXPECT_THAT(hbctl->read_line().value_or(""), HasSubstr(R"("event":"new-group")"));
-    const std::optional<ChildEnd> end = hbctl->wait();
+    const std::optional<Child_End> end = hbctl->wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(0, end->exit_status);
     EXPECT_TRUE(daemon_.wait_stopped());

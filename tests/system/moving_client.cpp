@@ -37,7 +37,7 @@ Moving_Client::Moving_Client(const Setup &setup, const std::string &service_file
     EXPECT_TRUE(daemon_.start());
     std::ofstream(directory_.file("cluster.toml")) << service_file;
     const Programs &programs = setup.clients.back();
-    ChildProcess::Environment environment = service_preloaded(programs);
+    Child_Process::Environment environment = service_preloaded(programs);
     environment.insert(environment.end(), {{"HB_MOX_SIM_CONFIG", directory_.file("cluster.toml")},
                                            {"HB_MOX_SIM_CONTROL", service_socket()}});
     const std::vector<std::string> commands = {"open", "subscribe n 7 all-nodes", "subscribe a 7 all-adapters",

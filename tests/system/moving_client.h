@@ -1,7 +1,6 @@
 // A client that can leave its daemon for the cluster service. Both play the same cluster, and the test reports
 // each change to each of them separately.
-#ifndef HB_TEST_SYSTEM_MOVING_CLIENT_H
-#define HB_TEST_SYSTEM_MOVING_CLIENT_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -40,10 +39,8 @@ class Moving_Client {
     std::string service_socket() const { return directory_.file("service"); }
 
     Daemon daemon_;
-    TempDir directory_;
+    Temp_Dir directory_;
     std::unique_ptr<Client> client_;
 };
 
 } // namespace hb_test
-
-#endif

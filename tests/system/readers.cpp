@@ -1,18 +1,18 @@
 #include "tests/system/readers.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+
+#include <gtest/gtest.h>
 
 namespace hb_test {
 
-std::unique_ptr<ChildProcess> start_reader(const Programs &programs, const Daemon &daemon,
-                                           const std::vector<std::string> &words) {
+std::unique_ptr<Child_Process> start_reader(const Programs &programs, const Daemon &daemon,
+                                            const std::vector<std::string> &words) {
     std::vector<std::string> line{programs.path("segment_reader")};
     line.insert(line.end(), words.begin(), words.end());
-    return std::make_unique<ChildProcess>(line, ChildProcess::Environment{{"HB_SERVER_SOCKET", daemon.socket()},
-                                                                          {"HA_DOMAIN_NAME", ""},
-                                                                          {"HA_SYSPAR_NAME", ""}});
+    return std::make_unique<Child_Process>(
+        line, Child_Process::Environment{
+                  {"HB_SERVER_SOCKET", daemon.socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
 }
 
 void Readers::start(const Setup &setup, const Daemon &daemon, const std::string &what) {
@@ -48,7 +48,7 @@ void Readers::end_well() {
         while (const std::optional<std::string> line = process->read_line()) {
             last = *line;
         }
-        const std::optional<ChildEnd> end = process->wait();
+        const std::optional<Child_End> end = process->wait();
         EXPECT_TRUE(end && end->signal == 0 && end->exit_status == 0);
         EXPECT_EQ(last, "torn 0 failed 0") << process->error_output();
     }

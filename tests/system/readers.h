@@ -1,6 +1,5 @@
 // Runs segment_reader many times at once.
-#ifndef HB_TEST_SYSTEM_READERS_H
-#define HB_TEST_SYSTEM_READERS_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -12,8 +11,8 @@
 
 namespace hb_test {
 
-std::unique_ptr<ChildProcess> start_reader(const Programs &programs, const Daemon &daemon,
-                                           const std::vector<std::string> &words);
+std::unique_ptr<Child_Process> start_reader(const Programs &programs, const Daemon &daemon,
+                                            const std::vector<std::string> &words);
 
 // The readers read on until the test ends them.
 class Readers {
@@ -27,9 +26,7 @@ class Readers {
     void end_well();
 
   private:
-    std::vector<std::unique_ptr<ChildProcess>> processes_;
+    std::vector<std::unique_ptr<Child_Process>> processes_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,6 +1,5 @@
 // One reading of the daemon's segments by segment_reader.
-#ifndef HB_TEST_SYSTEM_READING_H
-#define HB_TEST_SYSTEM_READING_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -29,5 +28,3 @@ Look routes_look();
 Look keys_look();
 
 } // namespace hb_test
-
-#endif

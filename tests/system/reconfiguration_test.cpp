@@ -1,7 +1,7 @@
 // SIGHUP makes wispd read its file again.
-#include <gtest/gtest.h>
-
 #include <csignal>
+
+#include <gtest/gtest.h>
 
 #include "tests/system/client.h"
 #include "tests/system/clusters.h"

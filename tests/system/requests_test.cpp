@@ -1,11 +1,9 @@
 // Programs that stay connected and send requests to the daemon, and what other programs see of them.
-#include <gtest/gtest.h>
-
+#include <map>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <map>
-
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/system/client.h"

@@ -1,7 +1,7 @@
 // wispd ends, normally or not, and starts again.
-#include <gtest/gtest.h>
-
 #include <csignal>
+
+#include <gtest/gtest.h>
 
 #include "tests/system/client.h"
 #include "tests/system/clusters.h"
@@ -22,7 +22,7 @@ class Restart : public testing::TestWithParam<Setup> {
 };
 
 TEST_P(Restart, ClientsLearnOfAKilledDaemonAndReopenOnTheNextOne) {
-    const IpcIds stale = daemon.ipc_ids();
+    const Ipc_Ids stale = daemon.ipc_ids();
     ASSERT_EQ(existing(stale).size(), 4u);
     daemon.kill();
     expect_lines(clients, {"failed event 16"});
@@ -59,11 +59,11 @@ TEST_P(Restart, TheStopCommandEndsIt) {
 }
 
 TEST_P(Restart, ASecondDaemonOnTheSameSocketRefusesAndDisturbsNothing) {
-    const IpcIds before = daemon.ipc_ids();
+    const Ipc_Ids before = daemon.ipc_ids();
     for (const Programs &programs : GetParam().clients) {
-        ChildProcess second({programs.path("wispd"), "--config", daemon.configuration_file(), "--socket",
-                             daemon.socket(), "--foreground"});
-        const std::optional<ChildEnd> end = second.wait();
+        Child_Process second({programs.path("wispd"), "--config", daemon.configuration_file(), "--socket",
+                              daemon.socket(), "--foreground"});
+        const std::optional<Child_End> end = second.wait();
         ASSERT_TRUE(end);
         EXPECT_EQ(end->signal, 0);
         EXPECT_EQ(end->exit_status, 1);

@@ -1,11 +1,9 @@
 // Routes in shared memory, read by many processes while wispd changes them.
-#include <gtest/gtest.h>
-
-#include <sys/sem.h>
-
 #include <algorithm>
 #include <csignal>
+#include <sys/sem.h>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/system/client.h"
@@ -41,8 +39,8 @@ class Routes : public testing::TestWithParam<Setup> {
                << "the semaphores are " << semaphore(READERS_INSIDE) << " and " << semaphore(WRITER);
     }
     // A reader of the library that stays in the segment just before it reads.
-    std::unique_ptr<ChildProcess> reader_inside(const Programs &programs) {
-        std::unique_ptr<ChildProcess> reader = start_reader(programs, daemon, {"stay"});
+    std::unique_ptr<Child_Process> reader_inside(const Programs &programs) {
+        std::unique_ptr<Child_Process> reader = start_reader(programs, daemon, {"stay"});
         EXPECT_EQ(reader->read_line(), "inside") << reader->error_output();
         return reader;
     }
@@ -63,7 +61,7 @@ TEST_P(Routes, ReadersThatAreKilledLeaveNobodyCountedIn) {
     Readers readers;
     readers.start(GetParam(), daemon, "routes");
     for (int round = 0; round < 3; ++round) {
-        std::vector<std::unique_ptr<ChildProcess>> victims;
+        std::vector<std::unique_ptr<Child_Process>> victims;
         for (const Programs &programs : GetParam().clients) {
             victims.push_back(start_reader(programs, daemon, {"routes"}));
         }
@@ -79,7 +77,7 @@ TEST_P(Routes, ReadersThatAreKilledLeaveNobodyCountedIn) {
 }
 
 TEST_P(Routes, ReadersThatAreKilledInsideLetTheWriterIn) {
-    std::vector<std::unique_ptr<ChildProcess>> inside;
+    std::vector<std::unique_ptr<Child_Process>> inside;
     for (const Programs &programs : GetParam().clients) {
         inside.push_back(reader_inside(programs));
     }
@@ -100,7 +98,7 @@ TEST_P(Routes, ReadersThatAreKilledInsideLetTheWriterIn) {
 TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
     Client client(GetParam().clients.back(), daemon.socket(), {"open"});
     EXPECT_EQ(client.line(), "opened");
-    const std::unique_ptr<ChildProcess> stayer = reader_inside(GetParam().clients.front());
+    const std::unique_ptr<Child_Process> stayer = reader_inside(GetParam().clients.front());
     change_routes();
     EXPECT_FALSE(routes_are_current());
     // A new reader waits for the writer, which lets it go first.
@@ -118,7 +116,7 @@ TEST_P(Routes, AReaderThatStaysInsideStopsNobodyForLong) {
 }
 
 TEST_P(Routes, AReaderThatStaysInsideForLongKeepsNoRoutesBack) {
-    const std::unique_ptr<ChildProcess> stayer = reader_inside(GetParam().clients.front());
+    const std::unique_ptr<Child_Process> stayer = reader_inside(GetParam().clients.front());
     change_routes();
     EXPECT_TRUE(daemon.wait_logged(
         "routes in shared memory updated without waiting for readers: 1 readers block the update"));
@@ -131,9 +129,9 @@ TEST_P(Routes, AReaderThatStaysInsideForLongKeepsNoRoutesBack) {
 
 TEST_P(Routes, AReaderThatIsInterruptedBeforeItIsInsideWaitsOn) {
     for (const Programs &programs : GetParam().clients) {
-        const std::unique_ptr<ChildProcess> reader = start_reader(programs, daemon, {"routes", "signals"});
+        const std::unique_ptr<Child_Process> reader = start_reader(programs, daemon, {"routes", "signals"});
         ASSERT_TRUE(reader->read_until("ready")) << reader->error_output();
-        const std::unique_ptr<ChildProcess> stayer = reader_inside(programs);
+        const std::unique_ptr<Child_Process> stayer = reader_inside(programs);
         change_routes();
         EXPECT_TRUE(reader->read_until("interrupted"));
         stayer->write_input("\n");

@@ -1,9 +1,8 @@
 #include "tests/system/section_watch.h"
 
+#include <cerrno>
 #include <dlfcn.h>
 #include <sys/sem.h>
-
-#include <cerrno>
 #include <utility>
 
 namespace {

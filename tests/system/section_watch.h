@@ -1,6 +1,5 @@
 // Watches this program's calls of semtimedop. The library enters and leaves the route segment with it.
-#ifndef HB_TEST_SYSTEM_SECTION_WATCH_H
-#define HB_TEST_SYSTEM_SECTION_WATCH_H
+#pragma once
 
 #include <functional>
 
@@ -12,5 +11,3 @@ void on_entering(std::function<void()> action);
 void on_interruption(std::function<void()> action);
 
 } // namespace hb_test
-
-#endif

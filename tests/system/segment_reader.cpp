@@ -8,14 +8,13 @@
 // It prints "ready" after the first whole reading, and "changed" for every reading that differs from the
 // previous one. It prints "interrupted" when a signal first ended the wait at the route segment. With "signals"
 // a timer interrupts it all the time.
-#include <poll.h>
-#include <sys/time.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <optional>
+#include <poll.h>
 #include <string>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include "hb_client.h"
 #include "tests/system/reading.h"

@@ -20,7 +20,7 @@ void write_file(const std::string &path, const std::string &text) {
     }
 }
 
-std::vector<std::string> command_line(const Programs &programs, const TempDir &directory,
+std::vector<std::string> command_line(const Programs &programs, const Temp_Dir &directory,
                                       const std::string &configuration, const Files &files) {
     write_file(directory.file("cluster.toml"), configuration);
     for (const auto &[name, text] : files) {
@@ -29,8 +29,8 @@ std::vector<std::string> command_line(const Programs &programs, const TempDir &d
     return {programs.path("cluster_events_example")};
 }
 
-ChildProcess::Environment environment(const Programs &programs, const TempDir &directory) {
-    ChildProcess::Environment variables = service_preloaded(programs);
+Child_Process::Environment environment(const Programs &programs, const Temp_Dir &directory) {
+    Child_Process::Environment variables = service_preloaded(programs);
     variables.insert(variables.end(), {{"HB_SERVER_SOCKET", directory.file("no_daemon")},
                                        {"HA_DOMAIN_NAME", ""},
                                        {"HA_SYSPAR_NAME", ""},
@@ -41,7 +41,7 @@ ChildProcess::Environment environment(const Programs &programs, const TempDir &d
 
 } // namespace
 
-ChildProcess::Environment service_preloaded(const Programs &programs) {
+Child_Process::Environment service_preloaded(const Programs &programs) {
     const char *options = std::getenv("ASAN_OPTIONS");
     // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
     return {{"LD_PRELOAD", programs.directory + "/../lib/libqz_mox_sim.so"},

@@ -1,6 +1,5 @@
 // The example client of cluster-event mode, run as a child process with the simulated service loaded.
-#ifndef HB_TEST_SYSTEM_SERVICE_CLIENT_H
-#define HB_TEST_SYSTEM_SERVICE_CLIENT_H
+#pragma once
 
 #include <string>
 #include <utility>
@@ -15,7 +14,7 @@
 namespace hb_test {
 
 // The setting that makes a program of that build load the simulated service.
-ChildProcess::Environment service_preloaded(const Programs &programs);
+Child_Process::Environment service_preloaded(const Programs &programs);
 
 class Service_Client {
   public:
@@ -31,13 +30,11 @@ class Service_Client {
     void write_configuration(const std::string &text) const;
 
     std::string control() const { return directory_.file("c"); }
-    ChildProcess &process() { return process_; }
+    Child_Process &process() { return process_; }
 
   private:
-    TempDir directory_;
-    ChildProcess process_;
+    Temp_Dir directory_;
+    Child_Process process_;
 };
 
 } // namespace hb_test
-
-#endif

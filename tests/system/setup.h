@@ -1,6 +1,5 @@
 // The programs, and their ABIs, that a system test runs together.
-#ifndef HB_TEST_SYSTEM_SETUP_H
-#define HB_TEST_SYSTEM_SETUP_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -34,5 +33,3 @@ void PrintTo(const Setup &setup, std::ostream *out);
 } // namespace hb_test
 
 #define SYSTEM_TESTS(suite) INSTANTIATE_TEST_SUITE_P(System, suite, testing::ValuesIn(setups()), name_of)
-
-#endif

@@ -1,7 +1,7 @@
 // A client that does not read must not delay the others, and must not miss an event unnoticed.
-#include <gtest/gtest.h>
-
 #include <system_error>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/records.h"
 #include "tests/system/client.h"

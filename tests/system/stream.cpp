@@ -1,11 +1,10 @@
 #include "tests/system/stream.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <array>
 #include <cerrno>
 #include <stdexcept>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <system_error>
 
 #include "tests/support/deadline.h"

@@ -1,6 +1,5 @@
 // A bare connection to a UNIX stream socket.
-#ifndef HB_TEST_SYSTEM_STREAM_H
-#define HB_TEST_SYSTEM_STREAM_H
+#pragma once
 
 #include <string>
 
@@ -29,9 +28,7 @@ class Stream {
   private:
     void send(const char *bytes, std::size_t count) const;
 
-    UniqueFd socket_;
+    Unique_Fd socket_;
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,10 +1,9 @@
 // wispd's side of the socket and of the shared segments, byte by byte.
-#include <gtest/gtest.h>
-
+#include <regex>
 #include <sys/sem.h>
 #include <sys/shm.h>
 
-#include <regex>
+#include <gtest/gtest.h>
 
 #include "tests/support/records.h"
 #include "tests/system/clusters.h"
@@ -46,8 +45,8 @@ Bytes both_networks() {
 
 constexpr int UNSTABLE = 1;
 
-ReplyHeader header(int kind, const std::string &subscription, int sequence, int status = 0) {
-    ReplyHeader made;
+Reply_Header header(int kind, const std::string &subscription, int sequence, int status = 0) {
+    Reply_Header made;
     made.kind = kind;
     made.group_status = status;
     made.subscription_name = subscription;
@@ -71,7 +70,7 @@ class Wire : public testing::Test {
     }
 
     // The identifier is new each time, so only its form is checked. All other bytes are known.
-    void expect_death(ReplyHeader expected, const Bytes &body) const {
+    void expect_death(Reply_Header expected, const Bytes &body) const {
         const Bytes record = client->read_record();
         ASSERT_GE(record.size(), 108u);
         const std::string id(reinterpret_cast<const char *>(record.data()) + 60, 42);
@@ -103,7 +102,7 @@ TEST_F(Wire, EveryEventHasItsBytes) {
     connect();
     client->read_record();
     client->send(subscription(3, 7, "adapters"));
-    ReplyHeader group = header(4, "adapters", 1);
+    Reply_Header group = header(4, "adapters", 1);
     group.leader[0] = 2;
     group.group_id[0] = 2;
     group.group_id[1] = 1;
@@ -127,7 +126,7 @@ TEST_F(Wire, EveryEventHasItsBytes) {
     expect_record(reply(header(6, "nodes", 7, UNSTABLE), Bytes().zeros(16).i32(1).zeros(12)));
 
     EXPECT_TRUE(daemon.tells(R"({"do":"ffdc","id":"the fan of node 2"})"));
-    ReplyHeader failure = header(12, "Hb_FFDC_Group", 8);
+    Reply_Header failure = header(12, "Hb_FFDC_Group", 8);
     failure.ffdc_id = "the fan of node 2";
     expect_record(reply(failure, {}));
     EXPECT_TRUE(daemon.tells(R"({"do":"foreign-instance","address":"10.9.0.1","instance":7})"));
@@ -137,7 +136,7 @@ TEST_F(Wire, EveryEventHasItsBytes) {
 }
 
 TEST_F(Wire, TheSegmentsHaveTheirSizesAndContents) {
-    const IpcIds ids = daemon.ipc_ids();
+    const Ipc_Ids ids = daemon.ipc_ids();
     const std::array<std::size_t, 3> sizes{12, std::size_t{2049} * 184, 3168};
     for (std::size_t i = 0; i < sizes.size(); ++i) {
         shmid_ds facts{};

@@ -44,6 +44,7 @@ hb_add_test(
   "${infra}/source_rules_test.cpp"
   "${infra}/bare_numbers.cpp"
   "${infra}/layers_test.cpp"
+  "${infra}/names_test.cpp"
   "${infra}/source_tree.cpp"
   "${infra}/include_graph.cpp")
 target_include_directories(source_rules_test PRIVATE "${PROJECT_SOURCE_DIR}")

@@ -1,8 +1,7 @@
 // Shared by the platform libraries' tests: a child process with its own environment, and a directory that is
 // removed with its test. Each of these libraries keeps its settings as long as it is loaded, so each test needs
 // a new process.
-#ifndef PLATFORM_CHILD_H
-#define PLATFORM_CHILD_H
+#pragma once
 
 #include <functional>
 #include <map>
@@ -43,5 +42,3 @@ Child_Result in_child(const Environment &environment, const std::function<void()
 
 // For a child: sets the text of Child_Result::said.
 void say(const std::string &text);
-
-#endif

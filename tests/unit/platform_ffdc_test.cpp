@@ -1,7 +1,4 @@
 // First-failure identifiers.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +6,9 @@
 #include <string>
 #include <time.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform_child.h"
 #include "qz_ffdc.h"

@@ -1,10 +1,10 @@
 // The seam to the cluster-awareness service.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "qz_mox.h"
 

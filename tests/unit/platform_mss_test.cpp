@@ -1,8 +1,8 @@
 // The security library.
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "qz_mss.h"
 

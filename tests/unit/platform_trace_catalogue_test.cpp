@@ -1,10 +1,10 @@
 // The catalogue's format. Also checks that the installed catalogue has the client library's record numbers.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <regex>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "catalogue.h"
 #include "platform_child.h"

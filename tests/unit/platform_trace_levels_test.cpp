@@ -1,8 +1,8 @@
 // The grammar of QZ_TR_LEVELS.
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include "levels.h"
 

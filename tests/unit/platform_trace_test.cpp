@@ -1,7 +1,4 @@
 // The trace library as a component sees it: registration, detail bytes, and the lines of its records.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -15,6 +12,9 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform_child.h"
 #include "qz_tr.h"

@@ -1,8 +1,8 @@
 // Placeholders, formats and escapes of the trace's texts.
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "message_text.h"
 

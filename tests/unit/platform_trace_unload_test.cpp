@@ -1,12 +1,12 @@
 // The trace library is loaded and unloaded with the libraries that use it, and leaves nothing behind. This
 // program is not linked with it.
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "platform_child.h"
 #include "qz_tr.h"

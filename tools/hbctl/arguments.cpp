@@ -1,15 +1,15 @@
 #include "tools/hbctl/arguments.h"
 
+#include <limits>
+#include <map>
+#include <sstream>
+
+#include <CLI/CLI.hpp>
+
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/number_list.h"
 #include "tools/hbctl/validators.h"
-
-#include <CLI/CLI.hpp>
-
-#include <limits>
-#include <map>
-#include <sstream>
 
 namespace hbctl {
 namespace {
@@ -32,11 +32,11 @@ struct Raw {
     bool sites = false;
     bool different_instance = false;
     std::string events;
-    ControlWords control;
+    Control_Words control;
 };
 
-constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
-constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
+constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
+constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
 
 // Returns a complaint about the first word that is not an event name. Adds up the mask.
 std::string read_events(const std::string &words, int &mask) {
@@ -79,10 +79,10 @@ void add_subscribe(CLI::App &verb, Raw &raw) {
         ->type_name("NAME");
     CLI::Option_group *what = verb.add_option_group("What to watch (exactly one)");
     what->add_option("--nodes", raw.nodes, "Watch these nodes, for example 1,2,5-7")
-        ->check(number_list_up_to(highest_node))
+        ->check(number_list_up_to(HIGHEST_NODE))
         ->type_name("LIST");
     what->add_option("--adapters", raw.adapters, "Watch these adapters, by number")
-        ->check(number_list_up_to(highest_adapter))
+        ->check(number_list_up_to(HIGHEST_ADAPTER))
         ->type_name("LIST");
     what->add_option("--network", raw.network, "Watch all adapters of a network, given by number or name")
         ->check(not_empty("the network"))
@@ -161,14 +161,14 @@ Verb verb_of(const std::string &name) {
     return found != verbs.end() ? found->second : Verb::control;
 }
 
-void select(const Raw &raw, SubscriptionRequest &request) {
+void select(const Raw &raw, Subscription_Request &request) {
     request.events = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
     if (!raw.nodes.empty()) {
         request.selection = Selection::nodes;
-        request.numbers = parse_number_list(raw.nodes, highest_node).numbers;
+        request.numbers = parse_number_list(raw.nodes, HIGHEST_NODE).numbers;
     } else if (!raw.adapters.empty()) {
         request.selection = Selection::adapters;
-        request.numbers = parse_number_list(raw.adapters, highest_adapter).numbers;
+        request.numbers = parse_number_list(raw.adapters, HIGHEST_ADAPTER).numbers;
     } else if (!raw.network.empty()) {
         request.selection = Selection::network;
         request.network = raw.network;
@@ -185,7 +185,7 @@ void select(const Raw &raw, SubscriptionRequest &request) {
     }
 }
 
-void choose_events(const Raw &raw, SubscriptionRequest &request) {
+void choose_events(const Raw &raw, Subscription_Request &request) {
     if (raw.events.empty()) {
         return;
     }
@@ -199,8 +199,8 @@ void choose_events(const Raw &raw, SubscriptionRequest &request) {
     }
 }
 
-SubscriptionRequest subscription_of(const Raw &raw) {
-    SubscriptionRequest request;
+Subscription_Request subscription_of(const Raw &raw) {
+    Subscription_Request request;
     request.name = raw.name;
     select(raw, request);
     choose_events(raw, request);
@@ -242,7 +242,7 @@ std::string unknown_verb(const CLI::App &app) {
 
 Parsed misuse(const std::string &complaint) {
     Parsed parsed;
-    parsed.exit_status = exit_usage;
+    parsed.exit_status = STATUS_USAGE;
     parsed.complaint = "hbctl: " + complaint;
     return parsed;
 }

@@ -1,13 +1,13 @@
 // The command line.
 #pragma once
 
-#include "tools/hbctl/control_arguments.h"
-#include "tools/hbctl/subscription.h"
-
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
+
+#include "tools/hbctl/control_arguments.h"
+#include "tools/hbctl/subscription.h"
 
 namespace hbctl {
 
@@ -27,7 +27,7 @@ enum class Verb {
     control
 };
 
-struct WatchLimits {
+struct Watch_Limits {
     std::optional<std::uint64_t> count;               // of events
     std::optional<std::chrono::milliseconds> timeout; // for the whole command
     bool reconnect = true;
@@ -38,19 +38,19 @@ struct Arguments {
     Verb verb = Verb::status;
     bool json = false;
     std::optional<std::string> socket;
-    SubscriptionRequest subscription; // of the verb subscribe
-    WatchLimits limits;               // of watch and subscribe
-    ControlArguments control;         // of the verbs after subscribe
+    Subscription_Request subscription; // of the verb subscribe
+    Watch_Limits limits;               // of watch and subscribe
+    Control_Arguments control;         // of the verbs after subscribe
 };
 
-constexpr int exit_success = 0;
-constexpr int exit_failure = 1;
-constexpr int exit_usage = 2;
+constexpr int STATUS_SUCCESS = 0;
+constexpr int STATUS_FAILURE = 1;
+constexpr int STATUS_USAGE = 2;
 
 // Either arguments to act on, or text to print and the exit status (help, version, misuse).
 struct Parsed {
     std::optional<Arguments> arguments;
-    int exit_status = exit_success;
+    int exit_status = STATUS_SUCCESS;
     std::string output;
     std::string complaint;
 };

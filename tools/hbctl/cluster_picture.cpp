@@ -33,15 +33,15 @@ void Picture::index() {
     index_rows(adapters, adapter_at);
 }
 
-const NodeRow *Picture::node(int number) const {
+const Node_Row *Picture::node(int number) const {
     return look_up(nodes, node_at, number);
 }
 
-const NetworkRow *Picture::network(int number) const {
+const Network_Row *Picture::network(int number) const {
     return look_up(networks, network_at, number);
 }
 
-const AdapterRow *Picture::adapter(std::uint32_t number) const {
+const Adapter_Row *Picture::adapter(std::uint32_t number) const {
     return look_up(adapters, adapter_at, number);
 }
 
@@ -58,10 +58,10 @@ Counts count(const Picture &picture) {
     return counts;
 }
 
-std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture &picture) {
+std::optional<std::size_t> adapters_up(const Network_Row &network, const Picture &picture) {
     std::size_t up = 0;
     for (const std::uint32_t number : network.adapters) {
-        const AdapterRow *adapter = picture.adapter(number);
+        const Adapter_Row *adapter = picture.adapter(number);
         if (adapter == nullptr || adapter->state == Liveness::unknown) {
             return std::nullopt;
         }
@@ -73,13 +73,13 @@ std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture 
 void carry_states(const Picture &from, Picture &to) {
     const Counts told = count(from);
     const Liveness new_node = told.nodes_known ? Liveness::down : Liveness::unknown;
-    for (NodeRow &row : to.nodes) {
-        const NodeRow *old = from.node(row.number);
+    for (Node_Row &row : to.nodes) {
+        const Node_Row *old = from.node(row.number);
         row.state = old == nullptr ? new_node : old->state;
     }
     const Liveness new_adapter = told.adapters_known ? Liveness::down : Liveness::unknown;
-    for (AdapterRow &row : to.adapters) {
-        const AdapterRow *old = from.adapter(row.number);
+    for (Adapter_Row &row : to.adapters) {
+        const Adapter_Row *old = from.adapter(row.number);
         row.state = old == nullptr ? new_adapter : old->state;
     }
 }

@@ -11,21 +11,21 @@ namespace hbctl {
 
 enum class Liveness { unknown, up, down };
 
-struct NodeRow {
+struct Node_Row {
     int number = 0;
     bool local = false;
     Liveness state = Liveness::unknown;
     std::vector<std::uint32_t> adapters; // ascending
 };
 
-struct NetworkRow {
+struct Network_Row {
     int number = 0;
     std::string name;
     std::string type;
     std::vector<std::uint32_t> adapters; // in the order of the configuration
 };
 
-struct AdapterRow {
+struct Adapter_Row {
     std::uint32_t number = 0;
     int node = -1;
     int network = -1; // -1: its network has no name
@@ -36,9 +36,9 @@ struct AdapterRow {
 
 struct Picture {
     int local_node = -1;
-    std::vector<NodeRow> nodes;
-    std::vector<NetworkRow> networks;
-    std::vector<AdapterRow> adapters; // in the order of the configuration
+    std::vector<Node_Row> nodes;
+    std::vector<Network_Row> networks;
+    std::vector<Adapter_Row> adapters; // in the order of the configuration
     std::vector<unsigned> sites;
 
     std::unordered_map<int, std::size_t> node_at;
@@ -47,9 +47,9 @@ struct Picture {
 
     // Fills the three indexes from the lists.
     void index();
-    const NodeRow *node(int number) const;
-    const NetworkRow *network(int number) const;
-    const AdapterRow *adapter(std::uint32_t number) const;
+    const Node_Row *node(int number) const;
+    const Network_Row *network(int number) const;
+    const Adapter_Row *adapter(std::uint32_t number) const;
 };
 
 struct Counts {
@@ -66,7 +66,7 @@ struct Counts {
 Counts count(const Picture &picture);
 
 // Returns how many adapters of the network are up; nothing if the state of one is unknown.
-std::optional<std::size_t> adapters_up(const NetworkRow &network, const Picture &picture);
+std::optional<std::size_t> adapters_up(const Network_Row &network, const Picture &picture);
 
 // Copies the states of everything that is in both pictures. New nodes and adapters are down until they join;
 // their state is unknown if the old picture had unknown states.

@@ -1,43 +1,43 @@
 #include "tools/hbctl/control_grammar.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "hb_client.h"
 #include "tools/hbctl/number_list.h"
 #include "tools/hbctl/validators.h"
 
-#include <algorithm>
-#include <limits>
-
 namespace hbctl {
 namespace {
 
-constexpr std::uint32_t highest_node = HB_NODE_SLOTS - 1;
-constexpr std::uint32_t highest_adapter = HB_ADAPTER_SLOTS - 1;
-constexpr int highest_port = 65535;
-constexpr std::size_t longest_interface = 16384;
+constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
+constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
+constexpr int HIGHEST_PORT = 65535;
+constexpr std::size_t LONGEST_INTERFACE = 16384;
 
 CLI::Validator interface_name() {
     return CLI::Validator(
         [](std::string &text) {
-            return text.size() <= longest_interface
+            return text.size() <= LONGEST_INTERFACE
                        ? std::string()
-                       : "an interface name has at most " + std::to_string(longest_interface) + " bytes";
+                       : "an interface name has at most " + std::to_string(LONGEST_INTERFACE) + " bytes";
         },
         "");
 }
 
-void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
-    ControlRequest &request = words.request;
+void add_operand(CLI::App &verb, Operand operand, Control_Words &words) {
+    Control_Request &request = words.request;
     switch (operand) {
     case Operand::node:
         verb.add_option("node", request.node, "Number of the node")
             ->required()
-            ->check(whole_number(0, highest_node))
+            ->check(whole_number(0, HIGHEST_NODE))
             ->type_name("N");
         break;
     case Operand::adapter:
         verb.add_option("adapter", request.adapter, "Number of the adapter")
             ->required()
-            ->check(whole_number(0, highest_adapter))
+            ->check(whole_number(0, HIGHEST_ADAPTER))
             ->type_name("A");
         break;
     case Operand::address:
@@ -69,26 +69,26 @@ void add_operand(CLI::App &verb, Operand operand, ControlWords &words) {
     }
 }
 
-void add_route(CLI::App &app, RouteQuery &route) {
+void add_route(CLI::App &app, Route_Query &route) {
     CLI::App *verb = app.add_subcommand("route", "Show the route to a node, hop by hop");
     verb->add_option("node", route.node, "Number of the node")
         ->required()
-        ->check(whole_number(0, highest_node))
+        ->check(whole_number(0, HIGHEST_NODE))
         ->type_name("N");
     verb->add_flag("--shared", route.shared, "Read the route from shared memory instead of asking the daemon");
     verb->add_flag("--ip", route.ip_only, "Read the route from shared memory; accept an IP route only");
 }
 
-void add_multicast(CLI::App &app, ControlWords &words) {
+void add_multicast(CLI::App &app, Control_Words &words) {
     CLI::App *verb =
         app.add_subcommand("multicast", "Deliver a message to a port of nodes, through the daemon");
     verb->add_option("--port", words.port, "Port, 0 to 65535")
         ->required()
-        ->check(whole_number(0, highest_port))
+        ->check(whole_number(0, HIGHEST_PORT))
         ->type_name("PORT");
     verb->add_option("--nodes", words.nodes, "Nodes to deliver to, for example 1,2,5-7")
         ->required()
-        ->check(number_list_up_to(highest_node))
+        ->check(number_list_up_to(HIGHEST_NODE))
         ->type_name("LIST");
     verb->add_option("text", words.text, "Message (default: read standard input)")
         ->check(not_empty("the message"))
@@ -97,7 +97,7 @@ void add_multicast(CLI::App &app, ControlWords &words) {
 
 std::vector<int> node_numbers(const std::string &list) {
     std::vector<int> nodes;
-    for (const std::uint32_t node : parse_number_list(list, highest_node).numbers) {
+    for (const std::uint32_t node : parse_number_list(list, HIGHEST_NODE).numbers) {
         nodes.push_back(static_cast<int>(node));
     }
     return nodes;
@@ -105,15 +105,15 @@ std::vector<int> node_numbers(const std::string &list) {
 
 } // namespace
 
-void add_control_verbs(CLI::App &app, ControlWords &words) {
+void add_control_verbs(CLI::App &app, Control_Words &words) {
     add_route(app, words.route);
     app.add_subcommand("keys", "Show the security keys in use: type and validity, never their bytes");
     app.add_subcommand("adapter-state", "Show the daemon's state of an adapter of this node, or of all")
         ->add_option("adapter", words.adapter, "Number of the adapter (default: all adapters of this node)")
-        ->check(whole_number(0, highest_adapter))
+        ->check(whole_number(0, HIGHEST_ADAPTER))
         ->type_name("A");
     add_multicast(app, words);
-    for (const ControlForm &form : control_forms()) {
+    for (const Control_Form &form : control_forms()) {
         CLI::App *verb = app.add_subcommand(form.name, form.help)->group("Requests to the daemon");
         for (const Operand operand : form.operands) {
             add_operand(*verb, operand, words);
@@ -121,8 +121,8 @@ void add_control_verbs(CLI::App &app, ControlWords &words) {
     }
 }
 
-ControlArguments control_arguments(const std::string &verb, const ControlWords &words) {
-    ControlArguments arguments;
+Control_Arguments control_arguments(const std::string &verb, const Control_Words &words) {
+    Control_Arguments arguments;
     arguments.route = words.route;
     if (!words.adapter.empty()) {
         arguments.adapter = static_cast<std::uint32_t>(std::stoul(words.adapter));
@@ -136,7 +136,7 @@ ControlArguments control_arguments(const std::string &verb, const ControlWords &
     }
     arguments.request = words.request;
     arguments.request.on = words.on_off == "on";
-    for (const ControlForm &form : control_forms()) {
+    for (const Control_Form &form : control_forms()) {
         if (form.name == verb) {
             arguments.request.verb = form.verb;
         }

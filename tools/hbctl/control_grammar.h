@@ -1,28 +1,28 @@
 // The part of the command line about routes, keys and control requests.
 #pragma once
 
-#include "tools/hbctl/control_arguments.h"
+#include <string>
 
 #include <CLI/CLI.hpp>
 
-#include <string>
+#include "tools/hbctl/control_arguments.h"
 
 namespace hbctl {
 
 // The arguments as typed.
-struct ControlWords {
-    RouteQuery route;
+struct Control_Words {
+    Route_Query route;
     int port = 0;
     std::string nodes;
     std::string text;
     std::string adapter; // optional for a verb that only shows
-    ControlRequest request;
+    Control_Request request;
     std::string on_off;
 };
 
-void add_control_verbs(CLI::App &app, ControlWords &words);
+void add_control_verbs(CLI::App &app, Control_Words &words);
 
 // Returns the arguments that the verb uses.
-ControlArguments control_arguments(const std::string &verb, const ControlWords &words);
+Control_Arguments control_arguments(const std::string &verb, const Control_Words &words);
 
 } // namespace hbctl

@@ -7,13 +7,13 @@
 
 namespace hbctl {
 
-struct RouteReport {
+struct Route_Report {
     int node = 0;
     bool shared = false;           // read from shared memory
     std::vector<std::string> hops; // addresses, the sender's first
 };
 
-struct KeyRow {
+struct Key_Row {
     std::string role; // "current", "previous", "cache 1" for the newest in the cache
     bool present = false;
     std::uint32_t type = 0;
@@ -21,7 +21,7 @@ struct KeyRow {
     int length = 0; // bytes
 };
 
-struct SecurityState {
+struct Security_State {
     bool on = false;
     int keys = 0; // keys that authenticate
     bool signs = false;
@@ -29,15 +29,15 @@ struct SecurityState {
     bool klom_compatible = false;
 };
 
-struct KeyReport {
+struct Key_Report {
     std::uint32_t generation = 0;
-    SecurityState current;
-    SecurityState previous;
+    Security_State current;
+    Security_State previous;
     std::uint32_t cached = 0;
-    std::vector<KeyRow> keys;
+    std::vector<Key_Row> keys;
 };
 
-struct AdapterStateRow {
+struct Adapter_State_Row {
     std::uint32_t adapter = 0;
     int state = 0; // an Hb_Entity_State
 };

@@ -5,7 +5,7 @@
 namespace hbctl {
 namespace {
 
-std::string operand_text(const ControlRequest &request, Operand operand) {
+std::string operand_text(const Control_Request &request, Operand operand) {
     switch (operand) {
     case Operand::node:
         return std::to_string(request.node);
@@ -27,96 +27,96 @@ std::string operand_text(const ControlRequest &request, Operand operand) {
 
 } // namespace
 
-const std::vector<ControlForm> &control_forms() {
-    static const std::vector<ControlForm> forms{
-        {ControlVerb::node_down, "node-down", "Report a node down; it dies at once", {Operand::node}, false},
-        {ControlVerb::node_may_be_down,
+const std::vector<Control_Form> &control_forms() {
+    static const std::vector<Control_Form> forms{
+        {Control_Verb::node_down, "node-down", "Report a node down; it dies at once", {Operand::node}, false},
+        {Control_Verb::node_may_be_down,
          "node-may-be-down",
          "Report that a node may be down; it dies unless it shows a sign of life in time",
          {Operand::node},
          false},
-        {ControlVerb::adapter_down,
+        {Control_Verb::adapter_down,
          "adapter-down",
          "Report an adapter down; it dies at once",
          {Operand::adapter},
          false},
-        {ControlVerb::adapter_may_be_down,
+        {Control_Verb::adapter_may_be_down,
          "adapter-may-be-down",
          "Report that an adapter may be down; it dies unless it shows a sign of life in time",
          {Operand::adapter},
          false},
-        {ControlVerb::enable,
+        {Control_Verb::enable,
          "enable",
          "Enable heartbeats on an adapter of this node",
          {Operand::adapter},
          false},
-        {ControlVerb::disable,
+        {Control_Verb::disable,
          "disable",
          "Disable heartbeats on an adapter of this node; it is down until it is enabled",
          {Operand::adapter},
          false},
-        {ControlVerb::ifconfig_up,
+        {Control_Verb::ifconfig_up,
          "ifconfig-up",
          "Report that the interface of an adapter of this node is up",
          {Operand::adapter},
          false},
-        {ControlVerb::ifconfig_down,
+        {Control_Verb::ifconfig_down,
          "ifconfig-down",
          "Report that the interface of an adapter of this node is down",
          {Operand::adapter},
          false},
-        {ControlVerb::configure,
+        {Control_Verb::configure,
          "configure",
          "Set the IPv4 address of an adapter of this node",
          {Operand::adapter, Operand::address},
          true},
-        {ControlVerb::unconfigure,
+        {Control_Verb::unconfigure,
          "unconfigure",
          "Remove the address of an adapter of this node",
          {Operand::adapter},
          true},
-        {ControlVerb::swap,
+        {Control_Verb::swap,
          "swap",
          "Exchange the address of an adapter of this node with the adapter that has ADDRESS",
          {Operand::adapter, Operand::address},
          true},
-        {ControlVerb::grace,
+        {Control_Verb::grace,
          "grace",
          "Do not suspect an adapter of this node for SECONDS",
          {Operand::adapter, Operand::seconds},
          true},
-        {ControlVerb::simulate_death,
+        {Control_Verb::simulate_death,
          "simulate-death",
          "Test hook: let this node die and rejoin, as after a sleep of SECONDS",
          {Operand::seconds},
          false},
-        {ControlVerb::discard_stale,
+        {Control_Verb::discard_stale,
          "discard-stale",
          "Discard stale messages in the daemon, or keep them",
          {Operand::on_off},
          false},
-        {ControlVerb::client_heartbeat,
+        {Control_Verb::client_heartbeat,
          "client-heartbeat",
          "Send a client heartbeat with this sequence number",
          {Operand::sequence},
          false},
-        {ControlVerb::manual_control,
+        {Control_Verb::manual_control,
          "manual-control",
          "Put a network interface module under manual control, or release it (default: all modules)",
          {Operand::on_off, Operand::interface},
          false},
-        {ControlVerb::shutdown, "shutdown", "Stop the daemon after its configured delay", {}, false},
+        {Control_Verb::shutdown, "shutdown", "Stop the daemon after its configured delay", {}, false},
     };
     return forms;
 }
 
-const ControlForm &form_of(ControlVerb verb) {
+const Control_Form &form_of(Control_Verb verb) {
     return *std::find_if(control_forms().begin(), control_forms().end(),
-                         [verb](const ControlForm &form) { return form.verb == verb; });
+                         [verb](const Control_Form &form) { return form.verb == verb; });
 }
 
-std::string request_text(const ControlRequest &request) {
-    const ControlForm &form = form_of(request.verb);
+std::string request_text(const Control_Request &request) {
+    const Control_Form &form = form_of(request.verb);
     std::string text = form.name;
     for (Operand operand : form.operands) {
         const std::string word = operand_text(request, operand);
@@ -127,48 +127,48 @@ std::string request_text(const ControlRequest &request) {
     return text;
 }
 
-std::string request_purpose(const ControlRequest &request) {
+std::string request_purpose(const Control_Request &request) {
     const std::string node = "node " + std::to_string(request.node);
     const std::string adapter = "adapter " + std::to_string(request.adapter);
     const std::string seconds = std::to_string(request.seconds) + " s";
     switch (request.verb) {
-    case ControlVerb::node_may_be_down:
+    case Control_Verb::node_may_be_down:
         return "report that " + node + " may be down";
-    case ControlVerb::node_down:
+    case Control_Verb::node_down:
         return "report that " + node + " is down";
-    case ControlVerb::adapter_may_be_down:
+    case Control_Verb::adapter_may_be_down:
         return "report that " + adapter + " may be down";
-    case ControlVerb::adapter_down:
+    case Control_Verb::adapter_down:
         return "report that " + adapter + " is down";
-    case ControlVerb::enable:
+    case Control_Verb::enable:
         return "enable " + adapter;
-    case ControlVerb::disable:
+    case Control_Verb::disable:
         return "disable " + adapter;
-    case ControlVerb::ifconfig_up:
+    case Control_Verb::ifconfig_up:
         return "report that the interface of " + adapter + " is up";
-    case ControlVerb::ifconfig_down:
+    case Control_Verb::ifconfig_down:
         return "report that the interface of " + adapter + " is down";
-    case ControlVerb::configure:
+    case Control_Verb::configure:
         return "set the address of " + adapter + " to " + request.address;
-    case ControlVerb::unconfigure:
+    case Control_Verb::unconfigure:
         return "remove the address of " + adapter;
-    case ControlVerb::swap:
+    case Control_Verb::swap:
         return "exchange the address of " + adapter + " with the adapter that has " + request.address;
-    case ControlVerb::grace:
+    case Control_Verb::grace:
         return "set a grace of " + seconds + " for " + adapter;
-    case ControlVerb::simulate_death:
+    case Control_Verb::simulate_death:
         return "simulate the death of this node for " + seconds;
-    case ControlVerb::discard_stale:
+    case Control_Verb::discard_stale:
         return std::string(request.on ? "discard" : "keep") + " stale messages";
-    case ControlVerb::client_heartbeat:
+    case Control_Verb::client_heartbeat:
         return "send a client heartbeat";
-    case ControlVerb::manual_control: {
+    case Control_Verb::manual_control: {
         const std::string what =
             request.interface.empty() ? "all interfaces" : "interface " + request.interface;
         return request.on ? "put " + what + " under manual control"
                           : "release " + what + " from manual control";
     }
-    case ControlVerb::shutdown:
+    case Control_Verb::shutdown:
         return "stop the daemon";
     }
     return "";

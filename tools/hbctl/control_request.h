@@ -1,15 +1,14 @@
 // The control requests that a user can make, and the words of each.
 #pragma once
 
-#include <netinet/in.h>
-
 #include <cstdint>
+#include <netinet/in.h>
 #include <string>
 #include <vector>
 
 namespace hbctl {
 
-enum class ControlVerb {
+enum class Control_Verb {
     node_may_be_down,
     node_down,
     adapter_may_be_down,
@@ -31,19 +30,19 @@ enum class ControlVerb {
 
 enum class Operand { node, adapter, address, seconds, sequence, on_off, interface };
 
-struct ControlForm {
-    ControlVerb verb;
+struct Control_Form {
+    Control_Verb verb;
     const char *name; // on the command line
     const char *help;
     std::vector<Operand> operands; // in their order on the command line
     bool answered;                 // the daemon reports the result
 };
 
-const std::vector<ControlForm> &control_forms();
-const ControlForm &form_of(ControlVerb verb);
+const std::vector<Control_Form> &control_forms();
+const Control_Form &form_of(Control_Verb verb);
 
-struct ControlRequest {
-    ControlVerb verb = ControlVerb::shutdown;
+struct Control_Request {
+    Control_Verb verb = Control_Verb::shutdown;
     int node = 0;
     std::uint32_t adapter = 0;
     std::string address; // IPv4, as typed
@@ -54,9 +53,9 @@ struct ControlRequest {
 };
 
 // "grace 97 5": the request as typed on a command line.
-std::string request_text(const ControlRequest &request);
+std::string request_text(const Control_Request &request);
 
 // "give adapter 97 a grace of 5 s": the action, for an error message.
-std::string request_purpose(const ControlRequest &request);
+std::string request_purpose(const Control_Request &request);
 
 } // namespace hbctl

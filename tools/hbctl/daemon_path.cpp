@@ -1,11 +1,10 @@
 #include "tools/hbctl/daemon_path.h"
 
-#include "common/socket_path.h"
-
 #include <cstdlib>
 #include <stdexcept>
-
 #include <sys/auxv.h>
+
+#include "common/socket_path.h"
 
 namespace hbctl {
 void use_daemon_path(const std::string &path) {

@@ -1,9 +1,9 @@
 #include "tools/hbctl/error_text.h"
 
-#include "hb_error.h"
-
 #include <algorithm>
 #include <array>
+
+#include "hb_error.h"
 
 namespace hbctl {
 namespace {
@@ -14,14 +14,14 @@ struct Meaning {
 };
 
 // Where hbctl knows more than the library's own text says: which of two meanings a query gives.
-constexpr std::array query_meanings{
+constexpr std::array QUERY_MEANINGS{
     Meaning{HB_ERROR_NONE, "no reason was given"},
     Meaning{HB_ERROR_NOT_AVAILABLE, "what was asked for is not there"},
     Meaning{HB_ERROR_NETWORK_NOT_CONFIGURED, "the network is not configured"},
 };
 
 // The same where the daemon judges a request.
-constexpr std::array request_meanings{
+constexpr std::array REQUEST_MEANINGS{
     Meaning{HB_ERROR_REQUEST_REFUSED,
             "the daemon does not permit this user to act: run as root or as a member of its act_group"},
     Meaning{HB_ERROR_BAD_ARGUMENT, "out of range, or not of this node"},
@@ -43,12 +43,12 @@ template <typename Meanings> const char *find(const Meanings &table, int number)
 } // namespace
 
 std::string error_text(int number) {
-    const char *text = find(query_meanings, number);
+    const char *text = find(QUERY_MEANINGS, number);
     return text != nullptr ? text : hb_error_text(number);
 }
 
 std::string request_error_text(int number) {
-    const char *text = find(request_meanings, number);
+    const char *text = find(REQUEST_MEANINGS, number);
     return text != nullptr ? text : error_text(number);
 }
 

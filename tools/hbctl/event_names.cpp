@@ -1,9 +1,9 @@
 #include "tools/hbctl/event_names.h"
 
-#include "hb_client.h"
-
 #include <algorithm>
 #include <array>
+
+#include "hb_client.h"
 
 namespace hbctl {
 namespace {
@@ -14,7 +14,7 @@ struct Name {
     bool subscribable;
 };
 
-constexpr std::array names{
+constexpr std::array NAMES{
     Name{HB_EVENT_DEATH, "death", true},
     Name{HB_EVENT_JOIN, "join", true},
     Name{HB_EVENT_NEW_GROUP, "new-group", true},
@@ -30,14 +30,14 @@ constexpr std::array names{
 
 std::string event_name(int kind) {
     const auto found =
-        std::find_if(names.begin(), names.end(), [kind](const Name &name) { return name.kind == kind; });
-    return found == names.end() ? "event-" + std::to_string(kind) : found->text;
+        std::find_if(NAMES.begin(), NAMES.end(), [kind](const Name &name) { return name.kind == kind; });
+    return found == NAMES.end() ? "event-" + std::to_string(kind) : found->text;
 }
 
 std::optional<int> event_of_name(const std::string &text) {
-    const auto found = std::find_if(names.begin(), names.end(),
+    const auto found = std::find_if(NAMES.begin(), NAMES.end(),
                                     [&](const Name &name) { return name.subscribable && text == name.text; });
-    if (found == names.end()) {
+    if (found == NAMES.end()) {
         return std::nullopt;
     }
     return found->kind;
@@ -45,7 +45,7 @@ std::optional<int> event_of_name(const std::string &text) {
 
 std::string subscribable_event_names() {
     std::string all;
-    for (const Name &name : names) {
+    for (const Name &name : NAMES) {
         if (name.subscribable) {
             all += (all.empty() ? "" : ", ") + std::string(name.text);
         }
@@ -53,17 +53,17 @@ std::string subscribable_event_names() {
     return all;
 }
 
-std::string member_kind_name(MemberKind kind) {
+std::string member_kind_name(Member_Kind kind) {
     switch (kind) {
-    case MemberKind::nodes:
+    case Member_Kind::nodes:
         return "nodes";
-    case MemberKind::adapters:
+    case Member_Kind::adapters:
         return "adapters";
-    case MemberKind::instance:
+    case Member_Kind::instance:
         return "instance";
-    case MemberKind::sites:
+    case Member_Kind::sites:
         return "sites";
-    case MemberKind::none:
+    case Member_Kind::none:
         break;
     }
     return "none";

@@ -1,11 +1,11 @@
 // The words for kinds of events, states and keys, which scripts rely on.
 #pragma once
 
-#include "tools/hbctl/cluster_picture.h"
-#include "tools/hbctl/event_record.h"
-
 #include <optional>
 #include <string>
+
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/event_record.h"
 
 namespace hbctl {
 
@@ -20,7 +20,7 @@ std::optional<int> event_of_name(const std::string &name);
 std::string subscribable_event_names();
 
 // "nodes", "adapters", "instance", "sites", "none"
-std::string member_kind_name(MemberKind kind);
+std::string member_kind_name(Member_Kind kind);
 
 // "up", "down", "unknown"
 std::string liveness_name(Liveness state);

@@ -24,18 +24,18 @@ void set_members(std::vector<Row> &rows, const std::unordered_map<Key, std::size
 
 } // namespace
 
-void apply_event(const EventRecord &event, Picture &picture) {
+void apply_event(const Event_Record &event, Picture &picture) {
     const bool new_group = event.kind == HB_EVENT_NEW_GROUP;
     if (!new_group && event.kind != HB_EVENT_DEATH && event.kind != HB_EVENT_JOIN) {
         return;
     }
     const Liveness state = event.kind == HB_EVENT_DEATH ? Liveness::down : Liveness::up;
-    if (event.member_kind == MemberKind::nodes) {
+    if (event.member_kind == Member_Kind::nodes) {
         if (new_group) {
             set_all(picture.nodes, Liveness::down);
         }
         set_members(picture.nodes, picture.node_at, event.nodes, state);
-    } else if (event.member_kind == MemberKind::adapters) {
+    } else if (event.member_kind == Member_Kind::adapters) {
         if (new_group) {
             set_all(picture.adapters, Liveness::down);
         }

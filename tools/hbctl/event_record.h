@@ -1,19 +1,19 @@
 // One event as plain data, independent of the library's record, so that it can be shown, compared and tested.
 #pragma once
 
-#include "tools/hbctl/cluster_picture.h"
-#include "tools/hbctl/plain_text.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/plain_text.h"
+
 namespace hbctl {
 
-enum class MemberKind { none, nodes, adapters, instance, sites };
+enum class Member_Kind { none, nodes, adapters, instance, sites };
 
-struct AdapterMember {
+struct Adapter_Member {
     std::uint32_t number = 0;
     std::uint32_t incarnation = 0;
     bool removed = false; // died because it was removed from the configuration
@@ -25,12 +25,12 @@ struct AdapterMember {
     std::string type;
 };
 
-struct NodeMember {
+struct Node_Member {
     int number = 0;
     std::vector<std::string> addresses;
 };
 
-struct AdapterGroup {
+struct Adapter_Group {
     std::uint32_t leader = 0;
     std::uint32_t incarnation = 0;
 };
@@ -42,40 +42,40 @@ struct Heartbeat {
     int daemon_pid = 0;
 };
 
-struct ForeignInstance {
+struct Foreign_Instance {
     std::string address;
     std::uint32_t instance = 0;
 };
 
-struct SiteSide {
+struct Site_Side {
     std::uint32_t site = 0;
     std::uint32_t node = 0;
     std::optional<std::uint32_t> nodes_up; // merges only
 };
 
-struct SitePair {
-    SiteSide local;
-    SiteSide remote;
+struct Site_Pair {
+    Site_Side local;
+    Site_Side remote;
 };
 
-struct EventRecord {
+struct Event_Record {
     std::uint32_t sequence = 0;
-    WallTime time;
+    Wall_Time time;
     int kind = 0; // HB_EVENT_...
     std::string subscription;
-    MemberKind member_kind = MemberKind::none;
-    std::vector<NodeMember> nodes;
-    std::vector<AdapterMember> adapters;
-    std::optional<bool> stable;                // of a new group
-    std::optional<AdapterGroup> adapter_group; // of a new adapter group
-    std::string ffdc_id;                       // empty: none
+    Member_Kind member_kind = Member_Kind::none;
+    std::vector<Node_Member> nodes;
+    std::vector<Adapter_Member> adapters;
+    std::optional<bool> stable;                 // of a new group
+    std::optional<Adapter_Group> adapter_group; // of a new adapter group
+    std::string ffdc_id;                        // empty: none
     std::optional<Heartbeat> heartbeat;
-    std::optional<ForeignInstance> foreign;
-    std::optional<SitePair> sites;
+    std::optional<Foreign_Instance> foreign;
+    std::optional<Site_Pair> sites;
     std::optional<Counts> counts; // after a configuration change
 };
 
 // Updates the states of the picture after a death, join or new group.
-void apply_event(const EventRecord &event, Picture &picture);
+void apply_event(const Event_Record &event, Picture &picture);
 
 } // namespace hbctl

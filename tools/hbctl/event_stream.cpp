@@ -1,10 +1,10 @@
 #include "tools/hbctl/event_stream.h"
 
+#include <utility>
+
 #include "tools/hbctl/event_reader.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/request.h"
-
-#include <utility>
 
 namespace hbctl {
 namespace {
@@ -17,9 +17,9 @@ Picture picture_after_change(const Picture &old) {
 
 } // namespace
 
-EventStream::EventStream() : group_(std::make_unique<Hb_Group>()) {}
+Event_Stream::Event_Stream() : group_(std::make_unique<Hb_Group>()) {}
 
-void EventStream::attach() {
+void Event_Stream::attach() {
     int *descriptors = nullptr;
     int count = 0;
     require(hb_get_file_descriptor_array(&descriptors, &count), "get the descriptor to wait on");
@@ -27,12 +27,13 @@ void EventStream::attach() {
     hb_free_file_descriptor_array(descriptors);
 }
 
-void EventStream::attach_to_service() {
+void Event_Stream::attach_to_service() {
     from_service_ = true;
     attach();
 }
 
-Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event) {
+Arrival Event_Stream::next(int stop_descriptor, const Deadline &deadline, Picture &picture,
+                           Event_Record &event) {
     for (;;) {
         switch (wait_for(descriptors_, stop_descriptor, deadline, ready_)) {
         case Wake::stopped:
@@ -71,7 +72,7 @@ Arrival EventStream::next(int stop_descriptor, const Deadline &deadline, Picture
             return Arrival::lost;
         }
         if (error == HB_ERROR_UNEXPECTED_REPLY) {
-            event = EventRecord{};
+            event = Event_Record{};
             event.sequence = static_cast<std::uint32_t>(sequence);
             return Arrival::dropped;
         }

@@ -1,13 +1,13 @@
 // Events from the library, one at a time, read against an up-to-date picture of the cluster.
 #pragma once
 
+#include <memory>
+#include <vector>
+
 #include "hb_client.h"
 #include "tools/hbctl/cluster_picture.h"
 #include "tools/hbctl/event_record.h"
 #include "tools/hbctl/waiting.h"
-
-#include <memory>
-#include <vector>
 
 namespace hbctl {
 
@@ -21,17 +21,17 @@ enum class Arrival {
     failed         // in cluster-event mode: an event was ready but could not be processed
 };
 
-class EventStream {
+class Event_Stream {
   public:
-    EventStream();
+    Event_Stream();
 
-    // Gets the descriptors of the open library. Throws RequestFailed.
+    // Gets the descriptors of the open library. Throws Request_Failed.
     void attach();
     // The same after the library has left the daemon for the cluster service.
     void attach_to_service();
 
-    // Throws RequestFailed for a failure that is neither `dropped` nor `lost`.
-    Arrival next(int stop_descriptor, const Deadline &deadline, Picture &picture, EventRecord &event);
+    // Throws Request_Failed for a failure that is neither `dropped` nor `lost`.
+    Arrival next(int stop_descriptor, const Deadline &deadline, Picture &picture, Event_Record &event);
 
   private:
     std::vector<int> descriptors_;

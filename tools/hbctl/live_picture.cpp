@@ -11,7 +11,7 @@
 namespace hbctl {
 namespace {
 
-constexpr std::chrono::seconds patience{5};
+constexpr std::chrono::seconds PATIENCE{5};
 
 void subscribe_for_states() {
     Subscription nodes({"hbctl-nodes", Selection::all_nodes, {}, "", HB_EVENT_NEW_GROUP | HB_EVENT_HEARTBEAT});
@@ -22,38 +22,38 @@ void subscribe_for_states() {
 
 } // namespace
 
-LivePicture read_live_picture() {
+Live_Picture read_live_picture() {
     open_library();
-    LivePicture live;
+    Live_Picture live;
     live.picture = read_picture();
-    EventStream stream;
+    Event_Stream stream;
     stream.attach();
     subscribe_for_states();
 
-    const Deadline deadline = deadline_after(patience);
+    const Deadline deadline = deadline_after(PATIENCE);
     bool nodes_told = false;
     bool adapters_told = false;
     while (!nodes_told || !adapters_told) {
-        EventRecord event;
+        Event_Record event;
         const Arrival arrival = stream.next(-1, deadline, live.picture, event);
         if (arrival == Arrival::time_over) {
             complain("the daemon at " + common::socket_path_from_environment() +
                      " did not report which nodes and adapters are up within " +
-                     std::to_string(patience.count()) + " seconds");
+                     std::to_string(PATIENCE.count()) + " seconds");
             break;
         }
         if (arrival == Arrival::lost) {
-            throw RequestFailed(failure_line("learn which nodes and adapters are up from the daemon at " +
-                                                 common::socket_path_from_environment(),
-                                             HB_ERROR_DISCONNECTED),
-                                HB_ERROR_DISCONNECTED);
+            throw Request_Failed(failure_line("learn which nodes and adapters are up from the daemon at " +
+                                                  common::socket_path_from_environment(),
+                                              HB_ERROR_DISCONNECTED),
+                                 HB_ERROR_DISCONNECTED);
         }
         if (arrival == Arrival::output_closed) {
-            throw OutputClosed{};
+            throw Output_Closed{};
         }
         if (event.kind == HB_EVENT_NEW_GROUP) {
-            nodes_told = nodes_told || event.member_kind == MemberKind::nodes;
-            adapters_told = adapters_told || event.member_kind == MemberKind::adapters;
+            nodes_told = nodes_told || event.member_kind == Member_Kind::nodes;
+            adapters_told = adapters_told || event.member_kind == Member_Kind::adapters;
         }
         if (event.heartbeat) {
             live.heartbeat = event.heartbeat;

@@ -1,4 +1,9 @@
 // hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <sys/prctl.h>
+
 #include "common/printable.h"
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/commands/commands.h"
@@ -6,12 +11,6 @@
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/request.h"
 #include "tools/hbctl/standard_descriptors.h"
-
-#include <csignal>
-#include <cstdio>
-#include <exception>
-
-#include <sys/prctl.h>
 
 namespace {
 
@@ -33,11 +32,11 @@ int act(const hbctl::Parsed &parsed) {
 int act_and_report(const hbctl::Parsed &parsed) {
     try {
         return act(parsed);
-    } catch (const hbctl::OutputClosed &) {
-        return hbctl::exit_success;
+    } catch (const hbctl::Output_Closed &) {
+        return hbctl::STATUS_SUCCESS;
     } catch (const std::exception &failure) {
         hbctl::complain(failure.what());
-        return hbctl::exit_failure;
+        return hbctl::STATUS_FAILURE;
     }
 }
 

@@ -1,13 +1,13 @@
 // Output of `hbctl migrate --check`.
 #pragma once
 
-#include "tools/hbctl/migration.h"
-
 #include <cstddef>
+
+#include "tools/hbctl/migration.h"
 
 namespace hbctl {
 
-struct MigrationReport {
+struct Migration_Report {
     int local_node = -1;
     std::size_t nodes = 0; // nodes of the daemon
     Preparation preparation;
@@ -16,7 +16,7 @@ struct MigrationReport {
 // The result of one step of the comparison. Each step needs the previous one.
 enum class Agreement { agrees, differs, not_compared };
 
-inline Agreement local_node_agreement(const MigrationReport &report) {
+inline Agreement local_node_agreement(const Migration_Report &report) {
     switch (report.preparation.obstacle) {
     case Obstacle::none:
     case Obstacle::nodes:
@@ -28,7 +28,7 @@ inline Agreement local_node_agreement(const MigrationReport &report) {
     }
 }
 
-inline Agreement nodes_agreement(const MigrationReport &report) {
+inline Agreement nodes_agreement(const Migration_Report &report) {
     switch (report.preparation.obstacle) {
     case Obstacle::none:
         return Agreement::agrees;
@@ -40,7 +40,7 @@ inline Agreement nodes_agreement(const MigrationReport &report) {
 }
 
 // Returns whether the cluster service reported its cluster.
-inline bool service_answers(const MigrationReport &report) {
+inline bool service_answers(const Migration_Report &report) {
     return local_node_agreement(report) != Agreement::not_compared;
 }
 

@@ -39,8 +39,8 @@ std::string add_item(std::string_view item, std::uint32_t highest, std::vector<s
 
 } // namespace
 
-NumberList parse_number_list(const std::string &text, std::uint32_t highest) {
-    NumberList list;
+Number_List parse_number_list(const std::string &text, std::uint32_t highest) {
+    Number_List list;
     std::string_view rest = text;
     for (;;) {
         const std::size_t comma = rest.find(',');

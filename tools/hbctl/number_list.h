@@ -7,11 +7,11 @@
 
 namespace hbctl {
 
-struct NumberList {
+struct Number_List {
     std::vector<std::uint32_t> numbers; // in the given order, with ranges expanded
     std::string complaint;              // empty: the text was valid
 };
 
-NumberList parse_number_list(const std::string &text, std::uint32_t highest);
+Number_List parse_number_list(const std::string &text, std::uint32_t highest);
 
 } // namespace hbctl

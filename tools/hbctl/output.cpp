@@ -1,10 +1,10 @@
 #include "tools/hbctl/output.h"
 
-#include "common/printable.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+#include "common/printable.h"
 
 namespace hbctl {
 namespace {
@@ -12,9 +12,9 @@ namespace {
 [[noreturn]] void give_up() {
     const int reason = errno;
     if (reason == EPIPE || reason == ECONNRESET) {
-        throw OutputClosed{};
+        throw Output_Closed{};
     }
-    throw OutputFailed(std::string("cannot write to standard output: ") + std::strerror(reason));
+    throw Output_Failed(std::string("cannot write to standard output: ") + std::strerror(reason));
 }
 
 } // namespace

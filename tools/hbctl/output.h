@@ -8,10 +8,10 @@
 namespace hbctl {
 
 // Standard output has lost its reader.
-struct OutputClosed {};
+struct Output_Closed {};
 
 // Standard output cannot be written, for instance because the disk is full.
-class OutputFailed : public std::runtime_error {
+class Output_Failed : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };

@@ -11,7 +11,7 @@ struct Moment {
     int milliseconds;
 };
 
-Moment moment_of(WallTime time) {
+Moment moment_of(Wall_Time time) {
     using namespace std::chrono;
     const auto since_epoch = floor<milliseconds>(time.time_since_epoch());
     const auto whole = floor<seconds>(since_epoch);
@@ -48,7 +48,7 @@ std::string counted(std::size_t count, const std::string &noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-std::string clock_text(WallTime time) {
+std::string clock_text(Wall_Time time) {
     const Moment moment = moment_of(time);
     std::tm local{};
     localtime_r(&moment.seconds, &local);
@@ -57,7 +57,7 @@ std::string clock_text(WallTime time) {
     return text.data() + fraction_text(moment.milliseconds);
 }
 
-std::string utc_text(WallTime time) {
+std::string utc_text(Wall_Time time) {
     const Moment moment = moment_of(time);
     std::tm utc{};
     gmtime_r(&moment.seconds, &utc);

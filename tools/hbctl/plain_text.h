@@ -14,12 +14,12 @@ std::string number_ranges(const std::vector<std::uint32_t> &ascending);
 // "1 node", "2 nodes"
 std::string counted(std::size_t count, const std::string &noun);
 
-using WallTime = std::chrono::system_clock::time_point;
+using Wall_Time = std::chrono::system_clock::time_point;
 
 // "14:03:22.123" in local time.
-std::string clock_text(WallTime time);
+std::string clock_text(Wall_Time time);
 
 // "2024-05-01T12:03:22.123Z"
-std::string utc_text(WallTime time);
+std::string utc_text(Wall_Time time);
 
 } // namespace hbctl

@@ -1,11 +1,11 @@
 #include "tools/hbctl/read_picture.h"
 
+#include <array>
+
 #include "common/ip_address.h"
 #include "common/printable.h"
 #include "hb_client.h"
 #include "tools/hbctl/request.h"
-
-#include <array>
 
 namespace hbctl {
 namespace {
@@ -31,8 +31,8 @@ void read_sites(Picture &picture) {
                                   [&](Hb_Site_Number site) { picture.sites.push_back(site); });
 }
 
-NodeRow read_node(Hb_Node_Number number, int local_node) {
-    NodeRow row;
+Node_Row read_node(Hb_Node_Number number, int local_node) {
+    Node_Row row;
     row.number = number;
     row.local = number == local_node;
     for_each_item<Hb_Adapter_Number>(
@@ -47,9 +47,9 @@ NodeRow read_node(Hb_Node_Number number, int local_node) {
     return row;
 }
 
-NetworkRow read_network(Hb_Network_Number number) {
+Network_Row read_network(Hb_Network_Number number) {
     const std::string which = " of network " + std::to_string(number);
-    NetworkRow row;
+    Network_Row row;
     row.number = number;
     Hb_Network_Name name{};
     Hb_Network_Type type{};
@@ -69,9 +69,9 @@ NetworkRow read_network(Hb_Network_Number number) {
     return row;
 }
 
-AdapterRow read_adapter(Hb_Adapter_Number number) {
+Adapter_Row read_adapter(Hb_Adapter_Number number) {
     const std::string which = " of adapter " + std::to_string(number);
-    AdapterRow row;
+    Adapter_Row row;
     row.number = number;
     Hb_Node_Number node = -1;
     Hb_Adapter_Type type{};
@@ -86,7 +86,7 @@ AdapterRow read_adapter(Hb_Adapter_Number number) {
 }
 
 void tell_adapters_their_network(Picture &picture) {
-    for (const NetworkRow &network : picture.networks) {
+    for (const Network_Row &network : picture.networks) {
         for (const std::uint32_t adapter : network.adapters) {
             const auto found = picture.adapter_at.find(adapter);
             if (found != picture.adapter_at.end()) {

@@ -6,7 +6,7 @@
 
 namespace hbctl {
 
-// All states are unknown afterwards. Throws RequestFailed.
+// All states are unknown afterwards. Throws Request_Failed.
 Picture read_picture();
 
 } // namespace hbctl

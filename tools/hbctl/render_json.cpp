@@ -1,10 +1,10 @@
 #include "tools/hbctl/render_json.h"
 
+#include <nlohmann/json.hpp>
+
 #include "common/printable.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/plain_text.h"
-
-#include <nlohmann/json.hpp>
 
 namespace hbctl {
 namespace {
@@ -38,7 +38,7 @@ Json heartbeat_object(const Heartbeat &heartbeat) {
     return object;
 }
 
-void add_status(Json &object, const StatusReport &report) {
+void add_status(Json &object, const Status_Report &report) {
     object["socket"] = report.socket;
     object["local_node"] = report.local_node;
     add_counts(object, report.counts);
@@ -52,7 +52,7 @@ Json nullable_text(const std::string &text) {
     return text.empty() ? Json(nullptr) : Json(text);
 }
 
-Json member_object(const AdapterMember &adapter) {
+Json member_object(const Adapter_Member &adapter) {
     Json object;
     object["adapter"] = adapter.number;
     object["incarnation"] = adapter.incarnation;
@@ -65,7 +65,7 @@ Json member_object(const AdapterMember &adapter) {
     return object;
 }
 
-Json site_object(const SiteSide &side) {
+Json site_object(const Site_Side &side) {
     Json object;
     object["site"] = side.site;
     object["node"] = side.node;
@@ -75,18 +75,18 @@ Json site_object(const SiteSide &side) {
     return object;
 }
 
-void add_members(Json &object, const EventRecord &event) {
+void add_members(Json &object, const Event_Record &event) {
     object["nodes"] = Json::array();
-    for (const NodeMember &node : event.nodes) {
+    for (const Node_Member &node : event.nodes) {
         object["nodes"].push_back(node.number);
     }
     object["adapters"] = Json::array();
-    for (const AdapterMember &adapter : event.adapters) {
+    for (const Adapter_Member &adapter : event.adapters) {
         object["adapters"].push_back(member_object(adapter));
     }
 }
 
-void add_group_facts(Json &object, const EventRecord &event) {
+void add_group_facts(Json &object, const Event_Record &event) {
     if (event.stable) {
         object["stable"] = *event.stable;
     }
@@ -99,7 +99,7 @@ void add_group_facts(Json &object, const EventRecord &event) {
     }
 }
 
-void add_other_facts(Json &object, const EventRecord &event) {
+void add_other_facts(Json &object, const Event_Record &event) {
     if (event.foreign) {
         object["address"] = event.foreign->address;
         object["instance"] = event.foreign->instance;
@@ -116,7 +116,7 @@ void add_other_facts(Json &object, const EventRecord &event) {
     }
 }
 
-Json security_object(const SecurityState &state) {
+Json security_object(const Security_State &state) {
     Json object;
     object["on"] = state.on;
     object["keys"] = state.keys;
@@ -126,7 +126,7 @@ Json security_object(const SecurityState &state) {
     return object;
 }
 
-Json key_object(const KeyRow &key) {
+Json key_object(const Key_Row &key) {
     Json object;
     object["key"] = key.role;
     object["type"] = key.present ? Json(key_type_name(key.type)) : Json(nullptr);
@@ -135,7 +135,7 @@ Json key_object(const KeyRow &key) {
     return object;
 }
 
-void add_operand(Json &object, const ControlRequest &request, Operand operand) {
+void add_operand(Json &object, const Control_Request &request, Operand operand) {
     switch (operand) {
     case Operand::node:
         object["node"] = request.node;
@@ -180,7 +180,7 @@ void add_obstacle(Json &object, const Preparation &preparation) {
 
 } // namespace
 
-Lines migration_json(const MigrationReport &report) {
+Lines migration_json(const Migration_Report &report) {
     Json object;
     object["possible"] = report.preparation.succeeded();
     object["service"] = service_answers(report);
@@ -190,7 +190,7 @@ Lines migration_json(const MigrationReport &report) {
     return {dump(object)};
 }
 
-std::string migration_step_json(WallTime time, const std::string &step, const Preparation &preparation) {
+std::string migration_step_json(Wall_Time time, const std::string &step, const Preparation &preparation) {
     Json object;
     object["time"] = utc_text(time);
     object["event"] = "migration";
@@ -199,7 +199,7 @@ std::string migration_step_json(WallTime time, const std::string &step, const Pr
     return dump(object);
 }
 
-Lines status_json(const StatusReport &report) {
+Lines status_json(const Status_Report &report) {
     Json object;
     add_status(object, report);
     object["heartbeat"] = report.heartbeat ? heartbeat_object(*report.heartbeat) : Json(nullptr);
@@ -208,7 +208,7 @@ Lines status_json(const StatusReport &report) {
 
 Lines nodes_json(const Picture &picture) {
     Lines lines;
-    for (const NodeRow &row : picture.nodes) {
+    for (const Node_Row &row : picture.nodes) {
         Json object;
         object["node"] = row.number;
         object["state"] = liveness_name(row.state);
@@ -221,7 +221,7 @@ Lines nodes_json(const Picture &picture) {
 
 Lines networks_json(const Picture &picture) {
     Lines lines;
-    for (const NetworkRow &row : picture.networks) {
+    for (const Network_Row &row : picture.networks) {
         Json object;
         object["network"] = row.number;
         object["name"] = row.name;
@@ -236,8 +236,8 @@ Lines networks_json(const Picture &picture) {
 
 Lines adapters_json(const Picture &picture) {
     Lines lines;
-    for (const AdapterRow &row : picture.adapters) {
-        const NetworkRow *network = picture.network(row.network);
+    for (const Adapter_Row &row : picture.adapters) {
+        const Network_Row *network = picture.network(row.network);
         Json object;
         object["adapter"] = row.number;
         object["node"] = row.node;
@@ -261,7 +261,7 @@ Lines sites_json(const Picture &picture) {
     return lines;
 }
 
-Lines route_json(const RouteReport &report) {
+Lines route_json(const Route_Report &report) {
     Json object;
     object["node"] = report.node;
     object["shared"] = report.shared;
@@ -269,22 +269,22 @@ Lines route_json(const RouteReport &report) {
     return {dump(object)};
 }
 
-Lines keys_json(const KeyReport &report) {
+Lines keys_json(const Key_Report &report) {
     Json object;
     object["generation"] = report.generation;
     object["current"] = security_object(report.current);
     object["previous"] = security_object(report.previous);
     object["cached"] = report.cached;
     object["keys"] = Json::array();
-    for (const KeyRow &key : report.keys) {
+    for (const Key_Row &key : report.keys) {
         object["keys"].push_back(key_object(key));
     }
     return {dump(object)};
 }
 
-Lines adapter_states_json(const std::vector<AdapterStateRow> &rows) {
+Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows) {
     Lines lines;
-    for (const AdapterStateRow &row : rows) {
+    for (const Adapter_State_Row &row : rows) {
         Json object;
         object["adapter"] = row.adapter;
         object["state"] = entity_state_name(row.state);
@@ -293,8 +293,8 @@ Lines adapter_states_json(const std::vector<AdapterStateRow> &rows) {
     return lines;
 }
 
-std::string control_json(const ControlRequest &request) {
-    const ControlForm &form = form_of(request.verb);
+std::string control_json(const Control_Request &request) {
+    const Control_Form &form = form_of(request.verb);
     Json object;
     object["request"] = form.name;
     for (const Operand operand : form.operands) {
@@ -304,7 +304,7 @@ std::string control_json(const ControlRequest &request) {
     return dump(object);
 }
 
-std::string multicast_json(const MulticastRequest &request, std::size_t bytes) {
+std::string multicast_json(const Multicast_Request &request, std::size_t bytes) {
     Json object;
     object["request"] = "multicast";
     object["port"] = request.port;
@@ -314,7 +314,7 @@ std::string multicast_json(const MulticastRequest &request, std::size_t bytes) {
     return dump(object);
 }
 
-std::string event_json(const EventRecord &event) {
+std::string event_json(const Event_Record &event) {
     Json object;
     object["seq"] = event.sequence;
     object["time"] = utc_text(event.time);
@@ -327,7 +327,7 @@ std::string event_json(const EventRecord &event) {
     return dump(object);
 }
 
-std::string disconnected_json(WallTime time, const std::string &socket) {
+std::string disconnected_json(Wall_Time time, const std::string &socket) {
     Json object;
     object["time"] = utc_text(time);
     object["event"] = "disconnected";
@@ -335,7 +335,7 @@ std::string disconnected_json(WallTime time, const std::string &socket) {
     return dump(object);
 }
 
-std::string reconnected_json(WallTime time, const StatusReport &report) {
+std::string reconnected_json(Wall_Time time, const Status_Report &report) {
     Json object;
     object["time"] = utc_text(time);
     object["event"] = "reconnected";

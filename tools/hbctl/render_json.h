@@ -1,6 +1,9 @@
 // All standard output for programs: one JSON object a line, with keys in a fixed order.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tools/hbctl/cluster_picture.h"
 #include "tools/hbctl/control_arguments.h"
 #include "tools/hbctl/control_report.h"
@@ -8,35 +11,32 @@
 #include "tools/hbctl/migration_report.h"
 #include "tools/hbctl/status_report.h"
 
-#include <string>
-#include <vector>
-
 namespace hbctl {
 
 using Lines = std::vector<std::string>;
 
-Lines status_json(const StatusReport &report);
+Lines status_json(const Status_Report &report);
 Lines nodes_json(const Picture &picture);
 Lines networks_json(const Picture &picture);
 Lines adapters_json(const Picture &picture);
 Lines sites_json(const Picture &picture);
 
-Lines route_json(const RouteReport &report);
-Lines keys_json(const KeyReport &report);
-Lines migration_json(const MigrationReport &report);
-Lines adapter_states_json(const std::vector<AdapterStateRow> &rows);
+Lines route_json(const Route_Report &report);
+Lines keys_json(const Key_Report &report);
+Lines migration_json(const Migration_Report &report);
+Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows);
 
 // The result of a request: sent, or done where the daemon answers.
-std::string control_json(const ControlRequest &request);
-std::string multicast_json(const MulticastRequest &request, std::size_t bytes);
+std::string control_json(const Control_Request &request);
+std::string multicast_json(const Multicast_Request &request, std::size_t bytes);
 
-std::string event_json(const EventRecord &event);
+std::string event_json(const Event_Record &event);
 
 // The connection to the daemon failed, or works again.
-std::string disconnected_json(WallTime time, const std::string &socket);
-std::string reconnected_json(WallTime time, const StatusReport &report);
+std::string disconnected_json(Wall_Time time, const std::string &socket);
+std::string reconnected_json(Wall_Time time, const Status_Report &report);
 
 // The migration to the cluster service succeeded or failed.
-std::string migration_step_json(WallTime time, const std::string &step, const Preparation &preparation);
+std::string migration_step_json(Wall_Time time, const std::string &step, const Preparation &preparation);
 
 } // namespace hbctl

@@ -1,23 +1,23 @@
 #include "tools/hbctl/render_text.h"
 
+#include <algorithm>
+#include <cstdio>
+
 #include "common/printable.h"
 #include "hb_client.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/text_table.h"
 
-#include <algorithm>
-#include <cstdio>
-
 namespace hbctl {
 namespace {
 
-constexpr std::size_t sequence_width = 6;
-constexpr std::size_t time_width = 12;
-constexpr std::size_t kind_width = 14;
+constexpr std::size_t SEQUENCE_WIDTH = 6;
+constexpr std::size_t TIME_WIDTH = 12;
+constexpr std::size_t KIND_WIDTH = 14;
 
 // A longer list of members is printed as numbers only.
-constexpr std::size_t most_described = 8;
+constexpr std::size_t MOST_DESCRIBED = 8;
 
 std::string or_dash(const std::string &text) {
     return text.empty() ? "-" : text;
@@ -56,12 +56,12 @@ std::string heartbeat_text(const Heartbeat &heartbeat) {
            ", daemon process " + std::to_string(heartbeat.daemon_pid);
 }
 
-std::string describe(const NodeMember &node) {
+std::string describe(const Node_Member &node) {
     const std::string number = std::to_string(node.number);
     return node.addresses.empty() ? number : number + " (" + joined(node.addresses, ", ") + ")";
 }
 
-std::string describe(const AdapterMember &adapter) {
+std::string describe(const Adapter_Member &adapter) {
     std::vector<std::string> facts;
     if (!adapter.address.empty()) {
         facts.push_back(adapter.address);
@@ -87,7 +87,7 @@ std::string members_text(const std::vector<Member> &members, const std::string &
     if (members.empty()) {
         return "no " + noun + "s";
     }
-    if (described && members.size() <= most_described) {
+    if (described && members.size() <= MOST_DESCRIBED) {
         std::vector<std::string> parts;
         for (const Member &member : members) {
             parts.push_back(describe(member));
@@ -102,9 +102,9 @@ std::string members_text(const std::vector<Member> &members, const std::string &
 }
 
 // Returns an empty text if no member died because of a removal.
-std::string removal_text(const std::vector<AdapterMember> &adapters) {
+std::string removal_text(const std::vector<Adapter_Member> &adapters) {
     std::vector<std::uint32_t> removed;
-    for (const AdapterMember &adapter : adapters) {
+    for (const Adapter_Member &adapter : adapters) {
         if (adapter.removed) {
             removed.push_back(adapter.number);
         }
@@ -116,12 +116,12 @@ std::string removal_text(const std::vector<AdapterMember> &adapters) {
     return removed.size() == adapters.size() ? text : text + ": " + number_ranges(removed);
 }
 
-std::string membership_text(const EventRecord &event) {
+std::string membership_text(const Event_Record &event) {
     const bool new_group = event.kind == HB_EVENT_NEW_GROUP;
     std::string text;
-    if (event.member_kind == MemberKind::nodes) {
+    if (event.member_kind == Member_Kind::nodes) {
         text = members_text(event.nodes, "node", !new_group);
-    } else if (event.member_kind == MemberKind::adapters) {
+    } else if (event.member_kind == Member_Kind::adapters) {
         text = members_text(event.adapters, "adapter", !new_group) + removal_text(event.adapters);
     }
     if (event.adapter_group) {
@@ -137,7 +137,7 @@ std::string membership_text(const EventRecord &event) {
     return text;
 }
 
-std::string site_side_text(const std::string &which, const SiteSide &side) {
+std::string site_side_text(const std::string &which, const Site_Side &side) {
     std::string text =
         which + " site " + std::to_string(side.site) + " (reported by node " + std::to_string(side.node);
     if (side.nodes_up) {
@@ -146,12 +146,12 @@ std::string site_side_text(const std::string &which, const SiteSide &side) {
     return text + ")";
 }
 
-std::string sites_event_text(const SitePair &sites, bool split) {
+std::string sites_event_text(const Site_Pair &sites, bool split) {
     return site_side_text("local", sites.local) + " and " + site_side_text("remote", sites.remote) +
            (split ? " lost contact" : " regained contact");
 }
 
-std::string detail_text(const EventRecord &event) {
+std::string detail_text(const Event_Record &event) {
     if (event.counts) {
         return "now " + counts_text(*event.counts);
     }
@@ -171,10 +171,10 @@ std::string detail_text(const EventRecord &event) {
     return membership_text(event);
 }
 
-std::string kind_text(const EventRecord &event) {
-    const std::string who = event.member_kind == MemberKind::nodes      ? "node "
-                            : event.member_kind == MemberKind::adapters ? "adapter "
-                                                                        : "";
+std::string kind_text(const Event_Record &event) {
+    const std::string who = event.member_kind == Member_Kind::nodes      ? "node "
+                            : event.member_kind == Member_Kind::adapters ? "adapter "
+                                                                         : "";
     switch (event.kind) {
     case HB_EVENT_DEATH:
         return who + "death";
@@ -197,14 +197,14 @@ std::string kind_text(const EventRecord &event) {
 
 std::string event_line(const std::string &sequence, const std::string &time, const std::string &kind,
                        const std::string &detail) {
-    std::string line = padded(sequence, sequence_width, Align::right) + "  " +
-                       padded(time, time_width, Align::left) + "  " + padded(kind, kind_width, Align::left) +
+    std::string line = padded(sequence, SEQUENCE_WIDTH, Align::right) + "  " +
+                       padded(time, TIME_WIDTH, Align::left) + "  " + padded(kind, KIND_WIDTH, Align::left) +
                        "  " + detail;
     line.erase(line.find_last_not_of(' ') + 1);
     return line;
 }
 
-std::string security_text(const SecurityState &state) {
+std::string security_text(const Security_State &state) {
     if (!state.on) {
         return "off";
     }
@@ -230,7 +230,7 @@ std::string counts_text(const Counts &counts) {
     return text;
 }
 
-Lines status_text(const StatusReport &report) {
+Lines status_text(const Status_Report &report) {
     const Counts &counts = report.counts;
     return {
         "socket      " + terminal::printable(report.socket),
@@ -243,7 +243,7 @@ Lines status_text(const StatusReport &report) {
     };
 }
 
-Lines migration_text(const MigrationReport &report) {
+Lines migration_text(const Migration_Report &report) {
     const bool possible = report.preparation.succeeded();
     const std::string nodes = std::to_string(report.nodes) + (report.nodes == 1 ? " node" : " nodes");
     const auto told = [](Agreement agreement, const std::string &agrees, const std::string &differs) {
@@ -263,11 +263,11 @@ Lines migration_text(const MigrationReport &report) {
 }
 
 Lines nodes_text(const Picture &picture) {
-    TextTable table({{"NODE", Align::right}, {"STATE"}, {"ADAPTERS"}, {"ADDRESSES"}});
-    for (const NodeRow &row : picture.nodes) {
+    Text_Table table({{"NODE", Align::right}, {"STATE"}, {"ADAPTERS"}, {"ADDRESSES"}});
+    for (const Node_Row &row : picture.nodes) {
         std::vector<std::string> addresses;
         for (const std::uint32_t number : row.adapters) {
-            const AdapterRow *adapter = picture.adapter(number);
+            const Adapter_Row *adapter = picture.adapter(number);
             if (adapter != nullptr) {
                 addresses.push_back(adapter->address);
             }
@@ -279,9 +279,9 @@ Lines nodes_text(const Picture &picture) {
 }
 
 Lines networks_text(const Picture &picture) {
-    TextTable table(
+    Text_Table table(
         {{"NETWORK", Align::right}, {"NAME"}, {"TYPE"}, {"ADAPTERS", Align::right}, {"UP", Align::right}});
-    for (const NetworkRow &row : picture.networks) {
+    for (const Network_Row &row : picture.networks) {
         const auto up = adapters_up(row, picture);
         table.add({std::to_string(row.number), row.name, or_dash(row.type), std::to_string(row.adapters.size()),
                    up_text(up.value_or(0), up.has_value())});
@@ -290,10 +290,10 @@ Lines networks_text(const Picture &picture) {
 }
 
 Lines adapters_text(const Picture &picture) {
-    TextTable table(
+    Text_Table table(
         {{"ADAPTER", Align::right}, {"NODE", Align::right}, {"NETWORK"}, {"ADDRESS"}, {"TYPE"}, {"STATE"}});
-    for (const AdapterRow &row : picture.adapters) {
-        const NetworkRow *network = picture.network(row.network);
+    for (const Adapter_Row &row : picture.adapters) {
+        const Network_Row *network = picture.network(row.network);
         table.add({std::to_string(row.number), std::to_string(row.node),
                    network == nullptr ? "-" : network->name, row.address, or_dash(row.type),
                    liveness_name(row.state)});
@@ -305,17 +305,17 @@ Lines sites_text(const Picture &picture) {
     if (picture.sites.empty()) {
         return {"no sites are configured"};
     }
-    TextTable table({{"SITE", Align::right}});
+    Text_Table table({{"SITE", Align::right}});
     for (const unsigned site : picture.sites) {
         table.add({std::to_string(site)});
     }
     return table.lines();
 }
 
-Lines route_text(const RouteReport &report) {
+Lines route_text(const Route_Report &report) {
     Lines lines{"route to node " + std::to_string(report.node) + ": " + counted(report.hops.size(), "hop") +
                 (report.shared ? ", from shared memory" : "")};
-    TextTable table({{"HOP", Align::right}, {"ADDRESS"}});
+    Text_Table table({{"HOP", Align::right}, {"ADDRESS"}});
     for (std::size_t i = 0; i < report.hops.size(); ++i) {
         table.add({std::to_string(i + 1), report.hops[i]});
     }
@@ -324,11 +324,11 @@ Lines route_text(const RouteReport &report) {
     return lines;
 }
 
-Lines keys_text(const KeyReport &report) {
+Lines keys_text(const Key_Report &report) {
     Lines lines{"security    " + security_text(report.current), "before      " + security_text(report.previous),
                 "generation  " + std::to_string(report.generation)};
-    TextTable table({{"KEY"}, {"TYPE"}, {"VERSION", Align::right}, {"BYTES", Align::right}});
-    for (const KeyRow &key : report.keys) {
+    Text_Table table({{"KEY"}, {"TYPE"}, {"VERSION", Align::right}, {"BYTES", Align::right}});
+    for (const Key_Row &key : report.keys) {
         if (key.present) {
             table.add(
                 {key.role, key_type_name(key.type), std::to_string(key.version), std::to_string(key.length)});
@@ -341,22 +341,22 @@ Lines keys_text(const KeyReport &report) {
     return lines;
 }
 
-Lines adapter_states_text(const std::vector<AdapterStateRow> &rows) {
+Lines adapter_states_text(const std::vector<Adapter_State_Row> &rows) {
     if (rows.empty()) {
         return {"no adapters are configured on this node"};
     }
-    TextTable table({{"ADAPTER", Align::right}, {"STATE"}});
-    for (const AdapterStateRow &row : rows) {
+    Text_Table table({{"ADAPTER", Align::right}, {"STATE"}});
+    for (const Adapter_State_Row &row : rows) {
         table.add({std::to_string(row.adapter), entity_state_name(row.state)});
     }
     return table.lines();
 }
 
-std::string control_text(const ControlRequest &request) {
+std::string control_text(const Control_Request &request) {
     return terminal::printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
 }
 
-std::string multicast_text(const MulticastRequest &request, std::size_t bytes) {
+std::string multicast_text(const Multicast_Request &request, std::size_t bytes) {
     return "multicast: " + counted(bytes, "byte") + " sent for port " + std::to_string(request.port) + " of " +
            counted(request.nodes.size(), "node");
 }
@@ -365,11 +365,11 @@ std::string event_heading_text() {
     return event_line("SEQ", "TIME", "EVENT", "WHAT");
 }
 
-std::string notice_text(WallTime time, const std::string &kind, const std::string &detail) {
+std::string notice_text(Wall_Time time, const std::string &kind, const std::string &detail) {
     return event_line("-", clock_text(time), kind, detail);
 }
 
-std::string event_text(const EventRecord &event) {
+std::string event_text(const Event_Record &event) {
     return event_line(std::to_string(event.sequence), clock_text(event.time), kind_text(event),
                       detail_text(event));
 }

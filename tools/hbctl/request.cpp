@@ -1,10 +1,10 @@
 #include "tools/hbctl/request.h"
 
-#include "common/socket_path.h"
-#include "tools/hbctl/error_text.h"
-
 #include <cerrno>
 #include <unistd.h>
+
+#include "common/socket_path.h"
+#include "tools/hbctl/error_text.h"
 
 namespace hbctl {
 namespace {
@@ -49,23 +49,23 @@ std::string open_failure_line(const std::string &path, int number) {
 void require(Hb_Rc result, const std::string &doing) {
     if (result != Hb_Success) {
         const int number = hb_get_errno();
-        throw RequestFailed(failure_line(doing, number), number);
+        throw Request_Failed(failure_line(doing, number), number);
     }
 }
 
 void require_request(Hb_Rc result, const std::string &doing) {
     if (result != Hb_Success) {
         const int number = hb_get_errno();
-        throw RequestFailed("cannot " + doing + ": " + request_error_text(number) + " (error " +
-                                std::to_string(number) + ")",
-                            number);
+        throw Request_Failed("cannot " + doing + ": " + request_error_text(number) + " (error " +
+                                 std::to_string(number) + ")",
+                             number);
     }
 }
 
 void open_library() {
     if (hb_init() != Hb_Success) {
         const int number = hb_get_errno();
-        throw RequestFailed(open_failure_line(common::socket_path_from_environment(), number), number);
+        throw Request_Failed(open_failure_line(common::socket_path_from_environment(), number), number);
     }
 }
 

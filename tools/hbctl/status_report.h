@@ -1,15 +1,15 @@
 // Output of `hbctl status`.
 #pragma once
 
-#include "tools/hbctl/cluster_picture.h"
-#include "tools/hbctl/event_record.h"
-
 #include <optional>
 #include <string>
 
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/event_record.h"
+
 namespace hbctl {
 
-struct StatusReport {
+struct Status_Report {
     std::string socket;
     int local_node = -1;
     Counts counts;

@@ -29,7 +29,7 @@ void set_disposition(void (*handler)(int), int flags) {
 
 } // namespace
 
-StopSignal::StopSignal() {
+Stop_Signal::Stop_Signal() {
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot create a pipe for signals");
@@ -40,7 +40,7 @@ StopSignal::StopSignal() {
     set_disposition(tell_pipe, static_cast<int>(SA_RESETHAND));
 }
 
-StopSignal::~StopSignal() {
+Stop_Signal::~Stop_Signal() {
     set_disposition(SIG_DFL, 0);
     signal_pipe = -1;
     close(read_end_);

@@ -5,12 +5,12 @@ namespace hbctl {
 
 // The first signal makes the descriptor readable. A second one ends the process at once, in case something
 // blocks. Only one object may exist at a time; its destructor restores the old dispositions.
-class StopSignal {
+class Stop_Signal {
   public:
-    StopSignal();
-    ~StopSignal();
-    StopSignal(const StopSignal &) = delete;
-    StopSignal &operator=(const StopSignal &) = delete;
+    Stop_Signal();
+    ~Stop_Signal();
+    Stop_Signal(const Stop_Signal &) = delete;
+    Stop_Signal &operator=(const Stop_Signal &) = delete;
 
     int descriptor() const { return read_end_; }
 

@@ -1,9 +1,9 @@
 #include "tools/hbctl/subscription.h"
 
-#include "tools/hbctl/request.h"
-
 #include <algorithm>
 #include <utility>
+
+#include "tools/hbctl/request.h"
 
 namespace hbctl {
 namespace {
@@ -41,9 +41,9 @@ void note(std::string &left_out, const std::string &who) {
 
 } // namespace
 
-std::vector<SubscriptionRequest> everything() {
+std::vector<Subscription_Request> everything() {
     constexpr int membership = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
-    std::vector<SubscriptionRequest> requests{
+    std::vector<Subscription_Request> requests{
         {"hbctl-nodes", Selection::all_nodes, {}, "", membership | HB_EVENT_HEARTBEAT},
         {"hbctl-adapters", Selection::all_adapters, {}, "", membership},
         {"hbctl-instances", Selection::different_instance, {}, "", HB_EVENT_DIFF_INSTANCE},
@@ -56,7 +56,7 @@ std::vector<SubscriptionRequest> everything() {
     return requests;
 }
 
-Subscription::Subscription(SubscriptionRequest request)
+Subscription::Subscription(Subscription_Request request)
     : request_(std::move(request)), group_(std::make_unique<Hb_Subscription_Group>()) {}
 
 void Subscription::ask() {
@@ -144,8 +144,8 @@ bool Subscription::build_network(Missing missing, std::string &left_out) {
     const std::string who = "network " + request_.network;
     const Hb_Network_Number network = find_network(request_.network);
     if (network < 0 && missing == Missing::refuse) {
-        throw RequestFailed(failure_line("subscribe to " + who, HB_ERROR_NETWORK_NOT_CONFIGURED),
-                            HB_ERROR_NETWORK_NOT_CONFIGURED);
+        throw Request_Failed(failure_line("subscribe to " + who, HB_ERROR_NETWORK_NOT_CONFIGURED),
+                             HB_ERROR_NETWORK_NOT_CONFIGURED);
     }
     const Hb_Rc result = network < 0 ? Hb_Failure : hb_add_network_to_subscription_group(group_.get(), network);
     if (result == Hb_Success) {

@@ -1,18 +1,18 @@
 // What to watch, and how to subscribe to it.
 #pragma once
 
-#include "hb_client.h"
-
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "hb_client.h"
+
 namespace hbctl {
 
 enum class Selection { nodes, all_nodes, adapters, all_adapters, network, sites, different_instance };
 
-struct SubscriptionRequest {
+struct Subscription_Request {
     std::string name;
     Selection selection = Selection::all_nodes;
     std::vector<std::uint32_t> numbers; // of nodes or adapters
@@ -21,15 +21,15 @@ struct SubscriptionRequest {
 };
 
 // The subscription of `hbctl watch`: everything.
-std::vector<SubscriptionRequest> everything();
+std::vector<Subscription_Request> everything();
 
 // A subscription that follows changes of the configuration. The daemon stores the members at the time of the
 // request, except for "all". So the subscription is renewed when its list of members changes.
 class Subscription {
   public:
-    explicit Subscription(SubscriptionRequest request);
+    explicit Subscription(Subscription_Request request);
 
-    // Subscribes, also after the library was closed and opened again. Throws RequestFailed, also if a member is
+    // Subscribes, also after the library was closed and opened again. Throws Request_Failed, also if a member is
     // not configured.
     void ask();
 
@@ -37,7 +37,7 @@ class Subscription {
     // is no longer configured is left out until it returns. Returns one line about it, or nothing.
     std::string refresh();
 
-    const SubscriptionRequest &request() const { return request_; }
+    const Subscription_Request &request() const { return request_; }
 
   private:
     enum class Missing { refuse, leave_out };
@@ -54,7 +54,7 @@ class Subscription {
     Asked asked_for() const;
     void send();
 
-    SubscriptionRequest request_;
+    Subscription_Request request_;
     std::unique_ptr<Hb_Subscription_Group> group_;
     Asked asked_;
     bool active_ = false;

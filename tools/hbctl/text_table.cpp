@@ -25,15 +25,15 @@ std::string padded(const std::string &text, std::size_t width, Align align) {
     return align == Align::left ? text + blanks : blanks + text;
 }
 
-TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
+Text_Table::Text_Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
-void TextTable::add(std::vector<std::string> cells) {
+void Text_Table::add(std::vector<std::string> cells) {
     cells.resize(columns_.size());
     rows_.push_back(std::move(cells));
 }
 
-std::string TextTable::line(const std::vector<std::string> &cells,
-                            const std::vector<std::size_t> &widths) const {
+std::string Text_Table::line(const std::vector<std::string> &cells,
+                             const std::vector<std::size_t> &widths) const {
     std::string text;
     for (std::size_t at = 0; at < cells.size(); ++at) {
         text += (at == 0 ? "" : "  ") + padded(cells[at], widths[at], columns_[at].align);
@@ -42,7 +42,7 @@ std::string TextTable::line(const std::vector<std::string> &cells,
     return text;
 }
 
-std::vector<std::string> TextTable::lines() const {
+std::vector<std::string> Text_Table::lines() const {
     std::vector<std::string> headings;
     std::vector<std::size_t> widths;
     for (const Column &column : columns_) {

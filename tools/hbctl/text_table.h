@@ -14,9 +14,9 @@ struct Column {
     Align align = Align::left;
 };
 
-class TextTable {
+class Text_Table {
   public:
-    explicit TextTable(std::vector<Column> columns);
+    explicit Text_Table(std::vector<Column> columns);
 
     // Each row has as many cells as there are columns.
     void add(std::vector<std::string> cells);

@@ -1,17 +1,17 @@
 #include "tools/hbctl/validators.h"
 
+#include <charconv>
+#include <optional>
+
 #include "common/ip_address.h"
 #include "hb_client.h"
 #include "tools/hbctl/number_list.h"
 
-#include <charconv>
-#include <optional>
-
 namespace hbctl {
 namespace {
 
-constexpr std::size_t longest_name = HB_NAME_SIZE - 1;
-constexpr double longest_timeout = 1e9;
+constexpr std::size_t LONGEST_NAME = HB_NAME_SIZE - 1;
+constexpr double LONGEST_TIMEOUT = 1e9;
 
 // Returns nothing unless the whole text is one number.
 template <typename Number> std::optional<Number> parse_whole(const std::string &text) {
@@ -34,8 +34,8 @@ CLI::Validator number_list_up_to(std::uint32_t highest) {
 CLI::Validator subscription_name() {
     return CLI::Validator(
         [](std::string &text) {
-            if (text.empty() || text.size() > longest_name) {
-                return "a name has 1 to " + std::to_string(longest_name) + " bytes";
+            if (text.empty() || text.size() > LONGEST_NAME) {
+                return "a name has 1 to " + std::to_string(LONGEST_NAME) + " bytes";
             }
             return std::string();
         },
@@ -51,7 +51,7 @@ CLI::Validator positive_seconds() {
     return CLI::Validator(
         [](std::string &text) {
             const auto seconds = parse_whole<double>(text);
-            const bool sound = seconds && *seconds > 0 && *seconds <= longest_timeout;
+            const bool sound = seconds && *seconds > 0 && *seconds <= LONGEST_TIMEOUT;
             return sound ? std::string() : "'" + text + "' is not a number of seconds above 0";
         },
         "");

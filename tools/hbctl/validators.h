@@ -1,10 +1,10 @@
 // Checks of the words on the command line. Each complaint uses the user's terms.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 namespace hbctl {
 

@@ -1,5 +1,8 @@
 #include "tools/hbctl/watcher.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "common/socket_path.h"
 #include "hb_client.h"
 #include "tools/hbctl/output.h"
@@ -8,14 +11,11 @@
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
 
-#include <algorithm>
-#include <utility>
-
 namespace hbctl {
 namespace {
 
-constexpr std::chrono::milliseconds first_pause{100};
-constexpr std::chrono::milliseconds longest_pause{2000};
+constexpr std::chrono::milliseconds FIRST_PAUSE{100};
+constexpr std::chrono::milliseconds LONGEST_PAUSE{2000};
 
 // Error numbers after which the connection is unusable.
 bool means_loss(int error) {
@@ -23,17 +23,17 @@ bool means_loss(int error) {
            error == HB_ERROR_SEND_FAILED;
 }
 
-WallTime now() {
+Wall_Time now() {
     return std::chrono::system_clock::now();
 }
 
 } // namespace
 
-Watcher::Watcher(bool json, const WatchLimits &limits)
+Watcher::Watcher(bool json, const Watch_Limits &limits)
     : json_(json), limits_(limits), socket_(common::socket_path_from_environment()),
       deadline_(limits.timeout ? deadline_after(*limits.timeout) : Deadline{}) {}
 
-int Watcher::run(std::vector<SubscriptionRequest> requests) {
+int Watcher::run(std::vector<Subscription_Request> requests) {
     connect(std::move(requests));
     do {
         if (is_time_to_migrate()) {
@@ -44,13 +44,13 @@ int Watcher::run(std::vector<SubscriptionRequest> requests) {
     return exit_status_;
 }
 
-void Watcher::connect(std::vector<SubscriptionRequest> requests) {
+void Watcher::connect(std::vector<Subscription_Request> requests) {
     open_library();
     picture_ = read_picture();
     if (requests.empty()) {
         requests = everything();
     }
-    for (SubscriptionRequest &request : requests) {
+    for (Subscription_Request &request : requests) {
         subscriptions_.emplace_back(std::move(request));
     }
     subscribe();
@@ -65,7 +65,7 @@ void Watcher::subscribe() {
 }
 
 Watcher::Next Watcher::take_one() {
-    EventRecord event;
+    Event_Record event;
     switch (stream_.next(stop_.descriptor(), deadline_, picture_, event)) {
     case Arrival::event:
         failures_in_a_row_ = 0;
@@ -76,7 +76,7 @@ Watcher::Next Watcher::take_one() {
         if (event.kind == HB_EVENT_CONFIG) {
             try {
                 refresh_subscriptions();
-            } catch (const RequestFailed &failure) {
+            } catch (const Request_Failed &failure) {
                 if (!means_loss(failure.number())) {
                     throw;
                 }
@@ -100,7 +100,7 @@ Watcher::Next Watcher::take_one() {
     return Next::end;
 }
 
-void Watcher::show(const EventRecord &event) {
+void Watcher::show(const Event_Record &event) {
     say_line(json_ ? event_json(event) : event_text(event));
     ++shown_;
 }
@@ -143,7 +143,7 @@ void Watcher::take_failure() {
     constexpr int too_many = 5;
     const std::string line = "cannot read an event of the cluster service";
     if (++failures_in_a_row_ >= too_many) {
-        throw RequestFailed(line + ", several times in a row", hb_get_errno());
+        throw Request_Failed(line + ", several times in a row", hb_get_errno());
     }
     complain(line);
 }
@@ -159,12 +159,12 @@ Watcher::Next Watcher::handle_loss() {
         return reconnect();
     }
     complain("the heartbeat daemon at " + socket_ + " disconnected");
-    exit_status_ = exit_failure;
+    exit_status_ = STATUS_FAILURE;
     return Next::end;
 }
 
 Watcher::Next Watcher::reconnect() {
-    auto pause = first_pause;
+    auto pause = FIRST_PAUSE;
     for (;;) {
         hb_terminate();
         Deadline until = deadline_after(pause);
@@ -178,7 +178,7 @@ Watcher::Next Watcher::reconnect() {
         if (try_to_reconnect()) {
             return Next::go_on;
         }
-        pause = std::min(2 * pause, longest_pause);
+        pause = std::min(2 * pause, LONGEST_PAUSE);
     }
 }
 
@@ -187,7 +187,7 @@ bool Watcher::try_to_reconnect() {
         open_library();
         picture_ = read_picture();
         subscribe();
-    } catch (const RequestFailed &) {
+    } catch (const Request_Failed &) {
         return false;
     }
     announce_return();
@@ -209,7 +209,7 @@ void Watcher::announce_loss() const {
 
 void Watcher::announce_return() const {
     const Counts counts = count(picture_);
-    say_line(json_ ? reconnected_json(now(), StatusReport{socket_, picture_.local_node, counts, std::nullopt})
+    say_line(json_ ? reconnected_json(now(), Status_Report{socket_, picture_.local_node, counts, std::nullopt})
                    : notice_text(now(), "reconnected", counts_text(counts)));
 }
 

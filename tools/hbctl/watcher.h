@@ -1,6 +1,9 @@
 // The live view behind `hbctl watch` and `hbctl subscribe`.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/cluster_picture.h"
 #include "tools/hbctl/event_stream.h"
@@ -8,25 +11,22 @@
 #include "tools/hbctl/stop_signal.h"
 #include "tools/hbctl/subscription.h"
 
-#include <string>
-#include <vector>
-
 namespace hbctl {
 
 class Watcher {
   public:
-    Watcher(bool json, const WatchLimits &limits);
+    Watcher(bool json, const Watch_Limits &limits);
 
-    // An empty list subscribes to everything. Returns the exit status. Throws RequestFailed, OutputClosed.
-    int run(std::vector<SubscriptionRequest> requests);
+    // An empty list subscribes to everything. Returns the exit status. Throws Request_Failed, Output_Closed.
+    int run(std::vector<Subscription_Request> requests);
 
   private:
     enum class Next { go_on, end };
 
-    void connect(std::vector<SubscriptionRequest> requests);
+    void connect(std::vector<Subscription_Request> requests);
     void subscribe();
     Next take_one();
-    void show(const EventRecord &event);
+    void show(const Event_Record &event);
     void refresh_subscriptions();
     bool is_time_to_migrate() const;
     void migrate();
@@ -41,17 +41,17 @@ class Watcher {
                             const std::string &detail) const;
 
     const bool json_;
-    const WatchLimits limits_;
+    const Watch_Limits limits_;
     const std::string socket_;
     const Deadline deadline_;
-    StopSignal stop_;
-    EventStream stream_;
+    Stop_Signal stop_;
+    Event_Stream stream_;
     Picture picture_;
     std::vector<Subscription> subscriptions_;
     std::uint64_t shown_ = 0;
     bool migration_tried_ = false;
     int failures_in_a_row_ = 0;
-    int exit_status_ = exit_success;
+    int exit_status_ = STATUS_SUCCESS;
 };
 
 } // namespace hbctl

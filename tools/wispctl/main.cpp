@@ -8,7 +8,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>

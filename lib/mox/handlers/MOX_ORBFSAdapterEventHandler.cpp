@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {HB_TR_ADAPTER_HANDLER_ENTRY, HB_TR_ADAPTER_READ_FAILED,
+constexpr MOX_Handler_Records RECORDS = {HB_TR_ADAPTER_HANDLER_ENTRY, HB_TR_ADAPTER_READ_FAILED,
                                          HB_TR_ADAPTER_HANDLER_EXIT, HB_TR_ADAPTER_NO_EVENT};
 
 Hb_Adapter_Entry *find_adapter(uint32_t node, const char *interface) {
@@ -58,12 +58,12 @@ ORBFSAdapterEventHandler::ORBFSAdapterEventHandler(char *name) : ORBFSConfigurat
 ORBFSAdapterEventHandler::~ORBFSAdapterEventHandler() = default;
 
 Hb_Rc ORBFSAdapterEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_trace_handler(records.entry, orbfs_fd);
+    MOX_trace_handler(RECORDS.entry, orbfs_fd);
     if (group != nullptr) {
         hb_clear_adapter_list(group, hb_adapter_number_bound(global_config_tbl));
     }
     const MOX_Event_Output out = {events, name, group, seqnum_p};
-    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, records, out,
+    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS, RECORDS, out,
                             [&](const qz_orb_event_metadata_t &event) { return process(event, out); });
 }
 

@@ -1,6 +1,5 @@
 // Reports adapters that go up or down, and adapters that are added or removed.
-#ifndef MOX_ORBFSADAPTEREVENTHANDLER_H
-#define MOX_ORBFSADAPTEREVENTHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
@@ -15,5 +14,3 @@ class ORBFSAdapterEventHandler : public ORBFSConfigurationHandler {
   private:
     Hb_Rc process(const qz_orb_event_metadata_t &event, const MOX_Event_Output &out);
 };
-
-#endif

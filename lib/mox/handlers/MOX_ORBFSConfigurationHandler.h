@@ -1,6 +1,5 @@
 // The base of the handlers whose events change the configuration.
-#ifndef MOX_ORBFSCONFIGURATIONHANDLER_H
-#define MOX_ORBFSCONFIGURATIONHANDLER_H
+#pragma once
 
 #include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
@@ -42,5 +41,3 @@ class ORBFSConfigurationHandler : public ORBFSHandler {
     static void queue_all(Differences &&found);
     void deliver_departed_adapters(MOX_Event &departed, const MOX_Event_Output &out);
 };
-
-#endif

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr char wake_up = 1;
+constexpr char WAKE_UP = 1;
 
 // A message from a node that was reported dead means that the node is up again. Returns false when the event
 // is no news.
@@ -84,7 +84,7 @@ void ORBFSEventPipeHandler::read_wake_up() {
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_READ_FAILED, -1, errno);
     } else if (got == 0) {
         hb_trace_id(HB_TRACE_INFO, HB_TR_EVENT_PIPE_END);
-    } else if (byte != wake_up) {
+    } else if (byte != WAKE_UP) {
         set_hb_errno(HB_ERROR_BAD_WAKE_UP);
         hb_trace_values(HB_TRACE_INFO, HB_TR_EVENT_PIPE_ODD_BYTE, int{static_cast<unsigned char>(byte)});
     }

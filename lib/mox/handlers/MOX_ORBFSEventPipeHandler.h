@@ -1,6 +1,5 @@
 // Delivers the queued events to the caller, one for each wake-up.
-#ifndef MOX_ORBFSEVENTPIPEHANDLER_H
-#define MOX_ORBFSEVENTPIPEHANDLER_H
+#pragma once
 
 #include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
@@ -20,5 +19,3 @@ class ORBFSEventPipeHandler : public ORBFSPipeHandler {
     void deliver(MOX_Event &ev, const MOX_Event_Output &out);
     void copy_group(MOX_Event &ev, Hb_Group *group);
 };
-
-#endif

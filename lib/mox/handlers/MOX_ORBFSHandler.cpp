@@ -19,8 +19,8 @@ extern "C" [[noreturn]] void __assert_fail(const char *assertion, const char *fi
 
 namespace {
 
-constexpr int slots_step = 10;
-constexpr FDHandlerArray free_slot = {-1, nullptr};
+constexpr int SLOTS_STEP = 10;
+constexpr FDHandlerArray FREE_SLOT = {-1, nullptr};
 
 FDHandlerArray *find_slot(FDHandlerArray *first, FDHandlerArray *end, int fd) {
     return std::find_if(first, end,
@@ -91,7 +91,7 @@ ORBFSHandler::~ORBFSHandler() {
     for (HandlerInstancesMap *slot = handlerInstances; slot != end; ++slot) {
         if (slot->handler == this) {
             const bool moves = displaced != nullptr;
-            *slot = moves ? FDHandlerArray{slot->fd, displaced} : free_slot;
+            *slot = moves ? FDHandlerArray{slot->fd, displaced} : FREE_SLOT;
             displaced = nullptr;
             numbersOfFileDescriptors -= !moves && numbersOfFileDescriptors > 0 ? 1 : 0;
         }
@@ -114,24 +114,24 @@ void ORBFSHandler::selfRegister() {
         return;
     }
     if (handlerInstances == nullptr) {
-        handlerInstances = new (std::nothrow) HandlerInstancesMap[slots_step];
+        handlerInstances = new (std::nothrow) HandlerInstancesMap[SLOTS_STEP];
         if (handlerInstances == nullptr) {
             return;
         }
-        std::fill_n(handlerInstances, slots_step, free_slot);
-        handlerListSlots = slots_step;
+        std::fill_n(handlerInstances, SLOTS_STEP, FREE_SLOT);
+        handlerListSlots = SLOTS_STEP;
         currentSlots = 0;
         numbersOfFileDescriptors = 0;
     } else if (currentSlots == handlerListSlots) {
         auto *grown =
-            new (std::nothrow) HandlerInstancesMap[static_cast<std::size_t>(handlerListSlots + slots_step)]();
+            new (std::nothrow) HandlerInstancesMap[static_cast<std::size_t>(handlerListSlots + SLOTS_STEP)]();
         if (grown == nullptr) {
             return;
         }
         std::copy_n(handlerInstances, currentSlots, grown);
         delete[] handlerInstances;
         handlerInstances = grown;
-        handlerListSlots += slots_step;
+        handlerListSlots += SLOTS_STEP;
     }
     handlerInstances[currentSlots] = {orbfs_fd, this};
     ++currentSlots;
@@ -144,7 +144,7 @@ void ORBFSHandler::selfUnregister() {
     if (first == end) {
         return;
     }
-    *first = free_slot;
+    *first = FREE_SLOT;
     if (numbersOfFileDescriptors < 1) {
         set_hb_errno(HB_ERROR_HANDLER_NOT_REGISTERED);
         hb_trace_values(HB_TRACE_ERRORS, HB_TR_UNREGISTER_WITHOUT_COUNT, HB_ERROR_HANDLER_NOT_REGISTERED,

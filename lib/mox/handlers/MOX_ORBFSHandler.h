@@ -2,8 +2,7 @@
 //
 // A static registry finds handlers by descriptor. It is not locked: one thread switches modes and makes and
 // deletes handlers, and dispatch runs in the thread that receives events.
-#ifndef MOX_ORBFSHANDLER_H
-#define MOX_ORBFSHANDLER_H
+#pragma once
 
 #include <cstdint>
 
@@ -91,5 +90,3 @@ class ORBFSHandler {
     static int currentSlots;
     static int numbersOfFileDescriptors;
 };
-
-#endif

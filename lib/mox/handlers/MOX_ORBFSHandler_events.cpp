@@ -1,10 +1,9 @@
 // The events that a handler makes from the difference of two tables, and for one node or adapter.
-#include "lib/mox/handlers/MOX_ORBFSHandler.h"
-
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/hb_global_data/working_table.h"
 #include "lib/mox/event_construction.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "lib/mox/node_adapters.h"
 #include "lib/mox/table_comparison.h"
 

@@ -1,6 +1,4 @@
 // Fills the caller's group record for one event, or copies it from a queued event.
-#include "lib/mox/handlers/MOX_ORBFSHandler.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -8,6 +6,7 @@
 #include "lib/hb_global_data/group_record.h"
 #include "lib/hb_global_data/subscription_names.h"
 #include "lib/mox/event_output.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 namespace {
 

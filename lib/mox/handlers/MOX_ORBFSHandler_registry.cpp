@@ -1,10 +1,9 @@
 // The registry of handlers: lists their descriptors, and dispatches to the handler of a ready one.
-#include "lib/mox/handlers/MOX_ORBFSHandler.h"
-
 #include <new>
 
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/base/error_number.h"
+#include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
 HandlerInstancesMap *ORBFSHandler::handlerInstances = nullptr;
 int ORBFSHandler::handlerListSlots = 0;

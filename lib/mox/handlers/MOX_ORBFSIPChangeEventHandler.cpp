@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {HB_TR_IP_CHANGE_HANDLER_ENTRY, HB_TR_IP_CHANGE_READ_FAILED,
+constexpr MOX_Handler_Records RECORDS = {HB_TR_IP_CHANGE_HANDLER_ENTRY, HB_TR_IP_CHANGE_READ_FAILED,
                                          HB_TR_IP_CHANGE_HANDLER_EXIT, HB_TR_IP_CHANGE_NO_EVENT};
 
 const char *interface_of(const qz_orb_event_ip_change_t &record) {
@@ -49,9 +49,9 @@ ORBFSIPChangeEventHandler::ORBFSIPChangeEventHandler(char *name) : ORBFSConfigur
 ORBFSIPChangeEventHandler::~ORBFSIPChangeEventHandler() = default;
 
 Hb_Rc ORBFSIPChangeEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_trace_handler(records.entry, orbfs_fd);
+    MOX_trace_handler(RECORDS.entry, orbfs_fd);
     const MOX_Event_Output out = {events, name, group, seqnum_p};
-    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_IP_CHANGE, records, out,
+    return MOX_handle_event(orbfs_fd, QZ_ORB_EVENT_CATEGORY_IP_CHANGE, RECORDS, out,
                             [&](const qz_orb_event_metadata_t &event) { return process(event, out); });
 }
 

@@ -1,6 +1,5 @@
 // Reports addresses that are added to interfaces or removed from them.
-#ifndef MOX_ORBFSIPCHANGEEVENTHANDLER_H
-#define MOX_ORBFSIPCHANGEEVENTHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
@@ -15,5 +14,3 @@ class ORBFSIPChangeEventHandler : public ORBFSConfigurationHandler {
   private:
     Hb_Rc process(const qz_orb_event_metadata_t &event, const MOX_Event_Output &out);
 };
-
-#endif

@@ -1,6 +1,5 @@
 // Answers a new subscription with the current group.
-#ifndef MOX_ORBFSNEWGROUPEVENTHANDLER_H
-#define MOX_ORBFSNEWGROUPEVENTHANDLER_H
+#pragma once
 
 #include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
@@ -23,5 +22,3 @@ class ORBFSNewGroupEventHandler : public ORBFSPipeHandler {
 // The requests, one byte each.
 inline constexpr char MOX_NEW_NODE_GROUP = 1;
 inline constexpr char MOX_NEW_ADAPTER_GROUP = 2;
-
-#endif

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {HB_TR_NODE_LIST_HANDLER_ENTRY, HB_TR_NODE_LIST_READ_FAILED,
+constexpr MOX_Handler_Records RECORDS = {HB_TR_NODE_LIST_HANDLER_ENTRY, HB_TR_NODE_LIST_READ_FAILED,
                                          HB_TR_NODE_LIST_HANDLER_EXIT, HB_TR_NODE_LIST_NO_EVENT};
 
 } // namespace
@@ -14,10 +14,10 @@ ORBFSNodeListHandler::ORBFSNodeListHandler(char *name) : ORBFSConfigurationHandl
 ORBFSNodeListHandler::~ORBFSNodeListHandler() = default;
 
 Hb_Rc ORBFSNodeListHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_trace_handler(records.entry, orbfs_fd);
+    MOX_trace_handler(RECORDS.entry, orbfs_fd);
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, records, out,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIST, RECORDS, out,
         [&](const qz_orb_event_metadata_t &event) {
             qz_orb_event_metadata_t about = event;
             return rebuild_table(out, &about);

@@ -1,6 +1,5 @@
 // Reports changes of the list of nodes.
-#ifndef MOX_ORBFSNODELISTHANDLER_H
-#define MOX_ORBFSNODELISTHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
@@ -12,5 +11,3 @@ class ORBFSNodeListHandler : public ORBFSConfigurationHandler {
     // Errors: those of update_global_table_and_construct_events.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
-
-#endif

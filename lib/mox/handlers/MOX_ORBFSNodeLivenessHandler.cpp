@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {HB_TR_NODE_HANDLER_ENTRY, HB_TR_NODE_READ_FAILED,
+constexpr MOX_Handler_Records RECORDS = {HB_TR_NODE_HANDLER_ENTRY, HB_TR_NODE_READ_FAILED,
                                          HB_TR_NODE_HANDLER_EXIT, HB_TR_NODE_NO_EVENT};
 
 unsigned long sequence_of(const qz_orb_event_node_liveness_t &record) {
@@ -98,10 +98,10 @@ ORBFSNodeLivenessHandler::ORBFSNodeLivenessHandler(char *name) : ORBFSHandler(na
 ORBFSNodeLivenessHandler::~ORBFSNodeLivenessHandler() = default;
 
 Hb_Rc ORBFSNodeLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_trace_handler(records.entry, orbfs_fd);
+    MOX_trace_handler(RECORDS.entry, orbfs_fd);
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, records, out,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS, RECORDS, out,
         [&](const qz_orb_event_metadata_t &event) { return process(*event.event.p_node_liveness, out); });
 }
 

@@ -1,6 +1,5 @@
 // Reports nodes that go up or down, together with their adapters.
-#ifndef MOX_ORBFSNODELIVENESSHANDLER_H
-#define MOX_ORBFSNODELIVENESSHANDLER_H
+#pragma once
 
 #include "lib/mox/event_output.h"
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
@@ -25,5 +24,3 @@ class ORBFSNodeLivenessHandler : public ORBFSHandler {
     void report_no_news(int node, unsigned long seqnum, const MOX_Event_Output &out);
     void report_node(int node, int event, unsigned long seqnum, const MOX_Event_Output &out);
 };
-
-#endif

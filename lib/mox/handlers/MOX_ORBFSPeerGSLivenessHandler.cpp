@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
+constexpr MOX_Handler_Records RECORDS = {Hb_Trace_Id{}, HB_TR_PEER_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_PEER_NO_EVENT};
 
 // Applies the membership daemon's report and returns the event, or 0 if it is no news. A node that is down
@@ -37,7 +37,7 @@ ORBFSPeerGSLivenessHandler::~ORBFSPeerGSLivenessHandler() = default;
 Hb_Rc ORBFSPeerGSLivenessHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, records, out,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS, RECORDS, out,
         [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_process_liveness_t &record = *event.event.p_process_liveness;
             hb_trace_values(HB_TRACE_INFO, HB_TR_PEER_EVENT, record.node_number, record.event_type);

@@ -1,7 +1,6 @@
 // Reports membership daemons of other nodes that go up or down. A report that a daemon is down overrides the
 // service's "up" until a message arrives from its node.
-#ifndef MOX_ORBFSPEERGSLIVENESSHANDLER_H
-#define MOX_ORBFSPEERGSLIVENESSHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
@@ -13,5 +12,3 @@ class ORBFSPeerGSLivenessHandler : public ORBFSHandler {
     // A failed read fails the call without an error number.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // A handler that the library itself signals, through a pipe whose read end is its descriptor.
-#ifndef MOX_ORBFSPIPEHANDLER_H
-#define MOX_ORBFSPIPEHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
@@ -16,5 +15,3 @@ class ORBFSPipeHandler : public ORBFSHandler {
 
     int32_t orbfs_pipe_write_fd; // -1: none
 };
-
-#endif

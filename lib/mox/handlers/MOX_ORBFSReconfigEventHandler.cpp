@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_RECONFIG_READ_FAILED, Hb_Trace_Id{},
+constexpr MOX_Handler_Records RECORDS = {Hb_Trace_Id{}, HB_TR_RECONFIG_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_RECONFIG_NO_EVENT};
 
 } // namespace
@@ -16,7 +16,7 @@ ORBFSReconfigEventHandler::~ORBFSReconfigEventHandler() = default;
 Hb_Rc ORBFSReconfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, records, out,
+        orbfs_fd, QZ_ORB_MONITOR_CLUSTER_RECONFIG, RECORDS, out,
         [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_cluster_reconfig_t *record = event.event.p_cluster_reconfig;
             if (record != nullptr) {

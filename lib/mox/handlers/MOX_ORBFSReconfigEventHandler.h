@@ -1,6 +1,5 @@
 // Rebuilds the whole table after a reconfiguration of the cluster.
-#ifndef MOX_ORBFSRECONFIGEVENTHANDLER_H
-#define MOX_ORBFSRECONFIGEVENTHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
@@ -12,5 +11,3 @@ class ORBFSReconfigEventHandler : public ORBFSConfigurationHandler {
     // Errors: those of update_global_table_and_construct_events.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
-
-#endif

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {Hb_Trace_Id{}, HB_TR_REPOSITORY_READ_FAILED, Hb_Trace_Id{},
+constexpr MOX_Handler_Records RECORDS = {Hb_Trace_Id{}, HB_TR_REPOSITORY_READ_FAILED, Hb_Trace_Id{},
                                          HB_TR_REPOSITORY_NO_EVENT};
 
 constexpr char EVENT_NAME[] = "Hb_Repository_Disk";
@@ -34,7 +34,7 @@ ORBFSRepositoryDiskHandler::~ORBFSRepositoryDiskHandler() = default;
 Hb_Rc ORBFSRepositoryDiskHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_REPOS_DISK, records, out, [&](const qz_orb_event_metadata_t &event) {
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_REPOS_DISK, RECORDS, out, [&](const qz_orb_event_metadata_t &event) {
             const qz_orb_event_repos_disk_t &record = *event.event.p_repos_disk;
             *out.events = record.event_type == QZ_ORB_EVENT_UP ? HB_EVENT_JOIN : HB_EVENT_DEATH;
             hb_trace_values(HB_TRACE_INFO, HB_TR_REPOSITORY_EVENT, record.node_number, record.event_type);

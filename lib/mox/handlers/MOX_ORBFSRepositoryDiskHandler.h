@@ -1,6 +1,5 @@
 // Reports whether nodes can reach the cluster's repository disk.
-#ifndef MOX_ORBFSREPOSITORYDISKHANDLER_H
-#define MOX_ORBFSREPOSITORYDISKHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 
@@ -12,5 +11,3 @@ class ORBFSRepositoryDiskHandler : public ORBFSHandler {
     // A failed read fails the call without an error number.
     Hb_Rc handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) override;
 };
-
-#endif

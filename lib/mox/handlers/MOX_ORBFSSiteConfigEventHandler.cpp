@@ -9,13 +9,13 @@
 
 namespace {
 
-constexpr MOX_Handler_Records records = {HB_TR_SITE_HANDLER_ENTRY, HB_TR_SITE_READ_FAILED,
+constexpr MOX_Handler_Records RECORDS = {HB_TR_SITE_HANDLER_ENTRY, HB_TR_SITE_READ_FAILED,
                                          HB_TR_SITE_HANDLER_EXIT, HB_TR_SITE_NO_EVENT};
 
 // By position: the local node's identifier, the local site, the merge policy.
-constexpr int errors_of_queries[] = {HB_ERROR_NONE, HB_ERROR_NODE_ID_QUERY_FAILED, HB_ERROR_SITE_QUERY_FAILED,
+constexpr int ERRORS_OF_QUERIES[] = {HB_ERROR_NONE, HB_ERROR_NODE_ID_QUERY_FAILED, HB_ERROR_SITE_QUERY_FAILED,
                                      HB_ERROR_MERGE_POLICY_QUERY_FAILED};
-constexpr int error_of_asking_again = HB_ERROR_NODE_ID_QUERY_FAILED;
+constexpr int ERROR_OF_ASKING_AGAIN = HB_ERROR_NODE_ID_QUERY_FAILED;
 
 Hb_Rc query_failed(int position, int number) {
     hb_trace_values(HB_TRACE_INFO, HB_TR_SITE_QUERY_FAILED, position, int{errno}, number);
@@ -57,10 +57,10 @@ ORBFSSiteConfigEventHandler::ORBFSSiteConfigEventHandler(char *name)
 ORBFSSiteConfigEventHandler::~ORBFSSiteConfigEventHandler() = default;
 
 Hb_Rc ORBFSSiteConfigEventHandler::handler(int *events, char *name, Hb_Group *group, unsigned long *seqnum_p) {
-    MOX_trace_handler(records.entry, orbfs_fd);
+    MOX_trace_handler(RECORDS.entry, orbfs_fd);
     const MOX_Event_Output out = {events, name, group, seqnum_p};
     return MOX_handle_event(
-        orbfs_fd, QZ_ORB_EVENT_CATEGORY_SITE_CFG, records, out,
+        orbfs_fd, QZ_ORB_EVENT_CATEGORY_SITE_CFG, RECORDS, out,
         [&](const qz_orb_event_metadata_t &event) { return process(*event.event.p_site_cfg, out); });
 }
 
@@ -112,7 +112,7 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
     case QZ_ORB_SITE_MODIFY:
         forget_answers();
         if (const int position = query_missing()) {
-            return query_failed(position, error_of_asking_again);
+            return query_failed(position, ERROR_OF_ASKING_AGAIN);
         }
         return Hb_Success;
     default:
@@ -123,7 +123,7 @@ Hb_Rc ORBFSSiteConfigEventHandler::process(const qz_orb_event_site_cfg_t &record
 Hb_Rc ORBFSSiteConfigEventHandler::site_down(const qz_orb_event_site_cfg_t &record,
                                              const MOX_Event_Output &out) {
     if (const int position = query_missing()) {
-        return query_failed(position, errors_of_queries[position]);
+        return query_failed(position, ERRORS_OF_QUERIES[position]);
     }
     const bool merges = cached_local_site_info.merge_flag == QZ_MOX_SITE_MERGE_FLAG_MERGE_PENDING;
     const int event = merges ? HB_EVENT_SITE_MERGE : HB_EVENT_SITE_SPLIT;

@@ -1,6 +1,5 @@
 // Reports sites that split and merge.
-#ifndef MOX_ORBFSSITECONFIGEVENTHANDLER_H
-#define MOX_ORBFSSITECONFIGEVENTHANDLER_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSConfigurationHandler.h"
 
@@ -30,5 +29,3 @@ class ORBFSSiteConfigEventHandler : public ORBFSConfigurationHandler {
     void fill(const qz_orb_event_site_cfg_t &record, int event, Hb_Group &group) const;
     Hb_Site_Info local_site(const qz_orb_event_site_cfg_t &record) const;
 };
-
-#endif

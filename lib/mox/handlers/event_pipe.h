@@ -1,6 +1,5 @@
 // Wakes the reader of the event pipe.
-#ifndef MOX_EVENT_PIPE_H
-#define MOX_EVENT_PIPE_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -15,5 +14,3 @@ void MOX_wake_for_queued_events();
 // Writes one byte to a pipe and returns the result of write: 1, or -1 with errno (EBADF for a descriptor of
 // -1).
 int MOX_write_byte(int fd, char byte);
-
-#endif

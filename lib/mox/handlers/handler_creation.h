@@ -1,6 +1,5 @@
 // Makes the handlers of cluster-event mode.
-#ifndef MOX_HANDLER_CREATION_H
-#define MOX_HANDLER_CREATION_H
+#pragma once
 
 #include "hb_client.h"
 
@@ -12,5 +11,3 @@ Hb_Rc MOX_create_global_event_handlers();
 
 // The same, but a failure leaves what was made.
 Hb_Rc MOX_create_global_event_handlers_internal();
-
-#endif

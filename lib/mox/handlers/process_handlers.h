@@ -1,6 +1,5 @@
 // The process's handlers of cluster-event mode. Null: the handler does not exist.
-#ifndef MOX_HANDLERS_H
-#define MOX_HANDLERS_H
+#pragma once
 
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 #include "lib/mox/handlers/MOX_ORBFSPipeHandler.h"
@@ -35,5 +34,3 @@ MOX_Handler_Set MOX_existing_handlers();
 
 // Deletes and nulls the handlers that are not in the set, in the order above.
 void MOX_delete_handlers_except(const MOX_Handler_Set &kept);
-
-#endif

@@ -60,7 +60,7 @@ Members up_after(const Act &act, int host) {
     return up;
 }
 
-bool was_told(const ClientView &view, const Members &members, Told what, Time since) {
+bool was_told(const Client_View &view, const Members &members, Told what, Time since) {
     return (members.nodes.empty() || view.told_nodes(members.nodes, what, since)) &&
            (members.adapters.empty() || view.told_adapters(members.adapters, what, since));
 }
@@ -109,7 +109,7 @@ std::vector<Delays> play(Stage &stage, Screen &screen, const Act &act) {
     act.happen(stage.hosts());
     stage.play_until("what every client has to be told", [&] {
         for (int host = 1; host <= Stage::HOSTS; ++host) {
-            const ClientView &view = stage.view(host);
+            const Client_View &view = stage.view(host);
             if (!was_told(view, act.by_host.at(host), act.told, begun) || view.up() != up_after(act, host)) {
                 return false;
             }

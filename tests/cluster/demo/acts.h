@@ -1,6 +1,5 @@
 // The faults of the demo, and the events that every client must receive for them.
-#ifndef HB_TEST_CLUSTER_DEMO_ACTS_H
-#define HB_TEST_CLUSTER_DEMO_ACTS_H
+#pragma once
 
 #include <functional>
 #include <map>
@@ -29,5 +28,3 @@ Members everyone();
 std::vector<Delays> play(Stage &stage, Screen &screen, const Act &act);
 
 } // namespace hb_demo
-
-#endif

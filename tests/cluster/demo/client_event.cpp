@@ -52,7 +52,7 @@ std::string joined(const std::set<int> &numbers) {
     return text;
 }
 
-std::string account_of(const ClientEvent &event) {
+std::string account_of(const Client_Event &event) {
     return event.about_nodes ? "up: nodes " + joined(event.nodes)
                              : "up: " + std::to_string(event.adapters.size()) + " adapters";
 }
@@ -75,10 +75,10 @@ Time now() {
     return std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
 }
 
-ClientEvent read_event(const std::string &line) {
+Client_Event read_event(const std::string &line) {
     try {
         const Json json = Json::parse(line);
-        ClientEvent event;
+        Client_Event event;
         event.time = time_of(json.at("time").get<std::string>());
         event.name = json.at("event").get<std::string>();
         event.told = told_by(event.name);
@@ -93,7 +93,7 @@ ClientEvent read_event(const std::string &line) {
     }
 }
 
-std::vector<std::string> lines_of(const ClientEvent &event) {
+std::vector<std::string> lines_of(const Client_Event &event) {
     if (event.told == Told::account) {
         return {account_of(event)};
     }

@@ -1,6 +1,5 @@
 // An event of a host's client: a line of "hbctl --json watch".
-#ifndef HB_TEST_CLUSTER_DEMO_CLIENT_EVENT_H
-#define HB_TEST_CLUSTER_DEMO_CLIENT_EVENT_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -16,7 +15,7 @@ Time now();
 
 enum class Told { account, death, join, other };
 
-struct ClientEvent {
+struct Client_Event {
     Time time;
     Told told = Told::other;
     bool about_nodes = false;    // false: about adapters
@@ -26,11 +25,9 @@ struct ClientEvent {
 };
 
 // Throws if the line is not from hbctl.
-ClientEvent read_event(const std::string &line);
+Client_Event read_event(const std::string &line);
 
 // The event as shown: a line for each member, at most 28 characters long.
-std::vector<std::string> lines_of(const ClientEvent &event);
+std::vector<std::string> lines_of(const Client_Event &event);
 
 } // namespace hb_demo
-
-#endif

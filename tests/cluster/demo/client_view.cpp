@@ -24,13 +24,13 @@ void change(std::set<int> &up, const std::set<int> &named, Told told) {
     }
 }
 
-using Names = std::function<bool(const ClientEvent &, int)>;
+using Names = std::function<bool(const Client_Event &, int)>;
 
-std::optional<Time> last_of_the_first(const std::vector<ClientEvent> &events, const std::set<int> &members,
+std::optional<Time> last_of_the_first(const std::vector<Client_Event> &events, const std::set<int> &members,
                                       Told what, Time since, const Names &names) {
     std::optional<Time> last;
     for (const int member : members) {
-        const auto first = std::find_if(events.begin(), events.end(), [&](const ClientEvent &event) {
+        const auto first = std::find_if(events.begin(), events.end(), [&](const Client_Event &event) {
             return event.time >= since && event.told == what && names(event, member);
         });
         if (first == events.end()) {
@@ -43,7 +43,7 @@ std::optional<Time> last_of_the_first(const std::vector<ClientEvent> &events, co
 
 } // namespace
 
-void ClientView::take(const ClientEvent &event) {
+void Client_View::take(const Client_Event &event) {
     const std::set<int> adapters = numbers_of(event.adapters);
     if (event.told == Told::account) {
         (event.about_nodes ? up_.nodes : up_.adapters) = event.about_nodes ? event.nodes : adapters;
@@ -54,13 +54,13 @@ void ClientView::take(const ClientEvent &event) {
     events_.push_back(event);
 }
 
-std::optional<Time> ClientView::told_nodes(const std::set<int> &nodes, Told what, Time since) const {
+std::optional<Time> Client_View::told_nodes(const std::set<int> &nodes, Told what, Time since) const {
     return last_of_the_first(events_, nodes, what, since,
-                             [](const ClientEvent &event, int node) { return event.nodes.count(node) != 0; });
+                             [](const Client_Event &event, int node) { return event.nodes.count(node) != 0; });
 }
 
-std::optional<Time> ClientView::told_adapters(const std::set<int> &adapters, Told what, Time since) const {
-    return last_of_the_first(events_, adapters, what, since, [](const ClientEvent &event, int adapter) {
+std::optional<Time> Client_View::told_adapters(const std::set<int> &adapters, Told what, Time since) const {
+    return last_of_the_first(events_, adapters, what, since, [](const Client_Event &event, int adapter) {
         return event.adapters.count(adapter) != 0;
     });
 }

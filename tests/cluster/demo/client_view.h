@@ -1,6 +1,5 @@
 // The cluster as one client knows it from its events.
-#ifndef HB_TEST_CLUSTER_DEMO_CLIENT_VIEW_H
-#define HB_TEST_CLUSTER_DEMO_CLIENT_VIEW_H
+#pragma once
 
 #include <optional>
 #include <set>
@@ -18,9 +17,9 @@ struct Members {
     bool operator==(const Members &) const = default;
 };
 
-class ClientView {
+class Client_View {
   public:
-    void take(const ClientEvent &event);
+    void take(const Client_Event &event);
 
     // The members that the client considers up.
     const Members &up() const { return up_; }
@@ -31,9 +30,7 @@ class ClientView {
 
   private:
     Members up_;
-    std::vector<ClientEvent> events_;
+    std::vector<Client_Event> events_;
 };
 
 } // namespace hb_demo
-
-#endif

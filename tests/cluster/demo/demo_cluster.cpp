@@ -40,7 +40,7 @@ void introduce(const Stage &stage, Screen &screen) {
         for (int link = 0; link < Stage::LINKS; ++link) {
             const std::string number = std::to_string(Stage::adapter(host, link));
             line += std::string(link == 0 ? 7 - number.size() : 10 - number.size(), ' ') + number + "  " +
-                    hb_test::HostNamespaces::address(host, link);
+                    hb_test::Host_Namespaces::address(host, link);
         }
         screen.say(line);
     }

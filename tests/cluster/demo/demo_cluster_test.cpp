@@ -1,11 +1,10 @@
 // ./demo cluster, as its user sees it.
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 
@@ -125,7 +124,7 @@ void expect_six_rows_of_times(const std::vector<Section> &sections) {
     EXPECT_THAT(times.lines[6], MatchesRegex(" +nodes joined" + three_times));
 }
 
-std::string read_on_until(ChildProcess &process, const std::string &text) {
+std::string read_on_until(Child_Process &process, const std::string &text) {
     std::string lines;
     while (const std::optional<std::string> line = process.read_line()) {
         lines += *line + "\n";
@@ -161,13 +160,13 @@ std::vector<std::string> files_in(const std::string &directory) {
 }
 
 TEST_F(DemoClusterTest, EveryClientIsShownToBeToldOfEveryFaultAndNothingIsLeft) {
-    const TempDir temporary;
-    ChildProcess program(demo(), {{"TMPDIR", temporary.path()}});
+    const Temp_Dir temporary;
+    Child_Process program(demo(), {{"TMPDIR", temporary.path()}});
     std::string output = read_on_until(program, "The engines agree");
     const std::set<std::string> networks = networks_below(program.pid());
     EXPECT_THAT(networks, testing::SizeIs(4)); // of the hosts and their switch
     output += read_on_until(program, "The demo is complete");
-    const std::optional<ChildEnd> end = program.wait();
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 0);
     EXPECT_EQ(program.error_output(), "");
@@ -186,8 +185,8 @@ TEST_F(DemoClusterTest, EveryClientIsShownToBeToldOfEveryFaultAndNothingIsLeft) 
 
 TEST_F(DemoClusterTest, ASignalEndsItAndNothingIsLeft) {
     for (const int signal : {SIGINT, SIGTERM}) {
-        const TempDir temporary;
-        ChildProcess program(demo(), {{"TMPDIR", temporary.path()}});
+        const Temp_Dir temporary;
+        Child_Process program(demo(), {{"TMPDIR", temporary.path()}});
         // One signal arrives while it waits for engines, the other while it shows the clients' events.
         read_on_until(program, signal == SIGINT ? "The engines start" : "is cut");
         std::set<std::string> networks;
@@ -196,7 +195,7 @@ TEST_F(DemoClusterTest, ASignalEndsItAndNothingIsLeft) {
             return networks.size() == 4;
         }));
         program.send_signal(signal);
-        const std::optional<ChildEnd> end = program.wait();
+        const std::optional<Child_End> end = program.wait();
         ASSERT_TRUE(end);
         EXPECT_EQ(end->exit_status, 130);
         EXPECT_THAT(program.error_output(), HasSubstr("demo_cluster: interrupted\n"));
@@ -206,8 +205,8 @@ TEST_F(DemoClusterTest, ASignalEndsItAndNothingIsLeft) {
 }
 
 TEST_F(DemoClusterTest, AProgramThatFailsIsToldWithItsOwnWords) {
-    ChildProcess program(demo("/nowhere/corosync.toml"));
-    const std::optional<ChildEnd> end = program.wait();
+    Child_Process program(demo("/nowhere/corosync.toml"));
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 1);
     EXPECT_THAT(program.error_output(), AllOf(testing::ContainsRegex("wispd of host[123] has ended by itself"),
@@ -223,16 +222,16 @@ std::vector<std::string> without_rights(std::vector<std::string> words) {
 }
 
 TEST_F(DemoClusterTest, SaysWhyAndEndsWithThreeWhereNamespacesAreNotPermitted) {
-    ChildProcess program(without_rights(demo()));
-    const std::optional<ChildEnd> end = program.wait();
+    Child_Process program(without_rights(demo()));
+    const std::optional<Child_End> end = program.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 3);
     EXPECT_THAT(program.error_output(), AllOf(StartsWith("demo_cluster: no cluster on this machine: "),
                                               HasSubstr("Operation not permitted")));
     EXPECT_EQ(program.output(), "");
 
-    ChildProcess script(without_rights({DEMO, "cluster"}));
-    const std::optional<ChildEnd> script_end = script.wait();
+    Child_Process script(without_rights({DEMO, "cluster"}));
+    const std::optional<Child_End> script_end = script.wait();
     ASSERT_TRUE(script_end);
     EXPECT_EQ(script_end->exit_status, 3);
     EXPECT_EQ(script.error_output(), "./demo: no cluster on this machine: namespaces are not permitted here: "
@@ -242,7 +241,7 @@ TEST_F(DemoClusterTest, SaysWhyAndEndsWithThreeWhereNamespacesAreNotPermitted) {
 
 // A directory for the front of PATH. In it everything is installed except Corosync, the user is not root, and
 // every user may make namespaces.
-void pretend_no_engine(const TempDir &directory) {
+void pretend_no_engine(const Temp_Dir &directory) {
     const std::vector<std::pair<std::string, std::string>> scripts{
         {"dpkg-query",
          "shift 3\n"
@@ -256,12 +255,12 @@ void pretend_no_engine(const TempDir &directory) {
 }
 
 TEST(DemoCluster, SaysWhatIsMissingAndEndsWithThreeWhereThereIsNoEngine) {
-    const TempDir first;
+    const Temp_Dir first;
     pretend_no_engine(first);
     const char *path = std::getenv("PATH");
     ASSERT_NE(path, nullptr);
-    ChildProcess script({DEMO, "cluster"}, {{"PATH", first.path() + ":" + path}});
-    const std::optional<ChildEnd> end = script.wait();
+    Child_Process script({DEMO, "cluster"}, {{"PATH", first.path() + ":" + path}});
+    const std::optional<Child_End> end = script.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->exit_status, 3);
     EXPECT_THAT(script.output(),
@@ -275,8 +274,8 @@ TEST(DemoCluster, SaysWhatIsMissingAndEndsWithThreeWhereThereIsNoEngine) {
 
 TEST(DemoCluster, IsShownByItself) {
     for (const char *other : {"migrate", "--interactive"}) {
-        ChildProcess script({DEMO, "cluster", other});
-        const std::optional<ChildEnd> end = script.wait();
+        Child_Process script({DEMO, "cluster", other});
+        const std::optional<Child_End> end = script.wait();
         ASSERT_TRUE(end);
         EXPECT_EQ(end->exit_status, 2);
         EXPECT_EQ(script.error_output(),

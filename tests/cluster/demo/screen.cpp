@@ -61,7 +61,7 @@ void Screen::headline(const std::string &text, const std::string &explanation, T
     out_ << trimmed(titles) << std::endl;
 }
 
-void Screen::show(int host, const ClientEvent &event) {
+void Screen::show(int host, const Client_Event &event) {
     waiting_.emplace(event.time, std::pair(host, event));
 }
 

@@ -1,7 +1,6 @@
 // The output of the demo: a column for each host's client, a row for each moment, and a table of times at the
 // end. Printed lines never change later, so the output reads the same in a file.
-#ifndef HB_TEST_CLUSTER_DEMO_SCREEN_H
-#define HB_TEST_CLUSTER_DEMO_SCREEN_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -28,7 +27,7 @@ class Screen {
     // Later events show their time since this moment.
     void headline(const std::string &text, const std::string &explanation, Time begun);
     // Clients report over separate pipes, so simultaneous events arrive in any order. flush shows them.
-    void show(int host, const ClientEvent &event);
+    void show(int host, const Client_Event &event);
     // Prints all earlier events in order; those of the current hundredth of a second wait for the next call.
     void flush(Time before);
     void flush();
@@ -45,9 +44,7 @@ class Screen {
     std::ostream &out_;
     int hosts_;
     Time begun_{};
-    std::multimap<Time, std::pair<int, ClientEvent>> waiting_;
+    std::multimap<Time, std::pair<int, Client_Event>> waiting_;
 };
 
 } // namespace hb_demo
-
-#endif

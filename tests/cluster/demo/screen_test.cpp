@@ -33,16 +33,16 @@ Time at(int milliseconds_of_it) {
     return Time(milliseconds(1795251900000LL + milliseconds_of_it)); // 2026-11-21 09:05:00 UTC
 }
 
-ClientEvent death(Time time, std::set<int> nodes, std::map<int, int> adapters = {}) {
+Client_Event death(Time time, std::set<int> nodes, std::map<int, int> adapters = {}) {
     return {time, Told::death, !nodes.empty(), std::move(nodes), std::move(adapters), "death"};
 }
 
-ClientEvent join(Time time, std::set<int> nodes, std::map<int, int> adapters = {}) {
+Client_Event join(Time time, std::set<int> nodes, std::map<int, int> adapters = {}) {
     return {time, Told::join, !nodes.empty(), std::move(nodes), std::move(adapters), "join"};
 }
 
 TEST(DemoEvent, IsReadFromALineOfTheClient) {
-    const ClientEvent event = read_event(ADAPTERS_DIED);
+    const Client_Event event = read_event(ADAPTERS_DIED);
     EXPECT_EQ(event.time, at(44000));
     EXPECT_EQ(event.told, Told::death);
     EXPECT_EQ(event.adapters, (std::map<int, int>{{97, 2}, {145, -1}}));
@@ -79,7 +79,7 @@ TEST(DemoEvent, IsShownInShortLines) {
 }
 
 TEST(DemoView, FollowsAccountsDeathsAndJoins) {
-    ClientView view;
+    Client_View view;
     view.take(read_event(NODES_UP));
     view.take(read_event(ADAPTERS_UP));
     EXPECT_EQ(view.up(), (Members{{1, 2, 3}, {48, 97}}));
@@ -92,7 +92,7 @@ TEST(DemoView, FollowsAccountsDeathsAndJoins) {
 }
 
 TEST(DemoView, KnowsWhenTheLastOfSeveralWasToldForTheFirstTime) {
-    ClientView view;
+    Client_View view;
     view.take(death(at(50), {}, {{96, 2}, {97, 2}})); // of an earlier fault
     view.take(join(at(60), {}, {{96, 2}, {97, 2}}));
     view.take(death(at(150), {}, {{96, 2}}));

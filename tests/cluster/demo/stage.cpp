@@ -1,13 +1,12 @@
 #include "tests/cluster/demo/stage.h"
 
 #include <poll.h>
-
 #include <sstream>
 
 namespace hb_demo {
 namespace {
 
-using hb_test::ChildProcess;
+using hb_test::Child_Process;
 using hb_test::Deadline;
 using std::chrono::milliseconds;
 
@@ -22,7 +21,7 @@ constexpr unsigned long ANSWERS_ON_AN_OLD_LINK = 45;
 constexpr milliseconds BETWEEN_LOOKS_AT_ENGINES{100};
 
 // Reads what is available on both streams without waiting. Returns the next whole line.
-std::optional<std::string> next_line(ChildProcess &process) {
+std::optional<std::string> next_line(Child_Process &process) {
     return process.read_line(Deadline(milliseconds(0)));
 }
 
@@ -34,7 +33,7 @@ std::string last_lines(const std::string &text, int wanted) {
     return text.substr(start == std::string::npos ? 0 : start);
 }
 
-void check_program(ChildProcess &process, const std::string &what) {
+void check_program(Child_Process &process, const std::string &what) {
     if (!process.running()) {
         process.wait();
         throw std::runtime_error(what + " has ended by itself:\n" + last_lines(process.error_output(), 20));
@@ -69,7 +68,7 @@ bool Stage::used_to_links() {
             for (int link = 0; link < LINKS && peer != host; ++link) {
                 const std::string key = "stats.knet.node" + std::to_string(peer) + ".link" +
                                         std::to_string(link) + ".rx_pong_packets";
-                const std::optional<std::string> answers = hosts_.value(host, key, hb_test::EngineMap::stats);
+                const std::optional<std::string> answers = hosts_.value(host, key, hb_test::Engine_Map::stats);
                 if (!answers || std::stoul(*answers) < ANSWERS_ON_AN_OLD_LINK) {
                     return false;
                 }
@@ -116,7 +115,7 @@ void Stage::check_programs() {
 void Stage::take_events() {
     for (int host = 1; host <= static_cast<int>(clients_.size()); ++host) {
         while (const std::optional<std::string> line = next_line(*clients_[at(host)])) {
-            const ClientEvent event = read_event(*line);
+            const Client_Event event = read_event(*line);
             views_[at(host)].take(event);
             screen_.show(host, event);
         }

@@ -1,6 +1,5 @@
 // Three hosts with an engine, a wispd and a client each, and the events of every client so far.
-#ifndef HB_TEST_CLUSTER_DEMO_STAGE_H
-#define HB_TEST_CLUSTER_DEMO_STAGE_H
+#pragma once
 
 #include <csignal>
 #include <functional>
@@ -35,8 +34,8 @@ class Stage {
     Stage(const Parts &parts, Screen &screen, const volatile std::sig_atomic_t &told_to_end);
 
     hb_test::Hosts &hosts() { return hosts_; }
-    const hb_test::EngineSettings &settings() const { return settings_; }
-    const ClientView &view(int host) const { return views_[at(host)]; }
+    const hb_test::Engine_Settings &settings() const { return settings_; }
+    const Client_View &view(int host) const { return views_[at(host)]; }
 
     // Returns when the engines agree and treat their links as established.
     void start_engines();
@@ -58,13 +57,11 @@ class Stage {
     Parts parts_;
     Screen &screen_;
     const volatile std::sig_atomic_t &told_to_end_;
-    hb_test::EngineSettings settings_;
+    hb_test::Engine_Settings settings_;
     hb_test::Hosts hosts_;
-    std::vector<std::unique_ptr<hb_test::ChildProcess>> daemons_; // by host
-    std::vector<std::unique_ptr<hb_test::ChildProcess>> clients_; // by host
-    std::vector<ClientView> views_{HOSTS};
+    std::vector<std::unique_ptr<hb_test::Child_Process>> daemons_; // by host
+    std::vector<std::unique_ptr<hb_test::Child_Process>> clients_; // by host
+    std::vector<Client_View> views_{HOSTS};
 };
 
 } // namespace hb_demo
-
-#endif

@@ -1,6 +1,5 @@
 // The measured values, as a table.
-#ifndef HB_TEST_CLUSTER_FIGURES_H
-#define HB_TEST_CLUSTER_FIGURES_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -16,5 +15,3 @@ std::string in_milliseconds(std::vector<double> times);
 std::string markdown(const std::vector<std::vector<std::string>> &rows);
 
 } // namespace hb_test
-
-#endif

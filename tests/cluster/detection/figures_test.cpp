@@ -1,6 +1,6 @@
-#include "tests/cluster/detection/figures.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/cluster/detection/figures.h"
 
 namespace hb_test {
 namespace {

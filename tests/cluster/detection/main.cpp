@@ -1,11 +1,10 @@
 // Measures on a real cluster on this machine how long it takes until a client receives the event of a fault,
 // for several token timeouts. Prints a table.
-#include <sys/utsname.h>
-
 #include <chrono>
 #include <ctime>
 #include <fstream>
 #include <iostream>
+#include <sys/utsname.h>
 #include <thread>
 
 #include <CLI/CLI.hpp>

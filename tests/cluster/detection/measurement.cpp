@@ -1,9 +1,8 @@
 #include "tests/cluster/detection/measurement.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <ctime>
+#include <poll.h>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -71,9 +70,9 @@ class Measurement {
     int token_;
     std::mt19937 random_{std::random_device{}()};
     Hosts hosts_;
-    WispdOnHost wispd_;
-    std::optional<ClientOnHost> client_;
-    std::optional<ObserverOnHost> observer_;
+    Wispd_On_Host wispd_;
+    std::optional<Client_On_Host> client_;
+    std::optional<Observer_On_Host> observer_;
     // The time and place of the fault.
     double begun_ = 0;
     std::size_t client_mark_ = 0;

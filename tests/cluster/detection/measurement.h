@@ -1,6 +1,5 @@
 // One cluster, its faults, and how long the event of each takes.
-#ifndef HB_TEST_CLUSTER_MEASUREMENT_H
-#define HB_TEST_CLUSTER_MEASUREMENT_H
+#pragma once
 
 #include <map>
 #include <ostream>
@@ -36,11 +35,9 @@ struct Measured {
 // The cluster's first host has wispd, a client and an observer of the engine; the others fail.
 struct Watched_Cluster {
     int hosts = 3;
-    EngineSettings engine;
+    Engine_Settings engine;
 };
 
 Measured measure(const Watched_Cluster &cluster, int runs, std::ostream &progress);
 
 } // namespace hb_test
-
-#endif

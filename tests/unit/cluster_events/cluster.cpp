@@ -1,9 +1,8 @@
 #include "tests/unit/cluster_events/cluster.h"
 
-#include <poll.h>
-
 #include <cstring>
 #include <ostream>
+#include <poll.h>
 
 #include <gtest/gtest.h>
 

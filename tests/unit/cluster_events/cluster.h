@@ -1,6 +1,5 @@
 // A small cluster in the simulated service, and the library in cluster-event mode over it.
-#ifndef HB_TEST_CLUSTER_EVENTS_CLUSTER_H
-#define HB_TEST_CLUSTER_EVENTS_CLUSTER_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -62,5 +61,3 @@ class Cluster_Client {
 };
 
 } // namespace hb_test
-
-#endif

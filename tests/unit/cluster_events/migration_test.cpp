@@ -35,7 +35,7 @@ Asked prepare() {
 }
 
 ISOLATED_TEST(Migration, WithoutAServiceFailsWithError63AndStaysWithTheDaemon) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     const Asked asked = prepare();
     EXPECT_EQ(Hb_Failure, asked.result);
@@ -49,7 +49,7 @@ ISOLATED_TEST(Migration, WithoutAServiceFailsWithError63AndStaysWithTheDaemon) {
 }
 
 ISOLATED_TEST(Migration, IsPreparedWhenDaemonAndServiceAgree) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     Cluster_Client client;
     agree(client.service);
@@ -67,7 +67,7 @@ ISOLATED_TEST(Migration, IsPreparedWhenDaemonAndServiceAgree) {
 }
 
 ISOLATED_TEST(Migration, FailsWhereTheTwoDoNotAgree) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     Cluster_Client client;
     const Asked unknown = prepare(); // the service does not know node 4
@@ -91,7 +91,7 @@ ISOLATED_TEST(Migration, FailsWhereTheTwoDoNotAgree) {
 }
 
 ISOLATED_TEST(Migration, TellsWhatTheTwoTellDifferentlyAndGoesOnWithTheService) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     Cluster_Client client;
     agree(client.service);
@@ -115,7 +115,7 @@ ISOLATED_TEST(Migration, TellsWhatTheTwoTellDifferentlyAndGoesOnWithTheService) 
 }
 
 ISOLATED_TEST(Migration, CommittedWithoutPreparationSucceedsAndHasNoHandlers) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
     EXPECT_TRUE(IsMOX);
@@ -132,7 +132,7 @@ ISOLATED_TEST(Migration, CommittedWithoutPreparationSucceedsAndHasNoHandlers) {
 // The daemon's table ends at node 7 and stays live, because the service fails at the commit. The join of node
 // 100 is recorded in it.
 ISOLATED_TEST(OpeningInClusterEventMode, ThatFailsLeavesNoNodeKnown) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     ASSERT_EQ(Hb_Success, hb_init());
     Cluster_Client client;
     mox_sim::Node far;
@@ -179,7 +179,7 @@ int call_the_library(const char * /*cluster_name*/, qz_mox_cluster_info_t ** /*i
 }
 
 ISOLATED_TEST(OpeningInClusterEventMode, IsError12ForAServiceThatOpensWhileItIsAsked) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     static qz_mox_service_t service = {};
     service.get_cluster_info = call_the_library;
     qz_mox_install_service(&service);

@@ -31,10 +31,10 @@ struct Traced_Cluster {
         return text.str();
     }
 
-    TempDir directory;
-    EnvironmentGuard output{"QZ_TR_OUTPUT", directory.file("trace")};
-    EnvironmentGuard levels{"QZ_TR_LEVELS", "1"};
-    EnvironmentGuard catalogue{"QZ_TR_CATALOGUE", TRACE_CATALOGUE};
+    Temp_Dir directory;
+    Environment_Guard output{"QZ_TR_OUTPUT", directory.file("trace")};
+    Environment_Guard levels{"QZ_TR_LEVELS", "1"};
+    Environment_Guard catalogue{"QZ_TR_CATALOGUE", TRACE_CATALOGUE};
     Cluster_Client client;
 };
 

@@ -1,12 +1,11 @@
 // How a cluster service sees a cluster that a heartbeat daemon's file describes.
-#include "providers/service/cluster_picture.h"
-
 #include <cstring>
 
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
 #include "cluster/configuration.h"
+#include "providers/service/cluster_picture.h"
 
 namespace mox_service {
 namespace {

@@ -1,8 +1,7 @@
 // The events of a cluster service when its picture changes, and their order.
-#include "providers/service/picture_events.h"
-
 #include <gtest/gtest.h>
 
+#include "providers/service/picture_events.h"
 #include "providers/sim/simulated_service.h"
 
 namespace mox_service {

@@ -1,7 +1,7 @@
 // Addresses as text, for every program outside the library.
-#include "common/ip_address.h"
-
 #include <gtest/gtest.h>
+
+#include "common/ip_address.h"
 
 namespace {
 

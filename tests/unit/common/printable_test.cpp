@@ -1,9 +1,9 @@
 // Nothing that steers a terminal, or misleads who reads it, gets through.
-#include "common/printable.h"
-
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "common/printable.h"
 
 namespace {
 

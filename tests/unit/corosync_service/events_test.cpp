@@ -1,9 +1,8 @@
 // The events of the cluster service over Corosync on its monitors, and when they are sent.
 #include <cerrno>
-#include <thread>
-
 #include <pthread.h>
 #include <sys/epoll.h>
+#include <thread>
 
 #include "tests/support/deadline.h"
 #include "tests/unit/corosync_service/service_fixture.h"
@@ -31,7 +30,7 @@ TEST_F(Corosync_Events, EveryMonitorOfTheInterfaceCanBeOpenedAndNoOther) {
     start();
     for (const char *name : {"node_liveness", "adapter_liveness", "node_list", "peer_gs_liveness", "ip_change",
                              "cluster_reconfig", "site_cfg", "repos_disk"}) {
-        const UniqueFd monitor = open(name);
+        const Unique_Fd monitor = open(name);
         EXPECT_EQ(NOTHING, read(monitor, 0)) << name;
     }
     int fd = -1;
@@ -43,8 +42,8 @@ TEST_F(Corosync_Events, EveryMonitorOfTheInterfaceCanBeOpenedAndNoOther) {
 
 TEST_F(Corosync_Events, AMonitorIsReadableWhenTheEngineHasNewsAndWhileEventsAreHeld) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::seconds(100));
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     EXPECT_FALSE(is_readable(liveness));
     cluster_->tell_members({{1, 1}});
     EXPECT_TRUE(is_readable(liveness));
@@ -62,7 +61,7 @@ TEST_F(Corosync_Events, AMonitorIsReadableWhenTheEngineHasNewsAndWhileEventsAreH
 
 TEST_F(Corosync_Events, AMonitorIsReadableWhenTheLinksAreToBeLookedAt) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::milliseconds(20));
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     link(2, 0, false);
     EXPECT_TRUE(wait_readable(adapters.get()));
     EXPECT_TRUE(wait_until([&] { return read_adapter(adapters) == "down 2 knet0"; }));
@@ -70,8 +69,8 @@ TEST_F(Corosync_Events, AMonitorIsReadableWhenTheLinksAreToBeLookedAt) {
 
 TEST_F(Corosync_Events, AMonitorCanBeWaitedOnByEpoll) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::seconds(100));
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd waiting(epoll_create1(EPOLL_CLOEXEC));
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd waiting(epoll_create1(EPOLL_CLOEXEC));
     epoll_event wanted{};
     wanted.events = EPOLLIN;
     ASSERT_EQ(0, epoll_ctl(waiting.get(), EPOLL_CTL_ADD, liveness.get(), &wanted));
@@ -83,10 +82,10 @@ TEST_F(Corosync_Events, AMonitorCanBeWaitedOnByEpoll) {
 
 TEST_F(Corosync_Events, EveryOpenMonitorIsToldAndOneThatIsOpenedLaterHearsOfWhatComesThen) {
     start();
-    const UniqueFd first = open("node_liveness");
-    const UniqueFd second = open("node_liveness");
+    const Unique_Fd first = open("node_liveness");
+    const Unique_Fd second = open("node_liveness");
     node_dies(3);
-    const UniqueFd late = open("node_liveness");
+    const Unique_Fd late = open("node_liveness");
     node_dies(2);
     EXPECT_EQ("down 3", read_node(first));
     EXPECT_EQ("down 2", read_node(first));
@@ -99,12 +98,12 @@ TEST_F(Corosync_Events, EveryOpenMonitorIsToldAndOneThatIsOpenedLaterHearsOfWhat
 TEST_F(Corosync_Events, ADescriptorThatIsNoMonitorHasNoEvents) {
     start();
     node_dies(3);
-    EXPECT_EQ(NOTHING, read_node(UniqueFd(epoll_create1(EPOLL_CLOEXEC))));
+    EXPECT_EQ(NOTHING, read_node(Unique_Fd(epoll_create1(EPOLL_CLOEXEC))));
 }
 
 TEST_F(Corosync_Events, TheySayWhichOneTheyAre) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(2);
     node_dies(3);
     Read_Event first(liveness.get(), 0);
@@ -118,7 +117,7 @@ TEST_F(Corosync_Events, TheySayWhichOneTheyAre) {
 
 TEST_F(Corosync_Events, AThreadThatIsCancelledLosesNone) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(3);
     std::string told;
     std::thread reader([&] {
@@ -133,8 +132,8 @@ TEST_F(Corosync_Events, AThreadThatIsCancelledLosesNone) {
 
 TEST_F(Corosync_Events, ANodesDeathAndReturnStandForItsAdapters) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     node_dies(3);
     EXPECT_EQ("down 3", read_node(liveness));
     EXPECT_EQ(NOTHING, read_adapter(adapters));
@@ -147,8 +146,8 @@ TEST_F(Corosync_Events, ANodesDeathAndReturnStandForItsAdapters) {
 
 TEST_F(Corosync_Events, AnAdapterOfALivingNodeIsToldByItself) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     link(2, 1, false);
     EXPECT_EQ("down 2 knet1", read_adapter(adapters));
     link(2, 1, true);
@@ -158,14 +157,14 @@ TEST_F(Corosync_Events, AnAdapterOfALivingNodeIsToldByItself) {
 
 TEST_F(Corosync_Events, TheLocalNodesAdaptersAreToldAsTheOthers) {
     start();
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     cables_.cut["10.2.0.1"] = true;
     EXPECT_EQ("down 1 knet1", read_adapter(adapters));
 }
 
 TEST_F(Corosync_Events, AnAdapterThatFlappedIsToldAsDownAndUp) {
     start();
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     link_flaps(3, 0);
     EXPECT_EQ("down 3 knet0", read_adapter(adapters));
     EXPECT_EQ("up 3 knet0", read_adapter(adapters));
@@ -174,8 +173,8 @@ TEST_F(Corosync_Events, AnAdapterThatFlappedIsToldAsDownAndUp) {
 
 TEST_F(Corosync_Events, ANodeThatFlappedIsDownWhileItsDeathIsHandledAndUpAfterwards) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     node_returns(3);
     Read_Event death(liveness.get(), 0);
     ASSERT_EQ("down 3", death.text());
@@ -192,8 +191,8 @@ TEST_F(Corosync_Events, ANodeThatFlappedIsDownWhileItsDeathIsHandledAndUpAfterwa
 
 TEST_F(Corosync_Events, WhatIsHeldForTheAdaptersOfANodeIsTakenBackByItsDeath) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     link(3, 0, false);
     link(2, 0, false);
     EXPECT_EQ(NOTHING, read_node(liveness)); // checks the cluster
@@ -206,8 +205,8 @@ TEST_F(Corosync_Events, WhatIsHeldForTheAdaptersOfANodeIsTakenBackByItsDeath) {
 
 TEST_F(Corosync_Events, WhatHappensToAdaptersBeforeTheirNodesReturnIsReadIsNotToldByItself) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     link(3, 1, false);
     node_dies(3);
     EXPECT_EQ("down 3", read_node(liveness));
@@ -225,8 +224,8 @@ TEST_F(Corosync_Events, WhatHappensToAdaptersBeforeTheirNodesReturnIsReadIsNotTo
 
 TEST_F(Corosync_Events, AReloadIsOneReconfiguration) {
     start();
-    const UniqueFd reconfigurations = open("cluster_reconfig");
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd liveness = open("node_liveness");
     cluster_->configuration.nodes.push_back({4, "four", {{0, "10.1.0.4"}, {1, "10.2.0.4"}}});
     cluster_->configuration.nodes.erase(cluster_->configuration.nodes.begin() + 1);
     cluster_->tell_reload();
@@ -238,7 +237,7 @@ TEST_F(Corosync_Events, AReloadIsOneReconfiguration) {
 
 TEST_F(Corosync_Events, AReloadThatIsRefusedIsNone) {
     start();
-    const UniqueFd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
     cluster_->news.refused_reload = true;
     cluster_->bell.ring();
     EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations));
@@ -246,8 +245,8 @@ TEST_F(Corosync_Events, AReloadThatIsRefusedIsNone) {
 
 TEST_F(Corosync_Events, ANodeThatDiesWithAReloadIsToldByItself) {
     start();
-    const UniqueFd reconfigurations = open("cluster_reconfig");
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd liveness = open("node_liveness");
     cluster_->news.configuration = true;
     node_dies(3);
     Read_Event reload(reconfigurations.get(), 100);
@@ -261,8 +260,8 @@ TEST_F(Corosync_Events, ANodeThatDiesWithAReloadIsToldByItself) {
 
 TEST_F(Corosync_Events, WhatIsHeldForANodeIsTakenBackWhenAReloadRemovesIt) {
     start();
-    const UniqueFd reconfigurations = open("cluster_reconfig");
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(3);
     node_dies(2);
     EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations)); // checks the cluster
@@ -277,9 +276,9 @@ TEST_F(Corosync_Events, WhatIsHeldForANodeIsTakenBackWhenAReloadRemovesIt) {
 
 TEST_F(Corosync_Events, AWholeReadingLeavesEveryUnreadEvent) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
-    const UniqueFd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
     node_returns(3); // down and up
     link_flaps(2, 0);
     link(2, 1, false);
@@ -300,9 +299,9 @@ TEST_F(Corosync_Events, AWholeReadingLeavesEveryUnreadEvent) {
 
 TEST_F(Corosync_Events, AWholeReadingChangesNoLaterAnswer) {
     start();
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd reconfigurations = open("cluster_reconfig");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd adapters = open("adapter_liveness");
     link(3, 1, false);
     node_dies(3);
     EXPECT_EQ("down 3", read_node(liveness));

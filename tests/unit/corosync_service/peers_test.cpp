@@ -64,7 +64,7 @@ class Corosync_Peers : public Corosync_Service_Test {
     }
 
     // Returns whether no event arrives before it has rejoined.
-    bool rejoins(const UniqueFd &monitor) {
+    bool rejoins(const Unique_Fd &monitor) {
         bool told = false;
         return wait_until([&] {
                    told = told || read_peer(monitor) != NOTHING;
@@ -79,7 +79,7 @@ class Corosync_Peers : public Corosync_Service_Test {
 TEST_F(Corosync_Peers, OneThatEndsAndComesBackOnALivingNodeIsTold) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers(), std::chrono::seconds(100), std::chrono::seconds(100));
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     EXPECT_FALSE(is_readable(monitor));
     group_.tell({{1, 3}, {}});
     EXPECT_TRUE(is_readable(monitor));
@@ -93,7 +93,7 @@ TEST_F(Corosync_Peers, OneThatEndsAndComesBackOnALivingNodeIsTold) {
 TEST_F(Corosync_Peers, OneThatIsRestartedBetweenTwoLooksIsToldAsDownAndUp) {
     group_.news = {{{1, 2}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     group_.tell({{1}, {}});
     group_.tell({{1, 2}, {}});
     EXPECT_EQ("down 2 grpd", read_peer(monitor));
@@ -103,7 +103,7 @@ TEST_F(Corosync_Peers, OneThatIsRestartedBetweenTwoLooksIsToldAsDownAndUp) {
 TEST_F(Corosync_Peers, ThisNodesOwnAreNotTold) {
     group_.news = {{{1}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     group_.tell({{}, {}});
     group_.tell({{1}, {}});
     EXPECT_EQ(NOTHING, read_peer(monitor));
@@ -112,7 +112,7 @@ TEST_F(Corosync_Peers, ThisNodesOwnAreNotTold) {
 TEST_F(Corosync_Peers, OneThatIsGoneWithItsNodeIsNotTold) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     group_.tell({{1, 3}, {2}}); // the group may learn of it before the node's death is reported
     EXPECT_EQ(NOTHING, read_peer(monitor));
     node_dies(3);
@@ -122,7 +122,7 @@ TEST_F(Corosync_Peers, OneThatIsGoneWithItsNodeIsNotTold) {
 
 TEST_F(Corosync_Peers, OneOfANodeThatTheConfigurationDoesNotHaveIsNotTold) {
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     group_.tell({{1, 9, 70001}, {}});
     EXPECT_EQ(NOTHING, read_peer(monitor));
 }
@@ -130,7 +130,7 @@ TEST_F(Corosync_Peers, OneOfANodeThatTheConfigurationDoesNotHaveIsNotTold) {
 TEST_F(Corosync_Peers, TheGroupIsJoinedAgainWhenItIsLost) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     EXPECT_EQ(1, group_.joined);
     group_.stands = false;
     group_.bell.ring();
@@ -147,7 +147,7 @@ TEST_F(Corosync_Peers, TheGroupIsJoinedAgainWhenItIsLost) {
 TEST_F(Corosync_Peers, AnEngineThatComesBackAndFindsThemAgainIsNoNews) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     engine_restarts_alone();
     ASSERT_TRUE(rejoins(monitor));
     EXPECT_EQ(NOTHING, read_peer(monitor));
@@ -161,7 +161,7 @@ TEST_F(Corosync_Peers, AnEngineThatComesBackAndFindsThemAgainIsNoNews) {
 TEST_F(Corosync_Peers, WhoHasEndedMeanwhileIsToldWhenItsNodeIsFoundAgain) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     engine_restarts_alone();
     ASSERT_TRUE(rejoins(monitor));
     group_.tell({{1, 3}, {}});
@@ -176,7 +176,7 @@ TEST_F(Corosync_Peers, WhoHasEndedMeanwhileIsToldWhenItsNodeIsFoundAgain) {
 TEST_F(Corosync_Peers, WhoWasNotThereAtFirstAndThenWasIsNoNewsHoweverLateItIsRead) {
     group_.news = {{{1, 2, 3}, {}}};
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     engine_restarts_alone();
     cluster_->members = {{1, 1}, {2, 1}, {3, 1}};
     group_.news = {{{1}, {}}, {{1, 2, 3}, {}}};
@@ -187,7 +187,7 @@ TEST_F(Corosync_Peers, WhoWasNotThereAtFirstAndThenWasIsNoNewsHoweverLateItIsRea
 TEST_F(Corosync_Peers, TheGroupIsJoinedWhenTheEngineRuns) {
     cluster_->runs = false;
     start(peers());
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     EXPECT_EQ(NOTHING, read_peer(monitor));
     EXPECT_EQ(0, group_.joined);
     cluster_->runs = true;
@@ -199,7 +199,7 @@ TEST_F(Corosync_Peers, TheGroupIsJoinedWhenTheEngineRuns) {
 
 TEST_F(Corosync_Peers, WithoutANameThereAreNone) {
     start();
-    const UniqueFd monitor = open("peer_gs_liveness");
+    const Unique_Fd monitor = open("peer_gs_liveness");
     EXPECT_EQ(NOTHING, read_peer(monitor));
 }
 

@@ -2,9 +2,8 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
-#include <thread>
-
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -69,7 +68,7 @@ TEST_F(Corosync_Queries, WithoutAnEngineTheyFailUntilThereIsOne) {
 TEST_F(Corosync_Queries, AMonitorThatIsOpenBeforeTheEngineRunsIsToldOfANewConfiguration) {
     cluster_->runs = false;
     start();
-    const UniqueFd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
     EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations));
     cluster_->runs = true;
     EXPECT_TRUE(wait_until([&] { return read_reconfiguration(reconfigurations) == "reconfiguration"; }));
@@ -93,7 +92,7 @@ TEST_F(Corosync_Queries, WhileNoMonitorIsOpenEachLooks) {
 
 TEST_F(Corosync_Queries, WhileAMonitorIsOpenTheyTellWhatItHasBeenTold) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(3);
     EXPECT_EQ("1 up, 2 up, 3 up", nodes());
     EXPECT_EQ("down 3", read_node(liveness));
@@ -102,8 +101,8 @@ TEST_F(Corosync_Queries, WhileAMonitorIsOpenTheyTellWhatItHasBeenTold) {
 
 TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNothingThatIsUnread) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::seconds(100));
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd reconfigurations = open("cluster_reconfig");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd reconfigurations = open("cluster_reconfig");
     node_dies(3);
     cluster_->configuration.nodes.push_back({4, "four", {{0, "10.1.0.4"}, {1, "10.2.0.4"}}});
     cluster_->tell_reload();
@@ -120,7 +119,7 @@ TEST_F(Corosync_Queries, AskingForTheClusterItselfLooksAndReportsNothingThatIsUn
 // links.
 TEST_F(Corosync_Queries, AWholeReadingIsOfNodesAndLinksAtTheSameTime) {
     start(std::nullopt, std::chrono::seconds(100), std::chrono::milliseconds(1));
-    const UniqueFd reconfigurations =
+    const Unique_Fd reconfigurations =
         open("cluster_reconfig"); // without their own monitors, nodes and links have no events
     link(2, 1, false);
     node_dies(3);
@@ -131,7 +130,7 @@ TEST_F(Corosync_Queries, AWholeReadingIsOfNodesAndLinksAtTheSameTime) {
 
 TEST_F(Corosync_Queries, NothingMovesWhileAnEventIsHandled) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(3);
     Read_Event event(liveness.get(), 0);
     ASSERT_EQ("down 3", event.text());
@@ -149,7 +148,7 @@ TEST_F(Corosync_Queries, NothingMovesWhileAnEventIsHandled) {
 
 TEST_F(Corosync_Queries, TheClusterStaysAsItWasWhenTheEngineEnds) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     engine_ends();
     EXPECT_EQ(NOTHING, read_node(liveness));
     EXPECT_EQ(1, local_node());
@@ -158,7 +157,7 @@ TEST_F(Corosync_Queries, TheClusterStaysAsItWasWhenTheEngineEnds) {
 
 TEST_F(Corosync_Queries, TheOthersAreDeadWhenTheEngineStaysAway) {
     start(std::nullopt, std::chrono::milliseconds(50));
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     engine_ends();
     std::string told;
     EXPECT_TRUE(wait_until([&] { return (told = read_node(liveness)) != NOTHING; }));
@@ -170,8 +169,8 @@ TEST_F(Corosync_Queries, TheOthersAreDeadWhenTheEngineStaysAway) {
 
 TEST_F(Corosync_Queries, WhatChangedMeanwhileIsToldWhenTheEngineIsBack) {
     start(std::nullopt, std::chrono::milliseconds(500)); // unseen members count as up for this long
-    const UniqueFd liveness = open("node_liveness");
-    const UniqueFd adapters = open("adapter_liveness");
+    const Unique_Fd liveness = open("node_liveness");
+    const Unique_Fd adapters = open("adapter_liveness");
     engine_ends();
     EXPECT_EQ(NOTHING, read_node(liveness));
     link(2, 1, false);
@@ -188,7 +187,7 @@ TEST_F(Corosync_Queries, WhatChangedMeanwhileIsToldWhenTheEngineIsBack) {
 TEST_F(Corosync_Queries, AForkedChildHasNoServiceAndItsParentKeepsIts) {
     start();
     mox_service::uninstall_in_children();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     node_dies(3);
     const pid_t child = fork();
     if (child == 0) {
@@ -206,8 +205,8 @@ TEST_F(Corosync_Queries, ItLeavesNoDescriptors) {
     const int before = open_descriptors();
     start();
     {
-        const UniqueFd liveness = open("node_liveness");
-        const UniqueFd peers = open("peer_gs_liveness");
+        const Unique_Fd liveness = open("node_liveness");
+        const Unique_Fd peers = open("peer_gs_liveness");
         node_dies(3);
         EXPECT_EQ("down 3", read_node(liveness));
     }
@@ -217,7 +216,7 @@ TEST_F(Corosync_Queries, ItLeavesNoDescriptors) {
 
 TEST_F(Corosync_Queries, CallsComeFromSeveralThreads) {
     start();
-    const UniqueFd liveness = open("node_liveness");
+    const Unique_Fd liveness = open("node_liveness");
     std::thread asker([] {
         for (int i = 0; i < 200; ++i) {
             EXPECT_EQ(1, local_node());

@@ -51,17 +51,17 @@ void Corosync_Service_Test::start(std::optional<mox_corosync::Peer_Settings> pee
     service_ = std::make_unique<mox_corosync::Corosync_Service>(std::move(follower), std::move(peers));
 }
 
-UniqueFd Corosync_Service_Test::open(const char *monitor) {
+Unique_Fd Corosync_Service_Test::open(const char *monitor) {
     int fd = -1;
     EXPECT_EQ(0, qz_orb_open_monitor(monitor, &fd));
-    return UniqueFd(fd);
+    return Unique_Fd(fd);
 }
 
-std::string Corosync_Service_Test::read(const UniqueFd &monitor, int category) {
+std::string Corosync_Service_Test::read(const Unique_Fd &monitor, int category) {
     return Read_Event(monitor.get(), category).text();
 }
 
-bool Corosync_Service_Test::is_readable(const UniqueFd &monitor) {
+bool Corosync_Service_Test::is_readable(const Unique_Fd &monitor) {
     pollfd waiting = {monitor.get(), POLLIN, 0};
     return poll(&waiting, 1, 0) == 1;
 }

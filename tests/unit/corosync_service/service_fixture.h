@@ -1,6 +1,5 @@
 // The cluster service over a fake engine, used as the library uses it.
-#ifndef HB_TEST_COROSYNC_SERVICE_FIXTURE_H
-#define HB_TEST_COROSYNC_SERVICE_FIXTURE_H
+#pragma once
 
 #include <chrono>
 #include <memory>
@@ -44,14 +43,14 @@ class Corosync_Service_Test : public wispd_test::WispdLogged {
                std::chrono::milliseconds poll = std::chrono::milliseconds(0));
     void stop() { service_.reset(); }
 
-    static UniqueFd open(const char *monitor);
+    static Unique_Fd open(const char *monitor);
     // Reads one event and releases it.
-    static std::string read(const UniqueFd &monitor, int category);
-    static std::string read_node(const UniqueFd &monitor) { return read(monitor, 0); }
-    static std::string read_adapter(const UniqueFd &monitor) { return read(monitor, 1); }
-    static std::string read_peer(const UniqueFd &monitor) { return read(monitor, 2); }
-    static std::string read_reconfiguration(const UniqueFd &monitor) { return read(monitor, 100); }
-    static bool is_readable(const UniqueFd &monitor);
+    static std::string read(const Unique_Fd &monitor, int category);
+    static std::string read_node(const Unique_Fd &monitor) { return read(monitor, 0); }
+    static std::string read_adapter(const Unique_Fd &monitor) { return read(monitor, 1); }
+    static std::string read_peer(const Unique_Fd &monitor) { return read(monitor, 2); }
+    static std::string read_reconfiguration(const Unique_Fd &monitor) { return read(monitor, 100); }
+    static bool is_readable(const Unique_Fd &monitor);
 
     // "1 up, 2 down", or the result if there is no list.
     static std::string nodes();
@@ -74,5 +73,3 @@ class Corosync_Service_Test : public wispd_test::WispdLogged {
 inline constexpr const char *NOTHING = "-16";
 
 } // namespace hb_test
-
-#endif

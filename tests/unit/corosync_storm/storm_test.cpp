@@ -398,7 +398,7 @@ class Storm {
     }
 
     std::mt19937 random_;
-    EnvironmentGuard socket_{"HB_SERVER_SOCKET", "/nonexistent/hb_corosync_storm"};
+    Environment_Guard socket_{"HB_SERVER_SOCKET", "/nonexistent/hb_corosync_storm"};
     Engine_Of_Storm engine_;
     std::unique_ptr<mox_corosync::Corosync_Service> service_;
     std::unique_ptr<Storm_Client> client_;

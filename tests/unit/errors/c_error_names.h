@@ -1,6 +1,5 @@
 /* The functions of hb_error.h as a C99 program compiles them. */
-#ifndef TESTS_C_ERROR_NAMES_H
-#define TESTS_C_ERROR_NAMES_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -15,6 +14,4 @@ int c_entries_of_list(void);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 // Every error number with the name and the text that programs see, typed here.
-#ifndef TESTS_EXPECTED_ERRORS_H
-#define TESTS_EXPECTED_ERRORS_H
+#pragma once
 
 #include <vector>
 
@@ -11,5 +10,3 @@ struct Expected_Error {
 };
 
 const std::vector<Expected_Error> &expected_errors();
-
-#endif

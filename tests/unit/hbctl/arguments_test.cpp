@@ -1,9 +1,9 @@
-#include "tools/hbctl/arguments.h"
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vector>
+#include "tools/hbctl/arguments.h"
 
 using namespace hbctl;
 using testing::ElementsAre;
@@ -81,7 +81,7 @@ TEST(HbctlArguments, WithoutOptionsThereIsNoJsonNoSocketAndNoLimit) {
 }
 
 TEST(HbctlArguments, LimitsAreTaken) {
-    const WatchLimits limits = sound({"watch", "--count", "3", "--timeout", "1.5", "--no-reconnect"}).limits;
+    const Watch_Limits limits = sound({"watch", "--count", "3", "--timeout", "1.5", "--no-reconnect"}).limits;
     EXPECT_EQ(limits.count, 3U);
     EXPECT_EQ(limits.timeout, std::chrono::milliseconds(1500));
     EXPECT_FALSE(limits.reconnect);
@@ -136,7 +136,7 @@ TEST(HbctlArguments, HelpOfAVerbTellsItsOptions) {
 }
 
 TEST(HbctlArguments, NodesToSubscribeToComeAsAList) {
-    const SubscriptionRequest request = sound({"subscribe", "--nodes", "1,5-7,2"}).subscription;
+    const Subscription_Request request = sound({"subscribe", "--nodes", "1,5-7,2"}).subscription;
     EXPECT_EQ(request.selection, Selection::nodes);
     EXPECT_THAT(request.numbers, ElementsAre(1U, 5U, 6U, 7U, 2U));
     EXPECT_EQ(request.name, "hbctl");
@@ -146,16 +146,16 @@ TEST(HbctlArguments, NodesToSubscribeToComeAsAList) {
 TEST(HbctlArguments, TheOtherSelections) {
     EXPECT_EQ(sound({"subscribe", "--all-nodes"}).subscription.selection, Selection::all_nodes);
     EXPECT_EQ(sound({"subscribe", "--all-adapters"}).subscription.selection, Selection::all_adapters);
-    const SubscriptionRequest adapters = sound({"subscribe", "--adapters", "98351"}).subscription;
+    const Subscription_Request adapters = sound({"subscribe", "--adapters", "98351"}).subscription;
     EXPECT_EQ(adapters.selection, Selection::adapters);
     EXPECT_THAT(adapters.numbers, ElementsAre(98351U));
-    const SubscriptionRequest network = sound({"subscribe", "--network", "net_a"}).subscription;
+    const Subscription_Request network = sound({"subscribe", "--network", "net_a"}).subscription;
     EXPECT_EQ(network.selection, Selection::network);
     EXPECT_EQ(network.network, "net_a");
-    const SubscriptionRequest sites = sound({"subscribe", "--sites"}).subscription;
+    const Subscription_Request sites = sound({"subscribe", "--sites"}).subscription;
     EXPECT_EQ(sites.selection, Selection::sites);
     EXPECT_EQ(sites.events, 96);
-    const SubscriptionRequest instance = sound({"subscribe", "--different-instance"}).subscription;
+    const Subscription_Request instance = sound({"subscribe", "--different-instance"}).subscription;
     EXPECT_EQ(instance.selection, Selection::different_instance);
     EXPECT_EQ(instance.events, 256);
 }

@@ -1,29 +1,29 @@
+#include <gtest/gtest.h>
+
 #include "tests/unit/hbctl/sample_picture.h"
 #include "tools/hbctl/event_record.h"
-
-#include <gtest/gtest.h>
 
 using namespace hbctl;
 using hbctl_test::sample_picture;
 
 namespace {
 
-EventRecord nodes_event(int kind, std::initializer_list<int> numbers) {
-    EventRecord event;
+Event_Record nodes_event(int kind, std::initializer_list<int> numbers) {
+    Event_Record event;
     event.kind = kind;
-    event.member_kind = MemberKind::nodes;
+    event.member_kind = Member_Kind::nodes;
     for (const int number : numbers) {
         event.nodes.push_back({number, {}});
     }
     return event;
 }
 
-EventRecord adapters_event(int kind, std::initializer_list<std::uint32_t> numbers) {
-    EventRecord event;
+Event_Record adapters_event(int kind, std::initializer_list<std::uint32_t> numbers) {
+    Event_Record event;
     event.kind = kind;
-    event.member_kind = MemberKind::adapters;
+    event.member_kind = Member_Kind::adapters;
     for (const std::uint32_t number : numbers) {
-        AdapterMember member;
+        Adapter_Member member;
         member.number = number;
         event.adapters.push_back(member);
     }

@@ -1,13 +1,13 @@
 // Routes, keys and control requests: how the user makes them, and how the answers are printed.
-#include "tools/hbctl/arguments.h"
-#include "tools/hbctl/error_text.h"
-#include "tools/hbctl/render_json.h"
-#include "tools/hbctl/render_text.h"
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vector>
+#include "tools/hbctl/arguments.h"
+#include "tools/hbctl/error_text.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
 
 using namespace hbctl;
 using testing::ElementsAre;
@@ -34,7 +34,7 @@ std::string refused(const std::vector<const char *> &words) {
     return parsed.complaint;
 }
 
-ControlRequest request(const std::vector<const char *> &words) {
+Control_Request request(const std::vector<const char *> &words) {
     const Arguments arguments = sound(words);
     EXPECT_EQ(arguments.verb, Verb::control);
     return arguments.control.request;
@@ -42,7 +42,7 @@ ControlRequest request(const std::vector<const char *> &words) {
 
 struct Line {
     std::vector<const char *> words;
-    ControlVerb verb;
+    Control_Verb verb;
     const char *text;
     const char *purpose;
     const char *json;
@@ -51,97 +51,97 @@ struct Line {
 const std::vector<Line> &every_request() {
     static const std::vector<Line> lines{
         {{"node-down", "3"},
-         ControlVerb::node_down,
+         Control_Verb::node_down,
          "node-down 3: sent",
          "report that node 3 is down",
          R"({"request":"node-down","node":3,"result":"sent"})"},
         {{"node-may-be-down", "2048"},
-         ControlVerb::node_may_be_down,
+         Control_Verb::node_may_be_down,
          "node-may-be-down 2048: sent",
          "report that node 2048 may be down",
          R"({"request":"node-may-be-down","node":2048,"result":"sent"})"},
         {{"adapter-down", "98351"},
-         ControlVerb::adapter_down,
+         Control_Verb::adapter_down,
          "adapter-down 98351: sent",
          "report that adapter 98351 is down",
          R"({"request":"adapter-down","adapter":98351,"result":"sent"})"},
         {{"adapter-may-be-down", "0"},
-         ControlVerb::adapter_may_be_down,
+         Control_Verb::adapter_may_be_down,
          "adapter-may-be-down 0: sent",
          "report that adapter 0 may be down",
          R"({"request":"adapter-may-be-down","adapter":0,"result":"sent"})"},
         {{"enable", "97"},
-         ControlVerb::enable,
+         Control_Verb::enable,
          "enable 97: sent",
          "enable adapter 97",
          R"({"request":"enable","adapter":97,"result":"sent"})"},
         {{"disable", "97"},
-         ControlVerb::disable,
+         Control_Verb::disable,
          "disable 97: sent",
          "disable adapter 97",
          R"({"request":"disable","adapter":97,"result":"sent"})"},
         {{"ifconfig-up", "97"},
-         ControlVerb::ifconfig_up,
+         Control_Verb::ifconfig_up,
          "ifconfig-up 97: sent",
          "report that the interface of adapter 97 is up",
          R"({"request":"ifconfig-up","adapter":97,"result":"sent"})"},
         {{"ifconfig-down", "97"},
-         ControlVerb::ifconfig_down,
+         Control_Verb::ifconfig_down,
          "ifconfig-down 97: sent",
          "report that the interface of adapter 97 is down",
          R"({"request":"ifconfig-down","adapter":97,"result":"sent"})"},
         {{"configure", "97", "10.1.0.9"},
-         ControlVerb::configure,
+         Control_Verb::configure,
          "configure 97 10.1.0.9: done",
          "set the address of adapter 97 to 10.1.0.9",
          R"({"request":"configure","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"unconfigure", "97"},
-         ControlVerb::unconfigure,
+         Control_Verb::unconfigure,
          "unconfigure 97: done",
          "remove the address of adapter 97",
          R"({"request":"unconfigure","adapter":97,"result":"done"})"},
         {{"swap", "97", "10.1.0.9"},
-         ControlVerb::swap,
+         Control_Verb::swap,
          "swap 97 10.1.0.9: done",
          "exchange the address of adapter 97 with the adapter that has 10.1.0.9",
          R"({"request":"swap","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"grace", "97", "5"},
-         ControlVerb::grace,
+         Control_Verb::grace,
          "grace 97 5: done",
          "set a grace of 5 s for adapter 97",
          R"({"request":"grace","adapter":97,"seconds":5,"result":"done"})"},
         {{"simulate-death", "7"},
-         ControlVerb::simulate_death,
+         Control_Verb::simulate_death,
          "simulate-death 7: sent",
          "simulate the death of this node for 7 s",
          R"({"request":"simulate-death","seconds":7,"result":"sent"})"},
         {{"discard-stale", "on"},
-         ControlVerb::discard_stale,
+         Control_Verb::discard_stale,
          "discard-stale on: sent",
          "discard stale messages",
          R"({"request":"discard-stale","on":true,"result":"sent"})"},
         {{"discard-stale", "off"},
-         ControlVerb::discard_stale,
+         Control_Verb::discard_stale,
          "discard-stale off: sent",
          "keep stale messages",
          R"({"request":"discard-stale","on":false,"result":"sent"})"},
         {{"client-heartbeat", "4294967295"},
-         ControlVerb::client_heartbeat,
+         Control_Verb::client_heartbeat,
          "client-heartbeat 4294967295: sent",
          "send a client heartbeat",
          R"({"request":"client-heartbeat","sequence":4294967295,"result":"sent"})"},
         {{"manual-control", "on", "eth0"},
-         ControlVerb::manual_control,
+         Control_Verb::manual_control,
          "manual-control on eth0: sent",
          "put interface eth0 under manual control",
          R"({"request":"manual-control","on":true,"interface":"eth0","result":"sent"})"},
         {{"manual-control", "off"},
-         ControlVerb::manual_control,
+         Control_Verb::manual_control,
          "manual-control off: sent",
          "release all interfaces from manual control",
          R"({"request":"manual-control","on":false,"interface":null,"result":"sent"})"},
         {{"shutdown"},
-         ControlVerb::shutdown,
+         Control_Verb::shutdown,
          "shutdown: sent",
          "stop the daemon",
          R"({"request":"shutdown","result":"sent"})"},
@@ -149,12 +149,12 @@ const std::vector<Line> &every_request() {
     return lines;
 }
 
-RouteReport sample_route() {
+Route_Report sample_route() {
     return {3, false, {"10.1.0.1", "10.1.0.3"}};
 }
 
-KeyReport sample_keys() {
-    KeyReport report;
+Key_Report sample_keys() {
+    Key_Report report;
     report.generation = 4;
     report.current = {true, 2, true, true, false};
     report.previous = {true, 1, false, true, false};
@@ -167,7 +167,7 @@ KeyReport sample_keys() {
 
 TEST(HbctlControl, EveryRequestIsReadAndToldInWordsAndInJson) {
     for (const Line &line : every_request()) {
-        const ControlRequest made = request(line.words);
+        const Control_Request made = request(line.words);
         EXPECT_EQ(made.verb, line.verb) << line.text;
         EXPECT_EQ(control_text(made), line.text);
         EXPECT_EQ(request_purpose(made), line.purpose);
@@ -176,7 +176,7 @@ TEST(HbctlControl, EveryRequestIsReadAndToldInWordsAndInJson) {
 }
 
 TEST(HbctlControl, EveryFormHasALineInThisTest) {
-    for (const ControlForm &form : control_forms()) {
+    for (const Control_Form &form : control_forms()) {
         bool found = false;
         for (const Line &line : every_request()) {
             found = found || std::string(line.words.front()) == form.name;
@@ -221,7 +221,7 @@ TEST(HbctlRoute, IsAskedOfTheDaemonOrReadFromSharedMemory) {
 }
 
 TEST(HbctlRoute, InWordsAndInJson) {
-    RouteReport report = sample_route();
+    Route_Report report = sample_route();
     EXPECT_THAT(route_text(report),
                 ElementsAre("route to node 3: 2 hops", "HOP  ADDRESS", "  1  10.1.0.1", "  2  10.1.0.3"));
     EXPECT_THAT(route_json(report), ElementsAre(R"({"node":3,"shared":false,"hops":["10.1.0.1","10.1.0.3"]})"));
@@ -250,7 +250,7 @@ TEST(HbctlKeys, InWordsAndInJson) {
 }
 
 TEST(HbctlKeys, SecurityThatIsOff) {
-    EXPECT_EQ(keys_text(KeyReport{}).front(), "security    off");
+    EXPECT_EQ(keys_text(Key_Report{}).front(), "security    off");
 }
 
 TEST(HbctlAdapterState, OfOneOrOfAll) {
@@ -265,7 +265,7 @@ TEST(HbctlAdapterState, OfOneOrOfAll) {
 }
 
 TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
-    const MulticastRequest made =
+    const Multicast_Request made =
         sound({"multicast", "--port", "80", "--nodes", "1,3-4", "hello"}).control.multicast;
     EXPECT_EQ(made.port, 80);
     EXPECT_THAT(made.nodes, ElementsAre(1, 3, 4));

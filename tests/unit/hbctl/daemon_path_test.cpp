@@ -1,13 +1,12 @@
-#include "tools/hbctl/daemon_path.h"
-
-#include "common/socket_path.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "common/socket_path.h"
+#include "tools/hbctl/daemon_path.h"
 
 namespace {
 

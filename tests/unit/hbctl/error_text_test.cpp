@@ -1,24 +1,24 @@
-#include "tests/unit/errors/expected_errors.h"
-#include "tools/hbctl/error_text.h"
-#include "tools/hbctl/request.h"
+#include <set>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <string>
+#include "tests/unit/errors/expected_errors.h"
+#include "tools/hbctl/error_text.h"
+#include "tools/hbctl/request.h"
 
 using hbctl::error_text;
 
 namespace {
 
-const std::string unknown = "unknown error number";
+const std::string UNKNOWN = "unknown error number";
 
 } // namespace
 
 TEST(HbctlErrorText, EveryNumberOfTheLibraryHasAMeaningOfItsOwn) {
     std::set<std::string> texts;
     for (const Expected_Error &error : expected_errors()) {
-        EXPECT_NE(error_text(error.number), unknown) << error.number;
+        EXPECT_NE(error_text(error.number), UNKNOWN) << error.number;
         texts.insert(error_text(error.number));
     }
     EXPECT_EQ(texts.size(), expected_errors().size());
@@ -37,7 +37,7 @@ TEST(HbctlErrorText, IsTheLibrarysButForNumbersOfTwoMeanings) {
 
 TEST(HbctlErrorText, NumbersOfOtherTransportsHaveAMeaningToo) {
     for (const int number : {19, 20, 24, 25}) {
-        EXPECT_NE(error_text(number), unknown) << number;
+        EXPECT_NE(error_text(number), UNKNOWN) << number;
     }
 }
 
@@ -49,7 +49,7 @@ TEST(HbctlErrorText, OfFailedSiteQueriesNameWhatIsMissing) {
 
 TEST(HbctlErrorText, NumbersThatTheLibraryDoesNotUseAreSaidToBeUnknown) {
     for (const int number : {-1, 40, 57, 60, 62, 66, 69, 76, 80, 83, 85, 1000}) {
-        EXPECT_EQ(error_text(number), unknown) << number;
+        EXPECT_EQ(error_text(number), UNKNOWN) << number;
     }
 }
 

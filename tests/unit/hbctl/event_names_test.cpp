@@ -1,6 +1,6 @@
-#include "tools/hbctl/event_names.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/hbctl/event_names.h"
 
 using namespace hbctl;
 
@@ -31,9 +31,9 @@ TEST(HbctlEventNames, StatesAndMembers) {
     EXPECT_EQ(liveness_name(Liveness::up), "up");
     EXPECT_EQ(liveness_name(Liveness::down), "down");
     EXPECT_EQ(liveness_name(Liveness::unknown), "unknown");
-    EXPECT_EQ(member_kind_name(MemberKind::nodes), "nodes");
-    EXPECT_EQ(member_kind_name(MemberKind::adapters), "adapters");
-    EXPECT_EQ(member_kind_name(MemberKind::instance), "instance");
-    EXPECT_EQ(member_kind_name(MemberKind::sites), "sites");
-    EXPECT_EQ(member_kind_name(MemberKind::none), "none");
+    EXPECT_EQ(member_kind_name(Member_Kind::nodes), "nodes");
+    EXPECT_EQ(member_kind_name(Member_Kind::adapters), "adapters");
+    EXPECT_EQ(member_kind_name(Member_Kind::instance), "instance");
+    EXPECT_EQ(member_kind_name(Member_Kind::sites), "sites");
+    EXPECT_EQ(member_kind_name(Member_Kind::none), "none");
 }

@@ -1,16 +1,16 @@
 // The output about a migration from the daemon to the cluster service, and why a migration is not possible.
-#include "tools/hbctl/render_json.h"
-#include "tools/hbctl/render_text.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
 
 using namespace hbctl;
 using testing::ElementsAre;
 
 namespace {
 
-MigrationReport report(Obstacle obstacle, std::optional<int> error) {
+Migration_Report report(Obstacle obstacle, std::optional<int> error) {
     return {1, 5, {obstacle, error}};
 }
 
@@ -68,7 +68,7 @@ TEST(HbctlMigrationReport, HandlersThatCannotBeMadeAreToldAsTheServices) {
 }
 
 TEST(HbctlMigrationReport, EachStepOfAMoveIsALine) {
-    const WallTime time(std::chrono::milliseconds(1500));
+    const Wall_Time time(std::chrono::milliseconds(1500));
     EXPECT_EQ(R"({"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"committed","error":null,)"
               R"("reason":null})",
               migration_step_json(time, "committed", {}));

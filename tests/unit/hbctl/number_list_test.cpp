@@ -1,7 +1,7 @@
-#include "tools/hbctl/number_list.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/hbctl/number_list.h"
 
 using hbctl::parse_number_list;
 using testing::ElementsAre;

@@ -1,12 +1,11 @@
-#include "tools/hbctl/plain_text.h"
-
-#include "common/ip_address.h"
-#include "hb_client.h"
+#include <array>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstring>
+#include "common/ip_address.h"
+#include "hb_client.h"
+#include "tools/hbctl/plain_text.h"
 
 using namespace hbctl;
 using common::address_text;
@@ -42,11 +41,11 @@ TEST(HbctlPlainText, CountedNouns) {
 
 TEST(HbctlPlainText, UniversalTimeHasMilliseconds) {
     // 86,400 seconds after the beginning of 1970, and 7 milliseconds.
-    EXPECT_EQ(utc_text(WallTime(std::chrono::milliseconds(86400007))), "1970-01-02T00:00:00.007Z");
+    EXPECT_EQ(utc_text(Wall_Time(std::chrono::milliseconds(86400007))), "1970-01-02T00:00:00.007Z");
 }
 
 TEST(HbctlPlainText, ClockTimeEndsWithItsMilliseconds) {
-    const std::string text = clock_text(WallTime(std::chrono::milliseconds(120)));
+    const std::string text = clock_text(Wall_Time(std::chrono::milliseconds(120)));
     EXPECT_EQ(text.size(), 12U);
     EXPECT_EQ(text.substr(8), ".120");
 }

@@ -1,11 +1,11 @@
 // The program itself, on a machine without a daemon.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstdio>
 #include <string>
 #include <sys/wait.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 using testing::HasSubstr;
 
@@ -33,8 +33,8 @@ Outcome run(const std::string &words) {
     return outcome;
 }
 
-const std::string program = HBCTL_PROGRAM;
-const std::string no_daemon = "hbctl: no heartbeat daemon listens at /nonexistent/socket (HB_SERVER_SOCKET or "
+const std::string PROGRAM = HBCTL_PROGRAM;
+const std::string NO_DAEMON = "hbctl: no heartbeat daemon listens at /nonexistent/socket (HB_SERVER_SOCKET or "
                               "--socket changes the path)\n";
 
 } // namespace
@@ -42,39 +42,39 @@ const std::string no_daemon = "hbctl: no heartbeat daemon listens at /nonexisten
 TEST(HbctlProgram, EveryVerbSaysInOneLineThatNoDaemonListensAndExitsWith1) {
     for (const char *verb : {"status", "nodes", "networks", "adapters", "sites", "watch",
                              "subscribe --all-nodes", "watch --json"}) {
-        const Outcome outcome = run(program + " --socket /nonexistent/socket " + verb);
+        const Outcome outcome = run(PROGRAM + " --socket /nonexistent/socket " + verb);
         EXPECT_EQ(outcome.status, 1) << verb;
-        EXPECT_EQ(outcome.output, no_daemon) << verb;
+        EXPECT_EQ(outcome.output, NO_DAEMON) << verb;
     }
 }
 
 TEST(HbctlProgram, TheVariableChangesThePathToo) {
-    const Outcome outcome = run("HB_SERVER_SOCKET=/nonexistent/socket " + program + " status");
+    const Outcome outcome = run("HB_SERVER_SOCKET=/nonexistent/socket " + PROGRAM + " status");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, no_daemon);
+    EXPECT_EQ(outcome.output, NO_DAEMON);
 }
 
 TEST(HbctlProgram, TheOptionOverrulesTheVariables) {
     const Outcome outcome =
-        run("HB_SERVER_SOCKET=/tmp/other HA_DOMAIN_NAME=d " + program + " --socket /nonexistent/socket nodes");
-    EXPECT_EQ(outcome.output, no_daemon);
+        run("HB_SERVER_SOCKET=/tmp/other HA_DOMAIN_NAME=d " + PROGRAM + " --socket /nonexistent/socket nodes");
+    EXPECT_EQ(outcome.output, NO_DAEMON);
 }
 
 TEST(HbctlProgram, MisuseExitsWith2AndHelpWith0) {
-    EXPECT_EQ(run(program).status, 2);
-    EXPECT_EQ(run(program + " nodes --bogus").status, 2);
-    EXPECT_EQ(run(program + " --help").status, 0);
-    EXPECT_EQ(run(program + " watch --help").status, 0);
-    EXPECT_EQ(run(program + " --version").status, 0);
+    EXPECT_EQ(run(PROGRAM).status, 2);
+    EXPECT_EQ(run(PROGRAM + " nodes --bogus").status, 2);
+    EXPECT_EQ(run(PROGRAM + " --help").status, 0);
+    EXPECT_EQ(run(PROGRAM + " watch --help").status, 0);
+    EXPECT_EQ(run(PROGRAM + " --version").status, 0);
 }
 
 TEST(HbctlProgram, WorksWithItsStandardDescriptorsClosed) {
-    EXPECT_EQ(run(program + " --socket /nonexistent/socket status <&- >&-").status, 1);
-    EXPECT_EQ(run(program + " --socket /nonexistent/socket status <&- >&- 2>&-").status, 1);
+    EXPECT_EQ(run(PROGRAM + " --socket /nonexistent/socket status <&- >&-").status, 1);
+    EXPECT_EQ(run(PROGRAM + " --socket /nonexistent/socket status <&- >&- 2>&-").status, 1);
 }
 
 TEST(HbctlProgram, AFullDiskIsToldAsAFailure) {
-    const Outcome outcome = run(program + " --help >/dev/full");
+    const Outcome outcome = run(PROGRAM + " --help >/dev/full");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.output, HasSubstr("cannot write to standard output"));
 }

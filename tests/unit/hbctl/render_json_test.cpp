@@ -1,8 +1,8 @@
-#include "tests/unit/hbctl/sample_picture.h"
-#include "tools/hbctl/render_json.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/unit/hbctl/sample_picture.h"
+#include "tools/hbctl/render_json.h"
 
 using namespace hbctl;
 using hbctl_test::sample_picture;
@@ -11,19 +11,19 @@ using testing::IsEmpty;
 
 namespace {
 
-EventRecord event_of(int kind, std::uint32_t sequence) {
-    EventRecord event;
+Event_Record event_of(int kind, std::uint32_t sequence) {
+    Event_Record event;
     event.kind = kind;
     event.sequence = sequence;
     event.subscription = "s";
-    event.time = WallTime(std::chrono::milliseconds(1500));
+    event.time = Wall_Time(std::chrono::milliseconds(1500));
     return event;
 }
 
 } // namespace
 
 TEST(HbctlJson, StatusWithEverythingKnown) {
-    StatusReport report{"/tmp/s", 1, {}, Heartbeat{2, 500000, true, 42}};
+    Status_Report report{"/tmp/s", 1, {}, Heartbeat{2, 500000, true, 42}};
     report.counts = {5, 4, 2, 10, 8, 0, true, true};
     EXPECT_THAT(
         status_json(report),
@@ -33,7 +33,7 @@ TEST(HbctlJson, StatusWithEverythingKnown) {
 }
 
 TEST(HbctlJson, StatusTellsWhatIsUnknownAsNull) {
-    StatusReport report{"/tmp/s", 1, {}, std::nullopt};
+    Status_Report report{"/tmp/s", 1, {}, std::nullopt};
     report.counts = {5, 0, 2, 10, 0, 0, false, false};
     EXPECT_THAT(status_json(report),
                 ElementsAre(R"({"socket":"/tmp/s","local_node":1,"nodes":5,"nodes_up":null,"networks":2,)"
@@ -79,8 +79,8 @@ TEST(HbctlJson, SitesAreOneObjectEachAndNothingWithoutSites) {
 }
 
 TEST(HbctlJson, NodeDeath) {
-    EventRecord event = event_of(1, 12);
-    event.member_kind = MemberKind::nodes;
+    Event_Record event = event_of(1, 12);
+    event.member_kind = Member_Kind::nodes;
     event.nodes = {{3, {"10.1.0.3"}}, {4, {}}};
     event.ffdc_id = "ABC.123";
     EXPECT_EQ(event_json(event),
@@ -89,11 +89,11 @@ TEST(HbctlJson, NodeDeath) {
 }
 
 TEST(HbctlJson, AdapterGroup) {
-    EventRecord event = event_of(4, 4294967295);
-    event.member_kind = MemberKind::adapters;
+    Event_Record event = event_of(4, 4294967295);
+    event.member_kind = Member_Kind::adapters;
     event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}};
     event.stable = true;
-    event.adapter_group = AdapterGroup{2, 9};
+    event.adapter_group = Adapter_Group{2, 9};
     EXPECT_EQ(
         event_json(event),
         R"({"seq":4294967295,"time":"1970-01-01T00:00:01.500Z","event":"new-group","subscription":"s",)"
@@ -103,8 +103,8 @@ TEST(HbctlJson, AdapterGroup) {
 }
 
 TEST(HbctlJson, AnAdapterThatIsNotConfiguredHasNulls) {
-    EventRecord event = event_of(1, 1);
-    event.member_kind = MemberKind::adapters;
+    Event_Record event = event_of(1, 1);
+    event.member_kind = Member_Kind::adapters;
     event.adapters = {{8, 1, true, -1, -1, "", "", ""}};
     EXPECT_EQ(
         event_json(event),
@@ -114,7 +114,7 @@ TEST(HbctlJson, AnAdapterThatIsNotConfiguredHasNulls) {
 }
 
 TEST(HbctlJson, ConfigurationChange) {
-    EventRecord event = event_of(128, 5);
+    Event_Record event = event_of(128, 5);
     event.subscription = "Hb_Config_Group";
     event.counts = Counts{6, 5, 2, 12, 0, 0, true, false};
     EXPECT_EQ(event_json(event),
@@ -124,18 +124,18 @@ TEST(HbctlJson, ConfigurationChange) {
 }
 
 TEST(HbctlJson, FailureIdentifierForeignInstanceAndHeartbeat) {
-    EventRecord failure = event_of(8, 6);
+    Event_Record failure = event_of(8, 6);
     failure.ffdc_id = "X";
     EXPECT_EQ(event_json(failure),
               R"({"seq":6,"time":"1970-01-01T00:00:01.500Z","event":"ffdc","subscription":"s",)"
               R"("group":"none","nodes":[],"adapters":[],"ffdc_id":"X"})");
-    EventRecord foreign = event_of(256, 7);
-    foreign.member_kind = MemberKind::instance;
-    foreign.foreign = ForeignInstance{"10.9.0.1", 77};
+    Event_Record foreign = event_of(256, 7);
+    foreign.member_kind = Member_Kind::instance;
+    foreign.foreign = Foreign_Instance{"10.9.0.1", 77};
     EXPECT_EQ(event_json(foreign),
               R"({"seq":7,"time":"1970-01-01T00:00:01.500Z","event":"different-instance","subscription":"s",)"
               R"("group":"instance","nodes":[],"adapters":[],"address":"10.9.0.1","instance":77})");
-    EventRecord heartbeat = event_of(512, 8);
+    Event_Record heartbeat = event_of(512, 8);
     heartbeat.heartbeat = Heartbeat{0, 250000, false, 9};
     EXPECT_EQ(
         event_json(heartbeat),
@@ -145,16 +145,16 @@ TEST(HbctlJson, FailureIdentifierForeignInstanceAndHeartbeat) {
 }
 
 TEST(HbctlJson, SiteMergeAndSplit) {
-    EventRecord merge = event_of(64, 9);
-    merge.member_kind = MemberKind::sites;
-    merge.sites = SitePair{{1, 2, 3U}, {2, 5, 4U}};
+    Event_Record merge = event_of(64, 9);
+    merge.member_kind = Member_Kind::sites;
+    merge.sites = Site_Pair{{1, 2, 3U}, {2, 5, 4U}};
     EXPECT_EQ(event_json(merge),
               R"({"seq":9,"time":"1970-01-01T00:00:01.500Z","event":"site-merge","subscription":"s",)"
               R"("group":"sites","nodes":[],"adapters":[],"local_site":{"site":1,"node":2,"nodes_up":3},)"
               R"("remote_site":{"site":2,"node":5,"nodes_up":4}})");
-    EventRecord split = event_of(32, 10);
-    split.member_kind = MemberKind::sites;
-    split.sites = SitePair{{1, 2, {}}, {2, 5, {}}};
+    Event_Record split = event_of(32, 10);
+    split.member_kind = Member_Kind::sites;
+    split.sites = Site_Pair{{1, 2, {}}, {2, 5, {}}};
     EXPECT_EQ(event_json(split),
               R"({"seq":10,"time":"1970-01-01T00:00:01.500Z","event":"site-split","subscription":"s",)"
               R"("group":"sites","nodes":[],"adapters":[],"local_site":{"site":1,"node":2},)"
@@ -171,10 +171,10 @@ TEST(HbctlJson, TextsThatAreNotUtf8AreStillJson) {
 }
 
 TEST(HbctlJson, LossAndReturnOfTheDaemon) {
-    EXPECT_EQ(disconnected_json(WallTime(std::chrono::milliseconds(1)), "/tmp/s"),
+    EXPECT_EQ(disconnected_json(Wall_Time(std::chrono::milliseconds(1)), "/tmp/s"),
               R"({"time":"1970-01-01T00:00:00.001Z","event":"disconnected","socket":"/tmp/s"})");
-    EXPECT_EQ(reconnected_json(WallTime(std::chrono::milliseconds(2)),
-                               StatusReport{"/tmp/s", 1, {5, 0, 2, 10, 0, 0, false, false}, std::nullopt}),
+    EXPECT_EQ(reconnected_json(Wall_Time(std::chrono::milliseconds(2)),
+                               Status_Report{"/tmp/s", 1, {5, 0, 2, 10, 0, 0, false, false}, std::nullopt}),
               R"({"time":"1970-01-01T00:00:00.002Z","event":"reconnected","socket":"/tmp/s","local_node":1,)"
               R"("nodes":5,"nodes_up":null,"networks":2,"adapters":10,"adapters_up":null,"sites":0})");
 }

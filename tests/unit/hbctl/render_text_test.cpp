@@ -1,9 +1,9 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "tests/unit/hbctl/sample_picture.h"
 #include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/render_text.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using namespace hbctl;
 using hbctl_test::sample_picture;
@@ -11,16 +11,16 @@ using testing::ElementsAre;
 
 namespace {
 
-EventRecord event_of(int kind) {
-    EventRecord event;
+Event_Record event_of(int kind) {
+    Event_Record event;
     event.kind = kind;
     event.sequence = 12;
-    event.time = WallTime(std::chrono::milliseconds(1500));
+    event.time = Wall_Time(std::chrono::milliseconds(1500));
     return event;
 }
 
 // The event's line without the sequence number and the time, which depends on the time zone.
-std::string line_of(const EventRecord &event) {
+std::string line_of(const Event_Record &event) {
     const std::string line = event_text(event);
     const std::string front = "    12  " + clock_text(event.time) + "  ";
     EXPECT_EQ(line.substr(0, front.size()), front);
@@ -30,7 +30,7 @@ std::string line_of(const EventRecord &event) {
 } // namespace
 
 TEST(HbctlText, Status) {
-    StatusReport report{"/tmp/s", 1, {5, 4, 2, 10, 8, 0, true, true}, Heartbeat{2, 500000, true, 42}};
+    Status_Report report{"/tmp/s", 1, {5, 4, 2, 10, 8, 0, true, true}, Heartbeat{2, 500000, true, 42}};
     EXPECT_THAT(status_text(report), ElementsAre("socket      /tmp/s", "local node  1",
                                                  "nodes       5 configured, 4 up", "networks    2 configured",
                                                  "adapters    10 configured, 8 up", "sites       0 configured",
@@ -38,7 +38,7 @@ TEST(HbctlText, Status) {
 }
 
 TEST(HbctlText, StatusTellsWhatIsUnknown) {
-    StatusReport report{"/tmp/s", 1, {5, 0, 2, 10, 0, 1, false, false}, std::nullopt};
+    Status_Report report{"/tmp/s", 1, {5, 0, 2, 10, 0, 1, false, false}, std::nullopt};
     EXPECT_THAT(status_text(report),
                 ElementsAre("socket      /tmp/s", "local node  1", "nodes       5 configured, ? up",
                             "networks    2 configured", "adapters    10 configured, ? up",
@@ -86,23 +86,23 @@ TEST(HbctlText, TheHeadingStandsOverTheEventsColumns) {
 }
 
 TEST(HbctlText, NodeDeathTellsAddressesAndTheFailureIdentifier) {
-    EventRecord event = event_of(1);
-    event.member_kind = MemberKind::nodes;
+    Event_Record event = event_of(1);
+    event.member_kind = Member_Kind::nodes;
     event.nodes = {{3, {"10.1.0.3", "10.2.0.3"}}};
     event.ffdc_id = "ABC";
     EXPECT_EQ(line_of(event), "node death      node 3 (10.1.0.3, 10.2.0.3); failure identifier ABC");
 }
 
 TEST(HbctlText, AdapterJoinTellsAddressTypeNetworkAndNode) {
-    EventRecord event = event_of(2);
-    event.member_kind = MemberKind::adapters;
+    Event_Record event = event_of(2);
+    event.member_kind = Member_Kind::adapters;
     event.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0"}, {9, 1, false, -1, -1, "", "", ""}};
     EXPECT_EQ(line_of(event), "adapter join    adapters 2 (10.1.0.1 eth0 on net_a of node 1), 9");
 }
 
 TEST(HbctlText, AdapterDeathTellsWhoWasRemoved) {
-    EventRecord event = event_of(1);
-    event.member_kind = MemberKind::adapters;
+    Event_Record event = event_of(1);
+    event.member_kind = Member_Kind::adapters;
     event.adapters = {{2, 7, true, 1, 0, "net_a", "10.1.0.1", "eth0"}};
     EXPECT_EQ(line_of(event), "adapter death   adapter 2 (10.1.0.1 eth0 on net_a of node 1); removed from the "
                               "configuration");
@@ -113,8 +113,8 @@ TEST(HbctlText, AdapterDeathTellsWhoWasRemoved) {
 }
 
 TEST(HbctlText, ManyMembersAreToldByRanges) {
-    EventRecord event = event_of(1);
-    event.member_kind = MemberKind::nodes;
+    Event_Record event = event_of(1);
+    event.member_kind = Member_Kind::nodes;
     for (int node = 1; node <= 9; ++node) {
         event.nodes.push_back({node, {"10.1.0.1"}});
     }
@@ -122,51 +122,51 @@ TEST(HbctlText, ManyMembersAreToldByRanges) {
 }
 
 TEST(HbctlText, NewGroups) {
-    EventRecord nodes = event_of(4);
-    nodes.member_kind = MemberKind::nodes;
+    Event_Record nodes = event_of(4);
+    nodes.member_kind = Member_Kind::nodes;
     nodes.nodes = {{1, {"10.1.0.1"}}, {2, {}}, {4, {}}};
     nodes.stable = true;
     EXPECT_EQ(line_of(nodes), "node group      3 nodes: 1, 2, 4; stable");
-    EventRecord adapters = event_of(4);
-    adapters.member_kind = MemberKind::adapters;
+    Event_Record adapters = event_of(4);
+    adapters.member_kind = Member_Kind::adapters;
     adapters.stable = false;
-    adapters.adapter_group = AdapterGroup{2, 9};
+    adapters.adapter_group = Adapter_Group{2, 9};
     EXPECT_EQ(line_of(adapters), "adapter group   no adapters; leader 2, incarnation 9; unstable");
 }
 
 TEST(HbctlText, TheOtherEvents) {
-    EventRecord configuration = event_of(128);
+    Event_Record configuration = event_of(128);
     configuration.counts = Counts{6, 5, 2, 12, 0, 0, true, false};
     EXPECT_EQ(line_of(configuration), "configuration   now 6 nodes (5 up), 2 networks, 12 adapters");
-    EventRecord failure = event_of(8);
+    Event_Record failure = event_of(8);
     failure.ffdc_id = "XYZ";
     EXPECT_EQ(line_of(failure), "failure         XYZ");
-    EventRecord foreign = event_of(256);
-    foreign.member_kind = MemberKind::instance;
-    foreign.foreign = ForeignInstance{"10.9.0.1", 77};
+    Event_Record foreign = event_of(256);
+    foreign.member_kind = Member_Kind::instance;
+    foreign.foreign = Foreign_Instance{"10.9.0.1", 77};
     EXPECT_EQ(line_of(foreign), "other instance  10.9.0.1 uses configuration instance 77");
-    EventRecord heartbeat = event_of(512);
+    Event_Record heartbeat = event_of(512);
     heartbeat.heartbeat = Heartbeat{30, 0, false, 9};
     EXPECT_EQ(line_of(heartbeat), "heartbeat       disabled, threshold 30 s, daemon process 9");
     EXPECT_EQ(line_of(event_of(16)), "event-16");
 }
 
 TEST(HbctlText, Sites_SplitAndMerge) {
-    EventRecord split = event_of(32);
-    split.member_kind = MemberKind::sites;
-    split.sites = SitePair{{1, 2, {}}, {2, 5, {}}};
+    Event_Record split = event_of(32);
+    split.member_kind = Member_Kind::sites;
+    split.sites = Site_Pair{{1, 2, {}}, {2, 5, {}}};
     EXPECT_EQ(line_of(split), "site split      local site 1 (reported by node 2) and remote site 2 (reported "
                               "by node 5) lost contact");
-    EventRecord merge = event_of(64);
-    merge.member_kind = MemberKind::sites;
-    merge.sites = SitePair{{1, 2, 1U}, {2, 5, 4U}};
+    Event_Record merge = event_of(64);
+    merge.member_kind = Member_Kind::sites;
+    merge.sites = Site_Pair{{1, 2, 1U}, {2, 5, 4U}};
     EXPECT_EQ(line_of(merge),
               "site merge      local site 1 (reported by node 2, 1 node up) and remote site 2 (reported by "
               "node 5, 4 nodes up) regained contact");
 }
 
 TEST(HbctlText, NoticesHaveNoSequenceNumber) {
-    const WallTime time(std::chrono::milliseconds(1500));
+    const Wall_Time time(std::chrono::milliseconds(1500));
     EXPECT_EQ(notice_text(time, "disconnected", "gone"),
               "     -  " + clock_text(time) + "  disconnected    gone");
 }

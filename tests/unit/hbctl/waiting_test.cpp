@@ -1,12 +1,12 @@
-#include "tools/hbctl/stop_signal.h"
-#include "tools/hbctl/waiting.h"
+#include <array>
+#include <csignal>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <csignal>
-#include <unistd.h>
+#include "tools/hbctl/stop_signal.h"
+#include "tools/hbctl/waiting.h"
 
 using namespace hbctl;
 using testing::ElementsAre;
@@ -73,7 +73,7 @@ TEST(HbctlWaiting, ALimitBeyondTheClockIsNoLimit) {
 
 TEST(HbctlStopSignal, BothSignalsWakeTheWaitAndTheOldDispositionReturns) {
     for (const int number : {SIGINT, SIGTERM}) {
-        const StopSignal stop;
+        const Stop_Signal stop;
         ASSERT_EQ(raise(number), 0);
         std::vector<int> ready;
         EXPECT_EQ(wait_for({}, stop.descriptor(), std::nullopt, ready), Wake::stopped);

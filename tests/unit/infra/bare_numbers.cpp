@@ -43,7 +43,7 @@ std::string own_arguments(const std::string &call) {
 std::vector<std::string> calls_with_error_numbers(const std::string &code) {
     static const std::regex call(
         R"(\b(hb_fail|hb_refuse|set_hb_errno|query_failed|hb_error_name|hb_error_text|)"
-        R"(error_text|request_error_text|failure_line|open_failure_line|RequestFailed)\()");
+        R"(error_text|request_error_text|failure_line|open_failure_line|Request_Failed)\()");
     std::vector<std::string> calls;
     for (std::sregex_iterator match(code.begin(), code.end(), call), end; match != end; ++match) {
         const auto open = static_cast<std::size_t>(match->position() + match->length()) - 1;

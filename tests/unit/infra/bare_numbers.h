@@ -1,6 +1,5 @@
 // Finds numbers in C++ sources that should be names: error numbers, event values, reply statuses, reserved names.
-#ifndef TESTS_BARE_NUMBERS_H
-#define TESTS_BARE_NUMBERS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -10,5 +9,3 @@ std::vector<std::string> bare_error_numbers(const std::string &source);
 std::vector<std::string> bare_event_values(const std::string &source);
 std::vector<std::string> bare_reply_statuses(const std::string &source);
 std::vector<std::string> reserved_names_in_quotes(const std::string &source);
-
-#endif

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 using Names = std::set<std::string>;
 
-const std::string root = HB_SOURCE_DIR;
+const std::string ROOT = HB_SOURCE_DIR;
 
 struct Pipe_Closer {
     void operator()(FILE *pipe) const { pclose(pipe); }
@@ -48,7 +48,7 @@ Names exported_symbols() {
 }
 
 Names listed_symbols() {
-    const auto lines = lines_of(read_source(root + "/packaging/abi/libhb_client.symbols"));
+    const auto lines = lines_of(read_source(ROOT + "/packaging/abi/libhb_client.symbols"));
     return {lines.begin(), lines.end()};
 }
 
@@ -77,7 +77,7 @@ TEST(BuiltLibrary, ExportsTheListedNamesAndNothingElse) {
 }
 
 TEST(BuiltLibrary, ExportsWhatTheHeaderDeclares) {
-    const std::string header = without_comments(read_source(root + "/include/hb_client.h"));
+    const std::string header = without_comments(read_source(ROOT + "/include/hb_client.h"));
     static const std::regex declaration(R"(HB_API\s[^;()]*\b(\w+)\()");
     Names declared;
     for (std::sregex_iterator match(header.begin(), header.end(), declaration), end; match != end; ++match) {

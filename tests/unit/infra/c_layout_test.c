@@ -1,7 +1,7 @@
 /* The records' sizes and offsets as a C program sees them; compiling this file is the test. */
-#include "hb_client.h"
-
 #include <stddef.h>
+
+#include "hb_client.h"
 
 #define IS(name, condition) typedef char name[(condition) ? 1 : -1]
 

@@ -15,7 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string root = HB_SOURCE_DIR;
+const std::string ROOT = HB_SOURCE_DIR;
 
 // Every match's first group and its second.
 std::map<std::string, std::string> pairs_in(const std::string &text, const std::regex &form) {
@@ -28,7 +28,7 @@ std::map<std::string, std::string> pairs_in(const std::string &text, const std::
 
 // The codes of an enumeration in the wire header, each with its name.
 std::map<std::string, std::string> codes_of(const std::string &enumeration) {
-    const std::string header = read_source(root + "/lib/wire/hb_wire.h");
+    const std::string header = read_source(ROOT + "/lib/wire/hb_wire.h");
     const auto start = header.find("enum " + enumeration);
     EXPECT_NE(start, std::string::npos) << enumeration;
     const std::string body = header.substr(start, header.find("};", start) - start);
@@ -41,7 +41,7 @@ std::map<std::string, std::string> codes_of(const std::string &enumeration) {
 
 std::map<std::string, std::string> documented_codes(bool is_request) {
     auto codes =
-        pairs_in(read_source(root + "/docs/protocol.md"), std::regex(R"(\n\| (\d+) \| `(HB_\w+)` \|)"));
+        pairs_in(read_source(ROOT + "/docs/protocol.md"), std::regex(R"(\n\| (\d+) \| `(HB_\w+)` \|)"));
     std::erase_if(codes, [&](const auto &row) { return (row.first.size() == 3) != is_request; });
     return codes;
 }
@@ -55,7 +55,7 @@ TEST(Protocol, ItsTablesHaveEveryRequestAndEveryReplyByItsName) {
 
 // ---- exported_entries.md: every exported entry and its tests ----
 
-const std::string entry_table = "/tests/unit/infra/exported_entries.md";
+const std::string ENTRY_TABLE = "/tests/unit/infra/exported_entries.md";
 
 struct Entry_Row {
     std::string entry;
@@ -119,7 +119,7 @@ std::vector<std::string> faults_of(const Entry_Row &row) {
         faults.push_back(row.entry + " has no test");
     }
     for (const std::string &test : row.tests) {
-        const std::string path = root + "/tests/" + test;
+        const std::string path = ROOT + "/tests/" + test;
         if (!test.ends_with("_test.cpp") || !path_exists(path)) {
             faults.push_back(row.entry + ": there is no test tests/" + test);
         } else if (!mentions(read_source(path), row.entry)) {
@@ -148,18 +148,18 @@ TEST(EntryTable, ATestThatIsMissingOrDoesNotMentionTheEntryIsSaid) {
 
 TEST(EntryTable, HasEveryExportedEntryOnce) {
     std::vector<std::string> listed;
-    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
+    for (const Entry_Row &row : entry_rows(read_source(ROOT + ENTRY_TABLE))) {
         listed.push_back(row.entry);
     }
-    const std::string map = read_source(root + "/lib/hb_client.map");
+    const std::string map = read_source(ROOT + "/lib/hb_client.map");
     const auto exported = matches_of(map, std::regex(R"((hbc?_\w+);)"));
     ASSERT_GE(exported.size(), 100U);
     EXPECT_EQ(sorted(exported), sorted(listed));
 }
 
 TEST(EntryTable, NamesTheSectionOfTheHeader) {
-    const auto sections = sections_of(read_source(root + "/include/hb_client.h"));
-    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
+    const auto sections = sections_of(read_source(ROOT + "/include/hb_client.h"));
+    for (const Entry_Row &row : entry_rows(read_source(ROOT + ENTRY_TABLE))) {
         const auto section = sections.find(row.entry);
         ASSERT_NE(section, sections.end()) << row.entry;
         EXPECT_EQ(section->second, row.section) << row.entry;
@@ -167,7 +167,7 @@ TEST(EntryTable, NamesTheSectionOfTheHeader) {
 }
 
 TEST(EntryTable, ItsTestsExistAndMentionTheEntry) {
-    for (const Entry_Row &row : entry_rows(read_source(root + entry_table))) {
+    for (const Entry_Row &row : entry_rows(read_source(ROOT + ENTRY_TABLE))) {
         EXPECT_THAT(faults_of(row), IsEmpty());
     }
 }
@@ -175,7 +175,7 @@ TEST(EntryTable, ItsTestsExistAndMentionTheEntry) {
 // ---- All documents ----
 
 std::vector<std::string> documents() {
-    std::vector<std::string> paths = source_files(root, "docs", {".md"});
+    std::vector<std::string> paths = source_files(ROOT, "docs", {".md"});
     paths.insert(paths.end(), {"README.md", "CONTRIBUTING.md", "SECURITY.md", "CHANGELOG.md"});
     return paths;
 }
@@ -185,10 +185,10 @@ TEST(Documents, TheFilesThatTheyNameExist) {
         R"(`((?:include|lib|utils|platform|terminal|host|cluster|engine|daemon|tools|providers|tests|packaging|scripts|examples)/[\w./-]+)`)");
     for (const char *document : {"docs/architecture.md", "docs/data-flows.md", "docs/extending.md",
                                  "docs/oddities.md", "docs/protocol.md", "CONTRIBUTING.md"}) {
-        const auto named = matches_of(read_source(root + "/" + document), path);
+        const auto named = matches_of(read_source(ROOT + "/" + document), path);
         EXPECT_FALSE(named.empty()) << document;
         for (const std::string &name : named) {
-            EXPECT_TRUE(path_exists(root + "/" + name) || path_exists(root + "/" + name + ".h"))
+            EXPECT_TRUE(path_exists(ROOT + "/" + name) || path_exists(ROOT + "/" + name + ".h"))
                 << document << " names " << name;
         }
     }
@@ -197,15 +197,15 @@ TEST(Documents, TheFilesThatTheyNameExist) {
 TEST(Documents, ThePrincipalFilesOfTheTourLieInTheirFolder) {
     static const std::regex row(R"(\| `(utils/|lib/[\w/]+)` \|.*\| (.*) \|)");
     int folders = 0;
-    for (const std::string &line : lines_of(read_source(root + "/docs/architecture.md"))) {
+    for (const std::string &line : lines_of(read_source(ROOT + "/docs/architecture.md"))) {
         std::smatch match;
         if (!std::regex_match(line, match, row)) {
             continue;
         }
         const std::string folder = match[1];
         for (const std::string &file : matches_of(match[2], std::regex(R"(`([\w.]+)`)"))) {
-            EXPECT_TRUE(path_exists(root + "/" + folder + file) ||
-                        path_exists(root + "/" + folder + file + ".h"))
+            EXPECT_TRUE(path_exists(ROOT + "/" + folder + file) ||
+                        path_exists(ROOT + "/" + folder + file + ".h"))
                 << folder << " has no " << file;
             ++folders;
         }
@@ -217,7 +217,7 @@ TEST(Readme, NamesEveryDocumentOnceWithOneReaderEach) {
     static const std::regex row(R"(\| \[([\w./-]+)\]\(\1\) \| ([^|]+) \|)");
     std::vector<std::string> named;
     std::vector<std::string> readers;
-    for (const std::string &line : lines_of(read_source(root + "/README.md"))) {
+    for (const std::string &line : lines_of(read_source(ROOT + "/README.md"))) {
         std::smatch match;
         if (std::regex_match(line, match, row)) {
             named.push_back(match[1]);
@@ -233,8 +233,8 @@ TEST(Readme, NamesEveryDocumentOnceWithOneReaderEach) {
 }
 
 TEST(Documents, TheReadmeAndTheTourStayShort) {
-    EXPECT_LE(lines_of(read_source(root + "/README.md")).size(), 150U);
-    EXPECT_LE(lines_of(read_source(root + "/docs/architecture.md")).size(), 200U);
+    EXPECT_LE(lines_of(read_source(ROOT + "/README.md")).size(), 150U);
+    EXPECT_LE(lines_of(read_source(ROOT + "/docs/architecture.md")).size(), 200U);
 }
 
 // ---- Commands in documents ----
@@ -273,7 +273,7 @@ TEST(CommandRule, FindsCommandsThatNoTestRuns) {
 TEST(Documents, EveryCommandIsInABlockThatATestRuns) {
     // Their commands are still in indented blocks.
     for (const std::string &document : documents()) {
-        EXPECT_THAT(commands_that_no_test_runs(read_source(root + "/" + document)), IsEmpty()) << document;
+        EXPECT_THAT(commands_that_no_test_runs(read_source(ROOT + "/" + document)), IsEmpty()) << document;
     }
 }
 

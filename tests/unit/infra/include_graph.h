@@ -1,6 +1,5 @@
 // The includes between the project's modules; a .h and the .cpp of the same name are one module.
-#ifndef TESTS_INCLUDE_GRAPH_H
-#define TESTS_INCLUDE_GRAPH_H
+#pragma once
 
 #include <map>
 #include <set>
@@ -20,5 +19,3 @@ void add_file(Include_Graph &graph, const std::string &path, const std::string &
 // A loop as the list of its modules, with the first one repeated at the end; empty if there is none. A module
 // that includes itself (a .cpp its .h) is not a loop.
 std::vector<std::string> find_loop(const Include_Graph &graph);
-
-#endif

@@ -14,16 +14,16 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string root = HB_SOURCE_DIR;
+const std::string ROOT = HB_SOURCE_DIR;
 
 using Folders = std::vector<std::string>;
 
 // Each list runs from the ground up.
-const Folders library_layers = {
+const Folders LIBRARY_LAYERS = {
     "utils",   "lib/base",         "lib/wire", "lib/hb_global_data", "lib/vexo", "lib/hb_communication",
     "lib/mox", "lib/mox/handlers", "lib/api"};
-const Folders daemon_layers = {"common", "host", "cluster", "cluster/description", "engine", "daemon"};
-const Folders provider_layers = {"common",        "host",
+const Folders DAEMON_LAYERS = {"common", "host", "cluster", "cluster/description", "engine", "daemon"};
+const Folders PROVIDER_LAYERS = {"common",        "host",
                                  "cluster",       "cluster/description",
                                  "engine",        "providers/service",
                                  "providers/sim", "providers/corosync"};
@@ -34,7 +34,7 @@ std::string folder_of(const std::string &path) {
 }
 
 std::vector<std::string> headers_and_sources(const std::string &folder) {
-    return source_files(root, folder, {".h", ".cpp", ".c"});
+    return source_files(ROOT, folder, {".h", ".cpp", ".c"});
 }
 
 // "file includes file" for each include that runs from a layer to a higher one.
@@ -57,7 +57,7 @@ std::vector<std::string> upward_includes(const Folders &layers) {
     for (const std::string &layer : layers) {
         for (const std::string &file : headers_and_sources(layer)) {
             if (folder_of(file) == layer) {
-                const auto more = upward_includes(layers, file, read_source(root + "/" + file));
+                const auto more = upward_includes(layers, file, read_source(ROOT + "/" + file));
                 found.insert(found.end(), more.begin(), more.end());
             }
         }
@@ -69,7 +69,7 @@ std::vector<std::string> upward_includes(const Folders &layers) {
 std::vector<std::string> includes_beginning_with(const std::string &folder, const std::string &prefix) {
     std::vector<std::string> found;
     for (const std::string &file : headers_and_sources(folder)) {
-        for (const std::string &name : quoted_includes(read_source(root + "/" + file))) {
+        for (const std::string &name : quoted_includes(read_source(ROOT + "/" + file))) {
             if (name.starts_with(prefix)) {
                 found.push_back(file + " includes " + name);
             }
@@ -90,7 +90,7 @@ Include_Graph graph_of(const Folders &folders) {
     Include_Graph graph;
     for (const std::string &folder : folders) {
         for (const std::string &file : headers_and_sources(folder)) {
-            add_file(graph, file, read_source(root + "/" + file));
+            add_file(graph, file, read_source(ROOT + "/" + file));
         }
     }
     return graph;
@@ -127,14 +127,14 @@ TEST(LayerRule, FindsAnIncludeOfAHigherLayer) {
 }
 
 TEST(Library, IncludesRunDownwardThroughItsFolders) {
-    EXPECT_THAT(upward_includes(library_layers), IsEmpty());
+    EXPECT_THAT(upward_includes(LIBRARY_LAYERS), IsEmpty());
 }
 
 TEST(Library, EveryFileLiesInOneOfItsFolders) {
     const auto files = headers_and_sources("lib");
     ASSERT_GT(files.size(), 100U);
     for (const std::string &file : files) {
-        EXPECT_THAT(library_layers, testing::Contains(folder_of(file))) << file;
+        EXPECT_THAT(LIBRARY_LAYERS, testing::Contains(folder_of(file))) << file;
     }
 }
 
@@ -160,11 +160,11 @@ TEST(Programs, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
 }
 
 TEST(Daemon, IncludesRunDownwardThroughItsFolders) {
-    EXPECT_THAT(upward_includes(daemon_layers), IsEmpty());
+    EXPECT_THAT(upward_includes(DAEMON_LAYERS), IsEmpty());
 }
 
 TEST(Providers, IncludesRunDownwardThroughTheirFolders) {
-    EXPECT_THAT(upward_includes(provider_layers), IsEmpty());
+    EXPECT_THAT(upward_includes(PROVIDER_LAYERS), IsEmpty());
 }
 
 TEST(Programs, DaemonAndProvidersDoNotIncludeEachOther) {

@@ -1,7 +1,6 @@
 // Loading and unloading libhb_client.so at run time. This program is not linked with the library.
-#include <dlfcn.h>
-
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fstream>
 #include <memory>
 #include <string>

@@ -1,6 +1,5 @@
 // The log lines of a program, as its sources contain them and as a document quotes them.
-#ifndef TESTS_LOG_LINES_H
-#define TESTS_LOG_LINES_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -24,5 +23,3 @@ Line_Parts parts_of_quoted(const std::string &quoted);
 
 // Returns whether the quoted line has all of the parts, one after the other.
 bool quotes(const std::string &quoted, const Line_Parts &parts);
-
-#endif

@@ -28,13 +28,15 @@ std::set<std::string> first_groups(const std::string &text, const std::regex &fo
 }
 
 std::set<std::string> types_in(const std::string &source) {
-    static const std::regex declaration(R"((?:^|\n)[ \t]*(?:class|struct|union|enum class|enum) (\w+)[^;\n]*\{)");
+    static const std::regex declaration(
+        R"((?:^|\n)[ \t]*(?:class|struct|union|enum class|enum) (\w+)[^;\n]*\{)");
     return first_groups(source, declaration);
 }
 
 // GoogleTest joins the names of a fixture and a test with an underscore, so a fixture's name has none.
 std::set<std::string> fixtures_in(const std::string &source) {
-    static const std::regex use(R"((?:TEST_F|TEST_P|TYPED_TEST|INSTANTIATE_TEST_SUITE_P)\((?:\w+,\s*)??(\w+),)");
+    static const std::regex use(
+        R"((?:TEST_F|TEST_P|TYPED_TEST|INSTANTIATE_TEST_SUITE_P)\((?:\w+,\s*)??(\w+),)");
     static const std::regex fixture(R"((?:class|struct) (\w+)[^;{]*: public testing::)");
     std::set<std::string> found = first_groups(source, use);
     found.merge(first_groups(source, fixture));
@@ -48,7 +50,7 @@ bool is_words_joined_by_underscores(const std::string &name) {
 
 std::set<std::string> constants_in(const std::string &source) {
     static const std::regex declaration(
-        R"(\n(?:inline |static )*(?:constexpr|const) [\w:<>,\* &]*?[\* &](\w+)(?:\[[^\]]*\])* ?[={])");
+        R"(\n(?:inline |static )*(?:constexpr [\w:<>,\* &]*?|const [\w:<>, &]*?)[\* &](\w+)(?:\[[^\]]*\])* ?[={])");
     return first_groups("\n" + source, declaration);
 }
 
@@ -57,7 +59,8 @@ bool is_in_capitals(const std::string &name) {
 }
 
 template <typename Rule>
-std::vector<std::string> breaking(const std::set<std::string> &names, const std::set<std::string> &exempt, Rule rule) {
+std::vector<std::string> breaking(const std::set<std::string> &names, const std::set<std::string> &exempt,
+                                  Rule rule) {
     std::vector<std::string> found;
     std::copy_if(names.begin(), names.end(), std::back_inserter(found),
                  [&](const std::string &name) { return !exempt.contains(name) && !rule(name); });
@@ -80,18 +83,21 @@ std::vector<Source> sources_of_tests() {
 }
 
 TEST(NameRule, FindsATypeInAnotherStyle) {
-    const auto names = types_in("class Send_Queue {\nstruct Row {\n  enum class FirstWord { one };\nclass Later;\n");
+    const auto names =
+        types_in("class Send_Queue {\nstruct Row {\n  enum class FirstWord { one };\nclass Later;\n");
     EXPECT_THAT(breaking(names, {}, is_words_joined_by_underscores), ElementsAre("FirstWord"));
 }
 
 TEST(NameRule, ExemptsFixtures) {
-    const auto names = fixtures_in("class StormTest : public testing::Test {};\nTEST_F(OtherFixture, Works) {}\n");
+    const auto names =
+        fixtures_in("class StormTest : public testing::Test {};\nTEST_F(OtherFixture, Works) {}\n");
     EXPECT_THAT(names, ElementsAre("OtherFixture", "StormTest"));
 }
 
 TEST(NameRule, FindsAConstantOfANamespaceInAnotherStyle) {
-    const auto names = constants_in("constexpr int SIZE = 1;\nconst std::string root = X;\n"
-                                    "inline constexpr std::array<int, 2> two_words{1, 2};\n    const int local = 3;\n");
+    const auto names =
+        constants_in("constexpr int SIZE = 1;\nconst std::string root = X;\n"
+                     "inline constexpr std::array<int, 2> two_words{1, 2};\n    const int local = 3;\n");
     EXPECT_THAT(breaking(names, {}, is_in_capitals), ElementsAre("root", "two_words"));
 }
 
@@ -115,8 +121,8 @@ TEST(Names, ConstantsOfTestsAreInCapitals) {
 }
 
 TEST(Headers, InternalOnesAreGuardedByPragmaOnce) {
-    for (const char *folder : {"lib", "utils", "common", "host", "cluster", "engine", "daemon", "providers", "tools",
-                               "tests", "bench", "platform/tr", "platform/mss"}) {
+    for (const char *folder : {"lib", "utils", "common", "host", "cluster", "engine", "daemon", "providers",
+                               "tools", "tests", "bench", "platform/tr", "platform/mss"}) {
         for (const std::string &path : source_files(ROOT, folder, {".h"})) {
             const std::string text = without_comments(read_source(ROOT + "/" + path));
             EXPECT_EQ(text.find_first_not_of(" \n"), text.find("#pragma once")) << path;

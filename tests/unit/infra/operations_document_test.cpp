@@ -14,11 +14,11 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string root = HB_SOURCE_DIR;
-const std::string heading = "## What wispd's log says";
+const std::string ROOT = HB_SOURCE_DIR;
+const std::string HEADING = "## What wispd's log says";
 
 std::vector<std::string> documented_lines() {
-    return quoted_lines(read_source(root + "/docs/operations.md"), heading);
+    return quoted_lines(read_source(ROOT + "/docs/operations.md"), HEADING);
 }
 
 std::string in_words(const Line_Parts &parts) {
@@ -67,7 +67,7 @@ TEST(LogLines, AQuotationHasAllThatIsFixedInTheLine) {
 std::vector<std::string> daemon_sources(const std::vector<std::string> &endings) {
     std::vector<std::string> found;
     for (const char *folder : {"cluster", "daemon", "engine", "host"}) {
-        const std::vector<std::string> files = source_files(root, folder, endings);
+        const std::vector<std::string> files = source_files(ROOT, folder, endings);
         found.insert(found.end(), files.begin(), files.end());
     }
     return found;
@@ -79,7 +79,7 @@ TEST(Operations, EveryLogLineOfTheDaemonIsInTheDocument) {
     int found = 0;
     int of_the_engine = 0;
     for (const std::string &path : daemon_sources({".cpp"})) {
-        for (const Line_Parts &line : logged_lines(read_source(root + "/" + path))) {
+        for (const Line_Parts &line : logged_lines(read_source(ROOT + "/" + path))) {
             ++found;
             of_the_engine += path.starts_with("engine/") ? 1 : 0;
             const bool is_there = std::any_of(documented.begin(), documented.end(),
@@ -97,7 +97,7 @@ TEST(Operations, EveryLogLineOfTheDaemonIsInTheDocument) {
 TEST(Operations, EveryLineThatTheDocumentQuotesIsSaidByTheDaemon) {
     std::string said;
     for (const std::string &path : daemon_sources({".cpp", ".h"})) {
-        said += literals_of(read_source(root + "/" + path));
+        said += literals_of(read_source(ROOT + "/" + path));
     }
     const std::vector<std::string> documented = documented_lines();
     EXPECT_GE(documented.size(), 40U);

@@ -14,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string root = HB_SOURCE_DIR;
+const std::string ROOT = HB_SOURCE_DIR;
 
 // Lines of structure members whose width depends on the build.
 std::vector<std::string> members_without_fixed_width(const std::string &source) {
@@ -37,8 +37,8 @@ std::vector<std::string> members_without_fixed_width(const std::string &source) 
 std::vector<std::string> callers_of(const std::string &function) {
     const std::regex call("\\b" + function + R"(\([^;{]*\)[^{]*?[;)])");
     std::vector<std::string> found;
-    for (const std::string &path : source_files(root, "lib", {".cpp"})) {
-        if (std::regex_search(without_comments(read_source(root + "/" + path)), call)) {
+    for (const std::string &path : source_files(ROOT, "lib", {".cpp"})) {
+        if (std::regex_search(without_comments(read_source(ROOT + "/" + path)), call)) {
             found.push_back(path);
         }
     }
@@ -71,7 +71,7 @@ TEST(WireRule, SeesMembersWhoseWidthDependsOnTheBuild) {
 }
 
 TEST(Wire, StructuresHaveMembersOfFixedWidthOnly) {
-    const std::string source = read_source(root + "/lib/wire/hb_wire.h");
+    const std::string source = read_source(ROOT + "/lib/wire/hb_wire.h");
     ASSERT_NE(source.find("struct packet_str {"), std::string::npos);
     EXPECT_THAT(members_without_fixed_width(source), IsEmpty());
 }
@@ -81,8 +81,8 @@ std::vector<std::string> finds_in(const std::vector<std::string> &folders,
                                   std::vector<std::string> (*rule)(const std::string &)) {
     std::vector<std::string> finds;
     for (const std::string &folder : folders) {
-        for (const std::string &path : source_files(root, folder, {".h", ".cpp"})) {
-            for (const std::string &find : rule(read_source(root + "/" + path))) {
+        for (const std::string &path : source_files(ROOT, folder, {".h", ".cpp"})) {
+            for (const std::string &find : rule(read_source(ROOT + "/" + path))) {
                 finds.push_back(path + ": " + find);
             }
         }
@@ -96,10 +96,10 @@ TEST(NameRule, SeesBareErrorNumbersInCalls) {
                                    "return ok || hb_refuse( 4 );\n"
                                    "return hb_fail(closed ? 16 : HB_ERROR_TIMEOUT);\n"
                                    "return query_failed(HB_ERROR_NO_ROUTE, \"text, 5, more\" , f(a));\n"
-                                   "throw RequestFailed(line + name(x),\n    12);\n"),
+                                   "throw Request_Failed(line + name(x),\n    12);\n"),
                 ElementsAre("hb_fail(10)", "hb_refuse( 4 )", "hb_fail(closed ? 16 : HB_ERROR_TIMEOUT)",
                             "query_failed(HB_ERROR_NO_ROUTE, \"text, 5, more\" , f(a))",
-                            "RequestFailed(line + name(x),\n    12)"));
+                            "Request_Failed(line + name(x),\n    12)"));
 }
 
 TEST(NameRule, SeesBareErrorNumbersInChoicesAndTables) {
@@ -124,7 +124,7 @@ TEST(NameRule, SeesBareErrorNumbersBehindComparisonsTracesAndConstants) {
     EXPECT_THAT(bare_error_numbers("constexpr int closed = 16;\n"
                                    "constexpr int errors[] = {0, 87};\n"
                                    "constexpr int unrelated = 5;\n"
-                                   "throw RequestFailed(text(unrelated), HB_ERROR_NONE);\n"
+                                   "throw Request_Failed(text(unrelated), HB_ERROR_NONE);\n"
                                    "if (hb_get_errno() == closed) return hb_fail(errors[i]);\n"),
                 ElementsAre("constexpr int closed = 16;", "constexpr int errors[] = {0, 87};"));
 }
@@ -165,21 +165,21 @@ std::string first_code_block(const std::string &markdown, const std::string &lan
 }
 
 TEST(Readme, ItsExampleIsTheOneThatIsCompiledAndRun) {
-    const std::string example = read_source(root + "/examples/watch.c");
+    const std::string example = read_source(ROOT + "/examples/watch.c");
     ASSERT_FALSE(example.empty());
-    EXPECT_EQ(first_code_block(read_source(root + "/README.md"), "c"), example);
+    EXPECT_EQ(first_code_block(read_source(ROOT + "/README.md"), "c"), example);
 }
 
 TEST(Documentation, ItsLinksIntoTheTreeLeadSomewhere) {
     static const std::regex link(R"(\]\(([^)#:]+)(#[^)]*)?\))");
-    std::vector<std::string> texts = source_files(root, "docs", {".md"});
+    std::vector<std::string> texts = source_files(ROOT, "docs", {".md"});
     texts.insert(texts.end(), {"README.md", "CONTRIBUTING.md", "SECURITY.md", "CHANGELOG.md"});
     for (const std::string &path : texts) {
-        const std::string text = read_source(root + "/" + path);
+        const std::string text = read_source(ROOT + "/" + path);
         const auto slash = path.rfind('/');
         const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
         for (std::sregex_iterator match(text.begin(), text.end(), link), end; match != end; ++match) {
-            const std::string target = root + "/" + folder + (*match)[1].str();
+            const std::string target = ROOT + "/" + folder + (*match)[1].str();
             EXPECT_TRUE(path_exists(target)) << path << " links to " << (*match)[1];
         }
     }

@@ -1,6 +1,5 @@
 // Reads the project's own files.
-#ifndef TESTS_SOURCE_TREE_H
-#define TESTS_SOURCE_TREE_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -19,5 +18,3 @@ std::vector<std::string> lines_of(const std::string &text);
 
 // The text with C and C++ comments blanked out; line breaks stay.
 std::string without_comments(const std::string &text);
-
-#endif

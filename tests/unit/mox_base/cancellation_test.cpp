@@ -1,12 +1,12 @@
 // A thread that is cancelled while it holds the queue leaves the queue unlocked and complete.
 #include <array>
-#include <memory>
-#include <string>
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <memory>
 #include <pthread.h>
+#include <string>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/hb_global_data/event_queue.h"

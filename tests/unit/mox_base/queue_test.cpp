@@ -1,13 +1,13 @@
 // The queue of events, its sequence numbers, and the wake-up of the event pipe.
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <memory>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "lib/base/error_number.h"
 #include "lib/hb_global_data/cluster_name.h"

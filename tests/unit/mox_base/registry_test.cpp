@@ -2,15 +2,15 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <unistd.h>
 #include <vector>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "lib/base/error_number.h"
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
@@ -296,9 +296,9 @@ ISOLATED_TEST(Construction, OfAMonitorThatCannotBeOpenedTellsSoAndIsInNoList) {
 }
 
 TEST(Construction, WithoutAMonitorsNameAborts) {
-    const TempDir directory;
+    const Temp_Dir directory;
     const std::string errors = directory.file("errors");
-    const IsolatedResult end = run_in_child([&errors] {
+    const Isolated_Result end = run_in_child([&errors] {
         ASSERT_NE(nullptr, std::freopen(errors.c_str(), "w", stderr));
         const Monitor monitor(nullptr);
     });

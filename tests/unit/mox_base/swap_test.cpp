@@ -200,7 +200,7 @@ ISOLATED_TEST(Swap, ThatRunsOutOfMemoryAnywhereIsError17AndBothTablesStay) {
     for (;; ++allocations) {
         set_hb_errno(0);
         {
-            const FaultGuard guard = failing(Call::allocation, ENOMEM, allocations);
+            const Fault_Guard guard = failing(Call::allocation, ENOMEM, allocations);
             MOX_copy_and_delete_global_config_tbl();
         }
         if (hb_get_errno() == 0) {

@@ -1,7 +1,6 @@
 // The comparison of tables in its plainest form: every adapter against every adapter, in the order of the
 // lists.
-#ifndef HB_TEST_MOX_COMPARISON_NESTED_SCAN_H
-#define HB_TEST_MOX_COMPARISON_NESTED_SCAN_H
+#pragma once
 
 #include <vector>
 
@@ -23,5 +22,3 @@ Missing nodes_missing_by_scan(const Plain_Table &from, const Plain_Table &in);
 bool config_changed_by_scan(const Plain_Table &one, const Plain_Table &other);
 
 } // namespace hb_test
-
-#endif

@@ -1,6 +1,5 @@
 // Configuration tables made by hand, and the contents of events.
-#ifndef HB_TEST_MOX_COMPARISON_TABLES_H
-#define HB_TEST_MOX_COMPARISON_TABLES_H
+#pragma once
 
 #include <array>
 #include <memory>
@@ -88,5 +87,3 @@ class Slot {
 };
 
 } // namespace hb_test
-
-#endif

@@ -18,7 +18,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr Operation all_queries[] = {Operation::get_cluster_info, Operation::get_node_info,
+constexpr Operation ALL_QUERIES[] = {Operation::get_cluster_info, Operation::get_node_info,
                                      Operation::get_net_intf_info};
 
 void prepare_and_commit() {
@@ -69,10 +69,10 @@ bool numbers_fit_geometry() {
 
 ISOLATED_TEST(Commit, WhoseQueryFailsUsesThePreparedTableAndKeepsTheQuerysNumber) {
     const int numbers[] = {63, 64, 65};
-    for (std::size_t i = 0; i < std::size(all_queries); ++i) {
+    for (std::size_t i = 0; i < std::size(ALL_QUERIES); ++i) {
         Moving moving;
         ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
-        moving.client.service.fail(all_queries[i], -1, EIO);
+        moving.client.service.fail(ALL_QUERIES[i], -1, EIO);
         EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
         EXPECT_EQ(numbers[i], hb_get_errno());
         EXPECT_THAT(queued(), ElementsAre(queued_marker(), queued_nodes(JOIN, {3}),

@@ -153,7 +153,7 @@ ISOLATED_TEST(Creation, IsUndoneAtEveryAllocationThatFails) {
         const Plain_Service service("plain");
         Hb_Rc result = Hb_Failure;
         {
-            const FaultGuard guard = failing(Call::allocation, ENOMEM, works);
+            const Fault_Guard guard = failing(Call::allocation, ENOMEM, works);
             result = MOX_create_global_event_handlers();
             hit = guard.hits() > 0;
         }

@@ -280,7 +280,7 @@ ISOLATED_TEST(EventPipe, AFailedWakeUpIsTracedWithTheResultOfTheWrite) {
         Fault fault;
         fault.call = Call::write_;
         fault.error = result == -1 ? EPIPE : 0;
-        const FaultGuard guard(fault);
+        const Fault_Guard guard(fault);
         errno = EPIPE;
         EXPECT_EQ(Hb_Failure, MOX_write_to_event_pipe());
         EXPECT_EQ(59, hb_get_errno());
@@ -331,7 +331,7 @@ ISOLATED_TEST(EventPipe, TroubleWithPollOrReadIsTracedAndStopsNothing) {
         fault.call = trouble.call;
         fault.error = trouble.error;
         fault.result = trouble.result;
-        const FaultGuard guard(fault);
+        const Fault_Guard guard(fault);
         EXPECT_EQ(Hb_Success, pipe.run());
         EXPECT_EQ(1, guard.hits());
         EXPECT_EQ(DEATH, pipe.call.events);

@@ -2,9 +2,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ostream>
-
 #include <fcntl.h>
+#include <ostream>
 #include <unistd.h>
 
 #include "lib/base/error_number.h"

@@ -1,6 +1,5 @@
 // Calls one handler as the dispatcher calls it, and checks the queue afterwards.
-#ifndef HB_TEST_MOX_HANDLERS_HANDLER_CALL_H
-#define HB_TEST_MOX_HANDLERS_HANDLER_CALL_H
+#pragma once
 
 #include <iosfwd>
 #include <memory>
@@ -92,5 +91,3 @@ std::vector<uint32_t> traced_ids(const Trace_Spy &spy);
 const Trace_Record *traced(const Trace_Spy &spy, uint32_t id); // the first one, or null
 
 } // namespace hb_test
-
-#endif

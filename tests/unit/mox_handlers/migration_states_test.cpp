@@ -331,7 +331,7 @@ ISOLATED_TEST(Moving, AnEventIsErrorEightyOneWhereTheQueueHasEventsAndNobodyDeli
 }
 
 ISOLATED_TEST(Moving, AThousandMigrationsLeaveNothingBehind) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Cluster_Client client;
     mox_sim::Node node;
     node.number = 4;

@@ -132,7 +132,7 @@ ISOLATED_TEST(Moving, APreparationWithoutMemoryForItsTableIsError17AndKeepsTheHa
         set_hb_errno(777);
         Hb_Rc result = Hb_Success;
         {
-            const FaultGuard fault = failing_large_allocations(SIZE_OF_A_LIST, works);
+            const Fault_Guard fault = failing_large_allocations(SIZE_OF_A_LIST, works);
             result = hb_migrate_to_mox_prep();
             hit = fault.hits() > 0;
         }
@@ -155,7 +155,7 @@ ISOLATED_TEST(Moving, ACommitWithoutMemoryForItsTableUsesThePreparedOne) {
     Moving moving;
     ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
     {
-        const FaultGuard fault = failing_large_allocations(SIZE_OF_A_LIST);
+        const Fault_Guard fault = failing_large_allocations(SIZE_OF_A_LIST);
         EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
         EXPECT_EQ(1, fault.hits());
         EXPECT_EQ(17, hb_get_errno());
@@ -172,7 +172,7 @@ ISOLATED_TEST(Moving, ACommitWithoutMemoryForAnEventReportsTheDifferenceWithTheN
         Moving moving;
         ASSERT_EQ(Hb_Success, hb_migrate_to_mox_prep());
         {
-            const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, works, -1);
+            const Fault_Guard fault = failing_large_allocations(SIZE_OF_AN_EVENT, works, -1);
             EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());
             EXPECT_LE(1, fault.hits());
             EXPECT_EQ(17, hb_get_errno());
@@ -337,8 +337,8 @@ ISOLATED_TEST(Moving, APreparationOfAMovedLibraryWhoseQueryFailsLeavesLaterUpdat
 // ---- Without a session ----
 
 ISOLATED_TEST(Moving, ACommitOfAClosedLibraryWithoutADaemonLeavesItToBeOpenedOverTheService) {
-    const TempDir directory;
-    const EnvironmentGuard nobody("HB_SERVER_SOCKET", directory.file("nobody"));
+    const Temp_Dir directory;
+    const Environment_Guard nobody("HB_SERVER_SOCKET", directory.file("nobody"));
     Cluster_Client client;
     set_hb_errno(777);
     EXPECT_EQ(Hb_Success, hb_migrate_to_mox_commit());

@@ -1,6 +1,5 @@
 // A library in daemon mode, and a cluster service that it can migrate to.
-#ifndef HB_TEST_MOX_HANDLERS_MOVING_H
-#define HB_TEST_MOX_HANDLERS_MOVING_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -43,10 +42,8 @@ struct Moving {
         EXPECT_EQ(3, nodes()) << "the daemon's";
     }
 
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     Cluster_Client client;
 };
 
 } // namespace hb_test
-
-#endif

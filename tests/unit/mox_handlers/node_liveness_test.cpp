@@ -301,7 +301,7 @@ ISOLATED_TEST(NodeLivenessHandler, DownWhoseNodeEventCannotBeMadeIsTracedAndTell
     Nodes nodes;
     nodes.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
     const Trace_Spy spy(0, 1, 0);
-    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 1);
+    const Fault_Guard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 1);
     EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
     EXPECT_EQ(1, fault.hits());
     EXPECT_EQ(DEATH, nodes.call.events);
@@ -317,7 +317,7 @@ ISOLATED_TEST(NodeLivenessHandler, DownWhoseAdapterEventCannotBeMadeTellsTheNode
     Nodes nodes;
     nodes.set_status(3, QZ_MOX_NODE_STATUS_DOWN);
     const Trace_Spy spy(0, 1, 0);
-    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, 2); // one for each adapter
+    const Fault_Guard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, 2); // one for each adapter
     EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_DOWN, 3));
     EXPECT_EQ(2, fault.hits());
     EXPECT_EQ(DEATH, nodes.call.events);
@@ -333,7 +333,7 @@ ISOLATED_TEST(NodeLivenessHandler, DownWhoseAdapterEventCannotBeMadeTellsTheNode
 ISOLATED_TEST(NodeLivenessHandler, UpWithoutMemoryForItsEventsTellsTheNode) {
     Nodes nodes;
     Nodes::put_down(3);
-    const FaultGuard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, -1);
+    const Fault_Guard fault = failing_large_allocations(SIZE_OF_AN_EVENT, 0, -1);
     EXPECT_EQ(Hb_Success, nodes.push(QZ_ORB_EVENT_UP, 3));
     EXPECT_LE(2, fault.hits());
     EXPECT_EQ(JOIN, nodes.call.events);

@@ -1,7 +1,6 @@
 #include "tests/unit/mox_handlers/plain_service.h"
 
 #include <cstring>
-
 #include <sys/eventfd.h>
 
 namespace hb_test {

@@ -1,6 +1,5 @@
 // A service that allocates nothing, knows no nodes, and delivers the given events.
-#ifndef HB_TEST_MOX_HANDLERS_PLAIN_SERVICE_H
-#define HB_TEST_MOX_HANDLERS_PLAIN_SERVICE_H
+#pragma once
 
 #include <vector>
 
@@ -26,5 +25,3 @@ class Plain_Service {
 };
 
 } // namespace hb_test
-
-#endif

@@ -48,7 +48,7 @@ void migrate_and_unload(bool commit) {
 }
 
 void expect_nothing_stays(bool commit) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int connections = 0;
     const auto round = [&] {
         migrate_and_unload(commit);

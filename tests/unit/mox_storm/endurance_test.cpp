@@ -1,6 +1,5 @@
 // A hundred thousand events leak nothing.
 #include <poll.h>
-
 #include <vector>
 
 #include <gtest/gtest.h>

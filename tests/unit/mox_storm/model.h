@@ -1,7 +1,6 @@
 // The expected view of a client in cluster-event mode over a simulated service. It is computed independently of
 // the library, with plain lists and linear searches.
-#ifndef HB_TEST_MOX_STORM_MODEL_H
-#define HB_TEST_MOX_STORM_MODEL_H
+#pragma once
 
 #include <deque>
 #include <map>
@@ -145,5 +144,3 @@ class Model {
 };
 
 } // namespace hb_test
-
-#endif

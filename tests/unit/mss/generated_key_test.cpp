@@ -1,6 +1,4 @@
 // New keys.
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -8,6 +6,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/bytes.h"
 #include "tests/unit/mss/owned_key.h"

@@ -1,6 +1,5 @@
 // A key descriptor that is released at the end of a test, also after a failure.
-#ifndef HB_TEST_MSS_OWNED_KEY_H
-#define HB_TEST_MSS_OWNED_KEY_H
+#pragma once
 
 #include <cstring>
 
@@ -44,5 +43,3 @@ struct Owned_Key : sec_key_desc {
 
     bool filled = false;
 };
-
-#endif

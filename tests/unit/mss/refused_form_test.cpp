@@ -1,9 +1,9 @@
 // Forms that are not valid keys. Where only one field is wrong, the checksum is correct for the form. These
 // checksums were computed independently of the library.
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <climits>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/bytes.h"
 #include "tests/unit/mss/owned_key.h"
@@ -12,10 +12,10 @@ namespace {
 
 using hb_test::Bytes;
 
-const Bytes good_key = {0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
+const Bytes GOOD_KEY = {0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
                         0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F};
 
-const Bytes good_magic = {0x51, 0x5A, 0x54, 0x4B};
+const Bytes GOOD_MAGIC = {0x51, 0x5A, 0x54, 0x4B};
 
 Bytes form(const Bytes &magic, int64_t version, int64_t type, int64_t length, const Bytes &key,
            int64_t checksum) {
@@ -23,7 +23,7 @@ Bytes form(const Bytes &magic, int64_t version, int64_t type, int64_t length, co
 }
 
 Bytes good_form() {
-    return form(good_magic, 1, 1, 16, good_key, 0x97FBF4ED);
+    return form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0x97FBF4ED);
 }
 
 void expect_refused(const Bytes &bytes) {
@@ -87,12 +87,12 @@ TEST(RefusedForm, WithTwoKeyBytesInEachOthersPlace) {
 }
 
 TEST(RefusedForm, OfAnotherMagic) {
-    expect_refused(form({'q', 'Z', 'T', 'K'}, 1, 1, 16, good_key, 0xAD49293F));
-    expect_refused(form({'Q', '0', 'T', 'K'}, 1, 1, 16, good_key, 0xF59F4764));
-    expect_refused(form({'Q', 'Z', 't', 'K'}, 1, 1, 16, good_key, 0x76238CE9));
-    expect_refused(form({'Q', 'Z', 'T', ' '}, 1, 1, 16, good_key, 0x3C7E78BF));
-    expect_refused(form({'K', 'T', 'Z', 'Q'}, 1, 1, 16, good_key, 0x5F3339F5));
-    expect_refused(form({0, 0, 0, 0}, 1, 1, 16, good_key, 0x6140D080));
+    expect_refused(form({'q', 'Z', 'T', 'K'}, 1, 1, 16, GOOD_KEY, 0xAD49293F));
+    expect_refused(form({'Q', '0', 'T', 'K'}, 1, 1, 16, GOOD_KEY, 0xF59F4764));
+    expect_refused(form({'Q', 'Z', 't', 'K'}, 1, 1, 16, GOOD_KEY, 0x76238CE9));
+    expect_refused(form({'Q', 'Z', 'T', ' '}, 1, 1, 16, GOOD_KEY, 0x3C7E78BF));
+    expect_refused(form({'K', 'T', 'Z', 'Q'}, 1, 1, 16, GOOD_KEY, 0x5F3339F5));
+    expect_refused(form({0, 0, 0, 0}, 1, 1, 16, GOOD_KEY, 0x6140D080));
 }
 
 TEST(RefusedForm, OfAnotherVersion) {
@@ -103,7 +103,7 @@ TEST(RefusedForm, OfAnotherVersion) {
                  {0x01000000, 0x33C599FE}, {0x101, 0xF977EFAC}, {0x80000000, 0x3B643843}};
     for (const auto &wrong : cases) {
         SCOPED_TRACE(wrong.version);
-        expect_refused(form(good_magic, wrong.version, 1, 16, good_key, wrong.checksum));
+        expect_refused(form(GOOD_MAGIC, wrong.version, 1, 16, GOOD_KEY, wrong.checksum));
     }
 }
 
@@ -118,7 +118,7 @@ TEST(RefusedForm, OfAnUnknownType) {
                  {0x101, 0x0C881E39}};
     for (const auto &wrong : cases) {
         SCOPED_TRACE(wrong.type);
-        expect_refused(form(good_magic, 1, wrong.type, 16, good_key, wrong.checksum));
+        expect_refused(form(GOOD_MAGIC, 1, wrong.type, 16, GOOD_KEY, wrong.checksum));
     }
 }
 
@@ -131,7 +131,7 @@ TEST(RefusedForm, WhoseLengthIsNotThatOfItsKey) {
                  {0x110, 0x401974B5}, {0x10000000, 0x606CC6B5}, {INT_MAX, 0x3D9BF052}};
     for (const auto &wrong : cases) {
         SCOPED_TRACE(wrong.length);
-        expect_refused(form(good_magic, 1, 1, wrong.length, good_key, wrong.checksum));
+        expect_refused(form(GOOD_MAGIC, 1, 1, wrong.length, GOOD_KEY, wrong.checksum));
     }
 }
 
@@ -142,7 +142,7 @@ TEST(RefusedForm, OfANegativeLength) {
     } cases[] = {{-1, 0x87173BBA}, {-16, 0xFB884B9B}, {-20, 0xC878DD55}, {INT_MIN, 0xCDB19420}};
     for (const auto &wrong : cases) {
         SCOPED_TRACE(wrong.length);
-        expect_refused(form(good_magic, 1, 1, wrong.length, good_key, wrong.checksum));
+        expect_refused(form(GOOD_MAGIC, 1, 1, wrong.length, GOOD_KEY, wrong.checksum));
     }
 }
 
@@ -158,17 +158,17 @@ TEST(RefusedForm, OfALengthThatItsTypeDoesNotHave) {
     for (const auto &wrong : cases) {
         SCOPED_TRACE(testing::Message() << "type " << wrong.type << " length " << wrong.length);
         const Bytes key = Bytes().fill(static_cast<std::size_t>(wrong.length), 0x5A);
-        expect_refused(form(good_magic, 1, wrong.type, wrong.length, key, wrong.checksum));
+        expect_refused(form(GOOD_MAGIC, 1, wrong.type, wrong.length, key, wrong.checksum));
     }
 }
 
 TEST(RefusedForm, OfAnotherChecksum) {
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0));
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xFFFFFFFF));
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xEDF4FB97)); // bytes reversed
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0x68040B12)); // all bits inverted
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF83AF2C4)); // of everything but the magic
-    expect_refused(form(good_magic, 1, 1, 16, good_key, 0xF4A7FD67)); // of the key only
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0));
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0xFFFFFFFF));
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0xEDF4FB97)); // bytes reversed
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0x68040B12)); // all bits inverted
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0xF83AF2C4)); // of everything but the magic
+    expect_refused(form(GOOD_MAGIC, 1, 1, 16, GOOD_KEY, 0xF4A7FD67)); // of the key only
 }
 
 TEST(RefusedForm, OfNothingButEqualBytes) {

@@ -1,12 +1,12 @@
 // The library as a file: its exports and its dependencies.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <memory>
 #include <regex>
 #include <set>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Key bytes between the library and the system: they are wiped before they are freed, and complete or absent.
+#include <cerrno>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cerrno>
 
 #include "tests/support/bytes.h"
 #include "tests/unit/mss/owned_key.h"
@@ -15,7 +15,7 @@ using hb_test::same_bytes;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Bytes form = {0x51, 0x5A, 0x54, 0x4B, 1,    0,    0,    0,    1,    0,    0,    0,
+const Bytes FORM = {0x51, 0x5A, 0x54, 0x4B, 1,    0,    0,    0,    1,    0,    0,    0,
                     16,   0,    0,    0,    0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17,
                     0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0xED, 0xF4, 0xFB, 0x97};
 
@@ -31,8 +31,8 @@ int unmarshal(const Bytes &from, sec_key_desc &key) {
 TEST(KeyBytes, OfAnUnmarshalledKeyAreZeroWhenFreed) {
     const Wrapped_Calls calls;
     sec_key_desc key;
-    ASSERT_EQ(unmarshal(form, key), 0);
-    ASSERT_EQ(hb_test::bytes_of(key.value, 16), form.part(16, 16));
+    ASSERT_EQ(unmarshal(FORM, key), 0);
+    ASSERT_EQ(hb_test::bytes_of(key.value, 16), FORM.part(16, 16));
     errno = 4711;
     sec_release_typed_key(&key);
     EXPECT_EQ(errno, 4711);
@@ -66,12 +66,12 @@ TEST(KeyBytes, OfAKeyThatCouldNotBeFinishedAreZeroWhenFreed) {
 
 TEST(KeyBytes, AreNeverAllocatedForARefusedForm) {
     const Wrapped_Calls calls;
-    for (std::size_t length = 0; length < form.size(); ++length) {
+    for (std::size_t length = 0; length < FORM.size(); ++length) {
         sec_key_desc key;
-        EXPECT_EQ(unmarshal(form.first(length), key), -1);
+        EXPECT_EQ(unmarshal(FORM.first(length), key), -1);
     }
-    for (std::size_t at = 0; at < form.size(); ++at) {
-        Bytes damaged = form;
+    for (std::size_t at = 0; at < FORM.size(); ++at) {
+        Bytes damaged = FORM;
         damaged[at] ^= 1;
         sec_key_desc key;
         EXPECT_EQ(unmarshal(damaged, key), -1);
@@ -81,7 +81,7 @@ TEST(KeyBytes, AreNeverAllocatedForARefusedForm) {
 
 TEST(KeyBytes, AreNotAllocatedToMarshalAKey) {
     sec_key_desc key;
-    ASSERT_EQ(unmarshal(form, key), 0);
+    ASSERT_EQ(unmarshal(FORM, key), 0);
     Bytes room;
     room.zeros(256);
     sec_buffer_desc marshalled = {256, room.data()};
@@ -90,7 +90,7 @@ TEST(KeyBytes, AreNotAllocatedToMarshalAKey) {
         EXPECT_EQ(sec_marshal_typed_key(&key, &marshalled), 0);
         EXPECT_THAT(calls.allocated(), IsEmpty());
     }
-    EXPECT_TRUE(same_bytes(form, room.first(36)));
+    EXPECT_TRUE(same_bytes(FORM, room.first(36)));
     sec_release_typed_key(&key);
 }
 
@@ -132,7 +132,7 @@ TEST(ShortageOfMemory, LeavesNoKeyAndErrnoAsItWas) {
     EXPECT_TRUE(generated.is_zeroed());
 
     Owned_Key unmarshalled;
-    EXPECT_EQ(unmarshalled.unmarshal(form), -1);
+    EXPECT_EQ(unmarshalled.unmarshal(FORM), -1);
     EXPECT_EQ(errno, 4711);
     EXPECT_TRUE(unmarshalled.is_zeroed());
     EXPECT_THAT(calls.random_asked(), IsEmpty());

@@ -10,8 +10,8 @@
 namespace {
 
 // Uses storage of fixed size: recording must not allocate.
-constexpr std::size_t most_calls = 16;
-constexpr std::size_t most_bytes = 512;
+constexpr std::size_t MOST_CALLS = 16;
+constexpr std::size_t MOST_BYTES = 512;
 
 struct Block {
     void *address;
@@ -19,16 +19,16 @@ struct Block {
 };
 
 struct Freed {
-    std::array<unsigned char, most_bytes> content;
+    std::array<unsigned char, MOST_BYTES> content;
     std::size_t size;
 };
 
 template <typename T> struct List {
-    std::array<T, most_calls> items;
+    std::array<T, MOST_CALLS> items;
     std::size_t count;
 
     void add(const T &item) {
-        if (count == most_calls) {
+        if (count == MOST_CALLS) {
             std::abort();
         }
         items[count++] = item;
@@ -72,7 +72,7 @@ void __wrap_free(void *block) {
     if (recording && block != nullptr) {
         for (std::size_t i = 0; i < blocks.count; ++i) {
             if (blocks.items[i].address == block) {
-                Freed copy{{}, std::min(blocks.items[i].size, most_bytes)};
+                Freed copy{{}, std::min(blocks.items[i].size, MOST_BYTES)};
                 std::memcpy(copy.content.data(), block, copy.size);
                 freed_blocks.add(copy);
             }

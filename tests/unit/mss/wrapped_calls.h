@@ -1,6 +1,5 @@
 // Records the library's calls of malloc, free and getrandom, and can make them fail.
-#ifndef HB_TEST_MSS_WRAPPED_CALLS_H
-#define HB_TEST_MSS_WRAPPED_CALLS_H
+#pragma once
 
 #include <cstddef>
 #include <vector>
@@ -33,5 +32,3 @@ class Wrapped_Calls {
     // The sizes requested from getrandom, in order.
     std::vector<std::size_t> random_asked() const;
 };
-
-#endif

@@ -5,18 +5,17 @@
 //   busy_exit wait N       in hb_get_event_message, in daemon mode
 //   busy_exit dispatch N   in hb_get_event_message, in cluster-event mode, while events arrive
 //   busy_exit service T    in queries of a preloaded cluster service; once, after T microseconds, no fork
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <poll.h>
 #include <random>
 #include <string>
 #include <string_view>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "hb_client.h"

@@ -1,7 +1,6 @@
 // Runs busy_exit as a module, so that libhb_client.so is loaded by dlopen() while the program runs.
-#include <dlfcn.h>
-
 #include <cstdio>
+#include <dlfcn.h>
 
 int main(int argc, char **argv) {
     void *module = dlopen(HB_MODULE, RTLD_NOW | RTLD_LOCAL);

@@ -1,7 +1,6 @@
 // A program that loads libhb_client.so, uses it against a daemon and unloads it, again and again, uses no more
 // than one that does so once. This program is not linked with the library.
 #include <dlfcn.h>
-
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -39,7 +38,7 @@ bool is_loaded() {
 }
 
 // Before it is unloaded, the library holds everything to release: a connection, three segments and the tables.
-void use_and_unload(FakeDaemon &daemon, int connection, bool terminate) {
+void use_and_unload(Fake_Daemon &daemon, int connection, bool terminate) {
     const int descriptors = open_descriptors();
     const int mappings = segment_mappings();
     {
@@ -61,7 +60,7 @@ void use_and_unload(FakeDaemon &daemon, int connection, bool terminate) {
 }
 
 void expect_nothing_stays(bool terminate, int rounds) {
-    FakeDaemon daemon;
+    Fake_Daemon daemon;
     int connections = 0;
     for (int i = 0; i < 10; ++i) {
         use_and_unload(daemon, ++connections, terminate);

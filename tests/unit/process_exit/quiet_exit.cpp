@@ -2,15 +2,14 @@
 //
 //   quiet_exit open        ends with the library open
 //   quiet_exit terminated  calls hb_terminate after that point instead, which shows that releases are detected
-#include <dlfcn.h>
-#include <sys/shm.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <new>
 #include <string_view>
+#include <sys/shm.h>
+#include <unistd.h>
 
 #include "hb_client.h"
 

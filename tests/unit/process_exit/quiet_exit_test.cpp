@@ -11,8 +11,8 @@ namespace hb_test {
 namespace {
 
 std::string releases(const std::string &mode) {
-    const FakeDaemon daemon;
-    ChildProcess program({HB_QUIET_EXIT, mode});
+    const Fake_Daemon daemon;
+    Child_Process program({HB_QUIET_EXIT, mode});
     const auto end = program.wait();
     EXPECT_TRUE(end);
     EXPECT_EQ(0, end ? end->exit_status : -1) << program.error_output();

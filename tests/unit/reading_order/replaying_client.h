@@ -1,6 +1,5 @@
 // A client in cluster-event mode that reads the monitors in the order of a test, and replays what it receives.
-#ifndef HB_TEST_READING_ORDER_REPLAYING_CLIENT_H
-#define HB_TEST_READING_ORDER_REPLAYING_CLIENT_H
+#pragma once
 
 #include <iosfwd>
 #include <map>
@@ -67,5 +66,3 @@ class Replaying_Client {
 };
 
 } // namespace hb_test
-
-#endif

@@ -1,9 +1,8 @@
 #include "tests/unit/replay_storm/client.h"
 
-#include <poll.h>
-
 #include <cstring>
 #include <optional>
+#include <poll.h>
 
 namespace hb_test::replay_storm {
 namespace {

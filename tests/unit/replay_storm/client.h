@@ -1,6 +1,5 @@
 // The library as a program uses it: only public calls.
-#ifndef HB_TEST_REPLAY_STORM_CLIENT_H
-#define HB_TEST_REPLAY_STORM_CLIENT_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -47,5 +46,3 @@ class Client {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

@@ -1,7 +1,6 @@
 #include "tests/unit/replay_storm/cluster_state.h"
 
 #include <arpa/inet.h>
-
 #include <array>
 
 namespace hb_test::replay_storm {

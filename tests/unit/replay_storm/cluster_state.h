@@ -1,6 +1,5 @@
 // A cluster as a client can see it: nodes, and adapters by their identities.
-#ifndef HB_TEST_REPLAY_STORM_CLUSTER_STATE_H
-#define HB_TEST_REPLAY_STORM_CLUSTER_STATE_H
+#pragma once
 
 #include <compare>
 #include <map>
@@ -40,5 +39,3 @@ struct Cluster_State {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

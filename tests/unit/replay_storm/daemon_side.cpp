@@ -29,10 +29,10 @@ template <typename Set> Set without(const Set &from, const Set &others) {
 
 Daemon_Side::Daemon_Side(const Cluster_State &cluster, unsigned per_node)
     : per_node_(per_node), shown_(numbered(cluster)) {
-    FakeDaemonPlan plan;
+    Fake_Daemon_Plan plan;
     plan.connections = {serve_configuration(snapshot_of(shown_))};
     plan.segments = segments_for(MAX_NODES, static_cast<int>(shown_.configuration.adapters.size()));
-    daemon_ = std::make_unique<FakeDaemon>(plan);
+    daemon_ = std::make_unique<Fake_Daemon>(plan);
 }
 
 // A daemon knows nodes by their adapters: it does not show a node without an adapter.
@@ -51,12 +51,12 @@ Cluster_State Daemon_Side::numbered(const Cluster_State &cluster) const {
 }
 
 Bytes Daemon_Side::snapshot_of(const Cluster_State &cluster) const {
-    ClusterFacts facts;
+    Cluster_Facts facts;
     facts.local_node = cluster.configuration.local_node;
     facts.max_nodes = MAX_NODES;
     facts.adapters_per_node = per_node_;
     for (const auto &[number, adapter] : cluster.configuration.adapters) {
-        AdapterFacts one;
+        Adapter_Facts one;
         one.number = number;
         one.network = static_cast<int>(number % per_node_);
         one.address = bytes_of(adapter.address.data(), adapter.address.size());
@@ -81,7 +81,7 @@ void Daemon_Side::send_nodes(int kind, const std::set<int> &nodes) {
     if (nodes.empty() && kind != NODE_NEW_GROUP) {
         return;
     }
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = kind;
     header.subscription_name = "n";
     Bytes body;
@@ -95,7 +95,7 @@ void Daemon_Side::send_adapters(int kind, const std::set<Adapter_Id> &adapters, 
     if (adapters.empty()) {
         return;
     }
-    ReplyHeader header;
+    Reply_Header header;
     header.kind = kind;
     header.subscription_name = "a";
     Bytes body;

@@ -1,6 +1,5 @@
 // A daemon that shows its client the cluster as it was at the daemon's last check.
-#ifndef HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
-#define HB_TEST_REPLAY_STORM_DAEMON_SIDE_H
+#pragma once
 
 #include <memory>
 
@@ -30,9 +29,7 @@ class Daemon_Side {
 
     unsigned per_node_;
     Cluster_State shown_;
-    std::unique_ptr<FakeDaemon> daemon_;
+    std::unique_ptr<Fake_Daemon> daemon_;
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

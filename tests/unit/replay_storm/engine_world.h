@@ -1,6 +1,5 @@
 // A cluster of an engine that the storm controls. The service over Corosync reports it.
-#ifndef HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
-#define HB_TEST_REPLAY_STORM_ENGINE_WORLD_H
+#pragma once
 
 #include <memory>
 
@@ -12,5 +11,3 @@ namespace hb_test::replay_storm {
 std::unique_ptr<World> make_engine_world();
 
 } // namespace hb_test::replay_storm
-
-#endif

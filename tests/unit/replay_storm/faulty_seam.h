@@ -1,7 +1,6 @@
 // Stands between the library and the installed service. It passes every call on, makes the calls fail that a
 // storm chooses, and records what was read.
-#ifndef HB_TEST_REPLAY_STORM_FAULTY_SEAM_H
-#define HB_TEST_REPLAY_STORM_FAULTY_SEAM_H
+#pragma once
 
 #include <vector>
 
@@ -33,5 +32,3 @@ int lists_out();
 int events_out();
 
 } // namespace hb_test::replay_storm::faulty_seam
-
-#endif

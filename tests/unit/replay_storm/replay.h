@@ -1,6 +1,5 @@
 // The view of a client that knows only its events, and the rules that these events must follow.
-#ifndef HB_TEST_REPLAY_STORM_REPLAY_H
-#define HB_TEST_REPLAY_STORM_REPLAY_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -99,5 +98,3 @@ class Replay {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

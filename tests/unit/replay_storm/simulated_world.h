@@ -1,7 +1,6 @@
 // A cluster that the simulated service reports: each change sends the events that the service's own player
 // sends.
-#ifndef HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
-#define HB_TEST_REPLAY_STORM_SIMULATED_WORLD_H
+#pragma once
 
 #include <memory>
 
@@ -13,5 +12,3 @@ namespace hb_test::replay_storm {
 std::unique_ptr<World> make_simulated_world();
 
 } // namespace hb_test::replay_storm
-
-#endif

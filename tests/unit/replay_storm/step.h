@@ -1,6 +1,5 @@
 // One step of a storm. A storm is a list of steps, so that it can be printed, repeated and shortened.
-#ifndef HB_TEST_REPLAY_STORM_STEP_H
-#define HB_TEST_REPLAY_STORM_STEP_H
+#pragma once
 
 #include <random>
 #include <string>
@@ -77,5 +76,3 @@ class Dice {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

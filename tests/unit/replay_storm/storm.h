@@ -1,6 +1,5 @@
 // A storm: a changing cluster, a client that reads in any order, and the replay that checks both.
-#ifndef HB_TEST_REPLAY_STORM_STORM_H
-#define HB_TEST_REPLAY_STORM_STORM_H
+#pragma once
 
 #include <deque>
 #include <functional>
@@ -64,7 +63,7 @@ class Storm {
     int failures() const;
 
     bool counts_unknown_nodes_;
-    std::optional<EnvironmentGuard> no_daemon_;
+    std::optional<Environment_Guard> no_daemon_;
     std::unique_ptr<World> world_;
     std::unique_ptr<Daemon_Side> daemon_;
     Client client_;
@@ -79,5 +78,3 @@ class Storm {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

@@ -1,13 +1,12 @@
 #include "tests/unit/replay_storm/trial.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <sstream>
 #include <stdexcept>
+#include <sys/mman.h>
 
 #include <gtest/gtest.h>
 
@@ -94,7 +93,7 @@ Script without(const Script &script, std::size_t from, std::size_t count) {
 
 Outcome run(const Plan &plan, const Script &script) {
     const Shared_Finding finding;
-    const IsolatedResult result = run_in_child([&] { live(plan, script, finding); });
+    const Isolated_Result result = run_in_child([&] { live(plan, script, finding); });
     Outcome outcome{finding->rule, finding->text, finding->step};
     if (outcome.is_clean()) {
         if (result.timed_out) {

@@ -1,6 +1,5 @@
 // Runs storms, each life in its own process. Shortens a storm that violates a rule as far as possible.
-#ifndef HB_TEST_REPLAY_STORM_TRIAL_H
-#define HB_TEST_REPLAY_STORM_TRIAL_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -42,5 +41,3 @@ void run_long_storm(const std::vector<Plan> &plans);
 void run_script(const std::vector<Plan> &plans);
 
 } // namespace hb_test::replay_storm
-
-#endif

@@ -1,6 +1,5 @@
 // A changing cluster, and the service that reports it to the library.
-#ifndef HB_TEST_REPLAY_STORM_WORLD_H
-#define HB_TEST_REPLAY_STORM_WORLD_H
+#pragma once
 
 #include <vector>
 
@@ -29,5 +28,3 @@ class World {
 };
 
 } // namespace hb_test::replay_storm
-
-#endif

@@ -1,31 +1,30 @@
 // The simulated cluster service: it reports what was set, fails as chosen, and delivers pushed events.
-#include "providers/sim/simulated_service.h"
-
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
 #include <stdexcept>
 #include <thread>
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "providers/sim/simulated_service.h"
 #include "tests/support/process_counters.h"
 #include "tests/support/unique_fd.h"
 
 namespace mox_sim {
 namespace {
 
-using hb_test::UniqueFd;
+using hb_test::Unique_Fd;
 
-UniqueFd open_monitor(const char *name) {
+Unique_Fd open_monitor(const char *name) {
     int fd = -1;
     EXPECT_EQ(0, qz_orb_open_monitor(name, &fd));
-    return UniqueFd(fd);
+    return Unique_Fd(fd);
 }
 
-bool is_readable(const UniqueFd &monitor) {
+bool is_readable(const Unique_Fd &monitor) {
     pollfd waiting = {monitor.get(), POLLIN, 0};
     return poll(&waiting, 1, 0) == 1 && waiting.revents == POLLIN;
 }
@@ -189,7 +188,7 @@ TEST(SimulatedService, EachOperationFailsAsChosenAndHeals) {
     EXPECT_EQ(EMFILE, errno);
     EXPECT_EQ(0, service.monitors_opened());
     service.heal(Operation::open_monitor);
-    const UniqueFd monitor = open_monitor("node_list");
+    const Unique_Fd monitor = open_monitor("node_list");
     EXPECT_EQ(1, service.monitors_opened());
 }
 
@@ -197,7 +196,7 @@ TEST(SimulatedService, EachOperationFailsAsChosenAndHeals) {
 
 TEST(SimulatedService, AMonitorIsReadableAsLongAsEventsAreHeld) {
     Simulated_Service service;
-    const UniqueFd monitor = open_monitor("node_liveness");
+    const Unique_Fd monitor = open_monitor("node_liveness");
     EXPECT_FALSE(is_readable(monitor));
     service.push("node_liveness", event_of(QZ_ORB_EVENT_DOWN, 3));
     service.push("node_liveness", event_of(QZ_ORB_EVENT_UP, 4));
@@ -224,7 +223,7 @@ TEST(SimulatedService, AMonitorIsReadableAsLongAsEventsAreHeld) {
 
 TEST(SimulatedService, ReadResultsAreScripted) {
     Simulated_Service service;
-    const UniqueFd monitor = open_monitor("ip_change");
+    const Unique_Fd monitor = open_monitor("ip_change");
     qz_orb_event_metadata_t event{};
     for (const int result : {-16, -1, 5, -99}) {
         service.push_result("ip_change", result, ENXIO);
@@ -239,10 +238,10 @@ TEST(SimulatedService, ReadResultsAreScripted) {
 
 TEST(SimulatedService, EveryListenerOfAMonitorGetsEveryEvent) {
     Simulated_Service service;
-    const UniqueFd one = open_monitor("node_list");
-    const UniqueFd other = open_monitor("node_list");
+    const Unique_Fd one = open_monitor("node_list");
+    const Unique_Fd other = open_monitor("node_list");
     service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6));
-    for (const UniqueFd *monitor : {&one, &other}) {
+    for (const Unique_Fd *monitor : {&one, &other}) {
         qz_orb_event_metadata_t event{};
         ASSERT_EQ(0, qz_orb_read_event(monitor->get(), 6, &event));
         qz_orb_release_event(&event);
@@ -258,7 +257,7 @@ TEST(SimulatedService, ADescriptorThatIsNoMonitorHasNoEvents) {
 
 TEST(SimulatedService, ARecordHasTheFieldsOfItsCategory) {
     Simulated_Service service;
-    const UniqueFd monitor = open_monitor("adapter_liveness");
+    const Unique_Fd monitor = open_monitor("adapter_liveness");
     Event_Record record = event_of(QZ_ORB_EVENT_UP, 3);
     record.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
     record.name = "eth7";
@@ -286,8 +285,8 @@ TEST(SimulatedService, ChangingTheStateTellsIt) {
     service.set(Node{3, "three"});
     service.set(Interface{3, "eth0"});
     service.set(Interface{3, "eth1"});
-    const UniqueFd nodes = open_monitor("node_liveness");
-    const UniqueFd adapters = open_monitor("adapter_liveness");
+    const Unique_Fd nodes = open_monitor("node_liveness");
+    const Unique_Fd adapters = open_monitor("adapter_liveness");
     service.node_down(3);
     EXPECT_TRUE(is_readable(nodes));
     EXPECT_FALSE(is_readable(adapters)); // the node's event includes them
@@ -314,7 +313,7 @@ TEST(SimulatedService, ChangingTheStateTellsIt) {
 
 TEST(SimulatedService, AWholeChangeIsThereWithItsEvents) {
     Simulated_Service service;
-    const UniqueFd monitor = open_monitor("cluster_reconfig");
+    const Unique_Fd monitor = open_monitor("cluster_reconfig");
     Event_Record event;
     event.is_reconfiguration = true;
     service.change({{Node{5, "five"}}, {Interface{5, "eth0"}}}, {{"cluster_reconfig", event}});
@@ -328,8 +327,8 @@ TEST(SimulatedService, TellsWhenTheFirstMonitorIsOpened) {
     int times = 0;
     service.when_first_opened([&times] { ++times; });
     EXPECT_EQ(0, times);
-    const UniqueFd one = open_monitor("node_list");
-    const UniqueFd other = open_monitor("node_list");
+    const Unique_Fd one = open_monitor("node_list");
+    const Unique_Fd other = open_monitor("node_list");
     EXPECT_EQ(1, times);
 }
 
@@ -337,18 +336,18 @@ TEST(SimulatedService, ClosedMonitorsAreForgottenWithTheirEvents) {
     Simulated_Service service;
     const int before = hb_test::open_descriptors();
     for (int i = 0; i < 100; ++i) {
-        const UniqueFd monitor = open_monitor("node_list");
+        const Unique_Fd monitor = open_monitor("node_list");
         service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6));
     }
     service.push("node_list", event_of(QZ_ORB_EVENT_ADD, 6)); // notices the closed ones
     EXPECT_GE(before + 1, hb_test::open_descriptors());
-    const UniqueFd monitor = open_monitor("node_list");
+    const Unique_Fd monitor = open_monitor("node_list");
     EXPECT_FALSE(is_readable(monitor));
 }
 
 TEST(SimulatedService, IsUsedFromSeveralThreads) {
     Simulated_Service service;
-    const UniqueFd monitor = open_monitor("node_liveness");
+    const Unique_Fd monitor = open_monitor("node_liveness");
     constexpr int EVENTS = 500;
     std::thread pusher([&service] {
         for (uint32_t i = 0; i < EVENTS; ++i) {

@@ -1,8 +1,7 @@
-#include "lib/base/address_text.h"
-
 #include <gtest/gtest.h>
 
 #include "cluster_fixture.h"
+#include "lib/base/address_text.h"
 
 namespace {
 

@@ -100,6 +100,6 @@ void Cluster_Test::add_adapter(Hb_Adapter_Number number, Hb_Network_Number netwo
 void Cluster_Test::close_library() {
     empty_table();
     client_initialized = 0;
-    no_daemon_ =
-        std::make_unique<hb_test::EnvironmentGuard>("HB_SERVER_SOCKET", directory_.file("nobody_listens_here"));
+    no_daemon_ = std::make_unique<hb_test::Environment_Guard>("HB_SERVER_SOCKET",
+                                                              directory_.file("nobody_listens_here"));
 }

@@ -3,14 +3,13 @@
 //   nodes 0 to 3, three adapter slots each; node 1 has adapters 3 and 4, node 3 has adapter 9
 //   network 0 "net_a" (ether), network 1 "net_b" (ib), network 2 not configured
 //   delivered in the order 9, 4, 3; adapters 4 and 3 have the same address
-#ifndef CLUSTER_FIXTURE_H
-#define CLUSTER_FIXTURE_H
-
-#include <gtest/gtest.h>
+#pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "hb_client.h"
 #include "tests/support/environment_guard.h"
@@ -32,8 +31,6 @@ class Cluster_Test : public testing::Test {
     void close_library();
 
   private:
-    hb_test::TempDir directory_;
-    std::unique_ptr<hb_test::EnvironmentGuard> no_daemon_;
+    hb_test::Temp_Dir directory_;
+    std::unique_ptr<hb_test::Environment_Guard> no_daemon_;
 };
-
-#endif

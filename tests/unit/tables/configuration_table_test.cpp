@@ -1,11 +1,10 @@
-#include "lib/hb_global_data/configuration_table.h"
-
 #include <climits>
 #include <cstring>
 
 #include "cluster_fixture.h"
 #include "lib/api/session.h"
 #include "lib/base/error_number.h"
+#include "lib/hb_global_data/configuration_table.h"
 
 namespace {
 

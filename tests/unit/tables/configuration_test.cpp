@@ -1,9 +1,8 @@
-#include "lib/api/hb_configuration.h"
-
 #include <climits>
 #include <cstring>
 
 #include "cluster_fixture.h"
+#include "lib/api/hb_configuration.h"
 #include "lib/api/session.h"
 #include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"

@@ -1,11 +1,10 @@
-#include "utils/hash.h"
-
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "utils/hash.h"
 #include "utils/utils.h"
 
 namespace {

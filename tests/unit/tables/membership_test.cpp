@@ -1,9 +1,8 @@
-#include "lib/api/hb_membership.h"
-
 #include <climits>
 #include <cstring>
 
 #include "cluster_fixture.h"
+#include "lib/api/hb_membership.h"
 #include "lib/api/session.h"
 #include "lib/base/error_number.h"
 #include "lib/hb_global_data/configuration_table.h"
@@ -51,7 +50,7 @@ class Membership : public Cluster_Test {
     std::unique_ptr<Hb_Group> group_;
 };
 
-constexpr Hb_Adapter_Identifier untouched = {111, 222, 333};
+constexpr Hb_Adapter_Identifier UNTOUCHED = {111, 222, 333};
 
 void expect_identifier(const Hb_Adapter_Identifier &id, Hb_Adapter_Number number, Hb_Incarnation incarnation,
                        Hb_Boolean removed) {
@@ -99,7 +98,7 @@ TEST_F(Membership, NextOnACursorThatWasNeverSetGoesOnFromWhatItHolds) {
     EXPECT_EQ(node, 3);
     group = adapter_group();
     group->Hb_cursor = 4;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Success);
     EXPECT_EQ(id.Hb_adapter_number, 9U);
 }
@@ -114,7 +113,7 @@ TEST_F(Membership, ACursorBelow0StartsAt0AndOneBeyondTheEndFindsNothing) {
     EXPECT_EQ(hb_get_next_node(group, &node), Hb_Failure);
     EXPECT_EQ(group->Hb_cursor, INT_MAX);
     group = adapter_group();
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     group->Hb_cursor = -1;
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Success);
     EXPECT_EQ(id.Hb_adapter_number, 3U);
@@ -137,7 +136,7 @@ TEST_F(Membership, IterationStopsAtTheRecordWhenTheTablesBoundsLieBeyondIt) {
     group = adapter_group();
     incarnations()[98351] = 8;
     group->Hb_cursor = 13;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Success);
     EXPECT_EQ(id.Hb_adapter_number, 98351U);
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Failure);
@@ -165,14 +164,14 @@ TEST_F(Membership, NodeIterationNeedsANodeGroup) {
 TEST_F(Membership, AdaptersOfAGroupAscendAndTheRemovalFlagIsSplitOff) {
     Hb_Group *group = adapter_group();
     group->Hb_cursor = 77;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_first_adapter(group, &id), Hb_Success);
     expect_identifier(id, 3, 0x11, Hb_True);
     EXPECT_EQ(group->Hb_cursor, 4);
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Success);
     expect_identifier(id, 9, 5, Hb_False);
     EXPECT_EQ(group->Hb_cursor, 10);
-    id = untouched;
+    id = UNTOUCHED;
     EXPECT_EQ(hb_get_next_adapter(group, &id), Hb_Failure);
     EXPECT_EQ(hb_get_errno(), 1);
     expect_untouched(id);
@@ -182,7 +181,7 @@ TEST_F(Membership, AdaptersOfAGroupAscendAndTheRemovalFlagIsSplitOff) {
 TEST_F(Membership, OnlyBit27IsTakenFromTheIncarnation) {
     Hb_Group *group = adapter_group();
     incarnations()[0] = 0xFFFFFFFEU;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_first_adapter(group, &id), Hb_Success);
     expect_identifier(id, 0, 0xF7FFFFFEU, Hb_True);
 }
@@ -191,7 +190,7 @@ TEST_F(Membership, AdapterIterationNeedsAnAdapterGroup) {
     for (const Hb_Group_Type type : {0, 2, 3, 4, 99}) {
         Hb_Group *group = adapter_group();
         group->Hb_group_type = type;
-        Hb_Adapter_Identifier id = untouched;
+        Hb_Adapter_Identifier id = UNTOUCHED;
         global_hb_errno = 0;
         EXPECT_EQ(hb_get_first_adapter(group, &id), Hb_Failure);
         EXPECT_EQ(hb_get_errno(), 5);
@@ -205,7 +204,7 @@ TEST_F(Membership, AdapterIterationNeedsAnAdapterGroup) {
 TEST_F(Membership, AdapterIterationIsTracedAtDebugLevel) {
     Hb_Group *group = adapter_group();
     group->Hb_cursor = 77;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     const Trace_Spy spy(0, 0, 1);
     errno = ENOTTY;
     hb_get_first_adapter(group, &id);
@@ -218,7 +217,7 @@ TEST_F(Membership, AdapterIterationIsTracedAtDebugLevel) {
 TEST_F(Membership, TheEndOfAdapterIterationIsTraced) {
     Hb_Group *group = adapter_group();
     group->Hb_cursor = 10;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     const Trace_Spy spy(0, 0, 1);
     errno = ENOTTY;
     hb_get_next_adapter(group, &id);
@@ -231,7 +230,7 @@ TEST_F(Membership, TheEndOfAdapterIterationIsTraced) {
 TEST_F(Membership, AWrongTypeInAdapterIterationIsTraced) {
     Hb_Group *group = node_group();
     group->Hb_cursor = 3;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     const Trace_Spy spy(0, 0, 1);
     errno = ENOTTY;
     hb_get_first_adapter(group, &id);
@@ -241,7 +240,7 @@ TEST_F(Membership, AWrongTypeInAdapterIterationIsTraced) {
 }
 
 TEST_F(Membership, NothingIsTracedAtOtherLevels) {
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     const Trace_Spy spy(1, 1, 0);
     hb_get_first_adapter(adapter_group(), &id);
     hb_get_first_adapter(node_group(), &id);
@@ -281,7 +280,7 @@ TEST_F(Membership, AnAdapterOutOfRangeIsRefusedBeforeTheTypeIsLookedAt) {
         global_hb_errno = 0;
         EXPECT_EQ(hb_is_adapter_in_group(node_group(), adapter), Hb_False);
         EXPECT_EQ(hb_get_errno(), 4);
-        Hb_Adapter_Identifier id = untouched;
+        Hb_Adapter_Identifier id = UNTOUCHED;
         global_hb_errno = 0;
         EXPECT_EQ(hb_get_adapter_id(node_group(), adapter, &id), Hb_Failure);
         EXPECT_EQ(hb_get_errno(), 4);
@@ -306,7 +305,7 @@ TEST_F(Membership, MembersAreToldWithoutOpeningTheLibrary) {
 }
 
 TEST_F(Membership, AnAdaptersIdentifierKeepsTheFlagAndLeavesTheRemovalField) {
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_adapter_id(adapter_group(), 3, &id), Hb_Success);
     expect_identifier(id, 3, 0x08000011U, 333);
     EXPECT_EQ(hb_get_adapter_id(adapter_group(), 9, &id), Hb_Success);
@@ -314,7 +313,7 @@ TEST_F(Membership, AnAdaptersIdentifierKeepsTheFlagAndLeavesTheRemovalField) {
 }
 
 TEST_F(Membership, AnAdapterThatIsNoMemberHasNoIdentifier) {
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_adapter_id(adapter_group(), 4, &id), Hb_Failure);
     EXPECT_EQ(hb_get_errno(), 7);
     Hb_Group *group = node_group();
@@ -351,7 +350,7 @@ TEST_F(Membership, AGroupsStatusIsGivenForNewGroupsOnlyAndOfAnyType) {
 TEST_F(Membership, TheLeaderComesWithItsStoredIncarnation) {
     Hb_Group *group = adapter_group();
     group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_leader = 3;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_group_leader_id(group, &id), Hb_Success);
     expect_identifier(id, 3, 0x08000011U, 333);
     group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_leader = 98351;
@@ -363,7 +362,7 @@ TEST_F(Membership, ALeaderThatIsNoAdapterNumberIsRefused) {
     for (const Hb_Adapter_Number leader : {98352U, 0xFFFFFFFFU}) {
         Hb_Group *group = adapter_group();
         group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_leader = leader;
-        Hb_Adapter_Identifier id = untouched;
+        Hb_Adapter_Identifier id = UNTOUCHED;
         global_hb_errno = 0;
         EXPECT_EQ(hb_get_group_leader_id(group, &id), Hb_Failure);
         EXPECT_EQ(hb_get_errno(), 4);
@@ -373,7 +372,7 @@ TEST_F(Membership, ALeaderThatIsNoAdapterNumberIsRefused) {
 
 TEST_F(Membership, AGroupsIdentityIsItsLeaderAndItsOwnIncarnation) {
     Hb_Group *group = adapter_group();
-    Hb_Group_Identifier id = untouched;
+    Hb_Group_Identifier id = UNTOUCHED;
     EXPECT_EQ(hb_get_group_id(group, &id), Hb_Success);
     expect_identifier(id, 9, 700, 333);
     group->Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_group_leader = 0xFFFFFFFFU;
@@ -383,7 +382,7 @@ TEST_F(Membership, AGroupsIdentityIsItsLeaderAndItsOwnIncarnation) {
 
 TEST_F(Membership, LeaderAndIdentityNeedAnAdapterGroupAndThenANewOne) {
     for (const auto call : {hb_get_group_leader_id, hb_get_group_id}) {
-        Hb_Adapter_Identifier id = untouched;
+        Hb_Adapter_Identifier id = UNTOUCHED;
         EXPECT_EQ(call(node_group(), &id), Hb_Failure);
         EXPECT_EQ(hb_get_errno(), 5) << "the type is looked at first";
         for (const Hb_Events events : {1, 2, 8, 256}) {
@@ -533,7 +532,7 @@ TEST_F(Membership, ANullPointerIsRefusedBeforeTheLibraryIsOpened) {
     close_library();
     Hb_Group *group = node_group();
     Hb_Node_Number node = 0;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     int status = 0;
     Hb_FFDC_Id ffdc = "";
     diff_instance_info info{};
@@ -578,7 +577,7 @@ TEST_F(Membership, ANullPointerIsRefusedBeforeTheLibraryIsOpened) {
 TEST_F(Membership, WhereNoDaemonListensAccessorsFailAndWriteNothing) {
     close_library();
     Hb_Node_Number node = 77;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     int status = 77;
     Hb_FFDC_Id ffdc = "as it was";
     diff_instance_info info{};
@@ -615,7 +614,7 @@ TEST_F(Membership, TheInternalIterationsTakeAFlagForTheFirst) {
     EXPECT_EQ(node, 1);
     group = adapter_group();
     group->Hb_cursor = 4;
-    Hb_Adapter_Identifier id = untouched;
+    Hb_Adapter_Identifier id = UNTOUCHED;
     EXPECT_EQ(process_adapter_group(group, &id, 0), Hb_Success);
     EXPECT_EQ(id.Hb_adapter_number, 9U);
     EXPECT_EQ(process_adapter_group(group, &id, 1), Hb_Success);

@@ -1,6 +1,4 @@
 // Every new block of counted allocation is passed to the hook. The test replaces the library's hook.
-#include "utils/new_data_hook.h"
-
 #include <utility>
 #include <vector>
 
@@ -8,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "utils/hash.h"
+#include "utils/new_data_hook.h"
 #include "utils/utils.h"
 
 namespace {

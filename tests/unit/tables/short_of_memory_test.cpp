@@ -1,8 +1,8 @@
 // The utilities while allocations fail in turn.
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
+
+#include <gtest/gtest.h>
 
 #include "tests/support/faults.h"
 #include "utils/hash.h"
@@ -16,7 +16,7 @@ class Shortage {
     explicit Shortage(int allocations) : fault_({hb_test::Call::allocation, allocations, -1, ENOMEM}) {}
 
   private:
-    hb_test::FaultGuard fault_;
+    hb_test::Fault_Guard fault_;
 };
 
 int object_a;

@@ -1,10 +1,9 @@
 // Subscribing: the bytes that go to the daemon, and what each mode keeps.
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <csignal>
 #include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include "cluster_fixture.h"
 #include "lib/api/hb_subscription.h"
@@ -113,9 +112,9 @@ class Subscribing : public Cluster_Test {
     }
 
   private:
-    hb_test::TempDir directory_;
-    hb_test::UniqueFd listener_;
-    hb_test::UniqueFd daemon_;
+    hb_test::Temp_Dir directory_;
+    hb_test::Unique_Fd listener_;
+    hb_test::Unique_Fd daemon_;
     std::unique_ptr<Hb_Subscription_Group> group_;
 };
 

@@ -1,6 +1,5 @@
 // Replaces the trace library's recording calls and keeps the records.
-#ifndef TRACE_SPY_H
-#define TRACE_SPY_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -29,5 +28,3 @@ class Trace_Spy {
 
     const std::vector<Trace_Record> &records() const;
 };
-
-#endif

@@ -1,9 +1,9 @@
-#include "utils/utils.h"
+#include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
+#include "utils/utils.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // Bytes written by hand, and small clusters, for the daemon's tests.
-#ifndef WISPD_BYTES_BY_HAND_H
-#define WISPD_BYTES_BY_HAND_H
+#pragma once
 
 #include <cctype>
 #include <string>
@@ -66,5 +65,3 @@ inline wispd::Configuration three_nodes() {
 }
 
 } // namespace wispd_test
-
-#endif

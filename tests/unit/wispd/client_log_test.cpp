@@ -1,8 +1,7 @@
-#include "daemon/publisher/client_log.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/client_log.h"
 #include "tests/unit/wispd/log_fixture.h"
 
 namespace {

@@ -1,8 +1,7 @@
-#include "cluster/cluster.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cluster/cluster.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

@@ -1,6 +1,4 @@
 // The commands of control socket and timelines, executed for a program that says what it does for them.
-#include "cluster/description/command_executor.h"
-
 #include <chrono>
 #include <vector>
 
@@ -8,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cluster/description/command_executor.h"
 #include "cluster/description/timeline_run.h"
 
 namespace {

@@ -1,8 +1,7 @@
-#include "cluster/description/command_json.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cluster/description/command_json.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

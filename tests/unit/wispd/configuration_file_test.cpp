@@ -1,12 +1,11 @@
-#include "daemon/configuration_file.h"
-#include "tests/support/temp_dir.h"
-
+#include <string>
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
+#include "daemon/configuration_file.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -326,7 +325,7 @@ TEST(WispdClusterFile, AdaptersNeedNotCarryIp) {
 }
 
 TEST(WispdClusterFile, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
-    const hb_test::TempDir directory;
+    const hb_test::Temp_Dir directory;
     const std::string pipe = directory.file("pipe");
     ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
     for (const std::string &path : {pipe, std::string("/dev/zero")}) {

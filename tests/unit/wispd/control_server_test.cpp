@@ -1,13 +1,10 @@
-#include "cluster/description/control_server.h"
-
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
-
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -15,6 +12,7 @@
 #include <asio/io_context.hpp>
 #include <gtest/gtest.h>
 
+#include "cluster/description/control_server.h"
 #include "host/peer.h"
 #include "host/socket_file.h"
 #include "tests/support/deadline.h"
@@ -46,8 +44,8 @@ class WispdControlServer : public testing::Test {
                 [this] { stopped_ = true; }});
     }
 
-    hb_test::UniqueFd connect() {
-        hb_test::UniqueFd peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    hb_test::Unique_Fd connect() {
+        hb_test::Unique_Fd peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         file_.path().copy(address.sun_path, sizeof address.sun_path - 1);
@@ -56,7 +54,7 @@ class WispdControlServer : public testing::Test {
         return peer;
     }
 
-    void send(const hb_test::UniqueFd &peer, std::string_view bytes) {
+    void send(const hb_test::Unique_Fd &peer, std::string_view bytes) {
         const Deadline deadline;
         while (!bytes.empty() && !deadline.over()) {
             const ssize_t count = ::send(peer.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -69,7 +67,7 @@ class WispdControlServer : public testing::Test {
     }
 
     // Reads until this many lines have arrived, or to the end of the stream.
-    std::string receive(const hb_test::UniqueFd &peer, int lines) {
+    std::string receive(const hb_test::Unique_Fd &peer, int lines) {
         std::string got;
         const Deadline deadline;
         while (std::count(got.begin(), got.end(), '\n') < lines && !deadline.over()) {
@@ -84,7 +82,7 @@ class WispdControlServer : public testing::Test {
         return got;
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     asio::io_context context_;
     wispd::Socket_File file_;
     std::unique_ptr<wispd::Control_Server> server_;

@@ -1,11 +1,10 @@
-#include "daemon/publisher/endpoints.h"
-
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/endpoints.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
@@ -21,8 +20,8 @@ using wispd::Multicast;
 
 class WispdEndpoints : public testing::Test {
   protected:
-    hb_test::UniqueFd receiver(const std::string &path) {
-        hb_test::UniqueFd made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    hb_test::Unique_Fd receiver(const std::string &path) {
+        hb_test::Unique_Fd made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         path.copy(address.sun_path, sizeof address.sun_path - 1);
@@ -30,7 +29,7 @@ class WispdEndpoints : public testing::Test {
         return made;
     }
 
-    static std::string next(const hb_test::UniqueFd &from) {
+    static std::string next(const hb_test::Unique_Fd &from) {
         char buffer[16384];
         const ssize_t count = recv(from.get(), buffer, sizeof buffer, 0);
         return count < 0 ? "nothing" : std::string(buffer, static_cast<std::size_t>(count));
@@ -40,13 +39,13 @@ class WispdEndpoints : public testing::Test {
         return {9000, 20, false, std::move(nodes), {payload.begin(), payload.end()}};
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     wispd::Cluster cluster_{wispd_test::three_nodes()};
 };
 
 TEST_F(WispdEndpoints, EachListedNodeGetsOneDatagram) {
-    const hb_test::UniqueFd two = receiver(directory_.file("2"));
-    const hb_test::UniqueFd three = receiver(directory_.file("3"));
+    const hb_test::Unique_Fd two = receiver(directory_.file("2"));
+    const hb_test::Unique_Fd three = receiver(directory_.file("3"));
     const Endpoints endpoints({{2, 9000, directory_.file("2")}, {3, 9000, directory_.file("3")}});
     const Delivery delivery = endpoints.deliver(multicast({2, 3}, "ping"), compute_routes(cluster_));
     EXPECT_THAT(delivery.delivered, ElementsAre(2, 3));
@@ -56,7 +55,7 @@ TEST_F(WispdEndpoints, EachListedNodeGetsOneDatagram) {
 }
 
 TEST_F(WispdEndpoints, EmptyAndLargePayloadsArriveWhole) {
-    const hb_test::UniqueFd two = receiver(directory_.file("2"));
+    const hb_test::Unique_Fd two = receiver(directory_.file("2"));
     const Endpoints endpoints({{2, 9000, directory_.file("2")}});
     endpoints.deliver(multicast({2}, ""), compute_routes(cluster_));
     EXPECT_EQ(next(two), "");
@@ -65,7 +64,7 @@ TEST_F(WispdEndpoints, EmptyAndLargePayloadsArriveWhole) {
 }
 
 TEST_F(WispdEndpoints, WhoCannotBeReachedIsTold) {
-    const hb_test::UniqueFd two = receiver(directory_.file("2"));
+    const hb_test::Unique_Fd two = receiver(directory_.file("2"));
     const Endpoints endpoints({{2, 9001, directory_.file("2")}, {1, 9000, directory_.file("absent")}});
     cluster_.node_down(3);
     const Delivery delivery =
@@ -80,7 +79,7 @@ TEST_F(WispdEndpoints, WhoCannotBeReachedIsTold) {
 }
 
 TEST_F(WispdEndpoints, ReceiverThatDoesNotReadHoldsNobodyUp) {
-    const hb_test::UniqueFd two = receiver(directory_.file("2"));
+    const hb_test::Unique_Fd two = receiver(directory_.file("2"));
     const Endpoints endpoints({{2, 9000, directory_.file("2")}});
     const wispd::Routes routes = compute_routes(cluster_);
     Delivery last;

@@ -1,10 +1,9 @@
 // Following an engine: what is reported about it, and when.
-#include "engine/engine_follower.h"
-
 #include <poll.h>
 
 #include <gmock/gmock.h>
 
+#include "engine/engine_follower.h"
 #include "tests/unit/wispd/fake_engine.h"
 #include "tests/unit/wispd/log_fixture.h"
 

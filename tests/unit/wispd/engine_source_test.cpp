@@ -1,10 +1,9 @@
 // The engine in the daemon's event loop. A separate thread queries it.
-#include "engine/engine_source.h"
-
 #include <asio/io_context.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "engine/engine_source.h"
 #include "tests/unit/wispd/fake_engine.h"
 
 namespace {

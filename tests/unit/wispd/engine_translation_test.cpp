@@ -1,10 +1,9 @@
 // Translates an engine's cluster into the daemon's terms.
-#include "engine/engine_translation.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
+#include "engine/engine_translation.h"
 
 namespace {
 
@@ -14,7 +13,7 @@ using wispd::Engine_Configuration;
 using wispd::Engine_Names;
 using wispd::Engine_Refused;
 
-const Engine_Configuration two{
+const Engine_Configuration TWO{
     "alpha", 2, {{1, "one", {{0, "10.1.0.1"}, {2, "fd00::1"}}}, {2, "", {{0, "10.1.0.2"}, {2, "fd00::2"}}}}};
 
 std::string refusal_of(const Engine_Configuration &engine, const Engine_Names &names = {}) {
@@ -27,7 +26,7 @@ std::string refusal_of(const Engine_Configuration &engine, const Engine_Names &n
 }
 
 TEST(WispdEngineTranslation, NodesNetworksAndAdaptersAreNumberedByIdsAndLinks) {
-    const Configuration is = translate(two, {});
+    const Configuration is = translate(TWO, {});
     EXPECT_EQ(is.name, "alpha");
     EXPECT_EQ(is.local_node, 2);
     EXPECT_EQ(is.max_nodes, 2049);
@@ -56,7 +55,7 @@ TEST(WispdEngineTranslation, TheFilesNamesAndSettingsAreUsed) {
     names.networks = {{2, "backup"}};
     names.instance = 7;
     names.heartbeat = wispd::Heartbeat{1, 500000, true};
-    const Configuration is = translate(two, names);
+    const Configuration is = translate(TWO, names);
     EXPECT_EQ(is.nodes[0].number, 2048);
     EXPECT_EQ(is.networks[1].name, "backup");
     EXPECT_EQ(is.instance, 7u);
@@ -64,7 +63,7 @@ TEST(WispdEngineTranslation, TheFilesNamesAndSettingsAreUsed) {
 }
 
 TEST(WispdEngineTranslation, IdsWithoutANumberAreRefusedByName) {
-    Engine_Configuration engine = two;
+    Engine_Configuration engine = TWO;
     engine.nodes[0].id = 2048;
     EXPECT_EQ(refusal_of(engine), "taken");
     engine.nodes[0].id = 2049;
@@ -78,12 +77,12 @@ TEST(WispdEngineTranslation, IdsWithoutANumberAreRefusedByName) {
 TEST(WispdEngineTranslation, TwoNodesOfOneNumberAreRefused) {
     Engine_Names names;
     names.nodes = {{1, 2}};
-    EXPECT_EQ(refusal_of(two, names), "Corosync nodes 1 and 2 both map to number 2: give one of them "
+    EXPECT_EQ(refusal_of(TWO, names), "Corosync nodes 1 and 2 both map to number 2: give one of them "
                                       "another number in [[source.node]]");
 }
 
 TEST(WispdEngineTranslation, AListWithoutTheLocalNodeIsRefused) {
-    Engine_Configuration engine = two;
+    Engine_Configuration engine = TWO;
     engine.local_id = 9;
     EXPECT_EQ(refusal_of(engine), "Corosync's node list does not contain the local node, 9");
 }
@@ -91,13 +90,13 @@ TEST(WispdEngineTranslation, AListWithoutTheLocalNodeIsRefused) {
 TEST(WispdEngineTranslation, TwoNetworksOfOneNameAreRefused) {
     Engine_Names names;
     names.networks = {{0, "link2"}};
-    EXPECT_EQ(refusal_of(two, names), "Corosync links 0 and 2 are both named \"link2\": give one of "
+    EXPECT_EQ(refusal_of(TWO, names), "Corosync links 0 and 2 are both named \"link2\": give one of "
                                       "them another name in [[source.network]]");
 }
 
 TEST(WispdEngineTranslation, LinksOfOthersAndOwnInterfacesAreAdapters) {
     const wispd::Liveness is =
-        translate(two, {}, {{{1, 3}, {2, 1}}, {{{1, 0}, {true, 0}}, {{1, 2}, {false, 1}}}}, {{}, {}}, {2});
+        translate(TWO, {}, {{{1, 3}, {2, 1}}, {{{1, 0}, {true, 0}}, {{1, 2}, {false, 1}}}}, {{}, {}}, {2});
     EXPECT_THAT(is.nodes, ElementsAre(1, 2));
     EXPECT_THAT(is.adapters, ElementsAre(48, 98));
     EXPECT_EQ(is.incarnations.at(1), 3u);

@@ -1,17 +1,15 @@
 // An engine and interfaces that a test controls.
-#ifndef WISPD_FAKE_ENGINE_H
-#define WISPD_FAKE_ENGINE_H
+#pragma once
 
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
-#include <vector>
-
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include "cluster/address.h"
 #include "engine/engine.h"
@@ -161,5 +159,3 @@ class Fake_Interfaces : public wispd::Local_Interfaces {
 };
 
 } // namespace wispd_test
-
-#endif

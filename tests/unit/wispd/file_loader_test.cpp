@@ -1,5 +1,3 @@
-#include "daemon/file_loader.h"
-
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -9,6 +7,7 @@
 #include <asio/io_context.hpp>
 #include <gtest/gtest.h>
 
+#include "daemon/file_loader.h"
 #include "tests/support/deadline.h"
 
 namespace {

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -54,7 +53,7 @@ bool exists(const std::string &path) {
 
 class WispdInstance : public testing::Test {
   protected:
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string path_ = directory_.file("s");
 };
 

@@ -1,5 +1,3 @@
-#include "cluster/keyring.h"
-
 #include <cstring>
 #include <string>
 #include <vector>
@@ -7,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "cluster/cluster.h"
+#include "cluster/keyring.h"
 
 namespace {
 

@@ -1,9 +1,8 @@
 // A cluster whose members come from an engine: node states no longer follow from their adapters.
-#include "cluster/cluster.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cluster/cluster.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {
@@ -30,22 +29,22 @@ Configuration nobody_up() {
     return configuration;
 }
 
-const Liveness everybody{{1, 2, 3}, {2, 3, 4, 5, 6, 7}, {}, {}};
+const Liveness EVERYBODY{{1, 2, 3}, {2, 3, 4, 5, 6, 7}, {}, {}};
 
 TEST(WispdLiveness, WhoIsAliveJoinsOnce) {
     Cluster cluster(nobody_up());
     EXPECT_THAT(cluster.nodes_up(), ElementsAre(1)); // wispd runs on it
-    const Changes changes = cluster.set_liveness(everybody);
+    const Changes changes = cluster.set_liveness(EVERYBODY);
     EXPECT_EQ(changes.adapter_joins, (Members{{2, 1}, {3, 1}, {4, 1}, {5, 1}, {6, 1}, {7, 1}}));
     EXPECT_THAT(changes.node_joins, ElementsAre(2, 3));
     EXPECT_THAT(changes.adapter_deaths, IsEmpty());
     EXPECT_FALSE(changes.configuration_updated);
-    EXPECT_FALSE(cluster.set_liveness(everybody).any());
+    EXPECT_FALSE(cluster.set_liveness(EVERYBODY).any());
 }
 
 TEST(WispdLiveness, ANodeWhoseLinksAreDownIsUpAsLongAsItIsAMember) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
+    cluster.set_liveness(EVERYBODY);
     Changes changes = cluster.set_liveness({{1, 2, 3}, {2, 3, 4, 5}, {}, {}});
     EXPECT_EQ(changes.adapter_deaths, (Members{{6, 1}, {7, 1}}));
     EXPECT_THAT(changes.node_deaths, IsEmpty());
@@ -57,7 +56,7 @@ TEST(WispdLiveness, ANodeWhoseLinksAreDownIsUpAsLongAsItIsAMember) {
 
 TEST(WispdLiveness, ANodeThatIsNoMemberTakesItsAdaptersWithIt) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
+    cluster.set_liveness(EVERYBODY);
     const Changes changes = cluster.set_liveness({{1, 2}, {2, 3, 4, 5, 6, 7}, {}, {}});
     EXPECT_EQ(changes.adapter_deaths, (Members{{6, 1}, {7, 1}}));
     EXPECT_THAT(changes.node_deaths, ElementsAre(3));
@@ -72,8 +71,8 @@ TEST(WispdLiveness, AMemberWithoutALinkIsUp) {
 
 TEST(WispdLiveness, WhoWentAndCameBackDiesAndJoins) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
-    Liveness after = everybody;
+    cluster.set_liveness(EVERYBODY);
+    Liveness after = EVERYBODY;
     after.nodes_back = {3};
     after.adapters_back = {5};
     const Changes changes = cluster.set_liveness(after);
@@ -86,7 +85,7 @@ TEST(WispdLiveness, WhoWentAndCameBackDiesAndJoins) {
 TEST(WispdLiveness, WhoComesBackAndWasNotUpOnlyJoins) {
     Cluster cluster(nobody_up());
     cluster.set_liveness({{1, 2}, {2, 3, 4, 5}, {}, {}});
-    Liveness after = everybody;
+    Liveness after = EVERYBODY;
     after.nodes_back = {3};
     after.adapters_back = {6};
     const Changes changes = cluster.set_liveness(after);
@@ -98,7 +97,7 @@ TEST(WispdLiveness, WhoComesBackAndWasNotUpOnlyJoins) {
 
 TEST(WispdLiveness, TheLocalNodeIsAMemberWhateverIsTold) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
+    cluster.set_liveness(EVERYBODY);
     Liveness none;
     none.nodes_back = {1};
     none.adapters = {2};
@@ -115,16 +114,16 @@ TEST(WispdLiveness, WhoIsNotConfiguredIsPassedOver) {
 
 TEST(WispdLiveness, WhatAClientHoldsDownStaysDown) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
+    cluster.set_liveness(EVERYBODY);
     cluster.adapter_disable(2);
-    EXPECT_FALSE(cluster.set_liveness(everybody).any());
+    EXPECT_FALSE(cluster.set_liveness(EVERYBODY).any());
     const Changes changes = cluster.adapter_enable(2);
     EXPECT_EQ(changes.adapter_joins, (Members{{2, 2}}));
 }
 
 TEST(WispdLiveness, ANewConfigurationKeepsWhoIsUp) {
     Cluster cluster(nobody_up());
-    cluster.set_liveness(everybody);
+    cluster.set_liveness(EVERYBODY);
     Configuration next = nobody_up();
     next.nodes[2].adapters.pop_back(); // adapter 7
     const Changes changes = cluster.reconfigure(next);
@@ -145,7 +144,7 @@ TEST(WispdLiveness, WhatIsDownByTheEngineComesUpByTheEngineAlone) {
 
 TEST(WispdLiveness, AdaptersComeUpWithTheIncarnationOfTheirNodeAtLeast) {
     Cluster cluster(nobody_up());
-    Liveness told = everybody;
+    Liveness told = EVERYBODY;
     told.incarnations = {{1, 1}, {2, 5}, {3, 1}};
     EXPECT_EQ(cluster.set_liveness(told).adapter_joins,
               (Members{{2, 1}, {3, 1}, {4, 5}, {5, 5}, {6, 1}, {7, 1}}));

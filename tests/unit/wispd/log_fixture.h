@@ -1,6 +1,5 @@
 // The daemon's log in a file of the test.
-#ifndef WISPD_LOG_FIXTURE_H
-#define WISPD_LOG_FIXTURE_H
+#pragma once
 
 #include <fstream>
 #include <string>
@@ -36,7 +35,7 @@ class Captured_Log {
     }
 
   private:
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string path_ = directory_.file("log");
 };
 
@@ -48,5 +47,3 @@ class WispdLogged : public testing::Test {
 };
 
 } // namespace wispd_test
-
-#endif

@@ -1,8 +1,7 @@
-#include "host/log.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/log.h"
 #include "tests/unit/wispd/log_fixture.h"
 
 namespace {

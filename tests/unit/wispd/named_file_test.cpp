@@ -1,13 +1,11 @@
-#include "cluster/description/named_file.h"
-
 #include <fstream>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "cluster/description/config_error.h"
+#include "cluster/description/named_file.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -28,7 +26,7 @@ class WispdNamedFile : public testing::Test {
         return "it was read";
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     const std::string path_ = directory_.file("f");
 };
 

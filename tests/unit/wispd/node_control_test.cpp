@@ -1,11 +1,10 @@
 // Client requests for the local node. The test controls the time.
-#include "cluster/node_control.h"
-
 #include <arpa/inet.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cluster/node_control.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

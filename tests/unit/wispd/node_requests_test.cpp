@@ -1,8 +1,7 @@
-#include "daemon/publisher/node_requests.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/node_requests.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

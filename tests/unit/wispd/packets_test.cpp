@@ -1,7 +1,6 @@
-#include "daemon/publisher/packets.h"
-
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/packets.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

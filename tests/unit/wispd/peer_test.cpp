@@ -1,12 +1,10 @@
-#include "host/peer.h"
-
 #include <algorithm>
-
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "host/peer.h"
 #include "tests/support/unique_fd.h"
 
 namespace {
@@ -20,8 +18,8 @@ constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
 TEST(WispdPeer, IsWhoConnected) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    const hb_test::UniqueFd one(ends[0]);
-    const hb_test::UniqueFd other(ends[1]);
+    const hb_test::Unique_Fd one(ends[0]);
+    const hb_test::Unique_Fd other(ends[1]);
     Peer peer = wispd::peer_of(one.get());
     EXPECT_EQ(peer.pid, getpid());
     EXPECT_EQ(peer.uid, geteuid());
@@ -36,8 +34,8 @@ TEST(WispdPeer, IsWhoConnected) {
 TEST(WispdPeer, WhoIsUnknownMayDoNothing) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const hb_test::UniqueFd one(ends[0]);
-    const hb_test::UniqueFd other(ends[1]);
+    const hb_test::Unique_Fd one(ends[0]);
+    const hb_test::Unique_Fd other(ends[1]);
     EXPECT_FALSE(is_authorised(wispd::peer_of(one.get()), static_cast<uid_t>(-1), NO_GROUP));
 }
 

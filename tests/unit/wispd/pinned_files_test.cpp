@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,7 +40,7 @@ class WispdFiles : public testing::Test {
         }
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string path_ = directory_.file("f");
 };
 

@@ -1,11 +1,8 @@
 // The publisher over real sockets, in one thread. The test runs it until the expected result has arrived.
-#include "daemon/publisher/publisher.h"
-
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
-
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -13,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/publisher.h"
 #include "host/socket_file.h"
 #include "host/text.h"
 #include "tests/support/deadline.h"
@@ -162,7 +160,7 @@ class WispdPublisher : public testing::Test {
 
       private:
         asio::io_context &context_;
-        hb_test::UniqueFd socket_;
+        hb_test::Unique_Fd socket_;
         Record pending_;
     };
 
@@ -188,7 +186,7 @@ class WispdPublisher : public testing::Test {
     static std::string who() { return wispd::text("client 1 (pid ", getpid(), ", uid ", geteuid(), ")"); }
     void tell(const wispd::Changes &changes) { publisher_->announce(changes, "FAILURE-1"); }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     asio::io_context context_;
     Cluster cluster_;
     wispd::Node_Control control_{cluster_, {}};

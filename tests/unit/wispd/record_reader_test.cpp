@@ -1,7 +1,6 @@
-#include "daemon/publisher/record_reader.h"
-
 #include <gtest/gtest.h>
 
+#include "daemon/publisher/record_reader.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

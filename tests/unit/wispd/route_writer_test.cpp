@@ -1,11 +1,8 @@
 // The writer and readers of the route segment, with the real semaphores.
-#include "daemon/publisher/route_writer.h"
-
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
+#include "daemon/publisher/route_writer.h"
 #include "tests/support/deadline.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
@@ -193,8 +191,8 @@ TEST_F(WispdRouteWriter, ReaderThatIsKilledInsideIsCountedOut) {
     const int set = semaphores();
     int told[2];
     ASSERT_EQ(pipe(told), 0);
-    const hb_test::UniqueFd from(told[0]);
-    hb_test::UniqueFd to(told[1]);
+    const hb_test::Unique_Fd from(told[0]);
+    hb_test::Unique_Fd to(told[1]);
     const pid_t child = fork();
     if (child == 0) {
         const bool entered = enter(set) && write(told[1], "", 1) == 1;

@@ -1,9 +1,8 @@
-#include "cluster/routes.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
+#include "cluster/routes.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

@@ -1,6 +1,5 @@
 // The published keys, as a reader without a lock sees them.
 #include <cstring>
-
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -1,14 +1,12 @@
 // A socket whose keys are not in use yet, and the system's objects with these keys.
-#ifndef WISPD_SEGMENTS_FIXTURE_H
-#define WISPD_SEGMENTS_FIXTURE_H
+#pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -59,7 +57,7 @@ class WispdSegments : public testing::Test {
         return copy;
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string path_ = directory_.file("s");
     std::vector<wispd::Socket_File> held_;
     wispd::Socket_File file_;
@@ -67,5 +65,3 @@ class WispdSegments : public testing::Test {
 };
 
 } // namespace wispd_test
-
-#endif

@@ -1,6 +1,6 @@
-#include "daemon/publisher/send_queue.h"
-
 #include <gtest/gtest.h>
+
+#include "daemon/publisher/send_queue.h"
 
 namespace {
 

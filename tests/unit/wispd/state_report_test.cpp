@@ -1,8 +1,7 @@
-#include "daemon/state_report.h"
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "daemon/state_report.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

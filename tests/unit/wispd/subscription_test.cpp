@@ -1,10 +1,9 @@
-#include "daemon/publisher/subscription.h"
+#include <cstring>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-
+#include "daemon/publisher/subscription.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {

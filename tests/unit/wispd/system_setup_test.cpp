@@ -1,8 +1,7 @@
-#include "daemon/system_setup.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "daemon/system_setup.h"
 #include "host/start_failure.h"
 #include "tests/support/temp_dir.h"
 
@@ -26,7 +25,7 @@ class WispdSystemSetup : public testing::Test {
   protected:
     wispd::Access prepare() { return wispd::prepare_system(socket_, control_, settings_); }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string socket_ = directory_.file("s");
     std::string control_ = directory_.file("c");
     wispd::Daemon_Settings settings_;

@@ -1,6 +1,6 @@
-#include "host/text.h"
-
 #include <gtest/gtest.h>
+
+#include "host/text.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "cluster/description/timeline.h"
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include "cluster/description/timeline.h"
 
 namespace {
 

@@ -1,11 +1,10 @@
-#include "cluster/description/toml_hazards.h"
-
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "cluster/description/config_error.h"
+#include "cluster/description/toml_hazards.h"
 #include "cluster/description/toml_reader.h"
 
 namespace {

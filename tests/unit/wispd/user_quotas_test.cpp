@@ -1,6 +1,6 @@
-#include "daemon/publisher/user_quotas.h"
-
 #include <gtest/gtest.h>
+
+#include "daemon/publisher/user_quotas.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Each user's share of the daemon's time for requests.
-#include "daemon/publisher/user_time.h"
-
 #include <gtest/gtest.h>
+
+#include "daemon/publisher/user_time.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -116,7 +115,7 @@ TEST(WispdNetworks, BeyondTheSlotsOfANodeAreNotListed) {
 // ---- Files ----
 
 TEST(WispdFiles, ADirectoryIsNamedAsOneThatCannotBeRead) {
-    const hb_test::TempDir directory;
+    const hb_test::Temp_Dir directory;
     const std::string expected = directory.path() + ": cannot be read: Is a directory";
     EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_text_file(directory.path()); }), expected);
     EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_configuration_file(directory.path()); }),
@@ -124,14 +123,14 @@ TEST(WispdFiles, ADirectoryIsNamedAsOneThatCannotBeRead) {
 }
 
 TEST(WispdFiles, AMissingOneIsNamedAsOneThatCannotBeOpened) {
-    const hb_test::TempDir directory;
+    const hb_test::Temp_Dir directory;
     const std::string path = directory.file("none.toml");
     EXPECT_EQ(error_of<wispd::Config_Error>([&] { wispd::read_text_file(path); }),
               path + ": cannot be opened: No such file or directory");
 }
 
 TEST(WispdFiles, AreReadWholeWhateverIsInThem) {
-    const hb_test::TempDir directory;
+    const hb_test::Temp_Dir directory;
     const std::string path = directory.file("text");
     for (const std::string &content :
          {std::string(), std::string("\n"), std::string("a\0b\r\n", 5), std::string(100000, 'x')}) {
@@ -209,9 +208,9 @@ TEST(WispdFailureIdentifier, OfEveryPrintableCharacterIsTaken) {
 // ---- Semaphores ----
 
 // A socket file whose keys are not in use.
-class FreshSocket {
+class Fresh_Socket {
   public:
-    FreshSocket() : path_(directory_.file("s")), file_(path_, {}) {
+    Fresh_Socket() : path_(directory_.file("s")), file_(path_, {}) {
         while (in_use()) {
             held_.push_back(std::move(file_));
             held_.back().set_aside(path_ + std::to_string(held_.size()));
@@ -230,14 +229,14 @@ class FreshSocket {
         return semget(ftok(path_.c_str(), 'i'), 0, 0) >= 0;
     }
 
-    hb_test::TempDir directory_;
+    hb_test::Temp_Dir directory_;
     std::string path_;
     std::vector<wispd::Socket_File> held_;
     wispd::Socket_File file_;
 };
 
 TEST(WispdSemaphores, AreTwoAndZeroWhenTheyAreMade) {
-    const FreshSocket socket;
+    const Fresh_Socket socket;
     auto segments = wispd::Shared_Segments::create(wispd::keys_of(socket.path()), {});
     ASSERT_TRUE(segments.has_value());
     const int id = semget(ftok(socket.path().c_str(), 'i'), 2, 0);

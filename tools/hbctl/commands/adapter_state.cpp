@@ -1,6 +1,5 @@
-#include "tools/hbctl/commands/commands.h"
-
 #include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
@@ -13,7 +12,7 @@ namespace {
 std::vector<std::uint32_t> local_adapters() {
     const Picture picture = read_picture();
     std::vector<std::uint32_t> adapters;
-    for (const AdapterRow &adapter : picture.adapters) {
+    for (const Adapter_Row &adapter : picture.adapters) {
         if (adapter.node == picture.local_node) {
             adapters.push_back(adapter.number);
         }
@@ -25,7 +24,7 @@ std::vector<std::uint32_t> local_adapters() {
 
 int show_adapter_states(const Arguments &arguments) {
     open_library();
-    std::vector<AdapterStateRow> rows;
+    std::vector<Adapter_State_Row> rows;
     for (const std::uint32_t adapter : arguments.control.adapter
                                            ? std::vector<std::uint32_t>{*arguments.control.adapter}
                                            : local_adapters()) {
@@ -35,7 +34,7 @@ int show_adapter_states(const Arguments &arguments) {
         rows.push_back({adapter, state});
     }
     put_lines(arguments.json ? adapter_states_json(rows) : adapter_states_text(rows));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

@@ -1,5 +1,4 @@
 #include "tools/hbctl/commands/commands.h"
-
 #include "tools/hbctl/live_picture.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
@@ -10,7 +9,7 @@ namespace hbctl {
 int show_adapters(const Arguments &arguments) {
     const Picture picture = read_live_picture().picture;
     put_lines(arguments.json ? adapters_json(picture) : adapters_text(picture));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

@@ -1,4 +1,4 @@
-// One function for each verb. Each returns the exit status, or throws RequestFailed or OutputClosed.
+// One function for each verb. Each returns the exit status, or throws Request_Failed or Output_Closed.
 #pragma once
 
 #include "tools/hbctl/arguments.h"

@@ -1,7 +1,6 @@
-#include "tools/hbctl/commands/commands.h"
-
 #include "common/ip_address.h"
 #include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
@@ -14,44 +13,44 @@ Hb_IP_address4 address_of(const std::string &text) {
     return common::parse_ipv4<Hb_IP_address4>(text).value_or(Hb_IP_address4{});
 }
 
-Hb_Rc send(const ControlRequest &request) {
+Hb_Rc send(const Control_Request &request) {
     switch (request.verb) {
-    case ControlVerb::node_may_be_down:
+    case Control_Verb::node_may_be_down:
         return hb_node_may_be_down(static_cast<short>(request.node));
-    case ControlVerb::node_down:
+    case Control_Verb::node_down:
         return hb_node_is_down(static_cast<short>(request.node));
-    case ControlVerb::adapter_may_be_down:
+    case Control_Verb::adapter_may_be_down:
         return hb_adapter_may_be_down(request.adapter);
-    case ControlVerb::adapter_down:
+    case Control_Verb::adapter_down:
         return hb_adapter_is_down(request.adapter);
-    case ControlVerb::enable:
+    case Control_Verb::enable:
         return hb_enable_adapter(request.adapter);
-    case ControlVerb::disable:
+    case Control_Verb::disable:
         return hb_disable_adapter(request.adapter);
-    case ControlVerb::ifconfig_up:
+    case Control_Verb::ifconfig_up:
         return hb_ifconfig_up(request.adapter);
-    case ControlVerb::ifconfig_down:
+    case Control_Verb::ifconfig_down:
         return hb_ifconfig_down(request.adapter);
-    case ControlVerb::configure:
+    case Control_Verb::configure:
         return hb_configure_adapter(request.adapter, address_of(request.address));
-    case ControlVerb::unconfigure:
+    case Control_Verb::unconfigure:
         return hb_unconfigure_adapter(request.adapter);
-    case ControlVerb::swap:
+    case Control_Verb::swap:
         return hb_swap_adapters(request.adapter, address_of(request.address));
-    case ControlVerb::grace:
+    case Control_Verb::grace:
         return hb_adapter_grace(request.adapter, request.seconds);
-    case ControlVerb::simulate_death:
+    case Control_Verb::simulate_death:
         return hb_simulate_death(request.seconds);
-    case ControlVerb::discard_stale:
+    case Control_Verb::discard_stale:
         return hb_discard_stale_messages(request.on ? 1 : 0);
-    case ControlVerb::client_heartbeat:
+    case Control_Verb::client_heartbeat:
         return hb_client_heartbeat(request.sequence);
-    case ControlVerb::manual_control: {
+    case Control_Verb::manual_control: {
         std::string interface = request.interface;
         return hb_nim_manual_start_control(request.on ? HB_NIM_MANCTRL_ENABLE : HB_NIM_MANCTRL_DISABLED,
                                            interface.data());
     }
-    case ControlVerb::shutdown:
+    case Control_Verb::shutdown:
         return hb_mox_delayed_daemon_shutdown();
     }
     return Hb_Failure;
@@ -61,10 +60,10 @@ Hb_Rc send(const ControlRequest &request) {
 
 int control(const Arguments &arguments) {
     open_library();
-    const ControlRequest &request = arguments.control.request;
+    const Control_Request &request = arguments.control.request;
     require_request(send(request), request_purpose(request));
     put_line(arguments.json ? control_json(request) : control_text(request));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

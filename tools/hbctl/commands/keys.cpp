@@ -1,21 +1,20 @@
-#include "tools/hbctl/commands/commands.h"
-
-#include "hb_client.h"
-#include "tools/hbctl/output.h"
-#include "tools/hbctl/render_json.h"
-#include "tools/hbctl/render_text.h"
-#include "tools/hbctl/request.h"
-
 #include <algorithm>
 #include <chrono>
 #include <memory>
 #include <thread>
 
+#include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/output.h"
+#include "tools/hbctl/render_json.h"
+#include "tools/hbctl/render_text.h"
+#include "tools/hbctl/request.h"
+
 namespace hbctl {
 namespace {
 
-constexpr int most_attempts = 100;
-constexpr std::chrono::milliseconds between_attempts{1};
+constexpr int MOST_ATTEMPTS = 100;
+constexpr std::chrono::milliseconds BETWEEN_ATTEMPTS{1};
 
 // The keys of one reading, which it releases.
 class Keys {
@@ -42,7 +41,7 @@ Hb_Sequence_Number generation() {
 // and nothing changed during it.
 std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
     bool changed = false;
-    for (int attempt = 0; attempt < most_attempts; ++attempt) {
+    for (int attempt = 0; attempt < MOST_ATTEMPTS; ++attempt) {
         sequence = generation();
         auto keys = std::make_unique<Keys>();
         const Hb_Rc result = keys->read();
@@ -50,28 +49,28 @@ std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
         if (result == Hb_Success && !changed) {
             return keys;
         }
-        std::this_thread::sleep_for(between_attempts);
+        std::this_thread::sleep_for(BETWEEN_ATTEMPTS);
     }
     if (!changed) {
-        throw RequestFailed("cannot read the security keys: a published key is damaged or of an unknown type",
-                            0);
+        throw Request_Failed("cannot read the security keys: a published key is damaged or of an unknown type",
+                             0);
     }
-    throw RequestFailed("cannot read the security keys: they changed with each of " +
-                            std::to_string(most_attempts) + " attempts",
-                        HB_ERROR_NONE);
+    throw Request_Failed("cannot read the security keys: they changed with each of " +
+                             std::to_string(MOST_ATTEMPTS) + " attempts",
+                         HB_ERROR_NONE);
 }
 
-KeyRow row_of(const std::string &role, const sec_key_desc &key) {
+Key_Row row_of(const std::string &role, const sec_key_desc &key) {
     return {role, key.value != nullptr, key.type, key.version, key.length};
 }
 
-SecurityState state_of(const Hb_Security_Status &status) {
+Security_State state_of(const Hb_Security_Status &status) {
     return {status.securityOn != Hb_False, status.keyCount, status.is_valid_for_signing != Hb_False,
             status.is_valid_for_authenticating != Hb_False, status.KLOM_compatible != Hb_False};
 }
 
-KeyReport report_of(const Keys &keys, Hb_Sequence_Number sequence) {
-    KeyReport report;
+Key_Report report_of(const Keys &keys, Hb_Sequence_Number sequence) {
+    Key_Report report;
     report.generation = sequence;
     report.current = state_of(keys.current);
     report.previous = state_of(keys.previous);
@@ -89,9 +88,9 @@ int show_keys(const Arguments &arguments) {
     open_library();
     Hb_Sequence_Number sequence = 0;
     const std::unique_ptr<Keys> keys = read_keys(sequence);
-    const KeyReport report = report_of(*keys, sequence);
+    const Key_Report report = report_of(*keys, sequence);
     put_lines(arguments.json ? keys_json(report) : keys_text(report));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

@@ -1,6 +1,5 @@
-#include "tools/hbctl/commands/commands.h"
-
 #include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/migration.h"
 #include "tools/hbctl/migration_report.h"
 #include "tools/hbctl/output.h"
@@ -18,10 +17,10 @@ int check_migration(const Arguments &arguments) {
     if (preparation.succeeded()) {
         hb_migrate_to_mox_abort();
     }
-    const MigrationReport report{picture.local_node, picture.nodes.size(), preparation};
+    const Migration_Report report{picture.local_node, picture.nodes.size(), preparation};
     put_lines(arguments.json ? migration_json(report) : migration_text(report));
     hb_terminate();
-    return preparation.succeeded() ? exit_success : exit_failure;
+    return preparation.succeeded() ? STATUS_SUCCESS : STATUS_FAILURE;
 }
 
 } // namespace hbctl

@@ -1,23 +1,22 @@
-#include "tools/hbctl/commands/commands.h"
+#include <array>
+#include <cstdio>
+#include <stdexcept>
 
 #include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
 
-#include <array>
-#include <cstdio>
-#include <stdexcept>
-
 namespace hbctl {
 namespace {
 
 // More than the library accepts, so that the library rejects a long message instead of sending a cut one.
-constexpr std::size_t most_read = 10001;
+constexpr std::size_t MOST_READ = 10001;
 
 std::string standard_input() {
-    std::array<char, most_read> bytes;
+    std::array<char, MOST_READ> bytes;
     const std::size_t length = std::fread(bytes.data(), 1, bytes.size(), stdin);
     if (std::ferror(stdin) != 0) {
         throw std::runtime_error("cannot read the message from standard input");
@@ -28,7 +27,7 @@ std::string standard_input() {
 } // namespace
 
 int multicast(const Arguments &arguments) {
-    const MulticastRequest &request = arguments.control.multicast;
+    const Multicast_Request &request = arguments.control.multicast;
     std::string message = request.text ? *request.text : standard_input();
     if (message.empty()) {
         throw std::runtime_error("cannot send an empty message: give it as an argument or on standard input");
@@ -41,7 +40,7 @@ int multicast(const Arguments &arguments) {
         "deliver a message of " + std::to_string(message.size()) + " bytes");
     put_line(arguments.json ? multicast_json(request, message.size())
                             : multicast_text(request, message.size()));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

@@ -1,18 +1,17 @@
-#include "tools/hbctl/commands/commands.h"
+#include <algorithm>
 
 #include "common/ip_address.h"
 #include "hb_client.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
 
-#include <algorithm>
-
 namespace hbctl {
 namespace {
 
-Hb_Rc ask(const RouteQuery &query, Hb_Route &route, std::uint16_t &length) {
+Hb_Rc ask(const Route_Query &query, Hb_Route &route, std::uint16_t &length) {
     const auto node = static_cast<Hb_Node_Number>(query.node);
     if (query.ip_only) {
         return hb_read_ip_route(node, &route, &length);
@@ -23,17 +22,17 @@ Hb_Rc ask(const RouteQuery &query, Hb_Route &route, std::uint16_t &length) {
 } // namespace
 
 int show_route(const Arguments &arguments) {
-    const RouteQuery &query = arguments.control.route;
+    const Route_Query &query = arguments.control.route;
     open_library();
     Hb_Route route{};
     std::uint16_t length = 0;
     require(ask(query, route, length), "read the route to node " + std::to_string(query.node));
-    RouteReport report{query.node, query.shared || query.ip_only, {}};
+    Route_Report report{query.node, query.shared || query.ip_only, {}};
     for (int hop = 0; hop < std::min<int>(length, HB_ROUTE_HOPS); ++hop) {
         report.hops.push_back(common::address_text(route.sr_address[hop]));
     }
     put_lines(arguments.json ? route_json(report) : route_text(report));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

@@ -31,7 +31,7 @@ int run_command(const Arguments &arguments) {
     case Verb::control:
         return control(arguments);
     }
-    return exit_usage;
+    return STATUS_USAGE;
 }
 
 } // namespace hbctl

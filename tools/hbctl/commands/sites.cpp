@@ -1,5 +1,4 @@
 #include "tools/hbctl/commands/commands.h"
-
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
@@ -12,7 +11,7 @@ int show_sites(const Arguments &arguments) {
     open_library();
     const Picture picture = read_picture();
     put_lines(arguments.json ? sites_json(picture) : sites_text(picture));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

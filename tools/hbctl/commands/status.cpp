@@ -1,6 +1,5 @@
-#include "tools/hbctl/commands/commands.h"
-
 #include "common/socket_path.h"
+#include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/live_picture.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
@@ -9,11 +8,11 @@
 namespace hbctl {
 
 int show_status(const Arguments &arguments) {
-    const LivePicture live = read_live_picture();
-    const StatusReport report{common::socket_path_from_environment(), live.picture.local_node,
-                              count(live.picture), live.heartbeat};
+    const Live_Picture live = read_live_picture();
+    const Status_Report report{common::socket_path_from_environment(), live.picture.local_node,
+                               count(live.picture), live.heartbeat};
     put_lines(arguments.json ? status_json(report) : status_text(report));
-    return exit_success;
+    return STATUS_SUCCESS;
 }
 
 } // namespace hbctl

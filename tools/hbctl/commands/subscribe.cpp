@@ -1,5 +1,4 @@
 #include "tools/hbctl/commands/commands.h"
-
 #include "tools/hbctl/watcher.h"
 
 namespace hbctl {
