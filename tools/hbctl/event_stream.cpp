@@ -76,7 +76,7 @@ Arrival Event_Stream::next(int stop_descriptor, const Deadline &deadline, Pictur
             event.sequence = static_cast<std::uint32_t>(sequence);
             return Arrival::dropped;
         }
-        if (error != waited_in_vain) {
+        if (error != HB_ERROR_TIMEOUT) {
             require(Hb_Failure, "read an event");
         }
     }
