@@ -1,6 +1,6 @@
-// Addresses as people write them: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
+// Conversion between addresses and their text: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
 //
-// Every type of 16 bytes that holds an address can be used: the public one and that of the cluster service.
+// Works with every 16-byte address type: the public one and the one of the cluster service.
 #pragma once
 
 #include <array>
@@ -13,11 +13,11 @@ namespace common {
 using Ipv4_Bytes = std::array<unsigned char, 4>;
 using Address_Bytes = std::array<unsigned char, 16>;
 
-// Empty for anything other than an address of that kind.
+// Returns an empty optional when the text is not an address of that kind.
 std::optional<Ipv4_Bytes> parse_ipv4_bytes(const std::string &text);
 std::optional<Address_Bytes> parse_address_bytes(const std::string &text); // IPv4 or IPv6
 
-// An IPv4 address without its prefix.
+// Returns the text of an address; an IPv4 address is printed without its prefix.
 std::string bytes_text(const Address_Bytes &address);
 
 template <typename Address> std::optional<Address> parse_ipv4(const std::string &text) {

@@ -5,7 +5,7 @@
 namespace terminal {
 namespace {
 
-// The character at the start of a text; size 0 when the text does not start with one.
+// The first character of a text; size 0 when the text does not start with a valid character.
 struct Character {
     uint32_t code = 0;
     std::size_t size = 0;
@@ -15,7 +15,7 @@ unsigned byte_at(std::string_view text, std::size_t place) {
     return static_cast<unsigned char>(text[place]);
 }
 
-// Neither a longer form than the code needs, nor a surrogate, nor beyond Unicode.
+// Rejects encodings longer than necessary, surrogates, and codes beyond Unicode.
 bool is_well_formed(const Character &character) {
     constexpr uint32_t lowest[] = {0, 0, 0x80, 0x800, 0x10000};
     const bool is_surrogate = character.code >= 0xD800 && character.code <= 0xDFFF;
@@ -55,7 +55,7 @@ bool is_between(uint32_t code, uint32_t first, uint32_t last) {
     return code >= first && code <= last;
 }
 
-// DEL and C1, then marks, embeddings with overrides, and isolates.
+// DEL and C1, then direction marks, embeddings and overrides, and isolates.
 bool steers(uint32_t code) {
     return is_between(code, 0x7F, 0x9F) || code == 0x061C || is_between(code, 0x200E, 0x200F) ||
            is_between(code, 0x202A, 0x202E) || is_between(code, 0x2066, 0x2069);

@@ -1,6 +1,6 @@
-// What came from elsewhere, made fit for a terminal: names, errors, keys of a file and states can hold bytes that move
-// the cursor, change what is on the screen, or show text in another order than it has. Every program prints such texts
-// through here.
+// Makes text from outside safe to print. Names, errors, keys of a file and states can contain bytes that move
+// the cursor, overwrite the screen, or reorder what a person reads. Every program prints such text through
+// these functions.
 #pragma once
 
 #include <string>
@@ -8,15 +8,15 @@
 
 namespace terminal {
 
-// The text with each byte of the following as \xNN, two upper-case digits: C0 controls (also tabs and ends of lines),
-// DEL, C1 controls, bidirectional controls, and what is no UTF-8. Everything else stays as it is.
+// Returns the text with unsafe bytes as \xNN, two upper-case digits. Unsafe are C0 controls (also tabs and line
+// ends), DEL, C1 controls, bidirectional controls, and invalid UTF-8.
 std::string printable(std::string_view text);
 
-// The same line by line: ends of lines stay.
+// Replaces unsafe bytes as printable() does, but keeps the line ends.
 std::string printable_lines(std::string_view text);
 
-// The same for JSON, which stays the same value: DEL, C1 and bidirectional controls become \uNNNN. The text is valid
-// JSON in UTF-8, so that they stand in strings alone and C0 controls are layout.
+// Returns UTF-8 JSON in printable form with the same value: DEL, C1 and bidirectional controls become \uNNNN.
+// Only strings can contain these controls. C0 controls are layout and stay.
 std::string printable_json(std::string_view json);
 
 } // namespace terminal

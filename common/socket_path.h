@@ -1,4 +1,4 @@
-// Where the daemon's socket is: the rules of the library, for the programs that do not use it or print the path.
+// The daemon's socket path, by the library's rules, for programs that print it or do not use the library.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,10 @@ namespace common {
 
 inline constexpr const char *DEFAULT_SOCKET_PATH = "/var/ha/soc/wisp/server_socket";
 
-// The longest path that fits into a socket's address.
+// The longest path that fits into a socket address.
 inline constexpr std::size_t SOCKET_PATH_LONGEST = 107;
 
-// HB_SERVER_SOCKET or the default, with "." and HA_DOMAIN_NAME or HA_SYSPAR_NAME behind it.
+// Returns HB_SERVER_SOCKET or the default path, followed by "." and HA_DOMAIN_NAME or HA_SYSPAR_NAME.
 std::string socket_path_from_environment();
 
 } // namespace common
