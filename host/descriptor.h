@@ -1,4 +1,4 @@
-// A file descriptor that is closed with its owner.
+// A file descriptor that its owner object closes.
 #pragma once
 
 #include <unistd.h>

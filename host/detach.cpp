@@ -46,7 +46,7 @@ Detachment Detachment::begin() {
     }
     close(ends[0]);
     setsid();
-    // A session leader could be given a terminal again, its child cannot.
+    // A session leader can acquire a terminal again; its child cannot.
     if (fork_or_throw() > 0) {
         _exit(0);
     }
@@ -71,7 +71,7 @@ void Detachment::ready() {
 
 void Detachment::failed(int exit_code) {
     const auto code = static_cast<unsigned char>(exit_code);
-    // When nobody waits for it any more, nobody needs it.
+    // A failed write is harmless: the process that waits for the outcome has ended.
     [[maybe_unused]] const ssize_t written = write(outcome_, &code, 1);
     close(outcome_);
     outcome_ = -1;

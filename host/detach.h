@@ -1,16 +1,16 @@
-// Leaving the terminal: the program goes on in the background, and the one that was started ends with the
-// outcome of the start.
+// Moves a program into the background. The process that was started waits until the start has
+// succeeded or failed, and exits with that outcome.
 #pragma once
 
 namespace wispd {
 
 class Detachment {
   public:
-    // Returns in the background process. The process that was started waits for the outcome and exits with
-    // it: 0 once ready() was called, else what failed() gave, or 1 when the background process died.
+    // Returns in the background process. The original process waits and exits with the outcome: 0 after
+    // ready(), the code passed to failed(), or 1 when the background process died.
     static Detachment begin();
 
-    // Clients can connect. Standard input, output and error are let go.
+    // Reports that clients can connect, and redirects standard input, output and error to /dev/null.
     void ready();
     void failed(int exit_code);
 

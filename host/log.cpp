@@ -18,7 +18,7 @@ namespace wispd {
 
 namespace {
 
-// Never destroyed: at the end of the process another thread may still log.
+// Never destroyed: at the end of the process, another thread can still log.
 std::shared_ptr<spdlog::logger> &logger() {
     static auto *instance = new std::shared_ptr<spdlog::logger>(
         std::make_shared<spdlog::logger>("wispd", std::make_shared<spdlog::sinks::stderr_sink_st>()));
@@ -113,7 +113,7 @@ Log_Diversion::~Log_Diversion() {
     innermost = outer_;
 }
 
-// Names that clients choose stand in lines, and must not look like lines of their own.
+// Clients choose some names in these lines. Escaping keeps such a name from forging a line of its own.
 void log_undiverted(Log_Level level, std::string_view line) {
     const std::lock_guard lock(guard());
     if (logger()->should_log(spdlog_level(level))) {

@@ -1,4 +1,4 @@
-// The daemon's log.
+// The daemon's log: where it goes, which levels it has, and the functions that write to it.
 #pragma once
 
 #include <functional>
@@ -7,22 +7,22 @@
 
 namespace wispd {
 
-// Lines go to standard error until one of the others is called.
+// Sends lines to standard error. This is the default until another target is chosen.
 void log_to_stderr();
 void log_to_system();
 // Throws std::runtime_error when the file cannot be opened.
 void log_to_file(const std::string &path);
-// Opens the log file anew, for log rotation.
+// Reopens the log file after log rotation.
 void log_reopen();
-// debug, info, warning or error.
+// Accepts debug, info, warning or error.
 void set_log_level(const std::string &level);
 
 enum class Log_Level { debug, info, warning, error };
 
-// Whether lines of this level are logged.
+// Returns whether lines of this level are logged.
 bool is_logged(Log_Level level);
 
-// Takes the lines that this thread logs while the object lives, in place of the log; of several, the innermost does.
+// Receives the lines that this thread logs, in place of the log; with nested objects, the innermost does.
 class Log_Diversion {
   public:
     using Taker = std::function<void(Log_Level level, std::string_view line)>;
@@ -39,7 +39,7 @@ class Log_Diversion {
     const Log_Diversion *outer_;
 };
 
-// Goes to the log whatever diverts the others.
+// Writes to the log even while a Log_Diversion exists.
 void log_undiverted(Log_Level level, std::string_view line);
 
 void log_debug(std::string_view line);

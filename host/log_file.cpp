@@ -42,7 +42,7 @@ Log_File::Log_File(const std::string &path) {
     if (const std::string why = why_unsafe(path); !why.empty()) {
         refuse(path, text("another user could replace it: ", why));
     }
-    std::error_code error; // opening the file fails then, and says why
+    std::error_code error; // ignored: opening the file fails too, and reports why
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
     file_ = open_log(path);
     struct stat status {};

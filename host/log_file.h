@@ -1,4 +1,4 @@
-// The file that the daemon logs to.
+// The file that the daemon logs to, opened safely.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@ namespace wispd {
 
 class Log_File {
   public:
-    // Opens it, or makes one that its owner can write and its group can read. Throws std::runtime_error for a file that is
-    // none of the daemon's own: a link, a device, one of another user or with a second name, or one in a directory where
-    // another user could exchange it.
+    // Opens the file, or creates it: writable by its owner, readable by its group. Throws std::runtime_error
+    // for a link, a device, a file of another user, or a file with a second name. Also throws for a file in a
+    // directory where another user could replace it.
     explicit Log_File(const std::string &path);
 
-    // Leads to this file for as long as the object lives.
+    // Returns a path that leads to this file while the object exists.
     std::string path_by_descriptor() const;
 
   private:

@@ -1,14 +1,14 @@
-// Paths as a daemon needs them.
+// Paths that a daemon derives from other paths.
 #pragma once
 
 #include <string>
 
 namespace wispd {
 
-// The control socket that belongs to a socket.
+// Returns the path of the control socket that belongs to a socket.
 std::string control_path_for(const std::string &socket);
 
-// A relative path under the working directory, since a daemon leaves that.
+// Makes a relative path absolute, because a daemon leaves its working directory.
 std::string absolute_path(const std::string &path);
 
 } // namespace wispd

@@ -1,4 +1,4 @@
-// The process at the other end of a connection, as the system knows it, and what it may do.
+// The process at the other end of a connection, as the system reports it, and what it is permitted to do.
 #pragma once
 
 #include <sys/types.h>
@@ -8,18 +8,18 @@ namespace wispd {
 
 struct Peer {
     pid_t pid = 0;
-    uid_t uid = static_cast<uid_t>(-1); // -1: the system did not tell
+    uid_t uid = static_cast<uid_t>(-1); // -1: the system did not report it
     gid_t gid = static_cast<gid_t>(-1);
-    std::vector<gid_t> groups; // the supplementary ones
+    std::vector<gid_t> groups; // the supplementary groups
 };
 
-// The process that connected, as it was when it did.
+// Returns the process that connected, with the identity it had at that time.
 Peer peer_of(int socket);
 
-// Whether it runs as root or as the daemon's own user.
+// Returns whether the process runs as root or as the daemon's own user.
 bool is_trusted(const Peer &peer, uid_t own);
 
-// Whether it is trusted or a member of the group; a `group` of -1 has no members.
+// Returns whether the process is trusted or a member of the group; a `group` of -1 has no members.
 bool is_authorised(const Peer &peer, uid_t own, gid_t group);
 
 } // namespace wispd

@@ -24,7 +24,7 @@ bool Pinned_File::set_group(gid_t group) const {
            fchownat(file_.get(), "", static_cast<uid_t>(-1), group, AT_EMPTY_PATH) == 0;
 }
 
-// The system changes no mode through a descriptor of this kind, but through its name under /proc.
+// The system does not change the mode of an O_PATH descriptor, but accepts its name under /proc.
 bool Pinned_File::set_mode(mode_t mode) const {
     return chmod(path_by_descriptor().c_str(), mode) == 0;
 }

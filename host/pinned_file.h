@@ -1,4 +1,4 @@
-// A file that stays the same one, whatever another process puts at its path meanwhile.
+// A reference to one file that stays valid even when another process replaces the file at its path.
 #pragma once
 
 #include <string>
@@ -11,18 +11,18 @@ namespace wispd {
 
 class Pinned_File {
   public:
-    // The file itself, also when it is a link; it is not opened for reading or writing. Not there: exists() is false,
-    // with the reason in errno.
+    // Refers to the path itself, even when it is a link, without opening it for reading or writing. When the
+    // file does not exist, exists() is false and errno holds the reason.
     explicit Pinned_File(const std::string &path);
 
     bool exists() const { return file_.get() >= 0; }
     const struct stat &status() const { return status_; }
-    // Whether the path names this file.
+    // Returns whether the path names this file.
     bool is_at(const std::string &path) const;
-    // False, with the reason in errno, when it cannot be changed. A group of -1 stays as it is.
+    // Returns false, with the reason in errno, when the change fails. A group of -1 leaves the group unchanged.
     bool set_group(gid_t group) const;
     bool set_mode(mode_t mode) const;
-    // A path that leads to this file and no other, for as long as this object lives.
+    // Returns a path that leads to exactly this file while the object exists.
     std::string path_by_descriptor() const;
 
   private:

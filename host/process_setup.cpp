@@ -13,11 +13,11 @@ namespace wispd {
 
 namespace {
 
-// A descriptor that is opened gets the lowest free number.
+// The kernel assigns the lowest free number, so opening in ascending order fills each gap.
 void open_standard_descriptors() {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) {
-            _exit(EXIT_FAILURE); // there is nowhere to complain to
+            _exit(EXIT_FAILURE); // no descriptor is left to report an error to
         }
     }
 }

@@ -1,11 +1,11 @@
-// What a process has to be like before it opens or makes anything.
+// Prepares a process before it opens or creates any file.
 #pragma once
 
 namespace wispd {
 
-// Opens the descriptors 0 to 2 where they are closed, so that no file of the daemon's gets their numbers; makes files
-// readable by others whatever the caller's umask, unless they have a mode of their own; and keeps the process's memory,
-// with its keys, from core files and from other processes of the same user, unless a debugger runs it.
+// Opens descriptors 0 to 2 if they are closed, so that no file of the daemon gets such a number. Makes files
+// readable by others whatever the umask, unless they have their own mode. Keeps memory, with its keys, out of
+// core files and from other processes of the user, except under a debugger.
 void prepare_process();
 
 } // namespace wispd

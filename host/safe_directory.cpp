@@ -13,19 +13,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The owner of the root directory is as good as root, which has no number in some namespaces.
+// The owner of the root directory is as trusted as root, which has no number in some namespaces.
 bool may_own(uid_t user) {
     struct stat root {};
     return is_trusted_user(user) || (stat("/", &root) == 0 && user == root.st_uid);
 }
 
-// With an access list the group's bits say what the listed users and groups can do at most.
+// With an access list, the group bits are the upper limit for all listed users and groups.
 bool has_access_list(const fs::path &directory) {
     return getxattr(directory.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
 }
 
-// Members of root's group are as trusted as root. In a sticky directory only its owner and a file's owner can exchange
-// the file.
+// Members of root's group are as trusted as root. In a sticky directory, only its owner and the file's owner
+// can replace the file.
 bool others_can_write(const struct stat &directory, bool has_list) {
     const bool by_group = (directory.st_mode & S_IWGRP) != 0 && (directory.st_gid != 0 || has_list);
     return (by_group || (directory.st_mode & S_IWOTH) != 0) && (directory.st_mode & S_ISVTX) == 0;

@@ -1,12 +1,12 @@
-// Directories in which nobody else can put other files in the place of ours.
+// Checks that no other user can replace files in a directory.
 #pragma once
 
 #include <string>
 
 namespace wispd {
 
-// Why another user could exchange a file at this absolute path: a directory on the way to it that others may write to,
-// unless it is sticky, or that belongs to another user. Empty when nobody could, and when a directory is missing.
+// Returns why another user could replace a file at this absolute path; empty when it is safe. Directories
+// on the way need trusted owners, and only trusted writers unless sticky. Missing directories are skipped.
 std::string why_unsafe(const std::string &path);
 
 } // namespace wispd

@@ -1,11 +1,11 @@
-// For threads that are to leave the program's signals to the others.
+// Blocks signals for threads that must leave them to the program's other threads.
 #pragma once
 
 #include <csignal>
 
 namespace wispd {
 
-// A thread that is started while this stands takes no signals.
+// Threads that are started while this object exists receive no signals.
 class Signals_Blocked {
   public:
     Signals_Blocked() {

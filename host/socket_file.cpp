@@ -18,7 +18,7 @@ namespace wispd {
 
 namespace {
 
-// Files are made for nobody but the owner, until their group and mode are set.
+// Limits new files to the owner until their group and mode are set.
 class Private_Umask {
   public:
     Private_Umask() : before_(umask(0177)) {}
@@ -89,10 +89,10 @@ void clear_socket_path(const std::string &path) {
         throw Start_Failure(text(path, " exists and is not a socket; remove it or choose another path"));
     }
     const Descriptor probe = make_socket(path);
-    // The process that is asked is the one that is removed, also when the path changes meanwhile.
+    // Connects through the descriptor: the probed socket is the removed one, even when the path changes.
     const sockaddr_un address = address_of(old.path_by_descriptor());
     const int connected = connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    // A full backlog (EAGAIN) is somebody listening, too.
+    // A full backlog (EAGAIN) also means that a process listens.
     if (connected == 0 || errno == EAGAIN) {
         throw Start_Failure(text("another process listens on ", path, "; stop it, or choose another path"));
     }
@@ -122,7 +122,7 @@ Socket_File::Socket_File(const std::string &path, const Access &access) : descri
     path_ = path;
     device_ = file.status().st_dev;
     inode_ = file.status().st_ino;
-    // A constructor that throws runs no destructor.
+    // Clean up here: a constructor that throws runs no destructor.
     try {
         give_to_clients(file, path, access);
     } catch (...) {

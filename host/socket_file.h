@@ -1,4 +1,4 @@
-// A listening UNIX socket and its file.
+// A listening UNIX socket and its file, with the access rights that clients get.
 #pragma once
 
 #include <string>
@@ -8,27 +8,27 @@
 
 namespace wispd {
 
-// Who may use what the daemon makes in the system.
+// Access rights to the files and segments that the daemon creates.
 struct Access {
-    gid_t group = static_cast<gid_t>(-1); // -1: as the daemon runs
+    gid_t group = static_cast<gid_t>(-1); // -1: the daemon's own group
     mode_t socket_mode = 0660;
-    mode_t key_mode = 0640;                       // of the segment with the security keys
-    gid_t act_group = static_cast<gid_t>(-1);     // may act on the node; -1: no group
-    gid_t control_group = static_cast<gid_t>(-1); // may use the control socket; -1: no group
+    mode_t key_mode = 0640;                       // mode of the segment with the security keys
+    gid_t act_group = static_cast<gid_t>(-1);     // is permitted to act on the node; -1: no group
+    gid_t control_group = static_cast<gid_t>(-1); // has access to the control socket; -1: no group
 };
 
-// Of the control socket: for the daemon's user alone unless a group may use it.
+// Returns the rights of the control socket: only the daemon's user has access, unless a group is configured.
 Access control_access(const Access &access);
 
 // Throws Start_Failure when the path does not fit a socket address.
 void check_socket_path(const std::string &path, const std::string &what);
 
-// Makes way for a socket of our own: removes a socket that nobody listens on. Throws Start_Failure when
-// somebody does, or when the path is something else than a socket.
+// Removes a socket on which no process listens, to make room for a new one. Throws Start_Failure when a process
+// listens on it, or when the path is not a socket.
 void clear_socket_path(const std::string &path);
 
-// A bound socket that does not listen yet, so that nobody can connect before the rest stands. The file goes
-// with the object, if it is still the same one.
+// A bound socket that does not listen yet, so that no client connects before the daemon is ready. The
+// destructor removes the file, if it is still the same one.
 class Socket_File {
   public:
     Socket_File() = default;
@@ -38,12 +38,12 @@ class Socket_File {
     ~Socket_File();
 
     void listen();
-    // Moves the file away, so that its inode stays taken while another is made in its place.
+    // Renames the file, which keeps its inode in use while another socket is created in its place.
     void set_aside(const std::string &path);
-    // Leaves the file to another owner.
+    // Transfers the file to another owner, so that the destructor keeps it.
     void forget() { path_.clear(); }
     const std::string &path() const { return path_; }
-    // The listening descriptor, given away; the file stays ours.
+    // Returns and releases the listening descriptor; this object still owns the file.
     int release() { return descriptor_.release(); }
 
   private:

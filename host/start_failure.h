@@ -1,4 +1,4 @@
-// Why wispd cannot start: something in the system, not in its configuration.
+// The error for a start that fails because of the system, not because of the configuration.
 #pragma once
 
 #include <stdexcept>

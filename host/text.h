@@ -1,4 +1,4 @@
-// Texts for people, built out of pieces, as in text("node ", 3, " is down").
+// Builds text for people out of pieces, as in text("node ", 3, " is down").
 #pragma once
 
 #include <concepts>
@@ -23,7 +23,7 @@ template <typename... Pieces> std::string text(const Pieces &...pieces) {
     return out;
 }
 
-// "what: 1 2 3", with the first 16 numbers; empty for none.
+// Returns "what: 1 2 3" with the first 16 numbers; empty when there are no numbers.
 std::string list_of(const char *what, const std::vector<int64_t> &numbers);
 
 } // namespace wispd

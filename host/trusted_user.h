@@ -1,4 +1,4 @@
-// Which users' files, processes and connections count as the daemon's own.
+// Decides which users are trusted: their files, processes and connections are treated as the daemon's own.
 #pragma once
 
 #include <sys/types.h>
@@ -6,7 +6,7 @@
 
 namespace wispd {
 
-// Root, and the user that the daemon runs as.
+// Returns true for root and for the user that the daemon runs as.
 inline bool is_trusted_user(uid_t user, uid_t own = geteuid()) {
     return user == 0 || user == own;
 }
