@@ -27,7 +27,7 @@ bool is_address(const Hb_IP_address6 &address) {
 bool fits_interface(Hb_IP_address4 address) {
     constexpr uint32_t this_network = 0;
     constexpr uint32_t loopback = 127;
-    constexpr uint32_t first_multicast = 224; // from there on: groups, reserved, broadcast
+    constexpr uint32_t first_multicast = 224; // from here on: multicast, reserved, broadcast
     const uint32_t first_octet = ntohl(address.s_addr) >> 24;
     return first_octet != this_network && first_octet != loopback && first_octet < first_multicast;
 }

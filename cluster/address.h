@@ -9,18 +9,18 @@
 
 namespace wispd {
 
-// An IPv4 or IPv6 address from its usual text; empty when it is neither.
+// Parses an IPv4 or IPv6 address; returns an empty optional when the text is neither.
 std::optional<Hb_IP_address6> parse_address(const std::string &text);
 
-// "none" for no address.
+// Returns the address as text, or "none" when all bytes are zero.
 std::string address_text(const Hb_IP_address6 &address);
 
-// All zero bytes are no address.
+// Returns false when all bytes are zero, which means that there is no address.
 bool is_address(const Hb_IP_address6 &address);
 
 Hb_IP_address6 mapped(Hb_IP_address4 address);
 
-// Whether an interface can have it as its own: neither a group's, nor a loopback one, nor none.
+// Returns whether an interface can own the address: not zero, loopback, multicast, reserved or broadcast.
 bool fits_interface(Hb_IP_address4 address);
 
 bool same_address(const Hb_IP_address6 &a, const Hb_IP_address6 &b);

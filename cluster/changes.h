@@ -1,4 +1,4 @@
-// What an operation on the cluster changed.
+// The result of an operation on the cluster: which members and settings changed.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 
 namespace wispd {
 
-// In the incarnation of a death: the adapter was removed from the configuration.
+// A flag in the incarnation of a death: the adapter was removed from the configuration.
 inline constexpr Hb_Incarnation REMOVED_FROM_CONFIGURATION = 0x08000000;
 
 inline constexpr Hb_Adapter_Number NO_ADAPTER = 0xFFFFFFFF;
@@ -26,18 +26,18 @@ struct Foreign_Instance {
     Hb_Config_Instance instance = 0;
 };
 
-// What an operation changed, to be told in the order of the members. Deaths come before the configuration
-// update and joins after it: a client then always knows the numbers that it is told about.
+// What an operation changed, in the order in which clients are notified. Deaths come before the configuration
+// update and joins after it, so a client always knows the numbers that it receives.
 struct Changes {
     std::vector<Adapter_Member> adapter_deaths;
     std::vector<Hb_Node_Number> node_deaths;
-    int node_slots_at_death = 0; // node slots while the deaths are told; an update may change them
+    int node_slots_at_death = 0; // node slots while deaths are reported; an update can change them
     bool configuration_updated = false;
     std::vector<Adapter_Member> adapter_joins;
     std::vector<Hb_Node_Number> node_joins;
     std::optional<Heartbeat> heartbeat;
     std::optional<Foreign_Instance> foreign_instance;
-    std::string failure_report; // a first-failure identifier that was reported by itself
+    std::string failure_report; // a first-failure identifier that is reported by itself
 
     bool any() const {
         return changes_membership() || configuration_updated || heartbeat || foreign_instance ||

@@ -36,7 +36,7 @@ Cluster::Cluster(const Configuration &configuration) {
     }
 }
 
-// Replaces all tables by the configuration's, with every adapter down.
+// Replaces all tables by those of the configuration, with every adapter down.
 void Cluster::load(const Configuration &configuration) {
     name_ = configuration.name;
     local_node_ = configuration.local_node;
@@ -46,7 +46,7 @@ void Cluster::load(const Configuration &configuration) {
     if (configuration.heartbeat) {
         heartbeat_ = configuration.heartbeat;
     }
-    // A network that went leaves an empty entry behind: clients keep what they held for a number that a message
+    // A removed network keeps an empty entry. Clients would keep their old data for any number that a message
     // does not list.
     networks_.assign(std::min(networks_.size(), static_cast<std::size_t>(adapters_per_node_)), Network());
     for (const Configured_Network &network : configuration.networks) {
@@ -181,7 +181,7 @@ void Cluster::remove(std::size_t adapter, Changes &changes) {
     --configured_adapters_;
 }
 
-// Whether the node's own state follows from its adapters'.
+// Updates the node's state from its configured and active adapters, and records its join or death.
 void Cluster::settle_node(std::size_t node, Changes &changes) {
     Node &it = nodes_[node];
     const bool is_local = static_cast<int>(node) == local_node_;

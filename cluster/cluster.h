@@ -1,15 +1,15 @@
-// The cluster as it is now: who is configured, who is up, under which incarnation.
+// The current state of the cluster: which nodes and adapters are configured and up, and their incarnations.
 //
-// Each operation changes the model and returns what has to be told. None does any I/O, so that every source
-// drives the same rules and a test needs neither socket nor clock.
+// Each operation changes the model and returns what clients must be notified of. No operation does any I/O, so
+// every source drives the same rules, and a test needs neither socket nor clock.
 //
-//  - An adapter is up or down. Each time it comes up its incarnation grows by one.
-//  - A node is configured while one of its adapters is. It is up while one of its adapters is; the local
-//    node is always up, since the daemon runs on it.
-//  - Where an engine tells who is a member, that alone decides who is up, and nobody is up on a node that is none.
-//  - Up and down are about liveness. Join and leave are about the configuration.
-//  - An adapter that carries IP is up only while it has an address. One that was disabled, or whose interface
-//    was taken down, stays down until that is taken back or somebody who knows says that it is up.
+//  - An adapter is up or down. Each time it comes up, its incarnation grows by one.
+//  - A node is configured while one of its adapters is configured, and up while one of its adapters is up. The
+//    local node is always up, because the daemon runs on it.
+//  - Where an engine reports the members, it alone decides which nodes are up. Other nodes' adapters are down.
+//  - Up and down describe liveness. Join and leave describe the configuration.
+//  - An adapter that carries IP is up only while it has an address. When it is disabled or its interface goes
+//    down, it stays down until that is undone or a command or the engine reports it up.
 #pragma once
 
 #include <map>
@@ -25,7 +25,7 @@
 
 namespace wispd {
 
-// An operation that does not apply to the cluster as it is; nothing was changed.
+// The error for an operation that does not apply to the current state of the cluster; nothing was changed.
 class Refused : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -40,11 +40,11 @@ struct Adapter {
     bool known = false; // the file or a join described it
     bool configured = false;
     bool up = false;
-    bool starts_up = true; // what its description said last
+    bool starts_up = true; // the state in its latest description
     bool carries_ip = true;
     bool disabled = false;
     bool interface_down = false;
-    bool told_down = false; // by an engine
+    bool told_down = false; // reported down by an engine
     Hb_Incarnation incarnation = 0;
     Hb_IP_address6 address{};
     std::string type;
@@ -52,20 +52,20 @@ struct Adapter {
 
 struct Node {
     std::string name;
-    std::optional<bool> member; // where an engine says who is a member; otherwise the adapters decide
+    std::optional<bool> member; // set where an engine reports the members; otherwise adapters decide
     int configured_adapters = 0;
     int up_adapters = 0;
     bool up = false;
 };
 
-// Who is alive, as one who knows the whole cluster sees it.
+// The liveness of the whole cluster, from a source that knows all of it.
 struct Liveness {
     std::set<int> nodes;
-    std::set<int64_t> adapters; // those of other nodes than these do not count
-    // Who went and came back since the last time: they die and join.
+    std::set<int64_t> adapters; // adapters of nodes not in `nodes` are ignored
+    // Nodes and adapters that failed and recovered since the last report: each dies and joins.
     std::set<int> nodes_back;
     std::set<int64_t> adapters_back;
-    // By node: its adapters that come up now have at least this one.
+    // By node: the lowest incarnation that its adapters get when they come up now.
     std::map<int, Hb_Incarnation> incarnations{};
 };
 
@@ -79,31 +79,31 @@ class Cluster {
     Changes node_leave(int node);
     Changes adapter_up(int64_t adapter);
     Changes adapter_down(int64_t adapter);
-    // Without an address the adapter must be known already.
+    // The address is optional only for an adapter that is known already.
     Changes adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
                          const std::optional<std::string> &type);
     Changes adapter_leave(int64_t adapter);
 
-    // These change nothing where it is so already.
+    // These change nothing when the adapter is in the wanted state already.
     Changes adapter_enable(int64_t adapter);
     Changes adapter_disable(int64_t adapter);
     Changes interface_up(int64_t adapter);
     Changes interface_down(int64_t adapter);
-    // With its address an adapter comes up, unless it is held down; without it, it goes down.
+    // Sets or removes an address: the adapter comes up with one, unless held down, and goes down without it.
     Changes set_address(int64_t adapter, const Hb_IP_address6 &address);
     Changes clear_address(int64_t adapter);
     Changes swap_addresses(int64_t adapter, int64_t other);
-    // The local adapters that are up die and come back, as when the daemon slept beyond everybody's patience.
+    // Reports a death and a join of every local adapter that is up, as after a long sleep of the daemon.
     Changes sleep_and_wake();
 
-    // From here on members are told, and a node no longer follows from its adapters. Whoever is not configured is
-    // passed over; the local node is always a member.
+    // Applies the members reported by an engine; from then on, adapters no longer decide a node's state.
+    // Ignores nodes that are not configured, and always includes the local node.
     Changes set_liveness(const Liveness &liveness);
-    // Both in one: the configuration, when there is one, and who is alive in it.
+    // Applies the configuration, if there is one, and then the liveness, as one set of changes.
     Changes follow(const std::optional<Configuration> &next, const Liveness &liveness);
 
-    // Takes over a whole configuration. Members that stay keep their liveness unless their configured state
-    // is another than it was at the last configuration.
+    // Installs a whole configuration. Members that stay keep their liveness, unless their configured state
+    // differs from the previous configuration.
     Changes reconfigure(const Configuration &next);
 
     Changes set_heartbeat(const Heartbeat &settings);
@@ -116,9 +116,9 @@ class Cluster {
     int adapters_per_node() const { return adapters_per_node_; }
     Hb_Config_Instance instance() const { return instance_; }
     const std::optional<Heartbeat> &heartbeat() const { return heartbeat_; }
-    // Generation of the configuration, from 1; never 0.
+    // Returns the generation of the configuration: starts at 1, never 0.
     Hb_Sequence_Number configuration_sequence() const { return configuration_sequence_; }
-    // Generation of the adapter membership.
+    // Returns the generation of the adapter membership.
     Hb_Incarnation group_incarnation() const { return group_incarnation_; }
     int configured_adapters() const { return configured_adapters_; }
 
@@ -126,13 +126,13 @@ class Cluster {
     const std::vector<Node> &nodes() const { return nodes_; }          // by node number
     const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
 
-    // Where an engine tells who is configured and who is up, all that would say otherwise is refused.
+    // Returns whether an engine decides liveness and configuration; commands that contradict it are rejected.
     bool engine_tells() const { return engine_tells_; }
 
-    // The local node's adapter in that network; empty when it has none in the configuration.
+    // Returns the local node's adapter in that network; empty when no adapter is configured there.
     std::optional<std::size_t> local_adapter(int network) const;
     bool is_local(std::size_t adapter) const { return place_of(adapter).node == local_node_; }
-    // The configured adapter that has the address.
+    // Returns the configured adapter that has the address.
     std::optional<std::size_t> owner_of(const Hb_IP_address6 &address) const;
 
     std::vector<Adapter_Member> adapters_up() const;
@@ -146,7 +146,7 @@ class Cluster {
 
     void load(const Configuration &configuration);
     Numbering place_of(std::size_t adapter) const;
-    // The numbers of the node's adapters, whether there are such or not.
+    // Returns all adapter numbers of the node, whether or not they are in use.
     std::ranges::iota_view<std::size_t, std::size_t> slots_of(std::size_t node) const;
     std::size_t check_node(int node) const;
     std::size_t check_configured_node(int node) const;
@@ -188,13 +188,13 @@ class Cluster {
     std::vector<Adapter> adapters_;
 };
 
-// Whether liveness is all that it lacks.
+// Returns whether the adapter is configured and has the address that it needs.
 bool can_be_up(const Adapter &adapter);
 
-// Whether a client or the engine keeps it from coming up.
+// Returns whether a client or the engine keeps the adapter from coming up.
 bool is_held_down(const Adapter &adapter);
 
-// The incarnation after this one: never 0, never all bits set, and never with the removal flag in it.
+// Returns the next incarnation: never 0, never all bits set, and never with the removal flag.
 Hb_Incarnation next_incarnation(Hb_Incarnation incarnation);
 
 } // namespace wispd

@@ -6,7 +6,7 @@
 
 namespace wispd {
 
-// What was there before it.
+// The cluster before the configuration was replaced.
 struct Cluster::Before {
     std::vector<Adapter> adapters;
     std::vector<Node> nodes;
@@ -39,7 +39,7 @@ Changes Cluster::reconfigure(const Configuration &next) {
     return changes;
 }
 
-// An adapter that is renumbered is, to a client, another one: it leaves and joins.
+// To a client, an adapter with a new number is another adapter: it leaves and joins.
 bool Cluster::survives(std::size_t adapter, const Before &before) const {
     return before.adapters_per_node == adapters_per_node_ && adapter < before.adapters.size() &&
            adapter < adapters_.size() && before.adapters[adapter].configured && adapters_[adapter].configured;
@@ -49,7 +49,7 @@ void Cluster::carry_over(std::size_t adapter, const Before &before, Changes &cha
     const Adapter &old = before.adapters[adapter];
     const std::size_t node = adapter / static_cast<std::size_t>(before.adapters_per_node);
     const std::size_t slot = adapter % static_cast<std::size_t>(before.adapters_per_node);
-    // Incarnations belong to the place, so that one that comes back is never taken for the one that died.
+    // Incarnations belong to the position, so a returning adapter is never mistaken for the one that died.
     if (node < nodes_.size() && slot < static_cast<std::size_t>(adapters_per_node_)) {
         adapters_[node * static_cast<std::size_t>(adapters_per_node_) + slot].incarnation = old.incarnation;
     }
@@ -72,7 +72,7 @@ void Cluster::carry_over(std::size_t adapter, const Before &before, Changes &cha
     }
 }
 
-// Whether it is down and comes up with the configuration.
+// Returns whether the adapter is down and comes up with the new configuration.
 bool Cluster::is_newly_up(std::size_t adapter, const Before &before) const {
     const Adapter &it = adapters_[adapter];
     if (!it.configured || it.up || !it.starts_up || is_held_down(it)) {

@@ -31,7 +31,7 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
         }
         nodes_[number].member = is_member;
         if (nodes_[number].configured_adapters == 0) {
-            continue; // nearly all of them: their adapters are not worth the look
+            continue; // most slots are unused: skip their adapters to save time
         }
         for (const std::size_t adapter : slots_of(number)) {
             if (adapters_[adapter].configured) {

@@ -1,4 +1,4 @@
-// A cluster as it is configured: plain data, the same whichever source it comes from.
+// The configuration of a cluster: plain data, the same for every source.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ struct Configured_Adapter {
     Hb_Network_Number network = 0;
     Hb_IP_address6 address{};
     std::string type;
-    bool up = true;         // how it starts
-    bool carries_ip = true; // or the network is none that has addresses
+    bool up = true;         // its state at the start
+    bool carries_ip = true; // false: the network has no addresses
 };
 
 struct Configured_Node {
@@ -38,7 +38,7 @@ struct Heartbeat {
     bool operator==(const Heartbeat &) const = default;
 };
 
-// Where what is sent to a port of a node is delivered, in place of the network: a UNIX datagram socket.
+// A UNIX datagram socket that receives what is sent to a port of a node, in place of the network.
 struct Endpoint {
     int node = 0;
     uint16_t port = 0;
@@ -54,7 +54,7 @@ struct Configuration {
     int adapters_per_node = 0; // 1 to HB_NETWORK_SLOTS
     Hb_Config_Instance instance = 1;
     std::optional<Heartbeat> heartbeat;
-    bool engine_tells = false; // who is configured and who is up comes from an engine, and from nowhere else
+    bool engine_tells = false; // an engine alone decides what is configured and up
     std::vector<Configured_Network> networks;
     std::vector<Configured_Node> nodes;
 };

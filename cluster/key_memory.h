@@ -1,4 +1,4 @@
-// Memory for the keys: pages of their own, which are in no core file and are overwritten before they are given back.
+// Memory for keys: separate pages that are excluded from core files and overwritten before they are released.
 #pragma once
 
 #include "lib/wire/hb_wire.h"
@@ -7,7 +7,7 @@ namespace wispd {
 
 class Key_Memory {
   public:
-    // Zero at first. Throws std::bad_alloc.
+    // Starts with all bytes zero. Throws std::bad_alloc.
     Key_Memory();
     Key_Memory(const Key_Memory &) = delete;
     Key_Memory &operator=(const Key_Memory &) = delete;

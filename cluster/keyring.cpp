@@ -8,7 +8,7 @@ namespace wispd {
 
 namespace {
 
-// A marshalled key that is wiped when it goes.
+// A marshalled key that is wiped when it is destroyed.
 class New_Key {
   public:
     New_Key(uint32_t type, int32_t length) {
@@ -37,7 +37,7 @@ class New_Key {
 } // namespace
 
 Keyring::Keyring(const Security_Settings &settings) : settings_(settings) {
-    // A generation also without keys, so that clients can tell the two apart.
+    // The generation is never 0, even without keys, so that clients can distinguish this from empty memory.
     content_.get().sequence_number = 1;
     if (!settings_.enabled) {
         return;
@@ -60,7 +60,7 @@ void Keyring::rotate() {
     Hb_Shared_Security_Status &previous = content_.get().previous_sec_status;
     Hb_Shared_Key_Cache &cache = content_.get().cache;
     if (previous.key.length != 0) {
-        // What falls out at the end is overwritten by the move.
+        // The move overwrites the oldest key.
         std::memmove(&cache.keyCache[1], &cache.keyCache[0], sizeof cache.keyCache - sizeof cache.keyCache[0]);
         cache.keyCache[0] = previous.key;
         cache.keyCacheCount += cache.keyCacheCount < HB_KEY_CACHE_SIZE ? 1 : 0;
@@ -69,7 +69,7 @@ void Keyring::rotate() {
     previous.is_valid_for_signing = Hb_False;
     current.key = key.form();
     current.keyCount = 2 + static_cast<int32_t>(cache.keyCacheCount);
-    // One for the moment in which the new content is being written, one for when it is there.
+    // Clients read one generation while the new content is being written, and another when it is complete.
     content_.get().sequence_number += 2;
 }
 

@@ -1,5 +1,5 @@
-// The keys in force: the current one, the one before, and a cache of the newest ones before that, in the form
-// in which they are published. Key bytes are overwritten before their memory is given back.
+// The keys in use, as they are published: the current key, the previous one, and a cache of the newest older
+// keys. Key bytes are overwritten before their memory is released.
 #pragma once
 
 #include <chrono>
@@ -15,20 +15,20 @@ struct Security_Settings {
     bool enabled = false;
     uint32_t key_type = SEC_KEY_TYPE_HMAC_SHA256;
     int32_t key_length = 32;
-    std::chrono::microseconds rotate_every{0}; // 0: only when told
+    std::chrono::microseconds rotate_every{0}; // 0: only on request
 
     bool operator==(const Security_Settings &) const = default;
 };
 
 class Keyring {
   public:
-    // Enabled, it makes the first key. Throws std::runtime_error when there is no randomness to make it from.
+    // Creates the first key if enabled. Throws std::runtime_error when the system provides no random bytes.
     explicit Keyring(const Security_Settings &settings);
     Keyring(const Keyring &) = delete;
     Keyring &operator=(const Keyring &) = delete;
 
-    // A new key becomes the current one, the current one the previous, and the previous goes into the cache.
-    // Throws Refused when security is not enabled or no key can be made; nothing is changed then.
+    // Makes a new key the current one, the current key the previous one, and moves the previous key into the
+    // cache. Throws Refused, and changes nothing, when security is not enabled or no key can be created.
     void rotate();
 
     bool is_enabled() const { return settings_.enabled; }
@@ -40,7 +40,7 @@ class Keyring {
     Key_Memory content_;
 };
 
-// "hmac-sha256" and the like; null for an unknown type.
+// Returns a name such as "hmac-sha256"; null for an unknown type.
 const char *key_type_name(uint32_t type);
 
 } // namespace wispd

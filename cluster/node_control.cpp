@@ -20,7 +20,7 @@ Outcome done(std::string note, Changes changes = {}) {
     return {REQUEST_DONE, 0, std::move(note), std::move(changes)};
 }
 
-// What the cluster itself refuses is said in its words.
+// When the cluster rejects the operation, its message becomes the note.
 template <typename Operation> Outcome attempt(std::string note, Operation operation) {
     try {
         return done(std::move(note), operation());
@@ -29,7 +29,7 @@ template <typename Operation> Outcome attempt(std::string note, Operation operat
     }
 }
 
-// Deaths alone.
+// Appends the deaths only: confirming suspicions changes nothing else.
 void append(Changes &all, const Changes &more) {
     all.adapter_deaths.insert(all.adapter_deaths.end(), more.adapter_deaths.begin(), more.adapter_deaths.end());
     all.node_deaths.insert(all.node_deaths.end(), more.node_deaths.begin(), more.node_deaths.end());
@@ -67,7 +67,7 @@ Outcome Node_Control::act(const Node_Request &request, Time now) {
 Outcome Node_Control::act_on_adapter(const Node_Request &request, Time now) {
     const std::optional<std::size_t> adapter = cluster_.local_adapter(static_cast<int>(request.number));
     if (!adapter) {
-        // Grace has no status of its own for this.
+        // A grace request has no status of its own for this case.
         return refused(request.kind == HB_ADAPTER_GRACE_REQ ? REQUEST_FAILED : REQUEST_NOT_CONFIGURED,
                        text("the local node has no adapter in network ", request.number));
     }
@@ -133,7 +133,7 @@ Outcome Node_Control::confirm_due(Time now) {
             append(deaths.changes, death.changes);
         }
     };
-    // Whoever went down meanwhile was taken off the list, but one of these may take another with it.
+    // Members that went down are off the list already, but one death here can cause another one.
     for (int64_t adapter : due.adapters) {
         add(attempt("", [&] { return cluster_.adapter_down(adapter); }));
     }
@@ -155,7 +155,7 @@ bool Node_Control::clear_node(int node) {
     return any;
 }
 
-// ---- The adapters of the local node ----
+// ---- Adapters of the local node ----
 
 Outcome Node_Control::change_liveness(const Node_Request &request, std::size_t adapter) {
     const auto number = static_cast<int64_t>(adapter);

@@ -1,5 +1,5 @@
-// Acts on what clients ask for their node: checks it against the cluster, changes it, and keeps what is not a
-// matter of membership. No I/O; the time is passed in.
+// Executes the requests of clients that concern their node: checks each against the cluster, applies it, and
+// keeps the state outside membership. Does no I/O; the caller passes the time in.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,14 @@
 namespace wispd {
 
 struct Suspicion_Settings {
-    std::chrono::microseconds confirm{
-        1000000}; // confirm_seconds: from a suspicion to the death that it becomes
+    // confirm_seconds: the time from a suspicion to the death that it becomes.
+    std::chrono::microseconds confirm{1000000};
     int32_t max_grace_seconds = 3600;
 
     bool operator==(const Suspicion_Settings &) const = default;
 };
 
-// Which network interface modules are under manual control: all or none, and those that are not as the rest.
+// Network interface modules under manual control: all or no modules, with the exceptions to that.
 struct Manual_Control {
     bool all = false;
     std::set<std::string> exceptions;
@@ -29,8 +29,8 @@ struct Manual_Control {
 
 struct Outcome {
     Request_Status status = REQUEST_DONE;
-    int32_t word = 0; // the adapter's state, where that was asked for
-    std::string note; // what came of it, in words
+    int32_t word = 0; // the adapter's state, if it was requested
+    std::string note; // the outcome in words, for the log
     Changes changes;
 };
 
@@ -41,16 +41,16 @@ class Node_Control {
         heed({});
     }
 
-    // Every request but the configuration, subscriptions, routes, multicasts, heartbeats and the shutdown.
+    // Executes any request except configuration, subscriptions, routes, multicasts, heartbeats and shutdown.
     Outcome act(const Node_Request &request, Time now);
 
-    // The suspicions that are due become deaths, all at once.
+    // Turns all suspicions that are due into deaths, in one set of changes.
     Outcome confirm_due(Time now);
     std::optional<Time> next_due() const { return suspicions_.next(); }
-    // A sign of life from elsewhere; false when there was no suspicion that it could end.
+    // Ends a suspicion after a sign of life from elsewhere; returns false when there was no such suspicion.
     bool clear_node(int node);
     bool clear_adapter(int64_t adapter) { return suspicions_.clear_adapter(adapter); }
-    // To be called after any change of the cluster.
+    // Must be called after any change of the cluster.
     void heed(const Changes &changes) { suspicions_.heed(changes, cluster_); }
 
     void set(const Suspicion_Settings &settings) { settings_ = settings; }

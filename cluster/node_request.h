@@ -1,4 +1,4 @@
-// What a client asks the daemon to do to its node, whatever bytes it came in.
+// A client's request to change its node, independent of its encoding.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@ namespace wispd {
 
 struct Node_Request {
     Hb_Client_Request kind = HB_GET_CONFIG_INFO;
-    int64_t number = -1; // of the node, adapter or network that it is about
+    int64_t number = -1; // the node, adapter or network that the request concerns
     Hb_IP_address4 address{};
     int32_t seconds = 0;
-    std::string interface; // empty: every one
+    std::string interface; // empty: all interfaces
 };
 
-// How it ended, as the client is told.
+// The outcome of a request, as the client receives it.
 enum Request_Status : int32_t {
     REQUEST_DONE = HB_STATUS_DONE,
     REQUEST_FAILED = HB_STATUS_FAILED,

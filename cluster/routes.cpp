@@ -21,12 +21,12 @@ struct Reached {
 
 enum class Kind { ip, any };
 
-// An engine's adapters are up as this node reaches them: what it does not reach by itself, nobody passes on.
+// With an engine, an adapter is up when this node reaches it directly, and no node forwards messages to others.
 int links_most(const Cluster &cluster) {
     return cluster.engine_tells() ? 1 : LINKS_MOST;
 }
 
-// A search in breadth: from the local node, from those that it reaches, and so on.
+// A breadth-first search from the local node.
 class Search {
   public:
     Search(const Cluster &cluster, Kind kind)
@@ -76,7 +76,7 @@ class Search {
         return cluster_.nodes()[static_cast<std::size_t>(node)].up_adapters > 0;
     }
 
-    // Everybody on a network is reached from the first who gets there, so each is looked at once.
+    // The first node on a network reaches all others on it, so each network is searched once.
     void search_from(int node, std::deque<int> &waiting) {
         for (int network = 0; network < cluster_.adapters_per_node(); ++network) {
             if (searched_[static_cast<std::size_t>(network)] || !is_usable(node, network)) {

@@ -1,4 +1,4 @@
-// How this node reaches the others: the addresses that a message passes, over networks that are up.
+// The routes from this node to the others: the addresses that a message passes, over networks that are up.
 #pragma once
 
 #include <cstdint>
@@ -18,10 +18,10 @@ struct Node_Route {
 
 using Routes = std::vector<Node_Route>; // by node number
 
-// For each link of the way the sending adapter, then the receiving one. The shortest way is taken, and among
-// equals the lowest networks and the nodes that are reached first; a way over IP goes before one that is
-// not. The route to the local node is its own first adapter. Where an engine tells the cluster, all other routes are
-// one link long.
+// Computes the route to each node: for each link, the sending adapter and then the receiving one. A way over IP
+// is preferred, then the shortest way, then the lowest networks and the nodes that are reached first. The route
+// to the local node is its own first adapter. Where an engine decides liveness, all other routes are one link
+// long.
 Routes compute_routes(const Cluster &cluster);
 
 } // namespace wispd

@@ -1,6 +1,6 @@
-// Who is suspected to be down, and which adapters are given grace. The time is passed in.
+// Nodes and adapters that are suspected to be down, and adapters with grace. The caller passes the time in.
 //
-// A suspicion becomes a death when it is due, unless a sign of life comes before.
+// A suspicion becomes a death when it is due, unless a sign of life arrives first.
 #pragma once
 
 #include <chrono>
@@ -16,10 +16,10 @@ namespace wispd {
 
 using Time = std::chrono::steady_clock::time_point;
 
-// Numbers with the times at which they are due.
+// Numbers, each with the time at which it is due.
 template <typename Number> class Due_List {
   public:
-    // False when it is there already; its time stands.
+    // Returns false when the number is listed already; its time stays unchanged.
     bool add(Number number, Time due) {
         const bool is_new = times_.try_emplace(number, due).second;
         if (is_new) {
@@ -28,7 +28,7 @@ template <typename Number> class Due_List {
         return is_new;
     }
 
-    // False when it was not there.
+    // Returns false when the number is not listed.
     bool remove(Number number) {
         const auto found = times_.find(number);
         if (found == times_.end()) {
@@ -66,18 +66,18 @@ template <typename Number> class Due_List {
 
 class Suspicions {
   public:
-    // False when it is suspected already; that suspicion's time stands.
+    // Returns false when a suspicion exists already; its time stays unchanged.
     bool suspect_node(int node, Time due);
     bool suspect_adapter(int64_t adapter, Time due);
-    // False when it was not suspected.
+    // Returns false when there is no suspicion.
     bool clear_node(int node) { return nodes_.remove(node); }
     bool clear_adapter(int64_t adapter) { return adapters_.remove(adapter); }
 
-    // Ends a suspicion of the adapter.
+    // Gives an adapter grace, which ends a suspicion of it.
     void give_grace(int64_t adapter, Time until);
     bool in_grace(int64_t adapter, Time now) const;
 
-    // When the next suspicion is due.
+    // Returns when the next suspicion is due.
     std::optional<Time> next() const;
     struct Due {
         std::vector<int> nodes;
@@ -85,7 +85,7 @@ class Suspicions {
     };
     Due take_due(Time now);
 
-    // Ends what a change has overtaken: who came up is alive, and who is down is suspected no more.
+    // Removes outdated entries: members that came up are alive, and members that are down need no suspicion.
     void heed(const Changes &changes, const Cluster &cluster);
 
     const std::map<int, Time> &nodes() const { return nodes_.times(); }
@@ -96,7 +96,7 @@ class Suspicions {
     Due_List<int> nodes_;
     Due_List<int64_t> adapters_;
     std::map<int64_t, Time> graces_;
-    int adapters_per_node_ = 0; // that the adapters' numbers were made with
+    int adapters_per_node_ = 0; // the adapter numbers here are based on this value
 };
 
 } // namespace wispd

@@ -22,7 +22,7 @@ constexpr double CONFIRM_LONGEST_SECONDS = 86400;
 constexpr int64_t GRACE_LONGEST_SECONDS = 86400;
 constexpr double ROTATION_LONGEST_SECONDS = 31536000;
 
-// Where something was defined, and as what, for the error about its second definition.
+// The place and kind of a first definition, for the error about a second one.
 struct Definition {
     std::string place;
     std::string what;

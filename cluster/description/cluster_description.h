@@ -1,5 +1,5 @@
-// The sections of a TOML file that describe a cluster. Each function reads its section of the file `root`, of which
-// `path` stands in the errors, and throws Config_Error. Sections that are missing have their defaults.
+// Reads the sections of a TOML file that describe a cluster. Each function reads its section of the file
+// `root`; errors (Config_Error) name `path`. Missing sections get their default values.
 #pragma once
 
 #include <optional>
@@ -13,14 +13,14 @@
 
 namespace wispd {
 
-// [cluster], which must not be missing, [heartbeat], [[network]] and [[node]].
+// Reads [cluster], which is required, and [heartbeat], [[network]] and [[node]].
 Configuration read_cluster(const Toml_Reader &root, const std::string &path);
 
 std::optional<Heartbeat> read_heartbeat(const Toml_Reader &root, const std::string &path);
 Suspicion_Settings read_suspicion(const Toml_Reader &root, const std::string &path);
 Security_Settings read_security(const Toml_Reader &root, const std::string &path);
 
-// Relative paths are relative to the file's directory.
+// Reads [[endpoint]]. Relative paths are relative to the file's directory.
 std::vector<Endpoint> read_endpoints(const Toml_Reader &root, const std::string &path,
                                      const Configuration &cluster);
 

@@ -130,7 +130,7 @@ std::optional<Hb_IP_address6> address(const Arguments &arguments, const char *na
     return value;
 }
 
-// Empty when none is given.
+// Returns an empty text when no identifier is given.
 std::string failure_identifier(const Arguments &arguments) {
     const std::optional<std::string> written = string(arguments, "id", HB_FFDC_ID_SIZE - 1);
     if (!written) {

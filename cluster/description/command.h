@@ -1,4 +1,4 @@
-// What a person, a script or a timeline tells the daemon to do. The verbs and their arguments are the same in
+// Commands to the daemon from a person, a script or a timeline. The verbs and their arguments are the same in
 // wispctl, on the control socket and in a timeline.
 #pragma once
 
@@ -43,18 +43,18 @@ struct Command {
     std::optional<Hb_IP_address6> address;
     std::optional<std::string> type;
     std::string config;   // empty: the file that the daemon was started with
-    std::string timeline; // empty: the one that the configuration names
+    std::string timeline; // empty: the configured timeline
     std::optional<int32_t> threshold_seconds;
     std::optional<int32_t> threshold_microseconds;
     std::optional<bool> enabled;
-    std::string id; // empty: make one
+    std::string id; // empty: create an identifier
     Hb_Config_Instance instance = 0;
 };
 
 using Argument = std::variant<int64_t, bool, std::string>;
 using Arguments = std::map<std::string, Argument>;
 
-// A verb or argument that does not exist, is missing, or is of the wrong kind.
+// The error for a verb or argument that is unknown, is missing, or has the wrong type.
 class Command_Error : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -64,12 +64,12 @@ Command make_command(const std::string &verb, const Arguments &arguments);
 
 const char *verb_name(Verb verb);
 
-// What a client would ask for to the same end; empty for the verbs that clients have no request for. Throws
-// Refused.
+// Returns the client request with the same effect as the command; empty for verbs without such a request.
+// Throws Refused.
 std::optional<Node_Request> node_request_of(const Command &command, const Cluster &cluster);
 
-// Applies a command that concerns the cluster alone: every verb but those that are node requests, reconfigure,
-// ffdc without an id, rotate-key, play, stop and state. Throws Refused.
+// Applies a command that concerns only the cluster. Excluded are node requests, reconfigure, ffdc without an
+// id, rotate-key, play, stop and state. Throws Refused.
 Changes apply(const Command &command, Cluster &cluster);
 
 } // namespace wispd

@@ -65,7 +65,7 @@ void Command_Executor::execute_at_once(const Command &command) {
     }
 }
 
-// That a suspected node or adapter is up is news, although nothing changes by it.
+// A report that a suspected member is up ends the suspicion, even when it changes nothing else.
 bool Command_Executor::end_suspicion(const Command &command) {
     const bool ended = (command.verb == Verb::node_up && control_.clear_node(command.node)) ||
                        (command.verb == Verb::adapter_up && control_.clear_adapter(command.adapter));
@@ -74,7 +74,7 @@ bool Command_Executor::end_suspicion(const Command &command) {
         try {
             handlers_.changed(apply(command, cluster_));
         } catch (const Refused &) {
-            // It is up, with all that belongs to it.
+            // The member is up already, with all its adapters.
         }
     }
     return ended;

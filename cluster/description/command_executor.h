@@ -15,13 +15,13 @@ namespace wispd {
 
 class Command_Executor {
   public:
-    // What differs between the programs.
+    // The parts that differ between the programs.
     struct Handlers {
         std::function<std::string(Verb)> why_unsupported; // empty: the program executes the verb
         std::function<Outcome(const Node_Request &)> act;
         std::function<void(const Command &)> suspicion_ended;
         std::function<void(const Changes &)> changed;
-        // Both call `finished`, now or later, or throw std::runtime_error. An empty path: the configured file.
+        // Both call `finished`, now or later, or throw std::runtime_error. Empty path: the configured file.
         std::function<void(const std::string &path, const Finished &finished)> reload;
         std::function<void(const std::string &path, const Finished &finished)> play;
         std::function<void()> rotate_keys;
@@ -33,11 +33,11 @@ class Command_Executor {
     Command_Executor(const Command_Executor &) = delete;
     Command_Executor &operator=(const Command_Executor &) = delete;
 
-    // Executes a line of the control socket. Where it fails, the answer says why: `in_full`, or without anything of what
-    // a file holds.
+    // Executes a line of the control socket and replies with its result. If the command fails, the reply states
+    // the full reason only when `in_full` is set; otherwise it contains nothing from any file.
     void answer(std::string_view line, bool in_full, const Control_Server::Reply &reply);
 
-    // Every verb but stop and state. Calls `finished`, now or later, or throws std::runtime_error.
+    // Executes any verb except stop and state. Calls `finished`, now or later, or throws std::runtime_error.
     void execute(const Command &command, const Finished &finished);
 
   private:

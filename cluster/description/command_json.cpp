@@ -33,7 +33,7 @@ Argument argument_of(const std::string &name, const json &value) {
 } // namespace
 
 Command parse_command_line(std::string_view line) {
-    // The parser itself would take the last one of several keys; what reads the line before wispd may take the first.
+    // The parser keeps the last of repeated keys, but a program that read the line earlier can use the first.
     std::set<std::string> names;
     std::optional<std::string> repeated;
     const auto note = [&](int /*depth*/, json::parse_event_t event, const json &value) {
@@ -70,7 +70,7 @@ std::string ok_line() {
 
 std::string error_line(std::string_view error) {
     const json answer = {{"ok", false}, {"error", error}};
-    // What the error quotes may be no UTF-8.
+    // The error can quote text that is not valid UTF-8.
     return answer.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 

@@ -1,4 +1,4 @@
-// Commands and answers as lines of JSON.
+// Converts commands and their answers from and to lines of JSON.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace wispd {
 
-// {"do":"node-down","node":3}. Throws Command_Error.
+// Parses a line such as {"do":"node-down","node":3}. Throws Command_Error.
 Command parse_command_line(std::string_view line);
 
-// {"ok":true} and {"ok":false,"error":"..."}, without the line's end.
+// Returns {"ok":true} or {"ok":false,"error":"..."}, without the line end.
 std::string ok_line();
 std::string error_line(std::string_view error);
 

@@ -1,4 +1,4 @@
-// How the execution of a command ends, which can be later than the call that began it.
+// The result of a command, which can arrive later than the call that started it.
 #pragma once
 
 #include <functional>
@@ -7,13 +7,13 @@
 
 namespace wispd {
 
-// Why a command failed: in full, and without anything of what a file holds.
+// Why a command failed: the full reason, and an outline without any content of a file.
 struct Failure {
     std::string reason;
     std::string outline;
 };
 
-// Empty when the command succeeded.
+// The argument is empty when the command succeeded.
 using Finished = std::function<void(const std::optional<Failure> &)>;
 
 } // namespace wispd

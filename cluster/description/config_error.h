@@ -1,4 +1,4 @@
-// A file that wispd cannot take: what() reads "file:line:column: what is wrong and what was expected".
+// The errors for an invalid file: what() reads "file:line:column: what is wrong and what was expected".
 #pragma once
 
 #include <stdexcept>
@@ -10,7 +10,7 @@ class Config_Error : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// What is wrong is the file itself, such as its owner: what() holds nothing of its content.
+// The error when the file itself is unsuitable, such as its owner. what() contains nothing of its content.
 class File_Error : public Config_Error {
   public:
     using Config_Error::Config_Error;

@@ -26,7 +26,7 @@ using asio::local::stream_protocol;
 constexpr std::size_t LINE_LONGEST = 65536;
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{200};
 
-// One connection. The next line is not read before the last answer is written, so that nothing piles up.
+// One connection. It reads the next line only after the last answer was written, so that no backlog builds up.
 struct Control_Connection {
     explicit Control_Connection(stream_protocol::socket connected)
         : socket(std::move(connected)), expiry(socket.get_executor()), peer(peer_of(socket.native_handle())) {}
@@ -107,7 +107,7 @@ void Control_Server::Impl::begin(const Connection &connection) {
     }
 }
 
-// Empty when the process may have a connection.
+// Returns an empty text when the process is permitted to connect.
 std::string Control_Server::Impl::why_not(const Peer &peer) const {
     if (!handlers_.may_control(peer)) {
         return "this user is not authorised to use the control socket: run as root or as a member of the "
@@ -134,7 +134,7 @@ std::map<uid_t, std::size_t> Control_Server::Impl::connections() const {
     return users;
 }
 
-// A connection that asks nothing, or does not read its answer, must not keep its place for ever.
+// A connection that sends nothing, or does not read its answer, must not keep its place for ever.
 void Control_Server::Impl::expire_later(const Connection &connection) {
     connection->expiry.expires_after(idle_);
     connection->expiry.async_wait([this, connection](const asio::error_code &aborted) {
@@ -157,7 +157,7 @@ void Control_Server::Impl::read_line(const Connection &connection) {
                 drop(connection);
                 return;
             }
-            connection->expiry.cancel(); // it waits for wispd, which may read a file first
+            connection->expiry.cancel(); // the client waits while wispd can be reading a file
             const std::string line = connection->input.substr(0, size - 1);
             connection->input.erase(0, size);
             const auto reply = [this, connection](Control_Answer given) {

@@ -1,4 +1,4 @@
-// The control socket: a line of JSON in, a line of JSON out.
+// The server of the control socket: it receives a line of JSON and answers with a line of JSON.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,7 @@ class io_context;
 namespace wispd {
 
 struct Control_Answer {
-    std::string line; // without its end
+    std::string line; // without its line end
     bool then_stop = false;
 };
 
@@ -26,29 +26,29 @@ class Control_Server {
     using Reply = std::function<void(Control_Answer)>;
 
     struct Handlers {
-        std::function<bool(const Peer &peer)> may_control; // asked once for each connection
-        // Replies once, at any time while this server is there.
+        std::function<bool(const Peer &peer)> may_control; // called once for each connection
+        // Calls `reply` once, at any time while this server exists.
         std::function<void(const Peer &peer, std::string_view line, const Reply &reply)> on_line;
         std::function<void()> on_stop; // after the answer to a stop was written
     };
 
-    // In all, those of these that only root and the daemon's own user get, and those of any other user.
+    // Limits: all connections, those reserved for root and the daemon's own user, those of any other user.
     static constexpr std::size_t CONNECTIONS = 64;
     static constexpr std::size_t RESERVED = 8;
     static constexpr std::size_t CONNECTIONS_OF_USER = 16;
 
-    // The idle time where no configuration sets one.
+    // The idle time when the configuration does not set it.
     static constexpr std::chrono::microseconds IDLE{60000000};
 
-    // Takes over the listening descriptor. A connection expires when no line is read or answered for so long.
+    // Adopts the listening descriptor. A connection expires after this time without a line or an answer.
     Control_Server(asio::io_context &context, int listening, std::chrono::microseconds idle, Handlers handlers);
     Control_Server(const Control_Server &) = delete;
     Control_Server &operator=(const Control_Server &) = delete;
     ~Control_Server();
 
-    // For the connections and lines from now on.
+    // Applies to connections and lines from now on.
     void set_idle(std::chrono::microseconds idle);
-    // How many connections each user has.
+    // Returns the number of connections of each user.
     std::map<uid_t, std::size_t> connections() const;
 
   private:

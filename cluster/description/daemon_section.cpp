@@ -12,7 +12,7 @@ namespace {
 
 constexpr int64_t QUEUE_HIGHEST = 1073741824;
 constexpr int64_t USER_QUEUE_HIGHEST = 2147483647;
-constexpr int64_t CONNECTIONS_LOWEST = 32; // of all users, the reserved ones among them
+constexpr int64_t CONNECTIONS_LOWEST = 32; // for all users, including the reserved ones
 constexpr int64_t CONNECTIONS_HIGHEST = 1000000;
 constexpr int64_t SUBSCRIPTIONS_HIGHEST = 10000000;
 constexpr double IDLE_LONGEST_SECONDS = 86400;
@@ -56,7 +56,7 @@ std::optional<mode_t> read_key_mode(const Toml_Reader &reader) {
     return mode;
 }
 
-// What the largest snapshot of this geometry takes on the wire: a shorter queue could never hold it.
+// Returns the wire size of the largest snapshot of this geometry: a shorter queue could never hold it.
 int64_t largest_snapshot(const Configuration &cluster) {
     const auto adapters = static_cast<int64_t>(cluster.max_nodes) * cluster.adapters_per_node;
     return 4 + HB_REPLY_HEADER_SIZE + static_cast<int64_t>(sizeof(Hb_Snapshot_Header)) +

@@ -1,5 +1,5 @@
-// The section [daemon] of a cluster's file as it is written. Every reader of such a file checks it, so that wispd and
-// the cluster services accept the same files; only wispd knows what it means.
+// The section [daemon] of a cluster's file, before wispd interprets it. Every reader of such a file checks the
+// section, so that wispd and the cluster services accept the same files.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@
 
 namespace wispd {
 
-// Empty where the file does not have the key.
+// A member is empty when the file does not have the key.
 struct Daemon_Section {
     std::optional<std::string> socket;
     std::optional<std::string> control;
@@ -33,7 +33,7 @@ struct Daemon_Section {
     std::optional<std::string> log_level; // "debug", "info", "warning" or "error"
 };
 
-// Throws Config_Error. `cluster` is the one of the same file.
+// Reads and checks the section. `cluster` must come from the same file. Throws Config_Error.
 Daemon_Section read_daemon_section(const Toml_Reader &root, const std::string &path,
                                    const Configuration &cluster);
 

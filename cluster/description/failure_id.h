@@ -1,11 +1,11 @@
-// First-failure identifiers.
+// Creates first-failure identifiers.
 #pragma once
 
 #include <string>
 
 namespace wispd {
 
-// A new one; empty, with a line in the log, when none can be made.
+// Returns a new identifier. Logs the error and returns an empty text when this fails.
 std::string make_failure_id();
 
 } // namespace wispd

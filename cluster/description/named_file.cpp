@@ -35,7 +35,7 @@ std::string octal(mode_t mode) {
     return digits;
 }
 
-// The kernel makes the content of these files when they are read, and some of them wait or act then.
+// The kernel creates the content of these files on each read, and some block or have side effects then.
 bool is_made_by_kernel(int fd) {
     constexpr unsigned long kinds[] = {PROC_SUPER_MAGIC, SYSFS_MAGIC,   CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC,
                                        TRACEFS_MAGIC,    DEBUGFS_MAGIC, SECURITYFS_MAGIC,   PSTOREFS_MAGIC,
@@ -71,7 +71,7 @@ struct stat check(int fd, const std::string &path) {
     return file;
 }
 
-// As many bytes as there were: a file that grows meanwhile is cut, and one that shrinks ends early.
+// Reads at most `size` bytes: a file that grows meanwhile is cut off, and one that shrinks ends early.
 std::string read_all(int fd, std::size_t size, const std::string &path) {
     std::string content(size, '\0');
     std::size_t done = 0;
@@ -95,7 +95,7 @@ std::string read_all(int fd, std::size_t size, const std::string &path) {
 } // namespace
 
 std::string read_named_file(const std::string &path) {
-    // A device can act on being opened: nothing is opened for reading before it is known what it is.
+    // Opening a device can have side effects, so the file's type is checked before it is opened for reading.
     const Descriptor place = open_file(path, O_PATH);
     const struct stat expected = check(place.get(), path);
     const Descriptor file = open_file(path, O_RDONLY);

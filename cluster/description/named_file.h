@@ -1,5 +1,5 @@
-// Files that a request names. Who makes requests could name a file to have wispd wait for it, disturb a device, or show
-// what it holds; and what others can write is not the administrator's word.
+// Reads files that a request names. A request must not make wispd wait, disturb a device, or reveal a file's
+// content. A file that others can write is not trusted as the administrator's input.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@ namespace wispd {
 
 inline constexpr std::size_t NAMED_FILE_LARGEST = 4 * 1024 * 1024;
 
-// The whole of a regular file that root or this process's user owns and nobody else can write, and that is no symbolic
-// link. Never waits. Throws File_Error.
+// Returns the content of a regular file, without waiting. Root or this process's user must own the file,
+// without write access for others. It must not be a symbolic link. Throws File_Error.
 std::string read_named_file(const std::string &path);
 
 } // namespace wispd

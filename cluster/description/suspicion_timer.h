@@ -1,4 +1,4 @@
-// Calls when suspicions of a Node_Control are due.
+// Calls a function when suspicions of a Node_Control are due.
 #pragma once
 
 #include <functional>
@@ -11,10 +11,10 @@ namespace wispd {
 
 class Suspicion_Timer {
   public:
-    // `control` must outlive this.
+    // `control` must outlive this object.
     Suspicion_Timer(asio::io_context &context, const Node_Control &control, std::function<void()> on_due);
 
-    // To be called after any change of the suspicions, also after those that were due.
+    // Must be called after any change of the suspicions, including the removal of those that were due.
     void set();
 
   private:

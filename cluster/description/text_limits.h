@@ -1,4 +1,4 @@
-// How long the texts of files and commands may be, in bytes.
+// The maximum lengths of texts in files and commands, in bytes.
 #pragma once
 
 #include <cstddef>

@@ -35,7 +35,7 @@ Arguments read_arguments(const toml::table &table, const std::string &path) {
 }
 
 Timeline_Event read_event(const toml::table &table, const std::string &path) {
-    // The verb decides which further keys there may be, so they are checked with it.
+    // The verb decides which other keys are permitted, so make_command() checks them together.
     const Toml_Reader reader(table, path, "[[event]]",
                              {"after", "do", "node", "adapter", "address", "type", "config",
                               "threshold_seconds", "threshold_microseconds", "enabled", "id", "instance"});

@@ -1,4 +1,4 @@
-// A timeline: commands with the time to wait before each.
+// A timeline: a list of commands, each with the time to wait before it.
 #pragma once
 
 #include <chrono>
@@ -12,14 +12,14 @@
 namespace wispd {
 
 struct Timeline_Event {
-    std::chrono::microseconds after{}; // after the event before
+    std::chrono::microseconds after{}; // the time since the previous event
     Command command;
     std::string place; // "file:line:column", for the log
 };
 
 // All throw Config_Error.
 std::vector<Timeline_Event> read_timeline(const std::string &path);
-std::vector<Timeline_Event> read_named_timeline(const std::string &path); // one that a request names
+std::vector<Timeline_Event> read_named_timeline(const std::string &path); // for a file that a request names
 std::vector<Timeline_Event> parse_timeline(std::string_view document, const std::string &path);
 
 } // namespace wispd

@@ -25,7 +25,7 @@ class Timeline_Player::Impl {
             log_info("the timeline has ended");
             return;
         }
-        // Counted from when the last one was due, so that delays do not add up.
+        // Counted from when the previous event was due, so that delays do not add up.
         timer_.expires_at(timer_.expiry() + events_[played_].after);
         timer_.async_wait([this](const asio::error_code &aborted) {
             if (!aborted) {

@@ -1,4 +1,4 @@
-// Plays a timeline.
+// Plays a timeline: reports each event when it is due.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ namespace wispd {
 
 class Timeline_Player {
   public:
-    // Starts at once; hands each event over when its time has come.
+    // Starts immediately and calls `on_event` with each event when it is due.
     Timeline_Player(asio::io_context &context, std::vector<Timeline_Event> events,
                     std::function<void(const Timeline_Event &)> on_event);
     Timeline_Player(const Timeline_Player &) = delete;

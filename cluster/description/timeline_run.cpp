@@ -29,7 +29,7 @@ void Timeline_Run::play(const std::string &path, const Finished &finished) {
         return;
     }
     const auto use = [this, path](std::vector<Timeline_Event> &&events) {
-        check_none_is_played(); // another one may have begun while the file was read
+        check_none_is_played(); // another timeline can have begun while the file was read
         if (events.empty()) {
             throw Refused(text("the timeline ", path, " has no events"));
         }

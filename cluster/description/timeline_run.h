@@ -1,4 +1,4 @@
-// The timeline of a program: plays one at a time, and executes its events in their order.
+// Runs a program's timelines: plays one at a time, and executes its events in order.
 #pragma once
 
 #include <cstddef>
@@ -23,26 +23,26 @@ class Timeline_Run {
   public:
     using Use = std::function<void(std::vector<Timeline_Event> &&)>;
 
-    // Those that return nothing and have `finished` call it, now or later, or throw std::runtime_error.
+    // A handler with the argument `finished` calls it, now or later, or throws std::runtime_error.
     struct Handlers {
-        // Reads a file that a request names, and uses its events.
+        // Reads a file that a request names, and passes its events to `use`.
         std::function<void(const std::string &path, const Use &use, const Finished &finished)> read;
         std::function<void(const Command &command, const Finished &finished)> execute;
-        std::function<void()> begun; // a timeline has begun
-        // What is returned lives while an event is executed.
+        std::function<void()> begun; // called when a timeline begins
+        // The returned object lives while an event is executed.
         std::function<std::shared_ptr<void>()> charge;
     };
 
-    // `configured` is what is played where no file is named.
+    // `configured` is played when a request names no file.
     Timeline_Run(asio::io_context &context, std::vector<Timeline_Event> configured, Handlers handlers);
     Timeline_Run(const Timeline_Run &) = delete;
     Timeline_Run &operator=(const Timeline_Run &) = delete;
 
     bool has_configured() const { return !configured_.empty(); }
-    // An empty path: the configured one. Throws Refused while one is played, and for one without events.
+    // Plays a file; empty: the configured timeline. Throws Refused while one plays, or if it has no events.
     void play(const std::string &path, const Finished &finished);
 
-    // Of the last timeline that began.
+    // Returns the number of events of the latest timeline: all of them, and those already played.
     std::size_t size() const { return player_ ? player_->size() : 0; }
     std::size_t played() const { return player_ ? player_->played() : 0; }
 
@@ -55,7 +55,7 @@ class Timeline_Run {
     asio::io_context &context_;
     std::vector<Timeline_Event> configured_;
     Handlers handlers_;
-    bool waits_ = false; // for a file that one of the events named
+    bool waits_ = false; // true until the file that an event named is loaded
     std::deque<Timeline_Event> due_;
     std::optional<Timeline_Player> player_;
 };

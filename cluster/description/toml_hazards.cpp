@@ -7,7 +7,7 @@ namespace wispd {
 
 namespace {
 
-constexpr int HEADER_BRACKETS_MOST = 2; // of a table in an array
+constexpr int HEADER_BRACKETS_MOST = 2; // in the header of an array of tables
 
 class Scanner {
   public:
@@ -29,7 +29,7 @@ class Scanner {
     }
 
   private:
-    // The table that a header named, the dots of the keys on the way, and the brackets that are open.
+    // Returns the depth: parts of the current table's name, dots in open keys, and open brackets.
     std::size_t depth() const { return (in_header_ ? 0 : table_) + all_dots_ + dots_.size() - 1; }
     bool at_top() const { return dots_.size() == 1; }
 
@@ -79,7 +79,7 @@ class Scanner {
         }
     }
 
-    // The parser takes for granted that a key follows a header's brackets.
+    // The parser assumes that a key follows the brackets of a header.
     bool name_follows() const {
         const std::size_t next = document_.find_first_not_of(" \t", place_ + 1);
         if (next == std::string_view::npos) {
@@ -103,7 +103,7 @@ class Scanner {
         dots_.back() = 0;
     }
 
-    // Within brackets a value goes on in the next line.
+    // A line end inside brackets does not end the value.
     void end_line() {
         if (!at_top()) {
             return;
@@ -121,7 +121,7 @@ class Scanner {
         if (document_.substr(place_, 3) == std::string_view(three, 3)) {
             place_ += 3;
             skip_to(std::string_view(three, 3), quote == '"');
-            // Up to two quotes before the three that end it belong to the string.
+            // Up to two quotes before the closing three belong to the string.
             for (int i = 0; i < 2 && place_ < document_.size() && document_[place_] == quote; ++i) {
                 ++place_;
             }
@@ -131,7 +131,7 @@ class Scanner {
         }
     }
 
-    // Behind the end of a string. One of a single line that does not end there is an error that ends the parsing.
+    // Moves behind the end of a string. The parser rejects a single-line string that does not end in its line.
     void skip_to(std::string_view end, bool has_escapes) {
         while (place_ < document_.size() && document_.substr(place_, end.size()) != end) {
             if (end.size() == 1 && document_[place_] == '\n') {
@@ -151,7 +151,7 @@ class Scanner {
 
     std::string_view document_;
     std::size_t place_ = 0;
-    std::vector<std::size_t> dots_{0}; // of the key and value at the top, and within each bracket that is open
+    std::vector<std::size_t> dots_{0}; // dots of the key and value at the top, and within each open bracket
     std::size_t all_dots_ = 0;
     std::size_t table_ = 0;
     bool in_header_ = false;

@@ -14,7 +14,7 @@ namespace wispd {
 
 namespace {
 
-constexpr std::size_t LARGEST_FILE = 64 * 1024 * 1024; // several times a full cluster's
+constexpr std::size_t LARGEST_FILE = 64 * 1024 * 1024; // several times the size of a full cluster's file
 constexpr std::size_t LONGEST_LINE = 16384;
 
 std::string source_place(const std::string &path, const toml::source_position &position) {
@@ -58,7 +58,7 @@ std::string decimal(double value) {
     return digits;
 }
 
-// A dotted key of very many parts is a table in a table in a table, deeper than the stack goes. It stands in one line.
+// A dotted key of very many parts nests tables deeper than the stack permits. A limit on lines prevents that.
 void check_lines(std::string_view document, const std::string &path) {
     std::size_t line = 1;
     while (!document.empty()) {
@@ -86,7 +86,7 @@ void check_hazards(std::string_view document, const std::string &path) {
 } // namespace
 
 std::string read_text_file(const std::string &path) {
-    // Whoever may name a file must not stop its reader, with a pipe that nobody writes to for instance.
+    // A named file must not block its reader, as a pipe does while no process writes to it.
     std::error_code unknown;
     const std::filesystem::file_status status = std::filesystem::status(path, unknown);
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
@@ -105,7 +105,7 @@ std::string read_text_file(const std::string &path) {
             throw Config_Error(text(path, ": has more than ", LARGEST_FILE, " bytes"));
         }
     }
-    if (file.bad()) { // a directory can be opened, but not read
+    if (file.bad()) { // a directory can be opened but not read
         throw Config_Error(text(path, ": cannot be read: ", std::strerror(errno)));
     }
     return content;
@@ -143,7 +143,7 @@ Toml_Reader::Toml_Reader(const toml::table &table, const std::string &path, std:
 }
 
 std::string Toml_Reader::place_of(const toml::node &node) const {
-    // What stands for a table that was never written, only implied, has no place of its own.
+    // A table that the file only implies has no position of its own.
     toml::source_position position = node.source().begin;
     if (!position) {
         position = toml::source_position{1, 1};

@@ -1,4 +1,4 @@
-// Reads typed values out of TOML tables; whatever is not as expected becomes a Config_Error with its place.
+// Reads typed values out of TOML tables. An unexpected value causes a Config_Error that names its place.
 #pragma once
 
 #include <chrono>
@@ -15,16 +15,16 @@
 
 namespace wispd {
 
-// The whole of a file; Config_Error when it cannot be read.
+// Returns the content of a file. Throws Config_Error when the file cannot be read.
 std::string read_text_file(const std::string &path);
 
-// The document; `path` stands in the errors.
+// Parses a document; errors name `path`.
 toml::table parse_toml(std::string_view document, const std::string &path);
 
 class Toml_Reader {
   public:
-    // `title` is how the table is called in errors, for instance "[[node]]". A key that is not among
-    // `keys` is refused at once: a misspelt key would otherwise show as a missing one.
+    // `title` names the table in errors, for instance "[[node]]". A key that is not in `keys` is rejected at
+    // once: a misspelt key would otherwise be reported as a missing one.
     Toml_Reader(const toml::table &table, const std::string &path, std::string title,
                 std::initializer_list<std::string_view> keys);
 
@@ -32,21 +32,21 @@ class Toml_Reader {
     int64_t integer(std::string_view key, int64_t lowest, int64_t highest) const;
     int64_t integer_or(std::string_view key, int64_t lowest, int64_t highest, int64_t otherwise) const;
     double number(std::string_view key, double lowest, double highest) const;
-    // A number of seconds, rounded to microseconds.
+    // Reads a number of seconds and rounds it to microseconds.
     std::chrono::microseconds seconds_or(std::string_view key, double lowest, double highest,
                                          std::chrono::microseconds otherwise) const;
     bool boolean_or(std::string_view key, bool otherwise) const;
-    // At least one and at most `longest` bytes.
+    // Reads a text of at least one and at most `longest` bytes.
     std::string string(std::string_view key, std::size_t longest) const;
     std::string string_or(std::string_view key, std::size_t longest, const std::string &otherwise) const;
-    // "up" is true and "down" is false.
+    // Returns true for "up" and false for "down".
     bool state_or(std::string_view key, bool otherwise) const;
-    // The sub-table of that key; null when there is none.
+    // Returns the sub-table of that key; null when the key is missing.
     const toml::table *table(std::string_view key) const;
-    // The tables of an array of tables; none when there is no such key.
+    // Returns the tables of an array of tables; empty when the key is missing.
     std::vector<const toml::table *> tables(std::string_view key) const;
 
-    // "file:line:column" of the table, or of a key's value where there is one.
+    // Returns "file:line:column" of the table, or of the key's value where it exists.
     std::string place() const;
     std::string place(std::string_view key) const;
     Config_Error error(std::string_view key, const std::string &what) const;
