@@ -1,4 +1,4 @@
-// A cluster's TOML file as wispd and the cluster services read it: the cluster, or the engine that it comes from.
+// Reads a cluster's TOML file for wispd and the cluster services: the cluster, or how to follow Corosync.
 #pragma once
 
 #include <optional>
@@ -15,16 +15,16 @@
 namespace wispd {
 
 struct Cluster_File {
-    Configuration cluster; // where it comes from an engine, only its size
+    Configuration cluster; // only its size is set when it comes from Corosync
     std::optional<Engine_Settings> engine;
     Daemon_Section daemon_section;
     Suspicion_Settings suspicion;
     Security_Settings security;
     std::vector<Endpoint> endpoints;
-    std::string timeline; // empty: none
+    std::string timeline; // empty: no timeline
 };
 
-// Both throw Config_Error. A relative timeline is taken to be relative to the file's directory.
+// Both throw Config_Error. A relative timeline path is relative to the file's directory.
 Cluster_File read_cluster_file(const std::string &path);
 Cluster_File parse_cluster_file(std::string_view document, const std::string &path);
 

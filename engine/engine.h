@@ -1,4 +1,4 @@
-// The Corosync engine of this node, as one who follows it needs it.
+// The interface through which a follower uses the Corosync engine of this node.
 #pragma once
 
 #include <functional>
@@ -10,20 +10,20 @@
 
 namespace wispd {
 
-// The engine does not run, has ended, or does not answer any more. The connection is good for nothing but its end.
+// The error when Corosync is not running, has stopped, or does not respond. The connection is then unusable.
 class Engine_Gone : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// What the engine has told since it was last asked.
+// What Corosync reported since the last dispatch().
 struct Engine_News {
-    bool membership = false;     // somebody joined or left
-    bool configuration = false;  // a reload is done, whether it changed anything or not
-    bool refused_reload = false; // a reload was refused: the configuration is what it was
+    bool membership = false;     // a node joined or left
+    bool configuration = false;  // a reload succeeded, whether or not it changed anything
+    bool refused_reload = false; // a reload was rejected: the configuration is unchanged
 };
 
-// A connection that stands from its construction on.
+// A connection that exists from construction to destruction.
 class Engine {
   public:
     Engine() = default;
@@ -31,22 +31,22 @@ class Engine {
     Engine &operator=(const Engine &) = delete;
     virtual ~Engine() = default;
 
-    // To be waited on for reading; they stay the connection's.
+    // Returns the descriptors to wait on for reading; the connection still owns them.
     virtual std::vector<int> descriptors() const = 0;
-    // Reads what there is, without waiting. Throws Engine_Gone, as do all that follow.
+    // Reads what is available, without waiting. Throws Engine_Gone, as do all functions below.
     virtual Engine_News dispatch() = 0;
 
     virtual Engine_Configuration configuration() = 0;
-    // As they were told last. Asks nothing: the engine is slow to answer while it forms a membership, and who is to
-    // be told of it must not wait for that. How often one has joined is counted from what was told, therefore.
+    // Returns the members from the last notification, with estimated join counts. Sends no query: Corosync
+    // answers slowly while it forms a membership, and reports of deaths and joins must not wait for that.
     virtual Engine_Members members() = 0;
-    // The same, with what the engine itself counts.
+    // Returns the current members with the join counts that Corosync itself keeps.
     virtual Engine_Members count_joins() = 0;
-    // Has to be asked for again and again: the engine tells of its links late.
+    // Returns the state of the links. Must be polled: Corosync's own notification of link changes is late.
     virtual Engine_Links links(const Engine_Configuration &of) = 0;
 };
 
-// Makes the connection; throws Engine_Gone.
+// Creates the connection; throws Engine_Gone.
 using Engine_Connect = std::function<std::unique_ptr<Engine>()>;
 
 } // namespace wispd

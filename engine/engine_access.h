@@ -1,4 +1,4 @@
-// This machine's engine, where wispd was built with one.
+// Access to this machine's Corosync, in programs that were built with it.
 #pragma once
 
 #include <memory>
@@ -7,9 +7,9 @@
 
 namespace wispd {
 
-// Throws std::runtime_error where this program was built without one.
+// Throws std::runtime_error when this program was built without Corosync.
 void need_engine_access();
-// Throws std::runtime_error: there is no engine in this build, or no descriptors are to be had.
+// Creates a follower. Throws std::runtime_error when the build lacks Corosync or no descriptors are available.
 std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &settings);
 
 } // namespace wispd

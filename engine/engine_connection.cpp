@@ -31,7 +31,7 @@ void require(cs_error_t result, const char *what) {
     }
 }
 
-// One of the engine's sessions, ended with its owner.
+// A session with one of Corosync's services; its owner ends it.
 template <typename Handle, cs_error_t (*finalize)(Handle)> class Session {
   public:
     Session() = default;
@@ -65,7 +65,7 @@ std::optional<uint32_t> number_of(std::string_view digits) {
     return error == std::errc() && end == digits.data() + digits.size() ? std::optional(value) : std::nullopt;
 }
 
-// "a.b.c" behind a prefix as "a", "b", "c".
+// Returns "a", "b", "c" for "a.b.c" behind a prefix.
 std::vector<std::string_view> parts_behind(std::string_view prefix, std::string_view key) {
     std::vector<std::string_view> parts;
     std::string_view rest = key.substr(prefix.size());
@@ -109,7 +109,7 @@ std::string string_of(const Map &map, const std::string &key) {
     return copy;
 }
 
-// The engine keeps numbers in whatever width it likes. Empty: there is no such key any more.
+// Reads a number of any width, because Corosync chooses the width. Returns nothing when the key does not exist.
 std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
     uint64_t value = 0;
     std::size_t length = sizeof value;
@@ -147,8 +147,8 @@ class Engine_Connection final : public Engine {
     Control control_;
     std::vector<int> descriptors_;
     std::set<uint32_t> members_;
-    std::map<uint32_t, uint32_t> joins_; // of members and of those who were
-    std::set<uint32_t> not_counted_;     // of whom that is supposed
+    std::map<uint32_t, uint32_t> joins_; // join counts of current and former members
+    std::set<uint32_t> not_counted_;     // nodes with an estimated join count
     Engine_News news_;
     bool reload_is_over_ = false;
 };
@@ -190,7 +190,7 @@ Engine_Connection::Engine_Connection() {
     count_all_joins();
 }
 
-// The first ones come by themselves, and this node is always one of them.
+// Waits for the first members. Corosync reports them unasked, and this node is always among them.
 void Engine_Connection::await_members(int quorum) {
     const auto until = std::chrono::steady_clock::now() + FIRST_MEMBERS_LATEST;
     while (members_.empty()) {
@@ -215,7 +215,7 @@ void Engine_Connection::track(const char *prefix) {
             "tracking the configuration map");
 }
 
-// A reload is over when its mark falls; what it was worth is beside it.
+// A reload ends when its mark is reset; another key holds the result.
 void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
     uint64_t number = 0;
     if (key != RELOADING || value.data == nullptr || value.len > sizeof number) {
@@ -229,7 +229,7 @@ Engine_News Engine_Connection::dispatch() {
     news_ = {};
     require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "reading configuration notifications");
     require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "reading membership notifications");
-    // Not within the callback: what is thrown there would go through the engine's own library.
+    // The status is read outside the callback: an exception there would pass through Corosync's own library.
     if (std::exchange(reload_is_over_, false)) {
         news_.configuration = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
         news_.refused_reload = !news_.configuration;
@@ -302,7 +302,7 @@ uint32_t Engine_Connection::joins_of(uint32_t id) {
     return static_cast<uint32_t>(value_of(map_, text("runtime.members.", id, ".join_count")).value_or(0));
 }
 
-// Also of those who have left.
+// Includes former members, so that the estimate after a rejoin continues from the right number.
 void Engine_Connection::count_all_joins() {
     constexpr std::string_view prefix = "runtime.members.";
     for_each_key(map_, prefix.data(), [&](std::string_view key) {
@@ -316,7 +316,7 @@ void Engine_Connection::count_all_joins() {
     not_counted_.clear();
 }
 
-// Each is asked for by its name: walking through all that the engine counts of a link takes ten times as long.
+// Reads each key by name: a walk through all statistics of a link is ten times slower.
 Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
     Engine_Links read;
     for (const Engine_Node &node : of.nodes) {

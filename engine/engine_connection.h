@@ -1,4 +1,4 @@
-// The connection to the Corosync engine of this node, over its map, its quorum and its control.
+// The connection to the Corosync engine of this node, over its map, quorum and configuration services.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,7 @@
 
 namespace wispd {
 
-// Connects, asks to be told what happens, and waits until the members have been told. Throws Engine_Gone.
+// Connects, subscribes to changes, and waits until Corosync has reported its members. Throws Engine_Gone.
 std::unique_ptr<Engine> connect_to_engine();
 
 } // namespace wispd

@@ -48,11 +48,11 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
             listen();
             look_at_links(now);
         }
-    } catch (const std::runtime_error &trouble) { // the engine's end, or no descriptors to be had
+    } catch (const std::runtime_error &trouble) { // Corosync disconnected, or no descriptors available
         lose(trouble.what(), now);
     }
     if (!engine_ && configuration_ && std::exchange(must_reread_, false)) {
-        take_configuration(engine_configuration_, false); // its names are wispd's own, and wait for no engine
+        take_configuration(engine_configuration_, false); // wispd's own names do not need Corosync
     }
     drop_overdue(now);
     std::optional<Engine_Step> step;
@@ -86,7 +86,7 @@ Engine_Follower::Time Engine_Follower::next_due() const {
 
 void Engine_Follower::connect(Time now) {
     ++status_.attempts;
-    // Counts begin anew with a new engine.
+    // A new engine starts its counters again.
     members_told_.clear();
     links_told_.clear();
     engine_ = connect_();
@@ -116,13 +116,13 @@ void Engine_Follower::listen() {
         Engine_Configuration read = engine_->configuration();
         must_reread_ = false;
         take_configuration(std::move(read), news.configuration);
-        // Who came with it is told with it.
+        // Report members that arrived with the configuration in the same step.
         look_at_ = {};
         must_count_joins_ = must_count_joins_ || std::exchange(has_news_of_members_, false);
     }
 }
 
-// The links of one that is another than before are not those that were seen.
+// Forgets cached link states of a node that has rejoined.
 void Engine_Follower::take_members(const Engine_Members &now) {
     std::erase_if(links_, [&](const auto &link) {
         const auto was = members_.find(link.first.first);
@@ -133,7 +133,7 @@ void Engine_Follower::take_members(const Engine_Members &now) {
     has_news_of_members_ = true;
 }
 
-// One that has no place in the model leaves the one before in force, with the names that it has.
+// Rejects an invalid configuration; the previous one stays in use with its names.
 void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news) {
     try {
         Configuration translated = translate(read, settings_.names);
@@ -155,7 +155,7 @@ void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news
     }
 }
 
-// Who is awaited is so under the number that he has from now on; who is not configured any more is not.
+// Moves pending grace entries to the new node numbers; drops nodes that are no longer configured.
 void Engine_Follower::renumber_held(const Engine_Configuration &next) {
     std::map<int, Time> nodes;
     std::map<int64_t, Time> adapters;
@@ -181,13 +181,13 @@ void Engine_Follower::renumber_held(const Engine_Configuration &next) {
 }
 
 void Engine_Follower::look_at_links(Time now) {
-    // Who died or joined is told before anything is asked that the engine may be slow to answer.
+    // Deaths and joins are reported before any query that Corosync can be slow to answer.
     if (std::exchange(has_news_of_members_, false)) {
         must_count_joins_ = true;
         look_at_ = now;
     } else if (now >= look_at_) {
         if (std::exchange(must_count_joins_, false)) {
-            // Nothing happened by that: who went and came back was told so, however the engine counts it.
+            // A correction of the estimated counts is not a flap: real flaps were reported already.
             members_ = members_told_ = engine_->count_joins();
         }
         links_ = engine_->links(engine_configuration_);
@@ -215,7 +215,7 @@ void Engine_Follower::lose(const std::string &why, Time now) {
     retry_after_ = std::min(2 * retry_after_, LONGEST_RETRY);
 }
 
-// ---- Who is up ----
+// ---- Nodes and adapters that are up ----
 
 void Engine_Follower::hold_who_is_up(Time now) {
     if (!told_) {
@@ -250,13 +250,13 @@ Liveness Engine_Follower::liveness() {
     links_told_ = links_;
     std::erase_if(held_nodes_, [&](const auto &held) { return is.nodes.contains(held.first); });
     std::erase_if(held_adapters_, [&](const auto &held) { return is.adapters.contains(held.first); });
-    is.nodes.insert(configuration_->local_node); // whatever its engine does
+    is.nodes.insert(configuration_->local_node); // always up, even without Corosync
     status_.awaited.clear();
     for (const auto &[node, until] : held_nodes_) {
         is.nodes.insert(node);
         status_.awaited.push_back(node);
     }
-    // Who was found again and went is awaited no more.
+    // A node that was seen again and then left ends the grace of its adapters.
     std::erase_if(held_adapters_, [&](const auto &held) {
         return !is.nodes.contains(static_cast<int>(held.first / ENGINE_ADAPTERS_PER_NODE));
     });

@@ -1,13 +1,13 @@
-// Follows the engine of this node, through its ends and returns, and tells what the cluster becomes by it.
+// Follows the Corosync engine of this node, through stops and restarts, and reports how the cluster changes.
 //
-// Whoever uses it waits on one descriptor and calls advance() when that is readable; nothing here waits by itself.
+// The caller waits on one descriptor and calls advance() when it is readable. Nothing here waits by itself.
 //
-//  - Who is up is what the engine says. Its links are looked at in short intervals; a link that went and came back
-//    between two looks, and a node that did, is told as gone and back.
+//  - Corosync decides which nodes are up. Its links are polled at short intervals. A link or node that failed
+//    and recovered between two polls is reported as a death and a join.
 //  - The local node's own adapters are up where an interface of this machine has their address and a carrier.
-//  - When the engine ends, nobody is taken for dead at once: whoever was up stays so for the grace, during which the
-//    engine can come back and find its neighbours again. Whoever it sees is its own business from then on; whoever
-//    it does not see by then is dead.
+//  - When Corosync disconnects, the other nodes stay up for the grace, in which it can return and find its
+//    neighbours again. A node that it reports within the grace is awaited no longer; a node that it has not
+//    reported by then is considered down.
 #pragma once
 
 #include <chrono>
@@ -27,43 +27,43 @@
 
 namespace wispd {
 
-// What the cluster is now, to be taken over at once. The first one has a configuration.
+// The current state of the cluster, to be applied as a whole. The first step has a configuration.
 struct Engine_Step {
-    std::optional<Configuration> configuration; // when it was read anew
+    std::optional<Configuration> configuration; // set when it was read again
     Liveness liveness;
 };
 
 struct Engine_Status {
     bool connected = false;
-    bool silent = false;      // it leaves a question without an answer; told by who calls advance()
-    std::string trouble;      // why it is not, in words
-    std::string refused;      // why the engine's newest configuration is not the one in force
-    unsigned attempts = 0;    // to connect since the engine ended
-    std::vector<int> awaited; // nodes that count as up although no engine says so, until their grace ends
+    bool silent = false;      // a Corosync query is overdue; set by the caller of advance()
+    std::string trouble;      // why Corosync is not connected
+    std::string refused;      // why Corosync's latest configuration is not in use
+    unsigned attempts = 0;    // connection attempts since Corosync disconnected
+    std::vector<int> awaited; // nodes that stay up for their grace although Corosync does not report them
 };
 
 class Engine_Follower {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    // Connects with the first call of advance(). Throws std::system_error: no descriptors are to be had.
+    // Connects with the first call of advance(). Throws std::system_error when no descriptors are available.
     Engine_Follower(const Engine_Settings &settings, Engine_Connect connect,
                     std::unique_ptr<Local_Interfaces> interfaces);
 
-    // Readable when advance() has something to do. Stays the same.
+    // Returns a descriptor that is readable when advance() has work to do. It never changes.
     int descriptor() const { return wait_point_.descriptor(); }
-    // Does what is due, without waiting. Nothing when all is as it was told last.
+    // Does what is due, without waiting. Returns nothing when nothing changed since the last step.
     std::optional<Engine_Step> advance(Time now);
 
     const Engine_Status &status() const { return status_; }
     const Engine_Settings &settings() const { return settings_; }
-    // Other names are a new configuration, which the next call of advance() gives.
+    // Changes the settings. Other names make a new configuration, which the next call of advance() returns.
     void set(const Engine_Settings &settings);
 
   private:
     void connect(Time now);
     void listen();
-    // Is news: it is told also when it is what it was.
+    // Installs a configuration. With `is_news`, reports it even when nothing changed.
     void take_configuration(Engine_Configuration read, bool is_news);
     void renumber_held(const Engine_Configuration &next);
     void take_members(const Engine_Members &now);
@@ -79,21 +79,21 @@ class Engine_Follower {
     Engine_Connect connect_;
     std::unique_ptr<Local_Interfaces> interfaces_;
     Wait_Point wait_point_;
-    std::unique_ptr<Engine> engine_; // none: it is gone
+    std::unique_ptr<Engine> engine_; // null: disconnected
     Time retry_at_{};
     std::chrono::milliseconds retry_after_{};
     Time look_at_{};
-    bool has_news_of_members_ = false; // that are not told yet
-    bool must_count_joins_ = false;    // how often they joined is only supposed
-    bool must_reread_ = false;         // the configuration
+    bool has_news_of_members_ = false; // member changes are not reported yet
+    bool must_count_joins_ = false;    // the join counts are estimates
+    bool must_reread_ = false;         // the configuration must be read again
 
-    Engine_Configuration engine_configuration_;  // the last one that could be taken over
-    Engine_Names names_in_force_;                // it was translated with these
-    std::optional<Configuration> configuration_; // the same, translated
+    Engine_Configuration engine_configuration_;  // the last valid configuration
+    Engine_Names names_in_force_;                // the names it was translated with
+    std::optional<Configuration> configuration_; // the same configuration, translated
     bool configuration_is_new_ = false;
     Engine_Members members_, members_told_;
     Engine_Links links_, links_told_;
-    // Nobody has said anything of them since the engine ended; they are up until then.
+    // Members that Corosync has not reported since it disconnected; they stay up until the given time.
     std::map<int, Time> held_nodes_;
     std::map<int64_t, Time> held_adapters_;
     std::optional<Liveness> told_;

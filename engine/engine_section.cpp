@@ -15,7 +15,7 @@ constexpr int64_t POLL_SHORTEST = 20;
 constexpr int64_t POLL_LONGEST = 5000;
 constexpr double GRACE_LONGEST_SECONDS = 86400;
 
-// What the engine's own configuration has must not stand here as well.
+// Rejects sections for which Corosync's own configuration is the only source.
 void refuse_own_cluster(const Toml_Reader &root) {
     for (const char *section : {"network", "node"}) {
         if (root.has(section)) {

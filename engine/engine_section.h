@@ -1,4 +1,4 @@
-// The part of wispd's file that is about following an engine.
+// Reads the part of wispd's file that concerns following Corosync.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace wispd {
 
-// `source` is the file's [source]. Everything but the heartbeat settings. Throws Config_Error.
+// `source` is the file's [source]. Reads all settings except the heartbeat. Throws Config_Error.
 Engine_Settings read_engine_section(const Toml_Reader &root, const Toml_Reader &source,
                                     const std::string &path);
 

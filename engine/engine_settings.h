@@ -1,4 +1,4 @@
-// What wispd's own file says about following an engine: plain data.
+// The settings in wispd's own file for following Corosync: plain data.
 #pragma once
 
 #include <chrono>
@@ -11,13 +11,13 @@
 
 namespace wispd {
 
-// Adapters of a node in every such cluster, so that the numbers stay when a link is added.
+// Adapters per node in every Corosync cluster. It is constant, so adapter numbers stay when a link is added.
 inline constexpr int ENGINE_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
 
-// What is added to what the engine knows.
+// What wispd's file adds to Corosync's configuration.
 struct Engine_Names {
-    std::map<uint32_t, int> nodes;       // node numbers of ids that are none themselves
-    std::map<int, std::string> networks; // by link; others are "link" and its number
+    std::map<uint32_t, int> nodes;       // node numbers by id; the default is the id itself
+    std::map<int, std::string> networks; // names by link; the default is "link" and its number
     Hb_Config_Instance instance = 1;
     std::optional<Heartbeat> heartbeat;
 
@@ -25,8 +25,8 @@ struct Engine_Names {
 };
 
 struct Engine_Patience {
-    std::chrono::milliseconds poll{100};    // poll_milliseconds: between two looks at the links
-    std::chrono::milliseconds grace{10000}; // grace_seconds: from the engine's end until the others are dead
+    std::chrono::milliseconds poll{100};    // poll_milliseconds: between two polls of the links
+    std::chrono::milliseconds grace{10000}; // grace_seconds: from the disconnect until the other nodes are down
 
     bool operator==(const Engine_Patience &) const = default;
 };

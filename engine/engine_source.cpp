@@ -31,9 +31,9 @@ constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::chrono::seconds FIRST_ANSWER_LATEST(3);
 constexpr std::chrono::seconds END_AFTER(1);
-constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as a membership takes to be formed anew
+constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as Corosync needs to form a new membership
 
-// What the thread and the loop share; whoever of them is the last removes it.
+// What the thread and the event loop share; the last user frees it.
 struct Shared {
     explicit Shared(std::unique_ptr<Engine_Follower> the_follower)
         : follower(std::move(the_follower)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
@@ -46,7 +46,7 @@ struct Shared {
     Shared &operator=(const Shared &) = delete;
     ~Shared() { close(wake); }
 
-    const std::unique_ptr<Engine_Follower> follower; // the thread's alone
+    const std::unique_ptr<Engine_Follower> follower; // used only by the thread
     const int wake;
 
     std::mutex mutex;
@@ -65,7 +65,7 @@ void wait_for_either(const Shared &shared) {
     eventfd_read(shared.wake, &count);
 }
 
-// `tell` is called under the lock, and never after must_end is set.
+// Calls `tell` while it holds the lock, and never after must_end is set.
 template <typename Tell> void follow(Shared &shared, Tell tell) {
     while (true) {
         wait_for_either(shared);
@@ -116,7 +116,7 @@ Engine_Step first_step(Engine_Follower &follower) {
     }
 }
 
-// Of the thread that waits for the first step, and of who waits for the thread.
+// Shared by the thread that waits for the first step and the caller that waits for the thread.
 struct First_Step {
     explicit First_Step(std::unique_ptr<Engine_Follower> the_follower) : follower(std::move(the_follower)) {}
 
@@ -126,7 +126,7 @@ struct First_Step {
 
 } // namespace
 
-// An engine that is held up keeps whoever asks it, so that a thread does, which can be left behind.
+// A blocked Corosync blocks its caller. A separate thread sends the query, because it can be left behind.
 Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
     const std::chrono::milliseconds longest = follower->settings().patience.grace + FIRST_ANSWER_LATEST;
     const auto first = std::make_shared<First_Step>(std::move(follower));
@@ -209,7 +209,7 @@ class Engine_Source::Impl {
         }
     }
 
-    // Its first words after a silence are older than that: it has yet to find out what it missed.
+    // Runs after several timely answers: Corosync's first reports after a silence are older than the silence.
     void return_to_it() {
         given_up_ = false;
         on_step_({std::exchange(unheard_configuration_, std::nullopt), without_flaps(last_)});
@@ -273,9 +273,9 @@ class Engine_Source::Impl {
 
     Engine_Patience patience_;
     const Hb_Node_Number local_node_;
-    Liveness last_; // what the engine told
+    Liveness last_; // the liveness that Corosync last reported
     bool complained_ = false;
-    bool given_up_ = false; // the others were told dead although it told nothing
+    bool given_up_ = false; // the other nodes were reported down after a silence
     int looks_with_answer_ = 0;
     std::optional<Configuration> unheard_configuration_;
     std::function<void(const Engine_Step &)> on_step_;

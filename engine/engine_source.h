@@ -1,7 +1,7 @@
-// The engine as a source of the daemon: what the cluster becomes is handed to its event loop.
+// Connects the engine to the daemon: passes each change of the cluster to the daemon's event loop.
 //
-// An engine that is held up leaves a question without an answer for as long. So it is asked by a thread of its own:
-// clients are served meanwhile, and a silence beyond the grace is taken as the engine's end.
+// A blocked Corosync can leave a query unanswered for as long as it is blocked. A separate thread sends the
+// queries, so clients are served meanwhile. A silence longer than the grace is treated as the end of Corosync.
 #pragma once
 
 #include <functional>
@@ -15,23 +15,23 @@ class io_context;
 
 namespace wispd {
 
-// Waits, without an event loop, for the engine's first word; as long as the grace at most, and for the answer to a
-// question a little longer. Throws std::runtime_error, which says what is wrong with the engine or its configuration;
-// with an engine that answers nothing the follower is lost.
+// Waits, without an event loop, for the first step: at most the grace, and a little longer while a query is
+// pending. Throws std::runtime_error, which states what is wrong with Corosync or its configuration. If
+// Corosync does not answer at all, the follower is lost.
 Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower);
 
 class Engine_Source {
   public:
-    // Goes on from the follower's first step. The steps that follow are told in the loop's thread.
+    // Continues after the follower's first step. The next steps are reported in the event loop's thread.
     Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower,
                   const Engine_Step &first, std::function<void(const Engine_Step &)> on_step);
     Engine_Source(const Engine_Source &) = delete;
     Engine_Source &operator=(const Engine_Source &) = delete;
-    // Does not wait for an engine that is silent: the thread then stays behind and touches nothing of the loop.
+    // Does not wait for an unresponsive Corosync: its thread is left behind and uses nothing of the event loop.
     ~Engine_Source();
 
     Engine_Status status() const;
-    // From the follower's next look on.
+    // Applies from the follower's next poll on.
     void set(const Engine_Settings &settings);
 
   private:

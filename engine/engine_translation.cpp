@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint32_t HIGHEST_NUMBER = HB_NODE_SLOTS - 1;
 
-// The first address of a host's name; all zero when it has none.
+// Resolves a host name to its first address; all zero when there is no address.
 Hb_IP_address6 looked_up(const std::string &name) {
     addrinfo *found = nullptr;
     Hb_IP_address6 address{};
@@ -59,7 +59,7 @@ int64_t adapter_number(int node, int link) {
     return static_cast<int64_t>(node) * ENGINE_ADAPTERS_PER_NODE + link;
 }
 
-// A counter that is higher than at the look before: it went and came back. A lower one was only set back.
+// Returns whether the counter rose between two polls, which reveals a flap. A lower counter was only reset.
 bool is_back(const Engine_Look &now, const Engine_Look &before, uint32_t id) {
     const auto was = before.members.find(id);
     return was != before.members.end() && was->second < now.members.at(id);

@@ -1,4 +1,4 @@
-// From an engine's cluster to the model's: nodes by their ids, networks by their links.
+// Translates Corosync's view of the cluster into the model: node ids become nodes, and links become networks.
 #pragma once
 
 #include <set>
@@ -12,27 +12,27 @@
 
 namespace wispd {
 
-// Who and what worked at one time.
+// The members and links at the time of one poll.
 struct Engine_Look {
     const Engine_Members &members;
     const Engine_Links &links;
 };
 
-// A node of the engine that has no place in the model: what() names it and says what to do.
+// The error for a Corosync node that does not fit into the model; what() names the node and what to do.
 class Engine_Refused : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// The node's number: its id, or what the file says. Throws Engine_Refused.
+// Returns the node's number: the one in wispd's file, or else its id. Throws Engine_Refused.
 int node_number(uint32_t id, const Engine_Names &names);
 
-// Nobody is up in it: that is told by liveness. An address that is a host's name is looked up; one that cannot be
-// found is none. Throws Engine_Refused.
+// Returns a configuration in which every adapter is down; liveness is reported separately. Resolves host names:
+// an adapter has no address when that fails. Throws Engine_Refused.
 Configuration translate(const Engine_Configuration &engine, const Engine_Names &names);
 
-// What changed between two looks is told as gone and back. Of the local node's adapters, those on the given links
-// are up: an engine has no link to itself.
+// Returns which members are up, and which of them failed and recovered between two polls. The local node's
+// adapters are up on the given links, because Corosync has no link to itself.
 Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Look &now,
                    const Engine_Look &before, const std::set<int> &local_links);
 

@@ -1,4 +1,4 @@
-// A Corosync cluster as its engine on this node knows it: plain data.
+// A Corosync cluster as the engine on this node knows it: plain data.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@ namespace wispd {
 // One configured node. Link numbers are those of the knet links, 0 to 7.
 struct Engine_Node {
     uint32_t id = 0;
-    std::string name;                     // empty: the configuration gives none
+    std::string name;                     // empty: not configured
     std::map<int, std::string> addresses; // by link
 
     bool operator==(const Engine_Node &) const = default;
 };
 
-// What the configuration says, in the order of the node list.
+// Corosync's configuration, in the order of its node list.
 struct Engine_Configuration {
     std::string cluster_name;
     uint32_t local_id = 0;
@@ -26,18 +26,18 @@ struct Engine_Configuration {
     bool operator==(const Engine_Configuration &) const = default;
 };
 
-// A link to another node, as this node sees it.
+// The state of a link from this node to another.
 struct Engine_Link {
     bool connected = false;
-    uint32_t times_down = 0; // since the engine started: tells of a flap between two looks
+    uint32_t times_down = 0; // since Corosync started; grows when the link flaps between polls
 
     bool operator==(const Engine_Link &) const = default;
 };
 
 using Engine_Links = std::map<std::pair<uint32_t, int>, Engine_Link>; // by node id and link
 
-// How often each node has joined since this engine started: a member that left and came back within one
-// notification has a higher number than before.
+// How often each node has joined since Corosync started on this node. The number grows even when a member
+// leaves and rejoins within one notification.
 using Engine_Members = std::map<uint32_t, uint32_t>; // members only
 
 } // namespace wispd

@@ -1,4 +1,4 @@
-// The interfaces of this machine: which addresses can be reached through them now.
+// The network interfaces of this machine, and which addresses work on them now.
 #pragma once
 
 #include "hb_client.h"
@@ -12,11 +12,11 @@ class Local_Interfaces {
     Local_Interfaces &operator=(const Local_Interfaces &) = delete;
     virtual ~Local_Interfaces() = default;
 
-    // To be waited on for reading.
+    // Returns the descriptor to wait on for reading.
     virtual int descriptor() const = 0;
-    // Reads what there is, without waiting.
+    // Reads what is available, without waiting.
     virtual void dispatch() = 0;
-    // Whether an interface has the address, is up and has a carrier.
+    // Returns whether an interface has the address, is up and has a carrier.
     virtual bool carries(const Hb_IP_address6 &address) const = 0;
 };
 

@@ -47,7 +47,7 @@ class Netlink_Interfaces final : public Local_Interfaces {
 
     int descriptor() const override { return nl_cache_mngr_get_fd(manager_.get()); }
 
-    // What the kernel could not queue is lost, so that all of it is read again.
+    // Reads everything again after an error: notifications that the kernel could not queue are lost.
     void dispatch() override {
         const int result = nl_cache_mngr_data_ready(manager_.get());
         if (result < 0 && result != -NLE_AGAIN) {
@@ -76,8 +76,8 @@ class Netlink_Interfaces final : public Local_Interfaces {
         }
     }
 
-    // The cache has an interface once more for each protocol family that told of it, as IPv6 does when a carrier is
-    // back; only the one of no family is told of what happens from then on.
+    // The cache repeats an interface for each protocol family that reported it, as IPv6 does when a carrier
+    // returns. Only the entry without a family receives later changes.
     bool works(int index) const {
         constexpr unsigned needed = IFF_UP | IFF_LOWER_UP;
         for (nl_object *object = nl_cache_get_first(links_); object != nullptr;
@@ -103,7 +103,7 @@ class Netlink_Interfaces final : public Local_Interfaces {
         void operator()(nl_cache_mngr *manager) const { nl_cache_mngr_free(manager); }
     };
     std::unique_ptr<nl_cache_mngr, Free> manager_;
-    nl_cache *links_ = nullptr; // the manager's, as is the next
+    nl_cache *links_ = nullptr; // manager_ owns this cache and the next one
     nl_cache *addresses_ = nullptr;
 };
 

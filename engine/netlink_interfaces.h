@@ -1,4 +1,4 @@
-// The interfaces of this machine as the kernel tells of them over netlink.
+// The network interfaces of this machine, as the kernel reports them over netlink.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,7 @@
 
 namespace wispd {
 
-// Throws std::system_error.
+// Starts to follow the interfaces. Throws std::system_error.
 std::unique_ptr<Local_Interfaces> watch_interfaces();
 
 } // namespace wispd

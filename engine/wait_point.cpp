@@ -51,7 +51,7 @@ void Wait_Point::remove(const std::vector<int> &descriptors) {
     }
 }
 
-// Setting it takes back that it has run out.
+// Setting the timer also clears its last expiry.
 void Wait_Point::wake_at(std::chrono::steady_clock::time_point time) {
     using namespace std::chrono;
     const auto since_boot = std::max(time.time_since_epoch(), steady_clock::duration(1)); // 0 would disarm it

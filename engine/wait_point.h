@@ -1,4 +1,4 @@
-// One descriptor for several, and a point in time: readable when one of them is, or the time has come.
+// One descriptor that combines several with a point in time: readable when any of them is, or at that time.
 #pragma once
 
 #include <chrono>
@@ -15,10 +15,10 @@ class Wait_Point {
     ~Wait_Point();
 
     int descriptor() const { return epoll_; }
-    // For reading. They stay the caller's, who removes them before they are closed.
+    // Waits on the descriptors for reading. The caller owns them, and removes them before it closes them.
     void add(const std::vector<int> &descriptors);
     void remove(const std::vector<int> &descriptors);
-    // From then on it is readable, until the next call.
+    // Makes the descriptor readable from that time until the next call.
     void wake_at(std::chrono::steady_clock::time_point time);
 
   private:
