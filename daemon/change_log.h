@@ -1,4 +1,4 @@
-// What an operation changed, in lines of the log.
+// Logs what an operation changed in the cluster.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace wispd {
 
-// `failure_id` goes with the deaths.
+// Logs one line for each kind of change. `failure_id` is logged with the deaths.
 void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster);
 
 } // namespace wispd

@@ -1,5 +1,5 @@
-// Reads files that users name, apart from the thread that serves clients. What the use of a file causes in the log is
-// charged to the user that named it.
+// Reads files that users name, on a thread that does not serve clients. Log lines that a file causes are
+// charged to the user that named the file.
 #pragma once
 
 #include <memory>
@@ -14,15 +14,16 @@
 
 namespace wispd {
 
-// Why the file could not be read or used.
+// Returns the reason why the file could not be read or used.
 Failure failure_of(const std::string &path, const std::exception &error);
 
 class Charged_Loader {
   public:
-    // `context` and `log` must outlive this.
+    // `context` and `log` must outlive the loader.
     Charged_Loader(asio::io_context &context, Client_Log &log) : loader_(context), log_(log) {}
 
-    // Reads the file on another thread, and uses it in that of the context. `finished` is always called.
+    // Reads the file on another thread and passes its content to `use` on the thread of the context. Always
+    // calls `finished`.
     template <typename Read, typename Use>
     void load(const std::string &path, Read read, Use use, const Finished &finished) {
         loader_.run([this, path, read, use, finished, user = log_.charged()]() -> File_Loader::Completion {

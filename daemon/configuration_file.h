@@ -1,4 +1,4 @@
-// wispd's configuration file: the cluster's file, and how this daemon serves it.
+// Reads wispd's configuration file: the cluster, and the settings of this daemon.
 #pragma once
 
 #include <string>
@@ -13,9 +13,10 @@ struct Configuration_File : Cluster_File {
     Daemon_Settings daemon;
 };
 
-// All throw Config_Error.
+// Each function throws Config_Error if the file or document is invalid.
 Configuration_File read_configuration_file(const std::string &path);
-Configuration_File read_named_configuration_file(const std::string &path); // one that a request names
+// Reads a file that a request names.
+Configuration_File read_named_configuration_file(const std::string &path);
 Configuration_File parse_configuration_file(std::string_view document, const std::string &path);
 
 } // namespace wispd

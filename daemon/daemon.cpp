@@ -44,7 +44,7 @@ namespace wispd {
 
 namespace {
 
-// What asked for a file to be read anew.
+// The cause of a reload.
 enum class Reload { by_signal, by_command };
 
 } // namespace
@@ -78,8 +78,8 @@ class Daemon::Impl {
     std::string state() const;
     std::map<uid_t, User_Status> users() const;
 
-    // Destroyed from the last to the first. The control connections come late, so that whoever asked for the
-    // stop sees them end when all is gone.
+    // Members are destroyed in reverse order. The control connections are declared late: the client that
+    // requested the stop then sees its connection close after everything else is removed.
     asio::io_context context_;
     Client_Log client_log_;
     Log_Summary log_summary_{context_, client_log_};
@@ -99,7 +99,8 @@ class Daemon::Impl {
     Shared_Segments segments_;
     Route_Writer route_writer_;
     std::optional<Publisher> publisher_;
-    // The users that lines of later events are charged to; none for what the configuration causes.
+    // The users that pay for the log lines of later events. Events from the configuration are not charged to a
+    // user.
     std::optional<uid_t> timeline_user_;
     std::optional<uid_t> suspecting_user_;
     Timeline_Run timeline_;
@@ -152,9 +153,10 @@ Daemon::Impl::Impl(Start start)
     }
 }
 
-// The socket's file and the segments that go with its inode.
+// Claims the socket's file and the segments. The segments' keys depend on the file's inode.
 Shared_Segments Daemon::Impl::claim_socket() {
-    clear_socket_path(start_.socket_path); // not where another process listens: what it made is in use
+    // Fails if another process listens: its segments are in use.
+    clear_socket_path(start_.socket_path);
     if (lock_.left_behind()) {
         const int removed = remove_left_behind(*lock_.left_behind());
         if (removed > 0) {
@@ -197,7 +199,7 @@ void Daemon::Impl::stop(const char *why) {
     context_.stop();
 }
 
-// The mode of the socket's file says the same, but can be changed from outside.
+// The mode of the socket's file expresses the same rule, but other programs can change that mode.
 bool Daemon::Impl::may_control(const Peer &peer) {
     const bool may = is_authorised(peer, geteuid(), access_.control_group);
     if (!may) {
@@ -211,7 +213,8 @@ bool Daemon::Impl::may_control(const Peer &peer) {
 
 void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply) {
     const Log_Charge charge(client_log_, peer.uid);
-    const bool in_full = is_trusted(peer, geteuid()); // may know what is in a file that wispd reads
+    // Only a trusted client receives messages that quote a file which wispd reads.
+    const bool in_full = is_trusted(peer, geteuid());
     executor_.answer(line, in_full, reply);
 }
 
@@ -258,7 +261,7 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
     return handlers;
 }
 
-// The file that wispd was started with, or the one that is named.
+// Loads the named file, or the file that wispd was started with if `named` is empty.
 void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &finished) {
     const std::string path = named.empty() ? start_.config_path : named;
     const auto use = [this, path, why](Configuration_File &&file) { install(file, path, why); };
@@ -312,7 +315,8 @@ void Daemon::Impl::take_settings(const Configuration_File &file, Reload why) {
         start_.file.endpoints = file.endpoints;
         endpoints_.set(file.endpoints);
     } else if (file.endpoints != start_.file.endpoints) {
-        // wispd connects there with its own rights: root alone chooses where, by the file that wispd was started with.
+        // wispd connects to endpoints with its own rights. Only root chooses them, in the file that wispd was
+        // started with.
         log_warning("[[endpoint]] tables not changed; send SIGHUP to load them");
     }
     publisher_->set_limits({settings.client_queue_bytes, limits_that_fit(settings.users)});
@@ -335,7 +339,7 @@ void Daemon::Impl::tell(const Changes &changes) {
     publisher_->announce(changes, failure_id);
 }
 
-// ---- What clients ask for ----
+// ---- Client requests ----
 
 Client_Handlers Daemon::Impl::client_handlers() {
     Client_Handlers handlers;

@@ -1,4 +1,4 @@
-// The daemon: its sources, its model and its publisher put together.
+// The daemon: connects the sources of changes, the cluster model and the publisher.
 #pragma once
 
 #include <memory>
@@ -16,20 +16,21 @@ struct Start {
     std::string control_path;
     Configuration_File file;
     std::vector<Timeline_Event> timeline;
-    Follow_Engine follow_engine; // throws std::runtime_error; asked only when the file says so
+    // Called only if the file configures an engine. Throws std::runtime_error.
+    Follow_Engine follow_engine;
 };
 
 class Daemon {
   public:
-    // Clients can connect when it returns. Waits for the cluster engine, where one is to be followed, as long as
-    // its grace. Throws Start_Failure.
+    // Starts the daemon; clients can connect when the constructor returns. Waits at most the grace period for a
+    // configured engine. Throws Start_Failure.
     explicit Daemon(Start start);
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;
-    // Removes everything that it made.
+    // Removes all files, segments and semaphores that the daemon created.
     ~Daemon();
 
-    // Serves until it is told to stop.
+    // Serves clients until a stop is requested.
     void run();
 
   private:

@@ -1,4 +1,4 @@
-// The start of a daemon whose cluster comes from an engine.
+// Starts a daemon that reads its cluster from an engine.
 #pragma once
 
 #include <functional>
@@ -12,16 +12,16 @@ namespace wispd {
 
 using Follow_Engine = std::function<std::unique_ptr<Engine_Follower>(const Engine_Settings &)>;
 
-// The engine and its first report; neither where the file has the cluster itself.
+// The engine and its first report. Both are empty if the configuration file describes the cluster itself.
 struct Followed {
     std::unique_ptr<Engine_Follower> follower;
     std::optional<Engine_Step> first;
 };
 
-// Waits for the engine, as long as its grace. Throws Start_Failure.
+// Connects to the engine and waits at most the grace period for its first report. Throws Start_Failure.
 Followed begin_to_follow(const std::optional<Engine_Settings> &settings, const Follow_Engine &follow_engine);
 
-// As the engine reports it, or as it is configured.
+// Returns the cluster that the engine reports, or else the configured cluster.
 Cluster cluster_at_start(const Configuration &configured, const Followed &followed);
 
 } // namespace wispd

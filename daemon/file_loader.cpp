@@ -23,7 +23,8 @@ class File_Loader::Impl {
     }
 
     void run(std::function<Completion()> work) {
-        if (!thread_.joinable()) { // first: where there is no thread, nothing is left to do later
+        // Start the thread before posting: if that fails, no work is left in the queue.
+        if (!thread_.joinable()) {
             const Signals_Blocked blocked;
             thread_ = std::thread([this] { work_.run(); });
         }

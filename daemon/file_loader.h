@@ -1,4 +1,4 @@
-// Reads and parses files apart from the thread that serves clients: a large one takes long.
+// Reads and parses files on a thread that does not serve clients, because reading a large file is slow.
 #pragma once
 
 #include <functional>
@@ -14,15 +14,15 @@ class File_Loader {
   public:
     using Completion = std::function<void()>;
 
-    // Completions run in `context`, which outlives this.
+    // Completions run in `context`, which must outlive the loader.
     explicit File_Loader(asio::io_context &context);
     File_Loader(const File_Loader &) = delete;
     File_Loader &operator=(const File_Loader &) = delete;
-    // Waits for the file that is being read; those that wait are not read.
+    // Waits until the current file is read. Files still in the queue are not read.
     ~File_Loader();
 
-    // Runs the work on the loader's thread, one after another, and what it returns in the context. The work must not
-    // throw.
+    // Runs `work` on the loader's thread after all earlier work, then runs the returned completion in the
+    // context. The work must not throw.
     void run(std::function<Completion()> work);
 
   private:

@@ -1,4 +1,4 @@
-// Brings new security keys into force: on command, and after the configured time.
+// Activates new security keys, on command and after the configured interval.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -10,12 +10,12 @@ namespace wispd {
 
 class Key_Rotation {
   public:
-    // Publishes the keys in force. Both must outlive this.
+    // Publishes the current keys. `keyring` and `segments` must outlive this object.
     Key_Rotation(asio::io_context &context, Keyring &keyring, Shared_Segments &segments);
 
-    // Throws Refused.
+    // Activates the next key. Throws Refused if that is not possible.
     void rotate();
-    // From here on keys rotate by themselves, where the configuration says so.
+    // Starts automatic rotation if the configuration sets an interval.
     void begin();
 
   private:

@@ -1,4 +1,5 @@
-// Logs how many lines of clients were suppressed when the period is over, also when no further line comes.
+// Logs how many lines of clients were suppressed in a period. The summary appears even if no further line is
+// logged.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -9,7 +10,7 @@ namespace wispd {
 
 class Log_Summary {
   public:
-    // `log` must outlive this, and suppress nothing afterwards.
+    // `log` must outlive this object and suppress no line after its destruction.
     Log_Summary(asio::io_context &context, Client_Log &log);
     Log_Summary(const Log_Summary &) = delete;
     Log_Summary &operator=(const Log_Summary &) = delete;

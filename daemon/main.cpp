@@ -1,4 +1,4 @@
-// wispd, the heartbeat daemon.
+// The main function of wispd, the heartbeat daemon.
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -40,7 +40,8 @@ void say(const std::string &line) {
     std::fputs(text("wispd: ", terminal::printable(line), "\n").c_str(), stderr);
 }
 
-// A reload that is asked for while wispd starts, which can take as long as its cluster engine does, comes after that.
+// Blocks or unblocks the reload signal. The start can last as long as that of the cluster engine; a reload
+// requested meanwhile waits for it.
 void hold_reloads(int how) {
     sigset_t reload;
     sigemptyset(&reload);
@@ -68,7 +69,7 @@ wispd::Start read_start(const Options &options) {
     if (start.file.engine) {
         wispd::need_engine_access();
     }
-    // Afterwards the working directory may be another one.
+    // The working directory may change later, so resolve the paths now.
     start.config_path = wispd::absolute_path(options.config);
     wispd::Daemon_Settings &settings = start.file.daemon;
     settings.log_file = wispd::absolute_path(settings.log_file);
@@ -97,7 +98,7 @@ void choose_log(const Options &options, const wispd::Daemon_Settings &settings) 
     wispd::set_log_level(settings.log_level);
 }
 
-// What the file names beside itself and its timeline.
+// Checks what the configuration names in this system, apart from the file itself and its timeline.
 int check_system(const wispd::Daemon_Settings &settings) {
     try {
         wispd::find_access(settings);

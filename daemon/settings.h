@@ -1,4 +1,4 @@
-// How this daemon serves its cluster.
+// The settings of this daemon, as read from the [daemon] table.
 #pragma once
 
 #include <chrono>
@@ -15,13 +15,13 @@
 namespace wispd {
 
 struct Daemon_Settings {
-    std::string socket;        // empty: by the environment
+    std::string socket;        // empty: chosen by the environment
     std::string control;       // empty: the socket's path + ".control"
-    std::string group;         // empty: the group that the daemon runs as
+    std::string group;         // empty: the group of the daemon's process
     std::string act_group;     // empty: no group may act on the node
     std::string control_group; // empty: no group may use the control socket
     mode_t socket_mode = Access().socket_mode;
-    std::optional<mode_t> key_mode; // empty: 0640, or 0600 where the group cannot connect either
+    std::optional<mode_t> key_mode; // empty: 0640, or 0600 if the group cannot connect
     std::size_t client_queue_bytes = 16777216;
     User_Limits users;
     std::chrono::microseconds control_idle = Control_Server::IDLE; // control_idle_seconds
@@ -32,7 +32,7 @@ struct Daemon_Settings {
     bool operator==(const Daemon_Settings &) const = default;
 };
 
-// What the file says; the default for what it does not say.
+// Returns the settings of the section, with defaults for absent keys.
 Daemon_Settings settings_of(const Daemon_Section &section);
 
 } // namespace wispd

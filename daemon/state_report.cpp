@@ -27,7 +27,7 @@ ordered_json networks_of(const Cluster &cluster) {
     return list;
 }
 
-// Those that left are listed too: they can join again.
+// Adapters that left are listed too, because they can join again.
 ordered_json adapters_of(const Cluster &cluster, std::size_t node) {
     ordered_json list = ordered_json::array();
     const auto per_node = static_cast<std::size_t>(cluster.adapters_per_node());
@@ -100,7 +100,7 @@ ordered_json users_of(const std::map<uid_t, User_Status> &users) {
     return list;
 }
 
-// What is due and not yet acted on is due now.
+// An event that is overdue but not yet executed is reported as due now.
 double seconds_until(Time time, Time now) {
     return std::max(0.0, std::chrono::duration<double>(time - now).count());
 }
@@ -206,7 +206,7 @@ std::string state_line(const State_View &view) {
     state["users"] = users_of(view.users);
     state["timeline"] = {{"events", view.timeline.events}, {"played", view.timeline.played}};
     const ordered_json answer = {{"ok", true}, {"state", std::move(state)}};
-    // A client names its subscriptions as it likes.
+    // Clients choose the names of their subscriptions, so a name may be invalid UTF-8.
     return answer.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 

@@ -1,4 +1,4 @@
-// The model and the clients as JSON, for `wispctl state`.
+// Formats the cluster model and the clients as JSON for `wispctl state`.
 #pragma once
 
 #include <map>
@@ -19,29 +19,29 @@ struct Timeline_Status {
     std::size_t played = 0;
 };
 
-// What one user holds with all its connections.
+// The resources that one user holds with all its connections.
 struct User_Status {
     User_Holding clients;
     std::size_t control_connections = 0;
 };
 
-// What is shown. Of the keys it is how many there are, never they themselves.
+// What the report shows. It contains the number of keys, never their bytes.
 struct State_View {
     const Cluster &cluster;
     const Node_Control &control;
     const Routes &routes;
-    Hb_Sequence_Number route_sequence; // of what is in shared memory
+    Hb_Sequence_Number route_sequence; // generation of the routes in shared memory
     bool routes_are_current;
     const Keyring &keyring;
     std::vector<Client_Status> clients;
     std::map<uid_t, User_Status> users;
     Timeline_Status timeline;
-    const Engine_Status *engine; // null: the cluster is the file's
+    const Engine_Status *engine; // null: the file describes the cluster
     bool ends_soon;
     Time now;
 };
 
-// {"ok":true,"state":{...}} in one line.
+// Returns {"ok":true,"state":{...}} in one line.
 std::string state_line(const State_View &view);
 
 } // namespace wispd

@@ -23,10 +23,10 @@ namespace {
 constexpr std::size_t GROUP_BUFFER_AT_FIRST = 65536;
 constexpr std::size_t GROUP_BUFFER_MOST = std::size_t{64} << 20;
 constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
-// Control connections and the daemon's own files.
+// Descriptors kept for control connections and the daemon's own files.
 constexpr rlim_t RESERVED_DESCRIPTORS = 128;
 
-// A group's entry lists its members, of which there can be many.
+// A group's entry lists all its members, so it can need a large buffer.
 std::optional<gid_t> group_named(const std::string &name) {
     for (std::size_t size = GROUP_BUFFER_AT_FIRST; size <= GROUP_BUFFER_MOST; size *= 4) {
         std::vector<char> buffer(size);
@@ -47,7 +47,7 @@ std::optional<gid_t> group_numbered(const std::string &written) {
     return error == std::errc() && stopped == end && number != NO_GROUP ? std::optional(number) : std::nullopt;
 }
 
-// The descriptor limit is for programs that use select(); this one need not keep it.
+// The limit protects programs that use select(). This daemon does not use select() and can raise it.
 void raise_descriptor_limit() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
@@ -56,7 +56,7 @@ void raise_descriptor_limit() {
     }
 }
 
-// The default's directory is made; elsewhere a missing one is more likely a misspelt one.
+// Creates the default directory only. Any other missing directory is more likely a spelling mistake.
 void need_directory(const std::string &socket) {
     const std::filesystem::path directory = std::filesystem::path(socket).parent_path();
     std::error_code error;
@@ -71,7 +71,7 @@ void need_directory(const std::string &socket) {
     }
 }
 
-// A socket that another user could exchange is one that this user could listen on.
+// A user that can replace the socket could listen in the daemon's place.
 void need_safe_directory(const std::string &path) {
     if (const std::string why = why_unsafe(path); !why.empty()) {
         throw Start_Failure(text("another user could replace ", path, ": ", why,

@@ -1,4 +1,4 @@
-// What has to be so in the system before the daemon makes anything in it.
+// Checks and prepares the system before the daemon creates anything in it.
 #pragma once
 
 #include <string>
@@ -9,18 +9,19 @@
 
 namespace wispd {
 
-// By its name or number; -1 for an empty name. Throws Start_Failure, which names the key of [daemon] that has it.
+// Returns the id of a group given by name or number; -1 for an empty name. Throws Start_Failure, which names
+// `key`, the entry of [daemon] with the group.
 gid_t find_group(const std::string &name, const char *key = "group");
 
-// What the groups and modes of [daemon] mean in this system. Throws Start_Failure.
+// Resolves the groups and modes of [daemon] in this system. Throws Start_Failure.
 Access find_access(const Daemon_Settings &settings);
 
-// The limits with no more connections than there are descriptors for. Some are kept for everything else; the log says
-// when that leaves fewer connections than configured.
+// Reduces the number of connections to the available descriptors. Some descriptors are kept for other uses. A
+// log line reports when fewer connections than configured remain.
 User_Limits limits_that_fit(User_Limits limits);
 
-// Checks the paths, makes the default's directory, raises the limit of descriptors; gives who gets access to
-// what is made. Throws Start_Failure.
+// Checks the paths, creates the default directory and raises the descriptor limit. Returns the access rights
+// for what the daemon creates. Throws Start_Failure.
 Access prepare_system(const std::string &socket_path, const std::string &control_path,
                       const Daemon_Settings &settings);
 

@@ -1,4 +1,4 @@
-// How much of wispd one user may hold with all its connections together, and all users with theirs.
+// Limits what one user may hold with all its connections, and what all users may hold together.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 namespace wispd {
 
 struct User_Limits {
-    // max_connections: of all users; the last ones are for root and the daemon's own user.
+    // max_connections: for all users; the last are reserved for root and the daemon's own user
     std::size_t all_connections = 4096;
     std::size_t connections = 256;       // user_connections
     std::size_t subscriptions = 8192;    // user_subscriptions

@@ -14,7 +14,8 @@ namespace {
 constexpr int COMPLAINTS_LOGGED = 8;
 constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
 
-// Input is taken in turns by one thread, so that all clients can share one buffer. It is small, so that turns are short.
+// One thread reads from all clients in turn, so they can share one buffer. The buffer is small to keep the
+// turns short.
 std::array<char, 4096> &input_buffer() {
     static std::array<char, 4096> buffer;
     return buffer;
@@ -49,7 +50,7 @@ void Client::wait_for_input() {
                        });
 }
 
-// Whether its user has had more than its share of the time; its input is then read later.
+// Returns true if the user has exceeded its share of the thread's time. The client's input is then read later.
 bool Client::rests() {
     const auto wait = quotas_.time().wait(peer_.uid);
     if (wait <= wait.zero()) {
@@ -120,7 +121,7 @@ void Client::send(const Packet &packet, const Body &body) {
     }
 }
 
-// False when this client was the one that had to go.
+// Returns false if this client was itself disconnected to make room.
 bool Client::make_room(std::size_t bytes) {
     while (is_open() && !quotas_.may_queue(peer_.uid, bytes)) {
         handlers_.on_user_full(*this);
@@ -148,7 +149,8 @@ void Client::write_output() {
                                      return;
                                  }
                                  if (error) {
-                                     // It has gone; what it asked for before is still read, up to the end.
+                                     // The client is disconnected. Requests that it sent earlier are still
+                                     // read, up to the end.
                                      self->debug(text("accepts no more data: ", error.message()));
                                      self->takes_no_more_ = true;
                                      self->queue_.clear();

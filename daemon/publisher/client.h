@@ -1,7 +1,7 @@
-// One connected client: its records in, its packets out.
+// One connected client: reads its requests and sends its packets.
 //
-// Nothing here waits for the client. What it does not read piles up in its queue; when that is full the
-// client is disconnected, since an event that is left out would go unnoticed.
+// Nothing here waits for the client. Unread packets collect in its queue. A client with a full queue is
+// disconnected, because a skipped event would go unnoticed.
 #pragma once
 
 #include <bitset>
@@ -28,33 +28,34 @@ namespace wispd {
 
 class Client : public std::enable_shared_from_this<Client> {
   public:
-    // `on_request` is called for each request, `on_gone` once, never from within another call of the client.
-    // `on_user_full` is to disconnect one of the clients of its user, to which no more may be sent otherwise.
+    // `on_request` is called for each request. `on_gone` is called once, never from within another call of the
+    // client. `on_user_full` must disconnect one of the user's clients, because the user's queue limit is
+    // reached.
     struct Handlers {
         std::function<void(Client &, const Request &)> on_request;
         std::function<void(Client &)> on_user_full;
         std::function<void(Client &)> on_gone;
     };
 
-    // Log and quotas must outlive the client.
+    // The log and the quotas must outlive the client.
     Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
            User_Quotas &quotas, Handlers handlers);
 
     void start();
 
-    // Replies carry no sequence number; events are numbered 1, 2, 3, ... for each client.
+    // Replies carry no sequence number. Events are numbered 1, 2, 3, ... for each client.
     void send_reply(const Packet &packet, const Body &body);
     void send_event(Packet packet, const Body &body);
 
-    // Drops the connection, with a line in the log.
+    // Closes the connection and logs the reason.
     void disconnect(const std::string &why);
-    // Logs something odd that the client did, a bounded number of times.
+    // Logs unexpected behaviour of the client, a limited number of times.
     void complain(const std::string &what);
-    // Logs something else about it; the line begins with its title.
+    // Logs another message about the client. The line begins with the client's title.
     void note(const std::string &what);
     void warn(const std::string &what);
     void debug(const std::string &what);
-    // True the first time that it is asked about this request code.
+    // Returns true at the first call for this request code.
     bool is_first_refusal(int32_t kind);
 
     bool is_open() const { return socket_.is_open(); }
@@ -66,9 +67,9 @@ class Client : public std::enable_shared_from_this<Client> {
     void set_queue_limit(std::size_t limit) { queue_.set_limit(limit); }
 
     std::vector<Subscription> subscriptions;
-    // The number in its last heartbeat.
+    // The number in the client's last heartbeat.
     std::optional<uint32_t> heartbeat;
-    // Generation of the configuration that it was last sent; 0: none.
+    // Generation of the configuration last sent to the client; 0: no configuration sent.
     Hb_Sequence_Number configuration_seen = 0;
 
   private:
@@ -91,7 +92,7 @@ class Client : public std::enable_shared_from_this<Client> {
     Handlers handlers_;
     Record_Reader reader_;
     Send_Queue queue_;
-    std::size_t accounted_ = 0; // bytes of the queue that its user is charged with
+    std::size_t accounted_ = 0; // bytes of the queue that are charged to the user
     bool writing_ = false;
     bool takes_no_more_ = false;
     Hb_Seq_Num sequence_ = 0;
@@ -99,7 +100,7 @@ class Client : public std::enable_shared_from_this<Client> {
     std::bitset<MONITOR_LAST_MESSAGE + 1> refused_;
 };
 
-// By the number of the connection.
+// All connected clients, by connection number.
 using Clients = std::map<int, std::shared_ptr<Client>>;
 
 } // namespace wispd

@@ -1,4 +1,4 @@
-// What the daemon does for clients that the publisher itself cannot.
+// What the daemon does for clients when the publisher alone cannot.
 #pragma once
 
 #include <functional>
@@ -14,8 +14,8 @@ namespace wispd {
 
 struct Client_Handlers {
     std::function<bool(const Peer &)> may_act;
-    // Changes the model. What that changed is told when the answer has gone out: a client that awaits an
-    // answer takes whatever comes first for it.
+    // Changes the model. The change is announced after the answer was sent, because a waiting client treats the
+    // first packet as its answer.
     std::function<Outcome(const Node_Request &)> act;
     std::function<void(const Changes &)> changed;
     std::function<Delivery(const Multicast &)> deliver;

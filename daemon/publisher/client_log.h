@@ -1,5 +1,7 @@
-// Lines in the log that users cause, as clients and on the control socket. They can cause as many as they like, by asking
-// or by connecting again and again, and must not fill the disk with them.
+// Limits the log lines that users cause as clients and on the control socket.
+//
+// Users can cause any number of lines by repeated requests or connections. The limit keeps those lines from
+// filling the disk.
 #pragma once
 
 #include <chrono>
@@ -15,7 +17,7 @@
 
 namespace wispd {
 
-// For each user so many lines of each level within a period. What is suppressed beyond that is counted; the number is
+// Allows each user a fixed number of lines of each level in a period. Further lines are counted. The count is
 // logged with the user's next line, or by report().
 class Client_Log {
   public:
@@ -33,12 +35,14 @@ class Client_Log {
     void info(uid_t user, const std::string &line) { put(user, Log_Level::info, line); }
     void warning(uid_t user, const std::string &line) { put(user, Log_Level::warning, line); }
 
-    // Logs what was suppressed in the periods that are over, or in all. False when nothing is left to report.
+    // Logs the counts of suppressed lines for ended periods, or for all periods. Returns false if no count is
+    // left to report.
     bool report(bool all = false);
-    // Called when the first line of a period is suppressed: report() is wanted a period later.
+    // Sets a function that is called when the first line of a period is suppressed. The owner should call
+    // report() one period later.
     void on_suppression(std::function<void()> call) { on_suppression_ = std::move(call); }
 
-    // The user that the lines of this moment are charged to.
+    // Returns the user that pays for the lines logged now.
     std::optional<uid_t> charged() const { return charged_; }
 
   private:
@@ -60,7 +64,8 @@ class Client_Log {
     std::optional<uid_t> charged_;
 };
 
-// While it lives, every line that this thread logs is charged to the user, whichever part of the daemon logs it.
+// During its lifetime, every line that this thread logs is charged to the user, regardless of the part of the
+// daemon.
 class Log_Charge {
   public:
     Log_Charge(Client_Log &log, uid_t user);
@@ -74,7 +79,7 @@ class Log_Charge {
     Log_Diversion diversion_;
 };
 
-// Null for no user: the lines are not charged.
+// Returns null if `user` is empty: the lines are then not charged.
 std::unique_ptr<Log_Charge> charge_to(Client_Log &log, std::optional<uid_t> user);
 
 } // namespace wispd

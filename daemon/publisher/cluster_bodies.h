@@ -1,4 +1,4 @@
-// The cluster as packets carry it. Made when first asked for, and kept until the next change.
+// The packet bodies that describe the cluster. Each is built at its first use and kept until the next change.
 #pragma once
 
 #include <optional>
@@ -11,13 +11,13 @@ namespace wispd {
 
 class Cluster_Bodies {
   public:
-    // `cluster` must outlive this.
+    // `cluster` must outlive this object.
     explicit Cluster_Bodies(const Cluster &cluster) : cluster_(cluster) {}
 
     const Body &snapshot();
     const std::vector<Adapter_Member> &adapters_up();
     const Body &all_adapters_up();
-    // To be called after any change of the cluster.
+    // Discards all bodies. Must be called after each change of the cluster.
     void forget();
 
   private:

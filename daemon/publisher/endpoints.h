@@ -1,5 +1,7 @@
-// Delivers multicasts. The nodes of a cluster that is only described have no network to send on; what takes
-// their place for a test is a UNIX datagram socket for each node and port.
+// Delivers multicasts to local endpoints.
+//
+// The nodes of a described cluster have no network. For tests, a UNIX datagram socket for each node and port
+// replaces it.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +17,7 @@
 
 namespace wispd {
 
-// What became of a multicast, node by node.
+// The result of a multicast for each node.
 struct Delivery {
     std::vector<int64_t> delivered;
     std::vector<int64_t> no_route;
@@ -23,16 +25,16 @@ struct Delivery {
     std::vector<std::pair<int64_t, std::string>> failed; // with the reason
 };
 
-// "B bytes to port P", and which nodes got them.
+// Returns "B bytes to port P" and the nodes that received them.
 std::string summary(const Multicast &multicast, const Delivery &delivery);
 
 class Endpoints {
   public:
-    // Throws Start_Failure.
+    // Throws Start_Failure if the socket cannot be created.
     explicit Endpoints(const std::vector<Endpoint> &endpoints);
 
     void set(const std::vector<Endpoint> &endpoints);
-    // One datagram for each node that there is a route to. Waits for nobody.
+    // Sends one datagram to each node that has a route. Does not wait for a receiver.
     Delivery deliver(const Multicast &multicast, const Routes &routes) const;
 
   private:

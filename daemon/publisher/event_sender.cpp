@@ -152,8 +152,8 @@ void Event_Sender::announce_nodes(Hb_Client_Reply kind, Hb_Events event,
     });
 }
 
-// Updates and failure identifiers cannot be asked for. A client without a subscription only asks questions,
-// and must not find one of them where it expects an answer.
+// Clients cannot subscribe to updates and failure identifiers. A client without subscriptions only sends
+// requests and would mistake such an event for its answer.
 void Event_Sender::announce_update() {
     for (const auto &[id, client] : clients_) {
         if (client->is_open() && !client->subscriptions.empty()) {

@@ -1,4 +1,4 @@
-// Sends clients the configuration, the events that they subscribed to, and what they have to know before the first one.
+// Sends clients the configuration, their subscribed events and the state that they need before the first event.
 #pragma once
 
 #include <string>
@@ -13,16 +13,16 @@ namespace wispd {
 
 class Event_Sender {
   public:
-    // Both must outlive this.
+    // `cluster` and `clients` must outlive this object.
     Event_Sender(const Cluster &cluster, const Clients &clients);
 
-    // What an operation on the cluster changed, to all clients. `failure_id` goes with the deaths.
+    // Sends all clients the changes of an operation. `failure_id` is sent with the deaths.
     void announce(const Changes &changes, const std::string &failure_id);
 
-    // The configuration, as an answer and as an event.
+    // Send the configuration: send_configuration() as an answer, send_update() as an event.
     void send_configuration(Client &client);
     void send_update(Client &client);
-    // The groups and settings that a new subscription is about.
+    // Sends the current groups and settings that a new subscription covers.
     void send_present_state(Client &client, const Subscription &subscription);
 
   private:

@@ -27,7 +27,7 @@ std::string read_all(int file) {
     return count > 0 ? std::string(buffer, static_cast<std::size_t>(count)) : std::string();
 }
 
-// Whether the path still names the opened file: its last holder removes it when it ends.
+// Returns true if the path still names the opened file. The last holder removes its file when it stops.
 bool is_current(int file, const std::string &path) {
     struct stat opened {};
     struct stat named {};
@@ -39,7 +39,7 @@ bool is_lock_text(const std::string &content) {
     return content.empty() || parse_record(content);
 }
 
-// Nothing else than a lock file of wispd's is ever written to or removed.
+// Throws unless the file is a lock file of wispd. Other files are never written or removed.
 void need_own_lock(int file, const std::string &path) {
     struct stat status {};
     if (fstat(file, &status) != 0) {
@@ -60,7 +60,7 @@ void need_own_lock(int file, const std::string &path) {
     }
 }
 
-// Each account that can read a file can lock it. Older versions made it readable for everybody.
+// Any account that can read a file can lock it. Earlier versions made the file readable by everybody.
 void make_private(int file, const std::string &path) {
     if (fchmod(file, 0600) != 0) {
         throw Start_Failure(text("cannot set the mode of the lock file ", path, ": ", std::strerror(errno)));
@@ -72,8 +72,8 @@ void make_private(int file, const std::string &path) {
         text(holder, " is running already: it holds ", path, "; stop it, or choose another socket path"));
 }
 
-// Removes the path's entry if it is the opened file's. Another wispd may put its own file there at the same time,
-// which then comes back.
+// Removes the path's entry if it is the opened file. If another wispd has replaced the entry meanwhile, its
+// file is restored.
 void remove_entry(int file, const std::string &path) {
     const std::string aside = text(path, ".", getpid());
     if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) != 0) {
@@ -89,8 +89,8 @@ void remove_entry(int file, const std::string &path) {
     unlink(aside.c_str());
 }
 
-// The file is locked by others. Throws when one of them may be wispd; else they only hinder its start, and it makes
-// itself another file.
+// Replaces a file that other processes have locked. Throws if one of them may be wispd; other processes must
+// not prevent the start.
 void replace_lock(int file, const std::string &path) {
     const std::vector<Lock_Holder> holders = lock_holders(file);
     if (holders.empty()) {
@@ -151,13 +151,13 @@ Instance_Lock::Instance_Lock(const std::string &path) : path_(path) {
 
 void Instance_Lock::note_left_behind() {
     struct stat status {};
-    // A record that somebody else wrote could name what is not ours to remove.
+    // A record that another user wrote could name segments that this wispd must not remove.
     if (!left_behind_ && fstat(file_.get(), &status) == 0 && status.st_uid == geteuid()) {
         left_behind_ = parse_record(read_all(file_.get()));
     }
 }
 
-// False when the path names another file by now.
+// Returns false if the path now names another file.
 bool Instance_Lock::attempt_to_lock() {
     constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     file_ = Descriptor(open(path_.c_str(), flags, 0600));
@@ -171,7 +171,8 @@ bool Instance_Lock::attempt_to_lock() {
             throw Start_Failure(text("cannot lock ", path_, ": ", std::strerror(errno)));
         }
         replace_lock(file_.get(), path_);
-        note_left_behind(); // the holder could read it, and not write it
+        // The holder of the lock could read the record, but not write it.
+        note_left_behind();
         return false;
     }
     return is_current(file_.get(), path_);

@@ -1,5 +1,7 @@
-// One wispd for each socket: a locked file beside the socket, which also remembers what its holder made, so
-// that the next one can remove what a killed one left behind.
+// Permits one wispd for each socket, by a locked file beside the socket.
+//
+// The file also records what its holder created. The next wispd can then remove what a killed wispd left
+// behind.
 #pragma once
 
 #include <array>
@@ -12,7 +14,7 @@
 
 namespace wispd {
 
-// Who made which segments and semaphores.
+// A process, and the keys of the segments and semaphores that it created.
 struct Ipc_Record {
     pid_t pid = 0;
     std::array<int32_t, 3> segment_keys{};
@@ -22,19 +24,19 @@ struct Ipc_Record {
 };
 
 std::string format_record(const Ipc_Record &record);
-// Empty when the text is no whole record.
+// Returns nothing if the text is not a complete record.
 std::optional<Ipc_Record> parse_record(const std::string &text);
 
 class Instance_Lock {
   public:
-    // Throws Start_Failure when another process that may be wispd holds it, naming that one, and when there is a file
-    // that is no lock of wispd's. A lock that some other account holds is replaced, with a line in the log.
+    // Throws Start_Failure if the path names anything but a lock file of wispd. Also throws, naming the holder,
+    // if a process that may be wispd holds the lock. A lock of any other process is replaced and logged.
     explicit Instance_Lock(const std::string &path);
     Instance_Lock(const Instance_Lock &) = delete;
     Instance_Lock &operator=(const Instance_Lock &) = delete;
     ~Instance_Lock();
 
-    // What the last holder made and did not remove.
+    // Returns what the last holder created and did not remove.
     const std::optional<Ipc_Record> &left_behind() const { return left_behind_; }
     void write(const Ipc_Record &record);
 

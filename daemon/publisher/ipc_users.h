@@ -1,4 +1,4 @@
-// Which users made segments and semaphores of the system.
+// Finds the users that created segments and semaphores of the system.
 #pragma once
 
 #include <array>
@@ -10,12 +10,13 @@
 
 namespace wispd {
 
-// Remembers who made what stands under the keys that it was asked about.
+// Records the creators of the objects under the requested keys.
 class Ipc_Makers {
   public:
-    // Whether there is anything under one of the keys.
+    // Returns true if an object exists under any of the keys.
     bool any_under(const std::array<int32_t, 3> &segments, int32_t semaphores);
-    // Empty when none is known, as an object that this process may not read.
+    // Returns the user that created most of the objects. Returns nothing if no creator is known, for example if
+    // this process may not read the objects.
     std::optional<uid_t> most_frequent() const;
 
   private:
@@ -25,7 +26,8 @@ class Ipc_Makers {
     std::map<uid_t, std::size_t> made_;
 };
 
-// "; user 1000 owns 4090 of 4096 segments", empty when the system does not list them.
+// Returns for example "; user 1000 owns 4090 of 4096 segments". Returns an empty string if the system does not
+// list them.
 std::string most_segments();
 
 } // namespace wispd

@@ -13,7 +13,7 @@ namespace wispd {
 
 namespace {
 
-// The id of the record's segment; -1 when there is none, or it cannot be proven to be that process's.
+// Returns the id of the record's segment. Returns -1 if no segment exists, or if its creator cannot be proven.
 int proven_segment(const Ipc_Record &record, std::size_t which) {
     if (record.segment_keys[which] == IPC_PRIVATE) {
         return -1;
@@ -59,7 +59,7 @@ int remove_left_behind(const Ipc_Record &record) {
         proven[which] = proven_segment(record, which);
         any = any || proven[which] >= 0;
     }
-    // Semaphores do not tell who made them: they go with a segment that does.
+    // The system does not record the creator of semaphores. They are removed together with a proven segment.
     if (any && remove_semaphores(record)) {
         ++removed;
     }

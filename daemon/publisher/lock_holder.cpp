@@ -50,7 +50,8 @@ Lock_Holder holder_with(pid_t pid) {
 
 } // namespace
 
-// Where the system hides processes of others, a wispd that cannot be dumped is hidden from its own user, too.
+// Some systems hide the processes of other users. A wispd that cannot be dumped is then hidden from its own
+// user as well.
 bool Lock_Holder::may_be_wispd() const {
     if (users.empty()) {
         return !has_ended(pid);
@@ -78,7 +79,7 @@ std::vector<Lock_Holder> lock_holders(int file) {
         std::istringstream words(line);
         std::string number, kind, duty, access, name;
         pid_t pid = 0;
-        // Those that wait for a lock have an arrow in front.
+        // Processes that wait for a lock have an arrow in front; only holders match here.
         if (words >> number >> kind >> duty >> access >> pid >> name && kind == "FLOCK" && name == wanted) {
             holders.push_back(holder_with(pid));
         }

@@ -1,4 +1,4 @@
-// Which process holds a lock on a file, as the system lists it.
+// Finds the processes that hold a lock on a file, as the system lists them.
 #pragma once
 
 #include <string>
@@ -9,17 +9,19 @@ namespace wispd {
 
 struct Lock_Holder {
     pid_t pid = 0;
-    std::string command;      // empty when the process has ended and left the lock to a child, or is hidden
+    // Empty if the process is hidden, or has ended and left the lock to a child.
+    std::string command;
     std::vector<uid_t> users; // real, effective, saved; empty in the same cases
 
-    // Whether it could be another wispd: it runs as root or as this process's user throughout, or nobody can say.
+    // Returns true if the process could be another wispd. It then runs only as root or as this process's user,
+    // or its users are unknown.
     bool may_be_wispd() const;
 };
 
-// "process id 4711 (sh) of user 1000"
+// Returns for example "process id 4711 (sh) of user 1000".
 std::string description(const Lock_Holder &holder);
 
-// Empty when no holder is listed, as for one of another process-id namespace.
+// Returns an empty list if the system lists no holder, for example a holder in another process-id namespace.
 std::vector<Lock_Holder> lock_holders(int file);
 
 } // namespace wispd

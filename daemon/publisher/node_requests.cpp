@@ -70,7 +70,7 @@ bool read_name(std::span<const char> body, std::string &name, std::string &fault
     return true;
 }
 
-// Numbers, addresses and texts each come in one form; this is the one place where all are told apart.
+// Numbers, addresses and texts each have one form. This function alone distinguishes all of them.
 bool read_fields(Body_Form form, std::span<const char> body, Node_Request &request, std::string &fault) {
     switch (form) {
     case Body_Form::number_as_length:
@@ -128,7 +128,7 @@ bool read_multicast_head(std::span<const char> body, daemon_routing_hdr &head, s
     return fault.empty();
 }
 
-// What comes behind the nodes: its size, and itself.
+// Returns the payload, which follows the nodes and its own size.
 std::optional<std::span<const char>> payload_behind(std::span<const char> rest, std::size_t nodes,
                                                     std::string &fault) {
     if (rest.size() < 4 * nodes + 4) {

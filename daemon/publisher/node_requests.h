@@ -1,5 +1,5 @@
-// The requests beyond configuration and subscriptions: what bytes each has, who may send it, how it is
-// answered.
+// The requests beyond configuration and subscriptions: their bytes, the permission that each needs, and the
+// answer.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace wispd {
 
-// What a request's body holds.
+// The content of a request's body.
 enum class Body_Form {
     number_as_length, // the number is the length; the bytes mean nothing
     network,
@@ -21,29 +21,29 @@ enum class Body_Form {
     network_and_seconds,
     seconds,
     sequence,
-    name, // without an end; may be empty
+    name, // without a terminating NUL; may be empty
     multicast,
     nothing
 };
 
 struct Request_Rule {
     Hb_Client_Request kind;
-    const char *name; // for people
-    bool acts;        // on the node, which not everybody may
+    const char *name; // shown in the log
+    bool acts;        // acts on the node, which needs permission
     Body_Form form;
     std::optional<Hb_Client_Reply> answer;
     Request_Status when_not_permitted; // the status in the answer
 };
 
-// Null for a request that has none, or is not served.
+// Returns null if the request code has no rule or is not served.
 const Request_Rule *rule_of(int32_t kind);
 
-// A request of one of the first five forms, or of a name or nothing. Empty when the body is not as it must
-// be; `fault` then says why.
+// Reads a request of one of the first five forms, or with a name or no body. Returns nothing if the body is
+// invalid; `fault` then states the reason.
 std::optional<Node_Request> read_node_request(const Request_Rule &rule, std::span<const char> body,
                                               std::string &fault);
 
-// The number that a client's heartbeat carries.
+// Reads the number that a client's heartbeat carries.
 std::optional<uint32_t> read_sequence(std::span<const char> body, std::string &fault);
 
 struct Multicast {

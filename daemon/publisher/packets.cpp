@@ -10,7 +10,7 @@ template <typename Value> void put(char *at, std::size_t offset, const Value &va
     std::memcpy(at + offset, &value, sizeof value);
 }
 
-// The rest of the field, and at least its last byte, stays zero.
+// Copies the value into a zeroed field. The rest of the field, and at least its last byte, stays zero.
 void put_text(char *at, std::size_t size, std::string_view value) {
     value.copy(at, size - 1);
 }

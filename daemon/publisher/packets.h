@@ -1,5 +1,7 @@
-// Makes the packets that clients get. Bodies are immutable and shared, so that an event for a thousand
-// clients exists once; the head differs by subscription and sequence number.
+// Encodes the packets for clients.
+//
+// Bodies are immutable and shared, so that an event for a thousand clients exists once. Only the head depends
+// on the subscription and the sequence number.
 #pragma once
 
 #include <array>

@@ -75,7 +75,8 @@ void Publisher::Impl::accept() {
             log_error(text("cannot accept a client (", clients_.size(), " are connected): ", error.message()));
             accept_failed_ = true;
         }
-        // The client still waits; trying again at once would spin until a descriptor is free.
+        // The connection request is still pending, so an immediate retry would fail and spin until a descriptor
+        // is free.
         pause_.expires_after(ACCEPT_PAUSE);
         pause_.async_wait([this](const asio::error_code &aborted) {
             if (!aborted) {
@@ -111,7 +112,8 @@ void Publisher::Impl::remove_client(const Client &client) {
     clients_.erase(client.id());
 }
 
-// The user of this client has as many bytes queued as it may: its client that reads least makes room for the others.
+// The client's user has reached its limit of queued bytes. Disconnecting its longest queue makes room for its
+// other clients.
 void Publisher::Impl::disconnect_longest_queue(Client &client) {
     Client *longest = &client;
     for (const auto &[id, other] : clients_) {

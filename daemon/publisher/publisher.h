@@ -1,4 +1,4 @@
-// Serves the cluster to clients: answers their requests and tells them what they subscribed to.
+// Serves the cluster to clients: answers requests and sends subscribed events.
 #pragma once
 
 #include <cstddef>
@@ -43,19 +43,19 @@ struct Client_Status {
 
 class Publisher {
   public:
-    // Takes over the listening descriptor. `cluster`, `routes` and `log` must outlive the publisher.
+    // Takes ownership of the listening descriptor. `cluster`, `routes` and `log` must outlive the publisher.
     Publisher(asio::io_context &context, int listening, const Cluster &cluster, const Routes &routes,
               const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers);
     Publisher(const Publisher &) = delete;
     Publisher &operator=(const Publisher &) = delete;
     ~Publisher();
 
-    // Tells what an operation on the cluster changed. `failure_id` goes with the deaths.
+    // Announces the changes of an operation to all clients. `failure_id` is sent with the deaths.
     void announce(const Changes &changes, const std::string &failure_id);
     void set_limits(const Publisher_Limits &limits);
 
     std::vector<Client_Status> clients() const;
-    // What each user holds that has a connection.
+    // Returns the resources held by each user with a connection.
     const std::map<uid_t, User_Holding> &users() const;
 
   private:

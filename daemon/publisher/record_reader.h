@@ -1,4 +1,4 @@
-// Cuts what a client sends into request records. Takes bytes as they come, one or a thousand at a time.
+// Splits the bytes that a client sends into request records. Bytes can arrive one at a time or in large blocks.
 #pragma once
 
 #include <cstddef>
@@ -12,31 +12,32 @@
 
 namespace wispd {
 
-// A report of a suspicion carries its number as the length of its body, so the longest body is the highest
+// A reported suspicion carries its number as the length of its body. The longest body is therefore the highest
 // adapter number.
 inline constexpr int32_t REQUEST_BODY_LONGEST = HB_ADAPTER_SLOTS - 1;
 inline constexpr int32_t REQUEST_RECORD_LONGEST = HB_REQUEST_HEADER_SIZE + REQUEST_BODY_LONGEST;
 
 struct Request {
     int32_t kind = 0;
-    int32_t pid = 0; // as the client says
+    int32_t pid = 0; // as stated by the client
     std::span<const char> body;
 };
 
 class Record_Reader {
   public:
-    // Hands over each whole request, in order. False when the bytes are no such records: `fault` then says
-    // why, and the reader takes no more. The handler returns false to stop early.
+    // Passes each complete request to the handler, in order. Returns false if the bytes are not valid records;
+    // `fault` then states the reason, and the reader accepts no more bytes. The handler returns false to stop
+    // early.
     bool feed(std::span<const char> bytes, const std::function<bool(const Request &)> &handler);
 
     const std::string &fault() const { return fault_; }
-    // What is kept of a record that has not arrived whole.
+    // Returns the number of bytes kept of an incomplete record.
     std::size_t held() const { return held_.size(); }
 
   private:
     bool fail(std::string why);
 
-    std::vector<char> held_; // the prefix and what has arrived of the record behind it
+    std::vector<char> held_; // the prefix and the bytes of the incomplete record
     std::string fault_;
 };
 

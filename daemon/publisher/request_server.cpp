@@ -64,7 +64,7 @@ void Request_Server::subscribe(Client &client, const Request &request) {
                                " subscriptions, the limit (user_subscriptions), and it requests another"));
         return;
     }
-    // While it had no subscription, updates were kept from it.
+    // The client received no updates while it had no subscription.
     if (client.configuration_seen != 0 && client.configuration_seen != cluster_.configuration_sequence()) {
         events_.send_update(client);
     }
@@ -86,7 +86,7 @@ void Request_Server::unsubscribe(Client &client, const Request &request) {
     log_debug(text(client.title(), removed > 0 ? " unsubscribed \"" : " has no subscription \"", name, "\""));
 }
 
-// ---- Requests about the node ----
+// ---- Requests that concern the node ----
 
 void Request_Server::serve(Client &client, const Request &request, const Request_Rule &rule) {
     if (rule.acts && !handlers_.may_act(client.peer())) {
@@ -156,7 +156,7 @@ void Request_Server::answer(Client &client, const Request_Rule &rule, int32_t va
     }
 }
 
-// No route is a route of no hops.
+// A node without a route is answered with a route of zero hops.
 void Request_Server::send_route(Client &client, const Request_Rule &rule, std::size_t node) {
     const Node_Route route = node < routes_.size() ? routes_[node] : Node_Route{};
     answer(client, rule, route.length, encode_route(route));

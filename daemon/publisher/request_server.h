@@ -15,7 +15,7 @@ namespace wispd {
 
 class Request_Server {
   public:
-    // All but the handlers must outlive this.
+    // All arguments except the handlers must outlive this object.
     Request_Server(const Cluster &cluster, const Routes &routes, Event_Sender &events, User_Quotas &quotas,
                    Client_Log &log, Client_Handlers handlers);
 

@@ -61,12 +61,13 @@ int Route_Semaphores::readers_inside() const {
     if (errno != EAGAIN) {
         return -1;
     }
-    // They may all have left by now; then the next look finds nobody.
+    // All waiting readers may have left by now. The next check then finds no reader.
     const int count = semctl(id_, HB_SEM_READERS, GETVAL);
     return count < 1 ? 1 : count;
 }
 
-// The system notes when values were set or the set was changed otherwise; counting in and out is noted apart.
+// Returns the time when a value was last set, or the set was otherwise changed. The system records semaphore
+// operations by readers separately.
 std::optional<time_t> Route_Semaphores::time_of_setting() const {
     semid_ds status{};
     Semaphore_Argument argument{};

@@ -10,11 +10,12 @@
 
 namespace wispd {
 
-// What the semaphores hold.
+// The values of the semaphores.
 struct Semaphore_Values {
-    int readers = -1; // -1: it cannot be found out
+    int readers = -1; // -1: unknown
     int writer = -1;
-    bool set_by_others = false; // another process has set a value, as no reader does, since this one last did
+    // True if another process has set a value since this process last did. Readers never set a value.
+    bool set_by_others = false;
 };
 
 class Route_Semaphores {
@@ -24,18 +25,19 @@ class Route_Semaphores {
     Route_Semaphores &operator=(Route_Semaphores &&) = delete;
     ~Route_Semaphores() { remove(); }
 
-    // Makes them; a `group` of -1 is the process's own. False, with the reason in errno, when that cannot be.
+    // Creates the semaphores; a `group` of -1 means the process's own group. Returns false with errno set on
+    // failure.
     bool make(int32_t key, mode_t mode, gid_t group);
     void remove();
 
-    // Keeps readers from entering the route segment; the system undoes it when the daemon dies. False, with the
-    // reason in errno, when that cannot be.
+    // Keeps readers from entering the route segment. The system releases the readers if the daemon dies.
+    // Returns false with errno set on failure.
     bool hold_readers();
     void release_readers();
-    // -1, with the reason in errno, when it cannot be found out.
+    // Returns the number of readers inside, or -1 with errno set if it is unknown.
     int readers_inside() const;
     Semaphore_Values values() const;
-    // Sets the semaphore to 0. What the system would undo at the end of a process is forgotten with it.
+    // Set the semaphore to 0. The system then also discards the changes that it would undo when a process ends.
     void reset_readers() { reset(HB_SEM_READERS); }
     void reset_writer() { reset(HB_SEM_WRITER); }
 
@@ -45,7 +47,7 @@ class Route_Semaphores {
     std::optional<time_t> time_of_setting() const;
 
     int id_ = -1;
-    time_t set_at_ = 0; // by this process, as the system noted it
+    time_t set_at_ = 0; // time of this process's last change, as the system recorded it
 };
 
 } // namespace wispd

@@ -22,7 +22,7 @@ Route_Writer::~Route_Writer() {
 }
 
 void Route_Writer::publish() {
-    // Waiting or pausing, it writes what is newest then.
+    // A waiting or pausing writer will write the newest routes anyway.
     if (state_ == State::idle) {
         begin();
     }
@@ -39,7 +39,8 @@ void Route_Writer::begin() {
 }
 
 bool Route_Writer::hold() {
-    watch_.check(); // a value that is too high already would not let this one hold
+    // A value that is too high would prevent this hold, so correct it first.
+    watch_.check();
     const bool held = segments_.semaphores().hold_readers();
     watch_.set_holding(held);
     return held;
@@ -60,7 +61,8 @@ void Route_Writer::look() {
     } else if (std::chrono::steady_clock::now() - since_ < patience_.wait) {
         after(patience_.look_again, &Route_Writer::look);
     } else {
-        // The system knows the process that last used the semaphore, not that it is the one inside: none is named.
+        // The system records the last process that used the semaphore. That process may not be the one inside,
+        // so the message names no process.
         wait_in_vain(inside > 0 ? text(inside, " readers block the update")
                                 : std::string("another process keeps altering the semaphores"));
     }
@@ -81,7 +83,7 @@ void Route_Writer::wait_in_vain(const std::string &why) {
 }
 
 void Route_Writer::write() {
-    // 0 means that there is nothing valid.
+    // Generation 0 means that no route is valid.
     sequence_ = sequence_ == UINT32_MAX ? 1 : sequence_ + 1;
     segments_.write_routes(sequence_, routes_);
     let_in();

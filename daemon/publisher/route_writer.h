@@ -1,10 +1,11 @@
 // Writes the routes into the shared segment while no reader is inside.
 //
-// New readers are held back by one semaphore, and those inside are counted by the other. They stay for
-// microseconds and are counted out by the system when they die, but one can be stopped inside. The daemon's
-// other work goes on meanwhile, and so do the readers after a bounded time: the routes then stay as they were
-// and are written later, at the second attempt in any case. A reader that goes on after that finds that its copy
-// is not whole, and copies again.
+// One semaphore keeps new readers out; the other counts the readers inside. Readers stay for microseconds, and
+// the system corrects the count when one dies. A stopped reader, however, can stay inside.
+//
+// While the writer waits, the daemon's other work continues. After a limited time readers may enter again, and
+// the old routes stay. A later attempt writes the new routes, the second attempt in any case. A reader that was
+// inside then detects an inconsistent copy and copies again.
 #pragma once
 
 #include <chrono>
@@ -21,26 +22,28 @@ namespace wispd {
 struct Route_Patience {
     std::chrono::microseconds look_again{500};
     std::chrono::milliseconds wait{1000};  // for the readers that are inside
-    std::chrono::milliseconds pause{5000}; // before the next attempt, when one stayed
-    int attempts = 2;                      // then the number of readers is not believed any more
-    std::chrono::milliseconds look_after = Semaphore_Watch::PERIOD; // the semaphores
+    std::chrono::milliseconds pause{5000}; // before the next attempt, if a reader stayed
+    // After this many attempts the number of readers is considered wrong.
+    int attempts = 2;
+    // Interval between checks of the semaphores.
+    std::chrono::milliseconds look_after = Semaphore_Watch::PERIOD;
 };
 
 class Route_Writer {
   public:
-    // Both must outlive the writer; it is always their newest state that is written.
+    // `segments` and `routes` must outlive the writer. The writer always writes their newest state.
     Route_Writer(asio::io_context &context, Shared_Segments &segments, const Routes &routes,
                  const Route_Patience &patience = {});
     Route_Writer(const Route_Writer &) = delete;
     Route_Writer &operator=(const Route_Writer &) = delete;
     ~Route_Writer();
 
-    // The routes have changed.
+    // Publishes changed routes, at once or when readers permit it.
     void publish();
 
-    // Whether the newest ones are written.
+    // Returns true if the newest routes are written.
     bool is_current() const { return state_ == State::idle; }
-    // Generation of what is written; 0: nothing yet.
+    // Returns the generation of the written routes; 0: no routes written yet.
     Hb_Sequence_Number sequence() const { return sequence_; }
 
   private:

@@ -28,13 +28,14 @@ void write_status(Hb_Shared_Security_Status &shared, const Hb_Shared_Security_St
     put_word(shared.is_valid_for_authenticating, fresh.is_valid_for_authenticating);
 }
 
-// No key is marshalled into one byte: whoever reads it is refused, and reads again.
+// A length of one byte is never a valid key. A reader rejects it and reads again.
 constexpr int32_t UNREADABLE = 1;
 
 } // namespace
 
-// Readers do not lock, and compare the generations before and after alone. The current key cannot be read from
-// before the first change of the generation until after the last one, so that none reads between the two.
+// Readers do not lock; they only compare the generations before and after reading. The current key is
+// unreadable from before the first change of the generation until after the last. No reader can therefore
+// accept a mixture.
 void write_security(Hb_security_information &shared, const Hb_security_information &content) {
     Hb_sec_buffer_desc &current = shared.current_sec_status.key;
     put_word(current.length, UNREADABLE);
@@ -57,7 +58,7 @@ void write_security(Hb_security_information &shared, const Hb_security_informati
 
 void clear_security(Hb_security_information &shared) {
     Hb_security_information none{};
-    // The next odd one, also after a writer that was killed on its way to one.
+    // Choose the next odd generation, even if a writer was killed before it reached one.
     none.sequence_number = (shared.sequence_number | 1) + 2;
     write_security(shared, none);
 }

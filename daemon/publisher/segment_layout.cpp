@@ -17,7 +17,7 @@ std::size_t segment_size(std::size_t which) {
 }
 
 bool is_plausible_size(std::size_t which, std::size_t size) {
-    // Earlier versions made the routes for fewer nodes.
+    // Earlier versions created the route segment for fewer nodes.
     return which == ROUTE_SEGMENT ? size % sizeof(Hb_route_sequence) == 0 : size == segment_size(which);
 }
 

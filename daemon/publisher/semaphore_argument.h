@@ -1,4 +1,4 @@
-// What semctl takes as its fourth argument; the system's headers leave it to the program to say so.
+// The fourth argument of semctl. The system's headers leave its definition to the program.
 #pragma once
 
 #include <sys/sem.h>

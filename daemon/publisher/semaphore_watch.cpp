@@ -26,7 +26,7 @@ bool Semaphore_Watch::check() {
             segments_.semaphores().hold_readers();
         }
     }
-    // Working readers never set a value, and are attached to the segment that they read.
+    // Working readers never set a value, and they are attached to the segment that they read.
     const bool readers_altered = values.readers > 0 && (values.set_by_others || !segments_.others_attached());
     if (readers_altered) {
         warn(text("semaphore 0 (number of readers) was ", values.readers));
@@ -37,7 +37,8 @@ bool Semaphore_Watch::check() {
     return !writer_altered && !readers_altered;
 }
 
-// No process is named: the system knows the last one that used a semaphore, which may have used it as it should.
+// The warning names no process. The system only records the last process that used a semaphore, which may be
+// innocent.
 void Semaphore_Watch::warn(const std::string &what) {
     const Time now = std::chrono::steady_clock::now();
     if (now < quiet_until_) {

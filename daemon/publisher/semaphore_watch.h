@@ -1,5 +1,7 @@
-// Looks after the two semaphores of the route segment. A process that may read routes may also alter them, since readers
-// count themselves in and out; a value that no working reader or writer left there would hold up all of them.
+// Checks and corrects the two semaphores of the route segment.
+//
+// Readers count themselves in and out, so any process that may read routes may also alter the semaphores. A
+// wrong value would block all readers and the writer.
 #pragma once
 
 #include <chrono>
@@ -17,16 +19,16 @@ class Semaphore_Watch {
     static constexpr std::chrono::milliseconds PERIOD{1000};
     static constexpr std::chrono::seconds QUIET{60}; // between two warnings
 
-    // The segments must outlive the watch, which looks once in a period.
+    // Checks the semaphores once in each period. `segments` must outlive the watch.
     Semaphore_Watch(asio::io_context &context, Shared_Segments &segments,
                     std::chrono::milliseconds period = PERIOD);
     Semaphore_Watch(const Semaphore_Watch &) = delete;
     Semaphore_Watch &operator=(const Semaphore_Watch &) = delete;
 
-    // Whether the daemon holds readers back, which semaphore 1 then says.
+    // States whether the daemon holds readers back, in which case semaphore 1 must be set.
     void set_holding(bool holding) { holding_ = holding; }
     bool is_holding() const { return holding_; }
-    // Looks at once. Whether all was as it should be.
+    // Checks at once. Returns true if both semaphores were correct.
     bool check();
 
   private:

@@ -6,12 +6,12 @@ namespace wispd {
 
 namespace {
 
-// What is left of the bytes after `skip` of them; `skip` becomes what reaches beyond them.
+// Adds the bytes after the first `skip` bytes. Reduces `skip` by the number of bytes skipped here.
 void add_rest(std::vector<iovec> &pieces, const char *bytes, std::size_t size, std::size_t &skip) {
     const std::size_t skipped = std::min(skip, size);
     skip -= skipped;
     if (skipped < size) {
-        // iovec serves reading too and so is not const; nothing is written through it.
+        // The iovec member is not const because it also serves reading. The bytes are never written.
         pieces.push_back({const_cast<char *>(bytes + skipped), size - skipped});
     }
 }

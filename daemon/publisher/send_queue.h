@@ -1,4 +1,4 @@
-// What waits to be written to one client, bounded by its bytes.
+// The packets that wait to be written to one client, limited by their total size.
 #pragma once
 
 #include <cstddef>
@@ -14,13 +14,13 @@ class Send_Queue {
   public:
     explicit Send_Queue(std::size_t limit) : limit_(limit) {}
 
-    // False when it would take the queue beyond its limit; the queue is then as it was.
+    // Returns false and leaves the queue unchanged if the packet would exceed the limit.
     bool push(const Packet_Head &head, Body body);
 
-    // What to write next, at most `most` pieces. Stays valid until consume or clear, also
-    // while more is pushed.
+    // Returns the next pieces to write, at most `most`. They stay valid until consume() or clear(), even if
+    // more packets are pushed.
     std::vector<iovec> front(std::size_t most) const;
-    // Drops what was written.
+    // Removes `bytes` bytes that were written.
     void consume(std::size_t bytes);
     void clear();
     void set_limit(std::size_t limit) { limit_ = limit; }
@@ -38,7 +38,7 @@ class Send_Queue {
     std::deque<Outgoing> packets_;
     std::size_t limit_;
     std::size_t bytes_ = 0;   // not yet written
-    std::size_t written_ = 0; // of the first packet
+    std::size_t written_ = 0; // already written of the first packet
 };
 
 } // namespace wispd

@@ -21,13 +21,14 @@ namespace wispd {
 
 namespace {
 
-// Clients that may connect may read the segments.
+// Every client that may connect may also read the segments.
 mode_t read_mode(mode_t socket_mode) {
     return 0600 | ((socket_mode & 0020) << 1) | ((socket_mode & 0002) << 1);
 }
 
-// Members of the group count themselves in and out of the route segment. A count can be altered at will, and one that
-// is wrong keeps the daemon from publishing routes: others have no access, and read the routes without being counted.
+// Members of the group count themselves in and out of the route segment. A wrong count keeps the daemon from
+// publishing routes, and any member can cause it. Other users have no write access and read the routes without
+// being counted.
 mode_t alter_mode(mode_t socket_mode) {
     const mode_t readers = read_mode(socket_mode) & 0040;
     return 0600 | readers | (readers >> 1);
@@ -71,7 +72,8 @@ std::optional<Shared_Segments> Shared_Segments::create(const Ipc_Keys &keys, con
             fail("a shared segment");
         }
     }
-    // The semaphores come last and go first, so that there is always a segment to prove whose they are.
+    // The semaphores are created last and removed first. A segment then always exists that proves their
+    // creator.
     if (!made.semaphores_.make(keys.semaphores, alter_mode(access.socket_mode), access.group)) {
         if (errno == EEXIST) {
             return std::nullopt;
@@ -88,7 +90,8 @@ Shared_Segments::Shared_Segments(Shared_Segments &&other) noexcept
       semaphores_(std::move(other.semaphores_)), routes_used_(other.routes_used_) {}
 
 Shared_Segments::~Shared_Segments() {
-    const int saved = errno; // create() tells by it why it gave up
+    // create() reports its failure through errno.
+    const int saved = errno;
     for (std::size_t which : {CONFIGURATION_SEGMENT, SECURITY_SEGMENT}) {
         if (segments_[which].address != nullptr) {
             invalidate_segment(which, segments_[which].address);
@@ -124,7 +127,7 @@ bool Shared_Segments::make_segment(std::size_t which, std::size_t size) {
     }
     segment.address = address;
     if (which == SECURITY_SEGMENT) {
-        madvise(address, size, MADV_DONTDUMP); // keys belong in no core file
+        madvise(address, size, MADV_DONTDUMP); // keep keys out of core files
     }
     return true;
 }
@@ -142,7 +145,7 @@ void Shared_Segments::drop_segment(std::size_t which) {
 
 void Shared_Segments::publish(int adapters) {
     auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION_SEGMENT].address);
-    // Clients read it without a lock.
+    // Clients read the number without a lock.
     put_word(data->number_of_adapters, static_cast<uint32_t>(adapters));
 }
 
@@ -155,7 +158,7 @@ bool Shared_Segments::others_attached() const {
 
 void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &routes) {
     auto *records = static_cast<Hb_route_sequence *>(segments_[ROUTE_SEGMENT].address);
-    // The records behind have never been written and are invalid.
+    // Later records have never been written and are therefore invalid.
     routes_used_ = std::min<std::size_t>(std::max(routes_used_, routes.size()), HB_NODE_SLOTS);
     for (std::size_t node = 0; node < routes_used_; ++node) {
         Hb_route_sequence &record = records[node];
@@ -166,7 +169,7 @@ void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &ro
         record.nonip = route.is_ip ? 0 : 1;
         record.ip_option = route.hops;
         std::atomic_thread_fence(std::memory_order_seq_cst);
-        // Without a route the record stays invalid.
+        // The record of a node without a route stays invalid.
         put_word(record.sequence_number, route.length > 0 ? sequence : 0);
     }
     auto *data = static_cast<Hb_memory_configuration_data *>(segments_[CONFIGURATION_SEGMENT].address);

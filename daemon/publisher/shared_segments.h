@@ -1,8 +1,8 @@
 // The segments and semaphores that clients attach: configuration header, routes, security information.
 //
-// Their keys come from the socket's inode, of which only 16 bits count, so two sockets can get the same keys.
-// What exists under a key is somebody else's unless the lock file proves that a killed wispd of this socket
-// made it; what is somebody else's is left alone.
+// Their keys depend on only 16 bits of the socket's inode, so two sockets can have the same keys. An existing
+// object belongs to another program unless the lock file proves that a killed wispd of this socket created it.
+// Objects of other programs are left alone.
 #pragma once
 
 #include <array>
@@ -23,31 +23,32 @@ struct Ipc_Keys {
     int32_t semaphores = 0;
 };
 
-// The keys that clients will derive from this path, which must exist.
+// Returns the keys that clients will derive from this path, which must exist.
 Ipc_Keys keys_of(const std::string &socket_path);
 
 class Shared_Segments {
   public:
-    // Empty when something exists under one of the keys already. Throws Start_Failure for other trouble.
+    // Creates all segments and semaphores. Returns nothing if an object already exists under one of the keys.
+    // Throws Start_Failure for other errors.
     static std::optional<Shared_Segments> create(const Ipc_Keys &keys, const Access &access);
 
     Shared_Segments(Shared_Segments &&other) noexcept;
     Shared_Segments &operator=(Shared_Segments &&) = delete;
     ~Shared_Segments();
 
-    // Publishes the number of configured adapters. The route segment has a record for every node number there can
-    // be, whatever the configuration is.
+    // Publishes the number of configured adapters. The number of node records does not depend on the
+    // configuration.
     void publish(int adapters);
 
     Route_Semaphores &semaphores() { return semaphores_; }
-    // Whether any other process has the route segment attached.
+    // Returns true if any other process has the route segment attached.
     bool others_attached() const;
-    // Only while readers are held and nobody is inside. Killed in the middle it leaves no route that is valid
-    // and half written.
+    // Writes the routes. Call only while readers are held back and no reader is inside. A writer killed
+    // meanwhile leaves no half-written route marked valid.
     void write_routes(Hb_Sequence_Number sequence, const Routes &routes);
 
-    // Readers of keys do not lock: a slot has the length 0 while its bytes change, and the generation is
-    // another one while anything does.
+    // Publishes the security information. Readers do not lock: a slot has length 0 while its bytes change, and
+    // the generation changes with every write.
     void publish_security(const Hb_security_information &content);
 
   private:
@@ -64,7 +65,7 @@ class Shared_Segments {
     Access access_;
     std::array<Segment, SEGMENTS> segments_{};
     Route_Semaphores semaphores_;
-    std::size_t routes_used_ = 0; // records that have been written
+    std::size_t routes_used_ = 0; // number of records written so far
 };
 
 } // namespace wispd

@@ -1,4 +1,4 @@
-// Words in memory that other processes read without a lock.
+// Writes words in memory that other processes read without a lock.
 #pragma once
 
 #include <atomic>

@@ -18,12 +18,13 @@ namespace wispd {
 
 namespace {
 
-// Sixteen bits of the inode are in a key: after so many there is none that was not tried or skipped twice.
+// A key contains sixteen bits of the inode. After this many files, every possible key was tried or skipped at
+// least once.
 constexpr std::size_t PLACEHOLDERS_MOST = 131072;
 constexpr int TRIES_BETWEEN = 8;
 
-// Files that keep inodes from being given to the next socket. They go with this object, and with the next start where
-// wispd was killed meanwhile.
+// Files that keep their inodes occupied, so that the next socket receives another inode. The destructor removes
+// them; after a kill, the next start does.
 class Placeholders {
   public:
     explicit Placeholders(const std::string &socket) : prefix_(socket + ".inode.") { remove_old(); }

@@ -1,7 +1,7 @@
-// Finds a socket file whose inode gives keys that nobody uses.
+// Creates a socket file with an inode that leads to unused keys.
 //
-// Any local user can make segments and semaphores under keys of inodes that are not in use yet. Each socket that turns
-// out to have such keys stays, and more and more files with it, so that the next one gets an inode further on.
+// Any local user can create segments and semaphores under the keys of free inodes. A socket with such keys is
+// kept aside, together with more and more placeholder files. The next socket then receives a later inode.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ struct Claimed_Socket {
     Shared_Segments segments;
 };
 
-// The lock's record names what is being made before it is there. Throws Start_Failure.
+// Claims the socket. The lock's record names each object before its creation. Throws Start_Failure.
 Claimed_Socket claim_socket(const std::string &path, const Access &access, Instance_Lock &lock);
 
 } // namespace wispd

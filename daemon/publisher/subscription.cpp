@@ -21,7 +21,7 @@ int32_t int_at(std::span<const char> body, std::size_t offset) {
     return value;
 }
 
-// Bytes of the bitmap that the type uses.
+// Returns the number of bitmap bytes that the type uses.
 std::size_t bitmap_size(Hb_Subscription_Type type) {
     switch (type) {
     case Hb_Node_Subscription:

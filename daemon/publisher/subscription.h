@@ -1,4 +1,4 @@
-// What one subscription of a client asks for, read from the record that it sent.
+// A client's subscription, decoded from its request record.
 #pragma once
 
 #include <cstdint>
@@ -15,18 +15,19 @@ struct Subscription {
     Hb_Subscription_Type type = Hb_Empty_Subscription;
     Hb_Events events = 0;
     std::string name;
-    std::vector<uint8_t> members; // bitmap, the most significant bit first; trailing zero bytes left out
+    // Bitmap, most significant bit first; trailing zero bytes are omitted.
+    std::vector<uint8_t> members;
 };
 
-// Empty when the body is no subscription; `fault` then says why.
+// Decodes a subscription request. Returns nothing if the body is invalid; `fault` then states the reason.
 std::optional<Subscription> read_subscription(std::span<const char> body, std::string &fault);
 
-// The name in an unsubscribe request, cut at its field's size.
+// Returns the name in an unsubscribe request, limited to the size of its field.
 std::string read_name(std::span<const char> body);
 
 bool is_about_nodes(const Subscription &subscription);
 bool is_about_adapters(const Subscription &subscription);
-// "All" covers members that are configured later as well.
+// Returns true if the subscription covers all members, including members that are configured later.
 bool covers_all(const Subscription &subscription);
 bool covers(const Subscription &subscription, uint32_t number);
 

@@ -50,7 +50,8 @@ void User_Quotas::unsubscribed(uid_t user, std::size_t subscriptions) {
 }
 
 void User_Quotas::queued(uid_t user, std::size_t before, std::size_t after) {
-    holdings_[user].queued_bytes += after - before; // unsigned: also right when it shrinks
+    holdings_[user].queued_bytes +=
+        after - before; // unsigned arithmetic is also correct when the queue shrinks
 }
 
 User_Holding User_Quotas::held_by(uid_t user) const {

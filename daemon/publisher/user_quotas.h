@@ -1,4 +1,5 @@
-// Counts what the clients of each user hold, and says what is too much. A user at its limit takes nothing from others.
+// Counts what the clients of each user hold and enforces the limits. A user at its limit does not affect other
+// users.
 #pragma once
 
 #include <cstddef>
@@ -22,32 +23,33 @@ struct User_Holding {
 
 class User_Quotas {
   public:
-    // Connections that only root and the daemon's own user get.
+    // Connections reserved for root and the daemon's own user.
     static constexpr std::size_t RESERVED = 16;
 
-    // No limit of a user is for root and `own`; the limit of all connections is for everybody.
+    // The limits for one user do not apply to root and `own`. The limit of all connections applies to every
+    // user.
     User_Quotas(const User_Limits &limits, uid_t own) : limits_(limits), own_(own), time_(own) {}
 
-    // What is held beyond new limits stays until it is released.
+    // Sets new limits. Resources above a lower limit stay until they are released.
     void set(const User_Limits &limits) { limits_ = limits; }
 
-    // Empty when the user may have one more connection; otherwise the reason against it.
+    // Returns an empty string if the user may have one more connection, or else the reason for the rejection.
     std::string why_no_connection(uid_t user) const;
     bool may_subscribe(uid_t user) const;
     bool may_queue(uid_t user, std::size_t bytes) const;
 
     void connected(uid_t user);
-    // With the subscriptions that it held.
+    // `subscriptions` is the number that the connection held.
     void disconnected(uid_t user, std::size_t subscriptions);
     void subscribed(uid_t user);
     void unsubscribed(uid_t user, std::size_t subscriptions);
-    // The bytes that wait for one of the user's clients were `before` and now are `after`.
+    // Records that the bytes queued for one of the user's clients changed from `before` to `after`.
     void queued(uid_t user, std::size_t before, std::size_t after);
 
     User_Time &time() { return time_; }
     const User_Limits &limits() const { return limits_; }
     User_Holding held_by(uid_t user) const;
-    // Of the users that have a connection.
+    // Returns the holdings of each user with a connection.
     const std::map<uid_t, User_Holding> &holdings() const { return holdings_; }
 
   private:

@@ -4,7 +4,7 @@
 
 namespace wispd {
 
-// What a user owes is paid back by the time that passes.
+// The debt of a user decreases as time passes.
 User_Time::Account &User_Time::account_of(uid_t user) {
     const Clock::time_point now = clock_();
     Account &account = accounts_.try_emplace(user, Account{{}, now}).first->second;

@@ -1,4 +1,5 @@
-// Shares the time of the daemon's one thread: a user that asks without end leaves most of it to others.
+// Divides the time of the daemon's single thread between users. A user that sends requests without pause leaves
+// most of the time to others.
 #pragma once
 
 #include <chrono>
@@ -10,8 +11,8 @@
 
 namespace wispd {
 
-// The requests of each user get a fifth of the time, all its clients together, and at most so much of it at once. Root
-// and the daemon's own user get what they ask for.
+// Grants the requests of each user, from all its clients, a fifth of the time. It also limits the time used in
+// one burst. Root and the daemon's own user are not limited.
 class User_Time {
   public:
     using Clock = std::chrono::steady_clock;
@@ -21,9 +22,9 @@ class User_Time {
     explicit User_Time(uid_t own, std::function<Clock::time_point()> clock = Clock::now)
         : own_(own), clock_(std::move(clock)) {}
 
-    // The user's requests took so long.
+    // Records that the user's requests used this much time.
     void spent(uid_t user, Clock::duration time);
-    // How long its next request has to wait; zero: not at all.
+    // Returns the delay before the user's next request; zero: no delay.
     Clock::duration wait(uid_t user);
 
   private:
