@@ -37,7 +37,8 @@ int fail(int error) {
     return FAILED;
 }
 
-// A thread that is cancelled is so behind a call, not while an event is on its way to it.
+// Delays the cancellation of a thread until the end of the call. A thread cancelled during a call would lose an
+// event.
 class Uncancelled {
   public:
     Uncancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
@@ -49,7 +50,7 @@ class Uncancelled {
     int before_ = PTHREAD_CANCEL_ENABLE;
 };
 
-// No exception goes out to the seam.
+// Runs a call and returns its result. Exceptions must not reach the C callers of the service.
 template <typename Call> int answer(Call call) {
     const Uncancelled guard;
     try {
@@ -70,7 +71,7 @@ template <typename Nodes> auto *find_node(Nodes &nodes, uint32_t number) {
 
 } // namespace
 
-// What the seam calls. Everything stands under the service's lock.
+// The functions of the installed table. Each holds the service's lock.
 struct Entries {
     static Corosync_Service &service() { return *installed; }
 
@@ -110,7 +111,8 @@ struct Entries {
             }
             *list = make(service().picture());
             if constexpr (std::is_same_v<List, qz_mox_net_intf_info_t>) {
-                service().in_whole_reading_ = false; // it ends with the interfaces
+                // The interfaces are the last part of a complete reading.
+                service().in_whole_reading_ = false;
             }
             return 0;
         });
@@ -151,7 +153,7 @@ struct Entries {
         }
     }
 
-    // Corosync knows of no sites.
+    // Corosync has no sites.
     static constexpr qz_mox_service_t table = {get_cluster_info,
                                                get_node_info,
                                                get_node_info_after_event,
@@ -187,14 +189,15 @@ Corosync_Service::~Corosync_Service() {
     installed = nullptr;
 }
 
-// What was before it is open is not told on it.
+// Opens a monitor. Changes from before its opening are not reported on it.
 int Corosync_Service::open(const std::string &name) {
     in_whole_reading_ = false;
     if (events_out_ == 0) {
         look();
     }
     if (!monitors_.any_open()) {
-        look(); // at the links, which a first look puts off: their states are no news on the monitor
+        // The first poll skips the links. Read them now; their states are not events of the new monitor.
+        look();
         configuration_ = cluster_.picture();
     }
     std::vector<int> sources = {follower_->descriptor()};
@@ -204,7 +207,7 @@ int Corosync_Service::open(const std::string &name) {
     return monitors_.open(name, sources);
 }
 
-// ---- Looking ----
+// ---- Polling the engine ----
 
 void Corosync_Service::look() {
     const auto now = std::chrono::steady_clock::now();
@@ -225,11 +228,13 @@ void Corosync_Service::take(const wispd::Engine_Step &step) {
     reported_.change(before, cluster_.picture(), events);
 }
 
-// A preparation or a commit wants the configuration of now. It may be refused, so it is no report of it.
+// Polls the engine, because a preparation or commit needs the current configuration. The library may still
+// reject the preparation, so the configuration does not count as reported.
 void Corosync_Service::begin_whole_reading() {
     if (events_out_ == 0) {
         look();
-        look(); // at what the first look put off, so that deaths and joins were reported sooner
+        // Read what the first poll skipped in order to report deaths and joins sooner.
+        look();
         in_whole_reading_ = true;
     }
 }
@@ -240,9 +245,9 @@ void Corosync_Service::look_before_list() {
     }
 }
 
-// ---- Telling ----
+// ---- Reporting peers ----
 
-// Whether it counts as up although the engine that came back has not found it yet.
+// Returns true if the node is considered up although the reconnected engine has not detected it yet.
 bool Corosync_Service::is_node_awaited(uint32_t id) const {
     const std::vector<int> &awaited = follower_->status().awaited;
     return std::any_of(awaited.begin(), awaited.end(), [&](int number) {
@@ -252,7 +257,8 @@ bool Corosync_Service::is_node_awaited(uint32_t id) const {
     });
 }
 
-// A node that is down has its own event; that its programs are gone with it is no other news.
+// Reports a change of a node's peer. The death of a node has its own event, which includes the death of its
+// programs.
 void Corosync_Service::tell(const Peer_Change &change) {
     Told told{PEER_LIVENESS, {}};
     told.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;

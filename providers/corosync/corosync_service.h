@@ -1,16 +1,18 @@
-// The cluster service over this node's Corosync engine. It has no thread: it looks at the engine when it is asked.
+// The cluster service over this node's Corosync engine. It has no thread: it polls the engine during its calls.
 //
-// It is the installed service from its construction to its destruction; there is one at a time. Its calls may come
-// from any thread.
+// An object is the installed service from its construction to its destruction. Only one can exist at a time.
+// Its calls may come from any thread.
 //
-//  - A monitor's descriptor is readable while events are held for it, and while the engine has to be looked at.
-//  - Reading looks at the engine, holds for every open monitor what has changed, and gives one event, if one is held.
-//  - Asking for the cluster itself looks too, since that is how a whole reading begins. While no monitor is open every
-//    query looks. No query reads an event: what is unread stays so, whatever a preparation asks.
-//  - While an event is being handled, which is from its reading to its release, nothing moves. The queries then report
-//    the configuration as it is now. Otherwise they report the configuration of the last whole reading, or of the last
-//    reconfiguration that was read.
-//  - The queries report a node or interface with unread liveness events as it was last reported (Reported_Liveness).
+// - A monitor's descriptor is readable while the monitor holds events, and while the engine needs polling.
+// - Reading polls the engine and adds its changes to every open monitor. It then returns one event, if the
+//   monitor holds any.
+// - A query for the cluster itself polls too, because a complete reading begins with it. While no monitor is
+//   open, every query polls. No query reads an event, so unread events stay unread during a preparation.
+// - An event is handled from its reading to its release. Meanwhile the queries return the current
+//   configuration. Otherwise they return the configuration of the last complete reading, or of the last
+//   reconfiguration event that was read.
+// - The queries return a node or interface with unread liveness events as it was last reported
+//   (Reported_Liveness).
 #pragma once
 
 #include <cstdint>
@@ -32,15 +34,15 @@ namespace mox_corosync {
 
 inline constexpr const char *PEER_LIVENESS = "peer_gs_liveness";
 
-// Which programs of other nodes are this one's peers.
+// Identifies the programs of other nodes that are this program's peers.
 struct Peer_Settings {
-    std::string name; // of the program, in the events
+    std::string name; // name of the program in the events
     Peer_Join join;
 };
 
 class Corosync_Service {
   public:
-    // Throws std::system_error, and std::logic_error when there is one already.
+    // Installs the service. Throws std::system_error, or std::logic_error if another object exists.
     Corosync_Service(std::unique_ptr<wispd::Engine_Follower> follower, std::optional<Peer_Settings> peers);
     Corosync_Service(const Corosync_Service &) = delete;
     Corosync_Service &operator=(const Corosync_Service &) = delete;
@@ -65,10 +67,10 @@ class Corosync_Service {
     std::string peer_name_;
     std::optional<Peer_Watch> peers_;
     Followed_Cluster cluster_;
-    mox_service::Monitors monitors_; // goes before what it gathers
+    mox_service::Monitors monitors_; // must be destroyed before the sources that it gathers
     mox_service::Reported_Liveness reported_{monitors_};
-    mox_service::Picture configuration_; // that was last reported; its statuses mean nothing
-    bool in_whole_reading_ = false;      // of cluster, nodes and interfaces, about no event
+    mox_service::Picture configuration_; // last reported configuration; its statuses are unused
+    bool in_whole_reading_ = false; // true while a program reads cluster, nodes and interfaces outside an event
     int events_out_ = 0;
 };
 

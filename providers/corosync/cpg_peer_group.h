@@ -7,7 +7,8 @@
 
 namespace mox_corosync {
 
-// Peers are the programs that join by the same name. Throws std::invalid_argument: the name is too long.
+// Returns a function that joins the group. Programs that join with the same name are peers. Throws
+// std::invalid_argument if the name is too long.
 Peer_Join join_peers_called(const std::string &name);
 
 } // namespace mox_corosync

@@ -29,7 +29,7 @@ bool has_node(const Picture &picture, uint32_t number) {
                        [&](const Node &node) { return node.number == number; });
 }
 
-// Of those that were there before and still are: others are for the configuration to tell.
+// Adds events for nodes in both pictures. The configuration event reports all other nodes.
 void tell_nodes(const Nodes &nodes, qz_orb_event_type_t type, const Picture &before, const Picture &after,
                 std::vector<Told> &told) {
     for (const Hb_Node_Number number : nodes) {

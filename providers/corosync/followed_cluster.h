@@ -1,4 +1,4 @@
-// The cluster that the engine tells, and what a cluster service tells of each of its steps.
+// The cluster that the engine reports, and the events of a cluster service for each step.
 #pragma once
 
 #include <optional>
@@ -16,9 +16,9 @@ mox_service::Told about_node(uint32_t node, qz_orb_event_type_t type);
 
 class Followed_Cluster {
   public:
-    // What tells of the step, in order. A configuration is told as one, and so is the first step; who is alive in a
-    // step without one is told by itself, also who went and came back within it. Adapters of a node that is told are
-    // not told: its event stands for them.
+    // Applies a step and returns its events in order. The first step and a new configuration are one event
+    // each. In other steps each change of liveness is an event, including a death and join within one step. A
+    // node's event also covers its adapters, which have no events of their own then.
     std::vector<mox_service::Told> take(const wispd::Engine_Step &step);
 
     bool is_known() const { return cluster_.has_value(); }

@@ -1,4 +1,4 @@
-// The programs of the cluster that are each other's peers, as the engine tells of them.
+// The interface to the group of peer programs that the engine reports.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 namespace mox_corosync {
 
-// By the engine's node ids.
+// The peers, by the engine's node ids.
 struct Peers {
-    std::set<uint32_t> present;        // nodes that have one
-    std::set<uint32_t> gone_with_node; // whose node has gone, not it alone
+    std::set<uint32_t> present;        // nodes with a running peer
+    std::set<uint32_t> gone_with_node; // nodes that died together with their peer
 };
 
 class Peer_Group {
@@ -22,14 +22,14 @@ class Peer_Group {
     Peer_Group &operator=(const Peer_Group &) = delete;
     virtual ~Peer_Group() = default;
 
-    // To be waited on for reading.
+    // Returns a descriptor that is readable when dispatch() has work.
     virtual int descriptor() const = 0;
-    // One for each change since the last call, in order; the first is how it was found. Does not wait. Throws
-    // wispd::Engine_Gone.
+    // Returns one entry for each change since the last call, in order. The first entry describes the group at
+    // joining. Does not wait. Throws wispd::Engine_Gone.
     virtual std::vector<Peers> dispatch() = 0;
 };
 
-// Joins it; throws wispd::Engine_Gone.
+// Joins the group. Throws wispd::Engine_Gone.
 using Peer_Join = std::function<std::unique_ptr<Peer_Group>()>;
 
 } // namespace mox_corosync

@@ -41,7 +41,8 @@ std::vector<Peer_Change> Peer_Watch::advance(Time now, bool engine_runs,
     return changes;
 }
 
-// A group that was just joined can begin without those who are found again a moment later.
+// Adds the differences from the last group. A newly joined group can lack peers that are found again a moment
+// later.
 void Peer_Watch::compare(const Peers &peers, const std::function<bool(uint32_t)> &is_awaited,
                          std::vector<Peer_Change> &changes) {
     const bool is_first = std::exchange(is_first_, false);

@@ -1,4 +1,4 @@
-// Follows the group of peers through the engine's ends and returns.
+// Follows the group of peers across disconnections from the engine.
 #pragma once
 
 #include <chrono>
@@ -21,13 +21,14 @@ class Peer_Watch {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    // Joins with the first call of advance() while the engine runs. Throws std::system_error.
+    // Creates the watch. The first call of advance() with a running engine joins the group. Throws
+    // std::system_error.
     explicit Peer_Watch(Peer_Join join) : join_(std::move(join)) {}
 
-    // Readable when advance() has something to do. Stays the same.
+    // Returns a descriptor that is readable when advance() has work. It stays the same.
     int descriptor() const { return wait_point_.descriptor(); }
-    // Who has come and gone since the last call, in order. While the engine is gone nobody does, and whose node it has
-    // yet to find again is not gone by that.
+    // Returns the peers that joined or left since the last call, in order. While the engine is disconnected, no
+    // peer leaves. A peer also does not leave while its node is awaited.
     std::vector<Peer_Change> advance(Time now, bool engine_runs,
                                      const std::function<bool(uint32_t node_id)> &is_awaited);
 
@@ -40,9 +41,9 @@ class Peer_Watch {
     wispd::Wait_Point wait_point_;
     std::unique_ptr<Peer_Group> group_;
     Time retry_at_{};
-    bool is_first_ = false; // of the group that was joined last
+    bool is_first_ = false; // true until the newly joined group is first compared
     std::set<uint32_t> present_;
-    std::set<uint32_t> missing_; // were present before, and have yet to be found or told gone
+    std::set<uint32_t> missing_; // were present before; not yet found again or reported as left
 };
 
 } // namespace mox_corosync

@@ -1,5 +1,5 @@
-// libqz_mox_corosync.so: a client that loads it has this node's Corosync as its cluster service until the
-// process ends.
+// libqz_mox_corosync.so: installs a cluster service over this node's Corosync in a client that loads it, until
+// the process ends.
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -35,7 +35,7 @@ std::optional<mox_corosync::Peer_Settings> peer_settings() {
     return mox_corosync::Peer_Settings{name, mox_corosync::join_peers_called(name)};
 }
 
-// Whether the engine runs shows with every query.
+// Creates the service. A stopped engine is not an error here, because each query detects and reports it.
 std::unique_ptr<mox_corosync::Corosync_Service> make_service() {
     mox_service::log_as_set("HB_MOX_COROSYNC_LOG");
     return std::make_unique<mox_corosync::Corosync_Service>(wispd::follow_engine(engine_settings()),

@@ -1,4 +1,4 @@
-// A cluster as a cluster service sees it: nodes, and interfaces by name.
+// Converts the cluster model to the nodes and named interfaces of a cluster service.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace mox_service {
 
-// The adapter's type; where that is empty, or another adapter of the node has the same, "net" and the network's
-// number.
+// Returns the adapter's type as its interface name. Returns "net" and the network's number if the type is empty
+// or not unique on the node.
 std::string interface_name(const wispd::Cluster &cluster, std::size_t adapter);
 
-// What is in the configuration, in the order of the numbers.
+// Returns the configured nodes and interfaces in ascending order.
 Picture picture_of(const wispd::Cluster &cluster);
 
 } // namespace mox_service

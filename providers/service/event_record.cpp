@@ -5,7 +5,7 @@
 namespace mox_service {
 namespace {
 
-// Behind the record in one block, so that freeing one frees both.
+// A record and its texts in one block, so that one call frees all of them.
 template <typename Record> struct With_Texts {
     Record record{};
     std::string first;
@@ -34,7 +34,7 @@ template <typename Record> Record *make(const Event_Record &from) {
     return &block->record;
 }
 
-// The event's first text, in the record's own block.
+// Returns the event's first text, which lies in the record's own block.
 template <typename Record> char *name_in(Record *record, const Event_Record &from) {
     return from.has_name ? block_of(record)->first.data() : nullptr;
 }
@@ -59,7 +59,7 @@ qz_orb_event_site_cfg_t *make_site(const Event_Record &from) {
     return site;
 }
 
-// The reconfiguration's record has no category of its own; the category says that it is one.
+// A reconfiguration has no category of its own, so this value marks it.
 constexpr qz_orb_event_category_t RECONFIGURATION = QZ_ORB_MONITOR_CLUSTER_RECONFIG;
 
 } // namespace

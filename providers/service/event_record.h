@@ -1,4 +1,4 @@
-// An event as the service keeps it, and as it hands it out.
+// An event in the form that the service stores, and its conversion to the platform's records.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +8,16 @@
 
 namespace mox_service {
 
-// The fields of all categories; each takes those that its record has.
+// The fields of all categories. Each category uses the fields that its record has.
 struct Event_Record {
     qz_orb_event_category_t category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
-    bool is_reconfiguration = false; // a cluster_reconfig record, whatever the category
+    bool is_reconfiguration = false; // true: a cluster_reconfig record, whatever the category
     qz_orb_event_type_t type = QZ_ORB_EVENT_DOWN;
     uint32_t node = 0;
-    uint64_t sequence = 0; // 0: the service numbers it
+    uint64_t sequence = 0; // 0: the service assigns the number
     uint32_t reason = 0;
     std::string name;     // of the interface, the command or the disk
-    bool has_name = true; // false: a null text
+    bool has_name = true; // false: the text is null
     qz_mox_IP_address6_t address{};
     uint32_t site = 0;
     std::string site_name;
@@ -31,7 +31,7 @@ struct Event_Record {
     qz_orb_site_reason_t site_reason = QZ_ORB_SITE_REASON_LINK_DOWN;
 };
 
-// Fills *event with a record of its own, which free_event gives back.
+// Fills *event with a new record, which free_event() releases.
 void make_event(const Event_Record &from, qz_orb_event_metadata_t *event);
 void free_event(qz_orb_event_metadata_t *event);
 

@@ -1,4 +1,4 @@
-// What a service that installs itself when its library is loaded needs for that.
+// Helps a service that installs itself when its library is loaded.
 #pragma once
 
 #include <exception>
@@ -7,30 +7,32 @@
 
 namespace mox_service {
 
-// A preloaded library also comes into the shell or the timer that a client is started from; those are none.
+// Returns true if this process is a client. A preloaded library also enters the shell or timer that starts a
+// client.
 bool is_in_client();
 
-// What the environment says; empty where it says nothing.
+// Returns the value of an environment variable, or an empty string if it is not set.
 std::string setting(const char *variable);
 
-// From here on the daemon's log goes to standard error, from the level that the variable names, or "warning".
-// Throws std::runtime_error: it names none.
+// Sends the log to standard error from now on, at the level in the variable or "warning". Throws
+// std::runtime_error if the level is invalid.
 void log_as_set(const char *variable);
 
-// Says on standard error that there is none.
+// Reports on standard error that no service is installed, and why.
 void refuse(const char *library, const std::string &why);
 
-// The service's lock may be held by another thread at the moment of a fork, and stays so in the child.
+// Removes the service in forked children. Another thread may hold the service's lock during the fork, and the
+// child's copy would stay locked.
 void uninstall_in_children();
 
-// The service of a library, made when a client loads it. Loading must not fail, nor end the program: that it cannot
-// be made is said, and the client goes on without.
+// Creates a library's service when a client loads it. Loading must neither fail nor end the program. A failure
+// is reported, and the client continues without a service.
 //
-// The library is linked so that it is never unloaded, and its one object is static: its destructor runs when the process
-// ends. Another thread may then still be in a query, so that the service itself stays.
+// The library is never unloaded, and its one object is static, so the destructor runs when the process ends.
+// Another thread may still be in a query then, so the service itself stays.
 template <typename Service> class Loaded_Service {
   public:
-    // make() gives a std::unique_ptr<Service>; what it throws says why there is none.
+    // `make` returns a std::unique_ptr<Service>. The message of its exception is the reported reason.
     template <typename Make> Loaded_Service(const char *library, Make make) noexcept {
         try {
             if (is_in_client()) {
@@ -41,8 +43,8 @@ template <typename Service> class Loaded_Service {
             refuse(library, error.what());
         }
     }
-    // Only what would outlive the process is removed. A forked child has no part in it: threads, sockets and
-    // connections are its parent's.
+    // Removes only what would outlive the process. A forked child does nothing: threads, sockets and
+    // connections belong to its parent.
     ~Loaded_Service() {
         if constexpr (requires { service_->leave(); }) {
             if (service_ != nullptr && getpid() == owner_) {

@@ -15,7 +15,8 @@ bool gather(int epoll, int source) {
     return epoll_ctl(epoll, EPOLL_CTL_ADD, source, &event) == 0;
 }
 
-// Whether it is an epoll descriptor that gathers the source: then it was not closed, nor its number used again.
+// Returns true if `epoll` is an epoll descriptor that gathers the source. The descriptor was then neither
+// closed nor reused.
 bool gathers(int epoll, int source) {
     epoll_event event{};
     event.events = EPOLLIN;
@@ -41,7 +42,8 @@ Monitors::~Monitors() {
     }
 }
 
-// A forked child may have the sources open: they would stay in the opener's descriptor if they were only closed.
+// Removes the sources explicitly. A forked child may have them open, so closing them would leave them in the
+// opener's descriptor.
 void Monitors::end(int fd, const Monitor &monitor) {
     for (const int source : monitor.sources) {
         epoll_ctl(fd, EPOLL_CTL_DEL, source, nullptr);
@@ -65,7 +67,7 @@ void Monitors::forget_closed() {
 
 int Monitors::open(const std::string &name, const std::vector<int> &sources) {
     forget_closed();
-    // One is taken from the counter with each reading, so it is readable exactly while something is held.
+    // Each reading decrements the counter by one, so the descriptor is readable exactly while events are held.
     const int counter = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | EFD_CLOEXEC);
     const int fd = counter < 0 ? -1 : epoll_create1(EPOLL_CLOEXEC);
     bool gathered = fd >= 0 && gather(fd, counter);
@@ -130,7 +132,8 @@ void Monitors::take_back(const std::string &name, const std::function<bool(const
 
 const std::deque<Reading> &Monitors::held(const std::string &name) {
     static const auto &nothing =
-        *new std::deque<Reading>; // also for a thread that the end of the process overtakes
+        // Never destroyed: another thread may use it while the process ends.
+        *new std::deque<Reading>;
     forget_closed();
     const std::deque<Reading> *longest = &nothing;
     for (const auto &[fd, monitor] : monitors_) {

@@ -1,4 +1,4 @@
-// Descriptors that are readable while events are held for them.
+// Monitors: descriptors that are readable while events are held for them.
 #pragma once
 
 #include <cstdint>
@@ -14,22 +14,22 @@
 
 namespace mox_service {
 
-// What an event reports of a node and its interfaces, by their names, or of one interface alone.
+// The states that an event reports: of a node and its interfaces by name, or of one interface.
 struct Liveness {
     std::optional<qz_mox_node_status_t> node;
     std::map<std::optional<std::string>, qz_mox_intf_status_t> interfaces;
 };
 
-// What one reading gives: an event (result 0), or a result and errno.
+// The outcome of one reading: an event (result 0), or a result and errno.
 struct Reading {
     int result = 0;
     int error = 0;
     Event_Record event;
-    std::shared_ptr<const Liveness> after; // just after a liveness event; null: the event stands for itself
-    uint64_t id = 0;                       // the same in every monitor; its pushing numbers it
+    std::shared_ptr<const Liveness> after; // state after a liveness event; null for other events
+    uint64_t id = 0;                       // same in every monitor; push() assigns it
 };
 
-// A monitor is open until its opener closes the descriptor; from then on nothing is held for it.
+// The open monitors. A monitor is open until its opener closes the descriptor; from then on it holds nothing.
 class Monitors {
   public:
     Monitors() = default;
@@ -37,28 +37,30 @@ class Monitors {
     Monitors &operator=(const Monitors &) = delete;
     ~Monitors();
 
-    // A descriptor for its opener to wait on and to close; -1 with errno when there is none to be had. It is also
-    // readable while one of the sources is, which stay open as long as this object lives.
+    // Returns a descriptor for the opener to wait on and close, or -1 with errno set. It is also readable while
+    // any of the sources is. The sources must stay open during the lifetime of this object.
     int open(const std::string &name, const std::vector<int> &sources = {});
-    // For every open monitor of the name. Numbers the event, too, if it has no number. Returns the reading's id, which
-    // is never 0.
+    // Adds the reading to every open monitor of that name, and numbers an unnumbered event. Returns the
+    // reading's id, which is never 0.
     uint64_t push(const std::string &name, Reading reading);
-    // The next one held for the descriptor; nothing when there is none. Its reader asks for this category.
+    // Removes and returns the next reading of the descriptor, or nothing if no reading is pending. `category`
+    // is the category that the reader requests.
     std::optional<Reading> take(int fd, int category);
-    // From every open monitor of the name, the readings of which this holds.
+    // Removes the readings for which `which` returns true from every open monitor of that name.
     void take_back(const std::string &name, const std::function<bool(const Reading &)> &which);
-    // What the one of the name that is behind most holds, in order; valid until the next call.
+    // Returns the readings of the monitor of that name with the most unread events, in order. The result is
+    // valid until the next call.
     const std::deque<Reading> &held(const std::string &name);
-    // Whether an open monitor holds the reading of that id.
+    // Returns true if an open monitor holds the reading with that id.
     bool holds(uint64_t id);
     bool any_open();
-    // The category that the monitor of that name was last read for; nothing before it was.
+    // Returns the category of the last reading of that monitor, or nothing before the first reading.
     std::optional<int> category_asked(const std::string &name) const;
 
   private:
     struct Monitor {
         std::string name;
-        int counter = -1; // one for each that is held
+        int counter = -1; // an event counter with one count for each held reading
         std::vector<int> sources;
         std::deque<Reading> held;
     };

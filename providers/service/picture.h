@@ -1,4 +1,4 @@
-// A cluster as a cluster service shows it: plain data.
+// A cluster as a cluster service reports it, in plain data.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ struct Node {
 
 struct Interface {
     uint32_t node = 0;
-    std::optional<std::string> name; // none: a null text
+    std::optional<std::string> name; // empty: the text is null
     qz_mox_IP_address6_t address{};
     qz_mox_intf_status_t status = QZ_MOX_INTF_STATUS_UP;
     qz_mox_cfg_chg_op_t operation = QZ_MOX_CFG_OP_UNDEF;

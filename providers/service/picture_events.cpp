@@ -9,7 +9,7 @@
 namespace mox_service {
 namespace {
 
-// A picture in which nodes and interfaces can be looked up.
+// Finds the nodes and interfaces of a picture by key.
 class Index {
   public:
     explicit Index(const Picture &picture) : picture_(picture) {
@@ -43,7 +43,7 @@ bool same_address(const Interface &a, const Interface &b) {
     return std::memcmp(&a.address, &b.address, sizeof a.address) == 0;
 }
 
-// Whether something is told of the node itself, which stands for its interfaces.
+// Returns true if the node itself has an event, which also covers its interfaces.
 bool is_told(const Index &before, const Index &after, uint32_t number) {
     const Node *const was = before.find_node(number);
     const Node *const is = after.find_node(number);
@@ -67,7 +67,7 @@ Told about_interface(const char *monitor, qz_orb_event_category_t category, qz_o
     return told;
 }
 
-// The nodes and interfaces of one picture that the other one does not have.
+// Adds events for the nodes and interfaces of `from` that are missing in `in`.
 void tell_missing(const Index &from, const Index &in, const Index &before, const Index &after,
                   qz_orb_event_type_t type, std::vector<Told> &told) {
     for (const Node &node : from.nodes()) {
@@ -95,7 +95,7 @@ void tell_addresses(const Index &before, const Index &after, std::vector<Told> &
     }
 }
 
-// Of those that are in both pictures, the ones that are now up, or now not.
+// Adds events for nodes and interfaces in both pictures that are now up, or now down.
 void tell_liveness(const Index &before, const Index &after, bool up, std::vector<Told> &told) {
     const qz_orb_event_type_t type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
     for (const Node &is : after.nodes()) {

@@ -1,4 +1,4 @@
-// What a cluster service tells when one picture of the cluster becomes another.
+// Finds the events of a cluster service for the difference between two pictures.
 #pragma once
 
 #include <string>
@@ -9,18 +9,17 @@
 
 namespace mox_service {
 
-// An event, and the monitor that it is told on.
+// An event, and the monitor that reports it.
 struct Told {
     std::string monitor;
     Event_Record event;
 };
 
-// First who left: nodes, then interfaces of nodes that stay; then changed addresses; then who joined; then whose
-// liveness changed, deaths before repairs. The interfaces of a node that leaves, joins, dies or comes up are not
-// told by themselves: its one event stands for them.
+// Returns the events in this order: nodes that left, then interfaces that left; changed addresses; members that
+// joined; deaths; repairs. If a node leaves, joins, dies or comes up, its one event also covers its interfaces.
 std::vector<Told> events_between(const Picture &before, const Picture &after);
 
-// The one event of a whole new configuration.
+// Returns the one event that reports a completely new configuration.
 Told reconfiguration();
 
 } // namespace mox_service

@@ -65,7 +65,8 @@ bool is_interface_liveness(const Told &told) {
     return told.monitor == INTERFACES && is_liveness(told, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS);
 }
 
-// What died and came back within one step is up in the picture after it; its death reports it down all the same.
+// Returns the state that the event reports. A node that died and came back within one step is up in `after`.
+// Its death must still report it down.
 Liveness just_after(const Event_Record &event, const Node &node, const Picture &after) {
     const bool as_in_picture = is_up(node) == is_up(event);
     Liveness liveness;
@@ -116,7 +117,7 @@ uint64_t Reported_Liveness::Configuration_Events::about(uint32_t node) const {
     return found != of_nodes.end() ? found->second : reconfiguration;
 }
 
-// ---- What happens ----
+// ---- Changes ----
 
 void Reported_Liveness::change(const Picture &before, const Picture &after, const std::vector<Told> &events) {
     settle();
@@ -131,7 +132,8 @@ void Reported_Liveness::change(const Picture &before, const Picture &after, cons
     }
 }
 
-// A new configuration may come with other statuses, which the comparison of tables does not report.
+// Adds events for statuses that a new configuration changes, because the library's comparison of tables does
+// not report them.
 void Reported_Liveness::hold_other_statuses(const Picture &before, const Picture &after) {
     std::map<uint32_t, bool> were_up;
     for (const Node &node : before.nodes) {
@@ -166,12 +168,12 @@ void Reported_Liveness::depart(const Picture &before, const Picture &after) {
             arrivals_.erase(node.number);
             withdraw_interface_events(node.number);
             monitors_.take_back(NODES, [&](const Reading &reading) {
-                return reading.result == 0 && reading.event.node == node.number; // repetitions as well
+                return reading.result == 0 && reading.event.node == node.number; // includes repeated events
             });
-            departures_[node.number] = 0; // numbered when its event is pushed
+            departures_[node.number] = 0; // set when the event is pushed
         }
     }
-    // What an interface that left had been is of no interest to the comparison, should it come back.
+    // The comparison of tables ignores the former state of an interface that left and came back.
     if (!monitors_.held(INTERFACES).empty()) {
         const Statuses present_interfaces = statuses_in(after);
         monitors_.take_back(INTERFACES, [&](const Reading &reading) {
@@ -230,7 +232,7 @@ void Reported_Liveness::hold_node(const Told &told, const Picture &before, const
     const Node *const node = find_node(after, number);
     const Node *const was = find_node(before, number);
     if (node == nullptr && was != nullptr) {
-        return; // its leaving is its death
+        return; // the leaving already reports the death
     }
     const Reading *const last = last_unread_of(number);
     const bool was_up = last != nullptr ? is_up(last->event) : was != nullptr && is_up(*was);
@@ -239,7 +241,7 @@ void Reported_Liveness::hold_node(const Told &told, const Picture &before, const
         remember(number, before);
         hold_node_news(told.event, *node, after);
     } else if (!is_arriving(number)) {
-        monitors_.push(NODES, {0, 0, told.event, nullptr, 0}); // a repetition stands for nothing
+        monitors_.push(NODES, {0, 0, told.event, nullptr, 0}); // a repeated event changes no state
     }
 }
 
@@ -268,9 +270,9 @@ void Reported_Liveness::hold_interface(const Told &told, const Picture &before, 
     monitors_.push(INTERFACES, reading_of(told.event, std::move(liveness)));
 }
 
-// ---- What was reported ----
+// ---- Last reported states ----
 
-// As in the picture, but what is unread already stays as it was reported then.
+// Records the node as in the picture. States of interfaces with unread events stay as they were last reported.
 void Reported_Liveness::remember(uint32_t node, const Picture &picture) {
     if (last_unread_of(node) != nullptr) {
         return;
@@ -296,7 +298,7 @@ void Reported_Liveness::withdraw_interface_events(uint32_t node) {
     });
 }
 
-// Both are valid until the monitors change, and null when all events are read.
+// Return the last unread event, or null if all events are read. The pointer is valid until the monitors change.
 const Reading *Reported_Liveness::last_unread_of(uint32_t node) {
     const auto arrival = arrivals_.find(node);
     if (arrival != arrivals_.end() && !arrival->second.waiting.empty()) {
@@ -348,7 +350,8 @@ std::set<Interface_Key> Reported_Liveness::interfaces_unread() {
     return interfaces;
 }
 
-// What waited for an event that has been read, or of which the monitor was closed, waits no longer.
+// Releases liveness events that wait for a node's joining event, once that event is read or its monitor is
+// closed.
 void Reported_Liveness::settle() {
     for (auto arrival = arrivals_.begin(); arrival != arrivals_.end();) {
         if (monitors_.holds(arrival->second.event)) {
@@ -363,7 +366,7 @@ void Reported_Liveness::settle() {
     std::erase_if(departures_, [&](const auto &departure) { return !monitors_.holds(departure.second); });
 }
 
-// ---- Reading and showing ----
+// ---- Reading and queries ----
 
 std::optional<Reading> Reported_Liveness::read(int fd, int category) {
     settle();
@@ -401,7 +404,8 @@ Picture Reported_Liveness::shown(const Picture &now) {
         if (const auto found = reported.interfaces.find(interface.name); found != reported.interfaces.end()) {
             interface.status = found->second;
         } else if (node_unread && reported.node != QZ_MOX_NODE_STATUS_UP) {
-            interface.status = QZ_MOX_INTF_STATUS_DOWN; // no interface joins before its node does
+            // No interface can join before its node.
+            interface.status = QZ_MOX_INTF_STATUS_DOWN;
         }
     }
     return picture;
@@ -414,7 +418,7 @@ Picture Reported_Liveness::shown(const Picture &configuration, const Picture &no
         nodes[node.number] = node.status;
     }
     const Statuses interfaces = statuses_in(now);
-    // What is in the configuration no more has its last status, which its leaving keeps.
+    // A node or interface that left the configuration keeps its last reported status.
     for (Node &node : picture.nodes) {
         const auto found = nodes.find(node.number);
         node.status = found != nodes.end() ? found->second : reported_[node.number].node.value_or(node.status);

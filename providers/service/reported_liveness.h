@@ -1,7 +1,7 @@
-// What the queries report while liveness events are unread: nodes and interfaces as they were last reported.
+// Keeps what the queries report of nodes and interfaces with unread liveness events: their last reported state.
 //
-// The library rebuilds its table from the queries when it handles an event of any category, and compares no states of
-// a node that both tables have. A node that shows a new state before its own event is read loses that event for good.
+// The library rebuilds its table from the queries at an event of any category. For a node in both the old and
+// new table it compares no states. If the node shows a new state too early, its own event then reports nothing.
 #pragma once
 
 #include <cstdint>
@@ -20,39 +20,41 @@ namespace mox_service {
 
 using Interface_Key = std::pair<uint32_t, std::optional<std::string>>;
 
-//  - Which nodes and interfaces there are, and with which addresses, is shown as it is now: comparing tables finds
-//    every such difference, whichever event is handled first.
-//  - The status of a node with unread liveness events, and the statuses of its interfaces, are those after its last
-//    event that was read, or before the first that was not. The same holds for an interface with events of its own.
-//  - A node's event stands for its interfaces: their unread events are withdrawn, and what happens to them before that
-//    event is read has no event of its own.
-//  - A node that joins the configuration shows the status it joined with, and its liveness events wait, until the event
-//    that reports its joining is read. A death would otherwise be read before the join that it ends.
-//  - A node that leaves the configuration has its liveness events withdrawn: its leaving is its death. If it is back
-//    before its leaving is read, it continues as it was last reported, and its new status has an event.
+// - The set of nodes, interfaces and addresses is always current. Comparing tables finds each such difference,
+//   whichever event is handled first.
+// - A node with unread liveness events, and its interfaces, show the status after the last event read. If no
+//   event is read yet, they show the status before the first. The same rule applies to an interface with events
+//   of its own.
+// - A node's event covers its interfaces: their unread events are withdrawn. Their later changes have no events
+//   of their own until that event is read.
+// - A node that joins the configuration shows the status that it joined with. Its liveness events wait until
+//   its joining event is read. Otherwise a death could be read before the join.
+// - A node that leaves the configuration loses its liveness events, because its leaving reports its death. If
+//   it returns before its leaving is read, it continues with its last reported state. Its new status then has
+//   an event.
 class Reported_Liveness {
   public:
     explicit Reported_Liveness(Monitors &monitors) : monitors_(monitors) {}
 
-    // What is known became another picture in one step, and these events report it.
+    // Applies one step: the picture changed from `before` to `after`, and `events` report it.
     void change(const Picture &before, const Picture &after, const std::vector<Told> &events);
-    // The next reading of a monitor; nothing when it holds none.
+    // Returns the next reading of a monitor, or nothing if no reading is pending.
     std::optional<Reading> read(int fd, int category);
-    // What the queries report of a picture.
+    // Returns what the queries report of a picture.
     Picture shown(const Picture &now);
-    // The same with the nodes, interfaces and addresses of a former picture, and the statuses of now.
+    // Returns the same for the nodes, interfaces and addresses of a former picture with the current statuses.
     Picture shown(const Picture &configuration, const Picture &now);
 
   private:
-    // A node of which the event that reports its joining is unread.
+    // A node with an unread joining event.
     struct Arrival {
         uint64_t event = 0;
-        std::vector<Reading> waiting; // its liveness events since
+        std::vector<Reading> waiting; // its liveness events since it joined
     };
-    // The pushed events of one step that report a new configuration.
+    // The ids of the events of one step that report a new configuration.
     struct Configuration_Events {
-        std::map<uint32_t, uint64_t> of_nodes; // of the node list
-        uint64_t reconfiguration = 0;          // 0: none
+        std::map<uint32_t, uint64_t> of_nodes; // of the node list events
+        uint64_t reconfiguration = 0;          // 0: no such event in the step
         uint64_t about(uint32_t node) const;
     };
 
@@ -78,7 +80,7 @@ class Reported_Liveness {
     Monitors &monitors_;
     std::map<uint32_t, Liveness> reported_;
     std::map<uint32_t, Arrival> arrivals_;
-    std::map<uint32_t, uint64_t> departures_; // the event that reports the leaving
+    std::map<uint32_t, uint64_t> departures_; // id of the event that reports the leaving
 };
 
 } // namespace mox_service

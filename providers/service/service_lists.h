@@ -1,4 +1,4 @@
-// What the queries give out, and take back when it is released. Each is memory of its own.
+// Creates and frees the records that the queries return. Each record owns its memory.
 #pragma once
 
 #include <string>
@@ -10,11 +10,11 @@
 namespace mox_service {
 
 qz_mox_cluster_info_t *make_cluster_info(const std::string &name, uint32_t local_node);
-// Null where there is none.
+// Return null for an empty list.
 qz_mox_node_info_t *make_list(const std::vector<Node> &nodes);
 qz_mox_net_intf_info_t *make_list(const std::vector<Interface> &interfaces);
 
-// Null is nothing to give back.
+// Free what the functions above returned; null is permitted.
 void free_list(qz_mox_cluster_info_t *info);
 void free_list(qz_mox_node_info_t *list);
 void free_list(qz_mox_net_intf_info_t *list);

@@ -38,7 +38,7 @@ using wispd::Finished;
 using wispd::text;
 using wispd::Verb;
 
-// What a heartbeat daemon tells, and a cluster service does not.
+// Returns true for commands that only a heartbeat daemon can report, not a cluster service.
 bool is_foreign_to_services(Verb verb) {
     switch (verb) {
     case Verb::heartbeat:
@@ -135,7 +135,7 @@ void Cluster_Player::Impl::listen(const std::string &path) {
     wispd::clear_socket_path(path);
     control_file_ = wispd::Socket_File(path, {static_cast<gid_t>(-1), 0600});
     control_file_.listen();
-    // Only this process's own user can connect: its files are the program's own.
+    // Only the user of this process can connect, because commands can read the user's files.
     const auto may_control = [](const wispd::Peer &peer) { return wispd::is_trusted(peer, geteuid()); };
     const auto on_line = [this](const wispd::Peer &, std::string_view line,
                                 const wispd::Control_Server::Reply &reply) {
@@ -145,7 +145,7 @@ void Cluster_Player::Impl::listen(const std::string &path) {
                      wispd::Control_Server::Handlers{may_control, on_line, [] {}});
 }
 
-// The same timeline also drives wispd, so that what is only for it is passed over.
+// Returns handlers that ignore daemon commands, because wispd can run the same timeline.
 wispd::Timeline_Run::Handlers Cluster_Player::Impl::timeline_handlers() {
     wispd::Timeline_Run::Handlers handlers;
     handlers.read = [](const std::string &path, const wispd::Timeline_Run::Use &use, const Finished &finished) {
@@ -182,7 +182,7 @@ wispd::Command_Executor::Handlers Cluster_Player::Impl::command_handlers() {
     handlers.play = [this](const std::string &path, const Finished &finished) {
         timeline_.play(path, finished);
     };
-    handlers.rotate_keys = [] {}; // unsupported
+    handlers.rotate_keys = [] {}; // not supported
     handlers.state_line = [this] {
         return state_line({cluster_.name(), cluster_.local_node(), picture_, service_.monitors_opened(),
                            timeline_.size(), timeline_.played()});

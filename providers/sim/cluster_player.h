@@ -1,4 +1,4 @@
-// Plays a cluster file: the simulated service shows its cluster, a timeline and a control socket change it.
+// Plays a cluster file: the simulated service shows its cluster; a timeline and a control socket change it.
 #pragma once
 
 #include <memory>
@@ -7,21 +7,23 @@
 namespace mox_sim {
 
 struct Play {
-    std::string config;  // the same file as wispd's
-    std::string control; // path of the control socket; empty: none
+    std::string config;  // the same format as wispd's file
+    std::string control; // path of the control socket; empty: no control socket
 };
 
-// The service is installed as long as the object lives. What happens comes from a thread of its own, in which all
-// signals are blocked. The configured timeline begins when the first monitor is opened.
+// The service is installed during the lifetime of the object. Changes come from a separate thread with all
+// signals blocked. The configured timeline begins when the first monitor is opened.
 class Cluster_Player {
   public:
-    // Throws std::runtime_error: the file or its timeline cannot be taken, or the socket cannot be made.
+    // Starts the service. Throws std::runtime_error if the file or its timeline is invalid, or if the socket
+    // cannot be created.
     explicit Cluster_Player(const Play &play);
     Cluster_Player(const Cluster_Player &) = delete;
     Cluster_Player &operator=(const Cluster_Player &) = delete;
     ~Cluster_Player();
 
-    // Ends what happens by itself and removes the control socket. The service stays installed and answers as before.
+    // Stops the timeline and removes the control socket. The service stays installed and answers queries as
+    // before.
     void leave();
 
   private:

@@ -1,4 +1,4 @@
-// libqz_mox_sim.so: a client that loads it has the simulated cluster service until the process ends.
+// libqz_mox_sim.so: installs the simulated cluster service in a client that loads it, until the process ends.
 #include <memory>
 #include <stdexcept>
 

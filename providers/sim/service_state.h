@@ -1,4 +1,4 @@
-// What the simulated service knows, for people, as a line of JSON.
+// Formats the state of the simulated service as a line of JSON.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ struct Service_State {
     std::size_t timeline_played;
 };
 
-// {"ok":true,"state":{...}}, without the line's end.
+// Returns {"ok":true,"state":{...}} without a newline.
 std::string state_line(const Service_State &state);
 
 } // namespace mox_sim

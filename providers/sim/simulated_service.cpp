@@ -25,7 +25,7 @@ qz_mox_IP_address6_t address_of(const std::string &text) {
     return *address;
 }
 
-// What the seam calls. Everything stands under the service's lock.
+// The functions of the installed table. Each holds the service's lock.
 struct Entries {
     static Simulated_Service &service() { return *installed; }
 
@@ -198,7 +198,7 @@ Simulated_Service::~Simulated_Service() {
     installed = nullptr;
 }
 
-// ---- What it knows ----
+// ---- Data ----
 
 void Simulated_Service::set_cluster(const std::string &name, uint32_t local_node) {
     const std::lock_guard lock(mutex_);
@@ -276,7 +276,7 @@ void Simulated_Service::become(const Picture &picture, const std::vector<Told> &
     reported_.change(before, picture_, events);
 }
 
-// ---- What fails ----
+// ---- Failures ----
 
 void Simulated_Service::fail(Operation operation, int result, int error, int skip, int times) {
     const std::lock_guard lock(mutex_);
@@ -309,7 +309,7 @@ std::optional<int> Simulated_Service::failed(Operation operation) {
     return found->second.result;
 }
 
-// ---- What happens ----
+// ---- Events ----
 
 void Simulated_Service::push(const std::string &monitor, const Event_Record &event) {
     const std::lock_guard lock(mutex_);
@@ -326,7 +326,7 @@ std::optional<int> Simulated_Service::category_asked(const std::string &monitor)
     return monitors_.category_asked(monitor);
 }
 
-// A node's interfaces are up and down with it.
+// Changes a node's state. The states of its interfaces change with it.
 void Simulated_Service::set_node_up(uint32_t number, bool up) {
     const std::lock_guard lock(mutex_);
     Picture picture = picture_;
@@ -378,7 +378,7 @@ void Simulated_Service::interface_up(uint32_t node, const std::string &name) {
     set_interface_up(node, name, true);
 }
 
-// ---- What is out ----
+// ---- Unreleased objects ----
 
 int Simulated_Service::lists_out() const {
     const std::lock_guard lock(mutex_);

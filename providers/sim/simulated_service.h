@@ -1,7 +1,8 @@
-// A cluster service without a cluster: what it knows is set, what happens is pushed, and what fails is chosen.
+// A cluster service without a cluster: its users set the data, push the events and choose the failures.
 //
-// It is the installed service from its construction to its destruction; there is one at a time. All may be
-// called from any thread. The memory that it gives out is its own until it is released.
+// An object is the installed service from its construction to its destruction. Only one can exist at a time.
+// All functions may be called from any thread. Lists and events that it returns stay valid until they are
+// released.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +28,8 @@ using mox_service::Node;
 using mox_service::Picture;
 using mox_service::Told;
 
-// ::ffff:a.b.c.d, or an IPv6 address. Throws std::invalid_argument for any other text.
+// Parses an IPv4 address, as ::ffff:a.b.c.d, or an IPv6 address. Throws std::invalid_argument for any other
+// text.
 qz_mox_IP_address6_t address_of(const std::string &text);
 
 struct Site {
@@ -61,12 +63,14 @@ class Simulated_Service {
     Simulated_Service &operator=(const Simulated_Service &) = delete;
     ~Simulated_Service();
 
-    // ---- What it knows ----
+    // ---- Data ----
     void set_cluster(const std::string &name, uint32_t local_node);
-    // Adds the node or interface, or takes the place of the one with its number, or its node and name.
+    // Adds a node, or replaces the node with the same number. Likewise an interface is identified by its node
+    // and name.
     void set(const Node &node);
     void set(const Interface &interface);
-    void remove_node(uint32_t number); // with its interfaces
+    // Removes the node and its interfaces.
+    void remove_node(uint32_t number);
     void remove_interface(uint32_t node, const std::string &name);
     void clear();
     void set_local_site(const Site &site);
@@ -74,34 +78,35 @@ class Simulated_Service {
     void set_local_uuid(qz_mox_uuid_t uuid);
     std::vector<Node> nodes() const;
     std::vector<Interface> interfaces() const;
-    // The nodes and interfaces become others, and these events report it: one step to its users. The queries report a
-    // node or interface with unread liveness events of such steps as it was last reported.
+    // Replaces the nodes and interfaces in one step, which these events report. The queries report a node or
+    // interface with unread liveness events as it was last reported.
     void change(const Picture &picture, const std::vector<Told> &events);
 
-    // ---- What fails: so many calls work, then so many give the result and errno (-1: all that follow) ----
+    // ---- Failures ----
+    // Lets `skip` calls work; the next `times` calls then return the result and errno (-1: all further calls).
     void fail(Operation operation, int result, int error, int skip = 0, int times = -1);
     void heal(Operation operation);
     int calls(Operation operation) const;
 
-    // ---- What happens: the monitors of that name that are open become readable ----
-    // An event that the service itself may contradict: what was set before shows at once.
+    // ---- Events: the open monitors of that name become readable ----
+    // Adds an event without changing the data. The queries return the data even if it contradicts the event.
     void push(const std::string &monitor, const Event_Record &event);
-    // The next reading of one that is open gives this result and errno, and no event.
+    // Makes the next reading of each open monitor of that name return this result and errno without an event.
     void push_result(const std::string &monitor, int result, int error);
-    // The category that the monitor of that name was last read for; nothing before it was.
+    // Returns the category of the last reading of that monitor, or nothing before the first reading.
     std::optional<int> category_asked(const std::string &monitor) const;
-    // One step each, as change(): the state, and the event that reports it.
+    // Each changes the state and adds the event that reports it, in one step like change().
     void node_down(uint32_t number);
     void node_up(uint32_t number);
     void interface_down(uint32_t node, const std::string &name);
     void interface_up(uint32_t node, const std::string &name);
 
-    // ---- What is out ----
-    int lists_out() const;  // given and not released
+    // ---- Unreleased objects ----
+    int lists_out() const;  // returned and not released
     int events_out() const; // read and not released
     int monitors_opened() const;
-    // Called once, when the first monitor is opened, in its opener's thread and before that gets it. It must not
-    // call the service.
+    // Sets a function that is called once when the first monitor is opened. It runs in the opener's thread
+    // before the opener receives the descriptor. It must not call the service.
     void when_first_opened(std::function<void()> call);
 
   private:
@@ -113,7 +118,7 @@ class Simulated_Service {
         int skip = 0;
         int times = 0;
     };
-    std::optional<int> failed(Operation operation); // the result to give, with errno set
+    std::optional<int> failed(Operation operation); // the result to return, with errno set
     void become(const Picture &picture, const std::vector<Told> &events);
     void set_node_up(uint32_t number, bool up);
     void set_interface_up(uint32_t node, const std::string &name, bool up);
@@ -122,7 +127,7 @@ class Simulated_Service {
     mutable std::mutex mutex_;
     std::string cluster_name_ = "simulated";
     uint32_t local_node_ = 1;
-    Picture picture_; // nodes and interfaces in the order in which they were added
+    Picture picture_; // nodes and interfaces in the order of their addition
     Site local_site_;
     int merge_policy_ = QZ_MOX_SITE_POLICY_PRIORITY;
     qz_mox_uuid_t local_uuid_{0x1111, 0x2222};
