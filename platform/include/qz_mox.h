@@ -2,24 +2,23 @@
  * qz_mox.h - the cluster-awareness service and its event-notification file system (ORBFS), libqz_mox.so
  *
  * The service knows the cluster's nodes, network interfaces and sites, and reports each change of them as an
- * event. This library is the seam to it: whoever has a service installs it as a table of functions, and every
- * call below goes straight to the installed table. On a platform without one nothing is installed, and every
- * query reports -1.
+ * event. This library connects programs to it: a service installs itself as a table of functions, and every
+ * call below goes directly to the installed table. On a platform without a service, every query returns -1.
  *
  * Conventions
- *   - C99 and C++; nothing here throws of its own accord.
- *   - A query gives 0 on success. While no service is installed, or the installed table leaves the function
- *     out (null), a query gives -1 and touches neither errno nor the caller's memory, and a release does
- *     nothing. Any other result, and errno, are the service's own, handed through.
+ *   - The interface is for C99 and C++. This library itself throws nothing.
+ *   - A query returns 0 on success. If no service is installed, or the function is null in its table, a query
+ *     returns -1 and changes neither errno nor the caller's memory. A release then does nothing. Any other
+ *     result and errno come from the service unchanged.
  *   - `cluster_name` null means the default cluster.
- *   - Lists and records that a query returns belong to the service and are given back, whole, through the
- *     release call of their kind. A null goes to the service like any other argument.
- *   - Strings end in NUL; a null string means that the service does not know it.
- *   - Fields stand in a fixed order. With 32-bit pointers sizes and offsets are part of the interface: 64-bit
- *     integers and UUIDs are 4-aligned there and no record has hidden padding but that after `hwaddr`.
- *   - Enumerated values are plain 32-bit integers: a value that is not listed here is handed through as it is.
- *   - Calls may come from any thread. Installing or removing a service while another thread is inside a call is
- *     safe for the seam; whether the table may be taken down then is the service's to know.
+ *   - Lists and records that a query returns belong to the service. The caller releases them as a whole with
+ *     the matching release function. A null argument goes to the service like any other argument.
+ *   - Strings end in NUL. A null string means that the service does not know it.
+ *   - The order of fields is fixed. With 32-bit pointers, sizes and offsets are part of the interface: 64-bit
+ *     integers and UUIDs are 4-aligned, and records have no hidden padding except after `hwaddr`.
+ *   - Enumerated values are plain 32-bit integers. A value that is not listed here is passed through unchanged.
+ *   - Calls may come from any thread. Another thread may be inside a call while a service is installed or
+ *     removed. The service itself must know when it can free its table.
  */
 #ifndef QZ_MOX_H
 #define QZ_MOX_H
@@ -34,7 +33,7 @@ extern "C" {
 
 /* ---- Values ------------------------------------------------------------------------------------------- */
 
-/* Event categories: which record an event carries, and what a monitor is read for. */
+/* Event categories: the kind of record in an event, and the kind of event that a reader requests. */
 typedef int32_t qz_orb_event_category_t;
 enum {
     QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS = 0,
@@ -49,11 +48,11 @@ enum {
     QZ_ORB_EVENT_CATEGORY_CAP_UP = 9
 };
 
-/* What the monitor of cluster reconfigurations is read for, and the category of the events that it gives; their
+/* The category to request from the monitor of cluster reconfigurations, and the category of its events. Their
  * record is p_cluster_reconfig. */
 #define QZ_ORB_MONITOR_CLUSTER_RECONFIG 100
 
-/* Event types: what happened. */
+/* Event types: the change that an event reports. */
 typedef int32_t qz_orb_event_type_t;
 enum {
     QZ_ORB_EVENT_DOWN = 0,
@@ -72,7 +71,7 @@ enum {
     QZ_ORB_CAP_UP = 13
 };
 
-/* Why a site event happened. */
+/* The reason of a site event. */
 typedef int32_t qz_orb_site_reason_t;
 enum { QZ_ORB_SITE_REASON_LINK_DOWN = 0, QZ_ORB_SITE_REASON_RESYNC_SITES = 1 };
 
@@ -85,7 +84,7 @@ enum { QZ_MOX_INTF_STATUS_UNDEF = -1, QZ_MOX_INTF_STATUS_DOWN = 0, QZ_MOX_INTF_S
 typedef int32_t qz_mox_devtype_t;
 enum { QZ_MOX_DEVTYPE_UNSUPPORTED = 0, QZ_MOX_DEVTYPE_ETHER = 1, QZ_MOX_DEVTYPE_TOKENRING = 800 };
 
-/* What a configuration change did to an entry. */
+/* The effect of a configuration change on an entry. */
 typedef int32_t qz_mox_cfg_chg_op_t;
 enum {
     QZ_MOX_CFG_OP_UNDEF = -1,
@@ -95,7 +94,7 @@ enum {
     QZ_MOX_CFG_OP_IGNORE = 3
 };
 
-/* How the parts of a split cluster find together again. */
+/* The policy by which the parts of a split cluster merge again. */
 typedef int32_t qz_mox_site_policy_t;
 enum { QZ_MOX_SITE_POLICY_PRIORITY = 1, QZ_MOX_SITE_POLICY_HEURISTIC = 2, QZ_MOX_SITE_POLICY_MANUAL = 3 };
 
@@ -111,14 +110,15 @@ enum {
 
 /* ---- Parts of records --------------------------------------------------------------------------------- */
 
-/* 128-bit identifier. 4-aligned in every ABI: copy a half out before taking its address. */
+/* 128-bit identifier, 4-aligned in every ABI. Copy `high` or `low` before using its address. */
 typedef struct qz_mox_uuid {
     uint64_t high;
     uint64_t low;
 } __attribute__((packed, aligned(4))) qz_mox_uuid_t;
 
-/* An IPv4 address in the place of an IPv6 one, as ::ffff:a.b.c.d: the last filler word is htonl(0xFFFF), as in
- * what the heartbeat daemon tells. The library takes addresses as they come, and another form is another address. */
+/* An IPv4 address in the form of an IPv6 address, as ::ffff:a.b.c.d. The last filler word is htonl(0xFFFF), as
+ * in the heartbeat daemon's addresses. The library compares addresses bytewise, so another form is another
+ * address. */
 typedef struct qz_mox_v4_in_v6 {
     uint32_t filler[3];
     uint32_t v4_in_v6_ipv4; /* network order */
@@ -135,7 +135,7 @@ typedef struct qz_mox_hwaddr {
     uint8_t ieee802mac[6];
 } qz_mox_hwaddr_t;
 
-/* ---- What the queries return -------------------------------------------------------------------------- */
+/* ---- Query results ------------------------------------------------------------------------------------ */
 
 /* The cluster. */
 typedef struct qz_mox_cluster_info {
@@ -170,7 +170,7 @@ typedef struct qz_mox_net_intf_info {
     qz_mox_hwaddr_t hwaddr;
     uint8_t hwaddr_padding[2];
     qz_mox_intf_status_t status;
-    uint32_t cfg_op; /* a qz_mox_cfg_chg_op_t in an unsigned word */
+    uint32_t cfg_op; /* a qz_mox_cfg_chg_op_t, stored unsigned */
     void *caller_data;
     struct qz_mox_net_intf_info *p_next;
 } qz_mox_net_intf_info_t;
@@ -231,7 +231,7 @@ typedef struct qz_orb_event_node_cfg {
     struct qz_orb_event_node_cfg *next;
 } qz_orb_event_node_cfg_t;
 
-/* One entry of a list that ends in a null `next`. Address and netmask are texts. */
+/* One entry of a list that ends in a null `next`. Address and netmask are strings. */
 typedef struct qz_orb_event_addr_cfg {
     qz_orb_event_type_t event_type;
     uint32_t node_number;
@@ -281,7 +281,7 @@ typedef struct qz_orb_event_site_cfg {
     uint64_t sequence_number;
     uint32_t reason_number;
     uint32_t site_priority;
-    uint32_t site_policy; /* a qz_mox_site_policy_t in an unsigned word */
+    uint32_t site_policy; /* a qz_mox_site_policy_t, stored unsigned */
     uint32_t num_local_node_up;
     uint32_t num_remote_node_up;
     qz_orb_site_reason_t event_reason;
@@ -320,69 +320,71 @@ typedef struct qz_orb_event_metadata {
 
 /* ---- Queries ------------------------------------------------------------------------------------------ */
 
-/* The cluster's own record; release with qz_mox_release_cluster_info(). */
+/* Returns the record of the cluster. Release it with qz_mox_release_cluster_info(). */
 int qz_mox_get_cluster_info(const char *cluster_name, qz_mox_cluster_info_t **info);
 
-/* All nodes, as they are now or as they were just after `event`; release with qz_mox_release_node_info(). In this and
- * the next queries a node with unread liveness events is as it was last reported: see what a service owes, below. */
+/* Return all nodes, as they are now or as they were just after `event`. Release them with
+ * qz_mox_release_node_info(). In these and the next queries, a node with unread liveness events has its last
+ * reported state: see the duties of a service below. */
 int qz_mox_get_node_info(const char *cluster_name, qz_mox_node_info_t **list);
 int qz_mox_get_node_info_after_event(const char *cluster_name, const qz_orb_event_metadata_t *event,
                                      qz_mox_node_info_t **list);
 
-/* All network interfaces of all nodes, as they are now or as they were just after `event`; release with
- * qz_mox_release_net_intf_info(). */
+/* Return all network interfaces of all nodes, as they are now or as they were just after `event`. Release them
+ * with qz_mox_release_net_intf_info(). */
 int qz_mox_get_net_intf_info(const char *cluster_name, qz_mox_net_intf_info_t **list);
 int qz_mox_get_net_intf_info_after_event(const char *cluster_name, const qz_orb_event_metadata_t *event,
                                          qz_mox_net_intf_info_t **list);
 
-/* The local node's identifier, its site (`p_next` null; `p_name` stays the service's), and the cluster's merge
- * policy (a qz_mox_site_policy_t). Nothing to release. */
+/* Return the local node's identifier, its site, and the cluster's merge policy (a qz_mox_site_policy_t). In the
+ * site `p_next` is null, and `p_name` belongs to the service. Nothing needs to be released. */
 int qz_mox_get_local_node_uuid(const char *cluster_name, qz_mox_uuid_t *uuid);
 int qz_mox_get_local_site_info(const char *cluster_name, qz_mox_site_info_t *site);
 int qz_mox_get_site_merge_policy(const char *cluster_name, int *policy);
 
-/* Give back what a query returned. */
+/* Release the result of a query. */
 void qz_mox_release_cluster_info(qz_mox_cluster_info_t *info);
 void qz_mox_release_node_info(qz_mox_node_info_t *list);
 void qz_mox_release_net_intf_info(qz_mox_net_intf_info_t *list);
 
 /* ---- Events ------------------------------------------------------------------------------------------- */
 
-/* Opens the monitor `fname`: *fd becomes a descriptor that is readable when an event waits. The caller closes
- * it. Monitors: "node_liveness", "adapter_liveness", "node_list", "peer_gs_liveness", "ip_change",
+/* Opens the monitor `fname`. Sets *fd to a descriptor that is readable while events are pending. The caller
+ * closes it. Monitors: "node_liveness", "adapter_liveness", "node_list", "peer_gs_liveness", "ip_change",
  * "cluster_reconfig", "site_cfg" and "repos_disk". */
 int qz_orb_open_monitor(const char *fname, int *fd);
 
-/* Reads one event of `category` from a monitor's descriptor: 0 with *event filled, -16 when the descriptor held
- * none for this reader, anything else on failure. Release a filled event with qz_orb_release_event(). */
+/* Reads one event of `category` from a monitor's descriptor. Returns 0 with *event filled, -16 if no event is
+ * pending for this reader, or any other value on failure. qz_orb_release_event() releases a filled event. */
 int qz_orb_read_event(int fd, int category, qz_orb_event_metadata_t *event);
 void qz_orb_release_event(qz_orb_event_metadata_t *event);
 
-/* ---- What a service owes to its readers ---------------------------------------------------------------- */
+/* ---- The duties of a service -------------------------------------------------------------------------- */
 
-/* A reader may read the monitors in any order. At an event of any category it may rebuild its own view from the
- * queries, and it compares the two views. That finds nodes and interfaces that joined or left, other addresses, and
- * other states of interfaces. It does not find another state of a node that both views have: only the node's own
- * event reports that. A query that shows the new state before that event is read loses the event. Therefore:
+/* A reader may read the monitors in any order. At an event of any category it may rebuild its view from the
+ * queries and compare the new view with the old view. The comparison finds nodes and interfaces that joined or
+ * left, changed addresses, and changed states of interfaces. It does not find a changed state of a node in both
+ * views: only the node's own event reports that change. A query that returns the new state before that event is
+ * read would lose the event. The rules are therefore:
  *
- *   - A node or interface with unread liveness events is reported by every query as it was last reported. That is as
- *     the last event that was read left it, or as it was before the first unread one. It holds for the status of the
- *     node and for those of its interfaces, in the node list and in the interface list.
- *   - Once an event is read, every query reports the state of that event, also the queries "after an event". Once the
- *     last one is read, they report the state of now.
- *   - Only reading an event makes it known. A query leaves unread events as they are, whatever it is asked for: also
- *     while a program prepares to use the service, or is refused.
- *   - A node's liveness event stands for its interfaces. Before it is read, their own liveness events are neither held
- *     nor added. They would otherwise be read behind it and undo it.
- *   - A node's liveness events begin with the status that it joins the configuration with. They become readable when
- *     the event that reports its joining has been read: a death comes behind its join. When a node leaves the
- *     configuration its unread liveness events are withdrawn: its leaving is its death.
- *   - A new configuration may show at once. If it brings other states of nodes or interfaces that stay, each has a
- *     liveness event of its own. */
+ *   - Every query returns the last reported state of a node or interface with unread liveness events. That
+ *     state is the result of the last event read, or the state before the first unread event. The rule applies
+ *     to the status of the node and of its interfaces, in the node list and in the interface list.
+ *   - After an event is read, every query returns the state of that event, including the queries "after an
+ *     event". After the last event is read, they return the current state.
+ *   - Only reading an event reports it. No query consumes unread events, even while a program prepares to use
+ *     the service or is rejected.
+ *   - A node's liveness event covers its interfaces. Until it is read, their own liveness events are neither
+ *     held nor added. A reader would otherwise read them later and undo the node's event.
+ *   - A node joins the configuration with a status, and its liveness events report the changes of that status.
+ *     They become readable after its joining event was read, so a death follows its join. When a node leaves
+ *     the configuration, its unread liveness events are withdrawn, because its leaving reports its death.
+ *   - A new configuration may be visible at once. Each changed state of a remaining node or interface has its
+ *     own liveness event. */
 
 /* ---- Installing a service ----------------------------------------------------------------------------- */
 
-/* One function for each call above. A null entry means that the service does not offer it. */
+/* One function for each call above. A null entry means that the service does not support the call. */
 typedef struct qz_mox_service {
     int (*get_cluster_info)(const char *cluster_name, qz_mox_cluster_info_t **info);
     int (*get_node_info)(const char *cluster_name, qz_mox_node_info_t **list);
@@ -402,11 +404,11 @@ typedef struct qz_mox_service {
     void (*release_event)(qz_orb_event_metadata_t *event);
 } qz_mox_service_t;
 
-/* Installs a service for this process in place of any other; null removes it, which is the state at start. The
- * table is not copied: it must stay as it is until another is installed or it is removed. */
+/* Installs a service for this process and replaces any other; null removes the service. At start no service is
+ * installed. The table is not copied: it must not change until it is replaced or removed. */
 void qz_mox_install_service(const qz_mox_service_t *service);
 
-/* 1 while a service is installed, else 0. */
+/* Returns 1 while a service is installed, or else 0. */
 int qz_mox_service_present(void);
 
 #pragma GCC visibility pop
