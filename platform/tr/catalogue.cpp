@@ -19,7 +19,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
 
-// Cuts the first word off `rest`.
+// Removes the first word of `rest` and returns it.
 std::string_view take_word(std::string_view &rest) {
     const std::size_t end = std::min(rest.find_first_of(BLANKS), rest.size());
     const std::string_view word = rest.substr(0, end);
@@ -91,7 +91,7 @@ class Parser {
         } else if (const char *what = fault_of_text(rest)) {
             fault("record " + std::string(number) + " " + what);
         } else if (current == nullptr) {
-            // The faulty line was reported; not once more for each line below it.
+            // The faulty component line was already reported. Do not report each line below it.
             if (!in_faulty_component) {
                 fault("record " + std::string(number) + " is before the first [COMPONENT] line");
             }

@@ -1,11 +1,11 @@
-// The message catalogue: from a component's record number to its text. A text file:
+// The message catalogue: finds the text of a component's record number. It is a text file:
 //
 //     # comment
 //     [_HBC]
 //     151 Info adapter {1:u} belongs to node {2}
 //
-// A line in brackets names the component whose messages follow; a message is a number, its category and a text
-// (message_text.h). Empty lines and lines that begin with # say nothing.
+// A line in brackets names the component of the following messages. A message is a number, its category and
+// a text (message_text.h). Empty lines and lines that begin with # are ignored.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +24,7 @@ struct Message {
 
 struct Catalogue_Component {
     std::string name;
-    std::vector<Message> messages; // ascending ids
+    std::vector<Message> messages; // in ascending order of their ids
 };
 
 struct Catalogue {
@@ -34,12 +34,12 @@ struct Catalogue {
 };
 
 struct Catalogue_Fault {
-    std::size_t line = 0; // from 1
+    std::size_t line = 0; // counted from 1
     std::string what;
 };
 
-// Reads a catalogue's text. Lines that are malformed, or that repeat a number, are put into `faults` and left
-// out.
+// Parses the text of a catalogue. Malformed lines and repeated numbers are added to `faults` and otherwise
+// ignored.
 Catalogue parse_catalogue(std::string_view text, std::vector<Catalogue_Fault> &faults);
 
 } // namespace qz_tr

@@ -20,7 +20,7 @@ constexpr std::size_t MAX_REPORTED_LINES = 10;
 constexpr char INSTALLED[] = QZ_TR_INSTALLED_CATALOGUE;
 constexpr char BESIDE_LIBRARY[] = "/../share/hb_client/hbc.catalogue";
 
-// 0, or the error number.
+// Returns 0, or the error number.
 int read_descriptor(int fd, std::string &text) {
     struct stat status {};
     if (fstat(fd, &status) != 0) {

@@ -1,13 +1,13 @@
-// Finding and reading the catalogue's file.
+// Finds and reads the catalogue's file.
 #pragma once
 
 #include "catalogue.h"
 
 namespace qz_tr {
 
-// The catalogue in the file `named`, or, where that is null or empty, in the share directory beside the
-// library's own or else at the installed place. What is wrong with the file or its lines is reported on stderr;
-// the rest is used. An installed catalogue that is not there is no fault: records are then written bare.
+// Loads the catalogue from the file `named`. If `named` is null or empty, searches the share directory beside
+// the library's own, then the installed path. Faults in the file or its lines are reported on stderr, and valid
+// lines are used. A missing installed catalogue is not a fault: records are then written without texts.
 Catalogue load_catalogue(const char *named);
 
 } // namespace qz_tr

@@ -10,7 +10,7 @@ namespace {
 constexpr std::string_view BLANKS = " \t\r\n";
 constexpr uint32_t HIGHEST_LEVEL = 255;
 
-// A piece of the value, with its place in it.
+// A part of the value, and its position.
 struct Piece {
     std::string_view text;
     std::size_t column;

@@ -1,12 +1,12 @@
-// The value of QZ_TR_LEVELS: which level of detail each category gets.
+// Parses the value of QZ_TR_LEVELS, which sets the level of detail of each category.
 //
-//     value    =  settings { ";" settings }           each ";" begins anew with every component
+//     value    =  settings { ";" settings }            each ";" starts again with all components
 //     settings =  item { "," item }
-//     item     =  [ component ":" ] setting           the component holds up to the next one or the next ";"
-//     setting  =  [ ( category | "*" ) "=" ] level     without a category: all of them
+//     item     =  [ component ":" ] setting            the component applies up to the next one or ";"
+//     setting  =  [ ( category | "*" ) "=" ] level     without a category: all categories
 //     level    =  0 to 255 | "default"
 //
-// Blanks between the parts mean nothing. Settings are applied in order on the categories' defaults.
+// Spaces between the parts are ignored. Settings override the categories' defaults in order.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,8 @@ namespace qz_tr {
 struct Level_Setting {
     std::string component;        // empty: every component
     std::string category;         // empty: every category
-    std::optional<uint8_t> level; // none: the category's default
-    std::size_t column = 0;       // where it stands in the value, from 1
+    std::optional<uint8_t> level; // empty: the category's default
+    std::size_t column = 0;       // position in the value, counted from 1
 };
 
 struct Level_Fault {
@@ -35,16 +35,16 @@ struct Level_Fault {
 
 struct Level_Settings {
     std::vector<Level_Setting> settings;
-    std::vector<Level_Fault> faults; // malformed settings, which are left out
+    std::vector<Level_Fault> faults; // malformed settings, which are ignored
 };
 
 Level_Settings parse_levels(std::string_view value);
 
-// The level of one category of a component.
+// Returns the level of one category of a component.
 uint8_t level_of(std::span<const Level_Setting> settings, std::string_view component,
                  const tr_category_description_t &category);
 
-// The settings that mean this component and name a category that it does not have.
+// Returns a fault for each setting that names a category which the component does not have.
 std::vector<Level_Fault> unknown_categories(std::span<const Level_Setting> settings, std::string_view component,
                                             std::span<const tr_category_description_t> categories);
 

@@ -73,7 +73,8 @@ void Line::put_bytes(const unsigned char *bytes, std::size_t count) {
     }
 }
 
-// By arithmetic: gmtime_r takes a lock, which a signal handler or a forked child could find held.
+// Computes the date by arithmetic. gmtime_r would lock, and a signal handler or forked child could find that
+// lock held.
 void Line::put_now() {
     using namespace std::chrono;
     timespec now{};

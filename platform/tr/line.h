@@ -1,4 +1,4 @@
-// One line of the trace, put together in a fixed buffer: recording must not allocate.
+// One line of the trace, built in a fixed buffer because recording must not allocate.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,8 @@
 
 namespace qz_tr {
 
-// With its newline. What Linux writes to a pipe in one piece, so that lines of several writers never mix.
+// The size of a line with its newline. Linux writes this much to a pipe at once, so lines of several writers
+// never mix.
 inline constexpr std::size_t MAX_LINE_SIZE = 4096;
 
 class Line {
@@ -27,12 +28,14 @@ class Line {
     void put_decimal(uint64_t value, int least_digits = 1);
     void put_signed(int64_t value);
     void put_hex(uint64_t value, int least_digits = 1);
-    void
-    put_escaped(std::string_view text); // control characters, backslash and non-ASCII bytes as \n, \xNN, ...
-    void put_bytes(const unsigned char *bytes, std::size_t count); // 0x and two digits for each byte
-    void put_now();                                                // UTC, 2025-11-20T23:48:12.123456Z
+    // Writes control characters, backslash and non-ASCII bytes as \n, \xNN and so on.
+    void put_escaped(std::string_view text);
+    // Writes 0x and two digits for each byte.
+    void put_bytes(const unsigned char *bytes, std::size_t count);
+    // Writes the time in UTC, as 2025-11-20T23:48:12.123456Z.
+    void put_now();
 
-    // Ends the line: "..." where it was cut, and the newline.
+    // Ends the line with a newline, after "..." if the line was cut.
     std::string_view finish();
 
   private:

@@ -12,12 +12,12 @@ namespace {
 constexpr std::string_view FORMATS = "duxesh";
 
 struct Placeholder {
-    std::size_t argument = 0; // from 0
+    std::size_t argument = 0; // counted from 0
     char format = 0;
-    std::size_t length = 0; // of the placeholder's own text
+    std::size_t length = 0; // of the placeholder itself
 };
 
-// What stands at the beginning of `text`, which begins with a brace.
+// Parses the placeholder at the beginning of `text`, which begins with a brace.
 std::optional<Placeholder> parse_placeholder(std::string_view text) {
     Placeholder result;
     std::size_t at = 1;
@@ -64,7 +64,7 @@ template <typename Unsigned, typename Signed> void put_integer(Line &line, const
 }
 
 void put_error_number(Line &line, int32_t number) {
-    // Unlike strerror: no lock, no allocation, no translation.
+    // strerrordesc_np needs no lock, allocation or translation, unlike strerror.
     const char *meaning = strerrordesc_np(number);
     if (meaning != nullptr) {
         line.put(meaning);
@@ -77,7 +77,7 @@ void put_error_number(Line &line, int32_t number) {
     }
 }
 
-// Whether the bytes were taken as a number.
+// Returns false if the bytes cannot be written as a number.
 bool put_number(Line &line, const void *bytes, std::size_t length, char format) {
     if (format == 'e') {
         int32_t number;
@@ -164,7 +164,7 @@ Argument Argument::of_data(const void *block, int length) {
 }
 
 Argument Argument::of_string(const char *text) {
-    // More than a line takes is never written, so it is not looked at either.
+    // Text beyond the size of a line is never written, so it is not read either.
     return {Kind::string, 0, text, text == nullptr ? 0 : strnlen(text, MAX_LINE_SIZE)};
 }
 

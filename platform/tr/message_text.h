@@ -1,12 +1,12 @@
-// From a record's arguments and the catalogue's text to what a person reads.
+// Formats a record's arguments by the catalogue's text.
 //
-// A text holds placeholders {N} or {N:F}: argument N, counted from 1, in format F:
+// A text contains placeholders {N} or {N:F}: argument N, counted from 1, in format F:
 //   d, u, x  signed, unsigned, hexadecimal number (a value, or data of 1, 2, 4 or 8 bytes)
 //   e        a system error number with its meaning
 //   s        text (data up to its first NUL)
 //   h        data as hexadecimal bytes
-// Without F, or where F does not fit the argument: a value as a signed number, a string as text, data as text
-// when it is printable and ends in NUL, else as bytes. {{ and }} are braces.
+// If F is absent or does not fit the argument, a value is a signed number and a string is text. Data is then
+// text if it is printable and ends in NUL, or else bytes. {{ and }} are braces.
 #pragma once
 
 #include <cstddef>
@@ -31,14 +31,14 @@ struct Argument {
     static Argument of_string(const char *text);
 };
 
-// Null when the text is sound, else what is wrong with it.
+// Returns null for a valid text, or else a description of its fault.
 const char *fault_of_text(std::string_view text);
 
-// A sound text with its placeholders filled in. Arguments that the text does not name follow it, so that none
-// is lost to a text that has fallen behind the code.
+// Writes a valid text with its placeholders filled in. Other arguments follow the text, so that an outdated
+// text loses no argument.
 void put_message(Line &line, std::string_view text, std::span<const Argument> arguments);
 
-// What stands for a message without a text: the arguments alone.
+// Writes the arguments alone, for a message without a text.
 void put_arguments(Line &line, std::span<const Argument> arguments);
 
 } // namespace qz_tr

@@ -18,8 +18,8 @@ namespace {
 
 constexpr mode_t FILE_MODE = 0640;
 
-// Keeps the signals of this thread's write - the reader of a pipe went away, a file reached the size limit -
-// from the process, whose signal dispositions are not ours.
+// Keeps the signals of a failed write from the process, because the program owns its signal dispositions.
+// SIGPIPE reports a closed pipe, SIGXFSZ a file at its size limit.
 class Without_Write_Signals {
   public:
     Without_Write_Signals() {
@@ -35,7 +35,7 @@ class Without_Write_Signals {
     Without_Write_Signals(const Without_Write_Signals &) = delete;
     Without_Write_Signals &operator=(const Without_Write_Signals &) = delete;
 
-    // Takes away what a failed write has raised; a signal that waited before the write goes on waiting.
+    // Removes the signal that a failed write raised. A signal that was pending before the write stays pending.
     void take_back_after(int error) const {
         const int raised = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
         if (raised == 0 || sigismember(&pending_before, raised) == 1) {
@@ -84,7 +84,7 @@ Output *Output::open(const char *where) {
     int fd = STDERR_FILENO;
     const bool owned = std::strcmp(where, "stderr") != 0;
     if (owned) {
-        // Not blocking: a named pipe that nobody reads must hold up neither the opening nor a record.
+        // O_NONBLOCK: a named pipe without a reader must delay neither the opening nor a record.
         fd = ::open(where, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, FILE_MODE);
         if (fd < 0) {
             return nullptr;

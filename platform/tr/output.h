@@ -1,4 +1,4 @@
-// Where lines go.
+// Writes the lines of the trace to a file or stderr.
 #pragma once
 
 #include <atomic>
@@ -8,24 +8,24 @@
 
 namespace qz_tr {
 
-// Writes with a single write, and raises no SIGPIPE or SIGXFSZ: 0, or the error number. Only where the system
-// takes less than all is the rest written behind it. *taken is the number of bytes that were written.
+// Writes the bytes without raising SIGPIPE or SIGXFSZ; returns 0 or the error number. It uses one write, and
+// more only if the system accepts a part. *taken becomes the number of bytes written.
 int write_piece(int fd, std::string_view bytes, std::size_t *taken);
 
-// A line on stderr to whoever runs the program.
+// Writes a line on stderr for the user of the program.
 void report(std::string_view what);
 
 class Output {
   public:
-    // "stderr", or the path of a file that is made or appended to. Null with errno set when that fails.
+    // Opens "stderr", or creates or appends to the file at that path. Returns null with errno set on failure.
     static Output *open(const char *where);
 
     ~Output();
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
 
-    // One line, newline included, with a single write. A line that cannot be written is counted, and a line
-    // before the next that can tells how many there were.
+    // Writes one line, including its newline, with a single write. Lines that cannot be written are counted. A
+    // notice before the next written line reports their number.
     void write_line(std::string_view line);
 
   private:

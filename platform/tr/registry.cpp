@@ -19,12 +19,12 @@ struct Entry {
 
 tr_file_token tokens[MAX_TOKENS];
 tr_file_token_t token_pointers[MAX_TOKENS];
-std::atomic<uint32_t> token_count{0}; // is_known() reads it while another thread registers
+std::atomic<uint32_t> token_count{0}; // atomic: is_known() reads it while another thread registers
 
 Entry entries[MAX_REGISTRATIONS];
 uint32_t entry_count = 0;
 
-// 0, or why the name cannot be taken.
+// Returns 0, or the error number for an invalid name.
 int fault_of_name(const char *name) {
     if (name == nullptr || *name == '\0') {
         return EINVAL;
@@ -32,7 +32,7 @@ int fault_of_name(const char *name) {
     return strnlen(name, TR_NAME_SIZE) == TR_NAME_SIZE ? ENAMETOOLONG : 0;
 }
 
-// A name that was found to fit.
+// Copies a name that was already checked to fit.
 void copy_name(char (&to)[TR_NAME_SIZE], const char *from) {
     std::memcpy(to, from, std::strlen(from) + 1);
 }

@@ -1,5 +1,7 @@
-// The registered components and their categories. All of it is static and of fixed size: a token stays valid as
-// long as the library is loaded, and unloading leaves nothing behind.
+// The registered components and their categories.
+//
+// All storage is static and of fixed size. A token stays valid as long as the library is loaded, and unloading
+// leaks nothing.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +18,15 @@ struct tr_file_token {
 namespace qz_tr {
 
 struct Registration {
-    tr_file_token_t *tokens = nullptr; // null: refused, errno tells why
-    bool first = false;                // not seen before with this table
+    tr_file_token_t *tokens = nullptr; // null: rejected; errno has the reason
+    bool first = false;                // not registered before with this table
 };
 
-// Not for two threads at once. The same component with the same categories gets the same tokens again.
+// Registers the categories of a component. Two threads must not call it at once. The same component with the
+// same categories receives the same tokens again.
 Registration register_categories(const char *component, std::span<const tr_category_description_t> categories);
 
-// Whether a token came from here.
+// Returns true if the token was returned by a registration.
 bool is_known(tr_file_token_t token);
 
 } // namespace qz_tr

@@ -1,4 +1,4 @@
-// The trace library's calls: registration, which switches recording on, and the four ways to record.
+// The calls of the trace library: registration, which switches recording on, and the four ways to record.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -23,7 +23,7 @@ using namespace qz_tr;
 
 namespace {
 
-// What recording needs: made whole by a registration, then never changed.
+// The data that recording needs. A registration completes it; it never changes afterwards.
 struct Session {
     std::unique_ptr<Output> output;
     Catalogue catalogue;
@@ -35,7 +35,8 @@ std::atomic<int> session_users{0};
 pthread_mutex_t registration_mutex = PTHREAD_MUTEX_INITIALIZER;
 bool output_fault_reported = false;
 
-// A thread of the parent may have been registering when the process forked; the child has no such thread.
+// Handles forks. A thread of the parent may have been registering during the fork, and the child does not have
+// that thread.
 void watch_forks() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, [] {
@@ -43,12 +44,12 @@ void watch_forks() {
     });
 }
 
-// Thread cancellation is held off inside this library: it would cut lines short and leave locks and the count
-// of session users behind.
+// Disables thread cancellation inside this library. Cancellation would cut lines short and leave locks held and
+// the count of session users wrong.
 class Without_Cancellation {
   public:
     Without_Cancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_before); }
-    // Not in a destructor: with asynchronous cancellation the thread may end right here.
+    // A destructor cannot do this: with asynchronous cancellation the thread may end right here.
     void end() { pthread_setcancelstate(state_before, nullptr); }
 
   private:
@@ -155,7 +156,7 @@ void compose(Line &line, const Session &in, const char *component, uint32_t id, 
     }
 }
 
-// `count` is the caller's; `arguments` holds at most TR_MAX_ARGUMENTS of them.
+// `count` is the number that the caller passed; `arguments` holds at most TR_MAX_ARGUMENTS of them.
 void record(const char *component, uint32_t id, tr_file_token_t token, std::span<const Argument> arguments,
             uint32_t count) {
     const int errno_before = errno;
@@ -179,7 +180,7 @@ struct Arguments {
     std::span<const Argument> all() const { return {of, size}; }
 };
 
-// At the end of the process other threads may still record: what one of them uses is left to the system.
+// Other threads may still record while the process ends. A session in use is therefore not freed.
 __attribute__((destructor)) void unload() {
     Session *ending = session.exchange(nullptr);
     if (session_users.load() == 0) {
