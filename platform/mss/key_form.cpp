@@ -18,7 +18,7 @@ constexpr size_t CHECKSUM_SIZE = 4;
 
 static_assert(HEADER_SIZE + SEC_KEY_MAX_LENGTH + CHECKSUM_SIZE == SEC_MARSHALLED_KEY_SIZE);
 
-// Little endian, whatever the machine: a form may be made on one and read on another.
+// Writes little endian on every machine, because another machine may read the form.
 void put_32(unsigned char *out, uint32_t value) {
     for (int i = 0; i < 4; ++i) {
         out[i] = static_cast<unsigned char>(value >> (8 * i));

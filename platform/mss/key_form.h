@@ -1,4 +1,5 @@
-// The marshalled form of a typed key, as docs/keys.md describes it: bytes and fields, no memory of its own.
+// The marshalled form of a typed key (docs/keys.md). These functions convert bytes and fields and own no
+// memory.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +7,7 @@
 #include <optional>
 #include <span>
 
-// A key whose type, version and length go together. The bytes are somebody else's.
+// A key with a valid combination of type, version and length. It does not own its bytes.
 struct Key_Fields {
     uint32_t type;
     int32_t version;
@@ -20,5 +21,5 @@ size_t marshalled_length(size_t key_length);
 // Writes marshalled_length(key.bytes.size()) bytes.
 void write_key_form(const Key_Fields &key, unsigned char *out);
 
-// Nothing when the form is not exactly one well-formed key. The key's bytes lie inside the form.
+// Returns nothing unless the form is exactly one well-formed key. The key's bytes lie inside the form.
 std::optional<Key_Fields> read_key_form(std::span<const unsigned char> form);
