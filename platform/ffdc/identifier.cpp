@@ -38,7 +38,8 @@ bool random_bits(uint64_t &bits) {
     }
 }
 
-// The calendar by arithmetic: gmtime_r takes a lock, which a child forked at the wrong moment would find held.
+// Computes the calendar by arithmetic. gmtime_r would lock, and a forked child could find that lock held for
+// ever.
 char *put_time(char *out, std::chrono::sys_seconds now) {
     const auto day = std::chrono::floor<std::chrono::days>(now);
     const std::chrono::year_month_day date{day};
