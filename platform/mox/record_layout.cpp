@@ -1,4 +1,4 @@
-// The layout of the service's records where pointers have 32 bits, checked by the compiler.
+// Checks at compile time the layout of the service's records for 32-bit pointers.
 #include <cstddef>
 
 #include "qz_mox.h"

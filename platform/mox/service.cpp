@@ -6,7 +6,8 @@ namespace {
 
 std::atomic<const qz_mox_service_t *> installed{nullptr};
 
-// errno stays as it is on the way without a service: callers report it beside the -1.
+// Calls the installed service. Without a service errno stays unchanged, because callers report it beside the
+// -1.
 template <typename Function, typename... Arguments>
 int query(Function *qz_mox_service_t::*function, Arguments... arguments) {
     const qz_mox_service_t *service = installed.load(std::memory_order_acquire);
