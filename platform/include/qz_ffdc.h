@@ -32,7 +32,8 @@ typedef char fc_eid_t[QZ_FFDC_ID_SIZE];
  *     20251120T234812Z-0001e240-9f86d081884c7d65
  *
  * The parts are the time in UTC to the second and the process id as 8 hexadecimal digits. Then follow 64 random
- * bits from the kernel as 16 hexadecimal digits. The order of texts is therefore the order of times, to the second.
+ * bits from the kernel as 16 hexadecimal digits. The order of texts is therefore the order of times, to the
+ * second.
  *
  * errno: EINVAL id is null; EOVERFLOW the clock is outside the years 0000 to 9999; any other value is the
  * kernel's error while it supplied the random bits. */
