@@ -77,20 +77,21 @@ std::vector<Act> acts() {
     constexpr int KILLED = 3;
     return {
         {"The cable between host2 and link1 is cut",
-         "host2 sees its own end of it at once, and then misses everybody's answers on link1. The others miss\n"
-         "those of host2 alone. link0 carries on.",
+         "host2 detects its own end at once, and then misses the answers of the others on link1. The others\n"
+         "miss the answers of host2 alone. link0 keeps working.",
          "link1 of host2 cut", [](Hosts &hosts) { hosts.cut(CUT, CUT_LINK); }, Told::death,
          told_of_link(CUT, CUT_LINK)},
-        {"The cable is mended", "After two answers a link works again.", "link1 of host2 mended",
+        {"The cable is repaired", "A link works again after two answers.", "link1 of host2 repaired",
          [](Hosts &hosts) { hosts.restore(CUT, CUT_LINK); }, Told::join, told_of_link(CUT, CUT_LINK)},
         {"The engine of host3 is killed with SIGKILL",
-         "The others miss its answers first, then the engines decide that node 3 is no member. On host3 wispd\n"
-         "waits for its engine (grace_seconds in examples/demo/corosync.toml); then it gives the others up.",
+         "The others first miss its answers; then the engines decide that node 3 is not a member. On host3\n"
+         "wispd waits for its engine (grace_seconds in examples/demo/corosync.toml), then reports all other\n"
+         "nodes down.",
          "engine of host3 killed", [](Hosts &hosts) { hosts.kill(KILLED); }, Told::death,
          told_of_engine(KILLED)},
-        {"The engine of host3 starts again",
-         "wispd on host3 finds it by itself and tells what is different now.", "engine of host3 started",
-         [](Hosts &hosts) { hosts.start(KILLED); }, Told::join, told_of_engine(KILLED)},
+        {"The engine of host3 starts again", "wispd on host3 reconnects to it and reports the changes.",
+         "engine of host3 started", [](Hosts &hosts) { hosts.start(KILLED); }, Told::join,
+         told_of_engine(KILLED)},
     };
 }
 
@@ -107,7 +108,7 @@ std::vector<Delays> play(Stage &stage, Screen &screen, const Act &act) {
     const Time begun = now();
     screen.headline(act.headline, act.explanation, begun);
     act.happen(stage.hosts());
-    stage.play_until("what every client has to be told", [&] {
+    stage.play_until("the receipt of all events by every client", [&] {
         for (int host = 1; host <= Stage::HOSTS; ++host) {
             const Client_View &view = stage.view(host);
             if (!was_told(view, act.by_host.at(host), act.told, begun) || view.up() != up_after(act, host)) {

@@ -18,7 +18,7 @@ Time time_of(const std::string &text) {
     if (std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%d.%dZ", &calendar.tm_year, &calendar.tm_mon,
                     &calendar.tm_mday, &calendar.tm_hour, &calendar.tm_min, &calendar.tm_sec,
                     &milliseconds) != 7) {
-        throw std::runtime_error("\"" + text + "\" is no time");
+        throw std::runtime_error("\"" + text + "\" is not a time");
     }
     calendar.tm_year -= 1900;
     calendar.tm_mon -= 1;
@@ -62,8 +62,8 @@ std::string in_words(const std::string &name) {
         {"configuration", "the configuration changed"},
         {"ffdc", "a failure identifier"},
         {"heartbeat", "heartbeat settings"},
-        {"disconnected", "wispd has gone"},
-        {"reconnected", "wispd is back"},
+        {"disconnected", "wispd disconnected"},
+        {"reconnected", "wispd reconnected"},
     };
     const auto found = words.find(name);
     return found != words.end() ? found->second : name;
@@ -89,7 +89,8 @@ Client_Event read_event(const std::string &line) {
         }
         return event;
     } catch (const std::exception &trouble) {
-        throw std::runtime_error("the client printed what is no event: " + line + " (" + trouble.what() + ")");
+        throw std::runtime_error("the client printed a line that is not an event: " + line + " (" +
+                                 trouble.what() + ")");
     }
 }
 

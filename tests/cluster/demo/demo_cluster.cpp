@@ -28,13 +28,13 @@ bool take_signals() {
 }
 
 void introduce(const Stage &stage, Screen &screen) {
-    screen.say(
-        "Three hosts, each in namespaces of its own, with two links between them. On each of them a real\n"
-        "Corosync (token " +
-        std::to_string(stage.settings().token) +
-        " ms) decides who is a member, wispd follows it, and the client, hbctl watch,\n"
-        "is told by wispd through libhb_client.so. A node's end of a link is an adapter:\n\n"
-        "  host    node   adapter on link0      adapter on link1");
+    screen.say("Three hosts, each in its own namespaces, have two links between them. On each host a real\n"
+               "Corosync (token " +
+               std::to_string(stage.settings().token) +
+               " ms) decides which nodes are members, and wispd follows it. The client,\n"
+               "hbctl watch, receives events from wispd through libhb_client.so. A node's end of a link is an\n"
+               "adapter:\n\n"
+               "  host    node   adapter on link0      adapter on link1");
     for (int host = 1; host <= Stage::HOSTS; ++host) {
         std::string line = "  host" + std::to_string(host) + "      " + std::to_string(host);
         for (int link = 0; link < Stage::LINKS; ++link) {
@@ -59,31 +59,31 @@ void show(const Parts &parts) {
     Screen screen(std::cout, Stage::HOSTS);
     Stage stage(parts, screen, told_to_end);
     introduce(stage, screen);
-    screen.say("\nThe engines start. They watch new links with more patience, so the demo begins when they are "
-               "used to\n"
-               "them, after about ten seconds.");
+    screen.say(
+        "\nThe engines start. An engine waits longer before it reports a new link down, so the demo begins\n"
+        "when all links are established, after about ten seconds.");
     stage.start_engines();
     stage.start_daemons();
-    screen.headline("The engines agree, every wispd runs: the clients connect", "", now());
+    screen.headline("The engines agree and every wispd runs: the clients connect", "", now());
     stage.start_clients();
-    stage.play_until("the clients' account of all nodes and adapters",
+    stage.play_until("the clients' receipt of all nodes and adapters",
                      [&] { return all_know_everyone(stage); });
     std::vector<Delays> delays;
     for (const Act &act : acts()) {
         const std::vector<Delays> took = play(stage, screen, act);
         delays.insert(delays.end(), took.begin(), took.end());
     }
-    screen.table("From the fault until each client had been told all of it", delays);
+    screen.table("Time from the fault until each client had received all of it", delays);
 }
 
 int run(const Parts &parts) {
     try {
         if (!take_signals()) {
-            throw std::runtime_error("signals cannot be taken");
+            throw std::runtime_error("cannot install the signal handlers");
         }
         show(parts);
         // Hosts and programs have ended by now.
-        std::cout << "\nThe demo is complete: every client was told every fault and every repair.\n";
+        std::cout << "\nThe demo is complete: every client received every fault and every repair.\n";
         return 0;
     } catch (const std::exception &trouble) {
         // A signal from the terminal reaches all programs, so one of them may end before the signal is noticed
@@ -103,7 +103,7 @@ int main(int argc, char **argv) {
     Parts parts;
     CLI::App app(
         "Shows three Corosync nodes on this machine, with a wispd and a client each, while a link and an "
-        "engine fail and come\nback. Exits with 3 when this machine does not permit it.");
+        "engine fail and\nrecover. Exits with status 3 if this machine does not permit it.");
     app.add_option("--programs", parts.programs, "The directory of wispd and hbctl, absolute")->required();
     app.add_option("--config", parts.configuration, "The configuration of every wispd, absolute")->required();
     try {

@@ -96,7 +96,7 @@ void expect_four_faults(const std::vector<Section> &sections) {
                 {{"adapter 97 of node 2 died"},
                  {"adapter 97 of node 2 died", "adapter 49 of node 1 died", "adapter 145 of node 3 died"},
                  {"adapter 97 of node 2 died"}});
-    expect_told(sections, "The cable is mended",
+    expect_told(sections, "The cable is repaired",
                 {{"adapter 97 of node 2 joined"},
                  {"adapter 97 of node 2 joined", "adapter 49 of node 1 joined", "adapter 145 of node 3 joined"},
                  {"adapter 97 of node 2 joined"}});
@@ -113,11 +113,11 @@ void expect_four_faults(const std::vector<Section> &sections) {
 }
 
 void expect_six_rows_of_times(const std::vector<Section> &sections) {
-    const Section &times = section(sections, "From the fault until each client had been told all of it");
+    const Section &times = section(sections, "Time from the fault until each client had received all of it");
     const std::string three_times = "( +[0-9]+\\.[0-9]{3} s){3}";
     ASSERT_GE(times.lines.size(), 7U);
     EXPECT_THAT(times.lines[1], MatchesRegex("link1 of host2 cut +adapters died" + three_times));
-    EXPECT_THAT(times.lines[2], MatchesRegex("link1 of host2 mended +adapters joined" + three_times));
+    EXPECT_THAT(times.lines[2], MatchesRegex("link1 of host2 repaired +adapters joined" + three_times));
     EXPECT_THAT(times.lines[3], MatchesRegex("engine of host3 killed +adapters died" + three_times));
     EXPECT_THAT(times.lines[4], MatchesRegex(" +nodes died" + three_times));
     EXPECT_THAT(times.lines[5], MatchesRegex("engine of host3 started +adapters joined" + three_times));
@@ -269,7 +269,7 @@ TEST(DemoCluster, SaysWhatIsMissingAndEndsWithThreeWhereThereIsNoEngine) {
                                 "cannot run\n"),
                       Not(HasSubstr("Building"))));
     EXPECT_EQ(script.error_output(),
-              "./demo: no cluster on this machine: the lines above tell what is missing\n");
+              "./demo: no cluster on this machine: the lines above state what is missing\n");
 }
 
 TEST(DemoCluster, IsShownByItself) {

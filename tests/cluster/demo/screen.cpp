@@ -56,7 +56,7 @@ void Screen::headline(const std::string &text, const std::string &explanation, T
     }
     std::string titles = padded("   after", TIME);
     for (int host = 1; host <= hosts_; ++host) {
-        titles += padded(host_name(host) + " is told", COLUMN);
+        titles += padded(host_name(host), COLUMN);
     }
     out_ << trimmed(titles) << std::endl;
 }

@@ -59,7 +59,7 @@ TEST(DemoEvent, ALineThatIsNoneIsRefusedWithItsText) {
                              R"({"time":"2026-11-21T09:05:43.312Z","event":"death"})"}) {
         try {
             read_event(line);
-            ADD_FAILURE() << "it was taken: " << line;
+            ADD_FAILURE() << "the line was accepted: " << line;
         } catch (const std::runtime_error &trouble) {
             EXPECT_THAT(trouble.what(), HasSubstr(line));
         }
@@ -126,7 +126,7 @@ TEST(DemoScreen, ShowsWhatWasToldInItsOrderWhateverOrderItCameIn) {
         "=\n"
         "As it happens.\n"
         "\n"
-        "   after  host1 is told                 host2 is told                 host3 is told\n"
+        "   after  host1                         host2                         host3\n"
         "  0.00 s                                adapter 49 of node 1 died\n"
         "                                        adapter 145 of node 3 died\n"
         "  0.42 s  adapter 97 of node 2 died                                   adapter 97 of node 2 died\n");

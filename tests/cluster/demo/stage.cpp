@@ -59,7 +59,7 @@ void Stage::start_engines() {
         "the engines' quorum", [&] { return hosts_.wait_quorum(Deadline(milliseconds(0))); },
         BETWEEN_LOOKS_AT_ENGINES);
     play_until(
-        "an answer on every link, again and again", [&] { return used_to_links(); }, BETWEEN_LOOKS_AT_ENGINES);
+        "repeated answers on every link", [&] { return used_to_links(); }, BETWEEN_LOOKS_AT_ENGINES);
 }
 
 bool Stage::used_to_links() {
@@ -141,7 +141,7 @@ void Stage::play_until(const std::string &what, const std::function<bool()> &con
         check_programs();
         if (deadline.over()) {
             screen_.flush();
-            throw std::runtime_error(what + " did not come within " + std::to_string(LONGEST_ACT.count()) +
+            throw std::runtime_error(what + " did not happen within " + std::to_string(LONGEST_ACT.count()) +
                                      " s\n" + account());
         }
         poll(nullptr, 0, static_cast<int>(between_looks.count()));
@@ -152,7 +152,7 @@ std::string Stage::account() {
     std::ostringstream text;
     text << "The engines:\n" << hosts_.account();
     for (int host = 1; host <= HOSTS; ++host) {
-        text << "The client of host" << host << " takes these to be up: nodes" << list(view(host).up().nodes)
+        text << "The client of host" << host << " considers these up: nodes" << list(view(host).up().nodes)
              << "; adapters" << list(view(host).up().adapters) << '\n';
         if (at(host) < daemons_.size()) {
             text << "wispd of host" << host << ":" << last_lines(daemons_[at(host)]->error_output(), 20)
