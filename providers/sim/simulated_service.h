@@ -28,8 +28,8 @@ using mox_service::Node;
 using mox_service::Picture;
 using mox_service::Told;
 
-// Parses an IPv4 address, as ::ffff:a.b.c.d, or an IPv6 address. Throws std::invalid_argument for any other
-// text.
+// Parses an IPv6 address or an IPv4 address, which becomes ::ffff:a.b.c.d. Throws std::invalid_argument for any
+// other text.
 qz_mox_IP_address6_t address_of(const std::string &text);
 
 struct Site {
