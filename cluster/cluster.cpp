@@ -20,19 +20,20 @@ bool can_be_up(const Adapter &adapter) {
 }
 
 bool is_held_down(const Adapter &adapter) {
-    return adapter.disabled || adapter.interface_down || adapter.told_down;
+    return adapter.disabled || adapter.interface_down || adapter.down_by_engine;
 }
 
 Cluster::Cluster(const Configuration &configuration) {
     load(configuration);
-    Changes unheard;
+    Changes unreported;
     for (const Configured_Node &node : configuration.nodes) {
         for (const Configured_Adapter &adapter : node.adapters) {
             if (adapter.up) {
-                bring_up(static_cast<std::size_t>(node.number * adapters_per_node_ + adapter.network), unheard);
+                bring_up(static_cast<std::size_t>(node.number * adapters_per_node_ + adapter.network),
+                         unreported);
             }
         }
-        settle_node(static_cast<std::size_t>(node.number), unheard);
+        settle_node(static_cast<std::size_t>(node.number), unreported);
     }
 }
 
@@ -42,7 +43,7 @@ void Cluster::load(const Configuration &configuration) {
     local_node_ = configuration.local_node;
     adapters_per_node_ = configuration.adapters_per_node;
     instance_ = configuration.instance;
-    engine_tells_ = configuration.engine_tells;
+    is_from_engine_ = configuration.is_from_engine;
     if (configuration.heartbeat) {
         heartbeat_ = configuration.heartbeat;
     }
@@ -113,8 +114,8 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
     return number;
 }
 
-void Cluster::check_is_told_here() const {
-    if (engine_tells_) {
+void Cluster::check_not_from_engine() const {
+    if (is_from_engine_) {
         throw Refused("Corosync decides which nodes and adapters are configured and up: stop or start "
                       "Corosync on the node, or change its configuration");
     }

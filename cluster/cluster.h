@@ -44,7 +44,7 @@ struct Adapter {
     bool carries_ip = true;
     bool disabled = false;
     bool interface_down = false;
-    bool told_down = false; // reported down by an engine
+    bool down_by_engine = false; // reported down by an engine
     Hb_Incarnation incarnation = 0;
     Hb_IP_address6 address{};
     std::string type;
@@ -127,7 +127,7 @@ class Cluster {
     const std::vector<Adapter> &adapters() const { return adapters_; } // by adapter number
 
     // Returns whether an engine decides liveness and configuration; commands that contradict it are rejected.
-    bool engine_tells() const { return engine_tells_; }
+    bool is_from_engine() const { return is_from_engine_; }
 
     // Returns the local node's adapter in that network; empty when no adapter is configured there.
     std::optional<std::size_t> local_adapter(int network) const;
@@ -152,7 +152,7 @@ class Cluster {
     std::size_t check_configured_node(int node) const;
     std::size_t check_adapter(int64_t adapter) const;
     std::size_t check_configured_adapter(int64_t adapter) const;
-    void check_is_told_here() const;
+    void check_not_from_engine() const;
     void check_address_free(const Hb_IP_address6 &address, std::size_t adapter) const;
 
     Changes hold_down(int64_t adapter, bool Adapter::*hold);
@@ -179,7 +179,7 @@ class Cluster {
     int adapters_per_node_ = 0;
     Hb_Config_Instance instance_ = 0;
     std::optional<Heartbeat> heartbeat_;
-    bool engine_tells_ = false;
+    bool is_from_engine_ = false;
     Hb_Sequence_Number configuration_sequence_ = 1;
     Hb_Incarnation group_incarnation_ = 1;
     int configured_adapters_ = 0;

@@ -48,7 +48,7 @@ Changes Cluster::interface_down(int64_t adapter) {
 }
 
 Changes Cluster::set_address(int64_t adapter, const Hb_IP_address6 &address) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_adapter(adapter);
     Adapter &it = adapters_[number];
     if (!it.carries_ip || !is_address(address)) {
@@ -69,7 +69,7 @@ Changes Cluster::set_address(int64_t adapter, const Hb_IP_address6 &address) {
 }
 
 Changes Cluster::clear_address(int64_t adapter) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_adapter(adapter);
     Adapter &it = adapters_[number];
     if (!is_address(it.address)) {
@@ -87,7 +87,7 @@ Changes Cluster::clear_address(int64_t adapter) {
 }
 
 Changes Cluster::swap_addresses(int64_t adapter, int64_t other) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t one = check_configured_adapter(adapter);
     const std::size_t two = check_configured_adapter(other);
     for (std::size_t number : {one, two}) {

@@ -8,7 +8,7 @@ void Cluster::set_adapter_liveness(std::size_t adapter, bool up, bool back, Hb_I
                                    Changes &changes) {
     Adapter &it = adapters_[adapter];
     const bool was_up = it.up;
-    it.told_down = !up;
+    it.down_by_engine = !up;
     if (was_up && (!up || back)) {
         take_down(adapter, 0, changes);
     }

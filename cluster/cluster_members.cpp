@@ -5,7 +5,7 @@
 namespace wispd {
 
 Changes Cluster::node_up(int node) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_node(node);
     if (nodes_[number].up_adapters == nodes_[number].configured_adapters) {
         throw Refused(text("node ", node, " and all its adapters are up already"));
@@ -26,7 +26,7 @@ Changes Cluster::node_up(int node) {
 }
 
 Changes Cluster::node_down(int node) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_node(node);
     if (node == local_node_) {
         throw Refused(text("node ", node,
@@ -47,7 +47,7 @@ Changes Cluster::node_down(int node) {
 }
 
 Changes Cluster::node_join(int node) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_node(node);
     if (nodes_[number].configured_adapters != 0) {
         throw Refused(text("node ", node, " is in the configuration already"));
@@ -79,7 +79,7 @@ Changes Cluster::node_join(int node) {
 }
 
 Changes Cluster::node_leave(int node) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_node(node);
     if (node == local_node_) {
         throw Refused(text("node ", node, " is the local node, which cannot leave"));
@@ -97,7 +97,7 @@ Changes Cluster::node_leave(int node) {
 }
 
 Changes Cluster::adapter_up(int64_t adapter) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_adapter(adapter);
     if (adapters_[number].up) {
         throw Refused(text("adapter ", adapter, " is up already"));
@@ -113,7 +113,7 @@ Changes Cluster::adapter_up(int64_t adapter) {
 }
 
 Changes Cluster::adapter_down(int64_t adapter) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_adapter(adapter);
     if (!adapters_[number].up) {
         throw Refused(text("adapter ", adapter, " is down already"));
@@ -127,7 +127,7 @@ Changes Cluster::adapter_down(int64_t adapter) {
 
 Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address6> &address,
                               const std::optional<std::string> &type) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_adapter(adapter);
     Adapter &it = adapters_[number];
     if (it.configured) {
@@ -163,7 +163,7 @@ Changes Cluster::adapter_join(int64_t adapter, const std::optional<Hb_IP_address
 }
 
 Changes Cluster::adapter_leave(int64_t adapter) {
-    check_is_told_here();
+    check_not_from_engine();
     const std::size_t number = check_configured_adapter(adapter);
     const auto node = static_cast<std::size_t>(place_of(number).node);
     if (static_cast<int>(node) == local_node_ && nodes_[node].configured_adapters == 1) {

@@ -54,7 +54,7 @@ struct Configuration {
     int adapters_per_node = 0; // 1 to HB_NETWORK_SLOTS
     Hb_Config_Instance instance = 1;
     std::optional<Heartbeat> heartbeat;
-    bool engine_tells = false; // an engine alone decides what is configured and up
+    bool is_from_engine = false; // an engine alone decides what is configured and up
     std::vector<Configured_Network> networks;
     std::vector<Configured_Node> nodes;
 };

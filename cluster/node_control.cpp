@@ -124,7 +124,7 @@ Outcome Node_Control::suspect_adapter(int64_t adapter, Time now) {
 }
 
 Outcome Node_Control::confirm_due(Time now) {
-    const Suspicions::Due due = suspicions_.take_due(now);
+    const Suspicions::Due due = suspicions_.remove_due(now);
     Outcome deaths;
     std::size_t confirmed = 0;
     const auto add = [&](const Outcome &death) {

@@ -23,7 +23,7 @@ enum class Kind { ip, any };
 
 // With an engine, an adapter is up when this node reaches it directly, and no node forwards messages to others.
 int links_most(const Cluster &cluster) {
-    return cluster.engine_tells() ? 1 : LINKS_MOST;
+    return cluster.is_from_engine() ? 1 : LINKS_MOST;
 }
 
 // A breadth-first search from the local node.

@@ -28,8 +28,8 @@ std::optional<Time> Suspicions::next() const {
     return node && adapter ? std::min(*node, *adapter) : (node ? node : adapter);
 }
 
-Suspicions::Due Suspicions::take_due(Time now) {
-    return {nodes_.take(now), adapters_.take(now)};
+Suspicions::Due Suspicions::remove_due(Time now) {
+    return {nodes_.remove_due_of(now), adapters_.remove_due_of(now)};
 }
 
 void Suspicions::heed(const Changes &changes, const Cluster &cluster) {

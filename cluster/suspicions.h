@@ -44,7 +44,7 @@ template <typename Number> class Due_List {
         std::erase_if(times_, [&](const auto &entry) { return predicate(entry.first); });
     }
 
-    std::vector<Number> take(Time now) {
+    std::vector<Number> remove_due_of(Time now) {
         std::vector<Number> due;
         while (!order_.empty() && order_.begin()->first <= now) {
             due.push_back(order_.begin()->second);
@@ -83,7 +83,7 @@ class Suspicions {
         std::vector<int> nodes;
         std::vector<int64_t> adapters;
     };
-    Due take_due(Time now);
+    Due remove_due(Time now);
 
     // Removes outdated entries: members that came up are alive, and members that are down need no suspicion.
     void heed(const Changes &changes, const Cluster &cluster);

@@ -67,8 +67,8 @@ class Daemon::Impl {
     void reload(const std::string &path, Reload why, const Finished &finished);
     void install(const Configuration_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
-    void take_settings(const Configuration_File &file, Reload why);
-    void tell(const Changes &changes);
+    void apply_settings(const Configuration_File &file, Reload why);
+    void announce(const Changes &changes);
 
     Client_Handlers client_handlers();
     Outcome act(const Node_Request &request);
@@ -248,7 +248,7 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
     handlers.suspicion_ended = [](const Command &command) {
         log_info(text("suspicion cleared by ", verb_name(command.verb)));
     };
-    handlers.changed = [this](const Changes &changes) { tell(changes); };
+    handlers.changed = [this](const Changes &changes) { announce(changes); };
     handlers.reload = [this](const std::string &path, const Finished &finished) {
         reload(path, Reload::by_command, finished);
     };
@@ -275,23 +275,23 @@ void Daemon::Impl::install(const Configuration_File &file, const std::string &pa
     if (file.engine) {
         engine_->set(*file.engine);
         log_info(text("loaded ", path));
-        take_settings(file, why);
+        apply_settings(file, why);
         return;
     }
     const Changes changes = cluster_.reconfigure(file.cluster);
     log_info(text("loaded ", path));
-    take_settings(file, why);
-    tell(changes);
+    apply_settings(file, why);
+    announce(changes);
 }
 
 void Daemon::Impl::follow(const Engine_Step &step) {
     const Changes changes = cluster_.follow(step.configuration, step.liveness);
     if (changes.any()) {
-        tell(changes);
+        announce(changes);
     }
 }
 
-void Daemon::Impl::take_settings(const Configuration_File &file, Reload why) {
+void Daemon::Impl::apply_settings(const Configuration_File &file, Reload why) {
     const Daemon_Settings &settings = file.daemon;
     Daemon_Settings comparable = start_.file.daemon;
     comparable.client_queue_bytes = settings.client_queue_bytes;
@@ -324,7 +324,7 @@ void Daemon::Impl::take_settings(const Configuration_File &file, Reload why) {
     set_log_level(settings.log_level);
 }
 
-void Daemon::Impl::tell(const Changes &changes) {
+void Daemon::Impl::announce(const Changes &changes) {
     std::string failure_id;
     if (!changes.adapter_deaths.empty() || !changes.node_deaths.empty()) {
         failure_id = make_failure_id();
@@ -345,7 +345,7 @@ Client_Handlers Daemon::Impl::client_handlers() {
     Client_Handlers handlers;
     handlers.may_act = [this](const Peer &peer) { return is_authorised(peer, geteuid(), access_.act_group); };
     handlers.act = [this](const Node_Request &request) { return act(request); };
-    handlers.changed = [this](const Changes &changes) { tell(changes); };
+    handlers.changed = [this](const Changes &changes) { announce(changes); };
     handlers.deliver = [this](const Multicast &multicast) { return endpoints_.deliver(multicast, routes_); };
     return handlers;
 }
@@ -382,7 +382,7 @@ void Daemon::Impl::confirm_suspicions() {
     const Outcome deaths = node_control_.confirm_due(std::chrono::steady_clock::now());
     if (deaths.changes.any()) {
         log_info(deaths.note);
-        tell(deaths.changes);
+        announce(deaths.changes);
     }
     suspicion_timer_.set();
 }

@@ -16,7 +16,7 @@ namespace {
 constexpr const char *OWN_FILE = "file";
 constexpr const char *COROSYNC = "corosync";
 
-bool is_told_by_engine(const Toml_Reader &source) {
+bool comes_from_engine(const Toml_Reader &source) {
     const std::string type = source.string_or("type", NAME_LONGEST, OWN_FILE);
     if (type != OWN_FILE && type != COROSYNC) {
         throw source.error(
@@ -29,7 +29,7 @@ Configuration size_of_engine_cluster() {
     Configuration cluster;
     cluster.max_nodes = HB_NODE_SLOTS;
     cluster.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
-    cluster.engine_tells = true;
+    cluster.is_from_engine = true;
     return cluster;
 }
 
@@ -46,7 +46,7 @@ void read_source(const Toml_Reader &root, const std::string &path, Cluster_File 
     }
     const Toml_Reader any(*table, path, "[source]",
                           {"type", "timeline", "poll_milliseconds", "grace_seconds", "node", "network"});
-    if (is_told_by_engine(any)) {
+    if (comes_from_engine(any)) {
         const Toml_Reader source(*table, path, "[source] of type \"corosync\"",
                                  {"type", "poll_milliseconds", "grace_seconds", "node", "network"});
         file.engine = read_engine_section(root, source, path);

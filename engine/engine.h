@@ -18,9 +18,9 @@ class Engine_Gone : public std::runtime_error {
 
 // What Corosync reported since the last dispatch().
 struct Engine_News {
-    bool membership = false;     // a node joined or left
-    bool configuration = false;  // a reload succeeded, whether or not it changed anything
-    bool refused_reload = false; // a reload was rejected: the configuration is unchanged
+    bool membership = false;      // a node joined or left
+    bool configuration = false;   // a reload succeeded, whether or not it changed anything
+    bool reload_rejected = false; // a reload was rejected: the configuration is unchanged
 };
 
 // A connection that exists from construction to destruction.

@@ -137,7 +137,7 @@ class Engine_Connection final : public Engine {
     void await_members(int quorum);
     uint32_t joins_of(uint32_t id);
     void count_all_joins();
-    void take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
+    void apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
     void track(const char *prefix);
     void on_key(std::string_view key, int32_t event, const cmap_notify_value &value);
 
@@ -168,7 +168,7 @@ Engine_Connection::Engine_Connection() {
         const void *context = nullptr;
         if (quorum_context_get(handle, &context) == CS_OK) {
             auto &self = *static_cast<Engine_Connection *>(const_cast<void *>(context));
-            self.take_members({members, members + count}, {joined, joined + joined_count});
+            self.apply_members({members, members + count}, {joined, joined + joined_count});
         }
     };
     uint32_t kind = 0;
@@ -232,7 +232,7 @@ Engine_News Engine_Connection::dispatch() {
     // The status is read outside the callback: an exception there would pass through Corosync's own library.
     if (std::exchange(reload_is_over_, false)) {
         news_.configuration = value_of(map_, RELOAD_STATUS).value_or(RELOAD_DONE_WELL) == RELOAD_DONE_WELL;
-        news_.refused_reload = !news_.configuration;
+        news_.reload_rejected = !news_.configuration;
     }
     return news_;
 }
@@ -274,7 +274,7 @@ Engine_Configuration Engine_Connection::configuration() {
     return read;
 }
 
-void Engine_Connection::take_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
+void Engine_Connection::apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
     for (const uint32_t id : joined) {
         ++joins_[id];
         not_counted_.insert(id);

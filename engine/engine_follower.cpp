@@ -46,13 +46,13 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
         }
         if (engine_) {
             listen();
-            look_at_links(now);
+            check_links(now);
         }
     } catch (const std::runtime_error &trouble) { // Corosync disconnected, or no descriptors available
         lose(trouble.what(), now);
     }
     if (!engine_ && configuration_ && std::exchange(must_reread_, false)) {
-        take_configuration(engine_configuration_, false); // wispd's own names do not need Corosync
+        apply_configuration(engine_configuration_, false); // wispd's own names do not need Corosync
     }
     drop_overdue(now);
     std::optional<Engine_Step> step;
@@ -72,7 +72,7 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
 }
 
 Engine_Follower::Time Engine_Follower::next_due() const {
-    Time due = engine_ ? look_at_ : retry_at_;
+    Time due = engine_ ? next_check_ : retry_at_;
     for (const auto &[node, until] : held_nodes_) {
         due = std::min(due, until);
     }
@@ -94,9 +94,9 @@ void Engine_Follower::connect(Time now) {
     members_ = engine_->members();
     Engine_Configuration read = engine_->configuration();
     log_info(text("connected to Corosync: ", members_.size(), " members"));
-    take_configuration(std::move(read), false);
+    apply_configuration(std::move(read), false);
     must_reread_ = false;
-    look_at_ = now;
+    next_check_ = now;
     retry_after_ = FIRST_RETRY;
     status_.connected = true;
     status_.trouble.clear();
@@ -105,25 +105,25 @@ void Engine_Follower::connect(Time now) {
 
 void Engine_Follower::listen() {
     const Engine_News news = engine_->dispatch();
-    if (news.refused_reload) {
+    if (news.reload_rejected) {
         log_warning("Corosync rejected a configuration reload and keeps the previous one; see Corosync's log");
     }
     if (news.membership) {
-        take_members(engine_->members());
+        apply_members(engine_->members());
     }
     if (news.configuration || must_reread_) {
         log_info("reading Corosync's configuration again");
         Engine_Configuration read = engine_->configuration();
         must_reread_ = false;
-        take_configuration(std::move(read), news.configuration);
+        apply_configuration(std::move(read), news.configuration);
         // Report members that arrived with the configuration in the same step.
-        look_at_ = {};
+        next_check_ = {};
         must_count_joins_ = must_count_joins_ || std::exchange(has_news_of_members_, false);
     }
 }
 
 // Forgets cached link states of a node that has rejoined.
-void Engine_Follower::take_members(const Engine_Members &now) {
+void Engine_Follower::apply_members(const Engine_Members &now) {
     std::erase_if(links_, [&](const auto &link) {
         const auto was = members_.find(link.first.first);
         const auto is = now.find(link.first.first);
@@ -134,7 +134,7 @@ void Engine_Follower::take_members(const Engine_Members &now) {
 }
 
 // Rejects an invalid configuration; the previous one stays in use with its names.
-void Engine_Follower::take_configuration(Engine_Configuration read, bool is_news) {
+void Engine_Follower::apply_configuration(Engine_Configuration read, bool is_news) {
     try {
         Configuration translated = translate(read, settings_.names);
         if (configuration_ && translated.local_node != configuration_->local_node) {
@@ -180,18 +180,18 @@ void Engine_Follower::renumber_held(const Engine_Configuration &next) {
     held_adapters_ = std::move(adapters);
 }
 
-void Engine_Follower::look_at_links(Time now) {
+void Engine_Follower::check_links(Time now) {
     // Deaths and joins are reported before any query that Corosync can be slow to answer.
     if (std::exchange(has_news_of_members_, false)) {
         must_count_joins_ = true;
-        look_at_ = now;
-    } else if (now >= look_at_) {
+        next_check_ = now;
+    } else if (now >= next_check_) {
         if (std::exchange(must_count_joins_, false)) {
             // A correction of the estimated counts is not a flap: real flaps were reported already.
             members_ = members_told_ = engine_->count_joins();
         }
         links_ = engine_->links(engine_configuration_);
-        look_at_ = now + settings_.patience.poll;
+        next_check_ = now + settings_.patience.poll;
     }
 }
 
@@ -206,7 +206,7 @@ void Engine_Follower::lose(const std::string &why, Time now) {
         log_warning(text("Corosync disconnected (", why, "): reporting the other nodes down in ",
                          seconds_of(settings_.patience.grace),
                          " s (grace_seconds) unless it returns; start Corosync, or read its log"));
-        hold_who_is_up(now);
+        hold_members_up(now);
     } else if (status_.trouble.empty()) {
         log_warning(text("Corosync unreachable (", why, "); retrying"));
     }
@@ -217,7 +217,7 @@ void Engine_Follower::lose(const std::string &why, Time now) {
 
 // ---- Nodes and adapters that are up ----
 
-void Engine_Follower::hold_who_is_up(Time now) {
+void Engine_Follower::hold_members_up(Time now) {
     if (!told_) {
         return;
     }

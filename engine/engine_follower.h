@@ -64,12 +64,12 @@ class Engine_Follower {
     void connect(Time now);
     void listen();
     // Installs a configuration. With `is_news`, reports it even when nothing changed.
-    void take_configuration(Engine_Configuration read, bool is_news);
+    void apply_configuration(Engine_Configuration read, bool is_news);
     void renumber_held(const Engine_Configuration &next);
-    void take_members(const Engine_Members &now);
-    void look_at_links(Time now);
+    void apply_members(const Engine_Members &now);
+    void check_links(Time now);
     void lose(const std::string &why, Time now);
-    void hold_who_is_up(Time now);
+    void hold_members_up(Time now);
     void drop_overdue(Time now);
     Liveness liveness();
     std::set<int> local_links() const;
@@ -82,7 +82,7 @@ class Engine_Follower {
     std::unique_ptr<Engine> engine_; // null: disconnected
     Time retry_at_{};
     std::chrono::milliseconds retry_after_{};
-    Time look_at_{};
+    Time next_check_{};
     bool has_news_of_members_ = false; // member changes are not reported yet
     bool must_count_joins_ = false;    // the join counts are estimates
     bool must_reread_ = false;         // the configuration must be read again

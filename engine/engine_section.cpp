@@ -16,7 +16,7 @@ constexpr int64_t POLL_LONGEST = 5000;
 constexpr double GRACE_LONGEST_SECONDS = 86400;
 
 // Rejects sections for which Corosync's own configuration is the only source.
-void refuse_own_cluster(const Toml_Reader &root) {
+void reject_own_cluster(const Toml_Reader &root) {
     for (const char *section : {"network", "node"}) {
         if (root.has(section)) {
             throw root.error(section,
@@ -70,7 +70,7 @@ void read_engine_networks(const Toml_Reader &source, const std::string &path, En
 
 Engine_Settings read_engine_section(const Toml_Reader &root, const Toml_Reader &source,
                                     const std::string &path) {
-    refuse_own_cluster(root);
+    reject_own_cluster(root);
     Engine_Settings engine;
     engine.patience.poll = std::chrono::milliseconds(
         source.integer_or("poll_milliseconds", POLL_SHORTEST, POLL_LONGEST, engine.patience.poll.count()));

@@ -66,7 +66,7 @@ void wait_for_either(const Shared &shared) {
 }
 
 // Calls `tell` while it holds the lock, and never after must_end is set.
-template <typename Tell> void follow(Shared &shared, Tell tell) {
+template <typename Deliver> void follow(Shared &shared, Deliver deliver) {
     while (true) {
         wait_for_either(shared);
         std::optional<Engine_Settings> wanted;
@@ -90,7 +90,7 @@ template <typename Tell> void follow(Shared &shared, Tell tell) {
         const bool was_silent = shared.status.silent;
         shared.status = shared.follower->status();
         if (step || was_silent) {
-            tell(std::move(step));
+            deliver(std::move(step));
         }
     }
     const std::lock_guard lock(shared.mutex);
@@ -162,7 +162,7 @@ class Engine_Source::Impl {
             follow(*shared, [&](std::optional<Engine_Step> step) {
                 asio::post(context, [alive, this, step = std::move(step)] {
                     if (!alive.expired()) {
-                        take(step);
+                        accept_step(step);
                     }
                 });
             });
@@ -194,7 +194,7 @@ class Engine_Source::Impl {
     }
 
   private:
-    void take(const std::optional<Engine_Step> &step) {
+    void accept_step(const std::optional<Engine_Step> &step) {
         if (std::exchange(complained_, false)) {
             log_info("Corosync responds again");
         }
@@ -205,14 +205,14 @@ class Engine_Source::Impl {
         if (!given_up_) {
             on_step_(*step);
         } else if (step->configuration) {
-            unheard_configuration_ = step->configuration;
+            unreported_configuration_ = step->configuration;
         }
     }
 
     // Runs after several timely answers: Corosync's first reports after a silence are older than the silence.
     void return_to_it() {
         given_up_ = false;
-        on_step_({std::exchange(unheard_configuration_, std::nullopt), without_flaps(last_)});
+        on_step_({std::exchange(unreported_configuration_, std::nullopt), without_flaps(last_)});
     }
 
     static Liveness without_flaps(Liveness liveness) {
@@ -225,13 +225,13 @@ class Engine_Source::Impl {
         watch_.expires_after(WATCH_INTERVAL);
         watch_.async_wait([this](const asio::error_code &aborted) {
             if (!aborted) {
-                look();
+                check_engine();
                 watch();
             }
         });
     }
 
-    void look() {
+    void check_engine() {
         Clock::duration silence{};
         {
             const std::lock_guard lock(shared_->mutex);
@@ -240,8 +240,8 @@ class Engine_Source::Impl {
                 shared_->status.silent = shared_->status.silent || silence >= SILENT_AFTER;
             }
         }
-        looks_with_answer_ = silence < SILENT_AFTER ? looks_with_answer_ + 1 : 0;
-        if (given_up_ && looks_with_answer_ >= LOOKS_UNTIL_BELIEVED) {
+        answers_in_a_row_ = silence < SILENT_AFTER ? answers_in_a_row_ + 1 : 0;
+        if (given_up_ && answers_in_a_row_ >= LOOKS_UNTIL_BELIEVED) {
             return_to_it();
         }
         if (silence >= SILENT_AFTER && !complained_) {
@@ -276,8 +276,8 @@ class Engine_Source::Impl {
     Liveness last_; // the liveness that Corosync last reported
     bool complained_ = false;
     bool given_up_ = false; // the other nodes were reported down after a silence
-    int looks_with_answer_ = 0;
-    std::optional<Configuration> unheard_configuration_;
+    int answers_in_a_row_ = 0;
+    std::optional<Configuration> unreported_configuration_;
     std::function<void(const Engine_Step &)> on_step_;
     std::shared_ptr<Shared> shared_;
     const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

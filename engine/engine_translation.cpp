@@ -90,7 +90,7 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     configuration.name = engine.cluster_name;
     configuration.max_nodes = HB_NODE_SLOTS;
     configuration.adapters_per_node = ENGINE_ADAPTERS_PER_NODE;
-    configuration.engine_tells = true;
+    configuration.is_from_engine = true;
     configuration.instance = names.instance;
     configuration.heartbeat = names.heartbeat;
     configuration.local_node = static_cast<Hb_Node_Number>(node_number(engine.local_id, names));

@@ -62,7 +62,7 @@ spdlog::level::level_enum spdlog_level(Log_Level level) {
 
 void put(Log_Level level, std::string_view line) {
     if (innermost != nullptr) {
-        innermost->take(level, line);
+        innermost->receive(level, line);
     } else {
         log_undiverted(level, line);
     }
@@ -107,7 +107,8 @@ bool is_logged(Log_Level level) {
     return logger()->should_log(spdlog_level(level));
 }
 
-Log_Diversion::Log_Diversion(Taker taker) : taker_(std::move(taker)), outer_(std::exchange(innermost, this)) {}
+Log_Diversion::Log_Diversion(Receiver receiver)
+    : receiver_(std::move(receiver)), outer_(std::exchange(innermost, this)) {}
 
 Log_Diversion::~Log_Diversion() {
     innermost = outer_;

@@ -25,17 +25,17 @@ bool is_logged(Log_Level level);
 // Receives the lines that this thread logs, in place of the log; with nested objects, the innermost does.
 class Log_Diversion {
   public:
-    using Taker = std::function<void(Log_Level level, std::string_view line)>;
+    using Receiver = std::function<void(Log_Level level, std::string_view line)>;
 
-    explicit Log_Diversion(Taker taker);
+    explicit Log_Diversion(Receiver receiver);
     Log_Diversion(const Log_Diversion &) = delete;
     Log_Diversion &operator=(const Log_Diversion &) = delete;
     ~Log_Diversion();
 
-    void take(Log_Level level, std::string_view line) const { taker_(level, line); }
+    void receive(Log_Level level, std::string_view line) const { receiver_(level, line); }
 
   private:
-    Taker taker_;
+    Receiver receiver_;
     const Log_Diversion *outer_;
 };
 

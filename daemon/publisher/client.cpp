@@ -104,7 +104,7 @@ void Client::send_event(Packet packet, const Body &body) {
 }
 
 void Client::send(const Packet &packet, const Body &body) {
-    if (!is_open() || takes_no_more_) {
+    if (!is_open() || is_closing_) {
         return;
     }
     if (!make_room(PACKET_HEAD_SIZE + body->size())) {
@@ -152,7 +152,7 @@ void Client::write_output() {
                                      // The client is disconnected. Requests that it sent earlier are still
                                      // read, up to the end.
                                      self->debug(text("accepts no more data: ", error.message()));
-                                     self->takes_no_more_ = true;
+                                     self->is_closing_ = true;
                                      self->queue_.clear();
                                      self->account_for(0);
                                      return;
@@ -180,7 +180,7 @@ void Client::close() {
     account_for(0);
     asio::post(executor, [self = shared_from_this()] {
         self->queue_.clear();
-        self->handlers_.on_gone(*self);
+        self->handlers_.on_disconnected(*self);
         self->subscriptions.clear();
     });
 }

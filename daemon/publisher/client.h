@@ -34,7 +34,7 @@ class Client : public std::enable_shared_from_this<Client> {
     struct Handlers {
         std::function<void(Client &, const Request &)> on_request;
         std::function<void(Client &)> on_user_full;
-        std::function<void(Client &)> on_gone;
+        std::function<void(Client &)> on_disconnected;
     };
 
     // The log and the quotas must outlive the client.
@@ -94,7 +94,7 @@ class Client : public std::enable_shared_from_this<Client> {
     Send_Queue queue_;
     std::size_t accounted_ = 0; // bytes of the queue that are charged to the user
     bool writing_ = false;
-    bool takes_no_more_ = false;
+    bool is_closing_ = false;
     Hb_Seq_Num sequence_ = 0;
     int complaints_ = 0;
     std::bitset<MONITOR_LAST_MESSAGE + 1> refused_;

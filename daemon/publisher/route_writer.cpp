@@ -12,12 +12,12 @@ namespace wispd {
 
 Route_Writer::Route_Writer(asio::io_context &context, Shared_Segments &segments, const Routes &routes,
                            const Route_Patience &patience)
-    : segments_(segments), routes_(routes), patience_(patience), watch_(context, segments, patience.look_after),
-      timer_(context) {}
+    : segments_(segments), routes_(routes), patience_(patience),
+      watch_(context, segments, patience.check_period), timer_(context) {}
 
 Route_Writer::~Route_Writer() {
     if (state_ == State::waiting) {
-        let_in();
+        release_readers();
     }
 }
 
@@ -35,7 +35,7 @@ void Route_Writer::begin() {
     }
     state_ = State::waiting;
     since_ = std::chrono::steady_clock::now();
-    look();
+    check_readers();
 }
 
 bool Route_Writer::hold() {
@@ -46,20 +46,20 @@ bool Route_Writer::hold() {
     return held;
 }
 
-void Route_Writer::let_in() {
+void Route_Writer::release_readers() {
     segments_.semaphores().release_readers();
     watch_.set_holding(false);
     watch_.check();
 }
 
-void Route_Writer::look() {
+void Route_Writer::check_readers() {
     const int inside = segments_.semaphores().readers_inside();
     if (inside < 0) {
         wait_in_vain(text("the semaphores cannot be read: ", std::strerror(errno)));
     } else if (inside == 0 && watch_.check()) {
         write();
     } else if (std::chrono::steady_clock::now() - since_ < patience_.wait) {
-        after(patience_.look_again, &Route_Writer::look);
+        after(patience_.look_again, &Route_Writer::check_readers);
     } else {
         // The system records the last process that used the semaphore. That process may not be the one inside,
         // so the message names no process.
@@ -71,7 +71,7 @@ void Route_Writer::look() {
 void Route_Writer::wait_in_vain(const std::string &why) {
     if (++attempts_in_vain_ < patience_.attempts) {
         if (watch_.is_holding()) {
-            let_in();
+            release_readers();
         }
         give_up(why);
         return;
@@ -86,7 +86,7 @@ void Route_Writer::write() {
     // Generation 0 means that no route is valid.
     sequence_ = sequence_ == UINT32_MAX ? 1 : sequence_ + 1;
     segments_.write_routes(sequence_, routes_);
-    let_in();
+    release_readers();
     state_ = State::idle;
     attempts_in_vain_ = 0;
     if (complained_) {

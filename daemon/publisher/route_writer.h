@@ -26,7 +26,7 @@ struct Route_Patience {
     // After this many attempts the number of readers is considered wrong.
     int attempts = 2;
     // Interval between checks of the semaphores.
-    std::chrono::milliseconds look_after = Semaphore_Watch::PERIOD;
+    std::chrono::milliseconds check_period = Semaphore_Watch::PERIOD;
 };
 
 class Route_Writer {
@@ -50,9 +50,9 @@ class Route_Writer {
     enum class State { idle, waiting, pausing };
 
     void begin();
-    void look();
+    void check_readers();
     bool hold();
-    void let_in();
+    void release_readers();
     void wait_in_vain(const std::string &why);
     void write();
     void give_up(const std::string &why);

@@ -19,9 +19,9 @@ namespace {
 
 using mox_service::Event_Record;
 using mox_service::Interface;
+using mox_service::Monitor_Event;
 using mox_service::Node;
 using mox_service::Picture;
-using mox_service::Told;
 
 constexpr int NOTHING_HELD = -16;
 constexpr int FAILED = -1;
@@ -105,7 +105,7 @@ struct Entries {
     template <typename List, typename Make> static int give_list(List **list, Make make) {
         return answer([&] {
             const std::lock_guard lock(service().mutex_);
-            service().look_before_list();
+            service().check_before_list();
             if (!service().cluster_.is_known()) {
                 return fail(ENOTCONN);
             }
@@ -193,11 +193,11 @@ Corosync_Service::~Corosync_Service() {
 int Corosync_Service::open(const std::string &name) {
     in_whole_reading_ = false;
     if (events_out_ == 0) {
-        look();
+        check_engine();
     }
     if (!monitors_.any_open()) {
         // The first poll skips the links. Read them now; their states are not events of the new monitor.
-        look();
+        check_engine();
         configuration_ = cluster_.picture();
     }
     std::vector<int> sources = {follower_->descriptor()};
@@ -209,22 +209,22 @@ int Corosync_Service::open(const std::string &name) {
 
 // ---- Polling the engine ----
 
-void Corosync_Service::look() {
+void Corosync_Service::check_engine() {
     const auto now = std::chrono::steady_clock::now();
     if (const std::optional<wispd::Engine_Step> step = follower_->advance(now)) {
-        take(*step);
+        apply(*step);
     }
     if (peers_) {
         const auto is_awaited = [this](uint32_t id) { return is_node_awaited(id); };
         for (const Peer_Change &change : peers_->advance(now, follower_->status().connected, is_awaited)) {
-            tell(change);
+            report(change);
         }
     }
 }
 
-void Corosync_Service::take(const wispd::Engine_Step &step) {
+void Corosync_Service::apply(const wispd::Engine_Step &step) {
     const Picture before = cluster_.picture();
-    const std::vector<Told> events = cluster_.take(step);
+    const std::vector<Monitor_Event> events = cluster_.apply(step);
     reported_.change(before, cluster_.picture(), events);
 }
 
@@ -232,16 +232,16 @@ void Corosync_Service::take(const wispd::Engine_Step &step) {
 // reject the preparation, so the configuration does not count as reported.
 void Corosync_Service::begin_whole_reading() {
     if (events_out_ == 0) {
-        look();
+        check_engine();
         // Read what the first poll skipped in order to report deaths and joins sooner.
-        look();
+        check_engine();
         in_whole_reading_ = true;
     }
 }
 
-void Corosync_Service::look_before_list() {
+void Corosync_Service::check_before_list() {
     if (events_out_ == 0 && !monitors_.any_open()) {
-        look();
+        check_engine();
     }
 }
 
@@ -259,22 +259,23 @@ bool Corosync_Service::is_node_awaited(uint32_t id) const {
 
 // Reports a change of a node's peer. The death of a node has its own event, which includes the death of its
 // programs.
-void Corosync_Service::tell(const Peer_Change &change) {
-    Told told{PEER_LIVENESS, {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
-    told.event.type = change.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.name = peer_name_;
+void Corosync_Service::report(const Peer_Change &change) {
+    Monitor_Event monitor_event{PEER_LIVENESS, {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
+    monitor_event.event.type = change.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.name = peer_name_;
     try {
-        told.event.node =
+        monitor_event.event.node =
             static_cast<uint32_t>(wispd::node_number(change.node_id, follower_->settings().names));
     } catch (const wispd::Engine_Refused &refused) {
         wispd::log_warning(wispd::text("peers: ", refused.what()));
         return;
     }
-    const Node *node = find_node(cluster_.picture().nodes, told.event.node);
-    const bool is_local = cluster_.is_known() && static_cast<int>(told.event.node) == cluster_.local_node();
+    const Node *node = find_node(cluster_.picture().nodes, monitor_event.event.node);
+    const bool is_local =
+        cluster_.is_known() && static_cast<int>(monitor_event.event.node) == cluster_.local_node();
     if (node != nullptr && !is_local && (change.up || node->status == QZ_MOX_NODE_STATUS_UP)) {
-        monitors_.push(told.monitor, {0, 0, told.event, nullptr, 0});
+        monitors_.push(monitor_event.monitor, {0, 0, monitor_event.event, nullptr, 0});
     }
 }
 
@@ -282,7 +283,7 @@ void Corosync_Service::tell(const Peer_Change &change) {
 
 std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
     in_whole_reading_ = false;
-    look();
+    check_engine();
     const std::optional<mox_service::Reading> reading = reported_.read(fd, category);
     if (!reading) {
         return std::nullopt;

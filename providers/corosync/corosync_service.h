@@ -51,14 +51,14 @@ class Corosync_Service {
   private:
     friend struct Entries; // the functions of the installed table
 
-    void look();
-    void take(const wispd::Engine_Step &step);
+    void check_engine();
+    void apply(const wispd::Engine_Step &step);
     void begin_whole_reading();
-    void look_before_list();
+    void check_before_list();
     int open(const std::string &name);
     std::optional<mox_service::Event_Record> read(int fd, int category);
 
-    void tell(const Peer_Change &change);
+    void report(const Peer_Change &change);
     bool is_node_awaited(uint32_t id) const;
     mox_service::Picture picture();
 

@@ -57,7 +57,7 @@ class Cpg_Peer_Group : public Peer_Group {
         }
         for (std::size_t i = 0; i < left_count; ++i) {
             if (left[i].reason == CPG_REASON_NODEDOWN) {
-                peers.gone_with_node.insert(left[i].nodeid);
+                peers.left_with_node.insert(left[i].nodeid);
             }
         }
         static_cast<Cpg_Peer_Group *>(context)->seen_.push_back(std::move(peers));

@@ -12,14 +12,14 @@
 
 namespace mox_corosync {
 
-mox_service::Told about_node(uint32_t node, qz_orb_event_type_t type);
+mox_service::Monitor_Event about_node(uint32_t node, qz_orb_event_type_t type);
 
 class Followed_Cluster {
   public:
     // Applies a step and returns its events in order. The first step and a new configuration are one event
     // each. In other steps each change of liveness is an event, including a death and join within one step. A
     // node's event also covers its adapters, which have no events of their own then.
-    std::vector<mox_service::Told> take(const wispd::Engine_Step &step);
+    std::vector<mox_service::Monitor_Event> apply(const wispd::Engine_Step &step);
 
     bool is_known() const { return cluster_.has_value(); }
     const std::string &name() const { return cluster_->name(); }

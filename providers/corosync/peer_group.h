@@ -12,7 +12,7 @@ namespace mox_corosync {
 // The peers, by the engine's node ids.
 struct Peers {
     std::set<uint32_t> present;        // nodes with a running peer
-    std::set<uint32_t> gone_with_node; // nodes that died together with their peer
+    std::set<uint32_t> left_with_node; // nodes that died together with their peer
 };
 
 class Peer_Group {

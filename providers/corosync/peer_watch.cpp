@@ -31,11 +31,11 @@ std::vector<Peer_Change> Peer_Watch::advance(Time now, bool engine_runs,
     }
     if (group_ && !is_first_) {
         std::erase_if(missing_, [&](const uint32_t id) {
-            const bool is_gone = !is_awaited(id);
-            if (is_gone) {
+            const bool has_left = !is_awaited(id);
+            if (has_left) {
                 changes.push_back({id, false});
             }
-            return is_gone;
+            return has_left;
         });
     }
     return changes;
@@ -47,7 +47,7 @@ void Peer_Watch::compare(const Peers &peers, const std::function<bool(uint32_t)>
                          std::vector<Peer_Change> &changes) {
     const bool is_first = std::exchange(is_first_, false);
     for (const uint32_t id : present_) {
-        if (peers.present.contains(id) || peers.gone_with_node.contains(id)) {
+        if (peers.present.contains(id) || peers.left_with_node.contains(id)) {
             continue;
         }
         if (is_first || is_awaited(id)) {

@@ -118,7 +118,7 @@ std::optional<Reading> Monitors::take(int fd, int category) {
     return reading;
 }
 
-void Monitors::take_back(const std::string &name, const std::function<bool(const Reading &)> &which) {
+void Monitors::withdraw(const std::string &name, const std::function<bool(const Reading &)> &which) {
     forget_closed();
     for (auto &[fd, monitor] : monitors_) {
         if (monitor.name == name) {

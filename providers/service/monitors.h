@@ -47,7 +47,7 @@ class Monitors {
     // is the category that the reader requests.
     std::optional<Reading> take(int fd, int category);
     // Removes the readings for which `which` returns true from every open monitor of that name.
-    void take_back(const std::string &name, const std::function<bool(const Reading &)> &which);
+    void withdraw(const std::string &name, const std::function<bool(const Reading &)> &which);
     // Returns the readings of the monitor of that name with the most unread events, in order. The result is
     // valid until the next call.
     const std::deque<Reading> &held(const std::string &name);

@@ -10,16 +10,16 @@
 namespace mox_service {
 
 // An event, and the monitor that reports it.
-struct Told {
+struct Monitor_Event {
     std::string monitor;
     Event_Record event;
 };
 
 // Returns the events in this order: nodes that left, then interfaces that left; changed addresses; members that
 // joined; deaths; repairs. If a node leaves, joins, dies or comes up, its one event also covers its interfaces.
-std::vector<Told> events_between(const Picture &before, const Picture &after);
+std::vector<Monitor_Event> events_between(const Picture &before, const Picture &after);
 
 // Returns the one event that reports a completely new configuration.
-Told reconfiguration();
+Monitor_Event reconfiguration();
 
 } // namespace mox_service

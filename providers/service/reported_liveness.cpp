@@ -52,17 +52,18 @@ bool is_up(const Event_Record &event) {
     return event.type == QZ_ORB_EVENT_UP;
 }
 
-bool is_liveness(const Told &told, qz_orb_event_category_t category) {
-    return !told.event.is_reconfiguration && told.event.category == category &&
-           (told.event.type == QZ_ORB_EVENT_UP || told.event.type == QZ_ORB_EVENT_DOWN);
+bool is_liveness(const Monitor_Event &monitor_event, qz_orb_event_category_t category) {
+    return !monitor_event.event.is_reconfiguration && monitor_event.event.category == category &&
+           (monitor_event.event.type == QZ_ORB_EVENT_UP || monitor_event.event.type == QZ_ORB_EVENT_DOWN);
 }
 
-bool is_node_liveness(const Told &told) {
-    return told.monitor == NODES && is_liveness(told, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS);
+bool is_node_liveness(const Monitor_Event &monitor_event) {
+    return monitor_event.monitor == NODES && is_liveness(monitor_event, QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS);
 }
 
-bool is_interface_liveness(const Told &told) {
-    return told.monitor == INTERFACES && is_liveness(told, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS);
+bool is_interface_liveness(const Monitor_Event &monitor_event) {
+    return monitor_event.monitor == INTERFACES &&
+           is_liveness(monitor_event, QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS);
 }
 
 // Returns the state that the event reports. A node that died and came back within one step is up in `after`.
@@ -93,21 +94,21 @@ Reading reading_of(const Event_Record &event, Liveness after) {
     return {0, 0, event, std::make_shared<const Liveness>(std::move(after)), 0};
 }
 
-Told about_node(const Node &node) {
-    Told told{NODES, {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
-    told.event.type = is_up(node) ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.node = node.number;
-    return told;
+Monitor_Event about_node(const Node &node) {
+    Monitor_Event monitor_event{NODES, {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    monitor_event.event.type = is_up(node) ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.node = node.number;
+    return monitor_event;
 }
 
-Told about_interface(const Interface &interface) {
-    Told told{INTERFACES, {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
-    told.event.type = is_up(interface.status) ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.node = interface.node;
-    told.event.name = interface.name.value_or("");
-    return told;
+Monitor_Event about_interface(const Interface &interface) {
+    Monitor_Event monitor_event{INTERFACES, {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
+    monitor_event.event.type = is_up(interface.status) ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.node = interface.node;
+    monitor_event.event.name = interface.name.value_or("");
+    return monitor_event;
 }
 
 } // namespace
@@ -119,13 +120,14 @@ uint64_t Reported_Liveness::Configuration_Events::about(uint32_t node) const {
 
 // ---- Changes ----
 
-void Reported_Liveness::change(const Picture &before, const Picture &after, const std::vector<Told> &events) {
+void Reported_Liveness::change(const Picture &before, const Picture &after,
+                               const std::vector<Monitor_Event> &events) {
     settle();
     depart(before, after);
     const Configuration_Events configuration = push_configuration(events);
     arrive(before, after, configuration);
-    for (const Told &told : events) {
-        hold_liveness(told, before, after);
+    for (const Monitor_Event &monitor_event : events) {
+        hold_liveness(monitor_event, before, after);
     }
     if (configuration.reconfiguration != 0) {
         hold_other_statuses(before, after);
@@ -167,7 +169,7 @@ void Reported_Liveness::depart(const Picture &before, const Picture &after) {
             remember(node.number, before);
             arrivals_.erase(node.number);
             withdraw_interface_events(node.number);
-            monitors_.take_back(NODES, [&](const Reading &reading) {
+            monitors_.withdraw(NODES, [&](const Reading &reading) {
                 return reading.result == 0 && reading.event.node == node.number; // includes repeated events
             });
             departures_[node.number] = 0; // set when the event is pushed
@@ -176,24 +178,25 @@ void Reported_Liveness::depart(const Picture &before, const Picture &after) {
     // The comparison of tables ignores the former state of an interface that left and came back.
     if (!monitors_.held(INTERFACES).empty()) {
         const Statuses present_interfaces = statuses_in(after);
-        monitors_.take_back(INTERFACES, [&](const Reading &reading) {
+        monitors_.withdraw(INTERFACES, [&](const Reading &reading) {
             return reading.after != nullptr &&
                    !present_interfaces.contains({reading.event.node, reading.event.name});
         });
     }
 }
 
-Reported_Liveness::Configuration_Events Reported_Liveness::push_configuration(const std::vector<Told> &events) {
+Reported_Liveness::Configuration_Events
+Reported_Liveness::push_configuration(const std::vector<Monitor_Event> &events) {
     Configuration_Events pushed;
-    for (const Told &told : events) {
-        if (is_node_liveness(told) || is_interface_liveness(told)) {
+    for (const Monitor_Event &monitor_event : events) {
+        if (is_node_liveness(monitor_event) || is_interface_liveness(monitor_event)) {
             continue;
         }
-        const uint64_t id = monitors_.push(told.monitor, {0, 0, told.event, nullptr, 0});
-        if (told.event.is_reconfiguration) {
+        const uint64_t id = monitors_.push(monitor_event.monitor, {0, 0, monitor_event.event, nullptr, 0});
+        if (monitor_event.event.is_reconfiguration) {
             pushed.reconfiguration = id;
-        } else if (told.event.category == QZ_ORB_EVENT_CATEGORY_NODE_LIST) {
-            pushed.of_nodes[told.event.node] = id;
+        } else if (monitor_event.event.category == QZ_ORB_EVENT_CATEGORY_NODE_LIST) {
+            pushed.of_nodes[monitor_event.event.node] = id;
         }
     }
     for (auto &[node, event] : departures_) {
@@ -219,16 +222,18 @@ void Reported_Liveness::arrive(const Picture &before, const Picture &after,
     }
 }
 
-void Reported_Liveness::hold_liveness(const Told &told, const Picture &before, const Picture &after) {
-    if (is_node_liveness(told)) {
-        hold_node(told, before, after);
-    } else if (is_interface_liveness(told)) {
-        hold_interface(told, before, after);
+void Reported_Liveness::hold_liveness(const Monitor_Event &monitor_event, const Picture &before,
+                                      const Picture &after) {
+    if (is_node_liveness(monitor_event)) {
+        hold_node(monitor_event, before, after);
+    } else if (is_interface_liveness(monitor_event)) {
+        hold_interface(monitor_event, before, after);
     }
 }
 
-void Reported_Liveness::hold_node(const Told &told, const Picture &before, const Picture &after) {
-    const uint32_t number = told.event.node;
+void Reported_Liveness::hold_node(const Monitor_Event &monitor_event, const Picture &before,
+                                  const Picture &after) {
+    const uint32_t number = monitor_event.event.node;
     const Node *const node = find_node(after, number);
     const Node *const was = find_node(before, number);
     if (node == nullptr && was != nullptr) {
@@ -236,12 +241,12 @@ void Reported_Liveness::hold_node(const Told &told, const Picture &before, const
     }
     const Reading *const last = last_unread_of(number);
     const bool was_up = last != nullptr ? is_up(last->event) : was != nullptr && is_up(*was);
-    const bool is_news = node != nullptr && was != nullptr && was_up != is_up(told.event);
+    const bool is_news = node != nullptr && was != nullptr && was_up != is_up(monitor_event.event);
     if (is_news) {
         remember(number, before);
-        hold_node_news(told.event, *node, after);
+        hold_node_news(monitor_event.event, *node, after);
     } else if (!is_arriving(number)) {
-        monitors_.push(NODES, {0, 0, told.event, nullptr, 0}); // a repeated event changes no state
+        monitors_.push(NODES, {0, 0, monitor_event.event, nullptr, 0}); // a repeated event changes no state
     }
 }
 
@@ -255,19 +260,21 @@ void Reported_Liveness::hold_node_news(const Event_Record &event, const Node &no
     }
 }
 
-void Reported_Liveness::hold_interface(const Told &told, const Picture &before, const Picture &after) {
-    const uint32_t node = told.event.node;
+void Reported_Liveness::hold_interface(const Monitor_Event &monitor_event, const Picture &before,
+                                       const Picture &after) {
+    const uint32_t node = monitor_event.event.node;
     if (last_unread_of(node) != nullptr) {
         return;
     }
-    const qz_mox_intf_status_t status = just_after(told.event, find_interface(after, node, told.event.name));
-    if (last_unread_of(node, told.event.name) == nullptr) {
-        const Interface *const was = find_interface(before, node, told.event.name);
-        reported_[node].interfaces[told.event.name] = was != nullptr ? was->status : status;
+    const qz_mox_intf_status_t status =
+        just_after(monitor_event.event, find_interface(after, node, monitor_event.event.name));
+    if (last_unread_of(node, monitor_event.event.name) == nullptr) {
+        const Interface *const was = find_interface(before, node, monitor_event.event.name);
+        reported_[node].interfaces[monitor_event.event.name] = was != nullptr ? was->status : status;
     }
     Liveness liveness;
-    liveness.interfaces[told.event.name] = status;
-    monitors_.push(INTERFACES, reading_of(told.event, std::move(liveness)));
+    liveness.interfaces[monitor_event.event.name] = status;
+    monitors_.push(INTERFACES, reading_of(monitor_event.event, std::move(liveness)));
 }
 
 // ---- Last reported states ----
@@ -293,7 +300,7 @@ void Reported_Liveness::remember(uint32_t node, const Picture &picture) {
 }
 
 void Reported_Liveness::withdraw_interface_events(uint32_t node) {
-    monitors_.take_back(INTERFACES, [&](const Reading &reading) {
+    monitors_.withdraw(INTERFACES, [&](const Reading &reading) {
         return reading.after != nullptr && reading.event.node == node;
     });
 }

@@ -37,7 +37,7 @@ class Reported_Liveness {
     explicit Reported_Liveness(Monitors &monitors) : monitors_(monitors) {}
 
     // Applies one step: the picture changed from `before` to `after`, and `events` report it.
-    void change(const Picture &before, const Picture &after, const std::vector<Told> &events);
+    void change(const Picture &before, const Picture &after, const std::vector<Monitor_Event> &events);
     // Returns the next reading of a monitor, or nothing if no reading is pending.
     std::optional<Reading> read(int fd, int category);
     // Returns what the queries report of a picture.
@@ -59,13 +59,13 @@ class Reported_Liveness {
     };
 
     void depart(const Picture &before, const Picture &after);
-    Configuration_Events push_configuration(const std::vector<Told> &events);
+    Configuration_Events push_configuration(const std::vector<Monitor_Event> &events);
     void arrive(const Picture &before, const Picture &after, const Configuration_Events &events);
     void hold_other_statuses(const Picture &before, const Picture &after);
-    void hold_liveness(const Told &told, const Picture &before, const Picture &after);
-    void hold_node(const Told &told, const Picture &before, const Picture &after);
+    void hold_liveness(const Monitor_Event &monitor_event, const Picture &before, const Picture &after);
+    void hold_node(const Monitor_Event &monitor_event, const Picture &before, const Picture &after);
     void hold_node_news(const Event_Record &event, const Node &node, const Picture &after);
-    void hold_interface(const Told &told, const Picture &before, const Picture &after);
+    void hold_interface(const Monitor_Event &monitor_event, const Picture &before, const Picture &after);
 
     void remember(uint32_t node, const Picture &picture);
     void withdraw_interface_events(uint32_t node);

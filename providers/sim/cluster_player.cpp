@@ -80,7 +80,7 @@ class Cluster_Player::Impl {
     wispd::Command_Executor::Handlers command_handlers();
     void reload(const std::string &path);
     void show(const wispd::Changes &changes);
-    void become(const Picture &picture, const std::vector<Told> &events);
+    void become(const Picture &picture, const std::vector<Monitor_Event> &events);
 
     asio::io_context context_{1};
     asio::executor_work_guard<asio::io_context::executor_type> work_{context_.get_executor()};
@@ -204,11 +204,11 @@ void Cluster_Player::Impl::show(const wispd::Changes &changes) {
     node_control_.heed(changes);
     suspicion_timer_.set();
     Picture picture = picture_of(cluster_);
-    const std::vector<Told> events = events_between(picture_, picture);
+    const std::vector<Monitor_Event> events = events_between(picture_, picture);
     become(std::move(picture), events);
 }
 
-void Cluster_Player::Impl::become(const Picture &picture, const std::vector<Told> &events) {
+void Cluster_Player::Impl::become(const Picture &picture, const std::vector<Monitor_Event> &events) {
     picture_ = picture;
     service_.change(picture_, events);
 }

@@ -266,12 +266,12 @@ std::vector<Interface> Simulated_Service::interfaces() const {
     return picture_.interfaces;
 }
 
-void Simulated_Service::change(const Picture &picture, const std::vector<Told> &events) {
+void Simulated_Service::change(const Picture &picture, const std::vector<Monitor_Event> &events) {
     const std::lock_guard lock(mutex_);
     become(picture, events);
 }
 
-void Simulated_Service::become(const Picture &picture, const std::vector<Told> &events) {
+void Simulated_Service::become(const Picture &picture, const std::vector<Monitor_Event> &events) {
     const Picture before = std::exchange(picture_, picture);
     reported_.change(before, picture_, events);
 }
@@ -340,10 +340,10 @@ void Simulated_Service::set_node_up(uint32_t number, bool up) {
             interface.status = up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
         }
     }
-    Told told{"node_liveness", {}};
-    told.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.node = number;
-    become(picture, {told});
+    Monitor_Event monitor_event{"node_liveness", {}};
+    monitor_event.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.node = number;
+    become(picture, {monitor_event});
 }
 
 void Simulated_Service::set_interface_up(uint32_t node, const std::string &name, bool up) {
@@ -354,12 +354,12 @@ void Simulated_Service::set_interface_up(uint32_t node, const std::string &name,
             interface.status = up ? QZ_MOX_INTF_STATUS_UP : QZ_MOX_INTF_STATUS_DOWN;
         }
     }
-    Told told{"adapter_liveness", {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
-    told.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.node = node;
-    told.event.name = name;
-    become(picture, {told});
+    Monitor_Event monitor_event{"adapter_liveness", {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_ADAPTER_LIVENESS;
+    monitor_event.event.type = up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.node = node;
+    monitor_event.event.name = name;
+    become(picture, {monitor_event});
 }
 
 void Simulated_Service::node_down(uint32_t number) {

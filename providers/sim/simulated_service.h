@@ -24,9 +24,9 @@ namespace mox_sim {
 
 using mox_service::Event_Record;
 using mox_service::Interface;
+using mox_service::Monitor_Event;
 using mox_service::Node;
 using mox_service::Picture;
-using mox_service::Told;
 
 // Parses an IPv6 address or an IPv4 address, which becomes ::ffff:a.b.c.d. Throws std::invalid_argument for any
 // other text.
@@ -80,7 +80,7 @@ class Simulated_Service {
     std::vector<Interface> interfaces() const;
     // Replaces the nodes and interfaces in one step, which these events report. The queries report a node or
     // interface with unread liveness events as it was last reported.
-    void change(const Picture &picture, const std::vector<Told> &events);
+    void change(const Picture &picture, const std::vector<Monitor_Event> &events);
 
     // ---- Failures ----
     // Lets `skip` calls work; the next `times` calls then return the result and errno (-1: all further calls).
@@ -119,7 +119,7 @@ class Simulated_Service {
         int times = 0;
     };
     std::optional<int> failed(Operation operation); // the result to return, with errno set
-    void become(const Picture &picture, const std::vector<Told> &events);
+    void become(const Picture &picture, const std::vector<Monitor_Event> &events);
     void set_node_up(uint32_t number, bool up);
     void set_interface_up(uint32_t node, const std::string &name, bool up);
     Picture shown() { return reported_.shown(picture_); }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr Hb_Adapter_Number NOBODY = 0xFFFFFFFF;
 
-bool tells_members(int kind) {
+bool carries_members(int kind) {
     return kind == HB_EVENT_DEATH || kind == HB_EVENT_JOIN || kind == HB_EVENT_NEW_GROUP;
 }
 
@@ -125,7 +125,7 @@ void read_site_merge(Hb_Group &group, Event_Record &event) {
 }
 
 void read_details(Hb_Group &group, const Picture &picture, Event_Record &event) {
-    if (tells_members(event.kind)) {
+    if (carries_members(event.kind)) {
         read_members(group, picture, event);
         read_ffdc_id(group, event);
         return;

@@ -31,9 +31,9 @@ Live_Picture read_live_picture() {
     subscribe_for_states();
 
     const Deadline deadline = deadline_after(PATIENCE);
-    bool nodes_told = false;
-    bool adapters_told = false;
-    while (!nodes_told || !adapters_told) {
+    bool nodes_received = false;
+    bool adapters_received = false;
+    while (!nodes_received || !adapters_received) {
         Event_Record event;
         const Arrival arrival = stream.next(-1, deadline, live.picture, event);
         if (arrival == Arrival::time_over) {
@@ -52,8 +52,8 @@ Live_Picture read_live_picture() {
             throw Output_Closed{};
         }
         if (event.kind == HB_EVENT_NEW_GROUP) {
-            nodes_told = nodes_told || event.member_kind == Member_Kind::nodes;
-            adapters_told = adapters_told || event.member_kind == Member_Kind::adapters;
+            nodes_received = nodes_received || event.member_kind == Member_Kind::nodes;
+            adapters_received = adapters_received || event.member_kind == Member_Kind::adapters;
         }
         if (event.heartbeat) {
             live.heartbeat = event.heartbeat;

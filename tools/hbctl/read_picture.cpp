@@ -85,7 +85,7 @@ Adapter_Row read_adapter(Hb_Adapter_Number number) {
     return row;
 }
 
-void tell_adapters_their_network(Picture &picture) {
+void set_networks_of_adapters(Picture &picture) {
     for (const Network_Row &network : picture.networks) {
         for (const std::uint32_t adapter : network.adapters) {
             const auto found = picture.adapter_at.find(adapter);
@@ -114,7 +114,7 @@ Picture read_picture() {
         [&](Hb_Adapter_Number adapter) { picture.adapters.push_back(read_adapter(adapter)); });
     read_sites(picture);
     picture.index();
-    tell_adapters_their_network(picture);
+    set_networks_of_adapters(picture);
     return picture;
 }
 

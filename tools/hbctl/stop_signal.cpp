@@ -11,7 +11,7 @@ namespace {
 
 volatile std::sig_atomic_t signal_pipe = -1;
 
-extern "C" void tell_pipe(int) {
+extern "C" void write_to_pipe(int) {
     const int saved = errno;
     const char byte = 1;
     [[maybe_unused]] const auto written = write(signal_pipe, &byte, 1);
@@ -37,7 +37,7 @@ Stop_Signal::Stop_Signal() {
     read_end_ = ends[0];
     write_end_ = ends[1];
     signal_pipe = write_end_;
-    set_disposition(tell_pipe, static_cast<int>(SA_RESETHAND));
+    set_disposition(write_to_pipe, static_cast<int>(SA_RESETHAND));
 }
 
 Stop_Signal::~Stop_Signal() {

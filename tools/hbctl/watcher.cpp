@@ -39,7 +39,7 @@ int Watcher::run(std::vector<Subscription_Request> requests) {
         if (is_time_to_migrate()) {
             migrate();
         }
-    } while (take_one() == Next::go_on);
+    } while (read_one() == Next::go_on);
     hb_terminate();
     return exit_status_;
 }
@@ -64,7 +64,7 @@ void Watcher::subscribe() {
     }
 }
 
-Watcher::Next Watcher::take_one() {
+Watcher::Next Watcher::read_one() {
     Event_Record event;
     switch (stream_.next(stop_.descriptor(), deadline_, picture_, event)) {
     case Arrival::event:
@@ -90,7 +90,7 @@ Watcher::Next Watcher::take_one() {
     case Arrival::lost:
         return handle_loss();
     case Arrival::failed:
-        take_failure();
+        handle_failure();
         return Next::go_on;
     case Arrival::time_over:
     case Arrival::stopped:
@@ -139,7 +139,7 @@ void Watcher::migrate() {
 }
 
 // Skips one event that cannot be processed. Ends the command when the service delivers no valid event any more.
-void Watcher::take_failure() {
+void Watcher::handle_failure() {
     constexpr int too_many = 5;
     const std::string line = "cannot read an event of the cluster service";
     if (++failures_in_a_row_ >= too_many) {

@@ -25,12 +25,12 @@ class Watcher {
 
     void connect(std::vector<Subscription_Request> requests);
     void subscribe();
-    Next take_one();
+    Next read_one();
     void show(const Event_Record &event);
     void refresh_subscriptions();
     bool is_time_to_migrate() const;
     void migrate();
-    void take_failure();
+    void handle_failure();
     Next handle_loss();
     Next reconnect();
     bool try_to_reconnect();

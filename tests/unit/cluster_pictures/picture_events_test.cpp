@@ -10,9 +10,9 @@ namespace {
 using mox_sim::address_of;
 
 // "monitor category type node name".
-std::vector<std::string> texts(const std::vector<Told> &told) {
+std::vector<std::string> texts(const std::vector<Monitor_Event> &monitor_events) {
     std::vector<std::string> all;
-    for (const Told &one : told) {
+    for (const Monitor_Event &one : monitor_events) {
         all.push_back(one.monitor + " " + std::to_string(one.event.category) + " " +
                       std::to_string(one.event.type) + " " + std::to_string(one.event.node) +
                       (one.event.name.empty() ? "" : " " + one.event.name));
@@ -79,11 +79,11 @@ TEST(PictureEvents, AnInterfaceThatLeavesOrJoinsItsNodeIsToldByItself) {
 TEST(PictureEvents, AChangedAddressIsTheOldOneDeletedAndTheNewOneAdded) {
     Picture moved = two_nodes();
     moved.interfaces[0].address = address_of("10.0.0.9");
-    const std::vector<Told> told = events_between(two_nodes(), moved);
-    EXPECT_EQ((Texts{"ip_change 5 5 1 eth0", "ip_change 5 4 1 eth0"}), texts(told));
-    ASSERT_EQ(2U, told.size());
-    EXPECT_EQ(address_of("10.0.0.1").v4.v4_in_v6_ipv4, told[0].event.address.v4.v4_in_v6_ipv4);
-    EXPECT_EQ(address_of("10.0.0.9").v4.v4_in_v6_ipv4, told[1].event.address.v4.v4_in_v6_ipv4);
+    const std::vector<Monitor_Event> monitor_events = events_between(two_nodes(), moved);
+    EXPECT_EQ((Texts{"ip_change 5 5 1 eth0", "ip_change 5 4 1 eth0"}), texts(monitor_events));
+    ASSERT_EQ(2U, monitor_events.size());
+    EXPECT_EQ(address_of("10.0.0.1").v4.v4_in_v6_ipv4, monitor_events[0].event.address.v4.v4_in_v6_ipv4);
+    EXPECT_EQ(address_of("10.0.0.9").v4.v4_in_v6_ipv4, monitor_events[1].event.address.v4.v4_in_v6_ipv4);
 }
 
 TEST(PictureEvents, WhoLeftIsToldFirstAndWhoCameUpLast) {
@@ -100,9 +100,9 @@ TEST(PictureEvents, WhoLeftIsToldFirstAndWhoCameUpLast) {
 }
 
 TEST(PictureEvents, AWholeNewConfigurationIsOneEvent) {
-    const Told told = reconfiguration();
-    EXPECT_EQ("cluster_reconfig", told.monitor);
-    EXPECT_TRUE(told.event.is_reconfiguration);
+    const Monitor_Event monitor_event = reconfiguration();
+    EXPECT_EQ("cluster_reconfig", monitor_event.monitor);
+    EXPECT_TRUE(monitor_event.event.is_reconfiguration);
 }
 
 } // namespace

@@ -238,7 +238,7 @@ TEST_F(Corosync_Events, AReloadIsOneReconfiguration) {
 TEST_F(Corosync_Events, AReloadThatIsRefusedIsNone) {
     start();
     const Unique_Fd reconfigurations = open("cluster_reconfig");
-    cluster_->news.refused_reload = true;
+    cluster_->news.reload_rejected = true;
     cluster_->bell.ring();
     EXPECT_EQ(NOTHING, read_reconfiguration(reconfigurations));
 }

@@ -16,9 +16,9 @@ namespace hb_test {
 namespace {
 
 using mox_sim::Interface;
+using mox_sim::Monitor_Event;
 using mox_sim::Node;
 using mox_sim::Picture;
-using mox_sim::Told;
 
 // The service, changed in steps. Each step sends its events.
 class Simulation {
@@ -117,7 +117,7 @@ class Simulation {
     mox_sim::Simulated_Service &service() { return service_; }
 
   private:
-    void publish(const std::vector<Told> &events) {
+    void publish(const std::vector<Monitor_Event> &events) {
         service_.change(picture_, events);
         published_ = picture_;
     }

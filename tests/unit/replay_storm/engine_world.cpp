@@ -41,8 +41,8 @@ struct Fake_Group {
     std::vector<mox_corosync::Peers> news;
     wispd_test::Bell bell;
 
-    void report(const std::set<uint32_t> &gone_with_node) {
-        news.push_back({present, gone_with_node});
+    void report(const std::set<uint32_t> &left_with_node) {
+        news.push_back({present, left_with_node});
         bell.ring();
     }
 };

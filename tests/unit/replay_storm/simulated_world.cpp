@@ -137,7 +137,7 @@ Cluster_State Simulated_World::state() const {
 
 void Simulated_World::show() {
     sort();
-    const std::vector<mox_sim::Told> events = mox_service::events_between(shown_, picture_);
+    const std::vector<mox_sim::Monitor_Event> events = mox_service::events_between(shown_, picture_);
     shown_ = picture_;
     if (!events.empty()) {
         service_.change(shown_, events);
@@ -324,11 +324,11 @@ void Simulated_World::notify_node(const char *monitor, qz_orb_event_category_t c
 
 // The service places the event among the unread events of the node.
 void Simulated_World::repeat(const Node &node) {
-    mox_sim::Told told{"node_liveness", {}};
-    told.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
-    told.event.type = node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    told.event.node = node.number;
-    service_.change(shown_, {told});
+    mox_sim::Monitor_Event monitor_event{"node_liveness", {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS;
+    monitor_event.event.type = node.status == QZ_MOX_NODE_STATUS_UP ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.node = node.number;
+    service_.change(shown_, {monitor_event});
 }
 
 bool Simulated_World::notify(const Step &step) {

@@ -250,7 +250,7 @@ TEST_F(WispdEngineFollower, AReloadAndWhoJoinedWithItAreOneStep) {
 
 TEST_F(WispdEngineFollower, ARefusedReloadIsOnlyLogged) {
     advance();
-    cluster_->news.refused_reload = true;
+    cluster_->news.reload_rejected = true;
     EXPECT_FALSE(advance());
     EXPECT_THAT(lines().back(),
                 HasSubstr("Corosync rejected a configuration reload and keeps the previous one"));

@@ -32,7 +32,7 @@ TEST(WispdEngineTranslation, NodesNetworksAndAdaptersAreNumberedByIdsAndLinks) {
     EXPECT_EQ(is.max_nodes, 2049);
     EXPECT_EQ(is.adapters_per_node, 48);
     EXPECT_EQ(is.instance, 1u);
-    EXPECT_TRUE(is.engine_tells);
+    EXPECT_TRUE(is.is_from_engine);
     ASSERT_EQ(is.networks.size(), 2u);
     EXPECT_EQ(is.networks[0].number, 0);
     EXPECT_EQ(is.networks[0].name, "link0");

@@ -157,7 +157,7 @@ TEST(WispdLiveness, AdaptersComeUpWithTheIncarnationOfTheirNodeAtLeast) {
 
 Configuration told_by_engine() {
     Configuration configuration = nobody_up();
-    configuration.engine_tells = true;
+    configuration.is_from_engine = true;
     return configuration;
 }
 

@@ -49,7 +49,7 @@ TEST(WispdRoutes, ThirdNodeHelpsWhereNoNetworkIsInCommon) {
 
 TEST(WispdRoutes, NobodyPassesOnWhereAnEngineTellsWhoIsReached) {
     Configuration configuration = three_nodes();
-    configuration.engine_tells = true;
+    configuration.is_from_engine = true;
     Cluster cluster(configuration);
     cluster.set_liveness({{1, 2, 3}, {2, 4, 5, 7}, {}, {}}); // as in the previous test
     const Routes routes = compute_routes(cluster);
