@@ -44,7 +44,7 @@ struct Adapter {
     bool carries_ip = true;
     bool disabled = false;
     bool interface_down = false;
-    bool down_by_engine = false; // reported down by an engine
+    bool down_by_engine = false;
     Hb_Incarnation incarnation = 0;
     Hb_IP_address6 address{};
     std::string type;
