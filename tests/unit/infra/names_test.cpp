@@ -29,7 +29,7 @@ std::set<std::string> first_groups(const std::string &text, const std::regex &fo
 
 std::set<std::string> types_in(const std::string &source) {
     static const std::regex declaration(
-        R"((?:^|\n)[ \t]*(?:class|struct|union|enum class|enum) (\w+)[^;\n]*\{)");
+        R"((?:^|\n)[ \t]*(?:class|struct|union|enum class|enum) (\w+)(?: final)?(?: :[^;{}]*)?\s*\{)");
     return first_groups(source, declaration);
 }
 

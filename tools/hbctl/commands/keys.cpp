@@ -53,7 +53,7 @@ std::unique_ptr<Keys> read_keys(Hb_Sequence_Number &sequence) {
     }
     if (!changed) {
         throw Request_Failed("cannot read the security keys: a published key is damaged or of an unknown type",
-                             0);
+                             HB_ERROR_NONE);
     }
     throw Request_Failed("cannot read the security keys: they changed with each of " +
                              std::to_string(MOST_ATTEMPTS) + " attempts",
