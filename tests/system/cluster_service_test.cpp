@@ -177,7 +177,9 @@ TEST(Cluster_Service_Refused, AFileThatCannotBeTakenIsSaidWithItsPlaceAndTheQuer
     const Refused_Service refused = run_with("cluster_events_example", {{"HB_MOX_SIM_CONFIG", path}});
     EXPECT_EQ(0U, refused.errors.find("libqz_mox_sim: no cluster service is installed: " + path + ":3:13: "))
         << refused.errors;
-    EXPECT_NE(std::string::npos, refused.errors.find("cluster_events: the library's error number is 63\n"));
+    EXPECT_NE(std::string::npos,
+              refused.errors.find("cluster_events: the cluster service did not answer (none is installed) "
+                                  "(HB_ERROR_CLUSTER_QUERY_FAILED, error 63)\n"));
     EXPECT_EQ(1, refused.exit_status);
 }
 
@@ -203,7 +205,8 @@ TEST(Cluster_Service_Refused, ALogLevelThatThereIsNotIsSaid) {
 TEST(Cluster_Service_Refused, NoFileIsSaid) {
     EXPECT_EQ("libqz_mox_sim: no cluster service is installed: HB_MOX_SIM_CONFIG is not set; set it to the "
               "path of a cluster file\n"
-              "cluster_events: the library's error number is 63\n",
+              "cluster_events: the cluster service did not answer (none is installed) "
+              "(HB_ERROR_CLUSTER_QUERY_FAILED, error 63)\n",
               run_with("cluster_events_example", {}).errors);
 }
 

@@ -28,8 +28,8 @@ file(
 foreach(header ${internal_headers})
   add_test(NAME header.${header}.compiles_alone
            COMMAND "${CMAKE_CXX_COMPILER}" ${cxx_flags} -std=c++20 ${strict} -I "${PROJECT_SOURCE_DIR}" -I
-                   "${PROJECT_SOURCE_DIR}/include" -I "${PROJECT_SOURCE_DIR}/platform/include" -x c++
-                   "${PROJECT_SOURCE_DIR}/${header}")
+                   "${PROJECT_SOURCE_DIR}/include" -I "${PROJECT_SOURCE_DIR}/platform/include" -include
+                   "${PROJECT_SOURCE_DIR}/${header}" -x c++ /dev/null)
 endforeach()
 
 # The C side of the header's layouts: what lib/wire/hb_wire.h asserts in C++ holds for a C program as well.

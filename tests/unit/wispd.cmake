@@ -8,6 +8,7 @@ if(TARGET hb_daemon)
     wispd/configuration_file_test.cpp
     wispd/command_executor_test.cpp
     wispd/command_test.cpp
+    wispd/command_values_test.cpp
     wispd/control_server_test.cpp
     wispd/endpoints_test.cpp
     wispd/engine_follower_test.cpp
@@ -38,7 +39,6 @@ if(TARGET hb_daemon)
     wispd/toml_hazards_test.cpp
     wispd/user_quotas_test.cpp
     wispd/user_time_test.cpp
-    wispd/wispd_corners_test.cpp
     LIBS
     hb_daemon
     hb_test_support
@@ -49,6 +49,9 @@ if(TARGET hb_daemon)
     wispd_engine_source_test
     SOURCES
     wispd/engine_source_test.cpp
+    wispd/removed_networks_test.cpp
+    wispd/semaphores_test.cpp
+    wispd/text_files_test.cpp
     LIBS
     hb_engine
     hb_test_support

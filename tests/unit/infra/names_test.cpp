@@ -50,7 +50,7 @@ bool is_words_joined_by_underscores(const std::string &name) {
 
 std::set<std::string> constants_in(const std::string &source) {
     static const std::regex declaration(
-        R"(\n(?:inline |static )*(?:constexpr [\w:<>,\* &]*?|const [\w:<>, &]*?)[\* &](\w+)(?:\[[^\]]*\])* ?[={])");
+        R"(\n(?:inline |static )*(?:constexpr [\w:<>,\* &]*?[\* &]|const [\w:<>, &]*?[ &])(\w+)(?:\[[^\]]*\])* ?[={])");
     return first_groups("\n" + source, declaration);
 }
 

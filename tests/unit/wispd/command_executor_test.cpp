@@ -109,7 +109,8 @@ TEST_F(WispdCommandExecutor, AReportOfASuspectedNodeEndsTheSuspicion) {
     EXPECT_EQ(answers_to(R"({"do":"node-up","node":1})").back(), R"({"ok":true})");
     EXPECT_THAT(done_, ElementsAre("unchanged", "ended by node-up"));
     EXPECT_FALSE(control_.next_due());
-    EXPECT_THAT(answers_to(R"({"do":"node-up","node":1})").back(), HasSubstr("is up already"));
+    EXPECT_THAT(answers_to(R"({"do":"node-up","node":1})").back(),
+                HasSubstr("and all its adapters are up already"));
 }
 
 TEST_F(WispdCommandExecutor, AFailureWithoutAnIdentifierGetsANewOne) {
@@ -164,7 +165,7 @@ TEST_F(WispdTimelineRun, EventsWaitForAFileThatAnEarlierOneNamed) {
     context_.run();
     EXPECT_THAT(done_, ElementsAre("begun", "reconfigure"));
     EXPECT_EQ(run_.played(), 2U);
-    EXPECT_EQ(error_of_playing("/t"), "a timeline is being played: 2 of its 2 events have come");
+    EXPECT_EQ(error_of_playing("/t"), "a timeline is already playing: 2 of its 2 events are done");
     pending_(std::nullopt);
     EXPECT_THAT(done_, ElementsAre("begun", "reconfigure", "rotate-key"));
     EXPECT_EQ(error_of_playing("/t"), "played");
