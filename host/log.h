@@ -9,10 +9,12 @@ namespace wispd {
 
 // Sends lines to standard error. This is the default until another target is chosen.
 void log_to_stderr();
+// Sends lines to syslog, without a time.
 void log_to_system();
 // Throws std::runtime_error when the file cannot be opened.
 void log_to_file(const std::string &path);
-// Reopens the log file after log rotation.
+// Reopens the log file after log rotation. Does nothing if lines go elsewhere. If the file cannot be opened,
+// logs that and continues with the previous file.
 void log_reopen();
 // Accepts debug, info, warning or error.
 void set_log_level(const std::string &level);
@@ -22,7 +24,8 @@ enum class Log_Level { debug, info, warning, error };
 // Returns whether lines of this level are logged.
 bool is_logged(Log_Level level);
 
-// Receives the lines that this thread logs, in place of the log; with nested objects, the innermost does.
+// While the object exists, the receiver gets the lines that this thread logs, and the log does not. If objects
+// are nested, only the innermost receives.
 class Log_Diversion {
   public:
     using Receiver = std::function<void(Log_Level level, std::string_view line)>;

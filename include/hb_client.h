@@ -280,7 +280,7 @@ enum {
     HB_EVENT_DEATH = 1,           /* nodes or adapters died */
     HB_EVENT_JOIN = 2,            /* nodes or adapters joined */
     HB_EVENT_NEW_GROUP = 4,       /* a group with all its members */
-    HB_EVENT_FFDC = 8,            /* a first-failure identifier */
+    HB_EVENT_FFDC = 8,            /* a first-failure identifier: names one failure, to find it in logs */
     HB_EVENT_SITE_SPLIT = 32,     /* the sites lost contact with each other */
     HB_EVENT_SITE_MERGE = 64,     /* the sites are in contact again */
     HB_EVENT_CONFIG = 128,        /* the configuration changed; the group record is not filled */
@@ -288,10 +288,10 @@ enum {
     HB_EVENT_HEARTBEAT = 512      /* heartbeat settings; read them with hb_get_client_hb_info */
 };
 
-/* The names under which events arrive that belong to no subscription. */
+/* The names of events that belong to no subscription. */
 #define HB_EVENT_NAME_CONFIG "Hb_Config_Group" /* HB_EVENT_CONFIG */
 #define HB_EVENT_NAME_FFDC "Hb_FFDC_Group"     /* HB_EVENT_FFDC */
-#define HB_EVENT_NAME_EMPTY "<EMPTY EVENT>"    /* HB_EVENT_NONE, and what no subscription covers */
+#define HB_EVENT_NAME_EMPTY "<EMPTY EVENT>"    /* HB_EVENT_NONE, and events without a subscription */
 
 /* Selects the valid member of the union of an Hb_Group. */
 typedef int32_t Hb_Group_Type;
@@ -395,7 +395,7 @@ typedef struct Hb_Client_Hb_Info {
 typedef int32_t Hb_Subscription_Type;
 enum {
     Hb_Node_Subscription = 0,
-    Hb_All_Nodes_Subscription = 1, /* only while hb_subscribe runs */
+    Hb_All_Nodes_Subscription = 1, /* hb_subscribe sets this and the other "all" types while it runs */
     Hb_Adapter_Subscription = 2,
     Hb_All_Adapters_Subscription = 3, /* only while hb_subscribe runs */
     Hb_Empty_Subscription = 4,
@@ -445,14 +445,14 @@ typedef struct Hb_Subscription_Group {
  * hb_remove_socket.  A program need not call it: functions marked "Opens" do.
  * Waits without limit while a daemon delays accepting the connection or does not answer.  A signal whose
  * handler was installed without SA_RESTART ends the wait for the connection with error 15.  It does not end the
- * wait for an answer.  The queue of a stopped daemon still accepts connections, so the wait is then for an
- * answer.  Cancelling the thread ends either wait and leaves the library closed.  Other threads that open the
- * library wait meanwhile.
+ * wait for an answer.  With a stopped daemon (SIGSTOP) the system still accepts the connection, so the call
+ * waits for an answer.  Cancelling the thread ends either wait and leaves the library closed.  Other threads
+ * that open the library wait meanwhile.
  * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next call
  * starts afresh.  Until then the connection of the failed call stays open unused; hb_remove_socket closes it.
  * Errors: 10, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 26, 27, 28-39, 41-48, 54; in cluster-event mode
- * 17, 63, 64, 65.  A cluster service that calls it while the library opens also receives 12; that opening
- * continues. */
+ * 17, 63, 64, 65.  While hb_init queries a cluster service, that service must not call hb_init: it receives
+ * error 12, and the opening continues. */
 HB_API Hb_Rc hb_init(void);
 
 /* Closes an open library: releases the cluster-event handlers and closes the connection, unless
@@ -474,16 +474,16 @@ HB_API int hb_get_errno(void);
  * library.
  *
  * hb_init_communication resolves the socket path, closes an existing connection and wait set, and makes new
- * ones.  The daemon does not carry over subscriptions from another connection.  On the new connection
- * hb_subscribe and hb_get_event_message work without a configuration.  If the library was open, it no longer
- * is, and its configuration is empty.  The next call that opens does so with its own connection, and
- * hb_terminate closes the session and this connection.  It waits as hb_init does.  Errors: 12, 13, 14, 15, 17.
+ * ones.  Subscriptions of the old connection end.  On the new connection hb_subscribe and hb_get_event_message
+ * work without a configuration.  If the library was open, it is closed, and its configuration is empty.
+ * A later function marked "Opens" makes another connection.  hb_terminate closes the interrupted session and
+ * this connection.  hb_init_communication waits as hb_init does.  Errors: 12, 13, 14, 15, 17.
  *
  * hb_remove_socket closes the connection and hb_remove_client_select releases the wait set.  Both succeed, even
- * if there is none, and wait while another thread opens the library.  An open library stays open without its
- * connection: queries answer from the loaded configuration, and requests fail with error 22.
- * hb_get_file_descriptor_array and hb_get_event_message then reopen everything, since another daemon may listen
- * by now: connection, segments and configuration. */
+ * if there is none, and wait while another thread opens the library.  After hb_remove_socket an open library
+ * stays open without its connection: queries answer from the loaded configuration, and requests fail with error
+ * 22.  hb_get_file_descriptor_array and hb_get_event_message then reopen everything, since another daemon may
+ * listen by now: connection, segments and configuration. */
 HB_API Hb_Rc hb_init_communication(void);
 HB_API Hb_Rc hb_remove_socket(void);
 HB_API Hb_Rc hb_remove_client_select(void);
@@ -522,13 +522,14 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * A configuration change replaces the configuration that the queries below answer from.
  *
  * In cluster-event mode it does not wait: pass only the descriptors that are ready, followed by -1.  One call
- * reads one event, from the first of them.  *events is 0 if that event does not concern the caller.  While
- * there is no subscription to nodes or adapters, events about them have the name "<EMPTY EVENT>".
+ * reads one event, from the first descriptor in the array.  *events is 0 if there is nothing to report: no
+ * subscription covers the event, or nothing has changed.  While there is no
+ * subscription to nodes or adapters, events about them have the name "<EMPTY EVENT>".
  *
- * In cluster-event mode it does not open the library.  In daemon mode it does if, for whatever reason, there is
- * no usable connection; the caller must then subscribe again.  Opening may wait longer than the time-out (see
- * hb_init).  If opening fails, the errors are those of hb_init, the library is closed, no connection stays, and
- * the next call tries again.  A connection made by hb_init_communication is used as it is.
+ * In cluster-event mode it does not open the library.  In daemon mode it opens the library if there
+ * is no usable connection; the caller must then subscribe again.  Opening may wait longer than the time-out
+ * (see hb_init).  If opening fails, the errors are those of hb_init, the library is closed, no connection
+ * stays, and the next call tries again.  A connection made by hb_init_communication is used as it is.
  *
  * Errors in daemon mode: 2 time-out; 4 null pointer; 12 waiting or reading failed, or no memory for the record;
  * 16 the daemon closed the connection (call hb_terminate; the next call opens the library again);
@@ -539,9 +540,9 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * Errors in cluster-event mode: 4, 17, 58, 59, 63, 64, 65, 68, 81, 86, 87, 88.  No number is set if a service's
  * event could not be read.  With 17, 63, 64 or 65 a change could not be determined, because memory was short or
  * the cluster service did not answer.  Nothing is reported or changed then; the next successful reading of the
- * service reports the difference.  The report of current states that follows a subscription is not repeated
- * after 64 or 65: subscribe again.  These numbers may also be set on success; then only the node's own record
- * reports its death or return. */
+ * service reports the difference.  If 64 or 65 occurs instead of the state event that follows a subscription,
+ * that event is lost: subscribe again.  These numbers may also be set on success.  The call then reports that a
+ * node died or returned, but not the changes of its adapters. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 
@@ -696,8 +697,8 @@ HB_API Hb_Boolean hb_has_adapter_died_because_removed(Hb_Adapter_Identifier *id)
  * Subscribing.  A null pointer gives error 4.
  * ---------------------------------------------------------------------------------------------- */
 
-/* Makes the record an empty group.  Only the type is set: zero the record first, since all of it is sent.
- * Opens. */
+/* Makes the record an empty group.  Sets only its type.  Fill the record with zeros first: hb_subscribe sends
+ * all of it.  Opens. */
 HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
 
 /* Add or remove one member.  The first member decides the kind of the group.  Adding a member twice or removing
@@ -705,8 +706,8 @@ HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
  * and no second network can follow.  All open.
  * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group's kind
  * does not allow it: a node in a group of adapters or sites, an adapter in one of nodes or sites, a site in one
- * of nodes or adapters, a network in any group that is not empty.  Other mixtures are not rejected.  They
- * change the bitmap whatever it holds: do not make them. */
+ * of nodes or adapters, a network in any group that is not empty.  Other mixtures are not rejected, but they
+ * damage the bitmap of the group's members: do not make them. */
 HB_API Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_remove_node_from_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node);
 HB_API Hb_Rc hb_add_adapter_to_subscription_group(Hb_Subscription_Group *group, Hb_Adapter_Number adapter);
@@ -732,9 +733,10 @@ HB_API Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site
 
 /* Subscribes to the events of the mask for the group's members.  The name has at most 31 characters; a longer
  * one is cut.  The group can be changed and subscribed again afterwards.
- * Mask 96 subscribes to site events whatever the group holds, and makes it a site group.  Mask 256 subscribes
- * to different-instance notices, and makes the group one of that type.  Does not open the library: open it
- * first.
+ * A mask of exactly 96 (site split and merge) subscribes to site events, whatever members the group holds, and
+ * changes its type to a site group.  A mask of exactly 256 subscribes to messages from nodes with another
+ * configuration instance, and changes the type to Hb_Diff_Inst_Num_Subscription.  Does not open the library:
+ * open it first.
  * Errors: 4 mask empty or with a bit outside 0x377, 11 the group is empty, 16, 18, 21, 22 sending failed
  * (22: not open), 59 in cluster-event mode. */
 HB_API Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int events);

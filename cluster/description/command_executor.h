@@ -17,24 +17,25 @@ class Command_Executor {
   public:
     // The parts that differ between the programs.
     struct Handlers {
-        std::function<std::string(Verb)> why_unsupported; // empty: the program executes the verb
-        std::function<Outcome(const Node_Request &)> act;
-        std::function<void(const Command &)> suspicion_ended;
-        std::function<void(const Changes &)> changed;
-        // Both call `finished`, now or later, or throw std::runtime_error. Empty path: the configured file.
+        std::function<std::string(Verb)> why_unsupported;     // empty result: the program supports the verb
+        std::function<Outcome(const Node_Request &)> act;     // executes a request that acts on the local node
+        std::function<void(const Command &)> suspicion_ended; // after a command ended a suspicion
+        std::function<void(const Changes &)> changed;         // reports the changes to clients
+        // reload and play call `finished`, now or later, or throw std::runtime_error. An empty path means the
+        // file that the program was configured with.
         std::function<void(const std::string &path, const Finished &finished)> reload;
         std::function<void(const std::string &path, const Finished &finished)> play;
         std::function<void()> rotate_keys;
         std::function<std::string()> state_line;
-        std::function<void(const std::string &why)> rejected; // a line of the control socket
+        std::function<void(const std::string &why)> rejected; // after a line of the control socket was rejected
     };
 
     Command_Executor(Cluster &cluster, Node_Control &control, Handlers handlers);
     Command_Executor(const Command_Executor &) = delete;
     Command_Executor &operator=(const Command_Executor &) = delete;
 
-    // Executes a line of the control socket and replies with its result. If the command fails, the reply states
-    // the full reason only when `in_full` is set; otherwise it contains nothing from any file.
+    // Executes a line of the control socket and replies with its result. If reading a file fails, the full
+    // reason can quote that file. Set `in_full` only for users that are permitted to read it.
     void answer(std::string_view line, bool in_full, const Control_Server::Reply &reply);
 
     // Executes any verb except stop and state. Calls `finished`, now or later, or throws std::runtime_error.

@@ -1,8 +1,9 @@
-// The segments and semaphores that clients attach: configuration header, routes, security information.
+// The three shared segments that clients attach (sizes of the configuration, routes, security keys), and the
+// semaphores that protect the routes.
 //
-// Their keys depend on only 16 bits of the socket's inode, so two sockets can have the same keys. An existing
-// object belongs to another program unless the lock file proves that a killed wispd of this socket created it.
-// Objects of other programs are left alone.
+// Their keys contain only 16 bits of the socket's inode, so two sockets can have the same keys. If an object
+// with such a key exists, wispd assumes that another program owns it, and does not change it. The exception is
+// an object that a killed wispd left behind: the lock file lists it (instance_lock.h).
 #pragma once
 
 #include <array>
@@ -28,8 +29,8 @@ Ipc_Keys keys_of(const std::string &socket_path);
 
 class Shared_Segments {
   public:
-    // Creates all segments and semaphores. Returns nothing if an object already exists under one of the keys.
-    // Throws Start_Failure for other errors.
+    // Creates all segments and semaphores. Returns std::nullopt if a segment or semaphore set with one
+    // of the keys already exists. Throws Start_Failure for other errors.
     static std::optional<Shared_Segments> create(const Ipc_Keys &keys, const Access &access);
 
     Shared_Segments(Shared_Segments &&other) noexcept;
@@ -43,8 +44,8 @@ class Shared_Segments {
     Route_Semaphores &semaphores() { return semaphores_; }
     // Returns true if any other process has the route segment attached.
     bool others_attached() const;
-    // Writes the routes. Call only while readers are held back and no reader is inside. A writer killed
-    // meanwhile leaves no half-written route marked valid.
+    // Writes the routes. Call only while the semaphores block new readers, and after the last reader has
+    // finished. If wispd is killed during the call, no half-written route is marked valid.
     void write_routes(Hb_Sequence_Number sequence, const Routes &routes);
 
     // Publishes the security information. Readers do not lock: a slot has length 0 while its bytes change, and
@@ -65,7 +66,7 @@ class Shared_Segments {
     Access access_;
     std::array<Segment, SEGMENTS> segments_{};
     Route_Semaphores semaphores_;
-    std::size_t routes_used_ = 0; // number of records written so far
+    std::size_t routes_used_ = 0; // all later records have never been written and are invalid
 };
 
 } // namespace wispd

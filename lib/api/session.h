@@ -4,7 +4,7 @@
 #include "hb_client.h"
 #include "lib/hb_global_data/session_state.h"
 
-// Opens the library. In daemon mode it also reopens a session after its caller removed the connection:
-// another daemon may listen by now. A failure leaves neither a connection nor segments. Errors: those of
-// hb_init.
+// Opens the library if it is not open. In daemon mode it also reopens a session whose connection
+// hb_remove_socket has closed, because another daemon may listen now. After a failure no connection is open and
+// no segment is attached. Errors: those of hb_init.
 Hb_Rc hb_ensure_connection();

@@ -7,7 +7,8 @@ extern int global_hb_errno;
 
 void set_hb_errno(int number);
 
-// Both set the number and report failure, for the two kinds of return type.
+// Set the error number and return the failure value: hb_fail in functions that return Hb_Rc, hb_refuse in
+// functions that return bool.
 inline Hb_Rc hb_fail(int number) {
     set_hb_errno(number);
     return Hb_Failure;

@@ -1,8 +1,9 @@
-// The tables that will become the live one. They are the working table in global_config_tbl_new and the
-// tables that were pending before it was built.
+// The configuration tables that are newer than the live table, from which queries answer. The newest of them is
+// the working table in global_config_tbl_new. Older ones are set aside until their turn comes.
 //
-// A pending table belongs to one marker, a queued configuration event. Its adapter numbers are valid after
-// that marker; events before it use the previous table. No other marker makes the table live.
+// A pending table waits for its marker: the configuration event in the queue that announces it. The table
+// becomes live when the program receives that event. Events before the marker use the adapter numbers of the
+// previous table.
 #pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
@@ -12,8 +13,8 @@
 enum class MOX_Working_Table { none, built, pending };
 MOX_Working_Table MOX_working_table();
 
-// Moves `table` into global_config_tbl_new, whose state becomes built. A pending table continues to wait for
-// its marker. A table that was only built is lost.
+// Moves `table` into global_config_tbl_new, whose state becomes built. If a pending table is there, it is set
+// aside and continues to wait for its marker. If a built table is there, it is deleted.
 void MOX_set_working_table(Hb_Configuration_Internal &table);
 
 // Makes the working table pending. The event's address identifies the marker; the event is not read.
@@ -28,20 +29,22 @@ void MOX_install_working_table();
 // Empties the working table if it is built. A pending one stays.
 void MOX_drop_built_table();
 
-// Empties all of them. Markers that are still queued then have no effect.
+// Empties the working table and all tables set aside. Markers that are still queued then have no effect.
 void MOX_drop_waiting_tables();
 
-// Returns whether every waiting table lists the node as dead by a peer's report. True when no table waits.
+// Returns whether every pending table lists the node as dead because another node reported its death. True when
+// no table is pending.
 bool MOX_is_reported_dead_in_waiting_tables(int node);
 
-// A message has revived the node. No waiting table may bring back the report that it is dead.
+// Marks the node as up in every table that lists it as reported dead: the program has received a message from
+// it. Otherwise the node would be dead again when that table becomes live.
 void MOX_revive_node_in_waiting_tables(int node);
 
 // Returns the table that will be live after all markers have been delivered.
 const Hb_Configuration_Internal &MOX_newest_table();
 
-// Makes the newest table the live one while the object lives. The next table is then compared with the state
-// that the queue will have reported by then.
+// Makes the newest table the live one while the object exists. A new table must be compared with the state that
+// the program knows after all queued events, and not with the state that it knows now.
 class MOX_Newest_Table_As_Live {
   public:
     MOX_Newest_Table_As_Live();
@@ -53,8 +56,8 @@ class MOX_Newest_Table_As_Live {
     Hb_Configuration_Internal *newest_; // null: the live table is the newest one
 };
 
-// The table of the last successful preparation, for a commit whose own query fails. Any later event and any
-// new session outdates it, and it is dropped.
+// The table that the last successful migration preparation read. A commit uses it if the service does not
+// answer. It is dropped when an event is read or a new session opens, because it is then out of date.
 extern Hb_Configuration_Internal MOX_prepared_table;
 void MOX_drop_prepared_table();
 

@@ -1,4 +1,5 @@
-// lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set and the socket's path.
+// lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set (Hb_Select.h) and the
+// socket's path.
 //
 // The connection to the daemon over a UNIX stream socket. A record is a 4-byte length and its payload.
 #pragma once
@@ -8,7 +9,8 @@
 
 #include "lib/vexo/Hb_Csock_Base.h"
 
-// The values of Error().
+// The values of Error(): the result of the last operation. FAULT: a bad address. NO_BUFFER: the buffer size
+// could not be set. IO: an input/output error. EOF: the daemon closed the connection.
 enum Hb_Csock_Status : long {
     HB_CSOCK_OK = 0,
     HB_CSOCK_FAULT = 1,
@@ -29,7 +31,7 @@ enum Hb_Csock_Status : long {
 
 class Hb_Csock : public Hb_Csock_Base {
   public:
-    // Connects to SERVER_SOCK_FNAME. Error() returns the result.
+    // Connects to SERVER_SOCK_FNAME (lib/vexo/socket_path.h). Error() returns the result.
     Hb_Csock();
     ~Hb_Csock() override;
     long Error() override;
@@ -39,7 +41,7 @@ class Hb_Csock : public Hb_Csock_Base {
 
     // True after the daemon has closed the connection. Never reset.
     Hb_Boolean eof();
-    // Reads exactly n bytes, however long that takes.
+    // Reads exactly n bytes and waits for them without limit. Fails only after an error or a disconnect.
     Hb_Rc recvn(char *buf, int n);
 
     int sock;
@@ -52,6 +54,7 @@ class Hb_Csock : public Hb_Csock_Base {
     Hb_Rc skip(int n);
 };
 
-// Writes at most two vectors, and continues after interruptions and full buffers. Returns the number of bytes
-// written, or a negative value with errno set.
+// Writes at most two vectors. Repeats interrupted writes, and waits while the buffer is full. A write that ends
+// inside a vector makes the call fail; the caller must then reconnect. Returns the number of bytes written, or
+// a negative value with errno set.
 long hb_writev_retry(int fd, iovec *iov, int count);

@@ -2,8 +2,9 @@
  * qz_mox.h - the cluster-awareness service and its event-notification file system (ORBFS), libqz_mox.so
  *
  * The service knows the cluster's nodes, network interfaces and sites, and reports each change of them as an
- * event. This library connects programs to it: a service installs itself as a table of functions, and every
- * call below goes directly to the installed table. On a platform without a service, every query returns -1.
+ * event. libqz_mox.so connects programs to it: a service installs itself as a table of functions, and every
+ * call below goes directly to the installed table. Without an installed service, every query returns -1. The
+ * program that reads the events is called the reader; in practice it is the heartbeat client library.
  *
  * Conventions
  *   - The interface is for C99 and C++. This library itself throws nothing.
@@ -18,7 +19,7 @@
  *     integers and UUIDs are 4-aligned, and records have no hidden padding except after `hwaddr`.
  *   - Enumerated values are plain 32-bit integers. A value that is not listed here is passed through unchanged.
  *   - Calls may come from any thread. Another thread may be inside a call while a service is installed or
- *     removed. The service itself must know when it can free its table.
+ *     removed. Only the service can decide when it can free its table.
  */
 #ifndef QZ_MOX_H
 #define QZ_MOX_H
@@ -48,8 +49,8 @@ enum {
     QZ_ORB_EVENT_CATEGORY_CAP_UP = 9
 };
 
-/* The category to request from the monitor of cluster reconfigurations, and the category of its events. Their
- * record is p_cluster_reconfig. */
+/* The category of cluster reconfigurations. Request it from the monitor "cluster_reconfig". The events of that
+ * monitor have this category, too, and their record is p_cluster_reconfig. */
 #define QZ_ORB_MONITOR_CLUSTER_RECONFIG 100
 
 /* Event types: the change that an event reports. */
@@ -84,7 +85,7 @@ enum { QZ_MOX_INTF_STATUS_UNDEF = -1, QZ_MOX_INTF_STATUS_DOWN = 0, QZ_MOX_INTF_S
 typedef int32_t qz_mox_devtype_t;
 enum { QZ_MOX_DEVTYPE_UNSUPPORTED = 0, QZ_MOX_DEVTYPE_ETHER = 1, QZ_MOX_DEVTYPE_TOKENRING = 800 };
 
-/* The effect of a configuration change on an entry. */
+/* What a configuration change did to a node or an interface. */
 typedef int32_t qz_mox_cfg_chg_op_t;
 enum {
     QZ_MOX_CFG_OP_UNDEF = -1,
@@ -110,15 +111,16 @@ enum {
 
 /* ---- Parts of records --------------------------------------------------------------------------------- */
 
-/* 128-bit identifier, 4-aligned in every ABI. Copy `high` or `low` before using its address. */
+/* 128-bit identifier, 4-aligned in every ABI. `high` and `low` may be misaligned for a uint64_t: do not use
+ * their addresses; copy the values. */
 typedef struct qz_mox_uuid {
     uint64_t high;
     uint64_t low;
 } __attribute__((packed, aligned(4))) qz_mox_uuid_t;
 
 /* An IPv4 address in the form of an IPv6 address, as ::ffff:a.b.c.d. The last filler word is htonl(0xFFFF), as
- * in the heartbeat daemon's addresses. The library compares addresses bytewise, so another form is another
- * address. */
+ * in the heartbeat daemon's addresses. The heartbeat client library compares all 16 bytes, so it considers an
+ * IPv4 address in another form a different address. */
 typedef struct qz_mox_v4_in_v6 {
     uint32_t filler[3];
     uint32_t v4_in_v6_ipv4; /* network order */
@@ -324,8 +326,8 @@ typedef struct qz_orb_event_metadata {
 int qz_mox_get_cluster_info(const char *cluster_name, qz_mox_cluster_info_t **info);
 
 /* Return all nodes, as they are now or as they were just after `event`. Release them with
- * qz_mox_release_node_info(). In these and the next queries, a node with unread liveness events has its last
- * reported state: see the duties of a service below. */
+ * qz_mox_release_node_info(). If events about a node are unread, these and the next queries return the state
+ * that the reader already knows: see "The duties of a service" below. */
 int qz_mox_get_node_info(const char *cluster_name, qz_mox_node_info_t **list);
 int qz_mox_get_node_info_after_event(const char *cluster_name, const qz_orb_event_metadata_t *event,
                                      qz_mox_node_info_t **list);
@@ -364,21 +366,23 @@ void qz_orb_release_event(qz_orb_event_metadata_t *event);
 /* A reader may read the monitors in any order. At an event of any category it may rebuild its view from the
  * queries and compare the new view with the old view. The comparison finds nodes and interfaces that joined or
  * left, changed addresses, and changed states of interfaces. It does not find a changed state of a node in both
- * views: only the node's own event reports that change. A query that returns the new state before that event is
- * read would lose the event. The rules are therefore:
+ * views: only the node's own event reports that change. If a query returned the new state before that event is
+ * read, the reader would not detect the change. The rules are therefore:
  *
  *   - Every query returns the last reported state of a node or interface with unread liveness events. That
  *     state is the result of the last event read, or the state before the first unread event. The rule applies
  *     to the status of the node and of its interfaces, in the node list and in the interface list.
  *   - After an event is read, every query returns the state of that event, including the queries "after an
  *     event". After the last event is read, they return the current state.
- *   - Only reading an event reports it. No query consumes unread events, even while a program prepares to use
- *     the service or is rejected.
- *   - A node's liveness event covers its interfaces. Until it is read, their own liveness events are neither
- *     held nor added. A reader would otherwise read them later and undo the node's event.
+ *   - An event counts as reported only after it was read. Queries never remove unread events. This also applies
+ *     while a program prepares a migration to the service, and if the preparation fails.
+ *   - A node's liveness event also reports its interfaces. While that event is unread, the service discards
+ *     their own unread liveness events and adds no new ones. A reader would otherwise read them later and undo
+ *     the node's event.
  *   - A node joins the configuration with a status, and its liveness events report the changes of that status.
- *     They become readable after its joining event was read, so a death follows its join. When a node leaves
- *     the configuration, its unread liveness events are withdrawn, because its leaving reports its death.
+ *     They become readable after the event that adds the node was read, so that its death follows its join.
+ *     When a node leaves the configuration, the service discards its unread liveness events: the removal itself
+ *     reports the death.
  *   - A new configuration may be visible at once. Each changed state of a remaining node or interface has its
  *     own liveness event. */
 
