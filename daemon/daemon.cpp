@@ -317,7 +317,8 @@ void Daemon::Impl::apply_settings(const Configuration_File &file, Reload why) {
     } else if (file.endpoints != start_.file.endpoints) {
         // wispd connects to endpoints with its own rights. Only root chooses them, in the file that wispd was
         // started with.
-        log_warning("[[endpoint]] tables not changed; send SIGHUP to load them");
+        log_warning(
+            "[[endpoint]] tables not changed; put them into wispd's own configuration file and send SIGHUP");
     }
     publisher_->set_limits({settings.client_queue_bytes, limits_that_fit(settings.users)});
     control_->set_idle(settings.control_idle);

@@ -132,8 +132,8 @@ Access prepare_system(const std::string &socket_path, const std::string &control
     const Access access = find_access(settings);
     if ((access.socket_mode & 0002) != 0 && (access.key_mode & 0004) == 0) {
         log_warning(
-            "socket_mode lets every user connect, but key_mode hides the security keys, without which a "
-            "client cannot open the library; set both, or neither");
+            "socket_mode permits every user to connect, but key_mode does not permit every user to read the "
+            "security keys, which each client needs; change socket_mode or key_mode");
     }
     for (const std::string &path : {socket_path, control_path}) {
         need_directory(path);

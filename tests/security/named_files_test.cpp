@@ -125,7 +125,8 @@ TEST_F(Named_Files, AFileOfRootIsLoaded) {
 TEST_F(Named_Files, EndpointsChangeBySighupAlone) {
     daemon->write_configuration(configuration() + "[[endpoint]]\nnode = 2\nport = 7000\npath = \"nobody\"\n");
     EXPECT_EQ(0, wispctl(Role::administrator, {"reconfigure"}).exit_status);
-    EXPECT_TRUE(daemon->wait_logged("[[endpoint]] tables not changed; send SIGHUP to load them"));
+    EXPECT_TRUE(daemon->wait_logged(
+        "[[endpoint]] tables not changed; put them into wispd's own configuration file and send SIGHUP"));
     const std::vector<std::string> multicast = {"multicast", "--port", "7000", "--nodes", "2", "hello"};
     EXPECT_EQ(0, run_hbctl(programs_of_this_build(), *daemon, multicast).exit_status);
     EXPECT_TRUE(daemon->wait_logged("no endpoint for nodes: 2"));
