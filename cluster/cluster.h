@@ -1,15 +1,17 @@
 // The current state of the cluster: which nodes and adapters are configured and up, and their incarnations.
 //
-// Each operation changes the model and returns what clients must be notified of. No operation does any I/O, so
-// every source drives the same rules, and a test needs neither socket nor clock.
+// Each operation changes the model and returns what clients must be notified of. The same rules apply to
+// commands, timelines, client requests and engines. No operation does any I/O, so a test needs neither socket
+// nor clock.
 //
 //  - An adapter is up or down. Each time it comes up, its incarnation grows by one.
 //  - A node is configured while one of its adapters is configured, and up while one of its adapters is up. The
 //    local node is always up, because the daemon runs on it.
 //  - Where an engine reports the members, it alone decides which nodes are up. Other nodes' adapters are down.
 //  - Up and down describe liveness. Join and leave describe the configuration.
-//  - An adapter that carries IP is up only while it has an address. When it is disabled or its interface goes
-//    down, it stays down until that is undone or a command or the engine reports it up.
+//  - An adapter that carries IP is up only while it has an address.
+//  - An adapter is held down while it is disabled, its interface is down, or the engine reports it down. It
+//    comes up when none of these applies any more, or when a command brings it up.
 #pragma once
 
 #include <map>
@@ -65,7 +67,7 @@ struct Liveness {
     // Nodes and adapters that failed and recovered since the last report: each dies and joins.
     std::set<int> nodes_back;
     std::set<int64_t> adapters_back;
-    // By node: the lowest incarnation that its adapters get when they come up now.
+    // By node: adapters that come up in this step get at least this incarnation.
     std::map<int, Hb_Incarnation> incarnations{};
 };
 
@@ -84,12 +86,13 @@ class Cluster {
                          const std::optional<std::string> &type);
     Changes adapter_leave(int64_t adapter);
 
-    // These change nothing when the adapter is in the wanted state already.
+    // The next four change nothing when the adapter is already in the requested state.
     Changes adapter_enable(int64_t adapter);
     Changes adapter_disable(int64_t adapter);
     Changes interface_up(int64_t adapter);
     Changes interface_down(int64_t adapter);
-    // Sets or removes an address: the adapter comes up with one, unless held down, and goes down without it.
+    // Sets the address; the adapter then comes up unless it is held down. clear_address removes the address,
+    // and the adapter goes down.
     Changes set_address(int64_t adapter, const Hb_IP_address6 &address);
     Changes clear_address(int64_t adapter);
     Changes swap_addresses(int64_t adapter, int64_t other);
@@ -99,7 +102,7 @@ class Cluster {
     // Applies the members reported by an engine; from then on, adapters no longer decide a node's state.
     // Ignores nodes that are not configured, and always includes the local node.
     Changes set_liveness(const Liveness &liveness);
-    // Applies the configuration, if there is one, and then the liveness, as one set of changes.
+    // Applies a new configuration, if one is given, then the liveness. Returns the changes of both together.
     Changes follow(const std::optional<Configuration> &next, const Liveness &liveness);
 
     // Installs a whole configuration. Members that stay keep their liveness, unless their configured state
@@ -158,7 +161,7 @@ class Cluster {
     Changes hold_down(int64_t adapter, bool Adapter::*hold);
     Changes let_up(int64_t adapter, bool Adapter::*hold);
 
-    struct Before;
+    struct Before; // the cluster before reconfigure() replaced the configuration
     bool survives(std::size_t adapter, const Before &before) const;
     void carry_over(std::size_t adapter, const Before &before, Changes &changes);
     bool is_newly_up(std::size_t adapter, const Before &before) const;

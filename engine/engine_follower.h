@@ -5,9 +5,9 @@
 //  - Corosync decides which nodes are up. Its links are polled at short intervals. A link or node that failed
 //    and recovered between two polls is reported as a death and a join.
 //  - The local node's own adapters are up where an interface of this machine has their address and a carrier.
-//  - When Corosync disconnects, the other nodes stay up for the grace, in which it can return and find its
-//    neighbours again. A node that it reports within the grace is awaited no longer; a node that it has not
-//    reported by then is considered down.
+//  - When Corosync disconnects, the other nodes stay up for the grace (grace_seconds). Corosync can reconnect
+//    in this time, and then reports one node after the other. The grace of a node ends as soon as Corosync
+//    reports it. A node that Corosync has not reported when the grace expires is reported down.
 #pragma once
 
 #include <chrono>
@@ -27,9 +27,10 @@
 
 namespace wispd {
 
-// The current state of the cluster, to be applied as a whole. The first step has a configuration.
+// The current state of the cluster, which the caller applies as a whole. The first step after the start always
+// has a configuration.
 struct Engine_Step {
-    std::optional<Configuration> configuration; // set when it was read again
+    std::optional<Configuration> configuration; // empty: the same as in the step before
     Liveness liveness;
 };
 
@@ -57,7 +58,8 @@ class Engine_Follower {
 
     const Engine_Status &status() const { return status_; }
     const Engine_Settings &settings() const { return settings_; }
-    // Changes the settings. Other names make a new configuration, which the next call of advance() returns.
+    // Changes the settings. If names or numbers in them differ, the next call of advance() returns a
+    // configuration.
     void set(const Engine_Settings &settings);
 
   private:
@@ -84,7 +86,7 @@ class Engine_Follower {
     std::chrono::milliseconds retry_after_{};
     Time next_check_{};
     bool has_news_of_members_ = false; // member changes are not reported yet
-    bool must_count_joins_ = false;    // the join counts are estimates
+    bool must_count_joins_ = false;    // members_ has estimated join counts: query the exact ones
     bool must_reread_ = false;         // the configuration must be read again
 
     Engine_Configuration engine_configuration_;  // the last valid configuration

@@ -2,8 +2,7 @@
  * hb_error.h - names and texts of the error numbers that the cluster heartbeat client library gives
  *
  * For programs that log a failure of a call.  Include it beside hb_client.h, which explains each number at length
- * under ERROR NUMBERS.  Nothing of it is in libhb_client.so: a program that is built with it runs with any version of
- * the library.
+ * under ERROR NUMBERS.  Both functions are compiled into the program: it runs with any version of the library.
  *
  *     if (hb_init() != Hb_Success) {
  *         const int error = hb_get_errno();
@@ -15,8 +14,8 @@
  *     hb_init: no daemon listens at the socket path, this user may not connect to it, or a signal ended the wait
  *     (HB_ERROR_CONNECT_FAILED, 15)
  *
- * Ask hb_get_errno first, and only after a call that returned Hb_Failure: a success leaves an earlier number there.
- * A daemon that answers a request can give 3 and 8 a second meaning; their texts state both.
+ * Call hb_get_errno right after a call that returned Hb_Failure, and only then: a success leaves an earlier number.
+ * Numbers 3 and 8 have a second meaning when the daemon's answer to a request sets them; their texts state both.
  *
  * Both functions accept every number and return a string that exists for as long as the program: do not free it.
  * They allocate nothing, call nothing, and may be called from any thread and from a signal handler.

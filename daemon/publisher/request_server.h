@@ -19,7 +19,9 @@ class Request_Server {
     Request_Server(const Cluster &cluster, const Routes &routes, Event_Sender &events, User_Quotas &quotas,
                    Client_Log &log, Client_Handlers handlers);
 
+    // Carries out one request of any kind, and answers it. An invalid or unsupported request is logged.
     void act_on(Client &client, const Request &request);
+    // Returns whether the peer is permitted to send requests that act on the node, such as a reported death.
     bool may_act(const Peer &peer) const { return handlers_.may_act(peer); }
 
   private:

@@ -1,4 +1,4 @@
-// A membership event record that is checked once and then read by type.
+// Checks an event record from the daemon once, and gives typed access to its fields.
 #pragma once
 
 #include <cstring>
@@ -58,11 +58,11 @@ struct Hb_Other_Instance_View {
 using Hb_Event_View = std::variant<Hb_Adapter_Event_View, Hb_Node_Event_View, Hb_Heartbeat_View,
                                    Hb_Failure_Id_View, Hb_Other_Instance_View>;
 
-// Returns nothing if the record is of another kind or too short for its kind. The view's lists lie in the
-// record, which must outlive the view. For configuration updates use snapshot_view.h.
+// Returns nothing if the record has none of these kinds or is too short for its kind. The view's lists lie in
+// the record, which must outlive the view. For configuration updates use snapshot_view.h.
 std::optional<Hb_Event_View> hb_view_event(std::span<const char> record, int max_nodes);
 
-// The views of packets that hb_view_event has accepted.
+// Return the view of a packet without checking it again: hb_view_event has already accepted it.
 Hb_Adapter_Event_View hb_trusted_adapter_event(const client_packet *packet);
 Hb_Node_Event_View hb_trusted_node_event(const client_packet *packet, int max_nodes);
 Hb_Heartbeat_View hb_trusted_heartbeat(const client_packet *packet);

@@ -1,7 +1,9 @@
-// Keeps what the queries report of nodes and interfaces with unread liveness events: their last reported state.
+// Keeps the queries consistent with the events that the library has read. While a node or interface has unread
+// liveness events, the queries return its last reported state, not its current one.
 //
-// The library rebuilds its table from the queries at an event of any category. For a node in both the old and
-// new table it compares no states. If the node shows a new state too early, its own event then reports nothing.
+// Reason: the library rebuilds its table from the queries at an event of any category. It does not compare the
+// states of a node that is in both the old and the new table. If a query showed the new state before the node's
+// own event is read, the library would find nothing left to report at that event.
 #pragma once
 
 #include <cstdint>
@@ -20,18 +22,18 @@ namespace mox_service {
 
 using Interface_Key = std::pair<uint32_t, std::optional<std::string>>;
 
-// - The set of nodes, interfaces and addresses is always current. Comparing tables finds each such difference,
-//   whichever event is handled first.
+// - Queries always return the current set of nodes, interfaces and addresses. The library finds each difference
+//   in them by comparing tables, whichever event it handles first.
 // - A node with unread liveness events, and its interfaces, show the status after the last event read. If no
 //   event is read yet, they show the status before the first. The same rule applies to an interface with events
 //   of its own.
-// - A node's event covers its interfaces: their unread events are withdrawn. Their later changes have no events
-//   of their own until that event is read.
+// - A node's event covers its interfaces: their unread events are withdrawn. Until the node's event is read,
+//   later changes of its interfaces produce no events.
 // - A node that joins the configuration shows the status that it joined with. Its liveness events wait until
 //   its joining event is read. Otherwise a death could be read before the join.
-// - A node that leaves the configuration loses its liveness events, because its leaving reports its death. If
-//   it returns before its leaving is read, it continues with its last reported state. Its new status then has
-//   an event.
+// - When a node leaves the configuration, its unread liveness events are withdrawn, because the leaving event
+//   reports its death. If the node returns before that event is read, queries return its last reported state,
+//   and a liveness event reports its new status.
 class Reported_Liveness {
   public:
     explicit Reported_Liveness(Monitors &monitors) : monitors_(monitors) {}
@@ -42,7 +44,8 @@ class Reported_Liveness {
     std::optional<Reading> read(int fd, int category);
     // Returns what the queries report of a picture.
     Picture shown(const Picture &now);
-    // Returns the same for the nodes, interfaces and addresses of a former picture with the current statuses.
+    // Does the same with the nodes, interfaces and addresses of `configuration`, an earlier picture, and the
+    // statuses of `now`.
     Picture shown(const Picture &configuration, const Picture &now);
 
   private:

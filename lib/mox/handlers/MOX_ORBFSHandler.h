@@ -1,7 +1,7 @@
 // The base of all event sources in cluster-event mode. Each handles one descriptor when it is ready.
 //
-// A static registry finds handlers by descriptor. It is not locked: one thread switches modes and makes and
-// deletes handlers, and dispatch runs in the thread that receives events.
+// A static registry finds handlers by descriptor. It has no lock: a program must not change the mode in one
+// thread while another thread receives events.
 #pragma once
 
 #include <cstdint>
@@ -20,9 +20,9 @@ using HandlerInstancesMap = FDHandlerArray;
 
 class ORBFSHandler {
   public:
-    // Opens the named monitor and registers. If that fails the object exists without a descriptor, and
-    // getMOXORBSOpenRCInConstructor and getOpenFileError return the reason. A null name is a programming
-    // error and aborts the process.
+    // Opens the named monitor and adds this handler to the registry. If opening fails the object exists without
+    // a descriptor, and getMOXORBSOpenRCInConstructor and getOpenFileError return the reason. A null name is a
+    // programming error and aborts the process.
     explicit ORBFSHandler(char *fname);
     // For a derived class that provides the descriptor: it sets orbfs_fd, then calls selfRegister.
     ORBFSHandler(int *fds, char *fname);
@@ -32,8 +32,8 @@ class ORBFSHandler {
     // Unregisters and closes the descriptor.
     virtual ~ORBFSHandler();
 
-    // Turns what made the descriptor ready into an event for the caller. Without an event *events is 0 and
-    // the name is "<EMPTY EVENT>".
+    // Reads the descriptor and returns one event to the caller. If there is no event to report, *events is 0
+    // and the name is "<EMPTY EVENT>".
     virtual Hb_Rc handler(int *events, char *subscription_name, Hb_Group *group, unsigned long *length) = 0;
 
     int getFileDescriptor() const { return orbfs_fd; }
@@ -44,8 +44,8 @@ class ORBFSHandler {
     void selfRegister();
     // Errors: HB_ERROR_HANDLER_NOT_REGISTERED (82) the count of registrations was already 0.
     void selfUnregister();
-    // Returns the registered descriptors and -1 in a new array, which the caller deletes. Null when memory is
-    // short.
+    // Returns a new array of the registered descriptors, terminated by -1. The caller deletes it. Null when
+    // memory is short.
     static int *getFileDescriptors();
     // Calls the handler of the first descriptor that has one. A null list leaves *rc unchanged. Errors:
     // HB_ERROR_NO_HANDLER (81) no descriptor has a handler.
@@ -61,7 +61,8 @@ class ORBFSHandler {
     void copy_site_merge_Hb_Group(Hb_Group *from, Hb_Group *to);
     void copy_site_split_Hb_Group(Hb_Group *from, Hb_Group *to);
 
-    // Turns the differences between the live table and a new one into events, one for each pointer.
+    // Turns the differences between the live table and a new one into at most five events, each returned
+    // through its own pointer.
     void compare_global_config_tables(Hb_Configuration_Internal *new_tbl, MOX_Event **adapters_gone,
                                       MOX_Event **nodes_gone, MOX_Event **config_changed,
                                       MOX_Event **adapters_new, MOX_Event **nodes_new);
@@ -73,10 +74,10 @@ class ORBFSHandler {
                                           MOX_Event **ev);
     void constructConfigEvent(MOX_Event **ev);
     void constructNodeEvent(int node, MOX_Event **ev, int events);
-    // With events 1 it marks the node's adapters down in the live table. With events 2 it queries the service
-    // for the adapters that are up. Those that are up in the live table too are left out. Adapter numbers are
-    // those of the working table, if there is one. Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65) the service did
-    // not answer.
+    // Makes one event for the adapters of a node that died or joined. With HB_EVENT_DEATH it marks them down in
+    // the live table. With HB_EVENT_JOIN it queries the service for the adapters that are up, and leaves out
+    // those that the live table already has up. Adapter numbers are those of the working table, if there is
+    // one. Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65) the service did not answer.
     Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
     void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
 
