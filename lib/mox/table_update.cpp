@@ -88,9 +88,9 @@ Hb_Rc query_service(Answers &answers, const qz_orb_event_metadata_t *event) {
     return Hb_Success;
 }
 
-// Returns the only node to rebuild, or no_node to rebuild all. Adapters with a daemon's numbers cannot be
+// Returns the only node to rebuild, or NO_NODE to rebuild all. Adapters with a daemon's numbers cannot be
 // copied into a table of another stride.
-uint32_t excluded_node(const qz_orb_event_metadata_t *event, const Hb_Configuration_Internal *source) {
+uint32_t only_rebuilt_node(const qz_orb_event_metadata_t *event, const Hb_Configuration_Internal *source) {
     if (source == nullptr || event == nullptr || event->category != QZ_ORB_EVENT_CATEGORY_NODE_LIVENESS ||
         event->event.p_node_liveness == nullptr || !MOX_has_service_numbers(*source)) {
         return NO_NODE;
@@ -135,11 +135,11 @@ bool add_node(Hb_Configuration_Internal &table) {
 }
 
 bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
-                      uint32_t excluded) {
+                      uint32_t only_node) {
     for (int i = 0; i < source.Hb_num_nodes && source.node_list != nullptr; ++i) {
         const Hb_Node_Entry &entry = source.node_list[i];
         if (entry.node_num < 0 || entry.node_num >= HB_NODE_SLOTS || table.Hb_num_nodes == HB_NODE_SLOTS ||
-            static_cast<uint32_t>(entry.node_num) == excluded) {
+            static_cast<uint32_t>(entry.node_num) == only_node) {
             continue;
         }
         table.node_list[table.Hb_num_nodes] = entry;
@@ -151,9 +151,9 @@ bool copy_other_nodes(Hb_Configuration_Internal &table, const Hb_Configuration_I
 }
 
 bool add_nodes(Hb_Configuration_Internal &table, const qz_mox_node_info_t *list,
-               const Hb_Configuration_Internal *source, uint32_t excluded) {
+               const Hb_Configuration_Internal *source, uint32_t only_node) {
     for (; list != nullptr && table.Hb_num_nodes < HB_NODE_SLOTS; list = list->p_next) {
-        if (list->number >= HB_NODE_SLOTS || (excluded != NO_NODE && list->number != excluded) ||
+        if (list->number >= HB_NODE_SLOTS || (only_node != NO_NODE && list->number != only_node) ||
             MOX_is_leaving(*list)) {
             continue;
         }
@@ -176,26 +176,26 @@ void mark_local_node_up(Hb_Configuration_Internal &table) {
 }
 
 bool is_other_adapter(const Hb_Configuration_Internal &source, const Hb_Adapter_Entry &entry,
-                      uint32_t excluded) {
+                      uint32_t only_node) {
     const uint32_t node = MOX_node_of(source, entry);
-    return node != MOX_NO_NODE && node != excluded;
+    return node != MOX_NO_NODE && node != only_node;
 }
 
-bool is_included(const qz_mox_net_intf_info_t &interface, uint32_t excluded) {
+bool is_included(const qz_mox_net_intf_info_t &interface, uint32_t only_node) {
     return interface.node_number < HB_NODE_SLOTS &&
-           (excluded == NO_NODE || interface.node_number == excluded) && !MOX_is_leaving(interface);
+           (only_node == NO_NODE || interface.node_number == only_node) && !MOX_is_leaving(interface);
 }
 
 // The count is an upper bound: it includes interfaces beyond a node's slots, which are not added later.
 int count_adapters(const qz_mox_net_intf_info_t *list, const Hb_Configuration_Internal *source,
-                   uint32_t excluded) {
+                   uint32_t only_node) {
     int count = 0;
     for (; list != nullptr; list = list->p_next) {
-        count += is_included(*list, excluded) ? 1 : 0;
+        count += is_included(*list, only_node) ? 1 : 0;
     }
-    if (excluded != NO_NODE) {
+    if (only_node != NO_NODE) {
         for (int i = 0; i < source->Hb_num_adapters && source->Hb_global_adapter_list != nullptr; ++i) {
-            count += is_other_adapter(*source, source->Hb_global_adapter_list[i], excluded) ? 1 : 0;
+            count += is_other_adapter(*source, source->Hb_global_adapter_list[i], only_node) ? 1 : 0;
         }
     }
     return std::min<int>(count, HB_ADAPTER_SLOTS);
@@ -216,10 +216,10 @@ void trace_adapter(Hb_Trace_Id id, Hb_Adapter_Entry &entry) {
 }
 
 bool copy_other_adapters(Hb_Configuration_Internal &table, const Hb_Configuration_Internal &source,
-                         uint32_t excluded, int room) {
+                         uint32_t only_node, int room) {
     for (int i = 0; i < source.Hb_num_adapters && source.Hb_global_adapter_list != nullptr; ++i) {
         const Hb_Adapter_Entry &entry = source.Hb_global_adapter_list[i];
-        if (!is_other_adapter(source, entry, excluded) || table.Hb_num_adapters == room) {
+        if (!is_other_adapter(source, entry, only_node) || table.Hb_num_adapters == room) {
             continue;
         }
         const int to = table.Hb_num_adapters++;
@@ -245,11 +245,11 @@ Hb_Entity_State interface_state(const qz_mox_net_intf_info_t &interface) {
 }
 
 // A node's interfaces are numbered in the service's order.
-bool add_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t excluded,
+bool add_interfaces(Hb_Configuration_Internal &table, const qz_mox_net_intf_info_t *list, uint32_t only_node,
                     int room) {
     uint8_t used[HB_NODE_SLOTS] = {};
     for (; list != nullptr && table.Hb_num_adapters < room; list = list->p_next) {
-        if (!is_included(*list, excluded) || used[list->node_number] == MOX_ADAPTERS_PER_NODE) {
+        if (!is_included(*list, only_node) || used[list->node_number] == MOX_ADAPTERS_PER_NODE) {
             continue;
         }
         const int to = table.Hb_num_adapters++;
@@ -284,24 +284,24 @@ Hb_Node_Number local_node_of(const qz_mox_cluster_info_t &cluster) {
 }
 
 bool fill(Hb_Configuration_Internal &table, const Answers &answers, const Hb_Configuration_Internal *source,
-          uint32_t excluded, int room) {
+          uint32_t only_node, int room) {
     table.local_node_number = local_node_of(*answers.cluster);
     table.Hb_max_nodes = HB_NODE_SLOTS;
     table.Hb_num_networks = HB_NETWORK_SLOTS;
     table.Hb_adapters_per_node = MOX_ADAPTERS_PER_NODE;
     table.Hb_num_nodes = 0;
     table.Hb_num_adapters = 0;
-    if (excluded != NO_NODE && !copy_other_nodes(table, *source, excluded)) {
+    if (only_node != NO_NODE && !copy_other_nodes(table, *source, only_node)) {
         return false;
     }
-    if (!add_nodes(table, answers.nodes.get(), source, excluded)) {
+    if (!add_nodes(table, answers.nodes.get(), source, only_node)) {
         return false;
     }
     mark_local_node_up(table);
-    if (excluded != NO_NODE && !copy_other_adapters(table, *source, excluded, room)) {
+    if (only_node != NO_NODE && !copy_other_adapters(table, *source, only_node, room)) {
         return false;
     }
-    return add_interfaces(table, answers.interfaces.get(), excluded, room);
+    return add_interfaces(table, answers.interfaces.get(), only_node, room);
 }
 
 } // namespace
@@ -312,10 +312,10 @@ Hb_Rc hb_mox_update_global_tbl(Hb_Configuration_Internal *cfg_table, qz_orb_even
     if (query_service(answers, event_metadata_p) != Hb_Success) {
         return Hb_Failure;
     }
-    const uint32_t excluded = excluded_node(event_metadata_p, src_cfg_table);
-    const int room = count_adapters(answers.interfaces.get(), src_cfg_table, excluded);
+    const uint32_t only_node = only_rebuilt_node(event_metadata_p, src_cfg_table);
+    const int room = count_adapters(answers.interfaces.get(), src_cfg_table, only_node);
     Hb_Configuration_Internal &table = *cfg_table;
-    if (!hb_make_table_lists(table, room) || !fill(table, answers, src_cfg_table, excluded, room)) {
+    if (!hb_make_table_lists(table, room) || !fill(table, answers, src_cfg_table, only_node, room)) {
         empty_global_config_table(&table);
         return hb_fail(HB_ERROR_NO_MEMORY);
     }
