@@ -1,10 +1,11 @@
 # GoogleTest is built from its packaged sources, once for each ABI: the packaged library is native only.
 #
-# Tests and GoogleTest are compiled without optimisation, which takes less than half the time; what they test is
-# compiled as it is shipped.
+# Everything under tests/ and GoogleTest are compiled without optimisation and with line numbers as their only debug
+# information, which takes less than half the time; what they test is compiled as it is shipped.
 #
-# hb_add_test(NAME SOURCES... [LIBS...] [LABELS...] [ARGS...])
-#   one test program, linked with GoogleTest's main; each of its tests becomes a ctest test.
+# hb_add_test(NAME SOURCES... [LIBS...] [LABELS...] [TIMEOUT...] [PROPERTIES...] [SERIAL FILTER])
+#   one test program, linked with GoogleTest's main; each of its tests becomes a ctest test. Those
+#   that the GoogleTest filter SERIAL names run with no other test beside them.
 set(HB_GTEST_SOURCE "/usr/src/googletest" CACHE PATH "GoogleTest's sources")
 
 function(hb_add_googletest)
@@ -15,7 +16,7 @@ function(hb_add_googletest)
   set(gtest_force_shared_crt OFF CACHE BOOL "" FORCE)
   add_subdirectory(${HB_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
   foreach(target gtest gtest_main gmock gmock_main)
-    target_compile_options(${target} PRIVATE -O0)
+    target_compile_options(${target} PRIVATE -O0 -g0)
     if(HB_SANITIZE)
       target_compile_options(${target} PRIVATE -fsanitize=${HB_SANITIZE} -fno-omit-frame-pointer)
     endif()
@@ -23,7 +24,7 @@ function(hb_add_googletest)
 endfunction()
 
 function(hb_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT" "SOURCES;LIBS;LABELS;PROPERTIES")
+  cmake_parse_arguments(PARSE_ARGV 1 T "" "TIMEOUT;SERIAL" "SOURCES;LIBS;LABELS;PROPERTIES")
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
@@ -36,11 +37,13 @@ function(hb_add_test name)
   endif()
   include(GoogleTest)
   add_executable(${name} ${T_SOURCES})
-  target_compile_options(${name} PRIVATE -O0)
   target_link_libraries(${name} PRIVATE hb_options ${T_LIBS} GTest::gtest_main GTest::gmock)
-  gtest_discover_tests(
-    ${name}
-    DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}" ${T_PROPERTIES})
+  set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "${T_LABELS}"
+                ${T_PROPERTIES})
+  if(T_SERIAL)
+    gtest_discover_tests(${name} TEST_LIST ${name}_serial TEST_FILTER "${T_SERIAL}" ${discovery} RUN_SERIAL ON)
+    gtest_discover_tests(${name} TEST_FILTER "-${T_SERIAL}" ${discovery})
+  else()
+    gtest_discover_tests(${name} ${discovery})
+  endif()
 endfunction()

@@ -1,3 +1,5 @@
+# Set for every target under tests/.
+define_property(TARGET PROPERTY HB_OF_TESTS INITIALIZE_FROM_VARIABLE HB_OF_TESTS)
 # hb_options: the language warnings, all of them errors, and the sanitizers. Every target of this project
 # links it privately.
 add_library(hb_options INTERFACE)
@@ -14,4 +16,13 @@ if(HB_SANITIZE)
   target_compile_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE} -fno-sanitize-recover=all
                                               -fno-omit-frame-pointer)
   target_link_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE})
+  # In the tests' own code these checks find nothing that the address sanitizer does not, and they take a third of the
+  # time that it compiles. What is tested keeps them.
+  if(HB_SANITIZE MATCHES "undefined")
+    target_compile_options(
+      hb_options
+      INTERFACE
+        "$<$<BOOL:$<TARGET_PROPERTY:HB_OF_TESTS>>:-fno-sanitize=null,alignment,object-size,vptr,nonnull-attribute,returns-nonnull-attribute>"
+    )
+  endif()
 endif()

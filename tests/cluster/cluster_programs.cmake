@@ -38,8 +38,8 @@ hb_add_test(
   LABELS
   cluster
   PROPERTIES
-  RESOURCE_LOCK
-  cluster)
+  PROCESSORS
+  2)
 if(HB_OTHER_ABI_BIN_DIR)
   target_compile_definitions(wispd_on_corosync_test PRIVATE HB_OTHER_ABI_BIN_DIR="${HB_OTHER_ABI_BIN_DIR}")
 endif()

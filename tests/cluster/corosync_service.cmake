@@ -15,6 +15,6 @@ hb_add_test(
   LABELS
   cluster
   PROPERTIES
-  RESOURCE_LOCK
-  cluster)
+  PROCESSORS
+  2)
 add_dependencies(corosync_service_on_engines_test cluster_events_example hbctl qz_mox_corosync system_test_client wispd)

@@ -36,8 +36,8 @@ hb_add_test(
   LABELS
   cluster
   PROPERTIES
-  RESOURCE_LOCK
-  cluster)
+  PROCESSORS
+  2)
 target_compile_definitions(
   demo_cluster_test
   PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" HB_TEST_SOURCE_DIR="${PROJECT_SOURCE_DIR}"

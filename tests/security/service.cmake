@@ -25,7 +25,7 @@ if(HB_SECCOMP_LIBRARY AND CMAKE_SIZEOF_VOID_P EQUAL 8 AND NOT HB_SANITIZE)
   add_dependencies(security_test confined)
 endif()
 
-# The same on real engines, one cluster at a time.
+# The same on real engines.
 if(HB_WITH_COROSYNC AND TARGET demo_cluster)
   hb_add_test(
     security_on_engines_test
@@ -38,8 +38,8 @@ if(HB_WITH_COROSYNC AND TARGET demo_cluster)
     LABELS
     cluster
     PROPERTIES
-    RESOURCE_LOCK
-    cluster)
+    PROCESSORS
+    2)
   target_compile_definitions(security_on_engines_test PRIVATE HB_TEST_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   add_dependencies(security_on_engines_test demo_cluster wispd hbctl)
   if(TARGET confined)
