@@ -91,7 +91,7 @@ Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group) {
 namespace {
 
 // The outcome of the type check that follows the checks of the numbers.
-enum class Change { REJECTED, DONE, CONTINUE };
+enum class Change { rejected, done, change_bit };
 
 } // namespace
 
@@ -101,24 +101,24 @@ static Change begin_change(Hb_Subscription_Group &group, Members members, Hb_Sub
     if (group.Hb_subscription_type == Hb_Empty_Subscription) {
         members.clear();
         group.Hb_subscription_type = kind;
-        return add ? Change::CONTINUE : Change::DONE;
+        return add ? Change::change_bit : Change::done;
     }
     for (const Hb_Subscription_Type type : rejected) {
         if (group.Hb_subscription_type == type) {
             set_hb_errno(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
-            return Change::REJECTED;
+            return Change::rejected;
         }
     }
-    return Change::CONTINUE;
+    return Change::change_bit;
 }
 
 static Hb_Rc change_member(Hb_Subscription_Group &group, Members members, std::size_t number, bool add,
                            Hb_Subscription_Type kind, std::initializer_list<Hb_Subscription_Type> rejected) {
     const Change change = begin_change(group, members, kind, add, rejected);
-    if (change == Change::CONTINUE) {
+    if (change == Change::change_bit) {
         members.change(number, add);
     }
-    return change != Change::REJECTED ? Hb_Success : Hb_Failure;
+    return change != Change::rejected ? Hb_Success : Hb_Failure;
 }
 
 Hb_Rc hb_change_node_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node, int add) {
@@ -155,14 +155,14 @@ Hb_Rc hb_change_network_in_subscription_group(Hb_Subscription_Group *group, Hb_N
     const Change change = begin_change(
         *group, members, Hb_Network_Subscription, add != 0,
         {Hb_Node_Subscription, Hb_Adapter_Subscription, Hb_Network_Subscription, Hb_Site_Subscription});
-    if (change == Change::CONTINUE) {
+    if (change == Change::change_bit) {
         for (const Hb_Adapter_Entry &entry : hb_configured_adapters()) {
             if (entry.Hb_network == network && entry.Hb_adapter_num < HB_ADAPTER_SLOTS) {
                 members.change(entry.Hb_adapter_num, add != 0);
             }
         }
     }
-    return change != Change::REJECTED ? Hb_Success : Hb_Failure;
+    return change != Change::rejected ? Hb_Success : Hb_Failure;
 }
 
 Hb_Rc hb_add_node_to_subscription_group(Hb_Subscription_Group *group, Hb_Node_Number node) {

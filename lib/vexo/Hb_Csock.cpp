@@ -55,12 +55,12 @@ bool set_buffer(int fd, int option) {
 } // namespace
 
 long hb_writev_retry(int fd, iovec *iov, int count) {
-    constexpr int ROOM = 2;
-    if (count < 0 || count > ROOM) {
+    constexpr int room = 2;
+    if (count < 0 || count > room) {
         errno = EINVAL;
         return -1;
     }
-    iovec local[ROOM] = {};
+    iovec local[room] = {};
     std::copy_n(iov, count, local);
     long written = 0;
     for (;;) {
@@ -97,7 +97,7 @@ long hb_writev_retry(int fd, iovec *iov, int count) {
             }
             if (i != 0) {
                 ++i;
-                for (int k = i; k < count && k < ROOM; ++k) {
+                for (int k = i; k < count && k < room; ++k) {
                     local[k - i] = local[k];
                 }
                 count -= i;

@@ -38,10 +38,10 @@ std::string quoted(std::string_view text) {
 
 class Parser {
   public:
-    explicit Parser(std::vector<Catalogue_Fault> &found_faults) : faults(found_faults) {}
+    explicit Parser(std::vector<Catalogue_Fault> &found_faults) : faults_(found_faults) {}
 
     void take_line(std::string_view line) {
-        ++line_number;
+        ++line_number_;
         if (!line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
         }
@@ -59,24 +59,24 @@ class Parser {
     Catalogue catalogue;
 
   private:
-    void fault(std::string what) { faults.push_back({line_number, std::move(what)}); }
+    void fault(std::string what) { faults_.push_back({line_number_, std::move(what)}); }
 
     void take_component(std::string_view line) {
-        current = nullptr;
+        current_ = nullptr;
         const std::string_view name = trimmed(line.substr(1, line.size() - (line.back() == ']' ? 2 : 1)));
         if (line.back() != ']' || name.empty()) {
-            in_faulty_component = true;
+            in_faulty_component_ = true;
             fault("names no component; write [COMPONENT], for example [_HBC]");
             return;
         }
-        in_faulty_component = false;
+        in_faulty_component_ = false;
         for (Catalogue_Component &component : catalogue.components) {
             if (component.name == name) {
-                current = &component;
+                current_ = &component;
                 return;
             }
         }
-        current = &catalogue.components.emplace_back(Catalogue_Component{std::string(name), {}});
+        current_ = &catalogue.components.emplace_back(Catalogue_Component{std::string(name), {}});
     }
 
     void take_message(std::string_view line) {
@@ -90,9 +90,9 @@ class Parser {
             fault("record " + std::string(number) + " has no category; write NUMBER CATEGORY TEXT");
         } else if (const char *what = fault_of_text(rest)) {
             fault("record " + std::string(number) + " " + what);
-        } else if (current == nullptr) {
+        } else if (current_ == nullptr) {
             // The faulty component line was already reported. Do not report each line below it.
-            if (!in_faulty_component) {
+            if (!in_faulty_component_) {
                 fault("record " + std::string(number) + " is before the first [COMPONENT] line");
             }
         } else {
@@ -101,19 +101,19 @@ class Parser {
     }
 
     void insert(Message message) {
-        const auto at = std::lower_bound(current->messages.begin(), current->messages.end(), message.id,
+        const auto at = std::lower_bound(current_->messages.begin(), current_->messages.end(), message.id,
                                          [](const Message &m, uint32_t id) { return m.id < id; });
-        if (at != current->messages.end() && at->id == message.id) {
+        if (at != current_->messages.end() && at->id == message.id) {
             fault("record " + std::to_string(message.id) + " has a text already; the first one is used");
             return;
         }
-        current->messages.insert(at, std::move(message));
+        current_->messages.insert(at, std::move(message));
     }
 
-    std::vector<Catalogue_Fault> &faults;
-    std::size_t line_number = 0;
-    Catalogue_Component *current = nullptr;
-    bool in_faulty_component = false;
+    std::vector<Catalogue_Fault> &faults_;
+    std::size_t line_number_ = 0;
+    Catalogue_Component *current_ = nullptr;
+    bool in_faulty_component_ = false;
 };
 
 } // namespace

@@ -44,7 +44,7 @@ bool parse_level(std::string_view text, std::optional<uint8_t> &level) {
 
 class Parser {
   public:
-    void begin_anew() { component.clear(); }
+    void begin_anew() { component_.clear(); }
 
     void take(Piece item) {
         item = trimmed(item);
@@ -54,14 +54,14 @@ class Parser {
         const std::size_t column = item.column;
         const std::string whole = quoted(item.text);
         if (const std::size_t colon = item.text.find(':'); colon != std::string_view::npos) {
-            component = trimmed({item.text.substr(0, colon), 0}).text;
-            if (component.empty()) {
+            component_ = trimmed({item.text.substr(0, colon), 0}).text;
+            if (component_.empty()) {
                 fault(column, whole + " has no component before its colon");
                 return;
             }
             item = trimmed({item.text.substr(colon + 1), 0});
         }
-        Level_Setting setting{component, {}, {}, column};
+        Level_Setting setting{component_, {}, {}, column};
         if (const std::size_t equals = item.text.find('='); equals != std::string_view::npos) {
             setting.category = trimmed({item.text.substr(0, equals), 0}).text;
             if (setting.category.empty()) {
@@ -87,7 +87,7 @@ class Parser {
   private:
     void fault(std::size_t column, std::string what) { result.faults.push_back({column, std::move(what)}); }
 
-    std::string component;
+    std::string component_;
 };
 
 bool means(const Level_Setting &setting, std::string_view component) {

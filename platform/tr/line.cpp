@@ -60,7 +60,7 @@ void Line::put_escaped(std::string_view text) {
                 put_hex(static_cast<unsigned char>(character), 2);
             }
         }
-        if (cut) {
+        if (cut_) {
             return;
         }
     }
@@ -68,7 +68,7 @@ void Line::put_escaped(std::string_view text) {
 
 void Line::put_bytes(const unsigned char *bytes, std::size_t count) {
     put("0x");
-    for (std::size_t i = 0; i < count && !cut; ++i) {
+    for (std::size_t i = 0; i < count && !cut_; ++i) {
         put_hex(bytes[i], 2);
     }
 }
@@ -100,13 +100,13 @@ void Line::put_now() {
 }
 
 std::string_view Line::finish() {
-    if (cut) {
+    if (cut_) {
         for (const char character : CUT_MARK) {
-            buffer[length++] = character;
+            buffer_[length_++] = character;
         }
     }
-    buffer[length++] = '\n';
-    return {buffer, length};
+    buffer_[length_++] = '\n';
+    return {buffer_, length_};
 }
 
 } // namespace qz_tr

@@ -14,10 +14,10 @@ inline constexpr std::size_t MAX_LINE_SIZE = 4096;
 class Line {
   public:
     void put(char character) {
-        if (length < LIMIT) {
-            buffer[length++] = character;
+        if (length_ < LIMIT) {
+            buffer_[length_++] = character;
         } else {
-            cut = true;
+            cut_ = true;
         }
     }
     void put(std::string_view text) {
@@ -42,9 +42,9 @@ class Line {
     static constexpr std::string_view CUT_MARK = "...";
     static constexpr std::size_t LIMIT = MAX_LINE_SIZE - CUT_MARK.size() - 1;
 
-    std::size_t length = 0;
-    bool cut = false;
-    char buffer[MAX_LINE_SIZE] = {};
+    std::size_t length_ = 0;
+    bool cut_ = false;
+    char buffer_[MAX_LINE_SIZE] = {};
 };
 
 } // namespace qz_tr

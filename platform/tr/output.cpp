@@ -27,18 +27,18 @@ class Without_Write_Signals {
         sigemptyset(&write_signals);
         sigaddset(&write_signals, SIGPIPE);
         sigaddset(&write_signals, SIGXFSZ);
-        sigemptyset(&pending_before);
-        sigpending(&pending_before);
-        pthread_sigmask(SIG_BLOCK, &write_signals, &mask_before);
+        sigemptyset(&pending_before_);
+        sigpending(&pending_before_);
+        pthread_sigmask(SIG_BLOCK, &write_signals, &mask_before_);
     }
-    ~Without_Write_Signals() { pthread_sigmask(SIG_SETMASK, &mask_before, nullptr); }
+    ~Without_Write_Signals() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
     Without_Write_Signals(const Without_Write_Signals &) = delete;
     Without_Write_Signals &operator=(const Without_Write_Signals &) = delete;
 
     // Removes the signal that a failed write raised. A signal that was pending before the write stays pending.
     void take_back_after(int error) const {
         const int raised = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
-        if (raised == 0 || sigismember(&pending_before, raised) == 1) {
+        if (raised == 0 || sigismember(&pending_before_, raised) == 1) {
             return;
         }
         sigset_t set;
@@ -50,8 +50,8 @@ class Without_Write_Signals {
     }
 
   private:
-    sigset_t mask_before;
-    sigset_t pending_before;
+    sigset_t mask_before_;
+    sigset_t pending_before_;
 };
 
 } // namespace
@@ -101,32 +101,32 @@ Output *Output::open(const char *where) {
 }
 
 Output::~Output() {
-    if (owned) {
-        close(fd);
+    if (owned_) {
+        close(fd_);
     }
 }
 
 void Output::write_line(std::string_view line) {
-    if (lost.load(std::memory_order_relaxed) != 0) {
-        const uint32_t count = lost.exchange(0, std::memory_order_relaxed);
+    if (lost_.load(std::memory_order_relaxed) != 0) {
+        const uint32_t count = lost_.exchange(0, std::memory_order_relaxed);
         if (count != 0 && !write_loss_notice(count)) {
-            lose(count + 1, last_error.load(std::memory_order_relaxed));
+            lose(count + 1, last_error_.load(std::memory_order_relaxed));
             return;
         }
     }
     std::size_t taken = 0;
-    if (const int error = write_piece(fd, line, &taken)) {
-        torn.store(torn.load(std::memory_order_relaxed) || taken != 0, std::memory_order_relaxed);
+    if (const int error = write_piece(fd_, line, &taken)) {
+        torn_.store(torn_.load(std::memory_order_relaxed) || taken != 0, std::memory_order_relaxed);
         lose(1, error);
     }
 }
 
 bool Output::write_loss_notice(uint32_t count) {
     Line notice;
-    if (torn.load(std::memory_order_relaxed)) {
+    if (torn_.load(std::memory_order_relaxed)) {
         notice.put('\n');
     }
-    const int error = last_error.load(std::memory_order_relaxed);
+    const int error = last_error_.load(std::memory_order_relaxed);
     const char *meaning = strerrordesc_np(error);
     notice.put_now();
     notice.put(' ');
@@ -138,17 +138,17 @@ bool Output::write_loss_notice(uint32_t count) {
     notice.put(count == 1 ? " record: " : " records: ");
     notice.put(meaning != nullptr ? meaning : "write failed");
     std::size_t taken = 0;
-    if (const int failure = write_piece(fd, notice.finish(), &taken)) {
-        last_error.store(failure, std::memory_order_relaxed);
+    if (const int failure = write_piece(fd_, notice.finish(), &taken)) {
+        last_error_.store(failure, std::memory_order_relaxed);
         return false;
     }
-    torn.store(false, std::memory_order_relaxed);
+    torn_.store(false, std::memory_order_relaxed);
     return true;
 }
 
 void Output::lose(uint32_t count, int error) {
-    last_error.store(error, std::memory_order_relaxed);
-    lost.fetch_add(count, std::memory_order_relaxed);
+    last_error_.store(error, std::memory_order_relaxed);
+    lost_.fetch_add(count, std::memory_order_relaxed);
 }
 
 } // namespace qz_tr

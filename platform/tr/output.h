@@ -29,15 +29,15 @@ class Output {
     void write_line(std::string_view line);
 
   private:
-    Output(int descriptor, bool close_at_end) : fd(descriptor), owned(close_at_end) {}
+    Output(int descriptor, bool close_at_end) : fd_(descriptor), owned_(close_at_end) {}
     bool write_loss_notice(uint32_t count);
     void lose(uint32_t count, int error);
 
-    const int fd;
-    const bool owned;
-    std::atomic<uint32_t> lost{0};
-    std::atomic<int> last_error{0};
-    std::atomic<bool> torn{false}; // the last write stopped inside a line
+    const int fd_;
+    const bool owned_;
+    std::atomic<uint32_t> lost_{0};
+    std::atomic<int> last_error_{0};
+    std::atomic<bool> torn_{false}; // the last write stopped inside a line
 };
 
 } // namespace qz_tr

@@ -48,12 +48,12 @@ void watch_forks() {
 // the count of session users wrong.
 class Without_Cancellation {
   public:
-    Without_Cancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_before); }
+    Without_Cancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_before_); }
     // A destructor cannot do this: with asynchronous cancellation the thread may end right here.
-    void end() { pthread_setcancelstate(state_before, nullptr); }
+    void end() { pthread_setcancelstate(state_before_, nullptr); }
 
   private:
-    int state_before = PTHREAD_CANCEL_ENABLE;
+    int state_before_ = PTHREAD_CANCEL_ENABLE;
 };
 
 // ---- Registration
