@@ -154,7 +154,7 @@ struct Entries {
     }
 
     // Corosync has no sites.
-    static constexpr qz_mox_service_t table = {get_cluster_info,
+    static constexpr qz_mox_service_t TABLE = {get_cluster_info,
                                                get_node_info,
                                                get_node_info_after_event,
                                                get_net_intf_info,
@@ -181,7 +181,7 @@ Corosync_Service::Corosync_Service(std::unique_ptr<wispd::Engine_Follower> follo
         peers_.emplace(std::move(peers->join));
     }
     installed = this;
-    qz_mox_install_service(&Entries::table);
+    qz_mox_install_service(&Entries::TABLE);
 }
 
 Corosync_Service::~Corosync_Service() {

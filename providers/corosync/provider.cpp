@@ -42,6 +42,6 @@ std::unique_ptr<mox_corosync::Corosync_Service> make_service() {
                                                             peer_settings());
 }
 
-const mox_service::Loaded_Service<mox_corosync::Corosync_Service> loaded("libqz_mox_corosync", make_service);
+const mox_service::Loaded_Service<mox_corosync::Corosync_Service> LOADED("libqz_mox_corosync", make_service);
 
 } // namespace

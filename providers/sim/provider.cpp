@@ -17,6 +17,6 @@ std::unique_ptr<mox_sim::Cluster_Player> make_player() {
     return std::make_unique<mox_sim::Cluster_Player>(play);
 }
 
-const mox_service::Loaded_Service<mox_sim::Cluster_Player> loaded("libqz_mox_sim", make_player);
+const mox_service::Loaded_Service<mox_sim::Cluster_Player> LOADED("libqz_mox_sim", make_player);
 
 } // namespace

@@ -169,7 +169,7 @@ struct Entries {
         }
     }
 
-    static constexpr qz_mox_service_t table = {get_cluster_info,
+    static constexpr qz_mox_service_t TABLE = {get_cluster_info,
                                                get_node_info,
                                                get_node_info_after_event,
                                                get_net_intf_info,
@@ -190,7 +190,7 @@ Simulated_Service::Simulated_Service() {
         throw std::logic_error("there is a simulated service already");
     }
     installed = this;
-    qz_mox_install_service(&Entries::table);
+    qz_mox_install_service(&Entries::TABLE);
 }
 
 Simulated_Service::~Simulated_Service() {

@@ -27,13 +27,16 @@ if(TARGET hb_daemon)
     wispd/pinned_files_test.cpp
     wispd/publisher_test.cpp
     wispd/record_reader_test.cpp
+    wispd/removed_networks_test.cpp
     wispd/route_writer_test.cpp
     wispd/routes_test.cpp
     wispd/security_segment_test.cpp
+    wispd/semaphores_test.cpp
     wispd/send_queue_test.cpp
     wispd/state_report_test.cpp
     wispd/subscription_test.cpp
     wispd/system_setup_test.cpp
+    wispd/text_files_test.cpp
     wispd/text_test.cpp
     wispd/timeline_test.cpp
     wispd/toml_hazards_test.cpp
@@ -49,9 +52,6 @@ if(TARGET hb_daemon)
     wispd_engine_source_test
     SOURCES
     wispd/engine_source_test.cpp
-    wispd/removed_networks_test.cpp
-    wispd/semaphores_test.cpp
-    wispd/text_files_test.cpp
     LIBS
     hb_engine
     hb_test_support

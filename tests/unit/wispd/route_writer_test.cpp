@@ -203,7 +203,7 @@ TEST_F(WispdRouteWriter, ReaderThatIsKilledInsideIsCountedOut) {
     }
     to.reset();
     char byte = 1;
-    ASSERT_EQ(read(from.get(), &byte, 1), 1);
+    ASSERT_EQ(::read(from.get(), &byte, 1), 1);
     Route_Writer writer(context_, segments_, routes_, LONG);
     writer.publish();
     EXPECT_FALSE(writer.is_current());
