@@ -3,7 +3,13 @@
 #   awk -v size=12 -f batches.awk FILE...
 #
 # Two sources that declare the same name outside of every class, as their anonymous namespaces do, come into different
-# batches. Declarations are recognised by their place: they start in the first column, as clang-format writes them.
+# batches. A source that names a function as the system names one is alone. Declarations are recognised by their place:
+# they start in the first column, as clang-format writes them.
+BEGIN {
+    count = split("accept bind close connect kill listen open pipe poll read recv select send wait write", words, " ")
+    for (i = 1; i <= count; ++i) of_system[words[i]]
+}
+
 FNR == 1 { file = ++files }
 
 /^#define / { note($2); next }
@@ -24,6 +30,7 @@ FNR == 1 { file = ++files }
 
 function note(name) {
     sub(/[^A-Za-z0-9_].*/, "", name)
+    if (name in of_system) alone[file]
     if (name != "") names[file] = names[file] " " name
 }
 
@@ -31,11 +38,11 @@ END {
     for (file = 1; file <= files; ++file) {
         count = split(names[file], own, " ")
         for (batch = 0; ; ++batch) {
-            fits = filled[batch] < size
+            fits = filled[batch] < (file in alone ? 1 : size)
             for (i = 1; fits && i <= count; ++i) fits = !((batch, own[i]) in taken)
             if (fits) break
         }
-        ++filled[batch]
+        filled[batch] += file in alone ? size : 1
         for (i = 1; i <= count; ++i) taken[batch, own[i]]
         print batch
     }
