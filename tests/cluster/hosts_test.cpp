@@ -154,8 +154,9 @@ TEST_F(HostsTest, AConfigurationThatIsWrongIsRejectedAndTheEngineGoesOnWithTheOl
     const Reload reload = hosts.reload(1);
     EXPECT_FALSE(reload.accepted);
     EXPECT_THAT(reload.message, HasSubstr("Could not reload configuration"));
-    EXPECT_TRUE(wait_until([&] { return hosts.log(1).find("Unable to reload config file") != std::string::npos; }))
-        << hosts.log(1); // the engine writes its log after its answer
+    EXPECT_TRUE(wait_until([&] {
+        return hosts.log(1).find("Unable to reload config file") != std::string::npos;
+    })) << hosts.log(1); // the engine writes its log after its answer
     EXPECT_EQ(hosts.value(1, "totem.token"), "1000");
 }
 
