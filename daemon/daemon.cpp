@@ -301,9 +301,8 @@ void Daemon::Impl::apply_settings(const Configuration_File &file, Reload why) {
     comparable.log_level = settings.log_level;
     comparable.log_file = settings.log_file;
     if (comparable != settings) {
-        log_warning("[daemon]: only client_queue_bytes, the limits of users, the delays and log_level can "
-                    "change while "
-                    "wispd runs; restart wispd to apply the rest");
+        log_warning("[daemon]: only client_queue_bytes, max_connections, user_*, *_seconds and log_level can "
+                    "change while wispd runs; restart wispd to apply the rest");
     }
     if (file.security != start_.file.security) {
         log_warning(

@@ -99,7 +99,7 @@ class Search {
             }
             placeholders_.add(skipped);
         }
-        throw Start_Failure(text("no inode for ", path_, " has free keys: ", taken_,
+        throw Start_Failure(text("no inode for ", path_, " has free IPC keys: ", taken_,
                                  " were tried, and segments or semaphores of other programs use their keys",
                                  whose(), "; list them with ipcs, and remove unused ones with ipcrm"));
     }
