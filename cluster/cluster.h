@@ -7,7 +7,8 @@
 //  - An adapter is up or down. Each time it comes up, its incarnation grows by one.
 //  - A node is configured while one of its adapters is configured, and up while one of its adapters is up. The
 //    local node is always up, because the daemon runs on it.
-//  - Where an engine reports the members, it alone decides which nodes are up. Other nodes' adapters are down.
+//  - Where an engine reports the members, it alone decides which nodes are up. Adapters of non-members are
+//    down.
 //  - Up and down describe liveness. Join and leave describe the configuration.
 //  - An adapter that carries IP is up only while it has an address.
 //  - An adapter is held down while it is disabled, its interface is down, or the engine reports it down. It

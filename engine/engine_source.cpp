@@ -65,7 +65,7 @@ void wait_for_either(const Shared &shared) {
     eventfd_read(shared.wake, &count);
 }
 
-// Calls `tell` while it holds the lock, and never after must_end is set.
+// Calls `deliver` while it holds the lock, and never after must_end is set.
 template <typename Deliver> void follow(Shared &shared, Deliver deliver) {
     while (true) {
         wait_for_either(shared);

@@ -17,7 +17,8 @@ namespace wispd {
 
 // Waits, without an event loop, for the first step: at most the grace, and a little longer while a query is
 // pending. Throws std::runtime_error, which states what is wrong with Corosync or its configuration. If
-// Corosync does not answer at all, the follower is lost.
+// Corosync does not answer at all, `follower` becomes null: the thread that waits for the answer keeps the
+// object.
 Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower);
 
 class Engine_Source {

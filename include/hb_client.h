@@ -442,7 +442,7 @@ typedef struct Hb_Subscription_Group {
 
 /* Opens the library: resolves the socket path from the environment, connects to the daemon, attaches the
  * shared segments and loads the configuration.  Does nothing if the library is open, even after
- * hb_remove_socket.  A program need not call it: functions marked "Opens" do.
+ * hb_remove_socket.  A program need not call it: functions marked "Opens" open the library themselves.
  * Waits without limit while a daemon delays accepting the connection or does not answer.  A signal whose
  * handler was installed without SA_RESTART ends the wait for the connection with error 15.  It does not end the
  * wait for an answer.  With a stopped daemon (SIGSTOP) the system still accepts the connection, so the call
@@ -458,8 +458,8 @@ HB_API Hb_Rc hb_init(void);
 /* Closes an open library: releases the cluster-event handlers and closes the connection, unless
  * hb_remove_socket has closed it.  The shared segments stay attached until the process ends or the library is
  * opened again.  Descriptors from hb_get_file_descriptor_array become invalid.
- * Cluster events that are still queued survive the call.  They are delivered after the next preparation and
- * commit, with the adapter numbers of the closed session.
+ * Cluster events that are still queued survive the call.  They are delivered after the next successful
+ * hb_migrate_to_mox_prep and hb_migrate_to_mox_commit, with the adapter numbers of the closed session.
  * It also closes a session that hb_init_communication interrupted, together with the connection that
  * hb_init_communication made.
  * If the library is not open, succeeds and does nothing: a connection that hb_init_communication made on a
@@ -723,7 +723,8 @@ HB_API Hb_Rc hb_add_all_adapters_to_subscription_group(Hb_Subscription_Group *gr
 HB_API Hb_Rc hb_add_all_sites_to_subscription_group(Hb_Subscription_Group *group);
 
 /* Return the members in ascending order; the record keeps the position.  All open.
- * Errors: 1 nothing left (-1, 0xFFFFFFFF or 65535 is written), 11 the group is of another kind. */
+ * Errors: 1 nothing left (*node becomes -1, *adapter 0xFFFFFFFF, *site 65535), 11 the group is of another
+ * kind. */
 HB_API Hb_Rc hb_get_first_subscription_node(Hb_Subscription_Group *group, Hb_Node_Number *node);
 HB_API Hb_Rc hb_get_next_subscription_node(Hb_Subscription_Group *group, Hb_Node_Number *node);
 HB_API Hb_Rc hb_get_first_subscription_adapter(Hb_Subscription_Group *group, Hb_Adapter_Number *adapter);
@@ -733,8 +734,8 @@ HB_API Hb_Rc hb_get_next_subscription_site(Hb_Subscription_Group *group, Hb_Site
 
 /* Subscribes to the events of the mask for the group's members.  The name has at most 31 characters; a longer
  * one is cut.  The group can be changed and subscribed again afterwards.
- * A mask of exactly 96 (site split and merge) subscribes to site events, whatever members the group holds, and
- * changes its type to a site group.  A mask of exactly 256 subscribes to messages from nodes with another
+ * A mask of exactly 96 (site split and merge) subscribes to site events, whatever members the group holds.  It
+ * makes the caller's group a site group.  A mask of exactly 256 subscribes to messages from nodes with another
  * configuration instance, and changes the type to Hb_Diff_Inst_Num_Subscription.  Does not open the library:
  * open it first.
  * Errors: 4 mask empty or with a bit outside 0x377, 11 the group is empty, 16, 18, 21, 22 sending failed
@@ -744,7 +745,8 @@ HB_API Hb_Rc hb_subscribe(char *group_name, Hb_Subscription_Group *group, int ev
 /* Ends the subscription with that name.  Opens.  Errors: 16, 18, 21, 22 sending failed. */
 HB_API Hb_Rc hb_unsubscribe(const char *name);
 
-/* Acknowledge a site split or merge.  They have no effect and succeed; they do not open the library. */
+/* For programs that acknowledge a site split or merge.  Both always succeed and do nothing.  They do not open
+ * the library. */
 HB_API Hb_Rc hb_site_down(Hb_Group *group);
 HB_API Hb_Rc hb_site_merge(Hb_Group *group);
 
@@ -830,10 +832,10 @@ HB_API Hb_Rc hb_ifconfig_down(unsigned int adapter);
 HB_API Hb_Rc hb_ifconfig_up(unsigned int adapter);
 
 /* The four functions below wait at most 55 seconds for the daemon's answer.  An event that arrives before the
- * answer is lost and ends the call with error 10.  A program that also reads events therefore needs a separate
- * connection for these requests.  Errors of all four: 2 no answer in time, 3 rejected, 4 out of range or not of
- * this node, 7 not configured, 8 the daemon could not do it, 10 unexpected answer, 12 waiting failed, or the
- * connection's descriptor is 1024 or above. */
+ * answer is lost and ends the call with error 10.  A program that also reads events should therefore use a
+ * separate process for these requests.  Errors of all four: 2 no answer in time, 3 rejected, 4 out of range or
+ * not of this node, 7 not configured, 8 the daemon could not do it, 10 unexpected answer, 12 waiting failed, or
+ * the connection's descriptor is 1024 or above. */
 
 /* Gives an adapter of this node the IPv4 address.  Also: 50 the address is in use, 51 the adapter cannot
  * use it. */

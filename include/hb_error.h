@@ -14,7 +14,7 @@
  *     hb_init: no daemon listens at the socket path, this user may not connect to it, or a signal ended the wait
  *     (HB_ERROR_CONNECT_FAILED, 15)
  *
- * Call hb_get_errno right after a call that returned Hb_Failure, and only then: a success leaves an earlier number.
+ * Call hb_get_errno right after a call that returned Hb_Failure, and only then: success does not reset the number.
  * Numbers 3 and 8 have a second meaning when the daemon's answer to a request sets them; their texts state both.
  *
  * Both functions accept every number and return a string that exists for as long as the program: do not free it.
