@@ -148,7 +148,7 @@ TEST_F(CorosyncServiceTest, AnEngineThatEndsAndReturnsWithinTheGraceIsNoNewsButO
 TEST_F(CorosyncServiceTest, WithoutAnEngineEverythingThatNeedsOneFails) {
     const Finished example = run(1, {EXAMPLE});
     EXPECT_EQ(1, example.exit_status);
-    EXPECT_THAT(example.errors, HasSubstr("the library's error number is 63"));
+    EXPECT_THAT(example.errors, HasSubstr("(HB_ERROR_CLUSTER_QUERY_FAILED, error 63)"));
     EXPECT_THAT(example.errors, HasSubstr("Corosync unreachable"));
 }
 
