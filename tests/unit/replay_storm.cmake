@@ -26,10 +26,8 @@ hb_add_test(
   LABELS
   unit)
 target_link_options(replay_storm_test PRIVATE "LINKER:--wrap=qz_mox_install_service")
-# A million steps are counted in minutes. A sanitizer's optimized code takes longer to compile than the storm to run.
-if(NOT HB_SANITIZE)
-  target_compile_options(replay_storm_test PRIVATE -O2)
-endif()
+# A million steps are counted in minutes.
+target_compile_options(replay_storm_test PRIVATE -O2)
 
 if(HB_BUILD_DAEMON)
   hb_add_test(
@@ -47,7 +45,5 @@ if(HB_BUILD_DAEMON)
     LABELS
     unit)
   target_link_options(replay_storm_corosync_test PRIVATE "LINKER:--wrap=qz_mox_install_service")
-  if(NOT HB_SANITIZE)
-    target_compile_options(replay_storm_corosync_test PRIVATE -O2)
-  endif()
+  target_compile_options(replay_storm_corosync_test PRIVATE -O2)
 endif()
