@@ -1,5 +1,6 @@
-# Set for every target under tests/.
+# HB_OF_TESTS is set for every target under tests/.
 define_property(TARGET PROPERTY HB_OF_TESTS INITIALIZE_FROM_VARIABLE HB_OF_TESTS)
+
 # hb_options: the language warnings, all of them errors, and the sanitizers. Every target of this project
 # links it privately.
 add_library(hb_options INTERFACE)

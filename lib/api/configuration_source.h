@@ -3,6 +3,6 @@
 
 #include "hb_client.h"
 
-// Requests the configuration from the daemon, or from the cluster service in MOX mode, and loads it. Errors:
-// 10, 16, 17, 23, 26, 27 and those of hb_send; 17, 63, 64, 65 in MOX mode.
+// Requests the configuration from the daemon, or from the cluster service in MOX mode, and loads it.
+// Errors: those of hb_request_configuration, or in MOX mode those of hb_mox_update_global_tbl.
 Hb_Rc hb_recv_config_info();
