@@ -21,7 +21,7 @@ int main(void) {
         struct pollfd ready = {descriptors[0], POLLIN, 0};
         while (poll(&ready, 1, -1) == 1 &&
                hb_get_event_message(descriptors, NULL, &event, name, &group, &sequence) == Hb_Success) {
-            printf("%lu: event %d", sequence, event); /* 1 died, 2 joined, 4 are up */
+            printf("%lu: event %d", sequence, event); /* event 1: died, 2: joined, 4: up now */
             if (event & (HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP))
                 for (int rc = hb_get_first_node(&group, &node); rc == Hb_Success;
                      rc = hb_get_next_node(&group, &node))
