@@ -40,7 +40,7 @@ class Socket_File {
     void listen();
     // Renames the file, which keeps its inode in use while another socket is created in its place.
     void set_aside(const std::string &path);
-    // Transfers the file to another owner, so that the destructor keeps it.
+    // Leaves the file in place: the destructor does not remove it.
     void forget() { path_.clear(); }
     const std::string &path() const { return path_; }
     // Returns and releases the listening descriptor; this object still owns the file.

@@ -9,9 +9,10 @@
  *  1. Results.  Unless stated otherwise, a function returns Hb_Success (2) or Hb_Failure (3).  After Hb_Failure
  *     hb_get_errno() returns the reason, an error number.  The process has one error number, which all threads
  *     share.  A later success does not change it.
- *  2. Opening.  A function marked "Opens" first opens the library, as hb_init() does, if it is not open.  If
- *     opening fails, the function returns Hb_Failure, has written nothing, and the error number is that of
- *     hb_init().  The numbers that opening can give are listed at hb_init() and are not repeated below.
+ *  2. Opening.  A function marked "Opens", itself or in the comment of its group, first opens the library, as
+ *     hb_init() does, if it is not open.  If opening fails, the function returns Hb_Failure, has written nothing,
+ *     and the error number is that of hb_init().  The numbers that opening can give are listed at hb_init() and
+ *     are not repeated below.
  *  3. Outputs.  A function writes its outputs on success only, unless it is documented to write a "none" value.
  *     A null output pointer gives error 4 before anything is sent or waited for.
  *  4. Iterations come in first/next pairs.  "First" starts at the beginning, whatever the cursor holds.  "Next"
@@ -48,8 +49,8 @@
  *
  * ERROR NUMBERS
  *
- *  hb_get_errno returns one of these.  The names are enumerators.  hb_error.h gives the name and a short text of each,
- *  for log lines.
+ *  hb_get_errno returns one of these.  The names are enumerators.  Three numbers have a second name with a meaning of
+ *  its own, introduced by "As".  hb_error.h gives the name and a short text of each number, for log lines.
  *
  *   0 HB_ERROR_NONE  no call has failed yet
  *
@@ -79,9 +80,10 @@
  *  The connection to the daemon
  *   2 HB_ERROR_TIMEOUT  the time-out ended before anything arrived
  *  10 HB_ERROR_UNEXPECTED_REPLY  the daemon sent an unexpected record, or one whose contents contradict each other
- *  12 HB_ERROR_RECEIVE_FAILED  waiting for the daemon or reading from it failed.  The records may be out of step then:
- *     call hb_terminate, and open again.  The daemon may also have died with a request unread; the next call then
- *     gives 16.  A cluster service that calls the library while the library opens receives this number, too.
+ *  12 HB_ERROR_RECEIVE_FAILED  waiting for the daemon or reading from it failed.  The library may no longer know
+ *     where the next record begins: call hb_terminate, and open again.  The daemon may also have died with a request
+ *     unread; the next call then gives 16.  A cluster service that calls the library while the library opens receives
+ *     this number, too.
  *  13 HB_ERROR_SOCKET_FAILED  the socket could not be created
  *  14 HB_ERROR_SOCKET_BUFFER_FAILED  the socket's buffer size could not be set
  *  15 HB_ERROR_CONNECT_FAILED  no daemon listens at the socket path, this user may not connect to it, or the path is
@@ -135,10 +137,10 @@
  *  70 HB_ERROR_NODE_STATE_UNKNOWN  a node's state is neither up nor down
  *  71 HB_ERROR_ADAPTER_STATE_UNKNOWN  an adapter's state is neither up nor down
  *  72 HB_ERROR_BAD_WAKE_UP  a byte from the event pipe of the library is not a wake-up
- *  73 HB_ERROR_NODES_DIFFER  a node of one configuration is missing in the other: in the cluster service's or in the
- *     daemon's; at a second commit, in the service's or in the one in use
+ *  73 HB_ERROR_NODES_DIFFER  the cluster service and the daemon do not configure the same nodes.  At a second commit:
+ *     the service and the configuration in use do not
  *  74 HB_ERROR_HANDLERS_NOT_CREATED  the cluster-event handlers could not be created, or the cluster service did not
- *     report its name
+ *     report the cluster's name
  *  75 HB_ERROR_NODE_UNKNOWN_TO_SERVICE  the cluster service does not know a node that the daemon knows
  *  81 HB_ERROR_NO_HANDLER  no cluster-event handler owns any of the ready descriptors
  *  82 HB_ERROR_HANDLER_NOT_REGISTERED  a cluster-event handler was unregistered more often than registered
@@ -273,7 +275,8 @@ typedef struct Hb_Network_Entry {
  * Events and the membership group record
  * ---------------------------------------------------------------------------------------------- */
 
-/* Kind of event.  A subscription's mask may hold 1, 2, 4, 16, 32, 64, 256 and 512. */
+/* Kind of event.  A subscription's mask may hold 1, 2, 4, 16, 32, 64, 256 and 512.  16 has no name, because no
+ * event has it. */
 typedef int32_t Hb_Events;
 enum {
     HB_EVENT_NONE = 0,            /* nothing to report */
@@ -482,8 +485,8 @@ HB_API int hb_get_errno(void);
  * hb_remove_socket closes the connection and hb_remove_client_select releases the wait set.  Both succeed, even
  * if there is none, and wait while another thread opens the library.  After hb_remove_socket an open library
  * stays open without its connection: queries answer from the loaded configuration, and requests fail with error
- * 22.  hb_get_file_descriptor_array and hb_get_event_message then reopen everything, since another daemon may
- * listen by now: connection, segments and configuration. */
+ * 22.  hb_get_file_descriptor_array and hb_get_event_message then reopen connection, segments and configuration,
+ * since another daemon may listen by now. */
 HB_API Hb_Rc hb_init_communication(void);
 HB_API Hb_Rc hb_remove_socket(void);
 HB_API Hb_Rc hb_remove_client_select(void);
@@ -523,8 +526,9 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  *
  * In cluster-event mode it does not wait: pass only the descriptors that are ready, followed by -1.  One call
  * reads one event, from the first descriptor in the array.  *events is 0 if there is nothing to report: no
- * subscription covers the event, or nothing has changed.  While there is no
- * subscription to nodes or adapters, events about them have the name "<EMPTY EVENT>".
+ * subscription covers the event, or nothing has changed.  The name is then "<EMPTY EVENT>".
+ * Without a subscription to nodes, the death or join of a node can still be reported: *events is then 1 or 2,
+ * and the name "<EMPTY EVENT>".
  *
  * In cluster-event mode it does not open the library.  In daemon mode it opens the library if there
  * is no usable connection; the caller must then subscribe again.  Opening may wait longer than the time-out
@@ -541,8 +545,8 @@ HB_API Hb_Rc hb_free_file_descriptor_array(int *descriptors);
  * event could not be read.  With 17, 63, 64 or 65 a change could not be determined, because memory was short or
  * the cluster service did not answer.  Nothing is reported or changed then; the next successful reading of the
  * service reports the difference.  If 64 or 65 occurs instead of the state event that follows a subscription,
- * that event is lost: subscribe again.  These numbers may also be set on success.  The call then reports that a
- * node died or returned, but not the changes of its adapters. */
+ * that event is lost: subscribe again.  17, 63, 64 and 65 may also be set on success.  The call then reports that
+ * a node died or returned, but not the changes of its adapters. */
 HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int *events, char *name,
                                   Hb_Group *group, unsigned long *seqnum_p);
 
@@ -551,7 +555,7 @@ HB_API Hb_Rc hb_get_event_message(int *descriptors, struct timeval *timeout, int
 HB_API Hb_Rc hb_get_client_hb_info(Hb_Client_Hb_Info *client_hb_info_p);
 
 /* ------------------------------------------------------------------------------------------------
- * Configuration: counts.  All open.  Errors: 4 (null pointer).
+ * Configuration: counts.  Opens (all functions).  Errors: 4 (null pointer).
  * ---------------------------------------------------------------------------------------------- */
 
 /* Returns the number of the node that this program runs on. */
@@ -566,7 +570,8 @@ HB_API Hb_Rc hb_get_number_of_configured_adapters(int *count);
 HB_API Hb_Rc hb_get_number_of_configured_sites(int *count);
 
 /* ------------------------------------------------------------------------------------------------
- * Configuration: iterations.  All open.  The caller owns the cursor and need not set it before "first".
+ * Configuration: iterations.  Opens (all functions).  The caller owns the cursor and need not set it before
+ * "first".
  * Errors: 1 nothing left (the none value is written, the cursor is unchanged), 4 null pointer.
  * ---------------------------------------------------------------------------------------------- */
 
@@ -601,14 +606,15 @@ HB_API Hb_Rc hb_get_next_configured_adapter_in_node(Hb_Node_Number node, Hb_Adap
                                                     Hb_Cursor *cursor);
 
 /* ------------------------------------------------------------------------------------------------
- * Configuration: look-ups.  All open.  Errors: 4 number out of range or null pointer; others are stated below.
+ * Configuration: look-ups.  Opens (all functions).  Errors: 4 number out of range or null pointer; others are
+ * stated below.
  * ---------------------------------------------------------------------------------------------- */
 
 /* Finds the first adapter, in the order of the configuration, that has this address.
  * Error 7: no adapter has it; *adapter becomes 0xFFFFFFFF. */
 HB_API Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number *adapter);
 
-/* Returns the adapter in slot offset (the network number) of a node.  Error 7: there is none. */
+/* Returns the adapter that a node has on the network with the number offset.  Error 7: there is none. */
 HB_API Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter);
 
 /* Returns how many adapters a node has.  Error 9: the node is not configured. */
@@ -628,7 +634,8 @@ HB_API Hb_Rc hb_get_adapter_address_by_number(Hb_Adapter_Number adapter, Hb_IP_a
 HB_API Hb_Rc hb_get_network_name_by_number(Hb_Network_Number network, char *name);
 
 /* Copies the network's type; type has at least 16 bytes.  Succeeds for any network in
- * range.  If the network is not configured, it copies the type in its entry, which is empty if it never was. */
+ * range.  A network that is not configured has no name, but its type is copied as well; it is empty unless the
+ * daemon sent one. */
 HB_API Hb_Rc hb_get_network_type_by_number(Hb_Network_Number network, char *type);
 
 /* Finds the lowest-numbered network of this name.  Error 8: there is none; *network becomes -1. */
@@ -638,13 +645,14 @@ HB_API Hb_Rc hb_get_network_number_by_name(char *name, Hb_Network_Number *networ
  * Reading an event's group record.  A null pointer gives error 4.
  * ---------------------------------------------------------------------------------------------- */
 
-/* Return the nodes of a node group in ascending order; the record keeps the position.  Open.
+/* Return the nodes of a node group in ascending order; the record keeps the position.  Opens (both functions).
  * Errors: 1 nothing left (*node becomes -1), 5 not a node group. */
 HB_API Hb_Rc hb_get_first_node(Hb_Group *group, Hb_Node_Number *node);
 HB_API Hb_Rc hb_get_next_node(Hb_Group *group, Hb_Node_Number *node);
 
 /* Return the adapters of an adapter group in ascending order; the record keeps the position.  Each comes with
- * its incarnation (bit 27 cleared) and whether it died because it was removed from the configuration.  Open.
+ * its incarnation (bit 27 cleared) and whether it died because it was removed from the configuration.  Opens
+ * (both functions).
  * Errors: 1 nothing left (*adapter is unchanged), 5 not an adapter group. */
 HB_API Hb_Rc hb_get_first_adapter(Hb_Group *group, Hb_Adapter_Identifier *adapter);
 HB_API Hb_Rc hb_get_next_adapter(Hb_Group *group, Hb_Adapter_Identifier *adapter);
@@ -703,7 +711,7 @@ HB_API Hb_Rc hb_empty_subscription_group(Hb_Subscription_Group *group);
 
 /* Add or remove one member.  The first member decides the kind of the group.  Adding a member twice or removing
  * an absent member succeeds.  A network stands for all its adapters.  It can be added only to an empty group,
- * and no second network can follow.  All open.
+ * and no second network can follow.  Opens (all functions).
  * Errors: 4 number out of range; not configured: 9 node, 7 adapter, 8 network, 84 site; 11 the group's kind
  * does not allow it: a node in a group of adapters or sites, an adapter in one of nodes or sites, a site in one
  * of nodes or adapters, a network in any group that is not empty.  Other mixtures are not rejected, but they
@@ -717,12 +725,12 @@ HB_API Hb_Rc hb_remove_network_from_subscription_group(Hb_Subscription_Group *gr
 HB_API Hb_Rc hb_add_site_to_subscription_group(Hb_Subscription_Group *group, Hb_Site_Number site);
 HB_API Hb_Rc hb_remove_site_from_subscription_group(Hb_Subscription_Group *group, Hb_Site_Number site);
 
-/* Replace the group's members with every configured node, adapter or site.  All open. */
+/* Replace the group's members with every configured node, adapter or site.  Opens (all functions). */
 HB_API Hb_Rc hb_add_all_nodes_to_subscription_group(Hb_Subscription_Group *group);
 HB_API Hb_Rc hb_add_all_adapters_to_subscription_group(Hb_Subscription_Group *group);
 HB_API Hb_Rc hb_add_all_sites_to_subscription_group(Hb_Subscription_Group *group);
 
-/* Return the members in ascending order; the record keeps the position.  All open.
+/* Return the members in ascending order; the record keeps the position.  Opens (all functions).
  * Errors: 1 nothing left (*node becomes -1, *adapter 0xFFFFFFFF, *site 65535), 11 the group is of another
  * kind. */
 HB_API Hb_Rc hb_get_first_subscription_node(Hb_Subscription_Group *group, Hb_Node_Number *node);
@@ -786,9 +794,9 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * reported by that event, after event 128.
  * The call waits while a stopped daemon does not read.  It opens a library that is not open, to reach the
  * daemon.  Always succeeds, but may set an error number: that of hb_init or of sending if the daemon could not
- * be asked; 17, 63, 64, 65, 70, 71 from reading the service; 59 if the events could not be signalled.  It sets
- * 73 if only one of the service and the daemon knows some node; at a second commit the configuration in use
- * takes the daemon's place. */
+ * be asked; 17, 63, 64, 65, 70, 71 from reading the service; 59 if the events could not be signalled; 73 if a
+ * node is known to the service or to the daemon, but not to both.  A second commit compares the service with the
+ * configuration in use instead. */
 HB_API Hb_Rc hb_migrate_to_mox_commit(void);
 
 /* Cancels the preparation and stays with the daemon.  After a commit, no handlers remain and no events are
@@ -807,11 +815,11 @@ HB_API Hb_Rc hb_mox_msg_received_from(short node);
 /* ------------------------------------------------------------------------------------------------
  * Control requests
  *
- * They inform the daemon, or ask it to act on an adapter of the local node.  All open.  Errors of all: 16, 18,
- * 21, 22 sending failed.  The daemon acts only for root and its configured group.  For any other user it
- * rejects a request that has an answer (error 3 or 8) and ignores a request that has none.  In cluster-event
- * mode the requests without an answer succeed without effect, and those with one fail with error 12.  After
- * hb_remove_socket both kinds fail with error 22 in daemon mode.
+ * They inform the daemon, or ask it to act on an adapter of the local node.  Opens (all functions).  Errors of
+ * all: 16, 18, 21, 22 sending failed.  The daemon acts only for root and its configured group.  For any other
+ * user it rejects a request that has an answer (error 3 or 8) and ignores a request that has none.  In
+ * cluster-event mode the requests without an answer succeed without effect, and those with one fail with error
+ * 12.  After hb_remove_socket both kinds fail with error 22 in daemon mode.
  * ---------------------------------------------------------------------------------------------- */
 
 /* Report that a node or adapter may be down, or is down.
@@ -842,7 +850,7 @@ HB_API Hb_Rc hb_ifconfig_up(unsigned int adapter);
 HB_API Hb_Rc hb_configure_adapter(unsigned int adapter, Hb_IP_address4 address);
 /* Removes the adapter's address. */
 HB_API Hb_Rc hb_unconfigure_adapter(unsigned int adapter);
-/* Exchanges the addresses of the adapter and of the adapter of this node that has this address. */
+/* Makes the adapter exchange addresses with the adapter of this node that has the given address. */
 HB_API Hb_Rc hb_swap_adapters(unsigned int adapter, Hb_IP_address4 address);
 /* Returns the state that the daemon reports for an adapter of this node: *state becomes an Hb_Entity_State.  A
  * daemon that rejects the request gives error 10 here, not 3. */
@@ -871,9 +879,9 @@ HB_API Hb_Rc hb_nim_manual_start_control(int ctrl, char *interface);
 HB_API Hb_Rc hb_mox_delayed_daemon_shutdown(void);
 
 /* ------------------------------------------------------------------------------------------------
- * Routes.  All open.  Errors: 4 node out of range or a null pointer.  In cluster-event mode no daemon can be
- * asked: hb_get_route fails with error 12, and hb_daemon_route_mcast succeeds without effect.  After
- * hb_remove_socket both fail with error 22 in daemon mode.
+ * Routes.  Opens (all functions).  Errors: 4 node out of range or a null pointer.  In cluster-event mode no
+ * daemon can be asked: hb_get_route fails with error 12, and hb_daemon_route_mcast succeeds without effect.
+ * After hb_remove_socket both fail with error 22 in daemon mode.
  * ---------------------------------------------------------------------------------------------- */
 
 /* The hops to a node, 176 bytes.  A separate length says how many are used. */

@@ -28,9 +28,9 @@ namespace wispd {
 
 class Client : public std::enable_shared_from_this<Client> {
   public:
-    // `on_request` is called for each request. `on_gone` is called once, never from within another call of the
-    // client. `on_user_full` must disconnect one of the user's clients, because the user's queue limit is
-    // reached.
+    // `on_request` is called for each request. `on_disconnected` is called once, never from within another call
+    // of the client. `on_user_full` must disconnect one of the user's clients, because the user's queue limit
+    // is reached.
     struct Handlers {
         std::function<void(Client &, const Request &)> on_request;
         std::function<void(Client &)> on_user_full;

@@ -81,7 +81,7 @@ enum Hb_Request_Status : int32_t {
 inline constexpr int HB_REQUEST_HEADER_SIZE = 76;
 inline constexpr int HB_REQUEST_MESSAGE_SIZE = 16460;
 inline constexpr int HB_REPLY_HEADER_SIZE = 108;
-inline constexpr int HB_REPLY_VALUE_END = 60; // a reply that is at least this long answers the request
+inline constexpr int HB_REPLY_VALUE_END = 60; // a shorter packet has no `value`, and is no valid reply
 inline constexpr int HB_REPLY_MESSAGE_SIZE = 6298676;
 inline constexpr int HB_RECORD_MAX = HB_REPLY_HEADER_SIZE + HB_REPLY_MESSAGE_SIZE;
 
@@ -195,7 +195,7 @@ static_assert(offsetof(Hb_Snapshot_Header, Hb_adapters_per_node) == 8);
 static_assert(offsetof(Hb_Snapshot_Header, Hb_num_adapters) == 12);
 static_assert(offsetof(Hb_Snapshot_Header, Hb_num_networks) == 16);
 
-// The body of the adapter events: `last`, then last + 1 of these.
+// The body of the adapter events: a 32-bit index of the last pair (-1: no pair), then the pairs.
 struct Hb_Adapter_Event_Pair {
     Hb_Adapter_Number adapter;
     Hb_Incarnation incarnation;

@@ -48,13 +48,13 @@ class Monitors {
     std::optional<Reading> take(int fd, int category);
     // Removes the readings for which `which` returns true from every open monitor of that name.
     void withdraw(const std::string &name, const std::function<bool(const Reading &)> &which);
-    // Returns the readings of the monitor of that name with the most unread events, in order. The result is
-    // valid until the next call.
+    // Several monitors of one name can be open. Returns the readings, in order, of the one that holds most. The
+    // result is valid until the next call.
     const std::deque<Reading> &held(const std::string &name);
     // Returns true if an open monitor holds the reading with that id.
     bool holds(uint64_t id);
     bool any_open();
-    // Returns the category of the last reading of that monitor, or nothing before the first reading.
+    // Returns the category that the last take() from a monitor of that name requested; nothing before the first.
     std::optional<int> category_asked(const std::string &name) const;
 
   private:

@@ -76,7 +76,7 @@ class ORBFSHandler {
     void constructNodeEvent(int node, MOX_Event **ev, int events);
     // Makes one event for the adapters of a node that died or joined. With HB_EVENT_DEATH it marks them down in
     // the live table. With HB_EVENT_JOIN it queries the service for the adapters that are up, and leaves out
-    // those that the live table already has up. Adapter numbers are those of the working table, if there is
+    // those that are already up in the live table. Adapter numbers are those of the working table, if there is
     // one. Errors: HB_ERROR_INTERFACE_QUERY_FAILED (65) the service did not answer.
     Hb_Rc constructAdapterEventOnNode(int node, MOX_Event **ev, int events);
     void construct_an_adapter_event(MOX_Event **ev, int events, unsigned int adapter_num);
