@@ -73,7 +73,7 @@ Changes Cluster::clear_address(int64_t adapter) {
     const std::size_t number = check_configured_adapter(adapter);
     Adapter &it = adapters_[number];
     if (!is_address(it.address)) {
-        throw Refused(text("adapter ", adapter, " has no address already"));
+        throw Refused(text("adapter ", adapter, " already has no address"));
     }
     Changes changes = begin();
     if (it.up) {

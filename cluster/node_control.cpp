@@ -197,7 +197,7 @@ Outcome Node_Control::configure(std::size_t adapter, const Hb_IP_address4 &addre
 
 Outcome Node_Control::unconfigure(std::size_t adapter) {
     if (!is_address(cluster_.adapters()[adapter].address)) {
-        return refused(REQUEST_NOT_CONFIGURED, text("adapter ", adapter, " has no address already"));
+        return refused(REQUEST_NOT_CONFIGURED, text("adapter ", adapter, " already has no address"));
     }
     return attempt(text("adapter ", adapter, " no longer has an address"),
                    [&] { return cluster_.clear_address(static_cast<int64_t>(adapter)); });

@@ -49,7 +49,7 @@ bool Record_Reader::feed(std::span<const char> bytes, const std::function<bool(c
         const std::size_t body_size = held_.size() - PREFIX_SIZE - HB_REQUEST_HEADER_SIZE;
         const int32_t said = int_at(record + offsetof(packet_t, len));
         if (said < 0 || static_cast<std::size_t>(said) != body_size) {
-            return fail(text("a request that states ", said, " bytes in a record of ", body_size));
+            return fail(text("a request that states a body of ", said, " bytes and carries ", body_size));
         }
         Request request;
         request.kind = int_at(record + offsetof(packet_t, kind));

@@ -49,9 +49,9 @@ class Placeholders {
             const Descriptor file(
                 open(name(made_).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
             if (file.get() < 0) {
-                throw Start_Failure(
-                    text("cannot create ", name(made_), ", the ", made_,
-                         "th file that skips inodes whose keys are in use: ", std::strerror(errno)));
+                throw Start_Failure(text("cannot create ", name(made_),
+                                         " (one of the files that skip inodes with used IPC keys; ", made_,
+                                         " exist): ", std::strerror(errno)));
             }
             ++made_;
         }
@@ -120,7 +120,7 @@ class Search {
     }
     void report() const {
         if (taken_ > 0) {
-            log_warning(text("the keys of ", taken_, " inodes for ", path_,
+            log_warning(text("the IPC keys of ", taken_, " inodes for ", path_,
                              " are used by segments or semaphores of other programs", whose(),
                              "; using another inode"));
         }

@@ -85,7 +85,7 @@ TEST_F(WispdRecordReader, RefusesLengthsOutOfRangeBeforeKeepingAnything) {
 
 TEST_F(WispdRecordReader, RefusesALenThatIsNotTheBodys) {
     EXPECT_FALSE(feed(request("4f000000", "d2000000", "02000000", hex("616200"))));
-    EXPECT_EQ(reader_.fault(), "a request that states 2 bytes in a record of 3");
+    EXPECT_EQ(reader_.fault(), "a request that states a body of 2 bytes and carries 3");
     EXPECT_TRUE(taken_.empty());
 }
 
