@@ -78,7 +78,7 @@ Cluster::Numbering Cluster::place_of(std::size_t adapter) const {
     return {number / adapters_per_node_, number % adapters_per_node_};
 }
 
-std::ranges::iota_view<std::size_t, std::size_t> Cluster::slots_of(std::size_t node) const {
+Cluster::Slots Cluster::slots_of(std::size_t node) const {
     const auto per_node = static_cast<std::size_t>(adapters_per_node_);
     return {node * per_node, (node + 1) * per_node};
 }

@@ -17,7 +17,6 @@
 
 #include <map>
 #include <optional>
-#include <ranges>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -148,10 +147,36 @@ class Cluster {
         int slot;
     };
 
+    // A node's adapter numbers, for a loop. clang 14 cannot compile libstdc++'s range of numbers.
+    class Slots {
+      public:
+        class Iterator {
+          public:
+            explicit Iterator(std::size_t adapter) : adapter_(adapter) {}
+            std::size_t operator*() const { return adapter_; }
+            Iterator &operator++() {
+                ++adapter_;
+                return *this;
+            }
+            bool operator==(const Iterator &) const = default;
+
+          private:
+            std::size_t adapter_;
+        };
+
+        Slots(std::size_t first, std::size_t end) : first_(first), end_(end) {}
+        Iterator begin() const { return Iterator(first_); }
+        Iterator end() const { return Iterator(end_); }
+
+      private:
+        std::size_t first_;
+        std::size_t end_;
+    };
+
     void load(const Configuration &configuration);
     Numbering place_of(std::size_t adapter) const;
     // Returns all adapter numbers of the node, whether or not they are in use.
-    std::ranges::iota_view<std::size_t, std::size_t> slots_of(std::size_t node) const;
+    Slots slots_of(std::size_t node) const;
     std::size_t check_node(int node) const;
     std::size_t check_configured_node(int node) const;
     std::size_t check_adapter(int64_t adapter) const;

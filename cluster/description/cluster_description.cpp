@@ -171,7 +171,8 @@ uint32_t read_key_type(const Toml_Reader &reader, uint32_t otherwise) {
         return otherwise;
     }
     const std::string written = reader.string("key_type", NAME_LONGEST);
-    for (uint32_t type : {SEC_KEY_TYPE_HMAC_SHA256, SEC_KEY_TYPE_HMAC_SHA512, SEC_KEY_TYPE_AES_CMAC}) {
+    for (const uint32_t type : std::initializer_list<uint32_t>{
+             SEC_KEY_TYPE_HMAC_SHA256, SEC_KEY_TYPE_HMAC_SHA512, SEC_KEY_TYPE_AES_CMAC}) {
         if (written == key_type_name(type)) {
             return type;
         }

@@ -384,7 +384,7 @@ TEST_F(Trace, ANamedPipeThatNobodyReadsIsReportedNotWaitedFor) {
 }
 
 TEST_F(Trace, AFileAtTheSizeLimitLosesRecordsVisiblyAndKillsNobody) {
-    const Child_Result child = in_child(environment(), [this] {
+    const Child_Result child = in_child(environment(), [] {
         signal(SIGXFSZ, SIG_DFL);
         const Component component;
         rlimit before{};

@@ -41,7 +41,7 @@ Hb_Rc ORBFSRepositoryDiskHandler::handler(int *events, char *name, Hb_Group *gro
             if (out.group != nullptr) {
                 fill(*out.group, record.node_number, *out.events);
             }
-            std::strcpy(out.name, "Hb_Repository_Disk");
+            std::strcpy(out.name, EVENT_NAME);
             *out.sequence_number = 0;
             return Hb_Success;
         });

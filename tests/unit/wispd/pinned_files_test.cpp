@@ -79,7 +79,7 @@ TEST_F(WispdFiles, NothingIsPinnedWhereNothingIs) {
 
 TEST_F(WispdFiles, DirectoryThatOthersWriteToIsUnsafeUnlessItIsSticky) {
     EXPECT_EQ(why_unsafe(path_), "");
-    for (const mode_t mode : {0777, 0702}) {
+    for (const mode_t mode : {0777U, 0702U}) {
         ASSERT_EQ(chmod(directory_.path().c_str(), mode), 0);
         EXPECT_EQ(why_unsafe(path_),
                   "other users can write to the directory " + directory_.path() + ", which is not sticky");
@@ -117,7 +117,7 @@ TEST_F(WispdFiles, DirectoryOrLinkOfAnotherUserIsUnsafeAlsoFurtherUp) {
 // ---- The log file ----
 
 TEST_F(WispdFiles, LogFileHasItsModeWhateverTheUmask) {
-    for (const mode_t mask : {0000, 0077}) {
+    for (const mode_t mask : {0000U, 0077U}) {
         const mode_t before = umask(mask);
         { const wispd::Log_File file(path_); }
         umask(before);
