@@ -18,7 +18,7 @@
 namespace hb_test {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HB_ADDRESS_SANITIZER)
 constexpr int STEPS = 2000; // a step takes several times longer
 #else
 constexpr int STEPS = 5000;
@@ -109,6 +109,11 @@ class Storm {
     }
 
     const Model &model() const { return model_; }
+    // Returns whether the storm has been varied enough.
+    bool had_rare_cases() const {
+        return model_.markers_in_a_row > 0 && model_.outages > 0 && model_.owed_comparisons > 0 &&
+               model_.records_alone > 0;
+    }
     const mox_sim::Simulated_Service &service() const { return client_.service; }
 
   private:
@@ -419,7 +424,11 @@ class Storms : public testing::TestWithParam<unsigned> {};
 void run_storm(unsigned seed) {
     Storm storm(seed);
     storm.open();
-    for (int step = 0; step < STEPS && !testing::Test::HasFailure(); ++step) {
+    // Rare cases take longer with some seeds, and a seed's steps depend on the compiler's order of evaluation.
+    for (int step = 0; step < STEPS || (step < 5 * STEPS && !storm.had_rare_cases()); ++step) {
+        if (testing::Test::HasFailure()) {
+            break;
+        }
         SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
         storm.step();
     }
@@ -428,11 +437,7 @@ void run_storm(unsigned seed) {
     }
     EXPECT_EQ(0, storm.service().lists_out());
     EXPECT_EQ(0, storm.service().events_out());
-    // The storm was varied enough: these rare cases occurred.
-    EXPECT_LT(0, storm.model().markers_in_a_row);
-    EXPECT_LT(0, storm.model().outages);
-    EXPECT_LT(0, storm.model().owed_comparisons);
-    EXPECT_LT(0, storm.model().records_alone);
+    EXPECT_TRUE(storm.had_rare_cases());
 }
 
 TEST_P(Storms, EveryCallGivesWhatTheModelSays) {
