@@ -1,8 +1,9 @@
 # Several sources compiled as one, which takes half the time or less: the standard library's templates, and those of the
-# large header libraries, are instantiated once for all of them. The plain 64-bit build leaves it off, so each source
-# still compiles alone somewhere. The client library and the platform's are never built so: their tests stand between
-# one source and another.
-option(HB_UNITY "Compile several sources of the daemon, the tools and the tests as one" OFF)
+# large header libraries, are instantiated once for all of them. The plain 64-bit build unites the tests only, so each
+# source of the product still compiles alone somewhere. The client library and the platform's are never built so: their
+# tests stand between one source and another.
+set(HB_UNITY OFF CACHE STRING "Compile several sources as one: OFF, TESTS (those of the tests), ON (the daemon's as well)")
+set_property(CACHE HB_UNITY PROPERTY STRINGS OFF TESTS ON)
 find_program(HB_AWK awk)
 
 # hb_unite_sources(FOLDERS...): compiles the C++ sources of each target of these folders up to twelve at a time.
@@ -56,7 +57,7 @@ function(hb_unite_sources_of target)
     file(CONFIGURE OUTPUT "${file}" CONTENT "${text_${batch}}" @ONLY)
     # The sources see each other's names; where each is compiled alone these warnings stay.
     set_source_files_properties("${file}" TARGET_DIRECTORY ${target} PROPERTIES COMPILE_OPTIONS
-                                                                                "-Wno-shadow;-Wno-subobject-linkage")
+                                                                                "-Wno-shadow;$<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>")
     list(APPEND left "${file}")
   endforeach()
   set_property(TARGET ${target} PROPERTY SOURCES ${left})

@@ -16,7 +16,16 @@ endif()
 if(HB_SANITIZE)
   target_compile_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE} -fno-sanitize-recover=all
                                               -fno-omit-frame-pointer)
-  target_link_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE})
+  # A C program loads what the library needs of C++.
+  target_link_options(hb_options INTERFACE -fsanitize=${HB_SANITIZE}
+                      "$<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime;-lstdc++>")
+  # Each compiler says so with a macro of its own.
+  foreach(sanitizer address thread)
+    if(HB_SANITIZE MATCHES ${sanitizer})
+      string(TOUPPER ${sanitizer} sanitizer)
+      target_compile_definitions(hb_options INTERFACE HB_${sanitizer}_SANITIZER)
+    endif()
+  endforeach()
   # In the tests' own code these checks find nothing that the address sanitizer does not, and they take a third of the
   # time that it compiles. What is tested keeps them.
   if(HB_SANITIZE MATCHES "undefined")

@@ -124,7 +124,7 @@ ISOLATED_TEST(Segments, AreAttachedReadOnly) {
 }
 
 TEST(Segments, WritingToOneIsAFault) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(HB_ADDRESS_SANITIZER) || defined(HB_THREAD_SANITIZER)
     constexpr bool handled = true; // the sanitizer reports the fault and ends the process itself
 #else
     constexpr bool handled = false;

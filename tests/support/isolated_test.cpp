@@ -151,7 +151,7 @@ ISOLATED_TEST(Isolated, TheMacroRunsTheBodyInAChildProcess) {
     EXPECT_EQ(FIRST_PROCESS, getppid());
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HB_ADDRESS_SANITIZER)
 TEST(Isolated, ALeakFailsTheChild) {
     const Isolated_Result result = run_in_child([] {
         char *volatile lost = nullptr;

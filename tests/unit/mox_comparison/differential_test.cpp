@@ -72,7 +72,8 @@ class Generator {
             table.adapters.push_back(some); // twice
             break;
         case 4:
-            table.adapters.erase(table.adapters.begin() + pick(table.adapters.size()));
+            table.adapters.erase(table.adapters.begin() +
+                                 static_cast<std::ptrdiff_t>(pick(table.adapters.size())));
             break;
         case 5:
             std::swap(some, table.adapters[pick(table.adapters.size())]);
@@ -129,7 +130,7 @@ void compare_random_tables(unsigned seed, int pairs, unsigned largest) {
     }
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HB_ADDRESS_SANITIZER)
 constexpr int DIVISOR = 5; // checking a 393 KB event takes long
 #else
 constexpr int DIVISOR = 1;

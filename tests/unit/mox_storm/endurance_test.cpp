@@ -13,7 +13,7 @@
 namespace hb_test {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(HB_ADDRESS_SANITIZER)
 constexpr int DIVISOR = 20; // an event takes many times longer
 #else
 constexpr int DIVISOR = 1;
