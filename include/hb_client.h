@@ -49,8 +49,9 @@
  *
  * ERROR NUMBERS
  *
- *  hb_get_errno returns one of these.  The names are enumerators.  Three numbers have a second name with a meaning of
- *  its own, introduced by "As".  hb_error.h gives the name and a short text of each number, for log lines.
+ *  hb_get_errno returns one of these.  The names are enumerators.  Three numbers have two meanings and a name for
+ *  each meaning; the second name follows the word "As".  hb_error.h gives the name and a short text of each number,
+ *  for log lines.
  *
  *   0 HB_ERROR_NONE  no call has failed yet
  *
@@ -138,7 +139,7 @@
  *  71 HB_ERROR_ADAPTER_STATE_UNKNOWN  an adapter's state is neither up nor down
  *  72 HB_ERROR_BAD_WAKE_UP  a byte from the event pipe of the library is not a wake-up
  *  73 HB_ERROR_NODES_DIFFER  the cluster service and the daemon do not configure the same nodes.  At a second commit:
- *     the service and the configuration in use do not
+ *     the service's nodes differ from those of the configuration in use
  *  74 HB_ERROR_HANDLERS_NOT_CREATED  the cluster-event handlers could not be created, or the cluster service did not
  *     report the cluster's name
  *  75 HB_ERROR_NODE_UNKNOWN_TO_SERVICE  the cluster service does not know a node that the daemon knows
@@ -251,8 +252,8 @@ typedef int32_t Hb_Entity_State_Reason;
 enum {
     Hb_Entity_State_Reason_Down = 0,
     Hb_Entity_State_Reason_Up = 1,
-    Hb_Entity_State_Reason_KOBAL_Down = 2,
-    Hb_Entity_State_Reason_KOBAL_Up = 3
+    Hb_Entity_State_Reason_KOBAL_Down = 2, /* reported dead, though the service may see it up */
+    Hb_Entity_State_Reason_KOBAL_Up = 3    /* up again after such a report, or after a message */
 };
 
 /* One configured adapter, 64 bytes. */
@@ -395,17 +396,18 @@ typedef struct Hb_Client_Hb_Info {
  * The subscription group
  * ---------------------------------------------------------------------------------------------- */
 
+/* Kind of a subscription group.  A record has an "all" type only while hb_subscribe runs. */
 typedef int32_t Hb_Subscription_Type;
 enum {
     Hb_Node_Subscription = 0,
-    Hb_All_Nodes_Subscription = 1, /* hb_subscribe sets this and the other "all" types while it runs */
+    Hb_All_Nodes_Subscription = 1,
     Hb_Adapter_Subscription = 2,
-    Hb_All_Adapters_Subscription = 3, /* only while hb_subscribe runs */
+    Hb_All_Adapters_Subscription = 3,
     Hb_Empty_Subscription = 4,
     Hb_Network_Subscription = 5,
     Hb_Diff_Inst_Num_Subscription = 6,
     Hb_Site_Subscription = 7,
-    Hb_All_Sites_Subscription = 8 /* only while hb_subscribe runs */
+    Hb_All_Sites_Subscription = 8
 };
 
 /* Sizes of the bitmaps in bytes.  Number i is bit 0x80 >> (i mod 8) of byte i / 8. */
@@ -465,8 +467,8 @@ HB_API Hb_Rc hb_init(void);
  * hb_migrate_to_mox_prep and hb_migrate_to_mox_commit, with the adapter numbers of the closed session.
  * It also closes a session that hb_init_communication interrupted, together with the connection that
  * hb_init_communication made.
- * If the library is not open, succeeds and does nothing: a connection that hb_init_communication made on a
- * closed library stays open. */
+ * If no session is open or interrupted, succeeds and does nothing: a connection that hb_init_communication made
+ * on a closed library stays open. */
 HB_API Hb_Rc hb_terminate(void);
 
 /* Returns the error number of the last failure in any thread, or 0 if nothing has failed.  Does not open the
@@ -478,9 +480,9 @@ HB_API int hb_get_errno(void);
  *
  * hb_init_communication resolves the socket path, closes an existing connection and wait set, and makes new
  * ones.  Subscriptions of the old connection end.  On the new connection hb_subscribe and hb_get_event_message
- * work without a configuration.  If the library was open, it is closed, and its configuration is empty.
- * A later function marked "Opens" makes another connection.  hb_terminate closes the interrupted session and
- * this connection.  hb_init_communication waits as hb_init does.  Errors: 12, 13, 14, 15, 17.
+ * work without a configuration.  In daemon mode it interrupts an open session: the configuration becomes empty,
+ * and hb_terminate closes the session together with the new connection.  A later function marked "Opens" makes
+ * another connection.  hb_init_communication waits as hb_init does.  Errors: 12, 13, 14, 15, 17.
  *
  * hb_remove_socket closes the connection and hb_remove_client_select releases the wait set.  Both succeed, even
  * if there is none, and wait while another thread opens the library.  After hb_remove_socket an open library
@@ -614,7 +616,7 @@ HB_API Hb_Rc hb_get_next_configured_adapter_in_node(Hb_Node_Number node, Hb_Adap
  * Error 7: no adapter has it; *adapter becomes 0xFFFFFFFF. */
 HB_API Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number *adapter);
 
-/* Returns the adapter that a node has on the network with the number offset.  Error 7: there is none. */
+/* Returns the adapter that a node has on a network; offset is the network's number.  Error 7: there is none. */
 HB_API Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter);
 
 /* Returns how many adapters a node has.  Error 9: the node is not configured. */
@@ -790,8 +792,8 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * After a commit without a successful preparation, no events are delivered until a later preparation and commit
  * succeed.
  * A second commit reports what has changed in the configuration since the first.  It discards unread events
- * about the configuration and the node list.  A node or adapter whose own death or return event is unread is
- * reported by that event, after event 128.
+ * about the configuration and the node list.  It keeps unread events about the death or return of single
+ * nodes and adapters.  The program receives those events after event 128.
  * The call waits while a stopped daemon does not read.  It opens a library that is not open, to reach the
  * daemon.  Always succeeds, but may set an error number: that of hb_init or of sending if the daemon could not
  * be asked; 17, 63, 64, 65, 70, 71 from reading the service; 59 if the events could not be signalled; 73 if a
@@ -905,9 +907,10 @@ HB_API Hb_Rc hb_read_route(Hb_Node_Number node, Hb_Route *route, uint16_t *lengt
 HB_API Hb_Rc hb_read_ip_route(Hb_Node_Number node, Hb_Route *route, uint16_t *length);
 
 /* Asks the daemon to deliver the buffers, one after the other, to a port on n nodes.  Only the low 16 bits of
- * port count.  0 to 6 buffers, none null or empty; 1 to 2049 nodes, none listed twice.  More than two nodes are
- * sorted in the caller's array, even if the call then fails because of the buffers or the size.  The whole
- * request, 60 + 4 x n bytes plus the payload, has at most 10000 bytes.  The call does not wait for an answer.
+ * port are used.  0 to 6 buffers, none null or empty; 1 to 2049 nodes, none listed twice.  If n is above 2, the
+ * call sorts the caller's array of nodes, even if it then fails because of the buffers or the size.  The
+ * whole request, 60 + 4 x n bytes plus the payload, has at most 10000 bytes.  The call does not wait for an
+ * answer.
  * Errors: 4 a pointer or buffer is null, a count or length is out of range, a node is listed twice; 53 too
  * large; 16, 18, 21, 22 sending failed. */
 HB_API Hb_Rc hb_daemon_route_mcast(const struct iovec *iov, int count, int port, int *nodes, int n);

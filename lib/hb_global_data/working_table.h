@@ -1,5 +1,5 @@
-// The configuration tables that are newer than the live table, from which queries answer. The newest of them is
-// the working table in global_config_tbl_new. Older ones are set aside until their turn comes.
+// Queries answer from the live table. This header is for the configuration tables that are newer than it. The
+// newest of all is the working table in global_config_tbl_new. Older ones are set aside until their turn comes.
 //
 // A pending table waits for its marker: the configuration event in the queue that announces it. The table
 // becomes live when the program receives that event. Events before the marker use the adapter numbers of the
@@ -44,7 +44,7 @@ void MOX_revive_node_in_waiting_tables(int node);
 const Hb_Configuration_Internal &MOX_newest_table();
 
 // Makes the newest table the live one while the object exists. A new table must be compared with the state that
-// the program knows after all queued events, and not with the state that it knows now.
+// the program will know when it has received all queued events. The state that it knows now is older.
 class MOX_Newest_Table_As_Live {
   public:
     MOX_Newest_Table_As_Live();

@@ -178,8 +178,8 @@ static_assert(sizeof(client_packet) == HB_RECORD_MAX);
 
 // ---- Bodies ----
 
-// The body of HB_CONFIGURATION_INFO and HB_CONFIGURATION_UPDATE. Hb_num_adapters Hb_Adapter_Entry and then
-// Hb_num_networks Hb_Network_Entry follow.
+// The head of the body of HB_CONFIGURATION_INFO and HB_CONFIGURATION_UPDATE. The adapters follow, each an
+// Hb_Adapter_Entry, and then the networks, each an Hb_Network_Entry.
 struct Hb_Snapshot_Header {
     Hb_Node_Number local_node_number;
     int16_t padding;

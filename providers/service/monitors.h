@@ -40,8 +40,8 @@ class Monitors {
     // Returns a descriptor for the opener to wait on and close, or -1 with errno set. It is also readable while
     // any of the sources is. The sources must stay open during the lifetime of this object.
     int open(const std::string &name, const std::vector<int> &sources = {});
-    // Adds the reading to every open monitor of that name, and numbers an unnumbered event. Returns the
-    // reading's id, which is never 0.
+    // Adds the reading to every open monitor of that name. An event without a sequence number gets the
+    // reading's id as its number. Returns that id, which is never 0.
     uint64_t push(const std::string &name, Reading reading);
     // Removes and returns the next reading of the descriptor, or nothing if no reading is pending. `category`
     // is the category that the reader requests.
