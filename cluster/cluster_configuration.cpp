@@ -61,11 +61,11 @@ void Cluster::carry_over(std::size_t adapter, const Before &before, Changes &cha
     if (!old.up) {
         return;
     }
-    const auto told = static_cast<Hb_Adapter_Number>(adapter);
+    const auto number = static_cast<Hb_Adapter_Number>(adapter);
     if (!stays) {
-        changes.adapter_deaths.push_back({told, old.incarnation | REMOVED_FROM_CONFIGURATION});
+        changes.adapter_deaths.push_back({number, old.incarnation | REMOVED_FROM_CONFIGURATION});
     } else if (old.starts_up && !adapters_[adapter].starts_up) {
-        changes.adapter_deaths.push_back({told, old.incarnation});
+        changes.adapter_deaths.push_back({number, old.incarnation});
     } else {
         adapters_[adapter].up = true;
         ++nodes_[node].up_adapters;

@@ -35,9 +35,9 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
         }
         for (const std::size_t adapter : slots_of(number)) {
             if (adapters_[adapter].configured) {
-                const auto told = static_cast<int64_t>(adapter);
-                set_adapter_liveness(adapter, is_member && liveness.adapters.contains(told),
-                                     node_back || liveness.adapters_back.contains(told),
+                const auto slot = static_cast<int64_t>(adapter);
+                set_adapter_liveness(adapter, is_member && liveness.adapters.contains(slot),
+                                     node_back || liveness.adapters_back.contains(slot),
                                      lowest == liveness.incarnations.end() ? 0 : lowest->second, changes);
             }
         }

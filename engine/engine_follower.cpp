@@ -17,9 +17,9 @@ int64_t seconds_of(std::chrono::milliseconds time) {
     return std::chrono::duration_cast<std::chrono::seconds>(time).count();
 }
 
-bool says_the_same(const Liveness &is, const Liveness &told) {
-    return is.nodes_back.empty() && is.adapters_back.empty() && is.nodes == told.nodes &&
-           is.adapters == told.adapters;
+bool is_same_report(const Liveness &is, const Liveness &reported) {
+    return is.nodes_back.empty() && is.adapters_back.empty() && is.nodes == reported.nodes &&
+           is.adapters == reported.adapters;
 }
 
 } // namespace
@@ -58,13 +58,13 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
     std::optional<Engine_Step> step;
     if (configuration_) {
         Liveness is = liveness();
-        if (configuration_is_new_ || !told_ || !says_the_same(is, *told_)) {
+        if (configuration_is_new_ || !reported_ || !is_same_report(is, *reported_)) {
             step.emplace();
             step->liveness = is;
             if (std::exchange(configuration_is_new_, false)) {
                 step->configuration = configuration_;
             }
-            told_ = std::move(is);
+            reported_ = std::move(is);
         }
     }
     wait_point_.wake_at(next_due());
@@ -87,8 +87,8 @@ Engine_Follower::Time Engine_Follower::next_due() const {
 void Engine_Follower::connect(Time now) {
     ++status_.attempts;
     // A new engine starts its counters again.
-    members_told_.clear();
-    links_told_.clear();
+    members_reported_.clear();
+    links_reported_.clear();
     engine_ = connect_();
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
@@ -188,7 +188,7 @@ void Engine_Follower::check_links(Time now) {
     } else if (now >= next_check_) {
         if (std::exchange(must_count_joins_, false)) {
             // A correction of the estimated counts is not a flap: real flaps were reported already.
-            members_ = members_told_ = engine_->count_joins();
+            members_ = members_reported_ = engine_->count_joins();
         }
         links_ = engine_->links(engine_configuration_);
         next_check_ = now + settings_.patience.poll;
@@ -218,15 +218,15 @@ void Engine_Follower::lose(const std::string &why, Time now) {
 // ---- Nodes and adapters that are up ----
 
 void Engine_Follower::hold_members_up(Time now) {
-    if (!told_) {
+    if (!reported_) {
         return;
     }
-    for (const int node : told_->nodes) {
+    for (const int node : reported_->nodes) {
         if (node != configuration_->local_node) {
             held_nodes_.try_emplace(node, now + settings_.patience.grace);
         }
     }
-    for (const int64_t adapter : told_->adapters) {
+    for (const int64_t adapter : reported_->adapters) {
         if (adapter / ENGINE_ADAPTERS_PER_NODE != configuration_->local_node) {
             held_adapters_.try_emplace(adapter, now + settings_.patience.grace);
         }
@@ -245,9 +245,9 @@ void Engine_Follower::drop_overdue(Time now) {
 
 Liveness Engine_Follower::liveness() {
     Liveness is = translate(engine_configuration_, names_in_force_, {members_, links_},
-                            {members_told_, links_told_}, local_links());
-    members_told_ = members_;
-    links_told_ = links_;
+                            {members_reported_, links_reported_}, local_links());
+    members_reported_ = members_;
+    links_reported_ = links_;
     std::erase_if(held_nodes_, [&](const auto &held) { return is.nodes.contains(held.first); });
     std::erase_if(held_adapters_, [&](const auto &held) { return is.adapters.contains(held.first); });
     is.nodes.insert(configuration_->local_node); // always up, even without Corosync

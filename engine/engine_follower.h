@@ -93,12 +93,12 @@ class Engine_Follower {
     Engine_Names names_in_force_;                // the names it was translated with
     std::optional<Configuration> configuration_; // the same configuration, translated
     bool configuration_is_new_ = false;
-    Engine_Members members_, members_told_;
-    Engine_Links links_, links_told_;
+    Engine_Members members_, members_reported_;
+    Engine_Links links_, links_reported_;
     // Members that Corosync has not reported since it disconnected; they stay up until the given time.
     std::map<int, Time> held_nodes_;
     std::map<int64_t, Time> held_adapters_;
-    std::optional<Liveness> told_;
+    std::optional<Liveness> reported_;
     Engine_Status status_;
 };
 

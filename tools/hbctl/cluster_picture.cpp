@@ -71,13 +71,13 @@ std::optional<std::size_t> adapters_up(const Network_Row &network, const Picture
 }
 
 void carry_states(const Picture &from, Picture &to) {
-    const Counts told = count(from);
-    const Liveness new_node = told.nodes_known ? Liveness::down : Liveness::unknown;
+    const Counts known = count(from);
+    const Liveness new_node = known.nodes_known ? Liveness::down : Liveness::unknown;
     for (Node_Row &row : to.nodes) {
         const Node_Row *old = from.node(row.number);
         row.state = old == nullptr ? new_node : old->state;
     }
-    const Liveness new_adapter = told.adapters_known ? Liveness::down : Liveness::unknown;
+    const Liveness new_adapter = known.adapters_known ? Liveness::down : Liveness::unknown;
     for (Adapter_Row &row : to.adapters) {
         const Adapter_Row *old = from.adapter(row.number);
         row.state = old == nullptr ? new_adapter : old->state;

@@ -246,17 +246,18 @@ Lines status_text(const Status_Report &report) {
 Lines migration_text(const Migration_Report &report) {
     const bool possible = report.preparation.succeeded();
     const std::string nodes = std::to_string(report.nodes) + (report.nodes == 1 ? " node" : " nodes");
-    const auto told = [](Agreement agreement, const std::string &agrees, const std::string &differs) {
+    const auto verdict = [](Agreement agreement, const std::string &agrees, const std::string &differs) {
         return agreement == Agreement::not_compared ? "not compared"
                                                     : (agreement == Agreement::agrees ? agrees : differs);
     };
     Lines lines{
         "cluster service  " + (service_answers(report) ? "answers" : obstacle_text(report.preparation)),
-        "local node       " + told(local_node_agreement(report), "agrees: " + std::to_string(report.local_node),
-                                   "differs: " + obstacle_text(report.preparation)),
-        "nodes            " + told(nodes_agreement(report),
-                                   "agree: the service knows all of the daemon's " + nodes,
-                                   "differ: " + obstacle_text(report.preparation)),
+        "local node       " + verdict(local_node_agreement(report),
+                                      "agrees: " + std::to_string(report.local_node),
+                                      "differs: " + obstacle_text(report.preparation)),
+        "nodes            " + verdict(nodes_agreement(report),
+                                      "agree: the service knows all of the daemon's " + nodes,
+                                      "differ: " + obstacle_text(report.preparation)),
         std::string("migration        ") + (possible ? "possible" : "not possible") + "; nothing was changed",
     };
     return lines;
