@@ -79,6 +79,7 @@ class Cluster_Player::Impl {
     wispd::Timeline_Run::Handlers timeline_handlers();
     wispd::Command_Executor::Handlers command_handlers();
     void reload(const std::string &path);
+    void play_configured();
     void show(const wispd::Changes &changes);
     void become(const Picture &picture, const std::vector<Monitor_Event> &events);
 
@@ -111,8 +112,7 @@ Cluster_Player::Impl::Impl(const Play &play)
     service_.set_cluster(cluster_.name(), static_cast<uint32_t>(cluster_.local_node()));
     service_.change(picture_, {});
     if (timeline_.has_configured()) {
-        service_.when_first_opened(
-            [this] { asio::post(context_, [this] { timeline_.play("", [](const auto &) {}); }); });
+        service_.when_first_opened([this] { asio::post(context_, [this] { play_configured(); }); });
     }
     const wispd::Signals_Blocked blocked;
     thread_ = std::thread([this] { context_.run(); });
@@ -198,6 +198,15 @@ void Cluster_Player::Impl::reload(const std::string &path) {
     node_control_.heed(changes);
     suspicion_timer_.set();
     become(picture_of(cluster_), {mox_service::reconfiguration()});
+}
+
+// A command can have started another timeline before.
+void Cluster_Player::Impl::play_configured() {
+    try {
+        timeline_.play("", [](const auto &) {});
+    } catch (const wispd::Refused &refused) {
+        wispd::log_warning(text("the configured timeline does not begin: ", refused.what()));
+    }
 }
 
 void Cluster_Player::Impl::show(const wispd::Changes &changes) {

@@ -79,6 +79,16 @@ set(system_programs system_test_client segment_reader cluster_events_example for
 target_compile_definitions(system_test PRIVATE HB_WITH_COROSYNC=$<BOOL:${HB_WITH_COROSYNC}>)
 add_dependencies(system_test ${system_programs})
 
+hb_add_test(
+  cluster_player_test
+  SOURCES
+  ${system_dir}/cluster_player_test.cpp
+  LIBS
+  hb_provider_sim_player
+  system_test_support
+  LABELS
+  system)
+
 if(HB_OTHER_ABI_BIN_DIR)
   hb_add_test(
     system_mixed_abi_test
