@@ -1,7 +1,6 @@
 #include "tests/cluster/service_on_host.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
 
 namespace hb_test {
@@ -59,14 +58,15 @@ std::vector<std::string> told_by_client(const Words &words) {
 
 } // namespace
 
-Child_Process::Environment corosync_service_preloaded() {
-    const char *options = std::getenv("ASAN_OPTIONS");
-    // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
-    return {{"LD_PRELOAD", std::string(HB_TEST_BIN_DIR) + "/../lib/libqz_mox_corosync.so"},
-            {"ASAN_OPTIONS", std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0"},
-            {"HB_SERVER_SOCKET", Wispd_On_Host::socket()},
-            {"HA_DOMAIN_NAME", ""},
-            {"HA_SYSPAR_NAME", ""}};
+std::vector<std::string> with_corosync_service(const std::vector<std::string> &program) {
+    std::vector<std::string> command = {"env", std::string("LD_PRELOAD=") + HB_TEST_BIN_DIR +
+                                                   "/../lib/libqz_mox_corosync.so"};
+    command.insert(command.end(), program.begin(), program.end());
+    return command;
+}
+
+Child_Process::Environment corosync_service_environment() {
+    return {{"HB_SERVER_SOCKET", Wispd_On_Host::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
 }
 
 std::vector<std::string> told_in_line(const std::string &line) {
@@ -80,8 +80,8 @@ std::vector<std::string> told_in_line(const std::string &line) {
 Service_Client_On_Host::Service_Client_On_Host(const Hosts &hosts, int host,
                                                const std::vector<std::string> &program,
                                                const Child_Process::Environment &environment)
-    : recording_(hosts, host, program, [&] {
-          Child_Process::Environment all = corosync_service_preloaded();
+    : recording_(hosts, host, with_corosync_service(program), [&] {
+          Child_Process::Environment all = corosync_service_environment();
           all.insert(all.end(), environment.begin(), environment.end());
           return all;
       }()) {}

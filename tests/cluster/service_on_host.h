@@ -10,8 +10,10 @@
 
 namespace hb_test {
 
-// The setting that makes a program of this build load the service.
-Child_Process::Environment corosync_service_preloaded();
+// The command that makes a program of this build load the service. The programs that start it on a host do not
+// load the service: a library with the address sanitizer can be loaded only into a program with it.
+std::vector<std::string> with_corosync_service(const std::vector<std::string> &program);
+Child_Process::Environment corosync_service_environment();
 
 // The events that a client prints, one member a line: "death adapter 144", "join node 3", "configuration". Its
 // first report of members appears as "group node 3". Understands the example of cluster-event mode and the
