@@ -145,8 +145,9 @@ TEST(Library, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
 }
 
 TEST(Library, KnowsNothingOfDaemonToolsOrTests) {
-    expect_no_include({"lib", "utils", "platform", "include"},
-                      {"common/", "host/", "cluster/", "engine/", "daemon/", "providers/", "tools/", "tests/"});
+    expect_no_include(
+        {"lib", "utils", "platform", "include"},
+        {"common/", "host/", "cluster/", "engine/", "daemon/", "providers/", "tools/", "exporter/", "tests/"});
 }
 
 TEST(Platform, KnowsNothingOfTheLibraryAboveIt) {
@@ -156,6 +157,7 @@ TEST(Platform, KnowsNothingOfTheLibraryAboveIt) {
 TEST(Programs, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
     EXPECT_THAT(find_loop(graph_of({"common", "host", "cluster", "engine", "daemon", "providers"})), IsEmpty());
     EXPECT_THAT(find_loop(graph_of({"tools"})), IsEmpty());
+    EXPECT_THAT(find_loop(graph_of({"exporter"})), IsEmpty());
     EXPECT_THAT(find_loop(graph_of({"platform"})), IsEmpty());
 }
 
@@ -174,7 +176,8 @@ TEST(Programs, DaemonAndProvidersDoNotIncludeEachOther) {
 }
 
 TEST(Programs, UseNothingOfTheLibraryButItsWireHeader) {
-    for (const char *folder : {"common", "host", "cluster", "engine", "daemon", "providers", "tools"}) {
+    for (const char *folder :
+         {"common", "host", "cluster", "engine", "daemon", "providers", "tools", "exporter"}) {
         for (const std::string &include : includes_beginning_with(folder, "lib/")) {
             EXPECT_TRUE(include.ends_with(" includes lib/wire/hb_wire.h")) << include;
         }
@@ -187,6 +190,13 @@ TEST(Programs, UseNothingOfTheLibraryButItsWireHeader) {
 TEST(Tools, HbctlUsesThePublicHeaderAndTheCommonFolderAlone) {
     expect_no_include({"tools/hbctl"},
                       {"lib/", "utils/", "host/", "cluster/", "engine/", "daemon/", "providers/", "platform/"});
+}
+
+TEST(Exporter, UsesThePublicHeaderAndTheCommonFolderAlone) {
+    ASSERT_GT(headers_and_sources("exporter").size(), 10U);
+    expect_no_include({"exporter"}, {"lib/", "utils/", "host/", "cluster/", "engine/", "daemon/", "providers/",
+                                     "platform/", "tools/"});
+    expect_no_include({"common", "host", "cluster", "engine", "daemon", "providers", "tools"}, {"exporter/"});
 }
 
 TEST(Tools, WispctlKnowsNothingOfTheDaemonsInside) {

@@ -28,6 +28,11 @@ has_every_file() {
     if [ -e "$BUILD/lib/libqz_mox_corosync.so" ] && [ ! -s "$prefix/$LIBDIR/libqz_mox_corosync.so" ]; then
         fail "the service over Corosync is not installed"
     fi
+    if [ -e "$BUILD/bin/hb_exporter" ]; then
+        for file in bin/hb_exporter share/hb_client/prometheus/hb.rules.yml; do
+            [ -s "$prefix/$file" ] || fail "$file is not installed"
+        done
+    fi
     if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
         fail "these are not for users"
     fi

@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+# Decides whether hb_exporter is built: sets HB_WITH_EXPORTER, and hb_exporter_libs to link with.
+#
+# The packaged HTTP library exists in the machine's own ABI only.
+set(HB_BUILD_EXPORTER AUTO CACHE STRING "Build hb_exporter, the metrics for Prometheus: AUTO, ON or OFF")
+set_property(CACHE HB_BUILD_EXPORTER PROPERTY STRINGS AUTO ON OFF)
+
+set(HB_WITH_EXPORTER FALSE)
+if(HB_BUILD_EXPORTER STREQUAL "OFF")
+  return()
+endif()
+set(missing "")
+if(CMAKE_CXX_FLAGS MATCHES "-m32")
+  set(missing " libraries of this ABI")
+else()
+  # The packaged library was compiled with these three, and the header's classes depend on them.
+  set(options CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT CPPHTTPLIB_BROTLI_SUPPORT)
+  find_path(HB_EXPORTER_CLI11 CLI/CLI.hpp)
+  foreach(header httplib.h openssl/ssl.h zlib.h brotli/decode.h)
+    find_path(HB_EXPORTER_HAS_${header} ${header})
+    if(NOT HB_EXPORTER_HAS_${header})
+      string(APPEND missing " ${header}")
+    endif()
+  endforeach()
+  find_library(HB_EXPORTER_HTTP cpp-httplib)
+  if(NOT HB_EXPORTER_HTTP)
+    string(APPEND missing " libcpp-httplib.so")
+  endif()
+  if(NOT HB_EXPORTER_CLI11)
+    string(APPEND missing " CLI/CLI.hpp")
+  endif()
+endif()
+
+if(NOT missing)
+  set(HB_WITH_EXPORTER TRUE)
+  add_library(hb_exporter_libs INTERFACE)
+  target_compile_definitions(hb_exporter_libs INTERFACE ${options})
+  target_link_libraries(hb_exporter_libs INTERFACE ${HB_EXPORTER_HTTP})
+elseif(HB_BUILD_EXPORTER STREQUAL "ON")
+  message(FATAL_ERROR "HB_BUILD_EXPORTER is ON, and these are missing:${missing} (packages libcpp-httplib-dev, libcli11-dev)")
+else()
+  message(STATUS "Without hb_exporter; missing:${missing}")
+endif()

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// Serves /metrics and /health. It renders the latest snapshot and never asks wispd, so no answer waits for it.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "exporter/arguments.h"
+#include "exporter/snapshot_board.h"
+
+namespace httplib {
+class Server;
+}
+
+namespace exporter {
+
+class Http_Service {
+  public:
+    // Throws std::runtime_error if the address cannot be used.
+    Http_Service(const Listen_Address &address, std::shared_ptr<const Snapshot_Board> board,
+                 std::chrono::milliseconds stale);
+    ~Http_Service();
+
+    // For instance http://127.0.0.1:9782, with the port that is in use.
+    const std::string &url() const { return url_; }
+
+    // Serves until the process ends.
+    void run();
+
+  private:
+    void add_pages(const std::shared_ptr<const Snapshot_Board> &board, std::chrono::milliseconds stale);
+    void bind(const Listen_Address &address);
+
+    const std::unique_ptr<httplib::Server> server_;
+    std::string url_;
+};
+
+} // namespace exporter

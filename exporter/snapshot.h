@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is known of the cluster at one moment, as plain data that threads share.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace exporter {
+
+enum class State : std::uint8_t { unknown, up, down };
+
+struct Network {
+    int number = 0;
+    std::string name;
+    std::string type;
+};
+
+struct Adapter {
+    std::uint32_t number = 0;
+    int node = -1;
+    int network = -1; // -1: its network has no name
+    std::string type;
+    std::string address;
+};
+
+// The configuration. It changes rarely, so snapshots share it.
+struct Cluster {
+    std::vector<int> nodes; // ascending
+    std::vector<Network> networks;
+    std::vector<Adapter> adapters; // ascending
+};
+
+// The kinds of events, in the order in which they are shown.
+enum class Event_Kind {
+    death,
+    join,
+    new_group,
+    ffdc,
+    site_split,
+    site_merge,
+    configuration,
+    different_instance,
+    heartbeat,
+    other
+};
+inline constexpr std::size_t EVENT_KINDS = 10;
+
+using Steady_Time = std::chrono::steady_clock::time_point;
+using Wall_Time = std::chrono::system_clock::time_point;
+
+struct Snapshot {
+    std::shared_ptr<const Cluster> cluster = std::make_shared<const Cluster>();
+    std::vector<State> nodes;    // of each node of the cluster
+    std::vector<State> adapters; // of each adapter of the cluster
+    bool connected = false;
+    bool nodes_reported = false; // on this connection
+    bool adapters_reported = false;
+    std::optional<Steady_Time> last_contact; // when wispd last sent something
+    std::optional<Wall_Time> last_event;
+    std::array<std::uint64_t, EVENT_KINDS> events{};
+    std::uint64_t malformed_events = 0;
+    std::uint64_t reconnects = 0;
+    std::uint64_t sequence_gaps = 0;
+    std::uint64_t changes = 0; // grows with every difference except a later last_contact
+};
+
+// Returns whether the states are those of a daemon that answers: it reported them on this connection, and sent
+// something within the given time.
+bool is_up(const Snapshot &snapshot, Steady_Time now, std::chrono::milliseconds stale);
+
+// Uses another configuration. Nodes and adapters keep their states; new ones are down until they join.
+void set_cluster(Snapshot &snapshot, std::shared_ptr<const Cluster> cluster);
+
+// Set the state of the listed members; numbers that are not configured are ignored.
+void set_nodes(Snapshot &snapshot, const std::vector<int> &members, State state);
+void set_adapters(Snapshot &snapshot, const std::vector<std::uint32_t> &members, State state);
+
+// Finds missing events: their numbers grow by one on each connection.
+class Sequence_Check {
+  public:
+    void start_connection() { last_ = 0; }
+    // Returns false if events are missing before this one.
+    bool follows(std::uint32_t number);
+
+  private:
+    std::uint32_t last_ = 0;
+};
+
+} // namespace exporter
