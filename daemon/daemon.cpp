@@ -31,6 +31,7 @@
 #include "daemon/publisher/route_writer.h"
 #include "daemon/publisher/shared_segments.h"
 #include "daemon/publisher/socket_claim.h"
+#include "daemon/service_report.h"
 #include "daemon/state_report.h"
 #include "daemon/system_setup.h"
 #include "engine/engine_source.h"
@@ -47,13 +48,26 @@ namespace {
 // The cause of a reload.
 enum class Reload { by_signal, by_command };
 
+// The service manager waits this much longer than the engine's first report can need.
+constexpr std::chrono::seconds START_MARGIN{60};
+
+Followed follow_at_start(Start &start) {
+    if (start.file.engine) {
+        start.service.starting(start.file.engine->patience.grace + START_MARGIN, "waiting for Corosync");
+    }
+    return begin_to_follow(start.file.engine, start.follow_engine);
+}
+
 } // namespace
 
 class Daemon::Impl {
   public:
     explicit Impl(Start start);
 
-    void run() { context_.run(); }
+    void run() {
+        service_.ready();
+        context_.run();
+    }
 
   private:
     Shared_Segments claim_socket();
@@ -76,6 +90,7 @@ class Daemon::Impl {
     void confirm_suspicions();
     void refresh_routes(const Changes &changes);
     std::string state() const;
+    std::string counts() const;
     std::map<uid_t, User_Status> users() const;
 
     // Members are destroyed in reverse order. The control connections are declared late: the client that
@@ -85,6 +100,7 @@ class Daemon::Impl {
     Log_Summary log_summary_{context_, client_log_};
     Charged_Loader loader_{context_, client_log_};
     Start start_;
+    Service_Report service_;
     Access access_;
     Followed followed_;
     Cluster cluster_;
@@ -113,10 +129,9 @@ class Daemon::Impl {
 };
 
 Daemon::Impl::Impl(Start start)
-    : start_(std::move(start)),
+    : start_(std::move(start)), service_(context_, start_.service, [this] { return counts(); }),
       access_(prepare_system(start_.socket_path, start_.control_path, start_.file.daemon)),
-      followed_(begin_to_follow(start_.file.engine, start_.follow_engine)),
-      cluster_(cluster_at_start(start_.file.cluster, followed_)),
+      followed_(follow_at_start(start_)), cluster_(cluster_at_start(start_.file.cluster, followed_)),
       node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
       routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
       segments_(claim_socket()), route_writer_(context_, segments_, routes_),
@@ -196,6 +211,7 @@ void Daemon::Impl::wait_for_signal() {
 void Daemon::Impl::stop(const char *why) {
     client_log_.report(true);
     log_info(text("stopping: ", why));
+    service_.stopping(text("stopping: ", why));
     context_.stop();
 }
 
@@ -265,7 +281,12 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
 void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &finished) {
     const std::string path = named.empty() ? start_.config_path : named;
     const auto use = [this, path, why](Configuration_File &&file) { install(file, path, why); };
-    loader_.load(path, named.empty() ? read_configuration_file : read_named_configuration_file, use, finished);
+    loader_.load(path, named.empty() ? read_configuration_file : read_named_configuration_file, use,
+                 [this, finished](const std::optional<Failure> &failure) {
+                     finished(failure);
+                     service_.reload_ended();
+                 });
+    service_.reload_began();
 }
 
 void Daemon::Impl::install(const Configuration_File &file, const std::string &path, Reload why) {
@@ -337,6 +358,7 @@ void Daemon::Impl::announce(const Changes &changes) {
     }
     refresh_routes(changes);
     publisher_->announce(changes, failure_id);
+    service_.counts_may_have_changed();
 }
 
 // ---- Client requests ----
@@ -347,6 +369,7 @@ Client_Handlers Daemon::Impl::client_handlers() {
     handlers.act = [this](const Node_Request &request) { return act(request); };
     handlers.changed = [this](const Changes &changes) { announce(changes); };
     handlers.deliver = [this](const Multicast &multicast) { return endpoints_.deliver(multicast, routes_); };
+    handlers.clients_changed = [this] { service_.counts_may_have_changed(); };
     return handlers;
 }
 
@@ -409,6 +432,17 @@ std::map<uid_t, User_Status> Daemon::Impl::users() const {
         users[uid].control_connections = connections;
     }
     return users;
+}
+
+std::string Daemon::Impl::counts() const {
+    std::size_t configured = 0;
+    std::size_t up = 0;
+    for (const Node &node : cluster_.nodes()) {
+        configured += node.configured_adapters > 0 ? 1 : 0;
+        up += node.configured_adapters > 0 && node.up ? 1 : 0;
+    }
+    const std::size_t clients = publisher_->client_count();
+    return text(up, " of ", configured, " nodes up, ", clients, clients == 1 ? " client" : " clients");
 }
 
 std::string Daemon::Impl::state() const {

@@ -7,6 +7,7 @@
 #include "cluster/description/timeline.h"
 #include "daemon/configuration_file.h"
 #include "daemon/engine_start.h"
+#include "host/service_notify.h"
 
 namespace wispd {
 
@@ -18,6 +19,7 @@ struct Start {
     std::vector<Timeline_Event> timeline;
     // Called only if the file configures an engine. Throws std::runtime_error.
     Follow_Engine follow_engine;
+    Service_Notify service;
 };
 
 class Daemon {

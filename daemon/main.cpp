@@ -157,9 +157,12 @@ int main(int argc, char **argv) {
         return is_misuse ? USAGE : 0;
     }
     hold_reloads(SIG_BLOCK);
+    // Before any thread starts: threads can read the environment, which this changes.
+    const wispd::Service_Notify service = wispd::Service_Notify::from_environment();
     wispd::Start start;
     try {
         start = read_start(options);
+        start.service = service;
     } catch (const std::exception &error) {
         say(error.what());
         return USAGE;

@@ -19,6 +19,7 @@ struct Client_Handlers {
     std::function<Outcome(const Node_Request &)> act;
     std::function<void(const Changes &)> changed;
     std::function<Delivery(const Multicast &)> deliver;
+    std::function<void()> clients_changed = [] {}; // after a client connected or disconnected
 };
 
 } // namespace wispd

@@ -1,6 +1,7 @@
 #include "daemon/publisher/publisher.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <unistd.h>
 
@@ -30,7 +31,7 @@ class Publisher::Impl {
          const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers)
         : acceptor_(context, stream_protocol(), listening), pause_(context),
           client_queue_bytes_(limits.client_queue_bytes), client_log_(log), quotas_(limits.user, geteuid()),
-          events_(cluster, clients_),
+          events_(cluster, clients_), clients_changed_(handlers.clients_changed),
           requests_(cluster, routes, events_, quotas_, client_log_, std::move(handlers)) {
         accept();
     }
@@ -40,6 +41,7 @@ class Publisher::Impl {
     }
     void set_limits(const Publisher_Limits &limits);
     std::vector<Client_Status> clients() const;
+    std::size_t client_count() const { return clients_.size(); }
     const std::map<uid_t, User_Holding> &users() const { return quotas_.holdings(); }
 
   private:
@@ -56,6 +58,7 @@ class Publisher::Impl {
     int next_id_ = 1;
     bool accept_failed_ = false;
     Event_Sender events_;
+    std::function<void()> clients_changed_;
     Request_Server requests_;
     Clients clients_;
 };
@@ -105,11 +108,13 @@ void Publisher::Impl::add_client(stream_protocol::socket socket) {
     quotas_.connected(client->peer().uid);
     clients_.emplace(id, client);
     client->start();
+    clients_changed_();
 }
 
 void Publisher::Impl::remove_client(const Client &client) {
     quotas_.disconnected(client.peer().uid, client.subscriptions.size());
     clients_.erase(client.id());
+    clients_changed_();
 }
 
 // The client's user has reached its limit of queued bytes. Disconnecting its longest queue makes room for its
@@ -175,6 +180,10 @@ const std::map<uid_t, User_Holding> &Publisher::users() const {
 
 std::vector<Client_Status> Publisher::clients() const {
     return impl_->clients();
+}
+
+std::size_t Publisher::client_count() const {
+    return impl_->client_count();
 }
 
 } // namespace wispd

@@ -55,6 +55,7 @@ class Publisher {
     void set_limits(const Publisher_Limits &limits);
 
     std::vector<Client_Status> clients() const;
+    std::size_t client_count() const;
     // Returns the resources held by each user with a connection.
     const std::map<uid_t, User_Holding> &users() const;
 

@@ -6,6 +6,7 @@
 #include "tests/security/confined_programs.h"
 #include "tests/security/roles.h"
 #include "tests/security/unit_file.h"
+#include "tests/support/datagram_socket.h"
 #include "tests/system/clusters.h"
 #include "tests/system/hbctl.h"
 
@@ -48,6 +49,18 @@ TEST_F(Confined_Service, ServesItsClients) {
     EXPECT_TRUE(daemon.stop());
 }
 
+TEST_F(Confined_Service, NotifiesItsServiceManager) {
+    const Temp_Dir directory;
+    const Datagram_Socket manager(directory.file("notify"));
+    Daemon daemon(programs_->programs(), with_keys_and_group());
+    daemon.set_environment({{"NOTIFY_SOCKET", manager.name()}, {"WATCHDOG_USEC", "1000000"}});
+    ASSERT_TRUE(daemon.start());
+    EXPECT_TRUE(manager.receive_with("READY=1"));
+    EXPECT_TRUE(manager.receive_with("WATCHDOG=1"));
+    EXPECT_TRUE(daemon.stop());
+    EXPECT_TRUE(manager.receive_with("STOPPING=1"));
+}
+
 // The restrictions that systemd would apply are in force here as well. Otherwise the test above would show
 // nothing.
 TEST_F(Confined_Service, MayDoNothingElse) {
@@ -81,6 +94,14 @@ TEST(Service_Unit, MakesTheDirectoryOfTheSocketSoThatClientsReachIt) {
         ASSERT_EQ(0, stat((directory.path() + made).c_str(), &status)) << made << process.error_output();
         EXPECT_EQ(0755U, status.st_mode & 07777) << made;
     }
+}
+
+TEST(Service_Unit, RestartsAWispdThatDoesNotFeedItsWatchdog) {
+    const Unit_File unit(HB_TEST_UNIT);
+    EXPECT_EQ(unit.value("Type"), "notify");
+    EXPECT_GT(std::stoi(unit.value("WatchdogSec")), 0);
+    EXPECT_EQ(unit.value("WatchdogSignal"), "SIGKILL") << "ends also a process that is stopped";
+    EXPECT_EQ(unit.value("Restart"), "on-failure") << "a missed watchdog is a failure";
 }
 
 TEST(Service_Unit, HasAnExposureOfAtMostThree) {

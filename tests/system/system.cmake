@@ -68,6 +68,7 @@ hb_add_test(
   ${system_dir}/command_line_test.cpp
   ${system_dir}/many_clients_test.cpp
   ${system_dir}/one_abi_setups.cpp
+  ${system_dir}/service_test.cpp
   ${system_dir}/wire_test.cpp
   LIBS
   system_test_support

@@ -33,6 +33,8 @@ if(TARGET hb_daemon)
     wispd/security_segment_test.cpp
     wispd/semaphores_test.cpp
     wispd/send_queue_test.cpp
+    wispd/service_notify_test.cpp
+    wispd/service_report_test.cpp
     wispd/state_report_test.cpp
     wispd/subscription_test.cpp
     wispd/system_setup_test.cpp

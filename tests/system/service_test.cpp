@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+// wispd under a service manager: what it reports, and when.
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/datagram_socket.h"
+#include "tests/system/clusters.h"
+#include "tests/system/daemon.h"
+#include "tests/system/stream.h"
+
+namespace hb_test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Optional;
+using testing::StartsWith;
+
+class Managed : public testing::Test {
+  protected:
+    void SetUp() override { use(manager_.name()); }
+
+    void use(const std::string &socket, const Child_Process::Environment &more = {}) {
+        Child_Process::Environment environment{{"NOTIFY_SOCKET", socket}};
+        environment.insert(environment.end(), more.begin(), more.end());
+        daemon_.set_environment(environment);
+    }
+    // The state of wispd's process, as in /proc: R, S, T, ...
+    char process_state() const {
+        std::ifstream file("/proc/" + std::to_string(daemon_.pid()) + "/stat");
+        std::string number, name;
+        char state = '?';
+        file >> number >> name >> state;
+        return state;
+    }
+
+    Temp_Dir directory_;
+    Datagram_Socket manager_{directory_.file("notify")};
+    Daemon daemon_{programs_of_this_build(), small_cluster_file()};
+};
+
+TEST_F(Managed, WispdIsReadyWhenClientsCanConnect) {
+    std::optional<std::string> first;
+    bool accepts = false;
+    // This thread starts wispd, which ends with the thread that started it.
+    std::thread manager([&] {
+        first = manager_.receive();
+        try {
+            const Stream client(daemon_.socket());
+            const Stream control(daemon_.control());
+            accepts = true;
+        } catch (const std::exception &) {
+            // the test fails below
+        }
+    });
+    const testing::AssertionResult started = daemon_.start();
+    manager.join();
+    EXPECT_TRUE(started);
+    EXPECT_THAT(first, Optional(std::string("READY=1\nSTATUS=3 of 4 nodes up, 0 clients")));
+    EXPECT_TRUE(accepts);
+    EXPECT_TRUE(daemon_.stop());
+}
+
+TEST_F(Managed, TheCountsFollowNodesAndClients) {
+    ASSERT_TRUE(daemon_.start());
+    {
+        const Stream client(daemon_.socket());
+        EXPECT_TRUE(manager_.receive_with("STATUS=3 of 4 nodes up, 1 client"));
+        EXPECT_TRUE(daemon_.tells(R"({"do":"node-down","node":3})"));
+        EXPECT_TRUE(manager_.receive_with("STATUS=2 of 4 nodes up, 1 client"));
+    }
+    EXPECT_TRUE(manager_.receive_with("STATUS=2 of 4 nodes up, 0 clients"));
+    EXPECT_TRUE(daemon_.stop());
+}
+
+TEST_F(Managed, AReloadIsAnnouncedAndEndsAlsoIfTheFileIsInvalid) {
+    ASSERT_TRUE(daemon_.start());
+    EXPECT_TRUE(manager_.receive_with("READY=1"));
+    daemon_.send_signal(SIGHUP);
+    EXPECT_THAT(manager_.receive().value_or(""), StartsWith("RELOADING=1\nMONOTONIC_USEC="));
+    EXPECT_THAT(manager_.receive().value_or(""), StartsWith("READY=1\n"));
+    daemon_.write_configuration("[cluster\n");
+    daemon_.send_signal(SIGHUP);
+    EXPECT_TRUE(manager_.receive_with("RELOADING=1"));
+    EXPECT_THAT(manager_.receive().value_or(""), StartsWith("READY=1\n"));
+    EXPECT_TRUE(daemon_.stop());
+}
+
+TEST_F(Managed, AStopIsAnnounced) {
+    ASSERT_TRUE(daemon_.start());
+    EXPECT_TRUE(manager_.receive_with("READY=1"));
+    EXPECT_TRUE(daemon_.stop());
+    EXPECT_THAT(manager_.receive(), Optional(std::string("STOPPING=1\nSTATUS=stopping: SIGTERM")));
+}
+
+TEST_F(Managed, TheAbstractNamespaceServesAsWell) {
+    const Datagram_Socket manager("@hb_test_managed_" + std::to_string(getpid()));
+    use(manager.name());
+    ASSERT_TRUE(daemon_.start());
+    EXPECT_TRUE(manager.receive_with("READY=1"));
+    EXPECT_TRUE(daemon_.stop());
+    EXPECT_TRUE(manager.receive_with("STOPPING=1"));
+}
+
+TEST_F(Managed, AStoppedProcessDoesNotFeedItsWatchdog) {
+    use(manager_.name(), {{"WATCHDOG_USEC", "40000"}});
+    ASSERT_TRUE(daemon_.start());
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(manager_.receive_with("WATCHDOG=1"));
+    }
+    daemon_.send_signal(SIGSTOP);
+    EXPECT_TRUE(wait_until([this] { return process_state() == 'T'; }));
+    manager_.drain();
+    EXPECT_FALSE(manager_.receive(Deadline(400ms))) << "ten intervals without a sign of life";
+    daemon_.send_signal(SIGCONT);
+    EXPECT_TRUE(manager_.receive_with("WATCHDOG=1"));
+    EXPECT_TRUE(daemon_.stop());
+}
+
+// As the manager does with a daemon that does not feed its watchdog: kill it, and start it again.
+TEST_F(Managed, ARestartAfterAMissedWatchdogCleansUpAndServesAgain) {
+    ASSERT_TRUE(daemon_.start());
+    daemon_.send_signal(SIGSTOP);
+    EXPECT_TRUE(wait_until([this] { return process_state() == 'T'; }));
+    const Ipc_Ids before = daemon_.ipc_ids();
+    daemon_.kill();
+    ASSERT_TRUE(daemon_.start());
+    EXPECT_TRUE(existing(before).empty());
+    EXPECT_TRUE(manager_.receive_with("READY=1"));
+    const Stream client(daemon_.socket());
+    EXPECT_TRUE(daemon_.stop());
+}
+
+} // namespace
+} // namespace hb_test
