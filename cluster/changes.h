@@ -32,6 +32,7 @@ struct Changes {
     std::vector<Adapter_Member> adapter_deaths;
     std::vector<Hb_Node_Number> node_deaths;
     int node_slots_at_death = 0; // node slots while deaths are reported; an update can change them
+    int adapters_per_node_at_death = 0;
     bool configuration_updated = false;
     std::vector<Adapter_Member> adapter_joins;
     std::vector<Hb_Node_Number> node_joins;

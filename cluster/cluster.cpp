@@ -204,6 +204,7 @@ void Cluster::update_configuration(Changes &changes) {
 Changes Cluster::begin() const {
     Changes changes;
     changes.node_slots_at_death = max_nodes();
+    changes.adapters_per_node_at_death = adapters_per_node_;
     return changes;
 }
 

@@ -34,6 +34,7 @@ void append(Changes &all, const Changes &more) {
     all.adapter_deaths.insert(all.adapter_deaths.end(), more.adapter_deaths.begin(), more.adapter_deaths.end());
     all.node_deaths.insert(all.node_deaths.end(), more.node_deaths.begin(), more.node_deaths.end());
     all.node_slots_at_death = more.node_slots_at_death;
+    all.adapters_per_node_at_death = more.adapters_per_node_at_death;
 }
 
 } // namespace

@@ -37,7 +37,8 @@ struct Options {
 };
 
 void say(const std::string &line) {
-    std::fputs(text("wispd: ", terminal::printable(line), "\n").c_str(), stderr);
+    const std::string prefix = wispd::stderr_prefix(wispd::Log_Level::error);
+    std::fputs(text(prefix, "wispd: ", terminal::printable(line), "\n").c_str(), stderr);
 }
 
 // Blocks or unblocks the reload signal. The start can last as long as that of the cluster engine; a reload
@@ -91,7 +92,7 @@ void choose_log(const Options &options, const wispd::Daemon_Settings &settings) 
     if (!settings.log_file.empty()) {
         wispd::log_to_file(settings.log_file);
     } else if (options.foreground) {
-        wispd::log_to_stderr();
+        wispd::log_to_journal_or_stderr();
     } else {
         wispd::log_to_system();
     }

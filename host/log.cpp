@@ -12,7 +12,9 @@
 #include <spdlog/spdlog.h>
 
 #include "common/printable.h"
+#include "host/journal.h"
 #include "host/log_file.h"
+#include "host/text.h"
 
 namespace wispd {
 
@@ -35,8 +37,16 @@ std::string &log_file() {
     return *path;
 }
 
-void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern) {
+// Null unless standard error belongs to the journal.
+std::unique_ptr<Journal> &journal() {
+    static auto *instance = new std::unique_ptr<Journal>;
+    return *instance;
+}
+
+void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern,
+         std::unique_ptr<Journal> new_journal = nullptr) {
     const std::lock_guard lock(guard());
+    journal() = std::move(new_journal);
     const auto level = logger()->level();
     logger() = std::make_shared<spdlog::logger>("wispd", std::move(sink));
     logger()->set_pattern(pattern);
@@ -60,11 +70,29 @@ spdlog::level::level_enum spdlog_level(Log_Level level) {
     return spdlog::level::err;
 }
 
-void put(Log_Level level, std::string_view line) {
+Priority priority_of(Log_Level level) {
+    switch (level) {
+    case Log_Level::debug:
+        return LOG_DEBUG;
+    case Log_Level::info:
+        return LOG_INFO;
+    case Log_Level::warning:
+        return LOG_WARNING;
+    case Log_Level::error:
+        break;
+    }
+    return LOG_ERR;
+}
+
+std::string prefix_of(Log_Level level) {
+    return text("<", priority_of(level), ">");
+}
+
+void put(Log_Level level, std::string_view line, const Log_Fields &fields) {
     if (innermost != nullptr) {
-        innermost->receive(level, line);
+        innermost->receive(level, line, fields);
     } else {
-        log_undiverted(level, line);
+        log_undiverted(level, line, fields);
     }
 }
 
@@ -74,6 +102,14 @@ constexpr const char *TIMED = "%Y-%m-%d %H:%M:%S.%e %^%l%$ %v";
 
 void log_to_stderr() {
     use(std::make_shared<spdlog::sinks::stderr_sink_st>(), TIMED);
+}
+
+void log_to_journal_or_stderr(const std::string &journal_socket) {
+    if (!stderr_is_journal()) {
+        log_to_stderr();
+        return;
+    }
+    use(std::make_shared<spdlog::sinks::stderr_sink_st>(), "%v", std::make_unique<Journal>(journal_socket));
 }
 
 void log_to_system() {
@@ -115,24 +151,32 @@ Log_Diversion::~Log_Diversion() {
 }
 
 // Clients choose some names in these lines. Escaping keeps such a name from forging a line of its own.
-void log_undiverted(Log_Level level, std::string_view line) {
+void log_undiverted(Log_Level level, std::string_view line, const Log_Fields &fields) {
     const std::lock_guard lock(guard());
-    if (logger()->should_log(spdlog_level(level))) {
-        logger()->log(spdlog_level(level), "{}", terminal::printable(line));
+    if (!logger()->should_log(spdlog_level(level))) {
+        return;
     }
+    if (journal() && journal()->write(priority_of(level), line, fields)) {
+        return;
+    }
+    logger()->log(spdlog_level(level), "{}{}", journal() ? prefix_of(level) : "", terminal::printable(line));
 }
 
-void log_debug(std::string_view line) {
-    put(Log_Level::debug, line);
+void log_debug(std::string_view line, const Log_Fields &fields) {
+    put(Log_Level::debug, line, fields);
 }
-void log_info(std::string_view line) {
-    put(Log_Level::info, line);
+void log_info(std::string_view line, const Log_Fields &fields) {
+    put(Log_Level::info, line, fields);
 }
-void log_warning(std::string_view line) {
-    put(Log_Level::warning, line);
+void log_warning(std::string_view line, const Log_Fields &fields) {
+    put(Log_Level::warning, line, fields);
 }
-void log_error(std::string_view line) {
-    put(Log_Level::error, line);
+void log_error(std::string_view line, const Log_Fields &fields) {
+    put(Log_Level::error, line, fields);
+}
+
+std::string stderr_prefix(Log_Level level) {
+    return stderr_is_journal() ? prefix_of(level) : "";
 }
 
 } // namespace wispd

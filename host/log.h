@@ -5,10 +5,17 @@
 #include <string>
 #include <string_view>
 
+#include "host/journal.h"
+#include "host/log_fields.h"
+
 namespace wispd {
 
 // Sends lines to standard error. This is the default until another target is chosen.
 void log_to_stderr();
+// Sends lines to standard error, or if that belongs to the journal, to the journal's socket with priority and fields.
+// Lines that the socket does not accept go to standard error without a time, with the prefix for their level that the
+// journal reads.
+void log_to_journal_or_stderr(const std::string &journal_socket = Journal::SOCKET);
 // Sends lines to syslog, without a time.
 void log_to_system();
 // Throws std::runtime_error when the file cannot be opened.
@@ -28,14 +35,16 @@ bool is_logged(Log_Level level);
 // are nested, only the innermost receives.
 class Log_Diversion {
   public:
-    using Receiver = std::function<void(Log_Level level, std::string_view line)>;
+    using Receiver = std::function<void(Log_Level level, std::string_view line, const Log_Fields &fields)>;
 
     explicit Log_Diversion(Receiver receiver);
     Log_Diversion(const Log_Diversion &) = delete;
     Log_Diversion &operator=(const Log_Diversion &) = delete;
     ~Log_Diversion();
 
-    void receive(Log_Level level, std::string_view line) const { receiver_(level, line); }
+    void receive(Log_Level level, std::string_view line, const Log_Fields &fields) const {
+        receiver_(level, line, fields);
+    }
 
   private:
     Receiver receiver_;
@@ -43,11 +52,15 @@ class Log_Diversion {
 };
 
 // Writes to the log even while a Log_Diversion exists.
-void log_undiverted(Log_Level level, std::string_view line);
+void log_undiverted(Log_Level level, std::string_view line, const Log_Fields &fields = {});
 
-void log_debug(std::string_view line);
-void log_info(std::string_view line);
-void log_warning(std::string_view line);
-void log_error(std::string_view line);
+void log_debug(std::string_view line, const Log_Fields &fields = {});
+void log_info(std::string_view line, const Log_Fields &fields = {});
+void log_warning(std::string_view line, const Log_Fields &fields = {});
+void log_error(std::string_view line, const Log_Fields &fields = {});
+
+// Returns the prefix by which the journal recognises the level of a line on standard error; empty if standard error
+// is not the journal's.
+std::string stderr_prefix(Log_Level level);
 
 } // namespace wispd

@@ -13,6 +13,7 @@ namespace {
 
 constexpr int COMPLAINTS_LOGGED = 8;
 constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
+constexpr const char *DISCONNECTED = "client-disconnected";
 
 // One thread reads from all clients in turn, so they can share one buffer. The buffer is small to keep the
 // turns short.
@@ -37,7 +38,7 @@ void Client::start() {
         disconnect(error.message());
         return;
     }
-    debug("connected");
+    debug("connected", "client-connected");
     wait_for_input();
 }
 
@@ -76,7 +77,7 @@ void Client::read_input() {
         return;
     }
     if (error) {
-        debug("left");
+        debug("left", DISCONNECTED);
         close();
         return;
     }
@@ -167,7 +168,7 @@ void Client::write_output() {
 
 void Client::disconnect(const std::string &why) {
     if (is_open()) {
-        warn(text("disconnected: ", why));
+        warn(text("disconnected: ", why), DISCONNECTED);
         close();
     }
 }
@@ -185,16 +186,16 @@ void Client::close() {
     });
 }
 
-void Client::note(const std::string &what) {
-    log_.info(peer_.uid, text(title_, " ", what));
+void Client::note(const std::string &what, const char *event) {
+    log_.info(peer_.uid, text(title_, " ", what), fields(event));
 }
 
-void Client::warn(const std::string &what) {
-    log_.warning(peer_.uid, text(title_, " ", what));
+void Client::warn(const std::string &what, const char *event) {
+    log_.warning(peer_.uid, text(title_, " ", what), fields(event));
 }
 
-void Client::debug(const std::string &what) {
-    log_.debug(peer_.uid, text(title_, " ", what));
+void Client::debug(const std::string &what, const char *event) {
+    log_.debug(peer_.uid, text(title_, " ", what), fields(event));
 }
 
 void Client::complain(const std::string &what) {

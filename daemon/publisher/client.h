@@ -51,10 +51,11 @@ class Client : public std::enable_shared_from_this<Client> {
     void disconnect(const std::string &why);
     // Logs unexpected behaviour of the client, a limited number of times.
     void complain(const std::string &what);
-    // Logs another message about the client. The line begins with the client's title.
-    void note(const std::string &what);
-    void warn(const std::string &what);
-    void debug(const std::string &what);
+    // Logs another message about the client. The line begins with the client's title. `event` names what happened,
+    // for readers of the journal.
+    void note(const std::string &what, const char *event = "");
+    void warn(const std::string &what, const char *event = "");
+    void debug(const std::string &what, const char *event = "");
     // Returns true at the first call for this request code.
     bool is_first_refusal(int32_t kind);
 
@@ -81,6 +82,7 @@ class Client : public std::enable_shared_from_this<Client> {
     bool make_room(std::size_t bytes);
     void account_for(std::size_t bytes);
     void close();
+    Log_Fields fields(const char *event) const { return {event, {}, {}, peer_.pid}; }
 
     asio::local::stream_protocol::socket socket_;
     asio::steady_timer rest_;

@@ -28,14 +28,14 @@ Client_Log::Spent &Client_Log::spent_in_this_period(const Account &account) {
     return spent;
 }
 
-void Client_Log::put(uid_t user, Log_Level level, std::string_view line) {
+void Client_Log::put(uid_t user, Log_Level level, std::string_view line, const Log_Fields &fields) {
     if (!is_logged(level)) {
         return;
     }
     Spent &spent = spent_in_this_period({user, level});
     if (spent.lines < LINES) {
         ++spent.lines;
-        log_undiverted(level, line);
+        log_undiverted(level, line, fields);
         return;
     }
     if (++spent.suppressed == 1) {
@@ -59,7 +59,9 @@ bool Client_Log::report(bool all) {
 
 Log_Charge::Log_Charge(Client_Log &log, uid_t user)
     : log_(log), charged_before_(std::exchange(log.charged_, user)),
-      diversion_([&log, user](Log_Level level, std::string_view line) { log.put(user, level, line); }) {}
+      diversion_([&log, user](Log_Level level, std::string_view line, const Log_Fields &fields) {
+          log.put(user, level, line, fields);
+      }) {}
 
 Log_Charge::~Log_Charge() {
     log_.charged_ = charged_before_;

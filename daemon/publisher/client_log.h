@@ -30,10 +30,16 @@ class Client_Log {
     Client_Log(const Client_Log &) = delete;
     Client_Log &operator=(const Client_Log &) = delete;
 
-    void put(uid_t user, Log_Level level, std::string_view line);
-    void debug(uid_t user, const std::string &line) { put(user, Log_Level::debug, line); }
-    void info(uid_t user, const std::string &line) { put(user, Log_Level::info, line); }
-    void warning(uid_t user, const std::string &line) { put(user, Log_Level::warning, line); }
+    void put(uid_t user, Log_Level level, std::string_view line, const Log_Fields &fields = {});
+    void debug(uid_t user, const std::string &line, const Log_Fields &fields = {}) {
+        put(user, Log_Level::debug, line, fields);
+    }
+    void info(uid_t user, const std::string &line, const Log_Fields &fields = {}) {
+        put(user, Log_Level::info, line, fields);
+    }
+    void warning(uid_t user, const std::string &line, const Log_Fields &fields = {}) {
+        put(user, Log_Level::warning, line, fields);
+    }
 
     // Logs the counts of suppressed lines for ended periods, or for all periods. Returns false if no count is
     // left to report.

@@ -2,7 +2,9 @@
 // wispd under a service manager: what it reports, and when.
 #include <csignal>
 #include <fstream>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -133,6 +135,25 @@ TEST_F(Managed, ARestartAfterAMissedWatchdogCleansUpAndServesAgain) {
     EXPECT_TRUE(manager_.receive_with("READY=1"));
     const Stream client(daemon_.socket());
     EXPECT_TRUE(daemon_.stop());
+}
+
+// ---- Journal ----
+
+TEST_F(Managed, WhereTheJournalReadsStandardErrorLinesHaveTheirLevelAndNoTime) {
+    if (access("/run/systemd/journal/socket", F_OK) == 0) {
+        GTEST_SKIP() << "the lines would go to this machine's journal";
+    }
+    daemon_.write_file("log", "");
+    struct stat log {};
+    ASSERT_EQ(stat(daemon_.file("log").c_str(), &log), 0);
+    use(manager_.name(), {{"JOURNAL_STREAM", std::to_string(log.st_dev) + ":" + std::to_string(log.st_ino)}});
+    ASSERT_TRUE(daemon_.start());
+    EXPECT_THAT(daemon_.log(), HasSubstr("<6>listening on " + daemon_.socket() + "\n"));
+    EXPECT_TRUE(daemon_.stop());
+    EXPECT_THAT(daemon_.log(), HasSubstr("\n<6>stopping: SIGTERM\n"));
+    daemon_.write_configuration("[cluster\n");
+    EXPECT_FALSE(daemon_.start());
+    EXPECT_THAT(daemon_.log(), HasSubstr("\n<3>wispd: " + daemon_.configuration_file() + ":1:"));
 }
 
 } // namespace

@@ -16,6 +16,7 @@ if(TARGET hb_daemon)
     wispd/engine_translation_test.cpp
     wispd/file_loader_test.cpp
     wispd/instance_test.cpp
+    wispd/journal_test.cpp
     wispd/keyring_test.cpp
     wispd/liveness_test.cpp
     wispd/log_test.cpp
