@@ -11,6 +11,7 @@
 
 #include "cluster/cluster.h"
 #include "cluster/description/command_executor.h"
+#include "cluster/description/command_json.h"
 #include "cluster/description/control_server.h"
 #include "cluster/description/failure_id.h"
 #include "cluster/description/suspicion_timer.h"
@@ -51,6 +52,14 @@ enum class Reload { by_signal, by_command };
 // The service manager waits this much longer than the engine's first report can need.
 constexpr std::chrono::seconds START_MARGIN{60};
 
+constexpr const char *STATE = "state";
+
+// Errors quote what they reject, which a user can make as long as a line of the control socket.
+std::string cut(const std::string &reason) {
+    constexpr std::size_t longest = 512;
+    return reason.size() <= longest ? reason : reason.substr(0, longest) + "...";
+}
+
 Followed follow_at_start(Start &start) {
     if (start.file.engine) {
         start.service.starting(start.file.engine->patience.grace + START_MARGIN, "waiting for Corosync");
@@ -73,6 +82,7 @@ class Daemon::Impl {
     Shared_Segments claim_socket();
     bool may_control(const Peer &peer);
     void answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply);
+    void audit(const Peer &peer, const std::string &command, const std::string &why_rejected);
     Timeline_Run::Handlers timeline_handlers();
     Command_Executor::Handlers command_handlers();
     void wait_for_signal();
@@ -231,7 +241,19 @@ void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control
     const Log_Charge charge(client_log_, peer.uid);
     // Only a trusted client receives messages that quote a file which wispd reads.
     const bool in_full = is_trusted(peer, geteuid());
-    executor_.answer(line, in_full, reply);
+    const std::string command = command_description(line);
+    executor_.answer(line, in_full, [this, peer, command, reply](const Control_Answer &given) {
+        audit(peer, command, given.why_rejected);
+        reply(given);
+    });
+}
+
+// Leaves one line for each command. Monitoring asks for the state again and again, which changes nothing.
+void Daemon::Impl::audit(const Peer &peer, const std::string &command, const std::string &why_rejected) {
+    const std::string line = text("control (pid ", peer.pid, ", uid ", peer.uid, ") requested ", command,
+                                  why_rejected.empty() ? ": done" : text(": rejected: ", cut(why_rejected)));
+    const Log_Fields fields{"control-request", {}, {}, peer.pid};
+    client_log_.put(peer.uid, command == STATE ? Log_Level::debug : Log_Level::info, line, fields);
 }
 
 Timeline_Run::Handlers Daemon::Impl::timeline_handlers() {

@@ -9,6 +9,14 @@
 
 namespace wispd {
 
+namespace {
+
+Control_Answer rejection(const std::string &why) {
+    return {error_line(why), false, why};
+}
+
+} // namespace
+
 Command_Executor::Command_Executor(Cluster &cluster, Node_Control &control, Handlers handlers)
     : cluster_(cluster), control_(control), handlers_(std::move(handlers)) {}
 
@@ -28,12 +36,13 @@ void Command_Executor::answer(std::string_view line, bool in_full, const Control
             reply({ok_line(), true});
         } else {
             execute(command, [reply, in_full](const std::optional<Failure> &failure) {
-                reply({failure ? error_line(in_full ? failure->reason : failure->outline) : ok_line()});
+                reply(failure ? rejection(in_full ? failure->reason : failure->outline)
+                              : Control_Answer{ok_line()});
             });
         }
     } catch (const std::runtime_error &error) {
         handlers_.rejected(error.what());
-        reply({error_line(error.what())});
+        reply(rejection(error.what()));
     }
 }
 

@@ -30,6 +30,13 @@ Argument argument_of(const std::string &name, const json &value) {
     throw Command_Error(text("'", name, "' must be an integer, a string, true or false"));
 }
 
+// Returns "?" for a value that no command accepts. Such a value can be nested deeply, which costs stack to print.
+std::string value_text(const json &value) {
+    return value.is_string() ? value.get<std::string>() : value.is_structured() ? "?" : value.dump();
+}
+
+constexpr std::size_t DESCRIPTION_LONGEST = 256;
+
 } // namespace
 
 Command parse_command_line(std::string_view line) {
@@ -62,6 +69,25 @@ Command parse_command_line(std::string_view line) {
         throw Command_Error("'do' must name the command, such as {\"do\":\"node-down\",\"node\":3}");
     }
     return make_command(verb, arguments);
+}
+
+std::string command_description(std::string_view line) {
+    const json parsed = json::parse(line, nullptr, false);
+    const auto verb = parsed.is_object() ? parsed.find("do") : parsed.end();
+    if (verb == parsed.end() || !verb->is_string()) {
+        return "an invalid command";
+    }
+    std::string description = verb->get<std::string>();
+    for (const auto &[name, value] : parsed.items()) {
+        if (name != "do") {
+            description += text(" ", name, "=", value_text(value));
+        }
+    }
+    if (description.size() > DESCRIPTION_LONGEST) {
+        description.resize(DESCRIPTION_LONGEST);
+        description += "...";
+    }
+    return description;
 }
 
 std::string ok_line() {

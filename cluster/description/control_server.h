@@ -19,6 +19,7 @@ namespace wispd {
 struct Control_Answer {
     std::string line; // without its line end
     bool then_stop = false;
+    std::string why_rejected = {}; // empty: done
 };
 
 class Control_Server {

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <cstring>
 
+#include "cluster/address.h"
 #include "host/text.h"
 
 namespace wispd {
@@ -145,6 +146,37 @@ std::optional<std::span<const char>> payload_behind(std::span<const char> rest, 
     return payload;
 }
 
+bool concerns_adapter(Hb_Client_Request kind) {
+    return kind == HB_ADAPTER_MAY_BE_DOWN || kind == HB_ADAPTER_IS_DOWN;
+}
+
+std::string arguments_of(const Request_Rule &rule, const Node_Request &request) {
+    switch (rule.form) {
+    case Body_Form::number_as_length:
+        return text(concerns_adapter(rule.kind) ? "adapter " : "node ", request.number);
+    case Body_Form::network:
+        return text("network ", request.number);
+    case Body_Form::network_and_address:
+        return text("network ", request.number, ", address ", address_text(mapped(request.address)));
+    case Body_Form::network_and_seconds:
+        return text("network ", request.number, ", ", request.seconds, " s");
+    case Body_Form::seconds:
+        return text(request.seconds, " s");
+    case Body_Form::name:
+        return request.interface.empty() ? "all interfaces" : text("interface ", request.interface);
+    case Body_Form::sequence:
+    case Body_Form::multicast:
+    case Body_Form::nothing:
+        break;
+    }
+    return "";
+}
+
+std::string arguments_of(const Multicast &multicast) {
+    return text("port ", multicast.port, ", ",
+                list_of("nodes", {multicast.nodes.begin(), multicast.nodes.end()}));
+}
+
 } // namespace
 
 const Request_Rule *rule_of(int32_t kind) {
@@ -193,6 +225,19 @@ std::optional<Multicast> read_multicast(std::span<const char> body, std::string 
     }
     multicast.payload.assign(payload->begin(), payload->end());
     return multicast;
+}
+
+std::string description(const Request_Rule &rule, std::span<const char> body) {
+    std::string fault;
+    std::string arguments;
+    if (rule.form == Body_Form::multicast) {
+        const std::optional<Multicast> multicast = read_multicast(body, fault);
+        arguments = multicast ? arguments_of(*multicast) : "invalid";
+    } else {
+        const std::optional<Node_Request> request = read_node_request(rule, body, fault);
+        arguments = request ? arguments_of(rule, *request) : "invalid";
+    }
+    return arguments.empty() ? rule.name : text(rule.name, " (", arguments, ")");
 }
 
 } // namespace wispd

@@ -56,4 +56,7 @@ struct Multicast {
 
 std::optional<Multicast> read_multicast(std::span<const char> body, std::string &fault);
 
+// Describes the request and its arguments for the log, such as "interface down (network 1)".
+std::string description(const Request_Rule &rule, std::span<const char> body);
+
 } // namespace wispd

@@ -14,6 +14,7 @@ namespace wispd {
 namespace {
 
 constexpr std::size_t SUBSCRIPTIONS_MOST = 4096;
+constexpr const char *REQUESTED = "client-request";
 
 } // namespace
 
@@ -90,11 +91,9 @@ void Request_Server::unsubscribe(Client &client, const Request &request) {
 
 void Request_Server::serve(Client &client, const Request &request, const Request_Rule &rule) {
     if (rule.acts && !handlers_.may_act(client.peer())) {
-        if (client.is_first_refusal(rule.kind)) {
-            client.warn(
-                text("sent request ", static_cast<int>(rule.kind), " (", rule.name,
-                     "), rejected: only root, wispd's user and members of act_group can act on the node"));
-        }
+        client.warn(text("requested ", description(rule, request.body),
+                         ": rejected; only root, wispd's user and members of act_group can act on the node"),
+                    REQUESTED);
         answer(client, rule, rule.when_not_permitted, empty_body());
         return;
     }
@@ -108,7 +107,7 @@ void Request_Server::serve(Client &client, const Request &request, const Request
             deliver(client, *multicast);
         }
     } else if (const auto node_request = read_node_request(rule, request.body, fault)) {
-        act_on_node(client, rule, *node_request);
+        act_on_node(client, rule, *node_request, description(rule, request.body));
     }
     if (!fault.empty()) {
         client.complain(
@@ -117,16 +116,17 @@ void Request_Server::serve(Client &client, const Request &request, const Request
     }
 }
 
-void Request_Server::act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request) {
+void Request_Server::act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request,
+                                 const std::string &described) {
     if (rule.kind == HB_GET_ROUTE) {
         send_route(client, rule, static_cast<std::size_t>(request.number));
         return;
     }
     const Outcome outcome = handlers_.act(request);
-    const std::string what = text("requested ", rule.name, ": ", outcome.note,
+    const std::string what = text("requested ", described, ": ", outcome.note,
                                   outcome.status == REQUEST_DONE ? "" : "; nothing changed");
     if (rule.acts) {
-        client.note(what);
+        client.note(what, REQUESTED);
     } else {
         log_debug(text(client.title(), " ", what));
     }
@@ -139,7 +139,7 @@ void Request_Server::act_on_node(Client &client, const Request_Rule &rule, const
 
 void Request_Server::deliver(Client &client, const Multicast &multicast) {
     const Delivery delivery = handlers_.deliver(multicast);
-    client.note(text("multicast ", summary(multicast, delivery)));
+    client.note(text("multicast ", summary(multicast, delivery)), REQUESTED);
     log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
     for (const auto &[node, why] : delivery.failed) {
         client_log_.warning(client.peer().uid, text("multicast to port ", multicast.port, " of node ", node,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "cluster/routes.h"
 #include "daemon/publisher/client.h"
@@ -28,7 +29,8 @@ class Request_Server {
     void subscribe(Client &client, const Request &request);
     void unsubscribe(Client &client, const Request &request);
     void serve(Client &client, const Request &request, const Request_Rule &rule);
-    void act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request);
+    void act_on_node(Client &client, const Request_Rule &rule, const Node_Request &request,
+                     const std::string &described);
     void deliver(Client &client, const Multicast &multicast);
     void answer(Client &client, const Request_Rule &rule, int32_t value, const Body &body);
     void send_route(Client &client, const Request_Rule &rule, std::size_t node);

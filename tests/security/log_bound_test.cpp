@@ -78,13 +78,23 @@ TEST_F(Log_Bound, HoldsForATimelineThatAnAdministratorPlays) {
     EXPECT_THAT(daemon().log(), HasSubstr("uid 64004 caused 200 log lines within a minute"));
 }
 
+// Each verb leaves two lines: what happened, and which process requested it.
 TEST_F(Log_Bound, HoldsForTheControlVerbsOfRoot) {
     start();
     EXPECT_EQ(attack(Role::root, {"control-repeatedly", daemon().control(), "1000"}).output,
               "sent 1000 verbs\n");
     EXPECT_TRUE(daemon().stop());
     EXPECT_LE(lines_of("info"), MOST);
-    EXPECT_THAT(daemon().log(), HasSubstr("uid 0: suppressed 800 more lines"));
+    EXPECT_THAT(daemon().log(), HasSubstr("uid 0: suppressed 1800 more lines"));
+}
+
+TEST_F(Log_Bound, HoldsForRejectedRequests) {
+    start();
+    EXPECT_EQ(attack(Role::client, {"act-repeatedly", daemon().socket(), "1000"}).output,
+              "sent 1000 requests\n");
+    EXPECT_TRUE(daemon().stop());
+    EXPECT_LE(lines_of("warning"), MOST);
+    EXPECT_THAT(daemon().log(), HasSubstr("uid 64001: suppressed 800 more lines"));
 }
 
 TEST_F(Log_Bound, HoldsForRejectedConnections) {

@@ -38,9 +38,8 @@ TEST_F(Three_Roles, AClientReadsAndDoesNotAct) {
     EXPECT_EQ(guarded.hbctl(Role::client, {"route", "3", "--shared"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"keys"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"node-down", "3"}).exit_status, 0); // this request has no answer
-    EXPECT_TRUE(
-        guarded.daemon().wait_logged("sent request 204 (node is down), rejected: only root, wispd's user and "
-                                     "members of act_group can act on the node"));
+    EXPECT_TRUE(guarded.daemon().wait_logged("requested node is down (node 3): rejected; only root, wispd's "
+                                             "user and members of act_group can act on the node"));
     const Ended refused = guarded.hbctl(Role::client, {"unconfigure", "2"});
     EXPECT_EQ(refused.exit_status, 1);
     EXPECT_THAT(refused.errors, HasSubstr("act_group (error 3)"));

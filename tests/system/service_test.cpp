@@ -19,6 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
+using testing::Not;
 using testing::Optional;
 using testing::StartsWith;
 
@@ -154,6 +155,39 @@ TEST_F(Managed, WhereTheJournalReadsStandardErrorLinesHaveTheirLevelAndNoTime) {
     daemon_.write_configuration("[cluster\n");
     EXPECT_FALSE(daemon_.start());
     EXPECT_THAT(daemon_.log(), HasSubstr("\n<3>wispd: " + daemon_.configuration_file() + ":1:"));
+}
+
+// ---- Audit ----
+
+TEST_F(Managed, EachActionLeavesALineWithProcessUserArgumentsAndOutcome) {
+    ASSERT_TRUE(daemon_.start());
+    const std::string user = ", uid " + std::to_string(geteuid()) + ") requested ";
+    const auto wispctl = [&](const std::vector<std::string> &words) {
+        std::vector<std::string> command{daemon_.programs().path("wispctl"), "--control", daemon_.control()};
+        command.insert(command.end(), words.begin(), words.end());
+        Child_Process process(command);
+        const std::string by = "control (pid " + std::to_string(process.pid()) + user;
+        process.wait();
+        return by;
+    };
+    const std::string first = wispctl({"node-down", "3"});
+    EXPECT_TRUE(daemon_.wait_logged(first + "node-down node=3: done\n"));
+    const std::string second = wispctl({"node-down", "3"});
+    EXPECT_TRUE(daemon_.wait_logged(second + "node-down node=3: rejected: node 3 is down already"));
+    EXPECT_THAT(daemon_.tell("hello"), HasSubstr("expected one JSON object"));
+    EXPECT_TRUE(daemon_.wait_logged("control (pid " + std::to_string(getpid()) + user +
+                                    "an invalid command: rejected: expected one JSON object"));
+    daemon_.tell(R"({"do":"reconfigure","config":"/absent.toml"})");
+    EXPECT_TRUE(daemon_.wait_logged(user + "reconfigure config=/absent.toml: rejected: "));
+    Child_Process hbctl({daemon_.programs().path("hbctl"), "--socket", daemon_.socket(), "disable", "2"});
+    const std::string client = "(pid " + std::to_string(hbctl.pid()) + user;
+    EXPECT_TRUE(daemon_.wait_logged(client + "disable adapter (network 0): adapter 2 is disabled\n"));
+    hbctl.wait();
+    wispctl({"state"});
+    wispctl({"stop"});
+    EXPECT_TRUE(daemon_.wait_stopped());
+    EXPECT_THAT(daemon_.log(), HasSubstr(user + "stop: done\n"));
+    EXPECT_THAT(daemon_.log(), Not(HasSubstr("requested state")));
 }
 
 } // namespace

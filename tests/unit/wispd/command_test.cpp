@@ -91,6 +91,23 @@ TEST(WispdCommand, FaultsAreNamed) {
     EXPECT_EQ(error_of(R"({"do":"heartbeat","enabled":1})"), "'enabled' must be true or false");
 }
 
+TEST(WispdCommand, TheLogDescribesACommandByItsVerbAndArguments) {
+    using wispd::command_description;
+    EXPECT_EQ(command_description(R"({"do":"node-down","node":3})"), "node-down node=3");
+    EXPECT_EQ(command_description(R"({"node":3,"do":"node-down"})"), "node-down node=3");
+    EXPECT_EQ(command_description(R"({"do":"heartbeat","enabled":false,"threshold_seconds":2})"),
+              "heartbeat enabled=false threshold_seconds=2");
+    EXPECT_EQ(command_description(R"({"do":"ffdc","id":"a b"})"), "ffdc id=a b");
+    EXPECT_EQ(command_description(R"({"do":"dance","with":[1],"and":{"x":null}})"), "dance and=? with=?");
+    for (const char *line : {"", "[1]", "{}", R"({"do":7})", "hello"}) {
+        EXPECT_EQ(command_description(line), "an invalid command") << line;
+    }
+    const std::string longest = command_description("{\"do\":\"" + std::string(60000, 'x') + "\"}");
+    EXPECT_EQ(longest, std::string(256, 'x') + "...");
+    const std::string deep = std::string(30000, '[') + std::string(30000, ']');
+    EXPECT_EQ(command_description(R"({"do":"x","y":)" + deep + "}"), "x y=?");
+}
+
 TEST(WispdCommand, AnswersAreOneLineOfJson) {
     EXPECT_EQ(wispd::ok_line(), R"({"ok":true})");
     EXPECT_EQ(wispd::error_line("no \"such\" node"), R"({"error":"no \"such\" node","ok":false})");

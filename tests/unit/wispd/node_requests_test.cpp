@@ -63,6 +63,29 @@ TEST(WispdNodeRequests, AnswersAreOfTheAwaitedKind) {
     }
 }
 
+TEST(WispdNodeRequests, TheLogDescribesARequestByItsNameAndArguments) {
+    const auto described = [](int kind, const std::vector<char> &body) {
+        return wispd::description(*wispd::rule_of(kind), body);
+    };
+    EXPECT_EQ(described(203, zeros(3)), "node may be down (node 3)");
+    EXPECT_EQ(described(204, zeros(3)), "node is down (node 3)");
+    EXPECT_EQ(described(205, zeros(3)), "adapter may be down (adapter 3)");
+    EXPECT_EQ(described(206, zeros(3)), "adapter is down (adapter 3)");
+    EXPECT_EQ(described(207, hex("0100")), "enable adapter (network 1)");
+    EXPECT_EQ(described(214, hex("0100 0000 0a020009")), "configure adapter (network 1, address 10.2.0.9)");
+    EXPECT_EQ(described(216, hex("2f00 0000 05000000")), "adapter grace (network 47, 5 s)");
+    EXPECT_EQ(described(217, hex("05000000")), "simulate death (5 s)");
+    EXPECT_EQ(described(219, {}), "discard stale messages");
+    EXPECT_EQ(described(225, hex("65746830")), "take manual control (interface eth0)");
+    EXPECT_EQ(described(226, {}), "release manual control (all interfaces)");
+    EXPECT_EQ(described(227, {}), "delayed shutdown");
+    EXPECT_EQ(described(227, hex("00")), "delayed shutdown (invalid)");
+    EXPECT_EQ(described(221, join(hex("23280000 14000000 01000000"), zeros(40),
+                                  hex("02000000 03000000 05000000 02000000"), hex("6869"))),
+              "multicast (port 9000, nodes: 3 5)");
+    EXPECT_EQ(described(221, {}), "multicast (invalid)");
+}
+
 TEST(WispdNodeRequests, SuspicionsCarryTheNumberAsTheirLength) {
     EXPECT_EQ(read(204, zeros(3)).number, 3);
     EXPECT_EQ(read(203, {}).number, 0);

@@ -612,7 +612,7 @@ TEST_F(WispdPublisher, WhoMayNotActIsRefusedAndMayStillAsk) {
 
 // ---- Log lines ----
 
-TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
+TEST_F(WispdPublisher, EachRejectedActionIsLoggedWithItsArguments) {
     const wispd_test::Captured_Log log;
     trusted_ = false;
     Peer peer = connect();
@@ -620,13 +620,21 @@ TEST_F(WispdPublisher, RefusalIsLoggedOnceForEachClientAndRequest) {
         peer.send(request(204, zeros(3)));
         peer.send(request(215, hex("0000")));
     }
+    peer.send(request(221, join(hex("23280000 14000000 01000000"), zeros(40), hex("01000000 03000000 02000000"),
+                                hex("6869"))));
+    peer.send(request(227, hex("00")));
     peer.until_answer();
     const std::vector<std::string> lines = log.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_THAT(lines[0],
-                EndsWith(who() + " sent request 204 (node is down), rejected: only root, wispd's user and "
-                                 "members of act_group can act on the node"));
-    EXPECT_THAT(lines[1], HasSubstr(who() + " sent request 215 (unconfigure adapter), rejected"));
+    ASSERT_EQ(lines.size(), 8u);
+    for (std::size_t round = 0; round < 3; ++round) {
+        EXPECT_THAT(lines[2 * round],
+                    EndsWith(who() + " requested node is down (node 3): rejected; only root, wispd's user and "
+                                     "members of act_group can act on the node"));
+        EXPECT_THAT(lines[2 * round + 1],
+                    HasSubstr(who() + " requested unconfigure adapter (network 0): rejected; "));
+    }
+    EXPECT_THAT(lines[6], HasSubstr(who() + " requested multicast (port 9000, nodes: 3): rejected; "));
+    EXPECT_THAT(lines[7], HasSubstr(who() + " requested delayed shutdown (invalid): rejected; "));
 }
 
 TEST_F(WispdPublisher, ClientsThatComeAgainAndAgainDoNotFillTheLog) {
@@ -652,9 +660,10 @@ TEST_F(WispdPublisher, WhatWasAskedAndDoneIsLogged) {
     peer.until_answer();
     EXPECT_THAT(
         log.lines(),
-        ElementsAre(EndsWith(who() + " requested node may be down: node 3 is suspected to be down"),
-                    EndsWith(who() + " requested node may be down: node 7 is not in the configuration; nothing "
-                                     "changed"),
+        ElementsAre(EndsWith(who() + " requested node may be down (node 3): node 3 is suspected to be down"),
+                    EndsWith(who() +
+                             " requested node may be down (node 7): node 7 is not in the configuration; "
+                             "nothing changed"),
                     EndsWith(who() + " multicast 2 bytes to port 9000; delivered to nodes: 3; no endpoint "
                                      "for nodes: 5"),
                     EndsWith("multicast to port 9000 of node 7 not delivered: it is full")));
