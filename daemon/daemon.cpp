@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
+#include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
@@ -88,6 +89,7 @@ class Daemon::Impl {
     void wait_for_signal();
     void stop(const char *why);
 
+    void change_log_level(const std::string &level);
     void reload(const std::string &path, Reload why, const Finished &finished);
     void install(const Configuration_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
@@ -110,6 +112,7 @@ class Daemon::Impl {
     Log_Summary log_summary_{context_, client_log_};
     Charged_Loader loader_{context_, client_log_};
     Start start_;
+    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
     Service_Report service_;
     Access access_;
     Followed followed_;
@@ -294,9 +297,20 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
         timeline_.play(path, finished);
     };
     handlers.rotate_keys = [this] { key_rotation_.rotate(); };
+    handlers.set_log_level = [this](const std::string &level) { change_log_level(level); };
     handlers.state_line = [this] { return state(); };
     handlers.rejected = [](const std::string &) {};
     return handlers;
+}
+
+// The line about this command has level info. It is logged if either level permits that, so that a silenced log says
+// which process silenced it.
+void Daemon::Impl::change_log_level(const std::string &level) {
+    if (is_logged(Log_Level::info)) {
+        asio::post(context_, [level] { set_log_level(level); });
+    } else {
+        set_log_level(level);
+    }
 }
 
 // Loads the named file, or the file that wispd was started with if `named` is empty.
@@ -470,9 +484,20 @@ std::string Daemon::Impl::counts() const {
 std::string Daemon::Impl::state() const {
     const std::optional<Engine_Status> engine = engine_ ? std::optional(engine_->status()) : std::nullopt;
     const Timeline_Status timeline{timeline_.size(), timeline_.played()};
-    return state_line({cluster_, node_control_, routes_, route_writer_.sequence(), route_writer_.is_current(),
-                       keyring_, publisher_->clients(), users(), timeline, engine ? &*engine : nullptr,
-                       shutdown_.has_value(), std::chrono::steady_clock::now()});
+    const auto now = std::chrono::steady_clock::now();
+    return state_line({{start_.version, now - started_, log_level()},
+                       cluster_,
+                       node_control_,
+                       routes_,
+                       route_writer_.sequence(),
+                       route_writer_.is_current(),
+                       keyring_,
+                       publisher_->clients(),
+                       users(),
+                       timeline,
+                       engine ? &*engine : nullptr,
+                       shutdown_.has_value(),
+                       now});
 }
 
 Daemon::Daemon(Start start) : impl_(std::make_unique<Impl>(std::move(start))) {}

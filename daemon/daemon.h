@@ -12,6 +12,7 @@
 namespace wispd {
 
 struct Start {
+    std::string version;
     std::string config_path;
     std::string socket_path;
     std::string control_path;

@@ -164,6 +164,7 @@ int main(int argc, char **argv) {
     try {
         start = read_start(options);
         start.service = service;
+        start.version = WISPD_VERSION;
     } catch (const std::exception &error) {
         say(error.what());
         return USAGE;

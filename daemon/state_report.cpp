@@ -178,7 +178,10 @@ ordered_json source_of(const Engine_Status *engine) {
 
 std::string state_line(const State_View &view) {
     const Cluster &cluster = view.cluster;
-    ordered_json state = {{"cluster", cluster.name()},
+    ordered_json state = {{"version", view.daemon.version},
+                          {"uptime_seconds", std::chrono::duration<double>(view.daemon.uptime).count()},
+                          {"log_level", view.daemon.log_level},
+                          {"cluster", cluster.name()},
                           {"local_node", cluster.local_node()},
                           {"max_nodes", cluster.max_nodes()},
                           {"adapters_per_node", cluster.adapters_per_node()},

@@ -1,6 +1,7 @@
 // Formats the cluster model and the clients as JSON for `wispctl state`.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,8 +26,15 @@ struct User_Status {
     std::size_t control_connections = 0;
 };
 
+struct Daemon_Status {
+    std::string version;
+    std::chrono::steady_clock::duration uptime;
+    std::string log_level;
+};
+
 // What the report shows. It contains the number of keys, never their bytes.
 struct State_View {
+    Daemon_Status daemon;
     const Cluster &cluster;
     const Node_Control &control;
     const Routes &routes;

@@ -133,6 +133,16 @@ void log_reopen() {
     }
 }
 
+bool is_log_level(std::string_view level) {
+    return level == "debug" || level == "info" || level == "warning" || level == "error";
+}
+
+std::string log_level() {
+    const std::lock_guard lock(guard());
+    const auto name = spdlog::level::to_string_view(logger()->level());
+    return {name.data(), name.size()};
+}
+
 void set_log_level(const std::string &level) {
     const std::lock_guard lock(guard());
     logger()->set_level(spdlog::level::from_str(level));

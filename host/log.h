@@ -23,8 +23,11 @@ void log_to_file(const std::string &path);
 // Reopens the log file after log rotation. Does nothing if lines go elsewhere. If the file cannot be opened,
 // logs that and continues with the previous file.
 void log_reopen();
-// Accepts debug, info, warning or error.
+// Returns whether the text is debug, info, warning or error.
+bool is_log_level(std::string_view level);
+// Accepts one of these four.
 void set_log_level(const std::string &level);
+std::string log_level();
 
 enum class Log_Level { debug, info, warning, error };
 

@@ -7,6 +7,7 @@
 
 #include "cluster/address.h"
 #include "cluster/description/text_limits.h"
+#include "host/log.h"
 #include "host/text.h"
 #include "qz_ffdc.h"
 
@@ -40,6 +41,7 @@ const std::vector<Verb_Rule> &rules() {
         {"swap-adapters", Verb::swap_adapters, {"adapter", "address"}, {}},
         {"rotate-key", Verb::rotate_key, {}, {}},
         {"play", Verb::play, {}, {"timeline"}},
+        {"log-level", Verb::log_level, {"level"}, {}},
         {"stop", Verb::stop, {}, {}},
         {"state", Verb::state, {}, {}},
     };
@@ -145,6 +147,15 @@ std::string failure_identifier(const Arguments &arguments) {
     return *written;
 }
 
+// Returns an empty text when no level is given.
+std::string level_of(const Arguments &arguments) {
+    const std::string level = string(arguments, "level", NAME_LONGEST).value_or("");
+    if (!level.empty() && !is_log_level(level)) {
+        throw Command_Error(text("\"", level, "\" is not a log level; expected debug, info, warning or error"));
+    }
+    return level;
+}
+
 Changes change_heartbeat(const Command &command, Cluster &cluster) {
     Heartbeat settings = cluster.heartbeat().value_or(Heartbeat{0, 0, true});
     settings.threshold_seconds = command.threshold_seconds.value_or(settings.threshold_seconds);
@@ -179,6 +190,7 @@ Command make_command(const std::string &verb, const Arguments &arguments) {
     command.threshold_microseconds = integer32(arguments, "threshold_microseconds", 999999);
     command.enabled = boolean(arguments, "enabled");
     command.id = failure_identifier(arguments);
+    command.level = level_of(arguments);
     command.instance =
         static_cast<Hb_Config_Instance>(integer(arguments, "instance", 0, UINT32_MAX).value_or(0));
     return command;
@@ -241,6 +253,7 @@ Changes apply(const Command &command, Cluster &cluster) {
     case Verb::rotate_key:
     case Verb::reconfigure:
     case Verb::play:
+    case Verb::log_level:
     case Verb::stop:
     case Verb::state:
         break;

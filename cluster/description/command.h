@@ -32,6 +32,7 @@ enum class Verb {
     swap_adapters,
     rotate_key,
     play,
+    log_level,
     stop,
     state
 };
@@ -49,6 +50,7 @@ struct Command {
     std::optional<bool> enabled;
     std::string id; // empty: create an identifier
     Hb_Config_Instance instance = 0;
+    std::string level; // of the log
 };
 
 using Argument = std::variant<int64_t, bool, std::string>;
@@ -69,7 +71,7 @@ const char *verb_name(Verb verb);
 std::optional<Node_Request> node_request_of(const Command &command, const Cluster &cluster);
 
 // Applies a command that concerns only the cluster. Excluded are node requests, reconfigure, ffdc without an
-// id, rotate-key, play, stop and state. Throws Refused.
+// id, rotate-key, play, log-level, stop and state. Throws Refused.
 Changes apply(const Command &command, Cluster &cluster);
 
 } // namespace wispd

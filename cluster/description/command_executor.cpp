@@ -63,6 +63,8 @@ void Command_Executor::execute_at_once(const Command &command) {
         report_failure(command);
     } else if (command.verb == Verb::rotate_key) {
         handlers_.rotate_keys();
+    } else if (command.verb == Verb::log_level) {
+        handlers_.set_log_level(command.level);
     } else if (const std::optional<Node_Request> request = node_request_of(command, cluster_)) {
         const Outcome outcome = handlers_.act(*request);
         if (outcome.status != REQUEST_DONE) {

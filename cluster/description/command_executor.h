@@ -26,6 +26,7 @@ class Command_Executor {
         std::function<void(const std::string &path, const Finished &finished)> reload;
         std::function<void(const std::string &path, const Finished &finished)> play;
         std::function<void()> rotate_keys;
+        std::function<void(const std::string &level)> set_log_level;
         std::function<std::string()> state_line;
         std::function<void(const std::string &why)> rejected; // after a line of the control socket was rejected
     };

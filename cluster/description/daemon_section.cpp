@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "cluster/description/text_limits.h"
+#include "host/log.h"
 #include "host/text.h"
 #include "lib/wire/hb_wire.h"
 
@@ -76,7 +77,7 @@ std::optional<std::size_t> read_queue_bytes(const Toml_Reader &reader, const cha
 
 std::optional<std::string> read_log_level(const Toml_Reader &reader) {
     const std::optional<std::string> level = read_text(reader, "log_level", NAME_LONGEST);
-    if (level && level != "debug" && level != "info" && level != "warning" && level != "error") {
+    if (level && !is_log_level(*level)) {
         throw reader.error("log_level",
                            text("\"", *level, "\" is not a log level; expected debug, info, warning or error"));
     }

@@ -45,6 +45,7 @@ bool is_foreign_to_services(Verb verb) {
     case Verb::ffdc:
     case Verb::foreign_instance:
     case Verb::rotate_key:
+    case Verb::log_level:
     case Verb::stop:
         return true;
     default:
@@ -182,7 +183,8 @@ wispd::Command_Executor::Handlers Cluster_Player::Impl::command_handlers() {
     handlers.play = [this](const std::string &path, const Finished &finished) {
         timeline_.play(path, finished);
     };
-    handlers.rotate_keys = [] {}; // not supported
+    handlers.rotate_keys = [] {};                        // not supported
+    handlers.set_log_level = [](const std::string &) {}; // not supported
     handlers.state_line = [this] {
         return state_line({cluster_.name(), cluster_.local_node(), picture_, service_.monitors_opened(),
                            timeline_.size(), timeline_.played()});

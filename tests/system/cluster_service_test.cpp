@@ -132,6 +132,8 @@ TEST_P(Cluster_Service, WhatOnlyADaemonTellsIsRefused) {
               client.tell(R"({"do":"ffdc"})"));
     EXPECT_EQ(R"({"error":"stop applies to wispd only; a cluster service does not report it","ok":false})",
               client.tell(R"({"do":"stop"})"));
+    EXPECT_EQ(R"({"error":"log-level applies to wispd only; a cluster service does not report it","ok":false})",
+              client.tell(R"({"do":"log-level","level":"debug"})"));
     EXPECT_NE(std::string::npos, client.tell(R"({"do":"node-down","node":7})").find(R"("ok":false)"));
     EXPECT_NE(std::string::npos, client.tell("rubbish").find(R"("ok":false)"));
 }

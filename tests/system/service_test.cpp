@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/support/datagram_socket.h"
 #include "tests/system/clusters.h"
@@ -188,6 +190,52 @@ TEST_F(Managed, EachActionLeavesALineWithProcessUserArgumentsAndOutcome) {
     EXPECT_TRUE(daemon_.wait_stopped());
     EXPECT_THAT(daemon_.log(), HasSubstr(user + "stop: done\n"));
     EXPECT_THAT(daemon_.log(), Not(HasSubstr("requested state")));
+}
+
+// ---- Level and version ----
+
+TEST_F(Managed, TheLogLevelChangesWhileWispdRuns) {
+    ASSERT_TRUE(daemon_.start());
+    const auto level = [&](const std::string &wanted) {
+        return daemon_.tells(R"({"do":"log-level","level":")" + wanted + R"("})");
+    };
+    EXPECT_TRUE(level("error"));
+    EXPECT_TRUE(daemon_.wait_logged("requested log-level level=error: done"));
+    EXPECT_TRUE(daemon_.tells(R"({"do":"node-down","node":3})"));
+    EXPECT_TRUE(level("debug"));
+    EXPECT_TRUE(daemon_.wait_logged("requested log-level level=debug: done"));
+    EXPECT_THAT(daemon_.tell(R"({"do":"state"})"), HasSubstr(R"("log_level":"debug")"));
+    EXPECT_TRUE(daemon_.wait_logged("debug control (pid " + std::to_string(getpid())));
+    EXPECT_THAT(daemon_.log(), Not(HasSubstr("nodes died: 3")));
+    daemon_.send_signal(SIGHUP);
+    EXPECT_TRUE(wait_until(
+        [&] { return daemon_.tell(R"({"do":"state"})").find(R"("log_level":"info")") != std::string::npos; }));
+    EXPECT_THAT(daemon_.tell(R"({"do":"log-level","level":"loud"})"), HasSubstr("is not a log level"));
+    EXPECT_TRUE(daemon_.stop());
+}
+
+TEST_F(Managed, WispctlSetsTheLevelAndShowsVersionAndUptime) {
+    ASSERT_TRUE(daemon_.start());
+    const auto run = [&](const std::vector<std::string> &words) {
+        std::vector<std::string> command{daemon_.programs().path("wispctl"), "--control", daemon_.control()};
+        command.insert(command.end(), words.begin(), words.end());
+        Child_Process process(command);
+        const std::optional<Child_End> end = process.wait();
+        return std::pair(end ? end->exit_status : -1, process.output());
+    };
+    EXPECT_EQ(run({"log-level", "warning"}).first, 0);
+    EXPECT_EQ(run({"log-level", "loud"}).first, 2);
+    EXPECT_EQ(run({"log-level"}).first, 2);
+    const auto state = nlohmann::json::parse(run({"state"}).second);
+    EXPECT_EQ(state.at("log_level"), "warning");
+    Child_Process version({daemon_.programs().path("wispd"), "--version"});
+    EXPECT_EQ(version.read_line(), "wispd " + state.at("version").get<std::string>());
+    const double before = state.at("uptime_seconds");
+    EXPECT_GE(before, 0);
+    EXPECT_TRUE(wait_until([&] {
+        return nlohmann::json::parse(run({"state"}).second).at("uptime_seconds").get<double>() > before;
+    }));
+    EXPECT_TRUE(daemon_.stop());
 }
 
 } // namespace

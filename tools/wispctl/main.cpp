@@ -145,6 +145,7 @@ struct Arguments {
     std::string timeline;
     std::string threshold;
     std::string id;
+    std::string level;
     bool enable = false;
     bool disable = false;
 };
@@ -249,6 +250,13 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
             command["timeline"] = wispd::absolute_path(arguments.timeline);
         }
     });
+
+    CLI::App *level =
+        app.add_subcommand("log-level", "Change wispd's log level until the next reload or restart");
+    level->add_option("level", arguments.level, "debug, info, warning or error")
+        ->required()
+        ->check(CLI::IsMember({"debug", "info", "warning", "error"}));
+    level->final_callback([&] { command = {{"do", "log-level"}, {"level", arguments.level}}; });
 
     app.add_subcommand("state", "Print the cluster and the clients as JSON")->final_callback([&] {
         command = {{"do", "state"}};

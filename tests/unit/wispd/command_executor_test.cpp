@@ -56,6 +56,7 @@ class WispdCommandExecutor : public testing::Test {
             finished(std::nullopt);
         };
         handlers.rotate_keys = [this] { done_.push_back("rotate"); };
+        handlers.set_log_level = [this](const std::string &level) { done_.push_back("log " + level); };
         handlers.state_line = [] { return std::string("state"); };
         handlers.rejected = [this](const std::string &why) { done_.push_back("rejected: " + why); };
         return handlers;
@@ -111,6 +112,24 @@ TEST_F(WispdCommandExecutor, AReportOfASuspectedNodeEndsTheSuspicion) {
     EXPECT_FALSE(control_.next_due());
     EXPECT_THAT(answers_to(R"({"do":"node-up","node":1})").back(),
                 HasSubstr("and all its adapters are up already"));
+}
+
+TEST_F(WispdCommandExecutor, TheLogLevelIsHandedOver) {
+    EXPECT_EQ(answers_to(R"({"do":"log-level","level":"debug"})").back(), R"({"ok":true})");
+    EXPECT_THAT(done_, ElementsAre("log debug"));
+    EXPECT_THAT(answers_to(R"({"do":"log-level","level":"loud"})").back(), HasSubstr("is not a log level"));
+}
+
+TEST_F(WispdCommandExecutor, AnAnswerSaysWhyItsCommandIsRejected) {
+    std::vector<std::string> reasons;
+    const auto note = [&](const Control_Answer &answer) { reasons.push_back(answer.why_rejected); };
+    executor_.answer(R"({"do":"node-down","node":1})", true, note);
+    executor_.answer(R"({"do":"node-down","node":1})", true, note);
+    executor_.answer("hello", true, note);
+    executor_.answer(R"({"do":"reconfigure"})", false, note);
+    pending_(Failure{"line 3 holds a secret", "rejected"});
+    EXPECT_THAT(reasons, ElementsAre("", HasSubstr("is down already"), HasSubstr("expected one JSON object"),
+                                     "rejected"));
 }
 
 TEST_F(WispdCommandExecutor, AFailureWithoutAnIdentifierGetsANewOne) {

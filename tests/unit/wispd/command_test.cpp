@@ -44,6 +44,8 @@ TEST(WispdCommand, EveryVerbIsKnown) {
     EXPECT_EQ(parse_command_line(R"({"do":"rotate-key"})").verb, Verb::rotate_key);
     EXPECT_EQ(parse_command_line(R"({"do":"play"})").verb, Verb::play);
     EXPECT_EQ(parse_command_line(R"({"do":"play","timeline":"/t.toml"})").timeline, "/t.toml");
+    EXPECT_EQ(parse_command_line(R"({"do":"log-level","level":"error"})").verb, Verb::log_level);
+    EXPECT_EQ(parse_command_line(R"({"do":"log-level","level":"error"})").level, "error");
     EXPECT_EQ(parse_command_line(R"({"do":"stop"})").verb, Verb::stop);
     EXPECT_EQ(parse_command_line(R"({"do":"state"})").verb, Verb::state);
 }
@@ -89,6 +91,9 @@ TEST(WispdCommand, FaultsAreNamed) {
     EXPECT_EQ(error_of(R"({"do":"ffdc","id":"1234567890123456789012345678901234567890123"})"),
               "'id' must be text of 1 to 42 printable bytes");
     EXPECT_EQ(error_of(R"({"do":"heartbeat","enabled":1})"), "'enabled' must be true or false");
+    EXPECT_EQ(error_of(R"({"do":"log-level"})"), "log-level requires 'level'");
+    EXPECT_EQ(error_of(R"({"do":"log-level","level":"loud"})"),
+              "\"loud\" is not a log level; expected debug, info, warning or error");
 }
 
 TEST(WispdCommand, TheLogDescribesACommandByItsVerbAndArguments) {

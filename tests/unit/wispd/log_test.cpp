@@ -27,4 +27,15 @@ TEST_F(WispdLog, LinesBelowTheLevelAreLeftOut) {
     EXPECT_THAT(lines(), ElementsAre(EndsWith("debug heard"), EndsWith("error bad")));
 }
 
+TEST_F(WispdLog, TheLevelIsKnown) {
+    for (const char *level : {"debug", "warning", "error", "info"}) {
+        EXPECT_TRUE(wispd::is_log_level(level));
+        wispd::set_log_level(level);
+        EXPECT_EQ(wispd::log_level(), level);
+    }
+    for (const char *other : {"", "Debug", "trace", "off", "warn"}) {
+        EXPECT_FALSE(wispd::is_log_level(other));
+    }
+}
+
 } // namespace

@@ -13,8 +13,19 @@ class WispdStateReport : public testing::Test {
   protected:
     json state() {
         const wispd::Routes routes = compute_routes(cluster_);
-        const json answer = json::parse(wispd::state_line(
-            {cluster_, control_, routes, 9, true, keyring_, clients_, users_, {}, engine_, false, now_}));
+        const json answer = json::parse(wispd::state_line({{"1.2.3", 90500ms, "warning"},
+                                                           cluster_,
+                                                           control_,
+                                                           routes,
+                                                           9,
+                                                           true,
+                                                           keyring_,
+                                                           clients_,
+                                                           users_,
+                                                           {},
+                                                           engine_,
+                                                           false,
+                                                           now_}));
         EXPECT_EQ(answer["ok"], true);
         return answer["state"];
     }
@@ -100,6 +111,12 @@ TEST_F(WispdStateReport, ShowsWhatEachUserHolds) {
     EXPECT_EQ(state()["users"],
               json::parse(R"([{"uid":501,"connections":2,"subscriptions":7,"queued_bytes":4096,
                                                  "control_connections":1}])"));
+}
+
+TEST_F(WispdStateReport, ShowsTheDaemonItself) {
+    EXPECT_EQ(state()["version"], "1.2.3");
+    EXPECT_EQ(state()["uptime_seconds"], 90.5);
+    EXPECT_EQ(state()["log_level"], "warning");
 }
 
 TEST_F(WispdStateReport, SaysWhereTheClusterComesFrom) {
