@@ -272,6 +272,8 @@ TEST_F(Wispctl, MisuseExits2) {
     fails(2, {"node-down"}, "node");
     fails(2, {"node-down", "three"}, "three");
     fails(2, {}, "required");
+    fails(2, {"state", "--timeout", "0"}, "wispctl: --timeout: '0' is not a number of seconds above 0");
+    fails(2, {"state", "--timeout", "nan"}, "'nan' is not a number of seconds above 0");
 }
 
 TEST_F(Wispctl, StateIsOneJsonDocumentOfTheModel) {

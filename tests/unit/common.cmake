@@ -3,6 +3,7 @@ hb_add_test(
   common_unit_test
   SOURCES
   common/ip_address_test.cpp
+  common/no_answer_test.cpp
   common/printable_test.cpp
   LIBS
   hb_common

@@ -1,123 +1,35 @@
 // wispctl drives a running wispd through its control socket.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "common/no_answer.h"
 #include "common/printable.h"
 #include "common/socket_path.h"
 #include "host/paths.h"
 #include "host/text.h"
+#include "tools/wispctl/connection.h"
 
 namespace {
 
 using nlohmann::ordered_json;
+using wispctl::Connection;
+using wispctl::Failure;
 using wispd::text;
 
 constexpr int FAILED = 1;
 constexpr int USAGE = 2;
-constexpr int ANSWER_SECONDS = 120;
-constexpr std::size_t LEVELS_MOST = 64;                  // many times the depth of wispd's answers
-constexpr std::size_t ANSWER_LONGEST = 64 * 1024 * 1024; // several times the state of a full cluster
-
-// Ends the program with a line on standard error.
-class Failure : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-class Connection {
-  public:
-    explicit Connection(const std::string &path)
-        : path_(path), socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        if (path.size() > common::SOCKET_PATH_LONGEST) {
-            throw Failure(text("the path has ", path.size(), " bytes, but a socket address holds at most ",
-                               common::SOCKET_PATH_LONGEST, ": ", path));
-        }
-        path.copy(address.sun_path, path.size());
-        if (connect(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-            const int why = errno;
-            if (why == ENOENT || why == ECONNREFUSED) {
-                throw Failure(text(
-                    "no wispd listens at ", path,
-                    " (choose another path with --control or --socket, or the variable HB_SERVER_SOCKET)"));
-            }
-            const char *advice = why == EACCES ? "; run as root or as a member of wispd's control_group" : "";
-            throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why), advice));
-        }
-        const timeval patience{ANSWER_SECONDS, 0};
-        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
-    ~Connection() { close(socket_); }
-
-    std::string ask(const std::string &line) {
-        const std::string sent = line + '\n';
-        std::size_t done = 0;
-        while (done < sent.size()) {
-            const ssize_t count = send(socket_, sent.data() + done, sent.size() - done, MSG_NOSIGNAL);
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
-            if (count < 0) {
-                break; // wispd closes a connection that it rejects at once; the reason can still be read
-            }
-            done += static_cast<std::size_t>(count);
-        }
-        std::string answer;
-        while (answer.empty() || answer.back() != '\n') {
-            if (!read_more(answer)) {
-                throw Failure(text("wispd at ", path_, " disconnected before it answered"));
-            }
-            if (answer.size() > ANSWER_LONGEST) {
-                throw Failure(text("the answer from ", path_, " has more than ", ANSWER_LONGEST,
-                                   " bytes; is this wispd's control socket?"));
-            }
-        }
-        return answer;
-    }
-
-    void wait_for_end() {
-        std::string rest;
-        while (read_more(rest)) {
-            rest.clear();
-        }
-    }
-
-  private:
-    bool read_more(std::string &into) {
-        char buffer[65536];
-        ssize_t count;
-        do {
-            count = read(socket_, buffer, sizeof buffer);
-        } while (count < 0 && errno == EINTR);
-        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            throw Failure(text("wispd at ", path_, " did not answer within ", ANSWER_SECONDS, " seconds"));
-        }
-        if (count <= 0) {
-            return false;
-        }
-        into.append(buffer, static_cast<std::size_t>(count));
-        return true;
-    }
-
-    std::string path_;
-    int socket_;
-};
+constexpr std::size_t LEVELS_MOST = 64; // many times the depth of wispd's answers
+constexpr double TIMEOUT_LONGEST = 1e9; // seconds
 
 // Converts "2.5" seconds to whole seconds and microseconds; throws for anything else.
 void put_threshold(const std::string &seconds, ordered_json &command) {
@@ -134,6 +46,19 @@ void put_threshold(const std::string &seconds, ordered_json &command) {
     fraction.resize(6, '0');
     command["threshold_seconds"] = std::stoll(whole);
     command["threshold_microseconds"] = std::stoll(fraction);
+}
+
+CLI::Validator seconds_above_zero() {
+    return CLI::Validator(
+        [](std::string &word) {
+            char *end = nullptr;
+            const double seconds = std::strtod(word.c_str(), &end);
+            const bool is_number = !word.empty() && *end == '\0';
+            return is_number && seconds > 0 && seconds <= TIMEOUT_LONGEST
+                       ? std::string()
+                       : text("'", word, "' is not a number of seconds above 0");
+        },
+        "");
 }
 
 struct Arguments {
@@ -288,8 +213,8 @@ std::size_t nesting_of(const std::string &json) {
     return deepest;
 }
 
-int drive(const std::string &path, const ordered_json &command) {
-    Connection connection(path);
+int drive(const std::string &path, std::chrono::milliseconds patience, const ordered_json &command) {
+    Connection connection(path, patience);
     const std::string line = command.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
     const std::string text_of_answer = connection.ask(line);
     const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
@@ -327,6 +252,11 @@ int main(int argc, char **argv) {
     app.footer("Without --control and --socket, HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME select the "
                "socket, "
                "as for clients.");
+    double seconds = std::chrono::duration<double>(common::DEFAULT_PATIENCE).count();
+    app.add_option("--timeout", seconds, "Give up when wispd does not answer within this time (default 10)")
+        ->check(seconds_above_zero())
+        ->type_name("SECONDS");
+    app.fallthrough();
     Arguments arguments;
     ordered_json command;
     add_verbs(app, arguments, command);
@@ -346,14 +276,16 @@ int main(int argc, char **argv) {
         }
         std::ostringstream complaint;
         const int status = app.exit(error, std::cout, complaint) == 0 ? 0 : USAGE;
-        std::fputs(terminal::printable_lines(complaint.str()).c_str(), stderr);
+        const std::string program = status == 0 ? "" : "wispctl: ";
+        std::fputs(terminal::printable_lines(program + complaint.str()).c_str(), stderr);
         return status;
     }
     if (control.empty()) {
         control = wispd::control_path_for(socket.empty() ? common::socket_path_from_environment() : socket);
     }
     try {
-        return drive(control, command);
+        const std::chrono::duration<double> patience(seconds);
+        return drive(control, std::chrono::ceil<std::chrono::milliseconds>(patience), command);
     } catch (const std::exception &error) {
         std::fputs(text("wispctl: ", terminal::printable(error.what()), "\n").c_str(), stderr);
         return FAILED;
