@@ -37,7 +37,10 @@ TEST_F(Three_Roles, AClientReadsAndDoesNotAct) {
     EXPECT_EQ(guarded.hbctl(Role::client, {"status"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"route", "3", "--shared"}).exit_status, 0);
     EXPECT_EQ(guarded.hbctl(Role::client, {"keys"}).exit_status, 0);
-    EXPECT_EQ(guarded.hbctl(Role::client, {"node-down", "3"}).exit_status, 0); // this request has no answer
+    const Ended unanswered =
+        guarded.hbctl(Role::client, {"node-down", "3"}); // the daemon does not answer this request
+    EXPECT_EQ(unanswered.exit_status, 1);
+    EXPECT_THAT(unanswered.errors, HasSubstr("act_group (error 3)"));
     EXPECT_TRUE(guarded.daemon().wait_logged("requested node is down (node 3): rejected; only root, wispd's "
                                              "user and members of act_group can act on the node"));
     const Ended refused = guarded.hbctl(Role::client, {"unconfigure", "2"});

@@ -120,7 +120,7 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
                                                {"shutdown"},
                                                {"manual-control", "on"},
                                                {"multicast", "--port", "1", "--nodes", "2", "hello"}}) {
-        EXPECT_EQ(hbctl_as(NOBODY, words).exit_status, 0) << words.front() << " has no answer";
+        EXPECT_TRUE(is_refused(words, "3")) << words.front() << " has no answer, and is not reported as sent";
     }
     // A later request has been answered, so the daemon has read all requests of these clients.
     EXPECT_TRUE(is_refused({"unconfigure", "3"}, "3"));
@@ -144,6 +144,9 @@ TEST_P(Access, MembersOfTheGroupThatConnectsMayNotAct) {
 TEST_P(Access, MembersOfTheActGroupMayAct) {
     EXPECT_EQ(hbctl_as(ADM, {"configure", "2", "10.1.0.99"}), said("configure 2 10.1.0.99: done"));
     EXPECT_EQ(hbctl_as(ADM, {"node-down", "3"}), said("node-down 3: sent"));
+    EXPECT_EQ(hbctl_as(ADM, {"multicast", "--port", "1", "--nodes", "2", "hello"}),
+              said("multicast: 5 bytes sent for port 1 of 1 node"));
+    EXPECT_EQ(state().at("graces"), json::array()) << "asking for the permission changes nothing";
     EXPECT_TRUE(wait_until([&] {
         return state().dump().find(R"("number":3,"state":"down")") != std::string::npos ||
                daemon.log().find("nodes died: 3") != std::string::npos;

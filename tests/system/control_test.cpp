@@ -78,10 +78,9 @@ TEST_P(Control, WhoIsReportedDownDies) {
     expect_lines(clients, {"event 3 death a adapters 6@1 7@1", "event 4 death n nodes 3 id #1"});
     EXPECT_TRUE(does({"adapter-down", "4"}, "adapter-down 4: sent"));
     expect_lines(clients, {"event 5 death a adapters 4@1"});
-    EXPECT_TRUE(is_refused({"node-down", "7"},
-                           "cannot report that node 7 is down: the node is not configured (error 9)"));
-    EXPECT_TRUE(is_refused({"node-down", "8"},
-                           "cannot report that node 8 is down: out of range, or not of this node (error 4)"));
+    EXPECT_TRUE(is_refused({"node-down", "7"}, "node 7 is not configured (nodes: 1-4)"));
+    EXPECT_TRUE(is_refused({"node-down", "8"}, "node 8 is not configured (nodes: 1-4)"));
+    EXPECT_TRUE(is_refused({"adapter-down", "9"}, "adapter 9 is not configured (adapters: 2-8)"));
 }
 
 TEST_P(Control, WhoIsSuspectedDiesWhenNoSignOfLifeComes) {
@@ -103,10 +102,8 @@ TEST_P(Control, AdaptersOfTheNodeAreHeldDownAndLetUpAgain) {
     expect_lines(clients, {"event 6 join a adapters 2@2"});
     EXPECT_EQ(hbctl({"adapter-state", "3"}), said("ADAPTER  STATE\n      3  up"));
     EXPECT_TRUE(
-        is_refused({"disable", "4"}, "cannot disable adapter 4: out of range, or not of this node (error 4)"));
-    EXPECT_TRUE(is_refused({"adapter-state", "9"},
-                           "cannot read the state of adapter 9: the adapter is not configured, or no adapter "
-                           "of this node has the address (error 7)"));
+        is_refused({"disable", "4"}, "adapter 4 is not an adapter of this node (adapters of node 1: 2, 3)"));
+    EXPECT_TRUE(is_refused({"adapter-state", "9"}, "adapter 9 is not configured (adapters: 2-8)"));
 }
 
 TEST_P(Control, AddressesAreGivenTakenAndExchanged) {
@@ -181,6 +178,14 @@ TEST_P(Control, ADelayedShutdownEndsTheDaemonAndClientsFindTheEndOfTheStream) {
     }
     EXPECT_TRUE(daemon.wait_stopped());
     expect_good_ends(clients);
+}
+
+TEST_P(Control, ARouteToANodeThatIsNotConfiguredListsTheNodes) {
+    EXPECT_TRUE(is_refused({"route", "77"}, "node 77 is not configured (nodes: 1-4)"));
+    EXPECT_TRUE(is_refused({"subscribe", "--nodes", "2,77"}, "node 77 is not configured (nodes: 1-4)"));
+    EXPECT_TRUE(is_refused({"subscribe", "--adapters", "99"}, "adapter 99 is not configured (adapters: 2-8)"));
+    EXPECT_TRUE(is_refused({"subscribe", "--network", "net_x"},
+                           "network net_x is not configured (networks: net_a, net_b)"));
 }
 
 TEST_P(Control, RoutesAndKeysAreShown) {

@@ -69,6 +69,9 @@ hb_add_test(
   ${system_dir}/many_clients_test.cpp
   ${system_dir}/one_abi_setups.cpp
   ${system_dir}/service_test.cpp
+  ${system_dir}/silent_daemon_test.cpp
+  ${system_dir}/wait_test.cpp
+  ${system_dir}/watch_exec_test.cpp
   ${system_dir}/wire_test.cpp
   LIBS
   system_test_support

@@ -4,10 +4,12 @@ hb_add_test(
   SOURCES
   hbctl/arguments_test.cpp
   hbctl/cluster_picture_test.cpp
+  hbctl/command_queue_test.cpp
   hbctl/control_test.cpp
   hbctl/daemon_path_test.cpp
   hbctl/error_text_test.cpp
   hbctl/event_names_test.cpp
+  hbctl/health_test.cpp
   hbctl/migration_report_test.cpp
   hbctl/number_list_test.cpp
   hbctl/plain_text_test.cpp
@@ -16,10 +18,12 @@ hb_add_test(
   hbctl/render_text_test.cpp
   hbctl/sample_picture.cpp
   hbctl/text_table_test.cpp
+  hbctl/wait_condition_test.cpp
   hbctl/waiting_test.cpp
   errors/expected_errors.cpp
   LIBS
   hb_hbctl
+  hb_test_support
   LABELS
   unit)
 add_dependencies(hbctl_unit_test hbctl)

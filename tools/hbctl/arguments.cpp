@@ -10,6 +10,7 @@
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/number_list.h"
 #include "tools/hbctl/validators.h"
+#include "tools/hbctl/wait_grammar.h"
 
 namespace hbctl {
 namespace {
@@ -20,6 +21,8 @@ struct Raw {
     bool json = false;
     double timeout = 0;
     std::uint64_t count = 0;
+    bool wait = false;
+    std::string command;
     bool no_reconnect = false;
     std::int64_t migrate_after = -1; // -1: not given
     bool check = false;
@@ -33,6 +36,7 @@ struct Raw {
     bool different_instance = false;
     std::string events;
     Control_Words control;
+    Wait_Words wait_or_check;
 };
 
 constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
@@ -66,9 +70,19 @@ void add_limits(CLI::App &verb, Raw &raw) {
     verb.add_option("--count", raw.count, "Exit after this many events")
         ->check(positive_count())
         ->type_name("N");
-    verb.add_option("--timeout", raw.timeout, "Exit after this time; fractions are permitted")
+    verb.add_option("--timeout", raw.timeout,
+                    "Exit after this time; fractions are permitted.\n"
+                    "Without it, exit with status 1 when the daemon does not answer within 10 seconds")
         ->check(positive_seconds())
         ->type_name("SECONDS");
+    verb.add_option(
+            "--exec", raw.command,
+            "Run this shell command for each event instead of printing a line.\n"
+            "It receives JSON on standard input, and HB_EVENT, HB_SEQ, HB_NODES and others as variables.\n"
+            "The events wait while it runs; --count waits for the last run")
+        ->check(not_empty("the command"))
+        ->type_name("COMMAND");
+    verb.add_flag("--wait", raw.wait, "Wait for the daemon if it does not listen yet");
     verb.add_flag("--no-reconnect", raw.no_reconnect,
                   "Exit with status 1 when the daemon disconnects, instead of reconnecting");
 }
@@ -129,6 +143,11 @@ Grammar::Grammar() {
     app.add_option("--socket", raw.socket, "Connect to this daemon socket (default: from HB_SERVER_SOCKET)")
         ->check(not_empty("the socket's path"))
         ->type_name("PATH");
+    app.add_option("--timeout", raw.timeout,
+                   "Give up when the daemon does not answer within this time (default 10);\n"
+                   "fractions are permitted. For watch and subscribe: exit after this time")
+        ->check(positive_seconds())
+        ->type_name("SECONDS");
     app.add_flag("--json", raw.json, "Print JSON, one object per line");
     app.require_subcommand(1);
     app.group("Commands");
@@ -145,18 +164,29 @@ Grammar::Grammar() {
     CLI::App *subscribe = app.add_subcommand("subscribe", "Print selected events as they happen, one per line");
     add_subscribe(*subscribe, raw);
     add_limits(*subscribe, raw);
+    add_wait(app, raw.wait_or_check);
+    add_check(app, raw.wait_or_check);
     add_control_verbs(app, raw.control);
-    app.footer("Exit status: 0 success, 1 request failed, 2 usage error.\n"
-               "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME select the daemon's socket;\n"
-               "--socket overrides all three.");
+    for (CLI::App *verb : app.get_subcommands({})) {
+        if (verb->get_footer().empty()) {
+            verb->footer("Every command also accepts --socket, --json and --timeout: see hbctl --help.");
+        }
+    }
+    app.footer(
+        "Exit status: 0 success, 1 request failed, 2 usage error; wait and check have others, see their help.\n"
+        "HB_SERVER_SOCKET, HA_DOMAIN_NAME and HA_SYSPAR_NAME select the daemon's socket;\n"
+        "--socket overrides all three.");
 }
 
 Verb verb_of(const std::string &name) {
     static const std::map<std::string, Verb> verbs{
-        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
-        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
-        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
-        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
+        {"status", Verb::status},       {"nodes", Verb::nodes},
+        {"networks", Verb::networks},   {"adapters", Verb::adapters},
+        {"sites", Verb::sites},         {"watch", Verb::watch},
+        {"migrate", Verb::migrate},     {"subscribe", Verb::subscribe},
+        {"route", Verb::route},         {"wait", Verb::wait},
+        {"check", Verb::check},         {"keys", Verb::keys},
+        {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
     const auto found = verbs.find(name);
     return found != verbs.end() ? found->second : Verb::control;
 }
@@ -219,13 +249,22 @@ Arguments arguments_of(const Grammar &grammar) {
     if (arguments.verb == Verb::subscribe) {
         arguments.subscription = subscription_of(raw);
     }
+    if (arguments.verb == Verb::wait) {
+        arguments.wait = wait_condition(raw.wait_or_check);
+    }
+    arguments.thresholds = thresholds(raw.wait_or_check);
     arguments.control = control_arguments(verb, raw.control);
     if (raw.count > 0) {
         arguments.limits.count = raw.count;
     }
     if (raw.timeout > 0) {
-        arguments.limits.timeout =
+        arguments.patience =
             std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(raw.timeout));
+        arguments.limits.timeout = arguments.patience;
+    }
+    arguments.limits.wait = raw.wait;
+    if (!raw.command.empty()) {
+        arguments.limits.command = raw.command;
     }
     arguments.limits.reconnect = !raw.no_reconnect;
     if (raw.migrate_after >= 0) {
@@ -240,9 +279,14 @@ std::string unknown_verb(const CLI::App &app) {
     return app.get_subcommands().empty() && !left.empty() ? left.front() : "";
 }
 
-Parsed misuse(const std::string &complaint) {
+// For a monitoring system the usual status of a usage error means CRITICAL.
+int misuse_status(const CLI::App &app) {
+    return app.got_subcommand("check") ? static_cast<int>(Health::unknown) : STATUS_USAGE;
+}
+
+Parsed misuse(const CLI::App &app, const std::string &complaint) {
     Parsed parsed;
-    parsed.exit_status = STATUS_USAGE;
+    parsed.exit_status = misuse_status(app);
     parsed.complaint = "hbctl: " + complaint;
     return parsed;
 }
@@ -258,16 +302,16 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     } catch (const CLI::ParseError &error) {
         const std::string unknown = unknown_verb(grammar.app);
         if (!unknown.empty()) {
-            return misuse("unknown command or option '" + unknown +
-                          "'\nRun with --help for more information.\n");
+            return misuse(grammar.app, "unknown command or option '" + unknown +
+                                           "'\nRun with --help for more information.\n");
         }
         if (error.get_name() == "RequiredError" && grammar.app.get_subcommands().empty()) {
-            return misuse("a command is required\nRun with --help for more information.\n");
+            return misuse(grammar.app, "a command is required\nRun with --help for more information.\n");
         }
         std::ostringstream output;
         std::ostringstream complaint;
         if (grammar.app.exit(error, output, complaint) != 0) {
-            return misuse(complaint.str());
+            return misuse(grammar.app, complaint.str());
         }
         parsed.output = output.str();
     }

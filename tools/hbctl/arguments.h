@@ -6,8 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "common/no_answer.h"
 #include "tools/hbctl/control_arguments.h"
+#include "tools/hbctl/health.h"
 #include "tools/hbctl/subscription.h"
+#include "tools/hbctl/wait_condition.h"
 
 namespace hbctl {
 
@@ -23,6 +26,8 @@ enum class Verb {
     route,
     keys,
     adapter_state,
+    wait,
+    check,
     multicast,
     control
 };
@@ -31,21 +36,27 @@ struct Watch_Limits {
     std::optional<std::uint64_t> count;               // of events
     std::optional<std::chrono::milliseconds> timeout; // for the whole command
     bool reconnect = true;
+    bool wait = false;                          // for a daemon that does not listen yet
     std::optional<std::uint64_t> migrate_after; // events; of watch only
+    std::optional<std::string> command;         // to run for each event, instead of a line
 };
 
 struct Arguments {
     Verb verb = Verb::status;
     bool json = false;
     std::optional<std::string> socket;
-    Subscription_Request subscription; // of the verb subscribe
-    Watch_Limits limits;               // of watch and subscribe
-    Control_Arguments control;         // of the verbs after subscribe
+    std::chrono::milliseconds patience = common::DEFAULT_PATIENCE; // with the daemon
+    Subscription_Request subscription;                             // of the verb subscribe
+    Watch_Limits limits;                                           // of watch and subscribe
+    Wait_Condition wait;
+    Thresholds thresholds;     // of check
+    Control_Arguments control; // of the verbs after subscribe
 };
 
 constexpr int STATUS_SUCCESS = 0;
 constexpr int STATUS_FAILURE = 1;
 constexpr int STATUS_USAGE = 2;
+constexpr int STATUS_EXPIRED = 3; // of wait
 
 // Either arguments to act on, or text to print and the exit status (help, version, misuse).
 struct Parsed {

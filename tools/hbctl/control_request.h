@@ -36,6 +36,7 @@ struct Control_Form {
     const char *help;
     std::vector<Operand> operands; // in their order on the command line
     bool answered;                 // the daemon reports the result
+    bool local = false;            // the adapter must be one of this node
 };
 
 const std::vector<Control_Form> &control_forms();

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "tools/hbctl/event_reader.h"
+#include "tools/hbctl/library_call.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/request.h"
 
@@ -45,6 +46,7 @@ Arrival Event_Stream::next(int stop_descriptor, const Deadline &deadline, Pictur
         case Wake::ready:
             break;
         }
+        const Library_Call call; // a record whose end does not arrive blocks the library
         timeval at_once{};
         int kind = 0;
         Hb_Name name{};

@@ -293,24 +293,44 @@ Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows) {
     return lines;
 }
 
-std::string control_json(const Control_Request &request) {
+std::string wait_json(const Wait_Condition &condition) {
+    Json object;
+    switch (condition.subject) {
+    case Wait_Subject::node:
+        object["node"] = condition.number;
+        break;
+    case Wait_Subject::adapter:
+        object["adapter"] = condition.number;
+        break;
+    case Wait_Subject::nodes:
+        object["nodes_at_least"] = condition.number;
+        break;
+    case Wait_Subject::daemon:
+        object["daemon"] = true;
+        break;
+    }
+    object["state"] = condition.up ? "up" : "down";
+    return dump(object);
+}
+
+std::string control_json(const Control_Request &request, Request_Result result) {
     const Control_Form &form = form_of(request.verb);
     Json object;
     object["request"] = form.name;
     for (const Operand operand : form.operands) {
         add_operand(object, request, operand);
     }
-    object["result"] = form.answered ? "done" : "sent";
+    object["result"] = result_word(result);
     return dump(object);
 }
 
-std::string multicast_json(const Multicast_Request &request, std::size_t bytes) {
+std::string multicast_json(const Multicast_Request &request, std::size_t bytes, Request_Result result) {
     Json object;
     object["request"] = "multicast";
     object["port"] = request.port;
     object["nodes"] = request.nodes;
     object["bytes"] = bytes;
-    object["result"] = "sent";
+    object["result"] = result_word(result);
     return dump(object);
 }
 

@@ -9,7 +9,9 @@
 #include "tools/hbctl/control_report.h"
 #include "tools/hbctl/event_record.h"
 #include "tools/hbctl/migration_report.h"
+#include "tools/hbctl/request_result.h"
 #include "tools/hbctl/status_report.h"
+#include "tools/hbctl/wait_condition.h"
 
 namespace hbctl {
 
@@ -26,9 +28,12 @@ Lines keys_json(const Key_Report &report);
 Lines migration_json(const Migration_Report &report);
 Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows);
 
-// The result of a request: sent, or done where the daemon answers.
-std::string control_json(const Control_Request &request);
-std::string multicast_json(const Multicast_Request &request, std::size_t bytes);
+// What `wait` waited for.
+std::string wait_json(const Wait_Condition &condition);
+
+// The result of a request.
+std::string control_json(const Control_Request &request, Request_Result result);
+std::string multicast_json(const Multicast_Request &request, std::size_t bytes, Request_Result result);
 
 std::string event_json(const Event_Record &event);
 

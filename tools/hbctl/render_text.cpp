@@ -353,13 +353,13 @@ Lines adapter_states_text(const std::vector<Adapter_State_Row> &rows) {
     return table.lines();
 }
 
-std::string control_text(const Control_Request &request) {
-    return terminal::printable(request_text(request)) + (form_of(request.verb).answered ? ": done" : ": sent");
+std::string control_text(const Control_Request &request, Request_Result result) {
+    return terminal::printable(request_text(request)) + ": " + result_text(result);
 }
 
-std::string multicast_text(const Multicast_Request &request, std::size_t bytes) {
-    return "multicast: " + counted(bytes, "byte") + " sent for port " + std::to_string(request.port) + " of " +
-           counted(request.nodes.size(), "node");
+std::string multicast_text(const Multicast_Request &request, std::size_t bytes, Request_Result result) {
+    return "multicast: " + counted(bytes, "byte") + " " + result_text(result) + " for port " +
+           std::to_string(request.port) + " of " + counted(request.nodes.size(), "node");
 }
 
 std::string event_heading_text() {

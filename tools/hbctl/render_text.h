@@ -9,6 +9,7 @@
 #include "tools/hbctl/control_report.h"
 #include "tools/hbctl/event_record.h"
 #include "tools/hbctl/migration_report.h"
+#include "tools/hbctl/request_result.h"
 #include "tools/hbctl/status_report.h"
 
 namespace hbctl {
@@ -26,9 +27,9 @@ Lines keys_text(const Key_Report &report);
 Lines migration_text(const Migration_Report &report);
 Lines adapter_states_text(const std::vector<Adapter_State_Row> &rows);
 
-// The result of a request: sent, or done where the daemon answers.
-std::string control_text(const Control_Request &request);
-std::string multicast_text(const Multicast_Request &request, std::size_t bytes);
+// The result of a request.
+std::string control_text(const Control_Request &request, Request_Result result);
+std::string multicast_text(const Multicast_Request &request, std::size_t bytes, Request_Result result);
 
 // The heading over event lines, and one event.
 std::string event_heading_text();

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "tools/hbctl/library_call.h"
+
 namespace hbctl {
 namespace {
 
@@ -15,6 +17,7 @@ extern "C" void write_to_pipe(int) {
     const int saved = errno;
     const char byte = 1;
     [[maybe_unused]] const auto written = write(signal_pipe, &byte, 1);
+    Library_Call::end_process();
     errno = saved;
 }
 
@@ -43,6 +46,7 @@ Stop_Signal::Stop_Signal() {
 Stop_Signal::~Stop_Signal() {
     set_disposition(SIG_DFL, 0);
     signal_pipe = -1;
+    Library_Call::stay_alive();
     close(read_end_);
     close(write_end_);
 }

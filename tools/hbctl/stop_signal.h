@@ -3,8 +3,8 @@
 
 namespace hbctl {
 
-// The first signal makes the descriptor readable. A second one ends the process at once, in case something
-// blocks. Only one object may exist at a time; its destructor restores the old dispositions.
+// The first signal makes the descriptor readable, or ends the process at once if it is inside a Library_Call. A second
+// one ends the process at once, in case something else blocks. Only one object may exist at a time; its destructor restores the old dispositions.
 class Stop_Signal {
   public:
     Stop_Signal();

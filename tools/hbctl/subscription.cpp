@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/hbctl/configured.h"
+#include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/request.h"
 
 namespace hbctl {
@@ -122,7 +124,8 @@ void Subscription::build_nodes(Missing missing, std::string &left_out) {
             hb_add_node_to_subscription_group(group_.get(), static_cast<Hb_Node_Number>(number));
         if (result != Hb_Success && missing == Missing::leave_out && is_absent(hb_get_errno())) {
             note(left_out, who);
-        } else {
+        } else if (result != Hb_Success) {
+            require_node(static_cast<int>(number), read_picture());
             require(result, "subscribe to " + who);
         }
     }
@@ -134,7 +137,8 @@ void Subscription::build_adapters(Missing missing, std::string &left_out) {
         const Hb_Rc result = hb_add_adapter_to_subscription_group(group_.get(), number);
         if (result != Hb_Success && missing == Missing::leave_out && is_absent(hb_get_errno())) {
             note(left_out, who);
-        } else {
+        } else if (result != Hb_Success) {
+            require_adapter(number, read_picture());
             require(result, "subscribe to " + who);
         }
     }
@@ -143,9 +147,8 @@ void Subscription::build_adapters(Missing missing, std::string &left_out) {
 bool Subscription::build_network(Missing missing, std::string &left_out) {
     const std::string who = "network " + request_.network;
     const Hb_Network_Number network = find_network(request_.network);
-    if (network < 0 && missing == Missing::refuse) {
-        throw Request_Failed(failure_line("subscribe to " + who, HB_ERROR_NETWORK_NOT_CONFIGURED),
-                             HB_ERROR_NETWORK_NOT_CONFIGURED);
+    if (missing == Missing::refuse) {
+        require_network(request_.network, read_picture());
     }
     const Hb_Rc result = network < 0 ? Hb_Failure : hb_add_network_to_subscription_group(group_.get(), network);
     if (result == Hb_Success) {

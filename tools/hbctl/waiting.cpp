@@ -20,11 +20,11 @@ int milliseconds_left(const Deadline &deadline) {
     return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
 }
 
+} // namespace
+
 bool is_over(const Deadline &deadline) {
     return deadline && Clock::now() >= *deadline;
 }
-
-} // namespace
 
 Deadline deadline_after(std::chrono::milliseconds limit) {
     const auto now = Clock::now();

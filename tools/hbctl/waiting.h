@@ -13,6 +13,8 @@ using Deadline = std::optional<std::chrono::steady_clock::time_point>; // none: 
 // Returns now + limit, also when that is beyond the clock's range.
 Deadline deadline_after(std::chrono::milliseconds limit);
 
+bool is_over(const Deadline &deadline);
+
 enum class Wake { ready, stopped, output_closed, time_over };
 
 // When it returns ready, `ready` holds the descriptors that are ready, followed by -1. stop_descriptor may be

@@ -1,27 +1,23 @@
 #include "tools/hbctl/watcher.h"
 
-#include <algorithm>
 #include <utility>
 
+#include "common/no_answer.h"
 #include "common/socket_path.h"
 #include "hb_client.h"
+#include "tools/hbctl/event_environment.h"
+#include "tools/hbctl/library_call.h"
 #include "tools/hbctl/output.h"
+#include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
+#include "tools/hbctl/retry_pause.h"
+#include "tools/hbctl/time_limit.h"
 
 namespace hbctl {
 namespace {
-
-constexpr std::chrono::milliseconds FIRST_PAUSE{100};
-constexpr std::chrono::milliseconds LONGEST_PAUSE{2000};
-
-// Error numbers after which the connection is unusable.
-bool means_loss(int error) {
-    return error == HB_ERROR_RECEIVE_FAILED || error == HB_ERROR_DISCONNECTED || error == HB_ERROR_SEND_IO ||
-           error == HB_ERROR_SEND_FAILED;
-}
 
 Wall_Time now() {
     return std::chrono::system_clock::now();
@@ -31,30 +27,69 @@ Wall_Time now() {
 
 Watcher::Watcher(bool json, const Watch_Limits &limits)
     : json_(json), limits_(limits), socket_(common::socket_path_from_environment()),
-      deadline_(limits.timeout ? deadline_after(*limits.timeout) : Deadline{}) {}
+      deadline_(limits.timeout ? deadline_after(*limits.timeout) : Deadline{}) {
+    if (limits.command) {
+        commands_.emplace(*limits.command);
+    }
+}
 
-int Watcher::run(std::vector<Subscription_Request> requests) {
-    connect(std::move(requests));
+int Watcher::run(const std::vector<Subscription_Request> &requests) {
+    if (connect(requests) == Next::go_on) {
+        announce_start();
+        follow();
+        finish_commands();
+    }
+    hb_terminate();
+    return exit_status_;
+}
+
+void Watcher::follow() {
+    // A record whose end does not arrive must not hold the command beyond its time.
+    const Time_Limit limit(deadline_, {"", STATUS_SUCCESS});
     do {
         if (is_time_to_migrate()) {
             migrate();
         }
     } while (read_one() == Next::go_on);
-    hb_terminate();
-    return exit_status_;
 }
 
-void Watcher::connect(std::vector<Subscription_Request> requests) {
+Watcher::Next Watcher::connect(const std::vector<Subscription_Request> &requests) {
+    const bool has_limit = deadline_ || !limits_.wait;
+    const Time_Limit limit(has_limit ? deadline_after(patience()) : Deadline{},
+                           {"hbctl: " + common::no_answer_line(socket_, patience()), STATUS_FAILURE});
+    Retry_Pause pauses;
+    bool complained = false;
+    for (;;) {
+        try {
+            open(requests);
+            return Next::go_on;
+        } catch (const Request_Failed &failure) {
+            if (!limits_.wait || !is_absence(failure)) {
+                throw;
+            }
+            if (!std::exchange(complained, true)) {
+                complain(std::string(failure.what()) + "; waiting for it");
+            }
+            hb_terminate();
+            if (pause(pauses.next()) != Wake::time_over) {
+                return Next::end;
+            }
+            if (is_over(deadline_)) {
+                throw;
+            }
+        }
+    }
+}
+
+void Watcher::open(const std::vector<Subscription_Request> &requests) {
+    const Library_Call call;
     open_library();
     picture_ = read_picture();
-    if (requests.empty()) {
-        requests = everything();
-    }
-    for (Subscription_Request &request : requests) {
-        subscriptions_.emplace_back(std::move(request));
+    subscriptions_.clear();
+    for (const Subscription_Request &request : requests.empty() ? everything() : requests) {
+        subscriptions_.emplace_back(request);
     }
     subscribe();
-    announce_start();
 }
 
 void Watcher::subscribe() {
@@ -101,11 +136,38 @@ Watcher::Next Watcher::read_one() {
 }
 
 void Watcher::show(const Event_Record &event) {
-    say_line(json_ ? event_json(event) : event_text(event));
+    if (commands_) {
+        hand_over(event_json(event), event_environment(event));
+    } else {
+        say_line(json_ ? event_json(event) : event_text(event));
+    }
     ++shown_;
 }
 
+void Watcher::hand_over(const std::string &json, std::vector<std::string> environment) {
+    if (!commands_->add({json + "\n", std::move(environment)})) {
+        exit_status_ = STATUS_FAILURE;
+        if (commands_->dropped() == 1) {
+            complain(
+                "the command is too slow: its queue is full, and events are dropped (HB_DROPPED counts them)");
+        }
+    }
+}
+
+// Waits for the last command, unless the command's time or the user ends the wait.
+void Watcher::finish_commands() {
+    if (!commands_) {
+        return;
+    }
+    std::vector<int> ready;
+    wait_for({commands_->close()}, stop_.descriptor(), deadline_, ready);
+    if (const std::size_t left = commands_->left(); left > 0) {
+        complain("ended while the command had not handled the last " + counted(left, "event"));
+    }
+}
+
 void Watcher::refresh_subscriptions() {
+    const Library_Call call;
     for (Subscription &subscription : subscriptions_) {
         const std::string note = subscription.refresh();
         if (!note.empty()) {
@@ -121,7 +183,10 @@ bool Watcher::is_time_to_migrate() const {
 // Subscribing again brings a report of the present members under the service's numbers.
 void Watcher::migrate() {
     migration_tried_ = true;
-    const Preparation preparation = prepare_migration();
+    const Preparation preparation = [] {
+        const Library_Call call;
+        return prepare_migration();
+    }();
     if (!preparation.succeeded()) {
         announce_migration("refused", preparation,
                            "not possible: " + obstacle_text(preparation) + "; staying with the daemon");
@@ -129,9 +194,13 @@ void Watcher::migrate() {
     }
     announce_migration("prepared", preparation,
                        "prepared: the cluster service knows this node and all nodes of the daemon");
-    hb_migrate_to_mox_commit();
+    {
+        const Library_Call call;
+        hb_migrate_to_mox_commit();
+    }
     announce_migration("committed", preparation,
                        "done: events now come from the cluster service; the daemon was asked to stop");
+    const Library_Call call;
     stream_.attach_to_service();
     for (Subscription &subscription : subscriptions_) {
         subscription.ask();
@@ -149,8 +218,8 @@ void Watcher::handle_failure() {
 }
 
 void Watcher::announce_migration(const std::string &step, const Preparation &preparation,
-                                 const std::string &detail) const {
-    say_line(json_ ? migration_step_json(now(), step, preparation) : notice_text(now(), "migration", detail));
+                                 const std::string &detail) {
+    announce("migration", migration_step_json(now(), step, preparation), detail);
 }
 
 Watcher::Next Watcher::handle_loss() {
@@ -164,26 +233,35 @@ Watcher::Next Watcher::handle_loss() {
 }
 
 Watcher::Next Watcher::reconnect() {
-    auto pause = FIRST_PAUSE;
-    for (;;) {
+    for (Retry_Pause pauses;;) {
         hb_terminate();
-        Deadline until = deadline_after(pause);
-        if (deadline_ && *deadline_ < *until) {
-            until = deadline_;
-        }
-        std::vector<int> nobody;
-        if (wait_for({}, stop_.descriptor(), until, nobody) != Wake::time_over || until == deadline_) {
+        if (pause(pauses.next()) != Wake::time_over || is_over(deadline_)) {
             return Next::end;
         }
         if (try_to_reconnect()) {
             return Next::go_on;
         }
-        pause = std::min(2 * pause, LONGEST_PAUSE);
     }
+}
+
+// Returns time_over after the pause, or after the command's own time.
+Wake Watcher::pause(std::chrono::milliseconds length) const {
+    Deadline until = deadline_after(length);
+    if (deadline_ && *deadline_ < *until) {
+        until = deadline_;
+    }
+    std::vector<int> nobody;
+    return wait_for({}, stop_.descriptor(), until, nobody);
+}
+
+// How long the daemon may leave the first connection without an answer.
+std::chrono::milliseconds Watcher::patience() const {
+    return limits_.timeout.value_or(common::DEFAULT_PATIENCE);
 }
 
 bool Watcher::try_to_reconnect() {
     try {
+        const Library_Call call;
         open_library();
         picture_ = read_picture();
         subscribe();
@@ -195,22 +273,30 @@ bool Watcher::try_to_reconnect() {
 }
 
 void Watcher::announce_start() const {
-    if (!json_) {
+    if (!json_ && !commands_) {
         put_line("watching " + socket_ + ": " + counts_text(count(picture_)));
         say_line(event_heading_text());
     }
 }
 
-void Watcher::announce_loss() const {
-    say_line(json_ ? disconnected_json(now(), socket_)
-                   : notice_text(now(), "disconnected",
-                                 "the heartbeat daemon at " + socket_ + " disconnected; reconnecting"));
+void Watcher::announce_loss() {
+    announce("disconnected", disconnected_json(now(), socket_),
+             "the heartbeat daemon at " + socket_ + " disconnected; reconnecting");
 }
 
-void Watcher::announce_return() const {
+void Watcher::announce_return() {
     const Counts counts = count(picture_);
-    say_line(json_ ? reconnected_json(now(), Status_Report{socket_, picture_.local_node, counts, std::nullopt})
-                   : notice_text(now(), "reconnected", counts_text(counts)));
+    announce("reconnected",
+             reconnected_json(now(), Status_Report{socket_, picture_.local_node, counts, std::nullopt}),
+             counts_text(counts));
+}
+
+void Watcher::announce(const std::string &kind, const std::string &json, const std::string &detail) {
+    if (commands_) {
+        hand_over(json, notice_environment(kind, now()));
+    } else {
+        say_line(json_ ? json : notice_text(now(), kind, detail));
+    }
 }
 
 } // namespace hbctl

@@ -1,11 +1,13 @@
 // The live view behind `hbctl watch` and `hbctl subscribe`.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/command_queue.h"
 #include "tools/hbctl/event_stream.h"
 #include "tools/hbctl/migration.h"
 #include "tools/hbctl/stop_signal.h"
@@ -18,12 +20,14 @@ class Watcher {
     Watcher(bool json, const Watch_Limits &limits);
 
     // An empty list subscribes to everything. Returns the exit status. Throws Request_Failed, Output_Closed.
-    int run(std::vector<Subscription_Request> requests);
+    int run(const std::vector<Subscription_Request> &requests);
 
   private:
     enum class Next { go_on, end };
 
-    void connect(std::vector<Subscription_Request> requests);
+    void follow();
+    Next connect(const std::vector<Subscription_Request> &requests);
+    void open(const std::vector<Subscription_Request> &requests);
     void subscribe();
     Next read_one();
     void show(const Event_Record &event);
@@ -33,18 +37,23 @@ class Watcher {
     void handle_failure();
     Next handle_loss();
     Next reconnect();
+    Wake pause(std::chrono::milliseconds length) const;
+    std::chrono::milliseconds patience() const;
     bool try_to_reconnect();
+    void hand_over(const std::string &json, std::vector<std::string> environment);
+    void finish_commands();
     void announce_start() const;
-    void announce_loss() const;
-    void announce_return() const;
-    void announce_migration(const std::string &step, const Preparation &preparation,
-                            const std::string &detail) const;
+    void announce_loss();
+    void announce_return();
+    void announce_migration(const std::string &step, const Preparation &preparation, const std::string &detail);
+    void announce(const std::string &kind, const std::string &json, const std::string &detail);
 
     const bool json_;
     const Watch_Limits limits_;
     const std::string socket_;
     const Deadline deadline_;
     Stop_Signal stop_;
+    std::optional<Command_Queue> commands_;
     Event_Stream stream_;
     Picture picture_;
     std::vector<Subscription> subscriptions_;

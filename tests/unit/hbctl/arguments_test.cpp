@@ -87,6 +87,39 @@ TEST(HbctlArguments, LimitsAreTaken) {
     EXPECT_FALSE(limits.reconnect);
 }
 
+TEST(HbctlArguments, EveryVerbHasATimeout) {
+    EXPECT_EQ(sound({"nodes"}).patience, std::chrono::seconds(10));
+    EXPECT_EQ(sound({"nodes", "--timeout", "2.5"}).patience, std::chrono::milliseconds(2500));
+    EXPECT_EQ(sound({"--timeout", "3", "grace", "2", "5"}).patience, std::chrono::seconds(3));
+    EXPECT_EQ(sound({"--timeout", "3", "watch"}).limits.timeout, std::chrono::seconds(3));
+    EXPECT_THAT(refused({"status", "--timeout", "0"}), HasSubstr("--timeout"));
+}
+
+TEST(HbctlArguments, WaitNamesWhatAndItsState) {
+    const Wait_Condition node = sound({"wait", "node", "3", "--up"}).wait;
+    EXPECT_EQ(node.subject, Wait_Subject::node);
+    EXPECT_EQ(node.number, 3U);
+    EXPECT_TRUE(node.up);
+    EXPECT_FALSE(sound({"wait", "daemon", "--down"}).wait.up);
+    EXPECT_EQ(sound({"wait", "nodes", "2049", "--up"}).wait.number, 2049U);
+    EXPECT_EQ(sound({"wait", "adapter", "98351", "--up", "--timeout", "60"}).patience,
+              std::chrono::seconds(60));
+    EXPECT_THAT(refused({"wait", "node", "3"}), HasSubstr("--up"));
+    EXPECT_THAT(refused({"wait", "node", "3", "--up", "--down"}), HasSubstr("--up"));
+    EXPECT_THAT(refused({"wait", "node", "--up"}), HasSubstr("needs a number from 0 to 2048"));
+    EXPECT_THAT(refused({"wait", "nodes", "0", "--up"}), HasSubstr("needs a number from 1 to 2049"));
+    EXPECT_THAT(refused({"wait", "daemon", "3", "--up"}), HasSubstr("has no number"));
+    EXPECT_THAT(refused({"wait", "goblin", "3", "--up"}), HasSubstr("goblin"));
+}
+
+TEST(HbctlArguments, WatchRunsACommandAndWaitsForTheDaemon) {
+    EXPECT_EQ(sound({"watch", "--exec", "cat"}).limits.command, "cat");
+    EXPECT_EQ(sound({"watch"}).limits.command, std::nullopt);
+    EXPECT_THAT(refused({"watch", "--exec", ""}), HasSubstr("the command is empty"));
+    EXPECT_TRUE(sound({"subscribe", "--all-nodes", "--wait"}).limits.wait);
+    EXPECT_FALSE(sound({"watch"}).limits.wait);
+}
+
 TEST(HbctlArguments, ATimeoutBelowAMillisecondStillEndsTheCommand) {
     EXPECT_EQ(sound({"watch", "--timeout", "0.0001"}).limits.timeout, std::chrono::milliseconds(1));
 }

@@ -169,10 +169,18 @@ TEST(HbctlControl, EveryRequestIsReadAndToldInWordsAndInJson) {
     for (const Line &line : every_request()) {
         const Control_Request made = request(line.words);
         EXPECT_EQ(made.verb, line.verb) << line.text;
-        EXPECT_EQ(control_text(made), line.text);
+        const Request_Result result = form_of(made.verb).answered ? Request_Result::done : Request_Result::sent;
+        EXPECT_EQ(control_text(made, result), line.text);
         EXPECT_EQ(request_purpose(made), line.purpose);
-        EXPECT_EQ(control_json(made), line.json);
+        EXPECT_EQ(control_json(made, result), line.json);
     }
+}
+
+TEST(HbctlControl, ARequestThatMayBeRefusedIsNotReportedAsSentAlone) {
+    const Control_Request made = request({"node-down", "3"});
+    EXPECT_EQ(control_text(made, Request_Result::unconfirmed), "node-down 3: sent, not confirmed");
+    EXPECT_EQ(control_json(made, Request_Result::unconfirmed),
+              R"({"request":"node-down","node":3,"result":"unconfirmed"})");
 }
 
 TEST(HbctlControl, EveryFormHasALineInThisTest) {
@@ -206,7 +214,7 @@ TEST(HbctlControl, ANegativeTimeIsTheDaemonsToRefuse) {
 }
 
 TEST(HbctlControl, AnInterfacesNameCannotSteerATerminal) {
-    EXPECT_EQ(control_text(request({"manual-control", "on", "eth\x1b[2J"})),
+    EXPECT_EQ(control_text(request({"manual-control", "on", "eth\x1b[2J"}), Request_Result::sent),
               "manual-control on eth\\x1B[2J: sent");
 }
 
@@ -270,8 +278,8 @@ TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
     EXPECT_EQ(made.port, 80);
     EXPECT_THAT(made.nodes, ElementsAre(1, 3, 4));
     EXPECT_EQ(made.text, "hello");
-    EXPECT_EQ(multicast_text(made, 5), "multicast: 5 bytes sent for port 80 of 3 nodes");
-    EXPECT_EQ(multicast_json(made, 5),
+    EXPECT_EQ(multicast_text(made, 5, Request_Result::sent), "multicast: 5 bytes sent for port 80 of 3 nodes");
+    EXPECT_EQ(multicast_json(made, 5, Request_Result::sent),
               R"({"request":"multicast","port":80,"nodes":[1,3,4],"bytes":5,"result":"sent"})");
     EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).control.multicast.text, std::nullopt);
     EXPECT_THAT(refused({"multicast", "--nodes", "1"}), HasSubstr("--port is required"));

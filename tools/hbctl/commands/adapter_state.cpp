@@ -1,5 +1,7 @@
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/configured.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
@@ -20,19 +22,25 @@ std::vector<std::uint32_t> local_adapters() {
     return adapters;
 }
 
-} // namespace
-
-int show_adapter_states(const Arguments &arguments) {
+std::vector<Adapter_State_Row> states_of(const std::optional<std::uint32_t> &one) {
     open_library();
+    if (one) {
+        require_local_adapter(*one, read_picture());
+    }
     std::vector<Adapter_State_Row> rows;
-    for (const std::uint32_t adapter : arguments.control.adapter
-                                           ? std::vector<std::uint32_t>{*arguments.control.adapter}
-                                           : local_adapters()) {
+    for (const std::uint32_t adapter : one ? std::vector<std::uint32_t>{*one} : local_adapters()) {
         int state = 0;
         require_request(hb_get_adapter_state(adapter, &state),
                         "read the state of adapter " + std::to_string(adapter));
         rows.push_back({adapter, state});
     }
+    return rows;
+}
+
+} // namespace
+
+int show_adapter_states(const Arguments &arguments) {
+    const auto rows = ask_daemon(arguments, [&] { return states_of(arguments.control.adapter); });
     put_lines(arguments.json ? adapter_states_json(rows) : adapter_states_text(rows));
     return STATUS_SUCCESS;
 }

@@ -1,3 +1,4 @@
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/live_picture.h"
 #include "tools/hbctl/output.h"
@@ -7,7 +8,7 @@
 namespace hbctl {
 
 int show_adapters(const Arguments &arguments) {
-    const Picture picture = read_live_picture().picture;
+    const Picture picture = ask_daemon(arguments, [] { return read_live_picture().picture; });
     put_lines(arguments.json ? adapters_json(picture) : adapters_text(picture));
     return STATUS_SUCCESS;
 }

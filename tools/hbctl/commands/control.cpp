@@ -1,7 +1,10 @@
 #include "common/ip_address.h"
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/configured.h"
 #include "tools/hbctl/output.h"
+#include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
@@ -56,13 +59,38 @@ Hb_Rc send(const Control_Request &request) {
     return Hb_Failure;
 }
 
+// The numbers that the user typed must be in the configuration.
+void require_operands(const Control_Request &request) {
+    const Picture picture = read_picture();
+    for (const Operand operand : form_of(request.verb).operands) {
+        if (operand == Operand::node) {
+            require_node(request.node, picture);
+        } else if (operand == Operand::adapter && form_of(request.verb).local) {
+            require_local_adapter(request.adapter, picture);
+        } else if (operand == Operand::adapter) {
+            require_adapter(request.adapter, picture);
+        }
+    }
+}
+
+Request_Result act(const Control_Request &request) {
+    open_library();
+    require_operands(request);
+    require_request(send(request), request_purpose(request));
+    if (form_of(request.verb).answered) {
+        return Request_Result::done;
+    }
+    // Every user may send a client heartbeat.
+    return request.verb == Control_Verb::client_heartbeat ? Request_Result::sent
+                                                          : result_without_answer(request_purpose(request));
+}
+
 } // namespace
 
 int control(const Arguments &arguments) {
-    open_library();
     const Control_Request &request = arguments.control.request;
-    require_request(send(request), request_purpose(request));
-    put_line(arguments.json ? control_json(request) : control_text(request));
+    const Request_Result result = ask_daemon(arguments, [&] { return act(request); });
+    put_line(arguments.json ? control_json(request, result) : control_text(request, result));
     return STATUS_SUCCESS;
 }
 

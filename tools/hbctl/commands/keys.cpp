@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
@@ -85,10 +86,12 @@ Key_Report report_of(const Keys &keys, Hb_Sequence_Number sequence) {
 } // namespace
 
 int show_keys(const Arguments &arguments) {
-    open_library();
-    Hb_Sequence_Number sequence = 0;
-    const std::unique_ptr<Keys> keys = read_keys(sequence);
-    const Key_Report report = report_of(*keys, sequence);
+    const Key_Report report = ask_daemon(arguments, [] {
+        open_library();
+        Hb_Sequence_Number sequence = 0;
+        const std::unique_ptr<Keys> keys = read_keys(sequence);
+        return report_of(*keys, sequence);
+    });
     put_lines(arguments.json ? keys_json(report) : keys_text(report));
     return STATUS_SUCCESS;
 }

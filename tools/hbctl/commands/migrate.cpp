@@ -1,4 +1,5 @@
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/migration.h"
 #include "tools/hbctl/migration_report.h"
@@ -9,18 +10,25 @@
 #include "tools/hbctl/request.h"
 
 namespace hbctl {
+namespace {
 
-int check_migration(const Arguments &arguments) {
+Migration_Report prepare_and_abort() {
     open_library();
     const Picture picture = read_picture();
     const Preparation preparation = prepare_migration();
     if (preparation.succeeded()) {
         hb_migrate_to_mox_abort();
     }
-    const Migration_Report report{picture.local_node, picture.nodes.size(), preparation};
-    put_lines(arguments.json ? migration_json(report) : migration_text(report));
     hb_terminate();
-    return preparation.succeeded() ? STATUS_SUCCESS : STATUS_FAILURE;
+    return {picture.local_node, picture.nodes.size(), preparation};
+}
+
+} // namespace
+
+int check_migration(const Arguments &arguments) {
+    const Migration_Report report = ask_daemon(arguments, prepare_and_abort);
+    put_lines(arguments.json ? migration_json(report) : migration_text(report));
+    return report.preparation.succeeded() ? STATUS_SUCCESS : STATUS_FAILURE;
 }
 
 } // namespace hbctl

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
@@ -24,6 +25,16 @@ std::string standard_input() {
     return {bytes.data(), length};
 }
 
+Request_Result deliver(const Multicast_Request &request, std::string &message) {
+    const std::string purpose = "deliver a message of " + std::to_string(message.size()) + " bytes";
+    open_library();
+    std::vector<int> nodes = request.nodes;
+    const iovec buffer{message.data(), message.size()};
+    require_request(
+        hb_daemon_route_mcast(&buffer, 1, request.port, nodes.data(), static_cast<int>(nodes.size())), purpose);
+    return result_without_answer(purpose);
+}
+
 } // namespace
 
 int multicast(const Arguments &arguments) {
@@ -32,14 +43,9 @@ int multicast(const Arguments &arguments) {
     if (message.empty()) {
         throw std::runtime_error("cannot send an empty message: give it as an argument or on standard input");
     }
-    open_library();
-    std::vector<int> nodes = request.nodes;
-    const iovec buffer{message.data(), message.size()};
-    require_request(
-        hb_daemon_route_mcast(&buffer, 1, request.port, nodes.data(), static_cast<int>(nodes.size())),
-        "deliver a message of " + std::to_string(message.size()) + " bytes");
-    put_line(arguments.json ? multicast_json(request, message.size())
-                            : multicast_text(request, message.size()));
+    const Request_Result result = ask_daemon(arguments, [&] { return deliver(request, message); });
+    put_line(arguments.json ? multicast_json(request, message.size(), result)
+                            : multicast_text(request, message.size(), result));
     return STATUS_SUCCESS;
 }
 

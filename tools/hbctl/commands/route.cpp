@@ -2,8 +2,11 @@
 
 #include "common/ip_address.h"
 #include "hb_client.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/configured.h"
 #include "tools/hbctl/output.h"
+#include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
@@ -19,11 +22,11 @@ Hb_Rc ask(const Route_Query &query, Hb_Route &route, std::uint16_t &length) {
     return query.shared ? hb_read_route(node, &route, &length) : hb_get_route(node, &route, &length);
 }
 
-} // namespace
-
-int show_route(const Arguments &arguments) {
-    const Route_Query &query = arguments.control.route;
+Route_Report read_route(const Route_Query &query) {
     open_library();
+    if (!query.shared && !query.ip_only) {
+        require_node(query.node, read_picture()); // shared memory has routes to other nodes, too
+    }
     Hb_Route route{};
     std::uint16_t length = 0;
     require(ask(query, route, length), "read the route to node " + std::to_string(query.node));
@@ -31,6 +34,13 @@ int show_route(const Arguments &arguments) {
     for (int hop = 0; hop < std::min<int>(length, HB_ROUTE_HOPS); ++hop) {
         report.hops.push_back(common::address_text(route.sr_address[hop]));
     }
+    return report;
+}
+
+} // namespace
+
+int show_route(const Arguments &arguments) {
+    const Route_Report report = ask_daemon(arguments, [&] { return read_route(arguments.control.route); });
     put_lines(arguments.json ? route_json(report) : route_text(report));
     return STATUS_SUCCESS;
 }

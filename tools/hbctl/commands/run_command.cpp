@@ -26,6 +26,10 @@ int run_command(const Arguments &arguments) {
         return show_keys(arguments);
     case Verb::adapter_state:
         return show_adapter_states(arguments);
+    case Verb::wait:
+        return wait(arguments);
+    case Verb::check:
+        return check(arguments);
     case Verb::multicast:
         return multicast(arguments);
     case Verb::control:

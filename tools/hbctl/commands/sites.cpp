@@ -1,3 +1,4 @@
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/read_picture.h"
@@ -8,8 +9,10 @@
 namespace hbctl {
 
 int show_sites(const Arguments &arguments) {
-    open_library();
-    const Picture picture = read_picture();
+    const Picture picture = ask_daemon(arguments, [] {
+        open_library();
+        return read_picture();
+    });
     put_lines(arguments.json ? sites_json(picture) : sites_text(picture));
     return STATUS_SUCCESS;
 }

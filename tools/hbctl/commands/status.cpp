@@ -1,4 +1,5 @@
 #include "common/socket_path.h"
+#include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/live_picture.h"
 #include "tools/hbctl/output.h"
@@ -8,7 +9,7 @@
 namespace hbctl {
 
 int show_status(const Arguments &arguments) {
-    const Live_Picture live = read_live_picture();
+    const Live_Picture live = ask_daemon(arguments, read_live_picture);
     const Status_Report report{common::socket_path_from_environment(), live.picture.local_node,
                                count(live.picture), live.heartbeat};
     put_lines(arguments.json ? status_json(report) : status_text(report));
