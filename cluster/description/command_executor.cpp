@@ -36,7 +36,8 @@ void Command_Executor::answer(std::string_view line, bool in_full, const Control
             reply({ok_line(), true});
         } else {
             execute(command, [reply, in_full](const std::optional<Failure> &failure) {
-                reply(failure ? rejection(in_full ? failure->reason : failure->outline)
+                reply(failure ? Control_Answer{error_line(in_full ? failure->reason : failure->outline), false,
+                                               failure->outline}
                               : Control_Answer{ok_line()});
             });
         }

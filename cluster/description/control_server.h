@@ -19,7 +19,8 @@ namespace wispd {
 struct Control_Answer {
     std::string line; // without its line end
     bool then_stop = false;
-    std::string why_rejected = {}; // empty: done
+    // For the log, so it quotes no file. Empty: done.
+    std::string why_rejected = {};
 };
 
 class Control_Server {

@@ -122,12 +122,17 @@ TEST_F(WispdCommandExecutor, TheLogLevelIsHandedOver) {
 
 TEST_F(WispdCommandExecutor, AnAnswerSaysWhyItsCommandIsRejected) {
     std::vector<std::string> reasons;
-    const auto note = [&](const Control_Answer &answer) { reasons.push_back(answer.why_rejected); };
+    std::string line;
+    const auto note = [&](const Control_Answer &answer) {
+        reasons.push_back(answer.why_rejected);
+        line = answer.line;
+    };
     executor_.answer(R"({"do":"node-down","node":1})", true, note);
     executor_.answer(R"({"do":"node-down","node":1})", true, note);
     executor_.answer("hello", true, note);
-    executor_.answer(R"({"do":"reconfigure"})", false, note);
+    executor_.answer(R"({"do":"reconfigure"})", true, note);
     pending_(Failure{"line 3 holds a secret", "rejected"});
+    EXPECT_THAT(line, HasSubstr("line 3 holds a secret"));
     EXPECT_THAT(reasons, ElementsAre("", HasSubstr("is down already"), HasSubstr("expected one JSON object"),
                                      "rejected"));
 }
