@@ -12,7 +12,7 @@ function(add_install_test name)
 endfunction()
 
 foreach(name into_a_prefix has_every_file service_fits_the_cluster_engine example_builds_with_pkg_config example_builds_with_find_package
-             example_receives_events prefix_can_be_moved platform_headers_are_found)
+             example_receives_events prefix_can_be_moved platform_headers_are_found public_header_needs_no_further_path)
   add_install_test(${name})
   set_property(TEST install.${name} PROPERTY FIXTURES_REQUIRED installed_prefix)
 endforeach()

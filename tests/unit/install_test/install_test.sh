@@ -19,7 +19,7 @@ into_a_prefix() {
 
 has_every_file() {
     local file
-    for file in include/hb_{client,error,error_list}.h include/qz_{tr,mss,ffdc,mox}.h \
+    for file in include/hb_{client,error,error_list}.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
         "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR/pkgconfig/hb_client.pc" \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
@@ -158,10 +158,22 @@ wait_for_end() {
     [ $status -le 128 ] || fail "the program did not end"
 }
 
+# The installed header names the folder of the platform's headers, so no option is needed to find them.
+public_header_needs_no_further_path() {
+    printf '#include <hb_client.h>\nint main(void) { return 0; }\n' >"$WORK/plain.c"
+    "$CC" "${cflags[@]}" "${strict[@]}" -isystem "$prefix/include" -fsyntax-only "$WORK/plain.c"
+    local changed
+    changed=$(diff "$SOURCE/include/hb_client.h" "$prefix/include/hb_client.h" | grep '^[<>]') || true
+    [ "$changed" = '< #include "qz_mss.h"
+> #include "hb_client/qz_mss.h"' ] || fail "the installed header differs from the source in: $changed"
+}
+
 platform_headers_are_found() {
+    local flags
     printf '#include <hb_client.h>\n#include <qz_mox.h>\n#include <qz_tr.h>\n#include %s\nint main(void) { return 0; }\n' \
         '<qz_ffdc.h>' >"$WORK/platform.c"
-    "$CC" "${cflags[@]}" "${strict[@]}" -I "$prefix/include" -fsyntax-only "$WORK/platform.c"
+    read -r -a flags <<<"$(PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig pkg-config --cflags hb_client)"
+    "$CC" "${cflags[@]}" "${strict[@]}" "${flags[@]}" -fsyntax-only "$WORK/platform.c"
 }
 
 # Uses its own prefix: the other steps use the shared one at the same time.
