@@ -47,9 +47,9 @@ TEST(HbctlCommandRun, TheCommandReceivesItsInputAndItsVariables) {
 }
 
 TEST(HbctlCommandRun, AFailureIsReportedAndInputThatIsNotReadIsNone) {
+    std::signal(SIGPIPE, SIG_IGN); // as hbctl does
     EXPECT_EQ(run_shell("exit 3", "x", {}), "the command ended with the exit status 3");
     EXPECT_EQ(run_shell("kill -9 $$", "x", {}), "the command was ended by signal 9");
-    std::signal(SIGPIPE, SIG_IGN); // as hbctl does
     EXPECT_EQ(run_shell("exec true", std::string(1'000'000, 'x'), {}), "");
     EXPECT_EQ(run_shell("(exit 141); kill -PIPE $$; exit 0", "", {}), "the command was ended by signal 13")
         << "the command has the usual signals";
