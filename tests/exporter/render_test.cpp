@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The texts here were typed by hand after the OpenMetrics specification and Prometheus' text format.
+// The texts here are typed by hand, after the rules of OpenMetrics and of Prometheus' text format.
 #include <gtest/gtest.h>
 
 #include "exporter/render.h"
