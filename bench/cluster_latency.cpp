@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures the latency that wispd and the library add to Corosync's own: real engines on several hosts of this
 // machine.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The comparison of configuration tables in cluster-event mode, against a nested scan that finds the same
 // differences. Also the making of an event, against clearing its list once.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events through the library, against a bare loop with only the unavoidable work. The loop reads the same bytes
 // from the same kind of socket and clears the same list.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's end of a connection, in this process. Its bytes lie ready in the socket before the clock starts,
 // so a measurement contains no scheduling.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hb_bench: runs the benchmarks, then prints the ratios. Options are Google Benchmark's.
 #include <cstring>
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Queries to the table of the largest cluster, and subscribing to all of it. The library is marked as open, so
 // that no daemon is asked.
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The purpose of the benchmarks: how the library compares with a plain way of doing the same, in one run on
 // one machine.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bench/sample_cluster.h"
 
 #include <arpa/inet.h>

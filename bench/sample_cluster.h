@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The largest possible cluster, as the daemon would describe it.
 #pragma once
 

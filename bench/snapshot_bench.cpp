@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loading the largest configuration, against copying its bytes and against two of the standard library's maps.
 #include <cstring>
 #include <functional>

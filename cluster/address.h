@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Adapter addresses: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
 #pragma once
 

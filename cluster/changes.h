@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The result of an operation on the cluster: which members and settings changed.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The current state of the cluster: which nodes and adapters are configured and up, and their incarnations.
 //
 // Each operation changes the model and returns what clients must be notified of. The same rules apply to

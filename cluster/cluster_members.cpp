@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cluster/address.h"
 #include "cluster/cluster.h"
 #include "host/text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration of a cluster: plain data, the same for every source.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory for keys: separate pages that are excluded from core files and overwritten before they are released.
 #pragma once
 

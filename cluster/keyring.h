@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The keys in use, as they are published: the current key, the previous one, and a cache of the newest older
 // keys. Key bytes are overwritten before their memory is released.
 #pragma once

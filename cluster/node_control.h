@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Executes the requests of clients that concern their node: checks each against the cluster, applies it, and
 // keeps the state outside membership. Does no I/O; the caller passes the time in.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client's request to change its node, independent of its encoding.
 #pragma once
 

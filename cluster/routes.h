@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The routes from this node to the others: the addresses that a message passes, over networks that are up.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nodes and adapters that are suspected to be down, and adapters with grace. The caller passes the time in.
 //
 // A suspicion becomes a death when it is due, unless a sign of life arrives first.

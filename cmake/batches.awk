@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Divides sources into batches that can each be compiled as one: prints the number of a batch for each file.
 #
 #   awk -v size=12 -f batches.awk FILE...

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Decides whether wispd can follow Corosync: sets HB_WITH_COROSYNC, and hb_corosync_libs to link with.
 #
 # The Corosync libraries exist in the machine's own ABI only.

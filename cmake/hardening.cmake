@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The flags that distributions build their packages with, for every target of a directory that is installed.
 # Sanitizer builds do without them: sanitizers check more, and the fortified functions need an optimizer.
 if(NOT HB_SANITIZE)

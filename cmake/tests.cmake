@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # GoogleTest is built from its packaged sources, once for each ABI: the packaged library is native only.
 #
 # Everything under tests/ and GoogleTest are compiled without optimisation and with line numbers as their only debug

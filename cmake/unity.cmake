@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Several sources compiled as one, which takes half the time or less: the standard library's templates, and those of the
 # large header libraries, are instantiated once for all of them. The plain 64-bit build unites the tests only, so each
 # source of the product still compiles alone somewhere. The client library and the platform's are never built so: their

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # HB_OF_TESTS is set for every target under tests/.
 define_property(TARGET PROPERTY HB_OF_TESTS INITIALIZE_FROM_VARIABLE HB_OF_TESTS)
 

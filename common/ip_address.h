@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Conversion between addresses and their text: 16 bytes in network order, IPv4 behind the ::ffff:0:0/96 prefix.
 //
 // Works with every 16-byte address type: the public one and the one of the cluster service.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes text from outside safe to print. Names, errors, keys of a file and states can contain bytes that move
 // the cursor, overwrite the screen, or reorder what a person reads. Every program prints such text through
 // these functions.

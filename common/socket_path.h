@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The default path of the daemon's socket. The daemon and the tools find it here; the library has code of its
 // own with the same rules, because it includes nothing from common/.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logs what an operation changed in the cluster.
 #pragma once
 

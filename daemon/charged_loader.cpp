@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "daemon/charged_loader.h"
 
 #include "cluster/description/config_error.h"

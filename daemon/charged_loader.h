@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads files that users name, on a thread that does not serve clients. Log lines that a file causes are
 // charged to the user that named the file.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads wispd's configuration file: the cluster, and the settings of this daemon.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon: connects the sources of changes, the cluster model and the publisher.
 #pragma once
 

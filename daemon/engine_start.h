@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starts a daemon that reads its cluster from an engine.
 #pragma once
 

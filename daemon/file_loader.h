@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads and parses files on a thread that does not serve clients, because reading a large file is slow.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Activates new security keys, on command and after the configured interval.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logs how many lines of clients were suppressed in a period. The summary appears even if no further line is
 // logged.
 #pragma once

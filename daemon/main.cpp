@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main function of wispd, the heartbeat daemon.
 #include <csignal>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The settings of this daemon, as read from the [daemon] table.
 #pragma once
 

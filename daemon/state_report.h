@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Formats the cluster model and the clients as JSON for `wispctl state`.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks and prepares the system before the daemon creates anything in it.
 #pragma once
 

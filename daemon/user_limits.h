@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Limits what one user may hold with all its connections, and what all users may hold together.
 #pragma once
 

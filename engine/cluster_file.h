@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a cluster's TOML file for wispd and the cluster services: the cluster, or how to follow Corosync.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface through which a follower uses the Corosync engine of this node.
 #pragma once
 

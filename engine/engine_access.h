@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Access to this machine's Corosync, in programs that were built with it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection to the Corosync engine of this node, over its map, quorum and configuration services.
 #pragma once
 

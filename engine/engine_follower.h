@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Follows the Corosync engine of this node, through stops and restarts, and reports how the cluster changes.
 //
 // The caller waits on one descriptor and calls advance() when it is readable. Nothing here waits by itself.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the part of wispd's file that concerns following Corosync.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The settings in wispd's own file for following Corosync: plain data.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connects the engine to the daemon: passes each change of the cluster to the daemon's event loop.
 //
 // A blocked Corosync can leave a query unanswered for as long as it is blocked. A separate thread sends the

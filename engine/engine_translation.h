@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Translates Corosync's view of the cluster into the model: node ids become nodes, and links become networks.
 #pragma once
 

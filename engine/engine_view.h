@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A Corosync cluster as the engine on this node knows it: plain data.
 #pragma once
 

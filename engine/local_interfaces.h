@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The network interfaces of this machine, and which addresses work on them now.
 #pragma once
 

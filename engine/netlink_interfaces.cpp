@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "engine/netlink_interfaces.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The network interfaces of this machine, as the kernel reports them over netlink.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One descriptor that combines several with a point in time: readable when any of them is, or at that time.
 #pragma once
 

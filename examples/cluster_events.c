@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Reads its events from the operating system's cluster service, on a node without a heartbeat daemon.
  * docs/cluster-event-mode.md shows how to try it with a simulated service. Set HB_SERVER_SOCKET=/none on a
  * machine where a daemon runs: the first commit asks the daemon that it reaches to end, also for its other

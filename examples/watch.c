@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Prints which nodes are up, die and join, as it happens. */
 #include <poll.h>
 #include <stdio.h>

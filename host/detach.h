@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Moves a program into the background. The process that was started waits until the start has
 // succeeded or failed, and exits with that outcome.
 #pragma once

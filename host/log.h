@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's log: where it goes, which levels it has, and the functions that write to it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file that the daemon logs to, opened safely.
 #pragma once
 

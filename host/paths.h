@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Paths that a daemon derives from other paths.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process at the other end of a connection, as the system reports it, and what it is permitted to do.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reference to one file that stays valid even when another process replaces the file at its path.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prepares a process before it opens or creates any file.
 #pragma once
 

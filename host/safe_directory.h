@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks that no other user can replace files in a directory.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Blocks signals for threads that must leave them to the program's other threads.
 #pragma once
 

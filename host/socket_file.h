@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A listening UNIX socket and its file, with the access rights that clients get.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The error for a start that fails because of the system, not because of the configuration.
 #pragma once
 

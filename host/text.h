@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds text for people out of pieces, as in text("node ", 3, " is down").
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decides which users are trusted: their files, processes and connections are treated as the daemon's own.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * hb_client.h - the cluster heartbeat client library, libhb_client.so
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * hb_error.h - names and texts of the error numbers that the cluster heartbeat client library gives
  *

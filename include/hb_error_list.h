@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * hb_error_list.h - every error number of the cluster heartbeat client library, with its name and its text
  *

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # How far long steps are: sourced by ./check, ./demo and scripts/setup.
 #

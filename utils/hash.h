@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A chained hash table from a fixed-width key to a pointer. It owns its nodes but never the objects. Each
 // table uses one kind of key. Nothing is locked, and the number of buckets never changes.
 #pragma once

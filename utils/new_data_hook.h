@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A hook for new memory.
 #pragma once
 

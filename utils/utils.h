@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counted allocation, and splitting and joining of NUL-terminated strings.
 #pragma once
 

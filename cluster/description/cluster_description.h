@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the sections of a TOML file that describe a cluster. Each function reads its section of the file
 // `root`; errors (Config_Error) name `path`. Missing sections get their default values.
 #pragma once

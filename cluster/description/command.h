@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands to the daemon from a person, a script or a timeline. The verbs and their arguments are the same in
 // wispctl, on the control socket and in a timeline.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Executes the commands of the control socket and of timelines, in wispd and in the simulated cluster service.
 #pragma once
 

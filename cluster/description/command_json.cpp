@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cluster/description/command_json.h"
 
 #include <limits>

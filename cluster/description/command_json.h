@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Converts commands and their answers from and to lines of JSON.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The result of a command, which can arrive later than the call that started it.
 #pragma once
 

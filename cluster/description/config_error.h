@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The errors for an invalid file: what() reads "file:line:column: what is wrong and what was expected".
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The server of the control socket: it receives a line of JSON and answers with a line of JSON.
 #pragma once
 

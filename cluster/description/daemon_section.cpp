@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cluster/description/daemon_section.h"
 
 #include <string_view>

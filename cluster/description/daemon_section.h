@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The section [daemon] of a cluster's file, before wispd interprets it. Every reader of such a file checks the
 // section, so that wispd and the cluster services accept the same files.
 #pragma once

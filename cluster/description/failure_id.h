@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creates first-failure identifiers.
 #pragma once
 

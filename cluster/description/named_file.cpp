@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cluster/description/named_file.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads files that a request names. A request must not make wispd wait, disturb a device, or reveal a file's
 // content. A file that others can write is not trusted as the administrator's input.
 #pragma once

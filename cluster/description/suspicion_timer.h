@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calls a function when suspicions of a Node_Control are due.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The maximum lengths of texts in files and commands, in bytes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A timeline: a list of commands, each with the time to wait before it.
 #pragma once
 

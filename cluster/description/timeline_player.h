@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Plays a timeline: reports each event when it is due.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a program's timelines: plays one at a time, and executes its events in order.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds what would crash the TOML parser: tables and arrays so deep that the stack overflows, and unexpected
 // headers. The search itself creates no table.
 #pragma once

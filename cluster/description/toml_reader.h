@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads typed values out of TOML tables. An unexpected value causes a Config_Error that names its place.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One connected client: reads its requests and sends its packets.
 //
 // Nothing here waits for the client. Unread packets collect in its queue. A client with a full queue is

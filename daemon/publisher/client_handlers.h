@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the daemon does for clients when the publisher alone cannot.
 #pragma once
 

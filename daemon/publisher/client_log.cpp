@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "daemon/publisher/client_log.h"
 
 #include "host/text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Limits the log lines that users cause as clients and on the control socket.
 //
 // Users can cause any number of lines by repeated requests or connections. The limit keeps those lines from

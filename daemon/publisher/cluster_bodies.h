@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The packet bodies that describe the cluster. Each is built at its first use and kept until the next change.
 #pragma once
 

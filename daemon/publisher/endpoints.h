@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Delivers multicasts to local endpoints.
 //
 // The nodes of a described cluster have no network. For tests, a UNIX datagram socket for each node and port

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends clients the configuration, their subscribed events and the state that they need before the first event.
 #pragma once
 

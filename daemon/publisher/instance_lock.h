@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Permits one wispd for each socket, by a locked file beside the socket.
 //
 // The file also records what its holder created. The next wispd can then remove what a killed wispd left

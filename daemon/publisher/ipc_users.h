@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds the users that created segments and semaphores of the system.
 #pragma once
 

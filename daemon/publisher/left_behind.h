@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Removes the segments and semaphores that a killed wispd left behind.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds the processes that hold a lock on a file, as the system lists them.
 #pragma once
 

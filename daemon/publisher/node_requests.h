@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The requests beyond configuration and subscriptions: their bytes, the permission that each needs, and the
 // answer.
 #pragma once

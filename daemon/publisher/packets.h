@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Encodes the packets for clients.
 //
 // Bodies are immutable and shared, so that an event for a thousand clients exists once. Only the head depends

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Serves the cluster to clients: answers requests and sends subscribed events.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Splits the bytes that a client sends into request records. Bytes can arrive one at a time or in large blocks.
 #pragma once
 

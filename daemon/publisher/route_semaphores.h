@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The semaphores that keep readers and the writer of the route segment apart.
 #pragma once
 

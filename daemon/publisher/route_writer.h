@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the routes into the shared segment while no reader is inside.
 //
 // One semaphore keeps new readers out; the other counts the readers inside. Readers stay for microseconds, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the security information into the segment that readers of keys attach.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "daemon/publisher/segment_layout.h"
 
 #include "daemon/publisher/security_record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The layout of the shared segments, and how each becomes invalid when its daemon stops.
 #pragma once
 

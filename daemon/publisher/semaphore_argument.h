@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fourth argument of semctl. The system's headers leave its definition to the program.
 #pragma once
 

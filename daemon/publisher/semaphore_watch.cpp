@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "daemon/publisher/semaphore_watch.h"
 
 #include <asio/io_context.hpp>

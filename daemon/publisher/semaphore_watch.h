@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks and corrects the two semaphores of the route segment.
 //
 // Readers count themselves in and out, so any process that may read routes may also alter the semaphores. A

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The packets that wait to be written to one client, limited by their total size.
 #pragma once
 

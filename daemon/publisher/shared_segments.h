@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three shared segments that clients attach (sizes of the configuration, routes, security keys), and the
 // semaphores that protect the routes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes words in memory that other processes read without a lock.
 #pragma once
 

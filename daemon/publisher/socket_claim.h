@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creates a socket file with an inode that leads to unused keys.
 //
 // Any local user can create segments and semaphores under the keys of free inodes. A socket with such keys is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client's subscription, decoded from its request record.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts what the clients of each user hold and enforces the limits. A user at its limit does not affect other
 // users.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Divides the time of the daemon's single thread between users. A user that sends requests without pause leaves
 // most of the time to others.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The migration of a running client from the daemon to the cluster service. hb_client.h declares the three
 // public functions.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks the pointers that a caller passes, and opens the library after that.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/api/configuration_source.h"
 
 #include "lib/hb_communication/configuration_request.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The source of the configuration: the daemon, or the cluster service in MOX mode.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Control requests to the daemon. hb_client.h declares the public ones.
 #pragma once
 

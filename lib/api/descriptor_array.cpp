@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The descriptors on which a caller waits for events.
 
 #include <new>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Receives the next event: hb_get_event_message and hb_get_client_hb_info of hb_client.h.
 
 #include <cstring>

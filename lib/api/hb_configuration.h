@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Queries over the configuration table. hb_client.h declares the public ones.
 //
 // Each first/next pair shares one function. `first` is 1 for the first item and 0 for the next.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Accessors over the membership group record. hb_client.h declares the public ones.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Subscription groups and subscribing. hb_client.h declares the public functions.
 #pragma once
 

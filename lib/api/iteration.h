@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rule of every first/next iteration.
 #pragma once
 

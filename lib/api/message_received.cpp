@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The membership daemon reports that it received a message from a node: hb_mox_msg_received_from of
 // hb_client.h.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Routes to nodes. hb_client.h declares the public functions.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening and closing the library: hb_init and hb_terminate of hb_client.h.
 #pragma once
 

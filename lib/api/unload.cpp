@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Releases everything when the library is unloaded, so that a program may load it again and again. At the end
 // of the process nothing is released. Another thread may still be inside a call, and the system frees
 // everything anyway.

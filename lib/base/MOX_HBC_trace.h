@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration of the trace component "_HBC", and the pattern of every trace point.
 //
 // A trace point tests its category's detail byte before it gathers arguments. The functions below do this for

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeps the system's errno through calls that may change it, so that tracing is invisible to the caller.
 #pragma once
 

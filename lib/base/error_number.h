@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's error number: one plain integer for the process, read with hb_get_errno.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/base/int_compare.h"
 
 int int_compare(const void *a, const void *b) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/base/lock.h"
 
 Hb_Lock hb_opening_lock;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's locks: one for opening, one for the registration of tracing. A thread may be cancelled while
 // it waits for a lock or holds it, and a process may fork meanwhile. Neither leaves a lock held.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clean-up for a thread that is cancelled while it holds a mutex.
 #pragma once
 

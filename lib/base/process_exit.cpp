@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/base/process_exit.h"
 
 #include <cstdlib>

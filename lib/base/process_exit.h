@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Detects that the process is ending. Another thread may then still be inside the library, which must release
 // nothing.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads memory that the daemon may be changing. Each word is read once, so that the value that was checked is
 // the value that is used.
 #pragma once

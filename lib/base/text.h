@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts in fields of fixed size. The sender may have left out the terminating NUL: the text then ends one
 // byte before the field.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every trace record id of the library. Each id belongs to one trace point; a handler's exit id belongs to
 // all of its exits. An id is never given to another point: recorded traces and the message catalogue refer to
 // it.

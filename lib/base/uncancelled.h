@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Delays the cancellation of a thread where it must not unwind, as in destructors.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loads a configuration message into the configuration table.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/hb_communication/configuration_request.h"
 
 #include "lib/base/error_number.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests the configuration from the daemon.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection to the daemon and its wait set. hb_init_communication of hb_client.h makes both;
 // hb_remove_socket and hb_remove_client_select remove them.
 #pragma once

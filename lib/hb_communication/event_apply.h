@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Applies an event of the daemon to the caller's group record and to the tables.
 #pragma once
 

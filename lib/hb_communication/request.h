@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends one request to the daemon.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader's stay in the route segment.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's shared segments and semaphores, attached read-only.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/hb_communication/trusted_creator.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decides which users' segments and semaphores the library uses. Any local user can create some under the
 // keys of a socket path, for instance while the daemon is stopped.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cluster's name in cluster-event mode.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bounds of the configuration table, limited to the fixed arrays, and the checks of numbers that queries and
 // subscriptions share.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process's view of the cluster's configuration.
 #pragma once
 

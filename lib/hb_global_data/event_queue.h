@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The queue of events in cluster-event mode, first in, first out, and its sequence counter.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clears the lists of a group record.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The nodes that queries return: global_node_tbl and global_num_nodes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events that the library makes when a node's message arrives. An event that need not be delivered is kept
 // and reused.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One event of cluster-event mode on its way to the caller.
 #pragma once
 

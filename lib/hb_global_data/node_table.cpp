@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/hb_global_data/node_table.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The source of truth of this process: the daemon, or the cluster service (MOX mode).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The state of the library's session. Every call that needs a session or a connection checks it here.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The subscription names of node, network and site events in cluster-event mode. Empty: no subscription.
 #pragma once
 

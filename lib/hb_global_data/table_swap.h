@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Empties configuration tables, and makes the working table the live one.
 #pragma once
 

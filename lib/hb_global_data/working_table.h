@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Queries answer from the live table. This header is for the configuration tables that are newer than it. The
 // newest of all is the working table in global_config_tbl_new. Older ones are set aside until their turn comes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes the events of cluster-event mode. Nothing is queued here: each event is stored where the caller asks.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The outputs through which a handler reports an event to its caller.
 #pragma once
 

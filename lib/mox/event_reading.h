@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The common part of all handlers that watch a monitor: reads one event and acts on the result.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The adapters of one node that went down or came up.
 #pragma once
 

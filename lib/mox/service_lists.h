@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Owns the lists that queries of the cluster service return: each list is released on every path.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns the difference of two configuration tables into events for subscribers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/table_update.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds a configuration table from the cluster service.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // lib/vexo/ is the transport to the daemon on this platform: the socket, the wait set (Hb_Select.h) and the
 // socket's path.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/vexo/Hb_Csock_Base.h"
 
 Hb_Csock_Base::Hb_Csock_Base() : myError(0) {}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A connection to the daemon that carries whole records. A platform class adds the transport.
 #pragma once
 

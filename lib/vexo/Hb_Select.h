@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wait set over the select system call.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/vexo/Hb_Select_Base.h"
 
 namespace {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The descriptor sets and the time-out of a wait. A platform class adds the wait itself.
 #pragma once
 

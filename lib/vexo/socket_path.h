@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The path of the daemon's socket.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/wire/event_view.h"
 
 #include <algorithm>

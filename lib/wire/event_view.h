@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks an event record from the daemon once, and gives typed access to its fields.
 #pragma once
 

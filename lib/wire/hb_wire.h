@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bytes that the library and the daemon exchange: request and reply packets on the stream socket, and the
 // shared segments.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The body of a configuration message, checked.
 #pragma once
 

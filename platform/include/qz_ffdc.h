@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * qz_ffdc.h - first-failure identifiers, libqz_ffdc.so
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * qz_mox.h - the cluster-awareness service and its event-notification file system (ORBFS), libqz_mox.so
  *

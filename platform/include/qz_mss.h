@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * qz_mss.h - the security library, libqz_mss.so
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * qz_tr.h - the trace library, libqz_tr.so
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks at compile time the layout of the service's records for 32-bit pointers.
 #include <cstddef>
 

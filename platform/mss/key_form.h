@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The marshalled form of a typed key (docs/keys.md). These functions convert bytes and fields and own no
 // memory.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads random bytes from the kernel.
 #pragma once
 

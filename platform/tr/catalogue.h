@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message catalogue: finds the text of a component's record number. It is a text file:
 //
 //     # comment

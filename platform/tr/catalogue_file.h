@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds and reads the catalogue's file.
 #pragma once
 

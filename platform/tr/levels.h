@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parses the value of QZ_TR_LEVELS, which sets the level of detail of each category.
 //
 //     value    =  settings { ";" settings }            each ";" starts again with all components

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One line of the trace, built in a fixed buffer because recording must not allocate.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Formats a record's arguments by the catalogue's text.
 //
 // A text contains placeholders {N} or {N:F}: argument N, counted from 1, in format F:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the lines of the trace to a file or stderr.
 #pragma once
 

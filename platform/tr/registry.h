@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registered components and their categories.
 //
 // All storage is static and of fixed size. A token stays valid as long as the library is loaded, and unloading

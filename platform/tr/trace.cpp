@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calls of the trace library: registration, which switches recording on, and the four ways to record.
 #include <algorithm>
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cluster service over this node's Corosync engine. It has no thread: it polls the engine during its calls.
 //
 // An object is the installed service from its construction to its destruction. Only one can exist at a time.

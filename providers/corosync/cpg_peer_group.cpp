@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "providers/corosync/cpg_peer_group.h"
 
 #include <stdexcept>

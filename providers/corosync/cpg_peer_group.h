@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The group of peers as a closed process group of Corosync.
 #pragma once
 

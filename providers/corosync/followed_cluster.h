@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cluster that the engine reports, and the events of a cluster service for each step.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface to the group of peer programs that the engine reports.
 #pragma once
 

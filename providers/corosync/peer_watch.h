@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Follows the group of peers across disconnections from the engine.
 #pragma once
 

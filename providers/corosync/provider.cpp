@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // libqz_mox_corosync.so: installs a cluster service over this node's Corosync in a client that loads it, until
 // the process ends.
 #include <memory>

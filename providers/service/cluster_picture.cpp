@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "providers/service/cluster_picture.h"
 
 #include <algorithm>

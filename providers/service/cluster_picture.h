@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Converts the cluster model to the nodes and named interfaces of a cluster service.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An event in the form that the service stores, and its conversion to the platform's records.
 #pragma once
 

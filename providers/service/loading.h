@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Helps a service that installs itself when its library is loaded.
 #pragma once
 

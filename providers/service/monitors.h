@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Monitors: descriptors that are readable while events are held for them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster as a cluster service reports it, in plain data.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds the events of a cluster service for the difference between two pictures.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeps the queries consistent with the events that the library has read. While a node or interface has unread
 // liveness events, the queries return its last reported state, not its current one.
 //

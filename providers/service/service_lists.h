@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creates and frees the records that the queries return. Each record owns its memory.
 #pragma once
 

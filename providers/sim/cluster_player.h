@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Plays a cluster file: the simulated service shows its cluster; a timeline and a control socket change it.
 #pragma once
 

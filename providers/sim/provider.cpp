@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // libqz_mox_sim.so: installs the simulated cluster service in a client that loads it, until the process ends.
 #include <memory>
 #include <stdexcept>

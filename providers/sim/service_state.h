@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Formats the state of the simulated service as a line of JSON.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster service without a cluster: its users set the data, push the events and choose the failures.
 //
 // An object is the installed service from its construction to its destruction. Only one can exist at a time.

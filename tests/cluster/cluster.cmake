@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Real Corosync engines on several hosts of this machine. The engine and its tools are found when a test runs, so all
 # of this is built everywhere; a machine that cannot run it skips the tests and says so.
 find_path(HB_CLI11_INCLUDE_DIR CLI/CLI.hpp REQUIRED)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a real cluster on this machine while its input is open. Prints how to enter each host, and runs one
 // command for each line.
 #include <csignal>

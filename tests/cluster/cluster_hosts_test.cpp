@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program cluster_hosts, as a script uses it.
 #include <csignal>
 #include <sstream>

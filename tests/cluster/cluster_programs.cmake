@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # wispd and its clients on real engines, each on a host of its own, and what a client has to be told of them.
 if(NOT HB_WITH_COROSYNC)
   return()

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random faults over a real cluster on this machine, and a report of the events that its clients received.
 #include <fstream>
 #include <iostream>

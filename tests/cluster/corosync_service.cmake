@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Clients in cluster-event mode over real engines.
 if(NOT HB_WITH_COROSYNC)
   return()

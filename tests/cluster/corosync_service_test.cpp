@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients in cluster-event mode over real engines. Some migrate from a wispd; others start without one.
 #include <algorithm>
 #include <csignal>

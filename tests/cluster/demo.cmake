@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What ./demo cluster shows. It stands on the harness of these tests.
 find_path(HB_CLI11_INCLUDE_DIR CLI/CLI.hpp REQUIRED)
 find_path(HB_NLOHMANN_JSON_INCLUDE_DIR nlohmann/json.hpp REQUIRED)

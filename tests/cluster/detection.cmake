@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How long it takes until a client is told of a fault: a program that prints the table of docs/operations.md.
 if(NOT HB_WITH_COROSYNC)
   return()

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A whole cluster: every host has an engine, a wispd that follows it, a client of that wispd, and an observer
 // of the engine.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The contents of a host's corosync.conf.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Watches the Corosync engine of its host, more closely than the daemon does, and writes a line for every
 // change. Tests compare clients with this independent record.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks whether a client's events match what its engine did: each event has a reason, and none is missing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests the model itself: it accepts exactly the events that a client must receive.
 #include <gmock/gmock.h>
 

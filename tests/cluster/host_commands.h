@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Command lines for hosts: faults, repairs, queries.
 #pragma once
 

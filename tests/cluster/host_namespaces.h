@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hosts of one cluster on one machine: each host is a set of namespaces, and networks connect them.
 //
 // A process holds each host: a network, a /run, a /dev/shm, System V objects and a name of its own. Another

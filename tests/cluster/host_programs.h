@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd, its clients and the observer of the engine, inside the hosts of a cluster.
 #pragma once
 

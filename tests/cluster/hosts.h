@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A real cluster on this machine: each host runs its own Corosync and is on every link.
 //
 // Hosts are numbered from 1, links from 0. The engine's own command line tools report what it sees.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds and ends the processes in a network namespace.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // This machine's interfaces, as the kernel reports them, in the test's own network namespace.
 #include <cstdlib>
 #include <memory>

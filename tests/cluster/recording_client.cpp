@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client that stays with its daemon through all faults. It subscribes to all nodes and adapters and connects
 // again after the daemon has disconnected. It writes each event with the time at which it received it.
 //

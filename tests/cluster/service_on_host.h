@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program inside a host of a cluster, with the cluster service for that host's engine loaded.
 #pragma once
 

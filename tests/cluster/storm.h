@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random faults, one after the other, over a whole cluster: links, engines, reloads and wispd itself.
 //
 // Some faults come while the previous one is still in progress, some after everything has settled. The seed

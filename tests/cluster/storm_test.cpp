@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A short storm; cluster_storm runs long ones.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds the system administrator's programs, which are not in the PATH of ordinary users.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of a recording client, line by line, and the events that must never arrive.
 #pragma once
 

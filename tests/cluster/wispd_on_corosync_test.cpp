@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd on a real engine: the events of its clients when hosts, links and engines fail and return.
 #include <algorithm>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records of an engine_observer about its host's engine, and the events that a daemon beside it must send
 // for them.
 #pragma once

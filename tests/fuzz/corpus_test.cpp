@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Passes the fuzzer's seeds, and variations of them, to the fuzzer's entry in an ordinary build. A fault ends
 // the program.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Passes one record, as a daemon might send it, through every decoder and then into the tables.
 #pragma once
 

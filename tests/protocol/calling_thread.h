@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A thread of the test that calls the library and blocks there, so that it can be cancelled.
 #pragma once
 

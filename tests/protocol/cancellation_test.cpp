@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A thread that is cancelled while it waits in the library ends and leaves nothing behind.
 #include <array>
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of fields and virtual operations in the classes that another transport would derive from.
 #include <cstdint>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The test's side of the library: opening it against a fake daemon, reading events, checking its state.
 #pragma once
 

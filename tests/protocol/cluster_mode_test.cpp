@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Cluster-event mode without an installed cluster service: every entry fails cleanly, and nothing is sent.
 #include <cstring>
 

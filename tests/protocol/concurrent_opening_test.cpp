@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several threads use the library for the first time at once. One opens it; the others wait, and then find it
 // open or try to open it themselves.
 #include <atomic>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The state of session and connection in rare cases: short memory, cancelled threads, connections that come and go.
 hb_add_test(
   protocol_connection_state_test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calls without a connection, without a wait set, on high descriptors, and after the daemon's death.
 #include <csignal>
 #include <cstring>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Control requests, routes and security keys against bytes written out by hand.
 hb_add_test(
   protocol_control_test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Control requests against bytes written by hand: what is sent, what is not sent, and what the answers mean.
 #include <arpa/inet.h>
 #include <cstring>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The library in daemon mode against bytes written out by hand.
 hb_add_test(
   protocol_test

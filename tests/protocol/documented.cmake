@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The examples of docs/protocol.md against the library.
 hb_add_test(
   protocol_documented_test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The examples of docs/protocol.md. The library sends the documented bytes, and understands them as the
 // document says. The numbers and texts here are typed from the document.
 #include <cstring>

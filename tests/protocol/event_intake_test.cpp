@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events, byte for byte, and their effect on the caller's group record and on the library's tables.
 #include <cerrno>
 #include <csignal>

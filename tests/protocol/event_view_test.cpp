@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Event records seen by type, with no connection and no table.
 #include <string>
 

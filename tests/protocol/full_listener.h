@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A daemon that listens but accepts no connection: its queue of waiting connections is full.
 #pragma once
 

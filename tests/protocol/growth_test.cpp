@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library that is opened again and again, with and without success, uses no more than one that was opened
 // once.
 #include <gtest/gtest.h>

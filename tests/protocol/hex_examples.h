@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the byte examples of a document so that they can be checked.
 //
 //     ```hex name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key bytes on their way from the daemon's segment through the security library and the heap.
 #include <cstdlib>
 #include <cstring>

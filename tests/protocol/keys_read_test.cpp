@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The security state and keys that the daemon publishes.
 #include <climits>
 #include <cstring>

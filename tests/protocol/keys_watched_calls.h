@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records the library's calls to the security library and can replace their results.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order in which a load is traced.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The caller's side of the three calls that return a route. The outputs are filled with a mark before the call.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader inside the route segment: its semaphore operations on entry and exit, and the number of routes.
 #include <array>
 #include <atomic>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Routes and security keys against bytes written out by hand.
 hb_add_test(
   protocol_routes_and_keys_test

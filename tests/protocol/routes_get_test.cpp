@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Asking the daemon for the route to a node.
 #include <cerrno>
 #include <csignal>

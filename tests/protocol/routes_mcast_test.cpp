@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Asks the daemon to deliver a payload to several nodes.
 #include <cerrno>
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading the route to a node from the daemon's segment.
 #include <array>
 #include <atomic>

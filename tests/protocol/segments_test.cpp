@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attaching the daemon's shared segments and semaphores.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which calls use a connection, and which open the library: after a failed opening, with a connection alone,
 // and after hb_remove_socket.
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A record for which memory is short is skipped as a whole. The next record is read normally.
 #include <memory>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From the configuration message to the table and the queries over it.
 #include <cerrno>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client's stream socket: connecting, records, exact reads, statuses.
 #include <array>
 #include <cerrno>

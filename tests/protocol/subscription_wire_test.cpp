@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The requests to subscribe and unsubscribe, as sent over the socket.
 #include <csignal>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The loader alone: the packet after a load, the sizes of the hash tables, duplicate numbers.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replaces the trace library: counts registrations and keeps every record that is written.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Registration with the trace library, and the pattern of every trace point.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Malformed records are dropped, and nothing but the two documented fields changes.
 #include <gtest/gtest.h>
 

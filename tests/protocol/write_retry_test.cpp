@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The retried vector write, including two odd consequences of its rule for advancing.
 #include <array>
 #include <atomic>

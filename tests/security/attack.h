@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One kind of attack by hb_attack: what a program without many rights can do to others on its machine.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hb_attack: makes one attack and prints its result.
 #include <cerrno>
 #include <cstring>

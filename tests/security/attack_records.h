@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records that a client sends to wispd, made without the library, which would not send invalid ones.
 #pragma once
 

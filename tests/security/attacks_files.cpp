@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks on wispd's objects in the system: its lock file, the keys of its segments, its semaphores.
 #include <fcntl.h>
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks through a program's input: from a daemon, from shared memory, from inherited descriptors.
 #include <cstring>
 #include <filesystem>

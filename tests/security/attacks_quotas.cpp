@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks that use up shared resources: connections, subscriptions, memory, control connections, the log.
 #include <poll.h>
 #include <stdexcept>

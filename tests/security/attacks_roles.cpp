@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks with the rights that a role has, or should not have.
 #include <stdexcept>
 #include <sys/ipc.h>

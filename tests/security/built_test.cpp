@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The installed files are built as a distribution builds its packages.
 #include <cstdio>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a program with the restrictions of a service unit on a machine without a service manager.
 //
 //     confined [--writable DIRECTORY] UNIT PROGRAM [WORD]...

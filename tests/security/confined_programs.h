@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The programs of this build. Their wispd applies the restrictions of its unit to itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd under the restrictions of its unit follows real engines: their shared memory and sockets, and netlink.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client that opens the library and then executes the given program.
 #include <cstdio>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What other accounts can do to the lock file, the keys and the semaphores of wispd.
 #include <csignal>
 #include <fstream>

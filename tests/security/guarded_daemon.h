@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A wispd that runs as root for the three roles, in a directory that every account can enter.
 #pragma once
 

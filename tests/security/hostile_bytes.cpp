@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/security/hostile_bytes.h"
 
 #include <cerrno>

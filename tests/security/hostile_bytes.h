@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bytes that a hostile daemon sends and writes to shared memory.
 #pragma once
 

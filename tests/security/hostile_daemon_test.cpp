@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages and shared memory that no honest daemon would make, and how a client handles them.
 #include <filesystem>
 #include <sys/stat.h>

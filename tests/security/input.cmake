@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Attacks by what is read: records, segments, the environment, files, requests, texts for a terminal.
 target_sources(hb_attack PRIVATE ${CMAKE_CURRENT_LIST_DIR}/attacks_input.cpp
                                  ${CMAKE_CURRENT_LIST_DIR}/hostile_bytes.cpp)

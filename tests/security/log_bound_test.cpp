@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One user causes at most 200 log lines of each level a minute, including results. Omitted lines are counted.
 #include <sstream>
 

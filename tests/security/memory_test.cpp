@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The memory of wispd's clients holds keys. Only root can read it from outside.
 #include <csignal>
 #include <sys/stat.h>

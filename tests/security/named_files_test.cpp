@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that control requests name: which files an administrator can make wispd read, and what it reveals of
 // them.
 #include <fstream>

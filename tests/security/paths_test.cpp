@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How other accounts, and the caller's environment, can affect the paths that wispd uses.
 #include <filesystem>
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A user that uses up its whole share takes nothing from other users or root.
 #include <sys/resource.h>
 

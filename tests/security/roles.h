@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The accounts that attacks run as, and the programs in a place where these accounts can run them.
 #pragma once
 

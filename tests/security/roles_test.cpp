@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each role has exactly the rights that the other tests assume.
 #include "tests/security/roles.h"
 

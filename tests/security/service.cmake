@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # wispd under the restrictions of its unit, and how the installed files are built.
 set(sanitized 0)
 if(HB_SANITIZE)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd works under the restrictions of its unit, which tests/security/confined applies.
 #include <memory>
 #include <sys/stat.h>

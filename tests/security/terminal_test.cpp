@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts from other sources, on their way to the terminal of a program's user.
 #include <algorithm>
 #include <filesystem>

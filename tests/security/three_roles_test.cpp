@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An outsider has no access, a client connects and reads, an actor acts on the node, an administrator controls
 // wispd.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes written by hand: the bytes that tests send and the bytes that they expect.
 //
 // Nothing here uses the library's own structures, so that one wrong structure cannot make both sides of a

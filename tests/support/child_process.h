@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another program, run with pipes as its three standard streams. The destructor ends it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three shared segments and the semaphore set, as the daemon publishes them, or with planned defects.
 #pragma once
 

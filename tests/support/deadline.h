@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Waits for a condition. Deadlines are long: they only end a test that hangs, and no test result depends on how
 // long something lasted.
 #pragma once

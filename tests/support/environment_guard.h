@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sets environment variables for the duration of a scope.
 #pragma once
 

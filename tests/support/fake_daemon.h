@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A daemon inside the test's own process. It listens on a UNIX socket and publishes segments and semaphores. A
 // script decides how it treats its client: it answers, delays, trickles, sends wrong data or disconnects.
 #pragma once

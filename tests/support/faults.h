@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes system calls and allocations fail, or do less than asked, on the thread under test.
 //
 // In programs that link hb_test_faults, every call of the functions below goes through here, whether the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Includes all headers of hb_communication/ for tests. The library's own files include only the headers they
 // need.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs tests in a process of their own: the library keeps process-wide state, and each test needs it fresh.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records what outlives a process unless it is removed: segments, semaphore sets, directories.
 //
 // Other tests run on the same machine at the same time, so only objects that this test made are checked.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts what this process holds, so that a test can show that nothing grows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records of the daemon's stream socket, built byte by byte.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The contents of the route and security segments as the daemon writes them, built byte by byte.
 #pragma once
 

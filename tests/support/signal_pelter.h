@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends a signal again and again to the thread that made this object, so that its system calls are interrupted.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A directory of the test, removed with everything in it. Its path is as short as the root allows, since a
 // socket's path must fit in 107 bytes.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any client that can connect may read and subscribe. Only root and the members of act_group may act on the
 // node.
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client program, run as a child process; also several of them at once.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program as a user would write it. It uses the client library and prints each result as one line. Its
 // commands come from its arguments, and then from the lines of its standard input.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each command prints "done" or "failed COMMAND ERROR", unless it has more to print.
 //
 //   heard-from N | node-may-be-down N | node-is-down N | adapter-may-be-down A | adapter-is-down A

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client program's commands for requests and shared segments; events and configuration are elsewhere.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The output of the client program: one line for each result.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulated service in this process, with commands to its control socket before a client listens.
 #include <fstream>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client in cluster-event mode, with the simulated service loaded from its library. The client receives the
 // service's events through hb_get_event_message, one event each time that its descriptors are ready.
 #include <algorithm>

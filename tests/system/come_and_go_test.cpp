@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients of the library connect and disconnect while events flow.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command lines of wispd, wispctl and hbctl: what they print for correct and for wrong input.
 #include <algorithm>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon carries out its programs' requests, and every client receives the result.
 #include <algorithm>
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The real wispd, run as a child process in its own directory.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every client receives every change of the cluster: each event once, in order, numbered without gaps.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client with the simulated service that forks. Shows the child's state, and that the child's end does not
 // affect the parent.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The largest possible cluster: 2049 nodes on 48 networks.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hbctl with a real daemon, and without one.
 #include <csignal>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Security keys in shared memory, read by many processes while wispd rotates them.
 #include <algorithm>
 #include <regex>

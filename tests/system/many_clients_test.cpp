@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A thousand clients connect and disconnect. Afterwards wispd uses no more than before.
 #include <cstdlib>
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client leaves the daemon for the cluster service while nodes and adapters die and return. Daemon and
 // service learn of each change at different times, and the client reads at random times. A model computes every
 // event that the client must receive, each once.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Computes, event by event, what a client that leaves the daemon for the cluster service must receive.
 //
 // The model knows what each side has sent and what the client has read. Nodes that die and return as a whole

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What may be in progress at the moment when a client leaves the daemon for the cluster service.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hbctl leaves a running wispd for the simulated cluster service, or reports that it cannot.
 #include <csignal>
 #include <fstream>

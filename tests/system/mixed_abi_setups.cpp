@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients of both ABIs at once, with the daemon of either ABI.
 #include "tests/system/setup.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client that can leave its daemon for the cluster service. Both play the same cluster, and the test reports
 // each change to each of them separately.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon and its clients come from this build.
 #include "tests/system/setup.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs segment_reader many times at once.
 #pragma once
 

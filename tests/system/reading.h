@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One reading of the daemon's segments by segment_reader.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIGHUP makes wispd read its file again.
 #include <csignal>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Programs that stay connected and send requests to the daemon, and what other programs see of them.
 #include <map>
 #include <sys/stat.h>

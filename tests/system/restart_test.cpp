@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd ends, normally or not, and starts again.
 #include <csignal>
 

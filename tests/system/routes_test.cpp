@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Routes in shared memory, read by many processes while wispd changes them.
 #include <algorithm>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Watches this program's calls of semtimedop. The library enters and leaves the route segment with it.
 #pragma once
 

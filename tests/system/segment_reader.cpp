@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that reads the daemon's shared segments again and again, while its standard input is open, and
 // checks every reading. Its last line reports the result.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The example client of cluster-event mode, run as a child process with the simulated service loaded.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The programs, and their ABIs, that a system test runs together.
 #pragma once
 

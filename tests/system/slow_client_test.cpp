@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client that does not read must not delay the others, and must not miss an event unnoticed.
 #include <system_error>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A bare connection to a UNIX stream socket.
 #pragma once
 

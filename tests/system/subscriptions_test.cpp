@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client receives the events of its subscriptions, and no others.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The real programs together: wispd, clients of the shared library, hbctl and wispctl, as child processes.
 #
 # HB_OTHER_ABI_BIN_DIR names the bin directory of a finished build of the other ABI; with it the same tests run

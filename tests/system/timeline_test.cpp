@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A timeline file drives the cluster.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispd's side of the socket and of the shared segments, byte by byte.
 #include <regex>
 #include <sys/sem.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Cluster-event mode over the simulated cluster service.
 set(cluster_events "${CMAKE_CURRENT_SOURCE_DIR}/cluster_events")
 hb_add_test(

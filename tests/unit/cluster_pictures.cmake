@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What services that show the daemon's model make of it.
 if(HB_BUILD_DAEMON)
   set(cluster_pictures "${CMAKE_CURRENT_SOURCE_DIR}/cluster_pictures")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What all programs outside the library share.
 hb_add_test(
   common_unit_test

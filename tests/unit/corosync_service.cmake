@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The cluster service over an engine that does as a test says.
 if(HB_BUILD_DAEMON)
   set(corosync_service "${CMAKE_CURRENT_SOURCE_DIR}/corosync_service")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The names and texts of the error numbers, as a C99 and a C++ program see them.
 hb_add_test(error_names_test SOURCES errors/error_names_test.cpp errors/c_error_names.c errors/expected_errors.cpp LABELS
             unit)

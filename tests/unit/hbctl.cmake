@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # hbctl without a daemon: its command line, what it writes, and how it words failures.
 hb_add_test(
   hbctl_unit_test

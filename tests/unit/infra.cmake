@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Rules that hold for the tree and for what is built from it.
 set(infra "${CMAKE_CURRENT_SOURCE_DIR}/infra")
 separate_arguments(c_flags UNIX_COMMAND "${CMAKE_C_FLAGS}")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The base of cluster-event mode: queue, registry of handlers, filling of groups, tables.
 set(mox_base "${CMAKE_CURRENT_SOURCE_DIR}/mox_base")
 hb_add_test(

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The comparison of configuration tables and the events that are made of it.
 set(mox_comparison "${CMAKE_CURRENT_SOURCE_DIR}/mox_comparison")
 hb_add_test(

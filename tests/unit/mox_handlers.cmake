@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The handlers of cluster-event mode one by one, over the simulated cluster service. The spy takes the place of the
 # trace library's recording calls in the whole program.
 set(mox_handlers "${CMAKE_CURRENT_SOURCE_DIR}/mox_handlers")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Random storms of events in cluster-event mode, and many of them, against a model.
 set(mox_storm "${CMAKE_CURRENT_SOURCE_DIR}/mox_storm")
 hb_add_test(

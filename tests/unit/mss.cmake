@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The security library: what it exports, as its users link it, and its rooms between the system's calls.
 hb_add_test(
   mss_test

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The platform's libraries, each against what it exports; the trace library's rooms also from inside.
 add_library(platform_child STATIC platform_child.cpp)
 target_include_directories(platform_child PUBLIC ${CMAKE_CURRENT_LIST_DIR})

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A caller of the platform's libraries in C99: every header, and each kind of declaration in use. */
 #include "qz_ffdc.h"
 #include "qz_mox.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared by the platform libraries' tests: a child process with its own environment, and a directory that is
 // removed with its test. Each of these libraries keeps its settings as long as it is loaded, so each test needs
 // a new process.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The seam to the cluster-awareness service.
 #include <cerrno>
 #include <string>

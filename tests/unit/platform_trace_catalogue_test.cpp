@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catalogue's format. Also checks that the installed catalogue has the client library's record numbers.
 #include <map>
 #include <regex>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The grammar of QZ_TR_LEVELS.
 #include <string>
 

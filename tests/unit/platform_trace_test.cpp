@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace library as a component sees it: registration, detail bytes, and the lines of its records.
 #include <array>
 #include <atomic>

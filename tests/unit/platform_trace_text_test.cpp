@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Placeholders, formats and escapes of the trace's texts.
 #include <string>
 #include <vector>

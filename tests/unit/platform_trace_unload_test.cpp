@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace library is loaded and unloaded with the libraries that use it, and leaves nothing behind. This
 // program is not linked with it.
 #include <cstring>

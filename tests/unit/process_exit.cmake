@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Programs that end in every way, and the library unloaded.
 set(process_exit "${CMAKE_CURRENT_SOURCE_DIR}/process_exit")
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The library over each cluster service: whichever monitor is read first, nothing is lost.
 set(reading_order "${CMAKE_CURRENT_SOURCE_DIR}/reading_order")
 hb_add_test(

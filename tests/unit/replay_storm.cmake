@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Storms that are judged by what a client was given, over the simulated service and over Corosync's.
 set(replay_storm "${CMAKE_CURRENT_SOURCE_DIR}/replay_storm")
 set(replay_storm_sources

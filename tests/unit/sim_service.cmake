@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The simulated cluster service itself, through the interface that the library uses.
 set(sim_service "${CMAKE_CURRENT_SOURCE_DIR}/sim_service")
 hb_add_test(

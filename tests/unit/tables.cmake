@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The hash table and string utilities, the configuration table and its queries, group records and
 # subscriptions.
 set(tables "${CMAKE_CURRENT_SOURCE_DIR}/tables")

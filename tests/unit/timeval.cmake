@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The header rejects a program that is built for 64-bit times where the platform's own are 32-bit.
 set(public_header -I "${PROJECT_SOURCE_DIR}/platform/include" "${PROJECT_SOURCE_DIR}/include/hb_client.h")
 set(wide_times -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The daemon's rooms, one by one. Tests of the running daemon are system tests.
 if(TARGET hb_daemon)
   hb_add_test(

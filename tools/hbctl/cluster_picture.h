@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration, and which parts of it are alive, as plain data.
 #pragma once
 

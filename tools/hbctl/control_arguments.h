@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arguments of the verbs about routes, keys, adapters of this node and control requests.
 #pragma once
 

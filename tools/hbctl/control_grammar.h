@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The part of the command line about routes, keys and control requests.
 #pragma once
 

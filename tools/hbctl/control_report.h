@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Output of the verbs about routes, keys and adapters of this node.
 #pragma once
 

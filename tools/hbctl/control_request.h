@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The control requests that a user can make, and the words of each.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which daemon the library connects to.
 #pragma once
 

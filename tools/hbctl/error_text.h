@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an error number of the library means, in words: hb_error.h's, and better ones where hbctl knows more.
 #pragma once
 

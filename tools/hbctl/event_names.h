@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The words for kinds of events, states and keys, which scripts rely on.
 #pragma once
 

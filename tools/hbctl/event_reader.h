@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Converts the library's event record to plain data.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One event as plain data, independent of the library's record, so that it can be shown, compared and tested.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events from the library, one at a time, read against an up-to-date picture of the cluster.
 #pragma once
 

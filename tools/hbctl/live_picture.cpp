@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tools/hbctl/live_picture.h"
 
 #include "common/socket_path.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hbctl: what a person or a script uses to see the cluster through the heartbeat client library.
 #include <csignal>
 #include <cstdio>

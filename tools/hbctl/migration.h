@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Migrates this process from the daemon to the operating system's cluster service.
 #pragma once
 

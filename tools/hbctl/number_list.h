@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lists of numbers as users type them: "1,2,5-7".
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines on standard output. The reader may disconnect at any time, which ends the command silently.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values as text: lists of numbers, times.
 #pragma once
 

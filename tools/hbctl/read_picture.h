@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the configuration from the library. The library answers from memory without asking the daemon, so this
 // may be called while waiting for events.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All standard output for programs: one JSON object a line, with keys in a fixed order.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All standard output for people, line by line.
 #pragma once
 

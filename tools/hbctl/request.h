@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library calls that end the command when they fail: main receives the failure as an exception.
 #pragma once
 

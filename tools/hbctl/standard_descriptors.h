@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeps standard input, output and error open, so that no other file can get their numbers.
 #pragma once
 

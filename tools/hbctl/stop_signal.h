@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIGINT and SIGTERM as a descriptor that becomes readable.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What to watch, and how to subscribe to it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Columns of text aligned under their headings.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks of the words on the command line. Each complaint uses the user's terms.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Waits for whichever comes first: the daemon, the user's request to stop, the deadline, or the loss of
 // standard output's reader.
 #pragma once

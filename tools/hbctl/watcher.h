@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The live view behind `hbctl watch` and `hbctl subscribe`.
 #pragma once
 

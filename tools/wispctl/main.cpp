@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // wispctl drives a running wispd through its control socket.
 #include <algorithm>
 #include <chrono>

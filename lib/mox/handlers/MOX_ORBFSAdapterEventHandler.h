@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports adapters that go up or down, and adapters that are added or removed.
 #pragma once
 

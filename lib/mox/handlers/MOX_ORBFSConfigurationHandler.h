@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The base of the handlers whose events change the configuration.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Delivers the queued events to the caller, one for each wake-up.
 #pragma once
 

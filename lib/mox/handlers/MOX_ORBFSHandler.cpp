@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A handler's descriptor and its entry in the registry.
 #include "lib/mox/handlers/MOX_ORBFSHandler.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The base of all event sources in cluster-event mode. Each handles one descriptor when it is ready.
 //
 // A static registry finds handlers by descriptor. It has no lock: a program must not change the mode in one

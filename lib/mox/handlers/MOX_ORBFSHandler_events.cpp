@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events that a handler makes from the difference of two tables, and for one node or adapter.
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/hb_global_data/operating_mode.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fills the caller's group record for one event, or copies it from a queued event.
 #include <algorithm>
 #include <cstring>

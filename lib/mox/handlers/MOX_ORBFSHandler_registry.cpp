@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry of handlers: lists their descriptors, and dispatches to the handler of a ready one.
 #include <new>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports addresses that are added to interfaces or removed from them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers a new subscription with the current group.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports changes of the list of nodes.
 #pragma once
 

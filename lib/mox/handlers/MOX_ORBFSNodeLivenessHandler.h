@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports nodes that go up or down, together with their adapters.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/handlers/MOX_ORBFSPeerGSLivenessHandler.h"
 
 #include "lib/hb_global_data/subscription_names.h"

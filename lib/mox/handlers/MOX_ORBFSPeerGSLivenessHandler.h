@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports membership daemons of other nodes that go up or down. A report that a daemon is down overrides the
 // service's "up" until a message arrives from its node.
 #pragma once

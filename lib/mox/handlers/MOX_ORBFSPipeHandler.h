@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A handler that the library itself signals, through a pipe whose read end is its descriptor.
 #pragma once
 

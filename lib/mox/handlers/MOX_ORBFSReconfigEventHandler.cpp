@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/handlers/MOX_ORBFSReconfigEventHandler.h"
 
 #include "lib/mox/event_reading.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rebuilds the whole table after a reconfiguration of the cluster.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports whether nodes can reach the cluster's repository disk.
 #pragma once
 

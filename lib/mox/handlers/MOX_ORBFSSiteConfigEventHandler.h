@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports sites that split and merge.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Wakes the reader of the event pipe.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/handlers/handler_creation.h"
 
 #include <cerrno>

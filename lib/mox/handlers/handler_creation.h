@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes the handlers of cluster-event mode.
 #pragma once
 

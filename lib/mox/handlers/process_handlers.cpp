@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/handlers/process_handlers.h"
 
 #include "lib/hb_global_data/cluster_name.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process's handlers of cluster-event mode. Null: the handler does not exist.
 #pragma once
 

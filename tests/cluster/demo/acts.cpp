@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/cluster/demo/acts.h"
 
 namespace hb_demo {

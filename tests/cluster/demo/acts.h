@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The faults of the demo, and the events that every client must receive for them.
 #pragma once
 

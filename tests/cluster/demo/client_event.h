@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An event of a host's client: a line of "hbctl --json watch".
 #pragma once
 

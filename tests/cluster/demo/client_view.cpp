@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/cluster/demo/client_view.h"
 
 #include <algorithm>

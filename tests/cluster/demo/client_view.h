@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cluster as one client knows it from its events.
 #pragma once
 

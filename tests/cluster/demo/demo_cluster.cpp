@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program of ./demo cluster: real engines on three hosts that are namespaces of this machine, with a wispd
 // and a client on each, while a link and an engine fail and return.
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ./demo cluster, as its user sees it.
 #include <algorithm>
 #include <csignal>

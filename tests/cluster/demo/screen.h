@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The output of the demo: a column for each host's client, a row for each moment, and a table of times at the
 // end. Printed lines never change later, so the output reads the same in a file.
 #pragma once

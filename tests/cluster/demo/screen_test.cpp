@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the demo shows the lines that clients print.
 #include <sstream>
 

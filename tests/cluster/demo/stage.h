@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Three hosts with an engine, a wispd and a client each, and the events of every client so far.
 #pragma once
 

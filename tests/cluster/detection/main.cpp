@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures on a real cluster on this machine how long it takes until a client receives the event of a fault,
 // for several token timeouts. Prints a table.
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One cluster, its faults, and how long the event of each takes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small cluster in the simulated service, and the library in cluster-event mode over it.
 #pragma once
 

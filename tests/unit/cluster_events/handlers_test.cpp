@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of a client in cluster-event mode when nodes, adapters, addresses and sites change.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A running client migrates from the daemon to the cluster service.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the trace prints numbers that do not fit into a signed word.
 #include <fstream>
 #include <sstream>

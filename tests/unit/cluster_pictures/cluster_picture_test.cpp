@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a cluster service sees a cluster that a heartbeat daemon's file describes.
 #include <cstring>
 

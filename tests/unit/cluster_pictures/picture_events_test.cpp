@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of a cluster service when its picture changes, and their order.
 #include <gtest/gtest.h>
 

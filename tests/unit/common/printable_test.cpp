@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nothing that steers a terminal, or misleads who reads it, gets through.
 #include <string>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of the cluster service over Corosync on its monitors, and when they are sent.
 #include <cerrno>
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The peers of a program: the events when they connect and disconnect.
 #include <deque>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The answers of the cluster service over Corosync, from the engine's first answer to its return.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/corosync_service/service_fixture.h"
 
 #include <poll.h>

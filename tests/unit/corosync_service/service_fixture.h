@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cluster service over a fake engine, used as the library uses it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library with the cluster service over Corosync. Whatever the engine reports, and in whatever order the
 // client reads its descriptors, it receives only true events. In the end it knows what the engine knows.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/errors/c_error_names.h"
 
 #include "hb_client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The functions of hb_error.h as a C99 program compiles them. */
 #pragma once
 

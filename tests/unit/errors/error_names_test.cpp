@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // hb_error.h, the enumerators of hb_client.h, and the explanations there: three views of one list.
 #include <fstream>
 #include <regex>

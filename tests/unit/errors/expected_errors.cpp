@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/errors/expected_errors.h"
 
 const std::vector<Expected_Error> &expected_errors() {

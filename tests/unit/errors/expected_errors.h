@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every error number with the name and the text that programs see, typed here.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Routes, keys and control requests: how the user makes them, and how the answers are printed.
 #include <vector>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The output about a migration from the daemon to the cluster service, and why a migration is not possible.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

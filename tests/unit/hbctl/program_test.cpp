@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program itself, on a machine without a daemon.
 #include <array>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/hbctl/sample_picture.h"
 
 namespace hbctl_test {

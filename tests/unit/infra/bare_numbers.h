@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds numbers in C++ sources that should be names: error numbers, event values, reply statuses, reserved names.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exports and dependencies of the built libhb_client.so.
 #include <array>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The records' sizes and offsets as a C program sees them; compiling this file is the test. */
 #include <stddef.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The documents' statements about the source tree are true.
 #include <algorithm>
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The includes between the project's modules; a .h and the .cpp of the same name are one module.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The permitted includes: folders are layers, and includes run downward.
 #include <algorithm>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loading and unloading libhb_client.so at run time. This program is not linked with the library.
 #include <cstdlib>
 #include <dlfcn.h>

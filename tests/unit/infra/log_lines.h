@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log lines of a program, as its sources contain them and as a document quotes them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names that clang-tidy does not check. It needs seconds for each file that includes GoogleTest, and it accepts types
 // without underscores. CONTRIBUTING.md has the convention.
 #include <algorithm>

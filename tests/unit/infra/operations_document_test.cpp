@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // docs/operations.md quotes the log lines exactly, and quotes all that an administrator may see.
 #include <algorithm>
 #include <string>

@@ -1,4 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules for the sources that the compiler does not check.
+#include <algorithm>
+#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
@@ -168,7 +171,40 @@ std::string first_code_block(const std::string &markdown, const std::string &lan
 TEST(Readme, ItsExampleIsTheOneThatIsCompiledAndRun) {
     const std::string example = read_source(ROOT + "/examples/watch.c");
     ASSERT_FALSE(example.empty());
-    EXPECT_EQ(first_code_block(read_source(ROOT + "/README.md"), "c"), example);
+    // The licence is that of the file; the README shows the program.
+    const std::string licence = "/* SPDX-License-Identifier: Apache-2.0 */\n";
+    ASSERT_EQ(example.substr(0, licence.size()), licence);
+    EXPECT_EQ(licence + first_code_block(read_source(ROOT + "/README.md"), "c"), example);
+}
+
+// The first line, or the second one of a script.
+bool states_its_licence(const std::string &source) {
+    static const std::regex licence(
+        R"(^(?:#![^\n]*\n)?(?://|#|/\*) SPDX-License-Identifier: Apache-2\.0(?: \*/)?\n)");
+    return std::regex_search(source, licence, std::regex_constants::match_continuous);
+}
+
+bool is_source(const std::string &path, const std::string &text) {
+    static const std::regex name(
+        R"(.*(?:\.(?:c|h|hpp|cpp|py|sh|awk|map|dot|cmake|cmake\.in|service\.in)|CMakeLists\.txt))");
+    return text.rfind("#!", 0) == 0 || std::regex_match(path, name);
+}
+
+TEST(Licence, IsStatedByEverySourceFile) {
+    std::vector<std::string> paths = {"CMakeLists.txt", "check", "demo", ".ci/run"};
+    for (const char *const folder :
+         {"bench",    "cluster",   "cmake",    "common", "daemon",  "debian", "docs",
+          "engine",   "examples",  "exporter", "host",   "include", "lib",    "packaging",
+          "platform", "providers", "scripts",  "tests",  "tools",   "utils"}) {
+        const std::vector<std::string> files = source_files(ROOT, folder, {""});
+        paths.insert(paths.end(), files.begin(), files.end());
+    }
+    std::vector<std::string> silent;
+    std::copy_if(paths.begin(), paths.end(), std::back_inserter(silent), [](const std::string &path) {
+        const std::string text = read_source(ROOT + "/" + path);
+        return is_source(path, text) && !states_its_licence(text);
+    });
+    EXPECT_THAT(silent, IsEmpty());
 }
 
 TEST(Documentation, ItsLinksIntoTheTreeLeadSomewhere) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/infra/source_tree.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs into a temporary prefix and builds and runs the example against what lies there, both ways.
 set(installed "${CMAKE_BINARY_DIR}/install_test")
 set(install_test "${CMAKE_CURRENT_SOURCE_DIR}/install_test/install_test.sh")

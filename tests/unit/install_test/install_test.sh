@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # One step of the installation's tests, named by the argument; tests/unit/install_test/install_test.cmake
 # sets the variables.
 set -eu

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A thread that is cancelled while it holds the queue leaves the queue unlocked and complete.
 #include <array>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How handlers fill the caller's record, field by field.
 #include <cstring>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The queue of events, its sequence numbers, and the wake-up of the event pipe.
 #include <cerrno>
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry of handlers by descriptor, and the dispatch to a ready handler.
 #include <cerrno>
 #include <csignal>

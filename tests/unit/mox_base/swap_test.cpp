@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Empties a configuration table, makes the working table live, and prints a table.
 #include <cerrno>
 #include <cstring>

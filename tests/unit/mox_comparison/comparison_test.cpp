@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events for two tables that differ in one thing.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // For any two tables, the comparison finds what the plain scan finds.
 #include <random>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The comparison of tables in its plainest form: every adapter against every adapter, in the order of the
 // lists.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Configuration tables made by hand, and the contents of events.
 #pragma once
 

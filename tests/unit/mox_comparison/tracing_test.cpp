@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace records of the comparison, and their order.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Adapters that come up, go down, are added and are removed.
 #include <algorithm>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events and the table of a commit, and the effect of preparations and commits in cluster-event mode.
 #include <cerrno>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events that an update of the table reports at once, and those that it queues, in order.
 #include <cerrno>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creates the handlers, and undoes the creation if one of them fails.
 #include <cerrno>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handler that delivers queued events, one for each wake-up.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calls one handler as the dispatcher calls it, and checks the queue afterwards.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses that are added and removed.
 #include <cerrno>
 #include <cstring>

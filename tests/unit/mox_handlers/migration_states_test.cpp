@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The migration from the daemon to the cluster service, from every state in which the three calls can be made.
 #include <cerrno>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of a migration's steps, the error number that it leaves, and its behaviour when something fails.
 #include <cerrno>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library in daemon mode, and a cluster service that it can migrate to.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handler that answers a subscription with the current members of the group.
 #include <cerrno>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nodes that die and return: every branch of the handler.
 #include <cerrno>
 #include <unistd.h>

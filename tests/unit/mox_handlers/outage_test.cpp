@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service that does not answer: no event is invented, and none is lost.
 #include <cerrno>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The membership daemons of other nodes, the repository disk, the node list and reconfigurations.
 #include <cerrno>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/mox_handlers/plain_service.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A service that allocates nothing, knows no nodes, and delivers the given events.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The common behaviour of all monitor handlers: reading, trace records, and what they do not change.
 #include <cerrno>
 #include <map>

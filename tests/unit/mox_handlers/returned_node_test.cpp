@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A node that comes up: the table gets the adapters that were reported, whatever the queries for it returned.
 #include <cerrno>
 

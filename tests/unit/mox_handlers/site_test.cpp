@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sites that split and merge, and the stored data of the local site.
 #include <cerrno>
 

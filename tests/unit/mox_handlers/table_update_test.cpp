@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Building a table from the cluster service.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library that is unloaded during a migration releases handlers, registry, tables and events. This program is
 // not linked with the library.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A hundred thousand events leak nothing.
 #include <poll.h>
 #include <vector>

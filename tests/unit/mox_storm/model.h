@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The expected view of a client in cluster-event mode over a simulated service. It is computed independently of
 // the library, with plain lists and linear searches.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any number of changes to a cluster, in any order: each call of the client returns what the model says, and
 // the queries answer from the same table as the model.
 #include <cstring>

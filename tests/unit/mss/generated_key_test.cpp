@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // New keys.
 #include <array>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The marshalled form, byte for byte. The checksums were computed independently of the library.
 #include <cerrno>
 #include <climits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A key descriptor that is released at the end of a test, also after a failure.
 #pragma once
 

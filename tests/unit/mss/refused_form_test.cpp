@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Forms that are not valid keys. Where only one field is wrong, the checksum is correct for the form. These
 // checksums were computed independently of the library.
 #include <cerrno>

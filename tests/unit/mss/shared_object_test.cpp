@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library as a file: its exports and its dependencies.
 #include <cstdio>
 #include <memory>

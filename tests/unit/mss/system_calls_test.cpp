@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Key bytes between the library and the system: they are wiped before they are freed, and complete or absent.
 #include <cerrno>
 

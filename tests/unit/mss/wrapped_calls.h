@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records the library's calls of malloc, free and getrandom, and can make them fail.
 #pragma once
 

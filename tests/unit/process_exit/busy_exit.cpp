@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that ends by exit() while another of its threads is inside the library. It does so many times, each
 // time in a new forked child. It prints the number of children that ended with a status other than 0.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs busy_exit as a module, so that libhb_client.so is loaded by dlopen() while the program runs.
 #include <cstdio>
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program's own library that opens the session when it is loaded.
 #include "hb_client.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // While one thread is inside the library, exit() in another ends the process as if the first did not exist.
 // HB_EXITS sets the number of exits in each mode.
 #include <cstdlib>

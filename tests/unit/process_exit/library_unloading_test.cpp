@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that loads libhb_client.so, uses it against a daemon and unloads it, again and again, uses no more
 // than one that does so once. This program is not linked with the library.
 #include <dlfcn.h>

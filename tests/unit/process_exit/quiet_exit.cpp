@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that opens the library and ends. It prints one line for each release made after the end has begun.
 //
 //   quiet_exit open        ends with the library open

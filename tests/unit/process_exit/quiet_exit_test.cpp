@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An open library does not slow down the end of a process: the library releases nothing then.
 #include <string>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service over Corosync has unread events of two categories, or a preparation queries while events are
 // unread. The client receives what happened.
 #include <chrono>

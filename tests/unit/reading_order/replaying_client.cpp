@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/reading_order/replaying_client.h"
 
 #include <ostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client in cluster-event mode that reads the monitors in the order of a test, and replays what it receives.
 #pragma once
 

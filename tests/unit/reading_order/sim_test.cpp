@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events of two categories are unread. Whichever is read first, the client receives what happened.
 #include <algorithm>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library as a program uses it: only public calls.
 #pragma once
 

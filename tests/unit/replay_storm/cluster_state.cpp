@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/replay_storm/cluster_state.h"
 
 #include <arpa/inet.h>

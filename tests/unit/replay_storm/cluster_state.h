@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster as a client can see it: nodes, and adapters by their identities.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Storms over the service over Corosync: in every order of reading, the client's events add up to the engine's
 // state.
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/unit/replay_storm/daemon_side.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A daemon that shows its client the cluster as it was at the daemon's last check.
 #pragma once
 

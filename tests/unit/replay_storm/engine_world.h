@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster of an engine that the storm controls. The service over Corosync reports it.
 #pragma once
 

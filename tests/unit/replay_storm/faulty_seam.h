@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands between the library and the installed service. It passes every call on, makes the calls fail that a
 // storm chooses, and records what was read.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The view of a client that knows only its events, and the rules that these events must follow.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests the rules of the replay: each of them can be violated.
 #include <functional>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Storms over the simulated service: in every order of reading, the client's events add up to the service's
 // state.
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster that the simulated service reports: each change sends the events that the service's own player
 // sends.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One step of a storm. A storm is a list of steps, so that it can be printed, repeated and shortened.
 #pragma once
 

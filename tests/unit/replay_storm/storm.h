@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A storm: a changing cluster, a client that reads in any order, and the replay that checks both.
 #pragma once
 

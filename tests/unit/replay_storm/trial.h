@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs storms, each life in its own process. Shortens a storm that violates a rule as far as possible.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A changing cluster, and the service that reports it to the library.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulated cluster service: it reports what was set, fails as chosen, and delivers pushed events.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses that cannot be converted to text.
 #include <arpa/inet.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cluster_fixture.h"
 
 #include <cstring>

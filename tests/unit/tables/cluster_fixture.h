@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small cluster in the configuration table, as if the library had been opened.
 //
 //   nodes 0 to 3, three adapter slots each; node 1 has adapters 3 and 4, node 3 has adapter 9

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every new block of counted allocation is passed to the hook. The test replaces the library's hook.
 #include <utility>
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The utilities while allocations fail in turn.
 
 #include <cerrno>

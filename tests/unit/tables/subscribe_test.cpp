@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Subscribing: the bytes that go to the daemon, and what each mode keeps.
 
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replaces the trace library's recording calls and keeps the records.
 #pragma once
 

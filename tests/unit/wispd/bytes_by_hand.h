@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes written by hand, and small clusters, for the daemon's tests.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands of control socket and timelines, executed for a program that says what it does for them.
 #include <chrono>
 #include <vector>

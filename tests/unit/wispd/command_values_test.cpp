@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of commands: heartbeat settings given in part, failure identifiers.
 #include <functional>
 

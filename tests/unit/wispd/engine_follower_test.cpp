@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Following an engine: what is reported about it, and when.
 #include <poll.h>
 

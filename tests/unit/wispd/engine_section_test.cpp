@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A configuration file whose cluster comes from an engine.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine in the daemon's event loop. A separate thread queries it.
 #include <asio/io_context.hpp>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Translates an engine's cluster into the daemon's terms.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An engine and interfaces that a test controls.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's objects in the system: socket files, the lock, segments and semaphores.
 #include <csignal>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cluster whose members come from an engine: node states no longer follow from their adapters.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Client requests for the local node. The test controls the time.
 #include <arpa/inet.h>
 

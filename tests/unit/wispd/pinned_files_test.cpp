@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that other users could replace: pinned files, the directories around them, and the log file.
 #include <cerrno>
 #include <filesystem>

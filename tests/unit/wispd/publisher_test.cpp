@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The publisher over real sockets, in one thread. The test runs it until the expected result has arrived.
 #include <cstring>
 #include <fcntl.h>

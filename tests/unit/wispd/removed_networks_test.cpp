@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Networks that are removed from the configuration, in the snapshot.
 #include <cstring>
 

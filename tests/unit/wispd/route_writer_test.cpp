@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The writer and readers of the route segment, with the real semaphores.
 #include <atomic>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The published keys, as a reader without a lock sees them.
 #include <cstring>
 #include <sys/wait.h>

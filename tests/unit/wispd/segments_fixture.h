@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A socket whose keys are not in use yet, and the system's objects with these keys.
 #pragma once
 

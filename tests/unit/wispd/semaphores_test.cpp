@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The semaphores as wispd creates them.
 #include <sys/ipc.h>
 #include <sys/sem.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each user's share of the daemon's time for requests.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One function for each verb. Each returns the exit status, or throws Request_Failed or Output_Closed.
 #pragma once
 

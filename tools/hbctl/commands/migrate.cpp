@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "hb_client.h"
 #include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
