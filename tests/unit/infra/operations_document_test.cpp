@@ -95,6 +95,16 @@ TEST(Operations, EveryLogLineOfTheDaemonIsInTheDocument) {
     EXPECT_THAT(missing, IsEmpty());
 }
 
+TEST(Operations, TheDocumentShowsTheSampleConfigurationOfTheEngine) {
+    std::string shown;
+    for (const std::string &line : lines_of(read_source(ROOT + "/examples/corosync.conf"))) {
+        if (!line.starts_with("#")) {
+            shown += "    " + line + "\n";
+        }
+    }
+    EXPECT_THAT(read_source(ROOT + "/docs/operations.md"), testing::HasSubstr("\n\n" + shown + "\n"));
+}
+
 TEST(Operations, EveryLineThatTheDocumentQuotesIsSaidByTheDaemon) {
     std::string said;
     for (const std::string &path : daemon_sources({".cpp", ".h"})) {
