@@ -17,8 +17,10 @@ struct Patience {
     double grace = 10;        // without an engine, until the other nodes are reported dead
     double longest_retry = 5; // between two attempts to reach the engine again
     double late = 5;          // from what the observer saw to the client
-    double early = 2;         // the observer may be later than the daemon by this much
-    double unseen = 1;        // the daemon may miss a member that was up for less than this
+    // The observer may be later than the daemon by this much. Corosync's library can wait two seconds for an answer of an
+    // engine that has ended, and reports the end only then.
+    double early = 3;
+    double unseen = 1; // the daemon may miss a member that was up for less than this
 };
 
 // A node or an adapter comes up or dies.
