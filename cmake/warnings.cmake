@@ -37,11 +37,3 @@ if(HB_SANITIZE)
     )
   endif()
 endif()
-
-# hb_optimize_when_sanitized(): optimizes this folder under sanitizers as well. The tests' storms run its code for
-# minutes, which costs more than the compiler's work.
-macro(hb_optimize_when_sanitized)
-  if(HB_SANITIZE)
-    add_compile_options(-O1)
-  endif()
-endmacro()
