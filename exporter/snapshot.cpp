@@ -54,7 +54,7 @@ void set_states(const std::vector<Row> &rows, std::vector<State> &states, const 
 
 } // namespace
 
-const char *event_word(Event_Kind kind) {
+std::string event_word(Event_Kind kind) {
     return EVENT_WORDS[static_cast<std::size_t>(kind)];
 }
 

@@ -54,7 +54,7 @@ enum class Event_Kind {
 inline constexpr std::size_t EVENT_KINDS = 10;
 
 // The word for a kind of events, as hbctl watch prints it.
-const char *event_word(Event_Kind kind);
+std::string event_word(Event_Kind kind);
 
 using Steady_Time = std::chrono::steady_clock::time_point;
 using Wall_Time = std::chrono::system_clock::time_point;
