@@ -2,7 +2,7 @@
 # Decides whether hb_exporter is built: sets HB_WITH_EXPORTER, and hb_exporter_libs to link with.
 #
 # The packaged HTTP library exists in the machine's own ABI only.
-set(HB_BUILD_EXPORTER AUTO CACHE STRING "Build hb_exporter, the metrics for Prometheus: AUTO, ON or OFF")
+set(HB_BUILD_EXPORTER AUTO CACHE STRING "Build hb_exporter, the live page and the metrics for Prometheus: AUTO, ON or OFF")
 set_property(CACHE HB_BUILD_EXPORTER PROPERTY STRINGS AUTO ON OFF)
 
 set(HB_WITH_EXPORTER FALSE)

@@ -67,8 +67,9 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     int stale = static_cast<int>(arguments.stale.count());
     int interval = static_cast<int>(arguments.interval.count());
 
-    CLI::App app("Serve the state of the cluster as metrics for Prometheus: /metrics and /health",
-                 "hb_exporter");
+    CLI::App app(
+        "Serve the state of the cluster: a live page at /, metrics for Prometheus at /metrics, and /health",
+        "hb_exporter");
     app.set_version_flag("--version", "hb_exporter " HB_EXPORTER_VERSION);
     CLI::Option *listen_option =
         app.add_option("--listen", listen,
@@ -89,7 +90,7 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     CLI::Option *socket_option =
         app.add_option("--socket", socket, "base path of the daemon's socket (default: HB_SERVER_SOCKET)")
             ->type_name("PATH");
-    app.add_option("--stale", stale, "report hb_up 0 after this time without an answer of wispd (default 3)")
+    app.add_option("--stale", stale, "report hb_up 0 after this time without an answer of wispd (default 2)")
         ->type_name("SECONDS")
         ->check(seconds(2));
 

@@ -19,7 +19,7 @@ struct Arguments {
     Listen_Address listen;
     std::string text_file; // empty: serve HTTP
     std::optional<std::string> socket;
-    std::chrono::seconds stale{3};
+    std::chrono::seconds stale{2};
     std::chrono::seconds interval{10};
 };
 

@@ -13,6 +13,7 @@
 #include "common/socket_path.h"
 #include "exporter/cluster_reader.h"
 #include "exporter/log.h"
+#include "exporter/past_event.h"
 #include "hb_error.h"
 
 namespace exporter {
@@ -23,7 +24,7 @@ constexpr std::chrono::milliseconds LONGEST_PAUSE{1000};
 
 // A stopped wispd keeps its connections, so silence proves nothing. The exporter repeats a small subscription:
 // wispd answers each one with a report.
-constexpr std::chrono::seconds PROBE_PERIOD{1};
+constexpr std::chrono::milliseconds PROBE_PERIOD{500};
 
 constexpr int MEMBERSHIP = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
 constexpr const char *NODES_NAME = "hb_exporter-nodes";
@@ -67,7 +68,8 @@ template <typename Fill> bool subscribe_as(const char *name, int events, Fill fi
 } // namespace
 
 Follower::Follower(std::shared_ptr<Snapshot_Board> board)
-    : board_(std::move(board)), group_(std::make_unique<Hb_Group>()) {}
+    : board_(std::move(board)), cluster_file_(common::socket_path_from_environment()),
+      group_(std::make_unique<Hb_Group>()) {}
 
 void Follower::run() {
     auto pause = FIRST_PAUSE;
@@ -76,6 +78,7 @@ void Follower::run() {
             pause = FIRST_PAUSE;
             follow();
             snapshot_.connected = false;
+            remember_own("disconnected", "wispd closed the connection");
             publish_change();
             log_line("lost the heartbeat daemon at " + common::socket_path_from_environment() +
                      "; reconnecting");
@@ -104,6 +107,8 @@ bool Follower::connect() {
     next_probe_ = std::chrono::steady_clock::now() + PROBE_PERIOD;
     snapshot_.connected = true;
     snapshot_.reconnects += was_connected_ ? 1U : 0U;
+    read_about();
+    remember_own("connected", was_connected_ ? "wispd answers again" : "wispd answers");
     was_connected_ = true;
     reported_error_ = 0;
     snapshot_.last_contact = std::chrono::steady_clock::now();
@@ -209,11 +214,9 @@ Follower::Outcome Follower::apply(int kind, const Hb_Name &name, std::uint32_t s
     snapshot_.sequence_gaps += follows ? 0U : 1U;
     if (std::strncmp(name, PROBE_NAME, sizeof(Hb_Name)) == 0) {
         probe_unanswered_ = false;
-        if (follows) {
-            board_->publish(snapshot_);
-        } else {
-            publish_change();
-        }
+        const bool has_changed = read_about() || !follows;
+        snapshot_.changes += has_changed ? 1U : 0U;
+        board_->publish(snapshot_);
         return Outcome::proceed;
     }
     return apply_event(kind);
@@ -222,9 +225,14 @@ Follower::Outcome Follower::apply(int kind, const Hb_Name &name, std::uint32_t s
 Follower::Outcome Follower::apply_event(int kind) {
     ++snapshot_.events[static_cast<std::size_t>(kind_of(kind))];
     snapshot_.last_event = std::chrono::system_clock::now();
-    if (kind == HB_EVENT_CONFIG && !read_configuration()) {
-        return Outcome::lost;
+    snapshot_.last_event_mark = std::chrono::steady_clock::now();
+    if (kind == HB_EVENT_CONFIG) {
+        if (!read_configuration()) {
+            return Outcome::lost;
+        }
+        read_about();
     }
+    remember(snapshot_, describe_event(kind_of(kind), *group_, snapshot_));
     if ((kind & MEMBERSHIP) != 0) {
         apply_members(kind);
     }
@@ -264,6 +272,17 @@ void Follower::apply_members(int kind) {
 
 void Follower::note_contact() {
     snapshot_.last_contact = std::chrono::steady_clock::now();
+}
+
+// Returns whether wispd has written another file.
+bool Follower::read_about() {
+    const bool has_changed = cluster_file_.poll();
+    snapshot_.about = cluster_file_.content();
+    return has_changed;
+}
+
+void Follower::remember_own(const char *event, const std::string &what) {
+    remember(snapshot_, {0, std::chrono::system_clock::now(), event, what, ""});
 }
 
 void Follower::publish_change() {

@@ -5,8 +5,10 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "exporter/cluster_file_watch.h"
 #include "exporter/snapshot.h"
 #include "exporter/snapshot_board.h"
 #include "hb_client.h"
@@ -36,11 +38,14 @@ class Follower {
     void send_probe();
     bool is_probe_due() const;
     void note_contact();
+    bool read_about();
+    void remember_own(const char *event, const std::string &what);
     void publish_change();
     void report_failure();
 
     const std::shared_ptr<Snapshot_Board> board_;
     Snapshot snapshot_;
+    Cluster_File_Watch cluster_file_;
     Sequence_Check sequence_;
     std::vector<int> descriptors_;          // ends with -1
     const std::unique_ptr<Hb_Group> group_; // far too large for a stack

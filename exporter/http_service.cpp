@@ -7,15 +7,34 @@
 #include <stdexcept>
 #include <sys/socket.h>
 
+#include "exporter/event_stream.h"
+#include "exporter/page.h"
 #include "exporter/render.h"
+#include "exporter/request_guard.h"
 
 namespace exporter {
 namespace {
 
-constexpr std::size_t THREADS = 8;
+// Each viewer of the page occupies a thread. The others answer scrapes, also while many clients connect and send
+// nothing, as browsers do in advance.
+constexpr int MOST_VIEWERS = 64;
+constexpr std::size_t THREADS = MOST_VIEWERS + 64;
 // A client that does not finish its request, or does not read, holds one thread for this long.
 constexpr time_t CLIENT_SECONDS = 2;
+// The same for one that has not begun.
+constexpr time_t IDLE_SECONDS = 1;
 constexpr const char *PLAIN_TEXT = "text/plain; charset=utf-8";
+
+enum Status : int { OK = 200, FORBIDDEN = 403, METHOD_NOT_ALLOWED = 405, SERVICE_UNAVAILABLE = 503 };
+
+// These hold for every answer. Nothing is kept: an old state must not look like a present one.
+const httplib::Headers &headers_of_all() {
+    static const httplib::Headers headers{{"Cache-Control", "no-store"},
+                                          {"Cross-Origin-Resource-Policy", "same-origin"},
+                                          {"Referrer-Policy", "no-referrer"},
+                                          {"X-Content-Type-Options", "nosniff"}};
+    return headers;
+}
 
 // Prometheus names OpenMetrics in its request. A client that names plain text alone reads the older format.
 Format format_for(const std::string &accept) {
@@ -48,32 +67,85 @@ Http_Service::Http_Service(const Listen_Address &address, std::shared_ptr<const 
     server_->set_read_timeout(CLIENT_SECONDS);
     server_->set_write_timeout(CLIENT_SECONDS);
     server_->set_keep_alive_max_count(1); // an idle connection would occupy a thread
+    server_->set_keep_alive_timeout(IDLE_SECONDS);
     server_->set_payload_max_length(0);
-    add_pages(board, stale);
+    server_->set_tcp_nodelay(true);
+    server_->set_default_headers(headers_of_all());
+    add_guard(is_loopback_address(address.host));
+    add_reports(board, stale);
+    add_page(board, stale);
     bind(address);
 }
 
 Http_Service::~Http_Service() = default;
 
-void Http_Service::add_pages(const std::shared_ptr<const Snapshot_Board> &board,
-                             std::chrono::milliseconds stale) {
+void Http_Service::add_guard(bool only_this_machine) {
+    server_->set_pre_routing_handler([only_this_machine](const httplib::Request &request,
+                                                         httplib::Response &response) {
+        if (request.method != "GET" && request.method != "HEAD") {
+            response.status = METHOD_NOT_ALLOWED;
+            response.set_header("Allow", "GET, HEAD");
+            response.set_content("hb_exporter is read only: it answers GET and HEAD\n", PLAIN_TEXT);
+            return httplib::Server::HandlerResponse::Handled;
+        }
+        if (only_this_machine && request.has_header("Host") &&
+            !names_loopback(request.get_header_value("Host"))) {
+            response.status = FORBIDDEN;
+            response.set_content("hb_exporter serves this machine alone: use the name localhost\n", PLAIN_TEXT);
+            return httplib::Server::HandlerResponse::Handled;
+        }
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+}
+
+void Http_Service::add_reports(const std::shared_ptr<const Snapshot_Board> &board,
+                               std::chrono::milliseconds stale) {
     server_->Get("/metrics", [board, stale](const httplib::Request &request, httplib::Response &response) {
         const Format format = format_for(request.get_header_value("Accept"));
         response.set_content(render_metrics(*board->latest(), std::chrono::steady_clock::now(), stale, format),
                              content_type(format));
     });
     server_->Get("/health", [board, stale](const httplib::Request &, httplib::Response &response) {
-        constexpr int ok = 200;
-        constexpr int service_unavailable = 503;
         const std::shared_ptr<const Snapshot> snapshot = board->latest();
         const auto now = std::chrono::steady_clock::now();
-        response.status = is_up(*snapshot, now, stale) ? ok : service_unavailable;
+        response.status = is_up(*snapshot, now, stale) ? OK : SERVICE_UNAVAILABLE;
         response.set_content(render_health(*snapshot, now, stale), PLAIN_TEXT);
     });
     server_->set_error_handler([](const httplib::Request &, httplib::Response &response) {
         if (response.body.empty()) {
-            response.set_content("hb_exporter serves /metrics and /health\n", PLAIN_TEXT);
+            response.set_content("hb_exporter serves the live page at /, /metrics and /health\n", PLAIN_TEXT);
         }
+    });
+}
+
+void Http_Service::add_page(const std::shared_ptr<const Snapshot_Board> &board,
+                            std::chrono::milliseconds stale) {
+    server_->Get("/", [](const httplib::Request &, httplib::Response &response) {
+        const Page page = make_page();
+        response.set_header("Content-Security-Policy", page.security_policy);
+        response.set_content(page.html, "text/html; charset=utf-8");
+    });
+    const auto feed = std::make_shared<Page_Feed>(board, stale);
+    const auto limit = std::make_shared<Viewer_Limit>(MOST_VIEWERS);
+    server_->Get("/events", [feed, limit](const httplib::Request &request, httplib::Response &response) {
+        const std::shared_ptr<void> place = limit->enter();
+        if (!place) {
+            response.status = SERVICE_UNAVAILABLE;
+            response.set_header("Retry-After", "2");
+            response.set_content("too many viewers of the page are connected\n", PLAIN_TEXT);
+            return;
+        }
+        if (request.method == "HEAD") {
+            response.set_content("", "text/event-stream");
+            return;
+        }
+        const auto stream = std::make_shared<Event_Stream>(feed, place);
+        response.set_chunked_content_provider("text/event-stream",
+                                              [stream](std::size_t, httplib::DataSink &sink) {
+                                                  return stream->proceed([&sink](const std::string &text) {
+                                                      return sink.write(text.data(), text.size());
+                                                  });
+                                              });
     });
 }
 

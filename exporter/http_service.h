@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Serves /metrics and /health. It renders the latest snapshot and never asks wispd, so no answer waits for it.
+// Serves the live page, its events, /metrics and /health. It renders the latest snapshot and never asks wispd, so no
+// answer waits for it.
 #pragma once
 
 #include <chrono>
@@ -29,7 +30,9 @@ class Http_Service {
     void run();
 
   private:
-    void add_pages(const std::shared_ptr<const Snapshot_Board> &board, std::chrono::milliseconds stale);
+    void add_guard(bool only_this_machine);
+    void add_reports(const std::shared_ptr<const Snapshot_Board> &board, std::chrono::milliseconds stale);
+    void add_page(const std::shared_ptr<const Snapshot_Board> &board, std::chrono::milliseconds stale);
     void bind(const Listen_Address &address);
 
     const std::unique_ptr<httplib::Server> server_;

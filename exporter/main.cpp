@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// hb_exporter: the state of the cluster as metrics, over HTTP or in a file.
+// hb_exporter: the state of the cluster as a live page and as metrics, over HTTP or in a file.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -72,7 +72,7 @@ std::shared_ptr<exporter::Text_File> start_text_file(const Arguments &arguments,
 void start_http(const Arguments &arguments, const std::shared_ptr<Snapshot_Board> &board) {
     const auto service = std::make_shared<exporter::Http_Service>(arguments.listen, board, arguments.stale);
     start_thread(service);
-    exporter::log_line("serving " + service->url() + "/metrics");
+    exporter::log_line("serving " + service->url() + "/, /metrics and /health");
 }
 
 [[noreturn]] void run(const Arguments &arguments) {

@@ -3,20 +3,21 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <initializer_list>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+#include "common/printable.h"
 
 namespace exporter {
 namespace {
 
-constexpr std::array<const char *, EVENT_KINDS> EVENT_NAMES{
-    "death",      "join",          "new-group",          "ffdc",      "site-split",
-    "site-merge", "configuration", "different-instance", "heartbeat", "other"};
+// What common::Cluster_File has for the engine.
+constexpr std::array<const char *, 4> ENGINE_STATES{"none", "connected", "silent", "disconnected"};
 
 enum class Type { gauge, counter, info };
 
-using Labels = std::initializer_list<std::pair<std::string_view, std::string>>;
+using Labels = std::vector<std::pair<std::string_view, std::string>>;
 
 // Writes families of metrics. A name is given without the suffix that OpenMetrics demands of a counter or an info.
 class Writer {
@@ -33,7 +34,7 @@ class Writer {
         }
     }
 
-    void sample(Labels labels, const std::string &value) {
+    void sample(const Labels &labels, const std::string &value) {
         text_ += sample_name_;
         char separator = '{';
         for (const auto &[name, label] : labels) {
@@ -44,7 +45,7 @@ class Writer {
             text_ += '"';
             separator = ',';
         }
-        text_ += labels.size() == 0 ? " " : "} ";
+        text_ += labels.empty() ? " " : "} ";
         text_ += value;
         text_ += '\n';
     }
@@ -97,6 +98,13 @@ void write_contact(Writer &writer, const Snapshot &snapshot, Steady_Time now, bo
     }
 }
 
+Labels with_name(Labels labels, const std::string &name) {
+    if (!name.empty()) {
+        labels.emplace_back("name", name);
+    }
+    return labels;
+}
+
 void write_nodes(Writer &writer, const Snapshot &snapshot) {
     const std::vector<int> &nodes = snapshot.cluster->nodes;
     writer.begin("hb_nodes_configured", Type::gauge, "", "How many nodes the cluster's configuration has.");
@@ -104,7 +112,8 @@ void write_nodes(Writer &writer, const Snapshot &snapshot) {
     writer.begin("hb_node_up", Type::gauge, "", "State of each configured node: 1 up, 0 down.");
     for (std::size_t at = 0; at < nodes.size(); ++at) {
         if (snapshot.nodes[at] != State::unknown) {
-            writer.sample({{"node", std::to_string(nodes[at])}}, snapshot.nodes[at] == State::up ? "1" : "0");
+            writer.sample(with_name({{"node", std::to_string(nodes[at])}}, node_name(snapshot, nodes[at])),
+                          snapshot.nodes[at] == State::up ? "1" : "0");
         }
     }
 }
@@ -115,11 +124,12 @@ void write_adapters(Writer &writer, const Snapshot &snapshot) {
     for (std::size_t at = 0; at < adapters.size(); ++at) {
         const Adapter &adapter = adapters[at];
         if (snapshot.adapters[at] != State::unknown) {
-            writer.sample({{"adapter", std::to_string(adapter.number)},
-                           {"node", std::to_string(adapter.node)},
-                           {"network", adapter.network < 0 ? "" : std::to_string(adapter.network)},
-                           {"type", adapter.type},
-                           {"address", adapter.address}},
+            writer.sample(with_name({{"adapter", std::to_string(adapter.number)},
+                                     {"node", std::to_string(adapter.node)},
+                                     {"network", adapter.network < 0 ? "" : std::to_string(adapter.network)},
+                                     {"type", adapter.type},
+                                     {"address", adapter.address}},
+                                    adapter_name(snapshot, adapter)),
                           snapshot.adapters[at] == State::up ? "1" : "0");
         }
     }
@@ -133,10 +143,30 @@ void write_networks(Writer &writer, const Snapshot &snapshot) {
     }
 }
 
+void write_daemon(Writer &writer, const Snapshot &snapshot) {
+    if (!snapshot.about) {
+        return;
+    }
+    const common::Cluster_File &about = *snapshot.about;
+    writer.begin("hb_engine_state", Type::gauge, "",
+                 "State of the engine that wispd follows: 1 for the present state, 0 for the others.");
+    for (const char *state : ENGINE_STATES) {
+        writer.sample({{"state", state}}, about.engine == state ? "1" : "0");
+    }
+    writer.begin("hb_wispd", Type::info, "", "Version of wispd, and the name of its cluster.");
+    writer.sample(
+        {{"version", terminal::printable(about.version)}, {"cluster", terminal::printable(about.cluster)}},
+        "1");
+    writer.begin("hb_wispd_start_timestamp_seconds", Type::gauge, "seconds",
+                 "When wispd started, in seconds since 1970.");
+    writer.sample({}, decimal(seconds(about.started.time_since_epoch())));
+}
+
 void write_counters(Writer &writer, const Snapshot &snapshot) {
     writer.begin("hb_events", Type::counter, "", "Events received from wispd, by kind.");
     for (std::size_t kind = 0; kind < EVENT_KINDS; ++kind) {
-        writer.sample({{"event", EVENT_NAMES[kind]}}, std::to_string(snapshot.events[kind]));
+        writer.sample({{"event", event_word(static_cast<Event_Kind>(kind))}},
+                      std::to_string(snapshot.events[kind]));
     }
     writer.begin("hb_malformed_events", Type::counter, "",
                  "Events dropped because their contents were invalid.");
@@ -147,8 +177,10 @@ void write_counters(Writer &writer, const Snapshot &snapshot) {
     writer.sample({}, std::to_string(snapshot.sequence_gaps));
 }
 
-void write_last_event(Writer &writer, const Snapshot &snapshot) {
-    if (snapshot.last_event) {
+void write_last_event(Writer &writer, const Snapshot &snapshot, Steady_Time now) {
+    if (snapshot.last_event && snapshot.last_event_mark) {
+        writer.begin("hb_last_event_seconds", Type::gauge, "seconds", "Time since the last event arrived.");
+        writer.sample({}, decimal(std::max(0.0, seconds(now - *snapshot.last_event_mark))));
         writer.begin("hb_last_event_timestamp_seconds", Type::gauge, "seconds",
                      "When the last event arrived, in seconds since 1970.");
         writer.sample({}, decimal(seconds(snapshot.last_event->time_since_epoch())));
@@ -181,9 +213,10 @@ std::string render_metrics(const Snapshot &snapshot, Steady_Time now, std::chron
         write_nodes(writer, snapshot);
         write_adapters(writer, snapshot);
         write_networks(writer, snapshot);
+        write_daemon(writer, snapshot);
     }
     write_counters(writer, snapshot);
-    write_last_event(writer, snapshot);
+    write_last_event(writer, snapshot, now);
     writer.begin("hb_exporter_build", Type::info, "", "Version of hb_exporter.");
     writer.sample({{"version", HB_EXPORTER_VERSION}}, "1");
     return writer.finish();

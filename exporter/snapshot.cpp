@@ -2,9 +2,16 @@
 #include "exporter/snapshot.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "common/printable.h"
 
 namespace exporter {
 namespace {
+
+constexpr std::array<const char *, EVENT_KINDS> EVENT_WORDS{
+    "death",      "join",          "new-group",          "ffdc",      "site-split",
+    "site-merge", "configuration", "different-instance", "heartbeat", "other"};
 
 std::uint32_t number_of(const Adapter &adapter) {
     return adapter.number;
@@ -47,6 +54,10 @@ void set_states(const std::vector<Row> &rows, std::vector<State> &states, const 
 
 } // namespace
 
+std::string event_word(Event_Kind kind) {
+    return EVENT_WORDS[static_cast<std::size_t>(kind)];
+}
+
 bool is_up(const Snapshot &snapshot, Steady_Time now, std::chrono::milliseconds stale) {
     return snapshot.connected && snapshot.nodes_reported && snapshot.adapters_reported &&
            snapshot.last_contact && now - *snapshot.last_contact <= stale;
@@ -67,6 +78,37 @@ void set_nodes(Snapshot &snapshot, const std::vector<int> &members, State state)
 
 void set_adapters(Snapshot &snapshot, const std::vector<std::uint32_t> &members, State state) {
     set_states(snapshot.cluster->adapters, snapshot.adapters, members, state);
+}
+
+void remember(Snapshot &snapshot, Past_Event event) {
+    std::vector<std::shared_ptr<const Past_Event>> &history = snapshot.history;
+    event.number = history.empty() ? 1 : history.back()->number + 1;
+    if (history.size() >= HISTORY_LONGEST) {
+        history.erase(history.begin());
+    }
+    history.push_back(std::make_shared<const Past_Event>(std::move(event)));
+}
+
+std::string node_name(const Snapshot &snapshot, int node) {
+    if (!snapshot.about) {
+        return "";
+    }
+    const auto found = snapshot.about->nodes.find(node);
+    return found == snapshot.about->nodes.end() ? "" : terminal::printable(found->second);
+}
+
+std::string adapter_name(const Snapshot &snapshot, const Adapter &adapter) {
+    const std::string node = node_name(snapshot, adapter.node);
+    const std::vector<Network> &networks = snapshot.cluster->networks;
+    const auto network = std::find_if(networks.begin(), networks.end(), [&adapter](const Network &candidate) {
+        return candidate.number == adapter.network;
+    });
+    return node.empty() || network == networks.end() ? "" : node + "/" + network->name;
+}
+
+const Adapter *find_adapter(const Cluster &cluster, std::uint32_t number) {
+    const std::size_t place = place_of(cluster.adapters, number);
+    return place < cluster.adapters.size() ? &cluster.adapters[place] : nullptr;
 }
 
 bool Sequence_Check::follows(std::uint32_t number) {

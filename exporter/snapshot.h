@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "common/cluster_file.h"
+
 namespace exporter {
 
 enum class State : std::uint8_t { unknown, up, down };
@@ -51,8 +53,21 @@ enum class Event_Kind {
 };
 inline constexpr std::size_t EVENT_KINDS = 10;
 
+// The word for a kind of events, as hbctl watch prints it.
+std::string event_word(Event_Kind kind);
+
 using Steady_Time = std::chrono::steady_clock::time_point;
 using Wall_Time = std::chrono::system_clock::time_point;
+
+// One line of the list of the last events.
+struct Past_Event {
+    std::uint64_t number = 0; // grows by one with each line
+    Wall_Time time;
+    std::string event;   // the word of its kind; or "connected", "disconnected": of the exporter itself
+    std::string what;    // for instance: node gamma
+    std::string failure; // the failure identifier; empty: none
+};
+inline constexpr std::size_t HISTORY_LONGEST = 50;
 
 struct Snapshot {
     std::shared_ptr<const Cluster> cluster = std::make_shared<const Cluster>();
@@ -61,8 +76,11 @@ struct Snapshot {
     bool connected = false;
     bool nodes_reported = false; // on this connection
     bool adapters_reported = false;
-    std::optional<Steady_Time> last_contact; // when wispd last sent something
+    std::optional<Steady_Time> last_contact;                // when wispd last sent something
+    std::shared_ptr<const common::Cluster_File> about;      // null: there is no such file beside wispd's socket
+    std::vector<std::shared_ptr<const Past_Event>> history; // the newest is last
     std::optional<Wall_Time> last_event;
+    std::optional<Steady_Time> last_event_mark; // the same moment
     std::array<std::uint64_t, EVENT_KINDS> events{};
     std::uint64_t malformed_events = 0;
     std::uint64_t reconnects = 0;
@@ -80,6 +98,16 @@ void set_cluster(Snapshot &snapshot, std::shared_ptr<const Cluster> cluster);
 // Set the state of the listed members; numbers that are not configured are ignored.
 void set_nodes(Snapshot &snapshot, const std::vector<int> &members, State state);
 void set_adapters(Snapshot &snapshot, const std::vector<std::uint32_t> &members, State state);
+
+// Appends a line and drops the oldest one of a full list.
+void remember(Snapshot &snapshot, Past_Event event);
+
+// Return names for people. They are empty where the node's name is not known.
+std::string node_name(const Snapshot &snapshot, int node);
+std::string adapter_name(const Snapshot &snapshot, const Adapter &adapter); // NODE/NETWORK
+
+// Returns the configured adapter, or null.
+const Adapter *find_adapter(const Cluster &cluster, std::uint32_t number);
 
 // Finds missing events: their numbers grow by one on each connection.
 class Sequence_Check {

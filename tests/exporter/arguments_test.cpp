@@ -31,7 +31,7 @@ TEST(ExporterArguments, ServeOnTheLocalHostWithoutOptions) {
     EXPECT_EQ(parsed.arguments->listen.port, 9782);
     EXPECT_EQ(parsed.arguments->text_file, "");
     EXPECT_EQ(parsed.arguments->socket, std::nullopt);
-    EXPECT_EQ(parsed.arguments->stale, std::chrono::seconds(3));
+    EXPECT_EQ(parsed.arguments->stale, std::chrono::seconds(2));
     EXPECT_EQ(parsed.arguments->interval, std::chrono::seconds(10));
 }
 

@@ -1,14 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // hb_exporter with a real daemon that dies, stops and returns.
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <httplib.h>
+#include <mutex>
+#include <netinet/in.h>
+#include <regex>
+#include <set>
 #include <sstream>
+#include <sys/socket.h>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include "tests/support/unique_fd.h"
 #include "tests/system/clusters.h"
 #include "tests/system/daemon.h"
 
@@ -16,6 +26,7 @@ namespace hb_test {
 namespace {
 
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -37,7 +48,7 @@ class Exporter {
         const std::string before = "hb_exporter: serving ";
         while (const std::optional<std::string> line = process_.read_line()) {
             if (line->starts_with(before)) {
-                url_ = line->substr(before.size(), line->rfind('/') - before.size());
+                url_ = line->substr(before.size(), line->find("/,") - before.size());
                 return testing::AssertionSuccess();
             }
         }
@@ -95,12 +106,36 @@ class Exporter {
     std::string url_;
 };
 
+std::string contents(const std::string &path) {
+    const std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// A connection that sends nothing.
+class Silent_Connection {
+  public:
+    explicit Silent_Connection(const std::string &url)
+        : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
+        EXPECT_EQ(connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+
+  private:
+    Unique_Fd descriptor_;
+};
+
 class ExporterTest : public testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(daemon.start());
         ASSERT_TRUE(exporter.serves());
         ASSERT_TRUE(exporter.shows("hb_up 1"));
+        ASSERT_TRUE(exporter.shows("hb_engine_state{state=\"none\"} 1")); // the names came as well
     }
 
     Daemon daemon{programs_of_this_build(), small_cluster_file()};
@@ -111,12 +146,13 @@ TEST_F(ExporterTest, ShowsTheConfigurationAndEveryState) {
     EXPECT_THAT(
         exporter.metrics(),
         AllOf(HasSubstr("\nhb_nodes_configured 4\n"),
-              HasSubstr("\nhb_node_up{node=\"1\"} 1\nhb_node_up{node=\"2\"} 1\nhb_node_up{node=\"3\"} 1\n"
-                        "hb_node_up{node=\"4\"} 0\n"),
+              HasSubstr("\nhb_node_up{node=\"1\",name=\"alpha\"} 1\nhb_node_up{node=\"2\",name=\"beta\"} "
+                        "1\nhb_node_up{node=\"3\",name=\"gamma\"} 1\n"
+                        "hb_node_up{node=\"4\",name=\"delta\"} 0\n"),
               HasSubstr("\nhb_adapter_up{adapter=\"7\",node=\"3\",network=\"1\",type=\"eth1\","
-                        "address=\"2001:db8::3\"} 1\n"),
+                        "address=\"2001:db8::3\",name=\"gamma/net_b\"} 1\n"),
               HasSubstr("\nhb_adapter_up{adapter=\"8\",node=\"4\",network=\"0\",type=\"eth0\","
-                        "address=\"10.1.0.4\"} 0\n"),
+                        "address=\"10.1.0.4\",name=\"delta/net_a\"} 0\n"),
               HasSubstr("\nhb_network_info{network=\"0\",name=\"net_a\",type=\"ether\"} 1\n"
                         "hb_network_info{network=\"1\",name=\"net_b\",type=\"token\"} 1\n"),
               HasSubstr("\nhb_reconnects_total 0\n"), HasSubstr("\n# EOF\n")));
@@ -126,14 +162,14 @@ TEST_F(ExporterTest, ShowsTheConfigurationAndEveryState) {
 
 TEST_F(ExporterTest, ShowsADeathAndAReturn) {
     EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
-    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\"} 0"));
+    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\",name=\"gamma\"} 0"));
     EXPECT_TRUE(exporter.shows("hb_events_total{event=\"death\"} 2")); // of its adapters, and of the node
     EXPECT_THAT(exporter.metrics(),
                 HasSubstr("hb_adapter_up{adapter=\"6\",node=\"3\",network=\"0\",type=\"eth0\","
-                          "address=\"10.1.0.3\"} 0\n"));
+                          "address=\"10.1.0.3\",name=\"gamma/net_a\"} 0\n"));
     EXPECT_EQ(exporter.get("/health").body, "ok: wispd answers, 2 of 4 nodes are up\n");
     EXPECT_TRUE(daemon.tells(R"({"do":"node-up","node":3})"));
-    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\"} 1"));
+    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\",name=\"gamma\"} 1"));
     EXPECT_TRUE(exporter.shows("hb_events_total{event=\"join\"} 2"));
 }
 
@@ -155,7 +191,7 @@ TEST_F(ExporterTest, ReportsAKilledDaemonAndItsReturn) {
     ASSERT_TRUE(daemon.start());
     EXPECT_TRUE(exporter.shows("hb_up 1"));
     EXPECT_TRUE(exporter.shows("hb_reconnects_total 1"));
-    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\"} 1"));
+    EXPECT_TRUE(exporter.shows("hb_node_up{node=\"3\",name=\"gamma\"} 1"));
     const Answer found = exporter.get("/health");
     EXPECT_EQ(found.status, 200);
     EXPECT_EQ(found.body, "ok: wispd answers, 3 of 4 nodes are up\n");
@@ -200,7 +236,7 @@ TEST_F(ExporterTest, ServesTheFormatThatTheClientNames) {
     EXPECT_THAT(old.body, AllOf(HasSubstr("# TYPE hb_events_total counter\n"), Not(HasSubstr("# EOF"))));
     const Answer absent = exporter.get("/absent");
     EXPECT_EQ(absent.status, 404);
-    EXPECT_EQ(absent.body, "hb_exporter serves /metrics and /health\n");
+    EXPECT_EQ(absent.body, "hb_exporter serves the live page at /, /metrics and /health\n");
 }
 
 TEST_F(ExporterTest, ASecondOneDoesNotShareTheAddress) {
@@ -214,6 +250,175 @@ TEST_F(ExporterTest, ASecondOneDoesNotShareTheAddress) {
                                              "--listen)\n");
 }
 
+TEST_F(ExporterTest, ShowsTheStateOfTheEngineAndTheVersionOfWispd) {
+    EXPECT_TRUE(exporter.shows("hb_engine_state{state=\"none\"} 1"));
+    EXPECT_THAT(exporter.metrics(),
+                AllOf(HasSubstr("\nhb_engine_state{state=\"connected\"} 0\n"),
+                      HasSubstr("\nhb_wispd_info{version=\"1.0.0\",cluster=\"small\"} 1\n"),
+                      HasSubstr("\nhb_wispd_start_timestamp_seconds "), HasSubstr("\nhb_last_event_seconds ")));
+}
+
+// A panel without data would go unnoticed until the day when it is needed.
+TEST_F(ExporterTest, ExportsEachMetricThatTheDashboardAndTheAlertRulesName) {
+    const std::string metrics = exporter.metrics();
+    for (const char *path : {HB_TEST_DASHBOARD, HB_TEST_RULES}) {
+        const std::string text = contents(path);
+        const std::regex name(R"(\bhb_[a-z_]+\b)");
+        std::set<std::string> named;
+        for (auto at = std::sregex_iterator(text.begin(), text.end(), name); at != std::sregex_iterator();
+             ++at) {
+            named.insert(at->str());
+        }
+        named.erase("hb_exporter");
+        EXPECT_GE(named.size(), 4U) << path;
+        for (const std::string &metric : named) {
+            EXPECT_THAT(metrics, AnyOf(HasSubstr("\n" + metric + " "), HasSubstr("\n" + metric + "{"))) << path;
+        }
+    }
+    EXPECT_TRUE(nlohmann::json::accept(contents(HB_TEST_DASHBOARD)));
+}
+
+TEST_F(ExporterTest, ServesThePageWithAPolicyAgainstForeignScripts) {
+    httplib::Client client(exporter.url());
+    const httplib::Result page = client.Get("/");
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->status, 200);
+    EXPECT_EQ(page->get_header_value("Content-Type"), "text/html; charset=utf-8");
+    EXPECT_THAT(page->get_header_value("Content-Security-Policy"), HasSubstr("default-src 'none'"));
+    EXPECT_EQ(page->get_header_value("X-Content-Type-Options"), "nosniff");
+    EXPECT_EQ(page->get_header_value("Cache-Control"), "no-store");
+    EXPECT_THAT(page->body, StartsWith("<!doctype html>\n"));
+    const httplib::Result head = client.Head("/events");
+    ASSERT_TRUE(head);
+    EXPECT_EQ(head->status, 200);
+}
+
+TEST_F(ExporterTest, IsReadOnly) {
+    httplib::Client client(exporter.url());
+    for (const char *path : {"/", "/events", "/metrics", "/health", "/absent"}) {
+        const std::vector<httplib::Result> results = [&] {
+            std::vector<httplib::Result> answers;
+            answers.push_back(client.Post(path, "x=1", "application/x-www-form-urlencoded"));
+            answers.push_back(client.Put(path, "x", "text/plain"));
+            answers.push_back(client.Delete(path));
+            answers.push_back(client.Options(path));
+            return answers;
+        }();
+        for (const httplib::Result &result : results) {
+            ASSERT_TRUE(result) << path;
+            EXPECT_EQ(result->status, 405) << path;
+            EXPECT_EQ(result->get_header_value("Allow"), "GET, HEAD");
+        }
+    }
+}
+
+// A page of another site can lead its own name to this machine; its scripts could then read every answer.
+TEST_F(ExporterTest, RejectsAForeignHostName) {
+    httplib::Client client(exporter.url());
+    for (const char *path : {"/", "/events", "/metrics", "/health"}) {
+        const httplib::Result foreign = client.Get(path, {{"Host", "evil.example:9782"}});
+        ASSERT_TRUE(foreign) << path;
+        EXPECT_EQ(foreign->status, 403) << path;
+        EXPECT_EQ(foreign->body, "hb_exporter serves this machine alone: use the name localhost\n");
+    }
+    const httplib::Result own = client.Get("/health", {{"Host", "localhost:80"}});
+    ASSERT_TRUE(own);
+    EXPECT_EQ(own->status, 200);
+}
+
+// One viewer of the page, which reads what it receives.
+class Viewer {
+  public:
+    explicit Viewer(const std::string &url) : client_(url), thread_([this] { read(); }) {}
+    ~Viewer() {
+        ends_ = true;
+        client_.stop();
+        thread_.join();
+    }
+
+    int status() const { return status_; }
+    bool has_received(const std::string &text) const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return received_.find(text) != std::string::npos;
+    }
+
+  private:
+    void read() {
+        client_.set_read_timeout(GENEROUS);
+        client_.Get(
+            "/events",
+            [this](const httplib::Response &response) {
+                status_ = response.status;
+                return true;
+            },
+            [this](const char *data, std::size_t size) {
+                const std::lock_guard<std::mutex> lock(mutex_);
+                received_.append(data, size);
+                return !ends_;
+            });
+    }
+
+    httplib::Client client_;
+    std::atomic<int> status_{0};
+    std::atomic<bool> ends_{false};
+    mutable std::mutex mutex_;
+    std::string received_;
+    std::thread thread_;
+};
+
+TEST_F(ExporterTest, FiftyViewersSeeADeathAndNoScrapeWaitsForThem) {
+    std::vector<std::unique_ptr<Viewer>> viewers;
+    for (int viewer = 0; viewer < 50; ++viewer) {
+        viewers.push_back(std::make_unique<Viewer>(exporter.url()));
+    }
+    const auto all_received = [&viewers](const std::string &text) {
+        return wait_until([&] {
+            return std::all_of(viewers.begin(), viewers.end(),
+                               [&text](const auto &viewer) { return viewer->has_received(text); });
+        });
+    };
+    EXPECT_TRUE(all_received("\"nodes\":\"uuud\""));
+    EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
+    std::chrono::steady_clock::duration longest{};
+    for (int scrape = 0; scrape < 50; ++scrape) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+        longest = std::max(longest, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(longest, std::chrono::seconds(1));
+    EXPECT_TRUE(all_received("\"nodes\":\"uudd\""));
+}
+
+TEST_F(ExporterTest, TooManyViewersAreRejectedAndPlacesBecomeFreeAgain) {
+    {
+        std::vector<std::unique_ptr<Viewer>> viewers;
+        for (int viewer = 0; viewer < 70; ++viewer) {
+            viewers.push_back(std::make_unique<Viewer>(exporter.url()));
+        }
+        const auto with_status = [&viewers](int status) {
+            return std::count_if(viewers.begin(), viewers.end(),
+                                 [status](const auto &viewer) { return viewer->status() == status; });
+        };
+        EXPECT_TRUE(wait_until([&] { return with_status(200) == 64 && with_status(503) == 6; }));
+        EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+    }
+    EXPECT_TRUE(wait_until([this] {
+        const Viewer late(exporter.url());
+        wait_until([&late] { return late.status() != 0; });
+        return late.status() == 200;
+    }));
+}
+
+TEST_F(ExporterTest, ConnectionsThatSendNothingDoNotDelayAScrape) {
+    std::vector<std::unique_ptr<Silent_Connection>> silent;
+    for (int connection = 0; connection < 40; ++connection) {
+        silent.push_back(std::make_unique<Silent_Connection>(exporter.url()));
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
 TEST(ExporterBeforeTheDaemon, WaitsForIt) {
     Daemon daemon(programs_of_this_build(), small_cluster_file());
     Exporter exporter(daemon);
@@ -223,13 +428,6 @@ TEST(ExporterBeforeTheDaemon, WaitsForIt) {
     ASSERT_TRUE(daemon.start());
     EXPECT_TRUE(exporter.shows("hb_up 1"));
     EXPECT_TRUE(exporter.shows("hb_reconnects_total 0"));
-}
-
-std::string contents(const std::string &path) {
-    const std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 testing::AssertionResult file_shows(const std::string &path, const std::string &line) {
@@ -248,7 +446,7 @@ TEST(ExporterTextFile, FollowsTheClusterAndIsRemovedAtTheEnd) {
     Exporter exporter(daemon, {"--textfile", path, "--interval", "86400"});
     EXPECT_TRUE(file_shows(path, "hb_up 1"));
     EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":2})"));
-    EXPECT_TRUE(file_shows(path, "hb_node_up{node=\"2\"} 0"));
+    EXPECT_TRUE(file_shows(path, "hb_node_up{node=\"2\",name=\"beta\"} 0"));
     EXPECT_THAT(contents(path), AllOf(HasSubstr("# TYPE hb_events_total counter\n"), Not(HasSubstr("# EOF"))));
     daemon.send_signal(SIGSTOP);
     EXPECT_TRUE(file_shows(path, "hb_up 0"));

@@ -24,6 +24,7 @@ Snapshot sample() {
     snapshot.adapters_reported = true;
     snapshot.last_contact = NOW - std::chrono::milliseconds(1250);
     snapshot.last_event = Wall_Time(std::chrono::milliseconds(1700000000125));
+    snapshot.last_event_mark = NOW - std::chrono::milliseconds(7500);
     snapshot.events = {4, 3, 2, 1, 0, 0, 9, 8, 7, 6};
     snapshot.malformed_events = 11;
     snapshot.reconnects = 12;
@@ -76,6 +77,10 @@ hb_reconnects_total 12
 # HELP hb_sequence_gaps How often events were missing before a received one.
 # TYPE hb_sequence_gaps counter
 hb_sequence_gaps_total 13
+# HELP hb_last_event_seconds Time since the last event arrived.
+# TYPE hb_last_event_seconds gauge
+# UNIT hb_last_event_seconds seconds
+hb_last_event_seconds 7.500
 # HELP hb_last_event_timestamp_seconds When the last event arrived, in seconds since 1970.
 # TYPE hb_last_event_timestamp_seconds gauge
 # UNIT hb_last_event_timestamp_seconds seconds
@@ -130,6 +135,33 @@ TEST(ExporterMetrics, WithoutContactHoldNoStates) {
     for (const char *absent : {"hb_node", "hb_adapter", "hb_network"}) {
         EXPECT_EQ(text.find(absent), std::string::npos) << absent;
     }
+}
+
+TEST(ExporterMetrics, HaveNamesAndTheStateOfTheEngineWhereWispdReportsThem) {
+    Snapshot snapshot = sample();
+    common::Cluster_File about;
+    about.cluster = "demo";
+    about.version = "1.2.3";
+    about.started = Wall_Time(std::chrono::seconds(1600000000));
+    about.engine = "silent";
+    about.nodes = {{1, "al\"pha"}};
+    snapshot.about = std::make_shared<const common::Cluster_File>(about);
+    const std::string text = render_metrics(snapshot, NOW, STALE, Format::openmetrics);
+    for (const char *line :
+         {"hb_node_up{node=\"1\",name=\"al\\\"pha\"} 1", "hb_node_up{node=\"2\"} 0",
+          "hb_adapter_up{adapter=\"2\",node=\"1\",network=\"0\",type=\"eth0\",address=\"10.1.0.1\","
+          "name=\"al\\\"pha/net_a\"} 1",
+          "hb_engine_state{state=\"none\"} 0", "hb_engine_state{state=\"connected\"} 0",
+          "hb_engine_state{state=\"silent\"} 1", "hb_engine_state{state=\"disconnected\"} 0",
+          "hb_wispd_info{version=\"1.2.3\",cluster=\"demo\"} 1",
+          "hb_wispd_start_timestamp_seconds 1600000000.000"}) {
+        EXPECT_NE(text.find("\n" + std::string(line) + "\n"), std::string::npos) << line << " in\n" << text;
+    }
+    const std::string lost =
+        render_metrics(snapshot, NOW + std::chrono::seconds(9), STALE, Format::openmetrics);
+    EXPECT_EQ(lost.find("hb_engine_state"), std::string::npos)
+        << "an old state of the engine is not a present one";
+    EXPECT_EQ(lost.find("hb_wispd"), std::string::npos);
 }
 
 TEST(ExporterMetrics, LeaveOutAStateThatIsNotKnown) {

@@ -30,7 +30,7 @@ has_every_file() {
         fail "the service over Corosync is not installed"
     fi
     if [ -e "$BUILD/bin/hb_exporter" ]; then
-        for file in bin/hb_exporter share/hb_client/prometheus/hb.rules.yml; do
+        for file in bin/hb_exporter share/hb-exporter/{hb.rules.yml,hb.dashboard.json} lib/systemd/system/hb-exporter.service; do
             [ -s "$prefix/$file" ] || fail "$file is not installed"
         done
     fi
@@ -63,12 +63,18 @@ service_fits_the_cluster_engine() {
         ! grep corosync "$unit" || fail "the service waits for an engine that its wispd cannot follow"
     fi
     command -v systemd-analyze >/dev/null || return 0
+    systemd_understands wispd wispd
+    [ ! -e "$BUILD/bin/hb_exporter" ] || systemd_understands hb-exporter hb_exporter
+}
+
+# systemd_understands SERVICE PROGRAM
+systemd_understands() {
     # The program is not in the directory that the prefix of the build names.
-    sed "s|^ExecStart=[^ ]*|ExecStart=$prefix/bin/wispd|" "$unit" >"$WORK/wispd.service"
-    systemd-analyze verify "$WORK/wispd.service" >"$WORK/verify.log" 2>&1 || { cat "$WORK/verify.log"; exit 1; }
+    sed "s|^ExecStart=[^ ]*|ExecStart=$prefix/bin/$2|" "$prefix/lib/systemd/system/$1.service" >"$WORK/$1.service"
+    systemd-analyze verify "$WORK/$1.service" >"$WORK/verify.log" 2>&1 || { cat "$WORK/verify.log"; exit 1; }
     # systemd only mentions settings that it does not know.
-    if grep 'wispd.service' "$WORK/verify.log"; then
-        fail "systemd does not understand the service"
+    if grep "$1.service" "$WORK/verify.log"; then
+        fail "systemd does not understand the service $1"
     fi
 }
 
