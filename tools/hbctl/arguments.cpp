@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/option_tree.h"
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/number_list.h"
@@ -63,7 +64,7 @@ CLI::Validator event_list() {
             int mask = 0;
             return read_events(text, mask);
         },
-        "");
+        "", common::name_of_word_list(subscribable_event_names()));
 }
 
 void add_limits(CLI::App &verb, Raw &raw) {
@@ -140,6 +141,7 @@ struct Grammar {
 
 Grammar::Grammar() {
     app.set_version_flag("--version", std::string("hbctl ") + HBCTL_VERSION);
+    common::offer_option_tree(app);
     app.add_option("--socket", raw.socket, "Connect to this daemon socket (default: from HB_SERVER_SOCKET)")
         ->check(not_empty("the socket's path"))
         ->type_name("PATH");
