@@ -38,6 +38,7 @@ struct Raw {
     std::string events;
     Control_Words control;
     Wait_Words wait_or_check;
+    std::string output;
 };
 
 constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
@@ -129,6 +130,15 @@ void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
         ->required();
 }
 
+void add_report(CLI::App &app, Raw &raw) {
+    app.add_subcommand("report",
+                       "Collect states, logs, configuration and versions in one archive, without keys")
+        ->add_option("--output", raw.output,
+                     "Write this file (default: hb-report-HOST-DATE.tar.gz in the current directory)")
+        ->check(not_empty("the file's name"))
+        ->type_name("FILE");
+}
+
 struct Grammar {
     CLI::App app{
         "Show the state of the cluster heartbeat daemon (nodes, networks, adapters, sites, routes, keys),\n"
@@ -168,6 +178,7 @@ Grammar::Grammar() {
     add_limits(*subscribe, raw);
     add_wait(app, raw.wait_or_check);
     add_check(app, raw.wait_or_check);
+    add_report(app, raw);
     add_control_verbs(app, raw.control);
     for (CLI::App *verb : app.get_subcommands({})) {
         if (verb->get_footer().empty()) {
@@ -182,13 +193,11 @@ Grammar::Grammar() {
 
 Verb verb_of(const std::string &name) {
     static const std::map<std::string, Verb> verbs{
-        {"status", Verb::status},       {"nodes", Verb::nodes},
-        {"networks", Verb::networks},   {"adapters", Verb::adapters},
-        {"sites", Verb::sites},         {"watch", Verb::watch},
-        {"migrate", Verb::migrate},     {"subscribe", Verb::subscribe},
-        {"route", Verb::route},         {"wait", Verb::wait},
-        {"check", Verb::check},         {"keys", Verb::keys},
-        {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
+        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
+        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
+        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
+        {"wait", Verb::wait},         {"check", Verb::check},         {"report", Verb::report},
+        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
     const auto found = verbs.find(name);
     return found != verbs.end() ? found->second : Verb::control;
 }
@@ -265,6 +274,9 @@ Arguments arguments_of(const Grammar &grammar) {
         arguments.limits.timeout = arguments.patience;
     }
     arguments.limits.wait = raw.wait;
+    if (!raw.output.empty()) {
+        arguments.output = raw.output;
+    }
     if (!raw.command.empty()) {
         arguments.limits.command = raw.command;
     }

@@ -28,6 +28,7 @@ enum class Verb {
     adapter_state,
     wait,
     check,
+    report,
     multicast,
     control
 };
@@ -49,8 +50,9 @@ struct Arguments {
     Subscription_Request subscription;                             // of the verb subscribe
     Watch_Limits limits;                                           // of watch and subscribe
     Wait_Condition wait;
-    Thresholds thresholds;     // of check
-    Control_Arguments control; // of the verbs after subscribe
+    Thresholds thresholds;             // of check
+    Control_Arguments control;         // of the verbs after subscribe
+    std::optional<std::string> output; // of report: the file
 };
 
 constexpr int STATUS_SUCCESS = 0;
