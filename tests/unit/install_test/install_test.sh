@@ -91,6 +91,7 @@ example_builds_with_pkg_config() {
 }
 
 example_builds_with_find_package() {
+    # shellcheck disable=SC2015
     "$CMAKE" -S "$SOURCE/tests/unit/install_test/consumer" -B "$WORK/consumer" -DEXAMPLE="$SOURCE/examples/watch.c" \
         -DCMAKE_C_COMPILER="$CC" -DCMAKE_C_FLAGS="${CFLAGS-}" -DCMAKE_PREFIX_PATH="$prefix" >"$WORK/consumer.log" &&
         "$CMAKE" --build "$WORK/consumer" >>"$WORK/consumer.log" || { cat "$WORK/consumer.log"; exit 1; }
