@@ -33,6 +33,7 @@ struct Wanted {
     Words words;
     bool keeps_end = false; // of a log
     bool has_keys = false;  // "name = value" lines, some of which may be keys
+    bool may_miss = false;  // it fails if one of several things is absent, and prints the others
 };
 
 // Where the daemon's files are.
@@ -147,7 +148,7 @@ class Collection {
         } else {
             words.insert(words.begin(), path);
         }
-        wanted_.push_back({file, words, keeps_end, has_keys});
+        wanted_.push_back({file, words, keeps_end, has_keys, false});
     }
 
     std::string seconds() const { return std::to_string(std::chrono::duration<double>(patience_).count()); }
@@ -184,7 +185,10 @@ class Collection {
         want("system/wispd-version.txt", "wispd", {"--version"});
         want("system/packages.txt", "dpkg-query",
              {"--show", "--showformat", "${Package} ${Version} ${Architecture} ${db:Status-Status}\\n",
-              "*hb-client*", "hb-*", "wispd*", "corosync*", "libknet*", "libc6*", "libstdc++6*", "systemd*"});
+              "libhb-client", "lib32hb-client", "hb-client-tools", "wispd", "hb-provider-corosync",
+              "hb-provider-sim", "hb-exporter", "corosync", "libknet1", "libqb100", "libc6", "libstdc++6",
+              "systemd"});
+        wanted_.back().may_miss = true;
         want("system/ipcs.txt", "ipcs", {"-a"});
         want("system/ipcs-limits.txt", "ipcs", {"-l"});
     }
