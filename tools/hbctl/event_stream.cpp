@@ -13,6 +13,7 @@ namespace {
 Picture picture_after_change(const Picture &old) {
     Picture fresh = read_picture();
     carry_states(old, fresh);
+    carry_names(old, fresh);
     return fresh;
 }
 

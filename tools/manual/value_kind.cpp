@@ -12,7 +12,7 @@ Kind kind_of(const Option &option) {
     static const std::map<std::string, Kind> by_name{
         {"node", Kind::nodes},          {"--nodes", Kind::nodes},      {"adapter", Kind::adapters},
         {"--adapters", Kind::adapters}, {"--network", Kind::networks}, {"--exec", Kind::commands},
-        {"config", Kind::files},        {"timeline", Kind::files},     {"number", Kind::as_the_word_before}};
+        {"config", Kind::files},        {"timeline", Kind::files},     {"which", Kind::as_the_word_before}};
     if (!option.words.empty()) {
         return Kind::words;
     }

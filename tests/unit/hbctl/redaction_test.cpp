@@ -24,8 +24,18 @@ TEST(Redaction, KeepsSettingsAndRemovesComments) {
         configuration_without_keys("# my cluster\n[cluster] # here\nname = \"a b\" # old\n\nlocal_node=1\n"
                                    "[[node.adapter]]\naddress = '10.1.0.1'\nkey_mode = \"0640\"\n",
                                    secrets),
-        "# (removed)\n[cluster]\nname = \"a b\"\n\nlocal_node = 1\n[[node.adapter]]\naddress = '10.1.0.1'\n"
+        "# (removed)\n[cluster]\nname = \"a b\"\n\nlocal_node=1\n[[node.adapter]]\naddress = '10.1.0.1'\n"
         "key_mode = \"0640\"\n");
+}
+
+TEST(Redaction, KeepsInlineTablesOfKnownSettings) {
+    Secrets secrets;
+    const std::string text =
+        "adapter = [{network = 0, address = \"10.1.0.1\"}, {network = 1, address = 'none'}]\n"
+        "adapter = [\n  { network = 0, address = \"10.1.0.2\" },\n]\n";
+    EXPECT_EQ(configuration_without_keys(text, secrets), text);
+    EXPECT_EQ(configuration_without_keys("adapter = [{network = 0, secret = \"abc\"}]\n", secrets),
+              "adapter = (removed)\n");
 }
 
 TEST(Redaction, RemovesUnknownSettingsAndValuesOfSeveralLines) {
@@ -36,7 +46,7 @@ TEST(Redaction, RemovesUnknownSettingsAndValuesOfSeveralLines) {
         secrets);
     EXPECT_EQ(text,
               "secret = (removed)\nname = (removed)\n# (removed)\n# (removed)\nkeys = (removed)\n# (removed)\n"
-              "# (removed)\nnode = (removed)\ntype = (removed)\n");
+              "]\nnode = (removed)\ntype = (removed)\n");
 }
 
 // An administrator reads each of them in the report.

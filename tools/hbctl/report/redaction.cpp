@@ -20,7 +20,9 @@ constexpr std::size_t LONGEST_LINE = 2000;
 const std::string REMOVED = "(removed)";
 const std::string BASE64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-const std::set<std::string> KNOWN_KEYS{"name",
+const std::set<std::string> KNOWN_KEYS{"adapter",
+                                       "endpoint",
+                                       "name",
                                        "local_node",
                                        "max_nodes",
                                        "adapters_per_node",
@@ -161,6 +163,27 @@ std::string unquoted(const std::string &value) {
     return is_quoted ? value.substr(1, value.size() - 2) : value;
 }
 
+std::string without_blanks_at_end(const std::string &text) {
+    return text.substr(0, text.find_last_not_of(" \t\r") + 1);
+}
+
+// Returns how much of a line consists of known keys with values that are no secret, also in an array of inline tables:
+// "adapter = [{network = 0, address = "10.1.0.1"}". A value of several lines is no such text, except between brackets.
+std::size_t end_of_settings(const std::string &line) {
+    static const std::regex part(
+        R"re(\s+|[{}\[\],]|([\w-]+)\s*=\s*("[^"\\]{0,300}"|'[^']{0,300}'|[\w.+:-]{1,40}|(?=[\[{])))re");
+    std::size_t end = 0;
+    std::smatch match;
+    while (std::regex_search(line.begin() + static_cast<std::ptrdiff_t>(end), line.end(), match, part,
+                             std::regex_constants::match_continuous)) {
+        if (match[1].matched && (KNOWN_KEYS.count(match[1]) == 0 || is_like_key(unquoted(match[2])))) {
+            break;
+        }
+        end += static_cast<std::size_t>(match.length());
+    }
+    return end;
+}
+
 std::vector<std::string> lines_of(const std::string &text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -223,40 +246,27 @@ std::string Secrets::removed_from(std::string text) const {
 }
 
 std::string configuration_without_keys(const std::string &toml, Secrets &secrets) {
-    // A value that continues on other lines is not shown: each of these lines is removed.
-    static const std::regex header(R"(\s*(\[{1,2}[\w. ]{1,60}\]{1,2})\s*(#.*)?)");
+    static const std::regex header(R"(\s*\[{1,2}[\w. ]{1,60}\]{1,2}\s*)");
     static const std::regex setting(R"(\s*([\w.-]+)\s*=\s*([^]*))");
-    static const std::regex simple(R"re(("[^"\\]{0,300}"|'[^']{0,300}'|[\w.+:-]{1,40})\s*(#.*)?)re");
     std::string result;
     for (const std::string &line : lines_of(toml)) {
+        const std::size_t end = line.size() > LONGEST_LINE ? 0 : end_of_settings(line);
+        const std::string comment = line.substr(end);
+        secrets.add_words_like_keys(comment);
         std::smatch match;
-        std::smatch value;
-        if (line.size() > LONGEST_LINE) {
-            secrets.add_words_like_keys(line);
-            result += "# " + REMOVED + "\n";
-            continue;
-        }
-        if (std::regex_match(line, match, header)) {
-            result += match[1].str() + "\n";
-            secrets.add_words_like_keys(match[2]);
-            continue;
-        }
-        const bool is_setting = std::regex_match(line, match, setting);
-        const std::string rest = is_setting ? match[2].str() : line;
-        if (is_setting && KNOWN_KEYS.count(match[1]) != 0 && std::regex_match(rest, value, simple) &&
-            !is_like_key(unquoted(value[1]))) {
-            result += match[1].str() + " = " + value[1].str() + "\n";
-            secrets.add_words_like_keys(value[2]);
-            continue;
-        }
-        secrets.add_words_like_keys(rest);
-        if (is_setting) {
+        const std::size_t mark = line.find('#');
+        if (line.size() <= LONGEST_LINE &&
+            std::regex_match(line.cbegin(),
+                             line.cbegin() + static_cast<std::ptrdiff_t>(std::min(mark, line.size())),
+                             header)) {
+            result += without_blanks_at_end(line.substr(0, mark)) + "\n";
+        } else if (comment.empty() || (end > 0 && comment.front() == '#')) {
+            result += without_blanks_at_end(line.substr(0, end)) + "\n";
+        } else if (line.size() <= LONGEST_LINE && std::regex_match(line, match, setting)) {
             if (names_a_secret(match[1])) {
-                secrets.add(unquoted(rest));
+                secrets.add(unquoted(match[2]));
             }
             result += match[1].str() + " = " + REMOVED + "\n";
-        } else if (line.find_first_not_of(" \t\r") == std::string::npos) {
-            result += "\n";
         } else {
             result += "# " + REMOVED + "\n";
         }
