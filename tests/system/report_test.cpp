@@ -260,6 +260,29 @@ TEST_F(Report, HasNoByteOfAnyKey) {
     EXPECT_TRUE(daemon.stop());
 }
 
+// Another user's process could name any file of root's as its configuration or log.
+TEST_F(Report, OpensNoFileThatAProcessOfAnotherUserNames) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can run wispd as another user";
+    }
+    constexpr uid_t other_user = 65534;
+    const Temp_Dir theirs;
+    write_text(theirs.file("cluster.toml"), small_cluster_file());
+    ASSERT_EQ(chown(theirs.path().c_str(), other_user, other_user), 0);
+    Child_Process wispd({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                         programs_of_this_build().path("wispd"), "--config", theirs.file("cluster.toml"),
+                         "--socket", theirs.file("s"), "--foreground"});
+    ASSERT_TRUE(wait_until([&] { return fs::exists(theirs.file("s.control")) || !wispd.running(); }));
+    ASSERT_TRUE(wispd.running()) << wispd.error_output();
+    auto files = unpack(run(theirs.file("s")));
+    EXPECT_THAT(files["wispd/process.txt"], HasSubstr("--config " + theirs.file("cluster.toml")));
+    EXPECT_THAT(files["hbctl/nodes.txt"], HasSubstr("10.1.0.1"));
+    EXPECT_THAT(files["wispd/configuration.toml"], Not(HasSubstr("local_node = 1")));
+    EXPECT_THAT(files["system/permissions.txt"], Not(HasSubstr(theirs.file("cluster.toml"))));
+    wispd.send_signal(SIGTERM);
+    EXPECT_TRUE(wispd.wait());
+}
+
 // ---- What holds it up ----
 
 TEST_F(Report, IsWrittenInItsTimeWhileTheDaemonAndTheEngineDoNotAnswer) {

@@ -72,19 +72,23 @@ class Collection {
     void find_daemon() {
         files_.socket = common::socket_path_from_environment();
         Words arguments;
-        const std::optional<pid_t> pid = listener_of(files_.socket);
-        if (pid) {
-            const std::string folder = "/proc/" + std::to_string(*pid);
-            arguments = arguments_of_process(*pid);
+        const std::optional<Listener> listener = listener_of(files_.socket);
+        if (listener) {
+            const std::string folder = "/proc/" + std::to_string(listener->pid);
+            const Words of_process = arguments_of_process(listener->pid);
             File_Text status = read_bounded(folder + "/status", MOST_BYTES);
-            std::string line = "process " + std::to_string(*pid) + ":";
-            for (const std::string &argument : arguments) {
+            std::string line = "process " + std::to_string(listener->pid) + ":";
+            for (const std::string &argument : of_process) {
                 line += " " + argument;
             }
             status.text = line + "\n" + status.text;
             add("wispd/process.txt", status);
             add("wispd/limits.txt", read_bounded(folder + "/limits", MOST_BYTES));
-            working_directory_ = folder + "/cwd";
+            // Another user's process could name any file.
+            if (listener->is_trusted) {
+                arguments = of_process;
+                working_directory_ = folder + "/cwd";
+            }
         } else {
             add("wispd/process.txt", {"", "no process listens at " + files_.socket, false});
         }

@@ -133,7 +133,7 @@ std::string permissions_of(const std::vector<std::string> &paths) {
     return text;
 }
 
-std::optional<pid_t> listener_of(const std::string &socket_path) {
+std::optional<Listener> listener_of(const std::string &socket_path) {
     sockaddr_un address{};
     if (socket_path.size() > common::SOCKET_PATH_LONGEST) {
         return std::nullopt;
@@ -147,7 +147,7 @@ std::optional<pid_t> listener_of(const std::string &socket_path) {
         getsockopt(connection.number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0) {
         return std::nullopt;
     }
-    return peer.pid;
+    return Listener{peer.pid, peer.uid == 0 || peer.uid == geteuid()};
 }
 
 std::vector<std::string> arguments_of_process(pid_t pid) {

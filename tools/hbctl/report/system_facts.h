@@ -23,8 +23,13 @@ File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool fro
 // One line for each path and for each directory on the way: mode, owner, group, size, time, or why it cannot be seen.
 std::string permissions_of(const std::vector<std::string> &paths);
 
+struct Listener {
+    pid_t pid = 0;
+    bool is_trusted = false; // it belongs to root or to this process's user
+};
+
 // The process that listens at a socket; nothing if no process does, or if the system does not say it.
-std::optional<pid_t> listener_of(const std::string &socket_path);
+std::optional<Listener> listener_of(const std::string &socket_path);
 
 // The arguments of a process; empty if they cannot be read.
 std::vector<std::string> arguments_of_process(pid_t pid);
