@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/option_tree.h"
 #include "common/printable.h"
 #include "common/socket_path.h"
 #include "daemon/daemon.h"
@@ -62,6 +63,7 @@ void add_options(CLI::App &app, Options &options) {
     app.add_flag("--foreground", options.foreground, "Stay in the foreground and log to standard error");
     app.add_flag("--check", options.check, "Check the configuration, its groups and its timeline, and exit");
     app.set_version_flag("--version", std::string("wispd " WISPD_VERSION));
+    common::offer_option_tree(app);
 }
 
 wispd::Start read_start(const Options &options) {
@@ -145,7 +147,8 @@ int serve(const Options &options, wispd::Start start) {
 
 int main(int argc, char **argv) {
     wispd::prepare_process();
-    CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients");
+    CLI::App app("wispd, the heartbeat daemon: serves a cluster's configuration and membership to clients",
+                 "wispd");
     Options options;
     add_options(app, options);
     try {

@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/option_tree.h"
+
 namespace exporter {
 namespace {
 
@@ -71,6 +73,7 @@ Parsed parse_arguments(int argc, const char *const *argv) {
         "Serve the state of the cluster: a live page at /, metrics for Prometheus at /metrics, and /health",
         "hb_exporter");
     app.set_version_flag("--version", "hb_exporter " HB_EXPORTER_VERSION);
+    common::offer_option_tree(app);
     CLI::Option *listen_option =
         app.add_option("--listen", listen,
                        "serve HTTP here; port 0 means any free one (default 127.0.0.1:9782)")

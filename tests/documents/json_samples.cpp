@@ -74,5 +74,6 @@ int main() {
     print("keys", keys_json({1, {}, {}, 1, {{"current"}, {"previous", true, 99, 1, 16}, {"cache 1"}}}));
     print("adapter-state", adapter_states_json({{96, 0}}));
     print("request", {control_json({}, Request_Result::unconfirmed)});
+    print("report", {report_json({"a.tar.gz", 33, 4})});
     print("wait", {wait_json({Wait_Subject::daemon, 0, false}), wait_json({Wait_Subject::nodes, 1, true})});
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/fake_daemon.h"
+#include "tests/support/temp_dir.h"
 #include "tests/system/clusters.h"
 #include "tests/system/daemon.h"
 
@@ -134,6 +135,13 @@ void expect_ends_in_time(const std::string &socket) {
     const std::optional<Child_End> end = check.process->wait();
     EXPECT_TRUE(end && end->exit_status == 2) << check.process->error_output();
     EXPECT_THAT(check.process->output(), HasSubstr("CLUSTER CRITICAL - wispd does not answer at " + socket));
+    // A report is made without the daemon's answer.
+    const Temp_Dir directory;
+    const std::string archive = directory.file("report.tar.gz");
+    Running report = start("hbctl", {"--socket", socket, "report", "--timeout", "0.5", "--output", archive});
+    const std::optional<Child_End> report_end = report.process->wait();
+    EXPECT_TRUE(report_end && report_end->exit_status == 0) << report.process->error_output();
+    EXPECT_TRUE(std::filesystem::exists(archive));
 }
 
 void expect_wispctl_ends_in_time(const std::string &control) {

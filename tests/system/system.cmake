@@ -73,6 +73,7 @@ hb_add_test(
   ${system_dir}/command_line_test.cpp
   ${system_dir}/many_clients_test.cpp
   ${system_dir}/one_abi_setups.cpp
+  ${system_dir}/report_test.cpp
   ${system_dir}/service_test.cpp
   ${system_dir}/silent_daemon_test.cpp
   ${system_dir}/wait_test.cpp

@@ -16,6 +16,7 @@ hb_add_test(
   hbctl/number_list_test.cpp
   hbctl/plain_text_test.cpp
   hbctl/program_test.cpp
+  hbctl/redaction_test.cpp
   hbctl/render_json_test.cpp
   hbctl/render_text_test.cpp
   hbctl/sample_picture.cpp

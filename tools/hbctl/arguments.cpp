@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/option_tree.h"
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/member_word.h"
@@ -39,6 +40,7 @@ struct Raw {
     std::string events;
     Control_Words control;
     Wait_Words wait_or_check;
+    std::string output;
     bool dates = false;
     bool short_lines = false;
     bool no_headers = false;
@@ -62,7 +64,7 @@ void add_table_options(CLI::App &verb, const std::vector<Column> &columns, Raw &
                 raw.table.columns = std::move(choice.headings);
                 return choice.complaint;
             },
-            ""))
+            "", common::name_of_word_list(headings)))
         ->type_name("LIST");
 }
 
@@ -87,7 +89,7 @@ CLI::Validator event_list() {
             int mask = 0;
             return read_events(text, mask);
         },
-        "");
+        "", common::name_of_word_list(subscribable_event_names()));
 }
 
 // A verb that prints a table.
@@ -165,6 +167,15 @@ void add_migration(CLI::App &app, CLI::App &watch, Raw &raw) {
         ->required();
 }
 
+void add_report(CLI::App &app, Raw &raw) {
+    app.add_subcommand("report",
+                       "Collect states, logs, configuration and versions in one archive, without keys")
+        ->add_option("--output", raw.output,
+                     "Write this file (default: hb-report-HOST-DATE.tar.gz in the current directory)")
+        ->check(not_empty("the file's name"))
+        ->type_name("FILE");
+}
+
 struct Grammar {
     CLI::App app{
         "Show the state of the cluster heartbeat daemon (nodes, networks, adapters, sites, routes, keys),\n"
@@ -177,6 +188,7 @@ struct Grammar {
 
 Grammar::Grammar() {
     app.set_version_flag("--version", std::string("hbctl ") + HBCTL_VERSION);
+    common::offer_option_tree(app);
     app.add_option("--socket", raw.socket, "Connect to this daemon socket (default: from HB_SERVER_SOCKET)")
         ->check(not_empty("the socket's path"))
         ->type_name("PATH");
@@ -203,6 +215,7 @@ Grammar::Grammar() {
     add_limits(*subscribe, raw);
     add_wait(app, raw.wait_or_check);
     add_check(app, raw.wait_or_check);
+    add_report(app, raw);
     add_control_verbs(app, raw.control);
     add_table_options(*app.get_subcommand("adapter-state"), adapter_state_columns(), raw);
     for (CLI::App *verb : app.get_subcommands({})) {
@@ -218,13 +231,11 @@ Grammar::Grammar() {
 
 Verb verb_of(const std::string &name) {
     static const std::map<std::string, Verb> verbs{
-        {"status", Verb::status},       {"nodes", Verb::nodes},
-        {"networks", Verb::networks},   {"adapters", Verb::adapters},
-        {"sites", Verb::sites},         {"watch", Verb::watch},
-        {"migrate", Verb::migrate},     {"subscribe", Verb::subscribe},
-        {"route", Verb::route},         {"wait", Verb::wait},
-        {"check", Verb::check},         {"keys", Verb::keys},
-        {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
+        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
+        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
+        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
+        {"wait", Verb::wait},         {"check", Verb::check},         {"report", Verb::report},
+        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
     const auto found = verbs.find(name);
     return found != verbs.end() ? found->second : Verb::control;
 }
@@ -306,6 +317,9 @@ Arguments arguments_of(const Grammar &grammar) {
         arguments.limits.timeout = arguments.patience;
     }
     arguments.limits.wait = raw.wait;
+    if (!raw.output.empty()) {
+        arguments.output = raw.output;
+    }
     arguments.limits.dates = raw.dates;
     arguments.limits.short_lines = raw.short_lines;
     if (!raw.command.empty()) {

@@ -30,6 +30,7 @@ enum class Verb {
     adapter_state,
     wait,
     check,
+    report,
     multicast,
     control
 };
@@ -58,9 +59,10 @@ struct Arguments {
     Subscription_Request subscription;                             // of the verb subscribe
     Watch_Limits limits;                                           // of watch and subscribe
     Wait_Condition wait;
-    Thresholds thresholds;     // of check
-    Table_Choice table;        // of the verbs that list
-    Control_Arguments control; // of the verbs after subscribe
+    Thresholds thresholds;             // of check
+    Table_Choice table;                // of the verbs that list
+    Control_Arguments control;         // of the verbs after subscribe
+    std::optional<std::string> output; // of report: the file
 };
 
 constexpr int STATUS_SUCCESS = 0;

@@ -351,6 +351,14 @@ std::string wait_json(const Wait_Condition &condition) {
     return dump(object);
 }
 
+std::string report_json(const Report_Result &result) {
+    Json object = new_line();
+    object["file"] = result.file;
+    object["parts"] = result.parts;
+    object["failed"] = result.failed;
+    return dump(object);
+}
+
 std::string control_json(const Control_Request &request, Request_Result result) {
     const Control_Form &form = form_of(request.verb);
     Json object = new_line();

@@ -10,6 +10,7 @@
 #include "tools/hbctl/control_report.h"
 #include "tools/hbctl/event_record.h"
 #include "tools/hbctl/migration_report.h"
+#include "tools/hbctl/report/report_result.h"
 #include "tools/hbctl/request_result.h"
 #include "tools/hbctl/status_report.h"
 #include "tools/hbctl/wait_condition.h"
@@ -31,6 +32,8 @@ Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows);
 
 // What `wait` waited for.
 std::string wait_json(const Wait_Condition &condition);
+
+std::string report_json(const Report_Result &result);
 
 // The result of a request.
 std::string control_json(const Control_Request &request, Request_Result result);

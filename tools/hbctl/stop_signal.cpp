@@ -14,9 +14,9 @@ namespace {
 
 volatile std::sig_atomic_t signal_pipe = -1;
 
-extern "C" void write_to_pipe(int) {
+extern "C" void write_to_pipe(int number) {
     const int saved = errno;
-    const char byte = 1;
+    const char byte = static_cast<char>(number);
     [[maybe_unused]] const auto written = write(signal_pipe, &byte, 1);
     Library_Call::end_process();
     errno = saved;
@@ -42,6 +42,11 @@ Stop_Signal::Stop_Signal() {
     write_end_ = ends[1];
     signal_pipe = write_end_;
     set_disposition(write_to_pipe, static_cast<int>(SA_RESETHAND));
+}
+
+int Stop_Signal::signal() const {
+    char number = 0;
+    return read(read_end_, &number, 1) == 1 ? number : SIGTERM;
 }
 
 Stop_Signal::~Stop_Signal() {

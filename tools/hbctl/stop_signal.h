@@ -14,6 +14,8 @@ class Stop_Signal {
     Stop_Signal &operator=(const Stop_Signal &) = delete;
 
     int descriptor() const { return read_end_; }
+    // The signal that made the descriptor readable. Only one call can return it.
+    int signal() const;
 
   private:
     int read_end_ = -1;

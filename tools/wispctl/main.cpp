@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/no_answer.h"
+#include "common/option_tree.h"
 #include "common/printable.h"
 #include "common/socket_path.h"
 #include "host/paths.h"
@@ -288,7 +289,8 @@ int drive(const std::string &path, std::chrono::milliseconds patience, ordered_j
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("Control a running wispd");
+    CLI::App app("Control a running wispd", "wispctl");
+    common::offer_option_tree(app);
     app.require_subcommand(1);
     app.group("Commands");
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");

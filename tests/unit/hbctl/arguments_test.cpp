@@ -57,6 +57,21 @@ TEST(HbctlArguments, WatchMigratesAfterSoManyEventsAndAlsoAtOnce) {
     EXPECT_THAT(refused({"subscribe", "--all-nodes", "--migrate-after", "1"}), HasSubstr("--migrate-after"));
 }
 
+TEST(HbctlArguments, ReportHasAFile) {
+    EXPECT_EQ(sound({"report"}).verb, Verb::report);
+    EXPECT_EQ(sound({"report"}).output, std::nullopt);
+    EXPECT_EQ(sound({"report", "--output", "a.tar.gz"}).output, "a.tar.gz");
+    EXPECT_THAT(refused({"report", "--output", ""}), HasSubstr("the file's name is empty"));
+    EXPECT_THAT(refused({"status", "--output", "a"}), HasSubstr("--output"));
+}
+
+TEST(HbctlArguments, TheOptionTreeIsForProgramsThatMakePages) {
+    const Parsed parsed = parse({"--option-tree"});
+    EXPECT_EQ(parsed.exit_status, 0);
+    EXPECT_THAT(parsed.output, HasSubstr("\"name\": \"report\""));
+    EXPECT_THAT(parse({"--help"}).output, testing::Not(HasSubstr("option-tree")));
+}
+
 TEST(HbctlArguments, MigrateOnlyChecks) {
     EXPECT_EQ(sound({"migrate", "--check"}).verb, Verb::migrate);
     EXPECT_TRUE(sound({"migrate", "--check", "--json"}).json);

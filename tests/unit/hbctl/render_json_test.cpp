@@ -200,3 +200,7 @@ TEST(HbctlJson, LossAndReturnOfTheDaemon) {
         R"({"format":1,"time":"1970-01-01T00:00:00.002Z","event":"reconnected","socket":"/tmp/s","local_node":1,)"
         R"("nodes":5,"nodes_up":null,"networks":2,"adapters":10,"adapters_up":null,"sites":0})");
 }
+
+TEST(HbctlJson, OfAReportHasItsFileAndCounts) {
+    EXPECT_EQ(report_json({"a.tar.gz", 40, 3}), R"({"format":1,"file":"a.tar.gz","parts":40,"failed":3})");
+}

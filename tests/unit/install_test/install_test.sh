@@ -19,7 +19,7 @@ into_a_prefix() {
 }
 
 has_every_file() {
-    local file
+    local file program
     for file in include/hb_{client,error,error_list}.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
         "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR/pkgconfig/hb_client.pc" \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
@@ -34,6 +34,15 @@ has_every_file() {
             [ -s "$prefix/$file" ] || fail "$file is not installed"
         done
     fi
+    for file in man1/hbctl.1 man5/wispd.toml.5 man7/hb_client.7 man8/wispctl.8 man8/wispd.8; do
+        [ -s "$prefix/share/man/$file" ] || fail "the manual page $file is not installed"
+    done
+    for program in {hbctl,wispctl,wispd}; do
+        for file in bash-completion/completions/"$program" zsh/site-functions/_"$program" \
+            fish/vendor_completions.d/"$program".fish; do
+            [ -s "$prefix/share/$file" ] || fail "the completion $file is not installed"
+        done
+    done
     if find "$prefix" -name '*_static.a' -o -name '*test*' | grep .; then
         fail "these are not for users"
     fi
@@ -89,6 +98,7 @@ example_builds_with_pkg_config() {
 }
 
 example_builds_with_find_package() {
+    # shellcheck disable=SC2015
     "$CMAKE" -S "$SOURCE/tests/unit/install_test/consumer" -B "$WORK/consumer" -DEXAMPLE="$SOURCE/examples/watch.c" \
         -DCMAKE_C_COMPILER="$CC" -DCMAKE_C_FLAGS="${CFLAGS-}" -DCMAKE_PREFIX_PATH="$prefix" >"$WORK/consumer.log" &&
         "$CMAKE" --build "$WORK/consumer" >>"$WORK/consumer.log" || { cat "$WORK/consumer.log"; exit 1; }

@@ -19,6 +19,7 @@ int show_keys(const Arguments &arguments);
 int show_adapter_states(const Arguments &arguments);
 int wait(const Arguments &arguments);
 int check(const Arguments &arguments);
+int report(const Arguments &arguments);
 int multicast(const Arguments &arguments);
 int control(const Arguments &arguments);
 

@@ -31,6 +31,8 @@ int run_command(const Arguments &arguments) {
         return wait(arguments);
     case Verb::check:
         return check(arguments);
+    case Verb::report:
+        return report(arguments);
     case Verb::multicast:
         return multicast(arguments);
     case Verb::control:

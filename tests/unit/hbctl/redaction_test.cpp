@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+// Texts of a report lose their keys, and nothing else.
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/hbctl/report/redaction.h"
+
+namespace {
+
+using hbctl::configuration_without_keys;
+using hbctl::configured_text;
+using hbctl::Secrets;
+using hbctl::settings_without_keys;
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(Redaction, KeepsSettingsAndRemovesComments) {
+    Secrets secrets;
+    EXPECT_EQ(
+        configuration_without_keys("# my cluster\n[cluster] # here\nname = \"a b\" # old\n\nlocal_node=1\n"
+                                   "[[node.adapter]]\naddress = '10.1.0.1'\nkey_mode = \"0640\"\n",
+                                   secrets),
+        "# (removed)\n[cluster]\nname = \"a b\"\n\nlocal_node=1\n[[node.adapter]]\naddress = '10.1.0.1'\n"
+        "key_mode = \"0640\"\n");
+}
+
+TEST(Redaction, KeepsInlineTablesOfKnownSettings) {
+    Secrets secrets;
+    const std::string text =
+        "adapter = [{network = 0, address = \"10.1.0.1\"}, {network = 1, address = 'none'}]\n"
+        "adapter = [\n  { network = 0, address = \"10.1.0.2\" },\n]\n";
+    EXPECT_EQ(configuration_without_keys(text, secrets), text);
+    EXPECT_EQ(configuration_without_keys("adapter = [{network = 0, secret = \"abc\"}]\n", secrets),
+              "adapter = (removed)\n");
+}
+
+TEST(Redaction, RemovesUnknownSettingsAndValuesOfSeveralLines) {
+    Secrets secrets;
+    const std::string text = configuration_without_keys(
+        "secret = \"abc\"\nname = \"\"\"\nhidden\n\"\"\"\nkeys = [\n  \"0102\",\n]\nnode = [{ key = \"k\" }]\n"
+        "type = \"000102030405060708090a0b0c0d0e0f\"\n",
+        secrets);
+    EXPECT_EQ(text,
+              "secret = (removed)\nname = (removed)\n# (removed)\n# (removed)\nkeys = (removed)\n# (removed)\n"
+              "]\nnode = (removed)\ntype = (removed)\n");
+}
+
+// An administrator reads each of them in the report.
+TEST(Redaction, KeepsEachDocumentedSetting) {
+    std::ifstream stream(HB_SOURCE_DIR "/docs/wispd.md");
+    static const std::regex head(R"(\| key.*\| type \|.*)");
+    static const std::regex code("`([a-z_]+)`");
+    bool is_table = false;
+    int found = 0;
+    for (std::string line; std::getline(stream, line);) {
+        is_table = line.starts_with("|") && (is_table || std::regex_match(line, head));
+        const std::string cell = line.substr(0, line.find(" | "));
+        if (!is_table || std::regex_match(line, head)) {
+            continue;
+        }
+        for (std::sregex_iterator key(cell.begin(), cell.end(), code), end; key != end; ++key) {
+            Secrets secrets;
+            const std::string setting = (*key)[1].str() + " = 1\n";
+            EXPECT_EQ(configuration_without_keys(setting, secrets), setting);
+            ++found;
+        }
+    }
+    EXPECT_GE(found, 40);
+}
+
+TEST(Redaction, RemovesKeysFromTheEnginesSettings) {
+    Secrets secrets;
+    EXPECT_EQ(settings_without_keys(
+                  "totem {\n    # comment\n    key: 31415926535897932\n    keyfile: /etc/key\n"
+                  "    token: 1000\n}\ntotem.key (str) = sesame-open-now\nnodelist.node.0.name (str) = a\n",
+                  secrets),
+              "totem {\n# (removed)\n    key: (removed)\n    keyfile: /etc/key\n    token: 1000\n}\n"
+              "totem.key (str) = (removed)\nnodelist.node.0.name (str) = a\n");
+    EXPECT_EQ(secrets.removed_from("x sesame-open-now y"), "x (removed) y");
+}
+
+TEST(Redaction, RemovesAKeyInEachForm) {
+    Secrets secrets;
+    secrets.add("\x01\xfe\x03\xfd\x05\xfb\xff\xff\xfe\x0a");
+    for (const char *form : {"\x01\xfe\x03\xfd\x05\xfb\xff\xff\xfe\x0a", "01fe03fd05fbfffffe0a",
+                             "01FE03FD05FBFFFFFE0A", "Af4D/QX7///+Cg", "Af4D_QX7___-Cg"}) {
+        EXPECT_EQ(secrets.removed_from(std::string("<") + form + ">"), "<(removed)>") << form;
+    }
+}
+
+TEST(Redaction, FindsTheBytesOfAKeyThatIsWrittenAsText) {
+    for (const char *text : {"000102030405060708090a0B0c0d0e0f", "AAECAwQFBgcICQoLDA0ODw=="}) {
+        Secrets secrets;
+        configuration_without_keys(std::string("# key: ") + text + "\n", secrets);
+        std::string bytes;
+        for (char byte = 0; byte < 16; ++byte) {
+            bytes += byte;
+        }
+        EXPECT_EQ(secrets.removed_from(bytes), "(removed)") << text;
+        EXPECT_EQ(secrets.removed_from("000102030405060708090A0B0C0D0E0F"), "(removed)") << text;
+    }
+}
+
+TEST(Redaction, LeavesShortTextsAndPaths) {
+    Secrets secrets;
+    secrets.add("1");
+    secrets.add_words_like_keys("see /etc/wisp/cluster.toml.example, node 1234, 4294967295");
+    const std::string text = "1 /etc/wisp/cluster.toml.example 4294967295 \"1\"";
+    EXPECT_EQ(secrets.removed_from(text), text);
+}
+
+TEST(Redaction, ALongLineIsRemovedWhole) {
+    Secrets secrets;
+    EXPECT_EQ(configuration_without_keys("name = \"" + std::string(1000000, 'x') + "\"\n", secrets),
+              "# (removed)\n");
+    EXPECT_EQ(settings_without_keys("name: " + std::string(1000000, 'x') + "\n", secrets), "# (removed)\n");
+}
+
+TEST(Redaction, FindsAConfiguredPath) {
+    EXPECT_EQ(configured_text("[daemon]\nlog_file = \"/var/log/w\" # here\n", "log_file"), "/var/log/w");
+    EXPECT_EQ(configured_text("# log_file = \"/var/log/w\"\n", "log_file"), "");
+}
+
+} // namespace
