@@ -151,50 +151,6 @@ std::string sites_event_text(const Site_Pair &sites, bool split) {
            (split ? " lost contact" : " regained contact");
 }
 
-std::string detail_text(const Event_Record &event) {
-    if (event.counts) {
-        return "now " + counts_text(*event.counts);
-    }
-    if (event.heartbeat) {
-        return heartbeat_text(*event.heartbeat);
-    }
-    if (event.foreign) {
-        return event.foreign->address + " uses configuration instance " +
-               std::to_string(event.foreign->instance);
-    }
-    if (event.sites) {
-        return sites_event_text(*event.sites, event.kind == HB_EVENT_SITE_SPLIT);
-    }
-    if (event.kind == HB_EVENT_FFDC) {
-        return event.ffdc_id.empty() ? "no identifier" : event.ffdc_id;
-    }
-    return membership_text(event);
-}
-
-std::string kind_text(const Event_Record &event) {
-    const std::string who = event.member_kind == Member_Kind::nodes      ? "node "
-                            : event.member_kind == Member_Kind::adapters ? "adapter "
-                                                                         : "";
-    switch (event.kind) {
-    case HB_EVENT_DEATH:
-        return who + "death";
-    case HB_EVENT_JOIN:
-        return who + "join";
-    case HB_EVENT_NEW_GROUP:
-        return who + "group";
-    case HB_EVENT_FFDC:
-        return "failure";
-    case HB_EVENT_SITE_SPLIT:
-        return "site split";
-    case HB_EVENT_SITE_MERGE:
-        return "site merge";
-    case HB_EVENT_DIFF_INSTANCE:
-        return "other instance";
-    default:
-        return event_name(event.kind);
-    }
-}
-
 std::string event_line(const std::string &sequence, const std::string &time, const std::string &kind,
                        const std::string &detail) {
     std::string line = padded(sequence, SEQUENCE_WIDTH, Align::right) + "  " +
@@ -362,6 +318,50 @@ std::string multicast_text(const Multicast_Request &request, std::size_t bytes, 
            std::to_string(request.port) + " of " + counted(request.nodes.size(), "node");
 }
 
+std::string event_detail_text(const Event_Record &event) {
+    if (event.counts) {
+        return "now " + counts_text(*event.counts);
+    }
+    if (event.heartbeat) {
+        return heartbeat_text(*event.heartbeat);
+    }
+    if (event.foreign) {
+        return event.foreign->address + " uses configuration instance " +
+               std::to_string(event.foreign->instance);
+    }
+    if (event.sites) {
+        return sites_event_text(*event.sites, event.kind == HB_EVENT_SITE_SPLIT);
+    }
+    if (event.kind == HB_EVENT_FFDC) {
+        return event.ffdc_id.empty() ? "no identifier" : event.ffdc_id;
+    }
+    return membership_text(event);
+}
+
+std::string event_kind_text(const Event_Record &event) {
+    const std::string who = event.member_kind == Member_Kind::nodes      ? "node "
+                            : event.member_kind == Member_Kind::adapters ? "adapter "
+                                                                         : "";
+    switch (event.kind) {
+    case HB_EVENT_DEATH:
+        return who + "death";
+    case HB_EVENT_JOIN:
+        return who + "join";
+    case HB_EVENT_NEW_GROUP:
+        return who + "group";
+    case HB_EVENT_FFDC:
+        return "failure";
+    case HB_EVENT_SITE_SPLIT:
+        return "site split";
+    case HB_EVENT_SITE_MERGE:
+        return "site merge";
+    case HB_EVENT_DIFF_INSTANCE:
+        return "other instance";
+    default:
+        return event_name(event.kind);
+    }
+}
+
 std::string event_heading_text() {
     return event_line("SEQ", "TIME", "EVENT", "WHAT");
 }
@@ -371,8 +371,8 @@ std::string notice_text(Wall_Time time, const std::string &kind, const std::stri
 }
 
 std::string event_text(const Event_Record &event) {
-    return event_line(std::to_string(event.sequence), clock_text(event.time), kind_text(event),
-                      detail_text(event));
+    return event_line(std::to_string(event.sequence), clock_text(event.time), event_kind_text(event),
+                      event_detail_text(event));
 }
 
 } // namespace hbctl

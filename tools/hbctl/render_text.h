@@ -35,6 +35,10 @@ std::string multicast_text(const Multicast_Request &request, std::size_t bytes, 
 std::string event_heading_text();
 std::string event_text(const Event_Record &event);
 
+// The parts of that line: "node death", and what happened.
+std::string event_kind_text(const Event_Record &event);
+std::string event_detail_text(const Event_Record &event);
+
 // A line between the events, about the connection to the daemon.
 std::string notice_text(Wall_Time time, const std::string &kind, const std::string &detail);
 

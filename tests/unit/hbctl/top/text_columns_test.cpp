@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "tools/hbctl/top/text_columns.h"
+
+using namespace hbctl;
+
+TEST(TextColumns, WideCharactersHaveTwoAndCombiningOnesNone) {
+    EXPECT_EQ(columns_of("alpha"), 5U);
+    EXPECT_EQ(columns_of("größe"), 5U);
+    EXPECT_EQ(columns_of("日本"), 4U);
+    EXPECT_EQ(columns_of("e\xCC\x81"), 1U); // e and an acute accent
+    EXPECT_EQ(columns_of("●✗◐·○▸─…↑"), 9U);
+    EXPECT_EQ(columns_of("\xF0\x9F\x98\x80"), 2U); // a face
+    EXPECT_EQ(columns_of(""), 0U);
+}
+
+TEST(TextColumns, BytesThatAreNoUtf8AreCharactersOfOneColumn) {
+    EXPECT_EQ(columns_of("\xFF\xC3"), 2U);
+    EXPECT_EQ(columns_of("\xE2\x82"), 2U);
+}
+
+TEST(TextColumns, TextIsCutAtACharacterAndMarked) {
+    EXPECT_EQ(cut_to("alpha", 5), "alpha");
+    EXPECT_EQ(cut_to("alpha", 4), "alp…");
+    EXPECT_EQ(cut_to("alpha", 1), "…");
+    EXPECT_EQ(cut_to("alpha", 0), "");
+    EXPECT_EQ(cut_to("日本語", 4), "日…"); // the second one would end in column 4, where the mark stands
+    EXPECT_EQ(cut_to("日本", 4), "日本");
+}
+
+TEST(TextColumns, FittedTextHasExactlyItsColumns) {
+    EXPECT_EQ(fitted("ab", 4), "ab  ");
+    EXPECT_EQ(fitted("ab", 4, Align::right), "  ab");
+    EXPECT_EQ(fitted("日本語", 4), "日… ");
+    EXPECT_EQ(fitted("abcdef", 4), "abc…");
+}
+
+TEST(TextColumns, InAsciiEachCharacterKeepsItsColumns) {
+    EXPECT_EQ(ascii_text("● up ✗ down ◐ part"), "+ up X down % part");
+    EXPECT_EQ(ascii_text("─ 日本 é…"), "- ???? ?~");
+    EXPECT_EQ(ascii_text("plain"), "plain");
+}
