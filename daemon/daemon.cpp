@@ -22,6 +22,7 @@
 #include "cluster/routes.h"
 #include "daemon/change_log.h"
 #include "daemon/charged_loader.h"
+#include "daemon/cluster_file_writer.h"
 #include "daemon/engine_start.h"
 #include "daemon/key_rotation.h"
 #include "daemon/log_summary.h"
@@ -54,6 +55,9 @@ enum class Reload { by_signal, by_command };
 constexpr std::chrono::seconds START_MARGIN{60};
 
 constexpr const char *STATE = "state";
+
+// The engine reports its members, but not when it becomes silent.
+constexpr std::chrono::milliseconds ENGINE_CHECK_INTERVAL{500};
 
 // Errors quote what they reject, which a user can make as long as a line of the control socket.
 std::string cut(const std::string &reason) {
@@ -103,6 +107,9 @@ class Daemon::Impl {
     void refresh_routes(const Changes &changes);
     std::string state() const;
     std::string counts() const;
+    void watch_engine();
+    void publish_names();
+    const char *engine_state() const;
     std::map<uid_t, User_Status> users() const;
 
     // Members are destroyed in reverse order. The control connections are declared late: the client that
@@ -113,6 +120,7 @@ class Daemon::Impl {
     Charged_Loader loader_{context_, client_log_};
     Start start_;
     const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    const std::chrono::system_clock::time_point started_at_ = std::chrono::system_clock::now();
     Service_Report service_;
     Access access_;
     Followed followed_;
@@ -124,6 +132,7 @@ class Daemon::Impl {
     std::optional<Control_Server> control_;
     Socket_File control_file_;
     Instance_Lock lock_;
+    Cluster_File_Writer cluster_file_;
     Socket_File socket_file_;
     Shared_Segments segments_;
     Route_Writer route_writer_;
@@ -138,6 +147,7 @@ class Daemon::Impl {
     asio::signal_set signals_;
     Suspicion_Timer suspicion_timer_;
     Key_Rotation key_rotation_;
+    asio::steady_timer engine_check_{context_};
     std::optional<asio::steady_timer> shutdown_;
 };
 
@@ -147,8 +157,8 @@ Daemon::Impl::Impl(Start start)
       followed_(follow_at_start(start_)), cluster_(cluster_at_start(start_.file.cluster, followed_)),
       node_control_(cluster_, start_.file.suspicion), keyring_(start_.file.security),
       routes_(compute_routes(cluster_)), endpoints_(start_.file.endpoints), lock_(start_.socket_path + ".lock"),
-      segments_(claim_socket()), route_writer_(context_, segments_, routes_),
-      timeline_(context_, start_.timeline, timeline_handlers()),
+      cluster_file_(start_.socket_path, access_), segments_(claim_socket()),
+      route_writer_(context_, segments_, routes_), timeline_(context_, start_.timeline, timeline_handlers()),
       executor_(cluster_, node_control_, command_handlers()), signals_(context_, SIGTERM, SIGINT, SIGHUP),
       suspicion_timer_(context_, node_control_, [this] { confirm_suspicions(); }),
       key_rotation_(context_, keyring_, segments_) {
@@ -165,6 +175,7 @@ Daemon::Impl::Impl(Start start)
                                               [this](const Peer &peer, std::string_view line,
                                                      const auto &reply) { answer(peer, line, reply); },
                                               [this] { stop("requested by wispctl stop"); }});
+    publish_names();
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
                        Publisher_Limits{start_.file.daemon.client_queue_bytes, start_.file.daemon.users},
@@ -175,6 +186,7 @@ Daemon::Impl::Impl(Start start)
     if (followed_.follower) {
         engine_.emplace(context_, std::move(followed_.follower), *followed_.first,
                         [this](const Engine_Step &step) { follow(step); });
+        watch_engine();
     }
     if (timeline_.has_configured()) {
         timeline_.play("", [](const auto &) {});
@@ -338,11 +350,13 @@ void Daemon::Impl::install(const Configuration_File &file, const std::string &pa
     const Changes changes = cluster_.reconfigure(file.cluster);
     log_info(text("loaded ", path));
     apply_settings(file, why);
+    publish_names();
     announce(changes);
 }
 
 void Daemon::Impl::follow(const Engine_Step &step) {
     const Changes changes = cluster_.follow(step.configuration, step.liveness);
+    publish_names();
     if (changes.any()) {
         announce(changes);
     }
@@ -391,6 +405,7 @@ void Daemon::Impl::announce(const Changes &changes) {
     suspicion_timer_.set();
     if (changes.configuration_updated) {
         segments_.publish(cluster_.configured_adapters());
+        publish_names();
     }
     refresh_routes(changes);
     publisher_->announce(changes, failure_id);
@@ -455,6 +470,41 @@ void Daemon::Impl::refresh_routes(const Changes &changes) {
         routes_ = std::move(routes);
         route_writer_.publish();
     }
+}
+
+// ---- Names ----
+
+void Daemon::Impl::watch_engine() {
+    engine_check_.expires_after(ENGINE_CHECK_INTERVAL);
+    engine_check_.async_wait([this](const asio::error_code &aborted) {
+        if (!aborted) {
+            publish_names();
+            watch_engine();
+        }
+    });
+}
+
+// Runs before clients receive the change, so a client that reads the names because of it reads the new ones.
+void Daemon::Impl::publish_names() {
+    common::Cluster_File content{cluster_.name(), start_.version, started_at_, engine_state(), {}};
+    for (std::size_t number = 0; number < cluster_.nodes().size(); ++number) {
+        const Node &node = cluster_.nodes()[number];
+        if (node.configured_adapters > 0) {
+            content.nodes.emplace(static_cast<int>(number), node.name);
+        }
+    }
+    cluster_file_.write(content);
+}
+
+const char *Daemon::Impl::engine_state() const {
+    if (!start_.file.engine) {
+        return "none";
+    }
+    if (!engine_) {
+        return "connected"; // at the start, after the engine's first report
+    }
+    const Engine_Status status = engine_->status();
+    return status.silent ? "silent" : status.connected ? "connected" : "disconnected";
 }
 
 // ---- State ----

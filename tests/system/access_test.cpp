@@ -91,9 +91,10 @@ class Access : public testing::TestWithParam<Setup> {
 
 TEST_P(Access, EverybodyWhoMayConnectCanListenAndAsk) {
     EXPECT_EQ(hbctl_as(NOBODY, {"route", "3"}).output,
-              "route to node 3: 2 hops\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3\n");
+              "route to node 3 (gamma): 2 hops\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3\n");
     EXPECT_EQ(hbctl_as(NOBODY, {"route", "3", "--shared"}).exit_status, 0);
-    EXPECT_EQ(hbctl_as(NOBODY, {"adapter-state", "3"}).output, "ADAPTER  STATE\n      3  up\n");
+    EXPECT_EQ(hbctl_as(NOBODY, {"adapter-state", "3"}).output,
+              "ADAPTER  NAME         STATE\n      3  alpha/net_b  up\n");
     EXPECT_EQ(hbctl_as(NOBODY, {"keys"}).exit_status, 0);
     EXPECT_EQ(hbctl_as(NOBODY, {"client-heartbeat", "3"}).exit_status, 0);
     const Hbctl_End events = hbctl_as(NOBODY, {"watch", "--count", "2", "--timeout", "300"});

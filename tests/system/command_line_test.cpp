@@ -252,10 +252,21 @@ TEST_F(Wispctl, EveryVerbDoesWhatItSays) {
     EXPECT_TRUE(daemon.wait_stopped());
 }
 
+TEST_F(Wispctl, NodesAndAdaptersHaveNames) {
+    does({"node-down", "gamma"}, {"event 4 death a adapters 6@1 7@1", "event 5 death n nodes 3 id #1"});
+    does({"adapter-down", "beta/net_b"}, {"event 6 death a adapters 5@1"});
+    does({"node-leave", "delta"}, {"event 7 configuration Hb_Config_Group"});
+    does({"node-join", "delta"},
+         {"event 8 configuration Hb_Config_Group", "event 9 join a adapters 8@1", "event 10 join n nodes 4"});
+}
+
 TEST_F(Wispctl, WhatDoesNotApplyIsRefusedWithTheReason) {
     fails(1, {"node-down", "4"}, "node 4 is down already");
-    fails(1, {"node-up", "7"}, "node 7 is not in the configuration");
-    fails(1, {"node-up", "8"}, "node 8 is out of range");
+    fails(1, {"node-up", "7"}, "wispctl: node 7 is not configured (nodes: 1-4)\n");
+    fails(1, {"adapter-up", "9"}, "wispctl: adapter 9 is not configured (adapters: 2-8)\n");
+    fails(1, {"node-down", "omega"},
+          "wispctl: node omega is not configured (nodes: alpha, beta, gamma, delta)\n");
+    fails(1, {"node-up", "8"}, "wispctl: node 8 is not configured (nodes: 1-4)\n");
     fails(1, {"node-join", "7"}, "node 7 is unknown");
     fails(1, {"node-leave", "1"}, "node 1 is the local node");
     fails(1, {"adapter-join", "9"}, "give its address");
@@ -270,7 +281,8 @@ TEST_F(Wispctl, WhatDoesNotApplyIsRefusedWithTheReason) {
 TEST_F(Wispctl, MisuseExits2) {
     fails(2, {"node-sideways", "3"}, "node-sideways");
     fails(2, {"node-down"}, "node");
-    fails(2, {"node-down", "three"}, "three");
+    fails(2, {"node-down", ""}, "node");
+    fails(2, {"node-down", "99999999999999999999"}, "99999999999999999999");
     fails(2, {}, "required");
     fails(2, {"state", "--timeout", "0"}, "wispctl: --timeout: '0' is not a number of seconds above 0");
     fails(2, {"state", "--timeout", "nan"}, "'nan' is not a number of seconds above 0");

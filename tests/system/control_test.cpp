@@ -93,14 +93,15 @@ TEST_P(Control, WhoIsSuspectedDiesWhenNoSignOfLifeComes) {
 TEST_P(Control, AdaptersOfTheNodeAreHeldDownAndLetUpAgain) {
     EXPECT_TRUE(does({"disable", "3"}, "disable 3: sent"));
     expect_lines(clients, {"event 3 death a adapters 3@1"});
-    EXPECT_EQ(hbctl({"adapter-state"}), said("ADAPTER  STATE\n      2  up\n      3  down"));
+    EXPECT_EQ(hbctl({"adapter-state"}),
+              said("ADAPTER  NAME         STATE\n      2  alpha/net_a  up\n      3  alpha/net_b  down"));
     EXPECT_TRUE(does({"enable", "3"}, "enable 3: sent"));
     expect_lines(clients, {"event 4 join a adapters 3@2"});
     EXPECT_TRUE(does({"ifconfig-down", "2"}, "ifconfig-down 2: sent"));
     expect_lines(clients, {"event 5 death a adapters 2@1"});
     EXPECT_TRUE(does({"ifconfig-up", "2"}, "ifconfig-up 2: sent"));
     expect_lines(clients, {"event 6 join a adapters 2@2"});
-    EXPECT_EQ(hbctl({"adapter-state", "3"}), said("ADAPTER  STATE\n      3  up"));
+    EXPECT_EQ(hbctl({"adapter-state", "3"}), said("ADAPTER  NAME         STATE\n      3  alpha/net_b  up"));
     EXPECT_TRUE(
         is_refused({"disable", "4"}, "adapter 4 is not an adapter of this node (adapters of node 1: 2, 3)"));
     EXPECT_TRUE(is_refused({"adapter-state", "9"}, "adapter 9 is not configured (adapters: 2-8)"));
@@ -190,9 +191,11 @@ TEST_P(Control, ARouteToANodeThatIsNotConfiguredListsTheNodes) {
 
 TEST_P(Control, RoutesAndKeysAreShown) {
     EXPECT_EQ(hbctl({"route", "3"}),
-              said("route to node 3: 2 hops\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3"));
-    EXPECT_EQ(hbctl({"route", "3", "--shared"}),
-              said("route to node 3: 2 hops, from shared memory\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3"));
+              said("route to node 3 (gamma): 2 hops\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3"));
+    EXPECT_EQ(
+        hbctl({"route", "3", "--shared"}),
+        said(
+            "route to node 3 (gamma): 2 hops, from shared memory\nHOP  ADDRESS\n  1  10.1.0.1\n  2  10.1.0.3"));
     EXPECT_EQ(hbctl({"route", "3", "--ip"}), hbctl({"route", "3", "--shared"}));
     EXPECT_TRUE(
         is_refused({"route", "4"}, "cannot read the route to node 4: no route to the node is known (error 6)"));

@@ -78,7 +78,7 @@ TEST_P(Leaving_The_Daemon, IsPossibleWhereDaemonAndServiceAgree) {
     EXPECT_EQ("", text.errors);
     EXPECT_EQ(0, text.status);
     const End json = run_hbctl({"migrate", "--check", "--json"}, cluster_file());
-    EXPECT_EQ(R"({"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
+    EXPECT_EQ(R"({"format":1,"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
               R"("error":null,"reason":null})"
               "\n",
               json.output);
@@ -156,11 +156,11 @@ TEST_P(Leaving_The_Daemon, TheWatcherGoesOnWithTheServiceWhenTheDaemonHasEnded) 
     EXPECT_TRUE(daemon_.wait_stopped());
 
     tell_service(R"({"do":"node-up","node":3})");
-    EXPECT_EQ("node join       node 3 (10.1.0.3, 2001:db8::3)", told(hbctl->read_line()));
+    EXPECT_EQ("node join       node 3 (gamma, 10.1.0.3, 2001:db8::3)", told(hbctl->read_line()));
     EXPECT_EQ("configuration   now 4 nodes (3 up), 1 network, 7 adapters (4 up)", told(hbctl->read_line()));
     EXPECT_THAT(told(hbctl->read_line()), HasSubstr("adapter join    adapters 144"));
     tell_service(R"({"do":"adapter-down","adapter":97})");
-    EXPECT_EQ("adapter death   adapter 97 (10.2.0.2 eth1 on MOX_Network of node 2)", told(hbctl->read_line()));
+    EXPECT_EQ("adapter death   adapter 97 (beta/MOX_Network 10.2.0.2 eth1)", told(hbctl->read_line()));
     hbctl->send_signal(SIGTERM);
     const std::optional<Child_End> end = hbctl->wait();
     ASSERT_TRUE(end);

@@ -38,8 +38,11 @@ add_library(
   ${system_dir}/setup.cpp
   ${system_dir}/stream.cpp
   ${system_dir}/tmux.cpp)
-target_compile_definitions(system_test_support PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-target_link_libraries(system_test_support PRIVATE hb_options PUBLIC hb_test_support)
+target_compile_definitions(
+  system_test_support
+  PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}"
+  PUBLIC HB_VERSION="${PROJECT_VERSION}")
+target_link_libraries(system_test_support PRIVATE hb_options PUBLIC hb_test_support hb_common)
 
 # What runs once for every way of putting programs together.
 set(system_scenarios
@@ -54,6 +57,7 @@ set(system_scenarios
     ${system_dir}/migrating_client_test.cpp
     ${system_dir}/migration_moments_test.cpp
     ${system_dir}/migration_test.cpp
+    ${system_dir}/names_test.cpp
     ${system_dir}/reconfiguration_test.cpp
     ${system_dir}/requests_test.cpp
     ${system_dir}/restart_test.cpp

@@ -42,7 +42,7 @@ Tmux::Tmux(const Terminal_Size &size, const std::vector<std::pair<std::string, s
     for (const auto &[name, value] : environment) {
         words.insert(words.end(), {"-e", name + "=" + value});
     }
-    words.emplace_back("exec bash --noprofile --norc -i");
+    words.emplace_back("exec env 'PS1=shell> ' bash --noprofile --norc -i"); // tmux's own shell drops PS1
     run(words);
     run({"set-option", "-g", "status", "off"}); // every row is the program's
     run({"resize-window", "-x", std::to_string(size.columns), "-y", std::to_string(size.rows)});

@@ -96,7 +96,7 @@ class TopScreen : public HbctlTop {
     void start_connected(const std::string &options = "") {
         start(options);
         ASSERT_TRUE(terminal->wait_shown("● connected")) << terminal->screen();
-        ASSERT_TRUE(terminal->wait_shown("nodes 3 of 4 up")) << terminal->screen();
+        ASSERT_TRUE(terminal->wait_shown("nodes 3 of 4 up   adapters 6 of 7 up")) << terminal->screen();
     }
     pid_t hbctl() {
         EXPECT_TRUE(wait_until([&] { return terminal->program() > 0; }));
@@ -114,8 +114,9 @@ class TopScreen : public HbctlTop {
     }
     void expect_sane_terminal() {
         EXPECT_FALSE(terminal->has_other_screen());
-        terminal->type_line("clear; stty -a");
-        EXPECT_TRUE(terminal->wait_shown("icanon")) << terminal->screen();
+        const std::string number = std::to_string(++questions); // an earlier answer may still be on the screen
+        terminal->type_line("clear; stty -a; echo question \"" + number + "\"");
+        EXPECT_TRUE(terminal->wait_shown("question " + number)) << terminal->screen();
         const std::string settings = terminal->screen();
         for (const char *setting : {"icanon", "echo", "isig", "icrnl", "onlcr", "opost"}) {
             EXPECT_TRUE(
@@ -125,6 +126,7 @@ class TopScreen : public HbctlTop {
     }
 
     std::optional<Tmux> terminal;
+    int questions = 0;
 };
 
 TEST_F(TopScreen, ADeathAppearsInTheGridTheCountsAndTheEvents) {

@@ -46,7 +46,8 @@ class HbctlWait : public testing::Test {
 TEST_F(HbctlWait, WhatIsSoAlreadyEndsAtOnce) {
     EXPECT_EQ(hbctl({"wait", "node", "3", "--up"}), said("node 3 is up"));
     EXPECT_EQ(hbctl({"wait", "node", "4", "--down"}), said("node 4 is down"));
-    EXPECT_EQ(hbctl({"wait", "adapter", "7", "--up", "--json"}), said(R"({"adapter":7,"state":"up"})"));
+    EXPECT_EQ(hbctl({"wait", "adapter", "7", "--up", "--json"}),
+              said(R"({"format":1,"adapter":7,"state":"up"})"));
     EXPECT_EQ(hbctl({"wait", "nodes", "3", "--up"}), said("at least 3 nodes are up"));
     EXPECT_EQ(hbctl({"wait", "nodes", "1", "--down"}), said("at least 1 node is down"));
     EXPECT_EQ(hbctl({"wait", "daemon", "--up"}), said("the daemon is up"));

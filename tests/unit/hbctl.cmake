@@ -10,6 +10,7 @@ hb_add_test(
   hbctl/error_text_test.cpp
   hbctl/event_names_test.cpp
   hbctl/health_test.cpp
+  hbctl/member_word_test.cpp
   hbctl/migration_report_test.cpp
   hbctl/number_list_test.cpp
   hbctl/plain_text_test.cpp

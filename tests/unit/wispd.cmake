@@ -4,6 +4,7 @@ if(TARGET hb_daemon)
     wispd_unit_test
     SOURCES
     wispd/client_log_test.cpp
+    wispd/cluster_file_writer_test.cpp
     wispd/cluster_test.cpp
     wispd/configuration_file_test.cpp
     wispd/command_executor_test.cpp

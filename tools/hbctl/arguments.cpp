@@ -8,7 +8,8 @@
 
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
-#include "tools/hbctl/number_list.h"
+#include "tools/hbctl/member_word.h"
+#include "tools/hbctl/table_columns.h"
 #include "tools/hbctl/validators.h"
 #include "tools/hbctl/wait_grammar.h"
 
@@ -40,6 +41,11 @@ struct Raw {
     std::int64_t height = 0; // likewise
     Control_Words control;
     Wait_Words wait_or_check;
+    bool dates = false;
+    bool short_lines = false;
+    bool no_headers = false;
+    std::string columns;
+    Table_Choice table;
 };
 
 constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
@@ -48,6 +54,23 @@ constexpr std::int64_t MOST_COLUMNS = 1000;
 constexpr std::int64_t LEAST_HEIGHT = 5;
 constexpr std::int64_t MOST_ROWS = 10'000;
 constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
+
+void add_table_options(CLI::App &verb, const std::vector<Column> &columns, Raw &raw) {
+    std::string headings;
+    for (const Column &column : columns) {
+        headings += (headings.empty() ? "" : ",") + column.heading;
+    }
+    verb.add_flag("--no-headers", raw.no_headers, "Omit the line with the headings");
+    verb.add_option("--columns", raw.columns, "Show these columns, in this order: " + headings)
+        ->check(CLI::Validator(
+            [&columns, &raw](std::string &text) {
+                Column_Choice choice = choose_columns(text, columns);
+                raw.table.columns = std::move(choice.headings);
+                return choice.complaint;
+            },
+            ""))
+        ->type_name("LIST");
+}
 
 // Returns a complaint about the first word that is not an event name. Adds up the mask.
 std::string read_events(const std::string &words, int &mask) {
@@ -73,7 +96,20 @@ CLI::Validator event_list() {
         "");
 }
 
+// A verb that prints a table.
+void add_list(CLI::App &app, const char *name, const char *help, const std::vector<Column> &columns, Raw &raw) {
+    CLI::App *verb = app.add_subcommand(name, help);
+    add_table_options(*verb, columns, raw);
+}
+
+void add_lines(CLI::App &verb, Raw &raw) {
+    verb.add_flag("--short", raw.short_lines,
+                  "Print lines of at most 80 columns: without addresses, and cut if need be");
+    verb.add_flag("--date", raw.dates, "Print the date in each line");
+}
+
 void add_limits(CLI::App &verb, Raw &raw) {
+    add_lines(verb, raw);
     verb.add_option("--count", raw.count, "Exit after this many events")
         ->check(positive_count())
         ->type_name("N");
@@ -99,11 +135,11 @@ void add_subscribe(CLI::App &verb, Raw &raw) {
         ->check(subscription_name())
         ->type_name("NAME");
     CLI::Option_group *what = verb.add_option_group("What to watch (exactly one)");
-    what->add_option("--nodes", raw.nodes, "Watch these nodes, for example 1,2,5-7")
-        ->check(number_list_up_to(HIGHEST_NODE))
+    what->add_option("--nodes", raw.nodes, "Watch these nodes, by number or name, for example 1,beta,5-7")
+        ->check(member_list_up_to(HIGHEST_NODE))
         ->type_name("LIST");
-    what->add_option("--adapters", raw.adapters, "Watch these adapters, by number")
-        ->check(number_list_up_to(HIGHEST_ADAPTER))
+    what->add_option("--adapters", raw.adapters, "Watch these adapters, by number or name")
+        ->check(member_list_up_to(HIGHEST_ADAPTER))
         ->type_name("LIST");
     what->add_option("--network", raw.network, "Watch all adapters of a network, given by number or name")
         ->check(not_empty("the network"))
@@ -178,10 +214,10 @@ Grammar::Grammar() {
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.fallthrough();
     app.add_subcommand("status", "Show the daemon, the local node, and how much is configured and up");
-    app.add_subcommand("nodes", "List the configured nodes and their states");
-    app.add_subcommand("networks", "List the configured networks");
-    app.add_subcommand("adapters", "List the configured adapters and their states");
-    app.add_subcommand("sites", "List the configured sites");
+    add_list(app, "nodes", "List the configured nodes and their states", node_columns(), raw);
+    add_list(app, "networks", "List the configured networks", network_columns(), raw);
+    add_list(app, "adapters", "List the configured adapters and their states", adapter_columns(), raw);
+    add_list(app, "sites", "List the configured sites", site_columns(), raw);
     CLI::App *watch = app.add_subcommand("watch", "Print every event as it happens, one per line");
     add_limits(*watch, raw);
     add_migration(app, *watch, raw);
@@ -192,6 +228,7 @@ Grammar::Grammar() {
     add_wait(app, raw.wait_or_check);
     add_check(app, raw.wait_or_check);
     add_control_verbs(app, raw.control);
+    add_table_options(*app.get_subcommand("adapter-state"), adapter_state_columns(), raw);
     for (CLI::App *verb : app.get_subcommands({})) {
         if (verb->get_footer().empty()) {
             verb->footer("Every command also accepts --socket, --json and --timeout: see hbctl --help.");
@@ -218,10 +255,10 @@ void select(const Raw &raw, Subscription_Request &request) {
     request.events = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
     if (!raw.nodes.empty()) {
         request.selection = Selection::nodes;
-        request.numbers = parse_number_list(raw.nodes, HIGHEST_NODE).numbers;
+        request.members = parse_member_list(raw.nodes, HIGHEST_NODE).members;
     } else if (!raw.adapters.empty()) {
         request.selection = Selection::adapters;
-        request.numbers = parse_number_list(raw.adapters, HIGHEST_ADAPTER).numbers;
+        request.members = parse_member_list(raw.adapters, HIGHEST_ADAPTER).members;
     } else if (!raw.network.empty()) {
         request.selection = Selection::network;
         request.network = raw.network;
@@ -294,6 +331,11 @@ Arguments arguments_of(const Grammar &grammar) {
         arguments.top = top_options(raw);
     }
     arguments.thresholds = thresholds(raw.wait_or_check);
+    if (raw.json && (raw.no_headers || !raw.columns.empty() || raw.short_lines || raw.dates)) {
+        throw CLI::ValidationError("--json", "cannot be used with options for text");
+    }
+    arguments.table = raw.table;
+    arguments.table.headings = !raw.no_headers;
     arguments.control = control_arguments(verb, raw.control);
     if (raw.count > 0) {
         arguments.limits.count = raw.count;
@@ -304,6 +346,8 @@ Arguments arguments_of(const Grammar &grammar) {
         arguments.limits.timeout = arguments.patience;
     }
     arguments.limits.wait = raw.wait;
+    arguments.limits.dates = raw.dates;
+    arguments.limits.short_lines = raw.short_lines;
     if (!raw.command.empty()) {
         arguments.limits.command = raw.command;
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/no_answer.h"
 #include "tools/hbctl/control_arguments.h"
@@ -41,6 +42,13 @@ struct Watch_Limits {
     bool wait = false;                          // for a daemon that does not listen yet
     std::optional<std::uint64_t> migrate_after; // events; of watch only
     std::optional<std::string> command;         // to run for each event, instead of a line
+    bool dates = false;                         // in each line
+    bool short_lines = false;
+};
+
+struct Table_Choice {
+    bool headings = true;
+    std::vector<std::string> columns; // empty: all
 };
 
 struct Top_Options {
@@ -59,6 +67,7 @@ struct Arguments {
     Top_Options top;
     Wait_Condition wait;
     Thresholds thresholds;     // of check
+    Table_Choice table;        // of the verbs that list
     Control_Arguments control; // of the verbs after subscribe
 };
 

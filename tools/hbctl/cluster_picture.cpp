@@ -58,6 +58,37 @@ Counts count(const Picture &picture) {
     return counts;
 }
 
+void set_names(Picture &picture, const std::optional<common::Cluster_File> &file,
+               const std::string &why_nameless) {
+    if (!file) {
+        picture.why_nameless = why_nameless;
+        return;
+    }
+    for (Node_Row &node : picture.nodes) {
+        const auto found = file->nodes.find(node.number);
+        node.name = found == file->nodes.end() ? "" : found->second;
+    }
+    for (Adapter_Row &adapter : picture.adapters) {
+        const Node_Row *node = picture.node(adapter.node);
+        const Network_Row *network = picture.network(adapter.network);
+        if (node != nullptr && !node->name.empty() && network != nullptr) {
+            adapter.name = node->name + "/" + network->name;
+        }
+    }
+}
+
+void carry_names(const Picture &from, Picture &to) {
+    if (to.why_nameless.empty() || !from.why_nameless.empty()) {
+        return;
+    }
+    common::Cluster_File names;
+    for (const Node_Row &node : from.nodes) {
+        names.nodes.emplace(node.number, node.name);
+    }
+    to.why_nameless.clear();
+    set_names(to, names, "");
+}
+
 std::optional<std::size_t> adapters_up(const Network_Row &network, const Picture &picture) {
     std::size_t up = 0;
     for (const std::uint32_t number : network.adapters) {

@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "common/cluster_file.h"
+
 namespace hbctl {
 
 enum class Liveness { unknown, up, down };
@@ -16,6 +18,7 @@ struct Node_Row {
     bool local = false;
     Liveness state = Liveness::unknown;
     std::vector<std::uint32_t> adapters; // ascending
+    std::string name{};                  // empty: not known
 };
 
 struct Network_Row {
@@ -32,6 +35,7 @@ struct Adapter_Row {
     std::string address;
     std::string type;
     Liveness state = Liveness::unknown;
+    std::string name{}; // "alpha/net_a"; empty: not known
 };
 
 struct Picture {
@@ -40,6 +44,7 @@ struct Picture {
     std::vector<Network_Row> networks;
     std::vector<Adapter_Row> adapters; // in the order of the configuration
     std::vector<unsigned> sites;
+    std::string why_nameless{}; // empty: the names are known
 
     std::unordered_map<int, std::size_t> node_at;
     std::unordered_map<int, std::size_t> network_at;
@@ -64,6 +69,14 @@ struct Counts {
 };
 
 Counts count(const Picture &picture);
+
+// Gives the nodes the names of the file, and each adapter the name of its node and network. Without a file, nothing has
+// a name, because of `why_nameless`.
+void set_names(Picture &picture, const std::optional<common::Cluster_File> &file,
+               const std::string &why_nameless);
+
+// Keeps the names of the nodes where the new picture has none, for instance because wispd has stopped after a migration.
+void carry_names(const Picture &from, Picture &to);
 
 // Returns how many adapters of the network are up; nothing if the state of one is unknown.
 std::optional<std::size_t> adapters_up(const Network_Row &network, const Picture &picture);

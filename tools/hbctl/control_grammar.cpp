@@ -1,10 +1,9 @@
 #include "tools/hbctl/control_grammar.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "hb_client.h"
-#include "tools/hbctl/number_list.h"
+#include "tools/hbctl/member_word.h"
 #include "tools/hbctl/validators.h"
 
 namespace hbctl {
@@ -25,19 +24,23 @@ CLI::Validator interface_name() {
         "");
 }
 
+void add_node(CLI::App &verb, std::string &word) {
+    verb.add_option("node", word, "Number or name of the node")
+        ->required()
+        ->check(member_up_to(HIGHEST_NODE))
+        ->type_name("N");
+}
+
 void add_operand(CLI::App &verb, Operand operand, Control_Words &words) {
     Control_Request &request = words.request;
     switch (operand) {
     case Operand::node:
-        verb.add_option("node", request.node, "Number of the node")
-            ->required()
-            ->check(whole_number(0, HIGHEST_NODE))
-            ->type_name("N");
+        add_node(verb, words.node);
         break;
     case Operand::adapter:
-        verb.add_option("adapter", request.adapter, "Number of the adapter")
+        verb.add_option("adapter", words.adapter, "Number of the adapter, or its name, as in alpha/net_a")
             ->required()
-            ->check(whole_number(0, HIGHEST_ADAPTER))
+            ->check(member_up_to(HIGHEST_ADAPTER))
             ->type_name("A");
         break;
     case Operand::address:
@@ -69,12 +72,10 @@ void add_operand(CLI::App &verb, Operand operand, Control_Words &words) {
     }
 }
 
-void add_route(CLI::App &app, Route_Query &route) {
+void add_route(CLI::App &app, Control_Words &words) {
+    Route_Query &route = words.route;
     CLI::App *verb = app.add_subcommand("route", "Show the route to a node, hop by hop");
-    verb->add_option("node", route.node, "Number of the node")
-        ->required()
-        ->check(whole_number(0, HIGHEST_NODE))
-        ->type_name("N");
+    add_node(*verb, words.node);
     verb->add_flag("--shared", route.shared, "Read the route from shared memory instead of asking the daemon");
     verb->add_flag("--ip", route.ip_only, "Read the route from shared memory; accept an IP route only");
 }
@@ -86,31 +87,24 @@ void add_multicast(CLI::App &app, Control_Words &words) {
         ->required()
         ->check(whole_number(0, HIGHEST_PORT))
         ->type_name("PORT");
-    verb->add_option("--nodes", words.nodes, "Nodes to deliver to, for example 1,2,5-7")
+    verb->add_option("--nodes", words.nodes, "Nodes to deliver to, by number or name, for example 1,beta,5-7")
         ->required()
-        ->check(number_list_up_to(HIGHEST_NODE))
+        ->check(member_list_up_to(HIGHEST_NODE))
         ->type_name("LIST");
     verb->add_option("text", words.text, "Message (default: read standard input)")
         ->check(not_empty("the message"))
         ->type_name("TEXT");
 }
 
-std::vector<int> node_numbers(const std::string &list) {
-    std::vector<int> nodes;
-    for (const std::uint32_t node : parse_number_list(list, HIGHEST_NODE).numbers) {
-        nodes.push_back(static_cast<int>(node));
-    }
-    return nodes;
-}
-
 } // namespace
 
 void add_control_verbs(CLI::App &app, Control_Words &words) {
-    add_route(app, words.route);
+    add_route(app, words);
     app.add_subcommand("keys", "Show the security keys in use: type and validity, never their bytes");
     app.add_subcommand("adapter-state", "Show the daemon's state of an adapter of this node, or of all")
-        ->add_option("adapter", words.adapter, "Number of the adapter (default: all adapters of this node)")
-        ->check(whole_number(0, HIGHEST_ADAPTER))
+        ->add_option("adapter", words.adapter,
+                     "Number or name of the adapter (default: all adapters of this node)")
+        ->check(member_up_to(HIGHEST_ADAPTER))
         ->type_name("A");
     add_multicast(app, words);
     for (const Control_Form &form : control_forms()) {
@@ -124,17 +118,20 @@ void add_control_verbs(CLI::App &app, Control_Words &words) {
 Control_Arguments control_arguments(const std::string &verb, const Control_Words &words) {
     Control_Arguments arguments;
     arguments.route = words.route;
+    arguments.route.node = member_word(words.node);
     if (!words.adapter.empty()) {
-        arguments.adapter = static_cast<std::uint32_t>(std::stoul(words.adapter));
+        arguments.adapter = member_word(words.adapter);
     }
     if (verb == "multicast") {
         arguments.multicast.port = words.port;
-        arguments.multicast.nodes = node_numbers(words.nodes);
+        arguments.multicast.nodes = parse_member_list(words.nodes, HIGHEST_NODE).members;
         if (!words.text.empty()) {
             arguments.multicast.text = words.text;
         }
     }
     arguments.request = words.request;
+    arguments.request.node = member_word(words.node);
+    arguments.request.adapter = member_word(words.adapter);
     arguments.request.on = words.on_off == "on";
     for (const Control_Form &form : control_forms()) {
         if (form.name == verb) {

@@ -15,6 +15,7 @@ struct Control_Words {
     int port = 0;
     std::string nodes;
     std::string text;
+    std::string node;
     std::string adapter; // optional for a verb that only shows
     Control_Request request;
     std::string on_off;

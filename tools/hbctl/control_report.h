@@ -11,6 +11,7 @@ struct Route_Report {
     int node = 0;
     bool shared = false;           // read from shared memory
     std::vector<std::string> hops; // addresses, the sender's first
+    std::string name{};            // of the node; empty: not known
 };
 
 struct Key_Row {
@@ -39,7 +40,8 @@ struct Key_Report {
 
 struct Adapter_State_Row {
     std::uint32_t adapter = 0;
-    int state = 0; // an Hb_Entity_State
+    int state = 0;      // an Hb_Entity_State
+    std::string name{}; // empty: not known
 };
 
 } // namespace hbctl

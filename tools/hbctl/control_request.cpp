@@ -8,9 +8,9 @@ namespace {
 std::string operand_text(const Control_Request &request, Operand operand) {
     switch (operand) {
     case Operand::node:
-        return std::to_string(request.node);
+        return word_text(request.node);
     case Operand::adapter:
-        return std::to_string(request.adapter);
+        return word_text(request.adapter);
     case Operand::address:
         return request.address;
     case Operand::seconds:
@@ -136,8 +136,8 @@ std::string request_text(const Control_Request &request) {
 }
 
 std::string request_purpose(const Control_Request &request) {
-    const std::string node = "node " + std::to_string(request.node);
-    const std::string adapter = "adapter " + std::to_string(request.adapter);
+    const std::string node = "node " + word_text(request.node);
+    const std::string adapter = "adapter " + word_text(request.adapter);
     const std::string seconds = std::to_string(request.seconds) + " s";
     switch (request.verb) {
     case Control_Verb::node_may_be_down:

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/hbctl/member_word.h"
+
 namespace hbctl {
 
 enum class Control_Verb {
@@ -44,8 +46,8 @@ const Control_Form &form_of(Control_Verb verb);
 
 struct Control_Request {
     Control_Verb verb = Control_Verb::shutdown;
-    int node = 0;
-    std::uint32_t adapter = 0;
+    Member_Word node;
+    Member_Word adapter;
     std::string address; // IPv4, as typed
     int seconds = 0;
     std::uint32_t sequence = 0;

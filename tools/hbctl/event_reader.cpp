@@ -18,6 +18,7 @@ Node_Member describe_node(Hb_Node_Number number, const Picture &picture) {
     Node_Member member;
     member.number = number;
     if (const Node_Row *row = picture.node(number)) {
+        member.name = row->name;
         for (const std::uint32_t adapter : row->adapters) {
             if (const Adapter_Row *configured = picture.adapter(adapter)) {
                 member.addresses.push_back(configured->address);
@@ -37,6 +38,7 @@ Adapter_Member describe_adapter(const Hb_Adapter_Identifier &id, const Picture &
         member.network = row->network;
         member.address = row->address;
         member.type = row->type;
+        member.name = row->name;
         if (const Network_Row *network = picture.network(row->network)) {
             member.network_name = network->name;
         }

@@ -23,11 +23,13 @@ struct Adapter_Member {
     std::string network_name;
     std::string address;
     std::string type;
+    std::string name{}; // "alpha/net_a"; empty: not known
 };
 
 struct Node_Member {
     int number = 0;
     std::vector<std::string> addresses;
+    std::string name{}; // empty: not known
 };
 
 struct Adapter_Group {

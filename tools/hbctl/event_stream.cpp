@@ -17,6 +17,7 @@ constexpr const char *PROBE_NAME = "hbctl-probe";
 Picture picture_after_change(const Picture &old) {
     Picture fresh = read_picture();
     carry_states(old, fresh);
+    carry_names(old, fresh);
     return fresh;
 }
 
@@ -40,7 +41,7 @@ void Event_Stream::attach_to_service() {
 // The daemon answers each subscription with the present members. One node is enough.
 void Event_Stream::probe(const Picture &picture) {
     if (!picture.nodes.empty()) {
-        const auto node = static_cast<std::uint32_t>(picture.nodes.front().number);
+        const Member_Word node{static_cast<std::uint32_t>(picture.nodes.front().number), ""};
         has_probed_ = true;
         Subscription({PROBE_NAME, Selection::nodes, {node}, "", HB_EVENT_NEW_GROUP}).ask();
     }

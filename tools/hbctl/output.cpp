@@ -17,12 +17,21 @@ namespace {
     throw Output_Failed(std::string("cannot write to standard output: ") + std::strerror(reason));
 }
 
+void put_bytes(const std::string &line) {
+    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fputc('\n', stdout) == EOF) {
+        give_up();
+    }
+}
+
 } // namespace
 
 void put_line(const std::string &text) {
-    const std::string line = terminal::printable(text);
-    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size() || std::fputc('\n', stdout) == EOF) {
-        give_up();
+    put_bytes(terminal::printable(text));
+}
+
+void put_prepared(const std::vector<std::string> &lines) {
+    for (const std::string &line : lines) {
+        put_bytes(line);
     }
 }
 

@@ -16,11 +16,13 @@ class Output_Failed : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Control characters, from whatever source, are printed as \xNN. Both functions throw the two exceptions above.
+// Control characters, from whatever source, are printed as \xNN. All functions throw the two exceptions above.
 // put_line leaves the line in the buffer; say_line sends it at once.
 void put_line(const std::string &line);
 void put_lines(const std::vector<std::string> &lines);
 void say_line(const std::string &line);
+// Prints lines that are safe already, and whose colours stay.
+void put_prepared(const std::vector<std::string> &lines);
 void flush_output();
 
 // Prints one line on standard error, with the program's name.

@@ -1,7 +1,10 @@
 #include "tools/hbctl/plain_text.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
+
+#include "common/not_configured.h"
 
 namespace hbctl {
 namespace {
@@ -26,22 +29,7 @@ std::string fraction_text(int milliseconds) {
 } // namespace
 
 std::string number_ranges(const std::vector<std::uint32_t> &ascending) {
-    std::string text;
-    for (std::size_t first = 0; first < ascending.size();) {
-        std::size_t last = first;
-        while (last + 1 < ascending.size() && ascending[last + 1] == ascending[last] + 1) {
-            ++last;
-        }
-        if (!text.empty()) {
-            text += ", ";
-        }
-        text += std::to_string(ascending[first]);
-        if (last > first) {
-            text += (last == first + 1 ? ", " : "-") + std::to_string(ascending[last]);
-        }
-        first = last + 1;
-    }
-    return text;
+    return common::number_ranges(ascending);
 }
 
 std::string counted(std::size_t count, const std::string &noun) {
@@ -55,6 +43,34 @@ std::string clock_text(Wall_Time time) {
     std::array<char, 16> text{};
     std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
     return text.data() + fraction_text(moment.milliseconds);
+}
+
+std::string date_text(Wall_Time time) {
+    const Moment moment = moment_of(time);
+    std::tm local{};
+    localtime_r(&moment.seconds, &local);
+    std::array<char, 16> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d", &local);
+    return text.data();
+}
+
+std::string duration_text(Wall_Time::duration time) {
+    constexpr long long minute = 60;
+    constexpr long long hour = 60 * minute;
+    constexpr long long day = 24 * hour;
+    const auto seconds =
+        std::max(0LL, static_cast<long long>(std::chrono::floor<std::chrono::seconds>(time).count()));
+    const auto two = [seconds](long long unit, const char *name, long long part, const char *part_name) {
+        return std::to_string(seconds / unit) + " " + name + " " + std::to_string(seconds % unit / part) + " " +
+               part_name;
+    };
+    if (seconds < minute) {
+        return std::to_string(seconds) + " s";
+    }
+    if (seconds < hour) {
+        return two(minute, "min", 1, "s");
+    }
+    return seconds < day ? two(hour, "h", minute, "min") : two(day, "d", hour, "h");
 }
 
 std::string utc_text(Wall_Time time) {

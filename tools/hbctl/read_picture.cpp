@@ -2,8 +2,10 @@
 
 #include <array>
 
+#include "common/cluster_file.h"
 #include "common/ip_address.h"
 #include "common/printable.h"
+#include "common/socket_path.h"
 #include "hb_client.h"
 #include "tools/hbctl/request.h"
 
@@ -96,6 +98,12 @@ void set_networks_of_adapters(Picture &picture) {
     }
 }
 
+void read_names(Picture &picture) {
+    const std::string socket = common::socket_path_from_environment();
+    set_names(picture, common::read_cluster_file(socket),
+              "no names are known: cannot read " + common::cluster_file_path(socket) + ", which wispd writes");
+}
+
 } // namespace
 
 Picture read_picture() {
@@ -115,6 +123,7 @@ Picture read_picture() {
     read_sites(picture);
     picture.index();
     set_networks_of_adapters(picture);
+    read_names(picture);
     return picture;
 }
 

@@ -1,5 +1,8 @@
 #include "tools/hbctl/render_json.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include <nlohmann/json.hpp>
 
 #include "common/printable.h"
@@ -14,6 +17,13 @@ using Json = nlohmann::ordered_json;
 // Texts from the daemon may be invalid UTF-8.
 std::string dump(const Json &object) {
     return terminal::printable_json(object.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+// Grows when a key is removed or changes its meaning; new keys keep it.
+constexpr int FORMAT = 1;
+
+Json new_line() {
+    return {{"format", FORMAT}};
 }
 
 Json number_or_null(std::size_t number, bool known) {
@@ -44,6 +54,19 @@ void add_status(Json &object, const Status_Report &report) {
     add_counts(object, report.counts);
 }
 
+void add_daemon(Json &object, const Status_Report &report) {
+    const std::optional<common::Cluster_File> &file = report.daemon;
+    object["cluster"] = file ? Json(file->cluster) : Json(nullptr);
+    object["version"] = file ? Json(file->version) : Json(nullptr);
+    object["started"] = file ? Json(utc_text(file->started)) : Json(nullptr);
+    object["uptime_seconds"] = nullptr;
+    if (file) {
+        const auto uptime = std::chrono::floor<std::chrono::seconds>(report.now - file->started);
+        object["uptime_seconds"] = std::max<std::int64_t>(0, uptime.count());
+    }
+    object["engine"] = file ? Json(file->engine) : Json(nullptr);
+}
+
 Json nullable_number(int number) {
     return number < 0 ? Json(nullptr) : Json(number);
 }
@@ -62,6 +85,7 @@ Json member_object(const Adapter_Member &adapter) {
     object["network_name"] = nullable_text(adapter.network_name);
     object["address"] = nullable_text(adapter.address);
     object["type"] = nullable_text(adapter.type);
+    object["name"] = nullable_text(adapter.name);
     return object;
 }
 
@@ -83,6 +107,13 @@ void add_members(Json &object, const Event_Record &event) {
     object["adapters"] = Json::array();
     for (const Adapter_Member &adapter : event.adapters) {
         object["adapters"].push_back(member_object(adapter));
+    }
+}
+
+void add_names(Json &object, const Event_Record &event) {
+    object["node_names"] = Json::array();
+    for (const Node_Member &node : event.nodes) {
+        object["node_names"].push_back(nullable_text(node.name));
     }
 }
 
@@ -138,10 +169,10 @@ Json key_object(const Key_Row &key) {
 void add_operand(Json &object, const Control_Request &request, Operand operand) {
     switch (operand) {
     case Operand::node:
-        object["node"] = request.node;
+        object["node"] = request.node.number;
         break;
     case Operand::adapter:
-        object["adapter"] = request.adapter;
+        object["adapter"] = request.adapter.number;
         break;
     case Operand::address:
         object["address"] = request.address;
@@ -181,7 +212,7 @@ void add_obstacle(Json &object, const Preparation &preparation) {
 } // namespace
 
 Lines migration_json(const Migration_Report &report) {
-    Json object;
+    Json object = new_line();
     object["possible"] = report.preparation.succeeded();
     object["service"] = service_answers(report);
     object["local_node"] = agreement_name(local_node_agreement(report));
@@ -191,7 +222,7 @@ Lines migration_json(const Migration_Report &report) {
 }
 
 std::string migration_step_json(Wall_Time time, const std::string &step, const Preparation &preparation) {
-    Json object;
+    Json object = new_line();
     object["time"] = utc_text(time);
     object["event"] = "migration";
     object["step"] = step;
@@ -200,20 +231,23 @@ std::string migration_step_json(Wall_Time time, const std::string &step, const P
 }
 
 Lines status_json(const Status_Report &report) {
-    Json object;
+    Json object = new_line();
     add_status(object, report);
     object["heartbeat"] = report.heartbeat ? heartbeat_object(*report.heartbeat) : Json(nullptr);
+    object["local_name"] = nullable_text(report.local_name);
+    add_daemon(object, report);
     return {dump(object)};
 }
 
 Lines nodes_json(const Picture &picture) {
     Lines lines;
     for (const Node_Row &row : picture.nodes) {
-        Json object;
+        Json object = new_line();
         object["node"] = row.number;
         object["state"] = liveness_name(row.state);
         object["local"] = row.local;
         object["adapters"] = row.adapters;
+        object["name"] = nullable_text(row.name);
         lines.push_back(dump(object));
     }
     return lines;
@@ -222,7 +256,7 @@ Lines nodes_json(const Picture &picture) {
 Lines networks_json(const Picture &picture) {
     Lines lines;
     for (const Network_Row &row : picture.networks) {
-        Json object;
+        Json object = new_line();
         object["network"] = row.number;
         object["name"] = row.name;
         object["type"] = row.type;
@@ -238,7 +272,7 @@ Lines adapters_json(const Picture &picture) {
     Lines lines;
     for (const Adapter_Row &row : picture.adapters) {
         const Network_Row *network = picture.network(row.network);
-        Json object;
+        Json object = new_line();
         object["adapter"] = row.number;
         object["node"] = row.node;
         object["network"] = nullable_number(row.network);
@@ -246,6 +280,7 @@ Lines adapters_json(const Picture &picture) {
         object["address"] = row.address;
         object["type"] = row.type;
         object["state"] = liveness_name(row.state);
+        object["name"] = nullable_text(row.name);
         lines.push_back(dump(object));
     }
     return lines;
@@ -254,7 +289,7 @@ Lines adapters_json(const Picture &picture) {
 Lines sites_json(const Picture &picture) {
     Lines lines;
     for (const unsigned site : picture.sites) {
-        Json object;
+        Json object = new_line();
         object["site"] = site;
         lines.push_back(dump(object));
     }
@@ -262,15 +297,16 @@ Lines sites_json(const Picture &picture) {
 }
 
 Lines route_json(const Route_Report &report) {
-    Json object;
+    Json object = new_line();
     object["node"] = report.node;
     object["shared"] = report.shared;
     object["hops"] = report.hops;
+    object["name"] = nullable_text(report.name);
     return {dump(object)};
 }
 
 Lines keys_json(const Key_Report &report) {
-    Json object;
+    Json object = new_line();
     object["generation"] = report.generation;
     object["current"] = security_object(report.current);
     object["previous"] = security_object(report.previous);
@@ -285,16 +321,17 @@ Lines keys_json(const Key_Report &report) {
 Lines adapter_states_json(const std::vector<Adapter_State_Row> &rows) {
     Lines lines;
     for (const Adapter_State_Row &row : rows) {
-        Json object;
+        Json object = new_line();
         object["adapter"] = row.adapter;
         object["state"] = entity_state_name(row.state);
+        object["name"] = nullable_text(row.name);
         lines.push_back(dump(object));
     }
     return lines;
 }
 
 std::string wait_json(const Wait_Condition &condition) {
-    Json object;
+    Json object = new_line();
     switch (condition.subject) {
     case Wait_Subject::node:
         object["node"] = condition.number;
@@ -315,7 +352,7 @@ std::string wait_json(const Wait_Condition &condition) {
 
 std::string control_json(const Control_Request &request, Request_Result result) {
     const Control_Form &form = form_of(request.verb);
-    Json object;
+    Json object = new_line();
     object["request"] = form.name;
     for (const Operand operand : form.operands) {
         add_operand(object, request, operand);
@@ -325,17 +362,20 @@ std::string control_json(const Control_Request &request, Request_Result result) 
 }
 
 std::string multicast_json(const Multicast_Request &request, std::size_t bytes, Request_Result result) {
-    Json object;
+    Json object = new_line();
     object["request"] = "multicast";
     object["port"] = request.port;
-    object["nodes"] = request.nodes;
+    object["nodes"] = Json::array();
+    for (const Member_Word &node : request.nodes) {
+        object["nodes"].push_back(node.number);
+    }
     object["bytes"] = bytes;
     object["result"] = result_word(result);
     return dump(object);
 }
 
 std::string event_json(const Event_Record &event) {
-    Json object;
+    Json object = new_line();
     object["seq"] = event.sequence;
     object["time"] = utc_text(event.time);
     object["event"] = event_name(event.kind);
@@ -344,11 +384,12 @@ std::string event_json(const Event_Record &event) {
     add_members(object, event);
     add_group_facts(object, event);
     add_other_facts(object, event);
+    add_names(object, event);
     return dump(object);
 }
 
 std::string disconnected_json(Wall_Time time, const std::string &socket) {
-    Json object;
+    Json object = new_line();
     object["time"] = utc_text(time);
     object["event"] = "disconnected";
     object["socket"] = socket;
@@ -356,7 +397,7 @@ std::string disconnected_json(Wall_Time time, const std::string &socket) {
 }
 
 std::string reconnected_json(Wall_Time time, const Status_Report &report) {
-    Json object;
+    Json object = new_line();
     object["time"] = utc_text(time);
     object["event"] = "reconnected";
     add_status(object, report);

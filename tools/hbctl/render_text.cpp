@@ -7,12 +7,15 @@
 #include "hb_client.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/plain_text.h"
+#include "tools/hbctl/table_columns.h"
 #include "tools/hbctl/text_table.h"
+#include "tools/hbctl/text_width.h"
 
 namespace hbctl {
 namespace {
 
 constexpr std::size_t SEQUENCE_WIDTH = 6;
+constexpr std::size_t DATE_WIDTH = 10;
 constexpr std::size_t TIME_WIDTH = 12;
 constexpr std::size_t KIND_WIDTH = 14;
 
@@ -29,6 +32,10 @@ std::string joined(const std::vector<std::string> &parts, const std::string &sep
         text += (text.empty() ? "" : separator) + part;
     }
     return text;
+}
+
+std::string local_text(bool is_local) {
+    return is_local ? "yes" : "-";
 }
 
 std::string up_text(std::size_t up, bool known) {
@@ -57,22 +64,29 @@ std::string heartbeat_text(const Heartbeat &heartbeat) {
 }
 
 std::string describe(const Node_Member &node) {
+    std::vector<std::string> facts = node.addresses;
+    if (!node.name.empty()) {
+        facts.insert(facts.begin(), node.name);
+    }
     const std::string number = std::to_string(node.number);
-    return node.addresses.empty() ? number : number + " (" + joined(node.addresses, ", ") + ")";
+    return facts.empty() ? number : number + " (" + joined(facts, ", ") + ")";
 }
 
 std::string describe(const Adapter_Member &adapter) {
     std::vector<std::string> facts;
+    if (!adapter.name.empty()) {
+        facts.push_back(adapter.name);
+    }
     if (!adapter.address.empty()) {
         facts.push_back(adapter.address);
     }
     if (!adapter.type.empty()) {
         facts.push_back(adapter.type);
     }
-    if (!adapter.network_name.empty()) {
+    if (adapter.name.empty() && !adapter.network_name.empty()) {
         facts.push_back("on " + adapter.network_name);
     }
-    if (adapter.node >= 0) {
+    if (adapter.name.empty() && adapter.node >= 0) {
         facts.push_back("of node " + std::to_string(adapter.node));
     }
     std::string text = std::to_string(adapter.number);
@@ -82,15 +96,22 @@ std::string describe(const Adapter_Member &adapter) {
     return text;
 }
 
+template <typename Member> std::string name_or_number(const Member &member) {
+    return member.name.empty() ? std::to_string(member.number) : member.name;
+}
+
+// How much a line says of each member.
+enum class Description { numbers, names, facts };
+
 template <typename Member>
-std::string members_text(const std::vector<Member> &members, const std::string &noun, bool described) {
+std::string members_text(const std::vector<Member> &members, const std::string &noun, Description description) {
     if (members.empty()) {
         return "no " + noun + "s";
     }
-    if (described && members.size() <= MOST_DESCRIBED) {
+    if (description != Description::numbers && members.size() <= MOST_DESCRIBED) {
         std::vector<std::string> parts;
         for (const Member &member : members) {
-            parts.push_back(describe(member));
+            parts.push_back(description == Description::facts ? describe(member) : name_or_number(member));
         }
         return noun + (members.size() == 1 ? " " : "s ") + joined(parts, ", ");
     }
@@ -116,13 +137,15 @@ std::string removal_text(const std::vector<Adapter_Member> &adapters) {
     return removed.size() == adapters.size() ? text : text + ": " + number_ranges(removed);
 }
 
-std::string membership_text(const Event_Record &event) {
-    const bool new_group = event.kind == HB_EVENT_NEW_GROUP;
+std::string membership_text(const Event_Record &event, bool is_short) {
+    const Description description = event.kind == HB_EVENT_NEW_GROUP ? Description::numbers
+                                    : is_short                       ? Description::names
+                                                                     : Description::facts;
     std::string text;
     if (event.member_kind == Member_Kind::nodes) {
-        text = members_text(event.nodes, "node", !new_group);
+        text = members_text(event.nodes, "node", description);
     } else if (event.member_kind == Member_Kind::adapters) {
-        text = members_text(event.adapters, "adapter", !new_group) + removal_text(event.adapters);
+        text = members_text(event.adapters, "adapter", description) + removal_text(event.adapters);
     }
     if (event.adapter_group) {
         text += "; leader " + std::to_string(event.adapter_group->leader) + ", incarnation " +
@@ -151,11 +174,65 @@ std::string sites_event_text(const Site_Pair &sites, bool split) {
            (split ? " lost contact" : " regained contact");
 }
 
+std::string detail_text(const Event_Record &event, bool is_short) {
+    if (event.counts) {
+        return "now " + counts_text(*event.counts);
+    }
+    if (event.heartbeat) {
+        return heartbeat_text(*event.heartbeat);
+    }
+    if (event.foreign) {
+        return event.foreign->address + " uses configuration instance " +
+               std::to_string(event.foreign->instance);
+    }
+    if (event.sites) {
+        return sites_event_text(*event.sites, event.kind == HB_EVENT_SITE_SPLIT);
+    }
+    if (event.kind == HB_EVENT_FFDC) {
+        return event.ffdc_id.empty() ? "no identifier" : event.ffdc_id;
+    }
+    return membership_text(event, is_short);
+}
+
+std::string kind_text(const Event_Record &event) {
+    const std::string who = event.member_kind == Member_Kind::nodes      ? "node "
+                            : event.member_kind == Member_Kind::adapters ? "adapter "
+                                                                         : "";
+    switch (event.kind) {
+    case HB_EVENT_DEATH:
+        return who + "death";
+    case HB_EVENT_JOIN:
+        return who + "join";
+    case HB_EVENT_NEW_GROUP:
+        return who + "group";
+    case HB_EVENT_FFDC:
+        return "failure";
+    case HB_EVENT_SITE_SPLIT:
+        return "site split";
+    case HB_EVENT_SITE_MERGE:
+        return "site merge";
+    case HB_EVENT_DIFF_INSTANCE:
+        return "other instance";
+    default:
+        return event_name(event.kind);
+    }
+}
+
+std::string time_text(Wall_Time time, const Event_Style &style) {
+    return (style.dates ? date_text(time) + " " : "") + clock_text(time);
+}
+
 std::string event_line(const std::string &sequence, const std::string &time, const std::string &kind,
-                       const std::string &detail) {
+                       const std::string &detail, const Event_Style &style) {
+    const std::size_t time_width = style.dates ? DATE_WIDTH + 1 + TIME_WIDTH : TIME_WIDTH;
     std::string line = padded(sequence, SEQUENCE_WIDTH, Align::right) + "  " +
-                       padded(time, TIME_WIDTH, Align::left) + "  " + padded(kind, KIND_WIDTH, Align::left) +
-                       "  " + detail;
+                       padded(time, time_width, Align::left) + "  " + padded(kind, KIND_WIDTH, Align::left) +
+                       "  ";
+    if (style.short_lines) {
+        line += shortened(terminal::printable(detail), SHORT_LINE - width_of(line));
+    } else {
+        line += detail;
+    }
     line.erase(line.find_last_not_of(' ') + 1);
     return line;
 }
@@ -186,11 +263,32 @@ std::string counts_text(const Counts &counts) {
     return text;
 }
 
+namespace {
+
+std::string engine_text(const std::string &state) {
+    if (state == "none") {
+        return "none, a file describes the cluster";
+    }
+    return state == "silent" ? "Corosync does not respond" : "Corosync " + state;
+}
+
+template <typename Fact> std::string known(const std::optional<common::Cluster_File> &file, const Fact &fact) {
+    return file ? terminal::printable(fact(*file)) : "unknown";
+}
+
+} // namespace
+
 Lines status_text(const Status_Report &report) {
     const Counts &counts = report.counts;
     return {
         "socket      " + terminal::printable(report.socket),
-        "local node  " + std::to_string(report.local_node),
+        "cluster     " + known(report.daemon, [](const auto &file) { return file.cluster; }),
+        "version     " + known(report.daemon, [](const auto &file) { return file.version; }),
+        "uptime      " +
+            known(report.daemon, [&](const auto &file) { return duration_text(report.now - file.started); }),
+        "engine      " + known(report.daemon, [](const auto &file) { return engine_text(file.engine); }),
+        "local node  " + std::to_string(report.local_node) +
+            (report.local_name.empty() ? "" : " (" + report.local_name + ")"),
         "nodes       " + configured_and_up(counts.nodes, counts.nodes_up, counts.nodes_known),
         "networks    " + std::to_string(counts.networks) + " configured",
         "adapters    " + configured_and_up(counts.adapters, counts.adapters_up, counts.adapters_known),
@@ -219,8 +317,8 @@ Lines migration_text(const Migration_Report &report) {
     return lines;
 }
 
-Lines nodes_text(const Picture &picture) {
-    Text_Table table({{"NODE", Align::right}, {"STATE"}, {"ADAPTERS"}, {"ADDRESSES"}});
+Lines nodes_text(const Picture &picture, const Table_Style &style) {
+    Text_Table table(node_columns());
     for (const Node_Row &row : picture.nodes) {
         std::vector<std::string> addresses;
         for (const std::uint32_t number : row.adapters) {
@@ -229,49 +327,49 @@ Lines nodes_text(const Picture &picture) {
                 addresses.push_back(adapter->address);
             }
         }
-        table.add({std::to_string(row.number), liveness_name(row.state) + (row.local ? ", local" : ""),
-                   or_dash(number_ranges(row.adapters)), or_dash(joined(addresses, ", "))});
+        table.add({std::to_string(row.number), or_dash(row.name), local_text(row.local),
+                   liveness_name(row.state), or_dash(number_ranges(row.adapters)),
+                   or_dash(joined(addresses, ", "))});
     }
-    return table.lines();
+    return table.lines(style);
 }
 
-Lines networks_text(const Picture &picture) {
-    Text_Table table(
-        {{"NETWORK", Align::right}, {"NAME"}, {"TYPE"}, {"ADAPTERS", Align::right}, {"UP", Align::right}});
+Lines networks_text(const Picture &picture, const Table_Style &style) {
+    Text_Table table(network_columns());
     for (const Network_Row &row : picture.networks) {
         const auto up = adapters_up(row, picture);
         table.add({std::to_string(row.number), row.name, or_dash(row.type), std::to_string(row.adapters.size()),
                    up_text(up.value_or(0), up.has_value())});
     }
-    return table.lines();
+    return table.lines(style);
 }
 
-Lines adapters_text(const Picture &picture) {
-    Text_Table table(
-        {{"ADAPTER", Align::right}, {"NODE", Align::right}, {"NETWORK"}, {"ADDRESS"}, {"TYPE"}, {"STATE"}});
+Lines adapters_text(const Picture &picture, const Table_Style &style) {
+    Text_Table table(adapter_columns());
     for (const Adapter_Row &row : picture.adapters) {
         const Network_Row *network = picture.network(row.network);
-        table.add({std::to_string(row.number), std::to_string(row.node),
+        table.add({std::to_string(row.number), or_dash(row.name), std::to_string(row.node),
                    network == nullptr ? "-" : network->name, row.address, or_dash(row.type),
-                   liveness_name(row.state)});
+                   local_text(row.node == picture.local_node), liveness_name(row.state)});
     }
-    return table.lines();
+    return table.lines(style);
 }
 
-Lines sites_text(const Picture &picture) {
+Lines sites_text(const Picture &picture, const Table_Style &style) {
     if (picture.sites.empty()) {
         return {"no sites are configured"};
     }
-    Text_Table table({{"SITE", Align::right}});
+    Text_Table table(site_columns());
     for (const unsigned site : picture.sites) {
         table.add({std::to_string(site)});
     }
-    return table.lines();
+    return table.lines(style);
 }
 
 Lines route_text(const Route_Report &report) {
-    Lines lines{"route to node " + std::to_string(report.node) + ": " + counted(report.hops.size(), "hop") +
-                (report.shared ? ", from shared memory" : "")};
+    const std::string name = report.name.empty() ? "" : " (" + report.name + ")";
+    Lines lines{"route to node " + std::to_string(report.node) + name + ": " +
+                counted(report.hops.size(), "hop") + (report.shared ? ", from shared memory" : "")};
     Text_Table table({{"HOP", Align::right}, {"ADDRESS"}});
     for (std::size_t i = 0; i < report.hops.size(); ++i) {
         table.add({std::to_string(i + 1), report.hops[i]});
@@ -298,15 +396,15 @@ Lines keys_text(const Key_Report &report) {
     return lines;
 }
 
-Lines adapter_states_text(const std::vector<Adapter_State_Row> &rows) {
+Lines adapter_states_text(const std::vector<Adapter_State_Row> &rows, const Table_Style &style) {
     if (rows.empty()) {
         return {"no adapters are configured on this node"};
     }
-    Text_Table table({{"ADAPTER", Align::right}, {"STATE"}});
+    Text_Table table(adapter_state_columns());
     for (const Adapter_State_Row &row : rows) {
-        table.add({std::to_string(row.adapter), entity_state_name(row.state)});
+        table.add({std::to_string(row.adapter), or_dash(row.name), entity_state_name(row.state)});
     }
-    return table.lines();
+    return table.lines(style);
 }
 
 std::string control_text(const Control_Request &request, Request_Result result) {
@@ -318,61 +416,26 @@ std::string multicast_text(const Multicast_Request &request, std::size_t bytes, 
            std::to_string(request.port) + " of " + counted(request.nodes.size(), "node");
 }
 
-std::string event_detail_text(const Event_Record &event) {
-    if (event.counts) {
-        return "now " + counts_text(*event.counts);
-    }
-    if (event.heartbeat) {
-        return heartbeat_text(*event.heartbeat);
-    }
-    if (event.foreign) {
-        return event.foreign->address + " uses configuration instance " +
-               std::to_string(event.foreign->instance);
-    }
-    if (event.sites) {
-        return sites_event_text(*event.sites, event.kind == HB_EVENT_SITE_SPLIT);
-    }
-    if (event.kind == HB_EVENT_FFDC) {
-        return event.ffdc_id.empty() ? "no identifier" : event.ffdc_id;
-    }
-    return membership_text(event);
-}
-
 std::string event_kind_text(const Event_Record &event) {
-    const std::string who = event.member_kind == Member_Kind::nodes      ? "node "
-                            : event.member_kind == Member_Kind::adapters ? "adapter "
-                                                                         : "";
-    switch (event.kind) {
-    case HB_EVENT_DEATH:
-        return who + "death";
-    case HB_EVENT_JOIN:
-        return who + "join";
-    case HB_EVENT_NEW_GROUP:
-        return who + "group";
-    case HB_EVENT_FFDC:
-        return "failure";
-    case HB_EVENT_SITE_SPLIT:
-        return "site split";
-    case HB_EVENT_SITE_MERGE:
-        return "site merge";
-    case HB_EVENT_DIFF_INSTANCE:
-        return "other instance";
-    default:
-        return event_name(event.kind);
-    }
+    return kind_text(event);
 }
 
-std::string event_heading_text() {
-    return event_line("SEQ", "TIME", "EVENT", "WHAT");
+std::string event_detail_text(const Event_Record &event) {
+    return detail_text(event, false);
 }
 
-std::string notice_text(Wall_Time time, const std::string &kind, const std::string &detail) {
-    return event_line("-", clock_text(time), kind, detail);
+std::string event_heading_text(const Event_Style &style) {
+    return event_line("SEQ", "TIME", "EVENT", "WHAT", style);
 }
 
-std::string event_text(const Event_Record &event) {
-    return event_line(std::to_string(event.sequence), clock_text(event.time), event_kind_text(event),
-                      event_detail_text(event));
+std::string notice_text(Wall_Time time, const std::string &kind, const std::string &detail,
+                        const Event_Style &style) {
+    return event_line("-", time_text(time, style), kind, detail, style);
+}
+
+std::string event_text(const Event_Record &event, const Event_Style &style) {
+    return event_line(std::to_string(event.sequence), time_text(event.time, style), kind_text(event),
+                      detail_text(event, style.short_lines), style);
 }
 
 } // namespace hbctl

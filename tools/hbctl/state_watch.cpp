@@ -26,11 +26,13 @@ void subscribe_to(Wait_Subject subject) {
     }
 }
 
-void require_configured(const Wait_Condition &condition, const Picture &picture) {
+// A daemon that has restarted can have given the name another number.
+void find_subject(Wait_Condition &condition, const Picture &picture) {
+    const Member_Word word{condition.number, condition.name};
     if (condition.subject == Wait_Subject::node) {
-        require_node(static_cast<int>(condition.number), picture);
+        condition.number = static_cast<std::uint32_t>(find_node(word, picture));
     } else if (condition.subject == Wait_Subject::adapter) {
-        require_adapter(condition.number, picture);
+        condition.number = find_adapter(word, picture);
     }
 }
 
@@ -66,7 +68,7 @@ State_Watch::Result State_Watch::try_once() {
             const Library_Call call;
             open_library();
             picture_ = read_picture();
-            require_configured(condition_, picture_);
+            find_subject(condition_, picture_);
             stream_.attach();
             subscribe_to(condition_.subject);
         }

@@ -17,6 +17,9 @@ class State_Watch {
     // another attempt does not repair, such as a node that is not configured.
     bool run();
 
+    // The condition with the number that a name stands for, once the daemon was asked.
+    const Wait_Condition &condition() const { return condition_; }
+
     // Why the daemon could not be asked last; empty if it could.
     const std::string &obstacle() const { return obstacle_; }
 
@@ -28,7 +31,7 @@ class State_Watch {
     Result follow();
     bool is_absence_wanted() const;
 
-    const Wait_Condition condition_;
+    Wait_Condition condition_;
     const Deadline deadline_;
     Event_Stream stream_;
     Picture picture_;

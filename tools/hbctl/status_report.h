@@ -4,8 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "common/cluster_file.h"
 #include "tools/hbctl/cluster_picture.h"
 #include "tools/hbctl/event_record.h"
+#include "tools/hbctl/plain_text.h"
 
 namespace hbctl {
 
@@ -14,6 +16,9 @@ struct Status_Report {
     int local_node = -1;
     Counts counts;
     std::optional<Heartbeat> heartbeat; // none: the daemon has not sent its settings
+    std::string local_name{};           // empty: not known
+    std::optional<common::Cluster_File> daemon{};
+    Wall_Time now{}; // for the uptime
 };
 
 } // namespace hbctl

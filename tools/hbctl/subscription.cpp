@@ -62,6 +62,7 @@ Subscription::Subscription(Subscription_Request request)
     : request_(std::move(request)), group_(std::make_unique<Hb_Subscription_Group>()) {}
 
 void Subscription::ask() {
+    find_names();
     std::string left_out;
     const Missing missing = active_ ? Missing::leave_out : Missing::refuse;
     if (build(missing, left_out)) {
@@ -117,28 +118,42 @@ bool Subscription::build(Missing missing, std::string &left_out) {
     return group_->Hb_subscription_type != Hb_Empty_Subscription;
 }
 
+// Names become numbers once, at the start: later changes follow the numbers, as without names.
+void Subscription::find_names() {
+    const auto is_unknown = [](const Member_Word &word) { return !word.name.empty(); };
+    if (std::none_of(request_.members.begin(), request_.members.end(), is_unknown)) {
+        return;
+    }
+    const Picture picture = read_picture();
+    for (Member_Word &word : request_.members) {
+        const bool is_node = request_.selection == Selection::nodes;
+        word = {is_node ? static_cast<std::uint32_t>(find_node(word, picture)) : find_adapter(word, picture),
+                ""};
+    }
+}
+
 void Subscription::build_nodes(Missing missing, std::string &left_out) {
-    for (const std::uint32_t number : request_.numbers) {
-        const std::string who = "node " + std::to_string(number);
+    for (const Member_Word &word : request_.members) {
+        const std::string who = "node " + word_text(word);
         const Hb_Rc result =
-            hb_add_node_to_subscription_group(group_.get(), static_cast<Hb_Node_Number>(number));
+            hb_add_node_to_subscription_group(group_.get(), static_cast<Hb_Node_Number>(word.number));
         if (result != Hb_Success && missing == Missing::leave_out && is_absent(hb_get_errno())) {
             note(left_out, who);
         } else if (result != Hb_Success) {
-            require_node(static_cast<int>(number), read_picture());
+            require_node(static_cast<int>(word.number), read_picture());
             require(result, "subscribe to " + who);
         }
     }
 }
 
 void Subscription::build_adapters(Missing missing, std::string &left_out) {
-    for (const std::uint32_t number : request_.numbers) {
-        const std::string who = "adapter " + std::to_string(number);
-        const Hb_Rc result = hb_add_adapter_to_subscription_group(group_.get(), number);
+    for (const Member_Word &word : request_.members) {
+        const std::string who = "adapter " + word_text(word);
+        const Hb_Rc result = hb_add_adapter_to_subscription_group(group_.get(), word.number);
         if (result != Hb_Success && missing == Missing::leave_out && is_absent(hb_get_errno())) {
             note(left_out, who);
         } else if (result != Hb_Success) {
-            require_adapter(number, read_picture());
+            require_adapter(word.number, read_picture());
             require(result, "subscribe to " + who);
         }
     }

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "hb_client.h"
+#include "tools/hbctl/cluster_picture.h"
+#include "tools/hbctl/member_word.h"
 
 namespace hbctl {
 
@@ -15,9 +17,9 @@ enum class Selection { nodes, all_nodes, adapters, all_adapters, network, sites,
 struct Subscription_Request {
     std::string name;
     Selection selection = Selection::all_nodes;
-    std::vector<std::uint32_t> numbers; // of nodes or adapters
-    std::string network;                // number or name
-    int events = HB_EVENT_NONE;         // HB_EVENT_..., combined
+    std::vector<Member_Word> members; // nodes or adapters
+    std::string network;              // number or name
+    int events = HB_EVENT_NONE;       // HB_EVENT_..., combined
 };
 
 // The subscription of `hbctl watch`: everything.
@@ -48,6 +50,7 @@ class Subscription {
     };
 
     bool build(Missing missing, std::string &left_out);
+    void find_names();
     void build_nodes(Missing missing, std::string &left_out);
     void build_adapters(Missing missing, std::string &left_out);
     bool build_network(Missing missing, std::string &left_out);

@@ -5,7 +5,7 @@
 
 #include "common/ip_address.h"
 #include "hb_client.h"
-#include "tools/hbctl/number_list.h"
+#include "tools/hbctl/member_word.h"
 
 namespace hbctl {
 namespace {
@@ -26,8 +26,12 @@ template <typename Number> std::optional<Number> parse_whole(const std::string &
 
 } // namespace
 
-CLI::Validator number_list_up_to(std::uint32_t highest) {
-    return CLI::Validator([highest](std::string &text) { return parse_number_list(text, highest).complaint; },
+CLI::Validator member_up_to(std::uint32_t highest) {
+    return CLI::Validator([highest](std::string &text) { return complaint_about_member(text, highest); }, "");
+}
+
+CLI::Validator member_list_up_to(std::uint32_t highest) {
+    return CLI::Validator([highest](std::string &text) { return parse_member_list(text, highest).complaint; },
                           "");
 }
 

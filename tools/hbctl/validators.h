@@ -8,7 +8,8 @@
 
 namespace hbctl {
 
-CLI::Validator number_list_up_to(std::uint32_t highest);
+CLI::Validator member_up_to(std::uint32_t highest);      // a number or a name
+CLI::Validator member_list_up_to(std::uint32_t highest); // of numbers, ranges and names
 CLI::Validator subscription_name();
 CLI::Validator not_empty(const std::string &what);
 CLI::Validator positive_seconds(); // fractions allowed

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tools/hbctl/member_word.h"
 #include "tools/hbctl/plain_text.h"
 
 namespace hbctl {
@@ -11,9 +12,9 @@ namespace {
 std::string subject_text(const Wait_Condition &condition) {
     switch (condition.subject) {
     case Wait_Subject::node:
-        return "node " + std::to_string(condition.number);
+        return "node " + word_text({condition.number, condition.name});
     case Wait_Subject::adapter:
-        return "adapter " + std::to_string(condition.number);
+        return "adapter " + word_text({condition.number, condition.name});
     case Wait_Subject::nodes:
         return counted(condition.number, "node");
     case Wait_Subject::daemon:
@@ -23,7 +24,7 @@ std::string subject_text(const Wait_Condition &condition) {
 }
 
 std::string verb_text(const Wait_Condition &condition) {
-    return subject_text(condition).ends_with("nodes") ? "are" : "is";
+    return condition.subject == Wait_Subject::nodes && condition.number > 1 ? "are" : "is";
 }
 
 std::string state_text(const Wait_Condition &condition) {

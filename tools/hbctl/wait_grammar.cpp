@@ -2,25 +2,35 @@
 #include "tools/hbctl/wait_grammar.h"
 
 #include "hb_client.h"
+#include "tools/hbctl/member_word.h"
 #include "tools/hbctl/validators.h"
 
 namespace hbctl {
 namespace {
 
-constexpr std::int64_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
-constexpr std::int64_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
+constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
+constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
 
 void add_threshold(CLI::App &verb, const char *names, std::int64_t &number, const char *help) {
     verb.add_option(names, number, help)->check(whole_number(0, HB_ADAPTER_SLOTS))->type_name("N");
 }
 
-// Returns the number, which must be in the range.
-std::uint32_t number_in(const Wait_Words &words, std::int64_t lowest, std::int64_t highest) {
-    if (words.number < lowest || words.number > highest) {
+// Returns the number, which must be in the range, or the name where that is permitted.
+Member_Word word_in(const Wait_Words &words, std::uint32_t lowest, std::uint32_t highest, bool may_be_name) {
+    const Member_Word word = member_word(words.which);
+    const bool is_number = !words.which.empty() && word.name.empty();
+    const bool is_sound = complaint_about_member(words.which, highest).empty() &&
+                          (is_number ? word.number >= lowest : may_be_name && !words.which.empty());
+    if (!is_sound) {
         const std::string range = std::to_string(lowest) + " to " + std::to_string(highest);
-        throw CLI::ValidationError("wait " + words.subject, "needs a number from " + range);
+        throw CLI::ValidationError("wait " + words.subject,
+                                   "needs a number from " + range + (may_be_name ? ", or a name" : ""));
     }
-    return static_cast<std::uint32_t>(words.number);
+    return word;
+}
+
+Wait_Condition condition_about(Wait_Subject subject, const Member_Word &word, bool up) {
+    return {subject, word.number, up, word.name};
 }
 
 } // namespace
@@ -32,8 +42,8 @@ void add_wait(CLI::App &app, Wait_Words &words) {
         ->required()
         ->check(CLI::IsMember({"node", "adapter", "nodes", "daemon"}))
         ->type_name("WHAT");
-    verb->add_option("number", words.number, "Number of the node or adapter; for nodes, how many at least")
-        ->check(whole_number(0, HIGHEST_ADAPTER))
+    verb->add_option("which", words.which,
+                     "Number or name of the node or adapter; for nodes, how many at least")
         ->type_name("N");
     CLI::Option_group *state = verb->add_option_group("State to wait for (exactly one)");
     state->add_flag("--up", words.up, "Wait until it is up");
@@ -58,15 +68,15 @@ void add_check(CLI::App &app, Wait_Words &words) {
 
 Wait_Condition wait_condition(const Wait_Words &words) {
     if (words.subject == "node") {
-        return {Wait_Subject::node, number_in(words, 0, HIGHEST_NODE), words.up};
+        return condition_about(Wait_Subject::node, word_in(words, 0, HIGHEST_NODE, true), words.up);
     }
     if (words.subject == "adapter") {
-        return {Wait_Subject::adapter, number_in(words, 0, HIGHEST_ADAPTER), words.up};
+        return condition_about(Wait_Subject::adapter, word_in(words, 0, HIGHEST_ADAPTER, true), words.up);
     }
     if (words.subject == "nodes") {
-        return {Wait_Subject::nodes, number_in(words, 1, HB_NODE_SLOTS), words.up};
+        return condition_about(Wait_Subject::nodes, word_in(words, 1, HB_NODE_SLOTS, false), words.up);
     }
-    if (words.number >= 0) {
+    if (!words.which.empty()) {
         throw CLI::ValidationError("wait daemon", "has no number");
     }
     return {Wait_Subject::daemon, 0, words.up};

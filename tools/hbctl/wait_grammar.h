@@ -12,10 +12,10 @@
 
 namespace hbctl {
 
-// The arguments as typed; -1: not given.
+// The arguments as typed; -1 and empty: not given.
 struct Wait_Words {
     std::string subject;
-    std::int64_t number = -1;
+    std::string which;
     bool up = false;
     bool down = false;
     std::int64_t nodes_warning = -1;
@@ -27,7 +27,7 @@ struct Wait_Words {
 void add_wait(CLI::App &app, Wait_Words &words);
 void add_check(CLI::App &app, Wait_Words &words);
 
-// Throws CLI::ValidationError if the number does not suit the subject.
+// Throws CLI::ValidationError if the number or name does not suit the subject.
 Wait_Condition wait_condition(const Wait_Words &words);
 Thresholds thresholds(const Wait_Words &words);
 

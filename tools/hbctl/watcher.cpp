@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/no_answer.h"
+#include "common/printable.h"
 #include "common/socket_path.h"
 #include "hb_client.h"
 #include "tools/hbctl/event_environment.h"
@@ -14,6 +15,7 @@
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
 #include "tools/hbctl/retry_pause.h"
+#include "tools/hbctl/text_width.h"
 #include "tools/hbctl/time_limit.h"
 
 namespace hbctl {
@@ -26,7 +28,8 @@ Wall_Time now() {
 } // namespace
 
 Watcher::Watcher(bool json, const Watch_Limits &limits)
-    : json_(json), limits_(limits), socket_(common::socket_path_from_environment()),
+    : json_(json), limits_(limits),
+      socket_(common::socket_path_from_environment()), style_{limits.dates, limits.short_lines},
       deadline_(limits.timeout ? deadline_after(*limits.timeout) : Deadline{}) {
     if (limits.command) {
         commands_.emplace(*limits.command);
@@ -141,7 +144,7 @@ void Watcher::show(const Event_Record &event) {
     if (commands_) {
         hand_over(event_json(event), event_environment(event));
     } else {
-        say_line(json_ ? event_json(event) : event_text(event));
+        say(event.time, json_ ? event_json(event) : event_text(event, style_));
     }
     ++shown_;
 }
@@ -274,11 +277,23 @@ bool Watcher::try_to_reconnect() {
     return true;
 }
 
-void Watcher::announce_start() const {
+void Watcher::announce_start() {
     if (!json_ && !commands_) {
-        put_line("watching " + socket_ + ": " + counts_text(count(picture_)));
-        say_line(event_heading_text());
+        day_ = date_text(now());
+        const std::string line =
+            terminal::printable("watching " + socket_ + " since " + day_ + ": " + counts_text(count(picture_)));
+        put_line(style_.short_lines ? shortened(line, SHORT_LINE) : line);
+        say_line(event_heading_text(style_));
     }
+}
+
+// Times have no date, so a line says when another day has begun.
+void Watcher::say(Wall_Time time, const std::string &line) {
+    const std::string day = json_ || style_.dates ? day_ : date_text(time);
+    if (std::exchange(day_, day) != day) {
+        put_line(notice_text(time, "date", day, style_));
+    }
+    say_line(line);
 }
 
 void Watcher::announce_loss() {
@@ -297,7 +312,8 @@ void Watcher::announce(const std::string &kind, const std::string &json, const s
     if (commands_) {
         hand_over(json, notice_environment(kind, now()));
     } else {
-        say_line(json_ ? json : notice_text(now(), kind, detail));
+        const Wall_Time time = now();
+        say(time, json_ ? json : notice_text(time, kind, detail, style_));
     }
 }
 

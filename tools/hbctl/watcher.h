@@ -10,6 +10,7 @@
 #include "tools/hbctl/command_queue.h"
 #include "tools/hbctl/event_stream.h"
 #include "tools/hbctl/migration.h"
+#include "tools/hbctl/render_text.h"
 #include "tools/hbctl/stop_signal.h"
 #include "tools/hbctl/subscription.h"
 
@@ -42,7 +43,8 @@ class Watcher {
     bool try_to_reconnect();
     void hand_over(const std::string &json, std::vector<std::string> environment);
     void finish_commands();
-    void announce_start() const;
+    void announce_start();
+    void say(Wall_Time time, const std::string &line);
     void announce_loss();
     void announce_return();
     void announce_migration(const std::string &step, const Preparation &preparation, const std::string &detail);
@@ -51,12 +53,14 @@ class Watcher {
     const bool json_;
     const Watch_Limits limits_;
     const std::string socket_;
+    const Event_Style style_;
     const Deadline deadline_;
     Stop_Signal stop_;
     std::optional<Command_Queue> commands_;
     Event_Stream stream_;
     Picture picture_;
     std::vector<Subscription> subscriptions_;
+    std::string day_; // of the last line
     std::uint64_t shown_ = 0;
     bool migration_tried_ = false;
     int failures_in_a_row_ = 0;

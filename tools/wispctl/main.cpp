@@ -18,6 +18,7 @@
 #include "host/paths.h"
 #include "host/text.h"
 #include "tools/wispctl/connection.h"
+#include "tools/wispctl/members.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ CLI::Validator seconds_above_zero() {
 }
 
 struct Arguments {
-    int64_t number = 0;
+    std::string member; // a node or an adapter, by number or name
     int64_t instance = 0;
     std::string address;
     std::string type;
@@ -78,9 +79,9 @@ struct Arguments {
 void add_numbered(CLI::App &app, Arguments &arguments, ordered_json &command, const std::string &verb,
                   const std::string &kind, const std::string &help) {
     CLI::App *sub = app.add_subcommand(verb, help);
-    sub->add_option(kind, arguments.number, "Number of the " + kind)->required();
+    sub->add_option(kind, arguments.member, "Number or name of the " + kind)->required();
     sub->final_callback([&arguments, &command, verb, kind] {
-        command = {{"do", verb}, {kind, arguments.number}};
+        command = {{"do", verb}, {kind, wispctl::member_of(arguments.member)}};
     });
 }
 
@@ -95,12 +96,12 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
                  "Remove an adapter from the configuration");
 
     CLI::App *join = app.add_subcommand("adapter-join", "Add an adapter to the configuration; it is up");
-    join->add_option("adapter", arguments.number, "Number of the adapter")->required();
+    join->add_option("adapter", arguments.member, "Number or name of the adapter")->required();
     join->add_option("--address", arguments.address,
                      "Address, if the configuration file does not describe the adapter");
     join->add_option("--type", arguments.type, "Type, such as eth0");
     join->final_callback([&] {
-        command = {{"do", "adapter-join"}, {"adapter", arguments.number}};
+        command = {{"do", "adapter-join"}, {"adapter", wispctl::member_of(arguments.member)}};
         if (!arguments.address.empty()) {
             command["address"] = arguments.address;
         }
@@ -158,10 +159,12 @@ void add_verbs(CLI::App &app, Arguments &arguments, ordered_json &command) {
                  "Suspect an adapter; it dies unless it shows a sign of life in time");
     CLI::App *swap =
         app.add_subcommand("swap-adapters", "Exchange the addresses of two adapters of the local node");
-    swap->add_option("adapter", arguments.number, "Number of the first adapter")->required();
+    swap->add_option("adapter", arguments.member, "Number or name of the first adapter")->required();
     swap->add_option("address", arguments.address, "IPv4 address of the second adapter")->required();
     swap->final_callback([&] {
-        command = {{"do", "swap-adapters"}, {"adapter", arguments.number}, {"address", arguments.address}};
+        command = {{"do", "swap-adapters"},
+                   {"adapter", wispctl::member_of(arguments.member)},
+                   {"address", arguments.address}};
     });
     app.add_subcommand("rotate-key", "Put a new security key into use")->final_callback([&] {
         command = {{"do", "rotate-key"}};
@@ -213,17 +216,63 @@ std::size_t nesting_of(const std::string &json) {
     return deepest;
 }
 
-int drive(const std::string &path, std::chrono::milliseconds patience, const ordered_json &command) {
-    Connection connection(path, patience);
+// Returns the complete answer, also one that rejects the command.
+ordered_json ask(Connection &connection, const std::string &path, const ordered_json &command) {
     const std::string line = command.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
     const std::string text_of_answer = connection.ask(line);
     const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
-    const ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
+    ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
     if (!answer.is_object() || !answer.contains("ok")) {
         throw Failure(text("invalid answer from ", path, "; is this wispd's control socket?"));
     }
+    return answer;
+}
+
+std::string why_rejected(const ordered_json &answer) {
+    return answer.value("error", "wispd rejected the command without a reason");
+}
+
+ordered_json ask_state(Connection &connection, const std::string &path) {
+    const ordered_json answer = ask(connection, path, {{"do", "state"}});
+    if (answer["ok"] != true || !answer.contains("state")) {
+        throw Failure(why_rejected(answer));
+    }
+    return answer["state"];
+}
+
+// The key of the command that names a node or an adapter; empty if it has none.
+std::string noun_of(const ordered_json &command) {
+    return command.contains("node") ? "node" : command.contains("adapter") ? "adapter" : "";
+}
+
+void find_names(Connection &connection, const std::string &path, ordered_json &command) {
+    const std::string noun = noun_of(command);
+    if (!noun.empty() && command[noun].is_string()) {
+        const auto name = command[noun].get<std::string>();
+        command[noun] = wispctl::find_member(noun, name, ask_state(connection, path));
+    }
+}
+
+// A number that is not configured is the usual reason for a rejection. Only what joins may be without configuration.
+[[noreturn]] void fail_rejected(Connection &connection, const std::string &path, const ordered_json &command,
+                                const ordered_json &answer) {
+    const std::string noun = noun_of(command);
+    if (!noun.empty() && !command["do"].get<std::string>().ends_with("-join")) {
+        const auto why =
+            wispctl::why_not_configured(noun, command[noun].get<int64_t>(), ask_state(connection, path));
+        if (why) {
+            throw Failure(*why);
+        }
+    }
+    throw Failure(why_rejected(answer));
+}
+
+int drive(const std::string &path, std::chrono::milliseconds patience, ordered_json command) {
+    Connection connection(path, patience);
+    find_names(connection, path, command);
+    const ordered_json answer = ask(connection, path, command);
     if (answer["ok"] != true) {
-        throw Failure(answer.value("error", "wispd rejected the command without a reason"));
+        fail_rejected(connection, path, command, answer);
     }
     if (command["do"] == "state") {
         std::puts(terminal::printable_json(answer["state"].dump(2)).c_str());
@@ -262,6 +311,9 @@ int main(int argc, char **argv) {
     add_verbs(app, arguments, command);
     try {
         app.parse(argc, argv);
+    } catch (const Failure &error) {
+        std::fputs(text("wispctl: ", terminal::printable(error.what()), "\n").c_str(), stderr);
+        return USAGE;
     } catch (const CLI::ParseError &error) {
         if (app.get_subcommands().empty() && !app.remaining().empty()) {
             std::fputs(text("wispctl: unknown command '", terminal::printable(app.remaining().front()),

@@ -125,7 +125,35 @@ TEST(HbctlArguments, WaitNamesWhatAndItsState) {
     EXPECT_THAT(refused({"wait", "node", "--up"}), HasSubstr("needs a number from 0 to 2048"));
     EXPECT_THAT(refused({"wait", "nodes", "0", "--up"}), HasSubstr("needs a number from 1 to 2049"));
     EXPECT_THAT(refused({"wait", "daemon", "3", "--up"}), HasSubstr("has no number"));
+    EXPECT_THAT(refused({"wait", "nodes", "gamma", "--up"}), HasSubstr("needs a number from 1 to 2049"));
+    EXPECT_THAT(refused({"wait", "node", "2049", "--up"}),
+                HasSubstr("needs a number from 0 to 2048, or a name"));
+    EXPECT_EQ(sound({"wait", "node", "gamma", "--up"}).wait.name, "gamma");
+    EXPECT_EQ(sound({"wait", "adapter", "gamma/net_a", "--down"}).wait.name, "gamma/net_a");
     EXPECT_THAT(refused({"wait", "goblin", "3", "--up"}), HasSubstr("goblin"));
+}
+
+TEST(HbctlArguments, ListsHaveColumns) {
+    EXPECT_TRUE(sound({"nodes"}).table.headings);
+    EXPECT_THAT(sound({"nodes"}).table.columns, testing::IsEmpty());
+    const Table_Choice table = sound({"nodes", "--no-headers", "--columns", "state,NAME"}).table;
+    EXPECT_FALSE(table.headings);
+    EXPECT_THAT(table.columns, ElementsAre("STATE", "NAME"));
+    EXPECT_THAT(sound({"adapter-state", "--columns", "STATE"}).table.columns, ElementsAre("STATE"));
+    EXPECT_THAT(refused({"nodes", "--columns", "NAME,COLOUR"}),
+                HasSubstr("'COLOUR' is not a column; expected NODE, NAME, LOCAL, STATE, ADAPTERS, ADDRESSES"));
+    EXPECT_THAT(refused({"networks", "--columns", ""}),
+                HasSubstr("'' is not a column; expected NETWORK, NAME, TYPE, ADAPTERS, UP"));
+    EXPECT_THAT(refused({"status", "--columns", "NAME"}), HasSubstr("--columns"));
+    EXPECT_THAT(refused({"nodes", "--json", "--columns", "NAME"}), HasSubstr("--json"));
+    EXPECT_THAT(refused({"nodes", "--json", "--no-headers"}), HasSubstr("--json"));
+}
+
+TEST(HbctlArguments, LinesOfWatchCanBeShortOrHaveDates) {
+    EXPECT_FALSE(sound({"watch"}).limits.short_lines);
+    EXPECT_TRUE(sound({"watch", "--short"}).limits.short_lines);
+    EXPECT_TRUE(sound({"subscribe", "--all-nodes", "--date"}).limits.dates);
+    EXPECT_THAT(refused({"watch", "--short", "--json"}), HasSubstr("--json"));
 }
 
 TEST(HbctlArguments, WatchRunsACommandAndWaitsForTheDaemon) {
@@ -187,7 +215,9 @@ TEST(HbctlArguments, HelpOfAVerbTellsItsOptions) {
 TEST(HbctlArguments, NodesToSubscribeToComeAsAList) {
     const Subscription_Request request = sound({"subscribe", "--nodes", "1,5-7,2"}).subscription;
     EXPECT_EQ(request.selection, Selection::nodes);
-    EXPECT_THAT(request.numbers, ElementsAre(1U, 5U, 6U, 7U, 2U));
+    EXPECT_EQ(request.members, (std::vector<Member_Word>{{1, ""}, {5, ""}, {6, ""}, {7, ""}, {2, ""}}));
+    EXPECT_EQ(sound({"subscribe", "--nodes", "beta"}).subscription.members,
+              (std::vector<Member_Word>{{0, "beta"}}));
     EXPECT_EQ(request.name, "hbctl");
     EXPECT_EQ(request.events, 1 + 2 + 4);
 }
@@ -197,7 +227,7 @@ TEST(HbctlArguments, TheOtherSelections) {
     EXPECT_EQ(sound({"subscribe", "--all-adapters"}).subscription.selection, Selection::all_adapters);
     const Subscription_Request adapters = sound({"subscribe", "--adapters", "98351"}).subscription;
     EXPECT_EQ(adapters.selection, Selection::adapters);
-    EXPECT_THAT(adapters.numbers, ElementsAre(98351U));
+    EXPECT_EQ(adapters.members, (std::vector<Member_Word>{{98351, ""}}));
     const Subscription_Request network = sound({"subscribe", "--network", "net_a"}).subscription;
     EXPECT_EQ(network.selection, Selection::network);
     EXPECT_EQ(network.network, "net_a");
@@ -236,7 +266,7 @@ TEST(HbctlArguments, ExactlyOneSelectionIsWanted) {
 TEST(HbctlArguments, NumbersOutOfRangeAndBadListsAreMisuse) {
     EXPECT_THAT(refused({"subscribe", "--nodes", "2049"}), HasSubstr("the highest number is 2048"));
     EXPECT_THAT(refused({"subscribe", "--adapters", "98352"}), HasSubstr("the highest number is 98351"));
-    EXPECT_THAT(refused({"subscribe", "--nodes", "1,x"}), HasSubstr("'x' is not a number or a range"));
+    EXPECT_THAT(refused({"subscribe", "--nodes", "1,"}), HasSubstr("'' is not a number or a range"));
     EXPECT_THAT(refused({"subscribe", "--nodes", ""}), HasSubstr("--nodes"));
     EXPECT_THAT(refused({"subscribe", "--network", ""}), HasSubstr("the network is empty"));
 }

@@ -133,3 +133,39 @@ TEST(HbctlPicture, WhereStatesAreUnknownThoseOfNewMembersAreToo) {
     EXPECT_EQ(fresh.nodes[2].state, Liveness::unknown);
     EXPECT_EQ(fresh.adapters[4].state, Liveness::unknown);
 }
+
+TEST(HbctlPicture, NamesComeFromTheFile) {
+    Picture picture = sample_picture();
+    common::Cluster_File file;
+    file.nodes = {{2, "beta"}, {7, "not configured"}};
+    set_names(picture, file, "unused");
+    EXPECT_EQ(picture.nodes[0].name, "");
+    EXPECT_EQ(picture.nodes[1].name, "beta");
+    EXPECT_EQ(picture.adapter(2)->name, "");
+    EXPECT_EQ(picture.adapter(5)->name, "beta/net_b");
+    EXPECT_EQ(picture.why_nameless, "");
+}
+
+TEST(HbctlPicture, WithoutAFileItKnowsWhyNothingHasAName) {
+    Picture picture = sample_picture();
+    set_names(picture, std::nullopt, "no file");
+    EXPECT_EQ(picture.nodes[0].name, "");
+    EXPECT_EQ(picture.why_nameless, "no file");
+}
+
+TEST(HbctlPicture, NamesStayWhenTheFileIsRemoved) {
+    Picture before = sample_picture();
+    common::Cluster_File file;
+    file.nodes = {{2, "beta"}};
+    set_names(before, file, "");
+    Picture after = sample_picture();
+    set_names(after, std::nullopt, "no file");
+    carry_names(before, after);
+    EXPECT_EQ(after.adapter(4)->name, "beta/net_a");
+    EXPECT_EQ(after.why_nameless, "");
+    Picture renamed = sample_picture();
+    file.nodes = {{2, "bet"}};
+    set_names(renamed, file, "");
+    carry_names(before, renamed);
+    EXPECT_EQ(renamed.nodes[1].name, "bet");
+}

@@ -54,97 +54,97 @@ const std::vector<Line> &every_request() {
          Control_Verb::node_down,
          "node-down 3: sent",
          "report that node 3 is down",
-         R"({"request":"node-down","node":3,"result":"sent"})"},
+         R"({"format":1,"request":"node-down","node":3,"result":"sent"})"},
         {{"node-may-be-down", "2048"},
          Control_Verb::node_may_be_down,
          "node-may-be-down 2048: sent",
          "report that node 2048 may be down",
-         R"({"request":"node-may-be-down","node":2048,"result":"sent"})"},
+         R"({"format":1,"request":"node-may-be-down","node":2048,"result":"sent"})"},
         {{"adapter-down", "98351"},
          Control_Verb::adapter_down,
          "adapter-down 98351: sent",
          "report that adapter 98351 is down",
-         R"({"request":"adapter-down","adapter":98351,"result":"sent"})"},
+         R"({"format":1,"request":"adapter-down","adapter":98351,"result":"sent"})"},
         {{"adapter-may-be-down", "0"},
          Control_Verb::adapter_may_be_down,
          "adapter-may-be-down 0: sent",
          "report that adapter 0 may be down",
-         R"({"request":"adapter-may-be-down","adapter":0,"result":"sent"})"},
+         R"({"format":1,"request":"adapter-may-be-down","adapter":0,"result":"sent"})"},
         {{"enable", "97"},
          Control_Verb::enable,
          "enable 97: sent",
          "enable adapter 97",
-         R"({"request":"enable","adapter":97,"result":"sent"})"},
+         R"({"format":1,"request":"enable","adapter":97,"result":"sent"})"},
         {{"disable", "97"},
          Control_Verb::disable,
          "disable 97: sent",
          "disable adapter 97",
-         R"({"request":"disable","adapter":97,"result":"sent"})"},
+         R"({"format":1,"request":"disable","adapter":97,"result":"sent"})"},
         {{"ifconfig-up", "97"},
          Control_Verb::ifconfig_up,
          "ifconfig-up 97: sent",
          "report that the interface of adapter 97 is up",
-         R"({"request":"ifconfig-up","adapter":97,"result":"sent"})"},
+         R"({"format":1,"request":"ifconfig-up","adapter":97,"result":"sent"})"},
         {{"ifconfig-down", "97"},
          Control_Verb::ifconfig_down,
          "ifconfig-down 97: sent",
          "report that the interface of adapter 97 is down",
-         R"({"request":"ifconfig-down","adapter":97,"result":"sent"})"},
+         R"({"format":1,"request":"ifconfig-down","adapter":97,"result":"sent"})"},
         {{"configure", "97", "10.1.0.9"},
          Control_Verb::configure,
          "configure 97 10.1.0.9: done",
          "set the address of adapter 97 to 10.1.0.9",
-         R"({"request":"configure","adapter":97,"address":"10.1.0.9","result":"done"})"},
+         R"({"format":1,"request":"configure","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"unconfigure", "97"},
          Control_Verb::unconfigure,
          "unconfigure 97: done",
          "remove the address of adapter 97",
-         R"({"request":"unconfigure","adapter":97,"result":"done"})"},
+         R"({"format":1,"request":"unconfigure","adapter":97,"result":"done"})"},
         {{"swap", "97", "10.1.0.9"},
          Control_Verb::swap,
          "swap 97 10.1.0.9: done",
          "exchange the address of adapter 97 with the adapter that has 10.1.0.9",
-         R"({"request":"swap","adapter":97,"address":"10.1.0.9","result":"done"})"},
+         R"({"format":1,"request":"swap","adapter":97,"address":"10.1.0.9","result":"done"})"},
         {{"grace", "97", "5"},
          Control_Verb::grace,
          "grace 97 5: done",
          "set a grace of 5 s for adapter 97",
-         R"({"request":"grace","adapter":97,"seconds":5,"result":"done"})"},
+         R"({"format":1,"request":"grace","adapter":97,"seconds":5,"result":"done"})"},
         {{"simulate-death", "7"},
          Control_Verb::simulate_death,
          "simulate-death 7: sent",
          "simulate the death of this node for 7 s",
-         R"({"request":"simulate-death","seconds":7,"result":"sent"})"},
+         R"({"format":1,"request":"simulate-death","seconds":7,"result":"sent"})"},
         {{"discard-stale", "on"},
          Control_Verb::discard_stale,
          "discard-stale on: sent",
          "discard stale messages",
-         R"({"request":"discard-stale","on":true,"result":"sent"})"},
+         R"({"format":1,"request":"discard-stale","on":true,"result":"sent"})"},
         {{"discard-stale", "off"},
          Control_Verb::discard_stale,
          "discard-stale off: sent",
          "keep stale messages",
-         R"({"request":"discard-stale","on":false,"result":"sent"})"},
+         R"({"format":1,"request":"discard-stale","on":false,"result":"sent"})"},
         {{"client-heartbeat", "4294967295"},
          Control_Verb::client_heartbeat,
          "client-heartbeat 4294967295: sent",
          "send a client heartbeat",
-         R"({"request":"client-heartbeat","sequence":4294967295,"result":"sent"})"},
+         R"({"format":1,"request":"client-heartbeat","sequence":4294967295,"result":"sent"})"},
         {{"manual-control", "on", "eth0"},
          Control_Verb::manual_control,
          "manual-control on eth0: sent",
          "put interface eth0 under manual control",
-         R"({"request":"manual-control","on":true,"interface":"eth0","result":"sent"})"},
+         R"({"format":1,"request":"manual-control","on":true,"interface":"eth0","result":"sent"})"},
         {{"manual-control", "off"},
          Control_Verb::manual_control,
          "manual-control off: sent",
          "release all interfaces from manual control",
-         R"({"request":"manual-control","on":false,"interface":null,"result":"sent"})"},
+         R"({"format":1,"request":"manual-control","on":false,"interface":null,"result":"sent"})"},
         {{"shutdown"},
          Control_Verb::shutdown,
          "shutdown: sent",
          "stop the daemon",
-         R"({"request":"shutdown","result":"sent"})"},
+         R"({"format":1,"request":"shutdown","result":"sent"})"},
     };
     return lines;
 }
@@ -180,7 +180,18 @@ TEST(HbctlControl, ARequestThatMayBeRefusedIsNotReportedAsSentAlone) {
     const Control_Request made = request({"node-down", "3"});
     EXPECT_EQ(control_text(made, Request_Result::unconfirmed), "node-down 3: sent, not confirmed");
     EXPECT_EQ(control_json(made, Request_Result::unconfirmed),
-              R"({"request":"node-down","node":3,"result":"unconfirmed"})");
+              R"({"format":1,"request":"node-down","node":3,"result":"unconfirmed"})");
+}
+
+TEST(HbctlControl, AMemberIsShownAsTheUserNamedIt) {
+    Control_Request made = request({"grace", "alpha/net_a", "5"});
+    EXPECT_EQ(made.adapter, (Member_Word{0, "alpha/net_a"}));
+    made.adapter.number = 2;
+    EXPECT_EQ(control_text(made, Request_Result::done), "grace alpha/net_a 5: done");
+    EXPECT_EQ(request_purpose(made), "set a grace of 5 s for adapter alpha/net_a");
+    EXPECT_EQ(control_json(made, Request_Result::done),
+              R"({"format":1,"request":"grace","adapter":2,"seconds":5,"result":"done"})");
+    EXPECT_EQ(request_purpose(request({"node-down", "gamma"})), "report that node gamma is down");
 }
 
 TEST(HbctlControl, EveryFormHasALineInThisTest) {
@@ -196,7 +207,9 @@ TEST(HbctlControl, EveryFormHasALineInThisTest) {
 TEST(HbctlControl, OperandsMustBeThereAndInRange) {
     EXPECT_THAT(refused({"node-down"}), HasSubstr("node is required"));
     EXPECT_THAT(refused({"node-down", "2049"}), HasSubstr("'2049' is not a number from 0 to 2048"));
-    EXPECT_THAT(refused({"node-down", "3x"}), HasSubstr("'3x' is not a number from 0 to 2048"));
+    EXPECT_THAT(refused({"node-down", "-3"}), HasSubstr("-3"));
+    EXPECT_THAT(refused({"node-down", "99999999999999999999"}), HasSubstr("is not a number from 0 to 2048"));
+    EXPECT_THAT(refused({"node-down", ""}), HasSubstr("a number or a name is empty"));
     EXPECT_THAT(refused({"adapter-down", "98352"}), HasSubstr("'98352' is not a number from 0 to 98351"));
     EXPECT_THAT(refused({"grace", "97", "2147483648"}),
                 HasSubstr("'2147483648' is not a number from -2147483648 to 2147483647"));
@@ -220,7 +233,8 @@ TEST(HbctlControl, AnInterfacesNameCannotSteerATerminal) {
 
 TEST(HbctlRoute, IsAskedOfTheDaemonOrReadFromSharedMemory) {
     EXPECT_EQ(sound({"route", "3"}).verb, Verb::route);
-    EXPECT_EQ(sound({"route", "3"}).control.route.node, 3);
+    EXPECT_EQ(sound({"route", "3"}).control.route.node, (Member_Word{3, ""}));
+    EXPECT_EQ(sound({"route", "gamma"}).control.route.node, (Member_Word{0, "gamma"}));
     EXPECT_FALSE(sound({"route", "3"}).control.route.shared);
     EXPECT_TRUE(sound({"route", "3", "--shared"}).control.route.shared);
     EXPECT_TRUE(sound({"route", "3", "--ip"}).control.route.ip_only);
@@ -232,11 +246,17 @@ TEST(HbctlRoute, InWordsAndInJson) {
     Route_Report report = sample_route();
     EXPECT_THAT(route_text(report),
                 ElementsAre("route to node 3: 2 hops", "HOP  ADDRESS", "  1  10.1.0.1", "  2  10.1.0.3"));
-    EXPECT_THAT(route_json(report), ElementsAre(R"({"node":3,"shared":false,"hops":["10.1.0.1","10.1.0.3"]})"));
+    EXPECT_THAT(
+        route_json(report),
+        ElementsAre(R"({"format":1,"node":3,"shared":false,"hops":["10.1.0.1","10.1.0.3"],"name":null})"));
+    report.name = "gamma";
+    EXPECT_EQ(route_text(report).front(), "route to node 3 (gamma): 2 hops");
     report.shared = true;
     report.hops.clear();
-    EXPECT_THAT(route_text(report), ElementsAre("route to node 3: 0 hops, from shared memory", "HOP  ADDRESS"));
-    EXPECT_THAT(route_json(report), ElementsAre(R"({"node":3,"shared":true,"hops":[]})"));
+    EXPECT_THAT(route_text(report),
+                ElementsAre("route to node 3 (gamma): 0 hops, from shared memory", "HOP  ADDRESS"));
+    EXPECT_THAT(route_json(report),
+                ElementsAre(R"({"format":1,"node":3,"shared":true,"hops":[],"name":"gamma"})"));
 }
 
 TEST(HbctlKeys, InWordsAndInJson) {
@@ -250,7 +270,7 @@ TEST(HbctlKeys, InWordsAndInJson) {
     EXPECT_THAT(
         keys_json(sample_keys()),
         ElementsAre(
-            R"({"generation":4,"current":{"on":true,"keys":2,"signs":true,"authenticates":true,)"
+            R"({"format":1,"generation":4,"current":{"on":true,"keys":2,"signs":true,"authenticates":true,)"
             R"("klom_compatible":false},"previous":{"on":true,"keys":1,"signs":false,"authenticates":true,)"
             R"("klom_compatible":false},"cached":1,"keys":[{"key":"current","type":"HMAC-SHA-256",)"
             R"("version":1,"bytes":32},{"key":"previous","type":"AES-CMAC","version":1,"bytes":16},)"
@@ -263,12 +283,15 @@ TEST(HbctlKeys, SecurityThatIsOff) {
 
 TEST(HbctlAdapterState, OfOneOrOfAll) {
     EXPECT_EQ(sound({"adapter-state"}).control.adapter, std::nullopt);
-    EXPECT_EQ(sound({"adapter-state", "97"}).control.adapter, 97U);
+    EXPECT_EQ(sound({"adapter-state", "97"}).control.adapter, (Member_Word{97, ""}));
+    EXPECT_EQ(sound({"adapter-state", "alpha/net_a"}).control.adapter, (Member_Word{0, "alpha/net_a"}));
     EXPECT_THAT(refused({"adapter-state", "98352"}), HasSubstr("'98352' is not a number from 0 to 98351"));
-    EXPECT_THAT(adapter_states_text({{96, 1}, {97, 2}, {98, 0}}),
-                ElementsAre("ADAPTER  STATE", "     96  up", "     97  down", "     98  unknown"));
-    EXPECT_THAT(adapter_states_json({{96, 1}, {97, 2}}),
-                ElementsAre(R"({"adapter":96,"state":"up"})", R"({"adapter":97,"state":"down"})"));
+    EXPECT_THAT(adapter_states_text({{96, 1, "alpha/net_a"}, {97, 2}, {98, 0}}),
+                ElementsAre("ADAPTER  NAME         STATE", "     96  alpha/net_a  up",
+                            "     97  -            down", "     98  -            unknown"));
+    EXPECT_THAT(adapter_states_json({{96, 1, "alpha/net_a"}, {97, 2}}),
+                ElementsAre(R"({"format":1,"adapter":96,"state":"up","name":"alpha/net_a"})",
+                            R"({"format":1,"adapter":97,"state":"down","name":null})"));
     EXPECT_THAT(adapter_states_text({}), ElementsAre("no adapters are configured on this node"));
 }
 
@@ -276,11 +299,11 @@ TEST(HbctlMulticast, TakesAPortNodesAndAMessage) {
     const Multicast_Request made =
         sound({"multicast", "--port", "80", "--nodes", "1,3-4", "hello"}).control.multicast;
     EXPECT_EQ(made.port, 80);
-    EXPECT_THAT(made.nodes, ElementsAre(1, 3, 4));
+    EXPECT_THAT(made.nodes, ElementsAre(Member_Word{1, ""}, Member_Word{3, ""}, Member_Word{4, ""}));
     EXPECT_EQ(made.text, "hello");
     EXPECT_EQ(multicast_text(made, 5, Request_Result::sent), "multicast: 5 bytes sent for port 80 of 3 nodes");
     EXPECT_EQ(multicast_json(made, 5, Request_Result::sent),
-              R"({"request":"multicast","port":80,"nodes":[1,3,4],"bytes":5,"result":"sent"})");
+              R"({"format":1,"request":"multicast","port":80,"nodes":[1,3,4],"bytes":5,"result":"sent"})");
     EXPECT_EQ(sound({"multicast", "--port", "80", "--nodes", "1"}).control.multicast.text, std::nullopt);
     EXPECT_THAT(refused({"multicast", "--nodes", "1"}), HasSubstr("--port is required"));
     EXPECT_THAT(refused({"multicast", "--port", "80"}), HasSubstr("--nodes is required"));

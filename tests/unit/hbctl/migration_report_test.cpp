@@ -21,9 +21,10 @@ TEST(HbctlMigrationReport, PossibleWhereAllAgrees) {
                 ElementsAre("cluster service  answers", "local node       agrees: 1",
                             "nodes            agree: the service knows all of the daemon's 5 nodes",
                             "migration        possible; nothing was changed"));
-    EXPECT_THAT(migration_json(report(Obstacle::none, std::nullopt)),
-                ElementsAre(R"({"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
-                            R"("error":null,"reason":null})"));
+    EXPECT_THAT(
+        migration_json(report(Obstacle::none, std::nullopt)),
+        ElementsAre(R"({"format":1,"possible":true,"service":true,"local_node":"agrees","nodes":"agrees",)"
+                    R"("error":null,"reason":null})"));
 }
 
 TEST(HbctlMigrationReport, WithoutAServiceNothingIsCompared) {
@@ -34,7 +35,7 @@ TEST(HbctlMigrationReport, WithoutAServiceNothingIsCompared) {
                     "migration        not possible; nothing was changed"));
     EXPECT_THAT(
         migration_json(report(Obstacle::service, 63)),
-        ElementsAre(R"({"possible":false,"service":false,"local_node":"not-compared",)"
+        ElementsAre(R"({"format":1,"possible":false,"service":false,"local_node":"not-compared",)"
                     R"("nodes":"not-compared","error":63,)"
                     R"x("reason":"the cluster service did not answer (none is installed) (error 63)"})x"));
 }
@@ -48,7 +49,7 @@ TEST(HbctlMigrationReport, AnotherLocalNodeHasNoNumber) {
             "nodes            not compared", "migration        not possible; nothing was changed"));
     EXPECT_THAT(
         migration_json(report(Obstacle::local_node, std::nullopt)),
-        ElementsAre(R"({"possible":false,"service":true,"local_node":"differs",)"
+        ElementsAre(R"({"format":1,"possible":false,"service":true,"local_node":"differs",)"
                     R"("nodes":"not-compared","error":null,)"
                     R"("reason":"the cluster service and the daemon give this node different numbers"})"));
 }
@@ -69,10 +70,12 @@ TEST(HbctlMigrationReport, HandlersThatCannotBeMadeAreToldAsTheServices) {
 
 TEST(HbctlMigrationReport, EachStepOfAMoveIsALine) {
     const Wall_Time time(std::chrono::milliseconds(1500));
-    EXPECT_EQ(R"({"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"committed","error":null,)"
-              R"("reason":null})",
-              migration_step_json(time, "committed", {}));
-    EXPECT_EQ(R"({"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"refused","error":75,)"
-              R"x("reason":"a node that the daemon reported is unknown to the cluster service (error 75)"})x",
-              migration_step_json(time, "refused", {Obstacle::nodes, 75}));
+    EXPECT_EQ(
+        R"({"format":1,"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"committed","error":null,)"
+        R"("reason":null})",
+        migration_step_json(time, "committed", {}));
+    EXPECT_EQ(
+        R"({"format":1,"time":"1970-01-01T00:00:01.500Z","event":"migration","step":"refused","error":75,)"
+        R"x("reason":"a node that the daemon reported is unknown to the cluster service (error 75)"})x",
+        migration_step_json(time, "refused", {Obstacle::nodes, 75}));
 }

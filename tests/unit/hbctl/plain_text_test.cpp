@@ -49,3 +49,19 @@ TEST(HbctlPlainText, ClockTimeEndsWithItsMilliseconds) {
     EXPECT_EQ(text.size(), 12U);
     EXPECT_EQ(text.substr(8), ".120");
 }
+
+TEST(HbctlPlainText, DurationsHaveTheirTwoLargestUnits) {
+    using namespace std::chrono_literals;
+    EXPECT_EQ(duration_text(-5s), "0 s");
+    EXPECT_EQ(duration_text(59999ms), "59 s");
+    EXPECT_EQ(duration_text(125s), "2 min 5 s");
+    EXPECT_EQ(duration_text(3h + 7min + 59s), "3 h 7 min");
+    EXPECT_EQ(duration_text(51h), "2 d 3 h");
+}
+
+TEST(HbctlPlainText, TheDateHasNoTime) {
+    const std::string text = date_text(Wall_Time(std::chrono::hours(24 * 365)));
+    EXPECT_EQ(text.size(), 10U);
+    EXPECT_EQ(text.substr(4, 1), "-");
+    EXPECT_TRUE(text.starts_with("1970-12-31") || text.starts_with("1971-01-01")) << text;
+}

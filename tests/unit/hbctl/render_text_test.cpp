@@ -31,27 +31,35 @@ std::string line_of(const Event_Record &event) {
 
 TEST(HbctlText, Status) {
     Status_Report report{"/tmp/s", 1, {5, 4, 2, 10, 8, 0, true, true}, Heartbeat{2, 500000, true, 42}};
-    EXPECT_THAT(status_text(report), ElementsAre("socket      /tmp/s", "local node  1",
-                                                 "nodes       5 configured, 4 up", "networks    2 configured",
-                                                 "adapters    10 configured, 8 up", "sites       0 configured",
-                                                 "heartbeat   enabled, threshold 2.5 s, daemon process 42"));
+    report.local_name = "alpha";
+    report.daemon = common::Cluster_File{"c", "1.0.0", Wall_Time(std::chrono::seconds(60)), "connected", {}};
+    report.now = Wall_Time(std::chrono::seconds(3665));
+    EXPECT_THAT(status_text(report),
+                ElementsAre("socket      /tmp/s", "cluster     c", "version     1.0.0", "uptime      1 h 0 min",
+                            "engine      Corosync connected", "local node  1 (alpha)",
+                            "nodes       5 configured, 4 up", "networks    2 configured",
+                            "adapters    10 configured, 8 up", "sites       0 configured",
+                            "heartbeat   enabled, threshold 2.5 s, daemon process 42"));
 }
 
 TEST(HbctlText, StatusTellsWhatIsUnknown) {
     Status_Report report{"/tmp/s", 1, {5, 0, 2, 10, 0, 1, false, false}, std::nullopt};
     EXPECT_THAT(status_text(report),
-                ElementsAre("socket      /tmp/s", "local node  1", "nodes       5 configured, ? up",
-                            "networks    2 configured", "adapters    10 configured, ? up",
-                            "sites       1 configured", "heartbeat   not received yet"));
+                ElementsAre("socket      /tmp/s", "cluster     unknown", "version     unknown",
+                            "uptime      unknown", "engine      unknown", "local node  1",
+                            "nodes       5 configured, ? up", "networks    2 configured",
+                            "adapters    10 configured, ? up", "sites       1 configured",
+                            "heartbeat   not received yet"));
 }
 
 TEST(HbctlText, Nodes) {
     Picture picture = sample_picture();
     picture.nodes[0].state = Liveness::up;
     picture.nodes[1].state = Liveness::down;
-    EXPECT_THAT(nodes_text(picture), ElementsAre("NODE  STATE      ADAPTERS  ADDRESSES",
-                                                 "   1  up, local  2, 3      10.1.0.1, 10.2.0.1",
-                                                 "   2  down       4, 5      10.1.0.2, 10.2.0.2"));
+    picture.nodes[1].name = "beta";
+    EXPECT_THAT(nodes_text(picture), ElementsAre("NODE  NAME  LOCAL  STATE  ADAPTERS  ADDRESSES",
+                                                 "   1  -     yes    up     2, 3      10.1.0.1, 10.2.0.1",
+                                                 "   2  beta  -      down   4, 5      10.1.0.2, 10.2.0.2"));
 }
 
 TEST(HbctlText, Networks) {
@@ -69,9 +77,11 @@ TEST(HbctlText, Adapters) {
     picture.adapters[0].state = Liveness::down;
     picture.adapters[1].network = -1;
     picture.index();
-    EXPECT_THAT(adapters_text(picture), ElementsAre("ADAPTER  NODE  NETWORK  ADDRESS   TYPE  STATE",
-                                                    "      2     1  net_a    10.1.0.1  eth0  down",
-                                                    "      3     1  -        10.2.0.1  eth1  unknown"));
+    picture.adapters[0].name = "alpha/net_a";
+    EXPECT_THAT(adapters_text(picture),
+                ElementsAre("ADAPTER  NAME         NODE  NETWORK  ADDRESS   TYPE  LOCAL  STATE",
+                            "      2  alpha/net_a     1  net_a    10.1.0.1  eth0  yes    down",
+                            "      3  -               1  -        10.2.0.1  eth1  yes    unknown"));
 }
 
 TEST(HbctlText, Sites) {
@@ -91,6 +101,57 @@ TEST(HbctlText, NodeDeathTellsAddressesAndTheFailureIdentifier) {
     event.nodes = {{3, {"10.1.0.3", "10.2.0.3"}}};
     event.ffdc_id = "ABC";
     EXPECT_EQ(line_of(event), "node death      node 3 (10.1.0.3, 10.2.0.3); failure identifier ABC");
+}
+
+TEST(HbctlText, EngineStatesInWords) {
+    for (const auto &[state, words] : {std::pair{"none", "none, a file describes the cluster"},
+                                       {"connected", "Corosync connected"},
+                                       {"silent", "Corosync does not respond"},
+                                       {"disconnected", "Corosync disconnected"}}) {
+        Status_Report report{"/tmp/s", 1, {}, std::nullopt};
+        report.daemon = common::Cluster_File{"c", "1", Wall_Time(), state, {}};
+        EXPECT_EQ(status_text(report)[4], std::string("engine      ") + words);
+    }
+}
+
+TEST(HbctlText, MembersAreShownWithTheirNames) {
+    Event_Record nodes = event_of(1);
+    nodes.member_kind = Member_Kind::nodes;
+    nodes.nodes = {{3, {"10.1.0.3"}, "gamma"}, {4, {}, "delta"}, {5, {}}};
+    EXPECT_EQ(line_of(nodes), "node death      nodes 3 (gamma, 10.1.0.3), 4 (delta), 5");
+    Event_Record adapters = event_of(1);
+    adapters.member_kind = Member_Kind::adapters;
+    adapters.adapters = {{2, 7, false, 1, 0, "net_a", "10.1.0.1", "eth0", "alpha/net_a"}};
+    EXPECT_EQ(line_of(adapters), "adapter death   adapter 2 (alpha/net_a 10.1.0.1 eth0)");
+}
+
+TEST(HbctlText, ShortLinesHaveNamesInsteadOfAddressesAndFitInto80Columns) {
+    const Event_Style style{false, true};
+    Event_Record event = event_of(1);
+    event.member_kind = Member_Kind::nodes;
+    event.nodes = {{3, {"10.1.0.3"}, "gamma"}, {4, {"10.1.0.4"}}};
+    const std::string front = "    12  " + clock_text(event.time) + "  node death      ";
+    EXPECT_EQ(event_text(event, style), front + "nodes gamma, 4");
+    for (int node = 10; node < 16; ++node) {
+        event.nodes.push_back({node, {}, "a-rather-long-name"});
+    }
+    EXPECT_EQ(event_text(event, style), front + "nodes gamma, 4, a-rather-long-name, ...");
+    event.nodes = {{3, {}, std::string(200, 'n')}};
+    EXPECT_EQ(event_text(event, style).size(), 80U);
+    event.nodes = {{3, {}, std::string(200, '\x1b')}};
+    EXPECT_EQ(event_text(event, style).size(), 80U);
+    EXPECT_EQ(event_text(event, {true, true}).size(), 80U);
+    EXPECT_EQ(notice_text(event.time, "disconnected", std::string(200, 'x'), style).size(), 80U);
+    EXPECT_EQ(event_heading_text(style), event_heading_text());
+}
+
+TEST(HbctlText, EachLineCanHaveTheDate) {
+    const Event_Style style{true, false};
+    Event_Record event = event_of(8);
+    event.ffdc_id = "XYZ";
+    EXPECT_EQ(event_heading_text(style), "   SEQ  TIME                     EVENT           WHAT");
+    EXPECT_EQ(event_text(event, style),
+              "    12  " + date_text(event.time) + " " + clock_text(event.time) + "  failure         XYZ");
 }
 
 TEST(HbctlText, AdapterJoinTellsAddressTypeNetworkAndNode) {

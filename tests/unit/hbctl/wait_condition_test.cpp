@@ -13,11 +13,11 @@ using hbctl_test::sample_picture;
 
 namespace {
 
-constexpr Wait_Condition NODE_2_UP{Wait_Subject::node, 2, true};
-constexpr Wait_Condition NODE_2_DOWN{Wait_Subject::node, 2, false};
-constexpr Wait_Condition ADAPTER_5_UP{Wait_Subject::adapter, 5, true};
-constexpr Wait_Condition TWO_NODES_UP{Wait_Subject::nodes, 2, true};
-constexpr Wait_Condition ONE_NODE_DOWN{Wait_Subject::nodes, 1, false};
+const Wait_Condition NODE_2_UP{Wait_Subject::node, 2, true};
+const Wait_Condition NODE_2_DOWN{Wait_Subject::node, 2, false};
+const Wait_Condition ADAPTER_5_UP{Wait_Subject::adapter, 5, true};
+const Wait_Condition TWO_NODES_UP{Wait_Subject::nodes, 2, true};
+const Wait_Condition ONE_NODE_DOWN{Wait_Subject::nodes, 1, false};
 
 template <typename Check> std::string complaint_of(Check check) {
     try {
@@ -67,9 +67,9 @@ TEST(HbctlWaitCondition, InWordsAndInJson) {
     EXPECT_EQ(condition_text({Wait_Subject::daemon, 0, false}), "the daemon is down");
     EXPECT_EQ(unmet_text(ADAPTER_5_UP), "adapter 5 is not up");
     EXPECT_EQ(unmet_text(TWO_NODES_UP), "fewer than 2 nodes are up");
-    EXPECT_EQ(wait_json(NODE_2_DOWN), R"({"node":2,"state":"down"})");
-    EXPECT_EQ(wait_json(TWO_NODES_UP), R"({"nodes_at_least":2,"state":"up"})");
-    EXPECT_EQ(wait_json({Wait_Subject::daemon, 0, true}), R"({"daemon":true,"state":"up"})");
+    EXPECT_EQ(wait_json(NODE_2_DOWN), R"({"format":1,"node":2,"state":"down"})");
+    EXPECT_EQ(wait_json(TWO_NODES_UP), R"({"format":1,"nodes_at_least":2,"state":"up"})");
+    EXPECT_EQ(wait_json({Wait_Subject::daemon, 0, true}), R"({"format":1,"daemon":true,"state":"up"})");
 }
 
 TEST(HbctlConfigured, ANumberThatIsNotConfiguredIsRejectedWithTheRightOnes) {
@@ -85,6 +85,54 @@ TEST(HbctlConfigured, ANumberThatIsNotConfiguredIsRejectedWithTheRightOnes) {
     EXPECT_EQ(complaint_of([&] { require_network("x", picture); }),
               "network x is not configured (networks: net_a, net_b)");
     EXPECT_EQ(complaint_of([] { require_node(1, Picture{}); }), "node 1 is not configured (nodes: none)");
+}
+
+TEST(HbctlWaitCondition, NamesTheMemberAsTheUserDid) {
+    const Wait_Condition gamma{Wait_Subject::node, 3, true, "gamma"};
+    EXPECT_EQ(condition_text(gamma), "node gamma is up");
+    EXPECT_EQ(unmet_text(gamma), "node gamma is not up");
+    EXPECT_EQ(wait_json(gamma), R"({"format":1,"node":3,"state":"up"})");
+    EXPECT_EQ(condition_text({Wait_Subject::node, 3, true, "nodes"}), "node nodes is up");
+}
+
+TEST(HbctlConfigured, MembersAreFoundByNumberAndByName) {
+    Picture picture = sample_picture();
+    common::Cluster_File file;
+    file.nodes = {{1, "alpha"}, {2, "beta"}};
+    set_names(picture, file, "");
+    EXPECT_EQ(find_node({2, ""}, picture), 2);
+    EXPECT_EQ(find_node({0, "alpha"}, picture), 1);
+    EXPECT_EQ(find_adapter({0, "beta/net_b"}, picture), 5U);
+    EXPECT_EQ(complaint_of([&] { find_node({77, ""}, picture); }), "node 77 is not configured (nodes: 1, 2)");
+    EXPECT_EQ(complaint_of([&] {
+                  find_node({0, "omega"}, picture);
+              }),
+              "node omega is not configured (nodes: alpha, beta)");
+    EXPECT_EQ(complaint_of([&] {
+                  find_adapter({0, "alpha"}, picture);
+              }),
+              "adapter alpha is not configured (adapters: alpha/net_a, alpha/net_b, beta/net_a, beta/net_b)");
+}
+
+TEST(HbctlConfigured, ANameOfTwoNodesIsRejectedWithTheirNumbers) {
+    Picture picture = sample_picture();
+    common::Cluster_File file;
+    file.nodes = {{1, "twin"}, {2, "twin"}};
+    set_names(picture, file, "");
+    EXPECT_EQ(complaint_of([&] {
+                  find_node({0, "twin"}, picture);
+              }),
+              "several nodes have the name twin: use the number (nodes: 1, 2)");
+}
+
+TEST(HbctlConfigured, WithoutAFileNoNameIsKnown) {
+    Picture picture = sample_picture();
+    set_names(picture, std::nullopt, "no names are known: cannot read F");
+    EXPECT_EQ(complaint_of([&] {
+                  find_node({0, "alpha"}, picture);
+              }),
+              "no names are known: cannot read F; use the number of the node instead of alpha");
+    EXPECT_EQ(find_node({1, ""}, picture), 1);
 }
 
 TEST(HbctlConfigured, ALongListIsCut) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The log where the journal reads standard error: entries with fields, or lines with a prefix for the level.
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>

@@ -19,29 +19,29 @@ Hb_IP_address4 address_of(const std::string &text) {
 Hb_Rc send(const Control_Request &request) {
     switch (request.verb) {
     case Control_Verb::node_may_be_down:
-        return hb_node_may_be_down(static_cast<short>(request.node));
+        return hb_node_may_be_down(static_cast<short>(request.node.number));
     case Control_Verb::node_down:
-        return hb_node_is_down(static_cast<short>(request.node));
+        return hb_node_is_down(static_cast<short>(request.node.number));
     case Control_Verb::adapter_may_be_down:
-        return hb_adapter_may_be_down(request.adapter);
+        return hb_adapter_may_be_down(request.adapter.number);
     case Control_Verb::adapter_down:
-        return hb_adapter_is_down(request.adapter);
+        return hb_adapter_is_down(request.adapter.number);
     case Control_Verb::enable:
-        return hb_enable_adapter(request.adapter);
+        return hb_enable_adapter(request.adapter.number);
     case Control_Verb::disable:
-        return hb_disable_adapter(request.adapter);
+        return hb_disable_adapter(request.adapter.number);
     case Control_Verb::ifconfig_up:
-        return hb_ifconfig_up(request.adapter);
+        return hb_ifconfig_up(request.adapter.number);
     case Control_Verb::ifconfig_down:
-        return hb_ifconfig_down(request.adapter);
+        return hb_ifconfig_down(request.adapter.number);
     case Control_Verb::configure:
-        return hb_configure_adapter(request.adapter, address_of(request.address));
+        return hb_configure_adapter(request.adapter.number, address_of(request.address));
     case Control_Verb::unconfigure:
-        return hb_unconfigure_adapter(request.adapter);
+        return hb_unconfigure_adapter(request.adapter.number);
     case Control_Verb::swap:
-        return hb_swap_adapters(request.adapter, address_of(request.address));
+        return hb_swap_adapters(request.adapter.number, address_of(request.address));
     case Control_Verb::grace:
-        return hb_adapter_grace(request.adapter, request.seconds);
+        return hb_adapter_grace(request.adapter.number, request.seconds);
     case Control_Verb::simulate_death:
         return hb_simulate_death(request.seconds);
     case Control_Verb::discard_stale:
@@ -59,23 +59,24 @@ Hb_Rc send(const Control_Request &request) {
     return Hb_Failure;
 }
 
-// The numbers that the user typed must be in the configuration.
-void require_operands(const Control_Request &request) {
+// What the user typed must be in the configuration.
+void find_operands(Control_Request &request) {
     const Picture picture = read_picture();
     for (const Operand operand : form_of(request.verb).operands) {
         if (operand == Operand::node) {
-            require_node(request.node, picture);
-        } else if (operand == Operand::adapter && form_of(request.verb).local) {
-            require_local_adapter(request.adapter, picture);
+            request.node.number = static_cast<std::uint32_t>(find_node(request.node, picture));
         } else if (operand == Operand::adapter) {
-            require_adapter(request.adapter, picture);
+            request.adapter.number = find_adapter(request.adapter, picture);
+            if (form_of(request.verb).local) {
+                require_local_adapter(request.adapter.number, picture);
+            }
         }
     }
 }
 
-Request_Result act(const Control_Request &request) {
+Request_Result act(Control_Request &request) {
     open_library();
-    require_operands(request);
+    find_operands(request);
     require_request(send(request), request_purpose(request));
     if (form_of(request.verb).answered) {
         return Request_Result::done;
@@ -88,7 +89,7 @@ Request_Result act(const Control_Request &request) {
 } // namespace
 
 int control(const Arguments &arguments) {
-    const Control_Request &request = arguments.control.request;
+    Control_Request request = arguments.control.request;
     const Request_Result result = ask_daemon(arguments, [&] { return act(request); });
     put_line(arguments.json ? control_json(request, result) : control_text(request, result));
     return STATUS_SUCCESS;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <stdexcept>
@@ -5,7 +6,9 @@
 #include "hb_client.h"
 #include "tools/hbctl/ask_daemon.h"
 #include "tools/hbctl/commands/commands.h"
+#include "tools/hbctl/configured.h"
 #include "tools/hbctl/output.h"
+#include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
@@ -25,10 +28,25 @@ std::string standard_input() {
     return {bytes.data(), length};
 }
 
-Request_Result deliver(const Multicast_Request &request, std::string &message) {
+// The library reports numbers that are not configured itself. Names become numbers here.
+std::vector<int> node_numbers(std::vector<Member_Word> &words) {
+    const bool has_names =
+        std::any_of(words.begin(), words.end(), [](const Member_Word &word) { return !word.name.empty(); });
+    const Picture picture = has_names ? read_picture() : Picture{};
+    std::vector<int> numbers;
+    for (Member_Word &word : words) {
+        if (!word.name.empty()) {
+            word.number = static_cast<std::uint32_t>(find_node(word, picture));
+        }
+        numbers.push_back(static_cast<int>(word.number));
+    }
+    return numbers;
+}
+
+Request_Result deliver(Multicast_Request &request, std::string &message) {
     const std::string purpose = "deliver a message of " + std::to_string(message.size()) + " bytes";
     open_library();
-    std::vector<int> nodes = request.nodes;
+    std::vector<int> nodes = node_numbers(request.nodes);
     const iovec buffer{message.data(), message.size()};
     require_request(
         hb_daemon_route_mcast(&buffer, 1, request.port, nodes.data(), static_cast<int>(nodes.size())), purpose);
@@ -38,7 +56,7 @@ Request_Result deliver(const Multicast_Request &request, std::string &message) {
 } // namespace
 
 int multicast(const Arguments &arguments) {
-    const Multicast_Request &request = arguments.control.multicast;
+    Multicast_Request request = arguments.control.multicast;
     std::string message = request.text ? *request.text : standard_input();
     if (message.empty()) {
         throw std::runtime_error("cannot send an empty message: give it as an argument or on standard input");

@@ -4,12 +4,13 @@
 #include "tools/hbctl/output.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
+#include "tools/hbctl/terminal.h"
 
 namespace hbctl {
 
 int show_nodes(const Arguments &arguments) {
     const Picture picture = ask_daemon(arguments, [] { return read_live_picture().picture; });
-    put_lines(arguments.json ? nodes_json(picture) : nodes_text(picture));
+    put_prepared(arguments.json ? nodes_json(picture) : nodes_text(picture, table_style(arguments)));
     return STATUS_SUCCESS;
 }
 

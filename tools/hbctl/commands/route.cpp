@@ -14,8 +14,8 @@
 namespace hbctl {
 namespace {
 
-Hb_Rc ask(const Route_Query &query, Hb_Route &route, std::uint16_t &length) {
-    const auto node = static_cast<Hb_Node_Number>(query.node);
+Hb_Rc ask(const Route_Query &query, int number, Hb_Route &route, std::uint16_t &length) {
+    const auto node = static_cast<Hb_Node_Number>(number);
     if (query.ip_only) {
         return hb_read_ip_route(node, &route, &length);
     }
@@ -24,13 +24,18 @@ Hb_Rc ask(const Route_Query &query, Hb_Route &route, std::uint16_t &length) {
 
 Route_Report read_route(const Route_Query &query) {
     open_library();
-    if (!query.shared && !query.ip_only) {
-        require_node(query.node, read_picture()); // shared memory has routes to other nodes, too
+    const Picture picture = read_picture();
+    auto node = static_cast<int>(query.node.number);
+    const bool from_memory = query.shared || query.ip_only;
+    if (!from_memory ||
+        !query.node.name.empty()) { // shared memory has routes to nodes that are not configured, too
+        node = find_node(query.node, picture);
     }
     Hb_Route route{};
     std::uint16_t length = 0;
-    require(ask(query, route, length), "read the route to node " + std::to_string(query.node));
-    Route_Report report{query.node, query.shared || query.ip_only, {}};
+    require(ask(query, node, route, length), "read the route to node " + word_text(query.node));
+    const Node_Row *row = picture.node(node);
+    Route_Report report{node, from_memory, {}, row == nullptr ? "" : row->name};
     for (int hop = 0; hop < std::min<int>(length, HB_ROUTE_HOPS); ++hop) {
         report.hops.push_back(common::address_text(route.sr_address[hop]));
     }

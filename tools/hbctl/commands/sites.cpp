@@ -5,6 +5,7 @@
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
 #include "tools/hbctl/request.h"
+#include "tools/hbctl/terminal.h"
 
 namespace hbctl {
 
@@ -13,7 +14,7 @@ int show_sites(const Arguments &arguments) {
         open_library();
         return read_picture();
     });
-    put_lines(arguments.json ? sites_json(picture) : sites_text(picture));
+    put_prepared(arguments.json ? sites_json(picture) : sites_text(picture, table_style(arguments)));
     return STATUS_SUCCESS;
 }
 

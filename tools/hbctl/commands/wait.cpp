@@ -26,7 +26,7 @@ int wait(const Arguments &arguments) {
         complain(expired + (watch.obstacle().empty() ? "the time expired" : watch.obstacle()));
         return STATUS_EXPIRED;
     }
-    put_line(arguments.json ? wait_json(condition) : condition_text(condition));
+    put_line(arguments.json ? wait_json(watch.condition()) : condition_text(condition));
     return STATUS_SUCCESS;
 }
 

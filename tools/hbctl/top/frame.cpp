@@ -9,7 +9,7 @@ Text_Line &Text_Line::add(const std::string &text, Style style) {
     const std::string shown = cut_to(text, left());
     if (!shown.empty()) {
         spans_.push_back({used_, shown, style});
-        used_ += columns_of(shown);
+        used_ += width_of(shown);
     }
     return *this;
 }
@@ -19,11 +19,11 @@ Text_Line &Text_Line::move_to(std::size_t column, Style style) {
 }
 
 bool Text_Line::add_at_right(const std::string &text, Style style, std::size_t gap) {
-    const std::size_t columns = columns_of(text);
+    const std::size_t columns = width_of(text);
     if (columns + gap > left()) {
         return false;
     }
-    move_to(width_ - columns).add(text, style);
+    move_to(width_ - columns, style).add(text, style);
     return true;
 }
 

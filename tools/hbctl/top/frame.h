@@ -43,7 +43,7 @@ class Text_Line {
     Text_Line &add(const std::string &text, Style style = Style::plain);
     // Adds blanks up to the column.
     Text_Line &move_to(std::size_t column, Style style = Style::plain);
-    // Adds the text at the right edge. Adds nothing and returns false if `gap` columns would not stay free before it.
+    // Adds the text at the right edge, and blanks in its style before it. Adds nothing and returns false if `gap` columns would not stay free before it.
     bool add_at_right(const std::string &text, Style style, std::size_t gap = 2);
 
     std::size_t used() const { return used_; }

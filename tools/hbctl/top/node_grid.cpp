@@ -72,8 +72,13 @@ std::string share(std::size_t up, std::size_t all) {
     return std::to_string(up) + "/" + std::to_string(all);
 }
 
+std::string share_of(const Network_Summary &network) {
+    const bool is_known = network.up + network.down == network.adapters;
+    return is_known ? share(network.up, network.adapters) : "?/" + std::to_string(network.adapters);
+}
+
 std::string heading_of(const Network_Summary &network) {
-    return network.name + " " + share(network.up, network.adapters);
+    return network.name + " " + share_of(network);
 }
 
 std::string address_text_of(const Node_Cell &cell, bool fresh) {
@@ -96,7 +101,7 @@ class Grid_Parts {
             number_columns = std::max(number_columns, std::to_string(node.number).size());
         }
         for (const auto &[number, name] : model.facts().nodes) {
-            name_columns = std::max(name_columns, std::min(columns_of(name), LONGEST_NAME));
+            name_columns = std::max(name_columns, std::min(width_of(name), LONGEST_NAME));
         }
     }
 
@@ -151,7 +156,7 @@ std::size_t form_columns(const Detailed_Form &form, const Grid_Parts &parts) {
 Detailed_Form word_form(bool shares, const Grid_Parts &parts) {
     Detailed_Form form{word_text_of, shares, {}};
     for (const Network_Summary &network : parts.summary.networks) {
-        form.widths.push_back(std::max(WORD_COLUMNS, columns_of(shares ? heading_of(network) : network.name)));
+        form.widths.push_back(std::max(WORD_COLUMNS, width_of(shares ? heading_of(network) : network.name)));
     }
     return form;
 }
@@ -162,7 +167,7 @@ Detailed_Form address_form(const Grid_Parts &parts) {
     for (const Node_Row *node : parts.nodes) {
         const std::vector<Node_Cell> cells = cells_of(*node, parts.model.picture());
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            form.widths[i] = std::max(form.widths[i], columns_of(address_text_of(cells[i], true)));
+            form.widths[i] = std::max(form.widths[i], width_of(address_text_of(cells[i], true)));
         }
     }
     return form;
@@ -193,9 +198,9 @@ Text_Line detailed_head(const Detailed_Form &form, const Grid_Parts &parts) {
         line.add(network.name, alarm && !form.shares ? Style::down : Style::heading);
         if (form.shares) {
             line.add(" ", Style::heading);
-            line.add(share(network.up, network.adapters), alarm ? Style::down : Style::heading);
+            line.add(share_of(network), alarm ? Style::down : Style::heading);
         }
-        const std::size_t used = columns_of(form.shares ? heading_of(network) : network.name);
+        const std::size_t used = width_of(form.shares ? heading_of(network) : network.name);
         line.add(std::string(form.widths[i] - used, ' '), Style::heading);
     }
     return line;
@@ -266,7 +271,7 @@ Text_Line networks_line(const Grid_Parts &parts) {
     for (const Network_Summary *network : networks) {
         const bool alarm = parts.place.fresh && network->down > 0;
         const std::string text = std::to_string(network->number) + " " + heading_of(*network);
-        if (line.left() < columns_of(text) + 4) {
+        if (line.left() < width_of(text) + 4) {
             line.add("  …", Style::faint);
             break;
         }

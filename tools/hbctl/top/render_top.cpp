@@ -82,7 +82,7 @@ Text_Line title_line(const Top_Model &model, std::size_t width, const Moment &no
     }
     for (const std::string &text : more) {
         const std::string longer = text + " · " + right;
-        right = columns_of(longer) + 2 <= line.left() ? longer : right;
+        right = width_of(longer) + 2 <= line.left() ? longer : right;
     }
     line.add_at_right(right, Style::title, 1);
     line.move_to(width, Style::title);
@@ -182,7 +182,7 @@ std::vector<Text_Line> status_lines(const Top_Model &model, const Top_Summary &s
 Text_Line rule_line(const std::string &label, const std::string &right, std::size_t width) {
     Text_Line line(width);
     line.add("─ ", Style::rule).add(label, Style::heading).add(" ", Style::rule);
-    const std::size_t end = right.empty() ? 0 : columns_of(right) + 4;
+    const std::size_t end = right.empty() ? 0 : width_of(right) + 4;
     const std::size_t dashes = line.left() > end ? line.left() - end : 0;
     std::string rule;
     for (std::size_t i = 0; i < dashes; ++i) {
@@ -276,10 +276,10 @@ std::vector<Text_Line> entry_lines(const Top_Entry &entry, std::size_t width) {
     line.add(" ");
     const std::size_t who = line.used();
     line.add(entry.who);
-    const std::size_t id = columns_of(entry.ffdc_id);
+    const std::size_t id = width_of(entry.ffdc_id);
     const bool id_fits = id > 0 && line.left() > id;
     const std::size_t taken = id_fits ? id + 2 : 0;
-    if (!entry.detail.empty() && line.left() >= columns_of(entry.detail) + 2 + taken) {
+    if (!entry.detail.empty() && line.left() >= width_of(entry.detail) + 2 + taken) {
         line.add("  ").add(entry.detail, Style::faint);
     }
     if (id_fits) {
@@ -311,7 +311,7 @@ std::vector<Text_Line> event_lines(const Top_Model &model, std::size_t width, st
 // ---- The last line ----
 
 void add_key(const std::string &key, const std::string &meaning, Text_Line &line) {
-    if (columns_of(key) + columns_of(meaning) + 3 <= line.left()) {
+    if (width_of(key) + width_of(meaning) + 3 <= line.left()) {
         line.add(line.used() == 0 ? " " : "  ").add(key, Style::key).add(" " + meaning, Style::faint);
     }
 }
@@ -319,7 +319,7 @@ void add_key(const std::string &key, const std::string &meaning, Text_Line &line
 Text_Line meanings_line(bool fresh, std::size_t width) {
     Text_Line line(width);
     for (const Meaning_Of_Glyph &meaning : glyph_meanings(fresh)) {
-        if (columns_of(meaning.glyph + meaning.meaning) + 3 <= line.left()) {
+        if (width_of(meaning.glyph + meaning.meaning) + 3 <= line.left()) {
             line.add("  ").add(meaning.glyph, meaning.style).add(" " + meaning.meaning, Style::faint);
         }
     }

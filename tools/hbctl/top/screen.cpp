@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "common/printable.h"
+#include "tools/hbctl/terminal.h"
 #include "tools/hbctl/top/character_set.h"
 #include "tools/hbctl/top/text_columns.h"
 
@@ -101,11 +102,6 @@ attr_t monochrome(Style style) {
         break;
     }
     return A_NORMAL;
-}
-
-bool wants_colours() {
-    const char *refusal = std::getenv("NO_COLOR");
-    return refusal == nullptr || *refusal == '\0';
 }
 
 void make_colours() {
@@ -204,7 +200,7 @@ Screen::Screen() : has_unicode_(use_character_set()) {
     curs_set(0);
     keypad(stdscr, TRUE);
     nodelay(stdscr, TRUE);
-    has_colours_ = wants_colours() && has_colors();
+    has_colours_ = hbctl::has_colours() && ::has_colors();
     if (has_colours_) {
         make_colours();
     }

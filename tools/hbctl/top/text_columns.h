@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How many columns of a terminal a text fills. It does not ask the locale, so a frame is the same everywhere.
+// Text in columns of a terminal. It does not ask the locale, so a frame is the same everywhere.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "tools/hbctl/text_table.h"
+#include "tools/hbctl/text_width.h"
 
 namespace hbctl {
 
@@ -18,8 +19,6 @@ struct Text_Character {
 
 // Removes the first character of a text that is not empty. A byte that is no UTF-8 is a character of one column.
 Text_Character next_character(std::string_view &text);
-
-std::size_t columns_of(std::string_view text);
 
 // Returns the text, or as much of its beginning as fits with "…" behind it.
 std::string cut_to(std::string_view text, std::size_t columns);

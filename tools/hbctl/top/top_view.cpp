@@ -40,7 +40,7 @@ void set_search(const std::string &text, Top_View &view) {
 void type(const Key_Press &press, Top_View &view) {
     switch (press.key) {
     case Key::character:
-        if (columns_of(view.search + press.text) <= LONGEST_SEARCH) {
+        if (width_of(view.search + press.text) <= LONGEST_SEARCH) {
             set_search(view.search + press.text, view);
         }
         break;

@@ -247,6 +247,7 @@ TEST_F(TopFrames, UnknownStatesAreNeitherUpNorDown) {
     model.connect(picture, moment());
     const Frame frame = screen_frame(model, {}, {80, 24}, moment());
     EXPECT_EQ(line_with(frame, "2 node-2 "), "  2 node-2   unknown   ? 10.0.0.2   ? 10.1.0.2");
+    EXPECT_THAT(line_with(frame, "STATE"), HasSubstr("net_0 ?/5 "));
     EXPECT_THAT(lines_of(frame)[1], HasSubstr("nodes ? of 5 up"));
 }
 

@@ -6,18 +6,23 @@
 using namespace hbctl;
 
 TEST(TextColumns, WideCharactersHaveTwoAndCombiningOnesNone) {
-    EXPECT_EQ(columns_of("alpha"), 5U);
-    EXPECT_EQ(columns_of("größe"), 5U);
-    EXPECT_EQ(columns_of("日本"), 4U);
-    EXPECT_EQ(columns_of("e\xCC\x81"), 1U); // e and an acute accent
-    EXPECT_EQ(columns_of("●✗◐·○▸─…↑"), 9U);
-    EXPECT_EQ(columns_of("\xF0\x9F\x98\x80"), 2U); // a face
-    EXPECT_EQ(columns_of(""), 0U);
+    EXPECT_EQ(width_of("alpha"), 5U);
+    EXPECT_EQ(width_of("größe"), 5U);
+    EXPECT_EQ(width_of("日本"), 4U);
+    EXPECT_EQ(width_of("e\xCC\x81"), 1U); // e and an acute accent
+    EXPECT_EQ(width_of("●✗◐·○▸─…↑"), 9U);
+    EXPECT_EQ(width_of("\xF0\x9F\x98\x80"), 2U); // a face
+    EXPECT_EQ(width_of(""), 0U);
 }
 
-TEST(TextColumns, BytesThatAreNoUtf8AreCharactersOfOneColumn) {
-    EXPECT_EQ(columns_of("\xFF\xC3"), 2U);
-    EXPECT_EQ(columns_of("\xE2\x82"), 2U);
+TEST(TextColumns, AByteThatIsNoUtf8IsACharacterOfOneColumn) {
+    std::string_view text = "\xFF\xE2\x82";
+    for (const char *bytes : {"\xFF", "\xE2", "\x82"}) {
+        const Text_Character character = next_character(text);
+        EXPECT_EQ(character.bytes, bytes);
+        EXPECT_EQ(character.columns, 1U);
+    }
+    EXPECT_EQ(text, "");
 }
 
 TEST(TextColumns, TextIsCutAtACharacterAndMarked) {
