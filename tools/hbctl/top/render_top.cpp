@@ -179,37 +179,44 @@ std::vector<Text_Line> status_lines(const Top_Model &model, const Top_Summary &s
 
 // ---- Rules and texts ----
 
+// Of a rule beside its two texts.
+constexpr std::size_t RULE_COLUMNS = 7;
+
 Text_Line rule_line(const std::string &label, const std::string &right, std::size_t width) {
     Text_Line line(width);
     line.add("─ ", Style::rule).add(label, Style::heading).add(" ", Style::rule);
-    const std::size_t end = right.empty() ? 0 : width_of(right) + 4;
-    const std::size_t dashes = line.left() > end ? line.left() - end : 0;
+    const bool fits = !right.empty() && width_of(right) + 4 <= line.left();
+    const std::size_t dashes = line.left() - (fits ? width_of(right) + 4 : 0);
     std::string rule;
     for (std::size_t i = 0; i < dashes; ++i) {
         rule += "─";
     }
     line.add(rule, Style::rule);
-    if (end > 0 && line.left() == end) {
+    if (fits) {
         line.add(" ").add(right, Style::heading).add(" ──", Style::rule);
     }
     return line;
 }
 
+std::string part_text(std::size_t first, std::size_t last, std::size_t all, bool is_brief) {
+    return std::to_string(first) + "-" + std::to_string(last) + (is_brief ? "/" : " of ") + std::to_string(all);
+}
+
 // Which of the chosen nodes are on the screen, if not all, and how many of all nodes were chosen.
-std::string position_text(const Node_Grid &grid, std::size_t chosen, std::size_t all) {
+std::string position_text(const Node_Grid &grid, std::size_t chosen, std::size_t all, bool is_brief) {
+    const Scroll_Range &range = grid.range;
     std::string text;
-    if (grid.range.shown < grid.range.rows) {
-        const std::size_t first = grid.range.first * grid.columns + 1;
-        const std::size_t last = std::min(chosen, (grid.range.first + grid.range.shown) * grid.columns);
-        text = std::to_string(first) + "-" + std::to_string(last) + " of " + std::to_string(chosen);
+    if (range.shown < range.rows) {
+        text = part_text(range.first * grid.columns + 1,
+                         std::min(chosen, (range.first + range.shown) * grid.columns), chosen, is_brief);
     } else if (chosen < all) {
-        text = std::to_string(chosen) + " of " + std::to_string(all);
+        text = std::to_string(chosen) + (is_brief ? "/" : " of ") + std::to_string(all);
     }
-    if (grid.range.networks_shown < grid.range.networks) {
-        text += (text.empty() ? "" : ", ") + std::string("networks ") +
-                std::to_string(grid.range.first_network + 1) + "-" +
-                std::to_string(grid.range.first_network + grid.range.networks_shown) + " of " +
-                std::to_string(grid.range.networks);
+    if (range.networks_shown < range.networks) {
+        text += text.empty() ? "" : ", ";
+        text += is_brief ? "net " : "networks ";
+        text += part_text(range.first_network + 1, range.first_network + range.networks_shown, range.networks,
+                          is_brief);
     }
     return text;
 }
@@ -232,9 +239,10 @@ std::string choice_text(const Top_View &view) {
 Text_Line grid_rule(const Top_View &view, const Node_Grid &grid, std::size_t chosen, std::size_t all,
                     std::size_t width) {
     const std::string choice = choice_text(view);
-    const std::string position = position_text(grid, chosen, all);
     const std::string label = choice.empty() ? "nodes" : "nodes: " + choice;
-    return rule_line(label, position, width);
+    const std::string position = position_text(grid, chosen, all, false);
+    const bool fits = width_of(label) + width_of(position) + RULE_COLUMNS <= width;
+    return rule_line(label, fits ? position : position_text(grid, chosen, all, true), width);
 }
 
 Text_Line note_line(const std::string &text, Style style, std::size_t width) {

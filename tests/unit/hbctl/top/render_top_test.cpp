@@ -182,6 +182,8 @@ TEST_F(TopFrames, NetworksThatDoNotFitAreCountedAndCanBeReached) {
                 AllOf(HasSubstr("networks 1-"), HasSubstr(" of 48 ──"), HasSubstr(" 48/48")));
     EXPECT_EQ(first.range.networks, 48U);
     EXPECT_LT(first.range.networks_shown, 48U);
+    EXPECT_THAT(line_with(screen_frame(model_of({2049, 48, true}), view, {40, 24}, moment()), "─ nodes"),
+                AllOf(HasSubstr("1-"), HasSubstr("/2049, net 1-"), HasSubstr("/48 ──")));
     view.first_network = 47; // clamped
     const Frame last = screen_frame(model, view, {40, 24}, moment());
     EXPECT_EQ(last.range.first_network, 48 - last.range.networks_shown);
