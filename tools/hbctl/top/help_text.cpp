@@ -28,6 +28,7 @@ constexpr std::array KEYS{
 };
 
 constexpr std::array REMARKS{
+    Help{"○", "it was up when wispd last answered"},
     Help{"▸", "the local node"},
     Help{"net_a 4/5", "4 of the 5 adapters on this network are up"},
     Help{"no answer", "wispd is connected and silent; the states are old"},
@@ -50,7 +51,7 @@ std::vector<Text_Line> help_lines(std::size_t width) {
     }
     lines.emplace_back(width);
     for (const Meaning_Of_Glyph &meaning : glyph_meanings(true)) {
-        lines.push_back(help_line(meaning.glyph, meaning.style, meaning.meaning, width));
+        lines.push_back(help_line(meaning.glyph, meaning.style, meaning.explanation, width));
     }
     for (const Help &help : REMARKS) {
         lines.push_back(help_line(help.key, Style::heading, help.meaning, width));

@@ -275,7 +275,7 @@ Text_Line networks_line(const Grid_Parts &parts) {
             line.add("  …", Style::faint);
             break;
         }
-        line.add("  ").add(text, alarm ? Style::down : Style::plain);
+        line.add("  ").add(text, alarm ? Style::down : parts.place.fresh ? Style::plain : Style::stale);
     }
     return line;
 }
@@ -399,11 +399,14 @@ Node_Grid grid_of(const Top_Model &model, const Top_Summary &summary,
 }
 
 std::vector<Meaning_Of_Glyph> glyph_meanings(bool fresh) {
-    return {{glyph_of(Cell::up, fresh), fresh ? "up" : "was up", style_of(Cell::up, fresh)},
-            {glyph_of(Cell::down, fresh), fresh ? "down" : "was down", style_of(Cell::down, fresh)},
-            {glyph_of(Cell::mixed, fresh), "part", style_of(Cell::mixed, fresh)},
-            {glyph_of(Cell::unknown, fresh), "unknown", style_of(Cell::unknown, fresh)},
-            {glyph_of(Cell::none, fresh), "none", style_of(Cell::none, fresh)}};
+    const auto meaning = [fresh](Cell cell, const std::string &word, const std::string &explanation) {
+        return Meaning_Of_Glyph{glyph_of(cell, fresh), word, explanation, style_of(cell, fresh)};
+    };
+    return {meaning(Cell::up, fresh ? "up" : "was up", "up"),
+            meaning(Cell::down, fresh ? "down" : "was down", "down"),
+            meaning(Cell::mixed, "part", "some adapters of the node on this network are up"),
+            meaning(Cell::unknown, "unknown", "not reported yet"),
+            meaning(Cell::none, "none", "no adapter on this network")};
 }
 
 } // namespace hbctl

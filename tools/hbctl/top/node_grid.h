@@ -31,10 +31,11 @@ struct Node_Grid {
 Node_Grid grid_of(const Top_Model &model, const Top_Summary &summary,
                   const std::vector<const Node_Row *> &nodes, const Grid_Place &place);
 
-// "●  up", in the styles of the grid: what each character means.
+// What a character of the grid means, in a word and in a sentence.
 struct Meaning_Of_Glyph {
     std::string glyph;
     std::string meaning;
+    std::string explanation;
     Style style;
 };
 std::vector<Meaning_Of_Glyph> glyph_meanings(bool fresh);

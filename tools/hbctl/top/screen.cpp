@@ -11,7 +11,6 @@
 
 #include "common/printable.h"
 #include "tools/hbctl/terminal.h"
-#include "tools/hbctl/top/character_set.h"
 #include "tools/hbctl/top/text_columns.h"
 
 namespace hbctl {
@@ -186,7 +185,7 @@ std::optional<Key_Press> press_of_character(wint_t code) {
 
 } // namespace
 
-Screen::Screen() : has_unicode_(use_character_set()) {
+Screen::Screen(bool has_unicode) : has_unicode_(has_unicode) {
     terminal_ = newterm(nullptr, stdout, stdin);
     if (terminal_ == nullptr) {
         const char *type = std::getenv("TERM");

@@ -12,8 +12,8 @@ namespace hbctl {
 
 class Screen {
   public:
-    // Throws std::runtime_error if the terminal cannot show it.
-    Screen();
+    // Without Unicode, frames are shown in ASCII. Throws std::runtime_error if the terminal cannot show them.
+    explicit Screen(bool has_unicode);
     // Restores the terminal.
     ~Screen();
     Screen(const Screen &) = delete;

@@ -15,6 +15,7 @@
 
 #include "common/no_answer.h"
 #include "common/socket_path.h"
+#include "tools/hbctl/top/character_set.h"
 #include "tools/hbctl/top/follower.h"
 #include "tools/hbctl/top/screen.h"
 #include "tools/hbctl/top/screen_signals.h"
@@ -41,7 +42,7 @@ class Top_Loop {
 
     int run() {
         if (wait_before_screen()) {
-            const Screen screen;
+            const Screen screen(has_unicode_);
             show(screen);
         }
         return STATUS_SUCCESS;
@@ -180,6 +181,8 @@ class Top_Loop {
         return is_over(end_);
     }
 
+    // Set before there is a second thread: no other one may use the locale meanwhile.
+    const bool has_unicode_ = use_character_set();
     const Arguments &arguments_;
     const Deadline end_;
     const Deadline opening_end_;

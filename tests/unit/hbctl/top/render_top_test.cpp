@@ -277,7 +277,8 @@ TEST_F(TopFrames, TheHelpListsTheKeysAndCanBeScrolled) {
     view.help = true;
     const Top_Model model = model_of({});
     EXPECT_THAT(frame_text(screen_frame(model, view, {80, 30}, moment())),
-                AllOf(HasSubstr("─ help ─"), HasSubstr("  q          quit"), HasSubstr("  ◐          part")));
+                AllOf(HasSubstr("─ help ─"), HasSubstr("  q          quit"),
+                      HasSubstr("  ◐          some adapters of the node")));
     const Frame_Size small{40, 10};
     const Frame begin = screen_frame(model, view, small, moment());
     EXPECT_LT(begin.range.shown, begin.range.rows);
