@@ -7,7 +7,7 @@ namespace common {
 
 namespace {
 
-// A long list helps nobody on one line.
+// A long list is of no use on one line.
 std::string cut(const std::string &list) {
     constexpr std::size_t longest = 120;
     if (list.size() <= longest) {

@@ -134,6 +134,19 @@ bool Wispd_On_Host::wait_state(const std::function<bool(const nlohmann::json &)>
     return wait_until([&] { return holds(state()); }, deadline);
 }
 
+nlohmann::json Wispd_On_Host::cluster_file() const {
+    const std::string text = read_file(hosts_.places().outside(host_, socket() + ".cluster"));
+    const nlohmann::json file = nlohmann::json::parse(text, nullptr, false);
+    return file.is_discarded() ? nlohmann::json() : file;
+}
+
+bool Wispd_On_Host::wait_engine_in_file(const std::string &state) const {
+    return wait_until([&] {
+        const nlohmann::json file = cluster_file();
+        return file.is_object() && file.at("engine") == state;
+    });
+}
+
 // The 14th and 15th fields, counted from 1; the second one ends with the last parenthesis.
 double Wispd_On_Host::seconds_used() const {
     const std::string facts = read_file("/proc/" + std::to_string(pid()) + "/stat");

@@ -54,6 +54,10 @@ class Wispd_On_Host {
     nlohmann::json state() const;
     bool wait_state(const std::function<bool(const nlohmann::json &)> &holds,
                     const Deadline &deadline = Deadline()) const;
+    // The file with the names of the nodes; null if it is not there.
+    nlohmann::json cluster_file() const;
+    // Waits until that file says this of the engine.
+    bool wait_engine_in_file(const std::string &state) const;
     // Processor time in user and system mode, of all its threads.
     double seconds_used() const;
 

@@ -148,6 +148,11 @@ TEST_F(WispdOnCorosyncTest, TheFirstTableHasTheEnginesNodesNamesAddressesAndLink
     EXPECT_EQ(state.at("networks").at(1).at("name"), "link1");
     EXPECT_EQ(state.at("source").at("type"), "corosync");
     EXPECT_EQ(state.at("source").at("engine"), "connected");
+    const nlohmann::json file = cluster.wispd(2).cluster_file();
+    EXPECT_EQ(file.at("engine"), "connected");
+    for (const nlohmann::json &node : state.at("nodes")) {
+        EXPECT_EQ(file.at("nodes").at(std::to_string(node.at("number").get<int>())), node.at("name"));
+    }
 }
 
 TEST_F(WispdOnCorosyncTest, AKilledNeighbourLosesItsAdaptersAndThenItsNodeAndComesBackAnew) {
@@ -430,6 +435,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     EXPECT_EQ(gone.at("engine"), "gone");
     EXPECT_THAT(gone.at("trouble").get<std::string>(), testing::Not(IsEmpty()));
     EXPECT_EQ(gone.at("awaited_nodes"), (nlohmann::json{2, 3}));
+    EXPECT_TRUE(cluster.wispd(1).wait_engine_in_file("disconnected"));
     // Its neighbours see its end like any other.
     ASSERT_TRUE(cluster.client(2).wait_up({2, 3}, {96, 97, 144, 145})) << cluster.account();
     cluster.hosts().start(1);
@@ -449,9 +455,11 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsHeldUpForLessThanTheGraceIsOnlySilent)
     const std::size_t mark = cluster.client(2).mark();
     cluster.hosts().engine(1).send_signal(SIGSTOP);
     EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("silent"))); // wispd still answers
+    EXPECT_TRUE(cluster.wispd(1).wait_engine_in_file("silent"));
     EXPECT_TRUE(wait_all_told(cluster.client(2), mark, {"death node 1"}));
     cluster.hosts().engine(1).send_signal(SIGCONT);
     EXPECT_TRUE(cluster.wispd(1).wait_state(is_engine("connected")));
+    EXPECT_TRUE(cluster.wispd(1).wait_engine_in_file("connected"));
     EXPECT_TRUE(cluster.wait_all_up()) << cluster.account();
     EXPECT_TRUE(cluster.wispd(1).wait_logged("Corosync responds again"));
 }

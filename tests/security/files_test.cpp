@@ -94,6 +94,39 @@ TEST_F(FilesUnderAttack, ASecondDaemonNamesTheProcessThatHoldsTheLock) {
     EXPECT_TRUE(daemon->stop());
 }
 
+// ---- The names ----
+
+TEST_F(FilesUnderAttack, NamesAreForClientsAlone) {
+    ASSERT_TRUE(daemon->start());
+    EXPECT_EQ(hbctl(Role::client, {"route", "node8", "--shared"}).exit_status, 0);
+    const std::string file = daemon->socket() + ".cluster";
+    EXPECT_NE(programs->run(Role::outsider, {"cat", file}).exit_status, 0);
+    EXPECT_NE(programs->run(Role::client, {"sh", "-c", "echo >> " + file}).exit_status, 0);
+    EXPECT_TRUE(daemon->stop());
+}
+
+// Anyone can create files in a sticky directory, but cannot remove those of others.
+TEST_F(FilesUnderAttack, NamesThatAnOutsiderPlantedAreNotUsed) {
+    ASSERT_EQ(chmod(daemon->directory().c_str(), 01777), 0);
+    const std::string file = daemon->socket() + ".cluster";
+    const std::string names = R"({"format":1,"cluster":"c","version":"1","started":1,"engine":"none",)"
+                              R"("nodes":{"7":"node8","8":"node7"}})";
+    const Ended planted =
+        programs->run(Role::outsider, {"sh", "-c", "umask 0; echo '" + names + "' > " + file});
+    ASSERT_EQ(planted.exit_status, 0) << planted.errors;
+    ASSERT_TRUE(daemon->start());
+    EXPECT_THAT(daemon->log(),
+                HasSubstr("cannot write " + file + ": " + file +
+                          " belongs to user 65534; remove it; hbctl shows numbers without names"));
+    for (const Role role : {Role::root, Role::client}) {
+        const Ended end = hbctl(role, {"node-down", "node8"});
+        EXPECT_EQ(end.exit_status, 1);
+        EXPECT_THAT(end.errors, HasSubstr("no names are known: cannot read " + file));
+    }
+    EXPECT_EQ(unlink(file.c_str()), 0);
+    EXPECT_TRUE(daemon->stop());
+}
+
 // ---- The keys ----
 
 TEST_F(FilesUnderAttack, TakenKeysOfTheNextInodesDoNotKeepWispdFromStarting) {

@@ -180,6 +180,24 @@ TEST_P(HbctlNames, AreNotNeeded) {
                      ", which wispd writes; use the number of the node instead of gamma"));
 }
 
+TEST_P(HbctlNames, CannotSteerATerminal) {
+    daemon.write_file("s.cluster",
+                      R"({"format":1,"cluster":"c\u001b[2J","version":"1","started":1,"engine":"none",)"
+                      R"("nodes":{"1":"al\u001b[2Jpha"}})");
+    EXPECT_THAT(hbctl({"nodes", "--columns", "NAME", "--no-headers"}).output,
+                testing::StartsWith("al\\x1B[2Jpha\n-\n"));
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"status"},
+                                                  {"route", "1"},
+                                                  {"route", "omega"},
+                                                  {"adapters"},
+                                                  {"adapters", "--json"},
+                                                  {"wait", "node", "al\x1b[2Jpha", "--up"},
+                                                  {"watch", "--count", "2", "--short"}}) {
+        const Hbctl_End end = hbctl(words);
+        EXPECT_EQ((end.output + end.errors).find('\x1b'), std::string::npos) << words.front();
+    }
+}
+
 TEST_P(HbctlNames, StatusShowsTheDaemon) {
     const std::string known = hbctl({"status"}).output;
     EXPECT_THAT(known, HasSubstr("cluster     small\nversion     " HB_VERSION "\nuptime      "));

@@ -21,7 +21,7 @@ class Output_Failed : public std::runtime_error {
 void put_line(const std::string &line);
 void put_lines(const std::vector<std::string> &lines);
 void say_line(const std::string &line);
-// Prints lines that are safe already, and whose colours stay.
+// Prints lines that are safe already, and leaves their colours in place.
 void put_prepared(const std::vector<std::string> &lines);
 void flush_output();
 

@@ -279,9 +279,9 @@ bool Watcher::try_to_reconnect() {
 
 void Watcher::announce_start() {
     if (!json_ && !commands_) {
-        day_ = date_text(now());
+        const std::string date = day_.begin(now());
         const std::string line =
-            terminal::printable("watching " + socket_ + " since " + day_ + ": " + counts_text(count(picture_)));
+            terminal::printable("watching " + socket_ + " since " + date + ": " + counts_text(count(picture_)));
         put_line(style_.short_lines ? shortened(line, SHORT_LINE) : line);
         say_line(event_heading_text(style_));
     }
@@ -289,9 +289,9 @@ void Watcher::announce_start() {
 
 // Times have no date, so a line says when another day has begun.
 void Watcher::say(Wall_Time time, const std::string &line) {
-    const std::string day = json_ || style_.dates ? day_ : date_text(time);
-    if (std::exchange(day_, day) != day) {
-        put_line(notice_text(time, "date", day, style_));
+    const std::optional<std::string> date = style_.dates ? std::nullopt : day_.next(time);
+    if (date) {
+        put_line(notice_text(time, "date", *date, style_));
     }
     say_line(line);
 }

@@ -8,6 +8,7 @@
 #include "tools/hbctl/arguments.h"
 #include "tools/hbctl/cluster_picture.h"
 #include "tools/hbctl/command_queue.h"
+#include "tools/hbctl/day_change.h"
 #include "tools/hbctl/event_stream.h"
 #include "tools/hbctl/migration.h"
 #include "tools/hbctl/render_text.h"
@@ -60,7 +61,7 @@ class Watcher {
     Event_Stream stream_;
     Picture picture_;
     std::vector<Subscription> subscriptions_;
-    std::string day_; // of the last line
+    Day_Change day_;
     std::uint64_t shown_ = 0;
     bool migration_tried_ = false;
     int failures_in_a_row_ = 0;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -254,17 +255,17 @@ void find_names(Connection &connection, const std::string &path, ordered_json &c
 }
 
 // A number that is not configured is the usual reason for a rejection. Only what joins may be without configuration.
-[[noreturn]] void fail_rejected(Connection &connection, const std::string &path, const ordered_json &command,
-                                const ordered_json &answer) {
+std::optional<std::string> better_reason(Connection &connection, const std::string &path,
+                                         const ordered_json &command) {
     const std::string noun = noun_of(command);
-    if (!noun.empty() && !command["do"].get<std::string>().ends_with("-join")) {
-        const auto why =
-            wispctl::why_not_configured(noun, command[noun].get<int64_t>(), ask_state(connection, path));
-        if (why) {
-            throw Failure(*why);
-        }
+    if (noun.empty() || command["do"].get<std::string>().ends_with("-join")) {
+        return std::nullopt;
     }
-    throw Failure(why_rejected(answer));
+    try {
+        return wispctl::why_not_configured(noun, command[noun].get<int64_t>(), ask_state(connection, path));
+    } catch (const Failure &) {
+        return std::nullopt; // the reason that was given is still true
+    }
 }
 
 int drive(const std::string &path, std::chrono::milliseconds patience, ordered_json command) {
@@ -272,7 +273,7 @@ int drive(const std::string &path, std::chrono::milliseconds patience, ordered_j
     find_names(connection, path, command);
     const ordered_json answer = ask(connection, path, command);
     if (answer["ok"] != true) {
-        fail_rejected(connection, path, command, answer);
+        throw Failure(better_reason(connection, path, command).value_or(why_rejected(answer)));
     }
     if (command["do"] == "state") {
         std::puts(terminal::printable_json(answer["state"].dump(2)).c_str());

@@ -47,14 +47,14 @@ std::vector<Member> members_of(const std::string &noun, const ordered_json &stat
         for (const ordered_json &node : state.at("nodes")) {
             if (noun == "node") {
                 members.push_back({node.at("number").get<std::uint32_t>(), node.at("name").get<std::string>(),
-                                   node.at("configured").get<bool>()});
+                                   node.value("configured", true)});
             } else {
                 const std::vector<Member> adapters = adapters_of(node, state);
                 members.insert(members.end(), adapters.begin(), adapters.end());
             }
         }
     } catch (const ordered_json::exception &) {
-        throw Failure("invalid state; is this wispd's control socket?");
+        throw Failure("the state of " + noun + "s has no names; use the number");
     }
     return members;
 }

@@ -13,8 +13,8 @@ namespace wispctl {
 // for a number that no integer holds.
 nlohmann::ordered_json member_of(const std::string &word);
 
-// Returns the number of the node or adapter ("alpha/net_a") with the name. Throws Failure. `state` is wispd's; it also
-// describes members that have left the configuration and can join again.
+// Returns the number of the node or adapter ("alpha/net_a") with the name. Throws Failure. The state of wispd
+// also describes members that have left the configuration and can join again; that of a cluster service has no adapters.
 int64_t find_member(const std::string &noun, const std::string &name, const nlohmann::ordered_json &state);
 
 // Returns a line about a number that is not configured; nothing if it is.

@@ -5,6 +5,7 @@
 
 #include "common/ip_address.h"
 #include "hb_client.h"
+#include "tools/hbctl/day_change.h"
 #include "tools/hbctl/plain_text.h"
 
 using namespace hbctl;
@@ -64,4 +65,15 @@ TEST(HbctlPlainText, TheDateHasNoTime) {
     EXPECT_EQ(text.size(), 10U);
     EXPECT_EQ(text.substr(4, 1), "-");
     EXPECT_TRUE(text.starts_with("1970-12-31") || text.starts_with("1971-01-01")) << text;
+}
+
+TEST(HbctlPlainText, AnotherDayIsNoticedOnce) {
+    const Wall_Time first(std::chrono::hours(24 * 365));
+    const Wall_Time next = first + std::chrono::hours(24);
+    Day_Change day;
+    EXPECT_EQ(day.next(first), std::nullopt) << "nothing has begun";
+    EXPECT_EQ(day.begin(first), date_text(first));
+    EXPECT_EQ(day.next(first), std::nullopt);
+    EXPECT_EQ(day.next(next), date_text(next));
+    EXPECT_EQ(day.next(next), std::nullopt);
 }
