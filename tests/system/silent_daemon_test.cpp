@@ -25,6 +25,7 @@ const std::vector<Words> HBCTL_VERBS{{"status"},
                                      {"networks"},
                                      {"adapters"},
                                      {"sites"},
+                                     {"top", "--once"},
                                      {"migrate", "--check"},
                                      {"route", "2"},
                                      {"route", "beta", "--shared"},
@@ -216,8 +217,8 @@ TEST_F(StoppedDaemon, OneSignalEndsEachCommandWhileItOpens) {
             line.insert(line.end(), words.begin(), words.end());
             expect_end_by(signal, start("hbctl", line), 0);
         }
-        for (const Words &words :
-             {Words{"status"}, Words{"node-down", "2"}, Words{"wait", "node", "2", "--up"}, Words{"check"}}) {
+        for (const Words &words : {Words{"status"}, Words{"top", "--once"}, Words{"node-down", "2"},
+                                   Words{"wait", "node", "2", "--up"}, Words{"check"}}) {
             Words line{"--socket", daemon.socket()};
             line.insert(line.end(), words.begin(), words.end());
             expect_end_by(signal, start("hbctl", line), std::nullopt);

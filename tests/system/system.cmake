@@ -37,7 +37,8 @@ add_library(
   ${system_dir}/readers.cpp
   ${system_dir}/service_client.cpp
   ${system_dir}/setup.cpp
-  ${system_dir}/stream.cpp)
+  ${system_dir}/stream.cpp
+  ${system_dir}/tmux.cpp)
 target_compile_definitions(
   system_test_support
   PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}"
@@ -76,6 +77,7 @@ hb_add_test(
   ${system_dir}/report_test.cpp
   ${system_dir}/service_test.cpp
   ${system_dir}/silent_daemon_test.cpp
+  ${system_dir}/top_test.cpp
   ${system_dir}/wait_test.cpp
   ${system_dir}/watch_exec_test.cpp
   ${system_dir}/wire_test.cpp
@@ -86,7 +88,8 @@ hb_add_test(
   LABELS
   system)
 set(system_programs system_test_client segment_reader cluster_events_example forking_client qz_mox_sim wispd wispctl hbctl)
-target_compile_definitions(system_test PRIVATE HB_WITH_COROSYNC=$<BOOL:${HB_WITH_COROSYNC}>)
+target_compile_definitions(system_test PRIVATE HB_WITH_COROSYNC=$<BOOL:${HB_WITH_COROSYNC}>
+                                               HB_WITH_NCURSES=$<BOOL:${HB_WITH_NCURSES}>)
 add_dependencies(system_test ${system_programs})
 
 hb_add_test(

@@ -23,6 +23,12 @@ hb_add_test(
   hbctl/text_table_test.cpp
   hbctl/wait_condition_test.cpp
   hbctl/waiting_test.cpp
+  hbctl/top/frame_test.cpp
+  hbctl/top/render_top_test.cpp
+  hbctl/top/sample_model.cpp
+  hbctl/top/text_columns_test.cpp
+  hbctl/top/top_model_test.cpp
+  hbctl/top/top_view_test.cpp
   errors/expected_errors.cpp
   LIBS
   hb_hbctl

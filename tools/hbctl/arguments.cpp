@@ -38,6 +38,9 @@ struct Raw {
     bool sites = false;
     bool different_instance = false;
     std::string events;
+    bool once = false;
+    std::int64_t width = 0;  // 0: not given
+    std::int64_t height = 0; // likewise
     Control_Words control;
     Wait_Words wait_or_check;
     std::string output;
@@ -49,6 +52,10 @@ struct Raw {
 };
 
 constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
+constexpr std::int64_t LEAST_WIDTH = 20;
+constexpr std::int64_t MOST_COLUMNS = 1000;
+constexpr std::int64_t LEAST_HEIGHT = 5;
+constexpr std::int64_t MOST_ROWS = 10'000;
 constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
 
 void add_table_options(CLI::App &verb, const std::vector<Column> &columns, Raw &raw) {
@@ -176,6 +183,23 @@ void add_report(CLI::App &app, Raw &raw) {
         ->type_name("FILE");
 }
 
+void add_top(CLI::App &app, Raw &raw) {
+    CLI::App *top = app.add_subcommand("top", "Show the cluster on the whole screen, as it changes");
+    CLI::Option *once = top->add_flag("--once", raw.once, "Print one frame as text and exit");
+    top->add_option("--width", raw.width, "With --once: columns (default: COLUMNS, or the terminal's, or 80)")
+        ->check(whole_number(LEAST_WIDTH, MOST_COLUMNS))
+        ->type_name("N")
+        ->needs(once);
+    top->add_option("--height", raw.height,
+                    "With --once: rows at most (default: the terminal's, or as many as needed)")
+        ->check(whole_number(LEAST_HEIGHT, MOST_ROWS))
+        ->type_name("N")
+        ->needs(once);
+    top->add_flag("--wait", raw.wait, "Wait for the daemon if it does not listen yet")->excludes(once);
+    top->footer(
+        "Press h for the keys, q to end. NO_COLOR turns colours off. --timeout ends it after this time.");
+}
+
 struct Grammar {
     CLI::App app{
         "Show the state of the cluster heartbeat daemon (nodes, networks, adapters, sites, routes, keys),\n"
@@ -194,7 +218,7 @@ Grammar::Grammar() {
         ->type_name("PATH");
     app.add_option("--timeout", raw.timeout,
                    "Give up when the daemon does not answer within this time (default 10);\n"
-                   "fractions are permitted. For watch and subscribe: exit after this time")
+                   "fractions are permitted. For watch, subscribe and top: exit after this time")
         ->check(positive_seconds())
         ->type_name("SECONDS");
     app.add_flag("--json", raw.json, "Print JSON, one object per line");
@@ -213,6 +237,7 @@ Grammar::Grammar() {
     CLI::App *subscribe = app.add_subcommand("subscribe", "Print selected events as they happen, one per line");
     add_subscribe(*subscribe, raw);
     add_limits(*subscribe, raw);
+    add_top(app, raw);
     add_wait(app, raw.wait_or_check);
     add_check(app, raw.wait_or_check);
     add_report(app, raw);
@@ -230,12 +255,22 @@ Grammar::Grammar() {
 }
 
 Verb verb_of(const std::string &name) {
-    static const std::map<std::string, Verb> verbs{
-        {"status", Verb::status},     {"nodes", Verb::nodes},         {"networks", Verb::networks},
-        {"adapters", Verb::adapters}, {"sites", Verb::sites},         {"watch", Verb::watch},
-        {"migrate", Verb::migrate},   {"subscribe", Verb::subscribe}, {"route", Verb::route},
-        {"wait", Verb::wait},         {"check", Verb::check},         {"report", Verb::report},
-        {"keys", Verb::keys},         {"multicast", Verb::multicast}, {"adapter-state", Verb::adapter_state}};
+    static const std::map<std::string, Verb> verbs{{"status", Verb::status},
+                                                   {"nodes", Verb::nodes},
+                                                   {"networks", Verb::networks},
+                                                   {"adapters", Verb::adapters},
+                                                   {"sites", Verb::sites},
+                                                   {"watch", Verb::watch},
+                                                   {"migrate", Verb::migrate},
+                                                   {"subscribe", Verb::subscribe},
+                                                   {"top", Verb::top},
+                                                   {"route", Verb::route},
+                                                   {"wait", Verb::wait},
+                                                   {"check", Verb::check},
+                                                   {"report", Verb::report},
+                                                   {"keys", Verb::keys},
+                                                   {"multicast", Verb::multicast},
+                                                   {"adapter-state", Verb::adapter_state}};
     const auto found = verbs.find(name);
     return found != verbs.end() ? found->second : Verb::control;
 }
@@ -286,6 +321,21 @@ Subscription_Request subscription_of(const Raw &raw) {
     return request;
 }
 
+Top_Options top_options(const Raw &raw) {
+    if (raw.json) {
+        throw CLI::ValidationError("--json",
+                                   "cannot be used with top: 'nodes', 'adapters' and 'watch' print JSON");
+    }
+    Top_Options options{raw.once, std::nullopt, std::nullopt};
+    if (raw.width > 0) {
+        options.width = static_cast<std::size_t>(raw.width);
+    }
+    if (raw.height > 0) {
+        options.height = static_cast<std::size_t>(raw.height);
+    }
+    return options;
+}
+
 Arguments arguments_of(const Grammar &grammar) {
     const Raw &raw = grammar.raw;
     Arguments arguments;
@@ -300,6 +350,9 @@ Arguments arguments_of(const Grammar &grammar) {
     }
     if (arguments.verb == Verb::wait) {
         arguments.wait = wait_condition(raw.wait_or_check);
+    }
+    if (arguments.verb == Verb::top) {
+        arguments.top = top_options(raw);
     }
     arguments.thresholds = thresholds(raw.wait_or_check);
     if (raw.json && (raw.no_headers || !raw.columns.empty() || raw.short_lines || raw.dates)) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@ enum class Verb {
     watch,
     migrate,
     subscribe,
+    top,
     route,
     keys,
     adapter_state,
@@ -51,13 +53,20 @@ struct Table_Choice {
     std::vector<std::string> columns; // empty: all
 };
 
+struct Top_Options {
+    bool once = false;
+    std::optional<std::size_t> width;  // columns; none: those of the terminal
+    std::optional<std::size_t> height; // rows; likewise
+};
+
 struct Arguments {
     Verb verb = Verb::status;
     bool json = false;
     std::optional<std::string> socket;
     std::chrono::milliseconds patience = common::DEFAULT_PATIENCE; // with the daemon
     Subscription_Request subscription;                             // of the verb subscribe
-    Watch_Limits limits;                                           // of watch and subscribe
+    Watch_Limits limits;                                           // of watch, subscribe and top
+    Top_Options top;
     Wait_Condition wait;
     Thresholds thresholds;             // of check
     Table_Choice table;                // of the verbs that list

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/hbctl/event_stream.h"
 
+#include <string_view>
 #include <utility>
 
 #include "tools/hbctl/event_reader.h"
 #include "tools/hbctl/library_call.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/request.h"
+#include "tools/hbctl/subscription.h"
 
 namespace hbctl {
 namespace {
+
+constexpr const char *PROBE_NAME = "hbctl-probe";
 
 Picture picture_after_change(const Picture &old) {
     Picture fresh = read_picture();
@@ -35,6 +39,15 @@ void Event_Stream::attach_to_service() {
     attach();
 }
 
+// The daemon answers each subscription with the present members. One node is enough.
+void Event_Stream::probe(const Picture &picture) {
+    if (!picture.nodes.empty()) {
+        const Member_Word node{static_cast<std::uint32_t>(picture.nodes.front().number), ""};
+        has_probed_ = true;
+        Subscription({PROBE_NAME, Selection::nodes, {node}, "", HB_EVENT_NEW_GROUP}).ask();
+    }
+}
+
 Arrival Event_Stream::next(int stop_descriptor, const Deadline &deadline, Picture &picture,
                            Event_Record &event) {
     for (;;) {
@@ -57,6 +70,9 @@ Arrival Event_Stream::next(int stop_descriptor, const Deadline &deadline, Pictur
         if (hb_get_event_message(ready_.data(), &at_once, &kind, name, group_.get(), &sequence) == Hb_Success) {
             if (kind == HB_EVENT_NONE) {
                 continue; // an event that turned out to be empty
+            }
+            if (has_probed_ && std::string_view(name) == PROBE_NAME) {
+                return Arrival::answered;
             }
             if (kind == HB_EVENT_CONFIG) {
                 picture = picture_after_change(picture);

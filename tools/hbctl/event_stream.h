@@ -14,6 +14,7 @@ namespace hbctl {
 
 enum class Arrival {
     event,         // the record is filled and the picture is up to date
+    answered,      // the daemon answered probe()
     dropped,       // a malformed record was dropped; its sequence number is in the record
     time_over,     // the deadline passed
     stopped,       // the user wants to stop
@@ -31,6 +32,10 @@ class Event_Stream {
     // The same after the library has left the daemon for the cluster service.
     void attach_to_service();
 
+    // Asks the daemon for an answer, which next() returns as `answered`: a connection is silent while nothing changes, and
+    // also while the daemon is stopped. Throws Request_Failed.
+    void probe(const Picture &picture);
+
     // Throws Request_Failed for a failure that is neither `dropped` nor `lost`.
     Arrival next(int stop_descriptor, const Deadline &deadline, Picture &picture, Event_Record &event);
 
@@ -38,6 +43,7 @@ class Event_Stream {
     std::vector<int> descriptors_;
     std::vector<int> ready_;
     bool from_service_ = false;
+    bool has_probed_ = false;
     std::unique_ptr<Hb_Group> group_; // far too large for a stack
 };
 

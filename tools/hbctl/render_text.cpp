@@ -417,6 +417,14 @@ std::string multicast_text(const Multicast_Request &request, std::size_t bytes, 
            std::to_string(request.port) + " of " + counted(request.nodes.size(), "node");
 }
 
+std::string event_kind_text(const Event_Record &event) {
+    return kind_text(event);
+}
+
+std::string event_detail_text(const Event_Record &event) {
+    return detail_text(event, false);
+}
+
 std::string event_heading_text(const Event_Style &style) {
     return event_line("SEQ", "TIME", "EVENT", "WHAT", style);
 }

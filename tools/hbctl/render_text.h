@@ -45,6 +45,10 @@ constexpr std::size_t SHORT_LINE = 80;
 std::string event_heading_text(const Event_Style &style = {});
 std::string event_text(const Event_Record &event, const Event_Style &style = {});
 
+// Parts of that line: "node death", and what happened.
+std::string event_kind_text(const Event_Record &event);
+std::string event_detail_text(const Event_Record &event);
+
 // A line between the events, about the connection to the daemon or the date.
 std::string notice_text(Wall_Time time, const std::string &kind, const std::string &detail,
                         const Event_Style &style = {});

@@ -101,6 +101,7 @@ State_Watch::Result State_Watch::follow() {
             return Result::time_over;
         case Arrival::output_closed:
             throw Output_Closed{};
+        case Arrival::answered:
         case Arrival::dropped:
         case Arrival::stopped:
         case Arrival::failed:

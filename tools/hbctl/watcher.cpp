@@ -131,6 +131,8 @@ Watcher::Next Watcher::read_one() {
     case Arrival::failed:
         handle_failure();
         return Next::go_on;
+    case Arrival::answered:
+        return Next::go_on;
     case Arrival::time_over:
     case Arrival::stopped:
     case Arrival::output_closed:

@@ -47,6 +47,22 @@ TEST(HbctlArguments, EveryVerbIsKnown) {
     EXPECT_EQ(sound({"subscribe", "--all-nodes"}).verb, Verb::subscribe);
 }
 
+TEST(HbctlArguments, TopHasASizeForOneFrameOnly) {
+    EXPECT_EQ(sound({"top"}).verb, Verb::top);
+    EXPECT_FALSE(sound({"top"}).top.once);
+    const Arguments once = sound({"top", "--once", "--width", "132", "--height", "40"});
+    EXPECT_TRUE(once.top.once);
+    EXPECT_EQ(once.top.width, 132U);
+    EXPECT_EQ(once.top.height, 40U);
+    EXPECT_EQ(sound({"top", "--once"}).top.width, std::nullopt);
+    EXPECT_TRUE(sound({"top", "--wait"}).limits.wait);
+    EXPECT_THAT(refused({"top", "--width", "80"}), HasSubstr("--once"));
+    EXPECT_THAT(refused({"top", "--once", "--wait"}), HasSubstr("--once"));
+    EXPECT_THAT(refused({"top", "--once", "--width", "19"}), HasSubstr("--width"));
+    EXPECT_THAT(refused({"top", "--once", "--height", "4"}), HasSubstr("--height"));
+    EXPECT_THAT(refused({"top", "--json"}), HasSubstr("--json"));
+}
+
 TEST(HbctlArguments, WatchMigratesAfterSoManyEventsAndAlsoAtOnce) {
     EXPECT_EQ(sound({"watch"}).limits.migrate_after, std::nullopt);
     EXPECT_EQ(sound({"watch", "--migrate-after", "4"}).limits.migrate_after, 4U);

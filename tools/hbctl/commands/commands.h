@@ -14,6 +14,7 @@ int show_sites(const Arguments &arguments);
 int check_migration(const Arguments &arguments);
 int watch(const Arguments &arguments);
 int subscribe(const Arguments &arguments);
+int top(const Arguments &arguments);
 int show_route(const Arguments &arguments);
 int show_keys(const Arguments &arguments);
 int show_adapter_states(const Arguments &arguments);

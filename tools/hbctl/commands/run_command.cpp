@@ -21,6 +21,8 @@ int run_command(const Arguments &arguments) {
         return watch(arguments);
     case Verb::subscribe:
         return subscribe(arguments);
+    case Verb::top:
+        return top(arguments);
     case Verb::route:
         return show_route(arguments);
     case Verb::keys:
