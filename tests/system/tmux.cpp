@@ -44,14 +44,23 @@ Tmux::Tmux(const Terminal_Size &size, const std::vector<std::pair<std::string, s
     }
     words.emplace_back("exec env 'PS1=shell> ' bash --noprofile --norc -i"); // tmux's own shell drops PS1
     run(words);
-    run({"set-option", "-g", "status", "off"}); // every row is the program's
-    run({"resize-window", "-x", std::to_string(size.columns), "-y", std::to_string(size.rows)});
-    if (!wait_shown("shell>")) {
-        throw std::runtime_error("the shell in tmux does not start: " + screen());
+    try {
+        run({"set-option", "-g", "status", "off"}); // every row is the program's
+        run({"resize-window", "-x", std::to_string(size.columns), "-y", std::to_string(size.rows)});
+        if (!wait_shown("shell>")) {
+            throw std::runtime_error("the shell in tmux does not start: " + screen());
+        }
+    } catch (...) {
+        end();
+        throw;
     }
 }
 
 Tmux::~Tmux() {
+    end();
+}
+
+void Tmux::end() const {
     run_program({"tmux", "-S", directory_.file("t"), "kill-server"});
 }
 

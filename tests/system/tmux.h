@@ -49,6 +49,7 @@ class Tmux {
     pid_t program() const;
 
   private:
+    void end() const;
     std::string run(std::vector<std::string> words) const;
 
     Temp_Dir directory_;

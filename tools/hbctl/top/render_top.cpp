@@ -327,7 +327,7 @@ void add_key(const std::string &key, const std::string &meaning, Text_Line &line
 Text_Line meanings_line(bool fresh, std::size_t width) {
     Text_Line line(width);
     for (const Meaning_Of_Glyph &meaning : glyph_meanings(fresh)) {
-        if (width_of(meaning.glyph + meaning.meaning) + 3 <= line.left()) {
+        if (width_of(meaning.glyph + meaning.meaning) + 3 < line.left()) {
             line.add("  ").add(meaning.glyph, meaning.style).add(" " + meaning.meaning, Style::faint);
         }
     }

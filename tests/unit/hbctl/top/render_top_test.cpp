@@ -114,6 +114,27 @@ TEST_F(TopFrames, FitTheScreenInEverySizeAndForEveryCluster) {
     }
 }
 
+TEST_F(TopFrames, FitEveryWidthAndEveryHeight) {
+    const Sample sample{30, 3, true};
+    Top_Model model = model_of(sample);
+    let_die(7, sample, model);
+    Top_View searching;
+    searching.search = "node-1";
+    searching.typing = true;
+    Top_View helping;
+    helping.help = true;
+    for (const Top_View &view : {Top_View(), searching, helping}) {
+        for (std::size_t columns = 1; columns <= 150; ++columns) {
+            for (const seconds age : {seconds(0), seconds(60)}) {
+                expect_fits(screen_frame(model, view, {columns, 24}, moment(age)), {columns, 24});
+            }
+        }
+        for (std::size_t rows = 1; rows <= 60; ++rows) {
+            EXPECT_EQ(screen_frame(model, view, {80, rows}, moment()).lines.size(), rows);
+        }
+    }
+}
+
 TEST_F(TopFrames, AFewNodesHaveALineEachWithStatesInWords) {
     Top_Model model = model_of({});
     let_die(3, {}, model);
