@@ -99,7 +99,7 @@ int main() {
         }
     }
     std::sort(times.begin(), times.end());
-    std::printf("hbctl top, %zu events on the screen: median %.1f ms, 95 %% within %.1f ms, longest %.1f ms\n",
+    std::printf("screen of hbctl top, %zu events: median %.1f ms, 95 %% within %.1f ms, longest %.1f ms\n",
                 times.size(), times[times.size() / 2], times[times.size() * 95 / 100], times.back());
     return daemon.stop() ? 0 : 1;
 }
