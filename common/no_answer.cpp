@@ -1,7 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/no_answer.h"
 
+#include <algorithm>
+
 namespace common {
+
+std::chrono::milliseconds patience_of(double seconds) {
+    // Not rounded up: 32-bit processors multiply 0.1 by 1000 to a little more than 100.
+    return std::max(std::chrono::milliseconds(1),
+                    std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+}
 
 std::string seconds_text(std::chrono::milliseconds time) {
     std::string text = std::to_string(time.count() / 1000);

@@ -10,6 +10,9 @@ namespace common {
 // How long a command waits for wispd unless --timeout changes it.
 inline constexpr std::chrono::seconds DEFAULT_PATIENCE{10};
 
+// The argument of --timeout, to the nearest millisecond, and at least one.
+std::chrono::milliseconds patience_of(double seconds);
+
 // "10 s", "2.5 s"
 std::string seconds_text(std::chrono::milliseconds time);
 

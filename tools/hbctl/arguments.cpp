@@ -365,8 +365,7 @@ Arguments arguments_of(const Grammar &grammar) {
         arguments.limits.count = raw.count;
     }
     if (raw.timeout > 0) {
-        arguments.patience =
-            std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(raw.timeout));
+        arguments.patience = common::patience_of(raw.timeout);
         arguments.limits.timeout = arguments.patience;
     }
     arguments.limits.wait = raw.wait;

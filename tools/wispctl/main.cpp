@@ -340,8 +340,7 @@ int main(int argc, char **argv) {
         control = wispd::control_path_for(socket.empty() ? common::socket_path_from_environment() : socket);
     }
     try {
-        const std::chrono::duration<double> patience(seconds);
-        return drive(control, std::chrono::ceil<std::chrono::milliseconds>(patience), command);
+        return drive(control, common::patience_of(seconds), command);
     } catch (const std::exception &error) {
         std::fputs(text("wispctl: ", terminal::printable(error.what()), "\n").c_str(), stderr);
         return FAILED;
