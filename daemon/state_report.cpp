@@ -162,7 +162,7 @@ ordered_json source_of(const Engine_Status *engine) {
     if (engine == nullptr) {
         return {{"type", "file"}};
     }
-    const char *state = engine->silent ? "silent" : engine->connected ? "connected" : "gone";
+    const char *state = engine->silent ? "silent" : engine->connected ? "connected" : "disconnected";
     ordered_json source = {{"type", "corosync"}, {"engine", state}};
     if (!engine->connected) {
         source["trouble"] = engine->trouble;

@@ -433,7 +433,7 @@ TEST_F(WispdOnCorosyncTest, AnEngineThatIsBackWithinTheGraceChangesNothing) {
     cluster.hosts().kill(1);
     ASSERT_TRUE(cluster.wispd(1).wait_logged("Corosync disconnected"));
     const nlohmann::json gone = cluster.wispd(1).state().at("source");
-    EXPECT_EQ(gone.at("engine"), "gone");
+    EXPECT_EQ(gone.at("engine"), "disconnected");
     EXPECT_THAT(gone.at("trouble").get<std::string>(), testing::Not(IsEmpty()));
     EXPECT_EQ(gone.at("awaited_nodes"), (nlohmann::json{2, 3}));
     EXPECT_TRUE(cluster.wispd(1).wait_engine_in_file("disconnected"));

@@ -135,7 +135,7 @@ TEST_F(WispdStateReport, SaysWhereTheClusterComesFrom) {
     status.refused = "no number";
     status.awaited = {2, 3};
     EXPECT_EQ(state()["source"], json({{"type", "corosync"},
-                                       {"engine", "gone"},
+                                       {"engine", "disconnected"},
                                        {"trouble", "it ended"},
                                        {"attempts", 3},
                                        {"refused_configuration", "no number"},
