@@ -14,7 +14,7 @@ FUNCTION_members() {
 # FUNCTION_words KIND SOCKET WORD-BEFORE: prints the values of a kind that are words.
 FUNCTION_words() {
     case $1 in
-    words\ *) echo "${1#words }" ;;
+    words\ *) tr ' ' '\n' <<<"${1#words }" ;;
     nodes) FUNCTION_members nodes node "$2" ;;
     adapters) FUNCTION_members adapters adapter "$2" ;;
     networks) FUNCTION_members networks network "$2" ;;
@@ -29,7 +29,7 @@ FUNCTION_words() {
 
 # FUNCTION_reply KIND CURRENT SOCKET WORD-BEFORE: fills COMPREPLY.
 FUNCTION_reply() {
-    local kind=$1 current=$2 before=
+    local kind=$1 current=$2 before='' word quoted
     case $kind in
     files)
         compopt -o filenames 2>/dev/null
@@ -50,7 +50,12 @@ FUNCTION_reply() {
         esac
         ;;
     esac
-    mapfile -t COMPREPLY < <(compgen -P "$before" -W "$(FUNCTION_words "$kind" "$3" "$4")" -- "$current")
+    # A name of a cluster is text from elsewhere: compgen -W would run commands that it contains, and the shell would run
+    # them after Enter if the name were inserted without quotes.
+    while IFS= read -r word; do
+        printf -v quoted %q "$word"
+        if [[ $word == "$current"* || $quoted == "$current"* ]]; then COMPREPLY+=("$before$quoted"); fi
+    done < <(FUNCTION_words "$kind" "$3" "$4")
 }
 
 FUNCTION() {

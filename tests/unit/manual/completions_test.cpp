@@ -5,6 +5,7 @@
 #include <regex>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -198,6 +199,19 @@ TEST_F(BashCompletions, AskOnlyBrieflyAndTheDaemonThatIsNamed) {
 TEST_F(BashCompletions, AreSilentWithoutADaemon) {
     write_text(directory.file("hbctl"), "#!/bin/sh\necho trouble >&2\nexit 1\n");
     EXPECT_EQ(offered("hbctl route "), Names{});
+}
+
+// A name of the cluster is text from elsewhere.
+TEST_F(BashCompletions, InsertNamesAsDataAndRunNothing) {
+    write_text(directory.file("hbctl"), "#!/bin/sh\ncat <<'END'\n"
+                                        "{\"node\":3,\"name\":\"$(touch${IFS}ran)\"}\n"
+                                        "{\"node\":4,\"name\":\"`touch ran`\"}\n"
+                                        "{\"node\":5,\"name\":\"two words\"}\n"
+                                        "END\n");
+    EXPECT_EQ(offered("hbctl route "),
+              (Names{"3", "4", "5", "\\$\\(touch\\$\\{IFS\\}ran\\)", "\\`touch\\ ran\\`", "two\\ words"}));
+    EXPECT_EQ(offered("wispctl node-down tw"), Names{"two\\ words"});
+    EXPECT_NE(access(directory.file("ran").c_str(), F_OK), 0) << "a name was run";
 }
 
 // ---- fish ----
