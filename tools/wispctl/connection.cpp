@@ -77,8 +77,9 @@ void Connection::connect() {
     }
 }
 
-std::string Connection::ask(const std::string &line) {
+std::string Connection::ask(const std::string &line, bool changes) {
     send_line(line + '\n');
+    can_still_act_ = changes;
     std::string answer;
     while (answer.empty() || answer.back() != '\n') {
         if (!read_more(answer)) {
@@ -146,7 +147,8 @@ bool Connection::wait_for(short events) const {
 }
 
 void Connection::fail_late() const {
-    throw Late(common::no_answer_line(path_, patience_));
+    const char *warning = can_still_act_ ? "; it can still carry out the command when it continues" : "";
+    throw Late(common::no_answer_line(path_, patience_) + warning);
 }
 
 } // namespace wispctl

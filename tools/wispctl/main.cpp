@@ -222,7 +222,7 @@ std::size_t nesting_of(const std::string &json) {
 // Returns the complete answer, also one that rejects the command.
 ordered_json ask(Connection &connection, const std::string &path, const ordered_json &command) {
     const std::string line = command.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-    const std::string text_of_answer = connection.ask(line);
+    const std::string text_of_answer = connection.ask(line, command["do"] != "state");
     const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
     ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
     if (!answer.is_object() || !answer.contains("ok")) {
