@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "common/option_tree.h"
+#include "common/printable.h"
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/member_word.h"
@@ -354,6 +355,9 @@ Arguments arguments_of(const Grammar &grammar) {
     if (arguments.verb == Verb::top) {
         arguments.top = top_options(raw);
     }
+    if (arguments.verb == Verb::check && raw.json) {
+        throw CLI::ValidationError("--json", "cannot be used with check: 'status' prints JSON");
+    }
     arguments.thresholds = thresholds(raw.wait_or_check);
     if (raw.json && (raw.no_headers || !raw.columns.empty() || raw.short_lines || raw.dates)) {
         throw CLI::ValidationError("--json", "cannot be used with options for text");
@@ -390,15 +394,16 @@ std::string unknown_verb(const CLI::App &app) {
     return app.get_subcommands().empty() && !left.empty() ? left.front() : "";
 }
 
-// For a monitoring system the usual status of a usage error means CRITICAL.
-int misuse_status(const CLI::App &app) {
-    return app.got_subcommand("check") ? static_cast<int>(Health::unknown) : STATUS_USAGE;
-}
-
 Parsed misuse(const CLI::App &app, const std::string &complaint) {
     Parsed parsed;
-    parsed.exit_status = misuse_status(app);
+    parsed.exit_status = STATUS_USAGE;
     parsed.complaint = "hbctl: " + complaint;
+    if (app.got_subcommand("check")) {
+        // A monitoring system reads one line of standard output only, and the usual status means CRITICAL to it.
+        const std::string line = complaint.substr(0, complaint.find('\n'));
+        parsed.exit_status = static_cast<int>(Health::unknown);
+        parsed.output = terminal::printable(health_text(Health::unknown, line)) + "\n";
+    }
     return parsed;
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -163,6 +164,20 @@ TEST(HbctlArguments, ListsHaveColumns) {
     EXPECT_THAT(refused({"status", "--columns", "NAME"}), HasSubstr("--columns"));
     EXPECT_THAT(refused({"nodes", "--json", "--columns", "NAME"}), HasSubstr("--json"));
     EXPECT_THAT(refused({"nodes", "--json", "--no-headers"}), HasSubstr("--json"));
+}
+
+TEST(HbctlArguments, AMistakeInCheckIsAlsoOneLineForTheMonitoringSystem) {
+    const Parsed json = parse({"--json", "check"});
+    EXPECT_FALSE(json.arguments.has_value());
+    EXPECT_EQ(json.exit_status, 3);
+    EXPECT_EQ(json.output, "CLUSTER UNKNOWN - --json: cannot be used with check: 'status' prints JSON\n");
+    EXPECT_THAT(json.complaint, StartsWith("hbctl: --json: cannot be used with check"));
+    const Parsed bar = parse({"check", "--warning", "a|b\x1b"});
+    EXPECT_EQ(bar.exit_status, 3);
+    EXPECT_THAT(bar.output, StartsWith("CLUSTER UNKNOWN - --warning: "));
+    EXPECT_THAT(bar.output, testing::Not(testing::AnyOf(HasSubstr("|"), HasSubstr("\x1b"))));
+    EXPECT_EQ(std::count(bar.output.begin(), bar.output.end(), '\n'), 1);
+    EXPECT_EQ(parse({"check", "--help"}).exit_status, 0);
 }
 
 TEST(HbctlArguments, LinesOfWatchCanBeShortOrHaveDates) {
