@@ -149,7 +149,7 @@ TEST_F(TopScreen, KeysShowHelpFilterSearchAndEndIt) {
     terminal->press({"Escape"});
     EXPECT_TRUE(terminal->wait_hidden("search a node by number or name"));
     terminal->press({"f"});
-    EXPECT_TRUE(terminal->wait_shown("down only"));
+    EXPECT_TRUE(terminal->wait_shown("problems only"));
     EXPECT_TRUE(terminal->wait_hidden("10.1.0.2"));
     EXPECT_TRUE(terminal->shows("10.1.0.4"));
     terminal->press({"f"});
