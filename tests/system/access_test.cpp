@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -125,6 +126,8 @@ TEST_P(Access, WhatActsOnTheNodeIsRefusedAndLoggedAndChangesNothing) {
                                                {"multicast", "--port", "1", "--nodes", "2", "hello"}}) {
         EXPECT_TRUE(is_refused(words, "3")) << words.front() << " has no answer, and is not reported as sent";
     }
+    EXPECT_THAT(hbctl_as(NOBODY, {"multicast", "--port", "1", "--nodes", "2", "h"}).errors,
+                testing::HasSubstr("cannot deliver a message of 1 byte: "));
     // A later request has been answered, so the daemon has read all requests of these clients.
     EXPECT_TRUE(is_refused({"unconfigure", "3"}, "3"));
     for (const char *logged :
