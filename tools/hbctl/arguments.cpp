@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/complaint.h"
 #include "common/option_tree.h"
 #include "common/printable.h"
 #include "tools/hbctl/control_grammar.h"
@@ -418,11 +419,16 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     } catch (const CLI::ParseError &error) {
         const std::string unknown = unknown_verb(grammar.app);
         if (!unknown.empty()) {
-            return misuse(grammar.app, "unknown command or option '" + unknown +
-                                           "'\nRun with --help for more information.\n");
+            return misuse(grammar.app, common::unknown_word_line("hbctl", unknown) + "\n");
         }
         if (error.get_name() == "RequiredError" && grammar.app.get_subcommands().empty()) {
-            return misuse(grammar.app, "a command is required\nRun with --help for more information.\n");
+            return misuse(grammar.app, common::no_command_line("hbctl") + "\n");
+        }
+        if (error.get_exit_code() != 0 && grammar.app.got_subcommand("wait")) {
+            const std::string unfit = complaint_about_subject(*grammar.app.get_subcommand("wait"));
+            if (!unfit.empty()) {
+                return misuse(grammar.app, unfit + "\n");
+            }
         }
         std::ostringstream output;
         std::ostringstream complaint;

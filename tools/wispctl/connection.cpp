@@ -11,6 +11,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/complaint.h"
 #include "common/no_answer.h"
 #include "common/socket_path.h"
 #include "host/text.h"
@@ -44,12 +45,12 @@ sockaddr_un address_of(const std::string &path) {
 
 [[noreturn]] void fail_to_connect(const std::string &path, int why) {
     if (why == ENOENT || why == ECONNREFUSED) {
-        throw Failure(
-            text("no wispd listens at ", path,
-                 " (choose another path with --control or --socket, or the variable HB_SERVER_SOCKET)"));
+        throw Failure(common::no_daemon_line(path));
     }
-    const char *advice = why == EACCES ? "; run as root or as a member of wispd's control_group" : "";
-    throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why), advice));
+    if (why == EACCES) {
+        throw Failure(common::no_access_line(path, "control_group"));
+    }
+    throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why)));
 }
 
 } // namespace

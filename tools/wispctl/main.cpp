@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "common/complaint.h"
 #include "common/no_answer.h"
 #include "common/option_tree.h"
 #include "common/printable.h"
@@ -320,14 +321,12 @@ int main(int argc, char **argv) {
         return USAGE;
     } catch (const CLI::ParseError &error) {
         if (app.get_subcommands().empty() && !app.remaining().empty()) {
-            std::fputs(text("wispctl: unknown command '", terminal::printable(app.remaining().front()),
-                            "'; wispctl --help lists them\n")
-                           .c_str(),
-                       stderr);
+            const std::string line = common::unknown_word_line("wispctl", app.remaining().front());
+            std::fputs(text("wispctl: ", terminal::printable(line), "\n").c_str(), stderr);
             return USAGE;
         }
         if (app.get_subcommands().empty() && error.get_name() == "RequiredError") {
-            std::fputs("wispctl: a command is required; wispctl --help lists them\n", stderr);
+            std::fputs(text("wispctl: ", common::no_command_line("wispctl"), "\n").c_str(), stderr);
             return USAGE;
         }
         std::ostringstream complaint;
