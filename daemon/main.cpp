@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/complaint.h"
 #include "common/option_tree.h"
 #include "common/printable.h"
 #include "common/socket_path.h"
@@ -154,6 +155,12 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
+        // CLI11 reports a missing --config before a word that it does not know.
+        if (error.get_exit_code() != 0 && !app.remaining().empty()) {
+            const std::string line = common::unknown_word_line("wispd", app.remaining().front());
+            std::cerr << "wispd: " << terminal::printable(line) << "\n";
+            return USAGE;
+        }
         std::ostringstream complaint;
         const bool is_misuse = app.exit(error, std::cout, complaint) != 0;
         if (is_misuse) {

@@ -64,8 +64,7 @@ TEST_F(Three_Roles, OnlyAnAdministratorControls) {
     Guarded_Daemon guarded;
     ASSERT_TRUE(guarded.start());
     for (const Role role : {Role::outsider, Role::client, Role::actor}) {
-        expect_may_not_control(guarded, role,
-                               "Permission denied; run as root or as a member of wispd's control_group");
+        expect_may_not_control(guarded, role, ": run as root or as a member of wispd's control_group");
     }
     EXPECT_EQ(guarded.wispctl(Role::administrator, {"node-down", "3"}).exit_status, 0);
     EXPECT_EQ(guarded.state_of_node(3), "down");
@@ -79,7 +78,7 @@ TEST_F(Three_Roles, WithoutTheKeysOnlyRootActsAndControls) {
     EXPECT_EQ(guarded.hbctl(Role::client, {"unconfigure", "2"}).exit_status, 1);
     EXPECT_EQ(guarded.hbctl(Role::actor, {"unconfigure", "2"}).exit_status, 1);
     for (const Role role : {Role::client, Role::actor, Role::administrator}) {
-        expect_may_not_control(guarded, role, "Permission denied");
+        expect_may_not_control(guarded, role, "permission denied");
     }
     EXPECT_EQ(guarded.hbctl(Role::root, {"unconfigure", "2"}).exit_status, 0);
     EXPECT_EQ(guarded.wispctl(Role::root, {"node-down", "3"}).exit_status, 0);

@@ -280,7 +280,8 @@ TEST_F(Wispctl, WhatDoesNotApplyIsRefusedWithTheReason) {
 }
 
 TEST_F(Wispctl, MisuseExits2) {
-    fails(2, {"node-sideways", "3"}, "node-sideways");
+    fails(2, {"node-sideways", "3"}, "wispctl: unknown command 'node-sideways'; wispctl --help lists them\n");
+    fails(2, {"--sideways"}, "wispctl: unknown option '--sideways'; wispctl --help lists them\n");
     fails(2, {"node-down"}, "node");
     fails(2, {"node-down", ""}, "node");
     fails(2, {"node-down", "99999999999999999999"}, "99999999999999999999");
@@ -321,9 +322,16 @@ TEST(WispctlAlone, WithoutADaemonSaysSoInOneLineAndExits1) {
         run({programs_of_this_build().path("wispctl"), "--control", directory.file("nobody"), "state"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_NE(outcome.errors.find("no wispd listens at " + directory.file("nobody")), std::string::npos)
+    EXPECT_NE(outcome.errors.find("no heartbeat daemon listens at " + directory.file("nobody")),
+              std::string::npos)
         << outcome.errors;
     EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+}
+
+TEST(WispdAlone, NamesTheOptionThatItDoesNotKnow) {
+    const Outcome outcome = run({programs_of_this_build().path("wispd"), "--sideways"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, "wispd: unknown option '--sideways'; wispd --help lists them\n");
 }
 
 TEST(WispdTimeline, ThatIsBrokenIsRefusedAtTheStartWithItsPlace) {

@@ -161,6 +161,8 @@ TEST_P(HbctlNames, ThatAreUnknownAreRejectedWithTheNamesThatExist) {
     EXPECT_EQ(hbctl({"wait", "node", "omega", "--up"}), failed("node omega" + nodes));
     EXPECT_EQ(hbctl({"subscribe", "--nodes", "1,omega"}), failed("node omega" + nodes));
     EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "omega", "x"}), failed("node omega" + nodes));
+    EXPECT_EQ(hbctl({"multicast", "--port", "1", "--nodes", "2,77", "x"}),
+              failed("node 77 is not configured (nodes: 1-4)"));
     EXPECT_EQ(
         hbctl({"adapter-down", "gamma"}),
         failed("adapter gamma is not configured (adapters: alpha/net_a, alpha/net_b, beta/net_a, beta/net_b, "

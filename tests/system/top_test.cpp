@@ -149,7 +149,7 @@ TEST_F(TopScreen, KeysShowHelpFilterSearchAndEndIt) {
     terminal->press({"Escape"});
     EXPECT_TRUE(terminal->wait_hidden("search a node by number or name"));
     terminal->press({"f"});
-    EXPECT_TRUE(terminal->wait_shown("down only"));
+    EXPECT_TRUE(terminal->wait_shown("problems only"));
     EXPECT_TRUE(terminal->wait_hidden("10.1.0.2"));
     EXPECT_TRUE(terminal->shows("10.1.0.4"));
     terminal->press({"f"});
@@ -292,6 +292,11 @@ TEST_F(TopScreen, ColoursAreAChoiceAndStatesDoNotNeedThem) {
     terminal->type_line("export TERM=unheard-of");
     start("");
     EXPECT_TRUE(terminal->wait_shown("the terminal type 'unheard-of' is unknown")) << terminal->screen();
+    EXPECT_TRUE(terminal->wait_shown("ended with 1")) << terminal->screen();
+    terminal->type_line("export TERM=vt100; clear; export TERM=dumb");
+    start("");
+    EXPECT_TRUE(terminal->wait_shown("the terminal type 'dumb' cannot move the cursor")) << terminal->screen();
+    EXPECT_TRUE(terminal->wait_shown("ended with 1")) << terminal->screen();
 }
 
 // HB_TOP_CHANGES lets that many changes follow each other; each is several events.

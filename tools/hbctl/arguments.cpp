@@ -7,7 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/complaint.h"
 #include "common/option_tree.h"
+#include "common/printable.h"
 #include "tools/hbctl/control_grammar.h"
 #include "tools/hbctl/event_names.h"
 #include "tools/hbctl/member_word.h"
@@ -354,6 +356,9 @@ Arguments arguments_of(const Grammar &grammar) {
     if (arguments.verb == Verb::top) {
         arguments.top = top_options(raw);
     }
+    if (arguments.verb == Verb::check && raw.json) {
+        throw CLI::ValidationError("--json", "cannot be used with check: 'status' prints JSON");
+    }
     arguments.thresholds = thresholds(raw.wait_or_check);
     if (raw.json && (raw.no_headers || !raw.columns.empty() || raw.short_lines || raw.dates)) {
         throw CLI::ValidationError("--json", "cannot be used with options for text");
@@ -390,15 +395,16 @@ std::string unknown_verb(const CLI::App &app) {
     return app.get_subcommands().empty() && !left.empty() ? left.front() : "";
 }
 
-// For a monitoring system the usual status of a usage error means CRITICAL.
-int misuse_status(const CLI::App &app) {
-    return app.got_subcommand("check") ? static_cast<int>(Health::unknown) : STATUS_USAGE;
-}
-
 Parsed misuse(const CLI::App &app, const std::string &complaint) {
     Parsed parsed;
-    parsed.exit_status = misuse_status(app);
+    parsed.exit_status = STATUS_USAGE;
     parsed.complaint = "hbctl: " + complaint;
+    if (app.got_subcommand("check")) {
+        // A monitoring system reads one line of standard output only, and the usual status means CRITICAL to it.
+        const std::string line = complaint.substr(0, complaint.find('\n'));
+        parsed.exit_status = static_cast<int>(Health::unknown);
+        parsed.output = terminal::printable(health_text(Health::unknown, line)) + "\n";
+    }
     return parsed;
 }
 
@@ -413,11 +419,16 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     } catch (const CLI::ParseError &error) {
         const std::string unknown = unknown_verb(grammar.app);
         if (!unknown.empty()) {
-            return misuse(grammar.app, "unknown command or option '" + unknown +
-                                           "'\nRun with --help for more information.\n");
+            return misuse(grammar.app, common::unknown_word_line("hbctl", unknown) + "\n");
         }
         if (error.get_name() == "RequiredError" && grammar.app.get_subcommands().empty()) {
-            return misuse(grammar.app, "a command is required\nRun with --help for more information.\n");
+            return misuse(grammar.app, common::no_command_line("hbctl") + "\n");
+        }
+        if (error.get_exit_code() != 0 && grammar.app.got_subcommand("wait")) {
+            const std::string unfit = complaint_about_subject(*grammar.app.get_subcommand("wait"));
+            if (!unfit.empty()) {
+                return misuse(grammar.app, unfit + "\n");
+            }
         }
         std::ostringstream output;
         std::ostringstream complaint;

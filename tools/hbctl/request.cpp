@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <unistd.h>
 
+#include "common/complaint.h"
 #include "common/socket_path.h"
 #include "tools/hbctl/error_text.h"
 
@@ -25,10 +26,9 @@ std::string unreachable_line(const std::string &path) {
                ": set a shorter one with HB_SERVER_SOCKET or --socket";
     }
     if (may_not_use(path)) {
-        return "permission denied for the daemon's socket " + path +
-               ": run as root or as a member of its group";
+        return common::no_access_line(path, "group");
     }
-    return "no heartbeat daemon listens at " + path + " (HB_SERVER_SOCKET or --socket changes the path)";
+    return common::no_daemon_line(path);
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/hbctl/wait_grammar.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "hb_client.h"
 #include "tools/hbctl/member_word.h"
 #include "tools/hbctl/validators.h"
@@ -10,6 +13,8 @@ namespace {
 
 constexpr std::uint32_t HIGHEST_NODE = HB_NODE_SLOTS - 1;
 constexpr std::uint32_t HIGHEST_ADAPTER = HB_ADAPTER_SLOTS - 1;
+
+const std::vector<std::string> SUBJECTS{"node", "adapter", "nodes", "daemon"};
 
 void add_threshold(CLI::App &verb, const char *names, std::int64_t &number, const char *help) {
     verb.add_option(names, number, help)->check(whole_number(0, HB_ADAPTER_SLOTS))->type_name("N");
@@ -40,7 +45,7 @@ void add_wait(CLI::App &app, Wait_Words &words) {
         "wait", "Wait until a node, an adapter, a number of nodes or the daemon is up or down");
     verb->add_option("what", words.subject, "node, adapter, nodes or daemon")
         ->required()
-        ->check(CLI::IsMember({"node", "adapter", "nodes", "daemon"}))
+        ->check(CLI::IsMember(SUBJECTS))
         ->type_name("WHAT");
     verb->add_option("which", words.which,
                      "Number or name of the node or adapter; for nodes, how many at least")
@@ -64,6 +69,16 @@ void add_check(CLI::App &app, Wait_Words &words) {
     add_threshold(*verb, "--adapters-critical", words.adapters_critical,
                   "Print CRITICAL if more than N adapters are down (default: never)");
     verb->footer("Exit status: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN, also after a usage error.");
+}
+
+std::string complaint_about_subject(const CLI::App &wait) {
+    const std::vector<std::string> words = wait.get_option("what")->results();
+    const std::string needs = "wait needs node, adapter, nodes or daemon";
+    if (words.empty()) {
+        return needs;
+    }
+    const bool is_known = std::find(SUBJECTS.begin(), SUBJECTS.end(), words.front()) != SUBJECTS.end();
+    return is_known ? "" : needs + ", not '" + words.front() + "'";
 }
 
 Wait_Condition wait_condition(const Wait_Words &words) {

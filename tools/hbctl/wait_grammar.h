@@ -27,6 +27,9 @@ struct Wait_Words {
 void add_wait(CLI::App &app, Wait_Words &words);
 void add_check(CLI::App &app, Wait_Words &words);
 
+// Empty if the command line says what to wait for. CLI11 would only say that "what" is required.
+std::string complaint_about_subject(const CLI::App &wait);
+
 // Throws CLI::ValidationError if the number or name does not suit the subject.
 Wait_Condition wait_condition(const Wait_Words &words);
 Thresholds thresholds(const Wait_Words &words);

@@ -11,6 +11,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/complaint.h"
 #include "common/no_answer.h"
 #include "common/socket_path.h"
 #include "host/text.h"
@@ -44,12 +45,12 @@ sockaddr_un address_of(const std::string &path) {
 
 [[noreturn]] void fail_to_connect(const std::string &path, int why) {
     if (why == ENOENT || why == ECONNREFUSED) {
-        throw Failure(
-            text("no wispd listens at ", path,
-                 " (choose another path with --control or --socket, or the variable HB_SERVER_SOCKET)"));
+        throw Failure(common::no_daemon_line(path));
     }
-    const char *advice = why == EACCES ? "; run as root or as a member of wispd's control_group" : "";
-    throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why), advice));
+    if (why == EACCES) {
+        throw Failure(common::no_access_line(path, "control_group"));
+    }
+    throw Failure(text("cannot connect to wispd at ", path, ": ", std::strerror(why)));
 }
 
 } // namespace
@@ -77,8 +78,9 @@ void Connection::connect() {
     }
 }
 
-std::string Connection::ask(const std::string &line) {
+std::string Connection::ask(const std::string &line, bool changes) {
     send_line(line + '\n');
+    can_still_act_ = changes;
     std::string answer;
     while (answer.empty() || answer.back() != '\n') {
         if (!read_more(answer)) {
@@ -146,7 +148,8 @@ bool Connection::wait_for(short events) const {
 }
 
 void Connection::fail_late() const {
-    throw Late(common::no_answer_line(path_, patience_));
+    const char *warning = can_still_act_ ? "; it can still carry out the command when it continues" : "";
+    throw Late(common::no_answer_line(path_, patience_) + warning);
 }
 
 } // namespace wispctl

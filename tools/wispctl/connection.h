@@ -22,8 +22,9 @@ class Connection {
     Connection &operator=(const Connection &) = delete;
     ~Connection();
 
-    // Sends a line, and returns the line of the answer.
-    std::string ask(const std::string &line);
+    // Sends a line, and returns the line of the answer. wispd carries out a command that changes something also when
+    // its sender has given up; the failure then says so.
+    std::string ask(const std::string &line, bool changes);
     // Waits until wispd disconnects, which it does at its end.
     void wait_for_end();
 
@@ -39,6 +40,7 @@ class Connection {
     const std::chrono::milliseconds patience_;
     const std::chrono::steady_clock::time_point deadline_;
     const int socket_;
+    bool can_still_act_ = false;
 };
 
 } // namespace wispctl

@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "common/complaint.h"
 #include "common/no_answer.h"
 #include "common/option_tree.h"
 #include "common/printable.h"
@@ -222,7 +223,7 @@ std::size_t nesting_of(const std::string &json) {
 // Returns the complete answer, also one that rejects the command.
 ordered_json ask(Connection &connection, const std::string &path, const ordered_json &command) {
     const std::string line = command.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-    const std::string text_of_answer = connection.ask(line);
+    const std::string text_of_answer = connection.ask(line, command["do"] != "state");
     const bool is_flat = nesting_of(text_of_answer) <= LEVELS_MOST;
     ordered_json answer = is_flat ? ordered_json::parse(text_of_answer, nullptr, false) : ordered_json();
     if (!answer.is_object() || !answer.contains("ok")) {
@@ -320,14 +321,12 @@ int main(int argc, char **argv) {
         return USAGE;
     } catch (const CLI::ParseError &error) {
         if (app.get_subcommands().empty() && !app.remaining().empty()) {
-            std::fputs(text("wispctl: unknown command '", terminal::printable(app.remaining().front()),
-                            "'; wispctl --help lists them\n")
-                           .c_str(),
-                       stderr);
+            const std::string line = common::unknown_word_line("wispctl", app.remaining().front());
+            std::fputs(text("wispctl: ", terminal::printable(line), "\n").c_str(), stderr);
             return USAGE;
         }
         if (app.get_subcommands().empty() && error.get_name() == "RequiredError") {
-            std::fputs("wispctl: a command is required; wispctl --help lists them\n", stderr);
+            std::fputs(text("wispctl: ", common::no_command_line("wispctl"), "\n").c_str(), stderr);
             return USAGE;
         }
         std::ostringstream complaint;

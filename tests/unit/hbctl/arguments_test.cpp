@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -146,7 +147,10 @@ TEST(HbctlArguments, WaitNamesWhatAndItsState) {
                 HasSubstr("needs a number from 0 to 2048, or a name"));
     EXPECT_EQ(sound({"wait", "node", "gamma", "--up"}).wait.name, "gamma");
     EXPECT_EQ(sound({"wait", "adapter", "gamma/net_a", "--down"}).wait.name, "gamma/net_a");
-    EXPECT_THAT(refused({"wait", "goblin", "3", "--up"}), HasSubstr("goblin"));
+    EXPECT_EQ(refused({"wait", "goblin", "3", "--up"}),
+              "hbctl: wait needs node, adapter, nodes or daemon, not 'goblin'\n");
+    EXPECT_EQ(refused({"wait"}), "hbctl: wait needs node, adapter, nodes or daemon\n");
+    EXPECT_EQ(parse({"wait", "--help"}).exit_status, 0);
 }
 
 TEST(HbctlArguments, ListsHaveColumns) {
@@ -163,6 +167,20 @@ TEST(HbctlArguments, ListsHaveColumns) {
     EXPECT_THAT(refused({"status", "--columns", "NAME"}), HasSubstr("--columns"));
     EXPECT_THAT(refused({"nodes", "--json", "--columns", "NAME"}), HasSubstr("--json"));
     EXPECT_THAT(refused({"nodes", "--json", "--no-headers"}), HasSubstr("--json"));
+}
+
+TEST(HbctlArguments, AMistakeInCheckIsAlsoOneLineForTheMonitoringSystem) {
+    const Parsed json = parse({"--json", "check"});
+    EXPECT_FALSE(json.arguments.has_value());
+    EXPECT_EQ(json.exit_status, 3);
+    EXPECT_EQ(json.output, "CLUSTER UNKNOWN - --json: cannot be used with check: 'status' prints JSON\n");
+    EXPECT_THAT(json.complaint, StartsWith("hbctl: --json: cannot be used with check"));
+    const Parsed bar = parse({"check", "--warning", "a|b\x1b"});
+    EXPECT_EQ(bar.exit_status, 3);
+    EXPECT_THAT(bar.output, StartsWith("CLUSTER UNKNOWN - --warning: "));
+    EXPECT_THAT(bar.output, testing::Not(testing::AnyOf(HasSubstr("|"), HasSubstr("\x1b"))));
+    EXPECT_EQ(std::count(bar.output.begin(), bar.output.end(), '\n'), 1);
+    EXPECT_EQ(parse({"check", "--help"}).exit_status, 0);
 }
 
 TEST(HbctlArguments, LinesOfWatchCanBeShortOrHaveDates) {
@@ -195,7 +213,8 @@ TEST(HbctlArguments, LimitsThatAreNoPositiveNumbersAreMisuse) {
 
 TEST(HbctlArguments, NoVerbAnUnknownVerbAndAnUnknownOptionAreMisuse) {
     EXPECT_THAT(refused({}), HasSubstr("a command is required"));
-    EXPECT_THAT(refused({"gaze"}), HasSubstr("gaze"));
+    EXPECT_EQ(refused({"gaze"}), "hbctl: unknown command 'gaze'; hbctl --help lists them\n");
+    EXPECT_EQ(refused({"--gaze"}), "hbctl: unknown option '--gaze'; hbctl --help lists them\n");
     EXPECT_THAT(refused({"nodes", "--colour"}), HasSubstr("--colour"));
     EXPECT_THAT(refused({"nodes", "--count", "1"}), HasSubstr("--count"));
     EXPECT_THAT(refused({"nodes", "extra"}), HasSubstr("extra"));

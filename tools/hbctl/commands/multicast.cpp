@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <stdexcept>
@@ -9,6 +8,7 @@
 #include "tools/hbctl/commands/commands.h"
 #include "tools/hbctl/configured.h"
 #include "tools/hbctl/output.h"
+#include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/read_picture.h"
 #include "tools/hbctl/render_json.h"
 #include "tools/hbctl/render_text.h"
@@ -29,23 +29,19 @@ std::string standard_input() {
     return {bytes.data(), length};
 }
 
-// The library reports numbers that are not configured itself. Names become numbers here.
+// Nothing answers a multicast: only here can a node that is not configured become an error.
 std::vector<int> node_numbers(std::vector<Member_Word> &words) {
-    const bool has_names =
-        std::any_of(words.begin(), words.end(), [](const Member_Word &word) { return !word.name.empty(); });
-    const Picture picture = has_names ? read_picture() : Picture{};
+    const Picture picture = read_picture();
     std::vector<int> numbers;
     for (Member_Word &word : words) {
-        if (!word.name.empty()) {
-            word.number = static_cast<std::uint32_t>(find_node(word, picture));
-        }
+        word.number = static_cast<std::uint32_t>(find_node(word, picture));
         numbers.push_back(static_cast<int>(word.number));
     }
     return numbers;
 }
 
 Request_Result deliver(Multicast_Request &request, std::string &message) {
-    const std::string purpose = "deliver a message of " + std::to_string(message.size()) + " bytes";
+    const std::string purpose = "deliver a message of " + counted(message.size(), "byte");
     open_library();
     std::vector<int> nodes = node_numbers(request.nodes);
     const iovec buffer{message.data(), message.size()};

@@ -57,7 +57,7 @@ bool is_found(const Node_Row &node, const Top_Model &model, const std::string &t
 
 bool passes(const Node_Row &node, const Top_Model &model, Filter filter) {
     switch (filter) {
-    case Filter::down:
+    case Filter::problems:
         return node.state == Liveness::down || has_adapter_down(node, model.picture());
     case Filter::local:
         return node.local;

@@ -261,7 +261,7 @@ Text_Line empty_grid_line(const Top_Model &model, const Top_View &view, bool fre
     if (!view.search.empty()) {
         return note_line("no node has this number or name (Esc shows all)", Style::mixed, width);
     }
-    if (view.filter == Filter::down) {
+    if (view.filter == Filter::problems) {
         return note_line(fresh ? "no node or adapter is down" : "no node or adapter was down",
                          fresh ? Style::up : Style::stale, width);
     }
@@ -274,11 +274,19 @@ Style style_of(Tone tone) {
     return tone == Tone::bad ? Style::bad : tone == Tone::good ? Style::good : Style::plain;
 }
 
+// Of another day than today, the date as well. It needs the columns of the milliseconds.
+std::string entry_time(Wall_Time time, Wall_Time now, std::size_t width) {
+    if (date_text(time) != date_text(now)) {
+        return date_text(time) + " " + clock_of(time);
+    }
+    return width < ONE_STATUS_LINE ? clock_of(time) : clock_text(time);
+}
+
 // The entry, and its failure identifier in a line of its own where the first has no room for it.
-std::vector<Text_Line> entry_lines(const Top_Entry &entry, std::size_t width) {
+std::vector<Text_Line> entry_lines(const Top_Entry &entry, const Moment &now, std::size_t width) {
     std::vector<Text_Line> lines{Text_Line(width)};
     Text_Line &line = lines.front();
-    line.add(" " + (width < ONE_STATUS_LINE ? clock_of(entry.time) : clock_text(entry.time)), Style::faint);
+    line.add(" " + entry_time(entry.time, now.wall, width), Style::faint);
     line.add(" ").add(width < ONE_STATUS_LINE ? entry.kind : fitted(entry.kind, KIND_COLUMNS),
                       style_of(entry.tone));
     line.add(" ");
@@ -301,10 +309,11 @@ std::vector<Text_Line> entry_lines(const Top_Entry &entry, std::size_t width) {
     return lines;
 }
 
-std::vector<Text_Line> event_lines(const Top_Model &model, std::size_t width, std::size_t rows) {
+std::vector<Text_Line> event_lines(const Top_Model &model, const Moment &now, std::size_t width,
+                                   std::size_t rows) {
     std::vector<Text_Line> lines;
     for (const Top_Entry &entry : model.entries()) {
-        for (const Text_Line &line : entry_lines(entry, width)) {
+        for (const Text_Line &line : entry_lines(entry, now, width)) {
             if (lines.size() < rows) {
                 lines.push_back(line);
             }
@@ -410,14 +419,14 @@ void add_help(const Top_View &view, std::size_t rows, std::size_t width, Frame &
 }
 
 // The grid gets what it needs, and the events the rest. If it needs more than there is, the events get a part of it.
-void add_grid_and_events(std::size_t rows, std::size_t height, Frame_Parts &parts) {
+void add_grid_and_events(std::size_t rows, std::size_t height, const Moment &now, Frame_Parts &parts) {
     const bool heads = height >= ROWS_FOR_HEADS;
     const std::size_t least = std::clamp<std::size_t>(rows / 4, 1, MOST_EVENT_ROWS_BESIDE_A_FULL_GRID);
     Node_Grid grid = parts.grid(rows > least ? rows - least : 1, heads);
     const std::size_t used = std::max<std::size_t>(1, grid.heads.size() + grid.rows.size());
     parts.add_grid(std::move(grid));
     parts.frame.lines.push_back(rule_line("events", "", parts.width));
-    append(event_lines(parts.model, parts.width, rows > used ? rows - used : 0), parts.frame.lines);
+    append(event_lines(parts.model, now, parts.width, rows > used ? rows - used : 0), parts.frame.lines);
 }
 
 } // namespace
@@ -430,7 +439,7 @@ Frame screen_frame(const Top_Model &model, const Top_View &view, const Frame_Siz
     if (view.help) {
         add_help(view, rows + 1, size.columns, parts.frame);
     } else {
-        add_grid_and_events(rows, size.rows, parts);
+        add_grid_and_events(rows, size.rows, now, parts);
     }
     const std::size_t above_keys = size.rows > 0 ? size.rows - 1 : 0;
     lines.resize(above_keys, Text_Line(size.columns));

@@ -183,14 +183,29 @@ std::optional<Key_Press> press_of_character(wint_t code) {
     return terminal::printable(text) == text ? std::optional(Key_Press{Key::character, text}) : std::nullopt;
 }
 
+[[noreturn]] void fail_for_terminal(const std::string &why) {
+    const char *type = std::getenv("TERM");
+    throw std::runtime_error(std::string("the terminal type '") + (type == nullptr ? "" : type) + "' " + why +
+                             ": set TERM, or use 'hbctl top --once'");
+}
+
+// ncurses accepts a terminal without it, such as "dumb", and draws all lines over each other.
+bool can_move_cursor() {
+    const char *cup = tigetstr("cup");
+    return cup != nullptr && cup != reinterpret_cast<const char *>(-1);
+}
+
 } // namespace
 
 Screen::Screen(bool has_unicode) : has_unicode_(has_unicode) {
     terminal_ = newterm(nullptr, stdout, stdin);
     if (terminal_ == nullptr) {
-        const char *type = std::getenv("TERM");
-        throw std::runtime_error(std::string("the terminal type '") + (type == nullptr ? "" : type) +
-                                 "' is unknown: set TERM, or use 'hbctl top --once'");
+        fail_for_terminal("is unknown");
+    }
+    if (!can_move_cursor()) {
+        endwin();
+        delscreen(static_cast<SCREEN *>(terminal_));
+        fail_for_terminal("cannot move the cursor");
     }
     set_escdelay(ESCAPE_MILLISECONDS);
     cbreak();

@@ -170,8 +170,8 @@ Wish press(const Key_Press &press, const Scroll_Range &range, Top_View &view) {
 
 std::string filter_name(Filter filter) {
     switch (filter) {
-    case Filter::down:
-        return "down";
+    case Filter::problems:
+        return "problems";
     case Filter::local:
         return "local";
     case Filter::all:

@@ -9,7 +9,7 @@
 
 namespace hbctl {
 
-enum class Filter { all, down, local };
+enum class Filter { all, problems, local };
 enum class Sort { number, state, name };
 
 enum class Key {

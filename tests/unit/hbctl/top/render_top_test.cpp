@@ -12,6 +12,7 @@
 #include "common/printable.h"
 #include "hb_client.h"
 #include "tests/unit/hbctl/top/sample_model.h"
+#include "tools/hbctl/plain_text.h"
 #include "tools/hbctl/top/render_top.h"
 
 using namespace hbctl;
@@ -277,13 +278,13 @@ TEST_F(TopFrames, UnknownStatesAreNeitherUpNorDown) {
 TEST_F(TopFrames, FilterSearchAndSortAreNamedAndEmptyListsExplained) {
     Top_Model model = model_of({});
     Top_View view;
-    view.filter = Filter::down;
+    view.filter = Filter::problems;
     EXPECT_THAT(frame_text(screen_frame(model, view, {80, 24}, moment())),
                 HasSubstr("no node or adapter is down"));
     let_die(3, {}, model);
     view.sort = Sort::state;
     const Frame down = screen_frame(model, view, {80, 24}, moment());
-    EXPECT_THAT(line_with(down, "─ nodes"), StartsWith("─ nodes: down only · by state ─"));
+    EXPECT_THAT(line_with(down, "─ nodes"), StartsWith("─ nodes: problems only · by state ─"));
     EXPECT_THAT(frame_text(down), AllOf(HasSubstr("3 node-3 "), Not(HasSubstr("▸"))));
     view = {};
     view.search = "node-9";
@@ -316,6 +317,21 @@ TEST_F(TopFrames, TheFailureIdentifierOfANarrowScreenHasItsOwnLine) {
     });
     ASSERT_NE(death, lines.end());
     EXPECT_EQ(*(death + 1), "                  20261122T072446Z-00006a0e-0011223344556677");
+}
+
+TEST_F(TopFrames, AnEventOfAnotherDayHasItsDate) {
+    Top_Model model = model_of({});
+    let_die(3, {}, model);
+    const std::string day = date_text(moment().wall);
+    const std::string second = clock_text(moment().wall).substr(0, 8);
+    const Moment tomorrow = moment(std::chrono::hours(24));
+    for (const std::size_t columns : {60U, 80U, 120U}) {
+        const Frame_Size size{columns, 24};
+        EXPECT_THAT(frame_text(screen_frame(model, {}, size, moment())), Not(HasSubstr(day)));
+        const Frame frame = screen_frame(model, {}, size, tomorrow);
+        EXPECT_THAT(line_with(frame, "node death"), StartsWith(" " + day + " " + second + " node death"));
+        expect_fits(frame, size);
+    }
 }
 
 TEST_F(TopFrames, HostileAndWideNamesKeepTheColumns) {

@@ -155,7 +155,7 @@ TEST(TopNodes, AreFilteredFoundAndSorted) {
     picture.adapters[6].state = Liveness::down; // of node 7
     model.connect(picture, moment());
     Top_View down;
-    down.filter = Filter::down;
+    down.filter = Filter::problems;
     EXPECT_THAT(numbers_of(chosen_nodes(model, down)), ElementsAre(5, 7));
     Top_View local;
     local.filter = Filter::local;

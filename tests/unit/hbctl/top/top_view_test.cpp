@@ -43,7 +43,7 @@ TEST(TopKeys, FilterAndSortGoRoundTheirChoices) {
     Top_View view;
     view.scroll = 5;
     type("f", view);
-    EXPECT_EQ(view.filter, Filter::down);
+    EXPECT_EQ(view.filter, Filter::problems);
     EXPECT_EQ(view.scroll, 0U);
     type("f", view);
     EXPECT_EQ(view.filter, Filter::local);
