@@ -63,7 +63,8 @@ using Wall_Time = std::chrono::system_clock::time_point;
 struct Past_Event {
     std::uint64_t number = 0; // grows by one with each line
     Wall_Time time;
-    std::string event;   // the word of its kind; or "connected", "disconnected": of the exporter itself
+    // The word of its kind. Those of the exporter itself: connected, disconnected, no-answer, answers-again.
+    std::string event;
     std::string what;    // for instance: node gamma
     std::string failure; // the failure identifier; empty: none
 };

@@ -14,7 +14,8 @@
     "ffdc": ["failure", "note", "!"], "site-split": ["site split", "bad", "✕"], "site-merge": ["site merge", "good", "✓"],
     "configuration": ["configuration", "", "⚙"], "different-instance": ["foreign message", "note", "!"],
     "heartbeat": ["heartbeat settings", "", "≡"], "connected": ["daemon connected", "good", "✓"],
-    "disconnected": ["daemon disconnected", "bad", "✕"],
+    "disconnected": ["daemon disconnected", "bad", "✕"], "no-answer": ["no answer", "bad", "✕"],
+    "answers-again": ["answers again", "good", "✓"],
   };
   const byId = (id) => document.getElementById(id);
   const make = (tag, className, text) => {
