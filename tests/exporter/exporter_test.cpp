@@ -398,6 +398,14 @@ TEST_F(ExporterTest, ThePageListsEachLossAndReturnOfContact) {
     EXPECT_TRUE(wait_until([&] { return viewer.has_received("node gamma"); }));
 }
 
+TEST_F(ExporterTest, ThePageHasTheHeartbeatSettingsInTheWordsOfHbctl) {
+    const Viewer viewer(exporter.url());
+    EXPECT_TRUE(daemon.tells(
+        R"({"do":"heartbeat","threshold_seconds":2,"threshold_microseconds":500000,"enabled":true})"));
+    EXPECT_TRUE(wait_until(
+        [&] { return viewer.has_received(R"("event":"heartbeat","what":"enabled, threshold 2.5 s")"); }));
+}
+
 TEST_F(ExporterTest, FiftyViewersSeeADeathAndNoScrapeWaitsForThem) {
     std::vector<std::unique_ptr<Viewer>> viewers;
     for (int viewer = 0; viewer < 50; ++viewer) {
