@@ -33,6 +33,7 @@ struct Adapter {
 
 // The configuration. It changes rarely, so snapshots share it.
 struct Cluster {
+    int local_node = -1;    // the node of wispd; -1: not known
     std::vector<int> nodes; // ascending
     std::vector<Network> networks;
     std::vector<Adapter> adapters; // ascending
