@@ -23,10 +23,30 @@ std::vector<std::string> split(const std::string &text) {
     return words;
 }
 
-// CLI11 appends what its validators say to the type: "WHAT:{node,adapter}", "SECONDS:INT in [1 - 60]".
-std::string type_of(const CLI::Option &option) {
+std::vector<CLI::Validator *> validators_of(CLI::Option &option) {
+    std::vector<CLI::Validator *> validators;
+    try {
+        for (int index = 0;; ++index) {
+            validators.push_back(option.get_validator(index));
+        }
+    } catch (const CLI::OptionNotFound &) { // no further validator
+        return validators;
+    }
+}
+
+// CLI11 appends the descriptions of the validators to the type: "WHAT:{node,adapter}", "SECONDS:INT in [1 - 60]". A type
+// can have a colon of its own: "ADDRESS:PORT".
+std::string type_of(CLI::Option &option) {
     const std::string text = option.get_type_name();
-    return text.starts_with(':') ? text.substr(1) : text.substr(0, text.find(':'));
+    if (text.starts_with(':')) {
+        return text.substr(1);
+    }
+    std::size_t appended = 0;
+    for (const CLI::Validator *validator : validators_of(option)) {
+        const std::string description = validator->get_description();
+        appended += description.empty() ? 0 : description.size() + 1;
+    }
+    return text.substr(0, text.size() - appended);
 }
 
 std::vector<std::string> words_in_type(const CLI::Option &option) {
@@ -38,16 +58,12 @@ std::vector<std::string> words_in_type(const CLI::Option &option) {
 }
 
 std::vector<std::string> words_in_validators(CLI::Option &option) {
-    try {
-        for (int index = 0;; ++index) {
-            const std::string &name = option.get_validator(index)->get_name();
-            if (name.starts_with(WORD_LIST)) {
-                return split(name.substr(WORD_LIST.size()));
-            }
+    for (const CLI::Validator *validator : validators_of(option)) {
+        if (validator->get_name().starts_with(WORD_LIST)) {
+            return split(validator->get_name().substr(WORD_LIST.size()));
         }
-    } catch (const CLI::OptionNotFound &) { // no further validator
-        return {};
     }
+    return {};
 }
 
 Json option_object(CLI::Option &option) {

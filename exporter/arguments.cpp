@@ -31,12 +31,13 @@ CLI::Validator listen_address() {
                                                     "' is not an address and a port; expected for "
                                                     "instance 127.0.0.1:9782 or [::1]:9782";
         },
-        "ADDRESS:PORT");
+        "");
 }
 
+// The help names the type of a value, and the description its range.
 CLI::Validator seconds(int least) {
     constexpr int most = 86400;
-    return CLI::Range(least, most);
+    return CLI::Range(least, most).description("");
 }
 
 } // namespace
@@ -76,24 +77,25 @@ Parsed parse_arguments(int argc, const char *const *argv) {
     common::offer_option_tree(app);
     CLI::Option *listen_option =
         app.add_option("--listen", listen,
-                       "serve HTTP here; port 0 means any free one (default 127.0.0.1:9782)")
+                       "Serve HTTP here; port 0 means any free one (default 127.0.0.1:9782)")
             ->check(listen_address())
-            ->type_name("");
+            ->type_name("ADDRESS:PORT");
     CLI::Option *file_option =
         app.add_option("--textfile", arguments.text_file,
-                       "write the metrics to this file, for a textfile collector; serve no HTTP")
+                       "Write the metrics to this file, for a textfile collector; serve no HTTP")
             ->type_name("PATH")
             ->excludes(listen_option);
-    app.add_option(
-           "--interval", interval,
-           "with --textfile: write the file at least this often (default 10); changes are written at once")
+    app.add_option("--interval", interval,
+                   "With --textfile: write the file at least this often (1 to 86400, default 10). Changes are "
+                   "written at once")
         ->type_name("SECONDS")
         ->check(seconds(1))
         ->needs(file_option);
     CLI::Option *socket_option =
-        app.add_option("--socket", socket, "base path of the daemon's socket (default: HB_SERVER_SOCKET)")
+        app.add_option("--socket", socket, "Base path of the daemon's socket (default: HB_SERVER_SOCKET)")
             ->type_name("PATH");
-    app.add_option("--stale", stale, "report hb_up 0 after this time without an answer of wispd (default 2)")
+    app.add_option("--stale", stale,
+                   "Report hb_up 0 after this time without an answer of wispd (2 to 86400, default 2)")
         ->type_name("SECONDS")
         ->check(seconds(2));
 
@@ -105,7 +107,7 @@ Parsed parse_arguments(int argc, const char *const *argv) {
         std::ostringstream complaint;
         parsed.exit_status = app.exit(end, output, complaint) == 0 ? STATUS_SUCCESS : STATUS_USAGE;
         parsed.output = output.str();
-        parsed.complaint = complaint.str();
+        parsed.complaint = complaint.str().empty() ? "" : "hb_exporter: " + complaint.str();
         return parsed;
     }
     arguments.listen = *parse_listen_address(listen);

@@ -74,6 +74,11 @@ std::shared_ptr<const Cluster> read_cluster() {
         !list(adapters, hb_get_first_configured_adapter_number, hb_get_next_configured_adapter_number)) {
         return nullptr;
     }
+    Hb_Node_Number local_node = -1;
+    if (hb_get_my_node_number(&local_node) != Hb_Success) {
+        return nullptr;
+    }
+    cluster->local_node = local_node;
     cluster->nodes.assign(nodes.begin(), nodes.end());
     Network_Of network_of;
     for (const Hb_Network_Number network : networks) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <poll.h>
 #include <string>
@@ -12,9 +13,9 @@
 
 #include "common/socket_path.h"
 #include "exporter/cluster_reader.h"
+#include "exporter/connection_failure.h"
 #include "exporter/log.h"
 #include "exporter/past_event.h"
-#include "hb_error.h"
 
 namespace exporter {
 namespace {
@@ -57,6 +58,13 @@ Event_Kind kind_of(int event) {
     }
 }
 
+// "2.0 s"
+std::string seconds_text(std::chrono::steady_clock::duration span) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.1f s", std::chrono::duration<double>(span).count());
+    return text;
+}
+
 // Fills an empty group with `fill` and subscribes to it.
 template <typename Fill> bool subscribe_as(const char *name, int events, Fill fill) {
     const auto group = std::make_unique<Hb_Subscription_Group>();
@@ -67,8 +75,8 @@ template <typename Fill> bool subscribe_as(const char *name, int events, Fill fi
 
 } // namespace
 
-Follower::Follower(std::shared_ptr<Snapshot_Board> board)
-    : board_(std::move(board)), cluster_file_(common::socket_path_from_environment()),
+Follower::Follower(std::shared_ptr<Snapshot_Board> board, std::chrono::milliseconds stale)
+    : board_(std::move(board)), stale_(stale), cluster_file_(common::socket_path_from_environment()),
       group_(std::make_unique<Hb_Group>()) {}
 
 void Follower::run() {
@@ -110,8 +118,9 @@ bool Follower::connect() {
     read_about();
     remember_own("connected", was_connected_ ? "wispd answers again" : "wispd answers");
     was_connected_ = true;
-    reported_error_ = 0;
+    reported_failure_.clear();
     snapshot_.last_contact = std::chrono::steady_clock::now();
+    silent_ = false;
     publish_change();
     log_line("connected to the heartbeat daemon at " + common::socket_path_from_environment() + ": " +
              std::to_string(snapshot_.nodes.size()) + " nodes, " + std::to_string(snapshot_.adapters.size()) +
@@ -151,6 +160,9 @@ void Follower::follow() {
         if (is_probe_due()) {
             send_probe();
         }
+        if (note_silence()) {
+            publish_change();
+        }
     } while (!wait_for_daemon() || read_one() == Outcome::proceed);
 }
 
@@ -170,13 +182,14 @@ void Follower::send_probe() {
     });
 }
 
-// Returns true if there is something to read, false if the next probe is due.
+// Returns true if there is something to read, false if the next probe is due or wispd became silent.
 bool Follower::wait_for_daemon() const {
     int limit = -1;
-    if (!probe_unanswered_) {
+    const Steady_Time until = std::min(probe_unanswered_ ? Steady_Time::max() : next_probe_,
+                                       silent_ ? Steady_Time::max() : moment_of_silence());
+    if (until != Steady_Time::max()) {
         const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(next_probe_ - std::chrono::steady_clock::now())
-                .count();
+            std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now()).count();
         limit = static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
     }
     pollfd wanted{descriptors_.front(), POLLIN, 0};
@@ -270,8 +283,36 @@ void Follower::apply_members(int kind) {
     }
 }
 
+// A call of the library can wait for a stopped wispd. Its silence is then noted when the call returns.
 void Follower::note_contact() {
-    snapshot_.last_contact = std::chrono::steady_clock::now();
+    note_silence();
+    const Steady_Time now = std::chrono::steady_clock::now();
+    if (silent_) {
+        silent_ = false;
+        const std::string silence = "wispd sent nothing for " + seconds_text(now - *snapshot_.last_contact);
+        remember_own("answers-again", silence);
+        ++snapshot_.changes;
+        log_line("the heartbeat daemon at " + common::socket_path_from_environment() +
+                 " answers again; it sent " + "nothing for " + seconds_text(now - *snapshot_.last_contact));
+    }
+    snapshot_.last_contact = now;
+}
+
+// Returns whether wispd has just become silent for too long.
+bool Follower::note_silence() {
+    if (silent_ || std::chrono::steady_clock::now() < moment_of_silence()) {
+        return false;
+    }
+    silent_ = true;
+    remember_own("no-answer", "wispd has sent nothing for " + seconds_text(stale_));
+    log_line("no answer from the heartbeat daemon at " + common::socket_path_from_environment() + " for " +
+             seconds_text(stale_) + "; check whether wispd is stopped");
+    return true;
+}
+
+// The first moment at which is_up() is false.
+Steady_Time Follower::moment_of_silence() const {
+    return *snapshot_.last_contact + stale_ + std::chrono::milliseconds(1);
 }
 
 // Returns whether wispd has written another file.
@@ -291,11 +332,10 @@ void Follower::publish_change() {
 }
 
 void Follower::report_failure() {
-    const int error = hb_get_errno();
-    if (error != reported_error_) {
-        reported_error_ = error;
-        log_line("cannot use the heartbeat daemon at " + common::socket_path_from_environment() + ": " +
-                 hb_error_text(error) + " (error " + std::to_string(error) + "); retrying");
+    const std::string line = connection_failure(common::socket_path_from_environment(), hb_get_errno());
+    if (line != reported_failure_) {
+        reported_failure_ = line;
+        log_line(line + "; retrying");
     }
 }
 

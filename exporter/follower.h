@@ -3,6 +3,7 @@
 // it. A call may block for as long as wispd is stopped; readers of the board then see the last contact grow older.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,7 +18,8 @@ namespace exporter {
 
 class Follower {
   public:
-    explicit Follower(std::shared_ptr<Snapshot_Board> board);
+    // wispd is silent when it sends nothing for longer than `stale`.
+    Follower(std::shared_ptr<Snapshot_Board> board, std::chrono::milliseconds stale);
 
     // Connects, follows, and connects again after a loss. Never returns.
     [[noreturn]] void run();
@@ -38,12 +40,15 @@ class Follower {
     void send_probe();
     bool is_probe_due() const;
     void note_contact();
+    bool note_silence();
+    Steady_Time moment_of_silence() const;
     bool read_about();
     void remember_own(const char *event, const std::string &what);
     void publish_change();
     void report_failure();
 
     const std::shared_ptr<Snapshot_Board> board_;
+    const std::chrono::milliseconds stale_;
     Snapshot snapshot_;
     Cluster_File_Watch cluster_file_;
     Sequence_Check sequence_;
@@ -52,7 +57,8 @@ class Follower {
     Steady_Time next_probe_;
     bool probe_unanswered_ = false;
     bool was_connected_ = false;
-    int reported_error_ = 0; // of the attempts to connect; each error is logged once
+    bool silent_ = false;          // on this connection
+    std::string reported_failure_; // of the attempts to connect; a repeated one is logged once
 };
 
 } // namespace exporter

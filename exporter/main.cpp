@@ -87,7 +87,7 @@ void start_http(const Arguments &arguments, const std::shared_ptr<Snapshot_Board
     } else {
         file = start_text_file(arguments, board);
     }
-    start_thread(std::make_shared<exporter::Follower>(board));
+    start_thread(std::make_shared<exporter::Follower>(board, arguments.stale));
     int signal = 0;
     sigwait(&end_signals, &signal);
     if (file) {

@@ -101,6 +101,7 @@ std::string render_page_cluster(const Snapshot &snapshot) {
             Json::array({adapter.number, adapter.node, adapter.network, adapter.type, adapter.address}));
     }
     return text_of({{"cluster", snapshot.about ? terminal::printable(snapshot.about->cluster) : ""},
+                    {"local", snapshot.cluster->local_node},
                     {"nodes", std::move(nodes)},
                     {"networks", std::move(networks)},
                     {"adapters", std::move(adapters)}});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "exporter/past_event.h"
 
+#include "common/heartbeat_words.h"
 #include "common/ip_address.h"
 #include "common/printable.h"
 
@@ -70,10 +71,10 @@ std::string sender_of(Hb_Group &group) {
 
 std::string heartbeat_text() {
     Hb_Client_Hb_Info info{};
-    if (hb_get_client_hb_info(&info) != Hb_Success || info.client_hb_is_enabled == Hb_False) {
-        return "heartbeats of clients are disabled";
-    }
-    return "heartbeats of clients are enabled";
+    return hb_get_client_hb_info(&info) == Hb_Success
+               ? common::heartbeat_words(info.client_hb_is_enabled != Hb_False, info.client_hb_thresh.tv_sec,
+                                         info.client_hb_thresh.tv_usec)
+               : "";
 }
 
 std::string what_of(Event_Kind kind, Hb_Group &group, const Snapshot &snapshot) {

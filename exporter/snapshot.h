@@ -33,6 +33,7 @@ struct Adapter {
 
 // The configuration. It changes rarely, so snapshots share it.
 struct Cluster {
+    int local_node = -1;    // the node of wispd; -1: not known
     std::vector<int> nodes; // ascending
     std::vector<Network> networks;
     std::vector<Adapter> adapters; // ascending
@@ -63,7 +64,8 @@ using Wall_Time = std::chrono::system_clock::time_point;
 struct Past_Event {
     std::uint64_t number = 0; // grows by one with each line
     Wall_Time time;
-    std::string event;   // the word of its kind; or "connected", "disconnected": of the exporter itself
+    // The word of its kind. Those of the exporter itself: connected, disconnected, no-answer, answers-again.
+    std::string event;
     std::string what;    // for instance: node gamma
     std::string failure; // the failure identifier; empty: none
 };

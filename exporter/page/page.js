@@ -14,7 +14,8 @@
     "ffdc": ["failure", "note", "!"], "site-split": ["site split", "bad", "✕"], "site-merge": ["site merge", "good", "✓"],
     "configuration": ["configuration", "", "⚙"], "different-instance": ["foreign message", "note", "!"],
     "heartbeat": ["heartbeat settings", "", "≡"], "connected": ["daemon connected", "good", "✓"],
-    "disconnected": ["daemon disconnected", "bad", "✕"],
+    "disconnected": ["daemon disconnected", "bad", "✕"], "no-answer": ["no answer", "bad", "✕"],
+    "answers-again": ["answers again", "good", "✓"],
   };
   const byId = (id) => document.getElementById(id);
   const make = (tag, className, text) => {
@@ -63,6 +64,10 @@
   const counted = (count, one, several) => count + " " + (count === 1 ? one : several);
   const networkLabel = (adapter) => adapter.network ? adapter.network.name || "network " + adapter.network.number : "no network";
 
+  const sourceText = (number, node) => number < 0 ? "as the heartbeat daemon of this node reports it"
+    : node && node.name ? "as wispd on " + node.name + " (node " + number + ") reports it"
+    : "as wispd on node " + number + " reports it";
+
   // ---- The configuration ----
 
   function applyCluster(message) {
@@ -83,6 +88,7 @@
     document.body.dataset.size =
       nodes.length <= ROOMY_NODES ? "roomy" : nodes.length <= COMPACT_NODES ? "compact" : "dense";
     setText(byId("cluster"), cluster.title || "Cluster");
+    setText(byId("source"), sourceText(message.local, nodeBy.get(message.local)));
     buildNetworks();
     buildNodes();
     if (opened >= 0 && !nodeBy.has(opened)) byId("details").close();

@@ -10,6 +10,8 @@ namespace exporter {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 Parsed parse(std::vector<const char *> words) {
     words.insert(words.begin(), "hb_exporter");
@@ -21,6 +23,7 @@ std::string complaint_about(const std::vector<const char *> &words) {
     EXPECT_FALSE(parsed.arguments.has_value());
     EXPECT_EQ(parsed.exit_status, 2);
     EXPECT_EQ(parsed.output, "");
+    EXPECT_THAT(parsed.complaint, StartsWith("hb_exporter: "));
     return parsed.complaint;
 }
 
@@ -61,7 +64,7 @@ TEST(ExporterArguments, AnAddressHasAPort) {
 TEST(ExporterArguments, WrongOnesAreRejectedWithTheReason) {
     EXPECT_THAT(complaint_about({"--listen", "9782"}),
                 HasSubstr("'9782' is not an address and a port; expected for instance 127.0.0.1:9782"));
-    EXPECT_THAT(complaint_about({"--stale", "1"}), HasSubstr("--stale"));
+    EXPECT_THAT(complaint_about({"--stale", "1"}), HasSubstr("--stale: Value 1 not in range"));
     EXPECT_THAT(complaint_about({"--textfile", "/x", "--listen", "127.0.0.1:1"}), HasSubstr("excludes"));
     EXPECT_THAT(complaint_about({"--interval", "5"}), HasSubstr("requires --textfile"));
     EXPECT_THAT(complaint_about({"--no-such"}), HasSubstr("--no-such"));
@@ -72,9 +75,17 @@ TEST(ExporterArguments, HelpAndVersionSucceed) {
     EXPECT_FALSE(help.arguments.has_value());
     EXPECT_EQ(help.exit_status, 0);
     EXPECT_THAT(help.output, HasSubstr("--textfile PATH"));
+    EXPECT_THAT(help.output, HasSubstr("--listen ADDRESS:PORT Excludes: --textfile\n"));
+    EXPECT_THAT(help.output, HasSubstr("--stale SECONDS "));
+    EXPECT_THAT(help.output, Not(HasSubstr("INT in")));
+    for (const char *description :
+         {" Serve HTTP", " Write the metrics", " With --textfile", " Base path", " Report"}) {
+        EXPECT_THAT(help.output, HasSubstr(description));
+    }
     const Parsed version = parse({"--version"});
     EXPECT_EQ(version.exit_status, 0);
     EXPECT_EQ(version.output, "hb_exporter 1.0.0\n");
+    EXPECT_EQ(version.complaint, "");
 }
 
 } // namespace

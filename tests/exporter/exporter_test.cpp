@@ -55,6 +55,16 @@ class Exporter {
         return testing::AssertionFailure() << "it does not serve";
     }
 
+    // Waits for a line that begins so.
+    testing::AssertionResult logs(const std::string &begin) {
+        while (const std::optional<std::string> line = process_.read_line()) {
+            if (line->starts_with(begin)) {
+                return testing::AssertionSuccess();
+            }
+        }
+        return testing::AssertionFailure() << "no line: " << begin;
+    }
+
     // An answer has to come while the daemon is stopped as well: nothing continues the daemon meanwhile.
     Answer get(const std::string &path, const std::string &accept = "*/*") const {
         httplib::Client client(url_);
@@ -203,6 +213,10 @@ TEST_F(ExporterTest, ReportsAStoppedDaemonAndItsReturnOnTheSameConnection) {
     EXPECT_EQ(exporter.get("/health").status, 503);
     daemon.send_signal(SIGCONT);
     EXPECT_TRUE(exporter.shows("hb_up 1"));
+    EXPECT_TRUE(exporter.logs("hb_exporter: no answer from the heartbeat daemon at " + daemon.socket() +
+                              " for 2.0 s; check whether wispd is stopped"));
+    EXPECT_TRUE(exporter.logs("hb_exporter: the heartbeat daemon at " + daemon.socket() +
+                              " answers again; it sent nothing for "));
     // The questions that detect a stopped daemon are no events of the cluster.
     EXPECT_THAT(exporter.metrics(),
                 AllOf(HasSubstr("\nhb_reconnects_total 0\n"), HasSubstr("\nhb_sequence_gaps_total 0\n"),
@@ -365,6 +379,32 @@ class Viewer {
     std::string received_;
     std::thread thread_;
 };
+
+TEST_F(ExporterTest, ThePageListsEachLossAndReturnOfContact) {
+    const Viewer viewer(exporter.url());
+    EXPECT_TRUE(wait_until([&] { return viewer.has_received("\"up\":true"); }));
+    EXPECT_FALSE(viewer.has_received("\"no-answer\""));
+    daemon.send_signal(SIGSTOP);
+    EXPECT_TRUE(wait_until([&] {
+        return viewer.has_received(
+            "\"event\":\"no-answer\",\"what\":\"wispd has sent nothing for 2.0 s\",\"failure\":\"\"");
+    }));
+    EXPECT_FALSE(viewer.has_received("\"answers-again\""));
+    daemon.send_signal(SIGCONT);
+    EXPECT_TRUE(wait_until(
+        [&] { return viewer.has_received("\"event\":\"answers-again\",\"what\":\"wispd sent nothing for "); }));
+    EXPECT_TRUE(exporter.shows("hb_up 1"));
+    EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
+    EXPECT_TRUE(wait_until([&] { return viewer.has_received("node gamma"); }));
+}
+
+TEST_F(ExporterTest, ThePageHasTheHeartbeatSettingsInTheWordsOfHbctl) {
+    const Viewer viewer(exporter.url());
+    EXPECT_TRUE(daemon.tells(
+        R"({"do":"heartbeat","threshold_seconds":2,"threshold_microseconds":500000,"enabled":true})"));
+    EXPECT_TRUE(wait_until(
+        [&] { return viewer.has_received(R"("event":"heartbeat","what":"enabled, threshold 2.5 s")"); }));
+}
 
 TEST_F(ExporterTest, FiftyViewersSeeADeathAndNoScrapeWaitsForThem) {
     std::vector<std::unique_ptr<Viewer>> viewers;

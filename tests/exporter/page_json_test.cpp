@@ -21,6 +21,7 @@ Moment later(std::chrono::milliseconds span) {
 
 Snapshot sample() {
     const auto cluster = std::make_shared<Cluster>();
+    cluster->local_node = 2;
     cluster->nodes = {1, 2, 7};
     cluster->networks = {{0, "net_a", "ether"}};
     cluster->adapters = {{2, 1, 0, "eth0", "10.1.0.1"}, {5, 2, -1, "eth1", "2001:db8::3"}};
@@ -52,12 +53,13 @@ TEST(PageJson, HasTheConfigurationWithNames) {
     Snapshot snapshot = sample();
     EXPECT_THAT(
         render_page_cluster(snapshot),
-        AllOf(HasSubstr(R"({"cluster":"</script>","nodes":[[1,"alpha"],[2,"\"b\")"),
+        AllOf(HasSubstr(R"({"cluster":"</script>","local":2,"nodes":[[1,"alpha"],[2,"\"b\")"),
               HasSubstr(R"([7,""]],"networks":[[0,"net_a","ether"]],"adapters":[[2,1,0,"eth0","10.1.0.1"],)"
                         R"([5,2,-1,"eth1","2001:db8::3"]]})"),
               Not(HasSubstr("\xff"))));
     snapshot.about = nullptr;
-    EXPECT_THAT(render_page_cluster(snapshot), HasSubstr(R"({"cluster":"","nodes":[[1,""],[2,""],[7,""]],)"));
+    EXPECT_THAT(render_page_cluster(snapshot),
+                HasSubstr(R"({"cluster":"","local":2,"nodes":[[1,""],[2,""],[7,""]],)"));
 }
 
 TEST(PageJson, HasOneLetterForEachStateAndTheNewestEventFirst) {

@@ -5,6 +5,7 @@ hb_add_test(
   SOURCES
   common/cluster_file_test.cpp
   common/complaint_test.cpp
+  common/heartbeat_words_test.cpp
   common/ip_address_test.cpp
   common/no_answer_test.cpp
   common/not_configured_test.cpp

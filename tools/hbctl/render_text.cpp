@@ -2,8 +2,8 @@
 #include "tools/hbctl/render_text.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "common/heartbeat_words.h"
 #include "common/printable.h"
 #include "hb_client.h"
 #include "tools/hbctl/event_names.h"
@@ -47,20 +47,9 @@ std::string configured_and_up(std::size_t configured, std::size_t up, bool known
     return std::to_string(configured) + " configured, " + up_text(up, known) + " up";
 }
 
-std::string seconds_text(const Heartbeat &heartbeat) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%lld.%06lld", static_cast<long long>(heartbeat.threshold_seconds),
-                  static_cast<long long>(heartbeat.threshold_microseconds));
-    std::string trimmed = text;
-    trimmed.erase(trimmed.find_last_not_of('0') + 1);
-    if (trimmed.back() == '.') {
-        trimmed.pop_back();
-    }
-    return trimmed + " s";
-}
-
 std::string heartbeat_text(const Heartbeat &heartbeat) {
-    return std::string(heartbeat.enabled ? "enabled" : "disabled") + ", threshold " + seconds_text(heartbeat) +
+    return common::heartbeat_words(heartbeat.enabled, heartbeat.threshold_seconds,
+                                   heartbeat.threshold_microseconds) +
            ", daemon process " + std::to_string(heartbeat.daemon_pid);
 }
 

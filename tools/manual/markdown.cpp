@@ -17,12 +17,16 @@ std::string trimmed(const std::string &text) {
     return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(' ') - begin + 1);
 }
 
-std::vector<std::string> lines_without_comments(const std::string &text) {
+// A page has no place for pictures.
+std::vector<std::string> lines_of_text(const std::string &text) {
     static const std::regex comment("<!--[^]*?-->\n?");
+    static const std::regex picture(R"(!\[[^\]]*\]\([^)]*\))");
     std::istringstream stream(std::regex_replace(text, comment, ""));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
+        if (!std::regex_match(line, picture)) {
+            lines.push_back(line);
+        }
     }
     return lines;
 }
@@ -47,7 +51,7 @@ std::vector<std::string> cells_of(const std::string &line) {
 
 class Parser {
   public:
-    explicit Parser(const std::string &text) : lines_(lines_without_comments(text)) {}
+    explicit Parser(const std::string &text) : lines_(lines_of_text(text)) {}
 
     std::vector<Block> parse() {
         while (at_ < lines_.size()) {

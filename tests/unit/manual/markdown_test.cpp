@@ -31,6 +31,13 @@ TEST(Markdown, HasBlocks) {
     EXPECT_THAT(blocks[5].items, ElementsAre("run"));
 }
 
+TEST(Markdown, APictureIsLeftOut) {
+    const auto blocks = parse_markdown("one\n\n![The page](pictures/page.png)\n\ntwo\n");
+    ASSERT_EQ(blocks.size(), 2U);
+    EXPECT_EQ(blocks[0].text, "one");
+    EXPECT_EQ(blocks[1].text, "two");
+}
+
 TEST(Markdown, ASectionEndsAtTheNextHeadingOfItsLevel) {
     const auto document = parse_markdown("# T\n## A\none\n### B\ntwo\n## C\nthree\n");
     const auto section = section_of(document, "A");

@@ -78,6 +78,27 @@ TEST(Pages, ReferToPagesThatExist) {
     }
 }
 
+TEST(Pages, OfTheExporterHasItsLivePageAndNamesItsInstalledFiles) {
+    const std::string file = std::string(HB_MANUAL_DIR) + "/pages/hb_exporter.8";
+    if (!std::filesystem::exists(file)) {
+        GTEST_SKIP() << "no hb_exporter in this build (package libcpp-httplib-dev)";
+    }
+    const std::string page = text_of_file(file);
+    EXPECT_THAT(matches(page, std::regex(R"(\n\.Sh ([^\n]+))")),
+                IsSupersetOf({"LIVE PAGE", "SERVICE", "METRICS"}));
+    const std::string installed = text_of_file(std::string(HB_SOURCE_DIR) + "/packaging/CMakeLists.txt");
+    const std::string folder = "\"${CMAKE_INSTALL_DATADIR}/hb-exporter\"";
+    ASSERT_THAT(installed, testing::HasSubstr("install(FILES prometheus/hb.rules.yml grafana/hb.dashboard.json "
+                                              "DESTINATION " +
+                                              folder));
+    for (const char *path :
+         {"/usr/share/hb\\-exporter/hb.rules.yml", "/usr/share/hb\\-exporter/hb.dashboard.json",
+          "/etc/default/hb\\-exporter", "/lib/systemd/system/hb\\-exporter.service"}) {
+        EXPECT_THAT(page, testing::HasSubstr(path));
+    }
+    EXPECT_THAT(page, testing::Not(testing::HasSubstr("/usr/share/hb_client")));
+}
+
 TEST(Pages, TheirMakerRejectsAnUnknownSection) {
     const Temp_Dir directory;
     int status = -1;
