@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "common/complaint.h"
 #include "common/socket_path.h"
 #include "hb_error.h"
 
@@ -40,7 +41,7 @@ std::string connection_failure(const std::string &path, int error) {
                ": set [daemon] group = \"wisp\" in wispd's configuration, and run hb_exporter in that group";
     case ENOENT:
     case ECONNREFUSED:
-        return "no heartbeat daemon listens at " + path + " (HB_SERVER_SOCKET or --socket changes the path)";
+        return common::no_daemon_line(path);
     default:
         return "cannot use the heartbeat daemon at " + path + ": " + hb_error_text(error) + " (error " +
                std::to_string(error) + ")";
