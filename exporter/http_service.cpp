@@ -82,6 +82,9 @@ Http_Service::~Http_Service() = default;
 void Http_Service::add_guard(bool only_this_machine) {
     server_->set_pre_routing_handler([only_this_machine](const httplib::Request &request,
                                                          httplib::Response &response) {
+        // The library would answer one short request with thousands of copies of the page. The request itself is not
+        // const, and the standard lets a server ignore ranges.
+        const_cast<httplib::Request &>(request).ranges.clear();
         if (request.method != "GET" && request.method != "HEAD") {
             response.status = METHOD_NOT_ALLOWED;
             response.set_header("Allow", "GET, HEAD");

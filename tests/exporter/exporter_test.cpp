@@ -326,6 +326,22 @@ TEST_F(ExporterTest, RejectsAForeignHostName) {
     EXPECT_EQ(own->status, 200);
 }
 
+// Each range is a copy of the answer: a short request must not make a long one.
+TEST_F(ExporterTest, IgnoresRanges) {
+    std::string ranges = "bytes=0-";
+    for (int range = 0; range < 100; ++range) {
+        ranges += ",0-";
+    }
+    httplib::Client client(exporter.url());
+    for (const char *path : {"/", "/metrics", "/health"}) {
+        const httplib::Result result = client.Get(path, {{"Range", ranges}});
+        ASSERT_TRUE(result) << path;
+        EXPECT_EQ(result->status, 200) << path;
+        EXPECT_FALSE(result->has_header("Content-Range")) << path;
+        EXPECT_THAT(result->get_header_value("Content-Type"), Not(HasSubstr("multipart"))) << path;
+    }
+}
+
 // One viewer of the page, which reads what it receives.
 class Viewer {
   public:
