@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <sys/socket.h>
 
+#include "exporter/bounded_server.h"
 #include "exporter/event_stream.h"
 #include "exporter/page.h"
 #include "exporter/render.h"
@@ -19,7 +20,7 @@ namespace {
 // nothing, as browsers do in advance.
 constexpr int MOST_VIEWERS = 64;
 constexpr std::size_t THREADS = MOST_VIEWERS + 64;
-// A client that does not finish its request, or does not read, holds one thread for this long.
+// A client that does not send its whole request, or does not read, holds one thread for this long.
 constexpr time_t CLIENT_SECONDS = 2;
 // The same for one that has not begun.
 constexpr time_t IDLE_SECONDS = 1;
@@ -61,7 +62,7 @@ std::string in_url(const std::string &host) {
 
 Http_Service::Http_Service(const Listen_Address &address, std::shared_ptr<const Snapshot_Board> board,
                            std::chrono::milliseconds stale)
-    : server_(std::make_unique<httplib::Server>()) {
+    : server_(std::make_unique<Bounded_Server>()) {
     server_->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     server_->set_socket_options(permit_restart);
     server_->set_read_timeout(CLIENT_SECONDS);

@@ -113,16 +113,21 @@ std::string contents(const std::string &path) {
     return text.str();
 }
 
-// A connection that sends nothing.
-class Silent_Connection {
+// A connection that sends what the test says, or nothing.
+class Raw_Connection {
   public:
-    explicit Silent_Connection(const std::string &url)
+    explicit Raw_Connection(const std::string &url)
         : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
         EXPECT_EQ(connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+
+    // The service may have closed the connection.
+    void send(const std::string &text) const {
+        ::send(descriptor_.get(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 
   private:
@@ -426,13 +431,57 @@ TEST_F(ExporterTest, TooManyViewersAreRejectedAndPlacesBecomeFreeAgain) {
 }
 
 TEST_F(ExporterTest, ConnectionsThatSendNothingDoNotDelayAScrape) {
-    std::vector<std::unique_ptr<Silent_Connection>> silent;
+    std::vector<std::unique_ptr<Raw_Connection>> silent;
     for (int connection = 0; connection < 40; ++connection) {
-        silent.push_back(std::make_unique<Silent_Connection>(exporter.url()));
+        silent.push_back(std::make_unique<Raw_Connection>(exporter.url()));
     }
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+// Each byte arrives in time, but the requests never end. They are more than the service has threads.
+TEST_F(ExporterTest, RequestsThatArriveSlowlyDoNotKeepAScrapeWaiting) {
+    std::vector<std::unique_ptr<Raw_Connection>> slow;
+    const auto each_sends_a_byte = [&slow] {
+        for (const auto &connection : slow) {
+            connection->send("x");
+        }
+    };
+    for (int connection = 0; connection < 200; ++connection) {
+        slow.push_back(std::make_unique<Raw_Connection>(exporter.url()));
+        slow.back()->send("GET /metrics HTTP/1.1\r\nX: ");
+        each_sends_a_byte();
+    }
+    std::atomic<bool> ends{false};
+    std::thread sender([&each_sends_a_byte, &ends] {
+        while (!ends) {
+            each_sends_a_byte();
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(10)); // as long as Prometheus waits
+    ends = true;
+    sender.join();
+}
+
+TEST_F(ExporterTest, RejectsARequestWhoseHeadIsTooLong) {
+    httplib::Client client(exporter.url());
+    const auto headers = [](int count) {
+        httplib::Headers lines;
+        for (int line = 0; line < count; ++line) {
+            lines.emplace("X-" + std::to_string(line), std::string(1000, 'x'));
+        }
+        return lines;
+    };
+    const httplib::Result ordinary = client.Get("/health", headers(50));
+    ASSERT_TRUE(ordinary);
+    EXPECT_EQ(ordinary->status, 200);
+    const httplib::Result rejected = client.Get("/health", headers(100));
+    EXPECT_TRUE(!rejected || rejected->status == 400); // the rest of the head can prevent the answer
 }
 
 TEST(ExporterBeforeTheDaemon, WaitsForIt) {
