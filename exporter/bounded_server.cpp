@@ -132,4 +132,8 @@ bool Bounded_Server::process_and_close_socket(socket_t descriptor) {
     return answered;
 }
 
+bool Bounded_Server::let_bursts_wait() {
+    return ::listen(svr_sock_, SOMAXCONN) == 0;
+}
+
 } // namespace exporter

@@ -161,6 +161,9 @@ void Http_Service::bind(const Listen_Address &address) {
     } else if (!server_->bind_to_port(address.host, port)) {
         port = -1;
     }
+    if (port >= 0 && !server_->let_bursts_wait()) {
+        port = -1;
+    }
     if (port < 0) {
         const std::string reason = errno == 0 ? "not an address of this host" : std::strerror(errno);
         throw std::runtime_error("cannot listen on " + in_url(address.host) + ":" +

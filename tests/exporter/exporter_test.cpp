@@ -8,6 +8,7 @@
 #include <httplib.h>
 #include <mutex>
 #include <netinet/in.h>
+#include <poll.h>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -116,13 +117,20 @@ std::string contents(const std::string &path) {
 // A connection that sends what the test says, or nothing.
 class Raw_Connection {
   public:
-    explicit Raw_Connection(const std::string &url)
-        : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit Raw_Connection(const std::string &url, int flags = 0)
+        : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
-        EXPECT_EQ(connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        const int result =
+            connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        EXPECT_TRUE(result == 0 || (flags == SOCK_NONBLOCK && errno == EINPROGRESS));
+    }
+
+    bool is_connected(const Deadline &deadline) const {
+        pollfd ready{descriptor_.get(), POLLOUT, 0};
+        return poll(&ready, 1, deadline.milliseconds_left()) == 1 && ready.revents == POLLOUT;
     }
 
     // The service may have closed the connection.
@@ -438,6 +446,21 @@ TEST_F(ExporterTest, ConnectionsThatSendNothingDoNotDelayAScrape) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+// A connection that finds no room tries again after a second, so a burst would delay a scrape.
+TEST_F(ExporterTest, ABurstOfConnectionsFindsRoomWhileNoneIsAccepted) {
+    exporter.process().send_signal(SIGSTOP);
+    const Deadline deadline(std::chrono::seconds(10));
+    std::vector<std::unique_ptr<Raw_Connection>> burst;
+    for (int connection = 0; connection < 100; ++connection) {
+        burst.push_back(std::make_unique<Raw_Connection>(exporter.url(), SOCK_NONBLOCK));
+    }
+    EXPECT_TRUE(std::all_of(burst.begin(), burst.end(), [&deadline](const auto &connection) {
+        return connection->is_connected(deadline);
+    }));
+    exporter.process().send_signal(SIGCONT);
+    EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
 }
 
 // Each byte arrives in time, but the requests never end. They are more than the service has threads.
