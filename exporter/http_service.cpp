@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <sys/socket.h>
 
+#include "exporter/bounded_server.h"
 #include "exporter/event_stream.h"
 #include "exporter/page.h"
 #include "exporter/render.h"
@@ -19,7 +20,7 @@ namespace {
 // nothing, as browsers do in advance.
 constexpr int MOST_VIEWERS = 64;
 constexpr std::size_t THREADS = MOST_VIEWERS + 64;
-// A client that does not finish its request, or does not read, holds one thread for this long.
+// A client that does not send its whole request, or does not read, holds one thread for this long.
 constexpr time_t CLIENT_SECONDS = 2;
 // The same for one that has not begun.
 constexpr time_t IDLE_SECONDS = 1;
@@ -61,7 +62,7 @@ std::string in_url(const std::string &host) {
 
 Http_Service::Http_Service(const Listen_Address &address, std::shared_ptr<const Snapshot_Board> board,
                            std::chrono::milliseconds stale)
-    : server_(std::make_unique<httplib::Server>()) {
+    : server_(std::make_unique<Bounded_Server>()) {
     server_->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     server_->set_socket_options(permit_restart);
     server_->set_read_timeout(CLIENT_SECONDS);
@@ -82,6 +83,9 @@ Http_Service::~Http_Service() = default;
 void Http_Service::add_guard(bool only_this_machine) {
     server_->set_pre_routing_handler([only_this_machine](const httplib::Request &request,
                                                          httplib::Response &response) {
+        // The library would answer one short request with thousands of copies of the page. The request itself is not
+        // const, and the standard lets a server ignore ranges.
+        const_cast<httplib::Request &>(request).ranges.clear();
         if (request.method != "GET" && request.method != "HEAD") {
             response.status = METHOD_NOT_ALLOWED;
             response.set_header("Allow", "GET, HEAD");
@@ -155,6 +159,9 @@ void Http_Service::bind(const Listen_Address &address) {
     if (port == 0) {
         port = server_->bind_to_any_port(address.host);
     } else if (!server_->bind_to_port(address.host, port)) {
+        port = -1;
+    }
+    if (port >= 0 && !server_->let_bursts_wait()) {
         port = -1;
     }
     if (port < 0) {

@@ -10,11 +10,9 @@
 #include "exporter/arguments.h"
 #include "exporter/snapshot_board.h"
 
-namespace httplib {
-class Server;
-}
-
 namespace exporter {
+
+class Bounded_Server;
 
 class Http_Service {
   public:
@@ -35,7 +33,7 @@ class Http_Service {
     void add_page(const std::shared_ptr<const Snapshot_Board> &board, std::chrono::milliseconds stale);
     void bind(const Listen_Address &address);
 
-    const std::unique_ptr<httplib::Server> server_;
+    const std::unique_ptr<Bounded_Server> server_;
     std::string url_;
 };
 

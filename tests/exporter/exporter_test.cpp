@@ -8,6 +8,7 @@
 #include <httplib.h>
 #include <mutex>
 #include <netinet/in.h>
+#include <poll.h>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -123,16 +124,28 @@ std::string contents(const std::string &path) {
     return text.str();
 }
 
-// A connection that sends nothing.
-class Silent_Connection {
+// A connection that sends what the test says, or nothing.
+class Raw_Connection {
   public:
-    explicit Silent_Connection(const std::string &url)
-        : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit Raw_Connection(const std::string &url, int flags = 0)
+        : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1))));
-        EXPECT_EQ(connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        const int result =
+            connect(descriptor_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        EXPECT_TRUE(result == 0 || (flags == SOCK_NONBLOCK && errno == EINPROGRESS));
+    }
+
+    bool is_connected(const Deadline &deadline) const {
+        pollfd ready{descriptor_.get(), POLLOUT, 0};
+        return poll(&ready, 1, deadline.milliseconds_left()) == 1 && ready.revents == POLLOUT;
+    }
+
+    // The service may have closed the connection.
+    void send(const std::string &text) const {
+        ::send(descriptor_.get(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 
   private:
@@ -340,6 +353,22 @@ TEST_F(ExporterTest, RejectsAForeignHostName) {
     EXPECT_EQ(own->status, 200);
 }
 
+// Each range is a copy of the answer: a short request must not make a long one.
+TEST_F(ExporterTest, IgnoresRanges) {
+    std::string ranges = "bytes=0-";
+    for (int range = 0; range < 100; ++range) {
+        ranges += ",0-";
+    }
+    httplib::Client client(exporter.url());
+    for (const char *path : {"/", "/metrics", "/health"}) {
+        const httplib::Result result = client.Get(path, {{"Range", ranges}});
+        ASSERT_TRUE(result) << path;
+        EXPECT_EQ(result->status, 200) << path;
+        EXPECT_FALSE(result->has_header("Content-Range")) << path;
+        EXPECT_THAT(result->get_header_value("Content-Type"), Not(HasSubstr("multipart"))) << path;
+    }
+}
+
 // One viewer of the page, which reads what it receives.
 class Viewer {
   public:
@@ -450,13 +479,72 @@ TEST_F(ExporterTest, TooManyViewersAreRejectedAndPlacesBecomeFreeAgain) {
 }
 
 TEST_F(ExporterTest, ConnectionsThatSendNothingDoNotDelayAScrape) {
-    std::vector<std::unique_ptr<Silent_Connection>> silent;
+    std::vector<std::unique_ptr<Raw_Connection>> silent;
     for (int connection = 0; connection < 40; ++connection) {
-        silent.push_back(std::make_unique<Silent_Connection>(exporter.url()));
+        silent.push_back(std::make_unique<Raw_Connection>(exporter.url()));
     }
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+// A connection that finds no room tries again after a second, so a burst would delay a scrape.
+TEST_F(ExporterTest, ABurstOfConnectionsFindsRoomWhileNoneIsAccepted) {
+    exporter.process().send_signal(SIGSTOP);
+    const Deadline deadline(std::chrono::seconds(10));
+    std::vector<std::unique_ptr<Raw_Connection>> burst;
+    for (int connection = 0; connection < 100; ++connection) {
+        burst.push_back(std::make_unique<Raw_Connection>(exporter.url(), SOCK_NONBLOCK));
+    }
+    EXPECT_TRUE(std::all_of(burst.begin(), burst.end(), [&deadline](const auto &connection) {
+        return connection->is_connected(deadline);
+    }));
+    exporter.process().send_signal(SIGCONT);
+    EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+}
+
+// Each byte arrives in time, but the requests never end. They are more than the service has threads.
+TEST_F(ExporterTest, RequestsThatArriveSlowlyDoNotKeepAScrapeWaiting) {
+    std::vector<std::unique_ptr<Raw_Connection>> slow;
+    const auto each_sends_a_byte = [&slow] {
+        for (const auto &connection : slow) {
+            connection->send("x");
+        }
+    };
+    for (int connection = 0; connection < 200; ++connection) {
+        slow.push_back(std::make_unique<Raw_Connection>(exporter.url()));
+        slow.back()->send("GET /metrics HTTP/1.1\r\nX: ");
+        each_sends_a_byte();
+    }
+    std::atomic<bool> ends{false};
+    std::thread sender([&each_sends_a_byte, &ends] {
+        while (!ends) {
+            each_sends_a_byte();
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(10)); // as long as Prometheus waits
+    ends = true;
+    sender.join();
+}
+
+TEST_F(ExporterTest, RejectsARequestWhoseHeadIsTooLong) {
+    httplib::Client client(exporter.url());
+    const auto headers = [](int count) {
+        httplib::Headers lines;
+        for (int line = 0; line < count; ++line) {
+            lines.emplace("X-" + std::to_string(line), std::string(1000, 'x'));
+        }
+        return lines;
+    };
+    const httplib::Result ordinary = client.Get("/health", headers(50));
+    ASSERT_TRUE(ordinary);
+    EXPECT_EQ(ordinary->status, 200);
+    const httplib::Result rejected = client.Get("/health", headers(100));
+    EXPECT_TRUE(!rejected || rejected->status == 400); // the rest of the head can prevent the answer
 }
 
 TEST(ExporterBeforeTheDaemon, WaitsForIt) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The service of hb_exporter and its dashboard, as they are installed.
+#include <fstream>
+#include <string>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -19,6 +21,18 @@ TEST(ExporterUnit, HasAnExposureOfAtMostThree) {
     const std::optional<Child_End> end = process.wait();
     ASSERT_TRUE(end);
     EXPECT_EQ(0, end->exit_status) << process.output() << process.error_output();
+}
+
+// Its clients need no rights, so a fault that one of them provokes must not use up the node's memory.
+TEST(ExporterUnit, LimitsTheMemory) {
+    std::ifstream unit(HB_TEST_EXPORTER_UNIT);
+    std::string limit;
+    for (std::string line; std::getline(unit, line);) {
+        if (line.starts_with("MemoryMax=")) {
+            limit = line;
+        }
+    }
+    EXPECT_EQ(limit, "MemoryMax=256M");
 }
 
 } // namespace
