@@ -18,7 +18,9 @@ constexpr std::size_t MOST_BYTES = 1024 * 1024; // of a part
 constexpr std::size_t MOST_LOG_BYTES = 4 * MOST_BYTES;
 constexpr std::size_t MOST_KEY_BYTES = 65536; // of a key file, to find it in other parts
 constexpr const char *MOST_LOG_LINES = "20000";
-// hbctl and wispctl themselves stop waiting for the daemon after --timeout, and state the reason.
+// hbctl and wispctl stop waiting for the daemon earlier than this program kills them: they have time to state the reason.
+constexpr double SHARE_OF_PATIENCE = 0.8;
+constexpr std::chrono::duration<double> SHORTEST_PATIENCE{0.1};
 constexpr std::chrono::milliseconds BEYOND_PATIENCE{300};
 
 const std::string CONFIGURATION_OF_THE_SERVICE = "/etc/wisp/cluster.toml";
@@ -155,7 +157,11 @@ class Collection {
         wanted_.push_back({file, words, keeps_end, has_keys, false});
     }
 
-    std::string seconds() const { return std::to_string(std::chrono::duration<double>(patience_).count()); }
+    // How long hbctl and wispctl wait for the daemon.
+    std::string seconds() const {
+        const std::chrono::duration<double> share = patience_ * SHARE_OF_PATIENCE;
+        return std::to_string(std::max(share, SHORTEST_PATIENCE).count());
+    }
 
     void want_states() {
         for (const char *verb : {"status", "nodes", "networks", "adapters", "sites", "keys", "adapter-state"}) {
