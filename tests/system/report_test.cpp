@@ -68,7 +68,9 @@ class Report : public testing::Test {
                                          const std::vector<std::string> &words = {}) {
         std::vector<std::string> line{"/bin/sh",
                                       "-c",
-                                      "cd " + here.file("out") + " && exec \"$@\"",
+                                      "cd " + here.file("out") + " && " +
+                                          (ignored_signal.empty() ? "" : "trap '' " + ignored_signal + "; ") +
+                                          "exec \"$@\"",
                                       "sh",
                                       programs_of_this_build().path("hbctl"),
                                       "--socket",
@@ -110,6 +112,7 @@ class Report : public testing::Test {
     }
 
     Temp_Dir here;
+    std::string ignored_signal; // by the caller: "HUP"
     Daemon daemon{programs_of_this_build(), small_cluster_file() + "[security]\n"};
 };
 
@@ -334,6 +337,31 @@ TEST_F(Report, OneSignalEndsItAndLeavesNeitherFileNorProcess) {
         EXPECT_TRUE(wait_until([&] { return !runs(pid_file); }));
         EXPECT_THAT(entries_of(here.file("out")), IsEmpty());
     }
+}
+
+TEST_F(Report, ContinuesUnderNohup) {
+    const std::string go_on = here.file("go-on");
+    const std::string begun = here.file("begun");
+    fake("corosync-cmapctl", "touch " + begun + "; until [ -e " + go_on + " ]; do sleep 0.05; done");
+    ignored_signal = "HUP";
+    const auto process = start(here.file("nowhere"), {"--timeout", "30", "--output", "it.tar.gz"});
+    ASSERT_TRUE(wait_until([&] { return fs::exists(begun); }));
+    process->send_signal(SIGHUP);
+    write_text(go_on, "");
+    const std::optional<Child_End> end = process->wait();
+    EXPECT_TRUE(end && end->exit_status == 0) << process->error_output();
+    EXPECT_TRUE(fs::exists(here.file("out/it.tar.gz")));
+}
+
+// A caller that ignores SIGCHLD hides how tar ended.
+TEST_F(Report, AFailedArchiveIsAnErrorAlsoIfTheCallerIgnoresTheEndOfPrograms) {
+    fake("tar", "echo the beginning; echo 'tar: no space' >&2; exit 2");
+    ignored_signal = "CHLD";
+    const auto process = start(here.file("nowhere"), {"--output", "it.tar.gz", "--timeout", "1"});
+    const std::optional<Child_End> end = process->wait();
+    EXPECT_TRUE(end && end->exit_status == 1);
+    EXPECT_EQ(process->error_output(), "hbctl: cannot make the archive: tar: no space\n");
+    EXPECT_THAT(entries_of(here.file("out")), IsEmpty());
 }
 
 TEST_F(Report, OneSignalEndsItWhileTheDaemonDoesNotAnswer) {

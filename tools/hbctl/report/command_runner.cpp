@@ -183,7 +183,9 @@ class Running {
             return;
         }
         pid_ = -1;
-        if (found > 0 && !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
+        if (found < 0) {
+            outcome_.failure = "its end is unknown";
+        } else if (!(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
             outcome_.failure = error_text_.substr(0, error_text_.find('\n'));
             if (outcome_.failure.empty()) {
                 outcome_.failure = WIFEXITED(status) ? "exit status " + std::to_string(WEXITSTATUS(status))
