@@ -323,7 +323,7 @@ bool runs(const std::string &pid_file) {
 }
 
 TEST_F(Report, OneSignalEndsItAndLeavesNeitherFileNorProcess) {
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         const std::string pid_file = here.file("pid");
         fs::remove(pid_file);
         fake("corosync-cmapctl",
