@@ -68,9 +68,9 @@ class Report : public testing::Test {
                                          const std::vector<std::string> &words = {}) {
         std::vector<std::string> line{"/bin/sh",
                                       "-c",
-                                      "cd " + here.file("out") + " && " +
-                                          (ignored_signal.empty() ? "" : "trap '' " + ignored_signal + "; ") +
-                                          "exec \"$@\"",
+                                      "cd " + here.file("out") + " && " + "exec env " +
+                                          (ignored_signal.empty() ? "" : "--ignore-signal=" + ignored_signal) +
+                                          " \"$@\"",
                                       "sh",
                                       programs_of_this_build().path("hbctl"),
                                       "--socket",
