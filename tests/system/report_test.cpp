@@ -315,6 +315,20 @@ TEST_F(Report, CutsWhatHasNoEnd) {
     EXPECT_THAT(files["summary.txt"], HasSubstr("wispd/process.txt: 0 bytes, failed: no process listens at "));
 }
 
+// A key across the cut would not be found.
+TEST_F(Report, ACutLogBeginsWithAWholeLine) {
+    ASSERT_TRUE(daemon.start());
+    const std::string log = here.file("log");
+    daemon.write_configuration(small_cluster_file() + "[daemon]\nlog_file = \"" + log + "\"\n");
+    const std::string whole = "a whole line " + std::string(4U * 1024 * 1024 - 100, '.') + "\n";
+    write_text(log, "key " + std::string(200, 'k') + "\n" + whole);
+    auto files = unpack(run(daemon.socket()));
+    EXPECT_THAT(files["summary.txt"], testing::ContainsRegex("wispd/log-file.txt: [0-9]+ bytes, cut"));
+    EXPECT_TRUE(files["wispd/log-file.txt"].starts_with("a whole line "));
+    daemon.write_configuration(small_cluster_file());
+    EXPECT_TRUE(daemon.stop());
+}
+
 // The numbers of processes that a script of the test has written, one to a file.
 bool runs(const std::string &pid_file) {
     const std::string pid = text_of(pid_file);

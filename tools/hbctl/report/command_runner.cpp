@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "common/no_answer.h"
+#include "tools/hbctl/report/system_facts.h"
 
 extern char **environ;
 
@@ -260,6 +261,11 @@ std::vector<Outcome> run_commands(const std::vector<Command> &commands, std::chr
     for (const auto &running : all) {
         if (!running->has_ended()) {
             running->end_late(patience);
+        }
+    }
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+        if (outcomes[i].is_cut && commands[i].keeps_end) {
+            outcomes[i].output = from_first_whole_line(std::move(outcomes[i].output));
         }
     }
     return outcomes;
