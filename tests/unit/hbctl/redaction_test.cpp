@@ -83,6 +83,28 @@ TEST(Redaction, RemovesKeysFromTheEnginesSettings) {
     EXPECT_EQ(secrets.removed_from("x sesame-open-now y"), "x (removed) y");
 }
 
+// The log may repeat it.
+TEST(Redaction, KnowsASecretWhateverFollowsIt) {
+    for (const char *line :
+         {"key: \"swordfish99xyz\"   ", "    key: swordfish99xyz\t", "totem { key: swordfish99xyz",
+          "totem { key: swordfish99xyz }", "{ token: 1, Passphrase = 'swordfish99xyz', a: 2 }",
+          "totem.key (str) = swordfish99xyz", "\"key\": \"swordfish99xyz\", \"a\": 1"}) {
+        Secrets secrets;
+        EXPECT_THAT(settings_without_keys(line, secrets), Not(HasSubstr("swordfish"))) << line;
+        EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>") << line;
+    }
+    for (const char *line :
+         {"admin_password = \"swordfish99xyz\" # the old one", "secret = swordfish99xyz # old",
+          "node = [{ number = 1, key = 'swordfish99xyz' }]", "# key: swordfish99xyz"}) {
+        Secrets secrets;
+        EXPECT_THAT(configuration_without_keys(line, secrets), Not(HasSubstr("swordfish"))) << line;
+        EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>") << line;
+    }
+    Secrets secrets;
+    settings_without_keys("key: " + std::string(600, ' ') + "swordfish99xyz\n", secrets);
+    EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>");
+}
+
 TEST(Redaction, RemovesAKeyInEachForm) {
     Secrets secrets;
     secrets.add("\x01\xfe\x03\xfd\x05\xfb\xff\xff\xfe\x0a");

@@ -28,7 +28,8 @@ class Secrets {
 std::string configuration_without_keys(const std::string &toml, Secrets &secrets);
 
 // Returns a text with "name: value" or "name = value" lines, such as a configuration of Corosync or the list of its map,
-// without comments and without the values of names that contain "key", "secret" or "password".
+// without comments and without the values of names that contain "key", "secret",
+// "password" or "passphrase".
 std::string settings_without_keys(const std::string &text, Secrets &secrets);
 
 // The value of a key of the configuration file, if it is a text on one line; empty otherwise.
