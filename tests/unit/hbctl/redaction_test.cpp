@@ -127,6 +127,28 @@ TEST(Redaction, FindsTheBytesOfAKeyThatIsWrittenAsText) {
     }
 }
 
+TEST(Redaction, RemovesKeysThatOverlap) {
+    Secrets secrets;
+    secrets.add("first-key-part");
+    secrets.add("part-of-the-second");
+    secrets.add("part-of-the-second-one");
+    EXPECT_EQ(secrets.removed_from("<first-key-part-of-the-second-one> first-key-"), "<(removed)> first-key-");
+}
+
+// With a search for each of them this would need minutes.
+TEST(Redaction, FindsOneOfManyKeysInALongText) {
+    Secrets secrets;
+    std::string comments;
+    for (int i = 0; i < 16000; ++i) {
+        comments += "# 0123456789ABCDEF" + std::to_string(100000 + i) + "\n";
+        comments += "# " + std::to_string(1000000000 + i * 7) + "abcdef\n";
+    }
+    settings_without_keys(comments, secrets);
+    const std::string filler(4U * 1024 * 1024, 'x');
+    EXPECT_EQ(secrets.removed_from(filler + " 0123456789abcdef115999 " + filler),
+              filler + " (removed) " + filler);
+}
+
 TEST(Redaction, LeavesShortTextsAndPaths) {
     Secrets secrets;
     secrets.add("1");

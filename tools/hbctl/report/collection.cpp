@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <poll.h>
 #include <unistd.h>
 
 #include "common/no_answer.h"
@@ -60,13 +61,21 @@ class Collection {
         want_engine();
         run_wanted();
         for (Report_Part &part : parts_) {
-            part.text = secrets_.removed_from(std::move(part.text));
-            part.failure = secrets_.removed_from(std::move(part.failure));
+            throw_if_stopped();
+            part.text = secrets_.removed_from(part.text);
+            part.failure = secrets_.removed_from(part.failure);
         }
         return std::move(parts_);
     }
 
   private:
+    void throw_if_stopped() const {
+        pollfd stop{stop_, POLLIN, 0};
+        if (poll(&stop, 1, 0) > 0) {
+            throw Interrupted{};
+        }
+    }
+
     void add(const std::string &file, File_Text text) {
         parts_.push_back({file, std::move(text.text), std::move(text.failure), text.is_cut});
     }

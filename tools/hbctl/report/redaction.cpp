@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
+#include <cstring>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -237,6 +238,14 @@ std::size_t end_of_settings(const std::string &line) {
     return end;
 }
 
+// The first bytes of a form, by which it is found: one search for all forms needs as much time as for one.
+std::uint64_t beginning_of(const std::string &text, std::size_t at) {
+    std::uint64_t bytes = 0;
+    static_assert(sizeof bytes == SHORTEST_KEY);
+    std::memcpy(&bytes, text.data() + at, sizeof bytes);
+    return bytes;
+}
+
 std::vector<std::string> lines_of(const std::string &text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -282,20 +291,39 @@ void Secrets::add_forms(const std::string &bytes) {
     const std::string letters = base64(bytes);
     for (const std::string &form : {bytes, hexadecimal(bytes, "0123456789abcdef"),
                                     hexadecimal(bytes, "0123456789ABCDEF"), letters, other_alphabet(letters)}) {
-        if (std::find(forms_.begin(), forms_.end(), form) == forms_.end()) {
-            forms_.push_back(form);
+        if (known_.insert(form).second) {
+            forms_[beginning_of(form, 0)].push_back(form);
         }
     }
 }
 
-std::string Secrets::removed_from(std::string text) const {
-    for (const std::string &form : forms_) {
-        for (std::size_t at = text.find(form); at != std::string::npos;
-             at = text.find(form, at + REMOVED.size())) {
-            text.replace(at, form.size(), REMOVED);
+std::size_t Secrets::longest_at(const std::string &text, std::size_t at) const {
+    std::size_t longest = 0;
+    const auto forms = forms_.find(beginning_of(text, at));
+    if (forms != forms_.end()) {
+        for (const std::string &form : forms->second) {
+            if (form.size() > longest && text.compare(at, form.size(), form) == 0) {
+                longest = form.size();
+            }
         }
     }
-    return text;
+    return longest;
+}
+
+std::string Secrets::removed_from(const std::string &text) const {
+    std::string result;
+    std::size_t end = 0; // of what is removed; keys may overlap
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const std::size_t size = at + SHORTEST_KEY <= text.size() ? longest_at(text, at) : 0;
+        if (size > 0 && at >= end) {
+            result += REMOVED;
+        }
+        end = std::max(end, at + size);
+        if (at >= end) {
+            result += text[at];
+        }
+    }
+    return result;
 }
 
 std::string configuration_without_keys(const std::string &toml, Secrets &secrets) {
