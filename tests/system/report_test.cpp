@@ -38,6 +38,13 @@ void write_text(const std::string &path, const std::string &text, mode_t mode = 
     ASSERT_EQ(chmod(path.c_str(), mode), 0) << path;
 }
 
+// The numbers of processes that a script of the test has written, one to a file.
+bool runs(const std::string &pid_file) {
+    const std::string pid = text_of(pid_file);
+    return fs::exists("/proc/" + pid.substr(0, pid.find('\n'))) &&
+           text_of("/proc/" + pid.substr(0, pid.find('\n')) + "/stat").find(") Z ") == std::string::npos;
+}
+
 std::vector<std::string> entries_of(const std::string &directory) {
     std::vector<std::string> names;
     for (const auto &entry : fs::directory_iterator(directory)) {
@@ -287,6 +294,26 @@ TEST_F(Report, OpensNoFileThatAProcessOfAnotherUserNames) {
 }
 
 // ---- What holds it up ----
+// A daemon in the background works in "/".
+TEST_F(Report, StatesThatTheConfigurationHasARelativePath) {
+    write_text(here.file("relative.toml"), small_cluster_file());
+    const std::string socket = here.file("s");
+    Child_Process starter({"/bin/sh", "-c", "cd \"$1\" && exec \"$2\" --config relative.toml --socket \"$3\"",
+                           "sh", here.path(), programs_of_this_build().path("wispd"), socket});
+    ASSERT_TRUE(wait_until([&] { return fs::exists(socket + ".control") || !starter.running(); }));
+    ASSERT_TRUE(wait_until([&] { return fs::exists(socket + ".control"); })) << starter.error_output();
+    auto files = unpack(run(socket));
+    EXPECT_THAT(files["summary.txt"],
+                HasSubstr("wispd/configuration.toml: 0 bytes, failed: wispd was started with the "
+                          "relative path relative.toml and now works in another directory"));
+    const std::string prefix = "process ";
+    ASSERT_THAT(files["wispd/process.txt"], StartsWith(prefix));
+    const pid_t wispd = std::stoi(files["wispd/process.txt"].substr(prefix.size()));
+    ASSERT_EQ(kill(wispd, SIGTERM), 0);
+    write_text(here.file("pid"), std::to_string(wispd) + "\n");
+    EXPECT_TRUE(wait_until([&] { return !runs(here.file("pid")); }));
+}
+
 
 TEST_F(Report, IsWrittenInItsTimeWhileTheDaemonAndTheEngineDoNotAnswer) {
     ASSERT_TRUE(daemon.start());
@@ -327,13 +354,6 @@ TEST_F(Report, ACutLogBeginsWithAWholeLine) {
     EXPECT_TRUE(files["wispd/log-file.txt"].starts_with("a whole line "));
     daemon.write_configuration(small_cluster_file());
     EXPECT_TRUE(daemon.stop());
-}
-
-// The numbers of processes that a script of the test has written, one to a file.
-bool runs(const std::string &pid_file) {
-    const std::string pid = text_of(pid_file);
-    return fs::exists("/proc/" + pid.substr(0, pid.find('\n'))) &&
-           text_of("/proc/" + pid.substr(0, pid.find('\n')) + "/stat").find(") Z ") == std::string::npos;
 }
 
 TEST_F(Report, OneSignalEndsItAndLeavesNeitherFileNorProcess) {

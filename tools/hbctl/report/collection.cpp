@@ -103,7 +103,11 @@ class Collection {
         } else {
             add("wispd/process.txt", {"", "no process listens at " + files_.socket, false});
         }
-        files_.configuration = of_daemon(option_among(arguments, "--config"));
+        files_.configuration = option_among(arguments, "--config");
+        if (!files_.configuration.starts_with('/')) {
+            relative_configuration_ = files_.configuration;
+        }
+        files_.configuration = of_daemon(files_.configuration);
         files_.control = of_daemon(option_among(arguments, "--control"));
         if (files_.configuration.empty()) {
             files_.configuration = CONFIGURATION_OF_THE_SERVICE;
@@ -119,6 +123,10 @@ class Collection {
 
     void read_configurations() {
         File_Text file = read_bounded(files_.configuration, MOST_BYTES);
+        if (!file.failure.empty() && !relative_configuration_.empty()) {
+            file.failure = "wispd was started with the relative path " + relative_configuration_ +
+                           " and now works in another directory; start it with an absolute path";
+        }
         files_.log = of_daemon(configured_text(file.text, "log_file"));
         if (files_.control.empty()) {
             files_.control = of_daemon(configured_text(file.text, "control"));
@@ -240,7 +248,8 @@ class Collection {
     const std::chrono::milliseconds patience_;
     const int stop_;
     Daemon_Files files_;
-    std::string working_directory_; // of the daemon
+    std::string working_directory_;      // of the daemon
+    std::string relative_configuration_; // as the daemon was started with it
     std::string engine_configuration_;
     Secrets secrets_;
     std::vector<Wanted> wanted_;
