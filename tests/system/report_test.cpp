@@ -75,7 +75,7 @@ class Report : public testing::Test {
                                          const std::vector<std::string> &words = {}) {
         std::vector<std::string> line{"/bin/sh",
                                       "-c",
-                                      "cd " + here.file("out") + " && " + "exec env " +
+                                      "cd " + here.file("out") + " && " + first_commands + "exec env " +
                                           (ignored_signal.empty() ? "" : "--ignore-signal=" + ignored_signal) +
                                           " \"$@\"",
                                       "sh",
@@ -120,6 +120,7 @@ class Report : public testing::Test {
 
     Temp_Dir here;
     std::string ignored_signal; // by the caller: "HUP"
+    std::string first_commands; // of the caller
     Daemon daemon{programs_of_this_build(), small_cluster_file() + "[security]\n"};
 };
 
@@ -340,6 +341,23 @@ TEST_F(Report, CutsWhatHasNoEnd) {
     EXPECT_EQ(files["engine/quorum.txt"].size(), 1024U * 1024U);
     EXPECT_THAT(files["summary.txt"], HasSubstr("engine/quorum.txt: 1048576 bytes, cut"));
     EXPECT_THAT(files["summary.txt"], HasSubstr("wispd/process.txt: 0 bytes, failed: no process listens at "));
+}
+
+TEST_F(Report, NeedsLittleStackForLongLines) {
+#if defined(HB_ADDRESS_SANITIZER) || defined(HB_THREAD_SANITIZER)
+    GTEST_SKIP() << "a sanitizer needs several times the stack";
+#endif
+    ASSERT_TRUE(daemon.start());
+    std::string lines;
+    for (std::size_t size = 400; size < 2100; size += 10) {
+        lines += "unknown = \"" + std::string(size, 'x') + "\"\n" + "a." + std::string(size, 'y') + "\n";
+    }
+    daemon.write_configuration(small_cluster_file() + lines);
+    write_text(here.file("corosync.conf"), "totem {\n" + lines + "}\n");
+    first_commands = "ulimit -s 512; ";
+    run(daemon.socket());
+    daemon.write_configuration(small_cluster_file());
+    EXPECT_TRUE(daemon.stop());
 }
 
 // A key across the cut would not be found.
