@@ -294,7 +294,6 @@ TEST_F(Report, OpensNoFileThatAProcessOfAnotherUserNames) {
     EXPECT_TRUE(wispd.wait());
 }
 
-// ---- What holds it up ----
 // A daemon in the background works in "/".
 TEST_F(Report, StatesThatTheConfigurationHasARelativePath) {
     write_text(here.file("relative.toml"), small_cluster_file());
@@ -315,6 +314,7 @@ TEST_F(Report, StatesThatTheConfigurationHasARelativePath) {
     EXPECT_TRUE(wait_until([&] { return !runs(here.file("pid")); }));
 }
 
+// ---- What holds it up ----
 
 TEST_F(Report, IsWrittenInItsTimeWhileTheDaemonAndTheEngineDoNotAnswer) {
     ASSERT_TRUE(daemon.start());
