@@ -29,6 +29,14 @@ void set_disposition(void (*handler)(int), int flags) {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction before {};
+    sigaction(SIGHUP, nullptr, &before);
+    // nohup ignores it.
+    if (before.sa_handler != SIG_IGN) {
+        // The terminal and the shell each send one when a session ends. The second one must not end the tidying up.
+        action.sa_flags = 0;
+        sigaction(SIGHUP, &action, nullptr);
+    }
 }
 
 } // namespace

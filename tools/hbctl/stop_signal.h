@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// SIGINT and SIGTERM as a descriptor that becomes readable.
+// SIGINT, SIGTERM and SIGHUP as a descriptor that becomes readable.
 #pragma once
 
 namespace hbctl {
 
 // The first signal makes the descriptor readable, or ends the process at once if it is inside a Library_Call. A second
-// one ends the process at once, in case something else blocks. Only one object may exist at a time; its destructor restores the old dispositions.
+// SIGINT or SIGTERM ends the process at once, in case something else blocks. An ignored SIGHUP stays ignored. Only one
+// object may exist at a time; its destructor restores the old dispositions.
 class Stop_Signal {
   public:
     Stop_Signal();

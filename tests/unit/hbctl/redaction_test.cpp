@@ -83,6 +83,28 @@ TEST(Redaction, RemovesKeysFromTheEnginesSettings) {
     EXPECT_EQ(secrets.removed_from("x sesame-open-now y"), "x (removed) y");
 }
 
+// The log may repeat it.
+TEST(Redaction, KnowsASecretWhateverFollowsIt) {
+    for (const char *line :
+         {"key: \"swordfish99xyz\"   ", "    key: swordfish99xyz\t", "totem { key: swordfish99xyz",
+          "totem { key: swordfish99xyz }", "{ token: 1, Passphrase = 'swordfish99xyz', a: 2 }",
+          "totem.key (str) = swordfish99xyz", "\"key\": \"swordfish99xyz\", \"a\": 1"}) {
+        Secrets secrets;
+        EXPECT_THAT(settings_without_keys(line, secrets), Not(HasSubstr("swordfish"))) << line;
+        EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>") << line;
+    }
+    for (const char *line :
+         {"admin_password = \"swordfish99xyz\" # the old one", "secret = swordfish99xyz # old",
+          "node = [{ number = 1, key = 'swordfish99xyz' }]", "# key: swordfish99xyz"}) {
+        Secrets secrets;
+        EXPECT_THAT(configuration_without_keys(line, secrets), Not(HasSubstr("swordfish"))) << line;
+        EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>") << line;
+    }
+    Secrets secrets;
+    settings_without_keys("key: " + std::string(600, ' ') + "swordfish99xyz\n", secrets);
+    EXPECT_EQ(secrets.removed_from("<swordfish99xyz>"), "<(removed)>");
+}
+
 TEST(Redaction, RemovesAKeyInEachForm) {
     Secrets secrets;
     secrets.add("\x01\xfe\x03\xfd\x05\xfb\xff\xff\xfe\x0a");
@@ -103,6 +125,28 @@ TEST(Redaction, FindsTheBytesOfAKeyThatIsWrittenAsText) {
         EXPECT_EQ(secrets.removed_from(bytes), "(removed)") << text;
         EXPECT_EQ(secrets.removed_from("000102030405060708090A0B0C0D0E0F"), "(removed)") << text;
     }
+}
+
+TEST(Redaction, RemovesKeysThatOverlap) {
+    Secrets secrets;
+    secrets.add("first-key-part");
+    secrets.add("part-of-the-second");
+    secrets.add("part-of-the-second-one");
+    EXPECT_EQ(secrets.removed_from("<first-key-part-of-the-second-one> first-key-"), "<(removed)> first-key-");
+}
+
+// With a search for each of them this would need minutes.
+TEST(Redaction, FindsOneOfManyKeysInALongText) {
+    Secrets secrets;
+    std::string comments;
+    for (int i = 0; i < 16000; ++i) {
+        comments += "# 0123456789ABCDEF" + std::to_string(100000 + i) + "\n";
+        comments += "# " + std::to_string(1000000000 + i * 7) + "abcdef\n";
+    }
+    settings_without_keys(comments, secrets);
+    const std::string filler(4U * 1024 * 1024, 'x');
+    EXPECT_EQ(secrets.removed_from(filler + " 0123456789abcdef115999 " + filler),
+              filler + " (removed) " + filler);
 }
 
 TEST(Redaction, LeavesShortTextsAndPaths) {

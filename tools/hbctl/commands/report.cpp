@@ -76,6 +76,8 @@ int report(const Arguments &arguments) {
     if (getauxval(AT_SECURE) != 0) {
         throw std::runtime_error("report cannot be used when hbctl has more rights than its caller");
     }
+    // The caller may ignore SIGCHLD. The system then forgets how a program ended, and a cut archive looks complete.
+    std::signal(SIGCHLD, SIG_DFL);
     int signal = 0;
     {
         const Stop_Signal stop;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <poll.h>
 #include <unistd.h>
 
 #include "common/no_answer.h"
@@ -18,7 +19,9 @@ constexpr std::size_t MOST_BYTES = 1024 * 1024; // of a part
 constexpr std::size_t MOST_LOG_BYTES = 4 * MOST_BYTES;
 constexpr std::size_t MOST_KEY_BYTES = 65536; // of a key file, to find it in other parts
 constexpr const char *MOST_LOG_LINES = "20000";
-// hbctl and wispctl themselves stop waiting for the daemon after --timeout, and state the reason.
+// hbctl and wispctl stop waiting for the daemon earlier than this program kills them: they have time to state the reason.
+constexpr double SHARE_OF_PATIENCE = 0.8;
+constexpr std::chrono::duration<double> SHORTEST_PATIENCE{0.1};
 constexpr std::chrono::milliseconds BEYOND_PATIENCE{300};
 
 const std::string CONFIGURATION_OF_THE_SERVICE = "/etc/wisp/cluster.toml";
@@ -58,13 +61,21 @@ class Collection {
         want_engine();
         run_wanted();
         for (Report_Part &part : parts_) {
-            part.text = secrets_.removed_from(std::move(part.text));
-            part.failure = secrets_.removed_from(std::move(part.failure));
+            throw_if_stopped();
+            part.text = secrets_.removed_from(part.text);
+            part.failure = secrets_.removed_from(part.failure);
         }
         return std::move(parts_);
     }
 
   private:
+    void throw_if_stopped() const {
+        pollfd stop{stop_, POLLIN, 0};
+        if (poll(&stop, 1, 0) > 0) {
+            throw Interrupted{};
+        }
+    }
+
     void add(const std::string &file, File_Text text) {
         parts_.push_back({file, std::move(text.text), std::move(text.failure), text.is_cut});
     }
@@ -92,7 +103,11 @@ class Collection {
         } else {
             add("wispd/process.txt", {"", "no process listens at " + files_.socket, false});
         }
-        files_.configuration = of_daemon(option_among(arguments, "--config"));
+        files_.configuration = option_among(arguments, "--config");
+        if (!files_.configuration.starts_with('/')) {
+            relative_configuration_ = files_.configuration;
+        }
+        files_.configuration = of_daemon(files_.configuration);
         files_.control = of_daemon(option_among(arguments, "--control"));
         if (files_.configuration.empty()) {
             files_.configuration = CONFIGURATION_OF_THE_SERVICE;
@@ -108,6 +123,10 @@ class Collection {
 
     void read_configurations() {
         File_Text file = read_bounded(files_.configuration, MOST_BYTES);
+        if (!file.failure.empty() && !relative_configuration_.empty()) {
+            file.failure = "wispd was started with the relative path " + relative_configuration_ +
+                           " and now works in another directory; start it with an absolute path";
+        }
         files_.log = of_daemon(configured_text(file.text, "log_file"));
         if (files_.control.empty()) {
             files_.control = of_daemon(configured_text(file.text, "control"));
@@ -155,7 +174,11 @@ class Collection {
         wanted_.push_back({file, words, keeps_end, has_keys, false});
     }
 
-    std::string seconds() const { return std::to_string(std::chrono::duration<double>(patience_).count()); }
+    // How long hbctl and wispctl wait for the daemon.
+    std::string seconds() const {
+        const std::chrono::duration<double> share = patience_ * SHARE_OF_PATIENCE;
+        return std::to_string(std::max(share, SHORTEST_PATIENCE).count());
+    }
 
     void want_states() {
         for (const char *verb : {"status", "nodes", "networks", "adapters", "sites", "keys", "adapter-state"}) {
@@ -225,7 +248,8 @@ class Collection {
     const std::chrono::milliseconds patience_;
     const int stop_;
     Daemon_Files files_;
-    std::string working_directory_; // of the daemon
+    std::string working_directory_;      // of the daemon
+    std::string relative_configuration_; // as the daemon was started with it
     std::string engine_configuration_;
     Secrets secrets_;
     std::vector<Wanted> wanted_;

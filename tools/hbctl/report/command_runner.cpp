@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "common/no_answer.h"
+#include "tools/hbctl/report/system_facts.h"
 
 extern char **environ;
 
@@ -183,7 +184,9 @@ class Running {
             return;
         }
         pid_ = -1;
-        if (found > 0 && !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
+        if (found < 0) {
+            outcome_.failure = "its end is unknown";
+        } else if (!(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
             outcome_.failure = error_text_.substr(0, error_text_.find('\n'));
             if (outcome_.failure.empty()) {
                 outcome_.failure = WIFEXITED(status) ? "exit status " + std::to_string(WEXITSTATUS(status))
@@ -258,6 +261,11 @@ std::vector<Outcome> run_commands(const std::vector<Command> &commands, std::chr
     for (const auto &running : all) {
         if (!running->has_ended()) {
             running->end_late(patience);
+        }
+    }
+    for (std::size_t i = 0; i < commands.size(); ++i) {
+        if (outcomes[i].is_cut && commands[i].keeps_end) {
+            outcomes[i].output = from_first_whole_line(std::move(outcomes[i].output));
         }
     }
     return outcomes;

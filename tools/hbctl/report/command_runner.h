@@ -15,7 +15,7 @@ struct Interrupted {};
 struct Command {
     std::vector<std::string> words; // the first one is a program's path; empty: there is no such program
     std::size_t most_bytes = 0;     // of its output that are kept
-    bool keeps_end = false;         // whether the last bytes are kept, instead of the first ones
+    bool keeps_end = false;         // the last bytes, from the beginning of a line, instead of the first ones
     int output = -1;                // a descriptor to write to instead
 };
 

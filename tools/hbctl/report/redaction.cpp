@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
+#include <cstring>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -16,7 +17,9 @@ constexpr std::size_t SHORTEST_KEY = 8;
 constexpr std::size_t SHORTEST_HEX_WORD = 16;
 constexpr std::size_t SHORTEST_BASE64_WORD = 20;
 // A longer line is removed: the expressions need stack for each character.
-constexpr std::size_t LONGEST_LINE = 2000;
+constexpr std::size_t LONGEST_LINE = 500;
+constexpr std::size_t LONGEST_NAME = 100;
+constexpr std::size_t MOST_SECRETS_OF_A_LINE = 20;
 const std::string REMOVED = "(removed)";
 const std::string BASE64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -154,7 +157,8 @@ bool names_a_secret(std::string name) {
         return false;
     }
     return name.find("key") != std::string::npos || name.find("secret") != std::string::npos ||
-           name.find("password") != std::string::npos || name.find("passwd") != std::string::npos;
+           name.find("password") != std::string::npos || name.find("passwd") != std::string::npos ||
+           name.find("passphrase") != std::string::npos;
 }
 
 std::string unquoted(const std::string &value) {
@@ -165,6 +169,56 @@ std::string unquoted(const std::string &value) {
 
 std::string without_blanks_at_end(const std::string &text) {
     return text.substr(0, text.find_last_not_of(" \t\r") + 1);
+}
+
+bool is_part_of_name(unsigned char c) {
+    return std::isalnum(c) != 0 || c == '_' || c == '-' || c == '.';
+}
+
+// Returns the name that ends before ':' or '=', also the name of "totem.key (str) =" and of "\"key\":".
+std::string name_before(const std::string &line, std::size_t mark) {
+    const std::size_t begin = mark - std::min(mark, LONGEST_NAME);
+    std::string text = without_blanks_at_end(line.substr(begin, mark - begin));
+    if (text.ends_with(')')) {
+        text = without_blanks_at_end(text.substr(0, text.rfind('(')));
+    }
+    if (text.ends_with('"') || text.ends_with('\'')) {
+        text.pop_back();
+    }
+    const auto name = std::find_if_not(text.rbegin(), text.rend(), is_part_of_name);
+    return {name.base(), text.end()};
+}
+
+// Returns where the next value begins that has the name of a secret, anywhere in the line. npos: there is none.
+std::size_t find_secret(const std::string &line, std::size_t from = 0) {
+    for (std::size_t mark = line.find_first_of(":=", from); mark != std::string::npos;
+         mark = line.find_first_of(":=", mark + 1)) {
+        if (names_a_secret(name_before(line, mark))) {
+            return std::min(line.find_first_not_of(" \t", mark + 1), line.size());
+        }
+    }
+    return std::string::npos;
+}
+
+// A secret ends at the end of the line, at its quote, at a comment or at the end of a table: it is not known where.
+void add_value(const std::string &text, Secrets &secrets) {
+    const std::string value = without_blanks_at_end(text);
+    secrets.add(unquoted(value));
+    if (value.starts_with('"') || value.starts_with('\'')) {
+        const std::size_t end = value.find(value.front(), 1);
+        secrets.add(value.substr(1, end == std::string::npos ? end : end - 1));
+    }
+    for (const char *ends : {"#", "#,}]"}) {
+        secrets.add(unquoted(without_blanks_at_end(value.substr(0, value.find_first_of(ends)))));
+    }
+}
+
+void add_named_secrets(const std::string &line, Secrets &secrets) {
+    std::size_t at = find_secret(line);
+    for (std::size_t count = 0; at != std::string::npos && count < MOST_SECRETS_OF_A_LINE; ++count) {
+        add_value(line.substr(at), secrets);
+        at = find_secret(line, at);
+    }
 }
 
 // Returns how much of a line consists of known keys with values that are no secret, also in an array of inline tables:
@@ -182,6 +236,14 @@ std::size_t end_of_settings(const std::string &line) {
         end += static_cast<std::size_t>(match.length());
     }
     return end;
+}
+
+// The first bytes of a form, by which it is found: one search for all forms needs as much time as for one.
+std::uint64_t beginning_of(const std::string &text, std::size_t at) {
+    std::uint64_t bytes = 0;
+    static_assert(sizeof bytes == SHORTEST_KEY);
+    std::memcpy(&bytes, text.data() + at, sizeof bytes);
+    return bytes;
 }
 
 std::vector<std::string> lines_of(const std::string &text) {
@@ -229,20 +291,39 @@ void Secrets::add_forms(const std::string &bytes) {
     const std::string letters = base64(bytes);
     for (const std::string &form : {bytes, hexadecimal(bytes, "0123456789abcdef"),
                                     hexadecimal(bytes, "0123456789ABCDEF"), letters, other_alphabet(letters)}) {
-        if (std::find(forms_.begin(), forms_.end(), form) == forms_.end()) {
-            forms_.push_back(form);
+        if (known_.insert(form).second) {
+            forms_[beginning_of(form, 0)].push_back(form);
         }
     }
 }
 
-std::string Secrets::removed_from(std::string text) const {
-    for (const std::string &form : forms_) {
-        for (std::size_t at = text.find(form); at != std::string::npos;
-             at = text.find(form, at + REMOVED.size())) {
-            text.replace(at, form.size(), REMOVED);
+std::size_t Secrets::longest_at(const std::string &text, std::size_t at) const {
+    std::size_t longest = 0;
+    const auto forms = forms_.find(beginning_of(text, at));
+    if (forms != forms_.end()) {
+        for (const std::string &form : forms->second) {
+            if (form.size() > longest && text.compare(at, form.size(), form) == 0) {
+                longest = form.size();
+            }
         }
     }
-    return text;
+    return longest;
+}
+
+std::string Secrets::removed_from(const std::string &text) const {
+    std::string result;
+    std::size_t end = 0; // of what is removed; keys may overlap
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const std::size_t size = at + SHORTEST_KEY <= text.size() ? longest_at(text, at) : 0;
+        if (size > 0 && at >= end) {
+            result += REMOVED;
+        }
+        end = std::max(end, at + size);
+        if (at >= end) {
+            result += text[at];
+        }
+    }
+    return result;
 }
 
 std::string configuration_without_keys(const std::string &toml, Secrets &secrets) {
@@ -253,6 +334,7 @@ std::string configuration_without_keys(const std::string &toml, Secrets &secrets
         const std::size_t end = line.size() > LONGEST_LINE ? 0 : end_of_settings(line);
         const std::string comment = line.substr(end);
         secrets.add_words_like_keys(comment);
+        add_named_secrets(comment, secrets);
         std::smatch match;
         const std::size_t mark = line.find('#');
         if (line.size() <= LONGEST_LINE &&
@@ -263,9 +345,6 @@ std::string configuration_without_keys(const std::string &toml, Secrets &secrets
         } else if (comment.empty() || (end > 0 && comment.front() == '#')) {
             result += without_blanks_at_end(line.substr(0, end)) + "\n";
         } else if (line.size() <= LONGEST_LINE && std::regex_match(line, match, setting)) {
-            if (names_a_secret(match[1])) {
-                secrets.add(unquoted(match[2]));
-            }
             result += match[1].str() + " = " + REMOVED + "\n";
         } else {
             result += "# " + REMOVED + "\n";
@@ -275,19 +354,19 @@ std::string configuration_without_keys(const std::string &toml, Secrets &secrets
 }
 
 std::string settings_without_keys(const std::string &text, Secrets &secrets) {
-    static const std::regex setting(R"((\s*)([\w.-]+)(\s*\([^)]*\))?(\s*[:=]\s*)([^]*))");
     std::string result;
     for (const std::string &line : lines_of(text)) {
-        std::smatch match;
+        const std::size_t secret = find_secret(line);
         const std::size_t begin = line.find_first_not_of(" \t");
         const bool is_comment = begin != std::string::npos && line[begin] == '#';
         if (is_comment || line.size() > LONGEST_LINE) {
             secrets.add_words_like_keys(line);
+            add_named_secrets(line, secrets);
             result += "# " + REMOVED + "\n";
-        } else if (std::regex_match(line, match, setting) && names_a_secret(match[2])) {
-            secrets.add(unquoted(match[5]));
-            secrets.add_words_like_keys(match[5]);
-            result += match[1].str() + match[2].str() + match[3].str() + match[4].str() + REMOVED + "\n";
+        } else if (secret != std::string::npos) {
+            secrets.add_words_like_keys(line.substr(secret));
+            add_named_secrets(line, secrets);
+            result += line.substr(0, secret) + REMOVED + "\n";
         } else {
             result += line + "\n";
         }

@@ -99,6 +99,12 @@ std::string permission_line(const std::string &path) {
 
 } // namespace
 
+std::string from_first_whole_line(std::string text) {
+    const std::size_t end = text.find('\n');
+    text.erase(0, end == std::string::npos ? end : end + 1);
+    return text;
+}
+
 File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool from_end) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat state {};
@@ -112,6 +118,7 @@ File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool fro
     const bool is_cut = state.st_size > static_cast<off_t>(most_bytes);
     if (is_cut && from_end) {
         lseek(file.number(), -static_cast<off_t>(most_bytes), SEEK_END);
+        return {from_first_whole_line(read_all(file.number(), most_bytes)), "", true};
     }
     return {read_all(file.number(), most_bytes), "", is_cut};
 }

@@ -17,7 +17,10 @@ struct File_Text {
     bool is_cut = false;
 };
 
-// Reads a regular file, the first or the last bytes of it. Never waits for another process.
+// Returns the text without its first line. Half of a key at the beginning of a cut text would not be found.
+std::string from_first_whole_line(std::string text);
+
+// Reads a regular file, the first or the last bytes of it, the latter from the beginning of a line. Never waits for another process.
 File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool from_end = false);
 
 // One line for each path and for each directory on the way: mode, owner, group, size, time, or why it cannot be seen.
