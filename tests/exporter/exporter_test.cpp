@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <httplib.h>
 #include <mutex>
 #include <netinet/in.h>
@@ -517,18 +518,17 @@ TEST_F(ExporterTest, RequestsThatArriveSlowlyDoNotKeepAScrapeWaiting) {
         slow.back()->send("GET /metrics HTTP/1.1\r\nX: ");
         each_sends_a_byte();
     }
-    std::atomic<bool> ends{false};
-    std::thread sender([&each_sends_a_byte, &ends] {
-        while (!ends) {
+    std::promise<void> end;
+    std::thread sender([&each_sends_a_byte, ended = end.get_future()] {
+        while (ended.wait_for(std::chrono::milliseconds(200)) != std::future_status::ready) {
             each_sends_a_byte();
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
         }
     });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(exporter.metrics(), HasSubstr("\nhb_up 1\n"));
     EXPECT_LT(std::chrono::steady_clock::now() - start,
               std::chrono::seconds(10)); // as long as Prometheus waits
-    ends = true;
+    end.set_value();
     sender.join();
 }
 

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "tools/hbctl/event_environment.h"
+#include "tools/hbctl/spawn_plan.h"
 
 extern char **environ;
 
@@ -43,36 +44,12 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts) {
     return pointers;
 }
 
-// Gives the command the signals as a shell would: hbctl ignores SIGPIPE, and its thread blocks others.
-class Spawn_Plan {
-  public:
-    explicit Spawn_Plan(int input) {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        sigset_t signals;
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes, &signals);
-        sigaddset(&signals, SIGPIPE);
-        posix_spawnattr_setsigdefault(&attributes, &signals);
-    }
-    ~Spawn_Plan() {
-        posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    Spawn_Plan(const Spawn_Plan &) = delete;
-    Spawn_Plan &operator=(const Spawn_Plan &) = delete;
-
-    posix_spawn_file_actions_t actions{};
-    posix_spawnattr_t attributes{};
-};
-
 int spawn_shell(const std::string &command, int input, const std::vector<std::string> &environment,
                 pid_t &pid) {
     std::vector<std::string> words{"sh", "-c", command};
     std::vector<std::string> variables = whole_environment(environment);
-    const Spawn_Plan plan(input);
+    Spawn_Plan plan;
+    posix_spawn_file_actions_adddup2(&plan.actions, input, STDIN_FILENO);
     return posix_spawn(&pid, "/bin/sh", &plan.actions, &plan.attributes, pointers_to(words).data(),
                        pointers_to(variables).data());
 }

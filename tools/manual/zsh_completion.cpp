@@ -5,7 +5,7 @@
 namespace manual {
 namespace {
 
-// The text inside a specification of _arguments, which itself stands in single quotes.
+// The text inside an argument of _arguments, which itself stands in single quotes.
 std::string quoted(std::string text) {
     for (const char *special : {"\\", "[", "]", ":"}) {
         text = replaced(text, special, "\\" + std::string(special));
@@ -31,8 +31,8 @@ std::string action(const Value &value, const std::string &function) {
     }
 }
 
-std::string option_specifications(const std::vector<Option> &options, const std::string &function,
-                                  const std::string &indent) {
+std::string option_arguments(const std::vector<Option> &options, const std::string &function,
+                             const std::string &indent) {
     std::string lines;
     for (const Option &option : options) {
         for (const std::string &name : option.names) {
@@ -48,8 +48,7 @@ std::string option_specifications(const std::vector<Option> &options, const std:
     return lines;
 }
 
-std::string operand_specifications(const Command &verb, const std::string &function,
-                                   const std::string &indent) {
+std::string operand_arguments(const Command &verb, const std::string &function, const std::string &indent) {
     std::string lines;
     for (const Option &operand : verb.operands()) {
         lines += indent + "'" + (operand.required ? ":" : "::") + quoted(operand.operand) + ":" +
@@ -62,9 +61,8 @@ std::string verb_case(const Command &verb, const std::string &function) {
     std::vector<Option> own = verb.options();
     std::erase_if(own, [](const Option &option) { return option.long_name() == "--help"; });
     const std::string indent(12, ' ');
-    return "    " + verb.name + ")\n        specifications=($common\n" +
-           option_specifications(own, function, indent) + operand_specifications(verb, function, indent) +
-           "        )\n        ;;\n";
+    return "    " + verb.name + ")\n        described=($common\n" + option_arguments(own, function, indent) +
+           operand_arguments(verb, function, indent) + "        )\n        ;;\n";
 }
 
 } // namespace
@@ -75,8 +73,8 @@ std::string zsh_completion(const Command &program, const std::string &functions)
                        " for zsh, made from its options. Do not edit.\n" +
                        replaced(without_head(functions), "FUNCTION", function) + "\n" + function + "() {\n" +
                        "    local curcontext=$curcontext state line ret=1\n"
-                       "    typeset -A opt_args\n    local -a common specifications verbs\n    common=(\n" +
-                       option_specifications(program.options(), function, std::string(8, ' ')) + "    )\n";
+                       "    typeset -A opt_args\n    local -a common described verbs\n    common=(\n" +
+                       option_arguments(program.options(), function, std::string(8, ' ')) + "    )\n";
     if (program.commands.empty()) {
         return text + "    _arguments -s -S $common\n}\n\n" + function + " \"$@\"\n";
     }
@@ -93,12 +91,12 @@ std::string zsh_completion(const Command &program, const std::string &functions)
             "    [[ $state == words ]] || return ret\n"
             "    words=($line[1] \"${words[@]}\")\n"
             "    ((CURRENT += 1))\n"
-            "    specifications=($common)\n"
+            "    described=($common)\n"
             "    case $line[1] in\n";
     for (const Command &verb : program.commands) {
         text += verb_case(verb, function);
     }
-    return text + "    esac\n    _arguments $specifications && ret=0\n    return ret\n}\n\n" + function +
+    return text + "    esac\n    _arguments $described && ret=0\n    return ret\n}\n\n" + function +
            " \"$@\"\n";
 }
 

@@ -19,6 +19,7 @@
 
 #include "common/no_answer.h"
 #include "tools/hbctl/report/system_facts.h"
+#include "tools/hbctl/spawn_plan.h"
 
 extern char **environ;
 
@@ -64,34 +65,6 @@ class Pipe {
     std::array<int, 2> ends_{-1, -1};
 };
 
-// Runs in a process group of its own, so that its children can be ended with it.
-class Spawn_Plan {
-  public:
-    Spawn_Plan(int output, int errors) {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes,
-                                 POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        sigset_t signals;
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes, &signals);
-        sigaddset(&signals, SIGPIPE);
-        posix_spawnattr_setsigdefault(&attributes, &signals);
-    }
-    ~Spawn_Plan() {
-        posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    Spawn_Plan(const Spawn_Plan &) = delete;
-    Spawn_Plan &operator=(const Spawn_Plan &) = delete;
-
-    posix_spawn_file_actions_t actions{};
-    posix_spawnattr_t attributes{};
-};
-
 // One program while it runs. The destructor kills it.
 class Running {
   public:
@@ -133,8 +106,12 @@ class Running {
             pointers.push_back(word.data());
         }
         pointers.push_back(nullptr);
-        const Spawn_Plan plan(command_.output >= 0 ? command_.output : output_.write_end(),
-                              errors_.write_end());
+        // In a process group of its own, so that its children can be ended with it.
+        Spawn_Plan plan(POSIX_SPAWN_SETPGROUP);
+        posix_spawn_file_actions_addopen(&plan.actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_adddup2(
+            &plan.actions, command_.output >= 0 ? command_.output : output_.write_end(), STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&plan.actions, errors_.write_end(), STDERR_FILENO);
         const int failed = posix_spawn(&pid_, words.front().c_str(), &plan.actions, &plan.attributes,
                                        pointers.data(), environ);
         output_.close_write_end();
