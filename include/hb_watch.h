@@ -120,14 +120,15 @@ int hb_watch_descriptor(const Hb_Watch *watch);
  * readable; a single call is enough, since the descriptor stays readable while more is ready.
  *
  * The order of the reports:
- *   - The first report is one of the joins at the start, HB_WATCH_CURRENT, or HB_WATCH_UNREACHABLE if no daemon
- *     listens or answers.
+ *   - The first report is a join, HB_WATCH_CURRENT, or HB_WATCH_UNREACHABLE if no daemon listens or answers.
  *   - At the start everything that is up joins, with HB_WATCH_INITIAL; then HB_WATCH_CURRENT follows.
  *   - HB_WATCH_UNREACHABLE appears once for each loss.  When contact returns, the differences follow, with
  *     HB_WATCH_CAUGHT_UP unless their own event arrived; then HB_WATCH_CURRENT.
- *   - Differences that are found together come in this order: adapters that died, nodes that died,
- *     HB_WATCH_CONFIGURATION, nodes that joined, adapters that joined; each group in ascending order.
- *   - Two reports about a node or an adapter alternate between joined and died.  Nothing is reported twice. */
+ *   - Differences that one event causes come in this order: adapters that died, nodes that died,
+ *     HB_WATCH_CONFIGURATION, adapters that joined, nodes that joined; each group in ascending order.
+ *   - Two reports about a node or an adapter alternate between joined and died.  Nothing is reported twice.
+ *   - An adapter that died and joined again while the daemon lost an event is reported as both.  A node that did so
+ *     while there was no contact is not reported: nobody knows it. */
 int hb_watch_next(Hb_Watch *watch, Hb_Watch_Report *report);
 
 /* Waits for the next report, at most `timeout` milliseconds; a negative time-out waits without limit.  Returns 1 with
@@ -179,13 +180,16 @@ const char *hb_watch_socket_path(const Hb_Watch *watch);
 /* Moves the program from the daemon to the operating system's cluster service, as hb_migrate_to_mox_prep and
  * hb_migrate_to_mox_commit do, and lets this watch follow the service.  The watch reports what differs between the
  * two.  It then reads the events of hb_client.h: do not call hb_get_event_message yourself, and subscribe nothing.
- * At most one watch of a process can follow the service.  Opens the library and waits as hb_init does.
+ * At most one watch of a process can follow the service.  Opens the library, and then waits and signals as hb_init
+ * does.  Adapters can have other numbers there: then the old number dies, with HB_WATCH_REMOVED, and the new one joins.
  * Returns Hb_Success, or Hb_Failure with the error number of the preparation or of hb_init in hb_get_errno(); the
- * watch and the program then stay with the daemon. */
+ * watch and the program then stay with the daemon.  If only the last step fails, the program has moved; its errors are
+ * those of hb_watch_follow_service, which can be called again. */
 Hb_Rc hb_watch_migrate(Hb_Watch *watch);
 
 /* The same for a program that has already called hb_migrate_to_mox_commit.  Returns Hb_Failure with the error number of
- * hb_get_file_descriptor_array or hb_subscribe; the watch then stays with the daemon, and the call can be repeated. */
+ * hb_get_file_descriptor_array or hb_subscribe, or with errno EINVAL if the program is not in cluster-event mode, EBUSY if
+ * another watch follows the service, EALREADY if this one does, ENOMEM.  The watch then stays as it is. */
 Hb_Rc hb_watch_follow_service(Hb_Watch *watch);
 
 #ifdef __cplusplus

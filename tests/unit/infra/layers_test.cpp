@@ -151,6 +151,16 @@ TEST(Library, KnowsNothingOfDaemonToolsOrTests) {
         {"common/", "host/", "cluster/", "engine/", "daemon/", "providers/", "tools/", "exporter/", "tests/"});
 }
 
+// It stands on the public header alone, so that a program's watch works with any build of the library.
+TEST(Watch, UsesThePublicHeadersAlone) {
+    ASSERT_GT(headers_and_sources("watch").size(), 15U);
+    expect_no_include({"watch"}, {"lib/", "utils/", "common/", "host/", "cluster/", "engine/", "daemon/",
+                                  "providers/", "platform/", "tools/", "exporter/", "tests/", "qz_"});
+    expect_no_include(
+        {"lib", "utils", "platform", "common", "host", "cluster", "engine", "daemon", "providers"},
+        {"watch/", "hb_watch"});
+}
+
 TEST(Platform, KnowsNothingOfTheLibraryAboveIt) {
     expect_no_include({"platform"}, {"lib/", "utils/"});
 }
@@ -160,6 +170,7 @@ TEST(Programs, NoTwoModulesIncludeEachOtherDirectlyOrRoundALoop) {
     EXPECT_THAT(find_loop(graph_of({"tools"})), IsEmpty());
     EXPECT_THAT(find_loop(graph_of({"exporter"})), IsEmpty());
     EXPECT_THAT(find_loop(graph_of({"platform"})), IsEmpty());
+    EXPECT_THAT(find_loop(graph_of({"watch"})), IsEmpty());
 }
 
 TEST(Daemon, IncludesRunDownwardThroughItsFolders) {

@@ -103,8 +103,8 @@ TEST(NameRule, FindsAConstantOfANamespaceInAnotherStyle) {
 }
 
 TEST(Names, TypesAreWordsJoinedByUnderscores) {
-    const auto sources = sources_of(
-        {"common", "host", "cluster", "engine", "daemon", "providers", "tools", "exporter", "tests", "bench"});
+    const auto sources = sources_of({"common", "host", "cluster", "engine", "daemon", "providers", "tools",
+                                     "exporter", "watch", "tests", "bench"});
     ASSERT_GT(sources.size(), 300U);
     std::set<std::string> fixtures;
     for (const Source &source : sources) {
@@ -124,7 +124,7 @@ TEST(Names, ConstantsOfTestsAreInCapitals) {
 
 TEST(Headers, InternalOnesAreGuardedByPragmaOnce) {
     for (const char *folder : {"lib", "utils", "common", "host", "cluster", "engine", "daemon", "providers",
-                               "tools", "exporter", "tests", "bench", "platform/tr", "platform/mss"}) {
+                               "tools", "exporter", "watch", "tests", "bench", "platform/tr", "platform/mss"}) {
         for (const std::string &path : source_files(ROOT, folder, {".h"})) {
             const std::string text = without_comments(read_source(ROOT + "/" + path));
             EXPECT_EQ(text.find_first_not_of(" \n"), text.find("#pragma once")) << path;

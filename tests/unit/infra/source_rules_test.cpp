@@ -147,11 +147,11 @@ TEST(NameRule, SeesEventValuesStatusesAndReservedNames) {
 }
 
 TEST(Names, StandForEveryErrorNumberInLibraryAndTools) {
-    EXPECT_THAT(finds_in({"lib", "tools", "exporter"}, bare_error_numbers), IsEmpty());
+    EXPECT_THAT(finds_in({"lib", "tools", "exporter", "watch"}, bare_error_numbers), IsEmpty());
 }
 
 TEST(Names, StandForEveryEventValueStatusAndReservedName) {
-    EXPECT_THAT(finds_in({"lib", "tools", "exporter"}, bare_event_values), IsEmpty());
+    EXPECT_THAT(finds_in({"lib", "tools", "exporter", "watch"}, bare_event_values), IsEmpty());
     EXPECT_THAT(finds_in({"lib"}, bare_reply_statuses), IsEmpty());
     EXPECT_THAT(finds_in({"lib", "tools", "exporter", "daemon", "cluster"}, reserved_names_in_quotes),
                 IsEmpty());
@@ -195,7 +195,7 @@ TEST(Licence, IsStatedByEverySourceFile) {
     for (const char *const folder :
          {"bench",    "cluster",   "cmake",    "common", "daemon",  "debian", "docs",
           "engine",   "examples",  "exporter", "host",   "include", "lib",    "packaging",
-          "platform", "providers", "scripts",  "tests",  "tools",   "utils"}) {
+          "platform", "providers", "scripts",  "tests",  "tools",   "utils",  "watch"}) {
         const std::vector<std::string> files = source_files(ROOT, folder, {""});
         paths.insert(paths.end(), files.begin(), files.end());
     }
