@@ -375,6 +375,19 @@ TEST_F(Report, ACutLogBeginsWithAWholeLine) {
     EXPECT_TRUE(daemon.stop());
 }
 
+TEST_F(Report, CutOutputEndsWithAWholeLine) {
+    // The first mebibyte ends within the second line.
+    fake("corosync-quorumtool", "echo whole; head -c 2000000 /dev/zero | tr '\\0' k; echo");
+    // It is killed within its second line.
+    fake("corosync-cmapctl", "echo whole; printf kkkkkkkk; exec sleep 1000");
+    auto files = unpack(run(here.file("nowhere"), {"--timeout", "5"}));
+    EXPECT_EQ(files["engine/quorum.txt"], "whole\n");
+    EXPECT_THAT(files["summary.txt"], HasSubstr("engine/quorum.txt: 6 bytes, cut"));
+    for (const auto &[name, text] : files) {
+        EXPECT_THAT(text, Not(HasSubstr("kkkkkkkk"))) << name;
+    }
+}
+
 TEST_F(Report, OneSignalEndsItAndLeavesNeitherFileNorProcess) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         const std::string pid_file = here.file("pid");

@@ -92,6 +92,7 @@ class Running {
     void end_late(std::chrono::milliseconds patience) {
         kill_group();
         outcome_.failure = "no end within " + common::seconds_text(patience);
+        outcome_.output = up_to_last_whole_line(std::move(outcome_.output));
     }
 
   private:
@@ -241,8 +242,9 @@ std::vector<Outcome> run_commands(const std::vector<Command> &commands, std::chr
         }
     }
     for (std::size_t i = 0; i < commands.size(); ++i) {
-        if (outcomes[i].is_cut && commands[i].keeps_end) {
-            outcomes[i].output = from_first_whole_line(std::move(outcomes[i].output));
+        if (outcomes[i].is_cut) {
+            outcomes[i].output = commands[i].keeps_end ? from_first_whole_line(std::move(outcomes[i].output))
+                                                       : up_to_last_whole_line(std::move(outcomes[i].output));
         }
     }
     return outcomes;

@@ -20,6 +20,7 @@
 #include <sys/un.h>
 #include <sys/utsname.h>
 #include <unistd.h>
+#include <utility>
 
 #include "common/socket_path.h"
 #include "hb_client.h"
@@ -105,6 +106,11 @@ std::string from_first_whole_line(std::string text) {
     return text;
 }
 
+std::string up_to_last_whole_line(std::string text) {
+    text.erase(text.rfind('\n') + 1);
+    return text;
+}
+
 File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool from_end) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat state {};
@@ -120,7 +126,8 @@ File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool fro
         lseek(file.number(), -static_cast<off_t>(most_bytes), SEEK_END);
         return {from_first_whole_line(read_all(file.number(), most_bytes)), "", true};
     }
-    return {read_all(file.number(), most_bytes), "", is_cut};
+    std::string text = read_all(file.number(), most_bytes);
+    return {is_cut ? up_to_last_whole_line(std::move(text)) : std::move(text), "", is_cut};
 }
 
 std::string permissions_of(const std::vector<std::string> &paths) {

@@ -19,6 +19,8 @@ struct File_Text {
 
 // Returns the text without its first line. Half of a key at the beginning of a cut text would not be found.
 std::string from_first_whole_line(std::string text);
+// Returns the text without a last line that has no end. Half of a key there would not be found, either.
+std::string up_to_last_whole_line(std::string text);
 
 // Reads a regular file, the first or the last bytes of it, the latter from the beginning of a line. Never waits for another process.
 File_Text read_bounded(const std::string &path, std::size_t most_bytes, bool from_end = false);
