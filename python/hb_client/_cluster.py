@@ -211,7 +211,8 @@ class Cluster:
         opened again."""
         if self._handle is None:
             return
-        if self._waiter is not None:
+        # A child shares the set of descriptors that its parent's loop waits on, and must not change it.
+        if self._waiter is not None and self._handle.is_ours:
             loop, descriptor, ready = self._waiter
             self._waiter = None
             loop.remove_reader(descriptor)
@@ -285,9 +286,9 @@ class Cluster:
     @property
     def name(self) -> str:
         """The cluster's name; empty if none is known."""
-        with self._opened().lock:
-            self._names.refresh()
-            return self._names.cluster
+        self._opened().fileno()
+        self._names.refresh()
+        return self._names.cluster
 
     @property
     def is_current(self) -> bool:
@@ -448,12 +449,16 @@ class Cluster:
         """Returns the events that are ready, without waiting. The states are then those of this moment."""
         handle = self._opened()
         events: list[Event] = []
-        while True:
-            event = handle.next(self._event)
-            if event is not None:
-                events.append(event)
-            elif not handle.wait(deadline_of(0)):
-                return events
+        try:
+            while True:
+                event = handle.next(self._event)
+                if event is not None:
+                    events.append(event)
+                elif not handle.wait(deadline_of(0)):
+                    return events
+        except BaseException:
+            handle.give_back(events)
+            raise
 
     def fileno(self) -> int:
         """Returns the descriptor to wait on for reading, for a program with an event loop of its own. Call `poll` when

@@ -69,6 +69,7 @@ class Handle:
         self._lock = threading.RLock()
         self._report = ffi.new("Hb_Watch_Report *")
         self._taken: dict[int, Any] = {}
+        self._given_back: list[Any] = []
         self._watch: CData | None = None
         options = ffi.new("Hb_Watch_Options *")
         lib.hb_watch_default_options(options)
@@ -90,10 +91,15 @@ class Handle:
         return self._watch is not None
 
     @property
+    def is_ours(self) -> bool:
+        """Whether this process opened it, and not its parent."""
+        return os.getpid() == self._process
+
+    @property
     def lock(self) -> threading.RLock:
         """What is held while `watch` is used. A thread of the parent may have held it when this process was forked, so
         a child does not get it."""
-        if os.getpid() != self._process:
+        if not self.is_ours:
             raise RuntimeError("this cluster belongs to the parent process: open another one in this process")
         return self._lock
 
@@ -104,11 +110,11 @@ class Handle:
         return self._watch
 
     def close(self) -> None:
-        if os.getpid() != self._process:
-            self._release()
-        else:
+        if self.is_ours:
             with self._lock:
                 self._release()
+        else:
+            self._release()
 
     def _release(self) -> None:
         watch, self._watch = self._watch, None
@@ -128,7 +134,12 @@ class Handle:
         """
         thread = threading.get_ident()
         with self.lock:
-            if thread not in self._taken:
+            if thread in self._taken:
+                pass
+            elif self._given_back:
+                self._taken[thread] = self._given_back[0]
+                del self._given_back[0]
+            else:
                 report = self._report
                 if report.kind == 0 and lib.hb_watch_next(self.watch, report) == 0:
                     report.kind = 0
@@ -139,6 +150,15 @@ class Handle:
         result = self._taken[thread]
         del self._taken[thread]
         return result
+
+    def give_back(self, results: list[Any]) -> None:
+        """Makes `next` return these first, and what it has taken for this thread after them."""
+        thread = threading.get_ident()
+        with self.lock:
+            if thread in self._taken:
+                results = results + [self._taken[thread]]
+                del self._taken[thread]
+            self._given_back[:0] = results
 
     def wait(self, deadline: float | None) -> bool:
         """Waits until the descriptor is readable, and returns whether it is. Signal handlers run at once."""

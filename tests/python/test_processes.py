@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Forked children, and programs started by exec."""
+import asyncio
 import os
 import pickle
 import traceback
@@ -7,6 +8,7 @@ import traceback
 import hb_client
 import pytest
 from expectations import next_events, texts
+from harness import GENEROUS
 
 
 def exit_code_in_child(function):
@@ -53,6 +55,24 @@ def test_a_forked_child_opens_its_own_cluster(wispd):
 
         assert exit_code_in_child(child) == 0
         assert texts(next_events(cluster, 1)) == ["adapter 5 (beta/net_b) died"]
+
+
+def test_a_forked_child_that_closes_leaves_the_waiting_task_of_its_parent_alone(wispd):
+    async def main():
+        async with hb_client.Cluster(wispd.socket) as cluster:
+
+            async def watch():
+                async for event in cluster.watch(timeout=GENEROUS):
+                    return str(event)
+
+            task = asyncio.create_task(watch())
+            await asyncio.sleep(0)
+            assert not task.done()
+            assert exit_code_in_child(cluster.close) == 0
+            wispd.command("adapter-down", adapter=5)
+            assert await task == "adapter 5 (beta/net_b) died"
+
+    asyncio.run(main())
 
 
 def descriptors():
