@@ -446,7 +446,8 @@ class Cluster:
         return Watch(self, timeout)
 
     def poll(self) -> list[Event]:
-        """Returns the events that are ready, without waiting. The states are then those of this moment."""
+        """Returns the events that have arrived, without waiting. The states are then those after the last one. After
+        thousands of events, the daemon may send the rest only now: they arrive with the next call."""
         handle = self._opened()
         events: list[Event] = []
         try:
