@@ -144,13 +144,16 @@ int hbw_configuration_read(Hbw_Configuration *configuration, const unsigned char
     if (read_counts(body, size, &counts) != 0) {
         return HB_ERROR_UNEXPECTED_REPLY;
     }
+    uint16_t local_node;
+    memcpy(&local_node, body + LOCAL_NODE_AT, sizeof local_node);
+    if (local_node >= HB_NODE_SLOTS) {
+        return HB_ERROR_UNEXPECTED_REPLY;
+    }
     const uint32_t node_slots = (uint32_t)counts.node_slots;
     if (hbw_configuration_begin(configuration, node_slots, node_slots * (uint32_t)counts.node_adapters,
                                 (size_t)counts.adapters) != 0) {
         return HB_ERROR_NO_MEMORY;
     }
-    uint16_t local_node;
-    memcpy(&local_node, body + LOCAL_NODE_AT, sizeof local_node);
     configuration->local_node = local_node;
     if (read_adapters(configuration, body + ENTRIES_AT, &counts) != 0) {
         return HB_ERROR_UNEXPECTED_REPLY;

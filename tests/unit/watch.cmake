@@ -6,10 +6,12 @@ hb_add_test(
   watch/account_test.cpp
   watch/bits_test.cpp
   watch/configuration_test.cpp
+  watch/odd_daemon_test.cpp
   watch/socket_path_test.cpp
   watch/wire_test.cpp
   LIBS
   hb_watch
+  hb_test_support
   LABELS
   unit)
 target_include_directories(watch_unit_test PRIVATE "${PROJECT_SOURCE_DIR}")
