@@ -199,14 +199,13 @@ int hb_watch_wait(Hb_Watch *watch, Hb_Watch_Report *report, int timeout) {
         if (hb_watch_next(watch, report)) {
             return 1;
         }
-        struct pollfd ready = {watch->epoll, POLLIN, 0};
         const int left = timeout < 0 ? -1 : left_until(end);
-        const int result = poll(&ready, 1, left);
-        if (result < 0) {
-            return -1;
+        if (left == 0) {
+            return 0; /* also while the descriptor is readable all the time */
         }
-        if (result == 0 && left == 0) {
-            return 0;
+        struct pollfd ready = {watch->epoll, POLLIN, 0};
+        if (poll(&ready, 1, left) < 0) {
+            return -1;
         }
     }
 }

@@ -169,4 +169,16 @@ TEST_F(Odd_Daemon, RejectsALocalNodeThatCannotExist) {
     }
 }
 
+// The daemon sends more than one call reads, and only the end of it is a report.
+TEST_F(Odd_Daemon, DoesNotExtendAWaitByAFlood) {
+    open_and_become_current();
+    Bytes many;
+    for (int64_t sequence = 3; sequence < 1003; ++sequence) {
+        many.add(event(FOREIGN_INSTANCE, sequence, Bytes().zeros(20)));
+    }
+    send(many.add(event(HBW_NODE_DEATH, 1003, nodes(false, true))));
+    EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 0), 0);
+    EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 10000), 1);
+}
+
 } // namespace hb_test
