@@ -61,9 +61,17 @@ void hbw_daemon_settle(Hbw_Daemon_Source *source) {
     source->pause = source->options.retry_min * HBW_MILLISECOND;
 }
 
-static void lose(Hbw_Daemon_Source *source, int error, Hbw_Time now) {
+/* A forked child can hold a copy of the connection, so that closing it does not end its registration. */
+void hbw_daemon_disconnect(Hbw_Daemon_Source *source) {
+    if (source->epoll_events != 0) {
+        epoll_ctl(source->epoll, EPOLL_CTL_DEL, source->connection.descriptor, NULL);
+        source->epoll_events = 0;
+    }
     hbw_connection_close(&source->connection);
-    source->epoll_events = 0;
+}
+
+static void lose(Hbw_Daemon_Source *source, int error, Hbw_Time now) {
+    hbw_daemon_disconnect(source);
     source->waiting_since = 0;
     hbw_contact_lost(source->contact, error);
     rest(source, now);

@@ -34,6 +34,8 @@ typedef struct Hbw_Daemon_Source {
 
 /* Everything else is zero.  `epoll` is the descriptor that the user waits on. */
 void hbw_daemon_init(Hbw_Daemon_Source *source, int epoll, Hbw_Account *account, Hbw_Contact *contact);
+/* Closes the connection. */
+void hbw_daemon_disconnect(Hbw_Daemon_Source *source);
 void hbw_daemon_free(Hbw_Daemon_Source *source);
 
 /* Does the next thing: connects, reads one record, or asks for a sign of life.  Returns 1 if there may be more to do

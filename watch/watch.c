@@ -283,7 +283,7 @@ Hb_Rc hb_watch_follow_service(Hb_Watch *watch) {
                           &watch->account, &watch->contact) != Hb_Success) {
         return Hb_Failure;
     }
-    hbw_connection_close(&watch->daemon.connection);
+    hbw_daemon_disconnect(&watch->daemon);
     watch->account.same_source = 0;
     watch->follows_service = 1;
     follower = watch;

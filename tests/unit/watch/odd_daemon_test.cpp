@@ -181,4 +181,22 @@ TEST_F(Odd_Daemon, DoesNotExtendAWaitByAFlood) {
     EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 10000), 1);
 }
 
+// The child's copy of the connection stays open. The parent must not wait on it any more.
+TEST_F(Odd_Daemon, LeavesALostConnectionThatAChildStillHolds) {
+    options_.retry_min = 100000;
+    options_.retry_max = 100000;
+    open_and_become_current();
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    shutdown(connection_.get(), SHUT_RDWR);
+    EXPECT_TRUE(reaches(HB_WATCH_UNREACHABLE));
+    EXPECT_EQ(next(), 0);
+    EXPECT_FALSE(is_readable());
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
 } // namespace hb_test
