@@ -183,7 +183,11 @@ int hb_watch_next(Hb_Watch *watch, Hb_Watch_Report *report) {
             ++records;
         }
     }
-    arm_timer(watch, (found || is_more) && is_report_due(watch) ? AT_ONCE : deadline(watch));
+    if (!found && is_more) {
+        watch->armed = 0; /* the timer fires once more, so that an edge-triggered user calls again */
+    }
+    const int is_at_once = found ? is_report_due(watch) : is_more;
+    arm_timer(watch, is_at_once ? AT_ONCE : deadline(watch));
     return found;
 }
 

@@ -199,4 +199,24 @@ TEST_F(Odd_Daemon, LeavesALostConnectionThatAChildStillHolds) {
     waitpid(child, nullptr, 0);
 }
 
+// An edge-triggered user is notified of changes only, and calls until there is no report.
+TEST_F(Odd_Daemon, WakesAnEdgeTriggeredUserForWhatACallLeft) {
+    open_and_become_current();
+    const Unique_Fd outer(epoll_create1(EPOLL_CLOEXEC));
+    epoll_event wanted{EPOLLIN | EPOLLET, {}};
+    ASSERT_EQ(epoll_ctl(outer.get(), EPOLL_CTL_ADD, hb_watch_descriptor(watch_.get()), &wanted), 0);
+    Bytes many;
+    for (int64_t sequence = 3; sequence < 203; ++sequence) {
+        many.add(event(FOREIGN_INSTANCE, sequence, Bytes().zeros(20)));
+    }
+    many.add(event(HBW_NODE_DEATH, 203, nodes(false, true)));
+    send(many);
+    bool died = false;
+    epoll_event ready{};
+    while (!died && epoll_wait(outer.get(), &ready, 1, 1000) == 1) {
+        died = reaches(HB_WATCH_NODE_DIED);
+    }
+    EXPECT_TRUE(died);
+}
+
 } // namespace hb_test
