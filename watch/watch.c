@@ -236,9 +236,9 @@ Hb_Adapter_Number hb_watch_next_adapter(const Hb_Watch *watch, Hb_Adapter_Number
 }
 
 int hb_watch_next_network(const Hb_Watch *watch, int previous) {
-    for (int number = previous < -1 ? 0 : previous + 1; number < HB_NETWORK_SLOTS; ++number) {
+    for (int64_t number = previous < 0 ? 0 : (int64_t)previous + 1; number < HB_NETWORK_SLOTS; ++number) {
         if (watch->account.configuration.networks[number].Hb_network_name[0] != '\0') {
-            return number;
+            return (int)number;
         }
     }
     return -1;

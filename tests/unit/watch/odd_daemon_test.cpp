@@ -219,4 +219,14 @@ TEST_F(Odd_Daemon, WakesAnEdgeTriggeredUserForWhatACallLeft) {
     EXPECT_TRUE(died);
 }
 
+TEST_F(Odd_Daemon, EndsTheNetworksAfterTheHighestNumber) {
+    open_and_become_current();
+    EXPECT_EQ(hb_watch_next_network(watch_.get(), -1), 0);
+    EXPECT_EQ(hb_watch_next_network(watch_.get(), 0), -1);
+    EXPECT_EQ(hb_watch_next_network(watch_.get(), INT_MAX), -1);
+    EXPECT_EQ(hb_watch_next_node(watch_.get(), INT_MAX), -1);
+}
+
+} // namespace
+
 } // namespace hb_test
