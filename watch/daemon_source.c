@@ -129,6 +129,7 @@ static int compare(Hbw_Daemon_Source *source, Hbw_Time now) {
 static int open_session(Hbw_Daemon_Source *source, Hbw_Time now) {
     source->waiting_since = 0;
     source->due = 0;
+    source->compares_again = 0;
     source->questions = 0;
     source->next_sequence = 1;
     source->asked = now.steady;
@@ -173,8 +174,13 @@ static int try_to_connect(Hbw_Daemon_Source *source, Hbw_Time now) {
 
 /* ---- Records ---- */
 
-static int is_due(const Hbw_Daemon_Source *source, Hbw_Sort sort) {
-    return (source->due & (sort == HBW_NODE ? (uint32_t)NODES_DUE : (uint32_t)ADAPTERS_DUE)) != 0;
+static uint32_t group_of(Hbw_Sort sort) {
+    return sort == HBW_NODE ? (uint32_t)NODES_DUE : (uint32_t)ADAPTERS_DUE;
+}
+
+static int is_watched(const Hbw_Daemon_Source *source, Hbw_Sort sort) {
+    return (source->options.what &
+            (sort == HBW_NODE ? (uint32_t)HB_WATCH_NODES : (uint32_t)HB_WATCH_ADAPTERS)) != 0;
 }
 
 static int read_configuration(Hbw_Daemon_Source *source, const Hbw_Record *record, int announced) {
@@ -256,23 +262,27 @@ static void read_members(Hbw_Account *account, Change change, Hbw_Sort sort, con
     }
 }
 
+/* A group before the configuration that it is about has no meaning. */
 static int read_group(Hbw_Daemon_Source *source, Hbw_Sort sort, const Hbw_Record *record) {
+    if (!is_watched(source, sort) || (source->due & CONFIGURATION_DUE) != 0) {
+        return HBW_DONE;
+    }
     if (!has_members(source->account, sort, record)) {
         return HB_ERROR_UNEXPECTED_REPLY;
     }
     hbw_account_begin_group(source->account, sort);
     read_members(source->account, GROUP, sort, record);
     hbw_account_end_group(source->account, sort);
-    source->due &= ~(sort == HBW_NODE ? (uint32_t)NODES_DUE : (uint32_t)ADAPTERS_DUE);
+    source->due &= ~group_of(sort);
     if (sort == HBW_ADAPTER) {
         source->account->same_source = 1;
     }
     return HBW_DONE;
 }
 
-/* An event before the group that is due adds nothing to it. */
+/* An event before the group that is due adds nothing to it.  Nor does one before the next comparison. */
 static int read_event(Hbw_Daemon_Source *source, Change change, Hbw_Sort sort, const Hbw_Record *record) {
-    if (is_due(source, sort)) {
+    if (!is_watched(source, sort) || (source->due & group_of(sort)) != 0 || source->compares_again) {
         return HBW_DONE;
     }
     if (!has_members(source->account, sort, record)) {
@@ -282,25 +292,32 @@ static int read_event(Hbw_Daemon_Source *source, Change change, Hbw_Sort sort, c
     return HBW_DONE;
 }
 
-/* The daemon answers in order.  So everything that was due before the question has arrived with its answer. */
-static int read_answer(Hbw_Daemon_Source *source) {
-    if (source->questions > 0 && --source->questions == 0) {
-        source->asked = 0;
-        return source->due == 0 ? HBW_DONE : HB_ERROR_UNEXPECTED_REPLY;
+/* The daemon answers in order.  So everything that was due before the question has arrived with its answer, unless it
+ * was missed. */
+static int read_answer(Hbw_Daemon_Source *source, Hbw_Time now) {
+    if (source->questions == 0 || --source->questions > 0) {
+        return HBW_DONE;
     }
-    return HBW_DONE;
+    source->asked = 0;
+    if (source->compares_again) {
+        source->compares_again = 0;
+        return compare(source, now);
+    }
+    return source->due == 0 ? HBW_DONE : HB_ERROR_UNEXPECTED_REPLY;
 }
 
 /* Returns whether the record is to be read.  A record that was read before, or that a later one has overtaken, is not.
- * After a missing record, the watch compares. */
+ * After a missing record, the watch compares, one comparison after the other. */
 static int check_sequence(Hbw_Daemon_Source *source, const Hbw_Record *record, Hbw_Time now, int *error) {
     const int32_t ahead = (int32_t)(record->sequence - source->next_sequence);
     *error = HBW_DONE;
     if (ahead < 0) {
         return 0;
     }
-    source->next_sequence = record->sequence + 1;
-    if (ahead > 0) {
+    source->next_sequence = record->sequence == UINT32_MAX ? 1 : record->sequence + 1; /* 0 is a reply's */
+    if (ahead > 0 && source->due != 0) {
+        source->compares_again = 1;
+    } else if (ahead > 0) {
         *error = compare(source, now);
     }
     return *error == HBW_DONE;
@@ -325,7 +342,7 @@ static int read_by_kind(Hbw_Daemon_Source *source, const Hbw_Record *record, Hbw
     case HBW_NODE_GROUP:
         return read_group(source, HBW_NODE, record);
     case HBW_ROUTE:
-        return read_answer(source);
+        return read_answer(source, now);
     default:
         return HBW_DONE; /* for other readers */
     }
@@ -344,7 +361,7 @@ static int read_record(Hbw_Daemon_Source *source, const Hbw_Record *record, Hbw_
         return error;
     }
     error = read_by_kind(source, record, now);
-    if (source->due == 0) {
+    if (source->due == 0 && !source->compares_again) {
         hbw_contact_alive(source->contact, now.wall);
     } else {
         source->contact->last_life = now.wall;

@@ -22,6 +22,7 @@ typedef struct Hbw_Daemon_Source {
     Hbw_Connection connection;
     pid_t pid;
     uint32_t due;           /* answers that must arrive before the account is whole */
+    int compares_again;     /* a record was missed during the comparison */
     int questions;          /* for a sign of life, not answered yet */
     uint32_t next_sequence; /* of the next event */
     int64_t asked;          /* steady time of the oldest question without an answer; 0: none */

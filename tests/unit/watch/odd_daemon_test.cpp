@@ -199,6 +199,110 @@ TEST_F(Odd_Daemon, LeavesALostConnectionThatAChildStillHolds) {
     waitpid(child, nullptr, 0);
 }
 
+// A comparison that is under way answers for all that was missed before its answers.
+TEST_F(Odd_Daemon, ComparesOnceMoreForAnyNumberOfGaps) {
+    open_and_become_current();
+    EXPECT_EQ(requests_of(SUBSCRIBE), 2);
+    for (int64_t sequence = 10; sequence < 1000; sequence += 10) {
+        send(event(FOREIGN_INSTANCE, sequence, Bytes().zeros(20)));
+    }
+    while (is_readable()) {
+        ASSERT_EQ(next(), 0) << report_.kind;
+    }
+    EXPECT_EQ(requests_of(SUBSCRIBE), 2);
+    send(configuration(two_nodes()));
+    send(event(HBW_ADAPTER_GROUP, 1000, both_adapters())); // after another gap
+    send(event(HBW_NODE_GROUP, 1001, nodes(true, true)));
+    send(sign_of_life());
+    while (is_readable()) {
+        ASSERT_EQ(next(), 0) << report_.kind;
+    }
+    EXPECT_EQ(requests_of(SUBSCRIBE), 2);
+    send(configuration(two_nodes()));
+    send(event(HBW_ADAPTER_GROUP, 1002, both_adapters()));
+    send(event(HBW_NODE_GROUP, 1003, nodes(true, false)));
+    send(sign_of_life());
+    ASSERT_TRUE(reaches(HB_WATCH_NODE_DIED));
+    EXPECT_EQ(report_.node, 2);
+    EXPECT_EQ(report_.flags, static_cast<uint32_t>(HB_WATCH_CAUGHT_UP));
+    while (is_readable()) {
+        ASSERT_EQ(next(), 0) << report_.kind;
+    }
+    EXPECT_EQ(requests_of(SUBSCRIBE), 0);
+}
+
+// A group that was lost itself cannot arrive: the watch subscribes again.
+TEST_F(Odd_Daemon, ComparesAgainWhenAGapSwallowedTheGroup) {
+    open_and_become_current();
+    send(event(FOREIGN_INSTANCE, 10, Bytes().zeros(20)));
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(requests_of(SUBSCRIBE), 4);
+    send(configuration(two_nodes()));
+    send(event(HBW_NODE_GROUP, 12, nodes(true, true)));
+    send(sign_of_life());
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(requests_of(SUBSCRIBE), 2);
+    send(configuration(two_nodes()));
+    send(event(HBW_ADAPTER_GROUP, 13, Bytes().i32(0).i32(2).i32(1)));
+    send(event(HBW_NODE_GROUP, 14, nodes(true, true)));
+    send(sign_of_life());
+    ASSERT_TRUE(reaches(HB_WATCH_ADAPTER_DIED));
+    EXPECT_EQ(report_.adapter, 4U);
+    EXPECT_TRUE(hb_watch_is_current(watch_.get()));
+}
+
+// The numbers continue with 0, which a reply has, or with 1.
+TEST_F(Odd_Daemon, CountsEventsBeyondTheHighestNumber) {
+    for (const bool with_zero : {true, false}) {
+        open_and_accept();
+        send(configuration(two_nodes()));
+        send(event(HBW_ADAPTER_GROUP, 0x7FFFFFFF, both_adapters()));
+        send(event(HBW_NODE_GROUP, 0xFFFFFFFD, nodes(true, true)));
+        send(sign_of_life());
+        EXPECT_FALSE(reaches(HB_WATCH_UNREACHABLE));
+        send(configuration(two_nodes()));
+        send(event(HBW_ADAPTER_GROUP, 0xFFFFFFFE, both_adapters()));
+        send(event(HBW_NODE_GROUP, 0xFFFFFFFF, nodes(true, true)));
+        send(sign_of_life());
+        EXPECT_TRUE(reaches(HB_WATCH_CURRENT));
+        EXPECT_EQ(requests_of(SUBSCRIBE), 4);
+        if (with_zero) {
+            send(event(FOREIGN_INSTANCE, 0, Bytes().zeros(20)));
+        }
+        send(event(HBW_NODE_DEATH, 1, nodes(false, true)));
+        EXPECT_TRUE(reaches(HB_WATCH_NODE_DIED));
+        EXPECT_EQ(report_.flags, 0U);
+        EXPECT_EQ(requests_of(SUBSCRIBE), 0);
+        received_.clear();
+    }
+}
+
+// Who is up has no meaning before the configuration that it is about.
+TEST_F(Odd_Daemon, DoesNotReportAClusterThatItCannotKnow) {
+    open_and_accept();
+    send(event(HBW_ADAPTER_GROUP, 1, both_adapters()));
+    send(event(HBW_NODE_GROUP, 2, nodes(true, true)));
+    send(configuration(two_nodes()));
+    send(sign_of_life());
+    ASSERT_EQ(next(), 1);
+    EXPECT_EQ(report_.kind, HB_WATCH_UNREACHABLE);
+    EXPECT_EQ(report_.error, HB_ERROR_UNEXPECTED_REPLY);
+}
+
+TEST_F(Odd_Daemon, ReportsOnlyWhatIsWatched) {
+    options_.what = HB_WATCH_NODES;
+    open_and_accept();
+    send(everything());
+    send(event(HBW_ADAPTER_DEATH, 3, Bytes().i32(0).i32(2).i32(1)));
+    send(sign_of_life());
+    while (next() == 1) {
+        EXPECT_NE(report_.kind, HB_WATCH_ADAPTER_JOINED);
+        EXPECT_NE(report_.kind, HB_WATCH_ADAPTER_DIED);
+    }
+    EXPECT_EQ(hb_watch_adapter_state(watch_.get(), 2), Hb_Entity_Undef);
+    EXPECT_EQ(hb_watch_node_state(watch_.get(), 2), Hb_Entity_Up);
+}
+
 // An edge-triggered user is notified of changes only, and calls until there is no report.
 TEST_F(Odd_Daemon, WakesAnEdgeTriggeredUserForWhatACallLeft) {
     open_and_become_current();
