@@ -93,6 +93,7 @@ Hb_Rc hbw_service_begin(Hbw_Service_Source *source, uint32_t what, int64_t pause
     source->account = account;
     source->contact = contact;
     source->retry_at = 0;
+    source->configuration_due = 1;
     source->event = calloc(1, sizeof *source->event);
     source->group = calloc(1, sizeof *source->group);
     if (source->event == NULL || source->group == NULL || find_descriptors(source) != Hb_Success ||
@@ -168,7 +169,9 @@ static void read_adapters(Hbw_Configuration *configuration) {
     }
 }
 
-static int read_configuration(Hbw_Service_Source *source) {
+/* Keeps the configuration due until it has been read. */
+static int read_configuration(Hbw_Service_Source *source, int announced) {
+    source->configuration_due = 1;
     Hbw_Configuration *next = &source->account->next;
     int adapters = 0;
     Hb_Node_Number local_node = -1;
@@ -183,7 +186,11 @@ static int read_configuration(Hbw_Service_Source *source) {
     read_adapters(next);
     hbw_configuration_end(next);
     read_networks(next);
-    return hbw_account_configure(source->account, 1) == 0 ? 0 : HB_ERROR_NO_MEMORY;
+    if (hbw_account_configure(source->account, announced) != 0) {
+        return HB_ERROR_NO_MEMORY;
+    }
+    source->configuration_due = 0;
+    return 0;
 }
 
 /* ---- Events ---- */
@@ -241,11 +248,17 @@ static void read_members(Hbw_Service_Source *source, int event, Hbw_Sort sort) {
     }
 }
 
-static void read_group(Hbw_Service_Source *source, Hbw_Sort sort) {
+/* A group is about the configuration of the session.  Its event precedes the group only after a commit. */
+static int read_group(Hbw_Service_Source *source, Hbw_Sort sort) {
+    const int error = source->configuration_due ? read_configuration(source, 0) : 0;
+    if (error != 0) {
+        return error;
+    }
     hbw_account_begin_group(source->account, sort);
     read_members(source, HB_EVENT_NEW_GROUP, sort);
     hbw_account_end_group(source->account, sort);
     source->due &= ~(sort == HBW_NODE ? (uint32_t)NODES_DUE : (uint32_t)ADAPTERS_DUE);
+    return 0;
 }
 
 static int is_watched(const Hbw_Service_Source *source, Hbw_Sort sort) {
@@ -256,7 +269,7 @@ static int read_event(Hbw_Service_Source *source, int event) {
     const Hbw_Sort sort = source->event->Hb_group_type == Hb_Node_Group ? HBW_NODE : HBW_ADAPTER;
     switch (event) {
     case HB_EVENT_CONFIG:
-        return read_configuration(source);
+        return read_configuration(source, 1);
     case HB_EVENT_DEATH:
     case HB_EVENT_JOIN:
         if (is_watched(source, sort)) {
@@ -264,10 +277,7 @@ static int read_event(Hbw_Service_Source *source, int event) {
         }
         return 0;
     case HB_EVENT_NEW_GROUP:
-        if (is_watched(source, sort)) {
-            read_group(source, sort);
-        }
-        return 0;
+        return is_watched(source, sort) ? read_group(source, sort) : 0;
     default:
         return 0;
     }
@@ -335,8 +345,10 @@ int hbw_service_step(Hbw_Service_Source *source, Hbw_Time now) {
     const int error = read_one(source, descriptor);
     if (error != 0) {
         fail(source, error, now);
-    } else {
+    } else if (source->due == 0) {
         hbw_contact_alive(source->contact, now.wall);
+    } else {
+        source->contact->last_life = now.wall;
     }
     return 1;
 }

@@ -20,6 +20,7 @@ typedef struct Hbw_Service_Source {
     int count;
     Hb_Group *event;
     Hb_Subscription_Group *group;
+    int configuration_due;
     uint32_t due;     /* groups that must arrive before the account is whole */
     int64_t retry_at; /* steady time at which a service that failed is asked again; 0: it did not fail */
 } Hbw_Service_Source;
