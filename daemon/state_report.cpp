@@ -13,6 +13,9 @@ namespace {
 
 using nlohmann::ordered_json;
 
+// docs/schema/state.json describes this format. A change that a reader must know gets the next number.
+constexpr int FORMAT = 1;
+
 const char *state_name(bool up) {
     return up ? "up" : "down";
 }
@@ -179,7 +182,8 @@ ordered_json source_of(const Engine_Status *engine) {
 
 std::string state_line(const State_View &view) {
     const Cluster &cluster = view.cluster;
-    ordered_json state = {{"version", view.daemon.version},
+    ordered_json state = {{"format", FORMAT},
+                          {"version", view.daemon.version},
                           {"uptime_seconds", std::chrono::duration<double>(view.daemon.uptime).count()},
                           {"log_level", view.daemon.log_level},
                           {"cluster", cluster.name()},

@@ -47,15 +47,21 @@ typedef struct Hb_Watch Hb_Watch;
 /* What a watch reports. */
 enum { HB_WATCH_NODES = 1, HB_WATCH_ADAPTERS = 2 };
 
+/* How to watch.  All times are in milliseconds.
+ *
+ *   socket_path     the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT
+ *   what            HB_WATCH_NODES, HB_WATCH_ADAPTERS, or both
+ *   check_interval  silence after which the watch asks the daemon for a sign of life; 0: never
+ *   answer_timeout  wait for an answer after which the daemon counts as unreachable
+ *   retry_min       pause before the first attempt to connect again
+ *   retry_max       longest pause: each is twice the last, and up to a tenth longer, at random */
 typedef struct Hb_Watch_Options {
-    const char
-        *socket_path; /* the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT */
-    uint32_t what;    /* HB_WATCH_NODES, HB_WATCH_ADAPTERS, or both */
-    int32_t check_interval; /* milliseconds of silence after which the watch asks the daemon for a sign of life;
-                                0: never, a stopped daemon then stays unnoticed */
-    int32_t answer_timeout; /* milliseconds without an answer after which the daemon counts as unreachable */
-    int32_t retry_min; /* milliseconds before the first attempt to connect again; each pause is twice the */
-    int32_t retry_max; /* last, up to this one.  A random tenth is added, so clients do not come together. */
+    const char *socket_path;
+    uint32_t what;
+    int32_t check_interval;
+    int32_t answer_timeout;
+    int32_t retry_min;
+    int32_t retry_max;
 } Hb_Watch_Options;
 
 /* Sets the defaults: no path, nodes and adapters, 1000, 3000, 100 and 5000 milliseconds. */
@@ -87,27 +93,29 @@ enum {
 
 /* Properties of a report. */
 enum {
-    HB_WATCH_INITIAL = 1, /* joined: it was up when the watch found it first.  No event */
-    HB_WATCH_CAUGHT_UP =
-        2,               /* found by comparison, because its event was missed: it happened between `since` and
-                               `time` */
-    HB_WATCH_REMOVED = 4 /* died: it was removed from the configuration */
+    HB_WATCH_INITIAL = 1,   /* joined: it was up when the watch found it first.  No event */
+    HB_WATCH_CAUGHT_UP = 2, /* found by comparison, because its event was missed: between `since` and `time` */
+    HB_WATCH_REMOVED = 4    /* died: removed from the configuration.  A node's own event does not say so */
 };
 
-/* One report, 104 bytes in every program. */
+/* One report, 104 bytes in every program.
+ *
+ *   error  of HB_WATCH_UNREACHABLE, the reason as an Hb_Error: 2 the daemon does not answer, 10 it sent an invalid
+ *          record, 13 no socket could be created, 15 no daemon listens, 16 the daemon closed the connection, 17 no
+ *          memory, 22 the daemon does not read.  In cluster-event mode the numbers of hb_get_event_message.
+ *          Otherwise 0
+ *   time   when the watch learned it, in nanoseconds since 1970
+ *   since  of HB_WATCH_UNREACHABLE, the last sign of life, 0 for none.  With HB_WATCH_CAUGHT_UP, until when the
+ *          earlier state is known.  Otherwise equal to `time` */
 typedef struct Hb_Watch_Report {
     int32_t kind;
     uint32_t flags;
     int32_t node;     /* of a node or adapter; otherwise -1 */
     int32_t network;  /* of an adapter; otherwise -1 */
     uint32_t adapter; /* otherwise 0xFFFFFFFF */
-    int32_t error;    /* of HB_WATCH_UNREACHABLE: why, an Hb_Error.  2 the daemon does not answer, 10 it sent an
-                         invalid record, 15 no daemon listens, 16 it closed the connection, 17 no memory.  In
-                         cluster-event mode the numbers of hb_get_event_message.  Otherwise 0 */
-    int64_t time;     /* when the watch learned it: nanoseconds since 1970 */
-    int64_t
-        since; /* of HB_WATCH_UNREACHABLE: the last sign of life, 0 for none.  With HB_WATCH_CAUGHT_UP: until
-                         when the earlier state is known.  Otherwise equal to `time` */
+    int32_t error;
+    int64_t time;
+    int64_t since;
     Hb_FFDC_Id failure; /* the failure's identifier, to find it in logs; empty if the event has none */
     char padding[21];
 } Hb_Watch_Report;
@@ -188,8 +196,8 @@ const char *hb_watch_socket_path(const Hb_Watch *watch);
 Hb_Rc hb_watch_migrate(Hb_Watch *watch);
 
 /* The same for a program that has already called hb_migrate_to_mox_commit.  Returns Hb_Failure with the error number of
- * hb_get_file_descriptor_array or hb_subscribe, or with errno EINVAL if the program is not in cluster-event mode, EBUSY if
- * another watch follows the service, EALREADY if this one does, ENOMEM.  The watch then stays as it is. */
+ * hb_get_file_descriptor_array or hb_subscribe, or with errno EINVAL if the program is not in cluster-event mode,
+ * EBUSY if another watch follows the service, EALREADY if this one does, ENOMEM.  The watch then stays as it is. */
 Hb_Rc hb_watch_follow_service(Hb_Watch *watch);
 
 #ifdef __cplusplus

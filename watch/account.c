@@ -59,11 +59,13 @@ static int make_room_for_incarnations(Hbw_Account *account, uint32_t slots) {
 
 static void drop_what_is_not_configured(Hbw_Account *account, Hbw_Sort sort) {
     Hbw_Members *members = &account->members[sort];
-    for (uint32_t number = hbw_bits_next(&members->reported, 0); number != HBW_NO_MEMBER;
-         number = hbw_bits_next(&members->reported, number + 1)) {
+    for (uint32_t number = hbw_bits_next(&members->up, 0); number != HBW_NO_MEMBER;
+         number = hbw_bits_next(&members->up, number + 1)) {
         if (!is_configured(&account->configuration, sort, number)) {
             hbw_bits_remove(&members->up, number);
-            hbw_bits_add(&members->removed, number);
+            if (hbw_bits_has(&members->reported, number)) {
+                hbw_bits_add(&members->removed, number);
+            }
         }
     }
 }
@@ -104,6 +106,7 @@ static void keep_incarnation(Hbw_Account *account, Hbw_Sort sort, uint32_t numbe
 /* A member cannot join again without a death.  An adapter's join with the known incarnation is a repetition. */
 static int has_returned(const Hbw_Account *account, Hbw_Sort sort, uint32_t number, uint32_t incarnation) {
     return hbw_bits_has(&account->members[sort].up, number) &&
+           hbw_bits_has(&account->members[sort].reported, number) &&
            (sort == HBW_NODE || known_incarnation(account, number) != incarnation);
 }
 

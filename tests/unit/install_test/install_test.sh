@@ -20,8 +20,8 @@ into_a_prefix() {
 
 has_every_file() {
     local file program
-    for file in include/hb_{client,error,error_list}.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
-        "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR/pkgconfig/hb_client.pc" \
+    for file in include/hb_{client,error,error_list,watch}.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
+        "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR"/pkgconfig/hb_{client,watch}.pc "$LIBDIR"/libhb_watch.a \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
         [ -s "$prefix/$file" ] || fail "$file is not installed"

@@ -282,7 +282,7 @@ TEST_F(Random_Account, ReplayedReportsAreTheTruth) {
     group(HBW_NODE, {});
     group(HBW_ADAPTER, {});
     for (int round = 0; round < 20000; ++round) {
-        const uint32_t adapter = random() % 20;
+        const auto adapter = static_cast<uint32_t>(random() % 20);
         const uint32_t node = adapter / 2;
         const bool has_node = configured.count(node * 2) + configured.count(node * 2 + 1) > 0;
         switch (random() % 12) {
