@@ -1,14 +1,12 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* Leads while this node is the lowest-numbered one that is up: leader_lease [HOLD, milliseconds; default 6000].
- *
  * It gives up leadership when its daemon is unreachable, and when its node is isolated: half of the configured nodes,
  * or more, are down. A new leader waits for HOLD first, so that the last leader has given up by then.
  *
- * WHAT THIS CANNOT GUARANTEE. Two nodes can lead at once for a while: HOLD is a guess. It must exceed the time in which
- * the cluster detects a loss, and CHECK + ANSWER below; it assumes that clocks run at one speed. A program that was
- * paused (SIGSTOP, a suspended machine) leads until it runs again and reads the report. Nothing here stops a former
- * leader: there is no fencing. What must never happen twice needs a resource that rejects a former leader by itself,
- * for example storage that compares an increasing number. Use this to avoid double work, not to protect data. */
+ * WHAT THIS CANNOT GUARANTEE. Two nodes can lead at once for a while. HOLD must exceed the time in which the cluster
+ * detects a loss, and CHECK + ANSWER below. It assumes that all clocks run at one speed. A program that was paused
+ * (SIGSTOP, a suspended machine) leads until it runs again and reads the report. Nothing here stops a former leader:
+ * there is no fencing. Use this to avoid double work. To protect data, use storage that rejects a former leader. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <time.h>
@@ -17,8 +15,8 @@
 
 enum { CHECK = 500, ANSWER = 1500 }; /* milliseconds; a stopped daemon is noticed after both */
 
-static long long now(void) { /* milliseconds; this clock is never set */
-    struct timespec time;
+static long long now(void) {
+    struct timespec time; /* of a clock that is never set */
     clock_gettime(CLOCK_MONOTONIC, &time);
     return time.tv_sec * 1000LL + time.tv_nsec / 1000000;
 }
@@ -38,7 +36,7 @@ static const char *reason_against(const Hb_Watch *watch) { /* null: this node sh
 
 int main(int argc, char **argv) {
     const long long hold = argc > 1 ? atoi(argv[1]) : 6000;
-    const char *reason, *last = "";
+    const char *reason, *last = NULL;
     long long since = -1; /* when this node became the one to lead; -1: it is not */
     Hb_Watch_Report report;
     Hb_Watch_Options options;
@@ -48,7 +46,8 @@ int main(int argc, char **argv) {
     options.what = HB_WATCH_NODES;
     options.check_interval = CHECK;
     options.answer_timeout = ANSWER;
-    for (watch = hb_watch_open(&options); watch != NULL; hb_watch_wait(watch, &report, 100)) {
+    watch = hb_watch_open(&options);
+    while (watch != NULL) {
         reason = reason_against(watch);
         since = reason != NULL ? -1 : since < 0 ? now() : since;
         reason = reason != NULL ? reason : now() - since < hold ? "waiting for the last leader" : "leading";
@@ -56,5 +55,6 @@ int main(int argc, char **argv) {
             puts(last = reason);
             fflush(stdout);
         }
+        hb_watch_wait(watch, &report, 100);
     }
 }

@@ -16,14 +16,17 @@ namespace {
 
 using testing::EndsWith;
 
+// The interpreter that the package is built for.
+const std::string PYTHON = "/usr/bin/python3";
 const std::string EXAMPLES = HB_SOURCE_DIR "/examples/";
 
 class PythonExamples : public testing::Test {
   protected:
     void SetUp() override {
-        const std::string command = "PYTHONPATH='" + path() + "' python3 -c 'import hb_client' >/dev/null 2>&1";
+        const std::string command =
+            "PYTHONPATH='" + path() + "' " + PYTHON + " -B -c 'import hb_client' >/dev/null 2>&1";
         if (std::system(command.c_str()) != 0) {
-            GTEST_SKIP() << "python3 does not find the package hb_client in " << path();
+            GTEST_SKIP() << PYTHON << " does not find the package hb_client in " << path();
         }
         ASSERT_TRUE(daemon.start());
     }
@@ -34,7 +37,7 @@ class PythonExamples : public testing::Test {
 };
 
 TEST_F(PythonExamples, DeathsPrintsDeathsAndJoins) {
-    Example example(daemon, {"python3", EXAMPLES + "deaths.py"}, {{"PYTHONPATH", path()}});
+    Example example(daemon, {PYTHON, "-B", EXAMPLES + "deaths.py"}, {{"PYTHONPATH", path()}});
     // Nothing shows when it has connected: change the cluster until it prints something.
     ASSERT_TRUE(wait_until([&] {
         EXPECT_TRUE(daemon.tells(R"({"do":"node-down","node":3})"));
@@ -50,7 +53,7 @@ TEST_F(PythonExamples, DeathsPrintsDeathsAndJoins) {
 TEST_F(PythonExamples, TheServiceServesTheNodesThatAreUp) {
     const Temp_Dir directory;
     const std::string socket = directory.file("service");
-    Example example(daemon, {"python3", EXAMPLES + "service.py", socket}, {{"PYTHONPATH", path()}});
+    Example example(daemon, {PYTHON, "-B", EXAMPLES + "service.py", socket}, {{"PYTHONPATH", path()}});
     ASSERT_TRUE(wait_until([&] { return std::filesystem::exists(socket); }))
         << example.process().error_output();
     const Stream client(socket);
