@@ -58,7 +58,9 @@ void reference(const Words &words) {
 
 // The headers lie in include/, the documents in docs/, beside it.
 std::string site(const std::filesystem::path &file) {
-    const std::filesystem::path tree = file.parent_path().parent_path();
+    const std::filesystem::path folder = file.parent_path();
+    const std::filesystem::path tree =
+        folder.filename() == "hb" ? folder.parent_path().parent_path() : folder.parent_path();
     std::set<std::string> functions;
     for (const char *const name : {"hb_client.h", "hb_error.h", "hb_watch.h"}) {
         const manual::Header header = manual::parse_header(manual::read_file(tree / "include" / name));
@@ -67,6 +69,9 @@ std::string site(const std::filesystem::path &file) {
         }
     }
     const std::string text = manual::read_file(file);
+    if (file.extension() == ".hpp") {
+        return manual::site_of_cpp_header(text, functions);
+    }
     if (file.extension() == ".h") {
         return manual::site_of_header(manual::parse_header(text), functions);
     }

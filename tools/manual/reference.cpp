@@ -60,8 +60,7 @@ std::vector<Function> functions_of(const std::vector<Section> &sections) {
 class Page {
   public:
     Page(const Reference_Row &row, const Header &header)
-        : row_(row), header_(header), sections_(sections_of(row, header)), functions_(functions_of(sections_)) {
-    }
+        : row_(row), sections_(sections_of(row, header)), functions_(functions_of(sections_)) {}
 
     std::string make(const std::string &date, const std::vector<std::string> &related) {
         out_.macro(".\\\" Made from " + row_.header + ". Do not edit.");
@@ -181,7 +180,6 @@ class Page {
     }
 
     const Reference_Row &row_;
-    const Header &header_;
     std::vector<Section> sections_;
     std::vector<Function> functions_;
     Mdoc out_;

@@ -201,6 +201,81 @@ std::string declarations_of(const Item &item, const Writer &writer) {
     return text;
 }
 
+class Cpp_Header {
+  public:
+    Cpp_Header(const std::string &text, const std::set<std::string> &functions)
+        : writer_(functions, no_pages_) {
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);) {
+            lines_.push_back(line);
+        }
+    }
+
+    std::string convert() {
+        static const std::regex first(R"(// ([\w/.]+) - (.*))");
+        static const std::regex alone(R"( *//( .*)?)");
+        static const std::regex behind(R"((.*[;,{)] +)// (.*))");
+        std::smatch match;
+        for (at_ = 0; at_ < lines_.size(); ++at_) {
+            if (lines_[at_].starts_with("// SPDX")) {
+                continue;
+            }
+            if (std::regex_match(lines_[at_], match, first)) {
+                // The text below belongs to the file, too.
+                const std::vector<std::string> text = lines_of_comment(at_ + 1);
+                result_ += as_comment("@file " + match[1].str() + "\n@brief " + escaped(match[2]) + "\n\n" +
+                                      writer_.blocks(comment_blocks(text))) +
+                           "\n";
+                at_ += text.size();
+            } else if (std::regex_match(lines_[at_], alone)) {
+                comment();
+            } else if (std::regex_match(lines_[at_], match, behind)) {
+                const std::string code = match[1];
+                const std::vector<std::string> more = lines_of_comment(at_ + 1);
+                result_ += code + "//!< " + escaped(match[2]) + "\n";
+                for (const std::string &line : more) {
+                    result_ += "//!< " + escaped(line) + "\n";
+                }
+                at_ += more.size();
+            } else {
+                result_ += lines_[at_] + "\n";
+            }
+        }
+        return std::move(result_);
+    }
+
+  private:
+    // The text of the comment lines that begin there.
+    std::vector<std::string> lines_of_comment(std::size_t at) const {
+        static const std::regex form(R"( *// ?(.*))");
+        std::vector<std::string> text;
+        std::smatch match;
+        for (; at < lines_.size() && std::regex_match(lines_[at], match, form); ++at) {
+            text.push_back(match[1]);
+        }
+        return text;
+    }
+
+    // One that no declaration follows describes nothing by itself, like a divider.
+    void comment() {
+        const std::vector<std::string> text = lines_of_comment(at_);
+        const std::size_t next = at_ + text.size();
+        const bool is_described = next < lines_.size() &&
+                                  lines_[next].find_first_not_of(' ') != std::string::npos &&
+                                  !lines_[next].starts_with("#");
+        if (is_described) {
+            result_ += as_comment(writer_.blocks(comment_blocks(text)));
+        }
+        at_ = next - 1;
+    }
+
+    const std::set<std::string> no_pages_;
+    Writer writer_;
+    std::vector<std::string> lines_;
+    std::size_t at_ = 0;
+    std::string result_;
+};
+
 // A picture needs a line of its own.
 std::string with_pictures(const std::string &markdown, const Writer &writer) {
     static const std::regex picture(R"(!\[([^\]]*)\]\(([^)]*)\))");
@@ -249,6 +324,10 @@ std::string site_of_header(const Header &header, const std::set<std::string> &fu
         body += "//! @}\n\n";
     }
     return as_comment(head) + "\n" + body;
+}
+
+std::string site_of_cpp_header(const std::string &text, const std::set<std::string> &functions) {
+    return Cpp_Header(text, functions).convert();
 }
 
 std::string site_of_document(const std::string &text, const std::string &name,

@@ -12,6 +12,9 @@ namespace manual {
 // The header's declarations, with its comments in Doxygen's form. Text that names one of the functions links to it.
 std::string site_of_header(const Header &header, const std::set<std::string> &functions);
 
+// A C++ header as it stands, with its comments in Doxygen's form: those before a declaration, and those behind one.
+std::string site_of_cpp_header(const std::string &text, const std::set<std::string> &functions);
+
 // A page of the site from a document in Markdown. The document FRONT_PAGE becomes the front page.
 // `name` is that of the file; `pages` are the documents that have a page, for example "programming.md". A link to any
 // other file becomes text.

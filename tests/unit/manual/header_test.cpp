@@ -139,6 +139,19 @@ TEST(Site, EachDeclarationHasItsComment) {
     EXPECT_NE(site.find("Return what", first + 1), std::string::npos);
 }
 
+TEST(Site, ACppHeaderKeepsItsCode) {
+    const std::string site =
+        site_of_cpp_header("// SPDX-License-Identifier: Apache-2.0\n// hb/a.hpp - one class\n//\n// More.\n"
+                           "#ifndef A\n\n// Uses hb_init() & others.\nclass a {\n"
+                           "    int b; // the first\n           // in full\n\n    // ---- Divider ----\n\n"
+                           "    // c\n    int d();\n};\n",
+                           {"hb_init"});
+    EXPECT_EQ(site,
+              "//! @file hb/a.hpp\n//! @brief one class\n//! \n//! More.\n//! \n\n#ifndef A\n\n"
+              "//! Uses hb_init() \\& others.\n//! \nclass a {\n    int b; //!< the first\n//!< in full\n\n\n"
+              "//! c\n//! \n    int d();\n};\n");
+}
+
 TEST(Site, ADocumentHasLinksToPagesAndItsPictures) {
     const std::string site =
         site_of_document("# A <title>\n\nSee [the page](keys.md#more), [a file](../check) and `hb_init`.\n"
