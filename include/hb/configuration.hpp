@@ -65,8 +65,9 @@ using adapters_of_network_range =
 // The queries of an hb::session. They answer from the configuration that the library has loaded. An event of the type
 // hb::events::configuration_changed replaces it: do not continue an iteration over such an event.
 //
-// On a closed session every range is empty, and every query fails with HB_ERROR_NOT_OPEN. An iteration that reaches its
-// end sets the error number of the C interface to HB_ERROR_NO_MORE.
+// On a closed session every range is empty, and every query fails with HB_ERROR_NOT_OPEN. Do not use a range that was made
+// before the session was closed: it would open the library again. An iteration that reaches its end sets the error number
+// of the C interface to HB_ERROR_NO_MORE.
 class configuration {
   public:
     // Returns whether the session is open. It stays open when the daemon disconnects.

@@ -26,21 +26,27 @@ struct current {
 };
 
 // No contact: the watcher's answers are the last known ones.
+//
+//   last_contact  the last sign of life; nothing if there was none
+//   reason        2 the daemon does not answer, 10 it sent an invalid record, 13 no socket could be created, 15 no daemon
+//                 listens, 16 the daemon closed the connection, 17 no memory, 22 the daemon does not read. In
+//                 cluster-event mode the numbers of hb_get_event_message
 struct unreachable {
     time_point time;
-    std::optional<time_point> last_contact; // the last sign of life; nothing if there was none
-    error reason; // 2 the daemon does not answer, 10 it sent an invalid record, 15 no daemon
-                  // listens, 16 it closed the connection, 17 no memory; in cluster-event mode
-                  // the numbers of hb_get_event_message
+    std::optional<time_point> last_contact;
+    error reason;
 };
 
 // What the reports of deaths and joins have in common.
+//
+//   is_caught_up  it was found by comparison, because its event was missed: it happened between `since` and `time`
+//   since         if is_caught_up, until when the earlier state is known. Otherwise equal to `time`
+//   failure       the failure's identifier, to find it in logs; empty if the event has none
 struct change {
     time_point time;
-    time_point since; // if is_caught_up: until when the earlier state is known.  Otherwise equal to `time`
-    bool
-        is_caught_up; // found by comparison, because the event was missed: it happened between `since` and `time`
-    failure_id failure; // the failure's identifier, to find it in logs; empty if the event has none
+    time_point since;
+    bool is_caught_up;
+    failure_id failure;
 };
 
 // A node is up.
@@ -52,7 +58,7 @@ struct node_joined : change {
 // A node is not up any more.
 struct node_died : change {
     node_number node;
-    bool is_removed; // it was removed from the configuration
+    bool is_removed; // from the configuration; a node's own event does not say so
 };
 
 // An adapter is up.
@@ -68,7 +74,7 @@ struct adapter_died : change {
     adapter_number adapter;
     node_number node;
     network_number network;
-    bool is_removed; // it was removed from the configuration
+    bool is_removed; // from the configuration
 };
 
 // The configuration changed: ask the watcher again.

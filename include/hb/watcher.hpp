@@ -58,6 +58,13 @@ using watched_adapters =
 using watched_networks = range<detail::watched_steps<network_number, int, hb_watch_next_network, -1>>;
 
 // How a watcher works. The object holds the defaults until they are changed.
+//
+//   socket_path      the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT
+//   nodes, adapters  whether to report them; at least one of the two
+//   check_interval   silence after which the watcher asks the daemon for a sign of life; 0: never
+//   answer_timeout   wait for an answer after which the daemon counts as unreachable
+//   retry_min        pause before the first attempt to connect again
+//   retry_max        longest pause: each is twice the last, and up to a tenth longer, at random
 struct watch_options {
     watch_options() noexcept {
         Hb_Watch_Options defaults;
@@ -68,16 +75,13 @@ struct watch_options {
         retry_max = std::chrono::milliseconds(defaults.retry_max);
     }
 
-    const char *socket_path = nullptr; // the daemon's socket; null: the path that hb_client.h describes
-    bool nodes = true;                 // report nodes
-    bool adapters = true;              // report adapters
-    std::chrono::milliseconds
-        check_interval; // silence after which the watcher asks the daemon for a sign of life;
-                        // 0: never, a stopped daemon then stays unnoticed
-    std::chrono::milliseconds
-        answer_timeout;                  // after this time without an answer the daemon counts as unreachable
-    std::chrono::milliseconds retry_min; // the pause before the first attempt to connect again; each pause is
-    std::chrono::milliseconds retry_max; // twice the last, up to this one
+    const char *socket_path = nullptr;
+    bool nodes = true;
+    bool adapters = true;
+    std::chrono::milliseconds check_interval;
+    std::chrono::milliseconds answer_timeout;
+    std::chrono::milliseconds retry_min;
+    std::chrono::milliseconds retry_max;
 };
 
 // An adapter, as a watcher knows it.

@@ -19,8 +19,11 @@ into_a_prefix() {
 }
 
 has_every_file() {
-    local file program
-    for file in include/hb_{client,error,error_list,watch}.h include/hb_client/qz_{tr,mss,ffdc,mox}.h \
+    local file header program
+    for header in "$SOURCE"/include/hb/*.hpp; do
+        [ -s "$prefix/include/hb/${header##*/}" ] || fail "include/hb/${header##*/} is not installed"
+    done
+    for file in include/hb_{client,error,error_list,watch}.h include/hb_client.hpp include/hb_client/qz_{tr,mss,ffdc,mox}.h \
         "$LIBDIR"/libhb_client.so "$LIBDIR"/libqz_{tr,mss,ffdc,mox,mox_sim}.so "$LIBDIR"/pkgconfig/hb_{client,watch}.pc "$LIBDIR"/libhb_watch.a \
         "$LIBDIR"/cmake/hb_client/hb_client-{config,config-version,targets}.cmake \
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
@@ -111,6 +114,21 @@ example_builds_with_find_package() {
     needed=$(env -u LD_LIBRARY_PATH ldd "$WORK/consumer/watch")
     case $needed in *"$prefix/$LIBDIR/libhb_client.so"*) ;; *) fail "it does not find the library: $needed" ;; esac
     case $needed in *'not found'*) fail "a library is missing: $needed" ;; esac
+}
+
+# The whole of it: hb_client.hpp brings hb::watcher, which uses the watch.
+companion_builds_with_pkg_config() {
+    local flags cxxflags
+    export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+    read -r -a flags <<<"$(pkg-config --cflags --libs hb_watch)"
+    read -r -a cxxflags <<<"${CXXFLAGS-}"
+    "$CXX" "${cxxflags[@]}" -std=c++17 -fno-exceptions -fno-rtti -Wall -Wextra -Wpedantic -Werror \
+        "$SOURCE/tests/companion/plain_program.cpp" -o "$WORK/companion" "${flags[@]}"
+    local status=0
+    HB_SERVER_SOCKET=$WORK/no_daemon LD_LIBRARY_PATH=$prefix/$LIBDIR "$WORK/companion" daemon >"$WORK/companion.out" ||
+        status=$?
+    [ "$status $(cat "$WORK/companion.out")" = '1 HB_ERROR_CONNECT_FAILED' ] ||
+        fail "the C++ program ends with $status and prints: $(cat "$WORK/companion.out")"
 }
 
 # wait_for DESCRIPTOR TEXT: reads lines until one contains the text.
