@@ -241,16 +241,16 @@ bool states_its_licence(const std::string &source) {
 
 bool is_source(const std::string &path, const std::string &text) {
     static const std::regex name(
-        R"(.*(?:\.(?:c|h|hpp|cpp|py|sh|awk|map|dot|cmake|cmake\.in|service\.in)|CMakeLists\.txt))");
+        R"(.*(?:\.(?:c|h|hpp|cpp|py|pyi|sh|awk|map|dot|cmake|cmake\.in|service\.in)|CMakeLists\.txt))");
     return text.rfind("#!", 0) == 0 || std::regex_match(path, name);
 }
 
 TEST(Licence, IsStatedByEverySourceFile) {
     std::vector<std::string> paths = {"CMakeLists.txt", "check", "demo", ".ci/run"};
     for (const char *const folder :
-         {"bench",    "cluster",   "cmake",    "common", "daemon",  "debian", "docs",
-          "engine",   "examples",  "exporter", "host",   "include", "lib",    "packaging",
-          "platform", "providers", "scripts",  "tests",  "tools",   "utils",  "watch"}) {
+         {"bench",    "cluster",  "cmake", "common",  "daemon", "debian",    "docs",     "engine",
+          "examples", "exporter", "host",  "include", "lib",    "packaging", "platform", "providers",
+          "python",   "scripts",  "tests", "tools",   "utils",  "watch"}) {
         const std::vector<std::string> files = source_files(ROOT, folder, {""});
         paths.insert(paths.end(), files.begin(), files.end());
     }

@@ -9,7 +9,7 @@ function(add_install_test name)
     install.${name}
     PROPERTIES TIMEOUT 180
                ENVIRONMENT
-               "CMAKE=${CMAKE_COMMAND};BUILD=${CMAKE_BINARY_DIR};SOURCE=${PROJECT_SOURCE_DIR};WORK=${installed};CC=${CMAKE_C_COMPILER};CFLAGS=${CMAKE_C_FLAGS};CXX=${CMAKE_CXX_COMPILER};CXXFLAGS=${CMAKE_CXX_FLAGS};LIBDIR=${CMAKE_INSTALL_LIBDIR};COROSYNC=${HB_WITH_COROSYNC}")
+               "CMAKE=${CMAKE_COMMAND};BUILD=${CMAKE_BINARY_DIR};SOURCE=${PROJECT_SOURCE_DIR};WORK=${installed};CC=${CMAKE_C_COMPILER};CFLAGS=${CMAKE_C_FLAGS};CXX=${CMAKE_CXX_COMPILER};CXXFLAGS=${CMAKE_CXX_FLAGS};LIBDIR=${CMAKE_INSTALL_LIBDIR};COROSYNC=${HB_WITH_COROSYNC};PYTHON=${HB_PYTHON}")
 endfunction()
 
 foreach(name into_a_prefix companion_builds_with_pkg_config has_every_file service_fits_the_cluster_engine example_builds_with_pkg_config example_builds_with_find_package

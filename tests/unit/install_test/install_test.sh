@@ -37,6 +37,12 @@ has_every_file() {
             [ -s "$prefix/$file" ] || fail "$file is not installed"
         done
     fi
+    if [ -d "$BUILD/python/hb_client" ]; then
+        for file in __init__.py _cluster.py _hb_watch.abi3.so _hb_watch.pyi; do
+            [ -s "$prefix/lib/python3/dist-packages/hb_client/$file" ] || fail "$file of the Python package is not installed"
+        done
+        [ -e "$prefix/lib/python3/dist-packages/hb_client/py.typed" ] || fail "the Python package does not say that it is typed"
+    fi
     for file in man1/hbctl.1 man3/hb_subscription.3 man3/hb_subscribe.3 man3/hb_watch_open.3 man5/wispd.toml.5 man7/hb_client.7 man8/wispctl.8 man8/wispd.8; do
         [ -s "$prefix/share/man/$file" ] || fail "the manual page $file is not installed"
     done
@@ -227,6 +233,10 @@ prefix_can_be_moved() {
     esac
     env -u LD_LIBRARY_PATH "$WORK/moved/bin/hbctl" --help >"$WORK/help" || fail "hbctl does not start after the move"
     grep -q watch "$WORK/help" || fail "hbctl --help does not name its verbs"
+    if [ -d "$BUILD/python/hb_client" ]; then
+        env -u LD_LIBRARY_PATH PYTHONDONTWRITEBYTECODE=1 PYTHONPATH="$WORK/moved/lib/python3/dist-packages" \
+            "$PYTHON" -c 'import hb_client' || fail "the Python package does not find the library after the move"
+    fi
 }
 
 "$1"
