@@ -303,8 +303,8 @@ std::string with_pictures(const std::string &markdown, const Writer &writer) {
 } // namespace
 
 std::string site_of_header(const Header &header, const std::set<std::string> &functions) {
-    static const std::set<std::string> NO_PAGES;
-    const Writer writer(functions, NO_PAGES);
+    static const std::set<std::string> no_pages;
+    const Writer writer(functions, no_pages);
     std::string head = "@file " + header.name + "\n@brief " + escaped(header.summary) + "\n\n" +
                        writer.blocks(comment_blocks(header.text));
     std::string body;
