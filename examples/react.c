@@ -49,7 +49,7 @@ int main(int argc, char **argv) {
         const int kind = hb_watch_wait(watch, &report, 1000) == 1 ? report.kind : 0;
         if (kind == HB_WATCH_CURRENT)
             puts("watching");
-        else if (kind == HB_WATCH_NODE_DIED && (report.flags & HB_WATCH_REMOVED) == 0) /* it failed */
+        else if (kind == HB_WATCH_NODE_DIED && (report.flags & HB_WATCH_REMOVED) == 0) /* not removed */
             start(argv + 2, (unsigned)limit, report.node);
         while ((child = waitpid(-1, &status, WNOHANG)) > 0)
             if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
