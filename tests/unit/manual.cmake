@@ -10,9 +10,11 @@ hb_add_test(
   manual_test
   SOURCES
   ${completions_test}
+  manual/header_test.cpp
   manual/markdown_test.cpp
   manual/pages_test.cpp
   manual/program_help.cpp
+  manual/reference_test.cpp
   manual/verbs_and_options_test.cpp
   LIBS
   hb_manual_parts

@@ -16,20 +16,6 @@
 namespace manual {
 namespace {
 
-// "November 22, 2026"
-std::string page_date(const std::string &mail_date) {
-    static const std::regex form(R"(\w+, +(\d+) (\w+) (\d+) .*)");
-    static const std::map<std::string, std::string> months{
-        {"Jan", "January"},   {"Feb", "February"}, {"Mar", "March"},    {"Apr", "April"},
-        {"May", "May"},       {"Jun", "June"},     {"Jul", "July"},     {"Aug", "August"},
-        {"Sep", "September"}, {"Oct", "October"},  {"Nov", "November"}, {"Dec", "December"}};
-    std::smatch match;
-    if (!std::regex_match(mail_date, match, form)) {
-        throw std::runtime_error("'" + mail_date + "' is not a date as in a mail");
-    }
-    return months.at(match[2]) + " " + std::to_string(std::stoi(match[1])) + ", " + match[3].str();
-}
-
 std::string upper_case(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char byte) { return static_cast<char>(std::toupper(byte)); });
@@ -259,6 +245,19 @@ class Page {
 };
 
 } // namespace
+
+std::string page_date(const std::string &mail_date) {
+    static const std::regex form(R"(\w+, +(\d+) (\w+) (\d+) .*)");
+    static const std::map<std::string, std::string> months{
+        {"Jan", "January"},   {"Feb", "February"}, {"Mar", "March"},    {"Apr", "April"},
+        {"May", "May"},       {"Jun", "June"},     {"Jul", "July"},     {"Aug", "August"},
+        {"Sep", "September"}, {"Oct", "October"},  {"Nov", "November"}, {"Dec", "December"}};
+    std::smatch match;
+    if (!std::regex_match(mail_date, match, form)) {
+        throw std::runtime_error("'" + mail_date + "' is not a date as in a mail");
+    }
+    return months.at(match[2]) + " " + std::to_string(std::stoi(match[1])) + ", " + match[3].str();
+}
 
 std::string make_page(const Page_Sources &sources) {
     return Page(sources).make();

@@ -25,4 +25,7 @@ struct Page_Sources {
 // Throws std::exception if a line or section is not as expected.
 std::string make_page(const Page_Sources &sources);
 
+// "November 22, 2026" for "Sun, 22 Nov 2026 12:00:00 +0000". Throws std::runtime_error for any other form.
+std::string page_date(const std::string &mail_date);
+
 } // namespace manual

@@ -177,6 +177,61 @@ TEST(Readme, ItsExampleIsTheOneThatIsCompiledAndRun) {
     EXPECT_EQ(licence + first_code_block(read_source(ROOT + "/README.md"), "c"), example);
 }
 
+// Every fenced block of the language.
+std::vector<std::string> code_blocks(const std::string &markdown, const std::string &language) {
+    const std::string opening = "```" + language + "\n";
+    std::vector<std::string> blocks;
+    for (auto at = markdown.find(opening); at != std::string::npos; at = markdown.find(opening, at + 1)) {
+        blocks.push_back(first_code_block(markdown.substr(at), language));
+    }
+    return blocks;
+}
+
+TEST(Tutorials, TheirProgramsAreExamples) {
+    std::vector<std::string> examples;
+    for (const std::string &path : source_files(ROOT, "examples", {".c"})) {
+        const std::string text = read_source(ROOT + "/" + path);
+        examples.push_back(text.substr(text.find('\n') + 1)); // the licence is that of the file
+    }
+    int programs = 0;
+    for (const char *const document : {"docs/tutorial-watch-a-node.md", "docs/tutorial-react-to-a-death.md"}) {
+        for (const std::string &program : code_blocks(read_source(ROOT + "/" + document), "c")) {
+            EXPECT_THAT(examples, testing::Contains(program)) << document;
+            ++programs;
+        }
+    }
+    EXPECT_EQ(2, programs);
+}
+
+// ---- Examples ----
+
+const std::string COMPARED = "examples/compare/";
+
+std::size_t line_count(const std::string &path) {
+    return lines_of(read_source(ROOT + "/" + path)).size();
+}
+
+TEST(Examples, AreShort) {
+    std::vector<std::string> long_ones;
+    for (const std::string &path : source_files(ROOT, "examples", {".c", ".cpp", ".py"})) {
+        if (path.find(COMPARED) == std::string::npos && line_count(path) > 60) {
+            long_ones.push_back(path);
+        }
+    }
+    EXPECT_THAT(long_ones, IsEmpty());
+    EXPECT_GE(source_files(ROOT, "examples", {".c", ".cpp", ".py"}).size(), 10U);
+}
+
+TEST(Examples, TheComparisonStatesTheLinesOfBothPrograms) {
+    const std::string document = read_source(ROOT + "/docs/programming.md");
+    EXPECT_LT(line_count(COMPARED + "epoll_by_hand.c"), 150U);
+    for (const char *const name : {"epoll_by_hand.c", "epoll_with_watch.c"}) {
+        const std::string row = "[" + std::string(name) + "](../examples/compare/" + name + ") | " +
+                                std::to_string(line_count(COMPARED + name)) + " |";
+        EXPECT_THAT(document, testing::HasSubstr(row));
+    }
+}
+
 // The first line, or the second one of a script.
 bool states_its_licence(const std::string &source) {
     static const std::regex licence(

@@ -43,7 +43,7 @@ has_every_file() {
         done
         [ -e "$prefix/lib/python3/dist-packages/hb_client/py.typed" ] || fail "the Python package does not say that it is typed"
     fi
-    for file in man1/hbctl.1 man5/wispd.toml.5 man7/hb_client.7 man8/wispctl.8 man8/wispd.8; do
+    for file in man1/hbctl.1 man3/hb_subscription.3 man3/hb_subscribe.3 man3/hb_watch_open.3 man5/wispd.toml.5 man7/hb_client.7 man8/wispctl.8 man8/wispd.8; do
         [ -s "$prefix/share/man/$file" ] || fail "the manual page $file is not installed"
     done
     for program in {hbctl,wispctl,wispd}; do
@@ -102,6 +102,10 @@ example_builds_with_pkg_config() {
     [ "$(pkg-config --modversion hb_client)" = 1.0.0 ] || fail "pkg-config gives another version"
     read -r -a flags <<<"$(pkg-config --cflags --libs hb_client)"
     for example in watch cluster_events; do
+        "$CC" "${cflags[@]}" "${strict[@]}" "$SOURCE/examples/$example.c" -o "$WORK/$example" "${flags[@]}"
+    done
+    read -r -a flags <<<"$(pkg-config --cflags --libs hb_watch)"
+    for example in dead_nodes react reconnect; do
         "$CC" "${cflags[@]}" "${strict[@]}" "$SOURCE/examples/$example.c" -o "$WORK/$example" "${flags[@]}"
     done
 }
