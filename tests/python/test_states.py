@@ -10,7 +10,7 @@ import warnings
 import hb_client
 import pytest
 from expectations import has_no_event, next_events, next_of, texts
-from harness import GENEROUS
+from harness import GENEROUS, wait_until
 from hb_client import State
 
 
@@ -112,12 +112,15 @@ def test_states_are_those_after_the_last_event(wispd):
 def test_poll_brings_the_states_up_to_date(wispd):
     with hb_client.Cluster(wispd.socket) as cluster:
         wispd.command("node-down", node=3)
-        # The daemon has queued the event when the command returns.
-        assert texts(cluster.poll()) == [
-            "adapter 6 (gamma/net_a) died",
-            "adapter 7 (gamma/net_b) died",
-            "node 3 (gamma) died",
-        ]
+        expected = ["adapter 6 (gamma/net_a) died", "adapter 7 (gamma/net_b) died", "node 3 (gamma) died"]
+        events = []
+
+        def have_arrived():
+            events.extend(texts(cluster.poll()))
+            return len(events) >= len(expected)
+
+        wait_until(have_arrived, "the deaths arrive")
+        assert events == expected
         assert cluster.node(3).state is State.DOWN
 
 
