@@ -120,7 +120,7 @@ void hb_watch_close(Hb_Watch *watch) {
     if (watch == NULL) {
         return;
     }
-    if (follower == watch) {
+    if (watch->follows_service) {
         follower = NULL;
     }
     hbw_daemon_free(&watch->daemon);
@@ -277,9 +277,15 @@ const char *hb_watch_socket_path(const Hb_Watch *watch) {
 
 /* ---- Cluster-event mode ---- */
 
-Hb_Rc hb_watch_follow_service(Hb_Watch *watch) {
+static int may_follow(const Hb_Watch *watch) {
     if (follower != NULL) {
         errno = follower == watch ? EALREADY : EBUSY;
+    }
+    return follower == NULL;
+}
+
+Hb_Rc hb_watch_follow_service(Hb_Watch *watch) {
+    if (!may_follow(watch)) {
         return Hb_Failure;
     }
     const Hb_Watch_Options *options = &watch->daemon.options;
@@ -295,7 +301,11 @@ Hb_Rc hb_watch_follow_service(Hb_Watch *watch) {
     return Hb_Success;
 }
 
+/* Another preparation would make the descriptors and events of the watch that follows invalid. */
 Hb_Rc hb_watch_migrate(Hb_Watch *watch) {
+    if (!may_follow(watch)) {
+        return Hb_Failure;
+    }
     if (hb_init() != Hb_Success) {
         return Hb_Failure;
     }
