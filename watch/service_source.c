@@ -285,11 +285,12 @@ static int read_event(Hbw_Service_Source *source, int event) {
 
 /* ---- Steps ---- */
 
-/* The descriptors stay readable while the service fails.  So the user's loop must not see them meanwhile. */
+/* The descriptors stay readable while the service fails.  So the user's loop must not see them meanwhile.  If the
+ * program has removed the handlers that own them, the watch does not open the library again by itself. */
 static void fail(Hbw_Service_Source *source, int error, Hbw_Time now) {
     hbw_contact_lost(source->contact, error);
     register_descriptors(source, EPOLL_CTL_DEL);
-    source->retry_at = now.steady + source->pause;
+    source->retry_at = error == HB_ERROR_NO_HANDLER ? INT64_MAX : now.steady + source->pause;
 }
 
 static int try_again(Hbw_Service_Source *source, Hbw_Time now) {
@@ -318,7 +319,8 @@ static int first_ready(const Hbw_Service_Source *source) {
 
 static int means_loss(int error) {
     return error == HB_ERROR_NO_MEMORY || error == HB_ERROR_CLUSTER_QUERY_FAILED ||
-           error == HB_ERROR_NODE_QUERY_FAILED || error == HB_ERROR_INTERFACE_QUERY_FAILED;
+           error == HB_ERROR_NODE_QUERY_FAILED || error == HB_ERROR_INTERFACE_QUERY_FAILED ||
+           error == HB_ERROR_NO_HANDLER;
 }
 
 static int read_one(Hbw_Service_Source *source, int descriptor) {

@@ -2,6 +2,7 @@
 #define _GNU_SOURCE
 #include <errno.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/epoll.h>
@@ -197,7 +198,17 @@ static int left_until(int64_t end) {
     return left <= 0 ? 0 : (int)((left + HBW_MILLISECOND - 1) / HBW_MILLISECOND);
 }
 
-int hb_watch_wait(Hb_Watch *watch, Hb_Watch_Report *report, int timeout) {
+/* Waits until the descriptor is readable, with the caller's signals.  A readable descriptor does not hide a signal that
+ * came before.  Returns 0, or -1 with errno. */
+static int wait_for_more(const Hb_Watch *watch, int left, const sigset_t *signals) {
+    const struct timespec time = {left / 1000, (long)(left % 1000) * (long)HBW_MILLISECOND};
+    const struct timespec none = {0, 0};
+    struct pollfd ready = {watch->epoll, POLLIN, 0};
+    const int result = ppoll(&ready, 1, left < 0 ? NULL : &time, signals);
+    return result > 0 ? ppoll(NULL, 0, &none, signals) : result;
+}
+
+static int wait_with(const sigset_t *signals, Hb_Watch *watch, Hb_Watch_Report *report, int timeout) {
     const int64_t end = timeout < 0 ? INT64_MAX : hbw_now().steady + timeout * HBW_MILLISECOND;
     for (;;) {
         if (hb_watch_next(watch, report)) {
@@ -207,11 +218,23 @@ int hb_watch_wait(Hb_Watch *watch, Hb_Watch_Report *report, int timeout) {
         if (left == 0) {
             return 0; /* also while the descriptor is readable all the time */
         }
-        struct pollfd ready = {watch->epoll, POLLIN, 0};
-        if (poll(&ready, 1, left) < 0) {
+        if (wait_for_more(watch, left, signals) < 0) {
             return -1;
         }
     }
+}
+
+/* Between two waits a signal is kept for the next one: its handler could not end a wait that begins after it. */
+int hb_watch_wait(Hb_Watch *watch, Hb_Watch_Report *report, int timeout) {
+    sigset_t all;
+    sigset_t signals;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &signals);
+    const int result = wait_with(&signals, watch, report, timeout);
+    const int reason = errno;
+    pthread_sigmask(SIG_SETMASK, &signals, NULL);
+    errno = reason;
+    return result;
 }
 
 /* ---- What is configured and up ---- */

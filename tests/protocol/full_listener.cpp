@@ -42,4 +42,8 @@ Unique_Fd Full_Listener::accept_next() {
                                           : Unique_Fd();
 }
 
+Unique_Fd Full_Listener::accept_waiting() {
+    return wait_readable(listener_.get(), Deadline(std::chrono::milliseconds(0))) ? accept_next() : Unique_Fd();
+}
+
 } // namespace hb_test

@@ -21,6 +21,8 @@ class Full_Listener {
     void make_room();
     // Accepts the next waiting connection; returns nothing at the deadline.
     Unique_Fd accept_next();
+    // The same without a wait; returns nothing if no connection waits.
+    Unique_Fd accept_waiting();
 
   private:
     Temp_Dir directory_;

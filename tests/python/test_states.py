@@ -112,14 +112,15 @@ def test_states_are_those_after_the_last_event(wispd):
 def test_poll_brings_the_states_up_to_date(wispd):
     with hb_client.Cluster(wispd.socket) as cluster:
         wispd.command("node-down", node=3)
-        # The daemon has queued the events when the command returns. They may still be on their way.
+        expected = ["adapter 6 (gamma/net_a) died", "adapter 7 (gamma/net_b) died", "node 3 (gamma) died"]
         events = []
-        wait_until(lambda: events.extend(cluster.poll()) or len(events) >= 3, "the events arrive")
-        assert texts(events) == [
-            "adapter 6 (gamma/net_a) died",
-            "adapter 7 (gamma/net_b) died",
-            "node 3 (gamma) died",
-        ]
+
+        def have_arrived():
+            events.extend(texts(cluster.poll()))
+            return len(events) >= len(expected)
+
+        wait_until(have_arrived, "the deaths arrive")
+        assert events == expected
         assert cluster.node(3).state is State.DOWN
 
 

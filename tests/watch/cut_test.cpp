@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "hb_error.h"
+#include "tests/protocol/full_listener.h"
 #include "tests/support/records.h"
 #include "tests/watch/trial.h"
 
@@ -140,6 +141,30 @@ TEST(SilentConnection, IsReportedWithinTheTimeOut) {
     EXPECT_LT(lasted, check + answer + busy_machine);
     const Report &loss = trials[0]->replay().reports().front();
     EXPECT_EQ("unreachable 2", loss.text);
+}
+
+// A connection to it would wait. The watch does not: it tries again, and is connected as soon as there is room.
+TEST(FullListener, IsUnreachableUntilThereIsRoom) {
+    Full_Listener listener; // HB_SERVER_SOCKET names it
+    Hb_Watch_Options options;
+    hb_watch_default_options(&options);
+    options.answer_timeout = 200;
+    options.retry_min = 1;
+    options.retry_max = 20;
+    const Watch_Handle watch(hb_watch_open(&options));
+    ASSERT_TRUE(watch);
+    Hb_Watch_Report report;
+    ASSERT_EQ(1, hb_watch_wait(watch.get(), &report, LONG_TIME));
+    EXPECT_EQ("unreachable 2", report_of(report).text);
+    EXPECT_EQ(0, hb_watch_wait(watch.get(), &report, 100)); // the loss is reported once
+    listener.make_room();
+    Unique_Fd connection;
+    const Deadline deadline;
+    while (!connection && !deadline.over()) {
+        EXPECT_EQ(0, hb_watch_wait(watch.get(), &report, 10));
+        connection = listener.accept_waiting();
+    }
+    EXPECT_TRUE(connection);
 }
 
 TEST(SlowConnection, OfOneByteAtATimeIsNoLoss) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A watch against a daemon that errs, floods or falls silent. The test plays the daemon in its own thread: no call of the
 // watch blocks, so each step has its turn.
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -20,6 +22,20 @@
 #include "tests/support/temp_dir.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/watch/watch_parts.h"
+
+namespace {
+
+int signal_in_reading = 0; // raised by the next reading
+
+} // namespace
+
+// In place of the C library's function, so that a signal comes at a chosen moment.
+extern "C" ssize_t recv(int socket, void *buffer, size_t size, int flags) {
+    if (signal_in_reading != 0) {
+        raise(std::exchange(signal_in_reading, 0));
+    }
+    return recvfrom(socket, buffer, size, flags, nullptr, nullptr);
+}
 
 namespace hb_test {
 namespace {
@@ -179,6 +195,28 @@ TEST_F(Odd_Daemon, DoesNotExtendAWaitByAFlood) {
     send(many.add(event(HBW_NODE_DEATH, 1003, nodes(false, true))));
     EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 0), 0);
     EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 10000), 1);
+}
+
+// A handler that runs while the watch reads, and not while it waits, must end the wait, too.
+TEST_F(Odd_Daemon, EndsAWaitByASignalAtAnyMoment) {
+    static volatile sig_atomic_t ran;
+    ran = 0;
+    struct sigaction action {};
+    struct sigaction before {};
+    action.sa_handler = [](int) { ran = 1; };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGUSR1, &action, &before);
+    open_and_become_current();
+    signal_in_reading = SIGUSR1;
+    send(event(FOREIGN_INSTANCE, 3, Bytes().zeros(20)));
+    errno = 0;
+    EXPECT_EQ(hb_watch_wait(watch_.get(), &report_, 3000), -1);
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_EQ(ran, 1);
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGUSR1), 0);
+    sigaction(SIGUSR1, &before, nullptr);
 }
 
 // The child's copy of the connection stays open. The parent must not wait on it any more.
