@@ -13,9 +13,13 @@ namespace {
 
 std::atomic<std::size_t> allocations = 0;
 
-void *allocate(std::size_t size) {
+void *allocate(std::size_t size) noexcept {
     ++allocations;
-    void *const memory = std::malloc(size != 0 ? size : 1);
+    return std::malloc(size != 0 ? size : 1);
+}
+
+void *allocate_or_throw(std::size_t size) {
+    void *const memory = allocate(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -24,14 +28,35 @@ void *allocate(std::size_t size) {
 
 } // namespace
 
-// The other forms of new and delete call these.
+// All forms: a sanitizer brings its own for those that are not replaced, and they do not fit these.
 void *operator new(std::size_t size) {
+    return allocate_or_throw(size);
+}
+void *operator new[](std::size_t size) {
+    return allocate_or_throw(size);
+}
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+    return allocate(size);
+}
+void *operator new[](std::size_t size, const std::nothrow_t &) noexcept {
     return allocate(size);
 }
 void operator delete(void *memory) noexcept {
     std::free(memory);
 }
+void operator delete[](void *memory) noexcept {
+    std::free(memory);
+}
 void operator delete(void *memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void *memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void *memory, const std::nothrow_t &) noexcept {
+    std::free(memory);
+}
+void operator delete[](void *memory, const std::nothrow_t &) noexcept {
     std::free(memory);
 }
 
