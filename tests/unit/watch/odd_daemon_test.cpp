@@ -185,6 +185,32 @@ TEST_F(Odd_Daemon, RejectsALocalNodeThatCannotExist) {
     }
 }
 
+TEST_F(Odd_Daemon, RejectsAnEmptyPath) {
+    options_.socket_path = "";
+    errno = 0;
+    open();
+    EXPECT_EQ(watch_, nullptr);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+// A daemon that hangs is replaced: only a new connection reaches its successor.
+TEST_F(Odd_Daemon, LeavesAConnectionThatStaysSilent) {
+    options_.answer_timeout = 50;
+    options_.retry_min = 1;
+    open_and_accept();
+    ASSERT_EQ(hb_watch_wait(watch_.get(), &report_, 10000), 1);
+    EXPECT_EQ(report_.kind, HB_WATCH_UNREACHABLE);
+    EXPECT_EQ(report_.error, HB_ERROR_TIMEOUT);
+    pollfd waiting{listener_.get(), POLLIN, 0};
+    while (poll(&waiting, 1, 0) == 0) {
+        ASSERT_EQ(hb_watch_wait(watch_.get(), &report_, 10), 0);
+    }
+    accept_connection();
+    send(everything());
+    send(sign_of_life());
+    EXPECT_TRUE(reaches(HB_WATCH_CURRENT));
+}
+
 // The daemon sends more than one call reads, and only the end of it is a report.
 TEST_F(Odd_Daemon, DoesNotExtendAWaitByAFlood) {
     open_and_become_current();
