@@ -137,7 +137,7 @@ int hb_watch_descriptor(const Hb_Watch *watch);
  *     HB_WATCH_CONFIGURATION, adapters that joined, nodes that joined; each group in ascending order.
  *   - Two reports about a node or an adapter alternate between joined and died.  Nothing is reported twice.
  *   - An adapter that died and joined again while the daemon lost an event is reported as both.  A node that did so
- *     while there was no contact is not reported: nobody knows it. */
+ *     while there was no contact is not reported: no state shows it. */
 int hb_watch_next(Hb_Watch *watch, Hb_Watch_Report *report);
 
 /* Waits for the next report, at most `timeout` milliseconds; a negative time-out waits without limit.  Returns 1 with

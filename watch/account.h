@@ -21,7 +21,7 @@ typedef struct Hbw_Members {
     Hbw_Bits reported;
     Hbw_Bits returned; /* up again after a death that had no event: the death is reported first */
     Hbw_Bits removed;  /* died because it was removed */
-    int known;         /* who is up has been received at least once */
+    int known;         /* the members that are up have been received */
 } Hbw_Members;
 
 typedef struct Hbw_Account {
@@ -53,7 +53,7 @@ int hbw_account_configure(Hbw_Account *account, int announced);
 void hbw_account_join(Hbw_Account *account, Hbw_Sort sort, uint32_t number, uint32_t incarnation);
 void hbw_account_die(Hbw_Account *account, Hbw_Sort sort, uint32_t number, int removed);
 
-/* Receives who is up: begin, add each, end. */
+/* Receives the members that are up: begin, add each, end. */
 void hbw_account_begin_group(Hbw_Account *account, Hbw_Sort sort);
 void hbw_account_add_member(Hbw_Account *account, Hbw_Sort sort, uint32_t number, uint32_t incarnation);
 void hbw_account_end_group(Hbw_Account *account, Hbw_Sort sort);

@@ -68,7 +68,7 @@ void hbw_flush(Hbw_Connection *connection) {
         }
     }
     if (sent < connection->output_size && !would_wait()) {
-        sent = connection->output_size; /* nobody reads it any more */
+        sent = connection->output_size; /* the daemon does not read it any more */
     }
     memmove(connection->output, connection->output + sent, connection->output_size - sent);
     connection->output_size -= sent;

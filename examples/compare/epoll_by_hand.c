@@ -17,7 +17,7 @@ static const int EVENTS = HB_EVENT_DEATH | HB_EVENT_JOIN | HB_EVENT_NEW_GROUP;
 static Hb_Group group;               /* 393,480 bytes: not on the stack */
 static Hb_Subscription_Group wanted; /* neither is this */
 
-/* What was printed last. After a loss it shows who died in the meantime. */
+/* What was printed last. After a loss it shows which members died in the meantime. */
 static char node_is_up[HB_NODE_SLOTS];
 static char adapter_is_up[HB_ADAPTER_SLOTS];
 

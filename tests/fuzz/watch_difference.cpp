@@ -25,7 +25,6 @@ using Members = std::set<unsigned>;
 
 constexpr unsigned NODES = 4;
 constexpr unsigned SLOTS = 2;
-constexpr unsigned ADAPTERS = NODES * SLOTS;
 constexpr std::size_t OPERATIONS_MOST = 200;
 constexpr int LONG_TIME = 1000000;
 constexpr int TURNS_MOST = 10000; // a watch that never comes to rest has a fault

@@ -76,3 +76,13 @@ def test_mypy_checks_that_a_program_handles_every_event_and_uses_members_as_they
     assert checked("hb_client.ConfigurationChanged():", "name").startswith("Success")
     assert 'incompatible type "ConfigurationChanged"' in checked("hb_client.Current():", "name")
     assert 'expression has type "int"' in checked("hb_client.ConfigurationChanged():", "number")
+
+
+EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples")
+
+
+def test_the_examples_are_strictly_typed(directory):
+    examples = [os.path.join(EXAMPLES, name) for name in os.listdir(EXAMPLES) if name.endswith(".py")]
+    assert len(examples) >= 2
+    for path in examples:
+        assert output_of_mypy(directory, path) == "Success: no issues found in 1 source file\n"
