@@ -34,13 +34,13 @@ static void start(char **command, unsigned limit, int node) {
 int main(int argc, char **argv) {
     struct sigaction action = {.sa_handler = child_ended};
     const int limit = argc < 3 ? 0 : atoi(argv[1]);
-    Hb_Watch *watch = hb_watch_open(NULL);
+    Hb_Watch *watch = limit < 1 ? NULL : hb_watch_open(NULL);
     Hb_Watch_Report report;
     int status;
     pid_t child;
 
-    if (limit < 1 || watch == NULL) {
-        fputs(watch == NULL ? "react: no memory\n" : "usage: react SECONDS COMMAND [ARGUMENT...]\n", stderr);
+    if (watch == NULL) {
+        fputs(limit < 1 ? "usage: react SECONDS COMMAND [ARGUMENT...]\n" : "react: no memory\n", stderr);
         return 2;
     }
     sigaction(SIGCHLD, &action, NULL);

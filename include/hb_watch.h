@@ -52,7 +52,8 @@ enum { HB_WATCH_NODES = 1, HB_WATCH_ADAPTERS = 2 };
  *   socket_path     the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT
  *   what            HB_WATCH_NODES, HB_WATCH_ADAPTERS, or both
  *   check_interval  silence after which the watch asks the daemon for a sign of life; 0: never
- *   answer_timeout  wait for an answer after which the daemon counts as unreachable
+ *   answer_timeout  wait for an answer after which the daemon counts as unreachable; after five times as long the
+ *                   watch connects again
  *   retry_min       pause before the first attempt to connect again
  *   retry_max       longest pause: each is twice the last, and up to a tenth longer, at random */
 typedef struct Hb_Watch_Options {
@@ -101,9 +102,9 @@ enum {
 /* One report, 104 bytes in every program.
  *
  *   error  of HB_WATCH_UNREACHABLE, the reason as an Hb_Error: 2 the daemon does not answer, 10 it sent an invalid
- *          record, 13 no socket could be created, 15 no daemon listens, 16 the daemon closed the connection, 17 no
- *          memory, 22 the daemon does not read.  In cluster-event mode the numbers of hb_get_event_message.
- *          Otherwise 0
+ *          record, 13 no socket could be created, 15 no daemon listens or this user may not connect, 16 the daemon
+ *          closed the connection, 17 no memory, 22 the daemon does not read.  In cluster-event mode the numbers of
+ *          hb_get_event_message.  Otherwise 0
  *   time   when the watch learned it, in nanoseconds since 1970
  *   since  of HB_WATCH_UNREACHABLE, the last sign of life, 0 for none.  With HB_WATCH_CAUGHT_UP, until when the
  *          earlier state is known.  Otherwise equal to `time` */
@@ -187,12 +188,15 @@ const char *hb_watch_socket_path(const Hb_Watch *watch);
 
 /* Moves the program from the daemon to the operating system's cluster service, as hb_migrate_to_mox_prep and
  * hb_migrate_to_mox_commit do, and lets this watch follow the service.  The watch reports what differs between the
- * two.  It then reads the events of hb_client.h: do not call hb_get_event_message yourself, and subscribe nothing.
- * At most one watch of a process can follow the service.  Opens the library, and then waits and signals as hb_init
- * does.  Adapters can have other numbers there: then the old number dies, with HB_WATCH_REMOVED, and the new one joins.
- * Returns Hb_Success, or Hb_Failure with the error number of the preparation or of hb_init in hb_get_errno(); the
- * watch and the program then stay with the daemon.  If only the last step fails, the program has moved; its errors are
- * those of hb_watch_follow_service, which can be called again. */
+ * two.  It then reads the events of hb_client.h: do not call hb_get_event_message, hb_terminate or a call of the
+ * migration yourself, and subscribe nothing.  At most one watch of a process can follow the service.
+ * Opens the library, and then waits and signals as hb_init does.  A session that is open already asks its own daemon
+ * to end: a daemon that has started since stays.
+ * Adapters can have other numbers there: then the old number dies, with HB_WATCH_REMOVED, and the new one joins.
+ * Returns Hb_Success, or Hb_Failure.  Then hb_get_errno() has the error number of the preparation or of hb_init, or
+ * errno is EBUSY or EALREADY as for hb_watch_follow_service; the watch and the program stay with the daemon.  If only
+ * the last step fails, the program has moved; its errors are those of hb_watch_follow_service, which can be called
+ * again. */
 Hb_Rc hb_watch_migrate(Hb_Watch *watch);
 
 /* The same for a program that has already called hb_migrate_to_mox_commit.  Returns Hb_Failure with the error number of

@@ -13,6 +13,9 @@ void hbw_contact_alive(Hbw_Contact *contact, int64_t wall) {
 void hbw_contact_lost(Hbw_Contact *contact, int error) {
     if (!contact->is_lost) {
         contact->is_lost = 1;
+        if (contact->known_until == 0) {
+            contact->known_until = contact->last_life; /* of the part that was known */
+        }
         contact->loss_due = 1;
         contact->error = error;
     }

@@ -379,8 +379,19 @@ static int64_t question_is_due(const Hbw_Daemon_Source *source) {
     return source->heard + source->options.check_interval * HBW_MILLISECOND;
 }
 
+/* A suspended daemon answers when it continues.  One that hangs may have been replaced: then only a new connection
+ * reaches its successor. */
+static int64_t connection_ends(const Hbw_Daemon_Source *source) {
+    enum { TIMES = 4 };
+    return silence_ends(source) + TIMES * patience(source);
+}
+
 static int watch_silence(Hbw_Daemon_Source *source, Hbw_Time now) {
     if (source->asked != 0) {
+        if (now.steady >= connection_ends(source)) {
+            lose(source, HB_ERROR_TIMEOUT, now);
+            return 1;
+        }
         if (!source->contact->is_lost && now.steady >= silence_ends(source)) {
             hbw_contact_lost(source->contact, HB_ERROR_TIMEOUT);
             return 1;
@@ -434,7 +445,7 @@ int64_t hbw_daemon_deadline(const Hbw_Daemon_Source *source) {
         return source->retry_at;
     }
     if (source->asked != 0) {
-        return source->contact->is_lost ? INT64_MAX : silence_ends(source);
+        return source->contact->is_lost ? connection_ends(source) : silence_ends(source);
     }
     return source->options.check_interval > 0 ? question_is_due(source) : INT64_MAX;
 }

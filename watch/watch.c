@@ -48,7 +48,9 @@ void hb_watch_default_options(Hb_Watch_Options *options) {
 }
 
 static int are_valid(const Hb_Watch_Options *options) {
-    return options->what != 0 && (options->what & ~(uint32_t)(HB_WATCH_NODES | HB_WATCH_ADAPTERS)) == 0 &&
+    const int has_path = options->socket_path == NULL || *options->socket_path != '\0';
+    return has_path && options->what != 0 &&
+           (options->what & ~(uint32_t)(HB_WATCH_NODES | HB_WATCH_ADAPTERS)) == 0 &&
            options->check_interval >= 0 && options->answer_timeout > 0 && options->retry_min > 0 &&
            options->retry_max >= options->retry_min;
 }

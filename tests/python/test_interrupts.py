@@ -12,7 +12,7 @@ import pytest
 from expectations import texts
 from harness import GENEROUS, end_with_parent, wait_until
 
-ATTEMPTS = 7
+ATTEMPTS = 5
 PROMISED = 0.1  # seconds
 
 # A shell that starts this in the background makes it ignore SIGINT.

@@ -73,6 +73,7 @@ class Watch_Storm {
     void compare_changes();
     void forget_changes();
     void compare_answers();
+    std::string expected_answer() const;
     void toggle_marker();
 
     // Changes of the cluster, by the daemon or the service.

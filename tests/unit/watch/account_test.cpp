@@ -208,7 +208,8 @@ TEST_F(Account, GivesTheTimesAndTheIdentifierOfTheRecord) {
     configure({2, 4});
     group(HBW_NODE, {1, 2});
     reports();
-    stamp("failure-7");
+    const Hb_FFDC_Id failure = "failure-7";
+    stamp(failure);
     hbw_account_die(&account_, HBW_NODE, 2, 0);
     Hb_Watch_Report report;
     ASSERT_EQ(hbw_account_next(&account_, &report), 1);

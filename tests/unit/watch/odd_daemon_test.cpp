@@ -185,6 +185,32 @@ TEST_F(Odd_Daemon, RejectsALocalNodeThatCannotExist) {
     }
 }
 
+TEST_F(Odd_Daemon, RejectsAnEmptyPath) {
+    options_.socket_path = "";
+    errno = 0;
+    open();
+    EXPECT_EQ(watch_, nullptr);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+// A daemon that hangs is replaced: only a new connection reaches its successor.
+TEST_F(Odd_Daemon, LeavesAConnectionThatStaysSilent) {
+    options_.answer_timeout = 50;
+    options_.retry_min = 1;
+    open_and_accept();
+    ASSERT_EQ(hb_watch_wait(watch_.get(), &report_, 10000), 1);
+    EXPECT_EQ(report_.kind, HB_WATCH_UNREACHABLE);
+    EXPECT_EQ(report_.error, HB_ERROR_TIMEOUT);
+    pollfd waiting{listener_.get(), POLLIN, 0};
+    while (poll(&waiting, 1, 0) == 0) {
+        ASSERT_EQ(hb_watch_wait(watch_.get(), &report_, 10), 0);
+    }
+    accept_connection();
+    send(everything());
+    send(sign_of_life());
+    EXPECT_TRUE(reaches(HB_WATCH_CURRENT));
+}
+
 // The daemon sends more than one call reads, and only the end of it is a report.
 TEST_F(Odd_Daemon, DoesNotExtendAWaitByAFlood) {
     open_and_become_current();
@@ -339,6 +365,28 @@ TEST_F(Odd_Daemon, ReportsOnlyWhatIsWatched) {
     }
     EXPECT_EQ(hb_watch_adapter_state(watch_.get(), 2), Hb_Entity_Undef);
     EXPECT_EQ(hb_watch_node_state(watch_.get(), 2), Hb_Entity_Up);
+}
+
+// The first connection ends before the nodes are known. What it reported was known until its last record.
+TEST_F(Odd_Daemon, KnowsUntilWhenAnIncompleteAccountWasTrue) {
+    options_.retry_min = 1;
+    options_.retry_max = 1;
+    open_and_accept();
+    send(configuration(two_nodes()));
+    send(event(HBW_ADAPTER_GROUP, 1, both_adapters()));
+    EXPECT_TRUE(reaches(HB_WATCH_ADAPTER_JOINED));
+    const int64_t joined = report_.time;
+    connection_.reset();
+    EXPECT_TRUE(reaches(HB_WATCH_UNREACHABLE));
+    const int64_t lost = report_.time;
+    ASSERT_EQ(hb_watch_wait(watch_.get(), &report_, 20), 0); // connects again
+    accept_connection();
+    send(configuration(two_nodes()));
+    send(event(HBW_ADAPTER_GROUP, 1, Bytes().i32(0).i32(2).i32(1)));
+    ASSERT_TRUE(reaches(HB_WATCH_ADAPTER_DIED));
+    EXPECT_EQ(report_.flags, static_cast<uint32_t>(HB_WATCH_CAUGHT_UP));
+    EXPECT_GE(report_.since, joined);
+    EXPECT_LE(report_.since, lost);
 }
 
 // An edge-triggered user is notified of changes only, and calls until there is no report.
