@@ -64,7 +64,8 @@ void need_directory(const std::string &socket) {
     if (directory == std::filesystem::path(common::DEFAULT_SOCKET_PATH).parent_path()) {
         std::filesystem::create_directories(directory, error);
         if (error) {
-            throw Start_Failure(text("cannot make ", directory.string(), ": ", error.message()));
+            throw Start_Failure(text("cannot make directory ", directory.string(), ": ", error.message(),
+                                     "; start as root, or choose another path with --socket"));
         }
     } else if (!std::filesystem::is_directory(directory, error)) {
         throw Start_Failure(text("directory ", directory.string(),

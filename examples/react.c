@@ -40,7 +40,7 @@ int main(int argc, char **argv) {
     pid_t child;
 
     if (watch == NULL) {
-        fputs(limit < 1 ? "usage: react SECONDS COMMAND [ARGUMENT...]\n" : "react: no memory\n", stderr);
+        fputs(limit < 1 ? "usage: react SECONDS COMMAND [ARGUMENT...]\n" : "react: no watch opened\n", stderr);
         return 2;
     }
     sigaction(SIGCHLD, &action, NULL);

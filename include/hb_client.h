@@ -81,7 +81,9 @@
  *
  *  The connection to the daemon
  *   2 HB_ERROR_TIMEOUT  the time-out ended before anything arrived
- *  10 HB_ERROR_UNEXPECTED_REPLY  the daemon sent an unexpected record, or one whose contents contradict each other
+ *  10 HB_ERROR_UNEXPECTED_REPLY  the daemon sent an unexpected record, or one whose contents contradict each other.
+ *     An event that arrives before the reply to a request also gives this number, and is lost.  A watch (hb_watch.h)
+ *     has a connection of its own: requests cannot lose its events.
  *  12 HB_ERROR_RECEIVE_FAILED  waiting for the daemon or reading from it failed.  The library may no longer know
  *     where the next record begins: call hb_terminate, and open again.  The daemon may also have died with a request
  *     unread; the next call then gives 16.  A cluster service that calls the library while the library opens receives
@@ -451,7 +453,7 @@ typedef struct Hb_Subscription_Group {
  * hb_remove_socket.  A program need not call it: functions marked "Opens" open the library themselves.
  * Waits without limit while a daemon delays accepting the connection or does not answer.  A signal whose
  * handler was installed without SA_RESTART ends the wait for the connection with error 15.  It does not end the
- * wait for an answer.  With a stopped daemon (SIGSTOP) the system still accepts the connection, so the call
+ * wait for an answer.  With a suspended daemon (SIGSTOP) the system still accepts the connection, so the call
  * waits for an answer.  Cancelling the thread ends either wait and leaves the library closed.  Other threads
  * that open the library wait meanwhile.
  * A failed call leaves the library closed and the configuration empty.  It may be repeated; the next call
@@ -795,7 +797,7 @@ HB_API Hb_Rc hb_migrate_to_mox_prep(void);
  * A second commit reports what has changed in the configuration since the first.  It discards unread events
  * about the configuration and the node list.  It keeps unread events about the death or return of single
  * nodes and adapters.  The program receives those events after event 128.
- * The call waits while a stopped daemon does not read.  It opens a library that is not open, to reach the
+ * The call waits while a suspended daemon does not read.  It opens a library that is not open, to reach the
  * daemon.  Always succeeds, but may set an error number: that of hb_init or of sending if the daemon could not
  * be asked; 17, 63, 64, 65, 70, 71 from reading the service; 59 if the events could not be signalled; 73 if a
  * node is known to the service or to the daemon, but not to both.  A second commit compares the service with the

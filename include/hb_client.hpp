@@ -23,6 +23,10 @@
 #ifndef HB_CLIENT_HPP
 #define HB_CLIENT_HPP
 
+#if __cplusplus < 201703L
+#error "hb_client.hpp needs C++17: compile with -std=c++17 or later"
+#endif
+
 #include "hb/address.hpp"
 #include "hb/configuration.hpp"
 #include "hb/error.hpp"

@@ -15,8 +15,8 @@
  * CONVENTIONS
  *
  *  1. No call blocks, except hb_watch_wait, hb_watch_migrate and hb_watch_follow_service.  hb_watch_wait never
- *     exceeds its time-out, also while the daemon is stopped.  The watch starts no thread, changes no signal
- *     handler and raises no SIGPIPE.
+ *     exceeds its time-out, also while the daemon is suspended (SIGSTOP).  The watch starts no thread, changes no
+ *     signal handler and raises no SIGPIPE.
  *  2. A watch has its own connection to the daemon.  It neither uses nor disturbs the session of hb_client.h.  A
  *     control request of the program therefore cannot swallow an event of the watch.
  *  3. Use a watch in one thread at a time.  Different watches are independent.
@@ -51,11 +51,11 @@ enum { HB_WATCH_NODES = 1, HB_WATCH_ADAPTERS = 2 };
  *
  *   socket_path     the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT
  *   what            HB_WATCH_NODES, HB_WATCH_ADAPTERS, or both
- *   check_interval  silence after which the watch asks the daemon for a sign of life; 0: never
- *   answer_timeout  wait for an answer after which the daemon counts as unreachable; after five times as long the
- *                   watch connects again
- *   retry_min       pause before the first attempt to connect again
- *   retry_max       longest pause: each is twice the last, and up to a tenth longer, at random */
+ *   check_interval  after this silence the watch asks the daemon for a sign of life; default 1000, 0: never
+ *   answer_timeout  without an answer for this time the daemon is considered unreachable, for example because it is
+ *                   suspended; default 3000.  After five times as long the watch connects again
+ *   retry_min       pause before the first attempt to connect again; default 100
+ *   retry_max       longest pause; default 5000.  Each pause is twice the last, and up to a tenth longer, at random */
 typedef struct Hb_Watch_Options {
     const char *socket_path;
     uint32_t what;
@@ -65,7 +65,7 @@ typedef struct Hb_Watch_Options {
     int32_t retry_max;
 } Hb_Watch_Options;
 
-/* Sets the defaults: no path, nodes and adapters, 1000, 3000, 100 and 5000 milliseconds. */
+/* Sets the defaults: no path, nodes and adapters, and the times above. */
 void hb_watch_default_options(Hb_Watch_Options *options);
 
 /* Begins to watch.  Null options mean the defaults.  Returns at once, whether a daemon runs or not; the first
@@ -96,15 +96,16 @@ enum {
 enum {
     HB_WATCH_INITIAL = 1,   /* joined: it was up when the watch found it first.  No event */
     HB_WATCH_CAUGHT_UP = 2, /* found by comparison, because its event was missed: between `since` and `time` */
-    HB_WATCH_REMOVED = 4    /* died: removed from the configuration.  A node's own event does not say so */
+    HB_WATCH_REMOVED = 4    /* died: removed from the configuration.  A node's own event does not say so;
+                             * HB_WATCH_CONFIGURATION follows, and hb_watch_node_state then returns Hb_Entity_Undef */
 };
 
 /* One report, 104 bytes in every program.
  *
- *   error  of HB_WATCH_UNREACHABLE, the reason as an Hb_Error: 2 the daemon does not answer, 10 it sent an invalid
- *          record, 13 no socket could be created, 15 no daemon listens or this user may not connect, 16 the daemon
- *          closed the connection, 17 no memory, 22 the daemon does not read.  In cluster-event mode the numbers of
- *          hb_get_event_message.  Otherwise 0
+ *   error  of HB_WATCH_UNREACHABLE, the reason as an Hb_Error: 2 the daemon does not answer (it may be suspended),
+ *          10 it sent an invalid record, 13 no socket could be created, 15 no daemon listens or this user may not
+ *          connect, 16 the daemon closed the connection, 17 no memory, 22 the daemon does not read.  In cluster-event
+ *          mode the numbers of hb_get_event_message.  Otherwise 0
  *   time   when the watch learned it, in nanoseconds since 1970
  *   since  of HB_WATCH_UNREACHABLE, the last sign of life, 0 for none.  With HB_WATCH_CAUGHT_UP, until when the
  *          earlier state is known.  Otherwise equal to `time` */

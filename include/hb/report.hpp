@@ -29,8 +29,8 @@ struct current {
 //
 //   last_contact  the last sign of life; nothing if there was none
 //   reason        2 the daemon does not answer, 10 it sent an invalid record, 13 no socket could be created, 15 no daemon
-//                 listens, 16 the daemon closed the connection, 17 no memory, 22 the daemon does not read. In
-//                 cluster-event mode the numbers of hb_get_event_message
+//                 listens or this user may not connect, 16 the daemon closed the connection, 17 no memory, 22 the daemon
+//                 does not read. In cluster-event mode the numbers of hb_get_event_message
 struct unreachable {
     time_point time;
     std::optional<time_point> last_contact;

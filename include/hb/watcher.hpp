@@ -61,10 +61,11 @@ using watched_networks = range<detail::watched_steps<network_number, int, hb_wat
 //
 //   socket_path      the daemon's socket; null: the path that hb_client.h describes under ENVIRONMENT
 //   nodes, adapters  whether to report them; at least one of the two
-//   check_interval   silence after which the watcher asks the daemon for a sign of life; 0: never
-//   answer_timeout   wait for an answer after which the daemon counts as unreachable
-//   retry_min        pause before the first attempt to connect again
-//   retry_max        longest pause: each is twice the last, and up to a tenth longer, at random
+//   check_interval   after this silence the watcher asks the daemon for a sign of life; default 1 s, 0: never
+//   answer_timeout   without an answer for this time the daemon is considered unreachable, for example because it is
+//                    suspended; default 3 s. After five times as long the watcher connects again
+//   retry_min        pause before the first attempt to connect again; default 100 ms
+//   retry_max        longest pause; default 5 s. Each pause is twice the last, and up to a tenth longer, at random
 struct watch_options {
     watch_options() noexcept {
         Hb_Watch_Options defaults;

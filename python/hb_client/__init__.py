@@ -23,8 +23,8 @@ A program of asyncio writes `async with` and `async for`:
 
 Conventions
 
-1. No call blocks beyond its time-out, and Ctrl-C ends each of them at once, also while the daemon is stopped. Time-outs
-   and intervals are seconds. None waits without limit.
+1. No call blocks beyond its time-out, and Ctrl-C ends each of them at once, also while the daemon is suspended.
+   Time-outs and intervals are seconds. None waits without limit.
 2. Nodes, adapters, networks and events are frozen dataclasses. What they say does not change later: ask the cluster
    again. Times are aware datetimes in the local time zone.
 3. The states are those after the last event that the program has received from `Cluster.watch` or `Cluster.poll`. A
@@ -40,6 +40,11 @@ Conventions
 The path of the daemon's socket is, in this order: the argument of `Cluster`; the environment variable
 HB_SERVER_SOCKET; /var/ha/soc/wisp/server_socket. HA_DOMAIN_NAME and HA_SYSPAR_NAME extend the last two.
 """
+import sys
+
+if sys.version_info < (3, 11):
+    raise ImportError(f"hb_client needs Python 3.11 or later; {sys.executable} is {sys.version.split()[0]}")
+
 from hb_client._cluster import Cluster, Watch
 from hb_client._errors import Error, NoAnswerError, NotConfiguredError, UnreachableError
 from hb_client._events import (

@@ -1,14 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """Loads the extension module, and checks that it and this package describe the same records."""
+import sys
 from typing import TYPE_CHECKING
 
 try:
     from hb_client._hb_watch import ffi, lib
 except ImportError as error:
     raise ImportError(
-        f"hb_client: the extension module _hb_watch cannot be loaded: {error}. Install the packages python3-hb-client "
-        "and python3-cffi-backend for this interpreter; in a source tree, build the target hb_python and add "
-        "build/<preset>/python to PYTHONPATH",
+        f"hb_client: the extension module _hb_watch cannot be loaded: {error} (in {sys.executable}). "
+        "Install the packages python3-hb-client and python3-cffi-backend for this interpreter, or use /usr/bin/python3; in "
+        "a source tree, build the target hb_python and add build/<preset>/python to PYTHONPATH",
         name="hb_client._hb_watch",
     ) from error
 
