@@ -6,10 +6,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <map>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace hb_test {
 namespace {
@@ -36,6 +38,36 @@ bool read_available(int fd, std::string &into) {
     return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }
 
+// The variables of this process, each "NAME=value", with the given ones added or changed.
+std::vector<std::string> environment_with(const Child_Process::Environment &changes) {
+    std::map<std::string, std::string> all;
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        const std::size_t equals = text.find('=');
+        if (equals != std::string::npos) {
+            all.emplace(text.substr(0, equals), text.substr(equals + 1));
+        }
+    }
+    for (const auto &[name, value] : changes) {
+        all[name] = value;
+    }
+    std::vector<std::string> variables;
+    for (const auto &[name, value] : all) {
+        variables.push_back(name + "=" + value);
+    }
+    return variables;
+}
+
+// The texts as exec wants them, with a null pointer at the end.
+std::vector<char *> pointers_to(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    for (std::string &text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 } // namespace
 
 Child_Process::Child_Process(const std::vector<std::string> &arguments, const Environment &environment) {
@@ -45,12 +77,11 @@ Child_Process::Child_Process(const std::vector<std::string> &arguments, const En
     Pipe trouble = make_pipe(); // closed by a successful exec
 
     std::vector<std::string> copy = arguments;
-    std::vector<char *> argv;
-    for (std::string &argument : copy) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
+    std::vector<std::string> variables = environment_with(environment);
+    const std::vector<char *> argv = pointers_to(copy);
+    std::vector<char *> envp = pointers_to(variables);
 
+    // The child allocates nothing before exec: a thread that fork leaves behind may have held the allocator's lock.
     pid_ = fork();
     if (pid_ < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
@@ -60,9 +91,7 @@ Child_Process::Child_Process(const std::vector<std::string> &arguments, const En
         dup2(input.reading.get(), STDIN_FILENO);
         dup2(out.writing.get(), STDOUT_FILENO);
         dup2(err.writing.get(), STDERR_FILENO);
-        for (const auto &[name, value] : environment) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
+        environ = envp.data();
         execvp(argv[0], argv.data());
         const int reason = errno;
         const ssize_t told = write(trouble.writing.get(), &reason, sizeof reason);

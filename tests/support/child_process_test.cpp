@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -46,6 +48,29 @@ TEST(ChildProcess, EnvironmentIsAdded) {
     const auto line = child.read_line();
     ASSERT_TRUE(line.has_value());
     EXPECT_EQ(0U, line->find("here"));
+}
+
+// The new process has one thread. Whatever lock another thread held at that moment, nobody gives it back.
+TEST(ChildProcess, StartsWhileOtherThreadsAllocate) {
+    std::atomic<bool> ended{false};
+    std::vector<std::thread> allocating(3);
+    for (std::thread &thread : allocating) {
+        thread = std::thread([&] {
+            while (!ended) {
+                const std::vector<std::string> texts(20, std::string(60000, 'x'));
+                EXPECT_EQ('x', texts.back().back());
+            }
+        });
+    }
+    for (int i = 0; i < 100; ++i) {
+        Child_Process child(Arguments{"true"}, {{"HB_TEST_VALUE", std::string(60000, 'v')}});
+        const auto end = child.wait();
+        EXPECT_TRUE(end && end->exit_status == 0);
+    }
+    ended = true;
+    for (std::thread &thread : allocating) {
+        thread.join();
+    }
 }
 
 TEST(ChildProcess, MuchOutputDoesNotStallIt) {
