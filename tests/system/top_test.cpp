@@ -225,7 +225,7 @@ TEST_F(TopScreen, ADaemonThatNeverAnswersEndsItInItsTime) {
     EXPECT_TRUE(terminal->wait_shown("wispd does not answer at")) << terminal->screen();
     EXPECT_TRUE(terminal->wait_shown("(waited 0.1 s)")) << terminal->screen();
     daemon.send_signal(SIGCONT);
-    start("--timeout 1");
+    start("--timeout 5");
     expect_sane_end(0);
 }
 
