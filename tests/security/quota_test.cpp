@@ -158,7 +158,7 @@ TEST_F(Quota, TimeIsLeftToRootWhileAUserAsksWithoutEnd) {
     ASSERT_TRUE(guarded_->start());
     EXPECT_EQ("flooding", attack(Role::actor, {"flood", guarded_->daemon().socket(), "64"}));
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(0, guarded_->hbctl(Role::root, {"nodes"}).exit_status);
+        EXPECT_EQ(0, guarded_->hbctl(Role::root, {"nodes", "--timeout", "60"}).exit_status);
     }
     release();
 }
