@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "daemon/publisher/socket_claim.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -23,6 +24,8 @@ namespace {
 // least once.
 constexpr std::size_t PLACEHOLDERS_MOST = 131072;
 constexpr int TRIES_BETWEEN = 8;
+// Some file systems give inodes in no order, so the gaps between the tries stay small enough for many tries.
+constexpr std::size_t SKIPPED_MOST = 512;
 
 // Files that keep their inodes occupied, so that the next socket receives another inode. The destructor removes
 // them; after a kill, the next start does.
@@ -91,7 +94,8 @@ class Search {
         : path_(path), access_(access), lock_(lock), placeholders_(path) {}
 
     Claimed_Socket run() {
-        for (std::size_t skipped = 1; placeholders_.count() < PLACEHOLDERS_MOST; skipped *= 2) {
+        for (std::size_t skipped = 1; placeholders_.count() < PLACEHOLDERS_MOST;
+             skipped = std::min(skipped * 2, SKIPPED_MOST)) {
             for (int i = 0; i < TRIES_BETWEEN; ++i) {
                 if (std::optional<Claimed_Socket> claimed = attempt()) {
                     report();
