@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/event_feed.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <cerrno>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "bench/record_bytes.h"
@@ -12,9 +12,13 @@
 
 namespace {
 
-[[noreturn]] void die(const char *what) {
-    std::perror(what);
-    std::exit(1);
+[[noreturn]] void fail(const std::string &what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+std::string new_path() {
+    static int count = 0;
+    return "/tmp/hb_bench." + std::to_string(getpid()) + "." + std::to_string(++count);
 }
 
 sockaddr_un address_of(const std::string &path) {
@@ -39,13 +43,12 @@ std::vector<char> adapter_record(int kind, int count, Members members) {
     return record;
 }
 
-Listener::Listener()
-    : path_("/tmp/hb_bench." + std::to_string(getpid())), fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+Listener::Listener() : path_(new_path()), fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_un address = address_of(path_);
     unlink(path_.c_str());
     if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
         listen(fd_, 8) != 0) {
-        die("hb_bench: listening");
+        fail(path_);
     }
 }
 
@@ -57,7 +60,7 @@ Listener::~Listener() {
 int Listener::accept_one() const {
     const int connection = accept(fd_, nullptr, nullptr);
     if (connection < 0) {
-        die("hb_bench: accept");
+        fail("accept");
     }
     const int room = 1 << 20;
     setsockopt(connection, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
@@ -71,7 +74,7 @@ int connect_plainly(const std::string &path) {
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
     const sockaddr_un address = address_of(path);
     if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        die("hb_bench: connect");
+        fail(path);
     }
     return fd;
 }

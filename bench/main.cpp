@@ -1,27 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-// hb_bench: runs the benchmarks, then prints the ratios. Options are Google Benchmark's.
-#include <cstring>
-#include <vector>
+// hb_bench: the library and wispd, beside plain ways to do the same.
+#include "bench/comparison/program.h"
+#include "bench/rows.h"
 
-#include <benchmark/benchmark.h>
+namespace {
 
-#include "bench/ratios.h"
+template <typename Item, typename... Parts> std::vector<Item> joined(const Parts &...parts) {
+    std::vector<Item> all;
+    (all.insert(all.end(), parts.begin(), parts.end()), ...);
+    return all;
+}
+
+} // namespace
 
 int main(int argc, char **argv) {
-    // Repetitions of all benchmarks are interleaved, so that a disturbance of the machine affects both sides.
-    char repetitions[] = "--benchmark_repetitions=7";
-    char interleaving[] = "--benchmark_enable_random_interleaving=true";
-    char aggregates[] = "--benchmark_report_aggregates_only=true";
-    char shortly[] = "--benchmark_min_time=0.1";
-    std::vector<char *> arguments{argv[0], repetitions, interleaving, aggregates, shortly};
-    arguments.insert(arguments.end(), argv + 1, argv + argc);
-    int count = static_cast<int>(arguments.size());
-
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
-        return 2;
-    }
-    Median_Reporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    return print_ratios(reporter.medians()) ? 0 : 1;
+    using namespace comparison;
+    const Program program{
+        "hb_bench", "Compares the library and wispd with plain ways to do the same, in one run on one machine.",
+        joined<Row>(event_rows(), query_rows(), load_rows(), table_rows(), opening_rows(), memory_rows(),
+                    fan_out_rows()),
+        joined<Growth>(opening_growth(), load_growth(), table_growth(), event_growth(), query_growth(),
+                       fan_out_growth())};
+    return run(program, argc, argv);
 }

@@ -3,20 +3,18 @@
 
 #include <arpa/inet.h>
 #include <cstdio>
-#include <cstdlib>
+#include <stdexcept>
 
 #include "bench/record_bytes.h"
 #include "lib/api/session.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_global_data/node_table.h"
 
-namespace {
-
-std::vector<char> make_configuration_record() {
+std::vector<char> configuration_record_of(int nodes) {
+    const int adapters = nodes * SAMPLE_ADAPTERS_PER_NODE;
     std::vector<char> record(HB_REPLY_HEADER_SIZE, 0);
-    append_bytes(record, Hb_Snapshot_Header{1, 0, SAMPLE_NODES, SAMPLE_ADAPTERS_PER_NODE, SAMPLE_ADAPTERS,
-                                            HB_NETWORK_SLOTS});
-    for (Hb_Adapter_Number number = 0; number < SAMPLE_ADAPTERS; ++number) {
+    append_bytes(record, Hb_Snapshot_Header{1, 0, nodes, SAMPLE_ADAPTERS_PER_NODE, adapters, HB_NETWORK_SLOTS});
+    for (Hb_Adapter_Number number = 0; number < static_cast<unsigned>(adapters); ++number) {
         Hb_Adapter_Entry entry{};
         entry.Hb_ip_address = sample_address(number);
         entry.Hb_network = static_cast<Hb_Network_Number>(number % SAMPLE_ADAPTERS_PER_NODE);
@@ -34,10 +32,8 @@ std::vector<char> make_configuration_record() {
     return record;
 }
 
-} // namespace
-
 const std::vector<char> &sample_configuration_record() {
-    static const std::vector<char> record = make_configuration_record();
+    static const std::vector<char> record = configuration_record_of(SAMPLE_NODES);
     return record;
 }
 
@@ -53,8 +49,7 @@ Hb_IP_address6 sample_address(Hb_Adapter_Number adapter) {
 void load_sample_cluster() {
     const auto view = hb_view_snapshot(sample_configuration_record());
     if (!view || !hb_load_snapshot(*view)) {
-        std::fputs("hb_bench: the sample cluster cannot be loaded\n", stderr);
-        std::exit(1);
+        throw std::runtime_error("the sample cluster cannot be loaded");
     }
     hb_init_global_node_tbl();
     client_initialized = 1;

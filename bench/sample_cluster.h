@@ -10,7 +10,10 @@ inline constexpr int SAMPLE_NODES = HB_NODE_SLOTS;
 inline constexpr int SAMPLE_ADAPTERS_PER_NODE = HB_NETWORK_SLOTS;
 inline constexpr int SAMPLE_ADAPTERS = HB_ADAPTER_SLOTS;
 
-// Makes a configuration record with every adapter of every node. Each adapter has its own address.
+// Makes a configuration record with the first nodes, each with every adapter. Each adapter has its own address.
+std::vector<char> configuration_record_of(int nodes);
+
+// The same with every node.
 const std::vector<char> &sample_configuration_record();
 
 // Returns the address that the record gives to an adapter.

@@ -1,19 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// Loading the largest configuration, against copying its bytes and against two of the standard library's maps.
+// Loading the largest configuration, beside two of the standard library's maps and beside a copy of its bytes.
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include <benchmark/benchmark.h>
-
+#include "bench/comparison/clocks.h"
+#include "bench/rows.h"
 #include "bench/sample_cluster.h"
 #include "lib/hb_communication/configuration_load.h"
 #include "lib/hb_global_data/node_table.h"
 
 namespace {
+
+using namespace comparison;
 
 struct Address_Hash {
     std::size_t operator()(const Hb_IP_address6 &address) const {
@@ -28,32 +31,29 @@ struct Address_Equal {
 };
 
 // Checks the record, loads it and builds the node table. Each load also frees the previous one.
-void load_snapshot(benchmark::State &state) {
-    const std::vector<char> &record = sample_configuration_record();
-    for (auto _ : state) {
+double load(const std::vector<char> &record) {
+    return seconds_per_call([&] {
         const auto view = hb_view_snapshot(record);
         if (!view || !hb_load_snapshot(*view)) {
-            state.SkipWithError("the snapshot was not loaded");
-            break;
+            throw std::runtime_error("the snapshot was not loaded");
         }
         hb_init_global_node_tbl();
-    }
+    });
 }
 
-void copy_message(benchmark::State &state) {
+double copy_message() {
     const std::vector<char> &record = sample_configuration_record();
     std::vector<char> copy(record.size());
-    for (auto _ : state) {
+    return seconds_per_call([&] {
         std::memcpy(copy.data(), record.data(), record.size());
-        benchmark::DoNotOptimize(copy.data());
-        benchmark::ClobberMemory();
-    }
+        keep(copy.data());
+    });
 }
 
-void build_two_maps(benchmark::State &state) {
+double build_two_maps() {
     const char *adapters =
         sample_configuration_record().data() + HB_REPLY_HEADER_SIZE + sizeof(Hb_Snapshot_Header);
-    for (auto _ : state) {
+    return seconds_per_call([adapters] {
         const std::unique_ptr<Hb_Adapter_Entry[]> entries(new Hb_Adapter_Entry[SAMPLE_ADAPTERS]);
         std::memcpy(entries.get(), adapters, SAMPLE_ADAPTERS * sizeof(Hb_Adapter_Entry));
         std::unordered_map<Hb_Adapter_Number, Hb_Adapter_Entry *> by_number;
@@ -64,13 +64,33 @@ void build_two_maps(benchmark::State &state) {
             by_number.emplace(entries[i].Hb_adapter_num, &entries[i]);
             by_address.emplace(entries[i].Hb_ip_address, &entries[i]);
         }
-        benchmark::DoNotOptimize(by_number);
-        benchmark::DoNotOptimize(by_address);
-    }
+        keep(&by_number);
+        keep(&by_address);
+    });
 }
 
-BENCHMARK(load_snapshot)->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_message)->Unit(benchmark::kMillisecond);
-BENCHMARK(build_two_maps)->Unit(benchmark::kMillisecond);
+Row load_row(const char *beside, const char *why, double (*peer)(), std::optional<double> target) {
+    Row row;
+    row.work = "loading 98,352 adapters";
+    row.beside = beside;
+    row.why = why;
+    row.target = target;
+    row.is_quick = true;
+    row.prepare = [peer] { return Sides{[] { return load(sample_configuration_record()); }, peer}; };
+    return row;
+}
 
 } // namespace
+
+std::vector<Row> load_rows() {
+    return {load_row("two reserved `std::unordered_map`",
+                     "the plain way to find adapters by number and by address", build_two_maps, 2.5),
+            load_row("a copy of the message", "each byte is touched once", copy_message, {})};
+}
+
+std::vector<Growth> load_growth() {
+    return {{"load", "1,536 adapters", Cost::processor_time, [](int size) {
+                 const auto record = std::make_shared<std::vector<char>>(configuration_record_of(32 * size));
+                 return [record] { return load(*record); };
+             }}};
+}
