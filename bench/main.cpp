@@ -18,8 +18,8 @@ int main(int argc, char **argv) {
     const Program program{
         "hb_bench", "Compares the library and wispd with plain ways to do the same, in one run on one machine.",
         joined<Row>(event_rows(), query_rows(), load_rows(), table_rows(), opening_rows(), memory_rows(),
-                    fan_out_rows()),
+                    fan_out_rows(), mass_death_rows()),
         joined<Growth>(opening_growth(), load_growth(), table_growth(), event_growth(), query_growth(),
-                       fan_out_growth())};
+                       fan_out_growth(), mass_death_growth())};
     return run(program, argc, argv);
 }

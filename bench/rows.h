@@ -16,6 +16,8 @@ std::vector<comparison::Row> table_rows();
 std::vector<comparison::Row> opening_rows();
 std::vector<comparison::Row> memory_rows();
 std::vector<comparison::Row> fan_out_rows();
+// With wispd's model and publisher in this process.
+std::vector<comparison::Row> mass_death_rows();
 
 std::vector<comparison::Growth> event_growth();
 std::vector<comparison::Growth> query_growth();
@@ -23,3 +25,4 @@ std::vector<comparison::Growth> load_growth();
 std::vector<comparison::Growth> table_growth();
 std::vector<comparison::Growth> opening_growth();
 std::vector<comparison::Growth> fan_out_growth();
+std::vector<comparison::Growth> mass_death_growth();
