@@ -28,7 +28,7 @@ struct Options {
     Bounds bounds;
 };
 
-void add_options(CLI::App &app, Options &options) {
+void add_options(CLI::App &app, Options &options, bool has_growth) {
     app.add_option("--runs", options.runs, "Measure all rows this many times; one miss in five is permitted")
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
@@ -40,9 +40,11 @@ void add_options(CLI::App &app, Options &options) {
                  "Only rows that need little; fail only if a ratio is worse than half its target");
     app.add_flag("--list", options.list, "Print the rows and measure nothing");
     app.add_flag("--markdown", options.markdown, "Print the result as the table of docs/benchmarks.md");
-    app.add_option("--growth", options.growth_file,
-                   "Measure how costs grow instead, and write them to this file for the plot")
-        ->type_name("FILE");
+    if (has_growth) {
+        app.add_option("--growth", options.growth_file,
+                       "Measure how costs grow instead, and write them to this file for the plot")
+            ->type_name("FILE");
+    }
 }
 
 std::vector<Row> selected(const std::vector<Row> &rows, const Options &options) {
@@ -132,7 +134,7 @@ int run(const Program &program, int argc, char **argv) {
                      " Both sides of each row are measured alternately, until the error of the median ratio "
                      "is under 5 %. Exits with 1 when a row is missed or not measured.",
                  program.name);
-    add_options(app, options);
+    add_options(app, options, !program.growth.empty());
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
