@@ -12,6 +12,10 @@ namespace {
 
 constexpr int SMALLEST_TABLE = 257;
 
+// A large table does not fit in the processor's caches. Work on many keys fetches what it will read some keys
+// ahead, in steps of this many.
+constexpr int FETCH_STEP = 16;
+
 // The differences between the three kinds of key: the bucket of a key, the node that holds it, and how a new
 // node stores it.
 struct Word_Key {
@@ -67,8 +71,8 @@ struct Location {
     Hobj *last;  // the previous node, or the chain's last node if the key was not found
 };
 
-template <typename Key> inline Location locate(const Key &key, const H_table_str &t) {
-    Location at{bucket_of(key, t), nullptr, nullptr};
+template <typename Key> inline Location locate(const Key &key, const H_table_str &t, int bucket) {
+    Location at{bucket, nullptr, nullptr};
     for (Hobj *node = t.table[at.bucket]; node != nullptr; node = node->next) {
         if (key.in(*node)) {
             at.found = node;
@@ -77,6 +81,28 @@ template <typename Key> inline Location locate(const Key &key, const H_table_str
         at.last = node;
     }
     return at;
+}
+
+template <typename Key> inline Location locate(const Key &key, const H_table_str &t) {
+    return locate(key, t, bucket_of(key, t));
+}
+
+// Stores a new key where a search has ended. Returns false when memory is short.
+template <typename Key>
+inline bool append(const Key &key, H_table_str &t, const Location &at, void *object, const char *caller) {
+    void *block = nullptr;
+    cpp_malloc(&block, static_cast<int>(sizeof(Hobj)), caller);
+    if (block == nullptr) {
+        return false;
+    }
+    Hobj *node = new (block) Hobj;
+    key.put(*node);
+    node->pointer = object;
+    node->next = nullptr;
+    node->prev = at.last;
+    (at.last != nullptr ? at.last->next : t.table[at.bucket]) = node;
+    ++t.entries;
+    return true;
 }
 
 template <typename Key>
@@ -91,18 +117,7 @@ inline void *insert(const Key &key, H_table_str *table, void *object, const char
         at.found->pointer = object;
         return previous;
     }
-    void *block = nullptr;
-    cpp_malloc(&block, static_cast<int>(sizeof(Hobj)), caller);
-    if (block == nullptr) {
-        return nullptr;
-    }
-    Hobj *node = new (block) Hobj;
-    key.put(*node);
-    node->pointer = object;
-    node->next = nullptr;
-    node->prev = at.last;
-    (at.last != nullptr ? at.last->next : t.table[at.bucket]) = node;
-    ++t.entries;
+    append(key, t, at, object, caller);
     return nullptr;
 }
 
@@ -149,6 +164,30 @@ template <typename Visit> void for_each_node(const H_table_str *t, Visit visit) 
         for (const Hobj *node = t->table[bucket]; node != nullptr; node = node->next) {
             visit(bucket, *node);
         }
+    }
+}
+
+inline void fetch(const void *address) {
+    __builtin_prefetch(address, 1);
+}
+
+// A node may lie in two cache lines: its key in the one, its links in the other.
+inline void fetch_node(const Hobj *node) {
+    fetch(node);
+    fetch(&node->next);
+}
+
+// Fetches the first node of a bucket's chain.
+inline void fetch_first(const H_table_str &t, int bucket) {
+    if (t.table[bucket] != nullptr) {
+        fetch_node(t.table[bucket]);
+    }
+}
+
+inline void fetch_second(const H_table_str &t, int bucket) {
+    const Hobj *first = t.table[bucket];
+    if (first != nullptr && first->next != nullptr) {
+        fetch_node(first->next);
     }
 }
 
@@ -284,6 +323,51 @@ void *Hash_delete_IPv6(const H_IPv6_key_t *key, H_table_str *t) {
     return remove(Address_Key{*key}, t);
 }
 
+bool Hash_insert_array_IPv6(H_table_str *table, void *objects, int count, unsigned object_size,
+                            unsigned key_offset, void (*on_duplicate)(void *object)) {
+    if (table == nullptr) {
+        return false;
+    }
+    H_table_str &t = *table;
+    const auto object_at = [=](int i) {
+        return static_cast<char *>(objects) + std::size_t{object_size} * static_cast<unsigned>(i);
+    };
+    const auto key_at = [=](int i) {
+        Address_Key key;
+        std::memcpy(&key.key, object_at(i) + key_offset, sizeof key.key);
+        return key;
+    };
+    // Each object's bucket is fetched first, some objects later the chain's first node, then the second.
+    int buckets[4 * FETCH_STEP];
+    const auto bucket_at = [&](int i) -> int & { return buckets[static_cast<unsigned>(i) % (4 * FETCH_STEP)]; };
+    for (int i = -3 * FETCH_STEP; i < count; ++i) {
+        if (i + 3 * FETCH_STEP < count) {
+            const int bucket = bucket_of(key_at(i + 3 * FETCH_STEP), t);
+            bucket_at(i + 3 * FETCH_STEP) = bucket;
+            fetch(&t.table[bucket]);
+        }
+        if (i + 2 * FETCH_STEP >= 0 && i + 2 * FETCH_STEP < count) {
+            fetch_first(t, bucket_at(i + 2 * FETCH_STEP));
+        }
+        if (i + FETCH_STEP >= 0 && i + FETCH_STEP < count) {
+            fetch_second(t, bucket_at(i + FETCH_STEP));
+        }
+        if (i < 0) {
+            continue;
+        }
+        const Address_Key key = key_at(i);
+        const Location at = locate(key, t, bucket_at(i));
+        if (at.found == nullptr) {
+            if (!append(key, t, at, object_at(i), "Hash_insert_IPv6")) {
+                return false;
+            }
+        } else if (on_duplicate != nullptr) {
+            on_duplicate(object_at(i));
+        }
+    }
+    return true;
+}
+
 int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where) {
     return find(word_key(key), t, where);
 }
@@ -349,6 +433,10 @@ void Hash_clean(H_table_str *t) {
     }
     Regions regions;
     for (int bucket = 0; bucket < t->size; ++bucket) {
+        if (bucket < t->size - 2 * FETCH_STEP) {
+            fetch_first(*t, bucket + 2 * FETCH_STEP);
+            fetch_second(*t, bucket + FETCH_STEP);
+        }
         Hobj *node = t->table[bucket];
         while (node != nullptr) {
             Hobj *next = node->next;

@@ -62,6 +62,12 @@ void *Hash_delete(unsigned long key, H_table_str *t);
 void *Hash_delete2(unsigned long key, unsigned long key2, H_table_str *t);
 void *Hash_delete_IPv6(const H_IPv6_key_t *key, H_table_str *t);
 
+// Inserts the objects of an array in order, each under the address that lies `key_offset` bytes into it. The
+// first object of an address keeps the address: `on_duplicate`, which may be null, is called with each later
+// one. Returns false when memory is short: the objects up to that one are stored.
+bool Hash_insert_array_IPv6(H_table_str *t, void *objects, int count, unsigned object_size, unsigned key_offset,
+                            void (*on_duplicate)(void *object));
+
 // If the key is found: its node, and its bucket + 1. If not: the last node of the chain or null, and the
 // bitwise complement of the bucket. Without a table: null, and 0.
 int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where);

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -506,6 +510,100 @@ TEST(Hash_Table, HoldsEveryAdapterThatAClusterCanHave) {
         ASSERT_EQ(Hash_search(i, t.get()), &objects[i]);
     }
     EXPECT_EQ(Hash_search(98352, t.get()), nullptr);
+}
+
+struct Owner {
+    char name;
+    H_IPv6_key_t address;
+};
+
+std::vector<Owner *> duplicates;
+
+void note_duplicate(void *owner) {
+    duplicates.push_back(static_cast<Owner *>(owner));
+}
+
+bool insert_array(const Table &t, std::vector<Owner> &owners) {
+    duplicates.clear();
+    return Hash_insert_array_IPv6(t.get(), owners.data(), static_cast<int>(owners.size()), sizeof(Owner),
+                                  offsetof(Owner, address), note_duplicate);
+}
+
+// Each bucket's objects in the order of its chain.
+std::vector<std::pair<int, void *>> chains(const Table &t) {
+    std::vector<std::pair<int, void *>> found;
+    H_cursor_str cursor;
+    for (void *object = Hash_first(t.get(), &cursor); object != nullptr; object = Hash_next(t.get(), &cursor)) {
+        found.emplace_back(cursor.bucket, object);
+    }
+    return found;
+}
+
+std::string names(const Table &t) {
+    std::string found;
+    for (const auto &[bucket, owner] : chains(t)) {
+        found += static_cast<const Owner *>(owner)->name;
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+TEST(Hash_Insert_Array, StoresWhatInsertingNewAddressesOneByOneStores) {
+    std::mt19937 random(17);
+    for (int round = 0; round < 200; ++round) {
+        // Few different words: addresses repeat, and different addresses share a sum.
+        std::vector<Owner> owners(random() % 400);
+        for (Owner &owner : owners) {
+            const auto word = [&random](unsigned choices) { return static_cast<uint32_t>(random() % choices); };
+            owner.address = address(word(3), word(3), word(5), word(40));
+        }
+        const Table plain = table();
+        std::vector<Owner *> later;
+        for (Owner &owner : owners) {
+            if (Hash_search_IPv6(&owner.address, plain.get()) != nullptr) {
+                later.push_back(&owner);
+            } else {
+                Hash_insert_IPv6(&owner.address, plain.get(), &owner);
+            }
+        }
+        const int before = memchunks;
+        const Table t = table();
+        ASSERT_TRUE(insert_array(t, owners));
+        ASSERT_EQ(chains(t), chains(plain)) << round;
+        ASSERT_EQ(duplicates, later) << round;
+        ASSERT_EQ(Hash_entries(t.get()), Hash_entries(plain.get()));
+        ASSERT_EQ(memchunks, before + 3 + Hash_entries(t.get()));
+        for (const auto &[bucket, object] : chains(t)) {
+            const Owner &owner = *static_cast<Owner *>(object);
+            Hobj *node = nullptr;
+            ASSERT_EQ(FindHashLoc_IPv6(&owner.address, t.get(), &node), bucket + 1);
+            ASSERT_EQ(node->keyType, H_KT_IPv6);
+            ASSERT_TRUE(node->prev == nullptr ? t->table[bucket] == node : node->prev->next == node);
+        }
+    }
+}
+
+TEST(Hash_Insert_Array, AddsToWhatTheTableHolds) {
+    std::vector<Owner> earlier = {{'a', address(1, 2, 3, 4)}, {'b', address(4, 3, 2, 1)}};
+    std::vector<Owner> more = {{'c', address(1, 2, 4, 3)}, {'d', address(4, 3, 2, 1)}};
+    const Table t = table();
+    ASSERT_TRUE(insert_array(t, earlier));
+    ASSERT_TRUE(insert_array(t, more));
+    EXPECT_EQ(names(t), "abc");
+    EXPECT_EQ(duplicates, std::vector<Owner *>{&more[1]});
+    EXPECT_EQ(Hash_search_IPv6(&more[1].address, t.get()), &earlier[1]) << "the first owner keeps it";
+}
+
+TEST(Hash_Insert_Array, NeedsNoObjectsAndNoCallback) {
+    std::vector<Owner> twice(2, Owner{'a', address(1, 0, 0, 0)});
+    const Table t = table();
+    EXPECT_TRUE(Hash_insert_array_IPv6(t.get(), nullptr, 0, sizeof(Owner), 0, nullptr));
+    EXPECT_EQ(Hash_entries(t.get()), 0);
+    EXPECT_TRUE(
+        Hash_insert_array_IPv6(t.get(), twice.data(), 2, sizeof(Owner), offsetof(Owner, address), nullptr));
+    EXPECT_EQ(Hash_entries(t.get()), 1);
+    EXPECT_FALSE(
+        Hash_insert_array_IPv6(nullptr, twice.data(), 2, sizeof(Owner), offsetof(Owner, address), nullptr));
 }
 
 } // namespace

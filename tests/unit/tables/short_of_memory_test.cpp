@@ -107,4 +107,23 @@ TEST(Short_Of_Memory, AnInsertThatFailsLeavesTheTableAsItWas) {
     Hash_free(t);
 }
 
+TEST(Short_Of_Memory, AnArrayIsInsertedUpToTheFirstObjectThatDoesNotFit) {
+    H_IPv6_key_t addresses[100] = {};
+    for (uint32_t i = 0; i < 100; ++i) {
+        addresses[i].uint_elem[3] = i;
+    }
+    for (int room = 0; room < 100; room += 33) {
+        H_table_str *t = Hash_init("table", 257);
+        {
+            const Shortage shortage(room);
+            EXPECT_FALSE(Hash_insert_array_IPv6(t, addresses, 100, sizeof addresses[0], 0, nullptr));
+        }
+        EXPECT_EQ(Hash_entries(t), room);
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(Hash_search_IPv6(&addresses[i], t), i < room ? &addresses[i] : nullptr) << i;
+        }
+        Hash_free(t);
+    }
+}
+
 } // namespace
