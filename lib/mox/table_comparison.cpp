@@ -15,23 +15,12 @@ bool is_not_up_there(const Hb_Adapter_Entry *there) {
     return there == nullptr || there->Hb_state == Hb_Entity_Down || there->Hb_state == Hb_Entity_Undef;
 }
 
-// A table without adapter slots has no adapters, whatever its list holds.
-int adapters_of(const Hb_Configuration_Internal &table) {
-    return table.Hb_adapters_per_node > 0 && table.Hb_global_adapter_list != nullptr ? table.Hb_num_adapters
-                                                                                     : 0;
-}
-
 bool every_adapter_is_unchanged(const Hb_Configuration_Internal &tbl1, const Hb_Configuration_Internal &tbl2) {
     const MOX_Adapter_Index index(tbl2, MOX_Identity::interface);
-    for (int i = 0; i < adapters_of(tbl1); ++i) {
-        const Hb_Adapter_Entry &a = tbl1.Hb_global_adapter_list[i];
-        const Hb_Adapter_Entry *b = index.find(MOX_node_of(tbl1, a), a);
-        if (b == nullptr || b->Hb_network != a.Hb_network ||
-            std::memcmp(&a.Hb_ip_address, &b->Hb_ip_address, sizeof a.Hb_ip_address) != 0) {
-            return false;
-        }
-    }
-    return true;
+    return index.visit_pairs(tbl1, [](const Hb_Adapter_Entry &a, const Hb_Adapter_Entry *b) {
+        return b != nullptr && b->Hb_network == a.Hb_network &&
+               std::memcmp(&a.Hb_ip_address, &b->Hb_ip_address, sizeof a.Hb_ip_address) == 0;
+    });
 }
 
 } // namespace
@@ -45,13 +34,13 @@ void MOX_missing_adapters(const Hb_Configuration_Internal &tbl1, const Hb_Config
     *ev = nullptr;
     int count = 0;
     const MOX_Adapter_Index index(tbl2, MOX_Identity::interface_and_address);
-    for (int i = 0; i < adapters_of(tbl1); ++i) {
-        const Hb_Adapter_Entry &a = tbl1.Hb_global_adapter_list[i];
-        if (a.Hb_state == Hb_Entity_Up && is_not_up_there(index.find(MOX_node_of(tbl1, a), a))) {
+    index.visit_pairs(tbl1, [&](const Hb_Adapter_Entry &a, const Hb_Adapter_Entry *there) {
+        if (a.Hb_state == Hb_Entity_Up && is_not_up_there(there)) {
             MOX_construct_an_adapter_event(ev, events, a.Hb_adapter_num);
             ++count;
         }
-    }
+        return true;
+    });
     if (*ev != nullptr) {
         (*ev)->group.Hb_membership_grp_union.Hb_adapter_membership_grp.Hb_num_adapters = count;
     }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // For any two tables, the comparison finds what the plain scan finds.
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -36,6 +37,29 @@ class Generator {
         for (unsigned changes = pick(4); changes > 0; --changes) {
             change(table, largest);
         }
+        return table;
+    }
+
+    // As a real cluster: each node has several interfaces, and few addresses occur twice.
+    Plain_Table cluster(unsigned nodes) {
+        Plain_Table made;
+        for (unsigned number = 0; number < nodes * 48; ++number) {
+            Plain_Adapter made_adapter = {number, "interface" + std::to_string(number % 48), address(0), 0,
+                                          state()};
+            made_adapter.address[13] = static_cast<unsigned char>(number / 256);
+            made_adapter.address[14] = static_cast<unsigned char>(number);
+            made.adapters.push_back(made_adapter);
+        }
+        return made;
+    }
+
+    Plain_Table shuffled(Plain_Table table) {
+        for (unsigned twice = pick(20); twice > 0; --twice) {
+            Plain_Adapter again = table.adapters[pick(table.adapters.size())];
+            again.state = state();
+            table.adapters.push_back(again);
+        }
+        std::shuffle(table.adapters.begin(), table.adapters.end(), random_);
         return table;
     }
 
@@ -145,6 +169,17 @@ TEST_P(RandomTables, OfAFewAdapters) {
 
 TEST_P(RandomTables, OfManyAdapters) {
     compare_random_tables(GetParam() + 1, 100 / DIVISOR, 400);
+}
+
+TEST_P(RandomTables, OfAClusterInAnyOrderWithAdaptersThatOccurTwice) {
+    Generator generator(GetParam() + 2);
+    for (int pair = 0; pair < 5 && !testing::Test::HasFailure(); ++pair) {
+        SCOPED_TRACE(pair);
+        const Plain_Table before = generator.cluster(1 + generator.pick(30));
+        compare_both_ways(before, before);
+        compare_both_ways(before, generator.shuffled(before));
+        compare_both_ways(generator.shuffled(before), generator.shuffled(before));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomTables, testing::Values(7U, 70U, 700U, 7000U));
