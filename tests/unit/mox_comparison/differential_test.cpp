@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // For any two tables, the comparison finds what the plain scan finds.
 #include <algorithm>
+#include <cerrno>
 #include <random>
 
 #include <gtest/gtest.h>
 
 #include "lib/hb_global_data/operating_mode.h"
+#include "lib/mox/adapter_index.h"
+#include "tests/support/faults.h"
 #include "tests/unit/mox_comparison/nested_scan.h"
 #include "tests/unit/mox_comparison/tables.h"
 
@@ -179,6 +182,33 @@ TEST_P(RandomTables, OfAClusterInAnyOrderWithAdaptersThatOccurTwice) {
         compare_both_ways(before, before);
         compare_both_ways(before, generator.shuffled(before));
         compare_both_ways(generator.shuffled(before), generator.shuffled(before));
+    }
+}
+
+std::vector<const Hb_Adapter_Entry *> partners(const MOX_Adapter_Index &index,
+                                               const Hb_Configuration_Internal &from) {
+    std::vector<const Hb_Adapter_Entry *> found;
+    index.visit_pairs(from, [&found](const Hb_Adapter_Entry &, const Hb_Adapter_Entry *partner) {
+        found.push_back(partner);
+        return true;
+    });
+    return found;
+}
+
+TEST_P(RandomTables, WithoutMemoryForTheIndexTheSameAdaptersAreFound) {
+    Generator generator(GetParam() + 3);
+    for (int pair = 0; pair < 50; ++pair) {
+        Table from(generator.table(400));
+        Table in(generator.table(400));
+        for (const MOX_Identity identity : {MOX_Identity::interface, MOX_Identity::interface_and_address}) {
+            const auto expected = partners(MOX_Adapter_Index(*in.get(), identity), *from.get());
+            for (int skip = 0; skip < 2; ++skip) {
+                const Fault_Guard fault = failing(Call::allocation, ENOMEM, skip);
+                const MOX_Adapter_Index index(*in.get(), identity);
+                ASSERT_EQ(fault.hits(), 1);
+                ASSERT_EQ(partners(index, *from.get()), expected) << pair;
+            }
+        }
     }
 }
 
