@@ -10,6 +10,8 @@
 #include "lib/base/errno_keeper.h"
 #include "lib/base/none_values.h"
 #include "lib/base/text.h"
+#include "lib/hb_global_data/adapter_address.h"
+#include "lib/hb_global_data/adapter_run.h"
 #include "lib/hb_global_data/configuration_checks.h"
 
 static Hb_Adapter_Number adapter_in_slot(Hb_Node_Number node, int slot) {
@@ -176,14 +178,13 @@ Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number
     if (!hb_ready(adapter)) {
         return Hb_Failure;
     }
-    for (const Hb_Adapter_Entry &entry : hb_configured_adapters()) {
-        if (std::memcmp(&entry.Hb_ip_address, &address, sizeof address) == 0) {
-            *adapter = entry.Hb_adapter_num;
-            return Hb_Success;
-        }
+    const Hb_Adapter_Entry *entry = hb_find_adapter_by_address(global_config_tbl, address);
+    if (entry == nullptr) {
+        *adapter = HB_NO_ADAPTER;
+        return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
     }
-    *adapter = HB_NO_ADAPTER;
-    return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
+    *adapter = entry->Hb_adapter_num;
+    return Hb_Success;
 }
 
 Hb_Rc hb_get_adapter_number_by_node_number(Hb_Node_Number node, int offset, Hb_Adapter_Number *adapter) {
@@ -206,8 +207,9 @@ Hb_Rc hb_get_number_of_configured_adapters_in_node(Hb_Node_Number node, int *cou
         return Hb_Failure;
     }
     int found = 0;
+    Hb_Adapter_Run configured(global_config_tbl);
     for (int slot = 0; slot < hb_network_bound(); ++slot) {
-        if (hb_adapter_is_configured(adapter_in_slot(node, slot))) {
+        if (configured.find(adapter_in_slot(node, slot)) != nullptr) {
             ++found;
         }
     }

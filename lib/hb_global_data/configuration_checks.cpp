@@ -18,11 +18,7 @@ int hb_site_bound() {
 }
 
 std::span<const Hb_Adapter_Entry> hb_configured_adapters() {
-    const Hb_Adapter_Entry *list = global_config_tbl.Hb_global_adapter_list;
-    if (list == nullptr || global_config_tbl.Hb_num_adapters <= 0) {
-        return {};
-    }
-    return {list, static_cast<std::size_t>(global_config_tbl.Hb_num_adapters)};
+    return hb_adapters_of(global_config_tbl);
 }
 
 bool hb_adapter_is_configured(Hb_Adapter_Number adapter) {

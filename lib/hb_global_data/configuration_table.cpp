@@ -18,6 +18,13 @@ const Hb_IP_address6 HB_INVALID_ADDR = {{{ALL_BITS, ALL_BITS, ALL_BITS}, ALL_BIT
 const Hb_Adapter_Entry HB_INVALID_ADAP = {
     {{{ALL_BITS, ALL_BITS, ALL_BITS}, ALL_BITS}}, -1, "un", "", ALL_BITS, Hb_Entity_Undef};
 
+std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal &table) {
+    if (table.Hb_global_adapter_list == nullptr || table.Hb_num_adapters <= 0) {
+        return {};
+    }
+    return {table.Hb_global_adapter_list, static_cast<std::size_t>(table.Hb_num_adapters)};
+}
+
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
     const H_table_str *adapters = global_config_tbl.adap_hash;
     const void *entry = adapters != nullptr ? Hash_search(adapter, adapters) : nullptr;

@@ -2,6 +2,8 @@
 // The process's view of the cluster's configuration.
 #pragma once
 
+#include <span>
+
 #include "hb_client.h"
 #include "utils/hash.h"
 
@@ -46,6 +48,9 @@ extern int global_num_sites;
 
 extern const Hb_Adapter_Entry HB_INVALID_ADAP;
 extern const Hb_IP_address6 HB_INVALID_ADDR;
+
+// Returns the table's adapters in the order of the configuration.
+std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal &table);
 
 // Returns the adapter's entry, valid until the next load, or HB_INVALID_ADAP if there is no such adapter.
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter);

@@ -14,11 +14,13 @@ hb_add_test(short_of_memory_test SOURCES "${tables}/short_of_memory_test.cpp" LI
 hb_add_test(
   tables_test
   SOURCES
+  "${tables}/adapter_search_test.cpp"
   "${tables}/address_text_test.cpp"
   "${tables}/cluster_fixture.cpp"
   "${tables}/configuration_table_test.cpp"
   "${tables}/configuration_test.cpp"
   "${tables}/membership_test.cpp"
+  "${tables}/random_table.cpp"
   "${tables}/subscribe_test.cpp"
   "${tables}/subscription_test.cpp"
   "${tables}/trace_spy.cpp"
