@@ -6,6 +6,8 @@
 #include "lib/base/error_number.h"
 #include "lib/base/none_values.h"
 #include "lib/base/text.h"
+#include "lib/hb_communication/member_list.h"
+#include "lib/hb_global_data/adapter_run.h"
 #include "lib/hb_global_data/configuration_checks.h"
 #include "lib/wire/packet.h"
 
@@ -17,20 +19,6 @@ namespace {
 void copy_ffdc_id(Hb_Group &group, const Hb_FFDC_Id &ffdc_id) {
     std::memcpy(group.Hb_ffdc_id, ffdc_id, HB_FFDC_ID_SIZE);
     group.Hb_ffdc_id[HB_FFDC_ID_SIZE - 1] = '\0';
-}
-
-void set_adapter_state(Hb_Adapter_Number adapter, Hb_Entity_State state) {
-    if (global_config_tbl.adap_hash == nullptr) {
-        return;
-    }
-    auto *entry = static_cast<Hb_Adapter_Entry *>(Hash_search(adapter, global_config_tbl.adap_hash));
-    if (entry == nullptr) {
-        return;
-    }
-    entry->Hb_state = state;
-    if (state == Hb_Entity_Undef) {
-        set_hb_errno(HB_ERROR_ADAPTER_STATE_UNKNOWN);
-    }
 }
 
 void set_node_state(int node, int32_t kind) {
@@ -60,18 +48,28 @@ Hb_Entity_State adapter_state_after(int32_t kind) {
 }
 
 void fill_adapter_list(Hb_Adapter_Membership_Grp &members, const Hb_Adapter_Event_View &event) {
-    std::memset(members.Hb_adapter_list, 0xFF,
-                sizeof(Hb_Incarnation) * hb_adapter_number_bound(global_config_tbl));
     const Hb_Entity_State state = adapter_state_after(event.kind);
-    for (int i = 0; i < event.adapters.size(); ++i) {
-        const Hb_Adapter_Event_Pair pair = event.adapters[i];
+    const auto adapters = event.adapters; // a copy: the stores below cannot change it
+    Hb_Member_List list(members.Hb_adapter_list, hb_adapter_number_bound(global_config_tbl));
+    Hb_Adapter_Run configured(global_config_tbl);
+    bool is_state_known = true;
+    for (int i = 0; i < adapters.size(); ++i) {
+        const Hb_Adapter_Event_Pair pair = adapters[i];
         if (pair.adapter >= HB_ADAPTER_SLOTS) {
             continue;
         }
-        members.Hb_adapter_list[pair.adapter] = pair.incarnation;
-        set_adapter_state(pair.adapter, state);
+        list.set(pair.adapter, pair.incarnation);
+        Hb_Adapter_Entry *entry = configured.find(pair.adapter);
+        if (entry != nullptr) {
+            entry->Hb_state = state;
+            is_state_known = state != Hb_Entity_Undef;
+        }
     }
-    members.Hb_num_adapters = event.adapters.size();
+    list.finish();
+    members.Hb_num_adapters = adapters.size();
+    if (!is_state_known) {
+        set_hb_errno(HB_ERROR_ADAPTER_STATE_UNKNOWN);
+    }
 }
 
 void fill_node_list(Hb_Node_Membership_Grp &members, const Hb_Node_Event_View &event) {

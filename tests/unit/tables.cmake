@@ -19,6 +19,7 @@ hb_add_test(
   "${tables}/cluster_fixture.cpp"
   "${tables}/configuration_table_test.cpp"
   "${tables}/configuration_test.cpp"
+  "${tables}/member_list_test.cpp"
   "${tables}/membership_test.cpp"
   "${tables}/random_table.cpp"
   "${tables}/subscribe_test.cpp"

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// Fills the list of a group record: the members' incarnations, and HB_NOT_IN_GROUP for all other adapters.
+//
+// The list is large, and clearing it is most of an event's work. A program usually receives into the same record again
+// and again, so almost all of the list is already clear. Reading it is faster than writing it, and leaves no changed
+// memory to write back.
+#pragma once
+
+#include "hb_client.h"
+
+// Sets `count` entries to HB_NOT_IN_GROUP. It does not write the parts that are clear.
+void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count);
+
+// Clears the list while it is filled: members often come by ascending number, and then their part of the list is still
+// in the nearest cache.
+class Hb_Member_List {
+  public:
+    // Only the entries below `bound` are cleared.
+    Hb_Member_List(Hb_Incarnation *list, Hb_Adapter_Number bound) : list_(list), bound_(bound) {}
+
+    // The number must be below HB_ADAPTER_SLOTS. It may be beyond the bound.
+    void set(Hb_Adapter_Number adapter, Hb_Incarnation incarnation) {
+        if (adapter >= cleared_) {
+            clear_beyond(adapter);
+        }
+        list_[adapter] = incarnation;
+    }
+
+    // Clears the entries behind the last member.
+    void finish();
+
+  private:
+    void clear_beyond(Hb_Adapter_Number adapter);
+
+    Hb_Incarnation *list_;
+    Hb_Adapter_Number bound_;
+    Hb_Adapter_Number cleared_ = 0; // the entries below this one are complete
+};
