@@ -16,7 +16,8 @@ class Bare_Server {
     Bare_Server &operator=(const Bare_Server &) = delete;
     ~Bare_Server();
 
-    const std::string &path() const { return listener_.path(); }
+    pid_t pid() const { return pid_; }
+    std::string path() const { return listener_.path(); }
 
   private:
     const Listener listener_;

@@ -15,6 +15,8 @@ class Changes_Of_Wispd {
     Changes_Of_Wispd &operator=(const Changes_Of_Wispd &) = delete;
     ~Changes_Of_Wispd();
 
+    pid_t wispd() const { return wispd_.daemon().pid(); }
+
     // Each change is a command on the control socket and ends with the client's event.
     void one();
     // Sends the commands as fast as wispd reads them.

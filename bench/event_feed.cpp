@@ -16,11 +16,6 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-std::string new_path() {
-    static int count = 0;
-    return "/tmp/hb_bench." + std::to_string(getpid()) + "." + std::to_string(++count);
-}
-
 sockaddr_un address_of(const std::string &path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -43,22 +38,16 @@ std::vector<char> adapter_record(int kind, int count, Members members) {
     return record;
 }
 
-Listener::Listener() : path_(new_path()), fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const sockaddr_un address = address_of(path_);
-    unlink(path_.c_str());
-    if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        listen(fd_, 8) != 0) {
-        fail(path_);
+Listener::Listener() : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const sockaddr_un address = address_of(path());
+    if (bind(fd_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        listen(fd_.get(), 8) != 0) {
+        fail(path());
     }
 }
 
-Listener::~Listener() {
-    close(fd_);
-    unlink(path_.c_str());
-}
-
 int Listener::accept_one() const {
-    const int connection = accept(fd_, nullptr, nullptr);
+    const int connection = accept(fd_.get(), nullptr, nullptr);
     if (connection < 0) {
         fail("accept");
     }

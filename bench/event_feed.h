@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/temp_dir.h"
+#include "tests/support/unique_fd.h"
+
 // Selects the members: all adapters of the first nodes, as when nodes die, or one adapter of each node, as when
 // a network fails. The second touches a page of the table for each member.
 enum class Members { Of_Whole_Nodes, Of_One_Network };
@@ -17,17 +20,14 @@ std::vector<char> adapter_record(int kind, int count, Members members);
 class Listener {
   public:
     Listener();
-    ~Listener();
-    Listener(const Listener &) = delete;
-    Listener &operator=(const Listener &) = delete;
 
-    const std::string &path() const { return path_; }
+    std::string path() const { return directory_.file("s"); }
     // The connection from the client.
     int accept_one() const;
 
   private:
-    std::string path_;
-    int fd_;
+    const hb_test::Temp_Dir directory_;
+    const hb_test::Unique_Fd fd_;
 };
 
 // A plain client's connection, with the library's buffer sizes.

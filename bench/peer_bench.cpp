@@ -11,6 +11,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <corosync/cmap.h>
@@ -21,6 +22,7 @@
 #include "bench/comparison/program.h"
 #include "bench/comparison/samples.h"
 #include "bench/engine_messages.h"
+#include "bench/placement.h"
 #include "tests/cluster/hosts.h"
 
 namespace {
@@ -30,7 +32,7 @@ using namespace comparison;
 constexpr int NOT_POSSIBLE = 3;
 constexpr int IN_ONE_REPETITION = 300;
 constexpr int PIPELINED = 20000;
-constexpr const char *INSIDE = "HB_PEER_BENCH_INSIDE";
+constexpr const char *ENGINE = "HB_PEER_BENCH_ENGINE"; // its process, for this program inside the host
 
 template <typename Work> double wall_seconds_of(Work work) {
     const double begin = wall_seconds();
@@ -45,37 +47,64 @@ template <typename Work> double median_wall_seconds_of(Work work) {
     return median(samples);
 }
 
-Row latency_row() {
+// Where the client, wispd and the engine run. The scheduler puts a client and its server on one processor or on two, and
+// waking a process on another processor lasts longer than all the work. On one processor the work alone counts, so
+// that place is judged.
+enum class Place { on_one_processor, on_two_processors, as_scheduled };
+
+std::string text_of(Place place) {
+    return place == Place::on_one_processor    ? ", all on one processor"
+           : place == Place::on_two_processors ? ", client and servers on two processors"
+                                               : ", as scheduled";
+}
+
+struct Sides_Of_Changes {
+    std::shared_ptr<Changes_Of_Wispd> changes = std::make_shared<Changes_Of_Wispd>();
+    std::shared_ptr<Engine_Messages> messages = std::make_shared<Engine_Messages>();
+    std::shared_ptr<Placement> placement = std::make_shared<Placement>();
+
+    explicit Sides_Of_Changes(Place place) {
+        if (place != Place::as_scheduled) {
+            const int servers = place == Place::on_two_processors ? 1 : 0;
+            placement->put(getpid(), 0);
+            placement->put(changes->wispd(), servers);
+            placement->put(std::stoi(std::getenv(ENGINE)), servers);
+        }
+    }
+};
+
+Row latency_row(Place place, std::optional<double> target) {
     Row row;
-    row.work = "one change, from the command to the client's event";
+    row.work = "one change, from the command to the client's event" + text_of(place);
     row.beside = "a CPG message to oneself, one in flight";
     row.why = "the engine's own ordered event, by its own library";
     row.ratio = Ratio::cost;
     row.cost = Cost::wall_time;
-    row.target = 0.5;
-    row.prepare = [] {
-        return Sides{[changes = std::make_shared<Changes_Of_Wispd>()] {
+    row.target = target;
+    row.prepare = [place] {
+        const Sides_Of_Changes of(place);
+        return Sides{[changes = of.changes, placement = of.placement] {
                          return median_wall_seconds_of([&] { changes->one(); });
                      },
-                     [messages = std::make_shared<Engine_Messages>()] {
-                         return median_wall_seconds_of([&] { messages->one(); });
-                     }};
+                     [messages = of.messages] { return median_wall_seconds_of([&] { messages->one(); }); }};
     };
     return row;
 }
 
+// Client and servers need a processor each to work at once.
 Row throughput_row() {
     Row row;
-    row.work = "changes pipelined, one client";
+    row.work = "changes pipelined, one client" + text_of(Place::on_two_processors);
     row.beside = "CPG messages of 64 bytes, pipelined";
     row.why = "the engine's own events, as many as its flow control permits";
     row.cost = Cost::wall_time;
     row.target = 1.5;
     row.prepare = [] {
-        return Sides{[changes = std::make_shared<Changes_Of_Wispd>()] {
+        const Sides_Of_Changes of(Place::on_two_processors);
+        return Sides{[changes = of.changes] {
                          return wall_seconds_of([&] { changes->pipelined(PIPELINED); }) / PIPELINED;
                      },
-                     [messages = std::make_shared<Engine_Messages>()] {
+                     [messages = of.messages] {
                          return wall_seconds_of([&] { messages->pipelined(PIPELINED); }) / PIPELINED;
                      }};
     };
@@ -141,7 +170,8 @@ int measure(int argc, char **argv) {
         {"hb_peer_bench",
          "Compares the library and wispd with Corosync's own client libraries, on a host made of namespaces. "
          "Exits with 3 when this machine does not permit such hosts.",
-         {latency_row(), throughput_row(), look_up_row("`cmap_get`", cmap_look_up),
+         {latency_row(Place::on_one_processor, 0.5), latency_row(Place::on_two_processors, {}),
+          latency_row(Place::as_scheduled, {}), throughput_row(), look_up_row("`cmap_get`", cmap_look_up),
           look_up_row("`quorum_getquorate`", quorum_look_up)},
          {}},
         argc, argv);
@@ -154,7 +184,8 @@ int run_inside(const std::vector<std::string> &arguments) {
     if (!hosts.wait_quorum()) {
         throw std::runtime_error("Corosync does not start:\n" + hosts.account());
     }
-    const std::unique_ptr<hb_test::Child_Process> inside = hosts.places().run(1, arguments, {{INSIDE, "1"}});
+    const std::unique_ptr<hb_test::Child_Process> inside =
+        hosts.places().run(1, arguments, {{ENGINE, std::to_string(hosts.engine(1).pid())}});
     const hb_test::Deadline deadline(std::chrono::hours(1));
     while (const std::optional<std::string> line = inside->read_line(deadline)) {
         std::printf("%s\n", line->c_str());
@@ -175,7 +206,7 @@ int main(int argc, char **argv) {
     for (const std::string &argument : arguments) {
         measures = measures && argument != "--list" && argument != "--help" && argument != "-h";
     }
-    if (!measures || std::getenv(INSIDE) != nullptr) {
+    if (!measures || std::getenv(ENGINE) != nullptr) {
         return measure(argc, argv);
     }
     if (const std::optional<std::string> reason = hb_test::why_no_hosts()) {
