@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lib/mox/node_adapters.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -13,9 +14,38 @@
 
 namespace {
 
-// Calls work(adapter) for each of the node's adapters in the table.
+// Returns whether each adapter of the table has a number of its own. Every adapter is indexed under its number
+// when it is added, so a number that occurs twice leaves the index with fewer entries than the list.
+bool has_distinct_numbers(const Hb_Configuration_Internal &table) {
+    return table.adap_hash != nullptr && Hash_entries(table.adap_hash) == table.Hb_num_adapters;
+}
+
+// Calls work(adapter) for each adapter whose number is one of the node's, in the order of the list.
+template <typename Work> void for_each_number(const Hb_Configuration_Internal &table, int node, Work work) {
+    Hb_Adapter_Entry *found[HB_NETWORK_SLOTS];
+    int count = 0;
+    const auto per_node = static_cast<uint64_t>(table.Hb_adapters_per_node);
+    const uint64_t first = static_cast<uint64_t>(node) * per_node;
+    for (uint64_t number = first; number < first + per_node && number < HB_ADAPTER_SLOTS; ++number) {
+        auto *adapter = static_cast<Hb_Adapter_Entry *>(
+            Hash_search(static_cast<Hb_Adapter_Number>(number), table.adap_hash));
+        if (adapter != nullptr) {
+            found[count++] = adapter;
+        }
+    }
+    std::sort(found, found + count);
+    for (int i = 0; i < count; ++i) {
+        work(*found[i]);
+    }
+}
+
+// Calls work(adapter) for each of the node's adapters in the table, in the order of the list.
 template <typename Work> void for_each_adapter(const Hb_Configuration_Internal &table, int node, Work work) {
-    if (node < 0 || table.Hb_global_adapter_list == nullptr) {
+    if (node < 0 || table.Hb_global_adapter_list == nullptr || table.Hb_adapters_per_node <= 0) {
+        return;
+    }
+    if (table.Hb_adapters_per_node <= HB_NETWORK_SLOTS && has_distinct_numbers(table)) {
+        for_each_number(table, node, work);
         return;
     }
     for (int i = 0; i < table.Hb_num_adapters; ++i) {

@@ -8,6 +8,7 @@
 
 #include "lib/hb_global_data/operating_mode.h"
 #include "lib/mox/adapter_index.h"
+#include "lib/mox/node_adapters.h"
 #include "tests/support/faults.h"
 #include "tests/unit/mox_comparison/nested_scan.h"
 #include "tests/unit/mox_comparison/tables.h"
@@ -54,6 +55,17 @@ class Generator {
             made.adapters.push_back(made_adapter);
         }
         return made;
+    }
+
+    // Every number stays, but adapters of the same node share names and addresses.
+    Plain_Table alike(Plain_Table table) {
+        for (Plain_Adapter &adapter : table.adapters) {
+            adapter.name = "eth" + std::to_string(pick(3));
+            adapter.address = address(static_cast<unsigned char>(pick(4)));
+            adapter.state = state();
+        }
+        std::shuffle(table.adapters.begin(), table.adapters.end(), random_);
+        return table;
     }
 
     Plain_Table shuffled(Plain_Table table) {
@@ -182,6 +194,73 @@ TEST_P(RandomTables, OfAClusterInAnyOrderWithAdaptersThatOccurTwice) {
         compare_both_ways(before, before);
         compare_both_ways(before, generator.shuffled(before));
         compare_both_ways(generator.shuffled(before), generator.shuffled(before));
+    }
+}
+
+bool is_of_node(const Plain_Table &table, const Plain_Adapter &adapter, int node) {
+    return table.adapters_per_node > 0 &&
+           adapter.number / static_cast<unsigned>(table.adapters_per_node) == static_cast<unsigned>(node);
+}
+
+// The node's adapters that are up, unless the first of the node's first 48 adapters in `next` with the same
+// interface and address is up too.
+Missing stale_by_scan(const Plain_Table &live, const Plain_Table &next, int node) {
+    std::vector<Plain_Adapter> there;
+    for (const Plain_Adapter &b : next.adapters) {
+        if (is_of_node(next, b, node) && there.size() < 48) {
+            there.push_back(b);
+        }
+    }
+    Missing stale;
+    for (const Plain_Adapter &a : live.adapters) {
+        const auto same = [&](const Plain_Adapter &b) { return a.name == b.name && a.address == b.address; };
+        const auto b = std::find_if(there.begin(), there.end(), same);
+        const bool is_up_there = b != there.end() && b->state == Hb_Entity_Up;
+        if (is_of_node(live, a, node) && a.state == Hb_Entity_Up && !is_up_there) {
+            stale.members.push_back(a.number);
+            ++stale.count;
+        }
+    }
+    std::sort(stale.members.begin(), stale.members.end());
+    stale.members.erase(std::unique(stale.members.begin(), stale.members.end()), stale.members.end());
+    return stale;
+}
+
+// Adapters of one node are found by number where each number occurs once, and by a walk elsewhere.
+void compare_adapters_of_nodes(Plain_Table before, const Plain_Table &after) {
+    const Live_Table live(before);
+    Table next(after);
+    for (int node = -1; node < 40; ++node) {
+        SCOPED_TRACE(node);
+        Slot stale;
+        const int count = MOX_add_stale_adapters_of_node(*next.get(), node, stale.out());
+        const Missing expected = node < 0 ? Missing() : stale_by_scan(before, after, node);
+        EXPECT_EQ(expected.members, stale.adapters());
+        EXPECT_EQ(expected.count, count);
+        MOX_mark_adapters_of_node_down(node, Slot().out());
+        for (std::size_t i = 0; i < before.adapters.size(); ++i) {
+            Plain_Adapter &adapter = before.adapters[i];
+            if (node >= 0 && is_of_node(before, adapter, node) && adapter.state == Hb_Entity_Up) {
+                adapter.state = Hb_Entity_Down;
+            }
+            ASSERT_EQ(adapter.state, global_config_tbl.Hb_global_adapter_list[i].Hb_state) << i;
+        }
+    }
+}
+
+TEST_P(RandomTables, AdaptersOfANodeAreThoseOfAWalk) {
+    Generator generator(GetParam() + 4);
+    for (int pair = 0; pair < 10 && !testing::Test::HasFailure(); ++pair) {
+        SCOPED_TRACE(pair);
+        const Plain_Table some = generator.table(60);
+        compare_adapters_of_nodes(some, generator.changed(some, 60));
+        Plain_Table whole = generator.cluster(1 + generator.pick(3));
+        whole.adapters_per_node = generator.pick(2) == 0 ? 48 : 4;
+        Plain_Table distinct = whole;
+        std::reverse(distinct.adapters.begin(), distinct.adapters.end());
+        compare_adapters_of_nodes(distinct, generator.changed(distinct, 60));
+        compare_adapters_of_nodes(whole, generator.shuffled(distinct));
+        compare_adapters_of_nodes(generator.alike(whole), generator.alike(whole));
     }
 }
 
