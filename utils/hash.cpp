@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "utils/hash.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -210,13 +211,16 @@ void *enter_bucket(const H_table_str &t, H_cursor_str &cursor, int bucket) {
 class Regions {
   public:
     void take(Hobj *node) {
-        Hobj *&head = heads_[reinterpret_cast<uintptr_t>(node) / REGION_SIZE % REGION_COUNT];
-        node->next = head;
-        head = node;
+        const std::size_t region = reinterpret_cast<uintptr_t>(node) / REGION_SIZE % REGION_COUNT;
+        node->next = heads_[region];
+        heads_[region] = node;
+        first_ = std::min(first_, region);
+        last_ = std::max(last_, region);
     }
 
     void free_all() {
-        for (Hobj *node : heads_) {
+        for (std::size_t region = first_; region <= last_; ++region) {
+            Hobj *node = heads_[region];
             while (node != nullptr) {
                 Hobj *next = node->next;
                 ccst_free(node);
@@ -230,6 +234,8 @@ class Regions {
     static constexpr std::size_t REGION_COUNT = 1024;
 
     Hobj *heads_[REGION_COUNT] = {};
+    std::size_t first_ = REGION_COUNT; // the used regions lie between these
+    std::size_t last_ = 0;
 };
 
 } // namespace
@@ -431,8 +437,10 @@ void Hash_clean(H_table_str *t) {
     if (t == nullptr) {
         return;
     }
+    // No bucket after the last node's needs a visit: most of a small table's buckets are empty.
     Regions regions;
-    for (int bucket = 0; bucket < t->size; ++bucket) {
+    int rest = t->entries;
+    for (int bucket = 0; rest > 0 && bucket < t->size; ++bucket) {
         if (bucket < t->size - 2 * FETCH_STEP) {
             fetch_first(*t, bucket + 2 * FETCH_STEP);
             fetch_second(*t, bucket + FETCH_STEP);
@@ -442,6 +450,7 @@ void Hash_clean(H_table_str *t) {
             Hobj *next = node->next;
             regions.take(node);
             node = next;
+            --rest;
         }
         t->table[bucket] = nullptr;
     }
