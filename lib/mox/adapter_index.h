@@ -51,7 +51,7 @@ class MOX_Adapter_Index {
     static_assert(HB_ADAPTER_SLOTS < POSITION);
 
     // Large tables do not fit in the processor's caches. What a block of searches will read is fetched for all
-    // of them before the first one needs it.
+    // of them before the first one needs it, and each list is fetched a block ahead.
     static constexpr int BLOCK = 64;
 
     void find_block(const Hb_Configuration_Internal &from, int first, int count,
