@@ -8,6 +8,7 @@
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/base/errno_keeper.h"
 #include "lib/base/none_values.h"
+#include "lib/hb_communication/member_list.h"
 #include "lib/hb_global_data/configuration_checks.h"
 
 static constexpr Hb_Incarnation REMOVED_FLAG = 0x08000000U;
@@ -58,8 +59,7 @@ Hb_Rc process_adapter_group(Hb_Group *group, Hb_Adapter_Identifier *adapter, int
     }
     const Hb_Incarnation *list = adapters_of(*group).Hb_adapter_list;
     const int bound = static_cast<int>(hb_adapter_number_bound(global_config_tbl));
-    const int index = hb_walk(hb_start_of_walk(group->Hb_cursor, first != 0), bound,
-                              [list](int n) { return list[n] != HB_NOT_IN_GROUP; });
+    const int index = hb_next_member(list, hb_start_of_walk(group->Hb_cursor, first != 0), bound);
     const bool found = index < bound;
     hb_trace_values(HB_TRACE_DEBUG, HB_TR_ADAPTER_ITERATION_REACHED, found ? 1 : 0, index);
     if (!found) {

@@ -9,6 +9,7 @@
 
 #include "lib/api/argument_check.h"
 #include "lib/api/iteration.h"
+#include "lib/api/subscription_bitmap.h"
 #include "lib/base/MOX_HBC_trace.h"
 #include "lib/base/errno_keeper.h"
 #include "lib/base/none_values.h"
@@ -38,28 +39,23 @@ struct Members {
     uint8_t *bitmap;
     std::size_t bitmap_size;
 
-    bool has(std::size_t number) const { return (bitmap[number / 8] & mask(number)) != 0; }
-
     void clear() {
         std::memset(bitmap, 0, bitmap_size);
         count = 0;
     }
 
     void set(std::size_t number) {
-        bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] | mask(number));
+        bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] | hb_bit_mask(number));
     }
 
     void change(std::size_t number, bool add) {
-        if (has(number) == add) {
+        if (hb_has_bit(bitmap, number) == add) {
             return;
         }
-        bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] ^ mask(number));
+        bitmap[number / 8] = static_cast<uint8_t>(bitmap[number / 8] ^ hb_bit_mask(number));
         // A record that another program built may hold any count, so the count must be able to wrap.
         count = static_cast<int32_t>(static_cast<uint32_t>(count) + (add ? 1U : 0xFFFFFFFFU));
     }
-
-  private:
-    static unsigned mask(std::size_t number) { return 0x80U >> (number % 8); }
 };
 
 } // namespace
@@ -256,8 +252,9 @@ static Hb_Rc iterate_members(Hb_Subscription_Group &group, Hb_Subscription_Type 
     if (group.Hb_subscription_type != kind) {
         return hb_fail(HB_ERROR_WRONG_SUBSCRIPTION_TYPE);
     }
-    return hb_iterate_numbers(item, none, &group.Hb_cursor, first, bound,
-                              [&members](int number) { return members.has(static_cast<std::size_t>(number)); });
+    const int number = hb_next_bit(members.bitmap, hb_start_of_walk(group.Hb_cursor, first), bound);
+    return hb_finish_step(item, none, &group.Hb_cursor, number, bound,
+                          [](int found) { return static_cast<Item>(found); });
 }
 
 Hb_Rc process_node_subscription(Hb_Subscription_Group *group, Hb_Node_Number *node, int first) {

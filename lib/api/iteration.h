@@ -22,12 +22,10 @@ template <typename Present> int hb_walk(int start, int bound, Present present) {
     return index;
 }
 
-// Makes one step of an iteration. With a next item *item becomes item_at(index) and the cursor moves past it.
-// Otherwise *item becomes `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
-template <typename Item, typename Present, typename Item_At>
-Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present,
-                 Item_At item_at) {
-    const int index = hb_walk(hb_start_of_walk(*cursor, first), bound, present);
+// Ends a step of an iteration whose walk has reached `index`. Below the bound *item becomes item_at(index) and the
+// cursor moves past it. Otherwise *item becomes `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
+template <typename Item, typename Item_At>
+Hb_Rc hb_finish_step(Item *item, Item none, Hb_Cursor *cursor, int index, int bound, Item_At item_at) {
     if (index >= bound) {
         *item = none;
         set_hb_errno(HB_ERROR_NO_MORE);
@@ -36,6 +34,14 @@ Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound
     *item = item_at(index);
     *cursor = index + 1;
     return Hb_Success;
+}
+
+// Makes one step of an iteration through the items for which present(index) holds.
+template <typename Item, typename Present, typename Item_At>
+Hb_Rc hb_iterate(Item *item, Item none, Hb_Cursor *cursor, bool first, int bound, Present present,
+                 Item_At item_at) {
+    const int index = hb_walk(hb_start_of_walk(*cursor, first), bound, present);
+    return hb_finish_step(item, none, cursor, index, bound, item_at);
 }
 
 // The same for lists in which the index is the item.

@@ -9,12 +9,10 @@
 #include <emmintrin.h>
 #endif
 
-#include "lib/base/none_values.h"
-
 namespace {
 
-constexpr Hb_Adapter_Number STEP =
-    4096; // entries that are cleared at once: 16 KiB, half of a small nearest cache
+// Entries that are cleared at once: 16 KiB, which is half of a small nearest cache.
+constexpr Hb_Adapter_Number STEP = 4096;
 
 static_assert(HB_NOT_IN_GROUP == 0xFFFFFFFFU); // all bytes are 0xFF
 
@@ -22,11 +20,19 @@ void write_clear(Hb_Incarnation *list, std::size_t count) {
     std::memset(list, 0xFF, sizeof *list * count);
 }
 
+constexpr std::size_t LINES = 128; // bytes: two cache lines
+constexpr int LINES_ENTRIES = LINES / sizeof(Hb_Incarnation);
+
+// Returns the number of entries before the first one at which two cache lines begin.
+std::size_t before_lines(const Hb_Incarnation *list) {
+    return (-reinterpret_cast<uintptr_t>(list) % LINES) / sizeof *list;
+}
+
 #ifdef __SSE2__
 
-constexpr std::size_t LINES = 128; // bytes: two cache lines
+constexpr bool READS_FIRST = true;
 
-bool is_clear(const Hb_Incarnation *lines) {
+bool are_clear(const Hb_Incarnation *lines) {
     const auto *part = static_cast<const __m128i *>(static_cast<const void *>(lines));
     __m128i all = _mm_load_si128(part);
     for (std::size_t i = 1; i < LINES / sizeof *part; ++i) {
@@ -35,9 +41,16 @@ bool is_clear(const Hb_Incarnation *lines) {
     return _mm_movemask_epi8(_mm_cmpeq_epi32(all, _mm_set1_epi32(-1))) == 0xFFFF;
 }
 
-// Returns the number of entries before the first one at which a cache line begins.
-std::size_t before_first_line(const Hb_Incarnation *list) {
-    return (-reinterpret_cast<uintptr_t>(list) % LINES) / sizeof *list;
+#else
+
+constexpr bool READS_FIRST = false; // word by word it takes longer than writing
+
+bool are_clear(const Hb_Incarnation *lines) {
+    Hb_Incarnation all = HB_NOT_IN_GROUP;
+    for (int i = 0; i < LINES_ENTRIES; ++i) {
+        all &= lines[i];
+    }
+    return all == HB_NOT_IN_GROUP;
 }
 
 #endif
@@ -46,19 +59,31 @@ std::size_t before_first_line(const Hb_Incarnation *list) {
 
 void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count) {
     std::size_t rest = count;
-#ifdef __SSE2__
-    const std::size_t head = std::min(before_first_line(list), rest);
-    write_clear(list, head);
-    list += head;
-    rest -= head;
-    constexpr std::size_t ENTRIES = LINES / sizeof *list;
-    for (; rest >= ENTRIES; list += ENTRIES, rest -= ENTRIES) {
-        if (!is_clear(list)) {
-            write_clear(list, ENTRIES);
+    if (READS_FIRST) {
+        const std::size_t head = std::min(before_lines(list), rest);
+        write_clear(list, head);
+        list += head;
+        rest -= head;
+        for (; rest >= LINES_ENTRIES; list += LINES_ENTRIES, rest -= LINES_ENTRIES) {
+            if (!are_clear(list)) {
+                write_clear(list, LINES_ENTRIES);
+            }
         }
     }
-#endif
     write_clear(list, rest);
+}
+
+int hb_next_member_by_lines(const Hb_Incarnation *list, int start, int bound) {
+    int adapter = start;
+    while (adapter < bound && list[adapter] == HB_NOT_IN_GROUP) {
+        ++adapter;
+        if (before_lines(list + adapter) == 0) {
+            while (bound - adapter >= LINES_ENTRIES && are_clear(list + adapter)) {
+                adapter += LINES_ENTRIES;
+            }
+        }
+    }
+    return adapter;
 }
 
 void Hb_Member_List::clear_beyond(Hb_Adapter_Number adapter) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fills the list of a group record: the members' incarnations, and HB_NOT_IN_GROUP for all other adapters.
+// The list of a group record: the members' incarnations, and HB_NOT_IN_GROUP for all other adapters.
 //
 // The list is large, and clearing it is most of an event's work. A program usually receives into the same record again
 // and again, so almost all of the list is already clear. Reading it is faster than writing it, and leaves no changed
@@ -7,9 +7,19 @@
 #pragma once
 
 #include "hb_client.h"
+#include "lib/base/none_values.h"
 
 // Sets `count` entries to HB_NOT_IN_GROUP. It does not write the parts that are clear.
 void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count);
+
+// The part of hb_next_member that skips entries. It looks at whole cache lines.
+int hb_next_member_by_lines(const Hb_Incarnation *list, int start, int bound);
+
+// Returns the first member from number `start` to below `bound`. Without one it returns the larger of the two.
+inline int hb_next_member(const Hb_Incarnation *list, int start, int bound) {
+    const bool is_at_once = start < bound && list[start] != HB_NOT_IN_GROUP;
+    return is_at_once ? start : hb_next_member_by_lines(list, start, bound);
+}
 
 // Clears the list while it is filled: members often come by ascending number, and then their part of the list is still
 // in the nearest cache.

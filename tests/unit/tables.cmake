@@ -21,6 +21,7 @@ hb_add_test(
   "${tables}/configuration_test.cpp"
   "${tables}/member_list_test.cpp"
   "${tables}/membership_test.cpp"
+  "${tables}/random_iteration_test.cpp"
   "${tables}/random_table.cpp"
   "${tables}/subscribe_test.cpp"
   "${tables}/subscription_test.cpp"

@@ -137,6 +137,7 @@ void make_incomplete(Random &random, std::string &kind) {
 } // namespace
 
 Random_Table::Random_Table(Random &random) {
+    empty_global_config_table(&global_config_tbl);
     const bool from_daemon = below(random, 2) == 0;
     kind_ = from_daemon ? "daemon: " : "service: ";
     const std::vector<Hb_Adapter_Entry> adapters = random_adapters(random, kind_);
