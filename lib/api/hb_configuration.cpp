@@ -183,7 +183,7 @@ Hb_Rc hb_get_adapter_number_by_address(Hb_IP_address6 address, Hb_Adapter_Number
         *adapter = HB_NO_ADAPTER;
         return hb_fail(HB_ERROR_ADAPTER_NOT_CONFIGURED);
     }
-    *adapter = entry->Hb_adapter_num;
+    *adapter = hb_number_of(global_config_tbl, *entry);
     return Hb_Success;
 }
 

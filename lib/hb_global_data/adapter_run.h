@@ -13,11 +13,11 @@ class Hb_Adapter_Run {
   public:
     explicit Hb_Adapter_Run(const Hb_Configuration_Internal &table)
         : index_(table.adap_hash), list_(table.Hb_global_adapter_list), size_(predictable_size(table)),
-          is_dense_(size_ > 0 && list_[size_ - 1].Hb_adapter_num == size_ - 1) {}
+          is_consecutive_(table.is_consecutive), first_(size_ > 0 ? list_[0].Hb_adapter_num : 0) {}
 
     // Returns the adapter's entry, or null if the table has no such adapter.
     Hb_Adapter_Entry *find(Hb_Adapter_Number adapter) {
-        const uint32_t predicted = is_dense_ ? adapter : last_ + step_;
+        const uint32_t predicted = is_consecutive_ ? adapter - first_ : last_ + step_;
         if (predicted < size_ && list_[predicted].Hb_adapter_num == adapter) {
             move_to(predicted);
             return list_ + predicted;
@@ -45,8 +45,9 @@ class Hb_Adapter_Run {
 
     const H_table_str *index_;
     Hb_Adapter_Entry *list_;
-    uint32_t size_;     // 0: no prediction is permitted
-    bool is_dense_;     // the list's places are probably the numbers
+    uint32_t size_; // 0: no prediction is permitted
+    bool is_consecutive_;
+    uint32_t first_;    // the number of the first adapter
     uint32_t last_ = 0; // the place of the adapter that was found last
     uint32_t step_ = 0; // from the place before that one; it may wrap
 };

@@ -25,6 +25,14 @@ std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal
     return {table.Hb_global_adapter_list, static_cast<std::size_t>(table.Hb_num_adapters)};
 }
 
+Hb_Adapter_Number hb_number_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &entry) {
+    if (!table.is_consecutive) {
+        return entry.Hb_adapter_num;
+    }
+    const Hb_Adapter_Entry *first = table.Hb_global_adapter_list;
+    return first->Hb_adapter_num + static_cast<Hb_Adapter_Number>(&entry - first);
+}
+
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
     const H_table_str *adapters = global_config_tbl.adap_hash;
     const void *entry = adapters != nullptr ? Hash_search(adapter, adapters) : nullptr;
@@ -34,6 +42,7 @@ const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter) {
 void hb_release_table_lists(Hb_Configuration_Internal &table) {
     // The pointer is cleared before its list is freed: a process that forks in between must not free it
     // twice.
+    table.is_consecutive = false;
     delete[] std::exchange(table.Hb_global_adapter_list, nullptr);
     delete[] std::exchange(table.node_list, nullptr);
     for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.node_hash, &table.site_hash}) {

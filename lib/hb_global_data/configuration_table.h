@@ -35,6 +35,7 @@ struct Hb_Configuration_Internal {
     H_table_str *site_hash;
     Hb_Node_Entry *node_list; // from new[], with HB_NODE_SLOTS entries
     Hb_Site_Entry *site_list;
+    bool is_consecutive; // each adapter of the list has the number after the previous one's; false: not known
 };
 
 inline constexpr int HB_SITE_SLOTS = 2;
@@ -51,6 +52,10 @@ extern const Hb_IP_address6 HB_INVALID_ADDR;
 
 // Returns the table's adapters in the order of the configuration.
 std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal &table);
+
+// Returns the number of an adapter of the table's list. In a consecutive list it does not read the entry, which is seldom
+// in a cache.
+Hb_Adapter_Number hb_number_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &entry);
 
 // Returns the adapter's entry, valid until the next load, or HB_INVALID_ADAP if there is no such adapter.
 const Hb_Adapter_Entry *hb_get_adap_entry(Hb_Adapter_Number adapter);

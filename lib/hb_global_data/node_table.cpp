@@ -13,7 +13,11 @@ void hb_init_global_node_tbl() {
         return;
     }
     // Walks the adapters that exist: there may be far more slots.
-    for (const Hb_Adapter_Entry &adapter : hb_configured_adapters()) {
+    bool is_consecutive = true;
+    const std::span<const Hb_Adapter_Entry> adapters = hb_configured_adapters();
+    for (std::size_t place = 0; place < adapters.size(); ++place) {
+        const Hb_Adapter_Entry &adapter = adapters[place];
+        is_consecutive = is_consecutive && adapter.Hb_adapter_num == adapters[0].Hb_adapter_num + place;
         const auto node =
             adapter.Hb_adapter_num / static_cast<uint32_t>(global_config_tbl.Hb_adapters_per_node);
         if (node < static_cast<uint32_t>(nodes) && global_node_tbl[node] == Hb_False) {
@@ -21,4 +25,5 @@ void hb_init_global_node_tbl() {
             ++global_num_nodes;
         }
     }
+    global_config_tbl.is_consecutive = is_consecutive;
 }

@@ -6,6 +6,8 @@
 
 #include "lib/hb_global_data/adapter_address.h"
 #include "lib/hb_global_data/adapter_run.h"
+#include "lib/hb_global_data/node_table.h"
+#include "lib/hb_global_data/table_swap.h"
 #include "random_table.h"
 
 namespace {
@@ -39,6 +41,38 @@ TEST(AdapterAddress, IsThatOfTheFirstAdapterInTheList) {
     }
     EXPECT_GT(found, 10000);
     EXPECT_GT(shared, 1000) << "tables whose index holds a later adapter";
+}
+
+TEST(AdapterNumber, IsThatOfTheEntry) {
+    Random random(2);
+    int consecutive = 0;
+    int other = 0;
+    for (int round = 0; round < 2000; ++round) {
+        const Random_Table table(random);
+        for (const Hb_Adapter_Entry &entry : hb_adapters_of(global_config_tbl)) {
+            ASSERT_EQ(entry.Hb_adapter_num, hb_number_of(global_config_tbl, entry)) << table.kind();
+            ++(global_config_tbl.is_consecutive ? consecutive : other);
+        }
+    }
+    EXPECT_GT(consecutive, 1000);
+    EXPECT_GT(other, 1000);
+}
+
+TEST(AdapterNumber, IsNotPredictedAfterTheListWasReleased) {
+    Hb_Configuration_Internal &table = global_config_tbl;
+    table.Hb_max_nodes = 4;
+    table.Hb_adapters_per_node = 2;
+    table.Hb_num_adapters = 2;
+    table.Hb_global_adapter_list = new Hb_Adapter_Entry[2]();
+    table.Hb_global_adapter_list[0].Hb_adapter_num = 3;
+    table.Hb_global_adapter_list[1].Hb_adapter_num = 4;
+    EXPECT_FALSE(table.is_consecutive) << "not known yet";
+    hb_init_global_node_tbl();
+    EXPECT_TRUE(table.is_consecutive);
+    EXPECT_EQ(4U, hb_number_of(table, table.Hb_global_adapter_list[1]));
+    hb_release_table_lists(table);
+    EXPECT_FALSE(table.is_consecutive);
+    hb_empty_live_table();
 }
 
 TEST(AdapterAddress, IsInNoTableThatWasNeverLoaded) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/hb_communication/configuration_load.h"
+#include "lib/hb_global_data/node_table.h"
 #include "lib/hb_global_data/table_swap.h"
 #include "lib/wire/snapshot_view.h"
 
@@ -40,12 +41,14 @@ std::vector<uint32_t> random_numbers(Random &random, std::string &kind) {
     const uint32_t count = below(random, 60);
     std::vector<uint32_t> numbers(count);
     switch (below(random, 4)) {
-    case 0:
-        kind += "all numbers";
+    case 0: {
+        kind += "consecutive numbers";
+        const uint32_t first = below(random, 9);
         for (uint32_t i = 0; i < count; ++i) {
-            numbers[i] = i;
+            numbers[i] = first + i;
         }
         break;
+    }
     case 1:
         kind += "two adapters a node";
         for (uint32_t i = 0; i < count; ++i) {
@@ -83,8 +86,9 @@ void load_from_daemon(const std::vector<Hb_Adapter_Entry> &adapters) {
     Hb_Snapshot_View view{};
     view.header = {1, 0, NODES, static_cast<int32_t>(STRIDE), static_cast<int32_t>(adapters.size()), 0};
     view.adapters = reinterpret_cast<const char *>(adapters.data());
-    view.networks = reinterpret_cast<const char *>(adapters.data()); // none are read
+    view.networks = ""; // there are none
     ASSERT_TRUE(hb_load_snapshot(view));
+    hb_init_global_node_tbl();
 }
 
 void index_as_the_service_does(const std::vector<Hb_Adapter_Entry> &adapters) {
