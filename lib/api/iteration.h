@@ -22,8 +22,8 @@ template <typename Present> int hb_walk(int start, int bound, Present present) {
     return index;
 }
 
-// Ends a step of an iteration whose walk has reached `index`. Below the bound *item becomes item_at(index) and the
-// cursor moves past it. Otherwise *item becomes `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
+// Ends a step of an iteration whose walk has reached `index`. Below the bound *item becomes item_at(index) and
+// the cursor moves past it. Otherwise *item becomes `none` and the cursor stays. Errors: HB_ERROR_NO_MORE (1).
 template <typename Item, typename Item_At>
 Hb_Rc hb_finish_step(Item *item, Item none, Hb_Cursor *cursor, int index, int bound, Item_At item_at) {
     if (index >= bound) {

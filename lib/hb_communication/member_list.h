@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The list of a group record: the members' incarnations, and HB_NOT_IN_GROUP for all other adapters.
 //
-// The list is large, and clearing it is most of an event's work. A program usually receives into the same record again
-// and again, so almost all of the list is already clear. Reading it is faster than writing it, and leaves no changed
-// memory to write back.
+// The list is large, and clearing it is most of an event's work. A program usually receives into the same
+// record again and again, so almost all of the list is already clear. Reading it is faster than writing it, and
+// leaves no changed memory to write back.
 #pragma once
 
 #include "hb_client.h"
@@ -21,8 +21,8 @@ inline int hb_next_member(const Hb_Incarnation *list, int start, int bound) {
     return is_at_once ? start : hb_next_member_by_lines(list, start, bound);
 }
 
-// Clears the list while it is filled: members often come by ascending number, and then their part of the list is still
-// in the nearest cache.
+// Clears the list while it is filled: members often come by ascending number, and then their part of the list
+// is still in the nearest cache.
 class Hb_Member_List {
   public:
     // Only the entries below `bound` are cleared.

@@ -16,9 +16,9 @@ const Hb_Adapter_Entry *first_with(std::span<const Hb_Adapter_Entry> adapters, c
 
 } // namespace
 
-// The index is complete if it has as many addresses as the table has adapters: then no two adapters share an address,
-// and its answer is exact. Otherwise its answer may be a later adapter with the same address, or the adapter may be
-// missing in it. The earlier adapters must then be compared.
+// The index is complete if it has as many addresses as the table has adapters: then no two adapters share an
+// address, and its answer is exact. Otherwise its answer may be a later adapter with the same address, or the
+// adapter may be missing in it. The earlier adapters must then be compared.
 const Hb_Adapter_Entry *hb_find_adapter_by_address(const Hb_Configuration_Internal &table,
                                                    const Hb_IP_address6 &address) {
     const std::span<const Hb_Adapter_Entry> adapters = hb_adapters_of(table);

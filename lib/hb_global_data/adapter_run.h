@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Finds many adapters of one table by number. The answers are those of the table's index of numbers.
 //
-// The adapters of one event follow a pattern: all adapters of a few nodes, or one adapter of each node. Their entries
-// then lie evenly spaced in the list. A look at the place that the pattern predicts costs one cache miss, and the
-// index costs three.
+// The adapters of one event follow a pattern: all adapters of a few nodes, or one adapter of each node. Their
+// entries then lie evenly spaced in the list. A look at the place that the pattern predicts costs one cache
+// miss, and the index costs three.
 #pragma once
 
 #include "lib/hb_global_data/configuration_table.h"
@@ -30,8 +30,8 @@ class Hb_Adapter_Run {
     }
 
   private:
-    // Returns the number of entries in which a prediction is permitted. If two adapters share a number, only the index
-    // knows which of them is meant.
+    // Returns the number of entries in which a prediction is permitted. If two adapters share a number, only
+    // the index knows which of them is meant.
     static uint32_t predictable_size(const Hb_Configuration_Internal &table) {
         const bool is_permitted = table.Hb_global_adapter_list != nullptr && table.Hb_num_adapters > 0 &&
                                   Hash_entries(table.adap_hash) == table.Hb_num_adapters;

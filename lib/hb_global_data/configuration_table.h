@@ -53,8 +53,8 @@ extern const Hb_IP_address6 HB_INVALID_ADDR;
 // Returns the table's adapters in the order of the configuration.
 std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal &table);
 
-// Returns the number of an adapter of the table's list. In a consecutive list it does not read the entry, which is seldom
-// in a cache.
+// Returns the number of an adapter of the table's list. In a consecutive list it does not read the entry, which
+// is seldom in a cache.
 Hb_Adapter_Number hb_number_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &entry);
 
 // Returns the adapter's entry, valid until the next load, or HB_INVALID_ADAP if there is no such adapter.

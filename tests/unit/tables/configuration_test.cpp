@@ -310,7 +310,7 @@ TEST_F(Configuration, AllSixteenBytesOfAnAddressCount) {
     EXPECT_EQ(hb_get_adapter_number_by_address(address, &adapter), Hb_Failure);
 }
 
-TEST_F(Configuration, AnAddressIsLookedUpInTheListAlone) {
+TEST_F(Configuration, AnIndexWithoutTheAddressHidesNoAdapter) {
     global_config_tbl.ip_hash = Hash_init("preMOX_Hb_IP list", 257);
     Hb_Adapter_Number adapter = 0;
     EXPECT_EQ(hb_get_adapter_number_by_address(mapped(10, 1, 0, 3), &adapter), Hb_Success);

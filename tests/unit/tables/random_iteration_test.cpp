@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Iterations of group records and subscription groups, compared with walks entry by entry. The records are random, and
-// so are the cursors.
+// Iterations of group records and subscription groups, compared with walks entry by entry. The records are
+// random, and so are the cursors.
 #include <climits>
 #include <cstring>
 #include <functional>
