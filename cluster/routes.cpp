@@ -127,12 +127,15 @@ bool Node_Route::operator==(const Node_Route &other) const {
 
 Routes compute_routes(const Cluster &cluster) {
     const Search over_ip(cluster, Kind::ip);
-    const Search over_any(cluster, Kind::any);
+    std::optional<Search> over_any;
     Routes routes(cluster.nodes().size());
     for (int node = 0; node < cluster.max_nodes(); ++node) {
         std::optional<Node_Route> route = over_ip.route_to(node);
-        if (!route) {
-            route = over_any.route_to(node);
+        if (!route && cluster.nodes()[static_cast<std::size_t>(node)].up_adapters > 0) {
+            if (!over_any) {
+                over_any.emplace(cluster, Kind::any);
+            }
+            route = over_any->route_to(node);
         }
         if (route) {
             routes[static_cast<std::size_t>(node)] = *route;

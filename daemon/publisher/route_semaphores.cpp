@@ -2,6 +2,7 @@
 #include "daemon/publisher/route_semaphores.h"
 
 #include <cerrno>
+#include <iterator>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <utility>
@@ -51,6 +52,13 @@ bool Route_Semaphores::hold_readers() {
     return step(HB_SEM_WRITER, 1, SEM_UNDO);
 }
 
+bool Route_Semaphores::hold_if_unused() {
+    sembuf operations[] = {{HB_SEM_READERS, 0, IPC_NOWAIT},
+                           {HB_SEM_WRITER, 0, IPC_NOWAIT},
+                           {HB_SEM_WRITER, 1, IPC_NOWAIT | SEM_UNDO}};
+    return semop(id_, operations, std::size(operations)) == 0;
+}
+
 void Route_Semaphores::release_readers() {
     step(HB_SEM_WRITER, -1, SEM_UNDO);
 }
@@ -78,12 +86,13 @@ std::optional<time_t> Route_Semaphores::time_of_setting() const {
 
 Semaphore_Values Route_Semaphores::values() const {
     const std::optional<time_t> set_at = time_of_setting();
-    const int readers = semctl(id_, HB_SEM_READERS, GETVAL);
-    const int writer = semctl(id_, HB_SEM_WRITER, GETVAL);
-    if (!set_at || readers < 0 || writer < 0) {
+    unsigned short both[HB_SEM_COUNT] = {};
+    Semaphore_Argument argument{};
+    argument.array = both;
+    if (!set_at || semctl(id_, 0, GETALL, argument) != 0) {
         return {};
     }
-    return {readers, writer, *set_at != set_at_};
+    return {both[HB_SEM_READERS], both[HB_SEM_WRITER], *set_at != set_at_};
 }
 
 void Route_Semaphores::reset(unsigned short semaphore) {

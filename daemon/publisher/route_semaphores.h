@@ -34,6 +34,8 @@ class Route_Semaphores {
     // Keeps readers from entering the route segment. The system releases the readers if the daemon dies.
     // Returns false with errno set on failure.
     bool hold_readers();
+    // Does the same only if both semaphores are 0, in one step: no reader is inside, and no process altered semaphore 1.
+    bool hold_if_unused();
     void release_readers();
     // Returns the number of readers inside, or -1 with errno set if it is unknown.
     int readers_inside() const;

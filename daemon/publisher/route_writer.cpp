@@ -30,6 +30,12 @@ void Route_Writer::publish() {
 }
 
 void Route_Writer::begin() {
+    // The usual case needs neither a wait nor a further check.
+    if (segments_.semaphores().hold_if_unused()) {
+        write();
+        segments_.semaphores().release_readers();
+        return;
+    }
     if (!hold()) {
         wait_in_vain(text("the semaphores cannot be used: ", std::strerror(errno)));
         return;
@@ -59,6 +65,7 @@ void Route_Writer::check_readers() {
         wait_in_vain(text("the semaphores cannot be read: ", std::strerror(errno)));
     } else if (inside == 0 && watch_.check()) {
         write();
+        release_readers();
     } else if (std::chrono::steady_clock::now() - since_ < patience_.wait) {
         after(patience_.look_again, &Route_Writer::check_readers);
     } else {
@@ -81,13 +88,13 @@ void Route_Writer::wait_in_vain(const std::string &why) {
                      "; a stopped reader reads again when it continues"));
     segments_.semaphores().reset_readers();
     write();
+    release_readers();
 }
 
 void Route_Writer::write() {
     // Generation 0 means that no route is valid.
     sequence_ = sequence_ == UINT32_MAX ? 1 : sequence_ + 1;
     segments_.write_routes(sequence_, routes_);
-    release_readers();
     state_ = State::idle;
     attempts_in_vain_ = 0;
     if (complained_) {

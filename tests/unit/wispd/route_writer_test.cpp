@@ -356,6 +356,17 @@ TEST_F(WispdRouteWriter, ReaderThatStaysIsWaitedForTwiceOnly) {
     EXPECT_EQ(semaphore(READERS), 0);
 }
 
+TEST_F(WispdRouteWriter, AnAlteredWriterIsResetAroundAWrite) {
+    const wispd_test::Captured_Log log;
+    Route_Writer writer(context_, segments_, routes_, LONG);
+    sembuf add = {WRITER, 3, 0};
+    ASSERT_EQ(semop(semaphores(), &add, 1), 0);
+    writer.publish();
+    EXPECT_TRUE(runs_until([&] { return writer.is_current(); }));
+    EXPECT_EQ(semaphore(WRITER), 0);
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
 TEST_F(WispdRouteWriter, AHighestValueOfTheWriterIsReset) {
     Route_Writer writer(context_, segments_, routes_, LONG);
     ASSERT_EQ(semctl(semaphores(), WRITER, SETVAL, 32767), 0);
