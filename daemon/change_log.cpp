@@ -20,42 +20,50 @@ std::vector<int64_t> nodes_of(const std::vector<Adapter_Member> &members, int ad
     return {nodes.begin(), nodes.end()};
 }
 
-void log_adapters(const char *what, const std::vector<Adapter_Member> &members, const std::string &tail,
-                  const Log_Fields &fields) {
+// Changes can arrive faster than lines may be logged, so a line that is not logged is not built either.
+bool is_wanted(std::size_t members) {
+    return members > 0 && log_admits(Log_Level::info);
+}
+
+std::string tail_of(const std::string &failure_id) {
+    return failure_id.empty() ? std::string() : text(", failure id ", failure_id);
+}
+
+void log_adapters(const char *what, const char *event, const std::vector<Adapter_Member> &members,
+                  int adapters_per_node, const std::string &failure_id) {
+    if (!is_wanted(members.size())) {
+        return;
+    }
     std::vector<int64_t> numbers;
     for (const Adapter_Member &member : members) {
         numbers.push_back(member.number);
     }
-    if (!numbers.empty()) {
-        log_info(list_of(what, numbers) + tail, fields);
-    }
+    const Log_Fields fields{event, nodes_of(members, adapters_per_node), failure_id};
+    log_admitted(Log_Level::info, list_of(what, numbers) + tail_of(failure_id), fields);
 }
 
-void log_nodes(const char *what, const std::vector<Hb_Node_Number> &members, const std::string &tail,
-               Log_Fields fields) {
-    if (!members.empty()) {
-        fields.nodes.assign(members.begin(), members.end());
-        log_info(list_of(what, fields.nodes) + tail, fields);
+void log_nodes(const char *what, const char *event, const std::vector<Hb_Node_Number> &members,
+               const std::string &failure_id) {
+    if (is_wanted(members.size())) {
+        const Log_Fields fields{event, {members.begin(), members.end()}, failure_id};
+        log_admitted(Log_Level::info, list_of(what, fields.nodes) + tail_of(failure_id), fields);
     }
 }
 
 } // namespace
 
 void log_changes(const Changes &changes, const std::string &failure_id, const Cluster &cluster) {
-    const std::string tail = text(", failure id ", failure_id);
-    log_adapters(
-        "adapters died", changes.adapter_deaths, tail,
-        {"adapter-death", nodes_of(changes.adapter_deaths, changes.adapters_per_node_at_death), failure_id});
-    log_nodes("nodes died", changes.node_deaths, tail, {"node-death", {}, failure_id});
+    log_adapters("adapters died", "adapter-death", changes.adapter_deaths, changes.adapters_per_node_at_death,
+                 failure_id);
+    log_nodes("nodes died", "node-death", changes.node_deaths, failure_id);
     if (changes.configuration_updated) {
         const Log_Fields fields{"configuration"};
         log_info(text("configuration ", cluster.configuration_sequence(), ": ", cluster.configured_adapters(),
                       " adapters"),
                  fields);
     }
-    log_adapters("adapters joined", changes.adapter_joins, "",
-                 {"adapter-join", nodes_of(changes.adapter_joins, cluster.adapters_per_node())});
-    log_nodes("nodes joined", changes.node_joins, "", {"node-join"});
+    log_adapters("adapters joined", "adapter-join", changes.adapter_joins, cluster.adapters_per_node(), {});
+    log_nodes("nodes joined", "node-join", changes.node_joins, {});
     if (changes.heartbeat) {
         const Log_Fields fields{"heartbeat"};
         log_info(text("heartbeat settings: threshold ", changes.heartbeat->threshold_seconds, " s ",

@@ -52,10 +52,11 @@ namespace {
 // The cause of a reload.
 enum class Reload { by_signal, by_command };
 
+// What the changes since the last computation mean for the routes. Each configuration update writes them again.
+enum class Routes_Due { no, if_changed, in_any_case };
+
 // The service manager waits this much longer than the engine's first report can need.
 constexpr std::chrono::seconds START_MARGIN{60};
-
-constexpr const char *STATE = "state";
 
 // The engine reports its members, but not when it becomes silent.
 constexpr std::chrono::milliseconds ENGINE_CHECK_INTERVAL{500};
@@ -88,7 +89,7 @@ class Daemon::Impl {
     Shared_Segments claim_socket();
     bool may_control(const Peer &peer);
     void answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply);
-    void audit(const Peer &peer, const std::string &command, const std::string &why_rejected);
+    void audit(pid_t pid, uid_t uid, std::string_view line, const Control_Answer &answer);
     Timeline_Run::Handlers timeline_handlers();
     Command_Executor::Handlers command_handlers();
     void wait_for_signal();
@@ -105,7 +106,7 @@ class Daemon::Impl {
     Outcome act(const Node_Request &request);
     Outcome shut_down_later();
     void confirm_suspicions();
-    void refresh_routes(const Changes &changes);
+    void refresh_routes();
     std::string state() const;
     std::string counts() const;
     void watch_engine();
@@ -120,6 +121,7 @@ class Daemon::Impl {
     Log_Summary log_summary_{context_, client_log_};
     Charged_Loader loader_{context_, client_log_};
     Start start_;
+    const uid_t user_ = geteuid();
     const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
     const std::chrono::system_clock::time_point started_at_ = std::chrono::system_clock::now();
     Service_Report service_;
@@ -128,7 +130,8 @@ class Daemon::Impl {
     Cluster cluster_;
     Node_Control node_control_;
     Keyring keyring_;
-    Routes routes_;
+    Routes routes_; // as of the last refresh_routes()
+    Routes_Due routes_are_due_ = Routes_Due::no;
     Endpoints endpoints_;
     std::optional<Control_Server> control_;
     Socket_File control_file_;
@@ -175,7 +178,9 @@ Daemon::Impl::Impl(Start start)
                      Control_Server::Handlers{[this](const Peer &peer) { return may_control(peer); },
                                               [this](const Peer &peer, std::string_view line,
                                                      const auto &reply) { answer(peer, line, reply); },
-                                              [this] { stop("requested by wispctl stop"); }});
+                                              [this] { stop("requested by wispctl stop"); },
+                                              [this] { publisher_->turn().begin(); },
+                                              [this] { publisher_->turn().end(); }});
     publish_names();
     socket_file_.listen();
     publisher_.emplace(context_, socket_file_.release(), cluster_, routes_,
@@ -243,7 +248,7 @@ void Daemon::Impl::stop(const char *why) {
 
 // The mode of the socket's file expresses the same rule, but other programs can change that mode.
 bool Daemon::Impl::may_control(const Peer &peer) {
-    const bool may = is_authorised(peer, geteuid(), access_.control_group);
+    const bool may = is_authorised(peer, user_, access_.control_group);
     if (!may) {
         client_log_.warning(peer.uid,
                             text("uid ", peer.uid, " (pid ", peer.pid,
@@ -256,20 +261,26 @@ bool Daemon::Impl::may_control(const Peer &peer) {
 void Daemon::Impl::answer(const Peer &peer, std::string_view line, const Control_Server::Reply &reply) {
     const Log_Charge charge(client_log_, peer.uid);
     // Only a trusted client receives messages that quote a file which wispd reads.
-    const bool in_full = is_trusted(peer, geteuid());
-    const std::string command = command_description(line);
-    executor_.answer(line, in_full, [this, peer, command, reply](const Control_Answer &given) {
-        audit(peer, command, given.why_rejected);
-        reply(given);
-    });
+    const bool in_full = is_trusted(peer, user_);
+    const auto audited = [this, pid = peer.pid, uid = peer.uid, line = std::string(line),
+                          reply](Control_Answer given) {
+        audit(pid, uid, line, given);
+        reply(std::move(given));
+    };
+    executor_.answer(line, in_full, audited);
 }
 
 // Leaves one line for each command. Monitoring asks for the state again and again, which changes nothing.
-void Daemon::Impl::audit(const Peer &peer, const std::string &command, const std::string &why_rejected) {
-    const std::string line = text("control (pid ", peer.pid, ", uid ", peer.uid, ") requested ", command,
-                                  why_rejected.empty() ? ": done" : text(": rejected: ", cut(why_rejected)));
-    const Log_Fields fields{"control-request", {}, {}, peer.pid};
-    client_log_.put(peer.uid, command == STATE ? Log_Level::debug : Log_Level::info, line, fields);
+void Daemon::Impl::audit(pid_t pid, uid_t uid, std::string_view line, const Control_Answer &answer) {
+    const Log_Level level = answer.only_reads ? Log_Level::debug : Log_Level::info;
+    if (!client_log_.admits(uid, level)) {
+        return;
+    }
+    const std::string &why_rejected = answer.why_rejected;
+    log_admitted(level,
+                 text("control (pid ", pid, ", uid ", uid, ") requested ", command_description(line),
+                      why_rejected.empty() ? ": done" : text(": rejected: ", cut(why_rejected))),
+                 {"control-request", {}, {}, pid});
 }
 
 Timeline_Run::Handlers Daemon::Impl::timeline_handlers() {
@@ -311,7 +322,10 @@ Command_Executor::Handlers Daemon::Impl::command_handlers() {
     };
     handlers.rotate_keys = [this] { key_rotation_.rotate(); };
     handlers.set_log_level = [this](const std::string &level) { change_log_level(level); };
-    handlers.state_line = [this] { return state(); };
+    handlers.state_line = [this] {
+        refresh_routes();
+        return state();
+    };
     handlers.rejected = [](const std::string &) {};
     return handlers;
 }
@@ -408,7 +422,11 @@ void Daemon::Impl::announce(const Changes &changes) {
         segments_.publish(cluster_.configured_adapters());
         publish_names();
     }
-    refresh_routes(changes);
+    if (changes.configuration_updated) {
+        routes_are_due_ = Routes_Due::in_any_case;
+    } else if (changes.changes_membership() && routes_are_due_ == Routes_Due::no) {
+        routes_are_due_ = Routes_Due::if_changed;
+    }
     publisher_->announce(changes, failure_id);
     service_.counts_may_have_changed();
 }
@@ -417,11 +435,12 @@ void Daemon::Impl::announce(const Changes &changes) {
 
 Client_Handlers Daemon::Impl::client_handlers() {
     Client_Handlers handlers;
-    handlers.may_act = [this](const Peer &peer) { return is_authorised(peer, geteuid(), access_.act_group); };
+    handlers.may_act = [this](const Peer &peer) { return is_authorised(peer, user_, access_.act_group); };
     handlers.act = [this](const Node_Request &request) { return act(request); };
     handlers.changed = [this](const Changes &changes) { announce(changes); };
     handlers.deliver = [this](const Multicast &multicast) { return endpoints_.deliver(multicast, routes_); };
     handlers.clients_changed = [this] { service_.counts_may_have_changed(); };
+    handlers.need_routes = [this] { refresh_routes(); };
     return handlers;
 }
 
@@ -462,12 +481,14 @@ void Daemon::Impl::confirm_suspicions() {
     suspicion_timer_.set();
 }
 
-void Daemon::Impl::refresh_routes(const Changes &changes) {
-    if (!changes.changes_membership() && !changes.configuration_updated) {
+// Many changes of one turn need their routes only once.
+void Daemon::Impl::refresh_routes() {
+    const Routes_Due due = std::exchange(routes_are_due_, Routes_Due::no);
+    if (due == Routes_Due::no) {
         return;
     }
     Routes routes = compute_routes(cluster_);
-    if (changes.configuration_updated || routes != routes_) {
+    if (due == Routes_Due::in_any_case || routes != routes_) {
         routes_ = std::move(routes);
         route_writer_.publish();
     }

@@ -55,7 +55,7 @@ void use(std::shared_ptr<spdlog::sinks::sink> sink, const char *pattern,
     logger()->flush_on(spdlog::level::trace);
 }
 
-thread_local const Log_Diversion *innermost = nullptr;
+thread_local const Log_Gate *innermost = nullptr;
 
 spdlog::level::level_enum spdlog_level(Log_Level level) {
     switch (level) {
@@ -90,10 +90,8 @@ std::string prefix_of(Log_Level level) {
 }
 
 void put(Log_Level level, std::string_view line, const Log_Fields &fields) {
-    if (innermost != nullptr) {
-        innermost->receive(level, line, fields);
-    } else {
-        log_undiverted(level, line, fields);
+    if (log_admits(level)) {
+        log_admitted(level, line, fields);
     }
 }
 
@@ -154,15 +152,18 @@ bool is_logged(Log_Level level) {
     return logger()->should_log(spdlog_level(level));
 }
 
-Log_Diversion::Log_Diversion(Receiver receiver)
-    : receiver_(std::move(receiver)), outer_(std::exchange(innermost, this)) {}
+Log_Gate::Log_Gate(Admit admit) : admit_(std::move(admit)), outer_(std::exchange(innermost, this)) {}
 
-Log_Diversion::~Log_Diversion() {
+Log_Gate::~Log_Gate() {
     innermost = outer_;
 }
 
+bool log_admits(Log_Level level) {
+    return is_logged(level) && (innermost == nullptr || innermost->admits(level));
+}
+
 // Clients choose some names in these lines. Escaping keeps such a name from forging a line of its own.
-void log_undiverted(Log_Level level, std::string_view line, const Log_Fields &fields) {
+void log_admitted(Log_Level level, std::string_view line, const Log_Fields &fields) {
     const std::lock_guard lock(guard());
     if (!logger()->should_log(spdlog_level(level))) {
         return;

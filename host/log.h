@@ -35,28 +35,29 @@ enum class Log_Level { debug, info, warning, error };
 // Returns whether lines of this level are logged.
 bool is_logged(Log_Level level);
 
-// While the object exists, the receiver gets the lines that this thread logs, and the log does not. If objects
-// are nested, only the innermost receives.
-class Log_Diversion {
+// While the object exists, the gate decides which of this thread's lines are logged. If objects are nested, only the
+// innermost decides.
+class Log_Gate {
   public:
-    using Receiver = std::function<void(Log_Level level, std::string_view line, const Log_Fields &fields)>;
+    // Is called once for each line.
+    using Admit = std::function<bool(Log_Level level)>;
 
-    explicit Log_Diversion(Receiver receiver);
-    Log_Diversion(const Log_Diversion &) = delete;
-    Log_Diversion &operator=(const Log_Diversion &) = delete;
-    ~Log_Diversion();
+    explicit Log_Gate(Admit admit);
+    Log_Gate(const Log_Gate &) = delete;
+    Log_Gate &operator=(const Log_Gate &) = delete;
+    ~Log_Gate();
 
-    void receive(Log_Level level, std::string_view line, const Log_Fields &fields) const {
-        receiver_(level, line, fields);
-    }
+    bool admits(Log_Level level) const { return admit_(level); }
 
   private:
-    Receiver receiver_;
-    const Log_Diversion *outer_;
+    Admit admit_;
+    const Log_Gate *outer_;
 };
 
-// Writes to the log even while a Log_Diversion exists.
-void log_undiverted(Log_Level level, std::string_view line, const Log_Fields &fields = {});
+// Asks the gate for one line, so a caller builds no text that nobody reads. Pass an admitted line to log_admitted().
+bool log_admits(Log_Level level);
+// Writes to the log without asking a gate.
+void log_admitted(Log_Level level, std::string_view line, const Log_Fields &fields = {});
 
 void log_debug(std::string_view line, const Log_Fields &fields = {});
 void log_info(std::string_view line, const Log_Fields &fields = {});

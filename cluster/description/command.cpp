@@ -50,11 +50,13 @@ const std::vector<Verb_Rule> &rules() {
 }
 
 const Verb_Rule &rule_of(const std::string &verb) {
-    std::string known;
     for (const Verb_Rule &rule : rules()) {
         if (verb == rule.name) {
             return rule;
         }
+    }
+    std::string known;
+    for (const Verb_Rule &rule : rules()) {
         known += known.empty() ? "" : ", ";
         known += rule.name;
     }
@@ -72,7 +74,7 @@ void check_names(const Verb_Rule &rule, const Arguments &arguments) {
         }
     }
     for (std::string_view name : rule.required) {
-        if (!arguments.contains(std::string(name))) {
+        if (!arguments.contains(name)) {
             throw Command_Error(text(rule.name, " requires '", name, "'"));
         }
     }

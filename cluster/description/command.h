@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -55,7 +56,7 @@ struct Command {
 };
 
 using Argument = std::variant<int64_t, bool, std::string>;
-using Arguments = std::map<std::string, Argument>;
+using Arguments = std::map<std::string, Argument, std::less<>>;
 
 // The error for a verb or argument that is unknown, is missing, or has the wrong type.
 class Command_Error : public std::runtime_error {

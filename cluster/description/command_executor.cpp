@@ -12,6 +12,11 @@ namespace wispd {
 
 namespace {
 
+// Reading a file takes time, and its result comes later.
+bool is_at_once(Verb verb) {
+    return verb != Verb::play && verb != Verb::reconfigure;
+}
+
 Control_Answer rejection(const std::string &why) {
     return {error_line(why), false, why};
 }
@@ -32,9 +37,12 @@ void Command_Executor::answer(std::string_view line, bool in_full, const Control
         const Command command = parse_command_line(line);
         check_supported(command.verb);
         if (command.verb == Verb::state) {
-            reply({handlers_.state_line()});
+            reply({handlers_.state_line(), false, {}, true});
         } else if (command.verb == Verb::stop) {
             reply({ok_line(), true});
+        } else if (is_at_once(command.verb)) {
+            execute_at_once(command);
+            reply({ok_line()});
         } else {
             execute(command, [reply, in_full](const std::optional<Failure> &failure) {
                 reply(failure ? Control_Answer{error_line(in_full ? failure->reason : failure->outline), false,

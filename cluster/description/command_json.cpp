@@ -2,8 +2,10 @@
 #include "cluster/description/command_json.h"
 
 #include <limits>
+#include <map>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -15,21 +17,73 @@ namespace {
 
 using nlohmann::json;
 
-Argument argument_of(const std::string &name, const json &value) {
-    if (value.is_boolean()) {
-        return value.get<bool>();
+// Collects the members of the line's object while the parser reads it, without a tree in between.
+class Line_Reader : public nlohmann::json_sax<json> {
+  public:
+    // A value that no command accepts is empty.
+    using Members = std::map<std::string, std::optional<Argument>>;
+
+    bool is_object() const { return is_object_; }
+    const Members &members() const { return members_; }
+    // The parser accepts repeated keys, but a program that read the line earlier can use another of the values.
+    const std::optional<std::string> &repeated() const { return repeated_; }
+
+    bool null() override { return put(std::nullopt); }
+    bool boolean(bool value) override { return put(value); }
+    bool number_integer(int64_t value) override { return put(value); }
+    bool number_unsigned(uint64_t value) override {
+        return value <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max())
+                   ? put(static_cast<int64_t>(value))
+                   : put(std::nullopt);
     }
-    const bool fits = value.is_number_integer() &&
-                      (!value.is_number_unsigned() ||
-                       value.get<uint64_t>() <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max()));
-    if (fits) {
-        return value.get<int64_t>();
+    bool number_float(double /*value*/, const std::string & /*digits*/) override { return put(std::nullopt); }
+    bool string(std::string &value) override { return put(std::move(value)); }
+    bool binary(json::binary_t & /*value*/) override { return put(std::nullopt); }
+    bool start_object(std::size_t /*members*/) override {
+        is_object_ = is_object_ || depth_ == 0;
+        return begin();
     }
-    if (value.is_string()) {
-        return value.get<std::string>();
+    bool key(std::string &name) override {
+        if (!names_.insert(name).second) {
+            repeated_ = name;
+        }
+        if (depth_ == 1) {
+            name_ = std::move(name);
+        }
+        return true;
     }
-    throw Command_Error(text("'", name, "' must be an integer, a string, true or false"));
-}
+    bool end_object() override { return end(); }
+    bool start_array(std::size_t /*elements*/) override { return begin(); }
+    bool end_array() override { return end(); }
+    bool parse_error(std::size_t /*position*/, const std::string & /*token*/,
+                     const json::exception & /*error*/) override {
+        return false;
+    }
+
+  private:
+    bool put(std::optional<Argument> value) {
+        if (depth_ == 1) {
+            members_[name_] = std::move(value);
+        }
+        return true;
+    }
+    bool begin() {
+        put(std::nullopt);
+        ++depth_;
+        return true;
+    }
+    bool end() {
+        --depth_;
+        return true;
+    }
+
+    std::size_t depth_ = 0;
+    bool is_object_ = false;
+    std::string name_;
+    Members members_;
+    std::set<std::string> names_;
+    std::optional<std::string> repeated_;
+};
 
 // Returns "?" for a value that no command accepts. Such a value can be nested deeply, which costs stack to print.
 std::string value_text(const json &value) {
@@ -41,29 +95,23 @@ constexpr std::size_t DESCRIPTION_LONGEST = 256;
 } // namespace
 
 Command parse_command_line(std::string_view line) {
-    // The parser keeps the last of repeated keys, but a program that read the line earlier can use the first.
-    std::set<std::string> names;
-    std::optional<std::string> repeated;
-    const auto note = [&](int /*depth*/, json::parse_event_t event, const json &value) {
-        if (event == json::parse_event_t::key && !names.insert(value.get<std::string>()).second) {
-            repeated = value.get<std::string>();
-        }
-        return true;
-    };
-    const json parsed = json::parse(line, note, false);
-    if (!parsed.is_object()) {
+    Line_Reader reader;
+    if (!json::sax_parse(line, &reader) || !reader.is_object()) {
         throw Command_Error("expected one JSON object in a line, such as {\"do\":\"node-down\",\"node\":3}");
     }
-    if (repeated) {
-        throw Command_Error(text("'", *repeated, "' occurs twice in the line"));
+    if (reader.repeated()) {
+        throw Command_Error(text("'", *reader.repeated(), "' occurs twice in the line"));
     }
     std::string verb;
     Arguments arguments;
-    for (const auto &[name, value] : parsed.items()) {
-        if (name != "do") {
-            arguments[name] = argument_of(name, value);
-        } else if (value.is_string()) {
-            verb = value.get<std::string>();
+    for (const auto &[name, value] : reader.members()) {
+        if (name == "do") {
+            const std::string *named = value ? std::get_if<std::string>(&*value) : nullptr;
+            verb = named != nullptr ? *named : "";
+        } else if (value) {
+            arguments.emplace(name, *value);
+        } else {
+            throw Command_Error(text("'", name, "' must be an integer, a string, true or false"));
         }
     }
     if (verb.empty()) {

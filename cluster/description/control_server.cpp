@@ -2,14 +2,16 @@
 #include "cluster/description/control_server.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <set>
+#include <string_view>
 #include <unistd.h>
 
 #include <asio/buffer.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
-#include <asio/read_until.hpp>
+#include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
 
@@ -25,19 +27,38 @@ namespace {
 using asio::local::stream_protocol;
 
 constexpr std::size_t LINE_LONGEST = 65536;
+constexpr std::size_t READ_AT_ONCE = 8192;
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{200};
 
-// One connection. It reads the next line only after the last answer was written, so that no backlog builds up.
+// Lines that arrived together are executed in one turn, until one of these limits is reached. Other connections and
+// clients then get a turn.
+constexpr std::chrono::milliseconds TURN_LONGEST{1};
+constexpr std::size_t ANSWERS_IN_ONE_TURN = 65536;
+
+using Clock = std::chrono::steady_clock;
+
+// One connection. It reads more lines only after all answers were written, so that no backlog builds up.
 struct Control_Connection {
     explicit Control_Connection(stream_protocol::socket connected)
-        : socket(std::move(connected)), expiry(socket.get_executor()), peer(peer_of(socket.native_handle())) {}
+        : socket(std::move(connected)), expiry(socket.get_executor()), peer(peer_of(socket.native_handle())) {
+        socket.non_blocking(true);
+    }
 
     stream_protocol::socket socket;
     asio::steady_timer expiry;
+    Clock::time_point expires_at{};
     Peer peer;
     bool admitted = false;
-    std::string input;
-    std::string output;
+    std::array<char, READ_AT_ONCE> buffer;
+    std::string input;          // lines that are not executed yet
+    std::string output;         // answers that are not written yet
+    std::string in_write;       // answers that a pending write is sending
+    bool executes = false;      // lines, in this call
+    bool awaits_answer = false; // the client waits while wispd can be reading a file
+    bool then_stop = false;
+    bool then_close = false;
+
+    bool is_ending() const { return then_stop || then_close; }
 };
 
 using Connection = std::shared_ptr<Control_Connection>;
@@ -60,8 +81,14 @@ class Control_Server::Impl {
     void begin(const Connection &connection);
     std::string why_not(const Peer &peer) const;
     void expire_later(const Connection &connection);
-    void read_line(const Connection &connection);
-    void answer(const Connection &connection, Control_Answer answer, bool then_close);
+    void await_expiry(const Connection &connection);
+    void read(const Connection &connection);
+    void execute_lines(const Connection &connection);
+    bool execute_line(const Connection &connection, std::size_t &begin);
+    void add_answer(const Connection &connection, Control_Answer answer);
+    void reject(const Connection &connection, const std::string &why);
+    void write(const Connection &connection);
+    void go_on(const Connection &connection);
     void drop(const Connection &connection);
 
     stream_protocol::acceptor acceptor_;
@@ -100,11 +127,13 @@ void Control_Server::Impl::begin(const Connection &connection) {
     const std::string why = why_not(connection->peer);
     connections_.insert(connection);
     expire_later(connection);
+    await_expiry(connection);
     if (why.empty()) {
         connection->admitted = true;
-        read_line(connection);
+        read(connection);
     } else {
-        answer(connection, {error_line(why)}, true);
+        reject(connection, why);
+        write(connection);
     }
 }
 
@@ -135,54 +164,132 @@ std::map<uid_t, std::size_t> Control_Server::Impl::connections() const {
     return users;
 }
 
-// A connection that sends nothing, or does not read its answer, must not keep its place for ever.
+// A connection that sends nothing, or does not read its answer, must not keep its place for ever. Lines only move the
+// time: setting the timer for each of them would cost more than most commands.
 void Control_Server::Impl::expire_later(const Connection &connection) {
-    connection->expiry.expires_after(idle_);
+    connection->expires_at = Clock::now() + idle_;
+    if (connection->expires_at < connection->expiry.expiry()) {
+        await_expiry(connection); // idle_ has become shorter
+    }
+}
+
+void Control_Server::Impl::await_expiry(const Connection &connection) {
+    connection->expiry.expires_at(connection->expires_at);
     connection->expiry.async_wait([this, connection](const asio::error_code &aborted) {
-        if (!aborted && connection->expiry.expiry() <= std::chrono::steady_clock::now()) {
+        if (aborted || !connection->socket.is_open()) {
+            return;
+        }
+        if (connection->awaits_answer) {
+            expire_later(connection);
+        }
+        if (connection->expires_at <= Clock::now()) {
             drop(connection);
+        } else {
+            await_expiry(connection);
         }
     });
 }
 
-void Control_Server::Impl::read_line(const Connection &connection) {
-    const auto buffer = asio::dynamic_buffer(connection->input, LINE_LONGEST);
-    asio::async_read_until(
-        connection->socket, buffer, '\n', [this, connection](const asio::error_code &error, std::size_t size) {
-            if (error == asio::error::not_found) {
-                answer(connection, {error_line(text("the line is longer than ", LINE_LONGEST, " bytes"))},
-                       true);
-                return;
-            }
-            if (error) {
-                drop(connection);
-                return;
-            }
-            connection->expiry.cancel(); // the client waits while wispd can be reading a file
-            const std::string line = connection->input.substr(0, size - 1);
-            connection->input.erase(0, size);
-            const auto reply = [this, connection](Control_Answer given) {
-                answer(connection, std::move(given), false);
-            };
-            handlers_.on_line(connection->peer, line, reply);
-        });
+void Control_Server::Impl::read(const Connection &connection) {
+    connection->socket.async_read_some(asio::buffer(connection->buffer),
+                                       [this, connection](const asio::error_code &error, std::size_t size) {
+                                           if (error) {
+                                               drop(connection);
+                                               return;
+                                           }
+                                           connection->input.append(connection->buffer.data(), size);
+                                           execute_lines(connection);
+                                       });
 }
 
-void Control_Server::Impl::answer(const Connection &connection, Control_Answer answer, bool then_close) {
-    connection->output = std::move(answer.line) + '\n';
+void Control_Server::Impl::execute_lines(const Connection &connection) {
+    const Clock::time_point until = Clock::now() + TURN_LONGEST;
+    std::size_t begin = 0;
+    connection->executes = true;
+    handlers_.on_lines_begin();
+    while (execute_line(connection, begin) && connection->output.size() < ANSWERS_IN_ONE_TURN &&
+           Clock::now() < until) {
+    }
+    handlers_.on_lines_end();
+    connection->executes = false;
+    connection->input.erase(0, begin);
     expire_later(connection);
-    const auto written = [this, connection, then_close,
-                          then_stop = answer.then_stop](const asio::error_code &error, std::size_t) {
-        if (then_stop) {
-            handlers_.on_stop();
-        } else if (error || then_close) {
-            drop(connection);
-        } else {
-            expire_later(connection);
-            read_line(connection);
-        }
-    };
-    asio::async_write(connection->socket, asio::buffer(connection->output), written);
+    write(connection);
+}
+
+// Executes the line at `begin` and moves `begin` behind it. Returns whether the next line can be executed.
+bool Control_Server::Impl::execute_line(const Connection &connection, std::size_t &begin) {
+    const std::string_view rest = std::string_view(connection->input).substr(begin);
+    const std::size_t size = rest.find('\n');
+    if (std::min(size, rest.size()) >= LINE_LONGEST) {
+        reject(connection, text("the line is longer than ", LINE_LONGEST, " bytes"));
+        return false;
+    }
+    if (size == std::string_view::npos) {
+        return false;
+    }
+    begin += size + 1;
+    connection->awaits_answer = true;
+    handlers_.on_line(connection->peer, rest.substr(0, size),
+                      [this, connection](Control_Answer given) { add_answer(connection, std::move(given)); });
+    return !connection->awaits_answer && !connection->is_ending();
+}
+
+void Control_Server::Impl::add_answer(const Connection &connection, Control_Answer answer) {
+    connection->output += answer.line;
+    connection->output += '\n';
+    connection->then_stop = answer.then_stop;
+    connection->awaits_answer = false;
+    if (!connection->executes && connection->in_write.empty()) {
+        expire_later(connection);
+        write(connection);
+    }
+}
+
+void Control_Server::Impl::reject(const Connection &connection, const std::string &why) {
+    connection->output += error_line(why) + '\n';
+    connection->then_close = true;
+}
+
+// Answers usually fit into the socket's buffer, and need no wait.
+void Control_Server::Impl::write(const Connection &connection) {
+    asio::error_code error;
+    const std::size_t count = connection->socket.write_some(asio::buffer(connection->output), error);
+    connection->output.erase(0, count);
+    if (connection->output.empty()) {
+        go_on(connection);
+        return;
+    }
+    connection->in_write.swap(connection->output);
+    asio::async_write(connection->socket, asio::buffer(connection->in_write),
+                      [this, connection](const asio::error_code &failed, std::size_t) {
+                          connection->in_write.clear();
+                          connection->then_close = connection->then_close || failed;
+                          expire_later(connection);
+                          if (connection->then_close) {
+                              connection->output.clear();
+                          }
+                          write(connection);
+                      });
+}
+
+// All answers were written.
+void Control_Server::Impl::go_on(const Connection &connection) {
+    if (connection->then_stop) {
+        handlers_.on_stop();
+    } else if (connection->then_close) {
+        drop(connection);
+    } else if (connection->awaits_answer) {
+        return; // add_answer() continues
+    } else if (connection->input.find('\n') != std::string::npos) {
+        asio::post(connection->socket.get_executor(), [this, connection] {
+            if (connection->socket.is_open()) {
+                execute_lines(connection);
+            }
+        });
+    } else {
+        read(connection);
+    }
 }
 
 void Control_Server::Impl::drop(const Connection &connection) {

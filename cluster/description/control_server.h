@@ -22,6 +22,7 @@ struct Control_Answer {
     bool then_stop = false;
     // For the log, so it quotes no file. Empty: done.
     std::string why_rejected = {};
+    bool only_reads = false; // the command changed nothing, as state
 };
 
 class Control_Server {
@@ -33,6 +34,9 @@ class Control_Server {
         // Calls `reply` once, at any time while this server exists.
         std::function<void(const Peer &peer, std::string_view line, const Reply &reply)> on_line;
         std::function<void()> on_stop; // after the answer to a stop was written
+        // Are called around lines that arrived together. on_lines_end is called before their answers are written.
+        std::function<void()> on_lines_begin = [] {};
+        std::function<void()> on_lines_end = [] {};
     };
 
     // Limits: all connections, those reserved for root and the daemon's own user, those of any other user.

@@ -2,6 +2,9 @@
 #include "daemon/publisher/client.h"
 
 #include <array>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
 
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
@@ -13,7 +16,9 @@ namespace wispd {
 namespace {
 
 constexpr int COMPLAINTS_LOGGED = 8;
-constexpr std::size_t PIECES_IN_ONE_WRITE = 64;
+constexpr std::size_t PIECES_IN_ONE_WRITE = 512;
+// A turn holds back no more than this for a client.
+constexpr std::size_t HELD_MOST = 65536;
 constexpr const char *DISCONNECTED = "client-disconnected";
 
 // One thread reads from all clients in turn, so they can share one buffer. The buffer is small to keep the
@@ -26,11 +31,11 @@ std::array<char, 4096> &input_buffer() {
 } // namespace
 
 Client::Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
-               User_Quotas &quotas, Handlers handlers)
+               User_Quotas &quotas, Outbox &outbox, Handlers handlers)
     : socket_(std::move(socket)), rest_(socket_.get_executor()), id_(id),
       peer_(peer_of(socket_.native_handle())),
       title_(text("client ", id, " (pid ", peer_.pid, ", uid ", peer_.uid, ")")), log_(log), quotas_(quotas),
-      handlers_(std::move(handlers)), queue_(queue_limit) {}
+      outbox_(outbox), handlers_(std::move(handlers)), queue_(queue_limit) {}
 
 void Client::start() {
     asio::error_code error;
@@ -83,10 +88,14 @@ void Client::read_input() {
         return;
     }
     const auto began = User_Time::Clock::now();
-    const bool sound = reader_.feed({input_buffer().data(), count}, [this](const Request &request) {
-        handlers_.on_request(*this, request);
-        return is_open();
-    });
+    bool sound = false;
+    {
+        const Turn::Part part(outbox_.turn()); // its end is on the user's time, too
+        sound = reader_.feed({input_buffer().data(), count}, [this](const Request &request) {
+            handlers_.on_request(*this, request);
+            return is_open();
+        });
+    }
     quotas_.time().spent(peer_.uid, User_Time::Clock::now() - began);
     if (!sound) {
         disconnect(reader_.fault());
@@ -118,8 +127,12 @@ void Client::send(const Packet &packet, const Body &body) {
         return;
     }
     account_for(queue_.bytes());
-    if (!writing_) {
-        write_output();
+    if (!is_in_outbox_) {
+        is_in_outbox_ = true;
+        outbox_.add(*this);
+    }
+    if (queue_.bytes() >= HELD_MOST && !waits_to_send_) {
+        outbox_.turn().do_now();
     }
 }
 
@@ -138,37 +151,44 @@ void Client::account_for(std::size_t bytes) {
     }
 }
 
-void Client::write_output() {
-    std::vector<asio::const_buffer> buffers;
-    for (const iovec &piece : queue_.front(PIECES_IN_ONE_WRITE)) {
-        buffers.emplace_back(piece.iov_base, piece.iov_len);
+void Client::send_queued() {
+    is_in_outbox_ = false;
+    while (is_open() && !waits_to_send_ && !queue_.empty()) {
+        std::array<iovec, PIECES_IN_ONE_WRITE> pieces;
+        msghdr message{};
+        message.msg_iov = pieces.data();
+        message.msg_iovlen = queue_.front(pieces);
+        const ssize_t count = sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count >= 0) {
+            queue_.consume(static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            wait_to_send();
+        } else if (errno != EINTR) {
+            // The client is disconnected. Requests that it sent earlier are still read, up to the end.
+            debug(text("accepts no more data: ", std::strerror(errno)));
+            is_closing_ = true;
+            queue_.clear();
+        }
     }
-    writing_ = true;
-    socket_.async_write_some(buffers,
-                             [self = shared_from_this()](const asio::error_code &error, std::size_t count) {
-                                 self->writing_ = false;
-                                 if (!self->is_open()) {
-                                     return;
-                                 }
-                                 if (error) {
-                                     // The client is disconnected. Requests that it sent earlier are still
-                                     // read, up to the end.
-                                     self->debug(text("accepts no more data: ", error.message()));
-                                     self->is_closing_ = true;
-                                     self->queue_.clear();
-                                     self->account_for(0);
-                                     return;
-                                 }
-                                 self->queue_.consume(count);
-                                 self->account_for(self->queue_.bytes());
-                                 if (!self->queue_.empty()) {
-                                     self->write_output();
-                                 }
-                             });
+    account_for(queue_.bytes());
+}
+
+void Client::wait_to_send() {
+    waits_to_send_ = true;
+    socket_.async_wait(asio::socket_base::wait_write,
+                       [self = shared_from_this()](const asio::error_code &error) {
+                           self->waits_to_send_ = false;
+                           if (!error) {
+                               self->send_queued();
+                           }
+                       });
 }
 
 void Client::disconnect(const std::string &why) {
     if (is_open()) {
+        if (is_in_outbox_) {
+            outbox_.turn().do_now(); // the client still receives what came before
+        }
         warn(text("disconnected: ", why), DISCONNECTED);
         close();
     }
@@ -188,15 +208,21 @@ void Client::close() {
 }
 
 void Client::note(const std::string &what, const char *event) {
-    log_.info(peer_.uid, text(title_, " ", what), fields(event));
+    log(Log_Level::info, what, event);
 }
 
 void Client::warn(const std::string &what, const char *event) {
-    log_.warning(peer_.uid, text(title_, " ", what), fields(event));
+    log(Log_Level::warning, what, event);
 }
 
 void Client::debug(const std::string &what, const char *event) {
-    log_.debug(peer_.uid, text(title_, " ", what), fields(event));
+    log(Log_Level::debug, what, event);
+}
+
+void Client::log(Log_Level level, const std::string &what, const char *event) {
+    if (log_.admits(peer_.uid, level)) {
+        log_admitted(level, text(title_, " ", what), {event, {}, {}, peer_.pid});
+    }
 }
 
 void Client::complain(const std::string &what) {

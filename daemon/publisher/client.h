@@ -18,6 +18,7 @@
 #include <asio/steady_timer.hpp>
 
 #include "daemon/publisher/client_log.h"
+#include "daemon/publisher/outbox.h"
 #include "daemon/publisher/packets.h"
 #include "daemon/publisher/record_reader.h"
 #include "daemon/publisher/send_queue.h"
@@ -27,7 +28,7 @@
 
 namespace wispd {
 
-class Client : public std::enable_shared_from_this<Client> {
+class Client final : public std::enable_shared_from_this<Client>, public Sender {
   public:
     // `on_request` is called for each request. `on_disconnected` is called once, never from within another call
     // of the client. `on_user_full` must disconnect one of the user's clients, because the user's queue limit
@@ -38,15 +39,17 @@ class Client : public std::enable_shared_from_this<Client> {
         std::function<void(Client &)> on_disconnected;
     };
 
-    // The log and the quotas must outlive the client.
+    // The log, the quotas and the outbox must outlive the client.
     Client(asio::local::stream_protocol::socket socket, int id, std::size_t queue_limit, Client_Log &log,
-           User_Quotas &quotas, Handlers handlers);
+           User_Quotas &quotas, Outbox &outbox, Handlers handlers);
 
     void start();
 
     // Replies carry no sequence number. Events are numbered 1, 2, 3, ... for each client.
     void send_reply(const Packet &packet, const Body &body);
     void send_event(Packet packet, const Body &body);
+    // Writes what the socket accepts. The rest follows when the client has read.
+    void send_queued() override;
 
     // Closes the connection and logs the reason.
     void disconnect(const std::string &why);
@@ -78,12 +81,12 @@ class Client : public std::enable_shared_from_this<Client> {
     void wait_for_input();
     bool rests();
     void read_input();
-    void write_output();
+    void wait_to_send();
     void send(const Packet &packet, const Body &body);
     bool make_room(std::size_t bytes);
     void account_for(std::size_t bytes);
     void close();
-    Log_Fields fields(const char *event) const { return {event, {}, {}, peer_.pid}; }
+    void log(Log_Level level, const std::string &what, const char *event);
 
     asio::local::stream_protocol::socket socket_;
     asio::steady_timer rest_;
@@ -92,11 +95,13 @@ class Client : public std::enable_shared_from_this<Client> {
     std::string title_;
     Client_Log &log_;
     User_Quotas &quotas_;
+    Outbox &outbox_;
     Handlers handlers_;
     Record_Reader reader_;
     Send_Queue queue_;
     std::size_t accounted_ = 0; // bytes of the queue that are charged to the user
-    bool writing_ = false;
+    bool is_in_outbox_ = false;
+    bool waits_to_send_ = false;
     bool is_closing_ = false;
     Hb_Seq_Num sequence_ = 0;
     int complaints_ = 0;

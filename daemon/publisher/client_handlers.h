@@ -21,6 +21,8 @@ struct Client_Handlers {
     std::function<void(const Changes &)> changed;
     std::function<Delivery(const Multicast &)> deliver;
     std::function<void()> clients_changed = [] {}; // after a client connected or disconnected
+    // Brings the routes up to date. It is called before routes are used, and before packets are sent.
+    std::function<void()> need_routes = [] {};
 };
 
 } // namespace wispd

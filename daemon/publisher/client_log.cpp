@@ -7,8 +7,8 @@ namespace wispd {
 
 void Client_Log::report_one(const Account &account, Spent &spent) {
     if (spent.suppressed > 0) {
-        log_undiverted(account.second,
-                       text("uid ", account.first, ": suppressed ", spent.suppressed, " more lines"));
+        log_admitted(account.second,
+                     text("uid ", account.first, ": suppressed ", spent.suppressed, " more lines"));
         spent.suppressed = 0;
     }
 }
@@ -30,20 +30,26 @@ Client_Log::Spent &Client_Log::spent_in_this_period(const Account &account) {
 }
 
 void Client_Log::put(uid_t user, Log_Level level, std::string_view line, const Log_Fields &fields) {
+    if (admits(user, level)) {
+        log_admitted(level, line, fields);
+    }
+}
+
+bool Client_Log::admits(uid_t user, Log_Level level) {
     if (!is_logged(level)) {
-        return;
+        return false;
     }
     Spent &spent = spent_in_this_period({user, level});
     if (spent.lines < LINES) {
         ++spent.lines;
-        log_undiverted(level, line, fields);
-        return;
+        return true;
     }
     if (++spent.suppressed == 1) {
-        log_undiverted(level, text("uid ", user, " caused ", LINES,
-                                   " log lines within a minute; suppressing more until the minute ends"));
+        log_admitted(level, text("uid ", user, " caused ", LINES,
+                                 " log lines within a minute; suppressing more until the minute ends"));
         on_suppression_();
     }
+    return false;
 }
 
 bool Client_Log::report(bool all) {
@@ -60,9 +66,7 @@ bool Client_Log::report(bool all) {
 
 Log_Charge::Log_Charge(Client_Log &log, uid_t user)
     : log_(log), charged_before_(std::exchange(log.charged_, user)),
-      diversion_([&log, user](Log_Level level, std::string_view line, const Log_Fields &fields) {
-          log.put(user, level, line, fields);
-      }) {}
+      gate_([&log, user](Log_Level level) { return log.admits(user, level); }) {}
 
 Log_Charge::~Log_Charge() {
     log_.charged_ = charged_before_;

@@ -31,6 +31,8 @@ class Client_Log {
     Client_Log(const Client_Log &) = delete;
     Client_Log &operator=(const Client_Log &) = delete;
 
+    // Charges the user with one line. Returns whether it is logged; the caller then passes it to log_admitted().
+    bool admits(uid_t user, Log_Level level);
     void put(uid_t user, Log_Level level, std::string_view line, const Log_Fields &fields = {});
     void debug(uid_t user, const std::string &line, const Log_Fields &fields = {}) {
         put(user, Log_Level::debug, line, fields);
@@ -83,7 +85,7 @@ class Log_Charge {
   private:
     Client_Log &log_;
     std::optional<uid_t> charged_before_;
-    Log_Diversion diversion_;
+    Log_Gate gate_;
 };
 
 // Returns null if `user` is empty: the lines are then not charged.

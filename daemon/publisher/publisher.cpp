@@ -12,6 +12,7 @@
 
 #include "daemon/publisher/client.h"
 #include "daemon/publisher/event_sender.h"
+#include "daemon/publisher/outbox.h"
 #include "daemon/publisher/request_server.h"
 #include "host/log.h"
 #include "host/text.h"
@@ -32,15 +33,17 @@ class Publisher::Impl {
          const Publisher_Limits &limits, Client_Log &log, Client_Handlers handlers)
         : acceptor_(context, stream_protocol(), listening), pause_(context),
           client_queue_bytes_(limits.client_queue_bytes), client_log_(log), quotas_(limits.user, geteuid()),
-          events_(cluster, clients_), clients_changed_(handlers.clients_changed),
+          outbox_(handlers.need_routes), events_(cluster, clients_), clients_changed_(handlers.clients_changed),
           requests_(cluster, routes, events_, quotas_, client_log_, std::move(handlers)) {
         accept();
     }
 
     void announce(const Changes &changes, const std::string &failure_id) {
+        const Turn::Part part(outbox_.turn());
         events_.announce(changes, failure_id);
     }
     void set_limits(const Publisher_Limits &limits);
+    Turn &turn() { return outbox_.turn(); }
     std::vector<Client_Status> clients() const;
     std::size_t client_count() const { return clients_.size(); }
     const std::map<uid_t, User_Holding> &users() const { return quotas_.holdings(); }
@@ -56,6 +59,7 @@ class Publisher::Impl {
     std::size_t client_queue_bytes_;
     Client_Log &client_log_;
     User_Quotas quotas_;
+    Outbox outbox_;
     int next_id_ = 1;
     bool accept_failed_ = false;
     Event_Sender events_;
@@ -105,7 +109,7 @@ void Publisher::Impl::add_client(stream_protocol::socket socket) {
                               [this](Client &client) { disconnect_longest_queue(client); },
                               [this](Client &client) { remove_client(client); }};
     auto client = std::make_shared<Client>(std::move(socket), id, client_queue_bytes_, client_log_, quotas_,
-                                           std::move(handlers));
+                                           outbox_, std::move(handlers));
     quotas_.connected(client->peer().uid);
     clients_.emplace(id, client);
     client->start();
@@ -173,6 +177,10 @@ void Publisher::announce(const Changes &changes, const std::string &failure_id) 
 
 void Publisher::set_limits(const Publisher_Limits &limits) {
     impl_->set_limits(limits);
+}
+
+Turn &Publisher::turn() {
+    return impl_->turn();
 }
 
 const std::map<uid_t, User_Holding> &Publisher::users() const {

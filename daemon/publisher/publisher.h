@@ -13,6 +13,7 @@
 #include "cluster/routes.h"
 #include "daemon/publisher/client_handlers.h"
 #include "daemon/publisher/client_log.h"
+#include "daemon/publisher/turn.h"
 #include "daemon/publisher/user_quotas.h"
 
 namespace asio {
@@ -54,6 +55,8 @@ class Publisher {
     // Announces the changes of an operation to all clients. `failure_id` is sent with the deaths.
     void announce(const Changes &changes, const std::string &failure_id);
     void set_limits(const Publisher_Limits &limits);
+    // Clients receive what was announced in a turn at its end. Outside a turn they receive it at once.
+    Turn &turn();
 
     std::vector<Client_Status> clients() const;
     std::size_t client_count() const;

@@ -139,6 +139,7 @@ void Request_Server::act_on_node(Client &client, const Request_Rule &rule, const
 }
 
 void Request_Server::deliver(Client &client, const Multicast &multicast) {
+    handlers_.need_routes();
     const Delivery delivery = handlers_.deliver(multicast);
     client.note(text("multicast ", summary(multicast, delivery)), REQUESTED);
     log_debug(text("its ttl is ", multicast.ttl, multicast.daemons_only ? ", for daemons only" : ""));
@@ -159,6 +160,7 @@ void Request_Server::answer(Client &client, const Request_Rule &rule, int32_t va
 
 // A node without a route is answered with a route of zero hops.
 void Request_Server::send_route(Client &client, const Request_Rule &rule, std::size_t node) {
+    handlers_.need_routes();
     const Node_Route route = node < routes_.size() ? routes_[node] : Node_Route{};
     answer(client, rule, route.length, encode_route(route));
 }

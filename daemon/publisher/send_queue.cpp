@@ -7,14 +7,17 @@ namespace wispd {
 
 namespace {
 
-// Adds the bytes after the first `skip` bytes. Reduces `skip` by the number of bytes skipped here.
-void add_rest(std::vector<iovec> &pieces, const char *bytes, std::size_t size, std::size_t &skip) {
+// Fills in the bytes after the first `skip` bytes, and returns the number of pieces that it filled in. Reduces `skip`
+// by the number of bytes skipped here.
+std::size_t put_rest(iovec &piece, const char *bytes, std::size_t size, std::size_t &skip) {
     const std::size_t skipped = std::min(skip, size);
     skip -= skipped;
-    if (skipped < size) {
-        // The iovec member is not const because it also serves reading. The bytes are never written.
-        pieces.push_back({const_cast<char *>(bytes + skipped), size - skipped});
+    if (skipped == size) {
+        return 0;
     }
+    // The iovec member is not const because it also serves reading. The bytes are never written.
+    piece = {const_cast<char *>(bytes + skipped), size - skipped};
+    return 1;
 }
 
 } // namespace
@@ -29,17 +32,17 @@ bool Send_Queue::push(const Packet_Head &head, Body body) {
     return true;
 }
 
-std::vector<iovec> Send_Queue::front(std::size_t most) const {
-    std::vector<iovec> pieces;
+std::size_t Send_Queue::front(std::span<iovec> pieces) const {
+    std::size_t count = 0;
     std::size_t skip = written_;
     for (const Outgoing &packet : packets_) {
-        if (pieces.size() + 2 > most) {
+        if (count + 2 > pieces.size()) {
             break;
         }
-        add_rest(pieces, packet.head.data(), packet.head.size(), skip);
-        add_rest(pieces, packet.body->data(), packet.body->size(), skip);
+        count += put_rest(pieces[count], packet.head.data(), packet.head.size(), skip);
+        count += put_rest(pieces[count], packet.body->data(), packet.body->size(), skip);
     }
-    return pieces;
+    return count;
 }
 
 void Send_Queue::consume(std::size_t bytes) {

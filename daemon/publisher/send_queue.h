@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <deque>
+#include <span>
 #include <sys/uio.h>
-#include <vector>
 
 #include "daemon/publisher/packets.h"
 
@@ -18,9 +18,9 @@ class Send_Queue {
     // Returns false and leaves the queue unchanged if the packet would exceed the limit.
     bool push(const Packet_Head &head, Body body);
 
-    // Returns the next pieces to write, at most `most`. They stay valid until consume() or clear(), even if
-    // more packets are pushed.
-    std::vector<iovec> front(std::size_t most) const;
+    // Fills in the next pieces to write and returns their number. They stay valid until consume() or clear(), even
+    // if more packets are pushed.
+    std::size_t front(std::span<iovec> pieces) const;
     // Removes `bytes` bytes that were written.
     void consume(std::size_t bytes);
     void clear();

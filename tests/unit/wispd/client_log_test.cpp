@@ -46,6 +46,20 @@ TEST_F(WispdClientLog, WhatWasLeftOutIsToldInTheNextMinute) {
     EXPECT_THAT(lines(), SizeIs(204));
 }
 
+TEST_F(WispdClientLog, ALineThatIsNotLoggedNeedsNotBeBuilt) {
+    const wispd::Log_Charge charge(client_log_, 501);
+    EXPECT_FALSE(wispd::log_admits(wispd::Log_Level::debug)) << "the level permits no such line";
+    for (std::size_t i = 0; i < Client_Log::LINES; ++i) {
+        ASSERT_TRUE(wispd::log_admits(wispd::Log_Level::info));
+        wispd::log_admitted(wispd::Log_Level::info, "asked");
+    }
+    EXPECT_FALSE(wispd::log_admits(wispd::Log_Level::info));
+    EXPECT_THAT(lines(), SizeIs(201));
+    wispd::log_info("asked");
+    EXPECT_THAT(lines(), SizeIs(201));
+    EXPECT_TRUE(wispd::log_admits(wispd::Log_Level::warning)) << "levels are counted apart";
+}
+
 TEST_F(WispdClientLog, FloodOfOneUserHidesNothingOfAnother) {
     for (int i = 0; i < 300; ++i) {
         client_log_.warning(501, "refused");

@@ -97,6 +97,25 @@ TEST(WispdCommand, FaultsAreNamed) {
               "\"loud\" is not a log level; expected debug, info, warning or error");
 }
 
+TEST(WispdCommand, OnlyTheMembersOfTheLineItselfCount) {
+    EXPECT_THAT(error_of(R"([{"do":"stop"}])"), StartsWith("expected one JSON object in a line"));
+    EXPECT_THAT(error_of(R"({"do":"stop"} {"do":"stop"})"), StartsWith("expected one JSON object in a line"));
+    EXPECT_THAT(error_of(R"({"do":"stop")"), StartsWith("expected one JSON object in a line"));
+    EXPECT_THAT(error_of(R"({"do":["stop"]})"), StartsWith("'do' must name the command"));
+    EXPECT_THAT(error_of(R"({"do":{"do":"stop"}})"), StartsWith("'do' occurs twice"));
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":3,"node":4})"), "'node' occurs twice in the line");
+    EXPECT_EQ(error_of(R"({"do":"stop","a":{"b":1,"b":2}})"), "'b' occurs twice in the line");
+    for (const char *value : {"null", "[]", "{}", "[3]", R"({"node":3})", "3.0", "9223372036854775808"}) {
+        EXPECT_THAT(error_of((R"({"do":"node-down","node":)" + std::string(value) + "}").c_str()),
+                    testing::AnyOf("'node' must be an integer, a string, true or false",
+                                   "'node' occurs twice in the line"))
+            << value;
+    }
+    EXPECT_EQ(error_of(R"({"do":"node-down","node":-9223372036854775808})"),
+              "'node' must be an integer from 0 to 2048");
+    EXPECT_EQ(parse_command_line(R"( { "node" : 3 , "do" : "node-down" } )").node, 3);
+}
+
 TEST(WispdCommand, TheLogDescribesACommandByItsVerbAndArguments) {
     using wispd::command_description;
     EXPECT_EQ(command_description(R"({"do":"node-down","node":3})"), "node-down node=3");

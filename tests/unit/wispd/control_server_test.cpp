@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
@@ -6,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -35,14 +37,21 @@ class WispdControlServer : public testing::Test {
                 [this](const wispd::Peer &) { return authorised_; },
                 [this](const wispd::Peer &peer, std::string_view line, const auto &reply) {
                     last_user_ = peer.uid;
-                    const wispd::Control_Answer answer{"got " + std::string(line), line == "stop"};
+                    EXPECT_EQ(turns_begun_, turns_ended_ + 1);
+                    ++lines_;
+                    const std::string filling(line == "big" ? 30000 : 0, 'b');
+                    const wispd::Control_Answer answer{"got " + std::string(line) + filling, line == "stop"};
                     if (line == "later") {
                         later_ = [reply, answer] { reply(answer); };
                     } else {
                         reply(answer);
                     }
                 },
-                [this] { stopped_ = true; }});
+                [this] { stopped_ = true; }, [this] { ++turns_begun_; },
+                [this] {
+                    ++turns_ended_;
+                    on_turn_end_();
+                }});
     }
 
     hb_test::Unique_Fd connect() {
@@ -71,14 +80,16 @@ class WispdControlServer : public testing::Test {
     std::string receive(const hb_test::Unique_Fd &peer, int lines) {
         std::string got;
         const Deadline deadline;
-        while (std::count(got.begin(), got.end(), '\n') < lines && !deadline.over()) {
+        while (lines > 0 && !deadline.over()) {
             context_.poll();
-            char buffer[4096];
+            char buffer[65536];
             const ssize_t count = recv(peer.get(), buffer, sizeof buffer, 0);
             if (count == 0 || (count < 0 && errno != EAGAIN)) {
                 return got + "END";
             }
-            got.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+            const std::string_view piece(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+            lines -= static_cast<int>(std::count(piece.begin(), piece.end(), '\n'));
+            got += piece;
         }
         return got;
     }
@@ -89,6 +100,10 @@ class WispdControlServer : public testing::Test {
     std::unique_ptr<wispd::Control_Server> server_;
     bool authorised_ = true;
     bool stopped_ = false;
+    int lines_ = 0;
+    int turns_begun_ = 0;
+    int turns_ended_ = 0;
+    std::function<void()> on_turn_end_ = [] {};
     uid_t last_user_ = static_cast<uid_t>(-1);
     std::function<void()> later_;
 };
@@ -180,6 +195,102 @@ TEST_F(WispdControlServer, OneThatDoesNotReadHoldsUpNobody) {
     const auto peer = connect();
     send(peer, "one\n");
     EXPECT_EQ(receive(peer, 1), "got one\n");
+}
+
+TEST_F(WispdControlServer, AnswersManyLinesOfOneWriteInOrder) {
+    std::string lines;
+    std::string answers;
+    for (int i = 0; i < 3000; ++i) {
+        lines += "line" + std::to_string(i) + "\n";
+        answers += "got line" + std::to_string(i) + "\n";
+    }
+    const auto peer = connect();
+    send(peer, lines);
+    EXPECT_EQ(receive(peer, 3000), answers);
+    EXPECT_LT(turns_ended_, 3000) << "lines that arrive together share a turn";
+    EXPECT_EQ(turns_begun_, turns_ended_);
+}
+
+TEST_F(WispdControlServer, WritesAnswersOnlyAfterTheEndOfTheTurn) {
+    const auto peer = connect();
+    int early = 0;
+    on_turn_end_ = [&] {
+        char byte = 0;
+        early += recv(peer.get(), &byte, 1, MSG_PEEK) > 0 ? 1 : 0;
+    };
+    send(peer, "one\ntwo\n");
+    EXPECT_EQ(receive(peer, 2), "got one\ngot two\n");
+    EXPECT_GT(turns_ended_, 0);
+    EXPECT_EQ(early, 0);
+}
+
+TEST_F(WispdControlServer, ALaterAnswerHoldsUpTheLinesBehindItAlone) {
+    const auto peer = connect();
+    send(peer, "one\nlater\ntwo\nthree\n");
+    EXPECT_EQ(receive(peer, 1), "got one\n");
+    context_.poll();
+    EXPECT_EQ(lines_, 2);
+    ASSERT_NE(later_, nullptr);
+    later_();
+    EXPECT_EQ(receive(peer, 3), "got later\ngot two\ngot three\n");
+}
+
+TEST_F(WispdControlServer, ALaterAnswerFollowsAnswersThatAreStillBeingWritten) {
+    const auto peer = connect();
+    std::string lines;
+    std::string answers;
+    for (int i = 0; i < 30; ++i) {
+        lines += "big\n";
+        answers += "got big" + std::string(30000, 'b') + "\n";
+    }
+    send(peer, lines + "later\ntwo\n");
+    std::string got = receive(peer, 29);
+    ASSERT_TRUE(hb_test::wait_until([this] {
+        context_.poll();
+        return later_ != nullptr;
+    }));
+    later_();
+    got += receive(peer, 33 - static_cast<int>(std::count(got.begin(), got.end(), '\n')) - 1);
+    EXPECT_TRUE(got == answers + "got later\ngot two\n");
+}
+
+TEST_F(WispdControlServer, OneThatReadsNoAnswersHasNoMoreLinesExecuted) {
+    const auto peer = connect();
+    const auto other = connect();
+    std::string lines;
+    std::string answers;
+    for (int i = 0; i < 60; ++i) {
+        lines += "big\n";
+        answers += "got big" + std::string(30000, 'b') + "\n";
+    }
+    send(peer, lines);
+    send(other, "one\n");
+    EXPECT_EQ(receive(other, 1), "got one\n");
+    for (int i = 0; i < 1000; ++i) {
+        context_.poll();
+    }
+    EXPECT_LT(lines_, 30) << "the answers do not collect in memory";
+    EXPECT_TRUE(receive(peer, 60) == answers);
+}
+
+TEST_F(WispdControlServer, LinesAfterAStopAreNotExecuted) {
+    const auto peer = connect();
+    send(peer, "one\nstop\ntwo\n");
+    EXPECT_EQ(receive(peer, 2), "got one\ngot stop\n");
+    context_.poll();
+    EXPECT_TRUE(stopped_);
+    EXPECT_EQ(lines_, 2);
+}
+
+TEST_F(WispdControlServer, TheLongestLineIsExecutedAndALongerOneIsNot) {
+    const auto peer = connect();
+    const std::string longest(65535, 'x');
+    send(peer, "one\n" + longest + "\n" + "x" + longest + "\ntwo\n");
+    EXPECT_EQ(receive(peer, 4), "got one\ngot " + longest +
+                                    "\n"
+                                    R"({"error":"the line is longer than 65536 bytes","ok":false})"
+                                    "\nEND");
+    EXPECT_EQ(lines_, 2);
 }
 
 } // namespace

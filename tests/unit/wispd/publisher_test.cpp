@@ -178,6 +178,7 @@ class WispdPublisher : public testing::Test {
             multicasts_.push_back(multicast);
             return wispd::Delivery{{3}, {}, {5}, {{7, "it is full"}}};
         };
+        handlers.need_routes = [this] { on_need_of_routes_(); };
         publisher_.emplace(context_, file_.release(), cluster_, routes_, wispd::Publisher_Limits{QUEUE, {}},
                            client_log_, std::move(handlers));
     }
@@ -193,6 +194,7 @@ class WispdPublisher : public testing::Test {
     wispd::Node_Control control_{cluster_, {}};
     wispd::Routes routes_ = compute_routes(cluster_);
     bool trusted_ = true;
+    std::function<void()> on_need_of_routes_ = [] {};
     std::vector<wispd::Multicast> multicasts_;
     wispd::Socket_File file_;
     wispd::Client_Log client_log_;
@@ -755,6 +757,99 @@ TEST_F(WispdPublisher, StatusTellsWhoIsThere) {
     ASSERT_EQ(clients[0].subscriptions.size(), 1u);
     EXPECT_EQ(clients[0].subscriptions[0].type, 5);
     EXPECT_EQ(clients[0].subscriptions[0].events, 3);
+}
+
+// ---- Turns ----
+
+TEST_F(WispdPublisher, EventsOfATurnArriveAtItsEndEachOnceAndInOrder) {
+    Peer peer = connect();
+    Peer other = connect();
+    for (Peer *each : {&peer, &other}) {
+        each->send(subscription(3, 3, "all"));
+        EXPECT_TRUE(each->until_answer().empty());
+    }
+    {
+        const wispd::Turn::Part turn(publisher_->turn());
+        for (int i = 0; i < 100; ++i) {
+            const wispd::Turn::Part part(publisher_->turn());
+            tell(i % 2 == 0 ? cluster_.adapter_down(4) : cluster_.adapter_up(4));
+        }
+        context_.poll();
+        EXPECT_EQ(publisher_->clients().at(0).queued_bytes, 100u * 124u);
+    }
+    EXPECT_EQ(publisher_->clients().at(0).queued_bytes, 0u)
+        << "a turn ends without another one of the event loop";
+    for (Peer *each : {&peer, &other}) {
+        const std::vector<Record> events = each->until_answer();
+        ASSERT_EQ(events.size(), 100u);
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(sequence_of(events[static_cast<std::size_t>(i)]), i + 1);
+            EXPECT_EQ(kind_of(events[static_cast<std::size_t>(i)]), i % 2 == 0 ? 2 : 3);
+        }
+    }
+}
+
+TEST_F(WispdPublisher, RoutesAreBroughtUpToDateBeforeTheEventsOfATurn) {
+    Peer peer = connect();
+    peer.send(subscription(3, 3, "all"));
+    EXPECT_TRUE(peer.until_answer().empty());
+    std::vector<std::size_t> queued;
+    on_need_of_routes_ = [&] { queued.push_back(publisher_->clients().at(0).queued_bytes); };
+    {
+        const wispd::Turn::Part turn(publisher_->turn());
+        tell(cluster_.adapter_down(4));
+        tell(cluster_.adapter_up(4));
+        EXPECT_THAT(queued, testing::IsEmpty()) << "once for all changes of the turn";
+    }
+    EXPECT_THAT(queued, ElementsAre(2u * 124u));
+}
+
+TEST_F(WispdPublisher, ATurnHoldsBackNoMoreThanAFewEvents) {
+    Peer peer = connect();
+    peer.send(subscription(3, 3, "all"));
+    EXPECT_TRUE(peer.until_answer().empty());
+    std::size_t most = 0;
+    {
+        const wispd::Turn::Part turn(publisher_->turn());
+        for (int i = 0; i < 1000; ++i) {
+            tell(i % 2 == 0 ? cluster_.adapter_down(4) : cluster_.adapter_up(4));
+            most = std::max(most, publisher_->clients().at(0).queued_bytes);
+        }
+    }
+    EXPECT_LT(most, 70000u) << "what the socket accepts is not held against the client";
+    EXPECT_EQ(peer.until_answer().size(), 1000u);
+}
+
+TEST_F(WispdPublisher, AClientThatReadsNothingKeepsNoEventFromOthersOfTheTurn) {
+    Peer silent = connect();
+    Peer peer = connect();
+    for (Peer *each : {&silent, &peer}) {
+        each->send(subscription(3, 3, "all"));
+        EXPECT_TRUE(each->until_answer().empty());
+    }
+    std::size_t events = 0;
+    for (int round = 0; round < 1000 && publisher_->clients().at(0).queued_bytes < 100000; ++round) {
+        const wispd::Turn::Part turn(publisher_->turn());
+        tell(cluster_.adapter_down(4));
+        tell(cluster_.adapter_up(4));
+        events += 2;
+    }
+    // A round at a time: a socket's buffer is smaller than its sum of events.
+    std::vector<Record> got = peer.until_answer();
+    EXPECT_EQ(got.size(), events);
+    EXPECT_EQ(sequence_of(got.back()), static_cast<int>(events));
+    got = silent.until_answer();
+    EXPECT_EQ(got.size(), events) << "a part of them waited in wispd";
+}
+
+TEST_F(WispdPublisher, AClientThatIsDisconnectedReceivesWhatTheTurnSentBefore) {
+    Peer peer = connect();
+    std::vector<char> requests = request(201, {});
+    const std::vector<char> invalid = little(3);
+    requests.insert(requests.end(), invalid.begin(), invalid.end());
+    peer.send(requests);
+    EXPECT_EQ(kind_of(peer.next()), 0) << "the answer";
+    EXPECT_TRUE(peer.next().empty()) << "the end of the stream";
 }
 
 } // namespace
