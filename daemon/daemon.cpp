@@ -44,6 +44,7 @@
 #include "host/socket_file.h"
 #include "host/start_failure.h"
 #include "host/text.h"
+#include "host/unused_memory.h"
 
 namespace wispd {
 
@@ -81,6 +82,8 @@ class Daemon::Impl {
     explicit Impl(Start start);
 
     void run() {
+        start_.file.cluster = {}; // cluster_ is in use from now on
+        return_unused_memory();
         service_.ready();
         context_.run();
     }
@@ -348,6 +351,7 @@ void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &
                  [this, finished](const std::optional<Failure> &failure) {
                      finished(failure);
                      service_.reload_ended();
+                     asio::post(context_, return_unused_memory); // after the file's content is freed
                  });
     service_.reload_began();
 }
