@@ -25,6 +25,7 @@ constexpr const char *RELOADING = "config.reload_in_progress";
 constexpr const char *RELOAD_STATUS = "config.reload_status";
 constexpr uint32_t RELOAD_DONE_WELL = 1;
 constexpr std::chrono::seconds FIRST_MEMBERS_LATEST(2);
+constexpr std::chrono::seconds ALL_STATISTICS_EVERY(1);
 
 void require(cs_error_t result, const char *what) {
     if (result != CS_OK) {
@@ -135,7 +136,8 @@ class Engine_Connection final : public Engine {
     Engine_Links links(const Engine_Configuration &of) override;
 
   private:
-    void await_members(int quorum);
+    void await_members();
+    std::optional<Engine_Link> link_of(uint32_t id, int link);
     uint32_t joins_of(uint32_t id);
     void count_all_joins();
     void apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
@@ -147,7 +149,10 @@ class Engine_Connection final : public Engine {
     Quorum quorum_;
     Control control_;
     std::vector<int> descriptors_;
+    int members_descriptor_ = -1;
     std::set<uint32_t> members_;
+    Engine_Links links_; // as last read
+    std::chrono::steady_clock::time_point all_statistics_at_{};
     std::map<uint32_t, uint32_t> joins_; // join counts of current and former members
     std::set<uint32_t> not_counted_;     // nodes with an estimated join count
     Engine_News news_;
@@ -183,21 +188,20 @@ Engine_Connection::Engine_Connection() {
     }
 
     int map = -1;
-    int quorum = -1;
     require(cmap_fd_get(map_.get(), &map), "waiting for the configuration map");
-    require(quorum_fd_get(quorum_.get(), &quorum), "waiting for the members");
-    descriptors_ = {map, quorum};
-    await_members(quorum);
+    require(quorum_fd_get(quorum_.get(), &members_descriptor_), "waiting for the members");
+    descriptors_ = {map, members_descriptor_};
+    await_members();
     count_all_joins();
 }
 
 // Waits for the first members. Corosync reports them unasked, and this node is always among them.
-void Engine_Connection::await_members(int quorum) {
+void Engine_Connection::await_members() {
     const auto until = std::chrono::steady_clock::now() + FIRST_MEMBERS_LATEST;
     while (members_.empty()) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
-        pollfd waiting{quorum, POLLIN, 0};
+        pollfd waiting{members_descriptor_, POLLIN, 0};
         if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0) {
             throw Engine_Gone("Corosync does not report its members");
         }
@@ -317,20 +321,38 @@ void Engine_Connection::count_all_joins() {
     not_counted_.clear();
 }
 
-// Reads each key by name: a walk through all statistics of a link is ten times slower.
+// Each value is a question to Corosync, which is most of what an idle wispd costs.
 Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now >= all_statistics_at_) {
+        links_.clear(); // a link that was removed and added again counts from 0 again
+        all_statistics_at_ = now + ALL_STATISTICS_EVERY;
+    }
     Engine_Links read;
     for (const Engine_Node &node : of.nodes) {
         for (const auto &[link, address] : node.addresses) {
-            const std::string prefix = text("stats.knet.node", node.id, ".link", link);
-            const auto connected = value_of(statistics_, prefix + ".connected");
-            if (connected) {
-                const auto times_down = value_of(statistics_, prefix + ".down_count");
-                read[{node.id, link}] = {*connected != 0, static_cast<uint32_t>(times_down.value_or(0))};
+            if (const auto state = node.id == of.local_id ? std::nullopt : link_of(node.id, link)) {
+                read[{node.id, link}] = *state;
             }
         }
     }
+    links_ = read;
     return read;
+}
+
+// Reads each key by name: a walk through all statistics of a link is ten times slower. While a connected link has not
+// counted another failure, it is still connected.
+std::optional<Engine_Link> Engine_Connection::link_of(uint32_t id, int link) {
+    const std::string prefix = text("stats.knet.node", id, ".link", link);
+    const auto times_down = value_of(statistics_, prefix + ".down_count");
+    const auto before = links_.find({id, link});
+    if (before != links_.end() && before->second.connected && before->second.times_down == times_down) {
+        return before->second;
+    }
+    const auto connected = value_of(statistics_, prefix + ".connected");
+    return connected
+               ? std::optional<Engine_Link>({*connected != 0, static_cast<uint32_t>(times_down.value_or(0))})
+               : std::nullopt;
 }
 
 } // namespace
