@@ -28,6 +28,13 @@ std::size_t before_lines(const Hb_Incarnation *list) {
     return (-reinterpret_cast<uintptr_t>(list) % LINES) / sizeof *list;
 }
 
+// The first lines of a page are written without reading them: a page of fresh memory that is read first causes
+// two page faults instead of one.
+bool begins_page(const Hb_Incarnation *lines) {
+    constexpr uintptr_t PAGE = 4096;
+    return reinterpret_cast<uintptr_t>(lines) % PAGE == 0;
+}
+
 #ifdef __SSE2__
 
 constexpr bool READS_FIRST = true;
@@ -65,7 +72,7 @@ void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count) {
         list += head;
         rest -= head;
         for (; rest >= LINES_ENTRIES; list += LINES_ENTRIES, rest -= LINES_ENTRIES) {
-            if (!are_clear(list)) {
+            if (begins_page(list) || !are_clear(list)) {
                 write_clear(list, LINES_ENTRIES);
             }
         }
