@@ -20,7 +20,11 @@ class Hb_Adapter_Run {
         const uint32_t predicted = is_consecutive_ ? adapter - first_ : last_ + step_;
         if (predicted < size_ && list_[predicted].Hb_adapter_num == adapter) {
             move_to(predicted);
+            wrong_ = 0;
             return list_ + predicted;
+        }
+        if (++wrong_ == PATIENCE) {
+            size_ = 0;
         }
         auto *entry = static_cast<Hb_Adapter_Entry *>(Hash_search(adapter, index_));
         if (entry != nullptr && size_ > 0) {
@@ -43,6 +47,9 @@ class Hb_Adapter_Run {
         last_ = place;
     }
 
+    // A wrong prediction costs a cache miss. After this many in a row there is no pattern.
+    static constexpr int PATIENCE = 16;
+
     const H_table_str *index_;
     Hb_Adapter_Entry *list_;
     uint32_t size_; // 0: no prediction is permitted
@@ -50,4 +57,5 @@ class Hb_Adapter_Run {
     uint32_t first_;    // the number of the first adapter
     uint32_t last_ = 0; // the place of the adapter that was found last
     uint32_t step_ = 0; // from the place before that one; it may wrap
+    int wrong_ = 0;     // wrong predictions in a row
 };
