@@ -130,12 +130,8 @@ template <typename Key> inline void *search(const Key &key, const H_table_str *t
     return at.found != nullptr ? at.found->pointer : nullptr;
 }
 
-template <typename Key> void *remove(const Key &key, H_table_str *table) {
-    if (table == nullptr) {
-        return nullptr;
-    }
-    H_table_str &t = *table;
-    const Location at = locate(key, t);
+template <typename Key> void *remove(const Key &key, H_table_str &t, int bucket) {
+    const Location at = locate(key, t, bucket);
     Hobj *node = at.found;
     if (node == nullptr) {
         return nullptr;
@@ -148,6 +144,10 @@ template <typename Key> void *remove(const Key &key, H_table_str *table) {
     ccst_free(node);
     --t.entries;
     return object;
+}
+
+template <typename Key> void *remove(const Key &key, H_table_str *t) {
+    return t != nullptr ? remove(key, *t, bucket_of(key, *t)) : nullptr;
 }
 
 template <typename Key> int find(const Key &key, const H_table_str *t, Hobj **where) {
@@ -190,6 +190,39 @@ inline void fetch_second(const H_table_str &t, int bucket) {
     if (first != nullptr && first->next != nullptr) {
         fetch_node(first->next);
     }
+}
+
+// Calls visit(key, bucket) for each address in an array of objects. Each
+// address's bucket is fetched ahead, some addresses later the chain's first node, then the second. Stops when a
+// visit returns false, and returns false then.
+template <typename Visit>
+bool for_each_address(const H_table_str &t, const void *objects, int count, unsigned object_size,
+                      unsigned key_offset, Visit visit) {
+    const auto key_at = [=](int i) {
+        const std::size_t at = std::size_t{object_size} * static_cast<unsigned>(i) + key_offset;
+        Address_Key key;
+        std::memcpy(&key.key, static_cast<const char *>(objects) + at, sizeof key.key);
+        return key;
+    };
+    int buckets[4 * FETCH_STEP];
+    const auto bucket_at = [&](int i) -> int & { return buckets[static_cast<unsigned>(i) % (4 * FETCH_STEP)]; };
+    for (int i = -3 * FETCH_STEP; i < count; ++i) {
+        if (i + 3 * FETCH_STEP < count) {
+            const int bucket = bucket_of(key_at(i + 3 * FETCH_STEP), t);
+            bucket_at(i + 3 * FETCH_STEP) = bucket;
+            fetch(&t.table[bucket]);
+        }
+        if (i + 2 * FETCH_STEP >= 0 && i + 2 * FETCH_STEP < count) {
+            fetch_first(t, bucket_at(i + 2 * FETCH_STEP));
+        }
+        if (i + FETCH_STEP >= 0 && i + FETCH_STEP < count) {
+            fetch_second(t, bucket_at(i + FETCH_STEP));
+        }
+        if (i >= 0 && !visit(key_at(i), bucket_at(i))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 // Returns the first bucket at or after `bucket` that is not empty, or `size` if there is none.
@@ -345,43 +378,31 @@ bool Hash_insert_array_IPv6(H_table_str *table, void *objects, int count, unsign
         return false;
     }
     H_table_str &t = *table;
-    const auto object_at = [=](int i) {
-        return static_cast<char *>(objects) + std::size_t{object_size} * static_cast<unsigned>(i);
-    };
-    const auto key_at = [=](int i) {
-        Address_Key key;
-        std::memcpy(&key.key, object_at(i) + key_offset, sizeof key.key);
-        return key;
-    };
-    // Each object's bucket is fetched first, some objects later the chain's first node, then the second.
-    int buckets[4 * FETCH_STEP];
-    const auto bucket_at = [&](int i) -> int & { return buckets[static_cast<unsigned>(i) % (4 * FETCH_STEP)]; };
-    for (int i = -3 * FETCH_STEP; i < count; ++i) {
-        if (i + 3 * FETCH_STEP < count) {
-            const int bucket = bucket_of(key_at(i + 3 * FETCH_STEP), t);
-            bucket_at(i + 3 * FETCH_STEP) = bucket;
-            fetch(&t.table[bucket]);
-        }
-        if (i + 2 * FETCH_STEP >= 0 && i + 2 * FETCH_STEP < count) {
-            fetch_first(t, bucket_at(i + 2 * FETCH_STEP));
-        }
-        if (i + FETCH_STEP >= 0 && i + FETCH_STEP < count) {
-            fetch_second(t, bucket_at(i + FETCH_STEP));
-        }
-        if (i < 0) {
-            continue;
-        }
-        const Address_Key key = key_at(i);
-        const Location at = locate(key, t, bucket_at(i));
-        if (at.found == nullptr) {
-            if (!append(key, t, at, object_at(i), "Hash_insert_IPv6")) {
-                return false;
-            }
-        } else if (on_duplicate != nullptr) {
-            on_duplicate(object_at(i));
-        }
+    char *object = static_cast<char *>(objects);
+    return for_each_address(t, objects, count, object_size, key_offset,
+                            [&](const Address_Key &key, int bucket) {
+                                const Location at = locate(key, t, bucket);
+                                if (at.found == nullptr && !append(key, t, at, object, "Hash_insert_IPv6")) {
+                                    return false;
+                                }
+                                if (at.found != nullptr && on_duplicate != nullptr) {
+                                    on_duplicate(object);
+                                }
+                                object += object_size;
+                                return true;
+                            });
+}
+
+void Hash_delete_array_IPv6(H_table_str *table, const void *objects, int count, unsigned object_size,
+                            unsigned key_offset) {
+    if (table == nullptr) {
+        return;
     }
-    return true;
+    H_table_str &t = *table;
+    for_each_address(t, objects, count, object_size, key_offset, [&t](const Address_Key &key, int bucket) {
+        remove(key, t, bucket);
+        return true;
+    });
 }
 
 int FindHashLoc(unsigned long key, const H_table_str *t, Hobj **where) {

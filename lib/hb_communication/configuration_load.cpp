@@ -123,6 +123,10 @@ bool build(Lists &lists, const Hb_Snapshot_View &snapshot) {
 }
 
 void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_Internal &table) {
+    if (table.Hb_global_adapter_list != nullptr) {
+        Hash_delete_array_IPv6(table.ip_hash, table.Hb_global_adapter_list, table.Hb_num_adapters,
+                               sizeof(Hb_Adapter_Entry), offsetof(Hb_Adapter_Entry, Hb_ip_address));
+    }
     H_table_str *sites = std::exchange(table.site_hash, nullptr); // a snapshot has no sites
     hb_release_table_lists(table);
     table.site_hash = sites;

@@ -583,6 +583,44 @@ TEST(Hash_Insert_Array, StoresWhatInsertingNewAddressesOneByOneStores) {
     }
 }
 
+TEST(Hash_Delete_Array, DeletesWhatDeletingOneByOneDeletes) {
+    std::mt19937 random(18);
+    const auto some = [&random] {
+        std::vector<Owner> owners(random() % 300);
+        for (Owner &owner : owners) {
+            const auto word = [&random](unsigned choices) { return static_cast<uint32_t>(random() % choices); };
+            owner.address = address(word(3), word(3), word(5), word(40));
+        }
+        return owners;
+    };
+    for (int round = 0; round < 200; ++round) {
+        std::vector<Owner> owners = some();
+        std::vector<Owner> deleted = round % 2 == 0 ? owners : some();
+        const Table plain = table();
+        const Table t = table();
+        insert_array(plain, owners);
+        insert_array(t, owners);
+        for (const Owner &owner : deleted) {
+            Hash_delete_IPv6(&owner.address, plain.get());
+        }
+        const int others = memchunks - Hash_entries(t.get());
+        Hash_delete_array_IPv6(t.get(), deleted.data(), static_cast<int>(deleted.size()), sizeof(Owner),
+                               offsetof(Owner, address));
+        ASSERT_EQ(chains(t), chains(plain)) << round;
+        ASSERT_EQ(Hash_entries(t.get()), Hash_entries(plain.get()));
+        ASSERT_EQ(memchunks - Hash_entries(t.get()), others) << "each deleted node is freed";
+        ASSERT_TRUE(insert_array(t, owners)) << "the table stays usable";
+    }
+}
+
+TEST(Hash_Delete_Array, NeedsNoTableAndNoObjects) {
+    const Table t = table();
+    const Owner owner = {'a', address(1, 2, 3, 4)};
+    Hash_delete_array_IPv6(nullptr, &owner, 1, sizeof(Owner), offsetof(Owner, address));
+    Hash_delete_array_IPv6(t.get(), nullptr, 0, sizeof(Owner), offsetof(Owner, address));
+    EXPECT_EQ(Hash_entries(t.get()), 0);
+}
+
 TEST(Hash_Insert_Array, AddsToWhatTheTableHolds) {
     std::vector<Owner> earlier = {{'a', address(1, 2, 3, 4)}, {'b', address(4, 3, 2, 1)}};
     std::vector<Owner> more = {{'c', address(1, 2, 4, 3)}, {'d', address(4, 3, 2, 1)}};
