@@ -34,8 +34,13 @@ class Search {
         : cluster_(cluster), kind_(kind), reached_(cluster.nodes().size()),
           searched_(static_cast<std::size_t>(cluster.adapters_per_node())) {
         reached_[static_cast<std::size_t>(cluster.local_node())].links = 0;
+        for (int node = 0; node < cluster.max_nodes(); ++node) {
+            if (node != cluster.local_node() && has_adapters_up(node)) {
+                unreached_.push_back(node);
+            }
+        }
         std::deque<int> waiting{cluster.local_node()};
-        while (!waiting.empty()) {
+        while (!waiting.empty() && !unreached_.empty()) {
             const int node = waiting.front();
             waiting.pop_front();
             if (reached_[static_cast<std::size_t>(node)].links < links_most(cluster)) {
@@ -44,14 +49,14 @@ class Search {
         }
     }
 
-    std::optional<Node_Route> route_to(int node) const {
+    // Sets the route. Returns false, and changes nothing, when there is none.
+    bool route_to(int node, Node_Route &route) const {
         const int links = reached_[static_cast<std::size_t>(node)].links;
         if (links < 0) {
-            return std::nullopt;
+            return false;
         }
-        Node_Route route;
         if (links == 0) {
-            return own_adapter();
+            return own_adapter(route);
         }
         route.length = static_cast<uint16_t>(2 * links);
         for (int link = links; link > 0; --link) {
@@ -60,7 +65,7 @@ class Search {
             put(route, 2 * link - 1, node, last.network);
             node = last.from;
         }
-        return route;
+        return true;
     }
 
   private:
@@ -85,26 +90,26 @@ class Search {
             }
             searched_[static_cast<std::size_t>(network)] = true;
             const int links = reached_[static_cast<std::size_t>(node)].links + 1;
-            for (int other = 0; other < cluster_.max_nodes(); ++other) {
-                Reached &there = reached_[static_cast<std::size_t>(other)];
-                if (there.links < 0 && has_adapters_up(other) && is_usable(other, network)) {
-                    there = {node, network, links};
+            std::erase_if(unreached_, [&](int other) {
+                const bool is_reached = is_usable(other, network);
+                if (is_reached) {
+                    reached_[static_cast<std::size_t>(other)] = {node, network, links};
                     waiting.push_back(other);
                 }
-            }
+                return is_reached;
+            });
         }
     }
 
-    std::optional<Node_Route> own_adapter() const {
+    bool own_adapter(Node_Route &route) const {
         for (int network = 0; network < cluster_.adapters_per_node(); ++network) {
             if (is_usable(cluster_.local_node(), network)) {
-                Node_Route route;
                 route.length = 1;
                 put(route, 0, cluster_.local_node(), network);
-                return route;
+                return true;
             }
         }
-        return std::nullopt;
+        return false;
     }
 
     void put(Node_Route &route, int hop, int node, int network) const {
@@ -116,6 +121,7 @@ class Search {
     const Cluster &cluster_;
     Kind kind_;
     std::vector<Reached> reached_;
+    std::vector<int> unreached_; // nodes with adapters up, in ascending order
     std::vector<bool> searched_;
 };
 
@@ -130,16 +136,14 @@ Routes compute_routes(const Cluster &cluster) {
     std::optional<Search> over_any;
     Routes routes(cluster.nodes().size());
     for (int node = 0; node < cluster.max_nodes(); ++node) {
-        std::optional<Node_Route> route = over_ip.route_to(node);
-        if (!route && cluster.nodes()[static_cast<std::size_t>(node)].up_adapters > 0) {
-            if (!over_any) {
-                over_any.emplace(cluster, Kind::any);
-            }
-            route = over_any->route_to(node);
+        Node_Route &route = routes[static_cast<std::size_t>(node)];
+        if (over_ip.route_to(node, route) || cluster.nodes()[static_cast<std::size_t>(node)].up_adapters == 0) {
+            continue;
         }
-        if (route) {
-            routes[static_cast<std::size_t>(node)] = *route;
+        if (!over_any) {
+            over_any.emplace(cluster, Kind::any);
         }
+        over_any->route_to(node, route);
     }
     return routes;
 }

@@ -161,15 +161,16 @@ void Shared_Segments::write_routes(Hb_Sequence_Number sequence, const Routes &ro
     auto *records = static_cast<Hb_route_sequence *>(segments_[ROUTE_SEGMENT].address);
     // Later records have never been written and are therefore invalid.
     routes_used_ = std::min<std::size_t>(std::max(routes_used_, routes.size()), HB_NODE_SLOTS);
+    const Node_Route no_route;
     for (std::size_t node = 0; node < routes_used_; ++node) {
         Hb_route_sequence &record = records[node];
-        const Node_Route route = node < routes.size() ? routes[node] : Node_Route{};
+        const Node_Route &route = node < routes.size() ? routes[node] : no_route;
         put_word(record.sequence_number, Hb_Sequence_Number{0});
-        std::atomic_thread_fence(std::memory_order_seq_cst);
+        std::atomic_thread_fence(std::memory_order_release);
         record.length = route.length;
         record.nonip = route.is_ip ? 0 : 1;
         record.ip_option = route.hops;
-        std::atomic_thread_fence(std::memory_order_seq_cst);
+        std::atomic_thread_fence(std::memory_order_release);
         // The record of a node without a route stays invalid.
         put_word(record.sequence_number, route.length > 0 ? sequence : 0);
     }

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <random>
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
 #include "cluster/routes.h"
+#include "host/text.h"
 #include "tests/unit/wispd/bytes_by_hand.h"
 
 namespace {
@@ -132,6 +137,103 @@ TEST(WispdRoutes, LongerWayOverIpGoesBeforeAShorterOneThatIsNot) {
     EXPECT_TRUE(compute_routes(cluster)[3].is_ip);
     cluster.node_down(2);
     EXPECT_FALSE(compute_routes(cluster)[3].is_ip);
+}
+
+// ---- Random clusters, compared with a plain search ----
+
+constexpr int NODES = 12;
+constexpr int NETWORKS = 8;
+
+// Each node that a level reached tries each network and each node in turn, whether or not that can succeed.
+Routes plain_routes(const Cluster &cluster, bool only_ip) {
+    const auto usable = [&](int node, int network) {
+        const wispd::Adapter &it = cluster.adapters()[static_cast<std::size_t>(node * NETWORKS + network)];
+        return it.up && (!only_ip || wispd::is_address(it.address));
+    };
+    const auto address = [&](int node, int network) {
+        return cluster.adapters()[static_cast<std::size_t>(node * NETWORKS + network)].address;
+    };
+    Routes routes(NODES);
+    for (int network = NETWORKS - 1; network >= 0; --network) {
+        if (usable(0, network)) {
+            routes[0].length = 1;
+            routes[0].hops.sr_address[0] = address(0, network);
+            routes[0].is_ip = wispd::is_address(address(0, network));
+        }
+    }
+    std::vector<int> level{0};
+    for (int links = 1; links <= 5; ++links) {
+        std::vector<int> next;
+        for (const int from : level) {
+            for (int network = 0; network < NETWORKS; ++network) {
+                for (int to = 1; to < NODES; ++to) {
+                    Node_Route &route = routes[static_cast<std::size_t>(to)];
+                    if (route.length > 0 || !usable(from, network) || !usable(to, network)) {
+                        continue;
+                    }
+                    if (from != 0) {
+                        route = routes[static_cast<std::size_t>(from)];
+                    }
+                    for (const int end : {from, to}) {
+                        route.hops.sr_address[route.length] = address(end, network);
+                        route.is_ip = route.is_ip && wispd::is_address(address(end, network));
+                        ++route.length;
+                    }
+                    next.push_back(to);
+                }
+            }
+        }
+        level = next;
+    }
+    return routes;
+}
+
+Configuration random_cluster(std::mt19937 &random) {
+    const auto one_in = [&](unsigned times) { return random() % times == 0; };
+    Configuration configuration;
+    configuration.name = "random";
+    configuration.max_nodes = NODES;
+    configuration.adapters_per_node = NETWORKS;
+    for (int network = 0; network < NETWORKS; ++network) {
+        configuration.networks.push_back(
+            {static_cast<Hb_Network_Number>(network), "net" + std::to_string(network), "ether"});
+    }
+    const auto sparseness = static_cast<unsigned>(2 + random() % 5);
+    for (int node = 0; node < NODES; ++node) {
+        wispd::Configured_Node made{static_cast<Hb_Node_Number>(node), "n" + std::to_string(node), {}};
+        for (int network = 0; network < NETWORKS; ++network) {
+            if (one_in(sparseness)) {
+                made.adapters.push_back(
+                    one_in(3) ? without_ip(network)
+                              : adapter(network, wispd::text("10.", network, ".0.", node + 1).c_str()));
+                made.adapters.back().up = !one_in(4);
+            }
+        }
+        if (!made.adapters.empty() || node == 0) {
+            configuration.nodes.push_back(made);
+        }
+    }
+    return configuration;
+}
+
+TEST(WispdRoutes, AreThoseOfAPlainSearchInRandomClusters) {
+    std::mt19937 random(1);
+    int longest = 0;
+    int not_ip = 0;
+    for (int round = 0; round < 2000; ++round) {
+        const Cluster cluster(random_cluster(random));
+        const Routes ip = plain_routes(cluster, true);
+        const Routes any = plain_routes(cluster, false);
+        const Routes computed = compute_routes(cluster);
+        for (std::size_t node = 0; node < NODES; ++node) {
+            const Node_Route &expected = ip[node].length > 0 ? ip[node] : any[node];
+            ASSERT_TRUE(computed[node] == expected) << "round " << round << " node " << node;
+            longest = std::max<int>(longest, expected.length);
+            not_ip += expected.is_ip ? 0 : 1;
+        }
+    }
+    EXPECT_GE(longest, 8) << "the clusters have chains of networks";
+    EXPECT_GT(not_ip, 100);
 }
 
 } // namespace
