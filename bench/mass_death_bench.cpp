@@ -33,15 +33,16 @@ constexpr int NETWORKS = 2;
 constexpr int CLIENTS = 100;
 constexpr std::size_t QUEUE_BYTES = 1 << 24;
 
-wispd::Configuration two_networks() {
+// Nodes are numbered from 0; node 0 is the local one.
+wispd::Configuration two_networks(int nodes) {
     wispd::Configuration configuration;
-    configuration.max_nodes = SAMPLE_NODES;
+    configuration.max_nodes = nodes;
     configuration.adapters_per_node = NETWORKS;
     configuration.is_from_engine = true;
     for (Hb_Network_Number network = 0; network < NETWORKS; ++network) {
         configuration.networks.push_back({network, "link" + std::to_string(network), "ether"});
     }
-    for (int number = 0; number < SAMPLE_NODES; ++number) {
+    for (int number = 0; number < nodes; ++number) {
         wispd::Configured_Node node;
         node.number = static_cast<Hb_Node_Number>(number);
         node.name = "node" + std::to_string(number);
@@ -56,9 +57,9 @@ wispd::Configuration two_networks() {
     return configuration;
 }
 
-wispd::Liveness all_up() {
+wispd::Liveness all_up(int nodes) {
     wispd::Liveness liveness;
-    for (int node = 0; node < SAMPLE_NODES; ++node) {
+    for (int node = 0; node < nodes; ++node) {
         liveness.nodes.insert(node);
         for (int network = 0; network < NETWORKS; ++network) {
             liveness.adapters.insert(node * NETWORKS + network);
@@ -68,14 +69,14 @@ wispd::Liveness all_up() {
 }
 
 wispd::Liveness without_network(int network) {
-    wispd::Liveness liveness = all_up();
+    wispd::Liveness liveness = all_up(SAMPLE_NODES);
     std::erase_if(liveness.adapters, [network](int64_t adapter) { return adapter % NETWORKS == network; });
     return liveness;
 }
 
-// The local node 0 stays up.
+// Without nodes 1 to `count`.
 wispd::Liveness without_nodes(int count) {
-    wispd::Liveness liveness = all_up();
+    wispd::Liveness liveness = all_up(SAMPLE_NODES);
     std::erase_if(liveness.nodes, [count](int node) { return node >= 1 && node <= count; });
     std::erase_if(liveness.adapters, [count](int64_t adapter) {
         return adapter >= NETWORKS && adapter < (int64_t{count} + 1) * NETWORKS;
@@ -96,7 +97,8 @@ Bytes read_available(int fd) {
 // wispd's model and publisher with clients that subscribe to everything.
 class Publishing {
   public:
-    explicit Publishing(int clients) : socket_(directory_.file("s"), {}) {
+    Publishing(int nodes, int clients)
+        : cluster_(two_networks(nodes)), socket_(directory_.file("s"), {}), up_(all_up(nodes)) {
         wispd::log_to_file(directory_.file("log"));
         socket_.listen();
         wispd::Client_Handlers handlers;
@@ -163,13 +165,13 @@ class Publishing {
 
     const hb_test::Temp_Dir directory_;
     asio::io_context context_;
-    wispd::Cluster cluster_{two_networks()};
+    wispd::Cluster cluster_;
     wispd::Routes routes_;
     wispd::Socket_File socket_;
     wispd::Client_Log client_log_;
     std::unique_ptr<wispd::Publisher> publisher_;
     std::vector<Unique_Fd> clients_;
-    const wispd::Liveness up_ = all_up();
+    const wispd::Liveness up_;
     Bytes bytes_;
 };
 
@@ -211,7 +213,7 @@ Row death_row(const char *work, const wispd::Liveness &death) {
     row.target = 2;
     row.is_quick = true;
     row.prepare = [death] {
-        const auto publishing = std::make_shared<Publishing>(CLIENTS);
+        const auto publishing = std::make_shared<Publishing>(SAMPLE_NODES, CLIENTS);
         publishing->seconds_of(death);
         return Sides{[publishing, death] { return publishing->seconds_of(death); },
                      [bare = std::make_shared<Bare_Writing>(CLIENTS), bytes = publishing->bytes()] {
@@ -230,8 +232,8 @@ std::vector<Row> mass_death_rows() {
 
 std::vector<Growth> mass_death_growth() {
     return {{"change", "32 nodes that die", Cost::processor_time, [](int size) {
-                 const auto publishing = std::make_shared<Publishing>(1);
-                 return
-                     [publishing, death = without_nodes(32 * size)] { return publishing->seconds_of(death); };
+                 const int nodes = 32 * size;
+                 const auto publishing = std::make_shared<Publishing>(nodes + 1, 1);
+                 return [publishing, death = all_up(1)] { return publishing->seconds_of(death); };
              }}};
 }

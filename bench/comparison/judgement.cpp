@@ -6,6 +6,17 @@
 
 namespace comparison {
 
+namespace {
+
+double judged_ratio(const Row &row, const Figure &figure) {
+    if (figure.is_certain || row.forgives_noise) {
+        return figure.ratio;
+    }
+    return figure.ratio * (row.ratio == Ratio::rate ? 1 - figure.spread : 1 + figure.spread);
+}
+
+} // namespace
+
 double ratio_of(Ratio ratio, double subject, double peer) {
     return ratio == Ratio::rate ? peer / subject : subject / peer;
 }
@@ -17,7 +28,8 @@ Verdict judge(const Row &row, const Figure &figure) {
     if (!row.target) {
         return Verdict::information;
     }
-    const bool is_met = row.ratio == Ratio::rate ? figure.ratio >= *row.target : figure.ratio <= *row.target;
+    const double ratio = judged_ratio(row, figure);
+    const bool is_met = row.ratio == Ratio::rate ? ratio >= *row.target : ratio <= *row.target;
     return is_met ? Verdict::met : Verdict::missed;
 }
 
@@ -42,6 +54,7 @@ Row with_half_target(const Row &row) {
     if (eased.target) {
         *eased.target *= eased.ratio == Ratio::rate ? 0.5 : 2.0;
     }
+    eased.forgives_noise = true;
     return eased;
 }
 

@@ -13,7 +13,8 @@ namespace comparison {
 // What one run measured of one row.
 struct Figure {
     double ratio = 0;
-    double spread = 0; // of the ratio
+    double spread = 0;      // of the ratio
+    bool is_certain = true; // the spread is as low as wanted
     int rounds = 0;
     double subject = 0; // medians, in seconds or bytes
     double peer = 0;
@@ -25,12 +26,13 @@ enum class Verdict { met, missed, not_measured, information };
 // Returns the ratio of one round.
 double ratio_of(Ratio ratio, double subject, double peer);
 
+// An uncertain ratio is judged by the worse end of its interval, so that no noise meets a target.
 Verdict judge(const Row &row, const Figure &figure);
 
 // Judges several runs of one row. One miss in five runs is permitted, because another program can disturb a run.
 Verdict judge(const Row &row, const std::vector<Figure> &runs);
 
-// The quick run catches accidents: it permits half the target of a rate, and twice that of a cost.
+// The quick run catches accidents: it permits half the target of a rate, twice that of a cost, and noise.
 Row with_half_target(const Row &row);
 
 // 0 if every row is met or for information, 1 otherwise or if there is no row.

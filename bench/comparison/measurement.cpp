@@ -53,6 +53,7 @@ Figure measure(const Row &row, const Bounds &bounds, const std::function<double(
     figure.rounds = static_cast<int>(samples.ratio.size());
     figure.ratio = median(samples.ratio);
     figure.spread = spread(samples.ratio);
+    figure.is_certain = figure.spread < bounds.spread;
     figure.subject = median(samples.subject);
     figure.peer = median(samples.peer);
     return figure;

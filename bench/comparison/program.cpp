@@ -70,7 +70,7 @@ Results measure_all(const std::vector<Row> &rows, const Options &options, std::F
         }
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const Figure figure = measure(rows[i], options.bounds);
-            std::fprintf(progress, "  %s\n", line_of(rows[i], figure, options.bounds.spread).c_str());
+            std::fprintf(progress, "  %s\n", line_of(rows[i], figure).c_str());
             std::fflush(progress);
             results[i].push_back(figure);
         }

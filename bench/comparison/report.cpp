@@ -72,13 +72,20 @@ std::string target_of(const Row &row) {
     return (row.ratio == Ratio::rate ? "at least " : "at most ") + number(*row.target);
 }
 
+std::string cell_of(const Figure &figure) {
+    if (!figure.fault.empty()) {
+        return "–";
+    }
+    return number(figure.ratio) + (figure.is_certain ? "" : " ± " + number(figure.spread * 100) + " %");
+}
+
 } // namespace
 
 std::string heading_of(const Row &row) {
     return row.work + ", " + name_of(row.ratio) + " " + row.beside + ": " + target_of(row);
 }
 
-std::string line_of(const Row &row, const Figure &figure, double wanted_spread) {
+std::string line_of(const Row &row, const Figure &figure) {
     std::string line = heading_of(row) + "\n      ";
     if (!figure.fault.empty()) {
         return line + "NOT MEASURED: " + figure.fault;
@@ -86,8 +93,8 @@ std::string line_of(const Row &row, const Figure &figure, double wanted_spread) 
     line += number(figure.ratio) + " ± " + number(figure.spread * 100) + " %, " +
             std::to_string(figure.rounds) + " rounds, " + amount(figure.subject, row.cost) + " and " +
             amount(figure.peer, row.cost) + " of " + name_of(row.cost);
-    if (figure.spread >= wanted_spread) {
-        line += "; a spread under " + number(wanted_spread * 100) + " % was not reached";
+    if (!figure.is_certain) {
+        line += "; the wanted spread was not reached";
     }
     const Verdict verdict = judge(row, figure);
     return verdict == Verdict::information ? line : line + ": " + name_of(verdict);
@@ -108,7 +115,7 @@ std::string markdown_table(const std::vector<Row> &rows, const std::vector<std::
                  (row.ratio == Ratio::rate ? "rate, " : "cost, ") + name_of(row.cost) + " | " + target_of(row) +
                  " |";
         for (const Figure &figure : results[i]) {
-            table += " " + (figure.fault.empty() ? number(figure.ratio) : std::string("–")) + " |";
+            table += " " + cell_of(figure) + " |";
         }
         table += std::string(" ") + name_of(judge(row, results[i])) + " |\n";
     }

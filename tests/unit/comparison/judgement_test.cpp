@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include "bench/comparison/judgement.h"
@@ -41,6 +43,26 @@ TEST(Judgement, TheTargetOfARateIsALowerLimit) {
 TEST(Judgement, TheTargetOfACostIsAnUpperLimit) {
     EXPECT_EQ(judge(row_of(Ratio::cost, 4.5), figure_of(4.5)), Verdict::met);
     EXPECT_EQ(judge(row_of(Ratio::cost, 4.5), figure_of(4.6)), Verdict::missed);
+}
+
+TEST(Judgement, AnUncertainRatioIsJudgedByTheWorseEndOfItsInterval) {
+    Figure figure = figure_of(1.2);
+    figure.spread = 0.3;
+    figure.is_certain = false;
+    EXPECT_EQ(judge(row_of(Ratio::rate, 1), figure), Verdict::missed);
+    EXPECT_EQ(judge(row_of(Ratio::rate, 0.8), figure), Verdict::met);
+    EXPECT_EQ(judge(row_of(Ratio::cost, 1.5), figure), Verdict::missed);
+    EXPECT_EQ(judge(row_of(Ratio::cost, 1.6), figure), Verdict::met);
+    figure.is_certain = true;
+    EXPECT_EQ(judge(row_of(Ratio::rate, 1), figure), Verdict::met);
+}
+
+TEST(Judgement, TheQuickRunForgivesAnUncertainRatio) {
+    Figure figure = figure_of(1.2);
+    figure.spread = std::numeric_limits<double>::infinity();
+    figure.is_certain = false;
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::rate, 2)), figure), Verdict::met);
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::rate, 3)), figure), Verdict::missed);
 }
 
 TEST(Judgement, ARowWithoutATargetIsForInformation) {

@@ -54,6 +54,7 @@ TEST(Measurement, EndsAfterTheLeastRoundsWhenTheRatioIsCertain) {
     EXPECT_EQ(figure.rounds, 9);
     EXPECT_EQ(figure.ratio, 2);
     EXPECT_EQ(figure.spread, 0);
+    EXPECT_TRUE(figure.is_certain);
     EXPECT_EQ(figure.subject, 1);
     EXPECT_EQ(figure.peer, 2);
 }
@@ -64,6 +65,7 @@ TEST(Measurement, GoesOnWhileTheRatioIsUncertainUntilTheMostRounds) {
     const Figure figure = measure(made_up.row(), {9, 50, 10, 0.05}, standing_clock);
     EXPECT_EQ(figure.rounds, 50);
     EXPECT_GT(figure.spread, 0.05);
+    EXPECT_FALSE(figure.is_certain);
 }
 
 TEST(Measurement, BeginsNoRoundAfterTheTimeIsOver) {
