@@ -37,9 +37,7 @@ class Hb_Adapter_Run {
     // Returns the number of entries in which a prediction is permitted. If two adapters share a number, only
     // the index knows which of them is meant.
     static uint32_t predictable_size(const Hb_Configuration_Internal &table) {
-        const bool is_permitted = table.Hb_global_adapter_list != nullptr && table.Hb_num_adapters > 0 &&
-                                  Hash_entries(table.adap_hash) == table.Hb_num_adapters;
-        return is_permitted ? static_cast<uint32_t>(table.Hb_num_adapters) : 0;
+        return hb_has_distinct_numbers(table) ? static_cast<uint32_t>(hb_adapters_of(table).size()) : 0;
     }
 
     void move_to(uint32_t place) {

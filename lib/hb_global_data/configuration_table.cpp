@@ -25,6 +25,10 @@ std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal
     return {table.Hb_global_adapter_list, static_cast<std::size_t>(table.Hb_num_adapters)};
 }
 
+bool hb_has_distinct_numbers(const Hb_Configuration_Internal &table) {
+    return table.adap_hash != nullptr && Hash_entries(table.adap_hash) == table.Hb_num_adapters;
+}
+
 Hb_Adapter_Number hb_number_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &entry) {
     if (!table.is_consecutive) {
         return entry.Hb_adapter_num;

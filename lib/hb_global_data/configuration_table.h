@@ -53,6 +53,10 @@ extern const Hb_IP_address6 HB_INVALID_ADDR;
 // Returns the table's adapters in the order of the configuration.
 std::span<const Hb_Adapter_Entry> hb_adapters_of(const Hb_Configuration_Internal &table);
 
+// Returns whether each adapter of the list has a number of its own. Every adapter is indexed under its number when it
+// is added, so a number that occurs twice leaves the index with fewer entries than the list.
+bool hb_has_distinct_numbers(const Hb_Configuration_Internal &table);
+
 // Returns the number of an adapter of the table's list. In a consecutive list it does not read the entry, which
 // is seldom in a cache.
 Hb_Adapter_Number hb_number_of(const Hb_Configuration_Internal &table, const Hb_Adapter_Entry &entry);

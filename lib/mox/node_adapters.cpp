@@ -14,12 +14,6 @@
 
 namespace {
 
-// Returns whether each adapter of the table has a number of its own. Every adapter is indexed under its number
-// when it is added, so a number that occurs twice leaves the index with fewer entries than the list.
-bool has_distinct_numbers(const Hb_Configuration_Internal &table) {
-    return table.adap_hash != nullptr && Hash_entries(table.adap_hash) == table.Hb_num_adapters;
-}
-
 // Calls work(adapter) for each adapter whose number is one of the node's, in the order of the list.
 template <typename Work> void for_each_number(const Hb_Configuration_Internal &table, int node, Work work) {
     Hb_Adapter_Entry *found[HB_NETWORK_SLOTS];
@@ -44,7 +38,7 @@ template <typename Work> void for_each_adapter(const Hb_Configuration_Internal &
     if (node < 0 || table.Hb_global_adapter_list == nullptr || table.Hb_adapters_per_node <= 0) {
         return;
     }
-    if (table.Hb_adapters_per_node <= HB_NETWORK_SLOTS && has_distinct_numbers(table)) {
+    if (table.Hb_adapters_per_node <= HB_NETWORK_SLOTS && hb_has_distinct_numbers(table)) {
         for_each_number(table, node, work);
         return;
     }
