@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <map>
 #include <optional>
 #include <poll.h>
 #include <string>
@@ -15,6 +16,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "bench/comparison/judgement.h"
+#include "bench/comparison/report.h"
 #include "tests/cluster/engine_cluster.h"
 
 namespace {
@@ -32,6 +35,8 @@ struct Options {
     int rounds = 25;
     int kills = 5;
     int idle_seconds = 20;
+    int runs = 1;
+    bool markdown = false;
 };
 
 double now() {
@@ -44,17 +49,63 @@ double at_share(std::vector<double> values, double share) {
                           : values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-// Prints a line of the table. Returns whether the limit was met.
-bool tell(const char *what, double measured, std::optional<double> limit, const char *unit, double scale) {
-    std::printf("  %-62s %9.3f %-2s", what, measured * scale, unit);
-    const bool kept = !limit || measured <= *limit;
-    if (limit) {
-        std::printf("  limit %g: %s", *limit * scale, kept ? "met" : "MISSED");
+// The figures of all runs. Those with a limit are judged as the rows of the other benchmarks.
+class Results {
+  public:
+    // Prints the figure. Without any measurement a limit is not met.
+    void add(const std::string &what, const std::vector<double> &samples, double share,
+             std::optional<double> limit, const char *unit, double scale) {
+        const double measured = at_share(samples, share) * scale;
+        std::printf("  %-62s %9.3f %-2s", what.c_str(), measured, unit);
+        if (limit) {
+            comparison::Figure figure;
+            figure.ratio = measured;
+            figure.rounds = static_cast<int>(samples.size());
+            figure.fault = samples.empty() ? "nothing happened" : "";
+            const comparison::Verdict verdict = keep(what, unit, *limit * scale, figure);
+            std::printf("  limit %g: %s", *limit * scale,
+                        verdict == comparison::Verdict::met ? "met" : "MISSED");
+        }
+        std::printf("\n");
+        std::fflush(stdout);
     }
-    std::printf("\n");
-    std::fflush(stdout);
-    return kept;
-}
+
+    // Returns the exit status.
+    int conclude(bool markdown) const {
+        std::vector<comparison::Verdict> verdicts;
+        for (std::size_t i = 0; i < rows_.size(); ++i) {
+            verdicts.push_back(judge(rows_[i], figures_[i]));
+        }
+        if (markdown) {
+            std::printf("\n%s", markdown_table(rows_, figures_).c_str());
+        }
+        return exit_status(verdicts);
+    }
+
+  private:
+    comparison::Verdict keep(const std::string &what, const char *unit, double limit,
+                             const comparison::Figure &figure) {
+        const auto found = std::find_if(rows_.begin(), rows_.end(),
+                                        [&](const comparison::Row &row) { return row.work == what; });
+        const auto place = static_cast<std::size_t>(found - rows_.begin());
+        if (found == rows_.end()) {
+            comparison::Row row;
+            row.work = what;
+            row.beside = std::string("1 ") + unit;
+            row.why = "an absolute limit";
+            row.ratio = comparison::Ratio::cost;
+            row.cost = unit[0] == '%' ? comparison::Cost::processor_time : comparison::Cost::wall_time;
+            row.target = limit;
+            rows_.push_back(row);
+            figures_.emplace_back();
+        }
+        figures_[place].push_back(figure);
+        return judge(rows_[place], figure);
+    }
+
+    std::vector<comparison::Row> rows_;
+    std::vector<std::vector<comparison::Figure>> figures_; // by row and run
+};
 
 void need(bool holds, Engine_Cluster &cluster, const char *what) {
     if (!holds) {
@@ -75,7 +126,7 @@ void let_settle(Engine_Cluster &cluster) {
          cluster, "the cluster does not settle");
 }
 
-bool measure_idle(Engine_Cluster &cluster, int seconds) {
+void measure_idle(Engine_Cluster &cluster, int seconds, Results &results) {
     const int hosts = cluster.hosts().count();
     std::vector<double> before;
     for (int host = 1; host <= hosts; ++host) {
@@ -85,16 +136,16 @@ bool measure_idle(Engine_Cluster &cluster, int seconds) {
     // Nothing queries wispd meanwhile: the cost of answering queries must not count.
     poll(nullptr, 0, seconds * 1000);
     const double length = now() - began;
-    double most = 0;
+    std::vector<double> shares;
     for (int host = 1; host <= hosts; ++host) {
         const double used = cluster.wispd(host).seconds_used() - before[static_cast<std::size_t>(host) - 1];
-        most = std::max(most, used / length);
+        shares.push_back(used / length);
     }
-    return tell("processor time of an idle wispd, the busiest", most, IDLE_SHARE, "%", 100);
+    results.add("processor time of an idle wispd, the busiest", shares, 1, IDLE_SHARE, "%", 100);
 }
 
 // The last host leaves and returns, and the others receive the events. Deaths and joins alternate.
-bool measure_callbacks(Engine_Cluster &cluster, int rounds) {
+void measure_callbacks(Engine_Cluster &cluster, int rounds, Results &results) {
     const int last = cluster.hosts().count();
     for (int round = 0; round < rounds; ++round) {
         cluster.hosts().stop(last);
@@ -118,17 +169,15 @@ bool measure_callbacks(Engine_Cluster &cluster, int rounds) {
     all.insert(all.end(), delays["node join"].begin(), delays["node join"].end());
     std::printf("  %zu node deaths, %zu node joins, at %d clients\n", delays["node death"].size(),
                 delays["node join"].size(), last - 1);
-    bool kept = tell("engine's callback to event, median", at_share(all, 0.5), CALLBACK_TO_EVENT, "ms", 1e3);
-    tell("  of deaths", at_share(delays["node death"], 0.5), {}, "ms", 1e3);
-    tell("  of joins", at_share(delays["node join"], 0.5), {}, "ms", 1e3);
-    kept = tell("  95th percentile of all", at_share(all, 0.95), MOST_CALLBACKS_TO_EVENT, "ms", 1e3) && kept;
-    tell("observer's link change to adapter death, median", at_share(delays["adapter death"], 0.5), {}, "ms",
-         1e3);
-    return kept && !all.empty();
+    results.add("engine's callback to event, median", all, 0.5, CALLBACK_TO_EVENT, "ms", 1e3);
+    results.add("  of deaths", delays["node death"], 0.5, {}, "ms", 1e3);
+    results.add("  of joins", delays["node join"], 0.5, {}, "ms", 1e3);
+    results.add("engine's callback to event, 95th percentile", all, 0.95, MOST_CALLBACKS_TO_EVENT, "ms", 1e3);
+    results.add("observer's link change to adapter death, median", delays["adapter death"], 0.5, {}, "ms", 1e3);
 }
 
 // After SIGKILL the links go down first. The node follows after about two of the engine's token times.
-bool measure_kills(Engine_Cluster &cluster, int kills) {
+void measure_kills(Engine_Cluster &cluster, int kills, Results &results) {
     const auto last = static_cast<unsigned>(cluster.hosts().count());
     Client_On_Host &client = cluster.client(1);
     std::vector<double> engine;
@@ -155,22 +204,30 @@ bool measure_kills(Engine_Cluster &cluster, int kills) {
         cluster.hosts().start(static_cast<int>(last));
         let_settle(cluster);
     }
-    tell("SIGKILL of a neighbour to its first adapter's death, median", at_share(adapter, 0.5), {}, "ms", 1e3);
-    tell("SIGKILL of a neighbour to the engine's callback, median", at_share(engine, 0.5), {}, "ms", 1e3);
-    tell("SIGKILL of a neighbour to its node's death, median", at_share(node, 0.5), {}, "ms", 1e3);
-    return tell("  more than the engine needs, longest", at_share(added, 1), ADDED_TO_A_DEATH, "ms", 1e3);
+    results.add("SIGKILL of a neighbour to its first adapter's death, median", adapter, 0.5, {}, "ms", 1e3);
+    results.add("SIGKILL of a neighbour to the engine's callback, median", engine, 0.5, {}, "ms", 1e3);
+    results.add("SIGKILL of a neighbour to its node's death, median", node, 0.5, {}, "ms", 1e3);
+    results.add("a node's death after the engine's callback, longest", added, 1, ADDED_TO_A_DEATH, "ms", 1e3);
 }
 
-int measure(const Options &options) {
+// Each run has a cluster of its own, so that its figures do not depend on those of another run.
+void measure_once(const Options &options, Results &results) {
     Engine_Cluster cluster(options.hosts, 2);
     need(cluster.start(), cluster, "the cluster does not start");
     let_settle(cluster);
     std::printf("%d hosts with 2 links, token 1000 ms\n", options.hosts);
-    bool kept = measure_callbacks(cluster, options.rounds);
-    kept = measure_kills(cluster, options.kills) && kept;
+    measure_callbacks(cluster, options.rounds, results);
+    measure_kills(cluster, options.kills, results);
     let_settle(cluster);
-    kept = measure_idle(cluster, options.idle_seconds) && kept;
-    return kept ? 0 : 1;
+    measure_idle(cluster, options.idle_seconds, results);
+}
+
+int measure(const Options &options) {
+    Results results;
+    for (int run = 0; run < options.runs; ++run) {
+        measure_once(options, results);
+    }
+    return results.conclude(options.markdown);
 }
 
 } // namespace
@@ -185,6 +242,10 @@ int main(int argc, char **argv) {
     app.add_option("--kills", options.kills, "How often one is killed")->capture_default_str();
     app.add_option("--idle", options.idle_seconds, "For how many seconds nothing happens")
         ->capture_default_str();
+    app.add_option("--runs", options.runs, "Measure everything this many times; one miss in five is permitted")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
+    app.add_flag("--markdown", options.markdown, "Print the limits as the table of docs/benchmarks.md as well");
     CLI11_PARSE(app, argc, argv);
     if (const std::optional<std::string> reason = why_no_hosts()) {
         std::cerr << "hb_cluster_bench: no cluster on this machine: " << *reason << '\n';
