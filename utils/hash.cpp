@@ -204,7 +204,7 @@ bool for_each_address(const H_table_str &t, const void *objects, int count, unsi
         std::memcpy(&key.key, static_cast<const char *>(objects) + at, sizeof key.key);
         return key;
     };
-    int buckets[4 * FETCH_STEP];
+    int buckets[4 * FETCH_STEP] = {};
     const auto bucket_at = [&](int i) -> int & { return buckets[static_cast<unsigned>(i) % (4 * FETCH_STEP)]; };
     for (int i = -3 * FETCH_STEP; i < count; ++i) {
         if (i + 3 * FETCH_STEP < count) {
