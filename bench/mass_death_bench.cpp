@@ -87,7 +87,7 @@ wispd::Liveness without_nodes(int count) {
 // Everything that has arrived.
 Bytes read_available(int fd) {
     Bytes bytes;
-    std::vector<unsigned char> buffer(1 << 18);
+    static std::vector<unsigned char> buffer(1 << 18);
     for (ssize_t count = 0; (count = recv(fd, buffer.data(), buffer.size(), MSG_DONTWAIT)) > 0;) {
         bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + count);
     }
