@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 
+#include "cluster/ascending_search.h"
 #include "cluster/cluster.h"
 
 namespace wispd {
@@ -21,10 +22,15 @@ void Cluster::set_adapter_liveness(std::size_t adapter, bool up, bool back, Hb_I
 
 Changes Cluster::set_liveness(const Liveness &liveness) {
     Changes changes = begin();
+    // Nodes and adapters are visited by ascending number.
+    Ascending_Search members(liveness.nodes);
+    Ascending_Search members_back(liveness.nodes_back);
+    Ascending_Search adapters(liveness.adapters);
+    Ascending_Search adapters_back(liveness.adapters_back);
     for (std::size_t number = 0; number < nodes_.size(); ++number) {
         const int node = static_cast<int>(number);
-        const bool is_member = node == local_node_ || liveness.nodes.contains(node);
-        const bool node_back = node != local_node_ && liveness.nodes_back.contains(node);
+        const bool is_member = node == local_node_ || members.contains(node);
+        const bool node_back = node != local_node_ && members_back.contains(node);
         const auto lowest = liveness.incarnations.find(node);
         if (is_member && node_back && nodes_[number].up) {
             changes.node_deaths.push_back(static_cast<Hb_Node_Number>(number));
@@ -37,8 +43,8 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
         for (const std::size_t adapter : slots_of(number)) {
             if (adapters_[adapter].configured) {
                 const auto slot = static_cast<int64_t>(adapter);
-                set_adapter_liveness(adapter, is_member && liveness.adapters.contains(slot),
-                                     node_back || liveness.adapters_back.contains(slot),
+                set_adapter_liveness(adapter, is_member && adapters.contains(slot),
+                                     node_back || adapters_back.contains(slot),
                                      lowest == liveness.incarnations.end() ? 0 : lowest->second, changes);
             }
         }

@@ -145,6 +145,10 @@ void Event_Sender::announce_nodes(Hb_Client_Reply kind, Hb_Events event,
         Packet packet = packet_of(kind, subscription);
         packet.status = Hb_Group_Unstable;
         packet.failure_id = failure_id;
+        if (covers_all(subscription)) {
+            client.send_event(packet, whole);
+            return;
+        }
         const std::vector<Hb_Node_Number> its = covered(subscription, members);
         if (!its.empty()) {
             client.send_event(packet,

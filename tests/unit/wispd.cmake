@@ -4,6 +4,7 @@ if(TARGET hb_daemon)
   hb_add_test(
     wispd_unit_test
     SOURCES
+    wispd/ascending_search_test.cpp
     wispd/client_log_test.cpp
     wispd/cluster_file_writer_test.cpp
     wispd/cluster_test.cpp
