@@ -94,7 +94,6 @@ Row small_row(const char *work, int place_of_server, std::optional<double> targe
     row.ratio = Ratio::cost;
     row.cost = Cost::wall_time;
     row.target = target;
-    row.is_quick = true;
     row.prepare = [place_of_server] {
         const Opening opening(16, 2);
         const auto placement = std::make_shared<Placement>();
