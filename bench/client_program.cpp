@@ -88,13 +88,13 @@ bool read_record(int fd) {
            read(fd, bytes.data(), static_cast<std::size_t>(length)) == length;
 }
 
+// poll has reported a record, so there is nothing to wait for.
 bool read_event(int fd, Hb_Group &group) {
     int descriptors[] = {fd, -1};
-    timeval at_once{};
     int events = 0;
     Hb_Name name{};
     unsigned long sequence = 0;
-    return hb_get_event_message(descriptors, &at_once, &events, name, &group, &sequence) == Hb_Success;
+    return hb_get_event_message(descriptors, nullptr, &events, name, &group, &sequence) == Hb_Success;
 }
 
 int listen(const char *board_path, const char *socket_path) {
