@@ -105,3 +105,9 @@ endif()
 hb_add_test(fuzz_corpus_test SOURCES "${PROJECT_SOURCE_DIR}/tests/fuzz/corpus_test.cpp"
             "${PROJECT_SOURCE_DIR}/tests/fuzz/decode_record.cpp" LIBS hb_client_static)
 target_compile_definitions(fuzz_corpus_test PRIVATE HB_CORPUS_DIR="${PROJECT_SOURCE_DIR}/tests/fuzz/corpus")
+if(TARGET hb_cluster_description)
+  hb_add_test(control_corpus_test SOURCES "${PROJECT_SOURCE_DIR}/tests/fuzz/control_corpus_test.cpp"
+              "${PROJECT_SOURCE_DIR}/tests/fuzz/control_line.cpp" LIBS hb_cluster_description)
+  target_compile_definitions(control_corpus_test
+                             PRIVATE HB_CONTROL_CORPUS="${PROJECT_SOURCE_DIR}/tests/fuzz/control_corpus")
+endif()
