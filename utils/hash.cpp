@@ -192,9 +192,8 @@ inline void fetch_second(const H_table_str &t, int bucket) {
     }
 }
 
-// Calls visit(key, bucket) for each address in an array of objects. Each
-// address's bucket is fetched ahead, some addresses later the chain's first node, then the second. Stops when a
-// visit returns false, and returns false then.
+// Calls visit(key, bucket) for each address in an array of objects. Each address's bucket is fetched ahead, some
+// addresses later the chain's first node, then the second. Stops when a visit returns false, and returns false then.
 template <typename Visit>
 bool for_each_address(const H_table_str &t, const void *objects, int count, unsigned object_size,
                       unsigned key_offset, Visit visit) {

@@ -9,10 +9,11 @@ namespace comparison {
 namespace {
 
 double judged_ratio(const Row &row, const Figure &figure) {
-    if (figure.is_certain || row.forgives_noise) {
+    if (figure.is_certain || (row.forgives_noise && !std::isfinite(figure.spread))) {
         return figure.ratio;
     }
-    return figure.ratio * (row.ratio == Ratio::rate ? 1 - figure.spread : 1 + figure.spread);
+    const bool is_upper_end = (row.ratio == Ratio::cost) != row.forgives_noise;
+    return figure.ratio * (is_upper_end ? 1 + figure.spread : 1 - figure.spread);
 }
 
 } // namespace

@@ -26,7 +26,8 @@ enum class Verdict { met, missed, not_measured, information };
 // Returns the ratio of one round.
 double ratio_of(Ratio ratio, double subject, double peer);
 
-// An uncertain ratio is judged by the worse end of its interval, so that no noise meets a target.
+// An uncertain ratio is judged by the worse end of its interval, so that no noise meets a target. A row that forgives
+// noise is judged by the better end.
 Verdict judge(const Row &row, const Figure &figure);
 
 // Judges several runs of one row. One miss in five runs is permitted, because another program can disturb a run.

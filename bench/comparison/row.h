@@ -30,7 +30,7 @@ struct Row {
     Cost cost = Cost::processor_time;
     std::optional<double> target; // nothing: for information
     bool is_quick = false;        // needs neither many processes nor much time
-    bool forgives_noise = false;  // an uncertain ratio is judged by its median
+    bool forgives_noise = false;  // an uncertain ratio is judged by the better end of its interval
     std::function<Sides()> prepare;
 };
 

@@ -213,7 +213,9 @@ void Control_Server::Impl::execute_lines(const Connection &connection) {
     handlers_.on_lines_end();
     connection->executes = false;
     connection->input.erase(0, begin);
-    expire_later(connection);
+    if (begin > 0) {
+        expire_later(connection); // a part of a line is no sign of life
+    }
     write(connection);
 }
 

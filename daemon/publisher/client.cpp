@@ -138,6 +138,9 @@ void Client::send(const Packet &packet, const Body &body) {
 
 // Returns false if this client was itself disconnected to make room.
 bool Client::make_room(std::size_t bytes) {
+    if (!quotas_.may_queue(peer_.uid, bytes)) {
+        outbox_.turn().do_now(); // what a turn holds back is no sign that a client does not read
+    }
     while (is_open() && !quotas_.may_queue(peer_.uid, bytes)) {
         handlers_.on_user_full(*this);
     }
@@ -153,6 +156,9 @@ void Client::account_for(std::size_t bytes) {
 
 void Client::send_queued() {
     is_in_outbox_ = false;
+    if (!is_open()) {
+        return; // its bytes are charged to the user no more
+    }
     while (is_open() && !waits_to_send_ && !queue_.empty()) {
         std::array<iovec, PIECES_IN_ONE_WRITE> pieces;
         msghdr message{};

@@ -134,6 +134,7 @@ void install(Lists &lists, const Hb_Snapshot_View &snapshot, Hb_Configuration_In
     table.node_list = lists.nodes.release();
     table.adap_hash = lists.by_number.release();
     table.ip_hash = lists.by_address.release();
+    table.has_first_addresses = true;
     table.node_hash = lists.by_node.release();
     table.local_node_number = snapshot.header.local_node_number;
     table.Hb_max_nodes = snapshot.header.Hb_max_nodes;

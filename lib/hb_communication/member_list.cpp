@@ -41,9 +41,9 @@ constexpr bool READS_FIRST = true;
 
 bool are_clear(const Hb_Incarnation *lines) {
     const auto *part = static_cast<const __m128i *>(static_cast<const void *>(lines));
-    __m128i all = _mm_load_si128(part);
+    __m128i all = _mm_loadu_si128(part);
     for (std::size_t i = 1; i < LINES / sizeof *part; ++i) {
-        all = _mm_and_si128(all, _mm_load_si128(part + i));
+        all = _mm_and_si128(all, _mm_loadu_si128(part + i));
     }
     return _mm_movemask_epi8(_mm_cmpeq_epi32(all, _mm_set1_epi32(-1))) == 0xFFFF;
 }

@@ -25,7 +25,8 @@ const Hb_Adapter_Entry *hb_find_adapter_by_address(const Hb_Configuration_Intern
     static_assert(sizeof(H_IPv6_key_t) == sizeof address);
     const auto *indexed = static_cast<const Hb_Adapter_Entry *>(
         Hash_search_IPv6(reinterpret_cast<const H_IPv6_key_t *>(&address), table.ip_hash));
-    if (!adapters.empty() && Hash_entries(table.ip_hash) == table.Hb_num_adapters) {
+    if (!adapters.empty() &&
+        (table.has_first_addresses || Hash_entries(table.ip_hash) == table.Hb_num_adapters)) {
         return indexed;
     }
     if (indexed == nullptr || adapters.empty()) {

@@ -47,6 +47,7 @@ void hb_release_table_lists(Hb_Configuration_Internal &table) {
     // The pointer is cleared before its list is freed: a process that forks in between must not free it
     // twice.
     table.is_consecutive = false;
+    table.has_first_addresses = false;
     delete[] std::exchange(table.Hb_global_adapter_list, nullptr);
     delete[] std::exchange(table.node_list, nullptr);
     for (H_table_str **hash : {&table.adap_hash, &table.ip_hash, &table.node_hash, &table.site_hash}) {

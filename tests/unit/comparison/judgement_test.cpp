@@ -65,6 +65,16 @@ TEST(Judgement, TheQuickRunForgivesAnUncertainRatio) {
     EXPECT_EQ(judge(with_half_target(row_of(Ratio::rate, 3)), figure), Verdict::missed);
 }
 
+TEST(Judgement, TheQuickRunJudgesTheBetterEndOfAnInterval) {
+    Figure figure = figure_of(1.2);
+    figure.spread = 0.3;
+    figure.is_certain = false;
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::rate, 3)), figure), Verdict::met);
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::rate, 4)), figure), Verdict::missed);
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::cost, 0.5)), figure), Verdict::met);
+    EXPECT_EQ(judge(with_half_target(row_of(Ratio::cost, 0.3)), figure), Verdict::missed);
+}
+
 TEST(Judgement, ARowWithoutATargetIsForInformation) {
     EXPECT_EQ(judge(row_of(Ratio::rate, {}), figure_of(0.001)), Verdict::information);
     EXPECT_EQ(judge_runs(row_of(Ratio::rate, {}), {1, 2}), Verdict::information);

@@ -55,6 +55,22 @@ TEST(MemberList, EachEntryOfALineIsSeen) {
     }
 }
 
+// No rule of C permits such a record, but programs have made them, and they worked.
+TEST(MemberList, PermitsARecordAtAnyAddress) {
+#ifdef HB_ADDRESS_SANITIZER
+    GTEST_SKIP() << "the sanitizer rejects records that are not aligned";
+#endif
+    std::vector<unsigned char> bytes(4096);
+    for (std::size_t offset = 0; offset < 8; ++offset) {
+        std::ranges::fill(bytes, static_cast<unsigned char>(0xFF));
+        auto *list = static_cast<Hb_Incarnation *>(static_cast<void *>(bytes.data() + offset));
+        bytes[offset + 4 * 700] = 1;
+        EXPECT_EQ(700, hb_next_member(list, 0, 900)) << offset;
+        hb_clear_members(list, 900);
+        EXPECT_EQ(900, hb_next_member(list, 0, 900)) << offset;
+    }
+}
+
 TEST(MemberList, HoldsTheMembersInAnyOrder) {
     Random random(5);
     constexpr uint32_t SIZE = 12500; // clears it in several steps

@@ -106,6 +106,8 @@ void index_as_the_service_does(const std::vector<Hb_Adapter_Entry> &adapters) {
 
 void make_incomplete(Random &random, std::string &kind) {
     Hb_Configuration_Internal &table = global_config_tbl;
+    const bool whole = table.has_first_addresses;
+    table.has_first_addresses = false; // what follows can make it untrue
     switch (below(random, 10)) {
     case 0:
         kind += ", no index of addresses";
@@ -134,6 +136,7 @@ void make_incomplete(Random &random, std::string &kind) {
         delete[] std::exchange(table.Hb_global_adapter_list, nullptr);
         break;
     default:
+        table.has_first_addresses = whole;
         break;
     }
 }

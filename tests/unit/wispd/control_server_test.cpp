@@ -293,4 +293,19 @@ TEST_F(WispdControlServer, TheLongestLineIsExecutedAndALongerOneIsNot) {
     EXPECT_EQ(lines_, 2);
 }
 
+// Each byte comes long before the idle time is over, and no line ever ends.
+TEST_F(WispdControlServer, ALineThatNeverEndsDoesNotKeepAConnection) {
+    const hb_test::Unique_Fd peer = connect();
+    const Deadline deadline;
+    char byte = 0;
+    ssize_t count = -1;
+    while (count != 0 && !deadline.over()) {
+        ::send(peer.get(), "x", 1, MSG_NOSIGNAL);
+        context_.run_for(20ms);
+        count = recv(peer.get(), &byte, 1, 0);
+    }
+    EXPECT_EQ(count, 0) << "the connection was closed";
+    EXPECT_EQ(lines_, 0);
+}
+
 } // namespace
