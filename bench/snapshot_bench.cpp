@@ -75,7 +75,7 @@ Row load_row(const char *beside, const char *why, double (*peer)(), std::optiona
     row.beside = beside;
     row.why = why;
     row.target = target;
-    row.is_quick = true;
+    row.is_quick = target == std::nullopt; // half the target is too near to what the hash tables permit
     row.prepare = [peer] { return Sides{[] { return load(sample_configuration_record()); }, peer}; };
     return row;
 }

@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <vector>
 
+#include "bench/comparison/interruption.h"
 #include "bench/comparison/samples.h"
 
 namespace comparison {
@@ -16,6 +18,12 @@ struct Samples {
     std::vector<double> peer;
     std::vector<double> ratio;
 };
+
+void end_if_interrupted() {
+    if (is_interrupted()) {
+        throw std::runtime_error("it was interrupted");
+    }
+}
 
 void measure_round(const Sides &sides, Ratio ratio, bool begin_with_peer, Samples &samples) {
     double peer = begin_with_peer ? sides.peer() : 0;
@@ -34,6 +42,7 @@ Figure measure(const Row &row, const Bounds &bounds, const std::function<double(
     Samples samples;
     Figure figure;
     try {
+        end_if_interrupted();
         const Sides sides = row.prepare();
         Samples warming;
         measure_round(sides, row.ratio, false, warming);
@@ -44,6 +53,7 @@ Figure measure(const Row &row, const Bounds &bounds, const std::function<double(
             if (round > 0 && (is_late || is_certain)) {
                 break;
             }
+            end_if_interrupted();
             measure_round(sides, row.ratio, round % 2 == 1, samples);
         }
     } catch (const std::exception &trouble) {

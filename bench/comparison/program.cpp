@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "bench/comparison/interruption.h"
 #include "bench/comparison/measurement.h"
 #include "bench/comparison/report.h"
 
@@ -143,6 +144,7 @@ int run(const Program &program, int argc, char **argv) {
     if (options.is_quick) {
         options.bounds = QUICK_BOUNDS;
     }
+    note_interruptions();
     if (!options.growth_file.empty()) {
         return measure_growth(program.growth, options);
     }

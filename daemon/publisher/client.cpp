@@ -73,6 +73,9 @@ bool Client::rests() {
 }
 
 void Client::read_input() {
+    if (!is_open()) {
+        return; // another handler disconnected it after its input had arrived
+    }
     if (rests()) {
         return;
     }
@@ -121,7 +124,13 @@ void Client::send(const Packet &packet, const Body &body) {
     if (!make_room(PACKET_HEAD_SIZE + body->size())) {
         return;
     }
-    if (!queue_.push(encode_head(packet, body->size()), body)) {
+    const Packet_Head head = encode_head(packet, body->size());
+    bool fits = queue_.push(head, body);
+    if (!fits && is_in_outbox_) {
+        outbox_.turn().do_now(); // what a turn holds back is no sign that the client does not read
+        fits = queue_.push(head, body);
+    }
+    if (!fits) {
         disconnect(text("it does not read: ", queue_.bytes(), " bytes are queued for it, and ",
                         PACKET_HEAD_SIZE + body->size(), " more do not fit into its queue"));
         return;
@@ -201,6 +210,9 @@ void Client::disconnect(const std::string &why) {
 }
 
 void Client::close() {
+    if (!is_open()) {
+        return; // it is counted out once
+    }
     asio::error_code ignored;
     const auto executor = socket_.get_executor();
     socket_.close(ignored);

@@ -14,6 +14,7 @@ if(HB_CLI11_INCLUDE_DIR)
     comparison/samples_test.cpp
     "${comparison_dir}/growth.cpp"
     "${comparison_dir}/judgement.cpp"
+    "${comparison_dir}/interruption.cpp"
     "${comparison_dir}/measurement.cpp"
     "${comparison_dir}/program.cpp"
     "${comparison_dir}/report.cpp"

@@ -144,6 +144,15 @@ class WispdPublisher : public testing::Test {
             return {};
         }
 
+        // Drops what the socket holds, and sends bytes. wispd notices neither before the loop runs again.
+        void drain_and_send(const std::vector<char> &bytes) {
+            char buffer[65536];
+            while (recv(socket_.get(), buffer, sizeof buffer, 0) > 0) {
+            }
+            EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+                      static_cast<ssize_t>(bytes.size()));
+        }
+
         // When the answer to a request has arrived, everything sent before has been processed. The first record
         // that is not an event is the answer.
         std::vector<Record> until_answer() {
@@ -850,6 +859,47 @@ TEST_F(WispdPublisher, AClientThatIsDisconnectedReceivesWhatTheTurnSentBefore) {
     peer.send(requests);
     EXPECT_EQ(kind_of(peer.next()), 0) << "the answer";
     EXPECT_TRUE(peer.next().empty()) << "the end of the stream";
+}
+
+// Its socket takes bytes again and has a request at the same time. The event loop handles the one, and another handler
+// disconnects the client before the loop handles the other.
+TEST_F(WispdPublisher, AClientIsCountedOutOnceAlsoWithARequestOnTheWay) {
+    Peer client = connect();
+    client.send(subscription(3, 3, "all"));
+    EXPECT_TRUE(client.until_answer().empty());
+    const auto queued = [this] { return publisher_->clients().at(0).queued_bytes; };
+    const auto tell_until = [&](const auto &is_enough) {
+        for (int round = 0; round < 50000 && !is_enough(); ++round) {
+            tell(cluster_.adapter_down(4));
+            tell(cluster_.adapter_up(4));
+        }
+    };
+    tell_until([&] { return queued() > QUEUE / 2; });
+    client.drain_and_send(request(201, {}));
+    context_.poll_one(); // what fits is written, and the request waits
+    tell_until([&] { return queued() == 0; });
+    context_.poll();
+    EXPECT_TRUE(publisher_->clients().empty());
+    for (const auto &[user, holding] : publisher_->users()) {
+        EXPECT_EQ(holding, wispd::User_Holding{}) << user;
+    }
+    EXPECT_TRUE(connect().until_answer().empty()) << "the next one is accepted";
+}
+
+// Its whole queue is smaller than what a turn announces.
+TEST_F(WispdPublisher, AClientThatReadsIsNotDisconnectedForWhatATurnHoldsBack) {
+    publisher_->set_limits({1000, {}});
+    Peer client = connect();
+    client.send(subscription(3, 3, "all"));
+    EXPECT_TRUE(client.until_answer().empty());
+    {
+        const wispd::Turn::Part turn(publisher_->turn());
+        for (int round = 0; round < 20; ++round) {
+            tell(cluster_.adapter_down(4));
+            tell(cluster_.adapter_up(4));
+        }
+    }
+    EXPECT_EQ(client.until_answer().size(), 40u);
 }
 
 } // namespace
