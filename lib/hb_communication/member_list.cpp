@@ -35,15 +35,20 @@ bool begins_page(const Hb_Incarnation *lines) {
     return reinterpret_cast<uintptr_t>(lines) % PAGE == 0;
 }
 
+// Only a list at an address of an entry has places at which cache lines begin. Programs have made others.
+bool has_lines(const Hb_Incarnation *list) {
+    return reinterpret_cast<uintptr_t>(list) % sizeof *list == 0;
+}
+
 #ifdef __SSE2__
 
 constexpr bool READS_FIRST = true;
 
 bool are_clear(const Hb_Incarnation *lines) {
     const auto *part = static_cast<const __m128i *>(static_cast<const void *>(lines));
-    __m128i all = _mm_loadu_si128(part);
+    __m128i all = _mm_load_si128(part);
     for (std::size_t i = 1; i < LINES / sizeof *part; ++i) {
-        all = _mm_and_si128(all, _mm_loadu_si128(part + i));
+        all = _mm_and_si128(all, _mm_load_si128(part + i));
     }
     return _mm_movemask_epi8(_mm_cmpeq_epi32(all, _mm_set1_epi32(-1))) == 0xFFFF;
 }
@@ -66,7 +71,7 @@ bool are_clear(const Hb_Incarnation *lines) {
 
 void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count) {
     std::size_t rest = count;
-    if (READS_FIRST) {
+    if (READS_FIRST && has_lines(list)) {
         const std::size_t head = std::min(before_lines(list), rest);
         write_clear(list, head);
         list += head;
@@ -81,10 +86,11 @@ void hb_clear_members(Hb_Incarnation *list, Hb_Adapter_Number count) {
 }
 
 int hb_next_member_by_lines(const Hb_Incarnation *list, int start, int bound) {
+    const bool in_lines = has_lines(list);
     int adapter = start;
     while (adapter < bound && list[adapter] == HB_NOT_IN_GROUP) {
         ++adapter;
-        if (before_lines(list + adapter) == 0) {
+        if (in_lines && before_lines(list + adapter) == 0) {
             while (bound - adapter >= LINES_ENTRIES && are_clear(list + adapter)) {
                 adapter += LINES_ENTRIES;
             }

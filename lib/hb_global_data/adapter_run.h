@@ -17,8 +17,18 @@ class Hb_Adapter_Run {
 
     // Returns the adapter's entry, or null if the table has no such adapter.
     Hb_Adapter_Entry *find(Hb_Adapter_Number adapter) {
-        const uint32_t predicted = is_consecutive_ ? adapter - first_ : last_ + step_;
-        if (predicted < size_ && list_[predicted].Hb_adapter_num == adapter) {
+        return is_consecutive_ ? find_by_number(adapter) : find_by_pattern(adapter);
+    }
+
+  private:
+    Hb_Adapter_Entry *find_by_number(Hb_Adapter_Number adapter) const {
+        const uint32_t place = adapter - first_;
+        return is_at(place, adapter) ? list_ + place : search(adapter);
+    }
+
+    Hb_Adapter_Entry *find_by_pattern(Hb_Adapter_Number adapter) {
+        const uint32_t predicted = last_ + step_;
+        if (is_at(predicted, adapter)) {
             move_to(predicted);
             wrong_ = 0;
             return list_ + predicted;
@@ -26,14 +36,21 @@ class Hb_Adapter_Run {
         if (++wrong_ == PATIENCE) {
             size_ = 0;
         }
-        auto *entry = static_cast<Hb_Adapter_Entry *>(Hash_search(adapter, index_));
+        Hb_Adapter_Entry *entry = search(adapter);
         if (entry != nullptr && size_ > 0) {
             move_to(static_cast<uint32_t>(entry - list_));
         }
         return entry;
     }
 
-  private:
+    bool is_at(uint32_t place, Hb_Adapter_Number adapter) const {
+        return place < size_ && list_[place].Hb_adapter_num == adapter;
+    }
+
+    Hb_Adapter_Entry *search(Hb_Adapter_Number adapter) const {
+        return static_cast<Hb_Adapter_Entry *>(Hash_search(adapter, index_));
+    }
+
     // Returns the number of entries in which a prediction is permitted. If two adapters share a number, only
     // the index knows which of them is meant.
     static uint32_t predictable_size(const Hb_Configuration_Internal &table) {
