@@ -26,8 +26,9 @@ std::vector<Row> rows_of(const Growth &growth) {
 }
 
 void write_growth(std::ostream &out, const Growth &growth, const std::vector<Figure> &figures) {
+    double cost = figures.at(0).peer;
     for (std::size_t i = 0; i < GROWTH_SIZES.size(); ++i) {
-        const double cost = i == 0 ? figures.at(0).peer : figures.at(i - 1).subject;
+        cost *= i == 0 ? 1 : figures.at(i - 1).ratio;
         out << growth.line << ' ' << GROWTH_SIZES[i] << ' ' << cost << '\n';
     }
 }

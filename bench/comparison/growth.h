@@ -27,7 +27,9 @@ struct Growth {
 // Three rows: each size beside a quarter of it.
 std::vector<Row> rows_of(const Growth &growth);
 
-// Writes a line for each size: its name, the size, and the median cost. The figures are those of rows_of().
+// Writes a line for each size: its name, the size, and the cost. The smallest cost is the median one, and each other one
+// follows by the ratio of its step: steps are measured at different times, and only a ratio compares both of its sides at
+// one time. The figures are those of rows_of().
 void write_growth(std::ostream &out, const Growth &growth, const std::vector<Figure> &figures);
 
 } // namespace comparison

@@ -42,15 +42,16 @@ TEST(GrowthRows, StateWhatIsComparedWithWhat) {
     EXPECT_EQ(rows[2].beside, "16 times");
 }
 
-TEST(GrowthFile, HasTheMedianCostOfEachSize) {
+TEST(GrowthFile, HasTheCostOfEachSizeByTheRatiosOfItsSteps) {
     std::vector<Figure> figures(3);
     figures[0].peer = 0.5;
-    figures[0].subject = 2;
-    figures[1].subject = 8;
-    figures[2].subject = 32;
+    figures[0].ratio = 4;
+    figures[1].peer = 3; // the machine was slower then
+    figures[1].ratio = 4;
+    figures[2].ratio = 2;
     std::ostringstream out;
     write_growth(out, growth_of(1), figures);
-    EXPECT_EQ(out.str(), "load 1 0.5\nload 4 2\nload 16 8\nload 64 32\n");
+    EXPECT_EQ(out.str(), "load 1 0.5\nload 4 2\nload 16 8\nload 64 16\n");
 }
 
 } // namespace
