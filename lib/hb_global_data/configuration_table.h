@@ -35,7 +35,8 @@ struct Hb_Configuration_Internal {
     H_table_str *site_hash;
     Hb_Node_Entry *node_list; // from new[], with HB_NODE_SLOTS entries
     Hb_Site_Entry *site_list;
-    bool has_first_addresses; // ip_hash has every address, and leads to the first adapter with it; false: not known
+    bool
+        has_first_addresses; // ip_hash has every address, and leads to the first adapter with it; false: not known
     bool is_consecutive; // each adapter of the list has the number after the previous one's; false: not known
 };
 
