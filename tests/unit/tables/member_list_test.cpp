@@ -39,7 +39,7 @@ TEST(MemberList, ClearingChangesNothingElse) {
         std::vector<Hb_Incarnation> expected = list;
         const uint32_t first = below(random, 70);
         const uint32_t count = below(random, 500);
-        std::fill_n(expected.begin() + first, count, HB_NOT_IN_GROUP);
+        std::fill_n(expected.data() + first, count, HB_NOT_IN_GROUP);
         hb_clear_members(list.data() + first, count);
         ASSERT_EQ(expected, list) << "from " << first << ", " << count << " entries";
     }
