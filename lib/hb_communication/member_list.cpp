@@ -31,8 +31,8 @@ std::size_t before_lines(const Hb_Incarnation *list) {
 // The first lines of a page are written without reading them: a page of fresh memory that is read first causes
 // two page faults instead of one.
 bool begins_page(const Hb_Incarnation *lines) {
-    constexpr uintptr_t PAGE = 4096;
-    return reinterpret_cast<uintptr_t>(lines) % PAGE == 0;
+    constexpr uintptr_t page = 4096;
+    return reinterpret_cast<uintptr_t>(lines) % page == 0;
 }
 
 // Only a list at an address of an entry has places at which cache lines begin. Programs have made others.
