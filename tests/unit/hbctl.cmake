@@ -33,6 +33,8 @@ hb_add_test(
   LIBS
   hb_hbctl
   hb_test_support
+  TIMEOUT
+  600
   LABELS
   unit)
 add_dependencies(hbctl_unit_test hbctl)
