@@ -57,31 +57,35 @@ wispd::Configuration two_networks(int nodes) {
     return configuration;
 }
 
-wispd::Liveness all_up(int nodes) {
+// A cluster without the adapters that `is_dead` selects.
+template <typename Is_Dead> wispd::Liveness up_without(int nodes, Is_Dead is_dead) {
     wispd::Liveness liveness;
     for (int node = 0; node < nodes; ++node) {
-        liveness.nodes.insert(node);
+        bool has_adapter = false;
         for (int network = 0; network < NETWORKS; ++network) {
-            liveness.adapters.insert(node * NETWORKS + network);
+            if (!is_dead(node, network)) {
+                liveness.adapters.insert(liveness.adapters.end(), node * NETWORKS + network);
+                has_adapter = true;
+            }
+        }
+        if (has_adapter) {
+            liveness.nodes.insert(liveness.nodes.end(), node);
         }
     }
     return liveness;
 }
 
-wispd::Liveness without_network(int network) {
-    wispd::Liveness liveness = all_up(SAMPLE_NODES);
-    std::erase_if(liveness.adapters, [network](int64_t adapter) { return adapter % NETWORKS == network; });
-    return liveness;
+wispd::Liveness all_up(int nodes) {
+    return up_without(nodes, [](int, int) { return false; });
+}
+
+wispd::Liveness without_network(int dead) {
+    return up_without(SAMPLE_NODES, [dead](int, int network) { return network == dead; });
 }
 
 // Without nodes 1 to `count`.
 wispd::Liveness without_nodes(int count) {
-    wispd::Liveness liveness = all_up(SAMPLE_NODES);
-    std::erase_if(liveness.nodes, [count](int node) { return node >= 1 && node <= count; });
-    std::erase_if(liveness.adapters, [count](int64_t adapter) {
-        return adapter >= NETWORKS && adapter < (int64_t{count} + 1) * NETWORKS;
-    });
-    return liveness;
+    return up_without(SAMPLE_NODES, [count](int node, int) { return node >= 1 && node <= count; });
 }
 
 // Everything that has arrived.

@@ -18,10 +18,11 @@
 
 #include <map>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <boost/container/flat_set.hpp>
 
 #include "cluster/changes.h"
 #include "cluster/configuration.h"
@@ -61,13 +62,17 @@ struct Node {
     bool up = false;
 };
 
-// The liveness of the whole cluster, from a source that knows all of it.
+// The liveness of the whole cluster, from a source that knows all of it. The largest cluster has 98,352 adapters, so
+// the sets are kept in one piece of memory each; they are filled in ascending order.
 struct Liveness {
-    std::set<int> nodes;
-    std::set<int64_t> adapters; // adapters of nodes not in `nodes` are ignored
+    using Nodes = boost::container::flat_set<int>;
+    using Adapters = boost::container::flat_set<int64_t>;
+
+    Nodes nodes;
+    Adapters adapters; // adapters of nodes not in `nodes` are ignored
     // Nodes and adapters that failed and recovered since the last report: each dies and joins.
-    std::set<int> nodes_back;
-    std::set<int64_t> adapters_back;
+    Nodes nodes_back;
+    Adapters adapters_back;
     // By node: adapters that come up in this step get at least this incarnation.
     std::map<int, Hb_Incarnation> incarnations{};
 };

@@ -37,11 +37,17 @@ Changes Cluster::set_liveness(const Liveness &liveness) {
             nodes_[number].up = false;
         }
         nodes_[number].member = is_member;
-        if (nodes_[number].configured_adapters == 0) {
-            continue; // most slots are unused: skip their adapters to save time
+        // Most slots are unused. The search for adapters ends with the last one, to save time.
+        int left = nodes_[number].configured_adapters;
+        if (left == 0) {
+            continue;
         }
         for (const std::size_t adapter : slots_of(number)) {
+            if (left == 0) {
+                break;
+            }
             if (adapters_[adapter].configured) {
+                --left;
                 const auto slot = static_cast<int64_t>(adapter);
                 set_adapter_liveness(adapter, is_member && adapters.contains(slot),
                                      node_back || adapters_back.contains(slot),
