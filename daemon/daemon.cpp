@@ -53,6 +53,9 @@ namespace {
 // The cause of a reload.
 enum class Reload { by_signal, by_command };
 
+// Why members died. Only a failure has an identifier.
+enum class Cause { failure, departure };
+
 // What the changes since the last computation mean for the routes. Each configuration update writes them again.
 enum class Routes_Due { no, if_changed, in_any_case };
 
@@ -70,7 +73,9 @@ std::string cut(const std::string &reason) {
 
 Followed follow_at_start(Start &start) {
     if (start.file.engine) {
-        start.service.starting(start.file.engine->patience.grace + START_MARGIN, "waiting for Corosync");
+        const auto grace =
+            std::visit([](const auto &settings) { return grace_of(settings); }, *start.file.engine);
+        start.service.starting(grace + START_MARGIN, "waiting for the cluster engine");
     }
     return begin_to_follow(start.file.engine, start.follow_engine);
 }
@@ -103,7 +108,7 @@ class Daemon::Impl {
     void install(const Configuration_File &file, const std::string &path, Reload why);
     void follow(const Engine_Step &step);
     void apply_settings(const Configuration_File &file, Reload why);
-    void announce(const Changes &changes);
+    void announce(const Changes &changes, Cause of_deaths = Cause::failure);
 
     Client_Handlers client_handlers();
     Outcome act(const Node_Request &request);
@@ -192,8 +197,8 @@ Daemon::Impl::Impl(Start start)
     wait_for_signal();
     key_rotation_.begin();
     log_info(text("listening on ", start_.socket_path));
-    if (followed_.follower) {
-        engine_.emplace(context_, std::move(followed_.follower), *followed_.first,
+    if (followed_.engine) {
+        engine_.emplace(context_, std::move(followed_.engine), *followed_.first,
                         [this](const Engine_Step &step) { follow(step); });
         watch_engine();
     }
@@ -357,7 +362,10 @@ void Daemon::Impl::reload(const std::string &named, Reload why, const Finished &
 }
 
 void Daemon::Impl::install(const Configuration_File &file, const std::string &path, Reload why) {
-    if (file.engine.has_value() != start_.file.engine.has_value()) {
+    const auto kind = [](const std::optional<Engine_Settings> &engine) {
+        return engine ? 1 + engine->index() : 0;
+    };
+    if (kind(file.engine) != kind(start_.file.engine)) {
         throw Refused(text(path, ": [source] type cannot change while wispd runs; restart wispd"));
     }
     if (file.engine) {
@@ -377,7 +385,7 @@ void Daemon::Impl::follow(const Engine_Step &step) {
     const Changes changes = cluster_.follow(step.configuration, step.liveness);
     publish_names();
     if (changes.any()) {
-        announce(changes);
+        announce(changes, step.is_departure ? Cause::departure : Cause::failure);
     }
 }
 
@@ -414,9 +422,9 @@ void Daemon::Impl::apply_settings(const Configuration_File &file, Reload why) {
     set_log_level(settings.log_level);
 }
 
-void Daemon::Impl::announce(const Changes &changes) {
+void Daemon::Impl::announce(const Changes &changes, Cause of_deaths) {
     std::string failure_id;
-    if (!changes.adapter_deaths.empty() || !changes.node_deaths.empty()) {
+    if (of_deaths == Cause::failure && (!changes.adapter_deaths.empty() || !changes.node_deaths.empty())) {
         failure_id = make_failure_id();
     }
     log_changes(changes, failure_id, cluster_);
@@ -572,6 +580,7 @@ std::string Daemon::Impl::state() const {
                        users(),
                        timeline,
                        engine ? &*engine : nullptr,
+                       engine_ ? engine_->name().type : nullptr,
                        shutdown_.has_value(),
                        now});
 }

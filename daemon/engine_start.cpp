@@ -12,8 +12,8 @@ Followed begin_to_follow(const std::optional<Engine_Settings> &settings, const F
     Followed followed;
     if (settings) {
         try {
-            followed.follower = follow_engine(*settings);
-            followed.first = await_engine(followed.follower);
+            followed.engine = follow_engine(*settings);
+            followed.first = await_engine(followed.engine);
         } catch (const std::runtime_error &error) {
             throw Start_Failure(error.what());
         }

@@ -7,15 +7,15 @@
 #include <optional>
 
 #include "cluster/cluster.h"
-#include "engine/engine_follower.h"
+#include "engine/engine.h"
 
 namespace wispd {
 
-using Follow_Engine = std::function<std::unique_ptr<Engine_Follower>(const Engine_Settings &)>;
+using Follow_Engine = std::function<std::unique_ptr<Engine>(const Engine_Settings &)>;
 
 // The engine and its first report. Both are empty if the configuration file describes the cluster itself.
 struct Followed {
-    std::unique_ptr<Engine_Follower> follower;
+    std::unique_ptr<Engine> engine;
     std::optional<Engine_Step> first;
 };
 

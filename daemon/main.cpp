@@ -16,7 +16,7 @@
 #include "common/socket_path.h"
 #include "daemon/daemon.h"
 #include "daemon/system_setup.h"
-#include "engine/engine_access.h"
+#include "engine/access/engine_access.h"
 #include "host/detach.h"
 #include "host/log.h"
 #include "host/paths.h"
@@ -72,7 +72,7 @@ wispd::Start read_start(const Options &options) {
     start.follow_engine = wispd::follow_engine;
     start.file = wispd::read_configuration_file(options.config);
     if (start.file.engine) {
-        wispd::need_engine_access();
+        wispd::need_engine_access(*start.file.engine);
     }
     // The working directory may change later, so resolve the paths now.
     start.config_path = wispd::absolute_path(options.config);

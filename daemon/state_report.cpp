@@ -161,20 +161,52 @@ ordered_json security_of(const Keyring &keyring) {
     return security;
 }
 
-ordered_json source_of(const Engine_Status *engine) {
-    if (engine == nullptr) {
+const char *connection_state(bool connected, bool silent) {
+    return silent ? "silent" : connected ? "connected" : "disconnected";
+}
+
+// What engines report that need an agent for each network.
+void add_agents(const Engine_Status &engine, ordered_json &source) {
+    source["agents"] = ordered_json::array();
+    for (const Agent_Status &agent : engine.agents) {
+        ordered_json one = {{"network", agent.network},
+                            {"rpc", agent.address},
+                            {"state", connection_state(agent.connected, agent.silent)}};
+        if (!agent.connected) {
+            one["trouble"] = agent.trouble;
+            one["attempts"] = agent.attempts;
+        }
+        source["agents"].push_back(std::move(one));
+    }
+    source["rejected_members"] = engine.rejected_members;
+    source["rejections"] = engine.rejections;
+    source["settling"] = ordered_json::array();
+    for (const auto &[node, settling] : engine.settling) {
+        source["settling"].push_back({{"node", node},
+                                      {"held_now", settling.held_now},
+                                      {"held", settling.held},
+                                      {"withdrawn", settling.withdrawn}});
+    }
+}
+
+ordered_json source_of(const State_View &view) {
+    if (view.engine == nullptr) {
         return {{"type", "file"}};
     }
-    const char *state = engine->silent ? "silent" : engine->connected ? "connected" : "disconnected";
-    ordered_json source = {{"type", "corosync"}, {"engine", state}};
-    if (!engine->connected) {
-        source["trouble"] = engine->trouble;
-        source["attempts"] = engine->attempts;
+    const Engine_Status &engine = *view.engine;
+    ordered_json source = {{"type", view.engine_type},
+                           {"engine", connection_state(engine.connected, engine.silent)}};
+    if (!engine.connected) {
+        source["trouble"] = engine.trouble;
+        source["attempts"] = engine.attempts;
     }
-    if (!engine->refused.empty()) {
-        source["refused_configuration"] = engine->refused;
+    if (!engine.refused.empty()) {
+        source["refused_configuration"] = engine.refused;
     }
-    source["awaited_nodes"] = engine->awaited;
+    source["awaited_nodes"] = engine.awaited;
+    if (!engine.agents.empty()) {
+        add_agents(engine, source);
+    }
     return source;
 }
 
@@ -198,7 +230,7 @@ std::string state_line(const State_View &view) {
                               {"threshold_microseconds", cluster.heartbeat()->threshold_microseconds},
                               {"enabled", cluster.heartbeat()->enabled}};
     }
-    state["source"] = source_of(view.engine);
+    state["source"] = source_of(view);
     state["networks"] = networks_of(cluster);
     state["nodes"] = nodes_of(cluster);
     state["suspicions"] = suspicions_of(view.control.suspicions(), view.now);

@@ -12,7 +12,7 @@
 #include "cluster/node_control.h"
 #include "cluster/routes.h"
 #include "daemon/publisher/publisher.h"
-#include "engine/engine_follower.h"
+#include "engine/engine.h"
 
 namespace wispd {
 
@@ -46,6 +46,7 @@ struct State_View {
     std::map<uid_t, User_Status> users;
     Timeline_Status timeline;
     const Engine_Status *engine; // null: the file describes the cluster
+    const char *engine_type;     // in [source]; used only with an engine
     bool ends_soon;
     Time now;
 };

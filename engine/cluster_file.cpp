@@ -6,7 +6,8 @@
 #include "cluster/description/cluster_description.h"
 #include "cluster/description/text_limits.h"
 #include "cluster/description/toml_reader.h"
-#include "engine/engine_section.h"
+#include "engine/corosync_section.h"
+#include "engine/serf_section.h"
 #include "host/text.h"
 #include "lib/wire/hb_wire.h"
 
@@ -15,15 +16,14 @@ namespace wispd {
 namespace {
 
 constexpr const char *OWN_FILE = "file";
-constexpr const char *COROSYNC = "corosync";
 
-bool comes_from_engine(const Toml_Reader &source) {
-    const std::string type = source.string_or("type", NAME_LONGEST, OWN_FILE);
-    if (type != OWN_FILE && type != COROSYNC) {
-        throw source.error(
-            "type", text("\"", type, "\" is not a source; expected \"", OWN_FILE, "\" or \"", COROSYNC, "\""));
+std::string source_type(const Toml_Reader &source) {
+    std::string type = source.string_or("type", NAME_LONGEST, OWN_FILE);
+    if (type != OWN_FILE && type != COROSYNC.type && type != SERF.type) {
+        throw source.error("type", text("\"", type, "\" is not a source; expected \"", OWN_FILE, "\", \"",
+                                        COROSYNC.type, "\" or \"", SERF.type, "\""));
     }
-    return type == COROSYNC;
+    return type;
 }
 
 Configuration size_of_engine_cluster() {
@@ -46,13 +46,24 @@ void read_source(const Toml_Reader &root, const std::string &path, Cluster_File 
         return;
     }
     const Toml_Reader any(*table, path, "[source]",
-                          {"type", "timeline", "poll_milliseconds", "grace_seconds", "node", "network"});
-    if (comes_from_engine(any)) {
+                          {"type", "timeline", "poll_milliseconds", "grace_seconds", "node", "network", "agent",
+                           "discover", "settle_milliseconds"});
+    const std::string type = source_type(any);
+    if (type == COROSYNC.type) {
         const Toml_Reader source(*table, path, "[source] of type \"corosync\"",
                                  {"type", "poll_milliseconds", "grace_seconds", "node", "network"});
-        file.engine = read_engine_section(root, source, path);
-        file.engine->names.heartbeat = read_heartbeat(root, path);
+        Corosync_Settings settings = read_corosync_section(root, source, path);
+        settings.names.heartbeat = read_heartbeat(root, path);
+        file.engine = std::move(settings);
         file.cluster = size_of_engine_cluster();
+    } else if (type == SERF.type) {
+        const Toml_Reader source(*table, path, "[source] of type \"serf\"",
+                                 {"type", "grace_seconds", "settle_milliseconds", "discover", "agent"});
+        Serf_Settings settings = read_serf_section(root, source, path);
+        file.cluster.max_nodes = settings.cluster.max_nodes;
+        file.cluster.adapters_per_node = settings.cluster.adapters_per_node;
+        file.cluster.is_from_engine = true;
+        file.engine = std::move(settings);
     } else {
         const Toml_Reader source(*table, path, "[source]", {"type", "timeline"});
         file.cluster = read_cluster(root, path);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reads a cluster's TOML file for wispd and the cluster services: the cluster, or how to follow Corosync.
+// Reads a cluster's TOML file for wispd and the cluster services: the cluster, or how to follow an engine.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@
 namespace wispd {
 
 struct Cluster_File {
-    Configuration cluster; // only its size is set when it comes from Corosync
+    Configuration cluster; // only its size is set when it comes from an engine
     std::optional<Engine_Settings> engine;
     Daemon_Section daemon_section;
     Suspicion_Settings suspicion;

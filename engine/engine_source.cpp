@@ -32,22 +32,22 @@ constexpr std::chrono::milliseconds WATCH_INTERVAL(500);
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::chrono::seconds FIRST_ANSWER_LATEST(3);
 constexpr std::chrono::seconds END_AFTER(1);
-constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as Corosync needs to form a new membership
+constexpr int LOOKS_UNTIL_BELIEVED = 6; // as long as an engine needs to form a new membership
 
 // What the thread and the event loop share; the last user frees it.
 struct Shared {
-    explicit Shared(std::unique_ptr<Engine_Follower> the_follower)
-        : follower(std::move(the_follower)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
-          status(follower->status()) {
+    explicit Shared(std::unique_ptr<Engine> the_engine)
+        : engine(std::move(the_engine)), wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+          status(engine->status()) {
         if (wake < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot wait for Corosync");
+            throw std::system_error(errno, std::generic_category(), "cannot wait for the cluster engine");
         }
     }
     Shared(const Shared &) = delete;
     Shared &operator=(const Shared &) = delete;
     ~Shared() { close(wake); }
 
-    const std::unique_ptr<Engine_Follower> follower; // used only by the thread
+    const std::unique_ptr<Engine> engine; // used only by the thread
     const int wake;
 
     std::mutex mutex;
@@ -60,7 +60,7 @@ struct Shared {
 };
 
 void wait_for_either(const Shared &shared) {
-    pollfd waiting[] = {{shared.follower->descriptor(), POLLIN, 0}, {shared.wake, POLLIN, 0}};
+    pollfd waiting[] = {{shared.engine->descriptor(), POLLIN, 0}, {shared.wake, POLLIN, 0}};
     poll(waiting, 2, -1);
     eventfd_t count = 0;
     eventfd_read(shared.wake, &count);
@@ -80,16 +80,16 @@ template <typename Deliver> void follow(Shared &shared, Deliver deliver) {
             shared.asking_since = Clock::now();
         }
         if (wanted) {
-            shared.follower->set(*wanted);
+            shared.engine->set(*wanted);
         }
-        std::optional<Engine_Step> step = shared.follower->advance(Clock::now());
+        std::optional<Engine_Step> step = shared.engine->advance(Clock::now());
         const std::lock_guard lock(shared.mutex);
         shared.asking_since.reset();
         if (shared.must_end) {
             break;
         }
         const bool was_silent = shared.status.silent;
-        shared.status = shared.follower->status();
+        shared.status = shared.engine->status();
         if (step || was_silent) {
             deliver(std::move(step));
         }
@@ -99,44 +99,48 @@ template <typename Deliver> void follow(Shared &shared, Deliver deliver) {
     shared.ended.notify_all();
 }
 
-Engine_Step first_step(Engine_Follower &follower) {
-    const Clock::time_point until = Clock::now() + follower.settings().patience.grace;
+Engine_Step first_step(Engine &engine) {
+    const Clock::time_point until = Clock::now() + std::max(engine.grace(), engine.time_to_connect());
     while (true) {
-        if (std::optional<Engine_Step> step = follower.advance(Clock::now())) {
+        if (std::optional<Engine_Step> step = engine.advance(Clock::now())) {
             return std::move(*step);
         }
-        if (!follower.status().refused.empty()) {
-            throw std::runtime_error(text("cannot use Corosync's configuration: ", follower.status().refused));
+        if (!engine.status().refused.empty()) {
+            throw std::runtime_error(
+                text("cannot use ", engine.name().title, "'s configuration: ", engine.status().refused));
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
         if (left.count() <= 0) {
-            throw std::runtime_error(text(follower.status().trouble, "; start Corosync, or read its log"));
+            throw std::runtime_error(
+                text(engine.status().trouble, "; start ", engine.name().title, ", or read its log"));
         }
-        pollfd waiting{follower.descriptor(), POLLIN, 0};
+        pollfd waiting{engine.descriptor(), POLLIN, 0};
         poll(&waiting, 1, static_cast<int>(left.count()));
     }
 }
 
 // Shared by the thread that waits for the first step and the caller that waits for the thread.
 struct First_Step {
-    explicit First_Step(std::unique_ptr<Engine_Follower> the_follower) : follower(std::move(the_follower)) {}
+    explicit First_Step(std::unique_ptr<Engine> the_engine) : engine(std::move(the_engine)) {}
 
-    std::unique_ptr<Engine_Follower> follower;
+    std::unique_ptr<Engine> engine;
     std::promise<Engine_Step> step;
 };
 
 } // namespace
 
-// A blocked Corosync blocks its caller. A separate thread sends the query, because it can be left behind.
-Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
-    const std::chrono::milliseconds longest = follower->settings().patience.grace + FIRST_ANSWER_LATEST;
-    const auto first = std::make_shared<First_Step>(std::move(follower));
+// A blocked engine blocks its caller. A separate thread sends the query, because it can be left behind.
+Engine_Step await_engine(std::unique_ptr<Engine> &engine) {
+    const Engine_Name name = engine->name();
+    const std::chrono::milliseconds longest =
+        std::max(engine->grace(), engine->time_to_connect()) + FIRST_ANSWER_LATEST;
+    const auto first = std::make_shared<First_Step>(std::move(engine));
     std::future<Engine_Step> step = first->step.get_future();
     std::thread thread = [&first] {
         const Signals_Blocked blocked;
         return std::thread([first] {
             try {
-                first->step.set_value(first_step(*first->follower));
+                first->step.set_value(first_step(*first->engine));
             } catch (...) {
                 first->step.set_exception(std::current_exception());
             }
@@ -144,20 +148,20 @@ Engine_Step await_engine(std::unique_ptr<Engine_Follower> &follower) {
     }();
     if (step.wait_for(longest) == std::future_status::timeout) {
         thread.detach();
-        throw std::runtime_error("Corosync is running but does not respond; find out what blocks it");
+        throw std::runtime_error(text(name.title, " is running but does not respond; find out what blocks it"));
     }
     thread.join();
-    follower = std::move(first->follower);
+    engine = std::move(first->engine);
     return step.get();
 }
 
 class Engine_Source::Impl {
   public:
-    Impl(asio::io_context &context, std::unique_ptr<Engine_Follower> follower, const Engine_Step &first,
+    Impl(asio::io_context &context, std::unique_ptr<Engine> engine, const Engine_Step &first,
          std::function<void(const Engine_Step &)> on_step)
-        : patience_(follower->settings().patience), local_node_(first.configuration->local_node),
-          last_(first.liveness), on_step_(std::move(on_step)),
-          shared_(std::make_shared<Shared>(std::move(follower))), watch_(context) {
+        : name_(engine->name()), grace_(engine->grace()), local_node_(first.configuration->local_node),
+          adapters_per_node_(first.configuration->adapters_per_node), last_(first.liveness),
+          on_step_(std::move(on_step)), shared_(std::make_shared<Shared>(std::move(engine))), watch_(context) {
         const Signals_Blocked blocked;
         thread_ = std::thread([shared = shared_, alive = std::weak_ptr(alive_), this, &context] {
             follow(*shared, [&](std::optional<Engine_Step> step) {
@@ -182,13 +186,15 @@ class Engine_Source::Impl {
         ended ? thread_.join() : thread_.detach();
     }
 
+    Engine_Name name() const { return name_; }
+
     Engine_Status status() const {
         const std::lock_guard lock(shared_->mutex);
         return shared_->status;
     }
 
     void set(const Engine_Settings &settings) {
-        patience_ = settings.patience;
+        grace_ = std::visit([](const auto &those) { return grace_of(those); }, settings);
         const std::lock_guard lock(shared_->mutex);
         shared_->wanted = settings;
         eventfd_write(shared_->wake, 1);
@@ -197,7 +203,7 @@ class Engine_Source::Impl {
   private:
     void accept_step(const std::optional<Engine_Step> &step) {
         if (std::exchange(complained_, false)) {
-            log_info("Corosync responds again");
+            log_info(text(name_.title, " responds again"));
         }
         if (!step) {
             return;
@@ -210,7 +216,7 @@ class Engine_Source::Impl {
         }
     }
 
-    // Runs after several timely answers: Corosync's first reports after a silence are older than the silence.
+    // Runs after several timely answers: the engine's first reports after a silence are older than the silence.
     void return_to_it() {
         given_up_ = false;
         on_step_({std::exchange(unreported_configuration_, std::nullopt), without_flaps(last_)});
@@ -247,14 +253,14 @@ class Engine_Source::Impl {
         }
         if (silence >= SILENT_AFTER && !complained_) {
             complained_ = true;
-            log_warning(text(
-                "Corosync unresponsive; clients stay connected, and the other nodes are reported down after ",
-                std::chrono::duration_cast<std::chrono::seconds>(patience_.grace).count(),
-                " s (grace_seconds)"));
+            log_warning(
+                text(name_.title,
+                     " unresponsive; clients stay connected, and the other nodes are reported down after ",
+                     std::chrono::duration_cast<std::chrono::seconds>(grace_).count(), " s (grace_seconds)"));
         }
-        if (silence >= std::max<Clock::duration>(patience_.grace, SILENT_AFTER) && !given_up_) {
+        if (silence >= std::max<Clock::duration>(grace_, SILENT_AFTER) && !given_up_) {
             given_up_ = true;
-            log_warning(text("Corosync unresponsive for ",
+            log_warning(text(name_.title, " unresponsive for ",
                              std::chrono::duration_cast<std::chrono::seconds>(silence).count(),
                              " s (grace_seconds): reporting all other nodes down"));
             on_step_({std::nullopt, of_local_node(last_)});
@@ -265,16 +271,18 @@ class Engine_Source::Impl {
         Liveness local;
         local.nodes = {local_node_};
         for (const int64_t adapter : all.adapters) {
-            if (adapter / ENGINE_ADAPTERS_PER_NODE == local_node_) {
+            if (adapter / adapters_per_node_ == local_node_) {
                 local.adapters.insert(adapter);
             }
         }
         return local;
     }
 
-    Engine_Patience patience_;
+    const Engine_Name name_;
+    std::chrono::milliseconds grace_;
     const Hb_Node_Number local_node_;
-    Liveness last_; // the liveness that Corosync last reported
+    const int adapters_per_node_;
+    Liveness last_; // the liveness that the engine last reported
     bool complained_ = false;
     bool given_up_ = false; // the other nodes were reported down after a silence
     int answers_in_a_row_ = 0;
@@ -286,11 +294,15 @@ class Engine_Source::Impl {
     std::thread thread_;
 };
 
-Engine_Source::Engine_Source(asio::io_context &context, std::unique_ptr<Engine_Follower> follower,
+Engine_Source::Engine_Source(asio::io_context &context, std::unique_ptr<Engine> engine,
                              const Engine_Step &first, std::function<void(const Engine_Step &)> on_step)
-    : impl_(std::make_unique<Impl>(context, std::move(follower), first, std::move(on_step))) {}
+    : impl_(std::make_unique<Impl>(context, std::move(engine), first, std::move(on_step))) {}
 
 Engine_Source::~Engine_Source() = default;
+
+Engine_Name Engine_Source::name() const {
+    return impl_->name();
+}
 
 Engine_Status Engine_Source::status() const {
     return impl_->status();

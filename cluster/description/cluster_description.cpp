@@ -29,34 +29,6 @@ struct Definition {
     std::string what;
 };
 
-void read_networks(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
-    std::unordered_map<int, Definition> numbers;
-    std::unordered_map<std::string, Definition> names;
-    for (const toml::table *table : root.tables("network")) {
-        const Toml_Reader reader(*table, path, "[[network]]", {"number", "name", "type"});
-        Configured_Network network;
-        network.number = static_cast<Hb_Network_Number>(reader.integer("number", 0, HB_NETWORK_SLOTS - 1));
-        if (network.number >= cluster.adapters_per_node) {
-            throw reader.error("number",
-                               text("network ", network.number, " is out of range: adapters_per_node = ",
-                                    cluster.adapters_per_node, " allows 0 to ", cluster.adapters_per_node - 1));
-        }
-        network.name = reader.string("name", NETWORK_NAME_LONGEST);
-        network.type = reader.string_or("type", NETWORK_TYPE_LONGEST, "ether");
-        const auto [number, number_new] = numbers.try_emplace(network.number, Definition{reader.place(), ""});
-        if (!number_new) {
-            throw reader.error("number", text("network ", network.number, " is defined twice; the first is at ",
-                                              number->second.place));
-        }
-        const auto [name, name_new] = names.try_emplace(network.name, Definition{reader.place("name"), ""});
-        if (!name_new) {
-            throw reader.error("name", text("network name \"", network.name,
-                                            "\" is used twice; the first is at ", name->second.place));
-        }
-        cluster.networks.push_back(std::move(network));
-    }
-}
-
 class Node_Section {
   public:
     Node_Section(const std::string &path, Configuration &cluster) : path_(path), cluster_(cluster) {
@@ -184,6 +156,34 @@ uint32_t read_key_type(const Toml_Reader &reader, uint32_t otherwise) {
 }
 
 } // namespace
+
+void read_networks(const Toml_Reader &root, const std::string &path, Configuration &cluster) {
+    std::unordered_map<int, Definition> numbers;
+    std::unordered_map<std::string, Definition> names;
+    for (const toml::table *table : root.tables("network")) {
+        const Toml_Reader reader(*table, path, "[[network]]", {"number", "name", "type"});
+        Configured_Network network;
+        network.number = static_cast<Hb_Network_Number>(reader.integer("number", 0, HB_NETWORK_SLOTS - 1));
+        if (network.number >= cluster.adapters_per_node) {
+            throw reader.error("number",
+                               text("network ", network.number, " is out of range: adapters_per_node = ",
+                                    cluster.adapters_per_node, " allows 0 to ", cluster.adapters_per_node - 1));
+        }
+        network.name = reader.string("name", NETWORK_NAME_LONGEST);
+        network.type = reader.string_or("type", NETWORK_TYPE_LONGEST, "ether");
+        const auto [number, number_new] = numbers.try_emplace(network.number, Definition{reader.place(), ""});
+        if (!number_new) {
+            throw reader.error("number", text("network ", network.number, " is defined twice; the first is at ",
+                                              number->second.place));
+        }
+        const auto [name, name_new] = names.try_emplace(network.name, Definition{reader.place("name"), ""});
+        if (!name_new) {
+            throw reader.error("name", text("network name \"", network.name,
+                                            "\" is used twice; the first is at ", name->second.place));
+        }
+        cluster.networks.push_back(std::move(network));
+    }
+}
 
 std::optional<Heartbeat> read_heartbeat(const Toml_Reader &root, const std::string &path) {
     const toml::table *table = root.table("heartbeat");

@@ -17,6 +17,8 @@ namespace wispd {
 // Reads [cluster], which is required, and [heartbeat], [[network]] and [[node]].
 Configuration read_cluster(const Toml_Reader &root, const std::string &path);
 
+// Reads [[network]] into a cluster with known limits.
+void read_networks(const Toml_Reader &root, const std::string &path, Configuration &cluster);
 std::optional<Heartbeat> read_heartbeat(const Toml_Reader &root, const std::string &path);
 Suspicion_Settings read_suspicion(const Toml_Reader &root, const std::string &path);
 Security_Settings read_security(const Toml_Reader &root, const std::string &path);

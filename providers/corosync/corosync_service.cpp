@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "engine/corosync/corosync_translation.h"
 #include "host/log.h"
 #include "host/text.h"
 #include "providers/service/service_lists.h"
@@ -171,14 +172,14 @@ struct Entries {
                                                release_event};
 };
 
-Corosync_Service::Corosync_Service(std::unique_ptr<wispd::Engine_Follower> follower,
-                                   std::optional<Peer_Settings> peers)
-    : follower_(std::move(follower)) {
+Corosync_Service::Corosync_Service(std::unique_ptr<wispd::Engine> engine, std::optional<Peer_Settings> peers)
+    : engine_(std::move(engine)) {
     if (installed != nullptr) {
         throw std::logic_error("there is a service over Corosync already");
     }
     if (peers) {
         peer_name_ = peers->name;
+        names_ = std::move(peers->names);
         peers_.emplace(std::move(peers->join));
     }
     installed = this;
@@ -201,7 +202,7 @@ int Corosync_Service::open(const std::string &name) {
         check_engine();
         configuration_ = cluster_.picture();
     }
-    std::vector<int> sources = {follower_->descriptor()};
+    std::vector<int> sources = {engine_->descriptor()};
     if (name == PEER_LIVENESS && peers_) {
         sources.push_back(peers_->descriptor());
     }
@@ -212,12 +213,12 @@ int Corosync_Service::open(const std::string &name) {
 
 void Corosync_Service::check_engine() {
     const auto now = std::chrono::steady_clock::now();
-    if (const std::optional<wispd::Engine_Step> step = follower_->advance(now)) {
+    if (const std::optional<wispd::Engine_Step> step = engine_->advance(now)) {
         apply(*step);
     }
     if (peers_) {
         const auto is_awaited = [this](uint32_t id) { return is_node_awaited(id); };
-        for (const Peer_Change &change : peers_->advance(now, follower_->status().connected, is_awaited)) {
+        for (const Peer_Change &change : peers_->advance(now, engine_->status().connected, is_awaited)) {
             report(change);
         }
     }
@@ -250,9 +251,9 @@ void Corosync_Service::check_before_list() {
 
 // Returns true if the node is considered up although the reconnected engine has not detected it yet.
 bool Corosync_Service::is_node_awaited(uint32_t id) const {
-    const std::vector<int> &awaited = follower_->status().awaited;
+    const std::vector<int> &awaited = engine_->status().awaited;
     return std::any_of(awaited.begin(), awaited.end(), [&](int number) {
-        const auto &names = follower_->settings().names.nodes;
+        const auto &names = names_.nodes;
         const auto named = names.find(id);
         return named != names.end() ? named->second == number : id == static_cast<uint32_t>(number);
     });
@@ -266,9 +267,8 @@ void Corosync_Service::report(const Peer_Change &change) {
     monitor_event.event.type = change.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
     monitor_event.event.name = peer_name_;
     try {
-        monitor_event.event.node =
-            static_cast<uint32_t>(wispd::node_number(change.node_id, follower_->settings().names));
-    } catch (const wispd::Engine_Refused &refused) {
+        monitor_event.event.node = static_cast<uint32_t>(wispd::node_number(change.node_id, names_));
+    } catch (const wispd::Corosync_Refused &refused) {
         wispd::log_warning(wispd::text("peers: ", refused.what()));
         return;
     }

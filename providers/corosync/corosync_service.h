@@ -22,7 +22,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/engine_follower.h"
+#include "engine/engine.h"
 #include "providers/corosync/followed_cluster.h"
 #include "providers/corosync/peer_watch.h"
 #include "providers/service/monitors.h"
@@ -39,12 +39,13 @@ inline constexpr const char *PEER_LIVENESS = "peer_gs_liveness";
 struct Peer_Settings {
     std::string name; // name of the program in the events
     Peer_Join join;
+    wispd::Corosync_Names names = {}; // node numbers by id
 };
 
 class Corosync_Service {
   public:
     // Installs the service. Throws std::system_error, or std::logic_error if another object exists.
-    Corosync_Service(std::unique_ptr<wispd::Engine_Follower> follower, std::optional<Peer_Settings> peers);
+    Corosync_Service(std::unique_ptr<wispd::Engine> engine, std::optional<Peer_Settings> peers);
     Corosync_Service(const Corosync_Service &) = delete;
     Corosync_Service &operator=(const Corosync_Service &) = delete;
     ~Corosync_Service();
@@ -64,8 +65,9 @@ class Corosync_Service {
     mox_service::Picture picture();
 
     std::mutex mutex_;
-    std::unique_ptr<wispd::Engine_Follower> follower_;
+    std::unique_ptr<wispd::Engine> engine_;
     std::string peer_name_;
+    wispd::Corosync_Names names_;
     std::optional<Peer_Watch> peers_;
     Followed_Cluster cluster_;
     mox_service::Monitors monitors_; // must be destroyed before the sources that it gathers

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cluster/cluster.h"
-#include "engine/engine_follower.h"
+#include "engine/engine.h"
 #include "providers/service/picture.h"
 #include "providers/service/picture_events.h"
 

@@ -61,7 +61,7 @@ if(TARGET hb_corosync_libs)
     ${cluster_dir}/netlink_interfaces_test.cpp
     LIBS
     cluster_test_support
-    hb_engine_access
+    hb_corosync_access
     LABELS
     cluster)
 endif()

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
-#include "engine/netlink_interfaces.h"
+#include "engine/corosync/netlink_interfaces.h"
 #include "tests/cluster/cluster_test.h"
 #include "tests/support/deadline.h"
 

@@ -14,9 +14,9 @@ if(TARGET hb_daemon)
     wispd/command_values_test.cpp
     wispd/control_server_test.cpp
     wispd/endpoints_test.cpp
-    wispd/engine_follower_test.cpp
-    wispd/engine_section_test.cpp
-    wispd/engine_translation_test.cpp
+    wispd/corosync_follower_test.cpp
+    wispd/corosync_section_test.cpp
+    wispd/corosync_translation_test.cpp
     wispd/file_loader_test.cpp
     wispd/instance_test.cpp
     wispd/journal_test.cpp
@@ -50,6 +50,7 @@ if(TARGET hb_daemon)
     wispd/user_time_test.cpp
     LIBS
     hb_daemon
+    hb_engine_corosync
     hb_test_support
     LABELS
     unit)
@@ -59,7 +60,7 @@ if(TARGET hb_daemon)
     SOURCES
     wispd/engine_source_test.cpp
     LIBS
-    hb_engine
+    hb_engine_corosync
     hb_test_support
     LABELS
     unit

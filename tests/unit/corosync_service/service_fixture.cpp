@@ -45,9 +45,9 @@ void Read_Event::release() {
 
 void Corosync_Service_Test::start(std::optional<mox_corosync::Peer_Settings> peers,
                                   std::chrono::milliseconds grace, std::chrono::milliseconds poll) {
-    const wispd::Engine_Settings settings{{}, {poll, grace}};
-    auto follower = std::make_unique<wispd::Engine_Follower>(
-        settings, [this] { return std::make_unique<wispd_test::Fake_Engine>(*cluster_); },
+    const wispd::Corosync_Settings settings{{}, {poll, grace}};
+    auto follower = std::make_unique<wispd::Corosync_Follower>(
+        settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(*cluster_); },
         std::make_unique<wispd_test::Fake_Interfaces>(cables_));
     service_ = std::make_unique<mox_corosync::Corosync_Service>(std::move(follower), std::move(peers));
 }
@@ -106,13 +106,13 @@ int Corosync_Service_Test::local_node() {
 }
 
 void Corosync_Service_Test::node_dies(uint32_t node) {
-    wispd::Engine_Members members = cluster_->members;
+    wispd::Corosync_Members members = cluster_->members;
     members.erase(node);
     cluster_->tell_members(members);
 }
 
 void Corosync_Service_Test::node_returns(uint32_t node) {
-    wispd::Engine_Members members = cluster_->members;
+    wispd::Corosync_Members members = cluster_->members;
     const auto before = members.find(node);
     members[node] = before == members.end() ? 7 : before->second + 1;
     cluster_->tell_members(members);

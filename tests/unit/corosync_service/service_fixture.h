@@ -12,7 +12,7 @@
 
 #include "providers/corosync/corosync_service.h"
 #include "tests/support/unique_fd.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/fake_corosync.h"
 #include "tests/unit/wispd/log_fixture.h"
 
 namespace hb_test {

@@ -20,7 +20,7 @@
 #include "tests/support/environment_guard.h"
 #include "tests/support/isolated.h"
 #include "tests/support/temp_dir.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/fake_corosync.h"
 
 namespace hb_test {
 namespace {
@@ -64,10 +64,10 @@ class Engine_Of_Storm {
 
     std::unique_ptr<mox_corosync::Corosync_Service> service() {
         // Every check includes the links. Nodes that an ended engine does not see are dead at once.
-        const wispd::Engine_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
+        const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
         return std::make_unique<mox_corosync::Corosync_Service>(
-            std::make_unique<wispd::Engine_Follower>(
-                settings, [this] { return std::make_unique<wispd_test::Fake_Engine>(cluster_); },
+            std::make_unique<wispd::Corosync_Follower>(
+                settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(cluster_); },
                 std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
             std::nullopt);
     }
@@ -97,7 +97,7 @@ class Engine_Of_Storm {
         tell();
     }
     void toggle_link(uint32_t node, int link) {
-        wispd::Engine_Link &state = cluster_.links[{node, link}];
+        wispd::Corosync_Link &state = cluster_.links[{node, link}];
         state.connected = !state.connected;
         state.times_down += state.connected ? 0 : 1;
     }
@@ -107,7 +107,7 @@ class Engine_Of_Storm {
         cut = !cut;
     }
     void configure(uint32_t node) {
-        wispd::Engine_Node added{node, "node" + std::to_string(node), {}};
+        wispd::Corosync_Node added{node, "node" + std::to_string(node), {}};
         for (int link = 0; link < LINKS; ++link) {
             added.addresses[link] = address(node, link);
         }
@@ -119,7 +119,7 @@ class Engine_Of_Storm {
         std::erase_if(cluster_.configuration.nodes, [&](const auto &one) { return one.id == node; });
     }
     void change_address(uint32_t node, int link) {
-        for (wispd::Engine_Node &one : cluster_.configuration.nodes) {
+        for (wispd::Corosync_Node &one : cluster_.configuration.nodes) {
             if (one.id == node) {
                 ++moves_[{node, link}];
                 one.addresses[link] = address(node, link);
@@ -135,7 +135,7 @@ class Engine_Of_Storm {
 
     Who_Is_Up who_is_up() const {
         Who_Is_Up who;
-        for (const wispd::Engine_Node &node : cluster_.configuration.nodes) {
+        for (const wispd::Corosync_Node &node : cluster_.configuration.nodes) {
             const bool is_local = node.id == 1;
             if (!is_local && (!cluster_.runs || !is_member(node.id))) {
                 continue;

@@ -23,11 +23,12 @@ using Folders = std::vector<std::string>;
 const Folders LIBRARY_LAYERS = {
     "utils",   "lib/base",         "lib/wire", "lib/hb_global_data", "lib/vexo", "lib/hb_communication",
     "lib/mox", "lib/mox/handlers", "lib/api"};
-const Folders DAEMON_LAYERS = {"common", "host", "cluster", "cluster/description", "engine", "daemon"};
-const Folders PROVIDER_LAYERS = {"common",        "host",
-                                 "cluster",       "cluster/description",
-                                 "engine",        "providers/service",
-                                 "providers/sim", "providers/corosync"};
+const Folders DAEMON_LAYERS = {
+    "common",      "host",          "cluster", "cluster/description", "engine", "engine/corosync",
+    "engine/serf", "engine/access", "daemon"};
+const Folders PROVIDER_LAYERS = {
+    "common",          "host",        "cluster",           "cluster/description", "engine",
+    "engine/corosync", "engine/serf", "providers/service", "providers/sim",       "providers/corosync"};
 
 std::string folder_of(const std::string &path) {
     const auto slash = path.rfind('/');

@@ -15,7 +15,7 @@
 #include "providers/corosync/corosync_service.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/reading_order/replaying_client.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/fake_corosync.h"
 
 namespace hb_test {
 namespace {
@@ -25,10 +25,10 @@ class Simulated_Engine {
   public:
     Simulated_Engine() {
         configure(4);
-        const wispd::Engine_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
+        const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
         service_ = std::make_unique<mox_corosync::Corosync_Service>(
-            std::make_unique<wispd::Engine_Follower>(
-                settings, [this] { return std::make_unique<wispd_test::Fake_Engine>(*cluster_); },
+            std::make_unique<wispd::Corosync_Follower>(
+                settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(*cluster_); },
                 std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
             std::nullopt);
         look();
@@ -36,13 +36,13 @@ class Simulated_Engine {
 
     // ---- Steps: the service looks after each, so that the next one finds its events unread ----
     void leave(uint32_t node) {
-        wispd::Engine_Members members = cluster_->members;
+        wispd::Corosync_Members members = cluster_->members;
         members.erase(node);
         cluster_->tell_members(members);
         look();
     }
     void join(uint32_t node) {
-        wispd::Engine_Members members = cluster_->members;
+        wispd::Corosync_Members members = cluster_->members;
         members[node] = ++joins_[node] + 1;
         for (const int number : {0, 1}) {
             cluster_->links[{node, number}].connected = true;
@@ -71,7 +71,7 @@ class Simulated_Engine {
         std::erase_if(cluster_->configuration.nodes, [&](const auto &one) { return one.id == node; });
     }
     void move(uint32_t node, const std::string &address) {
-        for (wispd::Engine_Node &one : cluster_->configuration.nodes) {
+        for (wispd::Corosync_Node &one : cluster_->configuration.nodes) {
             if (one.id == node) {
                 one.addresses[0] = address;
             }
@@ -81,7 +81,7 @@ class Simulated_Engine {
     bool is_member(uint32_t node) const { return cluster_->members.contains(node); }
     Up up() const {
         Up up;
-        for (const wispd::Engine_Node &node : cluster_->configuration.nodes) {
+        for (const wispd::Corosync_Node &node : cluster_->configuration.nodes) {
             if (!is_member(node.id)) {
                 continue;
             }
@@ -99,7 +99,7 @@ class Simulated_Engine {
 
   private:
     bool is_configured(uint32_t node) const {
-        for (const wispd::Engine_Node &one : cluster_->configuration.nodes) {
+        for (const wispd::Corosync_Node &one : cluster_->configuration.nodes) {
             if (one.id == node) {
                 return true;
             }

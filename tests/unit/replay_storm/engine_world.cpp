@@ -14,7 +14,7 @@
 #include "host/log.h"
 #include "providers/corosync/corosync_service.h"
 #include "tests/support/deadline.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/fake_corosync.h"
 
 namespace hb_test::replay_storm {
 namespace {
@@ -93,7 +93,7 @@ class Engine_World : public World {
     void join(uint32_t node);
     void leave(uint32_t node);
     void configure(uint32_t node);
-    wispd::Engine_Node *find(uint32_t node);
+    wispd::Corosync_Node *find(uint32_t node);
     bool is_link_up(uint32_t node, int link, const std::string &at) const;
     static void look();
 
@@ -114,10 +114,10 @@ Engine_World::Engine_World() {
         group_.present.insert(node);
     }
     // Every check of the service includes the links. Nodes that an ended engine does not see are dead at once.
-    const wispd::Engine_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
+    const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
     service_ = std::make_unique<mox_corosync::Corosync_Service>(
-        std::make_unique<wispd::Engine_Follower>(
-            settings, [this] { return std::make_unique<wispd_test::Fake_Engine>(cluster_); },
+        std::make_unique<wispd::Corosync_Follower>(
+            settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(cluster_); },
             std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
         mox_corosync::Peer_Settings{"storm", [this] { return std::make_unique<Fake_Peer_Group>(group_); }});
 }
@@ -134,7 +134,7 @@ bool Engine_World::is_link_up(uint32_t node, int link, const std::string &at) co
 Cluster_State Engine_World::state() const {
     Cluster_State state;
     state.configuration.local_node = LOCAL;
-    for (const wispd::Engine_Node &node : cluster_.configuration.nodes) {
+    for (const wispd::Corosync_Node &node : cluster_.configuration.nodes) {
         const int number = static_cast<int>(node.id);
         state.configuration.nodes.insert(number);
         if (node.id == LOCAL || (cluster_.runs && is_member(node.id))) {
@@ -207,7 +207,7 @@ bool Engine_World::change_member(const Step &step) {
             moments_.push_back(state());
             join(node);
         } else {
-            wispd::Engine_Link &link = cluster_.links[{node, static_cast<int>(step.c) % LINKS}];
+            wispd::Corosync_Link &link = cluster_.links[{node, static_cast<int>(step.c) % LINKS}];
             const bool connected = std::exchange(link.connected, false);
             moments_.push_back(state());
             link.connected = connected;
@@ -236,7 +236,7 @@ bool Engine_World::change_link(const Step &step) {
         cables_.bell.ring();
         return true;
     }
-    wispd::Engine_Link &state = cluster_.links[{node, link}];
+    wispd::Corosync_Link &state = cluster_.links[{node, link}];
     state.times_down += state.connected && !up ? 1 : 0;
     state.connected = up;
     return true;
@@ -244,15 +244,15 @@ bool Engine_World::change_link(const Step &step) {
 
 // ---- The configuration ----
 
-wispd::Engine_Node *Engine_World::find(uint32_t node) {
+wispd::Corosync_Node *Engine_World::find(uint32_t node) {
     auto &nodes = cluster_.configuration.nodes;
     const auto found =
-        std::find_if(nodes.begin(), nodes.end(), [&](const wispd::Engine_Node &one) { return one.id == node; });
+        std::find_if(nodes.begin(), nodes.end(), [&](const wispd::Corosync_Node &one) { return one.id == node; });
     return found != nodes.end() ? &*found : nullptr;
 }
 
 void Engine_World::configure(uint32_t node) {
-    wispd::Engine_Node added{node, "node" + std::to_string(node), {}};
+    wispd::Corosync_Node added{node, "node" + std::to_string(node), {}};
     for (int link = 0; link < 2; ++link) {
         added.addresses[link] = address(node, link, 0);
     }
@@ -267,12 +267,12 @@ bool Engine_World::change_configuration(const Step &step) {
         configure(node);
     } else if (step.verb == Verb::node_remove && find(node) != nullptr) {
         std::erase_if(cluster_.configuration.nodes,
-                      [&](const wispd::Engine_Node &one) { return one.id == node; });
+                      [&](const wispd::Corosync_Node &one) { return one.id == node; });
     } else if (step.verb != Verb::reload && !change_addresses(step)) {
         return false;
     }
     // The service uses the links as it last saw them. Links of new nodes may have been up at that time.
-    const wispd::Engine_Links links = cluster_.links;
+    const wispd::Corosync_Links links = cluster_.links;
     for (auto &[link, is] : cluster_.links) {
         is.connected = true;
     }
@@ -285,7 +285,7 @@ bool Engine_World::change_configuration(const Step &step) {
 bool Engine_World::change_addresses(const Step &step) {
     const uint32_t number = 1 + step.a % NODES;
     const int link = static_cast<int>(step.b) % LINKS;
-    wispd::Engine_Node *const node = find(number);
+    wispd::Corosync_Node *const node = find(number);
     if (node == nullptr) {
         return false;
     }

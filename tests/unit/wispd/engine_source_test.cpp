@@ -5,30 +5,30 @@
 #include <gtest/gtest.h>
 
 #include "engine/engine_source.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "tests/unit/wispd/fake_corosync.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using wispd::Engine_Follower;
-using wispd::Engine_Settings;
+using wispd::Corosync_Follower;
+using wispd::Corosync_Settings;
 using wispd::Engine_Source;
 using wispd::Engine_Step;
 using wispd_test::Fake_Cluster;
-using wispd_test::Fake_Engine;
+using wispd_test::Fake_Corosync;
 using wispd_test::Fake_Interfaces;
 
 class WispdEngineSource : public testing::Test {
   protected:
-    std::unique_ptr<Engine_Follower> follower() {
-        return std::make_unique<Engine_Follower>(
-            settings_, [this] { return std::make_unique<Fake_Engine>(*cluster_); },
+    std::unique_ptr<wispd::Engine> follower() {
+        return std::make_unique<Corosync_Follower>(
+            settings_, [this] { return std::make_unique<Fake_Corosync>(*cluster_); },
             std::make_unique<Fake_Interfaces>(cables_));
     }
 
     void begin() {
-        std::unique_ptr<Engine_Follower> made = follower();
+        std::unique_ptr<wispd::Engine> made = follower();
         const Engine_Step first = wispd::await_engine(made);
         source_.emplace(context_, std::move(made), first, [this](const Engine_Step &step) {
             steps_.push_back(step);
@@ -53,7 +53,7 @@ class WispdEngineSource : public testing::Test {
     }
 
     asio::io_context context_;
-    Engine_Settings settings_{{}, {20ms, 3s}};
+    Corosync_Settings settings_{{}, {20ms, 3s}};
     std::unique_ptr<Fake_Cluster> cluster_ = Fake_Cluster::of_three();
     Fake_Interfaces::Cables cables_;
     std::vector<Engine_Step> steps_;
@@ -115,7 +115,7 @@ TEST_F(WispdEngineSource, TheEndDoesNotWaitForAnEngineThatIsHeldUp) {
 class WispdEngineStart : public WispdEngineSource {
   protected:
     std::string failure() {
-        std::unique_ptr<Engine_Follower> made = follower();
+        std::unique_ptr<wispd::Engine> made = follower();
         try {
             wispd::await_engine(made);
         } catch (const std::runtime_error &error) {

@@ -25,6 +25,7 @@ class WispdStateReport : public testing::Test {
                                                            users_,
                                                            {},
                                                            engine_,
+                                                           engine_type_,
                                                            false,
                                                            now_}));
         EXPECT_EQ(answer["ok"], true);
@@ -42,6 +43,7 @@ class WispdStateReport : public testing::Test {
     std::vector<wispd::Client_Status> clients_;
     std::map<uid_t, wispd::User_Status> users_;
     const wispd::Engine_Status *engine_ = nullptr;
+    const char *engine_type_ = "corosync";
 };
 
 TEST_F(WispdStateReport, ShowsSuspicionsAndGrace) {

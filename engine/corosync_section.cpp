@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/engine_section.h"
+#include "engine/corosync_section.h"
 
 #include <map>
 #include <string>
@@ -29,7 +29,7 @@ void reject_own_cluster(const Toml_Reader &root) {
     }
 }
 
-void read_engine_nodes(const Toml_Reader &source, const std::string &path, Engine_Names &names) {
+void read_engine_nodes(const Toml_Reader &source, const std::string &path, Corosync_Names &names) {
     std::map<int, std::string> numbers;
     std::map<uint32_t, std::string> ids;
     for (const toml::table *table : source.tables("node")) {
@@ -50,7 +50,7 @@ void read_engine_nodes(const Toml_Reader &source, const std::string &path, Engin
     }
 }
 
-void read_engine_networks(const Toml_Reader &source, const std::string &path, Engine_Names &names) {
+void read_engine_networks(const Toml_Reader &source, const std::string &path, Corosync_Names &names) {
     std::map<std::string, std::string> places;
     for (const toml::table *table : source.tables("network")) {
         const Toml_Reader reader(*table, path, "[[source.network]]", {"link", "name"});
@@ -69,10 +69,10 @@ void read_engine_networks(const Toml_Reader &source, const std::string &path, En
 
 } // namespace
 
-Engine_Settings read_engine_section(const Toml_Reader &root, const Toml_Reader &source,
-                                    const std::string &path) {
+Corosync_Settings read_corosync_section(const Toml_Reader &root, const Toml_Reader &source,
+                                        const std::string &path) {
     reject_own_cluster(root);
-    Engine_Settings engine;
+    Corosync_Settings engine;
     engine.patience.poll = std::chrono::milliseconds(
         source.integer_or("poll_milliseconds", POLL_SHORTEST, POLL_LONGEST, engine.patience.poll.count()));
     engine.patience.grace = std::chrono::duration_cast<std::chrono::milliseconds>(

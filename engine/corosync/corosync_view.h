@@ -10,35 +10,35 @@
 namespace wispd {
 
 // One configured node. Link numbers are those of the knet links, 0 to 7.
-struct Engine_Node {
+struct Corosync_Node {
     uint32_t id = 0;
     std::string name;                     // empty: not configured
     std::map<int, std::string> addresses; // by link
 
-    bool operator==(const Engine_Node &) const = default;
+    bool operator==(const Corosync_Node &) const = default;
 };
 
 // Corosync's configuration, in the order of its node list.
-struct Engine_Configuration {
+struct Corosync_Configuration {
     std::string cluster_name;
     uint32_t local_id = 0;
-    std::vector<Engine_Node> nodes;
+    std::vector<Corosync_Node> nodes;
 
-    bool operator==(const Engine_Configuration &) const = default;
+    bool operator==(const Corosync_Configuration &) const = default;
 };
 
 // The state of a link from this node to another.
-struct Engine_Link {
+struct Corosync_Link {
     bool connected = false;
     uint32_t times_down = 0; // since Corosync started; grows when the link flaps between polls
 
-    bool operator==(const Engine_Link &) const = default;
+    bool operator==(const Corosync_Link &) const = default;
 };
 
-using Engine_Links = std::map<std::pair<uint32_t, int>, Engine_Link>; // by node id and link
+using Corosync_Links = std::map<std::pair<uint32_t, int>, Corosync_Link>; // by node id and link
 
 // How often each node has joined since Corosync started on this node. The number grows even when a member
 // leaves and rejoins within one notification.
-using Engine_Members = std::map<uint32_t, uint32_t>; // members only
+using Corosync_Members = std::map<uint32_t, uint32_t>; // members only
 
 } // namespace wispd

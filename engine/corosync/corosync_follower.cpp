@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/engine_follower.h"
+#include "engine/corosync/corosync_follower.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -25,21 +25,22 @@ bool is_same_report(const Liveness &is, const Liveness &reported) {
 
 } // namespace
 
-Engine_Follower::Engine_Follower(const Engine_Settings &settings, Engine_Connect connect,
-                                 std::unique_ptr<Local_Interfaces> interfaces)
+Corosync_Follower::Corosync_Follower(const Corosync_Settings &settings, Corosync_Connect connect,
+                                     std::unique_ptr<Local_Interfaces> interfaces)
     : settings_(settings), connect_(std::move(connect)), interfaces_(std::move(interfaces)),
       retry_after_(FIRST_RETRY) {
     wait_point_.add({interfaces_->descriptor()});
     wait_point_.wake_at(retry_at_);
 }
 
-void Engine_Follower::set(const Engine_Settings &settings) {
-    must_reread_ = must_reread_ || settings.names != settings_.names;
-    settings_ = settings;
+void Corosync_Follower::set(const Engine_Settings &settings) {
+    const auto &next = std::get<Corosync_Settings>(settings);
+    must_reread_ = must_reread_ || next.names != settings_.names;
+    settings_ = next;
     wait_point_.wake_at({});
 }
 
-std::optional<Engine_Step> Engine_Follower::advance(Time now) {
+std::optional<Engine_Step> Corosync_Follower::advance(Time now) {
     interfaces_->dispatch();
     try {
         if (!engine_ && now >= retry_at_) {
@@ -72,7 +73,7 @@ std::optional<Engine_Step> Engine_Follower::advance(Time now) {
     return step;
 }
 
-Engine_Follower::Time Engine_Follower::next_due() const {
+Corosync_Follower::Time Corosync_Follower::next_due() const {
     Time due = engine_ ? next_check_ : retry_at_;
     for (const auto &[node, until] : held_nodes_) {
         due = std::min(due, until);
@@ -85,7 +86,7 @@ Engine_Follower::Time Engine_Follower::next_due() const {
 
 // ---- The engine ----
 
-void Engine_Follower::connect(Time now) {
+void Corosync_Follower::connect(Time now) {
     ++status_.attempts;
     // A new engine starts its counters again.
     members_reported_.clear();
@@ -93,7 +94,7 @@ void Engine_Follower::connect(Time now) {
     engine_ = connect_();
     wait_point_.add(engine_->descriptors());
     members_ = engine_->members();
-    Engine_Configuration read = engine_->configuration();
+    Corosync_Configuration read = engine_->configuration();
     log_info(text("connected to Corosync: ", members_.size(), " members"));
     apply_configuration(std::move(read), false);
     must_reread_ = false;
@@ -104,8 +105,8 @@ void Engine_Follower::connect(Time now) {
     status_.attempts = 0;
 }
 
-void Engine_Follower::listen() {
-    const Engine_News news = engine_->dispatch();
+void Corosync_Follower::listen() {
+    const Corosync_News news = engine_->dispatch();
     if (news.reload_rejected) {
         log_warning("Corosync rejected a configuration reload and keeps the previous one; see Corosync's log");
     }
@@ -114,7 +115,7 @@ void Engine_Follower::listen() {
     }
     if (news.configuration || must_reread_) {
         log_info("reading Corosync's configuration again");
-        Engine_Configuration read = engine_->configuration();
+        Corosync_Configuration read = engine_->configuration();
         must_reread_ = false;
         apply_configuration(std::move(read), news.configuration);
         // Report members that arrived with the configuration in the same step.
@@ -124,7 +125,7 @@ void Engine_Follower::listen() {
 }
 
 // Forgets cached link states of a node that has rejoined.
-void Engine_Follower::apply_members(const Engine_Members &now) {
+void Corosync_Follower::apply_members(const Corosync_Members &now) {
     std::erase_if(links_, [&](const auto &link) {
         const auto was = members_.find(link.first.first);
         const auto is = now.find(link.first.first);
@@ -135,12 +136,12 @@ void Engine_Follower::apply_members(const Engine_Members &now) {
 }
 
 // Rejects an invalid configuration; the previous one stays in use with its names.
-void Engine_Follower::apply_configuration(Engine_Configuration read, bool is_news) {
+void Corosync_Follower::apply_configuration(Corosync_Configuration read, bool is_news) {
     try {
         Configuration translated = translate(read, settings_.names);
         if (configuration_ && translated.local_node != configuration_->local_node) {
-            throw Engine_Refused(text("the local node's number changed from ", configuration_->local_node,
-                                      " to ", translated.local_node, ": restart wispd"));
+            throw Corosync_Refused(text("the local node's number changed from ", configuration_->local_node,
+                                        " to ", translated.local_node, ": restart wispd"));
         }
         configuration_is_new_ = configuration_is_new_ || is_news || !configuration_ ||
                                 read != engine_configuration_ || settings_.names != names_in_force_;
@@ -149,7 +150,7 @@ void Engine_Follower::apply_configuration(Engine_Configuration read, bool is_new
         names_in_force_ = settings_.names;
         configuration_ = std::move(translated);
         status_.refused.clear();
-    } catch (const Engine_Refused &refused) {
+    } catch (const Corosync_Refused &refused) {
         status_.refused = refused.what();
         log_error(text("cannot use Corosync's configuration: ", refused.what(),
                        configuration_ ? "; the previous one stays in use" : ""));
@@ -157,11 +158,11 @@ void Engine_Follower::apply_configuration(Engine_Configuration read, bool is_new
 }
 
 // Moves pending grace entries to the new node numbers; drops nodes that are no longer configured.
-void Engine_Follower::renumber_held(const Engine_Configuration &next) {
+void Corosync_Follower::renumber_held(const Corosync_Configuration &next) {
     std::map<int, Time> nodes;
     std::map<int64_t, Time> adapters;
-    for (const Engine_Node &node : next.nodes) {
-        const auto is_same = [&](const Engine_Node &before) { return before.id == node.id; };
+    for (const Corosync_Node &node : next.nodes) {
+        const auto is_same = [&](const Corosync_Node &before) { return before.id == node.id; };
         if (std::none_of(engine_configuration_.nodes.begin(), engine_configuration_.nodes.end(), is_same)) {
             continue;
         }
@@ -181,7 +182,7 @@ void Engine_Follower::renumber_held(const Engine_Configuration &next) {
     held_adapters_ = std::move(adapters);
 }
 
-void Engine_Follower::check_links(Time now) {
+void Corosync_Follower::check_links(Time now) {
     // Deaths and joins are reported before any query that Corosync can be slow to answer.
     if (std::exchange(has_news_of_members_, false)) {
         must_count_joins_ = true;
@@ -196,7 +197,7 @@ void Engine_Follower::check_links(Time now) {
     }
 }
 
-void Engine_Follower::lose(const std::string &why, Time now) {
+void Corosync_Follower::lose(const std::string &why, Time now) {
     if (engine_) {
         wait_point_.remove(engine_->descriptors());
         engine_.reset();
@@ -218,7 +219,7 @@ void Engine_Follower::lose(const std::string &why, Time now) {
 
 // ---- Nodes and adapters that are up ----
 
-void Engine_Follower::hold_members_up(Time now) {
+void Corosync_Follower::hold_members_up(Time now) {
     if (!reported_) {
         return;
     }
@@ -234,7 +235,7 @@ void Engine_Follower::hold_members_up(Time now) {
     }
 }
 
-void Engine_Follower::drop_overdue(Time now) {
+void Corosync_Follower::drop_overdue(Time now) {
     const std::size_t dead = std::erase_if(held_nodes_, [&](const auto &held) { return held.second <= now; });
     std::erase_if(held_adapters_, [&](const auto &held) { return held.second <= now; });
     if (dead > 0) {
@@ -244,7 +245,7 @@ void Engine_Follower::drop_overdue(Time now) {
     }
 }
 
-Liveness Engine_Follower::liveness() {
+Liveness Corosync_Follower::liveness() {
     Liveness is = translate(engine_configuration_, names_in_force_, {members_, links_},
                             {members_reported_, links_reported_}, local_links());
     members_reported_ = members_;
@@ -267,7 +268,7 @@ Liveness Engine_Follower::liveness() {
     return is;
 }
 
-std::set<int> Engine_Follower::local_links() const {
+std::set<int> Corosync_Follower::local_links() const {
     std::set<int> links;
     for (const Configured_Node &node : configuration_->nodes) {
         for (const Configured_Adapter &adapter : node.adapters) {

@@ -10,7 +10,7 @@
 namespace wispd {
 
 // `source` is the file's [source]. Reads all settings except the heartbeat. Throws Config_Error.
-Engine_Settings read_engine_section(const Toml_Reader &root, const Toml_Reader &source,
-                                    const std::string &path);
+Corosync_Settings read_corosync_section(const Toml_Reader &root, const Toml_Reader &source,
+                                        const std::string &path);
 
 } // namespace wispd

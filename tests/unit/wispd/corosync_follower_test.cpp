@@ -4,8 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include "engine/engine_follower.h"
-#include "tests/unit/wispd/fake_engine.h"
+#include "engine/corosync/corosync_follower.h"
+#include "tests/unit/wispd/fake_corosync.h"
 #include "tests/unit/wispd/log_fixture.h"
 
 namespace {
@@ -14,10 +14,10 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using wispd::Engine_Follower;
+using wispd::Corosync_Follower;
 using wispd::Engine_Step;
 using wispd_test::Fake_Cluster;
-using wispd_test::Fake_Engine;
+using wispd_test::Fake_Corosync;
 using wispd_test::Fake_Interfaces;
 
 class WispdEngineFollower : public wispd_test::WispdLogged {
@@ -35,10 +35,10 @@ class WispdEngineFollower : public wispd_test::WispdLogged {
 
     std::unique_ptr<Fake_Cluster> cluster_ = Fake_Cluster::of_three();
     Fake_Interfaces::Cables cables_;
-    wispd::Engine_Settings settings_{{}, {100ms, 10s}};
-    Engine_Follower::Time now_ = std::chrono::steady_clock::now();
-    Engine_Follower follower_{settings_, [this] { return std::make_unique<Fake_Engine>(*cluster_); },
-                              std::make_unique<Fake_Interfaces>(cables_)};
+    wispd::Corosync_Settings settings_{{}, {100ms, 10s}};
+    Corosync_Follower::Time now_ = std::chrono::steady_clock::now();
+    Corosync_Follower follower_{settings_, [this] { return std::make_unique<Fake_Corosync>(*cluster_); },
+                                std::make_unique<Fake_Interfaces>(cables_)};
 };
 
 TEST_F(WispdEngineFollower, TheFirstStepIsTheWholeCluster) {

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "engine/local_interfaces.h"
+#include "engine/corosync/local_interfaces.h"
 
 namespace wispd {
 

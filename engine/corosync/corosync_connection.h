@@ -4,11 +4,11 @@
 
 #include <memory>
 
-#include "engine/engine.h"
+#include "engine/corosync/corosync.h"
 
 namespace wispd {
 
 // Connects, subscribes to changes, and waits until Corosync has reported its members. Throws Engine_Gone.
-std::unique_ptr<Engine> connect_to_engine();
+std::unique_ptr<Corosync> connect_to_corosync();
 
 } // namespace wispd

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/engine_translation.h"
+#include "engine/corosync/corosync_translation.h"
 
 #include <arpa/inet.h>
 #include <cstring>
@@ -34,12 +34,12 @@ Hb_IP_address6 looked_up(const std::string &name) {
     return address;
 }
 
-std::string network_name(int link, const Engine_Names &names) {
+std::string network_name(int link, const Corosync_Names &names) {
     const auto found = names.networks.find(link);
     return found != names.networks.end() ? found->second : text("link", link);
 }
 
-Configured_Node translate(const Engine_Node &from, const Engine_Names &names) {
+Configured_Node translate(const Corosync_Node &from, const Corosync_Names &names) {
     Configured_Node node;
     node.number = static_cast<Hb_Node_Number>(node_number(from.id, names));
     node.name = from.name.empty() ? text("node", node.number) : from.name;
@@ -61,12 +61,12 @@ int64_t adapter_number(int node, int link) {
 }
 
 // Returns whether the counter rose between two polls, which reveals a flap. A lower counter was only reset.
-bool is_back(const Engine_Look &now, const Engine_Look &before, uint32_t id) {
+bool is_back(const Corosync_Look &now, const Corosync_Look &before, uint32_t id) {
     const auto was = before.members.find(id);
     return was != before.members.end() && was->second < now.members.at(id);
 }
 
-bool is_back(const Engine_Look &now, const Engine_Look &before, const std::pair<uint32_t, int> &link) {
+bool is_back(const Corosync_Look &now, const Corosync_Look &before, const std::pair<uint32_t, int> &link) {
     const auto was = before.links.find(link);
     return was != before.links.end() && was->second.connected &&
            was->second.times_down < now.links.at(link).times_down;
@@ -74,19 +74,19 @@ bool is_back(const Engine_Look &now, const Engine_Look &before, const std::pair<
 
 } // namespace
 
-int node_number(uint32_t id, const Engine_Names &names) {
+int node_number(uint32_t id, const Corosync_Names &names) {
     const auto named = names.nodes.find(id);
     if (named != names.nodes.end()) {
         return named->second;
     }
     if (id > HIGHEST_NUMBER) {
-        throw Engine_Refused(text("Corosync node ", id, " has no number: IDs above ", HIGHEST_NUMBER,
-                                  " need one in a [[source.node]] of wispd's configuration file"));
+        throw Corosync_Refused(text("Corosync node ", id, " has no number: IDs above ", HIGHEST_NUMBER,
+                                    " need one in a [[source.node]] of wispd's configuration file"));
     }
     return static_cast<int>(id);
 }
 
-Configuration translate(const Engine_Configuration &engine, const Engine_Names &names) {
+Configuration translate(const Corosync_Configuration &engine, const Corosync_Names &names) {
     Configuration configuration;
     configuration.name = engine.cluster_name;
     configuration.max_nodes = HB_NODE_SLOTS;
@@ -97,12 +97,12 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     configuration.local_node = static_cast<Hb_Node_Number>(node_number(engine.local_id, names));
     std::map<int, uint32_t> ids;
     std::set<int> links;
-    for (const Engine_Node &node : engine.nodes) {
+    for (const Corosync_Node &node : engine.nodes) {
         const auto [taken, is_new] = ids.try_emplace(node_number(node.id, names), node.id);
         if (!is_new) {
-            throw Engine_Refused(text("Corosync nodes ", taken->second, " and ", node.id,
-                                      " both map to number ", taken->first,
-                                      ": give one of them another number in [[source.node]]"));
+            throw Corosync_Refused(text("Corosync nodes ", taken->second, " and ", node.id,
+                                        " both map to number ", taken->first,
+                                        ": give one of them another number in [[source.node]]"));
         }
         configuration.nodes.push_back(translate(node, names));
         for (const auto &[link, address] : node.addresses) {
@@ -110,14 +110,15 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
         }
     }
     if (!ids.contains(configuration.local_node)) {
-        throw Engine_Refused(text("Corosync's node list does not contain the local node, ", engine.local_id));
+        throw Corosync_Refused(text("Corosync's node list does not contain the local node, ", engine.local_id));
     }
     std::map<std::string, int> called;
     for (const int link : links) {
         const auto [other, is_new] = called.try_emplace(network_name(link, names), link);
         if (!is_new) {
-            throw Engine_Refused(text("Corosync links ", other->second, " and ", link, " are both named \"",
-                                      other->first, "\": give one of them another name in [[source.network]]"));
+            throw Corosync_Refused(text("Corosync links ", other->second, " and ", link, " are both named \"",
+                                        other->first,
+                                        "\": give one of them another name in [[source.network]]"));
         }
         configuration.networks.push_back(
             {static_cast<Hb_Network_Number>(link), network_name(link, names), "knet"});
@@ -125,10 +126,10 @@ Configuration translate(const Engine_Configuration &engine, const Engine_Names &
     return configuration;
 }
 
-Liveness translate(const Engine_Configuration &engine, const Engine_Names &names, const Engine_Look &now,
-                   const Engine_Look &before, const std::set<int> &local_links) {
+Liveness translate(const Corosync_Configuration &engine, const Corosync_Names &names, const Corosync_Look &now,
+                   const Corosync_Look &before, const std::set<int> &local_links) {
     Liveness liveness;
-    for (const Engine_Node &node : engine.nodes) {
+    for (const Corosync_Node &node : engine.nodes) {
         const int number = node_number(node.id, names);
         const auto member = now.members.find(node.id);
         if (member != now.members.end()) {

@@ -13,8 +13,9 @@
 #include <vector>
 
 #include "cluster/address.h"
-#include "engine/engine.h"
-#include "engine/local_interfaces.h"
+#include "engine/corosync/corosync.h"
+#include "engine/corosync/corosync_follower.h"
+#include "engine/corosync/local_interfaces.h"
 
 namespace wispd_test {
 
@@ -45,11 +46,11 @@ struct Fake_Cluster {
     int connections_open = 0;
     int looks_at_links = 0;
     int counts_of_joins = 0;
-    wispd::Engine_Members counted; // join counts that differ from the reported ones
-    wispd::Engine_Configuration configuration;
-    wispd::Engine_Members members;
-    wispd::Engine_Links links;
-    wispd::Engine_News news;
+    wispd::Corosync_Members counted; // join counts that differ from the reported ones
+    wispd::Corosync_Configuration configuration;
+    wispd::Corosync_Members members;
+    wispd::Corosync_Links links;
+    wispd::Corosync_News news;
     Bell bell;
     std::function<void()> on_configuration; // called after it has been read
 
@@ -70,7 +71,7 @@ struct Fake_Cluster {
         return cluster;
     }
 
-    void tell_members(const wispd::Engine_Members &now) {
+    void tell_members(const wispd::Corosync_Members &now) {
         members = now;
         news.membership = true;
         bell.ring();
@@ -81,47 +82,47 @@ struct Fake_Cluster {
     }
 };
 
-class Fake_Engine : public wispd::Engine {
+class Fake_Corosync : public wispd::Corosync {
   public:
-    explicit Fake_Engine(Fake_Cluster &cluster) : cluster_(cluster) {
+    explicit Fake_Corosync(Fake_Cluster &cluster) : cluster_(cluster) {
         const std::lock_guard lock(cluster_.mutex);
         ++cluster_.connections;
         check();
         ++cluster_.connections_open;
     }
-    ~Fake_Engine() override {
+    ~Fake_Corosync() override {
         const std::lock_guard lock(cluster_.mutex);
         --cluster_.connections_open;
     }
 
     std::vector<int> descriptors() const override { return {cluster_.bell.descriptor()}; }
-    wispd::Engine_News dispatch() override {
+    wispd::Corosync_News dispatch() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
         cluster_.bell.silence();
         return std::exchange(cluster_.news, {});
     }
-    wispd::Engine_Configuration configuration() override {
+    wispd::Corosync_Configuration configuration() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
-        const wispd::Engine_Configuration read = cluster_.configuration;
+        const wispd::Corosync_Configuration read = cluster_.configuration;
         if (cluster_.on_configuration) {
             std::function<void()>(cluster_.on_configuration)();
         }
         return read;
     }
-    wispd::Engine_Members members() override {
+    wispd::Corosync_Members members() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
         return cluster_.members;
     }
-    wispd::Engine_Members count_joins() override {
+    wispd::Corosync_Members count_joins() override {
         const std::lock_guard lock(cluster_.mutex);
         check();
         ++cluster_.counts_of_joins;
         return cluster_.counted.empty() ? cluster_.members : cluster_.counted;
     }
-    wispd::Engine_Links links(const wispd::Engine_Configuration &) override {
+    wispd::Corosync_Links links(const wispd::Corosync_Configuration &) override {
         const std::lock_guard lock(cluster_.mutex);
         check();
         ++cluster_.looks_at_links;

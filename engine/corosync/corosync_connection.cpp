@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/engine_connection.h"
+#include "engine/corosync/corosync_connection.h"
 
 #include <algorithm>
 #include <charconv>
@@ -16,6 +16,7 @@
 #include <corosync/cmap.h>
 #include <corosync/quorum.h>
 
+#include "engine/engine.h"
 #include "host/text.h"
 
 namespace wispd {
@@ -124,20 +125,20 @@ std::optional<uint64_t> value_of(const Map &map, std::string_view key) {
     return value;
 }
 
-class Engine_Connection final : public Engine {
+class Corosync_Connection final : public Corosync {
   public:
-    Engine_Connection();
+    Corosync_Connection();
 
     std::vector<int> descriptors() const override { return descriptors_; }
-    Engine_News dispatch() override;
-    Engine_Configuration configuration() override;
-    Engine_Members members() override;
-    Engine_Members count_joins() override;
-    Engine_Links links(const Engine_Configuration &of) override;
+    Corosync_News dispatch() override;
+    Corosync_Configuration configuration() override;
+    Corosync_Members members() override;
+    Corosync_Members count_joins() override;
+    Corosync_Links links(const Corosync_Configuration &of) override;
 
   private:
     void await_members();
-    std::optional<Engine_Link> link_of(uint32_t id, int link);
+    std::optional<Corosync_Link> link_of(uint32_t id, int link);
     uint32_t joins_of(uint32_t id);
     void count_all_joins();
     void apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined);
@@ -151,15 +152,15 @@ class Engine_Connection final : public Engine {
     std::vector<int> descriptors_;
     int members_descriptor_ = -1;
     std::set<uint32_t> members_;
-    Engine_Links links_; // as last read
+    Corosync_Links links_; // as last read
     std::chrono::steady_clock::time_point all_statistics_at_{};
     std::map<uint32_t, uint32_t> joins_; // join counts of current and former members
     std::set<uint32_t> not_counted_;     // nodes with an estimated join count
-    Engine_News news_;
+    Corosync_News news_;
     bool reload_is_over_ = false;
 };
 
-Engine_Connection::Engine_Connection() {
+Corosync_Connection::Corosync_Connection() {
     map_.opened(cmap_initialize_map(map_.to_open(), CMAP_MAP_ICMAP), "opening the configuration map");
     statistics_.opened(cmap_initialize_map(statistics_.to_open(), CMAP_MAP_STATS),
                        "opening the statistics map");
@@ -173,7 +174,7 @@ Engine_Connection::Engine_Connection() {
                                   uint32_t, const uint32_t *) {
         const void *context = nullptr;
         if (quorum_context_get(handle, &context) == CS_OK) {
-            auto &self = *static_cast<Engine_Connection *>(const_cast<void *>(context));
+            auto &self = *static_cast<Corosync_Connection *>(const_cast<void *>(context));
             self.apply_members({members, members + count}, {joined, joined + joined_count});
         }
     };
@@ -196,7 +197,7 @@ Engine_Connection::Engine_Connection() {
 }
 
 // Waits for the first members. Corosync reports them unasked, and this node is always among them.
-void Engine_Connection::await_members() {
+void Corosync_Connection::await_members() {
     const auto until = std::chrono::steady_clock::now() + FIRST_MEMBERS_LATEST;
     while (members_.empty()) {
         const auto left =
@@ -209,19 +210,19 @@ void Engine_Connection::await_members() {
     }
 }
 
-void Engine_Connection::track(const char *prefix) {
+void Corosync_Connection::track(const char *prefix) {
     cmap_track_handle_t handle{};
     require(cmap_track_add(
                 map_.get(), prefix, CMAP_TRACK_ADD | CMAP_TRACK_MODIFY | CMAP_TRACK_DELETE | CMAP_TRACK_PREFIX,
                 [](cmap_handle_t, cmap_track_handle_t, int32_t event, const char *key, cmap_notify_value value,
                    cmap_notify_value,
-                   void *self) { static_cast<Engine_Connection *>(self)->on_key(key, event, value); },
+                   void *self) { static_cast<Corosync_Connection *>(self)->on_key(key, event, value); },
                 this, &handle),
             "tracking the configuration map");
 }
 
 // A reload ends when its mark is reset; another key holds the result.
-void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
+void Corosync_Connection::on_key(std::string_view key, int32_t, const cmap_notify_value &value) {
     uint64_t number = 0;
     if (key != RELOADING || value.data == nullptr || value.len > sizeof number) {
         return;
@@ -230,7 +231,7 @@ void Engine_Connection::on_key(std::string_view key, int32_t, const cmap_notify_
     reload_is_over_ = reload_is_over_ || number == 0;
 }
 
-Engine_News Engine_Connection::dispatch() {
+Corosync_News Corosync_Connection::dispatch() {
     news_ = {};
     require(cmap_dispatch(map_.get(), CS_DISPATCH_ALL), "reading configuration notifications");
     require(quorum_dispatch(quorum_.get(), CS_DISPATCH_ALL), "reading membership notifications");
@@ -242,21 +243,21 @@ Engine_News Engine_Connection::dispatch() {
     return news_;
 }
 
-Engine_Configuration Engine_Connection::configuration() {
+Corosync_Configuration Corosync_Connection::configuration() {
     constexpr std::string_view prefix = "nodelist.node.";
-    Engine_Configuration read;
+    Corosync_Configuration read;
     read.cluster_name = string_of(map_, "totem.cluster_name");
     unsigned int local = 0;
     require(corosync_cfg_local_get(control_.get(), &local), "reading the local node ID");
     read.local_id = local;
-    std::map<uint32_t, Engine_Node> by_position;
+    std::map<uint32_t, Corosync_Node> by_position;
     for_each_key(map_, prefix.data(), [&](std::string_view key) {
         const std::vector<std::string_view> parts = parts_behind(prefix, key);
         const std::optional<uint32_t> position = parts.size() == 2 ? number_of(parts[0]) : std::nullopt;
         if (!position) {
             return;
         }
-        Engine_Node &node = by_position[*position];
+        Corosync_Node &node = by_position[*position];
         constexpr std::string_view ring = "ring";
         constexpr std::string_view addr = "_addr";
         if (parts[1] == "nodeid") {
@@ -279,7 +280,7 @@ Engine_Configuration Engine_Connection::configuration() {
     return read;
 }
 
-void Engine_Connection::apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
+void Corosync_Connection::apply_members(const std::set<uint32_t> &members, const std::set<uint32_t> &joined) {
     for (const uint32_t id : joined) {
         ++joins_[id];
         not_counted_.insert(id);
@@ -288,27 +289,27 @@ void Engine_Connection::apply_members(const std::set<uint32_t> &members, const s
     news_.membership = true;
 }
 
-Engine_Members Engine_Connection::members() {
-    Engine_Members supposed;
+Corosync_Members Corosync_Connection::members() {
+    Corosync_Members supposed;
     for (const uint32_t id : members_) {
         supposed[id] = joins_[id];
     }
     return supposed;
 }
 
-Engine_Members Engine_Connection::count_joins() {
+Corosync_Members Corosync_Connection::count_joins() {
     for (const uint32_t id : std::exchange(not_counted_, {})) {
         joins_[id] = joins_of(id);
     }
     return members();
 }
 
-uint32_t Engine_Connection::joins_of(uint32_t id) {
+uint32_t Corosync_Connection::joins_of(uint32_t id) {
     return static_cast<uint32_t>(value_of(map_, text("runtime.members.", id, ".join_count")).value_or(0));
 }
 
 // Includes former members, so that the estimate after a rejoin continues from the right number.
-void Engine_Connection::count_all_joins() {
+void Corosync_Connection::count_all_joins() {
     constexpr std::string_view prefix = "runtime.members.";
     for_each_key(map_, prefix.data(), [&](std::string_view key) {
         const std::vector<std::string_view> parts = parts_behind(prefix, key);
@@ -322,14 +323,14 @@ void Engine_Connection::count_all_joins() {
 }
 
 // Each value is a question to Corosync, which is most of what an idle wispd costs.
-Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
+Corosync_Links Corosync_Connection::links(const Corosync_Configuration &of) {
     const auto now = std::chrono::steady_clock::now();
     if (now >= all_statistics_at_) {
         links_.clear(); // a link that was removed and added again counts from 0 again
         all_statistics_at_ = now + ALL_STATISTICS_EVERY;
     }
-    Engine_Links read;
-    for (const Engine_Node &node : of.nodes) {
+    Corosync_Links read;
+    for (const Corosync_Node &node : of.nodes) {
         for (const auto &[link, address] : node.addresses) {
             if (const auto state = node.id == of.local_id ? std::nullopt : link_of(node.id, link)) {
                 read[{node.id, link}] = *state;
@@ -342,7 +343,7 @@ Engine_Links Engine_Connection::links(const Engine_Configuration &of) {
 
 // Reads each key by name: a walk through all statistics of a link is ten times slower. While a connected link has not
 // counted another failure, it is still connected.
-std::optional<Engine_Link> Engine_Connection::link_of(uint32_t id, int link) {
+std::optional<Corosync_Link> Corosync_Connection::link_of(uint32_t id, int link) {
     const std::string prefix = text("stats.knet.node", id, ".link", link);
     const auto times_down = value_of(statistics_, prefix + ".down_count");
     const auto before = links_.find({id, link});
@@ -351,14 +352,14 @@ std::optional<Engine_Link> Engine_Connection::link_of(uint32_t id, int link) {
     }
     const auto connected = value_of(statistics_, prefix + ".connected");
     return connected
-               ? std::optional<Engine_Link>({*connected != 0, static_cast<uint32_t>(times_down.value_or(0))})
+               ? std::optional<Corosync_Link>({*connected != 0, static_cast<uint32_t>(times_down.value_or(0))})
                : std::nullopt;
 }
 
 } // namespace
 
-std::unique_ptr<Engine> connect_to_engine() {
-    return std::make_unique<Engine_Connection>();
+std::unique_ptr<Corosync> connect_to_corosync() {
+    return std::make_unique<Corosync_Connection>();
 }
 
 } // namespace wispd

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/netlink_interfaces.h"
+#include "engine/corosync/netlink_interfaces.h"
 
 #include <cerrno>
 #include <linux/if.h>

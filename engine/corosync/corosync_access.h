@@ -4,13 +4,13 @@
 
 #include <memory>
 
-#include "engine/engine_follower.h"
+#include "engine/engine.h"
 
 namespace wispd {
 
 // Throws std::runtime_error when this program was built without Corosync.
-void need_engine_access();
-// Creates a follower. Throws std::runtime_error when the build lacks Corosync or no descriptors are available.
-std::unique_ptr<Engine_Follower> follow_engine(const Engine_Settings &settings);
+void need_corosync();
+// Throws std::runtime_error when the build lacks Corosync or no descriptors are available.
+std::unique_ptr<Engine> follow_corosync(const Corosync_Settings &settings);
 
 } // namespace wispd

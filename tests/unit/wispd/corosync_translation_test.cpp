@@ -4,23 +4,23 @@
 #include <gtest/gtest.h>
 
 #include "cluster/address.h"
-#include "engine/engine_translation.h"
+#include "engine/corosync/corosync_translation.h"
 
 namespace {
 
 using testing::ElementsAre;
 using wispd::Configuration;
-using wispd::Engine_Configuration;
-using wispd::Engine_Names;
-using wispd::Engine_Refused;
+using wispd::Corosync_Configuration;
+using wispd::Corosync_Names;
+using wispd::Corosync_Refused;
 
-const Engine_Configuration TWO{
+const Corosync_Configuration TWO{
     "alpha", 2, {{1, "one", {{0, "10.1.0.1"}, {2, "fd00::1"}}}, {2, "", {{0, "10.1.0.2"}, {2, "fd00::2"}}}}};
 
-std::string refusal_of(const Engine_Configuration &engine, const Engine_Names &names = {}) {
+std::string refusal_of(const Corosync_Configuration &engine, const Corosync_Names &names = {}) {
     try {
         translate(engine, names);
-    } catch (const Engine_Refused &error) {
+    } catch (const Corosync_Refused &error) {
         return error.what();
     }
     return "taken";
@@ -51,7 +51,7 @@ TEST(WispdEngineTranslation, NodesNetworksAndAdaptersAreNumberedByIdsAndLinks) {
 }
 
 TEST(WispdEngineTranslation, TheFilesNamesAndSettingsAreUsed) {
-    Engine_Names names;
+    Corosync_Names names;
     names.nodes = {{1, 2048}};
     names.networks = {{2, "backup"}};
     names.instance = 7;
@@ -64,32 +64,32 @@ TEST(WispdEngineTranslation, TheFilesNamesAndSettingsAreUsed) {
 }
 
 TEST(WispdEngineTranslation, IdsWithoutANumberAreRefusedByName) {
-    Engine_Configuration engine = TWO;
+    Corosync_Configuration engine = TWO;
     engine.nodes[0].id = 2048;
     EXPECT_EQ(refusal_of(engine), "taken");
     engine.nodes[0].id = 2049;
     EXPECT_EQ(refusal_of(engine), "Corosync node 2049 has no number: IDs above 2048 need one in a "
                                   "[[source.node]] of wispd's configuration file");
-    Engine_Names names;
+    Corosync_Names names;
     names.nodes = {{2049, 3}};
     EXPECT_EQ(refusal_of(engine, names), "taken");
 }
 
 TEST(WispdEngineTranslation, TwoNodesOfOneNumberAreRefused) {
-    Engine_Names names;
+    Corosync_Names names;
     names.nodes = {{1, 2}};
     EXPECT_EQ(refusal_of(TWO, names), "Corosync nodes 1 and 2 both map to number 2: give one of them "
                                       "another number in [[source.node]]");
 }
 
 TEST(WispdEngineTranslation, AListWithoutTheLocalNodeIsRefused) {
-    Engine_Configuration engine = TWO;
+    Corosync_Configuration engine = TWO;
     engine.local_id = 9;
     EXPECT_EQ(refusal_of(engine), "Corosync's node list does not contain the local node, 9");
 }
 
 TEST(WispdEngineTranslation, TwoNetworksOfOneNameAreRefused) {
-    Engine_Names names;
+    Corosync_Names names;
     names.networks = {{0, "link2"}};
     EXPECT_EQ(refusal_of(TWO, names), "Corosync links 0 and 2 are both named \"link2\": give one of "
                                       "them another name in [[source.network]]");

@@ -23,17 +23,18 @@ std::string error_of(const std::string &document) {
     return "taken";
 }
 
-TEST(WispdEngineSection, TheTypeAloneIsEnough) {
+TEST(WispdCorosyncSection, TheTypeAloneIsEnough) {
     const Configuration_File file = parse_configuration_file(COROSYNC, "wispd.toml");
     ASSERT_TRUE(file.engine);
-    EXPECT_EQ(file.engine->patience.poll, 100ms);
-    EXPECT_EQ(file.engine->patience.grace, 10s);
-    EXPECT_TRUE(file.engine->names.nodes.empty());
-    EXPECT_EQ(file.engine->names.instance, 1u);
-    EXPECT_FALSE(file.engine->names.heartbeat);
+    const auto &settings = std::get<wispd::Corosync_Settings>(*file.engine);
+    EXPECT_EQ(settings.patience.poll, 100ms);
+    EXPECT_EQ(settings.patience.grace, 10s);
+    EXPECT_TRUE(settings.names.nodes.empty());
+    EXPECT_EQ(settings.names.instance, 1u);
+    EXPECT_FALSE(settings.names.heartbeat);
 }
 
-TEST(WispdEngineSection, EveryKeyIsTaken) {
+TEST(WispdCorosyncSection, EveryKeyIsTaken) {
     const Configuration_File file = parse_configuration_file(
         "[source]\ntype = \"corosync\"\npoll_milliseconds = 20\ngrace_seconds = 1.5\n"
         "[[source.node]]\nid = 4294967295\nnumber = 2048\n[[source.node]]\nid = 1\nnumber = 0\n"
@@ -41,22 +42,23 @@ TEST(WispdEngineSection, EveryKeyIsTaken) {
         "[cluster]\ninstance = 9\n[heartbeat]\nthreshold_seconds = 2\n[daemon]\nlog_level = \"debug\"\n",
         "wispd.toml");
     ASSERT_TRUE(file.engine);
-    EXPECT_EQ(file.engine->patience.poll, 20ms);
-    EXPECT_EQ(file.engine->patience.grace, 1500ms);
-    EXPECT_EQ(file.engine->names.nodes, (std::map<uint32_t, int>{{4294967295u, 2048}, {1, 0}}));
-    EXPECT_EQ(file.engine->names.networks, (std::map<int, std::string>{{7, "backup"}}));
-    EXPECT_EQ(file.engine->names.instance, 9u);
-    EXPECT_EQ(file.engine->names.heartbeat, (wispd::Heartbeat{2, 0, true}));
+    const auto &settings = std::get<wispd::Corosync_Settings>(*file.engine);
+    EXPECT_EQ(settings.patience.poll, 20ms);
+    EXPECT_EQ(settings.patience.grace, 1500ms);
+    EXPECT_EQ(settings.names.nodes, (std::map<uint32_t, int>{{4294967295u, 2048}, {1, 0}}));
+    EXPECT_EQ(settings.names.networks, (std::map<int, std::string>{{7, "backup"}}));
+    EXPECT_EQ(settings.names.instance, 9u);
+    EXPECT_EQ(settings.names.heartbeat, (wispd::Heartbeat{2, 0, true}));
     EXPECT_EQ(file.daemon.log_level, "debug");
 }
 
-TEST(WispdEngineSection, TheFileIsTheSourceWhereNothingElseIsSaid) {
+TEST(WispdCorosyncSection, TheFileIsTheSourceWhereNothingElseIsSaid) {
     EXPECT_THAT(error_of("[source]\ntype = \"file\"\n"), StartsWith("wispd.toml:1:1: missing table [cluster]"));
     EXPECT_EQ(error_of("[source]\ntype = \"pacemaker\"\n"),
-              "wispd.toml:2:8: \"pacemaker\" is not a source; expected \"file\" or \"corosync\"");
+              "wispd.toml:2:8: \"pacemaker\" is not a source; expected \"file\", \"corosync\" or \"serf\"");
 }
 
-TEST(WispdEngineSection, WhatTheEngineTellsMustNotStandHere) {
+TEST(WispdCorosyncSection, WhatTheEngineTellsMustNotStandHere) {
     EXPECT_EQ(error_of(COROSYNC + "[[node]]\nnumber = 1\n"),
               "wispd.toml:3:1: [[node]] is not permitted with [source] type = \"corosync\": Corosync's own "
               "configuration describes the cluster; write names into [[source.network]] and [[source.node]]");
@@ -69,12 +71,12 @@ TEST(WispdEngineSection, WhatTheEngineTellsMustNotStandHere) {
               "poll_milliseconds, grace_seconds, node, network");
 }
 
-TEST(WispdEngineSection, WhatIsForAnEngineMustNotStandElsewhere) {
+TEST(WispdCorosyncSection, WhatIsForAnEngineMustNotStandElsewhere) {
     EXPECT_EQ(error_of("[source]\ngrace_seconds = 1\n"),
               "wispd.toml:2:1: unknown key 'grace_seconds' in [source]; expected one of: type, timeline");
 }
 
-TEST(WispdEngineSection, NumbersOutOfRangeAreNamed) {
+TEST(WispdCorosyncSection, NumbersOutOfRangeAreNamed) {
     EXPECT_EQ(
         error_of(COROSYNC + "poll_milliseconds = 19\n"),
         "wispd.toml:3:21: 'poll_milliseconds' in [source] of type \"corosync\" is 19; expected an integer "
@@ -85,7 +87,7 @@ TEST(WispdEngineSection, NumbersOutOfRangeAreNamed) {
               "wispd.toml:4:8: 'link' in [[source.network]] is 8; expected an integer from 0 to 7");
 }
 
-TEST(WispdEngineSection, WhatIsGivenTwiceIsNamedWithBothPlaces) {
+TEST(WispdCorosyncSection, WhatIsGivenTwiceIsNamedWithBothPlaces) {
     EXPECT_EQ(error_of(COROSYNC + "[[source.node]]\nid = 1\nnumber = 2\n[[source.node]]\nid = 1\nnumber = 3\n"),
               "wispd.toml:7:6: id 1 is mapped to a number twice; the first is at wispd.toml:3:1");
     EXPECT_EQ(error_of(COROSYNC + "[[source.node]]\nid = 1\nnumber = 2\n[[source.node]]\nid = 2\nnumber = 2\n"),

@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/serf/serf_network.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cluster/address.h"
+#include "common/printable.h"
+#include "host/log.h"
+#include "host/text.h"
+
+namespace wispd {
+namespace {
+
+using Status = Serf_Member::Status;
+
+bool is_alive(Status status) {
+    return status == Status::alive || status == Status::leaving;
+}
+
+// Removes and returns the nodes whose time has come.
+std::vector<int> take_overdue(std::map<int, Serf_Network::Time> &waiting, Serf_Network::Time now) {
+    std::vector<int> overdue;
+    std::erase_if(waiting, [&](const auto &one) {
+        if (one.second <= now) {
+            overdue.push_back(one.first);
+        }
+        return one.second <= now;
+    });
+    return overdue;
+}
+
+} // namespace
+
+// ---- Names ----
+
+Serf_Names::Id Serf_Names::id_of(const std::string &name) {
+    const auto [found, is_new] = ids_.try_emplace(name, static_cast<Id>(names_.size()));
+    if (is_new) {
+        names_.push_back(&found->first);
+    }
+    return found->second;
+}
+
+Serf_Names::Id Serf_Names::find(const std::string &name) const {
+    const auto found = ids_.find(name);
+    return found != ids_.end() ? found->second : 0;
+}
+
+// ---- Reports ----
+
+Serf_Network::News Serf_Network::apply(const Serf_Report &report, const Rules &rules, Time now) {
+    Turn turn{rules, now, {}};
+    for (const Serf_Member &member : report.members) {
+        if (report.kind == Serf_Report::Kind::reap) {
+            remove(member.name, turn);
+        } else {
+            accept(member, turn);
+        }
+    }
+    if (report.kind == Serf_Report::Kind::all) {
+        await_unlisted(report, turn);
+    }
+    try_rejected_again(turn);
+    return turn.news;
+}
+
+// An agent that has just returned learns of its members one after the other, so a member that is missing in its list is
+// not removed at once.
+void Serf_Network::await_unlisted(const Serf_Report &all, Turn &turn) {
+    std::vector<bool> is_listed(slots_.size());
+    std::set<std::string> rejected;
+    for (const Serf_Member &member : all.members) {
+        if (const auto node = node_named(member.name)) {
+            is_listed[at(*node)] = true;
+        } else {
+            rejected.insert(member.name);
+        }
+    }
+    std::erase_if(rejected_, [&](const auto &one) { return !rejected.contains(one.first); });
+    for (int node = 0; node < slots(); ++node) {
+        Slot &slot = slots_[at(node)];
+        if (slot.name != 0 && !is_listed[at(node)]) {
+            slot.status = Status::none;
+            unlisted_.try_emplace(node, turn.now + turn.rules.grace);
+            if (slot.is_up && !settles_.contains(node)) {
+                awaited_.try_emplace(node, turn.now + turn.rules.grace);
+            }
+        }
+    }
+}
+
+// Vacates the slots of all members whose number changes before it fills any, so that members can exchange numbers.
+Serf_Network::News Serf_Network::renumber(const Serf_Report &all, const Rules &rules, Time now) {
+    Turn turn{rules, now, {}};
+    rejected_.clear();
+    for (const Serf_Member &member : all.members) {
+        const auto before = node_named(member.name);
+        if (before && before != rules.numbers.node_of(member).node) {
+            vacate(*before, turn);
+        }
+    }
+    const News more = apply(all, rules, now);
+    return {turn.news.liveness || more.liveness, true, more.rejected};
+}
+
+void Serf_Network::accept(const Serf_Member &member, Turn &turn) {
+    const Serf_Numbers::Answer answer = turn.rules.numbers.node_of(member);
+    const auto before = node_named(member.name);
+    if (before && answer.node != before) {
+        vacate(*before, turn); // its tag changed
+    }
+    if (!answer.node) {
+        reject(member, answer.reason, turn);
+    } else if (is_taken(*answer.node, names_.find(member.name), member.status)) {
+        reject(member,
+               text("node ", *answer.node, " is already the member ",
+                    terminal::printable(names_.name_of(slots_[at(*answer.node)].name))),
+               turn);
+    } else {
+        rejected_.erase(member.name);
+        put(*answer.node, member, turn);
+    }
+}
+
+// Whether another member keeps the number from this one. A member that is alive replaces one that is dead.
+bool Serf_Network::is_taken(int node, Serf_Names::Id name, Status status) const {
+    if (!has(node) || (name != 0 && slots_[at(node)].name == name)) {
+        return false;
+    }
+    const bool is_occupied = is_alive(slots_[at(node)].status) || awaited_.contains(node);
+    return is_occupied || !is_alive(status);
+}
+
+void Serf_Network::reject(const Serf_Member &member, const std::string &reason, Turn &turn) {
+    const auto [found, is_new] = rejected_.try_emplace(member.name, Rejected{member, reason});
+    if (is_new || found->second.reason != reason) {
+        ++turn.news.rejected;
+        log_warning(text("Serf member ", terminal::printable(member.name), " of network ", number_,
+                         " rejected: ", reason, "; correct its name or its tag hb_node"));
+    }
+    found->second = {member, reason};
+}
+
+// A rejected member is accepted when another one has left its number.
+void Serf_Network::try_rejected_again(Turn &turn) {
+    if (rejected_.empty()) {
+        return;
+    }
+    const std::map<std::string, Rejected> rejected = rejected_;
+    for (const auto &[name, one] : rejected) {
+        const auto node = turn.rules.numbers.node_of(one.member).node;
+        if (node && !is_taken(*node, names_.find(name), one.member.status)) {
+            log_info(text("Serf member ", terminal::printable(name), " of network ", number_,
+                          " accepted as node ", *node));
+            accept(one.member, turn);
+        }
+    }
+}
+
+void Serf_Network::put(int node, const Serf_Member &member, Turn &turn) {
+    if (at(node) >= slots_.size()) {
+        slots_.resize(at(node) + 1);
+    }
+    const Serf_Names::Id name = names_.id_of(member.name);
+    if (slots_[at(node)].name != name) {
+        if (slots_[at(node)].name != 0) {
+            vacate(node, turn);
+        }
+        nodes_.resize(std::max<std::size_t>(nodes_.size(), name + 1), NOBODY);
+        nodes_[name] = node;
+        slots_[at(node)].name = name;
+        slots_[at(node)].address = member.address;
+        turn.news.configuration = true;
+    }
+    Slot &slot = slots_[at(node)];
+    if (!same_address(slot.address, member.address)) {
+        slot.address = member.address;
+        turn.news.configuration = true;
+    }
+    set_status(node, member.status, turn);
+}
+
+void Serf_Network::set_status(int node, Status status, Turn &turn) {
+    Slot &slot = slots_[at(node)];
+    slot.status = status;
+    awaited_.erase(node);
+    unlisted_.erase(node);
+    if (is_alive(status)) {
+        if (settles_.erase(node) != 0) {
+            ++settling_[node].withdrawn;
+        } else if (!slot.is_up) {
+            slot.is_up = true;
+            turn.news.liveness = true;
+        }
+        slot.has_departed = false;
+        return;
+    }
+    if (!slot.is_up) {
+        return;
+    }
+    slot.has_departed = status == Status::left;
+    if (turn.rules.settle.count() == 0) {
+        slot.is_up = false;
+        turn.news.liveness = true;
+    } else if (settles_.try_emplace(node, turn.now + turn.rules.settle).second) {
+        ++settling_[node].held;
+    }
+}
+
+void Serf_Network::remove(const std::string &name, Turn &turn) {
+    rejected_.erase(name);
+    if (const auto node = node_named(name)) {
+        vacate(*node, turn);
+    }
+}
+
+void Serf_Network::vacate(int node, Turn &turn) {
+    Slot &slot = slots_[at(node)];
+    turn.news.liveness = turn.news.liveness || slot.is_up;
+    turn.news.configuration = true;
+    nodes_[slot.name] = NOBODY;
+    slot = {};
+    settles_.erase(node);
+    awaited_.erase(node);
+    unlisted_.erase(node);
+}
+
+// ---- Time ----
+
+void Serf_Network::hold(Time until) {
+    for (int node = 0; node < slots(); ++node) {
+        Slot &slot = slots_[at(node)];
+        slot.status = Status::none;
+        if (slot.is_up && !settles_.contains(node)) {
+            awaited_.try_emplace(node, until);
+        }
+    }
+}
+
+Serf_Network::News Serf_Network::advance(const Rules &rules, Time now) {
+    Turn turn{rules, now, {}};
+    for (std::map<int, Time> *waiting : {&settles_, &awaited_}) {
+        for (const int node : take_overdue(*waiting, now)) {
+            slots_[at(node)].is_up = false;
+            turn.news.liveness = true;
+        }
+    }
+    for (const int node : take_overdue(unlisted_, now)) {
+        vacate(node, turn);
+    }
+    if (turn.news.liveness || turn.news.configuration) {
+        try_rejected_again(turn);
+    }
+    return turn.news;
+}
+
+std::optional<Serf_Network::Time> Serf_Network::next_due() const {
+    std::optional<Time> due;
+    for (const auto *waiting : {&settles_, &awaited_, &unlisted_}) {
+        for (const auto &[node, until] : *waiting) {
+            due = due ? std::min(*due, until) : until;
+        }
+    }
+    return due;
+}
+
+// ---- Questions ----
+
+std::optional<int> Serf_Network::node_named(const std::string &name) const {
+    const Serf_Names::Id id = names_.find(name);
+    return id < nodes_.size() && nodes_[id] != NOBODY ? std::optional(nodes_[id]) : std::nullopt;
+}
+
+std::optional<Serf_Network::Place> Serf_Network::member(int node) const {
+    if (!has(node)) {
+        return std::nullopt;
+    }
+    return Place{names_.name_of(slots_[at(node)].name), slots_[at(node)].address};
+}
+
+std::vector<int> Serf_Network::awaited() const {
+    std::vector<int> nodes;
+    for (const auto &[node, until] : awaited_) {
+        nodes.push_back(node);
+    }
+    return nodes;
+}
+
+int Serf_Network::held_deaths(int node) const {
+    return settles_.contains(node) ? 1 : 0;
+}
+
+Serf_Counts Serf_Network::counts() const {
+    Serf_Counts counts;
+    const auto count = [&counts](Status status) {
+        ++counts.members;
+        counts.failed += status == Status::failed ? 1 : 0;
+        counts.left += status == Status::left ? 1 : 0;
+    };
+    for (const Slot &slot : slots_) {
+        if (slot.name != 0 && slot.status != Status::none) {
+            count(slot.status);
+        }
+    }
+    for (const auto &[name, one] : rejected_) {
+        count(one.member.status);
+    }
+    return counts;
+}
+
+std::vector<std::string> Serf_Network::rejections() const {
+    std::vector<std::string> all;
+    for (const auto &[name, one] : rejected_) {
+        all.push_back(text("network ", number_, ", ", terminal::printable(name), ": ", one.reason));
+    }
+    return all;
+}
+
+} // namespace wispd
