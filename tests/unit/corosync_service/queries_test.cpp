@@ -23,7 +23,7 @@ TEST_F(Corosync_Queries, TheServiceIsInstalledWhileItLivesAndOneAtATime) {
     EXPECT_EQ(0, qz_mox_service_present());
     start();
     EXPECT_EQ(1, qz_mox_service_present());
-    const std::unique_ptr<mox_corosync::Corosync_Service> first = std::move(service_);
+    const std::unique_ptr<mox_followed::Followed_Service> first = std::move(service_);
     EXPECT_THROW(start(), std::logic_error);
     EXPECT_EQ(1, qz_mox_service_present());
 }

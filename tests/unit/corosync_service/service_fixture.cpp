@@ -49,7 +49,9 @@ void Corosync_Service_Test::start(std::optional<mox_corosync::Peer_Settings> pee
     auto follower = std::make_unique<wispd::Corosync_Follower>(
         settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(*cluster_); },
         std::make_unique<wispd_test::Fake_Interfaces>(cables_));
-    service_ = std::make_unique<mox_corosync::Corosync_Service>(std::move(follower), std::move(peers));
+    service_ = std::make_unique<mox_followed::Followed_Service>(
+        std::move(follower),
+        peers ? std::make_unique<mox_corosync::Corosync_Peers>(std::move(*peers)) : nullptr);
 }
 
 Unique_Fd Corosync_Service_Test::open(const char *monitor) {

@@ -10,7 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "providers/corosync/corosync_service.h"
+#include "providers/corosync/corosync_peers.h"
+#include "providers/followed/followed_service.h"
 #include "tests/support/unique_fd.h"
 #include "tests/unit/wispd/fake_corosync.h"
 #include "tests/unit/wispd/log_fixture.h"
@@ -68,7 +69,7 @@ class Corosync_Service_Test : public wispd_test::WispdLogged {
 
     std::unique_ptr<wispd_test::Fake_Cluster> cluster_ = wispd_test::Fake_Cluster::of_three();
     wispd_test::Fake_Interfaces::Cables cables_;
-    std::unique_ptr<mox_corosync::Corosync_Service> service_;
+    std::unique_ptr<mox_followed::Followed_Service> service_;
 };
 
 inline constexpr const char *NOTHING = "-16";

@@ -15,7 +15,7 @@
 
 #include "hb_client.h"
 #include "lib/hb_global_data/configuration_table.h"
-#include "providers/corosync/corosync_service.h"
+#include "providers/followed/followed_service.h"
 #include "tests/support/deadline.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/isolated.h"
@@ -62,14 +62,13 @@ class Engine_Of_Storm {
         }
     }
 
-    std::unique_ptr<mox_corosync::Corosync_Service> service() {
+    std::unique_ptr<mox_followed::Followed_Service> service() {
         // Every check includes the links. Nodes that an ended engine does not see are dead at once.
-        const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
-        return std::make_unique<mox_corosync::Corosync_Service>(
-            std::make_unique<wispd::Corosync_Follower>(
-                settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(cluster_); },
-                std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
-            std::nullopt);
+        const wispd::Corosync_Settings settings{{},
+                                                {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
+        return std::make_unique<mox_followed::Followed_Service>(std::make_unique<wispd::Corosync_Follower>(
+            settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(cluster_); },
+            std::make_unique<wispd_test::Fake_Interfaces>(cables_)));
     }
 
     bool is_member(uint32_t node) const { return cluster_.members.contains(node); }
@@ -401,7 +400,7 @@ class Storm {
     std::mt19937 random_;
     Environment_Guard socket_{"HB_SERVER_SOCKET", "/nonexistent/hb_corosync_storm"};
     Engine_Of_Storm engine_;
-    std::unique_ptr<mox_corosync::Corosync_Service> service_;
+    std::unique_ptr<mox_followed::Followed_Service> service_;
     std::unique_ptr<Storm_Client> client_;
     std::map<uint32_t, std::string> stories_;
 };

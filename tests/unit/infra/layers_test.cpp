@@ -26,9 +26,17 @@ const Folders LIBRARY_LAYERS = {
 const Folders DAEMON_LAYERS = {
     "common",      "host",          "cluster", "cluster/description", "engine", "engine/corosync",
     "engine/serf", "engine/access", "daemon"};
-const Folders PROVIDER_LAYERS = {
-    "common",          "host",        "cluster",           "cluster/description", "engine",
-    "engine/corosync", "engine/serf", "providers/service", "providers/sim",       "providers/corosync"};
+const Folders PROVIDER_LAYERS = {"common",
+                                 "host",
+                                 "cluster",
+                                 "cluster/description",
+                                 "engine",
+                                 "engine/corosync",
+                                 "engine/serf",
+                                 "providers/service",
+                                 "providers/sim",
+                                 "providers/followed",
+                                 "providers/corosync"};
 
 std::string folder_of(const std::string &path) {
     const auto slash = path.rfind('/');
@@ -180,6 +188,11 @@ TEST(Daemon, IncludesRunDownwardThroughItsFolders) {
 
 TEST(Providers, IncludesRunDownwardThroughTheirFolders) {
     EXPECT_THAT(upward_includes(PROVIDER_LAYERS), IsEmpty());
+}
+
+TEST(Providers, ThoseOfEnginesShareOnlyWhatEveryEngineHas) {
+    expect_no_include({"providers/service", "providers/followed"}, {"engine/corosync/", "engine/serf/"});
+    expect_no_include({"providers/corosync"}, {"engine/serf/"});
 }
 
 TEST(Programs, DaemonAndProvidersDoNotIncludeEachOther) {

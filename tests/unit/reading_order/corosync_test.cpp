@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "hb_client.h"
-#include "providers/corosync/corosync_service.h"
+#include "providers/followed/followed_service.h"
 #include "tests/support/isolated.h"
 #include "tests/unit/reading_order/replaying_client.h"
 #include "tests/unit/wispd/fake_corosync.h"
@@ -25,12 +25,11 @@ class Simulated_Engine {
   public:
     Simulated_Engine() {
         configure(4);
-        const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
-        service_ = std::make_unique<mox_corosync::Corosync_Service>(
-            std::make_unique<wispd::Corosync_Follower>(
-                settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(*cluster_); },
-                std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
-            std::nullopt);
+        const wispd::Corosync_Settings settings{{},
+                                                {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
+        service_ = std::make_unique<mox_followed::Followed_Service>(std::make_unique<wispd::Corosync_Follower>(
+            settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(*cluster_); },
+            std::make_unique<wispd_test::Fake_Interfaces>(cables_)));
         look();
     }
 
@@ -116,7 +115,7 @@ class Simulated_Engine {
     std::unique_ptr<wispd_test::Fake_Cluster> cluster_ = wispd_test::Fake_Cluster::of_three();
     wispd_test::Fake_Interfaces::Cables cables_;
     std::map<uint32_t, uint32_t> joins_;
-    std::unique_ptr<mox_corosync::Corosync_Service> service_;
+    std::unique_ptr<mox_followed::Followed_Service> service_;
 };
 
 void expect_agreement(const Simulated_Engine &engine, const Replaying_Client &client) {

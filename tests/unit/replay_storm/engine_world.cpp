@@ -12,7 +12,8 @@
 
 #include "cluster/address.h"
 #include "host/log.h"
-#include "providers/corosync/corosync_service.h"
+#include "providers/corosync/corosync_peers.h"
+#include "providers/followed/followed_service.h"
 #include "tests/support/deadline.h"
 #include "tests/unit/wispd/fake_corosync.h"
 
@@ -102,7 +103,7 @@ class Engine_World : public World {
     Fake_Group group_;
     std::map<uint32_t, uint32_t> joins_;
     std::vector<Cluster_State> moments_;
-    std::unique_ptr<mox_corosync::Corosync_Service> service_;
+    std::unique_ptr<mox_followed::Followed_Service> service_;
 };
 
 Engine_World::Engine_World() {
@@ -115,11 +116,12 @@ Engine_World::Engine_World() {
     }
     // Every check of the service includes the links. Nodes that an ended engine does not see are dead at once.
     const wispd::Corosync_Settings settings{{}, {std::chrono::milliseconds(0), std::chrono::milliseconds(0)}};
-    service_ = std::make_unique<mox_corosync::Corosync_Service>(
+    service_ = std::make_unique<mox_followed::Followed_Service>(
         std::make_unique<wispd::Corosync_Follower>(
             settings, [this] { return std::make_unique<wispd_test::Fake_Corosync>(cluster_); },
             std::make_unique<wispd_test::Fake_Interfaces>(cables_)),
-        mox_corosync::Peer_Settings{"storm", [this] { return std::make_unique<Fake_Peer_Group>(group_); }});
+        std::make_unique<mox_corosync::Corosync_Peers>(mox_corosync::Peer_Settings{
+            "storm", [this] { return std::make_unique<Fake_Peer_Group>(group_); }}));
 }
 
 bool Engine_World::is_link_up(uint32_t node, int link, const std::string &at) const {
@@ -246,8 +248,8 @@ bool Engine_World::change_link(const Step &step) {
 
 wispd::Corosync_Node *Engine_World::find(uint32_t node) {
     auto &nodes = cluster_.configuration.nodes;
-    const auto found =
-        std::find_if(nodes.begin(), nodes.end(), [&](const wispd::Corosync_Node &one) { return one.id == node; });
+    const auto found = std::find_if(nodes.begin(), nodes.end(),
+                                    [&](const wispd::Corosync_Node &one) { return one.id == node; });
     return found != nodes.end() ? &*found : nullptr;
 }
 

@@ -11,7 +11,7 @@
 #include "providers/service/picture.h"
 #include "providers/service/picture_events.h"
 
-namespace mox_corosync {
+namespace mox_followed {
 
 mox_service::Monitor_Event about_node(uint32_t node, qz_orb_event_type_t type);
 
@@ -32,4 +32,4 @@ class Followed_Cluster {
     mox_service::Picture picture_;
 };
 
-} // namespace mox_corosync
+} // namespace mox_followed

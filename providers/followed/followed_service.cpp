@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "providers/corosync/corosync_service.h"
+#include "providers/followed/followed_service.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <poll.h>
 #include <pthread.h>
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
-#include "engine/corosync/corosync_translation.h"
 #include "host/log.h"
 #include "host/text.h"
 #include "providers/service/service_lists.h"
 
-namespace mox_corosync {
+namespace mox_followed {
 namespace {
 
 using mox_service::Event_Record;
@@ -32,7 +32,7 @@ constexpr std::array<std::string_view, 8> MONITORS = {"node_liveness", "adapter_
                                                       PEER_LIVENESS,   "ip_change",        "cluster_reconfig",
                                                       "site_cfg",      "repos_disk"};
 
-Corosync_Service *installed = nullptr;
+Followed_Service *installed = nullptr;
 
 int fail(int error) {
     errno = error;
@@ -75,7 +75,7 @@ template <typename Nodes> auto *find_node(Nodes &nodes, uint32_t number) {
 
 // The functions of the installed table. Each holds the service's lock.
 struct Entries {
-    static Corosync_Service &service() { return *installed; }
+    static Followed_Service &service() { return *installed; }
 
     static int get_cluster_info(const char *, qz_mox_cluster_info_t **info) {
         return answer([&] {
@@ -155,7 +155,7 @@ struct Entries {
         }
     }
 
-    // Corosync has no sites.
+    // No engine has sites.
     static constexpr qz_mox_service_t TABLE = {get_cluster_info,
                                                get_node_info,
                                                get_node_info_after_event,
@@ -172,30 +172,25 @@ struct Entries {
                                                release_event};
 };
 
-Corosync_Service::Corosync_Service(std::unique_ptr<wispd::Engine> engine, std::optional<Peer_Settings> peers)
-    : engine_(std::move(engine)) {
+Followed_Service::Followed_Service(std::unique_ptr<wispd::Engine> engine, std::unique_ptr<Followed_Peers> peers)
+    : engine_(std::move(engine)), peers_(std::move(peers)) {
     if (installed != nullptr) {
-        throw std::logic_error("there is a service over Corosync already");
-    }
-    if (peers) {
-        peer_name_ = peers->name;
-        names_ = std::move(peers->names);
-        peers_.emplace(std::move(peers->join));
+        throw std::logic_error("there is a cluster service over an engine already");
     }
     installed = this;
     qz_mox_install_service(&Entries::TABLE);
 }
 
-Corosync_Service::~Corosync_Service() {
+Followed_Service::~Followed_Service() {
     qz_mox_install_service(nullptr);
     installed = nullptr;
 }
 
 // Opens a monitor. Changes from before its opening are not reported on it.
-int Corosync_Service::open(const std::string &name) {
+int Followed_Service::open(const std::string &name) {
     in_whole_reading_ = false;
     if (events_out_ == 0) {
-        check_engine();
+        check_engine_for_query();
     }
     if (!monitors_.any_open()) {
         // The first poll skips the links. Read them now; their states are not events of the new monitor.
@@ -211,20 +206,39 @@ int Corosync_Service::open(const std::string &name) {
 
 // ---- Polling the engine ----
 
-void Corosync_Service::check_engine() {
+void Followed_Service::check_engine() {
     const auto now = std::chrono::steady_clock::now();
     if (const std::optional<wispd::Engine_Step> step = engine_->advance(now)) {
         apply(*step);
     }
     if (peers_) {
-        const auto is_awaited = [this](uint32_t id) { return is_node_awaited(id); };
-        for (const Peer_Change &change : peers_->advance(now, engine_->status().connected, is_awaited)) {
-            report(change);
+        for (const Peer_Report &peer : peers_->advance(now, engine_->status())) {
+            report(peer);
         }
     }
 }
 
-void Corosync_Service::apply(const wispd::Engine_Step &step) {
+// Polls the engine. An engine that connects without waiting has no answer to the first poll, although its agents
+// run. A program that loads the service and queries it at once still receives the cluster, because the query waits
+// for the first step. After a wait without a cluster, queries fail at once for as long as it lasted.
+void Followed_Service::check_engine_for_query() {
+    check_engine();
+    const std::chrono::milliseconds longest = engine_->time_to_connect();
+    Time now = std::chrono::steady_clock::now();
+    if (cluster_.is_known() || longest.count() == 0 || now < next_wait_) {
+        return;
+    }
+    const Time latest = now + longest;
+    while (!cluster_.is_known() && now < latest) {
+        pollfd waiting = {engine_->descriptor(), POLLIN, 0};
+        poll(&waiting, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(latest - now).count()));
+        check_engine();
+        now = std::chrono::steady_clock::now();
+    }
+    next_wait_ = now + longest;
+}
+
+void Followed_Service::apply(const wispd::Engine_Step &step) {
     const Picture before = cluster_.picture();
     const std::vector<Monitor_Event> events = cluster_.apply(step);
     reported_.change(before, cluster_.picture(), events);
@@ -232,57 +246,42 @@ void Corosync_Service::apply(const wispd::Engine_Step &step) {
 
 // Polls the engine, because a preparation or commit needs the current configuration. The library may still
 // reject the preparation, so the configuration does not count as reported.
-void Corosync_Service::begin_whole_reading() {
+void Followed_Service::begin_whole_reading() {
     if (events_out_ == 0) {
-        check_engine();
+        check_engine_for_query();
         // Read what the first poll skipped in order to report deaths and joins sooner.
         check_engine();
         in_whole_reading_ = true;
     }
 }
 
-void Corosync_Service::check_before_list() {
+void Followed_Service::check_before_list() {
     if (events_out_ == 0 && !monitors_.any_open()) {
-        check_engine();
+        check_engine_for_query();
     }
 }
 
 // ---- Reporting peers ----
 
-// Returns true if the node is considered up although the reconnected engine has not detected it yet.
-bool Corosync_Service::is_node_awaited(uint32_t id) const {
-    const std::vector<int> &awaited = engine_->status().awaited;
-    return std::any_of(awaited.begin(), awaited.end(), [&](int number) {
-        const auto &names = names_.nodes;
-        const auto named = names.find(id);
-        return named != names.end() ? named->second == number : id == static_cast<uint32_t>(number);
-    });
-}
-
 // Reports a change of a node's peer. The death of a node has its own event, which includes the death of its
 // programs.
-void Corosync_Service::report(const Peer_Change &change) {
-    Monitor_Event monitor_event{PEER_LIVENESS, {}};
-    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
-    monitor_event.event.type = change.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
-    monitor_event.event.name = peer_name_;
-    try {
-        monitor_event.event.node = static_cast<uint32_t>(wispd::node_number(change.node_id, names_));
-    } catch (const wispd::Corosync_Refused &refused) {
-        wispd::log_warning(wispd::text("peers: ", refused.what()));
+void Followed_Service::report(const Peer_Report &peer) {
+    const Node *node = find_node(cluster_.picture().nodes, static_cast<uint32_t>(peer.node));
+    const bool is_local = cluster_.is_known() && peer.node == cluster_.local_node();
+    if (node == nullptr || is_local || (!peer.up && node->status != QZ_MOX_NODE_STATUS_UP)) {
         return;
     }
-    const Node *node = find_node(cluster_.picture().nodes, monitor_event.event.node);
-    const bool is_local =
-        cluster_.is_known() && static_cast<int>(monitor_event.event.node) == cluster_.local_node();
-    if (node != nullptr && !is_local && (change.up || node->status == QZ_MOX_NODE_STATUS_UP)) {
-        monitors_.push(monitor_event.monitor, {0, 0, monitor_event.event, nullptr, 0});
-    }
+    Monitor_Event monitor_event{PEER_LIVENESS, {}};
+    monitor_event.event.category = QZ_ORB_EVENT_CATEGORY_PROCESS_LIVENESS;
+    monitor_event.event.type = peer.up ? QZ_ORB_EVENT_UP : QZ_ORB_EVENT_DOWN;
+    monitor_event.event.name = peers_->name();
+    monitor_event.event.node = node->number;
+    monitors_.push(monitor_event.monitor, {0, 0, monitor_event.event, nullptr, 0});
 }
 
 // ---- Reading ----
 
-std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
+std::optional<Event_Record> Followed_Service::read(int fd, int category) {
     in_whole_reading_ = false;
     check_engine();
     const std::optional<mox_service::Reading> reading = reported_.read(fd, category);
@@ -296,10 +295,10 @@ std::optional<Event_Record> Corosync_Service::read(int fd, int category) {
     return reading->event;
 }
 
-Picture Corosync_Service::picture() {
+Picture Followed_Service::picture() {
     const bool is_as_now = events_out_ > 0 || in_whole_reading_ || !monitors_.any_open();
     return is_as_now ? reported_.shown(cluster_.picture())
                      : reported_.shown(configuration_, cluster_.picture());
 }
 
-} // namespace mox_corosync
+} // namespace mox_followed

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "providers/corosync/followed_cluster.h"
+#include "providers/followed/followed_cluster.h"
 
 #include <algorithm>
 #include <set>
@@ -7,7 +7,7 @@
 
 #include "providers/service/cluster_picture.h"
 
-namespace mox_corosync {
+namespace mox_followed {
 namespace {
 
 using mox_service::Monitor_Event;
@@ -91,4 +91,4 @@ std::vector<Monitor_Event> Followed_Cluster::apply(const wispd::Engine_Step &ste
     return monitor_events;
 }
 
-} // namespace mox_corosync
+} // namespace mox_followed
