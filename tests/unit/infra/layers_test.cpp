@@ -36,7 +36,8 @@ const Folders PROVIDER_LAYERS = {"common",
                                  "providers/service",
                                  "providers/sim",
                                  "providers/followed",
-                                 "providers/corosync"};
+                                 "providers/corosync",
+                                 "providers/serf"};
 
 std::string folder_of(const std::string &path) {
     const auto slash = path.rfind('/');
@@ -192,7 +193,8 @@ TEST(Providers, IncludesRunDownwardThroughTheirFolders) {
 
 TEST(Providers, ThoseOfEnginesShareOnlyWhatEveryEngineHas) {
     expect_no_include({"providers/service", "providers/followed"}, {"engine/corosync/", "engine/serf/"});
-    expect_no_include({"providers/corosync"}, {"engine/serf/"});
+    expect_no_include({"providers/corosync"}, {"engine/serf/", "providers/serf/"});
+    expect_no_include({"providers/serf"}, {"engine/corosync/", "providers/corosync/"});
 }
 
 TEST(Programs, DaemonAndProvidersDoNotIncludeEachOther) {
