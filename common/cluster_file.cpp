@@ -101,6 +101,25 @@ std::optional<std::map<int, std::string>> nodes_of(const Json &object) {
     return nodes;
 }
 
+std::uint64_t count_of(const Json &object, const char *key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_number_unsigned() ? found->get<std::uint64_t>() : 0;
+}
+
+// Later versions added this: without it there is nothing to report.
+std::map<int, Held_Deaths> held_deaths_of(const Json &object) {
+    std::map<int, Held_Deaths> all;
+    const auto found = object.find("held_deaths");
+    if (found != object.end() && found->is_object()) {
+        for (const auto &[digits, counts] : found->items()) {
+            if (const std::optional<int> number = node_number(digits); number && counts.is_object()) {
+                all[*number] = {count_of(counts, "held"), count_of(counts, "withdrawn")};
+            }
+        }
+    }
+    return all;
+}
+
 std::optional<std::chrono::system_clock::time_point> start_of(const Json &object) {
     const auto found = object.find("started");
     if (found == object.end() || !found->is_number_integer()) {
@@ -133,6 +152,18 @@ std::string quoted_or_empty(const std::string &text) {
     return is_short(written) ? written : quoted("");
 }
 
+std::string held_deaths_text(const std::map<int, Held_Deaths> &all) {
+    std::string text = " \"held_deaths\": {";
+    const char *separator = "\n";
+    for (const auto &[number, deaths] : all) {
+        text += separator +
+                ("  \"" + std::to_string(number) + "\": {\"held\": " + std::to_string(deaths.held)) +
+                ", \"withdrawn\": " + std::to_string(deaths.withdrawn) + "}";
+        separator = ",\n";
+    }
+    return text + "\n },\n";
+}
+
 } // namespace
 
 std::string cluster_file_path(const std::string &socket_path) {
@@ -147,6 +178,15 @@ std::string cluster_file_text(const Cluster_File &content) {
     text += " \"version\": " + quoted_or_empty(content.version) + ",\n";
     text += " \"started\": " + std::to_string(seconds.count()) + ",\n";
     text += " \"engine\": " + quoted_or_empty(content.engine) + ",\n";
+    if (!content.engine_name.empty()) {
+        text += " \"engine_name\": " + quoted_or_empty(content.engine_name) + ",\n";
+    }
+    if (content.rejected_members != 0) {
+        text += " \"rejected_members\": " + std::to_string(content.rejected_members) + ",\n";
+    }
+    if (!content.held_deaths.empty()) {
+        text += held_deaths_text(content.held_deaths);
+    }
     text += " \"nodes\": {";
     const char *separator = "\n";
     for (const auto &[number, name] : content.nodes) {
@@ -171,7 +211,11 @@ std::optional<Cluster_File> parse_cluster_file(std::string_view text) {
     if (!cluster || !version || !engine || !started || !nodes) {
         return std::nullopt;
     }
-    return Cluster_File{*cluster, *version, *started, *engine, std::move(*nodes)};
+    Cluster_File content{*cluster, *version, *started, *engine, std::move(*nodes)};
+    content.engine_name = text_of(object, "engine_name").value_or("");
+    content.held_deaths = held_deaths_of(object);
+    content.rejected_members = count_of(object, "rejected_members");
+    return content;
 }
 
 std::optional<Cluster_File> read_cluster_file(const std::string &socket_path) {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,12 +13,23 @@
 
 namespace common {
 
+// How the engine's deaths of a node's adapters were held back.
+struct Held_Deaths {
+    std::uint64_t held = 0;
+    std::uint64_t withdrawn = 0;
+
+    bool operator==(const Held_Deaths &) const = default;
+};
+
 struct Cluster_File {
     std::string cluster;
     std::string version;                           // of wispd
     std::chrono::system_clock::time_point started; // whole seconds
     std::string engine;                            // "none", "connected", "silent" or "disconnected"
     std::map<int, std::string> nodes;              // names of the configured nodes
+    std::string engine_name = {};                  // such as "Corosync"; empty: no engine
+    std::map<int, Held_Deaths> held_deaths = {};   // by node, for engines whose deaths are held back
+    std::uint64_t rejected_members = 0;            // members of the engine without a usable node number
 
     bool operator==(const Cluster_File &) const = default;
 };

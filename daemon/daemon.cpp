@@ -521,6 +521,14 @@ void Daemon::Impl::watch_engine() {
 // Runs before clients receive the change, so a client that reads the names because of it reads the new ones.
 void Daemon::Impl::publish_names() {
     common::Cluster_File content{cluster_.name(), start_.version, started_at_, engine_state(), {}};
+    if (engine_) {
+        const Engine_Status status = engine_->status();
+        content.engine_name = engine_->name().title;
+        content.rejected_members = status.rejected_members;
+        for (const auto &[node, settling] : status.settling) {
+            content.held_deaths[node] = {settling.held, settling.withdrawn};
+        }
+    }
     for (std::size_t number = 0; number < cluster_.nodes().size(); ++number) {
         const Node &node = cluster_.nodes()[number];
         if (node.configured_adapters > 0) {

@@ -153,6 +153,23 @@ void write_daemon(Writer &writer, const Snapshot &snapshot) {
     for (const char *state : ENGINE_STATES) {
         writer.sample({{"state", state}}, about.engine == state ? "1" : "0");
     }
+    if (!about.held_deaths.empty()) {
+        writer.begin("hb_deaths_held", Type::counter, "",
+                     "Deaths of adapters that wispd held back until they had stood for a time, by node.");
+        for (const auto &[node, deaths] : about.held_deaths) {
+            writer.sample({{"node", std::to_string(node)}}, std::to_string(deaths.held));
+        }
+        writer.begin("hb_deaths_withdrawn", Type::counter, "",
+                     "Held deaths that were never reported, because the adapter was alive again, by node.");
+        for (const auto &[node, deaths] : about.held_deaths) {
+            writer.sample({{"node", std::to_string(node)}}, std::to_string(deaths.withdrawn));
+        }
+    }
+    if (!about.engine_name.empty()) {
+        writer.begin("hb_members_rejected", Type::counter, "",
+                     "Members of the engine that wispd rejected, because they have no usable node number.");
+        writer.sample({}, std::to_string(about.rejected_members));
+    }
     writer.begin("hb_wispd", Type::info, "", "Version of wispd, and the name of its cluster.");
     writer.sample(
         {{"version", terminal::printable(about.version)}, {"cluster", terminal::printable(about.cluster)}},

@@ -299,9 +299,11 @@ std::optional<Engine_Step> Serf_Engine::step() {
             return Engine_Step{std::nullopt, std::move(departed), true};
         }
         is_departure = any_departed;
+        add_replaced(next);
     }
     Engine_Step step{std::nullopt, next, is_departure};
-    const bool changed = !reported_ || next.nodes != reported_->nodes || next.adapters != reported_->adapters;
+    const bool changed = !reported_ || next.nodes != reported_->nodes || next.adapters != reported_->adapters ||
+                         !next.adapters_back.empty();
     liveness_changed_ = false;
     if (std::exchange(configuration_changed_, false)) {
         step.configuration = configuration();
@@ -309,7 +311,34 @@ std::optional<Engine_Step> Serf_Engine::step() {
         return std::nullopt;
     }
     reported_ = std::move(next);
+    reported_->adapters_back.clear();
+    reported_->nodes_back.clear();
     return step;
+}
+
+// Another machine with the number of one that was up: the earlier one died.
+void Serf_Engine::add_replaced(Liveness &next) {
+    std::set<int> nodes;
+    const int per_node = settings_.cluster.adapters_per_node;
+    for (const std::unique_ptr<Agent> &agent : agents_) {
+        for (const int node : agent->network.take_replaced()) {
+            const int64_t adapter = int64_t{node} * per_node + agent->settings.network;
+            if (reported_->adapters.contains(adapter) && next.adapters.contains(adapter)) {
+                next.adapters_back.insert(adapter);
+                nodes.insert(node);
+            }
+        }
+    }
+    for (const int node : nodes) {
+        const bool stayed = std::any_of(agents_.begin(), agents_.end(), [&](const auto &agent) {
+            const int64_t adapter = int64_t{node} * per_node + agent->settings.network;
+            return reported_->adapters.contains(adapter) && next.adapters.contains(adapter) &&
+                   !next.adapters_back.contains(adapter);
+        });
+        if (!stayed && node != *local_node_) {
+            next.nodes_back.insert(node);
+        }
+    }
 }
 
 Configuration Serf_Engine::configuration() const {

@@ -165,6 +165,7 @@ void Serf_Network::put(int node, const Serf_Member &member, Turn &turn) {
     const Serf_Names::Id name = names_.id_of(member.name);
     if (slots_[at(node)].name != name) {
         if (slots_[at(node)].name != 0) {
+            replaced_.insert(node);
             vacate(node, turn);
         }
         nodes_.resize(std::max<std::size_t>(nodes_.size(), name + 1), NOBODY);

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/engine.h"
@@ -76,6 +77,9 @@ class Serf_Network {
     bool is_awaited(int node) const { return awaited_.contains(node); }
     std::vector<int> awaited() const;
 
+    // The nodes whose member was replaced by another one since the last call.
+    std::set<int> take_replaced() { return std::exchange(replaced_, {}); }
+
     struct Place {
         std::string name;
         Hb_IP_address6 address;
@@ -130,6 +134,7 @@ class Serf_Network {
     std::vector<Slot> slots_;                  // by node number
     std::vector<int> nodes_;                   // by the id of the name; NOBODY without a member of that name
     std::map<std::string, Rejected> rejected_; // by name
+    std::set<int> replaced_;
     std::map<int, Time> settles_; // adapters that are up although their member is dead, and until when
     std::map<int, Time> awaited_; // adapters that are up although no agent reports their member, and until when
     std::map<int, Time> unlisted_; // members that a complete list did not contain, and when they are removed

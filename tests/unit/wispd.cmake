@@ -65,4 +65,16 @@ if(TARGET hb_daemon)
     LABELS
     unit
     threads)
+
+  if(HB_WITH_SERF)
+    hb_add_test(
+      wispd_serf_members_test
+      SOURCES
+      wispd/serf_network_test.cpp
+      LIBS
+      hb_serf_access
+      hb_test_support
+      LABELS
+      unit)
+  endif()
 endif()

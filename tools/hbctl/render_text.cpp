@@ -255,11 +255,12 @@ std::string counts_text(const Counts &counts) {
 
 namespace {
 
-std::string engine_text(const std::string &state) {
-    if (state == "none") {
+std::string engine_text(const common::Cluster_File &file) {
+    if (file.engine == "none") {
         return "none, a file describes the cluster";
     }
-    return state == "silent" ? "Corosync does not respond" : "Corosync " + state;
+    const std::string name = file.engine_name.empty() ? "Corosync" : file.engine_name;
+    return name + (file.engine == "silent" ? " does not respond" : " " + file.engine);
 }
 
 template <typename Fact> std::string known(const std::optional<common::Cluster_File> &file, const Fact &fact) {
@@ -276,7 +277,7 @@ Lines status_text(const Status_Report &report) {
         "version     " + known(report.daemon, [](const auto &file) { return file.version; }),
         "uptime      " +
             known(report.daemon, [&](const auto &file) { return duration_text(report.now - file.started); }),
-        "engine      " + known(report.daemon, [](const auto &file) { return engine_text(file.engine); }),
+        "engine      " + known(report.daemon, [](const auto &file) { return engine_text(file); }),
         "local node  " + std::to_string(report.local_node) +
             (report.local_name.empty() ? "" : " (" + report.local_name + ")"),
         "nodes       " + configured_and_up(counts.nodes, counts.nodes_up, counts.nodes_known),

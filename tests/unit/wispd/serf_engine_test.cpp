@@ -1,0 +1,357 @@
+// SPDX-License-Identifier: Apache-2.0
+// The engine over simulated agents: what wispd is told, step by step.
+#include <chrono>
+#include <memory>
+#include <poll.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cluster/address.h"
+#include "engine/serf/serf_engine.h"
+#include "tests/support/deadline.h"
+#include "tests/support/serf_agent.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using hb_test::Deadline;
+using hb_test::Serf_Agent;
+using hb_test::simulated_members;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using wispd::Engine_Step;
+using wispd::Serf_Engine;
+using wispd::Serf_Settings;
+using Time = wispd::Engine::Time;
+
+constexpr int PER_NODE = 48;
+
+class SerfEngine : public testing::Test {
+  protected:
+    // Members n1 to n<count> in each of the networks.
+    void serve(int members, int networks = 1) {
+        for (int network = 0; network < networks; ++network) {
+            agents_.push_back(std::make_unique<Serf_Agent>(
+                hb_test::Serf_Agent_Plan{"n1", simulated_members(members, network), "", 0}));
+            settings_.agents.push_back({network, "127.0.0.1", agents_.back()->port(), ""});
+            settings_.cluster.networks.push_back(
+                {static_cast<Hb_Network_Number>(network), "network" + std::to_string(network), "serf"});
+        }
+        settings_.discover = true;
+        settings_.cluster.max_nodes = 2049;
+        settings_.cluster.adapters_per_node = PER_NODE;
+    }
+    void start() { engine_ = std::make_unique<Serf_Engine>(settings_); }
+
+    // The next step; nothing if none came in time.
+    std::optional<Engine_Step> next(const Deadline &deadline = Deadline()) {
+        while (!deadline.passed()) {
+            if (std::optional<Engine_Step> step = engine_->advance(std::chrono::steady_clock::now())) {
+                return step;
+            }
+            pollfd waiting{engine_->descriptor(), POLLIN, 0};
+            poll(&waiting, 1, 50);
+        }
+        return std::nullopt;
+    }
+    template <typename Condition> bool advance_until(Condition condition) {
+        const Deadline deadline;
+        while (!condition() && !deadline.passed()) {
+            if (std::optional<Engine_Step> step = engine_->advance(std::chrono::steady_clock::now())) {
+                steps_.push_back(std::move(*step));
+            }
+            pollfd waiting{engine_->descriptor(), POLLIN, 0};
+            poll(&waiting, 1, 20);
+        }
+        return condition();
+    }
+    const wispd::Agent_Status &agent(std::size_t number) const { return engine_->status().agents.at(number); }
+
+    Serf_Settings settings_;
+    std::vector<std::unique_ptr<Serf_Agent>> agents_;
+    std::unique_ptr<Serf_Engine> engine_;
+    std::vector<Engine_Step> steps_;
+};
+
+TEST_F(SerfEngine, TheFirstStepIsTheMembersAsNodesAndAdapters) {
+    serve(3, 2);
+    start();
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(step->configuration->local_node, 1);
+    EXPECT_EQ(step->configuration->adapters_per_node, PER_NODE);
+    ASSERT_THAT(step->configuration->nodes, SizeIs(3));
+    EXPECT_EQ(step->configuration->nodes[2].name, "n3");
+    EXPECT_THAT(step->configuration->nodes[2].adapters, SizeIs(2));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97, 144, 145));
+    EXPECT_TRUE(engine_->status().connected);
+}
+
+TEST_F(SerfEngine, MembersThatFailTogetherAreOneStep) {
+    serve(1500);
+    start();
+    ASSERT_TRUE(next());
+    std::vector<std::string> names;
+    for (int number = 2; number <= 1001; ++number) {
+        names.push_back("n" + std::to_string(number));
+    }
+    agents_[0]->change("member-failed", names);
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    EXPECT_FALSE(step->is_departure);
+    EXPECT_THAT(step->liveness.nodes, SizeIs(500));
+    EXPECT_EQ(*step->liveness.nodes.begin(), 1);
+    EXPECT_EQ(*(step->liveness.nodes.begin() + 1), 1002);
+}
+
+TEST_F(SerfEngine, ANodeIsUpWhileOneOfItsAdaptersIs) {
+    serve(2, 2);
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->change("member-failed", {"n2"});
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 97));
+    agents_[1]->change("member-failed", {"n2"});
+    step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1));
+}
+
+TEST_F(SerfEngine, MembersThatLeaveAreAStepOfTheirOwnBeforeThoseThatFail) {
+    serve(4, 2);
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->change("member-leave", {"n2"});
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_TRUE(step->is_departure);
+
+    // Both reports lie ready before the engine reads.
+    agents_[0]->change("member-failed", {"n3"});
+    agents_[1]->change("member-leave", {"n4"});
+    ASSERT_TRUE(hb_test::wait_until([&] {
+        pollfd waiting{engine_->descriptor(), POLLIN, 0};
+        return poll(&waiting, 1, 0) == 1;
+    }));
+    std::vector<Engine_Step> both;
+    while (both.size() < 2) {
+        step = next();
+        ASSERT_TRUE(step);
+        both.push_back(*step);
+    }
+    for (const Engine_Step &one : both) {
+        const bool n3_died_here = !one.liveness.adapters.contains(3 * PER_NODE);
+        const bool n4_left_before = !one.liveness.adapters.contains(4 * PER_NODE + 1);
+        EXPECT_EQ(one.is_departure, n4_left_before && (!n3_died_here || &one == &both[1]));
+    }
+    EXPECT_THAT(both[1].liveness.adapters, ElementsAre(48, 49, 97, 145, 192));
+}
+
+TEST_F(SerfEngine, ANewMemberAndAReapedOneAreConfigurations) {
+    serve(2);
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->put("member-join", {{"n7", "10.0.0.7", "alive", {}}});
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    ASSERT_THAT(step->configuration->nodes, SizeIs(3));
+    EXPECT_EQ(step->configuration->nodes[2].number, 7);
+    EXPECT_EQ(wispd::address_text(step->configuration->nodes[2].adapters[0].address), "10.0.0.7");
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 7));
+    agents_[0]->change("member-failed", {"n7"});
+    step = next();
+    ASSERT_TRUE(step);
+    EXPECT_FALSE(step->configuration);
+    agents_[0]->change("member-reap", {"n7"});
+    step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->configuration->nodes, SizeIs(2));
+}
+
+TEST_F(SerfEngine, AnAgentThatReturnsWithinTheGraceIsNoNews) {
+    serve(3, 2);
+    settings_.grace = 60s;
+    start();
+    ASSERT_TRUE(next());
+    agents_[1]->refuse();
+    ASSERT_TRUE(advance_until([&] { return !agent(1).connected && agent(1).attempts >= 2; }));
+    EXPECT_THAT(agent(1).trouble, HasSubstr("127.0.0.1"));
+    EXPECT_FALSE(engine_->status().connected);
+    EXPECT_THAT(engine_->status().awaited, IsEmpty()); // their other adapters are reported
+    agents_[1]->set_members(simulated_members(1, 1));  // it knows only itself at first
+    agents_[1]->accept();
+    ASSERT_TRUE(advance_until([&] { return agent(1).connected; }));
+    agents_[1]->put("member-join", simulated_members(3, 1));
+    ASSERT_TRUE(advance_until([&] { return agents_[1]->requests("stats") >= 3; }));
+    EXPECT_THAT(steps_, IsEmpty());
+}
+
+TEST_F(SerfEngine, TheAdaptersOfAnAgentThatDoesNotReturnDieWithTheGrace) {
+    serve(3, 2);
+    settings_.grace = 300ms;
+    start();
+    ASSERT_TRUE(next());
+    agents_[1]->refuse();
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 96, 144));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    agents_[0]->refuse();
+    step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, IsEmpty());
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1)); // wispd runs on it
+    agents_[0]->accept();
+    agents_[1]->accept();
+    ASSERT_TRUE(advance_until([&] { return engine_->status().connected; }));
+    EXPECT_THAT(steps_.back().liveness.adapters, SizeIs(6));
+}
+
+TEST_F(SerfEngine, AnAgentThatDoesNotAnswerIsSilentAndItsMembersAreAwaited) {
+    serve(2);
+    settings_.grace = 60s;
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->stop_answering();
+    ASSERT_TRUE(advance_until([&] { return engine_->status().silent; }));
+    EXPECT_THAT(engine_->status().awaited, ElementsAre(1, 2));
+    agents_[0]->continue_answering();
+    ASSERT_TRUE(advance_until([&] { return engine_->status().connected; }));
+    EXPECT_FALSE(engine_->status().silent);
+    EXPECT_THAT(engine_->status().awaited, IsEmpty());
+    EXPECT_THAT(steps_, IsEmpty());
+}
+
+TEST_F(SerfEngine, AnEventThatTheAgentLostIsFoundByItsCounts) {
+    serve(3);
+    start();
+    ASSERT_TRUE(next());
+    std::vector<hb_test::Simulated_Member> members = simulated_members(3);
+    members[2].status = "failed";
+    agents_[0]->set_members(members);
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+}
+
+TEST_F(SerfEngine, ADeathThatIsWithdrawnIsNoStepAndIsCounted) {
+    serve(2);
+    settings_.settle = 60s;
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->change("member-failed", {"n2"});
+    ASSERT_TRUE(advance_until([&] { return !engine_->status().settling.empty(); }));
+    EXPECT_EQ(engine_->status().settling[0].first, 2);
+    EXPECT_EQ(engine_->status().settling[0].second.held_now, 1);
+    agents_[0]->change("member-join", {"n2"});
+    ASSERT_TRUE(advance_until([&] { return engine_->status().settling[0].second.withdrawn == 1; }));
+    EXPECT_EQ(engine_->status().settling[0].second.held_now, 0);
+    EXPECT_THAT(steps_, IsEmpty());
+}
+
+TEST_F(SerfEngine, AMachineThatReplacesAnotherOneIsADeathAndAJoin) {
+    serve(2);
+    settings_.settle = 60s; // the death itself is held
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->change("member-failed", {"n2"});
+    agents_[0]->put("member-join", {{"other", "10.0.0.9", "alive", {{"hb_node", "2"}}}});
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 96));
+    EXPECT_THAT(step->liveness.adapters_back, ElementsAre(96));
+    EXPECT_THAT(step->liveness.nodes_back, ElementsAre(2));
+}
+
+TEST_F(SerfEngine, RejectedMembersAreCounted) {
+    serve(2);
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->put("member-join",
+                    {{"thief", "10.0.0.9", "alive", {{"hb_node", "2"}}}, {"nobody", "10.0.0.8", "alive", {}}});
+    ASSERT_TRUE(advance_until([&] { return engine_->status().rejected_members == 2; }));
+    EXPECT_THAT(engine_->status().rejections,
+                ElementsAre(HasSubstr("nobody"), HasSubstr("thief: node 2 is already")));
+    EXPECT_THAT(steps_, IsEmpty());
+}
+
+TEST_F(SerfEngine, ADescribedClusterHasTheNodesOfTheFile) {
+    serve(3);
+    settings_.discover = false;
+    settings_.has_local_node = true;
+    settings_.cluster.local_node = 1;
+    settings_.cluster.nodes = {{1, "n1", {{}}}, {2, "n2", {{}}}};
+    start();
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->configuration->nodes, SizeIs(2));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2));
+    EXPECT_EQ(engine_->status().rejected_members, 1U); // n3
+}
+
+TEST_F(SerfEngine, NewSettingsApplyWhenTheAgentsHaveAnswered) {
+    serve(3, 2);
+    settings_.discover = false;
+    settings_.has_local_node = true;
+    settings_.cluster.local_node = 1;
+    settings_.cluster.nodes = {{1, "n1", {{}}}, {2, "n2", {{}}}};
+    start();
+    ASSERT_TRUE(next());
+    Serf_Settings more = settings_;
+    more.cluster.nodes.push_back({3, "n3", {{}}});
+    more.grace = 5s;
+    engine_->set(more);
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->configuration->nodes, SizeIs(3));
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 2, 3));
+    EXPECT_EQ(engine_->grace(), 5s);
+
+    Serf_Settings one_network = more;
+    one_network.agents.pop_back();
+    one_network.cluster.networks.pop_back();
+    engine_->set(one_network);
+    step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 96, 144));
+    EXPECT_THAT(engine_->status().agents, SizeIs(1));
+
+    Serf_Settings other_node = one_network;
+    other_node.cluster.local_node = 2;
+    engine_->set(other_node);
+    ASSERT_TRUE(advance_until([&] { return !engine_->status().refused.empty(); }));
+    EXPECT_EQ(engine_->status().refused, "the local node's number changed from 1 to 2: restart wispd");
+}
+
+TEST_F(SerfEngine, AnAgentWhoseOwnMemberHasNoNumberIsRefused) {
+    agents_.push_back(std::make_unique<Serf_Agent>(
+        hb_test::Serf_Agent_Plan{"myself", {{"myself", "10.0.0.1", "alive", {}}}, "", 0}));
+    settings_.agents.push_back({0, "127.0.0.1", agents_[0]->port(), ""});
+    settings_.discover = true;
+    settings_.cluster.max_nodes = 2049;
+    settings_.cluster.adapters_per_node = PER_NODE;
+    start();
+    ASSERT_TRUE(advance_until([&] { return !engine_->status().refused.empty(); }));
+    EXPECT_THAT(engine_->status().refused,
+                HasSubstr("the agent's own member myself of network 0 has no node number"));
+    EXPECT_THAT(steps_, IsEmpty());
+}
+
+TEST_F(SerfEngine, TheLargestClusterIsReportedAtOnce) {
+    serve(2048, 48);
+    start();
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->configuration->nodes, SizeIs(2048));
+    EXPECT_THAT(step->liveness.adapters, SizeIs(2048 * 48));
+}
+
+} // namespace
