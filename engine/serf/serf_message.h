@@ -8,12 +8,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
+#include "engine/serf/serf_malformed.h"
 #include "engine/serf/serf_report.h"
 
 namespace wispd {
@@ -28,25 +28,11 @@ std::string_view serf_word(Serf_Question question);
 // Returns the bytes to send. Only auth uses the key.
 std::string serf_request(Serf_Question question, std::string_view auth_key = {});
 
-// The error for bytes that are not a well-formed answer; what() names what was found and what was expected.
-class Serf_Malformed : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 struct Serf_Answer {
     Serf_Question question = Serf_Question::handshake;
     std::string error;                                           // printable and short; empty: none
     std::variant<std::monostate, Serf_Report, Serf_Counts> body; // by question; nothing beside an error
 };
-
-// Limits of what the decoder accepts.
-inline constexpr std::size_t SERF_MESSAGE_MAX = 64 * 1024 * 1024;
-inline constexpr std::size_t SERF_MEMBERS_MAX = 65536;
-inline constexpr std::size_t SERF_DEPTH_MAX = 16;
-inline constexpr std::size_t SERF_TEXT_MAX = 64 * 1024; // any text
-inline constexpr std::size_t SERF_NAME_MAX = 255;
-inline constexpr std::size_t SERF_TAG_MAX = 512; // Serf's own limit for all tags of a member
 
 // Decodes what one agent sends. It keeps no bytes but those of an unfinished text, and the members of an unfinished
 // list.

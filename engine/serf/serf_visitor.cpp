@@ -8,7 +8,7 @@
 
 #include "cluster/address.h"
 #include "common/printable.h"
-#include "engine/serf/serf_message.h"
+#include "engine/serf/serf_malformed.h"
 #include "host/text.h"
 
 namespace wispd {
