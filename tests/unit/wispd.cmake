@@ -78,3 +78,18 @@ if(TARGET hb_daemon)
       unit)
   endif()
 endif()
+
+if(HB_WITH_SERF)
+  hb_add_test(
+    wispd_serf_test
+    SOURCES
+    wispd/serf_connection_test.cpp
+    wispd/serf_message_test.cpp
+    LIBS
+    hb_engine_serf
+    hb_test_serf_agent
+    hb_test_support
+    LABELS
+    unit
+    threads)
+endif()
