@@ -65,18 +65,6 @@ if(TARGET hb_daemon)
     LABELS
     unit
     threads)
-
-  if(HB_WITH_SERF)
-    hb_add_test(
-      wispd_serf_members_test
-      SOURCES
-      wispd/serf_network_test.cpp
-      LIBS
-      hb_serf_access
-      hb_test_support
-      LABELS
-      unit)
-  endif()
 endif()
 
 if(HB_WITH_SERF)
@@ -84,9 +72,11 @@ if(HB_WITH_SERF)
     wispd_serf_test
     SOURCES
     wispd/serf_connection_test.cpp
+    wispd/serf_engine_test.cpp
     wispd/serf_message_test.cpp
+    wispd/serf_network_test.cpp
     LIBS
-    hb_engine_serf
+    hb_serf_access
     hb_test_serf_agent
     hb_test_support
     LABELS
