@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: Apache-2.0
+# Real Serf agents in one network namespace of this machine. The agent is found when a test runs; a machine without it
+# skips the tests and says so.
+find_path(HB_MSGPACK_INCLUDE_DIR msgpack.hpp)
+find_path(HB_NLOHMANN_JSON_INCLUDE_DIR nlohmann/json.hpp REQUIRED)
+if(NOT HB_MSGPACK_INCLUDE_DIR)
+  return()
+endif()
+set(cluster_dir ${CMAKE_CURRENT_LIST_DIR})
+
+add_library(serf_test_support STATIC ${cluster_dir}/serf_agents.cpp ${cluster_dir}/serf_rpc.cpp)
+target_include_directories(serf_test_support SYSTEM PRIVATE ${HB_MSGPACK_INCLUDE_DIR} ${HB_NLOHMANN_JSON_INCLUDE_DIR})
+target_link_libraries(serf_test_support PRIVATE hb_options PUBLIC cluster_test_support)
+
+# Works with nothing of the daemon, so that it is a witness of its own.
+add_executable(serf_observer ${cluster_dir}/serf_observer.cpp)
+target_link_libraries(serf_observer PRIVATE hb_options serf_test_support)
+
+hb_add_test(
+  serf_agents_test
+  SOURCES
+  ${cluster_dir}/serf_agents_test.cpp
+  LIBS
+  serf_test_support
+  TIMEOUT
+  300
+  LABELS
+  cluster
+  PROPERTIES
+  PROCESSORS
+  2)
+target_compile_definitions(serf_agents_test PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+add_dependencies(serf_agents_test serf_observer)
