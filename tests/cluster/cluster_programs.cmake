@@ -1,13 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # wispd and its clients on real engines, each on a host of its own, and what a client has to be told of them.
-if(NOT HB_WITH_COROSYNC)
-  return()
-endif()
 set(cluster_dir ${CMAKE_CURRENT_LIST_DIR})
-
-# Works with nothing of this project, so that it is a witness of its own.
-add_executable(engine_observer ${cluster_dir}/engine_observer.cpp)
-target_link_libraries(engine_observer PRIVATE hb_options hb_corosync_libs)
 
 add_library(
   cluster_programs_support STATIC
@@ -20,8 +13,17 @@ add_library(
   ${cluster_dir}/witness.cpp)
 target_compile_definitions(cluster_programs_support PUBLIC HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 target_link_libraries(cluster_programs_support PRIVATE hb_options PUBLIC cluster_test_support GTest::gtest)
-set(cluster_programs engine_observer recording_client wispctl wispd)
+set(cluster_programs recording_client wispctl wispd)
 add_dependencies(cluster_programs_support ${cluster_programs})
+
+if(NOT HB_WITH_COROSYNC)
+  return()
+endif()
+
+# Works with nothing of this project, so that it is a witness of its own.
+add_executable(engine_observer ${cluster_dir}/engine_observer.cpp)
+target_link_libraries(engine_observer PRIVATE hb_options hb_corosync_libs)
+add_dependencies(cluster_programs_support engine_observer)
 
 add_executable(cluster_storm ${cluster_dir}/cluster_storm.cpp)
 target_include_directories(cluster_storm SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})

@@ -154,8 +154,8 @@ std::string text_of(const std::vector<Mark> &marks) {
 
 class Explainer {
   public:
-    Explainer(const Witness &witness, const Patience &patience, Explanation &result)
-        : witness_(witness), patience_(patience), result_(result) {}
+    Explainer(const History &history, const Patience &patience, Explanation &result)
+        : history_(history), patience_(patience), result_(result) {}
 
     void explain(const Epoch &epoch) {
         if (!epoch.nodes || !epoch.adapters) {
@@ -164,10 +164,10 @@ class Explainer {
             }
             return;
         }
-        for (const unsigned node : witness_.all_nodes()) {
+        for (const unsigned node : history_.all_nodes()) {
             explain_member(epoch, true, node);
         }
-        for (const unsigned adapter : witness_.all_adapters()) {
+        for (const unsigned adapter : history_.all_adapters()) {
             explain_member(epoch, false, adapter);
         }
         check_strangers(epoch);
@@ -179,7 +179,7 @@ class Explainer {
     // nodes up.
     std::vector<double> memories(double begin) const {
         std::vector<double> since{begin};
-        for (const double end : witness_.ends()) {
+        for (const double end : history_.ends()) {
             if (end <= begin && end >= begin - patience_.late) {
                 since.push_back(end);
             }
@@ -188,12 +188,12 @@ class Explainer {
     }
 
     Turns turns_of(bool of_nodes, unsigned member, double since) const {
-        return of_nodes ? witness_.turns_of_node(member, since, patience_)
-                        : witness_.turns_of_adapter(member, since, patience_);
+        return of_nodes ? history_.turns_of_node(member, since, patience_)
+                        : history_.turns_of_adapter(member, since, patience_);
     }
 
     std::string what(bool of_nodes, unsigned member, bool up) const {
-        const bool own = !of_nodes && node_of_adapter(member) == witness_.local_node();
+        const bool own = !of_nodes && node_of_adapter(member) == history_.local_node();
         return std::string(own ? "own adapter " : of_nodes ? "node " : "adapter ") + (up ? "join" : "death");
     }
 
@@ -224,8 +224,8 @@ class Explainer {
 
     // Finds members that were in none of the engine's configurations.
     void check_strangers(const Epoch &epoch) {
-        const std::set<unsigned> nodes = witness_.all_nodes();
-        const std::set<unsigned> adapters = witness_.all_adapters();
+        const std::set<unsigned> nodes = history_.all_nodes();
+        const std::set<unsigned> adapters = history_.all_adapters();
         for (const Told &told : epoch.events) {
             for (const auto &[member, incarnation] : told.members) {
                 if ((told.of_nodes ? nodes : adapters).count(member) == 0) {
@@ -240,7 +240,7 @@ class Explainer {
     }
 
     void explain_configurations(const Epoch &epoch) {
-        const std::vector<Told_Configuration> had = witness_.configurations(epoch.begin, patience_);
+        const std::vector<Told_Configuration> had = history_.configurations(epoch.begin, patience_);
         for (std::size_t first = 0; first < had.size(); ++first) {
             if (had[first].at <= epoch.configurations[0].at + patience_.early &&
                 same(had[first], epoch.configurations[0]) && updates_fit(epoch, had, first + 1, 1)) {
@@ -281,16 +281,16 @@ class Explainer {
                updates_fit(epoch, had, one + 1, update);
     }
 
-    const Witness &witness_;
+    const History &history_;
     const Patience &patience_;
     Explanation &result_;
 };
 
 } // namespace
 
-Explanation explain(const std::vector<Told> &told, const Witness &witness, const Patience &patience) {
+Explanation explain(const std::vector<Told> &told, const History &history, const Patience &patience) {
     Explanation result;
-    Explainer explainer(witness, patience, result);
+    Explainer explainer(history, patience, result);
     for (const Epoch &epoch : epochs_of(told)) {
         explainer.explain(epoch);
     }

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/cluster/history.h"
 #include "tests/cluster/told.h"
-#include "tests/cluster/witness.h"
 
 namespace hb_test {
 
@@ -20,6 +20,6 @@ struct Explanation {
 };
 
 // The lines of one client, from its start to its end, or to a moment when nothing is in progress.
-Explanation explain(const std::vector<Told> &told, const Witness &witness, const Patience &patience);
+Explanation explain(const std::vector<Told> &told, const History &history, const Patience &patience);
 
 } // namespace hb_test

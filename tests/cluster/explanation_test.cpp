@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/cluster/explanation.h"
+#include "tests/cluster/witness.h"
 
 namespace hb_test {
 namespace {

@@ -11,8 +11,6 @@
 namespace hb_test {
 namespace {
 
-const std::string CONFIGURATION = "/run/wispd.toml";
-const std::string LOG = "/run/wispd.log";
 const std::string BIN = HB_TEST_BIN_DIR;
 
 std::string read_file(const std::string &path) {
@@ -22,8 +20,8 @@ std::string read_file(const std::string &path) {
 }
 
 // Sets the environment of wispd's clients completely, whatever this process was started with.
-Child_Process::Environment on_socket() {
-    return {{"HB_SERVER_SOCKET", Wispd_On_Host::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
+Child_Process::Environment on_socket(const std::string &wispd) {
+    return {{"HB_SERVER_SOCKET", Wispd_On_Host::socket(wispd)}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
 }
 
 std::string event_text(const Told &told) {
@@ -56,12 +54,16 @@ std::string engine_cluster_file(const Engine_Patience &patience, const std::stri
 // ---- Wispd_On_Host ----
 
 Wispd_On_Host::Wispd_On_Host(const Hosts &hosts, int host, const std::string &configuration)
-    : hosts_(hosts), host_(host) {
+    : Wispd_On_Host(hosts.places(), host, configuration, "wisp") {}
+
+Wispd_On_Host::Wispd_On_Host(const Host_Namespaces &places, int host, const std::string &configuration,
+                             const std::string &name)
+    : places_(places), host_(host), name_(name) {
     write_configuration(configuration);
 }
 
 void Wispd_On_Host::write_configuration(const std::string &text) const {
-    std::ofstream file(hosts_.places().outside(host_, CONFIGURATION), std::ios::trunc);
+    std::ofstream file(places_.outside(host_, configuration_file()), std::ios::trunc);
     file << text << std::flush;
     if (!file) {
         throw std::runtime_error("wispd's configuration on host " + std::to_string(host_) +
@@ -72,16 +74,16 @@ void Wispd_On_Host::write_configuration(const std::string &text) const {
 // A shell redirects its log to a file: nothing reads a pipe while a test waits for something else.
 void Wispd_On_Host::launch() {
     process_ =
-        hosts_.places().run(host_,
-                            {"sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh", LOG,
-                             BIN + "/wispd", "--config", CONFIGURATION, "--socket", socket(), "--foreground"},
-                            {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
+        places_.run(host_,
+                    {"sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh", log_file(), BIN + "/wispd",
+                     "--config", configuration_file(), "--socket", own_socket(), "--foreground"},
+                    {{"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}});
 }
 
 testing::AssertionResult Wispd_On_Host::start(const Deadline &deadline) {
     const std::size_t said_before = log().size();
     launch();
-    const std::string wanted = "listening on " + socket() + "\n";
+    const std::string wanted = "listening on " + own_socket() + "\n";
     bool listens = false;
     wait_until(
         [&] {
@@ -114,7 +116,7 @@ void Wispd_On_Host::kill() {
 }
 
 std::string Wispd_On_Host::log() const {
-    return read_file(hosts_.places().outside(host_, LOG));
+    return read_file(places_.outside(host_, log_file()));
 }
 
 bool Wispd_On_Host::wait_logged(const std::string &text, const Deadline &deadline) const {
@@ -123,7 +125,7 @@ bool Wispd_On_Host::wait_logged(const std::string &text, const Deadline &deadlin
 
 nlohmann::json Wispd_On_Host::state() const {
     const Finished asked =
-        hosts_.places().run_to_end(host_, {BIN + "/wispctl", "--control", socket() + ".control", "state"});
+        places_.run_to_end(host_, {BIN + "/wispctl", "--control", own_socket() + ".control", "state"});
     if (asked.exit_status != 0) {
         throw std::runtime_error("wispctl state on host " + std::to_string(host_) + ": " + asked.errors);
     }
@@ -136,7 +138,7 @@ bool Wispd_On_Host::wait_state(const std::function<bool(const nlohmann::json &)>
 }
 
 nlohmann::json Wispd_On_Host::cluster_file() const {
-    const std::string text = read_file(hosts_.places().outside(host_, socket() + ".cluster"));
+    const std::string text = read_file(places_.outside(host_, own_socket() + ".cluster"));
     const nlohmann::json file = nlohmann::json::parse(text, nullptr, false);
     return file.is_discarded() ? nlohmann::json() : file;
 }
@@ -160,9 +162,9 @@ double Wispd_On_Host::seconds_used() const {
 
 // ---- Recording ----
 
-Recording::Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
+Recording::Recording(const Host_Namespaces &places, int host, const std::vector<std::string> &program,
                      const Child_Process::Environment &environment)
-    : process_(hosts.places().run(host, program, environment)) {}
+    : process_(places.run(host, program, environment)) {}
 
 std::vector<std::string> Recording::new_lines() {
     std::vector<std::string> lines;
@@ -175,7 +177,11 @@ std::vector<std::string> Recording::new_lines() {
 // ---- Client_On_Host ----
 
 Client_On_Host::Client_On_Host(const Hosts &hosts, int host, const std::string &programs)
-    : host_(host), recording_(hosts, host, {programs + "/recording_client"}, on_socket()) {}
+    : Client_On_Host(hosts.places(), host, programs, "wisp") {}
+
+Client_On_Host::Client_On_Host(const Host_Namespaces &places, int host, const std::string &programs,
+                               const std::string &wispd)
+    : host_(host), recording_(places, host, {programs + "/recording_client"}, on_socket(wispd)) {}
 
 void Client_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {
@@ -250,7 +256,7 @@ std::string Client_On_Host::account() const {
 // ---- Observer_On_Host ----
 
 Observer_On_Host::Observer_On_Host(const Hosts &hosts, int host)
-    : recording_(hosts, host, {BIN + "/engine_observer"}) {}
+    : recording_(hosts.places(), host, {BIN + "/engine_observer"}) {}
 
 void Observer_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {

@@ -29,10 +29,13 @@ std::string engine_cluster_file(const Engine_Patience &patience = {}, const std:
 class Wispd_On_Host {
   public:
     Wispd_On_Host(const Hosts &hosts, int host, const std::string &configuration = engine_cluster_file());
+    // One of several on a host; the name distinguishes their files.
+    Wispd_On_Host(const Host_Namespaces &places, int host, const std::string &configuration,
+                  const std::string &name);
     Wispd_On_Host(const Wispd_On_Host &) = delete;
     Wispd_On_Host &operator=(const Wispd_On_Host &) = delete;
 
-    static std::string socket() { return "/run/wisp"; }
+    static std::string socket(const std::string &name = "wisp") { return "/run/" + name; }
 
     void write_configuration(const std::string &text) const;
     // Starts wispd without waiting.
@@ -63,15 +66,20 @@ class Wispd_On_Host {
     double seconds_used() const;
 
   private:
-    const Hosts &hosts_;
+    std::string own_socket() const { return socket(name_); }
+    std::string configuration_file() const { return own_socket() + "d.toml"; }
+    std::string log_file() const { return own_socket() + "d.log"; }
+
+    const Host_Namespaces &places_;
     int host_;
+    std::string name_;
     std::unique_ptr<Child_Process> process_;
 };
 
 // A program that writes lines as long as it runs.
 class Recording {
   public:
-    Recording(const Hosts &hosts, int host, const std::vector<std::string> &program,
+    Recording(const Host_Namespaces &places, int host, const std::vector<std::string> &program,
               const Child_Process::Environment &environment = {});
 
     pid_t pid() const { return process_->pid(); }
@@ -91,6 +99,9 @@ class Client_On_Host {
   public:
     // Another directory selects a client of another build.
     Client_On_Host(const Hosts &hosts, int host, const std::string &programs = HB_TEST_BIN_DIR);
+    // The client of the wispd of that name.
+    Client_On_Host(const Host_Namespaces &places, int host, const std::string &programs,
+                   const std::string &wispd);
 
     // Reads the new lines.
     void collect();

@@ -21,6 +21,7 @@ namespace {
 
 constexpr int SEEDS = 3;
 constexpr int PORT = 7946;
+constexpr int MOST_NODES = 2000;
 constexpr std::chrono::seconds ANSWER{5};
 const char *const FOLDER = "/run/serf";
 
@@ -46,21 +47,41 @@ std::string table(int network) {
     return "parted" + std::to_string(network);
 }
 
-// Packets are dropped where they arrive: a sender that is refused at once would not suspect anything. UDP packets carry
-// the address of the agent that sent them. TCP connections do not, so all of them are dropped.
+// Each node's agents run as a user of their own, so that rules can tell which node sends a packet: TCP connections do
+// not carry their agent's address.
+unsigned user_of(int node) {
+    return 100000U + static_cast<unsigned>(node);
+}
+
+// In a user namespace of an ordinary user there are no other users.
+bool has_users() {
+    std::ifstream map("/proc/self/uid_map");
+    unsigned long inside = 0;
+    unsigned long outside = 0;
+    unsigned long count = 0;
+    return map >> inside >> outside >> count && inside == 0 && count > user_of(MOST_NODES);
+}
+
+// Packets are marked where they leave and dropped where they arrive: a sender whose packet is refused suspects nothing.
 std::string rules(int network, const std::set<int> &nodes) {
-    std::string group;
+    std::string addresses;
+    std::string users;
     for (const int node : nodes) {
-        group += (group.empty() ? "" : ", ") + Serf_Agents::address(node, network);
+        const std::string comma = addresses.empty() ? "" : ", ";
+        addresses += comma + Serf_Agents::address(node, network);
+        users += comma + std::to_string(user_of(node));
     }
-    const std::string own = "ip saddr " + prefix(network) + " ip daddr " + prefix(network) + " ";
+    const std::string to_network = "ip daddr " + prefix(network) + " ";
     std::ostringstream text;
     text << "table ip " << table(network) << " {\n"
-         << "set group { type ipv4_addr; elements = { " << group << " }; }\n"
-         << "chain arriving { type filter hook input priority 0;\n"
-         << "ip daddr " << prefix(network) << " tcp dport " << PORT << " drop\n"
-         << own << "ip saddr @group ip daddr != @group udp dport " << PORT << " drop\n"
-         << own << "ip saddr != @group ip daddr @group udp dport " << PORT << " drop\n"
+         << "set addresses { type ipv4_addr; elements = { " << addresses << " }; }\n"
+         << "set users { type uid; elements = { " << users << " }; }\n"
+         << "chain leaving { type filter hook output priority 0;\n"
+         << to_network << "meta skuid >= " << user_of(0) << " meta skuid @users meta mark set 1\n"
+         << to_network << "meta skuid >= " << user_of(0) << " meta skuid != @users meta mark set 2\n"
+         << "}\nchain arriving { type filter hook input priority 0;\n"
+         << to_network << "meta mark 1 ip daddr != @addresses drop\n"
+         << to_network << "meta mark 2 ip daddr @addresses drop\n"
          << "}\n}\n";
     return text.str();
 }
@@ -100,6 +121,9 @@ std::optional<std::string> why_no_partitions() {
     if (missing_program({"nft"})) {
         return "the program nft is missing (Debian package nftables)";
     }
+    if (!has_users()) {
+        return "each node's agents need a user of their own, which only root can give them";
+    }
     const Host_Namespaces places(1, 1);
     const Finished finished = run_with_input(places, {"nft", "-f", "-"}, rules(0, {1}));
     return finished.exit_status == 0
@@ -128,7 +152,7 @@ std::set<int> nodes_up_to(int last) {
 
 Serf_Agents::Serf_Agents(int nodes, int networks, const Serf_Settings &settings)
     : nodes_(nodes), networks_(networks), settings_(settings), places_((permit_many_descriptors(), HOST), 1) {
-    if (nodes < 1 || nodes > 2000 || networks < 1 || networks > 48) {
+    if (nodes < 1 || nodes > MOST_NODES || networks < 1 || networks > 48) {
         throw std::invalid_argument("there are 1 to 2000 nodes on 1 to 48 networks");
     }
     const std::string path = "/proc/" + std::to_string(places_.holders().front()) + "/ns/net";
@@ -199,15 +223,22 @@ std::string Serf_Agents::configuration(int node, int network) {
     return text.dump();
 }
 
-// A shell redirects the agent's log to a file: nothing reads a pipe while a test waits for something else.
+// A shell redirects the agent's log to a file: nothing reads a pipe while a test waits for something else. A change of
+// the user resets the signal that a process receives when its parent ends.
 void Serf_Agents::start(int node, int network) {
     check(node, network);
     forget(node, network);
     const std::string file = file_of(node, network, ".json");
     std::ofstream(places_.outside(HOST, file), std::ios::trunc) << configuration(node, network) << std::flush;
-    agents_[{node, network}] =
-        places_.run(HOST, {"sh", "-c", "exec serf agent -config-file=\"$1\" >>\"$2\" 2>&1", "sh", file,
-                           file_of(node, network, ".log")});
+    std::vector<std::string> program = {"sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\" 2>&1", "sh",
+                                        file_of(node, network, ".log")};
+    if (has_users()) {
+        const std::string user = std::to_string(user_of(node));
+        program.insert(program.end(),
+                       {"setpriv", "--reuid", user, "--regid", user, "--clear-groups", "--pdeathsig", "KILL"});
+    }
+    program.insert(program.end(), {"serf", "agent", "-config-file=" + file});
+    agents_[{node, network}] = places_.run(HOST, program);
 }
 
 void Serf_Agents::start_all() {

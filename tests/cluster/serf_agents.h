@@ -76,8 +76,7 @@ class Serf_Agents {
 
     // ---- Networks ----
 
-    // Parts a network: no packet passes between these nodes and the others. Until it is mended, the agents of the
-    // network open no TCP connections, so an agent that starts joins when it is mended.
+    // Parts a network: no packet passes between these nodes and the others.
     void part(int network, const std::set<int> &nodes);
     void mend(int network);
     bool parted(int network) const { return parted_.count(network) != 0; }

@@ -81,7 +81,7 @@ std::vector<std::string> told_in_line(const std::string &line) {
 Service_Client_On_Host::Service_Client_On_Host(const Hosts &hosts, int host,
                                                const std::vector<std::string> &program,
                                                const Child_Process::Environment &environment)
-    : recording_(hosts, host, with_corosync_service(program), [&] {
+    : recording_(hosts.places(), host, with_corosync_service(program), [&] {
           Child_Process::Environment all = corosync_service_environment();
           all.insert(all.end(), environment.begin(), environment.end());
           return all;

@@ -280,7 +280,7 @@ TEST(DemoCluster, IsShownByItself) {
         ASSERT_TRUE(end);
         EXPECT_EQ(end->exit_status, 2);
         EXPECT_EQ(script.error_output(),
-                  "./demo: only one of migrate, cluster and --interactive can be shown\n");
+                  "./demo: only one of migrate, cluster, scale and --interactive can be shown\n");
     }
 }
 
