@@ -31,3 +31,19 @@ hb_add_test(
   2)
 target_compile_definitions(serf_agents_test PRIVATE HB_TEST_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 add_dependencies(serf_agents_test serf_observer)
+
+# ---- wispd and its clients on them ----
+
+add_library(serf_programs_support STATIC ${cluster_dir}/serf_cluster.cpp ${cluster_dir}/serf_witness.cpp)
+target_link_libraries(serf_programs_support PRIVATE hb_options PUBLIC cluster_programs_support serf_test_support)
+add_dependencies(serf_programs_support serf_observer)
+
+# What ./demo scale shows.
+add_executable(demo_scale ${cluster_dir}/demo/demo_scale.cpp)
+target_include_directories(demo_scale SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})
+target_link_libraries(demo_scale PRIVATE hb_options serf_programs_support)
+
+# Prints the tables of docs/scaling.md.
+add_executable(serf_scale ${cluster_dir}/serf_scale.cpp ${cluster_dir}/detection/figures.cpp)
+target_include_directories(serf_scale SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})
+target_link_libraries(serf_scale PRIVATE hb_options serf_programs_support)

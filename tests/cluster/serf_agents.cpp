@@ -23,6 +23,7 @@ constexpr int SEEDS = 3;
 constexpr int PORT = 7946;
 constexpr int MOST_NODES = 2000;
 constexpr std::chrono::seconds ANSWER{5};
+constexpr std::chrono::seconds BEFORE_JOINING_AGAIN{3};
 const char *const FOLDER = "/run/serf";
 
 std::string file_of(int node, int network, const std::string &ending) {
@@ -400,8 +401,16 @@ bool Serf_Agents::wait_alive(int network, const std::set<int> &asked, const std:
 bool Serf_Agents::wait_all_alive(const Deadline &deadline) {
     const std::set<int> all = nodes_up_to(nodes_);
     for (int network = 0; network < networks_; ++network) {
-        if (!wait_alive(network, all, all, deadline)) {
-            return false;
+        for (const int node : all) {
+            while (!wait_alive(network, {node}, all, Deadline(BEFORE_JOINING_AGAIN))) {
+                if (deadline.over()) {
+                    return false;
+                }
+                ask<bool>(node, network, [&](Serf_Rpc &agent) {
+                    agent.join(peers(node, network), Deadline(ANSWER));
+                    return true;
+                });
+            }
         }
     }
     return true;

@@ -26,7 +26,7 @@ std::optional<std::string> why_no_partitions();
 std::optional<std::string> why_no_loss();
 
 struct Serf_Settings {
-    std::string profile = "local"; // or "lan"
+    std::string profile = "local"; // or "lan", Serf's default, which repeats its messages more often
     std::string encrypt_key;       // 32 bytes in base64
     std::string auth_key;          // of the RPC socket
     // How often an agent tries to reach a failed member again. Serf's own default is 30 s.
@@ -92,7 +92,8 @@ class Serf_Agents {
     // Waits until each asked agent reports exactly these nodes alive.
     bool wait_alive(int network, const std::set<int> &asked, const std::set<int> &alive,
                     const Deadline &deadline = Deadline());
-    // Waits until every agent reports every node alive.
+    // Waits until every agent reports every node alive. An agent that missed a message of a mass start joins others again:
+    // by itself it exchanges everything with another agent only once a minute.
     bool wait_all_alive(const Deadline &deadline = Deadline());
     // The counts of every agent and the logs of those that have ended, for messages.
     std::string account();

@@ -198,6 +198,21 @@ std::map<std::string, std::string> Serf_Rpc::counts(const Deadline &deadline) {
     return field(fields_of(body.get()), "serf").as<std::map<std::string, std::string>>();
 }
 
+// The answer has a body with a number, also when the join failed.
+void Serf_Rpc::join(const std::vector<std::string> &addresses, const Deadline &deadline) {
+    msgpack::sbuffer buffer;
+    msgpack::packer<msgpack::sbuffer> packer(buffer);
+    wire_->send_header(packer, "join", ++wire_->sequence);
+    packer.pack_map(2);
+    packer.pack(std::string("Existing"));
+    packer.pack(addresses);
+    packer.pack(std::string("Replay"));
+    packer.pack(false);
+    wire_->send({buffer.data(), buffer.size()});
+    wire_->await_answer(wire_->sequence, deadline);
+    wire_->receive(deadline);
+}
+
 void Serf_Rpc::stream(const Deadline &deadline) {
     wire_->ask("stream", {{"Type", "member-join,member-leave,member-failed,member-update,member-reap"}}, STREAM,
                deadline);

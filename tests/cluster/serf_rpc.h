@@ -44,6 +44,8 @@ class Serf_Rpc {
     std::vector<Serf_Member> members(const Deadline &deadline = Deadline());
     // The counts of the agent, each as text: "members", "failed", "left" and others.
     std::map<std::string, std::string> counts(const Deadline &deadline = Deadline());
+    // Lets the agent join these addresses, and exchange all that it knows with them.
+    void join(const std::vector<std::string> &addresses, const Deadline &deadline = Deadline());
     // Asks for the events of all members.
     void stream(const Deadline &deadline = Deadline());
     // The next event; nothing at the deadline.

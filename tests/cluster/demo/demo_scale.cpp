@@ -70,6 +70,7 @@ class Demonstration {
         plan.watched = {1, nodes / 2, nodes};
         plan.discover = true;
         plan.observers = false;
+        plan.agents.profile = "lan";
         return plan;
     }
 
@@ -81,7 +82,8 @@ class Demonstration {
         say("Each of " + std::to_string(all_.size()) +
             " Serf agents has a loopback address in one network namespace of this machine. On nodes " +
             some_of(cluster_.plan().watched) +
-            "\na wispd follows the agent of its node and discovers the members. A client of each wispd receives "
+            "\na wispd follows the agent of its node and discovers the members. A client of each wispd "
+            "receives "
             "events\nthrough libhb_client.so.");
     }
 
@@ -106,7 +108,8 @@ class Demonstration {
         }
         headline(std::to_string(killed.size()) + " agents are killed at once: nodes " + some_of(killed));
         const std::set<int> left = without(all_, killed);
-        follow(Told::Kind::death, [&] { cluster_.agents().kill_all(0, killed); }, [&](int) { return left; });
+        follow(
+            Told::Kind::death, [&] { cluster_.agents().kill_all(0, killed); }, [&](int) { return left; });
         headline("They start again");
         follow(
             Told::Kind::join,
@@ -127,12 +130,14 @@ class Demonstration {
         const std::set<int> group = nodes_up_to(middle);
         const std::set<int> others = without(all_, group);
         headline("The network is parted: nodes 1 to " + std::to_string(middle) + ", and the others");
-        say("   No packet passes between the groups. Each group reports the other one dead: there is no quorum.");
+        say("   No packet passes between the groups. Each group reports the other one dead: there is no "
+            "quorum.");
         follow(
             Told::Kind::death, [&] { cluster_.agents().part(0, group); },
             [&](int node) { return group.count(node) != 0 ? group : others; });
         headline("The network is mended");
-        follow(Told::Kind::join, [&] { cluster_.agents().mend(0); }, [&](int) { return all_; });
+        follow(
+            Told::Kind::join, [&] { cluster_.agents().mend(0); }, [&](int) { return all_; });
     }
 
     // Lets it happen, waits until each client has exactly the nodes up that it must have, and shows its events.
@@ -176,9 +181,10 @@ class Demonstration {
 
 int main(int argc, char **argv) {
     int nodes = 150;
-    CLI::App app("Shows clients of wispd in a cluster of many Serf agents, of which a tenth is killed at once, and "
-                 "whose network is parted and mended.\nExits with 1 when a step failed, with 3 when this machine "
-                 "cannot run it.");
+    CLI::App app(
+        "Shows clients of wispd in a cluster of many Serf agents, of which a tenth is killed at once, and "
+        "whose network is parted and mended.\nExits with 1 when a step failed, with 3 when this machine "
+        "cannot run it.");
     app.add_option("--agents", nodes, "number of agents")->check(CLI::Range(20, 500))->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     if (const std::optional<std::string> reason = why_no_agents()) {
