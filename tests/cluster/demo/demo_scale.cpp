@@ -102,7 +102,7 @@ class Demonstration {
     void kill_a_tenth() {
         std::set<int> killed;
         for (const int node : all_) {
-            if (node % 10 == 5 && cluster_.plan().watched.count(node) == 0) {
+            if (node % 10 == 3 && cluster_.plan().watched.count(node) == 0) {
                 killed.insert(node);
             }
         }
@@ -126,7 +126,7 @@ class Demonstration {
             say("\nThe network is not parted here: " + *reason);
             return;
         }
-        const int middle = static_cast<int>(all_.size()) / 3;
+        const int middle = static_cast<int>(all_.size()) / 2 - 1;
         const std::set<int> group = nodes_up_to(middle);
         const std::set<int> others = without(all_, group);
         headline("The network is parted: nodes 1 to " + std::to_string(middle) + ", and the others");
