@@ -7,6 +7,7 @@ add_library(
   ${cluster_dir}/engine_cluster.cpp
   ${cluster_dir}/explanation.cpp
   ${cluster_dir}/host_programs.cpp
+  ${cluster_dir}/random_faults.cpp
   ${cluster_dir}/storm.cpp
   ${cluster_dir}/storm_report.cpp
   ${cluster_dir}/told.cpp

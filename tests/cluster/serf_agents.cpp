@@ -24,6 +24,9 @@ constexpr int PORT = 7946;
 constexpr int MOST_NODES = 2000;
 constexpr std::chrono::seconds ANSWER{5};
 constexpr std::chrono::seconds BEFORE_JOINING_AGAIN{3};
+constexpr int WAVE = 25;
+constexpr std::chrono::seconds LONGEST_WAVE{10};
+constexpr std::chrono::milliseconds BETWEEN_QUESTIONS{20}; // leaves the agents their processors
 const char *const FOLDER = "/run/serf";
 
 std::string file_of(int node, int network, const std::string &ending) {
@@ -239,13 +242,25 @@ void Serf_Agents::start(int node, int network) {
                        {"setpriv", "--reuid", user, "--regid", user, "--clear-groups", "--pdeathsig", "KILL"});
     }
     program.insert(program.end(), {"serf", "agent", "-config-file=" + file});
-    agents_[{node, network}] = places_.run(HOST, program);
+    // An agent otherwise has a thread for each processor, and hundreds of agents have hundreds of threads that wait for it.
+    agents_[{node, network}] = places_.run(HOST, program, {{"GOMAXPROCS", "1"}});
 }
 
+// Agents that all join at once fill the processors, and then report each other failed. So a wave begins when the last
+// agent of the wave before it knows all that were started.
 void Serf_Agents::start_all() {
-    for (int node = 1; node <= nodes_; ++node) {
-        for (int network = 0; network < networks_; ++network) {
+    for (int network = 0; network < networks_; ++network) {
+        for (int node = 1; node <= nodes_; ++node) {
             start(node, network);
+            if (node % WAVE == 0) {
+                wait_until(
+                    [&] {
+                        std::this_thread::sleep_for(BETWEEN_QUESTIONS);
+                        const std::optional<Serf_Counts> count = counts(node, network);
+                        return count && count->alive == node;
+                    },
+                    Deadline(LONGEST_WAVE));
+            }
         }
     }
 }

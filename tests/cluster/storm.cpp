@@ -17,10 +17,6 @@ constexpr double LONGEST_HASTE = 1.5;
 constexpr double SHARE_OF_HASTE = 0.55;
 constexpr int MILLISECONDS_BETWEEN_LOOKS = 10;
 
-double now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 std::string host_text(int host) {
     return "host " + std::to_string(host);
 }
@@ -55,8 +51,9 @@ std::string link_text(const std::pair<int, int> &link) {
 } // namespace
 
 Storm::Storm(Engine_Cluster &cluster, unsigned seed, std::ostream *progress)
-    : cluster_(cluster), progress_(progress), random_(seed), all_nodes_(cluster.hosts().nodes()),
-      faults_(all_faults()) {}
+    : Random_Faults(seed, progress), cluster_(cluster), all_nodes_(cluster.hosts().nodes()) {
+    faults_ = all_faults();
+}
 
 // Faults and repairs have about the same weight, so that about half of everything is broken at any time.
 std::vector<Storm::Fault> Storm::all_faults() {
@@ -84,10 +81,6 @@ std::vector<Storm::Fault> Storm::all_faults() {
     };
 }
 
-void Storm::leave_out(const std::string &kind) {
-    std::erase_if(faults_, [&](const Fault &fault) { return fault.kind.starts_with(kind); });
-}
-
 Storm_Outcome Storm::run(unsigned faults) {
     began_ = now();
     for (unsigned i = 0; i < faults && outcome_.good(); ++i) {
@@ -98,35 +91,6 @@ Storm_Outcome Storm::run(unsigned faults) {
     compare();
     outcome_.seconds = now() - began_;
     return outcome_;
-}
-
-void Storm::make_one() {
-    std::vector<const Fault *> possible;
-    std::vector<double> weights;
-    for (const Fault &fault : faults_) {
-        if (fault.possible()) {
-            possible.push_back(&fault);
-            weights.push_back(fault.weight);
-        }
-    }
-    const Fault &chosen =
-        *possible[std::discrete_distribution<std::size_t>(weights.begin(), weights.end())(random_)];
-    const double at = now();
-    const std::string where = chosen.make();
-    ++outcome_.faults[chosen.kind];
-    std::array<char, 40> times{};
-    std::snprintf(times.data(), times.size(), "%8.3f (%.6f)", at - began_, at);
-    outcome_.history.push_back(std::string(times.data()) + "  " + chosen.kind + ": " + where);
-    if (progress_ != nullptr) {
-        *progress_ << outcome_.history.back() << std::endl;
-    }
-}
-
-void Storm::complain(const std::string &complaint) {
-    outcome_.complaints.push_back(complaint);
-    if (progress_ != nullptr) {
-        *progress_ << complaint << std::endl;
-    }
 }
 
 // ---- Between faults ----
@@ -223,23 +187,7 @@ void Storm::compare() {
         }
         const Explanation explanation =
             explain(client.told(), cluster_.observer(host).witness(), cluster_.model_patience());
-        outcome_.explained += explanation.explained;
-        outcome_.passed_over += explanation.passed_over;
-        for (const auto &[kind, delays] : explanation.delays) {
-            std::vector<double> &all = outcome_.delays[kind];
-            all.insert(all.end(), delays.begin(), delays.end());
-        }
-        for (const Told &told : client.told()) {
-            outcome_.connections += told.kind == Told::Kind::connected ? 1 : 0;
-            if (told.kind == Told::Kind::death || told.kind == Told::Kind::join) {
-                ++outcome_.events[std::string(told.of_nodes ? "node " : "adapter ") +
-                                  (told.kind == Told::Kind::death ? "death" : "join")];
-            } else if (told.kind == Told::Kind::configuration && told.sequence != 0) {
-                ++outcome_.events["configuration update"];
-            } else if (told.kind == Told::Kind::account) {
-                ++outcome_.events["state after subscribing"];
-            }
-        }
+        count(client.told(), explanation);
     }
 }
 

@@ -14,66 +14,9 @@
 namespace hb_test {
 namespace {
 
-std::string processor() {
-    std::ifstream facts("/proc/cpuinfo");
-    for (std::string line; std::getline(facts, line);) {
-        if (line.starts_with("model name")) {
-            return line.substr(line.find(':') + 2);
-        }
-    }
-    return "unknown processor";
-}
-
-std::string machine() {
-    utsname system{};
-    uname(&system);
-    return processor() + ", " + std::to_string(std::thread::hardware_concurrency()) + " processors, " +
-           system.sysname + " " + system.release + " " + system.machine;
-}
-
-std::string today() {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    gmtime_r(&now, &parts);
-    std::array<char, 40> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M UTC", &parts);
-    return text.data();
-}
-
-std::string milliseconds(double seconds) {
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%.1f", seconds * 1e3);
-    return text.data();
-}
-
 std::string engine_version(const Hosts &hosts) {
     const std::string text = hosts.places().run_to_end(1, {"corosync", "-v"}).output;
     return text.substr(0, text.find('\n'));
-}
-
-void write_counts(std::ostream &text, const char *title, const std::map<std::string, unsigned> &counts) {
-    unsigned all = 0;
-    text << "| " << title << " | times |\n|---|---:|\n";
-    for (const auto &[kind, count] : counts) {
-        text << "| " << kind << " | " << count << " |\n";
-        all += count;
-    }
-    text << "| all | " << all << " |\n\n";
-}
-
-void write_delays(std::ostream &text, const std::map<std::string, std::vector<double>> &all) {
-    text << "| event | times | median | 95th percentile | longest |\n|---|---:|---:|---:|---:|\n";
-    for (const auto &[kind, unsorted] : all) {
-        std::vector<double> delays = unsorted;
-        std::sort(delays.begin(), delays.end());
-        const auto at = [&](double share) {
-            return milliseconds(
-                delays[static_cast<std::size_t>(share * static_cast<double>(delays.size() - 1))]);
-        };
-        text << "| " << kind << " | " << delays.size() << " | " << at(0.5) << " | " << at(0.95) << " | "
-             << at(1) << " |\n";
-    }
-    text << '\n';
 }
 
 } // namespace
@@ -90,8 +33,8 @@ std::string storm_report(const Storm_Outcome &outcome, const Engine_Cluster &clu
          << " hosts with " << hosts.links()
          << " links. Each host had a wispd, a client, and an observer\nthat uses Corosync only, and no code of "
             "this project.\n\n"
-         << "| | |\n|---|---|\n| seed | " << seed << " |\n| date | " << today() << " |\n| machine | "
-         << machine() << " |\n| engine | " << engine_version(hosts) << " |\n| wispd | links polled every "
+         << "| | |\n|---|---|\n| seed | " << seed << " |\n| date | " << date_text() << " |\n| machine | "
+         << machine_text() << " |\n| engine | " << engine_version(hosts) << " |\n| wispd | links polled every "
          << cluster.patience().poll_milliseconds << " ms, grace " << cluster.patience().grace_seconds
          << " s |\n| length | " << static_cast<int>(outcome.seconds) << " s |\n| verdict | "
          << (outcome.good() ? "**every event explained, nothing lost, nothing doubled**"
