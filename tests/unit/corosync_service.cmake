@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# The cluster service over an engine that does as a test says.
+# The cluster service over a Corosync engine that does as a test says.
 if(HB_BUILD_DAEMON)
   set(corosync_service "${CMAKE_CURRENT_SOURCE_DIR}/corosync_service")
   hb_add_test(
@@ -9,6 +9,7 @@ if(HB_BUILD_DAEMON)
     "${corosync_service}/peers_test.cpp"
     "${corosync_service}/queries_test.cpp"
     "${corosync_service}/service_fixture.cpp"
+    "${CMAKE_CURRENT_SOURCE_DIR}/followed_service/service_fixture.cpp"
     LIBS
     hb_provider_corosync
     hb_test_support

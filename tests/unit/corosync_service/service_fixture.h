@@ -1,64 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// The cluster service over a fake engine, used as the library uses it.
+// The cluster service over a fake Corosync engine, used as the library uses it.
 #pragma once
 
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "providers/corosync/corosync_peers.h"
-#include "providers/followed/followed_service.h"
-#include "tests/support/unique_fd.h"
+#include "tests/unit/followed_service/service_fixture.h"
 #include "tests/unit/wispd/fake_corosync.h"
-#include "tests/unit/wispd/log_fixture.h"
 
 namespace hb_test {
 
-// An event that was read and has not been released yet.
-class Read_Event {
-  public:
-    Read_Event(int fd, int category) : result_(qz_orb_read_event(fd, category, &event_)) {}
-    Read_Event(const Read_Event &) = delete;
-    Read_Event &operator=(const Read_Event &) = delete;
-    ~Read_Event() { release(); }
-
-    int result() const { return result_; }
-    const qz_orb_event_metadata_t &metadata() const { return event_; }
-    // "down 3", "up 2 knet0", "reconfiguration"; the result if there is no event.
-    std::string text() const;
-    void release();
-
-  private:
-    qz_orb_event_metadata_t event_{};
-    int result_;
-};
-
-class Corosync_Service_Test : public wispd_test::WispdLogged {
+class Corosync_Service_Test : public Followed_Service_Test {
   protected:
     // Nodes 1 to 3 on two links. Every check includes the links.
     void start(std::optional<mox_corosync::Peer_Settings> peers = std::nullopt,
                std::chrono::milliseconds grace = std::chrono::seconds(100),
                std::chrono::milliseconds poll = std::chrono::milliseconds(0));
-    void stop() { service_.reset(); }
-
-    static Unique_Fd open(const char *monitor);
-    // Reads one event and releases it.
-    static std::string read(const Unique_Fd &monitor, int category);
-    static std::string read_node(const Unique_Fd &monitor) { return read(monitor, 0); }
-    static std::string read_adapter(const Unique_Fd &monitor) { return read(monitor, 1); }
-    static std::string read_peer(const Unique_Fd &monitor) { return read(monitor, 2); }
-    static std::string read_reconfiguration(const Unique_Fd &monitor) { return read(monitor, 100); }
-    static bool is_readable(const Unique_Fd &monitor);
-
-    // "1 up, 2 down", or the result if there is no list.
-    static std::string nodes();
-    // "1 knet0 up, 1 knet1 down".
-    static std::string interfaces();
-    static int local_node(); // -1: no answer
 
     // Changes of the cluster.
     void node_dies(uint32_t node);
@@ -69,9 +28,6 @@ class Corosync_Service_Test : public wispd_test::WispdLogged {
 
     std::unique_ptr<wispd_test::Fake_Cluster> cluster_ = wispd_test::Fake_Cluster::of_three();
     wispd_test::Fake_Interfaces::Cables cables_;
-    std::unique_ptr<mox_followed::Followed_Service> service_;
 };
-
-inline constexpr const char *NOTHING = "-16";
 
 } // namespace hb_test
