@@ -14,6 +14,8 @@ namespace hb_test {
 
 class Corosync_Service_Test : public Followed_Service_Test {
   protected:
+    // The service's engine uses the cluster, which this class owns.
+    ~Corosync_Service_Test() override { stop(); }
     // Nodes 1 to 3 on two links. Every check includes the links.
     void start(std::optional<mox_corosync::Peer_Settings> peers = std::nullopt,
                std::chrono::milliseconds grace = std::chrono::seconds(100),

@@ -32,7 +32,8 @@ class Read_Event {
     int result_;
 };
 
-// A test creates the service over its engine.
+// A test creates the service over its engine. If the engine uses members of a derived class, that class's destructor
+// calls stop().
 class Followed_Service_Test : public wispd_test::WispdLogged {
   protected:
     void stop() { service_.reset(); }

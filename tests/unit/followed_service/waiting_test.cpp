@@ -74,6 +74,7 @@ class Late_Engine final : public wispd::Engine {
 
 class Waiting_For_An_Engine : public Followed_Service_Test {
   protected:
+    ~Waiting_For_An_Engine() override { stop(); }
     void start(std::optional<std::chrono::milliseconds> answers_after,
                std::chrono::milliseconds time_to_connect) {
         plan_.answers_after = answers_after;
