@@ -26,8 +26,9 @@ std::string output_of(const std::string &command) {
 
 std::vector<std::string> installed_files() {
     std::vector<std::string> files;
-    for (const char *library : {"libhb_client.so", "libqz_tr.so", "libqz_mss.so", "libqz_ffdc.so",
-                                "libqz_mox.so", "libqz_mox_sim.so", "libqz_mox_corosync.so"}) {
+    for (const char *library :
+         {"libhb_client.so", "libqz_tr.so", "libqz_mss.so", "libqz_ffdc.so", "libqz_mox.so", "libqz_mox_sim.so",
+          "libqz_mox_corosync.so", "libqz_mox_serf.so"}) {
         const std::string path = std::string(HB_TEST_LIB_DIR "/") + library;
         if (access(path.c_str(), R_OK) == 0) {
             files.push_back(path);

@@ -29,9 +29,11 @@ has_every_file() {
         bin/{hbctl,wispd,wispctl} share/hb_client/hbc.catalogue lib/systemd/system/wispd.service share/doc/hb_client/examples/{watch,cluster_events}.c; do
         [ -s "$prefix/$file" ] || fail "$file is not installed"
     done
-    if [ -e "$BUILD/lib/libqz_mox_corosync.so" ] && [ ! -s "$prefix/$LIBDIR/libqz_mox_corosync.so" ]; then
-        fail "the service over Corosync is not installed"
-    fi
+    for file in libqz_mox_{corosync,serf}.so; do
+        if [ -e "$BUILD/lib/$file" ] && [ ! -s "$prefix/$LIBDIR/$file" ]; then
+            fail "the cluster service $file is not installed"
+        fi
+    done
     if [ -e "$BUILD/bin/hb_exporter" ]; then
         for file in bin/hb_exporter share/hb-exporter/{hb.rules.yml,hb.dashboard.json} lib/systemd/system/hb-exporter.service; do
             [ -s "$prefix/$file" ] || fail "$file is not installed"

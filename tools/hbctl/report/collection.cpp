@@ -213,8 +213,8 @@ class Collection {
         want("system/packages.txt", "dpkg-query",
              {"--show", "--showformat", "${Package} ${Version} ${Architecture} ${db:Status-Status}\\n",
               "libhb-client", "lib32hb-client", "hb-client-tools", "wispd", "hb-provider-corosync",
-              "hb-provider-sim", "hb-exporter", "corosync", "libknet1", "libqb100", "libc6", "libstdc++6",
-              "systemd"});
+              "hb-provider-serf", "hb-provider-sim", "hb-exporter", "corosync", "serf", "libknet1", "libqb100",
+              "libc6", "libstdc++6", "systemd"});
         wanted_.back().may_miss = true;
         want("system/ipcs.txt", "ipcs", {"-a"});
         want("system/ipcs-limits.txt", "ipcs", {"-l"});
