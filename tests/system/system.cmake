@@ -102,6 +102,22 @@ hb_add_test(
   LABELS
   system)
 
+if(HB_WITH_SERF)
+  hb_add_test(
+    serf_system_test
+    SOURCES
+    ${system_dir}/serf_test.cpp
+    ${system_dir}/one_abi_setups.cpp
+    LIBS
+    hb_test_serf_agent
+    system_test_support
+    TIMEOUT
+    600
+    LABELS
+    system)
+  add_dependencies(serf_system_test ${system_programs})
+endif()
+
 if(HB_OTHER_ABI_BIN_DIR)
   hb_add_test(
     system_mixed_abi_test
