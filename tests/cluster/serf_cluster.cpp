@@ -29,7 +29,8 @@ std::string serf_cluster_file(const Serf_Cluster_Plan &plan, int node) {
     std::ostringstream text;
     text << "[cluster]\nname = \"gossip\"\n";
     if (!plan.discover) {
-        text << "local_node = " << node << "\n";
+        text << "local_node = " << node << "\nmax_nodes = " << plan.nodes + 1
+             << "\nadapters_per_node = " << ADAPTERS_PER_NODE << "\n";
     }
     text << "[source]\ntype = \"serf\"\ndiscover = " << (plan.discover ? "true" : "false")
          << "\ngrace_seconds = " << plan.grace_seconds << "\n";
@@ -46,10 +47,8 @@ std::string serf_cluster_file(const Serf_Cluster_Plan &plan, int node) {
     for (int one = 1; !plan.discover && one <= plan.nodes; ++one) {
         text << "[[node]]\nnumber = " << one << "\nname = \"" << Serf_Agents::name(one) << "\"\n";
         for (int network = 0; network < plan.networks; ++network) {
-            text << "[[node.adapter]]\nnumber = "
-                 << adapter_of(static_cast<unsigned>(one), static_cast<unsigned>(network))
-                 << "\nnetwork = " << network << "\naddress = \"" << Serf_Agents::address(one, network)
-                 << "\"\n";
+            text << "[[node.adapter]]\nnetwork = " << network << "\naddress = \""
+                 << Serf_Agents::address(one, network) << "\"\n";
         }
     }
     return text.str();
