@@ -200,6 +200,7 @@ Daemon::Impl::Impl(Start start)
     if (followed_.engine) {
         engine_.emplace(context_, std::move(followed_.engine), *followed_.first,
                         [this](const Engine_Step &step) { follow(step); });
+        followed_.first.reset(); // a large cluster's configuration takes much memory
         watch_engine();
     }
     if (timeline_.has_configured()) {

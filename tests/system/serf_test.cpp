@@ -122,7 +122,7 @@ SYSTEM_TESTS(OnSerf);
 // ---- The largest cluster ----
 
 constexpr int NETWORKS = 48;
-constexpr int MEMBERS = 2048; // nodes 1 to 2048
+constexpr int MEMBERS = 2048; // nodes 1 to 2048, and node 0
 constexpr int CLIENTS = 100;
 constexpr std::chrono::seconds PATIENCE{300};
 
@@ -134,6 +134,9 @@ Bytes subscribe_to_all_nodes() {
 
 TEST(OnSerfAtFullSize, AThousandFailuresAreOneNodeDeathForEachOfAHundredClients) {
     const auto agents = agents_of(NETWORKS, MEMBERS);
+    for (std::size_t network = 0; network < agents.size(); ++network) {
+        agents[network]->put("member-join", {{"n0", "10." + std::to_string(network) + ".255.1"}});
+    }
     Daemon daemon(programs_of_this_build(), discovering(agents));
     ASSERT_TRUE(daemon.start(Deadline(PATIENCE)));
     std::vector<Stream> clients;

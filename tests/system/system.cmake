@@ -116,6 +116,9 @@ if(HB_WITH_SERF)
     LABELS
     system)
   add_dependencies(serf_system_test ${system_programs})
+  add_executable(serf_figures ${system_dir}/serf_figures.cpp)
+  target_link_libraries(serf_figures PRIVATE hb_options hb_test_serf_agent system_test_support GTest::gtest)
+  add_dependencies(serf_figures wispd)
 endif()
 
 if(HB_OTHER_ABI_BIN_DIR)
