@@ -36,6 +36,7 @@ if(TARGET hb_daemon)
     wispd/routes_test.cpp
     wispd/security_segment_test.cpp
     wispd/semaphores_test.cpp
+    wispd/serf_section_test.cpp
     wispd/send_queue_test.cpp
     wispd/service_notify_test.cpp
     wispd/service_report_test.cpp
