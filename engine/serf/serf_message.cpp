@@ -17,8 +17,8 @@ namespace {
 
 constexpr int PROTOCOL_VERSION = 1;
 constexpr std::string_view EVENTS = "member-join,member-leave,member-failed,member-update,member-reap";
-constexpr std::size_t PIECE = 16 * 1024;        // decoded at a time
-constexpr std::size_t FIRST_BUFFER = 16 * 1024; // grows for longer texts
+constexpr std::size_t PIECE = 4 * 1024;  // decoded at a time
+constexpr std::size_t BUFFER = 8 * 1024; // grows for longer texts
 
 std::optional<Serf_Report::Kind> kind_of(std::string_view event) {
     using Kind = Serf_Report::Kind;
@@ -58,7 +58,7 @@ constexpr Unused_Buffer UNUSED_BUFFER;
 
 class Value_Parser : public msgpack::parser<Value_Parser, const Unused_Buffer> {
   public:
-    Value_Parser() : parser(UNUSED_BUFFER, FIRST_BUFFER) {}
+    Value_Parser() : parser(UNUSED_BUFFER, BUFFER) {}
 
     Serf_Visitor &visitor() { return visitor_; }
     bool referenced() const { return false; }
@@ -114,7 +114,7 @@ std::string serf_request(Serf_Question question, std::string_view auth_key) {
 
 class Serf_Decoder::Impl {
   public:
-    Impl() { parser_.visitor().begin(Serf_Place::header); }
+    Impl() { parser_.emplace(); }
 
     void expect(Serf_Question question) { expected_.insert(question); }
     void decode(std::string_view bytes);
@@ -123,13 +123,15 @@ class Serf_Decoder::Impl {
   private:
     void add(std::string_view piece);
     void check_size() const;
+    void release_long_buffer();
+    Serf_Place next_place() const;
     void finish();
     void finish_header(Serf_Values &header);
     void finish_body(Serf_Values &body);
     void deliver(Serf_Answer answer);
 
-    Value_Parser parser_;
-    std::size_t message_start_ = 0; // in the parser's count of bytes
+    std::optional<Value_Parser> parser_; // replaced to release a buffer that has grown
+    std::size_t message_start_ = 0;      // in the parser's count of bytes
     bool in_body_ = false;
     Serf_Question question_ = Serf_Question::handshake; // of the body
     bool streams_ = false;                              // stream was answered: events follow
@@ -156,33 +158,52 @@ void Serf_Decoder::Impl::decode(std::string_view bytes) {
 }
 
 void Serf_Decoder::Impl::add(std::string_view piece) {
-    parser_.add(piece);
-    while (parser_.next()) {
+    parser_->add(piece);
+    while (parser_->next()) {
         check_size();
         finish();
-        message_start_ = parser_.parsed_size();
+        message_start_ = parser_->parsed_size();
     }
     // What the parser keeps back is a text that has not arrived completely.
-    if (parser_.nonparsed_size() > SERF_TEXT_MAX) {
+    if (parser_->nonparsed_size() > SERF_TEXT_MAX) {
         Serf_Visitor::reject_longer_text();
     }
     check_size();
+    release_long_buffer();
+}
+
+// The parser's buffer never shrinks, so a parser with a long one is replaced between two messages.
+void Serf_Decoder::Impl::release_long_buffer() {
+    if (parser_->buffer_capacity() > BUFFER && parser_->message_size() == message_start_) {
+        parser_.emplace();
+        parser_->visitor().begin(next_place());
+        message_start_ = 0;
+    }
 }
 
 void Serf_Decoder::Impl::check_size() const {
-    if (parser_.parsed_size() - message_start_ > SERF_MESSAGE_MAX) {
+    if (parser_->parsed_size() - message_start_ > SERF_MESSAGE_MAX) {
         throw Serf_Malformed(text("found a longer message, expected at most ", SERF_MESSAGE_MAX, " bytes"));
     }
 }
 
+Serf_Place Serf_Decoder::Impl::next_place() const {
+    if (!in_body_) {
+        return Serf_Place::header;
+    }
+    return question_ == Serf_Question::stream  ? Serf_Place::event
+           : question_ == Serf_Question::stats ? Serf_Place::stats
+                                               : Serf_Place::members;
+}
+
 void Serf_Decoder::Impl::finish() {
-    Serf_Values values = std::move(parser_.visitor().values());
-    parser_.visitor().begin(Serf_Place::header);
+    Serf_Values values = std::move(parser_->visitor().values());
     if (std::exchange(in_body_, false)) {
         finish_body(values);
     } else {
         finish_header(values);
     }
+    parser_->visitor().begin(next_place());
 }
 
 void Serf_Decoder::Impl::finish_header(Serf_Values &header) {
@@ -195,9 +216,6 @@ void Serf_Decoder::Impl::finish_header(Serf_Values &header) {
     if (header.error.empty() && (is_event || has_body(*question))) {
         question_ = *question;
         in_body_ = true;
-        parser_.visitor().begin(is_event                              ? Serf_Place::event
-                                : question_ == Serf_Question::members ? Serf_Place::members
-                                                                      : Serf_Place::stats);
         return;
     }
     streams_ = streams_ || (question == Serf_Question::stream && header.error.empty());

@@ -8,6 +8,7 @@
 
 #include "cluster/address.h"
 #include "engine/serf/serf_message.h"
+#include "tests/support/process_counters.h"
 #include "tests/unit/wispd/serf_bytes.h"
 
 namespace {
@@ -393,6 +394,28 @@ TEST(SerfStream, ALongListIsDecodedInPiecesOfEachSize) {
         const std::vector<Serf_Answer> answers = decoder.fetch();
         ASSERT_THAT(answers, SizeIs(1));
         EXPECT_THAT(std::get<Serf_Report>(answers[0].body).members, SizeIs(2049));
+    }
+}
+
+// One list of 48 networks with 2,049 members each is large; what remains of each must not be.
+TEST(SerfStream, NothingRemainsOfLongListsAndTextsThatWereFetched) {
+    const std::string list = list_of_members(2049);
+    const std::string long_text = raw("83 a3") + "Seq" + raw("01 a5") + "Error" + raw("a0 a1") + "x" +
+                                  raw("db 00 01 00 00") + std::string(65536, 'x');
+    std::array<Serf_Decoder, 48> decoders;
+    const std::size_t before = hb_test::allocated_bytes();
+    for (Serf_Decoder &decoder : decoders) {
+        decoder.expect(Serf_Question::members);
+        decoder.decode(list);
+        decoder.expect(Serf_Question::handshake);
+        decoder.decode(long_text);
+        EXPECT_THAT(decoder.fetch(), SizeIs(2));
+    }
+    EXPECT_LT(hb_test::allocated_bytes(), before + 48 * 1024);
+    for (Serf_Decoder &decoder : decoders) {
+        decoder.expect(Serf_Question::stats);
+        decoder.decode(STATS_ANSWER);
+        EXPECT_THAT(decoder.fetch(), SizeIs(1));
     }
 }
 
