@@ -180,8 +180,9 @@ Client_On_Host::Client_On_Host(const Hosts &hosts, int host, const std::string &
     : Client_On_Host(hosts.places(), host, programs, "wisp") {}
 
 Client_On_Host::Client_On_Host(const Host_Namespaces &places, int host, const std::string &programs,
-                               const std::string &wispd)
-    : host_(host), recording_(places, host, {programs + "/recording_client"}, on_socket(wispd)) {}
+                               const std::string &wispd, bool departures)
+    : host_(host), recording_(places, host, {programs + "/recording_client"}, on_socket(wispd)),
+      table_(departures) {}
 
 void Client_On_Host::collect() {
     for (const std::string &line : recording_.new_lines()) {

@@ -101,7 +101,7 @@ class Client_On_Host {
     Client_On_Host(const Hosts &hosts, int host, const std::string &programs = HB_TEST_BIN_DIR);
     // The client of the wispd of that name.
     Client_On_Host(const Host_Namespaces &places, int host, const std::string &programs,
-                   const std::string &wispd);
+                   const std::string &wispd, bool departures = false);
 
     // Reads the new lines.
     void collect();

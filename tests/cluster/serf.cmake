@@ -68,3 +68,25 @@ target_link_libraries(serf_scale PRIVATE hb_options serf_programs_support)
 add_executable(serf_storm ${cluster_dir}/serf_storm_main.cpp)
 target_include_directories(serf_storm SYSTEM PRIVATE ${HB_CLI11_INCLUDE_DIR})
 target_link_libraries(serf_storm PRIVATE hb_options serf_programs_support)
+
+hb_add_test(
+  wispd_on_serf_test
+  SOURCES
+  ${cluster_dir}/wispd_on_serf_test.cpp
+  LIBS
+  serf_programs_support
+  TIMEOUT
+  300
+  LABELS
+  cluster
+  PROPERTIES
+  PROCESSORS
+  2)
+hb_add_test(
+  serf_model_test
+  SOURCES
+  ${cluster_dir}/serf_witness_test.cpp
+  LIBS
+  serf_programs_support
+  LABELS
+  cluster)

@@ -241,7 +241,8 @@ void Serf_Agents::start(int node, int network) {
         program.insert(program.end(),
                        {"setpriv", "--reuid", user, "--regid", user, "--clear-groups", "--pdeathsig", "KILL"});
     }
-    program.insert(program.end(), {"serf", "agent", "-config-file=" + file});
+    program.insert(program.end(), {"serf", "agent", "-disable-compression", "-config-file=" + file});
+    // Compression costs most of the processor time, and hundreds of agents share the processors of one machine.
     // An agent otherwise has a thread for each processor, and hundreds of agents have hundreds of threads that wait for it.
     agents_[{node, network}] = places_.run(HOST, program, {{"GOMAXPROCS", "1"}});
 }

@@ -98,7 +98,7 @@ bool Serf_Cluster::start_clients(const Deadline &deadline) {
             return false;
         }
         clients_[node] = std::make_unique<Client_On_Host>(agents_.places(), Serf_Agents::HOST, HB_TEST_BIN_DIR,
-                                                          wispd_name(node));
+                                                          wispd_name(node), true);
     }
     return wait_all_up(deadline);
 }

@@ -284,11 +284,21 @@ std::string processor() {
     return "unknown processor";
 }
 
+// What was measured before a failure is printed.
 int run(const Options &options) {
     std::vector<Figures> all;
+    bool failed = false;
     for (const int agents : options.agents) {
         std::cerr << agents << " agents ..." << std::endl;
-        all.push_back(measure(agents, options));
+        try {
+            all.push_back(measure(agents, options));
+        } catch (const std::exception &trouble) {
+            std::cerr << "serf_scale: " << trouble.what() << '\n';
+            failed = true;
+        }
+    }
+    if (all.empty()) {
+        return 1;
     }
     utsname system{};
     uname(&system);
@@ -299,7 +309,7 @@ int run(const Options &options) {
     if (!options.data.empty()) {
         write_data(options.data, all);
     }
-    return 0;
+    return failed ? 1 : 0;
 }
 
 } // namespace

@@ -206,9 +206,9 @@ void Told_Table::die(const Told &told) {
 
 // The library passes on the identifier of each node death; all identifiers differ.
 void Told_Table::check_failure(const Told &told) {
-    if (told.of_nodes && told.id.empty()) {
+    if (told.of_nodes && told.id.empty() && !departures_) {
         object(told, "a death without a failure identifier");
-    } else if (told.of_nodes && !ids_.insert(told.id).second) {
+    } else if (told.of_nodes && !told.id.empty() && !ids_.insert(told.id).second) {
         object(told, "the failure identifier of another death");
     }
 }

@@ -43,6 +43,9 @@ Told told_by(const std::string &line);
 // The members that are up by one client's events, and the errors in those events.
 class Told_Table {
   public:
+    // With departures, a node that left in good order dies without a failure identifier.
+    explicit Told_Table(bool departures = false) : departures_(departures) {}
+
     void take(const Told &told);
 
     bool connected() const { return connected_; }
@@ -65,6 +68,7 @@ class Told_Table {
     void check_whole(const Told &told);
     void object(const Told &told, const std::string &what);
 
+    bool departures_;
     bool connected_ = false;
     unsigned local_node_ = 0;
     unsigned long sequence_ = 0;
