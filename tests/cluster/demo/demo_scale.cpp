@@ -15,6 +15,7 @@ using namespace hb_test;
 
 constexpr int FAILED = 1;
 constexpr int NOT_POSSIBLE = 3;
+constexpr std::chrono::seconds PATIENCE{100};
 
 double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -152,8 +153,10 @@ class Demonstration {
         say(kind == Told::Kind::death
                 ? "   client of   node deaths   in events   first of it   all of it   nodes up"
                 : "   client of    node joins   in events   first of it   all of it   nodes up");
+        const Deadline deadline(PATIENCE);
         for (const int node : cluster_.plan().watched) {
-            need(cluster_.wait_nodes({node}, up_after(node)), "the receipt of all events by every client");
+            need(cluster_.wait_nodes({node}, up_after(node), deadline),
+                 "the receipt of all events by every client");
         }
         for (const int node : cluster_.plan().watched) {
             const Received received = cluster_.received(node, marks[node], kind);
