@@ -42,10 +42,10 @@ Child_Process::Environment environment(const Programs &programs, const Temp_Dir 
 
 } // namespace
 
-Child_Process::Environment service_preloaded(const Programs &programs) {
+Child_Process::Environment service_preloaded(const Programs &programs, const std::string &service) {
     const char *options = std::getenv("ASAN_OPTIONS");
     // The address sanitizer must be the first library. One that a preloaded library brings is sufficient.
-    return {{"LD_PRELOAD", programs.directory + "/../lib/libqz_mox_sim.so"},
+    return {{"LD_PRELOAD", programs.directory + "/../lib/libqz_mox_" + service + ".so"},
             {"ASAN_OPTIONS", std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0"}};
 }
 

@@ -14,8 +14,8 @@
 
 namespace hb_test {
 
-// The setting that makes a program of that build load the simulated service.
-Child_Process::Environment service_preloaded(const Programs &programs);
+// The setting that makes a program of that build load this service, by default the simulated one.
+Child_Process::Environment service_preloaded(const Programs &programs, const std::string &service = "sim");
 
 class Service_Client {
   public:

@@ -116,6 +116,19 @@ if(HB_WITH_SERF)
     LABELS
     system)
   add_dependencies(serf_system_test ${system_programs})
+  hb_add_test(
+    serf_service_system_test
+    SOURCES
+    ${system_dir}/serf_service_test.cpp
+    ${system_dir}/one_abi_setups.cpp
+    LIBS
+    hb_test_serf_agent
+    system_test_support
+    TIMEOUT
+    300
+    LABELS
+    system)
+  add_dependencies(serf_service_system_test ${system_programs} qz_mox_serf)
   add_executable(serf_figures ${system_dir}/serf_figures.cpp)
   target_link_libraries(serf_figures PRIVATE hb_options hb_test_serf_agent system_test_support GTest::gtest)
   add_dependencies(serf_figures wispd)
