@@ -42,7 +42,7 @@ class CorosyncServiceTest : public ClusterTest {
     }
     Finished run(int host, const std::vector<std::string> &program,
                  const Child_Process::Environment &environment = {}) {
-        Child_Process::Environment all = corosync_service_environment();
+        Child_Process::Environment all = service_environment();
         all.insert(all.end(), environment.begin(), environment.end());
         const std::unique_ptr<Child_Process> process =
             hosts_.places().run(host, with_corosync_service(program), all);
@@ -161,8 +161,8 @@ TEST_F(CorosyncServiceTest, AFileThatIsNoneOfAnEngineIsRefused) {
            "[[node]]\nnumber = 1\n[[node.adapter]]\nnetwork = 0\naddress = \"10.0.0.1\"\n";
     const Finished example = run(1, {EXAMPLE}, {{"HB_MOX_COROSYNC_CONFIG", "/run/other.toml"}});
     EXPECT_THAT(example.errors,
-                HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/other.toml: describes a "
-                          "cluster itself; expected a file with [source] type = \"corosync\""));
+                HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/other.toml: does not "
+                          "name Corosync as the source; expected a file with [source] type = \"corosync\""));
     const Finished missing = run(1, {EXAMPLE}, {{"HB_MOX_COROSYNC_CONFIG", "/run/none.toml"}});
     EXPECT_THAT(missing.errors,
                 HasSubstr("libqz_mox_corosync: no cluster service is installed: /run/none.toml"));

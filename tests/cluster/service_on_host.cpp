@@ -59,14 +59,18 @@ std::vector<std::string> told_by_client(const Words &words) {
 
 } // namespace
 
-std::vector<std::string> with_corosync_service(const std::vector<std::string> &program) {
+std::vector<std::string> with_service(const std::string &service, const std::vector<std::string> &program) {
     std::vector<std::string> command = {"env", std::string("LD_PRELOAD=") + HB_TEST_BIN_DIR +
-                                                   "/../lib/libqz_mox_corosync.so"};
+                                                   "/../lib/libqz_mox_" + service + ".so"};
     command.insert(command.end(), program.begin(), program.end());
     return command;
 }
 
-Child_Process::Environment corosync_service_environment() {
+std::vector<std::string> with_corosync_service(const std::vector<std::string> &program) {
+    return with_service("corosync", program);
+}
+
+Child_Process::Environment service_environment() {
     return {{"HB_SERVER_SOCKET", Wispd_On_Host::socket()}, {"HA_DOMAIN_NAME", ""}, {"HA_SYSPAR_NAME", ""}};
 }
 
@@ -81,8 +85,14 @@ std::vector<std::string> told_in_line(const std::string &line) {
 Service_Client_On_Host::Service_Client_On_Host(const Hosts &hosts, int host,
                                                const std::vector<std::string> &program,
                                                const Child_Process::Environment &environment)
-    : recording_(hosts.places(), host, with_corosync_service(program), [&] {
-          Child_Process::Environment all = corosync_service_environment();
+    : Service_Client_On_Host(hosts.places(), host, "corosync", program, environment) {}
+
+Service_Client_On_Host::Service_Client_On_Host(const Host_Namespaces &places, int host,
+                                               const std::string &service,
+                                               const std::vector<std::string> &program,
+                                               const Child_Process::Environment &environment)
+    : recording_(places, host, with_service(service, program), [&] {
+          Child_Process::Environment all = service_environment();
           all.insert(all.end(), environment.begin(), environment.end());
           return all;
       }()) {}

@@ -13,8 +13,9 @@ namespace hb_test {
 
 // The command that makes a program of this build load the service. The programs that start it on a host do not
 // load the service: a library with the address sanitizer can be loaded only into a program with it.
+std::vector<std::string> with_service(const std::string &service, const std::vector<std::string> &program);
 std::vector<std::string> with_corosync_service(const std::vector<std::string> &program);
-Child_Process::Environment corosync_service_environment();
+Child_Process::Environment service_environment();
 
 // The events that a client prints, one member a line: "death adapter 144", "join node 3", "configuration". Its
 // first report of members appears as "group node 3". Understands the example of cluster-event mode and the
@@ -25,6 +26,10 @@ class Service_Client_On_Host {
   public:
     Service_Client_On_Host(const Hosts &hosts, int host, const std::vector<std::string> &program,
                            const Child_Process::Environment &environment = {});
+    // With another service than that over Corosync.
+    Service_Client_On_Host(const Host_Namespaces &places, int host, const std::string &service,
+                           const std::vector<std::string> &program,
+                           const Child_Process::Environment &environment);
 
     void order(const std::string &command) { recording_.order(command); }
     // Waits for exactly this line.
