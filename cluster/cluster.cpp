@@ -117,8 +117,9 @@ std::size_t Cluster::check_configured_adapter(int64_t adapter) const {
 
 void Cluster::check_not_from_engine() const {
     if (is_from_engine_) {
-        throw Refused("Corosync decides which nodes and adapters are configured and up: stop or start "
-                      "Corosync on the node, or change its configuration");
+        throw Refused(
+            "the cluster engine decides which nodes and adapters are configured and up: stop or start "
+            "it on the node, or change its configuration");
     }
 }
 

@@ -51,7 +51,7 @@ struct Settling_Status {
 
 struct Engine_Status {
     bool connected = false;
-    bool silent = false;      // a query is overdue; set by the caller of advance()
+    bool silent = false;      // a query is overdue; the caller of advance() sets it for an engine that blocks
     std::string trouble;      // why the engine is not connected
     std::string refused;      // why the engine's latest configuration is not in use
     unsigned attempts = 0;    // connection attempts since the engine disconnected

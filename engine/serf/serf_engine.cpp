@@ -2,6 +2,7 @@
 #include "engine/serf/serf_engine.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -23,6 +24,8 @@ constexpr std::chrono::seconds COUNTS_DIFFER_LONGEST(5);
 // A connection ends when a question has no answer for so long.
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::size_t REJECTIONS_SHOWN = 100;
+// A connection that ends earlier is not retried sooner than the one before it.
+constexpr std::chrono::seconds LASTING(10);
 
 std::string address_of(const Serf_Agent &agent) {
     return agent.host.find(':') == std::string::npos ? text(agent.host, ":", agent.port)
@@ -31,6 +34,16 @@ std::string address_of(const Serf_Agent &agent) {
 
 int64_t seconds_of(std::chrono::milliseconds time) {
     return std::chrono::duration_cast<std::chrono::seconds>(time).count();
+}
+
+// Adds an event to a complete list of members.
+void add_to(Serf_Report &all, const Serf_Report &event) {
+    for (const Serf_Member &member : event.members) {
+        std::erase_if(all.members, [&](const Serf_Member &other) { return other.name == member.name; });
+        if (event.kind != Serf_Report::Kind::reap) {
+            all.members.push_back(member);
+        }
+    }
 }
 
 bool is_same(const Serf_Counts &one, const Serf_Counts &other) {
@@ -56,6 +69,8 @@ void Serf_Engine::add_agent(const Serf_Agent &settings) {
                                                {},
                                                {},
                                                FIRST_RETRY,
+                                               {},
+                                               {},
                                                {},
                                                {},
                                                false});
@@ -113,26 +128,43 @@ void Serf_Engine::apply_wanted_settings(Time now) {
     status_.refused.clear();
     settings_ = std::move(next);
     numbers_ = Serf_Numbers(settings_);
-    std::erase_if(agents_, [this](const std::unique_ptr<Agent> &agent) {
-        const bool stays = std::find(settings_.agents.begin(), settings_.agents.end(), agent->settings) !=
-                           settings_.agents.end();
-        if (!stays && agent->connection) {
-            wait_point_.remove({agent->connection->descriptor()});
-        }
-        return !stays;
-    });
-    for (const Serf_Agent &wanted : settings_.agents) {
-        const auto is_there = [&](const auto &agent) { return agent->settings == wanted; };
-        if (std::none_of(agents_.begin(), agents_.end(), is_there)) {
-            add_agent(wanted);
-        }
-    }
+    apply_agents(now);
     for (const std::unique_ptr<Agent> &agent : agents_) {
         if (agent->renewed) {
-            heed(agent->network.renumber(*std::exchange(agent->renewed, std::nullopt), rules(), now));
+            heed(agent->network.renumber(*agent->renewed, rules(*agent), now));
+            agent->renewed.reset();
         }
     }
     configuration_changed_ = true;
+}
+
+// An agent whose address or key changes keeps its network: its members stay up for the grace.
+void Serf_Engine::apply_agents(Time now) {
+    std::map<int, Serf_Agent> wanted;
+    for (const Serf_Agent &agent : settings_.agents) {
+        wanted.emplace(agent.network, agent);
+    }
+    std::erase_if(agents_, [&](const std::unique_ptr<Agent> &agent) {
+        const bool is_gone = !wanted.contains(agent->settings.network);
+        if (is_gone) {
+            disconnect(*agent, now);
+        }
+        return is_gone;
+    });
+    for (const std::unique_ptr<Agent> &agent : agents_) {
+        const Serf_Agent next = wanted.at(agent->settings.network);
+        wanted.erase(next.network);
+        if (next != agent->settings) {
+            disconnect(*agent, now + settings_.grace);
+            agent->settings = next;
+            agent->status = {next.network, address_of(next), false, false, "its settings have changed", 0};
+            agent->retry_at = now;
+            agent->retry_after = FIRST_RETRY;
+        }
+    }
+    for (const auto &[network, agent] : wanted) {
+        add_agent(agent);
+    }
 }
 
 // ---- Agents ----
@@ -143,11 +175,11 @@ std::optional<Engine_Step> Serf_Engine::advance(Time now) {
     }
     for (const std::unique_ptr<Agent> &agent : agents_) {
         advance(*agent, now);
-        heed(agent->network.advance(rules(), now));
+        heed(agent->network.advance(rules(*agent), now));
     }
     apply_wanted_settings(now);
     std::optional<Engine_Step> next;
-    if (knows_local_node() && (reported_ || is_ready_for_first_step(now))) {
+    if (knows_local_node(now) && (reported_ || is_ready_for_first_step(now))) {
         next = step();
     }
     update_status();
@@ -164,7 +196,7 @@ void Serf_Engine::advance(Agent &agent, Time now) {
             read(agent, now);
             compare_counts(agent, now);
         }
-    } catch (const std::runtime_error &trouble) { // the agent ended, or no descriptors available
+    } catch (const std::exception &trouble) { // the agent ended, or no descriptors or memory are available
         lose(agent, trouble.what(), now);
     }
 }
@@ -178,25 +210,31 @@ void Serf_Engine::connect(Agent &agent, Time now) {
 
 void Serf_Engine::read(Agent &agent, Time now) {
     for (const Serf_Report &report : agent.connection->advance(now)) {
-        if (report.kind == Serf_Report::Kind::all && agent.is_renewing) {
-            agent.is_renewing = false;
+        if (agent.connection->counts()) {
+            agent.own_name = agent.connection->counts()->agent;
+        }
+        heed(agent.network.apply(report, rules(agent), now));
+        if (report.kind != Serf_Report::Kind::all) {
+            if (agent.renewed) {
+                add_to(*agent.renewed, report);
+            }
+            continue;
+        }
+        if (wanted_) {
             agent.renewed = report;
-        } else {
-            heed(agent.network.apply(report, rules(), now));
         }
-        if (report.kind == Serf_Report::Kind::all) {
-            agent.differs_since.reset();
-            return_unused_memory();
-        }
+        agent.is_renewing = false;
+        agent.differs_since.reset();
+        return_unused_memory();
     }
     if (agent.connection->is_ready() && !agent.status.connected) {
         log_info(text("connected to the Serf agent of network ", agent.settings.network, " at ",
                       agent.status.address, ": ", agent.network.counts().members, " members"));
+        agent.connected_at = now;
         agent.status.connected = true;
         agent.status.silent = false;
         agent.status.trouble.clear();
         agent.status.attempts = 0;
-        agent.retry_after = FIRST_RETRY;
     }
 }
 
@@ -221,17 +259,17 @@ void Serf_Engine::lose(Agent &agent, const std::string &why, Time now) {
     if (agent.connection) {
         const std::optional<Time> asked = agent.connection->asked_since();
         agent.status.silent = asked && now - *asked >= SILENT_AFTER;
-        since = agent.status.silent && asked ? *asked : now;
-        wait_point_.remove({agent.connection->descriptor()});
-        agent.connection.reset();
+        since = agent.status.silent ? *asked : now;
     }
-    agent.is_renewing = false;
-    agent.differs_since.reset();
+    // Also if its list has not arrived: its events have.
+    disconnect(agent, since + settings_.grace);
     if (std::exchange(agent.status.connected, false)) {
         log_warning(text("Serf agent of network ", agent.settings.network, " disconnected (", why,
                          "): reporting the network's adapters down in ", seconds_of(settings_.grace),
                          " s (grace_seconds) unless it returns; start the agent, or read its log"));
-        agent.network.hold(since + settings_.grace);
+        if (now - agent.connected_at >= LASTING) {
+            agent.retry_after = FIRST_RETRY;
+        }
     } else if (agent.status.trouble.empty()) {
         log_warning(
             text("Serf agent of network ", agent.settings.network, " unreachable (", why, "); retrying"));
@@ -239,6 +277,17 @@ void Serf_Engine::lose(Agent &agent, const std::string &why, Time now) {
     agent.status.trouble = why;
     agent.retry_at = now + agent.retry_after;
     agent.retry_after = std::min(2 * agent.retry_after, LONGEST_RETRY);
+}
+
+void Serf_Engine::disconnect(Agent &agent, Time hold_until) {
+    if (agent.connection) {
+        wait_point_.remove({agent.connection->descriptor()});
+        agent.connection.reset();
+    }
+    agent.network.hold(hold_until);
+    agent.renewed.reset();
+    agent.is_renewing = false;
+    agent.differs_since.reset();
 }
 
 void Serf_Engine::heed(const Serf_Network::News &news) {
@@ -250,27 +299,52 @@ void Serf_Engine::heed(const Serf_Network::News &news) {
 // ---- The local node ----
 
 // Returns whether the local node is known: the file states it, or it is the node of an agent's own member.
-bool Serf_Engine::knows_local_node() {
+bool Serf_Engine::knows_local_node(Time now) {
+    std::string refused;
     for (const std::unique_ptr<Agent> &agent : agents_) {
-        if (local_node_ || !agent->status.connected || !agent->connection->counts()) {
+        if (local_node_ || !agent->status.connected) {
             continue;
         }
-        const std::string &own = agent->connection->counts()->agent;
-        local_node_ = agent->network.node_named(own);
+        local_node_ = agent->network.node_named(agent->own_name);
         if (local_node_) {
             status_.refused.clear();
-            log_info(text("the local node is ", *local_node_, ", the Serf member ", terminal::printable(own)));
-        } else if (status_.refused.empty()) {
-            status_.refused = text("the agent's own member ", terminal::printable(own), " of network ",
-                                   agent->settings.network,
-                                   " has no node number; set local_node in [cluster], or the tag "
-                                   "hb_node of the agent");
+            log_info(text("the local node is ", *local_node_, ", the Serf member ",
+                          terminal::printable(agent->own_name)));
+        } else {
+            refused = text("the agent's own member ", terminal::printable(agent->own_name), " of network ",
+                           agent->settings.network, " is not a node (",
+                           agent->network.rejection_of(agent->own_name).value_or("the agent does not list it"),
+                           "); set local_node in [cluster], or the tag hb_node of the agent");
         }
     }
     if (local_node_) {
         settings_.cluster.local_node = static_cast<Hb_Node_Number>(*local_node_);
+        check_local_node();
+    } else if (is_ready_for_first_step(now)) {
+        status_.refused = refused;
     }
     return local_node_.has_value();
+}
+
+// The agents' own members are the local node, whatever their tags say. A tag that says otherwise is an error of the setup.
+void Serf_Engine::check_local_node() {
+    std::string contradiction;
+    for (const std::unique_ptr<Agent> &agent : agents_) {
+        const std::optional<int> own = agent->network.own_number();
+        if (own && *own != *local_node_) {
+            contradiction =
+                text("the agent's own member ", terminal::printable(agent->own_name), " of network ",
+                     agent->settings.network, " has the number ", *own, ", but the local node is ",
+                     *local_node_, "; correct its tag hb_node, or restart wispd");
+        }
+    }
+    if (contradiction != contradiction_) {
+        contradiction_ = contradiction;
+        status_.refused = contradiction;
+        if (!contradiction.empty()) {
+            log_error(text("cannot use the number of a Serf member: ", contradiction));
+        }
+    }
 }
 
 // The first report has the members of all networks, unless an agent does not answer.
@@ -289,6 +363,11 @@ std::optional<Engine_Step> Serf_Engine::step() {
     has_more_ = false;
     Liveness next = liveness();
     bool is_departure = false;
+    if (!reported_) {
+        for (const std::unique_ptr<Agent> &agent : agents_) {
+            agent->network.take_replaced(); // nobody knows who was there before
+        }
+    }
     if (reported_) {
         Liveness departed = without_departed(next);
         const bool any_departed = departed.adapters.size() < reported_->adapters.size();
@@ -432,10 +511,8 @@ void Serf_Engine::update_status() {
     for (const std::unique_ptr<Agent> &agent : agents_) {
         status_.silent = status_.silent || agent->status.silent;
         status_.agents.push_back(agent->status);
-        for (std::string &rejection : agent->network.rejections()) {
-            if (status_.rejections.size() < REJECTIONS_SHOWN) {
-                status_.rejections.push_back(std::move(rejection));
-            }
+        for (std::string &rejection : agent->network.rejections(REJECTIONS_SHOWN - status_.rejections.size())) {
+            status_.rejections.push_back(std::move(rejection));
         }
         for (const int node : agent->network.awaited()) {
             awaited.insert(node);
@@ -458,8 +535,8 @@ void Serf_Engine::update_status() {
 
 Serf_Engine::Time Serf_Engine::next_due(Time now) const {
     Time due = now + std::chrono::hours(1);
-    if (!reported_) {
-        due = std::min(due, *started_ + ALL_AGENTS_LATEST);
+    if (!reported_ && *started_ + ALL_AGENTS_LATEST > now) {
+        due = *started_ + ALL_AGENTS_LATEST;
     }
     for (const std::unique_ptr<Agent> &agent : agents_) {
         due = std::min(due, agent->connection ? agent->connection->next_due() : agent->retry_at);

@@ -43,13 +43,19 @@ class Serf_Engine final : public Engine {
         Agent_Status status;
         Time retry_at{};
         std::chrono::milliseconds retry_after{0};
+        Time connected_at{};
+        std::string own_name;               // of its own member
         std::optional<Time> differs_since;  // its counts are not those of the network
-        std::optional<Serf_Report> renewed; // its list, while new settings wait for the lists of all agents
+        std::optional<Serf_Report> renewed; // its members, while new settings wait for the lists of all agents
         bool is_renewing = false;
     };
 
-    Serf_Network::Rules rules() const { return {numbers_, settings_.settle, settings_.grace}; }
+    Serf_Network::Rules rules(const Agent &agent) const {
+        return {numbers_, agent.own_name, local_node_, settings_.settle, settings_.grace};
+    }
     void add_agent(const Serf_Agent &settings);
+    void apply_agents(Time now);
+    void disconnect(Agent &agent, Time hold_until);
     void advance(Agent &agent, Time now);
     void connect(Agent &agent, Time now);
     void read(Agent &agent, Time now);
@@ -57,7 +63,8 @@ class Serf_Engine final : public Engine {
     void lose(Agent &agent, const std::string &why, Time now);
     void heed(const Serf_Network::News &news);
     void apply_wanted_settings(Time now);
-    bool knows_local_node();
+    bool knows_local_node(Time now);
+    void check_local_node();
     bool is_ready_for_first_step(Time now) const;
     std::optional<Engine_Step> step();
     void add_replaced(Liveness &next);
@@ -77,6 +84,7 @@ class Serf_Engine final : public Engine {
     std::vector<std::unique_ptr<Agent>> agents_; // by ascending network
     std::optional<Time> started_;
     std::optional<int> local_node_;
+    std::string contradiction_; // between the local node and the tags of its members
     bool liveness_changed_ = false;
     bool configuration_changed_ = true;
     bool has_more_ = false; // the next step is known

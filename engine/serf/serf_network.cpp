@@ -2,6 +2,8 @@
 #include "engine/serf/serf_network.h"
 
 #include <algorithm>
+#include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "cluster/address.h"
@@ -13,6 +15,8 @@ namespace wispd {
 namespace {
 
 using Status = Serf_Member::Status;
+
+constexpr unsigned REJECTIONS_LOGGED = 10; // of one report
 
 bool is_alive(Status status) {
     return status == Status::alive || status == Status::leaving;
@@ -51,18 +55,46 @@ Serf_Names::Id Serf_Names::find(const std::string &name) const {
 
 Serf_Network::News Serf_Network::apply(const Serf_Report &report, const Rules &rules, Time now) {
     Turn turn{rules, now, {}};
-    for (const Serf_Member &member : report.members) {
-        if (report.kind == Serf_Report::Kind::reap) {
-            remove(member.name, turn);
-        } else {
-            accept(member, turn);
+    if (report.kind == Serf_Report::Kind::all) {
+        apply_list(report, turn);
+    } else {
+        for (const Serf_Member &member : report.members) {
+            report.kind == Serf_Report::Kind::reap ? remove(member, turn) : accept(member, turn);
         }
     }
-    if (report.kind == Serf_Report::Kind::all) {
-        await_unlisted(report, turn);
-    }
-    try_rejected_again(turn);
+    end_turn(turn);
     return turn.news;
+}
+
+// A list has its members in random order. Of two members with the same number every wispd shall accept the same one:
+// the agent's own one, else one that is alive, else the first by name.
+void Serf_Network::apply_list(const Serf_Report &all, Turn &turn) {
+    std::vector<const Serf_Member *> members;
+    members.reserve(all.members.size());
+    for (const Serf_Member &member : all.members) {
+        members.push_back(&member);
+    }
+    const auto rank = [&](const Serf_Member &member) {
+        return std::make_tuple(member.name != turn.rules.own_name, !is_alive(member.status),
+                               std::string_view(member.name));
+    };
+    std::sort(members.begin(), members.end(),
+              [&](const Serf_Member *one, const Serf_Member *other) { return rank(*one) < rank(*other); });
+    for (const Serf_Member *member : members) {
+        accept(*member, turn);
+    }
+    await_unlisted(all, turn);
+}
+
+void Serf_Network::end_turn(Turn &turn) {
+    counts_.reset();
+    if (turn.number_is_free) {
+        try_rejected_again(turn);
+    }
+    if (turn.news.rejected > REJECTIONS_LOGGED) {
+        log_warning(text("Serf rejected members of network ", number_, ": ",
+                         turn.news.rejected - REJECTIONS_LOGGED, " more; see wispctl state"));
+    }
 }
 
 // An agent that has just returned learns of its members one after the other, so a member that is missing in its list is
@@ -93,10 +125,9 @@ void Serf_Network::await_unlisted(const Serf_Report &all, Turn &turn) {
 // Vacates the slots of all members whose number changes before it fills any, so that members can exchange numbers.
 Serf_Network::News Serf_Network::renumber(const Serf_Report &all, const Rules &rules, Time now) {
     Turn turn{rules, now, {}};
-    rejected_.clear();
     for (const Serf_Member &member : all.members) {
         const auto before = node_named(member.name);
-        if (before && before != rules.numbers.node_of(member).node) {
+        if (before && member.name != rules.own_name && before != rules.numbers.node_of(member).node) {
             vacate(*before, turn);
         }
     }
@@ -105,7 +136,13 @@ Serf_Network::News Serf_Network::renumber(const Serf_Report &all, const Rules &r
 }
 
 void Serf_Network::accept(const Serf_Member &member, Turn &turn) {
-    const Serf_Numbers::Answer answer = turn.rules.numbers.node_of(member);
+    Serf_Numbers::Answer answer = turn.rules.numbers.node_of(member);
+    if (member.name == turn.rules.own_name) {
+        own_number_ = answer.node;
+        if (turn.rules.local_node) {
+            answer = {turn.rules.local_node, {}};
+        }
+    }
     const auto before = node_named(member.name);
     if (before && answer.node != before) {
         vacate(*before, turn); // its tag changed
@@ -135,25 +172,28 @@ bool Serf_Network::is_taken(int node, Serf_Names::Id name, Status status) const 
 void Serf_Network::reject(const Serf_Member &member, const std::string &reason, Turn &turn) {
     const auto [found, is_new] = rejected_.try_emplace(member.name, Rejected{member, reason});
     if (is_new || found->second.reason != reason) {
-        ++turn.news.rejected;
-        log_warning(text("Serf member ", terminal::printable(member.name), " of network ", number_,
-                         " rejected: ", reason, "; correct its name or its tag hb_node"));
+        if (++turn.news.rejected <= REJECTIONS_LOGGED) {
+            log_warning(text("Serf member ", terminal::printable(member.name), " of network ", number_,
+                             " rejected: ", reason, "; correct its name or its tag hb_node"));
+        }
     }
     found->second = {member, reason};
 }
 
 // A rejected member is accepted when another one has left its number.
 void Serf_Network::try_rejected_again(Turn &turn) {
-    if (rejected_.empty()) {
-        return;
-    }
-    const std::map<std::string, Rejected> rejected = rejected_;
-    for (const auto &[name, one] : rejected) {
+    std::vector<Serf_Member> acceptable;
+    for (const auto &[name, one] : rejected_) {
         const auto node = turn.rules.numbers.node_of(one.member).node;
         if (node && !is_taken(*node, names_.find(name), one.member.status)) {
-            log_info(text("Serf member ", terminal::printable(name), " of network ", number_,
+            acceptable.push_back(one.member);
+        }
+    }
+    for (const Serf_Member &member : acceptable) {
+        accept(member, turn);
+        if (const auto node = node_named(member.name)) {
+            log_info(text("Serf member ", terminal::printable(member.name), " of network ", number_,
                           " accepted as node ", *node));
-            accept(one.member, turn);
         }
     }
 }
@@ -165,8 +205,12 @@ void Serf_Network::put(int node, const Serf_Member &member, Turn &turn) {
     const Serf_Names::Id name = names_.id_of(member.name);
     if (slots_[at(node)].name != name) {
         if (slots_[at(node)].name != 0) {
-            replaced_.insert(node);
+            const Serf_Member before{names_.name_of(slots_[at(node)].name), slots_[at(node)].address,
+                                     slots_[at(node)].status, std::nullopt};
             vacate(node, turn);
+            // The agent still knows the earlier member.
+            rejected_.insert_or_assign(before.name, Rejected{before, text("node ", node, " is now the member ",
+                                                                          terminal::printable(member.name))});
         }
         nodes_.resize(std::max<std::size_t>(nodes_.size(), name + 1), NOBODY);
         nodes_[name] = node;
@@ -184,6 +228,10 @@ void Serf_Network::put(int node, const Serf_Member &member, Turn &turn) {
 
 void Serf_Network::set_status(int node, Status status, Turn &turn) {
     Slot &slot = slots_[at(node)];
+    if (status == Status::left && names_.name_of(slot.name) == turn.rules.own_name) {
+        status = Status::leaving; // the agent stops; the grace begins with its end
+    }
+    turn.number_is_free = turn.number_is_free || !is_alive(status);
     slot.status = status;
     awaited_.erase(node);
     unlisted_.erase(node);
@@ -194,13 +242,15 @@ void Serf_Network::set_status(int node, Status status, Turn &turn) {
             slot.is_up = true;
             turn.news.liveness = true;
         }
-        slot.has_departed = false;
+        departed_.erase(node);
         return;
     }
     if (!slot.is_up) {
         return;
     }
-    slot.has_departed = status == Status::left;
+    if (status == Status::left && !settles_.contains(node)) {
+        departed_.insert(node);
+    }
     if (turn.rules.settle.count() == 0) {
         slot.is_up = false;
         turn.news.liveness = true;
@@ -209,15 +259,22 @@ void Serf_Network::set_status(int node, Status status, Turn &turn) {
     }
 }
 
-void Serf_Network::remove(const std::string &name, Turn &turn) {
-    rejected_.erase(name);
-    if (const auto node = node_named(name)) {
+void Serf_Network::remove(const Serf_Member &member, Turn &turn) {
+    rejected_.erase(member.name);
+    if (const auto node = node_named(member.name)) {
+        // An agent can reap a member together with its leave.
+        if (is_up(*node) && !settles_.contains(*node) &&
+            (member.status == Status::left || member.status == Status::leaving)) {
+            departed_.insert(*node);
+        }
         vacate(*node, turn);
     }
 }
 
 void Serf_Network::vacate(int node, Turn &turn) {
     Slot &slot = slots_[at(node)];
+    replaced_.insert(node);
+    turn.number_is_free = true;
     turn.news.liveness = turn.news.liveness || slot.is_up;
     turn.news.configuration = true;
     nodes_[slot.name] = NOBODY;
@@ -230,6 +287,7 @@ void Serf_Network::vacate(int node, Turn &turn) {
 // ---- Time ----
 
 void Serf_Network::hold(Time until) {
+    counts_.reset();
     for (int node = 0; node < slots(); ++node) {
         Slot &slot = slots_[at(node)];
         slot.status = Status::none;
@@ -245,13 +303,14 @@ Serf_Network::News Serf_Network::advance(const Rules &rules, Time now) {
         for (const int node : take_overdue(*waiting, now)) {
             slots_[at(node)].is_up = false;
             turn.news.liveness = true;
+            turn.number_is_free = true;
         }
     }
     for (const int node : take_overdue(unlisted_, now)) {
         vacate(node, turn);
     }
-    if (turn.news.liveness || turn.news.configuration) {
-        try_rejected_again(turn);
+    if (turn.number_is_free) {
+        end_turn(turn);
     }
     return turn.news;
 }
@@ -292,8 +351,11 @@ int Serf_Network::held_deaths(int node) const {
     return settles_.contains(node) ? 1 : 0;
 }
 
-Serf_Counts Serf_Network::counts() const {
-    Serf_Counts counts;
+const Serf_Counts &Serf_Network::counts() const {
+    if (counts_) {
+        return *counts_;
+    }
+    Serf_Counts &counts = counts_.emplace();
     const auto count = [&counts](Status status) {
         ++counts.members;
         counts.failed += status == Status::failed ? 1 : 0;
@@ -310,12 +372,20 @@ Serf_Counts Serf_Network::counts() const {
     return counts;
 }
 
-std::vector<std::string> Serf_Network::rejections() const {
-    std::vector<std::string> all;
+std::vector<std::string> Serf_Network::rejections(std::size_t most) const {
+    std::vector<std::string> some;
     for (const auto &[name, one] : rejected_) {
-        all.push_back(text("network ", number_, ", ", terminal::printable(name), ": ", one.reason));
+        if (some.size() == most) {
+            break;
+        }
+        some.push_back(text("network ", number_, ", ", terminal::printable(name), ": ", one.reason));
     }
-    return all;
+    return some;
+}
+
+std::optional<std::string> Serf_Network::rejection_of(const std::string &name) const {
+    const auto found = rejected_.find(name);
+    return found != rejected_.end() ? std::optional(found->second.reason) : std::nullopt;
 }
 
 } // namespace wispd

@@ -55,6 +55,8 @@ class Serf_Network {
     // What the network's changes depend on, apart from the report.
     struct Rules {
         const Serf_Numbers &numbers;
+        const std::string &own_name;   // the agent's own member
+        std::optional<int> local_node; // the number of the agent's own member, whatever its name and tag say
         std::chrono::milliseconds settle;
         std::chrono::milliseconds grace; // for members that a complete list of the agent does not contain
     };
@@ -72,7 +74,7 @@ class Serf_Network {
 
     bool is_up(int node) const { return has(node) && slots_[at(node)].is_up; }
     // Whether the adapter went down because its member left in good order.
-    bool has_departed(int node) const { return has(node) && slots_[at(node)].has_departed; }
+    bool has_departed(int node) const { return departed_.contains(node); }
     // Whether the adapter is up although the agent, which ended meanwhile, has not reported its member.
     bool is_awaited(int node) const { return awaited_.contains(node); }
     std::vector<int> awaited() const;
@@ -91,16 +93,19 @@ class Serf_Network {
 
     int held_deaths(int node) const; // 0 or 1
     // The members as the agent should count them.
-    Serf_Counts counts() const;
-    // Each rejected member with the reason.
-    std::vector<std::string> rejections() const;
+    const Serf_Counts &counts() const;
+    // Rejected members with the reason, at most so many.
+    std::vector<std::string> rejections(std::size_t most) const;
+    // Why the member is rejected; nothing if it is not.
+    std::optional<std::string> rejection_of(const std::string &name) const;
+    // The number that the name or tag of the agent's own member states, if it states one.
+    std::optional<int> own_number() const { return own_number_; }
 
   private:
     struct Slot {
         Serf_Names::Id name = 0;                                // 0: no member
         Serf_Member::Status status = Serf_Member::Status::none; // as last reported
         bool is_up = false;
-        bool has_departed = false;
         Hb_IP_address6 address{};
     };
     struct Rejected {
@@ -117,14 +122,17 @@ class Serf_Network {
         const Rules &rules;
         Time now;
         News news;
+        bool number_is_free = false; // a rejected member may be acceptable now
     };
+    void apply_list(const Serf_Report &all, Turn &turn);
+    void end_turn(Turn &turn);
     void await_unlisted(const Serf_Report &all, Turn &turn);
     void accept(const Serf_Member &member, Turn &turn);
     void reject(const Serf_Member &member, const std::string &reason, Turn &turn);
     void put(int node, const Serf_Member &member, Turn &turn);
     bool is_taken(int node, Serf_Names::Id name, Serf_Member::Status status) const;
     void set_status(int node, Serf_Member::Status status, Turn &turn);
-    void remove(const std::string &name, Turn &turn);
+    void remove(const Serf_Member &member, Turn &turn);
     void vacate(int node, Turn &turn);
     void try_rejected_again(Turn &turn);
 
@@ -135,6 +143,9 @@ class Serf_Network {
     std::vector<int> nodes_;                   // by the id of the name; NOBODY without a member of that name
     std::map<std::string, Rejected> rejected_; // by name
     std::set<int> replaced_;
+    std::set<int> departed_; // nodes whose member left in good order and has not returned
+    std::optional<int> own_number_;
+    mutable std::optional<Serf_Counts> counts_; // empty: a change has outdated them
     std::map<int, Time> settles_; // adapters that are up although their member is dead, and until when
     std::map<int, Time> awaited_; // adapters that are up although no agent reports their member, and until when
     std::map<int, Time> unlisted_; // members that a complete list did not contain, and when they are removed

@@ -3,7 +3,7 @@
 
 #include <charconv>
 
-#include "cluster/description/text_limits.h"
+#include "common/printable.h"
 #include "host/text.h"
 
 namespace wispd {
@@ -44,7 +44,8 @@ Serf_Numbers::Answer Serf_Numbers::checked(const std::string &digits) const {
     int number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     if (digits.empty() || digits.find_first_not_of(DIGITS) != std::string::npos) {
-        return {std::nullopt, text("\"", digits.substr(0, DIGITS_MOST), "\" is not a node number")};
+        return {std::nullopt,
+                text("\"", terminal::printable(digits.substr(0, DIGITS_MOST)), "\" is not a node number")};
     }
     if (error != std::errc() || number >= max_nodes_) {
         return {std::nullopt, text("node number ", digits.substr(0, DIGITS_MOST), " is out of range: 0 to ",

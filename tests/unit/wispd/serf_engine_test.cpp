@@ -335,8 +335,154 @@ TEST_F(SerfEngine, AnAgentWhoseOwnMemberHasNoNumberIsRefused) {
     start();
     ASSERT_TRUE(advance_until([&] { return !engine_->status().refused.empty(); }));
     EXPECT_THAT(engine_->status().refused,
-                HasSubstr("the agent's own member myself of network 0 has no node number"));
+                HasSubstr("the agent's own member myself of network 0 is not a node (it has no tag"));
     EXPECT_THAT(steps_, IsEmpty());
+}
+
+// ---- Settings that change, in every order ----
+
+TEST_F(SerfEngine, AnAgentWhoseKeyChangesKeepsItsMembersForTheGrace) {
+    serve(3);
+    settings_.grace = 60s;
+    start();
+    ASSERT_TRUE(next());
+    Serf_Settings keyed = settings_;
+    keyed.agents[0].auth_key = "new";
+    engine_->set(keyed);
+    ASSERT_TRUE(advance_until([&] { return agents_[0]->requests("auth") > 0 && agent(0).connected; }));
+    for (const Engine_Step &step : steps_) {
+        EXPECT_THAT(step.liveness.adapters, ElementsAre(48, 96, 144));
+    }
+}
+
+TEST_F(SerfEngine, AnAgentThatEndsWhileNewSettingsWaitDiesWithTheGrace) {
+    serve(3, 2);
+    settings_.grace = 500ms;
+    start();
+    ASSERT_TRUE(next());
+    agents_[1]->stop_answering();
+    engine_->set(settings_);
+    ASSERT_TRUE(advance_until([&] { return agents_[0]->requests("members") == 2; }));
+    agents_[0]->refuse();
+    ASSERT_TRUE(advance_until([&] { return !steps_.empty() && steps_.back().liveness.adapters.empty(); }));
+    EXPECT_THAT(engine_->status().awaited, IsEmpty());
+}
+
+TEST_F(SerfEngine, AnEventWhileNewSettingsWaitIsNotUndone) {
+    serve(3, 2);
+    settings_.grace = 60s;
+    start();
+    ASSERT_TRUE(next());
+    agents_[1]->stop_answering();
+    engine_->set(settings_);
+    ASSERT_TRUE(advance_until([&] { return agents_[0]->requests("members") == 2; }));
+    agents_[0]->change("member-failed", {"n2"});
+    ASSERT_TRUE(advance_until([&] { return !steps_.empty(); }));
+    EXPECT_FALSE(steps_.back().liveness.adapters.contains(96));
+    agents_[1]->continue_answering();
+    const std::size_t before = steps_.size();
+    ASSERT_TRUE(advance_until([&] { return steps_.size() > before; })); // the configuration
+    for (const Engine_Step &step : steps_) {
+        EXPECT_FALSE(step.liveness.adapters.contains(96));
+    }
+}
+
+TEST_F(SerfEngine, NumbersThatAReloadExchangesAreDeathsAndJoins) {
+    agents_.push_back(std::make_unique<Serf_Agent>(
+        hb_test::Serf_Agent_Plan{"a", {{"a", "10.0.0.1"}, {"b", "10.0.0.2"}, {"c", "10.0.0.3"}}, "", 0}));
+    settings_.agents.push_back({0, "127.0.0.1", agents_[0]->port(), ""});
+    settings_.has_local_node = true;
+    settings_.cluster.max_nodes = 2049;
+    settings_.cluster.adapters_per_node = PER_NODE;
+    settings_.cluster.local_node = 1;
+    settings_.cluster.nodes = {{1, "a", {{}}}, {2, "b", {{}}}, {3, "c", {{}}}};
+    start();
+    ASSERT_TRUE(next());
+    std::swap(settings_.cluster.nodes[1].name, settings_.cluster.nodes[2].name);
+    engine_->set(settings_);
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.adapters_back, ElementsAre(96, 144));
+    EXPECT_THAT(step->liveness.nodes_back, ElementsAre(2, 3));
+}
+
+TEST_F(SerfEngine, AReloadCountsNoRejectionAgain) {
+    serve(2);
+    agents_[0]->put("member-join", {{"nobody", "10.0.0.8", "alive", {}}});
+    start();
+    ASSERT_TRUE(next());
+    EXPECT_EQ(engine_->status().rejected_members, 1U);
+    engine_->set(settings_);
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_EQ(engine_->status().rejected_members, 1U);
+}
+
+// ---- Agents that end at odd moments ----
+
+TEST_F(SerfEngine, AnAgentThatEndsBetweenItsEventsAndItsListDiesWithTheGrace) {
+    serve(3);
+    settings_.grace = 1500ms;
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->refuse();
+    ASSERT_TRUE(advance_until([&] { return !agent(0).connected; }));
+    agents_[0]->cut("members", 0);
+    agents_[0]->trickle(100us); // so that events arrive before the cut
+    agents_[0]->accept();
+    ASSERT_TRUE(advance_until([&] {
+        if (agents_[0]->streams() > 0) {
+            agents_[0]->send_event("member-join", simulated_members(3));
+        }
+        return agents_[0]->requests("members") >= 2 &&
+               agent(0).trouble.find("disconnected") != std::string::npos;
+    }));
+    agents_[0]->refuse();
+    ASSERT_TRUE(advance_until([&] { return !steps_.empty() && steps_.back().liveness.adapters.empty(); }));
+}
+
+TEST_F(SerfEngine, AnEngineWithoutAgentsWaitsWithoutWork) {
+    serve(2);
+    agents_[0]->refuse();
+    start();
+    ASSERT_TRUE(advance_until([&] { return agent(0).attempts >= 5; })); // retried once a second now
+    int turns = 0;
+    const unsigned attempts = agent(0).attempts;
+    const Deadline deadline;
+    while (agent(0).attempts < attempts + 2 && !deadline.over()) {
+        engine_->advance(std::chrono::steady_clock::now());
+        ++turns;
+        pollfd waiting{engine_->descriptor(), POLLIN, 0};
+        poll(&waiting, 1, -1);
+    }
+    EXPECT_LT(turns, 50);
+}
+
+TEST_F(SerfEngine, AMachineThatWasReplacedBeforeTheStartIsNoNews) {
+    serve(2);
+    agents_[0]->put("member-join", {{"old3", "10.0.0.3", "failed", {{"hb_node", "3"}}},
+                                    {"new3", "10.0.0.4", "alive", {{"hb_node", "3"}}}});
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->change("member-failed", {"n2"});
+    const std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step);
+    EXPECT_THAT(step->liveness.adapters_back, IsEmpty());
+    EXPECT_THAT(step->liveness.nodes, ElementsAre(1, 3));
+}
+
+TEST_F(SerfEngine, AnotherNumberOfTheOwnMemberIsAnErrorAndChangesNothing) {
+    serve(3);
+    start();
+    ASSERT_TRUE(next());
+    agents_[0]->put("member-update", {{"n1", "10.0.0.1", "alive", {{"hb_node", "9"}}}});
+    ASSERT_TRUE(advance_until([&] { return !engine_->status().refused.empty(); }));
+    EXPECT_THAT(engine_->status().refused, HasSubstr("has the number 9, but the local node is 1"));
+    for (const Engine_Step &step : steps_) {
+        EXPECT_THAT(step.liveness.nodes, ElementsAre(1, 2, 3));
+    }
+    agents_[0]->put("member-update", {{"n1", "10.0.0.1", "alive", {{"hb_node", "1"}}}});
+    ASSERT_TRUE(advance_until([&] { return engine_->status().refused.empty(); }));
 }
 
 TEST_F(SerfEngine, TheLargestClusterIsReportedAtOnce) {

@@ -104,7 +104,7 @@ class SerfNetwork : public testing::Test {
         now_ += time;
         return network_.advance(rules(), now_);
     }
-    Serf_Network::Rules rules() { return {numbers_, settle_, 10s}; }
+    Serf_Network::Rules rules() { return {numbers_, own_, local_, settle_, 10s}; }
     std::vector<int> up() const {
         std::vector<int> nodes;
         for (int node = 0; node < 2049; ++node) {
@@ -116,6 +116,8 @@ class SerfNetwork : public testing::Test {
     }
 
     Serf_Numbers numbers_{discovering()};
+    std::string own_;
+    std::optional<int> local_;
     std::chrono::milliseconds settle_{0};
     Serf_Network::Time now_{1h};
     wispd::Serf_Names names_;
@@ -180,7 +182,7 @@ TEST_F(SerfNetwork, AMemberWithATakenNumberIsRejectedUntilTheNumberIsFree) {
     const auto news = report(Kind::all, {member("a1"), member("b1")});
     EXPECT_EQ(news.rejected, 1U);
     EXPECT_EQ(network_.member(1)->name, "a1");
-    EXPECT_THAT(network_.rejections(), ElementsAre("network 0, b1: node 1 is already the member a1"));
+    EXPECT_THAT(network_.rejections(100), ElementsAre("network 0, b1: node 1 is already the member a1"));
     EXPECT_EQ(report(Kind::update, {member("b1")}).rejected, 0U); // counted once
     EXPECT_FALSE(report(Kind::failed, {member("b1", Status::failed)}).liveness);
     EXPECT_THAT(up(), ElementsAre(1));
@@ -190,7 +192,9 @@ TEST_F(SerfNetwork, AMemberWithATakenNumberIsRejectedUntilTheNumberIsFree) {
     EXPECT_TRUE(freed.liveness);
     EXPECT_EQ(network_.member(1)->name, "b1");
     EXPECT_THAT(up(), ElementsAre(1));
-    EXPECT_THAT(network_.rejections(), IsEmpty());
+    EXPECT_THAT(network_.rejections(100), ElementsAre("network 0, a1: node 1 is now the member b1"));
+    EXPECT_EQ(freed.rejected, 0U); // the agent still lists it, and it is no mistake
+    EXPECT_EQ(network_.counts().members, 2U);
     EXPECT_EQ(report(Kind::join, {member("a1")}).rejected, 1U);
     EXPECT_EQ(network_.member(1)->name, "b1");
 }
@@ -199,13 +203,13 @@ TEST_F(SerfNetwork, AMemberWithoutANumberChangesNothing) {
     const auto news = report(Kind::all, {member("n1"), member("nobody"), member("far", Status::alive, "2049")});
     EXPECT_EQ(news.rejected, 2U);
     EXPECT_THAT(up(), ElementsAre(1));
-    EXPECT_THAT(network_.rejections(),
+    EXPECT_THAT(network_.rejections(100),
                 ElementsAre(HasSubstr("far: node number 2049"), HasSubstr("nobody: it has no tag")));
     const auto named = report(Kind::update, {member("nobody", Status::alive, "7")});
     EXPECT_TRUE(named.liveness);
     EXPECT_THAT(up(), ElementsAre(1, 7));
     report(Kind::reap, {member("far")});
-    EXPECT_THAT(network_.rejections(), IsEmpty());
+    EXPECT_THAT(network_.rejections(100), IsEmpty());
 }
 
 TEST_F(SerfNetwork, AMemberWhoseTagChangesMovesToItsNewNumber) {
@@ -227,7 +231,56 @@ TEST_F(SerfNetwork, MembersCanExchangeTheirNumbersWhenTheFileChanges) {
     network_.renumber({Kind::all, {member("db"), member("web", Status::failed)}}, rules(), now_);
     EXPECT_THAT(up(), ElementsAre(4));
     EXPECT_EQ(network_.member(3)->name, "web");
-    EXPECT_THAT(network_.rejections(), IsEmpty());
+    EXPECT_THAT(network_.rejections(100), IsEmpty());
+}
+
+TEST_F(SerfNetwork, OfTwoMembersWithOneNumberAListsOrderDoesNotDecide) {
+    own_ = "z2";
+    const std::vector<Serf_Member> members{member("b1"), member("z2"), member("a1", Status::failed),
+                                           member("a2"), member("c1")};
+    for (std::vector<Serf_Member> order : {members, {members.rbegin(), members.rend()}}) {
+        Serf_Network network(0, names_, settling_);
+        network.apply({Kind::all, order}, rules(), now_);
+        EXPECT_EQ(network.member(1)->name, "b1"); // alive, and the first by name
+        EXPECT_EQ(network.member(2)->name, "z2"); // the agent's own member
+    }
+}
+
+TEST_F(SerfNetwork, TheAgentsOwnMemberIsTheLocalNodeWhateverItsTagSays) {
+    own_ = "n1";
+    report(Kind::all, {member("n1"), member("n2")});
+    local_ = 1;
+    report(Kind::update, {member("n1", Status::alive, "9")});
+    EXPECT_THAT(up(), ElementsAre(1, 2));
+    EXPECT_EQ(network_.own_number(), 9);
+    EXPECT_FALSE(network_.member(9));
+}
+
+TEST_F(SerfNetwork, TheAgentsOwnMemberDoesNotLeaveWhenTheAgentStops) {
+    own_ = "n1";
+    report(Kind::all, {member("n1"), member("n2")});
+    EXPECT_FALSE(report(Kind::leave, {member("n1", Status::left)}).liveness);
+    network_.hold(now_ + 10s);
+    EXPECT_THAT(network_.awaited(), ElementsAre(1, 2));
+    EXPECT_FALSE(report(Kind::all, {member("n1"), member("n2")}).liveness);
+}
+
+TEST_F(SerfNetwork, EachMachineThatTakesANumberIsKnownAsReplaced) {
+    report(Kind::all, {member("x", Status::alive, "3"), member("y", Status::alive, "3")});
+    network_.take_replaced();
+    report(Kind::update, {member("x", Status::alive, "4")});
+    EXPECT_EQ(network_.member(3)->name, "y");
+    EXPECT_THAT(network_.take_replaced(), ElementsAre(3));
+    EXPECT_THAT(network_.take_replaced(), IsEmpty());
+}
+
+TEST_F(SerfNetwork, AMemberThatIsReapedWithItsLeaveLeft) {
+    report(Kind::all, {member("n1"), member("n2"), member("n3")});
+    report(Kind::reap, {member("n2", Status::left), member("n3", Status::failed)});
+    EXPECT_TRUE(network_.has_departed(2));
+    EXPECT_FALSE(network_.has_departed(3));
+    report(Kind::join, {member("n2")});
+    EXPECT_FALSE(network_.has_departed(2));
 }
 
 // ---- The end and the return of the agent ----
@@ -336,6 +389,15 @@ TEST_F(SerfNetwork, AHeldDeathIsReportedInItsTimeAlsoWhenTheAgentEnds) {
     network_.hold(now_ + 10s);
     EXPECT_TRUE(wait(2s).liveness);
     EXPECT_THAT(up(), ElementsAre(1));
+}
+
+TEST_F(SerfNetwork, AHeldFailureThatIsThenForcedToLeaveIsAFailure) {
+    settle_ = 2000ms;
+    report(Kind::all, {member("n1"), member("n2")});
+    report(Kind::failed, {member("n2", Status::failed)});
+    report(Kind::leave, {member("n2", Status::left)});
+    EXPECT_TRUE(wait(2s).liveness);
+    EXPECT_FALSE(network_.has_departed(2));
 }
 
 // ---- Counts ----
