@@ -51,7 +51,7 @@ std::string table(int network) {
     return "parted" + std::to_string(network);
 }
 
-// Each node's agents run as a user of their own, so that rules can tell which node sends a packet: TCP connections do
+// Each node's agents run as a user of their own, so that rules know which node sends a packet: TCP connections do
 // not carry their agent's address.
 unsigned user_of(int node) {
     return 100000U + static_cast<unsigned>(node);

@@ -203,13 +203,13 @@ std::vector<std::string> Serf_Cluster::complaints() {
     collect();
     std::vector<std::string> all;
     for (const int node : plan_.watched) {
-        const std::string who = "node " + std::to_string(node) + ": ";
+        const std::string which = "node " + std::to_string(node) + ": ";
         for (const std::string &objection : client(node).table().objections()) {
-            all.push_back(who + objection);
+            all.push_back(which + objection);
         }
         for (const std::string &fault :
              explain(client(node).told(), witnesses_.at(node), model_patience()).faults) {
-            all.push_back(who + fault);
+            all.push_back(which + fault);
         }
     }
     return all;

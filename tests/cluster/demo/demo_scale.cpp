@@ -33,12 +33,12 @@ std::string in_seconds(double time) {
 
 // "10, 20, 30 and 12 more".
 std::string some_of(const std::set<int> &nodes) {
-    constexpr std::size_t SHOWN = 6;
+    constexpr std::size_t most_shown = 6;
     std::string text;
     std::size_t shown = 0;
     for (const int node : nodes) {
-        if (shown == SHOWN && nodes.size() > SHOWN + 1) {
-            return text + " and " + std::to_string(nodes.size() - SHOWN) + " more";
+        if (shown == most_shown && nodes.size() > most_shown + 1) {
+            return text + " and " + std::to_string(nodes.size() - most_shown) + " more";
         }
         text += (text.empty() ? "" : ", ") + std::to_string(node);
         ++shown;
@@ -108,9 +108,9 @@ class Demonstration {
             }
         }
         headline(std::to_string(killed.size()) + " agents are killed at once: nodes " + some_of(killed));
-        const std::set<int> left = without(all_, killed);
+        const std::set<int> living = without(all_, killed);
         follow(
-            Told::Kind::death, [&] { cluster_.agents().kill_all(0, killed); }, [&](int) { return left; });
+            Told::Kind::death, [&] { cluster_.agents().kill_all(0, killed); }, [&](int) { return living; });
         headline("They start again");
         follow(
             Told::Kind::join,
