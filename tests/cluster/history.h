@@ -19,6 +19,8 @@ struct Patience {
     // engine that has ended, and reports the end only then.
     double early = 3;
     double unseen = 1; // the daemon may miss a member that was up for less than this
+    // A member may die this much before the grace ends: the engine's last report may have reached only the daemon.
+    double before_grace = 0;
 };
 
 // A node or an adapter comes up or dies.

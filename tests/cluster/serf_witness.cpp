@@ -129,9 +129,15 @@ std::set<unsigned> Serf_Witness::all_adapters() const {
     return all;
 }
 
+// An agent that leaves reports its own leave at the moment at which it disconnects, so only some of its clients receive
+// that.
 Turns Serf_Witness::turns_of_adapter(unsigned adapter, double since, const Patience &patience) const {
+    Patience adapted = patience;
+    if (node_of_adapter(adapter) == local_node_) {
+        adapted.before_grace = patience.grace;
+    }
     return networks_.at(adapter % ADAPTERS_PER_NODE)
-        .witness.turns_of_node(node_of_adapter(adapter), since, patience);
+        .witness.turns_of_node(node_of_adapter(adapter), since, adapted);
 }
 
 Turns Serf_Witness::turns_of_node(unsigned node, double since, const Patience &patience) const {

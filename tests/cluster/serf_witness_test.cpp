@@ -107,7 +107,18 @@ TEST_F(SerfWitnessTest, TheGraceEndsForOneNetwork) {
 TEST_F(SerfWitnessTest, ADeathBeforeTheGraceEndsIsAFault) {
     agent(0, "20.0 gone");
     client({"21.0 event 3 death adapters 48@1 96@1 144@1"});
-    EXPECT_THAT(faults(), testing::SizeIs(3));
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("adapter 96 "), HasSubstr("adapter 144 ")));
+}
+
+TEST_F(SerfWitnessTest, TheOwnAdapterMayDieAtOnceWithAnAgentThatLeaves) {
+    agent(0, "20.0 gone");
+    client({"20.1 event 3 death adapters 48@1", "30.1 event 4 death adapters 96@1 144@1"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
+TEST_F(SerfWitnessTest, TheOwnAdapterDoesNotDieWithoutItsAgentsEnd) {
+    client({"20.1 event 3 death adapters 48@1"});
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("adapter 48 ")));
 }
 
 TEST_F(SerfWitnessTest, TwoDeathsForOneReportAreAFault) {

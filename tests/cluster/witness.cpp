@@ -314,7 +314,8 @@ Turns Witness::signal(const Key &key, double since, const Patience &patience) co
             const double end = life.gone + patience.grace;
             const bool missed = is_missed(i, since, patience);
             const bool held_before = missed && may_still_be_held_until > 0;
-            hold = Hold{true, held_before ? std::min(may_still_be_held_until, end) : end, end,
+            const double earliest = end - patience.before_grace;
+            hold = Hold{true, held_before ? std::min(may_still_be_held_until, earliest) : earliest, end,
                         (missed && !held_before) || late_up, late_up};
         }
     }
