@@ -3,7 +3,7 @@
 set terminal svg size 720,440 font "Helvetica,12" linewidth 1.5
 set logscale xy 10
 set xrange [8:400]
-set yrange [0.1:1000]
+set yrange [0.5:100]
 set xtics (10, 50, 150, 300)
 set format y "%g"
 set xlabel "agents"

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <numeric>
 #include <sstream>
@@ -257,18 +258,18 @@ std::vector<std::vector<std::string>> table(const std::vector<Figures> &all) {
 void write_data(const std::string &path, const std::vector<Figures> &all) {
     std::ofstream file(path);
     file << "# SPDX-License-Identifier: Apache-2.0\n# The line, how many agents, and its value\n";
-    for (const Figures &one : all) {
-        const auto line = [&](const char *name, double value) {
-            file << name << ' ' << one.agents << ' ' << value << '\n';
-        };
-        line("detection", median(one.first_report));
-        line("all-reported", greatest(one.last_event));
-        line("behind-agent", median(one.behind_agent));
-        line("processor", median(one.seconds_used));
-        line("memory", median(one.memory));
-        line("start-bytes", median(one.start_bytes));
-        line("death-bytes", median(one.kill_bytes));
-    }
+    const auto lines = [&](const char *name, const std::function<double(const Figures &)> &value) {
+        for (const Figures &one : all) {
+            file << name << ' ' << one.agents << ' ' << value(one) << '\n';
+        }
+    };
+    lines("detection", [](const Figures &one) { return median(one.first_report); });
+    lines("all-reported", [](const Figures &one) { return greatest(one.last_event); });
+    lines("behind-agent", [](const Figures &one) { return median(one.behind_agent); });
+    lines("processor", [](const Figures &one) { return median(one.seconds_used); });
+    lines("memory", [](const Figures &one) { return median(one.memory); });
+    lines("start-bytes", [](const Figures &one) { return median(one.start_bytes); });
+    lines("death-bytes", [](const Figures &one) { return median(one.kill_bytes); });
     if (!file.flush()) {
         throw std::runtime_error("cannot write " + path);
     }
