@@ -34,11 +34,13 @@ std::string numbers(const std::set<unsigned> &nodes) {
     return text;
 }
 
-// Up while one of them is up.
+// Up while one of them is up. A daemon that does not know yet that one came up reports both down, and then up again.
 Turns either(const Turns &one, const Turns &other) {
     Turns all;
     bool one_up = false;
     bool other_up = false;
+    double one_known = 0;
+    double other_known = 0;
     auto first = one.begin();
     auto second = other.begin();
     while (first != one.end() || second != other.end()) {
@@ -46,8 +48,13 @@ Turns either(const Turns &one, const Turns &other) {
         const Turn &turn = take_first ? *first++ : *second++;
         const bool were = one_up || other_up;
         (take_first ? one_up : other_up) = turn.up;
+        (take_first ? one_known : other_known) = turn.latest;
+        const double rest_known = take_first ? other_known : one_known;
         if ((one_up || other_up) != were) {
             all.push_back(turn);
+        } else if (!turn.up && were && rest_known > turn.at) {
+            all.push_back({turn.at, false, turn.latest, true});
+            all.push_back({turn.at, true, std::max(turn.latest, rest_known), true});
         }
     }
     return all;

@@ -110,6 +110,17 @@ TEST_F(SerfWitnessTest, ADeathBeforeTheGraceEndsIsAFault) {
     EXPECT_THAT(faults(), ElementsAre(HasSubstr("adapter 96 "), HasSubstr("adapter 144 ")));
 }
 
+TEST_F(SerfWitnessTest, ANodeMayDieBeforeTheDaemonFindsTheReturnedAgentThatReportsItAlive) {
+    agent(0, "15.0 member-failed 3=c,failed");
+    agent(0, "20.0 gone");
+    agent(0, "21.0 agent 1=a,alive 2=b,alive 3=c,alive");
+    agent(1, "21.2 member-failed 3=c,failed");
+    client({"15.1 event 3 death adapters 144@1", "21.3 event 4 death adapters 145@1",
+            "21.3 event 5 death nodes 3 id x", "21.8 event 6 join adapters 144@2",
+            "21.8 event 7 join nodes 3"});
+    EXPECT_THAT(faults(), IsEmpty());
+}
+
 TEST_F(SerfWitnessTest, TheOwnAdapterMayDieAtOnceWithAnAgentThatLeaves) {
     agent(0, "20.0 gone");
     client({"20.1 event 3 death adapters 48@1", "30.1 event 4 death adapters 96@1 144@1"});
