@@ -22,6 +22,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using wispd::Engine_Step;
 using wispd::Serf_Engine;
@@ -341,15 +342,23 @@ TEST_F(SerfEngine, AnAgentWhoseOwnMemberHasNoNumberIsRefused) {
 
 // ---- Settings that change, in every order ----
 
-TEST_F(SerfEngine, AnAgentWhoseKeyChangesKeepsItsMembersForTheGrace) {
+TEST_F(SerfEngine, AnAgentWhoseAddressAndKeyChangeKeepsItsMembersForTheGrace) {
     serve(3);
     settings_.grace = 60s;
     start();
     ASSERT_TRUE(next());
-    Serf_Settings keyed = settings_;
-    keyed.agents[0].auth_key = "new";
-    engine_->set(keyed);
-    ASSERT_TRUE(advance_until([&] { return agents_[0]->requests("auth") > 0 && agent(0).connected; }));
+    agents_.push_back(
+        std::make_unique<Serf_Agent>(hb_test::Serf_Agent_Plan{"n1", simulated_members(3), "secret", 0}));
+    Serf_Settings moved = settings_;
+    moved.agents[0].port = agents_[1]->port();
+    moved.agents[0].auth_key = "wrong";
+    engine_->set(moved);
+    ASSERT_TRUE(advance_until(
+        [&] { return agent(0).trouble.find("rejected the authentication key") != std::string::npos; }));
+    moved.agents[0].auth_key = "secret";
+    engine_->set(moved);
+    ASSERT_TRUE(advance_until([&] { return agent(0).connected && agent(0).address == agents_[1]->address(); }));
+    ASSERT_THAT(steps_, Not(IsEmpty())); // the configurations
     for (const Engine_Step &step : steps_) {
         EXPECT_THAT(step.liveness.adapters, ElementsAre(48, 96, 144));
     }
@@ -445,6 +454,7 @@ TEST_F(SerfEngine, AnEngineWithoutAgentsWaitsWithoutWork) {
     serve(2);
     agents_[0]->refuse();
     start();
+    EXPECT_FALSE(engine_->advance(std::chrono::steady_clock::now()));
     ASSERT_TRUE(advance_until([&] { return agent(0).attempts >= 5; })); // retried once a second now
     int turns = 0;
     const unsigned attempts = agent(0).attempts;
