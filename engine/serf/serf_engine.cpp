@@ -365,7 +365,7 @@ std::optional<Engine_Step> Serf_Engine::step() {
     bool is_departure = false;
     if (!reported_) {
         for (const std::unique_ptr<Agent> &agent : agents_) {
-            agent->network.take_replaced(); // nobody knows who was there before
+            agent->network.take_died(); // nobody knows who was there before
         }
     }
     if (reported_) {
@@ -378,7 +378,7 @@ std::optional<Engine_Step> Serf_Engine::step() {
             return Engine_Step{std::nullopt, std::move(departed), true};
         }
         is_departure = any_departed;
-        add_replaced(next);
+        add_died(next);
     }
     Engine_Step step{std::nullopt, next, is_departure};
     const bool changed = !reported_ || next.nodes != reported_->nodes || next.adapters != reported_->adapters ||
@@ -395,12 +395,13 @@ std::optional<Engine_Step> Serf_Engine::step() {
     return step;
 }
 
-// Another machine with the number of one that was up: the earlier one died.
-void Serf_Engine::add_replaced(Liveness &next) {
+// An adapter that went down and is up again within one step died: its member failed and returned, or another machine
+// has its number.
+void Serf_Engine::add_died(Liveness &next) {
     std::set<int> nodes;
     const int per_node = settings_.cluster.adapters_per_node;
     for (const std::unique_ptr<Agent> &agent : agents_) {
-        for (const int node : agent->network.take_replaced()) {
+        for (const int node : agent->network.take_died()) {
             const int64_t adapter = int64_t{node} * per_node + agent->settings.network;
             if (reported_->adapters.contains(adapter) && next.adapters.contains(adapter)) {
                 next.adapters_back.insert(adapter);
@@ -420,10 +421,16 @@ void Serf_Engine::add_replaced(Liveness &next) {
     }
 }
 
+// A client that migrates to a cluster service knows an adapter by its type, so no adapter is without one.
 Configuration Serf_Engine::configuration() const {
     Configuration configuration = settings_.cluster;
     configuration.local_node = static_cast<Hb_Node_Number>(*local_node_);
     if (!settings_.discover) {
+        for (Configured_Node &node : configuration.nodes) {
+            for (Configured_Adapter &adapter : node.adapters) {
+                adapter.type = adapter.type.empty() ? text("serf", adapter.network) : adapter.type;
+            }
+        }
         return configuration;
     }
     std::set<std::string> names;
@@ -438,6 +445,7 @@ Configuration Serf_Engine::configuration() const {
             if (const auto member = agent->network.member(number)) {
                 Configured_Adapter adapter;
                 adapter.network = static_cast<Hb_Network_Number>(agent->settings.network);
+                adapter.type = text("serf", agent->settings.network);
                 adapter.address = member->address;
                 adapter.carries_ip = is_address(member->address);
                 adapter.up = false;

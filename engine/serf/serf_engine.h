@@ -67,7 +67,7 @@ class Serf_Engine final : public Engine {
     void check_local_node();
     bool is_ready_for_first_step(Time now) const;
     std::optional<Engine_Step> step();
-    void add_replaced(Liveness &next);
+    void add_died(Liveness &next);
     Configuration configuration() const;
     Liveness liveness() const;
     bool has_departed(int node, int network) const;

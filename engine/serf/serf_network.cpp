@@ -253,6 +253,7 @@ void Serf_Network::set_status(int node, Status status, Turn &turn) {
     }
     if (turn.rules.settle.count() == 0) {
         slot.is_up = false;
+        died_.insert(node);
         turn.news.liveness = true;
     } else if (settles_.try_emplace(node, turn.now + turn.rules.settle).second) {
         ++settling_[node].held;
@@ -273,7 +274,9 @@ void Serf_Network::remove(const Serf_Member &member, Turn &turn) {
 
 void Serf_Network::vacate(int node, Turn &turn) {
     Slot &slot = slots_[at(node)];
-    replaced_.insert(node);
+    if (slot.is_up) {
+        died_.insert(node);
+    }
     turn.number_is_free = true;
     turn.news.liveness = turn.news.liveness || slot.is_up;
     turn.news.configuration = true;
@@ -302,6 +305,7 @@ Serf_Network::News Serf_Network::advance(const Rules &rules, Time now) {
     for (std::map<int, Time> *waiting : {&settles_, &awaited_}) {
         for (const int node : take_overdue(*waiting, now)) {
             slots_[at(node)].is_up = false;
+            died_.insert(node);
             turn.news.liveness = true;
             turn.number_is_free = true;
         }

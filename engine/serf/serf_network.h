@@ -79,8 +79,8 @@ class Serf_Network {
     bool is_awaited(int node) const { return awaited_.contains(node); }
     std::vector<int> awaited() const;
 
-    // The nodes whose member was replaced by another one since the last call.
-    std::set<int> take_replaced() { return std::exchange(replaced_, {}); }
+    // The nodes whose adapter went down since the last call, also if it is up again.
+    std::set<int> take_died() { return std::exchange(died_, {}); }
 
     struct Place {
         std::string name;
@@ -142,7 +142,7 @@ class Serf_Network {
     std::vector<Slot> slots_;                  // by node number
     std::vector<int> nodes_;                   // by the id of the name; NOBODY without a member of that name
     std::map<std::string, Rejected> rejected_; // by name
-    std::set<int> replaced_;
+    std::set<int> died_;
     std::set<int> departed_; // nodes whose member left in good order and has not returned
     std::optional<int> own_number_;
     mutable std::optional<Serf_Counts> counts_; // empty: a change has outdated them

@@ -2,7 +2,6 @@
 #include "providers/corosync/corosync_peers.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "engine/corosync/corosync_translation.h"
 #include "host/log.h"
@@ -10,8 +9,8 @@
 
 namespace mox_corosync {
 
-Corosync_Peers::Corosync_Peers(Peer_Settings settings)
-    : name_(std::move(settings.name)), names_(std::move(settings.names)), watch_(std::move(settings.join)) {}
+Corosync_Peers::Corosync_Peers(const Peer_Settings &settings)
+    : name_(settings.name), names_(settings.names), watch_(settings.join) {}
 
 std::vector<mox_followed::Peer_Report> Corosync_Peers::advance(wispd::Engine::Time now,
                                                                const wispd::Engine_Status &engine) {

@@ -21,7 +21,7 @@ struct Peer_Settings {
 class Corosync_Peers final : public mox_followed::Followed_Peers {
   public:
     // Throws std::system_error.
-    explicit Corosync_Peers(Peer_Settings settings);
+    explicit Corosync_Peers(const Peer_Settings &settings);
 
     const std::string &name() const override { return name_; }
     int descriptor() const override { return watch_.descriptor(); }

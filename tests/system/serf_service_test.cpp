@@ -101,24 +101,11 @@ class Serf_Service_Programs : public testing::TestWithParam<Setup> {
                 Serf_Agent_Plan{"n1", simulated_members(members, network), "", 0}));
         }
     }
-    // Nodes 1 to `members` on two networks. The daemon and the service know an adapter by its type.
-    std::string file(int members) const {
-        std::string text = "[cluster]\nname = \"gossip\"\nlocal_node = 1\nmax_nodes = 10\nadapters_per_node = "
-                           "48\n[source]\ntype = \"serf\"\n";
+    std::string file() const {
+        std::string text = "[cluster]\nname = \"gossip\"\n[source]\ntype = \"serf\"\ndiscover = true\n";
         for (std::size_t network = 0; network < agents_.size(); ++network) {
             text += "[[source.agent]]\nnetwork = " + std::to_string(network) + "\nrpc = \"" +
                     agents_[network]->address() + "\"\n";
-        }
-        for (const std::string network : {"0", "1"}) {
-            text += "[[network]]\nnumber = " + network + "\nname = \"network" + network + "\"\n";
-        }
-        for (int node = 1; node <= members; ++node) {
-            const std::string number = std::to_string(node);
-            text += "[[node]]\nnumber = " + number + "\nname = \"n" + number + "\"\n";
-            for (const std::string network : {"0", "1"}) {
-                text += "[[node.adapter]]\nnetwork = " + network + "\naddress = \"10." + network + ".0." +
-                        number + "\"\ntype = \"serf" + network + "\"\n";
-            }
         }
         return text + "[daemon]\nshutdown_delay_seconds = 0.2\n";
     }
@@ -151,7 +138,7 @@ class Serf_Service_Programs : public testing::TestWithParam<Setup> {
 
 TEST_P(Serf_Service_Programs, WispdAndTheServiceAgree) {
     serve(4);
-    Daemon daemon(GetParam().daemon, file(4));
+    Daemon daemon(GetParam().daemon, file());
     ASSERT_TRUE(daemon.start());
     Child_Process hbctl({programs().path("hbctl"), "--socket", daemon.socket(), "migrate", "--check"},
                         preloaded(daemon.configuration_file()));
@@ -167,7 +154,7 @@ TEST_P(Serf_Service_Programs, WispdAndTheServiceAgree) {
 
 TEST_P(Serf_Service_Programs, AMigrationLosesAndDoublesNoEvent) {
     serve(4);
-    Daemon daemon(GetParam().daemon, file(4));
+    Daemon daemon(GetParam().daemon, file());
     ASSERT_TRUE(daemon.start());
     Client client(programs(), daemon.socket(),
                   {"open", "subscribe n 3 all-nodes", "subscribe a 3 all-adapters"},
@@ -211,7 +198,7 @@ TEST_P(Serf_Service_Programs, AMigrationLosesAndDoublesNoEvent) {
 
 TEST_P(Serf_Service_Programs, AProgramThatStartsWithoutADaemonReceivesTheClusterAndItsEvents) {
     serve(3);
-    std::ofstream(directory_.file("serf.toml")) << file(3);
+    std::ofstream(directory_.file("serf.toml")) << file();
     const std::unique_ptr<Child_Process> example = start_example(directory_.file("serf.toml"));
     for (const char *line :
          {"watching", "Hb_Config_Group: event 128", "nodes: event 4 node 1 node 2 node 3",

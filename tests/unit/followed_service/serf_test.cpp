@@ -64,7 +64,7 @@ TEST_F(Serf_Service, AProgramThatQueriesAtOnceReceivesTheCluster) {
     start();
     EXPECT_EQ(1, local_node());
     EXPECT_EQ("1 up, 2 up, 3 up", nodes());
-    EXPECT_EQ("1 net0 up, 1 net1 up, 2 net0 up, 2 net1 up, 3 net0 up, 3 net1 up", interfaces());
+    EXPECT_EQ("1 serf0 up, 1 serf1 up, 2 serf0 up, 2 serf1 up, 3 serf0 up, 3 serf1 up", interfaces());
 }
 
 TEST_F(Serf_Service, AMemberThatFailsAndReturnsDiesAndJoins) {
@@ -119,9 +119,9 @@ TEST_F(Serf_Service, AnAdapterFailsWhileItsNodeStaysUpOnAnotherNetwork) {
     const Unique_Fd adapters = open("adapter_liveness");
     const Unique_Fd liveness = open("node_liveness");
     agents_[1]->change("member-failed", {"n2"});
-    EXPECT_EQ("down 2 net1", next(adapters, ADAPTER));
+    EXPECT_EQ("down 2 serf1", next(adapters, ADAPTER));
     agents_[1]->change("member-join", {"n2"});
-    EXPECT_EQ("up 2 net1", next(adapters, ADAPTER));
+    EXPECT_EQ("up 2 serf1", next(adapters, ADAPTER));
     EXPECT_EQ(NOTHING, read_node(liveness));
 }
 
@@ -199,7 +199,7 @@ TEST_F(Serf_Service, AnUnreachableAgentLeavesTheClusterOfTheOtherNetwork) {
     start();
     EXPECT_EQ(1, local_node());
     EXPECT_EQ("1 up, 2 up", nodes());
-    EXPECT_EQ("1 net0 up, 2 net0 up", interfaces());
+    EXPECT_EQ("1 serf0 up, 2 serf0 up", interfaces());
 }
 
 // The descriptor is ready once a second for the counts. Between them it is not, so a client that waits on it sleeps.

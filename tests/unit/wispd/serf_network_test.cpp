@@ -265,13 +265,22 @@ TEST_F(SerfNetwork, TheAgentsOwnMemberDoesNotLeaveWhenTheAgentStops) {
     EXPECT_FALSE(report(Kind::all, {member("n1"), member("n2")}).liveness);
 }
 
-TEST_F(SerfNetwork, EachMachineThatTakesANumberIsKnownAsReplaced) {
+TEST_F(SerfNetwork, AMachineThatTakesANumberIsKnownAsADeath) {
     report(Kind::all, {member("x", Status::alive, "3"), member("y", Status::alive, "3")});
-    network_.take_replaced();
+    network_.take_died();
     report(Kind::update, {member("x", Status::alive, "4")});
     EXPECT_EQ(network_.member(3)->name, "y");
-    EXPECT_THAT(network_.take_replaced(), ElementsAre(3));
-    EXPECT_THAT(network_.take_replaced(), IsEmpty());
+    EXPECT_THAT(network_.take_died(), ElementsAre(3));
+    EXPECT_THAT(network_.take_died(), IsEmpty());
+}
+
+TEST_F(SerfNetwork, AMemberThatFailsAndReturnsIsKnownAsADeath) {
+    report(Kind::all, {member("n1"), member("n2")});
+    network_.take_died();
+    report(Kind::failed, {member("n2", Status::failed)});
+    report(Kind::join, {member("n2")});
+    EXPECT_THAT(up(), ElementsAre(1, 2));
+    EXPECT_THAT(network_.take_died(), ElementsAre(2));
 }
 
 TEST_F(SerfNetwork, AMemberThatIsReapedWithItsLeaveLeft) {
