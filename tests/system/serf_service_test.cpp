@@ -3,6 +3,7 @@
 // agents, others start without one.
 #include <algorithm>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <set>
 #include <sstream>
@@ -75,7 +76,8 @@ class Received_Events {
         if (event != "event" || (kind != "death" && kind != "join")) {
             return;
         }
-        for (unsigned member = 0; words >> member; words.ignore(line.size(), ' ')) {
+        for (unsigned member = 0; words >> member;
+             words.ignore(std::numeric_limits<std::streamsize>::max(), ' ')) {
             events_.push_back(kind + " " + members + " " + std::to_string(member));
             const bool changed =
                 kind == "death" ? up_[members].erase(member) == 1 : up_[members].insert(member).second;
