@@ -347,9 +347,15 @@ void Serf_Engine::check_local_node() {
     }
 }
 
-// The first report has the members of all networks, unless an agent does not answer.
+// The first report has the members of all networks, unless an agent does not answer. A large list takes its time.
 bool Serf_Engine::is_ready_for_first_step(Time now) const {
     const auto is_connected = [](const auto &agent) { return agent->status.connected; };
+    const auto is_pending = [](const auto &agent) {
+        return agent->connection && !agent->status.connected && agent->status.trouble.empty();
+    };
+    if (std::any_of(agents_.begin(), agents_.end(), is_pending)) {
+        return false;
+    }
     return std::all_of(agents_.begin(), agents_.end(), is_connected) ||
            (now - *started_ >= ALL_AGENTS_LATEST && std::any_of(agents_.begin(), agents_.end(), is_connected));
 }

@@ -33,9 +33,16 @@ TEST(SerfCorpus, EverySeedMeansTheSameInPieces) {
     }
 }
 
+// An exception costs a sanitizer a thousand times as much.
+#if defined(HB_ADDRESS_SANITIZER)
+constexpr std::size_t STEP = 31;
+#else
+constexpr std::size_t STEP = 1;
+#endif
+
 TEST(SerfCorpus, EveryCutAndEveryChangedByteMeansTheSameInPieces) {
     for (const std::string &stream : streams()) {
-        for (std::size_t at = 0; at < stream.size(); ++at) {
+        for (std::size_t at = 0; at < stream.size(); at += STEP) {
             EXPECT_EQ(decode(stream.substr(0, at)), 0);
             for (const char byte : {'\x00', '\x7f', '\x80', '\x81', '\x90', '\x9f', '\xa0', '\xa5', '\xc0',
                                     '\xc1', '\xc6', '\xc9', '\xcf', '\xdb', '\xdd', '\xdf', '\xff'}) {

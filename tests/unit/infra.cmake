@@ -113,6 +113,6 @@ if(TARGET hb_cluster_description)
 endif()
 if(TARGET hb_engine_serf)
   hb_add_test(serf_corpus_test SOURCES "${PROJECT_SOURCE_DIR}/tests/fuzz/serf_corpus_test.cpp"
-              "${PROJECT_SOURCE_DIR}/tests/fuzz/serf_message.cpp" LIBS hb_engine_serf)
+              "${PROJECT_SOURCE_DIR}/tests/fuzz/serf_message.cpp" LIBS hb_engine_serf TIMEOUT 600)
   target_compile_definitions(serf_corpus_test PRIVATE HB_SERF_CORPUS="${PROJECT_SOURCE_DIR}/tests/fuzz/serf_corpus")
 endif()

@@ -80,6 +80,8 @@ if(HB_WITH_SERF)
     hb_serf_access
     hb_test_serf_agent
     hb_test_support
+    TIMEOUT
+    600
     LABELS
     unit
     threads)

@@ -357,9 +357,16 @@ TEST(SerfStream, CutAtAnyByteItHasTheAnswersBeforeTheCut) {
     }
 }
 
+// An exception costs a sanitizer a thousand times as much.
+#if defined(HB_ADDRESS_SANITIZER)
+constexpr std::size_t STEP = 31;
+#else
+constexpr std::size_t STEP = 1;
+#endif
+
 TEST(SerfStream, WithAnyByteChangedItIsDecodedOrRejected) {
     std::size_t rejected = 0;
-    for (std::size_t at = 0; at < SESSION.size(); ++at) {
+    for (std::size_t at = 0; at < SESSION.size(); at += STEP) {
         for (int value = 0; value < 256; ++value) {
             std::string changed = SESSION;
             changed[at] = static_cast<char>(value);
@@ -368,7 +375,7 @@ TEST(SerfStream, WithAnyByteChangedItIsDecodedOrRejected) {
             ASSERT_LE(count.value_or(0), 8U);
         }
     }
-    EXPECT_GT(rejected, SESSION.size());
+    EXPECT_GT(rejected, SESSION.size() / STEP);
 }
 
 std::string list_of_members(unsigned count) {
