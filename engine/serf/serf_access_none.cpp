@@ -8,7 +8,7 @@ namespace wispd {
 void need_serf() {
     throw std::runtime_error(
         "[source] type is \"serf\", but this program was built without Serf: use a build made with "
-        "the packages libmsgpack-cxx-dev and libboost-dev");
+        "the package libmsgpack-cxx-dev");
 }
 
 std::unique_ptr<Engine> follow_serf(const Serf_Settings &) {

@@ -131,7 +131,7 @@ class Demonstration {
         const std::set<int> group = nodes_up_to(middle);
         const std::set<int> others = without(all_, group);
         headline("The network is parted: nodes 1 to " + std::to_string(middle) + ", and the others");
-        say("   No packet passes between the groups. Each group reports the other one dead: there is no "
+        say("   No packet passes between the groups. Each group reports the other nodes down: there is no "
             "quorum.");
         follow(
             Told::Kind::death, [&] { cluster_.agents().part(0, group); },
