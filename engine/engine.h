@@ -61,7 +61,7 @@ struct Engine_Status {
     std::vector<Agent_Status> agents;
     unsigned long rejected_members = 0;                    // since the start
     std::vector<std::string> rejections;                   // why members are rejected now, one text for each
-    std::vector<std::pair<int, Settling_Status>> settling; // by node, nodes with a held death only
+    std::vector<std::pair<int, Settling_Status>> settling; // by node, only nodes with a held death
 };
 
 class Engine {
@@ -82,7 +82,7 @@ class Engine {
     virtual const Engine_Status &status() const = 0;
     // Returns how long other nodes stay up after the engine disconnected.
     virtual std::chrono::milliseconds grace() const = 0;
-    // Returns how long connecting can last, where advance() does not wait for it.
+    // Returns how long the first step can take to arrive, for an engine whose first advance() does not wait for it.
     virtual std::chrono::milliseconds time_to_connect() const { return {}; }
     // Changes the settings, which must be those of the same kind of engine. If names or numbers in them differ, the
     // next call of advance() returns a configuration.

@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::chrono::milliseconds FIRST_RETRY(100);
 constexpr std::chrono::milliseconds LONGEST_RETRY(1000);
-// How long the first report waits for agents that do not answer, while others do.
+// The first report waits so long for agents that do not answer, while others do.
 constexpr std::chrono::seconds ALL_AGENTS_LATEST(2);
 // An agent gathers its events for up to three seconds. Counts that differ longer reveal a lost event.
 constexpr std::chrono::seconds COUNTS_DIFFER_LONGEST(5);
 // A connection ends when a question has no answer for so long.
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::size_t REJECTIONS_SHOWN = 100;
-// A connection that ends earlier is not retried sooner than the one before it.
+// After a shorter connection the interval between two attempts does not begin again with the first one.
 constexpr std::chrono::seconds LASTING(10);
 
 std::string address_of(const Serf_Agent &agent) {
@@ -238,7 +238,7 @@ void Serf_Engine::read(Agent &agent, Time now) {
     }
 }
 
-// An agent that cannot deliver its events fast enough discards them.
+// Counts that differ reveal a lost event: an agent discards events that it cannot deliver fast enough.
 void Serf_Engine::compare_counts(Agent &agent, Time now) {
     const std::optional<Serf_Counts> &counts = agent.connection->counts();
     if (!agent.status.connected || !counts || is_same(*counts, agent.network.counts())) {
@@ -261,7 +261,7 @@ void Serf_Engine::lose(Agent &agent, const std::string &why, Time now) {
         agent.status.silent = asked && now - *asked >= SILENT_AFTER;
         since = agent.status.silent ? *asked : now;
     }
-    // Also if its list has not arrived: its events have.
+    // Also before the list has arrived: events can arrive before it.
     disconnect(agent, since + settings_.grace);
     if (std::exchange(agent.status.connected, false)) {
         log_warning(text("Serf agent of network ", agent.settings.network, " disconnected (", why,
@@ -326,7 +326,8 @@ bool Serf_Engine::knows_local_node(Time now) {
     return local_node_.has_value();
 }
 
-// The agents' own members are the local node, whatever their tags say. A tag that says otherwise is an error of the setup.
+// The agents' own members are the local node, whatever their tags state. A tag with another number is an error of the
+// setup.
 void Serf_Engine::check_local_node() {
     std::string contradiction;
     for (const std::unique_ptr<Agent> &agent : agents_) {
@@ -371,7 +372,7 @@ std::optional<Engine_Step> Serf_Engine::step() {
     bool is_departure = false;
     if (!reported_) {
         for (const std::unique_ptr<Agent> &agent : agents_) {
-            agent->network.take_died(); // nobody knows who was there before
+            agent->network.take_died(); // a death before the first report is no event
         }
     }
     if (reported_) {

@@ -45,7 +45,7 @@ class Serf_Decoder {
 
     // Permits the answer to a question that is sent now. Events are permitted from the answer to stream on.
     void expect(Serf_Question question);
-    // Decodes the next bytes, which can end anywhere. Throws Serf_Malformed, and does so again on further calls.
+    // Decodes the next bytes, which can end anywhere. Throws Serf_Malformed, and again on further calls.
     // Answers that were complete before can still be fetched.
     void decode(std::string_view bytes);
     // Removes and returns the complete answers. Events of unknown kinds, and unknown keys, are left out.

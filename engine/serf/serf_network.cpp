@@ -66,8 +66,8 @@ Serf_Network::News Serf_Network::apply(const Serf_Report &report, const Rules &r
     return turn.news;
 }
 
-// A list has its members in random order. Of two members with the same number every wispd shall accept the same one:
-// the agent's own one, else one that is alive, else the first by name.
+// A list has its members in random order. Of two members with the same number wispd accepts the agent's own one, else
+// one that is alive, else the first by name. So all wispds agree, except on the nodes of these two members.
 void Serf_Network::apply_list(const Serf_Report &all, Turn &turn) {
     std::vector<const Serf_Member *> members;
     members.reserve(all.members.size());
@@ -97,8 +97,8 @@ void Serf_Network::end_turn(Turn &turn) {
     }
 }
 
-// An agent that has just returned learns of its members one after the other, so a member that is missing in its list is
-// not removed at once.
+// An agent that has just returned finds its members one after the other. So a member that is missing in its list is not
+// removed at once.
 void Serf_Network::await_unlisted(const Serf_Report &all, Turn &turn) {
     std::vector<bool> is_listed(slots_.size());
     std::set<std::string> rejected;
@@ -180,7 +180,7 @@ void Serf_Network::reject(const Serf_Member &member, const std::string &reason, 
     found->second = {member, reason};
 }
 
-// A rejected member is accepted when another one has left its number.
+// A rejected member is accepted when no other member keeps its number.
 void Serf_Network::try_rejected_again(Turn &turn) {
     std::vector<Serf_Member> acceptable;
     for (const auto &[name, one] : rejected_) {

@@ -3,9 +3,9 @@
 // agent reports, and from its end and return. No I/O and no clock of its own.
 //
 //  - An adapter is up while the agent reports its member alive or leaving.
-//  - A death is held back for settle_milliseconds. A member that is alive again in this time did not die.
+//  - A death is held back for settle_milliseconds. It is withdrawn if the member is alive again in this time.
 //  - When the agent ends, its members stay up until a given time. The grace of a member ends when the agent reports it.
-//  - A member whose number is taken by another member, or that has no number, is rejected. It changes nothing.
+//  - A member without a number, or with the number of another member, is rejected. It changes nothing.
 #pragma once
 
 #include <chrono>
@@ -65,9 +65,9 @@ class Serf_Network {
     News apply(const Serf_Report &report, const Rules &rules, Time now);
     // Begins again with a complete list of members and other numbers. Members that stay keep their state.
     News renumber(const Serf_Report &all, const Rules &rules, Time now);
-    // The agent ended. Its members stay up until the time, or until their earlier time.
+    // The agent ended. Its members stay up until the time; a member that is awaited already keeps its earlier time.
     void hold(Time until);
-    // Does what is overdue: deaths that were held back, members that nobody reports.
+    // Does what is overdue: deaths that were held back, members that no agent reports.
     News advance(const Rules &rules, Time now);
     // When advance() has work; nothing if it has none.
     std::optional<Time> next_due() const;

@@ -12,7 +12,7 @@
 
 namespace wispd {
 
-// The maps and lists of which something is known. Everything inside of `skipped` is.
+// The maps and lists whose contents are known. Everything inside of `skipped` is skipped.
 enum class Serf_Place { header, members, event, list, member, tags, stats, agent, counts, skipped };
 
 // What the values of one header or body were; which members are set depends on the place.
@@ -32,7 +32,7 @@ class Serf_Visitor : public msgpack::null_visitor {
   public:
     // States what the next map is.
     void begin(Serf_Place top);
-    // Throws what a text longer than SERF_TEXT_MAX leads to.
+    // Throws the error for a text longer than SERF_TEXT_MAX.
     [[noreturn]] static void reject_longer_text();
     // Returns what was collected since begin().
     Serf_Values &values() { return values_; }
@@ -64,8 +64,8 @@ class Serf_Visitor : public msgpack::null_visitor {
     };
 
     static const char *name_of(Form form);
-    // Returns the key of the value that begins now, or null when the value is skipped. Throws when it has a key and
-    // another form.
+    // Returns the key of the value that begins now, or null when the value is skipped. Throws when the
+    // value's form is not that of its key.
     const Serf_Key *accept(Form found);
     void enter(Serf_Place place);
     void set_key(std::string_view word);

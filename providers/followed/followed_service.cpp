@@ -220,7 +220,7 @@ void Followed_Service::check_engine() {
 
 // Polls the engine. An engine that connects without waiting has no answer to the first poll, although its agents
 // run. A program that loads the service and queries it at once still receives the cluster, because the query waits
-// for the first step. After a wait without a cluster, queries fail at once for as long as it lasted.
+// for the first step. After a wait without a cluster, queries fail at once for the same time.
 void Followed_Service::check_engine_for_query() {
     check_engine();
     const std::chrono::milliseconds longest = engine_->time_to_connect();

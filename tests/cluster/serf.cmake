@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # Real Serf agents in one network namespace of this machine. The agent is found when a test runs; a machine without it
-# skips the tests and says so.
+# skips the tests and prints the reason.
 if(NOT HB_WITH_SERF)
   return()
 endif()

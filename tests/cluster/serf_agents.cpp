@@ -57,7 +57,7 @@ unsigned user_of(int node) {
     return 100000U + static_cast<unsigned>(node);
 }
 
-// In a user namespace of an ordinary user there are no other users.
+// The user namespace of an ordinary user has no other users.
 bool has_users() {
     std::ifstream map("/proc/self/uid_map");
     unsigned long inside = 0;
@@ -243,7 +243,7 @@ void Serf_Agents::start(int node, int network) {
     }
     program.insert(program.end(), {"serf", "agent", "-disable-compression", "-config-file=" + file});
     // Compression costs most of the processor time, and hundreds of agents share the processors of one machine.
-    // An agent otherwise has a thread for each processor, and hundreds of agents have hundreds of threads that wait for it.
+    // Without GOMAXPROCS each agent has a thread for each processor, and the threads of hundreds of agents compete.
     agents_[{node, network}] = places_.run(HOST, program, {{"GOMAXPROCS", "1"}});
 }
 
@@ -395,7 +395,7 @@ std::optional<std::set<int>> Serf_Agents::alive(int node, int network) {
     return nodes;
 }
 
-// The counts are cheap; the list of members is read once they fit.
+// The counts are cheap, so the list of members is read only when they fit.
 bool Serf_Agents::wait_alive(int network, const std::set<int> &asked, const std::set<int> &wanted,
                              const Deadline &deadline) {
     return std::all_of(asked.begin(), asked.end(), [&](int node) {

@@ -3,7 +3,7 @@
 // loopback addresses of its own.
 //
 // Nodes are numbered from 1, networks from 0. Everything exists only in the namespaces of one host of
-// tests/cluster/host_namespaces.h, so all of it ends with the test, also when the test is killed.
+// tests/cluster/host_namespaces.h, so all of it ends with the test, even when the test is killed.
 #pragma once
 
 #include <map>

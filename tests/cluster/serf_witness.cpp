@@ -34,7 +34,7 @@ std::string numbers(const std::set<unsigned> &nodes) {
     return text;
 }
 
-// Up while one of them is up. A daemon that does not know yet that one came up reports both down, and then up again.
+// Up while one of them is up. A daemon that has not received yet that one came up reports both down, and then up again.
 Turns either(const Turns &one, const Turns &other) {
     Turns all;
     bool one_up = false;
@@ -136,8 +136,7 @@ std::set<unsigned> Serf_Witness::all_adapters() const {
     return all;
 }
 
-// An agent that leaves reports its own leave at the moment at which it disconnects, so only some of its clients receive
-// that.
+// An agent that leaves reports its own leave just as it disconnects, so only some of its clients receive that report.
 Turns Serf_Witness::turns_of_adapter(unsigned adapter, double since, const Patience &patience) const {
     Patience adapted = patience;
     if (node_of_adapter(adapter) == local_node_) {

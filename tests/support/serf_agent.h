@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// An agent of the gossip engine Serf, simulated: it answers the questions of its clients on 127.0.0.1, sends the events
-// that the test orders, and fails as the test orders. It encodes with its own code.
+// A simulated agent of the gossip engine Serf. It answers the questions of its clients on 127.0.0.1, and sends events
+// and fails as the test orders. It shares no code with wispd, so it encodes with its own.
 //
 // All agents of a process share one thread. A member function returns when what it orders is in force.
 #pragma once
@@ -62,7 +62,7 @@ class Serf_Agent {
     void send_bytes(const std::string &bytes); // to the open connections
     // Sends only the first bytes of each answer to this command, and disconnects. An event's command is "event".
     void cut(const std::string &command, std::size_t bytes);
-    // Sends each byte alone, and waits so long after it; zero: sends as usual.
+    // Sends each byte alone, and pauses after it; zero: sends as usual.
     void trickle(std::chrono::microseconds pause);
     // Sends events of a user's kind to each stream as fast as it is read.
     void flood(bool enabled);

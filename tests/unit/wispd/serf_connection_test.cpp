@@ -301,7 +301,7 @@ TEST(SerfConnection, ContinuesWhenALateAnswerArrives) {
     EXPECT_EQ(client.connection().asked_since(), std::nullopt);
 }
 
-// A process that was stopped reads the answer before it looks at the clock.
+// A process that was stopped reads the answer before it checks the clock.
 TEST(SerfConnection, AnAnswerThatIsThereCountsHoweverLateItIsRead) {
     Serf_Agent agent({.members = simulated_members(1)});
     Client client(agent);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The engine over simulated agents: what wispd is told, step by step.
+// The engine over simulated agents: what it reports to wispd, step by step.
 #include <chrono>
 #include <memory>
 #include <poll.h>
