@@ -155,7 +155,7 @@ void write_daemon(Writer &writer, const Snapshot &snapshot) {
     }
     if (!about.held_deaths.empty()) {
         writer.begin("hb_deaths_held", Type::counter, "",
-                     "Deaths of adapters that wispd held back until they had stood for a time, by node.");
+                     "Deaths of adapters that wispd held back for settle_milliseconds, by node.");
         for (const auto &[node, deaths] : about.held_deaths) {
             writer.sample({{"node", std::to_string(node)}}, std::to_string(deaths.held));
         }
