@@ -16,9 +16,9 @@ class io_context;
 
 namespace wispd {
 
-// Waits, without an event loop, for the first step: at most the grace or the time to connect, and a little longer while
-// a query is pending. Throws std::runtime_error, which states what is wrong with the engine or its configuration. If
-// it does not answer at all, `engine` becomes null: the thread that waits for the answer keeps the
+// Waits, without an event loop, for the first step: at most the longer of the grace and the time to connect, and a
+// little more while a query is pending. Throws std::runtime_error, which states what is wrong with the engine or its
+// configuration. If it does not answer at all, `engine` becomes null: the thread that waits for the answer keeps the
 // object.
 Engine_Step await_engine(std::unique_ptr<Engine> &engine);
 

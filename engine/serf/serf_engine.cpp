@@ -24,7 +24,7 @@ constexpr std::chrono::seconds COUNTS_DIFFER_LONGEST(5);
 // A connection ends when a question has no answer for so long.
 constexpr std::chrono::seconds SILENT_AFTER(2);
 constexpr std::size_t REJECTIONS_SHOWN = 100;
-// After a shorter connection the interval between two attempts does not begin again with the first one.
+// After a connection that was shorter than this, the interval between two attempts keeps growing.
 constexpr std::chrono::seconds LASTING(10);
 
 std::string address_of(const Serf_Agent &agent) {
