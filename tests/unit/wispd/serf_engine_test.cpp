@@ -93,6 +93,20 @@ TEST_F(SerfEngine, TheFirstStepIsTheMembersAsNodesAndAdapters) {
     EXPECT_TRUE(engine_->status().connected);
 }
 
+TEST_F(SerfEngine, TheFirstStepDoesNotWaitForAnAgentThatIsNotThere) {
+    serve(2, 2);
+    agents_[1]->refuse();
+    start();
+    std::optional<Engine_Step> step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 96));
+    EXPECT_FALSE(engine_->status().connected);
+    agents_[1]->accept();
+    step = next();
+    ASSERT_TRUE(step && step->configuration);
+    EXPECT_THAT(step->liveness.adapters, ElementsAre(48, 49, 96, 97));
+}
+
 TEST_F(SerfEngine, MembersThatFailTogetherAreOneStep) {
     serve(1500);
     start();
